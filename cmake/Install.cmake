@@ -1,0 +1,36 @@
+# What `cmake --install` puts below the prefix: the library, its headers, and the descriptions by
+# which CMake and pkg-config find them.
+
+include(CMakePackageConfigHelpers)
+
+set(KELMUTILS_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/KelmUtils")
+
+install(TARGETS KelmUtils EXPORT KelmUtilsTargets
+    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+)
+install(DIRECTORY data utils
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/KelmUtils"
+    FILES_MATCHING PATTERN "*.h" PATTERN "*_p.h" EXCLUDE
+)
+install(EXPORT KelmUtilsTargets NAMESPACE Kelm:: DESTINATION "${KELMUTILS_PACKAGE_DIR}")
+
+configure_package_config_file(cmake/KelmUtilsConfig.cmake.in KelmUtilsConfig.cmake
+    INSTALL_DESTINATION "${KELMUTILS_PACKAGE_DIR}"
+    NO_SET_AND_CHECK_MACRO
+)
+write_basic_package_version_file(KelmUtilsConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES
+    "${PROJECT_BINARY_DIR}/KelmUtilsConfig.cmake"
+    "${PROJECT_BINARY_DIR}/KelmUtilsConfigVersion.cmake"
+    DESTINATION "${KELMUTILS_PACKAGE_DIR}"
+)
+
+# The .pc file finds its prefix from where it lies, so that an installed tree may be moved.
+file(RELATIVE_PATH KELMUTILS_PC_TO_PREFIX
+    "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" KELMUTILS_PC_TO_PREFIX "${KELMUTILS_PC_TO_PREFIX}")
+configure_file(cmake/KelmUtils.pc.in KelmUtils.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/KelmUtils.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

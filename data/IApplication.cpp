@@ -1,0 +1,7 @@
+#include "data/IApplication.h"
+
+namespace Data {
+
+IApplication::~IApplication() = default;
+
+} // namespace Data

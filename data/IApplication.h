@@ -1,0 +1,40 @@
+#pragma once
+
+#include "data/String.h"
+#include "utils/Export.h"
+
+namespace Data {
+
+/// What the library asks of the application that hosts it. See Utils::setApplication().
+class KELMUTILS_EXPORT IApplication
+{
+public:
+    /// The host's value named \p key, or \p defaultValue when the host knows no such key.
+    ///
+    ///     "verbose"     a decimal number; 3 or more turns diagnostic logging on
+    ///     "APP_PATH"    the program path given to the Python runtime
+    ///     "PYTHON_DIR"  an explicit Python home folder
+    ///     "HOME_DIR"    the application's home folder
+    ///     "RES_DIR"     the resources folder
+    virtual String getVariable(const char *key, const String &defaultValue) = 0;
+
+    /// Shows a message line to the user. The library always passes true.
+    virtual void showMessage(const String &text, bool flag) = 0;
+
+    /// Writes a diagnostic line. The library always passes the level 3.
+    virtual void logMessage(const String &text, int level) = 0;
+
+    /// Tells how far a task has come: \p count of \p maxSteps. \p popup chooses the popup progress
+    /// display rather than the ordinary one, here and below.
+    virtual void setProgress(int count, int maxSteps, bool popup) = 0;
+
+    /// Sets the text of the progress display.
+    virtual void setProgressLabel(const String &text, bool popup) = 0;
+
+    /// Shows or hides the progress display.
+    virtual void showProgress(bool visible, bool cancelable, bool popup) = 0;
+
+    virtual ~IApplication();
+};
+
+} // namespace Data

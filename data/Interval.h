@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QtGlobal>
+
+namespace Data {
+
+/// A range of numbers, each end of which may be open.
+struct Interval
+{
+    enum Flag : qint32
+    {
+        HasMin = 1,
+        HasMax = 2
+    };
+
+    double min = 0.0; ///< lower end, 0.0 while not set
+    double max = 0.0; ///< upper end, 0.0 while not set
+    qint32 flags = 0; ///< the ends that are set, a sum of Flag; 0 is the empty interval
+};
+
+} // namespace Data
