@@ -4,5 +4,19 @@
 // source of its class.
 
 #include "data/MetaTypes_p.h"
+#include "utils/signals/PendingCalls_p.h"
+#include "utils/signals/SignalRegistry_p.h"
+
+namespace Utils {
+
+PendingCalls pendingCalls; // signals: ids of the single-shot calls that wait
+
+bool SignalRegistry::alive = true;
+SignalRegistry signalRegistry; // signals: the named signals
+
+// The superclass links of the meta-objects of Signal and Slot are set here in load order where the
+// platform does not let the linker set them; they need no line.
+
+} // namespace Utils
 
 const Data::MetaTypes Data::metaTypes; // data: names of the payload types, known to Qt

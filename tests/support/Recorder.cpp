@@ -1,0 +1,26 @@
+#include "tests/support/Recorder.h"
+
+#include "tests/support/Print.h"
+
+void Recorder::bare() { note("sig()"); }
+
+void Recorder::single(const Data::Variant &value) { note("sig(" + describe(value) + ")"); }
+
+void Recorder::pair(const Data::String &key, const Data::Variant &value)
+{
+    note("sig(" + key + ", " + describe(value) + ")");
+}
+
+void Recorder::payload(const Data::VariantCollection &data) { note("sig(" + describe(data) + ")"); }
+
+void Recorder::text(const Data::String &text) { note("text(" + text + ")"); }
+
+void Recorder::qtVariant(const QVariant &value) { note("qtVariant(" + value.toString() + ")"); }
+
+void Recorder::note(const QString &call)
+{
+    calls.append(call);
+    const std::function<void()> react = reaction; // which may replace itself or delete us
+    if (react)
+        react();
+}

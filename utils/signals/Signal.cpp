@@ -1,0 +1,162 @@
+#include "utils/signals/Signal.h"
+
+#include "utils/signals/PendingCalls_p.h"
+#include "utils/signals/SignalRegistry_p.h"
+#include "utils/signals/SingleShot_p.h"
+#include "utils/signals/Slot.h"
+
+#include <QPointer>
+#include <QTimer>
+
+#include <cstring>
+
+namespace Utils {
+
+Signal *Signal::find(const Data::String &name)
+{
+    if (!SignalRegistry::alive)
+        return nullptr;
+    return signalRegistry.byName[name]; // an unknown name is taken from here on
+}
+
+Signal &Signal::addData(const Data::String &key, const Data::Variant &value)
+{
+    m_data[key] = value;
+    return *this;
+}
+
+Data::VariantCollection Signal::data() const { return m_data; }
+
+int Signal::flag() const { return m_flag; }
+
+void Signal::setFlag(int flag) { m_flag = flag; }
+
+bool Signal::connect(const Slot *slot)
+{
+    return connect(slot, "1onSig(const Data::VariantCollection&)");
+}
+
+bool Signal::reconnect(const QObject *receiver, const char *method)
+{
+    if (receiver) // null would mean every receiver
+        QObject::disconnect(this, nullptr, receiver, nullptr);
+    return connect(receiver, method);
+}
+
+void Signal::singleShot(Slot *slot, const Data::VariantCollection &data, int msec,
+                        const Data::String &id)
+{
+    singleShot(slot, "1onSig()", data, msec, id);
+}
+
+void Signal::singleShot(Slot *slot, int msec, const Data::String &id)
+{
+    singleShot(slot, Data::VariantCollection(), msec, id);
+}
+
+void Signal::singleShot(const QObject *receiver, const char *method,
+                        const Data::VariantCollection &data, int msec, const Data::String &id)
+{
+    if (!SignalRegistry::alive || (!id.isEmpty() && pendingCalls.ids.contains(id)))
+        return;
+
+    Signal *call = new SingleShot(id.c_str()); // deletes itself when its time has come
+    call->connect(receiver, method);
+    call->m_data = data;
+    QTimer::singleShot(msec, call, "1sendSignals()");
+}
+
+void Signal::singleShot(const QObject *receiver, const char *method, int msec,
+                        const Data::String &id)
+{
+    singleShot(receiver, method, Data::VariantCollection(), msec, id);
+}
+
+void Signal::cancelSingleShot(const Data::String &id)
+{
+    if (SignalRegistry::alive)
+        pendingCalls.ids.remove(id);
+}
+
+bool Signal::sendSignals()
+{
+    const QPointer<Signal> self(this);
+    m_aborted = false;
+
+    Q_EMIT sig();
+    if (!self)
+        return false;
+
+    // What is emitted is copied first: a receiver that sends again empties the payload, and one
+    // that deletes the signal releases it.
+    if (m_data.size() == 1) {
+        const Data::String key = m_data.firstKey();
+        const Data::Variant value = m_data.first();
+        Q_EMIT sig(value);
+        if (!self)
+            return false;
+        Q_EMIT sig(key, value);
+    } else if (!m_data.isEmpty()) {
+        const Data::String key = QStringLiteral("item");
+        const auto item = m_data.constFind(key);
+        if (item != m_data.constEnd()) {
+            const Data::Variant value = *item;
+            Q_EMIT sig(key, value);
+        }
+    }
+    if (!self)
+        return false;
+
+    if (!m_data.isEmpty()) {
+        const Data::VariantCollection payload = m_data;
+        Q_EMIT sig(payload);
+        if (!self)
+            return false;
+    }
+
+    clearData();
+    return !m_aborted;
+}
+
+void Signal::abort() { m_aborted = true; }
+
+void Signal::clearData() { m_data.clear(); }
+
+bool Signal::connect(const QObject *receiver, const char *method)
+{
+    const auto mentions = [method](const char *type) {
+        return method && std::strstr(method, type) != nullptr;
+    };
+    const char *emission = "2sig()";
+    if (mentions("Data::VariantCollection")) // before "Data::Variant", which it contains
+        emission = "2sig(const Data::VariantCollection &)";
+    else if (mentions("Data::String") && mentions("Data::Variant"))
+        emission = "2sig(const Data::String &, const Data::Variant &)";
+    else if (mentions("Data::Variant"))
+        emission = "2sig(const Data::Variant &)";
+    return QObject::connect(this, emission, receiver, method);
+}
+
+Signal::Signal(const char *name, QObject *parent) : QObject(parent)
+{
+    const Data::String text(name);
+    setObjectName(text);
+    if (!SignalRegistry::alive)
+        return;
+
+    // A name that is there already, whoever has it, belongs to nobody from now on.
+    const bool isTaken = signalRegistry.byName.contains(text);
+    signalRegistry.byName.insert(text, isTaken ? nullptr : this);
+}
+
+Signal::~Signal()
+{
+    if (SignalRegistry::alive)
+        signalRegistry.byName.remove(objectName());
+}
+
+bool Signal::isAborted() const { return m_aborted; }
+
+void Signal::clearAborted() { m_aborted = false; }
+
+} // namespace Utils

@@ -1,0 +1,30 @@
+#include "utils/signals/SingleShot_p.h"
+
+#include "utils/signals/PendingCalls_p.h"
+
+#include <QPointer>
+
+namespace Utils {
+
+SingleShot::SingleShot(const char *id) : Signal(id ? id : "singleshot", nullptr)
+{
+    if (id)
+        pendingCalls.ids.insert(objectName());
+}
+
+bool SingleShot::sendSignals()
+{
+    const QPointer<SingleShot> self(this);
+    const Data::String id = objectName();
+    const bool isWaiting = pendingCalls.ids.contains(id);
+    if (isWaiting || id == QLatin1String("singleShot")) {
+        pendingCalls.ids.remove(id); // before the send, in which the id may be requested again
+        Signal::sendSignals();
+        if (!self)
+            return false;
+    }
+    deleteLater();
+    return !isAborted();
+}
+
+} // namespace Utils

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "data/VariantCollection.h"
+#include "utils/Export.h"
+
+namespace Utils {
+
+class Slot;
+
+/// T, in a place from which a template argument is not deduced.
+template <typename T>
+struct ExactlyType
+{
+    using Type = T;
+};
+template <typename T>
+using Exactly = typename ExactlyType<T>::Type;
+
+/// What a Slot calls at a delivery. Slot::setCallback() makes the right one and owns it.
+///
+/// A call may delete its slot, and with it the callback that is running: nothing of a callback is
+/// touched once the user's function has begun.
+class KELMUTILS_EXPORT SlotCB
+{
+public:
+    virtual ~SlotCB();
+    virtual void call(Slot *slot) = 0;
+
+protected:
+    SlotCB() = default;
+
+    /// The payload of the delivery that \p slot is in, as Slot::data() gives it.
+    static Data::VariantCollection payloadOf(const Slot *slot);
+
+private:
+    SlotCB(const SlotCB &) = delete;
+    SlotCB &operator=(const SlotCB &) = delete;
+};
+
+/// Calls a plain function of one of three shapes. A null function is allowed and does nothing.
+class KELMUTILS_EXPORT FunctionCB : public SlotCB
+{
+public:
+    explicit FunctionCB(void (*function)());
+    explicit FunctionCB(void (*function)(const Slot *));
+    explicit FunctionCB(void (*function)(const Data::VariantCollection &));
+
+    void call(Slot *slot) override;
+
+private:
+    void (*m_function)() = nullptr;
+    void (*m_functionWithSlot)(const Slot *) = nullptr;
+    void (*m_functionWithData)(const Data::VariantCollection &) = nullptr;
+};
+
+/// Calls a member function of one of three shapes on an object that must be alive for as long as
+/// the callback is installed. A null object or member does nothing.
+template <typename T>
+class MemberCB : public SlotCB
+{
+public:
+    MemberCB(T *object, void (T::*member)()) : m_object(object), m_member(member) {}
+    MemberCB(T *object, void (T::*member)(const Slot *))
+        : m_object(object), m_memberWithSlot(member)
+    {}
+    MemberCB(T *object, void (T::*member)(const Data::VariantCollection &))
+        : m_object(object), m_memberWithData(member)
+    {}
+
+    void call(Slot *slot) override
+    {
+        if (!m_object)
+            return;
+        if (m_memberWithSlot)
+            (m_object->*m_memberWithSlot)(slot);
+        else if (m_memberWithData)
+            (m_object->*m_memberWithData)(payloadOf(slot));
+        else if (m_member)
+            (m_object->*m_member)();
+    }
+
+private:
+    T *m_object;
+    void (T::*m_member)() = nullptr;
+    void (T::*m_memberWithSlot)(const Slot *) = nullptr;
+    void (T::*m_memberWithData)(const Data::VariantCollection &) = nullptr;
+};
+
+} // namespace Utils
