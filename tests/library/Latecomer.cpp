@@ -1,0 +1,56 @@
+// A library with a static signal and a static module that die after the library they build on.
+
+#include "tests/library/Keeper.h"
+#include "utils/script/IScriptableModule.h"
+#include "utils/signals/PublicSignal.h"
+
+#include <cstdio>
+#include <new>
+
+namespace {
+
+class Module : public Utils::IScriptableModule
+{
+public:
+    Module() : IScriptableModule("late") {}
+    bool initialize() override
+    {
+        std::printf("initialised\n");
+        return true;
+    }
+};
+
+// Built and destroyed by hand, as their end must come with the keeper's, not with this library's.
+alignas(Utils::PublicSignal) unsigned char signalStorage[sizeof(Utils::PublicSignal)];
+alignas(Module) unsigned char moduleStorage[sizeof(Module)];
+Utils::PublicSignal *lateSignal = nullptr;
+Module *lateModule = nullptr;
+
+void report(const char *when)
+{
+    Data::String messages;
+    std::printf("%s: signal %s\n", when,
+                Utils::Signal::find("late") == lateSignal ? "found" : "not found");
+    Utils::IScriptableModule::resetModules();
+    Utils::IScriptableModule::initializeModules(messages);
+}
+
+void tearDown()
+{
+    report("end");
+    lateSignal->addData("a", 1);
+    std::printf("sent: %s\n", lateSignal->sendSignals() ? "yes" : "no");
+    lateSignal->~PublicSignal();
+    lateModule->~Module();
+    std::printf("destroyed\n");
+}
+
+} // namespace
+
+extern "C" __attribute__((visibility("default"))) void setUpLatecomer()
+{
+    lateSignal = new (signalStorage) Utils::PublicSignal("late", nullptr);
+    lateModule = new (moduleStorage) Module;
+    callAtTheEnd(tearDown);
+    report("start");
+}

@@ -1,0 +1,56 @@
+// Prints when each process-wide object of the library is made and when it goes, with the state of
+// the alive flags behind each end. See tst_Library.cpp.
+
+#include "utils/script/ModuleList_p.h"
+#include "utils/signals/PendingCalls_p.h"
+#include "utils/signals/SignalRegistry_p.h"
+
+#include <cstdio>
+
+namespace {
+
+struct KnownObject
+{
+    const void *address;
+    const char *name;
+    void (*destroy)(void *);
+};
+
+// Set up by the compiler, as it is asked before any object is made.
+KnownObject knownObjects[] = {
+    {&Utils::pendingCalls, "pending calls", nullptr},
+    {&Utils::signalRegistry, "signal registry", nullptr},
+    {&Utils::moduleList, "module list", nullptr},
+};
+
+void destroyKnownObject(void *object)
+{
+    for (const KnownObject &known : knownObjects) {
+        if (known.address != object)
+            continue;
+        known.destroy(object);
+        std::printf("gone: %s (signals %s, modules %s)\n", known.name,
+                    Utils::SignalRegistry::alive ? "alive" : "dead",
+                    Utils::ModuleList::alive ? "alive" : "dead");
+    }
+}
+
+} // namespace
+
+// By the Itanium C++ ABI every object with static storage announces its destructor here as soon as
+// it is made. The linker leads these calls through us.
+extern "C" int __real___cxa_atexit(void (*destroy)(void *), void *object, void *library);
+
+extern "C" int __wrap___cxa_atexit(void (*destroy)(void *), void *object, void *library)
+{
+    for (KnownObject &known : knownObjects) {
+        if (known.address != object)
+            continue;
+        std::printf("made: %s\n", known.name);
+        known.destroy = destroy;
+        destroy = destroyKnownObject;
+    }
+    return __real___cxa_atexit(destroy, object, library);
+}
+
+int main() { std::printf("main\n"); }

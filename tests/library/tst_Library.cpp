@@ -1,0 +1,45 @@
+#include <QProcess>
+#include <QtTest>
+
+/// What \p program prints, with its errors and, when it is not 0, its exit code behind.
+static QByteArray outputOf(const char *program)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, QStringList());
+    process.waitForFinished(-1);
+    QByteArray output = process.readAll();
+    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
+        output += "exit code " + QByteArray::number(process.exitCode());
+    return output;
+}
+
+class tst_Library : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void makesItsStateInOrderAndReleasesItBackwards()
+    {
+        QCOMPARE(outputOf(STATE_ORDER),
+                 QByteArray("made: pending calls\n"
+                            "made: signal registry\n"
+                            "made: module list\n"
+                            "main\n"
+                            "gone: module list (signals alive, modules dead)\n"
+                            "gone: signal registry (signals dead, modules dead)\n"
+                            "gone: pending calls (signals dead, modules dead)\n"));
+    }
+
+    void isLeftAloneByWhatDiesAfterIt()
+    {
+        QCOMPARE(outputOf(LATE_DEATH), QByteArray("start: signal found\n"
+                                                  "initialised\n"
+                                                  "end: signal not found\n"
+                                                  "sent: yes\n"
+                                                  "destroyed\n"));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_Library)
+#include "tst_Library.moc"
