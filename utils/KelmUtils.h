@@ -11,6 +11,7 @@
 #include "data/Variant.h"
 #include "data/VariantCollection.h"
 #include "utils/Application.h"
+#include "utils/feedback/WaitCursor.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/signals/ConditionalSlot.h"
 #include "utils/signals/DelayedSlot.h"

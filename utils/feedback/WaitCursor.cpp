@@ -1,0 +1,58 @@
+#include "utils/feedback/WaitCursor.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+
+namespace Utils {
+
+// Without a QGuiApplication the calls for its cursors crash, and so does the making of a QCursor.
+static bool hasCursors()
+{
+    return qobject_cast<QGuiApplication *>(QCoreApplication::instance()) != nullptr;
+}
+
+static void setWaitCursor()
+{
+    if (hasCursors())
+        QGuiApplication::setOverrideCursor(QCursor(Qt::WaitCursor));
+}
+
+static void restoreAllCursors()
+{
+    while (WaitCursor::activated())
+        QGuiApplication::restoreOverrideCursor();
+}
+
+WaitCursor::WaitCursor(bool suspend, bool enable)
+{
+    if (!enable || !hasCursors() || suspend != activated())
+        return;
+
+    if (suspend) {
+        m_state = -1;
+        restoreAllCursors();
+    } else {
+        m_state = 1;
+        setWaitCursor();
+    }
+}
+
+WaitCursor::WaitCursor(const WaitCursor &other) = default;
+WaitCursor &WaitCursor::operator=(const WaitCursor &other) = default;
+WaitCursor::~WaitCursor() { reset(); }
+
+void WaitCursor::reset()
+{
+    if (m_state > 0)
+        restoreAllCursors();
+    else if (m_state < 0)
+        setWaitCursor();
+    m_state = 0;
+}
+
+bool WaitCursor::activated()
+{
+    return hasCursors() && QGuiApplication::overrideCursor() != nullptr;
+}
+
+} // namespace Utils
