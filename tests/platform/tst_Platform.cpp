@@ -1,0 +1,356 @@
+#include "utils/platform/Platform.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cerrno>
+#include <memory>
+
+namespace Platform = Utils::Platform;
+
+class tst_Platform : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_folder->isValid());
+    }
+
+    void opensAFileByAUnicodePath()
+    {
+        const std::string path = pathOf("a \xc3\xa4 \xe6\x97\xa5 \xf0\x9f\x98\x80.txt");
+
+        std::FILE *file = Platform::openFile(path, "wb");
+        QVERIFY(file);
+        QVERIFY(std::fputs("text", file) >= 0);
+        QCOMPARE(std::fclose(file), 0);
+
+        char text[8] = {};
+        file = Platform::openFile(path, "rb");
+        QVERIFY(file);
+        QCOMPARE(std::fread(text, 1, sizeof(text), file), std::size_t(4));
+        std::fclose(file);
+        QCOMPARE(QByteArray(text), QByteArray("text"));
+        QCOMPARE(contents("a \u00e4 \u65e5 \U0001f600.txt"), QByteArray("text"));
+    }
+
+    void tellsInErrnoHowTheOpeningWent_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<QByteArray>("mode");
+        QTest::addColumn<int>("error");
+
+        QTest::newRow("a file") << QByteArray("file") << QByteArray("rb") << 0;
+        QTest::newRow("a new file") << QByteArray("new") << QByteArray("ab") << 0;
+        QTest::newRow("a missing file") << QByteArray("missing") << QByteArray("rb") << ENOENT;
+        QTest::newRow("a missing folder") << QByteArray("no/file") << QByteArray("wb") << ENOENT;
+        QTest::newRow("a folder, to read") << QByteArray(".") << QByteArray("rb") << EISDIR;
+        QTest::newRow("a folder, to write") << QByteArray(".") << QByteArray("wb") << EISDIR;
+        QTest::newRow("below a file") << QByteArray("file/x") << QByteArray("rb") << ENOTDIR;
+        QTest::newRow("a name too long")
+            << QByteArray(4000, 'x') << QByteArray("rb") << ENAMETOOLONG;
+        QTest::newRow("a zero byte") << QByteArray("file\0x", 6) << QByteArray("rb") << ENOENT;
+    }
+
+    void tellsInErrnoHowTheOpeningWent()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(QByteArray, mode);
+        QFETCH(int, error);
+        create("file", "text");
+
+        errno = EBADF; // of an earlier call
+        std::FILE *const file = Platform::openFile(pathOf(name), mode.constData());
+        const int found = errno;
+        const bool isOpen = file != nullptr;
+        if (file)
+            std::fclose(file);
+
+        QCOMPARE(found, error);
+        QCOMPARE(isOpen, error == 0);
+    }
+
+    void opensNothingByAnEmptyPath()
+    {
+        errno = 0;
+        QVERIFY(!Platform::openFile("", "rb"));
+        QCOMPARE(errno, ENOENT);
+    }
+
+    void findsNoVersionWhereProgramsCarryNone()
+    {
+        create("file", "text");
+
+        QVERIFY(!Platform::fileVersion(pathOf("file")));
+        QVERIFY(!Platform::fileVersion(pathOf("missing")));
+        QVERIFY(!Platform::fileVersion(QCoreApplication::applicationFilePath().toStdString()));
+    }
+
+    void padsOnlyTheSecondPartOfAVersion_data()
+    {
+        QTest::addColumn<int>("major");
+        QTest::addColumn<int>("minor");
+        QTest::addColumn<int>("patch");
+        QTest::addColumn<int>("build");
+        QTest::addColumn<QByteArray>("text");
+
+        QTest::newRow("one digit") << 19 << 2 << 1 << 5 << QByteArray("19.02.1.5");
+        QTest::newRow("a year") << 2019 << 1 << 0 << 7 << QByteArray("2019.01.0.7");
+        QTest::newRow("two digits") << 3 << 12 << 0 << 1 << QByteArray("3.12.0.1");
+        QTest::newRow("the last of one digit") << 1 << 9 << 10 << 9 << QByteArray("1.09.10.9");
+        QTest::newRow("the first of two digits") << 1 << 10 << 9 << 10 << QByteArray("1.10.9.10");
+        QTest::newRow("all zero") << 0 << 0 << 0 << 0 << QByteArray("0.00.0.0");
+        QTest::newRow("all at most")
+            << 65535 << 65535 << 65535 << 65535 << QByteArray("65535.65535.65535.65535");
+    }
+
+    void padsOnlyTheSecondPartOfAVersion()
+    {
+        QFETCH(int, major);
+        QFETCH(int, minor);
+        QFETCH(int, patch);
+        QFETCH(int, build);
+        QFETCH(QByteArray, text);
+
+        const std::string result =
+            Platform::formatVersion({std::uint16_t(major), std::uint16_t(minor),
+                                     std::uint16_t(patch), std::uint16_t(build)});
+
+        QCOMPARE(QByteArray::fromStdString(result), text);
+    }
+
+    void movesOverAnExistingFile_data()
+    {
+        QTest::addColumn<QByteArray>("source");
+        QTest::addColumn<QByteArray>("target");
+
+        QTest::newRow("plain") << QByteArray("a") << QByteArray("b");
+        QTest::newRow("blanks") << QByteArray("a b") << QByteArray("c  d");
+        QTest::newRow("not ASCII") << QByteArray("\xc3\xa4") << QByteArray("\xe6\x97\xa5");
+        QTest::newRow("a shell's characters") << QByteArray("a;$(b)'\"&|*") << QByteArray("c<>`\\");
+    }
+
+    void movesOverAnExistingFile()
+    {
+        QFETCH(QByteArray, source);
+        QFETCH(QByteArray, target);
+        create(source, "new");
+        create(target, "old");
+
+        Platform::moveReplacing(pathOf(source), pathOf(target));
+
+        QVERIFY(!exists(source));
+        QCOMPARE(contents(target), QByteArray("new"));
+    }
+
+    void movesOverAReadOnlyFileWithoutAQuestion()
+    {
+        create("a", "new");
+        create("b", "old");
+        QVERIFY(QFile::setPermissions(m_folder->filePath("b"), QFile::ReadOwner));
+
+        Platform::moveReplacing(pathOf("a"), pathOf("b"));
+
+        QVERIFY(!exists("a"));
+        QCOMPARE(contents("b"), QByteArray("new"));
+    }
+
+    void movesIntoAnExistingFolder()
+    {
+        create("a", "text");
+        QVERIFY(QDir(m_folder->path()).mkdir("folder"));
+
+        Platform::moveReplacing(pathOf("a"), pathOf("folder"));
+
+        QVERIFY(!exists("a"));
+        QCOMPARE(contents("folder/a"), QByteArray("text"));
+    }
+
+    void movesAFolderWithItsContents()
+    {
+        QVERIFY(QDir(m_folder->path()).mkpath("folder/inner"));
+        create("folder/inner/a", "text");
+
+        Platform::moveReplacing(pathOf("folder"), pathOf("other"));
+
+        QVERIFY(!exists("folder"));
+        QCOMPARE(contents("other/inner/a"), QByteArray("text"));
+    }
+
+    void takesAPathThatLooksLikeAnOptionAsAPath()
+    {
+        const QString before = QDir::currentPath();
+        create("-b", "text");
+        QVERIFY(QDir::setCurrent(m_folder->path()));
+        const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
+
+        Platform::moveReplacing("-b", "--help");
+
+        QVERIFY(!exists("-b"));
+        QCOMPARE(contents("--help"), QByteArray("text"));
+    }
+
+    void movesNothingWithoutASourceAndATarget_data()
+    {
+        QTest::addColumn<QByteArray>("source");
+        QTest::addColumn<QByteArray>("target");
+
+        QTest::newRow("no source") << QByteArray() << QByteArray("b");
+        QTest::newRow("no target") << QByteArray("a") << QByteArray();
+        QTest::newRow("a missing source") << QByteArray("missing") << QByteArray("b");
+        QTest::newRow("a missing target folder") << QByteArray("a") << QByteArray("no/b");
+        QTest::newRow("a zero byte in the source") << QByteArray("a\0x", 3) << QByteArray("b");
+        QTest::newRow("a zero byte in the target") << QByteArray("a") << QByteArray("b\0x", 3);
+    }
+
+    void movesNothingWithoutASourceAndATarget()
+    {
+        QFETCH(QByteArray, source);
+        QFETCH(QByteArray, target);
+        create("a", "of a");
+        create("b", "of b");
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(m_folder->path()));
+        const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
+
+        Platform::moveReplacing(source.toStdString(), target.toStdString());
+
+        QCOMPARE(contents("a"), QByteArray("of a"));
+        QCOMPARE(contents("b"), QByteArray("of b"));
+        QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), (QStringList{"a", "b"}));
+    }
+
+    void movesWithoutTheCommandToo()
+    {
+        const QByteArray before = qgetenv("PATH");
+        create("a", "new");
+        create("b", "old");
+        qputenv("PATH", m_folder->path().toLocal8Bit()); // which holds no "mv"
+        const auto restore = qScopeGuard([&] { qputenv("PATH", before); });
+
+        Platform::moveReplacing(pathOf("a"), pathOf("b"));
+
+        QVERIFY(!exists("a"));
+        QCOMPARE(contents("b"), QByteArray("new"));
+    }
+
+    void movesThroughTheCommandAndWaitsForIt()
+    {
+        // A command of our own stands in, which takes its time, and prints its arguments to a file.
+        const QString log = m_folder->filePath("log");
+        create("mv", "#!/bin/sh\nsleep 0.2\nprintf '[%s]' \"$@\" > '" + log.toUtf8() + "'\n");
+        QVERIFY(QFile::setPermissions(m_folder->filePath("mv"),
+                                      QFile::ReadOwner | QFile::ExeOwner | QFile::WriteOwner));
+        const QByteArray before = qgetenv("PATH");
+        qputenv("PATH", m_folder->path().toLocal8Bit() + ":" + before);
+        const auto restore = qScopeGuard([&] { qputenv("PATH", before); });
+
+        Platform::moveReplacing("a b", "c");
+
+        QCOMPARE(contents("log"), QByteArray("[-f][--][a b][c]"));
+    }
+
+    void quotesWhatTheCommandInterpreterWouldCut_data()
+    {
+        QTest::addColumn<QByteArray>("source");
+        QTest::addColumn<QByteArray>("target");
+        QTest::addColumn<QByteArray>("commandLine");
+
+        const auto row = [](const char *name, const char *source, const char *target,
+                            const char *commandLine) {
+            QTest::newRow(name) << QByteArray(source) << QByteArray(target)
+                                << QByteArray(commandLine);
+        };
+        // clang-format off
+        row("plain", "C:\\a", "D:\\b", "cmd.exe /C move /Y C:\\a D:\\b");
+        row("a blank in the source", "C:\\a b", "D:\\c", "cmd.exe /C move /Y \"C:\\a b\" D:\\c");
+        row("a blank in the target", "C:\\a", "D:\\c d", "cmd.exe /C move /Y C:\\a \"D:\\c d\"");
+        row("blanks in both", "a b", "c d", "cmd.exe /C move /Y \"a b\" \"c d\"");
+        row("another command in the path", "a&del", "b|more", "cmd.exe /C move /Y \"a&del\" \"b|more\"");
+        row("redirections", "a>x", "b<y", "cmd.exe /C move /Y \"a>x\" \"b<y\"");
+        row("brackets and escapes", "a(1)", "b^x", "cmd.exe /C move /Y \"a(1)\" \"b^x\"");
+        row("separators of arguments", "a,b;c", "d=e", "cmd.exe /C move /Y \"a,b;c\" \"d=e\"");
+        row("places in a template", "%2", "%1", "cmd.exe /C move /Y %2 %1");
+        row("a quote in the source", "a\" & del \"", "b", "");
+        row("a quote in the target", "a", "b\"", "");
+        // clang-format on
+    }
+
+    void quotesWhatTheCommandInterpreterWouldCut()
+    {
+        QFETCH(QByteArray, source);
+        QFETCH(QByteArray, target);
+        QFETCH(QByteArray, commandLine);
+
+        const std::string result =
+            Platform::moveCommandLine(source.toStdString(), target.toStdString());
+
+        QCOMPARE(QByteArray::fromStdString(result), commandLine);
+    }
+
+    void createsAnEmptyFileWhereThereIsNone()
+    {
+        QVERIFY(Platform::createNewFile(pathOf("\xc3\xa4 b")));
+
+        QVERIFY(exists("\xc3\xa4 b"));
+        QCOMPARE(contents("\xc3\xa4 b"), QByteArray());
+    }
+
+    void leavesAloneWhatIsThereAlready()
+    {
+        create("file", "text");
+
+        QVERIFY(!Platform::createNewFile(pathOf("file")));
+        QVERIFY(!Platform::createNewFile(pathOf(".")));
+        QVERIFY(!Platform::createNewFile(pathOf("no/file")));
+        QVERIFY(!Platform::createNewFile(""));
+        QVERIFY(!Platform::createNewFile(pathOf(QByteArray("cut\0x", 5))));
+
+        QCOMPARE(contents("file"), QByteArray("text"));
+        QVERIFY(!exists("cut"));
+    }
+
+    void takesTheSharedDataFolderFromTheEnvironment()
+    {
+        const QByteArray before = qgetenv("ALLUSERSPROFILE");
+        const auto restore = qScopeGuard([&] { qputenv("ALLUSERSPROFILE", before); });
+
+        qputenv("ALLUSERSPROFILE", "/all/\xc3\xa4");
+        QCOMPARE(Platform::sharedDataFolder(), std::string("/all/\xc3\xa4"));
+        qunsetenv("ALLUSERSPROFILE");
+        QCOMPARE(Platform::sharedDataFolder(), std::string());
+    }
+
+private:
+    std::string pathOf(const QByteArray &name) const
+    {
+        return (m_folder->path().toUtf8() + "/" + name).toStdString();
+    }
+
+    bool exists(const QByteArray &name) const
+    {
+        return QFile::exists(m_folder->filePath(QString::fromUtf8(name)));
+    }
+
+    void create(const QByteArray &name, const QByteArray &text) const
+    {
+        QFile file(m_folder->filePath(QString::fromUtf8(name)));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(text), qint64(text.size()));
+    }
+
+    QByteArray contents(const QByteArray &name) const
+    {
+        QFile file(m_folder->filePath(QString::fromUtf8(name)));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("not to be read");
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+QTEST_GUILESS_MAIN(tst_Platform)
+#include "tst_Platform.moc"

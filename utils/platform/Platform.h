@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <string>
+
+/// All that differs between operating systems, for the library's own use.
+///
+/// Text is UTF-8, and a path is as the system writes it. A path that holds a zero byte names
+/// nothing. What a system lacks gives its empty result.
+namespace Utils::Platform {
+
+/// Opens the file at \p path in the fopen mode \p mode. Null when it cannot, and for a folder.
+///
+/// errno describes this open: 0 when the file is open, else why it is not; EISDIR for a folder
+/// where the system could open one.
+std::FILE *openFile(const std::string &path, const char *mode);
+
+/// The four parts of a program's version, the most significant one first.
+struct FileVersion
+{
+    std::uint16_t major;
+    std::uint16_t minor;
+    std::uint16_t patch;
+    std::uint16_t build;
+};
+
+/// The version in the resources of the program or library at \p path. Nothing when there is none,
+/// or on a system whose programs carry no version.
+std::optional<FileVersion> fileVersion(const std::string &path);
+
+/// Its parts in decimal; only the second is padded, to two digits, which is meant.
+///
+///     19, 2, 1, 5   => "19.02.1.5"
+///     3, 12, 0, 1   => "3.12.0.1"
+std::string formatVersion(const FileVersion &version);
+
+/// Moves a file or a folder, also to another file system, through the system's own command, and
+/// returns when that is done. An existing file at \p target is replaced; into an existing folder
+/// the source is moved. Nothing is printed, and nobody is told when it fails.
+///
+/// The paths are clean and have native separators. Does nothing when one of them is empty.
+void moveReplacing(const std::string &source, const std::string &target);
+
+/// The command line that moves on Windows. "" when a path has a double quote, which no path may
+/// have there and which would end the quoting.
+///
+/// A path with a blank is quoted. So is one with another character that the command interpreter
+/// reads as its own: unquoted it would run a part of the path as a command.
+///
+///     C:\a, D:\b      => cmd.exe /C move /Y C:\a D:\b
+///     C:\a b, D:\c&d  => cmd.exe /C move /Y "C:\a b" "D:\c&d"
+std::string moveCommandLine(const std::string &source, const std::string &target);
+
+/// Creates an empty file at \p path. False when something is there already, which is left alone,
+/// or when it cannot be created.
+///
+/// Windows keeps the file open, for nobody else to open it, until the process ends, which is meant.
+bool createNewFile(const std::string &path);
+
+/// The folder of the machine for data that all its users share: the environment variable
+/// ALLUSERSPROFILE, on every system. "" when it is not set.
+std::string sharedDataFolder();
+
+} // namespace Utils::Platform

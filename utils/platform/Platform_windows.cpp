@@ -1,0 +1,109 @@
+#include "utils/platform/Platform.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <vector>
+
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+namespace Utils::Platform {
+
+static bool isUsable(const std::string &path)
+{
+    return !path.empty() && path.find('\0') == std::string::npos;
+}
+
+static std::wstring toWide(const std::string &text)
+{
+    const int bytes = static_cast<int>(text.size());
+    const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(length), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, wide.data(), length);
+    return wide;
+}
+
+static std::string fromWide(const std::wstring &wide)
+{
+    const int units = static_cast<int>(wide.size());
+    const int length =
+        WideCharToMultiByte(CP_UTF8, 0, wide.data(), units, nullptr, 0, nullptr, nullptr);
+    std::string text(static_cast<std::size_t>(length), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide.data(), units, text.data(), length, nullptr, nullptr);
+    return text;
+}
+
+std::FILE *openFile(const std::string &path, const char *mode)
+{
+    if (!isUsable(path)) {
+        errno = ENOENT;
+        return nullptr;
+    }
+    const std::wstring widePath = toWide(path);
+    const std::wstring wideMode = toWide(mode);
+    errno = 0;
+    std::FILE *const file = _wfopen(widePath.c_str(), wideMode.c_str());
+    if (file)
+        errno = 0;
+    return file;
+}
+
+std::optional<FileVersion> fileVersion(const std::string &path)
+{
+    if (!isUsable(path))
+        return {};
+    const std::wstring widePath = toWide(path);
+    DWORD ignored = 0;
+    const DWORD size = GetFileVersionInfoSizeW(widePath.c_str(), &ignored);
+    if (size == 0)
+        return {};
+    std::vector<unsigned char> resource(size);
+    if (!GetFileVersionInfoW(widePath.c_str(), 0, size, resource.data()))
+        return {};
+
+    void *block = nullptr;
+    UINT blockSize = 0;
+    if (!VerQueryValueW(resource.data(), L"\\", &block, &blockSize) ||
+        blockSize < sizeof(VS_FIXEDFILEINFO))
+        return {};
+    const auto *const info = static_cast<const VS_FIXEDFILEINFO *>(block);
+    return FileVersion{HIWORD(info->dwFileVersionMS), LOWORD(info->dwFileVersionMS),
+                       HIWORD(info->dwFileVersionLS), LOWORD(info->dwFileVersionLS)};
+}
+
+void moveReplacing(const std::string &source, const std::string &target)
+{
+    if (!isUsable(source) || !isUsable(target))
+        return;
+    std::wstring commandLine = toWide(moveCommandLine(source, target));
+    if (commandLine.empty())
+        return;
+
+    // No handles are handed down and no window is made, so what the command prints is lost.
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION child = {};
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
+                        nullptr, nullptr, &startup, &child))
+        return;
+    WaitForSingleObject(child.hProcess, INFINITE);
+    CloseHandle(child.hThread);
+    CloseHandle(child.hProcess);
+}
+
+bool createNewFile(const std::string &path)
+{
+    if (!isUsable(path))
+        return false;
+    const HANDLE file = CreateFileW(toWide(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    return file != INVALID_HANDLE_VALUE; // stays open, see the header
+}
+
+std::string sharedDataFolder()
+{
+    const wchar_t *const folder = _wgetenv(L"ALLUSERSPROFILE");
+    return folder ? fromWide(folder) : std::string();
+}
+
+} // namespace Utils::Platform
