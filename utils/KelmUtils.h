@@ -12,6 +12,7 @@
 #include "data/VariantCollection.h"
 #include "utils/Application.h"
 #include "utils/feedback/WaitCursor.h"
+#include "utils/files/File.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/signals/ConditionalSlot.h"
 #include "utils/signals/DelayedSlot.h"

@@ -1,0 +1,332 @@
+#include "tests/support/Files.h" // makeFile
+#include "tests/support/OrdinaryUser.h"
+#include "tests/support/Print.h"
+#include "utils/files/File.h"
+
+#include <QtTest>
+
+#include <sys/stat.h>
+
+using Utils::File;
+
+class tst_File_search : public QObject
+{
+    Q_OBJECT
+
+private:
+    /// Makes the files, given separated by blanks, in a new folder.
+    void make(const char *files)
+    {
+        m_temporary.reset(new QTemporaryDir);
+        m_folder = m_temporary->path();
+        for (const QString &file : QString(files).split(' ', Qt::SkipEmptyParts))
+            QVERIFY(!makeFile(path(file)).isEmpty());
+    }
+
+    QString path(const QString &name) const { return m_folder + "/" + name; }
+
+    void link(const QString &target, const QString &name) const
+    {
+        QVERIFY(QFile::link(target, path(name)));
+    }
+
+    /// \p paths below the folder, separated by blanks, in order.
+    QString names(QStringList paths) const
+    {
+        for (QString &path : paths)
+            path = path.startsWith(m_folder + "/") ? path.mid(m_folder.size() + 1) : "?" + path;
+        return paths.join(' ');
+    }
+
+    QString sorted(QStringList paths) const
+    {
+        paths.sort();
+        return names(paths);
+    }
+
+    QScopedPointer<QTemporaryDir> m_temporary;
+    QString m_folder;
+
+private Q_SLOTS:
+    void searchesForFilesThatFitAFilter_data()
+    {
+        QTest::addColumn<QString>("filter");
+        QTest::addColumn<QString>("found");
+
+        const auto row = [](const char *filter, const char *found) {
+            QTest::newRow(*filter ? filter : "nothing") << QString(filter) << QString(found);
+        };
+        // clang-format off
+        row("*",          "A.TXT a.txt b.md c d[1].md sub/a.txt sub/sub/e.md");
+        row("*.txt",      "A.TXT a.txt sub/a.txt");
+        row("*.TXT",      "A.TXT a.txt sub/a.txt");
+        row("*.txt;*.md", "A.TXT a.txt b.md d[1].md sub/a.txt sub/sub/e.md");
+        row("*.md;*.md",  "b.md d[1].md sub/sub/e.md");
+        row("?.md",       "b.md sub/sub/e.md");
+        row("[bc]*",      "b.md c");
+        row("d[1].md",    "");
+        row("c",          "c");
+        row("sub",        "");
+        row("sub/*",      "");
+        row("",           "");
+        row(";",          "");
+        row(";c;",        "c");
+        row(" c",         "");
+        row("*.txt *.md", "");
+        row("*.txt;;",    "A.TXT a.txt sub/a.txt");
+        row("\\",         "");
+        row("*.cpp",      "");
+        // clang-format on
+    }
+
+    void searchesForFilesThatFitAFilter()
+    {
+        QFETCH(QString, filter);
+        QFETCH(QString, found);
+        make("a.txt A.TXT b.md c d[1].md sub/a.txt sub/sub/e.md");
+
+        QCOMPARE(sorted(File::search(m_folder, filter)), found);
+    }
+
+    void searchesOneFolderWhenToldSo()
+    {
+        make("a.txt sub/b.txt");
+
+        QCOMPARE(names(File::search(m_folder, "*.txt", /*recursive=*/false)), QString("a.txt"));
+        QCOMPARE(names(File::search(m_folder, "*.txt")), QString("a.txt sub/b.txt"));
+    }
+
+    void searchesInTheOrderOfTheFolder()
+    {
+        make("z.a y.b x.a w.c v.b u.a t.b");
+        QStringList inOrder = QDir(m_folder).entryList({"*.a", "*.b"}, QDir::Files, QDir::Unsorted);
+        QCOMPARE(inOrder.size(), 6);
+
+        QCOMPARE(names(File::search(m_folder, "*.b;*.a")), inOrder.join(' '));
+    }
+
+    void searchesTheFilesOfAFolderBeforeItsSubfolders()
+    {
+        make("a/file b/file c/file c/d/file m n");
+        QDir dir(m_folder);
+        QStringList inOrder = dir.entryList(QDir::Files, QDir::Unsorted);
+        dir.setFilter(QDir::AllDirs | QDir::NoDotAndDotDot);
+        dir.setSorting(QDir::Unsorted);
+        for (const QString &folder : dir.entryList()) {
+            inOrder.append(folder + "/file");
+            if (folder == "c")
+                inOrder.append("c/d/file");
+        }
+
+        QCOMPARE(names(File::search(m_folder, "*")), inOrder.join(' '));
+    }
+
+    void writesPathsAsItsFolderIsWritten_data()
+    {
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("found");
+
+        QTest::newRow("plain") << "d"
+                               << "d/x d/e/y";
+        QTest::newRow("with a slash") << "d/"
+                                      << "d/x d/e/y";
+        QTest::newRow("with dots") << "./e/../d"
+                                   << "./e/../d/x ./e/../d/e/y";
+        QTest::newRow("the current folder") << "."
+                                            << "./d/x ./d/e/y";
+    }
+
+    void writesPathsAsItsFolderIsWritten()
+    {
+        QFETCH(QString, folder);
+        QFETCH(QString, found);
+        make("d/x d/e/y");
+        QVERIFY(QDir(m_folder).mkdir("e"));
+        const QString current = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(m_folder));
+
+        const QString result = File::search(folder, "*").join(' ');
+
+        QVERIFY(QDir::setCurrent(current));
+        QCOMPARE(result, found);
+    }
+
+    void findsNoFilesWhereThereIsNoFolder_data()
+    {
+        QTest::addColumn<QString>("folder");
+
+        QTest::newRow("empty") << "";
+        QTest::newRow("missing") << "/there/is/no/such";
+        QTest::newRow("a file") << QCoreApplication::applicationFilePath();
+        QTest::newRow("too long") << "/" + QString("long/").repeated(2000);
+        QTest::newRow("a NUL") << QString("/tmp") + QChar(0);
+    }
+
+    void findsNoFilesWhereThereIsNoFolder()
+    {
+        QFETCH(QString, folder);
+
+        QCOMPARE(File::search(folder, "*"), QStringList());
+        QCOMPARE(File::find(folder, "*", true), Data::String());
+    }
+
+    void stopsSearchingAtTheCount_data()
+    {
+        QTest::addColumn<QString>("files");
+        QTest::addColumn<int>("maxCount");
+        QTest::addColumn<int>("count");
+
+        const auto row = [](const char *name, const char *files, int maxCount, int count) {
+            QTest::newRow(name) << QString(files) << maxCount << count;
+        };
+        // clang-format off
+        row("no limit",                       "a b d/c d/d",            0,  4);
+        row("negative is no limit",           "a b d/c d/d",            -1, 4);
+        row("within the files",               "a b c d/c",              2,  2);
+        row("all files, none below",          "a b d/c d/d",            2,  2);
+        row("not reached",                    "a b d/c",                5,  3);
+        row("a subfolder counts anew",        "a d/c d/d d/e",          2,  3);
+        row("but only one",                   "a d/c d/d e/c e/d",      2,  3);
+        row("stops at the count exactly",     "d/c e/c f/c",            2,  2);
+        row("each level counts anew",         "a d/a d/d/a d/d/b",      2,  4);
+        row("each level up to the count",     "a b d/a d/b d/c d/d/a d/d/b d/d/c", 3, 5);
+        // clang-format on
+    }
+
+    void stopsSearchingAtTheCount()
+    {
+        QFETCH(QString, files);
+        QFETCH(int, maxCount);
+        QFETCH(int, count);
+        make(files.toUtf8());
+
+        QCOMPARE(File::search(m_folder, "*", /*recursive=*/true, maxCount).size(), count);
+    }
+
+    void passesOverWhatIsHiddenOrNoFile()
+    {
+        make("a .b .c/d e/.f");
+        QCOMPARE(mkfifo(QFile::encodeName(path("pipe")), 0600), 0);
+        link("nowhere", "broken");
+
+        QCOMPARE(names(File::search(m_folder, "*")), QString("a"));
+    }
+
+    void searchesThroughLinks()
+    {
+        make("d/x e/y");
+        link(path("d"), "e/folder");
+        link(path("e/y"), "e/file");
+
+        QCOMPARE(sorted(File::search(path("e"), "*")), QString("e/file e/folder/x e/y"));
+    }
+
+    void searchesAFolderAgainByEachLinkFromOutside()
+    {
+        make("d/x e/y");
+        link(path("d"), "e/first");
+        link(path("d"), "e/second");
+
+        QCOMPARE(sorted(File::search(path("e"), "*")), QString("e/first/x e/second/x e/y"));
+    }
+
+    void followsALinkThatLeadsAboveItsFolder()
+    {
+        make("x d/y");
+        link(m_folder, "d/up");
+
+        QCOMPARE(sorted(File::search(path("d"), "*")), QString("d/up/d/y d/up/x d/y"));
+    }
+
+    void endsInALoopOfLinks()
+    {
+        make("x d/y e/z de/w");
+        for (const char *in : {"", "d/", "e/"}) {
+            const QString folder(in);
+            link(m_folder, folder + "all");
+            link(path("d"), folder + "one");
+            link(path("e"), folder + "two");
+            link(".", folder + "self");
+        }
+        link("circle", "circle");
+
+        const QStringList found = File::search(m_folder, "*");
+
+        for (const char *file : {"x", "d/y", "e/z", "de/w", "d/two/z", "two/z", "two/one/y"})
+            QVERIFY2(found.contains(path(file)), file);
+        QCOMPARE(QSet<QString>(found.begin(), found.end()).size(), found.size());
+        QVERIFY2(found.size() < 30, qPrintable(names(found)));
+    }
+
+    void passesOverAFolderItMayNotRead()
+    {
+        make("a shut/b open/c");
+        const QFile::Permissions none;
+        QVERIFY(QFile::setPermissions(path("shut"), none));
+
+        {
+            const OrdinaryUser user(m_folder);
+            QCOMPARE(sorted(File::search(m_folder, "*")), QString("a open/c"));
+            QCOMPARE(File::search(path("shut"), "*"), QStringList());
+        }
+
+        QVERIFY(QFile::setPermissions(path("shut"), QFile::Permissions(0x7700)));
+        QCOMPARE(sorted(File::search(m_folder, "*")), QString("a open/c shut/b"));
+    }
+
+    void takesAStarInAFolderForAWildcard()
+    {
+        make("a*b/x");
+        QCOMPARE(names(File::search(m_folder, "*")), QString());
+        QCOMPARE(names(File::search(path("a*b"), "*")), QString());
+
+        QVERIFY(!makeFile(path("a_B")).isEmpty());
+        QCOMPARE(names(File::search(m_folder, "*")), QString("a_B a*b/x"));
+        QCOMPARE(names(File::search(path("a*b"), "*")), QString("a*b/x"));
+    }
+
+    void searchesNamesOfEveryKind()
+    {
+        const QStringList files = {"with blank", QString::fromUtf8("Grüße-日本.txt"), "two\nlines",
+                                   QString(255, 'n'), QString::fromUtf8("😀")};
+        make("");
+        for (const QString &file : files)
+            QVERIFY(!makeFile(path(file)).isEmpty());
+
+        const QStringList found = File::search(m_folder, "*");
+
+        QCOMPARE(found.size(), files.size());
+        for (const QString &file : files)
+            QVERIFY2(found.contains(path(file)), qPrintable(file));
+        QCOMPARE(File::search(m_folder, QString::fromUtf8("GRÜ*.TXT")).size(), 1);
+    }
+
+    void endsInAFolderOfAnyDepth()
+    {
+        make("");
+        QDir dir(m_folder);
+        int depth = 0;
+        const QString name(200, 'd');
+        while (depth < 18) {
+            QVERIFY(dir.mkdir(name) && dir.cd(name));
+            ++depth;
+        }
+        QVERIFY(!makeFile(dir.filePath("x")).isEmpty());
+
+        QCOMPARE(File::search(m_folder, "x").size(), 1);
+    }
+
+    void findsTheFirstFile()
+    {
+        make("d/x.txt d/y.md");
+
+        QCOMPARE(File::find(path("d"), "*.md"), Data::String(path("d/y.md")));
+        QCOMPARE(File::find(m_folder, "x*"), Data::String());
+        QCOMPARE(File::find(m_folder, "x*", /*recursive=*/true), Data::String(path("d/x.txt")));
+        QCOMPARE(File::find(path("d"), "*"), Data::String(File::search(path("d"), "*").first()));
+        QCOMPARE(File::find("", "*"), Data::String());
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_File_search)
+#include "tst_File_search.moc"

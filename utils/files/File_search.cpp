@@ -1,0 +1,159 @@
+#include "utils/files/File.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QRegularExpression>
+#include <QVector>
+
+#include <algorithm>
+
+namespace Utils {
+
+namespace {
+
+/// The folders that a search is in: all from \p top down to \p bottom, and those in \p outer, from
+/// which a link has led to \p top. The paths are canonical.
+struct OpenFolders
+{
+    QString top;
+    QString bottom;
+    const OpenFolders *outer;
+};
+
+} // namespace
+
+static bool isAtOrBelow(const QString &path, const QString &folder)
+{
+    return path.startsWith(folder) &&
+           (path.size() == folder.size() || folder.endsWith(QLatin1Char('/')) ||
+            path.at(folder.size()) == QLatin1Char('/'));
+}
+
+static bool isOpen(const QString &folder, const OpenFolders *open)
+{
+    for (; open; open = open->outer) {
+        if (isAtOrBelow(folder, open->top) && isAtOrBelow(open->bottom, folder))
+            return true;
+    }
+    return false;
+}
+
+/// Whether there is a folder or file \p folder. One with a "*" stands for the files that fit it.
+static bool isThere(const QString &folder)
+{
+    if (!folder.contains(QLatin1Char('*')))
+        return !folder.isEmpty() && QFileInfo::exists(folder);
+
+    const QFileInfo pattern(folder);
+    return !File::search(pattern.dir().path(), pattern.fileName(), /*recursive=*/false).isEmpty();
+}
+
+namespace {
+
+/// Names that fit one of several wildcards, just as QDir takes them.
+class NameFilter
+{
+public:
+    explicit NameFilter(const QStringList &wildcards)
+        : m_fitsAll(wildcards.contains(QLatin1String("*")))
+    {
+        for (const QString &wildcard : wildcards) {
+            const QRegularExpression expression(
+                QRegularExpression::wildcardToRegularExpression(wildcard),
+                QRegularExpression::CaseInsensitiveOption);
+            if (expression.isValid())
+                m_expressions.append(expression);
+        }
+    }
+
+    bool fits(const QString &name) const
+    {
+        const auto fitsName = [&](const QRegularExpression &expression) {
+            return expression.match(name).hasMatch();
+        };
+        return m_fitsAll || std::any_of(m_expressions.begin(), m_expressions.end(), fitsName);
+    }
+
+private:
+    bool m_fitsAll;
+    QVector<QRegularExpression> m_expressions;
+};
+
+struct Search
+{
+    NameFilter filter;
+    bool recursive;
+    int maxCount;
+
+    /// Appends to \p found what is in \p folder, which is in \p open.
+    void run(const QString &folder, const OpenFolders &open, QStringList &found) const
+    {
+        if (!isThere(folder))
+            return;
+
+        const int before = found.size();
+        const auto isFull = [&] { return maxCount > 0 && found.size() - before >= maxCount; };
+
+        // One pass for both kinds. QDir would take one for each, and compile the wildcards anew in
+        // every folder.
+        QFileInfoList folders;
+        {
+            const QDir dir(folder);
+            const QDir::Filters kinds = QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Files;
+            QDirIterator entry(dir.path(), recursive ? kinds : QDir::Files);
+            while (entry.hasNext()) {
+                entry.next();
+                const QFileInfo info = entry.fileInfo();
+                if (info.isDir()) {
+                    folders.append(info);
+                    continue;
+                }
+                const QString name = info.fileName();
+                if (!filter.fits(name))
+                    continue;
+                found.append(dir.filePath(name));
+                if (isFull())
+                    return;
+            }
+        } // closed before it goes down, as depth must not cost file handles
+
+        for (const QFileInfo &below : qAsConst(folders)) {
+            enter(below, folder, open, found);
+            if (isFull())
+                return;
+        }
+    }
+
+private:
+    /// Goes on in \p below, an entry of \p folder.
+    void enter(const QFileInfo &below, const QString &folder, const OpenFolders &open,
+               QStringList &found) const
+    {
+        if (!below.isSymLink())
+            return run(below.filePath(), open, found);
+
+        const QString target = below.canonicalFilePath();
+        const OpenFolders here = {open.top, QFileInfo(folder).canonicalFilePath(), open.outer};
+        if (!isOpen(target, &here))
+            run(below.filePath(), {target, QString(), &here}, found);
+    }
+};
+
+} // namespace
+
+QStringList File::search(const Data::String &folder, const Data::String &filter, bool recursive,
+                         int maxCount)
+{
+    QStringList found;
+    const Search search = {NameFilter(filter.split(QLatin1Char(';'))), recursive, maxCount};
+    search.run(folder, {QFileInfo(folder).canonicalFilePath(), QString(), nullptr}, found);
+    return found;
+}
+
+Data::String File::find(const Data::String &folder, const Data::String &filter, bool recursive)
+{
+    return search(folder, filter, recursive, 1).value(0);
+}
+
+} // namespace Utils
