@@ -4,6 +4,7 @@
 // source of its class.
 
 #include "data/MetaTypes_p.h"
+#include "utils/feedback/Progress_p.h"
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
@@ -17,6 +18,8 @@ SignalRegistry signalRegistry; // signals: the named signals
 
 bool ModuleList::alive = true;
 ModuleList moduleList; // script: the scriptable modules
+
+ProgressState progressState; // feedback: the chains of reporters, and the label shown last
 
 // The superclass links of the meta-objects of Signal and Slot are set here in load order where the
 // platform does not let the linker set them; they need no line.

@@ -1,6 +1,7 @@
 // Prints when each process-wide object of the library is made and when it goes, with the state of
 // the alive flags behind each end. See tst_Library.cpp.
 
+#include "utils/feedback/Progress_p.h"
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
@@ -21,6 +22,7 @@ KnownObject knownObjects[] = {
     {&Utils::pendingCalls, "pending calls", nullptr},
     {&Utils::signalRegistry, "signal registry", nullptr},
     {&Utils::moduleList, "module list", nullptr},
+    {&Utils::progressState, "progress state", nullptr},
 };
 
 void destroyKnownObject(void *object)

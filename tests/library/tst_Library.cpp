@@ -25,7 +25,9 @@ private Q_SLOTS:
                  QByteArray("made: pending calls\n"
                             "made: signal registry\n"
                             "made: module list\n"
+                            "made: progress state\n"
                             "main\n"
+                            "gone: progress state (signals alive, modules alive)\n"
                             "gone: module list (signals alive, modules dead)\n"
                             "gone: signal registry (signals dead, modules dead)\n"
                             "gone: pending calls (signals dead, modules dead)\n"));

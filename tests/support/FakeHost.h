@@ -5,36 +5,47 @@
 #include <QMap>
 #include <QStringList>
 
-/// A host that notes every call, in order, as "operation(arguments)".
+#include <functional>
+
+/// A host that notes every call, in order, as "operation(arguments)", and then reacts to it.
 class FakeHost : public Data::IApplication
 {
 public:
     QStringList calls;
     QMap<QString, Data::String> variables;
+    std::function<void(const QString &call)> reaction; ///< run behind each note
 
     Data::String getVariable(const char *key, const Data::String &defaultValue) override
     {
-        calls.append(QString("getVariable(%1, %2)").arg(key, defaultValue));
+        note(QString("getVariable(%1, %2)").arg(key, defaultValue));
         return variables.value(key, defaultValue);
     }
     void showMessage(const Data::String &text, bool flag) override
     {
-        calls.append(QString("showMessage(%1, %2)").arg(text).arg(flag));
+        note(QString("showMessage(%1, %2)").arg(text).arg(flag));
     }
     void logMessage(const Data::String &text, int level) override
     {
-        calls.append(QString("logMessage(%1, %2)").arg(text).arg(level));
+        note(QString("logMessage(%1, %2)").arg(text).arg(level));
     }
     void setProgress(int count, int maxSteps, bool popup) override
     {
-        calls.append(QString("setProgress(%1, %2, %3)").arg(count).arg(maxSteps).arg(popup));
+        note(QString("setProgress(%1, %2, %3)").arg(count).arg(maxSteps).arg(popup));
     }
     void setProgressLabel(const Data::String &text, bool popup) override
     {
-        calls.append(QString("setProgressLabel(%1, %2)").arg(text).arg(popup));
+        note(QString("setProgressLabel(%1, %2)").arg(text).arg(popup));
     }
     void showProgress(bool visible, bool cancelable, bool popup) override
     {
-        calls.append(QString("showProgress(%1, %2, %3)").arg(visible).arg(cancelable).arg(popup));
+        note(QString("showProgress(%1, %2, %3)").arg(visible).arg(cancelable).arg(popup));
+    }
+
+private:
+    void note(const QString &call)
+    {
+        calls.append(call);
+        if (reaction)
+            reaction(call);
     }
 };

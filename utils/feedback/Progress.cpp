@@ -1,0 +1,290 @@
+#include "utils/feedback/Progress.h"
+
+#include "utils/Application_p.h"
+#include "utils/feedback/Progress_p.h"
+#include "utils/feedback/WaitCursor.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <limits>
+
+namespace Utils {
+
+static const int largestCount = std::numeric_limits<int>::max();
+
+class ProgressPrivate
+{
+public:
+    ProgressPrivate(int maxSteps, bool cancelable, bool popup);
+
+    int count = 0;
+    int maxSteps;      // 0: no known end, negative: inert
+    int lastCount = 0; // count at the last report
+    int step;          // between reports
+    int savedCount = -1;
+    int savedStep = 0;
+    int savedLastCount = 0;
+    int savedMaxSteps = 0;
+    bool cancelable;
+    bool cancelled = false;
+    bool visible = false;
+    bool background = false;
+    bool popup;
+    Data::String label;
+    Data::String savedLabel;
+    Data::String id;
+    std::unique_ptr<WaitCursor> waitCursor;
+    Progress *previous = nullptr; // the enclosing reporter of the same chain
+    qint64 start = progressState.now();
+};
+
+static int stepFor(int maxSteps)
+{
+    const int step = std::max(maxSteps / 20, 1);
+    return step > 500 ? maxSteps / 100 : step;
+}
+
+/// The absolute value of \p number, also where an int cannot hold it.
+static qint64 magnitude(int number) { return std::abs(qint64(number)); }
+
+static Progress *&head(bool popup)
+{
+    return popup ? progressState.currentPopup : progressState.current;
+}
+
+qint64 steadyTime()
+{
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+ProgressPrivate::ProgressPrivate(int maxSteps, bool cancelable, bool popup)
+    : maxSteps(maxSteps), step(stepFor(maxSteps)), cancelable(cancelable), popup(popup)
+{}
+
+Progress::Progress(int maxSteps, const Data::String &label, bool cancelable, bool waitCursor,
+                   bool popup)
+    : d(new ProgressPrivate(maxSteps, cancelable, popup))
+{
+    if (maxSteps < 0)
+        return;
+
+    // In the chain before the first call to the host, which may cancel from within it.
+    Progress *const previous = head(popup);
+    d->previous = previous;
+    head(popup) = this;
+
+    Data::String text = label;
+    if (cancelable && !popup) {
+        const QLatin1String hint("Press Esc to cancel.");
+        text = text.isEmpty() ? QString(hint) : text + QLatin1String(" \n") + hint;
+    }
+    if (!text.isEmpty())
+        setLabel(text);
+
+    if (waitCursor)
+        d->waitCursor.reset(new WaitCursor(/*suspend=*/false, /*enable=*/true));
+
+    if (previous) {
+        d->start = previous->d->start;
+        if (previous->d->visible) {
+            show();
+            update();
+        }
+    }
+    progressState.isDirty = false;
+}
+
+Progress::Progress() : d(new ProgressPrivate(/*maxSteps=*/0, /*cancelable=*/false, /*popup=*/false))
+{
+    d->background = true;
+}
+
+Progress::~Progress()
+{
+    const bool popup = d->popup;
+    Progress *const previous = d->previous;
+    if (head(popup) != this) {
+        // Inert, in the background, or dying out of turn: no chain may keep a dead reporter.
+        for (Progress *inner = head(popup); inner; inner = inner->d->previous) {
+            if (inner->d->previous == this)
+                inner->d->previous = previous;
+        }
+        return;
+    }
+
+    head(popup) = previous;
+    if (previous) {
+        previous->d->cancelled = d->cancelled;
+        if (d->visible) {
+            previous->show();
+            previous->update();
+        }
+        previous->setLabel(previous->d->label);
+    } else {
+        if (Data::IApplication *const host = application())
+            host->setProgressLabel(Data::String(progressState.lastLabel), popup);
+        if (d->visible)
+            hide();
+        progressState.isDirty = true;
+    }
+}
+
+bool Progress::tick(int steps)
+{
+    // In inner loops: between reports no call and no allocation.
+    if (d->maxSteps < 0)
+        return !d->cancelled;
+
+    const qint64 sum = d->count + magnitude(steps);
+    d->count = sum > largestCount ? largestCount : static_cast<int>(sum);
+    if (d->count - d->lastCount >= d->step || d->count > d->maxSteps * 0.95 ||
+        (d->background && progressState.isDirty))
+        report();
+    return !d->cancelled;
+}
+
+bool Progress::setCount(int count)
+{
+    if (d->maxSteps < 0 || count < 0)
+        return !d->cancelled;
+
+    d->count = std::max(d->count, std::min(count, d->maxSteps));
+    if (d->count - d->lastCount >= d->step || d->count > d->maxSteps - 5 ||
+        (d->background && progressState.isDirty))
+        report();
+    return !d->cancelled;
+}
+
+void Progress::setMaxSteps(int maxSteps)
+{
+    d->count = 0;
+    d->lastCount = 0;
+    d->maxSteps = static_cast<int>(std::min<qint64>(magnitude(maxSteps), largestCount));
+    if (d->maxSteps == 0)
+        d->start = progressState.now();
+    d->step = maxSteps < 0 ? d->maxSteps / 100 : stepFor(d->maxSteps);
+    update();
+}
+
+void Progress::setLabel(const Data::String &text)
+{
+    const Data::String label = text; // the host may change what text refers to
+    d->label = label;
+    if (Data::IApplication *const host = application())
+        host->setProgressLabel(label, d->popup);
+    if (d->background)
+        progressState.lastLabel = label;
+}
+
+Data::String Progress::label() const { return d->label; }
+int Progress::count() const { return d->count; }
+int Progress::maxSteps() const { return d->maxSteps; }
+
+void Progress::setId(const Data::String &id) { d->id = id; }
+Data::String Progress::id() const { return d->id; }
+
+bool Progress::isPopup() const { return d->popup; }
+
+void Progress::cancel()
+{
+    if (d->cancelable)
+        d->cancelled = true;
+}
+
+bool Progress::cancelled() const { return d->cancelled; }
+
+void Progress::disableCancel()
+{
+    Data::IApplication *const host = application();
+    if (host && d->popup)
+        host->showProgress(true, false, d->popup);
+}
+
+int Progress::elapsed() const
+{
+    return static_cast<int>(std::min<qint64>(progressState.now() - d->start, largestCount));
+}
+
+void Progress::show()
+{
+    if (Data::IApplication *const host = application())
+        host->showProgress(true, d->cancelable, d->popup);
+    Data::IApplication *const host = application(); // asked again, as that call may replace it
+    if (host && d->popup)
+        host->setProgressLabel(label(), d->popup);
+    d->visible = true;
+}
+
+void Progress::hide()
+{
+    if (d->background)
+        progressState.lastLabel = Data::String();
+    if (Data::IApplication *const host = application())
+        host->showProgress(false, d->cancelable, d->popup);
+    d->visible = false;
+}
+
+void Progress::save()
+{
+    d->savedCount = d->count;
+    d->savedStep = d->step;
+    d->savedLastCount = d->lastCount;
+    d->savedMaxSteps = d->maxSteps;
+    d->savedLabel = d->label;
+}
+
+void Progress::restore()
+{
+    if (d->savedCount < 0)
+        return;
+
+    d->count = d->savedCount;
+    d->step = d->savedStep;
+    d->lastCount = d->savedLastCount;
+    d->maxSteps = d->savedMaxSteps;
+    setLabel(d->savedLabel);
+}
+
+Progress *Progress::any()
+{
+    return progressState.currentPopup ? progressState.currentPopup : progressState.current;
+}
+
+Progress *Progress::current(bool popup) { return head(popup); }
+
+Data::String Progress::currentLabel()
+{
+    return progressState.current ? progressState.current->d->label : progressState.lastLabel;
+}
+
+bool Progress::isCancelable()
+{
+    return progressState.current && progressState.current->d->cancelable;
+}
+
+void Progress::report()
+{
+    d->lastCount = d->count;
+    progressState.isDirty = false;
+    update();
+}
+
+void Progress::update()
+{
+    if (d->maxSteps < 0)
+        return;
+
+    if (!d->visible) {
+        if (elapsed() < progressState.popupDelay)
+            return;
+        // What is nearly done is not worth a display.
+        if (d->maxSteps == 0 || static_cast<double>(d->count) / d->maxSteps < 0.9)
+            show();
+    }
+    if (Data::IApplication *const host = application())
+        host->setProgress(d->count, d->maxSteps, d->popup);
+}
+
+} // namespace Utils
