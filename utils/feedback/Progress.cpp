@@ -16,21 +16,19 @@ static const int largestCount = std::numeric_limits<int>::max();
 class ProgressPrivate
 {
 public:
-    ProgressPrivate(int maxSteps, bool cancelable, bool popup);
-
     int count = 0;
-    int maxSteps;      // 0: no known end, negative: inert
+    int maxSteps = 0;  // 0: no known end, negative: inert
     int lastCount = 0; // count at the last report
-    int step;          // between reports
+    int step = 1;      // between reports
     int savedCount = -1;
     int savedStep = 0;
     int savedLastCount = 0;
     int savedMaxSteps = 0;
-    bool cancelable;
+    bool cancelable = false;
     bool cancelled = false;
     bool visible = false;
     bool background = false;
-    bool popup;
+    bool popup = false;
     Data::String label;
     Data::String savedLabel;
     Data::String id;
@@ -59,14 +57,14 @@ qint64 steadyTime()
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-ProgressPrivate::ProgressPrivate(int maxSteps, bool cancelable, bool popup)
-    : maxSteps(maxSteps), step(stepFor(maxSteps)), cancelable(cancelable), popup(popup)
-{}
-
 Progress::Progress(int maxSteps, const Data::String &label, bool cancelable, bool waitCursor,
                    bool popup)
-    : d(new ProgressPrivate(maxSteps, cancelable, popup))
+    : d(new ProgressPrivate)
 {
+    d->maxSteps = maxSteps;
+    d->step = stepFor(maxSteps);
+    d->cancelable = cancelable;
+    d->popup = popup;
     if (maxSteps < 0)
         return;
 
@@ -96,10 +94,7 @@ Progress::Progress(int maxSteps, const Data::String &label, bool cancelable, boo
     progressState.isDirty = false;
 }
 
-Progress::Progress() : d(new ProgressPrivate(/*maxSteps=*/0, /*cancelable=*/false, /*popup=*/false))
-{
-    d->background = true;
-}
+Progress::Progress() : d(new ProgressPrivate) { d->background = true; }
 
 Progress::~Progress()
 {
