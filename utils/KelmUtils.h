@@ -22,3 +22,4 @@
 #include "utils/signals/SignalBlocker.h"
 #include "utils/signals/Slot.h"
 #include "utils/signals/SlotCB.h"
+#include "utils/text/DateTime.h"

@@ -8,6 +8,7 @@
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
+#include "utils/text/DateTimeFormats_p.h"
 
 namespace Utils {
 
@@ -15,6 +16,14 @@ PendingCalls pendingCalls; // signals: ids of the single-shot calls that wait
 
 bool SignalRegistry::alive = true;
 SignalRegistry signalRegistry; // signals: the named signals
+
+// text: the named formats of DateTime
+const Data::String DateTimeFormats::serialize(QStringLiteral("_serialize"));
+const Data::String DateTimeFormats::path(QStringLiteral("_path"));
+const Data::String DateTimeFormats::iso(QStringLiteral("yyyy-MM-ddThh:mm:ss"));
+const Data::String DateTimeFormats::isoMs(QStringLiteral("yyyy-MM-ddThh:mm:ss.zzz"));
+const Data::String DateTimeFormats::standard(QStringLiteral("dd MMM yyyy hh:mm:ss"));
+const Data::String DateTimeFormats::ui(QStringLiteral("MMM d, yyyy @ h:mm"));
 
 bool ModuleList::alive = true;
 ModuleList moduleList; // script: the scriptable modules

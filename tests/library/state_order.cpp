@@ -5,6 +5,7 @@
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
+#include "utils/text/DateTimeFormats_p.h"
 
 #include <cstdio>
 
@@ -21,6 +22,12 @@ struct KnownObject
 KnownObject knownObjects[] = {
     {&Utils::pendingCalls, "pending calls", nullptr},
     {&Utils::signalRegistry, "signal registry", nullptr},
+    {&Utils::DateTimeFormats::serialize, "date format serialize", nullptr},
+    {&Utils::DateTimeFormats::path, "date format path", nullptr},
+    {&Utils::DateTimeFormats::iso, "date format ISO", nullptr},
+    {&Utils::DateTimeFormats::isoMs, "date format ISO ms", nullptr},
+    {&Utils::DateTimeFormats::standard, "date format default", nullptr},
+    {&Utils::DateTimeFormats::ui, "date format UI", nullptr},
     {&Utils::moduleList, "module list", nullptr},
     {&Utils::progressState, "progress state", nullptr},
 };

@@ -24,11 +24,23 @@ private Q_SLOTS:
         QCOMPARE(outputOf(STATE_ORDER),
                  QByteArray("made: pending calls\n"
                             "made: signal registry\n"
+                            "made: date format serialize\n"
+                            "made: date format path\n"
+                            "made: date format ISO\n"
+                            "made: date format ISO ms\n"
+                            "made: date format default\n"
+                            "made: date format UI\n"
                             "made: module list\n"
                             "made: progress state\n"
                             "main\n"
                             "gone: progress state (signals alive, modules alive)\n"
                             "gone: module list (signals alive, modules dead)\n"
+                            "gone: date format UI (signals alive, modules dead)\n"
+                            "gone: date format default (signals alive, modules dead)\n"
+                            "gone: date format ISO ms (signals alive, modules dead)\n"
+                            "gone: date format ISO (signals alive, modules dead)\n"
+                            "gone: date format path (signals alive, modules dead)\n"
+                            "gone: date format serialize (signals alive, modules dead)\n"
                             "gone: signal registry (signals dead, modules dead)\n"
                             "gone: pending calls (signals dead, modules dead)\n"));
     }
