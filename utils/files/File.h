@@ -16,7 +16,110 @@ class KELMUTILS_EXPORT File
 public:
     File() = delete;
 
-    // Paths: what can be told from the text of a path
+    // Paths: what can be told from the text of a path. Case is folded on every system where two
+    // paths are compared, and a path that makes no sense gives "" or false.
+
+    /// The arguments that are not empty, in order, with "/" between them. No "/" that is in them is
+    /// looked at.
+    ///
+    ///     "", "", "x"  => "x"
+    ///     "a/", "b"    => "a//b"
+    static Data::String join(const Data::String &a, const Data::String &b,
+                             const Data::String &c = Data::String(),
+                             const Data::String &d = Data::String(),
+                             const Data::String &e = Data::String(),
+                             const Data::String &f = Data::String());
+
+    /// \p path as it is when it is absolute; otherwise cleaned, below \p folder, or below the
+    /// current folder when that is empty.
+    static Data::String absolutePath(const Data::String &path, const Data::String &folder);
+
+    /// The last component, with or without its last suffix. A hidden name is all suffix.
+    ///
+    ///     "/p/archive.tar.gz"  => "archive.tar", with extension "archive.tar.gz"
+    ///     ".bashrc"            => "", with extension ".bashrc"
+    ///     "a/"                 => ""
+    static Data::String base(const Data::String &path, bool withExtension = false);
+
+    /// The last suffix, without its dot.
+    static Data::String extension(const Data::String &path);
+
+    /// The folder that the path is in, as far as its text tells: "." for a bare name and for "".
+    static Data::String parentFolder(const Data::String &path);
+
+    /// The path without needless "/", "." and "..", in the separators of the system. A path that
+    /// begins with "/" keeps its own.
+    static Data::String cleanPath(const Data::String &path);
+
+    static Data::String currentDir();
+
+    /// Whether \p path is no relative one.
+    static bool isAbsolute(const Data::String &path);
+
+    /// Whether the text is that of a relative path.
+    ///
+    ///     "", "a", "a/b"       => true
+    ///     ".config/x", "../x"  => true   whatever begins with "."
+    ///     ":/icons/x.png"      => true   a resource of the toolkit
+    ///     "/a", "C:/x"         => false
+    ///     "\\server/x"         => false
+    ///     "C:", "C:x"          => true   a name with no folder in front of it
+    static bool isRelative(const Data::String &path);
+
+    /// Whether two texts name one path, as they stand or cleaned. The file system is not asked, and
+    /// nothing is made absolute.
+    static bool isSamePath(const Data::String &a, const Data::String &b);
+
+    /// Whether the text of \p path begins with that of \p folder, as they stand or cleaned. Plain
+    /// text is compared, which is meant: "/data/abc" is contained in "/data/ab", everything is
+    /// contained in "", and a folder in itself.
+    static bool isContainedIn(const Data::String &path, const Data::String &folder);
+
+    /// Whether the name of the file at \p path, with its extension, matches one of the wildcard
+    /// patterns of \p filter, which single blanks separate. Of a filter with brackets, as dialogs
+    /// show it, only what is between them counts. An empty pattern matches an empty name only.
+    ///
+    ///     "a.PNG", "Images (*.png *.jpg)"  => true
+    static bool checkFilter(const Data::String &path, const Data::String &filter);
+
+    /// \p path shortened for display, with "/" for each "\": its first two pieces, "...", and as
+    /// many of the last ones as go into \p maxChars characters, but one at least and at most
+    /// \p maxParts - 1. Fewer than three parts count as three.
+    ///
+    /// A path is given back untouched when it is shorter than \p maxChars, which one of exactly
+    /// that length is not, or when it has fewer pieces than \p maxParts. One with three pieces
+    /// becomes longer, which is meant.
+    ///
+    ///     "C:/one/two/three/four/five/six.txt", 10, 3  => "C:/one/.../six.txt"
+    static Data::String abbreviateName(const Data::String &path, int maxChars = 80,
+                                       int maxParts = 5);
+
+    /// \p name as it may be a file's: each blank replaced by "_", unless they are allowed, and
+    /// / \ : * ? " < > | removed. \p valid tells, if given, whether \p name was good as it was.
+    static Data::String validate(const Data::String &name, bool allowSpaces = false,
+                                 bool *valid = nullptr);
+
+    /// The size of the file at a path, or a decimal number of bytes, for people. "" for an empty or
+    /// missing file, and for what is no number, or a negative one.
+    ///
+    /// The unit goes up at powers of 1024 and the number is divided by powers of 1020, which is
+    /// meant. Above TB there is no word, and the text ends in the blank. "0" gives "0 bytes".
+    ///
+    ///     "512"            => "512 bytes"
+    ///     "1023"           => "1,023 bytes"
+    ///     "1048576"        => "1.01 MB"
+    ///     "1500000000000"  => "1.39 TB"
+    static Data::String sizeString(const Data::String &pathOrNumber);
+
+    /// Image files: the filter of a dialog, or the extensions that findResource() looks for among
+    /// the icons, which are deliberately fewer.
+    static Data::String imageFilter(bool extensionsOnly);
+
+    /// Layout files: the filter of a dialog, or their extension.
+    static Data::String layoutFilter(bool extensionsOnly);
+
+    static bool isDir(const Data::String &path);
+    static bool isFile(const Data::String &path);
 
     // Contents: whole files, and what can be asked of one
 
