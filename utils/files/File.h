@@ -3,7 +3,10 @@
 #include "data/String.h"
 #include "utils/Export.h"
 
+#include <QByteArray>
 #include <QStringList>
+
+#include <cstdio>
 
 namespace Utils {
 
@@ -122,6 +125,84 @@ public:
     static bool isFile(const Data::String &path);
 
     // Contents: whole files, and what can be asked of one
+
+    /// The text of a file, or of an address that starts with "http://". "" when it is missing,
+    /// cannot be opened or got, or is too large for a text, as a whole file of 1 GiB is.
+    ///
+    ///     lines 0    all of it, as it is; "" when it is no valid UTF-8
+    ///     lines 3    its first three lines, or fewer, each ended by "\n" whatever ended it
+    ///     lines -3   its end, with three lines or more in it
+    ///
+    /// A mark at the start is dropped; where it tells that the text is UTF-16 or UTF-32, lines of 0
+    /// and above read that. With lines other than 0 each invalid byte becomes U+FFFD.
+    ///
+    /// The end is rough, which is meant: it is made of whole blocks of 200 bytes, counted from the
+    /// last byte but one, until they hold one line feed more than lines are wanted, so it mostly
+    /// starts within a line. What stands behind a zero byte of a block does not count. Where there
+    /// are too few line feeds, the up to 200 bytes before the first whole block are left out all
+    /// the same. A file of up to 201 bytes comes whole.
+    ///
+    /// For an address \p lines does not count. The call shows the wait cursor and handles events,
+    /// but no user input, until the answer is there, however long that takes: other handlers run in
+    /// the middle of it. Redirects are not followed; the text is what the redirecting answer holds.
+    /// Without an application object, whose event loop it needs, the result is "".
+    static Data::String read(const Data::String &path, int lines = 0);
+
+    /// All bytes of a file. Empty when it is missing, cannot be opened, or has 2 GiB or more.
+    static QByteArray readRaw(const Data::String &path);
+
+    /// Replaces the file with \p text in UTF-8, in place: without a backup and without a temporary
+    /// file. Shows the wait cursor meanwhile.
+    ///
+    /// False when it cannot be opened, and then it stays as it was. Whether all could be written is
+    /// not told, which is meant: on a full disk the result is true and the file incomplete.
+    static bool write(const Data::String &path, const Data::String &text);
+
+    /// The same with \p lines, each followed by "\n".
+    static bool write(const Data::String &path, const QStringList &lines);
+
+    /// The same with bytes as they are, and without the wait cursor.
+    static bool writeRaw(const Data::String &path, const QByteArray &bytes);
+
+    /// A stream that reads the bytes of a file, for the caller to close. Null when it cannot be
+    /// opened, as a folder cannot. errno describes this open: 0 when it went well.
+    static std::FILE *openRead(const Data::String &path);
+
+    /// The same for writing: at its end with \p append, else in its place.
+    static std::FILE *openWrite(const Data::String &path, bool append);
+
+    /// Whether there is a file or folder \p path, or, where it has a "*", a file that fits it as
+    /// search() without subfolders takes it.
+    ///
+    ///     ""          false
+    ///     "a/b"       a file or a folder; false for a link to nothing
+    ///     "a/*.txt"   a file in a; hidden ones and folders do not count
+    static bool exists(const Data::String &path);
+
+    /// The size in bytes at this moment, 0 when there is nothing.
+    static qint64 size(const Data::String &path);
+
+    /// When it was last modified, in seconds since the Unix epoch, as known at this moment. 0 when
+    /// there is nothing. Times beyond 32 bits are not handled.
+    static unsigned int timestamp(const Data::String &path);
+
+    /// When it was last modified, in local time and in a pattern of QDateTime,
+    /// DateTime::formatISO() when \p format is empty. "" when there is nothing.
+    static Data::String timestampString(const Data::String &path, const Data::String &format = {});
+
+    /// The version in the resources of a program or library, as in "19.02.1.5". Only the second
+    /// number is padded, which is meant. "" when it has none, or on a system that knows none.
+    static Data::String version(const Data::String &path);
+
+    /// Whether the text of a file or address, as read() gives it, has \p word with no letter or
+    /// digit on either side; "_" is none. An empty word is found at the start of an empty text, and
+    /// between two such boundaries.
+    static bool containsWord(const Data::String &path, const Data::String &word,
+                             bool caseSensitive);
+
+    /// Whether the extension, in any case, is that of an image format that Qt can read. The formats
+    /// are asked for once in the process.
+    static bool isSupportedImage(const Data::String &path);
 
     // Trees: copying, moving, removing and creating
 

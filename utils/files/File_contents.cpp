@@ -1,0 +1,264 @@
+#include "utils/files/File.h"
+
+#include "utils/feedback/WaitCursor.h"
+#include "utils/files/File_http_p.h"
+#include "utils/platform/Platform.h"
+#include "utils/text/DateTime.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QFileInfo>
+#include <QImageReader>
+#include <QTextCodec>
+#include <QTextStream>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <limits>
+#include <new>
+
+namespace Utils {
+
+static const char utf8[] = "UTF-8";
+static const QLatin1Char wildcard('*');
+static const QLatin1String httpScheme("http://");
+
+/// The longest text that a QString can hold, less some room for its own record.
+static constexpr qint64 maxTextLength = std::numeric_limits<int>::max() / 2 - 64;
+
+/// QFile prints a warning where it has no name to open.
+static bool open(QFile &file, QIODevice::OpenMode mode)
+{
+    return !file.fileName().isEmpty() && file.open(mode);
+}
+
+/// The text of \p file as a QTextStream gives it, or "" when it is no valid UTF-8. The stream
+/// itself puts a replacement in the place of what is invalid, drops a sequence that is cut off at
+/// the end, and never tells.
+static QString readText(QFile &file)
+{
+    if (file.size() > maxTextLength)
+        return {};
+
+    QTextCodec *codec = nullptr;
+    QTextCodec::ConverterState state;
+    const auto isCorrupt = [&](int cutBytes) {
+        const bool isUtf8 = codec && codec->mibEnum() == 106;
+        return isUtf8 && (state.invalidChars > 0 || cutBytes > 0);
+    };
+    QString text;
+    text.reserve(static_cast<int>(file.size()));
+    std::array<char, 32 * 1024> block;
+    while (true) {
+        const auto length = static_cast<int>(file.read(block.data(), block.size()));
+        if (length <= 0)
+            break;
+
+        if (!codec) // a mark at the start may tell that it is UTF-16 or UTF-32
+            codec = QTextCodec::codecForUtfText(QByteArray::fromRawData(block.data(), length),
+                                                QTextCodec::codecForName(utf8));
+        text += codec->toUnicode(block.data(), length, &state);
+        if (isCorrupt(0))
+            return {};
+    }
+    if (isCorrupt(state.remainingChars))
+        return {};
+
+    text.squeeze(); // what is not ASCII is shorter than its bytes
+    return text;
+}
+
+/// The first \p lines lines, each ended by a line feed.
+static QString readHead(QFile &file, int lines)
+{
+    QTextStream stream(&file);
+    stream.setCodec(utf8);
+    QString text;
+    QString line;
+    for (int i = 0; i < lines && stream.readLineInto(&line); ++i)
+        text += line + QLatin1Char('\n');
+    return text;
+}
+
+/// The end of \p file, from the start of the block on that brings the line feeds, counted from
+/// behind and added to \p lines, above zero.
+static QString readTail(QFile &file, int lines)
+{
+    constexpr int blockSize = 200;
+    constexpr int windowSize = 1000 * blockSize; // so much is read at once
+
+    const qint64 size = file.size();
+    qint64 start = 0;
+    QByteArray window;
+    qint64 windowStart = size;
+    int count = lines;
+    for (qint64 position = size - blockSize - 1; position > 0 && count <= 0; position -= blockSize)
+    {
+        if (size - position > maxTextLength)
+            return {};
+        if (position < windowStart) {
+            windowStart = std::max(position + blockSize - windowSize, qint64(0));
+            file.seek(windowStart);
+            window = file.read(windowSize);
+        }
+        // The window is short where the file has shrunk meanwhile.
+        const int offset = qMin(static_cast<int>(position - windowStart), window.size());
+        const char *const block = window.constData() + offset;
+        // Nothing is counted behind a zero byte of the block.
+        const uint length = qstrnlen(block, qMin(window.size() - offset, blockSize));
+        count += static_cast<int>(std::count(block, block + length, '\n'));
+        start = position;
+    }
+    file.seek(start);
+    const QByteArray tail = file.readAll();
+    return QString::fromUtf8(tail.constData(), tail.size());
+}
+
+Data::String File::read(const Data::String &path, int lines)
+{
+    if (path.startsWith(httpScheme))
+        return readHttp(path);
+
+    QFile file(path);
+    if (!open(file, QIODevice::ReadOnly))
+        return {};
+
+    try {
+        if (lines == 0 || file.size() == 0)
+            return readText(file);
+        return lines > 0 ? readHead(file, lines) : readTail(file, lines);
+    } catch (const std::bad_alloc &) {
+        return {}; // larger than the memory
+    }
+}
+
+QByteArray File::readRaw(const Data::String &path)
+{
+    QFile file(path);
+    if (!open(file, QIODevice::ReadOnly))
+        return {};
+
+    try {
+        return file.readAll();
+    } catch (const std::bad_alloc &) {
+        return {}; // larger than the memory
+    }
+}
+
+/// Replaces the file at \p path with what \p put puts into a stream.
+template <typename Put>
+static bool writeText(const QString &path, const Put &put)
+{
+    QFile file(path);
+    if (!open(file, QIODevice::WriteOnly))
+        return false;
+
+    const WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
+    QTextStream stream(&file);
+    stream.setCodec(utf8);
+    put(stream);
+    stream.flush();
+    return true;
+}
+
+bool File::write(const Data::String &path, const Data::String &text)
+{
+    return writeText(path, [&](QTextStream &stream) { stream << text; });
+}
+
+bool File::write(const Data::String &path, const QStringList &lines)
+{
+    return writeText(path, [&](QTextStream &stream) {
+        for (const QString &line : lines)
+            stream << line << '\n';
+    });
+}
+
+bool File::writeRaw(const Data::String &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    if (!open(file, QIODevice::WriteOnly))
+        return false;
+
+    file.write(bytes);
+    return true;
+}
+
+/// Opens by Platform::openFile, whose errno outlives the texts that are made for the call.
+static std::FILE *openStream(const QString &path, const char *mode)
+{
+    int error = 0;
+    std::FILE *stream = nullptr;
+    {
+        const std::string name = path.toUtf8().toStdString();
+        stream = Platform::openFile(name, mode);
+        error = errno;
+    }
+    errno = error;
+    return stream;
+}
+
+std::FILE *File::openRead(const Data::String &path) { return openStream(path, "rb"); }
+
+std::FILE *File::openWrite(const Data::String &path, bool append)
+{
+    return openStream(path, append ? "ab" : "wb");
+}
+
+bool File::exists(const Data::String &path)
+{
+    if (path.contains(wildcard)) {
+        const Data::String pattern = base(path, /*withExtension=*/true);
+        return !search(parentFolder(path), pattern, /*recursive=*/false, 0).isEmpty();
+    }
+    return !path.isEmpty() && QFileInfo::exists(path);
+}
+
+qint64 File::size(const Data::String &path)
+{
+    const QFileInfo file(path);
+    return file.exists() ? file.size() : 0;
+}
+
+unsigned int File::timestamp(const Data::String &path)
+{
+    const QFileInfo file(path);
+    return file.exists() ? file.lastModified().toTime_t() : 0;
+}
+
+Data::String File::timestampString(const Data::String &path, const Data::String &format)
+{
+    const QFileInfo file(path);
+    if (!file.exists())
+        return {};
+    return file.lastModified().toString(format.isEmpty() ? DateTime::formatISO() : format);
+}
+
+Data::String File::version(const Data::String &path)
+{
+    const auto version = Platform::fileVersion(path.toUtf8().toStdString());
+    return version ? QString::fromStdString(Platform::formatVersion(*version)) : QString();
+}
+
+bool File::containsWord(const Data::String &path, const Data::String &word, bool caseSensitive)
+{
+    const Data::String text = read(path);
+    const auto isBoundary = [&](int position) {
+        return position < 0 || position >= text.size() || !text.at(position).isLetterOrNumber();
+    };
+    const Qt::CaseSensitivity rule = caseSensitive ? Qt::CaseSensitive : Qt::CaseInsensitive;
+    for (int at = text.indexOf(word, 0, rule); at >= 0; at = text.indexOf(word, at + 1, rule)) {
+        if (isBoundary(at - 1) && isBoundary(at + word.size()))
+            return true;
+    }
+    return false;
+}
+
+bool File::isSupportedImage(const Data::String &path)
+{
+    static const QList<QByteArray> formats = QImageReader::supportedImageFormats();
+    return formats.contains(extension(path.toLower()).toUtf8());
+}
+
+} // namespace Utils

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QString>
+
+namespace Utils {
+
+/// What File::read() gives of an "http://" address.
+QString readHttp(const QString &address);
+
+} // namespace Utils
