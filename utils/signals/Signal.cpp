@@ -5,12 +5,41 @@
 #include "utils/signals/SingleShot_p.h"
 #include "utils/signals/Slot.h"
 
-#include <QPointer>
 #include <QTimer>
 
 #include <cstring>
 
 namespace Utils {
+
+// A QPointer would do the same, but its reference counts, two locked operations a send, cost more
+// than all else that a send adds to its emissions.
+class Signal::Sending
+{
+public:
+    explicit Sending(Signal *signal) : m_signal(signal), m_outer(signal->m_sending)
+    {
+        signal->m_sending = this;
+    }
+
+    ~Sending()
+    {
+        if (m_signal)
+            m_signal->m_sending = m_outer;
+    }
+
+    bool isSignalAlive() const { return m_signal != nullptr; }
+
+    /// Tells this send and those around it that the signal dies.
+    void endAll()
+    {
+        for (Sending *sending = this; sending; sending = sending->m_outer)
+            sending->m_signal = nullptr;
+    }
+
+private:
+    Signal *m_signal;
+    Sending *m_outer;
+};
 
 Signal *Signal::find(const Data::String &name)
 {
@@ -21,7 +50,7 @@ Signal *Signal::find(const Data::String &name)
 
 Signal &Signal::addData(const Data::String &key, const Data::Variant &value)
 {
-    m_data[key] = value;
+    m_data.insert(key, value);
     return *this;
 }
 
@@ -80,37 +109,38 @@ void Signal::cancelSingleShot(const Data::String &id)
 
 bool Signal::sendSignals()
 {
-    const QPointer<Signal> self(this);
+    const Sending send(this);
     m_aborted = false;
 
     Q_EMIT sig();
-    if (!self)
-        return false;
-
-    // What is emitted is copied first: a receiver that sends again empties the payload, and one
-    // that deletes the signal releases it.
-    if (m_data.size() == 1) {
-        const Data::String key = m_data.firstKey();
-        const Data::Variant value = m_data.first();
-        Q_EMIT sig(value);
-        if (!self)
-            return false;
-        Q_EMIT sig(key, value);
-    } else if (!m_data.isEmpty()) {
-        const Data::String key = QStringLiteral("item");
-        const auto item = m_data.constFind(key);
-        if (item != m_data.constEnd()) {
-            const Data::Variant value = *item;
-            Q_EMIT sig(key, value);
-        }
-    }
-    if (!self)
+    if (!send.isSignalAlive())
         return false;
 
     if (!m_data.isEmpty()) {
+        // Emitted from one copy, which shares its contents with the payload: a receiver that sends
+        // again empties the payload, and one that deletes the signal releases it.
         const Data::VariantCollection payload = m_data;
-        Q_EMIT sig(payload);
-        if (!self)
+        const bool hasOneEntry = payload.size() == 1;
+        const auto entry =
+            hasOneEntry ? payload.constBegin() : payload.constFind(QStringLiteral("item"));
+        if (hasOneEntry) {
+            Q_EMIT sig(*entry);
+            if (!send.isSignalAlive())
+                return false;
+        }
+        if (entry != payload.constEnd()) {
+            Q_EMIT sig(entry.key(), *entry);
+            if (!send.isSignalAlive())
+                return false;
+        }
+
+        if (m_data.isSharedWith(payload)) {
+            Q_EMIT sig(payload);
+        } else if (!m_data.isEmpty()) { // a receiver has changed it
+            const Data::VariantCollection changed = m_data;
+            Q_EMIT sig(changed);
+        }
+        if (!send.isSignalAlive())
             return false;
     }
 
@@ -151,6 +181,8 @@ Signal::Signal(const char *name, QObject *parent) : QObject(parent)
 
 Signal::~Signal()
 {
+    if (m_sending)
+        m_sending->endAll();
     if (SignalRegistry::alive)
         signalRegistry.byName.remove(objectName());
 }

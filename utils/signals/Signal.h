@@ -134,10 +134,15 @@ protected:
     void clearAborted();
 
 private:
+    /// A send under way, on the stack of sendSignals(). The death of the signal reaches it through
+    /// this chain, the innermost send first.
+    class Sending;
+
     Signal(const Signal &) = delete;
     Signal &operator=(const Signal &) { return *this; }
 
     Data::VariantCollection m_data;
+    Sending *m_sending = nullptr;
     bool m_aborted = false;
     int m_flag = 0;
 };
