@@ -145,14 +145,15 @@ private Q_SLOTS:
 
     void takesATextThatTheHostChangesMeanwhile()
     {
-        Data::String text("outer");
-        Progress progress(100);
+        Data::String text("Ready");
+        Progress background;
         host->reaction = [&](const QString &) { text = "changed"; };
 
-        progress.setLabel(text);
+        background.setLabel(text);
 
         host->reaction = nullptr;
-        QCOMPARE(progress.label(), Data::String("outer"));
+        QCOMPARE(background.label(), Data::String("Ready"));
+        QCOMPARE(Progress::currentLabel(), Data::String("Ready"));
     }
 
     void keepsATagOfItsOwner()

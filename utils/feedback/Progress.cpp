@@ -268,9 +268,6 @@ void Progress::report()
 
 void Progress::update()
 {
-    if (d->maxSteps < 0)
-        return;
-
     if (!d->visible) {
         if (elapsed() < progressState.popupDelay)
             return;
