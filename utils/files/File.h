@@ -206,6 +206,79 @@ public:
 
     // Trees: copying, moving, removing and creating
 
+    // Hidden entries, links that lead nowhere, sockets and pipes are not seen in a folder, which
+    // may keep it from being empty. Long operations report through Progress, on the popup display:
+    // where a folder has six entries or more, and no popup reporter is there already. With
+    // cancelable they can be cancelled, else they show the wait cursor. What was done stays.
+
+    /// Copies one file. An existing folder \p target takes it under its own name. False when it
+    /// cannot.
+    ///
+    /// When there is something at the target, \p overwrite decides:
+    ///
+    ///     0         the target is kept: false
+    ///     positive  it is replaced
+    ///     negative  it is replaced if \p source is newer, in whole seconds, else kept: true
+    ///
+    /// A file copied onto itself is left alone: true, whatever \p overwrite says. So is any other
+    /// whose path differs in nothing but case, which is meant. What is replaced is removed before
+    /// the source is looked at, which is meant too: it is lost when the source cannot be read. A
+    /// target that cannot be removed is kept, and a source that is no file is not copied.
+    ///
+    /// While a popup reporter is there, more than 2048 KB are copied in small chunks, under a
+    /// reporter and a wait cursor of their own and without permissions, and cannot be cancelled: a
+    /// cancel that comes in meanwhile is lost, which is meant.
+    static bool copy(const Data::String &source, const Data::String &target, int overwrite = 1,
+                     bool showWaitCursor = true);
+
+    /// Copies the folder \p source, with all below it, into the folder \p target, which is made
+    /// when it is missing. 1 when a file was copied, or kept as copy() says, else 0; -1 when it was
+    /// cancelled.
+    ///
+    ///     "x/ab", "y"    => y/ab
+    ///     "x/a.b", "y"   => y/a         the name is that of base(): without its extension
+    ///     "x/ab/", "y"   => y           and empty here, as for "x/.ab"
+    ///     "x/ab", "x"    => 1           itself: nothing to do
+    ///     "x/a*", "y"    => y/ab, ...   each folder that fits, and no file; case does not count
+    ///
+    /// Only the last part may be a wildcard, and a folder that is found is taken as it is named,
+    /// "*" and all. Links are copied as what they lead to. A folder is not copied when it is the
+    /// one that the copy goes to, or is being copied already, so that a copy below its own source
+    /// and a loop of links end. Where a file stands in a folder's way it is left alone. An empty
+    /// \p source is no folder.
+    static int copyDir(const Data::String &source, const Data::String &target, int overwrite = 1,
+                       bool cancelable = false);
+
+    /// Moves a file or folder through the system's own command, and returns when that is done. A
+    /// file at \p target is replaced; a folder there takes what is moved. A failure is silent, and
+    /// an empty path does nothing.
+    static void move(const Data::String &source, const Data::String &target);
+
+    /// As move(). Where \p source has a "*", its last part is a wildcard, and each folder that fits
+    /// is moved to the same \p target.
+    static void moveDir(const Data::String &source, const Data::String &target);
+
+    /// Removes files and folders. The number of those removed; -1 when it was cancelled.
+    ///
+    ///     "dir/*"      all in dir, and all below it
+    ///     "dir/*.txt"  the files, but not the folders, that search() finds in dir
+    ///     "file"       the file
+    ///     "dir"        the files in dir, and dir when it is empty then; it does not go down
+    ///
+    /// \p exceptions names entries of dir to keep, in the first form only, and not further below:
+    /// those that fit one wildcard, whose case does not count, or, with a line feed, the exact
+    /// names between the line feeds.
+    ///
+    /// A link is removed as a link, and what it leads to is left alone. Only one that \p path goes
+    /// through is followed: "link/*" empties the folder that it leads to. "/*" and "*", which
+    /// leave no name of a folder in front of the wildcard, remove nothing.
+    static int remove(const Data::String &path, const Data::String &exceptions = Data::String(),
+                      bool cancelable = false);
+
+    /// Makes a folder and the folders above it. True when it is there, also when it was before.
+    /// False when one cannot be made; those above it stay.
+    static bool createDir(const Data::String &path);
+
     // Search: files by name, by content, and by the name of a resource
 
     /// The files in \p folder, and with \p recursive in those below it, that fit one of the

@@ -1,0 +1,1753 @@
+#include "tests/support/FakeHost.h"
+#include "tests/support/Files.h" // makeFile
+#include "tests/support/FullDisk.h"
+#include "tests/support/OrdinaryUser.h"
+#include "tests/support/Print.h"
+#include "tests/support/Tree.h"
+#include "utils/Application.h"
+#include "utils/feedback/Progress.h"
+#include "utils/feedback/Progress_p.h"
+#include "utils/feedback/WaitCursor.h"
+#include "utils/files/File.h"
+
+#include <QtTest>
+
+#include <limits>
+#include <memory>
+
+#include <sched.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using Utils::File;
+using Utils::Progress;
+using Utils::WaitCursor;
+
+static const int intMin = std::numeric_limits<int>::min();
+static const int intMax = std::numeric_limits<int>::max();
+
+static const int chunkedSize = 2049 * 1024; // the least that is copied in chunks
+
+static bool sawWaitCursor = false;
+
+static void lookForWaitCursor(int) { sawWaitCursor = WaitCursor::activated(); }
+
+class tst_File_tree : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> m_temporary;
+    std::unique_ptr<FakeHost> m_host;
+    QString m_previousDir;
+
+    QString path(const QString &name) const { return m_temporary->path() + "/" + name; }
+
+    void make(const QString &name, const QByteArray &contents = "x") const
+    {
+        QVERIFY(!makeFile(path(name), contents).isEmpty());
+    }
+
+    /// Makes the files, given separated by blanks; "name/" is a folder.
+    void makeAll(const char *names) const
+    {
+        for (const QString &name : QString(names).split(' '))
+            name.endsWith('/') ? (void)QDir().mkpath(path(name)) : make(name);
+    }
+
+    void link(const QString &target, const QString &name) const
+    {
+        QVERIFY(QFile::link(target, path(name)));
+    }
+
+    void setTime(const QString &name, qint64 ms) const
+    {
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(QDateTime::fromMSecsSinceEpoch(ms),
+                                 QFileDevice::FileModificationTime));
+    }
+
+    QByteArray contents(const QString &name) const
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("none");
+    }
+
+    /// What is below the folder \p name, separated by blanks.
+    QString below(const QString &name) const { return tree(path(name)).join(' '); }
+
+    /// Runs \p react behind the host's call \p call.
+    void on(const QString &call, const std::function<void()> &react)
+    {
+        m_host->reaction = [call, react](const QString &made) {
+            if (made == call)
+                react();
+        };
+    }
+
+    QStringList callsThatSetProgress() const { return m_host->calls.filter("setProgress("); }
+
+private Q_SLOTS:
+    static void initMain() { qputenv("LC_ALL", "C.UTF-8"); } // for names that are not ASCII
+
+    void init()
+    {
+        m_previousDir = QDir::currentPath();
+        m_temporary.reset(new QTemporaryDir);
+        QVERIFY(m_temporary->isValid());
+        m_host.reset(new FakeHost);
+        Utils::setApplication(m_host.get());
+        Utils::progressState = Utils::ProgressState();
+        Utils::progressState.popupDelay = 0;
+        sawWaitCursor = false;
+    }
+
+    void cleanup()
+    {
+        Utils::setApplication(nullptr);
+        QDir::setCurrent(m_previousDir);
+        QVERIFY(!Progress::any());
+        QVERIFY(!WaitCursor::activated());
+    }
+
+    // copy()
+
+    void copiesAFile_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<QString>("copy");
+
+        QTest::newRow("to a new name") << "a.txt"
+                                       << "b"
+                                       << "b";
+        QTest::newRow("into a folder") << "a.txt"
+                                       << "folder"
+                                       << "folder/a.txt";
+        QTest::newRow("into a folder, with a slash") << "a.txt"
+                                                     << "folder/"
+                                                     << "folder/a.txt";
+        QTest::newRow("of several suffixes") << "a.tar.gz"
+                                             << "folder"
+                                             << "folder/a.tar.gz";
+        QTest::newRow("with spaces") << "a b"
+                                     << " c  d "
+                                     << " c  d ";
+        QTest::newRow("not ASCII") << "größe.txt"
+                                   << "日本"
+                                   << "日本";
+        QTest::newRow("with stars") << "a*b*"
+                                    << "*"
+                                    << "*";
+        QTest::newRow("a star that an entry fits") << "a.txt"
+                                                   << "fold*"
+                                                   << "fold*";
+        QTest::newRow("of a link") << "link"
+                                   << "b"
+                                   << "b";
+        QTest::newRow("hidden") << ".a"
+                                << "folder"
+                                << "folder/.a";
+    }
+
+    void copiesAFile()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, target);
+        QFETCH(QString, copy);
+        const QByteArray data("line\r\n\0\xFF binary", 14);
+        makeAll("folder/ other fold.txt");
+        make("linked", data);
+        if (source == "link")
+            link(path("linked"), "link");
+        else
+            make(source, data);
+
+        QVERIFY(File::copy(path(source), path(target)));
+
+        QCOMPARE(contents(copy), data);
+        QVERIFY(!QFileInfo(path(copy)).isSymLink());
+        QCOMPARE(contents(source), data);
+    }
+
+    void copiesAnEmptyFile()
+    {
+        make("a", "");
+
+        QVERIFY(File::copy(path("a"), path("b")));
+
+        QCOMPARE(contents("b"), QByteArray());
+    }
+
+    void copiesThePermissionsOfAFile()
+    {
+        make("a");
+        QCOMPARE(chmod(qPrintable(path("a")), 0710), 0);
+
+        QVERIFY(File::copy(path("a"), path("b")));
+
+        struct stat status;
+        QCOMPARE(stat(qPrintable(path("b")), &status), 0);
+        QCOMPARE(status.st_mode & 0777, 0710u);
+    }
+
+    void leavesItToOverwriteWhetherATargetIsReplaced_data()
+    {
+        QTest::addColumn<int>("overwrite");
+        QTest::addColumn<qint64>("sourceTime"); // ms; the target's is 1000000000
+        QTest::addColumn<bool>("result");
+        QTest::addColumn<bool>("replaced");
+
+        const qint64 same = 1000000000;
+        // clang-format off
+        QTest::newRow("0, newer")             << 0      << same + 5000 << false << false;
+        QTest::newRow("0, older")             << 0      << same - 5000 << false << false;
+        QTest::newRow("1, newer")             << 1      << same + 5000 << true  << true;
+        QTest::newRow("1, same")              << 1      << same        << true  << true;
+        QTest::newRow("1, older")             << 1      << same - 5000 << true  << true;
+        QTest::newRow("7, older")             << 7      << same - 5000 << true  << true;
+        QTest::newRow("largest, older")       << intMax << same - 5000 << true  << true;
+        QTest::newRow("-1, newer")            << -1     << same + 1000 << true  << true;
+        QTest::newRow("-1, newer by 0.999 s") << -1     << same + 999  << true  << false;
+        QTest::newRow("-1, same")             << -1     << same        << true  << false;
+        QTest::newRow("-1, older")            << -1     << same - 1000 << true  << false;
+        QTest::newRow("-7, newer")            << -7     << same + 5000 << true  << true;
+        QTest::newRow("smallest, newer")      << intMin << same + 5000 << true  << true;
+        QTest::newRow("smallest, older")      << intMin << same - 5000 << true  << false;
+        // clang-format on
+    }
+
+    void leavesItToOverwriteWhetherATargetIsReplaced()
+    {
+        QFETCH(int, overwrite);
+        QFETCH(qint64, sourceTime);
+        QFETCH(bool, result);
+        QFETCH(bool, replaced);
+        make("a", "new");
+        make("folder/a", "old, and longer");
+        setTime("a", sourceTime);
+        setTime("folder/a", 1000000000);
+
+        QCOMPARE(File::copy(path("a"), path("folder/a"), overwrite), result);
+        QCOMPARE(contents("folder/a"), QByteArray(replaced ? "new" : "old, and longer"));
+        QCOMPARE(File::copy(path("a"), path("folder"), overwrite), result);
+        QCOMPARE(contents("folder/a"), QByteArray(replaced ? "new" : "old, and longer"));
+        QCOMPARE(contents("a"), QByteArray("new"));
+    }
+
+    void replacesATargetUnlessToldOtherwise()
+    {
+        make("a", "new");
+        make("b", "old");
+
+        QVERIFY(File::copy(path("a"), path("b")));
+
+        QCOMPARE(contents("b"), QByteArray("new"));
+    }
+
+    void leavesAFileAloneThatIsCopiedOntoItself_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("target");
+
+        QTest::newRow("the same path") << "folder/a"
+                                       << "folder/a";
+        QTest::newRow("into its folder") << "folder/a"
+                                         << "folder";
+        QTest::newRow("not clean") << "folder/a"
+                                   << "folder/./../folder//a";
+        QTest::newRow("by a link to the folder") << "folder/a"
+                                                 << "link/a";
+        QTest::newRow("from a link to the folder") << "link/a"
+                                                   << "folder/a";
+        QTest::newRow("into a link to the folder") << "folder/a"
+                                                   << "link";
+        QTest::newRow("from a link to the file") << "file"
+                                                 << "folder/a";
+    }
+
+    void leavesAFileAloneThatIsCopiedOntoItself()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, target);
+        make("folder/a", "contents");
+        link(path("folder"), "link");
+        link(path("folder/a"), "file");
+        const QString before = below("");
+
+        for (const int overwrite : {0, 1, -1})
+            QVERIFY(File::copy(path(source), path(target), overwrite));
+
+        QCOMPARE(contents("folder/a"), QByteArray("contents"));
+        QCOMPARE(below(""), before);
+    }
+
+    void takesPathsThatDifferInCaseForOneFile()
+    {
+        make("a", "small");
+        make("A", "large");
+
+        for (const int overwrite : {0, 1, -1})
+            QVERIFY(File::copy(path("a"), path("A"), overwrite));
+        QVERIFY(File::copy(path("missing"), path("MISSING")));
+
+        QCOMPARE(contents("A"), QByteArray("large"));
+        QCOMPARE(below(""), QString("A a"));
+    }
+
+    void replacesALinkAndNotWhatItLeadsTo()
+    {
+        make("a", "new");
+        make("linked", "old");
+        link(path("linked"), "link");
+        link(path("a"), "back");
+
+        QVERIFY(File::copy(path("a"), path("link")));
+        QVERIFY(File::copy(path("a"), path("back")));
+
+        QCOMPARE(contents("link"), QByteArray("new"));
+        QCOMPARE(contents("linked"), QByteArray("old"));
+        QCOMPARE(contents("back"), QByteArray("new"));
+        QCOMPARE(below(""), QString("a back link linked"));
+    }
+
+    void losesATargetWhoseSourceIsMissing()
+    {
+        make("b", "old");
+
+        QVERIFY(!File::copy(path("missing"), path("b"), 0));
+        QCOMPARE(contents("b"), QByteArray("old"));
+        QVERIFY(File::copy(path("missing"), path("b"), -1)); // which is not newer
+        QCOMPARE(contents("b"), QByteArray("old"));
+        QVERIFY(!File::copy(path("missing"), path("b"), 1));
+        QCOMPARE(below(""), QString());
+    }
+
+    void doesNotCopyWhatIsNoFile_data()
+    {
+        QTest::addColumn<QString>("source");
+
+        QTest::newRow("missing") << "missing";
+        QTest::newRow("folder") << "folder";
+        QTest::newRow("folder with a slash") << "folder/";
+        QTest::newRow("pipe") << "pipe";
+        QTest::newRow("link that leads nowhere") << "link";
+        QTest::newRow("wildcard") << "folder/*";
+        QTest::newRow("long") << QString(4000, 'a');
+    }
+
+    void doesNotCopyWhatIsNoFile()
+    {
+        QFETCH(QString, source);
+        make("folder/a");
+        QCOMPARE(mkfifo(qPrintable(path("pipe")), 0600), 0);
+        link(path("nowhere"), "link");
+        const QString before = below("");
+
+        QVERIFY(!File::copy(path(source), path("b")));
+
+        QCOMPARE(below(""), before);
+    }
+
+    void doesNotCopyToNowhere()
+    {
+        make("a", "kept");
+
+        QVERIFY(!File::copy(path("a"), path("missing/b")));
+        QVERIFY(!File::copy(path("a"), path("a/b")));
+        QVERIFY(!File::copy(path("a"), path(QString(300, 'b'))));
+        QVERIFY(!File::copy(path("a"), path(QString(4000, 'b'))));
+        QVERIFY(!File::copy(path("a"), ""));
+        QVERIFY(!File::copy("", path("b")));
+        QVERIFY(!File::copy(path("missing"), path("missing too/")));
+
+        QCOMPARE(below(""), QString("a"));
+        QCOMPARE(contents("a"), QByteArray("kept"));
+    }
+
+    void keepsATargetThatCannotBeRemoved()
+    {
+        make("a", "new");
+        make("folder/a/file");
+        make("locked/b", QByteArray(chunkedSize + 1, 'b'));
+        make("large", QByteArray(chunkedSize, 'a'));
+        QVERIFY(QFile::setPermissions(path("a"), QFile::Permissions(0x6666)));
+        QVERIFY(QFile::setPermissions(path("large"), QFile::Permissions(0x6666)));
+        QVERIFY(QFile::setPermissions(path("locked/b"), QFile::Permissions(0x6666)));
+        QCOMPARE(chmod(qPrintable(path("locked")), 0555), 0);
+        {
+            const OrdinaryUser user(m_temporary->path());
+            const Progress progress(10, "", false, false, true);
+
+            QVERIFY(!File::copy(path("a"), path("folder")));
+            QVERIFY(!File::copy(path("a"), path("locked/b")));
+            QVERIFY(!File::copy(path("large"), path("locked/b")));
+        }
+        QCOMPARE(chmod(qPrintable(path("locked")), 0755), 0);
+
+        QCOMPARE(below(""), QString("a folder/ folder/a/ folder/a/file large locked/ locked/b"));
+        QCOMPARE(contents("locked/b"), QByteArray(chunkedSize + 1, 'b'));
+    }
+
+    void doesNotCopyWhatItMayNotRead()
+    {
+        make("a", "secret");
+        QCOMPARE(chmod(qPrintable(path("a")), 0), 0);
+        const OrdinaryUser user(m_temporary->path());
+
+        QVERIFY(!File::copy(path("a"), path("b")));
+
+        QCOMPARE(below(""), QString("a"));
+    }
+
+    void leavesNothingOnAFullDisk_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("room");
+        QTest::addColumn<bool>("chunks");
+
+        QTest::newRow("at once") << 10000 << 9999 << false;
+        QTest::newRow("at once, no room") << 10000 << 0 << false;
+        QTest::newRow("in chunks") << chunkedSize << 100000 << true;
+        QTest::newRow("in chunks, the last one") << chunkedSize << chunkedSize - 1 << true;
+        QTest::newRow("in chunks, no room") << chunkedSize << 0 << true;
+    }
+
+    void leavesNothingOnAFullDisk()
+    {
+        QFETCH(int, size);
+        QFETCH(int, room);
+        QFETCH(bool, chunks);
+        make("a", QByteArray(size, 'a'));
+        const Progress progress(chunks ? 10 : -1, "", false, false, true);
+        {
+            const FullDisk disk(room);
+
+            QVERIFY(!File::copy(path("a"), path("b")));
+        }
+
+        QCOMPARE(below(""), QString("a"));
+    }
+
+    void showsTheWaitCursorOnlyWhenTold()
+    {
+        make("a", QByteArray(10000, 'a'));
+        const FullDisk disk(5000, lookForWaitCursor); // which looks in the middle of the copy
+
+        QVERIFY(!File::copy(path("a"), path("b"), 1, true));
+        QVERIFY(sawWaitCursor);
+        QVERIFY(!File::copy(path("a"), path("b"), 1, false));
+        QVERIFY(!sawWaitCursor);
+        QVERIFY(!File::copy(path("a"), path("b"), 1));
+        QVERIFY(sawWaitCursor);
+        QVERIFY(!WaitCursor::activated());
+    }
+
+    // copy() in chunks
+
+    void copiesALargeFileInChunksWithinAPopupReporter_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("maxSteps"); // of a reporter that is there, -1 for none
+        QTest::addColumn<bool>("popup");
+        QTest::addColumn<bool>("chunks");
+
+        QTest::newRow("large") << chunkedSize << 10 << true << true;
+        QTest::newRow("larger") << chunkedSize + 5000 << 10 << true << true;
+        QTest::newRow("2048 KB") << 2048 * 1024 << 10 << true << false;
+        QTest::newRow("below 2049 KB") << chunkedSize - 1 << 10 << true << false;
+        QTest::newRow("within an ordinary reporter") << chunkedSize << 10 << false << false;
+        QTest::newRow("within no reporter") << chunkedSize << -1 << true << false;
+    }
+
+    void copiesALargeFileInChunksWithinAPopupReporter()
+    {
+        QFETCH(int, size);
+        QFETCH(int, maxSteps);
+        QFETCH(bool, popup);
+        QFETCH(bool, chunks);
+        QByteArray data(size, 'a');
+        for (int i = 0; i < size; i += 1000)
+            data[i] = char(i / 1000);
+        make("a", data);
+        QCOMPARE(chmod(qPrintable(path("a")), 0700), 0);
+        Progress progress(maxSteps, "outer", true, false, popup);
+        m_host->calls.clear();
+        QStringList during;
+        m_host->reaction = [&](const QString &) {
+            if (WaitCursor::activated())
+                during.append(Progress::any()->label());
+        };
+
+        QVERIFY(File::copy(path("a"), path("b"), 1, false));
+
+        m_host->reaction = nullptr;
+        QVERIFY(contents("b") == data);
+        QCOMPARE(QFileInfo(path("b")).isExecutable(), !chunks);
+        QCOMPARE(m_host->calls.value(0), chunks ? "setProgressLabel(outer, 1)" : QString());
+        const QString atTheEnd = QString("setProgress(%1, %1, 1)").arg(size / 4096);
+        QCOMPARE(m_host->calls.contains(atTheEnd), chunks);
+        QCOMPARE(m_host->calls.contains("showProgress(1, 0, 1)"), chunks);
+        QCOMPARE(during.contains("outer"), chunks);
+    }
+
+    void replacesATargetInChunks()
+    {
+        make("a", QByteArray(chunkedSize, 'a'));
+        make("b", QByteArray(chunkedSize + 1, 'b'));
+        const Progress progress(10, "", false, false, true);
+
+        QVERIFY(!File::copy(path("a"), path("b"), 0));
+        QVERIFY(contents("b") == QByteArray(chunkedSize + 1, 'b'));
+        QVERIFY(File::copy(path("a"), path("b"), 1));
+
+        QVERIFY(contents("b") == QByteArray(chunkedSize, 'a'));
+    }
+
+    void losesACancelThatComesInDuringChunks()
+    {
+        make("a", QByteArray(chunkedSize, 'a'));
+        Progress progress(10, "outer", true, false, true);
+        on("setProgress(25, 512, 1)", [&] {
+            Progress::any()->cancel();
+            progress.cancel();
+        });
+
+        QVERIFY(File::copy(path("a"), path("b")));
+
+        m_host->reaction = nullptr;
+        QVERIFY(contents("b") == QByteArray(chunkedSize, 'a'));
+        QVERIFY(m_host->calls.contains("setProgress(25, 512, 1)"));
+        QVERIFY(progress.tick());
+    }
+
+    void copiesAtOnceWhenTheChunksFail()
+    {
+        make("a", QByteArray(chunkedSize, 'a'));
+        const Progress progress(10, "outer", false, false, true);
+        FullDisk disk(chunkedSize - 1);
+        QStringList left;
+        m_host->reaction = [&](const QString &) {
+            if (Progress::any() == &progress) { // that of the chunks has ended
+                left.append(below(""));
+                disk.makeRoom();
+            }
+        };
+
+        QVERIFY(File::copy(path("a"), path("b")));
+
+        m_host->reaction = nullptr;
+        QCOMPARE(left.value(0), QString("a"));
+        QVERIFY(contents("b") == QByteArray(chunkedSize, 'a'));
+    }
+
+    void survivesALargeFileThatShrinksInChunks()
+    {
+        make("a", QByteArray(chunkedSize, 'a'));
+        const Progress progress(10, "outer", false, false, true);
+        on("setProgress(25, 512, 1)", [&] { QVERIFY(QFile::resize(path("a"), 100)); });
+
+        QVERIFY(File::copy(path("a"), path("b")));
+
+        m_host->reaction = nullptr;
+        QCOMPARE(contents("b"), QByteArray(100, 'a'));
+    }
+
+    // copyDir()
+
+    void copiesAFolderWithAllBelowIt()
+    {
+        make("x/from/a b.txt", "1");
+        make("x/from/größe/日本.txt", "2");
+        make("x/from/we*rd/*", "3");
+        make("x/from/weird/no", "4");
+        make("x/from/.hidden/file");
+        make("x/from/.file");
+        makeAll("x/from/empty/");
+
+        QCOMPARE(File::copyDir(path("x/from"), path("y")), 1);
+
+        QCOMPARE(tree(path("y")), QStringList({"from/", "from/a b.txt", "from/empty/",
+                                               "from/größe/", "from/größe/日本.txt", "from/we*rd/",
+                                               "from/we*rd/*", "from/weird/", "from/weird/no"}));
+        QCOMPARE(contents("y/from/a b.txt"), QByteArray("1"));
+        QCOMPARE(contents("y/from/größe/日本.txt"), QByteArray("2"));
+        QCOMPARE(contents("y/from/we*rd/*"), QByteArray("3"));
+        QCOMPARE(contents("y/from/weird/no"), QByteArray("4"));
+    }
+
+    void namesACopiedFolderWithoutItsExtension_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("copied");
+
+        QTest::newRow("plain") << "x/ab"
+                               << "y/ab/file";
+        QTest::newRow("suffix") << "x/a.b"
+                                << "y/a/file";
+        QTest::newRow("two suffixes") << "x/a.b.c"
+                                      << "y/a.b/file";
+        QTest::newRow("hidden") << "x/.ab"
+                                << "y/file";
+        QTest::newRow("with a slash") << "x/ab/"
+                                      << "y/file";
+    }
+
+    void namesACopiedFolderWithoutItsExtension()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, copied);
+        make(source + "/file", "contents");
+
+        QCOMPARE(File::copyDir(path(source), path("y")), 1);
+
+        QCOMPARE(contents(copied), QByteArray("contents"));
+        QCOMPARE(tree(path("y")).filter("file").size(), 1);
+    }
+
+    void namesTheFoldersBelowWithoutTheirExtensionToo()
+    {
+        makeAll("x/data.v2/a x/data.v3/b");
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QCOMPARE(below("y"), QString("x/ x/data/ x/data/a x/data/b"));
+    }
+
+    void hasNothingToDoForAFolderThatIsCopiedOntoItself()
+    {
+        make("x/ab/file", "contents");
+        QDir::setCurrent(path("x"));
+
+        QCOMPARE(File::copyDir(path("x/ab"), path("x")), 1);
+        QCOMPARE(File::copyDir(path("x/AB"), path("x/./")), 1);
+        QCOMPARE(File::copyDir("ab", ""), 1);
+        QCOMPARE(File::copyDir("missing", ""), 1);
+
+        QCOMPARE(below(""), QString("x/ x/ab/ x/ab/file"));
+        QCOMPARE(contents("x/ab/file"), QByteArray("contents"));
+    }
+
+    void keepsTheFilesOfAFolderThatIsCopiedOntoItselfByALink()
+    {
+        make("x/ab/file", "contents");
+        make("x/ab/below/file", "contents below");
+        link(path("x"), "link");
+
+        File::copyDir(path("link/ab"), path("x"));
+
+        QCOMPARE(contents("x/ab/file"), QByteArray("contents"));
+        QCOMPARE(contents("x/ab/below/file"), QByteArray("contents below"));
+        QCOMPARE(below(""), QString("link@ x/ x/ab/ x/ab/below/ x/ab/below/file x/ab/file"));
+    }
+
+    void tellsWhetherAFileWasCopied_data()
+    {
+        QTest::addColumn<QByteArray>("files");
+        QTest::addColumn<int>("overwrite");
+        QTest::addColumn<int>("result");
+
+        const auto row = [](const char *name, const char *files, int overwrite, int result) {
+            QTest::newRow(name) << QByteArray(files) << overwrite << result;
+        };
+        // clang-format off
+        row("missing",                     "other",              1,  0);
+        row("empty",                       "x/",                 1,  0);
+        row("folders only",                "x/a/ x/b/c/",        1,  0);
+        row("hidden only",                 "x/.a",               1,  0);
+        row("a file",                      "x/a",                1,  1);
+        row("a file far below",            "x/a/ x/b/c/d",       1,  1);
+        row("nothing that is not kept",    "x/a y/x/a",          0,  0);
+        row("one that was there, one not", "x/a x/b/c y/x/a",    0,  1);
+        row("one not, one that was there", "x/a x/b/c y/x/b/c",  0,  1);
+        row("kept, as it is no older",     "x/a y/x/a",          -1, 1);
+        // clang-format on
+    }
+
+    void tellsWhetherAFileWasCopied()
+    {
+        QFETCH(QByteArray, files);
+        QFETCH(int, overwrite);
+        QFETCH(int, result);
+        makeAll(files);
+
+        QCOMPARE(File::copyDir(path("x"), path("y"), overwrite), result);
+        QVERIFY(QFileInfo(path("y/x")).isDir()); // made even for a folder that is missing
+    }
+
+    void leavesItToOverwriteWhetherTheFilesAreReplaced()
+    {
+        for (const char *file : {"x/a", "x/below/a"}) {
+            make(file, "new");
+            make(QString("y/") + file, "old");
+            setTime(file, 1000000);
+        }
+        setTime("y/x/a", 2000000);
+        setTime("y/x/below/a", 500000);
+
+        QCOMPARE(File::copyDir(path("x"), path("y"), 0), 0);
+        QCOMPARE(contents("y/x/a") + contents("y/x/below/a"), QByteArray("oldold"));
+        QCOMPARE(File::copyDir(path("x"), path("y"), -1), 1);
+        QCOMPARE(contents("y/x/a") + contents("y/x/below/a"), QByteArray("oldnew"));
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+        QCOMPARE(contents("y/x/a") + contents("y/x/below/a"), QByteArray("newnew"));
+    }
+
+    void copiesEachFolderThatFitsAWildcard()
+    {
+        makeAll("x/ab/file x/AC/file x/a*/file x/b/file x/abc y/");
+
+        QCOMPARE(File::copyDir(path("x/a*"), path("y")), 1);
+
+        QCOMPARE(below("y"), QString("AC/ AC/file a*/ a*/file ab/ ab/file"));
+    }
+
+    void tellsWhetherAFileWasCopiedByAWildcard()
+    {
+        makeAll("x/ab/ x/ac/file x/b/ x/bc/ x/file");
+
+        QCOMPARE(File::copyDir(path("x/b*"), path("y")), 0);
+        QCOMPARE(File::copyDir(path("x/f*"), path("y")), 0);
+        QCOMPARE(File::copyDir(path("x/a*"), path("y")), 1);
+        QCOMPARE(File::copyDir(path("x/a*"), path("y"), 0), 0);
+        QCOMPARE(File::copyDir(path("missing/*"), path("z")), 0);
+
+        QCOMPARE(below("y"), QString("ab/ ac/ ac/file b/ bc/"));
+        QVERIFY(!QFileInfo::exists(path("z")));
+    }
+
+    void endsWhenItCopiesAFolderBelowItself_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<QString>("made");
+
+        // clang-format off
+        QTest::newRow("into itself")      << "x"   << "x"         << "x/x/ x/x/a x/x/b/ x/x/b/c";
+        QTest::newRow("below itself")     << "x"   << "x/b"       << "x/b/x/ x/b/x/a x/b/x/b/ x/b/x/b/c";
+        QTest::newRow("into a new one")   << "x"   << "x/n/m"     << "x/n/ x/n/m/ x/n/m/x/ x/n/m/x/a x/n/m/x/b/ x/n/m/x/b/c x/n/m/x/n/ x/n/m/x/n/m/";
+        QTest::newRow("by a link")        << "x"   << "link"      << "x/x/ x/x/a x/x/b/ x/x/b/c";
+        QTest::newRow("without a name")   << "x/"  << "x/n"       << "x/n/ x/n/a x/n/b/ x/n/b/c";
+        QTest::newRow("by a wildcard")    << "x/*" << "x/b"       << "x/b/b/ x/b/b/c";
+        // clang-format on
+    }
+
+    void endsWhenItCopiesAFolderBelowItself()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, target);
+        QFETCH(QString, made);
+        makeAll("x/a x/b/c");
+        link(path("x"), "link");
+        QStringList expected = QString("link@ x/ x/a x/b/ x/b/c " + made).split(' ');
+        expected.sort();
+
+        QCOMPARE(File::copyDir(path(source), path(target)), 1);
+
+        QCOMPARE(tree(path("")), expected);
+    }
+
+    void endsInALoopOfLinks()
+    {
+        makeAll("x/a z/b");
+        link(path("x"), "x/self");
+        link(path("x"), "x/again");
+        link(path("z"), "x/other");
+        link(path("x"), "z/back");
+        link(path(""), "x/up");
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QCOMPARE(below("y/x/other"), QString("b"));
+        QCOMPARE(contents("y/x/a"), QByteArray("x"));
+        QVERIFY(!QFileInfo::exists(path("y/x/self")));
+        QVERIFY(!QFileInfo::exists(path("y/x/again")));
+        QVERIFY(!QFileInfo::exists(path("y/x/up/x")));
+        QVERIFY(!QFileInfo::exists(path("y/x/up/y/x")));
+        QVERIFY(QFileInfo::exists(path("y/x/up/z/b")));
+    }
+
+    void copiesWhatLinksLeadTo()
+    {
+        makeAll("x/ z/a");
+        make("file", "contents");
+        link(path("z"), "x/folder");
+        link(path("file"), "x/link");
+        link(path("nowhere"), "x/lost");
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QCOMPARE(below("y"), QString("x/ x/folder/ x/folder/a x/link"));
+        QCOMPARE(contents("y/x/link"), QByteArray("contents"));
+    }
+
+    void leavesAFileAloneThatStandsInAFoldersWay()
+    {
+        make("x/ab/file");
+        make("x/ab/below/file");
+        make("y/ab", "kept");
+        make("z/ab/below", "kept");
+
+        QCOMPARE(File::copyDir(path("x/ab"), path("y")), 0);
+        QCOMPARE(File::copyDir(path("x/ab"), path("z")), 1);
+        QCOMPARE(File::copyDir(path("x/ab"), path("y/ab")), 0);
+
+        QCOMPARE(below("y"), QString("ab"));
+        QCOMPARE(contents("y/ab"), QByteArray("kept"));
+        QCOMPARE(below("z"), QString("ab/ ab/below ab/file"));
+        QCOMPARE(contents("z/ab/below"), QByteArray("kept"));
+    }
+
+    void copiesNothingOfAnEmptyPath()
+    {
+        makeAll("file folder/file y/");
+        QDir::setCurrent(path(""));
+
+        QCOMPARE(File::copyDir("", path("y")), 0);
+
+        QCOMPARE(below("y"), QString());
+    }
+
+    void passesOverWhatItMayNotRead()
+    {
+        makeAll("x/a x/b x/locked/file x/open/file y/");
+        QCOMPARE(chmod(qPrintable(path("x/a")), 0), 0);
+        QCOMPARE(chmod(qPrintable(path("x/locked")), 0), 0);
+        QCOMPARE(chmod(qPrintable(path("y")), 0777), 0);
+        {
+            const OrdinaryUser user(m_temporary->path());
+            QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+        }
+        QCOMPARE(chmod(qPrintable(path("x/locked")), 0755), 0);
+
+        QCOMPARE(below("y"), QString("x/ x/b x/locked/ x/open/ x/open/file"));
+    }
+
+    void copiesNothingToWhereItMayNotWrite()
+    {
+        makeAll("x/a x/b/c y/");
+        QCOMPARE(chmod(qPrintable(path("y")), 0555), 0);
+        {
+            const OrdinaryUser user(m_temporary->path());
+            QCOMPARE(File::copyDir(path("x"), path("y")), 0);
+        }
+        QCOMPARE(chmod(qPrintable(path("y")), 0755), 0);
+
+        QCOMPARE(below("y"), QString());
+    }
+
+    void copiesWhatFitsOnAFullDisk()
+    {
+        make("x/large", QByteArray(10000, 'a'));
+        make("x/small", QByteArray(10, 'a'));
+        make("z/large", QByteArray(10000, 'a'));
+        {
+            const FullDisk disk(5000);
+            QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+            QCOMPARE(File::copyDir(path("z"), path("y")), 0);
+        }
+
+        QCOMPARE(below("y"), QString("x/ x/small z/"));
+    }
+
+    void reportsAFolderOfSixEntries_data()
+    {
+        QTest::addColumn<QByteArray>("files");
+        QTest::addColumn<bool>("cancelable");
+        QTest::addColumn<QStringList>("calls");
+
+        const QStringList calls{"setProgressLabel(Copying %1, 1)",
+                                "showProgress(1, 0, 1)",
+                                "setProgressLabel(Copying %1, 1)",
+                                "setProgress(1, 6, 1)",
+                                "setProgress(2, 6, 1)",
+                                "setProgress(3, 6, 1)",
+                                "setProgress(4, 6, 1)",
+                                "setProgress(5, 6, 1)",
+                                "setProgress(6, 6, 1)",
+                                "setProgressLabel(, 1)",
+                                "showProgress(0, 0, 1)"};
+        QStringList cancelableCalls = calls;
+        cancelableCalls[1] = "showProgress(1, 1, 1)";
+        cancelableCalls[10] = "showProgress(0, 1, 1)";
+        QTest::newRow("files") << QByteArray("x/1 x/2 x/3 x/4 x/5 x/6") << false << calls;
+        QTest::newRow("cancelable")
+            << QByteArray("x/1 x/2 x/3 x/4 x/5 x/6") << true << cancelableCalls;
+        QTest::newRow("files and folders")
+            << QByteArray("x/1 x/2 x/3 x/4/ x/5/1 x/6/") << false << calls;
+        QTest::newRow("and large folders in it")
+            << QByteArray("x/1 x/2 x/3 x/4/ x/6/ x/5/1 x/5/2 x/5/3 x/5/4 x/5/5 x/5/6 x/5/7")
+            << false << calls;
+        QTest::newRow("five entries")
+            << QByteArray("x/1 x/2 x/3 x/4 x/5/1") << false << QStringList();
+    }
+
+    void reportsAFolderOfSixEntries()
+    {
+        QFETCH(QByteArray, files);
+        QFETCH(bool, cancelable);
+        QFETCH(QStringList, calls);
+        makeAll(files);
+
+        QCOMPARE(File::copyDir(path("x"), path("y"), 1, cancelable), 1);
+
+        QCOMPARE(m_host->calls, calls.replaceInStrings("%1", path("x")));
+    }
+
+    void reportsNothingWithinAPopupReporter_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<bool>("popup");
+
+        QTest::newRow("popup") << "x" << true;
+        QTest::newRow("popup, wildcard") << "*" << true;
+        QTest::newRow("ordinary") << "x" << false;
+        QTest::newRow("ordinary, wildcard") << "*" << false;
+    }
+
+    void reportsNothingWithinAPopupReporter()
+    {
+        QFETCH(QString, source);
+        QFETCH(bool, popup);
+        makeAll("x/1/a x/2/a x/3/a x/4/a x/5/a x/6/a x2/ x3/ x4/ x5/ x6/");
+        const Progress progress(10, "outer", false, false, popup);
+        m_host->calls.clear();
+
+        QCOMPARE(File::copyDir(path(source), path("y")), 1);
+
+        QCOMPARE(m_host->calls.isEmpty(), popup);
+    }
+
+    void reportsEachFolderOfAWildcard_data()
+    {
+        QTest::addColumn<QByteArray>("files");
+        QTest::addColumn<int>("reports");
+
+        QTest::newRow("six") << QByteArray("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/ x/file") << 6;
+        QTest::newRow("five") << QByteArray("x/1/ x/2/ x/3/ x/4/ x/5/ x/file") << 0;
+        QTest::newRow("six, one of them large")
+            << QByteArray("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/1 x/6/2 x/6/3 x/6/4 x/6/5 x/6/6") << 6;
+    }
+
+    void reportsEachFolderOfAWildcard()
+    {
+        QFETCH(QByteArray, files);
+        QFETCH(int, reports);
+        makeAll(files);
+
+        File::copyDir(path("x/*"), path("y"));
+
+        QCOMPARE(callsThatSetProgress().size(), reports);
+        if (reports > 0) {
+            QCOMPARE(m_host->calls.first(),
+                     QString("setProgressLabel(Copying %1, 1)").arg(path("x/*")));
+            QCOMPARE(m_host->calls.last(), QString("showProgress(0, 0, 1)"));
+        }
+    }
+
+    void showsTheWaitCursorUnlessItIsCancelable_data()
+    {
+        QTest::addColumn<QString>("operation");
+        QTest::addColumn<bool>("cancelable");
+
+        for (const char *operation : {"copyDir", "copyDir, wildcard", "remove"}) {
+            QTest::newRow(qPrintable(QString("%1, cancelable").arg(operation)))
+                << operation << true;
+            QTest::newRow(operation) << operation << false;
+        }
+    }
+
+    void showsTheWaitCursorUnlessItIsCancelable()
+    {
+        QFETCH(QString, operation);
+        QFETCH(bool, cancelable);
+        makeAll("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/");
+        QVector<bool> seen;
+        on("setProgress(3, 6, 1)", [&] { seen.append(WaitCursor::activated()); });
+
+        if (operation == "remove")
+            File::remove(path("x/*"), "", cancelable);
+        else
+            File::copyDir(path(operation == "copyDir" ? "x" : "x/*"), path("y"), 1, cancelable);
+
+        QCOMPARE(seen, QVector<bool>{!cancelable});
+        QVERIFY(!WaitCursor::activated());
+    }
+
+    void showsTheWaitCursorWhileItCopiesAFewFiles_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<bool>("cancelable");
+
+        QTest::newRow("not cancelable") << "x" << false;
+        QTest::newRow("cancelable") << "x" << true;
+        QTest::newRow("wildcard, not cancelable") << "x*" << false;
+        QTest::newRow("wildcard, cancelable") << "x*" << true;
+    }
+
+    void showsTheWaitCursorWhileItCopiesAFewFiles()
+    {
+        QFETCH(QString, source);
+        QFETCH(bool, cancelable);
+        make("x/a", QByteArray(10000, 'a'));
+        const FullDisk disk(5000, lookForWaitCursor); // which looks in the middle of the copy
+
+        QCOMPARE(File::copyDir(path(source), path("y"), 1, cancelable), 0);
+
+        QCOMPARE(sawWaitCursor, !cancelable);
+    }
+
+    void canBeCancelled_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QByteArray>("files");
+        QTest::addColumn<int>("done"); // entries in the target
+
+        // clang-format off
+        QTest::newRow("at a file")      << "x"   << QByteArray("x/1 x/2 x/3 x/4 x/5 x/6")                << 2;
+        QTest::newRow("at a folder")    << "x"   << QByteArray("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")          << 2;
+        QTest::newRow("far below")      << "x"   << QByteArray("x/x/1 x/x/2 x/x/3 x/x/4 x/x/5 x/x/6")    << 2;
+        QTest::newRow("of a wildcard")  << "x/*" << QByteArray("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")          << 2;
+        QTest::newRow("below wildcard") << "x/*" << QByteArray("x/x/1 x/x/2 x/x/3 x/x/4 x/x/5 x/x/6")    << 2;
+        // clang-format on
+    }
+
+    void canBeCancelled()
+    {
+        QFETCH(QString, source);
+        QFETCH(QByteArray, files);
+        QFETCH(int, done);
+        makeAll(files);
+        on("setProgress(2, 6, 1)", [] { Progress::any()->cancel(); });
+
+        QCOMPARE(File::copyDir(path(source), path("y"), 1, true), -1);
+
+        QCOMPARE(callsThatSetProgress().size(), 2);
+        QCOMPARE(tree(path("y")).filter(QRegExp("[1-6]/?$")).size(), done);
+    }
+
+    void cannotBeCancelledUnlessItIsCancelable()
+    {
+        makeAll("x/1 x/2 x/3 x/4 x/5 x/6");
+        on("setProgress(2, 6, 1)", [] { Progress::any()->cancel(); });
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QCOMPARE(below("y"), QString("x/ x/1 x/2 x/3 x/4 x/5 x/6"));
+    }
+
+    void survivesASourceThatGoesMeanwhile()
+    {
+        makeAll("x/1 x/2 x/3 x/4 x/5 x/6 x/7/a x/8/b");
+        on("setProgress(1, 8, 1)", [&] { QVERIFY(QDir(path("x")).removeRecursively()); });
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QCOMPARE(callsThatSetProgress().size(), 8);
+        QCOMPARE(tree(path("y/x")).filter(QRegExp("^[1-6]$")).size(), 1);
+    }
+
+    void survivesATargetThatGoesMeanwhile()
+    {
+        makeAll("x/1 x/2 x/3 x/4 x/5 x/6");
+        on("setProgress(1, 6, 1)", [&] { QVERIFY(QDir(path("y/x")).removeRecursively()); });
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QCOMPARE(callsThatSetProgress().size(), 6);
+        QCOMPARE(below("y"), QString()); // and no file that is named as the folder was
+    }
+
+    // move() and moveDir()
+
+    void movesFilesAndFolders_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<QString>("result");
+
+        const auto row = [](const char *source, const char *target, const char *result) {
+            QTest::addRow("%s to %s", source, target)
+                << QString(source) << QString(target) << QString(result);
+        };
+        // clang-format off
+        row("a",           "new",           "b folder/ folder/c new");
+        row("a",           "b",             "b folder/ folder/c");
+        row("a",           "folder",        "b folder/ folder/a folder/c");
+        row("a",           "folder/c",      "b folder/ folder/c");
+        row("./folder/../a", "folder//./n", "b folder/ folder/c folder/n");
+        row("folder",      "new",           "a b new/ new/c");
+        row("folder/",     "new/",          "a b new/ new/c");
+        row("a",           "missing/new",   "a b folder/ folder/c");
+        row("missing",     "b",             "a b folder/ folder/c");
+        row("folder",      "folder",        "a b folder/ folder/c");
+        row("folder",      "b",             "a b folder/ folder/c");
+        // clang-format on
+    }
+
+    void movesFilesAndFolders()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, target);
+        QFETCH(QString, result);
+        makeAll("b folder/c");
+        make("a", "moved");
+
+        File::move(path(source), path(target));
+
+        QCOMPARE(below(""), result);
+        if (!QFileInfo::exists(path("a")) && QFileInfo(path(target)).isFile())
+            QCOMPARE(contents(target), QByteArray("moved"));
+    }
+
+    void movesByNamesOfAnyKind()
+    {
+        make("a b", "1");
+        make("-f", "2");
+        make("we*rd", "3");
+        make("größe 日本", "4");
+        make("weird", "5");
+        QVERIFY(QDir().mkpath(path("to here")));
+        QDir::setCurrent(path(""));
+
+        File::move(path("a b"), path("to here/c d"));
+        File::move("-f", "-v");
+        File::move(path("we*rd"), path("to here"));
+        File::move(path("größe 日本"), path("日本 größe"));
+
+        QCOMPARE(tree(path("")), QStringList({"-v", "to here/", "to here/c d", "to here/we*rd",
+                                              "weird", "日本 größe"}));
+        QCOMPARE(contents("to here/c d"), QByteArray("1"));
+        QCOMPARE(contents("日本 größe"), QByteArray("4"));
+    }
+
+    void movesNothingOfAnEmptyPath()
+    {
+        makeAll("a folder/");
+        QDir::setCurrent(path("folder"));
+
+        File::move("", path("b"));
+        File::move(path("a"), "");
+        File::moveDir("", path("b"));
+        File::moveDir(path("folder"), "");
+
+        QCOMPARE(below(""), QString("a folder/"));
+    }
+
+    void movesALinkAsALink()
+    {
+        makeAll("folder/a to/");
+        link(path("folder"), "link");
+
+        File::move(path("link"), path("to"));
+
+        QCOMPARE(below(""), QString("folder/ folder/a to/ to/link@"));
+    }
+
+    void movesAFolderWithoutAWildcard()
+    {
+        makeAll("x/a y/ file");
+
+        File::moveDir(path("x"), path("y"));
+        File::moveDir(path("file"), path("y"));
+
+        QCOMPARE(below(""), QString("y/ y/file y/x/ y/x/a"));
+    }
+
+    void movesEachFolderThatFitsAWildcard()
+    {
+        makeAll("x/ab/1 x/AC/2 x/a*/3 x/b/4 x/abc y/");
+
+        File::moveDir(path("x/a*"), path("y"));
+
+        QCOMPARE(below(""),
+                 QString("x/ x/abc x/b/ x/b/4 y/ y/AC/ y/AC/2 y/a*/ y/a*/3 y/ab/ y/ab/1"));
+    }
+
+    void movesTheFoldersBesideATargetThatFitsToo()
+    {
+        makeAll("x/1/a x/2/b x/y/");
+
+        File::moveDir(path("x/*"), path("x/y"));
+
+        QCOMPARE(below("x"), QString("y/ y/1/ y/1/a y/2/ y/2/b"));
+    }
+
+    void movesNothingWhereNoFolderFits()
+    {
+        makeAll("x/a y/");
+
+        File::moveDir(path("x/*"), path("y"));
+        File::moveDir(path("missing/*"), path("y"));
+
+        QCOMPARE(below(""), QString("x/ x/a y/"));
+    }
+
+    // remove()
+
+    void removesTheContentsOfAFolder_data()
+    {
+        QTest::addColumn<QByteArray>("files");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("left");
+
+        const auto row = [](const char *name, const char *files, int count, const char *left) {
+            QTest::newRow(name) << QByteArray(files) << count << QString(left);
+        };
+        // clang-format off
+        row("missing",                 "other",                          0, "");
+        row("empty",                   "x/",                             0, "");
+        row("files",                   "x/a x/b.txt x/*",                3, "");
+        row("folders",                 "x/a/ x/b/",                      2, "");
+        row("all below",               "x/a x/b/c x/b/d/e/f x/b/d/g",    7, "");
+        row("folders with stars",      "x/we*rd/a x/*/b",                4, "");
+        row("a hidden file",           "x/a x/.b",                       1, ".b");
+        row("a hidden file far below", "x/a/b/c x/a/.d x/e/f",           4, "a/ a/.d");
+        row("a file",                  "x",                              0, "");
+        // clang-format on
+    }
+
+    void removesTheContentsOfAFolder()
+    {
+        QFETCH(QByteArray, files);
+        QFETCH(int, count);
+        QFETCH(QString, left);
+        makeAll(files);
+        makeAll("y/a/b xx/a");
+        const bool wasThere = QFileInfo::exists(path("x"));
+
+        QCOMPARE(File::remove(path("x/*")), count);
+
+        QCOMPARE(below("x"), left);
+        QCOMPARE(QFileInfo::exists(path("x")), wasThere);
+        QCOMPARE(below("y") + below("xx"), QString("a/ a/ba"));
+    }
+
+    void removesNamesOfAnyKind()
+    {
+        make("x/größe/日本 .txt");
+        make("x/a b/ c ");
+
+        QCOMPARE(File::remove(path("x/*")), 4);
+
+        QCOMPARE(below("x"), QString());
+    }
+
+    void keepsTheExceptions_data()
+    {
+        QTest::addColumn<Data::String>("exceptions");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("left");
+
+        const QString files = "A.txt a.txt b.md c;d sub/ sub/a.txt sub/sub/ sub/sub/b.md";
+        const auto row = [](const char *name, const char *exceptions, int count,
+                            const QString &left) {
+            QTest::newRow(name) << Data::String(exceptions) << count << left;
+        };
+        // clang-format off
+        row("none",                       "",                 8, "");
+        row("a name",                     "b.md",             7, "b.md");
+        row("a name in the other case",   "B.MD",             7, "b.md");
+        row("a name in two cases",        "a.txt",            6, "A.txt a.txt");
+        row("a wildcard",                 "*.txt",            6, "A.txt a.txt");
+        row("two wildcards are one name", "*.txt;b.md",       8, "");
+        row("a name with a semicolon",    "c;d",              7, "c;d");
+        row("a folder",                   "sub",              4, "sub/ sub/a.txt sub/sub/ sub/sub/b.md");
+        row("a folder by a wildcard",     "s*",               4, "sub/ sub/a.txt sub/sub/ sub/sub/b.md");
+        row("all",                        "*",                0, files);
+        row("what is not there",          "x",                8, "");
+        row("exact names",                "a.txt\nb.md",      6, "a.txt b.md");
+        row("exact names, case counts",   "a.txt\nB.md\nSub", 7, "a.txt");
+        row("exact folder and file",      "sub\nc;d",         3, "c;d sub/ sub/a.txt sub/sub/ sub/sub/b.md");
+        row("no wildcard by a line feed", "*.txt\nb.md",      7, "b.md");
+        row("one exact name",             "A.txt\n",          7, "A.txt");
+        row("a line feed",                "\n",               8, "");
+        // clang-format on
+    }
+
+    void keepsTheExceptions()
+    {
+        QFETCH(Data::String, exceptions);
+        QFETCH(int, count);
+        QFETCH(QString, left);
+        makeAll("x/a.txt x/A.txt x/b.md x/c;d x/sub/a.txt x/sub/sub/b.md");
+
+        QCOMPARE(File::remove(path("x/*"), exceptions), count);
+
+        QCOMPARE(below("x"), left);
+    }
+
+    void doesNotTakeAFolderForAWildcard()
+    {
+        makeAll("x/we*rd/a x/weird/b");
+
+        QCOMPARE(File::remove(path("x/*"), "weird\n"), 2);
+
+        QCOMPARE(below("x"), QString("weird/ weird/b"));
+    }
+
+    void removesALinkAsALink_data()
+    {
+        QTest::addColumn<QString>("argument");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("left");
+
+        const auto row = [](const char *name, const char *argument, int count, const char *left) {
+            QTest::newRow(name) << QString(argument) << count << QString(left);
+        };
+        // clang-format off
+        row("in the contents",       "x/*",         4, "lost@");
+        row("by a wildcard",         "x/f*",        1, "folder@ lost@ sub/ sub/folder@");
+        row("to a folder",           "x/folder",    1, "file@ lost@ sub/ sub/folder@");
+        row("to a folder, slash",    "x/folder/",   1, "file@ lost@ sub/ sub/folder@");
+        row("to a folder, slashes",  "x/folder///", 1, "file@ lost@ sub/ sub/folder@");
+        row("to a file",             "x/file",      1, "folder@ lost@ sub/ sub/folder@");
+        row("to nowhere",            "x/lost",      1, "file@ folder@ sub/ sub/folder@");
+        row("in a folder",           "x",           1, "folder@ lost@ sub/ sub/folder@");
+        // clang-format on
+    }
+
+    void removesALinkAsALink()
+    {
+        QFETCH(QString, argument);
+        QFETCH(int, count);
+        QFETCH(QString, left);
+        makeAll("x/sub/ z/a z/b/c");
+        link(path("z"), "x/folder");
+        link(path("z"), "x/sub/folder");
+        link(path("z/a"), "x/file");
+        link(path("nowhere"), "x/lost");
+
+        const int removed = File::remove(path(argument));
+
+        QCOMPARE(below("z"), QString("a b/ b/c"));
+        QCOMPARE(below("x"), left);
+        QCOMPARE(removed, count);
+    }
+
+    void followsALinkThatThePathGoesThrough()
+    {
+        makeAll("x/ z/a z/b/c");
+        link(path("z"), "x/link");
+
+        QCOMPARE(File::remove(path("x/link/b/*")), 1);
+        QCOMPARE(below("z"), QString("a b/"));
+        QCOMPARE(File::remove(path("x/link/*")), 2);
+
+        QCOMPARE(below(""), QString("x/ x/link@ z/"));
+    }
+
+    void removesNothingWithoutTheNameOfAFolder()
+    {
+        // In a root of its own, as a mistake here would cost everything.
+        makeAll("root/a root/b/c root/here/d");
+        const QString before = below("");
+        const QByteArray root = QFile::encodeName(path("root"));
+
+        const pid_t child = fork();
+        if (child == 0) {
+            if (geteuid() != 0 && unshare(CLONE_NEWUSER) != 0)
+                _exit(100);
+            if (chroot(root.constData()) != 0 || chdir("/here") != 0)
+                _exit(100);
+            const int removed = File::remove("/*") + File::remove("*") + File::remove("");
+            _exit(removed == 0 ? 0 : 1);
+        }
+        int status = -1;
+        QCOMPARE(waitpid(child, &status, 0), child);
+
+        QVERIFY(WIFEXITED(status));
+        if (WEXITSTATUS(status) == 100)
+            QSKIP("this user may not change the root of a process");
+        QCOMPARE(WEXITSTATUS(status), 0);
+        QCOMPARE(below(""), before);
+    }
+
+    void removesTheFilesThatFitAWildcard_data()
+    {
+        QTest::addColumn<QString>("argument");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("left");
+
+        const auto row = [](const char *argument, int count, const char *left) {
+            QTest::newRow(argument) << QString(argument) << count << QString(left);
+        };
+        // clang-format off
+        row("x/*.txt",       2, "b.md c.txt/ c.txt/d.txt");
+        row("x/a*",          1, "B.TXT b.md c.txt/ c.txt/d.txt");
+        row("x/**",          3, "c.txt/ c.txt/d.txt");
+        row("x/*.cpp",       0, "B.TXT a.txt b.md c.txt/ c.txt/d.txt");
+        row("missing/*.txt", 0, "B.TXT a.txt b.md c.txt/ c.txt/d.txt");
+        row("*/a.txt",       0, "B.TXT a.txt b.md c.txt/ c.txt/d.txt");
+        // clang-format on
+    }
+
+    void removesTheFilesThatFitAWildcard()
+    {
+        QFETCH(QString, argument);
+        QFETCH(int, count);
+        QFETCH(QString, left);
+        makeAll("x/a.txt x/B.TXT x/b.md x/c.txt/d.txt");
+
+        QCOMPARE(File::remove(path(argument), "a.txt"), count); // exceptions play no part
+
+        QCOMPARE(below("x"), left);
+    }
+
+    void removesOneFileOrFolder_data()
+    {
+        QTest::addColumn<QString>("argument");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("left");
+
+        const QString all = "file full/ full/a full/b full/sub/ full/sub/c hidden/ hidden/.a "
+                            "hidden/b plain/ plain/a plain/b";
+        const auto without = [&all](const QStringList &gone) {
+            QStringList left = all.split(' ');
+            for (const QString &entry : gone)
+                left.removeAll(entry);
+            return left.join(' ');
+        };
+        // clang-format off
+        QTest::newRow("a file")                  << "file"    << 1 << without({"file"});
+        QTest::newRow("a file with a slash")     << "file/"   << 0 << all;
+        QTest::newRow("missing")                 << "missing" << 0 << all;
+        QTest::newRow("long")                    << QString(4000, 'a') << 0 << all;
+        QTest::newRow("a folder of files")       << "plain"   << 3 << without({"plain/", "plain/a", "plain/b"});
+        QTest::newRow("with a slash")            << "plain/"  << 3 << without({"plain/", "plain/a", "plain/b"});
+        QTest::newRow("a folder with a folder")  << "full"    << 2 << without({"full/a", "full/b"});
+        QTest::newRow("a folder with a hidden")  << "hidden"  << 1 << without({"hidden/b"});
+        // clang-format on
+    }
+
+    void removesOneFileOrFolder()
+    {
+        QFETCH(QString, argument);
+        QFETCH(int, count);
+        QFETCH(QString, left);
+        makeAll("file plain/a plain/b full/a full/b full/sub/c hidden/.a hidden/b");
+
+        QCOMPARE(File::remove(path(argument), "a"), count); // exceptions play no part
+
+        QCOMPARE(below(""), left);
+    }
+
+    void removesAnEmptyFolderByARelativePath()
+    {
+        makeAll("x/y/");
+        QDir::setCurrent(path("x"));
+
+        QCOMPARE(File::remove("y"), 1);
+        QCOMPARE(File::remove("."), 0);
+        QCOMPARE(File::remove("../x/./*"), 0);
+
+        QCOMPARE(below(""), QString("x/"));
+    }
+
+    void removesAWholeTreeInTwoCalls()
+    {
+        makeAll("x/a x/b/c/d");
+
+        QCOMPARE(File::remove(path("x/*")), 4);
+        QCOMPARE(File::remove(path("x")), 1);
+
+        QCOMPARE(below(""), QString());
+    }
+
+    void removesWhatItMayNotWriteButNotFromWhereItMayNot()
+    {
+        makeAll("x/a x/locked/b x/unreadable/c x/sub/d");
+        QCOMPARE(chmod(qPrintable(path("x/a")), 0400), 0);
+        QCOMPARE(chmod(qPrintable(path("x/sub")), 0777), 0);
+        QCOMPARE(chmod(qPrintable(path("x")), 0777), 0);
+        QCOMPARE(chmod(qPrintable(path("x/locked")), 0555), 0);
+        QCOMPARE(chmod(qPrintable(path("x/unreadable")), 0333), 0);
+        {
+            const OrdinaryUser user(m_temporary->path());
+            QCOMPARE(File::remove(path("x/locked/b")), 0);
+            QCOMPARE(File::remove(path("x/*")), 3);
+        }
+        QCOMPARE(chmod(qPrintable(path("x/locked")), 0755), 0);
+        QCOMPARE(chmod(qPrintable(path("x/unreadable")), 0755), 0);
+
+        QCOMPARE(below("x"), QString("locked/ locked/b unreadable/ unreadable/c"));
+    }
+
+    void reportsTheFoldersThatItRemoves_data()
+    {
+        QTest::addColumn<QByteArray>("files");
+        QTest::addColumn<Data::String>("exceptions");
+        QTest::addColumn<int>("total"); // 0 when nothing is reported
+        QTest::addColumn<int>("reports");
+
+        const auto row = [](const char *name, const char *files, const char *exceptions, int total,
+                            int reports) {
+            QTest::newRow(name) << QByteArray(files) << Data::String(exceptions) << total
+                                << reports;
+        };
+        // clang-format off
+        row("six",                       "x/1/ x/2/ x/3/ x/4/ x/5/ x/6/",             "",        6, 6);
+        row("six, with contents",        "x/1/a x/2/b x/3/ x/4/c/d x/5/ x/6/",        "",        6, 6);
+        row("five and a file",           "x/1/ x/2/ x/3/ x/4/ x/5/ x/6",              "",        0, 0);
+        row("seven, one kept",           "x/1/ x/2/ x/3/ x/4/ x/5/ x/6/ x/7/",        "7",       6, 6);
+        row("seven, two kept",           "x/1/ x/2/ x/3/ x/4/ x/5/ x/6/ x/7/",        "6\n7",    0, 0);
+        row("six, one kept",             "x/1/ x/2/ x/3/ x/4/ x/5/ x/6/",             "6",       0, 0);
+        row("seven, a file kept counts", "x/1/ x/2/ x/3/ x/4/ x/5/ x/6/ x/7/ x/file", "file",    6, 7);
+        row("eight, empty names count",  "x/1/ x/2/ x/3/ x/4/ x/5/ x/6/ x/7/ x/8/",   "\n",      6, 8);
+        row("and large ones below",      "x/1/1/ x/1/2/ x/1/3/ x/1/4/ x/1/5/ x/1/6/ x/2/ x/3/ x/4/ x/5/ x/6/", "", 6, 6);
+        row("large ones below only",     "x/1/1/ x/1/2/ x/1/3/ x/1/4/ x/1/5/ x/1/6/", "",        6, 6);
+        // clang-format on
+    }
+
+    void reportsTheFoldersThatItRemoves()
+    {
+        QFETCH(QByteArray, files);
+        QFETCH(Data::String, exceptions);
+        QFETCH(int, total);
+        QFETCH(int, reports);
+        makeAll(files);
+
+        QVERIFY(File::remove(path("x/*"), exceptions) > 0);
+
+        QStringList expected;
+        for (int i = 1; i <= reports; ++i)
+            expected.append(QString("setProgress(%1, %2, 1)").arg(i).arg(total));
+        QCOMPARE(callsThatSetProgress(), expected);
+        if (total == 0)
+            QCOMPARE(m_host->calls, QStringList());
+    }
+
+    void tellsTheHostWhatItRemoves_data()
+    {
+        QTest::addColumn<bool>("cancelable");
+
+        QTest::newRow("not cancelable") << false;
+        QTest::newRow("cancelable") << true;
+    }
+
+    void tellsTheHostWhatItRemoves()
+    {
+        QFETCH(bool, cancelable);
+        makeAll("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/");
+
+        QCOMPARE(File::remove(path("x/*"), "", cancelable), 6);
+
+        const QString label = QString("setProgressLabel(Removing %1, 1)").arg(path("x/*"));
+        QCOMPARE(m_host->calls.mid(0, 3),
+                 QStringList({label, QString("showProgress(1, %1, 1)").arg(cancelable), label}));
+        QCOMPARE(m_host->calls.last(), QString("showProgress(0, %1, 1)").arg(cancelable));
+    }
+
+    void reportsNoRemovalWithinAPopupReporter_data()
+    {
+        QTest::addColumn<bool>("popup");
+
+        QTest::newRow("popup") << true;
+        QTest::newRow("ordinary") << false;
+    }
+
+    void reportsNoRemovalWithinAPopupReporter()
+    {
+        QFETCH(bool, popup);
+        makeAll("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/");
+        const Progress progress(10, "outer", false, false, popup);
+        m_host->calls.clear();
+
+        QCOMPARE(File::remove(path("x/*")), 6);
+
+        QCOMPARE(m_host->calls.isEmpty(), popup);
+    }
+
+    void removesTheFilesBeforeItReports()
+    {
+        makeAll("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/");
+        QString first;
+        m_host->reaction = [&](const QString &) {
+            if (first.isEmpty())
+                first = below("x");
+        };
+
+        QCOMPARE(File::remove(path("x/*")), 7);
+
+        QCOMPARE(first, QString("1/ 2/ 3/ 4/ 5/ 6/"));
+    }
+
+    void canBeCancelledWhileItRemoves_data()
+    {
+        QTest::addColumn<QByteArray>("files");
+        QTest::addColumn<bool>("cancelable");
+        QTest::addColumn<int>("result");
+        QTest::addColumn<int>("left");
+
+        // clang-format off
+        QTest::newRow("here")           << QByteArray("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")                << true  << -1 << 4;
+        QTest::newRow("far below")      << QByteArray("x/x/1/ x/x/2/ x/x/3/ x/x/4/ x/x/5/ x/x/6/ x/y/")   << true  << -1 << 4;
+        QTest::newRow("not cancelable") << QByteArray("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")                << false << 7  << 0;
+        // clang-format on
+    }
+
+    void canBeCancelledWhileItRemoves()
+    {
+        QFETCH(QByteArray, files);
+        QFETCH(bool, cancelable);
+        QFETCH(int, result);
+        QFETCH(int, left);
+        makeAll(files);
+        on("setProgress(2, 6, 1)", [] { Progress::any()->cancel(); });
+
+        QCOMPARE(File::remove(path("x/*"), "", cancelable), result);
+
+        QCOMPARE(tree(path("x")).filter(QRegExp("[1-6]/$")).size(), left);
+        QVERIFY(!QFileInfo::exists(path("x/a")));
+    }
+
+    void survivesAFolderThatGoesMeanwhile()
+    {
+        makeAll("x/1/a x/2/a x/3/a x/4/a x/5/a x/6/a");
+        on("setProgress(1, 6, 1)", [&] { QVERIFY(QDir(path("x")).removeRecursively()); });
+
+        QCOMPARE(File::remove(path("x/*")), 2);
+
+        QCOMPARE(callsThatSetProgress().size(), 6);
+        QCOMPARE(below(""), QString());
+    }
+
+    void doesNotDescendIntoAFolderThatBecomesALinkMeanwhile()
+    {
+        makeAll("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/ z/a");
+        on("setProgress(1, 6, 1)", [&] {
+            for (const QString &name : QDir(path("x")).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+            {
+                QVERIFY(QDir().rmdir(path("x/" + name)));
+                link(path("z"), "x/" + name);
+            }
+        });
+
+        QCOMPARE(File::remove(path("x/*")), 6);
+
+        QCOMPARE(below(""), QString("x/ z/ z/a"));
+    }
+
+    // createDir()
+
+    void makesAFolderAndThoseAboveIt_data()
+    {
+        QTest::addColumn<QString>("argument");
+        QTest::addColumn<bool>("result");
+        QTest::addColumn<QString>("made");
+
+        const auto row = [](const char *argument, bool result, const char *made) {
+            QTest::newRow(argument) << QString(argument) << result << QString(made);
+        };
+        // clang-format off
+        row("",              true,  "");
+        row(".",             true,  "");
+        row("./",            true,  "");
+        row("a",             true,  "a/");
+        row("a/",            true,  "a/");
+        row("a/b/c",         true,  "a/ a/b/ a/b/c/");
+        row("a//b",          true,  "a/ a/b/");
+        row("./a",           true,  "a/");
+        row("./a/b/",        true,  "a/ a/b/");
+        row("../here/a/b",   true,  "a/ a/b/");
+        row("there",         true,  "");
+        row("there/a",       true,  "there/a/");
+        row("missing/../a",  true,  "a/");
+        row(".hidden/a",     true,  ".hidden/ .hidden/a/");
+        row("*",             true,  "*/");
+        row("a b/ c ",       true,  "a b/ a b/ c /");
+        row("größe/日本",    true,  "größe/ größe/日本/");
+        row("link/a",        true,  "there/a/");
+        row("file",          false, "");
+        row("file/a",        false, "");
+        row("./file",        false, "");
+        row("./file/a",      false, "");
+        row("lost",          false, "");
+        // clang-format on
+    }
+
+    void makesAFolderAndThoseAboveIt()
+    {
+        QFETCH(QString, argument);
+        QFETCH(bool, result);
+        QFETCH(QString, made);
+        makeAll("here/file here/there/");
+        link("there", "here/link");
+        link("nowhere", "here/lost");
+        QDir::setCurrent(path("here"));
+        const QString before = "file link@ lost@ there/";
+
+        QCOMPARE(File::createDir(argument), result);
+
+        QStringList expected = QString(before + " " + made).trimmed().split(' ');
+        QStringList found = below("here").split(' ');
+        expected.sort();
+        found.sort();
+        QCOMPARE(found, expected);
+        if (result)
+            QVERIFY(QFileInfo(QDir::cleanPath("./" + argument)).isDir());
+    }
+
+    void makesAFolderByAFullPath()
+    {
+        QVERIFY(File::createDir(path("a/b")));
+        QVERIFY(File::createDir(path("a/b")));
+        QVERIFY(File::createDir("/"));
+
+        QCOMPARE(below(""), QString("a/ a/b/"));
+    }
+
+    void keepsWhatItMadeBeforeItFailed()
+    {
+        QVERIFY(!File::createDir(path("a/" + QString(300, 'b') + "/c")));
+        QCOMPARE(below(""), QString("a/"));
+        QVERIFY(!File::createDir(path(QString(4000, 'b'))));
+        QVERIFY(!File::createDir(QString(4000, 'b')));
+        QVERIFY(!File::createDir("/proc/none/a"));
+        QCOMPARE(below(""), QString("a/"));
+    }
+
+    void makesNothingWhereItMayNotWrite()
+    {
+        makeAll("locked/");
+        QCOMPARE(chmod(qPrintable(path("locked")), 0555), 0);
+        {
+            const OrdinaryUser user(m_temporary->path());
+            QVERIFY(!File::createDir(path("locked/a/b")));
+        }
+        QCOMPARE(chmod(qPrintable(path("locked")), 0755), 0);
+
+        QCOMPARE(below(""), QString("locked/"));
+    }
+
+    void makesNothingInACurrentFolderThatIsGone()
+    {
+        makeAll("gone/");
+        QDir::setCurrent(path("gone"));
+        QVERIFY(QDir().rmdir(path("gone")));
+
+        QVERIFY(!File::createDir("a/b"));
+        QVERIFY(!File::createDir("./a/b"));
+
+        QCOMPARE(below(""), QString());
+    }
+
+    void makesNothingInACurrentFolderThatItMayNotEnter()
+    {
+        makeAll("locked/");
+        QDir::setCurrent(path("locked"));
+        QCOMPARE(chmod(qPrintable(path("locked")), 0), 0);
+        {
+            const OrdinaryUser user(m_temporary->path());
+            QVERIFY(!File::createDir("a/b"));
+        }
+        QCOMPARE(chmod(qPrintable(path("locked")), 0755), 0);
+
+        QCOMPARE(below(""), QString("locked/"));
+    }
+};
+
+QTEST_MAIN(tst_File_tree)
+#include "tst_File_tree.moc"

@@ -1,0 +1,330 @@
+#include "utils/feedback/Progress.h"
+#include "utils/feedback/WaitCursor.h"
+#include "utils/files/File.h"
+#include "utils/platform/Platform.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSet>
+#include <QStringList>
+
+#include <algorithm>
+#include <limits>
+
+namespace Utils {
+
+static const QDir::Filters folders = QDir::Dirs | QDir::NoDotAndDotDot;
+
+static bool isPattern(const QString &path) { return path.contains(QLatin1Char('*')); }
+
+/// The folders that fit \p pattern, a path that ends in a wildcard.
+static QFileInfoList foldersThatFit(const Data::String &pattern)
+{
+    const QDir parent(File::parentFolder(pattern));
+    return parent.entryInfoList({File::base(pattern, /*withExtension=*/true)}, folders,
+                                QDir::Unsorted);
+}
+
+/// The steps of a reporter, which is inert when a progress is shown already.
+static int stepsUnlessNested(int steps) { return Progress::current(true) ? -1 : steps; }
+
+/// Whether \p target is the directory entry that \p source leads to, by another path. Removing the
+/// one would lose the other.
+static bool isSameEntry(const Data::String &source, const Data::String &target)
+{
+    const QString file = QFileInfo(source).canonicalFilePath();
+    const QFileInfo entry(target);
+    const QDir folder(QFileInfo(entry.path()).canonicalFilePath());
+    return !file.isEmpty() && file == folder.filePath(entry.fileName());
+}
+
+/// Copies in small chunks, with a reporter of its own. False when the copy is not complete, and
+/// then nothing is left of it.
+static bool copyInChunks(const Data::String &source, const Data::String &target, qint64 size)
+{
+    const qint64 steps = std::min<qint64>(size / 1024 / 4, std::numeric_limits<int>::max());
+    Progress progress(static_cast<int>(steps), Progress::current(true)->label(),
+                      /*cancelable=*/false, /*waitCursor=*/true, /*popup=*/true);
+    QFile from(source);
+    QFile to(target);
+    if (!from.open(QIODevice::ReadOnly) || !to.open(QIODevice::ReadWrite | QIODevice::NewOnly))
+        return false;
+
+    char chunk[4096];
+    qint64 copied = 0;
+    while (!from.atEnd()) {
+        const qint64 length = from.read(chunk, sizeof(chunk));
+        if (length < 1 || to.write(chunk, length) != length)
+            break;
+        copied += length;
+        progress.tick(); // not asked whether it was cancelled: what has begun is completed
+    }
+    // What the buffer still holds may not fit on the disk.
+    const bool isComplete = to.flush() && copied == size;
+    to.close();
+    if (!isComplete)
+        to.remove();
+    return isComplete;
+}
+
+bool File::copy(const Data::String &source, const Data::String &target, int overwrite,
+                bool showWaitCursor)
+{
+    const bool isInto = QFileInfo(target).isDir();
+    const Data::String file = isInto ? join(target, base(source, /*withExtension=*/true)) : target;
+    if (isSamePath(source, file) || isSameEntry(source, file))
+        return true;
+
+    // Not exists(), for which a "*" in the name is a wildcard.
+    if (QFileInfo::exists(file)) {
+        if (overwrite == 0)
+            return false;
+        if (overwrite < 0 && timestamp(file) >= timestamp(source))
+            return true;
+        if (!QFile::remove(file))
+            return false;
+    }
+
+    const qint64 bytes = size(source);
+    if (Progress::current(true) && bytes / 1024 > 2048 && copyInChunks(source, file, bytes))
+        return true;
+
+    // A pipe or a device may have no end.
+    const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/showWaitCursor);
+    return QFileInfo(source).isFile() && QFile::copy(source, file);
+}
+
+namespace {
+
+/// A folder that a copy does not enter, as a canonical path, and the others.
+struct ClosedFolder
+{
+    QString path;
+    const ClosedFolder *others;
+
+    bool contains(const QString &folder) const
+    {
+        return path == folder || (others && others->contains(folder));
+    }
+};
+
+/// What a call of copyDir() keeps on its way down.
+struct FolderCopy
+{
+    int overwrite;
+    bool cancelable;
+
+    int run(const Data::String &source, const Data::String &target,
+            const ClosedFolder *closed = nullptr) const;
+};
+
+} // namespace
+
+int FolderCopy::run(const Data::String &source, const Data::String &target,
+                    const ClosedFolder *closed) const
+{
+    const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/!cancelable);
+    const Data::String destination = File::join(target, File::base(source));
+    if (File::isSamePath(destination, source))
+        return 1;
+
+    File::createDir(destination);
+    // Below the destination the copy would find its own work and, through a link, a folder that it
+    // is in already, again and again.
+    const ClosedFolder ownWork = {QFileInfo(destination).canonicalFilePath(), nullptr};
+    const ClosedFolder closedBelow = {QFileInfo(source).canonicalFilePath(),
+                                      closed ? closed : &ownWork};
+
+    // An empty path is no folder, while QDir takes it for the current one.
+    const QDir folder(source);
+    QFileInfoList filesHere;
+    QFileInfoList foldersHere;
+    if (!source.isEmpty()) {
+        filesHere = folder.entryInfoList(QDir::Files, QDir::Unsorted);
+        foldersHere = folder.entryInfoList(folders, QDir::Unsorted);
+    }
+    const int total = filesHere.size() + foldersHere.size();
+    Progress progress(total < 6 ? -1 : stepsUnlessNested(total), QLatin1String("Copying ") + source,
+                      cancelable, /*waitCursor=*/!cancelable,
+                      /*popup=*/true);
+
+    int result = 0;
+    for (const QFileInfo &file : qAsConst(filesHere)) {
+        // Without its folder the file would take the folder's name.
+        if (QFileInfo(destination).isDir() &&
+            File::copy(file.filePath(), destination, overwrite, /*showWaitCursor=*/false))
+            result = 1;
+        if (!progress.tick())
+            return -1;
+    }
+    for (const QFileInfo &below : qAsConst(foldersHere)) {
+        if (!closedBelow.contains(below.canonicalFilePath())) {
+            const int nested = run(below.filePath(), destination, &closedBelow);
+            if (nested < 0)
+                return -1;
+            result |= nested;
+        }
+        if (!progress.tick())
+            return -1;
+    }
+    return result;
+}
+
+int File::copyDir(const Data::String &source, const Data::String &target, int overwrite,
+                  bool cancelable)
+{
+    const FolderCopy copy = {overwrite, cancelable};
+    if (!isPattern(source))
+        return copy.run(source, target);
+
+    const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/!cancelable);
+    const QFileInfoList sources = foldersThatFit(source);
+    Progress progress(sources.size() > 5 ? stepsUnlessNested(sources.size()) : -1,
+                      QLatin1String("Copying ") + source, cancelable, /*waitCursor=*/!cancelable,
+                      /*popup=*/true);
+
+    int result = 0;
+    for (const QFileInfo &folder : sources) {
+        // Not copyDir(), for which a "*" in the name of a folder would be a wildcard again.
+        const int nested = copy.run(folder.filePath(), target);
+        if (nested < 0 || !progress.tick())
+            return -1;
+        result |= nested;
+    }
+    return result;
+}
+
+void File::move(const Data::String &source, const Data::String &target)
+{
+    Platform::moveReplacing(cleanPath(source).toStdString(), cleanPath(target).toStdString());
+}
+
+void File::moveDir(const Data::String &source, const Data::String &target)
+{
+    if (!isPattern(source))
+        return move(source, target);
+
+    const QFileInfoList sources = foldersThatFit(source);
+    for (const QFileInfo &folder : sources)
+        move(folder.filePath(), target);
+}
+
+/// The names in \p folder that \p exceptions keeps, as they are counted: with repeated and empty
+/// ones.
+static QStringList namesToKeep(const QDir &folder, const Data::String &exceptions)
+{
+    const QLatin1Char separator('\n');
+    if (exceptions.isEmpty())
+        return {};
+    if (exceptions.contains(separator))
+        return exceptions.split(separator);
+    return folder.entryList({exceptions}, QDir::Files | folders, QDir::Unsorted);
+}
+
+/// Removes what is in the folder of \p path, which ends in "/*".
+static int removeContents(const Data::String &path, const Data::String &exceptions, bool cancelable)
+{
+    const QString name = path.chopped(std::min(path.size(), 2));
+    if (name.isEmpty()) // which QDir would take for the current folder
+        return 0;
+
+    const QDir folder(name);
+    const QStringList namesKept = namesToKeep(folder, exceptions);
+    const QSet<QString> kept(namesKept.begin(), namesKept.end());
+
+    int removed = 0;
+    const QStringList filesHere = folder.entryList(QDir::Files, QDir::Unsorted);
+    for (const QString &file : filesHere) {
+        if (!kept.contains(file) && QFile::remove(folder.filePath(file)))
+            ++removed;
+    }
+
+    const QStringList foldersHere = folder.entryList(folders, QDir::Unsorted);
+    const int total = foldersHere.size() - namesKept.size();
+    Progress progress(total < 6 ? -1 : stepsUnlessNested(total), QLatin1String("Removing ") + path,
+                      cancelable, /*waitCursor=*/!cancelable, /*popup=*/true);
+    for (const QString &below : foldersHere) {
+        if (kept.contains(below))
+            continue;
+
+        const Data::String entry = File::join(name, below);
+        if (QFileInfo(entry).isSymLink()) { // never what it leads to
+            removed += QFile::remove(entry) ? 1 : 0;
+        } else {
+            const int nested =
+                File::remove(File::join(entry, QStringLiteral("*")), Data::String(), cancelable);
+            if (nested < 0)
+                return -1;
+            removed += nested + (QDir().rmdir(entry) ? 1 : 0);
+        }
+        if (!progress.tick())
+            return -1;
+    }
+    return removed;
+}
+
+static int removeFiles(const QStringList &files)
+{
+    const auto remove = [](const QString &file) { return QFile::remove(file); };
+    return static_cast<int>(std::count_if(files.begin(), files.end(), remove));
+}
+
+static int removeOne(const Data::String &path)
+{
+    if (path.isEmpty())
+        return 0;
+    if (!QFileInfo(path).isDir())
+        return QFile::remove(path) ? 1 : 0;
+
+    QString entry = path;
+    while (entry.size() > 1 && entry.endsWith(QLatin1Char('/')))
+        entry.chop(1); // as "link/" is the folder that the link leads to
+    if (QFileInfo(entry).isSymLink())
+        return QFile::remove(entry) ? 1 : 0;
+
+    const QDir folder(entry);
+    QStringList files = folder.entryList(QDir::Files, QDir::Unsorted);
+    for (QString &file : files)
+        file = folder.filePath(file);
+    const int removed = removeFiles(files);
+    return removed + (QDir().rmdir(entry) ? 1 : 0);
+}
+
+int File::remove(const Data::String &path, const Data::String &exceptions, bool cancelable)
+{
+    const Data::String name = base(path, /*withExtension=*/true);
+    if (name == QLatin1String("*"))
+        return removeContents(path, exceptions, cancelable);
+    if (isPattern(path))
+        return removeFiles(search(parentFolder(path), name, /*recursive=*/false));
+    return removeOne(path);
+}
+
+bool File::createDir(const Data::String &path)
+{
+    QDir folder(path);
+    if (folder.exists())
+        return true;
+    if (path.startsWith(QLatin1String("./")))
+        return QDir(QStringLiteral(".")).mkpath(path.mid(2));
+
+    QStringList missing;
+    do {
+        missing.append(folder.dirName());
+        if (missing.size() > path.size()) // in a current folder that may not be entered
+            return false;
+        folder.setPath(QDir::cleanPath(folder.filePath(QStringLiteral(".."))));
+    } while (!folder.isRoot() && !folder.exists());
+    if (!folder.exists())
+        return false;
+
+    while (!missing.isEmpty()) {
+        const QString name = missing.takeLast();
+        if (!folder.mkdir(name) || !folder.cd(name))
+            return false;
+    }
+    return true;
+}
+
+} // namespace Utils
