@@ -15,6 +15,8 @@
 #include "utils/feedback/Progress.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File.h"
+#include "utils/files/FileByteReader.h"
+#include "utils/files/FileReader.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/signals/ConditionalSlot.h"
 #include "utils/signals/DelayedSlot.h"

@@ -1,0 +1,284 @@
+#include "utils/files/FileReader.h"
+
+#include "tests/support/Files.h"
+#include "tests/support/Print.h"
+#include "tests/support/Vtable.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <memory>
+#include <type_traits>
+
+using Data::String;
+using Utils::FileReader;
+
+/// Keeps the lines that are pushed to it, and asks for no more after some.
+class Collector : public FileReader
+{
+public:
+    using FileReader::FileReader;
+
+    QStringList lines;
+    int most = INT_MAX;
+
+    static int lineReadIndex() { return vtableIndex(&Collector::lineRead); }
+
+protected:
+    bool lineRead(const String &line) override
+    {
+        lines.append(line);
+        return lines.size() < most;
+    }
+};
+
+class tst_FileReader : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_folder->isValid());
+    }
+
+    void readsTheLinesOfAFile_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<QStringList>("lines");
+
+        const auto row = [](const char *name, const QByteArray &contents,
+                            const QStringList &lines) { QTest::newRow(name) << contents << lines; };
+        // clang-format off
+        row("nothing", "", {});
+        row("no line end", "a", {"a"});
+        row("a last line without its end", "a\nb", {"a", "b"});
+        row("a last line with its end", "a\nb\n", {"a", "b"});
+        row("CR LF", "a\r\nb\r\n", {"a", "b"});
+        row("both line ends", "a\r\nb\nc\r\n", {"a", "b", "c"});
+        row("empty lines", "\n\na\n\n", {"", "", "a", ""});
+        row("empty lines with CR LF", "\r\n\r\na", {"", "", "a"});
+        row("a lone CR", "a\rb\n", {"a\rb"});
+        row("two CR", "a\r\r\nb", {"a\r", "b"});
+        row("blanks", "  a \n\t\n", {"  a ", "\t"});
+        row("UTF-8", "\xc3\xa4\n\xe6\x97\xa5\n\xf0\x9f\x98\x80", {"\u00e4", "\u65e5", "\U0001f600"});
+        row("a line separator", "a\xe2\x80\xa8" "b\n", {"a\u2028b"});
+        row("a byte order mark", "\xef\xbb\xbf" "a\n", {"a"});
+        row("only a byte order mark", "\xef\xbb\xbf", {""});
+        row("only a part of a character", "\xc3", {""});
+        row("invalid UTF-8", "a\xff" "b\nc\n", {"a\ufffdb", "c"});
+        row("a zero byte", QByteArray("a\0b\nc", 5), {QString("a") + QChar(0) + "b", "c"});
+        // clang-format on
+    }
+
+    void readsTheLinesOfAFile()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(QStringList, lines);
+        const String path = makeFile(m_folder->filePath("file"), contents);
+
+        FileReader pulling(path);
+        QStringList pulled;
+        String line = "before";
+        while (pulling.readLine(line, false))
+            pulled.append(line);
+        Collector pushing(path);
+        pushing.readFile();
+        FileReader byValue(path);
+        QStringList values;
+        while (values.size() < lines.size())
+            values.append(byValue.nextLine());
+
+        QVERIFY(pulling.isOpen());
+        QCOMPARE(pulled, lines);
+        QCOMPARE(pulling.lineCount(), lines.size());
+        QCOMPARE(line, lines.isEmpty() ? String("before") : String(lines.last()));
+        QCOMPARE(pushing.lines, lines);
+        QCOMPARE(values, lines);
+        QCOMPARE(byValue.lineCount(), lines.size());
+        QCOMPARE(byValue.nextLine(), String());
+        QCOMPARE(byValue.lineCount(), lines.size());
+    }
+
+    void readsNothingFromWhatIsNoFile_data()
+    {
+        QTest::addColumn<QString>("name");
+
+        QTest::newRow("missing") << "missing";
+        QTest::newRow("a folder") << ".";
+        QTest::newRow("a path too long") << QString("x/").repeated(2000);
+    }
+
+    void readsNothingFromWhatIsNoFile()
+    {
+        QFETCH(QString, name);
+
+        Collector reader(m_folder->filePath(name));
+
+        QVERIFY(!reader.isOpen());
+        String line = "before";
+        QVERIFY(!reader.readLine(line, true));
+        QCOMPARE(line, String("before"));
+        QCOMPARE(reader.nextLine(), String());
+        reader.rereadLine();
+        QVERIFY(!reader.readLine(line, false));
+        QCOMPARE(reader.lineCount(), 0);
+        reader.readFile();
+        QCOMPARE(reader.lines, QStringList());
+    }
+
+    void findsAFileByAUnicodePath()
+    {
+        FileReader reader(makeFile(m_folder->filePath("\u00e4 \u65e5"), "text"));
+
+        QCOMPARE(reader.nextLine(), String("text"));
+    }
+
+    void trimsLinesWhenAskedTo()
+    {
+        FileReader reader(makeFile(m_folder->filePath("file"), " a \t\r\n   \n\xc2\xa0"
+                                                               "b\n c "));
+        String line;
+
+        QVERIFY(reader.readLine(line, true));
+        QCOMPARE(line, String("a"));
+        QVERIFY(reader.readLine(line, true));
+        QCOMPARE(line, String());
+        QVERIFY(reader.readLine(line, true)); // blanks of Unicode too
+        QCOMPARE(line, String("b"));
+        QVERIFY(reader.readLine(line, false));
+        QCOMPARE(line, String(" c "));
+    }
+
+    void leavesTheLineToItsCallerWhenItIsReadAgain()
+    {
+        FileReader reader(makeFile(m_folder->filePath("file"), "a\nb\nc"));
+        String line;
+        QVERIFY(reader.readLine(line, false));
+
+        reader.rereadLine();
+        line = " mine ";
+        QVERIFY(reader.readLine(line, true));
+
+        QCOMPARE(line, String(" mine "));
+        QCOMPARE(reader.lineCount(), 1);
+        QVERIFY(reader.readLine(line, false));
+        QCOMPARE(line, String("b"));
+        QCOMPARE(reader.lineCount(), 2);
+    }
+
+    void readsALineAgainOnlyOnce()
+    {
+        FileReader reader(makeFile(m_folder->filePath("file"), "a\nb\n"));
+
+        reader.rereadLine();
+        reader.rereadLine();
+
+        QCOMPARE(reader.nextLine(), String()); // a fresh value
+        QCOMPARE(reader.lineCount(), 0);
+        QCOMPARE(reader.nextLine(), String("a"));
+        QCOMPARE(reader.lineCount(), 1);
+    }
+
+    void doesNotReadTheLastLineAgain()
+    {
+        FileReader reader(makeFile(m_folder->filePath("file"), "a\nb"));
+        String line;
+        QVERIFY(reader.readLine(line, false) && reader.readLine(line, false));
+
+        reader.rereadLine();
+
+        QVERIFY(!reader.readLine(line, false));
+        QCOMPARE(reader.lineCount(), 2);
+    }
+
+    void pushesLinesUntilOneIsRefused()
+    {
+        Collector reader(makeFile(m_folder->filePath("file"), "a\nb\nc\nd\n"));
+
+        reader.most = 1;
+        reader.readFile();
+        QCOMPARE(reader.lines, QStringList("a"));
+        QCOMPARE(reader.nextLine(), String("b"));
+        reader.most = INT_MAX;
+        reader.readFile();
+
+        QCOMPARE(reader.lines, (QStringList{"a", "c", "d"}));
+    }
+
+    void neitherCountsNorRereadsWhatItPushes()
+    {
+        Collector reader(makeFile(m_folder->filePath("file"), "a\nb\nc\nd\n"));
+        QCOMPARE(reader.nextLine(), String("a"));
+        reader.rereadLine();
+
+        reader.most = 2;
+        reader.readFile();
+
+        QCOMPARE(reader.lines, (QStringList{"b", "c"}));
+        QCOMPARE(reader.lineCount(), 1);
+        String line = "mine";
+        QVERIFY(reader.readLine(line, false)); // the reread has waited
+        QCOMPARE(line, String("mine"));
+        QCOMPARE(reader.nextLine(), String("d"));
+        QCOMPARE(reader.lineCount(), 2);
+    }
+
+    void pushesEverythingToABaseThatTakesIt()
+    {
+        FileReader reader(makeFile(m_folder->filePath("file"), "a\nb\n"));
+
+        reader.readFile();
+
+        String line;
+        QVERIFY(!reader.readLine(line, false));
+    }
+
+    void readsLinesAcrossTheBlocksOfAStream()
+    {
+        QByteArray contents;
+        QStringList lines;
+        for (int i = 0; i < 3000; ++i) {
+            lines.append(QString(i % 97, QChar(0xe4)) + QString::number(i));
+            contents += lines.last().toUtf8() + (i % 2 == 0 ? "\n" : "\r\n");
+        }
+        Collector reader(makeFile(m_folder->filePath("file"), contents));
+
+        reader.readFile();
+
+        QCOMPARE(reader.lines, lines);
+    }
+
+    void cutsALineThatIsTooLongForAText()
+    {
+        const int limit = 1 << 28;
+        QFile file(m_folder->filePath("file"));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(limit + 5));
+        file.close();
+        FileReader reader(file.fileName());
+
+        QCOMPARE(reader.nextLine().size(), limit);
+        QCOMPARE(reader.nextLine(), String(QString(5, QChar(0))));
+        QCOMPARE(reader.lineCount(), 2);
+    }
+
+    void cannotBeCopied()
+    {
+        QVERIFY(!std::is_copy_constructible_v<FileReader>);
+        QVERIFY(!std::is_copy_assignable_v<FileReader>);
+        QCOMPARE(sizeof(FileReader), 2 * sizeof(void *)); // vtable and private record
+    }
+
+    void keepsTheOrderOfItsVirtualOperations()
+    {
+        QVERIFY(std::has_virtual_destructor_v<FileReader>);
+        QCOMPARE(Collector::lineReadIndex(), 2); // behind the two entries of the destructor
+    }
+
+private:
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+QTEST_GUILESS_MAIN(tst_FileReader)
+#include "tst_FileReader.moc"

@@ -1,0 +1,77 @@
+#include "utils/files/FileReader.h"
+
+#include <QFile>
+#include <QTextStream>
+
+#include <limits>
+
+namespace Utils {
+
+// Qt ends the program where a string grows too long, as that of a file of zeros would.
+static const qint64 maxLineLength = 1 << 28;
+
+class FileReaderPrivate
+{
+public:
+    QFile file;
+    QTextStream stream;
+    bool rereadPending = false;
+    int linesRead = 0;
+};
+
+FileReader::FileReader(const Data::String &path) : d(std::make_unique<FileReaderPrivate>())
+{
+    d->file.setFileName(path);
+    if (!d->file.open(QIODevice::ReadOnly))
+        return;
+    d->stream.setDevice(&d->file);
+    d->stream.setCodec("UTF-8");
+}
+
+FileReader::~FileReader() = default;
+
+bool FileReader::isOpen() const { return d->file.isOpen(); }
+
+bool FileReader::readLine(Data::String &line, bool trim)
+{
+    if (!isOpen() || d->stream.atEnd())
+        return false;
+    if (d->rereadPending) {
+        d->rereadPending = false;
+        return true;
+    }
+
+    if (d->linesRead < std::numeric_limits<int>::max())
+        ++d->linesRead;
+    d->stream.readLineInto(&line, maxLineLength);
+    if (trim)
+        line = line.trimmed();
+    return true;
+}
+
+Data::String FileReader::nextLine()
+{
+    Data::String line;
+    readLine(line, /*trim=*/false);
+    return line;
+}
+
+void FileReader::rereadLine() { d->rereadPending = true; }
+
+int FileReader::lineCount() const { return d->linesRead; }
+
+void FileReader::readFile()
+{
+    if (!isOpen())
+        return;
+    Data::String line;
+    do {
+        if (d->stream.atEnd())
+            return;
+        d->stream.readLineInto(&line, maxLineLength);
+    } while (lineRead(line));
+}
+
+bool FileReader::lineRead(const Data::String &) { return true; }
+
+} // namespace Utils
