@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QSettings>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <QVariant>
+
+/// A home of its own for the settings of a test program and of the programs that it starts. Make it
+/// before anything uses QSettings:
+///
+///     static const SettingsHome home;
+class SettingsHome
+{
+public:
+    SettingsHome()
+    {
+        for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_CONFIG_DIRS"})
+            qputenv(variable, m_folder.path().toUtf8());
+        nameApplication();
+    }
+
+    /// Gives this program the names that decide where its settings are.
+    static void nameApplication()
+    {
+        QCoreApplication::setOrganizationName("Company");
+        QCoreApplication::setApplicationName("Tests");
+    }
+
+    QString path() const { return m_folder.path(); }
+
+    /// The file with the settings.
+    static QString file() { return QSettings().fileName(); }
+
+    /// Makes \p entries, as "a/x=1 b=2", all that is stored, as text.
+    static void fill(const QString &entries)
+    {
+        QSettings settings;
+        settings.clear();
+        for (const QString &entry : entries.split(' ', Qt::SkipEmptyParts))
+            settings.setValue(entry.section('=', 0, 0), entry.section('=', 1));
+    }
+
+    /// All that is stored, as fill() takes it, sorted by key.
+    static QString stored()
+    {
+        const QSettings settings;
+        QStringList keys = settings.allKeys();
+        keys.sort(Qt::CaseSensitive);
+        for (QString &key : keys)
+            key += "=" + settings.value(key).toString();
+        return keys.join(' ');
+    }
+
+private:
+    QTemporaryDir m_folder;
+};

@@ -1,0 +1,137 @@
+#include "utils/settings/Settings.h"
+
+#include "utils/settings/SettingsSignal.h"
+
+#include <QSettings>
+
+#include <algorithm>
+
+namespace Utils {
+
+// Set when the signal of the process is gone. Static objects of a host, which may die later, can
+// still write settings then.
+static bool signalHasDied = false;
+
+Settings::Settings(const Data::String &group) : m_settings(std::make_shared<QSettings>())
+{
+    if (!group.isEmpty())
+        m_settings->beginGroup(group);
+}
+
+Settings::Settings(const Settings &other) = default;
+Settings &Settings::operator=(const Settings &other) = default;
+Settings::~Settings() = default; // the groups end with the QSettings
+
+Settings &Settings::beginGroup(const Data::String &group) const
+{
+    m_settings->beginGroup(group);
+    return const_cast<Settings &>(*this);
+}
+
+Settings &Settings::endGroup() const
+{
+    m_settings->endGroup();
+    return const_cast<Settings &>(*this);
+}
+
+Data::Variant Settings::getValue(const Data::String &key, const Data::Variant &defaultValue) const
+{
+    return isNameless(key) ? defaultValue : Data::Variant(m_settings->value(key, defaultValue));
+}
+
+bool Settings::getBool(const Data::String &key, bool defaultValue) const
+{
+    return getValue(key, defaultValue).toBool();
+}
+
+int Settings::getInt(const Data::String &key, int defaultValue) const
+{
+    return getValue(key, defaultValue).toInt();
+}
+
+Data::String Settings::getString(const Data::String &key, const Data::String &defaultValue) const
+{
+    return getValue(key, defaultValue).toString();
+}
+
+Data::Color Settings::getColor(const Data::String &key, const Data::Color &defaultValue) const
+{
+    const Data::Color color = Data::Color::fromVariant(getValue(key, defaultValue));
+    return color.isValid() ? color : defaultValue;
+}
+
+Settings &Settings::setValue(const Data::String &key, const Data::Variant &value)
+{
+    if (isNameless(key))
+        return *this;
+
+    if (value.isValid())
+        m_settings->setValue(key, value);
+    else
+        m_settings->remove(key);
+    notify(fullKey(*m_settings, key), value);
+    return *this;
+}
+
+Settings &Settings::setBool(const Data::String &key, bool value) { return setValue(key, value); }
+
+Settings &Settings::setInt(const Data::String &key, int value) { return setValue(key, value); }
+
+Settings &Settings::setString(const Data::String &key, const Data::String &value)
+{
+    return setValue(key, value);
+}
+
+Settings &Settings::setColor(const Data::String &key, const Data::Color &value)
+{
+    return setValue(key, value);
+}
+
+Settings &Settings::removeKey(const Data::String &key) { return setValue(key, Data::Variant()); }
+
+QStringList Settings::keys(const Data::String &group) const
+{
+    m_settings->beginGroup(group);
+    QStringList names = m_settings->childKeys();
+    m_settings->endGroup();
+    names.sort(Qt::CaseSensitive); // not every store does
+    return names;
+}
+
+QStringList Settings::groups(const Data::String &group) const
+{
+    m_settings->beginGroup(group);
+    QStringList names = m_settings->childGroups();
+    m_settings->endGroup();
+    names.sort(Qt::CaseSensitive);
+    return names;
+}
+
+SettingsSignal &Settings::SettingChanged()
+{
+    static SettingsSignal signal("SettingChanged");
+    static const struct EndOfSignal
+    {
+        ~EndOfSignal() { signalHasDied = true; }
+    } endOfSignal;
+    return signal;
+}
+
+bool Settings::isNameless(const Data::String &key)
+{
+    return std::all_of(key.begin(), key.end(), [](QChar c) { return c == QLatin1Char('/'); });
+}
+
+Data::String Settings::fullKey(const QSettings &settings, const Data::String &key)
+{
+    const QString group = settings.group();
+    return group.isEmpty() ? key : Data::String(group + QLatin1Char('/') + key);
+}
+
+void Settings::notify(const Data::String &fullKey, const Data::Variant &value)
+{
+    if (!signalHasDied)
+        SettingChanged().send(fullKey, value);
+}
+
+} // namespace Utils

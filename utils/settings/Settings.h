@@ -1,0 +1,159 @@
+#pragma once
+
+#include "data/Color.h"
+#include "data/String.h"
+#include "data/Variant.h"
+#include "utils/Export.h"
+
+#include <QStringList>
+
+#include <memory>
+
+class QSettings;
+
+namespace Utils {
+
+class SettingsSignal;
+
+/// The persistent settings of the application: a typed layer over a QSettings, which tells of every
+/// change on one signal of the process, SettingChanged().
+///
+///     Utils::Settings settings("View");
+///     const int width = settings.getInt("width", 640);
+///     settings.setInt("width", 800); // tells of "View/width"
+///
+/// Where the values live is decided by the organisation and application names of the host. A store
+/// that cannot be written is not reported: what was set is then forgotten with the last object on
+/// it.
+///
+/// Keys are separated into groups by "/" and are relative to the group that the object is in. A key
+/// is told of as it was passed, behind the group and a "/"; QSettings itself takes "/a//b/" for
+/// "a/b". A key without a name, which is "" or nothing but "/", is never written or removed, and
+/// reading it gives the default.
+///
+/// A stored value keeps its type only within the process; afterwards it may be text. The getX()
+/// convert it, and what does not convert gives 0, false or "": the default is for an absent key.
+///
+/// Copies share one QSettings and with it the group that they are in. The death of one of them
+/// changes nothing for the others.
+///
+/// Receivers of SettingChanged() may do anything, down to deleting this object.
+class KELMUTILS_EXPORT Settings
+{
+public:
+    /// The settings in \p group, or all of them when it is empty.
+    explicit Settings(const Data::String &group = Data::String());
+    Settings(const Settings &other);
+    Settings &operator=(const Settings &other);
+    virtual ~Settings();
+
+    /// Enters \p group below the current one. Balance it with endGroup(), which goes back.
+    Settings &beginGroup(const Data::String &group) const;
+    Settings &endGroup() const;
+
+    Data::Variant getValue(const Data::String &key,
+                           const Data::Variant &defaultValue = Data::Variant()) const;
+    bool getBool(const Data::String &key, bool defaultValue = false) const;
+    int getInt(const Data::String &key, int defaultValue = 0) const;
+    Data::String getString(const Data::String &key,
+                           const Data::String &defaultValue = Data::String()) const;
+
+    /// \p defaultValue also when what is stored is no valid colour.
+    Data::Color getColor(const Data::String &key,
+                         const Data::Color &defaultValue = Data::Color()) const;
+
+    /// Stores \p value, and tells of it even when it is what was stored. The invalid value removes
+    /// the key with all below it.
+    Settings &setValue(const Data::String &key, const Data::Variant &value);
+    Settings &setBool(const Data::String &key, bool value);
+    Settings &setInt(const Data::String &key, int value);
+    Settings &setString(const Data::String &key, const Data::String &value);
+    Settings &setColor(const Data::String &key, const Data::Color &value);
+
+    /// Removes \p key with all below it, and tells of \p key alone, with the invalid value.
+    Settings &removeKey(const Data::String &key);
+
+    /// Copies the values below \p from to below \p to: those directly below it, or with
+    /// \p recursive those in its groups too. A value at \p from itself is not copied.
+    ///
+    /// What is copied is what was there when the call began, so that a group can be copied into
+    /// itself. Nothing is told of single values. With the invalid value, even when there was
+    /// nothing to copy, each group below \p to is told of, inner ones first, and \p to last. An
+    /// empty \p from or \p to is the current group.
+    Settings &copyKey(const Data::String &from, const Data::String &to, bool recursive = false);
+
+    /// Moves the values below \p from to below \p to, as copyKey() takes them, and tells of both:
+    /// of \p to as copyKey() does, then of \p from. Names that differ only in case, or not at all,
+    /// go through a group "@@@_temp_@@@", which is told of as well and has gone at the end.
+    ///
+    /// What copyKey() does not take is removed nevertheless, which is meant: a value at \p from
+    /// itself, and without \p recursive the groups below it. What it took is kept, also when one of
+    /// the two groups lies in the other.
+    Settings &renameKey(const Data::String &from, const Data::String &to, bool recursive = false);
+
+    /// The keys with a value, or the groups, directly in \p group, or in the current group when it
+    /// is empty; sorted, case counts.
+    QStringList keys(const Data::String &group) const;
+    QStringList groups(const Data::String &group) const;
+
+    /// Stores \p value if \p key has none yet; an empty text is a value. With \p keepDefault it is
+    /// also stored under the key with "_default" behind it, in any case. Nobody is told: a default
+    /// is no change.
+    Settings &setDefault(const Data::String &key, const Data::Variant &value,
+                         bool keepDefault = false);
+
+    /// Notes whether \p group takes part in export and in reset: under its key "Default", as
+    /// "export reset", "noexport reset", "export noreset" or "noexport noreset". Nobody is told.
+    void setFlags(const Data::String &group, bool canExport, bool canReset);
+
+    /// What setFlags() noted; true when it noted nothing. The group "MRU" is never exported.
+    bool canExport(const Data::String &group) const;
+    bool canReset(const Data::String &group) const;
+
+    /// Puts \p path at the front of the recent list \p list, with "/" for each backslash. It is
+    /// removed where it was before; case counts. Tells of "MRU/" and the list, without the current
+    /// group, and of \p path as it was passed. A list without a name is ignored.
+    ///
+    /// A list is a group in "MRU" with the entries "aa", "ab" to "zz", newest first. It holds 676
+    /// at most; the oldest are dropped. Names that are no longer needed are not removed, which is
+    /// meant: behind a gap that removeMRU() left, an entry may come up twice.
+    Settings &addMRU(const Data::String &list, const Data::String &path);
+
+    /// The first \p count paths in \p list. 0 takes the number stored as "MRU/Count", or 20;
+    /// anything negative, and "MRU/Count" too when it is 0 or below, is no limit.
+    ///
+    /// With \p checkExists only paths that exist, and if \p suffixes is not empty, only folders and
+    /// files whose suffix is somewhere in that text, where case counts and no suffix is in any
+    /// text. A path is looked at once in the life of the process, which is meant: neither the
+    /// file's end nor other \p suffixes change what was found then.
+    QStringList getMRU(const Data::String &list, bool checkExists = true, int count = 0,
+                       const Data::String &suffixes = Data::String()) const;
+
+    /// Removes the first entry of \p list that is \p path, with "/" for each backslash. The others
+    /// keep their names, and nobody is told.
+    Settings &removeMRU(const Data::String &list, const Data::String &path);
+
+    /// The folder of the first path in \p list that exists, or the path itself when it is no file;
+    /// "" when there is none.
+    Data::String firstMRUPath(const Data::String &list) const;
+
+    /// The signal of the process that tells of every change. It is made at its first use.
+    static SettingsSignal &SettingChanged();
+
+private:
+    static bool isNameless(const Data::String &key);
+    static Data::String fullKey(const QSettings &settings, const Data::String &key);
+    static void notify(const Data::String &fullKey, const Data::Variant &value);
+
+    // Without the object, which a receiver may delete meanwhile.
+    static void copyGroup(QSettings &settings, const QString &from, const QString &to,
+                          bool recursive);
+    static void renameGroup(QSettings &settings, const QString &from, const QString &to,
+                            bool recursive);
+
+    bool hasFlag(const Data::String &group, QLatin1String word) const;
+
+    std::shared_ptr<QSettings> m_settings;
+};
+
+} // namespace Utils

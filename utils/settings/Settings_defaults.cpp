@@ -1,0 +1,52 @@
+#include "utils/settings/Settings.h"
+
+#include <QSettings>
+
+namespace Utils {
+
+// A text that no real setting holds: a key that gives it back as the default is unset.
+static const QLatin1String unsetMarker("aslfkhj asgflmnsdflkjsacasdlkj");
+
+static const QLatin1String flagsKey("Default");
+
+Settings &Settings::setDefault(const Data::String &key, const Data::Variant &value,
+                               bool keepDefault)
+{
+    if (isNameless(key))
+        return *this;
+
+    if (getString(key, QString(unsetMarker)) == unsetMarker)
+        m_settings->setValue(key, value);
+    if (keepDefault)
+        m_settings->setValue(key + "_default", value);
+    return *this;
+}
+
+void Settings::setFlags(const Data::String &group, bool canExport, bool canReset)
+{
+    const QLatin1String exportWord(canExport ? "export" : "noexport");
+    const QLatin1String resetWord(canReset ? "reset" : "noreset");
+    m_settings->beginGroup(group);
+    m_settings->setValue(flagsKey, QString(exportWord + QLatin1Char(' ') + resetWord));
+    m_settings->endGroup();
+}
+
+bool Settings::canExport(const Data::String &group) const
+{
+    return group != QLatin1String("MRU") && !hasFlag(group, QLatin1String("noexport"));
+}
+
+bool Settings::canReset(const Data::String &group) const
+{
+    return !hasFlag(group, QLatin1String("noreset"));
+}
+
+bool Settings::hasFlag(const Data::String &group, QLatin1String word) const
+{
+    m_settings->beginGroup(group);
+    const QString flags = m_settings->value(flagsKey, QString()).toString();
+    m_settings->endGroup();
+    return flags.contains(word);
+}
+
+} // namespace Utils

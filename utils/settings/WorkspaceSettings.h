@@ -1,0 +1,16 @@
+#pragma once
+
+#include "utils/settings/Settings.h"
+
+namespace Utils {
+
+/// The settings of one named workspace: those in the group "Workspaces/<name>".
+class KELMUTILS_EXPORT WorkspaceSettings : public Settings
+{
+public:
+    /// With an empty \p name it is in the group "Workspaces" itself.
+    explicit WorkspaceSettings(const Data::String &name);
+    ~WorkspaceSettings() override;
+};
+
+} // namespace Utils
