@@ -5,6 +5,7 @@
 
 #include "data/MetaTypes_p.h"
 #include "utils/feedback/Progress_p.h"
+#include "utils/files/SearchPaths_p.h"
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
@@ -16,6 +17,10 @@ PendingCalls pendingCalls; // signals: ids of the single-shot calls that wait
 
 bool SignalRegistry::alive = true;
 SignalRegistry signalRegistry; // signals: the named signals
+
+// files: the folders in which File looks for resources
+Data::String SearchPaths::resources(QStringLiteral("../res"));
+Data::String SearchPaths::plugins;
 
 // text: the named formats of DateTime
 const Data::String DateTimeFormats::serialize(QStringLiteral("_serialize"));

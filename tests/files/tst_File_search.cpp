@@ -326,6 +326,69 @@ private Q_SLOTS:
         QCOMPARE(File::find(path("d"), "*"), Data::String(File::search(path("d"), "*").first()));
         QCOMPARE(File::find("", "*"), Data::String());
     }
+
+    void searchesInFilesForAText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<QString>("found");
+
+        const auto row = [](const char *name, const char *text, int lines, const char *found) {
+            QTest::newRow(name) << QString(text) << lines << QString(found);
+        };
+        // clang-format off
+        row("in the first",               "alpha",      0,  "a.txt");
+        row("in the second",              "beta",       0,  "b.txt");
+        row("in both",                    "common",     0,  "a.txt");
+        row("in another case",            "ALPHA",      0,  "");
+        row("nowhere",                    "gamma",      0,  "");
+        row("over two lines",             "one\nalpha", 0,  "a.txt");
+        row("within the head",            "one",        1,  "a.txt");
+        row("behind the head",            "alpha",      1,  "");
+        row("at the head's end",          "alpha",      2,  "a.txt");
+        row("in a tail",                  "last",       -1, "b.txt");
+        row("in front of a tail",         "first of b", -1, "");
+        row("non-ASCII",                  "Größe",      0,  "b.txt");
+        row("empty",                      "",           0,  "missing.txt");
+        // clang-format on
+    }
+
+    void searchesInFilesForAText()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, lines);
+        QFETCH(QString, found);
+        make("");
+        const QStringList files = {
+            path("missing.txt"),
+            makeFile(path("a.txt"), "one\nalpha common\nthree\n"),
+            makeFile(path("b.txt"),
+                     "first of b\nbeta common\n" + QByteArray(1000, 'x') + "\nGrößer\nlast"),
+        };
+
+        QCOMPARE(names(QStringList(File::searchInFiles(text, files, lines))),
+                 found.isEmpty() ? "?" : found);
+        QCOMPARE(File::searchInFiles(text, QStringList(), lines), Data::String());
+    }
+
+    void searchesInFilesThatFitAFilter()
+    {
+        make("");
+        makeFile(path("a.md"), "text");
+        makeFile(path("d/b.txt"), "text");
+        makeFile(path("c.txt"), "other");
+        makeFile(path(".hidden.txt"), "text");
+
+        QCOMPARE(File::searchInFiles("text", m_folder, "*.txt"), Data::String());
+        QCOMPARE(File::searchInFiles("text", m_folder, "*.txt;*.md"), Data::String(path("a.md")));
+        QCOMPARE(File::searchInFiles("text", path("d"), "*"), Data::String(path("d/b.txt")));
+        QCOMPARE(File::searchInFiles("text", "", "*"), Data::String());
+        QCOMPARE(File::searchInFiles("", m_folder, "*.none"), Data::String());
+
+        makeFile(path("a.md"), "first\ntext");
+        QCOMPARE(File::searchInFiles("text", m_folder, "*", 1), Data::String());
+        QCOMPARE(File::searchInFiles("text", m_folder, "*", 2), Data::String(path("a.md")));
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_File_search)

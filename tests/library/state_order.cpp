@@ -2,6 +2,7 @@
 // the alive flags behind each end. See tst_Library.cpp.
 
 #include "utils/feedback/Progress_p.h"
+#include "utils/files/SearchPaths_p.h"
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
@@ -22,6 +23,8 @@ struct KnownObject
 KnownObject knownObjects[] = {
     {&Utils::pendingCalls, "pending calls", nullptr},
     {&Utils::signalRegistry, "signal registry", nullptr},
+    {&Utils::SearchPaths::resources, "resource path", nullptr},
+    {&Utils::SearchPaths::plugins, "plugin path", nullptr},
     {&Utils::DateTimeFormats::serialize, "date format serialize", nullptr},
     {&Utils::DateTimeFormats::path, "date format path", nullptr},
     {&Utils::DateTimeFormats::iso, "date format ISO", nullptr},

@@ -24,6 +24,8 @@ private Q_SLOTS:
         QCOMPARE(outputOf(STATE_ORDER),
                  QByteArray("made: pending calls\n"
                             "made: signal registry\n"
+                            "made: resource path\n"
+                            "made: plugin path\n"
                             "made: date format serialize\n"
                             "made: date format path\n"
                             "made: date format ISO\n"
@@ -41,6 +43,8 @@ private Q_SLOTS:
                             "gone: date format ISO (signals alive, modules dead)\n"
                             "gone: date format path (signals alive, modules dead)\n"
                             "gone: date format serialize (signals alive, modules dead)\n"
+                            "gone: plugin path (signals alive, modules dead)\n"
+                            "gone: resource path (signals alive, modules dead)\n"
                             "gone: signal registry (signals dead, modules dead)\n"
                             "gone: pending calls (signals dead, modules dead)\n"));
     }

@@ -291,20 +291,66 @@ public:
     ///
     /// The files of a folder come before those of its subfolders, unsorted. Hidden entries, sockets
     /// and the like are neither listed nor entered. Links to folders are followed, except into a
-    /// folder that the search is in already, so that a loop of links ends. Two oddities are meant:
+    /// folder that the search is in already, so that a loop of links ends.
     ///
-    /// - With \p maxCount above 0 the search stops when it has found that many, but what it found
-    /// in
-    ///   the subfolders of one folder counts anew, so the result may be longer.
-    /// - A folder is asked for by exists(), for which a "*" in its name is a wildcard for files.
-    /// One
-    ///   that is named so is passed over unless a file beside it fits that wildcard.
+    /// With \p maxCount above 0 the search stops when it has found that many. What is below one
+    /// subfolder counts anew, so the result may be longer, which is meant. A folder is asked for by
+    /// exists(), which is meant too: one with a "*" in its name is passed over, unless a file
+    /// beside it fits that name as a wildcard.
     static QStringList search(const Data::String &folder, const Data::String &filter,
                               bool recursive = true, int maxCount = 0);
 
     /// The first file that search() finds, or "".
     static Data::String find(const Data::String &folder, const Data::String &filter,
                              bool recursive = false);
+
+    /// The first of \p files in what read() gives of it, with \p lines, there is \p text, or "".
+    /// Case counts. An empty text is in the first of them, even when there is no such file.
+    static Data::String searchInFiles(const Data::String &text, const QStringList &files,
+                                      int lines = 0);
+
+    /// The same in the files in \p folder, without its subfolders, that fit \p filter as in
+    /// search().
+    static Data::String searchInFiles(const Data::String &text, const Data::String &folder,
+                                      const Data::String &filter, int lines = 0);
+
+    /// The path of the resource \p name, or "" when there is none: of a file, of a resource of the
+    /// toolkit, of what is below the folder of resources, or of what a plugin brings.
+    ///
+    /// \p extensions is "" or suffixes separated by ";". With the folders "res" and "plugins" set,
+    /// "a.b.c" and ".png" stand for the first of these that there is, and other suffixes for theirs
+    /// in turn, behind all of the first:
+    ///
+    ///     a.b.c                                         a file; the name as it is
+    ///     :/a.b.c.png   :/a/b/c.png   :/a/c.png         only :/a.b.c if it ends with the suffix
+    ///     res/icons/a.b.c
+    ///     res/icons/a.b.c.png                           this and the next two only if there is a
+    ///     res/locale/a.b.c.png                          suffix and the name does not end with it
+    ///     res/locale/plugins/a/b/c.png
+    ///     plugins/a.b.c
+    ///     plugins/a/b/c/c.png   plugins/a/b/c.png   plugins/a/b/res/c.png
+    ///
+    /// For a name without a dot, the paths in which it is taken apart are left out. Where there is
+    /// no folder plugins/a/b, plugins/a takes its place. "icons/" is left out unless the text of
+    /// imageFilter(true) has all of \p extensions in it.
+    ///
+    /// Folders count as well, except for the name as it is. What was found, other than the name as
+    /// it is, is found from then on, which is meant: neither its end nor setSearchPath() changes
+    /// that. What was not found is looked for again.
+    static Data::String findResource(const Data::String &name,
+                                     const Data::String &extensions = Data::String());
+
+    /// Sets the folder of resources, "../res" at first, and that of plugins. Relative ones are
+    /// those of the current folder of the moment. Without a folder of plugins none is looked in.
+    static void setSearchPath(const Data::String &resourcePath, const Data::String &pluginPath);
+
+    /// The folder for temporary files: the setting "gui/tempPath", or that of the system.
+    static Data::String tempPath();
+
+    /// The two folders of templates, whether they exist or not: "TORVE/templates" in the folder
+    /// that the environment variable ALLUSERSPROFILE names, if any, and "templates" in that of
+    /// resources.
+    static QStringList templatePaths();
 };
 
 } // namespace Utils

@@ -39,16 +39,6 @@ static bool isOpen(const QString &folder, const OpenFolders *open)
     return false;
 }
 
-/// Whether there is a folder or file \p folder. One with a "*" stands for the files that fit it.
-static bool isThere(const QString &folder)
-{
-    if (!folder.contains(QLatin1Char('*')))
-        return !folder.isEmpty() && QFileInfo::exists(folder);
-
-    const QFileInfo pattern(folder);
-    return !File::search(pattern.dir().path(), pattern.fileName(), /*recursive=*/false).isEmpty();
-}
-
 namespace {
 
 /// Names that fit one of several wildcards, just as QDir takes them.
@@ -89,7 +79,7 @@ struct Search
     /// Appends to \p found what is in \p folder, which is in \p open.
     void run(const QString &folder, const OpenFolders &open, QStringList &found) const
     {
-        if (!isThere(folder))
+        if (!File::exists(folder))
             return;
 
         const int before = found.size();
@@ -154,6 +144,21 @@ QStringList File::search(const Data::String &folder, const Data::String &filter,
 Data::String File::find(const Data::String &folder, const Data::String &filter, bool recursive)
 {
     return search(folder, filter, recursive, 1).value(0);
+}
+
+Data::String File::searchInFiles(const Data::String &text, const QStringList &files, int lines)
+{
+    for (const QString &file : files) {
+        if (read(file, lines).contains(text))
+            return file;
+    }
+    return {};
+}
+
+Data::String File::searchInFiles(const Data::String &text, const Data::String &folder,
+                                 const Data::String &filter, int lines)
+{
+    return searchInFiles(text, search(folder, filter, /*recursive=*/false), lines);
 }
 
 } // namespace Utils
