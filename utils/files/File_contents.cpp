@@ -2,6 +2,7 @@
 
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File_http_p.h"
+#include "utils/files/Utf8_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/text/DateTime.h"
 
@@ -13,10 +14,10 @@
 #include <QTextStream>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <limits>
 #include <new>
+#include <vector>
 
 namespace Utils {
 
@@ -33,40 +34,62 @@ static bool open(QFile &file, QIODevice::OpenMode mode)
     return !file.fileName().isEmpty() && file.open(mode);
 }
 
-/// The text of \p file as a QTextStream gives it, or "" when it is no valid UTF-8. The stream
-/// itself puts a replacement in the place of what is invalid, drops a sequence that is cut off at
-/// the end, and never tells.
-static QString readText(QFile &file)
+/// Whether \p file starts with a mark of UTF-16 or UTF-32.
+static bool isWide(QFile &file)
 {
-    if (file.size() > maxTextLength)
-        return {};
+    const QTextCodec *const codec = QTextCodec::codecForUtfText(file.peek(4), nullptr);
+    return codec && codec != QTextCodec::codecForName(utf8);
+}
 
-    QTextCodec *codec = nullptr;
-    QTextCodec::ConverterState state;
-    const auto isCorrupt = [&](int cutBytes) {
-        const bool isUtf8 = codec && codec->mibEnum() == 106;
-        return isUtf8 && (state.invalidChars > 0 || cutBytes > 0);
-    };
-    QString text;
-    text.reserve(static_cast<int>(file.size()));
-    std::array<char, 32 * 1024> block;
+/// The text of \p file, or "" when it is no valid UTF-8.
+///
+/// A QTextStream would take longer, and would not tell: it puts a replacement in the place of what
+/// is invalid, and drops a sequence that is cut off at the end.
+static QString readUtf8(QFile &file)
+{
+    static const QByteArray mark("\xef\xbb\xbf");
+    if (file.peek(mark.size()) == mark)
+        file.skip(mark.size());
+
+    QString text(static_cast<int>(file.size()), Qt::Uninitialized);
+    int used = 0;
+    std::vector<char> block(64 * 1024);
+    int kept = 0; // bytes of a sequence that the last block has cut off
     while (true) {
-        const auto length = static_cast<int>(file.read(block.data(), block.size()));
+        const auto length = static_cast<int>(file.read(block.data() + kept, block.size() - kept));
         if (length <= 0)
             break;
 
-        if (!codec) // a mark at the start may tell that it is UTF-16 or UTF-32
-            codec = QTextCodec::codecForUtfText(QByteArray::fromRawData(block.data(), length),
-                                                QTextCodec::codecForName(utf8));
-        text += codec->toUnicode(block.data(), length, &state);
-        if (isCorrupt(0))
+        const char *source = block.data();
+        const char *const end = source + kept + length;
+        if (text.size() - used < end - source) // it has no size or has grown
+            text.resize(used + static_cast<int>(end - source));
+        QChar *target = text.data() + used;
+        if (!decodeUtf8(source, end, target))
             return {};
+        used = static_cast<int>(target - text.constData());
+        kept = static_cast<int>(end - source);
+        std::copy(source, end, block.begin());
     }
-    if (isCorrupt(state.remainingChars))
+    if (kept > 0)
         return {};
 
+    text.resize(used);
     text.squeeze(); // what is not ASCII is shorter than its bytes
     return text;
+}
+
+/// The whole text of \p file.
+static QString readAll(QFile &file)
+{
+    if (file.size() > maxTextLength)
+        return {};
+    if (!isWide(file))
+        return readUtf8(file);
+
+    QTextStream stream(&file);
+    stream.setCodec(utf8);
+    return stream.readAll();
 }
 
 /// The first \p lines lines, each ended by a line feed.
@@ -126,7 +149,7 @@ Data::String File::read(const Data::String &path, int lines)
 
     try {
         if (lines == 0 || file.size() == 0)
-            return readText(file);
+            return readAll(file);
         return lines > 0 ? readHead(file, lines) : readTail(file, lines);
     } catch (const std::bad_alloc &) {
         return {}; // larger than the memory

@@ -1,0 +1,108 @@
+#include "utils/files/Utf8_p.h"
+
+#include <QtAlgorithms>
+#include <QtEndian>
+
+#include <array>
+#include <cstddef>
+#include <cstring>
+
+namespace Utils {
+
+static constexpr int stride = 16;
+
+/// Writes \p source, \p stride bytes of ASCII or not, to \p target, a code unit a byte. Gives the
+/// number of ASCII bytes in front; the code units behind those mean nothing.
+static int widen(const char *source, QChar *target)
+{
+    // By way of arrays, which cannot overlap, so that compilers do it with a few instructions.
+    std::array<uchar, stride> bytes;
+    std::array<ushort, stride> units;
+    std::memcpy(bytes.data(), source, sizeof(bytes));
+    for (int i = 0; i < stride; ++i)
+        units[i] = bytes[i];
+    std::memcpy(static_cast<void *>(target), units.data(), sizeof(units));
+
+    constexpr quint64 highBits = 0x8080808080808080;
+    const quint64 first = qFromLittleEndian<quint64>(source) & highBits;
+    const quint64 second = qFromLittleEndian<quint64>(source + 8) & highBits;
+    if (first != 0)
+        return static_cast<int>(qCountTrailingZeroBits(first)) / 8;
+    return 8 + static_cast<int>(qCountTrailingZeroBits(second)) / 8;
+}
+
+/// The six bits of the byte at \p source, which goes on with a sequence, or more than any code
+/// point when it does not.
+static uint continuation(const char *source)
+{
+    const uint bits = uchar(*source) ^ 0x80;
+    return bits < 0x40 ? bits : 0x80000000;
+}
+
+/// Decodes the sequence at \p source, which is not ASCII, and gives its length: 0 when it is
+/// invalid, and more than \p room, the bytes that are left, when it is cut off.
+static int decodeSequence(const char *source, std::ptrdiff_t room, QChar *&target)
+{
+    const uint first = uchar(*source);
+    if (first < 0xc2 || first > 0xf4)
+        return 0;
+
+    if (first < 0xe0) {
+        if (room < 2)
+            return 2;
+        const uint last = continuation(source + 1);
+        if (last > 0x3f)
+            return 0;
+        *target++ = QChar((first & 0x1f) << 6 | last);
+        return 2;
+    }
+    if (first < 0xf0) {
+        if (room < 3)
+            return 3;
+        const uint middle = continuation(source + 1);
+        const uint last = continuation(source + 2);
+        const uint code = (first & 0x0f) << 12 | middle << 6 | last;
+        if ((middle | last) > 0x3f || code < 0x800 || QChar::isSurrogate(code))
+            return 0;
+        *target++ = QChar(code);
+        return 3;
+    }
+    if (room < 4)
+        return 4;
+    const uint second = continuation(source + 1);
+    const uint third = continuation(source + 2);
+    const uint last = continuation(source + 3);
+    const uint code = (first & 0x07) << 18 | second << 12 | third << 6 | last;
+    if ((second | third | last) > 0x3f || code < 0x10000 || code > QChar::LastValidCodePoint)
+        return 0;
+    *target++ = QChar(QChar::highSurrogate(code));
+    *target++ = QChar(QChar::lowSurrogate(code));
+    return 4;
+}
+
+bool decodeUtf8(const char *&source, const char *end, QChar *&target)
+{
+    while (source != end) {
+        if (end - source >= stride) {
+            const int length = widen(source, target);
+            source += length;
+            target += length;
+            if (length == stride)
+                continue;
+        }
+        while (source != end && uchar(*source) >= 0x80) {
+            const std::ptrdiff_t room = end - source;
+            const int length = decodeSequence(source, room, target);
+            if (length == 0 || length > room)
+                return length > 0;
+            source += length;
+        }
+        if (end - source < stride) {
+            while (source != end && uchar(*source) < 0x80)
+                *target++ = QLatin1Char(*source++);
+        }
+    }
+    return true;
+}
+
+} // namespace Utils

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QChar>
+
+namespace Utils {
+
+/// Decodes valid UTF-8 from \p source on, up to \p end, into \p target, which needs room for one
+/// code unit a byte. Both pointers move behind what was decoded.
+///
+/// False when it stopped in front of an invalid sequence. A sequence that \p end cuts off is left
+/// in front of \p source, with true: what follows may complete it.
+bool decodeUtf8(const char *&source, const char *end, QChar *&target);
+
+} // namespace Utils
