@@ -1,0 +1,467 @@
+#include "utils/files/LogFile.h"
+
+#include "tests/support/Files.h"
+#include "tests/support/OrdinaryUser.h"
+#include "tests/support/Print.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTime>
+#include <QtTest>
+
+#include <memory>
+#include <type_traits>
+
+using Data::String;
+using Utils::LogFile;
+
+static bool staysWithoutAnApplication = false;
+static QStringList messages; // of Qt
+
+static void noteMessage(QtMsgType, const QMessageLogContext &, const QString &text)
+{
+    messages.append(text);
+}
+
+class tst_LogFile : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_folder->isValid());
+        QVERIFY(QDir(m_folder->path()).mkdir("home"));
+        m_home = m_folder->filePath("home");
+        qputenv("HOME", m_home.toUtf8());
+    }
+
+    // Where it goes
+
+    void staysInAFreeFolder()
+    {
+        const String path = m_folder->filePath("x.log");
+        LogFile log(path, false);
+
+        QVERIFY(log.isValid());
+        QCOMPARE(log.path(), path);
+        log.append("text", false);
+        QCOMPARE(contents(path), QByteArray("text"));
+        QVERIFY(!QFile::exists(m_home + "/x.log"));
+    }
+
+    void goesToTheHomeFolderFromAmongPrograms_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("companion"); // a file that is there
+        QTest::addColumn<bool>("isRedirected");
+
+        const auto row = [](const char *name, const char *companion, bool isRedirected) {
+            QTest::addRow("%s beside %s", name, *companion ? companion : "nothing")
+                << QString(name) << QString(companion) << isRedirected;
+        };
+        row("code/comp/x.log", "", true);
+        row("code/apps/x.log", "", true);
+        row("comp/code/x.log", "", true);
+        row("barcode/company/x.log", "", true);
+        row("code-apps/x.log", "", true);
+        row("code/x.log", "", false);
+        row("comp/apps/x.log", "", false);
+        row("Code/comp/x.log", "", false);
+        row("code/Comp/x.log", "", false);
+        row("plain/code-comp.log", "", false); // only the folder counts
+        row("code/comp.log", "", false);
+        row("app.log", "app.exe", true);
+        row("app.log", "app", false);
+        row("app.log", "other.exe", false);
+        row("app.log", "app.EXE", false);
+        row("a.log.log", "a.exe.exe", true);
+        row("a.log.log", "a.log.exe", false);
+        row("x.log/a.log", "x.exe/a.exe", true); // each ".log", in folders too
+        row("x.log/a.log", "x.log/a.exe", false);
+        row("a.LOG", "a.exe", false);
+        row("trace.txt", "", false);
+        row("trace.txt", "trace.txt", true); // its own companion
+        row("trace.txt", "trace.exe", false);
+    }
+
+    void goesToTheHomeFolderFromAmongPrograms()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, companion);
+        QFETCH(bool, isRedirected);
+        const String path = m_folder->filePath(name);
+        QVERIFY(QDir().mkpath(QFileInfo(path).path()));
+        if (!companion.isEmpty())
+            QVERIFY(!makeFile(m_folder->filePath(companion), "kept").isEmpty());
+
+        LogFile log(path, false);
+        log.append("text", false);
+
+        const String expected = isRedirected ? m_home + "/" + QFileInfo(name).fileName() : path;
+        QVERIFY(log.isValid());
+        QCOMPARE(log.path(), expected);
+        QCOMPARE(contents(expected), QByteArray("text"));
+        if (!companion.isEmpty())
+            QCOMPARE(contents(m_folder->filePath(companion)), QByteArray("kept"));
+    }
+
+    void takesABareNameAsOneInTheCurrentFolder_data()
+    {
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("isRedirected");
+
+        QTest::newRow("a free folder") << "plain"
+                                       << "x.log" << false;
+        QTest::newRow("a folder of programs") << "code/comp"
+                                              << "x.log" << true;
+        QTest::newRow("a folder of programs, with a dot") << "code/comp"
+                                                          << "./x.log" << true;
+        QTest::newRow("a relative folder") << "code/comp"
+                                           << "sub/x.log" << false;
+        QTest::newRow("a relative folder of programs") << "plain"
+                                                       << "code-apps/x.log" << true;
+    }
+
+    void takesABareNameAsOneInTheCurrentFolder()
+    {
+        QFETCH(QString, folder);
+        QFETCH(QString, name);
+        QFETCH(bool, isRedirected);
+        const QString before = QDir::currentPath();
+        const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
+        QVERIFY(QDir().mkpath(m_folder->filePath(folder)));
+        QVERIFY(QDir::setCurrent(m_folder->filePath(folder)));
+        QVERIFY(QDir().mkpath(QFileInfo(name).path()));
+
+        const LogFile log(name, false);
+
+        QCOMPARE(log.path(), isRedirected ? String(m_home + "/x.log") : String(name));
+        QCOMPARE(QFile::exists(name), !isRedirected);
+    }
+
+    void goesToTheHomeFolderFromBesideTheRunningProgram()
+    {
+        const QString folder = QCoreApplication::applicationDirPath();
+        const QString name = QString("log-%1.log").arg(QCoreApplication::applicationPid());
+        const QString before = QDir::currentPath();
+        const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
+
+        QCOMPARE(LogFile(folder + "/" + name, true).path(), String(m_home + "/" + name));
+        QCOMPARE(LogFile(folder + "/../" + QDir(folder).dirName() + "//" + name, true).path(),
+                 String(m_home + "/" + name));
+        QVERIFY(QDir::setCurrent(folder));
+        QCOMPARE(LogFile(name, true).path(), String(m_home + "/" + name));
+        QVERIFY(!QFile::exists(folder + "/" + name));
+    }
+
+    void staysBesideAProgramThatNoApplicationTellsOf() { QVERIFY(staysWithoutAnApplication); }
+
+    void goesToTheHomeFolderFromWhereItMayNotWrite()
+    {
+        QVERIFY(QDir().mkpath(m_folder->filePath("locked")));
+        QVERIFY(QFile::setPermissions(m_folder->filePath("locked"), QFile::Permissions(0x5555)));
+        QVERIFY(QFile::setPermissions(m_folder->path(), QFile::Permissions(0x7755)));
+        const OrdinaryUser user(m_home);
+
+        LogFile log(m_folder->filePath("locked/x.log"), false);
+
+        QCOMPARE(log.path(), String(m_home + "/x.log"));
+        QVERIFY(log.isValid());
+    }
+
+    void goesToTheHomeFolderFromAFolderThatIsMissing()
+    {
+        LogFile log(m_folder->filePath("missing/x.log"), false);
+
+        QCOMPARE(log.path(), String(m_home + "/x.log"));
+        QVERIFY(log.isValid());
+    }
+
+    void isNotValidWhenTheHomeFolderFailsToo()
+    {
+        QVERIFY(QDir(m_home).mkdir("x.log")); // no file can be there
+
+        LogFile log(m_folder->filePath("missing/x.log"), true);
+
+        QVERIFY(!log.isValid());
+        QCOMPARE(log.path(), String(m_home + "/x.log"));
+        log.append("text", true);
+        QVERIFY(!log.setPath(m_folder->filePath("other.log")));
+        QVERIFY(!QFile::exists(m_folder->filePath("other.log")));
+    }
+
+    void bearsAnyPath_data()
+    {
+        QTest::addColumn<QString>("path");
+
+        QTest::newRow("too long") << QString("/abcdefg").repeated(500);
+        QTest::newRow("the root") << "/";
+        QTest::newRow("not ASCII") << "/missing/\u00e4\u65e5.log";
+    }
+
+    void bearsAnyPath()
+    {
+        QFETCH(QString, path);
+
+        LogFile log(path, false);
+        log.append("text", true);
+
+        const QString name = QFileInfo(path).fileName();
+        QCOMPARE(log.path(), String(name.isEmpty() ? m_home : m_home + "/" + name));
+        QCOMPARE(log.isValid(), !name.isEmpty());
+    }
+
+    // What is in it
+
+    void startsEmpty()
+    {
+        const QString path = makeFile(m_folder->filePath("x.log"), "of the last run");
+
+        const LogFile log(path, false);
+
+        QCOMPARE(contents(path), QByteArray());
+    }
+
+    void appendsEntriesInUtf8()
+    {
+        const QString path = m_folder->filePath("x.log");
+        LogFile log(path, false);
+
+        LogFile &same = log.append("a", true).append("\u00e4\u65e5", false).append("", true);
+        QCOMPARE(contents(path), QByteArray("a\n\xc3\xa4\xe6\x97\xa5\n")); // not closed yet
+        log.append("", false).append("b\nc\r\n", false);
+
+        QCOMPARE(&same, &log);
+        QCOMPARE(contents(path), QByteArray("a\n\xc3\xa4\xe6\x97\xa5\nb\nc\r\n"));
+    }
+
+    void appendsToTheEndWhereverTheFileStands()
+    {
+        const QString path = m_folder->filePath("x.log");
+        LogFile log(path, false);
+        log.append("abc", false);
+
+        QVERIFY(qobject_cast<QFile *>(log.object())->seek(0));
+        log.append("d", false);
+        QFile other(path); // which writes behind its back
+        QVERIFY(other.open(QIODevice::Append) && other.write("efg") == 3);
+        other.close();
+        log.append("h", false);
+
+        QCOMPARE(contents(path), QByteArray("abcdefgh"));
+    }
+
+    void startsEachEntryWithTheTimeWhenToldTo()
+    {
+        const QString path = m_folder->filePath("x.log");
+        LogFile log(path, false);
+        log.append("before", true);
+        log.setTimestamp(true);
+
+        const QTime earliest = QTime::currentTime();
+        log.append("x", true).append("y", false).append("z", false).append("", true);
+        const QTime latest = QTime::currentTime();
+        log.setTimestamp(false);
+        log.append("after", false);
+
+        const QString time = "(\\d\\d:\\d\\d:\\d\\d\\.\\d{3}): ";
+        const QRegularExpression pattern("^before\\n" + time + "x\\n" + time + "y" + time + "z" +
+                                         time + "\\nafter$");
+        const auto match = pattern.match(contents(path));
+        QVERIFY2(match.hasMatch(), contents(path).constData());
+        for (int i = 1; i <= 4; ++i) {
+            const QTime noted = QTime::fromString(match.captured(i), "hh:mm:ss.zzz");
+            QVERIFY(noted.isValid());
+            if (earliest <= latest) // else midnight lies between
+                QVERIFY(earliest <= noted && noted <= latest);
+        }
+    }
+
+    // Its end
+
+    void leavesNoEmptyFileWhenToldSo_data()
+    {
+        QTest::addColumn<bool>("removeIfEmpty");
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<bool>("isLeft");
+
+        QTest::newRow("empty, to be removed") << true << QByteArray() << false;
+        QTest::newRow("empty, to be kept") << false << QByteArray() << true;
+        QTest::newRow("with text, to be removed if empty") << true << QByteArray("x") << true;
+        QTest::newRow("with text, to be kept") << false << QByteArray("x") << true;
+    }
+
+    void leavesNoEmptyFileWhenToldSo()
+    {
+        QFETCH(bool, removeIfEmpty);
+        QFETCH(QByteArray, text);
+        QFETCH(bool, isLeft);
+        const QString path = m_folder->filePath("x.log");
+
+        {
+            LogFile log(path, removeIfEmpty);
+            log.append(String(text.constData()), false);
+            QVERIFY(QFile::exists(path));
+        }
+
+        QCOMPARE(QFile::exists(path), isLeft);
+        if (isLeft)
+            QCOMPARE(contents(path), text);
+    }
+
+    void leavesNoEmptyFileInTheHomeFolderEither()
+    {
+        {
+            const LogFile log(m_folder->filePath("missing/x.log"), true);
+            QVERIFY(QFile::exists(m_home + "/x.log"));
+        }
+
+        QVERIFY(!QFile::exists(m_home + "/x.log"));
+    }
+
+    void leavesAFileAloneThatItCouldNotOpen()
+    {
+        const QString path = makeFile(m_folder->filePath("x.log"), "");
+        const OrdinaryUser user(m_folder->path());
+        QFile::setPermissions(path, QFile::Permissions(0x4444));
+
+        {
+            LogFile log("", true);
+            QVERIFY(!log.setPath(path));
+        }
+
+        QVERIFY(QFile::exists(path));
+    }
+
+    void saysNothingAtItsEndWithoutAPath()
+    {
+        messages.clear();
+        const QtMessageHandler before = qInstallMessageHandler(noteMessage);
+        std::make_unique<LogFile>("", true).reset();
+        qInstallMessageHandler(before);
+
+        QCOMPARE(messages, QStringList());
+    }
+
+    // Without a path at first
+
+    void opensNothingWithoutAPath()
+    {
+        LogFile log("", false);
+
+        QVERIFY(!log.isValid());
+        QCOMPARE(log.path(), String());
+        QCOMPARE(&log.append("text", true), &log);
+        QVERIFY(log.object());
+        QCOMPARE(QDir(m_home).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+    }
+
+    void opensALaterPathAsItIs()
+    {
+        const QString path = m_folder->filePath("code-comp.log");
+        QVERIFY(QDir().mkpath(m_folder->filePath("code/comp")));
+        const QString amongPrograms = m_folder->filePath("code/comp/x.log");
+        makeFile(amongPrograms, "of the last run");
+        LogFile log("", false);
+
+        QVERIFY(log.setPath(amongPrograms));
+        QVERIFY(log.isValid());
+        QCOMPARE(log.path(), String());
+        QCOMPARE(contents(amongPrograms), QByteArray());
+        log.append("text", false);
+        QVERIFY(!log.setPath(path)); // it has a file now
+        log.append("more", false);
+
+        QCOMPARE(contents(amongPrograms), QByteArray("textmore"));
+        QVERIFY(!QFile::exists(path));
+    }
+
+    void mayTryALaterPathAgain()
+    {
+        LogFile log("", true);
+
+        QVERIFY(!log.setPath(m_folder->filePath("missing/x.log")));
+        QVERIFY(!log.isValid());
+        QVERIFY(!log.setPath(""));
+        QVERIFY(!QFile::exists(m_home + "/x.log"));
+        QVERIFY(log.setPath(m_folder->filePath("x.log")));
+        QVERIFY(log.isValid());
+    }
+
+    void takesNoLaterPathWhenItHadOne()
+    {
+        LogFile log(m_folder->filePath("x.log"), false);
+
+        QVERIFY(!log.setPath(m_folder->filePath("y.log")));
+
+        QCOMPARE(log.path(), String(m_folder->filePath("x.log")));
+        QVERIFY(!QFile::exists(m_folder->filePath("y.log")));
+    }
+
+    void removesAnEmptyFileOfALaterPath()
+    {
+        const QString path = m_folder->filePath("x.log");
+        {
+            LogFile log("", true);
+            QVERIFY(log.setPath(path));
+        }
+
+        QVERIFY(!QFile::exists(path));
+    }
+
+    void handsOutItsFile()
+    {
+        const QString path = m_folder->filePath("x.log");
+        int closings = 0;
+        {
+            LogFile log(path, false);
+            connect(qobject_cast<QFile *>(log.object()), &QFile::aboutToClose, [&] { ++closings; });
+            log.append("abc", true);
+            QCOMPARE(closings, 0);
+        }
+        QCOMPARE(closings, 1);
+
+        LogFile log(path, false);
+        qobject_cast<QFile *>(log.object())->close();
+        QVERIFY(!log.isValid());
+        log.append("lost", true);
+        QCOMPARE(contents(path), QByteArray());
+    }
+
+    void cannotBeCopied()
+    {
+        QVERIFY(!std::is_copy_constructible_v<LogFile>);
+        QVERIFY(!std::is_copy_assignable_v<LogFile>);
+        QVERIFY(!std::is_polymorphic_v<LogFile>);
+    }
+
+private:
+    static QByteArray contents(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("not to be read");
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    QString m_home;
+};
+
+int main(int argc, char **argv)
+{
+    const QtMessageHandler before = qInstallMessageHandler(noteMessage);
+    const QString folder = QFileInfo(QString::fromLocal8Bit(argv[0])).absolutePath();
+    const String path = folder + "/log-without-application.log";
+    staysWithoutAnApplication = LogFile(path, true).path() == path && messages.isEmpty();
+    qInstallMessageHandler(before);
+
+    QCoreApplication application(argc, argv);
+    tst_LogFile test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_LogFile.moc"
