@@ -17,6 +17,7 @@
 #include "utils/files/File.h"
 #include "utils/files/FileByteReader.h"
 #include "utils/files/FileReader.h"
+#include "utils/files/FileWatch.h"
 #include "utils/files/LogFile.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/settings/Settings.h"
