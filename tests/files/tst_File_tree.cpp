@@ -90,8 +90,6 @@ private:
     QStringList callsThatSetProgress() const { return m_host->calls.filter("setProgress("); }
 
 private Q_SLOTS:
-    static void initMain() { qputenv("LC_ALL", "C.UTF-8"); } // for names that are not ASCII
-
     void init()
     {
         m_previousDir = QDir::currentPath();
@@ -311,6 +309,19 @@ private Q_SLOTS:
         QCOMPARE(contents("linked"), QByteArray("old"));
         QCOMPARE(contents("back"), QByteArray("new"));
         QCOMPARE(below(""), QString("a back link linked"));
+    }
+
+    void doesNotCopyThroughALinkThatLeadsNowhere()
+    {
+        make("a", "new");
+        make("large", QByteArray(chunkedSize, 'a'));
+        link(path("nowhere"), "link");
+        const Progress progress(10, "", false, false, true);
+
+        QVERIFY(!File::copy(path("a"), path("link")));
+        QVERIFY(!File::copy(path("large"), path("link")));
+
+        QCOMPARE(below(""), QString("a large link@"));
     }
 
     void losesATargetWhoseSourceIsMissing()

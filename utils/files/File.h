@@ -223,7 +223,8 @@ public:
     /// A file copied onto itself is left alone: true, whatever \p overwrite says. So is any other
     /// whose path differs in nothing but case, which is meant. What is replaced is removed before
     /// the source is looked at, which is meant too: it is lost when the source cannot be read. A
-    /// target that cannot be removed is kept, and a source that is no file is not copied.
+    /// target that cannot be removed is kept, as is a link there that leads nowhere, and a source
+    /// that is no file is not copied.
     ///
     /// While a popup reporter is there, more than 2048 KB are copied in small chunks, under a
     /// reporter and a wait cursor of their own and without permissions, and cannot be cancelled: a

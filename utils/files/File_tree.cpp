@@ -33,10 +33,9 @@ static int stepsUnlessNested(int steps) { return Progress::current(true) ? -1 : 
 /// one would lose the other.
 static bool isSameEntry(const Data::String &source, const Data::String &target)
 {
-    const QString file = QFileInfo(source).canonicalFilePath();
     const QFileInfo entry(target);
     const QDir folder(QFileInfo(entry.path()).canonicalFilePath());
-    return !file.isEmpty() && file == folder.filePath(entry.fileName());
+    return QFileInfo(source).canonicalFilePath() == folder.filePath(entry.fileName());
 }
 
 /// Copies in small chunks, with a reporter of its own. False when the copy is not complete, and
