@@ -99,18 +99,22 @@ bool FileByteReaderPrivate::takeLine(QByteArray &line)
     if (length > Window::capacity && length <= maxSize) {
         line.resize(length);
         count = read(line.data(), length);
+        line.resize(count);
+        if (line.endsWith('\r'))
+            line.chop(1);
     } else if (length > 0 && length <= Window::capacity) {
         if (!window.holds(offset, length))
             moveWindow(offset, length);
         const qint64 first = offset - window.start;
         count = static_cast<int>(qBound<qint64>(0, window.count - first, length));
-        line.resize(count);
-        std::memcpy(line.data(), window.bytes.data() + first, static_cast<std::size_t>(count));
         position = offset + count;
+
+        // One resize, as it is what a short line costs.
+        const char *const bytes = window.bytes.data() + first;
+        const int size = count > 0 && bytes[count - 1] == '\r' ? count - 1 : count;
+        line.resize(size);
+        std::memcpy(line.data(), bytes, static_cast<std::size_t>(size));
     }
-    line.resize(count);
-    if (line.endsWith('\r'))
-        line.chop(1);
     return count > 0;
 }
 
