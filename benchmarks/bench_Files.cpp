@@ -1,0 +1,258 @@
+// Whole files, their lines, and folder trees beside what Qt and the C library do. benchmarks/report
+// tells how names and counters make pairs and targets.
+
+#include "benchmarks/Pairs.h"
+#include "utils/files/File.h"
+#include "utils/files/FileByteReader.h"
+#include "utils/files/FileReader.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTextStream>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <random>
+#include <stdexcept>
+#include <unistd.h>
+#include <vector>
+
+using benchmark::State;
+using Utils::File;
+
+// Inputs
+
+/// Lines of two to twelve words of two to nine letters, as UTF-8. One word in \p oneIn has a letter
+/// beyond ASCII; 0 is none.
+static QByteArray makeText(int size, int oneIn)
+{
+    std::mt19937 random(1);
+    // Not a distribution of the library, which may differ from one to the next.
+    const auto upTo = [&](unsigned int count) { return static_cast<int>(random() % count); };
+
+    QByteArray text;
+    text.reserve(size + 200);
+    while (text.size() < size) {
+        for (int words = 2 + upTo(11); words > 0; --words) {
+            for (int letters = 2 + upTo(8); letters > 0; --letters)
+                text += static_cast<char>('a' + upTo(26));
+            if (oneIn > 0 && upTo(oneIn) == 0)
+                text += "\u00e4";
+            text += words > 1 ? ' ' : '\n';
+        }
+    }
+    return text;
+}
+
+static void makeFile(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        throw std::runtime_error("cannot write " + path.toStdString());
+}
+
+/// \p count files in folders of a hundred, ten folders in each folder above. One in ten is a table.
+static void makeTree(const QString &root, int count)
+{
+    QString folder;
+    for (int i = 0; i < count; ++i) {
+        if (i % 100 == 0) {
+            folder = QStringLiteral("%1/group%2/run%3").arg(root).arg(i / 1000).arg(i / 100);
+            QDir().mkpath(folder);
+        }
+        const char *const suffix = i % 10 == 0 ? "csv" : "txt";
+        makeFile(QStringLiteral("%1/file%2.%3").arg(folder).arg(i).arg(QLatin1String(suffix)), {});
+    }
+}
+
+/// Sides that do not find the same must not be compared.
+static void check(State &state, qint64 found, qint64 expected)
+{
+    if (found != expected)
+        state.SkipWithError("not everything was found");
+}
+
+// Whole files
+
+static void readOurs(State &state, const Data::String &path, int size)
+{
+    for (auto _ : state)
+        check(state, File::read(path).size(), size);
+}
+
+static void readByStream(State &state, const Data::String &path, int size)
+{
+    for (auto _ : state) {
+        QFile file(path);
+        file.open(QIODevice::ReadOnly);
+        QTextStream stream(&file);
+        stream.setCodec("UTF-8");
+        check(state, stream.readAll().size(), size);
+    }
+}
+
+// Lines of text
+
+static void readLinesOurs(State &state, const Data::String &path, int lines)
+{
+    for (auto _ : state) {
+        Utils::FileReader reader(path);
+        Data::String line;
+        while (reader.readLine(line, /*trim=*/false))
+            benchmark::DoNotOptimize(line.size());
+        check(state, reader.lineCount(), lines);
+    }
+}
+
+static void readLinesByStream(State &state, const Data::String &path, int lines)
+{
+    for (auto _ : state) {
+        QFile file(path);
+        file.open(QIODevice::ReadOnly);
+        QTextStream stream(&file);
+        stream.setCodec("UTF-8");
+        int count = 0;
+        while (!stream.atEnd()) {
+            const QString line = stream.readLine();
+            benchmark::DoNotOptimize(line.size());
+            ++count;
+        }
+        check(state, count, lines);
+    }
+}
+
+// Lines of bytes
+
+/// The first line of a reader asks for the places of all lines.
+static void indexOurs(State &state, const Data::String &path, int)
+{
+    for (auto _ : state) {
+        Utils::FileByteReader reader(path);
+        QByteArray line;
+        check(state, reader.readLine(line, /*trim=*/false), true);
+    }
+}
+
+static void indexByBlocks(State &state, const Data::String &path, int lines)
+{
+    std::vector<char> block(256 * 1024);
+    for (auto _ : state) {
+        const int file = open(QFile::encodeName(path).constData(), O_RDONLY);
+        std::vector<int> offsets(1, 0);
+        int base = 0;
+        ssize_t size;
+        while ((size = read(file, block.data(), block.size())) > 0) {
+            const char *const end = block.data() + size;
+            for (const char *at = block.data();
+                 (at = static_cast<const char *>(std::memchr(at, '\n', end - at)));)
+                offsets.push_back(base + static_cast<int>(++at - block.data()));
+            base += static_cast<int>(size);
+        }
+        close(file);
+        check(state, static_cast<qint64>(offsets.size()), lines + 1);
+    }
+}
+
+static void walkOurs(State &state, const Data::String &path, int lines)
+{
+    for (auto _ : state) {
+        Utils::FileByteReader reader(path);
+        QByteArray line;
+        while (reader.readLine(line, /*trim=*/false))
+            benchmark::DoNotOptimize(line.size());
+        check(state, reader.lineCount(), lines);
+    }
+}
+
+static void walkByGetline(State &state, const Data::String &path, int lines)
+{
+    for (auto _ : state) {
+        std::FILE *const file = std::fopen(QFile::encodeName(path).constData(), "rb");
+        char *line = nullptr;
+        std::size_t capacity = 0;
+        ssize_t size;
+        int count = 0;
+        while ((size = getline(&line, &capacity, file)) > 0) {
+            benchmark::DoNotOptimize(size);
+            ++count;
+        }
+        std::free(line);
+        std::fclose(file);
+        check(state, count, lines);
+    }
+}
+
+// Folder trees
+
+static void searchOurs(State &state, const Data::String &root, const char *filter, int count)
+{
+    for (auto _ : state)
+        check(state, File::search(root, filter).size(), count);
+}
+
+static void searchByIterator(State &state, const Data::String &root, const char *filter, int count)
+{
+    for (auto _ : state) {
+        QStringList found;
+        QDirIterator entry(root, {QLatin1String(filter)}, QDir::Files,
+                           QDirIterator::Subdirectories);
+        while (entry.hasNext())
+            found.append(entry.next());
+        check(state, found.size(), count);
+    }
+}
+
+template <typename Ours, typename Peer>
+static void addFilePair(const char *topic, const char *detail, double target, Ours ours, Peer peer,
+                        const Data::String &path, int expected)
+{
+    addPair(
+        topic, detail, target, [=](State &state) { ours(state, path, expected); },
+        [=](State &state) { peer(state, path, expected); });
+}
+
+static void addText(const Data::String &path, const char *detail, const QByteArray &text)
+{
+    makeFile(path, text);
+    addFilePair("read a file of 100 MB beside QTextStream::readAll", detail, 1.0, readOurs,
+                readByStream, path, QString::fromUtf8(text).size());
+    addFilePair("lines of text beside QTextStream::readLine", detail, 1.1, readLinesOurs,
+                readLinesByStream, path, text.count('\n'));
+}
+
+static void addBytes(const Data::String &path, const char *detail, const QByteArray &text)
+{
+    const int lines = text.count('\n');
+    addFilePair("places of lines beside read and memchr", detail, 1.3, indexOurs, indexByBlocks,
+                path, lines);
+    addFilePair("lines of bytes beside getline", detail, 1.5, walkOurs, walkByGetline, path, lines);
+}
+
+static void addTree(const Data::String &root, const char *filter, int expected)
+{
+    addPair(
+        "search 50,000 files beside QDirIterator", filter, 1.3,
+        [=](State &state) { searchOurs(state, root, filter, expected); },
+        [=](State &state) { searchByIterator(state, root, filter, expected); });
+}
+
+int main(int argc, char **argv)
+{
+    const QTemporaryDir folder;
+    const int size = 100 * 1000 * 1000;
+    const QByteArray ascii = makeText(size, 0);
+    addText(folder.filePath(QStringLiteral("ascii.txt")), "ASCII", ascii);
+    addText(folder.filePath(QStringLiteral("utf8.txt")), "UTF-8", makeText(size, 10));
+    addBytes(folder.filePath(QStringLiteral("ascii.txt")), "100 MB", ascii);
+
+    const QString root = folder.filePath(QStringLiteral("tree"));
+    const int count = 50000;
+    makeTree(root, count);
+    addTree(root, "*", count);
+    addTree(root, "*.csv", count / 10);
+    return runBenchmarks(argc, argv);
+}

@@ -1,0 +1,148 @@
+// The settings store beside the QSettings under it. benchmarks/report tells how names and counters
+// make pairs and targets.
+
+#include "benchmarks/Pairs.h"
+#include "utils/settings/Settings.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <stdexcept>
+
+using benchmark::State;
+using Utils::Settings;
+
+static const Data::String group = "window";
+static const Data::String list = "files";
+static const int longestList = 676;
+
+static void getOurs(State &state, const Data::String &key, int expected)
+{
+    const Settings settings(group);
+    for (auto _ : state) {
+        if (settings.getInt(key, -1) != expected)
+            state.SkipWithError("another value");
+    }
+}
+
+static void getByToolkit(State &state, const Data::String &key, int expected)
+{
+    QSettings settings;
+    settings.beginGroup(group);
+    for (auto _ : state) {
+        if (settings.value(key, -1).toInt() != expected)
+            state.SkipWithError("another value");
+    }
+}
+
+/// A folder with as many files as a recent list has paths. A link to it gives the files new names,
+/// which have not been checked yet.
+class RecentFiles
+{
+public:
+    explicit RecentFiles(const QString &root) : m_root(root)
+    {
+        QDir(m_root).mkdir(QStringLiteral("files"));
+        for (int i = 0; i < longestList; ++i) {
+            QFile file(path(QStringLiteral("files"), i));
+            if (!file.open(QIODevice::WriteOnly))
+                throw std::runtime_error("cannot write " + file.fileName().toStdString());
+        }
+    }
+
+    /// Makes the recent list one of paths that were never asked for.
+    void renew()
+    {
+        const QString link = QStringLiteral("link%1").arg(m_links++);
+        QFile::link(m_root + QStringLiteral("/files"), m_root + QLatin1Char('/') + link);
+
+        QSettings settings;
+        settings.beginGroup(QStringLiteral("MRU/") + list);
+        for (int i = 0; i < longestList; ++i) {
+            const QString name = QString(QChar('a' + i / 26)) + QChar('a' + i % 26);
+            settings.setValue(name, path(link, i));
+        }
+    }
+
+    /// Takes the files away, and puts them back.
+    void hide() { rename(QStringLiteral("files"), QStringLiteral("hidden")); }
+    void show() { rename(QStringLiteral("hidden"), QStringLiteral("files")); }
+
+private:
+    void rename(const QString &from, const QString &to) const
+    {
+        if (!QDir(m_root).rename(from, to))
+            throw std::runtime_error("cannot rename the folder of the recent files");
+    }
+
+    QString path(const QString &folder, int index) const
+    {
+        return QStringLiteral("%1/%2/%3.txt").arg(m_root, folder).arg(index);
+    }
+
+    QString m_root;
+    int m_links = 0;
+};
+
+static void get(State &state, bool checkExists)
+{
+    const QStringList paths =
+        Settings(Data::String()).getMRU(list, checkExists, -1, Data::String());
+    if (paths.size() != longestList)
+        state.SkipWithError("not every path was listed");
+}
+
+static void getFirst(State &state, RecentFiles &files)
+{
+    for (auto _ : state) {
+        state.PauseTiming();
+        files.renew();
+        state.ResumeTiming();
+        get(state, /*checkExists=*/true);
+    }
+}
+
+static void getAgain(State &state, RecentFiles &files, bool checkExists)
+{
+    files.renew();
+    get(state, /*checkExists=*/true);
+    files.hide(); // whoever asked the disk again would find nothing
+    for (auto _ : state)
+        get(state, checkExists);
+    files.show();
+}
+
+int main(int argc, char **argv)
+{
+    const QTemporaryDir folder;
+    QCoreApplication::setOrganizationName(QStringLiteral("bench"));
+    QCoreApplication::setApplicationName(QStringLiteral("Settings"));
+    QSettings::setDefaultFormat(QSettings::IniFormat);
+    QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, folder.path());
+    QSettings::setPath(QSettings::IniFormat, QSettings::SystemScope, folder.path());
+    const QCoreApplication application(argc, argv);
+    Settings(group).setInt("width", 1200);
+
+    addPair(
+        "getInt beside QSettings::value", "a stored value", 1.2,
+        [](State &state) { getOurs(state, "width", 1200); },
+        [](State &state) { getByToolkit(state, "width", 1200); });
+    addPair(
+        "getInt beside QSettings::value", "the default", 1.2,
+        [](State &state) { getOurs(state, "height", -1); },
+        [](State &state) { getByToolkit(state, "height", -1); });
+
+    RecentFiles files(folder.path());
+    addPair(
+        "676 recent paths, checked a second time", "beside the first time", 0.0,
+        [&](State &state) { getAgain(state, files, /*checkExists=*/true); },
+        [&](State &state) { getFirst(state, files); });
+    addPair(
+        "676 recent paths, checked a second time", "beside no check", 0.0,
+        [&](State &state) { getAgain(state, files, /*checkExists=*/true); },
+        [&](State &state) { getAgain(state, files, /*checkExists=*/false); });
+    return runBenchmarks(argc, argv);
+}
