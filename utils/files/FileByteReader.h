@@ -20,9 +20,7 @@ class FileByteReaderPrivate;
 /// - An empty line that ends with a bare LF reads as false, as the end of the file does. The reader
 ///   has moved behind it, so that reading may go on.
 /// - rereadLine() really goes back.
-/// - A line feed behind a zero byte is not seen up to the end of the block of 10,240 bytes that
-/// both
-///   are in.
+/// - A line feed behind a zero byte in the same block of 10,240 bytes is not seen.
 ///
 /// Lines that begin or end beyond 2 GiB are not there. The file must not change meanwhile.
 class KELMUTILS_EXPORT FileByteReader
