@@ -6,6 +6,7 @@
 #include <QMetaType>
 #include <QString>
 
+#include <type_traits>
 #include <utility>
 
 namespace Data {
@@ -28,39 +29,34 @@ public:
     /// The text as UTF-8 in the one buffer of the whole library.
     ///
     /// The pointer is never null and holds only until the next c_str() on any string: hand it on
-    /// at once, and not to something that calls c_str() itself before it has copied the text.
+    /// at once, and not to something that calls c_str() itself before it has copied the text. At
+    /// the end of the process, once the buffer is released, it points to an empty text.
     KELMUTILS_EXPORT const char *c_str() const;
 };
 
-// Beside the three pairs with text of our own stand those with QString and QByteArray: without
-// them a mixed sum would be ambiguous between these operators and QString's.
+namespace Detail {
 
-inline String operator+(const String &left, const String &right)
+inline String toText(const QString &text) { return text; }
+inline String toText(const char *utf8) { return utf8; }
+inline String toText(const QByteArray &utf8) { return utf8.constData(); }
+inline String toText(QChar character) { return QString(character); }
+inline String toText(char character) { return QString(QLatin1Char(character)); }
+
+} // namespace Detail
+
+/// Both texts in one. One side is a String, the other a String, a C string, or anything else that
+/// QString knows as text; C strings and bytes are UTF-8 up to their first zero.
+///
+/// It is a template, so that it fits better than QString's own operators, which would otherwise be
+/// just as good for a mixed sum.
+template <
+    typename Left, typename Right,
+    typename = std::enable_if_t<std::is_same_v<Left, String> || std::is_same_v<Right, String>>>
+String operator+(const Left &left, const Right &right)
 {
-    return static_cast<const QString &>(left) + static_cast<const QString &>(right);
-}
-
-inline String operator+(const String &left, const QString &right)
-{
-    return static_cast<const QString &>(left) + right;
-}
-
-inline String operator+(const QString &left, const String &right)
-{
-    return left + static_cast<const QString &>(right);
-}
-
-inline String operator+(const String &left, const char *right) { return left + String(right); }
-inline String operator+(const char *left, const String &right) { return String(left) + right; }
-
-inline String operator+(const String &left, const QByteArray &right)
-{
-    return left + String(right.constData());
-}
-
-inline String operator+(const QByteArray &left, const String &right)
-{
-    return String(left.constData()) + right;
+    String sum = Detail::toText(left);
+    sum.append(Detail::toText(right));
+    return sum;
 }
 
 } // namespace Data

@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <type_traits>
 #include <utility>
 
 namespace Data {
@@ -18,7 +19,6 @@ class Variant : public QVariant
 {
 public:
     Variant() = default; ///< the invalid variant
-    Variant(bool value) : QVariant(value) {}
     Variant(int value) : QVariant(value) {}
     Variant(double value) : QVariant(value) {}
     Variant(const char *utf8) : QVariant(QString::fromUtf8(utf8)) {}
@@ -26,11 +26,12 @@ public:
     Variant(const QStringList &list) : QVariant(list) {}
     Variant(const QColor &color) : QVariant(color) {}
 
-    Variant(const QVariant &other) : QVariant(other) {}
-    Variant(QVariant &&other) noexcept : QVariant(std::move(other)) {}
-
-    /// Any pointer would turn into a bool. A Data::IDataItem travels by itemVariant().
-    Variant(const void *pointer) = delete;
+    /// Takes a bool or a QVariant, and nothing that converts to one: pointers, functions and
+    /// lambdas would turn into true. A Data::IDataItem travels by itemVariant().
+    template <typename T,
+              std::enable_if_t<std::is_same_v<T, bool> || std::is_same_v<T, QVariant>, bool> = true>
+    Variant(T value) : QVariant(std::move(value))
+    {}
 
     Data::String toString() const { return QVariant::toString(); }
 };

@@ -59,6 +59,11 @@ private Q_SLOTS:
         QVERIFY((!std::is_constructible_v<Variant, void *>));
         QVERIFY((!std::is_constructible_v<Variant, QObject *>));
         QVERIFY((!std::is_constructible_v<Variant, const int *>));
+        QVERIFY((!std::is_constructible_v<Variant, volatile int *>));
+        QVERIFY((!std::is_constructible_v<Variant, void (*)()>));
+        QVERIFY((!std::is_constructible_v<Variant, int QPoint::*>));
+        const auto lambda = [] {};
+        QVERIFY((!std::is_constructible_v<Variant, decltype(lambda)>));
     }
 
     void givesTheEmptyValueOfATypeItDoesNotConvertTo()
