@@ -63,6 +63,9 @@ private Q_SLOTS:
         row("? alone, the same",           "a?c",     {{"mode", "a?c"}},             true);
         row("[ alone is a character",      "[ab]",    {{"mode", "a"}},               false);
         row("[ alone, the same",           "[ab]",    {{"mode", "[ab]"}},            true);
+        row("a backslash makes * plain",   "a\\*",    {{"mode", "a\\b"}},           false);
+        row("and is a character itself",   "a\\*",    {{"mode", "a\\*"}},           true);
+        row("which must be there",         "a\\*",    {{"mode", "a*"}},             false);
         row("* in the payload only",       "abc",     {{"mode", "a*"}},              false);
         row("* in a key",                  "abc",     {{"mod*", "abc"}},             false);
         row("text, the same",              "abc",     {{"mode", "abc"}},             true);
@@ -192,7 +195,7 @@ private Q_SLOTS:
 
         QVERIFY(slot.connect(&signal));
 
-        QCOMPARE(signal.methods, QStringList("1onSig(const Data::VariantCollection&)"));
+        QCOMPARE(signal.methods, QStringList("1onSig(const Data::VariantCollection &)"));
         send(signal, {{"k", 1}, {"a", 0}});
         send(signal, {{"k", 2}});
         QCOMPARE(seen, QStringList("{a=0, k=1}"));

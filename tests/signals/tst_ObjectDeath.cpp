@@ -11,6 +11,7 @@
 
 #include <QtTest>
 
+#include <iterator>
 #include <memory>
 
 using Data::VariantCollection;
@@ -86,15 +87,55 @@ static const Named<Callback> callbacks[] = {
     {Callback::MemberWithData, "member with data"},
 };
 
-/// The four emissions of a send with the payload {a=1}, in order, as a Recorder notes them, and the
-/// methods of a slot that they reach.
-static const QStringList emissions{"sig()", "sig(1)", "sig(a, 1)", "sig({a=1})"};
-static const char *const slotMethods[] = {
-    SLOT(onSig()),
-    SLOT(onSig(const Data::Variant &)),
-    SLOT(onSig(const Data::String &, const Data::Variant &)),
-    SLOT(onSig(const Data::VariantCollection &)),
+enum class Shape
+{
+    Bare,
+    Single,
+    Pair,
+    Payload
 };
+
+/// The method of a slot that takes \p shape.
+static const char *slotMethod(Shape shape)
+{
+    switch (shape) {
+    case Shape::Bare:
+        return SLOT(onSig());
+    case Shape::Single:
+        return SLOT(onSig(const Data::Variant &));
+    case Shape::Pair:
+        return SLOT(onSig(const Data::String &, const Data::Variant &));
+    case Shape::Payload:
+        break;
+    }
+    return SLOT(onSig(const Data::VariantCollection &));
+}
+
+/// A payload, and the emissions of a send of it, in order, as a Recorder notes them.
+struct Row
+{
+    const char *name;
+    VariantCollection payload;
+    QVector<Shape> shapes;
+    QStringList emissions;
+};
+
+static const Row rows[] = {
+    {"no entry", {}, {Shape::Bare}, {"sig()"}},
+    {"one entry",
+     {{"a", 1}},
+     {Shape::Bare, Shape::Single, Shape::Pair, Shape::Payload},
+     {"sig()", "sig(1)", "sig(a, 1)", "sig({a=1})"}},
+    {"an item among two",
+     {{"a", 1}, {"item", 2}},
+     {Shape::Bare, Shape::Pair, Shape::Payload},
+     {"sig()", "sig(item, 2)", "sig({a=1, item=2})"}},
+    {"two without an item",
+     {{"a", 1}, {"b", 2}},
+     {Shape::Bare, Shape::Payload},
+     {"sig()", "sig({a=1, b=2})"}},
+};
+static const Row &oneEntry = rows[1];
 
 /// A signal with an emission and with memory of its own.
 class DerivedSignal : public PublicSignal
@@ -124,18 +165,18 @@ class PlainSender : public QObject
 {
     Q_OBJECT
 
+public:
+    explicit PlainSender(const Row &row) : m_row(row) {}
+
 public Q_SLOTS:
     void sendSignals()
     {
         const QPointer<PlainSender> self(this);
-        const auto emitIfAlive = [&](auto emission) {
+        const Row &row = m_row; // outlives the sender
+        for (Shape shape : row.shapes) {
             if (self)
-                emission();
-        };
-        emitIfAlive([this] { Q_EMIT sig(); });
-        emitIfAlive([this] { Q_EMIT sig(Data::Variant(1)); });
-        emitIfAlive([this] { Q_EMIT sig("a", 1); });
-        emitIfAlive([this] { Q_EMIT sig(VariantCollection{{"a", 1}}); });
+                emitShape(shape, row);
+        }
     }
 
 Q_SIGNALS:
@@ -143,6 +184,27 @@ Q_SIGNALS:
     void sig(const Data::VariantCollection &payload);
     void sig(const Data::Variant &value);
     void sig(const Data::String &key, const Data::Variant &value);
+
+private:
+    void emitShape(Shape shape, const Row &row)
+    {
+        switch (shape) {
+        case Shape::Bare:
+            Q_EMIT sig();
+            break;
+        case Shape::Single:
+            Q_EMIT sig(row.payload.first());
+            break;
+        case Shape::Pair:
+            Q_EMIT sig(row.payload.lastKey(), row.payload.last()); // which is the item, if any
+            break;
+        case Shape::Payload:
+            Q_EMIT sig(row.payload);
+            break;
+        }
+    }
+
+    const Row &m_row;
 };
 
 /// A sender, a slot that acts at its first delivery, and two bystanders that are connected behind
@@ -150,7 +212,7 @@ Q_SIGNALS:
 class Scene
 {
 public:
-    Scene(Sender kind, int shape, Action action, Callback callback);
+    Scene(Sender kind, const Row &row, Shape shape, Action action, Callback callback);
     ~Scene();
 
     void run();
@@ -174,6 +236,7 @@ public:
     void install(Slot &slot, Callback callback);
 
     const Sender kind;
+    const Row &row;
     const Action action;
     QPointer<QObject> sender;
     Owner *owner;
@@ -188,8 +251,8 @@ public:
 
 Scene *Scene::current = nullptr;
 
-Scene::Scene(Sender senderKind, int shape, Action wanted, Callback callback)
-    : kind(senderKind), action(wanted), owner(new Owner),
+Scene::Scene(Sender senderKind, const Row &sent, Shape shape, Action wanted, Callback callback)
+    : kind(senderKind), row(sent), action(wanted), owner(new Owner),
       lone(wanted == Action::DeleteSlot ? new Slot("acting", nullptr) : nullptr)
 {
     current = this;
@@ -198,8 +261,8 @@ Scene::Scene(Sender senderKind, int shape, Action wanted, Callback callback)
     bystander.setCallback([] { ++current->bystanderCalls; });
 
     sender = makeSender(kind);
-    connectTo(slot, slotMethods[shape]);
-    connectTo(&bystander, slotMethods[shape]);
+    connectTo(slot, slotMethod(shape));
+    connectTo(&bystander, slotMethod(shape));
     connectTo(&recorder, SLOT(bare()));
     connectTo(&recorder, SLOT(single(const Data::Variant &)));
     connectTo(&recorder, SLOT(pair(const Data::String &, const Data::Variant &)));
@@ -223,13 +286,13 @@ QObject *Scene::makeSender(Sender senderKind)
     case Sender::Derived:
         return new DerivedSignal;
     case Sender::Plain:
-        return new PlainSender;
+        return new PlainSender(row);
     case Sender::SingleShot:
         break;
     }
     // Receivers are connected as to the other senders: the one that it is made with dies at once.
     const Recorder nobody;
-    Signal::singleShot(&nobody, SLOT(bare()), {{"a", 1}}, 0, "call");
+    Signal::singleShot(&nobody, SLOT(bare()), row.payload, 0, "call");
     return Signal::find("call");
 }
 
@@ -276,8 +339,9 @@ void Scene::run()
 
 void Scene::send()
 {
-    if (auto *signal = qobject_cast<PublicSignal *>(sender))
-        signal->addData("a", 1);
+    auto *const signal = qobject_cast<PublicSignal *>(sender);
+    for (auto entry = row.payload.begin(); signal && entry != row.payload.end(); ++entry)
+        signal->addData(entry.key(), *entry);
     QMetaObject::invokeMethod(sender, "sendSignals");
 }
 
@@ -326,31 +390,40 @@ void Scene::act()
     }
 }
 
-/// What the bystander sees of a send in which the slot of one shape acts.
-static QStringList expectedEmissions(Sender kind, int shape, Action action)
+/// What the bystander sees of a send in which the slot acts at the emission \p index.
+static QStringList expectedEmissions(Sender kind, const Row &row, int index, Action action)
 {
+    const QStringList &emissions = row.emissions;
+    // A single value and its pair belong together. What comes behind needs a payload.
+    const int own = row.shapes[index] == Shape::Single ? 2 : 1;
+
     switch (action) {
-    case Action::DeleteSender: // it is connected behind the slot that acts
-        return emissions.mid(0, shape);
-    case Action::BlockSignals: // from the next emission on
-        return emissions.mid(0, shape + 1);
+    case Action::DeleteSender: // the bystander is connected behind the slot that acts
+        return emissions.mid(0, index);
+    case Action::BlockSignals:
+        return emissions.mid(0, index + 1);
     case Action::ClearPayload:
-        if (kind == Sender::Plain || shape == 3)
-            return emissions;
-        return shape == 0 ? emissions.mid(0, 1) : emissions.mid(0, 3);
-    case Action::SendAgain: {
+        return emissions.mid(0, kind == Sender::Plain ? -1 : index + own);
+    case Action::SendAgain:
         if (kind == Sender::SingleShot) // no longer waits, so that the nested send is dropped
             return emissions;
-        const QStringList outer = emissions.mid(shape);
-        if (kind == Sender::Plain)
-            return emissions.mid(0, shape) + emissions + outer;
-        // The nested send has emptied the payload. The pair was saved together with the value.
-        return emissions.mid(0, shape) + emissions + outer.mid(0, shape == 1 ? 2 : 1);
-    }
+        return emissions.mid(0, index) + emissions +
+               emissions.mid(index, kind == Sender::Plain ? -1 : own);
     default:
         return emissions;
     }
 }
+
+struct SignalOwner
+{
+    PublicSignal signal{"owned", nullptr};
+};
+struct SlotOwner
+{
+    Utils::DelayedSlot slot{"owned", nullptr};
+};
+Q_DECLARE_METATYPE(QSharedPointer<SignalOwner>)
+Q_DECLARE_METATYPE(QSharedPointer<SlotOwner>)
 
 class tst_ObjectDeath : public QObject
 {
@@ -360,32 +433,37 @@ private Q_SLOTS:
     void servesWhoeverIsStillAlive_data()
     {
         QTest::addColumn<Sender>("sender");
-        QTest::addColumn<int>("shape"); // index of the emission at which the slot acts
+        QTest::addColumn<int>("row");
+        QTest::addColumn<int>("index"); // of the emission at which the slot acts
         QTest::addColumn<Action>("action");
         QTest::addColumn<Callback>("callback");
 
         for (const auto &sender : senders)
-            for (int shape = 0; shape < emissions.size(); ++shape)
-                for (const auto &action : actions)
-                    for (const auto &callback : callbacks)
-                        QTest::addRow("%s, %s, a %s %s", sender.name, qPrintable(emissions[shape]),
-                                      callback.name, action.name)
-                            << sender.value << shape << action.value << callback.value;
+            for (int row = 0; row < int(std::size(rows)); ++row)
+                for (int index = 0; index < rows[row].shapes.size(); ++index)
+                    for (const auto &action : actions)
+                        for (const auto &callback : callbacks)
+                            QTest::addRow("%s, %s, at %s, a %s %s", sender.name, rows[row].name,
+                                          qPrintable(rows[row].emissions[index]), callback.name,
+                                          action.name)
+                                << sender.value << row << index << action.value << callback.value;
     }
 
     void servesWhoeverIsStillAlive()
     {
         QFETCH(Sender, sender);
-        QFETCH(int, shape);
+        QFETCH(int, row);
+        QFETCH(int, index);
         QFETCH(Action, action);
         QFETCH(Callback, callback);
-        Scene scene(sender, shape, action, callback);
+        const Row &sent = rows[row];
+        Scene scene(sender, sent, sent.shapes[index], action, callback);
 
         scene.run();
 
-        const QStringList expected = expectedEmissions(sender, shape, action);
+        const QStringList expected = expectedEmissions(sender, sent, index, action);
         QCOMPARE(scene.recorder.calls, expected);
-        QCOMPARE(scene.bystanderCalls, expected.count(emissions[shape]));
+        QCOMPARE(scene.bystanderCalls, expected.count(sent.emissions[index]));
         const bool isSlotDead = action == Action::DeleteSlot || action == Action::DeleteOwner;
         QCOMPARE(scene.slot.isNull(), isSlotDead);
         QCOMPARE(scene.sender.isNull(), action == Action::DeleteSender);
@@ -397,7 +475,7 @@ private Q_SLOTS:
     void hasLastingEffectsOnTheNextSend_data()
     {
         QTest::addColumn<Sender>("sender");
-        QTest::addColumn<int>("shape");
+        QTest::addColumn<int>("index");
         QTest::addColumn<Action>("action");
         QTest::addColumn<int>("actingCalls");   // of both sends together
         QTest::addColumn<int>("replacedCalls"); // of the second send
@@ -405,10 +483,11 @@ private Q_SLOTS:
         for (const auto &sender : senders) {
             if (sender.value == Sender::SingleShot) // sends once
                 continue;
-            for (int shape = 0; shape < emissions.size(); ++shape) {
+            for (int index = 0; index < oneEntry.shapes.size(); ++index) {
                 const auto row = [&](const char *name, Action action, int acting, int replaced) {
-                    QTest::addRow("%s, %s, %s", sender.name, qPrintable(emissions[shape]), name)
-                        << sender.value << shape << action << acting << replaced;
+                    QTest::addRow("%s, %s, %s", sender.name, qPrintable(oneEntry.emissions[index]),
+                                  name)
+                        << sender.value << index << action << acting << replaced;
                 };
                 row("slot deleted", Action::DeleteSlot, 1, 0);
                 row("owner deleted", Action::DeleteOwner, 1, 0);
@@ -424,11 +503,11 @@ private Q_SLOTS:
     void hasLastingEffectsOnTheNextSend()
     {
         QFETCH(Sender, sender);
-        QFETCH(int, shape);
+        QFETCH(int, index);
         QFETCH(Action, action);
         QFETCH(int, actingCalls);
         QFETCH(int, replacedCalls);
-        Scene scene(sender, shape, action, Callback::Member);
+        Scene scene(sender, oneEntry, oneEntry.shapes[index], action, Callback::Member);
         scene.send();
         scene.recorder.calls.clear();
 
@@ -436,14 +515,15 @@ private Q_SLOTS:
 
         QCOMPARE(scene.actingCalls, actingCalls);
         QCOMPARE(scene.replacedCalls, replacedCalls);
-        QCOMPARE(scene.recorder.calls, action == Action::BlockSignals ? QStringList() : emissions);
+        QCOMPARE(scene.recorder.calls,
+                 action == Action::BlockSignals ? QStringList() : oneEntry.emissions);
     }
 
     void failsASendWhoseSenderDies_data()
     {
         QTest::addColumn<int>("shape");
-        for (int shape = 0; shape < emissions.size(); ++shape)
-            QTest::addRow("%s", qPrintable(emissions[shape])) << shape;
+        for (int shape = 0; shape < oneEntry.emissions.size(); ++shape)
+            QTest::addRow("%s", qPrintable(oneEntry.emissions[shape])) << shape;
     }
 
     void failsASendWhoseSenderDies()
@@ -453,13 +533,13 @@ private Q_SLOTS:
         Recorder recorder;
         QVERIFY(connectAllShapes(*signal, recorder));
         recorder.reaction = [&] {
-            if (recorder.calls.last() == emissions[shape])
+            if (recorder.calls.last() == oneEntry.emissions[shape])
                 delete signal;
         };
 
         QVERIFY(!send(*signal, {{"a", 1}}));
 
-        QCOMPARE(recorder.calls, emissions.mid(0, shape + 1));
+        QCOMPARE(recorder.calls, oneEntry.emissions.mid(0, shape + 1));
         QVERIFY(!Signal::find("x"));
     }
 
@@ -512,13 +592,113 @@ private Q_SLOTS:
         QCOMPARE(third.calls, QStringList("sig()"));
     }
 
+    // Owners that travel in the payload of what they own
+
+    void survivesAPayloadThatOwnsTheSignal_data()
+    {
+        QTest::addColumn<bool>("hasOneEntry");
+        QTest::addColumn<QString>("clearedAt"); // the emission at which a receiver clears it
+
+        for (bool hasOneEntry : {true, false}) {
+            const char *const count = hasOneEntry ? "one entry" : "two entries";
+            QTest::addRow("%s, by the send itself", count) << hasOneEntry << QString();
+            QTest::addRow("%s, by a receiver of sig()", count) << hasOneEntry << QString("sig()");
+            QTest::addRow("%s, by a receiver of sig(payload)", count)
+                << hasOneEntry << QString("sig({");
+        }
+    }
+
+    void survivesAPayloadThatOwnsTheSignal()
+    {
+        QFETCH(bool, hasOneEntry);
+        QFETCH(QString, clearedAt);
+        QSharedPointer<SignalOwner> owner(new SignalOwner);
+        PublicSignal *const signal = &owner->signal;
+        const QPointer<Signal> alive = signal;
+        Recorder recorder;
+        QVERIFY(connectAllShapes(*signal, recorder));
+        recorder.reaction = [&] {
+            if (!clearedAt.isEmpty() && recorder.calls.last().startsWith(clearedAt))
+                signal->clearData();
+        };
+        signal->addData("self", QVariant::fromValue(owner));
+        if (!hasOneEntry)
+            signal->addData("other", 1);
+        owner.reset();
+
+        signal->sendSignals();
+
+        QVERIFY(!alive);
+    }
+
+    void survivesASignalThatDiesWhenItsPayloadIsCleared()
+    {
+        class Suicidal : public PublicSignal
+        {
+        public:
+            Suicidal() : PublicSignal("suicidal", nullptr) {}
+            void clearData() override { delete this; }
+        };
+        auto *const signal = new Suicidal;
+
+        QVERIFY(!signal->sendSignals());
+    }
+
+    void survivesAPayloadThatOwnsTheSlot_data()
+    {
+        QTest::addColumn<int>("end"); // what takes the payload away
+
+        QTest::newRow("the call") << 0;
+        QTest::newRow("a flush") << 1;
+        QTest::newRow("a withdrawal") << 2;
+        QTest::newRow("another payload") << 3;
+        QTest::newRow("another value") << 4;
+        QTest::newRow("a pair") << 5;
+        QTest::newRow("a single value") << 6;
+    }
+
+    void survivesAPayloadThatOwnsTheSlot()
+    {
+        QFETCH(int, end);
+        QSharedPointer<SlotOwner> owner(new SlotOwner);
+        Utils::DelayedSlot *const slot = &owner->slot;
+        m_victim = slot;
+        slot->postPending("self", QVariant::fromValue(owner));
+        owner.reset();
+
+        switch (end) {
+        case 0:
+            break;
+        case 1:
+            QVERIFY(slot->flushPending());
+            break;
+        case 2:
+            slot->ignorePending();
+            break;
+        case 3:
+            slot->onSig(VariantCollection{{"a", 1}});
+            break;
+        case 4:
+            slot->postPending("self", 1);
+            break;
+        case 5:
+            slot->onSig(Data::String("self"), Data::Variant(1));
+            break;
+        default:
+            slot->onSig(Data::Variant(1));
+        }
+        QCoreApplication::processEvents();
+
+        QVERIFY(!m_victim);
+    }
+
     // Slots that die in their own callback
 
     void survivesASlotThatDiesInADirectCall_data()
     {
         QTest::addColumn<int>("shape");
-        for (int shape = 0; shape < emissions.size(); ++shape)
-            QTest::addRow("%s", qPrintable(emissions[shape])) << shape;
+        for (int shape = 0; shape < oneEntry.emissions.size(); ++shape)
+            QTest::addRow("%s", qPrintable(oneEntry.emissions[shape])) << shape;
     }
 
     void survivesASlotThatDiesInADirectCall()

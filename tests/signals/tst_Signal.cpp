@@ -499,6 +499,37 @@ private Q_SLOTS:
         QCOMPARE(recorder.calls, (QStringList{"sig()", "sig({a=1, b=2})"}));
     }
 
+    void keepsToThePairWhenAReceiverOfTheValueAddsAnItem()
+    {
+        PublicSignal signal("x", nullptr);
+        Recorder recorder;
+        QVERIFY(connectAllShapes(signal, recorder));
+        recorder.reaction = [&] {
+            if (recorder.calls.last() == "sig(1)")
+                signal.addData("item", 2);
+        };
+
+        send(signal, {{"a", 1}});
+
+        QCOMPARE(recorder.calls,
+                 (QStringList{"sig()", "sig(1)", "sig(a, 1)", "sig({a=1, item=2})"}));
+    }
+
+    void emitsThePayloadThatAReceiverHasReplaced()
+    {
+        PublicSignal signal("x", nullptr);
+        Recorder recorder;
+        QVERIFY(connectAllShapes(signal, recorder));
+        recorder.reaction = [&] {
+            if (recorder.calls.last() == "sig(a, 1)")
+                signal.addData("a", 2);
+        };
+
+        send(signal, {{"a", 1}});
+
+        QCOMPARE(recorder.calls, (QStringList{"sig()", "sig(1)", "sig(a, 1)", "sig({a=2})"}));
+    }
+
     void servesAReceiverThatConnectsDuringASendFromTheNextEmissionOn()
     {
         PublicSignal signal("x", nullptr);
@@ -559,6 +590,47 @@ private Q_SLOTS:
 
         send(signal, {{"a", 1}});
         QCOMPARE(recorder.calls, calls);
+    }
+
+    void testsTheMethodTextInAFixedOrder_data()
+    {
+        QTest::addColumn<QByteArray>("method");
+        QTest::addColumn<QByteArray>("emission"); // that Qt finds not to fit
+
+        QTest::newRow("a payload decides before all else")
+            << QByteArray(SLOT(mixed(const Data::VariantCollection &, const Data::String &,
+                                     const Data::Variant &)))
+            << QByteArray("sig(Data::VariantCollection)");
+        QTest::newRow("text and value in any order")
+            << QByteArray(SLOT(swapped(const Data::Variant &, const Data::String &)))
+            << QByteArray("sig(Data::String,Data::Variant)");
+        QTest::newRow("text alone decides nothing")
+            << QByteArray(SLOT(text(const Data::String &))) << QByteArray("sig()");
+    }
+
+    void testsTheMethodTextInAFixedOrder()
+    {
+        QFETCH(QByteArray, method);
+        QFETCH(QByteArray, emission);
+        PublicSignal signal("x", nullptr);
+        Recorder recorder;
+        const QString chosen = QRegularExpression::escape("Utils::PublicSignal::" + emission);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(chosen + " --> Recorder::"));
+
+        QVERIFY(!signal.connect(&recorder, method.constData()));
+    }
+
+    void isConnectedAutomatically()
+    {
+        QThread thread;
+        PublicSignal signal("x", nullptr);
+        Recorder recorder;
+        QVERIFY(signal.connect(&recorder, SLOT(bare())));
+        recorder.moveToThread(&thread); // which never runs
+
+        signal.sendSignals();
+
+        QCOMPARE(recorder.calls, QStringList());
     }
 
     void refusesNullReceiversAndMethods()

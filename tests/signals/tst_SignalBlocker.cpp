@@ -123,6 +123,19 @@ private Q_SLOTS:
         QVERIFY(other.signalsBlocked());
     }
 
+    void leavesTheObjectThatItHeldAsItIsWhenItIsAssignedTo()
+    {
+        QObject first;
+        QObject second;
+        {
+            const SignalBlocker blocker(&second, false);
+            SignalBlocker assigned(&first, false);
+            assigned = blocker;
+        }
+        QVERIFY(first.signalsBlocked());
+        QVERIFY(second.signalsBlocked()); // flipped twice
+    }
+
     void forgetsAnObjectThatDies()
     {
         auto object = std::make_unique<QObject>();

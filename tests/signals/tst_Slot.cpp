@@ -62,6 +62,7 @@ public:
     }
     const VariantCollection &stored() const { return m_data; }
     using Slot::installCallback;
+    using Slot::m_data;
 
 private:
     bool m_callsBase;
@@ -169,6 +170,8 @@ private Q_SLOTS:
         slot.setCallback(static_cast<void (*)(const Slot *)>(nullptr)).onSig(payload);
         slot.setCallback(static_cast<void (*)(const VariantCollection &)>(nullptr)).onSig(payload);
         slot.setCallback<Owner>(nullptr, &Owner::plain).onSig(payload);
+        slot.setCallback<Owner>(nullptr, &Owner::withSlot).onSig(payload);
+        slot.setCallback<Owner>(nullptr, &Owner::withData).onSig(payload);
         slot.setCallback(&owner, static_cast<void (Owner::*)()>(nullptr)).onSig(payload);
 
         QCOMPARE(seen, QStringList());
@@ -256,6 +259,16 @@ private Q_SLOTS:
         QCOMPARE(stored.keys(), QList<Data::String>{"item"});
         QCOMPARE(Data::itemOf(stored.value("item")), static_cast<Data::IDataItem *>(&item));
         QVERIFY(slot.stored().isEmpty());
+    }
+
+    void storesAnItemThatIsNull()
+    {
+        DerivedSlot slot(true);
+
+        slot.onSig(Data::itemVariant(nullptr));
+
+        QCOMPARE(seen.size(), 1);
+        QVERIFY(seen.first().startsWith("onSig {item="));
     }
 
     void addsAPairToWhatIsStored()
@@ -372,6 +385,33 @@ private Q_SLOTS:
         QCOMPARE(seen, QStringList("data {a=1, item=p}"));
     }
 
+    void answersTheSendersPayloadAlsoWhenAnItemIsDelivered()
+    {
+        PublicSignal signal("x", nullptr);
+        Slot slot("", nullptr);
+        signal.connect(&slot, SLOT(onSig(const Data::Variant &)));
+        static VariantCollection payload;
+        slot.setCallback([](const VariantCollection &data) { payload = data; });
+        Item item;
+
+        send(signal, {{"key", Data::itemVariant(&item)}});
+
+        QCOMPARE(payload.keys(), QList<Data::String>{"key"}); // and not "item"
+    }
+
+    void answersAnEmptyPayloadOfTheSenderRatherThanItsOwnStore()
+    {
+        PublicSignal signal("x", nullptr);
+        DerivedSlot slot(true);
+        slot.m_data["own"] = 1;
+        slot.setCallback(withData);
+        signal.connect(&slot, SLOT(onSig()));
+
+        signal.sendSignals();
+
+        QCOMPARE(seen, (QStringList{"onSig {own=1}", "data {}"}));
+    }
+
     void asksTheSenderEvenInADirectCallFromWithinItsDelivery()
     {
         PublicSignal signal("x", nullptr);
@@ -479,6 +519,20 @@ private Q_SLOTS:
         QCOMPARE(seen, QStringList("onSig {}"));
     }
 
+    void isConnectedAutomatically()
+    {
+        QThread thread;
+        PlainSender sender;
+        Slot slot("", nullptr);
+        slot.setCallback(plain);
+        QVERIFY(slot.connect(&sender, SIGNAL(bare())));
+        slot.moveToThread(&thread); // which never runs
+
+        Q_EMIT sender.bare();
+
+        QCOMPARE(seen, QStringList());
+    }
+
     void refusesWhatQtCannotConnect()
     {
         PlainSender sender;
@@ -520,6 +574,13 @@ private Q_SLOTS:
         QCOMPARE(vtableIndex(single), first + 2);
         QCOMPARE(vtableIndex(payload), first + 3);
         QCOMPARE(vtableIndex(bare), first + 4);
+    }
+
+    void callsItsCallbackThroughTheSecondVirtualOperation()
+    {
+        // Behind the destructor, which takes two places.
+        QCOMPARE(vtableIndex(&Utils::SlotCB::call), 2);
+        QVERIFY(std::is_abstract_v<Utils::SlotCB>);
     }
 
     void isNotCopied()

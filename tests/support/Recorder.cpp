@@ -17,6 +17,17 @@ void Recorder::text(const Data::String &text) { note("text(" + text + ")"); }
 
 void Recorder::qtVariant(const QVariant &value) { note("qtVariant(" + value.toString() + ")"); }
 
+void Recorder::mixed(const Data::VariantCollection &data, const Data::String &,
+                     const Data::Variant &)
+{
+    note("mixed(" + describe(data) + ")");
+}
+
+void Recorder::swapped(const Data::Variant &value, const Data::String &text)
+{
+    note("swapped(" + describe(value) + ", " + text + ")");
+}
+
 void Recorder::note(const QString &call)
 {
     calls.append(call);

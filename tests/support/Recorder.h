@@ -34,6 +34,8 @@ public Q_SLOTS:
     // Shapes that no signal has.
     void text(const Data::String &text);
     void qtVariant(const QVariant &value);
+    void mixed(const Data::VariantCollection &data, const Data::String &, const Data::Variant &);
+    void swapped(const Data::Variant &value, const Data::String &text);
 
 private:
     void note(const QString &call);

@@ -11,19 +11,11 @@ DelayedSlot::DelayedSlot(const DelayedSlot &other)
     : Slot(nullptr, nullptr), m_pending(other.m_pending), m_postpone(other.m_postpone)
 {}
 
-DelayedSlot::DelayedSlot(DelayedSlot &&other) : DelayedSlot(static_cast<const DelayedSlot &>(other))
-{}
-
 DelayedSlot &DelayedSlot::operator=(const DelayedSlot &other)
 {
     m_pending = other.m_pending;
     m_postpone = other.m_postpone;
     return *this;
-}
-
-DelayedSlot &DelayedSlot::operator=(DelayedSlot &&other)
-{
-    return *this = static_cast<const DelayedSlot &>(other);
 }
 
 DelayedSlot::~DelayedSlot() = default;
@@ -41,6 +33,7 @@ void DelayedSlot::postPending()
 
 void DelayedSlot::postPending(const Data::String &key, const Data::Variant &value)
 {
+    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
     m_data[key] = value;
     postPending();
 }
@@ -51,6 +44,7 @@ bool DelayedSlot::flushPending()
         return false;
 
     m_pending = -1;
+    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
     m_data.clear();
     Slot::onSig();
     return true;
@@ -71,6 +65,7 @@ void DelayedSlot::onSig() { postPending(); }
 
 void DelayedSlot::onSig(const Data::VariantCollection &payload)
 {
+    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
     m_data = payload;
     postPending();
 }

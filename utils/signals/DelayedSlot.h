@@ -10,7 +10,8 @@ namespace Utils {
 ///     postPending("a", 1), postPending("b", 2)  one call, which sees both
 ///     two payload deliveries                    one call, which sees the second
 ///     a delivery of a key and a value, or
-///     of a value                                one call, which sees nothing
+///     of a value                                one call, which sees nothing, also of what
+///                                               waited before
 ///
 /// There is one timer for a burst. Whether the slot is enabled is asked when the call is made, not
 /// when it is posted.
@@ -21,13 +22,11 @@ class KELMUTILS_EXPORT DelayedSlot : public Slot
 public:
     DelayedSlot(const char *name, QObject *parent);
 
-    /// A copy is a slot of its own with no name, parent, callback or payload. It takes over that a
-    /// call waits and whether it is postponed, but no timer, so the call never comes by itself:
-    /// this is meant. Assignment copies the same two and nothing else.
+    /// A copy, or what is moved to, is a slot of its own with no name, parent, callback or payload.
+    /// It takes over that a call waits and whether it is postponed, but no timer, so the call never
+    /// comes by itself: this is meant. Assignment copies the same two and nothing else.
     DelayedSlot(const DelayedSlot &other);
-    DelayedSlot(DelayedSlot &&other);
     DelayedSlot &operator=(const DelayedSlot &other);
-    DelayedSlot &operator=(DelayedSlot &&other);
     ~DelayedSlot() override;
 
     /// Posts a call, after setting the value of \p key in its payload in the second form.

@@ -110,6 +110,9 @@ void Signal::cancelSingleShot(const Data::String &id)
 bool Signal::sendSignals()
 {
     const Sending send(this);
+    // Held to the end of the send, since what is in them may own the signal.
+    Data::VariantCollection payload;
+    Data::VariantCollection changed;
     m_aborted = false;
 
     Q_EMIT sig();
@@ -117,9 +120,10 @@ bool Signal::sendSignals()
         return false;
 
     if (!m_data.isEmpty()) {
-        // Emitted from one copy, which shares its contents with the payload: a receiver that sends
-        // again empties the payload, and one that deletes the signal releases it.
-        const Data::VariantCollection payload = m_data;
+        // Emitted from one copy, which shares its contents: a receiver that sends again empties
+        // m_data, and one that deletes the signal releases it. What a receiver of sig() has changed
+        // counts; what one of sig(value) changes does not reach the pair any more.
+        payload = m_data;
         const bool hasOneEntry = payload.size() == 1;
         const auto entry =
             hasOneEntry ? payload.constBegin() : payload.constFind(QStringLiteral("item"));
@@ -137,7 +141,7 @@ bool Signal::sendSignals()
         if (m_data.isSharedWith(payload)) {
             Q_EMIT sig(payload);
         } else if (!m_data.isEmpty()) { // a receiver has changed it
-            const Data::VariantCollection changed = m_data;
+            changed = m_data;
             Q_EMIT sig(changed);
         }
         if (!send.isSignalAlive())
@@ -145,7 +149,7 @@ bool Signal::sendSignals()
     }
 
     clearData();
-    return !m_aborted;
+    return send.isSignalAlive() && !m_aborted;
 }
 
 void Signal::abort() { m_aborted = true; }

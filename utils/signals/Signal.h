@@ -26,7 +26,8 @@ class Slot;
 /// A name is taken by the first signal that has it. A name that is taken twice, or was looked up
 /// before any signal had it, belongs to nobody: find() gives null for it from then on. The signals
 /// themselves go on working. The death of a signal frees the name that it has at that moment, also
-/// when another signal holds it.
+/// when another signal holds it. So a signal that may be looked for must keep its name: the old
+/// name of a renamed one points to it even when it is dead.
 ///
 /// Receivers may do anything during a delivery, down to deleting the signal: the send then ends
 /// with false, and nothing more is emitted. A signal lives on the host's main thread.
@@ -118,8 +119,10 @@ public:
     ///     "Data::Variant"                        sig(value)
     ///     none of them                           sig()
     ///
-    /// Types must be spelled so in the receiver's declaration. Each call adds a connection, made
-    /// directly on this thread. False, with a warning by Qt, when Qt cannot make it.
+    /// Types must be spelled so in the receiver's declaration. Each call adds a connection of Qt's
+    /// automatic type. False, with a warning by Qt, when Qt cannot make it.
+    ///
+    /// An override hides the form that takes a slot: bring it back by using Signal::connect.
     virtual bool connect(const QObject *receiver, const char *method);
 
 protected:

@@ -1,6 +1,7 @@
 #include "utils/signals/SingleShot_p.h"
 
 #include "utils/signals/PendingCalls_p.h"
+#include "utils/signals/SignalRegistry_p.h"
 
 #include <QPointer>
 
@@ -8,7 +9,7 @@ namespace Utils {
 
 SingleShot::SingleShot(const char *id) : Signal(id ? id : "singleshot", nullptr)
 {
-    if (id)
+    if (id && SignalRegistry::alive)
         pendingCalls.ids.insert(objectName());
 }
 
@@ -16,8 +17,8 @@ bool SingleShot::sendSignals()
 {
     const QPointer<SingleShot> self(this);
     const Data::String id = objectName();
-    const bool isWaiting = pendingCalls.ids.contains(id);
-    if (isWaiting || id == QLatin1String("singleShot")) {
+    const bool isUncancellable = id == QLatin1String("singleShot");
+    if (SignalRegistry::alive && (isUncancellable || pendingCalls.ids.contains(id))) {
         pendingCalls.ids.remove(id); // before the send, in which the id may be requested again
         Signal::sendSignals();
         if (!self)

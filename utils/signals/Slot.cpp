@@ -63,6 +63,7 @@ bool Slot::connect(QObject *sender, const char *signal)
 void Slot::onSig(const Data::String &key, const Data::Variant &value)
 {
     const QPointer<Slot> self(this);
+    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
     m_data[key] = value;
     onSig();
     if (self)
@@ -72,6 +73,7 @@ void Slot::onSig(const Data::String &key, const Data::Variant &value)
 void Slot::onSig(const Data::Variant &value)
 {
     const QPointer<Slot> self(this);
+    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
     if (value.userType() == Data::itemTypeId())
         m_data[QStringLiteral("item")] = value;
     onSig();
@@ -85,6 +87,7 @@ void Slot::onSig(const Data::VariantCollection &payload)
         return;
 
     const QPointer<Slot> self(this);
+    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
     m_data = payload;
     if (m_callback)
         m_callback->call(this);

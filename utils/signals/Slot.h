@@ -77,6 +77,7 @@ public:
     /// Qt, when Qt cannot make the connection.
     virtual bool connect(QObject *sender, const char *signal);
 
+    // An override of one onSig() hides the other three: bring them back by using Slot::onSig.
     // Callers expect the meta-methods in one order and the virtual operations in the reverse one.
     // moc reads the first list. So does a compiler that lays overloads out backwards, as
     // Microsoft's does; the others read the second.
