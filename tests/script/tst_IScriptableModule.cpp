@@ -166,6 +166,19 @@ private Q_SLOTS:
         QCOMPARE(initialized, (QStringList{"a", "b"}));
     }
 
+    void mayResetTheListInItsInitialization()
+    {
+        Module first("a");
+        Module second("b");
+        second.reaction = [] { IScriptableModule::resetModules(); };
+
+        initialize();
+        QCOMPARE(initialized, (QStringList{"a", "b"})); // each was tried once
+
+        initialize();
+        QCOMPARE(initialized, (QStringList{"a", "b", "a"})); // "b" was initialised behind the reset
+    }
+
     void isCopiedWithItsStateButNotListed()
     {
         Module module("a");

@@ -2,6 +2,8 @@
 
 #include "utils/script/ModuleList_p.h"
 
+#include <QSet>
+
 #include <algorithm>
 #include <utility>
 
@@ -20,17 +22,31 @@ bool IScriptableModule::initializeModules(Data::String &messages)
     if (!ModuleList::alive)
         return true;
 
-    // Looked up anew each time: initialize() may build modules, delete them or come back here.
-    while (IScriptableModule *module = firstWaiting()) {
+    // The list is looked through anew each time, as initialize() may build modules, delete them,
+    // reset them all or come back here. Each is tried once.
+    const QList<IScriptableModule *> &modules = moduleList.modules;
+    QSet<IScriptableModule *> tried;
+    const auto isNext = [&tried](IScriptableModule *module) {
+        return !module->m_initialized && !tried.contains(module);
+    };
+    while (true) {
+        const auto next = std::find_if(modules.begin(), modules.end(), isNext);
+        if (next == modules.end())
+            return true;
+
+        IScriptableModule *const module = *next;
         const Data::String name = module->m_moduleName;
-        module->m_initialized = true;
-        if (module->initialize())
+        tried.insert(module);
+        module->m_initialized = true; // so that coming back here does not try it again
+        const bool succeeded = module->initialize();
+        if (modules.contains(module))
+            module->m_initialized = true;
+        if (succeeded)
             continue;
         if (!messages.isEmpty())
             messages = messages + "\n";
         messages = messages + "ERROR: Failed to initialize scripting module for " + name;
     }
-    return true;
 }
 
 void IScriptableModule::resetModules()
@@ -53,13 +69,5 @@ IScriptableModule::IScriptableModule(const char *name) : m_moduleName(name)
 
 IScriptableModule::IScriptableModule(const IScriptableModule &other) = default;
 IScriptableModule &IScriptableModule::operator=(const IScriptableModule &other) = default;
-
-IScriptableModule *IScriptableModule::firstWaiting()
-{
-    const QList<IScriptableModule *> &modules = moduleList.modules;
-    const auto isWaiting = [](const IScriptableModule *module) { return !module->m_initialized; };
-    const auto waiting = std::find_if(modules.begin(), modules.end(), isWaiting);
-    return waiting == modules.end() ? nullptr : *waiting;
-}
 
 } // namespace Utils

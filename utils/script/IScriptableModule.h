@@ -39,8 +39,6 @@ protected:
     IScriptableModule &operator=(const IScriptableModule &other);
 
 private:
-    static IScriptableModule *firstWaiting();
-
     bool m_initialized = false;
     Data::String m_moduleName;
 };
