@@ -27,10 +27,18 @@ install(FILES
     DESTINATION "${KELMUTILS_PACKAGE_DIR}"
 )
 
-# The .pc file finds its prefix from where it lies, so that an installed tree may be moved.
-file(RELATIVE_PATH KELMUTILS_PC_TO_PREFIX
-    "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
-string(REGEX REPLACE "/$" "" KELMUTILS_PC_TO_PREFIX "${KELMUTILS_PC_TO_PREFIX}")
+# The .pc file finds its prefix from where it lies, so that an installed tree may be moved, unless
+# the library goes to a folder of its own choice.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+    set(KELMUTILS_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+    set(KELMUTILS_PC_LIBDIR "${CMAKE_INSTALL_FULL_LIBDIR}")
+    set(KELMUTILS_PC_INCLUDEDIR "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+else()
+    file(RELATIVE_PATH KELMUTILS_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+    string(REGEX REPLACE "/$" "" KELMUTILS_PC_PREFIX "\${pcfiledir}/${KELMUTILS_PC_PREFIX}")
+    set(KELMUTILS_PC_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+    set(KELMUTILS_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
 configure_file(cmake/KelmUtils.pc.in KelmUtils.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/KelmUtils.pc"
     DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

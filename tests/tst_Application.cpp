@@ -59,16 +59,6 @@ private Q_SLOTS:
         QVERIFY(isDead);
     }
 
-    void givesTheDefaultForAKeyThatTheHostDoesNotKnow()
-    {
-        FakeHost host;
-        host.variables["verbose"] = "3";
-        setApplication(&host);
-
-        QCOMPARE(application()->getVariable("verbose", "0"), Data::String("3"));
-        QCOMPARE(application()->getVariable("HOME_DIR", "there"), Data::String("there"));
-    }
-
     void declaresTheHostOperationsInTheirOrder()
     {
         using Host = Data::IApplication;

@@ -43,6 +43,7 @@ void tearDown()
     lateSignal->~PublicSignal();
     lateModule->~Module();
     std::printf("destroyed\n");
+    std::printf("text: \"%s\"\n", Data::String(QString(200, 'x')).c_str());
 }
 
 } // namespace
@@ -52,5 +53,6 @@ extern "C" __attribute__((visibility("default"))) void setUpLatecomer()
     lateSignal = new (signalStorage) Utils::PublicSignal("late", nullptr);
     lateModule = new (moduleStorage) Module;
     callAtTheEnd(tearDown);
+    Data::String(QString(100, 'x')).c_str(); // makes the buffer, which is released before the end
     report("start");
 }

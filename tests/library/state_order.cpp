@@ -65,4 +65,8 @@ extern "C" int __wrap___cxa_atexit(void (*destroy)(void *), void *object, void *
     return __real___cxa_atexit(destroy, object, library);
 }
 
-int main() { std::printf("main\n"); }
+int main()
+{
+    std::printf("main: %d calls, %d signals, %d modules\n", Utils::pendingCalls.ids.size(),
+                Utils::signalRegistry.byName.size(), Utils::moduleList.modules.size());
+}

@@ -34,7 +34,7 @@ private Q_SLOTS:
                             "made: date format UI\n"
                             "made: module list\n"
                             "made: progress state\n"
-                            "main\n"
+                            "main: 0 calls, 0 signals, 0 modules\n"
                             "gone: progress state (signals alive, modules alive)\n"
                             "gone: module list (signals alive, modules dead)\n"
                             "gone: date format UI (signals alive, modules dead)\n"
@@ -55,7 +55,8 @@ private Q_SLOTS:
                                                   "initialised\n"
                                                   "end: signal not found\n"
                                                   "sent: yes\n"
-                                                  "destroyed\n"));
+                                                  "destroyed\n"
+                                                  "text: \"\"\n"));
     }
 };
 

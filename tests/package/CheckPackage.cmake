@@ -34,10 +34,10 @@ else()
     set(ENV{PKG_CONFIG_PATH} "${prefix}/${LIBDIR}/pkgconfig")
     run(pkg-config --cflags --libs "KelmUtils >= 1" "KelmUtils < 2")
     separate_arguments(options UNIX_COMMAND "${output}")
-    run("${COMPILER}" -std=c++17 ${flags} "${example}" -o "${program}" ${options})
+    run("${COMPILER}" -std=c++17 ${flags} "${example}" -o "${program}" ${options}
+        "-Wl,-rpath,${prefix}/${LIBDIR}")
 endif()
 
-set(ENV{LD_LIBRARY_PATH} "${prefix}/${LIBDIR}")
 set(PROGRAM "${program}")
 set(EXPECTED "${EXAMPLE_DIR}/output.txt")
 include("${CMAKE_CURRENT_LIST_DIR}/../readme/CompareOutput.cmake")
