@@ -449,8 +449,6 @@ private Q_SLOTS:
 
     void endsOnAFileWithoutEnd()
     {
-        if (!QFile::exists("/dev/zero"))
-            QSKIP("this system has no file without end");
         FileByteReader reader("/dev/zero");
 
         QCOMPARE(pull(reader), QByteArray("(false)"));
