@@ -279,6 +279,8 @@ private Q_SLOTS:
         row("/data/ab", "/data/ab", true);
         row("/data/a", "/data/ab", false);
         row("X/y", "x", true);
+        row("a/../b", "a/..", true); // as they stand, though not cleaned
+        row("A/../b", "a/..", true);
         row("/x/../data/ab", "/data", true);
         row("/x/../Data/ab", "/dATA/", true);
         row("/ab", "/a/", true); // cleaning takes the last "/" away

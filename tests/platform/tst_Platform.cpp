@@ -238,11 +238,26 @@ private Q_SLOTS:
         QCOMPARE(contents("b"), QByteArray("new"));
     }
 
-    void movesThroughTheCommandAndWaitsForIt()
+    void movesThroughTheCommandInSilenceAndWaitsForIt()
     {
-        // A command of our own stands in, which takes its time, and prints its arguments to a file.
-        const QString log = m_folder->filePath("log");
-        create("mv", "#!/bin/sh\nsleep 0.2\nprintf '[%s]' \"$@\" > '" + log.toUtf8() + "'\n");
+        // A command of our own stands in. It takes its time, and writes to a file what it was
+        // given.
+        const QByteArray log = m_folder->filePath("log").toUtf8();
+        create("mv", "#!/bin/sh\n"
+                     "set -e\n"
+                     "echo output\n"
+                     "echo error >&2\n"
+                     "input=$(cat)\n"
+                     "sleep 0.2\n"
+                     "printf '[%s]' \"$@\" \"$input\" > '" +
+                         log +
+                         "'\n"
+                         "for stream in 0 1 2; do\n"
+                         "    file=$(readlink /proc/$$/fd/$stream)\n"
+                         "    printf '[%s]' \"$file\" >> '" +
+                         log +
+                         "'\n"
+                         "done\n");
         QVERIFY(QFile::setPermissions(m_folder->filePath("mv"),
                                       QFile::ReadOwner | QFile::ExeOwner | QFile::WriteOwner));
         const QByteArray before = qgetenv("PATH");
@@ -251,7 +266,8 @@ private Q_SLOTS:
 
         Platform::moveReplacing("a b", "c");
 
-        QCOMPARE(contents("log"), QByteArray("[-f][--][a b][c]"));
+        QCOMPARE(contents("log"),
+                 QByteArray("[-f][--][a b][c][][/dev/null][/dev/null][/dev/null]"));
     }
 
     void quotesWhatTheCommandInterpreterWouldCut_data()
