@@ -5,6 +5,7 @@
 #include "tests/support/Vtable.h"
 
 #include <QTemporaryDir>
+#include <QTextCodec>
 #include <QtTest>
 
 #include <memory>
@@ -133,6 +134,16 @@ private Q_SLOTS:
         FileReader reader(makeFile(m_folder->filePath("\u00e4 \u65e5"), "text"));
 
         QCOMPARE(reader.nextLine(), String("text"));
+    }
+
+    void readsUtf8WhateverTheLocaleIs()
+    {
+        QTextCodec *const before = QTextCodec::codecForLocale();
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+        const auto restore = qScopeGuard([&] { QTextCodec::setCodecForLocale(before); });
+        FileReader reader(makeFile(m_folder->filePath("file"), "\xc3\xa4\n"));
+
+        QCOMPARE(reader.nextLine(), String("\xc3\xa4"));
     }
 
     void trimsLinesWhenAskedTo()

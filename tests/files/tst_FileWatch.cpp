@@ -544,15 +544,19 @@ private Q_SLOTS:
     void mayBeDeletedByTheHost_data()
     {
         QTest::addColumn<QString>("line");
+        QTest::addColumn<bool>("isThere");
 
-        QTest::newRow("on a look") << "Modification check for watched.txt";
-        QTest::newRow("on a change") << "Modification detected for watched.txt";
-        QTest::newRow("on a missing file") << "Path does not exists: ";
+        QTest::newRow("on a look") << "Modification check for watched.txt" << true;
+        QTest::newRow("on a look for a missing file")
+            << "Modification check for watched.txt" << false;
+        QTest::newRow("on a change") << "Modification detected for watched.txt" << true;
+        QTest::newRow("on a missing file") << "Path does not exists: " << false;
     }
 
     void mayBeDeletedByTheHost()
     {
         QFETCH(QString, line);
+        QFETCH(bool, isThere);
         struct DeletingHost : FakeHost
         {
             void logMessage(const String &text, int level) override
@@ -571,10 +575,7 @@ private Q_SLOTS:
         Recorder recorder;
         QVERIFY(host.watch->connect(&recorder, SLOT(bare())));
 
-        if (line.startsWith("Path"))
-            QVERIFY(QFile::remove(m_path));
-        else
-            QVERIFY(setModified(m_path, 2000 * 1000));
+        QVERIFY(isThere ? setModified(m_path, 2000 * 1000) : QFile::remove(m_path));
         QVERIFY(poll(*host.watch));
 
         QVERIFY(!host.watch);
@@ -713,11 +714,14 @@ private Q_SLOTS:
         FileWatch watch(m_path, 300);
         const int timer = timerOf(watch).timerId;
 
-        for (unsigned int interval : {50u, 99u, 0u, 300u})
+        QVERIFY(setModified(m_path, 2000 * 1000));
+        for (unsigned int interval : {50u, 99u, 0u, 300u}) {
             watch.setInterval(interval);
+            QCOMPARE(timerOf(watch).interval, 300);
+        }
 
         QCOMPARE(timerOf(watch).timerId, timer);
-        QCOMPARE(timerOf(watch).interval, 300);
+        QCOMPARE(watch.timestamp(), 1000u);
     }
 
     void keepsAnIntervalForWhenItIsSwitchedOn()

@@ -70,6 +70,9 @@ private Q_SLOTS:
         row("code-apps/x.log", "", true);
         row("code/x.log", "", false);
         row("comp/apps/x.log", "", false);
+        row("cod/comp/x.log", "", false);
+        row("code/com/x.log", "", false);
+        row("code/app/x.log", "", false);
         row("Code/comp/x.log", "", false);
         row("code/Comp/x.log", "", false);
         row("plain/code-comp.log", "", false); // only the folder counts
@@ -156,6 +159,9 @@ private Q_SLOTS:
                  String(m_home + "/" + name));
         QVERIFY(QDir::setCurrent(folder));
         QCOMPARE(LogFile(name, true).path(), String(m_home + "/" + name));
+        QVERIFY(QDir::setCurrent(folder + "/.."));
+        QCOMPARE(LogFile(QDir(folder).dirName() + "/" + name, true).path(),
+                 String(m_home + "/" + name));
         QVERIFY(!QFile::exists(folder + "/" + name));
     }
 
