@@ -271,6 +271,7 @@ private Q_SLOTS:
         QTest::newRow("as many as there are") << bytes("a\nb\nc\n") << 3 << text("a\nb\nc\n");
         QTest::newRow("more than there are") << bytes("a\nb\n") << 3 << text("a\nb\n");
         QTest::newRow("as many as can be asked for") << bytes("a\nb\n") << INT_MAX << text("a\nb\n");
+        QTest::newRow("with blanks") << bytes(" a \t\n") << 1 << text(" a \t\n");
         QTest::newRow("no end") << bytes("a\nb") << 3 << text("a\nb\n");
         QTest::newRow("CR LF becomes LF") << bytes("a\r\nb\r\n") << 3 << text("a\nb\n");
         QTest::newRow("a lone CR is text") << bytes("a\rb\nc") << 1 << text("a\rb\n");
@@ -367,6 +368,29 @@ private Q_SLOTS:
 
             QVERIFY(File::read(file, lines) == tailByTheRule(file, lines));
         }
+    }
+
+    void readsAndWritesUtf8WhateverTheEncodingOfTheSystem()
+    {
+        QTextCodec *const before = QTextCodec::codecForLocale();
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+        const QString file = path("a");
+
+        const bool isWritten = File::write(file, Data::String("ä"));
+        const QByteArray written = contentsOf(file);
+        const Data::String all = File::read(file);
+        const Data::String head = File::read(file, 1);
+        const Data::String tail = File::read(file, -1);
+        const bool areLinesWritten = File::write(file, QStringList{"ä"});
+        const QByteArray writtenLines = contentsOf(file);
+        QTextCodec::setCodecForLocale(before);
+
+        QVERIFY(isWritten && areLinesWritten);
+        QCOMPARE(written, bytes("\xc3\xa4"));
+        QCOMPARE(writtenLines, bytes("\xc3\xa4\n"));
+        QCOMPARE(all, Data::String("ä"));
+        QCOMPARE(head, Data::String("ä\n"));
+        QCOMPARE(tail, Data::String("ä"));
     }
 
     void readsNothingWhereThereIsNone_data()
@@ -1028,6 +1052,36 @@ private Q_SLOTS:
         QFETCH(bool, isImage);
 
         QCOMPARE(File::isSupportedImage(name), isImage);
+    }
+
+    // All of it
+
+    void printsNothingWhereItFails()
+    {
+        static int messages = 0;
+        messages = 0;
+        const QtMessageHandler before = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext &, const QString &) { ++messages; });
+        for (const QString &name : {QString(), path("missing/a"), m_folder->path()}) {
+            for (const int lines : {-1, 0, 1})
+                File::read(name, lines);
+            File::readRaw(name);
+            File::write(name, Data::String("text"));
+            File::write(name, QStringList{"text"});
+            File::writeRaw(name, "text");
+            File::openRead(name);
+            File::openWrite(name, true);
+            File::size(name);
+            File::timestamp(name);
+            File::timestampString(name);
+            File::exists(name + "*");
+            File::version(name);
+            File::containsWord(name, "word", true);
+            File::isSupportedImage(name);
+        }
+        qInstallMessageHandler(before);
+
+        QCOMPARE(messages, 0);
     }
 
 private:

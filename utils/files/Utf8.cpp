@@ -31,13 +31,8 @@ static int widen(const char *source, QChar *target)
     return 8 + static_cast<int>(qCountTrailingZeroBits(second)) / 8;
 }
 
-/// The six bits of the byte at \p source, which goes on with a sequence, or more than any code
-/// point when it does not.
-static uint continuation(const char *source)
-{
-    const uint bits = uchar(*source) ^ 0x80;
-    return bits < 0x40 ? bits : 0x80000000;
-}
+/// The six bits of the byte at \p source when it goes on with a sequence, else more than six.
+static uint continuation(const char *source) { return uchar(*source) ^ 0x80; }
 
 /// Decodes the sequence at \p source, which is not ASCII, and gives its length: 0 when it is
 /// invalid, and more than \p room, the bytes that are left, when it is cut off.
