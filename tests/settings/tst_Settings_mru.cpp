@@ -133,6 +133,7 @@ private Q_SLOTS:
         row("in another case",  "aa=A ab=B",           "b",            "aa=b ab=A ac=B");
         row("with backslashes", "aa=A ab=x/y",         "x\\y",         "aa=x/y ab=A");
         row("twice before",     "aa=A ab=B ac=B",      "B",            "aa=B ab=A ac=B");
+        row("twice before others", "aa=A ab=B ac=B ad=C", "B",         "aa=B ab=A ac=B ad=C");
         row("empty",            "aa=A",                "",             "aa= ab=A");
         row("no path",          "aa=A",                "?*",           "aa=?* ab=A");
         row("over a gap",       "aa=A ac=C",           "D",            "aa=D ab=A ac=C");
