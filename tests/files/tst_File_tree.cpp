@@ -1019,9 +1019,9 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("at a file")      << "x"   << QByteArray("x/1 x/2 x/3 x/4 x/5 x/6")                << 2;
         QTest::newRow("at a folder")    << "x"   << QByteArray("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")          << 2;
-        QTest::newRow("far below")      << "x"   << QByteArray("x/x/1 x/x/2 x/x/3 x/x/4 x/x/5 x/x/6")    << 2;
+        QTest::newRow("far below")      << "x"   << QByteArray("x/x/1 x/x/2 x/x/3 x/x/4 x/x/5 x/x/6 x/y/1 x/y/2 x/y/3 x/y/4 x/y/5 x/y/6")    << 2;
         QTest::newRow("of a wildcard")  << "x/*" << QByteArray("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")          << 2;
-        QTest::newRow("below wildcard") << "x/*" << QByteArray("x/x/1 x/x/2 x/x/3 x/x/4 x/x/5 x/x/6")    << 2;
+        QTest::newRow("below wildcard") << "x/*" << QByteArray("x/x/1 x/x/2 x/x/3 x/x/4 x/x/5 x/x/6 x/y/1 x/y/2 x/y/3 x/y/4 x/y/5 x/y/6")    << 2;
         // clang-format on
     }
 
@@ -1594,7 +1594,7 @@ private Q_SLOTS:
 
         // clang-format off
         QTest::newRow("here")           << QByteArray("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")                << true  << -1 << 4;
-        QTest::newRow("far below")      << QByteArray("x/x/1/ x/x/2/ x/x/3/ x/x/4/ x/x/5/ x/x/6/ x/y/")   << true  << -1 << 4;
+        QTest::newRow("far below")      << QByteArray("x/x/1/ x/x/2/ x/x/3/ x/x/4/ x/x/5/ x/x/6/ x/y/1/ x/y/2/ x/y/3/ x/y/4/ x/y/5/ x/y/6/") << true << -1 << 10;
         QTest::newRow("not cancelable") << QByteArray("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")                << false << 7  << 0;
         // clang-format on
     }
@@ -1610,6 +1610,7 @@ private Q_SLOTS:
 
         QCOMPARE(File::remove(path("x/*"), "", cancelable), result);
 
+        QCOMPARE(callsThatSetProgress().size(), result < 0 ? 2 : 6);
         QCOMPARE(tree(path("x")).filter(QRegExp("[1-6]/$")).size(), left);
         QVERIFY(!QFileInfo::exists(path("x/a")));
     }
@@ -1639,6 +1640,52 @@ private Q_SLOTS:
         QCOMPARE(File::remove(path("x/*")), 6);
 
         QCOMPARE(below(""), QString("x/ z/ z/a"));
+    }
+
+    // Paths of any kind
+
+    void takesAPathWithAZeroByteForNoName()
+    {
+        makeAll("x/a x/sub/b x/sub/sub/c y/");
+        const QString before = below("");
+        const QString zero = path("x") + QChar(0);
+
+        QVERIFY(!File::copy(zero, path("x/a")));
+        QVERIFY(!File::copy(path("x/a"), zero + "b"));
+        QCOMPARE(File::copyDir(zero + "/sub", path("y")), 0);
+        QCOMPARE(File::copyDir(zero + "/*", path("y")), 0);
+        QCOMPARE(File::copyDir(path("x/sub"), zero), 0);
+        File::move(zero, path("y"));
+        File::move(path("x"), path("y") + QChar(0));
+        File::moveDir(zero + "/*", path("y"));
+        for (const char *end : {"", "/", "b", "/*", "b/*", "/a*", "/sub", "/sub/*"})
+            QCOMPARE(File::remove(zero + end), 0);
+        QVERIFY(!File::createDir(zero));
+        QVERIFY(!File::createDir(path("new") + QChar(0)));
+        QVERIFY(!File::createDir(path("new") + QChar(0) + "/b"));
+
+        QCOMPARE(below(""), before);
+    }
+
+    void endsInADeepTree()
+    {
+        // As deep as a path can lead to, and a little deeper.
+        const QByteArray name(20, 'd');
+        makeAll("x/ y/");
+        QDir::setCurrent(path("x"));
+        for (int i = 0; i < 220; ++i) {
+            QCOMPARE(mkdir(name.constData(), 0755), 0);
+            QCOMPARE(chdir(name.constData()), 0);
+        }
+        QDir::setCurrent(path(""));
+
+        QCOMPARE(File::copyDir("x", "y"), 0);
+        QVERIFY(File::remove("y/*") > 180);
+        QCOMPARE(File::remove("x/*"), 0); // as what cannot be reached keeps all above it
+
+        QCOMPARE(below("y"), QString());
+        QVERIFY(QFileInfo::exists("x/" + name + "/" + name));
+        QCOMPARE(QProcess::execute("rm", {"-r", path("x")}), 0);
     }
 
     // createDir()

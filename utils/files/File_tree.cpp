@@ -16,11 +16,19 @@ namespace Utils {
 
 static const QDir::Filters folders = QDir::Dirs | QDir::NoDotAndDotDot;
 
+/// A path with a zero byte names nothing, while QDir takes what is in front of it for the path.
+static bool hasZeroByte(const QString &path) { return path.contains(QChar::Null); }
+
+/// Neither does an empty path, which QDir takes for the current folder.
+static bool isName(const QString &path) { return !path.isEmpty() && !hasZeroByte(path); }
+
 static bool isPattern(const QString &path) { return path.contains(QLatin1Char('*')); }
 
 /// The folders that fit \p pattern, a path that ends in a wildcard.
 static QFileInfoList foldersThatFit(const Data::String &pattern)
 {
+    if (!isName(pattern))
+        return {};
     const QDir parent(File::parentFolder(pattern));
     return parent.entryInfoList({File::base(pattern, /*withExtension=*/true)}, folders,
                                 QDir::Unsorted);
@@ -70,6 +78,9 @@ static bool copyInChunks(const Data::String &source, const Data::String &target,
 bool File::copy(const Data::String &source, const Data::String &target, int overwrite,
                 bool showWaitCursor)
 {
+    if (hasZeroByte(source) || hasZeroByte(target))
+        return false;
+
     const bool isInto = QFileInfo(target).isDir();
     const Data::String file = isInto ? join(target, base(source, /*withExtension=*/true)) : target;
     if (isSamePath(source, file) || isSameEntry(source, file))
@@ -104,7 +115,10 @@ struct ClosedFolder
 
     bool contains(const QString &folder) const
     {
-        return path == folder || (others && others->contains(folder));
+        const ClosedFolder *closed = this;
+        while (closed && closed->path != folder)
+            closed = closed->others;
+        return closed;
     }
 };
 
@@ -114,14 +128,16 @@ struct FolderCopy
     int overwrite;
     bool cancelable;
 
-    int run(const Data::String &source, const Data::String &target,
+    /// Copies \p source, which is \p canonicalSource, into \p target. Null for \p closed in the
+    /// outermost folder.
+    int run(const Data::String &source, const QString &canonicalSource, const Data::String &target,
             const ClosedFolder *closed = nullptr) const;
 };
 
 } // namespace
 
-int FolderCopy::run(const Data::String &source, const Data::String &target,
-                    const ClosedFolder *closed) const
+int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
+                    const Data::String &target, const ClosedFolder *closed) const
 {
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/!cancelable);
     const Data::String destination = File::join(target, File::base(source));
@@ -131,15 +147,14 @@ int FolderCopy::run(const Data::String &source, const Data::String &target,
     File::createDir(destination);
     // Below the destination the copy would find its own work and, through a link, a folder that it
     // is in already, again and again.
-    const ClosedFolder ownWork = {QFileInfo(destination).canonicalFilePath(), nullptr};
-    const ClosedFolder closedBelow = {QFileInfo(source).canonicalFilePath(),
-                                      closed ? closed : &ownWork};
+    const ClosedFolder ownWork = {closed ? QString() : QFileInfo(destination).canonicalFilePath(),
+                                  nullptr};
+    const ClosedFolder closedBelow = {canonicalSource, closed ? closed : &ownWork};
 
-    // An empty path is no folder, while QDir takes it for the current one.
     const QDir folder(source);
     QFileInfoList filesHere;
     QFileInfoList foldersHere;
-    if (!source.isEmpty()) {
+    if (isName(source)) {
         filesHere = folder.entryInfoList(QDir::Files, QDir::Unsorted);
         foldersHere = folder.entryInfoList(folders, QDir::Unsorted);
     }
@@ -158,8 +173,13 @@ int FolderCopy::run(const Data::String &source, const Data::String &target,
             return -1;
     }
     for (const QFileInfo &below : qAsConst(foldersHere)) {
-        if (!closedBelow.contains(below.canonicalFilePath())) {
-            const int nested = run(below.filePath(), destination, &closedBelow);
+        // Put together where no link is followed, as asking for it takes a look at each folder on
+        // the way.
+        const QString canonical = below.isSymLink()
+                                      ? below.canonicalFilePath()
+                                      : QDir(canonicalSource).filePath(below.fileName());
+        if (!closedBelow.contains(canonical)) {
+            const int nested = run(below.filePath(), canonical, destination, &closedBelow);
             if (nested < 0)
                 return -1;
             result |= nested;
@@ -173,9 +193,12 @@ int FolderCopy::run(const Data::String &source, const Data::String &target,
 int File::copyDir(const Data::String &source, const Data::String &target, int overwrite,
                   bool cancelable)
 {
+    if (hasZeroByte(source) || hasZeroByte(target))
+        return 0;
+
     const FolderCopy copy = {overwrite, cancelable};
     if (!isPattern(source))
-        return copy.run(source, target);
+        return copy.run(source, QFileInfo(source).canonicalFilePath(), target);
 
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/!cancelable);
     const QFileInfoList sources = foldersThatFit(source);
@@ -186,7 +209,7 @@ int File::copyDir(const Data::String &source, const Data::String &target, int ov
     int result = 0;
     for (const QFileInfo &folder : sources) {
         // Not copyDir(), for which a "*" in the name of a folder would be a wildcard again.
-        const int nested = copy.run(folder.filePath(), target);
+        const int nested = copy.run(folder.filePath(), folder.canonicalFilePath(), target);
         if (nested < 0 || !progress.tick())
             return -1;
         result |= nested;
@@ -225,7 +248,7 @@ static QStringList namesToKeep(const QDir &folder, const Data::String &exception
 static int removeContents(const Data::String &path, const Data::String &exceptions, bool cancelable)
 {
     const QString name = path.chopped(std::min(path.size(), 2));
-    if (name.isEmpty()) // which QDir would take for the current folder
+    if (!isName(name)) // as of "/*" and "*"
         return 0;
 
     const QDir folder(name);
@@ -255,7 +278,7 @@ static int removeContents(const Data::String &path, const Data::String &exceptio
                 File::remove(File::join(entry, QStringLiteral("*")), Data::String(), cancelable);
             if (nested < 0)
                 return -1;
-            removed += nested + (QDir().rmdir(entry) ? 1 : 0);
+            removed += nested + (folder.rmdir(below) ? 1 : 0);
         }
         if (!progress.tick())
             return -1;
@@ -271,8 +294,6 @@ static int removeFiles(const QStringList &files)
 
 static int removeOne(const Data::String &path)
 {
-    if (path.isEmpty())
-        return 0;
     if (!QFileInfo(path).isDir())
         return QFile::remove(path) ? 1 : 0;
 
@@ -292,6 +313,9 @@ static int removeOne(const Data::String &path)
 
 int File::remove(const Data::String &path, const Data::String &exceptions, bool cancelable)
 {
+    if (!isName(path))
+        return 0;
+
     const Data::String name = base(path, /*withExtension=*/true);
     if (name == QLatin1String("*"))
         return removeContents(path, exceptions, cancelable);
@@ -302,6 +326,8 @@ int File::remove(const Data::String &path, const Data::String &exceptions, bool 
 
 bool File::createDir(const Data::String &path)
 {
+    if (hasZeroByte(path))
+        return false;
     QDir folder(path);
     if (folder.exists())
         return true;
