@@ -1,6 +1,7 @@
 #include "utils/files/FileByteReader.h"
 
 #include "tests/support/Files.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/Vtable.h"
 
 #include <QTemporaryDir>
@@ -137,6 +138,18 @@ private Q_SLOTS:
         reader.readFile();
         QCOMPARE(reader.lines, QList<QByteArray>());
         QCOMPARE(reader.read(10), QByteArray());
+    }
+
+    void opensNoFileThatMayNotBeRead()
+    {
+        const OrdinaryUser user(m_folder->path());
+        const QString file = makeFile(m_folder->filePath("unreadable"), "text\n");
+        QVERIFY(QFile::setPermissions(file, QFile::Permissions()));
+
+        FileByteReader reader(file);
+
+        QVERIFY(!reader.isOpen());
+        QVERIFY(reader.nextLine().isEmpty());
     }
 
     void findsAFileByAUnicodePath()

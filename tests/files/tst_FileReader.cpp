@@ -1,6 +1,7 @@
 #include "utils/files/FileReader.h"
 
 #include "tests/support/Files.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
 #include "tests/support/Vtable.h"
 
@@ -127,6 +128,18 @@ private Q_SLOTS:
         QCOMPARE(reader.lineCount(), 0);
         reader.readFile();
         QCOMPARE(reader.lines, QStringList());
+    }
+
+    void opensNoFileThatMayNotBeRead()
+    {
+        const OrdinaryUser user(m_folder->path());
+        const QString file = makeFile(m_folder->filePath("unreadable"), "text\n");
+        QVERIFY(QFile::setPermissions(file, QFile::Permissions()));
+
+        FileReader reader(file);
+
+        QVERIFY(!reader.isOpen());
+        QVERIFY(reader.nextLine().isEmpty());
     }
 
     void findsAFileByAUnicodePath()

@@ -927,6 +927,12 @@ private Q_SLOTS:
         QCOMPARE(File::timestamp(file), 1000000000u);
         setModified(file, 4000000000); // beyond what is signed
         QCOMPARE(File::timestamp(file), 4000000000u);
+        setModified(file, 0); // which Qt takes for no time
+        QCOMPARE(File::timestamp(file), 0u);
+        QCOMPARE(File::timestampString(file, "yyyy"),
+                 Data::String(QDateTime::fromSecsSinceEpoch(0).toString("yyyy")));
+        setModified(file, -1);
+        QCOMPARE(File::timestamp(file), 0u);
         QFile::remove(file);
         QCOMPARE(File::timestamp(file), 0u);
         QCOMPARE(File::timestamp(""), 0u);

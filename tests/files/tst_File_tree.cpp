@@ -1350,7 +1350,20 @@ private Q_SLOTS:
         QCOMPARE(below(""), QString("x/ x/link@ z/"));
     }
 
-    void removesNothingWithoutTheNameOfAFolder()
+    void removesNothingWithoutAName()
+    {
+        makeAll("here/a here/b/c");
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(path("here")));
+
+        const int removed = File::remove("*") + File::remove("");
+        QVERIFY(QDir::setCurrent(before));
+
+        QCOMPARE(removed, 0);
+        QCOMPARE(below("here"), QString("a b/ b/c"));
+    }
+
+    void removesNothingOfTheRoot()
     {
         // In a root of its own, as a mistake here would cost everything.
         makeAll("root/a root/b/c root/here/d");
@@ -1363,7 +1376,7 @@ private Q_SLOTS:
                 _exit(100);
             if (chroot(root.constData()) != 0 || chdir("/here") != 0)
                 _exit(100);
-            const int removed = File::remove("/*") + File::remove("*") + File::remove("");
+            const int removed = File::remove("/*") + File::remove("//*");
             _exit(removed == 0 ? 0 : 1);
         }
         int status = -1;

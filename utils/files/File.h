@@ -80,7 +80,8 @@ public:
 
     /// Whether the name of the file at \p path, with its extension, matches one of the wildcard
     /// patterns of \p filter, which single blanks separate. Of a filter with brackets, as dialogs
-    /// show it, only what is between them counts. An empty pattern matches an empty name only.
+    /// show it, only what is between them counts, or all behind a "(" that only a ")" in front of
+    /// it closes. An empty pattern matches an empty name only.
     ///
     ///     "a.PNG", "Images (*.png *.jpg)"  => true
     static bool checkFilter(const Data::String &path, const Data::String &filter);
@@ -183,7 +184,8 @@ public:
     static qint64 size(const Data::String &path);
 
     /// When it was last modified, in seconds since the Unix epoch, as known at this moment. 0 when
-    /// there is nothing. Times beyond 32 bits are not handled.
+    /// there is nothing, and for what is older than the epoch. Times beyond 32 bits are not
+    /// handled.
     static unsigned int timestamp(const Data::String &path);
 
     /// When it was last modified, in local time and in a pattern of QDateTime,
@@ -209,7 +211,8 @@ public:
     // Hidden entries, links that lead nowhere, sockets and pipes are not seen in a folder, which
     // may keep it from being empty. Long operations report through Progress, on the popup display:
     // where a folder has six entries or more, and no popup reporter is there already. With
-    // cancelable they can be cancelled, else they show the wait cursor. What was done stays.
+    // cancelable they can be cancelled there, else they show the wait cursor. What was done stays.
+    // For remove() the folders count alone, less every name that it is to keep.
 
     /// Copies one file. An existing folder \p target takes it under its own name. False when it
     /// cannot.
@@ -272,12 +275,13 @@ public:
     ///
     /// A link is removed as a link, and what it leads to is left alone. Only one that \p path goes
     /// through is followed: "link/*" empties the folder that it leads to. "/*" and "*", which
-    /// leave no name of a folder in front of the wildcard, remove nothing.
+    /// leave no name of a folder in front of the wildcard, remove nothing, and neither does "//*",
+    /// which is the root.
     static int remove(const Data::String &path, const Data::String &exceptions = Data::String(),
                       bool cancelable = false);
 
     /// Makes a folder and the folders above it. True when it is there, also when it was before.
-    /// False when one cannot be made; those above it stay.
+    /// False when one cannot be made; those above it stay. "" is the current folder.
     static bool createDir(const Data::String &path);
 
     // Search: files by name, by content, and by the name of a resource
@@ -337,7 +341,8 @@ public:
     ///
     /// Folders count as well, except for the name as it is. What was found, other than the name as
     /// it is, is found from then on, which is meant: neither its end nor setSearchPath() changes
-    /// that. What was not found is looked for again.
+    /// that. It is known by name and extensions in one, so that "a" with ".png" and "a.png" answer
+    /// for each other. What was not found is looked for again.
     static Data::String findResource(const Data::String &name,
                                      const Data::String &extensions = Data::String());
 

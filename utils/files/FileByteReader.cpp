@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <vector>
 
 namespace Utils {
@@ -32,6 +33,9 @@ public:
     qint64 position = 0;
 
 private:
+    void readOffsets();
+    bool readNext(QByteArray &line);
+
     /// A part of the file that lines are cut from: a seek and a read a line would be slow.
     struct Window
     {
@@ -58,6 +62,15 @@ void FileByteReaderPrivate::buildIndex()
         return;
 
     lineOffsets.push_back(0);
+    try {
+        readOffsets();
+    } catch (const std::bad_alloc &) {
+        lineOffsets = {0}; // more lines than the memory holds: none
+    }
+}
+
+void FileByteReaderPrivate::readOffsets()
+{
     std::vector<char> bytes(indexRead);
     while (position <= maxOffset) {
         const qint64 start = position;
@@ -88,6 +101,15 @@ bool FileByteReaderPrivate::hasLine()
 }
 
 bool FileByteReaderPrivate::takeLine(QByteArray &line)
+{
+    try {
+        return readNext(line);
+    } catch (const std::bad_alloc &) {
+        return false; // larger than the memory
+    }
+}
+
+bool FileByteReaderPrivate::readNext(QByteArray &line)
 {
     const auto index = static_cast<std::size_t>(currentLine);
     const int offset = lineOffsets[index];
@@ -201,14 +223,18 @@ QByteArray FileByteReader::read(long n)
     int size = 0;
     int asked = 0;
     int count = 0;
-    do {
-        asked = std::min(wanted - size, std::max(size, 1 << 20));
-        bytes.resize(size + asked);
-        count = d->read(bytes.data() + size, asked);
-        size += count;
-    } while (count == asked && size < wanted);
-    bytes.resize(size);
-    return bytes;
+    try {
+        do {
+            asked = std::min(wanted - size, std::max(size, 1 << 20));
+            bytes.resize(size + asked);
+            count = d->read(bytes.data() + size, asked);
+            size += count;
+        } while (count == asked && size < wanted);
+        bytes.resize(size);
+        return bytes;
+    } catch (const std::bad_alloc &) {
+        return {}; // larger than the memory
+    }
 }
 
 bool FileByteReader::lineRead(const QByteArray &) { return true; }

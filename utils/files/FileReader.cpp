@@ -4,6 +4,7 @@
 #include <QTextStream>
 
 #include <limits>
+#include <new>
 
 namespace Utils {
 
@@ -15,6 +16,19 @@ class FileReaderPrivate
 public:
     QFile file;
     QTextStream stream;
+
+    /// False when the line is larger than the memory.
+    bool take(Data::String &line)
+    {
+        try {
+            stream.readLineInto(&line, maxLineLength);
+            return true;
+        } catch (const std::bad_alloc &) {
+            line.clear();
+            return false;
+        }
+    }
+
     bool rereadPending = false;
     int linesRead = 0;
 };
@@ -43,7 +57,8 @@ bool FileReader::readLine(Data::String &line, bool trim)
 
     if (d->linesRead < std::numeric_limits<int>::max())
         ++d->linesRead;
-    d->stream.readLineInto(&line, maxLineLength);
+    if (!d->take(line))
+        return false;
     if (trim)
         line = line.trimmed();
     return true;
@@ -66,9 +81,8 @@ void FileReader::readFile()
         return;
     Data::String line;
     do {
-        if (d->stream.atEnd())
+        if (d->stream.atEnd() || !d->take(line))
             return;
-        d->stream.readLineInto(&line, maxLineLength);
     } while (lineRead(line));
 }
 

@@ -244,10 +244,20 @@ qint64 File::size(const Data::String &path)
     return file.exists() ? file.size() : 0;
 }
 
+/// When the file was last modified, if it exists. Qt has no time for the epoch itself.
+static QDateTime lastModified(const QFileInfo &file)
+{
+    const QDateTime modified = file.lastModified();
+    return modified.isValid() ? modified : QDateTime::fromSecsSinceEpoch(0);
+}
+
 unsigned int File::timestamp(const Data::String &path)
 {
     const QFileInfo file(path);
-    return file.exists() ? file.lastModified().toTime_t() : 0;
+    if (!file.exists())
+        return 0;
+    const QDateTime modified = lastModified(file);
+    return modified.toSecsSinceEpoch() < 0 ? 0 : modified.toTime_t();
 }
 
 Data::String File::timestampString(const Data::String &path, const Data::String &format)
@@ -255,7 +265,7 @@ Data::String File::timestampString(const Data::String &path, const Data::String 
     const QFileInfo file(path);
     if (!file.exists())
         return {};
-    return file.lastModified().toString(format.isEmpty() ? DateTime::formatISO() : format);
+    return lastModified(file).toString(format.isEmpty() ? DateTime::formatISO() : format);
 }
 
 Data::String File::version(const Data::String &path)

@@ -8,6 +8,8 @@
 #include <QNetworkRequest>
 #include <QUrl>
 
+#include <new>
+
 namespace Utils {
 
 QString readHttp(const QString &address)
@@ -32,8 +34,12 @@ QString readHttp(const QString &address)
         return {};
 
     // With its length: taken as a QByteArray the body would end at its first zero byte.
-    const QByteArray body = reply->readAll();
-    return QString::fromUtf8(body.constData(), body.size());
+    try {
+        const QByteArray body = reply->readAll();
+        return QString::fromUtf8(body.constData(), body.size());
+    } catch (const std::bad_alloc &) {
+        return {}; // larger than the memory
+    }
 }
 
 } // namespace Utils

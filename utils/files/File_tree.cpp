@@ -248,7 +248,7 @@ static QStringList namesToKeep(const QDir &folder, const Data::String &exception
 static int removeContents(const Data::String &path, const Data::String &exceptions, bool cancelable)
 {
     const QString name = path.chopped(std::min(path.size(), 2));
-    if (!isName(name)) // as of "/*" and "*"
+    if (!isName(name) || QDir(name).isRoot()) // as of "/*", "*" and "//*"
         return 0;
 
     const QDir folder(name);

@@ -26,7 +26,8 @@ class LogFilePrivate;
 ///   the home folder itself then, which is meant;
 /// - the running program is, if programs have no ".exe" here.
 ///
-/// A log that cannot be opened where it is asked for goes to the home folder as well.
+/// A log that cannot be opened where it is asked for goes to the home folder as well. Wherever it
+/// goes, it starts empty: what a file of its name held there is lost.
 class KELMUTILS_EXPORT LogFile
 {
 public:

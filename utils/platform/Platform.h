@@ -40,6 +40,9 @@ std::string formatVersion(const FileVersion &version);
 /// returns when that is done. An existing file at \p target is replaced; into an existing folder
 /// the source is moved. Nothing is printed, and nobody is told when it fails.
 ///
+/// Where there is no such command, the source is renamed, and a file of that name is replaced, but
+/// nothing goes into a folder or to another file system.
+///
 /// The paths are clean and have native separators. Does nothing when one of them is empty.
 void moveReplacing(const std::string &source, const std::string &target);
 
