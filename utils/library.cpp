@@ -1,7 +1,7 @@
 // Every process-wide object of the library that has state when the library loads, in load order,
 // and nothing else. They are torn down in the reverse order, and nothing here depends on Qt's
 // application object or on the host. What is made on first use is a function-local static in the
-// source of its class.
+// source of its class, with a plain bool beside it where its end must be known.
 
 #include "data/MetaTypes_p.h"
 #include "utils/feedback/Progress_p.h"

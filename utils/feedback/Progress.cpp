@@ -204,12 +204,13 @@ int Progress::elapsed() const
 
 void Progress::show()
 {
+    d->visible = true; // first, as a host that handles events may come back here
     if (Data::IApplication *const host = application())
         host->showProgress(true, d->cancelable, d->popup);
-    Data::IApplication *const host = application(); // asked again, as that call may replace it
-    if (host && d->popup)
+    if (!d->popup)
+        return;
+    if (Data::IApplication *const host = application()) // that call may have replaced it
         host->setProgressLabel(label(), d->popup);
-    d->visible = true;
 }
 
 void Progress::hide()

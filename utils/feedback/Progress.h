@@ -30,7 +30,8 @@ class ProgressPrivate;
 /// is not cancelable. A nested task that ends uncancelled takes a cancel that came in for the outer
 /// one back, which is meant.
 ///
-/// A reporter that dies before one nested in it leaves the chain without a word to the host.
+/// A reporter that dies before one nested in it leaves the chain without a word to the host. None
+/// may be deleted from within a call to the host that it makes.
 class KELMUTILS_EXPORT Progress
 {
 public:
@@ -94,7 +95,9 @@ public:
     /// meant, and an ordinary reporter does nothing.
     void disableCancel();
 
-    /// Milliseconds since the outermost reporter began.
+    /// Milliseconds since the outermost reporter of the chain began, or since it or this one was
+    /// given no known end by setMaxSteps(). The clock does not jump with the time of day. An inert
+    /// or a background reporter counts from its own start.
     int elapsed() const;
 
     /// Shows or hides the display now.

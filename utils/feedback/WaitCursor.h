@@ -21,6 +21,8 @@ namespace Utils {
 class KELMUTILS_EXPORT WaitCursor
 {
 public:
+    /// Shows the wait cursor, or takes it away with \p suspend. Without \p enable, and so with both
+    /// defaults, nothing happens.
     explicit WaitCursor(bool suspend = false, bool enable = false);
     WaitCursor(const WaitCursor &other);
     WaitCursor &operator=(const WaitCursor &other);

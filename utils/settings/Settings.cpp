@@ -8,8 +8,8 @@
 
 namespace Utils {
 
-// Set when the signal of the process is gone. Static objects of a host, which may die later, can
-// still write settings then.
+// Set when the signal of the process is gone, which is made on first use. Static objects of a host,
+// which may die later, can still write settings then.
 static bool signalHasDied = false;
 
 Settings::Settings(const Data::String &group) : m_settings(std::make_shared<QSettings>())
@@ -116,6 +116,8 @@ SettingsSignal &Settings::SettingChanged()
     } endOfSignal;
     return signal;
 }
+
+bool Settings::isSettingChangedAlive() { return !signalHasDied; }
 
 bool Settings::isNameless(const Data::String &key)
 {

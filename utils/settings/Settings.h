@@ -37,7 +37,8 @@ class SettingsSignal;
 /// Copies share one QSettings and with it the group that they are in. The death of one of them
 /// changes nothing for the others.
 ///
-/// Receivers of SettingChanged() may do anything, down to deleting this object.
+/// Receivers of SettingChanged() may do anything, down to deleting this object, but must leave the
+/// group of a shared QSettings as they find it.
 class KELMUTILS_EXPORT Settings
 {
 public:
@@ -84,7 +85,8 @@ public:
 
     /// Moves the values below \p from to below \p to, as copyKey() takes them, and tells of both:
     /// of \p to as copyKey() does, then of \p from. Names that differ only in case, or not at all,
-    /// go through a group "@@@_temp_@@@", which is told of as well and has gone at the end.
+    /// go through a group "@@@_temp_@@@", which is told of as well and has gone at the end. What
+    /// was in a group of that name before goes along.
     ///
     /// What copyKey() does not take is removed nevertheless, which is meant: a value at \p from
     /// itself, and without \p recursive the groups below it. What it took is kept, also when one of
@@ -137,8 +139,12 @@ public:
     /// "" when there is none.
     Data::String firstMRUPath(const Data::String &list) const;
 
-    /// The signal of the process that tells of every change. It is made at its first use.
+    /// The signal of the process that tells of every change. It is made at its first use and must
+    /// not be asked for once static objects die.
     static SettingsSignal &SettingChanged();
+
+    /// Whether that signal can still be asked for. What dies behind it hears of no change.
+    static bool isSettingChangedAlive();
 
 private:
     static bool isNameless(const Data::String &key);

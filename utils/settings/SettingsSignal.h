@@ -6,7 +6,7 @@ namespace Utils {
 
 /// The signal that tells of every change of a setting. The one of the process is
 /// Settings::SettingChanged(); once that has been used, Signal::find("SettingChanged") gives it
-/// too.
+/// too, unless somebody looked for that name before: it then belongs to nobody.
 ///
 /// The payload holds "key", the key from the root of the settings, and "value", the new value,
 /// which is invalid when the key was removed. A send emits sig(key, value) first and, unless a
@@ -23,6 +23,7 @@ class KELMUTILS_EXPORT SettingsSignal : public Signal
 public:
     using Signal::connect;
 
+    // The overrides in the order of the operations that they override.
 protected:
     bool sendSignals() override;
 

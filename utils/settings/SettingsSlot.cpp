@@ -10,7 +10,7 @@ namespace Utils {
 SettingsSlot::SettingsSlot(const Data::String &keys, QObject *parent) : Slot("SettingsSlot", parent)
 {
     addKey(keys);
-    if (keys != QLatin1String("-"))
+    if (keys != QLatin1String("-") && Settings::isSettingChangedAlive())
         Settings::SettingChanged().connect(this,
                                            "1onSig(const Data::String &, const Data::Variant &)");
 }

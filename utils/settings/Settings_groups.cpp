@@ -116,7 +116,8 @@ void Settings::copyGroup(QSettings &settings, const QString &from, const QString
 void Settings::renameGroup(QSettings &settings, const QString &from, const QString &to,
                            bool recursive)
 {
-    // A store that ignores case would copy the group onto itself and then remove it.
+    // A store that ignores case would copy the group onto itself and then remove it. The temporary
+    // group itself takes no detour, which would lead through itself and never end.
     const bool isSame = from.compare(to, Qt::CaseInsensitive) == 0 && from != temporaryGroup;
     const QString target = isSame ? QString(temporaryGroup) : to;
 

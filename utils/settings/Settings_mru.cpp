@@ -1,5 +1,6 @@
 #include "utils/settings/Settings.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QMap>
 #include <QSettings>
@@ -111,7 +112,7 @@ Data::String Settings::firstMRUPath(const Data::String &list) const
 {
     const QString path = getMRU(list, /*checkExists=*/true, /*count=*/1).value(0);
     const QFileInfo file(path);
-    return file.isFile() ? file.path() : path;
+    return file.isFile() ? file.dir().path() : path;
 }
 
 } // namespace Utils

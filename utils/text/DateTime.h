@@ -81,8 +81,9 @@ public:
     ///     toString(2.5, 1, 1)     => "2.500 sec"
     ///     toString(0.0, 0, 0)     => ""
     ///
-    /// \p precision 0 leaves out the seconds above 10 minutes and the minutes above 5 hours, and
-    /// shows no fraction. Above 0 a fraction is shown below 5 seconds, below 0 it always is.
+    /// \p precision 0 leaves out the seconds from 11 minutes on and the minutes from 6 hours on, or
+    /// with any hour or day, and shows no fraction. Above 0 a fraction is shown below 5 seconds,
+    /// below 0 it always is.
     ///
     /// \p style picks the unit words: -1 "d", "h", "m", "s"; 0 "day" or "days" and so on; 1 "d",
     /// "hr", "min", "sec"; any other "day", "hour", "minute", "second".
