@@ -1,6 +1,7 @@
 #include "utils/files/FileByteReader.h"
 
 #include "tests/support/Files.h"
+#include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Vtable.h"
 
@@ -138,6 +139,20 @@ private Q_SLOTS:
         reader.readFile();
         QCOMPARE(reader.lines, QList<QByteArray>());
         QCOMPARE(reader.read(10), QByteArray());
+    }
+
+    void readsNothingThatIsLargerThanTheMemory()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("the memory of a program that checks its addresses cannot be limited");
+#endif
+        const QString file = makeFile(m_folder->filePath("lines"), QByteArray(60 << 20, '\n'));
+        FileByteReader reader(file);
+        const Limit memory(RLIMIT_AS, memoryInUse() + (150 << 20));
+
+        QVERIFY(reader.nextLine().isEmpty());
+        QVERIFY(reader.nextLine().isEmpty());
+        reader.readFile();
     }
 
     void opensNoFileThatMayNotBeRead()

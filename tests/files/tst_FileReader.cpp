@@ -1,6 +1,7 @@
 #include "utils/files/FileReader.h"
 
 #include "tests/support/Files.h"
+#include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
 #include "tests/support/Vtable.h"
@@ -128,6 +129,21 @@ private Q_SLOTS:
         QCOMPARE(reader.lineCount(), 0);
         reader.readFile();
         QCOMPARE(reader.lines, QStringList());
+    }
+
+    void readsNothingThatIsLargerThanTheMemory()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("the memory of a program that checks its addresses cannot be limited");
+#endif
+        const QString file = makeFile(m_folder->filePath("line"), "x");
+        QVERIFY(QFile::resize(file, 300 << 20)); // one line of zeros
+        FileReader reader(file);
+        const Limit memory(RLIMIT_AS, memoryInUse() + (150 << 20));
+
+        QVERIFY(reader.nextLine().isEmpty());
+        QVERIFY(reader.nextLine().isEmpty());
+        reader.readFile();
     }
 
     void opensNoFileThatMayNotBeRead()

@@ -1,6 +1,7 @@
 #include "utils/files/File.h"
 
 #include "tests/support/Files.h"
+#include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
 
@@ -56,23 +57,6 @@ static bool makeSparseFile(const QString &path, qint64 size, const QByteArray &s
     return file.open(QIODevice::WriteOnly) && file.write(start) == start.size() &&
            file.resize(size);
 }
-
-/// While it lives, \p resource of this process is limited to \p value.
-class Limit
-{
-public:
-    Limit(decltype(RLIMIT_FSIZE) resource, rlim_t value) : m_resource(resource)
-    {
-        getrlimit(resource, &m_before);
-        const rlimit limited = {value, m_before.rlim_max};
-        setrlimit(resource, &limited);
-    }
-    ~Limit() { setrlimit(m_resource, &m_before); }
-
-private:
-    decltype(RLIMIT_FSIZE) m_resource;
-    rlimit m_before;
-};
 
 /// A disk on which no file has room for more than \p size bytes.
 class FullDisk
@@ -515,11 +499,7 @@ private Q_SLOTS:
 #endif
         const QString file = path("sparse");
         QVERIFY(makeSparseFile(file, 900 << 20));
-        QFile statistics("/proc/self/statm");
-        QVERIFY(statistics.open(QIODevice::ReadOnly));
-        const rlim_t pages = statistics.readAll().split(' ').value(0).toULongLong();
-        const rlim_t inUse = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
-        const Limit memory(RLIMIT_AS, inUse + (200 << 20));
+        const Limit memory(RLIMIT_AS, memoryInUse() + (200 << 20));
 
         QCOMPARE(File::read(file), Data::String());
         QCOMPARE(File::read(file, 1), Data::String());
