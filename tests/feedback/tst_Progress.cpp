@@ -1187,6 +1187,22 @@ private Q_SLOTS:
 
         QCOMPARE(takeCalls(), QStringList("showProgress(1, 0, 1)"));
     }
+
+    void isShownOnceByAHostThatTicksInTheCall()
+    {
+        Progress progress(0);
+        host->reaction = [&](const QString &call) {
+            if (call.startsWith("showProgress(1") && host->calls.size() < 100)
+                progress.tick(); // as from an event that the host handles meanwhile
+        };
+        now += 2000;
+        takeCalls();
+
+        progress.tick();
+
+        QCOMPARE(takeCalls(), (QStringList{"showProgress(1, 0, 0)", "setProgress(2, 0, 0)",
+                                           "setProgress(2, 0, 0)"}));
+    }
 };
 
 QTEST_MAIN(tst_Progress)

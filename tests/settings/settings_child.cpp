@@ -3,6 +3,7 @@
 
 #include "tests/support/SettingsHome.h"
 #include "utils/settings/Settings.h"
+#include "utils/settings/SettingsSlot.h"
 
 #include <cstdio>
 #include <cstring>
@@ -20,6 +21,7 @@ struct LateWriter
         settings->setInt("late", settings->getInt("early") + 1);
         settings->addMRU("late", "path").getMRU("late", /*checkExists=*/true);
         settings->copyKey("MRU", "copy", true);
+        const Utils::SettingsSlot slot("late", nullptr); // has nobody to connect to any more
     }
     std::unique_ptr<Utils::Settings> settings;
 };

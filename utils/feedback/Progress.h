@@ -49,7 +49,8 @@ public:
                       bool cancelable = false, bool waitCursor = false, bool popup = false);
 
     /// A background reporter: without a known end, not cancelable and in no chain. Its label comes
-    /// back when the last ordinary or popup task has ended.
+    /// back when the last ordinary or popup task has ended, and it reports at its next tick() then.
+    /// All background reporters share the label, which outlives them.
     Progress();
 
     Progress(const Progress &) = delete;
@@ -100,7 +101,8 @@ public:
     /// or a background reporter counts from its own start.
     int elapsed() const;
 
-    /// Shows or hides the display now.
+    /// Shows or hides the display now. A background reporter that is hidden forgets the label that
+    /// would come back.
     void show();
     void hide();
 

@@ -17,7 +17,8 @@ namespace Utils {
 /// These are meant: whoever set the wait cursor takes away all override cursors at its end, also
 /// those that others have set meanwhile, and also when it ends inside a suspension. A suspension
 /// takes them all away, however many, and puts one wait cursor back, even if others have set one
-/// meanwhile. A copy undoes the change once more at its own end.
+/// meanwhile. A copy undoes the change once more at its own end, and an object that is assigned to
+/// forgets what it had to undo itself.
 class KELMUTILS_EXPORT WaitCursor
 {
 public:

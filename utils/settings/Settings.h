@@ -100,7 +100,7 @@ public:
 
     /// Stores \p value if \p key has none yet; an empty text is a value. With \p keepDefault it is
     /// also stored under the key with "_default" behind it, in any case. Nobody is told: a default
-    /// is no change.
+    /// is no change. An invalid \p value is stored as one, and the key is there then.
     Settings &setDefault(const Data::String &key, const Data::Variant &value,
                          bool keepDefault = false);
 
@@ -127,7 +127,8 @@ public:
     /// With \p checkExists only paths that exist, and if \p suffixes is not empty, only folders and
     /// files whose suffix is somewhere in that text, where case counts and no suffix is in any
     /// text. A path is looked at once in the life of the process, which is meant: neither the
-    /// file's end nor other \p suffixes change what was found then.
+    /// file's end nor other \p suffixes change what was found then. An empty \p list is what lies
+    /// in "MRU" itself, "Count" among it.
     QStringList getMRU(const Data::String &list, bool checkExists = true, int count = 0,
                        const Data::String &suffixes = Data::String()) const;
 
