@@ -212,7 +212,8 @@ public:
     // may keep it from being empty. Long operations report through Progress, on the popup display:
     // where a folder has six entries or more, and no popup reporter is there already. With
     // cancelable they can be cancelled there, else they show the wait cursor. What was done stays.
-    // For remove() the folders count alone, less every name that it is to keep.
+    // For remove() the folders count alone, less every name that it is to keep. A path with a zero
+    // byte names nothing.
 
     /// Copies one file. An existing folder \p target takes it under its own name. False when it
     /// cannot.
