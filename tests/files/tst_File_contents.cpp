@@ -1,6 +1,7 @@
 #include "utils/files/File.h"
 
 #include "tests/support/Files.h"
+#include "tests/support/FullDisk.h"
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
@@ -57,20 +58,6 @@ static bool makeSparseFile(const QString &path, qint64 size, const QByteArray &s
     return file.open(QIODevice::WriteOnly) && file.write(start) == start.size() &&
            file.resize(size);
 }
-
-/// A disk on which no file has room for more than \p size bytes.
-class FullDisk
-{
-public:
-    explicit FullDisk(rlim_t size)
-        : m_handler(std::signal(SIGXFSZ, SIG_IGN)), m_limit(RLIMIT_FSIZE, size)
-    {}
-    ~FullDisk() { std::signal(SIGXFSZ, m_handler); }
-
-private:
-    void (*m_handler)(int);
-    Limit m_limit;
-};
 
 /// The end of a file, taken step by step as the rule for it says.
 static QString tailByTheRule(const QString &path, int lines)

@@ -492,6 +492,43 @@ private Q_SLOTS:
         QCoreApplication::setOrganizationName("Company");
     }
 
+    void keepsWhatIsStoredWhereItCannotWrite_data()
+    {
+        QTest::addColumn<bool>("isFolderClosed");
+
+        QTest::newRow("a file that may not be written") << false;
+        QTest::newRow("nor anything in its folder") << true;
+    }
+
+    void keepsWhatIsStoredWhereItCannotWrite()
+    {
+        QFETCH(bool, isFolderClosed);
+        const auto readable = QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther;
+        const auto listable = readable | QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther;
+        Settings().setInt("kept", 1);
+        QSettings().sync();
+        const QString file = home.file();
+        const QString folder = QFileInfo(file).path();
+        QVERIFY(QFile::setPermissions(file, readable));
+        if (isFolderClosed)
+            QVERIFY(QFile::setPermissions(folder, listable));
+
+        {
+            const OrdinaryUser user(home.path());
+            Settings settings;
+            settings.setInt("kept", 2).setInt("new", 3).removeKey("kept");
+            QSettings().sync();
+            QCOMPARE(settings.getInt("new"), 3);
+        }
+
+        QVERIFY(QFile::setPermissions(folder, listable | QFile::WriteOwner));
+        QFile store(file);
+        QVERIFY(store.open(QIODevice::ReadOnly));
+        const QByteArray contents = store.readAll();
+        QVERIFY2(contents.contains("kept=1") && !contents.contains("new"), contents);
+        QVERIFY(QFile::setPermissions(file, readable | QFile::WriteOwner));
+    }
+
     void takesKeysOfEveryKind_data()
     {
         QTest::addColumn<QString>("key");
