@@ -154,6 +154,13 @@ private Q_SLOTS:
         QCOMPARE(watch.modifiedTime("yyyy/MM/dd hh-mm-ss.zzz"),
                  String(time.toString("yyyy/MM/dd hh-mm-ss.zzz")));
         QCOMPARE(watch.modifiedTime(""), String(time.toString("yyyy-MM-ddThh:mm:ss")));
+        const QDateTime epoch =
+            QDateTime::fromSecsSinceEpoch(0); // no time to Qt, but one of a file
+        QFile file(m_path);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(epoch, QFileDevice::FileModificationTime));
+        QCOMPARE(watch.modifiedTime("yyyy"), String(epoch.toString("yyyy")));
+        file.close();
         QVERIFY(QFile::remove(m_path));
         QCOMPARE(watch.modifiedTime(""), String());
         QCOMPARE(watch.modifiedTime("yyyy"), String());

@@ -2,7 +2,6 @@
 
 #include "utils/Application_p.h"
 #include "utils/files/File.h"
-#include "utils/text/DateTime.h"
 
 #include <QDateTime>
 #include <QFileInfo>
@@ -51,17 +50,12 @@ void FileWatchPrivate::stopTimer()
     timerId = noTimer;
 }
 
-static QDateTime lastModified(const QString &path)
-{
-    QFileInfo file(path);
-    file.setCaching(false);
-    return file.exists() ? file.lastModified() : QDateTime();
-}
-
 /// In seconds since the Unix epoch. Nothing when the file is missing.
 static std::optional<unsigned int> modificationTime(const QString &path)
 {
-    const QDateTime modified = lastModified(path);
+    QFileInfo file(path);
+    file.setCaching(false);
+    const QDateTime modified = file.exists() ? file.lastModified() : QDateTime();
     if (modified.isValid())
         return modified.toTime_t();
     // The file is missing, has gone between two looks at it, or is from the epoch itself, for which
@@ -131,8 +125,7 @@ unsigned int FileWatch::timestamp() const { return d->timestamp; }
 
 Data::String FileWatch::modifiedTime(const Data::String &format) const
 {
-    const QString pattern = format.isEmpty() ? DateTime::formatISO() : format;
-    return lastModified(objectName()).toString(pattern); // "" without a time
+    return File::timestampString(objectName(), format);
 }
 
 bool FileWatch::connect(const QObject *receiver, const char *method)
