@@ -31,4 +31,6 @@
 #include "utils/signals/SignalBlocker.h"
 #include "utils/signals/Slot.h"
 #include "utils/signals/SlotCB.h"
+#include "utils/strings/StringTable.h"
+#include "utils/strings/Translator.h"
 #include "utils/text/DateTime.h"

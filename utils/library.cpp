@@ -9,6 +9,7 @@
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
+#include "utils/strings/StringTableState_p.h"
 #include "utils/text/DateTimeFormats_p.h"
 
 namespace Utils {
@@ -29,6 +30,9 @@ const Data::String DateTimeFormats::iso(QStringLiteral("yyyy-MM-ddThh:mm:ss"));
 const Data::String DateTimeFormats::isoMs(QStringLiteral("yyyy-MM-ddThh:mm:ss.zzz"));
 const Data::String DateTimeFormats::standard(QStringLiteral("dd MMM yyyy hh:mm:ss"));
 const Data::String DateTimeFormats::ui(QStringLiteral("MMM d, yyyy @ h:mm"));
+
+bool StringTableState::alive = true;
+StringTableState stringTableState; // strings: the catalogue
 
 bool ModuleList::alive = true;
 ModuleList moduleList; // script: the scriptable modules

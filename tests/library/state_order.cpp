@@ -6,6 +6,7 @@
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
+#include "utils/strings/StringTableState_p.h"
 #include "utils/text/DateTimeFormats_p.h"
 
 #include <cstdio>
@@ -31,6 +32,7 @@ KnownObject knownObjects[] = {
     {&Utils::DateTimeFormats::isoMs, "date format ISO ms", nullptr},
     {&Utils::DateTimeFormats::standard, "date format default", nullptr},
     {&Utils::DateTimeFormats::ui, "date format UI", nullptr},
+    {&Utils::stringTableState, "string tables", nullptr},
     {&Utils::moduleList, "module list", nullptr},
     {&Utils::progressState, "progress state", nullptr},
 };
@@ -41,8 +43,9 @@ void destroyKnownObject(void *object)
         if (known.address != object)
             continue;
         known.destroy(object);
-        std::printf("gone: %s (signals %s, modules %s)\n", known.name,
+        std::printf("gone: %s (signals %s, strings %s, modules %s)\n", known.name,
                     Utils::SignalRegistry::alive ? "alive" : "dead",
+                    Utils::StringTableState::alive ? "alive" : "dead",
                     Utils::ModuleList::alive ? "alive" : "dead");
     }
 }
@@ -67,6 +70,7 @@ extern "C" int __wrap___cxa_atexit(void (*destroy)(void *), void *object, void *
 
 int main()
 {
-    std::printf("main: %d calls, %d signals, %d modules\n", Utils::pendingCalls.ids.size(),
-                Utils::signalRegistry.byName.size(), Utils::moduleList.modules.size());
+    std::printf("main: %d calls, %d signals, %d tables, %d modules\n",
+                Utils::pendingCalls.ids.size(), Utils::signalRegistry.byName.size(),
+                Utils::stringTableState.tables.size(), Utils::moduleList.modules.size());
 }

@@ -21,32 +21,35 @@ class tst_Library : public QObject
 private Q_SLOTS:
     void makesItsStateInOrderAndReleasesItBackwards()
     {
-        QCOMPARE(outputOf(STATE_ORDER),
-                 QByteArray("made: pending calls\n"
-                            "made: signal registry\n"
-                            "made: resource path\n"
-                            "made: plugin path\n"
-                            "made: date format serialize\n"
-                            "made: date format path\n"
-                            "made: date format ISO\n"
-                            "made: date format ISO ms\n"
-                            "made: date format default\n"
-                            "made: date format UI\n"
-                            "made: module list\n"
-                            "made: progress state\n"
-                            "main: 0 calls, 0 signals, 0 modules\n"
-                            "gone: progress state (signals alive, modules alive)\n"
-                            "gone: module list (signals alive, modules dead)\n"
-                            "gone: date format UI (signals alive, modules dead)\n"
-                            "gone: date format default (signals alive, modules dead)\n"
-                            "gone: date format ISO ms (signals alive, modules dead)\n"
-                            "gone: date format ISO (signals alive, modules dead)\n"
-                            "gone: date format path (signals alive, modules dead)\n"
-                            "gone: date format serialize (signals alive, modules dead)\n"
-                            "gone: plugin path (signals alive, modules dead)\n"
-                            "gone: resource path (signals alive, modules dead)\n"
-                            "gone: signal registry (signals dead, modules dead)\n"
-                            "gone: pending calls (signals dead, modules dead)\n"));
+        QCOMPARE(
+            outputOf(STATE_ORDER),
+            QByteArray("made: pending calls\n"
+                       "made: signal registry\n"
+                       "made: resource path\n"
+                       "made: plugin path\n"
+                       "made: date format serialize\n"
+                       "made: date format path\n"
+                       "made: date format ISO\n"
+                       "made: date format ISO ms\n"
+                       "made: date format default\n"
+                       "made: date format UI\n"
+                       "made: string tables\n"
+                       "made: module list\n"
+                       "made: progress state\n"
+                       "main: 0 calls, 0 signals, 0 tables, 0 modules\n"
+                       "gone: progress state (signals alive, strings alive, modules alive)\n"
+                       "gone: module list (signals alive, strings alive, modules dead)\n"
+                       "gone: string tables (signals alive, strings dead, modules dead)\n"
+                       "gone: date format UI (signals alive, strings dead, modules dead)\n"
+                       "gone: date format default (signals alive, strings dead, modules dead)\n"
+                       "gone: date format ISO ms (signals alive, strings dead, modules dead)\n"
+                       "gone: date format ISO (signals alive, strings dead, modules dead)\n"
+                       "gone: date format path (signals alive, strings dead, modules dead)\n"
+                       "gone: date format serialize (signals alive, strings dead, modules dead)\n"
+                       "gone: plugin path (signals alive, strings dead, modules dead)\n"
+                       "gone: resource path (signals alive, strings dead, modules dead)\n"
+                       "gone: signal registry (signals dead, strings dead, modules dead)\n"
+                       "gone: pending calls (signals dead, strings dead, modules dead)\n"));
     }
 
     void isLeftAloneByWhatDiesAfterIt()

@@ -1,0 +1,124 @@
+#include "utils/strings/Translator.h"
+
+#include "utils/strings/StringTable.h"
+#include "utils/strings/StringTableState_p.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <cstring>
+
+namespace Utils {
+
+namespace {
+
+struct ToolkitText
+{
+    const char *contexts[2]; // the second may be null
+    const char *source;
+    const char *id;
+};
+
+} // namespace
+
+// clang-format off
+static const ToolkitText toolkitTexts[] = {
+    {{"QLineEdit", "QTextControl"}, "&Undo",                 ".ctx.undo"},
+    {{"QLineEdit", "QTextControl"}, "&Redo",                 ".ctx.redo"},
+    {{"QLineEdit", "QTextControl"}, "Cu&t",                  ".ctx.cut"},
+    {{"QLineEdit", "QTextControl"}, "&Copy",                 ".ctx.copy"},
+    {{"QLineEdit", "QTextControl"}, "Copy &Link Location",   ".ctx.copylink"},
+    {{"QLineEdit", "QTextControl"}, "&Paste",                ".ctx.paste"},
+    {{"QLineEdit", "QTextControl"}, "Delete",                ".ctx.delete"},
+    {{"QLineEdit", "QTextControl"}, "Select All",            ".ctx.selectall"},
+    {{"QDialog", nullptr},          "What's This?",          ".ctx.whatsthis"},
+    {{"QColorDialog", nullptr},     "Select Color",          ".ctx.selcolor"},
+    {{"QColorDialog", nullptr},     "Hu&e:",                 ".ctx.hue"},
+    {{"QColorDialog", nullptr},     "&Sat:",                 ".ctx.sat"},
+    {{"QColorDialog", nullptr},     "&Val:",                 ".ctx.val"},
+    {{"QColorDialog", nullptr},     "&Red:",                 ".ctx.red"},
+    {{"QColorDialog", nullptr},     "&Green:",               ".ctx.green"},
+    {{"QColorDialog", nullptr},     "Bl&ue:",                ".ctx.blue"},
+    {{"QColorDialog", nullptr},     "A&lpha channel:",       ".ctx.alpha"},
+    {{"QColorDialog", nullptr},     "&Basic colors",         ".ctx.basiccolor"},
+    {{"QColorDialog", nullptr},     "&Custom colors",        ".ctx.customcolor"},
+    {{"QColorDialog", nullptr},     "&Add to Custom Colors", ".ctx.addcustomcolor"},
+    {{"QShortcut", nullptr},        "Ctrl",                  ".ctx.ctrl"},
+    {{"QShortcut", nullptr},        "Alt",                   ".ctx.alt"},
+    {{"QShortcut", nullptr},        "Shift",                 ".ctx.shift"},
+    {{"QShortcut", nullptr},        "+",                     ".ctx.plus"},
+};
+// clang-format on
+
+static bool isEqual(const char *a, const char *b) { return b && std::strcmp(a, b) == 0; }
+
+/// The id of a text that the toolkit shows and the catalogue knows, or null.
+static const char *toolkitTextId(const char *context, const char *source)
+{
+    const auto isIt = [&](const ToolkitText &text) {
+        return isEqual(source, text.source) &&
+               (isEqual(context, text.contexts[0]) || isEqual(context, text.contexts[1]));
+    };
+    const auto found = std::find_if(std::begin(toolkitTexts), std::end(toolkitTexts), isIt);
+    return found == std::end(toolkitTexts) ? nullptr : found->id;
+}
+
+static Data::String widgetText(const Data::String &source)
+{
+    const Data::String table(".Kelm.Widgets");
+    if (source.startsWith(table) || source.startsWith(QLatin1String(".TORVE.")))
+        return StringTable::lookup(source);
+    if (source.startsWith(QLatin1Char('.')))
+        return StringTable::lookup(table + source);
+
+    // lookup() would take such an id for a part of the table's name.
+    if (StringTableState::alive && stringTableState.tables.contains(table))
+        return stringTableState.tables[table].strings.value(source, source);
+    return StringTable::lookup(table + source);
+}
+
+/// Null when no strings of the form are loaded.
+static Data::String formText(const Data::String &form, const Data::String &source)
+{
+    if (!StringTableState::alive || !stringTableState.uiIndex.contains(form))
+        return {};
+    const auto table = stringTableState.tables.constFind(stringTableState.uiIndex[form]);
+    if (table == stringTableState.tables.constEnd())
+        return {};
+    return table->uiStrings.value(form).value(source, source);
+}
+
+Translator::Translator(QObject *parent) : QTranslator(parent)
+{
+    if (QCoreApplication::instance())
+        QCoreApplication::installTranslator(this);
+}
+
+Translator::~Translator() = default;
+
+QString Translator::translate(const char *context, const char *sourceText,
+                              const char *disambiguation, int) const
+{
+    if (!context)
+        context = "";
+    if (!sourceText)
+        sourceText = "";
+
+    const bool isToolkit = context[0] == 'Q';
+    const bool isMarked = isToolkit && isEqual("_Qok", disambiguation);
+    const bool isWidget = std::strncmp(context, "Widgets::", 9) == 0;
+    if (sourceText[0] == '.') {
+        if (isToolkit && !isMarked)
+            return {};
+    } else {
+        if (const char *const id = toolkitTextId(context, sourceText))
+            return StringTable::lookup(Data::String(".Kelm.Widgets") + id);
+        if (!isWidget)
+            return {};
+    }
+    return isWidget || isMarked ? widgetText(sourceText) : formText(context, sourceText);
+}
+
+bool Translator::isEmpty() const { return false; }
+
+} // namespace Utils
