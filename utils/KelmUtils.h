@@ -33,4 +33,5 @@
 #include "utils/signals/SlotCB.h"
 #include "utils/strings/StringTable.h"
 #include "utils/strings/Translator.h"
+#include "utils/tagfile/TagFile.h"
 #include "utils/text/DateTime.h"

@@ -1,0 +1,189 @@
+#include "data/Truth_p.h"
+#include "utils/tagfile/TagFile.h"
+#include "utils/tagfile/TagText_p.h"
+#include "utils/text/NumberText_p.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace Utils {
+
+using Tag = TagFile::Tag;
+
+static bool isWholeNumber(double value)
+{
+    // Outside these limits the conversion has no defined result; a NaN is outside.
+    const bool fits = value > std::numeric_limits<int>::min() - 1.0 &&
+                      value < std::numeric_limits<int>::max() + 1.0;
+    return fits && static_cast<int>(value) == value;
+}
+
+Tag::Tag(const Data::String &tagName) : name(tagName) {}
+
+bool Tag::isValid() const { return !name.isEmpty(); }
+
+Tag &Tag::add(const Data::String &key, const Data::String &value)
+{
+    keys.append(key);
+    values.append(value);
+    return *this;
+}
+
+Tag &Tag::add(const Data::String &key, const char *value) { return add(key, Data::String(value)); }
+
+Tag &Tag::add(const Data::String &key, bool value) { return add(key, value ? "true" : "false"); }
+
+Tag &Tag::add(const Data::String &key, int value)
+{
+    return add(key, Data::String(QString::number(value)));
+}
+
+Tag &Tag::add(const Data::String &key, double value, char format, int precision)
+{
+    if (isWholeNumber(value))
+        return add(key, numberText(value, 'g', 6));
+    return add(key, numberText(value, format, precision));
+}
+
+Tag &Tag::add_g(const Data::String &key, double value) { return add(key, value, 'g', 6); }
+
+Tag &Tag::add(const Data::String &key, const QByteArray &value)
+{
+    return add(key, Data::String(QString::fromLatin1(value.toHex())));
+}
+
+Tag &Tag::add(const Data::String &key, const QStringList &value, const char *separator)
+{
+    return add(key, Data::String(value.join(Data::String(separator))));
+}
+
+Tag &Tag::addComment(const Data::String &text) { return add("$", text); }
+
+int Tag::numProps() const { return std::min(keys.size(), values.size()); }
+
+int Tag::count(const Data::String &key) const
+{
+    return static_cast<int>(std::count(keys.begin(), keys.begin() + numProps(), key));
+}
+
+bool Tag::contains(const Data::String &key) const { return indexOf(key, 0) >= 0; }
+
+int Tag::indexOf(const Data::String &key, int skip) const
+{
+    if (skip < 0)
+        return -1;
+    const int end = numProps();
+    for (int i = 0; i < end; ++i) {
+        if (keys[i] == key && skip-- == 0)
+            return i;
+    }
+    return -1;
+}
+
+bool Tag::get(int index, Data::String &key, Data::String &value) const
+{
+    if (index < 0 || index >= numProps())
+        return false;
+    key = keys[index];
+    value = values[index];
+    return true;
+}
+
+Data::String Tag::get(const Data::String &key, int skip) const
+{
+    const int index = indexOf(key, skip);
+    return index < 0 ? Data::String() : Data::String(values[index]);
+}
+
+bool Tag::getBool(const Data::String &key, int skip) const { return Data::saysYes(get(key, skip)); }
+
+int Tag::getInt(const Data::String &key, int skip) const { return get(key, skip).toInt(); }
+
+double Tag::getDouble(const Data::String &key, int skip) const { return get(key, skip).toDouble(); }
+
+QByteArray Tag::getBytes(const Data::String &key, int skip) const
+{
+    return QByteArray::fromHex(get(key, skip).toLatin1());
+}
+
+QStringList Tag::getList(const Data::String &key, const char *separator, int skip) const
+{
+    const Data::String text = get(key, skip);
+    return text.isEmpty() ? QStringList() : text.split(Data::String(separator));
+}
+
+Tag &Tag::remove(const Data::String &key)
+{
+    const int index = keys.indexOf(key);
+    if (index < 0)
+        return *this;
+    keys.removeAt(index);
+    if (index < values.size())
+        values.removeAt(index);
+    return *this;
+}
+
+Tag &Tag::replace(const Data::String &key, const Data::String &value)
+{
+    const int index = keys.indexOf(key);
+    if (index < 0)
+        return add(key, value);
+    while (values.size() <= index)
+        values.append(QString());
+    values[index] = value;
+    return *this;
+}
+
+QStringList Tag::toStringList(int first, int options) const
+{
+    QStringList lines;
+    const int end = numProps();
+    for (int i = std::max(first, 0); i < end; ++i) {
+        const QString &key = keys[i];
+        const QString &value = values[i];
+        if (isCommentKey(key)) {
+            if (options & WriteComments)
+                lines.append(commentLines(value));
+        } else if (value.contains(QLatin1Char('\n'))) {
+            lines.append(key + blockStart(value));
+            lines.append(value.split(QLatin1Char('\n')));
+        } else {
+            const QString text = oneLineValue(value, options);
+            if (!text.isEmpty())
+                lines.append(key + text);
+        }
+    }
+    return lines;
+}
+
+Tag &Tag::fromList(const QStringList &lines, int options)
+{
+    // By iterators of a copy, since the caller may pass the very lists that grow here.
+    const QStringList source = lines;
+    auto line = source.begin();
+    while (line != source.end()) {
+        const QString text = *line++;
+        const int colon = text.indexOf(QLatin1Char(':'));
+        if (colon < 0)
+            continue;
+
+        const QString key = text.left(colon);
+        const QString rest = text.mid(colon + 1);
+        if (rest.startsWith(QLatin1Char(' '))) {
+            const QString value = rest.mid(1);
+            if (!(options & DropNone) || value != QLatin1String("NONE"))
+                add(key, value);
+            continue;
+        }
+        QString value;
+        for (int left = rest.toInt(); left > 0 && line != source.end(); --left) {
+            if (!value.isEmpty())
+                value += QLatin1Char('\n');
+            value += *line++;
+        }
+        add(key, value);
+    }
+    return *this;
+}
+
+} // namespace Utils

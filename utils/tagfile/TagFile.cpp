@@ -1,0 +1,1 @@
+#include "utils/tagfile/TagFile.h"
