@@ -11,6 +11,7 @@
 #include "data/Variant.h"
 #include "data/VariantCollection.h"
 #include "utils/Application.h"
+#include "utils/csv/CSVReader.h"
 #include "utils/feedback/MemoryChecker.h"
 #include "utils/feedback/Progress.h"
 #include "utils/feedback/WaitCursor.h"
