@@ -1,0 +1,119 @@
+#include "utils/text/NumberParse_p.h"
+
+#include <charconv>
+#include <system_error>
+
+namespace Utils {
+
+// Powers that a double holds exactly.
+static const double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8, 1e9,
+                                     1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
+
+static const int maxPlainLength = 18; // its digits fit into 64 bits, its fraction into the powers
+static const quint64 maxExactInteger = quint64(1) << 53;
+
+/// A short number without exponent. A whole number and a power of ten that are both exact have a
+/// quotient that is the double nearest to the text.
+static bool parsePlain(const char *next, const char *end, double &value)
+{
+    if (end - next > maxPlainLength)
+        return false;
+
+    const bool isNegative = next != end && *next == '-';
+    if (isNegative)
+        ++next;
+    quint64 number = 0;
+    const auto takeDigits = [&] {
+        for (; next != end; ++next) {
+            const auto digit = static_cast<unsigned char>(*next - '0');
+            if (digit > 9)
+                return;
+            number = number * 10 + digit;
+        }
+    };
+    const char *const whole = next;
+    takeDigits();
+    auto digits = next - whole;
+    decltype(digits) decimals = 0;
+    if (next != end && *next == '.') {
+        const char *const fraction = ++next;
+        takeDigits();
+        decimals = next - fraction;
+        digits += decimals;
+    }
+    if (next != end || digits == 0 || number > maxExactInteger)
+        return false;
+
+    const double magnitude = static_cast<double>(number) / powersOfTen[decimals];
+    value = isNegative ? -magnitude : magnitude;
+    return true;
+}
+
+/// Any other number that starts with a digit. Both round to nearest, so that they cannot differ;
+/// what they treat in different ways is left to Qt: a sign or blank in front, inf and nan, and
+/// numbers out of range.
+static bool parseAny(const char *text, const char *end, double &value)
+{
+    const char *const first = text != end && *text == '-' ? text + 1 : text;
+    if (first == end || !((*first >= '0' && *first <= '9') || *first == '.'))
+        return false;
+    const std::from_chars_result result = std::from_chars(text, end, value);
+    return result.ec == std::errc() && result.ptr == end;
+}
+
+static bool parse(const char *text, int size, double &value)
+{
+    const char *const end = text + size;
+    return parsePlain(text, end, value) || parseAny(text, end, value);
+}
+
+static double succeed(double value, bool *ok)
+{
+    if (ok)
+        *ok = true;
+    return value;
+}
+
+double parseNumber(const char *text, int size, bool *ok)
+{
+    double value = 0.0;
+    if (parse(text, size, value))
+        return succeed(value, ok);
+    // A copy, as Qt looks for the zero behind some texts.
+    return QByteArray(text, size).toDouble(ok);
+}
+
+double parseNumber(const QByteArray &text, bool *ok)
+{
+    double value = 0.0;
+    if (parse(text.constData(), text.size(), value))
+        return succeed(value, ok);
+    return text.toDouble(ok);
+}
+
+double parseNumber(const QString &text, bool *ok)
+{
+    char bytes[64];
+    const int size = text.size();
+    if (size > static_cast<int>(sizeof bytes))
+        return text.toDouble(ok);
+    const QChar *const characters = text.constData();
+    for (int i = 0; i < size; ++i) {
+        const ushort unit = characters[i].unicode();
+        if (unit > 0x7f)
+            return text.toDouble(ok);
+        bytes[i] = static_cast<char>(unit);
+    }
+    double value = 0.0;
+    return parse(bytes, size, value) ? succeed(value, ok) : text.toDouble(ok);
+}
+
+double parseUtf8Number(const char *text, int size, bool *ok)
+{
+    double value = 0.0;
+    if (parse(text, size, value))
+        return succeed(value, ok);
+    return QString::fromUtf8(text, size).toDouble(ok);
+}
+
+} // namespace Utils
