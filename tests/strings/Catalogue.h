@@ -14,4 +14,12 @@ inline void resetCatalogue()
     state.productContext.clear();
     state.uiIndex.clear();
     state.translator = nullptr;
+    state.found.clear();
+}
+
+/// Puts \p text into the catalogue, under \p id of the table \p table, as if it had been loaded.
+inline void putText(const Data::String &table, const Data::String &id, const Data::String &text)
+{
+    Utils::stringTableState.tables[table].strings[id] = text;
+    Utils::stringTableState.found.clear();
 }

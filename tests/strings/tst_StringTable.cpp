@@ -1,6 +1,6 @@
 #include "utils/strings/StringTable.h"
 
-#include "tests/strings/Catalogue.h" // resetCatalogue
+#include "tests/strings/Catalogue.h" // putText, resetCatalogue
 #include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
 
 #include <QRandomGenerator>
@@ -8,12 +8,6 @@
 
 using Utils::StringTable;
 using Utils::stringTableState;
-
-/// Puts \p text into the catalogue under \p id of the table \p table.
-static void put(const char *table, const char *id, const char *text)
-{
-    stringTableState.tables[table].strings[id] = text;
-}
 
 /// The steps of a lookup in plain words, by QString::section().
 static Data::String slowLookup(const Data::String &key)
@@ -128,7 +122,7 @@ private Q_SLOTS:
 
     void answersTheToolkitOnceItIsSetUp()
     {
-        put(".Kelm.Widgets", ".ctx.undo", "Zurück");
+        putText(".Kelm.Widgets", ".ctx.undo", "Zurück");
         QCOMPARE(QCoreApplication::translate("QLineEdit", "&Undo"), QString("&Undo"));
 
         StringTable::initialize("de", "", "");
@@ -139,7 +133,7 @@ private Q_SLOTS:
 
     void givesAKeyItselfBeforeItIsSetUp()
     {
-        put(".Kelm.Utils", ".err.x", "text");
+        putText(".Kelm.Utils", ".err.x", "text");
 
         QCOMPARE(StringTable::lookup(Data::String(".Kelm.Utils.err.x")),
                  Data::String(".Kelm.Utils.err.x"));
@@ -197,16 +191,16 @@ private Q_SLOTS:
         QFETCH(Data::String, key);
         QFETCH(Data::String, text);
         StringTable::initialize("en", "", "");
-        put(".Kelm.Utils", ".err.x", "An error: %1 %2");
-        put(".Kelm.Utils", ".err.x.more", "More");
-        put(".Kelm.Utils", ".y", "y");
-        put(".Kelm.Utils", ".empty", "");
-        put(".Kelm.Utils", ".key", ".A.B.id");
-        put(".Kelm.Utils", ".größe", "Maß");
-        put(".A", ".id", "short");
-        put(".A", ".only", "only");
-        put(".A", ".B", "B");
-        put(".A.B", ".id", "long");
+        putText(".Kelm.Utils", ".err.x", "An error: %1 %2");
+        putText(".Kelm.Utils", ".err.x.more", "More");
+        putText(".Kelm.Utils", ".y", "y");
+        putText(".Kelm.Utils", ".empty", "");
+        putText(".Kelm.Utils", ".key", ".A.B.id");
+        putText(".Kelm.Utils", ".größe", "Maß");
+        putText(".A", ".id", "short");
+        putText(".A", ".only", "only");
+        putText(".A", ".B", "B");
+        putText(".A.B", ".id", "long");
 
         QCOMPARE(StringTable::lookup(key), text);
         if (!key.contains(QChar('\0')) && key.toUcs4().indexOf(0xfffd) < 0)
@@ -227,6 +221,7 @@ private Q_SLOTS:
         int resolved = 0;
         for (int round = 0; round < 300; ++round) {
             stringTableState.tables.clear();
+            stringTableState.found.clear();
             for (int i = random.bounded(8); i > 0; --i) {
                 auto &table = stringTableState.tables["." + randomText(6)];
                 for (int j = random.bounded(12); j > 0; --j) {
@@ -238,28 +233,49 @@ private Q_SLOTS:
                 const Data::String key = randomText(1) + randomText(9);
                 const Data::String text = StringTable::lookup(key);
                 QCOMPARE(text, slowLookup(key));
+                QCOMPARE(StringTable::lookup(key), text);
                 resolved += text.startsWith("text of ") ? 1 : 0;
             }
         }
         QVERIFY2(resolved > 500, qPrintable(QString::number(resolved)));
     }
 
+    void keepsNoViewOfAKey()
+    {
+        StringTable::initialize("en", "", "");
+        putText(".A", ".id", "text");
+        QString key = ".A.id";
+
+        const auto view = [&key] { return Data::String(QString::fromRawData(key.data(), 5)); };
+        QCOMPARE(StringTable::lookup(view()), Data::String("text"));
+        QCOMPARE(StringTable::lookupi(view(), 0), Data::String("text"));
+        key.fill('x');
+
+        QCOMPARE(StringTable::lookup(".A.id"), Data::String("text"));
+        QCOMPARE(StringTable::lookupi(".A.id", 0), Data::String("text"));
+        QCOMPARE(StringTable::lookup("xxxxx"), Data::String("xxxxx"));
+        QCOMPARE(StringTable::lookupi("xxxxx", 0), Data::String("xxxxx"));
+    }
+
     void bearsKeysOfAnySize()
     {
         StringTable::initialize("en", "", "");
-        put(".A", ".id", "text");
+        putText(".A", ".id", "text");
         const Data::String large("." + QString(10'000'000, 'x'));
         const Data::String many(QString(2'000, '.') + "A.id");
 
         QCOMPARE(StringTable::lookup(large), large);
         QCOMPARE(StringTable::lookup(".A" + large), large);
         QCOMPARE(StringTable::lookup(many), many);
+        QCOMPARE(StringTable::lookup(".A" + many), many);
+        const Data::String endless(".A" + QString(1'000'000, '.'));
+        QCOMPARE(StringTable::lookup(endless), Data::String(endless.mid(2)));
     }
 
     void takesATextForTheKeyThatItIs()
     {
         StringTable::initialize("en", "", "");
-        put(".A", ".id", "text");
+        putText(".A", ".id", "text");
 
         QCOMPARE(StringTable::lookup(".A.id"), Data::String("text"));
         QCOMPARE(StringTable::lookup(".A.id", nullptr), Data::String("text"));
@@ -270,7 +286,7 @@ private Q_SLOTS:
     void givesTheTextsOfAForm()
     {
         StringTable::initialize("en", "", "");
-        put(".A", ".title", "of the table");
+        putText(".A", ".title", "of the table");
         stringTableState.tables[".A"].uiStrings["Form"][".title"] = "of the form";
         stringTableState.uiIndex["Form"] = ".A";
 
@@ -313,8 +329,8 @@ private Q_SLOTS:
         QFETCH(Data::String, table);
         QFETCH(Data::String, text);
         StringTable::initialize("en", "", "");
-        put(".Kelm.Data", ".err.x", "in Data");
-        put(".Kelm.Data", ".x", "short");
+        putText(".Kelm.Data", ".err.x", "in Data");
+        putText(".Kelm.Data", ".x", "short");
 
         QCOMPARE(StringTable::lookupx(key, table), text);
     }
@@ -322,8 +338,8 @@ private Q_SLOTS:
     void givesAnItemOfAText()
     {
         StringTable::initialize("en", "", "");
-        put(".A", ".items", "one; two ;; four");
-        put(".A", ".lines", "one;two\nthree");
+        putText(".A", ".items", "one; two ;; four");
+        putText(".A", ".lines", "one;two\nthree");
 
         QCOMPARE(StringTable::lookupi(".A.items", 0), Data::String("one"));
         QCOMPARE(StringTable::lookupi(".A.items", 1), Data::String("two"));
@@ -343,10 +359,10 @@ private Q_SLOTS:
     void keepsTheItemsOfTheLastKey()
     {
         StringTable::initialize("en", "", "");
-        put(".A", ".kept", "a;b|c");
+        putText(".A", ".kept", "a;b|c");
         QCOMPARE(StringTable::lookupi(".A.kept", 0), Data::String("a"));
 
-        put(".A", ".kept", "new");
+        putText(".A", ".kept", "new");
         QCOMPARE(StringTable::lookupi(".A.kept", 1, '|'), Data::String("b|c"));
         QCOMPARE(StringTable::lookupi(".A.other", 0), Data::String(".other"));
         QCOMPARE(StringTable::lookupi(".A.kept", 0), Data::String("new"));
@@ -354,7 +370,7 @@ private Q_SLOTS:
 
     void keepsTheItemsOfAKeyWhileItIsSetUp()
     {
-        put(".A", ".early", "text");
+        putText(".A", ".early", "text");
         QCOMPARE(StringTable::lookupi(".A.early", 0), Data::String(".A.early"));
 
         StringTable::initialize("en", "", "");

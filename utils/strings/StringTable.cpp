@@ -5,19 +5,59 @@
 
 #include <QStringList>
 
+#include <algorithm>
+
 namespace Utils {
 
 static const QLatin1Char dot('.');
 
-StringTableKey splitStringTableKey(const Data::String &key)
+/// A text of its own, also when \p text is a view of somebody else's.
+static Data::String copyOf(const QString &text) { return QString(text.constData(), text.size()); }
+
+/// How many characters \p a and \p b have in common in front.
+static int commonLength(const QString &a, const QString &b)
 {
-    const int last = key.count(dot) - 1;
-    for (int i = 0; i < last; ++i) {
-        const Data::String table = key.section(dot, 0, -2 - i);
-        if (stringTableState.tables.contains(table))
-            return {table, key.mid(table.size())};
+    const int most = qMin(a.size(), b.size());
+    return int(std::mismatch(a.begin(), a.begin() + most, b.begin()).first - a.begin());
+}
+
+StringTableKey::StringTableKey(const Data::String &key) : m_key(key)
+{
+    if (!StringTableState::alive || stringTableState.language.isEmpty() || !key.startsWith(dot))
+        return;
+
+    // Parts of the key are searched where they stand in it, as copies would cost as much as the
+    // search. Of all names up to the one that is looked for, those that it starts with are the
+    // last, but for others that share a part with it: no name longer than that part is worth a
+    // search.
+    QMap<Data::String, StringTable::Table> &tables = stringTableState.tables;
+    int length = key.lastIndexOf(dot);
+    Data::String part(QString::fromRawData(key.constData(), length));
+    while (length > 0) {
+        part.truncate(length);
+        auto table = tables.upperBound(part);
+        if (table == tables.begin())
+            return;
+        --table;
+        const Data::String &name = table.key();
+        if (!name.isEmpty() && part.startsWith(name) && key[name.size()] == dot) {
+            m_table = &*table;
+            m_id = std::move(part);
+            m_id.setRawData(key.constData() + name.size(), uint(key.size() - name.size()));
+            return;
+        }
+        length = key.lastIndexOf(dot, commonLength(name, part));
     }
-    return {};
+}
+
+Data::String StringTableKey::name() const { return m_key.left(m_key.size() - m_id.size()); }
+
+Data::String StringTableKey::id() const { return copyOf(m_id); }
+
+const Data::String *StringTableKey::textIn(const TextsById &texts) const
+{
+    const auto text = texts.constFind(m_id);
+    return text == texts.constEnd() ? nullptr : &*text;
 }
 
 void StringTable::initialize(const Data::String &language, const Data::String &contexts,
@@ -41,13 +81,21 @@ void StringTable::initialize(const Data::String &language, const Data::String &c
 
 Data::String StringTable::lookup(const Data::String &key)
 {
-    if (!StringTableState::alive || stringTableState.language.isEmpty() || !key.startsWith(dot))
+    if (!StringTableState::alive)
         return key;
+    QHash<Data::String, Data::String> &found = stringTableState.found;
+    const auto known = found.constFind(key);
+    if (known != found.constEnd())
+        return *known;
 
-    const StringTableKey found = splitStringTableKey(key);
-    if (found.table.isEmpty())
+    const StringTableKey parts(key);
+    if (!parts.table())
         return key;
-    return stringTableState.tables[found.table].strings.value(found.id, found.id);
+    const Data::String *const text = parts.textIn(parts.table()->strings);
+    if (!text)
+        return parts.id();
+    found.insert(copyOf(key), *text);
+    return *text;
 }
 
 Data::String StringTable::lookup(const char *text, const char *uiName)
@@ -74,7 +122,7 @@ Data::String StringTable::lookupi(const Data::String &key, int index, char separ
     static auto &last = *new Items;
 
     if (last.key != key)
-        last = {key, lookup(key).split(QLatin1Char(separator))};
+        last = {copyOf(key), lookup(key).split(QLatin1Char(separator))};
     return last.items.value(index).trimmed();
 }
 

@@ -3,6 +3,7 @@
 #include "data/String.h"
 #include "utils/strings/StringTable.h"
 
+#include <QHash>
 #include <QMap>
 
 namespace Utils {
@@ -29,19 +30,34 @@ struct StringTableState
     Data::String productContext;                   // one more name
     QMap<Data::String, Data::String> uiIndex;      // name of a form => key of its table
     Translator *translator = nullptr;              // never deleted: the application may know it
+    QHash<Data::String, Data::String> found;       // key => text, of what tables was asked for
     static bool alive; // a plain bool, so that what dies later may still ask
 };
 extern StringTableState stringTableState;
 
-/// A key, taken apart.
-struct StringTableKey
+/// A key beside the loaded table with the longest name that it starts with, component by component.
+class StringTableKey
 {
-    Data::String table; // "" when no loaded table is that of the key
-    Data::String id;
-};
+public:
+    /// \p key must outlive the object.
+    explicit StringTableKey(const Data::String &key);
 
-/// Looks for the loaded table with the longest name that \p key starts with, component by
-/// component.
-StringTableKey splitStringTableKey(const Data::String &key);
+    /// Null when there is none, and as long as there is no catalogue.
+    StringTable::Table *table() const { return m_table; }
+
+    /// The name of the table, with a "." in front.
+    Data::String name() const;
+
+    /// What is left of the key.
+    Data::String id() const;
+
+    /// The text of the id, or null when there is none.
+    const Data::String *textIn(const TextsById &texts) const;
+
+private:
+    const Data::String &m_key;
+    StringTable::Table *m_table = nullptr;
+    Data::String m_id; // a view of the end of the key
+};
 
 } // namespace Utils
