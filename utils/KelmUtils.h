@@ -36,3 +36,4 @@
 #include "utils/strings/Translator.h"
 #include "utils/tagfile/TagFile.h"
 #include "utils/text/DateTime.h"
+#include "utils/text/List.h"

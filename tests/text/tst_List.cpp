@@ -1,0 +1,975 @@
+#include "utils/text/List.h"
+
+#include "tests/support/Print.h"
+
+#include <QtTest>
+
+#include <algorithm>
+#include <climits>
+#include <limits>
+#include <numeric>
+#include <random>
+
+using Data::String;
+using Utils::List;
+
+using Numbers = QList<int>;
+
+static const double notANumber = std::numeric_limits<double>::quiet_NaN();
+static const double infinity = std::numeric_limits<double>::infinity();
+
+static Numbers backwards(Numbers list)
+{
+    std::reverse(list.begin(), list.end());
+    return list;
+}
+
+/// 0, 1, 2 and so on.
+static Numbers counted(int size)
+{
+    Numbers list;
+    for (int i = 0; i < size; ++i)
+        list.append(i);
+    return list;
+}
+
+/// \p text with a double quote for each single one.
+static QString quoted(const char *text) { return QString(text).replace('\'', '"'); }
+
+// The operations written word for word, however slow.
+namespace Plainly {
+
+struct Item
+{
+    int position;
+    double value;
+    QString text;
+    bool caseSensitive;
+};
+
+static bool isBefore(const Item &a, const Item &b)
+{
+    if (a.text.isEmpty())
+        return a.value == b.value ? a.position < b.position : a.value < b.value;
+    if (a.text == b.text)
+        return a.position < b.position;
+    return QString::compare(a.text, b.text,
+                            a.caseSensitive ? Qt::CaseSensitive : Qt::CaseInsensitive) < 0;
+}
+
+static void quickSort(QVector<Item> &items, int start, int end)
+{
+    const int span = end - start;
+    if (span < 2)
+        return;
+    const int last = end - 1;
+    if (isBefore(items[last], items[start]))
+        std::swap(items[last], items[start]);
+    if (span == 2)
+        return;
+    const int middle = start + span / 2;
+    if (isBefore(items[middle], items[start]))
+        std::swap(items[middle], items[start]);
+    if (isBefore(items[last], items[middle]))
+        std::swap(items[last], items[middle]);
+    if (span == 3)
+        return;
+
+    std::swap(items[middle], items[last]);
+    int low = start;
+    int high = last - 1;
+    while (low < high) {
+        while (low < high && isBefore(items[low], items[last]))
+            ++low;
+        while (low < high && isBefore(items[last], items[high]))
+            --high;
+        if (low == high)
+            break;
+        std::swap(items[low], items[high]);
+        ++low;
+        --high;
+    }
+    if (isBefore(items[low], items[last]))
+        ++low;
+    std::swap(items[last], items[low]);
+    quickSort(items, start, low);
+    quickSort(items, low + 1, end);
+}
+
+static Numbers sorted(QVector<Item> items, bool ascending)
+{
+    quickSort(items, 0, items.size());
+    Numbers positions;
+    for (const Item &item : items)
+        positions.append(item.position);
+    return ascending ? positions : backwards(positions);
+}
+
+template <typename Values>
+static Numbers indexSort(const Values &values, bool ascending)
+{
+    QVector<Item> items;
+    for (const double value : values)
+        items.append({items.size(), value, QString(), false});
+    return sorted(items, ascending);
+}
+
+static Numbers indexSort(const QStringList &values, bool ascending, bool caseSensitive)
+{
+    QVector<Item> items;
+    for (const QString &text : values)
+        items.append({items.size(), 0.0, text, caseSensitive});
+    return sorted(items, ascending);
+}
+
+static QString joinIndexList(const Numbers &list, const QString &separator)
+{
+    QString text;
+    for (int i = 0; i < list.size(); ++i) {
+        if (i == 0) {
+            text = QString::number(list[i]);
+        } else if (list[i] == list[i - 1] + 1LL) {
+            if (!text.endsWith('-'))
+                text += "-";
+        } else {
+            if (text.endsWith('-') && list[i - 1] != 0)
+                text += QString::number(list[i - 1]);
+            text += separator + QString::number(list[i]);
+        }
+    }
+    if (text.endsWith('-') && list.last() != 0)
+        text += QString::number(list.last());
+    return text;
+}
+
+static Numbers splitIndexList(const QString &text, const QString &separator)
+{
+    Numbers list;
+    for (const QString &piece : text.split(separator, Qt::SkipEmptyParts)) {
+        const bool isRange = piece.contains('-');
+        bool startParses = false;
+        bool endParses = false;
+        const int start = piece.section('-', 0, 0).toInt(&startParses);
+        const int end = (isRange ? piece.section('-', 1) : piece).toInt(&endParses);
+        for (qint64 number = start; startParses && endParses && number <= end; ++number)
+            list.append(static_cast<int>(number));
+    }
+    return list;
+}
+
+static QString safeJoin(const QStringList &list, const QString &separator)
+{
+    QStringList items = list;
+    for (QString &item : items) {
+        item.replace("\"", "\"\"");
+        if (item.contains(separator))
+            item = "\"" + item + "\"";
+    }
+    return items.join(separator);
+}
+
+static QStringList safeSplit(const QString &text, const QString &separator, bool backslashQuotes)
+{
+    if (separator.isEmpty())
+        return {QString(text).replace("\"\"", "\"")};
+    QStringList pieces = text.split(separator, Qt::KeepEmptyParts);
+    for (int i = 0; i < pieces.size(); ++i) {
+        if (pieces[i].startsWith('"') && (pieces[i] == "\"" || !pieces[i].endsWith('"'))) {
+            pieces[i].remove(0, 1);
+            while (i + 1 < pieces.size()) {
+                const QString taken = pieces.takeAt(i + 1);
+                pieces[i] += separator + taken;
+                if (taken.endsWith('"') && (taken == "\"" || !taken.startsWith('"'))) {
+                    pieces[i].chop(1);
+                    break;
+                }
+            }
+        }
+        pieces[i].replace("\"\"", "\"");
+        if (backslashQuotes && pieces[i].startsWith("\\\"") && pieces[i].endsWith("\\\"")) {
+            pieces[i].replace(0, 2, "\"");
+            if (pieces[i].endsWith("\\\""))
+                pieces[i].replace(pieces[i].size() - 2, 2, "\"");
+        }
+    }
+    return pieces;
+}
+
+static Numbers mergeIndexList(const Numbers &a, const Numbers &b)
+{
+    if (a.isEmpty() || b.isEmpty())
+        return a.isEmpty() ? b : a;
+    Numbers result;
+    for (const int x : a)
+        result.append(b.contains(x) ? x : -x);
+    for (const int y : b) {
+        if (!result.contains(y))
+            result.append(-y);
+    }
+    return result;
+}
+
+static Numbers applyIndexList(const Numbers &selection, const Numbers &merged)
+{
+    Numbers result;
+    for (const int x : selection) {
+        if (x >= 1 && (merged.contains(x) || merged.contains(-x)))
+            result.append(x);
+    }
+    for (const int y : merged) {
+        if (y >= 1 && !result.contains(y))
+            result.append(y);
+    }
+    return result;
+}
+
+static void mergeSort(const Numbers &from, Numbers &into)
+{
+    if (into.isEmpty()) {
+        into = from;
+        return;
+    }
+    for (int i = 0; i < from.size(); ++i) {
+        if (into.contains(from[i]))
+            continue;
+        int place = -1;
+        for (int j = i + 1; j < from.size() && place < 0; ++j)
+            place = into.indexOf(from[j]);
+        for (int j = 0; j < into.size() && place < 0; ++j)
+            place = into[j] > from[i] ? j : -1;
+        into.insert(place < 0 ? into.size() : place, from[i]);
+    }
+}
+
+} // namespace Plainly
+
+/// Random values, the same in each run.
+class Random
+{
+public:
+    explicit Random(unsigned int seed) : m_engine(seed) {}
+
+    /// From 0 to \p limit - 1.
+    int below(int limit) { return static_cast<int>(m_engine() % static_cast<unsigned int>(limit)); }
+
+    int from(int low, int high) { return low + below(high - low + 1); }
+
+    Numbers numbers(int size, int low, int high)
+    {
+        Numbers list;
+        while (list.size() < size)
+            list.append(from(low, high));
+        return list;
+    }
+
+    QString text(const QString &alphabet, int longest)
+    {
+        QString result;
+        for (int size = below(longest + 1); size > 0; --size)
+            result += alphabet[below(alphabet.size())];
+        return result;
+    }
+
+    QStringList texts(int size, const QString &alphabet, int longest)
+    {
+        QStringList list;
+        while (list.size() < size)
+            list.append(text(alphabet, longest));
+        return list;
+    }
+
+private:
+    std::mt19937 m_engine;
+};
+
+class tst_List : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void sortsNumbers_data()
+    {
+        QTest::addColumn<QList<double>>("values");
+        QTest::addColumn<Numbers>("ascending");
+
+        using Values = QList<double>;
+        QTest::newRow("nothing") << Values() << Numbers();
+        QTest::newRow("one") << Values{7.0} << Numbers{0};
+        QTest::newRow("two") << Values{2.0, 1.0} << Numbers{1, 0};
+        QTest::newRow("three") << Values{3.0, 1.0, 2.0} << Numbers{1, 2, 0};
+        QTest::newRow("equal") << Values{5.0, 5.0, 5.0} << Numbers{0, 1, 2};
+        QTest::newRow("signs") << Values{1.0, -1.0, 0.0, -2.0} << Numbers{3, 1, 2, 0};
+        QTest::newRow("zeros of both signs are equal")
+            << Values{0.0, -0.0, -1.0, 0.0, -0.0} << Numbers{2, 0, 1, 3, 4};
+        QTest::newRow("the ends of the scale")
+            << Values{infinity, 1e300, -infinity, 5e-324, -5e-324, 1.7976931348623157e308, 0.0}
+            << Numbers{2, 4, 6, 3, 1, 5, 0};
+        QTest::newRow("many") << Values{5, 3, 8, 1, 9, 2, 7} << Numbers{3, 5, 1, 0, 6, 2, 4};
+        QTest::newRow("many, equal pairs") << Values{2, 1, 2, 1, 3, 3} << Numbers{1, 3, 0, 2, 4, 5};
+    }
+
+    void sortsNumbers()
+    {
+        QFETCH(QList<double>, values);
+        QFETCH(Numbers, ascending);
+
+        QCOMPARE(List::indexSort(values, true), ascending);
+        QCOMPARE(List::indexSort(values, false), backwards(ascending));
+        QCOMPARE(List::indexSort(values.toVector(), true), ascending);
+        QCOMPARE(List::indexSort(values.toVector(), false), backwards(ascending));
+    }
+
+    void sortsIntegers_data()
+    {
+        QTest::addColumn<Numbers>("values");
+        QTest::addColumn<Numbers>("ascending");
+
+        QTest::newRow("nothing") << Numbers() << Numbers();
+        QTest::newRow("three") << Numbers{3, 1, 2} << Numbers{1, 2, 0};
+        QTest::newRow("equal") << Numbers{5, 5, 5} << Numbers{0, 1, 2};
+        QTest::newRow("the ends of the scale")
+            << Numbers{INT_MAX, INT_MIN, -1, 0, 1, INT_MIN, INT_MAX - 1}
+            << Numbers{1, 5, 2, 3, 4, 6, 0};
+    }
+
+    void sortsIntegers()
+    {
+        QFETCH(Numbers, values);
+        QFETCH(Numbers, ascending);
+
+        QCOMPARE(List::indexSort(values, true), ascending);
+        QCOMPARE(List::indexSort(values, false), backwards(ascending));
+    }
+
+    void sortsTexts_data()
+    {
+        QTest::addColumn<QStringList>("values");
+        QTest::addColumn<Numbers>("caseSensitive");
+        QTest::addColumn<Numbers>("caseIgnored");
+
+        const auto row = [](const char *name, const QStringList &values) -> QTestData & {
+            return QTest::newRow(name) << values;
+        };
+        row("nothing", {}) << Numbers() << Numbers();
+        row("one", {"a"}) << Numbers{0} << Numbers{0};
+        row("words", {"pear", "apple", "fig"}) << Numbers{1, 2, 0} << Numbers{1, 2, 0};
+        row("equal", {"a", "a", "a"}) << Numbers{0, 1, 2} << Numbers{0, 1, 2};
+        row("case", {"b", "C", "a"}) << Numbers{1, 2, 0} << Numbers{2, 0, 1};
+        row("a beginning first", {"abcde", "abc", "abcd"}) << Numbers{1, 2, 0} << Numbers{1, 2, 0};
+        row("zero characters count", {QString(2, QChar(0)), QString(1, QChar(0)), "a"})
+            << Numbers{1, 0, 2} << Numbers{1, 0, 2};
+        row("by code unit", {QString(QChar(0xffff)), QString::fromUtf8("\xf0\x90\x80\x80"), "z"})
+            << Numbers{2, 1, 0} << Numbers{2, 1, 0};
+        row("by character where case is ignored",
+            {QString::fromUtf8("\xf0\x90\x90\x80"), QString(QChar(0xd801)) + QChar(0xffff)})
+            << Numbers{0, 1} << Numbers{1, 0};
+        row("pairs fold",
+            {QString::fromUtf8("\xf0\x90\x90\x81"), // their small letter is A9
+             QString::fromUtf8("\xf0\x90\x90\xa8"), QString::fromUtf8("\xf0\x90\x90\x81")})
+            << Numbers{0, 2, 1} << Numbers{1, 0, 2};
+        row("umlauts fold", {QString::fromUtf8("\xc3\x9c"),
+                             QString::fromUtf8("\xc3\xbc"
+                                               "a"),
+                             QString::fromUtf8("\xc3\x9c")})
+            << Numbers{0, 2, 1} << Numbers{0, 2, 1};
+
+        // An empty text comes before whatever stands behind it, but not behind anything.
+        row("empty last", {"b", ""}) << Numbers{0, 1} << Numbers{0, 1};
+        row("empty first", {"", "b"}) << Numbers{0, 1} << Numbers{0, 1};
+        row("empty between", {"b", "", "a"}) << Numbers{1, 2, 0} << Numbers{1, 2, 0};
+        row("two empty", {"c", "", "b", "", "a"})
+            << Numbers{1, 3, 4, 2, 0} << Numbers{1, 3, 4, 2, 0};
+        row("all empty", {"", QString(), ""}) << Numbers{0, 1, 2} << Numbers{0, 1, 2};
+    }
+
+    void sortsTexts()
+    {
+        QFETCH(QStringList, values);
+        QFETCH(Numbers, caseSensitive);
+        QFETCH(Numbers, caseIgnored);
+
+        QCOMPARE(List::indexSort(values, true, /*caseSensitive=*/true), caseSensitive);
+        QCOMPARE(List::indexSort(values, false, /*caseSensitive=*/true), backwards(caseSensitive));
+        QCOMPARE(List::indexSort(values, true, /*caseSensitive=*/false), caseIgnored);
+        QCOMPARE(List::indexSort(values, false, /*caseSensitive=*/false), backwards(caseIgnored));
+    }
+
+    void leavesWhatHasNoOrderAsItFallsOut()
+    {
+        // None of the comparisons holds, so that both halves are turned around.
+        const QList<double> none = {notANumber, notANumber, notANumber, notANumber, notANumber};
+        const QList<double> some = {3.0, notANumber, 1.0, 2.0};
+        const QStringList cases = {"a", "A", "a", "A", "b", "B"};
+
+        QCOMPARE(List::indexSort(none, true), Plainly::indexSort(none, true));
+        QVERIFY(List::indexSort(none, true) != counted(none.size()));
+        QCOMPARE(List::indexSort(some, true), Plainly::indexSort(some, true));
+        QCOMPARE(List::indexSort(cases, true, false), Plainly::indexSort(cases, true, false));
+    }
+
+    void sortsAsTheStandardSort()
+    {
+        Random random(1);
+        for (int round = 0; round < 300; ++round) {
+            QList<double> values;
+            const int size = random.below(60);
+            while (values.size() < size)
+                values.append(random.from(-9, 9) / 4.0 * (random.below(3) == 0 ? 1e200 : 1.0));
+            Numbers expected = counted(size);
+            std::stable_sort(expected.begin(), expected.end(),
+                             [&](int a, int b) { return values[a] < values[b]; });
+
+            QCOMPARE(List::indexSort(values, true), expected);
+            QCOMPARE(List::indexSort(values, false), backwards(expected));
+        }
+    }
+
+    void sortsTextsAsTheStandardSort()
+    {
+        Random random(2);
+        for (int round = 0; round < 300; ++round) {
+            QStringList values = random.texts(random.below(60), "abAB\u00e4", 7);
+            for (QString &value : values)
+                value.prepend("value "); // so that none is empty
+            Numbers expected = counted(values.size());
+            std::stable_sort(expected.begin(), expected.end(),
+                             [&](int a, int b) { return values[a] < values[b]; });
+
+            QCOMPARE(List::indexSort(values, true, /*caseSensitive=*/true), expected);
+        }
+    }
+
+    void joinsNumbers_data()
+    {
+        QTest::addColumn<Numbers>("list");
+        QTest::addColumn<QString>("text");
+
+        // clang-format off
+        QTest::newRow("nothing")             << Numbers() << "";
+        QTest::newRow("one")                 << Numbers{5} << "5";
+        QTest::newRow("two in a row")        << Numbers{1, 2} << "1-2";
+        QTest::newRow("a gap")               << Numbers{1, 3} << "1,3";
+        QTest::newRow("twice the same")      << Numbers{2, 2} << "2,2";
+        QTest::newRow("several")             << Numbers{1, 2, 3, 7, 9, 10} << "1-3,7,9-10";
+        QTest::newRow("downwards")           << Numbers{3, 2, 1} << "3,2,1";
+        QTest::newRow("two runs")            << Numbers{1, 2, 1, 2} << "1-2,1-2";
+        QTest::newRow("from 0")              << Numbers{0, 1, 2} << "0-2";
+        QTest::newRow("open at 0")           << Numbers{-1, 0} << "-1-";
+        QTest::newRow("open at 0, then on")  << Numbers{-1, 0, 5} << "-1-,5";
+        QTest::newRow("through 0")           << Numbers{-1, 0, 1} << "-1-1";
+        QTest::newRow("negative")            << Numbers{-3, -2, 4} << "-3--2,4";
+        QTest::newRow("0 alone")             << Numbers{0, 0, 4} << "0,0,4";
+        QTest::newRow("around the scale")    << Numbers{INT_MAX - 1, INT_MAX, INT_MIN, INT_MIN + 1}
+                                             << "2147483646-2147483647,-2147483648--2147483647";
+        // clang-format on
+    }
+
+    void joinsNumbers()
+    {
+        QFETCH(Numbers, list);
+        QFETCH(QString, text);
+
+        QCOMPARE(List::joinIndexList(list, ","), String(text));
+    }
+
+    void joinsNumbersWithAnySeparator()
+    {
+        const Numbers list = {1, 2, 3, 7};
+
+        QCOMPARE(List::joinIndexList(list, "; "), String("1-3; 7"));
+        QCOMPARE(List::joinIndexList(list, "-"), String("1-3-7"));
+        QCOMPARE(List::joinIndexList(list, "\xe2\x82\xac"), String("1-3\xe2\x82\xac"
+                                                                   "7"));
+        QCOMPARE(List::joinIndexList(list, ""), String("1-37"));
+        QCOMPARE(List::joinIndexList(list, nullptr), String("1-37"));
+    }
+
+    void splitsNumbers_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<Numbers>("list");
+
+        // clang-format off
+        QTest::newRow("nothing")               << "" << Numbers();
+        QTest::newRow("one")                   << "5" << Numbers{5};
+        QTest::newRow("several")               << "1-3,7,9-10" << Numbers{1, 2, 3, 7, 9, 10};
+        QTest::newRow("order and duplicates")  << "9,1-2,1,9" << Numbers{9, 1, 2, 1, 9};
+        QTest::newRow("a range of one")        << "4-4" << Numbers{4};
+        QTest::newRow("a range downwards")     << "3-1" << Numbers();
+        QTest::newRow("no number")             << "a,2,,1.5,0x10" << Numbers{2};
+        QTest::newRow("no end")                << "1-x,1-,2" << Numbers{2};
+        QTest::newRow("no start")              << "x-1,-1,2" << Numbers{2};
+        QTest::newRow("only a sign")           << "-,--,---" << Numbers();
+        QTest::newRow("two signs")             << "1-2-3,2" << Numbers{2};
+        QTest::newRow("a negative end")        << "1--3,2" << Numbers{2};
+        QTest::newRow("negative")              << "-5" << Numbers();
+        QTest::newRow("blanks and plus")       << " 1 - +3 , +7 " << Numbers{1, 2, 3, 7};
+        QTest::newRow("no other separator")    << "1;2,3" << Numbers{3};
+        QTest::newRow("from 0")                << "0-2" << Numbers{0, 1, 2};
+        QTest::newRow("the last number")       << "2147483646-2147483647" << Numbers{INT_MAX - 1, INT_MAX};
+        QTest::newRow("beyond the last")       << "2147483648,1-2147483648,3" << Numbers{3};
+        // clang-format on
+    }
+
+    void splitsNumbers()
+    {
+        QFETCH(QString, text);
+        QFETCH(Numbers, list);
+
+        QCOMPARE(List::splitIndexList(text, ","), list);
+    }
+
+    void splitsNumbersWithAnySeparator()
+    {
+        QCOMPARE(List::splitIndexList("1-3; 7", "; "), (Numbers{1, 2, 3, 7}));
+        QCOMPARE(List::splitIndexList("1-3-7", "-"), (Numbers{1, 3, 7}));
+        QCOMPARE(List::splitIndexList("1\xe2\x82\xac"
+                                      "7",
+                                      "\xe2\x82\xac"),
+                 (Numbers{1, 7}));
+        QCOMPARE(List::splitIndexList("1-37", ""), (Numbers{1, 3, 7}));
+        QCOMPARE(List::splitIndexList("1-37", nullptr), (Numbers{1, 3, 7}));
+    }
+
+    void passesOverRangesThatNoListShouldHold()
+    {
+        QCOMPARE(List::splitIndexList("1-2147483647,7", ","), Numbers{7});
+        QCOMPARE(List::splitIndexList("7,1-100000000,8-9", ","), (Numbers{7, 8, 9}));
+        QCOMPARE(List::splitIndexList("0-100000000,7", ","), Numbers{7});
+    }
+
+    void keepsRangesUpToTheLimit()
+    {
+        const Numbers list = List::splitIndexList("2-100000000,7,8", ",");
+
+        QCOMPARE(list.size(), 100000000);
+        QCOMPARE(list.first(), 2);
+        QCOMPARE(list[99999998], 100000000);
+        QCOMPARE(list.last(), 7);
+    }
+
+    void getsPositiveNumbersBack()
+    {
+        Random random(3);
+        for (int round = 0; round < 500; ++round) {
+            Numbers list = random.numbers(random.below(30), 1, 20);
+            if (round % 2 == 0)
+                std::sort(list.begin(), list.end());
+
+            const String text = List::joinIndexList(list, ",");
+
+            QCOMPARE(text, String(Plainly::joinIndexList(list, ",")));
+            QCOMPARE(List::splitIndexList(text, ","), list);
+        }
+    }
+
+    void losesNumbersBelow1AsTold()
+    {
+        Random random(4);
+        int lost = 0;
+        for (int round = 0; round < 500; ++round) {
+            const Numbers list = random.numbers(random.below(12), -3, 3);
+
+            const String text = List::joinIndexList(list, ",");
+
+            QCOMPARE(text, String(Plainly::joinIndexList(list, ",")));
+            const Numbers read = List::splitIndexList(text, ",");
+            QCOMPARE(read, Plainly::splitIndexList(text, ","));
+            lost += read != list;
+        }
+        QVERIFY(lost > 300);
+    }
+
+    void readsAnyNumbers()
+    {
+        Random random(5);
+        for (int round = 0; round < 2000; ++round) {
+            const QString text = random.text("0123--,, +x", 20);
+            for (const char *separator : {",", "-", "", ",,"})
+                QCOMPARE(List::splitIndexList(text, separator),
+                         Plainly::splitIndexList(text, separator));
+        }
+    }
+
+    void joinsItems_data()
+    {
+        QTest::addColumn<QStringList>("list");
+        QTest::addColumn<QString>("separator");
+        QTest::addColumn<QString>("text");
+
+        const auto row = [](const char *name, const QStringList &list) -> QTestData & {
+            return QTest::newRow(name) << list;
+        };
+        // clang-format off
+        row("nothing", {})                       << "," << "";
+        row("an empty item", {""})               << "," << "";
+        row("two empty items", {"", ""})         << "," << ",";
+        row("plain", {"a", "b", "c"})            << "," << "a,b,c";
+        row("a separator", {"a,b", "c"})         << "," << quoted("'a,b',c");
+        row("the separator alone", {",", "c"})   << "," << quoted("',',c");
+        row("quotes", {quoted("say 'a'"), "c"})       << "," << quoted("say ''a'',c");
+        row("quotes and a separator", {quoted("'a',")}) << "," << quoted("'''a'','");
+        row("a quote in front", {quoted("'ab"), "c"}) << "," << quoted("''ab,c");
+        row("a long separator", {"a", "b::c", "d:"}) << "::" << quoted("a::'b::c'::d:");
+        row("two quotes as separator", {quoted("a'b"), "c"}) << quoted("''") << quoted("'a''b'''c");
+        row("no separator", {"a", "", quoted("b'")})  << "" << quoted("'a''''b'''");
+        // clang-format on
+    }
+
+    void joinsItems()
+    {
+        QFETCH(QStringList, list);
+        QFETCH(QString, separator);
+        QFETCH(QString, text);
+
+        QCOMPARE(List::safeJoin(list, separator), text);
+        QCOMPARE(Plainly::safeJoin(list, separator), text);
+    }
+
+    void splitsItems_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QStringList>("items");
+
+        const auto row = [](const char *name, const QString &text, const QStringList &items) {
+            QTest::newRow(name) << text << items;
+        };
+        // clang-format off
+        row("nothing", "", {""});
+        row("plain", "a,b", {"a", "b"});
+        row("an empty item", "a,,b", {"a", "", "b"});
+        row("empty at the ends", ",a,", {"", "a", ""});
+        row("quoted", quoted("'a,b',c"), {"a,b", "c"});
+        row("quoted, several separators", quoted("x,'a,,b,',c"), {"x", "a,,b,", "c"});
+        row("quoted at the end", quoted("c,'a,b'"), {"c", "a,b"});
+        row("outer quotes", quoted("'a',b"), {quoted("'a'"), "b"});
+        row("outer quotes, doubled ones", quoted("'a''b',c"), {quoted("'a'b'"), "c"});
+        row("doubled quotes", quoted("say ''a'',b"), {quoted("say 'a'"), "b"});
+        row("doubled quotes in a quoted item", quoted("'x''y,b''c',d"), {quoted("x'y,b'c"), "d"});
+        row("three quotes", quoted("a'''b,c"), {quoted("a''b"), "c"});
+        row("never closed", quoted("x,'a,b,c"), {"x", "a,b,c"});
+        row("never closed, with doubled quotes", quoted("'a,b''c,d"), {quoted("a,b'c,d")});
+        row("a lone quote opens", quoted("',a',b"), {",a", "b"});
+        row("a lone quote closes", quoted("'a,',b"), {"a,", "b"});
+        row("two lone quotes", quoted("',',b"), {",", "b"});
+        row("a lone quote at the end", quoted("a,'"), {"a", ""});
+        row("a quote alone", quoted("'"), {""});
+        row("two quotes alone", quoted("'',b"), {quoted("'"), "b"});
+        row("a wrapped piece does not close", quoted("'a,'b',c',d"), {quoted("a,'b',c"), "d"});
+        row("two quotes do not close", quoted("'a,'',b',c"), {quoted("a,',b"), "c"});
+        row("closed only once", quoted("'a,b',c',d"), {"a,b", quoted("c'"), "d"});
+        row("an end without a beginning", quoted("a,b',c"), {"a", quoted("b'"), "c"});
+        row("a beginning takes in what follows", quoted("''ab,c,d"), {quoted("'ab,c,d")});
+        row("a beginning takes in up to an end", quoted("''ab,c',d"), {quoted("'ab,c"), "d"});
+        row("a quote behind a separator", quoted("'a,''b',c"), {quoted("a,'b',c")});
+        row("a quote before a separator", quoted("'a'',b',c"), {quoted("'a'"), quoted("b'"), "c"});
+        // clang-format on
+    }
+
+    void splitsItems()
+    {
+        QFETCH(QString, text);
+        QFETCH(QStringList, items);
+
+        QCOMPARE(List::safeSplit(text, ",", /*backslashQuotes=*/false), items);
+        QCOMPARE(List::safeSplit(text, ",", /*backslashQuotes=*/true), items);
+        QCOMPARE(Plainly::safeSplit(text, ",", false), items);
+    }
+
+    void splitsItemsWithALongSeparator()
+    {
+        const QStringList items = {"a::b", "c:", ":d", "e"};
+
+        QCOMPARE(List::safeSplit(quoted("'a::b'::c::::d::e"), "::", false),
+                 (QStringList{"a::b", "c", "", "d", "e"}));
+        QCOMPARE(List::safeSplit(List::safeJoin({"a::b", "c:", "e"}, "::"), "::", false),
+                 (QStringList{"a::b", "c", ":e"})); // the first of the two places
+        QCOMPARE(List::safeSplit("aaaaa", "aa", false), (QStringList{"", "", "a"}));
+    }
+
+    void makesDoubledQuotesSingleWithoutASeparator()
+    {
+        const QString text = quoted("'a'',b''''\\''c\\'");
+
+        QCOMPARE(List::safeSplit(text, "", false), QStringList{quoted("'a',b''\\'c\\'")});
+        QCOMPARE(List::safeSplit(text, QString(), true), QStringList{quoted("'a',b''\\'c\\'")});
+        QCOMPARE(List::safeSplit("", "", true), QStringList{""});
+    }
+
+    void readsQuotesWithBackslashes_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QStringList>("items");
+
+        // clang-format off
+        QTest::newRow("both ends")     << quoted("\\'a\\',b") << QStringList{quoted("'a'"), "b"};
+        QTest::newRow("inside")        << quoted("\\'a\\'b\\'") << QStringList{quoted("'a\\'b'")};
+        QTest::newRow("both and none between") << quoted("\\'\\',b") << QStringList{quoted("''"), "b"};
+        QTest::newRow("one is both")   << quoted("\\',b") << QStringList{quoted("'"), "b"};
+        QTest::newRow("doubled first") << quoted("\\''a\\'',b") << QStringList{quoted("'a'"), "b"};
+        QTest::newRow("in a quoted item") << quoted("'\\'a,b\\'',c") << QStringList{quoted("'a,b'"), "c"};
+        // clang-format on
+    }
+
+    void readsQuotesWithBackslashes()
+    {
+        QFETCH(QString, text);
+        QFETCH(QStringList, items);
+
+        QCOMPARE(List::safeSplit(text, ",", /*backslashQuotes=*/true), items);
+        QVERIFY(List::safeSplit(text, ",", /*backslashQuotes=*/false) != items);
+    }
+
+    void leavesABackslashQuoteAtOneEnd()
+    {
+        const QString text = quoted("\\'a,b\\',c\\'d");
+        const QStringList items = {quoted("\\'a"), quoted("b\\'"), quoted("c\\'d")};
+
+        QCOMPARE(List::safeSplit(text, ",", /*backslashQuotes=*/true), items);
+        QCOMPARE(List::safeSplit(text, ",", /*backslashQuotes=*/false), items);
+    }
+
+    void splitsAnyText()
+    {
+        Random random(6);
+        for (int round = 0; round < 20000; ++round) {
+            const QString text = random.text("\"\"\",,,;ab\\", 16);
+            for (const char *separator : {",", ",,", "\"", "\"\"", ",\"", ""}) {
+                for (const bool backslashQuotes : {false, true})
+                    QCOMPARE(List::safeSplit(text, separator, backslashQuotes),
+                             Plainly::safeSplit(text, separator, backslashQuotes));
+            }
+        }
+    }
+
+    void joinsAnyItems()
+    {
+        Random random(7);
+        for (int round = 0; round < 5000; ++round) {
+            const QStringList list = random.texts(random.below(6), "\"\",;ab\\", 6);
+            for (const char *separator : {",", ",;", "\"", "\"\"", ""})
+                QCOMPARE(List::safeJoin(list, separator), Plainly::safeJoin(list, separator));
+        }
+    }
+
+    void getsItemsBackThatHoldNoQuoteAtTheirEndsOrSeparators()
+    {
+        Random random(8);
+        for (int round = 0; round < 5000; ++round) {
+            // At least one item, as none and an empty one are the same text.
+            QStringList list = random.texts(random.from(1, 6), ",;ab", 8);
+            for (QString &item : list) {
+                const int place = item.indexOf("ab");
+                if (place >= 0)
+                    item.insert(place + 1, "\"");
+            }
+
+            QCOMPARE(List::safeSplit(List::safeJoin(list, ","), ",", false), list);
+        }
+    }
+
+    void doesNotGetAnItemBackThatBeginsWithAQuote()
+    {
+        const QStringList swallowed = {"x", "\"ab", "c", "d"};
+        const QStringList closed = {"\"ab", "c", "d\"", "e"};
+        const QStringList wrapped = {"\"ab\"", "c"};
+        const QStringList behindASeparator = {"a,\"b", "c"};
+        const QStringList beforeASeparator = {"a\",b", "c"};
+        const auto there = [](const QStringList &list) {
+            return List::safeSplit(List::safeJoin(list, ","), ",", false);
+        };
+
+        QCOMPARE(there(swallowed), (QStringList{"x", "\"ab,c,d"}));
+        QCOMPARE(there(closed), (QStringList{"\"ab,c,d\"", "e"}));
+        QCOMPARE(there(wrapped), wrapped);
+        QCOMPARE(there(behindASeparator), (QStringList{"a,\"b\",c"}));
+        QCOMPARE(there(beforeASeparator), (QStringList{"\"a\"", "b\"", "c"}));
+    }
+
+    void marksWhatOneListHasAlone_data()
+    {
+        QTest::addColumn<Numbers>("a");
+        QTest::addColumn<Numbers>("b");
+        QTest::addColumn<Numbers>("merged");
+
+        // clang-format off
+        QTest::newRow("some in both")    << Numbers{1, 2} << Numbers{2, 3} << Numbers{-1, 2, -3};
+        QTest::newRow("nothing")         << Numbers() << Numbers() << Numbers();
+        QTest::newRow("only the first")  << Numbers{2, 1, 2} << Numbers() << Numbers{2, 1, 2};
+        QTest::newRow("only the second") << Numbers() << Numbers{2, 1, -2} << Numbers{2, 1, -2};
+        QTest::newRow("the same")        << Numbers{3, 1} << Numbers{1, 3} << Numbers{3, 1};
+        QTest::newRow("nothing in both") << Numbers{2, 1} << Numbers{4, 3} << Numbers{-2, -1, -4, -3};
+        QTest::newRow("the first twice") << Numbers{1, 1, 2} << Numbers{2} << Numbers{-1, -1, 2};
+        QTest::newRow("the second twice") << Numbers{2} << Numbers{3, 2, 3, 2} << Numbers{2, -3, -3};
+        QTest::newRow("negative in the second") << Numbers{1} << Numbers{-3, 3, -3} << Numbers{-1, 3, 3};
+        QTest::newRow("negative of the first") << Numbers{1} << Numbers{-1} << Numbers{-1};
+        QTest::newRow("0")               << Numbers{0, 1} << Numbers{0, 2} << Numbers{0, -1, -2};
+        QTest::newRow("the ends of the scale") << Numbers{INT_MIN, INT_MAX} << Numbers{1}
+                                         << Numbers{INT_MIN, -INT_MAX, -1};
+        // clang-format on
+    }
+
+    void marksWhatOneListHasAlone()
+    {
+        QFETCH(Numbers, a);
+        QFETCH(Numbers, b);
+        QFETCH(Numbers, merged);
+
+        QCOMPARE(List::mergeIndexList(a, b), merged);
+    }
+
+    void appliesWhatWasMarked_data()
+    {
+        QTest::addColumn<Numbers>("selection");
+        QTest::addColumn<Numbers>("merged");
+        QTest::addColumn<Numbers>("applied");
+
+        // clang-format off
+        QTest::newRow("some")             << Numbers{1, 4} << Numbers{-1, 2, -3} << Numbers{1, 2};
+        QTest::newRow("nothing")          << Numbers() << Numbers() << Numbers();
+        QTest::newRow("no selection")     << Numbers() << Numbers{3, -1, 2} << Numbers{3, 2};
+        QTest::newRow("no marks")         << Numbers{1, 2} << Numbers() << Numbers();
+        QTest::newRow("either sign")      << Numbers{3, 2, 1} << Numbers{-1, -2, 3} << Numbers{3, 2, 1};
+        QTest::newRow("order of both")    << Numbers{5, 4} << Numbers{9, 4, 8, -5} << Numbers{5, 4, 9, 8};
+        QTest::newRow("below 1")          << Numbers{0, -1, -2} << Numbers{0, 1, -2} << Numbers{1};
+        QTest::newRow("twice selected")   << Numbers{2, 2} << Numbers{2} << Numbers{2, 2};
+        QTest::newRow("twice marked")     << Numbers{1} << Numbers{2, 2, 1, 1} << Numbers{1, 2};
+        QTest::newRow("the ends of the scale") << Numbers{INT_MIN, INT_MAX} << Numbers{INT_MIN, -INT_MAX}
+                                          << Numbers{INT_MAX};
+        // clang-format on
+        QTest::newRow("the ends of the scale, marked")
+            << Numbers{INT_MAX} << Numbers{INT_MAX} << Numbers{INT_MAX};
+    }
+
+    void appliesWhatWasMarked()
+    {
+        QFETCH(Numbers, selection);
+        QFETCH(Numbers, merged);
+        QFETCH(Numbers, applied);
+
+        QCOMPARE(List::applyIndexList(selection, merged), applied);
+    }
+
+    void mergesAsTheFirstListOrders_data()
+    {
+        QTest::addColumn<Numbers>("from");
+        QTest::addColumn<Numbers>("into");
+        QTest::addColumn<Numbers>("merged");
+
+        // clang-format off
+        QTest::newRow("before a shared one") << Numbers{1, 2, 3} << Numbers{3, 5} << Numbers{1, 2, 3, 5};
+        QTest::newRow("by value")           << Numbers{2, 9} << Numbers{1, 5} << Numbers{1, 2, 5, 9};
+        QTest::newRow("nothing")            << Numbers() << Numbers() << Numbers();
+        QTest::newRow("into nothing")       << Numbers{3, 1, 3} << Numbers() << Numbers{3, 1, 3};
+        QTest::newRow("from nothing")       << Numbers() << Numbers{3, 1, 3} << Numbers{3, 1, 3};
+        QTest::newRow("the same")           << Numbers{1, 2} << Numbers{2, 1} << Numbers{2, 1};
+        QTest::newRow("order against value") << Numbers{9, 1} << Numbers{1, 2} << Numbers{9, 1, 2};
+        QTest::newRow("the next shared one") << Numbers{7, 5, 3} << Numbers{3, 5} << Numbers{3, 7, 5};
+        QTest::newRow("an unsorted target") << Numbers{4} << Numbers{3, 9, 1, 5} << Numbers{3, 4, 9, 1, 5};
+        QTest::newRow("no greater one")     << Numbers{4} << Numbers{3, 2} << Numbers{3, 2, 4};
+        QTest::newRow("twice in the target") << Numbers{7, 5} << Numbers{1, 5, 2, 5} << Numbers{1, 7, 5, 2, 5};
+        QTest::newRow("twice in the source") << Numbers{7, 8, 7} << Numbers{1} << Numbers{1, 8, 7};
+        QTest::newRow("merged elements count") << Numbers{6, 7} << Numbers{5, 8} << Numbers{5, 6, 7, 8};
+        QTest::newRow("the ends of the scale") << Numbers{INT_MAX, INT_MIN} << Numbers{0}
+                                            << Numbers{INT_MIN, 0, INT_MAX};
+        // clang-format on
+    }
+
+    void mergesAsTheFirstListOrders()
+    {
+        QFETCH(Numbers, from);
+        QFETCH(Numbers, into);
+        QFETCH(Numbers, merged);
+
+        List::mergeSort(from, into);
+
+        QCOMPARE(into, merged);
+    }
+
+    void mergesAListIntoItself()
+    {
+        Numbers list = {3, 1, 3, 2};
+
+        List::mergeSort(list, list);
+
+        QCOMPARE(list, (Numbers{3, 1, 3, 2}));
+    }
+
+    void treatsAnySelections()
+    {
+        Random random(9);
+        for (int round = 0; round < 5000; ++round) {
+            const int range = random.from(1, 20);
+            const Numbers a = random.numbers(random.below(15), -range, range);
+            const Numbers b = random.numbers(random.below(15), -range, range);
+            Numbers merged = b;
+            Numbers plainlyMerged = b;
+
+            List::mergeSort(a, merged);
+            Plainly::mergeSort(a, plainlyMerged);
+
+            QCOMPARE(List::mergeIndexList(a, b), Plainly::mergeIndexList(a, b));
+            QCOMPARE(List::applyIndexList(a, b), Plainly::applyIndexList(a, b));
+            QCOMPARE(merged, plainlyMerged);
+        }
+    }
+
+    void mergesLongLists()
+    {
+        Random random(10);
+        for (int round = 0; round < 20; ++round) {
+            const int range = random.below(2) == 0 ? 300 : 3000;
+            const Numbers from = random.numbers(random.below(1500), -range, range);
+            Numbers into = random.numbers(random.below(1500), -range, range);
+            Numbers plainlyInto = into;
+
+            List::mergeSort(from, into);
+            Plainly::mergeSort(from, plainlyInto);
+
+            QCOMPARE(into, plainlyInto);
+        }
+    }
+
+    void writesIntegers()
+    {
+        QCOMPARE(List::format(Numbers()), QStringList());
+        QCOMPARE(List::format(Numbers{0, -7, INT_MIN, INT_MAX}),
+                 (QStringList{"0", "-7", "-2147483648", "2147483647"}));
+    }
+
+    void writesNumbers_data()
+    {
+        QTest::addColumn<char>("format");
+        QTest::addColumn<int>("precision");
+        QTest::addColumn<QStringList>("texts"); // of 1234.5, -0.125 and 1e30
+
+        // clang-format off
+        QTest::newRow("general")        << 'g' << 6 << QStringList{"1234.5", "-0.125", "1e+30"};
+        QTest::newRow("general, short") << 'g' << 3 << QStringList{"1.23e+03", "-0.125", "1e+30"};
+        QTest::newRow("exponent")       << 'E' << 1 << QStringList{"1.2E+03", "-1.3E-01", "1.0E+30"};
+        QTest::newRow("plain")          << 'f' << 2 << QStringList{"1234.50", "-0.13", "1000000000000000019884624838656.00"};
+        // clang-format on
+    }
+
+    void writesNumbers()
+    {
+        QFETCH(char, format);
+        QFETCH(int, precision);
+        QFETCH(QStringList, texts);
+        const QList<double> values = {1234.5, -0.125, 1e30};
+
+        QCOMPARE(List::format(values, format, precision), texts);
+        QCOMPARE(List::format(values.toVector(), format, precision), texts);
+    }
+
+    void writesNoNumbers()
+    {
+        QCOMPARE(List::format(QList<double>(), 'g', 6), QStringList());
+        QCOMPARE(List::format(QVector<double>(), 'g', 6), QStringList());
+        QCOMPARE(List::format(QVector<double>{notANumber, -infinity}, 'f', 1),
+                 (QStringList{"nan", "-inf"}));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_List)
+#include "tst_List.moc"
