@@ -37,3 +37,4 @@
 #include "utils/tagfile/TagFile.h"
 #include "utils/text/DateTime.h"
 #include "utils/text/List.h"
+#include "utils/text/Statistics.h"
