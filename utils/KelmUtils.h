@@ -38,3 +38,4 @@
 #include "utils/text/DateTime.h"
 #include "utils/text/List.h"
 #include "utils/text/Statistics.h"
+#include "utils/text/StringUtil.h"
