@@ -1,0 +1,44 @@
+#pragma once
+
+#include "utils/csv/CSVMemoryData_p.h"
+
+#include <QByteArray>
+
+namespace Utils {
+
+class Progress;
+
+/// The backend that holds bytes, between single delimiter bytes: no patterns, quotes or comments,
+/// and no "{" in a number.
+///
+/// Two oddities are meant. A cell asked for by row and column is read as Latin-1, while rows and
+/// columns of text are read as UTF-8; both end at a zero byte. And the number of a cell that does
+/// not exist is 0.0, not the hole number.
+class CSVArrayData : public CSVMemoryData<QList<QByteArray>>
+{
+public:
+    explicit CSVArrayData(char delimiter) : m_delimiter(delimiter) {}
+
+    using CSVMemoryData::data;
+    using CSVMemoryData::dataValue;
+    using CSVMemoryData::setData;
+
+    Data::String data(int row, int col) override;
+    double dataValue(int row, int col, bool *ok) override;
+
+    /// Appends the lines of \p bytes, split or, unless \p parseNow, as they are. Only the former
+    /// reports, a tick a line.
+    void setData(const QByteArray &bytes, bool parseNow, Progress *progress,
+                 const Data::String &label);
+
+protected:
+    QList<QByteArray> split(const QByteArray &line) const override;
+    QString text(const QByteArray &field) const override;
+    double number(const QByteArray &field, bool *ok) const override;
+    QByteArray encoded(const Data::String &text) const override { return text.toUtf8(); }
+
+private:
+    const char m_delimiter;
+};
+
+} // namespace Utils

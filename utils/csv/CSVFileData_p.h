@@ -1,0 +1,37 @@
+#pragma once
+
+#include "utils/csv/CSVData_p.h"
+#include "utils/csv/CSVReader.h"
+
+namespace Utils {
+
+/// The backend that holds no cells, and reads each row from the file when it is asked for. It
+/// cannot be changed, and has a hole number of its own.
+class CSVFileData : public CSVData
+{
+public:
+    explicit CSVFileData(char delimiter) : reader(delimiter) {}
+
+    CSVReader reader;
+
+    bool isValid() const override { return reader.isValid(); }
+    void removeRow(int) override {}
+    int numRows() const override { return reader.numRows(); }
+    int numColumns(int row) override { return reader.numColumns(row); }
+    bool isEmpty(int row, int col) override { return reader.dataD(row, col).isEmpty(); }
+    QStringList data(int row) override { return reader.dataD(row); }
+    Data::String data(int row, int col) override { return reader.dataD(row, col); }
+    QList<double> dataValue(int row) override { return reader.dataValue(row); }
+    double dataValue(int row, int col, bool *ok) override { return reader.dataValue(row, col, ok); }
+    QStringList colData(int col, int firstRow) override
+    {
+        return firstRow < -csvReach ? QStringList() : reader.colDataD(col, firstRow);
+    }
+    QList<double> colDataValue(int col, int firstRow) override
+    {
+        return firstRow < -csvReach ? QList<double>() : reader.colDataValue(col, firstRow);
+    }
+    bool isReadOnly() const override { return true; }
+};
+
+} // namespace Utils
