@@ -39,3 +39,5 @@
 #include "utils/text/List.h"
 #include "utils/text/Statistics.h"
 #include "utils/text/StringUtil.h"
+#include "utils/xml/Document.h"
+#include "utils/xml/Element.h"

@@ -11,6 +11,7 @@
 #include "utils/signals/SignalRegistry_p.h"
 #include "utils/strings/StringTableState_p.h"
 #include "utils/text/DateTimeFormats_p.h"
+#include "utils/xml/VersionStrings_p.h"
 
 namespace Utils {
 
@@ -33,6 +34,8 @@ const Data::String DateTimeFormats::ui(QStringLiteral("MMM d, yyyy @ h:mm"));
 
 bool StringTableState::alive = true;
 StringTableState stringTableState; // strings: the catalogue
+
+QMap<Data::String, double> versionStrings; // xml: the numbers of registered version texts
 
 bool ModuleList::alive = true;
 ModuleList moduleList; // script: the scriptable modules

@@ -8,6 +8,7 @@
 #include "utils/signals/SignalRegistry_p.h"
 #include "utils/strings/StringTableState_p.h"
 #include "utils/text/DateTimeFormats_p.h"
+#include "utils/xml/VersionStrings_p.h"
 
 #include <cstdio>
 
@@ -33,6 +34,7 @@ KnownObject knownObjects[] = {
     {&Utils::DateTimeFormats::standard, "date format default", nullptr},
     {&Utils::DateTimeFormats::ui, "date format UI", nullptr},
     {&Utils::stringTableState, "string tables", nullptr},
+    {&Utils::versionStrings, "XML version texts", nullptr},
     {&Utils::moduleList, "module list", nullptr},
     {&Utils::progressState, "progress state", nullptr},
 };

@@ -1,0 +1,534 @@
+#include "utils/xml/Document.h"
+
+#include "tests/strings/Catalogue.h" // resetCatalogue
+#include "tests/support/Files.h"
+#include "tests/support/OrdinaryUser.h"
+#include "tests/support/Print.h"
+#include "utils/xml/VersionStrings_p.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <limits>
+#include <memory>
+
+using Data::String;
+using Utils::Xml::Document;
+
+class tst_Document : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_folder->isValid());
+        Utils::StringTableState &catalogue = Utils::stringTableState;
+        catalogue.language = "en";
+        catalogue.tables[".Kelm.Data"].strings = {{".err.noopen", "cannot open %1"},
+                                                  {".err.doctype", "found %1 for %2"}};
+        Utils::versionStrings.clear();
+    }
+
+    void cleanup()
+    {
+        resetCatalogue();
+        Utils::versionStrings.clear();
+    }
+
+    // What it is made with
+
+    void isMadeWithADocumentType()
+    {
+        const Document document("Model", Document::Normal, 1.2345);
+
+        QCOMPARE(document.doctype().name(), QString("Model"));
+        QVERIFY(document.documentElement().isNull());
+        QCOMPARE(document.documentVersion(), 1.2345); // as given, not rounded
+        QCOMPARE(document.currentVersion(), 0.0);
+        QCOMPARE(document.messages(), String());
+        QCOMPARE(document.getMeta("a"), String());
+    }
+
+    void isMadeWithoutADocumentType()
+    {
+        const Document document(Document::Normal, -7.125);
+
+        QVERIFY(document.isNull());
+        QCOMPARE(document.doctype().name(), QString());
+        QCOMPARE(document.documentVersion(), -7.125);
+        QCOMPARE(document.currentVersion(), 0.0);
+        QCOMPARE(document.messages(), String());
+    }
+
+    void knowsWhyItExists_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<bool>("isCopy");
+        QTest::addColumn<bool>("isUndo");
+        QTest::newRow("ordinary") << 0 << false << false;
+        QTest::newRow("copy") << 1 << true << false;
+        QTest::newRow("undo snapshot") << 2 << false << true;
+    }
+
+    void knowsWhyItExists()
+    {
+        QFETCH(int, mode);
+        const Document document(static_cast<Document::Mode>(mode), 0.0);
+        const Document named("a", static_cast<Document::Mode>(mode), 0.0);
+
+        QTEST(document.isCopy(), "isCopy");
+        QTEST(document.isUndo(), "isUndo");
+        QTEST(named.isCopy(), "isCopy");
+        QTEST(named.isUndo(), "isUndo");
+        QCOMPARE(sizeof(Document::Mode), sizeof(qint32));
+        QCOMPARE(static_cast<int>(Document::Normal), 0);
+        QCOMPARE(static_cast<int>(Document::Copy), 1);
+        QCOMPARE(static_cast<int>(Document::Undo), 2);
+    }
+
+    void sharesItsTreeWithItsCopies()
+    {
+        Document document("Model", Document::Undo, 2.5);
+        document.setCurrentVersion(3.25);
+        document.setMeta("key", "value");
+        document.appendMessage("told");
+
+        Document copy = document;
+        copy.appendChild(copy.createElement("root"));
+        copy.setMeta("key", "changed");
+        copy.setCurrentVersion(1.0);
+        copy.appendMessage("more");
+
+        QVERIFY(copy == document); // one tree
+        QCOMPARE(document.documentElement().tagName(), QString("root"));
+        QVERIFY(copy.isUndo());
+        QCOMPARE(copy.documentVersion(), 2.5);
+        QCOMPARE(copy.messages(), String("told\nmore"));
+        QCOMPARE(document.getMeta("key"), String("value"));
+        QCOMPARE(document.currentVersion(), 3.25);
+        QCOMPARE(document.messages(), String("told"));
+
+        const Document moved = std::move(copy);
+        QVERIFY(moved == document);
+        QVERIFY(moved.isUndo());
+        QCOMPARE(moved.documentVersion(), 2.5);
+        QCOMPARE(moved.currentVersion(), 1.0);
+        QCOMPARE(moved.getMeta("key"), String("changed"));
+
+        Document assigned(Document::Normal, 0.0);
+        assigned = moved;
+        QVERIFY(assigned == document);
+        QVERIFY(assigned.isUndo());
+        QCOMPARE(assigned.documentVersion(), 2.5);
+        QCOMPARE(assigned.messages(), String("told\nmore"));
+    }
+
+    void comparesItsDocumentTypeByCase()
+    {
+        const Document document("Model", Document::Normal, 0.0);
+        const Document none(Document::Normal, 0.0);
+
+        QVERIFY(document.isDocType("Model"));
+        QVERIFY(!document.isDocType("model"));
+        QVERIFY(!document.isDocType("Mode"));
+        QVERIFY(!document.isDocType(""));
+        QVERIFY(none.isDocType(""));
+        QVERIFY(!none.isDocType("Model"));
+    }
+
+    // Meta values and messages
+
+    void keepsMetaValues()
+    {
+        Document document(Document::Normal, 0.0);
+
+        document.setMeta("a", "1");
+        document.setMeta("A", "2");
+        QCOMPARE(document.getMeta("a"), String("1"));
+        QCOMPARE(document.getMeta("A"), String("2"));
+        document.setMeta("a", "3");
+        QCOMPARE(document.getMeta("a"), String("3"));
+        QCOMPARE(document.getMeta("b"), String());
+    }
+
+    void tellsAMessageOnce()
+    {
+        Document document(Document::Normal, 0.0);
+
+        document.appendMessage("");
+        QCOMPARE(document.messages(), String());
+        document.appendMessage("disk full");
+        QCOMPARE(document.messages(), String("disk full"));
+        document.appendMessage("disk"); // a part of what is there
+        document.appendMessage("disk full");
+        document.appendMessage("");
+        QCOMPARE(document.messages(), String("disk full"));
+        document.appendMessage("Disk");
+        document.appendMessage("full\nDisk"); // across two messages
+        QCOMPARE(document.messages(), String("disk full\nDisk"));
+        document.appendMessage("a\nb");
+        QCOMPARE(document.messages(), String("disk full\nDisk\na\nb"));
+    }
+
+    // Versions
+
+    void holdsItsCurrentVersionToTwoDecimals_data()
+    {
+        QTest::addColumn<double>("version");
+        QTest::addColumn<double>("held");
+
+        const double infinity = std::numeric_limits<double>::infinity();
+        const double lowest = INT_MIN * 0.01;
+        QTest::newRow("zero") << 0.0 << 0.0;
+        QTest::newRow("two decimals") << 1.23 << 123 * 0.01;
+        QTest::newRow("rounds up above 0.6") << 1.999 << 2.0;
+        QTest::newRow("cuts half a unit") << 1.995 << 199 * 0.01;
+        QTest::newRow("cuts half a unit at 1") << 1.005 << 1.0;
+        QTest::newRow("a little below 0.6") << 1.0059 << 1.0;
+        QTest::newRow("a little above 0.6") << 1.0061 << 101 * 0.01;
+        QTest::newRow("years") << 2019.1 << 201910 * 0.01;
+        QTest::newRow("negative, towards zero") << -1.5 << -149 * 0.01;
+        QTest::newRow("negative, to zero") << -0.005 << 0.0;
+        QTest::newRow("the largest") << 21474836.47 << 2147483647 * 0.01;
+        QTest::newRow("too large") << 21474836.48 << lowest;
+        QTest::newRow("far too large") << 1e300 << lowest;
+        QTest::newRow("too small") << -1e300 << lowest;
+        QTest::newRow("infinite") << infinity << lowest;
+        QTest::newRow("no number") << std::numeric_limits<double>::quiet_NaN() << lowest;
+    }
+
+    void holdsItsCurrentVersionToTwoDecimals()
+    {
+        QFETCH(double, version);
+        QFETCH(double, held);
+        Document document(Document::Normal, 1.0);
+
+        document.setCurrentVersion(version);
+
+        // Exactly, as QCOMPARE does not for doubles.
+        QVERIFY2(document.currentVersion() == held,
+                 QByteArray::number(document.currentVersion(), 'g', 17));
+        QCOMPARE(document.documentVersion(), 1.0);
+    }
+
+    void readsAVersion_data()
+    {
+        QTest::addColumn<String>("text");
+        QTest::addColumn<double>("version");
+
+        const auto row = [](const char *text, double version) {
+            QTest::newRow(text) << String(text) << version;
+        };
+        row("", 0.0);
+        row("2", 2.0);
+        row("2019.1", 201910 * 0.01);
+        row("2019.1 beta", 201910 * 0.01);
+        row("3.2.1", 321 * 0.01);
+        row("1.2.3.4", 123 * 0.01);
+        row("1.2.3.4.5.6", 123 * 0.01);
+        row("1..2", 1.2);
+        row("1...2", 1.0);
+        row("1.2.", 1.2);
+        row("...", 0.0);
+        row("..5", 0.5);
+        row("...5", 0.0);
+        row(".", 0.0);
+        row("5.", 5.0);
+        row(".5", 0.5);
+        row("v2", 0.0);
+        row(" 2", 0.0);
+        row("2 ", 2.0);
+        row("-2", 0.0);
+        row("+2", 0.0);
+        row("1e3", 1.0);
+        row("1,5", 1.0);
+        row("0x10", 0.0);
+        row("1.999", 2.0);
+        row("1.995", 199 * 0.01);
+        row("007.50", 7.5);
+        row("99999999999", INT_MIN * 0.01);
+        // Digits of another script are digits, but no number.
+        row("3.\u0663", 3.0);
+        row("\u0663", 0.0);
+        row("1\u00a02", 1.0);
+        QTest::newRow("larger than any number") << String(QString(400, '9')) << 0.0;
+        QTest::newRow("zero byte") << String(QString("1.5").append(QChar::Null).append("7")) << 1.5;
+        QTest::newRow("half a character") << String(QString("2").append(QChar(0xd800))) << 2.0;
+    }
+
+    void readsAVersion()
+    {
+        QFETCH(String, text);
+        QFETCH(double, version);
+
+        const double read = Document::stringToVersion(text);
+
+        QVERIFY2(read == version, QByteArray::number(read, 'g', 17));
+    }
+
+    void readsAHugeVersionInTime()
+    {
+        QCOMPARE(Document::stringToVersion(String(QString(10 * 1000 * 1000, '.'))), 0.0);
+        QCOMPARE(Document::stringToVersion(String("1." + QString(10 * 1000 * 1000, '0'))), 1.0);
+        QCOMPARE(Document::stringToVersion(String(QString("1.").repeated(5 * 1000 * 1000))), 1.11);
+    }
+
+    void readsAVersionInAnyLocale()
+    {
+        const QByteArray before = setlocale(LC_ALL, nullptr);
+        const QLocale locale;
+        setlocale(LC_ALL, "de_DE.UTF-8"); // where the system has it
+        QLocale::setDefault(QLocale(QLocale::German));
+
+        const double version = Document::stringToVersion("1.5");
+
+        setlocale(LC_ALL, before.constData());
+        QLocale::setDefault(locale);
+        QCOMPARE(version, 1.5);
+    }
+
+    void readsRegisteredVersions()
+    {
+        QCOMPARE(Document::stringToVersion("alpha"), 0.0);
+        Document::registerVersionString("alpha", 0.55);
+        Document::registerVersionString("2.0", 1.23456789);
+        Document::registerVersionString("", -3.0);
+
+        QCOMPARE(Document::stringToVersion("alpha"), 0.55);
+        QCOMPARE(Document::stringToVersion("Alpha"), 0.0);
+        QCOMPARE(Document::stringToVersion("alpha "), 0.0);
+        QVERIFY(Document::stringToVersion("2.0") == 1.23456789); // with all decimals
+        QCOMPARE(Document::stringToVersion("2.0.0"), 2.0);
+        QCOMPARE(Document::stringToVersion(""), -3.0);
+        Document::registerVersionString("alpha", 7.0);
+        QCOMPARE(Document::stringToVersion("alpha"), 7.0);
+        QCOMPARE(Utils::versionStrings.size(), 3);
+    }
+
+    // Opening
+
+    void opensAFileOfTheRightType_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<String>("docType");
+        QTest::addColumn<String>("error"); // "" when it is accepted
+
+        const auto row = [](const char *name, const QByteArray &contents, const String &docType,
+                            const String &error) {
+            QTest::newRow(name) << contents << docType << error;
+        };
+        const QByteArray a = "<!DOCTYPE A><Model/>";
+        const QByteArray none = "<Model/>";
+        // clang-format off
+        row("any type", a, "", "");
+        row("any type, without a DOCTYPE", none, "", "");
+        row("the type", a, "A", "");
+        row("first of a list", a, "A;B", "");
+        row("last of a list", a, "B;A", "");
+        row("in a list with empty parts", a, ";;A", "");
+        row("not the type", a, "B", "found A for B");
+        row("not in a list", a, "B;C", "found A for B;C");
+        row("other case", a, "a;b", "found A for a;b");
+        row("part of a name", a, "AA;BA", "found A for AA;BA");
+        row("blanks around it", a, " A ;B", "found A for  A ;B");
+        row("no DOCTYPE", none, "A;B", "found  for A;B");
+        row("no DOCTYPE, with an empty part", none, "A;", "");
+        row("no DOCTYPE, with an empty part in front", none, ";A", "");
+        row("no DOCTYPE, separator alone", none, ";", "");
+        row("a DOCTYPE, separator alone", a, ";", "found A for ;");
+        row("the root element", a, "docElem:Model", "");
+        row("the root element, without a DOCTYPE", none, "docElem:Model", "");
+        row("not the root element", a, "docElem:A", "found Model for A");
+        row("root element in other case", a, "docElem:model", "found Model for model");
+        row("root elements are no list", a, "docElem:Model;A", "found Model for Model;A");
+        row("no root element asked for", a, "docElem:", "found Model for ");
+        row("colons in the root element", "<x:y:z/>", "docElem:x:y:z", "");
+        row("other case is a DOCTYPE", a, "DocElem:Model", "found A for DocElem:Model");
+        row("not at the start is a DOCTYPE", a, " docElem:Model", "found A for  docElem:Model");
+        row("marker in the type wanted", a, "%1;%2", "found A for %1;%2");
+        // clang-format on
+    }
+
+    void opensAFileOfTheRightType()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(String, docType);
+        QFETCH(String, error);
+        const QString path = makeFile(m_folder->filePath("a.xml"), contents);
+        Document document(Document::Normal, 5.0);
+        String told;
+
+        const bool opened = document.open(path, docType, told);
+
+        QCOMPARE(told, error);
+        QCOMPARE(opened, error.isEmpty());
+        QCOMPARE(document.documentVersion(), 0.0);
+        // The tree holds what was read also when it is not accepted.
+        QVERIFY(document.documentElement().tagName().size() > 2);
+    }
+
+    void readsTheVersionOfARootElement_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<double>("version");
+        QTest::newRow("none") << QByteArray("<a/>") << 0.0;
+        QTest::newRow("number") << QByteArray("<a version='2.75'/>") << 275 * 0.01;
+        QTest::newRow("rounded") << QByteArray("<a version='1.999'/>") << 2.0;
+        QTest::newRow("text behind") << QByteArray("<a version='3.2.1 x'/>") << 321 * 0.01;
+        QTest::newRow("no number") << QByteArray("<a version='x'/>") << 0.0;
+        QTest::newRow("empty") << QByteArray("<a version=''/>") << 0.0;
+        QTest::newRow("registered") << QByteArray("<a version='alpha'/>") << 0.55555;
+        QTest::newRow("registered in other case") << QByteArray("<a version='ALPHA'/>") << 0.0;
+        QTest::newRow("other case") << QByteArray("<a Version='2'/>") << 0.0;
+        QTest::newRow("below the root") << QByteArray("<a><b version='2'/></a>") << 0.0;
+        QTest::newRow("in the declaration") << QByteArray("<?xml version='1.0'?><a/>") << 0.0;
+    }
+
+    void readsTheVersionOfARootElement()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(double, version);
+        Document::registerVersionString("alpha", 0.55555);
+        const QString path = makeFile(m_folder->filePath("a.xml"), contents);
+        Document document(Document::Normal, 5.0);
+        document.setCurrentVersion(4.0);
+        String error = "as it was";
+
+        QVERIFY(document.open(path, "", error));
+
+        QVERIFY2(document.documentVersion() == version,
+                 QByteArray::number(document.documentVersion(), 'g', 17));
+        QCOMPARE(document.currentVersion(), 4.0);
+        QCOMPARE(error, String("as it was")); // only written on failure
+    }
+
+    void tellsAFileThatCannotBeOpened_data()
+    {
+        QTest::addColumn<QString>("name"); // below the test's folder, "" is no path
+        QTest::newRow("missing") << "missing.xml";
+        QTest::newRow("folder") << ".";
+        QTest::newRow("below a file") << "file/a.xml";
+        QTest::newRow("unreadable") << "unreadable";
+        QTest::newRow("no path") << "";
+        QTest::newRow("markers in its name") << "%1 %2.xml";
+        QTest::newRow("zero byte in its name") << QString("a").append(QChar::Null).append(".xml");
+        QTest::newRow("too long") << QString(5000, 'a');
+    }
+
+    void tellsAFileThatCannotBeOpened()
+    {
+        QFETCH(QString, name);
+        makeFile(m_folder->filePath("file"), "<a/>");
+        QFile::setPermissions(makeFile(m_folder->filePath("unreadable"), "<a/>"), {});
+        const String path = name.isEmpty() ? name : m_folder->filePath(name);
+        Document document("Model", Document::Copy, 5.0);
+        document.setCurrentVersion(4.0);
+        document.setMeta("a", "b");
+        document.appendMessage("c");
+        String error;
+
+        bool opened = true;
+        {
+            const OrdinaryUser user(m_folder->path());
+            opened = document.open(path, "", error);
+        }
+
+        QVERIFY(!opened);
+        QCOMPARE(error, "cannot open " + path);
+        QCOMPARE(document.documentVersion(), 0.0);
+        QCOMPARE(document.currentVersion(), 4.0);
+        QCOMPARE(document.getMeta("a"), String("b"));
+        QCOMPARE(document.messages(), String("c"));
+        QVERIFY(document.isDocType("Model")); // nothing was read
+        QVERIFY(document.isCopy());
+    }
+
+    void tellsKeysWhereThereAreNoTexts()
+    {
+        Document document(Document::Normal, 5.0);
+        String error;
+
+        Utils::stringTableState.tables[".Kelm.Data"].strings.clear();
+        QVERIFY(!document.open(m_folder->filePath("missing"), "", error));
+        QCOMPARE(error, String(".err.noopen"));
+
+        resetCatalogue();
+        QVERIFY(!document.open(m_folder->filePath("missing"), "", error));
+        QCOMPARE(error, String(".Kelm.Data.err.noopen"));
+        QVERIFY(!document.open(makeFile(m_folder->filePath("a.xml"), "<a/>"), "B", error));
+        QCOMPARE(error, String(".Kelm.Data.err.doctype"));
+    }
+
+    void tellsWhereAFileIsNotWellFormed_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<String>("error");
+
+        // clang-format off
+        QTest::newRow("tag mismatch") << QByteArray("<a>\n<b></c></a>") << String("tag mismatch\nline: 2  column: 7");
+        QTest::newRow("empty") << QByteArray() << String("unexpected end of file\nline: 1  column: 1");
+        QTest::newRow("cut off") << QByteArray("<a><b/>") << String("unexpected end of file\nline: 1  column: 8");
+        QTest::newRow("text behind the root") << QByteArray("<a/>x") << String("unexpected character\nline: 1  column: 5");
+        QTest::newRow("recursive entity") << QByteArray("<!DOCTYPE a [<!ENTITY e \"x&e;\">]><a>&e;</a>") << String("recursive entities\nline: 1  column: 39");
+        // clang-format on
+    }
+
+    void tellsWhereAFileIsNotWellFormed()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(String, error);
+        const QString path = makeFile(m_folder->filePath("a.xml"), contents);
+        Document document(Document::Normal, 5.0);
+        String told;
+
+        QVERIFY(!document.open(path, "A", told));
+
+        QCOMPARE(told, error);
+        QCOMPARE(document.documentVersion(), 0.0);
+    }
+
+    void keepsWhatWasReadBeforeAnError()
+    {
+        const QString path = makeFile(m_folder->filePath("a.xml"), "<a version='2'><b/><c></a>");
+        Document document("Old", Document::Normal, 5.0);
+        String error;
+
+        QVERIFY(!document.open(path, "", error));
+
+        QCOMPARE(document.documentElement().firstChildElement().tagName(), QString("b"));
+        QCOMPARE(document.doctype().name(), QString());
+        QCOMPARE(document.documentVersion(), 0.0);
+    }
+
+    void replacesWhatItHeld()
+    {
+        Document document("Old", Document::Normal, 5.0);
+        document.appendChild(document.createElement("old"));
+        String error;
+
+        QVERIFY(document.open(makeFile(m_folder->filePath("a.xml"), "<new/>"), "", error));
+        QCOMPARE(document.toString(), QString("<new/>\n"));
+    }
+
+    void replacesInValues()
+    {
+        Document document(Document::Normal, 0.0);
+        document.replaceInValues("a", "b"); // no root element: nothing happens
+        QVERIFY(document.setContent(QString("<r x='a'><s y='a;c'>a</s></r>")));
+
+        document.replaceInValues("a", "b");
+
+        QCOMPARE(document.documentElement().attribute("x"), QString("b"));
+        const QDomElement child = document.documentElement().firstChildElement();
+        QCOMPARE(child.attribute("y"), QString("b;c"));
+        QCOMPARE(child.text(), QString("b"));
+    }
+
+private:
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+QTEST_GUILESS_MAIN(tst_Document)
+#include "tst_Document.moc"

@@ -1,0 +1,164 @@
+#include "utils/xml/Document.h"
+
+#include "utils/strings/Placeholders_p.h"
+#include "utils/strings/StringTable.h"
+#include "utils/xml/Element.h"
+#include "utils/xml/VersionStrings_p.h"
+
+#include <QFile>
+
+#include <limits>
+#include <locale>
+#include <sstream>
+
+namespace Utils {
+namespace Xml {
+
+static const QLatin1Char dot('.');
+static const QLatin1String elementPrefix("docElem:");
+
+/// As a processor converts: what an int cannot hold is its lowest.
+static int truncated(double value)
+{
+    constexpr double limit = 2147483648.0;
+    if (value > -limit - 1.0 && value < limit)
+        return static_cast<int>(value);
+    return std::numeric_limits<int>::min();
+}
+
+/// Two decimals. 0.4 and not 0.5, so that half a unit is cut off.
+static double rounded(double version) { return truncated(version * 100.0 + 0.4) * 0.01; }
+
+/// The digits at the start of \p text, with the first "." and those that follow a second one.
+static QString versionDigits(const QString &text)
+{
+    QString digits;
+    int dots = 0;
+    for (const QChar character : text) {
+        if (character == dot) {
+            ++dots;
+            if (dots == 3)
+                break;
+            if (dots == 2)
+                continue;
+        } else if (!character.isDigit()) {
+            break;
+        }
+        digits += character;
+    }
+    return digits;
+}
+
+static double versionNumber(const QString &text)
+{
+    std::istringstream stream(versionDigits(text).toStdString());
+    stream.imbue(std::locale::classic());
+    double version = 0.0;
+    stream >> version;
+    return stream.fail() ? 0.0 : version;
+}
+
+/// The catalogue's text of \p id, filled with \p values.
+static Data::String errorText(const char *id, const QStringList &values)
+{
+    const QString key = fillPlaceholders(QStringLiteral(".Kelm.Data%1"), {QLatin1String(id)});
+    return fillPlaceholders(StringTable::lookup(key), values);
+}
+
+Document::Document(const Data::String &docType, Mode mode, double version)
+    : QDomDocument(docType), m_mode(mode), m_documentVersion(version)
+{}
+
+Document::Document(Mode mode, double version) : m_mode(mode), m_documentVersion(version) {}
+
+bool Document::open(const Data::String &path, const Data::String &docType, Data::String &error)
+{
+    m_documentVersion = 0.0;
+
+    QFile file(path);
+    // QFile prints a warning where it has no name to open.
+    if (path.isEmpty() || !file.open(QIODevice::ReadOnly)) {
+        error = errorText(".err.noopen", {path});
+        return false;
+    }
+
+    QString message;
+    int line = 0;
+    int column = 0;
+    if (!setContent(&file, &message, &line, &column)) {
+        error = fillPlaceholders(QStringLiteral("%1\nline: %2  column: %3"),
+                                 {message, QString::number(line), QString::number(column)});
+        return false;
+    }
+    file.close();
+
+    if (docType.startsWith(elementPrefix)) {
+        const QString wanted = docType.mid(elementPrefix.size());
+        const QString found = documentElement().tagName();
+        if (found != wanted) {
+            error = errorText(".err.doctype", {found, wanted});
+            return false;
+        }
+    } else if (!docType.isEmpty()) {
+        const QString found = doctype().name();
+        if (!docType.split(QLatin1Char(';')).contains(found)) {
+            error = errorText(".err.doctype", {found, docType});
+            return false;
+        }
+    }
+
+    const QString versionAttribute = QStringLiteral("version");
+    const QDomElement root = documentElement();
+    if (root.hasAttribute(versionAttribute))
+        m_documentVersion = stringToVersion(root.attribute(versionAttribute));
+    return true;
+}
+
+bool Document::isDocType(const Data::String &type) const { return doctype().name() == type; }
+
+bool Document::isCopy() const { return m_mode == Copy; }
+
+bool Document::isUndo() const { return m_mode == Undo; }
+
+double Document::documentVersion() const { return m_documentVersion; }
+
+double Document::currentVersion() const { return m_currentVersion; }
+
+void Document::setCurrentVersion(double version) { m_currentVersion = rounded(version); }
+
+void Document::setMeta(const Data::String &key, const Data::String &value)
+{
+    m_meta.insert(key, value);
+}
+
+Data::String Document::getMeta(const Data::String &key) const { return m_meta.value(key); }
+
+void Document::appendMessage(const Data::String &text)
+{
+    if (m_messages.contains(text))
+        return;
+    if (!m_messages.isEmpty())
+        m_messages += QLatin1Char('\n');
+    m_messages += text;
+}
+
+Data::String Document::messages() const { return m_messages; }
+
+void Document::replaceInValues(const Data::String &oldValue, const Data::String &newValue)
+{
+    Element(documentElement()).replaceInValues(oldValue, newValue);
+}
+
+void Document::registerVersionString(const Data::String &text, double version)
+{
+    versionStrings.insert(text, version);
+}
+
+double Document::stringToVersion(const Data::String &text)
+{
+    const auto registered = versionStrings.constFind(text);
+    return registered != versionStrings.constEnd() ? *registered : rounded(versionNumber(text));
+}
+
+} // namespace Xml
+} // namespace Utils
