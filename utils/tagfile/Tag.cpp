@@ -160,9 +160,9 @@ Tag &Tag::fromList(const QStringList &lines, int options)
 {
     // By iterators of a copy, since the caller may pass the very lists that grow here.
     const QStringList source = lines;
-    auto line = source.begin();
-    while (line != source.end()) {
-        const QString text = *line++;
+    auto next = source.begin();
+    while (next != source.end()) {
+        const QString text = *next++;
         const int colon = text.indexOf(QLatin1Char(':'));
         if (colon < 0)
             continue;
@@ -176,10 +176,10 @@ Tag &Tag::fromList(const QStringList &lines, int options)
             continue;
         }
         QString value;
-        for (int left = rest.toInt(); left > 0 && line != source.end(); --left) {
+        for (int left = rest.toInt(); left > 0 && next != source.end(); --left) {
             if (!value.isEmpty())
                 value += QLatin1Char('\n');
-            value += *line++;
+            value += *next++;
         }
         add(key, value);
     }

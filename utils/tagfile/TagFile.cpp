@@ -1,1 +1,180 @@
 #include "utils/tagfile/TagFile.h"
+
+#include "utils/strings/Placeholders_p.h"
+#include "utils/strings/StringTable.h"
+#include "utils/tagfile/TagFile_p.h"
+#include "utils/tagfile/TagText_p.h"
+
+#include <algorithm>
+
+namespace Utils {
+
+using Tag = TagFile::Tag;
+
+static const char *const messagesName = "_errmsg";
+
+Data::String fileMessage(const char *id, const Data::String &path)
+{
+    const Data::String key = fillPlaceholders(QStringLiteral(".Kelm.Utils%1"), {Data::String(id)});
+    return fillPlaceholders(StringTable::lookup(key), {path});
+}
+
+/// What a failed search gives.
+static const Tag &noTagFound()
+{
+    static const Tag none{Data::String()};
+    return none;
+}
+
+static Data::String headerValue(const Tag &first, const char *key)
+{
+    return first.name == Data::String(typeTagName) ? first.get(key, 0) : Data::String();
+}
+
+TagFile::TagFile() : d(std::make_unique<TagFilePrivate>()) {}
+
+TagFile::TagFile(const Data::String &path) : TagFile()
+{
+    d->filename = path;
+    Data::String error;
+    read(path, error);
+}
+
+TagFile::~TagFile() = default;
+
+Data::String TagFile::filename() const { return d->filename; }
+
+int TagFile::options() const { return d->options; }
+
+void TagFile::setOption(int option, bool on)
+{
+    d->options = on ? d->options | option : d->options & ~option;
+}
+
+// Tags
+
+Tag &TagFile::addFileType(const Data::String &name, const Data::String &version,
+                          const Data::String &comment)
+{
+    Tag &tag = **d->tags.insert(d->tags.begin(), std::make_unique<Tag>(typeTagName));
+    tag.comment = comment;
+    return tag.add("name", name).add("version", version);
+}
+
+Tag &TagFile::addTag(const Data::String &name, const Data::String &comment)
+{
+    d->tags.push_back(std::make_unique<Tag>(name));
+    d->tags.back()->comment = comment;
+    return *d->tags.back();
+}
+
+void TagFile::addTag(const Tag &tag)
+{
+    if (tag.isValid())
+        d->tags.push_back(std::make_unique<Tag>(tag));
+}
+
+void TagFile::addComment(const Data::String &text) { addTag("$", text); }
+
+bool TagFile::removeTag(int index)
+{
+    if (index < 0 || index >= numTags())
+        return false;
+    d->tags.erase(d->tags.begin() + index);
+    return true;
+}
+
+void TagFile::clear() { d->tags.clear(); }
+
+int TagFile::numTags() const { return static_cast<int>(d->tags.size()); }
+
+const Tag &TagFile::tag(int index) const
+{
+    static const Tag none{Data::String()};
+    return index >= 0 && index < numTags() ? *d->tags[index] : none;
+}
+
+Tag &TagFile::mtag(int index)
+{
+    static Tag none{Data::String()};
+    return index >= 0 && index < numTags() ? *d->tags[index] : none;
+}
+
+const Tag *TagFile::tag(const Data::String &name, int &index) const
+{
+    if (index < 0 || index >= numTags())
+        return nullptr;
+    for (; index < numTags(); ++index) {
+        if (d->tags[index]->name == name)
+            return d->tags[index].get();
+    }
+    index = -1;
+    return nullptr;
+}
+
+const Tag &TagFile::findTag(const Data::String &name) const
+{
+    int index = 0;
+    const Tag *const found = tag(name, index);
+    return found ? *found : noTagFound();
+}
+
+const Tag &TagFile::findTag(const Data::String &name, const Data::String &key,
+                            const Data::String &value, int *index) const
+{
+    int at = index ? std::max(*index, 0) : 0;
+    while (const Tag *const candidate = tag(name, at)) {
+        // A missing key has the value "", so an empty value needs no test of its own.
+        if (key.isEmpty() || candidate->get(key, 0) == value ||
+            (value.isEmpty() && candidate->contains(key)))
+        {
+            if (index)
+                *index = at;
+            return *candidate;
+        }
+        ++at;
+    }
+    if (index)
+        *index = -1;
+    return noTagFound();
+}
+
+Data::String TagFile::fileType() const { return headerValue(tag(0), "name"); }
+
+Data::String TagFile::fileVersion() const { return headerValue(tag(0), "version"); }
+
+// Meta values
+
+QVariant TagFile::getMeta(const Data::String &name) { return d->meta[name]; }
+
+void TagFile::setMeta(const Data::String &name, const Data::Variant &value)
+{
+    if (value.isValid())
+        d->meta.insert(name, value);
+    else
+        d->meta.remove(name);
+}
+
+void TagFile::setMeta(const QMap<Data::String, Data::Variant> &values)
+{
+    for (auto entry = values.begin(); entry != values.end(); ++entry)
+        d->meta.insert(entry.key(), *entry);
+}
+
+void TagFile::addErrorMessage(const Data::String &message)
+{
+    Data::String text = errorMessage(/*clear=*/false);
+    if (!text.isEmpty())
+        text += QLatin1Char('\n');
+    setMeta(messagesName, text + message);
+}
+
+Data::String TagFile::errorMessage(bool clear)
+{
+    const Data::String text = getMeta(messagesName).toString();
+    if (clear)
+        d->meta.remove(messagesName);
+    return text;
+}
+
+} // namespace Utils

@@ -1,0 +1,430 @@
+#include "tests/strings/Catalogue.h"
+#include "tests/support/Files.h"
+#include "tests/support/OrdinaryUser.h"
+#include "tests/support/Print.h"
+#include "tests/tagfile/Tags.h"
+#include "utils/tagfile/TagFile.h"
+
+#include <QBuffer>
+#include <QTextStream>
+#include <QtTest>
+
+#include <limits>
+#include <memory>
+
+using Utils::TagFile;
+
+/// Bytes from a literal that may hold zero bytes.
+template <int size>
+static QByteArray bytes(const char (&literal)[size])
+{
+    return QByteArray(literal, size - 1);
+}
+
+class tst_TagFile_read : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> m_folder;
+
+    QString path(const char *name) const { return m_folder->filePath(name); }
+
+    /// Reads \p content as a file and as a stream, which must give the same.
+    QStringList read(const QByteArray &content, int options = 7)
+    {
+        TagFile fromFile;
+        TagFile fromStream;
+        for (TagFile *file : {&fromFile, &fromStream}) {
+            file->setOption(-1, false);
+            file->setOption(options, true);
+        }
+        QTextStream stream(content);
+        stream.setCodec("UTF-8");
+        Data::String error = "untouched";
+
+        const bool isRead =
+            fromFile.read(makeFile(path("read"), content), error) && fromStream.read(stream, error);
+
+        if (!isRead || error != Data::String("untouched"))
+            return {"failed"};
+        if (describe(fromFile) != describe(fromStream))
+            return QStringList("file and stream differ") + describe(fromFile);
+        return describe(fromFile);
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_folder->isValid());
+        resetCatalogue();
+    }
+
+    void cleanup() { resetCatalogue(); }
+
+    void takesLinesByTheirFirstCharacter_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QStringList>("tags");
+
+        const auto row = [](const char *name, const QByteArray &content, const QStringList &tags) {
+            QTest::newRow(name) << content << tags;
+        };
+        // clang-format off
+        row("nothing",                         "",                                {});
+        row("empty lines",                     "\n\n\r\n",                        {});
+        row("comments only",                   "$ a\n$\n$b\n",                    {});
+        row("properties in front",             "x: 1\nk:2\n*a\n*b\nz: 1\n",       {"3 a: ", "4 b: z=1"});
+        row("one tag",                         "*a\nx: 1\n",                      {"1 a: x=1"});
+        row("no line feed at the end",         "*a\nx: 1",                        {"1 a: x=1"});
+        row("CR LF",                           "*a\r\nx: 1\r\ny: 2\r\n",          {"1 a: x=1|y=2"});
+        row("CR LF, none at the end",          "*a\r\ny: 2\r",                    {"1 a: y=2"});
+        row("a lone CR stays",                 "*a\rb\nx: 1\r2\n",                {"1 a\rb: x=1\r2"});
+        row("CR CR LF keeps one",              "*a\nx: 1\r\r\n",                  {"1 a: x=1\r"});
+        row("other ends of lines stay",        "*a\nx: 1\v\f\xe2\x80\xa8" "2\n",  {"1 a: x=1\v\f\u2028" "2"});
+        row("two tags",                        "*a\nx: 1\n\n*b\ny: 2\n",          {"1 a: x=1", "4 b: y=2"});
+        row("a tag without properties",        "*a\n*b\nx: 1\n",                  {"1 a: ", "2 b: x=1"});
+        row("several of them",                 "*a\n*b\n\n*c\n$\n*d\nx: 1",       {"1 a: ", "2 b: ", "4 c: ", "6 d: x=1"});
+        row("empty lines and comments within", "*a\n\n$ c\nx: 1\n\ny: 2\n",       {"1 a: x=1|y=2"});
+        row("comments with colons",            "*a\n$ c: d\n$:2\nx: 1\n",         {"1 a: x=1"});
+        row("names are not trimmed",           "*  a b \nx: 1\n",                 {"1   a b : x=1"});
+        row("a tag without a name",            "*\nx: 1\n",                       {"1 : x=1"});
+        row("names keep colons and escapes",   "*a\\:b:c *COLON*\nx: 1\n",        {"1 a\\:b:c *COLON*: x=1"});
+        row("a second star",                   "**a\nx: 1\n",                     {"1 *a: x=1"});
+        row("a blank in front is no tag",      "*a\n *b: 1\n $c: 2\n",            {"1 a:  *b=1| $c=2"});
+        row("only the first line's kind",      "x\n$\n*a\nx: 1\n",                {"3 a: x=1"});
+        // clang-format on
+    }
+
+    void takesLinesByTheirFirstCharacter()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QStringList, tags);
+
+        QCOMPARE(read(content), tags);
+    }
+
+    void takesPropertiesApart_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<QString>("properties");
+
+        const auto row = [](const char *name, const QByteArray &line, const char *properties) {
+            QTest::newRow(name) << line << QString(properties);
+        };
+        // clang-format off
+        row("one line",                    "k: v",             "k=v");
+        row("nothing is trimmed",          " k :  v ",         " k = v ");
+        row("one blank only",              "k:  v",            "k= v");
+        row("nothing behind the blank",    "k: ",              "k=");
+        row("colons in the value",         "a: b: c",          "a=b: c");
+        row("no colon",                    "key",              "");
+        row("a colon alone",               "k:",               "k=");
+        row("an empty key",                ": v",              "=v");
+        row("an empty key and value",      ":",                "=");
+        row("no number",                   "k:abc",            "k=");
+        row("a number and more",           "k:1x\na",          "k=");
+        row("a tab is no blank",           "k:\tv",            "k=");
+        row("a number behind a tab",       "k:\t1\na",         "k=a");
+        row("a number before a blank",     "k:1 \na",          "k=a");
+        row("a number with a plus",        "k:+1\na",          "k=a");
+        row("a blank makes it a value",    "k: 1\nl: a",       "k=1|l=a");
+        row("escaped colon",               "a\\:b: c",         "a:b=c");
+        row("escaped colons",              "\\:a\\:\\:b\\:: c", ":a::b:=c");
+        row("escaped in the value",        "a: b\\:c",         "a=b:c");
+        row("a backslash alone",           "a\\b: c\\d",       "a\\b=c\\d");
+        row("two backslashes",             "a\\\\: b: c",      "a\\: b=c");
+        row("only an escaped colon",       "a\\: v",           "");
+        row("the marker in the key",       "a*COLON*b: c",     "a:b=c");
+        row("the marker in the value",     "a: *COLON*",       "a=:");
+        row("a marker in the making",      "a: *COLON\\:*",    "a=:COLON**");
+        row("escape in a count",           "a:1\\:\nb: c",     "a=|b=c");
+        row("escape at the start",         "\\:x: 1",          ":x=1");
+        row("escape behind a star",        "*\\:x: 1",         "");
+        row("yes and no stay",             "a: yes\nb: no",    "a=yes|b=no");
+        row("NONE stays",                  "a: NONE",          "a=NONE");
+        row("the same key again",          "a: 1\na: 2",       "a=1|a=2");
+        row("beyond ASCII",                "gr\xc3\xb6\xc3\x9f" "e: \xf0\x9d\x84\x9e", "größe=𝄞");
+        row("%1",                          "%1: %2",           "%1=%2");
+        // clang-format on
+    }
+
+    void takesPropertiesApart()
+    {
+        QFETCH(QByteArray, line);
+        QFETCH(QString, properties);
+
+        QCOMPARE(read("*a\n" + line + "\n$").value(0), "1 a: " + properties);
+    }
+
+    void takesBlocksVerbatim_data()
+    {
+        QTest::addColumn<QByteArray>("lines");
+        QTest::addColumn<QString>("properties");
+
+        const auto row = [](const char *name, const QByteArray &lines, const char *properties) {
+            QTest::newRow(name) << lines << QString(properties);
+        };
+        // clang-format off
+        row("two lines",             "k:2\na\nb\nl: v",         "k=a/b|l=v");
+        row("one line",              "k:1\na\nl: v",            "k=a|l=v");
+        row("no line",               "k:0\nl: v",               "k=|l=v");
+        row("tags and comments",     "k:4\n*b\n$ c\nx: y\n\\:", "k=*b/$ c/x: y/\\:");
+        row("the marker",            "k:1\n*COLON*",            "k=*COLON*");
+        row("empty lines at first",  "k:4\n\n\na\nb",           "k=a/b");
+        row("empty lines behind",    "k:4\na\n\nb\n\n",           "k=a//b/");
+        row("empty lines alone",     "k:2\n\n\nl: v",           "k=|l=v");
+        row("CR LF",                 "k:2\r\na\r\nb\r\nl: v",   "k=a/b|l=v");
+        row("CR alone is a line",    "k:2\n\r\r\nb",            "k=\r/b");
+        row("cut short",             "k:3\na\nb",               "k=a/b");
+        row("nothing there",         "k:3",                     "k=");
+        row("a huge count",          "k:2147483647\na\nb",      "k=a/b");
+        row("beyond 32 bits",        "k:2147483648\na: b",      "k=|a=b");
+        row("negative",              "k:-3\na: b",              "k=|a=b");
+        row("the least number",      "k:-2147483648\na: b",     "k=|a=b");
+        row("escaped key",           "k\\:l:1\na",              "k:l=a");
+        // clang-format on
+    }
+
+    void takesBlocksVerbatim()
+    {
+        QFETCH(QByteArray, lines);
+        QFETCH(QString, properties);
+
+        QCOMPARE(read("*a\n" + lines), QStringList("1 a: " + properties));
+    }
+
+    void countsLines_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QList<int>>("lines");
+
+        const auto row = [](const char *name, const QByteArray &content, const QList<int> &lines) {
+            QTest::newRow(name) << content << lines;
+        };
+        const int min = std::numeric_limits<int>::min();
+        // clang-format off
+        row("in front of the first",    "\n$\nx: 1\n*a\n$",                       {4});
+        row("behind a block",           "*a\nk:2\n1\n2\n*b\nx: 1",                {1, 5});
+        row("behind empty tags",        "*a\n*b\n*c\n\n*d\nx: 1",                 {1, 2, 3, 5});
+        row("behind blocks and others", "*a\nk:2\n1\n*\n\n$ c\nl:1\nx\n*b\n*c\nx: 1", {1, 9, 10});
+        row("a dropped property",       "*a\nx\ny: 1\n*b\nx: 1",                  {1, 4});
+        row("a negative count",         "*a\nk:-3\n*b\nx: 1",                     {1, 0});
+        row("the least count",          "*a\nk:-2147483648\n*b\nx: 1",            {1, min + 3});
+        row("two of them",              "*a\nk:-2147483648\nk:-2147483648\n*b\nx: 1", {1, 4});
+        row("a count that is too large", "*a\nk:9\n1\n",                          {1});
+        row("and a tag in the block",   "*a\nk:2147483647\n*b\n",                 {1});
+        // clang-format on
+    }
+
+    void countsLines()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QList<int>, lines);
+
+        TagFile file(makeFile(path("a"), content));
+
+        QList<int> found;
+        for (int i = 0; i < file.numTags(); ++i)
+            found.append(file.tag(i).line);
+        QCOMPARE(found, lines);
+        QCOMPARE(read(content), describe(file));
+    }
+
+    void losesALastTagWithoutProperties_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QStringList>("tags");
+
+        const auto row = [](const char *name, const QByteArray &content, const QStringList &tags) {
+            QTest::newRow(name) << content << tags;
+        };
+        // clang-format off
+        row("with a line feed",            "*a\nx: 1\n*b\n",        {"1 a: x=1"});
+        row("without",                     "*a\nx: 1\n*b",          {"1 a: x=1"});
+        row("with CR LF",                  "*a\r\nx: 1\r\n*b\r\n",  {"1 a: x=1"});
+        row("with CR",                     "*a\nx: 1\n*b\r",        {"1 a: x=1"});
+        row("behind an empty tag",         "*a\n*b\n",              {"1 a: "});
+        row("behind two",                  "*a\n*b\n*c",            {"1 a: ", "2 b: "});
+        row("not with an empty line",      "*a\nx: 1\n*b\n\n",      {"1 a: x=1", "3 b: "});
+        row("not with an empty CR LF",     "*a\nx: 1\n*b\n\r\n",    {"1 a: x=1", "3 b: "});
+        row("nor with a CR",               "*a\nx: 1\n*b\n\r",      {"1 a: x=1", "3 b: "});
+        row("not with a comment",          "*a\nx: 1\n*b\n$",       {"1 a: x=1", "3 b: "});
+        row("not with a line of anything", "*a\nx: 1\n*b\nx",       {"1 a: x=1", "3 b: "});
+        row("not when it is alone",        "*a",                    {"1 a: "});
+        row("nor with a line feed",        "*a\n",                  {"1 a: "});
+        row("nor behind comments",         "$ c\n\nx: 1\n*a\n",     {"4 a: "});
+        // clang-format on
+    }
+
+    void losesALastTagWithoutProperties()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QStringList, tags);
+
+        QCOMPARE(read(content), tags);
+    }
+
+    void dropsNoneByOption()
+    {
+        const QByteArray content = "*a\nk: NONE\nl:  NONE\nm: none\nn:1\nNONE\no: v\np: NONE \n";
+
+        QCOMPARE(read(content, 32), QStringList("1 a: l= NONE|m=none|n=NONE|o=v|p=NONE "));
+        QCOMPARE(read(content, 31), QStringList("1 a: k=NONE|l= NONE|m=none|n=NONE|o=v|p=NONE "));
+    }
+
+    void readsBehindTheTagsThatAreThere()
+    {
+        const QString a = makeFile(path("a"), "*a\nx: 1\n");
+        const QString b = makeFile(path("b"), "*b\nx: 2\n");
+        TagFile file(a);
+        Data::String error;
+
+        QVERIFY(file.read(b, error));
+        QVERIFY(file.read(a, error));
+
+        QCOMPARE(describe(file), QStringList({"1 a: x=1", "1 b: x=2", "1 a: x=1"}));
+    }
+
+    void setsNoComment()
+    {
+        const TagFile file(makeFile(path("a"), "$ comment\n*a\n$ inner\nx: 1\n"));
+
+        QCOMPARE(file.tag(0).comment, Data::String());
+        QCOMPARE(file.tag(0).keys, QStringList("x"));
+    }
+
+    void readsAnyFileWhateverItsType()
+    {
+        TagFile file(makeFile(path("a"), "*a\nname: no\n*TYPE\nname: curve\nversion: 2\n"));
+        TagFile typed(makeFile(path("b"), "$ c\n\n*TYPE\nname: curve\nversion: 2\n*a\n$"));
+
+        QCOMPARE(file.fileType(), Data::String());
+        QCOMPARE(file.numTags(), 2);
+        QCOMPARE(typed.fileType(), Data::String("curve"));
+        QCOMPARE(typed.fileVersion(), Data::String("2"));
+    }
+
+    // Streams
+
+    void readsTheRestOfAStreamInItsCodec()
+    {
+        QByteArray content = "first\n*gr\xfcn\nx: 1\n";
+        QBuffer device(&content);
+        device.open(QIODevice::ReadOnly);
+        QTextStream in(&device);
+        in.setCodec("ISO-8859-1");
+        in.readLine();
+        TagFile file;
+        Data::String error = "untouched";
+
+        QVERIFY(file.read(in, error));
+
+        QCOMPARE(describe(file), QStringList("1 grün: x=1"));
+        QCOMPARE(error, Data::String("untouched"));
+        QVERIFY(in.atEnd());
+    }
+
+    void readsAStreamOnText()
+    {
+        QString text = "*a\nx: 1\n";
+        QTextStream in(&text);
+        TagFile file;
+        Data::String error;
+
+        QVERIFY(file.read(in, error));
+        QVERIFY(file.read(in, error));
+
+        QCOMPARE(describe(file), QStringList("1 a: x=1"));
+    }
+
+    void readsNothingFromAStreamOnNothing()
+    {
+        QTest::ignoreMessage(QtWarningMsg, "QTextStream: No device");
+        QTextStream in;
+        TagFile file;
+        Data::String error = "untouched";
+
+        QVERIFY(file.read(in, error));
+
+        QCOMPARE(file.numTags(), 0);
+        QCOMPARE(error, Data::String("untouched"));
+    }
+
+    // Failure
+
+    void failsSilentlyWithoutAPath()
+    {
+        TagFile file;
+        Data::String error = "untouched";
+        QStringList errors{"untouched"};
+
+        QVERIFY(!file.read("", error));
+        QVERIFY(!file.read(Data::String(), errors));
+
+        QCOMPARE(error, Data::String("untouched"));
+        QCOMPARE(errors, QStringList("untouched"));
+    }
+
+    void tellsWhatCannotBeRead_data()
+    {
+        QTest::addColumn<QString>("name");
+
+        QTest::newRow("missing") << "missing";
+        QTest::newRow("in a missing folder") << "missing/file";
+        QTest::newRow("a folder") << ".";
+        QTest::newRow("unreadable") << "secret";
+        QTest::newRow("with a marker in its name") << "%1%2";
+    }
+
+    void tellsWhatCannotBeRead()
+    {
+        QFETCH(QString, name);
+        Utils::StringTableState &state = Utils::stringTableState;
+        state.language = "en";
+        state.tables[".Kelm.Utils"].strings[".err.fileread"] = "No reading of <%1>, %2.";
+        QFile::setPermissions(makeFile(path("secret")), {});
+        const OrdinaryUser user(m_folder->path());
+        const QString file = m_folder->filePath(name);
+        const QString message = "No reading of <" + file + ">, %2.";
+        TagFile tags;
+        tags.addTag("a", "");
+        Data::String error = "before";
+        QStringList errors{"before"};
+
+        QVERIFY(!tags.read(file, error));
+        QVERIFY(!tags.read(file, errors));
+
+        QCOMPARE(error, Data::String(message));
+        QCOMPARE(errors, QStringList({"before", message}));
+        QCOMPARE(describe(tags), QStringList("-1 a: "));
+    }
+
+    void tellsTheKeyWithoutACatalogue()
+    {
+        TagFile file;
+        Data::String error;
+
+        QVERIFY(!file.read(path("missing"), error));
+
+        QCOMPARE(error, Data::String(".Kelm.Utils.err.fileread"));
+    }
+
+    void tellsNothingWhenAllWentWell()
+    {
+        const QString file = makeFile(path("a"), "*a\n");
+        TagFile tags;
+        QStringList errors{"before"};
+        Data::String error = "before";
+
+        QVERIFY(tags.read(file, errors));
+        QVERIFY(tags.read(file, error));
+
+        QCOMPARE(errors, QStringList("before"));
+        QCOMPARE(error, Data::String("before"));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_TagFile_read)
+#include "tst_TagFile_read.moc"
