@@ -66,6 +66,46 @@ public:
     /// Symbol or as a character.
     static Data::String lessthanequal(bool symbolFont);
     static Data::String greaterthanequal(bool symbolFont);
+
+    // Escapes and brackets
+
+    /// \p text with its backslashes doubled, then each of \p chars replaced everywhere by its
+    /// escape sequence, then each of \p edgeChars where the text starts or ends with it.
+    ///
+    /// An escape sequence is a backslash and "s" for a blank, "t" for a tab, "n" for a line feed,
+    /// or the character itself.
+    ///
+    ///     "a\b c", " ", ""  => "a\\b\sc"
+    ///     " a b ", "", " "  => "\sa b\s"
+    ///     "a b", " s", ""   => "a\\sb"     the "s" behind a blank escapes the one in "\s"
+    ///     "s", "", "s"      => "\\s"       a single character is the start and the end
+    ///
+    /// The characters are taken in order, one after the other, which is meant; so a character given
+    /// twice is escaped twice, and a backslash among them doubles all backslashes again. "" when
+    /// the text would reach 2^29 characters.
+    static Data::String escape(Data::String text, const Data::String &chars,
+                               const Data::String &edgeChars);
+
+    /// \p text with the escape sequences of \p chars replaced by the characters and doubled
+    /// backslashes by one, with \p chars empty, too.
+    ///
+    /// It gives back what escape() got when the characters it escaped, each once, are in \p chars,
+    /// without a backslash, nor both a blank and the letter of its sequence. It is meant that
+    /// "*SLASH*" in the text becomes a backslash.
+    static Data::String unescape(Data::String text, const Data::String &chars);
+
+    /// The index of what closes the bracket at \p pos: ")", ">", "]" or "}". Any other character
+    /// closes itself, as quotes do. -1 when nothing does, or \p pos is not in the text.
+    ///
+    ///     "(a(b)c)", 0  => 6
+    ///     "(a\)b)", 0   => 5     what stands behind a backslash does not count,
+    ///     "(a\\)b)", 0  => 4     but behind two it does, and behind three, too, which is meant
+    ///     "'a'", 0      => 2
+    static int findMatch(const Data::String &text, int pos);
+
+    /// The text between the bracket at \p pos and findMatch(), up to the end of the text when there
+    /// is no match. "" when \p pos is not in the text.
+    static Data::String extractMatch(const Data::String &text, int pos);
 };
 
 } // namespace Utils
