@@ -1,12 +1,14 @@
 #include "utils/csv/CSVReader.h"
 
+#include "utils/csv/ByteScan_p.h"
+#include "utils/csv/Checksum_p.h"
+#include "utils/csv/LineSource_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
-
-#include <QVector>
+#include "utils/text/NumberParse_p.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <array>
 #include <cstring>
 #include <filesystem>
 #include <limits>
@@ -14,123 +16,226 @@
 
 namespace Utils {
 
-static const int maxOffset = std::numeric_limits<int>::max();
-static const int maxSize = maxOffset - 64; // a byte array has a few bytes of its own
-
-static const int maxEntries = maxSize / static_cast<int>(sizeof(void *)); // of a list
-
-// The rules about zero bytes and the steps of the progress go by such blocks.
-static const int blockSize = 10240;
-
-namespace {
-
-/// The open file, which copies of a reader share.
-class Source
-{
-public:
-    explicit Source(std::FILE *file) : m_file(file) {}
-    ~Source() { close(); }
-    Source(const Source &) = delete;
-    Source &operator=(const Source &) = delete;
-
-    void close()
-    {
-        if (m_file)
-            std::fclose(m_file);
-        m_file = nullptr;
-    }
-
-    bool seek(int offset) { return m_file && std::fseek(m_file, offset, SEEK_SET) == 0; }
-
-    int read(char *bytes, int size)
-    {
-        if (!m_file)
-            return 0;
-        return static_cast<int>(std::fread(bytes, 1, static_cast<std::size_t>(size), m_file));
-    }
-
-private:
-    std::FILE *m_file;
-};
-
-} // namespace
+// What a list can hold, which counts its bytes in an int.
+static const int maxEntries =
+    std::numeric_limits<int>::max() / static_cast<int>(sizeof(void *)) - 8;
 
 class CSVReaderPrivate
 {
 public:
+    /// Forgets what was read, and closes its file, also for copies.
+    void setSource(const std::shared_ptr<LineSource> &newSource,
+                   const std::shared_ptr<const LineIndex> &newIndex);
+
+    int numRows() const { return index ? index->numLines() : 0; }
+
+    LineSource::Line line(int row) const { return source->line(*index, row); }
+
+    QList<QByteArray> split(const char *next, const char *end) const;
+
+    /// The field \p col, or nothing, of the line between \p begin and \p end, which becomes the
+    /// field. Carriage returns may still be in it.
+    void cutField(const char *&begin, const char *&end, int col) const;
+
+    /// The fields of a row that there is, from what is kept or from the file; they are kept then.
+    QList<QByteArray> fieldsOf(int row);
+
+    /// The column as a \p List of what \p convert makes of each field.
+    template <typename List, typename Convert>
+    List column(int col, int fromRow, const Convert &convert);
+
+    template <typename Append>
+    void walkColumn(int col, int fromRow, const Append &append);
+
     QByteArray delimiters;
-    QVector<int> lineOffsets;
+    std::array<bool, 256> isDelimiter = {}; // of what is left without carriage returns
     double holeValue = 0.0;
     Data::String path;
-    mutable QList<QByteArray> firstRow;
-    mutable QList<QByteArray> lastRow;
-    mutable int lastRowIndex = -1;
-    std::shared_ptr<Source> source;
-
-    /// Forgets what was read, and closes its file, also for copies.
-    void setSource(const std::shared_ptr<Source> &newSource, const QVector<int> &newOffsets);
-
-    QList<QByteArray> split(const QByteArray &line) const;
+    QList<QByteArray> firstRow;
+    QList<QByteArray> lastRow;
+    int lastRowIndex = -1;
+    std::shared_ptr<LineSource> source;
+    std::shared_ptr<const LineIndex> index;
 };
 
-void CSVReaderPrivate::setSource(const std::shared_ptr<Source> &newSource,
-                                 const QVector<int> &newOffsets)
+static bool hasReturns(const char *begin, const char *end)
+{
+    return begin != end && std::memchr(begin, '\r', static_cast<std::size_t>(end - begin));
+}
+
+static QByteArray withoutReturns(const char *begin, const char *end)
+{
+    QByteArray bytes(begin, static_cast<int>(end - begin));
+    if (hasReturns(begin, end))
+        bytes.truncate(
+            static_cast<int>(std::remove(bytes.begin(), bytes.end(), '\r') - bytes.begin()));
+    return bytes;
+}
+
+static bool isBlank(char byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
+
+static double toNumber(const char *begin, const char *end, double holeValue, bool *ok)
+{
+    while (begin != end && isBlank(*begin))
+        ++begin;
+    while (begin != end && isBlank(end[-1]))
+        --end;
+    if (begin != end)
+        return parseNumber(begin, static_cast<int>(end - begin), ok);
+    if (ok)
+        *ok = false;
+    return holeValue;
+}
+
+static QString toText(const char *begin, const char *end)
+{
+    return QString::fromUtf8(begin, static_cast<int>(end - begin)).trimmed();
+}
+
+void CSVReaderPrivate::setSource(const std::shared_ptr<LineSource> &newSource,
+                                 const std::shared_ptr<const LineIndex> &newIndex)
 {
     if (source)
         source->close();
     source = newSource;
-    lineOffsets = newOffsets;
+    index = newIndex;
     firstRow.clear();
     lastRow.clear();
     lastRowIndex = -1;
 }
 
-/// The places of all lines of \p source. A pipe or device may have no end, and nothing in it can
-/// be read again.
-static QVector<int> findLines(Source &source, Progress *progress)
+/// Of a line without carriage returns.
+QList<QByteArray> CSVReaderPrivate::split(const char *next, const char *end) const
 {
-    QVector<int> offsets(1, 0);
-    char block[blockSize];
-    qint64 start = 0;
-    while (start <= maxOffset) {
-        const int count = source.read(block, blockSize);
-        if (count == 0)
-            break;
-        const char *next = block;
-        const char *end = block + count;
-        if (const void *zero = std::memchr(next, '\0', static_cast<std::size_t>(end - next)))
-            end = static_cast<const char *>(zero);
-        while (const void *feed = std::memchr(next, '\n', static_cast<std::size_t>(end - next))) {
-            next = static_cast<const char *>(feed) + 1;
-            const qint64 offset = start + (next - block);
-            if (offset <= maxOffset)
-                offsets.append(static_cast<int>(offset));
+    QList<QByteArray> fields;
+    const auto append = [&](const char *begin, const char *behind) {
+        fields.append(QByteArray(begin, static_cast<int>(behind - begin)));
+    };
+    const auto isAt = [&](char byte) { return isDelimiter[static_cast<unsigned char>(byte)]; };
+    if (delimiters.size() == 1) {
+        const char delimiter = delimiters.at(0);
+        while (const char *const behind = skipFieldsPlainly(next, end, delimiter, 1)) {
+            append(next, behind - 1);
+            next = behind;
         }
-        start += count;
-        if (progress)
-            progress->tick(1);
+        append(next, end);
+    } else if (!delimiters.isEmpty()) {
+        while (true) {
+            const char *const begin = std::find_if_not(next, end, isAt);
+            if (begin == end)
+                break;
+            next = std::find_if(begin, end, isAt);
+            append(begin, next);
+        }
     }
-    offsets.squeeze();
-    return offsets;
+    return fields;
 }
 
-QList<QByteArray> CSVReaderPrivate::split(const QByteArray &line) const
+void CSVReaderPrivate::cutField(const char *&begin, const char *&end, int col) const
 {
-    if (delimiters.isEmpty())
-        return {};
-    if (delimiters.size() == 1)
-        return line.split(delimiters.at(0));
+    const char *const lineEnd = end;
+    if (delimiters.size() == 1) {
+        const char delimiter = delimiters.at(0);
+        // Carriage returns are gone before a line is split.
+        const bool isWhole = delimiter == '\r';
+        if (!isWhole)
+            begin = skipFields(begin, lineEnd, delimiter, col);
+        else if (col > 0)
+            begin = nullptr;
+        if (!begin)
+            begin = lineEnd;
+        else if (const char *const next = isWhole ? nullptr : skipFields(begin, end, delimiter, 1))
+            end = next - 1;
+        return;
+    }
+    const auto isAt = [&](char byte) { return isDelimiter[static_cast<unsigned char>(byte)]; };
+    for (const char *next = begin; !delimiters.isEmpty() && next != lineEnd;) {
+        begin = std::find_if_not(next, lineEnd, isAt);
+        next = std::find_if(begin, lineEnd, isAt);
+        const bool isField = std::any_of(begin, next, [](char byte) { return byte != '\r'; });
+        if (isField && col-- == 0) {
+            end = next;
+            return;
+        }
+    }
+    begin = end;
+}
+
+QList<QByteArray> CSVReaderPrivate::fieldsOf(int row)
+{
+    if (row == lastRowIndex)
+        return lastRow;
+    if (row == 0 && !firstRow.isEmpty())
+        return firstRow;
 
     QList<QByteArray> fields;
-    const char *next = line.constData();
-    const char *const end = next + line.size();
-    const auto isDelimiter = [&](char byte) { return delimiters.contains(byte); };
-    while (true) {
-        const char *const start = std::find_if_not(next, end, isDelimiter);
-        if (start == end)
-            return fields;
-        next = std::find_if(start, end, isDelimiter);
-        fields.append(QByteArray(start, static_cast<int>(next - start)));
+    try {
+        const LineSource::Line line = this->line(row);
+        if (hasReturns(line.begin, line.end)) {
+            const QByteArray bytes = withoutReturns(line.begin, line.end);
+            fields = split(bytes.constData(), bytes.constData() + bytes.size());
+        } else {
+            fields = split(line.begin, line.end);
+        }
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
+    lastRow = fields;
+    lastRowIndex = row;
+    if (row == 0)
+        firstRow = fields;
+    return fields;
+}
+
+template <typename List, typename Convert>
+List CSVReaderPrivate::column(int col, int fromRow, const Convert &convert)
+{
+    const qint64 count = qint64(numRows()) - fromRow;
+    if (col < 0 || count <= 0 || count > maxEntries)
+        return {};
+    try {
+        List column;
+        column.reserve(static_cast<int>(count));
+        walkColumn(col, fromRow,
+                   [&](const char *begin, const char *end) { column.append(convert(begin, end)); });
+        return column;
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
+}
+
+/// Hands the field of each row to \p append, without its carriage returns.
+///
+/// What is kept afterwards is what a walk by fieldsOf() keeps: row 0 and the last row. In between
+/// no row is split further than to the field.
+template <typename Append>
+void CSVReaderPrivate::walkColumn(int col, int fromRow, const Append &append)
+{
+    for (int row = fromRow; row < 0; ++row)
+        append(nullptr, nullptr);
+    const int last = numRows() - 1;
+    for (int row = std::max(fromRow, 0); row <= last; ++row) {
+        if (row == 0 || row == last || row == lastRowIndex) {
+            const QList<QByteArray> fields = fieldsOf(row);
+            const bool isEmpty =
+                fields.isEmpty() || (fields.size() == 1 && fields.constFirst().isEmpty());
+            if (row == last && isEmpty)
+                return;
+            const QByteArray field = fields.value(col);
+            append(field.constData(), field.constData() + field.size());
+            continue;
+        }
+
+        lastRowIndex = -1;
+        lastRow.clear();
+        LineSource::Line line = this->line(row);
+        cutField(line.begin, line.end, col);
+        if (hasReturns(line.begin, line.end)) {
+            const QByteArray field = withoutReturns(line.begin, line.end);
+            append(field.constData(), field.constData() + field.size());
+        } else {
+            append(line.begin, line.end);
+        }
     }
 }
 
@@ -155,8 +260,10 @@ CSVReader::~CSVReader()
 
 void CSVReader::addDelimiter(char delimiter)
 {
-    if (delimiter != '\0' && !d->delimiters.contains(delimiter))
-        d->delimiters.append(delimiter);
+    if (delimiter == '\0' || d->delimiters.contains(delimiter))
+        return;
+    d->delimiters.append(delimiter);
+    d->isDelimiter[static_cast<unsigned char>(delimiter)] = delimiter != '\r';
 }
 
 bool CSVReader::read(const Data::String &path, Progress *progress)
@@ -174,18 +281,17 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
         return false;
 
     // In place only when all is there: the host, which is told of progress, may come back to here.
-    const auto source = std::make_shared<Source>(file);
-    if (progress)
-        progress->setMaxSteps(
-            static_cast<int>(std::min<qint64>(File::size(path) / blockSize, maxOffset)));
-    try {
-        const QVector<int> lineOffsets = findLines(*source, progress);
-        d->path = path;
-        d->setSource(source, lineOffsets);
-        return true;
-    } catch (const std::bad_alloc &) {
-        return false;
+    const auto source = std::make_shared<LineSource>(file);
+    if (progress) {
+        const qint64 steps = File::size(path) / LineSource::blockSize;
+        progress->setMaxSteps(static_cast<int>(qMin<qint64>(steps, LineIndex::maxFileSize)));
     }
+    const std::shared_ptr<const LineIndex> index = source->findLines(progress);
+    if (!index)
+        return false;
+    d->path = path;
+    d->setSource(source, index);
+    return true;
 }
 
 void CSVReader::setHoleValue(double value) { d->holeValue = value; }
@@ -194,7 +300,7 @@ bool CSVReader::isValid() const { return numRows() > 0; }
 
 Data::String CSVReader::path() const { return d->path; }
 
-int CSVReader::numRows() const { return d->lineOffsets.size(); }
+int CSVReader::numRows() const { return d->numRows(); }
 
 int CSVReader::numColumns(int row) const { return data(row).size(); }
 
@@ -210,11 +316,21 @@ bool CSVReader::hasHeader() const
 
 unsigned short CSVReader::checksum(int rows) const
 {
-    QByteArray bytes = QByteArray::number(numRows());
+    Checksum sum;
+    const QByteArray count = QByteArray::number(numRows());
+    sum.add(count.constData(), static_cast<std::size_t>(count.size()));
     const int end = rows < 0 ? numRows() : std::min(rows, numRows());
-    for (int row = 0; row < end; ++row)
-        bytes += readLine(row);
-    return qChecksum(bytes.constData(), static_cast<uint>(bytes.size()));
+    for (int row = 0; row < end; ++row) {
+        const LineSource::Line line = d->line(row);
+        for (const char *next = line.begin; next != line.end;) {
+            const char *const piece = next;
+            next = std::find(piece, line.end, '\r');
+            sum.add(piece, static_cast<std::size_t>(next - piece));
+            if (next != line.end)
+                ++next;
+        }
+    }
+    return sum.value();
 }
 
 QByteArray CSVReader::data(int row, int col) const
@@ -230,22 +346,7 @@ QList<QByteArray> CSVReader::data(int row) const
 {
     if (row < 0 || row >= numRows())
         return {};
-    if (row == d->lastRowIndex)
-        return d->lastRow;
-    if (row == 0 && !d->firstRow.isEmpty())
-        return d->firstRow;
-
-    QList<QByteArray> fields;
-    try {
-        fields = d->split(readLine(row));
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
-    d->lastRow = fields;
-    d->lastRowIndex = row;
-    if (row == 0)
-        d->firstRow = fields;
-    return fields;
+    return d->fieldsOf(row);
 }
 
 QList<QByteArray> CSVReader::rowData(int row, int firstCol, int lastCol) const
@@ -260,25 +361,19 @@ QList<QByteArray> CSVReader::rowData(int row, int firstCol, int lastCol) const
 
 QList<QByteArray> CSVReader::colData(int col, int firstRow) const
 {
-    QList<QByteArray> column;
-    if (col < 0 || firstRow >= numRows() || qint64(numRows()) - firstRow > maxEntries)
-        return column;
-
-    const int last = numRows() - 1;
-    for (int row = firstRow; row <= last; ++row) {
-        const QList<QByteArray> fields = data(row);
-        const bool isEmpty =
-            fields.isEmpty() || (fields.size() == 1 && fields.constFirst().isEmpty());
-        if (row == last && isEmpty)
-            break;
-        column.append(fields.value(col));
-    }
-    return column;
+    return d->column<QList<QByteArray>>(col, firstRow, [](const char *begin, const char *end) {
+        return QByteArray(begin, static_cast<int>(end - begin));
+    });
 }
 
 Data::String CSVReader::dataD(int row, int col) const
 {
-    return QString::fromUtf8(data(row, col)).trimmed();
+    const QByteArray field = data(row, col);
+    try {
+        return toText(field.constData(), field.constData() + field.size());
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
 }
 
 QStringList CSVReader::dataD(int row) const { return baToStrList(data(row)); }
@@ -290,7 +385,7 @@ QStringList CSVReader::rowDataD(int row, int firstCol, int lastCol) const
 
 QStringList CSVReader::colDataD(int col, int firstRow) const
 {
-    return baToStrList(colData(col, firstRow));
+    return d->column<QStringList>(col, firstRow, toText);
 }
 
 double CSVReader::dataValue(int row, int col, bool *ok) const
@@ -307,16 +402,22 @@ QList<double> CSVReader::rowDataValue(int row, int firstCol, int lastCol) const
 
 QList<double> CSVReader::colDataValue(int col, int firstRow) const
 {
-    return toValues(colData(col, firstRow));
+    return d->column<QList<double>>(col, firstRow, [this](const char *begin, const char *end) {
+        return toNumber(begin, end, d->holeValue, nullptr);
+    });
 }
 
 QStringList CSVReader::baToStrList(const QList<QByteArray> &fields) const
 {
-    QStringList texts;
-    texts.reserve(fields.size());
-    for (const QByteArray &field : fields)
-        texts.append(QString::fromUtf8(field).trimmed());
-    return texts;
+    try {
+        QStringList texts;
+        texts.reserve(fields.size());
+        for (const QByteArray &field : fields)
+            texts.append(toText(field.constData(), field.constData() + field.size()));
+        return texts;
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
 }
 
 QList<double> CSVReader::toValues(const QList<QByteArray> &fields) const
@@ -330,40 +431,17 @@ QList<double> CSVReader::toValues(const QList<QByteArray> &fields) const
 
 double CSVReader::toValue(const QByteArray &bytes, bool *ok) const
 {
-    const QByteArray trimmed = bytes.trimmed();
-    if (!trimmed.isEmpty())
-        return trimmed.toDouble(ok);
-    if (ok)
-        *ok = false;
-    return d->holeValue;
+    return toNumber(bytes.constData(), bytes.constData() + bytes.size(), d->holeValue, ok);
 }
 
 QByteArray CSVReader::readLine(int row) const
 {
-    const int offset = d->lineOffsets.at(row);
-    QByteArray line;
-    if (!d->source || !d->source->seek(offset))
-        return line;
-
-    char block[blockSize];
-    qint64 left = qint64(maxOffset) - offset;
-    while (left > 0) {
-        const int count =
-            d->source->read(block, static_cast<int>(std::min<qint64>(left, blockSize)));
-        if (count == 0)
-            break;
-        left -= count;
-        const char *end = block + count;
-        if (const void *zero = std::memchr(block, '\0', static_cast<std::size_t>(count)))
-            end = static_cast<const char *>(zero);
-        const void *feed = std::memchr(block, '\n', static_cast<std::size_t>(end - block));
-        if (feed)
-            end = static_cast<const char *>(feed);
-        line.append(block, static_cast<int>(end - block));
-        if (feed)
-            break;
+    const LineSource::Line line = d->line(row);
+    try {
+        return withoutReturns(line.begin, line.end);
+    } catch (const std::bad_alloc &) {
+        return {};
     }
-    return line.replace("\r", "");
 }
 
 } // namespace Utils
