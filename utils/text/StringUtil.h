@@ -4,6 +4,8 @@
 #include "data/Variant.h"
 #include "utils/Export.h"
 
+#include <QStringList>
+
 namespace Utils {
 
 /// Numbers and texts for people: static operations, no instances.
@@ -106,6 +108,79 @@ public:
     /// The text between the bracket at \p pos and findMatch(), up to the end of the text when there
     /// is no match. "" when \p pos is not in the text.
     static Data::String extractMatch(const Data::String &text, int pos);
+
+    // Lists
+
+    /// The index of the first item that contains \p text, from \p first on; -1 when there is none,
+    /// or an item without it contains \p stop first. An empty \p stop stops nowhere.
+    ///
+    /// A negative \p first counts from the item before the last: -1 is that one, which is meant, -2
+    /// the one before it, and so on down to the first item.
+    static int findInList(const Data::String &text, const QStringList &list,
+                          const Data::String &stop, int first);
+
+    /// \p list with every item that is \p from replaced by \p to.
+    static QStringList replaceInList(const QStringList &list, const Data::String &from,
+                                     const Data::String &to);
+
+    /// All of \p list with \p separator between, or its first \p limit items and then how many more
+    /// there are, in the words of the key ".Kelm.Framework.msg.plusmore".
+    ///
+    /// With \p exact a list of \p limit items or more is cut, else one that has five more at least.
+    /// It is meant that a list of exactly \p limit items is cut to show that there are 0 more. A
+    /// negative \p limit shows no items, and counts from it.
+    static Data::String joinLimit(const QStringList &list, int limit, const Data::String &separator,
+                                  bool exact);
+
+    // Texts for people
+
+    /// A table in rich text of the lines of \p text, or of \p lines, \p spacing pixels between its
+    /// cells. "" for an empty text.
+    ///
+    ///     "a: b", ": "     => a row with the cells "a" and "b"; each further separator starts one
+    ///     "a", ": "        => a row with one cell
+    ///     "*a: b", ": "    => the first cell in bold
+    ///
+    /// What the lines hold is rich text itself and is not escaped.
+    static Data::String formatTable(const Data::String &text, const Data::String &separator,
+                                    int spacing);
+    static Data::String formatTable(const QStringList &lines, const Data::String &separator,
+                                    int spacing);
+
+    /// A label from the identifier \p name: a blank in front of each word, which keeps its capital
+    /// with \p keepCase.
+    ///
+    ///     "maxLoadValue", false  => "Max load value"
+    ///     "maxLoadValue", true   => "Max Load Value"
+    ///     "XMLFile", false       => "XMLFile"     capitals in a row stay together,
+    ///     "xPos", false          => "XPos"        and the first character is one by then
+    ///     "2Max", false          => "2 max"       a digit in front is none
+    ///     "max Load", false      => "Max  load"   a blank is added to the one that is there
+    static Data::String makeLabel(Data::String name, bool keepCase);
+
+    /// The lines of \p text, which \p separator ends, with a blank where a sentence was wrapped and
+    /// \p lineBreak elsewhere: in front of an empty line, behind ":", and in front of a line that
+    /// starts with a capital, with "-" or with a number, behind blanks or not.
+    ///
+    ///     "one\ntwo\n- three\nFour", "\n", "<br>"  => "one two<br>- three<br>Four"
+    ///
+    /// A number is a word of its own that QString::toDouble() reads: "1." and "nan", too, but not
+    /// "1)". Blanks around a line stay.
+    static Data::String combineLines(const Data::String &text, const Data::String &separator,
+                                     const Data::String &lineBreak);
+
+    /// \p text without what stands in "<" and ">", across lines, too: "1<2 and 3>2" is "12".
+    static Data::String removeTags(const Data::String &text);
+
+    /// The parts of a link: scheme, host, path, and then each parameter. A part that is not there
+    /// is "".
+    ///
+    ///     "file:/host/dir/name?x=1&y"  => "file", "host", "dir/name", "x=1", "y"
+    ///     "/host/dir"                  => "", "host", "dir"
+    ///     "name?"                      => "", "", "name", ""
+    ///     "http://host/path"           => "http", "", "host/path"   meant
+    ///     "file:/host?x=1"             => "file", "host?x=1", ""    meant: no path, no parameters
+    static QStringList splitLink(const Data::String &link);
 };
 
 } // namespace Utils
