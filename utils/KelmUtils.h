@@ -33,6 +33,7 @@
 #include "utils/signals/Slot.h"
 #include "utils/signals/SlotCB.h"
 #include "utils/strings/StringTable.h"
+#include "utils/strings/StringTableLoader.h"
 #include "utils/strings/Translator.h"
 #include "utils/tagfile/TagFile.h"
 #include "utils/text/DateTime.h"

@@ -111,6 +111,12 @@ Data::String StringTable::lookupx(const Data::String &key, const Data::String &t
     return lookup(isShort ? "." + tableName + key : key);
 }
 
+/// The item \p index, trimmed; "" when there is none.
+static Data::String itemOf(const QStringList &items, int index)
+{
+    return items.value(index).trimmed();
+}
+
 Data::String StringTable::lookupi(const Data::String &key, int index, char separator)
 {
     struct Items
@@ -123,25 +129,68 @@ Data::String StringTable::lookupi(const Data::String &key, int index, char separ
 
     if (last.key != key)
         last = {copyOf(key), lookup(key).split(QLatin1Char(separator))};
-    return last.items.value(index).trimmed();
+    return itemOf(last.items, index);
 }
 
-Data::String StringTable::lookupk(const Data::String &key, const Data::String &subKey,
-                                  const Data::String &defaultValue)
+/// The value of \p name in a text such as "[a=1][b=2]", or \p defaultValue when it has none.
+static Data::String valueOf(Data::String record, const Data::String &name,
+                            const Data::String &defaultValue)
 {
-    Data::String text = lookup(key);
-    if (text.startsWith(QLatin1Char('[')))
-        text.remove(0, 1);
-    if (text.endsWith(QLatin1Char(']')))
-        text.chop(1);
+    if (record.startsWith(QLatin1Char('[')))
+        record.remove(0, 1);
+    if (record.endsWith(QLatin1Char(']')))
+        record.chop(1);
 
-    const Data::String start = subKey + "=";
-    const QStringList parts = text.split(QLatin1String("]["));
+    const Data::String start = name + "=";
+    const QStringList parts = record.split(QLatin1String("]["));
     for (const QString &part : parts) {
         if (part.startsWith(start))
             return part.mid(part.indexOf(QLatin1Char('=')) + 1);
     }
     return defaultValue;
+}
+
+Data::String StringTable::lookupk(const Data::String &key, const Data::String &subKey,
+                                  const Data::String &defaultValue)
+{
+    return valueOf(lookup(key), subKey, defaultValue);
+}
+
+static bool isCurrentLanguage(const Data::String &language)
+{
+    return !StringTableState::alive || language.isEmpty() || language == stringTableState.language;
+}
+
+Data::String StringTable::lookupl(const Data::String &key, const Data::String &language)
+{
+    const StringTableKey parts(key);
+    if (isCurrentLanguage(language) || !parts.table())
+        return lookup(key);
+
+    auto &languages = parts.table()->localeStrings;
+    auto texts = languages.constFind(language);
+    if (texts == languages.constEnd()) {
+        Table table;
+        if (!readStringTable(table, parts.name().mid(1), language))
+            return lookup(key);
+        texts = languages.insert(copyOf(language), table.strings);
+    }
+    const Data::String *const text = parts.textIn(*texts);
+    return text ? *text : parts.id();
+}
+
+Data::String StringTable::lookupil(const Data::String &key, int index, char separator,
+                                   const Data::String &language)
+{
+    if (isCurrentLanguage(language))
+        return lookupi(key, index, separator);
+    return itemOf(lookupl(key, language).split(QLatin1Char(separator)), index);
+}
+
+Data::String StringTable::lookupkl(const Data::String &key, const Data::String &subKey,
+                                   const Data::String &language)
+{
+    return valueOf(lookupl(key, language), subKey, "");
 }
 
 } // namespace Utils

@@ -37,6 +37,25 @@ public:
     static void initialize(const Data::String &language, const Data::String &contexts,
                            const Data::String &productContext);
 
+    /// Loads the table \p name for the current language: the file `<name>_<language>.xml`, or else
+    /// `<name>_en.xml`, where File::findResource() finds it. False before initialize(), and when
+    /// there is no such file or it is no string table; a table of that name stays as it was then.
+    ///
+    /// The file is XML with the document type "StringTable". In its root element, and in each other
+    /// of these elements but the first, whose names may be in any case, in any depth:
+    ///
+    ///     string id="..."     a text. The last of an id counts; "" is an id.
+    ///     context name="..."  is skipped unless it is one of the contexts given to initialize()
+    ///     ui name="..."       the texts of a form, which Translator answers with. All elements of
+    ///                         a name, in one table, are one form; a form in several tables is that
+    ///                         of the table loaded last.
+    ///
+    /// Any other element is skipped with all that is in it. The text of a string is that of
+    /// Xml::Element::childTextData(), in which "\n" is a line end, "<br>" for all line ends if the
+    /// text has both "<" and ">"; then "\\" a backslash, and a backslash before a tab nothing. "\t"
+    /// stays as it is, as does what is left of "\\t", which is meant.
+    static bool load(const Data::String &name);
+
     /// The text of \p key, with its %1, %2... for the caller to fill.
     ///
     /// The table is the one with the longest name that \p key starts with, component by component,
@@ -81,6 +100,23 @@ public:
     ///     "a=1", "a"         => "1"           the outer brackets may be left out
     static Data::String lookupk(const Data::String &key, const Data::String &subKey,
                                 const Data::String &defaultValue);
+
+    /// The text of \p key in \p language, which is as the names of files have it; "" is the current
+    /// one.
+    ///
+    /// The file of that language is read when it is first asked for; the texts of its forms are not
+    /// kept. Without such a file the text in the current language stands in, or, when that is not
+    /// English, the one of the English file from then on. A file that has no such id gives the id
+    /// alone.
+    static Data::String lookupl(const Data::String &key, const Data::String &language);
+
+    /// lookupi() in \p language; nothing is kept of another language than the current one.
+    static Data::String lookupil(const Data::String &key, int index, char separator,
+                                 const Data::String &language);
+
+    /// lookupk() in \p language, with "" for the default.
+    static Data::String lookupkl(const Data::String &key, const Data::String &subKey,
+                                 const Data::String &language);
 };
 
 } // namespace Utils

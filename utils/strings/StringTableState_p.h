@@ -60,4 +60,9 @@ private:
     Data::String m_id; // a view of the end of the key
 };
 
+/// Reads the file of the table \p name for \p language into \p table. False when there is none, or
+/// none that can be read.
+bool readStringTable(StringTable::Table &table, const Data::String &name,
+                     const Data::String &language);
+
 } // namespace Utils
