@@ -323,11 +323,10 @@ unsigned short CSVReader::checksum(int rows) const
     for (int row = 0; row < end; ++row) {
         const LineSource::Line line = d->line(row);
         for (const char *next = line.begin; next != line.end;) {
-            const char *const piece = next;
-            next = std::find(piece, line.end, '\r');
-            sum.add(piece, static_cast<std::size_t>(next - piece));
-            if (next != line.end)
-                ++next;
+            const char *const behind = skipFieldsPlainly(next, line.end, '\r', 1);
+            const char *const pieceEnd = behind ? behind - 1 : line.end;
+            sum.add(next, static_cast<std::size_t>(pieceEnd - next));
+            next = behind ? behind : line.end;
         }
     }
     return sum.value();
