@@ -407,6 +407,156 @@ private Q_SLOTS:
         QCOMPARE(List::indexSort(cases, true, false), Plainly::indexSort(cases, true, false));
     }
 
+    void sortsAnyNumbers()
+    {
+        Random random(11);
+        for (int round = 0; round < 200; ++round) {
+            const int size = round % 10 == 0 ? 3000 : random.below(200);
+            const int range = random.below(3) == 0 ? 5 : 100000;
+            Numbers integers = random.numbers(size, -range, range);
+            if (round % 4 == 1)
+                std::sort(integers.begin(), integers.end());
+            QList<double> values;
+            for (const int number : qAsConst(integers)) {
+                const double scale[] = {1.0, 0.0, -0.0, 1e-300, 1e290, 1e-12, 0.3};
+                values.append(number * scale[random.below(7)]);
+            }
+            if (round % 3 == 0) {
+                for (int count = random.below(size / 2 + 1); count > 0; --count)
+                    values[random.below(size)] = count % 2 == 0 ? notANumber : -notANumber;
+            }
+
+            for (const bool ascending : {true, false}) {
+                QCOMPARE(List::indexSort(integers, ascending),
+                         Plainly::indexSort(integers, ascending));
+                QCOMPARE(List::indexSort(values, ascending), Plainly::indexSort(values, ascending));
+                QCOMPARE(List::indexSort(values.toVector(), ascending),
+                         Plainly::indexSort(values, ascending));
+            }
+        }
+    }
+
+    void sortsSortedNumbers_data()
+    {
+        QTest::addColumn<int>("noNumber"); // its position, or -1
+
+        QTest::newRow("whole") << -1;
+        QTest::newRow("one at the start") << 0;
+        QTest::newRow("one in the middle") << 1000;
+        QTest::newRow("one at the end") << 1999;
+    }
+
+    void sortsSortedNumbers()
+    {
+        QFETCH(int, noNumber);
+        QList<double> upwards;
+        for (int i = 0; i < 2000; ++i)
+            upwards.append(i / 3); // three of each
+        QList<double> downwards = upwards;
+        std::reverse(downwards.begin(), downwards.end());
+        if (noNumber >= 0)
+            upwards[noNumber] = downwards[noNumber] = notANumber;
+
+        for (const bool ascending : {true, false}) {
+            QCOMPARE(List::indexSort(upwards, ascending), Plainly::indexSort(upwards, ascending));
+            QCOMPARE(List::indexSort(downwards, ascending),
+                     Plainly::indexSort(downwards, ascending));
+        }
+    }
+
+    void sortsAnyTexts_data()
+    {
+        QTest::addColumn<QString>("alphabet");
+        QTest::addColumn<QString>("prefix"); // "" makes some of them empty
+        QTest::addColumn<int>("longest");
+
+        const QString wide =
+            QString::fromUtf8("ab\xc3\xa4\xc3\x84\xe1\xba\x9e\xc3\x9f\xef\xbf\xbf");
+        QString pairs = QString::fromUtf8("a\xf0\x90\x90\x80\xf0\x90\x90\xa8\xef\xbf\xbf");
+        // clang-format off
+        QTest::newRow("some empty")         << "ab" << "" << 6;
+        QTest::newRow("many empty")         << "abcAB" << "" << 1;
+        QTest::newRow("many equal")         << "a" << "x" << 3;
+        QTest::newRow("case")               << "abAB" << "x" << 4;
+        QTest::newRow("case, some empty")   << "abAB" << "" << 4;
+        QTest::newRow("one case")           << "abcdefgh1" << "x" << 12;
+        QTest::newRow("a common beginning") << "ab" << "/home/name/" << 30;
+        QTest::newRow("zero characters")    << QString("a") + QChar(0) << "x" << 12;
+        QTest::newRow("beyond ASCII")       << wide << "x" << 6;
+        QTest::newRow("broken pairs")       << pairs << "x" << 6;
+        QTest::newRow("broken pairs, some empty") << pairs << "" << 6;
+        // clang-format on
+    }
+
+    void sortsAnyTexts()
+    {
+        QFETCH(QString, alphabet);
+        QFETCH(QString, prefix);
+        QFETCH(int, longest);
+        Random random(12);
+        for (int round = 0; round < 60; ++round) {
+            const int size = round % 10 == 0 ? 2500 : random.below(150);
+            QStringList values = random.texts(size, alphabet, longest);
+            for (QString &value : values)
+                value.prepend(prefix);
+            if (round % 4 == 1)
+                std::sort(values.begin(), values.end());
+
+            for (const bool caseSensitive : {true, false}) {
+                QCOMPARE(List::indexSort(values, true, caseSensitive),
+                         Plainly::indexSort(values, true, caseSensitive));
+                QCOMPARE(List::indexSort(values, false, caseSensitive),
+                         Plainly::indexSort(values, false, caseSensitive));
+            }
+        }
+    }
+
+    void sortsEachCharacterWithoutCase()
+    {
+        QStringList all;
+        for (int unit = 0; unit < 0x10000; ++unit)
+            all.append(QChar(unit));
+        std::shuffle(all.begin(), all.end(), std::mt19937(13));
+        QStringList characters;
+        for (uint character = 0x10000; character < 0x20000; ++character)
+            characters.append(QString::fromUcs4(&character, 1));
+        std::shuffle(characters.begin(), characters.end(), std::mt19937(14));
+
+        for (const QStringList &values : {all, characters, all + characters})
+            QCOMPARE(List::indexSort(values, true, /*caseSensitive=*/false),
+                     Plainly::indexSort(values, true, /*caseSensitive=*/false));
+    }
+
+    void sortsBeginningsOfOneText()
+    {
+        const QString whole = QString(3000, 'a');
+        QStringList values;
+        for (int size = whole.size(); size > 0; --size)
+            values.append(whole.left(size));
+
+        QCOMPARE(List::indexSort(values, true, true), backwards(counted(values.size())));
+        QCOMPARE(List::indexSort(values, true, false), backwards(counted(values.size())));
+    }
+
+    void endsAQuicksortThatTakesTooLong()
+    {
+        const int size = 300000;
+        QStringList values;
+        for (int i = 0; i < size; ++i)
+            values.append(i % 2 == 1 ? QString() : QString::number(2 * size - i));
+
+        const Numbers sorted = List::indexSort(values, true, true);
+
+        Numbers ordered = sorted;
+        std::sort(ordered.begin(), ordered.end());
+        QCOMPARE(ordered, counted(size));
+        // To its end the quicksort would scatter them over more than ten thousand places.
+        int changes = 0;
+        for (int i = 1; i < size; ++i)
+            changes += values[sorted[i]].isEmpty() != values[sorted[i - 1]].isEmpty();
+        QVERIFY2(changes < 100, "the empty texts that were left stand together");
+    }
+
     void sortsAsTheStandardSort()
     {
         Random random(1);

@@ -41,7 +41,11 @@ public:
     ///     "b", "", "a"           => 1, 2, 0
     ///     "c", "", "b", "", "a"  => 1, 3, 4, 2, 0
     ///
-    /// The result is the same each time in all these cases.
+    /// Where an order is lacking, here or among numbers, the result is that of a quicksort, and the
+    /// same each time. Some lists of more than 10,000 elements would drive it to quadratic time:
+    /// once it has taken a hundred million steps and 200 for each element, what it has left is
+    /// sorted with empty texts in front, what is not a number at the end, and texts that differ in
+    /// case only by position.
     static QList<int> indexSort(const QStringList &values, bool ascending, bool caseSensitive);
 
     /// A list of numbers as text, in which a run of numbers that ascend by 1 is written as a range.
