@@ -2,6 +2,7 @@
 
 #include "tests/support/FakeHost.h"
 #include "tests/support/Files.h"
+#include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 #include "utils/Application.h"
@@ -69,6 +70,40 @@ private Q_SLOTS:
     }
 
     void cleanup() { Utils::setApplication(nullptr); }
+
+    // In front of tests that leave memory behind, which would be used again.
+    void isEmptyWhereTheMemoryEnds()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("the memory of a program that checks its addresses cannot be limited");
+#endif
+        const int size = 60 << 20;
+        const QString lines = makeFile(m_folder->filePath("lines"), QByteArray(size, '\n'));
+        const QString line = makeFile(m_folder->filePath("line"), QByteArray(size, 'x') + "\nb");
+        const QString fields =
+            makeFile(m_folder->filePath("fields"), QByteArray(size, ',') + "\nb");
+        CSVReader reader;
+        {
+            const Limit memory(RLIMIT_AS, memoryInUse() + (150 << 20));
+            QVERIFY(!reader.read(lines)); // the places of which take 240 MB
+            QVERIFY(!reader.isValid());
+        }
+        QVERIFY(reader.read(line));
+        {
+            const Limit memory(RLIMIT_AS, memoryInUse() + (50 << 20));
+            QCOMPARE(reader.data(0, -1), QByteArray());
+            QCOMPARE(reader.data(0), Fields{""});
+            QCOMPARE(reader.data(1), Fields{"b"});
+        }
+        QVERIFY(reader.read(fields));
+        {
+            const Limit memory(RLIMIT_AS, memoryInUse() + (300 << 20));
+            QCOMPARE(reader.data(0, -1).size(), size);
+            QCOMPARE(reader.data(0), Fields());
+            QCOMPARE(reader.colData(0), (Fields{"", "b"}));
+        }
+        QCOMPARE(reader.numColumns(0), size + 1); // an empty answer is not kept
+    }
 
     void isEmptyAtFirst()
     {
@@ -177,12 +212,13 @@ private Q_SLOTS:
 
     void failsOnWhatItCannotRead_data()
     {
-        QTest::addColumn<QString>("name"); // in the folder, "" for no path at all
+        QTest::addColumn<QString>("name"); // in the folder, unless it is empty or absolute
 
         QTest::newRow("no path") << "";
         QTest::newRow("missing") << "missing.csv";
         QTest::newRow("a folder") << ".";
         QTest::newRow("a pipe that nobody writes to") << "pipe";
+        QTest::newRow("a device without end") << "/dev/zero";
         QTest::newRow("a zero byte in the path") << QString("good.csv") + QChar(0) + "x";
         QTest::newRow("a path too long") << QString("x/").repeated(3000);
     }
@@ -192,7 +228,8 @@ private Q_SLOTS:
         QFETCH(QString, name);
         QCOMPARE(mkfifo(QFile::encodeName(m_folder->filePath("pipe")).constData(), 0600), 0);
         makeFile(m_folder->filePath("good.csv"), "a");
-        const Data::String path = name.isEmpty() ? QString() : m_folder->filePath(name);
+        const bool isInFolder = !name.isEmpty() && !name.startsWith('/');
+        const Data::String path = isInFolder ? m_folder->filePath(name) : name;
         CSVReader reader(';');
         reader.setHoleValue(-1.0);
         QVERIFY(read(reader, "a;b\nc"));
@@ -1019,6 +1056,91 @@ private Q_SLOTS:
         QCOMPARE(column[100], 100.0);
         QCOMPARE(column.last(), 0.0);
         reader.checksum();
+    }
+
+    void takesLinesOfAnyLength()
+    {
+        const int size = 10 * 1000 * 1000;
+        const QByteArray line(size, '1');
+        CSVReader reader;
+        QVERIFY(read(reader, line + "\n\"" + line + "\n" + line + "," + line + ",2"));
+
+        QCOMPARE(reader.numRows(), 3);
+        QVERIFY(reader.hasHeader()); // as it is larger than a double
+        QVERIFY(reader.data(0, 0) == line);
+        QCOMPARE(reader.dataD(0, -1).size(), size);
+        QVERIFY(std::isinf(reader.dataValue(0, 0)));
+        QVERIFY(reader.data(1, -1) == "\"" + line);
+        QVERIFY(reader.rowData(2, 1, 1) == Fields{line});
+        QCOMPARE(reader.colDataValue(2, 1), (Numbers{0.0, 2.0}));
+        QByteArray summedUp = "3" + line + "\"" + line;
+        QCOMPARE(reader.checksum(2), qChecksum(summedUp.constData(), uint(summedUp.size())));
+    }
+
+    void takesAMillionColumns()
+    {
+        const int count = 1000 * 1000;
+        const QByteArray line = QByteArray("7;").repeated(count - 1) + "8";
+        CSVReader reader(';');
+        QVERIFY(read(reader, line + "\n" + line + "\n" + QByteArray(count, ';') + "\n"));
+
+        QCOMPARE(reader.numColumns(0), count);
+        QCOMPARE(reader.data(1, count - 1), QByteArray("8"));
+        QCOMPARE(reader.dataValue(1).size(), count);
+        QCOMPARE(reader.colDataValue(count - 1), (Numbers{8.0, 8.0, 0.0}));
+        QCOMPARE(reader.colDataD(count), (QStringList{"", "", ""}));
+        QCOMPARE(reader.numColumns(2), count + 1);
+        reader.addDelimiter(' ');
+        QCOMPARE(reader.colDataValue(count - 1, 1), (Numbers{8.0, 0.0}));
+        QCOMPARE(reader.numColumns(2), 0);
+    }
+
+    void keepsToTheFirstTwoGibibytes_data()
+    {
+        QTest::addColumn<QByteArray>("end");    // of what is looked at
+        QTest::addColumn<QByteArray>("behind"); // that is not
+        QTest::addColumn<Fields>("lines");      // the last ones
+
+        QTest::newRow("a line that is cut")
+            << QByteArray("\nab\ncd") << QByteArray("ef\ngh") << Fields{"ab", "cd"};
+        QTest::newRow("a line that ends there")
+            << QByteArray("\nab\ncd\n") << QByteArray("ef\n") << Fields{"ab", "cd", ""};
+        QTest::newRow("a line feed right behind")
+            << QByteArray("\nab\ncd") << QByteArray("\n\n") << Fields{"ab", "cd"};
+    }
+
+    void keepsToTheFirstTwoGibibytes()
+    {
+        QFETCH(QByteArray, end);
+        QFETCH(QByteArray, behind);
+        QFETCH(Fields, lines);
+        // Where holes are read without filling the system's cache, if there is such a place.
+        const QString memory = "/dev/shm";
+        const QTemporaryDir folder((QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) +
+                                   "/tst_CSVReader");
+        const qint64 limit = INT_MAX - 1;
+        const qint64 lastBlock = limit / block * block; // without zero bytes
+        QFile file(folder.filePath("file"));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(3 * limit));
+        QVERIFY(file.write("first,\n") == 7 && file.seek(lastBlock));
+        QVERIFY(file.write(QByteArray(int(limit - lastBlock) - end.size(), 'x') + end + behind +
+                           QByteArray(block, 'y')) > 0);
+        file.close();
+        CSVReader reader;
+        Utils::Progress progress(0);
+
+        QVERIFY(reader.read(file.fileName(), &progress));
+
+        QCOMPARE(progress.maxSteps(), int(3 * limit / block));
+        QCOMPARE(progress.count(), int(limit / block) + 1);
+        QCOMPARE(reader.numRows(), 2 + lines.size());
+        QCOMPARE(reader.data(0), (Fields{"first", ""}));
+        for (int i = 0; i < lines.size(); ++i) {
+            QCOMPARE(reader.data(2 + i), Fields{lines[i]});
+            QCOMPARE(reader.data(2 + i, -1), lines[i]);
+        }
+        // Of the line in front of them, which is two gibibytes long, the zero bytes are hidden.
+        QVERIFY(QByteArray(block, 'x').startsWith(reader.data(1, -1)));
     }
 
 private:

@@ -49,6 +49,15 @@ static QByteArray fileOfBlocks(Random &random)
     return contents;
 }
 
+static QByteArray fileOfBytes(Random &random)
+{
+    QByteArray contents(below(random, 50 * 1000), '\0');
+    const int least = below(random, 2); // with zero bytes or without
+    for (char &byte : contents)
+        byte = char(least + below(random, 256 - least));
+    return contents;
+}
+
 /// Larger than what is read in one go.
 static QByteArray largeFile(Random &random)
 {
@@ -95,7 +104,8 @@ private Q_SLOTS:
         const int share = 1;
 #endif
         QTest::newRow("small files") << QByteArray("small") << 100 * 1000 / share << 14;
-        QTest::newRow("files of some blocks") << QByteArray("blocks") << 10 * 1000 / share << 20;
+        QTest::newRow("files of some blocks") << QByteArray("blocks") << 5 * 1000 / share << 20;
+        QTest::newRow("files of any bytes") << QByteArray("bytes") << 1000 / share << 20;
         QTest::newRow("large files") << QByteArray("large") << 30 / share << 40;
     }
 
@@ -114,6 +124,7 @@ private Q_SLOTS:
         for (int i = 0; i < files; ++i) {
             const QByteArray contents = kind == "small"    ? smallFile(random)
                                         : kind == "blocks" ? fileOfBlocks(random)
+                                        : kind == "bytes"  ? fileOfBytes(random)
                                                            : largeFile(random);
             // A new one each time: some file systems wait for the disk when one is written over.
             const QString path = folder.filePath(QString::number(i));
