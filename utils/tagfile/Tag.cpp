@@ -141,16 +141,14 @@ QStringList Tag::toStringList(int first, int options) const
     for (int i = std::max(first, 0); i < end; ++i) {
         const QString &key = keys[i];
         const QString &value = values[i];
-        if (isCommentKey(key)) {
+        if (isComment(key)) {
             if (options & WriteComments)
                 lines.append(commentLines(value));
         } else if (value.contains(QLatin1Char('\n'))) {
-            lines.append(key + blockStart(value));
+            lines.append(key + QLatin1Char(':') + QString::number(numberOfLines(value)));
             lines.append(value.split(QLatin1Char('\n')));
-        } else {
-            const QString text = oneLineValue(value, options);
-            if (!text.isEmpty())
-                lines.append(key + text);
+        } else if (!isLeftOut(value, options)) {
+            lines.append(key + QLatin1String(": ") + oneLineValue(value, options));
         }
     }
     return lines;

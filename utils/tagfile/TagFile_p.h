@@ -1,9 +1,7 @@
 #pragma once
 
 #include "utils/tagfile/TagFile.h"
-
-#include <memory>
-#include <vector>
+#include "utils/tagfile/TagReader_p.h"
 
 QT_FORWARD_DECLARE_CLASS(QFile)
 
@@ -12,16 +10,24 @@ namespace Utils {
 class TagFilePrivate
 {
 public:
-    std::vector<std::unique_ptr<TagFile::Tag>> tags; // each keeps its place when others come or go
+    TagList tags;
     Data::String filename;
-    QFile *file = nullptr;         // while a file is streamed out; only close() deletes it
-    QTextStream *stream = nullptr; // the same, and in toString()
+    QFile *file = nullptr;         // while it is streamed out; only close() deletes it
+    QTextStream *stream = nullptr; // the same
     int options = TagFile::BlankLines | TagFile::WriteYesNo | TagFile::WriteComments;
     Data::VariantCollection meta;
 
-    void readTags(QTextStream &in);
-    bool canWrite() const;
-    void writeTags(TagFile &to) const;
+    /// Reads from a file or a text stream.
+    template <typename Source>
+    void readTags(Source &in);
+
+    /// Writes to what is open, if it is.
+    void write(const QString &text);
+
+    /// Appends all tags to \p out. Now and then, behind whole lines, it calls \p empty(), which may
+    /// take away what is there.
+    template <typename Empty>
+    void writeTags(QString &out, Empty empty) const;
 };
 
 /// The name of the tag that tells what kind of file it is.

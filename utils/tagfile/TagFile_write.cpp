@@ -7,9 +7,13 @@
 
 namespace Utils {
 
-using Tag = TagFile::Tag;
+static constexpr int blockSize = 1 << 14;
 
-bool TagFilePrivate::canWrite() const { return stream && (!file || file->isWritable()); }
+void TagFilePrivate::write(const QString &text)
+{
+    if (stream && (!file || file->isWritable()))
+        *stream << text;
+}
 
 bool TagFile::open(const Data::String &path, Data::String &error)
 {
@@ -47,53 +51,38 @@ TagFile &TagFile::writeFileType(const Data::String &name, const Data::String &ve
 
 TagFile &TagFile::writeTag(const Data::String &name, const Data::String &comment, bool blankLine)
 {
-    if (!d->canWrite())
-        return *this;
-    QTextStream &out = *d->stream;
-    if (blankLine)
-        out << QLatin1Char('\n');
-    if (!comment.isEmpty() && d->options & WriteComments)
-        out << commentLines(comment) << QLatin1Char('\n');
-    if (!isCommentKey(name))
-        out << QLatin1Char('*') << name << QLatin1Char('\n');
+    QString text;
+    appendTag(text, name, comment, blankLine, d->options);
+    d->write(text);
     return *this;
 }
 
 TagFile &TagFile::writeProperty(const Data::String &key, const Data::String &value)
 {
-    if (!d->canWrite())
-        return *this;
-    QTextStream &out = *d->stream;
-    if (isCommentKey(key)) {
-        if (d->options & WriteComments)
-            out << commentLines(value) << QLatin1Char('\n');
-        return *this;
-    }
-    QString escaped = key;
-    escaped.replace(QLatin1Char(':'), QLatin1String("\\:"));
-    if (value.contains(QLatin1Char('\n'))) {
-        out << escaped << blockStart(value) << QLatin1Char('\n') << value << QLatin1Char('\n');
-        return *this;
-    }
-    const QString text = oneLineValue(value, d->options);
-    if (!text.isEmpty())
-        out << escaped << text << QLatin1Char('\n');
+    QString text;
+    appendProperty(text, key, value, d->options);
+    d->write(text);
     return *this;
 }
 
-void TagFilePrivate::writeTags(TagFile &to) const
+template <typename Empty>
+void TagFilePrivate::writeTags(QString &out, Empty empty) const
 {
-    bool separate = options & TagFile::BlankLines;
-    for (std::size_t i = 0; i < tags.size(); ++i) {
-        const Tag &tag = *tags[i];
-        const int count = tag.numProps();
-        const bool hasProperties = count > 0;
-        const bool blank = options & TagFile::BlankLines && hasProperties ? true : separate;
-        if (tag.isValid())
-            to.writeTag(tag.name, tag.comment, blank && i > 0);
-        for (int p = 0; p < count; ++p)
-            to.writeProperty(tag.keys[p], tag.values[p]);
-        separate = hasProperties && blank;
+    const bool isSeparating = options & TagFile::BlankLines;
+    bool separate = isSeparating;
+    bool isFirst = true;
+    for (const auto &tag : tags) {
+        const int count = tag->numProps();
+        const bool blankLine = isSeparating && (count > 0 || separate);
+        if (tag->isValid())
+            appendTag(out, tag->name, tag->comment, blankLine && !isFirst, options);
+        for (int i = 0; i < count; ++i) {
+            appendProperty(out, tag->keys[i], tag->values[i], options);
+            empty();
+        }
+        empty();
+        separate = count > 0 && blankLine;
+        isFirst = false;
     }
 }
 
@@ -101,7 +90,19 @@ bool TagFile::save(const Data::String &path, Data::String &error)
 {
     if (!open(path, error))
         return false;
-    d->writeTags(*this);
+    // Past the stream, whose cost per text is the most of it.
+    QString text;
+    bool isFull = false;
+    const auto flush = [&] {
+        const QByteArray bytes = text.toUtf8();
+        text.resize(0);
+        isFull = isFull || d->file->write(bytes) != bytes.size();
+    };
+    d->writeTags(text, [&] {
+        if (text.size() > blockSize)
+            flush();
+    });
+    flush();
     close();
     return true;
 }
@@ -117,11 +118,9 @@ bool TagFile::save(const Data::String &path, QStringList &errors)
 
 Data::String TagFile::toString()
 {
-    QString text;
-    delete d->stream;
-    d->stream = new QTextStream(&text, QIODevice::ReadWrite);
-    d->writeTags(*this);
     close();
+    QString text;
+    d->writeTags(text, [] {});
     return text;
 }
 

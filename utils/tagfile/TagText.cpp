@@ -4,36 +4,77 @@
 
 namespace Utils {
 
-bool isCommentKey(const QString &key) { return key == QLatin1String("$"); }
+static const QLatin1Char lineFeed('\n');
+static const QLatin1Char colon(':');
 
-Data::String commentLines(const QString &text)
+bool isComment(const QString &name) { return name == QLatin1String("$"); }
+
+QString commentLines(const QString &text)
 {
     QString lines = text;
-    lines.replace(QLatin1Char('\n'), QLatin1String("\n$ "));
+    lines.replace(lineFeed, QLatin1String("\n$ "));
     return QLatin1String("$ ") + lines;
 }
 
-Data::String oneLineValue(const QString &value, int options)
+bool isLeftOut(const QString &value, int options)
+{
+    return value.isEmpty() && options & TagFile::LeaveOutEmpty && !(options & TagFile::WriteNone);
+}
+
+QString oneLineValue(const QString &value, int options)
 {
     if (options & TagFile::WriteYesNo) {
         if (value == QLatin1String("true"))
-            return QStringLiteral(": yes");
+            return QStringLiteral("yes");
         if (value == QLatin1String("false"))
-            return QStringLiteral(": no");
+            return QStringLiteral("no");
     }
-    if (value.isEmpty()) {
-        if (options & TagFile::WriteNone)
-            return QStringLiteral(": NONE");
-        if (options & TagFile::LeaveOutEmpty)
-            return {};
-    }
-    return QLatin1String(": ") + value;
+    if (value.isEmpty() && options & TagFile::WriteNone)
+        return QStringLiteral("NONE");
+    return value;
 }
 
-Data::String blockStart(const QString &value)
+qint64 numberOfLines(const QString &value) { return qint64(value.count(lineFeed)) + 1; }
+
+void appendTag(QString &out, const QString &name, const QString &comment, bool blankLine,
+               int options)
 {
-    const qint64 lines = qint64(value.count(QLatin1Char('\n'))) + 1;
-    return QLatin1Char(':') + QString::number(lines);
+    if (blankLine)
+        out += lineFeed;
+    if (!comment.isEmpty() && options & TagFile::WriteComments)
+        out += commentLines(comment) + lineFeed;
+    if (!isComment(name))
+        out += QLatin1Char('*') + name + lineFeed;
+}
+
+static void appendKey(QString &out, const QString &key)
+{
+    if (key.contains(colon))
+        out += QString(key).replace(colon, QLatin1String("\\:"));
+    else
+        out += key;
+}
+
+void appendProperty(QString &out, const QString &key, const QString &value, int options)
+{
+    if (isComment(key)) {
+        if (options & TagFile::WriteComments)
+            out += commentLines(value) + lineFeed;
+        return;
+    }
+    if (value.contains(lineFeed)) {
+        appendKey(out, key);
+        out += colon + QString::number(numberOfLines(value)) + lineFeed;
+        out += value;
+        out += lineFeed;
+        return;
+    }
+    if (isLeftOut(value, options))
+        return;
+    appendKey(out, key);
+    out += QLatin1String(": ");
+    out += oneLineValue(value, options);
+    out += lineFeed;
 }
 
 } // namespace Utils

@@ -1,21 +1,31 @@
 #pragma once
 
-#include "data/String.h"
+#include <QString>
 
 namespace Utils {
 
-/// What a property with this key is: a comment line.
-bool isCommentKey(const QString &key);
+// How tags and their properties are written, by options of TagFile.
+
+/// Whether a tag or a property with this name or key is a comment.
+bool isComment(const QString &name);
 
 /// \p text as comment lines, without the line feed behind the last.
-Data::String commentLines(const QString &text);
+QString commentLines(const QString &text);
 
-/// What stands behind the key in the one line of a value without line feeds, by \p options of
-/// TagFile: its colon, and the value. Empty when there is to be no line.
-Data::String oneLineValue(const QString &value, int options);
+/// Whether a property with this value, which has no line feed, is not written at all.
+bool isLeftOut(const QString &value, int options);
 
-/// What stands behind the key in the first line of a value with line feeds: its colon, and the
-/// number of lines that follow.
-Data::String blockStart(const QString &value);
+/// What is written for a value without line feeds.
+QString oneLineValue(const QString &value, int options);
+
+/// How many lines a value is, which is one more than the line feeds in it.
+qint64 numberOfLines(const QString &value);
+
+/// Appends what TagFile::writeTag() writes to \p out: nothing, or text that ends in a line feed.
+void appendTag(QString &out, const QString &name, const QString &comment, bool blankLine,
+               int options);
+
+/// The same for TagFile::writeProperty().
+void appendProperty(QString &out, const QString &key, const QString &value, int options);
 
 } // namespace Utils

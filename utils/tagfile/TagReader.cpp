@@ -1,0 +1,277 @@
+#include "utils/tagfile/TagReader_p.h"
+
+#include <QIODevice>
+#include <QTextCodec>
+#include <QTextStream>
+
+#include <array>
+
+namespace Utils {
+
+using Tag = TagFile::Tag;
+
+static const QLatin1Char colon(':');
+static const QLatin1Char lineFeed('\n');
+static const QLatin1Char carriageReturn('\r');
+
+/// What stands for "\:" in a line until it is split at its first plain colon.
+static const QLatin1String colonMarker("*COLON*");
+
+/// The lines of a stream.
+class StreamLines
+{
+public:
+    StreamLines(QTextStream &in, int maxLength) : m_in(in), m_maxLength(maxLength) {}
+
+    bool atEnd() const { return m_in.atEnd(); }
+
+    /// The next line. Holds until the one behind it is asked for.
+    QStringView next()
+    {
+        m_in.readLineInto(&m_line, m_maxLength);
+        return m_line;
+    }
+
+    /// Whether the line may hold what stands for a colon.
+    bool mayHoldColons() const { return true; }
+
+private:
+    QTextStream &m_in;
+    const int m_maxLength;
+    QString m_line;
+};
+
+/// The lines that a QTextStream on a device gives.
+///
+/// They are the same for any bytes since the device is read and decoded in the same blocks: what
+/// becomes of a mark or of an invalid sequence depends on where in a block it is. What takes the
+/// stream its time is the way from there to a line.
+class DeviceLines
+{
+public:
+    DeviceLines(QIODevice &device, int maxLength) : m_device(device), m_maxLength(maxLength) {}
+
+    bool atEnd() const { return m_at == m_text.size() && m_device.atEnd(); }
+
+    QStringView next()
+    {
+        m_line.resize(0);
+        do {
+            const QStringView rest =
+                QStringView(m_text).mid(m_at).left(m_maxLength - m_line.size());
+            const auto end = rest.indexOf(lineFeed);
+            if (end >= 0) {
+                m_at += static_cast<int>(end) + 1;
+                return withoutReturn(joined(rest.left(end)));
+            }
+            m_at += static_cast<int>(rest.size());
+            m_line.append(rest.data(), static_cast<int>(rest.size()));
+        } while (m_line.size() < m_maxLength && decodeBlock());
+        return m_device.atEnd() ? withoutReturn(m_line) : QStringView(m_line);
+    }
+
+    /// Only a block that holds such text somewhere makes its lines take the long way.
+    bool mayHoldColons() const { return m_mayHoldColons || !m_line.isEmpty(); }
+
+private:
+    /// The line that \p end ends.
+    QStringView joined(QStringView end)
+    {
+        if (m_line.isEmpty())
+            return end;
+        return m_line.append(end.data(), static_cast<int>(end.size()));
+    }
+
+    static QStringView withoutReturn(QStringView line)
+    {
+        return line.endsWith(carriageReturn) ? line.chopped(1) : line;
+    }
+
+    bool decodeBlock()
+    {
+        const qint64 size = m_device.read(m_block.data(), m_block.size());
+        if (size <= 0)
+            return false;
+        if (!m_codec) {
+            const QByteArray start = QByteArray::fromRawData(m_block.data(), size);
+            m_codec = QTextCodec::codecForUtfText(start, QTextCodec::codecForName("UTF-8"));
+        }
+        m_text = m_codec->toUnicode(m_block.data(), static_cast<int>(size), &m_state);
+        m_at = 0;
+        m_mayHoldColons = m_text.contains(QLatin1Char('\\')) || m_text.contains(colonMarker);
+        return true;
+    }
+
+    QIODevice &m_device;
+    const int m_maxLength;
+    std::array<char, 16384> m_block; // as large as that of a QTextStream
+    QTextCodec *m_codec = nullptr;   // known from the first block
+    QTextCodec::ConverterState m_state;
+    QString m_text; // of the block
+    int m_at = 0;   // how much of it was taken
+    bool m_mayHoldColons = false;
+    QString m_line; // the start of a line that began in an earlier block
+};
+
+/// Keys, which come again and again, share their text.
+class SharedKeys
+{
+public:
+    const QString &text(QStringView key)
+    {
+        uint hash = 0;
+        for (const QChar character : key)
+            hash = hash * 31 + character.unicode();
+        QString &shared = m_texts[hash % m_texts.size()];
+        if (shared.isNull() || shared != key)
+            shared = key.toString();
+        return shared;
+    }
+
+private:
+    std::array<QString, 1024> m_texts; // of equal hashes, the latest
+};
+
+template <typename Lines>
+class TagReader
+{
+public:
+    TagReader(Lines &lines, int options) : m_lines(lines), m_options(options) {}
+
+    void read(TagList &tags);
+
+private:
+    static bool isIgnored(QStringView line)
+    {
+        return line.isEmpty() || line.front() == QLatin1Char('$');
+    }
+    static bool isTag(QStringView line) { return line.front() == QLatin1Char('*'); }
+    static QString withColons(QStringView text)
+    {
+        return text.toString().replace(colonMarker, QLatin1String(":"));
+    }
+
+    void readProperty(QStringView line);
+    QString readBlock(int count);
+    void add(const QString &key, QString value);
+    void finish(Tag &tag);
+
+    Lines &m_lines;
+    const int m_options;
+    qint64 m_lineNumber = 0;
+    SharedKeys m_sharedKeys;
+    QStringList m_keys; // of the tag that is being read
+    QStringList m_values;
+    QString m_block;
+};
+
+template <typename Lines>
+void TagReader<Lines>::read(TagList &tags)
+{
+    QString pending; // a tag line that ended the tag above it
+    while (!m_lines.atEnd()) {
+        ++m_lineNumber;
+        const QString held = pending;
+        const QStringView line = held.isEmpty() ? m_lines.next() : QStringView(held);
+        pending.clear();
+        if (isIgnored(line) || !isTag(line))
+            continue;
+
+        auto tag = std::make_unique<Tag>(line.mid(1).toString());
+        tag->line = static_cast<int>(m_lineNumber);
+        while (!m_lines.atEnd()) {
+            ++m_lineNumber;
+            const QStringView inner = m_lines.next();
+            if (isIgnored(inner))
+                continue;
+            if (isTag(inner)) {
+                pending = inner.toString();
+                --m_lineNumber;
+                break;
+            }
+            readProperty(inner);
+        }
+        finish(*tag);
+        tags.push_back(std::move(tag));
+    }
+}
+
+/// Takes what \p line holds. The number of lines of a block counts even when they are not there.
+template <typename Lines>
+void TagReader<Lines>::readProperty(QStringView line)
+{
+    const bool mayHoldColons = m_lines.mayHoldColons();
+    QString marked;
+    if (mayHoldColons) {
+        marked = line.toString().replace(QLatin1String("\\:"), colonMarker);
+        line = marked;
+    }
+    const auto end = line.indexOf(colon);
+    if (end < 0)
+        return;
+
+    const QStringView rest = line.mid(end + 1);
+    const QString key = mayHoldColons ? m_sharedKeys.text(withColons(line.left(end)))
+                                      : m_sharedKeys.text(line.left(end));
+    if (!rest.isEmpty() && rest.front() == QLatin1Char(' ')) {
+        const QStringView value = rest.mid(1);
+        if (!(m_options & TagFile::DropNone) || value != QLatin1String("NONE"))
+            add(key, mayHoldColons ? withColons(value) : value.toString());
+        return;
+    }
+    const int count = rest.toString().toInt();
+    add(key, readBlock(count));
+    m_lineNumber += count;
+}
+
+/// Reads the next \p count lines, or as many as there are.
+template <typename Lines>
+QString TagReader<Lines>::readBlock(int count)
+{
+    m_block.resize(0);
+    while (count-- > 0 && !m_lines.atEnd()) {
+        const QStringView line = m_lines.next();
+        if (!m_block.isEmpty())
+            m_block += lineFeed;
+        m_block.append(line.data(), static_cast<int>(line.size()));
+    }
+    return QString(m_block.constData(), m_block.size());
+}
+
+template <typename Lines>
+void TagReader<Lines>::add(const QString &key, QString value)
+{
+    m_keys.append(key);
+    m_values.append(QString());
+    m_values.last().swap(value); // cheaper than a second reference for a moment
+}
+
+/// Hands what was read over in lists that are no larger than they need to be.
+template <typename Lines>
+void TagReader<Lines>::finish(Tag &tag)
+{
+    const auto handOver = [](QStringList &from, QStringList &to) {
+        to.reserve(from.size());
+        for (QString &text : from) {
+            to.append(QString());
+            to.last().swap(text);
+        }
+        from.erase(from.begin(), from.end()); // which keeps their memory for the next tag
+    };
+    handOver(m_keys, tag.keys);
+    handOver(m_values, tag.values);
+}
+
+void readTags(QTextStream &in, int options, TagList &tags, int maxLineLength)
+{
+    StreamLines lines(in, maxLineLength);
+    TagReader<StreamLines>(lines, options).read(tags);
+}
+
+void readTags(QIODevice &device, int options, TagList &tags, int maxLineLength)
+{
+    DeviceLines lines(device, maxLineLength);
+    TagReader<DeviceLines>(lines, options).read(tags);
+}
+
+} // namespace Utils
