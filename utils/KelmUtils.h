@@ -12,6 +12,7 @@
 #include "data/VariantCollection.h"
 #include "utils/Application.h"
 #include "utils/csv/CSVReader.h"
+#include "utils/csv/CSVTable.h"
 #include "utils/feedback/MemoryChecker.h"
 #include "utils/feedback/Progress.h"
 #include "utils/feedback/WaitCursor.h"

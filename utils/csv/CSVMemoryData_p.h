@@ -73,8 +73,7 @@ public:
 
     void setData(int row, int col, const Data::String &text) override
     {
-        if (row < 0 || col < 0 || qint64(row) - m_rows.size() > csvReach ||
-            qint64(col) - m_rows.value(row).size() > csvReach)
+        if (!isInReach(row, col))
             return;
 
         while (row >= m_rows.size())
@@ -92,6 +91,13 @@ public:
             if (col >= 0 && col < row.size())
                 row.removeAt(col);
         }
+    }
+
+    /// Whether a cell is there or so near that setData() makes it.
+    bool isInReach(int row, int col) const
+    {
+        return row >= 0 && col >= 0 && qint64(row) - m_rows.size() <= csvReach &&
+               qint64(col) - m_rows.value(row).size() <= csvReach;
     }
 
     /// Splits a row, unless that is done or it does not exist. One that was made to fill up has no

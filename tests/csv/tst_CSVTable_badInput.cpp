@@ -1,0 +1,354 @@
+#include "utils/csv/CSVTable.h"
+
+#include "tests/support/Files.h"
+#include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <limits>
+#include <random>
+
+using Utils::CSVTable;
+
+using Rows = QList<QStringList>;
+
+static const int intMin = std::numeric_limits<int>::min();
+static const int intMax = std::numeric_limits<int>::max();
+static const int limitOfNoBytes = 4096; // megabytes that wrap to none: a table in the file
+
+static Rows rowsOf(const CSVTable &table)
+{
+    Rows rows;
+    for (int row = 0; row < table.numRows(); ++row)
+        rows.append(table.data(row));
+    return rows;
+}
+
+/// Calls every operation that reads, with good and bad indices. Gives how many rows there are by
+/// each of several ways to count them, which must agree.
+static QList<int> useAll(const CSVTable &table)
+{
+    for (const int row : {intMin, -1, 0, 1, table.numRows() - 1, table.numRows(), intMax}) {
+        for (const int col : {intMin, -1, 0, 1, intMax}) {
+            Data::String annotation;
+            Data::String text;
+            double value = 0.0;
+            bool ok = false;
+            int found = 0;
+            table.data(row, col);
+            table.data(row, col, ";");
+            table.data(row, col, annotation, text);
+            table.data("key", col, row, &found);
+            table.dataValue(row, col, &ok);
+            table.dataValue(row, col, " ");
+            table.dataValue(row, col, annotation, value);
+            table.dataValue("key", col, row, &found, true, &ok);
+            table.rowData(row, col, row);
+            table.rowDataValue(row, row, col);
+            if (row >= -1) {
+                table.colData(col, row);
+                table.colDataValue(col, row);
+            }
+            table.isEmpty(row, col);
+            CSVTable::columnLabel(col, row);
+        }
+        table.data(row);
+        table.data(row, "label");
+        table.dataValue(row);
+        table.dataValue(row, "label");
+        table.propertyValues(row, true);
+        table.stringData(row);
+        table.escapedData(row, '\\');
+        table.checksum(row);
+        table.numColumns(row);
+        table.alignedStringData(row, row, row);
+        if (row >= -1 && row <= table.numRows())
+            table.lineData(row, row + 1);
+    }
+    table.hasHeader();
+    return {rowsOf(table).size(), table.lineData().size(),
+            table.stringData().count('\n') + (table.numRows() > 0 ? 1 : 0)};
+}
+
+class tst_CSVTable_badInput : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_folder;
+
+    QString file(const QByteArray &contents) const
+    {
+        return makeFile(m_folder.filePath("table.csv"), contents);
+    }
+
+    static void addRoutes()
+    {
+        QTest::addColumn<int>("limit");
+        QTest::newRow("text") << 0;
+        QTest::newRow("bytes") << 1000;
+        QTest::newRow("file") << limitOfNoBytes;
+    }
+
+private Q_SLOTS:
+    void initTestCase() { qunsetenv("KLT_NORAWREAD"); }
+
+    void bearsAnything_data() { addRoutes(); }
+
+    void bearsAnything()
+    {
+        QFETCH(int, limit);
+        std::mt19937 random(20240607);
+        static const char bytesToUse[] =
+            "\0\n\n\r,,;\"\"{}->#! .\t019eE+-nai\xc3\xa9\xff\xef\xbb\xbf\xed\xa0\x80";
+        const QByteArray alphabet(bytesToUse, sizeof bytesToUse - 1);
+
+        for (int round = 0; round < 100; ++round) {
+            QByteArray bytes;
+            const int size = static_cast<int>(random() % 200);
+            for (int i = 0; i < size; ++i)
+                bytes.append(alphabet.at(static_cast<int>(random() % alphabet.size())));
+            if (limit == 0) // what is no valid UTF-8 is no text
+                bytes = QString::fromUtf8(bytes.constData(), bytes.size()).toUtf8();
+            CSVTable table;
+            table.setComment("#", '!');
+            table.setDemandParse(random() % 2);
+
+            const bool isRead = table.read(file(bytes), limit);
+
+            QCOMPARE(isRead, table.isValid());
+            const QList<int> counts = useAll(table);
+            QCOMPARE(counts, QList<int>({table.numRows(), table.numRows(), table.numRows()}));
+        }
+    }
+
+    void changesAnything_data() { addRoutes(); }
+
+    void changesAnything()
+    {
+        QFETCH(int, limit);
+
+        for (const bool onDemand : {false, true}) {
+            CSVTable table;
+            table.setDemandParse(onDemand);
+            table.read(file("a,b\nc\n,\n"), limit);
+
+            for (const int row : {intMin, -1, 4, intMax}) {
+                for (const int col : {intMin, -1, intMax}) {
+                    table.setData(row, col, "x").setData(row, col, 1.5).setData_g(row, col, 2);
+                    table.removeColumn(col);
+                    table.alignColumns(row, col, std::min(col, 100));
+                }
+            }
+
+            QCOMPARE(table.isDemandRead(), limit == limitOfNoBytes);
+            QCOMPARE(table.numRows(), 4);
+            for (const int row : {intMin, 4, intMax}) {
+                table.sort(intMax, row);
+                table.sort(intMin, row);
+                QCOMPARE(table.removeEmptyRows(std::max(row, 4), row), 0);
+            }
+            QCOMPARE(table.numRows(), 4);
+        }
+    }
+
+    void stopsAtNoZero_data() { addRoutes(); }
+
+    // A zero byte is an ordinary character of text, ends the text of a field of bytes, and hides
+    // the rest of its block in a file.
+    void stopsAtNoZero()
+    {
+        QFETCH(int, limit);
+        CSVTable table;
+        table.read(file(QByteArray("a\0b,c\nd,e\n", 10)), limit);
+
+        if (limit == 0)
+            QCOMPARE(rowsOf(table), Rows({{QString("a") + QChar(0) + "b", "c"}, {"d", "e"}, {""}}));
+        else if (limit == 1000)
+            QCOMPARE(rowsOf(table), Rows({{"a", "c"}, {"d", "e"}, {""}}));
+        else
+            QCOMPARE(rowsOf(table), Rows({{"a"}}));
+    }
+
+    void readsALineOfTenMegabytes_data() { addRoutes(); }
+
+    void readsALineOfTenMegabytes()
+    {
+        QFETCH(int, limit);
+        const QByteArray longLine(10 << 20, 'x');
+        CSVTable table;
+        table.read(file("a," + longLine + "\nb"), limit);
+
+        QCOMPARE(table.numRows(), 2);
+        QCOMPARE(table.data(0, 1).size(), longLine.size());
+        QCOMPARE(table.colData(1).first(), QString(longLine));
+        QCOMPARE(table.dataValue(0, 1), 0.0);
+        QCOMPARE(table.data(1, 0), Data::String("b"));
+    }
+
+    void readsAMillionColumns_data() { addRoutes(); }
+
+    void readsAMillionColumns()
+    {
+        QFETCH(int, limit);
+        CSVTable table;
+        table.read(file(QByteArray("7,").repeated(999999) + "8"), limit);
+
+        QCOMPARE(table.numColumns(0), 1000000);
+        QCOMPARE(table.data(0, 999999), Data::String("8"));
+        QCOMPARE(table.dataValue(0).size(), 1000000);
+        QCOMPARE(table.rowDataValue(0, 999998), QList<double>({7, 8}));
+        QCOMPARE(table.data(0, "8"), Data::String("8"));
+    }
+
+    void readsAMillionEmptyRows_data() { addRoutes(); }
+
+    void readsAMillionEmptyRows()
+    {
+        QFETCH(int, limit);
+        CSVTable table;
+        table.read(file(QByteArray(1000000, '\n')), limit);
+
+        QCOMPARE(table.numRows(), 1000001);
+        QCOMPARE(table.colDataValue(0).size(), 1000000);
+    }
+
+    void readsAMillionQuotes()
+    {
+        CSVTable table;
+
+        QVERIFY(table.setData(QString(1000000, '"'), /*quoted=*/true));
+
+        QCOMPARE(table.data(0, 0), Data::String(QString(500000, '"')));
+    }
+
+    void splitsNothingAtInvalidPatterns()
+    {
+        for (const char *pattern : {"(", "[", "*", "\\", "a{2,1}", "(?<=a)"}) {
+            CSVTable table(pattern);
+            table.addDelimiter(",");
+
+            QVERIFY(table.setData("a,b\nc"));
+
+            QCOMPARE(rowsOf(table), Rows({{"a,b"}, {"c"}}));
+            table.appendData(Data::String("d,e"));
+            QCOMPARE(table.data(2), QStringList({"d,e"}));
+            table.setDemandParse(true);
+            table.setData("f,g");
+            QCOMPARE(table.data(3), QStringList({"f,g"}));
+            useAll(table);
+        }
+    }
+
+    void readsSequencesThatAreCutOff_data() { addRoutes(); }
+
+    void readsSequencesThatAreCutOff()
+    {
+        QFETCH(int, limit);
+        CSVTable table;
+
+        const bool isRead = table.read(file("a,\xe2\x82\nb,\xe2\x82"), limit);
+
+        QCOMPARE(isRead, limit != 0);
+        if (isRead) {
+            QCOMPARE(table.data(0).size(), 2);
+            QVERIFY(table.data(0).at(1).startsWith(QChar(0xfffd)));
+            QCOMPARE(table.data(1).first(), QString("b"));
+        }
+    }
+
+    void readsTextThatIsNoUnicode()
+    {
+        CSVTable table;
+        table.setData(QString(QChar(0xd800)) + "," + QChar(0xdc00) + "\n" + QChar(0xffff));
+
+        QCOMPARE(rowsOf(table), Rows({{QString(QChar(0xd800)), QString(QChar(0xdc00))},
+                                      {QString(QChar(0xffff))}}));
+        useAll(table);
+    }
+
+    void bearsAFileThatShrinks_data() { addRoutes(); }
+
+    void bearsAFileThatShrinks()
+    {
+        QFETCH(int, limit);
+        const QByteArray text = "a,b\n" + QByteArray(30000, 'c') + "\nd,e\n";
+        const QString path = file(text);
+        CSVTable table;
+        table.read(path, limit);
+
+        QVERIFY(QFile::resize(path, 0));
+
+        QCOMPARE(table.numRows(), 4);
+        if (limit == limitOfNoBytes) {
+            QCOMPARE(table.data(2, 0), Data::String());
+            QCOMPARE(table.data(2), QStringList({""}));
+            QCOMPARE(table.dataValue(2, 1), 0.0);
+        } else {
+            QCOMPARE(table.data(2), QStringList({"d", "e"}));
+        }
+        useAll(table);
+    }
+
+    void bearsAFileThatVanishes_data() { addRoutes(); }
+
+    void bearsAFileThatVanishes()
+    {
+        QFETCH(int, limit);
+        const QString path = file("a,b\nc,d");
+        CSVTable table;
+        table.read(path, limit);
+
+        QVERIFY(QFile::remove(path));
+
+        QCOMPARE(table.numRows(), 2);
+        QCOMPARE(table.path(), Data::String(path));
+        QCOMPARE(table.data(1), QStringList({"c", "d"})); // an open file stays until it is closed
+        QVERIFY(!table.read(path, limit));
+    }
+
+    void readsNothingOfAFileThatIsTooLargeForText()
+    {
+        const QString path = file("a");
+        QVERIFY(QFile::resize(path, qint64(3) << 30)); // takes no room on the disk
+        CSVTable table;
+        table.addDelimiter(";");
+
+        QVERIFY(!table.read(path));
+        QVERIFY(!table.read(path, 1));
+
+        QVERIFY(!table.isValid());
+        QFile::remove(path);
+    }
+
+    void bearsPathsThatNameNothing()
+    {
+        for (const Data::String &path :
+             {Data::String(), Data::String("*"), Data::String(m_folder.path() + "/*"),
+              Data::String(QChar(0)), Data::String(m_folder.filePath("a") + QChar(0) + "b"),
+              Data::String(QString(100000, 'x')), Data::String("/dev/null/x")})
+        {
+            for (const int limit : {0, 1, limitOfNoBytes}) {
+                CSVTable table;
+                QVERIFY(!table.read(path, limit));
+                QCOMPARE(table.path(), path);
+                QCOMPARE(table.numRows(), 0);
+                useAll(table);
+            }
+        }
+    }
+
+    void usesAnEmptyTable()
+    {
+        CSVTable table;
+        QCOMPARE(useAll(table), QList<int>({0, 0, 0}));
+
+        CSVTable none("");
+        none.setData(1, 1, "x");
+        QCOMPARE(useAll(none), QList<int>({2, 2, 2}));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_CSVTable_badInput)
+#include "tst_CSVTable_badInput.moc"

@@ -1,0 +1,190 @@
+#include "utils/csv/CSVTable.h"
+
+#include "utils/csv/CSVTable_p.h"
+
+namespace Utils {
+
+static const QLatin1Char openBrace('{');
+static const QLatin1Char closeBrace('}');
+static const QLatin1String arrow("->");
+
+static QList<double> toNumbers(const QStringList &texts)
+{
+    QList<double> numbers;
+    numbers.reserve(texts.size());
+    for (const QString &text : texts)
+        numbers.append(csvNumber(text, nullptr));
+    return numbers;
+}
+
+// Text
+
+QStringList CSVTable::data(int row) const
+{
+    return row >= 0 && row < numRows() ? d->data->data(row) : QStringList();
+}
+
+Data::String CSVTable::data(int row, int col) const { return d->data->data(row, col); }
+
+QStringList CSVTable::data(int row, int col, const Data::String &separator) const
+{
+    const bool isBlank = separator == QLatin1String(" ");
+    return data(row, col).split(separator, isBlank ? Qt::SkipEmptyParts : Qt::KeepEmptyParts);
+}
+
+Data::String CSVTable::data(int row, const Data::String &label) const
+{
+    return data(row, data(0).indexOf(label));
+}
+
+Data::String CSVTable::data(const Data::String &key, int col, int firstRow, int *foundRow,
+                            bool exact) const
+{
+    for (int row = std::max(firstRow, 0); row < numRows(); ++row) {
+        const Data::String cell = data(row, col);
+        // Asked for a null text, startsWith() would tell it from an empty one.
+        if (exact ? cell == key : key.isEmpty() || cell.startsWith(key)) {
+            if (foundRow)
+                *foundRow = row;
+            return col < std::numeric_limits<int>::max() ? data(row, col + 1) : Data::String();
+        }
+    }
+    if (foundRow)
+        *foundRow = -1;
+    return {};
+}
+
+void CSVTable::data(int row, int col, Data::String &annotation, Data::String &value) const
+{
+    const Data::String cell = data(row, col);
+    const int brace = cell.indexOf(openBrace);
+    if (brace >= 0)
+        annotation = cell.mid(brace + 1).remove(closeBrace);
+    value = brace >= 0 ? Data::String(cell.left(brace)) : cell;
+}
+
+QStringList CSVTable::rowData(int row, int firstCol, int lastCol) const
+{
+    return csvPart(data(row), firstCol, lastCol);
+}
+
+QStringList CSVTable::colData(int col, int firstRow) const
+{
+    return d->data->colData(col, firstRow);
+}
+
+// Numbers
+
+QList<double> CSVTable::dataValue(int row) const
+{
+    return row >= 0 && row < numRows() ? d->data->dataValue(row) : QList<double>();
+}
+
+double CSVTable::dataValue(int row, int col, bool *ok) const
+{
+    return d->data->dataValue(row, col, ok);
+}
+
+QList<double> CSVTable::dataValue(int row, int col, const Data::String &separator) const
+{
+    return toNumbers(data(row, col, separator));
+}
+
+double CSVTable::dataValue(int row, const Data::String &label, bool *ok) const
+{
+    return csvNumber(data(row, label), ok);
+}
+
+double CSVTable::dataValue(const Data::String &key, int col, int firstRow, int *foundRow,
+                           bool exact, bool *ok) const
+{
+    return csvNumber(data(key, col, firstRow, foundRow, exact), ok);
+}
+
+void CSVTable::dataValue(int row, int col, Data::String &annotation, double &value) const
+{
+    Data::String text;
+    data(row, col, annotation, text);
+    value = csvNumber(text, nullptr);
+}
+
+QList<double> CSVTable::rowDataValue(int row, int firstCol, int lastCol) const
+{
+    return csvPart(dataValue(row), firstCol, lastCol);
+}
+
+QList<double> CSVTable::colDataValue(int col, int firstRow) const
+{
+    return d->data->colDataValue(col, firstRow);
+}
+
+// Properties and names
+
+QMap<Data::String, Data::Variant> CSVTable::propertyValues(int row, bool normalizeKeys) const
+{
+    QMap<Data::String, Data::Variant> values;
+    const auto store = [&](const QString &key, const Data::Variant &value) {
+        values.insert(
+            normalizeKeys ? key.toLower().replace(QLatin1Char(' '), QLatin1Char('_')) : key, value);
+    };
+
+    const int count = numColumns(row);
+    for (int col = 0; col < count; ++col) {
+        const QString cell = data(row, col);
+        const int brace = cell.indexOf(openBrace);
+        const int arrowAt = cell.indexOf(arrow);
+        if (brace >= 0 && cell.contains(closeBrace)) {
+            const int end = cell.indexOf(closeBrace, brace);
+            store(cell.mid(brace + 1, end < 0 ? -1 : end - brace - 1), cell.left(brace));
+        } else if (arrowAt >= 0) {
+            QStringList list;
+            const QString first = cell.mid(arrowAt + arrow.size());
+            if (!first.isEmpty())
+                list.append(first);
+            for (; col + 1 < count; ++col) {
+                const QString next = data(row, col + 1);
+                if (next.contains(openBrace) || next.contains(arrow))
+                    break;
+                list.append(next);
+            }
+            store(cell.left(arrowAt).trimmed(), list);
+        }
+    }
+    return values;
+}
+
+int CSVTable::columnIndex(const Data::String &label, int *row)
+{
+    const auto digit = std::find_if(label.begin(), label.end(),
+                                    [](QChar character) { return character.isDigit(); });
+    const int length = static_cast<int>(digit - label.begin());
+    if (row && length < label.size())
+        *row = label.mid(length).toInt() - 1;
+
+    // Unsigned, as a label that is too long for a number must do no harm.
+    unsigned index = 0;
+    for (int i = 0; i < length; ++i) {
+        const auto character = static_cast<unsigned char>(label.at(i).toLatin1());
+        index = index * 26 + character - 64;
+    }
+    return static_cast<int>(index - 1);
+}
+
+Data::String CSVTable::columnLabel(int col, int row)
+{
+    const auto letter = [](int number) {
+        return QChar(static_cast<ushort>(static_cast<unsigned>(number) + 'A'));
+    };
+    QString label;
+    while (col >= 26) {
+        const int quotient = col / 26;
+        label.prepend(letter(col - 26 * quotient));
+        col = quotient - 1;
+    }
+    label.prepend(letter(col));
+    if (row >= 0)
+        label.append(QString::number(qint64(row) + 1));
+    return label;
+}
+
+} // namespace Utils

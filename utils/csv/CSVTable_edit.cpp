@@ -1,0 +1,127 @@
+#include "utils/csv/CSVTable.h"
+
+#include "utils/csv/CSVTable_p.h"
+#include "utils/text/List.h"
+
+namespace Utils {
+
+/// Whether \p value is a whole number that a 32-bit integer holds.
+static bool isInteger(double value)
+{
+    return value >= std::numeric_limits<int>::min() && value <= std::numeric_limits<int>::max() &&
+           value == static_cast<int>(value);
+}
+
+/// How a number is written into a cell of a table with the hole number \p hole. Whole numbers have
+/// a format of their own.
+static QString cellText(double value, char format, int precision, double hole)
+{
+    if (hole != 0.0 && value == hole)
+        return QString();
+    return isInteger(value) ? QString::number(value, 'g', 6)
+                            : QString::number(value, format, precision);
+}
+
+template <typename List>
+static QStringList cellTexts(const List &values, char format, int precision, double hole)
+{
+    QStringList texts;
+    texts.reserve(values.size());
+    for (const double value : values)
+        texts.append(cellText(value, format, precision, hole));
+    return texts;
+}
+
+CSVTable &CSVTable::setData(int row, int col, const Data::String &text)
+{
+    if (d->data->isReadOnly()) {
+        if (!d->textData.isInReach(row, col))
+            return *this;
+        clearCSV();
+    }
+    d->data->setData(row, col, text);
+    return *this;
+}
+
+CSVTable &CSVTable::setData(int row, int col, double value, char format, int precision)
+{
+    return setData(row, col, cellText(value, format, precision, d->holeValue));
+}
+
+CSVTable &CSVTable::setData_g(int row, int col, double value)
+{
+    return setData(row, col, value, 'g', 6);
+}
+
+CSVTable &CSVTable::appendData(const Data::String &line)
+{
+    return appendData(d->textData.split(line));
+}
+
+CSVTable &CSVTable::appendData(const QStringList &fields)
+{
+    d->textData.appendRow(fields);
+    return *this;
+}
+
+CSVTable &CSVTable::appendData(const QList<double> &values, char format, int precision)
+{
+    return appendData(cellTexts(values, format, precision, d->holeValue));
+}
+
+CSVTable &CSVTable::appendData(const QVector<double> &values, char format, int precision)
+{
+    return appendData(cellTexts(values, format, precision, d->holeValue));
+}
+
+void CSVTable::removeColumn(int col)
+{
+    if (!d->data->isReadOnly())
+        d->data->removeColumn(col);
+}
+
+int CSVTable::removeEmptyRows(int firstRow, int lastRow)
+{
+    if (d->data->isReadOnly())
+        return 0;
+
+    if (lastRow < 0 || lastRow >= numRows())
+        lastRow = numRows() - 1;
+    int removed = 0;
+    for (int row = lastRow; row >= std::max(firstRow, 0); --row) {
+        const QStringList fields = d->data->data(row);
+        if (fields.isEmpty() || (fields.size() == 1 && fields.first().isEmpty())) {
+            d->data->removeRow(row);
+            ++removed;
+        }
+    }
+    return removed;
+}
+
+void CSVTable::sort(int col, int firstRow, bool ascending)
+{
+    // The rows that would be put in order are those of the text, whatever the current ones are.
+    if (!d->isText())
+        return;
+
+    firstRow = std::max(firstRow, 0);
+    const Data::String cell = data(firstRow, col);
+    bool isNumeric = false;
+    cell.toDouble(&isNumeric);
+    QList<int> order;
+    if (cell.isEmpty() || isNumeric) {
+        QList<double> values;
+        for (int row = firstRow; row < numRows(); ++row)
+            values.append(dataValue(row, col));
+        order = List::indexSort(values, ascending);
+    } else {
+        QStringList texts;
+        for (int row = firstRow; row < numRows(); ++row)
+            texts.append(data(row, col));
+        order = List::indexSort(texts, ascending, /*caseSensitive=*/true);
+    }
+    if (!order.isEmpty())
+        d->textData.reorder(firstRow, order);
+}
+
+} // namespace Utils
