@@ -407,8 +407,8 @@ private Q_SLOTS:
 
     void bearsAZeroByteInAText()
     {
-        const Data::String name = makeTable(
-            tableOf(QByteArray("<string id='.a'>a\0b</string><string id='.b'>text</string>", 60)));
+        const QByteArray withZero("<string id='.a'>a\0b</string>", 28);
+        const Data::String name = makeTable(tableOf(withZero + "<string id='.b'>text</string>"));
         StringTable::initialize("en", "", "");
 
         if (StringTable::load(name)) {
