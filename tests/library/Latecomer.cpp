@@ -1,8 +1,11 @@
-// A library with a static signal and a static module that die after the library they build on.
+// A library with a static signal and a static module, and with texts to look up, that die after the
+// library they build on.
 
 #include "tests/library/Keeper.h"
+#include "utils/files/File.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/signals/PublicSignal.h"
+#include "utils/strings/StringTable.h"
 
 #include <cstdio>
 #include <new>
@@ -33,6 +36,16 @@ void report(const char *when)
                 Utils::Signal::find("late") == lateSignal ? "found" : "not found");
     Utils::IScriptableModule::resetModules();
     Utils::IScriptableModule::initializeModules(messages);
+
+    using Utils::StringTable;
+    const Data::String key(".Kelm.Utils.msg.scriptRun");
+    StringTable::initialize("en", "", "");
+    std::printf("%s: table %s\n", when, StringTable::load("Kelm.Utils") ? "loaded" : "not loaded");
+    for (const Data::String &text :
+         {StringTable::lookup(key), StringTable::lookupx(".msg.scriptRun", "Kelm.Utils"),
+          StringTable::lookupl(key, "de"), StringTable::lookupil(key, 0, ';', "de"),
+          StringTable::lookup("&Undo", "QLineEdit"), StringTable::lookup(".title", "Form")})
+        std::printf("\"%s\"\n", text.toUtf8().constData());
 }
 
 void tearDown()
@@ -50,6 +63,7 @@ void tearDown()
 
 extern "C" __attribute__((visibility("default"))) void setUpLatecomer()
 {
+    Utils::File::setSearchPath(LIBRARY_RESOURCES, "");
     lateSignal = new (signalStorage) Utils::PublicSignal("late", nullptr);
     lateModule = new (moduleStorage) Module;
     callAtTheEnd(tearDown);
