@@ -4,6 +4,7 @@
 #include "data/Variant.h"
 #include "utils/Export.h"
 
+#include <QMap>
 #include <QStringList>
 
 namespace Utils {
@@ -172,6 +173,20 @@ public:
     /// \p text without what stands in "<" and ">", across lines, too: "1<2 and 3>2" is "12".
     static Data::String removeTags(const Data::String &text);
 
+    /// \p text with its character entities replaced.
+    ///
+    ///     "&amp; &apos; &quot; &lt; &gt;"  => "& ' \" < >"
+    ///     "&#65;&#x42;"                    => "AB"      code points up to 10FFFF, "x" is
+    ///     hexadecimal
+    ///     "&alpha;&Omega;"                 => "αΩ"      the 48 Greek letters, but no final sigma
+    ///     "&amp;alpha;"                    => "α"       a fresh "&" opens an entity
+    ///     "&foo; &alpha;"                  => the same  the first one that is unknown ends it all,
+    ///     "a & b &alpha;"                  => the same  and so does any other "&"
+    ///
+    /// That a "&" which begins no entity keeps all behind it as they are is meant, but for those
+    /// whose like came earlier: "&alpha; &foo; &alpha;" is "α &foo; α".
+    static Data::String replaceSymbol(const Data::String &text);
+
     /// The parts of a link: scheme, host, path, and then each parameter. A part that is not there
     /// is "".
     ///
@@ -181,6 +196,57 @@ public:
     ///     "http://host/path"           => "http", "", "host/path"   meant
     ///     "file:/host?x=1"             => "file", "host?x=1", ""    meant: no path, no parameters
     static QStringList splitLink(const Data::String &link);
+
+    // Keys and values in one text
+
+    /// \p items as one text: with \p pairSep between, or each in "[" and "]" when that is one of
+    /// the two.
+    ///
+    ///     "a=1", "b=2" and '['  => "[a=1][b=2]"
+    ///     "a=1", "b=2" and ';'  => "a=1;b=2"
+    ///
+    /// Nothing is escaped: an item that holds "][", or \p pairSep, is not read back as one.
+    static Data::String joinStringMap(const QStringList &items, char pairSep);
+
+    /// The same for an item a key, as key, \p keySep and value, in the order of the keys.
+    static Data::Variant joinStringMap(const QMap<Data::String, Data::String> &map, char pairSep,
+                                       char keySep);
+
+    /// What \p items or \p text hold: the value of an item stands behind its first \p keySep.
+    ///
+    /// An item without \p keySep holds nothing, and of a key that comes twice the last value
+    /// counts. Of a text in brackets a single "[" in front and a single "]" at the end may be left
+    /// out.
+    static QMap<Data::String, Data::String> splitStringMap(const QStringList &items, char keySep);
+    static QMap<Data::String, Data::String> splitStringMap(const Data::String &text, char pairSep,
+                                                           char keySep);
+
+    /// The keys of \p text in the order of the text, each as often as it comes. It is meant that an
+    /// item without \p keySep is a key as a whole, so that an empty text has one empty key.
+    static QStringList stringMapKeys(const Data::String &text, char pairSep, char keySep);
+
+    /// The values of \p map in the order of the keys.
+    static QStringList mapValues(const QMap<Data::String, Data::String> &map);
+
+    // Properties: the same with '[' and '=', as in "[width=3][name=a b]"
+
+    /// splitProps2() gives the map back when no key holds "=" and neither key nor value "][". Of a
+    /// value that is a variant the text is taken.
+    static Data::String joinProps(const QStringList &items);
+    static Data::String joinProps(const QMap<Data::String, Data::String> &map);
+    static Data::String joinProps(const QMap<Data::String, Data::Variant> &map);
+
+    /// The properties in \p text, or in \p items, as texts, or, with splitProps(), as variants that
+    /// hold texts.
+    static QMap<Data::String, Data::String> splitProps2(const Data::String &text);
+    static QMap<Data::String, Data::String> splitProps2(const QStringList &items);
+    static QMap<Data::String, Data::Variant> splitProps(const Data::String &text);
+    static QMap<Data::String, Data::Variant> splitProps(const QStringList &items);
+
+    static QStringList propKeys(const Data::String &text); ///< as stringMapKeys()
+
+    /// The values in \p text in the order of the text, of the items that have a "=".
+    static QStringList propValues(const Data::String &text);
 };
 
 } // namespace Utils
