@@ -1025,6 +1025,52 @@ private Q_SLOTS:
         QCOMPARE(second.data(1), Fields{"d"});
     }
 
+    void readsAMeasuredCurve()
+    {
+        CSVReader reader;
+        reader.setHoleValue(1e300);
+
+        QVERIFY(reader.read(SAMPLES "/load_curve.csv"));
+
+        QVERIFY(reader.hasHeader());
+        QCOMPARE(reader.dataD(0), (QStringList{"Time{s}", "Crosshead{mm}", "Force{kN}",
+                                               "Strain{mm/m}", "Temperature{degC}"}));
+        const Numbers times = reader.colDataValue(0, 1);
+        const Numbers strains = reader.colDataValue(3, 1);
+        QCOMPARE(times.size(), 1200);
+        QCOMPARE(times[2], 0.5);
+        QCOMPARE(times.last(), 299.75);
+        QCOMPARE(strains.count(1e300), 700); // the sensor was taken off
+        QCOMPARE(strains.last(), 1e300);
+        QCOMPARE(reader.dataValue(0).count(0.0), 5); // labels with units are no numbers
+    }
+
+    void readsAlignedResults()
+    {
+        CSVReader reader(' ');
+        reader.addDelimiter('\t');
+
+        QVERIFY(reader.read(SAMPLES "/modes.txt"));
+
+        QCOMPARE(reader.dataD(0),
+                 (QStringList{"Mode", "Frequency", "AngularFreq", "EffectiveMass", "Sum"}));
+        QCOMPARE(reader.numRows(), 14);
+        const Numbers modes = reader.colDataValue(0, 1);
+        QCOMPARE(modes.size(), 12);
+        QCOMPARE(modes.last(), 12.0);
+        QCOMPARE(reader.dataValue(1), (Numbers{1.0, 11.6044, 72.913, 4.620141, 0.61308}));
+    }
+
+    void takesCommentsAndQuotesAsTheyAre()
+    {
+        CSVReader reader(';');
+
+        QVERIFY(reader.read(SAMPLES "/bolts.csv"));
+
+        QCOMPARE(reader.data(1, 0), QByteArray("# Preload by ultrasonic length measurement"));
+        QCOMPARE(reader.rowData(5, 4), (Fields{"\"retightened", " washer replaced\""}));
+    }
+
     void readsOnInAFileThatIsGone()
     {
         CSVReader reader;
