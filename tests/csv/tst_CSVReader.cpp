@@ -77,27 +77,28 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
-        const int size = 60 << 20;
+        const int size = 20 << 20;
         const QString lines = makeFile(m_folder->filePath("lines"), QByteArray(size, '\n'));
-        const QString line = makeFile(m_folder->filePath("line"), QByteArray(size, 'x') + "\nb");
+        const QString line =
+            makeFile(m_folder->filePath("line"), QByteArray(2 * size, 'x') + "\nb");
         const QString fields =
             makeFile(m_folder->filePath("fields"), QByteArray(size, ',') + "\nb");
         CSVReader reader;
         {
-            const Limit memory(RLIMIT_AS, memoryInUse() + (150 << 20));
-            QVERIFY(!reader.read(lines)); // the places of which take 240 MB
+            const Limit memory(RLIMIT_AS, memoryInUse() + (20 << 20));
+            QVERIFY(!reader.read(lines)); // the places of which take 80 MB
             QVERIFY(!reader.isValid());
         }
         QVERIFY(reader.read(line));
         {
-            const Limit memory(RLIMIT_AS, memoryInUse() + (50 << 20));
+            const Limit memory(RLIMIT_AS, memoryInUse() + (15 << 20));
             QCOMPARE(reader.data(0, -1), QByteArray());
             QCOMPARE(reader.data(0), Fields{""});
             QCOMPARE(reader.data(1), Fields{"b"});
         }
         QVERIFY(reader.read(fields));
         {
-            const Limit memory(RLIMIT_AS, memoryInUse() + (300 << 20));
+            const Limit memory(RLIMIT_AS, memoryInUse() + (100 << 20));
             QCOMPARE(reader.data(0, -1).size(), size);
             QCOMPARE(reader.data(0), Fields());
             QCOMPARE(reader.colData(0), (Fields{"", "b"}));
