@@ -4,9 +4,10 @@
 
 #include <cmath>
 
-// Numbers as text that tells all of them apart, also 0.0 from -0.0, but no NaN from another. With
-// it QCOMPARE compares to the last bit, where it takes doubles for equal that are only close.
+// Comparing numbers to the last bit: QCOMPARE takes doubles for equal that are only close, and 0.0
+// for -0.0. No NaN is told from another.
 
+/// A number as text that tells it from all others.
 inline QString exact(double value)
 {
     return std::isnan(value) ? QStringLiteral("nan")
@@ -20,4 +21,25 @@ QStringList exact(const List &values)
     for (const double value : values)
         texts.append(exact(value));
     return texts;
+}
+
+inline bool isExactly(double a, double b)
+{
+    return std::isnan(a) ? std::isnan(b) : a == b && std::signbit(a) == std::signbit(b);
+}
+
+/// Where two lists part, "" when they do not: for lists that are too long to be shown.
+template <typename List, typename Other>
+QString difference(const List &found, const Other &expected)
+{
+    if (found.size() != expected.size())
+        return QStringLiteral("%1 numbers, not %2").arg(found.size()).arg(expected.size());
+    for (int i = 0; i < found.size(); ++i) {
+        if (!isExactly(found[i], expected[i]))
+            return QStringLiteral("%1 at %2, not %3")
+                .arg(exact(static_cast<double>(found[i])))
+                .arg(i)
+                .arg(exact(static_cast<double>(expected[i])));
+    }
+    return {};
 }

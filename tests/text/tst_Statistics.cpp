@@ -392,6 +392,8 @@ private Q_SLOTS:
 
         QVERIFY(Statistics::reduce(column(numbers)).isEmpty());
         QVERIFY(Statistics::sort(column(numbers), true).isEmpty());
+        QCOMPARE(exact(Statistics::median(column(numbers))), exact(0.0));
+        QCOMPARE(exact(quartiles(numbers)), exact(Numbers{-1, 0, 0, 0, 0}));
     }
 
     void comparesTwoColumns_data()

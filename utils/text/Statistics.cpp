@@ -1,166 +1,136 @@
 #include "utils/text/Statistics.h"
 
+#include "utils/text/Statistics_p.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
 namespace Utils {
 
-using Data::isHole;
-
-static const double twoPi = 6.283185307179586;
-static const int maxBins = 1000000; // 16 MB of counts and edges
-
-// How many values are looked at in one go: short enough to stay in the first cache when they had to
-// be gathered.
-static const int runLength = 1024;
-
-/// What a call looks at: a column as it lies there, or the rows that a list of indices names.
-class Selection
+int lengthOf(const Selection &selection)
 {
-public:
-    Selection(const Data::Array &array, const QList<int> &indices)
-        : m_data(array.data), m_rows(rowsOf(array)), m_indices(indices)
-    {
-        const bool isNone = indices.size() == 1 && indices.first() < 0;
-        const bool isNamed = !indices.isEmpty() && m_rows > 0;
-        m_size = isNone ? 0 : isNamed ? indices.size() : m_rows;
-    }
-
-    int size() const { return m_size; }
-
-    /// The \p count values from number \p first on, gathered in \p buffer where they do not lie
-    /// side by side.
-    const double *values(int first, int count, double *buffer) const
-    {
-        if (m_indices.isEmpty())
-            return m_data + first;
-
-        for (int i = 0; i < count; ++i) {
-            const int index = m_indices.at(first + i);
-            buffer[i] = index >= 0 && index < m_rows ? m_data[index] : Data::noValue;
-        }
-        return buffer;
-    }
-
-    static int rowsOf(const Data::Array &array)
-    {
-        return array.data ? std::max(static_cast<qint32>(array.size), 0) : 0;
-    }
-
-private:
-    const double *m_data;
-    int m_rows;
-    const QList<int> &m_indices;
-    int m_size;
-};
-
-/// Calls \p look with a pointer to values and their count until all were shown, holes as well.
-template <typename Look>
-static void forEachRun(const Selection &selection, Look look)
-{
-    double buffer[runLength];
-    for (qint64 first = 0; first < selection.size(); first += runLength) {
-        const int begin = static_cast<int>(first);
-        const int count = std::min(runLength, selection.size() - begin);
-        look(selection.values(begin, count, buffer), count);
-    }
-}
-
-/// Calls \p look with each value that is no hole.
-template <typename Look>
-static void forEachValue(const Selection &selection, Look look)
-{
+    int length = selection.size();
     forEachRun(selection, [&](const double *values, int count) {
+        length -= static_cast<int>(std::count(values, values + count, Data::noValue));
+    });
+    return length;
+}
+
+// Each addition waits for the one before, as sums are added up in order: that is the time it takes,
+// and all else fits in beside it as long as no branch is guessed wrong. So holes are not passed
+// over but added as 0.0, which changes no sum that began as 0.0.
+template <typename Term>
+static Sum sumUp(const Selection &selection, Term term)
+{
+    Sum result;
+    forEachRun(selection, [&](const double *values, int count) {
+        double sum = result.sum;
+        quint64 holes = 0;
         for (int i = 0; i < count; ++i) {
-            if (!isHole(values[i]))
-                look(values[i]);
+            const quint64 mask = holeMask(values[i]);
+            sum += fromBits(bitsOf(term(values[i])) & ~mask);
+            holes -= mask;
+        }
+        result.sum = sum;
+        result.count += count - static_cast<int>(holes);
+    });
+    return result;
+}
+
+Sum sumOf(const Selection &selection)
+{
+    return sumUp(selection, [](double value) { return value; });
+}
+
+Sum squaresOf(const Selection &selection, double mean)
+{
+    return sumUp(selection, [=](double value) { return (value - mean) * (value - mean); });
+}
+
+/// The first of the values that equal \p number, which tells -0.0 from 0.0.
+static double firstEqualTo(double number, const Selection &selection)
+{
+    bool isFound = false;
+    forEachRun(selection, [&](const double *values, int count) {
+        const double *const end = values + count;
+        const double *const found = isFound ? end : std::find(values, end, number);
+        if (found != end) {
+            number = *found;
+            isFound = true;
         }
     });
+    return number;
 }
 
-/// Calls \p look with each pair of values without a hole, as far as the shorter selection goes.
-template <typename Look>
-static void forEachPair(const Selection &a, const Selection &b, Look look)
+/// The ends of the values that are shown to it, each by itself: four take turns, so that none waits
+/// for the other.
+struct Lane
 {
-    double bufferA[runLength];
-    double bufferB[runLength];
-    const int size = std::min(a.size(), b.size());
-    for (qint64 first = 0; first < size; first += runLength) {
-        const int begin = static_cast<int>(first);
-        const int count = std::min(runLength, size - begin);
-        const double *valuesA = a.values(begin, count, bufferA);
-        const double *valuesB = b.values(begin, count, bufferB);
-        for (int i = 0; i < count; ++i) {
-            if (!isHole(valuesA[i]) && !isHole(valuesB[i]))
-                look(valuesA[i], valuesB[i]);
-        }
+    double low = std::numeric_limits<double>::infinity();
+    double high = -std::numeric_limits<double>::infinity();
+    quint64 holes = 0;
+
+    void look(double value)
+    {
+        const quint64 mask = holeMask(value);
+        const double number = fromBits(bitsOf(value) | mask); // a hole is NaN, which is passed over
+        low = number < low ? number : low;
+        high = number > high ? number : high;
+        holes -= mask;
     }
-}
 
-struct Sum
-{
-    double sum = 0.0;
-    int count = 0;
-
-    double mean() const { return count > 0 ? sum / count : 0.0; }
+    Lane operator+(const Lane &other) const
+    {
+        return {std::min(low, other.low), std::max(high, other.high), holes + other.holes};
+    }
 };
 
-static Sum sumOf(const Selection &selection)
+Ends endsOf(const Selection &selection)
 {
-    Sum result;
-    forEachValue(selection, [&](double value) {
-        result.sum += value;
-        ++result.count;
+    Lane all;
+    forEachRun(selection, [&](const double *values, int count) {
+        Lane a;
+        Lane b;
+        Lane c;
+        Lane d;
+        int i = 0;
+        for (; i + 4 <= count; i += 4) {
+            a.look(values[i]);
+            b.look(values[i + 1]);
+            c.look(values[i + 2]);
+            d.look(values[i + 3]);
+        }
+        for (; i < count; ++i)
+            a.look(values[i]);
+        all = all + (a + b) + (c + d);
     });
-    return result;
+
+    Ends ends;
+    ends.count = selection.size() - static_cast<int>(all.holes);
+    if (ends.count == 0)
+        return ends;
+
+    const bool isNaN = all.low > all.high;
+    ends.min = isNaN ? std::numeric_limits<double>::quiet_NaN() : all.low;
+    ends.max = isNaN ? std::numeric_limits<double>::quiet_NaN() : all.high;
+    if (ends.min == 0.0)
+        ends.min = firstEqualTo(0.0, selection);
+    if (ends.max == 0.0)
+        ends.max = firstEqualTo(0.0, selection);
+    return ends;
 }
 
-static Sum squaresOf(const Selection &selection, double mean)
-{
-    Sum result;
-    forEachValue(selection, [&](double value) {
-        result.sum += (value - mean) * (value - mean);
-        ++result.count;
-    });
-    return result;
-}
-
-static double sampleDeviation(const Sum &squares)
+double sampleDeviation(const Sum &squares)
 {
     // The variance, times n, and not the bare sum: the last digits differ.
     const double n = squares.count;
     return squares.count < 2 ? 0.0 : std::sqrt(squares.mean() * n / (n - 1.0));
 }
 
-/// Whether \p left sorts before \p right, by an order that tells all but NaNs apart.
-static bool isBefore(double left, double right)
-{
-    if (std::isnan(left) || std::isnan(right))
-        return !std::isnan(left) && std::isnan(right);
-    return left < right || (left == right && std::signbit(left) && !std::signbit(right));
-}
-
-static QVector<double> reduced(const Selection &selection)
-{
-    QVector<double> values;
-    forEachValue(selection, [&](double value) { values.append(value); });
-    return values;
-}
-
-static QVector<double> sorted(const Selection &selection)
-{
-    QVector<double> values = reduced(selection);
-    std::sort(values.begin(), values.end(), isBefore);
-    return values;
-}
-
-static double between(double a, double b) { return (a + b) * 0.5; }
-
 int Statistics::length(const Data::Array &array, const QList<int> &indices)
 {
-    return sumOf(Selection(array, indices)).count;
+    return lengthOf(Selection(array, indices));
 }
 
 double Statistics::sum(const Data::Array &array, const QList<int> &indices)
@@ -185,15 +155,9 @@ double Statistics::maximum(const Data::Array &array, const QList<int> &indices)
 
 Data::Interval Statistics::range(const Data::Array &array, const QList<int> &indices)
 {
-    Data::Interval ends;
-    forEachValue(Selection(array, indices), [&](double value) {
-        if (ends.flags == 0 || value < ends.min || std::isnan(ends.min))
-            ends.min = value;
-        if (ends.flags == 0 || value > ends.max || std::isnan(ends.max))
-            ends.max = value;
-        ends.flags = Data::Interval::HasMin | Data::Interval::HasMax;
-    });
-    return ends;
+    const Ends ends = endsOf(Selection(array, indices));
+    const int both = Data::Interval::HasMin | Data::Interval::HasMax;
+    return {ends.min, ends.max, ends.count > 0 ? both : 0};
 }
 
 double Statistics::variance(const Data::Array &array, const QList<int> &indices)
@@ -206,36 +170,6 @@ double Statistics::standardDeviation(const Data::Array &array, const QList<int> 
 {
     const Selection selection(array, indices);
     return sampleDeviation(squaresOf(selection, sumOf(selection).mean()));
-}
-
-double Statistics::median(const Data::Array &array, const QList<int> &indices)
-{
-    const QVector<double> s = sorted(Selection(array, indices));
-    if (s.isEmpty())
-        return 0.0;
-
-    const int h = s.size() / 2;
-    return s.size() % 2 == 1 ? s[h] : between(s[h], s[h - 1]);
-}
-
-void Statistics::quartiles(const Data::Array &array, double &minimum, double &lower, double &median,
-                           double &upper, double &maximum, const QList<int> &indices)
-{
-    const QVector<double> s = sorted(Selection(array, indices));
-    const int n = s.size();
-    if (n < 2) {
-        minimum = lower = median = upper = maximum = n == 1 ? s[0] : 0.0;
-        return;
-    }
-
-    const int h = n / 2;
-    const int q = h / 2;
-    const int r = n - h + q;
-    minimum = s[0];
-    maximum = s[n - 1];
-    median = n % 2 == 1 ? s[h] : between(s[h - 1], s[h]);
-    lower = h % 2 == 1 ? s[q] : between(s[q - 1], s[q]);
-    upper = h % 2 == 1 ? s[r] : between(s[r - 1], s[r]);
 }
 
 double Statistics::covariance(const Data::Array &a, const Data::Array &b, const QList<int> &indices)
@@ -331,132 +265,6 @@ double Statistics::rmsValue(const Data::Array &a, const Data::Array &b, const QL
     const double sum = residualSumSquare(a, b, indices);
     const int count = length(b, indices);
     return count < 1 ? sum : std::sqrt(sum / count);
-}
-
-QVector<double> Statistics::reduce(const Data::Array &array, const QList<int> &indices)
-{
-    try {
-        return reduced(Selection(array, indices));
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
-}
-
-QVector<double> Statistics::sort(const Data::Array &array, bool ascending,
-                                 const QList<int> &indices)
-{
-    try {
-        QVector<double> values = sorted(Selection(array, indices));
-        if (!ascending) {
-            const auto isNumber = [](double value) { return !std::isnan(value); };
-            std::reverse(values.begin(),
-                         std::partition_point(values.begin(), values.end(), isNumber));
-        }
-        return values;
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
-}
-
-double Statistics::interpolate(const Data::Array &x, int index, const Data::Array &xs,
-                               const Data::Array &ys)
-{
-    if (index < 0 || index >= Selection::rowsOf(x))
-        return Data::noValue;
-
-    const double v = x.data[index];
-    const int knots = std::min(Selection::rowsOf(xs), Selection::rowsOf(ys));
-    if (index < knots && xs.data[index] == v)
-        return ys.data[index];
-
-    for (int i = 0; i < knots - 1; ++i) {
-        const double left = xs.data[i];
-        const double right = xs.data[i + 1];
-        if (v >= left && right >= v) {
-            if (left == right)
-                return ys.data[i];
-            return (v - left) / (right - left) * (ys.data[i + 1] - ys.data[i]) + ys.data[i];
-        }
-    }
-    return Data::noValue;
-}
-
-int Statistics::histogramData(const Data::Array &array, int bins, QList<int> &counts,
-                              QList<double> &edges, const QList<int> &indices,
-                              const Data::Interval &interval)
-{
-    const Selection selection(array, indices);
-    const Sum sum = sumOf(selection);
-    if (sum.count < 2)
-        return 0;
-
-    const Data::Interval data = range(array, indices);
-    const bool isGiven = interval.flags != 0 && interval.min < interval.max;
-    const double low = isGiven ? interval.min : data.min;
-    const double high = isGiven ? interval.max : data.max;
-
-    const int wanted = std::min(bins, maxBins);
-    const double width = bins < 2 ? 3.5 * sampleDeviation(squaresOf(selection, sum.mean())) /
-                                        std::cbrt(double(sum.count))
-                                  : (high - low) / wanted;
-    const double tolerance = std::min(std::abs(high * 0.0001), std::abs(width * 0.0001));
-
-    int opened = 0;
-    const auto open = [&](double edge) {
-        counts.append(0);
-        edges.append(edge);
-        ++opened;
-    };
-    const auto openNext = [&] { open((counts.size() + 1) * width + low); };
-
-    open(low + width);
-    for (const double value : sorted(selection)) {
-        const bool canBeReached = width > 0.0 && std::isfinite(value);
-        while (value > edges.last() && std::abs(value - edges.last()) > tolerance && canBeReached &&
-               opened < maxBins)
-            openNext();
-        ++counts.last();
-    }
-    while (counts.size() < wanted && opened < maxBins)
-        openNext();
-    return counts.size();
-}
-
-void Statistics::distributionData(const Data::Array &array, int bins, QVector<double> &x,
-                                  QVector<double> &y, DistributionScale scale,
-                                  QVector<double> *markers, const QList<int> &indices)
-{
-    const Selection selection(array, indices);
-    const Sum sum = sumOf(selection);
-    const double mean = sum.mean();
-    const Sum squares = squaresOf(selection, mean);
-    const double variance = squares.mean() == 0.0 ? 1.0 : squares.mean();
-    const double deviation = sampleDeviation(squares);
-    const int barCount = std::min(bins, maxBins);
-
-    double peak = 1.0;
-    if (scale == DensityScale) {
-        peak = 1.0 / std::sqrt(variance * twoPi);
-    } else if (scale == CountScale) {
-        const Data::Interval ends = range(array, indices);
-        peak = selection.size() * ((ends.max - ends.min) / barCount) / std::sqrt(variance * twoPi);
-    }
-
-    const auto height = [&](double at) {
-        return std::exp((at - mean) * (at - mean) / (-2.0 * variance)) * peak;
-    };
-    const int intervals = std::max(5 * std::max(barCount, 0), 50);
-    const double start = mean - 3.0 * deviation;
-    const double width = 6.0 * deviation / intervals;
-    for (int i = 0; i <= intervals; ++i) {
-        x.append(i * width + start);
-        y.append(height(x.last()));
-    }
-    if (markers) {
-        for (const double at : {mean, mean - deviation, mean + deviation, mean - 2.0 * deviation,
-                                mean + 2.0 * deviation})
-            *markers << at << height(at);
-    }
 }
 
 bool Statistics::checkTol(double a, double b, double tolerance)

@@ -1,0 +1,155 @@
+#pragma once
+
+#include "data/Array.h"
+
+#include <QList>
+
+#include <algorithm>
+#include <cstring>
+
+// How Statistics looks at columns. What is called for each value is a template parameter, so that
+// it is one loop in the end.
+
+namespace Utils {
+
+// A call opens no more bins than this: 16 MB of counts and edges.
+constexpr int maxBins = 1000000;
+
+/// What a call looks at: a column as it lies there, or the rows that a list of indices names.
+class Selection
+{
+public:
+    /// How many values are looked at in one go: short enough to stay in the first cache when they
+    /// had to be gathered.
+    static constexpr int runLength = 1024;
+
+    /// Keeps a reference to \p indices.
+    Selection(const Data::Array &array, const QList<int> &indices)
+        : m_data(array.data), m_rows(rowsOf(array)), m_indices(indices)
+    {
+        const bool isNone = indices.size() == 1 && indices.first() < 0;
+        const bool isNamed = !indices.isEmpty() && m_rows > 0;
+        m_size = isNone ? 0 : isNamed ? indices.size() : m_rows;
+    }
+
+    int size() const { return m_size; }
+
+    /// The \p count values from number \p first on, gathered in \p buffer where they do not lie
+    /// side by side.
+    const double *values(int first, int count, double *buffer) const
+    {
+        if (m_indices.isEmpty())
+            return m_data + first;
+
+        for (int i = 0; i < count; ++i) {
+            const int index = m_indices.at(first + i);
+            buffer[i] = index >= 0 && index < m_rows ? m_data[index] : Data::noValue;
+        }
+        return buffer;
+    }
+
+    static int rowsOf(const Data::Array &array)
+    {
+        return array.data ? std::max(static_cast<qint32>(array.size), 0) : 0;
+    }
+
+private:
+    const double *m_data;
+    int m_rows;
+    const QList<int> &m_indices;
+    int m_size;
+};
+
+/// Calls \p look with a pointer to values and their count until all were shown, holes as well.
+template <typename Look>
+void forEachRun(const Selection &selection, Look look)
+{
+    double buffer[Selection::runLength];
+    for (qint64 first = 0; first < selection.size(); first += Selection::runLength) {
+        const int begin = static_cast<int>(first);
+        const int count = std::min<int>(Selection::runLength, selection.size() - begin);
+        look(selection.values(begin, count, buffer), count);
+    }
+}
+
+/// Calls \p look with each value that is no hole.
+template <typename Look>
+void forEachValue(const Selection &selection, Look look)
+{
+    forEachRun(selection, [&](const double *values, int count) {
+        for (int i = 0; i < count; ++i) {
+            if (!Data::isHole(values[i]))
+                look(values[i]);
+        }
+    });
+}
+
+/// Calls \p look with each pair of values without a hole, as far as the shorter selection goes.
+template <typename Look>
+void forEachPair(const Selection &a, const Selection &b, Look look)
+{
+    double bufferA[Selection::runLength];
+    double bufferB[Selection::runLength];
+    const int size = std::min(a.size(), b.size());
+    for (qint64 first = 0; first < size; first += Selection::runLength) {
+        const int begin = static_cast<int>(first);
+        const int count = std::min<int>(Selection::runLength, size - begin);
+        const double *valuesA = a.values(begin, count, bufferA);
+        const double *valuesB = b.values(begin, count, bufferB);
+        for (int i = 0; i < count; ++i) {
+            if (!Data::isHole(valuesA[i]) && !Data::isHole(valuesB[i]))
+                look(valuesA[i], valuesB[i]);
+        }
+    }
+}
+
+inline quint64 bitsOf(double value)
+{
+    quint64 bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+inline double fromBits(quint64 bits)
+{
+    double value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+/// All bits set for a hole, none for a value. Holes are masked out where a branch would have to
+/// guess: only noValue itself has its bits.
+inline quint64 holeMask(double value)
+{
+    return 0 - quint64(bitsOf(value) == bitsOf(Data::noValue));
+}
+
+/// The number of values.
+int lengthOf(const Selection &selection);
+
+struct Sum
+{
+    double sum = 0.0;
+    int count = 0;
+
+    double mean() const { return count > 0 ? sum / count : 0.0; }
+};
+
+Sum sumOf(const Selection &selection);
+
+/// The sum of the squared distances from \p mean; its mean() is the variance.
+Sum squaresOf(const Selection &selection, double mean);
+
+double sampleDeviation(const Sum &squares);
+
+/// How many values there are and the ends of them, which are 0.0 when there are none.
+struct Ends
+{
+    double min = 0.0;
+    double max = 0.0;
+    int count = 0;
+};
+
+Ends endsOf(const Selection &selection);
+
+} // namespace Utils
