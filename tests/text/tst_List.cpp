@@ -1,5 +1,6 @@
 #include "utils/text/List.h"
 
+#include "tests/support/Limits.h"
 #include "tests/support/Print.h"
 
 #include <QtTest>
@@ -9,6 +10,8 @@
 #include <limits>
 #include <numeric>
 #include <random>
+
+#include <unistd.h>
 
 using Data::String;
 using Utils::List;
@@ -538,6 +541,21 @@ private Q_SLOTS:
         QCOMPARE(List::indexSort(values, true, false), backwards(counted(values.size())));
     }
 
+    void sortsTextsThatPartLate()
+    {
+        Random random(15);
+        const QString common = QString("0123456789").repeated(30);
+        for (int round = 0; round < 20; ++round) {
+            QStringList values;
+            for (int i = 0; i < 200; ++i)
+                values.append(common.left(random.from(1, common.size())) + random.text("/:5", 2));
+
+            for (const bool caseSensitive : {true, false})
+                QCOMPARE(List::indexSort(values, true, caseSensitive),
+                         Plainly::indexSort(values, true, caseSensitive));
+        }
+    }
+
     void endsAQuicksortThatTakesTooLong()
     {
         const int size = 300000;
@@ -690,12 +708,26 @@ private Q_SLOTS:
 
     void keepsRangesUpToTheLimit()
     {
+        const qint64 needed = 2000000000;
+        if (sysconf(_SC_AVPHYS_PAGES) * sysconf(_SC_PAGESIZE) < needed)
+            QSKIP("The list takes 800 MB, and this machine has less than 2 GB free.");
+
         const Numbers list = List::splitIndexList("2-100000000,7,8", ",");
 
         QCOMPARE(list.size(), 100000000);
         QCOMPARE(list.first(), 2);
         QCOMPARE(list[99999998], 100000000);
         QCOMPARE(list.last(), 7);
+    }
+
+    void passesOverRangesThatTheMemoryCannotHold()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("The sanitizer ends a program that is out of memory.");
+#endif
+        const Limit memory(RLIMIT_AS, memoryInUse() + (150 << 20));
+
+        QCOMPARE(List::splitIndexList("5,1-90000000,7", ","), (Numbers{5, 7}));
     }
 
     void getsPositiveNumbersBack()

@@ -283,12 +283,12 @@ struct Text
         return std::lexicographical_compare(begin + depth, end(), other.begin + depth, other.end());
     }
 
-    /// How many units it shares with \p other, which are known to be \p depth or more.
-    int shared(const Text &other, int depth) const
+    /// How many units it shares with \p other: \p depth, as is known, up to \p most.
+    int shared(const Text &other, int depth, int most) const
     {
-        const Unit *const shorterEnd = begin + std::min(size, other.size);
-        return static_cast<int>(
-            std::mismatch(begin + depth, shorterEnd, other.begin + depth).first - begin);
+        const Unit *const mostEnd = begin + std::min({size, other.size, most});
+        return static_cast<int>(std::mismatch(begin + depth, mostEnd, other.begin + depth).first -
+                                begin);
     }
 
     /// As many units as go into a key, from \p depth on; zeros behind the end.
@@ -339,9 +339,11 @@ static Items sortedTexts(const std::vector<Text<Unit>> &texts)
             continue;
         }
 
-        int shared = text(*start).size;
-        for (const Item *item = start + 1; item != end && shared > depth; ++item)
-            shared = std::min(shared, text(*start).shared(text(*item), depth));
+        // No further at once: a few others in each of many ranges would have all the rest of a
+        // long common beginning looked at again and again.
+        int shared = depth + 64;
+        for (const Item *item = start; item != end && shared > depth; ++item)
+            shared = text(*start).shared(text(*item), depth, shared);
         for (Item *item = start; item != end; ++item)
             item->key = text(*item).key(shared);
         sortByKey(start, end, spare.begin());
@@ -417,12 +419,17 @@ static QList<int> sortedByTexts(const QStringList &values, const std::vector<Tex
     return positions(items, ascending);
 }
 
+static ushort asciiWithoutCase(ushort unit)
+{
+    return unit >= 'A' && unit <= 'Z' ? unit + 'a' - 'A' : unit;
+}
+
 /// \p unit without case as QString::compare() folds it: by itself, but the second one of a
 /// surrogate pair as the character of both.
 static uint withoutCase(ushort unit, ushort previous)
 {
     if (unit < 128)
-        return unit >= 'A' && unit <= 'Z' ? unit + 'a' - 'A' : unit;
+        return asciiWithoutCase(unit);
     const bool isPair = QChar::isLowSurrogate(unit) && QChar::isHighSurrogate(previous);
     return QChar::toCaseFolded(isPair ? QChar::surrogateToUcs4(previous, unit) : unit);
 }
@@ -444,15 +451,15 @@ static QList<int> sortedAs(const QStringList &values, bool ascending, bool caseS
         texts.push_back({end, value.size()});
         const ushort *const from = value.utf16();
         if (caseSensitive) {
-            end = std::transform(from, from + value.size(), end,
-                                 [](ushort unit) { return static_cast<Unit>(unit); });
+            end = std::copy(from, from + value.size(), end);
+        } else if constexpr (sizeof(Unit) == 1) {
+            end = std::transform(from, from + value.size(), end, asciiWithoutCase);
         } else {
             ushort previous = 0;
-            end = std::transform(from, from + value.size(), end, [&](ushort unit) {
-                const uint folded = withoutCase(unit, previous);
-                previous = unit;
-                return static_cast<Unit>(folded);
-            });
+            for (int i = 0; i < value.size(); ++i) {
+                *end++ = static_cast<Unit>(withoutCase(from[i], previous));
+                previous = from[i];
+            }
         }
     }
     return sortedByTexts(values, texts, ascending, caseSensitive);
@@ -462,13 +469,15 @@ QList<int> List::indexSort(const QStringList &values, bool ascending, bool caseS
 {
     bool isAscii = true;
     bool holdsSurrogate = false;
+    const auto isSurrogate = [](QChar unit) { return unit.isSurrogate(); };
     for (const QString &value : values) {
         ushort bits = 0;
-        for (const QChar unit : value) {
+        for (const QChar unit : value)
             bits |= unit.unicode();
-            holdsSurrogate = holdsSurrogate || unit.isSurrogate();
+        if (bits >= 128) {
+            isAscii = false;
+            holdsSurrogate = holdsSurrogate || std::any_of(value.begin(), value.end(), isSurrogate);
         }
-        isAscii = isAscii && bits < 128;
     }
 
     if (isAscii)
