@@ -27,9 +27,8 @@ StringTableKey::StringTableKey(const Data::String &key) : m_key(key)
         return;
 
     // Parts of the key are searched where they stand in it, as copies would cost as much as the
-    // search. Of all names up to the one that is looked for, those that it starts with are the
-    // last, but for others that share a part with it: no name longer than that part is worth a
-    // search.
+    // search. What stands before a part in the order of names shares more with it than all further
+    // ahead: so that is the table, or tells how long the next part to search is at most.
     QMap<Data::String, StringTable::Table> &tables = stringTableState.tables;
     int length = key.lastIndexOf(dot);
     Data::String part(QString::fromRawData(key.constData(), length));
@@ -81,7 +80,7 @@ void StringTable::initialize(const Data::String &language, const Data::String &c
 
 Data::String StringTable::lookup(const Data::String &key)
 {
-    if (!StringTableState::alive)
+    if (!StringTableState::alive || !key.startsWith(dot))
         return key;
     QHash<Data::String, Data::String> &found = stringTableState.found;
     const auto known = found.constFind(key);

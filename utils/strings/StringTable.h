@@ -33,7 +33,8 @@ public:
     ///
     ///     "en"     => "en"
     ///     "enIDS"  => "en"    five characters that end with "IDS": the first two
-    ///     "de_DE"  => "de"    what stands before the first "_"; "" for "_DE", as if not called
+    ///     "de_DE"  => "de"    what stands before the first "_"
+    ///     "_DE"    => ""      so that the next call counts again
     static void initialize(const Data::String &language, const Data::String &contexts,
                            const Data::String &productContext);
 
@@ -41,19 +42,23 @@ public:
     /// `<name>_en.xml`, where File::findResource() finds it. False before initialize(), and when
     /// there is no such file or it is no string table; a table of that name stays as it was then.
     ///
-    /// The file is XML with the document type "StringTable". In its root element, and in each other
-    /// of these elements but the first, whose names may be in any case, in any depth:
+    /// The file is XML with the document type "StringTable". Its root element, and each "context"
+    /// and "ui" in it, holds any number of these elements, whose names may be in any case:
     ///
-    ///     string id="..."     a text. The last of an id counts; "" is an id.
+    ///     string id="..."     a text. The last of an id counts; without one, its id is "".
     ///     context name="..."  is skipped unless it is one of the contexts given to initialize()
-    ///     ui name="..."       the texts of a form, which Translator answers with. All elements of
-    ///                         a name, in one table, are one form; a form in several tables is that
-    ///                         of the table loaded last.
+    ///     ui name="..."       the texts of a form, which Translator answers with. All of a name
+    ///                         are one form; a form in several tables is that of the table loaded
+    ///                         last.
     ///
     /// Any other element is skipped with all that is in it. The text of a string is that of
-    /// Xml::Element::childTextData(), in which "\n" is a line end, "<br>" for all line ends if the
-    /// text has both "<" and ">"; then "\\" a backslash, and a backslash before a tab nothing. "\t"
-    /// stays as it is, as does what is left of "\\t", which is meant.
+    /// Xml::Element::childTextData(), in which, in this order:
+    ///
+    ///     \n                   is a line end; then, if the text has both "<" and ">", every one is
+    ///                          "<br>"
+    ///     \\                   is a backslash; so is "*SLASH*", which is meant
+    ///     a backslash and tab  is a tab; "\t" in letters is none, and stays, which is meant
+    ///     \\t                  what reads so by now has one backslash less
     static bool load(const Data::String &name);
 
     /// The text of \p key, with its %1, %2... for the caller to fill.
@@ -102,12 +107,12 @@ public:
                                 const Data::String &defaultValue);
 
     /// The text of \p key in \p language, which is as the names of files have it; "" is the current
-    /// one.
+    /// one. An id that the file of that language has not gives the id, as in lookup().
     ///
-    /// The file of that language is read when it is first asked for; the texts of its forms are not
-    /// kept. Without such a file the text in the current language stands in, or, when that is not
-    /// English, the one of the English file from then on. A file that has no such id gives the id
-    /// alone.
+    /// The file is read when it is first asked for, and its forms are not kept. Where there is
+    /// none, the English one is read for it, unless the current language is English. Where there is
+    /// none either, the text in the current language stands in, and the file is looked for again
+    /// the next time.
     static Data::String lookupl(const Data::String &key, const Data::String &language);
 
     /// lookupi() in \p language; nothing is kept of another language than the current one.
