@@ -347,6 +347,7 @@ private Q_SLOTS:
         QTest::newRow("with an exponent") << "-2E3" << -2000.0 << true;
         QTest::newRow("with an annotation") << "1.5{mm}" << 1.5 << true;
         QTest::newRow("with a blank and an annotation") << "1 {mm}" << 1.0 << true;
+        QTest::newRow("with two annotations") << "1{a}{b}" << 1.0 << true;
         QTest::newRow("empty") << "" << -1.0 << false;
         QTest::newRow("an annotation only") << "{mm}" << 0.0 << false;
         QTest::newRow("blanks that were set") << "  " << 0.0 << false;

@@ -681,6 +681,43 @@ private Q_SLOTS:
         QVERIFY(!table.hasHeader());
     }
 
+    // The sample files, as the guide reads them
+
+    void readsTheSampleWithUnits()
+    {
+        CSVTable table;
+        QVERIFY(table.read(SAMPLES "/load_curve.csv"));
+        Data::String unit;
+        Data::String name;
+
+        table.data(0, 2, unit, name);
+
+        QCOMPARE(name, Data::String("Force"));
+        QCOMPARE(unit, Data::String("kN"));
+        QVERIFY(table.hasHeader());
+        QCOMPARE(table.colDataValue(2, 1).mid(0, 3), QList<double>({-0.021, 3.249, 6.449}));
+    }
+
+    void readsTheSampleWithCommentsAndQuotes()
+    {
+        CSVTable table(";");
+        table.setComment("#");
+        QVERIFY(table.read(SAMPLES "/bolts.csv", 0, /*quoted=*/true));
+
+        QCOMPARE(table.numRows(), 14); // a header, twelve bolts, and what the last line end leaves
+        QCOMPARE(table.dataValue(3, "Torque{Nm}"), 210.0);
+        QCOMPARE(table.data(3, 4), Data::String("retightened; washer replaced"));
+        QCOMPARE(table.data(8, "Remark"), Data::String("thread cleaned; marked \"B\""));
+    }
+
+    void readsTheSampleAlignedWithBlanks()
+    {
+        CSVTable table("\\s+");
+        QVERIFY(table.read(SAMPLES "/modes.txt"));
+
+        QCOMPARE(table.data(1), QStringList({"", "1", "11.6044", "72.913", "4.620141", "0.61308"}));
+    }
+
     // Progress
 
     void reportsALine_data()
