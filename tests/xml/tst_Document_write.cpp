@@ -2,6 +2,7 @@
 
 #include "tests/support/Files.h"
 #include "tests/support/Print.h"
+#include "tests/xml/DeepTree.h"
 #include "utils/files/File.h"
 #include "utils/xml/Element.h"
 
@@ -126,6 +127,34 @@ private Q_SLOTS:
         QVERIFY(!document.write(m_folder->path()));
         QVERIFY(!document.write(m_folder->filePath("missing/a.xml")));
         QCOMPARE(document.toString(), before);
+    }
+
+    void refusesWhatNestsTooDeeply_data()
+    {
+        QTest::addColumn<int>("levels");
+        QTest::addColumn<bool>("isWritten");
+        QTest::newRow("512") << 512 << true;
+        QTest::newRow("5000") << 5000 << true;
+        QTest::newRow("5001") << 5001 << false;
+        QTest::newRow("a million") << 1000 * 1000 << false;
+    }
+
+    void refusesWhatNestsTooDeeply()
+    {
+        QFETCH(int, levels);
+        QFETCH(bool, isWritten);
+        const QString path = makeFile(m_folder->filePath("a.xml"), "before");
+        Document document(Document::Normal, 0.0);
+        addDeepTree(document, levels);
+
+        QCOMPARE(document.write(path), isWritten);
+
+        const QByteArray contents = Utils::File::readRaw(path);
+        if (isWritten)
+            QCOMPARE(contents.count("<a/>"), 1);
+        else
+            QCOMPARE(contents, QByteArray("before"));
+        takeApart(document);
     }
 
 private:

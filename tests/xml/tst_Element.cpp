@@ -1,6 +1,7 @@
 #include "utils/xml/Element.h"
 
 #include "tests/support/Print.h"
+#include "tests/xml/DeepTree.h"
 #include "utils/xml/Document.h"
 
 #include <QtTest>
@@ -405,6 +406,106 @@ private Q_SLOTS:
         QCOMPARE(root.firstChildElement("d").attribute("b"), QString("2"));
         QCOMPARE(root.firstChildElement("d").firstChildElement().attribute("b"), QString("2"));
         Element().replaceInValues("1", "2"); // nothing happens
+    }
+
+    // A text and an element by turns: each text would be twice as long as the one before it.
+    void endsTheGrowthOfTexts()
+    {
+        Document document(Document::Normal, 0.0);
+        const Element root = parse(document, "<a>" + QString("b<k/>").repeated(60) + "</a>");
+
+        Element(root).replaceInValues("b", "z");
+
+        qint64 size = 0;
+        QList<int> sizes;
+        for (QDomNode child = root.firstChild(); !child.isNull(); child = child.nextSibling()) {
+            if (child.isText())
+                sizes.append(child.nodeValue().size());
+        }
+        for (const int one : qAsConst(sizes))
+            size += one;
+        QCOMPARE(sizes.size(), 60);
+        QCOMPARE(sizes.at(0), 60);
+        QCOMPARE(sizes.at(1), 119);
+        QCOMPARE(sizes.at(2), 119 + 118);
+        QCOMPARE(sizes.last(), 1);
+        QVERIFY2(size > 8 * 1024 * 1024 && size < 64 * 1024 * 1024, QByteArray::number(size));
+    }
+
+    void replacesInALongText()
+    {
+        QDomDocument document;
+        Element element = document.createElement("a");
+        const QString text(10 * 1000 * 1000, 'x');
+        element.setAttribute("c", text + ";b");
+        element.appendChild(document.createTextNode(text + ";b"));
+
+        element.replaceInValues("b", "z");
+
+        QVERIFY(element.attribute("c") == text + ";z");
+        QVERIFY(element.firstChild().nodeValue() == text + ";z");
+    }
+
+    void replacesInManyTextsInTime()
+    {
+        Document document(Document::Normal, 0.0);
+        const QString contents = "<a>" + QString("x<k/>").repeated(100 * 1000) + "</a>";
+        Element root = parse(document, contents);
+
+        root.replaceInValues("b", "z"); // absent
+
+        QCOMPARE(document.toString(-1).remove('\n'), contents);
+    }
+
+    void bearsManyAttributes()
+    {
+        QDomDocument document;
+        Element element = document.createElement("a");
+        const int count = 100 * 1000;
+        for (int i = 0; i < count; ++i)
+            element.setAttribute(QString("a%1").arg(i, 6, 10, QChar('0')),
+                                 i % 2 == 0 ? "=\" b;c" : "b;c");
+
+        element.replaceInValues("c", "d");
+        const QList<QDomAttr> ordered = element.orderedAttributes();
+
+        QCOMPARE(ordered.size(), count);
+        QCOMPARE(ordered.at(17).name(), QString("a000017"));
+        QCOMPARE(ordered.at(17).value(), QString("b;d"));
+        QCOMPARE(ordered.at(18).value(), QString("=\" b;d"));
+    }
+
+    void bearsManyAttributesOfAnyName()
+    {
+        QDomDocument document;
+        Element element = document.createElement("a b");
+        for (int i = 0; i < 200; ++i) {
+            element.setAttribute(QString("a %1=\"").arg(i), "b");
+            element.setAttributeNS("urn:x", QString("p:a%1").arg(i), "b");
+        }
+        QDomAttr twice = document.createAttribute("a 7=\"");
+        twice.setValue("b");
+        element.setAttributeNode(twice);
+
+        element.replaceInValues("b", "d");
+
+        QCOMPARE(element.orderedAttributes().size(), 401);
+        QCOMPARE(element.attribute("a 7=\""), QString("d"));
+        QCOMPARE(element.attributeNS("urn:x", "a7"), QString("d"));
+    }
+
+    void bearsAnyDepth()
+    {
+        QDomDocument document;
+        QDomElement element = addDeepTree(document, 1000 * 1000);
+        element.setAttribute("b", "c");
+        element.appendChild(document.createTextNode("c"));
+
+        Element(document.documentElement()).replaceInValues("c", "d");
+
+        QCOMPARE(element.attribute("b"), QString("d"));
+        QCOMPARE(Element(element).childTextData(), String("d"));
+        takeApart(document);
     }
 };
 

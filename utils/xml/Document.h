@@ -53,10 +53,16 @@ public:
     /// attribute "version" of the root element; it is 0.0 without one, and after a failure. The
     /// tree holds what was read also when that was not well-formed up to the end, or is not of the
     /// type. \p error is only written on failure.
+    ///
+    /// What the toolkit does not bear is refused like an error in the text: elements nested deeper
+    /// than 512 levels, and entities that expand to more than 8 MiB characters and to more than a
+    /// hundred for each byte of the file.
     bool open(const Data::String &path, const Data::String &docType, Data::String &error);
 
     /// Writes the document to the file at \p path, as UTF-8 whatever its XML declaration says.
-    /// False when the file cannot be opened.
+    /// False when the file cannot be opened, and, with the file as it was, when elements are nested
+    /// deeper than 5000 levels. (QDomDocument itself does not bear that either: whoever makes so
+    /// deep a tree has to take it apart, or the stack ends with the last copy of the document.)
     ///
     /// A level is indented by two blanks. The attributes of an element stand in the order "name",
     /// "type", then the others by their text, upper case first, and the comment "*" is an empty
@@ -64,7 +70,8 @@ public:
     ///
     /// The layout works on lines of text and knows nothing of what they are in, which is meant:
     ///
-    ///     - an element with text on its line keeps the order of the toolkit
+    ///     - an element with text on its line keeps the order of the toolkit, which is that of its
+    ///       hashes with the seed 0 in every run
     ///     - a line of a CDATA section or a comment that looks like a tag is laid out as one
     ///     - a start tag that text and another tag follow on its line is damaged: the line
     ///       <f z="1">a<g/> becomes <f a<g z="1"/>

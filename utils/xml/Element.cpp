@@ -1,6 +1,7 @@
 #include "utils/xml/Element.h"
 
 #include "data/Truth_p.h"
+#include "utils/xml/Attributes_p.h"
 #include "utils/xml/Document.h"
 
 #include <QStringList>
@@ -13,6 +14,12 @@ namespace Xml {
 static const QLatin1Char blank(' ');
 static const QLatin1Char lineEnd('\n');
 static const QLatin1Char placeholderMark('%');
+
+/// Each text of an element doubles the next one when it is replaced, so that a paragraph of forty
+/// would fill the memory. No text is set once the joined text is longer than this...
+static constexpr qint64 maxGrownText = 8 * 1024 * 1024;
+/// ... and so many times longer than it was.
+static constexpr qint64 maxGrowth = 100;
 
 Element::Element(const QDomElement &other) : QDomElement(other) {}
 
@@ -97,8 +104,8 @@ QList<QDomAttr> Element::orderedAttributes() const
 {
     const QDomNamedNodeMap map = attributes();
     QStringList names;
-    for (int i = 0; i < map.count(); ++i)
-        names.append(map.item(i).nodeName());
+    for (const QDomNode &attribute : attributeNodes(*this))
+        names.append(attribute.nodeName());
     // By case first, so that names that differ in nothing else have one order.
     names.sort(Qt::CaseSensitive);
     std::stable_sort(names.begin(), names.end(), [](const QString &left, const QString &right) {
@@ -149,23 +156,56 @@ static QString replaced(const QString &value, const QString &oldValue, const QSt
     return result;
 }
 
-void Element::replaceInValues(const Data::String &oldValue, const Data::String &newValue)
+static void replaceInAttributes(const QDomElement &element, const QString &oldValue,
+                                const QString &newValue)
 {
-    const QDomNamedNodeMap map = attributes();
-    for (int i = 0; i < map.count(); ++i) {
-        const QDomNode attribute = map.item(i);
+    if (!element.hasAttributes())
+        return;
+    const QList<QDomNode> attributes = attributeNodes(element);
+    for (QDomNode attribute : attributes) {
         const QString value = attribute.nodeValue();
         if (value.contains(oldValue))
-            setAttribute(attribute.nodeName(), replaced(value, oldValue, newValue));
+            attribute.setNodeValue(replaced(value, oldValue, newValue));
     }
-    for (QDomNode child = firstChild(); !child.isNull(); child = child.nextSibling()) {
-        if (child.isText()) { // or CDATA
-            const QString text = childTextData();
-            if (text.contains(oldValue))
-                child.setNodeValue(replaced(text, oldValue, newValue));
-        } else if (child.isElement()) {
-            Element(child.toElement()).replaceInValues(oldValue, newValue);
+}
+
+static void replaceInTexts(const Element &element, const QString &oldValue, const QString &newValue)
+{
+    QDomNode child = element.firstChild();
+    const auto skipOthers = [&child] {
+        while (!child.isNull() && !child.isText()) // CDATA is text, too
+            child = child.nextSibling();
+    };
+    skipOthers();
+    if (child.isNull())
+        return;
+
+    QString text = element.childTextData();
+    const qint64 limit = std::max(maxGrownText, text.size() * maxGrowth);
+    // As long as nothing is replaced, what holds for one child holds for all.
+    while (!child.isNull() && text.size() <= limit && text.contains(oldValue)) {
+        child.setNodeValue(replaced(text, oldValue, newValue));
+        text = element.childTextData();
+        child = child.nextSibling();
+        skipOthers();
+    }
+}
+
+void Element::replaceInValues(const Data::String &oldValue, const Data::String &newValue)
+{
+    // Not by a call for each element, which would use up the stack where they nest deeply.
+    QDomElement element = *this;
+    while (!element.isNull()) {
+        replaceInAttributes(element, oldValue, newValue);
+        replaceInTexts(element, oldValue, newValue);
+
+        QDomElement next = element.firstChildElement();
+        while (next.isNull() && element != *this) {
+            next = element.nextSiblingElement();
+            if (next.isNull())
+                element = element.parentNode().toElement();
         }
+        element = next;
     }
 }
 

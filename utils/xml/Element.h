@@ -49,7 +49,9 @@ public:
     Data::String childTextData() const;
 
     /// The attributes in the order "name", "type", then the others by name, case-insensitively.
-    /// That Document::write() orders by case is meant: "a", "B" here is "B", "a" there.
+    /// That Document::write() orders by case is meant: "a", "B" here is "B", "a" there. An
+    /// attribute that was made for a namespace is a null one, as it is to
+    /// QDomNamedNodeMap::namedItem().
     QList<QDomAttr> orderedAttributes() const;
 
     /// Adds a comment behind the last child.
@@ -70,7 +72,9 @@ public:
     ///     "%b%" to "x" "a%b%c"  => "axc"       only what is between "%" is replaced within a word
     ///
     /// Each of several texts of an element gets the joined text of all of them, replaced, which is
-    /// meant: <a>x<k/>b</a> with "b" to "z" becomes <a>xb<k/>xbb</a>.
+    /// meant: <a>x<k/>b</a> with "b" to "z" becomes <a>xb<k/>xbb</a>. So the texts of an element
+    /// grow by doubling; the rest of them stays as it is once the joined text is beyond 8 MiB
+    /// characters and a hundred times as long as it was.
     void replaceInValues(const Data::String &oldValue, const Data::String &newValue);
 };
 

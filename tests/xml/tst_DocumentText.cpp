@@ -1,0 +1,217 @@
+#include "utils/xml/DocumentText_p.h"
+
+#include "tests/xml/PlainLayout.h"
+
+#include <QtTest>
+
+#include <algorithm>
+#include <random>
+
+using Utils::Xml::DocumentText;
+
+/// The text that a file has for \p document.
+static QString written(const QDomDocument &document)
+{
+    return DocumentText(document).pieces().join('\n') + '\n';
+}
+
+/// Makes random trees of every kind of node, with texts that look like markup.
+class RandomTree
+{
+public:
+    RandomTree(unsigned seed, int mostAttributes) : m_random(seed), m_mostAttributes(mostAttributes)
+    {}
+
+    QDomDocument make()
+    {
+        QDomDocument document;
+        if (upTo(2) == 0) {
+            const QDomDocumentType type = QDomImplementation().createDocumentType(
+                upTo(4) == 0 ? "" : "Model", upTo(2) == 0 ? QString() : QString("p'q"),
+                upTo(2) == 0 ? QString() : QString("s"));
+            document = QDomDocument(type);
+        }
+        if (upTo(2) == 0) {
+            static const char *const declarations[] = {"version='1.0' encoding='UTF-8'",
+                                                       "version='1.0'",
+                                                       "encoding=\"ISO-8859-1\"",
+                                                       "version='1.0' encoding = 'UTF-16'",
+                                                       "encoding='windows-1252'",
+                                                       "encoding='none such'",
+                                                       "encoding='US-ASCII'",
+                                                       "encoding='Shift_JIS'"};
+            document.appendChild(document.createProcessingInstruction("xml", pick(declarations)));
+        }
+        for (int i = upTo(3); i > 0; --i)
+            document.appendChild(leaf(document));
+        if (upTo(20) > 0)
+            document.appendChild(element(document, 0));
+        for (int i = upTo(2); i > 0; --i)
+            document.appendChild(leaf(document));
+        return document;
+    }
+
+private:
+    int upTo(int count) { return static_cast<int>(m_random() % static_cast<unsigned>(count)); }
+
+    template <std::size_t size>
+    QString pick(const char *const (&texts)[size])
+    {
+        return QString::fromUtf8(texts[upTo(size)]);
+    }
+
+    QString name()
+    {
+        static const char *const names[] = {"a",  "b",      "name", "type", "Alpha", "x-1",
+                                            "x1", "\u00e4", "z:z",  "item", "x",     "case"};
+        static const char *const oddNames[] = {"a b",  "!a", "?a", "/a", "a>",
+                                               "a=\"", "-",  "<a", "\n"};
+        // The order of attributes counts where a name is taken apart.
+        return m_mostAttributes == 1 && upTo(30) == 0 ? pick(oddNames) : pick(names);
+    }
+
+    QString text()
+    {
+        static const char *const texts[] = {"a",
+                                            " ",
+                                            "\n",
+                                            "\n  ",
+                                            "<",
+                                            ">",
+                                            "]]>",
+                                            "&",
+                                            "\"",
+                                            "'",
+                                            "\t",
+                                            "\r",
+                                            "\u00e4",
+                                            "\u20ac",
+                                            "\U0001f600",
+                                            "-",
+                                            "<!--*-->",
+                                            "<x b=\"1\" a=\"2\">",
+                                            "\n<x b=\"1\" a=\"2\"/>\n",
+                                            "</",
+                                            "?>",
+                                            "*",
+                                            "text",
+                                            "\u00a0",
+                                            "=\"",
+                                            "\u007f",
+                                            "\u0001",
+                                            "\u00ff"};
+        QString result;
+        for (int i = upTo(5); i > 0; --i) {
+            if (upTo(60) == 0)
+                result += QChar(0xd800 + upTo(0x800)); // half a character
+            else
+                result += pick(texts);
+        }
+        // The order of attributes counts where quotes in a text run on into them.
+        return m_mostAttributes == 1 ? result : result.remove('"');
+    }
+
+    QDomNode leaf(QDomDocument &document)
+    {
+        switch (upTo(8)) {
+        case 0:
+            return document.createCDATASection(text());
+        case 1:
+            return document.createProcessingInstruction(name(), text());
+        case 2:
+            return document.createEntityReference(name());
+        case 3:
+        case 4:
+            return document.createComment(upTo(2) == 0 ? QString("*") : text());
+        default:
+            return document.createTextNode(text());
+        }
+    }
+
+    QDomNode element(QDomDocument &document, int depth)
+    {
+        static const char *const spaces[] = {"", "urn:a", "urn:<\"b\"&\n"};
+        static const char *const spaceNames[] = {"p:a", "q:b", "c", "p:name", "q:type"};
+        QDomElement element = upTo(8) == 0
+                                  ? document.createElementNS(pick(spaces), pick(spaceNames))
+                                  : document.createElement(name());
+        const int most = upTo(10) == 0 ? 3 * m_mostAttributes : m_mostAttributes;
+        for (int i = upTo(1 + (m_mostAttributes > 1 ? most : 1)); i > 0; --i) {
+            if (upTo(10) == 0) {
+                const QString spaceName = pick(spaceNames);
+                // The order of attributes counts where they disagree about a prefix.
+                const QString space =
+                    m_mostAttributes == 1 ? pick(spaces) : "urn:" + spaceName.left(1);
+                element.setAttributeNS(space, spaceName, text());
+            } else
+                element.setAttribute(name(), text());
+        }
+        if (upTo(20) == 0)
+            element.setPrefix("r");
+        for (int i = depth > 5 ? 0 : upTo(5); i > 0; --i)
+            element.appendChild(upTo(2) == 0 ? this->element(document, depth + 1) : leaf(document));
+        return std::move(element);
+    }
+
+    std::mt19937 m_random;
+    int m_mostAttributes;
+};
+
+static QString sorted(QString text)
+{
+    std::sort(text.begin(), text.end());
+    return text;
+}
+
+class tst_DocumentText : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void writesAsTheToolkitAndThePlainStepsDo()
+    {
+        int lines = 0;
+        for (unsigned seed = 1; seed <= 8000; ++seed) {
+            const QDomDocument document = RandomTree(seed, 1).make();
+
+            const QString text = written(document);
+
+            const QString expected = plainLayout(document.toString(2));
+            lines += expected.count('\n');
+            if (text != expected) {
+                qWarning() << "seed" << seed;
+                QCOMPARE(text, expected);
+            }
+        }
+        QVERIFY(lines > 50 * 1000);
+    }
+
+    // The toolkit has an order of its own in lines that are not laid out.
+    void writesTheToolkitsAttributes()
+    {
+        int lines = 0;
+        for (unsigned seed = 1; seed <= 3000; ++seed) {
+            const QDomDocument document = RandomTree(seed, 6).make();
+
+            const QStringList text = written(document).split('\n');
+
+            const QStringList expected = plainLayout(document.toString(2)).split('\n');
+            QCOMPARE(text.size(), expected.size());
+            for (int i = 0; i < text.size(); ++i) {
+                ++lines;
+                if (text.at(i) == expected.at(i))
+                    continue;
+                const bool isOneTag =
+                    expected.at(i).count('<') == 1 && isPlainTag(expected.at(i).trimmed());
+                if (isOneTag || sorted(text.at(i)) != sorted(expected.at(i))) {
+                    qWarning() << "seed" << seed;
+                    QCOMPARE(text.at(i), expected.at(i));
+                }
+            }
+        }
+        QVERIFY(lines > 20 * 1000);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_DocumentText)
+#include "tst_DocumentText.moc"

@@ -1,0 +1,58 @@
+#include "utils/xml/Attributes_p.h"
+
+#include <QSet>
+#include <QStringList>
+#include <QTextStream>
+
+#include <algorithm>
+
+namespace Utils {
+namespace Xml {
+
+/// The names in the toolkit's text of a start tag, which are between a blank and an equals sign.
+/// Values are in double quotes, and have none of them within.
+static QStringList namesInTag(const QString &tag)
+{
+    QStringList names;
+    int at = tag.indexOf(QLatin1Char(' '));
+    while (at >= 0) {
+        const int equals = tag.indexOf(QLatin1String("=\""), at);
+        if (equals < 0)
+            break;
+        names.append(tag.mid(at + 1, equals - at - 1));
+        const int end = tag.indexOf(QLatin1Char('"'), equals + 2);
+        at = tag.indexOf(QLatin1Char(' '), end);
+    }
+    return names;
+}
+
+QList<QDomNode> attributeNodes(const QDomElement &element)
+{
+    constexpr int few = 100;
+
+    const QDomNamedNodeMap map = element.attributes();
+    QList<QDomNode> nodes;
+    if (map.count() > few) {
+        QString tag;
+        QTextStream stream(&tag);
+        element.cloneNode(/*deep=*/false).save(stream, -1);
+        const QStringList names = namesInTag(tag);
+        // Other names come from namespaces, from what no file could hold, and from attributes that
+        // are there twice.
+        if (names.size() == map.count() &&
+            QSet<QString>(names.begin(), names.end()).size() == names.size()) {
+            for (const QString &name : names)
+                nodes.append(map.namedItem(name));
+            const auto isMissing = [](const QDomNode &node) { return node.isNull(); };
+            if (std::none_of(nodes.cbegin(), nodes.cend(), isMissing))
+                return nodes;
+            nodes.clear();
+        }
+    }
+    for (int i = 0; i < map.count(); ++i)
+        nodes.append(map.item(i));
+    return nodes;
+}
+
+} // namespace Xml
+} // namespace Utils

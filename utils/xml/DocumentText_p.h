@@ -1,0 +1,89 @@
+#pragma once
+
+#include "utils/xml/LineLayout_p.h"
+
+#include <QDomDocument>
+#include <QHash>
+#include <QStringList>
+#include <QTextCodec>
+#include <QVector>
+
+#include <vector>
+
+namespace Utils {
+namespace Xml {
+
+/// Writes a document as QDomDocument::toString(2) does, and lays it out on the way.
+///
+/// Three things differ. The attributes of an element, and the entities of a document type, come in
+/// one order in every run of a program, while the toolkit's depends on the seed of its hashes: it
+/// is the order of seed 0. It does not use up the stack where elements nest deeply. And lines that
+/// are known to be laid out already are not taken apart again.
+class DocumentText
+{
+public:
+    /// More is refused: the blanks alone that are in front of so many levels are 50 MB.
+    static constexpr int maxDepth = 5000;
+
+    explicit DocumentText(const QDomDocument &document);
+
+    /// The text, cut into pieces at line ends, which are left out. None when the document is too
+    /// deep.
+    QStringList pieces();
+
+private:
+    struct Level
+    {
+        QDomNode element;
+        QString name;
+    };
+    struct Attribute
+    {
+        QString name;
+        QString value;
+        QString prefix;
+        QString space; // null when it was not made for namespaces
+    };
+    /// What is written as a reference, beside what always is.
+    enum Encoding
+    {
+        Quotes = 1,
+        WhiteSpace = 2, // but for the blank
+        CarriageReturn = 4,
+    };
+
+    void writeDocumentType();
+    QDomNode openElement(const QDomNode &node);
+    QDomNode closeElement();
+    void writeLeaf(const QDomNode &node);
+    void readAttributes(const QDomElement &element);
+    bool sortByText();
+    void sortByHash();
+    void writeAttributes(const QString &elementPrefix);
+    QString toolkitText(const QDomNode &node) const;
+
+    void indent();
+    void add(QStringView text);
+    void addEncoded(const QString &text, int what);
+    bool canEncode(QChar character);
+    void endLine();
+    void flushLine();
+
+    const QDomDocument m_document;
+    QTextCodec *m_codec;
+    bool m_isUnicode;                    // everything but half a character can be encoded
+    QHash<ushort, bool> m_encodable;     // what is known of other characters
+    std::vector<Level> m_levels;         // the open elements
+    std::vector<Attribute> m_attributes; // of the current element
+    QVector<QString> m_names;            // of the attributes that were sorted by hash last
+    QVector<int> m_order;                // and their order
+    LineLayout m_layout;
+    QString m_line;
+    bool m_isTag = false;     // the line is one tag, laid out already
+    bool m_hasEndTag = false; // it stays as it is, if it is one line
+    QString m_piece;
+    QStringList m_pieces;
+};
+
+} // namespace Xml
+} // namespace Utils

@@ -1,0 +1,132 @@
+#include "utils/xml/LineLayout_p.h"
+
+#include <algorithm>
+
+namespace Utils {
+namespace Xml {
+
+static const QLatin1Char lineEnd('\n');
+static const QLatin1Char blank(' ');
+static const QLatin1Char quote('"');
+
+static bool startsWith(QStringView text, QStringView start)
+{
+    return text.size() >= start.size() && std::equal(start.cbegin(), start.cend(), text.cbegin());
+}
+
+void LineLayout::append(QStringView text, QString &target)
+{
+    while (true) {
+        const auto length = text.indexOf(lineEnd);
+        if (length < 0)
+            break;
+        appendLine(text.left(length), target);
+        target += lineEnd;
+        text = text.mid(length + 1);
+    }
+    appendLine(text, target);
+}
+
+void LineLayout::appendLine(QStringView line, QString &target)
+{
+    const QStringView text = line.trimmed();
+    if (text == QStringView(u"<!--*-->"))
+        return;
+    if (!readTokens(text)) {
+        target.append(line.data(), static_cast<int>(line.size()));
+        return;
+    }
+
+    // The trimmed text starts with the first "<".
+    const auto add = [&](QStringView token) {
+        target.append(token.data(), static_cast<int>(token.size()));
+    };
+    add(QStringView(line.data(), text.data() + 1));
+    add(m_tag);
+    const auto addAttribute = [&](QStringView token) {
+        target += blank;
+        add(token);
+    };
+    if (!m_name.isEmpty())
+        addAttribute(m_name);
+    if (!m_type.isEmpty())
+        addAttribute(m_type);
+    for (const QStringView &token : m_others)
+        addAttribute(token);
+    add(m_ending);
+}
+
+/// Takes the tokens of the trimmed line \p tag. False when it does not look like a start tag with
+/// attributes.
+bool LineLayout::readTokens(QStringView tag)
+{
+    const auto size = tag.size();
+    if (size < 2 || tag[0] != QLatin1Char('<') || tag[size - 1] != QLatin1Char('>') ||
+        tag[1] == QLatin1Char('!') || tag[1] == QLatin1Char('?'))
+        return false;
+
+    m_tag = {};
+    m_name = {};
+    m_type = {};
+    m_others.clear();
+    m_ending = tag.mid(size - (tag[size - 2] == QLatin1Char('/') ? 2 : 1));
+
+    const QChar *const data = tag.data();
+    const QChar *const end = data + size;
+    bool hasBlank = false;
+    bool hasValue = false;
+    bool inQuotes = false;
+    bool isCut = false; // another tag begins: nothing behind it is taken apart
+    const QChar *token = data + 1;
+    for (const QChar *at = token; at != end; ++at) {
+        switch (at->unicode()) {
+        case '"':
+            hasValue = hasValue || at[-1] == QLatin1Char('=');
+            inQuotes = !inQuotes;
+            break;
+        case '<':
+            if (at + 1 != end && at[1] == QLatin1Char('/'))
+                return false;
+            if (!inQuotes && !isCut && at[-1] == QLatin1Char('>')) {
+                m_ending = QStringView(at - 1, end);
+                isCut = true;
+            }
+            break;
+        case '/':
+            if (at + 1 == end || at[1] != QLatin1Char('>'))
+                break;
+            Q_FALLTHROUGH();
+        case '>':
+        case ' ':
+            hasBlank = hasBlank || *at == blank;
+            if (!inQuotes && !isCut) {
+                take(QStringView(token, at));
+                token = at + 1;
+            }
+            break;
+        default:
+            break;
+        }
+    }
+    if (!hasBlank || !hasValue || startsWith(tag, u"</"))
+        return false;
+
+    std::sort(m_others.begin(), m_others.end());
+    return true;
+}
+
+/// Puts \p token where it is written.
+void LineLayout::take(QStringView token)
+{
+    if (m_tag.isEmpty())
+        m_tag = token;
+    else if (m_name.isEmpty() && startsWith(token, u"name="))
+        m_name = token;
+    else if (m_type.isEmpty() && startsWith(token, u"type="))
+        m_type = token;
+    else if (!token.isEmpty())
+        m_others.push_back(token);
+}
+
+} // namespace Xml
+} // namespace Utils

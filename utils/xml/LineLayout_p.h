@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QString>
+#include <QStringView>
+
+#include <vector>
+
+namespace Utils {
+namespace Xml {
+
+/// Brings text that the toolkit has written into the layout of Document::write(), line by line.
+class LineLayout
+{
+public:
+    /// Appends the lines of \p text to \p target, which gets as many line ends as \p text has.
+    void append(QStringView text, QString &target);
+
+private:
+    void appendLine(QStringView line, QString &target);
+    bool readTokens(QStringView tag);
+    void take(QStringView token);
+
+    QStringView m_tag;
+    QStringView m_name;
+    QStringView m_type;
+    std::vector<QStringView> m_others; // kept, so that it is allocated once
+    QStringView m_ending;
+};
+
+} // namespace Xml
+} // namespace Utils
