@@ -4,9 +4,13 @@
 #include "tests/support/Files.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
+#include "tests/xml/DeepTree.h"
 #include "utils/xml/VersionStrings_p.h"
 
+#include <QBuffer>
+#include <QRandomGenerator>
 #include <QTemporaryDir>
+#include <QTextCodec>
 #include <QtTest>
 
 #include <limits>
@@ -512,6 +516,215 @@ private Q_SLOTS:
         QCOMPARE(document.toString(), QString("<new/>\n"));
     }
 
+    // What is not borne
+
+    void refusesWhatNestsTooDeeply_data()
+    {
+        QTest::addColumn<QByteArray>("codec");
+        QTest::addColumn<QByteArray>("declaration");
+        QTest::addColumn<QString>("letter");
+        QTest::newRow("UTF-8") << QByteArray("UTF-8") << QByteArray() << "\u00e4";
+        QTest::newRow("UTF-8, declared") << QByteArray("UTF-8") << QByteArray("UTF-8") << "\u00e4";
+        QTest::newRow("Latin-1") << QByteArray("ISO-8859-1") << QByteArray("ISO-8859-1")
+                                 << "\u00e4";
+        QTest::newRow("UTF-16 with a mark") << QByteArray("UTF-16") << QByteArray() << "\u00e4";
+        QTest::newRow("UTF-16, declared")
+            << QByteArray("UTF-16") << QByteArray("UTF-16") << "\u00e4";
+        QTest::newRow("UTF-16LE") << QByteArray("UTF-16LE") << QByteArray("UTF-16LE") << "\u00e4";
+        QTest::newRow("UTF-16BE") << QByteArray("UTF-16BE") << QByteArray("UTF-16BE") << "\u00e4";
+        QTest::newRow("Shift_JIS")
+            << QByteArray("Shift_JIS") << QByteArray("Shift_JIS") << "\u3042";
+    }
+
+    void refusesWhatNestsTooDeeply()
+    {
+        QFETCH(QByteArray, codec);
+        QFETCH(QByteArray, declaration);
+        QFETCH(QString, letter);
+        QString start;
+        if (!declaration.isEmpty())
+            start = "<?xml version='1.0' encoding='" + declaration + "'?>\n";
+        const auto make = [&](const char *name, int levels) {
+            const QString text = start + QString("<a%1>").arg(letter).repeated(levels) +
+                                 QString("</a%1>").arg(letter).repeated(levels);
+            const QTextCodec *const made = QTextCodec::codecForName(codec);
+            return String(makeFile(m_folder->filePath(name), made->fromUnicode(text.simplified())));
+        };
+        Document document(Document::Normal, 5.0);
+        String error;
+
+        QVERIFY2(document.open(make("512.xml", 512), "", error), qPrintable(error));
+        QVERIFY(!document.open(make("513.xml", 513), "", error));
+
+        const int column = start.simplified().size() + (start.isEmpty() ? 0 : 1) + 512 * 4 + 3;
+        QCOMPARE(error, String(QString("elements are nested deeper than 512 levels\n"
+                                       "line: 1  column: %1")
+                                   .arg(column)));
+        QCOMPARE(document.documentVersion(), 0.0);
+        QVERIFY(!document.documentElement().isNull()); // what was read before
+    }
+
+    void refusesWhatExpandsTooFar_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+
+        const QByteArray entity = "<!DOCTYPE a [<!ENTITY e \"" + QByteArray(4000, 'x') + "\">";
+        const QByteArray references = QByteArray("&e;").repeated(20000);
+        QTest::newRow("in text") << entity + "]><a>" + references + "</a>";
+        QTest::newRow("in an attribute") << entity + "]><a b='" + references + "'/>";
+        QTest::newRow("in a declared attribute")
+            << entity + "<!ATTLIST a b CDATA '" + references + "'>]><a/>";
+    }
+
+    void refusesWhatExpandsTooFar()
+    {
+        QFETCH(QByteArray, contents);
+        QVERIFY(contents.size() < 65536);
+        Document document(Document::Normal, 5.0);
+        String error;
+
+        QVERIFY(!document.open(makeFile(m_folder->filePath("a.xml"), contents), "", error));
+
+        QVERIFY2(
+            error.startsWith("entities expand to more than 8388608 characters\nline: 1  column: "),
+            qPrintable(error));
+        QCOMPARE(document.documentVersion(), 0.0);
+    }
+
+    void bearsWhatExpandsAbit()
+    {
+        const QByteArray contents = "<!DOCTYPE a [<!ENTITY e \"" + QByteArray(4000, 'x') +
+                                    "\">]><a>" + QByteArray("&e;").repeated(500) + "</a>";
+        Document document(Document::Normal, 5.0);
+        String error;
+
+        QVERIFY(document.open(makeFile(m_folder->filePath("a.xml"), contents), "", error));
+
+        QCOMPARE(document.documentElement().text().size(), 2 * 1000 * 1000);
+    }
+
+    void bearsAnyContents_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<bool>("isAccepted");
+
+        QByteArray random;
+        QRandomGenerator generator(1);
+        for (int i = 0; i < 10 * 1000 * 1000; i += 4) {
+            const quint32 bits = generator.generate();
+            random.append(reinterpret_cast<const char *>(&bits), 4);
+        }
+        const int size = 10 * 1000 * 1000;
+        QTest::newRow("binary") << random << false;
+        QTest::newRow("zero bytes") << QByteArray(size, '\0') << false;
+        QTest::newRow("zero bytes in a text") << QByteArray("<a>\0\0</a>", 9) << true;
+        QTest::newRow("mark of UTF-16 alone") << QByteArray("\xff\xfe") << false;
+        QTest::newRow("half a character of UTF-16") << QByteArray("\xff\xfe<\0a\0/", 7) << false;
+        QTest::newRow("invalid UTF-8") << QByteArray("<a>\xff\xc0\x80</a>") << true;
+        QTest::newRow("cut UTF-8") << QByteArray("<a>\xe2\x82") << false;
+        QTest::newRow("a long attribute") << "<a b='" + QByteArray(size, 'x') + "'/>" << true;
+        QTest::newRow("a long name") << "<" + QByteArray(1000 * 1000, 'x') + "/>" << true;
+        QTest::newRow("a long text") << "<a>" + QByteArray(size, 'x') + "</a>" << true;
+        QTest::newRow("a long comment") << "<a><!--" + QByteArray(size, 'x') + "--></a>" << true;
+        QTest::newRow("brackets alone") << QByteArray(size, '<') << false;
+        QTest::newRow("ampersands alone") << "<a>" + QByteArray(size, '&') << false;
+        QTest::newRow("unknown encoding")
+            << QByteArray("<?xml version='1.0' encoding='x'?><a/>") << true;
+    }
+
+    void bearsAnyContents()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(bool, isAccepted);
+        Document document(Document::Normal, 5.0);
+        String error;
+
+        const bool opened =
+            document.open(makeFile(m_folder->filePath("a.xml"), contents), "", error);
+
+        QCOMPARE(opened, isAccepted);
+        QCOMPARE(error.isEmpty(), isAccepted);
+    }
+
+    // What guards the parser makes no difference to it.
+    void readsAsTheToolkitDoes()
+    {
+        static const char *const pieces[] = {"<",
+                                             ">",
+                                             "/",
+                                             "<a>",
+                                             "</a>",
+                                             "<b c='d'>",
+                                             "</b>",
+                                             "<b c=\"1\"/>",
+                                             "&lt;",
+                                             "&e;",
+                                             "&f;",
+                                             "text",
+                                             "\n",
+                                             " ",
+                                             "<!--x-->",
+                                             "<![CDATA[<a>]]>",
+                                             "]]>",
+                                             "<?p?>",
+                                             "'",
+                                             "\"",
+                                             "\xc3\xa4",
+                                             "&#65;",
+                                             "&#x263a;",
+                                             "-->",
+                                             "<!--",
+                                             "&x;",
+                                             "<b c='&e;'/>",
+                                             "&",
+                                             ";",
+                                             "\r\n",
+                                             "<c/>",
+                                             "<!DOCTYPE b>"};
+        QRandomGenerator random(1);
+        int accepted = 0;
+        for (int i = 0; i < 1500; ++i) {
+            QByteArray text = i % 3 == 0 ? "<?xml version='1.0' encoding='ISO-8859-1'?>" : "";
+            if (i % 2 == 0)
+                text += "<!DOCTYPE a [<!ENTITY e 'E<b>&f;</b>'><!ENTITY f 'F'>]>";
+            text += "<a>";
+            for (int count = random.bounded(6); count > 0; --count)
+                text += pieces[random.bounded(static_cast<int>(std::size(pieces)))];
+            text += "</a>";
+            QByteArray copy = text;
+            QBuffer buffer(&copy);
+            buffer.open(QIODevice::ReadOnly);
+            QDomDocument expected;
+            QString message;
+            int line = 0;
+            int column = 0;
+            const bool isRead = expected.setContent(&buffer, &message, &line, &column);
+            Document document(Document::Normal, 5.0);
+            String error;
+
+            const bool opened =
+                document.open(makeFile(m_folder->filePath("a.xml"), text), "", error);
+
+            accepted += opened;
+            QCOMPARE(opened, isRead);
+            QCOMPARE(document.toString(), expected.toString());
+            if (!isRead)
+                QCOMPARE(error, String(message + "\nline: " + QString::number(line) +
+                                       "  column: " + QString::number(column)));
+        }
+        QVERIFY2(accepted > 200 && accepted < 1300, QByteArray::number(accepted));
+    }
+
+    void opensWhatHasNoSize()
+    {
+        Document document(Document::Normal, 5.0);
+        String error;
+
+        QVERIFY(!document.open("/dev/null", "", error));
+        QCOMPARE(error, String("unexpected end of file\nline: 1  column: 1"));
+        QVERIFY(!document.open("/dev/zero", "", error)); // without an end
+    }
+
     void replacesInValues()
     {
         Document document(Document::Normal, 0.0);
@@ -524,6 +737,18 @@ private Q_SLOTS:
         const QDomElement child = document.documentElement().firstChildElement();
         QCOMPARE(child.attribute("y"), QString("b;c"));
         QCOMPARE(child.text(), QString("b"));
+    }
+
+    void replacesInValuesAtAnyDepth()
+    {
+        Document document(Document::Normal, 0.0);
+        QDomElement element = addDeepTree(document, 1000 * 1000);
+        element.setAttribute("b", "c");
+
+        document.replaceInValues("c", "d");
+
+        QCOMPARE(element.attribute("b"), QString("d"));
+        takeApart(document);
     }
 
 private:

@@ -3,9 +3,11 @@
 #include "utils/strings/Placeholders_p.h"
 #include "utils/strings/StringTable.h"
 #include "utils/xml/Element.h"
+#include "utils/xml/ParseGuard_p.h"
 #include "utils/xml/VersionStrings_p.h"
 
 #include <QFile>
+#include <QXmlInputSource>
 
 #include <limits>
 #include <locale>
@@ -58,6 +60,58 @@ static double versionNumber(const QString &text)
     return stream.fail() ? 0.0 : version;
 }
 
+// QXmlInputSource is said to be on its way out, while it is what QDomDocument reads every device
+// by. Only here can be seen what the parser sees, in whatever encoding the file is.
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
+
+/// Hands a file to the toolkit's parser, up to where it goes beyond what that bears.
+class GuardedSource : public QXmlInputSource
+{
+public:
+    explicit GuardedSource(QFile *file) : QXmlInputSource(file), m_size(file->size()) {}
+
+    const ParseGuard &guard() const { return m_guard; }
+
+protected:
+    QString fromRawData(const QByteArray &data, bool beginning) override
+    {
+        const QString text = QXmlInputSource::fromRawData(data, beginning);
+        // No text ends the document.
+        return m_guard.accepts(text, data.size(), m_size) ? text : QString();
+    }
+
+private:
+    qint64 m_size;
+    ParseGuard m_guard;
+};
+
+/// Reads \p file into \p document. False, with what is wrong and where in \p error, when it is not
+/// well-formed or goes beyond the limits of ParseGuard.
+static bool parse(QFile &file, QDomDocument &document, Data::String &error)
+{
+    GuardedSource source(&file);
+    QString message;
+    int line = 0;
+    int column = 0;
+    bool isRead =
+        document.setContent(&source, /*namespaceProcessing=*/false, &message, &line, &column);
+    const ParseGuard &guard = source.guard();
+    if (!guard.message().isEmpty()) {
+        isRead = false;
+        message = guard.message();
+        line = guard.line();
+        column = guard.column();
+    }
+    if (!isRead) {
+        error = fillPlaceholders(QStringLiteral("%1\nline: %2  column: %3"),
+                                 {message, QString::number(line), QString::number(column)});
+    }
+    return isRead;
+}
+
+QT_WARNING_POP
+
 /// The catalogue's text of \p id, filled with \p values.
 static Data::String errorText(const char *id, const QStringList &values)
 {
@@ -82,14 +136,8 @@ bool Document::open(const Data::String &path, const Data::String &docType, Data:
         return false;
     }
 
-    QString message;
-    int line = 0;
-    int column = 0;
-    if (!setContent(&file, &message, &line, &column)) {
-        error = fillPlaceholders(QStringLiteral("%1\nline: %2  column: %3"),
-                                 {message, QString::number(line), QString::number(column)});
+    if (!parse(file, *this, error))
         return false;
-    }
     file.close();
 
     if (docType.startsWith(elementPrefix)) {

@@ -1,0 +1,376 @@
+#include "utils/xml/ParseGuard_p.h"
+
+#include <QStringList>
+
+#include <algorithm>
+
+namespace Utils {
+namespace Xml {
+
+static const QLatin1Char lineEnd('\n');
+
+static bool isBlank(QChar character)
+{
+    return character == QLatin1Char(' ') || character == lineEnd ||
+           character == QLatin1Char('\t') || character == QLatin1Char('\r');
+}
+
+static bool isQuote(QChar character)
+{
+    return character == QLatin1Char('"') || character == QLatin1Char('\'');
+}
+
+/// Whether the parser knows \p name by itself, whatever is declared for it.
+static bool isPredefined(const QString &name)
+{
+    for (const char *known : {"amp", "lt", "gt", "apos", "quot"}) {
+        if (name == QLatin1String(known))
+            return true;
+    }
+    return false;
+}
+
+/// The character that \p reference, such as "#65" or "#x41", stands for.
+static QString referredCharacter(const QString &reference)
+{
+    const bool isHex = reference.startsWith(QLatin1String("#x"));
+    const uint code = isHex ? reference.mid(2).toUInt(nullptr, 16) : reference.mid(1).toUInt();
+    return code <= QChar::LastValidCodePoint ? QString::fromUcs4(&code, 1) : QString();
+}
+
+bool ParseGuard::accepts(const QString &text, qint64 bytes, qint64 fileSize)
+{
+    if (!m_message.isEmpty())
+        return false;
+
+    m_bytes += bytes;
+    m_limit = std::max(maxExpansion, maxExpansionPerByte * std::max(m_bytes, fileSize));
+    const QChar *const start = text.constData();
+    const QChar *const end = start + text.size();
+    const QChar *at = start;
+    while (at != end && m_message.isEmpty()) {
+        at = skip(at, end, /*isLiteral=*/false);
+        if (at == end)
+            break;
+        read(*at, /*isLiteral=*/false);
+        if (!m_sources.empty())
+            readOpenEntities();
+        ++at;
+    }
+
+    const QChar *lineStart = start;
+    for (const QChar *i = start; (i = std::find(i, at, lineEnd)) != at; ++i) {
+        ++m_line;
+        m_column = 1;
+        lineStart = i + 1;
+    }
+    m_column += static_cast<int>(at - lineStart);
+    return m_message.isEmpty();
+}
+
+void ParseGuard::readOpenEntities()
+{
+    while (!m_sources.empty() && m_message.isEmpty()) {
+        Source &source = m_sources.back();
+        if (source.position == source.entity->text.size()) {
+            source.entity->isOpen = false;
+            m_sources.pop_back();
+            continue;
+        }
+        const QString &text = source.entity->text;
+        const QChar *const at = text.constData() + source.position;
+        const QChar *const end = text.constData() + text.size();
+        const QChar *const stop = skip(at, end, source.isLiteral);
+        const int length = static_cast<int>(stop - at) + (stop == end ? 0 : 1);
+        source.position += length;
+        m_expanded += length;
+        if (m_expanded > m_limit) {
+            refuse(QStringLiteral("entities expand to more than %1 characters").arg(m_limit));
+            return;
+        }
+        if (stop != end)
+            read(*stop, source.isLiteral);
+    }
+}
+
+/// Reads what is nothing but text, which most of a document is. Gives where something else begins.
+const QChar *ParseGuard::skip(const QChar *at, const QChar *end, bool isLiteral)
+{
+    const auto find = [&](ushort one, ushort other) {
+        return std::find_if(at, end, [=](QChar character) {
+            return character.unicode() == one || character.unicode() == other;
+        });
+    };
+    switch (m_state) {
+    case State::Content:
+        return find('<', '&');
+    case State::QuotedReferences:
+        return find('&', isLiteral ? u'&' : m_quote.unicode());
+    case State::EntityValue: {
+        const QChar *stop = find('&', '%');
+        if (!isLiteral)
+            stop = std::find(at, stop, m_quote);
+        m_text.append(at, static_cast<int>(stop - at));
+        return stop;
+    }
+    default:
+        return at;
+    }
+}
+
+void ParseGuard::read(QChar character, bool isLiteral)
+{
+    switch (m_state) {
+    case State::Content:
+        if (character == QLatin1Char('<'))
+            m_state = State::Markup;
+        else if (character == QLatin1Char('&'))
+            startReference(character, m_state);
+        break;
+    case State::Markup:
+        readMarkup(character);
+        break;
+    case State::StartTag:
+        if (isQuote(character)) {
+            quote(character, m_state, /*withReferences=*/true);
+        } else if (character == QLatin1Char('>')) {
+            if (m_previous == QLatin1Char('/'))
+                closeElement();
+            m_state = State::Content;
+        }
+        m_previous = character;
+        break;
+    case State::EndTag:
+        if (character == QLatin1Char('>')) {
+            closeElement();
+            m_state = State::Content;
+        }
+        break;
+    case State::Declaration:
+        m_run = 0;
+        m_text = character;
+        if (character == QLatin1Char('-'))
+            m_state = State::CommentStart;
+        else if (character == QLatin1Char('['))
+            m_state = State::CdataStart;
+        else
+            m_state = m_home == State::Subset ? State::Keyword : State::DocType;
+        break;
+    case State::CommentStart:
+        m_state = character == QLatin1Char('-') ? State::Comment : m_home;
+        break;
+    case State::Comment:
+        if (character == QLatin1Char('>') && m_run >= 2)
+            m_state = m_home;
+        m_run = character == QLatin1Char('-') ? m_run + 1 : 0;
+        break;
+    case State::CdataStart:
+        if (character == QLatin1Char('['))
+            m_state = State::Cdata;
+        break;
+    case State::Cdata:
+        if (character == QLatin1Char('>') && m_run >= 2)
+            m_state = m_home;
+        m_run = character == QLatin1Char(']') ? m_run + 1 : 0;
+        break;
+    case State::Instruction:
+        if (character == QLatin1Char('>') && m_previous == QLatin1Char('?'))
+            m_state = m_home;
+        m_previous = character;
+        break;
+    case State::DocType:
+        if (isQuote(character)) {
+            quote(character, m_state, /*withReferences=*/false);
+        } else if (character == QLatin1Char('[')) {
+            m_state = State::Subset;
+            m_home = m_state;
+        } else if (character == QLatin1Char('>')) {
+            m_state = State::Content;
+        }
+        break;
+    case State::Subset:
+        if (character == QLatin1Char('<')) {
+            m_state = State::Markup;
+        } else if (character == QLatin1Char('%')) {
+            startReference(character, m_state);
+        } else if (character == QLatin1Char(']')) {
+            m_state = State::DocType;
+            m_home = State::Content;
+        }
+        break;
+    case State::Keyword:
+        if (!isBlank(character)) {
+            m_text += character;
+            if (character == QLatin1Char('>'))
+                m_state = m_home;
+        } else if (m_text == QLatin1String("ENTITY")) {
+            m_state = State::EntityHeader;
+            m_text.clear();
+        } else if (m_text == QLatin1String("ATTLIST")) {
+            m_state = State::AttributeList;
+        } else {
+            m_state = State::OtherDeclaration;
+        }
+        break;
+    case State::EntityHeader:
+        if (isQuote(character))
+            startEntityValue(character);
+        else if (character == QLatin1Char('>'))
+            m_state = m_home;
+        else
+            m_text += character;
+        break;
+    case State::EntityValue:
+        if (character == m_quote && !isLiteral)
+            endEntityValue();
+        else if (character == QLatin1Char('&') || character == QLatin1Char('%'))
+            startReference(character, m_state);
+        else
+            m_text += character;
+        break;
+    case State::AttributeList:
+    case State::OtherDeclaration:
+        if (isQuote(character))
+            quote(character, m_state, /*withReferences=*/m_state == State::AttributeList);
+        else if (character == QLatin1Char('>'))
+            m_state = m_home;
+        break;
+    case State::Quoted:
+        if (character == m_quote)
+            m_state = m_behindQuote;
+        break;
+    case State::QuotedReferences:
+        if (character == m_quote && !isLiteral)
+            m_state = m_behindQuote;
+        else if (character == QLatin1Char('&'))
+            startReference(character, m_state);
+        break;
+    case State::Reference:
+        readReference(character, isLiteral);
+        break;
+    }
+}
+
+/// Tells what is behind a "<".
+void ParseGuard::readMarkup(QChar character)
+{
+    m_previous = QChar();
+    if (character == QLatin1Char('!')) {
+        m_state = State::Declaration;
+    } else if (character == QLatin1Char('?')) {
+        m_state = State::Instruction;
+    } else if (m_home == State::Subset) {
+        m_state = m_home;
+    } else if (character == QLatin1Char('/')) {
+        m_state = State::EndTag;
+    } else {
+        m_state = State::StartTag;
+        openElement();
+    }
+}
+
+void ParseGuard::startReference(QChar mark, State before)
+{
+    m_mark = mark;
+    m_beforeReference = before;
+    m_name.clear();
+    m_state = State::Reference;
+}
+
+void ParseGuard::readReference(QChar character, bool isLiteral)
+{
+    if (character == QLatin1Char(';')) {
+        endReference();
+        return;
+    }
+    if (!isBlank(character) && !isQuote(character) && character != QLatin1Char('<') &&
+        character != QLatin1Char('&') && character != QLatin1Char('%'))
+    {
+        m_name += character;
+        return;
+    }
+
+    // It was none.
+    m_state = m_beforeReference;
+    if (m_state == State::EntityValue)
+        m_text += m_mark + m_name;
+    read(character, isLiteral);
+}
+
+void ParseGuard::endReference()
+{
+    m_state = m_beforeReference;
+    const bool isParameter = m_mark == QLatin1Char('%');
+    if (m_state == State::EntityValue && !isParameter) {
+        if (m_name.startsWith(QLatin1Char('#')))
+            m_text += referredCharacter(m_name);
+        else
+            m_text += m_mark + m_name + QLatin1Char(';'); // expanded where the entity is
+    } else if (isParameter) {
+        open(m_parameters, /*isLiteral=*/m_state == State::EntityValue);
+    } else if (!isPredefined(m_name)) {
+        open(m_entities, /*isLiteral=*/m_state == State::QuotedReferences);
+    }
+}
+
+void ParseGuard::open(Entities &entities, bool isLiteral)
+{
+    const auto found = entities.find(m_name);
+    // The parser refuses an entity within itself.
+    if (found == entities.end() || found->second.isOpen)
+        return;
+    found->second.isOpen = true;
+    m_sources.push_back({&found->second, 0, isLiteral});
+}
+
+void ParseGuard::quote(QChar character, State behind, bool withReferences)
+{
+    m_quote = character;
+    m_behindQuote = behind;
+    m_state = withReferences ? State::QuotedReferences : State::Quoted;
+}
+
+void ParseGuard::startEntityValue(QChar character)
+{
+    QStringList words = m_text.simplified().split(QLatin1Char(' '));
+    m_isParameter = words.first() == QLatin1String("%");
+    if (m_isParameter)
+        words.removeFirst();
+    m_entity = words.isEmpty() ? QString() : words.takeFirst();
+    m_text.clear();
+    if (words.isEmpty()) {
+        m_quote = character;
+        m_state = State::EntityValue;
+        return;
+    }
+    // What is in another file is not read. It is declared all the same.
+    endEntityValue();
+    quote(character, m_state, /*withReferences=*/false);
+}
+
+void ParseGuard::endEntityValue()
+{
+    // The first declaration of a name holds.
+    Entities &entities = m_isParameter ? m_parameters : m_entities;
+    entities.emplace(m_entity, Entity{m_text, false});
+    m_text.clear();
+    m_state = State::OtherDeclaration;
+}
+
+void ParseGuard::openElement()
+{
+    ++m_depth;
+    if (m_depth > maxDepth)
+        refuse(QStringLiteral("elements are nested deeper than %1 levels").arg(maxDepth));
+}
+
+void ParseGuard::closeElement() { m_depth = std::max(m_depth - 1, 0); }
+
+void ParseGuard::refuse(const QString &message)
+{
+    if (m_message.isEmpty())
+        m_message = message;
+}
+
+} // namespace Xml
+} // namespace Utils
