@@ -94,7 +94,8 @@ public:
     /// It is meant that this does not undo safeJoin() for an item without separator that begins
     /// with a quote and does not end with one: it takes in the items behind it, up to one that ends
     /// with a quote or to the end. Nor for an item with a separator in which a quote stands right
-    /// before or behind one: it may end there.
+    /// before or behind one: it may end there. Nor for an item that ends with a part of a separator
+    /// of several characters.
     static QStringList safeSplit(const QString &text, const QString &separator,
                                  bool backslashQuotes);
 
