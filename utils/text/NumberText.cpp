@@ -44,6 +44,52 @@ static Decimal shortestDecimal(double value)
     return decimal;
 }
 
+/// \p value rounded to \p precision digits, by a multiplication. False when that does not tell
+/// which way it goes, or its powers of ten are beyond those that a double holds exactly.
+static bool roundByScaling(Decimal &decimal, double value, int precision)
+{
+    static const double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                         1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                         1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    static const int mostExact = 22;
+    if (precision > DBL_DIG)
+        return false;
+
+    // The logarithm of the power of two below the value, so the guess is right or one too low.
+    int exponentOfTwo = 0;
+    std::frexp(value, &exponentOfTwo);
+    int point = ((exponentOfTwo - 1) * 1233 >> 12) + 1;
+    double scaled = 0.0;
+    for (;;) {
+        const int shift = precision - point;
+        if (std::abs(shift) > mostExact)
+            return false;
+        scaled = shift < 0 ? value / powersOfTen[-shift] : value * powersOfTen[shift];
+        if (scaled < powersOfTen[precision])
+            break;
+        ++point;
+    }
+
+    // One operation on exact numbers: it is off by half of the last bit at most. What is taken off
+    // it here is so, too, and nothing is lost with it.
+    auto digits = static_cast<quint64>(scaled);
+    const double rest = scaled - static_cast<double>(digits);
+    if (std::abs(rest - 0.5) <= scaled * 4 * DBL_EPSILON)
+        return false;
+    if (rest > 0.5)
+        ++digits;
+    // When that makes it a power of ten, it has one digit more, and after the zeros have gone, one.
+    if (static_cast<double>(digits) >= powersOfTen[precision])
+        ++point;
+    while (digits % 10 == 0)
+        digits /= 10;
+    const char *const end =
+        std::to_chars(decimal.digits, decimal.digits + mostFastDigits, digits).ptr;
+    decimal.count = static_cast<int>(end - decimal.digits);
+    decimal.point = point;
+    return true;
+}
+
 /// Rounds \p decimal, the shortest one of \p value, to \p precision digits. False when its digits
 /// do not tell which way \p value itself goes.
 static bool round(Decimal &decimal, double value, int precision)
@@ -131,9 +177,12 @@ Data::String numberText(double value, char format, int precision)
         return plain();
 
     const double size = std::abs(value);
-    Decimal decimal = shortestDecimal(size);
-    if (!round(decimal, size, precision))
-        return plain();
+    Decimal decimal;
+    if (!roundByScaling(decimal, size, precision)) {
+        decimal = shortestDecimal(size);
+        if (!round(decimal, size, precision))
+            return plain();
+    }
     char *start = text;
     if (value < 0.0)
         *start++ = '-';
