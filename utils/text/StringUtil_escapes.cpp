@@ -5,7 +5,7 @@
 #include <QHash>
 
 #include <algorithm>
-#include <bitset>
+#include <vector>
 
 namespace Utils {
 
@@ -30,28 +30,48 @@ static QChar escapeLetter(QChar character)
     }
 }
 
-/// Something by character. Asking for what is not there is cheap.
+/// Something by character. Asking is cheap for those of ASCII, and while there are no others.
 template <typename Value>
 class CharacterMap
 {
 public:
     Value *find(QChar character)
     {
-        if (!m_lowBytes[character.unicode() & 0xff])
-            return nullptr;
-        const auto found = m_values.find(character.unicode());
-        return found == m_values.end() ? nullptr : &*found;
+        const int place = placeOf(character.unicode());
+        return place < 0 ? nullptr : &m_values[static_cast<std::size_t>(place)];
     }
+
+    /// All values, in no order.
+    std::vector<Value> &values() { return m_values; }
 
     Value &operator[](QChar character)
     {
-        m_lowBytes.set(character.unicode() & 0xff);
-        return m_values[character.unicode()];
+        const ushort code = character.unicode();
+        int place = placeOf(code);
+        if (place < 0) {
+            place = static_cast<int>(m_values.size());
+            m_values.push_back(Value());
+            if (code < asciiSize)
+                m_ascii[code] = place + 1;
+            else
+                m_others.insert(code, place);
+        }
+        return m_values[static_cast<std::size_t>(place)];
     }
 
 private:
-    std::bitset<256> m_lowBytes;
-    QHash<ushort, Value> m_values;
+    static const int asciiSize = 128;
+
+    int placeOf(ushort code) const
+    {
+        if (code < asciiSize)
+            return m_ascii[code] - 1;
+        return m_others.isEmpty() ? -1 : m_others.value(code, -1);
+    }
+
+    int m_ascii[asciiSize] = {}; // places from 1 on
+    QHash<ushort, int> m_others;
+    std::vector<Value> m_values;
 };
 
 /// What becomes of each character when backslashes are doubled and then one character after the
@@ -78,25 +98,31 @@ public:
                 addBackslash(m_escapes[character], letter);
             } // else it does not stand in the text any more
         }
+        for (Escape &escape : m_escapes.values())
+            escape.backslashes = doubled(escape.backslashes, m_doublings - escape.doublings);
+        m_escapes[backslash] = {backslash, doubled(2, m_doublings) - 1, m_doublings};
     }
 
     /// "" when that is too long.
     QString apply(const QString &text)
     {
-        qint64 size = 0;
+        qint64 size = text.size();
         for (const QChar character : text) {
-            size += backslashesOf(character) + 1;
+            if (const Escape *const escape = m_escapes.find(character))
+                size += escape->backslashes;
             if (size >= mostCharacters)
                 return {};
         }
 
-        QString escaped;
-        escaped.reserve(static_cast<int>(size));
+        QString escaped(static_cast<int>(size), Qt::Uninitialized);
+        QChar *out = escaped.data();
         for (const QChar character : text) {
-            for (qint64 count = backslashesOf(character); count > 0; --count)
-                escaped += backslash;
-            const Escape *const escape = m_escapes.find(character);
-            escaped += escape ? escape->letter : character;
+            if (const Escape *const escape = m_escapes.find(character)) {
+                out = std::fill_n(out, escape->backslashes, QChar(backslash));
+                *out++ = escape->letter;
+            } else {
+                *out++ = character;
+            }
         }
         return escaped;
     }
@@ -112,14 +138,6 @@ private:
     static qint64 doubled(qint64 count, int times)
     {
         return std::min(count << std::min(times, 30), mostCharacters);
-    }
-
-    qint64 backslashesOf(QChar character)
-    {
-        if (character == backslash)
-            return doubled(2, m_doublings) - 1; // it is itself the last of them
-        const Escape *const escape = m_escapes.find(character);
-        return escape ? doubled(escape->backslashes, m_doublings - escape->doublings) : 0;
     }
 
     void addBackslash(Escape &escape, QChar letter)
@@ -170,11 +188,18 @@ static QString escapeEnds(const QString &text, const QString &characters)
             last = escapeLetter(last);
         }
     }
+    if (inFront == 0 && beforeLast == 0)
+        return text;
 
-    QString escaped(inFront, backslash);
-    if (!isSingle)
-        escaped += first + text.mid(1, text.size() - 2);
-    return escaped + QString(beforeLast, backslash) + last;
+    QString escaped;
+    escaped.reserve(inFront + text.size() + beforeLast);
+    escaped.fill(backslash, inFront);
+    if (!isSingle) {
+        escaped.append(first);
+        escaped.append(text.constData() + 1, text.size() - 2);
+    }
+    escaped.append(QString(beforeLast, backslash));
+    return escaped.append(last);
 }
 
 Data::String StringUtil::escape(Data::String text, const Data::String &chars,
@@ -183,28 +208,40 @@ Data::String StringUtil::escape(Data::String text, const Data::String &chars,
     return escapeEnds(Escapes(chars).apply(text), edgeChars);
 }
 
+/// \p text with each backslash and letter that is in \p characters replaced by what is held there.
+static QString replaceSequences(const QString &text, CharacterMap<QChar> &characters)
+{
+    QString replaced(text.size(), Qt::Uninitialized);
+    QChar *out = replaced.data();
+    for (int at = 0; at < text.size(); ++at) {
+        const bool isSequence = text[at] == backslash && at + 1 < text.size();
+        const QChar *const character = isSequence ? characters.find(text[at + 1]) : nullptr;
+        *out++ = character ? *character : text[at];
+        if (character)
+            ++at;
+    }
+    replaced.truncate(static_cast<int>(out - replaced.constData()));
+    return replaced;
+}
+
 Data::String StringUtil::unescape(Data::String text, const Data::String &chars)
 {
-    const QString placeholder = QStringLiteral("*SLASH*");
-    const QString held = replaceAll(text, QStringLiteral("\\\\"), placeholder);
-
-    // No sequence holds another one now, nor comes to do so, so all are replaced at once. The first
+    // No sequence holds another one, nor comes to do so, so all are replaced at once. The first
     // character of those with the same letter gets it.
     CharacterMap<QChar> characters;
     for (const QChar character : chars) {
         if (!characters.find(escapeLetter(character)))
             characters[escapeLetter(character)] = character;
     }
-    QString unescaped;
-    unescaped.reserve(held.size());
-    for (int at = 0; at < held.size(); ++at) {
-        const bool isSequence = held[at] == backslash && at + 1 < held.size();
-        const QChar *const character = isSequence ? characters.find(held[at + 1]) : nullptr;
-        unescaped += character ? *character : held[at];
-        if (character)
-            ++at;
+
+    // The placeholder only shows where the text has some of it.
+    if (!text.contains(QLatin1Char('*'))) {
+        characters[backslash] = backslash;
+        return replaceSequences(text, characters);
     }
-    return replaceAll(unescaped, placeholder, QString(backslash));
+    const QString placeholder = QStringLiteral("*SLASH*");
+    const QString held = replaceAll(text, QStringLiteral("\\\\"), placeholder);
+    return replaceAll(replaceSequences(held, characters), placeholder, QString(backslash));
 }
 
 static QChar closingOf(QChar opening)
