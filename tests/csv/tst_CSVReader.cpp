@@ -461,6 +461,17 @@ private Q_SLOTS:
         QCOMPARE(reader.colData(0, 0), (Fields{"1 10", "2", "3", "4"}));
     }
 
+    void splitsARowOfAColumnAgainWhenItIsKeptNoMore()
+    {
+        CSVReader reader;
+        QVERIFY(read(reader, "1 10\n2 20\n3 30\n4 40\n5 50"));
+        QCOMPARE(reader.data(2).size(), 1);
+        reader.addDelimiter(' ');
+
+        // Row 1 comes first, and then row 2 is not the one that was split last.
+        QCOMPARE(reader.colDataValue(1, 1), (Numbers{20.0, 30.0, 40.0, 50.0}));
+    }
+
     void givesFieldsInThreeForms_data()
     {
         QTest::addColumn<QByteArray>("field");
@@ -482,6 +493,8 @@ private Q_SLOTS:
         row("a comma of some locale", "1;5",            "1;5",          0.0, false);
         row("empty",                  "",               "",             hole, false);
         row("blanks only",            " \t ",           "",             hole, false);
+        row("blanks of all kinds",    "\v",             "",             hole, false);
+        row("and the other one",      "\f",             "",             hole, false);
         row("infinite",               "inf",            "inf",          infinity, true);
         row("infinite in capitals",   "INF",            "INF",          0.0, false);
         row("too large",              "-1e400",         "-1e400",       -infinity, false);
@@ -655,6 +668,11 @@ private Q_SLOTS:
         row("a negative column", "a\nb", ",", -1, 0, none);
         row("the smallest column", "a\nb", ",", INT_MIN, 0, none);
         row("untrimmed", " a \r\n b ", ",", 0, 0, {" a ", " b "});
+        row("CRs are no fields", "x\na, \r ,b\r\n\r,c\ny", ", ", 1, 0, {"", "b", "", ""});
+        row("CRs within fields", "x\na,\rb\rc\r\nd,e\ny", ",", 1, 0, {"", "bc", "e", ""});
+        row("a CR as delimiter is never found", "x\na\rb\ny", "\r", 0, 0, {"x", "ab", "y"});
+        row("nor behind one field", "x\na\rb\ny", "\r", 1, 0, {"", "", ""});
+        row("nor among several", "x\na\rb,c\ny", ",\r", 0, 0, {"x", "ab", "y"});
         row("long lines", QByteArray(300000, 'x') + ",a\n" + QByteArray(20000, 'y') + ",b\n,c\n", ",", 1, 0, {"a", "b", "c"});
         // clang-format on
     }
