@@ -1170,6 +1170,8 @@ private Q_SLOTS:
             << QByteArray("\nab\ncd") << QByteArray("ef\ngh") << Fields{"ab", "cd"};
         QTest::newRow("a line that ends there")
             << QByteArray("\nab\ncd\n") << QByteArray("ef\n") << Fields{"ab", "cd", ""};
+        QTest::newRow("a zero byte in the line that is cut")
+            << QByteArray("\nab\nc\0d", 7) << QByteArray("ef\ngh") << Fields{"ab", "c"};
         QTest::newRow("a line feed right behind")
             << QByteArray("\nab\ncd") << QByteArray("\n\n") << Fields{"ab", "cd"};
     }
