@@ -271,8 +271,10 @@ private Q_SLOTS:
                                    QString(QChar(0xdd1e)),
                                    QString(QChar(0xfeff)),
                                    QString(QChar(0xffff)),
-                                   QString(20000, 'x')};
-        const int ordinary = texts.size() - 1;
+                                   QString(20000, 'x'),
+                                   QString(70000, 'x'),
+                                   QString(30000, QChar(0x20ac))};
+        const int ordinary = texts.size() - 3;
         unsigned int seed = 9000000;
         for (int i = 0; i < filesPerRow / 5; ++i, ++seed) {
             Random random(seed);

@@ -24,10 +24,10 @@ public:
     /// Writes to what is open, if it is.
     void write(const QString &text);
 
-    /// Appends all tags to \p out. Now and then, behind whole lines, it calls \p empty(), which may
-    /// take away what is there.
-    template <typename Empty>
-    void writeTags(QString &out, Empty empty) const;
+    /// Writes all tags by \p sink.tag() and \p sink.property(), which take what TagFile::writeTag()
+    /// and TagFile::writeProperty() do.
+    template <typename Sink>
+    void writeTags(Sink &sink) const;
 };
 
 /// The name of the tag that tells what kind of file it is.

@@ -5,9 +5,13 @@
 #include <QFile>
 #include <QTextStream>
 
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
 namespace Utils {
 
-static constexpr int blockSize = 1 << 14;
+static constexpr int blockSize = 1 << 16;
 
 void TagFilePrivate::write(const QString &text)
 {
@@ -65,44 +69,217 @@ TagFile &TagFile::writeProperty(const Data::String &key, const Data::String &val
     return *this;
 }
 
-template <typename Empty>
-void TagFilePrivate::writeTags(QString &out, Empty empty) const
+// Writing all tags
+
+/// Makes the memory bring \p text, where the compiler knows how to ask for it.
+static void prefetch(const QString &text)
+{
+#ifdef __GNUC__
+    __builtin_prefetch(const_cast<QString &>(text).data_ptr()); // gives a pointer, and no copy
+#else
+    Q_UNUSED(text);
+#endif
+}
+
+/// Does so with all texts of a tag that is to be written soon. Waiting for them one by one takes
+/// longer than to write them.
+static void prefetch(const TagFile::Tag &tag)
+{
+    const int count = std::min(tag.numProps(), 64); // more would drive out the first ones
+    for (int i = 0; i < count; ++i) {
+        prefetch(tag.keys[i]);
+        prefetch(tag.values[i]);
+    }
+}
+
+template <typename Sink>
+void TagFilePrivate::writeTags(Sink &sink) const
 {
     const bool isSeparating = options & TagFile::BlankLines;
     bool separate = isSeparating;
-    bool isFirst = true;
-    for (const auto &tag : tags) {
-        const int count = tag->numProps();
+    for (std::size_t at = 0; at < tags.size(); ++at) {
+        if (at + 2 < tags.size())
+            prefetch(*tags[at + 2]);
+        const TagFile::Tag &tag = *tags[at];
+        const int count = tag.numProps();
         const bool blankLine = isSeparating && (count > 0 || separate);
-        if (tag->isValid())
-            appendTag(out, tag->name, tag->comment, blankLine && !isFirst, options);
-        for (int i = 0; i < count; ++i) {
-            appendProperty(out, tag->keys[i], tag->values[i], options);
-            empty();
-        }
-        empty();
+        if (tag.isValid())
+            sink.tag(tag.name, tag.comment, blankLine && at > 0);
+        sink.properties(tag, count);
         separate = count > 0 && blankLine;
-        isFirst = false;
     }
 }
+
+/// Writes to a text.
+class TextSink
+{
+public:
+    explicit TextSink(int options) : m_options(options) {}
+
+    void tag(const QString &name, const QString &comment, bool blankLine)
+    {
+        appendTag(text, name, comment, blankLine, m_options);
+    }
+    void properties(const TagFile::Tag &tag, int count)
+    {
+        for (int i = 0; i < count; ++i)
+            appendProperty(text, tag.keys[i], tag.values[i], m_options);
+    }
+
+    QString text;
+
+private:
+    const int m_options;
+};
+
+static constexpr int stride = 4;
+
+/// A number with \p unit in each of its four quarters.
+static constexpr quint64 inEach(quint64 unit) { return unit * 0x0001000100010001; }
+
+/// Writes \p stride characters to \p target, a byte each. False, with bytes that mean nothing, when
+/// one is beyond ASCII, or is what \p special has in each quarter.
+static bool narrowFour(const QChar *source, char *target, quint64 special)
+{
+    quint64 units;
+    std::memcpy(&units, source, sizeof(units));
+    const quint64 others = units ^ special; // with a zero quarter where the special one is
+    const quint64 found = (others - inEach(1)) & ~others & inEach(0x8000);
+    const quint64 pairs = (units | units >> 8) & 0x0000ffff0000ffff;
+    const quint32 bytes = static_cast<quint32>(pairs | pairs >> 16);
+    std::memcpy(target, &bytes, sizeof(bytes));
+    return (found | (units & inEach(0xff80))) == 0;
+}
+
+/// The same for a text of any length.
+static bool narrow(const QString &text, char *target, ushort special)
+{
+    const QChar *const source = text.constData();
+    const int size = text.size();
+    if (size < stride) {
+        for (int i = 0; i < size; ++i) {
+            const ushort unit = source[i].unicode();
+            if (unit > 0x7f || unit == special)
+                return false;
+            target[i] = static_cast<char>(unit);
+        }
+        return true;
+    }
+    for (int i = 0; i + stride < size; i += stride) {
+        if (!narrowFour(source + i, target + i, inEach(special)))
+            return false;
+    }
+    // The last ones, some of them for the second time.
+    const int last = size - stride;
+    return narrowFour(source + last, target + last, inEach(special));
+}
+
+/// Writes UTF-8 to a file, past the stream, whose cost per text is the most of it.
+class FileSink
+{
+public:
+    FileSink(QFile &file, int options)
+        : m_file(file), m_options(options), m_block(std::make_unique<char[]>(blockSize))
+    {}
+
+    void tag(const QString &name, const QString &comment, bool blankLine)
+    {
+        char *const target = room(qint64(name.size()) + 3);
+        if (target && comment.isEmpty() && !isComment(name) &&
+            narrow(name, target + blankLine + 1, nothing))
+        {
+            target[0] = '\n';
+            target[blankLine] = '*';
+            target[blankLine + 1 + name.size()] = '\n';
+            m_size += blankLine + name.size() + 2;
+            return;
+        }
+        appendTag(m_text, name, comment, blankLine, m_options);
+        takeText();
+    }
+
+    void properties(const TagFile::Tag &tag, int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            if (writePlainly(tag.keys[i], tag.values[i]))
+                continue;
+            appendProperty(m_text, tag.keys[i], tag.values[i], m_options);
+            takeText();
+        }
+    }
+
+    void flush()
+    {
+        // A full disk ends it: what would fit behind the gap is of no use.
+        m_isFull = m_isFull || m_file.write(m_block.get(), m_size) != m_size;
+        m_size = 0;
+    }
+
+private:
+    static constexpr ushort nothing = 0x80; // special to no text that is ASCII
+
+    /// Where the next \p size bytes go; null when that is more than a block.
+    char *room(qint64 size)
+    {
+        if (size > blockSize)
+            return nullptr;
+        if (m_size + size > blockSize)
+            flush();
+        return m_block.get() + m_size;
+    }
+
+    /// Writes what most properties are: a key and a value of ASCII in one line. False, with nothing
+    /// written, for others.
+    bool writePlainly(const QString &key, const QString &value)
+    {
+        if (key.size() == 1 && isComment(key))
+            return false;
+        if (value.isEmpty() && isLeftOut(value, m_options))
+            return true;
+        const bool mayChange = value.isEmpty() || value.size() == 4 || value.size() == 5;
+        const QString word = mayChange ? oneLineValue(value, m_options) : QString();
+        const QString &text = mayChange ? word : value;
+
+        char *target = room(qint64(key.size()) + text.size() + 3);
+        if (!target || !narrow(key, target, ':') || !narrow(text, target + key.size() + 2, '\n'))
+            return false;
+        target += key.size();
+        target[0] = ':';
+        target[1] = ' ';
+        target[2 + text.size()] = '\n';
+        m_size += key.size() + text.size() + 3;
+        return true;
+    }
+
+    /// Takes the lines that were appended to m_text, whose end is never within a character.
+    void takeText()
+    {
+        const QByteArray bytes = m_text.toUtf8();
+        m_text.resize(0);
+        if (char *const target = room(bytes.size())) {
+            std::memcpy(target, bytes.constData(), bytes.size());
+            m_size += bytes.size();
+            return;
+        }
+        flush();
+        m_isFull = m_isFull || m_file.write(bytes) != bytes.size();
+    }
+
+    QFile &m_file;
+    const int m_options;
+    std::unique_ptr<char[]> m_block;
+    int m_size = 0; // of what is in the block
+    QString m_text;
+    bool m_isFull = false;
+};
 
 bool TagFile::save(const Data::String &path, Data::String &error)
 {
     if (!open(path, error))
         return false;
-    // Past the stream, whose cost per text is the most of it.
-    QString text;
-    bool isFull = false;
-    const auto flush = [&] {
-        const QByteArray bytes = text.toUtf8();
-        text.resize(0);
-        isFull = isFull || d->file->write(bytes) != bytes.size();
-    };
-    d->writeTags(text, [&] {
-        if (text.size() > blockSize)
-            flush();
-    });
-    flush();
+    FileSink sink(*d->file, d->options);
+    d->writeTags(sink);
+    sink.flush();
     close();
     return true;
 }
@@ -119,9 +296,9 @@ bool TagFile::save(const Data::String &path, QStringList &errors)
 Data::String TagFile::toString()
 {
     close();
-    QString text;
-    d->writeTags(text, [] {});
-    return text;
+    TextSink sink(d->options);
+    d->writeTags(sink);
+    return sink.text;
 }
 
 } // namespace Utils

@@ -4,6 +4,7 @@
 #include <QTextCodec>
 #include <QTextStream>
 
+#include <algorithm>
 #include <array>
 
 namespace Utils {
@@ -16,6 +17,10 @@ static const QLatin1Char carriageReturn('\r');
 
 /// What stands for "\:" in a line until it is split at its first plain colon.
 static const QLatin1String colonMarker("*COLON*");
+
+/// For how many properties of a tag there is room from the start, at most: those who have fewer
+/// than the tag above do not give it back.
+static constexpr int maxExpected = 32;
 
 /// The lines of a stream.
 class StreamLines
@@ -123,7 +128,9 @@ public:
         for (const QChar character : key)
             hash = hash * 31 + character.unicode();
         QString &shared = m_texts[hash % m_texts.size()];
-        if (shared.isNull() || shared != key)
+        const bool isSame =
+            shared.size() == key.size() && std::equal(key.begin(), key.end(), shared.constData());
+        if (!isSame || shared.isNull())
             shared = key.toString();
         return shared;
     }
@@ -146,22 +153,26 @@ private:
         return line.isEmpty() || line.front() == QLatin1Char('$');
     }
     static bool isTag(QStringView line) { return line.front() == QLatin1Char('*'); }
+    static bool hasColonSigns(QStringView line)
+    {
+        return std::any_of(line.begin(), line.end(), [](QChar character) {
+            return character == QLatin1Char('\\') || character == QLatin1Char('*');
+        });
+    }
     static QString withColons(QStringView text)
     {
         return text.toString().replace(colonMarker, QLatin1String(":"));
     }
 
-    void readProperty(QStringView line);
+    void readProperty(Tag &tag, QStringView line);
     QString readBlock(int count);
-    void add(const QString &key, QString value);
-    void finish(Tag &tag);
+    void add(Tag &tag, const QString &key, QString value);
 
     Lines &m_lines;
     const int m_options;
     qint64 m_lineNumber = 0;
     SharedKeys m_sharedKeys;
-    QStringList m_keys; // of the tag that is being read
-    QStringList m_values;
+    int m_expected = 0; // properties, as many as the tag above had
     QString m_block;
 };
 
@@ -189,18 +200,18 @@ void TagReader<Lines>::read(TagList &tags)
                 --m_lineNumber;
                 break;
             }
-            readProperty(inner);
+            readProperty(*tag, inner);
         }
-        finish(*tag);
+        m_expected = std::min(tag->keys.size(), maxExpected);
         tags.push_back(std::move(tag));
     }
 }
 
 /// Takes what \p line holds. The number of lines of a block counts even when they are not there.
 template <typename Lines>
-void TagReader<Lines>::readProperty(QStringView line)
+void TagReader<Lines>::readProperty(Tag &tag, QStringView line)
 {
-    const bool mayHoldColons = m_lines.mayHoldColons();
+    const bool mayHoldColons = m_lines.mayHoldColons() && hasColonSigns(line);
     QString marked;
     if (mayHoldColons) {
         marked = line.toString().replace(QLatin1String("\\:"), colonMarker);
@@ -216,11 +227,11 @@ void TagReader<Lines>::readProperty(QStringView line)
     if (!rest.isEmpty() && rest.front() == QLatin1Char(' ')) {
         const QStringView value = rest.mid(1);
         if (!(m_options & TagFile::DropNone) || value != QLatin1String("NONE"))
-            add(key, mayHoldColons ? withColons(value) : value.toString());
+            add(tag, key, mayHoldColons ? withColons(value) : value.toString());
         return;
     }
     const int count = rest.toString().toInt();
-    add(key, readBlock(count));
+    add(tag, key, readBlock(count));
     m_lineNumber += count;
 }
 
@@ -229,7 +240,7 @@ template <typename Lines>
 QString TagReader<Lines>::readBlock(int count)
 {
     m_block.resize(0);
-    while (count-- > 0 && !m_lines.atEnd()) {
+    for (; count > 0 && !m_lines.atEnd(); --count) {
         const QStringView line = m_lines.next();
         if (!m_block.isEmpty())
             m_block += lineFeed;
@@ -239,27 +250,15 @@ QString TagReader<Lines>::readBlock(int count)
 }
 
 template <typename Lines>
-void TagReader<Lines>::add(const QString &key, QString value)
+void TagReader<Lines>::add(Tag &tag, const QString &key, QString value)
 {
-    m_keys.append(key);
-    m_values.append(QString());
-    m_values.last().swap(value); // cheaper than a second reference for a moment
-}
-
-/// Hands what was read over in lists that are no larger than they need to be.
-template <typename Lines>
-void TagReader<Lines>::finish(Tag &tag)
-{
-    const auto handOver = [](QStringList &from, QStringList &to) {
-        to.reserve(from.size());
-        for (QString &text : from) {
-            to.append(QString());
-            to.last().swap(text);
-        }
-        from.erase(from.begin(), from.end()); // which keeps their memory for the next tag
-    };
-    handOver(m_keys, tag.keys);
-    handOver(m_values, tag.values);
+    if (tag.keys.isEmpty()) {
+        tag.keys.reserve(m_expected);
+        tag.values.reserve(m_expected);
+    }
+    tag.keys.append(key);
+    tag.values.append(QString());
+    tag.values.last().swap(value); // cheaper than a second reference for a moment
 }
 
 void readTags(QTextStream &in, int options, TagList &tags, int maxLineLength)
