@@ -1,5 +1,6 @@
 #include "tests/strings/Catalogue.h"
 #include "tests/support/Files.h"
+#include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
 #include "tests/tagfile/Tags.h"
@@ -9,8 +10,10 @@
 #include <QTextStream>
 #include <QtTest>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
+#include <random>
 
 using Utils::TagFile;
 
@@ -350,6 +353,162 @@ private Q_SLOTS:
 
         QCOMPARE(file.numTags(), 0);
         QCOMPARE(error, Data::String("untouched"));
+    }
+
+    // Bad input
+
+    void readsBytesThatAreNoText()
+    {
+        QByteArray content = "*a\nk: v\n";
+        std::mt19937 random(1);
+        for (int i = 0; i < 1 << 20; ++i)
+            content += static_cast<char>(random() % 256);
+
+        QVERIFY(read(content).value(0).startsWith("1 a: k=v"));
+    }
+
+    void keepsZeroBytes()
+    {
+        const QString zero(QChar(0));
+
+        QCOMPARE(read(bytes("*a\0b\nk\0: \0v\n\0: \0\nl:1\n\0\n")),
+                 QStringList("1 a" + zero + "b: k" + zero + "=" + zero + "v|" + zero + "=" + zero +
+                             "|l=" + zero));
+        QCOMPARE(read(bytes("*a\nk:\0"
+                            "2\nl: v\n")),
+                 QStringList("1 a: k=|l=v"));
+        QCOMPARE(read(QByteArray(100000, '\0')), QStringList());
+    }
+
+    void replacesWhatIsNoUtf8()
+    {
+        const QString unknown(QChar(0xfffd));
+
+        QCOMPARE(read("*a\nk: \xff"
+                      "b\xc3\nl: \xe4\xb8\nm: \xed\xa0\x80\n"),
+                 QStringList("1 a: k=" + unknown + "b" + unknown + "|l=" + unknown.repeated(2) +
+                             "|m=" + unknown.repeated(3)));
+    }
+
+    void losesACutCharacterAtTheEnd()
+    {
+        QCOMPARE(read("*a\nk: v\xe2\x82"), QStringList("1 a: k=v"));
+        QCOMPARE(read("*a\nk: v\r\xc3"), QStringList("1 a: k=v"));
+    }
+
+    void skipsTheMarkOfUtf8()
+    {
+        QCOMPARE(read("\xef\xbb\xbf*a\nk: v\n"), QStringList("1 a: k=v"));
+        QCOMPARE(read("\n\xef\xbb\xbf*a\nk: v\n*b\n$"), QStringList("4 b: "));
+    }
+
+    void followsTheMarksOfUtf16AndUtf32()
+    {
+        QCOMPARE(read(bytes("\xff\xfe*\0\xe4\0\n\0k\0:\0 \0\x31\x20\n\0")),
+                 QStringList(QString("1 ä: k=") + QChar(0x2031)));
+        QCOMPARE(read(bytes("\xfe\xff\0*\0a\0\n\0$")), QStringList("1 a: "));
+        QCOMPARE(read(bytes("\xff\xfe\0\0*\0\0\0a\0\0\0")), QStringList("1 a: "));
+        QCOMPARE(read(bytes("\0\0\xfe\xff\0\0\0*\0\0\0b")), QStringList("1 b: "));
+    }
+
+    void readsLinesOfTenMegabytes()
+    {
+        const QByteArray huge(10 << 20, 'x');
+        TagFile file(makeFile(path("a"), "*" + huge + "\n$" + huge + "\n" + huge + ": " + huge +
+                                             ":\n" + huge + "\nk:2\n" + huge + "\n" + huge +
+                                             "\n*b\nk:" + huge + "\n"));
+
+        QCOMPARE(file.numTags(), 2);
+        const TagFile::Tag &tag = file.tag(0);
+        QCOMPARE(tag.name.size(), huge.size());
+        QCOMPARE(tag.keys.value(0).size(), huge.size());
+        QCOMPARE(tag.values.value(0).size(), huge.size() + 1);
+        QCOMPARE(tag.get("k", 0).size(), 2 * huge.size() + 1);
+        QCOMPARE(file.tag(1).line, 8);
+        QCOMPARE(describe(file.tag(1)), QString("8 b: k="));
+    }
+
+    void readsManyProperties()
+    {
+        QByteArray content = "*a\n";
+        for (int i = 0; i < 200000; ++i)
+            content += QByteArray::number(i) + ": v\n";
+        content += QByteArray("*b\n").repeated(1000) + "\n";
+
+        TagFile file(makeFile(path("a"), content));
+
+        QCOMPARE(file.numTags(), 1001);
+        QCOMPARE(file.tag(0).numProps(), 200000);
+        QCOMPARE(file.tag(0).keys.last(), QString("199999"));
+        QCOMPARE(file.tag(1000).line, 201001);
+    }
+
+    void readsAFileWithoutASize()
+    {
+        if (!QFile::exists("/proc/self/status"))
+            QSKIP("No such file here.");
+        TagFile file;
+        Data::String error;
+
+        QVERIFY(file.read("/proc/self/status", error));
+
+        QCOMPARE(file.numTags(), 0);
+    }
+
+    void endsWithTheMemory()
+    {
+#if defined(__SANITIZE_ADDRESS__)
+        QSKIP("The sanitizer needs an address space without limits.");
+#endif
+        const QString file = makeFile(path("sparse"), "*a\nk: v\n*b\nl: ");
+        QVERIFY(QFile::resize(file, 800 << 20));
+        TagFile tags;
+        Data::String error = "untouched";
+        bool isRead = false;
+        {
+            const Limit memory(RLIMIT_AS, memoryInUse() + (200 << 20));
+            isRead = tags.read(file, error);
+        }
+
+        QVERIFY(isRead);
+        QCOMPARE(describe(tags), QStringList("1 a: k=v"));
+        QCOMPARE(error, Data::String("untouched"));
+    }
+
+    // The sample file
+
+    void readsTheSampleLibrary()
+    {
+        TagFile file(QStringLiteral(SAMPLES "/materials.tag"));
+
+        QCOMPARE(file.fileType(), Data::String("materials"));
+        QCOMPARE(file.fileVersion(), Data::String("2"));
+        QCOMPARE(file.findTag("units").get("stress", 0), Data::String("N/mm²"));
+        QCOMPARE(file.numTags(), 10);
+        const TagFile::Tag &steel = file.findTag("material", "name", "S355");
+        QCOMPARE(steel.line, 39);
+        QCOMPARE(steel.get("standard:year", 0), Data::String("EN 10025-2:2019"));
+        QCOMPARE(steel.getDouble("density", 0), 7.85e-6);
+        QCOMPARE(steel.getList("uses", "; ", 0), QStringList({"bridges", "cranes"}));
+        QCOMPARE(steel.getList("modulusTable", "\n", 0),
+                 QStringList({"20 210000", "100 204960", "200 198660", "300 192360"}));
+        QVERIFY(steel.getBool("metal", 0));
+        QVERIFY(!file.findTag("material", "name", "PA 66").getBool("metal", 0));
+    }
+
+    void readsTheSampleLibraryAsItWritesIt()
+    {
+        TagFile file(QStringLiteral(SAMPLES "/materials.tag"));
+        file.setOption(TagFile::WriteComments, false);
+        Data::String error;
+        QFile original(QStringLiteral(SAMPLES "/materials.tag"));
+        QVERIFY(original.open(QIODevice::ReadOnly));
+        QStringList lines = QString::fromUtf8(original.readAll()).split("\n");
+        lines.erase(std::remove_if(lines.begin(), lines.end(),
+                                   [](const QString &line) { return line.startsWith("$"); }),
+                    lines.end());
+
+        QCOMPARE(file.toString(), Data::String(lines.join("\n")));
     }
 
     // Failure

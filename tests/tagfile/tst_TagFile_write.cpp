@@ -647,6 +647,38 @@ private Q_SLOTS:
         QCOMPARE(error, Data::String(".Kelm.Utils.err.filewrite"));
     }
 
+    void writesTextsOfTenMegabytes()
+    {
+        const QString huge(10 << 20, 'x');
+        TagFile file;
+        file.addTag(huge, huge).add(huge, huge + ":").add("k", huge + "\n" + huge);
+        file.addTag("b", "").add("k", QString(10 << 20, QChar(0x20ac)));
+
+        const QStringList back = roundTrip(file);
+
+        QCOMPARE(back.size(), 2);
+        QVERIFY(back.value(0) ==
+                "2 " + huge + ": " + huge + "=" + huge + ":|k=" + huge + "/" + huge);
+        QVERIFY(back.value(1) == "8 b: k=" + file.tag(1).values[0]);
+    }
+
+    void goesOnBehindADeviceThatTakesNothing()
+    {
+        if (!QFile::exists("/dev/full"))
+            QSKIP("No such device here.");
+        TagFile file;
+        addProperties(file, {"k", QString(200000, 'x'), "l", "v"});
+        Data::String error;
+
+        QVERIFY(file.save("/dev/full", error));
+        QVERIFY(file.open("/dev/full", error));
+        file.writeProperty("k", QString(200000, 'x')).writeTag("a", "", false);
+        file.close();
+
+        QVERIFY(file.save(path("a"), error));
+        QCOMPARE(contentsOf(path("a")).size(), 200000 + 12);
+    }
+
     void tellsNothingOfAFullDisk()
     {
         TagFile file;
