@@ -79,7 +79,7 @@ double parseNumber(const char *text, int size, bool *ok)
     double value = 0.0;
     if (parse(text, size, value))
         return succeed(value, ok);
-    // A copy, as Qt looks for the zero behind some texts.
+    // A copy, since only those end in a zero byte, as Qt may take for granted.
     return QByteArray(text, size).toDouble(ok);
 }
 
