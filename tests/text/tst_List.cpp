@@ -370,11 +370,8 @@ private Q_SLOTS:
             {QString::fromUtf8("\xf0\x90\x90\x81"), // their small letter is A9
              QString::fromUtf8("\xf0\x90\x90\xa8"), QString::fromUtf8("\xf0\x90\x90\x81")})
             << Numbers{0, 2, 1} << Numbers{1, 0, 2};
-        row("umlauts fold", {QString::fromUtf8("\xc3\x9c"),
-                             QString::fromUtf8("\xc3\xbc"
-                                               "a"),
-                             QString::fromUtf8("\xc3\x9c")})
-            << Numbers{0, 2, 1} << Numbers{0, 2, 1};
+        row("umlauts fold", {QString(QChar(0xe4)), "Z", QChar(0xc4) + QString("a")})
+            << Numbers{1, 2, 0} << Numbers{1, 0, 2};
 
         // An empty text comes before whatever stands behind it, but not behind anything.
         row("empty last", {"b", ""}) << Numbers{0, 1} << Numbers{0, 1};
@@ -485,6 +482,7 @@ private Q_SLOTS:
         QTest::newRow("one case")           << "abcdefgh1" << "x" << 12;
         QTest::newRow("a common beginning") << "ab" << "/home/name/" << 30;
         QTest::newRow("zero characters")    << QString("a") + QChar(0) << "x" << 12;
+        QTest::newRow("Latin-1")            << QString("ab") + QChar(0xe4) + QChar(0xc4) + QChar(0xb5) << "x" << 5;
         QTest::newRow("beyond ASCII")       << wide << "x" << 6;
         QTest::newRow("broken pairs")       << pairs << "x" << 6;
         QTest::newRow("broken pairs, some empty") << pairs << "" << 6;
@@ -728,6 +726,20 @@ private Q_SLOTS:
         const Limit memory(RLIMIT_AS, memoryInUse() + (150 << 20));
 
         QCOMPARE(List::splitIndexList("5,1-90000000,7", ","), (Numbers{5, 7}));
+    }
+
+    void keepsNoPartOfARange()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("The sanitizer ends a program that is out of memory.");
+#endif
+        // The second one is so short that the list grows step by step, as far as 134 MB.
+        const Limit memory(RLIMIT_AS, memoryInUse() + (220 << 20));
+
+        const Numbers list = List::splitIndexList("1-9000000,1-9000000,7", ",");
+
+        const Numbers rest = list.mid(9000000); // without the 7 when the first step is too far
+        QVERIFY(rest.isEmpty() || rest == Numbers{7});
     }
 
     void getsNumbersBackThatAreNotNegative()
