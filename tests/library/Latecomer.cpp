@@ -6,6 +6,7 @@
 #include "utils/script/IScriptableModule.h"
 #include "utils/signals/PublicSignal.h"
 #include "utils/strings/StringTable.h"
+#include "utils/strings/Translator.h"
 
 #include <cstdio>
 #include <new>
@@ -28,6 +29,7 @@ alignas(Utils::PublicSignal) unsigned char signalStorage[sizeof(Utils::PublicSig
 alignas(Module) unsigned char moduleStorage[sizeof(Module)];
 Utils::PublicSignal *lateSignal = nullptr;
 Module *lateModule = nullptr;
+Utils::Translator *translator = nullptr; // never deleted
 
 void report(const char *when)
 {
@@ -43,8 +45,9 @@ void report(const char *when)
     std::printf("%s: table %s\n", when, StringTable::load("Kelm.Utils") ? "loaded" : "not loaded");
     for (const Data::String &text :
          {StringTable::lookup(key), StringTable::lookupx(".msg.scriptRun", "Kelm.Utils"),
-          StringTable::lookupl(key, "de"), StringTable::lookupil(key, 0, ';', "de"),
-          StringTable::lookup("&Undo", "QLineEdit"), StringTable::lookup(".title", "Form")})
+          StringTable::lookupl(key, "en"), StringTable::lookupil(key, 0, ';', "en"),
+          StringTable::lookup("&Undo", "QLineEdit"),
+          Data::String(translator->translate("PlateForm", ".title"))})
         std::printf("\"%s\"\n", text.toUtf8().constData());
 }
 
@@ -63,6 +66,10 @@ void tearDown()
 
 extern "C" __attribute__((visibility("default"))) void setUpLatecomer()
 {
+    translator = new Utils::Translator;
+    Utils::StringTable::initialize("de", "", "");
+    Utils::File::setSearchPath(TEST_RESOURCES, "");
+    Utils::StringTable::load("Plate");
     Utils::File::setSearchPath(LIBRARY_RESOURCES, "");
     lateSignal = new (signalStorage) Utils::PublicSignal("late", nullptr);
     lateModule = new (moduleStorage) Module;

@@ -163,6 +163,7 @@ private Q_SLOTS:
         row("the shorter one by itself",      ".A.only",                "only");
         row("the name of a longer one",       ".A.B",                   "B");
         row("a component is never cut",       ".A.Bx.id",               ".Bx.id");
+        row("a name in between",              ".A.C.id",                ".C.id");
         row("an id that goes on",             ".A.B.C.D.E",             ".C.D.E");
         row("a table's name alone",           ".A",                     ".A");
         row("two names of a table",           ".Kelm.Utils",            ".Kelm.Utils");
@@ -201,6 +202,7 @@ private Q_SLOTS:
         putText(".A", ".only", "only");
         putText(".A", ".B", "B");
         putText(".A.B", ".id", "long");
+        putText(".A-B", ".id", "between .A and .A.B");
 
         QCOMPARE(StringTable::lookup(key), text);
         if (!key.contains(QChar('\0')) && key.toUcs4().indexOf(0xfffd) < 0)
@@ -213,7 +215,7 @@ private Q_SLOTS:
         const auto randomText = [&random](int most) {
             Data::String text;
             for (int i = random.bounded(most + 1); i > 0; --i)
-                text.append("..ab"[random.bounded(4)]);
+                text.append("...ab-"[random.bounded(6)]); // "-" comes before "."
             return text;
         };
         StringTable::initialize("en", "", "");
@@ -251,10 +253,11 @@ private Q_SLOTS:
         QCOMPARE(StringTable::lookupi(view(), 0), Data::String("text"));
         key.fill('x');
 
+        QCOMPARE(StringTable::lookupi("xxxxx", 0), Data::String("xxxxx"));
+        QCOMPARE(stringTableState.found.keys(), QList<Data::String>{".A.id"});
         QCOMPARE(StringTable::lookup(".A.id"), Data::String("text"));
         QCOMPARE(StringTable::lookupi(".A.id", 0), Data::String("text"));
         QCOMPARE(StringTable::lookup("xxxxx"), Data::String("xxxxx"));
-        QCOMPARE(StringTable::lookupi("xxxxx", 0), Data::String("xxxxx"));
     }
 
     void bearsKeysOfAnySize()

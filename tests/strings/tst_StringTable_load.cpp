@@ -379,6 +379,14 @@ private Q_SLOTS:
         const auto row = [](const char *name, const QByteArray &contents) {
             QTest::newRow(name) << contents;
         };
+        const auto nested = [](const char *open, const char *close, int depth) {
+            return tableOf(QByteArray(open).repeated(depth) + QByteArray(close).repeated(depth));
+        };
+        QByteArray entities = "<!DOCTYPE StringTable [<!ENTITY e0 '0123456789'>";
+        for (int i = 1; i < 10; ++i) {
+            const QByteArray inner = "&e" + QByteArray::number(i - 1) + ";";
+            entities += "<!ENTITY e" + QByteArray::number(i) + " '" + inner.repeated(10) + "'>";
+        }
         row("empty", "");
         row("a document type only", docType);
         row("no document type", "<strings><string id='.a'>1</string></strings>");
@@ -392,6 +400,9 @@ private Q_SLOTS:
                                 "ELF\0\x01\x02\xff\xfe\0\0",
                                 11));
         row("zero bytes", QByteArray(100'000, '\0'));
+        row("very deep contexts", nested("<context name='A'>", "</context>", 100'000));
+        row("very deep forms", nested("<ui name='F'>", "</ui>", 100'000));
+        row("entities that grow", entities + "]><strings><string id='.a'>&e9;</string></strings>");
     }
 
     void loadsNoFileThatIsNoTable()

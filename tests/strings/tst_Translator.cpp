@@ -61,6 +61,7 @@ static void fillCatalogue()
         tables[".Kelm.Widgets"].strings[text.id] = Data::String("text of ") + text.id;
     tables[".Kelm.Widgets"].strings[".x"] = "widget x";
     tables[".Kelm.Widgets"].strings["plain"] = "widget plain";
+    tables[".Kelm.Widgets"].strings[".TORVEx.x"] = "widget TORVEx";
     tables[".Kelm.Data"].strings[".x"] = "data x";
     tables[".TORVE"].strings[".x"] = "product x";
     tables[".TORVE"].strings[".title"] = "product title";
@@ -164,7 +165,7 @@ private Q_SLOTS:
         row("a panel, key of another table",     "Widgets::Panel",  ".Kelm.Data.x",     nullptr,  ".Kelm.Data.x");
         row("a panel, key of a product",         "Widgets::Panel",  ".TORVE.x",         nullptr,  "product x");
         row("a panel, product's unknown id",     "Widgets::Panel",  ".TORVE.foo",       nullptr,  ".foo");
-        row("a panel, nearly a product",         "Widgets::Panel",  ".TORVEx.x",        nullptr,  ".TORVEx.x");
+        row("a panel, nearly a product",         "Widgets::Panel",  ".TORVEx.x",        nullptr,  "widget TORVEx");
         row("a panel, text that is an id",       "Widgets::Panel",  "plain",            nullptr,  "widget plain");
         row("a panel, any other text",           "Widgets::Panel",  "hello",            nullptr,  "hello");
         row("a panel, text with a dot",          "Widgets::Panel",  "a.b",              nullptr,  "a.b");
