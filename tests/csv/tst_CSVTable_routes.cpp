@@ -119,6 +119,7 @@ private Q_SLOTS:
         QCOMPARE(table.data(-1), QStringList());
         QCOMPARE(table.data(1, "F"), Data::String("-2.5"));
         QCOMPARE(table.data("1", 0), Data::String("-2.5"));
+        QCOMPARE(table.data("", std::numeric_limits<int>::max()), Data::String());
         QCOMPARE(table.rowData(2, 1, 2), QStringList({"x", "3"}));
         QCOMPARE(table.colData(0), QStringList({"t", "1", ""}));
         QCOMPARE(table.colData(2, 1), QStringList({"", "3"}));

@@ -19,10 +19,7 @@ static QList<double> toNumbers(const QStringList &texts)
 
 // Text
 
-QStringList CSVTable::data(int row) const
-{
-    return row >= 0 && row < numRows() ? d->data->data(row) : QStringList();
-}
+QStringList CSVTable::data(int row) const { return d->data->data(row); }
 
 Data::String CSVTable::data(int row, int col) const { return d->data->data(row, col); }
 
@@ -75,10 +72,7 @@ QStringList CSVTable::colData(int col, int firstRow) const
 
 // Numbers
 
-QList<double> CSVTable::dataValue(int row) const
-{
-    return row >= 0 && row < numRows() ? d->data->dataValue(row) : QList<double>();
-}
+QList<double> CSVTable::dataValue(int row) const { return d->data->dataValue(row); }
 
 double CSVTable::dataValue(int row, int col, bool *ok) const
 {
