@@ -63,57 +63,98 @@ static double firstEqualTo(double number, const Selection &selection)
     return number;
 }
 
-/// The ends of the values that are shown to it, each by itself: four take turns, so that none waits
-/// for the other.
-struct Lane
+/// The ends of what is shown to it, two values at a time, each beside its own ends.
+class EndsOfPairs
 {
-    double low = std::numeric_limits<double>::infinity();
-    double high = -std::numeric_limits<double>::infinity();
-    quint64 holes = 0;
-
-    void look(double value)
+public:
+#ifdef __SSE2__
+    void look(const double *values)
     {
-        const quint64 mask = holeMask(value);
-        const double number = fromBits(bitsOf(value) | mask); // a hole is NaN, which is passed over
-        low = number < low ? number : low;
-        high = number > high ? number : high;
-        holes -= mask;
+        const __m128d pair = _mm_loadu_pd(values);
+        const __m128d isHole = _mm_cmpeq_pd(pair, _mm_set1_pd(Data::noValue));
+        const __m128d numbers = _mm_or_pd(pair, isHole); // a hole is NaN, which is passed over
+        m_low = _mm_min_pd(numbers, m_low);
+        m_high = _mm_max_pd(numbers, m_high);
+        m_holes = _mm_sub_epi64(m_holes, _mm_castpd_si128(isHole));
     }
 
-    Lane operator+(const Lane &other) const
+    void addTo(double &low, double &high, qint64 &holes) const
     {
-        return {std::min(low, other.low), std::max(high, other.high), holes + other.holes};
+        double ends[2];
+        _mm_storeu_pd(ends, m_low);
+        low = std::min({low, ends[0], ends[1]});
+        _mm_storeu_pd(ends, m_high);
+        high = std::max({high, ends[0], ends[1]});
+        qint64 counts[2];
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(counts), m_holes);
+        holes += counts[0] + counts[1];
     }
+
+private:
+    __m128d m_low = _mm_set1_pd(std::numeric_limits<double>::infinity());
+    __m128d m_high = _mm_set1_pd(-std::numeric_limits<double>::infinity());
+    __m128i m_holes = _mm_setzero_si128();
+#else
+    void look(const double *values)
+    {
+        for (int i = 0; i < 2; ++i) {
+            const quint64 mask = holeMask(values[i]);
+            const double number = fromBits(bitsOf(values[i]) | mask);
+            m_low[i] = number < m_low[i] ? number : m_low[i];
+            m_high[i] = number > m_high[i] ? number : m_high[i];
+            m_holes -= static_cast<qint64>(mask);
+        }
+    }
+
+    void addTo(double &low, double &high, qint64 &holes) const
+    {
+        low = std::min({low, m_low[0], m_low[1]});
+        high = std::max({high, m_high[0], m_high[1]});
+        holes += m_holes;
+    }
+
+private:
+    double m_low[2] = {std::numeric_limits<double>::infinity(),
+                       std::numeric_limits<double>::infinity()};
+    double m_high[2] = {-std::numeric_limits<double>::infinity(),
+                        -std::numeric_limits<double>::infinity()};
+    qint64 m_holes = 0;
+#endif
 };
 
 Ends endsOf(const Selection &selection)
 {
-    Lane all;
+    double low = std::numeric_limits<double>::infinity();
+    double high = -low;
+    qint64 holes = 0;
     forEachRun(selection, [&](const double *values, int count) {
-        Lane a;
-        Lane b;
-        Lane c;
-        Lane d;
+        static const int ahead = 512;
+        EndsOfPairs a;
+        EndsOfPairs b;
         int i = 0;
         for (; i + 4 <= count; i += 4) {
-            a.look(values[i]);
-            b.look(values[i + 1]);
-            c.look(values[i + 2]);
-            d.look(values[i + 3]);
+            a.look(values + i);
+            b.look(values + i + 2);
+            if (i + ahead < count)
+                fetch(values + i + ahead);
         }
-        for (; i < count; ++i)
-            a.look(values[i]);
-        all = all + (a + b) + (c + d);
+        for (; i < count; ++i) {
+            const double withHole[] = {values[i], Data::noValue};
+            a.look(withHole);
+            --holes; // the one that was added
+        }
+        a.addTo(low, high, holes);
+        b.addTo(low, high, holes);
     });
 
     Ends ends;
-    ends.count = selection.size() - static_cast<int>(all.holes);
+    ends.count = selection.size() - static_cast<int>(holes);
     if (ends.count == 0)
         return ends;
 
-    const bool isNaN = all.low > all.high;
-    ends.min = isNaN ? std::numeric_limits<double>::quiet_NaN() : all.low;
-    ends.max = isNaN ? std::numeric_limits<double>::quiet_NaN() : all.high;
+    const bool isNumber = low <= high; // and not all are NaN
+    ends.min = isNumber ? low : std::numeric_limits<double>::quiet_NaN();
+    ends.max = isNumber ? high : std::numeric_limits<double>::quiet_NaN();
     if (ends.min == 0.0)
         ends.min = firstEqualTo(0.0, selection);
     if (ends.max == 0.0)

@@ -33,63 +33,137 @@ double Statistics::interpolate(const Data::Array &x, int index, const Data::Arra
     return Data::noValue;
 }
 
+static bool isSentOn(double value, double edge, double tolerance)
+{
+    return value > edge && std::abs(value - edge) > tolerance;
+}
+
+/// The largest value that \p edge does not send on.
+static double reachOf(double edge, double tolerance)
+{
+    const auto isKept = [=](quint64 key) { return !isSentOn(fromKey(key), edge, tolerance); };
+    quint64 kept = keyOf(edge);
+    quint64 sent = keyOf(std::numeric_limits<double>::infinity());
+    const quint64 guess = keyOf(edge + tolerance);
+    if (guess > kept + 2 && isKept(guess - 2))
+        kept = guess - 2;
+    if (guess + 2 < sent && !isKept(guess + 2))
+        sent = guess + 2;
+    while (sent - kept > 1) {
+        const quint64 middle = kept + (sent - kept) / 2;
+        (isKept(middle) ? kept : sent) = middle;
+    }
+    return fromKey(kept);
+}
+
 /// The bins of a histogram, of which a value belongs into the first whose edge does not send it on.
 class Bins
 {
 public:
     /// The last of \p edges sends nothing on. \p first is how far the first bin is away from \p
-    /// low, in bins, as far as is known: a guess that is wrong costs time only.
+    /// low, in bins, as far as is known.
     Bins(const QList<double> &edges, double low, double width, int first, double tolerance)
-        : m_low(low), m_perWidth(1.0 / width), m_first(first), m_last(edges.size() - 1),
-          m_tolerance(tolerance)
+        : m_low(low), m_perStep(steps / width), m_before(static_cast<double>(first) * steps),
+          m_lastPosition((edges.size() - 0.5) * steps)
     {
-        // Fences stand below each bin and above the last.
-        m_fences.push_back(-std::numeric_limits<double>::infinity());
-        m_fences.insert(m_fences.end(), edges.begin(), edges.end() - 1);
-        m_fences.push_back(std::numeric_limits<double>::infinity());
+        for (int i = 0; i < edges.size() - 1; ++i)
+            m_reaches.push_back(reachOf(edges[i], tolerance));
+        m_reaches.push_back(std::numeric_limits<double>::infinity());
+        m_isEven = areStepsEven();
     }
 
+    /// NaN is in the last one.
     int indexOf(double value) const
     {
-        // Not a number ends up at 0 here.
-        const double guess = std::max(0.0, (value - m_low) * m_perWidth - m_first);
-        const int index = guess < m_last ? static_cast<int>(guess) : m_last;
-        return isIn(value, index) ? index : find(value, index);
+        if (m_isEven)
+            return static_cast<int>(corrected(positionOf(value) / steps, value));
+        if (std::isnan(value))
+            return static_cast<int>(m_reaches.size()) - 1;
+        const auto found = std::lower_bound(m_reaches.begin(), m_reaches.end(), value);
+        return static_cast<int>(found - m_reaches.begin());
     }
 
-    static bool isSentOn(double value, double edge, double tolerance)
+    /// Adds to \p found, by bin, how many of \p count values are in it.
+    void count(const double *values, int count, std::vector<int> &found) const
     {
-        return value > edge && std::abs(value - edge) > tolerance;
+        static const int few = 32; // whose positions are kept beside the registers
+        static const int ahead = 512;
+        int *const counts = found.data();
+        int i = 0;
+        for (; m_isEven && i + few <= count; i += few) {
+            for (int j = 0; j < few && i + few + ahead <= count; j += 8)
+                fetch(values + i + ahead + j);
+            // A loop of its own, of which compilers make one that takes several values at a time.
+            quint32 positions[few];
+            quint32 near = 0;
+            for (int j = 0; j < few; ++j) {
+                positions[j] = positionOf(values[i + j]);
+                near |= isNearEdge(positions[j]);
+            }
+            if (near == 0) {
+                for (const quint32 position : positions)
+                    ++counts[position / steps];
+            } else {
+                for (int j = 0; j < few; ++j)
+                    ++counts[corrected(positions[j] / steps, values[i + j])];
+            }
+        }
+        for (; i < count; ++i)
+            ++counts[indexOf(values[i])];
     }
 
 private:
-    /// True only when it is sure. Infinite values and NaN are told by find().
-    bool isIn(double value, int index) const
+    // Bins are cut into steps, so few that the positions in all of them are whole numbers.
+    static const quint32 steps = 2048;
+    static const quint32 nearSteps = 2; // to an edge, which is where tolerance and rounding decide
+
+    quint32 positionOf(double value) const
     {
-        return value - m_fences[index] > m_tolerance && value - m_fences[index + 1] <= m_tolerance;
+        const double position = (value - m_low) * m_perStep - m_before;
+        return static_cast<quint32>(
+            static_cast<int>(std::max(std::min(m_lastPosition, position), m_firstPosition)));
     }
 
-    // Values that lie on the edges, as whole numbers do, are next to where they are guessed.
-    int find(double value, int guess) const
+    static bool isNearEdge(quint32 position)
     {
-        if (std::isnan(value))
-            return m_last;
-        if (guess > 0 && isIn(value, guess - 1))
-            return guess - 1;
-        if (guess < m_last && isIn(value, guess + 1))
-            return guess + 1;
-
-        const auto edges = m_fences.begin() + 1;
-        const auto sendsOn = [&](double edge) { return isSentOn(value, edge, m_tolerance); };
-        return static_cast<int>(std::partition_point(edges, edges + m_last, sendsOn) - edges);
+        return (position + nearSteps) % steps < 2 * nearSteps;
     }
 
-    std::vector<double> m_fences;
+    quint32 corrected(quint32 index, double value) const
+    {
+        while (index > 0 && value <= m_reaches[index - 1])
+            --index;
+        while (value > m_reaches[index])
+            ++index;
+        return index;
+    }
+
+    // Positions rise with the values. So when the values at each edge are near it by their
+    // position, all others are in the bin of theirs. They are not where edges are so close that
+    // many of them are rounded to one.
+    bool areStepsEven() const
+    {
+        if (!std::isfinite(m_low) || !std::isfinite(m_perStep))
+            return false;
+        for (quint32 i = 1; i < m_reaches.size(); ++i) {
+            const double reach = m_reaches[i - 1];
+            const quint32 below = positionOf(reach);
+            const quint32 above = positionOf(std::nextafter(reach, m_reaches.back()));
+            if (below >= i * steps + nearSteps || above < i * steps - nearSteps)
+                return false;
+        }
+        return true;
+    }
+
+    std::vector<double> m_reaches; // the largest value of each bin
     double m_low;
-    double m_perWidth;
-    int m_first;
-    int m_last;
-    double m_tolerance;
+    double m_perStep;
+    double m_before;
+    // The middles of the first and the last bin, beyond which all values are in these. Both are
+    // held as numbers: with a constant, compilers make more of the loop in count() than it is.
+    double m_firstPosition = 0.5 * steps;
+    double m_lastPosition;
+    bool m_isEven;
 };
 
 /// The largest value that is finite, and what is below every other when there is none.
@@ -131,13 +205,15 @@ int Statistics::histogramData(const Data::Array &array, int bins, QList<int> &co
     // A value goes on from edge to edge, so its bin does not depend on the values before it, and
     // the largest opens as many bins as all of them together. Without a width there is no end.
     const double largest = largestFinite(selection, ends);
-    while (width > 0.0 && opened.size() < maxBins &&
-           Bins::isSentOn(largest, opened.last(), tolerance))
+    while (width > 0.0 && opened.size() < maxBins && isSentOn(largest, opened.last(), tolerance))
         openNext();
 
     const Bins all(opened, low, width, before, tolerance);
     std::vector<int> found(static_cast<size_t>(opened.size()));
-    forEachValue(selection, [&](double value) { ++found[all.indexOf(value)]; });
+    forEachRun(selection,
+               [&](const double *values, int count) { all.count(values, count, found); });
+    // Holes were counted like any number, which is faster than to look for them.
+    found[all.indexOf(Data::noValue)] -= selection.size() - ends.count;
 
     while (before + opened.size() < wanted && opened.size() < maxBins) {
         openNext();

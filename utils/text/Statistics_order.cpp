@@ -10,27 +10,8 @@
 
 namespace Utils {
 
-// Numbers are put in order by whole numbers, their keys: these tell all values apart, so that
-// whatever way they are sorted in, the result is the same to the last bit.
-
-static const quint64 signBit = Q_UINT64_C(1) << 63;
-static const quint64 firstKey = Q_UINT64_C(0x000fffffffffffff); // of -infinity, before it is moved
-
-/// The key of \p value: from -infinity over -0.0 and 0.0 to infinity, and all NaNs behind.
-static quint64 keyOf(double value)
-{
-    const quint64 bits = bitsOf(value);
-    const quint64 ordered = bits & signBit ? ~bits : bits | signBit;
-    // NaNs with a sign come out in front of all numbers. From there they wrap around to the end.
-    return ordered - firstKey;
-}
-
-static double fromKey(quint64 key)
-{
-    const quint64 ordered = key + firstKey;
-    return fromBits(ordered & signBit ? ordered & ~signBit : ~ordered);
-}
-
+// Numbers are put in order by their keys: these tell all values apart, so that whatever way they
+// are sorted in, the result is the same to the last bit.
 static bool isBefore(double left, double right) { return keyOf(left) < keyOf(right); }
 
 // Keys lie in the memory of the numbers. They are never read as numbers, which not every machine
@@ -44,28 +25,33 @@ static quint64 keyIn(const double &place)
 
 static void putKey(double &place, quint64 key) { std::memcpy(&place, &key, sizeof key); }
 
-/// Sorts \p count numbers in six rounds, each of which deals their keys out by eleven bits and
-/// keeps the order of the rounds before. \p spare is room for as many.
-static void sortByDigits(double *numbers, double *spare, int count)
-{
-    static const int digitBits = 11;
-    static const int digits = 6;
-    static const int digitValues = 1 << digitBits;
-    const auto digitOf = [](quint64 key, int digit) {
-        return static_cast<int>(key >> (digit * digitBits)) & (digitValues - 1);
-    };
+// Keys are dealt out by digits, the last first, which keeps the order by the digits before.
+static const int digitBits = 11;
+static const int digitValues = 1 << digitBits;
+static const int lowDigits = 2; // that are seldom needed to tell two numbers apart
+static const int digits = 6;
+static const int fewest = 2000; // keys below that are sorted faster by comparing
 
+static int digitOf(quint64 key, int digit)
+{
+    return static_cast<int>(key >> (digit * digitBits)) & (digitValues - 1);
+}
+
+/// Sorts \p count numbers by the digits of their keys from \p first to the one before \p end.
+/// \p spare is room for as many.
+static void sortByDigits(double *numbers, double *spare, int count, int first, int end)
+{
     std::vector<int> counts(digits * digitValues);
     for (int i = 0; i < count; ++i) {
         const quint64 key = keyOf(numbers[i]);
         putKey(numbers[i], key);
-        for (int digit = 0; digit < digits; ++digit)
+        for (int digit = first; digit < end; ++digit)
             ++counts[digit * digitValues + digitOf(key, digit)];
     }
 
     double *from = numbers;
     double *to = spare;
-    for (int digit = 0; digit < digits; ++digit) {
+    for (int digit = first; digit < end; ++digit) {
         int *places = counts.data() + digit * digitValues;
         if (places[digitOf(keyIn(from[0]), digit)] == count)
             continue; // all have the same digit here
@@ -84,19 +70,44 @@ static void sortByDigits(double *numbers, double *spare, int count)
         numbers[i] = fromKey(keyIn(from[i]));
 }
 
+/// Sorts \p count numbers. \p spare is room for as many.
+static void sortMany(double *numbers, double *spare, int count)
+{
+    sortByDigits(numbers, spare, count, lowDigits, digits);
+
+    // What is still out of order is alike in all but the low digits.
+    const auto isAlike = [&](int a, int b) {
+        return (keyOf(numbers[a]) ^ keyOf(numbers[b])) >> (lowDigits * digitBits) == 0;
+    };
+    for (int i = 1; i < count; ++i) {
+        if (!isBefore(numbers[i], numbers[i - 1]))
+            continue;
+        int first = i - 1;
+        while (first > 0 && isAlike(first - 1, i))
+            --first;
+        int end = i + 1;
+        while (end < count && isAlike(end, i))
+            ++end;
+        if (end - first < fewest)
+            std::sort(numbers + first, numbers + end, isBefore);
+        else
+            sortByDigits(numbers + first, spare, end - first, 0, lowDigits);
+        i = end;
+    }
+}
+
 static void sortNumbers(QVector<double> &numbers)
 {
-    static const int shortest = 2000; // below that the rounds cost more than they save
     double *const begin = numbers.data();
     double *const end = begin + numbers.size();
     if (std::is_sorted(begin, end, isBefore))
         return;
 
     std::unique_ptr<double[]> spare;
-    if (numbers.size() >= shortest)
+    if (numbers.size() >= fewest)
         spare.reset(new (std::nothrow) double[static_cast<size_t>(numbers.size())]);
     if (spare)
-        sortByDigits(begin, spare.get(), numbers.size());
+        sortMany(begin, spare.get(), numbers.size());
     else
         std::sort(begin, end, isBefore);
 }
@@ -142,8 +153,8 @@ public:
     }
 
 private:
-    static const int digitBits = 16;
-    static const int digitValues = 1 << digitBits;
+    static const int stepBits = 16;
+    static const int stepValues = 1 << stepBits;
     static const int mostGathered = 1 << 16;
 
     /// All values whose keys begin alike.
@@ -160,12 +171,12 @@ private:
 
     std::vector<int> countsBelow(const Window &window) const
     {
-        std::vector<int> counts(digitValues);
-        const int shift = window.freeBits - digitBits;
+        std::vector<int> counts(stepValues);
+        const int shift = window.freeBits - stepBits;
         forEachValue(m_selection, [&](double value) {
             const quint64 key = keyOf(value);
             if (window.holds(key))
-                ++counts[key >> shift & (digitValues - 1)];
+                ++counts[key >> shift & (stepValues - 1)];
         });
         return counts;
     }
@@ -180,8 +191,8 @@ private:
             while (place >= window.first + window.counts[digit])
                 window.first += window.counts[digit++];
             window.size = window.counts[digit];
-            window.freeBits -= digitBits;
-            window.start = window.start << digitBits | digit;
+            window.freeBits -= stepBits;
+            window.start = window.start << stepBits | digit;
             window.counts.clear();
         }
         if (window.freeBits > 0) {

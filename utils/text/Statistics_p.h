@@ -7,6 +7,10 @@
 #include <algorithm>
 #include <cstring>
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 // How Statistics looks at columns. What is called for each value is a template parameter, so that
 // it is one loop in the end.
 
@@ -19,9 +23,8 @@ constexpr int maxBins = 1000000;
 class Selection
 {
 public:
-    /// How many values are looked at in one go: short enough to stay in the first cache when they
-    /// had to be gathered.
-    static constexpr int runLength = 1024;
+    /// How many values are gathered at a time: they stay in the first cache.
+    static constexpr int bufferSize = 1024;
 
     /// Keeps a reference to \p indices.
     Selection(const Data::Array &array, const QList<int> &indices)
@@ -33,6 +36,9 @@ public:
     }
 
     int size() const { return m_size; }
+
+    /// How many values are looked at in one go.
+    int runLength() const { return m_indices.isEmpty() ? m_size : bufferSize; }
 
     /// The \p count values from number \p first on, gathered in \p buffer where they do not lie
     /// side by side.
@@ -64,10 +70,10 @@ private:
 template <typename Look>
 void forEachRun(const Selection &selection, Look look)
 {
-    double buffer[Selection::runLength];
-    for (qint64 first = 0; first < selection.size(); first += Selection::runLength) {
+    double buffer[Selection::bufferSize];
+    for (qint64 first = 0; first < selection.size(); first += selection.runLength()) {
         const int begin = static_cast<int>(first);
-        const int count = std::min<int>(Selection::runLength, selection.size() - begin);
+        const int count = std::min(selection.runLength(), selection.size() - begin);
         look(selection.values(begin, count, buffer), count);
     }
 }
@@ -88,12 +94,12 @@ void forEachValue(const Selection &selection, Look look)
 template <typename Look>
 void forEachPair(const Selection &a, const Selection &b, Look look)
 {
-    double bufferA[Selection::runLength];
-    double bufferB[Selection::runLength];
+    double bufferA[Selection::bufferSize];
+    double bufferB[Selection::bufferSize];
     const int size = std::min(a.size(), b.size());
-    for (qint64 first = 0; first < size; first += Selection::runLength) {
+    for (qint64 first = 0; first < size; first += Selection::bufferSize) {
         const int begin = static_cast<int>(first);
-        const int count = std::min<int>(Selection::runLength, size - begin);
+        const int count = std::min<int>(Selection::bufferSize, size - begin);
         const double *valuesA = a.values(begin, count, bufferA);
         const double *valuesB = b.values(begin, count, bufferB);
         for (int i = 0; i < count; ++i) {
@@ -101,6 +107,16 @@ void forEachPair(const Selection &a, const Selection &b, Look look)
                 look(valuesA[i], valuesB[i]);
         }
     }
+}
+
+/// Has the memory at \p place fetched, for loops that would outrun it.
+inline void fetch(const double *place)
+{
+#ifdef __SSE2__
+    _mm_prefetch(reinterpret_cast<const char *>(place), _MM_HINT_T0);
+#else
+    Q_UNUSED(place)
+#endif
 }
 
 inline quint64 bitsOf(double value)
@@ -126,6 +142,25 @@ inline quint64 holeMask(double value)
 
 /// The number of values.
 int lengthOf(const Selection &selection);
+
+constexpr quint64 signBit = Q_UINT64_C(1) << 63;
+constexpr quint64 firstKey = Q_UINT64_C(0x000fffffffffffff); // of -infinity, before it is moved
+
+/// A whole number that is greater where \p value is: they go from -infinity over -0.0 and 0.0 to
+/// infinity without a gap, and all NaNs are behind.
+inline quint64 keyOf(double value)
+{
+    const quint64 bits = bitsOf(value);
+    const quint64 ordered = bits & signBit ? ~bits : bits | signBit;
+    // NaNs with a sign come out in front of all numbers. From there they wrap around to the end.
+    return ordered - firstKey;
+}
+
+inline double fromKey(quint64 key)
+{
+    const quint64 ordered = key + firstKey;
+    return fromBits(ordered & signBit ? ordered & ~signBit : ~ordered);
+}
 
 struct Sum
 {
