@@ -168,7 +168,7 @@ private Q_SLOTS:
     void isTheTextOfQtAtAndBesideTies()
     {
         std::mt19937_64 random(1);
-        for (int i = 0; i < 20000; ++i) {
+        for (int i = 0; i < 8000; ++i) {
             const int digits = 1 + static_cast<int>(random() % 16);
             qint64 mantissa = 0;
             for (int digit = 0; digit < digits; ++digit)
@@ -192,7 +192,7 @@ private Q_SLOTS:
     void isTheTextOfQtForRandomNumbers()
     {
         std::mt19937_64 random(2);
-        for (int i = 0; i < 100000; ++i) {
+        for (int i = 0; i < 40000; ++i) {
             const quint64 bits = random();
             double value = 0.0; // any there is, subnormal, infinite and no number included
             std::memcpy(&value, &bits, sizeof(value));

@@ -169,7 +169,7 @@ private Q_SLOTS:
     void areThoseOfEachStep()
     {
         Texts texts(1, QString(" \t\nstna\\\\:*SLASH\u00e4") + QChar(0xd83d) + QChar(0));
-        for (int i = 0; i < 50000; ++i) {
+        for (int i = 0; i < 15000; ++i) {
             const QString text = texts.make(12);
             const QString chars = texts.make(5);
             const QString edgeChars = texts.make(4);
@@ -183,7 +183,7 @@ private Q_SLOTS:
     void areThoseOfEachStepForCharactersThatShareAByte()
     {
         Texts texts(2, QString("aA ") + QChar(0x161) + QChar(0x261) + QChar(0x120) + QChar(0x5c5c));
-        for (int i = 0; i < 20000; ++i) {
+        for (int i = 0; i < 8000; ++i) {
             const QString text = texts.make(12);
             const QString chars = texts.make(4);
 
@@ -200,7 +200,7 @@ private Q_SLOTS:
         const QStringList sets = {"",    " ",    "\t",      "\n",  " \t\n", "s", "stn",
                                   ":=;", " :tn", "\u00e4 ", "[]=", "*",     "ab"};
         Texts texts(3, QString(" \t\nstnab\\\\:=;[]\"\u00e4*") + QChar(0xd83d));
-        for (int i = 0; i < 50000; ++i) {
+        for (int i = 0; i < 15000; ++i) {
             const QString text = texts.make(15);
             const QString chars = sets[texts.number(sets.size())];
             const QString edgeChars = chars.left(texts.number(chars.size() + 1));

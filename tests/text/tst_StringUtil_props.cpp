@@ -186,7 +186,7 @@ private Q_SLOTS:
                 text += alphabet[static_cast<int>(random() % unsigned(alphabet.size()))];
             return text;
         };
-        for (int i = 0; i < 50000; ++i) {
+        for (int i = 0; i < 10000; ++i) {
             Texts map;
             for (unsigned int size = random() % 5; size > 0; --size) {
                 const String key = makeText("ab[]% ;");

@@ -198,7 +198,7 @@ private Q_SLOTS:
         QFETCH(QStringList, pieces);
         std::mt19937 random(1);
         int replacedCount = 0;
-        for (int i = 0; i < 20000; ++i) {
+        for (int i = 0; i < 8000; ++i) {
             // Most texts start with what is known, so that something is replaced.
             QString text = i % 4 == 0 ? "" : "&#38;&#59;";
             text = i % 8 == 3 ? "&#112;&#105;&#35;&#51;&#56;&#59; " : text;
@@ -213,18 +213,15 @@ private Q_SLOTS:
             if (replaced != expected)
                 QFAIL(qPrintable(text + " gives " + replaced + ", not " + expected));
         }
-        QVERIFY(replacedCount > 5000);
+        QVERIFY(replacedCount > 2000);
     }
 
     void bearHugeTexts()
     {
-        const int count = hugeSize / 10;
+        const int count = 120000;
         QString different;
-        QString tokens;
-        for (int i = 0; i < count; ++i) {
+        for (int i = 0; i < count; ++i)
             different += "&#" + QString::number(i + 1000000).rightJustified(7, '0') + ";";
-            tokens += QString::number(i) + ";";
-        }
 
         QVERIFY(StringUtil::replaceSymbol(QString(hugeSize, '&')) == QString(hugeSize, '&'));
         QVERIFY(StringUtil::replaceSymbol(QString(hugeSize, '&') + ";") ==
@@ -239,7 +236,8 @@ private Q_SLOTS:
         QVERIFY(StringUtil::replaceSymbol(QString("&amp;").repeated(hugeSize / 5)) ==
                 QString(hugeSize / 5, '&'));
         QVERIFY(StringUtil::replaceSymbol("&#38;" + QString("#38;").repeated(hugeSize / 4)) == "&");
-        QCOMPARE(StringUtil::replaceSymbol("&;" + tokens).size(), tokens.size() + 2);
+        const QString pieces = QString("&a;").repeated(hugeSize / 3);
+        QVERIFY(StringUtil::replaceSymbol(pieces) == pieces);
         // 114112 of them are code points, of two characters each; the next one ends it.
         QCOMPARE(StringUtil::replaceSymbol(different).size(), 2 * 114112 + 10 * (count - 114112));
     }

@@ -330,7 +330,7 @@ private Q_SLOTS:
         std::mt19937 random(1);
         const QString alphabet = QString("aB1-:. \t\n\n,") + QChar(0xd83d) + QChar(0);
         const QStringList separators = {"\n", "\n", "\n", "a", "\n\n", ""};
-        for (int i = 0; i < 50000; ++i) {
+        for (int i = 0; i < 15000; ++i) {
             QString text;
             for (unsigned int size = random() % 20; size > 0; --size)
                 text += alphabet[static_cast<int>(random() % 13)];
