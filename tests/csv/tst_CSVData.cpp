@@ -342,6 +342,20 @@ private Q_SLOTS:
         QCOMPARE(isParsed(*data, 2), use >= 6);
     }
 
+    void splitsNoRowForANegativeColumn_data() { addBackends(/*withFile=*/false); }
+
+    void splitsNoRowForANegativeColumn()
+    {
+        const auto data = makeData("a,b", /*parseNow=*/false);
+
+        data->data(0, -1);
+        data->dataValue(0, -1, nullptr);
+        data->colData(-1, 0);
+        data->colDataValue(-1, 0);
+
+        QVERIFY(!isParsed(*data, 0));
+    }
+
     void splitsAtOnceWhenAskedTo_data() { addBackends(/*withFile=*/false); }
 
     void splitsAtOnceWhenAskedTo()
