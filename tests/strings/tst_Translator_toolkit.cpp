@@ -1,6 +1,7 @@
 // The toolkit itself in German: its menus, dialogs and shortcuts, and a form.
 
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/SettingsHome.h"
 #include "ui_PlateForm.h"
 #include "utils/files/File.h"
 #include "utils/strings/StringTable.h"
@@ -151,6 +152,7 @@ private Q_SLOTS:
 
 int main(int argc, char *argv[])
 {
+    const SettingsHome home; // the dialog of colours reads settings
     qputenv("QT_STYLE_OVERRIDE", "fusion");
     const QApplication application(argc, argv);
     tst_Translator_toolkit test;

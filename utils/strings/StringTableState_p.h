@@ -30,7 +30,7 @@ struct StringTableState
     Data::String productContext;                   // one more name
     QMap<Data::String, Data::String> uiIndex;      // name of a form => key of its table
     Translator *translator = nullptr;              // never deleted: the application may know it
-    QHash<Data::String, Data::String> found;       // key => text, of what tables was asked for
+    QHash<Data::String, Data::String> found;       // key => text, asked for since load()
     static bool alive; // a plain bool, so that what dies later may still ask
 };
 extern StringTableState stringTableState;
