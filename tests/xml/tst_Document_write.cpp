@@ -6,6 +6,8 @@
 #include "utils/files/File.h"
 #include "utils/xml/Element.h"
 
+#include <QProcess>
+#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -157,7 +159,157 @@ private Q_SLOTS:
         takeApart(document);
     }
 
+    // Each of them is in data/, and in data/written/ as it is written.
+    void writesRealDocuments_data()
+    {
+        QTest::addColumn<QString>("name");
+        for (const QString &name : documents())
+            QTest::newRow(qPrintable(name)) << name;
+        QVERIFY(documents().size() >= 9);
+    }
+
+    void writesRealDocuments()
+    {
+        QFETCH(QString, name);
+        const String path = m_folder->filePath(name);
+        Document document(Document::Normal, 0.0);
+        String error;
+        QVERIFY2(document.open(QString(DOCUMENTS "/") + name, "", error), qPrintable(error));
+
+        QVERIFY(document.write(path));
+
+        QCOMPARE(Utils::File::read(path), Utils::File::read(QString(DOCUMENTS "/written/") + name));
+    }
+
+    void writesTheSameInEveryRun_data()
+    {
+        QTest::addColumn<QString>("seed"); // of the toolkit's hashes, "" is a random one
+        for (const char *seed : {"0", "1", "2", "12345", "2147483647", ""})
+            QTest::newRow(*seed ? seed : "random") << seed;
+    }
+
+    void writesTheSameInEveryRun()
+    {
+        QFETCH(QString, seed);
+        QStringList arguments;
+        for (const QString &name : documents())
+            arguments << QString(DOCUMENTS "/") + name << m_folder->filePath(name);
+        // Many attributes in lines that are not laid out.
+        QByteArray contents = "<!DOCTYPE r [";
+        for (int i = 0; i < 50; ++i)
+            contents += "<!ENTITY e" + QByteArray::number(i * 37 % 50) + " SYSTEM 's'>\n";
+        contents += "]><r>";
+        for (int i = 0; i < 200; ++i) {
+            contents += "<x";
+            for (int j = 0; j <= i; ++j)
+                contents +=
+                    " a" + QByteArray::number(j * 73 % 211) + "='" + QByteArray::number(j) + "'";
+            contents += ">text</x>";
+        }
+        const QString source = makeFile(m_folder->filePath("source.xml"), contents + "</r>");
+        const QString target = m_folder->filePath("target.xml");
+        const QString again = m_folder->filePath("again.xml");
+        arguments << source << target << target << again;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        if (seed.isEmpty())
+            environment.remove("QT_HASH_SEED");
+        else
+            environment.insert("QT_HASH_SEED", seed);
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(WRITE_CHILD, arguments);
+        process.waitForFinished(-1);
+        QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0,
+                 process.readAllStandardError());
+
+        for (const QString &name : documents())
+            QCOMPARE(Utils::File::read(m_folder->filePath(name)),
+                     Utils::File::read(QString(DOCUMENTS "/written/") + name));
+        // The one of this process, which has a seed of its own.
+        Document document(Document::Normal, 0.0);
+        String error;
+        QVERIFY(document.open(source, "", error));
+        QVERIFY(document.write(m_folder->filePath("own.xml")));
+        QCOMPARE(Utils::File::readRaw(target), Utils::File::readRaw(m_folder->filePath("own.xml")));
+        QCOMPARE(Utils::File::readRaw(again), Utils::File::readRaw(target));
+    }
+
+    // Whatever has no mixed content, no "*" comments, and no lines of a text that make its tag end.
+    void writesTheSameOfWhatItHasWritten()
+    {
+        QRandomGenerator random(1);
+        const String first = m_folder->filePath("first.xml");
+        const String second = m_folder->filePath("second.xml");
+        for (int i = 0; i < 300; ++i) {
+            Document document(Document::Normal, 0.0);
+            document.appendChild(
+                document.createProcessingInstruction("xml", "version='1.0' encoding='UTF-8'"));
+            addComments(document, document, random);
+            document.appendChild(randomElement(document, random, 0));
+            addComments(document, document, random);
+            Document read(Document::Normal, 0.0);
+            String error;
+
+            QVERIFY(document.write(first));
+            QVERIFY2(read.open(first, "", error), qPrintable(error + Utils::File::read(first)));
+            QVERIFY(read.write(second));
+
+            QCOMPARE(Utils::File::read(second), Utils::File::read(first));
+        }
+    }
+
 private:
+    static QStringList documents() { return QDir(DOCUMENTS).entryList({"*.xml"}, QDir::Files); }
+
+    static QString randomText(QRandomGenerator &random)
+    {
+        static const QStringList pieces = {
+            "<",  ">",  "&",        "\"",         "'",     " ",    "\n",
+            "\t", "\r", "text",     "=\"",        "/>",    "]]>",  "\u00e4",
+            "x",  "-",  "<!--*-->", "\U0001f600", "&amp;", "</a>", "\u00a0"};
+        QString text = "t";
+        for (int i = random.bounded(8); i > 0; --i)
+            text += pieces.at(random.bounded(pieces.size()));
+        return text;
+    }
+
+    static QDomElement randomElement(QDomDocument &document, QRandomGenerator &random, int depth)
+    {
+        static const QStringList names = {"a",   "name", "type",   "Alpha",
+                                          "x-1", "x1",   "\u00e4", "p:q"};
+        QDomElement element = document.createElement(names.at(random.bounded(names.size())));
+        for (int i = random.bounded(5); i > 0; --i)
+            element.setAttribute(names.at(random.bounded(names.size())), randomText(random).mid(1));
+        switch (depth > 4 ? 3 : random.bounded(5)) {
+        case 0:
+            // A line that ends with ">" would make a tag of the first one.
+            element.appendChild(document.createTextNode(randomText(random).remove('>')));
+            break;
+        case 1:
+            element.appendChild(
+                document.createCDATASection(randomText(random).remove("]]>").remove('\r')));
+            break;
+        case 2:
+        case 4:
+            for (int i = random.bounded(5); i > 0; --i) {
+                addComments(document, element, random);
+                element.appendChild(randomElement(document, random, depth + 1));
+            }
+            break;
+        default:
+            break;
+        }
+        return element;
+    }
+
+    static void addComments(QDomDocument &document, QDomNode parent, QRandomGenerator &random)
+    {
+        if (random.bounded(4) == 0)
+            parent.appendChild(document.createComment(randomText(random).remove('-').remove('\r')));
+        if (random.bounded(8) == 0)
+            parent.appendChild(document.createProcessingInstruction("p", "z=\"1\" a=\"2\""));
+    }
+
     std::unique_ptr<QTemporaryDir> m_folder;
 };
 

@@ -26,32 +26,29 @@ static QStringList namesInTag(const QString &tag)
     return names;
 }
 
-QList<QDomNode> attributeNodes(const QDomElement &element)
+QList<QDomNode> manyAttributes(const QDomElement &element)
 {
-    constexpr int few = 100;
+    QString tag;
+    QTextStream stream(&tag);
+    element.cloneNode(/*deep=*/false).save(stream, -1);
 
     const QDomNamedNodeMap map = element.attributes();
-    QList<QDomNode> nodes;
-    if (map.count() > few) {
-        QString tag;
-        QTextStream stream(&tag);
-        element.cloneNode(/*deep=*/false).save(stream, -1);
-        const QStringList names = namesInTag(tag);
-        // Other names come from namespaces, from what no file could hold, and from attributes that
-        // are there twice.
-        if (names.size() == map.count() &&
-            QSet<QString>(names.begin(), names.end()).size() == names.size()) {
-            for (const QString &name : names)
-                nodes.append(map.namedItem(name));
-            const auto isMissing = [](const QDomNode &node) { return node.isNull(); };
-            if (std::none_of(nodes.cbegin(), nodes.cend(), isMissing))
-                return nodes;
-            nodes.clear();
-        }
+    const QStringList names = namesInTag(tag);
+    QList<QDomNode> attributes;
+    // Other names come from namespaces, from what no file could hold, and from attributes that are
+    // there twice.
+    const QSet<QString> different(names.begin(), names.end());
+    if (names.size() == map.count() && different.size() == names.size()) {
+        for (const QString &name : names)
+            attributes.append(map.namedItem(name));
+        const auto isMissing = [](const QDomNode &attribute) { return attribute.isNull(); };
+        if (std::none_of(attributes.cbegin(), attributes.cend(), isMissing))
+            return attributes;
+        attributes.clear();
     }
     for (int i = 0; i < map.count(); ++i)
-        nodes.append(map.item(i));
-    return nodes;
+        attributes.append(map.item(i));
+    return attributes;
 }
 
 } // namespace Xml

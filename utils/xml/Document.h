@@ -59,8 +59,9 @@ public:
     /// hundred for each byte of the file.
     bool open(const Data::String &path, const Data::String &docType, Data::String &error);
 
-    /// Writes the document to the file at \p path, as UTF-8 whatever its XML declaration says.
-    /// False when the file cannot be opened, and, with the file as it was, when elements are nested
+    /// Writes the document to the file at \p path, as UTF-8. Its XML declaration stays as it is,
+    /// even where it names another encoding and makes the file unreadable, which is meant. False
+    /// when the file cannot be opened, and, with the file as it was, when elements are nested
     /// deeper than 5000 levels. (QDomDocument itself does not bear that either: whoever makes so
     /// deep a tree has to take it apart, or the stack ends with the last copy of the document.)
     ///

@@ -61,17 +61,21 @@ static bool isPlainName(const QString &name)
 {
     const auto isPlain = [](QChar character) {
         const ushort code = character.unicode();
-        return code > ' ' && code != '"' && code != '<' && code != '>' && code != '=' &&
-               code != '/' && code != '!' && code != '?';
+        // What is above "?" are letters, mostly.
+        return code > '?' || (code > ' ' && code != '"' && code != '<' && code != '>' &&
+                              code != '=' && code != '/' && code != '!' && code != '?');
     };
     return !name.isEmpty() && std::all_of(name.cbegin(), name.cend(), isPlain);
 }
 
-/// The name that the toolkit writes of \p node, which has no namespace.
+/// The name that the toolkit writes of \p node, without its prefix.
 static QString writtenName(const QDomNode &node)
 {
+    const QString name = node.nodeName();
+    if (!name.contains(QLatin1Char(':')))
+        return name;
     const QString local = node.localName(); // null unless made for namespaces
-    return local.isNull() ? node.nodeName() : local;
+    return local.isNull() ? name : local;
 }
 
 /// Whether \p character may have to be written as something else. Beyond ASCII that is up to the
@@ -93,7 +97,6 @@ DocumentText::DocumentText(const QDomDocument &document)
     // UTF-8, and those of 16 and 32 bits
     const int mib = m_codec->mibEnum();
     m_isUnicode = mib == 106 || (mib >= 1013 && mib <= 1019);
-    m_line.reserve(1024);
 }
 
 QStringList DocumentText::pieces()
@@ -241,87 +244,89 @@ void DocumentText::writeLeaf(const QDomNode &node)
 void DocumentText::readAttributes(const QDomElement &element)
 {
     m_attributes.clear();
-    if (!element.hasAttributes())
-        return;
-    const QList<QDomNode> nodes = attributeNodes(element);
-    for (const QDomNode &node : nodes) {
-        const QString space = node.namespaceURI();
-        const QString name = writtenName(node);
-        if (space.isNull())
-            m_attributes.push_back({name, node.nodeValue(), {}, {}});
-        else
-            m_attributes.push_back(
-                {node.prefix() + QLatin1Char(':') + name, node.nodeValue(), node.prefix(), space});
+    forEachAttribute(element, [this](const QDomNode &node) {
+        Attribute attribute;
+        attribute.name = writtenName(node);
+        attribute.value = node.nodeValue();
+        attribute.space = node.namespaceURI();
+        if (!attribute.space.isNull()) {
+            attribute.prefix = node.prefix();
+            attribute.name.prepend(attribute.prefix + QLatin1Char(':'));
+        }
+        m_attributes.push_back(std::move(attribute));
+    });
+    m_sorted.clear();
+    for (Attribute &attribute : m_attributes)
+        m_sorted.push_back(&attribute);
+}
+
+/// By the text of each, of which what follows the name counts, too: "a1=" < "a=".
+bool DocumentText::isBefore(const Attribute *left, const Attribute *right)
+{
+    if (left->rank != right->rank)
+        return left->rank < right->rank;
+    const QChar *one = left->name.cbegin();
+    const QChar *other = right->name.cbegin();
+    const QChar *const oneEnd = left->name.cend();
+    const QChar *const otherEnd = right->name.cend();
+    while (one != oneEnd && other != otherEnd && *one == *other) {
+        ++one;
+        ++other;
     }
+    const ushort oneNext = one == oneEnd ? '=' : one->unicode();
+    const ushort otherNext = other == otherEnd ? '=' : other->unicode();
+    return oneNext < otherNext;
 }
 
 /// Sorts the attributes as they are laid out. False when that takes their text.
 bool DocumentText::sortByText()
 {
-    for (const Attribute &attribute : m_attributes) {
+    for (Attribute &attribute : m_attributes) {
         if (!attribute.space.isNull() || !isPlainName(attribute.name))
             return false;
+        const bool isFourLong = attribute.name.size() == 4;
+        if (isFourLong && attribute.name == QLatin1String("name"))
+            attribute.rank = 0;
+        else if (isFourLong && attribute.name == QLatin1String("type"))
+            attribute.rank = 1;
     }
-
-    const auto rank = [](const QString &name) {
-        return name == QLatin1String("name") ? 0 : name == QLatin1String("type") ? 1 : 2;
-    };
-    // What follows a name counts, as in "a1=" < "a=".
-    const auto isLess = [&](const Attribute &left, const Attribute &right) {
-        const int leftRank = rank(left.name);
-        const int rightRank = rank(right.name);
-        if (leftRank != rightRank)
-            return leftRank < rightRank;
-        const int common = std::min(left.name.size(), right.name.size());
-        for (int i = 0; i < common; ++i) {
-            if (left.name.at(i) != right.name.at(i))
-                return left.name.at(i) < right.name.at(i);
-        }
-        if (left.name.size() == right.name.size())
-            return false;
-        return common == left.name.size() ? QLatin1Char('=') < right.name.at(common)
-                                          : left.name.at(common) < QLatin1Char('=');
-    };
-    std::sort(m_attributes.begin(), m_attributes.end(), isLess);
+    std::sort(m_sorted.begin(), m_sorted.end(), isBefore);
     // The tree can be made to hold one twice.
-    const auto isSame = [](const Attribute &left, const Attribute &right) {
-        return left.name == right.name;
+    const auto isSame = [](const Attribute *left, const Attribute *right) {
+        return left->name == right->name;
     };
-    return std::adjacent_find(m_attributes.begin(), m_attributes.end(), isSame) ==
-           m_attributes.end();
+    return std::adjacent_find(m_sorted.begin(), m_sorted.end(), isSame) == m_sorted.end();
 }
 
 /// Sorts the attributes as the toolkit does with seed 0.
 void DocumentText::sortByHash()
 {
-    if (m_attributes.size() < 2)
+    const int count = static_cast<int>(m_sorted.size());
+    if (count < 2)
         return;
-    std::sort(m_attributes.begin(), m_attributes.end(),
-              [](const Attribute &left, const Attribute &right) {
-                  return left.name != right.name ? left.name < right.name
-                                                 : left.value < right.value;
-              });
-    const int count = static_cast<int>(m_attributes.size());
+    std::sort(m_sorted.begin(), m_sorted.end(), [](const Attribute *left, const Attribute *right) {
+        return left->name != right->name ? left->name < right->name : left->value < right->value;
+    });
     bool isKnown = m_names.size() == count;
     for (int i = 0; isKnown && i < count; ++i)
-        isKnown = m_names.at(i) == m_attributes[i].name;
+        isKnown = m_names.at(i) == m_sorted[static_cast<size_t>(i)]->name;
     if (!isKnown) {
         m_names.clear();
-        for (const Attribute &attribute : m_attributes)
-            m_names.append(attribute.name);
+        for (const Attribute *attribute : m_sorted)
+            m_names.append(attribute->name);
         m_order = hashOrder(m_names);
     }
-    std::vector<Attribute> ordered;
-    for (const int index : qAsConst(m_order))
-        ordered.push_back(m_attributes[index]);
-    m_attributes.swap(ordered);
+    const std::vector<Attribute *> byName = m_sorted;
+    for (int i = 0; i < count; ++i)
+        m_sorted[static_cast<size_t>(i)] = byName[static_cast<size_t>(m_order.at(i))];
 }
 
 /// Writes the attributes of an element with the prefix \p elementPrefix.
 void DocumentText::writeAttributes(const QString &elementPrefix)
 {
     QStringList declared;
-    for (const Attribute &attribute : m_attributes) {
+    for (const Attribute *const sorted : m_sorted) {
+        const Attribute &attribute = *sorted;
         add(u" ");
         add(attribute.name);
         add(u"=\"");
@@ -350,9 +355,9 @@ QString DocumentText::toolkitText(const QDomNode &node) const
 
 void DocumentText::indent()
 {
-    const int width = indentWidth * static_cast<int>(m_levels.size());
-    m_line.resize(m_line.size() + width);
-    std::fill_n(m_line.end() - width, width, QLatin1Char(' '));
+    const int before = m_line.size();
+    m_line.resize(before + indentWidth * static_cast<int>(m_levels.size()));
+    std::fill(m_line.begin() + before, m_line.end(), QLatin1Char(' '));
 }
 
 void DocumentText::add(QStringView text)
@@ -388,10 +393,8 @@ void DocumentText::addEncoded(const QString &text, int what)
             continue;
         add(QStringView(start, at));
         start = at + 1;
-        if (replacement)
-            m_line += QLatin1String(replacement);
-        else
-            m_line += QLatin1String("&#x") + QString::number(character, 16) + QLatin1Char(';');
+        add(replacement ? QString(QLatin1String(replacement))
+                        : QStringLiteral("&#x%1;").arg(character, 0, 16));
     }
     add(QStringView(start, end));
 }
@@ -424,11 +427,12 @@ void DocumentText::endLine()
 /// every line with an end tag.
 void DocumentText::flushLine()
 {
-    if (m_isTag || (m_hasEndTag && !m_line.contains(lineEnd)))
-        m_piece += m_line;
+    const QStringView line(m_line.constData(), m_line.size());
+    if (m_isTag || (m_hasEndTag && line.indexOf(lineEnd) < 0))
+        m_piece.append(line.data(), m_line.size());
     else
-        m_layout.append(m_line, m_piece);
-    m_line.resize(0);
+        m_layout.append(line, m_piece);
+    m_line.clear();
     m_isTag = false;
     m_hasEndTag = false;
 }

@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QStringList>
 #include <QTextCodec>
+#include <QVarLengthArray>
 #include <QVector>
 
 #include <vector>
@@ -43,6 +44,7 @@ private:
         QString value;
         QString prefix;
         QString space; // null when it was not made for namespaces
+        int rank = 2;  // 0 of a "name", 1 of a "type"
     };
     /// What is written as a reference, beside what always is.
     enum Encoding
@@ -57,6 +59,7 @@ private:
     QDomNode closeElement();
     void writeLeaf(const QDomNode &node);
     void readAttributes(const QDomElement &element);
+    static bool isBefore(const Attribute *left, const Attribute *right);
     bool sortByText();
     void sortByHash();
     void writeAttributes(const QString &elementPrefix);
@@ -75,12 +78,13 @@ private:
     QHash<ushort, bool> m_encodable;     // what is known of other characters
     std::vector<Level> m_levels;         // the open elements
     std::vector<Attribute> m_attributes; // of the current element
+    std::vector<Attribute *> m_sorted;   // the same in their order
     QVector<QString> m_names;            // of the attributes that were sorted by hash last
     QVector<int> m_order;                // and their order
     LineLayout m_layout;
-    QString m_line;
-    bool m_isTag = false;     // the line is one tag, laid out already
-    bool m_hasEndTag = false; // it stays as it is, if it is one line
+    QVarLengthArray<QChar, 1024> m_line; // kept, so that it is allocated once
+    bool m_isTag = false;                // the line is one tag, laid out already
+    bool m_hasEndTag = false;            // it stays as it is, if it is one line
     QString m_piece;
     QStringList m_pieces;
 };

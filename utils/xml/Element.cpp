@@ -104,8 +104,7 @@ QList<QDomAttr> Element::orderedAttributes() const
 {
     const QDomNamedNodeMap map = attributes();
     QStringList names;
-    for (const QDomNode &attribute : attributeNodes(*this))
-        names.append(attribute.nodeName());
+    forEachAttribute(*this, [&](const QDomNode &attribute) { names.append(attribute.nodeName()); });
     // By case first, so that names that differ in nothing else have one order.
     names.sort(Qt::CaseSensitive);
     std::stable_sort(names.begin(), names.end(), [](const QString &left, const QString &right) {
@@ -159,14 +158,11 @@ static QString replaced(const QString &value, const QString &oldValue, const QSt
 static void replaceInAttributes(const QDomElement &element, const QString &oldValue,
                                 const QString &newValue)
 {
-    if (!element.hasAttributes())
-        return;
-    const QList<QDomNode> attributes = attributeNodes(element);
-    for (QDomNode attribute : attributes) {
+    forEachAttribute(element, [&](QDomNode attribute) {
         const QString value = attribute.nodeValue();
         if (value.contains(oldValue))
             attribute.setNodeValue(replaced(value, oldValue, newValue));
-    }
+    });
 }
 
 static void replaceInTexts(const Element &element, const QString &oldValue, const QString &newValue)

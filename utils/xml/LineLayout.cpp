@@ -7,53 +7,71 @@ namespace Xml {
 
 static const QLatin1Char lineEnd('\n');
 static const QLatin1Char blank(' ');
-static const QLatin1Char quote('"');
 
 static bool startsWith(QStringView text, QStringView start)
 {
     return text.size() >= start.size() && std::equal(start.cbegin(), start.cend(), text.cbegin());
 }
 
+/// By code unit. The comparison of QStringView is a call into the toolkit, which costs more than
+/// most tokens, of which the first character tells.
+static bool isBefore(QStringView left, QStringView right)
+{
+    return std::lexicographical_compare(left.cbegin(), left.cend(), right.cbegin(), right.cend());
+}
+
+/// Puts \p text at \p target, and gives what is behind it.
+static QChar *put(QStringView text, QChar *target)
+{
+    return std::copy(text.cbegin(), text.cend(), target);
+}
+
+static QChar *put(QLatin1Char character, QChar *target)
+{
+    *target = character;
+    return target + 1;
+}
+
 void LineLayout::append(QStringView text, QString &target)
 {
+    // No line gets longer: each token that is kept had a character behind it that is not.
+    const int before = target.size();
+    target.resize(before + static_cast<int>(text.size()));
+    QChar *end = target.data() + before;
     while (true) {
         const auto length = text.indexOf(lineEnd);
         if (length < 0)
             break;
-        appendLine(text.left(length), target);
-        target += lineEnd;
+        end = putLine(text.left(length), end);
+        end = put(lineEnd, end);
         text = text.mid(length + 1);
     }
-    appendLine(text, target);
+    end = putLine(text, end);
+    target.resize(static_cast<int>(end - target.constData()));
 }
 
-void LineLayout::appendLine(QStringView line, QString &target)
+QChar *LineLayout::putLine(QStringView line, QChar *target)
 {
     const QStringView text = line.trimmed();
     if (text == QStringView(u"<!--*-->"))
-        return;
-    if (!readTokens(text)) {
-        target.append(line.data(), static_cast<int>(line.size()));
-        return;
-    }
+        return target;
+    if (!readTokens(text))
+        return put(line, target);
 
     // The trimmed text starts with the first "<".
-    const auto add = [&](QStringView token) {
-        target.append(token.data(), static_cast<int>(token.size()));
-    };
-    add(QStringView(line.data(), text.data() + 1));
-    add(m_tag);
-    const auto addAttribute = [&](QStringView token) {
-        target += blank;
-        add(token);
+    target = put(QStringView(line.data(), text.data() + 1), target);
+    target = put(m_tag, target);
+    const auto putAttribute = [&](QStringView token) {
+        target = put(blank, target);
+        target = put(token, target);
     };
     if (!m_name.isEmpty())
-        addAttribute(m_name);
+        putAttribute(m_name);
     if (!m_type.isEmpty())
-        addAttribute(m_type);
+        putAttribute(m_type);
     for (const QStringView &token : m_others)
-        addAttribute(token);
-    add(m_ending);
+        putAttribute(token);
+    return put(m_ending, target);
 }
 
 /// Takes the tokens of the trimmed line \p tag. False when it does not look like a start tag with
@@ -111,7 +129,7 @@ bool LineLayout::readTokens(QStringView tag)
     if (!hasBlank || !hasValue || startsWith(tag, u"</"))
         return false;
 
-    std::sort(m_others.begin(), m_others.end());
+    std::sort(m_others.begin(), m_others.end(), isBefore);
     return true;
 }
 

@@ -16,7 +16,7 @@ public:
     void append(QStringView text, QString &target);
 
 private:
-    void appendLine(QStringView line, QString &target);
+    QChar *putLine(QStringView line, QChar *target);
     bool readTokens(QStringView tag);
     void take(QStringView token);
 
