@@ -316,6 +316,37 @@ private Q_SLOTS:
         }
     }
 
+    void writesManyTextsAsThePlainWriterDoes()
+    {
+        const QTemporaryDir folder;
+        Random random(1);
+        TagFile file;
+        PlainTags plain;
+        for (int i = 0; i < 3000; ++i) {
+            TagFile::Tag &tag = file.addTag(QString(1 + random.below(40), 'n'), "");
+            for (int properties = random.below(30); properties > 0; --properties) {
+                const QString key(random.below(20), random.oneIn(50) ? ':' : 'k');
+                const QString value(random.below(30), random.oneIn(50) ? QChar(0xe4) : 'v');
+                tag.add(key, Data::String(value));
+            }
+            plain.push_back(std::make_unique<TagFile::Tag>(tag));
+        }
+        QByteArray expected;
+        {
+            QTextStream stream(&expected);
+            stream.setCodec("UTF-8");
+            writePlainly(stream, file.options(), plain);
+        }
+        Data::String error;
+
+        QVERIFY(file.save(folder.filePath("a"), error));
+
+        QFile saved(folder.filePath("a"));
+        QVERIFY(saved.open(QIODevice::ReadOnly));
+        QVERIFY(saved.readAll() == expected);
+        QVERIFY(file.toString() == Data::String(QString::fromUtf8(expected)));
+    }
+
     // What ends a block and a line at once is rare in random text.
     void readsTheEndsOfBlocksAsAStreamDoes_data()
     {
@@ -342,6 +373,15 @@ private Q_SLOTS:
         row("an escape across", "\\:k: 1\n");
         row("a tag behind", "\n*b\n");
         row("a tag behind, with a cut sequence", "\n*b\n\xe4");
+    }
+
+    void cutsLongLinesAsAStreamDoes()
+    {
+        // A CR at the end of a piece goes when the device has nothing more, and stays before.
+        const QByteArray content = "*t\nk:99999\n" + QByteArray("aaa\r").repeated(10000);
+
+        for (const int maxLineLength : {8, 12, 13})
+            QVERIFY(readsAlike(content, 0, maxLineLength));
     }
 
     void readsTheEndsOfBlocksAsAStreamDoes()

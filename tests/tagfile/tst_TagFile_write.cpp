@@ -662,6 +662,22 @@ private Q_SLOTS:
         QVERIFY(back.value(1) == "8 b: k=" + file.tag(1).values[0]);
     }
 
+    void leavesNoGapWhereADiskWasFullForAWhile()
+    {
+        static FullDisk *fullDisk = nullptr;
+        TagFile file;
+        for (int i = 0; i < 10000; ++i)
+            addProperties(file, {"k", "some value"});
+        Data::String error;
+        {
+            FullDisk disk(1000, [](int) { fullDisk->makeRoom(); });
+            fullDisk = &disk;
+            QVERIFY(file.save(path("a"), error));
+        }
+
+        QCOMPARE(contentsOf(path("a")), file.toString().left(1000).toUtf8());
+    }
+
     void goesOnBehindADeviceThatTakesNothing()
     {
         if (!QFile::exists("/dev/full"))
