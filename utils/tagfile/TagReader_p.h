@@ -20,7 +20,7 @@ constexpr int maxTagLineLength = 1 << 28;
 /// there in \p tags.
 void readTags(QTextStream &in, int options, TagList &tags, int maxLineLength = maxTagLineLength);
 
-/// The same for a text in UTF-8, exactly as by a QTextStream on \p device, in a third of the time.
+/// The same for a text in UTF-8, exactly as by a QTextStream on \p device, but faster.
 void readTags(QIODevice &device, int options, TagList &tags, int maxLineLength = maxTagLineLength);
 
 } // namespace Utils
