@@ -189,10 +189,10 @@ public:
 
     static QStringList kinds()
     {
-        return {"normal",   "uniform",  "whole",       "two values",
-                "equal",    "close",    "any bits",    "any bits finite",
-                "zeros",    "sorted",   "upside down", "with outliers",
-                "with NaN", "infinite", "tiny",        "large and near"};
+        return {"normal",         "uniform",       "whole",           "two values", "equal",
+                "close",          "any bits",      "any bits finite", "zeros",      "sorted",
+                "upside down",    "with outliers", "with NaN",        "infinite",   "tiny",
+                "large and near", "in groups"};
     }
 
     int below(int end) { return std::uniform_int_distribution<int>(0, end - 1)(m_random); }
@@ -255,6 +255,8 @@ private:
             return 5e-324 * (below(2000) - 1000);
         if (kind == "large and near")
             return 1e15 + below(40);
+        if (kind == "in groups") // that are alike but for their last bits
+            return 1 + below(4096) / 4096.0 + below(1 << 20) * 2e-16;
         return normal();
     }
 

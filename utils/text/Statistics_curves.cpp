@@ -140,11 +140,9 @@ private:
 
     // Positions rise with the values. So when the values at each edge are near it by their
     // position, all others are in the bin of theirs. They are not where edges are so close that
-    // many of them are rounded to one.
+    // many of them are rounded to one, or where the bins start at an infinite value.
     bool areStepsEven() const
     {
-        if (!std::isfinite(m_low) || !std::isfinite(m_perStep))
-            return false;
         for (quint32 i = 1; i < m_reaches.size(); ++i) {
             const double reach = m_reaches[i - 1];
             const quint32 below = positionOf(reach);
