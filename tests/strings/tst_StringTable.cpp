@@ -9,6 +9,27 @@
 using Utils::StringTable;
 using Utils::stringTableState;
 
+/// Sets the catalogue up when the application hears of a translator, and tells how it was then.
+class SetUpByEvent : public QObject
+{
+public:
+    SetUpByEvent() { QCoreApplication::instance()->installEventFilter(this); }
+
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        if (event->type() == QEvent::LanguageChange && ++calls < 10) {
+            text = StringTable::lookup(".A.id");
+            translator = stringTableState.translator;
+            StringTable::initialize("de", "C", "D");
+        }
+        return QObject::eventFilter(object, event);
+    }
+
+    int calls = 0;
+    Data::String text;
+    Utils::Translator *translator = nullptr;
+};
+
 /// The steps of a lookup in plain words, by QString::section().
 static Data::String slowLookup(const Data::String &key)
 {
@@ -96,6 +117,22 @@ private Q_SLOTS:
         QCOMPARE(stringTableState.productContext, Data::String("B"));
         QVERIFY(translator);
         QCOMPARE(stringTableState.translator, translator);
+    }
+
+    void isSetUpOnceByWhoHearsOfIt()
+    {
+        putText(".A", ".id", "text");
+        const SetUpByEvent receiver;
+
+        StringTable::initialize("en", "A", "B");
+
+        QCOMPARE(receiver.calls, 1);
+        QCOMPARE(receiver.text, Data::String(".A.id"));
+        QVERIFY(!receiver.translator);
+        QVERIFY(stringTableState.translator);
+        QCOMPARE(stringTableState.language, Data::String("en"));
+        QCOMPARE(stringTableState.contexts, Data::String("A"));
+        QCOMPARE(stringTableState.productContext, Data::String("B"));
     }
 
     void isNotSetUpWithoutALanguage()

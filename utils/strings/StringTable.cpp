@@ -68,7 +68,15 @@ void StringTable::initialize(const Data::String &language, const Data::String &c
     if (!state.language.isEmpty() || language.isEmpty())
         return;
 
+    // The translator tells the application of itself before there is a language, and who hears of
+    // it may call back.
+    static bool isRunning = false;
+    if (isRunning)
+        return;
+    isRunning = true;
     state.translator = new Translator;
+    isRunning = false;
+
     state.language = language;
     if (language.size() == 5 && language.endsWith(QLatin1String("IDS")))
         state.language = language.left(2);

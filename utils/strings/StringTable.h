@@ -30,6 +30,8 @@ public:
     /// Makes the Translator that answers the toolkit from the catalogue, so the application object
     /// must be there; the translator is never deleted. \p contexts is the name of a context or
     /// several separated by ";", \p productContext one more: the parts of files that are read.
+    /// The application hears of the translator (QEvent::LanguageChange) while every key still
+    /// stands for itself; a call from there changes nothing.
     ///
     ///     "en"     => "en"
     ///     "enIDS"  => "en"    five characters that end with "IDS": the first two
