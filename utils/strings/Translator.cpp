@@ -77,7 +77,7 @@ static Data::String widgetText(const Data::String &source)
     return StringTable::lookup(table + source);
 }
 
-/// Null when no strings of the form are loaded.
+/// "" when no strings of the form are loaded.
 static Data::String formText(const Data::String &form, const Data::String &source)
 {
     if (!StringTableState::alive || !stringTableState.uiIndex.contains(form))
@@ -87,6 +87,9 @@ static Data::String formText(const Data::String &form, const Data::String &sourc
         return {};
     return table->uiStrings.value(form).value(source, source);
 }
+
+/// \p text, or null when it is empty: null alone lets the toolkit keep its own text.
+static QString toAnswer(const QString &text) { return text.isEmpty() ? QString() : text; }
 
 Translator::Translator(QObject *parent) : QTranslator(parent)
 {
@@ -112,11 +115,11 @@ QString Translator::translate(const char *context, const char *sourceText,
             return {};
     } else {
         if (const char *const id = toolkitTextId(context, sourceText))
-            return StringTable::lookup(Data::String(".Kelm.Widgets") + id);
+            return toAnswer(StringTable::lookup(Data::String(".Kelm.Widgets") + id));
         if (!isWidget)
             return {};
     }
-    return isWidget || isMarked ? widgetText(sourceText) : formText(context, sourceText);
+    return toAnswer(isWidget || isMarked ? widgetText(sourceText) : formText(context, sourceText));
 }
 
 bool Translator::isEmpty() const { return false; }

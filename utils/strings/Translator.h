@@ -19,8 +19,8 @@ public:
     explicit Translator(QObject *parent = nullptr);
     ~Translator() override;
 
-    /// The text of \p sourceText in \p context, or a null text when there is none. \p n is not
-    /// used; null stands for "" in all the others.
+    /// The text of \p sourceText in \p context, or a null text when there is none or it is empty.
+    /// \p n is not used; null stands for "" in all the others.
     ///
     ///     a known text of the toolkit                        its text in the table "Kelm.Widgets",
     ///     ("QLineEdit", "&Undo")                             here that of ".Kelm.Widgets.ctx.undo"
