@@ -2,6 +2,7 @@
 
 #include "utils/files/File.h"
 #include "utils/strings/StringTableState_p.h"
+#include "utils/text/ReplaceAll_p.h"
 #include "utils/xml/Document.h"
 #include "utils/xml/Element.h"
 
@@ -14,24 +15,28 @@ static bool isActiveContext(const Data::String &name)
            contexts.split(QLatin1Char(';')).contains(name);
 }
 
-/// The text that a file of strings writes as \p text.
-static Data::String toCatalogueText(Data::String text)
+/// The text that a file of strings writes as \p written.
+static Data::String toCatalogueText(const Data::String &written)
 {
-    const QLatin1String lineEnd("\\n");
+    const QString slash = QStringLiteral("\\");
+    const QString slashes = QStringLiteral("\\\\");
+    const QString lineEnd = QStringLiteral("\\n");
+    const QString tab = QStringLiteral("\t");
+
+    QString text = written;
     if (text.contains(lineEnd)) {
-        text.replace(lineEnd, QLatin1String("\n"));
+        text = replaceAll(text, lineEnd, QStringLiteral("\n"));
         if (text.contains(QLatin1Char('<')) && text.contains(QLatin1Char('>')))
-            text.replace(QLatin1Char('\n'), QLatin1String("<br>"));
+            text = replaceAll(text, QStringLiteral("\n"), QStringLiteral("<br>"));
     }
 
     // Not StringUtil::unescape(), to which "\t" is a tab: here it stays as it is, and only what is
     // a tab already may have a backslash in front.
-    const QLatin1String slash("*SLASH*");
-    text.replace(QLatin1String("\\\\"), slash);
-    text.replace(QLatin1String("\\\t"), QLatin1String("\t"));
-    text.replace(slash, QLatin1String("\\"));
-    text.replace(QLatin1String("\\\\t"), QLatin1String("\\t"));
-    return text;
+    const QString placeholder = QStringLiteral("*SLASH*");
+    text = replaceAll(text, slashes, placeholder);
+    text = replaceAll(text, slash + tab, tab);
+    text = replaceAll(text, placeholder, slash);
+    return replaceAll(text, slashes + QLatin1Char('t'), slash + QLatin1Char('t'));
 }
 
 /// Reads what is in \p parent. The strings go to \p texts, those of forms to the forms of \p table.
