@@ -1,5 +1,5 @@
-// The catalogue beside the maps that it is made of. benchmarks/report tells how names and counters
-// make pairs and targets.
+// The catalogue beside the maps that it is made of, and the reading of its files beside itself at a
+// tenth of the size. benchmarks/report tells how names and counters make pairs and targets.
 
 #include "benchmarks/Pairs.h"
 #include "utils/files/File.h"
@@ -143,6 +143,26 @@ static void lookupBySection(State &state, const Catalogue &catalogue,
     }
 }
 
+/// Writes the file of a table \p name with one text of \p size backslashes.
+static void writeBackslashes(const QString &root, const char *name, int size)
+{
+    QFile file(root + "/locale/" + name + "_en.xml");
+    if (!file.open(QIODevice::WriteOnly) ||
+        file.write("<!DOCTYPE StringTable><strings><string id='.a'>" + QByteArray(size, '\\') +
+                   "</string></strings>") < 0)
+        throw std::runtime_error("cannot write " + file.fileName().toStdString());
+}
+
+static void load(State &state, const char *name, int times)
+{
+    for (auto _ : state) {
+        for (int i = 0; i < times; ++i) {
+            if (!StringTable::load(name))
+                state.SkipWithError("cannot load");
+        }
+    }
+}
+
 int main(int argc, char **argv)
 {
     const QTemporaryDir folder;
@@ -171,5 +191,12 @@ int main(int argc, char **argv)
         "lookup beside the steps word for word", "a table of two components", 0.0,
         [&](State &state) { lookup(state, inTwo); },
         [&](State &state) { lookupBySection(state, catalogue, inTwo); });
+
+    writeBackslashes(folder.path(), "Large", 4000000);
+    writeBackslashes(folder.path(), "Small", 400000);
+    addPair(
+        "load, backslashes", "10 x the size to 10 x the work", 0.0,
+        [](State &state) { load(state, "Large", 1); },
+        [](State &state) { load(state, "Small", 10); });
     return runBenchmarks(argc, argv);
 }
