@@ -591,6 +591,43 @@ private Q_SLOTS:
         QCOMPARE(document.documentVersion(), 0.0);
     }
 
+    // Each of them ends the stack, or takes minutes, when it is parsed.
+    void refusesWhatEndsTheParser_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<String>("message");
+
+        const int many = 200 * 1000;
+        const String tooDeep = "elements are nested deeper than 512 levels";
+        const auto row = [](const char *name, const QByteArray &declarations,
+                            const QByteArray &text, const String &message) {
+            QTest::newRow(name) << "<!DOCTYPE a [" + declarations + "]><a>" + text + "</a>"
+                                << message;
+        };
+        row("groups", "<!ELEMENT a " + QByteArray(many, '(') + "b" + QByteArray(many, ')') + ">",
+            "", "a declaration is nested deeper than 512 levels");
+        row("quotes of a parameter", "<!ENTITY % p \"'/>\"><!ENTITY o \"<b c='%p;'>\">",
+            QByteArray("&o;").repeated(many), tooDeep);
+        row("the start of a declaration in a parameter", "<!ENTITY % p '<!ENTITY'>%p;o '<b>'>",
+            QByteArray("&o;").repeated(many), tooDeep);
+        QByteArray entities;
+        for (int i = 0; i < 600; ++i)
+            entities += "<!ENTITY e" + QByteArray::number(i) + " ''>";
+        row("an entity in itself", entities + "<!ENTITY e '<b>&e;'>", "&e;", tooDeep);
+    }
+
+    void refusesWhatEndsTheParser()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(String, message);
+        Document document(Document::Normal, 5.0);
+        String error;
+
+        QVERIFY(!document.open(makeFile(m_folder->filePath("a.xml"), contents), "", error));
+
+        QCOMPARE(error.section('\n', 0, 0), QString(message));
+    }
+
     void bearsWhatExpandsAbit()
     {
         const QByteArray contents = "<!DOCTYPE a [<!ENTITY e \"" + QByteArray(4000, 'x') +

@@ -54,9 +54,10 @@ public:
     /// tree holds what was read also when that was not well-formed up to the end, or is not of the
     /// type. \p error is only written on failure.
     ///
-    /// What the toolkit does not bear is refused like an error in the text: elements nested deeper
-    /// than 512 levels, and entities that expand to more than 8 MiB characters and to more than a
-    /// hundred for each byte of the file.
+    /// What the toolkit does not bear is refused like an error in the text: elements, or groups of
+    /// a declaration, that are nested deeper than 512 levels; entities that expand to more than 8
+    /// MiB characters and to more than a hundred for each byte of the file; and so many entities,
+    /// more than 10,000 short ones, that it would take minutes to read them.
     bool open(const Data::String &path, const Data::String &docType, Data::String &error);
 
     /// Writes the document to the file at \p path, as UTF-8. Its XML declaration stays as it is,

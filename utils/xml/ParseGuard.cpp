@@ -38,6 +38,14 @@ static QString referredCharacter(const QString &reference)
     return code <= QChar::LastValidCodePoint ? QString::fromUcs4(&code, 1) : QString();
 }
 
+/// What the parser reads of an entity with \p text where quotes would end something.
+static QString quoted(const QString &text)
+{
+    QString result = text;
+    return result.replace(QLatin1Char('"'), QLatin1String("&quot;"))
+        .replace(QLatin1Char('\''), QLatin1String("&apos;"));
+}
+
 bool ParseGuard::accepts(const QString &text, qint64 bytes, qint64 fileSize)
 {
     if (!m_message.isEmpty())
@@ -49,10 +57,10 @@ bool ParseGuard::accepts(const QString &text, qint64 bytes, qint64 fileSize)
     const QChar *const end = start + text.size();
     const QChar *at = start;
     while (at != end && m_message.isEmpty()) {
-        at = skip(at, end, /*isLiteral=*/false);
+        at = skip(at, end);
         if (at == end)
             break;
-        read(*at, /*isLiteral=*/false);
+        read(*at);
         if (!m_sources.empty())
             readOpenEntities();
         ++at;
@@ -72,53 +80,46 @@ void ParseGuard::readOpenEntities()
 {
     while (!m_sources.empty() && m_message.isEmpty()) {
         Source &source = m_sources.back();
-        if (source.position == source.entity->text.size()) {
-            source.entity->isOpen = false;
+        if (source.position == source.text.size()) {
             m_sources.pop_back();
             continue;
         }
-        const QString &text = source.entity->text;
-        const QChar *const at = text.constData() + source.position;
-        const QChar *const end = text.constData() + text.size();
-        const QChar *const stop = skip(at, end, source.isLiteral);
-        const int length = static_cast<int>(stop - at) + (stop == end ? 0 : 1);
-        source.position += length;
-        m_expanded += length;
-        if (m_expanded > m_limit) {
-            refuse(QStringLiteral("entities expand to more than %1 characters").arg(m_limit));
-            return;
-        }
+        const QChar *const at = source.text.cbegin() + source.position;
+        const QChar *const end = source.text.cend();
+        const QChar *const stop = skip(at, end);
+        source.position += static_cast<int>(stop - at) + (stop == end ? 0 : 1);
         if (stop != end)
-            read(*stop, source.isLiteral);
+            read(*stop);
     }
 }
 
 /// Reads what is nothing but text, which most of a document is. Gives where something else begins.
-const QChar *ParseGuard::skip(const QChar *at, const QChar *end, bool isLiteral)
+const QChar *ParseGuard::skip(const QChar *at, const QChar *end)
 {
-    const auto find = [&](ushort one, ushort other) {
+    const auto find = [&](ushort one, ushort other, ushort third) {
         return std::find_if(at, end, [=](QChar character) {
-            return character.unicode() == one || character.unicode() == other;
+            const ushort code = character.unicode();
+            return code == one || code == other || code == third;
         });
     };
     switch (m_state) {
     case State::Content:
-        return find('<', '&');
+        return find('<', '&', '&');
     case State::QuotedReferences:
-        return find('&', isLiteral ? u'&' : m_quote.unicode());
+        return find('&', m_quote.unicode(), '&');
     case State::EntityValue: {
-        const QChar *stop = find('&', '%');
-        if (!isLiteral)
-            stop = std::find(at, stop, m_quote);
+        const QChar *const stop = find('&', '%', m_quote.unicode());
         m_text.append(at, static_cast<int>(stop - at));
         return stop;
     }
+    case State::Ended:
+        return end;
     default:
         return at;
     }
 }
 
-void ParseGuard::read(QChar character, bool isLiteral)
+void ParseGuard::read(QChar character)
 {
     switch (m_state) {
     case State::Content:
@@ -210,6 +211,7 @@ void ParseGuard::read(QChar character, bool isLiteral)
             m_state = State::AttributeList;
         } else {
             m_state = State::OtherDeclaration;
+            m_groups = 0;
         }
         break;
     case State::EntityHeader:
@@ -221,7 +223,7 @@ void ParseGuard::read(QChar character, bool isLiteral)
             m_text += character;
         break;
     case State::EntityValue:
-        if (character == m_quote && !isLiteral)
+        if (character == m_quote)
             endEntityValue();
         else if (character == QLatin1Char('&') || character == QLatin1Char('%'))
             startReference(character, m_state);
@@ -234,19 +236,23 @@ void ParseGuard::read(QChar character, bool isLiteral)
             quote(character, m_state, /*withReferences=*/m_state == State::AttributeList);
         else if (character == QLatin1Char('>'))
             m_state = m_home;
+        else if (m_state == State::OtherDeclaration)
+            readGroups(character);
         break;
     case State::Quoted:
         if (character == m_quote)
             m_state = m_behindQuote;
         break;
     case State::QuotedReferences:
-        if (character == m_quote && !isLiteral)
+        if (character == m_quote)
             m_state = m_behindQuote;
         else if (character == QLatin1Char('&'))
             startReference(character, m_state);
         break;
     case State::Reference:
-        readReference(character, isLiteral);
+        readReference(character);
+        break;
+    case State::Ended:
         break;
     }
 }
@@ -277,7 +283,7 @@ void ParseGuard::startReference(QChar mark, State before)
     m_state = State::Reference;
 }
 
-void ParseGuard::readReference(QChar character, bool isLiteral)
+void ParseGuard::readReference(QChar character)
 {
     if (character == QLatin1Char(';')) {
         endReference();
@@ -294,7 +300,7 @@ void ParseGuard::readReference(QChar character, bool isLiteral)
     m_state = m_beforeReference;
     if (m_state == State::EntityValue)
         m_text += m_mark + m_name;
-    read(character, isLiteral);
+    read(character);
 }
 
 void ParseGuard::endReference()
@@ -307,20 +313,36 @@ void ParseGuard::endReference()
         else
             m_text += m_mark + m_name + QLatin1Char(';'); // expanded where the entity is
     } else if (isParameter) {
-        open(m_parameters, /*isLiteral=*/m_state == State::EntityValue);
+        open(m_parameters);
     } else if (!isPredefined(m_name)) {
-        open(m_entities, /*isLiteral=*/m_state == State::QuotedReferences);
+        open(m_entities);
     }
 }
 
-void ParseGuard::open(Entities &entities, bool isLiteral)
+void ParseGuard::open(Entities &entities)
 {
     const auto found = entities.find(m_name);
-    // The parser refuses an entity within itself.
-    if (found == entities.end() || found->second.isOpen)
+    if (found == entities.end())
         return;
-    found->second.isOpen = true;
-    m_sources.push_back({&found->second, 0, isLiteral});
+    Entity &entity = found->second;
+    m_expanded += entity.text.size();
+    if (m_expanded > m_limit)
+        refuse(QStringLiteral("entities expand to more than %1 characters").arg(m_limit));
+
+    // An entity in itself is not noticed before there are more of them than were declared. Until
+    // then it opens as many elements.
+    if (m_sources.size() > std::max(m_entities.size(), m_parameters.size())) {
+        m_sources.clear();
+        m_state = State::Ended;
+    } else if (m_state == State::Subset) {
+        m_sources.push_back({QLatin1Char(' ') + entity.text + QLatin1Char(' '), 0});
+    } else if (m_state == State::Content) {
+        m_sources.push_back({entity.text, 0});
+    } else {
+        if (entity.quotedText.isNull())
+            entity.quotedText = quoted(entity.text);
+        m_sources.push_back({entity.quotedText, 0});
+    }
 }
 
 void ParseGuard::quote(QChar character, State behind, bool withReferences)
@@ -344,17 +366,39 @@ void ParseGuard::startEntityValue(QChar character)
         return;
     }
     // What is in another file is not read. It is declared all the same.
-    endEntityValue();
+    declareEntity();
     quote(character, m_state, /*withReferences=*/false);
 }
 
 void ParseGuard::endEntityValue()
 {
-    // The first declaration of a name holds.
+    if (declareEntity() && !m_isParameter) {
+        constexpr int perSearch = 64;
+        ++m_searches;
+        m_searched += m_entity.size() + m_text.size() + perSearch;
+        if (m_searched > maxSearch / m_searches)
+            refuse(QStringLiteral("too many entities are declared"));
+    }
+}
+
+/// False when it was before: the first declaration of a name holds.
+bool ParseGuard::declareEntity()
+{
     Entities &entities = m_isParameter ? m_parameters : m_entities;
-    entities.emplace(m_entity, Entity{m_text, false});
-    m_text.clear();
     m_state = State::OtherDeclaration;
+    m_groups = 0;
+    return entities.emplace(m_entity, Entity{m_text}).second;
+}
+
+/// The parser calls itself for each group of a declaration.
+void ParseGuard::readGroups(QChar character)
+{
+    if (character == QLatin1Char('('))
+        ++m_groups;
+    else if (character == QLatin1Char(')'))
+        --m_groups;
+    if (m_groups > maxDepth)
+        refuse(QStringLiteral("a declaration is nested deeper than %1 levels").arg(maxDepth));
 }
 
 void ParseGuard::openElement()

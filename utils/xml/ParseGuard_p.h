@@ -10,10 +10,11 @@ namespace Xml {
 
 /// Reads a document in front of the toolkit's parser, and says when it goes beyond what that bears.
 ///
-/// The parser and the tree run out of stack where elements nest deeply, and out of memory and time
-/// where a small file has entities that stand for much text, or for much of each other. Both are
-/// told here, from the text alone and with no more memory than the entities take: text that stands
-/// for an entity is read from there, as often as it is referred to.
+/// The parser and the tree run out of stack where elements or the groups of a declaration nest
+/// deeply, and out of memory and time where a small file has entities that stand for much text, or
+/// for much of each other, or very many entities. All are told here, from the text alone and with
+/// little more memory than the entities take: text that stands for an entity is read from there, as
+/// often as it is referred to.
 ///
 /// A document that is not well-formed is left to the parser. What is behind its error may be
 /// understood in another way here.
@@ -25,6 +26,8 @@ public:
     static constexpr qint64 maxExpansion = 8 * 1024 * 1024;
     /// ... and so many for each byte of the file.
     static constexpr qint64 maxExpansionPerByte = 100;
+    /// The parser looks for each entity in all others: so many characters in about ten seconds.
+    static constexpr qint64 maxSearch = 8LL * 1024 * 1024 * 1024;
 
     /// Takes the next \p text of the document, which was read from \p bytes bytes of \p fileSize or
     /// more. False when it goes beyond a limit; from then on always.
@@ -60,33 +63,36 @@ private:
         Quoted,           // nothing is looked at up to the quote
         QuotedReferences, // the same with references to entities
         Reference,        // behind "&" or "%"
+        Ended,            // the parser stops
     };
 
     struct Entity
     {
         QString text;
-        bool isOpen = false; // being read
+        QString quotedText = {}; // what is read within quotes, made when it is asked for
     };
     using Entities = std::map<QString, Entity>;
 
+    /// An entity that is being read.
     struct Source
     {
-        Entity *entity;
+        QString text;
         int position;
-        bool isLiteral; // its quotes end nothing
     };
 
     void readOpenEntities();
-    const QChar *skip(const QChar *at, const QChar *end, bool isLiteral);
-    void read(QChar character, bool isLiteral);
+    const QChar *skip(const QChar *at, const QChar *end);
+    void read(QChar character);
     void readMarkup(QChar character);
-    void readReference(QChar character, bool isLiteral);
+    void readReference(QChar character);
     void startReference(QChar mark, State before);
     void endReference();
-    void open(Entities &entities, bool isLiteral);
+    void open(Entities &entities);
     void quote(QChar character, State behind, bool withReferences);
     void startEntityValue(QChar character);
     void endEntityValue();
+    bool declareEntity();
+    void readGroups(QChar character);
     void openElement();
     void closeElement();
     void refuse(const QString &message);
@@ -100,12 +106,15 @@ private:
     QChar m_previous; // the last character of the markup
     int m_run = 0;    // of the characters that start the end of a comment or of CDATA
     int m_depth = 0;
+    int m_groups = 0; // that are open in a declaration
     QString m_name;   // of the reference
     QString m_text;   // keyword, header or value of a declaration
     QString m_entity; // name of the entity with that value
     bool m_isParameter = false;
     Entities m_entities;
     Entities m_parameters;
+    qint64 m_searched = 0; // characters of the entities, with their names
+    qint64 m_searches = 0;
     std::vector<Source> m_sources;
     qint64 m_bytes = 0;
     qint64 m_expanded = 0;
