@@ -457,6 +457,52 @@ private Q_SLOTS:
         QCOMPARE(document.toString(-1).remove('\n'), contents);
     }
 
+    void endsTheGrowthOfALongText()
+    {
+        QDomDocument document;
+        Element element = document.createElement("a");
+        const int count = 100;
+        element.appendChild(document.createTextNode(QString(10 * 1000 * 1000, 'x') + "%b%"));
+        for (int i = 1; i < count; ++i)
+            element.appendChild(document.createTextNode("%b%"));
+
+        element.replaceInValues("%b%", "");
+
+        qint64 size = 0;
+        for (QDomNode child = element.firstChild(); !child.isNull(); child = child.nextSibling())
+            size += child.nodeValue().size();
+        QCOMPARE(element.firstChild().nodeValue().size(), 10 * 1000 * 1000);
+        QCOMPARE(element.lastChild().nodeValue(), QString("%b%"));
+        QVERIFY2(size < 256 * 1024 * 1024, QByteArray::number(size));
+    }
+
+    void replacesInManyTextsThatVanish()
+    {
+        QDomDocument document;
+        Element element = document.createElement("a");
+        const int count = 2000;
+        for (int i = 0; i < count; ++i)
+            element.appendChild(document.createTextNode("%b%"));
+
+        element.replaceInValues("%b%", "");
+
+        QCOMPARE(element.childNodes().size(), count);
+        QCOMPARE(element.childTextData(), String());
+    }
+
+    void endsWhereVeryManyTextsVanish()
+    {
+        QDomDocument document;
+        Element element = document.createElement("a");
+        for (int i = 0; i < 200 * 1000; ++i)
+            element.appendChild(document.createTextNode("%b%"));
+
+        element.replaceInValues("%b%", "");
+
+        QCOMPARE(element.firstChild().nodeValue(), QString());
+        QCOMPARE(element.lastChild().nodeValue(), QString("%b%"));
+    }
+
     void bearsManyAttributes()
     {
         QDomDocument document;

@@ -7,6 +7,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <vector>
 
 namespace Utils {
 namespace Xml {
@@ -18,8 +19,14 @@ static const QLatin1Char placeholderMark('%');
 /// Each text of an element doubles the next one when it is replaced, so that a paragraph of forty
 /// would fill the memory. No text is set once the joined text is longer than this...
 static constexpr qint64 maxGrownText = 8 * 1024 * 1024;
-/// ... and so many times longer than it was.
+/// ... and so many times longer than it was,
 static constexpr qint64 maxGrowth = 100;
+/// or than this, which is not far from what a text can hold.
+static constexpr qint64 maxText = 128 * 1024 * 1024;
+/// The joined text is read for each text of an element, so that very many short ones would take
+/// hours: no text is set once so many characters were read, where a text counts as some, too.
+static constexpr qint64 maxRead = 1024LL * 1024 * 1024;
+static constexpr qint64 readPerText = 16;
 
 Element::Element(const QDomElement &other) : QDomElement(other) {}
 
@@ -73,29 +80,43 @@ bool Element::getAttribute(const QString &name, bool &value) const
     return true;
 }
 
+/// What a child adds to the text of its element.
+struct TextPart
+{
+    QString text;
+    bool takesLineEnds = false; // at the end of the text in front
+};
+
+/// The part of \p child, which is text or CDATA.
+static TextPart textPart(const QDomNode &child)
+{
+    QString text = child.nodeValue();
+    if (child.isCDATASection())
+        return {text};
+
+    const bool startsBlank = text.startsWith(blank);
+    if (text.contains(QLatin1String("\n ")))
+        text = text.simplified();
+    if (startsBlank)
+        text = blank + text.trimmed();
+    return {text, startsBlank};
+}
+
+static void append(const TextPart &part, QString &text)
+{
+    if (part.takesLineEnds) {
+        while (text.endsWith(lineEnd))
+            text.chop(1);
+    }
+    text += part.text;
+}
+
 Data::String Element::childTextData() const
 {
     QString result;
     for (QDomNode child = firstChild(); !child.isNull(); child = child.nextSibling()) {
-        // A CDATA section says that it is text, too.
-        if (child.isCDATASection()) {
-            result += child.nodeValue();
-            continue;
-        }
-        if (!child.isText())
-            continue;
-
-        QString text = child.nodeValue();
-        bool startsBlank = text.startsWith(blank);
-        if (text.contains(QLatin1String("\n ")))
-            text = text.simplified();
-        if (startsBlank) {
-            while (result.endsWith(lineEnd))
-                result.chop(1);
-            result += blank;
-            text = text.trimmed();
-        }
-        result += text;
+        if (child.isText()) // CDATA is text, too
+            append(textPart(child), result);
     }
     return result;
 }
@@ -165,25 +186,35 @@ static void replaceInAttributes(const QDomElement &element, const QString &oldVa
     });
 }
 
-static void replaceInTexts(const Element &element, const QString &oldValue, const QString &newValue)
+static void replaceInTexts(const QDomElement &element, const QString &oldValue,
+                           const QString &newValue)
 {
-    QDomNode child = element.firstChild();
-    const auto skipOthers = [&child] {
-        while (!child.isNull() && !child.isText()) // CDATA is text, too
-            child = child.nextSibling();
+    std::vector<QDomNode> children;
+    std::vector<TextPart> parts;
+    for (QDomNode child = element.firstChild(); !child.isNull(); child = child.nextSibling()) {
+        if (child.isText()) { // CDATA is text, too
+            children.push_back(child);
+            parts.push_back(textPart(child));
+        }
+    }
+    QString text;
+    const auto join = [&] {
+        text.resize(0);
+        for (const TextPart &part : parts)
+            append(part, text);
     };
-    skipOthers();
-    if (child.isNull())
-        return;
 
-    QString text = element.childTextData();
-    const qint64 limit = std::max(maxGrownText, text.size() * maxGrowth);
-    // As long as nothing is replaced, what holds for one child holds for all.
-    while (!child.isNull() && text.size() <= limit && text.contains(oldValue)) {
-        child.setNodeValue(replaced(text, oldValue, newValue));
-        text = element.childTextData();
-        child = child.nextSibling();
-        skipOthers();
+    join();
+    const qint64 limit = std::min(std::max(maxGrownText, text.size() * maxGrowth), maxText);
+    qint64 read = 0;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        read += text.size() + readPerText * static_cast<qint64>(parts.size());
+        // As long as nothing is replaced, what holds for one child holds for all.
+        if (text.size() > limit || read > maxRead || !text.contains(oldValue))
+            break;
+        children[i].setNodeValue(replaced(text, oldValue, newValue));
+        parts[i] = textPart(children[i]);
+        join();
     }
 }
 
