@@ -234,6 +234,46 @@ private Q_SLOTS:
         qSetGlobalQHashSeed(-1);
     }
 
+    void writesDeclarationsInOrder()
+    {
+        QDomDocument document;
+        QVERIFY(document.setContent(
+            QString("<!DOCTYPE a [<!ENTITY b SYSTEM 'z'><!NOTATION n SYSTEM 's'>"
+                    "<!ENTITY B PUBLIC 'p' 's' NDATA n><!NOTATION N PUBLIC 'p'>"
+                    "<!NOTATION n SYSTEM 'again'><!ENTITY a SYSTEM ']>'>]><a/>")));
+        const QString expected = "<!DOCTYPE a [\n"
+                                 "<!NOTATION N PUBLIC 'p'>\n"
+                                 "%1"
+                                 "<!ENTITY B PUBLIC 'p' 's' NDATA n>\n"
+                                 "<!ENTITY a SYSTEM ']>'>\n"
+                                 "<!ENTITY b SYSTEM 'z'>\n"
+                                 "]>\n<a/>\n\n";
+
+        QCOMPARE(written(document),
+                 expected.arg("<!NOTATION n SYSTEM 'again'>\n<!NOTATION n SYSTEM 's'>\n"));
+        // The toolkit forgets both when one of them is removed.
+        QDomNode type = document.doctype();
+        type.removeChild(type.firstChild().nextSibling());
+        QVERIFY(!document.toString().contains("again"));
+        QCOMPARE(written(document), expected.arg(QString()));
+    }
+
+    void writesManyDeclarationsInTime()
+    {
+        QString contents = "<!DOCTYPE a [";
+        for (int i = 0; i < 100 * 1000; ++i)
+            contents += QString("<!NOTATION n%1 SYSTEM 's'><!ENTITY e%1 SYSTEM 's'>")
+                            .arg(i, 6, 10, QChar('0'));
+        QDomDocument document;
+        QVERIFY(document.setContent(contents + "]><a/>"));
+
+        const QStringList lines = written(document).split('\n');
+
+        QCOMPARE(lines.size(), 1 + 200 * 1000 + 4);
+        QCOMPARE(lines.at(18), QString("<!NOTATION n000017 SYSTEM 's'>"));
+        QCOMPARE(lines.at(100 * 1000 + 18), QString("<!ENTITY e000017 SYSTEM 's'>"));
+    }
+
     void writesManyAttributesInTime()
     {
         QDomDocument document;

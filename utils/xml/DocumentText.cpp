@@ -134,14 +134,29 @@ QStringList DocumentText::pieces()
 void DocumentText::writeDocumentType()
 {
     const QDomDocumentType type = m_document.doctype();
-    QString declarations;
-    for (const QDomNamedNodeMap &map : {type.notations(), type.entities()}) {
-        QStringList texts;
+    QStringList notations;
+    QStringList entities;
+    // They are children as well. By their index in the map they would be found by counting, which
+    // takes hours where there are very many.
+    for (QDomNode node = type.firstChild(); !node.isNull(); node = node.nextSibling()) {
+        if (node.isNotation())
+            notations.append(toolkitText(node));
+        else if (node.isEntity())
+            entities.append(toolkitText(node));
+    }
+    // Where there are two of a name and one was removed, its map has none.
+    const auto readMap = [this](const QDomNamedNodeMap &map, QStringList &texts) {
+        if (texts.size() == map.count())
+            return;
+        texts.clear();
         for (int i = 0; i < map.count(); ++i)
             texts.append(toolkitText(map.item(i)));
-        texts.sort(Qt::CaseSensitive);
-        declarations += texts.join(QString());
-    }
+    };
+    readMap(type.notations(), notations);
+    readMap(type.entities(), entities);
+    notations.sort(Qt::CaseSensitive);
+    entities.sort(Qt::CaseSensitive);
+    const QString declarations = notations.join(QString()) + entities.join(QString());
     QString text = toolkitText(type);
     const int end = text.lastIndexOf(QLatin1String("]>\n"));
     if (end >= declarations.size())
