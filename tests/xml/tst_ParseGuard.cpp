@@ -1,5 +1,7 @@
 #include "utils/xml/ParseGuard_p.h"
 
+#include <QDomDocument>
+#include <QRandomGenerator>
 #include <QtTest>
 
 using Utils::Xml::ParseGuard;
@@ -42,6 +44,16 @@ static QString laughs(const QString &mark, int levels, int width, const QString 
             QString("<!ENTITY %1e%2 '").arg(space).arg(i) + reference.repeated(width) + "'>";
     }
     return declarations;
+}
+
+/// How many levels of elements \p element has, with its own.
+static int depthOf(const QDomElement &element)
+{
+    int below = 0;
+    for (QDomElement child = element.firstChildElement(); !child.isNull();
+         child = child.nextSiblingElement())
+        below = qMax(below, depthOf(child));
+    return below + 1;
 }
 
 static const char tooDeep[] = "elements are nested deeper than 512 levels";
@@ -240,6 +252,75 @@ private Q_SLOTS:
             QCOMPARE(guard.message(), message);
             QCOMPARE(accepts, message.isEmpty());
         }
+    }
+
+    // Whatever a document is made of: put into as many levels as there may be, and into one more.
+    void countsTheLevelsThatTheToolkitSees()
+    {
+        static const char *const pieces[] = {"<b>",
+                                             "</b>",
+                                             "<b c='>'>",
+                                             "<b/>",
+                                             "<b c=\"/>\" d='&e;'/>",
+                                             "<b c='&q;'>",
+                                             "&e;",
+                                             "&f;",
+                                             "&o;",
+                                             "&c;",
+                                             "&u;",
+                                             "&lt;",
+                                             "&#60;",
+                                             "text",
+                                             "'",
+                                             "<!--<b>-->",
+                                             "<!-- ' - -->",
+                                             "<![CDATA[<b>]]>",
+                                             "<![CDATA[]]]]>",
+                                             "<?p <b>?>",
+                                             "<?p ?"
+                                             "?>",
+                                             "\n",
+                                             "<b\n>",
+                                             "</b >",
+                                             "%p;",
+                                             "<b ></b>",
+                                             "&v;"};
+        const QString type =
+            "<!DOCTYPE a SYSTEM \"'[>\" [<!-- \" <!ENTITY e '<x>'> --><?p ]>?>"
+            "<!ELEMENT a ANY>\n<!ATTLIST a x CDATA '&f;' y (p|q) #IMPLIED>"
+            "<!ENTITY % p \"<!ENTITY v '<b/>'><!ENTITY f 'no'>\">"
+            "<!ENTITY e 'E'><!ENTITY f \"<b><b c='&e;'>&e;</b>&g;</b>\"><!ENTITY g '<b/>'>"
+            "<!ENTITY o '&#60;b>'><!ENTITY c '</b>'><!ENTITY q '\"&#34;'><!ENTITY e '<b/>'>"
+            "<!ENTITY u SYSTEM 'u'><!ENTITY u '<b/>'> %p; <!NOTATION n PUBLIC \"p\" 's>'>]>";
+        QRandomGenerator random(1);
+        int documents = 0;
+        int deepest = 0;
+        for (int i = 0; i < 8000; ++i) {
+            QString body;
+            for (int count = random.bounded(8); count > 0; --count)
+                body += pieces[random.bounded(static_cast<int>(std::size(pieces)))];
+            const int open = qMax(0, body.count("<b>") + body.count("&o;") - body.count("</b"));
+            body += QString("</b>").repeated(open);
+            const auto wrapped = [&](int levels) {
+                return type + QString("<a>").repeated(levels) + body +
+                       QString("</a>").repeated(levels);
+            };
+            QDomDocument document;
+            if (!document.setContent(wrapped(1)))
+                continue;
+            ++documents;
+            const int levels = depthOf(document.documentElement()) - 1;
+            deepest = qMax(deepest, levels);
+
+            ParseGuard accepting;
+            ParseGuard refusing;
+
+            if (!accepting.accepts(wrapped(512 - levels), 0, 0) ||
+                refusing.accepts(wrapped(513 - levels), 0, 0))
+                QFAIL(qPrintable(body));
+        }
+        QVERIFY2(documents > 1000, QByteArray::number(documents));
+        QVERIFY2(deepest > 3, QByteArray::number(deepest));
     }
 
     void bearsMoreInALargeFile()
