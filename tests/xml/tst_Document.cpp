@@ -14,10 +14,18 @@
 #include <QtTest>
 
 #include <limits>
+#include <locale>
 #include <memory>
 
 using Data::String;
 using Utils::Xml::Document;
+
+/// Numbers with a decimal comma.
+class CommaNumbers : public std::numpunct<char>
+{
+protected:
+    char do_decimal_point() const override { return ','; }
+};
 
 class tst_Document : public QObject
 {
@@ -231,6 +239,7 @@ private Q_SLOTS:
         row("2019.1 beta", 201910 * 0.01);
         row("3.2.1", 321 * 0.01);
         row("1.2.3.4", 123 * 0.01);
+        row("1.2.3.9", 123 * 0.01);
         row("1.2.3.4.5.6", 123 * 0.01);
         row("1..2", 1.2);
         row("1...2", 1.0);
@@ -281,15 +290,15 @@ private Q_SLOTS:
 
     void readsAVersionInAnyLocale()
     {
-        const QByteArray before = setlocale(LC_ALL, nullptr);
-        const QLocale locale;
-        setlocale(LC_ALL, "de_DE.UTF-8"); // where the system has it
+        const QLocale before;
         QLocale::setDefault(QLocale(QLocale::German));
+        const std::locale global =
+            std::locale::global(std::locale(std::locale(), new CommaNumbers));
 
         const double version = Document::stringToVersion("1.5");
 
-        setlocale(LC_ALL, before.constData());
-        QLocale::setDefault(locale);
+        std::locale::global(global);
+        QLocale::setDefault(before);
         QCOMPARE(version, 1.5);
     }
 
@@ -628,7 +637,23 @@ private Q_SLOTS:
         QCOMPARE(error.section('\n', 0, 0), QString(message));
     }
 
-    void bearsWhatExpandsAbit()
+    // The parser, which reads a file by the kilobyte, does not see it, and finds no fault with the
+    // rest.
+    void refusesWhatNestsTooDeeplyBehindTheRoot()
+    {
+        QByteArray contents =
+            "<!DOCTYPE a [<!ENTITY o '" + QByteArray("<b>").repeated(513) + "'>]><a/>";
+        contents = contents.leftJustified(8 * 1024, ' ') + "&o;";
+        Document document(Document::Normal, 5.0);
+        String error;
+
+        QVERIFY(!document.open(makeFile(m_folder->filePath("a.xml"), contents), "", error));
+
+        QCOMPARE(error, String("elements are nested deeper than 512 levels\n"
+                               "line: 1  column: 8196"));
+    }
+
+    void bearsWhatExpandsABit()
     {
         const QByteArray contents = "<!DOCTYPE a [<!ENTITY e \"" + QByteArray(4000, 'x') +
                                     "\">]><a>" + QByteArray("&e;").repeated(500) + "</a>";

@@ -212,6 +212,29 @@ private Q_SLOTS:
         QVERIFY(lines > 10 * 1000);
     }
 
+    void writesAttributesThatAreThereTwice()
+    {
+        QDomDocument document;
+        QDomElement element = document.createElement("r");
+        document.appendChild(element);
+        for (const char *name : {"name", "a", "z", "z", "name"}) {
+            QDomAttr attribute = document.createAttribute(name);
+            attribute.setValue("1");
+            element.setAttributeNode(attribute);
+        }
+
+        QCOMPARE(written(document),
+                 QString("<r name=\"1\" a=\"1\" name=\"1\" z=\"1\" z=\"1\"/>\n\n"));
+        QCOMPARE(written(document), plainLayout(document.toString(2)));
+
+        for (int i = 0; i < 150; ++i)
+            element.setAttribute(QString("b%1").arg(i), "1");
+        QDomAttr attribute = document.createAttribute("b7");
+        attribute.setValue("other");
+        element.setAttributeNode(attribute);
+        QCOMPARE(sorted(written(document)), sorted(plainLayout(document.toString(2))));
+    }
+
     void keepsTheToolkitsOrderOfSeed0()
     {
         std::mt19937 random(1);

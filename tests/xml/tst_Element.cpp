@@ -197,6 +197,9 @@ private Q_SLOTS:
             << "name=1 type=4 NAME=5 Name=2 Type=3";
         QTest::newRow("names that only start so") << "<x typename='1' name2='2' a='4'/>"
                                                   << "a=4 name2=2 typename=1";
+        QTest::newRow("names that differ in case alone have an order, too")
+            << "<x abc='1' aBc='2' Abc='3' ABc='4' abC='5' aBC='6'/>"
+            << "ABc=4 Abc=3 aBC=6 aBc=2 abC=5 abc=1";
         // By the name alone, while write() sorts with what follows it.
         QTest::newRow("by name") << "<x a='1' a-b='2' a1='3'/>"
                                  << "a=1 a-b=2 a1=3";

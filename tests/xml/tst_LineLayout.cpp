@@ -12,12 +12,16 @@ using Utils::Xml::LineLayout;
 static QString randomText(std::mt19937 &random, unsigned pieces)
 {
     static const QStringList alphabet = {
-        "<",          ">",         "/",           "/>",       " ",        "  ",
-        "\"",         "=\"",       "=",           "a",        "b",        "B",
-        "name=\"1\"", " name=\"n", " type=\"t\"", "type",     " b=\"1\"", " a=\"2\"",
-        " A=\"\"",    "</",        "<!",          "<?",       "<!--*-->", "'",
-        "-",          "\t",        "\u00a0",      "\u2028",   "\u00e4",   "a=\"x > y\"",
-        "<x",         "/>",        ">",           " c=\" \"", "><",       "\r"};
+        "<",          ">",           "/",           "/>",
+        " ",          "  ",          "\"",          "=\"",
+        "=",          "a",           "b",           "B",
+        "name=\"1\"", " name=\"n",   " type=\"t\"", "type",
+        " b=\"1\"",   " a=\"2\"",    " A=\"\"",     "</",
+        "<!",         "<?",          "<!--*-->",    "'",
+        "-",          "\t",          "\u00a0",      "\u2028",
+        "\u00e4",     "a=\"x > y\"", " name2=\"\"", " typename=\"1\"",
+        "<x",         "/>",          ">",           " c=\" \"",
+        "><",         "\r"};
     QString text;
     if (random() % 4 > 0)
         text += QString(static_cast<int>(random() % 5), ' ') + "<";

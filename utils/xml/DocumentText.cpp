@@ -78,12 +78,11 @@ static QString writtenName(const QDomNode &node)
     return local.isNull() ? name : local;
 }
 
-/// Whether \p character may have to be written as something else. Beyond ASCII that is up to the
-/// codec.
+/// Whether \p character may have to be written as something else, whatever the codec.
 static bool isSpecial(ushort character)
 {
-    return character >= 0x7f || character == '<' || character == '>' || character == '&' ||
-           character == '"' || character == '\n' || character == '\r' || character == '\t';
+    return character == '<' || character == '>' || character == '&' || character == '"' ||
+           character == '\n' || character == '\r' || character == '\t';
 }
 
 static bool isDeclaration(const QDomNode &node)
@@ -416,7 +415,7 @@ void DocumentText::addEncoded(const QString &text, int what)
 
 bool DocumentText::canEncode(QChar character)
 {
-    if (m_isUnicode && !character.isSurrogate())
+    if (m_isUnicode)
         return true;
     const auto known = m_encodable.constFind(character.unicode());
     if (known != m_encodable.constEnd())

@@ -74,8 +74,8 @@ private:
 
     const QDomDocument m_document;
     QTextCodec *m_codec;
-    bool m_isUnicode;                    // everything but half a character can be encoded
-    QHash<ushort, bool> m_encodable;     // what is known of other characters
+    bool m_isUnicode;                    // everything can be encoded, even half a character
+    QHash<ushort, bool> m_encodable;     // what is known of other codecs
     std::vector<Level> m_levels;         // the open elements
     std::vector<Attribute> m_attributes; // of the current element
     std::vector<Attribute *> m_sorted;   // the same in their order
