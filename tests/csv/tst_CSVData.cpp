@@ -110,6 +110,7 @@ private Q_SLOTS:
         QCOMPARE(vtableIndex(&CSVData::isReadOnly), 13);
         QCOMPARE(vtableIndex(&CSVData::setData), 14);
         QCOMPARE(vtableIndex(&CSVData::removeColumn), 15);
+        QCOMPARE(vtableIndex(&CSVData::removeRows), 16); // ours, behind them
     }
 
     void isValidWithARow_data() { addBackends(/*withFile=*/false); }
@@ -564,6 +565,22 @@ private Q_SLOTS:
 
         QCOMPARE(data->numRows(), 2);
         QCOMPARE(data->colData(0, 0), QStringList({"a", "c"}));
+    }
+
+    void removesManyRows_data() { addBackends(/*withFile=*/false); }
+
+    void removesManyRows()
+    {
+        const auto data = makeData("a,1\nb,2\nc,3\nd,4\ne,5", /*parseNow=*/false);
+        data->data(1);
+
+        data->removeRows({0, 2, 4});
+        data->removeRows({});
+
+        // As when one is removed: the rows move up, and what is split does not.
+        QCOMPARE(data->numRows(), 2);
+        QCOMPARE(data->data(0), QStringList({"b"})); // split again: its first field, as a line
+        QCOMPARE(data->data(1), QStringList({"d,4"}));
     }
 
     void doesNotShiftWhatIsSplitWhenARowIsRemoved_data() { addBackends(/*withFile=*/false); }

@@ -214,6 +214,21 @@ private Q_SLOTS:
         QCOMPARE(table.colDataValue(0).size(), 1000000);
     }
 
+    void removesManyEmptyRows_data() { addRoutes(); }
+
+    void removesManyEmptyRows()
+    {
+        QFETCH(int, limit);
+        CSVTable table;
+        table.read(file(QByteArray("a\n\n").repeated(300000)), limit);
+        const int rows = limit == limitOfNoBytes ? 600001 : 300000;
+
+        QCOMPARE(table.removeEmptyRows(), 600001 - rows); // one by one they take a minute
+
+        QCOMPARE(table.numRows(), rows);
+        QCOMPARE(table.data(1, 0), Data::String(limit == limitOfNoBytes ? "" : "a"));
+    }
+
     void readsAMillionQuotes()
     {
         CSVTable table;

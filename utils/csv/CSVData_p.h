@@ -59,6 +59,9 @@ public:
     virtual void setData(int row, int col, const Data::String &text);
 
     virtual void removeColumn(int col);
+
+    /// Removes many rows at once, as removeRow() does one. Their numbers are in ascending order.
+    virtual void removeRows(const QList<int> &rows);
 };
 
 /// How far beyond a table an index may lead to empty entries: 16 million. Beyond that it is taken

@@ -93,6 +93,20 @@ public:
         }
     }
 
+    void removeRows(const QList<int> &rows) override
+    {
+        QList<Row> left;
+        left.reserve(m_rows.size());
+        auto removed = rows.begin();
+        for (int row = 0; row < m_rows.size(); ++row) {
+            if (removed != rows.end() && *removed == row)
+                ++removed;
+            else
+                left.append(m_rows.at(row));
+        }
+        m_rows = left;
+    }
+
     /// Whether a cell is there or so near that setData() makes it.
     bool isInReach(int row, int col) const
     {

@@ -87,15 +87,14 @@ int CSVTable::removeEmptyRows(int firstRow, int lastRow)
 
     if (lastRow < 0 || lastRow >= numRows())
         lastRow = numRows() - 1;
-    int removed = 0;
-    for (int row = lastRow; row >= std::max(firstRow, 0); --row) {
+    QList<int> empty;
+    for (int row = std::max(firstRow, 0); row <= lastRow; ++row) {
         const QStringList fields = d->data->data(row);
-        if (fields.isEmpty() || (fields.size() == 1 && fields.first().isEmpty())) {
-            d->data->removeRow(row);
-            ++removed;
-        }
+        if (fields.isEmpty() || (fields.size() == 1 && fields.first().isEmpty()))
+            empty.append(row);
     }
-    return removed;
+    d->data->removeRows(empty);
+    return empty.size();
 }
 
 void CSVTable::sort(int col, int firstRow, bool ascending)
