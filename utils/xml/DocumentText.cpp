@@ -376,6 +376,8 @@ void DocumentText::indent()
 
 void DocumentText::add(QStringView text)
 {
+    if (text.isEmpty()) // as a null one is, which the array refuses in a debug build
+        return;
     m_line.append(text.data(), static_cast<int>(text.size()));
 }
 
