@@ -428,6 +428,16 @@ private Q_SLOTS:
         QCOMPARE(describe(file.tag(1)), QString("8 b: k="));
     }
 
+    void readsMegabytesOfColons()
+    {
+        const int count = 2 << 20;
+        const QByteArray escaped = QByteArray("\\:").repeated(count);
+        const TagFile file(makeFile(path("a"), "*a\n" + escaped + ": " + escaped + "\n"));
+
+        QVERIFY(file.tag(0).keys == QStringList(QString(count, ':')));
+        QVERIFY(file.tag(0).values == QStringList(QString(count, ':')));
+    }
+
     void readsManyProperties()
     {
         QByteArray content = "*a\n";

@@ -662,6 +662,19 @@ private Q_SLOTS:
         QVERIFY(back.value(1) == "8 b: k=" + file.tag(1).values[0]);
     }
 
+    void writesMegabytesOfColonsAndLineFeeds()
+    {
+        const int count = 2 << 20;
+        const QString lineFeeds(count, '\n');
+        const QString comment = "$ " + QString("\n$ ").repeated(count) + "\n";
+        TagFile file;
+        file.addTag("a", lineFeeds).addComment(lineFeeds).add(QString(count, ':'), "v");
+
+        const QString text = written(file);
+
+        QVERIFY(text == comment + "*a\n" + comment + QString("\\:").repeated(count) + ": v\n");
+    }
+
     void leavesNoGapWhereADiskWasFullForAWhile()
     {
         static FullDisk *fullDisk = nullptr;

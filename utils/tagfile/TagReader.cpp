@@ -1,5 +1,7 @@
 #include "utils/tagfile/TagReader_p.h"
 
+#include "utils/text/ReplaceAll_p.h"
+
 #include <QIODevice>
 #include <QTextCodec>
 #include <QTextStream>
@@ -16,7 +18,7 @@ static const QLatin1Char lineFeed('\n');
 static const QLatin1Char carriageReturn('\r');
 
 /// What stands for "\:" in a line until it is split at its first plain colon.
-static const QLatin1String colonMarker("*COLON*");
+static QString colonMarker() { return QStringLiteral("*COLON*"); }
 
 /// For how many properties of a tag there is room from the start, at most: those who have fewer
 /// than the tag above do not give it back.
@@ -103,7 +105,7 @@ private:
         }
         m_text = m_codec->toUnicode(m_block.data(), static_cast<int>(size), &m_state);
         m_at = 0;
-        m_mayHoldColons = m_text.contains(QLatin1Char('\\')) || m_text.contains(colonMarker);
+        m_mayHoldColons = m_text.contains(QLatin1Char('\\')) || m_text.contains(colonMarker());
         return true;
     }
 
@@ -161,7 +163,7 @@ private:
     }
     static QString withColons(QStringView text)
     {
-        return text.toString().replace(colonMarker, QLatin1String(":"));
+        return replaceAll(text.toString(), colonMarker(), QStringLiteral(":"));
     }
 
     void readProperty(Tag &tag, QStringView line);
@@ -214,7 +216,7 @@ void TagReader<Lines>::readProperty(Tag &tag, QStringView line)
     const bool mayHoldColons = m_lines.mayHoldColons() && hasColonSigns(line);
     QString marked;
     if (mayHoldColons) {
-        marked = line.toString().replace(QLatin1String("\\:"), colonMarker);
+        marked = replaceAll(line.toString(), QStringLiteral("\\:"), colonMarker());
         line = marked;
     }
     const auto end = line.indexOf(colon);

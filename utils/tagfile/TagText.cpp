@@ -1,6 +1,7 @@
 #include "utils/tagfile/TagText_p.h"
 
 #include "utils/tagfile/TagFile.h"
+#include "utils/text/ReplaceAll_p.h"
 
 namespace Utils {
 
@@ -11,9 +12,7 @@ bool isComment(const QString &name) { return name == QLatin1String("$"); }
 
 QString commentLines(const QString &text)
 {
-    QString lines = text;
-    lines.replace(lineFeed, QLatin1String("\n$ "));
-    return QLatin1String("$ ") + lines;
+    return QLatin1String("$ ") + replaceAll(text, QStringLiteral("\n"), QStringLiteral("\n$ "));
 }
 
 bool isLeftOut(const QString &value, int options)
@@ -50,7 +49,7 @@ void appendTag(QString &out, const QString &name, const QString &comment, bool b
 static void appendKey(QString &out, const QString &key)
 {
     if (key.contains(colon))
-        out += QString(key).replace(colon, QLatin1String("\\:"));
+        out += replaceAll(key, QStringLiteral(":"), QStringLiteral("\\:"));
     else
         out += key;
 }
