@@ -5,6 +5,7 @@
 #include "tests/support/Print.h"
 #include "tests/tagfile/Tags.h"
 #include "utils/tagfile/TagFile.h"
+#include "utils/tagfile/TagReader_p.h"
 
 #include <QBuffer>
 #include <QTextStream>
@@ -23,6 +24,13 @@ static QByteArray bytes(const char (&literal)[size])
 {
     return QByteArray(literal, size - 1);
 }
+
+/// A device that never says it is at its end, as a file whose size is not what can be read.
+class EndlessBuffer : public QBuffer
+{
+public:
+    bool atEnd() const override { return false; }
+};
 
 class tst_TagFile_read : public QObject
 {
@@ -463,6 +471,55 @@ private Q_SLOTS:
         QVERIFY(file.read("/proc/self/status", error));
 
         QCOMPARE(file.numTags(), 0);
+    }
+
+    void endsWhereADeviceHasLessThanItSays_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QStringList>("tags");
+
+        QTest::newRow("nothing") << QByteArray() << QStringList();
+        QTest::newRow("in front of all tags") << QByteArray("x") << QStringList();
+        QTest::newRow("in a tag") << QByteArray("*a\nk: v\n") << QStringList("1 a: k=v");
+        QTest::newRow("in a line") << QByteArray("*a\nk: v") << QStringList("1 a: k=v");
+        QTest::newRow("in a block, with the line that is not there")
+            << QByteArray("*a\nk:2147483647\nb") << QStringList("1 a: k=b/");
+    }
+
+    void endsWhereADeviceHasLessThanItSays()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QStringList, tags);
+        EndlessBuffer device;
+        device.setData(content);
+        QVERIFY(device.open(QIODevice::ReadOnly));
+        QTextStream in(&device);
+        TagFile file;
+        Data::String error;
+
+        QVERIFY(file.read(in, error));
+        QCOMPARE(describe(file), tags);
+
+        QVERIFY(device.seek(0));
+        Utils::TagList fromDevice;
+        Utils::readTags(device, file.options(), fromDevice);
+        QCOMPARE(int(fromDevice.size()), tags.size());
+        for (int i = 0; i < tags.size(); ++i)
+            QCOMPARE(describe(*fromDevice[i]), tags[i]);
+    }
+
+    void readsAFileThatIsShorterThanItSays()
+    {
+        // What the kernel tells has the size of a page, however short it is.
+        const QString file = "/sys/kernel/mm/transparent_hugepage/enabled";
+        if (!QFile::exists(file))
+            QSKIP("No such file here.");
+        TagFile tags;
+        Data::String error;
+
+        QVERIFY(tags.read(file, error));
+
+        QCOMPARE(tags.numTags(), 0);
     }
 
     void endsWithTheMemory()

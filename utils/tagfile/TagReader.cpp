@@ -30,12 +30,12 @@ class StreamLines
 public:
     StreamLines(QTextStream &in, int maxLength) : m_in(in), m_maxLength(maxLength) {}
 
-    bool atEnd() const { return m_in.atEnd(); }
+    bool atEnd() const { return m_isEnded || m_in.atEnd(); }
 
     /// The next line. Holds until the one behind it is asked for.
     QStringView next()
     {
-        m_in.readLineInto(&m_line, m_maxLength);
+        m_isEnded = !m_in.readLineInto(&m_line, m_maxLength);
         return m_line;
     }
 
@@ -46,6 +46,7 @@ private:
     QTextStream &m_in;
     const int m_maxLength;
     QString m_line;
+    bool m_isEnded = false; // a device may have less than it says
 };
 
 /// The lines that a QTextStream on a device gives.
@@ -58,7 +59,7 @@ class DeviceLines
 public:
     DeviceLines(QIODevice &device, int maxLength) : m_device(device), m_maxLength(maxLength) {}
 
-    bool atEnd() const { return m_at == m_text.size() && m_device.atEnd(); }
+    bool atEnd() const { return m_at == m_text.size() && (m_isEnded || m_device.atEnd()); }
 
     QStringView next()
     {
@@ -74,6 +75,7 @@ public:
             m_at += static_cast<int>(rest.size());
             m_line.append(rest.data(), static_cast<int>(rest.size()));
         } while (m_line.size() < m_maxLength && decodeBlock());
+        m_isEnded = m_line.isEmpty();
         return m_device.atEnd() ? withoutReturn(m_line) : QStringView(m_line);
     }
 
@@ -111,6 +113,7 @@ private:
 
     QIODevice &m_device;
     const int m_maxLength;
+    bool m_isEnded = false;          // a device may have less than it says
     std::array<char, 16384> m_block; // as large as that of a QTextStream
     QTextCodec *m_codec = nullptr;   // known from the first block
     QTextCodec::ConverterState m_state;
