@@ -34,8 +34,8 @@ class TagFilePrivate;
 ///
 ///     Utils::TagFile file(path);               Utils::TagFile file;
 ///     file.addTag("steel", "").add_g(...);     file.open(path, error);
-///     file.save(path, error);                  file.writeTag("steel", "",
-///     true).writeProperty(...);
+///     file.save(path, error);                  file.writeTag("steel", "", true);
+///                                              file.writeProperty("grade", "S355");
 ///                                              file.close();
 ///
 /// Reading knows no errors: what is no tag, property or comment is passed over. A line ends with LF
@@ -241,7 +241,9 @@ private:
 /// with empty ones.
 struct KELMUTILS_EXPORT TagFile::Tag
 {
-    int line = -1;        ///< of the tag in the file it was read from, from 1; otherwise -1
+    /// Of the tag in the file it was read from, from 1; otherwise -1. A negative count of a block
+    /// is taken off the numbers of the tags behind it, which is meant.
+    int line = -1;
     Data::String name;    ///< an invalid tag has none
     Data::String comment; ///< written in front of the tag, and not read back, which is meant
     QStringList keys;     ///< "$" is the key of a comment line within the tag
