@@ -1,5 +1,5 @@
-// A library with a static signal and a static module, and with texts to look up, that die after the
-// library they build on.
+// A library with a static signal and a static module, and with texts and tags to look up, that die
+// after the library they build on.
 
 #include "tests/library/Keeper.h"
 #include "utils/files/File.h"
@@ -7,6 +7,7 @@
 #include "utils/signals/PublicSignal.h"
 #include "utils/strings/StringTable.h"
 #include "utils/strings/Translator.h"
+#include "utils/tagfile/TagFile.h"
 
 #include <cstdio>
 #include <new>
@@ -49,6 +50,11 @@ void report(const char *when)
           StringTable::lookup("&Undo", "QLineEdit"),
           Data::String(translator->translate("PlateForm", ".title"))})
         std::printf("\"%s\"\n", text.toUtf8().constData());
+
+    Utils::TagFile tags;
+    tags.mtag(0).add(when, "v");
+    std::printf("%s: invalid tags %d %d %d\n", when, tags.tag(0).numProps(),
+                tags.mtag(0).numProps(), tags.findTag("a").numProps());
 }
 
 void tearDown()

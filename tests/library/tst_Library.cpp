@@ -65,6 +65,7 @@ private Q_SLOTS:
                                                   "\"The script has finished.\"\n"
                                                   "\".Kelm.Widgets.ctx.undo\"\n"
                                                   "\"Blech\"\n"
+                                                  "start: invalid tags 0 1 0\n"
                                                   "end: signal not found\n"
                                                   "end: table not loaded\n"
                                                   "\".Kelm.Utils.msg.scriptRun\"\n"
@@ -73,6 +74,7 @@ private Q_SLOTS:
                                                   "\".Kelm.Utils.msg.scriptRun\"\n"
                                                   "\"&Undo\"\n"
                                                   "\"\"\n"
+                                                  "end: invalid tags 0 2 0\n"
                                                   "sent: yes\n"
                                                   "destroyed\n"
                                                   "text: \"\"\n"));

@@ -19,10 +19,13 @@ Data::String fileMessage(const char *id, const Data::String &path)
     return fillPlaceholders(StringTable::lookup(key), {path});
 }
 
+// The tags that stand for a miss are never released: static objects of a host may still look for
+// tags when the process ends.
+
 /// What a failed search gives.
 static const Tag &noTagFound()
 {
-    static const Tag none{Data::String()};
+    static const auto &none = *new Tag(Data::String());
     return none;
 }
 
@@ -90,13 +93,13 @@ int TagFile::numTags() const { return static_cast<int>(d->tags.size()); }
 
 const Tag &TagFile::tag(int index) const
 {
-    static const Tag none{Data::String()};
+    static const auto &none = *new Tag(Data::String());
     return index >= 0 && index < numTags() ? *d->tags[index] : none;
 }
 
 Tag &TagFile::mtag(int index)
 {
-    static Tag none{Data::String()};
+    static auto &none = *new Tag(Data::String());
     return index >= 0 && index < numTags() ? *d->tags[index] : none;
 }
 
