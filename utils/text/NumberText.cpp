@@ -44,8 +44,8 @@ static Decimal shortestDecimal(double value)
     return decimal;
 }
 
-/// \p value rounded to \p precision digits, by a multiplication. False when that does not tell
-/// which way it goes, or its powers of ten are beyond those that a double holds exactly.
+/// \p value rounded to \p precision digits, by a multiplication. False when that comes to a tie,
+/// for more than 15 digits, or when it takes powers of ten that a double does not hold exactly.
 static bool roundByScaling(Decimal &decimal, double value, int precision)
 {
     static const double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
@@ -70,11 +70,12 @@ static bool roundByScaling(Decimal &decimal, double value, int precision)
         ++point;
     }
 
-    // One operation on exact numbers: it is off by half of the last bit at most. What is taken off
-    // it here is so, too, and nothing is lost with it.
+    // One operation on exact numbers, so the nearest double to the true one. Of up to 15 digits all
+    // halves are doubles, too: what lies below or above one does not come to lie on its other side,
+    // but on itself at most.
     auto digits = static_cast<quint64>(scaled);
     const double rest = scaled - static_cast<double>(digits);
-    if (std::abs(rest - 0.5) <= scaled * 4 * DBL_EPSILON)
+    if (rest == 0.5)
         return false;
     if (rest > 0.5)
         ++digits;
