@@ -93,8 +93,9 @@ public:
     /// backslashes by one, with \p chars empty, too.
     ///
     /// It gives back what escape() got when the characters it escaped, each once, are in \p chars,
-    /// without a backslash, nor both a blank and the letter of its sequence. It is meant that
-    /// "*SLASH*" in the text becomes a backslash.
+    /// without a backslash, nor both a blank and the letter of its sequence, and when no single
+    /// character was escaped at both ends. It is meant that "*SLASH*" becomes a backslash, in the
+    /// text or as made by a backslash beside a part of it: "*SLASH\" comes back as "\SLASH*".
     static Data::String unescape(Data::String text, const Data::String &chars);
 
     /// The index of what closes the bracket at \p pos: ")", ">", "]" or "}". Any other character
@@ -176,8 +177,7 @@ public:
     /// \p text with its character entities replaced.
     ///
     ///     "&amp; &apos; &quot; &lt; &gt;"  => "& ' \" < >"
-    ///     "&#65;&#x42;"                    => "AB"      code points up to 10FFFF, "x" is
-    ///     hexadecimal
+    ///     "&#65;&#x42;"                    => "AB"      up to 10FFFF, hexadecimal behind "x"
     ///     "&alpha;&Omega;"                 => "αΩ"      the 48 Greek letters, but no final sigma
     ///     "&amp;alpha;"                    => "α"       a fresh "&" opens an entity
     ///     "&foo; &alpha;"                  => the same  the first one that is unknown ends it all,
