@@ -71,7 +71,28 @@ private Q_SLOTS:
 
     void cleanup() { Utils::setApplication(nullptr); }
 
-    // In front of tests that leave memory behind, which would be used again.
+    // In front of tests that leave memory behind, which would be used again, as is the next one.
+    void answersNothingWhereTheMemoryEnds()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("the memory of a program that checks its addresses cannot be limited");
+#endif
+        const int columns = 10 * 1000 * 1000; // whose list is too large for what is left of a heap
+        CSVReader reader;
+        QVERIFY(read(reader, QByteArray(columns - 1, ',') + "1"));
+        QCOMPARE(reader.numColumns(0), columns); // kept, so that only the answers need memory
+
+        const Limit memory(RLIMIT_AS, memoryInUse() + (4 << 20));
+
+        QCOMPARE(reader.rowData(0, 1), Fields());
+        QCOMPARE(reader.rowDataD(0, 1), QStringList());
+        QCOMPARE(reader.dataD(0), QStringList());
+        QCOMPARE(reader.dataValue(0), Numbers());
+        QCOMPARE(reader.rowDataValue(0, 0), Numbers());
+        QCOMPARE(reader.colDataValue(0, -columns), Numbers());
+        QCOMPARE(reader.dataValue(0, columns - 1), 1.0);
+    }
+
     void isEmptyWhereTheMemoryEnds()
     {
 #ifdef __SANITIZE_ADDRESS__
@@ -664,7 +685,8 @@ private Q_SLOTS:
         row("from behind the last row on", "a\nb", ",", 0, 2, none);
         row("far behind", "a\nb", ",", 0, INT_MAX, none);
         row("from in front of the first row on", "a\nb", ",", 0, -2, {"", "", "a", "b"});
-        row("from further in front than a list can hold", "a\nb", ",", 0, INT_MIN, none);
+        row("from as far in front as the smallest", "a\nb", ",", 0, INT_MIN, none);
+        row("from too far in front", "a\nb", ",", 0, -(1 << 24) - 1, none);
         row("a negative column", "a\nb", ",", -1, 0, none);
         row("the smallest column", "a\nb", ",", INT_MIN, 0, none);
         row("untrimmed", " a \r\n b ", ",", 0, 0, {" a ", " b "});
@@ -698,6 +720,18 @@ private Q_SLOTS:
         QCOMPARE(reader.colData(col, firstRow), column);
         QCOMPARE(reader.colDataD(col, firstRow), texts);
         QCOMPARE(reader.colDataValue(col, firstRow), numbers);
+    }
+
+    void givesColumnsFromFarInFront()
+    {
+        CSVReader reader;
+        QVERIFY(read(reader, "1\n2"));
+
+        const Numbers column = reader.colDataValue(0, -(1 << 24));
+
+        QCOMPARE(column.size(), (1 << 24) + 2);
+        QCOMPARE(column.first(), 0.0);
+        QCOMPARE(column.last(), 2.0);
     }
 
     void givesAColumnFromItsStartByDefault()
@@ -955,6 +989,7 @@ private Q_SLOTS:
         QVERIFY(read(reader, QByteArray(block, '\n').repeated(50) + "last", &progress));
 
         QVERIFY(calls > 0);
+        QVERIFY(reader.path() != Data::String(inner));
         QCOMPARE(reader.numRows(), 50 * block + 1);
         QCOMPARE(reader.data(50 * block), Fields{"last"});
         QCOMPARE(reader.data(0), Fields{""});

@@ -23,13 +23,10 @@ public:
     Data::String data(int row, int col) override { return reader.dataD(row, col); }
     QList<double> dataValue(int row) override { return reader.dataValue(row); }
     double dataValue(int row, int col, bool *ok) override { return reader.dataValue(row, col, ok); }
-    QStringList colData(int col, int firstRow) override
-    {
-        return firstRow < -csvReach ? QStringList() : reader.colDataD(col, firstRow);
-    }
+    QStringList colData(int col, int firstRow) override { return reader.colDataD(col, firstRow); }
     QList<double> colDataValue(int col, int firstRow) override
     {
-        return firstRow < -csvReach ? QList<double>() : reader.colDataValue(col, firstRow);
+        return reader.colDataValue(col, firstRow);
     }
     bool isReadOnly() const override { return true; }
 };

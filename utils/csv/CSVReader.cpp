@@ -11,14 +11,13 @@
 #include <array>
 #include <cstring>
 #include <filesystem>
-#include <limits>
 #include <new>
 
 namespace Utils {
 
-// What a list can hold, which counts its bytes in an int.
-static const int maxEntries =
-    std::numeric_limits<int>::max() / static_cast<int>(sizeof(void *)) - 8;
+// How far in front of a table a column may start. Beyond that it is taken for a mistake, which
+// would otherwise use up the memory.
+static const int maxRowsInFront = 1 << 24;
 
 class CSVReaderPrivate
 {
@@ -191,11 +190,11 @@ template <typename List, typename Convert>
 List CSVReaderPrivate::column(int col, int fromRow, const Convert &convert)
 {
     const qint64 count = qint64(numRows()) - fromRow;
-    if (col < 0 || count <= 0 || count > maxEntries)
+    if (col < 0 || count <= 0 || fromRow < -maxRowsInFront)
         return {};
     try {
         List column;
-        column.reserve(static_cast<int>(count));
+        column.reserve(static_cast<int>(count)); // more than a list can hold is more than memory
         walkColumn(col, fromRow,
                    [&](const char *begin, const char *end) { column.append(convert(begin, end)); });
         return column;
@@ -352,10 +351,12 @@ QList<QByteArray> CSVReader::rowData(int row, int firstCol, int lastCol) const
 {
     const QList<QByteArray> fields = data(row);
     const int start = std::max(firstCol, 0);
-    if (lastCol < firstCol)
-        return fields.mid(start);
-    const int end = std::min(lastCol, fields.size() - 1) + 1;
-    return start < end ? fields.mid(start, end - start) : QList<QByteArray>();
+    const int end = lastCol < firstCol ? fields.size() : std::min(lastCol, fields.size() - 1) + 1;
+    try {
+        return start < end ? fields.mid(start, end - start) : QList<QByteArray>();
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
 }
 
 QList<QByteArray> CSVReader::colData(int col, int firstRow) const
@@ -421,11 +422,15 @@ QStringList CSVReader::baToStrList(const QList<QByteArray> &fields) const
 
 QList<double> CSVReader::toValues(const QList<QByteArray> &fields) const
 {
-    QList<double> values;
-    values.reserve(fields.size());
-    for (const QByteArray &field : fields)
-        values.append(toValue(field, nullptr));
-    return values;
+    try {
+        QList<double> values;
+        values.reserve(fields.size());
+        for (const QByteArray &field : fields)
+            values.append(toValue(field, nullptr));
+        return values;
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
 }
 
 double CSVReader::toValue(const QByteArray &bytes, bool *ok) const

@@ -46,7 +46,7 @@ class Progress;
 /// as empty.
 ///
 /// The file ends at 2 GiB for the reader, and what is behind is not there. A row that is larger
-/// than the memory is empty.
+/// than the memory is empty, and so is an answer.
 ///
 /// Copies share the open file, and it is closed by the first of them that is destroyed or calls
 /// read(), which is meant: the rows of the others are empty from then on, but for those kept.
@@ -111,8 +111,8 @@ public:
     QList<QByteArray> rowData(int row, int firstCol, int lastCol = -1) const;
 
     /// The fields of a column from \p firstRow on, an empty one where a row is too short, and where
-    /// \p firstRow is negative for each row in front of the first. Empty for a negative \p col, and
-    /// when it is more than a list can hold.
+    /// \p firstRow is negative for each row in front of the first. Empty for a negative \p col,
+    /// when those rows are more than 16 million, and when it is all more than the memory holds.
     ///
     /// The last row is left out when it has no fields or one that is empty: it is what a line feed
     /// at the end leaves.

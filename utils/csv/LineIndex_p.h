@@ -27,7 +27,8 @@ public:
     void append(int start)
     {
         if (position(m_size) == 0)
-            m_pieces.emplace_back(new int[pieceSize]);
+            m_pieces.push_back(
+                std::unique_ptr<int[]>(new int[pieceSize])); // not lost without memory
         m_pieces.back()[position(m_size)] = start;
         ++m_size;
     }
