@@ -386,6 +386,11 @@ inline Data::String CSVTable::data(int row, const Data::String &label) const
 inline Data::String CSVTable::data(const Data::String &key, int col, int firstRow, int *foundRow,
                                    bool exact) const
 {
+    if (firstRow < 0 && key.isEmpty()) { // what is above row 0 is empty
+        if (foundRow)
+            *foundRow = firstRow;
+        return {};
+    }
     for (int row = std::max(firstRow, 0); row < numRows(); ++row) {
         const Data::String cell = data(row, col);
         // Asked for a null text, startsWith() would tell it from an empty one.

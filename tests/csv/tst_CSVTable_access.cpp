@@ -119,6 +119,8 @@ private Q_SLOTS:
         QTest::newRow("from before the start on") << "speed" << 0 << -5 << true << "10" << 0;
         QTest::newRow("from far before the start on") << "speed" << 0 << intMin << true << "10" << 0;
         QTest::newRow("from far behind the end on") << "speed" << 0 << intMax << true << "" << -1;
+        QTest::newRow("an empty key before the start") << "" << 0 << -5 << true << "" << -5;
+        QTest::newRow("an empty beginning before the start") << "" << 0 << intMin << false << "" << intMin;
         QTest::newRow("another column") << "10" << 1 << 0 << true << "km/h" << 0;
         QTest::newRow("beside the last column") << "km/h" << 2 << 0 << true << "" << 0;
         QTest::newRow("an empty beginning") << "" << 0 << 1 << false << "3" << 1;

@@ -175,8 +175,8 @@ public:
     Data::String data(int row, const Data::String &label) const;
 
     /// The cell to the right of the first one in column \p col, from \p firstRow on, that is \p key
-    /// or, unless \p exact, begins with it. An empty key is the beginning of every cell. \p
-    /// foundRow gets the row, or -1 when there is none.
+    /// or, unless \p exact, begins with it. An empty key is the beginning of every cell, and
+    /// stands in every negative row. \p foundRow gets the row, or -1 when there is none.
     Data::String data(const Data::String &key, int col, int firstRow = 0, int *foundRow = nullptr,
                       bool exact = false) const;
 
