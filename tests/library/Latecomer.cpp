@@ -1,5 +1,5 @@
-// A library with a static signal and a static module, and with texts and tags to look up, that die
-// after the library they build on.
+// A library with a static signal and a static module, and with texts, tags and character entities
+// to look up, that die after the library they build on.
 
 #include "tests/library/Keeper.h"
 #include "utils/files/File.h"
@@ -8,6 +8,7 @@
 #include "utils/strings/StringTable.h"
 #include "utils/strings/Translator.h"
 #include "utils/tagfile/TagFile.h"
+#include "utils/text/StringUtil.h"
 
 #include <cstdio>
 #include <new>
@@ -55,6 +56,8 @@ void report(const char *when)
     tags.mtag(0).add(when, "v");
     std::printf("%s: invalid tags %d %d %d\n", when, tags.tag(0).numProps(),
                 tags.mtag(0).numProps(), tags.findTag("a").numProps());
+    std::printf("%s: symbols %s\n", when,
+                Utils::StringUtil::replaceSymbol("&alpha;&Omega;").toUtf8().constData());
 }
 
 void tearDown()

@@ -66,6 +66,7 @@ private Q_SLOTS:
                                                   "\".Kelm.Widgets.ctx.undo\"\n"
                                                   "\"Blech\"\n"
                                                   "start: invalid tags 0 1 0\n"
+                                                  "start: symbols \u03b1\u03a9\n"
                                                   "end: signal not found\n"
                                                   "end: table not loaded\n"
                                                   "\".Kelm.Utils.msg.scriptRun\"\n"
@@ -75,6 +76,7 @@ private Q_SLOTS:
                                                   "\"&Undo\"\n"
                                                   "\"\"\n"
                                                   "end: invalid tags 0 2 0\n"
+                                                  "end: symbols \u03b1\u03a9\n"
                                                   "sent: yes\n"
                                                   "destroyed\n"
                                                   "text: \"\"\n"));

@@ -103,6 +103,10 @@ private Q_SLOTS:
         QTest::newRow("a pair in halves")       << "&#xD83D;&#xDE00;"      << "\U0001f600";
         QTest::newRow("case counts")            << "&ALPHA;"               << "&ALPHA;";
         QTest::newRow("the final sigma")        << "&sigmaf;"              << "&sigmaf;";
+        QTest::newRow("no name")                << "&;"                    << "&;";
+        QTest::newRow("a zero byte")            << QString::fromLatin1("&\0;", 3) << QString::fromLatin1("&\0;", 3);
+        QTest::newRow("a look-alike of a capital") << "&\u212aappa;"       << "&\u212aappa;";
+        QTest::newRow("without its first letter") << "&appa;"              << "&appa;";
         QTest::newRow("a blank in it")          << "&alpha ;"              << "&alpha ;";
         QTest::newRow("a fresh ampersand")      << "&#38;alpha;"           << "\u03b1";
         QTest::newRow("fresh, again and again") << "&#38;#38;#38;alpha;"   << "\u03b1";

@@ -15,28 +15,33 @@ static const char *const greekLetters[] = {
                                                        // would go with it have no entity
     "Sigma", "Tau", "Upsilon", "Phi", "Chi", "Psi", "Omega"};
 
-static QHash<QString, uint> makeNamedEntities()
+// Looked for one by one: a table that is looked up faster would be gone when static objects of a
+// host still show texts at the end of the process, and it is seldom that a name is looked for.
+
+/// The code point of the Greek letter \p name, a capital when that begins with one. 0 for none.
+static uint greekLetter(const QStringRef &name)
 {
-    QHash<QString, uint> entities;
+    if (name.isEmpty())
+        return 0;
     uint offset = 0;
     for (const char *const letter : greekLetters) {
-        if (letter) {
-            const QString name = QLatin1String(letter);
-            entities.insert(QStringLiteral("&%1;").arg(name), 913 + offset);
-            entities.insert(QStringLiteral("&%1;").arg(name.toLower()), 945 + offset);
+        if (letter && name.mid(1) == QLatin1String(letter + 1)) {
+            const QLatin1Char capital(*letter);
+            if (name.front() == capital)
+                return 913 + offset;
+            if (name.front() == QChar(capital).toLower())
+                return 945 + offset;
         }
         ++offset;
     }
-    return entities;
+    return 0;
 }
 
 /// The code point that \p entity stands for, from its "&" to its ";". 0 when it is none.
 static uint codePointOf(const QString &entity)
 {
-    if (!entity.startsWith(QLatin1String("&#"))) {
-        static const QHash<QString, uint> namedEntities = makeNamedEntities();
-        return namedEntities.value(entity, 0);
-    }
+    if (!entity.startsWith(QLatin1String("&#")))
+        return greekLetter(entity.midRef(1, entity.size() - 2));
     QString digits = entity.mid(2, entity.size() - 3);
     int base = 10;
     if (digits.startsWith(QLatin1Char('x'), Qt::CaseInsensitive)) {
