@@ -214,6 +214,7 @@ private Q_SLOTS:
         QTest::newRow("no delimiter") << QStringList{} << "\\" << QStringList{"", "\\", ""};
         QTest::newRow("the marker itself becomes the delimiter") << QStringList{","} << "a\\,**ESCAPE**" << QStringList{"a,,"};
         QTest::newRow("but not without an escape") << QStringList{","} << "**ESCAPE**" << QStringList{"**ESCAPE**"};
+        QTest::newRow("a blank that takes its place stays") << QStringList{" "} << "a\\  b" << QStringList{"a ", "b"};
         QTest::newRow("trimmed in front of what takes its place") << QStringList{","} << " a\\, b , c" << QStringList{"a, b", "c"};
         // clang-format on
     }
@@ -596,6 +597,17 @@ private Q_SLOTS:
 
         QCOMPARE(table.stringData(), Data::String("a,b\nc,d,eee")); // the first one is split now
         QCOMPARE(table.alignedStringData(), Data::String("         a, b\n \"c,d,eee\""));
+    }
+
+    void alignsAsManyColumnsAsTheFirstRowHasWhenItIsSplit()
+    {
+        CSVTable table;
+        table.setDemandParse(true);
+        table.setData("a,b\nc,d,e");
+        table.data(1);
+
+        // Its line is still one field of what is aligned, but the other row has more.
+        QCOMPARE(table.alignedStringData(), Data::String(" \"a,b\"\n     c, d,e"));
     }
 
     void alignsColumnsInPlace_data()

@@ -524,6 +524,20 @@ private Q_SLOTS:
         QCOMPARE(rowsOf(table), Rows({{"a"}}));
     }
 
+    void keepsItsBytesWhenThereAreNone()
+    {
+        CSVTable table;
+        table.setData("a");
+        table.setData(QByteArray("b"));
+
+        QVERIFY(!table.setData(QByteArray()));
+        QCOMPARE(rowsOf(table), Rows({{"b"}}));
+
+        table.addDelimiter(";");
+        QVERIFY(!table.setData(QByteArray()));
+        QCOMPARE(rowsOf(table), Rows({{"b"}}));
+    }
+
     void takesBytesForTextInLatin1WithoutASingleDelimiter_data()
     {
         QTest::addColumn<QStringList>("delimiters");

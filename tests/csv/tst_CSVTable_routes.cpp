@@ -256,6 +256,21 @@ private Q_SLOTS:
         QCOMPARE(table.colDataValue(7), Numbers({hole}));
     }
 
+    void readsAFileWithItsOwnHoleNumberWhateverIsThatOfAll()
+    {
+        CSVTable table;
+        table.setHoleValue(5.0);
+        CSVTable().setHoleValue(-1.0);
+
+        table.read(file("1,"), limitOfNoBytes);
+
+        QCOMPARE(table.dataValue(0, 1), 5.0);
+        table.setHoleValue(7.0); // too late
+        QCOMPARE(table.dataValue(0, 1), 5.0);
+        table.read(file("1,"), limitOfNoBytes);
+        QCOMPARE(table.dataValue(0, 1), 7.0);
+    }
+
     void givesTheNumbersOfTextByOneHoleNumber_data() { addRoutes(); }
 
     void givesTheNumbersOfTextByOneHoleNumber()
@@ -526,6 +541,17 @@ private Q_SLOTS:
         QCOMPARE(route, expected);
         if (route != "text")
             QCOMPARE(table.data(1, 0).startsWith(QChar(0xe9)), route == "file");
+    }
+
+    void takesNoFileThatIsMissingForLarge()
+    {
+        CSVTable table;
+        table.setData("a");
+
+        QVERIFY(!table.read(m_folder.filePath("missing.csv"), 2048)); // nothing is larger than that
+
+        QVERIFY(!table.isDemandRead());
+        QCOMPARE(rowsOf(table), Rows({{"a"}}));
     }
 
     void takesASecondDelimiterForText()
