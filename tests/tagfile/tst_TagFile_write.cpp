@@ -6,6 +6,7 @@
 #include "tests/tagfile/Tags.h"
 #include "utils/tagfile/TagFile.h"
 
+#include <QTextCodec>
 #include <QTextStream>
 #include <QtTest>
 
@@ -453,6 +454,27 @@ private Q_SLOTS:
         QCOMPARE(file.toString(), Data::String("*a\nk: ") + file.tag(0).values[0] + "\n");
     }
 
+    void writesUtf8WhateverTheLocale()
+    {
+        QTextCodec *const before = QTextCodec::codecForLocale();
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+        TagFile file;
+        addProperties(file, {"k", "ä€"});
+        Data::String error;
+
+        const bool isSaved = file.save(path("saved"), error);
+        const bool isOpen = file.open(path("streamed"), error);
+        file.writeTag("a", "", false).writeProperty("k", "ä€");
+        file.close();
+        const TagFile back(path("streamed"));
+        QTextCodec::setCodecForLocale(before);
+
+        QVERIFY(isSaved && isOpen);
+        QCOMPARE(contentsOf(path("saved")), QByteArray("*a\nk: \xc3\xa4\xe2\x82\xac\n"));
+        QCOMPARE(contentsOf(path("streamed")), contentsOf(path("saved")));
+        QCOMPARE(describe(back), QStringList("1 a: k=ä€"));
+    }
+
     void replacesAFileInPlace()
     {
         const QString file = makeFile(path("a"), QByteArray(1000, 'x'));
@@ -660,6 +682,19 @@ private Q_SLOTS:
         QVERIFY(back.value(0) ==
                 "2 " + huge + ": " + huge + "=" + huge + ":|k=" + huge + "/" + huge);
         QVERIFY(back.value(1) == "8 b: k=" + file.tag(1).values[0]);
+    }
+
+    void writesLinesAsLongAsItsBlocks()
+    {
+        const int block = 65536;
+        for (int size = block - 8; size <= block + 8; ++size) {
+            const QString text(size, 'x');
+            const QString beyond = QString(size - 2, 'x') + "ä"; // as many bytes
+            TagFile file;
+            file.addTag(text, "").add("k", Data::String(text)).add("l", Data::String(beyond));
+
+            QVERIFY(written(file) == "*" + text + "\nk: " + text + "\nl: " + beyond + "\n");
+        }
     }
 
     void writesMegabytesOfColonsAndLineFeeds()
