@@ -1,43 +1,98 @@
 #include "utils/csv/CSVArrayData_p.h"
 
 #include "utils/feedback/Progress.h"
+#include "utils/text/NumberParse_p.h"
 
 namespace Utils {
 
+QStringList CSVArrayData::data(int row)
+{
+    parseRow(row);
+    if (!has(row))
+        return {};
+    if (const QStringList *const texts = m_texts.find(idOf(row)))
+        return *texts;
+
+    QStringList texts;
+    visit(
+        row,
+        [&](const QList<QByteArray> &fields) {
+            for (const QByteArray &field : fields)
+                texts.append(text(field));
+        },
+        [&](const ByteBlock &block, int line) {
+            texts.reserve(block.numCells(line));
+            for (int cell = block.firstCell(line); cell < block.firstCell(line + 1); ++cell)
+                texts.append(block.text(cell));
+        });
+    return m_texts.insert(idOf(row), texts);
+}
+
 Data::String CSVArrayData::data(int row, int col)
 {
-    return col < 0 ? QString() : QString::fromLatin1(splitRow(row).value(col));
+    if (col < 0)
+        return {};
+    parseRow(row);
+    if (!has(row))
+        return {};
+    return visitField(
+        row, col,
+        [](const QByteArray *field) { return field ? QString::fromLatin1(*field) : QString(); },
+        [](const ByteBlock &block, int cell) { return block.latin1(cell); });
 }
 
 double CSVArrayData::dataValue(int row, int col, bool *ok)
 {
-    const QList<QByteArray> fields = col < 0 ? QList<QByteArray>() : splitRow(row);
-    if (col >= 0 && col < fields.size())
-        return number(fields.at(col), ok);
-    if (ok)
-        *ok = false;
-    return 0.0;
+    const auto noCell = [&] {
+        if (ok)
+            *ok = false;
+        return 0.0;
+    };
+    if (col < 0)
+        return noCell();
+    parseRow(row);
+    if (!has(row))
+        return noCell();
+    return visitField(
+        row, col, [&](const QByteArray *field) { return field ? number(*field, ok) : noCell(); },
+        [&](const ByteBlock &block, int cell) { return block.number(cell, ok); });
 }
 
 void CSVArrayData::setData(const QByteArray &bytes, bool parseNow, Progress *progress,
                            const Data::String &label)
 {
-    const QList<QByteArray> lines = bytes.split('\n');
     if (!parseNow) {
-        for (const QByteArray &line : lines)
-            m_rows.append({line});
+        appendBlock(ByteBlock(bytes));
         return;
     }
 
+    ByteBlock block(bytes, m_delimiter);
+    const int count = block.numLines();
     if (progress) {
-        progress->setMaxSteps(lines.size());
+        progress->setMaxSteps(count);
         progress->setLabel(label);
     }
-    for (const QByteArray &line : lines) {
-        appendParsed(split(line));
-        if (progress)
-            progress->tick(1);
-    }
+    appendBlock(std::move(block));
+    // All lines are done at one go, in less time than it takes to tell about them.
+    for (int line = 0; progress && line < count; ++line)
+        progress->tick(1);
+}
+
+void CSVArrayData::appendRow(int row, char separator, QByteArray &to)
+{
+    parseRow(row);
+    if (!has(row))
+        return;
+    visit(
+        row,
+        [&](const QList<QByteArray> &fields) {
+            for (int i = 0; i < fields.size(); ++i) {
+                if (i > 0)
+                    to.append(separator);
+                to.append(text(fields.at(i)).toUtf8());
+            }
+        },
+        [&](const ByteBlock &block, int line) { block.appendLine(line, separator, to); });
 }
 
 QList<QByteArray> CSVArrayData::split(const QByteArray &line) const
@@ -54,7 +109,7 @@ double CSVArrayData::number(const QByteArray &field, bool *ok) const
 {
     const QByteArray trimmed = field.trimmed();
     if (!trimmed.isEmpty())
-        return trimmed.toDouble(ok);
+        return parseNumber(trimmed, ok);
     if (ok)
         *ok = false;
     return csvHoleValue();

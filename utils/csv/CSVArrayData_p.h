@@ -1,8 +1,7 @@
 #pragma once
 
+#include "utils/csv/ByteBlock_p.h"
 #include "utils/csv/CSVMemoryData_p.h"
-
-#include <QByteArray>
 
 namespace Utils {
 
@@ -14,15 +13,17 @@ class Progress;
 /// Two oddities are meant. A cell asked for by row and column is read as Latin-1, while rows and
 /// columns of text are read as UTF-8; both end at a zero byte. And the number of a cell that does
 /// not exist is 0.0, not the hole number.
-class CSVArrayData : public CSVMemoryData<QList<QByteArray>>
+///
+/// A row that is asked for as a list of text is held as one from then on, besides its bytes.
+class CSVArrayData : public CSVMemoryData<QList<QByteArray>, ByteBlock>
 {
 public:
     explicit CSVArrayData(char delimiter) : m_delimiter(delimiter) {}
 
-    using CSVMemoryData::data;
     using CSVMemoryData::dataValue;
     using CSVMemoryData::setData;
 
+    QStringList data(int row) override;
     Data::String data(int row, int col) override;
     double dataValue(int row, int col, bool *ok) override;
 
@@ -31,13 +32,18 @@ public:
     void setData(const QByteArray &bytes, bool parseNow, Progress *progress,
                  const Data::String &label);
 
+    /// Appends the text of the fields of a row, with \p separator in between, in UTF-8.
+    void appendRow(int row, char separator, QByteArray &to);
+
 protected:
     QList<QByteArray> split(const QByteArray &line) const override;
     QString text(const QByteArray &field) const override;
     double number(const QByteArray &field, bool *ok) const override;
     QByteArray encoded(const Data::String &text) const override { return text.toUtf8(); }
+    void rowChanges(int id) override { m_texts.remove(id); }
 
 private:
+    RowStore<QStringList> m_texts;
     const char m_delimiter;
 };
 

@@ -1,5 +1,7 @@
 #include "utils/csv/CSVData_p.h"
 
+#include "utils/text/NumberParse_p.h"
+
 namespace Utils {
 
 CSVData::~CSVData() = default;
@@ -24,7 +26,7 @@ double csvNumber(const QString &text, bool *ok)
         return csvHoleValue();
     }
     const int brace = text.indexOf(QLatin1Char('{'));
-    return brace < 0 ? text.toDouble(ok) : text.left(brace).toDouble(ok);
+    return parseNumber(brace < 0 ? text : text.left(brace), ok);
 }
 
 } // namespace Utils

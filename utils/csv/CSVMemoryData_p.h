@@ -1,20 +1,24 @@
 #pragma once
 
 #include "utils/csv/CSVData_p.h"
-
-#include <QSet>
+#include "utils/csv/RowStore_p.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace Utils {
 
-/// What the two backends share that hold their cells in memory, as lists of fields.
+/// What the two backends share that hold their cells in memory.
 ///
 /// A row comes in as its raw line, which stands in for its fields as a single one, and is split
 /// when it is first used. Whether a row is split is known by its index alone. Removing a row does
 /// not shift that, which is meant: behind it the marks are stale, and stay so for rows that come
 /// later. Editing marks a row without splitting it, which is meant too.
-template <typename Row>
+///
+/// Cells are not held one by one. A \p Block holds the text of many rows, which is never changed,
+/// and knows where their cells are. A row that becomes anything else than what its block has,
+/// because it is edited or split later, is held as a \p Row from then on.
+template <typename Row, typename Block>
 class CSVMemoryData : public CSVData
 {
 public:
@@ -23,19 +27,19 @@ public:
     void removeRow(int row) override
     {
         if (has(row))
-            m_rows.removeAt(row);
+            m_order.remove(row);
     }
 
-    int numRows() const override { return m_rows.size(); }
+    int numRows() const override { return m_order.size(); }
 
     int numColumns(int row) override
     {
         if (row >= 0)
-            return splitRow(row).size();
+            return splitSize(row);
 
         int largest = 0;
-        for (int each = 0; each < m_rows.size(); ++each)
-            largest = std::max(largest, splitRow(each).size());
+        for (int each = 0; each < numRows(); ++each)
+            largest = std::max(largest, splitSize(each));
         return largest;
     }
 
@@ -43,32 +47,47 @@ public:
     {
         if (!has(row))
             return true;
-        return col < 0 ? isBlank(m_rows.at(row)) : splitRow(row).value(col).isEmpty();
+        if (col < 0)
+            return isBlank(row);
+        parseRow(row);
+        return visitField(
+            row, col, [](const Field *field) { return !field || field->isEmpty(); },
+            [](const Block &block, int cell) { return block.isEmpty(cell); });
     }
-
-    QStringList data(int row) override
-    {
-        return convert<QString>(splitRow(row), [this](const Field &field) { return text(field); });
-    }
-    using CSVData::data;
 
     QList<double> dataValue(int row) override
     {
-        return convert<double>(splitRow(row),
-                               [this](const Field &field) { return number(field, nullptr); });
+        QList<double> numbers;
+        parseRow(row);
+        if (!has(row))
+            return numbers;
+        visit(
+            row,
+            [&](const Row &fields) {
+                for (const Field &field : fields)
+                    numbers.append(number(field, nullptr));
+            },
+            [&](const Block &block, int line) {
+                for (int cell = block.firstCell(line); cell < block.firstCell(line + 1); ++cell)
+                    numbers.append(block.number(cell, nullptr));
+            });
+        return numbers;
     }
     using CSVData::dataValue;
 
     QStringList colData(int col, int firstRow) override
     {
-        return convert<QString>(column(col, firstRow),
-                                [this](const Field &field) { return text(field); });
+        return column<QString>(
+            col, firstRow, [this](const Field *field) { return field ? text(*field) : QString(); },
+            [](const Block &block, int cell) { return block.text(cell); });
     }
 
     QList<double> colDataValue(int col, int firstRow) override
     {
-        return convert<double>(column(col, firstRow),
-                               [this](const Field &field) { return number(field, nullptr); });
+        return column<double>(
+            col, firstRow,
+            [this](const Field *field) { return field ? number(*field, nullptr) : csvHoleValue(); },
+            [](const Block &block, int cell) { return block.number(cell, nullptr); });
     }
 
     void setData(int row, int col, const Data::String &text) override
@@ -76,42 +95,30 @@ public:
         if (!isInReach(row, col))
             return;
 
-        while (row >= m_rows.size())
-            m_rows.append(Row());
-        Row &fields = m_rows[row];
+        while (row >= numRows())
+            m_held.insert(m_order.append(), Row());
+        Row &fields = rowToChange(row);
         while (col >= fields.size())
             fields.append(Field());
         fields[col] = encoded(text);
-        m_parsedRows.insert(row);
+        mark(row, row + 1);
     }
 
     void removeColumn(int col) override
     {
-        for (Row &row : m_rows) {
-            if (col >= 0 && col < row.size())
-                row.removeAt(col);
+        for (int row = 0; col >= 0 && row < numRows(); ++row) {
+            if (col < size(row))
+                rowToChange(row).removeAt(col);
         }
     }
 
-    void removeRows(const QList<int> &rows) override
-    {
-        QList<Row> left;
-        left.reserve(m_rows.size());
-        auto removed = rows.begin();
-        for (int row = 0; row < m_rows.size(); ++row) {
-            if (removed != rows.end() && *removed == row)
-                ++removed;
-            else
-                left.append(m_rows.at(row));
-        }
-        m_rows = left;
-    }
+    void removeRows(const QList<int> &rows) override { m_order.remove(rows); }
 
     /// Whether a cell is there or so near that setData() makes it.
     bool isInReach(int row, int col) const
     {
-        return row >= 0 && col >= 0 && qint64(row) - m_rows.size() <= csvReach &&
-               qint64(col) - m_rows.value(row).size() <= csvReach;
+        return row >= 0 && col >= 0 && qint64(row) - numRows() <= csvReach &&
+               qint64(col) - (has(row) ? size(row) : 0) <= csvReach;
     }
 
     /// Splits a row, unless that is done or it does not exist. One that was made to fill up has no
@@ -120,13 +127,29 @@ public:
     {
         if (!has(row) || isParsed(row))
             return;
-        if (!m_rows.at(row).isEmpty())
-            m_rows[row] = split(m_rows.at(row).first());
-        m_parsedRows.insert(row);
+        // What stands for its line, even if it is a row that was split and moved here.
+        if (size(row) > 0)
+            rowToChange(row) = split(heldRow(row).first());
+        mark(row, row + 1);
     }
 
     /// Whether the index \p row is marked as split. It may lie behind the last row.
-    bool isParsed(int row) const { return m_parsedRows.contains(row); }
+    bool isParsed(int row) const
+    {
+        return row >= 0 && static_cast<unsigned>(row) < m_parsedRows.size() &&
+               m_parsedRows[static_cast<unsigned>(row)];
+    }
+
+    /// A row as it is held: one item, its raw line, while it is not split. None when it does not
+    /// exist.
+    Row heldRow(int row) const
+    {
+        if (!has(row))
+            return Row();
+        return visit(
+            row, [](const Row &fields) { return fields; },
+            [](const Block &block, int line) { return rowOf(block, line); });
+    }
 
 protected:
     virtual Row split(const Field &line) const = 0;
@@ -134,56 +157,170 @@ protected:
     virtual double number(const Field &field, bool *ok) const = 0;
     virtual Field encoded(const Data::String &text) const = 0;
 
-    bool has(int row) const { return row >= 0 && row < m_rows.size(); }
+    /// Told before a row of its own is changed.
+    virtual void rowChanges(int id) = 0;
 
-    /// The fields of a row, split. None when it does not exist.
-    Row splitRow(int row)
+    bool has(int row) const { return row >= 0 && row < numRows(); }
+
+    /// Appends the rows of a block, but for those that \p isWanted is false of.
+    template <typename IsWanted>
+    void appendBlock(Block block, const IsWanted &isWanted)
     {
-        parseRow(row);
-        return m_rows.value(row);
+        const int first = numRows();
+        const int id =
+            m_order.append(block.numLines(), [&](int line) { return isWanted(block, line); });
+        if (block.isSplit())
+            mark(first, numRows());
+        m_blocks.push_back({id, std::move(block)});
     }
+    void appendBlock(Block block)
+    {
+        appendBlock(std::move(block), [](const Block &, int) { return true; });
+    }
+
+    void reorderRows(int firstRow, const QList<int> &order) { m_order.reorder(firstRow, order); }
 
     /// Appends a row that is split already.
     void appendParsed(const Row &fields)
     {
-        m_rows.append(fields);
-        m_parsedRows.insert(m_rows.size() - 1);
+        m_held.insert(m_order.append(), fields);
+        mark(numRows() - 1, numRows());
     }
 
-    QList<Row> m_rows;
-    QSet<int> m_parsedRows;
+    /// Calls \p onRow with the fields of a row, or \p onLine with the block and line that has them.
+    template <typename OnRow, typename OnLine>
+    auto visit(int row, const OnRow &onRow, const OnLine &onLine) const
+    {
+        const int id = m_order.idAt(row);
+        if (const Row *const fields = m_held.find(id))
+            return onRow(*fields);
+        const PlacedBlock &placed = blockOf(id);
+        return onLine(placed.block, id - placed.firstId);
+    }
+
+    /// The same with a field, or null when the row has none there, and with its cell.
+    template <typename OnField, typename OnCell>
+    auto visitField(int row, int col, const OnField &onField, const OnCell &onCell) const
+    {
+        return visit(
+            row,
+            [&](const Row &fields) {
+                return onField(col < fields.size() ? &fields.at(col) : nullptr);
+            },
+            [&](const Block &block, int line) {
+                return col < block.numCells(line) ? onCell(block, block.firstCell(line) + col)
+                                                  : onField(nullptr);
+            });
+    }
+
+    static Row rowOf(const Block &block, int line)
+    {
+        Row fields;
+        fields.reserve(block.numCells(line));
+        for (int cell = block.firstCell(line); cell < block.firstCell(line + 1); ++cell)
+            fields.append(block.field(cell));
+        return fields;
+    }
+
+    /// The fields of a row as a list that is held from now on.
+    Row &rowToHold(int row)
+    {
+        const int id = m_order.idAt(row);
+        if (Row *const fields = m_held.find(id))
+            return *fields;
+        const PlacedBlock &placed = blockOf(id);
+        return m_held.insert(id, rowOf(placed.block, id - placed.firstId));
+    }
+
+    Row &rowToChange(int row)
+    {
+        rowChanges(m_order.idAt(row));
+        return rowToHold(row);
+    }
+
+    void forgetRows()
+    {
+        m_blocks.clear();
+        m_held.clear();
+        m_order.clear();
+        m_parsedRows.clear();
+    }
+
+    int idOf(int row) const { return m_order.idAt(row); }
 
 private:
-    static bool isBlank(const Row &row)
+    struct PlacedBlock
     {
-        return row.isEmpty() || (row.size() == 1 && row.first().isEmpty());
+        int firstId;
+        Block block;
+    };
+
+    const PlacedBlock &blockOf(int id) const
+    {
+        if (m_blocks.size() == 1)
+            return m_blocks.front();
+        const auto next = std::upper_bound(
+            m_blocks.begin(), m_blocks.end(), id,
+            [](int wanted, const PlacedBlock &placed) { return wanted < placed.firstId; });
+        return *(next - 1);
     }
 
-    template <typename Result, typename Conversion>
-    static QList<Result> convert(const QList<Field> &fields, Conversion conversion)
+    /// The number of fields of a row as it is held.
+    int size(int row) const
+    {
+        return visit(
+            row, [](const Row &fields) { return fields.size(); },
+            [](const Block &block, int line) { return block.numCells(line); });
+    }
+
+    int splitSize(int row)
+    {
+        parseRow(row);
+        return has(row) ? size(row) : 0;
+    }
+
+    bool isBlank(int row) const
+    {
+        return visit(
+            row,
+            [](const Row &fields) {
+                return fields.isEmpty() || (fields.size() == 1 && fields.first().isEmpty());
+            },
+            [](const Block &block, int line) {
+                return block.numCells(line) == 1 && block.isEmpty(block.firstCell(line));
+            });
+    }
+
+    template <typename Result, typename OnField, typename OnCell>
+    QList<Result> column(int col, int firstRow, const OnField &onField, const OnCell &onCell)
     {
         QList<Result> results;
-        results.reserve(fields.size());
-        for (const Field &field : fields)
-            results.append(conversion(field));
+        if (col < 0 || firstRow < -csvReach || firstRow >= numRows())
+            return results;
+
+        const int lastRow = numRows() - 1;
+        results.reserve(lastRow - firstRow + 1);
+        for (int row = firstRow; row <= lastRow; ++row) {
+            parseRow(row);
+            if (row == lastRow && (!has(row) || isBlank(row)))
+                break;
+            results.append(has(row) ? visitField(row, col, onField, onCell) : onField(nullptr));
+        }
         return results;
     }
 
-    QList<Field> column(int col, int firstRow)
+    void mark(int firstRow, int endRow)
     {
-        QList<Field> fields;
-        if (col < 0 || firstRow < -csvReach)
-            return fields;
-
-        const int lastRow = m_rows.size() - 1;
-        for (int row = firstRow; row <= lastRow; ++row) {
-            const Row all = splitRow(row);
-            if (row == lastRow && isBlank(all))
-                break;
-            fields.append(all.value(col));
-        }
-        return fields;
+        const auto end = static_cast<std::size_t>(endRow);
+        if (end > m_parsedRows.size())
+            m_parsedRows.resize(end);
+        std::fill(m_parsedRows.begin() + firstRow, m_parsedRows.begin() + endRow, true);
     }
+
+    RowOrder m_order;
+    std::vector<PlacedBlock> m_blocks; // in the order of identities
+    RowStore<Row> m_held;
+    std::vector<bool> m_parsedRows; // which may have more than there are rows
 };
 
 } // namespace Utils

@@ -1,74 +1,84 @@
 #include "utils/csv/CSVStringData_p.h"
 
+#include "utils/csv/LineSplitter_p.h"
 #include "utils/feedback/Progress.h"
-#include "utils/text/List.h"
-
-#include <QRegExp>
 
 namespace Utils {
 
 static const QLatin1Char lineFeed('\n');
 
-/// How the delimiters of a table split a line. Compiled once for as many lines as it is used on.
-///
-/// QRegExp is what the delimiters are written for: of several that match at one place it takes the
-/// longest, where a QRegularExpression takes the first. One that is no valid pattern matches
-/// nowhere.
-class LineSplitter
+QStringList CSVStringData::data(int row)
 {
-public:
-    explicit LineSplitter(const CSVStringData &data)
-        : m_quoted(data.quoted), m_delimiter(data.delimiters.value(0)),
-          m_pattern(data.delimiters.join(QLatin1Char('|')))
-    {}
-
-    QStringList split(const QString &line) const
-    {
-        QStringList fields = m_quoted
-                                 ? List::safeSplit(line, m_delimiter, /*backslashQuotes=*/false)
-                                 : line.split(m_pattern);
-        for (QString &field : fields)
-            field = field.trimmed();
-        return fields;
-    }
-
-private:
-    bool m_quoted;
-    QString m_delimiter;
-    QRegExp m_pattern;
-};
+    parseRow(row);
+    return has(row) ? rowToHold(row) : QStringList();
+}
 
 Data::String CSVStringData::data(int row, int col)
 {
-    return col < 0 ? Data::String() : Data::String(splitRow(row).value(col));
+    if (col < 0)
+        return {};
+    parseRow(row);
+    if (!has(row))
+        return {};
+    return visitField(
+        row, col, [](const QString *field) { return field ? *field : QString(); },
+        [](const TextBlock &block, int cell) { return block.text(cell); });
 }
 
 double CSVStringData::dataValue(int row, int col, bool *ok)
 {
-    return csvNumber(data(row, col), ok);
+    if (col >= 0)
+        parseRow(row);
+    if (col < 0 || !has(row))
+        return csvNumber(QString(), ok);
+    return visitField(
+        row, col, [&](const QString *field) { return csvNumber(field ? *field : QString(), ok); },
+        [&](const TextBlock &block, int cell) { return block.number(cell, ok); });
 }
 
-void CSVStringData::setData(const Data::String &text, bool parseNow, Progress *progress,
+double CSVStringData::number(const QString &field, bool *ok) const { return csvNumber(field, ok); }
+
+void CSVStringData::setText(const CSVText &text, bool parseNow, Progress *progress,
                             const Data::String &label)
 {
-    const QStringList lines = text.split(lineFeed);
     if (!alternateDelimiters.isEmpty() &&
-        (delimiters.isEmpty() || !lines.first().contains(delimiters.first())))
+        (delimiters.isEmpty() || !text.firstLine().contains(delimiters.first())))
         delimiters = alternateDelimiters;
 
     if (!parseNow) {
-        for (const QString &line : lines) {
-            if (!isComment(line))
-                m_rows.append({line});
-        }
+        appendBlock(TextBlock(text));
         return;
     }
 
+    const LineSplitter splitter(delimiters, quoted);
+    const bool isSingle = splitter.isSingle() || splitter.isSingleQuoted();
+    if (!isSingle || (text.isUtf8() && splitter.character() > QChar(0x7f))) {
+        appendSplit(text.isUtf8() ? CSVText(text.toString()) : text, splitter, progress, label);
+        return;
+    }
+
+    TextBlock block(text, splitter.character(),
+                    splitter.isSingle() ? CellIndex::Ignored : CellIndex::Counted);
+    const int count = block.numLines();
+    if (progress) {
+        progress->setMaxSteps(count);
+        progress->setLabel(label);
+    }
+    appendBlock(std::move(block));
+    // All lines are done at one go, in less time than it takes to tell about them.
+    for (int line = 0; progress && line < count; ++line)
+        progress->tick(1);
+}
+
+/// Appends the lines as rows of their own, since only \p splitter knows where their cells are.
+void CSVStringData::appendSplit(const CSVText &text, const LineSplitter &splitter,
+                                Progress *progress, const Data::String &label)
+{
+    const QStringList lines = text.toString().split(lineFeed);
     if (progress) {
         progress->setMaxSteps(lines.size());
         progress->setLabel(label);
     }
-    const LineSplitter splitter(*this);
     for (const QString &line : lines) {
         if (!isComment(line))
             appendParsed(splitter.split(line));
@@ -77,25 +87,43 @@ void CSVStringData::setData(const Data::String &text, bool parseNow, Progress *p
     }
 }
 
+/// Appends the lines that are no comments.
+void CSVStringData::appendBlock(TextBlock block)
+{
+    if (comment.isEmpty())
+        CSVMemoryData::appendBlock(std::move(block));
+    else
+        CSVMemoryData::appendBlock(std::move(block), [this](const TextBlock &lines, int line) {
+            return !lines.mayStartWith(line, comment.at(0)) || !isComment(lines.line(line));
+        });
+}
+
 QStringList CSVStringData::split(const QString &line) const
 {
-    return LineSplitter(*this).split(line);
+    return LineSplitter(delimiters, quoted).split(line);
+}
+
+QList<QStringList> CSVStringData::heldRows() const
+{
+    QList<QStringList> rows;
+    rows.reserve(numRows());
+    for (int row = 0; row < numRows(); ++row)
+        rows.append(heldRow(row));
+    return rows;
+}
+
+void CSVStringData::appendHeldRow(int row, const QString &separator, QByteArray &to) const
+{
+    visit(
+        row, [&](const QStringList &fields) { to.append(fields.join(separator).toUtf8()); },
+        [&](const TextBlock &block, int line) { block.appendLine(line, separator, to); });
 }
 
 void CSVStringData::reorder(int firstRow, const QList<int> &order)
 {
-    for (int row = firstRow; row < m_rows.size(); ++row)
+    for (int row = firstRow; row < numRows(); ++row)
         parseRow(row);
-    QList<QStringList> rows = m_rows.mid(0, firstRow);
-    for (const int index : order)
-        rows.append(m_rows.value(firstRow + index));
-    m_rows = rows;
-}
-
-void CSVStringData::clear()
-{
-    m_rows.clear();
-    m_parsedRows.clear();
+    reorderRows(firstRow, order);
 }
 
 bool CSVStringData::isComment(const QString &line) const

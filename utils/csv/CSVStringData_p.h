@@ -1,16 +1,21 @@
 #pragma once
 
 #include "utils/csv/CSVMemoryData_p.h"
+#include "utils/csv/TextBlock_p.h"
 
 namespace Utils {
 
+class LineSplitter;
 class Progress;
 
 /// The backend that holds text, with all that the format knows: delimiters that are patterns,
 /// quotes, comments.
 ///
 /// A table always has one, also while another backend is in use. What is set here outlives that.
-class CSVStringData : public CSVMemoryData<QStringList>
+///
+/// A row that is asked for as a list is held as one from then on: whoever asks for it once most
+/// often does so again.
+class CSVStringData : public CSVMemoryData<QStringList, TextBlock>
 {
 public:
     QStringList delimiters;          ///< fragments of one pattern
@@ -19,17 +24,21 @@ public:
     Data::String commentException;   ///< the start of a line that is data all the same
     bool quoted = false;             ///< the first delimiter is plain text, and quotes count
 
-    using CSVMemoryData::data;
     using CSVMemoryData::dataValue;
     using CSVMemoryData::setData;
 
+    QStringList data(int row) override;
     Data::String data(int row, int col) override;
     double dataValue(int row, int col, bool *ok) override;
 
     /// Appends the lines of \p text that are no comments, split or, unless \p parseNow, as they
     /// are. Only the former reports, a tick a line.
     void setData(const Data::String &text, bool parseNow, Progress *progress,
-                 const Data::String &label);
+                 const Data::String &label)
+    {
+        setText(CSVText(text), parseNow, progress, label);
+    }
+    void setText(const CSVText &text, bool parseNow, Progress *progress, const Data::String &label);
 
     /// The fields of \p line, which may also be a comment, trimmed.
     QStringList split(const QString &line) const override;
@@ -37,26 +46,33 @@ public:
     /// Appends a row, which counts as split.
     void appendRow(const QStringList &fields) { appendParsed(fields); }
 
-    /// A row as it is held: one item, its raw line, while it is not split.
-    QStringList heldRow(int row) const { return m_rows.value(row); }
+    /// All rows as they are held.
+    QList<QStringList> heldRows() const;
 
-    /// All rows as they are held, to be changed in place.
-    QList<QStringList> &heldRows() { return m_rows; }
+    /// Puts \p fields in the place of a row that exists, and leaves open whether it is split.
+    void setHeldRow(int row, const QStringList &fields) { rowToChange(row) = fields; }
+
+    /// Appends the fields of a row as it is held, with \p separator in between, in UTF-8.
+    void appendHeldRow(int row, const QString &separator, QByteArray &to) const;
 
     /// Puts the rows from \p firstRow on into another order, and splits them: behind it, the row
     /// \p firstRow + \p order[i] is in the place \p firstRow + i.
     void reorder(int firstRow, const QList<int> &order);
 
     /// Forgets all rows, and which are split.
-    void clear();
+    void clear() { forgetRows(); }
 
 protected:
     QString text(const QString &field) const override { return field; }
-    double number(const QString &field, bool *ok) const override { return csvNumber(field, ok); }
+    double number(const QString &field, bool *ok) const override;
     QString encoded(const Data::String &text) const override { return text; }
+    void rowChanges(int) override {}
 
 private:
     bool isComment(const QString &line) const;
+    void appendSplit(const CSVText &text, const LineSplitter &splitter, Progress *progress,
+                     const Data::String &label);
+    void appendBlock(TextBlock block);
 };
 
 } // namespace Utils

@@ -89,8 +89,9 @@ int CSVTable::removeEmptyRows(int firstRow, int lastRow)
         lastRow = numRows() - 1;
     QList<int> empty;
     for (int row = std::max(firstRow, 0); row <= lastRow; ++row) {
-        const QStringList fields = d->data->data(row);
-        if (fields.isEmpty() || (fields.size() == 1 && fields.first().isEmpty()))
+        // A list of the fields is kept, and so only made where there is one field at most.
+        const int count = d->data->numColumns(row);
+        if (count == 0 || (count == 1 && d->data->data(row).first().isEmpty()))
             empty.append(row);
     }
     d->data->removeRows(empty);

@@ -1,17 +1,19 @@
 #include "utils/csv/CSVTable.h"
 
+#include "utils/csv/CSVArrayData_p.h"
 #include "utils/csv/CSVFileData_p.h"
 #include "utils/csv/CSVTable_p.h"
+#include "utils/csv/Checksum_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <QFile>
-#include <QTextCodec>
-#include <QTextStream>
 
 namespace Utils {
 
 static const QLatin1Char lineFeed('\n');
 static const QLatin1Char quote('"');
+
+static const int chunkSize = 64 * 1024; // that goes out at once
 
 // Rows as text
 
@@ -72,11 +74,24 @@ unsigned short CSVTable::checksum(int rows) const
     if (const auto file = dynamic_cast<const CSVFileData *>(d->data))
         return file->reader.checksum(rows);
 
-    QByteArray bytes = QByteArray::number(numRows());
+    const auto bytes = dynamic_cast<CSVArrayData *>(d->data);
+    QByteArray joined = QByteArray::number(numRows());
+    Checksum sum;
     const int end = rows < 0 ? numRows() : std::min(rows, numRows());
-    for (int row = 0; row < end; ++row)
-        bytes.append(d->data->data(row).join(QLatin1Char(',')).toUtf8());
-    return qChecksum(bytes.constData(), static_cast<uint>(bytes.size()));
+    for (int row = 0; row < end; ++row) {
+        if (bytes) {
+            bytes->appendRow(row, ',', joined);
+        } else {
+            d->textData.parseRow(row);
+            d->textData.appendHeldRow(row, QStringLiteral(","), joined);
+        }
+        if (joined.size() >= chunkSize) {
+            sum.add(joined.constData(), static_cast<std::size_t>(joined.size()));
+            joined.resize(0);
+        }
+    }
+    sum.add(joined.constData(), static_cast<std::size_t>(joined.size()));
+    return sum.value();
 }
 
 bool CSVTable::write(const Data::String &path) const
@@ -85,11 +100,19 @@ bool CSVTable::write(const Data::String &path) const
     if (path.isEmpty() || path.contains(QChar(0)) || !file.open(QIODevice::WriteOnly))
         return false;
 
-    QTextStream stream(&file);
-    stream.setCodec(QTextCodec::codecForName("UTF-8"));
+    // What a QTextStream would write, of all rows at once: "?" for half a character.
     const Data::String delimiter = d->outputDelimiter();
-    for (const QStringList &row : qAsConst(d->textData.heldRows()))
-        stream << row.join(delimiter) << lineFeed;
+    QByteArray lines;
+    lines.reserve(chunkSize + chunkSize / 4);
+    for (int row = 0; row < d->textData.numRows(); ++row) {
+        d->textData.appendHeldRow(row, delimiter, lines);
+        lines.append('\n');
+        if (lines.size() >= chunkSize) {
+            file.write(lines);
+            lines.resize(0);
+        }
+    }
+    file.write(lines);
     return true;
 }
 
@@ -97,8 +120,21 @@ bool CSVTable::write(const Data::String &path) const
 
 CSVTable &CSVTable::alignColumns(int firstRow, int lastRow, int numColumns, bool left)
 {
-    alignData(firstRow, lastRow, numColumns, d->textData.heldRows(), /*maxWidth=*/0,
-              /*leftColumn=*/left ? -2 : -1, /*delimiter=*/QString());
+    // The first row is split where the others are measured, and there is a field to measure.
+    const int first = std::max(firstRow, 0);
+    const bool hasRows = lastRow < 0 || first <= lastRow;
+    if (hasRows && numColumns > 0 && !d->textData.heldRow(first).isEmpty())
+        d->textData.parseRow(first);
+    else if (numColumns < 0)
+        numColumns = first < d->textData.numRows() ? d->textData.numColumns(first) : 0;
+
+    QList<QStringList> rows = d->textData.heldRows();
+    alignData(firstRow, lastRow, numColumns, rows, /*maxWidth=*/0, /*leftColumn=*/left ? -2 : -1,
+              /*delimiter=*/QString());
+    // The host may have changed the table while progress was reported.
+    const int last = lastRow < 0 ? rows.size() - 1 : std::min(lastRow, rows.size() - 1);
+    for (int row = first; row <= std::min(last, d->textData.numRows() - 1); ++row)
+        d->textData.setHeldRow(row, rows.at(row));
     return *this;
 }
 
@@ -117,11 +153,7 @@ void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStrin
                          int maxWidth, int leftColumn, const QString &delimiter) const
 {
     firstRow = std::max(firstRow, 0);
-    // Looked up each time: the rows may be those of the table, which the host may change while
-    // progress is reported.
-    const auto end = [&] {
-        return lastRow < 0 || lastRow >= rows.size() ? rows.size() : lastRow + 1;
-    };
+    const int end = lastRow < 0 || lastRow >= rows.size() ? rows.size() : lastRow + 1;
     if (numColumns < 0 && firstRow < rows.size())
         numColumns = d->textData.numColumns(firstRow);
     const bool quotes = !delimiter.isEmpty() && needsEscape(delimiter);
@@ -135,7 +167,7 @@ void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStrin
     bool isBehind = false; // no row has so many columns
     for (int col = 0; col < numColumns; ++col) {
         int width = 0;
-        const int rowsEnd = isBehind ? firstRow : end();
+        const int rowsEnd = isBehind ? firstRow : end;
         isBehind = true;
         for (int row = firstRow; row < rowsEnd; ++row) {
             if (col >= rows.at(row).size())

@@ -32,6 +32,9 @@ public:
     /// The delimiter as the readers of bytes take it: in Latin-1, or 0 where it is not in that.
     char byteDelimiter() const { return textData.delimiters.first().at(0).toLatin1(); }
 
+    /// Adds \p text to the text rows, which become the current backend.
+    bool setText(const CSVText &text, bool quoted);
+
     /// What is written between fields.
     Data::String outputDelimiter() const
     {

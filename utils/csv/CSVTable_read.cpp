@@ -63,21 +63,28 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
     static const bool isRawReadOff = qEnvironmentVariableIsSet("KLT_NORAWREAD");
     if (limited && !quoted && d->hasSingleDelimiter() && !isRawReadOff)
         return setData(File::readRaw(path));
+    if (!path.startsWith(QLatin1String("http://"))) { // which File::read() fetches
+        const CSVText text = CSVText::fromFile(File::readRaw(path));
+        if (!text.isEmpty())
+            return d->setText(text, quoted);
+    }
     return setData(File::read(path), quoted);
+}
+
+bool CSVTablePrivate::setText(const CSVText &text, bool quoted)
+{
+    useText();
+    textData.quoted = quoted && textData.delimiters.size() < 2;
+    {
+        const SavedProgress saved(progress);
+        textData.setText(text, /*parseNow=*/!demandParse, progress, progressLabel);
+    }
+    return data->isValid();
 }
 
 bool CSVTable::setData(const Data::String &text, bool quoted)
 {
-    if (text.isEmpty())
-        return false;
-
-    clearCSV();
-    d->textData.quoted = quoted && d->textData.delimiters.size() < 2;
-    {
-        const SavedProgress saved(d->progress);
-        d->textData.setData(text, /*parseNow=*/!d->demandParse, d->progress, d->progressLabel);
-    }
-    return isValid();
+    return !text.isEmpty() && d->setText(CSVText(text), quoted);
 }
 
 bool CSVTable::setData(const char *text, bool quoted)

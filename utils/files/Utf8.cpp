@@ -11,6 +11,17 @@ namespace Utils {
 
 static constexpr int stride = 16;
 
+/// How many of the \p stride bytes at \p source are ASCII, up to the first that is not.
+static int asciiLength(const char *source)
+{
+    constexpr quint64 highBits = 0x8080808080808080;
+    const quint64 first = qFromLittleEndian<quint64>(source) & highBits;
+    const quint64 second = qFromLittleEndian<quint64>(source + 8) & highBits;
+    if (first != 0)
+        return static_cast<int>(qCountTrailingZeroBits(first)) / 8;
+    return 8 + static_cast<int>(qCountTrailingZeroBits(second)) / 8;
+}
+
 /// Writes \p source, \p stride bytes of ASCII or not, to \p target, a code unit a byte. Gives the
 /// number of ASCII bytes in front; the code units behind those mean nothing.
 static int widen(const char *source, QChar *target)
@@ -23,12 +34,7 @@ static int widen(const char *source, QChar *target)
         units[i] = bytes[i];
     std::memcpy(static_cast<void *>(target), units.data(), sizeof(units));
 
-    constexpr quint64 highBits = 0x8080808080808080;
-    const quint64 first = qFromLittleEndian<quint64>(source) & highBits;
-    const quint64 second = qFromLittleEndian<quint64>(source + 8) & highBits;
-    if (first != 0)
-        return static_cast<int>(qCountTrailingZeroBits(first)) / 8;
-    return 8 + static_cast<int>(qCountTrailingZeroBits(second)) / 8;
+    return asciiLength(source);
 }
 
 /// The six bits of the byte at \p source when it goes on with a sequence, else more than six.
@@ -96,6 +102,30 @@ bool decodeUtf8(const char *&source, const char *end, QChar *&target)
             while (source != end && uchar(*source) < 0x80)
                 *target++ = QLatin1Char(*source++);
         }
+    }
+    return true;
+}
+
+bool isValidUtf8(const char *begin, const char *end)
+{
+    while (begin != end) {
+        if (end - begin >= stride) {
+            const int length = asciiLength(begin);
+            begin += length;
+            if (length == stride)
+                continue;
+        }
+        if (uchar(*begin) < 0x80) {
+            ++begin;
+            continue;
+        }
+        QChar units[2];
+        QChar *target = units;
+        const std::ptrdiff_t room = end - begin;
+        const int length = decodeSequence(begin, room, target);
+        if (length == 0 || length > room)
+            return false;
+        begin += length;
     }
     return true;
 }

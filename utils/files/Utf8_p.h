@@ -11,4 +11,7 @@ namespace Utils {
 /// in front of \p source, with true: what follows may complete it.
 bool decodeUtf8(const char *&source, const char *end, QChar *&target);
 
+/// Whether all from \p begin to \p end is valid UTF-8, with no sequence cut off.
+bool isValidUtf8(const char *begin, const char *end);
+
 } // namespace Utils

@@ -91,21 +91,27 @@ double parseNumber(const QByteArray &text, bool *ok)
     return text.toDouble(ok);
 }
 
-double parseNumber(const QString &text, bool *ok)
+bool parsePureNumber(const char *text, int size, double &value) { return parse(text, size, value); }
+
+bool parsePureNumber(const QChar *text, int size, double &value)
 {
     char bytes[64];
-    const int size = text.size();
     if (size > static_cast<int>(sizeof bytes))
-        return text.toDouble(ok);
-    const QChar *const characters = text.constData();
+        return false;
     for (int i = 0; i < size; ++i) {
-        const ushort unit = characters[i].unicode();
+        const ushort unit = text[i].unicode();
         if (unit > 0x7f)
-            return text.toDouble(ok);
+            return false;
         bytes[i] = static_cast<char>(unit);
     }
+    return parse(bytes, size, value);
+}
+
+double parseNumber(const QString &text, bool *ok)
+{
     double value = 0.0;
-    return parse(bytes, size, value) ? succeed(value, ok) : text.toDouble(ok);
+    return parsePureNumber(text.constData(), text.size(), value) ? succeed(value, ok)
+                                                                 : text.toDouble(ok);
 }
 
 double parseUtf8Number(const char *text, int size, bool *ok)

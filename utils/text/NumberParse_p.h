@@ -20,4 +20,9 @@ double parseNumber(const QString &text, bool *ok = nullptr);
 /// The same for a text in UTF-8. A byte order mark in front is no part of the text.
 double parseUtf8Number(const char *text, int size, bool *ok = nullptr);
 
+/// The value of a \p text that is digits, with a sign, point or exponent or not, and nothing else.
+/// False for all others, of which Qt takes some.
+bool parsePureNumber(const char *text, int size, double &value);
+bool parsePureNumber(const QChar *text, int size, double &value);
+
 } // namespace Utils

@@ -1,0 +1,100 @@
+#include "utils/csv/ByteBlock_p.h"
+
+#include "utils/csv/Blanks_p.h"
+#include "utils/csv/CSVData_p.h"
+#include "utils/text/NumberParse_p.h"
+
+#include <cstring>
+
+namespace Utils {
+
+ByteBlock::ByteBlock(const QByteArray &bytes)
+    : m_bytes(bytes), m_index(CellIndex::ofLines(bytes.constData(), bytes.size())), m_isSplit(false)
+{}
+
+ByteBlock::ByteBlock(const QByteArray &bytes, char delimiter)
+    : m_bytes(bytes), m_index(bytes.constData(), bytes.size(), delimiter, CellIndex::Ignored),
+      m_delimiter(delimiter), m_isSplit(true)
+{}
+
+ByteBlock::Span ByteBlock::span(int cell) const
+{
+    Span found = {m_bytes.constData() + m_index.begin(cell),
+                  m_bytes.constData() + m_index.end(cell)};
+    if (m_isSplit)
+        trimAscii(found.begin, found.end);
+    return found;
+}
+
+bool ByteBlock::isEmpty(int cell) const { return span(cell).size() == 0; }
+
+QByteArray ByteBlock::field(int cell) const
+{
+    const Span found = span(cell);
+    return QByteArray(found.begin, found.size());
+}
+
+static int sizeToZero(const char *begin, int size)
+{
+    return static_cast<int>(qstrnlen(begin, static_cast<uint>(size)));
+}
+
+QString ByteBlock::text(int cell) const
+{
+    const Span found = span(cell);
+    return QString::fromUtf8(found.begin, sizeToZero(found.begin, found.size()));
+}
+
+QString ByteBlock::latin1(int cell) const
+{
+    const Span found = span(cell);
+    return QString::fromLatin1(found.begin, sizeToZero(found.begin, found.size()));
+}
+
+double ByteBlock::number(int cell, bool *ok) const
+{
+    Span found = span(cell);
+    if (!m_isSplit)
+        trimAscii(found.begin, found.end);
+    if (found.begin != found.end)
+        return parseNumber(found.begin, found.size(), ok);
+    if (ok)
+        *ok = false;
+    return csvHoleValue();
+}
+
+/// Whether the cells of a line are what its bytes are, with nothing to trim and no zero byte.
+bool ByteBlock::isAsIs(int line) const
+{
+    if (!m_index.isAscii())
+        return false;
+    const int first = m_index.firstCell(line);
+    const int end = m_index.firstCell(line + 1);
+    for (int cell = first; cell < end; ++cell) {
+        const char *const begin = m_bytes.constData() + m_index.begin(cell);
+        const char *const last = m_bytes.constData() + m_index.end(cell) - 1;
+        if (begin <= last && !(*begin > ' ' && *last > ' '))
+            return false;
+    }
+    const int begin = m_index.begin(first);
+    return !std::memchr(m_bytes.constData() + begin, '\0',
+                        static_cast<std::size_t>(m_index.end(end - 1) - begin));
+}
+
+void ByteBlock::appendLine(int line, char separator, QByteArray &to) const
+{
+    const int first = m_index.firstCell(line);
+    const int end = m_index.firstCell(line + 1);
+    if (separator == m_delimiter && isAsIs(line)) {
+        const int begin = m_index.begin(first);
+        to.append(m_bytes.constData() + begin, m_index.end(end - 1) - begin);
+        return;
+    }
+    for (int cell = first; cell < end; ++cell) {
+        if (cell > first)
+            to.append(separator);
+        to.append(text(cell).toUtf8());
+    }
+}
+
+} // namespace Utils

@@ -1,0 +1,52 @@
+#include "utils/csv/CSVText_p.h"
+
+#include "utils/files/Utf8_p.h"
+
+#include <cstring>
+#include <limits>
+
+namespace Utils {
+
+static const char mark[] = "\xef\xbb\xbf";
+static const int markSize = 3;
+
+/// The longest text that a QString can hold, less some room for its own record.
+static const int maxSize = std::numeric_limits<int>::max() / 2 - 64;
+
+static bool startsWithMark(const char *bytes, int size)
+{
+    return size >= markSize && std::memcmp(bytes, mark, markSize) == 0;
+}
+
+CSVText CSVText::fromFile(const QByteArray &bytes)
+{
+    CSVText text{QString()};
+    if (bytes.size() > maxSize || !isValidUtf8(bytes.constData(), bytes.constData() + bytes.size()))
+        return text;
+    text.m_utf8 = bytes;
+    text.m_start = startsWithMark(bytes.constData(), bytes.size()) ? markSize : 0;
+    return text;
+}
+
+QString CSVText::part(int begin, int end) const
+{
+    if (!isUtf8())
+        return m_text.mid(begin, end - begin);
+
+    // A mark within the text is a character of it, but none to Qt at the start of what it decodes.
+    QString marks;
+    for (; startsWithMark(bytes() + begin, end - begin); begin += markSize)
+        marks += QChar(QChar::ByteOrderMark);
+    const QString text = QString::fromUtf8(bytes() + begin, end - begin);
+    return marks.isEmpty() ? text : marks + text;
+}
+
+QString CSVText::firstLine() const
+{
+    if (!isUtf8())
+        return m_text.left(m_text.indexOf(QLatin1Char('\n')));
+    const void *const feed = std::memchr(bytes(), '\n', static_cast<std::size_t>(size()));
+    return part(0, feed ? static_cast<int>(static_cast<const char *>(feed) - bytes()) : size());
+}
+
+} // namespace Utils

@@ -1,0 +1,144 @@
+#include "utils/csv/CellIndex_p.h"
+
+#include "utils/csv/UnitBlock_p.h"
+
+#include <algorithm>
+
+namespace Utils {
+
+/// The bits below \p bit.
+static quint64 below(quint64 bit) { return bit - 1; }
+static quint64 lowest(quint64 bits) { return bits & (0 - bits); }
+
+/// Calls \p use with each block of the text and where it starts. The last one is filled up with
+/// zeros: \p use gets which of its units count.
+template <typename Unit, typename Use>
+static void forEachBlock(const Unit *text, int size, const Use &use)
+{
+    constexpr int length = UnitBlock<Unit>::length;
+    int start = 0;
+    for (; size - start >= length; start += length)
+        use(UnitBlock<Unit>(text + start), static_cast<quint32>(start), ~quint64(0));
+    if (start < size) {
+        Unit rest[length] = {};
+        std::copy(text + start, text + size, rest);
+        use(UnitBlock<Unit>(rest), static_cast<quint32>(start),
+            below(quint64(1) << (size - start)));
+    }
+}
+
+CellIndex::CellIndex(const char *text, int size, char delimiter, Quotes quotes)
+{
+    if (quotes == Counted)
+        findQuoted(text, size, delimiter);
+    else
+        find(text, size, delimiter);
+}
+
+CellIndex::CellIndex(const ushort *text, int size, ushort delimiter, Quotes quotes)
+{
+    if (quotes == Counted)
+        findQuoted(text, size, delimiter);
+    else
+        find(text, size, delimiter);
+}
+
+/// The end of the text ends the last cell and the last line.
+void CellIndex::finish(int size)
+{
+    m_cells.append(static_cast<quint32>(size) + 1);
+    m_lines.append(static_cast<quint32>(m_cells.size()) - 1);
+    m_cells.squeeze();
+    m_lines.squeeze();
+}
+
+/// Appends the places behind the units that \p bits tells of a block.
+static void appendPlaces(NumberBuffer &places, quint64 bits, quint32 start)
+{
+    quint32 *next = places.room(64);
+    for (; bits != 0; bits &= bits - 1)
+        *next++ = start + qCountTrailingZeroBits(bits) + 1;
+    places.take(next);
+}
+
+template <typename Unit>
+void CellIndex::find(const Unit *text, int size, Unit delimiter)
+{
+    m_cells.append(0);
+    m_lines.append(0);
+    quint64 wide = 0;
+    forEachBlock(text, size, [&](const UnitBlock<Unit> &block, quint32 start, quint64 counted) {
+        const quint64 feeds = block.unitsThatAre('\n') & counted;
+        const quint64 ends = (block.unitsThatAre(delimiter) & counted) | feeds;
+        wide |= block.unitsThatAreWide();
+        const auto cells = static_cast<quint32>(m_cells.size());
+        for (quint64 rest = feeds; rest != 0; rest &= rest - 1)
+            m_lines.append(cells + qPopulationCount(ends & below(lowest(rest))));
+        appendPlaces(m_cells, ends, start);
+    });
+    m_isAscii = wide == 0;
+    finish(size);
+}
+
+/// Whether a piece begins and ends with a quote, other than one and the same.
+template <typename Unit>
+static bool isBetweenQuotes(const Unit *begin, const Unit *end)
+{
+    return end - begin > 1 && *begin == '"' && end[-1] == '"';
+}
+
+/// Whether a piece ends the cell that an earlier one has opened.
+template <typename Unit>
+static bool closesCell(const Unit *begin, const Unit *end)
+{
+    return begin != end && end[-1] == '"' && (end - begin == 1 || *begin != '"');
+}
+
+template <typename Unit>
+void CellIndex::findQuoted(const Unit *text, int size, Unit delimiter)
+{
+    m_cells.append(0);
+    m_lines.append(0);
+    quint64 wide = 0;
+    bool isOpen = false;   // the cell goes on behind a delimiter
+    bool hasQuote = false; // so far
+    const Unit *piece = text;
+
+    const auto endPiece = [&](const Unit *end, bool endsLine) {
+        isOpen = isOpen ? !closesCell(piece, end)
+                        : piece != end && *piece == '"' && !isBetweenQuotes(piece, end);
+        piece = end + 1;
+        if (isOpen && !endsLine)
+            return;
+        isOpen = false;
+        if (hasQuote)
+            m_cells[m_cells.size() - 1] |= quoteFlag;
+        hasQuote = false;
+    };
+
+    forEachBlock(text, size, [&](const UnitBlock<Unit> &block, quint32 start, quint64 counted) {
+        const quint64 feeds = block.unitsThatAre('\n') & counted;
+        const quint64 ends = (block.unitsThatAre(delimiter) & counted) | feeds;
+        quint64 quotes = block.unitsThatAre('"') & counted;
+        wide |= block.unitsThatAreWide();
+        for (quint64 rest = ends; rest != 0; rest &= rest - 1) {
+            const quint64 bit = lowest(rest);
+            const bool endsLine = (feeds & bit) != 0;
+            hasQuote = hasQuote || (quotes & below(bit)) != 0;
+            quotes &= ~below(bit);
+            const quint32 place = start + qCountTrailingZeroBits(bit);
+            endPiece(text + place, endsLine);
+            if (!isOpen) {
+                if (endsLine)
+                    m_lines.append(static_cast<quint32>(m_cells.size()));
+                m_cells.append(place + 1);
+            }
+        }
+        hasQuote = hasQuote || quotes != 0;
+    });
+    m_isAscii = wide == 0;
+    endPiece(text + size, /*endsLine=*/true);
+    finish(size);
+}
+
+} // namespace Utils

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "utils/csv/NumberBuffer_p.h"
+
+namespace Utils {
+
+/// Where the lines and cells of a text begin, without the text: a number a cell, and one a line.
+///
+/// Cells are counted through all lines. They are separated by one character each, a delimiter or a
+/// line feed, so that each ends in front of the character before the next one.
+class CellIndex
+{
+public:
+    enum Quotes
+    {
+        Ignored,
+        Counted
+    };
+
+    CellIndex() = default;
+
+    /// The cells of the \p size bytes or code units at \p text between delimiters. Where quotes are
+    /// counted, they may hold a delimiter, as List::safeSplit() has it.
+    CellIndex(const char *text, int size, char delimiter, Quotes quotes);
+    CellIndex(const ushort *text, int size, ushort delimiter, Quotes quotes);
+
+    /// Each line as one cell.
+    template <typename Unit>
+    static CellIndex ofLines(const Unit *text, int size)
+    {
+        return CellIndex(text, size, Unit('\n'), Ignored);
+    }
+
+    int numLines() const { return m_lines.size() - 1; }
+    int numCells(int line) const { return firstCell(line + 1) - firstCell(line); }
+    int firstCell(int line) const { return static_cast<int>(m_lines[line]); }
+
+    int begin(int cell) const { return static_cast<int>(m_cells[cell] & ~quoteFlag); }
+    int end(int cell) const { return begin(cell + 1) - 1; }
+
+    /// Whether there is a quote in a cell, where they count.
+    bool hasQuote(int cell) const { return (m_cells[cell] & quoteFlag) != 0; }
+
+    /// Whether all characters are ASCII.
+    bool isAscii() const { return m_isAscii; }
+
+private:
+    static constexpr quint32 quoteFlag = 0x80000000;
+
+    template <typename Unit>
+    void find(const Unit *text, int size, Unit delimiter);
+    template <typename Unit>
+    void findQuoted(const Unit *text, int size, Unit delimiter);
+    void finish(int size);
+
+    NumberBuffer m_lines; // the first cell of each, and what follows the last one
+    NumberBuffer m_cells; // where each begins, and one more
+    bool m_isAscii = true;
+};
+
+} // namespace Utils

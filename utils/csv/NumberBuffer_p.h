@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+namespace Utils {
+
+/// Numbers that are appended one by one, many millions of them.
+///
+/// It grows by realloc(), which moves large pieces of memory without a copy where the system can: a
+/// vector would hold old and new ones at the same time, and so double the memory that a table
+/// takes.
+class NumberBuffer
+{
+public:
+    int size() const { return static_cast<int>(m_size); }
+    quint32 operator[](int i) const { return m_numbers.get()[i]; }
+    quint32 &operator[](int i) { return m_numbers.get()[i]; }
+
+    /// Room for \p count more numbers behind the last one. They count when append() is told.
+    quint32 *room(std::size_t count)
+    {
+        if (m_capacity - m_size < count)
+            setCapacity(std::max(m_size + m_size / 2, m_size + count));
+        return m_numbers.get() + m_size;
+    }
+
+    /// Takes what was written into room() up to \p end.
+    void take(const quint32 *end) { m_size = static_cast<std::size_t>(end - m_numbers.get()); }
+
+    void append(quint32 number)
+    {
+        quint32 *const next = room(1);
+        *next = number;
+        take(next + 1);
+    }
+
+    /// Gives back what is not needed.
+    void squeeze() { setCapacity(m_size); }
+
+private:
+    struct Release
+    {
+        void operator()(quint32 *numbers) const { std::free(numbers); }
+    };
+
+    void setCapacity(std::size_t capacity)
+    {
+        void *const numbers = std::realloc(m_numbers.get(), capacity * sizeof(quint32));
+        if (!numbers)
+            throw std::bad_alloc();
+        static_cast<void>(m_numbers.release()); // realloc() has freed it
+        m_numbers.reset(static_cast<quint32 *>(numbers));
+        m_capacity = capacity;
+    }
+
+    std::unique_ptr<quint32, Release> m_numbers;
+    std::size_t m_size = 0;
+    std::size_t m_capacity = 0;
+};
+
+} // namespace Utils

@@ -1,0 +1,144 @@
+#pragma once
+
+#include <QList>
+#include <QtGlobal>
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+namespace Utils {
+
+/// Some rows, found by the identity of each. Made for few of many rows, and for all of them.
+template <typename Row>
+class RowStore
+{
+public:
+    /// Null when the row is not there.
+    const Row *find(int id) const
+    {
+        const Piece *const piece = pieceOf(id);
+        return piece && (piece->held & bitOf(id)) != 0 ? &piece->rows[placeOf(id)] : nullptr;
+    }
+    Row *find(int id) { return const_cast<Row *>(static_cast<const RowStore *>(this)->find(id)); }
+
+    /// Puts a row in, in the place of the one that was there.
+    Row &insert(int id, const Row &row)
+    {
+        const std::size_t number = numberOf(id);
+        if (number >= m_pieces.size())
+            m_pieces.resize(number + 1);
+        if (!m_pieces[number])
+            m_pieces[number].reset(new Piece);
+        m_pieces[number]->held |= bitOf(id);
+        return m_pieces[number]->rows[placeOf(id)] = row;
+    }
+
+    void remove(int id)
+    {
+        if (Row *const row = find(id)) {
+            *row = Row();
+            m_pieces[numberOf(id)]->held &= ~bitOf(id);
+        }
+    }
+
+    void clear() { m_pieces.clear(); }
+
+private:
+    static constexpr int pieceSize = 64;
+
+    struct Piece
+    {
+        Row rows[pieceSize];
+        quint64 held = 0;
+    };
+
+    static std::size_t numberOf(int id) { return static_cast<unsigned>(id) / pieceSize; }
+    static unsigned placeOf(int id) { return static_cast<unsigned>(id) % pieceSize; }
+    static quint64 bitOf(int id) { return quint64(1) << placeOf(id); }
+
+    const Piece *pieceOf(int id) const
+    {
+        return numberOf(id) < m_pieces.size() ? m_pieces[numberOf(id)].get() : nullptr;
+    }
+
+    std::vector<std::unique_ptr<Piece>> m_pieces;
+};
+
+/// The order of the rows of a table: the identity of each, which it has for good.
+///
+/// While rows are only appended they are their own identities, and nothing is kept.
+class RowOrder
+{
+public:
+    int size() const { return m_isPlain ? m_nextId : static_cast<int>(m_ids.size()); }
+    int idAt(int row) const { return m_isPlain ? row : m_ids[static_cast<std::size_t>(row)]; }
+
+    /// Makes \p count identities and gives the first, and appends those that \p isWanted is true
+    /// of, counted from 0.
+    template <typename IsWanted>
+    int append(int count, const IsWanted &isWanted)
+    {
+        const int first = m_nextId;
+        for (int i = 0; i < count; ++i, ++m_nextId) {
+            const bool isListed = isWanted(i);
+            if (!isListed)
+                list();
+            if (isListed && !m_isPlain)
+                m_ids.push_back(m_nextId);
+        }
+        return first;
+    }
+    int append()
+    {
+        return append(1, [](int) { return true; });
+    }
+
+    void remove(int row)
+    {
+        list();
+        m_ids.erase(m_ids.begin() + row);
+    }
+
+    /// The same with many, in ascending order.
+    void remove(const QList<int> &rows)
+    {
+        list();
+        auto removed = rows.begin();
+        std::size_t left = 0;
+        for (std::size_t row = 0; row < m_ids.size(); ++row) {
+            if (removed != rows.end() && *removed == static_cast<int>(row))
+                ++removed;
+            else
+                m_ids[left++] = m_ids[row];
+        }
+        m_ids.resize(left);
+    }
+
+    /// Changes the rows from \p firstRow on: behind it, the row \p firstRow + \p order[i] is in the
+    /// place \p firstRow + i.
+    void reorder(int firstRow, const QList<int> &order)
+    {
+        list();
+        const std::vector<int> before = m_ids;
+        for (int i = 0; i < order.size(); ++i)
+            m_ids[static_cast<std::size_t>(firstRow + i)] =
+                before[static_cast<std::size_t>(firstRow + order.at(i))];
+    }
+
+    void clear() { *this = RowOrder(); }
+
+private:
+    void list()
+    {
+        for (int id = 0; m_isPlain && id < m_nextId; ++id)
+            m_ids.push_back(id);
+        m_isPlain = false;
+    }
+
+    bool m_isPlain = true;
+    std::vector<int> m_ids;
+    int m_nextId = 0;
+};
+
+} // namespace Utils

@@ -1,0 +1,150 @@
+#include "utils/csv/TextBlock_p.h"
+
+#include "utils/csv/Blanks_p.h"
+#include "utils/csv/CSVData_p.h"
+#include "utils/text/List.h"
+#include "utils/text/NumberParse_p.h"
+
+namespace Utils {
+
+static bool isAsciiByte(char byte) { return static_cast<unsigned char>(byte) < 0x80; }
+
+static CellIndex makeIndex(const CSVText &text, QChar delimiter, CellIndex::Quotes quotes)
+{
+    return text.isUtf8() ? CellIndex(text.bytes(), text.size(), delimiter.toLatin1(), quotes)
+                         : CellIndex(text.units(), text.size(), delimiter.unicode(), quotes);
+}
+
+TextBlock::TextBlock(const CSVText &text)
+    : m_text(text), m_index(makeIndex(text, QLatin1Char('\n'), CellIndex::Ignored)),
+      m_isSplit(false)
+{}
+
+TextBlock::TextBlock(const CSVText &text, QChar delimiter, Quotes quotes)
+    : m_text(text), m_index(makeIndex(text, delimiter, quotes)), m_delimiter(delimiter),
+      m_isSplit(true)
+{}
+
+QString TextBlock::line(int line) const
+{
+    return m_text.part(m_index.begin(firstCell(line)), m_index.end(firstCell(line + 1) - 1));
+}
+
+bool TextBlock::mayStartWith(int line, QChar character) const
+{
+    const int begin = m_index.begin(firstCell(line));
+    if (begin == m_text.size())
+        return false;
+    if (m_text.isUtf8())
+        return !isAsciiByte(m_text.bytes()[begin]) ||
+               character == QLatin1Char(m_text.bytes()[begin]);
+    return character == QChar(m_text.units()[begin]);
+}
+
+bool TextBlock::isEmpty(int cell) const
+{
+    if (m_text.isUtf8() && m_isSplit && !m_index.hasQuote(cell)) {
+        const char *begin = m_text.bytes() + m_index.begin(cell);
+        const char *end = m_text.bytes() + m_index.end(cell);
+        trimAscii(begin, end);
+        if (begin == end || isAsciiByte(*begin))
+            return begin == end;
+    }
+    return text(cell).isEmpty();
+}
+
+QString TextBlock::text(int cell) const
+{
+    int first = m_index.begin(cell);
+    int last = m_index.end(cell);
+    if (!m_isSplit)
+        return m_text.part(first, last);
+    if (m_index.hasQuote(cell))
+        return quotedText(cell);
+    if (!m_text.isUtf8()) {
+        const auto *begin = reinterpret_cast<const QChar *>(m_text.units()) + first;
+        const auto *end = reinterpret_cast<const QChar *>(m_text.units()) + last;
+        trimBlanks(begin, end);
+        return QString(begin, static_cast<int>(end - begin));
+    }
+
+    const char *begin = m_text.bytes() + first;
+    const char *end = m_text.bytes() + last;
+    trimAscii(begin, end);
+    if (m_index.isAscii())
+        return QString::fromLatin1(begin, static_cast<int>(end - begin));
+    // There are more blanks than those of ASCII.
+    const QString decoded = m_text.part(static_cast<int>(begin - m_text.bytes()),
+                                        static_cast<int>(end - m_text.bytes()));
+    return decoded.trimmed();
+}
+
+/// What becomes of a cell with quotes does not depend on those around it.
+QString TextBlock::quotedText(int cell) const
+{
+    const QString all = m_text.part(m_index.begin(cell), m_index.end(cell));
+    const QStringList items = List::safeSplit(all, m_delimiter, /*backslashQuotes=*/false);
+    return items.first().trimmed();
+}
+
+double TextBlock::number(int cell, bool *ok) const
+{
+    double value = 0.0;
+    bool isPure = false;
+    if (m_isSplit && !m_index.hasQuote(cell)) {
+        if (m_text.isUtf8()) {
+            const char *begin = m_text.bytes() + m_index.begin(cell);
+            const char *end = m_text.bytes() + m_index.end(cell);
+            trimAscii(begin, end);
+            isPure = parsePureNumber(begin, static_cast<int>(end - begin), value);
+        } else {
+            const auto *const units = reinterpret_cast<const QChar *>(m_text.units());
+            const QChar *begin = units + m_index.begin(cell);
+            const QChar *end = units + m_index.end(cell);
+            trimBlanks(begin, end);
+            isPure = parsePureNumber(begin, static_cast<int>(end - begin), value);
+        }
+    }
+    if (!isPure)
+        return csvNumber(text(cell), ok);
+    if (ok)
+        *ok = true;
+    return value;
+}
+
+/// Whether the cells of a line are what its bytes are, with nothing to trim.
+bool TextBlock::isAsIs(int line) const
+{
+    for (int cell = m_index.firstCell(line); cell < m_index.firstCell(line + 1); ++cell) {
+        if (m_index.hasQuote(cell))
+            return false;
+        const char *const begin = m_text.bytes() + m_index.begin(cell);
+        const char *const end = m_text.bytes() + m_index.end(cell);
+        const auto isBare = [](char byte) { return byte > ' '; }; // not above ASCII either
+        if (begin != end && !(isBare(*begin) && isBare(end[-1])))
+            return false;
+    }
+    return true;
+}
+
+void TextBlock::appendLine(int line, const QString &separator, QByteArray &to) const
+{
+    const int first = m_index.firstCell(line);
+    const int end = m_index.firstCell(line + 1);
+    if (m_text.isUtf8() && (!m_isSplit || (separator == m_delimiter && isAsIs(line)))) {
+        to.append(m_text.bytes() + m_index.begin(first),
+                  m_index.end(end - 1) - m_index.begin(first));
+        return;
+    }
+
+    // As one text, since a character may begin in one cell and end in the next.
+    QString text;
+    for (int cell = first; cell < end; ++cell) {
+        if (cell > first)
+            text += separator;
+        text += this->text(cell);
+    }
+    to.append(text.toUtf8());
+}
+
+} // namespace Utils

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "utils/csv/CSVText_p.h"
+#include "utils/csv/CellIndex_p.h"
+
+namespace Utils {
+
+/// The text of many rows.
+class TextBlock
+{
+public:
+    using Quotes = CellIndex::Quotes;
+
+    /// Each line as one cell, as it is.
+    explicit TextBlock(const CSVText &text);
+
+    /// The cells between delimiters, which are trimmed. Of UTF-8 the delimiter must be ASCII.
+    TextBlock(const CSVText &text, QChar delimiter, Quotes quotes);
+
+    bool isSplit() const { return m_isSplit; }
+    int numLines() const { return m_index.numLines(); }
+    int numCells(int line) const { return m_index.numCells(line); }
+    int firstCell(int line) const { return m_index.firstCell(line); }
+
+    /// A line as it is, and whether it may start with a character: a quick look that is often no.
+    QString line(int line) const;
+    bool mayStartWith(int line, QChar character) const;
+
+    bool isEmpty(int cell) const;
+    QString text(int cell) const;
+    QString field(int cell) const { return text(cell); }
+    double number(int cell, bool *ok) const;
+
+    /// Appends the cells of a line, with \p separator in between, in UTF-8.
+    void appendLine(int line, const QString &separator, QByteArray &to) const;
+
+private:
+    bool isAsIs(int line) const;
+    QString quotedText(int cell) const;
+
+    CSVText m_text;
+    CellIndex m_index;
+    QChar m_delimiter;
+    bool m_isSplit;
+};
+
+} // namespace Utils
