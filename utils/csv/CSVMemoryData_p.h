@@ -112,7 +112,11 @@ public:
         }
     }
 
-    void removeRows(const QList<int> &rows) override { m_order.remove(rows); }
+    void removeRows(const QList<int> &rows) override
+    {
+        if (!rows.isEmpty()) // which would cost the order its short form
+            m_order.remove(rows);
+    }
 
     /// Whether a cell is there or so near that setData() makes it.
     bool isInReach(int row, int col) const
