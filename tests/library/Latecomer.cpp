@@ -1,7 +1,8 @@
 // A library with a static signal and a static module, and with texts, tags and character entities
-// to look up, that die after the library they build on.
+// to look up and a table to read, that die after the library they build on.
 
 #include "tests/library/Keeper.h"
+#include "utils/csv/CSVTable.h"
 #include "utils/files/File.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/signals/PublicSignal.h"
@@ -59,6 +60,10 @@ void report(const char *when)
                 tags.mtag(0).numProps(), tags.findTag("a").numProps());
     std::printf("%s: symbols %s\n", when,
                 Utils::StringUtil::replaceSymbol("&alpha;&Omega;").toUtf8().constData());
+    Utils::CSVTable table;
+    table.read(SAMPLES "/load_curve.csv");
+    std::printf("%s: table of %s, columns %d\n", when,
+                Utils::File::sizeString("2048").toUtf8().constData(), table.numColumns(0));
 }
 
 void tearDown()

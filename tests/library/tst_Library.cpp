@@ -67,6 +67,7 @@ private Q_SLOTS:
                                                   "\"Blech\"\n"
                                                   "start: invalid tags 0 100 0\n"
                                                   "start: symbols \u03b1\u03a9\n"
+                                                  "start: table of 2.0 KB, columns 5\n"
                                                   "end: signal not found\n"
                                                   "end: table not loaded\n"
                                                   "\".Kelm.Utils.msg.scriptRun\"\n"
@@ -77,6 +78,7 @@ private Q_SLOTS:
                                                   "\"\"\n"
                                                   "end: invalid tags 0 200 0\n"
                                                   "end: symbols \u03b1\u03a9\n"
+                                                  "end: table of 2.0 KB, columns 5\n"
                                                   "sent: yes\n"
                                                   "destroyed\n"
                                                   "text: \"\"\n"));

@@ -47,7 +47,7 @@ static bool isWide(QFile &file)
 /// is invalid, and drops a sequence that is cut off at the end.
 static QString readUtf8(QFile &file)
 {
-    static const QByteArray mark("\xef\xbb\xbf");
+    const QByteArray mark("\xef\xbb\xbf");
     if (file.peek(mark.size()) == mark)
         file.skip(mark.size());
 

@@ -157,9 +157,8 @@ Data::String File::sizeString(const Data::String &pathOrNumber)
     for (int i = (point < 0 ? text.size() : point) - 3; i > 0; i -= 3)
         text.insert(i, QLatin1Char(','));
 
-    static const QStringList words = {QStringLiteral("bytes"), QStringLiteral("KB"),
-                                      QStringLiteral("MB"), QStringLiteral("GB"),
-                                      QStringLiteral("TB")};
+    const QStringList words = {QStringLiteral("bytes"), QStringLiteral("KB"), QStringLiteral("MB"),
+                               QStringLiteral("GB"), QStringLiteral("TB")};
     return text + QLatin1Char(' ') + words.value(unit);
 }
 
