@@ -6,8 +6,15 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
 #include <limits>
 #include <random>
+#include <thread>
 
 using Utils::CSVTable;
 
@@ -335,6 +342,45 @@ private Q_SLOTS:
 
         QVERIFY(!table.isValid());
         QFile::remove(path);
+    }
+
+    void opensAPipeThatStaysEmptyOnce_data()
+    {
+        QTest::addColumn<int>("limit");
+        QTest::newRow("text") << 0;
+        QTest::newRow("bytes") << 1000;
+    }
+
+    void opensAPipeThatStaysEmptyOnce()
+    {
+        QFETCH(int, limit);
+        const QString path = m_folder.filePath(QString("pipe%1").arg(limit));
+        const QByteArray name = QFile::encodeName(path);
+        QCOMPARE(mkfifo(name.constData(), 0600), 0);
+        std::atomic<bool> isRead{false};
+        int writers = 0;
+        std::thread writer([&] {
+            while (!isRead) {
+                // Works while there is a reader. One that comes back would wait for good.
+                const int pipe = open(name.constData(), O_WRONLY | O_NONBLOCK);
+                if (pipe < 0)
+                    continue;
+                ++writers;
+                close(pipe);
+                for (int i = 0; i < 2000 && !isRead; ++i)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+        });
+        CSVTable table;
+        table.setData("a");
+
+        const bool isGood = table.read(path, limit);
+        isRead = true;
+        writer.join();
+
+        QVERIFY(!isGood);
+        QCOMPARE(writers, 1);
+        QCOMPARE(table.numRows(), 1);
     }
 
     void bearsPathsThatNameNothing()

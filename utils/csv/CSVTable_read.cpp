@@ -64,7 +64,10 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
     if (limited && !quoted && d->hasSingleDelimiter() && !isRawReadOff)
         return setData(File::readRaw(path));
     if (!path.startsWith(QLatin1String("http://"))) { // which File::read() fetches
-        const CSVText text = CSVText::fromFile(File::readRaw(path));
+        const QByteArray bytes = File::readRaw(path);
+        if (bytes.isEmpty())
+            return false; // looked at once: a pipe would wait for somebody else
+        const CSVText text = CSVText::fromFile(bytes);
         if (!text.isEmpty())
             return d->setText(text, quoted);
     }
