@@ -20,6 +20,9 @@ static Decoded decode(const QByteArray &bytes)
     QChar *target = text.data();
     const bool isValid = Utils::decodeUtf8(source, bytes.constData() + bytes.size(), target);
     text.resize(static_cast<int>(target - text.constData()));
+    const bool isWhole = isValid && source == bytes.constData() + bytes.size();
+    if (Utils::isValidUtf8(bytes.constData(), bytes.constData() + bytes.size()) != isWhole)
+        qFatal("taken for valid or invalid: %s", bytes.toHex().constData());
     return {static_cast<int>(source - bytes.constData()), isValid, text};
 }
 

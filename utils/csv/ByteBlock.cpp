@@ -2,7 +2,7 @@
 
 #include "utils/csv/Blanks_p.h"
 #include "utils/csv/CSVData_p.h"
-#include "utils/text/NumberParse_p.h"
+#include "utils/text/DecimalParse_p.h"
 
 #include <cstring>
 
@@ -53,9 +53,15 @@ QString ByteBlock::latin1(int cell) const
 
 double ByteBlock::number(int cell, bool *ok) const
 {
-    Span found = span(cell);
-    if (!m_isSplit)
-        trimAscii(found.begin, found.end);
+    Span found = {m_bytes.constData() + m_index.begin(cell),
+                  m_bytes.constData() + m_index.end(cell)};
+    double value = 0.0;
+    if (m_index.end(cell) >= decimalReach && parseDecimal(found.begin, found.end, value)) {
+        if (ok)
+            *ok = true;
+        return value;
+    }
+    trimAscii(found.begin, found.end);
     if (found.begin != found.end)
         return parseNumber(found.begin, found.size(), ok);
     if (ok)

@@ -305,12 +305,38 @@ private:
         const int lastRow = numRows() - 1;
         results.reserve(lastRow - firstRow + 1);
         for (int row = firstRow; row <= lastRow; ++row) {
+            row = appendLines(row, lastRow, col, results, onField, onCell);
             parseRow(row);
             if (row == lastRow && (!has(row) || isBlank(row)))
                 break;
             results.append(has(row) ? visitField(row, col, onField, onCell) : onField(nullptr));
         }
         return results;
+    }
+
+    /// Appends what a column has in the lines from \p row on that are split and stand where they
+    /// came in, up to \p endRow. Gives the row behind them.
+    template <typename Results, typename OnField, typename OnCell>
+    int appendLines(int row, int endRow, int col, Results &results, const OnField &onField,
+                    const OnCell &onCell)
+    {
+        while (row >= 0 && row < endRow && m_order.isPlain() && m_held.isFree(row)) {
+            const PlacedBlock &placed = blockOf(row);
+            const int line = row - placed.firstId;
+            const int count =
+                std::min({placed.block.numLines() - line, endRow - row, m_held.numFree(row)});
+            if (!placed.block.isSplit())
+                break;
+            int first = placed.block.firstCell(line);
+            for (int each = line; each < line + count; ++each) {
+                const int next = placed.block.firstCell(each + 1);
+                results.append(col < next - first ? onCell(placed.block, first + col)
+                                                  : onField(nullptr));
+                first = next;
+            }
+            row += count;
+        }
+        return row;
     }
 
     void mark(int firstRow, int endRow)

@@ -24,7 +24,7 @@ public:
     const char *bytes() const { return m_utf8.constData() + m_start; }
 
     /// Of the others.
-    const ushort *units() const { return m_text.utf16(); }
+    const QChar *characters() const { return m_text.constData(); }
 
     /// The part from \p begin to \p end, in bytes or code units.
     QString part(int begin, int end) const;

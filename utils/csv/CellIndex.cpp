@@ -43,6 +43,15 @@ CellIndex::CellIndex(const ushort *text, int size, ushort delimiter, Quotes quot
         find(text, size, delimiter);
 }
 
+/// The first cell and line. Large tables get much room, since what grows may have to move.
+void CellIndex::start(int size)
+{
+    m_cells.reserve(static_cast<std::size_t>(size) / 4 + 16);
+    m_lines.reserve(static_cast<std::size_t>(size) / 16 + 16);
+    m_cells.append(0);
+    m_lines.append(0);
+}
+
 /// The end of the text ends the last cell and the last line.
 void CellIndex::finish(int size)
 {
@@ -52,29 +61,28 @@ void CellIndex::finish(int size)
     m_lines.squeeze();
 }
 
-/// Appends the places behind the units that \p bits tells of a block.
-static void appendPlaces(NumberBuffer &places, quint64 bits, quint32 start)
+/// Appends the cells and lines behind those that end in a block.
+void CellIndex::appendCells(quint64 ends, quint64 feeds, quint32 from)
 {
-    quint32 *next = places.room(64);
-    for (; bits != 0; bits &= bits - 1)
-        *next++ = start + qCountTrailingZeroBits(bits) + 1;
-    places.take(next);
+    const auto cells = static_cast<quint32>(m_cells.size());
+    for (; feeds != 0; feeds &= feeds - 1)
+        m_lines.append(cells + qPopulationCount(ends & below(lowest(feeds))));
+    quint32 *next = m_cells.room(64);
+    for (; ends != 0; ends &= ends - 1)
+        *next++ = from + qCountTrailingZeroBits(ends) + 1;
+    m_cells.take(next);
 }
 
 template <typename Unit>
 void CellIndex::find(const Unit *text, int size, Unit delimiter)
 {
-    m_cells.append(0);
-    m_lines.append(0);
+    start(size);
     quint64 wide = 0;
-    forEachBlock(text, size, [&](const UnitBlock<Unit> &block, quint32 start, quint64 counted) {
+    forEachBlock(text, size, [&](const UnitBlock<Unit> &block, quint32 from, quint64 counted) {
         const quint64 feeds = block.unitsThatAre('\n') & counted;
         const quint64 ends = (block.unitsThatAre(delimiter) & counted) | feeds;
         wide |= block.unitsThatAreWide();
-        const auto cells = static_cast<quint32>(m_cells.size());
-        for (quint64 rest = feeds; rest != 0; rest &= rest - 1)
-            m_lines.append(cells + qPopulationCount(ends & below(lowest(rest))));
-        appendPlaces(m_cells, ends, start);
+        appendCells(ends, feeds, from);
     });
     m_isAscii = wide == 0;
     finish(size);
@@ -97,47 +105,52 @@ static bool closesCell(const Unit *begin, const Unit *end)
 template <typename Unit>
 void CellIndex::findQuoted(const Unit *text, int size, Unit delimiter)
 {
-    m_cells.append(0);
-    m_lines.append(0);
+    start(size);
     quint64 wide = 0;
-    bool isOpen = false;   // the cell goes on behind a delimiter
-    bool hasQuote = false; // so far
-    const Unit *piece = text;
+    bool hasQuote = false;       // in this cell, so far
+    bool isOpen = false;         // it goes on behind a delimiter
+    const Unit *piece = nullptr; // of a cell that is open
 
-    const auto endPiece = [&](const Unit *end, bool endsLine) {
-        isOpen = isOpen ? !closesCell(piece, end)
-                        : piece != end && *piece == '"' && !isBetweenQuotes(piece, end);
+    // Tells whether a cell with a quote ends, too, where a piece of it does.
+    const auto endsCell = [&](const Unit *end, bool endsLine) {
+        const Unit *const begin = isOpen ? piece : text + m_cells[m_cells.size() - 1];
+        isOpen = isOpen ? !closesCell(begin, end)
+                        : begin != end && *begin == '"' && !isBetweenQuotes(begin, end);
         piece = end + 1;
         if (isOpen && !endsLine)
-            return;
-        isOpen = false;
-        if (hasQuote)
-            m_cells[m_cells.size() - 1] |= quoteFlag;
+            return false;
+        m_cells[m_cells.size() - 1] |= quoteFlag;
         hasQuote = false;
+        isOpen = false;
+        return true;
     };
 
-    forEachBlock(text, size, [&](const UnitBlock<Unit> &block, quint32 start, quint64 counted) {
+    forEachBlock(text, size, [&](const UnitBlock<Unit> &block, quint32 from, quint64 counted) {
         const quint64 feeds = block.unitsThatAre('\n') & counted;
         const quint64 ends = (block.unitsThatAre(delimiter) & counted) | feeds;
         quint64 quotes = block.unitsThatAre('"') & counted;
         wide |= block.unitsThatAreWide();
+        if (!hasQuote && quotes == 0) {
+            appendCells(ends, feeds, from);
+            return;
+        }
         for (quint64 rest = ends; rest != 0; rest &= rest - 1) {
             const quint64 bit = lowest(rest);
-            const bool endsLine = (feeds & bit) != 0;
             hasQuote = hasQuote || (quotes & below(bit)) != 0;
             quotes &= ~below(bit);
-            const quint32 place = start + qCountTrailingZeroBits(bit);
-            endPiece(text + place, endsLine);
-            if (!isOpen) {
-                if (endsLine)
-                    m_lines.append(static_cast<quint32>(m_cells.size()));
-                m_cells.append(place + 1);
-            }
+            const quint32 place = from + qCountTrailingZeroBits(bit);
+            const bool endsLine = (feeds & bit) != 0;
+            if (hasQuote && !endsCell(text + place, endsLine))
+                continue;
+            if (endsLine)
+                m_lines.append(static_cast<quint32>(m_cells.size()));
+            m_cells.append(place + 1);
         }
         hasQuote = hasQuote || quotes != 0;
     });
     m_isAscii = wide == 0;
-    endPiece(text + size, /*endsLine=*/true);
+    if (hasQuote)
+        endsCell(text + size, /*endsLine=*/true);
     finish(size);
 }
 

@@ -51,6 +51,8 @@ private:
     void find(const Unit *text, int size, Unit delimiter);
     template <typename Unit>
     void findQuoted(const Unit *text, int size, Unit delimiter);
+    void start(int size);
+    void appendCells(quint64 ends, quint64 feeds, quint32 from);
     void finish(int size);
 
     NumberBuffer m_lines; // the first cell of each, and what follows the last one

@@ -39,6 +39,10 @@ public:
         take(next + 1);
     }
 
+    /// Room for as many as there may be. What is not used takes no memory where the system gives it
+    /// out by and by.
+    void reserve(std::size_t count) { setCapacity(std::max(count, m_size)); }
+
     /// Gives back what is not needed.
     void squeeze() { setCapacity(m_size); }
 

@@ -22,6 +22,11 @@ public:
     }
     Row *find(int id) { return const_cast<Row *>(static_cast<const RowStore *>(this)->find(id)); }
 
+    /// Whether \p id is among many that are not there, and how many there are at least from \p id
+    /// on.
+    bool isFree(int id) const { return !pieceOf(id); }
+    int numFree(int id) const { return pieceSize - static_cast<int>(placeOf(id)); }
+
     /// Puts a row in, in the place of the one that was there.
     Row &insert(int id, const Row &row)
     {
@@ -72,6 +77,9 @@ class RowOrder
 {
 public:
     int size() const { return m_isPlain ? m_nextId : static_cast<int>(m_ids.size()); }
+    /// Whether each row is its own identity.
+    bool isPlain() const { return m_isPlain; }
+
     int idAt(int row) const { return m_isPlain ? row : m_ids[static_cast<std::size_t>(row)]; }
 
     /// Makes \p count identities and gives the first, and appends those that \p isWanted is true

@@ -2,17 +2,33 @@
 
 #include "utils/csv/Blanks_p.h"
 #include "utils/csv/CSVData_p.h"
+#include "utils/text/DecimalParse_p.h"
 #include "utils/text/List.h"
-#include "utils/text/NumberParse_p.h"
 
 namespace Utils {
 
 static bool isAsciiByte(char byte) { return static_cast<unsigned char>(byte) < 0x80; }
 
+static void trim(const char *&begin, const char *&end) { trimAscii(begin, end); }
+static void trim(const QChar *&begin, const QChar *&end) { trimBlanks(begin, end); }
+
+/// The number in a cell that has nothing else, but for blanks around it.
+template <typename Unit>
+static bool parseCell(const Unit *text, int first, int last, double &value)
+{
+    const Unit *begin = text + first;
+    const Unit *end = text + last;
+    if (last >= decimalReach && parseDecimal(begin, end, value))
+        return true;
+    trim(begin, end);
+    return parsePureNumber(begin, static_cast<int>(end - begin), value);
+}
+
 static CellIndex makeIndex(const CSVText &text, QChar delimiter, CellIndex::Quotes quotes)
 {
     return text.isUtf8() ? CellIndex(text.bytes(), text.size(), delimiter.toLatin1(), quotes)
-                         : CellIndex(text.units(), text.size(), delimiter.unicode(), quotes);
+                         : CellIndex(reinterpret_cast<const ushort *>(text.characters()),
+                                     text.size(), delimiter.unicode(), quotes);
 }
 
 TextBlock::TextBlock(const CSVText &text)
@@ -38,7 +54,7 @@ bool TextBlock::mayStartWith(int line, QChar character) const
     if (m_text.isUtf8())
         return !isAsciiByte(m_text.bytes()[begin]) ||
                character == QLatin1Char(m_text.bytes()[begin]);
-    return character == QChar(m_text.units()[begin]);
+    return character == m_text.characters()[begin];
 }
 
 bool TextBlock::isEmpty(int cell) const
@@ -62,8 +78,8 @@ QString TextBlock::text(int cell) const
     if (m_index.hasQuote(cell))
         return quotedText(cell);
     if (!m_text.isUtf8()) {
-        const auto *begin = reinterpret_cast<const QChar *>(m_text.units()) + first;
-        const auto *end = reinterpret_cast<const QChar *>(m_text.units()) + last;
+        const QChar *begin = m_text.characters() + first;
+        const QChar *end = m_text.characters() + last;
         trimBlanks(begin, end);
         return QString(begin, static_cast<int>(end - begin));
     }
@@ -89,22 +105,11 @@ QString TextBlock::quotedText(int cell) const
 
 double TextBlock::number(int cell, bool *ok) const
 {
+    const int first = m_index.begin(cell);
+    const int last = m_index.end(cell);
     double value = 0.0;
-    bool isPure = false;
-    if (m_isSplit && !m_index.hasQuote(cell)) {
-        if (m_text.isUtf8()) {
-            const char *begin = m_text.bytes() + m_index.begin(cell);
-            const char *end = m_text.bytes() + m_index.end(cell);
-            trimAscii(begin, end);
-            isPure = parsePureNumber(begin, static_cast<int>(end - begin), value);
-        } else {
-            const auto *const units = reinterpret_cast<const QChar *>(m_text.units());
-            const QChar *begin = units + m_index.begin(cell);
-            const QChar *end = units + m_index.end(cell);
-            trimBlanks(begin, end);
-            isPure = parsePureNumber(begin, static_cast<int>(end - begin), value);
-        }
-    }
+    const bool isPure = m_text.isUtf8() ? parseCell(m_text.bytes(), first, last, value)
+                                        : parseCell(m_text.characters(), first, last, value);
     if (!isPure)
         return csvNumber(text(cell), ok);
     if (ok)

@@ -1,0 +1,105 @@
+#pragma once
+
+#include "utils/text/NumberParse_p.h"
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace Utils {
+
+/// How many bytes or code units in front of the end of a text parseDecimal() looks at.
+constexpr int decimalReach = 16;
+
+/// Powers of ten that a double holds exactly, up to 18.
+extern const double powersOfTen[];
+
+#ifdef __SSE2__
+
+/// The whole number of 16 decimal digits, the first of which is in the lowest byte.
+inline quint64 numberOfDigits(__m128i digits)
+{
+    const __m128i odd = _mm_srli_epi16(digits, 8);
+    const __m128i even = _mm_and_si128(digits, _mm_set1_epi16(0xff));
+    const __m128i pairs = _mm_add_epi16(_mm_mullo_epi16(even, _mm_set1_epi16(10)), odd);
+    const __m128i fours = _mm_madd_epi16(pairs, _mm_set1_epi32(1 << 16 | 100));
+    const __m128i packed = _mm_packs_epi32(fours, fours);
+    const __m128i eights = _mm_madd_epi16(packed, _mm_set1_epi32(1 << 16 | 10000));
+    const auto high = static_cast<quint32>(_mm_cvtsi128_si32(eights));
+    const auto low = static_cast<quint32>(_mm_cvtsi128_si32(_mm_srli_si128(eights, 4)));
+    return quint64(high) * 100000000 + low;
+}
+
+/// The number in the last \p size of 16 bytes, without a sign: digits, and one point or none.
+inline bool parseDecimalBytes(__m128i bytes, unsigned size, double &value)
+{
+    if (size - 1 >= decimalReach)
+        return false;
+
+    const __m128i places = _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    const auto isBelow = [&](unsigned place) {
+        return _mm_cmplt_epi8(places, _mm_set1_epi8(static_cast<char>(place)));
+    };
+    const __m128i zeros = _mm_set1_epi8('0');
+    __m128i digits = _mm_xor_si128(bytes, zeros); // a digit becomes its value, all else is above 9
+    digits = _mm_andnot_si128(isBelow(decimalReach - size), digits);
+
+    unsigned decimals = 0;
+    const __m128i points = _mm_cmpeq_epi8(digits, _mm_set1_epi8('.' ^ '0'));
+    if (const auto found = static_cast<unsigned>(_mm_movemask_epi8(points))) {
+        if (size == 1)
+            return false;
+        // What is in front of the point moves over it.
+        const unsigned place = qCountTrailingZeroBits(found);
+        decimals = decimalReach - 1 - place;
+        const __m128i isBehind = _mm_cmpgt_epi8(places, _mm_set1_epi8(static_cast<char>(place)));
+        digits = _mm_or_si128(_mm_and_si128(isBehind, digits),
+                              _mm_andnot_si128(isBehind, _mm_slli_si128(digits, 1)));
+    }
+    const __m128i nines = _mm_set1_epi8(9);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(digits, nines), nines)) != 0xffff)
+        return false;
+    const quint64 number = numberOfDigits(digits);
+    if (number > quint64(1) << 53)
+        return false;
+    value = static_cast<double>(number) / powersOfTen[decimals];
+    return true;
+}
+
+/// A number as most tables have them, of up to 16 characters, without a branch on each of them.
+///
+/// Gives what parsePureNumber() gives, but is false also for some that are numbers. It reads
+/// decimalReach bytes in front of \p end, whatever they are.
+inline bool parseDecimal(const char *begin, const char *end, double &value)
+{
+    const bool isNegative = begin != end && *begin == '-';
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(end - decimalReach));
+    if (!parseDecimalBytes(bytes, static_cast<unsigned>(end - begin) - isNegative, value))
+        return false;
+    value = isNegative ? -value : value;
+    return true;
+}
+
+inline bool parseDecimal(const QChar *begin, const QChar *end, double &value)
+{
+    const bool isNegative = begin != end && *begin == QLatin1Char('-');
+    const auto *const units = reinterpret_cast<const __m128i *>(end - decimalReach);
+    // What is no byte becomes 0 or 255, and so no digit.
+    const __m128i bytes = _mm_packus_epi16(_mm_loadu_si128(units), _mm_loadu_si128(units + 1));
+    if (!parseDecimalBytes(bytes, static_cast<unsigned>(end - begin) - isNegative, value))
+        return false;
+    value = isNegative ? -value : value;
+    return true;
+}
+
+#else
+
+template <typename Unit>
+bool parseDecimal(const Unit *begin, const Unit *end, double &value)
+{
+    return parsePureNumber(begin, static_cast<int>(end - begin), value);
+}
+
+#endif
+
+} // namespace Utils
