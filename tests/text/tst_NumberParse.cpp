@@ -1,4 +1,4 @@
-#include "utils/text/NumberParse_p.h"
+#include "utils/text/DecimalParse_p.h"
 
 #include <QtTest>
 
@@ -6,6 +6,7 @@
 #include <limits>
 #include <random>
 
+using Utils::parseDecimal;
 using Utils::parseNumber;
 using Utils::parseUtf8Number;
 
@@ -54,6 +55,16 @@ static QByteArray difference(const QByteArray &bytes)
               return parseUtf8Number(longer.constData(), bytes.size(), ok);
           }) == ofText))
         return "UTF-8 " + bytes;
+    // Nor what stands in front of them; it may leave a number to the others.
+    const QByteArray bytesBehind = "9.8,7;-5e+43210." + bytes;
+    const QString textBehind = QString::fromLatin1("9.8,7;-5e+43210.") + text;
+    double value = 0.0;
+    if (parseDecimal(bytesBehind.constEnd() - bytes.size(), bytesBehind.constEnd(), value) &&
+        !(Outcome(value, true) == ofBytes))
+        return "decimal " + bytes;
+    if (parseDecimal(textBehind.constEnd() - text.size(), textBehind.constEnd(), value) &&
+        !(Outcome(value, true) == ofText))
+        return "decimal text " + bytes;
     return QByteArray();
 }
 
@@ -175,6 +186,38 @@ private Q_SLOTS:
         QCOMPARE(parseNumber("", 0), 0.0);
         QCOMPARE(parseNumber(nullptr, 0), 0.0);
         QCOMPARE(parseNumber(QString()), 0.0);
+    }
+
+    void takesShortDecimalsSixteenCharactersAtATime_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<double>("expected");
+
+        // clang-format off
+        QTest::newRow("a digit") << "7" << 7.0;
+        QTest::newRow("negative") << "-12.75" << -12.75;
+        QTest::newRow("no digit in front") << ".5" << 0.5;
+        QTest::newRow("no digit behind") << "5." << 5.0;
+        QTest::newRow("sixteen characters") << "12345678.1234567" << 12345678.1234567;
+        QTest::newRow("sixteen and a sign") << "-1234567890123456" << -1234567890123456.0;
+        QTest::newRow("the largest whole number") << "9007199254740992" << 9007199254740992.0;
+        // clang-format on
+    }
+
+    void takesShortDecimalsSixteenCharactersAtATime()
+    {
+        QFETCH(QString, text);
+        QFETCH(double, expected);
+        const QString behind = "0123456789abcdef" + text;
+        const QByteArray bytes = behind.toLatin1();
+        double ofText = 0.0;
+        double ofBytes = 0.0;
+
+        QVERIFY(parseDecimal(behind.constEnd() - text.size(), behind.constEnd(), ofText));
+        QVERIFY(parseDecimal(bytes.constEnd() - text.size(), bytes.constEnd(), ofBytes));
+
+        QCOMPARE(ofText, expected);
+        QCOMPARE(ofBytes, expected);
     }
 
     void agreesWithQtOnAnyText_data()
