@@ -2,6 +2,7 @@
 // benchmarks/report tells how names and counters make pairs and targets.
 
 #include "benchmarks/Pairs.h"
+#include "tests/xml/PlainLayout.h"
 #include "utils/files/File.h"
 #include "utils/xml/Document.h"
 #include "utils/xml/LineLayout_p.h"
@@ -90,63 +91,6 @@ static void writeByToolkit(State &state, const Input &input)
 
 // The layout
 
-/// The plain steps, as a yardstick.
-static QString plainTag(const QString &tag)
-{
-    QString ending(tag.endsWith(QLatin1String("/>")) ? QLatin1String("/>") : QLatin1String(">"));
-    QString current;
-    QString name;
-    QString nameAttribute;
-    QString typeAttribute;
-    QStringList others;
-    bool inQuotes = false;
-    for (int i = 1; i < tag.size(); ++i) {
-        const QChar character = tag.at(i);
-        if (!inQuotes && character == '<' && tag.at(i - 1) == '>') {
-            ending = tag.mid(i - 1);
-            break;
-        }
-        const bool closes = character == '/' && i + 1 < tag.size() && tag.at(i + 1) == '>';
-        if (!inQuotes && (character == ' ' || character == '>' || closes)) {
-            if (name.isEmpty())
-                name = current;
-            else if (nameAttribute.isEmpty() && current.startsWith(QLatin1String("name=")))
-                nameAttribute = current;
-            else if (typeAttribute.isEmpty() && current.startsWith(QLatin1String("type=")))
-                typeAttribute = current;
-            else if (!current.isEmpty())
-                others.append(current);
-            current.clear();
-        } else {
-            if (character == '"')
-                inQuotes = !inQuotes;
-            current += character;
-        }
-    }
-    others.sort(Qt::CaseSensitive);
-    QStringList tokens(name);
-    if (!nameAttribute.isEmpty())
-        tokens.append(nameAttribute);
-    if (!typeAttribute.isEmpty())
-        tokens.append(typeAttribute);
-    return (tokens + others).join(QLatin1Char(' ')) + ending;
-}
-
-static QStringList plainLayout(const QString &text)
-{
-    QStringList lines = text.split(QLatin1Char('\n'));
-    for (QString &line : lines) {
-        const QString tag = line.trimmed();
-        if (tag == QLatin1String("<!--*-->"))
-            line.clear();
-        else if (tag.startsWith('<') && tag.endsWith('>') && tag.contains(' ') &&
-                 tag.contains(QLatin1String("=\"")) && !tag.startsWith(QLatin1String("<!")) &&
-                 !tag.contains(QLatin1String("</")) && !tag.startsWith(QLatin1String("<?")))
-            line = line.left(line.indexOf('<') + 1) + plainTag(tag);
-    }
-    return lines;
-}
-
 static void layOutOurs(State &state, const Input &input)
 {
     Utils::Xml::LineLayout layout;
@@ -157,10 +101,11 @@ static void layOutOurs(State &state, const Input &input)
         layout.append(input.text, laidOut);
         benchmark::DoNotOptimize(laidOut.constData());
     }
-    if (laidOut != plainLayout(input.text).join(QLatin1Char('\n')))
+    if (laidOut + '\n' != plainLayout(input.text))
         state.SkipWithError("not laid out");
 }
 
+/// The plain steps, as a yardstick.
 static void layOutPlainly(State &state, const Input &input)
 {
     for (auto _ : state)

@@ -1,5 +1,6 @@
 #include "utils/csv/CSVTable.h"
 
+#include "tests/csv/Rows.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/Files.h"
 #include "tests/support/OrdinaryUser.h"
@@ -16,19 +17,8 @@
 using Utils::CSVTable;
 using Utils::Progress;
 
-using Rows = QList<QStringList>;
-
 static const int intMin = std::numeric_limits<int>::min();
 static const int intMax = std::numeric_limits<int>::max();
-static const int limitOfNoBytes = 4096; // megabytes that wrap to none: a table in the file
-
-static Rows rowsOf(const CSVTable &table)
-{
-    Rows rows;
-    for (int row = 0; row < table.numRows(); ++row)
-        rows.append(table.data(row));
-    return rows;
-}
 
 static unsigned short crc(const QByteArray &bytes)
 {

@@ -1,5 +1,6 @@
 #include "utils/csv/CSVTable.h"
 
+#include "tests/csv/Rows.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 #include "utils/Application.h"
@@ -13,19 +14,9 @@
 using Utils::CSVTable;
 using Utils::Progress;
 
-using Rows = QList<QStringList>;
-
 static_assert(!std::is_copy_constructible_v<CSVTable>);
 static_assert(!std::is_copy_assignable_v<CSVTable>);
 static_assert(!std::is_convertible_v<Data::String, CSVTable>);
-
-static Rows rowsOf(const CSVTable &table)
-{
-    Rows rows;
-    for (int row = 0; row < table.numRows(); ++row)
-        rows.append(table.data(row));
-    return rows;
-}
 
 /// The fields of \p line with \p delimiters, which blanks separate.
 static QStringList split(const QString &line, const QString &delimiters, bool quoted = false)

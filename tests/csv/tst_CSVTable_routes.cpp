@@ -1,5 +1,6 @@
 #include "utils/csv/CSVTable.h"
 
+#include "tests/csv/Rows.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
@@ -18,10 +19,6 @@ using Utils::CSVTable;
 using Utils::Progress;
 
 using Numbers = QList<double>;
-using Rows = QList<QStringList>;
-
-/// More megabytes than any file has, and, as they wrap, fewer: see limitFor().
-static const int limitOfNoBytes = 4096;
 
 /// Ways to read one file. Those that make a table of the same kind are different ways to it.
 enum class Route
@@ -53,14 +50,6 @@ static bool read(CSVTable &table, const QString &path, Route route)
         return table.read(path, limitOfNoBytes, /*quoted=*/true);
     }
     return false;
-}
-
-static Rows rowsOf(const CSVTable &table)
-{
-    Rows rows;
-    for (int row = 0; row < table.numRows(); ++row)
-        rows.append(table.data(row));
-    return rows;
 }
 
 class tst_CSVTable_routes : public QObject
