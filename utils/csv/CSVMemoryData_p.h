@@ -226,6 +226,12 @@ protected:
         return fields;
     }
 
+    /// The fields of a row that is split and held as a list, else null.
+    const Row *splitRow(int row) const
+    {
+        return has(row) && isParsed(row) ? m_held.find(m_order.idAt(row)) : nullptr;
+    }
+
     /// The fields of a row as a list that is held from now on.
     Row &rowToHold(int row)
     {

@@ -3,12 +3,16 @@
 #include "utils/csv/LineSplitter_p.h"
 #include "utils/feedback/Progress.h"
 
+#include <algorithm>
+
 namespace Utils {
 
-static const QLatin1Char lineFeed('\n');
+static const QChar lineFeed = QLatin1Char('\n');
 
 QStringList CSVStringData::data(int row)
 {
+    if (const QStringList *const fields = splitRow(row))
+        return *fields;
     parseRow(row);
     return has(row) ? rowToHold(row) : QStringList();
 }
@@ -74,16 +78,23 @@ void CSVStringData::setText(const CSVText &text, bool parseNow, Progress *progre
 void CSVStringData::appendSplit(const CSVText &text, const LineSplitter &splitter,
                                 Progress *progress, const Data::String &label)
 {
-    const QStringList lines = text.toString().split(lineFeed);
+    const QString all = text.toString();
     if (progress) {
-        progress->setMaxSteps(lines.size());
+        progress->setMaxSteps(all.count(lineFeed) + 1);
         progress->setLabel(label);
     }
-    for (const QString &line : lines) {
-        if (!isComment(line))
-            appendParsed(splitter.split(line));
+    const QChar *const end = all.constData() + all.size();
+    const QChar *line = all.constData();
+    for (int expected = 0; line <= end;) {
+        const QChar *const next = std::find(line, end, lineFeed);
+        if (comment.isEmpty() || !isComment(QString(line, static_cast<int>(next - line)))) {
+            const QStringList fields = splitter.split(line, next, expected);
+            expected = fields.size();
+            appendParsed(fields);
+        }
         if (progress)
             progress->tick(1);
+        line = next + 1;
     }
 }
 

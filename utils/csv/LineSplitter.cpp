@@ -31,54 +31,57 @@ LineSplitter::LineSplitter(const QStringList &delimiters, bool quoted)
       m_pattern(m_way == Pattern ? delimiters.join(QLatin1Char('|')) : QString())
 {}
 
+static QString trimmedText(const QChar *begin, const QChar *end)
+{
+    trimBlanks(begin, end);
+    return QString(begin, static_cast<int>(end - begin));
+}
+
 /// The length of the longest delimiter at \p place, or 0.
-int LineSplitter::delimiterAt(const QString &line, int place) const
+int LineSplitter::delimiterAt(const QChar *place, const QChar *end) const
 {
     int longest = 0;
     for (const QString &delimiter : m_delimiters) {
-        if (delimiter.size() > longest && line.at(place) == delimiter.at(0) &&
-            line.midRef(place, delimiter.size()) == delimiter)
-            longest = delimiter.size();
+        const int size = delimiter.size();
+        if (size > longest && size <= end - place &&
+            std::equal(delimiter.begin(), delimiter.end(), place))
+            longest = size;
     }
     return longest;
 }
 
-QStringList LineSplitter::split(const QString &line) const
+QStringList LineSplitter::split(const QChar *begin, const QChar *end, int expected) const
 {
     QStringList fields;
-    const QChar *const characters = line.constData();
-    const auto append = [&](int begin, int end) {
-        const QChar *first = characters + begin;
-        const QChar *last = characters + end;
-        trimBlanks(first, last);
-        fields.append(QString(first, static_cast<int>(last - first)));
-    };
-    int begin = 0;
-    int place = 0;
+    fields.reserve(expected);
+    const QChar *next = begin;
     switch (m_way) {
     case Literal:
-        while (place < line.size()) {
-            const int length = delimiterAt(line, place);
+        while (next != end) {
+            const int length = delimiterAt(next, end);
             if (length > 0) {
-                append(begin, place);
-                begin = place + length;
+                fields.append(trimmedText(begin, next));
+                begin = next + length;
             }
-            place += std::max(length, 1);
+            next += std::max(length, 1);
         }
-        append(begin, line.size());
+        fields.append(trimmedText(begin, end));
         break;
     case Blanks:
-        for (; place < line.size(); ++place) {
-            if (!characters[place].isSpace())
+        while (next != end) {
+            if (!next->isSpace()) {
+                ++next;
                 continue;
-            append(begin, place);
-            while (place + 1 < line.size() && characters[place + 1].isSpace())
-                ++place;
-            begin = place + 1;
+            }
+            fields.append(QString(begin, static_cast<int>(next - begin)));
+            while (next != end && next->isSpace())
+                ++next;
+            begin = next;
         }
-        append(begin, line.size());
+        fields.append(QString(begin, static_cast<int>(end - begin)));
         break;
     default:
+        const QString line(begin, static_cast<int>(end - begin));
         fields = m_way == Quoted
                      ? List::safeSplit(line, m_delimiters.value(0), /*backslashQuotes=*/false)
                      : line.split(m_pattern);

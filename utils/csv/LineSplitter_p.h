@@ -15,8 +15,12 @@ class LineSplitter
 public:
     LineSplitter(const QStringList &delimiters, bool quoted);
 
-    /// The fields of \p line, trimmed.
-    QStringList split(const QString &line) const;
+    /// The fields of the line from \p begin to \p end, trimmed. They may be about \p expected.
+    QStringList split(const QChar *begin, const QChar *end, int expected = 0) const;
+    QStringList split(const QString &line) const
+    {
+        return split(line.constData(), line.constData() + line.size());
+    }
 
     /// Whether there is nothing but one delimiter, of one character, that stands for itself.
     bool isSingle() const { return m_way == Literal && isCharacter(); }
@@ -41,7 +45,7 @@ private:
         return m_delimiters.size() == 1 && m_delimiters.first().size() == 1;
     }
 
-    int delimiterAt(const QString &line, int place) const;
+    int delimiterAt(const QChar *place, const QChar *end) const;
 
     QStringList m_delimiters;
     Way m_way;
