@@ -30,7 +30,7 @@ public:
             m_order.remove(row);
     }
 
-    int numRows() const override { return m_order.size(); }
+    int numRows() const final { return m_order.size(); }
 
     int numColumns(int row) override
     {

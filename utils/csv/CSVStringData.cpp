@@ -13,6 +13,12 @@ QStringList CSVStringData::data(int row)
 {
     if (const QStringList *const fields = splitRow(row))
         return *fields;
+    return listToHold(row);
+}
+
+/// Apart from data(), which is short where there is nothing to do.
+QStringList CSVStringData::listToHold(int row)
+{
     parseRow(row);
     return has(row) ? rowToHold(row) : QStringList();
 }

@@ -69,6 +69,7 @@ protected:
     void rowChanges(int) override {}
 
 private:
+    QStringList listToHold(int row);
     bool isComment(const QString &line) const;
     void appendSplit(const CSVText &text, const LineSplitter &splitter, Progress *progress,
                      const Data::String &label);

@@ -59,6 +59,10 @@ class Progress;
 /// which is meant; one in the file keeps what its own table had when it was read. What is written
 /// is compared with the table's own.
 ///
+/// Text and bytes are held as they came, with four bytes a cell besides: text given as a string is
+/// shared. A row that is asked for as a list is kept as one, so that a walk over all rows takes the
+/// memory of their strings; columns and single cells take none.
+///
 /// Access is const but may split rows and read the file: no two threads may use one table.
 class KELMUTILS_EXPORT CSVTable
 {
