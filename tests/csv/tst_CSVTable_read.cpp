@@ -727,14 +727,18 @@ private Q_SLOTS:
 
     void reportsALine_data()
     {
+        QTest::addColumn<QString>("delimiter");
         QTest::addColumn<bool>("bytes");
 
-        QTest::newRow("text") << false;
-        QTest::newRow("bytes") << true;
+        QTest::newRow("text") << "," << false;
+        QTest::newRow("text between blanks") << "\\s+" << false;
+        QTest::newRow("text with a pattern") << "[,;]" << false;
+        QTest::newRow("bytes") << "," << true;
     }
 
     void reportsALine()
     {
+        QFETCH(QString, delimiter);
         QFETCH(bool, bytes);
         FakeHost host;
         Utils::setApplication(&host);
@@ -742,7 +746,7 @@ private Q_SLOTS:
             Progress progress(10, "outer");
             progress.show();
             progress.tick(4);
-            CSVTable table;
+            CSVTable table(delimiter);
             table.setComment("#");
             table.setProgress(&progress, "Reading");
             QCOMPARE(table.progress(), &progress);
