@@ -5,6 +5,7 @@
 #include "utils/csv/CSVTable_p.h"
 #include "utils/csv/Checksum_p.h"
 #include "utils/feedback/Progress.h"
+#include "utils/text/ReplaceAll_p.h"
 
 #include <QFile>
 
@@ -61,12 +62,14 @@ QStringList CSVTable::escapedData(int row, char escape) const
 
     const QString marker = QStringLiteral("**ESCAPE**");
     const QString target = QLatin1Char(escape) + delimiters.first();
-    QString line = stringData(row);
+    const QString line = stringData(row);
     if (!line.contains(target))
         return data(row);
 
-    QStringList fields = d->textData.split(line.replace(target, marker));
-    return fields.replaceInStrings(marker, delimiters.first());
+    QStringList fields = d->textData.split(replaceAll(line, target, marker));
+    for (QString &field : fields)
+        field = replaceAll(field, marker, delimiters.first());
+    return fields;
 }
 
 unsigned short CSVTable::checksum(int rows) const

@@ -1,6 +1,7 @@
 #include "utils/xml/Element.h"
 
 #include "data/Truth_p.h"
+#include "utils/text/ReplaceAll_p.h"
 #include "utils/xml/Attributes_p.h"
 #include "utils/xml/Document.h"
 
@@ -158,10 +159,10 @@ static QString replaced(const QString &value, const QString &oldValue, const QSt
     if (value == oldValue)
         return newValue;
 
-    QString result = value;
     if (oldValue.startsWith(placeholderMark) && oldValue.endsWith(placeholderMark))
-        return result.replace(oldValue, newValue);
+        return replaceAll(value, oldValue, newValue);
 
+    QString result = value;
     for (const char separator : {',', ';', '\n'}) {
         const QLatin1Char mark(separator);
         if (!result.contains(mark))

@@ -1,5 +1,7 @@
 #include "utils/xml/ParseGuard_p.h"
 
+#include "utils/text/ReplaceAll_p.h"
+
 #include <QStringList>
 
 #include <algorithm>
@@ -41,9 +43,8 @@ static QString referredCharacter(const QString &reference)
 /// What the parser reads of an entity with \p text where quotes would end something.
 static QString quoted(const QString &text)
 {
-    QString result = text;
-    return result.replace(QLatin1Char('"'), QLatin1String("&quot;"))
-        .replace(QLatin1Char('\''), QLatin1String("&apos;"));
+    return replaceAll(replaceAll(text, QStringLiteral("\""), QStringLiteral("&quot;")),
+                      QStringLiteral("'"), QStringLiteral("&apos;"));
 }
 
 bool ParseGuard::accepts(const QString &text, qint64 bytes, qint64 fileSize)
