@@ -22,11 +22,11 @@ public:
     }
     void showMessage(const Data::String &text, bool flag) override
     {
-        note(QString("showMessage(%1, %2)").arg(text).arg(flag));
+        note(QString("showMessage(%1, %2)").arg(text, QString::number(flag)));
     }
     void logMessage(const Data::String &text, int level) override
     {
-        note(QString("logMessage(%1, %2)").arg(text).arg(level));
+        note(QString("logMessage(%1, %2)").arg(text, QString::number(level)));
     }
     void setProgress(int count, int maxSteps, bool popup) override
     {
@@ -34,7 +34,7 @@ public:
     }
     void setProgressLabel(const Data::String &text, bool popup) override
     {
-        note(QString("setProgressLabel(%1, %2)").arg(text).arg(popup));
+        note(QString("setProgressLabel(%1, %2)").arg(text, QString::number(popup)));
     }
     void showProgress(bool visible, bool cancelable, bool popup) override
     {
