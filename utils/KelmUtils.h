@@ -23,6 +23,7 @@
 #include "utils/files/LogFile.h"
 #include "utils/script/IScriptEngine.h"
 #include "utils/script/IScriptableModule.h"
+#include "utils/script/ScriptManager.h"
 #include "utils/settings/Settings.h"
 #include "utils/settings/SettingsSignal.h"
 #include "utils/settings/SettingsSlot.h"

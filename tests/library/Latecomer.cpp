@@ -5,6 +5,7 @@
 #include "utils/csv/CSVTable.h"
 #include "utils/files/File.h"
 #include "utils/script/IScriptableModule.h"
+#include "utils/script/ScriptManager.h"
 #include "utils/signals/PublicSignal.h"
 #include "utils/strings/StringTable.h"
 #include "utils/strings/Translator.h"
@@ -88,6 +89,7 @@ extern "C" __attribute__((visibility("default"))) void setUpLatecomer()
     Utils::File::setSearchPath(LIBRARY_RESOURCES, "");
     lateSignal = new (signalStorage) Utils::PublicSignal("late", nullptr);
     lateModule = new (moduleStorage) Module;
+    Utils::ScriptManager::instance(); // is told of the end of modules only while it lives
     callAtTheEnd(tearDown);
     Data::String(QString(100, 'x')).c_str(); // makes the buffer, which is released before the end
     report("start");

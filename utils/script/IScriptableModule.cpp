@@ -1,6 +1,8 @@
 #include "utils/script/IScriptableModule.h"
 
+#include "utils/script/IScriptEngine.h"
 #include "utils/script/ModuleList_p.h"
+#include "utils/script/ScriptManager_p.h"
 
 #include <QSet>
 
@@ -13,6 +15,11 @@ IScriptableModule::~IScriptableModule()
 {
     if (ModuleList::alive)
         moduleList.modules.removeAll(this);
+    if (!ScriptManagerPrivate::alive)
+        return;
+    const QList<IScriptEngine *> engines = ScriptManagerPrivate::alive->engines;
+    for (IScriptEngine *engine : engines)
+        engine->moduleRemoved(m_moduleName);
 }
 
 Data::String IScriptableModule::name() const { return m_moduleName; }
