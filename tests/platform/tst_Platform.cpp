@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <memory>
 
+#include <dlfcn.h>
+
 namespace Platform = Utils::Platform;
 
 class tst_Platform : public QObject
@@ -339,6 +341,29 @@ private Q_SLOTS:
         QCOMPARE(Platform::sharedDataFolder(), std::string("/all/\xc3\xa4"));
         qunsetenv("ALLUSERSPROFILE");
         QCOMPARE(Platform::sharedDataFolder(), std::string());
+    }
+
+    void offersTheSymbolsOfALibraryThatWasLoadedForItselfAlone()
+    {
+        void *const library = dlopen(GLOBAL_SYMBOLS, RTLD_NOW | RTLD_LOCAL);
+        QVERIFY2(library, dlerror());
+        void *const symbol = dlsym(library, "symbolOfALibrary");
+        QVERIFY(symbol);
+        QVERIFY(!dlsym(RTLD_DEFAULT, "symbolOfALibrary"));
+
+        Platform::makeSymbolsGlobal(symbol);
+
+        QCOMPARE(dlsym(RTLD_DEFAULT, "symbolOfALibrary"), symbol);
+        dlclose(library);
+        QCOMPARE(dlsym(RTLD_DEFAULT, "symbolOfALibrary"), symbol); // to stay
+    }
+
+    void offersNothingOfAnAddressInNoLibrary()
+    {
+        const int local = 0;
+        Platform::makeSymbolsGlobal(nullptr);
+        Platform::makeSymbolsGlobal(&local);
+        QVERIFY(!dlsym(RTLD_DEFAULT, "symbolOfNoLibrary"));
     }
 
 private:

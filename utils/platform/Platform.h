@@ -66,4 +66,11 @@ bool createNewFile(const std::string &path);
 /// ALLUSERSPROFILE, on every system. "" when it is not set.
 std::string sharedDataFolder();
 
+/// Offers the symbols of the loaded library that has \p address in it to every library that is
+/// loaded from now on. Does nothing where a library takes symbols only from those that it names.
+///
+/// A library that came in with another one that was loaded for itself alone, as a plugin is, offers
+/// its symbols to that one only.
+void makeSymbolsGlobal(const void *address);
+
 } // namespace Utils::Platform

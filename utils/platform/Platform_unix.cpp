@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/stat.h>
@@ -79,6 +80,14 @@ std::string sharedDataFolder()
 {
     const char *const folder = std::getenv("ALLUSERSPROFILE");
     return folder ? folder : "";
+}
+
+void makeSymbolsGlobal(const void *address)
+{
+    // Opened to stay: who takes the symbols does not keep their library.
+    Dl_info library;
+    if (dladdr(address, &library) != 0)
+        dlopen(library.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_GLOBAL);
 }
 
 } // namespace Utils::Platform

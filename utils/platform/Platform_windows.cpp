@@ -106,4 +106,6 @@ std::string sharedDataFolder()
     return folder ? fromWide(folder) : std::string();
 }
 
+void makeSymbolsGlobal(const void *) {}
+
 } // namespace Utils::Platform
