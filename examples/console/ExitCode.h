@@ -1,0 +1,14 @@
+#pragma once
+
+namespace Kelm {
+
+/// What the program tells whoever has started it.
+enum ExitCode
+{
+    Good = 0,
+    WorkFailed = 1,
+    WrongUsage = 2,
+    Cancelled = 130 ///< by Ctrl-C or Esc; the number is the one that shells give for Ctrl-C
+};
+
+} // namespace Kelm

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "data/IApplication.h"
+#include "examples/console/ProgressBar.h"
+
+#include <QMap>
+
+namespace Kelm {
+
+/// The program as the library sees it.
+///
+/// Messages and log lines go to standard error, a line each, and progress is a bar on the terminal.
+/// Esc cancels the task whose bar is shown. So does Ctrl-C, also in the two seconds before there is
+/// a bar; a second Ctrl-C, or one while no task can be cancelled, ends the program.
+class Host : public Data::IApplication
+{
+public:
+    enum class Messages
+    {
+        Shown,
+        Hidden
+    };
+
+    /// \p variables are what getVariable() answers. Of them "verbose" decides which log lines are
+    /// written: those of that level and below.
+    Host(const QMap<QString, QString> &variables, Messages messages);
+
+    /// Writes a line to standard error, above the bar when there is one.
+    void printError(const QString &line);
+
+    /// Whether the user has cancelled a task.
+    bool hasCancelled() const;
+
+    Data::String getVariable(const char *key, const Data::String &defaultValue) override;
+    void showMessage(const Data::String &text, bool flag) override;
+    void logMessage(const Data::String &text, int level) override;
+    void setProgress(int count, int maxSteps, bool popup) override;
+    void setProgressLabel(const Data::String &text, bool popup) override;
+    void showProgress(bool visible, bool cancelable, bool popup) override;
+
+private:
+    /// One of the two displays of the library. A terminal has room for one: that of the popup
+    /// tasks goes before the ordinary one.
+    struct Display
+    {
+        bool isVisible = false;
+        ProgressBar::State state;
+    };
+
+    Display &display(bool popup);
+    void redraw();
+    void checkForCancel();
+
+    const QMap<QString, QString> m_variables;
+    const Messages m_messages;
+    ProgressBar m_bar;
+    Display m_ordinary;
+    Display m_popup;
+    bool m_hasCancelled = false;
+};
+
+} // namespace Kelm

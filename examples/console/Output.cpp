@@ -1,0 +1,38 @@
+#include "examples/console/Output.h"
+
+#include <cerrno>
+#include <cstdio>
+
+namespace Kelm {
+
+static int outputError = 0; // errno of the first failure
+
+static bool writeLine(std::FILE *stream, const QString &line)
+{
+    const QByteArray bytes = line.toUtf8() + '\n';
+    const std::size_t size = static_cast<std::size_t>(bytes.size());
+    return std::fwrite(bytes.constData(), 1, size, stream) == size;
+}
+
+void print(const QString &line)
+{
+    if (!outputError && !writeLine(stdout, line))
+        outputError = errno;
+}
+
+void writeError(const QString &line)
+{
+    std::fflush(stdout); // so that the two stand in order where they go to one place
+    writeLine(stderr, line);
+}
+
+bool finishOutput(QString &error)
+{
+    if (std::fflush(stdout) != 0 && !outputError)
+        outputError = errno;
+    if (outputError && outputError != EPIPE)
+        error = QString("Cannot write the output: ") + qt_error_string(outputError);
+    return !outputError;
+}
+
+} // namespace Kelm

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QString>
+
+namespace Kelm {
+
+/// Writes \p line and a line end to standard output, as UTF-8.
+void print(const QString &line);
+
+/// Writes \p line and a line end to standard error, as UTF-8.
+void writeError(const QString &line);
+
+/// Writes out what was printed. False, with the reason in \p error, when not all of it could be
+/// written; the reason is "" when the reader has closed the pipe, which is nobody's fault.
+bool finishOutput(QString &error);
+
+} // namespace Kelm

@@ -1,0 +1,58 @@
+#include "examples/console/Resources.h"
+
+#include "utils/files/File.h"
+#include "utils/strings/StringTable.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QLocale>
+
+namespace Kelm {
+
+/// What the user has chosen by \p option or else by the variable \p name of the environment.
+static QString chosen(const QCommandLineParser &given, const char *option, const char *name,
+                      const QString &otherwise)
+{
+    if (given.isSet(option))
+        return given.value(option);
+    return qEnvironmentVariable(name, otherwise);
+}
+
+/// The folder \p path beside that of the program. It is the same in an installed tree and in that
+/// of a build.
+static QString besideProgram(const char *path)
+{
+    const QString folder = QCoreApplication::applicationDirPath();
+    return Utils::File::cleanPath(Utils::File::join(folder, "..", path));
+}
+
+static QString defaultPython()
+{
+    const QString installed = besideProgram("lib/KelmUtils/python27");
+    return Utils::File::isDir(installed) ? installed : QString(KELM_PYTHON_DIR);
+}
+
+QMap<QString, QString> hostVariables(const QCommandLineParser &given)
+{
+    const QString resources =
+        chosen(given, "res-dir", "KELM_RES_DIR", besideProgram("share/KelmUtils/res"));
+    return {
+        {"RES_DIR", resources},
+        {"HOME_DIR", chosen(given, "home-dir", "KELM_HOME_DIR", resources)},
+        {"PYTHON_DIR", chosen(given, "python-dir", "PYTHON_DIR", defaultPython())},
+        {"APP_PATH", QCoreApplication::applicationFilePath()},
+        {"verbose", given.isSet("verbose") ? "3" : "0"},
+    };
+}
+
+void loadTexts(const QString &resources, const QString &language)
+{
+    Utils::File::setSearchPath(resources, "");
+    Utils::StringTable::initialize(language.isEmpty() ? QLocale::system().name() : language,
+                                   "Console", "");
+    for (const char *table :
+         {"Kelm.Data", "Kelm.Framework", "Kelm.Utils", "Kelm.Widgets", "Kelm.Console"})
+        Utils::StringTable::load(table);
+}
+
+} // namespace Kelm

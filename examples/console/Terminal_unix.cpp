@@ -1,0 +1,152 @@
+#include "examples/console/Terminal.h"
+
+#include "examples/console/ExitCode.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace Kelm::Terminal {
+
+static const char emptyLine[] = "\r\x1b[K"; // to the start of the line, then clear what is behind
+
+// All that a signal handler looks at.
+static volatile std::sig_atomic_t isLineDrawn = 0;
+static volatile std::sig_atomic_t isListening = 0;
+static volatile std::sig_atomic_t isDeferring = 0;
+static volatile std::sig_atomic_t isInterrupted = 0;
+static termios lineMode; // how the terminal was, valid while listening
+
+static void writeError(const char *bytes, std::size_t size)
+{
+    // What cannot be drawn is lost: there is nowhere to tell of it.
+    while (size > 0) {
+        const ssize_t written = write(STDERR_FILENO, bytes, size);
+        if (written <= 0)
+            return;
+        bytes += written;
+        size -= static_cast<std::size_t>(written);
+    }
+}
+
+/// Gives the terminal back. Called by signal handlers too.
+static void leave()
+{
+    if (isLineDrawn)
+        writeError(emptyLine, std::strlen(emptyLine));
+    if (isListening)
+        tcsetattr(STDIN_FILENO, TCSANOW, &lineMode);
+    isLineDrawn = 0;
+    isListening = 0;
+}
+
+static void onInterrupt(int)
+{
+    if (!isDeferring || isInterrupted)
+        endCancelled();
+    isInterrupted = 1;
+}
+
+static void onEnd(int signal)
+{
+    leave();
+    raise(signal); // with its default action, as the handler is for one time
+}
+
+static void handle(int signal, void (*handler)(int), int flags)
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = flags;
+    sigemptyset(&action.sa_mask);
+    sigaction(signal, &action, nullptr);
+}
+
+static bool isIgnored(int signal)
+{
+    struct sigaction action = {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+bool canDraw()
+{
+    const char *const kind = std::getenv("TERM");
+    return isatty(STDERR_FILENO) && kind && *kind && std::strcmp(kind, "dumb") != 0;
+}
+
+int width(Stream stream)
+{
+    winsize size = {};
+    const int file = stream == Stream::Output ? STDOUT_FILENO : STDERR_FILENO;
+    const bool isKnown = ioctl(file, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return isKnown ? size.ws_col : 80;
+}
+
+void drawLine(const std::string &line)
+{
+    const std::string bytes = emptyLine + line;
+    isLineDrawn = !line.empty();
+    writeError(bytes.data(), bytes.size());
+}
+
+void listenForKeys(bool on)
+{
+    if (on == static_cast<bool>(isListening))
+        return;
+    if (!on) {
+        tcsetattr(STDIN_FILENO, TCSANOW, &lineMode);
+        isListening = 0;
+        return;
+    }
+    // A program in the background would be stopped for touching the terminal.
+    const pid_t foreground = tcgetpgrp(STDIN_FILENO);
+    if ((foreground != -1 && foreground != getpgrp()) || tcgetattr(STDIN_FILENO, &lineMode) != 0)
+        return;
+    termios keyMode = lineMode;
+    keyMode.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    keyMode.c_cc[VMIN] = 0; // a read gives what there is, and does not wait
+    keyMode.c_cc[VTIME] = 0;
+    isListening = tcsetattr(STDIN_FILENO, TCSANOW, &keyMode) == 0;
+}
+
+bool wasEscapePressed()
+{
+    if (!isListening)
+        return false;
+    const char escape = '\x1b';
+    bool isPressed = false;
+    char keys[64];
+    for (ssize_t count; (count = read(STDIN_FILENO, keys, sizeof(keys))) > 0;) {
+        for (ssize_t i = 0; i < count; ++i) {
+            const char next = i + 1 < count ? keys[i + 1] : '\0';
+            isPressed = isPressed || (keys[i] == escape && next != '[' && next != 'O');
+        }
+    }
+    return isPressed;
+}
+
+void handleSignals()
+{
+    // Whoever starts a program in the background may have it ignore these two, which is kept.
+    if (!isIgnored(SIGINT))
+        handle(SIGINT, onInterrupt, SA_RESTART);
+    if (!isIgnored(SIGHUP))
+        handle(SIGHUP, onEnd, SA_RESETHAND | SA_NODEFER);
+    handle(SIGTERM, onEnd, SA_RESETHAND | SA_NODEFER);
+    handle(SIGPIPE, onEnd, SA_RESETHAND | SA_NODEFER);
+}
+
+void deferInterrupt(bool on) { isDeferring = on; }
+bool wasInterrupted() { return isInterrupted; }
+
+void endCancelled()
+{
+    leave();
+    _exit(Cancelled);
+}
+
+} // namespace Kelm::Terminal

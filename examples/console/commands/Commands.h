@@ -1,0 +1,15 @@
+#pragma once
+
+#include "examples/console/Command.h"
+
+#include <QVector>
+
+namespace Kelm {
+
+// Each in the source that has its name.
+extern const Command tableCommand;
+
+/// All commands, in the order of the help.
+inline QVector<const Command *> allCommands() { return {&tableCommand}; }
+
+} // namespace Kelm

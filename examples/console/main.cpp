@@ -1,0 +1,66 @@
+#include "examples/console/Command.h"
+#include "examples/console/Output.h"
+#include "examples/console/Terminal.h"
+#include "examples/console/commands/Commands.h"
+
+#include <QCoreApplication>
+#include <QTextCodec>
+
+using namespace Kelm;
+
+static QString helpText()
+{
+    QStringList lines{
+        "Usage: kelm COMMAND [options] [arguments]",
+        "The services of the library KelmUtils on the command line.",
+        "",
+        "Commands:",
+    };
+    for (const Command *const command : allCommands())
+        lines.append(QString("  %1  %2").arg(command->name, -8).arg(command->summary));
+    lines << ""
+          << "kelm COMMAND --help tells more of one, and kelm --version which program this is."
+          << "The status is 0 when all went well, 1 when the work failed, 2 for wrong usage, and"
+          << "130 when it was cancelled.";
+    return lines.join('\n');
+}
+
+/// "kelm", with no command or with an option in its place.
+static ExitCode runWithoutCommand(const QString &argument)
+{
+    if (argument == "--help" || argument == "-h") {
+        print(helpText());
+    } else if (argument == "--version") {
+        print("kelm " + QCoreApplication::applicationVersion());
+    } else {
+        const QString problem = argument.isEmpty()
+                                    ? QString("There is no command")
+                                    : QString("Unknown command \"%1\"").arg(argument);
+        writeError("kelm: " + problem + ". See kelm --help");
+        return WrongUsage;
+    }
+    QString error;
+    if (finishOutput(error))
+        return Good;
+    if (!error.isEmpty())
+        writeError("kelm: " + error);
+    return WorkFailed;
+}
+
+int main(int argc, char **argv)
+{
+    Terminal::handleSignals();
+    // Arguments and names of files are UTF-8, also where the locale knows ASCII only.
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setOrganizationName("Kelm");
+    QCoreApplication::setApplicationName("kelm");
+    QCoreApplication::setApplicationVersion(KELM_VERSION);
+
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    for (const Command *const command : allCommands()) {
+        if (arguments.value(0) == command->name)
+            return runCommand(*command, arguments.mid(1));
+    }
+    return runWithoutCommand(arguments.value(0));
+}

@@ -1,0 +1,342 @@
+#include "tests/examples/Program.h"
+
+class tst_Kelm_table : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void printsTablesOfAnyLayout_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QString>("output");
+
+        // clang-format off
+        QTest::newRow("commas") << QByteArray("a,b\n1,22\n") << QStringList() << " a    b\n 1   22\n";
+        QTest::newRow("semicolons") << QByteArray("a;b\n1,5;2\n") << QStringList()
+            << "a      b\n1,5    2\n";
+        QTest::newRow("tabs") << QByteArray("a\tb\n1\t2\n") << QStringList() << " a   b\n 1   2\n";
+        QTest::newRow("bars") << QByteArray("a|b\n1|2\n") << QStringList() << " a   b\n 1   2\n";
+        QTest::newRow("blanks, ragged") << QByteArray("  a   b\n 1  2 \n10 \t 20\n") << QStringList()
+            << "  a    b\n  1    2\n 10   20\n";
+        QTest::newRow("one column") << QByteArray("a\n1\n") << QStringList() << " a\n 1\n";
+        QTest::newRow("more commas in some lines") << QByteArray("x,y;1\ny;2\n") << QStringList()
+            << "x,y    1\ny      2\n";
+        QTest::newRow("given") << QByteArray("a.b\n1.2\n") << QStringList{"-d", "."}
+            << " a   b\n 1   2\n";
+        QTest::newRow("given, a sign of patterns") << QByteArray("a|b\n1|2\n") << QStringList{"-d", "|"}
+            << " a   b\n 1   2\n";
+        QTest::newRow("given, of two characters") << QByteArray("a::b\n1::2\n")
+            << QStringList{"--delimiter", "::"} << " a   b\n 1   2\n";
+        QTest::newRow("given as tab") << QByteArray("a,b\t1\n") << QStringList{"-d", "tab"}
+            << "a,b    1\n";
+        QTest::newRow("given as blanks") << QByteArray("a,b 1\n") << QStringList{"-d", "blanks"}
+            << "a,b    1\n";
+        QTest::newRow("comments") << QByteArray("# c, d, e\na,b\n#1,2\n3,4\n") << QStringList()
+            << " a   b\n 3   4\n";
+        QTest::newRow("comments between blanks") << QByteArray("# c d\na b\n3 4\n") << QStringList()
+            << " a   b\n 3   4\n";
+        QTest::newRow("comments of another kind") << QByteArray("//c\na,b\n#,2\n")
+            << QStringList{"--comment", "//"} << "a    b\n#    2\n";
+        QTest::newRow("no comments") << QByteArray("a,b\n#,2\n") << QStringList{"--comment", ""}
+            << "a    b\n#    2\n";
+        QTest::newRow("quotes") << QByteArray("a,b\n1,\"x,y\"\n") << QStringList()
+            << " a  b\n 1  x,y\n";
+        QTest::newRow("quotes switched off") << QByteArray("a,b,c\n1,\"x,y\"\n")
+            << QStringList{"--quotes", "no"} << " a  b      c\n 1  \"x    y\"\n";
+        QTest::newRow("quotes switched on") << QByteArray("a,b\n1,2\n").repeated(20) + "\"1,2\",3\n"
+            << QStringList{"--quotes", "yes", "--rows", "0"} << "a    b\n";
+        QTest::newRow("no line end") << QByteArray("a,b\n1,2") << QStringList() << " a   b\n 1   2\n";
+        QTest::newRow("empty lines") << QByteArray("\na,b\n\n1,2\n\n\n") << QStringList{"-d", ","}
+            << " a   b\n 1   2\n";
+        QTest::newRow("rows of many lengths") << QByteArray("a;b;c\n1\n1;2;3;4\n")
+            << QStringList{"-d", ";"} << " a   b   c\n 1\n 1   2   3  4\n";
+        QTest::newRow("texts") << QByteArray("n,t\n1,x\n2,long\n") << QStringList()
+            << " n  t\n 1  x\n 2  long\n";
+        QTest::newRow("as bytes") << QByteArray("a,b\n#1,\"2\"\n") << QStringList{"--size-limit", "1"}
+            << "a       b\n#1    \"2\"\n";
+        // clang-format on
+    }
+
+    void printsTablesOfAnyLayout()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(QStringList, options);
+        QFETCH(QString, output);
+
+        QVERIFY(m_kelm.run(QStringList{"table", file(contents)} + options));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, output);
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void readsALargeTableFromTheDisk()
+    {
+        const QByteArray line = "1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16\n"; // 39 bytes
+        const QString path = file("a,b\n" + line.repeated(30000));
+
+        QVERIFY(m_kelm.run({"table", path, "--size-limit", "1", "--column", "b", "--rows", "1"}));
+
+        QCOMPARE(m_kelm.output, QString(" b\n 2\n"));
+        QVERIFY(m_kelm.run({"table", path, "--size-limit", "1", "--stats", "--column", "a"}));
+        QCOMPARE(m_kelm.output.simplified().section(' ', -8, -1),
+                 QString("a 30000 1 0 1 1 1 1 1").section(' ', -8, -1));
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void choosesAndSorts_data()
+    {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QString>("output");
+
+        // clang-format off
+        QTest::newRow("by label") << QStringList{"-c", "Angle{deg}", "--rows", "2"}
+            << " Angle{deg}\n          0\n         30\n";
+        QTest::newRow("without the unit") << QStringList{"--column", "Angle", "--rows", "1"}
+            << " Angle{deg}\n          0\n";
+        QTest::newRow("by number, in this order") << QStringList{"-c", "2", "-c", "1", "--rows", "1"}
+            << " Angle{deg}   Bolt\n          0      1\n";
+        QTest::newRow("sorted") << QStringList{"-c", "Bolt", "--sort", "Torque", "--rows", "3"}
+            << " Bolt\n    6\n    1\n    2\n";
+        QTest::newRow("descending") << QStringList{"-c", "Bolt", "-s", "4", "--descending", "--rows", "2"}
+            << " Bolt\n   11\n    6\n";
+        QTest::newRow("the last of two orders") << QStringList{"-c", "Bolt", "--rows", "1", "-s", "Angle"}
+            << " Bolt\n    1\n";
+        QTest::newRow("no rows") << QStringList{"-c", "Bolt", "--rows", "0"} << "Bolt\n";
+        QTest::newRow("more rows than there are") << QStringList{"-c", "Bolt", "-s", "Bolt",
+                                                                 "--descending", "--rows", "99"}
+            << " Bolt\n   12\n   11\n   10\n    9\n    8\n    7\n    6\n    5\n    4\n    3\n    2\n    1\n";
+        // clang-format on
+    }
+
+    void choosesAndSorts()
+    {
+        QFETCH(QStringList, options);
+        QFETCH(QString, output);
+
+        QVERIFY(m_kelm.run(QStringList{"table", sample("bolts.csv")} + options));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, output);
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void takesTheFirstRowForDataWhenToldSo()
+    {
+        const QString path = file("x,2\ny,1\n");
+
+        QVERIFY(m_kelm.run({"table", path, "--sort", "2", "--no-header"}));
+        QCOMPARE(m_kelm.output, QString("y    1\nx    2\n"));
+        QVERIFY(m_kelm.run({"table", path, "--sort", "2"}));
+        QCOMPARE(m_kelm.output, QString("x    2\ny    1\n"));
+        QVERIFY(m_kelm.run({"table", path, "--no-header", "-c", "Column 2"}));
+        QCOMPARE(m_kelm.output, QString(" 2\n 1\n"));
+    }
+
+    void tellsStatistics()
+    {
+        const QString path = file("t,x\none,1\ntwo,\nthree,2\nfour,4\nfive,y\nsix,5\n");
+
+        QVERIFY(m_kelm.run({"table", path, "--stats"}));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(
+            m_kelm.output.split('\n').value(0).simplified(),
+            QString("Column Count Mean Deviation Minimum Quartile 1 Median Quartile 3 Maximum"));
+        // Neither the hole nor the text is a number: 1, 2, 4 and 5 are.
+        QCOMPARE(m_kelm.output.split('\n').value(1).simplified(),
+                 QString("x 4 3 1.82574 1 1.5 3 4.5 5"));
+        QCOMPARE(m_kelm.output.count('\n'), 2);
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void tellsStatisticsInTheLanguageOfTheUser()
+    {
+        const QString path = file("x\n1\n2\n");
+
+        QVERIFY(m_kelm.run({"table", path, "--stats", "--language", "de"}));
+
+        QCOMPARE(m_kelm.output.split('\n').value(1).simplified(),
+                 QString("x 2 1,5 0,707107 1 1 1,5 2 2"));
+    }
+
+    void drawsHistograms()
+    {
+        const QString path = file("t,x\na,0\nb,1\nc,2\nd,3\ne,4\n");
+
+        QVERIFY(m_kelm.run({"table", path, "--histogram", "--bins", "2"}));
+
+        // 80 characters: " 0   2", two blanks, the bar, a blank, one figure, and one to spare.
+        QCOMPARE(m_kelm.error, QString());
+        const QStringList lines = m_kelm.output.split('\n');
+        QCOMPARE(lines.size(), 4);
+        QCOMPARE(lines[0], QString("x"));
+        QVERIFY(lines[1].startsWith(" 0   2  " + QString(20, QChar(0x2588))));
+        QVERIFY(lines[1].endsWith(" 3"));
+        QVERIFY(lines[1].size() <= 80);
+        QVERIFY(lines[2].endsWith(" 2"));
+        const int longer = lines[1].count(QChar(0x2588));
+        const int shorter = lines[2].count(QChar(0x2588));
+        QCOMPARE(shorter, (2 * longer + 2) / 3);
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void drawsABinThatIsNotEmptySoThatItCanBeSeen()
+    {
+        QVERIFY(m_kelm.run({"table", file("x\n" + QByteArray("0\n").repeated(5000) + "9\n"),
+                            "--histogram", "--bins", "3"}));
+
+        const QStringList lines = m_kelm.output.split('\n');
+        QVERIFY(lines.value(1).endsWith(QString(QChar(0x2588)) + " 5000"));
+        QVERIFY(lines.value(2).endsWith("  0"));
+        QCOMPARE(lines.value(3).count(QChar(0x2588)), 1);
+    }
+
+    void drawsNoMoreBinsThanCanBeRead()
+    {
+        QVERIFY(
+            m_kelm.run({"table", file("x\n" + QByteArray("1\n2\n").repeated(5000) + "1000000\n"),
+                        "--histogram"}));
+
+        QVERIFY(m_kelm.output.count('\n') <= 32);
+        QVERIFY(m_kelm.output.contains("10000\n"));
+    }
+
+    void drawsNothingOfASingleNumber()
+    {
+        QVERIFY(m_kelm.run({"table", file("x\n1\n"), "--histogram"}));
+
+        QCOMPARE(m_kelm.output, QString("x\n"));
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void writesWhatWasChosen_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("written");
+
+        QTest::newRow("csv") << "out.csv" << QByteArray("b,a\n\"x,\"\"y\"\"\",1\nz;w,2\n");
+        QTest::newRow("tsv") << "out.tsv" << QByteArray("b\ta\nx,\"y\"\t1\nz;w\t2\n");
+        QTest::newRow("any other") << "out" << QByteArray("b,a\n\"x,\"\"y\"\"\",1\nz;w,2\n");
+    }
+
+    void writesWhatWasChosen()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, written);
+        const QString path = file("a\tb\n2\tz;w\n1\tx,\"y\"\n");
+        const QString target = makeFile(m_folder.filePath(name), "longer than what is written");
+
+        QVERIFY(m_kelm.run({"table", path, "-c", "b", "-c", "a", "-s", "a", "--to", target}));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, 0);
+        QCOMPARE(contents(target), written);
+    }
+
+    void readsBackWhatItHasWritten()
+    {
+        const QString target = m_folder.filePath("bolts.csv");
+        QVERIFY(m_kelm.run({"table", sample("bolts.csv")}));
+        const QString before = m_kelm.output;
+
+        QVERIFY(m_kelm.run({"table", sample("bolts.csv"), "--to", target}));
+        QVERIFY(m_kelm.run({"table", target}));
+
+        QCOMPARE(m_kelm.output, before);
+    }
+
+    void tellsWhatIsWrong_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("error");
+
+        const QString bolts = sample("bolts.csv");
+        const QString folder = m_folder.path();
+        // clang-format off
+        QTest::newRow("missing") << QStringList(folder + "/no.csv") << 1
+            << "Cannot read \"" + folder + "/no.csv\": No such file or directory";
+        QTest::newRow("folder") << QStringList(folder) << 1
+            << "Cannot read \"" + folder + "\": Is a directory";
+        QTest::newRow("device") << QStringList("/dev/zero") << 1
+            << "Cannot read \"/dev/zero\": It is no file";
+        QTest::newRow("empty") << QStringList(makeFile(folder + "/empty.csv", "")) << 1
+            << "No table is in \"" + folder + "/empty.csv\"";
+        QTest::newRow("empty lines only") << QStringList(makeFile(folder + "/lines.csv", "\n\n")) << 1
+            << "No table is in \"" + folder + "/lines.csv\"";
+        QTest::newRow("comments only") << QStringList(makeFile(folder + "/c.csv", "#a,b\n")) << 1
+            << "No table is in \"" + folder + "/c.csv\"";
+        QTest::newRow("not UTF-8") << QStringList(makeFile(folder + "/l.csv", "a,\xff\n")) << 1
+            << "Cannot read \"" + folder + "/l.csv\": It is no text in UTF-8";
+        QTest::newRow("no such column") << QStringList{bolts, "--column", "Mass"} << 1
+            << "\"" + bolts + "\" has no column \"Mass\"";
+        QTest::newRow("column 0") << QStringList{bolts, "--column", "0"} << 1
+            << "\"" + bolts + "\" has no column \"0\"";
+        QTest::newRow("column behind the end") << QStringList{bolts, "--sort", "6"} << 1
+            << "\"" + bolts + "\" has no column \"6\"";
+        QTest::newRow("cannot be written") << QStringList{bolts, "--to", folder + "/no/out.csv"} << 1
+            << "Cannot write \"" + folder + "/no/out.csv\": No such file or directory";
+        QTest::newRow("full disk") << QStringList{bolts, "--to", "/dev/full"} << 1
+            << "Cannot write all of \"/dev/full\"";
+        QTest::newRow("quotes") << QStringList{bolts, "--quotes", "maybe"} << 2
+            << "--quotes must be yes, no or guess. See kelm table --help";
+        QTest::newRow("size limit") << QStringList{bolts, "--size-limit", "0"} << 2
+            << "--size-limit must be a whole number from 1 on. See kelm table --help";
+        QTest::newRow("bins") << QStringList{bolts, "--bins", "1"} << 2
+            << "--bins must be a whole number from 2 on. See kelm table --help";
+        QTest::newRow("rows") << QStringList{bolts, "--rows", "x"} << 2
+            << "--rows must be a whole number from 0 on. See kelm table --help";
+        QTest::newRow("delimiter") << QStringList{bolts, "--delimiter", ""} << 2
+            << "--delimiter must not be empty. See kelm table --help";
+        // clang-format on
+    }
+
+    void tellsWhatIsWrong()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, status);
+        QFETCH(QString, error);
+
+        QVERIFY(m_kelm.run(QStringList("table") + arguments));
+
+        QCOMPARE(m_kelm.error, "kelm table: " + error + "\n");
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, status);
+    }
+
+    void takesAnyBytes()
+    {
+        QByteArray bytes;
+        for (int i = 0; i < 4096; ++i)
+            bytes.append(static_cast<char>(i * 7 % 256));
+
+        QVERIFY(m_kelm.run({"table", file(bytes), "--stats", "--histogram"}));
+
+        QVERIFY(m_kelm.status == 0 || m_kelm.status == 1);
+        QVERIFY(m_kelm.run({"table", file(QByteArray(1000, '\0'))}));
+        QVERIFY(m_kelm.status == 0 || m_kelm.status == 1);
+    }
+
+private:
+    /// A file with \p contents.
+    QString file(const QByteArray &contents) const
+    {
+        return makeFile(m_folder.filePath("table.txt"), contents);
+    }
+
+    static QByteArray contents(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    const QTemporaryDir m_home;
+    const QTemporaryDir m_folder;
+    Program m_kelm{m_home.path()};
+};
+
+QTEST_GUILESS_MAIN(tst_Kelm_table)
+#include "tst_Kelm_table.moc"
