@@ -3,6 +3,9 @@
 // application object or on the host. What is made on first use is a function-local static in the
 // source of its class, with a plain bool beside it where its end must be known.
 
+#ifdef KELMUTILS_SCRIPTING
+#include "bindings/ScriptableModuleKelmUtils.h"
+#endif
 #include "data/MetaTypes_p.h"
 #include "utils/feedback/Progress_p.h"
 #include "utils/files/SearchPaths_p.h"
@@ -39,6 +42,11 @@ QMap<Data::String, double> versionStrings; // xml: the numbers of registered ver
 
 bool ModuleList::alive = true;
 ModuleList moduleList; // script: the scriptable modules
+
+#ifdef KELMUTILS_SCRIPTING
+ScriptableModuleKelmUtils scriptableModuleKelmUtils; // bindings: the module KelmUtils
+ScriptableModuleKelmData scriptableModuleKelmData;   // bindings: its companion
+#endif
 
 ProgressState progressState; // feedback: the chains of reporters, and the label shown last
 

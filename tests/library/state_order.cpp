@@ -1,6 +1,9 @@
 // Prints when each process-wide object of the library is made and when it goes, with the state of
 // the alive flags behind each end. See tst_Library.cpp.
 
+#ifdef KELMUTILS_SCRIPTING
+#include "bindings/ScriptableModuleKelmUtils.h"
+#endif
 #include "utils/feedback/Progress_p.h"
 #include "utils/files/SearchPaths_p.h"
 #include "utils/script/ModuleList_p.h"
@@ -36,6 +39,10 @@ KnownObject knownObjects[] = {
     {&Utils::stringTableState, "string tables", nullptr},
     {&Utils::versionStrings, "XML version texts", nullptr},
     {&Utils::moduleList, "module list", nullptr},
+#ifdef KELMUTILS_SCRIPTING
+    {&Utils::scriptableModuleKelmUtils, "module KelmUtils", nullptr},
+    {&Utils::scriptableModuleKelmData, "module KelmData", nullptr},
+#endif
     {&Utils::progressState, "progress state", nullptr},
 };
 

@@ -576,10 +576,11 @@ private Q_SLOTS:
 
     void tellsEveryEngineOfTheEndOfAModule()
     {
+        const int numOthers = Utils::moduleList.modules.size();
         auto module = std::make_unique<Module>("beams");
         bool isListed = true;
-        m_py->reaction = [&](const QString &) {
-            isListed = Utils::moduleList.modules.size() != 0; // its address is no use any more
+        m_py->reaction = [&](const QString &) { // its address is no use any more
+            isListed = Utils::moduleList.modules.size() != numOthers;
         };
 
         module.reset();

@@ -1,0 +1,132 @@
+#include "bindings/Text_p.h"
+
+#include "bindings/Reference_p.h"
+
+#include <QVarLengthArray>
+
+#include <algorithm>
+
+namespace Utils::Bindings {
+
+static bool hasSurrogates(const QString &text)
+{
+    return std::any_of(text.begin(), text.end(),
+                       [](QChar character) { return character.isSurrogate(); });
+}
+
+/// Reads the text that \p result is. False when it is null.
+static bool take(const Reference &result, Data::String &text)
+{
+    if (!result)
+        return false;
+    text = textOf(result.get());
+    return true;
+}
+
+bool isText(PyObject *object) { return PyString_Check(object) || PyUnicode_Check(object); }
+
+Data::String textOf(PyObject *text)
+{
+    if (PyString_Check(text))
+        return QString::fromUtf8(PyString_AS_STRING(text), int(PyString_GET_SIZE(text)));
+
+    // Not by QString::fromUcs4(), which drops a mark at the start and the halves of pairs.
+    const Py_UNICODE *const characters = PyUnicode_AS_UNICODE(text);
+    const Py_ssize_t size = PyUnicode_GET_SIZE(text);
+    QString result;
+    result.reserve(int(size));
+    for (Py_ssize_t i = 0; i < size; ++i) {
+        const uint character = characters[i];
+        if (QChar::requiresSurrogates(character)) {
+            result.append(QChar(QChar::highSurrogate(character)));
+            result.append(QChar(QChar::lowSurrogate(character)));
+        } else {
+            result.append(QChar(character));
+        }
+    }
+    return result;
+}
+
+PyObject *toBytes(const QString &text)
+{
+    const QByteArray utf8 = text.toUtf8();
+    return PyString_FromStringAndSize(utf8.constData(), utf8.size());
+}
+
+PyObject *toUnicode(const QString &text)
+{
+    QVarLengthArray<Py_UNICODE, 256> characters;
+    characters.reserve(text.size());
+    for (int i = 0; i < text.size(); ++i) {
+        const QChar character = text.at(i);
+        const bool isPair = sizeof(Py_UNICODE) > 2 && character.isHighSurrogate() &&
+                            i + 1 < text.size() && text.at(i + 1).isLowSurrogate();
+        if (isPair)
+            characters.append(Py_UNICODE(QChar::surrogateToUcs4(character, text.at(++i))));
+        else
+            characters.append(character.unicode());
+    }
+    return PyUnicode_FromUnicode(characters.constData(), characters.size());
+}
+
+PyObject *representation(const QString &text)
+{
+    const Reference bytes(toBytes(text));
+    return bytes ? PyObject_Repr(bytes.get()) : nullptr;
+}
+
+long hash(const QString &text)
+{
+    const Reference bytes(toBytes(text));
+    return bytes ? PyObject_Hash(bytes.get()) : -1;
+}
+
+Py_ssize_t length(const QString &text)
+{
+    if (!hasSurrogates(text))
+        return text.size();
+    const Reference unicode(toUnicode(text));
+    return unicode ? PyUnicode_GET_SIZE(unicode.get()) : -1;
+}
+
+bool partOf(const QString &text, PyObject *index, Data::String &part)
+{
+    // One character of a text is asked for often, mostly of a text without surrogates.
+    if (PyInt_Check(index) && !hasSurrogates(text)) {
+        const long given = PyInt_AS_LONG(index);
+        const long fromStart = given < 0 ? given + text.size() : given;
+        if (fromStart >= 0 && fromStart < text.size()) {
+            part = QString(text.at(int(fromStart)));
+            return true;
+        }
+    }
+    const Reference unicode(toUnicode(text));
+    return unicode && take(Reference(PyObject_GetItem(unicode.get(), index)), part);
+}
+
+bool format(const QString &text, PyObject *values, Data::String &result)
+{
+    const Reference unicode(toUnicode(text));
+    if (!unicode)
+        return false;
+    if (take(Reference(PyUnicode_Format(unicode.get(), values)), result))
+        return true;
+    if (!PyErr_ExceptionMatches(PyExc_UnicodeDecodeError))
+        return false;
+
+    PyErr_Clear();
+    const Reference bytes(toBytes(text));
+    return bytes && take(Reference(PyString_Format(bytes.get(), values)), result);
+}
+
+PyObject *charactersOf(const QString &text, PyTypeObject *type)
+{
+    const Reference unicode(toUnicode(text));
+    const Reference itertools(unicode ? PyImport_ImportModule("itertools") : nullptr);
+    if (!itertools)
+        return nullptr;
+    return PyObject_CallMethod(itertools.get(), const_cast<char *>("imap"),
+                               const_cast<char *>("OO"), type, unicode.get());
+}
+
+} // namespace Utils::Bindings

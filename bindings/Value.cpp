@@ -1,0 +1,88 @@
+#include "bindings/Value_p.h"
+
+#include "bindings/Reference_p.h"
+#include "bindings/Text_p.h"
+
+#include <limits>
+
+namespace Utils::Bindings {
+
+/// The integer as the narrowest of int and 64 bits that holds it.
+static Data::Variant integer(qint64 value)
+{
+    const bool fits =
+        value >= std::numeric_limits<int>::min() && value <= std::numeric_limits<int>::max();
+    return fits ? Data::Variant(int(value)) : Data::Variant(QVariant(qlonglong(value)));
+}
+
+bool isPlainValue(PyObject *object)
+{
+    return object == Py_None || PyInt_Check(object) || PyLong_Check(object) ||
+           PyFloat_Check(object) || isText(object); // a bool is an int
+}
+
+bool readPlainValue(PyObject *object, Data::Variant &value)
+{
+    if (object == Py_None) {
+        value = Data::Variant();
+    } else if (PyBool_Check(object)) {
+        value = Data::Variant(object == Py_True);
+    } else if (PyInt_Check(object)) {
+        value = integer(PyInt_AS_LONG(object));
+    } else if (PyFloat_Check(object)) {
+        value = Data::Variant(PyFloat_AS_DOUBLE(object));
+    } else if (isText(object)) {
+        value = Data::Variant(textOf(object));
+    } else {
+        int overflow = 0;
+        const qint64 number = PyLong_AsLongLongAndOverflow(object, &overflow);
+        if (!overflow) {
+            value = integer(number);
+            return true;
+        }
+        const double rounded = PyLong_AsDouble(object);
+        if (PyErr_Occurred())
+            return false;
+        value = Data::Variant(rounded);
+    }
+    return true;
+}
+
+/// The value as Python has it; a text for what Python has no type for.
+static PyObject *toPython(const QVariant &value)
+{
+    switch (value.userType()) {
+    case QMetaType::UnknownType:
+        Py_RETURN_NONE;
+    case QMetaType::Bool:
+        return PyBool_FromLong(value.toBool());
+    case QMetaType::Int:
+        return PyInt_FromLong(value.toInt());
+    case QMetaType::LongLong:
+        return PyLong_FromLongLong(value.toLongLong());
+    case QMetaType::Double:
+        return PyFloat_FromDouble(value.toDouble());
+    case QMetaType::QStringList: {
+        const QStringList texts = value.toStringList();
+        Reference list(PyList_New(texts.size()));
+        for (int i = 0; list && i < texts.size(); ++i) {
+            PyObject *const text = toBytes(texts.at(i));
+            if (!text)
+                return nullptr;
+            PyList_SET_ITEM(list.get(), i, text);
+        }
+        return list.release();
+    }
+    default:
+        return toBytes(value.toString());
+    }
+}
+
+PyObject *representation(const Data::Variant &value)
+{
+    const Reference held(toPython(value));
+    const Reference text(held ? PyObject_Repr(held.get()) : nullptr);
+    return text ? PyString_FromFormat("Variant(%s)", PyString_AS_STRING(text.get())) : nullptr;
+}
+
+} // namespace Utils::Bindings
