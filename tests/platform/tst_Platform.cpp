@@ -1,6 +1,7 @@
 #include "utils/platform/Platform.h"
 
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -308,6 +309,30 @@ private Q_SLOTS:
             Platform::moveCommandLine(source.toStdString(), target.toStdString());
 
         QCOMPARE(QByteArray::fromStdString(result), commandLine);
+    }
+
+    void namesTheProcessInTheCommandThatKills()
+    {
+        QCOMPARE(QByteArray::fromStdString(Platform::killCommandLine(4711)),
+                 QByteArray("taskkill /PID 4711 /T /F"));
+        QCOMPARE(QByteArray::fromStdString(Platform::killCommandLine(5000000000)),
+                 QByteArray("taskkill /PID 5000000000 /T /F"));
+    }
+
+    void killsAProcessAndWhatItHasStarted()
+    {
+        QProcess process;
+        process.start("/bin/sh", {"-c", "trap '' TERM; sleep 60 & echo $!; wait"});
+        QVERIFY(process.waitForReadyRead(60000));
+        const QString child = "/proc/" + QString(process.readLine().trimmed()) + "/environ";
+        QVERIFY(QFile::exists(child));
+
+        Platform::killProcessTree(process.processId());
+
+        QFile environment(child); // empty when it has ended, missing when somebody has seen that
+        QVERIFY(!environment.open(QIODevice::ReadOnly) || environment.readAll().isEmpty());
+        QVERIFY(process.waitForFinished(60000));
+        QCOMPARE(process.exitStatus(), QProcess::CrashExit);
     }
 
     void createsAnEmptyFileWhereThereIsNone()

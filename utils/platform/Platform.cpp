@@ -24,4 +24,9 @@ std::string moveCommandLine(const std::string &source, const std::string &target
     return "cmd.exe /C move /Y " + quoted(source) + " " + quoted(target);
 }
 
+std::string killCommandLine(std::int64_t id)
+{
+    return "taskkill /PID " + std::to_string(id) + " /T /F";
+}
+
 } // namespace Utils::Platform

@@ -56,6 +56,25 @@ void moveReplacing(const std::string &source, const std::string &target);
 ///     C:\a b, D:\c&d  => cmd.exe /C move /Y "C:\a b" "D:\c&d"
 std::string moveCommandLine(const std::string &source, const std::string &target);
 
+/// Kills the process with the number \p id, all that it has started and what that has, and returns
+/// when they have ended, or after two seconds at most. Nobody is told when one cannot be killed.
+/// Does nothing for a number that no process has, and for the first process of the system, which is
+/// above all others.
+///
+/// Windows has a command for it. Elsewhere /proc tells of the processes. Each is stopped before its
+/// children are looked for, so that it starts none behind the look, and when no new one is found
+/// all are killed. A process is told by its number and its start, before it is stopped and again
+/// before it is killed: one that has got the number of another is left alone. The calling process
+/// may be among them and goes last.
+///
+/// A process whose parent had ended before is below nobody any more, and stays.
+void killProcessTree(std::int64_t id);
+
+/// The command line that kills on Windows.
+///
+///     4711  => taskkill /PID 4711 /T /F
+std::string killCommandLine(std::int64_t id);
+
 /// Creates an empty file at \p path. False when something is there already, which is left alone,
 /// or when it cannot be created.
 ///

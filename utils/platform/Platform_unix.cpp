@@ -1,12 +1,22 @@
 #include "utils/platform/Platform.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <thread>
+#include <vector>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -63,6 +73,159 @@ void moveReplacing(const std::string &source, const std::string &target)
     }
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
+}
+
+namespace {
+
+/// A process or a thread. Its number may become that of another one, but not with the same start.
+struct ProcessEntry
+{
+    pid_t id;
+    pid_t parent;
+    char state;
+    unsigned long long start; // in ticks since the system was started
+};
+
+using Clock = std::chrono::steady_clock;
+
+} // namespace
+
+static std::string processFolder(pid_t id) { return "/proc/" + std::to_string(id); }
+
+/// What the system tells of the process or thread in \p folder. Nothing when it is gone.
+static std::optional<ProcessEntry> readEntry(const std::string &folder)
+{
+    const int file = open((folder + "/stat").c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0)
+        return {};
+    char text[1024]; // more than the numbers that are looked for, and all that are behind them
+    const ssize_t size = read(file, text, sizeof(text) - 1);
+    close(file);
+    text[std::max<ssize_t>(size, 0)] = '\0';
+
+    // "id (name) state parent ...", where the name may hold anything, also ")" and blanks.
+    ProcessEntry entry = {};
+    entry.id = std::atoi(text);
+    const char *const behindName = std::strrchr(text, ')');
+    const char *const format = ") %c %d %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s %*s "
+                               "%*s %*s %*s %llu";
+    if (!behindName ||
+        std::sscanf(behindName, format, &entry.state, &entry.parent, &entry.start) != 3)
+        return {};
+    return entry;
+}
+
+/// The names in \p folder that are numbers.
+static std::vector<pid_t> numbersIn(const std::string &folder)
+{
+    std::vector<pid_t> numbers;
+    DIR *const entries = opendir(folder.c_str());
+    if (!entries)
+        return numbers;
+    while (const dirent *const entry = readdir(entries)) {
+        const int number = std::atoi(entry->d_name);
+        if (number > 0)
+            numbers.push_back(number);
+    }
+    closedir(entries);
+    return numbers;
+}
+
+static bool isSame(const ProcessEntry &process)
+{
+    const std::optional<ProcessEntry> now = readEntry(processFolder(process.id));
+    return now && now->start == process.start;
+}
+
+/// Sends \p signal to this process and to no other that has got its number.
+static void send(const ProcessEntry &process, int signal)
+{
+    // A handle stays with its process: if the number is still that of the right one when the
+    // handle is there, it is the right handle. An old system has none.
+    const int handle = static_cast<int>(syscall(SYS_pidfd_open, process.id, 0));
+    if (isSame(process) &&
+        (handle < 0 || syscall(SYS_pidfd_send_signal, handle, signal, nullptr, 0) != 0))
+        kill(process.id, signal);
+    if (handle >= 0)
+        close(handle);
+}
+
+/// Waits until each thread of \p process is in one of \p states or gone, or it is \p end.
+static void waitForThreads(const ProcessEntry &process, const char *states, Clock::time_point end)
+{
+    const std::string folder = processFolder(process.id) + "/task/";
+    const auto isThere = [&](pid_t thread) {
+        const std::optional<ProcessEntry> entry = readEntry(folder + std::to_string(thread));
+        return !entry || std::strchr(states, entry->state);
+    };
+    while (isSame(process)) {
+        const std::vector<pid_t> threads = numbersIn(folder);
+        if (std::all_of(threads.begin(), threads.end(), isThere) || Clock::now() >= end)
+            return;
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+}
+
+/// \p root and all below it, each behind its parent, and stopped, but for this process.
+static std::vector<ProcessEntry> stopTree(const ProcessEntry &root)
+{
+    // A process that cannot be stopped may start others for ever, so there is an end to this.
+    const auto end = Clock::now() + std::chrono::seconds(10);
+    std::vector<ProcessEntry> tree;
+    std::map<pid_t, unsigned long long> starts; // of those in the tree
+    const auto has = [&](const ProcessEntry &process) {
+        const auto found = starts.find(process.id);
+        return found != starts.end() && found->second == process.start;
+    };
+    const auto add = [&](const ProcessEntry &process) {
+        tree.push_back(process);
+        starts[process.id] = process.start;
+        if (process.id == getpid())
+            return;
+        send(process, SIGSTOP);
+        // A thread that is in the middle of starting a process completes that first. One that is
+        // held up by its child does not stop before that goes on, so the wait is a short one.
+        const auto soon = Clock::now() + std::chrono::milliseconds(200);
+        waitForThreads(process, "TtZX", std::min(soon, end));
+    };
+
+    add(root);
+    for (bool isGrowing = true; isGrowing && Clock::now() < end;) {
+        isGrowing = false;
+        for (const pid_t id : numbersIn("/proc")) {
+            const std::optional<ProcessEntry> process = readEntry(processFolder(id));
+            if (!process || has(*process) || starts.count(process->parent) == 0)
+                continue;
+            const std::optional<ProcessEntry> parent = readEntry(processFolder(process->parent));
+            if (parent && has(*parent)) {
+                add(*process);
+                isGrowing = true;
+            }
+        }
+    }
+    return tree;
+}
+
+void killProcessTree(std::int64_t id)
+{
+    if (id <= 1 || id > std::numeric_limits<pid_t>::max())
+        return;
+    const std::optional<ProcessEntry> root = readEntry(processFolder(static_cast<pid_t>(id)));
+    if (!root)
+        return;
+
+    std::vector<ProcessEntry> tree = stopTree(*root);
+    // Children first: the end of a parent may set children going that are stopped.
+    std::reverse(tree.begin(), tree.end());
+    const auto self =
+        std::stable_partition(tree.begin(), tree.end(),
+                              [](const ProcessEntry &process) { return process.id != getpid(); });
+    std::for_each(tree.begin(), self, [](const ProcessEntry &process) { send(process, SIGKILL); });
+    const auto end = Clock::now() + std::chrono::seconds(2);
+    std::for_each(tree.begin(), self,
+                  [&](const ProcessEntry &process) { waitForThreads(process, "ZX", end); });
+    if (self != tree.end())
+        kill(getpid(), SIGKILL);
 }
 
 bool createNewFile(const std::string &path)

@@ -33,6 +33,25 @@ static std::string fromWide(const std::wstring &wide)
     return text;
 }
 
+/// Runs a command to its end.
+static void run(const std::string &command)
+{
+    std::wstring commandLine = toWide(command);
+    if (commandLine.empty())
+        return;
+
+    // No handles are handed down and no window is made, so what the command prints is lost.
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION child = {};
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
+                        nullptr, nullptr, &startup, &child))
+        return;
+    WaitForSingleObject(child.hProcess, INFINITE);
+    CloseHandle(child.hThread);
+    CloseHandle(child.hProcess);
+}
+
 std::FILE *openFile(const std::string &path, const char *mode)
 {
     if (!isUsable(path)) {
@@ -73,22 +92,14 @@ std::optional<FileVersion> fileVersion(const std::string &path)
 
 void moveReplacing(const std::string &source, const std::string &target)
 {
-    if (!isUsable(source) || !isUsable(target))
-        return;
-    std::wstring commandLine = toWide(moveCommandLine(source, target));
-    if (commandLine.empty())
-        return;
+    if (isUsable(source) && isUsable(target))
+        run(moveCommandLine(source, target));
+}
 
-    // No handles are handed down and no window is made, so what the command prints is lost.
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION child = {};
-    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
-                        nullptr, nullptr, &startup, &child))
-        return;
-    WaitForSingleObject(child.hProcess, INFINITE);
-    CloseHandle(child.hThread);
-    CloseHandle(child.hProcess);
+void killProcessTree(std::int64_t id)
+{
+    if (id > 1)
+        run(killCommandLine(id));
 }
 
 bool createNewFile(const std::string &path)
