@@ -21,6 +21,7 @@
 #include "utils/files/FileReader.h"
 #include "utils/files/FileWatch.h"
 #include "utils/files/LogFile.h"
+#include "utils/process/Process.h"
 #include "utils/script/IScriptEngine.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/script/ScriptManager.h"

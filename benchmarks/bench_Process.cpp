@@ -1,0 +1,92 @@
+// What a child writes, gathered by Process and by QProcess alone. benchmarks/report tells how names
+// and counters make pairs and targets.
+
+#include "benchmarks/Pairs.h"
+#include "utils/process/Process.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <stdexcept>
+
+using benchmark::State;
+
+static const int size = 100 * 1000 * 1000;
+
+/// Lines of 2 to 120 letters; one letter in \p oneIn is beyond ASCII, 0 is none.
+static QByteArray makeText(int oneIn)
+{
+    QByteArray text;
+    text.reserve(size + 200);
+    unsigned int random = 1;
+    for (int column = 0; text.size() < size;) {
+        random = random * 1664525 + 1013904223;
+        const unsigned int number = random >> 16;
+        if (oneIn > 0 && number % static_cast<unsigned int>(oneIn) == 0)
+            text += "\u00e4";
+        else
+            text += static_cast<char>('a' + number % 26);
+        if (++column > 1 && number % 60 == 0) {
+            text += '\n';
+            column = 0;
+        }
+    }
+    return text;
+}
+
+/// Sides that do not find the same must not be compared.
+static void check(State &state, qint64 found, qint64 expected)
+{
+    if (found != expected)
+        state.SkipWithError("not everything was found");
+}
+
+static void addProgram(const char *detail, const QString &path, const QByteArray &text)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+        throw std::runtime_error("cannot write " + path.toStdString());
+    const QString program = QStringLiteral("/bin/cat");
+    const QStringList arguments(path);
+    const int expected = QString::fromUtf8(text).size();
+
+    const auto ours = [=](State &state) {
+        for (auto _ : state) {
+            Utils::Process process(program, arguments);
+            process.start();
+            process.wait(/*showProgress=*/false);
+            check(state, process.output().size(), expected);
+        }
+    };
+    addPair("output of 100 MB as text beside QProcess::readAll", detail, 1.2, ours,
+            [=](State &state) {
+                for (auto _ : state) {
+                    QProcess process;
+                    process.setProcessChannelMode(QProcess::MergedChannels);
+                    process.start(program, arguments);
+                    process.waitForFinished(-1);
+                    check(state, QString::fromUtf8(process.readAll()).size(), expected);
+                }
+            });
+    addPair("output of 100 MB beside bytes by QProcess::readAll", detail, 0.0, ours,
+            [=](State &state) {
+                for (auto _ : state) {
+                    QProcess process;
+                    process.setProcessChannelMode(QProcess::MergedChannels);
+                    process.start(program, arguments);
+                    process.waitForFinished(-1);
+                    check(state, process.readAll().size(), text.size());
+                }
+            });
+}
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    const QTemporaryDir folder;
+    addProgram("ASCII", folder.filePath(QStringLiteral("ascii")), makeText(0));
+    addProgram("UTF-8", folder.filePath(QStringLiteral("utf8")), makeText(10));
+    return runBenchmarks(argc, argv);
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "data/String.h"
+#include "utils/process/Process.h"
+
+#include <QDir>
+#include <QFile>
+#include <QMap>
+#include <QProcessEnvironment>
+#include <QUuid>
+
+#include <csignal>
+#include <sys/types.h>
+
+/// The processes that a test starts, and those that they start: all that have its mark in their
+/// environment. What is left of them at its end is killed.
+class MarkedProcesses
+{
+public:
+    MarkedProcesses() = default;
+    MarkedProcesses(const MarkedProcesses &) = delete;
+    MarkedProcesses &operator=(const MarkedProcesses &) = delete;
+    ~MarkedProcesses()
+    {
+        for (int i = 0; i < 100 && !ids().isEmpty(); ++i) {
+            for (const pid_t id : ids())
+                ::kill(id, SIGKILL);
+        }
+    }
+
+    void mark(Utils::Process &process) const
+    {
+        process.setEnvironment({{m_name.constData(), m_value.constData()}}, false);
+    }
+
+    /// Those that live. What waits for its parent to look at its end has no environment any more.
+    QList<pid_t> ids() const
+    {
+        const QByteArray entry = m_name + '=' + m_value;
+        QList<pid_t> found;
+        const QStringList folders = QDir("/proc").entryList(QDir::Dirs);
+        for (const QString &folder : folders) {
+            const int id = folder.toInt();
+            QFile environment("/proc/" + folder + "/environ");
+            if (id > 0 && environment.open(QIODevice::ReadOnly) &&
+                environment.readAll().split('\0').contains(entry))
+                found.append(id);
+        }
+        return found;
+    }
+
+private:
+    const QByteArray m_name = "KELMUTILS_TEST_MARK";
+    const QByteArray m_value = QUuid::createUuid().toByteArray();
+};

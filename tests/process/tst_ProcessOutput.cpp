@@ -1,0 +1,250 @@
+#include "utils/process/ProcessOutput_p.h"
+
+#include "tests/support/Print.h"
+
+#include <QtTest>
+
+#include <random>
+
+using Utils::ProcessOutput;
+
+/// What takes each piece as a whole, and looks at all of the recent text each time.
+struct PlainOutput
+{
+    QString text;
+    QString recent;
+
+    void append(const QString &piece, bool keep)
+    {
+        recent += piece;
+        if (keep) {
+            text += piece;
+            return;
+        }
+        if (!recent.contains('\n'))
+            return;
+        recent.remove('\r');
+        const QStringList parts = recent.split('\n');
+        if (parts.size() >= 2 && parts.last().isEmpty())
+            recent = parts[parts.size() - 2] + '\n';
+        else
+            recent = parts.last();
+    }
+};
+
+class tst_ProcessOutput : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void keepsAllOrTheLastLine_data()
+    {
+        QTest::addColumn<QStringList>("pieces");
+        QTest::addColumn<Data::String>("last");
+
+        const auto row = [](const char *name, const QStringList &pieces, const char *last) {
+            QTest::newRow(name) << pieces << Data::String(last);
+        };
+        // clang-format off
+        row("whole lines", {"a\nb\n"}, "b\n");
+        row("a line under way", {"a\nb"}, "b");
+        row("one line", {"a\n"}, "a\n");
+        row("no line end", {"a", "b"}, "ab");
+        row("only line ends", {"\n\n"}, "\n");
+        row("a line end alone", {"\n"}, "\n");
+        row("a line that is left by the next", {"a\n", "b"}, "b");
+        row("a line that is empty", {"a\n", "\n"}, "\n");
+        row("an end in a piece of its own", {"a", "b", "\n"}, "ab\n");
+        row("carriage returns go with a line", {"a\r\nb\rc"}, "bc");
+        row("carriage returns stay without", {"10\r20\r"}, "10\r20\r");
+        row("and go when the line ends", {"10\r20\r", "\n"}, "1020\n");
+        row("they are behind the end", {"a\n\r"}, "a\n");
+        row("they are all", {"\n\r\r"}, "\n");
+        row("they come behind the end", {"a\n", "\r"}, "a\n");
+        row("they come behind the cut", {"a\nb", "\rc"}, "b\rc");
+        // clang-format on
+    }
+
+    void keepsAllOrTheLastLine()
+    {
+        QFETCH(QStringList, pieces);
+        QFETCH(Data::String, last);
+        ProcessOutput all;
+        ProcessOutput line;
+
+        for (const QString &piece : pieces) {
+            QCOMPARE(all.append(piece.toUtf8(), true), Data::String(piece));
+            QCOMPARE(line.append(piece.toUtf8(), false), Data::String(piece));
+        }
+
+        QCOMPARE(all.text(), Data::String(pieces.join("")));
+        QCOMPARE(all.takeRecent(), Data::String(pieces.join("")));
+        QCOMPARE(line.text(), Data::String());
+        QCOMPARE(line.takeRecent(), last);
+        QCOMPARE(line.takeRecent(), Data::String());
+    }
+
+    void doesWithPiecesWhatThePlainWayDoes()
+    {
+        std::mt19937 random(1);
+        const auto upTo = [&](unsigned int count) { return random() % count; };
+
+        for (int run = 0; run < 3000; ++run) {
+            ProcessOutput output;
+            PlainOutput plain;
+            for (unsigned int pieces = upTo(12); pieces > 0; --pieces) {
+                QString piece;
+                for (unsigned int length = upTo(5); length > 0; --length)
+                    piece += "ab\r\n\n"[upTo(5)];
+                const bool keep = upTo(8) == 0; // which may change in the middle
+                output.append(piece.toUtf8(), keep);
+                plain.append(piece, keep);
+                if (upTo(6) == 0) {
+                    QCOMPARE(output.takeRecent(), Data::String(plain.recent));
+                    plain.recent.clear();
+                }
+            }
+            QCOMPARE(output.text(), Data::String(plain.text));
+            QCOMPARE(output.takeRecent(), Data::String(plain.recent));
+        }
+    }
+
+    void putsCharactersTogetherThatComeInPieces()
+    {
+        const Data::String text("a\u00e4\u65e5\U0001f600\nz");
+        const QByteArray bytes = text.toUtf8();
+
+        for (int size = 1; size <= bytes.size(); ++size) {
+            ProcessOutput output;
+            Data::String pieces;
+            for (int i = 0; i < bytes.size(); i += size)
+                pieces = pieces + output.append(bytes.mid(i, size), true);
+            QCOMPARE(output.end(true), Data::String());
+            QCOMPARE(pieces, text);
+            QCOMPARE(output.text(), text);
+            QCOMPARE(output.takeRecent(), text);
+        }
+    }
+
+    void readsWhatIsNoUtf8_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<Data::String>("text");
+
+        QTest::newRow("a wrong byte") << QByteArray("a\xff z") << Data::String("a\ufffd z");
+        QTest::newRow("Latin-1") << QByteArray("\xe4 z") << Data::String("\ufffd z");
+        QTest::newRow("a mark in front") << QByteArray("\xef\xbb\xbf z") << Data::String(" z");
+        QTest::newRow("two marks")
+            << QByteArray("\xef\xbb\xbf\xef\xbb\xbf") << Data::String(QString(QChar(0xfeff)));
+        QTest::newRow("a mark within") << QByteArray("a\xef\xbb\xbfz") << Data::String("a\ufeffz");
+        QTest::newRow("a mark behind a wrong byte")
+            << QByteArray("\xff\xef\xbb\xbfz") << Data::String("\ufffd\ufeffz");
+        QTest::newRow("wrong, then right, then cut")
+            << QByteArray("\xff\xc3\xa4\xe6") << Data::String("\ufffd\u00e4\ufffd");
+        QTest::newRow("a zero byte")
+            << QByteArray("a\0z", 3) << Data::String(QString("a") + QChar(0) + "z");
+        QTest::newRow("a cut character") << QByteArray("a\xe6\x97") << Data::String("a\ufffd");
+        QTest::newRow("its first byte") << QByteArray("\xf0") << Data::String("\ufffd");
+    }
+
+    void readsWhatIsNoUtf8()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(Data::String, text);
+        ProcessOutput output;
+        ProcessOutput byByte;
+        ProcessOutput last;
+
+        Data::String pieces = output.append(bytes, true);
+        pieces = pieces + output.end(true);
+        for (int i = 0; i < bytes.size(); ++i)
+            byByte.append(bytes.mid(i, 1), true);
+        byByte.end(true);
+        last.append(bytes, false);
+        last.end(false);
+
+        QCOMPARE(pieces, text);
+        QCOMPARE(byByte.text(), text);
+        QCOMPARE(output.text(), text);
+        QCOMPARE(output.takeRecent(), text);
+        QCOMPARE(last.text(), Data::String());
+        QCOMPARE(last.takeRecent(), text);
+    }
+
+    void beginsAnewBehindTheEnd()
+    {
+        ProcessOutput output;
+        output.append("\xef\xbb\xbf"
+                      "a\xe6",
+                      true);
+        output.end(true);
+        output.clear();
+        QCOMPARE(output.text(), Data::String());
+        QCOMPARE(output.takeRecent(), Data::String());
+
+        output.append("\xef\xbb\xbf"
+                      "b\xe6",
+                      true);
+        output.append("\x97\xa5", true);
+
+        QCOMPARE(output.text(), Data::String("b\u65e5"));
+    }
+
+    void searchesTheRecentTextFromItsStartAgainWhenItIsEmptied()
+    {
+        ProcessOutput output;
+        output.append("long text", false);
+        output.clear();
+        output.append("a\nb", false);
+        QCOMPARE(output.takeRecent(), Data::String("b"));
+
+        output.append("long text", false);
+        output.takeRecent();
+        output.append("a\nb", false);
+        QCOMPARE(output.takeRecent(), Data::String("b"));
+    }
+
+    void losesWhatIsBehindItsLimit()
+    {
+        ProcessOutput output(5);
+        output.append("abc", true);
+        QCOMPARE(output.append("def", true), Data::String("def"));
+        QCOMPARE(output.append("g", true), Data::String("g"));
+        QCOMPARE(output.text(), Data::String("abcde"));
+        QCOMPARE(output.takeRecent(), Data::String("abcde"));
+
+        output.append("fg", true); // is recent all the same
+        QCOMPARE(output.text(), Data::String("abcde"));
+        QCOMPARE(output.takeRecent(), Data::String("fg"));
+
+        output.append("abcdef", false);
+        QCOMPARE(output.append("gh", false), Data::String("gh"));
+        output.append("\nb", false); // is found all the same
+        QCOMPARE(output.text(), Data::String("abcde"));
+        QCOMPARE(output.takeRecent(), Data::String("b"));
+    }
+
+    void holdsAMillionByDefault()
+    {
+        ProcessOutput output;
+        output.append(QByteArray(1000000, 'a'), true);
+        QCOMPARE(output.text().size(), 1000000);
+    }
+
+    /// A line that grows must not be gone through for each of its pieces: that would take minutes.
+    void growsALongLineInLinearTime()
+    {
+        const QByteArray piece(100, 'a');
+        const int pieces = 400000;
+        ProcessOutput output;
+
+        for (int i = 0; i < pieces; ++i)
+            output.append(piece, false);
+        output.append("\n", false);
+
+        QCOMPARE(output.takeRecent().size(), 100 * pieces + 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_ProcessOutput)
+#include "tst_ProcessOutput.moc"

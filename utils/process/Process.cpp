@@ -1,0 +1,215 @@
+#include "utils/process/Process.h"
+
+#include "utils/feedback/Progress.h"
+#include "utils/files/LogFile.h"
+#include "utils/platform/Platform.h"
+#include "utils/process/ProcessOutput_p.h"
+#include "utils/signals/Slot.h"
+
+#include <QPointer>
+#include <QProcess>
+
+namespace Utils {
+
+static const QLatin1Char blank(' ');
+
+class ProcessPrivate
+{
+public:
+    void log(const Data::String &text);
+
+    // Dies behind the slots, so that nothing is called by a process that is killed by its end.
+    QProcess process;
+    LogFile *logFile = nullptr;
+    Data::String command;
+    QStringList arguments;
+    Data::String message;
+    ProcessOutput output;
+    Slot outputSlot{"stdout", nullptr};
+    Slot endSlot{"end", nullptr};
+    Slot finishedSlot{"finished", nullptr};
+    bool selfDelete = false;
+    bool keepOutput = true;
+    Process::KillModes killMode = Process::KillDefault;
+};
+
+void ProcessPrivate::log(const Data::String &text)
+{
+    if (logFile && !text.isEmpty()) // an empty entry would still have its time
+        logFile->append(text, /*newLine=*/false);
+}
+
+static const char *finishedSignal() { return SIGNAL(finished(int, QProcess::ExitStatus)); }
+
+Process::Process(const Data::String &command, const QStringList &arguments) : d(new ProcessPrivate)
+{
+    d->command = command;
+    d->arguments = arguments;
+    d->process.setProcessChannelMode(QProcess::MergedChannels);
+    d->outputSlot.setCallback(this, &Process::appendOutput);
+    d->outputSlot.connect(&d->process, SIGNAL(readyReadStandardOutput()));
+    d->endSlot.setCallback(this, &Process::endOutput);
+    d->endSlot.connect(&d->process, finishedSignal());
+    d->finishedSlot.setCallback(this, &Process::processFinished);
+}
+
+Process::~Process() { d->logFile = nullptr; }
+
+void Process::setCommand(const Data::String &command) { d->command = command; }
+
+void Process::setArguments(const QStringList &arguments) { d->arguments = arguments; }
+
+void Process::setMessage(const Data::String &text) { d->message = text; }
+
+void Process::setWorkingDirectory(const Data::String &folder)
+{
+    d->process.setWorkingDirectory(folder);
+}
+
+void Process::setEnvironment(const QMap<Data::String, Data::String> &variables, bool keepPath)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (auto variable = variables.begin(); variable != variables.end(); ++variable) {
+        const QString key = variable.key();
+        QString value = variable.value();
+        const QString old = environment.value(key);
+        const bool isPath = key == QLatin1String("PATH") || key == QLatin1String("LD_LIBRARY_PATH");
+        if (isPath && !old.isEmpty()) {
+            const QString inPercents = QLatin1Char('%') + key + QLatin1Char('%');
+            const QString withDollar = QLatin1Char('$') + key;
+            if (keepPath && !value.contains(inPercents) && !value.contains(withDollar))
+                value += QLatin1Char(';') + inPercents;
+            value.replace(inPercents, old);
+            value.replace(withDollar, old);
+        }
+        environment.insert(key, value);
+    }
+    d->process.setProcessEnvironment(environment);
+}
+
+void Process::setKillMode(KillModes mode) { d->killMode = mode; }
+
+void Process::setLogFile(LogFile *file, bool keepOutput)
+{
+    d->logFile = file;
+    d->keepOutput = keepOutput;
+}
+
+void Process::deleteWhenFinished()
+{
+    if (!d->selfDelete)
+        d->finishedSlot.connect(&d->process, finishedSignal());
+    d->selfDelete = true;
+}
+
+bool Process::start()
+{
+    const bool isBatch =
+        d->command.endsWith(QLatin1String(".bat")) || d->command.endsWith(QLatin1String(".cmd"));
+    if (d->killMode == KillDefault && isBatch)
+        d->killMode = KillTree;
+
+    d->output.clear();
+    d->process.start(d->command, d->arguments, QIODevice::ReadWrite);
+    return d->process.state() != QProcess::NotRunning && d->process.waitForStarted(3000);
+}
+
+bool Process::wait(bool showProgress)
+{
+    // Null when the object has deleted itself, which may happen while the process is waited for,
+    // and while the host, which is told of the progress, handles events.
+    const QPointer<QProcess> process = &d->process;
+    const Data::String message = d->message;
+    Progress progress(0, message, /*cancelable=*/showProgress, /*waitCursor=*/true,
+                      /*popup=*/showProgress && !message.isEmpty());
+    while (process && !process->waitForFinished(100) && process) {
+        if (!progress.tick()) {
+            if (process)
+                kill();
+            break;
+        }
+        if (!process || process->state() == QProcess::NotRunning)
+            break;
+    }
+    return !progress.cancelled();
+}
+
+void Process::kill()
+{
+    const qint64 pid = getPID();
+    if (d->killMode != KillSingle && pid != 0)
+        kill(pid);
+    else
+        d->process.kill();
+}
+
+void Process::kill(qint64 pid) { Platform::killProcessTree(pid); }
+
+bool Process::sendData(const Data::String &text, int timeout) const
+{
+    QProcess &process = d->process;
+    process.write(text.toUtf8());
+    return timeout == 0 || process.waitForBytesWritten(timeout);
+}
+
+bool Process::isRunning() const { return d->process.state() == QProcess::Running; }
+
+bool Process::normalExit() const
+{
+    return !isRunning() && d->process.exitStatus() == QProcess::NormalExit;
+}
+
+int Process::exitCode() const { return d->process.exitCode(); }
+
+Data::String Process::errorMessage() const { return d->process.errorString(); }
+
+qint64 Process::getPID() const { return d->process.processId(); }
+
+Data::String Process::output() const { return d->output.text(); }
+
+Data::String Process::recentOutput() { return d->output.takeRecent(); }
+
+Data::String Process::fullCommand() const
+{
+    const auto quoted = [](const QString &text) {
+        const QLatin1Char quote('"');
+        return text.contains(blank) ? quote + text + quote : text;
+    };
+    QString command = quoted(d->command);
+    for (const QString &argument : qAsConst(d->arguments))
+        command += blank + quoted(argument);
+    return command;
+}
+
+Data::String Process::info() const
+{
+    QStringList lines(fullCommand());
+    if (isRunning())
+        lines.append(QLatin1String("pid: ") + QString::number(getPID()));
+    const QProcessEnvironment environment = d->process.processEnvironment();
+    QStringList keys = environment.keys();
+    keys.sort(Qt::CaseSensitive);
+    for (const QString &key : qAsConst(keys)) {
+        if (!key.isEmpty())
+            lines.append(key + QLatin1Char('=') + environment.value(key));
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+QObject *Process::object() const { return &d->process; }
+
+void Process::appendOutput()
+{
+    const QByteArray bytes = d->process.readAllStandardOutput();
+    d->log(d->output.append(bytes, d->keepOutput));
+}
+
+void Process::endOutput() { d->log(d->output.end(d->keepOutput)); }
+
+void Process::processFinished()
+{
+    if (d->selfDelete)
+        delete this;
+}
+
+} // namespace Utils

@@ -1,0 +1,122 @@
+#include "utils/process/ProcessOutput_p.h"
+
+#include "utils/files/Utf8_p.h"
+
+#include <QTextCodec>
+
+#include <algorithm>
+#include <utility>
+
+namespace Utils {
+
+static const QLatin1Char lineEnd('\n');
+static const QLatin1Char carriageReturn('\r');
+
+ProcessOutput::ProcessOutput(int limit) : m_limit(limit) {}
+
+ProcessOutput::~ProcessOutput() = default;
+
+void ProcessOutput::clear()
+{
+    m_text = QString();
+    takeRecent();
+}
+
+Data::String ProcessOutput::append(const QByteArray &bytes, bool keep)
+{
+    const QString piece = decode(bytes);
+    add(piece, keep);
+    return piece;
+}
+
+Data::String ProcessOutput::end(bool keep)
+{
+    const bool isCutOff = m_decoder ? m_decoder->needsMoreData() : !m_rest.isEmpty();
+    m_isBegun = false;
+    m_rest = QByteArray();
+    m_decoder.reset();
+    if (!isCutOff)
+        return {};
+    const QString piece(QChar::ReplacementCharacter);
+    add(piece, keep);
+    return piece;
+}
+
+Data::String ProcessOutput::text() const { return m_text; }
+
+Data::String ProcessOutput::takeRecent()
+{
+    separateRecent();
+    m_recentBegin = m_text.size();
+    return std::exchange(m_recent, QString());
+}
+
+QString ProcessOutput::decode(const QByteArray &bytes)
+{
+    if (m_decoder)
+        return m_decoder->toUnicode(bytes);
+
+    const QByteArray all = m_rest + bytes;
+    QString piece(all.size(), Qt::Uninitialized);
+    QChar *target = piece.data();
+    const char *source = all.constData();
+    const char *const end = source + all.size();
+    const bool isValid = decodeUtf8(source, end, target);
+    const auto length = static_cast<int>(target - piece.constData());
+    piece.truncate(length);
+    m_rest = QByteArray(source, static_cast<int>(end - source));
+    if (!isValid) { // from here on the toolkit does it, which is slower
+        QTextCodec *const codec = QTextCodec::codecForName("UTF-8");
+        m_decoder.reset(codec->makeDecoder(QTextCodec::IgnoreHeader));
+        piece += m_decoder->toUnicode(m_rest);
+    }
+    if (!m_isBegun && piece.startsWith(QChar::ByteOrderMark))
+        piece.remove(0, 1);
+    m_isBegun = m_isBegun || length > 0;
+    return piece;
+}
+
+void ProcessOutput::add(const QString &piece, bool keep)
+{
+    if (!keep || piece.size() > m_limit - m_text.size())
+        separateRecent();
+    if (keep) {
+        m_text.append(piece);
+        m_text.truncate(m_limit);
+    }
+    if (m_recentBegin < 0)
+        m_recent.append(piece);
+    if (!keep)
+        keepLastLine();
+    m_recent.truncate(m_limit);
+    m_searched = std::min(m_searched, m_limit);
+}
+
+void ProcessOutput::separateRecent()
+{
+    if (m_recentBegin < 0)
+        return;
+    m_recent = m_text.mid(m_recentBegin);
+    m_recentBegin = -1;
+    m_searched = 0;
+}
+
+void ProcessOutput::keepLastLine()
+{
+    // A last line that grows is not searched from its start for each piece.
+    if (m_recent.indexOf(lineEnd, m_searched) < 0) {
+        m_searched = m_recent.size();
+        return;
+    }
+
+    int last = m_recent.size() - 1;
+    while (m_recent.at(last) == carriageReturn) // there is a line end in front of them
+        --last;
+    const bool isWhole = m_recent.at(last) == lineEnd;
+    const int before = isWhole ? last - 1 : last;
+    const int begin = before < 0 ? 0 : m_recent.lastIndexOf(lineEnd, before) + 1;
+    m_recent = m_recent.mid(begin, last + 1 - begin).remove(carriageReturn);
+    m_searched = isWhole ? m_recent.size() - 1 : m_recent.size();
+}
+
+} // namespace Utils
