@@ -57,6 +57,15 @@ qint64 steadyTime()
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
+bool ProgressState::holds(const Progress *reporter) const
+{
+    for (const Progress *chained : {current, currentPopup})
+        for (; chained; chained = chained->d->previous)
+            if (chained == reporter)
+                return true;
+    return false;
+}
+
 Progress::Progress(int maxSteps, const Data::String &label, bool cancelable, bool waitCursor,
                    bool popup)
     : d(new ProgressPrivate)

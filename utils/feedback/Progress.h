@@ -124,6 +124,8 @@ public:
     static bool isCancelable();
 
 private:
+    friend struct ProgressState;
+
     void report();
     void update();
 

@@ -12,6 +12,9 @@ qint64 steadyTime();
 /// What the reporters share.
 struct ProgressState
 {
+    /// Whether \p reporter, which may be gone, is a live one of a chain.
+    bool holds(const Progress *reporter) const;
+
     Progress *current = nullptr;
     Progress *currentPopup = nullptr;
     Data::String lastLabel; // the text of the background reporter
