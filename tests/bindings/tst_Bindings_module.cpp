@@ -66,9 +66,9 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("scope");
         QTest::addColumn<QString>("classes");
 
-        QTest::newRow("KelmUtils")
-            << QByteArray("KelmUtils.Utils")
-            << "File MemoryChecker Progress Settings StringTable WaitCursor WorkspaceSettings";
+        QTest::newRow("KelmUtils") << QByteArray("KelmUtils.Utils")
+                                   << "File MemoryChecker Process Progress Settings StringTable "
+                                      "WaitCursor WorkspaceSettings";
         QTest::newRow("KelmData") << QByteArray("KelmData.Data") << "String Variant";
     }
 
@@ -99,6 +99,10 @@ private Q_SLOTS:
             << "check* checkHeap dumpDifference* dumpLeaks dumpLeaksAtExit dumpNewObjects* "
                "setBreakAlloc setBreakAllocOffset* setCheckAlways setKeepFreed setReportFile "
                "startId*";
+        QTest::newRow("Process")
+            << "errorMessage* exitCode* fullCommand* isRunning* kill* normalExit* output* "
+               "recentOutput* sendData* setArguments* setCommand* setMessage* "
+               "setWorkingDirectory* start* wait*";
         QTest::newRow("Progress")
             << "cancel* cancelled* count* current elapsed* hide* id* isCancelable isPopup* label* "
                "maxSteps* restore* save* setCount* setId* setLabel* setMaxSteps* show* tick*";
@@ -166,10 +170,10 @@ private Q_SLOTS:
 
     void isMadeAnewInEveryInterpreter()
     {
-        for (int i = 0; i < 20; ++i) {
+        for (int i = 0; i < 12; ++i) {
             m_python.reset();
             m_python.emplace();
-            if (i % 7 == 3)
+            if (i % 5 == 3)
                 continue; // one that never has it, and ends the circle of the one before
 
             initKelmUtils();
@@ -179,7 +183,7 @@ private Q_SLOTS:
                          "class Own(Utils.Settings): pass\n"
                          "kept = [Utils.Settings('a'), Own('b'), Utils.Progress(5),\n"
                          "        Utils.File.join('a', 'b'), Data.Variant(['x']),\n"
-                         "        Utils.WorkspaceSettings('w')]\n"
+                         "        Utils.WorkspaceSettings('w'), Utils.Process('sh')]\n"
                          "kept.append(kept)\n" // a circle, which outlives the interpreter
                          "kept[0].setValue('key', kept[4])\n"
                          "assert kept[1].beginGroup('c') is kept[1]\n"
