@@ -18,28 +18,24 @@ static QString chosen(const QCommandLineParser &given, const char *option, const
     return qEnvironmentVariable(name, otherwise);
 }
 
-/// The folder \p path beside that of the program. It is the same in an installed tree and in that
-/// of a build.
+/// The folder \p path beside that of the program, unless it is absolute. It is the same in an
+/// installed tree and in that of a build.
 static QString besideProgram(const char *path)
 {
+    if (*path == '\0' || Utils::File::isAbsolute(path))
+        return path;
     const QString folder = QCoreApplication::applicationDirPath();
     return Utils::File::cleanPath(Utils::File::join(folder, "..", path));
-}
-
-static QString defaultPython()
-{
-    const QString installed = besideProgram("lib/KelmUtils/python27");
-    return Utils::File::isDir(installed) ? installed : QString(KELM_PYTHON_DIR);
 }
 
 QMap<QString, QString> hostVariables(const QCommandLineParser &given)
 {
     const QString resources =
-        chosen(given, "res-dir", "KELM_RES_DIR", besideProgram("share/KelmUtils/res"));
+        chosen(given, "res-dir", "KELM_RES_DIR", besideProgram(KELM_RES_DIR));
     return {
         {"RES_DIR", resources},
         {"HOME_DIR", chosen(given, "home-dir", "KELM_HOME_DIR", resources)},
-        {"PYTHON_DIR", chosen(given, "python-dir", "PYTHON_DIR", defaultPython())},
+        {"PYTHON_DIR", chosen(given, "python-dir", "PYTHON_DIR", besideProgram(KELM_PYTHON_DIR))},
         {"APP_PATH", QCoreApplication::applicationFilePath()},
         {"verbose", given.isSet("verbose") ? "3" : "0"},
     };
@@ -47,7 +43,7 @@ QMap<QString, QString> hostVariables(const QCommandLineParser &given)
 
 void loadTexts(const QString &resources, const QString &language)
 {
-    Utils::File::setSearchPath(resources, "");
+    Utils::File::setSearchPath(resources, besideProgram(KELM_LIBRARY_RES_DIR));
     Utils::StringTable::initialize(language.isEmpty() ? QLocale::system().name() : language,
                                    "Console", "");
     for (const char *table :

@@ -10,15 +10,15 @@ namespace Kelm {
 /// The variables of the host, by name: each from its option, else from the environment, else from
 /// where the program lies.
 ///
-///     RES_DIR     --res-dir, KELM_RES_DIR, ../share/KelmUtils/res beside the program
+///     RES_DIR     --res-dir, KELM_RES_DIR, ../share/kelm/res beside the program
 ///     HOME_DIR    --home-dir, KELM_HOME_DIR, the same folder as RES_DIR
 ///     PYTHON_DIR  --python-dir, PYTHON_DIR, what the program was built or installed with
 ///     APP_PATH    the program
 ///     verbose     3 with --verbose, else 0
 QMap<QString, QString> hostVariables(const QCommandLineParser &given);
 
-/// Makes \p resources the folder of resources, and loads the texts of the library and of the
-/// program from it in \p language, as "de"; "" is the system's.
+/// Makes \p resources the folder of resources, with that of the library behind it, and loads the
+/// texts of the library and of the program from both in \p language, as "de"; "" is the system's.
 void loadTexts(const QString &resources, const QString &language);
 
 } // namespace Kelm
