@@ -1,5 +1,9 @@
 #include "examples/console/Output.h"
 
+#include "utils/csv/CSVTable.h"
+
+#include <QRegExp>
+
 #include <cerrno>
 #include <cstdio>
 
@@ -18,6 +22,13 @@ void print(const QString &line)
 {
     if (!outputError && !writeLine(stdout, line))
         outputError = errno;
+}
+
+void printAligned(const Utils::CSVTable &table, int leftColumn)
+{
+    const QString text = table.alignedStringData(/*maxWidth=*/0, leftColumn);
+    for (QString line : text.split('\n'))
+        print(line.remove(QRegExp("\\s+$")));
 }
 
 void writeError(const QString &line)

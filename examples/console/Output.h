@@ -2,10 +2,17 @@
 
 #include <QString>
 
+namespace Utils {
+class CSVTable;
+}
+
 namespace Kelm {
 
 /// Writes \p line and a line end to standard output, as UTF-8.
 void print(const QString &line);
+
+/// Prints a table in columns whose fields stand at the right; those of \p leftColumn at the left.
+void printAligned(const Utils::CSVTable &table, int leftColumn);
 
 /// Writes \p line and a line end to standard error, as UTF-8.
 void writeError(const QString &line);

@@ -8,8 +8,9 @@ namespace Kelm {
 
 // Each in the source that has its name.
 extern const Command tableCommand;
+extern const Command tagsCommand;
 
 /// All commands, in the order of the help.
-inline QVector<const Command *> allCommands() { return {&tableCommand}; }
+inline QVector<const Command *> allCommands() { return {&tableCommand, &tagsCommand}; }
 
 } // namespace Kelm

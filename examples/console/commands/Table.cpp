@@ -221,14 +221,6 @@ static Data::Array view(const QVector<double> &values)
     return {values.constData(), static_cast<quint64>(values.size())};
 }
 
-/// Prints a table in aligned columns; \p leftColumn begins at its left.
-static void printAligned(const CSVTable &table, int leftColumn)
-{
-    const QString text = table.alignedStringData(/*maxWidth=*/0, leftColumn);
-    for (QString line : text.split('\n'))
-        print(line.remove(QRegExp("\\s+$")));
-}
-
 static void printStatistics(const CSVTable &table, bool hasHeader)
 {
     CSVTable summary("  ");
