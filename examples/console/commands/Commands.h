@@ -9,8 +9,9 @@ namespace Kelm {
 // Each in the source that has its name.
 extern const Command tableCommand;
 extern const Command tagsCommand;
+extern const Command xmlCommand;
 
 /// All commands, in the order of the help.
-inline QVector<const Command *> allCommands() { return {&tableCommand, &tagsCommand}; }
+inline QVector<const Command *> allCommands() { return {&tableCommand, &tagsCommand, &xmlCommand}; }
 
 } // namespace Kelm
