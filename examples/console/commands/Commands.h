@@ -7,11 +7,15 @@
 namespace Kelm {
 
 // Each in the source that has its name.
+extern const Command stringsCommand;
 extern const Command tableCommand;
 extern const Command tagsCommand;
 extern const Command xmlCommand;
 
 /// All commands, in the order of the help.
-inline QVector<const Command *> allCommands() { return {&tableCommand, &tagsCommand, &xmlCommand}; }
+inline QVector<const Command *> allCommands()
+{
+    return {&tableCommand, &tagsCommand, &xmlCommand, &stringsCommand};
+}
 
 } // namespace Kelm
