@@ -7,6 +7,7 @@
 namespace Kelm {
 
 // Each in the source that has its name.
+extern const Command settingsCommand;
 extern const Command stringsCommand;
 extern const Command tableCommand;
 extern const Command tagsCommand;
@@ -15,7 +16,7 @@ extern const Command xmlCommand;
 /// All commands, in the order of the help.
 inline QVector<const Command *> allCommands()
 {
-    return {&tableCommand, &tagsCommand, &xmlCommand, &stringsCommand};
+    return {&tableCommand, &tagsCommand, &xmlCommand, &stringsCommand, &settingsCommand};
 }
 
 } // namespace Kelm

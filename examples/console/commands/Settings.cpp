@@ -1,0 +1,131 @@
+// kelm settings: reads and changes the settings of this program, or of another one.
+
+#include "utils/settings/Settings.h"
+#include "examples/console/Host.h"
+#include "examples/console/Output.h"
+#include "examples/console/commands/Commands.h"
+#include "utils/files/File.h"
+#include "utils/settings/SettingsSignal.h"
+#include "utils/signals/Slot.h"
+
+#include <QCoreApplication>
+
+namespace Kelm {
+
+using Utils::File;
+using Utils::Settings;
+
+static void declare(QCommandLineParser &parser)
+{
+    parser.addPositionalArgument("list [GROUP]", "Prints all settings, or those in GROUP.");
+    parser.addPositionalArgument("get KEY", "Prints a value.");
+    parser.addPositionalArgument("set KEY VALUE", "Stores a value.");
+    parser.addPositionalArgument("remove KEY", "Removes a value, and all below it.");
+    parser.addPositionalArgument("mru LIST", "Prints the list of recent files LIST.");
+    parser.addOptions({
+        {"organization", "The organization whose program's settings are meant.", "NAME", "Kelm"},
+        {"application", "The program whose settings are meant.", "NAME", "kelm"},
+        {"add", "With mru: puts FILE at the front of the list.", "FILE"},
+        {"drop", "With mru: takes FILE out of the list.", "FILE"},
+        {"existing", "With mru: prints only what exists."},
+    });
+}
+
+static QString text(const Data::Variant &value)
+{
+    return value.type() == QVariant::StringList ? value.toStringList().join(", ")
+                                                : QString(value.toString());
+}
+
+/// Logs each change, of which it hears by the signal that tells everybody.
+struct ChangeLog
+{
+    Host &host;
+
+    void add(const Data::VariantCollection &change)
+    {
+        host.logMessage(change["key"].toString() + " is now " + text(change["value"]), 3);
+    }
+};
+
+static void printGroup(const Settings &settings, const QString &group)
+{
+    for (const QString &key : settings.keys(group)) {
+        const QString path = File::join(group, key);
+        print(path + "=" + text(settings.getValue(path)));
+    }
+    for (const QString &name : settings.groups(group))
+        printGroup(settings, File::join(group, name));
+}
+
+static Result get(const QString &key)
+{
+    const Data::Variant value = Settings().getValue(key);
+    if (!value.isValid())
+        return failed(QString("There is no setting \"%1\"").arg(key));
+    print(text(value));
+    return good();
+}
+
+/// Stores a value, or removes it when it is invalid.
+static Result set(const QString &key, const Data::Variant &value)
+{
+    Settings().setValue(key, value);
+    // The store does not tell when it cannot be written. Nobody else holds it now, so it is read
+    // from the disk.
+    const Data::Variant stored = Settings().getValue(key);
+    return stored.isValid() == value.isValid() && stored.toString() == value.toString()
+               ? good()
+               : failed("The settings cannot be written");
+}
+
+static Result mru(const QString &list, const QCommandLineParser &given)
+{
+    Settings settings;
+    if (given.isSet("add"))
+        settings.addMRU(list, given.value("add"));
+    if (given.isSet("drop"))
+        settings.removeMRU(list, given.value("drop"));
+    if (given.isSet("add") || given.isSet("drop"))
+        return good();
+    const int all = -1;
+    for (const QString &path : settings.getMRU(list, given.isSet("existing"), all))
+        print(path);
+    return good();
+}
+
+static Result run(const QCommandLineParser &given, Host &host)
+{
+    QCoreApplication::setOrganizationName(given.value("organization"));
+    QCoreApplication::setApplicationName(given.value("application"));
+
+    ChangeLog log{host};
+    Utils::Slot changed("ChangeLog", nullptr);
+    changed.setCallback(&log, &ChangeLog::add);
+    Settings::SettingChanged().connect(&changed);
+
+    const QStringList arguments = given.positionalArguments();
+    const QString action = arguments.constFirst();
+    const QString key = arguments.value(1);
+    const int count = arguments.size() - 1;
+    if (action == "list" && count < 2) {
+        printGroup(Settings(), key);
+        return good();
+    }
+    if (action == "get" && count == 1)
+        return get(key);
+    if (action == "set" && count == 2)
+        return set(key, arguments[2]);
+    if (action == "remove" && count == 1)
+        return set(key, Data::Variant());
+    if (action == "mru" && count == 1)
+        return mru(key, given);
+    return misused("The arguments must be list [GROUP], get KEY, set KEY VALUE, remove KEY or "
+                   "mru LIST");
+}
+
+const Command settingsCommand = {
+    "settings", "ACTION...", 1, -1, "Reads and changes settings.", declare, run,
+};
+
+} // namespace Kelm
