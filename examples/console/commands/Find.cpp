@@ -1,0 +1,95 @@
+// kelm find: finds files by name and content, or a resource by its name.
+
+#include "examples/console/Output.h"
+#include "examples/console/commands/Commands.h"
+#include "utils/csv/CSVTable.h"
+#include "utils/feedback/Progress.h"
+#include "utils/files/File.h"
+
+namespace Kelm {
+
+using Utils::File;
+
+static void declare(QCommandLineParser &parser)
+{
+    parser.addOptions({
+        {"flat", "Does not look into the folders of FOLDER."},
+        {"contains", "Takes only files of text with TEXT in them.", "TEXT"},
+        {"word", "Takes only files of text with WORD in them.", "WORD"},
+        {"ignore-case", "With --word: small and capital letters are the same."},
+        {"details", "Tells size and time of each file."},
+        {"resource", "Finds the resource NAME instead, such as Kelm.Utils_de.", "NAME"},
+        {"suffixes", "With --resource: the suffixes that it may have, between \";\".", "SUFFIXES",
+         ".xml"},
+    });
+}
+
+static bool hasText(const QCommandLineParser &given, const QString &path)
+{
+    if (given.isSet("contains") &&
+        File::searchInFiles(given.value("contains"), QStringList(path)).isEmpty())
+        return false;
+    return !given.isSet("word") ||
+           File::containsWord(path, given.value("word"), !given.isSet("ignore-case"));
+}
+
+static void printFiles(const QStringList &paths)
+{
+    for (const QString &path : paths)
+        print(path);
+}
+
+static void printDetails(const QStringList &paths)
+{
+    if (paths.isEmpty())
+        return;
+    Utils::CSVTable table("  ");
+    for (const QString &path : paths)
+        table.appendData(QStringList{File::sizeString(path), File::timestampString(path), path});
+    printAligned(table, /*leftColumn=*/2);
+}
+
+static Result findResource(const QString &name, const QString &suffixes)
+{
+    const QString path = File::findResource(name, suffixes);
+    if (path.isEmpty())
+        return failed(QString("There is no resource \"%1\"").arg(name));
+    print(path);
+    return good();
+}
+
+static Result run(const QCommandLineParser &given, Host &)
+{
+    const QStringList arguments = given.positionalArguments();
+    if (given.isSet("resource") != arguments.isEmpty())
+        return misused("Either a FOLDER or --resource must be given");
+    if (given.isSet("resource"))
+        return findResource(given.value("resource"), given.value("suffixes"));
+
+    const QString folder = arguments.constFirst();
+    if (!File::isDir(folder))
+        return failed(QString("There is no folder \"%1\"").arg(folder));
+    const QString patterns = arguments.size() > 1 ? arguments.mid(1).join(';') : QString("*");
+    QStringList files = File::search(folder, patterns, !given.isSet("flat"));
+    files.sort();
+
+    QStringList found;
+    Utils::Progress progress(files.size(), "Searching " + folder, /*cancelable=*/true);
+    for (const QString &path : qAsConst(files)) {
+        if (hasText(given, path))
+            found.append(path);
+        if (!progress.tick())
+            return cancelled();
+    }
+    if (given.isSet("details"))
+        printDetails(found);
+    else
+        printFiles(found);
+    return good();
+}
+
+const Command findCommand = {
+    "find", "FOLDER [PATTERN...]", 0, -1, "Finds files by name and content.", declare, run,
+};
+
+} // namespace Kelm

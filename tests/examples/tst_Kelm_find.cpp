@@ -1,0 +1,124 @@
+#include "tests/examples/Program.h"
+
+class tst_Kelm_find : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        makeFile(m_folder.filePath("a.txt"), "a beam of steel\n");
+        makeFile(m_folder.filePath("b.csv"), "Beam,1\n");
+        makeFile(m_folder.filePath("sub/c.txt"), "beams\n");
+        makeFile(m_folder.filePath("sub/.hidden.txt"), "beam\n");
+        makeFile(m_folder.filePath("sub/deep/d.TXT"), "\xff beam\n");
+    }
+
+    void findsFiles_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QStringList>("found");
+
+        // clang-format off
+        QTest::newRow("all") << QStringList()
+            << QStringList{"a.txt", "b.csv", "sub/c.txt", "sub/deep/d.TXT"};
+        QTest::newRow("a pattern") << QStringList("*.txt")
+            << QStringList{"a.txt", "sub/c.txt", "sub/deep/d.TXT"};
+        QTest::newRow("two patterns") << QStringList{"a*", "*.csv"} << QStringList{"a.txt", "b.csv"};
+        QTest::newRow("none fits") << QStringList("*.xml") << QStringList();
+        QTest::newRow("flat") << QStringList{"*.txt", "--flat"} << QStringList{"a.txt"};
+        QTest::newRow("text") << QStringList{"--contains", "beam"} << QStringList{"a.txt", "sub/c.txt"};
+        QTest::newRow("word") << QStringList{"--word", "beam"} << QStringList("a.txt");
+        QTest::newRow("word in any case") << QStringList{"--word", "beam", "--ignore-case"}
+            << QStringList{"a.txt", "b.csv"};
+        QTest::newRow("text and word") << QStringList{"--contains", "1", "--word", "Beam"}
+            << QStringList("b.csv");
+        // clang-format on
+    }
+
+    void findsFiles()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QStringList, found);
+        QString output;
+        for (const QString &path : qAsConst(found))
+            output += m_folder.filePath(path) + "\n";
+
+        QVERIFY(m_kelm.run(QStringList{"find", m_folder.path()} + arguments));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, output);
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void tellsSizeAndTime()
+    {
+        QFile file(m_folder.filePath("a.txt"));
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        const QDateTime time(QDate(2020, 3, 4), QTime(5, 6, 7));
+        QVERIFY(file.setFileTime(time, QFileDevice::FileModificationTime));
+        file.close();
+
+        QVERIFY(m_kelm.run({"find", m_folder.path(), "a.txt", "--details"}));
+
+        QCOMPARE(m_kelm.output.simplified(), "16 bytes 2020-03-04T05:06:07 " + file.fileName());
+        QVERIFY(m_kelm.run({"find", m_folder.path(), "no", "--details"}));
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void findsResources()
+    {
+        makeFile(m_folder.filePath("locale/Plates_de.xml"));
+
+        QVERIFY(m_kelm.run({"find", "--resource", "Plates_de", "--res-dir", m_folder.path()}));
+        QCOMPARE(m_kelm.output, m_folder.filePath("locale/Plates_de.xml") + "\n");
+        QVERIFY(m_kelm.run({"find", "--resource", "Plates_de", "--suffixes", ".txt;.xml",
+                            "--res-dir", m_folder.path()}));
+        QCOMPARE(m_kelm.status, 0);
+        QVERIFY(m_kelm.run({"find", "--resource", "Kelm.Utils_de"}));
+        QVERIFY(m_kelm.output.endsWith("share/KelmUtils/res/locale/Kelm.Utils_de.xml\n"));
+        QFile::remove(m_folder.filePath("locale/Plates_de.xml"));
+    }
+
+    void tellsWhatIsWrong_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("error");
+
+        const QString path = makeFile(m_home.filePath("file"));
+        // clang-format off
+        QTest::newRow("nothing") << QStringList() << 2
+            << "Either a FOLDER or --resource must be given. See kelm find --help";
+        QTest::newRow("both") << QStringList{"x", "--resource", "y"} << 2
+            << "Either a FOLDER or --resource must be given. See kelm find --help";
+        QTest::newRow("no folder") << QStringList(path + "s") << 1
+            << "There is no folder \"" + path + "s\"";
+        QTest::newRow("a file") << QStringList(path) << 1 << "There is no folder \"" + path + "\"";
+        QTest::newRow("no resource") << QStringList{"--resource", "No"} << 1
+            << "There is no resource \"No\"";
+        // clang-format on
+    }
+
+    void tellsWhatIsWrong()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, status);
+        QFETCH(QString, error);
+
+        QVERIFY(m_kelm.run(QStringList("find") + arguments));
+
+        QCOMPARE(m_kelm.error, "kelm find: " + error + "\n");
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, status);
+    }
+
+private:
+    const QTemporaryDir m_home;
+    const QTemporaryDir m_folder;
+    Program m_kelm{m_home.path()};
+};
+
+QTEST_GUILESS_MAIN(tst_Kelm_find)
+#include "tst_Kelm_find.moc"
