@@ -7,6 +7,7 @@
 namespace Kelm {
 
 // Each in the source that has its name.
+extern const Command copyCommand;
 extern const Command findCommand;
 extern const Command settingsCommand;
 extern const Command stringsCommand;
@@ -17,8 +18,8 @@ extern const Command xmlCommand;
 /// All commands, in the order of the help.
 inline QVector<const Command *> allCommands()
 {
-    return {&tableCommand,   &tagsCommand,     &xmlCommand,
-            &stringsCommand, &settingsCommand, &findCommand};
+    return {&tableCommand,    &tagsCommand, &xmlCommand, &stringsCommand,
+            &settingsCommand, &findCommand, &copyCommand};
 }
 
 } // namespace Kelm

@@ -1,0 +1,81 @@
+// kelm copy: copies a file, or a folder with all below it.
+
+#include "examples/console/Files.h"
+#include "examples/console/commands/Commands.h"
+#include "utils/files/File.h"
+
+#include <algorithm>
+
+namespace Kelm {
+
+using Utils::File;
+
+static void declare(QCommandLineParser &parser)
+{
+    parser.addOption({"overwrite",
+                      "What happens to files that are there already: always, never, or newer for "
+                      "those only that are older than their sources.",
+                      "WHEN", "always"});
+}
+
+static Result copyFile(const QString &source, const QString &target, int overwrite)
+{
+    // Looked at first: what is replaced is removed before the source is opened.
+    const QString problem = whyUnreadable(source);
+    if (!problem.isEmpty())
+        return failed(problem);
+    if (File::copy(source, target, overwrite))
+        return good();
+    const QString path = File::isDir(target)
+                             ? File::join(target, File::base(source, /*withExtension=*/true))
+                             : Data::String(target);
+    return overwrite == 0 && File::exists(path)
+               ? failed(QString("\"%1\" is there already").arg(path))
+               : failed(QString("Cannot copy \"%1\" to \"%2\"").arg(source, target));
+}
+
+static Result copyFolder(const QString &source, const QString &target, int overwrite)
+{
+    // The copy does not tell of single files that failed, so the list of them is taken before.
+    const QStringList files = File::search(source, "*");
+    const int result = File::copyDir(source, target, overwrite, /*cancelable=*/true);
+    if (result < 0)
+        return cancelled();
+
+    const Data::String copy = File::join(target, File::base(source));
+    const auto isMissing = [&](const QString &file) {
+        return !File::isFile(copy + file.mid(source.size()));
+    };
+    const auto missing = std::count_if(files.begin(), files.end(), isMissing);
+    if (missing > 0)
+        return failed(QString("%1 of %2 files could not be copied, the first is \"%3\"")
+                          .arg(missing)
+                          .arg(files.size())
+                          .arg(*std::find_if(files.begin(), files.end(), isMissing)));
+    return File::isDir(copy) ? good() : failed(QString("Cannot make \"%1\"").arg(copy));
+}
+
+static Result run(const QCommandLineParser &given, Host &)
+{
+    const QString source = given.positionalArguments().at(0);
+    const QString target = given.positionalArguments().at(1);
+    const int place = QStringList{"newer", "never", "always"}.indexOf(given.value("overwrite"));
+    if (place < 0)
+        return misused("--overwrite must be always, never or newer");
+    const int overwrite = place - 1;
+
+    return File::isDir(source) ? copyFolder(File::cleanPath(source), target, overwrite)
+                               : copyFile(source, target, overwrite);
+}
+
+const Command copyCommand = {
+    "copy",
+    "SOURCE TARGET",
+    2,
+    2,
+    "Copies a file, or into the folder TARGET a folder with all below it.",
+    declare,
+    run,
+};
+
+} // namespace Kelm

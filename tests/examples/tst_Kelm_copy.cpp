@@ -1,0 +1,173 @@
+#include "tests/examples/Program.h"
+#include "tests/support/Tree.h"
+
+class tst_Kelm_copy : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        QVERIFY(QDir(m_folder.filePath("in")).removeRecursively());
+        QVERIFY(QDir(m_folder.filePath("out")).removeRecursively());
+        makeFile(m_folder.filePath("in/a.txt"), "a");
+        makeFile(m_folder.filePath("in/sub/b.txt"), "b");
+    }
+
+    void copiesAFile()
+    {
+        const QString target = m_folder.filePath("out.txt");
+        QFile::remove(target);
+
+        QVERIFY(m_kelm.run({"copy", in("a.txt"), target}));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, 0);
+        QCOMPARE(contents(target), QByteArray("a"));
+    }
+
+    void copiesAFileIntoAFolder()
+    {
+        QVERIFY(QDir().mkpath(out("")));
+
+        QVERIFY(m_kelm.run({"copy", in("a.txt"), m_folder.filePath("out")}));
+
+        QCOMPARE(m_kelm.status, 0);
+        QCOMPARE(contents(out("a.txt")), QByteArray("a"));
+    }
+
+    void copiesAFolder_data()
+    {
+        QTest::addColumn<QString>("source");
+
+        QTest::newRow("plain") << "in";
+        QTest::newRow("with a slash behind it") << "in/";
+    }
+
+    void copiesAFolder()
+    {
+        QFETCH(QString, source);
+
+        QVERIFY(m_kelm.run({"copy", m_folder.filePath(source), m_folder.filePath("out")}));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, 0);
+        QCOMPARE(tree(m_folder.filePath("out")),
+                 QStringList({"in/", "in/a.txt", "in/sub/", "in/sub/b.txt"}));
+    }
+
+    void copiesAnEmptyFolder()
+    {
+        QVERIFY(QDir().mkpath(in("empty")));
+
+        QVERIFY(m_kelm.run({"copy", in("empty"), m_folder.filePath("out")}));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.status, 0);
+        QCOMPARE(tree(m_folder.filePath("out")), QStringList("empty/"));
+    }
+
+    void replacesWhatIsThere_data()
+    {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<int>("age"); // of the target, in seconds more than the source
+        QTest::addColumn<QByteArray>("expected");
+        QTest::addColumn<int>("status");
+
+        const QByteArray old("old");
+        // clang-format off
+        QTest::newRow("by itself") << QStringList() << 0 << QByteArray("a") << 0;
+        QTest::newRow("always") << QStringList{"--overwrite", "always"} << 0 << QByteArray("a") << 0;
+        QTest::newRow("never") << QStringList{"--overwrite", "never"} << 60 << old << 1;
+        QTest::newRow("newer") << QStringList{"--overwrite", "newer"} << 60 << QByteArray("a") << 0;
+        QTest::newRow("not newer") << QStringList{"--overwrite", "newer"} << -60 << old << 0;
+        // clang-format on
+    }
+
+    void replacesWhatIsThere()
+    {
+        QFETCH(QStringList, options);
+        QFETCH(int, age);
+        QFETCH(QByteArray, expected);
+        QFETCH(int, status);
+        const QString target = makeFile(out("a.txt"), "old");
+        QFile file(target);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        const QDateTime time = QFileInfo(in("a.txt")).lastModified().addSecs(-age);
+        QVERIFY(file.setFileTime(time, QFileDevice::FileModificationTime));
+        file.close();
+
+        QVERIFY(m_kelm.run(QStringList{"copy", in("a.txt"), target} + options));
+
+        QCOMPARE(contents(target), expected);
+        QCOMPARE(m_kelm.status, status);
+        QCOMPARE(m_kelm.error,
+                 status == 0 ? QString() : "kelm copy: \"" + target + "\" is there already\n");
+    }
+
+    void tellsOfEachFileThatCouldNotBeCopied()
+    {
+        QVERIFY(QDir().mkpath(out("in/a.txt/in-the-way")));
+
+        QVERIFY(m_kelm.run({"copy", m_folder.filePath("in"), m_folder.filePath("out")}));
+
+        QCOMPARE(m_kelm.error, "kelm copy: 1 of 2 files could not be copied, the first is \"" +
+                                   in("a.txt") + "\"\n");
+        QCOMPARE(m_kelm.status, 1);
+        QCOMPARE(contents(out("in/sub/b.txt")), QByteArray("b"));
+    }
+
+    void tellsWhatIsWrong_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("error");
+
+        const QString folder = m_folder.path();
+        const QString file = makeFile(folder + "/file");
+        // clang-format off
+        QTest::newRow("one argument") << QStringList(file) << 2
+            << "The arguments must be SOURCE TARGET. See kelm copy --help";
+        QTest::newRow("overwrite") << QStringList{file, "x", "--overwrite", "maybe"} << 2
+            << "--overwrite must be always, never or newer. See kelm copy --help";
+        QTest::newRow("missing") << QStringList{folder + "/no", folder + "/x"} << 1
+            << "Cannot read \"" + folder + "/no\": No such file or directory";
+        QTest::newRow("no such folder") << QStringList{file, folder + "/no/x"} << 1
+            << "Cannot copy \"" + file + "\" to \"" + folder + "/no/x\"";
+        QTest::newRow("a folder into a file") << QStringList{folder + "/in/sub", file} << 1
+            << "1 of 1 files could not be copied, the first is \"" + folder + "/in/sub/b.txt\"";
+        // clang-format on
+    }
+
+    void tellsWhatIsWrong()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, status);
+        QFETCH(QString, error);
+
+        QVERIFY(m_kelm.run(QStringList("copy") + arguments));
+
+        QCOMPARE(m_kelm.error, "kelm copy: " + error + "\n");
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, status);
+    }
+
+private:
+    QString in(const QString &name) const { return m_folder.filePath("in/" + name); }
+    QString out(const QString &name) const { return m_folder.filePath("out/" + name); }
+
+    static QByteArray contents(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    const QTemporaryDir m_home;
+    const QTemporaryDir m_folder;
+    Program m_kelm{m_home.path()};
+};
+
+QTEST_GUILESS_MAIN(tst_Kelm_copy)
+#include "tst_Kelm_copy.moc"
