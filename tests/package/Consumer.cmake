@@ -1,10 +1,10 @@
 # Builds the project in consumer/ on the tree installed at PREFIX, as a user would, and runs it.
 #
 # Arguments, all required: METHOD (find_package or pkg-config), PREFIX, WORK_DIR, LIBDIR, DATADIR,
-# EXAMPLE_DIR with the host example of the README and its output, COMPILER, SANITIZE, PYTHON_HOME
-# relative to PREFIX, or empty.
+# EXAMPLE (the host example of the README, less the .cpp and the .txt of its output), COMPILER,
+# SANITIZE, PYTHON_HOME relative to PREFIX, or empty.
 
-set(example "${EXAMPLE_DIR}/example.cpp")
+set(example "${EXAMPLE}.cpp")
 set(program "${WORK_DIR}/consumer")
 set(resources "${PREFIX}/${DATADIR}/KelmUtils/res")
 set(flags "")
@@ -44,5 +44,5 @@ else()
 endif()
 
 set(PROGRAM "${program}")
-set(EXPECTED "${EXAMPLE_DIR}/output.txt")
-include("${CMAKE_CURRENT_LIST_DIR}/../readme/CompareOutput.cmake")
+set(EXPECTED "${EXAMPLE}.txt")
+include("${CMAKE_CURRENT_LIST_DIR}/../support/CompareOutput.cmake")

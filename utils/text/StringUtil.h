@@ -95,7 +95,9 @@ public:
     /// It gives back what escape() got when the characters it escaped, each once, are in \p chars,
     /// without a backslash, nor both a blank and the letter of its sequence, and when no single
     /// character was escaped at both ends. It is meant that "*SLASH*" becomes a backslash, in the
-    /// text or as made by a backslash beside a part of it: "*SLASH\" comes back as "\SLASH*".
+    /// text or as made by a backslash beside a part of it:
+    ///
+    ///     "*SLASH\"  escaped and unescaped  => "\SLASH*"
     static Data::String unescape(Data::String text, const Data::String &chars);
 
     /// The index of what closes the bracket at \p pos: ")", ">", "]" or "}". Any other character

@@ -72,10 +72,14 @@ public:
     ///     "%b%" to "x" "a%b%c"  => "axc"       only what is between "%" is replaced within a word
     ///
     /// Each of several texts of an element gets the joined text of all of them, replaced, which is
-    /// meant: <a>x<k/>b</a> with "b" to "z" becomes <a>xb<k/>xbb</a>. So the texts of an element
-    /// grow by doubling; the rest of them stays as it is once the joined text is beyond 8 MiB
-    /// characters and a hundred times as long as it was, or beyond 128 MiB characters, and where so
-    /// many texts (thousands) have what is replaced that it would take minutes.
+    /// meant:
+    ///
+    ///     "b" to "z"   <a>x<k/>b</a>  => <a>xb<k/>xbb</a>
+    ///
+    /// So the texts of an element grow by doubling; the rest of them stays as it is once the joined
+    /// text is beyond 8 MiB characters and a hundred times as long as it was, or beyond 128 MiB
+    /// characters, and where so many texts (thousands) have what is replaced that it would take
+    /// minutes.
     void replaceInValues(const Data::String &oldValue, const Data::String &newValue);
 };
 
