@@ -1,8 +1,10 @@
-# Builds the project in consumer/ on the tree installed at PREFIX, as a user would, and runs it.
+# Builds the project in consumer/ on the tree installed at PREFIX, as a user would, and runs it. With
+# find_package it does the same with the host of the guide.
 #
 # Arguments, all required: METHOD (find_package or pkg-config), PREFIX, WORK_DIR, LIBDIR, DATADIR,
 # EXAMPLE (the host example of the README, less the .cpp and the .txt of its output), COMPILER,
-# SANITIZE, PYTHON_HOME relative to PREFIX, or empty.
+# SANITIZE, PYTHON_HOME relative to PREFIX, or empty, HOST (the host of the guide: its project in
+# files, and program1.txt), SOURCE_DIR.
 
 set(example "${EXAMPLE}.cpp")
 set(program "${WORK_DIR}/consumer")
@@ -22,6 +24,17 @@ if(METHOD STREQUAL "find_package")
         -D CMAKE_CXX_FLAGS=${flags} -D EXAMPLE=${example}
         -D RESOURCES=${resources} -D PYTHON_HOME=${home})
     run("${CMAKE_COMMAND}" --build "${WORK_DIR}")
+
+    set(host "${WORK_DIR}/host")
+    run("${CMAKE_COMMAND}" -G Ninja -S "${HOST}/files" -B "${host}"
+        -D CMAKE_PREFIX_PATH=${PREFIX} -D CMAKE_CXX_COMPILER=${COMPILER}
+        -D CMAKE_CXX_FLAGS=${flags})
+    run("${CMAKE_COMMAND}" --build "${host}")
+    file(COPY "${SOURCE_DIR}/examples" DESTINATION "${host}")
+    set(ENV{XDG_CONFIG_HOME} "${host}")
+    run("${CMAKE_COMMAND}" -E chdir "${host}"
+        "${CMAKE_COMMAND}" -D PROGRAM=${host}/bolts -D EXPECTED=${HOST}/program1.txt
+        -P "${CMAKE_CURRENT_LIST_DIR}/../support/CompareOutput.cmake")
 else()
     set(ENV{PKG_CONFIG_PATH} "${PREFIX}/${LIBDIR}/pkgconfig")
     run(pkg-config --cflags --libs "KelmUtils >= 1" "KelmUtils < 2")
