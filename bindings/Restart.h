@@ -106,12 +106,8 @@ inline bool prepare(sipExportedModuleDef &module, const char *mark)
         return false;
 
     const auto [tables, isFirst] = known.try_emplace(&module, module);
-    if (!isFirst) {
-        // Circles of objects live on when their interpreter ends, until the next one collects them,
-        // for which their types must be registered still.
-        PyGC_Collect();
+    if (!isFirst)
         tables->second.putBack();
-    }
 
     // The first import of sip in a new interpreter raises an AttributeError, as it calls a function
     // that it has kept from the interpreter before. The module is whole nevertheless, and the next
@@ -125,11 +121,15 @@ inline bool prepare(sipExportedModuleDef &module, const char *mark)
 /// Notes that the module of \p mark is registered with \p sip.
 inline void setStarted(const sipAPIDef *sip, const char *mark)
 {
-    PySys_SetObject(const_cast<char *>(mark), Py_True);
+    // Objects in circles, and what they wrap, would live on when the interpreter ends. They are
+    // collected when that clears `sys`, and so the mark, behind every other module.
+    PyObject *const collector =
+        PyCapsule_New(const_cast<sipAPIDef *>(sip), nullptr, [](PyObject *) { PyGC_Collect(); });
+    PySys_SetObject(const_cast<char *>(mark), collector);
+    Py_XDECREF(collector);
 
-    // When the interpreter ends, sip frees its map of wrapped objects, but those in circles live
-    // on, as above, and would look themselves up in it. So they are told that they are not in it,
-    // once for all modules.
+    // What cannot be collected, such as circles with a __del__, does live on, and would look itself
+    // up in a map that sip frees now. So it is told that it is not in it, once for all modules.
     static const sipAPIDef *api = nullptr;
     char atExit[] = "_KelmUtils_forgets_wrappers";
     if (PySys_GetObject(atExit))

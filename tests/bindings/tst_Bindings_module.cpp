@@ -1,6 +1,7 @@
 #include "tests/bindings/Interpreter.h"
 
 #include "bindings/Modules.h"
+#include "utils/feedback/Progress.h"
 #include "utils/script/IScriptableModule.h"
 
 #include "tests/support/Print.h"
@@ -193,6 +194,43 @@ private Q_SLOTS:
             QCOMPARE(run("Utils.File.join('a')"),
                      QString("TypeError: File.join(): not enough arguments"));
         }
+    }
+
+    void endsWhatScriptsMadeWithTheInterpreter()
+    {
+        initKelmUtils();
+        QCOMPARE(run("from KelmUtils import Utils\n"
+                     "class Own(Utils.Progress): pass\n"
+                     "kept = [Own(5)]\n"
+                     "kept.append(kept)"),
+                 QString());
+        QVERIFY(Utils::Progress::current(/*popup=*/false));
+
+        m_python.reset();
+
+        QVERIFY(!Utils::Progress::current(/*popup=*/false));
+    }
+
+    void survivesWhatCannotEndWithTheInterpreter()
+    {
+        const Utils::Progress progress(5);
+        initKelmUtils();
+        QCOMPARE(run("from KelmUtils import Utils\n"
+                     "class Holder(object):\n"
+                     "    def __del__(self): pass\n"
+                     "holder = Holder()\n"
+                     "holder.itself = holder\n"
+                     "holder.wrapper = Utils.Progress.current()"),
+                 QString());
+        m_python.reset();
+        m_python.emplace();
+
+        QCOMPARE(run("import gc\ngc.collect()"), QString());
+        QCOMPARE(text("len(gc.garbage)"), QString("1"));
+        QCOMPARE(run("gc.garbage[0].itself = None\ndel gc.garbage[:]"), QString());
+        initKelmUtils();
+
+        QCOMPARE(run("gc.collect()\nfrom KelmUtils import Utils"), QString());
     }
 
     void prefersACompanionThatIsThere()
