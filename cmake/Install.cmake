@@ -17,7 +17,8 @@ install(DIRECTORY data utils
 if(KELMUTILS_SCRIPTING)
     install(DIRECTORY bindings
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/KelmUtils" COMPONENT Development
-        FILES_MATCHING PATTERN "*.sip" PATTERN "Modules.h"
+        FILES_MATCHING
+        PATTERN "*.sip" PATTERN "*.pyi" PATTERN "Modules.h" PATTERN "Restart.h"
     )
 endif()
 install(DIRECTORY res/locale DESTINATION "${KELMUTILS_RES_DIR}" COMPONENT Library)

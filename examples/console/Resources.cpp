@@ -30,8 +30,7 @@ static QString besideProgram(const char *path)
 
 QMap<QString, QString> hostVariables(const QCommandLineParser &given)
 {
-    const QString resources =
-        chosen(given, "res-dir", "KELM_RES_DIR", besideProgram(KELM_RES_DIR));
+    const QString resources = chosen(given, "res-dir", "KELM_RES_DIR", besideProgram(KELM_RES_DIR));
     return {
         {"RES_DIR", resources},
         {"HOME_DIR", chosen(given, "home-dir", "KELM_HOME_DIR", resources)},
