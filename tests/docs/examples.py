@@ -31,7 +31,7 @@ from dataclasses import dataclass, field
 from pathlib import Path
 
 EXAMPLES = {"cpp", "python", "console"}
-SHOWN = {"cmake", "ebnf", "none", "sh"}
+SHOWN = {"cmake", "ebnf", "none", "sh", "sip"}
 FENCE = re.compile(r"^```\s*(.*)$")
 PROMISE = re.compile(
     r"^(?P<indent> *)(?P<statement>\S.*);\s*// => "
