@@ -94,7 +94,8 @@ public:
     void setScriptResult(const Data::Variant &value);
 
     /// Ends what every engine that takes \p language has started, or what every engine has when
-    /// it is empty. Always true.
+    /// it is empty. From within a script that waits until the outermost run has returned. Always
+    /// true.
     bool reset(const Data::String &language);
 
     /// Whether a file is being run.

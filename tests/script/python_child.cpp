@@ -1,0 +1,82 @@
+// A host that does what its arguments tell, one after the other, and prints how it went:
+//
+//     NAME=value    sets a variable of the host
+//     file:path     runs a file
+//     code:text     runs code
+//     check:text    checks code
+//     value:text    prints the value of an expression
+//     push:name     pushes a list
+//     reset         ends the interpreter
+//
+// Python looks at its home and at the program's name once in a process, so tests of these need one
+// for each.
+
+#include "utils/Application.h"
+#include "utils/script/ScriptManager.h"
+
+#include "tests/script/PythonStandIns.h"
+#include "tests/support/FakeHost.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+#include <cstdlib>
+
+using Data::String;
+using Data::Variant;
+
+static FakeHost host;
+
+static void print(const QString &line)
+{
+    std::printf("%s\n", line.toUtf8().constData());
+    std::fflush(stdout);
+}
+
+static void execute(const QString &step, const QString &text)
+{
+    Utils::ScriptManager &scripts = Utils::ScriptManager::instance();
+    Variant result;
+    String error;
+    if (step == "file") {
+        host.calls.clear();
+        print(scripts.execute(text) ? "good" : "bad: " + host.calls.last());
+    } else if (step == "code") {
+        print(scripts.execute(text + "\n", "py", result, error) ? "good" : "bad: " + error);
+    } else if (step == "check") {
+        print(scripts.validate(text, "py", error) ? "good" : "bad: " + error);
+    } else if (step == "value") {
+        result = "_value";
+        const bool succeeded = scripts.execute("_value = " + text + "\n", "py", result, error);
+        print(succeeded ? result.toString() : "bad: " + error);
+    } else if (step == "push") {
+        scripts.pushData(text, QVariant::fromValue(QList<int>{1}), "py");
+    } else if (step == "reset") {
+        scripts.reset("py");
+    } else {
+        print("unknown: " + step);
+    }
+}
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    Utils::setApplication(&host);
+    static PythonStandIns standIns;
+    standIns.reaction = [](const QString &text) {
+        if (text == "exit")
+            std::exit(4);
+        print(text);
+    };
+
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    for (const QString &argument : arguments) {
+        const QString step = argument.section(':', 0, 0);
+        const QString variable = argument.section('=', 0, 0);
+        if (!variable.contains(':') && variable == variable.toUpper())
+            host.variables[variable] = argument.section('=', 1);
+        else
+            execute(step, argument.section(':', 1));
+    }
+    return 3;
+}

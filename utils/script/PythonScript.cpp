@@ -1,0 +1,459 @@
+#include "utils/script/PythonScript_p.h"
+
+#include "bindings/Modules.h"
+#include "bindings/Reference_p.h"
+#include "utils/Application_p.h"
+#include "utils/files/File.h"
+#include "utils/platform/Platform.h"
+#include "utils/process/Process.h"
+#include "utils/script/IScriptableModule.h"
+#include "utils/script/PythonValues_p.h"
+#include "utils/script/ScriptTexts_p.h"
+#include "utils/settings/Settings.h"
+#include "utils/strings/Placeholders_p.h"
+
+#include <Python.h>
+
+#include <cstdio>
+#include <utility>
+
+namespace Utils {
+
+namespace {
+
+using Bindings::Reference;
+
+/// Keeps sys.exit() from ending the host, where Python prints errors itself.
+class ExitGuard
+{
+public:
+    ~ExitGuard() { Py_InspectFlag = m_original; }
+
+private:
+    const int m_original = std::exchange(Py_InspectFlag, 1);
+};
+
+/// Where a name of pushed data lies, as Python writes it.
+struct Place
+{
+    explicit Place(const Data::String &name)
+    {
+        const int dot = name.indexOf(QLatin1Char('.'));
+        isDotted = dot >= 0;
+        moduleName = isDotted ? name.left(dot) : QStringLiteral("__main__");
+        module = moduleName.toUtf8();
+        attribute = name.mid(dot + 1).toUtf8();
+    }
+
+    bool isDotted;
+    QString moduleName;
+    QByteArray module;
+    QByteArray attribute;
+};
+
+} // namespace
+
+static Data::String hostVariable(const char *key)
+{
+    Data::IApplication *const host = application();
+    return host ? host->getVariable(key, Data::String()) : Data::String();
+}
+
+static void appendLine(QString &text, const QString &line)
+{
+    if (!text.isEmpty())
+        text += QLatin1Char('\n');
+    text += line;
+}
+
+/// The scope of scripts, which is also where statements and expressions run. Null, with an error
+/// set, when the memory does not suffice.
+static Reference mainScope()
+{
+    PyObject *const module = PyImport_AddModule("__main__");
+    PyObject *const scope = module ? PyModule_GetDict(module) : nullptr;
+    Py_XINCREF(scope); // a script may throw the module away
+    return Reference(scope);
+}
+
+/// Holds a reset off while the interpreter is in use.
+class PythonScript::Use
+{
+public:
+    explicit Use(PythonScript *engine) : m_engine(engine) { ++m_engine->m_uses; }
+    ~Use()
+    {
+        --m_engine->m_uses;
+        if (m_engine->m_uses == 0) {
+            if (m_engine->m_isResetPutOff)
+                m_engine->finalize();
+        } else if (Py_IsInitialized()) {
+            PyErr_Clear(); // the script around this call must not meet an error of ours
+        }
+    }
+    Q_DISABLE_COPY(Use)
+
+private:
+    PythonScript *const m_engine;
+};
+
+bool PythonScript::isStartUpProgramDone = false;
+
+PythonScript::PythonScript() = default;
+
+PythonScript::~PythonScript()
+{
+    // The process ends from within a script, on whose interpreter we stand.
+    if (m_uses > 0)
+        return;
+
+    // Without an interpreter the objects stay: what scripts have put into a list cannot go then.
+    if (Py_IsInitialized()) {
+        for (PyObject *object : std::as_const(m_pushedObjects))
+            Py_DECREF(object);
+    }
+    finalize();
+    static char defaultName[] = "python";
+    Py_SetProgramName(defaultName);
+    Py_SetPythonHome(nullptr);
+}
+
+bool PythonScript::runFile(const Data::String &path)
+{
+    const Use use(this);
+    if (!ensureStartedToRun())
+        return false;
+
+    const QByteArray utf8 = path.toUtf8();
+    std::FILE *const file = Platform::openFile(utf8.toStdString(), "r");
+    if (!file) {
+        m_errorText = QLatin1String("Unable to open script ") + path;
+        return false;
+    }
+
+    const Data::String startText = m_errorText;
+    PyErr_Clear();
+    int status = 0;
+    {
+        const ExitGuard guard;
+        status = PyRun_SimpleFileExFlags(file, utf8.constData(), /*closeit=*/1, nullptr);
+    }
+    m_exitStatus = status; // both may be those of a run within this one
+    m_errorText = startText;
+    if (status != 0)
+        extractError();
+    return status == 0;
+}
+
+bool PythonScript::runCode(const Data::String &code)
+{
+    const Use use(this);
+    if (!ensureStartedToRun())
+        return false;
+    m_errorText.clear();
+
+    const bool isExpression = !code.contains(QLatin1Char('\n')) && !code.contains(QLatin1Char('='));
+    return isExpression ? runExpression(code) : runStatements(code);
+}
+
+void PythonScript::pushData(const Data::String &name, const Data::Variant &value)
+{
+    if (!Py_IsInitialized())
+        return;
+    const Use use(this);
+
+    const Place place(name);
+    if (place.isDotted && !m_modules.contains(place.moduleName))
+        m_modules.append(place.moduleName);
+    PyObject *const object = toPython(value);
+    PyObject *const module = PyImport_AddModule(place.module.constData());
+    if (!object || !module) {
+        Py_XDECREF(object);
+        return;
+    }
+
+    // One reference is the module's and one ours, so that the object outlives its name.
+    Py_INCREF(object);
+    PyObject *const replaced = std::exchange(m_pushedObjects[name], object);
+    if (PyModule_AddObject(module, place.attribute.constData(), object) != 0) {
+        PyErr_Clear();
+        Py_DECREF(object);
+    }
+    Py_XDECREF(replaced); // last, as it may run a script that comes back here
+}
+
+Data::Variant PythonScript::getData(const Data::String &name)
+{
+    if (!Py_IsInitialized())
+        return {};
+    const Use use(this);
+
+    PyErr_Clear();
+    if (PyObject *const pushed = m_pushedObjects.value(name))
+        return fromPython(pushed);
+
+    const Place place(name);
+    PyObject *const module = PyImport_AddModule(place.module.constData());
+    const Reference attribute(module ? PyObject_GetAttrString(module, place.attribute.constData())
+                                     : nullptr);
+    return fromPython(attribute.get());
+}
+
+void PythonScript::popData(const Data::String &name)
+{
+    if (!Py_IsInitialized() || !m_pushedObjects.contains(name))
+        return;
+    const Use use(this);
+
+    const Place place(name);
+    if (place.isDotted)
+        m_modules.removeAll(place.moduleName);
+    const Reference object(m_pushedObjects.take(name));
+    PyObject *const module = PyImport_AddModule(place.module.constData());
+    if (!module || PyObject_SetAttrString(module, place.attribute.constData(), nullptr) != 0)
+        PyErr_Clear(); // a script may have deleted it
+}
+
+bool PythonScript::supports(const Data::String &language, bool isPath)
+{
+    const QLatin1String python("py");
+    return language == python || (isPath && File::extension(language) == python);
+}
+
+bool PythonScript::validate(const Data::String &code)
+{
+    const Use use(this);
+    if (!ensureStarted())
+        return false;
+    m_errorText.clear();
+    PyErr_Clear();
+
+    const Reference compiled(
+        Py_CompileStringFlags(code.toUtf8().constData(), "code", Py_file_input, nullptr));
+    if (!compiled)
+        extractError();
+    return compiled != nullptr;
+}
+
+int PythonScript::exitStatus() const { return m_exitStatus; }
+
+Data::String PythonScript::errorMessage() const { return m_errorText; }
+
+void PythonScript::moduleRemoved(const Data::String &) { reset(); }
+
+Data::String PythonScript::importCode()
+{
+    const Data::String imports =
+        Settings().getString(QStringLiteral("gui/pythonImports"),
+                             QStringLiteral("from math import*;from mathex import*"));
+    QString lines;
+    const QStringList parts = imports.split(QLatin1Char(';')) << QString();
+    for (const QString &part : parts)
+        appendLine(lines, part.trimmed());
+    return lines;
+}
+
+void PythonScript::reset()
+{
+    if (m_uses > 0)
+        m_isResetPutOff = true;
+    else if (!m_isFinalizing)
+        finalize();
+}
+
+bool PythonScript::ensureStarted()
+{
+    m_exitStatus = 0;
+    m_errorText.clear();
+    if (m_isFinalizing) // what scripts leave behind may come back here
+        return false;
+    if (Py_IsInitialized()) {
+        initializeModules();
+        return true;
+    }
+    if (!application()) {
+        m_errorText = scriptText(".err.pythonapp");
+        return false;
+    }
+
+    if (!m_programName)
+        m_programName = hostVariable("APP_PATH").toStdString();
+    Py_SetProgramName(m_programName->data());
+
+    Data::String home = hostVariable("PYTHON_DIR");
+    const bool isZipHome = !File::exists(home);
+    if (isZipHome) {
+        home = hostVariable("HOME_DIR");
+        if (!File::exists(File::join(home, QStringLiteral("python27.zip")))) {
+            m_errorText = scriptText(".err.pythonInit", {QString()});
+            return false;
+        }
+    }
+    m_pythonHome = home.toStdString();
+    Py_SetPythonHome(m_pythonHome.data());
+
+    if (!runStartUpProgram(home) || !startInterpreter(isZipHome))
+        return false;
+    const Data::String addModules =
+        "import sys\nsys.path.append('" + hostVariable("RES_DIR") + "/site-packages')";
+    {
+        const ExitGuard guard;
+        PyRun_SimpleStringFlags(addModules.toUtf8().constData(), nullptr);
+    }
+    initializeModules();
+    // Modules that were initialised before there was an interpreter count as initialised, though
+    // nothing came of it.
+    initKelmUtils();
+    PyErr_Clear();
+    return true;
+}
+
+bool PythonScript::ensureStartedToRun()
+{
+    if (ensureStarted())
+        return true;
+    if (m_errorText.isEmpty())
+        m_errorText = QStringLiteral("Python not initialized");
+    return false;
+}
+
+bool PythonScript::runStartUpProgram(const Data::String &home)
+{
+    if (isStartUpProgramDone)
+        return true;
+
+    const Data::String folder = hostVariable("HOME_DIR");
+    Process program(File::join(folder, QStringLiteral("solver"), QStringLiteral("pyInit")),
+                    QStringList(home));
+    program.setEnvironment({{QStringLiteral("PATH"), folder}}, /*keepPath=*/true);
+    if (!program.start() || !program.wait(/*showProgress=*/false))
+        return true;
+    if (program.exitCode() != 0) {
+        m_errorText = scriptText(".err.pythonInit", {program.output()});
+        return false;
+    }
+    isStartUpProgramDone = true;
+    return true;
+}
+
+bool PythonScript::startInterpreter(bool isZipHome)
+{
+    // Extension modules take the symbols of Python from the process, and are not linked with it.
+    Platform::makeSymbolsGlobal(reinterpret_cast<const void *>(&Py_InitializeEx));
+
+    // A home without a standard library would end the process in there, when it imports "site".
+    const int originalFlag = std::exchange(Py_NoSiteFlag, 1);
+    Py_InitializeEx(/*initsigs=*/0);
+    Py_NoSiteFlag = originalFlag;
+    if (!Py_IsInitialized())
+        return false;
+
+    if (isZipHome) { // not every build of Python looks there by itself
+        const std::string zip = m_pythonHome + "/python27.zip";
+        const Reference path(PyString_FromString(zip.c_str()));
+        PyObject *const searchPath = PySys_GetObject(const_cast<char *>("path"));
+        if (path && searchPath)
+            PyList_Insert(searchPath, 0, path.get());
+    }
+    const Reference site(PyImport_ImportModule("site"));
+    if (site)
+        return true;
+    PyErr_Clear();
+    Py_Finalize();
+    return false;
+}
+
+void PythonScript::initializeModules()
+{
+    PyErr_Clear();
+    Data::String messages; // of its own: a module may run code, and m_errorText is that of the code
+    IScriptableModule::initializeModules(messages);
+    m_errorText = messages;
+}
+
+bool PythonScript::runExpression(const Data::String &code)
+{
+    QString program = importCode();
+    appendLine(program, QStringLiteral("from KelmData import *"));
+    appendLine(program, QStringLiteral("from KelmFramework import *"));
+    for (const QString &module : std::as_const(m_modules))
+        appendLine(program, QLatin1String("import ") + module);
+    appendLine(program, QLatin1String("rval = ") + code);
+    appendLine(program, QStringLiteral("Framework.app().setScriptResult(Data.Variant(rval))"));
+    return runProgram(program);
+}
+
+bool PythonScript::runStatements(const Data::String &code)
+{
+    const Reference scope = mainScope();
+    const QStringList modules = m_modules; // a module's name replaces an object, whose end may run
+    for (const QString &name : modules) {
+        const QByteArray utf8 = name.toUtf8();
+        PyObject *const module = PyImport_AddModule(utf8.constData());
+        if (module && scope)
+            PyDict_SetItemString(scope.get(), utf8.constData(), module);
+    }
+    return runProgram(code);
+}
+
+bool PythonScript::runProgram(const QString &program)
+{
+    // Not PyRun_SimpleString, which prints an error rather than leaving it, and exits the process
+    // at sys.exit().
+    PyErr_Clear();
+    const Reference scope = mainScope();
+    const Reference result(scope ? PyRun_StringFlags(program.toUtf8().constData(), Py_file_input,
+                                                     scope.get(), scope.get(), nullptr)
+                                 : nullptr);
+    m_errorText.clear(); // a run within this one may have set it
+    if (!result)
+        extractError();
+    return result != nullptr;
+}
+
+void PythonScript::extractError()
+{
+    if (!PyErr_Occurred())
+        return;
+    const bool isSyntaxError = PyErr_ExceptionMatches(PyExc_SyntaxError) != 0;
+    PyObject *fetched[3] = {};
+    PyErr_Fetch(&fetched[0], &fetched[1], &fetched[2]);
+    Data::String text = m_errorText;
+    {
+        const Reference type(fetched[0]);
+        const Reference value(fetched[1]);
+        const Reference traceback(fetched[2]);
+
+        // Not normalised, so the value of an error of Python's own may be no exception: of a syntax
+        // error it is a tuple of the message and (file, line, column, text).
+        const Reference valueText(value ? PyObject_Str(value.get()) : nullptr);
+        if (valueText)
+            text = PyString_AsString(valueText.get());
+
+        const char *message = nullptr;
+        PyObject *details = nullptr;
+        PyErr_Clear();
+        if (isSyntaxError && value && PyArg_ParseTuple(value.get(), "sO", &message, &details)) {
+            text = message;
+            if (PyTuple_Check(details) && PyTuple_GET_SIZE(details) >= 3) {
+                const long line = PyInt_AsLong(PyTuple_GET_ITEM(details, 1));
+                const long column = PyInt_AsLong(PyTuple_GET_ITEM(details, 2)); // may be None
+                text += fillPlaceholders(QStringLiteral("\nline: %1\ncolumn: %2"),
+                                         {QString::number(line), QString::number(column)});
+            }
+        }
+        PyErr_Clear();
+    }
+    m_errorText = text; // behind the end of the value, which may run a script that sets it
+}
+
+void PythonScript::finalize()
+{
+    m_isResetPutOff = false;
+    m_isFinalizing = true;
+    Py_Finalize();
+    m_isFinalizing = false;
+    IScriptableModule::resetModules();
+}
+
+} // namespace Utils
