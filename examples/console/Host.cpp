@@ -10,6 +10,14 @@ Host::Host(const QMap<QString, QString> &variables, Messages messages)
     : m_variables(variables), m_messages(messages)
 {}
 
+void Host::print(const QString &line)
+{
+    m_bar.erase();
+    Kelm::print(line);
+    flushOutput();
+    redraw();
+}
+
 void Host::printError(const QString &line)
 {
     m_bar.erase();

@@ -25,6 +25,9 @@ public:
     /// written: those of that level and below.
     Host(const QMap<QString, QString> &variables, Messages messages);
 
+    /// Writes a line to standard output at once, above the bar when there is one.
+    void print(const QString &line);
+
     /// Writes a line to standard error, above the bar when there is one.
     void printError(const QString &line);
 

@@ -33,14 +33,19 @@ void printAligned(const Utils::CSVTable &table, int leftColumn)
 
 void writeError(const QString &line)
 {
-    std::fflush(stdout); // so that the two stand in order where they go to one place
+    flushOutput(); // so that the two stand in order where they go to one place
     writeLine(stderr, line);
+}
+
+void flushOutput()
+{
+    if (std::fflush(stdout) != 0 && !outputError)
+        outputError = errno;
 }
 
 bool finishOutput(QString &error)
 {
-    if (std::fflush(stdout) != 0 && !outputError)
-        outputError = errno;
+    flushOutput();
     if (outputError && outputError != EPIPE)
         error = QString("Cannot write the output: ") + qt_error_string(outputError);
     return !outputError;

@@ -54,7 +54,8 @@ public:
 
     bool finish(QProcess &process)
     {
-        const bool isFinished = process.waitForFinished(120000);
+        const bool isFinished =
+            process.state() == QProcess::NotRunning || process.waitForFinished(120000);
         const bool isSignal = process.exitStatus() == QProcess::CrashExit;
         status = process.exitCode() + (isSignal ? 128 : 0);
         output = QString::fromUtf8(process.readAllStandardOutput());

@@ -13,13 +13,14 @@ extern const Command settingsCommand;
 extern const Command stringsCommand;
 extern const Command tableCommand;
 extern const Command tagsCommand;
+extern const Command watchCommand;
 extern const Command xmlCommand;
 
 /// All commands, in the order of the help.
 inline QVector<const Command *> allCommands()
 {
-    return {&tableCommand,    &tagsCommand, &xmlCommand, &stringsCommand,
-            &settingsCommand, &findCommand, &copyCommand};
+    return {&tableCommand,    &tagsCommand, &xmlCommand,  &stringsCommand,
+            &settingsCommand, &findCommand, &copyCommand, &watchCommand};
 }
 
 } // namespace Kelm

@@ -1,0 +1,313 @@
+#include "tests/examples/Program.h"
+
+#include <cerrno>
+#include <csignal>
+
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+/// A program on a terminal of its own, 80 columns wide.
+class Session
+{
+public:
+    Session(const QString &program, const QStringList &arguments, const char *kind = "xterm")
+    {
+        QByteArrayList texts{program.toUtf8()};
+        for (const QString &argument : arguments)
+            texts.append(argument.toUtf8());
+        QVector<char *> pointers;
+        for (QByteArray &text : texts)
+            pointers.append(text.data());
+        pointers.append(nullptr);
+
+        winsize size = {};
+        size.ws_col = 80;
+        size.ws_row = 24;
+        m_pid = forkpty(&m_terminal, nullptr, nullptr, &size);
+        if (m_pid == 0) {
+            setenv("TERM", kind, 1);
+            execv(pointers[0], pointers.data());
+            _exit(127);
+        }
+    }
+
+    ~Session()
+    {
+        if (m_pid > 0) {
+            kill(m_pid, SIGKILL);
+            waitpid(m_pid, nullptr, 0);
+        }
+        close(m_terminal);
+    }
+
+    void press(const QByteArray &keys) const
+    {
+        QCOMPARE(write(m_terminal, keys.constData(), static_cast<std::size_t>(keys.size())),
+                 ssize_t(keys.size()));
+    }
+
+    /// Reads until \p text is on the terminal, behind all that was waited for before.
+    bool waitFor(const QByteArray &text)
+    {
+        int place = 0;
+        while ((place = m_screen.indexOf(text, m_seen)) < 0) {
+            if (!readMore())
+                return false;
+        }
+        m_seen = place + text.size();
+        return true;
+    }
+
+    /// Waits for the end, and gives the status as shells do; -1 when there is none.
+    int finish()
+    {
+        while (readMore()) {
+        }
+        int status = 0;
+        if (waitpid(m_pid, &status, 0) != m_pid)
+            return -1;
+        m_pid = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+    /// All that was written to the terminal.
+    QString screen() const { return QString::fromUtf8(m_screen); }
+
+    /// Whether keys come in lines and are shown, as shells expect it.
+    bool isAsBefore() const
+    {
+        termios mode = {};
+        tcgetattr(m_terminal, &mode);
+        return (mode.c_lflag & ICANON) && (mode.c_lflag & ECHO);
+    }
+
+    pid_t pid() const { return m_pid; }
+
+private:
+    bool readMore()
+    {
+        pollfd ready = {m_terminal, POLLIN, 0};
+        char bytes[4096];
+        if (poll(&ready, 1, 60000) <= 0)
+            return false;
+        const ssize_t count = read(m_terminal, bytes, sizeof(bytes));
+        if (count <= 0)
+            return false; // EIO: nobody has the terminal any more
+        m_screen.append(bytes, static_cast<int>(count));
+        return true;
+    }
+
+    int m_terminal = -1;
+    pid_t m_pid = -1;
+    QByteArray m_screen;
+    int m_seen = 0;
+};
+
+static const QByteArray erase = "\r\x1b[K";
+static const QByteArray escape = "\x1b";
+static const QByteArray interrupt = "\x03"; // Ctrl-C
+
+class tst_Terminal : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void showsABarForAsLongAsATaskLasts()
+    {
+        Session session(HOST_CHILD, {"steps", "50", "100"});
+
+        QCOMPARE(session.finish(), 0);
+
+        const QString bar = QString(10, QChar(0x2588)) + QString(10, QChar(0x2591));
+        QVERIFY(session.screen().contains(erase + "Working  [" + bar + "]   50 %  0:0"));
+        QVERIFY(session.screen().contains(erase + "Working  [" + QString(20, QChar(0x2588)) +
+                                          "]  100 %  0:0"));
+        QVERIFY(session.screen().endsWith(erase));
+        QVERIFY(!session.screen().contains("Esc"));
+        QVERIFY(!session.screen().contains('\n'));
+    }
+
+    void writesLinesAboveTheBar()
+    {
+        Session session(HOST_CHILD, {"message"});
+
+        QCOMPARE(session.finish(), 0);
+
+        QVERIFY(session.screen().contains(erase + "A message\r\n" + erase + "Working  ["));
+        QVERIFY(session.screen().contains(erase + "An output\r\n" + erase + "Working  ["));
+        QVERIFY(session.screen().endsWith(erase));
+    }
+
+    void cancelsByEsc_data()
+    {
+        QTest::addColumn<QString>("task");
+
+        QTest::newRow("an ordinary task") << "cancelable";
+        QTest::newRow("a popup task") << "popup";
+    }
+
+    void cancelsByEsc()
+    {
+        QFETCH(QString, task);
+        Session session(HOST_CHILD, {task});
+        QVERIFY(session.waitFor("Step 3  "));
+        QVERIFY(session.waitFor("Esc cancels"));
+        QVERIFY(!session.isAsBefore());
+
+        session.press(escape);
+
+        QCOMPARE(session.finish(), 130);
+        QVERIFY(session.isAsBefore());
+        QVERIFY(session.screen().endsWith(erase));
+        QVERIFY(!session.screen().contains("^[")); // the key was not shown
+    }
+
+    void dropsAllOtherKeys_data()
+    {
+        QTest::addColumn<QByteArray>("keys");
+
+        QTest::newRow("a letter") << QByteArray("q");
+        QTest::newRow("an arrow") << QByteArray("\x1b[A");
+        QTest::newRow("an arrow in the other mode") << QByteArray("\x1bOA");
+        QTest::newRow("many") << QByteArray(300, 'x');
+    }
+
+    void dropsAllOtherKeys()
+    {
+        QFETCH(QByteArray, keys);
+        Session session(HOST_CHILD, {"cancelable"});
+        QVERIFY(session.waitFor("Step 3  "));
+
+        session.press(keys);
+
+        for (int i = 0; i < 20; ++i)
+            QVERIFY(session.waitFor("Step "));
+        session.press(keys + escape);
+        QCOMPARE(session.finish(), 130);
+        QVERIFY(!session.screen().contains(QString::fromUtf8(keys)));
+    }
+
+    void cancelsByCtrlC_data()
+    {
+        QTest::addColumn<QString>("task");
+        QTest::addColumn<QByteArray>("start");
+
+        QTest::newRow("a task") << "cancelable" << QByteArray("Step 3  ");
+        QTest::newRow("a task whose bar is not shown yet") << "hidden" << QByteArray("Hidden");
+        QTest::newRow("a task that cannot be cancelled") << "fixed" << QByteArray("Step 3  ");
+        QTest::newRow("a task that is done by then") << "late" << QByteArray("Started");
+        QTest::newRow("no task") << "idle" << QByteArray("Idle");
+    }
+
+    void cancelsByCtrlC()
+    {
+        QFETCH(QString, task);
+        QFETCH(QByteArray, start);
+        Session session(HOST_CHILD, {task});
+        QVERIFY(session.waitFor(start));
+
+        session.press(interrupt);
+
+        QCOMPARE(session.finish(), 130);
+        QVERIFY(session.isAsBefore());
+        QVERIFY(!session.screen().contains("Not reached"));
+    }
+
+    void endsAtTheSecondCtrlC()
+    {
+        Session session(HOST_CHILD, {"deaf"});
+        QVERIFY(session.waitFor("Started"));
+
+        session.press(interrupt);
+        QVERIFY(session.waitFor("Noted"));
+        session.press(interrupt);
+
+        QCOMPARE(session.finish(), 130);
+        QVERIFY(session.isAsBefore());
+    }
+
+    void givesTheTerminalBackWhenItIsEnded()
+    {
+        Session session(HOST_CHILD, {"cancelable"});
+        QVERIFY(session.waitFor("Step 3  "));
+
+        QCOMPARE(kill(session.pid(), SIGTERM), 0);
+
+        QCOMPARE(session.finish(), 128 + SIGTERM);
+        QVERIFY(session.isAsBefore());
+        QVERIFY(session.screen().endsWith(erase));
+    }
+
+    void drawsNothingOnATerminalThatCannot()
+    {
+        Session session(HOST_CHILD, {"message"}, "dumb");
+
+        QCOMPARE(session.finish(), 0);
+
+        QCOMPARE(session.screen(), QString("A message\r\nAn output\r\n"));
+    }
+
+    void drawsNothingWhereThereIsNoTerminal()
+    {
+        const QTemporaryDir home;
+        Program child(home.path());
+        child.environment = QStringList("TERM=xterm");
+        QProcess process;
+        child.start(process, HOST_CHILD, {"message"});
+
+        QVERIFY(child.finish(process));
+
+        QCOMPARE(child.error, QString("A message\n"));
+        QCOMPARE(child.output, QString("An output\n"));
+        QCOMPARE(child.status, 0);
+    }
+
+    void cancelsTheCommandThatKelmRuns_data()
+    {
+        QTest::addColumn<QByteArray>("key");
+
+        QTest::newRow("Esc") << escape;
+        QTest::newRow("Ctrl-C") << interrupt;
+    }
+
+    void cancelsTheCommandThatKelmRuns()
+    {
+        QFETCH(QByteArray, key);
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("watched.txt");
+        // Out of the reach of the terminal, so that kelm alone can end it.
+        Session session(KELM_PROGRAM, {"watch", path, "--", "setsid", "--wait", "sh", "-c",
+                                       "echo \"child $$ of kelm\"; exec sleep 1000"});
+        QVERIFY(session.waitFor("Ctrl-C ends it"));
+        makeFile(path);
+        QVERIFY(session.waitFor(" of kelm"));
+        const int child = session.screen().section("child ", 1).section(' ', 0, 0).toInt();
+        QVERIFY(child > 1);
+        QVERIFY(session.waitFor("Running setsid  "));
+
+        session.press(key);
+
+        QCOMPARE(session.finish(), 130);
+        QVERIFY(session.screen().endsWith("kelm watch: Cancelled\r\n"));
+        QTRY_VERIFY(kill(child, 0) != 0 && errno == ESRCH);
+    }
+
+    void fitsHistogramsIntoTheTerminal()
+    {
+        const QTemporaryDir folder;
+        const QString path = makeFile(folder.filePath("a.csv"), "x\n0\n1\n2\n3\n4\n");
+        Session session(KELM_PROGRAM, {"table", path, "--histogram", "--bins", "2"});
+
+        QCOMPARE(session.finish(), 0);
+
+        const QStringList lines = session.screen().split("\r\n");
+        QCOMPARE(lines.size(), 4);
+        QVERIFY(lines[1].size() > 70 && lines[1].size() <= 80);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_Terminal)
+#include "tst_Terminal.moc"
