@@ -373,6 +373,23 @@ private Q_SLOTS:
         QCOMPARE(table.numRows(), 1);
     }
 
+    void alignsAWideRowAboveManyShortOnes()
+    {
+        const int count = 150000; // which squared would take minutes
+        CSVTable table;
+        table.setData(QString("x,").repeated(count) + QString("\nab").repeated(count));
+
+        QCOMPARE(table.alignedStringData().size(),
+                 3 + 2 * (count - 1) + 1 + count + (1 + 3) * count);
+
+        table.alignColumns();
+
+        QCOMPARE(table.data(0, 0), Data::String("  x"));
+        QCOMPARE(table.data(0, 1), Data::String(" x"));
+        QCOMPARE(table.data(0, count), Data::String(" "));
+        QCOMPARE(table.data(count), QStringList(" ab"));
+    }
+
     void bearsPathsThatNameNothing()
     {
         for (const Data::String &path :

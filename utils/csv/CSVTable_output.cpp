@@ -9,6 +9,9 @@
 
 #include <QFile>
 
+#include <numeric>
+#include <vector>
+
 namespace Utils {
 
 static const QLatin1Char lineFeed('\n');
@@ -167,17 +170,19 @@ void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStrin
         progress->setMaxSteps(numColumns);
         progress->setLabel(d->progressLabel);
     }
-    bool isBehind = false; // no row has so many columns
+    // Only those that have the column: one row may be as wide as all others are long.
+    std::vector<int> wide(static_cast<std::size_t>(std::max(end - firstRow, 0)));
+    std::iota(wide.begin(), wide.end(), firstRow);
     for (int col = 0; col < numColumns; ++col) {
-        int width = 0;
-        const int rowsEnd = isBehind ? firstRow : end;
-        isBehind = true;
-        for (int row = firstRow; row < rowsEnd; ++row) {
-            if (col >= rows.at(row).size())
-                continue;
-            isBehind = false;
-            // Only ever the first one, which is meant: the others are measured as they are held.
+        const auto isShort = [&](int row) { return col >= rows.at(row).size(); };
+        wide.erase(std::remove_if(wide.begin(), wide.end(), isShort), wide.end());
+        if (wide.empty() && numColumns > csvReach)
+            break; // as good as endless
+        // Only ever the first one, which is meant: the others are measured as they are held.
+        if (!wide.empty())
             d->textData.parseRow(firstRow);
+        int width = 0;
+        for (const int row : wide) {
             QString &field = rows[row][col];
             if (quotes && field.contains(delimiter))
                 field = quote + field + quote;
@@ -185,14 +190,10 @@ void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStrin
                 width = std::max(width, field.size());
         }
         const bool isLeft = col == leftColumn || leftColumn == -2;
-        for (int row = firstRow; row < rowsEnd; ++row) {
-            if (col >= rows.at(row).size())
-                continue;
+        for (const int row : wide) {
             QString &field = rows[row][col];
             field = isLeft ? field.leftJustified(width + 1) : field.rightJustified(width + 1);
         }
-        if (isBehind && numColumns > csvReach)
-            break; // as good as endless
         if (progress)
             progress->tick(1);
     }
