@@ -500,6 +500,40 @@ private Q_SLOTS:
         QCOMPARE(rowsOf(table), Rows({{"a;b"}}));
     }
 
+    void keepsWhatIsOnlyLentToIt_data()
+    {
+        QTest::addColumn<QString>("delimiter");
+        QTest::addColumn<bool>("onDemand");
+
+        QTest::newRow("one delimiter") << "," << false;
+        QTest::newRow("split later") << "," << true;
+        QTest::newRow("a longer delimiter") << ",," << false;
+        QTest::newRow("a pattern") << "[,;]" << true;
+    }
+
+    void keepsWhatIsOnlyLentToIt()
+    {
+        QFETCH(QString, delimiter);
+        QFETCH(bool, onDemand);
+        const QString separator = delimiter.startsWith('[') ? QString(";") : delimiter;
+        const QString text = "a" + separator + "1\nb" + separator + "2";
+        const Rows rows = {{"a", "1"}, {"b", "2"}};
+        QByteArray bytesMemory = text.toLatin1() + "beyond";
+        QString textMemory = text + "beyond";
+        CSVTable fromBytes(delimiter);
+        fromBytes.setDemandParse(onDemand);
+        CSVTable fromText(delimiter);
+        fromText.setDemandParse(onDemand);
+
+        fromBytes.setData(QByteArray::fromRawData(bytesMemory.constData(), text.size()));
+        fromText.setData(QString::fromRawData(textMemory.constData(), text.size()));
+        bytesMemory.fill('?');
+        textMemory.fill('?');
+
+        QCOMPARE(rowsOf(fromBytes), rows);
+        QCOMPARE(rowsOf(fromText), rows);
+    }
+
     void refusesNoBytes()
     {
         CSVTable table;

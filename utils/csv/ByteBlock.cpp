@@ -9,11 +9,13 @@
 namespace Utils {
 
 ByteBlock::ByteBlock(const QByteArray &bytes)
-    : m_bytes(bytes), m_index(CellIndex::ofLines(bytes.constData(), bytes.size())), m_isSplit(false)
+    : m_bytes(csvToKeep(bytes)), m_index(CellIndex::ofLines(bytes.constData(), bytes.size())),
+      m_isSplit(false)
 {}
 
 ByteBlock::ByteBlock(const QByteArray &bytes, char delimiter)
-    : m_bytes(bytes), m_index(bytes.constData(), bytes.size(), delimiter, CellIndex::Ignored),
+    : m_bytes(csvToKeep(bytes)),
+      m_index(bytes.constData(), bytes.size(), delimiter, CellIndex::Ignored),
       m_delimiter(delimiter), m_isSplit(true)
 {}
 

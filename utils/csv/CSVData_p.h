@@ -75,6 +75,14 @@ double &csvHoleValue();
 /// the text is empty, and 0.0 when it is no number.
 double csvNumber(const QString &text, bool *ok);
 
+/// A \p text or bytes that may be kept. What was made by fromRawData() belongs to somebody else,
+/// who may change or free it at any time: it is copied.
+template <typename Text>
+Text csvToKeep(const Text &text)
+{
+    return text.capacity() > 0 ? text : Text(text.constData(), text.size());
+}
+
 /// The fields from \p firstCol to \p lastCol, or to the end when \p lastCol is smaller.
 template <typename Row>
 Row csvPart(const Row &row, int firstCol, int lastCol)

@@ -131,7 +131,8 @@ public:
     bool read(const Data::String &path, int fileSizeLimit = 0, bool quoted = false);
 
     /// Reads text, and adds it to the text rows. False, with nothing changed, when it is empty, and
-    /// when it had comments only.
+    /// when it had comments only. Text and bytes are shared, unless they were made by
+    /// fromRawData(), which copies.
     bool setData(const Data::String &text, bool quoted = false);
     bool setData(const char *text, bool quoted = false);
 

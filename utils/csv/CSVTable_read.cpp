@@ -63,15 +63,11 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
     static const bool isRawReadOff = qEnvironmentVariableIsSet("KLT_NORAWREAD");
     if (limited && !quoted && d->hasSingleDelimiter() && !isRawReadOff)
         return setData(File::readRaw(path));
-    if (!path.startsWith(QLatin1String("http://"))) { // which File::read() fetches
-        const QByteArray bytes = File::readRaw(path);
-        if (bytes.isEmpty())
-            return false; // looked at once: a pipe would wait for somebody else
-        const CSVText text = CSVText::fromFile(bytes);
-        if (!text.isEmpty())
-            return d->setText(text, quoted);
-    }
-    return setData(File::read(path), quoted);
+    if (path.startsWith(QLatin1String("http://"))) // which File::read() fetches
+        return setData(File::read(path), quoted);
+    // Looked at once: a pipe would wait for somebody else.
+    const CSVText text = CSVText::fromFile(File::readRaw(path));
+    return !text.isEmpty() && d->setText(text, quoted);
 }
 
 bool CSVTablePrivate::setText(const CSVText &text, bool quoted)
@@ -98,7 +94,7 @@ bool CSVTable::setData(const char *text, bool quoted)
 bool CSVTable::setData(const QByteArray &bytes)
 {
     if (!d->hasSingleDelimiter())
-        return setData(Data::String(QString::fromLatin1(bytes.constData())), /*quoted=*/false);
+        return setData(Data::String(QString::fromLatin1(bytes)), /*quoted=*/false);
     if (bytes.isEmpty())
         return false;
 

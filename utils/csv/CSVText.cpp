@@ -2,6 +2,8 @@
 
 #include "utils/files/Utf8_p.h"
 
+#include <QTextStream>
+
 #include <cstring>
 #include <limits>
 
@@ -21,8 +23,13 @@ static bool startsWithMark(const char *bytes, int size)
 CSVText CSVText::fromFile(const QByteArray &bytes)
 {
     CSVText text{QString()};
-    if (bytes.size() > maxSize || !isValidUtf8(bytes.constData(), bytes.constData() + bytes.size()))
+    if (bytes.size() > maxSize)
         return text;
+    if (!isValidUtf8(bytes.constData(), bytes.constData() + bytes.size())) {
+        if (startsWithWideMark(bytes))
+            text.m_text = QTextStream(bytes).readAll();
+        return text;
+    }
     text.m_utf8 = bytes;
     text.m_start = startsWithMark(bytes.constData(), bytes.size()) ? markSize : 0;
     return text;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "utils/csv/CSVData_p.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -10,10 +12,11 @@ namespace Utils {
 class CSVText
 {
 public:
-    explicit CSVText(const QString &text) : m_text(text) {}
+    explicit CSVText(const QString &text) : m_text(csvToKeep(text)) {}
 
-    /// The text of a file, whose byte order mark is no part of it. "" when File::read() must be
-    /// asked: when it is not UTF-8, or longer than a text may be.
+    /// What File::read() makes of a file with these \p bytes: UTF-8, or UTF-16 and UTF-32 with a
+    /// byte order mark, which is no part of it. "" when it is neither, or longer than a text may
+    /// be.
     static CSVText fromFile(const QByteArray &bytes);
 
     bool isEmpty() const { return size() == 0; }

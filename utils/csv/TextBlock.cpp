@@ -125,7 +125,7 @@ bool TextBlock::isAsIs(int line) const
             return false;
         const char *const begin = m_text.bytes() + m_index.begin(cell);
         const char *const end = m_text.bytes() + m_index.end(cell);
-        const auto isBare = [](char byte) { return byte > ' '; }; // not above ASCII either
+        const auto isBare = [](char byte) { return isAsciiByte(byte) && byte > ' '; };
         if (begin != end && !(isBare(*begin) && isBare(end[-1])))
             return false;
     }

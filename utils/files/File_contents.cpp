@@ -10,7 +10,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImageReader>
-#include <QTextCodec>
 #include <QTextStream>
 
 #include <algorithm>
@@ -32,13 +31,6 @@ static constexpr qint64 maxTextLength = std::numeric_limits<int>::max() / 2 - 64
 static bool open(QFile &file, QIODevice::OpenMode mode)
 {
     return !file.fileName().isEmpty() && file.open(mode);
-}
-
-/// Whether \p file starts with a mark of UTF-16 or UTF-32.
-static bool isWide(QFile &file)
-{
-    const QTextCodec *const codec = QTextCodec::codecForUtfText(file.peek(4), nullptr);
-    return codec && codec != QTextCodec::codecForName(utf8);
 }
 
 /// The text of \p file, or "" when it is no valid UTF-8.
@@ -84,7 +76,7 @@ static QString readAll(QFile &file)
 {
     if (file.size() > maxTextLength)
         return {};
-    if (!isWide(file))
+    if (!startsWithWideMark(file.peek(4)))
         return readUtf8(file);
 
     QTextStream stream(&file);

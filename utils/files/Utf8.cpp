@@ -1,5 +1,6 @@
 #include "utils/files/Utf8_p.h"
 
+#include <QTextCodec>
 #include <QtAlgorithms>
 #include <QtEndian>
 
@@ -223,5 +224,11 @@ bool isValidUtf8(const char *begin, const char *end)
 }
 
 #endif
+
+bool startsWithWideMark(const QByteArray &bytes)
+{
+    const QTextCodec *const codec = QTextCodec::codecForUtfText(bytes, nullptr);
+    return codec && codec != QTextCodec::codecForName("UTF-8");
+}
 
 } // namespace Utils
