@@ -166,16 +166,16 @@ protected:
 
     bool has(int row) const { return row >= 0 && row < numRows(); }
 
-    /// Appends the rows of a block, but for those that \p isWanted is false of.
+    /// Appends the rows of a block, but for those that \p isWanted is false of. All of them, or,
+    /// when the memory does not suffice, none, with std::bad_alloc.
     template <typename IsWanted>
     void appendBlock(Block block, const IsWanted &isWanted)
     {
-        const int first = numRows();
-        const int id =
-            m_order.append(block.numLines(), [&](int line) { return isWanted(block, line); });
-        if (block.isSplit())
-            mark(first, numRows());
-        m_blocks.push_back({id, std::move(block)});
+        appendWhole(block.numLines(), block.isSplit(), [&] {
+            const int id =
+                m_order.append(block.numLines(), [&](int line) { return isWanted(block, line); });
+            m_blocks.push_back({id, std::move(block)});
+        });
     }
     void appendBlock(Block block)
     {
@@ -184,11 +184,13 @@ protected:
 
     void reorderRows(int firstRow, const QList<int> &order) { m_order.reorder(firstRow, order); }
 
-    /// Appends a row that is split already.
-    void appendParsed(const Row &fields)
+    /// Appends rows that are split already. All of them, or none, too.
+    void appendParsed(const QList<Row> &rows)
     {
-        m_held.insert(m_order.append(), fields);
-        mark(numRows() - 1, numRows());
+        appendWhole(rows.size(), /*areParsed=*/true, [&] {
+            for (const Row &fields : rows)
+                m_held.insert(m_order.append(), fields);
+        });
     }
 
     /// Calls \p onRow with the fields of a row, or \p onLine with the block and line that has them.
@@ -264,6 +266,34 @@ private:
         int firstId;
         Block block;
     };
+
+    /// Calls \p append, which adds \p most rows or fewer, and takes back what it has added when it
+    /// throws.
+    template <typename Append>
+    void appendWhole(int most, bool areParsed, const Append &append)
+    {
+        const RowOrder::End end = m_order.end();
+        const int first = numRows();
+        const std::size_t numBlocks = m_blocks.size();
+        const std::size_t numMarks = m_parsedRows.size();
+        try {
+            if (areParsed)
+                m_parsedRows.resize(std::max(numMarks, static_cast<std::size_t>(first) + most));
+            append();
+        } catch (...) {
+            while (m_blocks.size() > numBlocks)
+                m_blocks.pop_back();
+            m_held.removeFrom(end.id);
+            m_order.cut(end);
+            m_parsedRows.resize(numMarks);
+            throw;
+        }
+        // Last, and with no need of memory: the marks may have been there before the rows.
+        m_parsedRows.resize(
+            std::max(numMarks, areParsed ? static_cast<std::size_t>(numRows()) : 0));
+        if (areParsed)
+            mark(first, numRows());
+    }
 
     const PlacedBlock &blockOf(int id) const
     {

@@ -4,6 +4,7 @@
 #include "utils/feedback/Progress.h"
 
 #include <algorithm>
+#include <new>
 
 namespace Utils {
 
@@ -48,8 +49,21 @@ double CSVStringData::dataValue(int row, int col, bool *ok)
 
 double CSVStringData::number(const QString &field, bool *ok) const { return csvNumber(field, ok); }
 
-void CSVStringData::setText(const CSVText &text, bool parseNow, Progress *progress,
+bool CSVStringData::setText(const CSVText &text, bool parseNow, Progress *progress,
                             const Data::String &label)
+{
+    const QStringList delimitersBefore = delimiters;
+    try {
+        appendText(text, parseNow, progress, label);
+        return true;
+    } catch (const std::bad_alloc &) {
+        delimiters = delimitersBefore;
+        return false;
+    }
+}
+
+void CSVStringData::appendText(const CSVText &text, bool parseNow, Progress *progress,
+                               const Data::String &label)
 {
     if (!alternateDelimiters.isEmpty() &&
         (delimiters.isEmpty() || !text.firstLine().contains(delimiters.first())))
@@ -89,19 +103,21 @@ void CSVStringData::appendSplit(const CSVText &text, const LineSplitter &splitte
         progress->setMaxSteps(all.count(lineFeed) + 1);
         progress->setLabel(label);
     }
+    // Appended at the end, when there is memory for all of them.
+    QList<QStringList> rows;
     const QChar *const end = all.constData() + all.size();
     const QChar *line = all.constData();
     for (int expected = 0; line <= end;) {
         const QChar *const next = std::find(line, end, lineFeed);
         if (comment.isEmpty() || !isComment(QString(line, static_cast<int>(next - line)))) {
-            const QStringList fields = splitter.split(line, next, expected);
-            expected = fields.size();
-            appendParsed(fields);
+            rows.append(splitter.split(line, next, expected));
+            expected = rows.last().size();
         }
         if (progress)
             progress->tick(1);
         line = next + 1;
     }
+    appendParsed(rows);
 }
 
 /// Appends the lines that are no comments.

@@ -32,19 +32,20 @@ public:
     double dataValue(int row, int col, bool *ok) override;
 
     /// Appends the lines of \p text that are no comments, split or, unless \p parseNow, as they
-    /// are. Only the former reports, a tick a line.
-    void setData(const Data::String &text, bool parseNow, Progress *progress,
+    /// are. Only the former reports, a tick a line. False, with nothing changed, when the memory
+    /// does not suffice.
+    bool setData(const Data::String &text, bool parseNow, Progress *progress,
                  const Data::String &label)
     {
-        setText(CSVText(text), parseNow, progress, label);
+        return setText(CSVText(text), parseNow, progress, label);
     }
-    void setText(const CSVText &text, bool parseNow, Progress *progress, const Data::String &label);
+    bool setText(const CSVText &text, bool parseNow, Progress *progress, const Data::String &label);
 
     /// The fields of \p line, which may also be a comment, trimmed.
     QStringList split(const QString &line) const override;
 
     /// Appends a row, which counts as split.
-    void appendRow(const QStringList &fields) { appendParsed(fields); }
+    void appendRow(const QStringList &fields) { appendParsed({fields}); }
 
     /// All rows as they are held.
     QList<QStringList> heldRows() const;
@@ -71,6 +72,8 @@ protected:
 private:
     QStringList listToHold(int row);
     bool isComment(const QString &line) const;
+    void appendText(const CSVText &text, bool parseNow, Progress *progress,
+                    const Data::String &label);
     void appendSplit(const CSVText &text, const LineSplitter &splitter, Progress *progress,
                      const Data::String &label);
     void appendBlock(TextBlock block);

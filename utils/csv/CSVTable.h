@@ -126,13 +126,14 @@ public:
     ///     a,"b,c",d    => three fields
     ///     "a",b        => the first with its quotes
     ///
-    /// False, when it cannot be read or is empty; a table in the file takes an empty one. The path
-    /// is kept in any case.
+    /// False, when it cannot be read or is empty; a table in the file takes an empty one. False,
+    /// too, when it is larger than the memory: then none of its rows is there, and the text rows
+    /// are as they were. The path is kept in any case.
     bool read(const Data::String &path, int fileSizeLimit = 0, bool quoted = false);
 
-    /// Reads text, and adds it to the text rows. False, with nothing changed, when it is empty, and
-    /// when it had comments only. Text and bytes are shared, unless they were made by
-    /// fromRawData(), which copies.
+    /// Reads text, and adds it to the text rows. False, with nothing changed, when it is empty;
+    /// when it had comments only; and, with the text rows as they were, when the memory does not
+    /// suffice. Text and bytes are shared, unless they were made by fromRawData(), which copies.
     bool setData(const Data::String &text, bool quoted = false);
     bool setData(const char *text, bool quoted = false);
 

@@ -6,6 +6,8 @@
 #include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
 
+#include <new>
+
 namespace Utils {
 
 namespace {
@@ -66,24 +68,36 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
     if (path.startsWith(QLatin1String("http://"))) // which File::read() fetches
         return setData(File::read(path), quoted);
     // Looked at once: a pipe would wait for somebody else.
-    const CSVText text = CSVText::fromFile(File::readRaw(path));
-    return !text.isEmpty() && d->setText(text, quoted);
+    try {
+        const CSVText text = CSVText::fromFile(File::readRaw(path));
+        return !text.isEmpty() && d->setText(text, quoted);
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
 }
 
 bool CSVTablePrivate::setText(const CSVText &text, bool quoted)
 {
     useText();
+    const bool wasQuoted = textData.quoted;
     textData.quoted = quoted && textData.delimiters.size() < 2;
+    bool isWhole = false;
     {
         const SavedProgress saved(progress);
-        textData.setText(text, /*parseNow=*/!demandParse, progress, progressLabel);
+        isWhole = textData.setText(text, /*parseNow=*/!demandParse, progress, progressLabel);
     }
-    return data->isValid();
+    if (!isWhole)
+        textData.quoted = wasQuoted;
+    return isWhole && data->isValid();
 }
 
 bool CSVTable::setData(const Data::String &text, bool quoted)
 {
-    return !text.isEmpty() && d->setText(CSVText(text), quoted);
+    try {
+        return !text.isEmpty() && d->setText(CSVText(text), quoted);
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
 }
 
 bool CSVTable::setData(const char *text, bool quoted)
@@ -93,19 +107,23 @@ bool CSVTable::setData(const char *text, bool quoted)
 
 bool CSVTable::setData(const QByteArray &bytes)
 {
-    if (!d->hasSingleDelimiter())
-        return setData(Data::String(QString::fromLatin1(bytes)), /*quoted=*/false);
-    if (bytes.isEmpty())
-        return false;
+    try {
+        if (!d->hasSingleDelimiter())
+            return setData(Data::String(QString::fromLatin1(bytes)), /*quoted=*/false);
+        if (bytes.isEmpty())
+            return false;
 
-    clearCSV();
-    auto backend = std::make_unique<CSVArrayData>(d->byteDelimiter());
-    {
-        const SavedProgress saved(d->progress);
-        backend->setData(bytes, /*parseNow=*/!d->demandParse, d->progress, d->progressLabel);
+        clearCSV();
+        auto backend = std::make_unique<CSVArrayData>(d->byteDelimiter());
+        {
+            const SavedProgress saved(d->progress);
+            backend->setData(bytes, /*parseNow=*/!d->demandParse, d->progress, d->progressLabel);
+        }
+        d->use(std::move(backend));
+        return isValid();
+    } catch (const std::bad_alloc &) {
+        return false; // back on the text rows, as they were
     }
-    d->use(std::move(backend));
-    return isValid();
 }
 
 bool CSVTable::hasHeader() const

@@ -3,8 +3,10 @@
 #include <QList>
 #include <QtGlobal>
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <numeric>
 #include <vector>
 
 namespace Utils {
@@ -45,6 +47,14 @@ public:
             *row = Row();
             m_pieces[numberOf(id)]->held &= ~bitOf(id);
         }
+    }
+
+    /// Removes \p id and all above it.
+    void removeFrom(int id)
+    {
+        for (; placeOf(id) != 0; ++id)
+            remove(id);
+        m_pieces.resize(std::min(numberOf(id), m_pieces.size()));
     }
 
     void clear() { m_pieces.clear(); }
@@ -102,6 +112,25 @@ public:
         return append(1, [](int) { return true; });
     }
 
+    /// How far the order goes.
+    struct End
+    {
+        int id; // of the next row
+        std::size_t listed;
+        bool isPlain;
+    };
+    End end() const { return {m_nextId, m_ids.size(), m_isPlain}; }
+
+    /// Forgets what was appended since the order went as far as \p end.
+    void cut(const End &end)
+    {
+        m_nextId = end.id;
+        m_isPlain = end.isPlain;
+        if (m_isPlain)
+            m_ids = std::vector<int>();
+        m_ids.resize(end.listed);
+    }
+
     void remove(int row)
     {
         list();
@@ -139,8 +168,11 @@ public:
 private:
     void list()
     {
-        for (int id = 0; m_isPlain && id < m_nextId; ++id)
-            m_ids.push_back(id);
+        if (!m_isPlain)
+            return;
+        std::vector<int> ids(static_cast<std::size_t>(m_nextId));
+        std::iota(ids.begin(), ids.end(), 0);
+        m_ids.swap(ids);
         m_isPlain = false;
     }
 
