@@ -228,10 +228,23 @@ protected:
         return fields;
     }
 
-    /// The fields of a row that is split and held as a list, else null.
-    const Row *splitRow(int row) const
+    /// The fields of a row that rowToKeep() has given, else null, or null where rows have moved.
+    const Row *keptRow(int row) const
     {
-        return has(row) && isParsed(row) ? m_held.find(m_order.idAt(row)) : nullptr;
+        return m_order.isPlain() ? m_held.findMarked(row) : nullptr;
+    }
+
+    /// The fields of a row that is split, as a list that is held from now on, or null when there is
+    /// no such row.
+    const Row *rowToKeep(int row)
+    {
+        if (!has(row))
+            return nullptr;
+        parseRow(row);
+        const Row &fields = rowToHold(row);
+        if (m_order.isPlain())
+            m_held.mark(row);
+        return &fields;
     }
 
     /// The fields of a row as a list that is held from now on.

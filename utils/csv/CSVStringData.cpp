@@ -12,16 +12,16 @@ static const QChar lineFeed = QLatin1Char('\n');
 
 QStringList CSVStringData::data(int row)
 {
-    if (const QStringList *const fields = splitRow(row))
+    if (const QStringList *const fields = keptRow(row))
         return *fields;
-    return listToHold(row);
+    return listToKeep(row);
 }
 
 /// Apart from data(), which is short where there is nothing to do.
-QStringList CSVStringData::listToHold(int row)
+QStringList CSVStringData::listToKeep(int row)
 {
-    parseRow(row);
-    return has(row) ? rowToHold(row) : QStringList();
+    const QStringList *const fields = rowToKeep(row);
+    return fields ? *fields : QStringList();
 }
 
 Data::String CSVStringData::data(int row, int col)

@@ -70,7 +70,7 @@ protected:
     void rowChanges(int) override {}
 
 private:
-    QStringList listToHold(int row);
+    Q_NEVER_INLINE QStringList listToKeep(int row);
     bool isComment(const QString &line) const;
     void appendText(const CSVText &text, bool parseNow, Progress *progress,
                     const Data::String &label);

@@ -24,6 +24,16 @@ public:
     }
     Row *find(int id) { return const_cast<Row *>(static_cast<const RowStore *>(this)->find(id)); }
 
+    /// A row that was marked and is there since then, else null, at once. Any number will do.
+    const Row *findMarked(int id) const
+    {
+        const Piece *const piece = pieceOf(id);
+        return piece && (piece->marked & bitOf(id)) != 0 ? &piece->rows[placeOf(id)] : nullptr;
+    }
+
+    /// Marks a row that is there.
+    void mark(int id) { m_pieces[numberOf(id)]->marked |= bitOf(id); }
+
     /// Whether \p id is among many that are not there, and how many there are at least from \p id
     /// on.
     bool isFree(int id) const { return !pieceOf(id); }
@@ -46,6 +56,7 @@ public:
         if (Row *const row = find(id)) {
             *row = Row();
             m_pieces[numberOf(id)]->held &= ~bitOf(id);
+            m_pieces[numberOf(id)]->marked &= ~bitOf(id);
         }
     }
 
@@ -66,6 +77,7 @@ private:
     {
         Row rows[pieceSize];
         quint64 held = 0;
+        quint64 marked = 0;
     };
 
     static std::size_t numberOf(int id) { return static_cast<unsigned>(id) / pieceSize; }
