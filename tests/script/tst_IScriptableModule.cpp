@@ -3,6 +3,7 @@
 #include "utils/script/ModuleList_p.h"
 
 #include "tests/support/Print.h"
+#include "tests/support/Vtable.h"
 
 #include <QtTest>
 
@@ -196,6 +197,11 @@ private Q_SLOTS:
         QCOMPARE(assigned.name(), String("a"));
         initialize();
         QCOMPARE(initialized, QStringList("a")); // the state came along
+    }
+
+    void declaresItsOperationsInTheirOrder()
+    {
+        QCOMPARE(vtableIndex(&IScriptableModule::initialize), 2); // the destructor has two entries
     }
 
     void leavesADeadListAlone()

@@ -32,8 +32,16 @@ class tst_PythonScript_data : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { d.emplace(); }
-    void cleanup() { d.reset(); }
+    // A start takes its time, so the rows of a test share an interpreter.
+    void init()
+    {
+        if (m_function == QTest::currentTestFunction())
+            return;
+        m_function = QTest::currentTestFunction();
+        d.reset();
+        d.emplace();
+    }
+    void cleanupTestCase() { d.reset(); }
 
     void registersTheListsOfNumbersAtTheirFirstUse()
     {
@@ -130,6 +138,7 @@ private Q_SLOTS:
                 return QVector<double>{column.first, column.second};
             });
         start();
+        d->engine.popData("x"); // of another row
 
         d->engine.pushData("x", Variant(value));
 
@@ -480,6 +489,7 @@ private:
     void start() { QVERIFY2(d->engine.runCode("pass\n"), qPrintable(d->engine.errorMessage())); }
 
     std::optional<PythonFixture> d;
+    QByteArray m_function; // that d was made for
 };
 
 QTEST_GUILESS_MAIN(tst_PythonScript_data)

@@ -26,8 +26,16 @@ class tst_PythonScript_run : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { d.emplace(); }
-    void cleanup() { d.reset(); }
+    // A start takes its time, so the rows of a test share an interpreter.
+    void init()
+    {
+        if (m_function == QTest::currentTestFunction())
+            return;
+        m_function = QTest::currentTestFunction();
+        d.reset();
+        d.emplace();
+    }
+    void cleanupTestCase() { d.reset(); }
 
     void supportsPythonByLanguageOrSuffix_data()
     {
@@ -305,6 +313,7 @@ private Q_SLOTS:
     void needsTheModulesOfAnExpression()
     {
         QFETCH(QString, missing);
+        d->engine.reset();
         QVERIFY(d->engine.runCode("import sys\nsys.modules['" + missing + "'] = None\n"));
 
         QVERIFY(!d->engine.runCode("1"));
@@ -539,6 +548,7 @@ private:
     }
 
     std::optional<PythonFixture> d;
+    QByteArray m_function; // that d was made for
 };
 
 QTEST_GUILESS_MAIN(tst_PythonScript_run)

@@ -1,5 +1,7 @@
 #include "utils/script/PythonScript_p.h"
 
+#include "utils/process/Process.h"
+
 #include "tests/script/PythonChild.h"
 #include "tests/script/PythonFixture.h"
 #include "tests/strings/Catalogue.h"
@@ -151,6 +153,44 @@ private Q_SLOTS:
         QCOMPARE(output, once + once + QStringList("exit 3"));
     }
 
+    void livesThroughWhatTheHostDoesWhenItIsAsked_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<bool>("startsWithoutAHost");
+
+        QTest::newRow("the program") << "APP_PATH" << false;
+        QTest::newRow("the home of Python") << "PYTHON_DIR" << true;
+        QTest::newRow("the home of the application") << "HOME_DIR" << true;
+        QTest::newRow("the resources") << "RES_DIR" << true;
+    }
+
+    void livesThroughWhatTheHostDoesWhenItIsAsked()
+    {
+        QFETCH(QString, key);
+        QFETCH(bool, startsWithoutAHost);
+        bool isFirst = true;
+        const auto whenAsked = [&](const std::function<void()> &reaction) {
+            isFirst = true;
+            d->host.reaction = [&, reaction](const QString &call) {
+                if (call.startsWith("getVariable(" + key) && std::exchange(isFirst, false))
+                    reaction();
+            };
+        };
+
+        whenAsked([&] { QVERIFY(d->engine.runCode("x = 1")); });
+        QVERIFY2(d->engine.runCode("y = x"), qPrintable(d->engine.errorMessage()));
+
+        d.emplace(); // with an engine that asks for everything again
+        whenAsked([&] { d->engine.reset(); });
+        QVERIFY(d->engine.runCode("x = 1"));
+        QVERIFY(!Py_IsInitialized()); // the reset has waited
+
+        d.emplace();
+        whenAsked([] { Utils::setApplication(nullptr); });
+        QCOMPARE(d->engine.runCode("x = 1"), startsWithoutAHost);
+        QCOMPARE(d->engine.errorMessage(), startsWithoutAHost ? String() : "no Python: <>");
+    }
+
     void asksForTheNameOfTheProgramOnce()
     {
         QVERIFY(d->engine.runCode("x = 1"));
@@ -290,6 +330,21 @@ private Q_SLOTS:
 
         QCOMPARE(d->engine.errorMessage(), String("no Python: <hanging\n>"));
         QVERIFY(!Utils::PythonScript::isStartUpProgramDone);
+    }
+
+    void doesNotStartWhenTheHostHasAHangingStartUpProgramKilled()
+    {
+        makeStartUpProgram("echo $$ > \"${0%/solver/pyInit}/log\"\n"
+                           "exec sleep 600");
+        d->host.reaction = [&](const QString &call) {
+            if (call.startsWith("setProgress("))
+                Utils::Process::kill(log().toLongLong());
+        };
+
+        QVERIFY(!d->engine.runCode("x = 1"));
+
+        QCOMPARE(d->engine.errorMessage(), String("no Python: <>"));
+        QVERIFY(!Py_IsInitialized());
     }
 
     void startsAllTheSameWhenTheStartUpProgramCannotBeStarted_data()
