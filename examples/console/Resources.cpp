@@ -42,7 +42,7 @@ QMap<QString, QString> hostVariables(const QCommandLineParser &given)
 
 void loadTexts(const QString &resources, const QString &language)
 {
-    Utils::File::setSearchPath(resources, besideProgram(KELM_LIBRARY_RES_DIR));
+    Utils::File::setSearchPath(resources, "");
     Utils::StringTable::initialize(language.isEmpty() ? QLocale::system().name() : language,
                                    "Console", "");
     for (const char *table :

@@ -17,8 +17,8 @@ namespace Kelm {
 ///     verbose     3 with --verbose, else 0
 QMap<QString, QString> hostVariables(const QCommandLineParser &given);
 
-/// Makes \p resources the folder of resources, with that of the library behind it, and loads the
-/// texts of the library and of the program from both in \p language, as "de"; "" is the system's.
+/// Makes \p resources the folder of resources, and loads the texts of the library and of the
+/// program from it in \p language, as "de"; "" is the system's.
 void loadTexts(const QString &resources, const QString &language);
 
 } // namespace Kelm
