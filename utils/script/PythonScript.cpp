@@ -19,6 +19,9 @@
 
 namespace Utils {
 
+/// Python's own.
+static const int recursionLimit = 1000;
+
 namespace {
 
 using Bindings::Reference;
@@ -343,6 +346,7 @@ bool PythonScript::startInterpreter(bool isZipHome)
 
     // A home without a standard library would end the process in there, when it imports "site".
     const int originalFlag = std::exchange(Py_NoSiteFlag, 1);
+    Py_SetRecursionLimit(recursionLimit); // one that a script has set outlives its interpreter
     Py_InitializeEx(/*initsigs=*/0);
     Py_NoSiteFlag = originalFlag;
     if (!Py_IsInitialized())
@@ -451,7 +455,10 @@ void PythonScript::finalize()
 {
     m_isResetPutOff = false;
     m_isFinalizing = true;
-    Py_Finalize();
+    {
+        const ExitGuard guard; // for what scripts have left to be run at the end
+        Py_Finalize();
+    }
     m_isFinalizing = false;
     IScriptableModule::resetModules();
 }
