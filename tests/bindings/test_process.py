@@ -1,0 +1,139 @@
+# -*- coding: utf-8 -*-
+
+import os
+import time
+
+from KelmData import Data
+from KelmUtils import Utils
+
+import suite
+
+Process, Progress = Utils.Process, Utils.Progress
+
+
+def shell(script, *arguments):
+    """A process that runs the shell script."""
+    return Process('/bin/sh', ['-c', script, 'sh'] + list(arguments))
+
+
+class Processes(suite.FolderTestCase):
+
+    def test_is_made_unset(self):
+        process = Process()
+        self.assertText(process.fullCommand(), '')
+        self.assertIs(process.start(), False)
+        self.assertIs(process.isRunning(), False)
+        self.assertIsNot(process.errorMessage(), '')
+
+    def test_is_made_with_a_command_and_arguments(self):
+        self.assertText(Process('C:/a b/x.exe').fullCommand(), '"C:/a b/x.exe"')
+        process = Process('C:/a b/x.exe', ['-f', u'\xe4 d', Data.String('e')])
+        self.assertText(process.fullCommand(), u'"C:/a b/x.exe" -f "\xe4 d" e')
+        self.assertText(Process('x', ()).fullCommand(), 'x')
+        self.assertRefusesTypes('Process', Process, ('x', ['a']), 0)
+        self.assertRefuses("Process(): argument 1 has unexpected type 'Process'",
+                           Process, Process())  # there is no copy
+
+    def test_is_set(self):
+        process = Process()
+        self.assertIsNone(process.setCommand(u'\xe4'))
+        self.assertIsNone(process.setArguments(['b c', u'd']))
+        self.assertIsNone(process.setMessage('label'))
+        self.assertIsNone(process.setWorkingDirectory(self.folder))
+        self.assertText(process.fullCommand(), u'\xe4 "b c" d')
+        for name in ('setCommand', 'setMessage', 'setWorkingDirectory'):
+            self.assertRefusesTypes('Process.' + name, getattr(process, name), ('a',))
+        self.assertRefusesTypes('Process.setArguments', process.setArguments, (['a'],))
+
+    def test_runs(self):
+        process = shell('printf "%s\n" "$1"; printf err >&2; exit 3', u'\xe4 b')
+        self.assertIs(process.start(), True)
+        self.assertIs(process.wait(), True)
+        self.assertIs(process.isRunning(), False)
+        self.assertIs(process.normalExit(), True)
+        self.assertInt(process.exitCode(), 3)
+        self.assertText(process.output(), u'\xe4 b\nerr')
+        self.assertText(process.recentOutput(), u'\xe4 b\nerr')
+        self.assertText(process.recentOutput(), '')
+        self.assertText(process.output(), u'\xe4 b\nerr')
+
+    def test_runs_again(self):
+        process = shell('echo "$0"')
+        for _ in range(3):
+            self.assertIs(process.start(), True)
+            process.wait()
+            self.assertText(process.output(), 'sh\n')
+
+    def test_runs_in_its_folder(self):
+        process = shell('pwd')
+        process.setWorkingDirectory(self.folder)
+        process.start()
+        process.wait()
+        self.assertText(process.output(), os.path.realpath(self.folder) + '\n')
+
+    def test_does_not_start_what_is_not_there(self):
+        process = Process(self.path('missing'))
+        self.assertIs(process.start(), False)
+        self.assertIs(type(process.errorMessage()), Data.String)
+        self.assertIn('No such file', process.errorMessage())
+
+    def test_reads_what_it_is_sent(self):
+        process = shell('read line; echo "got $line"')
+        process.start()
+        self.assertIs(process.isRunning(), True)
+        self.assertIs(process.normalExit(), False)
+        self.assertIs(process.sendData(u'\xe4\n', 5000), True)
+        process.wait()
+        self.assertText(process.output(), u'got \xe4\n')
+        self.assertRefusesTypes('Process.sendData', process.sendData, ('a', 1), 1)
+
+    def test_sends_without_waiting_by_default(self):
+        process = Process()
+        self.assertIs(process.sendData('a'), True)
+        self.assertIs(process.sendData('a', 0), True)
+        self.assertIs(process.sendData('a', 1), False)
+
+    def test_kill(self):
+        process = shell('sleep 600 & wait')
+        process.start()
+        self.assertIsNone(process.kill())
+        process.wait()
+        self.assertIs(process.isRunning(), False)
+        self.assertIs(process.normalExit(), False)
+        self.assertInt(process.exitCode(), 9)
+        self.assertRefuses('Process.kill(): too many arguments', process.kill, 1)
+
+    def test_is_killed_with_its_last_reference(self):
+        process = shell('echo $$ > "$1.part"; mv "$1.part" "$1"; exec sleep 600',
+                        self.path('number'))
+        process.start()
+        while not os.path.exists(self.path('number')):
+            time.sleep(0.01)
+        del process
+        with self.assertRaises(OSError):
+            os.kill(int(self.contents('number')), 0)
+
+    def test_shows_progress_on_demand(self):
+        process = shell('sleep 0.3')
+        process.setMessage('Sleeping')
+        process.start()
+        self.assertIs(process.wait(True), True)
+        process.start()
+        self.assertIs(process.wait(False), True)
+        self.assertRefusesTypes('Process.wait', process.wait, (True,), 0)
+
+    def test_methods_without_arguments_take_none(self):
+        process = Process()
+        for name in ('errorMessage', 'exitCode', 'fullCommand', 'isRunning', 'kill', 'normalExit',
+                     'output', 'recentOutput', 'start'):
+            self.assertRefuses('Process.%s(): too many arguments' % name,
+                               getattr(process, name), 1)
+
+    def test_has_these_methods_and_no_others(self):
+        self.assertEqual([name for name in dir(Process) if not name.startswith('_')], [
+            'errorMessage', 'exitCode', 'fullCommand', 'isRunning', 'kill', 'normalExit', 'output',
+            'recentOutput', 'sendData', 'setArguments', 'setCommand', 'setMessage',
+            'setWorkingDirectory', 'start', 'wait'])
+
+
+suite.run()
