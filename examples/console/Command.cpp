@@ -54,7 +54,7 @@ static ExitCode tell(const Command &command, Result result)
     if (result.code == WrongUsage)
         result.error += QString(". See kelm %1 --help").arg(command.name);
     if (!result.error.isEmpty()) {
-        const QString line = QString(result.error).replace('\n', "; ");
+        const QString line = result.error.trimmed().replace('\n', "; ");
         writeError(QString("kelm %1: ").arg(command.name) + line);
     }
     return result.code;
@@ -92,7 +92,7 @@ static Result parseAndRun(const Command &command, const QStringList &arguments)
     return result;
 }
 
-ExitCode runCommand(const Command &command, const QStringList &arguments)
+ExitCode perform(const Command &command, const QStringList &arguments)
 {
     return tell(command, parseAndRun(command, arguments));
 }

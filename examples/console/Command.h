@@ -42,7 +42,7 @@ struct Command
 
 /// Runs \p command with the arguments behind its name: the library's host and texts are there for
 /// as long as that takes.
-ExitCode runCommand(const Command &command, const QStringList &arguments);
+ExitCode perform(const Command &command, const QStringList &arguments);
 
 /// The number in the text of an option, if it is a whole one and no smaller than \p least.
 std::optional<int> wholeNumber(const QString &text, int least);

@@ -60,7 +60,7 @@ int main(int argc, char **argv)
     const QStringList arguments = QCoreApplication::arguments().mid(1);
     for (const Command *const command : allCommands()) {
         if (arguments.value(0) == command->name)
-            return runCommand(*command, arguments.mid(1));
+            return perform(*command, arguments.mid(1));
     }
     return runWithoutCommand(arguments.value(0));
 }

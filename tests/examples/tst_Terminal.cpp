@@ -295,6 +295,57 @@ private Q_SLOTS:
         QTRY_VERIFY(kill(child, 0) != 0 && errno == ESRCH);
     }
 
+#ifdef KELMUTILS_PYTHON_HOME
+    void cancelsTheTaskOfAScript_data()
+    {
+        QTest::addColumn<QByteArray>("key");
+
+        QTest::newRow("Esc") << escape;
+        QTest::newRow("Ctrl-C") << interrupt;
+    }
+
+    void cancelsTheTaskOfAScript()
+    {
+        QFETCH(QByteArray, key);
+        const QTemporaryDir folder;
+        const QString path = makeFile(folder.filePath("task.py"),
+                                      "import time\n"
+                                      "from KelmUtils import Utils\n"
+                                      "progress = Utils.Progress(4, 'Working', True)\n"
+                                      "progress.show()\n"
+                                      "progress.tick(2)\n"
+                                      "while progress.tick(0) and not progress.cancelled():\n"
+                                      "    progress.show()\n"
+                                      "    time.sleep(0.01)\n"
+                                      "print 'cancelled', progress.cancelled()\n");
+        Session session(KELM_PROGRAM, {"run", "--quiet", path});
+        QVERIFY(session.waitFor("Working  ["));
+        QVERIFY(session.waitFor(" 50 %  0:0"));
+        QVERIFY(session.waitFor("Esc cancels"));
+
+        session.press(key);
+
+        QCOMPARE(session.finish(), 130);
+        QVERIFY(session.screen().contains("cancelled True\r\n"));
+        QVERIFY(session.screen().endsWith("kelm run: Cancelled\r\n"));
+        QVERIFY(session.isAsBefore());
+    }
+
+    void endsAScriptWithoutATaskByCtrlC()
+    {
+        const QTemporaryDir folder;
+        const QString path = makeFile(folder.filePath("endless.py"), "import sys\nprint 'begun'\n"
+                                                                     "sys.stdout.flush()\n"
+                                                                     "while True:\n    pass\n");
+        Session session(KELM_PROGRAM, {"run", "--quiet", path});
+        QVERIFY(session.waitFor("begun"));
+
+        session.press(interrupt);
+
+        QCOMPARE(session.finish(), 130);
+    }
+#endif
+
     void fitsHistogramsIntoTheTerminal()
     {
         const QTemporaryDir folder;

@@ -7,8 +7,11 @@
 namespace Kelm {
 
 // Each in the source that has its name.
+extern const Command checkCommand;
 extern const Command copyCommand;
+extern const Command evalCommand;
 extern const Command findCommand;
+extern const Command runCommand;
 extern const Command settingsCommand;
 extern const Command stringsCommand;
 extern const Command tableCommand;
@@ -19,8 +22,9 @@ extern const Command xmlCommand;
 /// All commands, in the order of the help.
 inline QVector<const Command *> allCommands()
 {
-    return {&tableCommand,    &tagsCommand, &xmlCommand,  &stringsCommand,
-            &settingsCommand, &findCommand, &copyCommand, &watchCommand};
+    return {&runCommand,  &evalCommand, &checkCommand,   &tableCommand,
+            &tagsCommand, &xmlCommand,  &stringsCommand, &settingsCommand,
+            &findCommand, &copyCommand, &watchCommand};
 }
 
 } // namespace Kelm

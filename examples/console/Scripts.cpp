@@ -1,0 +1,21 @@
+#include "examples/console/Scripts.h"
+
+#include "utils/script/ScriptManager.h"
+
+namespace Kelm {
+
+bool startScripts(Data::String &error)
+{
+    const Utils::ScriptManager &scripts = Utils::ScriptManager::instance();
+    if (!scripts.supports("py")) {
+        error = "This program was built without Python";
+        return false;
+    }
+    // Modules stand in folders of this program, or of others: no compiled ones are left there.
+    if (!qEnvironmentVariableIsSet("PYTHONDONTWRITEBYTECODE"))
+        qputenv("PYTHONDONTWRITEBYTECODE", "1");
+    // The first text starts it, and this one does nothing else.
+    return scripts.validate("", "py", error);
+}
+
+} // namespace Kelm

@@ -1,0 +1,242 @@
+#include "tests/examples/Program.h"
+
+/// The commands run, eval and check.
+class tst_Kelm_scripts : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { m_kelm.environment.clear(); }
+
+    void evaluates_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("output");
+
+        // clang-format off
+        QTest::newRow("an expression") << QStringList("1+1") << "2\n";
+        QTest::newRow("with functions") << QStringList("sqrt(16) + sind(90)") << "5\n";
+        QTest::newRow("text") << QStringList("'a' * 3") << "aaa\n";
+        QTest::newRow("text of other letters") << QStringList(QString::fromUtf8("'ä' + 'ö'"))
+            << QString::fromUtf8("äö\n");
+        QTest::newRow("statements") << QStringList("x = 5") << "";
+        QTest::newRow("several lines") << QStringList{"--", "print 'first'\nprint 'second'"}
+            << "first\nsecond\n";
+        QTest::newRow("a variable") << QStringList{"--variable", "x", "x = 5\ny = 6"} << "5\n";
+        QTest::newRow("given numbers") << QStringList{"--set", "a=2.5", "--set", "b=2", "a * b"}
+            << "5\n";
+        QTest::newRow("a given text") << QStringList{"--set", "a=x=y", "a + '!'"} << "x=y!\n";
+        QTest::newRow("behind the mark") << QStringList{"--", "-3 * 2"} << "-6\n";
+        // clang-format on
+    }
+
+    void evaluates()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, output);
+
+        QVERIFY(m_kelm.run(QStringList("eval") + arguments));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, output);
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void runsAScript()
+    {
+        const QString path = script("a.py", "import sys\nprint sys.argv[1:]\n");
+
+        QVERIFY(m_kelm.run({"run", path, "--help", "-x", "two words"}));
+
+        QCOMPARE(m_kelm.output, QString("['--help', '-x', 'two words']\n"));
+        QCOMPARE(m_kelm.error, "Running the script \"" + path +
+                                   "\"...\nThe script has finished.\nScriptExecuted: path " + path +
+                                   ", result true\n");
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void tellsTheOutcomeInOtherLanguages()
+    {
+        const QString path = script("a.py", "pass\n");
+
+        QVERIFY(m_kelm.run({"run", "--language", "de", path}));
+
+        QCOMPARE(m_kelm.error.section('\n', 1, 1), QString("Das Skript ist beendet."));
+    }
+
+    void runsQuietly()
+    {
+        QVERIFY(m_kelm.run({"run", "--quiet", script("a.py", "print 5\n")}));
+
+        QCOMPARE(m_kelm.output, QString("5\n"));
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void findsModulesBesideTheScript()
+    {
+        script("beside.py", "value = 7\n");
+
+        QVERIFY(
+            m_kelm.run({"run", "--quiet", script("a.py", "import beside\nprint beside.value\n")}));
+
+        QCOMPARE(m_kelm.output, QString("7\n"));
+        QVERIFY(!QFile::exists(m_folder.filePath("beside.pyc")));
+    }
+
+    void givesScriptsTheLibrary()
+    {
+        const QString path =
+            script("a.py", "from KelmUtils import Utils\n"
+                           "Utils.Settings('View').setInt('width', 800)\n"
+                           "print Utils.StringTable.lookup('.Kelm.Console.msg.weight')\n");
+
+        QVERIFY(m_kelm.run({"run", "--quiet", "--language", "en", path}));
+        QCOMPARE(m_kelm.output, QString("A frame of %1 weighs %2 kg.\n"));
+        QVERIFY(m_kelm.run({"settings", "get", "View/width"}));
+        QCOMPARE(m_kelm.output, QString("800\n"));
+    }
+
+    void tellsOfAScriptThatFails_data()
+    {
+        QTest::addColumn<QByteArray>("code");
+        QTest::addColumn<QString>("reason");
+
+        QTest::newRow("raises") << QByteArray("x = 1\nraise ValueError('bad')\n")
+                                << "ValueError: bad";
+        QTest::newRow("no syntax") << QByteArray("1 +\n") << "SyntaxError: invalid syntax";
+        QTest::newRow("exits") << QByteArray("import sys\nsys.exit(0)\n") << "SystemExit: 0";
+    }
+
+    void tellsOfAScriptThatFails()
+    {
+        QFETCH(QByteArray, code);
+        QFETCH(QString, reason);
+        const QString path = script("a.py", code);
+
+        QVERIFY(m_kelm.run({"run", path}));
+
+        QCOMPARE(m_kelm.output, QString());
+        QVERIFY2(m_kelm.error.contains(reason), qPrintable(m_kelm.error));
+        QVERIFY(m_kelm.error.endsWith("ScriptExecuted: path " + path +
+                                      ", result false\nkelm run: The script \"" + path +
+                                      "\" has failed\n"));
+        QCOMPARE(m_kelm.status, 1);
+    }
+
+    void checksScripts()
+    {
+        const QString good = script("good.py", "raise ValueError\n");
+        const QString bad = script("bad.py", "x = 1\nif x\n");
+
+        QVERIFY(m_kelm.run({"check", good, script("empty.py", "")}));
+        QCOMPARE(m_kelm.error + m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, 0);
+        QVERIFY(m_kelm.run({"check", good, bad}));
+        QCOMPARE(m_kelm.error, "kelm check: \"" + bad + "\": invalid syntax; line: 2; column: 5\n");
+        QCOMPARE(m_kelm.status, 1);
+    }
+
+    void endsQuietlyWhenNobodyReadsTheScriptsOutput()
+    {
+        const QString path = script("a.py", "for i in range(100000):\n    print i\n");
+
+        QVERIFY(m_kelm.runShell("{ \"$KELM\" run --quiet '" + path + "'; echo $? >&2; } | true"));
+
+        QCOMPARE(m_kelm.error, QString("141\n"));
+    }
+
+    void tellsWhatIsWrong_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("error");
+
+        const QString folder = m_folder.path();
+        const QString text = makeFile(folder + "/a.txt", "print 1\n");
+        const QString bytes = makeFile(folder + "/b.py", "x = '\xff'\n");
+        // clang-format off
+        QTest::newRow("syntax") << QStringList{"eval", "1+"} << 1
+            << "kelm eval: invalid syntax; line: 6; column: 10";
+        QTest::newRow("name") << QStringList{"eval", "width"} << 1
+            << "kelm eval: name 'width' is not defined";
+        QTest::newRow("no such variable") << QStringList{"eval", "--variable", "y", "x = 1"} << 1
+            << "kelm eval: There is no value in \"y\"";
+        QTest::newRow("no value to set") << QStringList{"eval", "--set", "y", "1"} << 2
+            << "kelm eval: --set must be NAME=VALUE. See kelm eval --help";
+        QTest::newRow("no name to set") << QStringList{"eval", "--set", "=y", "1"} << 2
+            << "kelm eval: --set must be NAME=VALUE. See kelm eval --help";
+        QTest::newRow("two texts") << QStringList{"eval", "1", "2"} << 2
+            << "kelm eval: The arguments must be CODE. See kelm eval --help";
+        QTest::newRow("no script") << QStringList("run") << 2
+            << "kelm run: The arguments must be SCRIPT [ARGUMENT...]. See kelm run --help";
+        QTest::newRow("missing script") << QStringList{"run", folder + "/no.py"} << 1
+            << "kelm run: Cannot read \"" + folder + "/no.py\": No such file or directory";
+        QTest::newRow("folder") << QStringList{"run", folder} << 1
+            << "kelm run: Cannot read \"" + folder + "\": Is a directory";
+        QTest::newRow("another language") << QStringList{"run", text} << 1
+            << "kelm run: Nothing here runs \"" + text + "\"";
+        QTest::newRow("nothing to check") << QStringList("check") << 2
+            << "kelm check: The arguments must be SCRIPT.... See kelm check --help";
+        QTest::newRow("missing script to check") << QStringList{"check", folder + "/no.py"} << 1
+            << "kelm check: Cannot read \"" + folder + "/no.py\": No such file or directory";
+        QTest::newRow("no text") << QStringList{"check", bytes} << 1
+            << "kelm check: Cannot read \"" + bytes + "\": It is no text in UTF-8";
+        for (const char *command : {"eval", "run", "check"}) {
+            QTest::newRow(qPrintable(QString("no Python for ") + command))
+                << QStringList{command, "--language", "en", "--python-dir", "/no", script("c.py", "1")} << 1
+                << QString("kelm %1: Python cannot be started.").arg(command);
+        }
+        // clang-format on
+    }
+
+    void tellsWhatIsWrong()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, status);
+        QFETCH(QString, error);
+
+        QVERIFY(m_kelm.run(arguments));
+
+        QCOMPARE(m_kelm.error, error + "\n");
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, status);
+    }
+
+    void findsPythonByTheEnvironment()
+    {
+        m_kelm.environment = QStringList("PYTHON_DIR=/no");
+        QVERIFY(m_kelm.run({"eval", "1"}));
+        QCOMPARE(m_kelm.status, 1);
+
+        QVERIFY(m_kelm.run({"eval", "--python-dir", KELMUTILS_PYTHON_HOME, "1"}));
+        QCOMPARE(m_kelm.output, QString("1\n"));
+    }
+
+    void findsTheHomeByTheEnvironment()
+    {
+        // The start-up program of the home may refuse.
+        const QString program = makeFile(m_folder.filePath("home/solver/pyInit"),
+                                         "#!/bin/sh\necho 'no licence'\nexit 1\n");
+        QFile::setPermissions(program, QFile::Permissions(0x7755));
+        m_kelm.environment = QStringList("KELM_HOME_DIR=" + m_folder.filePath("home"));
+
+        QVERIFY(m_kelm.run({"eval", "--language", "en", "1"}));
+
+        QCOMPARE(m_kelm.error, QString("kelm eval: Python cannot be started. no licence\n"));
+        QCOMPARE(m_kelm.status, 1);
+    }
+
+private:
+    QString script(const QString &name, const QByteArray &code) const
+    {
+        return makeFile(m_folder.filePath(name), code);
+    }
+
+    const QTemporaryDir m_home;
+    const QTemporaryDir m_folder;
+    Program m_kelm{m_home.path()};
+};
+
+QTEST_GUILESS_MAIN(tst_Kelm_scripts)
+#include "tst_Kelm_scripts.moc"
