@@ -386,7 +386,7 @@ private Q_SLOTS:
     void givesWhatTheScriptHasSetWhenNoVariableIsNamed()
     {
         QFETCH(QVariant, wanted);
-        m_py->reaction = [this](const QString &) { manager().setScriptResult(2); };
+        m_py->reaction = [](const QString &) { manager().setScriptResult(2); };
         Variant result(wanted);
         String error;
 
@@ -403,7 +403,7 @@ private Q_SLOTS:
 
     void givesTheVariableAlsoWhenTheScriptHasSetAResult()
     {
-        m_py->reaction = [this](const QString &) { manager().setScriptResult(2); };
+        m_py->reaction = [](const QString &) { manager().setScriptResult(2); };
         Variant result("missing");
         String error;
 
@@ -416,7 +416,7 @@ private Q_SLOTS:
     {
         m_py->succeeds = false;
         m_py->error = "no beam";
-        m_py->reaction = [this](const QString &) { manager().setScriptResult(2); };
+        m_py->reaction = [](const QString &) { manager().setScriptResult(2); };
         m_py->variables["x"] = 1;
         Variant result("x");
         String error;
@@ -540,7 +540,7 @@ private Q_SLOTS:
     void mayBeGivenDataWhileItPops()
     {
         manager().pushData("x", 3, "py");
-        m_py->reaction = [this](const QString &operation) {
+        m_py->reaction = [](const QString &operation) {
             if (operation == "popData(x)")
                 manager().pushData("y", 4, "py");
         };
