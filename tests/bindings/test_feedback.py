@@ -291,6 +291,11 @@ class MemoryCheckers(suite.FolderTestCase):
                 ('setCheckAlways', (True,), 0), ('setKeepFreed', (True,), 0),
                 ('setReportFile', ('',), 0), ('startId', (), 0)]:
             self.assertRefusesTypes('MemoryChecker.' + name, getattr(checker, name), good, minimum)
+        for call in (MemoryChecker.checkHeap, MemoryChecker.setBreakAlloc,
+                     checker.setBreakAllocOffset):
+            with self.assertRaises(OverflowError) as raised:
+                call(2 ** 64)
+            self.assertIn(str(2 ** 63 - 1), str(raised.exception))  # a long, and no int
         for argument in (1, None, checker):  # there is no copy
             with self.assertRaises(TypeError):
                 MemoryChecker(argument)

@@ -7,8 +7,9 @@ from KelmData import Data
 from KelmUtils import Utils
 
 import suite
+import testhost
 
-Process, Progress = Utils.Process, Utils.Progress
+Process = Utils.Process
 
 
 def shell(script, *arguments):
@@ -114,12 +115,13 @@ class Processes(suite.FolderTestCase):
             os.kill(int(self.contents('number')), 0)
 
     def test_shows_progress_on_demand(self):
-        process = shell('sleep 0.3')
-        process.setMessage('Sleeping')
-        process.start()
-        self.assertIs(process.wait(True), True)
-        process.start()
-        self.assertIs(process.wait(False), True)
+        process = shell('exit 0')
+        process.setMessage('Running')
+        for arguments, popup in [((), 0), ((False,), 0), ((True,), 1)]:
+            process.start()
+            testhost.calls()
+            self.assertIs(process.wait(*arguments), True)
+            self.assertIn('setProgressLabel(Running, %d)' % popup, testhost.calls())
         self.assertRefusesTypes('Process.wait', process.wait, (True,), 0)
 
     def test_methods_without_arguments_take_none(self):

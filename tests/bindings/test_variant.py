@@ -103,6 +103,7 @@ class Value(suite.TestCase):
         for value, text in ((5, '5'), ('ä', 'ä'), (True, 'true'), (None, '')):
             self.assertEqual(str(Variant(value)), text)
             self.assertEqual(unicode(Variant(value)), text.decode('utf-8'))
+        self.assertEqual(repr(Variant(True)), 'Variant(True)')  # and no 1
         for value in (None, True, 5, 1.5, 'a', u'\xe4', ['a', u'\xe4']):
             self.assertEqual(eval(repr(Variant(value)), {'Variant': Variant, 'Data': Data}),
                              Variant(value))

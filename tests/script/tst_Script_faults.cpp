@@ -581,6 +581,10 @@ private:
         const QStringList usual{QString("PYTHON_DIR=") + KELMUTILS_PYTHON_HOME,
                                 "HOME_DIR=" + examples + "/res", "RES_DIR=" + examples + "/res"};
         QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        // The address sanitizer ends a program that asks for more memory than there can be.
+        environment.insert("ASAN_OPTIONS", "allocator_may_return_null=1");
+        process.setProcessEnvironment(environment);
         process.start(SCRIPT_HOST, usual + arguments);
         process.waitForFinished(-1);
         m_errors = QString::fromUtf8(process.readAllStandardError());
