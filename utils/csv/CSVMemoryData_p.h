@@ -174,7 +174,7 @@ protected:
         appendWhole(block.numLines(), block.isSplit(), [&] {
             const int id =
                 m_order.append(block.numLines(), [&](int line) { return isWanted(block, line); });
-            m_blocks.push_back({id, std::move(block)});
+            m_blocks.push_back({id, std::move(block)}); // last, as it is not taken back
         });
     }
     void appendBlock(Block block)
@@ -287,15 +287,12 @@ private:
     {
         const RowOrder::End end = m_order.end();
         const int first = numRows();
-        const std::size_t numBlocks = m_blocks.size();
         const std::size_t numMarks = m_parsedRows.size();
         try {
             if (areParsed)
                 m_parsedRows.resize(std::max(numMarks, static_cast<std::size_t>(first) + most));
             append();
         } catch (...) {
-            while (m_blocks.size() > numBlocks)
-                m_blocks.pop_back();
             m_held.removeFrom(end.id);
             m_order.cut(end);
             m_parsedRows.resize(numMarks);
