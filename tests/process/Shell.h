@@ -11,6 +11,11 @@ inline QStringList shellArguments(const char *script, const QStringList &argumen
     return QStringList{"-c", script, "sh"} + arguments;
 }
 
+inline QProcess *toolkitProcess(const Utils::Process &process)
+{
+    return qobject_cast<QProcess *>(process.object());
+}
+
 /// Runs the event loop until \p process has written something that ends with \p text.
 inline bool waitForOutput(Utils::Process &process, const char *text)
 {

@@ -3,6 +3,8 @@
 //     killOwnTree       starts two children and kills itself with them
 //     killParent        kills the one that started it, and all below that
 //     startFromThreads  starts children from several threads for a while
+//     startFromGroup    starts many children, the last of which starts others for a while, in a
+//                       group of its own
 
 #include "utils/process/Process.h"
 
@@ -33,6 +35,18 @@ static void say(const char *text)
     std::fflush(stdout);
 }
 
+/// Says when it has begun and when it ends.
+static void startSleepers(int count, std::chrono::milliseconds interval)
+{
+    for (int i = 0; i < count; ++i) {
+        startSleeper();
+        if (i == 2)
+            say("started");
+        std::this_thread::sleep_for(interval);
+    }
+    say("ended");
+}
+
 int main(int argc, char **argv)
 {
     const char *const what = argc == 2 ? argv[1] : "";
@@ -45,18 +59,19 @@ int main(int argc, char **argv)
         Utils::Process::kill(getppid());
     } else if (std::strcmp(what, "startFromThreads") == 0) {
         std::vector<std::thread> threads;
-        for (int i = 0; i < 4; ++i) {
-            threads.emplace_back([] {
-                for (int count = 0; count < 500; ++count) {
-                    startSleeper();
-                    if (count == 2)
-                        say("started");
-                }
-            });
-        }
+        for (int i = 0; i < 4; ++i)
+            threads.emplace_back(startSleepers, 1000, std::chrono::milliseconds(4));
         for (std::thread &thread : threads)
             thread.join();
-        say("ended");
+    } else if (std::strcmp(what, "startFromGroup") == 0) {
+        for (int i = 0; i < 200; ++i)
+            startSleeper();
+        std::signal(SIGHUP, SIG_IGN);
+        if (fork() == 0) {
+            setpgid(0, 0);
+            startSleepers(4000, std::chrono::milliseconds(1));
+        }
+        pause();
     }
     return 1;
 }

@@ -3,7 +3,6 @@
 #include "tests/process/MarkedProcesses.h"
 #include "tests/process/Shell.h"
 #include "tests/support/Files.h"
-#include "tests/support/Limits.h"
 #include "tests/support/Print.h"
 #include "utils/files/LogFile.h"
 
@@ -15,11 +14,6 @@
 using Utils::Process;
 
 using Variables = QMap<Data::String, Data::String>;
-
-static QProcess *toolkitProcess(const Process &process)
-{
-    return qobject_cast<QProcess *>(process.object());
-}
 
 /// Runs it to its end.
 static void run(Process &process)
@@ -165,15 +159,12 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("script");
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<bool>("isNormal");
-        QTest::addColumn<Data::String>("message");
 
-        const Data::String none("Unknown error");
-        const Data::String crash("Process crashed");
-        QTest::newRow("well") << QByteArray("exit 0") << 0 << true << none;
-        QTest::newRow("with a code") << QByteArray("exit 42") << 42 << true << none;
-        QTest::newRow("with the largest code") << QByteArray("exit 255") << 255 << true << none;
-        QTest::newRow("killed") << QByteArray("kill -9 $$") << 9 << false << crash;
-        QTest::newRow("ended") << QByteArray("kill -TERM $$") << 15 << false << crash;
+        QTest::newRow("well") << QByteArray("exit 0") << 0 << true;
+        QTest::newRow("with a code") << QByteArray("exit 42") << 42 << true;
+        QTest::newRow("with the largest code") << QByteArray("exit 255") << 255 << true;
+        QTest::newRow("killed") << QByteArray("kill -9 $$") << 9 << false;
+        QTest::newRow("ended") << QByteArray("kill -TERM $$") << 15 << false;
     }
 
     void tellsHowItEnded()
@@ -181,7 +172,6 @@ private Q_SLOTS:
         QFETCH(QByteArray, script);
         QFETCH(int, exitCode);
         QFETCH(bool, isNormal);
-        QFETCH(Data::String, message);
         Process process("/bin/sh", shellArguments(script));
 
         run(process);
@@ -189,7 +179,8 @@ private Q_SLOTS:
         QVERIFY(!process.isRunning());
         QCOMPARE(process.exitCode(), exitCode);
         QCOMPARE(process.normalExit(), isNormal);
-        QCOMPARE(process.errorMessage(), message);
+        if (!isNormal)
+            QCOMPARE(process.errorMessage(), Data::String("Process crashed"));
         QCOMPARE(process.getPID(), qint64(0));
     }
 
@@ -330,10 +321,7 @@ private Q_SLOTS:
         Process process("/bin/sh", shellArguments("yes 123456789 | head -n 10000000; echo last"));
         process.setLogFile(nullptr, keepOutput);
 
-        const rlim_t before = memoryInUse();
-        QVERIFY(process.start());
-        QVERIFY(process.wait(false));
-        const rlim_t after = memoryInUse();
+        run(process);
 
         QCOMPARE(process.exitCode(), 0);
         if (keepOutput) {
@@ -344,8 +332,6 @@ private Q_SLOTS:
         } else {
             QCOMPARE(process.output(), Data::String());
             QCOMPARE(process.recentOutput(), Data::String("last\n"));
-            QVERIFY2(after < before + 50 * 1000 * 1000,
-                     qPrintable(QString::number(after - before)));
         }
     }
 
@@ -414,6 +400,8 @@ private Q_SLOTS:
 
         QVERIFY(process.sendData("a\u00e4\U0001f600\n", 60000));
         QVERIFY(waitForOutput(process, "\n"));
+        QVERIFY(process.sendData("", 0));
+        QVERIFY(!process.sendData("", 100)); // nothing to write
         QVERIFY(process.sendData("b", 0));
         toolkitProcess(process)->closeWriteChannel();
         QVERIFY(process.wait(false));
@@ -455,7 +443,7 @@ private Q_SLOTS:
 
         // More than a pipe takes in without a reader.
         QVERIFY(process.sendData(Data::String(QString(16 * 1024 * 1024, 'x')), 0));
-        while (process.sendData("", 10)) {
+        for (int i = 0; i < 1000 && process.sendData("", 10); ++i) {
         }
 
         QVERIFY(process.isRunning());
@@ -599,7 +587,7 @@ private Q_SLOTS:
             Process process("/bin/sh", shellArguments("echo .\n"
                                                       "until [ -e go ]; do sleep 0.01; done\n"
                                                       "echo late\n"
-                                                      "touch gone\n"
+                                                      ": >gone\n"
                                                       "exec sleep 60"));
             marked.mark(process);
             process.setWorkingDirectory(folder.path());
@@ -607,8 +595,10 @@ private Q_SLOTS:
             QVERIFY(process.start());
             QVERIFY(waitForOutput(process, ".\n"));
             QVERIFY(!makeFile(folder.filePath("go")).isEmpty());
-            while (!QFile::exists(folder.filePath("gone"))) // without reading what it writes
+            // What it writes is not read, so nothing but this tells how far it has come.
+            for (int i = 0; i < 60000 && !QFile::exists(folder.filePath("gone")); ++i)
                 QThread::msleep(1);
+            QVERIFY(QFile::exists(folder.filePath("gone")));
             QTest::ignoreMessage(QtWarningMsg, "QProcess: Destroyed while process (\"/bin/sh\") is "
                                                "still running.");
         }

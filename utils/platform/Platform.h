@@ -57,7 +57,7 @@ void moveReplacing(const std::string &source, const std::string &target);
 std::string moveCommandLine(const std::string &source, const std::string &target);
 
 /// Kills the process with the number \p id, all that it has started and what that has, and returns
-/// when they have ended, or after two seconds at most. Nobody is told when one cannot be killed.
+/// when they have ended, or five seconds later. Nobody is told when one cannot be killed.
 /// Does nothing for a number that no process has, and for the first process of the system, which is
 /// above all others.
 ///

@@ -137,32 +137,40 @@ static bool isSame(const ProcessEntry &process)
     return now && now->start == process.start;
 }
 
-/// Sends \p signal to this process and to no other that has got its number.
-static void send(const ProcessEntry &process, int signal)
+/// Sends \p signal to this process and to no other that has got its number. False when it could
+/// not.
+static bool send(const ProcessEntry &process, int signal)
 {
     // A handle stays with its process: if the number is still that of the right one when the
     // handle is there, it is the right handle. An old system has none.
     const int handle = static_cast<int>(syscall(SYS_pidfd_open, process.id, 0));
-    if (isSame(process) &&
-        (handle < 0 || syscall(SYS_pidfd_send_signal, handle, signal, nullptr, 0) != 0))
-        kill(process.id, signal);
+    const bool isSent =
+        isSame(process) &&
+        ((handle >= 0 && syscall(SYS_pidfd_send_signal, handle, signal, nullptr, 0) == 0) ||
+         kill(process.id, signal) == 0);
     if (handle >= 0)
         close(handle);
+    return isSent;
 }
 
-/// Waits until each thread of \p process is in one of \p states or gone, or it is \p end.
-static void waitForThreads(const ProcessEntry &process, const char *states, Clock::time_point end)
+/// Whether each thread of \p process is in one of \p states or gone.
+static bool isInState(const ProcessEntry &process, const char *states)
 {
     const std::string folder = processFolder(process.id) + "/task/";
-    const auto isThere = [&](pid_t thread) {
+    const std::vector<pid_t> threads = numbersIn(folder);
+    return !isSame(process) || std::all_of(threads.begin(), threads.end(), [&](pid_t thread) {
         const std::optional<ProcessEntry> entry = readEntry(folder + std::to_string(thread));
         return !entry || std::strchr(states, entry->state);
-    };
-    while (isSame(process)) {
-        const std::vector<pid_t> threads = numbersIn(folder);
-        if (std::all_of(threads.begin(), threads.end(), isThere) || Clock::now() >= end)
-            return;
-        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    });
+}
+
+/// Waits until each thread of \p processes is in one of \p states or gone, or it is \p end.
+static void waitForState(const std::vector<ProcessEntry> &processes, const char *states,
+                         Clock::time_point end)
+{
+    for (const ProcessEntry &process : processes) {
+        while (!isInState(process, states) && Clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
     }
 }
 
@@ -170,9 +178,10 @@ static void waitForThreads(const ProcessEntry &process, const char *states, Cloc
 static std::vector<ProcessEntry> stopTree(const ProcessEntry &root)
 {
     // A process that cannot be stopped may start others for ever, so there is an end to this.
-    const auto end = Clock::now() + std::chrono::seconds(10);
+    const auto end = Clock::now() + std::chrono::seconds(20);
     std::vector<ProcessEntry> tree;
     std::map<pid_t, unsigned long long> starts; // of those in the tree
+    std::vector<ProcessEntry> stopping;
     const auto has = [&](const ProcessEntry &process) {
         const auto found = starts.find(process.id);
         return found != starts.end() && found->second == process.start;
@@ -180,17 +189,20 @@ static std::vector<ProcessEntry> stopTree(const ProcessEntry &root)
     const auto add = [&](const ProcessEntry &process) {
         tree.push_back(process);
         starts[process.id] = process.start;
-        if (process.id == getpid())
-            return;
-        send(process, SIGSTOP);
-        // A thread that is in the middle of starting a process completes that first. One that is
-        // held up by its child does not stop before that goes on, so the wait is a short one.
-        const auto soon = Clock::now() + std::chrono::milliseconds(200);
-        waitForThreads(process, "TtZX", std::min(soon, end));
+        if (process.id != getpid() && send(process, SIGSTOP))
+            stopping.push_back(process);
     };
 
     add(root);
     for (bool isGrowing = true; isGrowing && Clock::now() < end;) {
+        // A thread that is in the middle of starting a process completes that first, and the look
+        // must come behind it. One that waits for its child to run another program does not stop
+        // before the child has done so, which may be stopped: that one need not be waited for.
+        waitForState(stopping, "TtZX",
+                     std::min(end, Clock::now() + std::chrono::milliseconds(100)));
+        waitForState(stopping, "TtZXD", end);
+        stopping.clear();
+
         isGrowing = false;
         for (const pid_t id : numbersIn("/proc")) {
             const std::optional<ProcessEntry> process = readEntry(processFolder(id));
@@ -217,14 +229,14 @@ void killProcessTree(std::int64_t id)
     std::vector<ProcessEntry> tree = stopTree(*root);
     // Children first: the end of a parent may set children going that are stopped.
     std::reverse(tree.begin(), tree.end());
-    const auto self =
-        std::stable_partition(tree.begin(), tree.end(),
-                              [](const ProcessEntry &process) { return process.id != getpid(); });
-    std::for_each(tree.begin(), self, [](const ProcessEntry &process) { send(process, SIGKILL); });
-    const auto end = Clock::now() + std::chrono::seconds(2);
-    std::for_each(tree.begin(), self,
-                  [&](const ProcessEntry &process) { waitForThreads(process, "ZX", end); });
-    if (self != tree.end())
+    const auto isSelf = [](const ProcessEntry &process) { return process.id == getpid(); };
+    const auto others = std::remove_if(tree.begin(), tree.end(), isSelf);
+    const bool hasSelf = others != tree.end();
+    tree.erase(others, tree.end());
+    for (const ProcessEntry &process : tree)
+        send(process, SIGKILL);
+    waitForState(tree, "ZX", Clock::now() + std::chrono::seconds(5));
+    if (hasSelf)
         kill(getpid(), SIGKILL);
 }
 
