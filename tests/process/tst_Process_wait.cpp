@@ -26,7 +26,7 @@ private:
     /// Lets the program, which reads a line, end at the \p count-th report.
     void endAt(int count, const Process &process)
     {
-        m_host->reaction = [this, count, &process](const QString &call) {
+        m_host->reaction = [count, &process](const QString &call) {
             if (call.startsWith(QString("setProgress(%1,").arg(count)))
                 process.sendData("\n", 0);
         };

@@ -123,7 +123,8 @@ public:
 
     /// Writes \p text to the standard input of the program, as UTF-8. True at once for a \p timeout
     /// of 0, even when nothing runs, which is meant; else whether it was written in \p timeout
-    /// milliseconds, for as long as it takes when that is negative.
+    /// milliseconds, for as long as it takes when that is negative. Where there is nothing to
+    /// write, because the text is empty and all that was sent before has been written, it was not.
     bool sendData(const Data::String &text, int timeout) const;
 
     bool isRunning() const;
@@ -135,7 +136,9 @@ public:
     /// number of that.
     int exitCode() const;
 
-    /// The text of the last failure by the toolkit: "Unknown error" when there was none.
+    /// The text of the last failure by the toolkit: "Unknown error" when there was none. A wait()
+    /// of more than 100 ms counts as one, "Process operation timed out", however it ends, which is
+    /// meant; so ask only when start() or normalExit() is false.
     Data::String errorMessage() const;
 
     /// The number of the running process, or 0.
