@@ -16,15 +16,12 @@ inline void *liveProgress(sipSimpleWrapper *wrapper, AccessFuncOp operation)
     return wrapper->data;
 }
 
-/// Makes each further use of a reporter that is not Python's own ask first whether it is still
-/// there; it raises a RuntimeError when it is not. \p object may be None or null.
+/// Makes each further use of a reporter of a chain ask first whether it is still there; it raises a
+/// RuntimeError when it is not. \p object may be None or null.
 inline void guard(PyObject *object)
 {
-    if (!object || object == Py_None)
-        return;
-    auto *const wrapper = reinterpret_cast<sipSimpleWrapper *>(object);
-    if (!sipIsPyOwned(wrapper))
-        wrapper->access_func = liveProgress;
+    if (object && object != Py_None)
+        reinterpret_cast<sipSimpleWrapper *>(object)->access_func = liveProgress;
 }
 
 } // namespace Utils::Bindings

@@ -23,7 +23,6 @@ class ModuleTables
 public:
     explicit ModuleTables(sipExportedModuleDef &module)
     {
-        keep(&module, sizeof module);
         keep(module.em_types, sizeof *module.em_types * std::size_t(module.em_nrtypes));
         for (int i = 0; i < module.em_nrtypes; ++i)
             if (sipTypeDef *const type = module.em_types[i])

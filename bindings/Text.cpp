@@ -92,13 +92,10 @@ Py_ssize_t length(const QString &text)
 bool partOf(const QString &text, PyObject *index, Data::String &part)
 {
     // One character of a text is asked for often, mostly of a text without surrogates.
-    if (PyInt_Check(index) && !hasSurrogates(text)) {
-        const long given = PyInt_AS_LONG(index);
-        const long fromStart = given < 0 ? given + text.size() : given;
-        if (fromStart >= 0 && fromStart < text.size()) {
-            part = QString(text.at(int(fromStart)));
-            return true;
-        }
+    const long position = PyInt_Check(index) ? PyInt_AS_LONG(index) : -1;
+    if (position >= 0 && position < text.size() && !hasSurrogates(text)) {
+        part = QString(text.at(int(position)));
+        return true;
     }
     const Reference unicode(toUnicode(text));
     return unicode && take(Reference(PyObject_GetItem(unicode.get(), index)), part);

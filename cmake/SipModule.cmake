@@ -5,6 +5,7 @@
 # below that folder or below bindings/.
 function(kelm_add_sip_module target module)
     list(TRANSFORM ARGN PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE definition)
+    file(GLOB imported CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/bindings/KelmData/*.sip")
     set(folder "${CMAKE_CURRENT_BINARY_DIR}/${module}")
     set(source "${folder}/sip${module}part0.cpp")
     file(MAKE_DIRECTORY "${folder}")
@@ -15,7 +16,7 @@ function(kelm_add_sip_module target module)
         COMMAND "${Python27_SIP}" -e -j 1 -c "${folder}"
             -I "${CMAKE_CURRENT_SOURCE_DIR}" -I "${PROJECT_SOURCE_DIR}/bindings"
             "${CMAKE_CURRENT_SOURCE_DIR}/${module}/${module}.sip"
-        DEPENDS ${definition}
+        DEPENDS ${definition} ${imported}
         COMMENT "Generating the Python module ${module}"
         VERBATIM
     )

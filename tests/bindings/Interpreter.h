@@ -32,7 +32,7 @@ public:
     /// The `str` of an expression, or the text of the exception.
     QString text(const QByteArray &expression)
     {
-        const QString error = run("_ = str(" + expression + ")");
+        const QString error = run("_ = str((" + expression + "))");
         if (!error.isEmpty())
             return error;
         PyObject *const names = PyModule_GetDict(PyImport_AddModule("__main__"));
