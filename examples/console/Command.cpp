@@ -4,6 +4,9 @@
 #include "examples/console/Output.h"
 #include "examples/console/Resources.h"
 #include "utils/Application.h"
+#include "utils/settings/Settings.h"
+#include "utils/settings/SettingsSignal.h"
+#include "utils/signals/Slot.h"
 
 #include <QCoreApplication>
 #include <QLocale>
@@ -60,6 +63,19 @@ static ExitCode tell(const Command &command, Result result)
     return result.code;
 }
 
+/// Logs each change of a setting, of which it hears by the signal that tells everybody.
+struct SettingsLog
+{
+    Host &host;
+
+    void add(const Data::VariantCollection &change)
+    {
+        host.logMessage("SettingChanged: key " + change["key"].toString() + ", value " +
+                            change["value"].toString(),
+                        3);
+    }
+};
+
 static Result parseAndRun(const Command &command, const QStringList &arguments)
 {
     QCommandLineParser parser;
@@ -86,6 +102,10 @@ static Result parseAndRun(const Command &command, const QStringList &arguments)
     const QMap<QString, QString> variables = hostVariables(parser);
     Host host(variables, parser.isSet("quiet") ? Host::Messages::Hidden : Host::Messages::Shown);
     Utils::setApplication(&host);
+    SettingsLog log{host};
+    Utils::Slot changed("SettingsLog", nullptr);
+    changed.setCallback(&log, &SettingsLog::add);
+    Utils::Settings::SettingChanged().connect(&changed);
     loadTexts(variables["RES_DIR"], parser.value("language"));
     const Result result = command.run(parser, host);
     Utils::setApplication(nullptr);

@@ -72,11 +72,11 @@ private Q_SLOTS:
     void tellsOfChangesWhenVerbose()
     {
         QVERIFY(m_kelm.run({"settings", "set", "a/b", "1", "--verbose"}));
-        QCOMPARE(m_kelm.error, QString("a/b is now 1\n"));
+        QCOMPARE(m_kelm.error, QString("SettingChanged: key a/b, value 1\n"));
         QVERIFY(m_kelm.run({"settings", "remove", "a/b", "--verbose"}));
-        QCOMPARE(m_kelm.error, QString("a/b is now \n"));
+        QCOMPARE(m_kelm.error, QString("SettingChanged: key a/b, value \n"));
         QVERIFY(m_kelm.run({"settings", "mru", "files", "--add", "x", "--verbose"}));
-        QCOMPARE(m_kelm.error, QString("MRU/files is now x\n"));
+        QCOMPARE(m_kelm.error, QString("SettingChanged: key MRU/files, value x\n"));
         QCOMPARE(m_kelm.output, QString());
     }
 

@@ -1,12 +1,9 @@
 // kelm settings: reads and changes the settings of this program, or of another one.
 
 #include "utils/settings/Settings.h"
-#include "examples/console/Host.h"
 #include "examples/console/Output.h"
 #include "examples/console/commands/Commands.h"
 #include "utils/files/File.h"
-#include "utils/settings/SettingsSignal.h"
-#include "utils/signals/Slot.h"
 
 #include <QCoreApplication>
 
@@ -36,17 +33,6 @@ static QString text(const Data::Variant &value)
     return value.type() == QVariant::StringList ? value.toStringList().join(", ")
                                                 : QString(value.toString());
 }
-
-/// Logs each change, of which it hears by the signal that tells everybody.
-struct ChangeLog
-{
-    Host &host;
-
-    void add(const Data::VariantCollection &change)
-    {
-        host.logMessage(change["key"].toString() + " is now " + text(change["value"]), 3);
-    }
-};
 
 static void printGroup(const Settings &settings, const QString &group)
 {
@@ -94,15 +80,10 @@ static Result mru(const QString &list, const QCommandLineParser &given)
     return good();
 }
 
-static Result run(const QCommandLineParser &given, Host &host)
+static Result run(const QCommandLineParser &given, Host &)
 {
     QCoreApplication::setOrganizationName(given.value("organization"));
     QCoreApplication::setApplicationName(given.value("application"));
-
-    ChangeLog log{host};
-    Utils::Slot changed("ChangeLog", nullptr);
-    changed.setCallback(&log, &ChangeLog::add);
-    Settings::SettingChanged().connect(&changed);
 
     const QStringList arguments = given.positionalArguments();
     const QString action = arguments.constFirst();
