@@ -137,6 +137,39 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.status, 1);
     }
 
+    void goesOnItsTour()
+    {
+        const QString root = QStringLiteral(KELMUTILS_SAMPLES "/../..");
+        const QTemporaryDir home;
+        Program tour(home.path());
+        QProcess process;
+        tour.start(process, root + "/examples/scripts/tour", {KELM_PROGRAM, m_folder.path()});
+
+        QVERIFY(tour.finish(process));
+
+        QCOMPARE(tour.status, 0);
+        for (const char *text : {
+                 "=== A script",
+                 "  load_curve.csv   35.2 KB\n",
+                 "  runs: 1  recent: frame.xml, bolts.csv\n",
+                 "  wc -l gives 1201, with status 0\n",
+                 "  1450 lines in 5 files\n",
+                 "   11          300        210.8         95.52  ultrasonic",
+                 "Force{kN}             1200",
+                 "\n355\n",
+                 "Type      Frame\n",
+                 "Ein Rahmen aus S235 wiegt 812 kg.\n",
+                 "Tour/last=bolts.csv\n",
+                 "16 " /* lines of the watched file */,
+             })
+            QVERIFY2(tour.output.contains(text), text);
+        for (const char *text : {"SettingChanged: key Tour/runs, value 1\n",
+                                 "SettingChanged: key MRU/samples, value ", "result true\n"})
+            QVERIFY2(tour.error.contains(text), text);
+        QVERIFY(QDir(home.path()).isEmpty()); // the user's settings are not touched
+        QVERIFY(!QFile::exists(m_folder.filePath("tour")));
+    }
+
     void endsQuietlyWhenNobodyReadsTheScriptsOutput()
     {
         const QString path = script("a.py", "for i in range(100000):\n    print i\n");
