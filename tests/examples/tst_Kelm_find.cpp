@@ -77,7 +77,7 @@ private Q_SLOTS:
                             "--res-dir", m_folder.path()}));
         QCOMPARE(m_kelm.status, 0);
         QVERIFY(m_kelm.run({"find", "--resource", "Kelm.Utils_de"}));
-        QVERIFY(m_kelm.output.endsWith("share/KelmUtils/res/locale/Kelm.Utils_de.xml\n"));
+        QVERIFY(m_kelm.output.endsWith("share/kelm/res/locale/Kelm.Utils_de.xml\n"));
         QFile::remove(m_folder.filePath("locale/Plates_de.xml"));
     }
 
