@@ -78,6 +78,14 @@ private Q_SLOTS:
         QCOMPARE(m_python.text(expression), result);
     }
 
+    void failWhereTheyAreMade()
+    {
+        QCOMPARE(m_python.run("try: Data.Variant(10 ** 400)\n"
+                              "except OverflowError: caught = True"),
+                 QString());
+        QCOMPARE(m_python.text("caught"), QString("True"));
+    }
+
 private:
     Interpreter m_python;
 };
