@@ -7,6 +7,7 @@
 #include "utils/platform/Platform.h"
 #include "utils/process/Process.h"
 #include "utils/script/IScriptableModule.h"
+#include "utils/script/PythonDepth_p.h"
 #include "utils/script/PythonValues_p.h"
 #include "utils/script/ScriptTexts_p.h"
 #include "utils/settings/Settings.h"
@@ -14,6 +15,8 @@
 
 #include <Python.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <utility>
 
@@ -67,6 +70,20 @@ static void appendLine(QString &text, const QString &line)
     if (!text.isEmpty())
         text += QLatin1Char('\n');
     text += line;
+}
+
+/// The bytes of a \a file, which is then at its start again. None for one that has no end, as a
+/// pipe.
+static QByteArray contents(std::FILE *file)
+{
+    QByteArray bytes;
+    if (std::fseek(file, 0, SEEK_END) == 0) {
+        bytes.resize(static_cast<int>(std::clamp(std::ftell(file), 0L, long{INT_MAX / 2})));
+        std::rewind(file);
+        bytes.resize(static_cast<int>(std::fread(bytes.data(), 1, bytes.size(), file)));
+    }
+    std::rewind(file);
+    return bytes;
 }
 
 /// The scope of scripts, which is also where statements and expressions run. Null, with an error
@@ -139,7 +156,14 @@ bool PythonScript::runFile(const Data::String &path)
     int status = 0;
     {
         const ExitGuard guard;
-        status = PyRun_SimpleFileExFlags(file, utf8.constData(), /*closeit=*/1, nullptr);
+        if (isTooDeepForPython(contents(file))) {
+            std::fclose(file);
+            setDepthError();
+            PyErr_Print();
+            status = -1;
+        } else {
+            status = PyRun_SimpleFileExFlags(file, utf8.constData(), /*closeit=*/1, nullptr);
+        }
     }
     m_exitStatus = status; // both may be those of a run within this one
     m_errorText = startText;
@@ -231,8 +255,12 @@ bool PythonScript::validate(const Data::String &code)
     m_errorText.clear();
     PyErr_Clear();
 
-    const Reference compiled(
-        Py_CompileStringFlags(code.toUtf8().constData(), "code", Py_file_input, nullptr));
+    const QByteArray source = code.toUtf8();
+    Reference compiled;
+    if (isTooDeepForPython(source))
+        setDepthError();
+    else
+        compiled.reset(Py_CompileStringFlags(source.constData(), "code", Py_file_input, nullptr));
     if (!compiled)
         extractError();
     return compiled != nullptr;
@@ -405,10 +433,14 @@ bool PythonScript::runProgram(const QString &program)
     // Not PyRun_SimpleString, which prints an error rather than leaving it, and exits the process
     // at sys.exit().
     PyErr_Clear();
+    const QByteArray source = program.toUtf8();
     const Reference scope = mainScope();
-    const Reference result(scope ? PyRun_StringFlags(program.toUtf8().constData(), Py_file_input,
-                                                     scope.get(), scope.get(), nullptr)
-                                 : nullptr);
+    Reference result;
+    if (isTooDeepForPython(source))
+        setDepthError();
+    else if (scope)
+        result.reset(PyRun_StringFlags(source.constData(), Py_file_input, scope.get(), scope.get(),
+                                       nullptr));
     m_errorText.clear(); // a run within this one may have set it
     if (!result)
         extractError();
