@@ -13,6 +13,8 @@ static PyObject *call(PyObject *, PyObject *arguments)
         return nullptr;
     if (current && current->reaction)
         current->reaction(QString::fromUtf8(text));
+    if (PyErr_Occurred())
+        return nullptr;
     Py_RETURN_NONE;
 }
 

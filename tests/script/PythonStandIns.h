@@ -12,7 +12,7 @@
 ///     KelmData       Data.Variant, which holds a value
 ///     KelmFramework  Framework.app().setScriptResult(), which gives the value of a variant to the
 ///                    manager: an int, a float or a str
-///     host           host.call(text), which calls `reaction`
+///     host           host.call(text), which calls `reaction` and raises the error that this sets
 ///
 /// They are modules of the interpreter for as long as it runs, and again in the next one while the
 /// object lives.

@@ -400,6 +400,26 @@ private Q_SLOTS:
         QCOMPARE(d->engine.getData("cfg.y"), Variant(2));
     }
 
+    void importsAModuleOnlyOnceInAnExpression()
+    {
+        start();
+        const auto lineOfAnError = [&] {
+            d->engine.runCode("1+");
+            return d->engine.errorMessage().section('\n', 1, 1);
+        };
+        QCOMPARE(lineOfAnError(), QString("line: 5"));
+
+        d->engine.pushData("cfg.x", 1);
+        d->engine.pushData("cfg.y", 2);
+        d->engine.pushData("cfg.x", 3);
+        QCOMPARE(lineOfAnError(), QString("line: 6"));
+
+        d->engine.pushData("other.x", 1);
+        QCOMPARE(lineOfAnError(), QString("line: 7"));
+        d->engine.popData("cfg.y");
+        QCOMPARE(lineOfAnError(), QString("line: 6"));
+    }
+
     void importsTheModuleOfWhatCouldNotBePushed()
     {
         start();

@@ -105,6 +105,19 @@ private Q_SLOTS:
         QCOMPARE(d->engine.errorMessage(), String("outer"));
     }
 
+    void tellsTheExitStatusOfTheOuterFile()
+    {
+        const QString inner = d->script("raise ValueError('inner')\n", "inner.py");
+        d->standIns.reaction = [&](const QString &) {
+            QVERIFY(!d->engine.runFile(inner));
+            QCOMPARE(d->engine.exitStatus(), -1);
+        };
+
+        QVERIFY(d->engine.runFile(d->script("import host\nhost.call('')\n")));
+
+        QCOMPARE(d->engine.exitStatus(), 0);
+    }
+
     void leavesNoErrorToTheScriptAround()
     {
         d->standIns.reaction = [&](const QString &) {

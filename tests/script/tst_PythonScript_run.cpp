@@ -414,6 +414,68 @@ private Q_SLOTS:
         QCOMPARE(d->engine.errorMessage(), String());
     }
 
+    void tellsTheErrorsOfExtensionModules_data()
+    {
+        QTest::addColumn<bool>("isSyntaxError");
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QString>("error");
+
+        const auto row = [](const char *name, bool isSyntaxError, const char *value,
+                            const char *error) {
+            QTest::newRow(name) << isSyntaxError << QString(value) << QString(error);
+        };
+        row("as Python tells a syntax error", true, "('no beam', ('f', 3, 4, 't'))",
+            "no beam\nline: 3\ncolumn: 4");
+        row("three details", true, "('no beam', ('f', 3, 4))", "no beam\nline: 3\ncolumn: 4");
+        row("two details", true, "('no beam', ('f', 3))", "no beam");
+        row("details in a list", true, "('no beam', ['f', 3, 4])", "no beam");
+        row("details that are no numbers", true, "('no beam', ('f', 'g', None))",
+            "no beam\nline: -1\ncolumn: -1");
+        row("no details", true, "('no beam',)", "('no beam',)");
+        row("no tuple", true, "'no beam'", "no beam");
+        row("a number", true, "5", "5");
+        row("another error of that shape", false, "('no beam', ('f', 3, 4))",
+            "('no beam', ('f', 3, 4))");
+        row("a text that fails", false, "u'\xc3\xa4'", "");
+    }
+
+    void tellsTheErrorsOfExtensionModules()
+    {
+        QFETCH(bool, isSyntaxError);
+        QFETCH(QString, value);
+        QFETCH(QString, error);
+        d->standIns.reaction = [&](const QString &) {
+            PyObject *const scope = PyModule_GetDict(PyImport_AddModule("__main__"));
+            PyErr_SetObject(isSyntaxError ? PyExc_SyntaxError : PyExc_ValueError,
+                            PyDict_GetItemString(scope, "value"));
+        };
+
+        QVERIFY(!d->engine.runCode("import host\nvalue = " + value + "\nhost.call('')\n"));
+
+        QCOMPARE(d->engine.errorMessage(), String(error));
+        QVERIFY(!PyErr_Occurred());
+    }
+
+    void forgetsTheExitStatusOfAFileAtTheNextRun()
+    {
+        const auto runBadFile = [&] {
+            QVERIFY(!d->engine.runFile(d->script("x = (\n")));
+            QCOMPARE(d->engine.exitStatus(), -1);
+        };
+
+        runBadFile();
+        QVERIFY(d->engine.runCode("x = 1"));
+        QCOMPARE(d->engine.exitStatus(), 0);
+
+        runBadFile();
+        QVERIFY(d->engine.validate("x = 1"));
+        QCOMPARE(d->engine.exitStatus(), 0);
+
+        runBadFile();
+        QVERIFY(!d->engine.runFile("missing.py"));
+        QCOMPARE(d->engine.exitStatus(), 0);
+    }
+
     void runsCodeBehindAnErrorThatWasLeft()
     {
         QVERIFY(d->engine.runCode("x = 1"));

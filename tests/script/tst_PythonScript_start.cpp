@@ -388,14 +388,26 @@ private Q_SLOTS:
 
     void leavesTheHandlingOfSignalsToTheHost()
     {
-        struct sigaction before = {};
-        struct sigaction behind = {};
-        QCOMPARE(sigaction(SIGINT, nullptr, &before), 0);
+        // What Python would take for itself, as a process finds it.
+        const int signalNumbers[] = {SIGINT, SIGXFSZ};
+        struct sigaction before[2] = {};
+        for (int i = 0; i < 2; ++i) {
+            struct sigaction byDefault = {};
+            byDefault.sa_handler = SIG_DFL;
+            QCOMPARE(sigaction(signalNumbers[i], &byDefault, &before[i]), 0);
+        }
+        const auto restore = qScopeGuard([&] {
+            for (int i = 0; i < 2; ++i)
+                sigaction(signalNumbers[i], &before[i], nullptr);
+        });
 
         QVERIFY(d->engine.runCode("x = 1"));
 
-        QCOMPARE(sigaction(SIGINT, nullptr, &behind), 0);
-        QVERIFY(behind.sa_handler == before.sa_handler);
+        for (int number : signalNumbers) {
+            struct sigaction behind = {};
+            QCOMPARE(sigaction(number, nullptr, &behind), 0);
+            QVERIFY(behind.sa_handler == SIG_DFL);
+        }
     }
 
     void addsTheModulesOfTheResourcesToTheSearchPath()

@@ -468,7 +468,6 @@ void PythonScript::extractError()
 
         const char *message = nullptr;
         PyObject *details = nullptr;
-        PyErr_Clear();
         if (isSyntaxError && value && PyArg_ParseTuple(value.get(), "sO", &message, &details)) {
             text = message;
             if (PyTuple_Check(details) && PyTuple_GET_SIZE(details) >= 3) {
@@ -478,7 +477,7 @@ void PythonScript::extractError()
                                          {QString::number(line), QString::number(column)});
             }
         }
-        PyErr_Clear();
+        PyErr_Clear(); // the value may be of another shape, or its text fail
     }
     m_errorText = text; // behind the end of the value, which may run a script that sets it
 }
