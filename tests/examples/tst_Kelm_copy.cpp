@@ -1,6 +1,8 @@
 #include "tests/examples/Program.h"
 #include "tests/support/Tree.h"
 
+#include <sys/stat.h>
+
 class tst_Kelm_copy : public QObject
 {
     Q_OBJECT
@@ -107,6 +109,51 @@ private Q_SLOTS:
                  status == 0 ? QString() : "kelm copy: \"" + target + "\" is there already\n");
     }
 
+    void leavesAloneWhatIsNoFile_data()
+    {
+        QTest::addColumn<QString>("target");
+
+        QTest::newRow("itself") << "pipe/a.txt";
+        QTest::newRow("in a folder") << "pipe";
+    }
+
+    void leavesAloneWhatIsNoFile()
+    {
+        QFETCH(QString, target);
+        const QByteArray pipe = m_folder.filePath("pipe/a.txt").toUtf8();
+        QDir(m_folder.path()).mkdir("pipe");
+        mkfifo(pipe.constData(), 0600);
+
+        QVERIFY(m_kelm.run({"copy", in("a.txt"), m_folder.filePath(target)}));
+
+        QCOMPARE(m_kelm.error, "kelm copy: Cannot replace \"" + pipe + "\": It is no file\n");
+        QCOMPARE(m_kelm.status, 1);
+        struct stat found = {};
+        QCOMPARE(stat(pipe.constData(), &found), 0);
+        QVERIFY(S_ISFIFO(found.st_mode));
+    }
+
+    void copiesNoFileOntoItself_data()
+    {
+        QTest::addColumn<QString>("target");
+
+        QTest::newRow("by its name") << "in/a.txt";
+        QTest::newRow("by that of its folder") << "in";
+        QTest::newRow("through a link") << "link/a.txt";
+    }
+
+    void copiesNoFileOntoItself()
+    {
+        QFETCH(QString, target);
+        QFile::link(m_folder.filePath("in"), m_folder.filePath("link"));
+
+        QVERIFY(m_kelm.run({"copy", in("a.txt"), m_folder.filePath(target)}));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.status, 0);
+        QCOMPARE(contents(in("a.txt")), QByteArray("a"));
+    }
+
     void tellsOfEachFileThatCouldNotBeCopied()
     {
         QVERIFY(QDir().mkpath(out("in/a.txt/in-the-way")));
@@ -132,6 +179,10 @@ private Q_SLOTS:
             << "The arguments must be SOURCE TARGET. See kelm copy --help";
         QTest::newRow("overwrite") << QStringList{file, "x", "--overwrite", "maybe"} << 2
             << "--overwrite must be always, never or newer. See kelm copy --help";
+        QTest::newRow("no target") << QStringList{file, ""} << 2
+            << "TARGET must not be empty. See kelm copy --help";
+        QTest::newRow("no target of a folder") << QStringList{folder + "/in", ""} << 2
+            << "TARGET must not be empty. See kelm copy --help";
         QTest::newRow("missing") << QStringList{folder + "/no", folder + "/x"} << 1
             << "Cannot read \"" + folder + "/no\": No such file or directory";
         QTest::newRow("no such folder") << QStringList{file, folder + "/no/x"} << 1

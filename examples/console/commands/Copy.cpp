@@ -14,7 +14,7 @@ static void declare(QCommandLineParser &parser)
 {
     parser.addOption({"overwrite",
                       "What happens to files that are there already: always, never, or newer for "
-                      "those only that are older than their sources.",
+                      "those only that are older than their sources. It is always otherwise.",
                       "WHEN", "always"});
 }
 
@@ -24,11 +24,13 @@ static Result copyFile(const QString &source, const QString &target, int overwri
     const QString problem = whyUnreadable(source);
     if (!problem.isEmpty())
         return failed(problem);
-    if (File::copy(source, target, overwrite))
-        return good();
     const QString path = File::isDir(target)
                              ? File::join(target, File::base(source, /*withExtension=*/true))
                              : Data::String(target);
+    if (File::exists(path) && !File::isFile(path) && !File::isDir(path))
+        return failed(QString("Cannot replace \"%1\": It is no file").arg(path)); // but a device
+    if (File::copy(source, target, overwrite))
+        return good();
     return overwrite == 0 && File::exists(path)
                ? failed(QString("\"%1\" is there already").arg(path))
                : failed(QString("Cannot copy \"%1\" to \"%2\"").arg(source, target));
@@ -62,6 +64,8 @@ static Result run(const QCommandLineParser &given, Host &)
     const int place = QStringList{"newer", "never", "always"}.indexOf(given.value("overwrite"));
     if (place < 0)
         return misused("--overwrite must be always, never or newer");
+    if (target.isEmpty())
+        return misused("TARGET must not be empty");
     const int overwrite = place - 1;
 
     return File::isDir(source) ? copyFolder(File::cleanPath(source), target, overwrite)
