@@ -25,6 +25,12 @@ private Q_SLOTS:
         QTest::newRow("two values") << QStringList{".Kelm.Console.msg.weight", "S235", "12",
                                                    "--language", "en"}
             << "A frame of S235 weighs 12 kg.\n";
+        QTest::newRow("a place in a value") << QStringList{".Kelm.Console.msg.weight", "%2", "12",
+                                                           "--language", "en"}
+            << "A frame of %2 weighs 12 kg.\n";
+        QTest::newRow("fewer values than places") << QStringList{".Kelm.Console.msg.weight", "S235",
+                                                                 "--language", "en"}
+            << "A frame of S235 weighs %2 kg.\n";
         QTest::newRow("item") << QStringList{".Kelm.Console.ctx.units", "--item", "1"} << "cm\n";
         QTest::newRow("part") << QStringList{".Kelm.Console.ctx.ends", "--part", "max",
                                              "--language", "de"} << QString::fromUtf8("Größter\n");
@@ -92,6 +98,8 @@ private Q_SLOTS:
             << "The text of \".Kelm.Console.ctx.units\" has no such part";
         QTest::newRow("no such part") << QStringList{".Kelm.Console.ctx.ends", "--part", "mid"} << 1
             << "The text of \".Kelm.Console.ctx.ends\" has no such part";
+        QTest::newRow("more values than places") << QStringList{".Kelm.Console.msg.welcome", "a", "b"}
+            << 1 << "The text of \".Kelm.Console.msg.welcome\" has no place for so many values";
         QTest::newRow("negative item") << QStringList{".Kelm.Console.ctx.units", "--item", "-1"} << 2
             << "--item must be a whole number from 0 on. See kelm strings --help";
         // clang-format on

@@ -4,6 +4,10 @@
 #include "examples/console/commands/Commands.h"
 #include "utils/strings/StringTable.h"
 
+#include <QRegularExpression>
+
+#include <algorithm>
+
 namespace Kelm {
 
 using Utils::StringTable;
@@ -16,6 +20,35 @@ static void declare(QCommandLineParser &parser)
         {"part", "Prints only the value of NAME in a text such as \"[min=Least][max=Most]\".",
          "NAME"},
     });
+}
+
+/// Puts \p values in the places %1 to %99 of \p text: the first one in those with the lowest
+/// number, and so on. What stands in a value is no place. False when there are more values than
+/// places.
+static bool putValues(QString &text, const QStringList &values)
+{
+    static const QRegularExpression place("%([1-9][0-9]?)");
+    QList<int> numbers;
+    for (auto found = place.globalMatch(text); found.hasNext();) {
+        const int number = found.next().captured(1).toInt();
+        if (!numbers.contains(number))
+            numbers.append(number);
+    }
+    if (values.size() > numbers.size())
+        return false;
+    std::sort(numbers.begin(), numbers.end());
+
+    QString filled;
+    int end = 0;
+    for (auto found = place.globalMatch(text); found.hasNext();) {
+        const QRegularExpressionMatch match = found.next();
+        const int index = numbers.indexOf(match.captured(1).toInt());
+        filled += text.midRef(end, match.capturedStart() - end);
+        filled += index < values.size() ? values[index] : match.captured();
+        end = match.capturedEnd();
+    }
+    text = filled + text.mid(end);
+    return true;
 }
 
 static Result run(const QCommandLineParser &given, Host &)
@@ -41,8 +74,8 @@ static Result run(const QCommandLineParser &given, Host &)
     if (text.isEmpty())
         return failed(QString("The text of \"%1\" has no such part").arg(key));
 
-    for (const QString &value : arguments.mid(1))
-        text = text.arg(value);
+    if (!putValues(text, arguments.mid(1)))
+        return failed(QString("The text of \"%1\" has no place for so many values").arg(key));
     print(text);
     return good();
 }
