@@ -113,6 +113,17 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.status, 0);
     }
 
+    void takesSeveralFilesAtOnce()
+    {
+        QVERIFY(m_kelm.run({"settings", "mru", "files", "--add", "a", "--add", "b", "--add", "c"}));
+        QVERIFY(m_kelm.run({"settings", "mru", "files"}));
+        QCOMPARE(m_kelm.output, QString("c\nb\na\n"));
+
+        QVERIFY(m_kelm.run({"settings", "mru", "files", "--drop", "a", "--drop", "c"}));
+        QVERIFY(m_kelm.run({"settings", "mru", "files"}));
+        QCOMPARE(m_kelm.output, QString("b\n"));
+    }
+
     void tellsWhenTheSettingsCannotBeWritten()
     {
         makeFile(m_home.filePath("Kelm"), "a file where the folder should be");
@@ -134,8 +145,14 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("missing") << QStringList{"get", "no/such"} << 1
             << "There is no setting \"no/such\"";
-        QTest::newRow("no name") << QStringList{"set", "/", "1"} << 1
-            << "The settings cannot be written";
+        QTest::newRow("no name") << QStringList{"set", "/", "1"} << 2
+            << "There is no name in \"/\". See kelm settings --help";
+        QTest::newRow("an empty list") << QStringList{"mru", "", "--add", "x"} << 2
+            << "There is no name in \"\". See kelm settings --help";
+        QTest::newRow("another folder") << QStringList{"list", "--organization", "../x"} << 2
+            << "--organization must be a name without \"/\". See kelm settings --help";
+        QTest::newRow("no program") << QStringList{"list", "--application", ""} << 2
+            << "--application must be a name without \"/\". See kelm settings --help";
         QTest::newRow("no action") << QStringList() << 2
             << "The arguments must be ACTION.... See kelm settings --help";
         QTest::newRow("unknown action") << QStringList{"put", "a"} << 2 << actions;

@@ -20,10 +20,12 @@ static void declare(QCommandLineParser &parser)
     parser.addPositionalArgument("remove KEY", "Removes a value, and all below it.");
     parser.addPositionalArgument("mru LIST", "Prints the list of recent files LIST.");
     parser.addOptions({
-        {"organization", "The organization whose program's settings are meant.", "NAME", "Kelm"},
-        {"application", "The program whose settings are meant.", "NAME", "kelm"},
-        {"add", "With mru: puts FILE at the front of the list.", "FILE"},
-        {"drop", "With mru: takes FILE out of the list.", "FILE"},
+        {"organization", "The organization whose program's settings are meant, not Kelm.", "NAME",
+         "Kelm"},
+        {"application", "The program whose settings are meant, not kelm.", "NAME", "kelm"},
+        {"add", "With mru: puts FILE at the front of the list. May be given several times.",
+         "FILE"},
+        {"drop", "With mru: takes FILE out of the list. May be given several times.", "FILE"},
         {"existing", "With mru: prints only what exists."},
     });
 }
@@ -68,10 +70,10 @@ static Result set(const QString &key, const Data::Variant &value)
 static Result mru(const QString &list, const QCommandLineParser &given)
 {
     Settings settings;
-    if (given.isSet("add"))
-        settings.addMRU(list, given.value("add"));
-    if (given.isSet("drop"))
-        settings.removeMRU(list, given.value("drop"));
+    for (const QString &path : given.values("add"))
+        settings.addMRU(list, path);
+    for (const QString &path : given.values("drop"))
+        settings.removeMRU(list, path);
     if (given.isSet("add") || given.isSet("drop"))
         return good();
     const int all = -1;
@@ -82,6 +84,11 @@ static Result mru(const QString &list, const QCommandLineParser &given)
 
 static Result run(const QCommandLineParser &given, Host &)
 {
+    for (const char *const option : {"organization", "application"}) {
+        const QString name = given.value(option);
+        if (name.isEmpty() || name.contains('/')) // which would lead out of the folder of settings
+            return misused(QString("--%1 must be a name without \"/\"").arg(option));
+    }
     QCoreApplication::setOrganizationName(given.value("organization"));
     QCoreApplication::setApplicationName(given.value("application"));
 
@@ -93,6 +100,8 @@ static Result run(const QCommandLineParser &given, Host &)
         printGroup(Settings(), key);
         return good();
     }
+    if (action != "list" && count > 0 && QString(key).remove('/').isEmpty())
+        return misused("There is no name in \"" + key + "\"");
     if (action == "get" && count == 1)
         return get(key);
     if (action == "set" && count == 2)
