@@ -60,7 +60,9 @@ private Q_SLOTS:
     void writesTheFixedLayout()
     {
         const QString path = makeFile(m_folder.filePath("in.xml"), unordered);
-        const QString target = m_folder.filePath("out.xml");
+        const QTemporaryDir folder;
+        const QString target = folder.filePath("out.xml");
+        makeFile(target + ".new", "of the user");
 
         QVERIFY(m_kelm.run({"xml", path, "--to", target}));
 
@@ -69,7 +71,9 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.status, 0);
         QCOMPARE(contents(target), ordered);
         QCOMPARE(contents(path), unordered);
-        QVERIFY(!QFile::exists(target + ".new"));
+        QCOMPARE(contents(target + ".new"), QByteArray("of the user"));
+        QCOMPARE(QDir(folder.path()).entryList(QDir::Files),
+                 QStringList({"out.xml", "out.xml.new"}));
     }
 
     void writesInPlace()
@@ -116,10 +120,12 @@ private Q_SLOTS:
             << "\"" + broken + "\": tag mismatch; line: 3  column: 4";
         QTest::newRow("empty") << QStringList(makeFile(folder + "/empty.xml", "")) << 1
             << "\"" + folder + "/empty.xml\": unexpected end of file; line: 1  column: 1";
+        QTest::newRow("no version") << QStringList{frame, "--at-least", "new"} << 2
+            << "--at-least must begin with a number. See kelm xml --help";
         QTest::newRow("to and rewrite") << QStringList{frame, "--rewrite", "--to", "x"} << 2
             << "--to and --rewrite exclude each other. See kelm xml --help";
         QTest::newRow("no such folder") << QStringList{frame, "--to", folder + "/no/x.xml"} << 1
-            << "Cannot write \"" + folder + "/no/x.xml.new\": No such file or directory";
+            << "Cannot write \"" + folder + "/no/x.xml\": No such file or directory";
         QTest::newRow("a folder") << QStringList{frame, "--to", folder} << 1
             << "Cannot write \"" + folder + "\": Is a directory";
         // clang-format on

@@ -4,13 +4,14 @@
 #include "examples/console/Files.h"
 #include "examples/console/Output.h"
 #include "examples/console/commands/Commands.h"
-#include "utils/files/File.h"
 #include "utils/text/StringUtil.h"
 #include "utils/xml/Document.h"
 
+#include <QRegExp>
+#include <QTemporaryFile>
+
 namespace Kelm {
 
-using Utils::File;
 using Utils::Xml::Document;
 
 static void declare(QCommandLineParser &parser)
@@ -50,18 +51,15 @@ static Result write(const Document &document, const QString &path)
 {
     // The layout works on lines, and damages some where text and elements are mixed. So it is tried
     // on another file, which also shows whether the disk has room.
-    const QString trial = path + ".new";
-    QString problem = whyUnwritable(trial);
-    if (!problem.isEmpty())
-        return failed(problem);
+    QTemporaryFile trial(path + ".XXXXXX");
+    if (!trial.open())
+        return failed(QString("Cannot write \"%1\": %2").arg(path, trial.errorString()));
     Document copy(Document::Copy, 0.0);
     Data::String error;
-    const bool isGood = document.write(trial) && copy.open(trial, "", error);
-    File::remove(trial);
-    if (!isGood)
+    if (!document.write(trial.fileName()) || !copy.open(trial.fileName(), "", error))
         return failed(QString("\"%1\" cannot be written in this layout. %2").arg(path, error));
 
-    problem = whyUnwritable(path);
+    QString problem = whyUnwritable(path);
     if (problem.isEmpty() && !document.write(path))
         problem = QString("Cannot write \"%1\"").arg(path);
     return problem.isEmpty() ? good() : failed(problem);
@@ -73,6 +71,10 @@ static Result run(const QCommandLineParser &given, Host &)
     if (given.isSet("to") && given.isSet("rewrite"))
         return misused("--to and --rewrite exclude each other");
 
+    const QString wanted = given.value("at-least");
+    if (given.isSet("at-least") && !wanted.contains(QRegExp("^[0-9]")))
+        return misused("--at-least must begin with a number");
+
     const QString problem = whyUnreadable(path);
     if (!problem.isEmpty())
         return failed(problem);
@@ -81,7 +83,6 @@ static Result run(const QCommandLineParser &given, Host &)
     if (!document.open(path, given.value("type"), error))
         return failed(QString("\"%1\": %2").arg(path, error));
 
-    const QString wanted = given.value("at-least");
     const double version = document.documentVersion();
     if (given.isSet("at-least") && version < Document::stringToVersion(wanted))
         return failed(QString("\"%1\" has the version %2, which is below %3")
