@@ -2,6 +2,7 @@
 //
 //     killOwnTree       starts two children and kills itself with them
 //     killParent        kills the one that started it, and all below that
+//     waitInThreads     starts threads that wait
 //     startFromThreads  starts children from several threads for a while
 //     startFromGroup    starts many children, the last of which starts others for a while, in a
 //                       group of its own
@@ -57,6 +58,11 @@ int main(int argc, char **argv)
         Utils::Process::kill(getpid());
     } else if (std::strcmp(what, "killParent") == 0) {
         Utils::Process::kill(getppid());
+    } else if (std::strcmp(what, "waitInThreads") == 0) {
+        std::thread first(pause);
+        std::thread second(pause);
+        say("started");
+        pause();
     } else if (std::strcmp(what, "startFromThreads") == 0) {
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; ++i)

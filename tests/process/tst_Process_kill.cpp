@@ -246,6 +246,29 @@ private Q_SLOTS:
         QVERIFY(process.wait(false));
     }
 
+    void doesNothingForTheNumberOfAThread()
+    {
+        const MarkedProcesses marked;
+        Process process(PROCESS_CHILD, QStringList("waitInThreads"));
+        marked.mark(process);
+        QVERIFY(process.start());
+        QVERIFY(waitForOutput(process, "started\n"));
+        const qint64 pid = process.getPID();
+        const QStringList threads =
+            QDir(QString("/proc/%1/task").arg(pid)).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        QCOMPARE(threads.size(), 3);
+
+        for (const QString &thread : threads) {
+            if (thread.toLongLong() != pid)
+                Process::kill(thread.toLongLong());
+        }
+
+        QCOMPARE(marked.ids(), QList<pid_t>{static_cast<pid_t>(pid)});
+        QVERIFY(!isStopped(pid));
+        Process::kill(pid);
+        QVERIFY(process.wait(false));
+    }
+
     void mayKillTwiceAndWhatHasEnded()
     {
         const MarkedProcesses marked;

@@ -58,8 +58,8 @@ std::string moveCommandLine(const std::string &source, const std::string &target
 
 /// Kills the process with the number \p id, all that it has started and what that has, and returns
 /// when they have ended, or five seconds later. Nobody is told when one cannot be killed.
-/// Does nothing for a number that no process has, and for the first process of the system, which is
-/// above all others.
+/// Does nothing for a number that no process has, as that of a thread, and for the first process of
+/// the system, which is above all others.
 ///
 /// Windows has a command for it. Elsewhere /proc tells of the processes. Each is stopped before its
 /// children are looked for, so that it starts none behind the look, and when no new one is found

@@ -144,12 +144,11 @@ static bool send(const ProcessEntry &process, int signal)
     // A handle stays with its process: if the number is still that of the right one when the
     // handle is there, it is the right handle. An old system has none.
     const int handle = static_cast<int>(syscall(SYS_pidfd_open, process.id, 0));
+    if (handle < 0)
+        return isSame(process) && kill(process.id, signal) == 0;
     const bool isSent =
-        isSame(process) &&
-        ((handle >= 0 && syscall(SYS_pidfd_send_signal, handle, signal, nullptr, 0) == 0) ||
-         kill(process.id, signal) == 0);
-    if (handle >= 0)
-        close(handle);
+        isSame(process) && syscall(SYS_pidfd_send_signal, handle, signal, nullptr, 0) == 0;
+    close(handle);
     return isSent;
 }
 
@@ -223,7 +222,9 @@ void killProcessTree(std::int64_t id)
     if (id <= 1 || id > std::numeric_limits<pid_t>::max())
         return;
     const std::optional<ProcessEntry> root = readEntry(processFolder(static_cast<pid_t>(id)));
-    if (!root)
+    // A thread has such a folder too, but is not listed. A signal to it would reach its process.
+    const std::vector<pid_t> listed = numbersIn("/proc");
+    if (!root || std::find(listed.begin(), listed.end(), root->id) == listed.end())
         return;
 
     std::vector<ProcessEntry> tree = stopTree(*root);
