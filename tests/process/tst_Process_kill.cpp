@@ -8,6 +8,7 @@
 
 #include <limits>
 
+#include <sys/resource.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -267,6 +268,26 @@ private Q_SLOTS:
         QVERIFY(!isStopped(pid));
         Process::kill(pid);
         QVERIFY(process.wait(false));
+    }
+
+    /// Without a file that may be opened nothing is known of who has started whom.
+    void takesTheProgramAtLeast()
+    {
+        const MarkedProcesses marked;
+        Process process("/bin/sleep", QStringList("60"));
+        marked.mark(process);
+        QVERIFY(process.start());
+        rlimit before = {};
+        QCOMPARE(getrlimit(RLIMIT_NOFILE, &before), 0);
+        rlimit none = before;
+        none.rlim_cur = 0;
+
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &none), 0);
+        process.kill();
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &before), 0);
+
+        QVERIFY(process.wait(false));
+        QCOMPARE(process.exitCode(), SIGKILL);
     }
 
     void mayKillTwiceAndWhatHasEnded()

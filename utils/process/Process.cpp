@@ -139,8 +139,8 @@ void Process::kill()
     const qint64 pid = getPID();
     if (d->killMode != KillSingle && pid != 0)
         kill(pid);
-    else
-        d->process.kill();
+    // Behind that too: where the system does not tell of its processes, this one goes all the same.
+    d->process.kill();
 }
 
 void Process::kill(qint64 pid) { Platform::killProcessTree(pid); }
