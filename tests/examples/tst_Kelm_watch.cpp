@@ -53,6 +53,37 @@ private Q_SLOTS:
         QVERIFY(m_kelm.finish(process));
     }
 
+    void printsWhatTheCommandWrites_data()
+    {
+        QTest::addColumn<QString>("script");
+        QTest::addColumn<QString>("output");
+
+        // clang-format off
+        QTest::newRow("nothing") << "true" << "";
+        QTest::newRow("an empty line") << "echo" << "\n";
+        QTest::newRow("lines in one piece") << "printf 'a\\n\\nb\\n'" << "a\n\nb\n";
+        QTest::newRow("a line in pieces") << "printf a; sleep 0.2; printf 'b\\nc'; sleep 0.2; printf d" << "ab\ncd\n";
+        QTest::newRow("a cut character") << "printf 'a\\303'" << "a\ufffd\n";
+        QTest::newRow("a cut character alone") << "printf 'a\\n\\303'" << "a\n\ufffd\n";
+        QTest::newRow("behind the end of its input") << "cat; echo ended" << "ended\n";
+        // clang-format on
+    }
+
+    void printsWhatTheCommandWrites()
+    {
+        QFETCH(QString, script);
+        QFETCH(QString, output);
+        QProcess process;
+        start(process, {"--times", "1", "--", "sh", "-c", script});
+        QVERIFY(waitForError(process, "Ctrl-C ends it\n"));
+
+        setTime(2000);
+        QVERIFY(m_kelm.finish(process));
+
+        QCOMPARE(m_kelm.output, output);
+        QCOMPARE(m_kelm.status, 0);
+    }
+
     void goesOnWhenTheCommandFails()
     {
         QProcess process;

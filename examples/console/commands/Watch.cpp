@@ -7,6 +7,7 @@
 #include "utils/signals/Slot.h"
 
 #include <QCoreApplication>
+#include <QProcess>
 
 namespace Kelm {
 
@@ -64,7 +65,10 @@ Result Watcher::runCommand()
     const QString command = m_process.fullCommand();
     if (!m_process.start())
         return failed(QString("Cannot run \"%1\": %2").arg(command, m_process.errorMessage()));
+    // It gets no input: nobody could end that, and a command that reads would wait for ever.
+    static_cast<QProcess *>(m_process.object())->closeWriteChannel();
     const bool isFinished = m_process.wait(/*showProgress=*/true);
+    onOutput(); // what is left of a character that was cut off
     if (!m_unfinishedLine.isEmpty())
         m_host.print(m_unfinishedLine);
     m_unfinishedLine.clear();
@@ -80,11 +84,13 @@ Result Watcher::runCommand()
 
 void Watcher::onOutput()
 {
-    m_unfinishedLine += m_process.recentOutput();
-    const int end = m_unfinishedLine.lastIndexOf('\n');
-    if (end >= 0)
-        m_host.print(m_unfinishedLine.left(end));
-    m_unfinishedLine.remove(0, end + 1);
+    const QString output = m_process.recentOutput();
+    const int end = output.lastIndexOf('\n');
+    if (end >= 0) {
+        m_host.print(m_unfinishedLine + output.left(end));
+        m_unfinishedLine.clear();
+    }
+    m_unfinishedLine += output.mid(end + 1);
 }
 
 static Result run(const QCommandLineParser &given, Host &host)
