@@ -194,7 +194,7 @@ private Q_SLOTS:
     {
         QFile guide(GUIDE);
         QVERIFY(guide.open(QIODevice::ReadOnly));
-        const QRegularExpression block("```xml\n(.*?)```",
+        const QRegularExpression block("```xml[^\n]*\n(.*?)```",
                                        QRegularExpression::DotMatchesEverythingOption);
         const QByteArray example = block.match(guide.readAll()).captured(1).toUtf8();
         const QTemporaryDir root;
