@@ -24,7 +24,7 @@ class Processes(suite.FolderTestCase):
         self.assertText(process.fullCommand(), '')
         self.assertIs(process.start(), False)
         self.assertIs(process.isRunning(), False)
-        self.assertIsNot(process.errorMessage(), '')
+        self.assertText(process.errorMessage(), 'No program defined')
 
     def test_is_made_with_a_command_and_arguments(self):
         self.assertText(Process('C:/a b/x.exe').fullCommand(), '"C:/a b/x.exe"')

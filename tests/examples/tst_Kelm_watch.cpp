@@ -43,7 +43,9 @@ private Q_SLOTS:
     void printsWhatTheCommandWritesAtOnce()
     {
         QProcess process;
-        start(process, {"--", "sh", "-c", "echo first; sleep 1000"});
+        // It ends when kelm has ended.
+        const QString wait = "while kill -0 $PPID; do sleep 0.1; done 2>/dev/null";
+        start(process, {"--", "sh", "-c", "echo first; " + wait});
         QVERIFY(waitForError(process, "Ctrl-C ends it\n"));
 
         setTime(2000);
