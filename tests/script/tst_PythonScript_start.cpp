@@ -251,10 +251,24 @@ private Q_SLOTS:
 
         QCOMPARE(runPythonChild({"HOME_DIR=" + d->folder.path(), "value:sys.prefix",
                                  "value:__import__('os').__file__",
-                                 "value:__import__('random').__file__", "reset",
+                                 "value:__import__('random').__file__",
+                                 "value:__import__('os').environ.get('PYTHONPATH')", "reset",
                                  "value:__import__('os').__file__"}),
                  (QStringList{d->folder.path(), archive + "/os.py", archive + "/random.py",
-                              archive + "/os.py", "exit 3"}));
+                              qEnvironmentVariable("PYTHONPATH"), archive + "/os.py", "exit 3"}));
+
+        const QString home = "HOME_DIR=" + d->folder.path();
+        const QString hex = "value:'61'.decode('hex')";
+        QCOMPARE(runPythonChild({home, hex, "value:u'\\u20ac'.encode('cp1252') == '\\x80'",
+                                 "value:sys.getfilesystemencoding() is not None", "reset", hex}),
+                 (QStringList{"a", "true", "true", "a", "exit 3"}));
+
+        const QString original = qEnvironmentVariable("PYTHONPATH");
+        qputenv("PYTHONPATH", "/modules");
+        QCOMPARE(runPythonChild({home, "value:sys.path[0]", "value:sys.path[1]",
+                                 "value:__import__('os').environ['PYTHONPATH']"}),
+                 (QStringList{archive, "/modules", "/modules", "exit 3"}));
+        original.isNull() ? qunsetenv("PYTHONPATH") : qputenv("PYTHONPATH", original.toUtf8());
     }
 
     void doesNotStartInAHomeWithoutALibrary_data()
@@ -278,6 +292,26 @@ private Q_SLOTS:
                  (QStringList{"bad: showMessage(.Kelm.Utils.err.scriptRun, 1)",
                               "bad: Python not initialized", "bad: ", "bad: Python not initialized",
                               "exit 3"}));
+    }
+
+    void startsInAGoodHomeBehindOneWithoutALibrary_data()
+    {
+        doesNotStartInAHomeWithoutALibrary_data();
+
+        QTest::newRow("a library of something else") << "PYTHON_DIR=%1/other";
+    }
+
+    void startsInAGoodHomeBehindOneWithoutALibrary()
+    {
+        QFETCH(QString, home);
+        QVERIFY(QDir(d->folder.path()).mkdir("empty"));
+        QVERIFY(!d->script("no archive, though it is as long as one", "python27.zip").isEmpty());
+        QVERIFY(!d->script("", "other/lib/beams.py").isEmpty());
+
+        QCOMPARE(
+            runPythonChild({home.arg(d->folder.path()), "code:x = 1",
+                            "PYTHON_DIR=" KELMUTILS_PYTHON_HOME, "code:x = 1", "value:sys.prefix"}),
+            (QStringList{"bad: Python not initialized", "good", KELMUTILS_PYTHON_HOME, "exit 3"}));
     }
 
     void importsSiteAsUsual()

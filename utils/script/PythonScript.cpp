@@ -13,6 +13,10 @@
 #include "utils/settings/Settings.h"
 #include "utils/strings/Placeholders_p.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
 #include <Python.h>
 
 #include <algorithm>
@@ -84,6 +88,55 @@ static QByteArray contents(std::FILE *file)
     }
     std::rewind(file);
     return bytes;
+}
+
+static Data::String zipOf(const Data::String &home)
+{
+    return File::join(home, QStringLiteral("python27.zip"));
+}
+
+/// Whether a file ends as Python wants it of an archive.
+static bool isArchive(const QString &path)
+{
+    const int endSize = 22;
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && file.size() >= endSize &&
+           file.seek(file.size() - endSize) && file.read(4) == "PK\5\6";
+}
+
+/// Whether a standard library may be found in \a home, however Python was built. One without must
+/// not get to Python, which works its search path out only once in a process.
+static bool mayHaveLibrary(const QString &home)
+{
+    if (qEnvironmentVariableIsSet("PYTHONPATH") || isArchive(zipOf(home)))
+        return true;
+
+    const QFileInfoList folders = QDir(home).entryInfoList({QStringLiteral("lib*")}, QDir::Dirs);
+    const auto hasModules = [](const QString &folder) {
+        return !QDir(folder).entryList({QStringLiteral("os.py*")}, QDir::Files).isEmpty();
+    };
+    return std::any_of(folders.begin(), folders.end(), [&](const QFileInfo &folder) {
+        const QString path = folder.filePath();
+        return hasModules(path) || hasModules(path + QLatin1String("/python2.7"));
+    });
+}
+
+/// Has Python look into the archive \a zip first, which not every build does by itself. Not by
+/// sys.path: the codecs are loaded before that can be changed.
+static void addToSearchPath(const QString &zip)
+{
+    static const char variable[] = "PYTHONPATH";
+    const bool wasSet = qEnvironmentVariableIsSet(variable);
+    const QByteArray original = qgetenv(variable);
+    QByteArray path = zip.toUtf8();
+    if (!original.isEmpty())
+        path += QDir::listSeparator().toLatin1() + original;
+    qputenv(variable, path);
+    Py_GetPath(); // which keeps what it gives
+    if (wasSet)
+        qputenv(variable, original);
+    else
+        qunsetenv(variable);
 }
 
 /// The scope of scripts, which is also where statements and expressions run. Null, with an error
@@ -315,7 +368,7 @@ bool PythonScript::ensureStarted()
     const bool isZipHome = !File::exists(home);
     if (isZipHome) {
         home = hostVariable("HOME_DIR");
-        if (!File::exists(File::join(home, QStringLiteral("python27.zip")))) {
+        if (!File::exists(zipOf(home))) {
             m_errorText = scriptText(".err.pythonInit", {QString()});
             return false;
         }
@@ -323,7 +376,7 @@ bool PythonScript::ensureStarted()
     m_pythonHome = home.toStdString();
     Py_SetPythonHome(m_pythonHome.data());
 
-    if (!runStartUpProgram(home) || !startInterpreter(isZipHome))
+    if (!runStartUpProgram(home) || !startInterpreter(home, isZipHome))
         return false;
     const Data::String addModules =
         "import sys\nsys.path.append('" + hostVariable("RES_DIR") + "/site-packages')";
@@ -367,10 +420,16 @@ bool PythonScript::runStartUpProgram(const Data::String &home)
     return true;
 }
 
-bool PythonScript::startInterpreter(bool isZipHome)
+bool PythonScript::startInterpreter(const Data::String &home, bool isZipHome)
 {
+    if (!mayHaveLibrary(home))
+        return false;
+
     // Extension modules take the symbols of Python from the process, and are not linked with it.
     Platform::makeSymbolsGlobal(reinterpret_cast<const void *>(&Py_InitializeEx));
+
+    if (isZipHome)
+        addToSearchPath(zipOf(home));
 
     // A home without a standard library would end the process in there, when it imports "site".
     const int originalFlag = std::exchange(Py_NoSiteFlag, 1);
@@ -380,13 +439,6 @@ bool PythonScript::startInterpreter(bool isZipHome)
     if (!Py_IsInitialized())
         return false;
 
-    if (isZipHome) { // not every build of Python looks there by itself
-        const std::string zip = m_pythonHome + "/python27.zip";
-        const Reference path(PyString_FromString(zip.c_str()));
-        PyObject *const searchPath = PySys_GetObject(const_cast<char *>("path"));
-        if (path && searchPath)
-            PyList_Insert(searchPath, 0, path.get());
-    }
     const Reference site(PyImport_ImportModule("site"));
     if (site)
         return true;

@@ -26,7 +26,8 @@ namespace Utils {
 ///                   string that is not escaped, which is meant
 ///
 /// A start-up program that cannot be started counts for nothing; one that fails stops the start.
-/// Python itself looks at its home and at the program's path only once in a process.
+/// Python itself looks at its home and at the program's path only once in a process, and not at a
+/// home that has no library.
 ///
 /// Data goes to __main__, as a plain name, or behind the first "." to another module, which is made
 /// empty when it is not loaded, even if it could be imported: this is meant.
@@ -86,7 +87,7 @@ private:
     bool ensureStarted();
     bool ensureStartedToRun();
     bool runStartUpProgram(const Data::String &home);
-    bool startInterpreter(bool isZipHome);
+    bool startInterpreter(const Data::String &home, bool isZipHome);
     void initializeModules();
     bool runExpression(const Data::String &code);
     bool runStatements(const Data::String &code);
