@@ -55,6 +55,8 @@ private Q_SLOTS:
         row("many if", "a = 1\n", "if a: pass\n", "");
         row("many loops", "a = 0\n", "while a: pass\n", "");
         row("many loops with else", "a = ()\n", "for b in a:\n pass\nelse:\n pass\n", "");
+        row("many lists that are worked out", "a = ()\n", "[b for b in a]\n", "");
+        row("many such lists in one", "a = ()\nx = [", "[b for b in a if b],", "]\n");
         row("a sum within a function", "def f():\n  return [1, (2", "+1", ")]\n");
     }
 

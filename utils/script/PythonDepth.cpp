@@ -60,6 +60,8 @@ static bool jumps(int type)
     case comparison:
     case for_stmt:
     case if_stmt:
+    case list_for:
+    case list_if:
     case or_test:
     case test:
     case try_stmt:
