@@ -296,6 +296,34 @@ private Q_SLOTS:
         QVERIFY(d->engine.runCode("x = 1"));
     }
 
+    void endsOnceWhenAnObjectAsksForAResetWhileItEnds()
+    {
+        QVERIFY(d->engine.runCode("import atexit, host\n"
+                                  "atexit.register(host.call, 'at exit')\n"
+                                  "class Beam:\n"
+                                  "    def __del__(self):\n"
+                                  "        host.call('end of an object')\n"));
+        d->engine.pushData("x", QVariant::fromValue(QList<int>{1}));
+        QVERIFY(d->engine.runCode("x.append(Beam())\n"));
+        QStringList calls;
+        d->standIns.reaction = [&](const QString &text) {
+            calls.append(text);
+            if (text == "at exit") {
+                d->engine.pushData("x", 1); // ends the object
+                QVERIFY(Py_IsInitialized());
+            } else {
+                d->engine.reset();
+            }
+        };
+
+        d->engine.reset();
+
+        QCOMPARE(calls, (QStringList{"at exit", "end of an object"}));
+        d->standIns.reaction = nullptr;
+        QVERIFY(d->engine.runCode("y = 1"));
+        QVERIFY(Py_IsInitialized()); // nothing has been put off
+    }
+
     void endsARecursionThroughTheHost()
     {
         int depth = 0;

@@ -339,9 +339,11 @@ Data::String PythonScript::importCode()
 
 void PythonScript::reset()
 {
+    if (m_isFinalizing)
+        return;
     if (m_uses > 0)
         m_isResetPutOff = true;
-    else if (!m_isFinalizing)
+    else
         finalize();
 }
 
