@@ -327,7 +327,8 @@ private Q_SLOTS:
         const QString child = "/proc/" + QString(process.readLine().trimmed()) + "/environ";
         QVERIFY(QFile::exists(child));
 
-        Platform::killProcessTree(process.processId());
+        QVERIFY(!Platform::killProcessTree(0));
+        QVERIFY(Platform::killProcessTree(process.processId()));
 
         QFile environment(child); // empty when it has ended, missing when somebody has seen that
         QVERIFY(!environment.open(QIODevice::ReadOnly) || environment.readAll().isEmpty());

@@ -59,7 +59,8 @@ std::string moveCommandLine(const std::string &source, const std::string &target
 /// Kills the process with the number \p id, all that it has started and what that has, and returns
 /// when they have ended, or five seconds later. Nobody is told when one cannot be killed.
 /// Does nothing for a number that no process has, as that of a thread, and for the first process of
-/// the system, which is above all others.
+/// the system, which is above all others. False then, and where nothing can be learned of the
+/// process.
 ///
 /// Windows has a command for it. Elsewhere /proc tells of the processes. Each is stopped before its
 /// children are looked for, so that it starts none behind the look, and when no new one is found
@@ -68,7 +69,7 @@ std::string moveCommandLine(const std::string &source, const std::string &target
 /// may be among them and goes last.
 ///
 /// A process whose parent had ended before is below nobody any more, and stays.
-void killProcessTree(std::int64_t id);
+bool killProcessTree(std::int64_t id);
 
 /// The command line that kills on Windows.
 ///

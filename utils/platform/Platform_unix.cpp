@@ -217,15 +217,15 @@ static std::vector<ProcessEntry> stopTree(const ProcessEntry &root)
     return tree;
 }
 
-void killProcessTree(std::int64_t id)
+bool killProcessTree(std::int64_t id)
 {
     if (id <= 1 || id > std::numeric_limits<pid_t>::max())
-        return;
+        return false;
     const std::optional<ProcessEntry> root = readEntry(processFolder(static_cast<pid_t>(id)));
     // A thread has such a folder too, but is not listed. A signal to it would reach its process.
     const std::vector<pid_t> listed = numbersIn("/proc");
     if (!root || std::find(listed.begin(), listed.end(), root->id) == listed.end())
-        return;
+        return false;
 
     std::vector<ProcessEntry> tree = stopTree(*root);
     // Children first: the end of a parent may set children going that are stopped.
@@ -239,6 +239,7 @@ void killProcessTree(std::int64_t id)
     waitForState(tree, "ZX", Clock::now() + std::chrono::seconds(5));
     if (hasSelf)
         kill(getpid(), SIGKILL);
+    return true;
 }
 
 bool createNewFile(const std::string &path)

@@ -96,10 +96,12 @@ void moveReplacing(const std::string &source, const std::string &target)
         run(moveCommandLine(source, target));
 }
 
-void killProcessTree(std::int64_t id)
+bool killProcessTree(std::int64_t id)
 {
-    if (id > 1)
-        run(killCommandLine(id));
+    if (id <= 1)
+        return false;
+    run(killCommandLine(id));
+    return true;
 }
 
 bool createNewFile(const std::string &path)

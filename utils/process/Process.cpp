@@ -137,10 +137,10 @@ bool Process::wait(bool showProgress)
 void Process::kill()
 {
     const qint64 pid = getPID();
-    if (d->killMode != KillSingle && pid != 0)
-        kill(pid);
-    // Behind that too: where the system does not tell of its processes, this one goes all the same.
-    d->process.kill();
+    const bool isTree = d->killMode != KillSingle && pid != 0;
+    // Where the system does not tell of its processes, this one goes all the same.
+    if (!isTree || !Platform::killProcessTree(pid))
+        d->process.kill();
 }
 
 void Process::kill(qint64 pid) { Platform::killProcessTree(pid); }
