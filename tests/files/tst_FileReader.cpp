@@ -110,12 +110,14 @@ private Q_SLOTS:
 
         QTest::newRow("missing") << "missing";
         QTest::newRow("a folder") << ".";
+        QTest::newRow("a name with a zero") << QString("there") + QChar(0);
         QTest::newRow("a path too long") << QString("x/").repeated(2000);
     }
 
     void readsNothingFromWhatIsNoFile()
     {
         QFETCH(QString, name);
+        makeFile(m_folder->filePath("there"), "text");
 
         Collector reader(m_folder->filePath(name));
 

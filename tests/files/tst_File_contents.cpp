@@ -382,6 +382,8 @@ private Q_SLOTS:
         QCOMPARE(File::read(path("missing/file"), lines), Data::String());
         QCOMPARE(File::read(path("file/below"), lines), Data::String());
         QCOMPARE(File::read(m_folder->path(), lines), Data::String());
+        QCOMPARE(File::read(path("file") + QChar(0), lines), Data::String());
+        QCOMPARE(File::read(path("file") + QChar(0) + "x", lines), Data::String());
         QCOMPARE(File::read(path("") + QString(4000, 'x'), lines), Data::String());
         QCOMPARE(File::read(path("") + QString("x/").repeated(2000), lines), Data::String());
         QCOMPARE(File::read(makeFile(path("empty"), ""), lines), Data::String());
@@ -511,6 +513,7 @@ private Q_SLOTS:
         QCOMPARE(File::readRaw(""), QByteArray());
         QCOMPARE(File::readRaw(path("missing")), QByteArray());
         QCOMPARE(File::readRaw(m_folder->path()), QByteArray());
+        QCOMPARE(File::readRaw(makeFile(path("a")) + QChar(0)), QByteArray());
         QCOMPARE(File::readRaw(path("") + QString(4000, 'x')), QByteArray());
         QCOMPARE(File::readRaw(makeFile(path("empty"), "")), QByteArray());
     }
@@ -609,8 +612,13 @@ private Q_SLOTS:
     void writesNothingWhereItCannotOpen()
     {
         makeFile(path("file"), "before");
-        const QStringList paths = {"", path("missing/file"), path("file/below"), m_folder->path(),
-                                   path("") + QString(4000, 'x')};
+        const QStringList paths = {"",
+                                   path("missing/file"),
+                                   path("file/below"),
+                                   m_folder->path(),
+                                   path("") + QString(4000, 'x'),
+                                   path("file") + QChar(0),
+                                   path("new") + QChar(0) + "x"};
         for (const QString &target : paths) {
             QVERIFY(!File::write(target, Data::String("text")));
             QVERIFY(!File::write(target, QStringList{"text"}));

@@ -360,6 +360,20 @@ private Q_SLOTS:
         QCOMPARE(messages, QStringList());
     }
 
+    void opensNothingOfANameWithAZero()
+    {
+        const QString path = makeFile(m_folder->filePath("a.log"), "before");
+
+        LogFile log(path + QChar(0), true);
+        log.append("text", true);
+
+        QVERIFY(!log.isValid());
+        QCOMPARE(contents(path), QByteArray("before"));
+        QVERIFY(!LogFile("", false).setPath(path + QChar(0)));
+        QCOMPARE(contents(path), QByteArray("before"));
+        QCOMPARE(QDir(m_home).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+    }
+
     // Without a path at first
 
     void opensNothingWithoutAPath()

@@ -602,6 +602,7 @@ private Q_SLOTS:
         QTest::newRow("a folder") << ".";
         QTest::newRow("unreadable") << "secret";
         QTest::newRow("with a marker in its name") << "%1%2";
+        QTest::newRow("with a zero in its name") << QString("there") + QChar(0);
     }
 
     void tellsWhatCannotBeRead()
@@ -611,6 +612,7 @@ private Q_SLOTS:
         state.language = "en";
         state.tables[".Kelm.Utils"].strings[".err.fileread"] = "No reading of <%1>, %2.";
         QFile::setPermissions(makeFile(path("secret")), {});
+        makeFile(path("there"), "text");
         const OrdinaryUser user(m_folder->path());
         const QString file = m_folder->filePath(name);
         const QString message = "No reading of <" + file + ">, %2.";

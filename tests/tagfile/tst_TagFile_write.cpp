@@ -630,6 +630,7 @@ private Q_SLOTS:
         QTest::newRow("a folder") << ".";
         QTest::newRow("write-protected") << "protected";
         QTest::newRow("with a marker in its name") << "missing/%1%2";
+        QTest::newRow("with a zero in its name") << QString("file") + QChar(0) + "x";
     }
 
     void tellsWhatCannotBeWritten()
@@ -656,6 +657,7 @@ private Q_SLOTS:
         QCOMPARE(openError, Data::String(message));
         QCOMPARE(errors, QStringList({"before", message}));
         QCOMPARE(contentsOf(path("protected")), QByteArray("before"));
+        QVERIFY(!QFile::exists(path("file")));
         QCOMPARE(describe(tags), QStringList("-1 a: "));
     }
 

@@ -5,6 +5,7 @@
 #include "utils/csv/CSVTable_p.h"
 #include "utils/csv/Checksum_p.h"
 #include "utils/feedback/Progress.h"
+#include "utils/files/FileName_p.h"
 #include "utils/text/ReplaceAll_p.h"
 
 #include <QFile>
@@ -103,7 +104,7 @@ unsigned short CSVTable::checksum(int rows) const
 bool CSVTable::write(const Data::String &path) const
 {
     QFile file(path);
-    if (path.isEmpty() || path.contains(QChar(0)) || !file.open(QIODevice::WriteOnly))
+    if (!isName(path) || !file.open(QIODevice::WriteOnly))
         return false;
 
     // What a QTextStream would write, of all rows at once: "?" for half a character.

@@ -127,7 +127,8 @@ public:
 
     // Contents: whole files, and what can be asked of one
 
-    // A named pipe is opened as a file is, which waits until somebody opens its other end.
+    // A named pipe is opened as a file is, which waits until somebody opens its other end. A path
+    // with a zero byte names nothing.
 
     /// The text of a file, or of an address that starts with "http://". "" when it is missing,
     /// cannot be opened or got, or is too large for a text, as a whole file of 1 GiB is.

@@ -1,5 +1,7 @@
 #include "utils/files/FileReader.h"
 
+#include "utils/files/FileName_p.h"
+
 #include <QFile>
 #include <QTextStream>
 
@@ -36,7 +38,7 @@ public:
 FileReader::FileReader(const Data::String &path) : d(std::make_unique<FileReaderPrivate>())
 {
     d->file.setFileName(path);
-    if (!d->file.open(QIODevice::ReadOnly))
+    if (!isName(path) || !d->file.open(QIODevice::ReadOnly))
         return;
     d->stream.setDevice(&d->file);
     d->stream.setCodec("UTF-8");

@@ -1,6 +1,7 @@
 #include "utils/files/File.h"
 
 #include "utils/feedback/WaitCursor.h"
+#include "utils/files/FileName_p.h"
 #include "utils/files/File_http_p.h"
 #include "utils/files/Utf8_p.h"
 #include "utils/platform/Platform.h"
@@ -27,10 +28,9 @@ static const QLatin1String httpScheme("http://");
 /// The longest text that a QString can hold, less some room for its own record.
 static constexpr qint64 maxTextLength = std::numeric_limits<int>::max() / 2 - 64;
 
-/// QFile prints a warning where it has no name to open.
 static bool open(QFile &file, QIODevice::OpenMode mode)
 {
-    return !file.fileName().isEmpty() && file.open(mode);
+    return isName(file.fileName()) && file.open(mode);
 }
 
 /// The text of \p file, or "" when it is no valid UTF-8.

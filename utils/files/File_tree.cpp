@@ -1,6 +1,7 @@
 #include "utils/feedback/Progress.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File.h"
+#include "utils/files/FileName_p.h"
 #include "utils/platform/Platform.h"
 
 #include <QDir>
@@ -15,12 +16,6 @@
 namespace Utils {
 
 static const QDir::Filters folders = QDir::Dirs | QDir::NoDotAndDotDot;
-
-/// A path with a zero byte names nothing, while QDir takes what is in front of it for the path.
-static bool hasZeroByte(const QString &path) { return path.contains(QChar::Null); }
-
-/// Neither does an empty path, which QDir takes for the current folder.
-static bool isName(const QString &path) { return !path.isEmpty() && !hasZeroByte(path); }
 
 static bool isPattern(const QString &path) { return path.contains(QLatin1Char('*')); }
 

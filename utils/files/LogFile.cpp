@@ -1,6 +1,7 @@
 #include "utils/files/LogFile.h"
 
 #include "utils/files/File.h"
+#include "utils/files/FileName_p.h"
 #include "utils/text/DateTime.h"
 
 #include <QCoreApplication>
@@ -25,7 +26,7 @@ public:
 bool LogFilePrivate::open(const Data::String &name)
 {
     file.setFileName(name);
-    isOurs = file.open(QIODevice::WriteOnly);
+    isOurs = isName(name) && file.open(QIODevice::WriteOnly);
     return isOurs;
 }
 

@@ -1,4 +1,6 @@
 #include "utils/tagfile/TagFile.h"
+
+#include "utils/files/FileName_p.h"
 #include "utils/tagfile/TagFile_p.h"
 #include "utils/tagfile/TagReader_p.h"
 
@@ -23,7 +25,7 @@ bool TagFile::read(const Data::String &path, Data::String &error)
     if (path.isEmpty())
         return false;
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
+    if (!isName(path) || !file.open(QIODevice::ReadOnly)) {
         error = fileMessage(".err.fileread", path);
         return false;
     }

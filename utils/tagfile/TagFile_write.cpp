@@ -1,4 +1,6 @@
 #include "utils/tagfile/TagFile.h"
+
+#include "utils/files/FileName_p.h"
 #include "utils/tagfile/TagFile_p.h"
 #include "utils/tagfile/TagText_p.h"
 
@@ -25,7 +27,7 @@ bool TagFile::open(const Data::String &path, Data::String &error)
         return false;
     close();
     auto file = std::make_unique<QFile>(path);
-    if (!file->open(QIODevice::WriteOnly)) {
+    if (!isName(path) || !file->open(QIODevice::WriteOnly)) {
         error = fileMessage(".err.filewrite", path);
         return false;
     }

@@ -1,5 +1,6 @@
 #include "utils/xml/Document.h"
 
+#include "utils/files/FileName_p.h"
 #include "utils/strings/Placeholders_p.h"
 #include "utils/strings/StringTable.h"
 #include "utils/xml/Element.h"
@@ -130,8 +131,7 @@ bool Document::open(const Data::String &path, const Data::String &docType, Data:
     m_documentVersion = 0.0;
 
     QFile file(path);
-    // QFile prints a warning where it has no name to open.
-    if (path.isEmpty() || !file.open(QIODevice::ReadOnly)) {
+    if (!isName(path) || !file.open(QIODevice::ReadOnly)) {
         error = errorText(".err.noopen", {path});
         return false;
     }
