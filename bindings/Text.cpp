@@ -5,8 +5,22 @@
 #include <QVarLengthArray>
 
 #include <algorithm>
+#include <limits>
 
 namespace Utils::Bindings {
+
+/// What Qt can take as UTF-8 and give as UTF-8: it reckons with three bytes a character. It ends
+/// the program where a string grows too long.
+static constexpr Py_ssize_t maxLength = std::numeric_limits<int>::max() / 3 - 64;
+
+/// Whether a text may have \p length. False with the error set.
+static bool checkLength(Py_ssize_t length, Py_ssize_t largest)
+{
+    if (length <= largest)
+        return true;
+    PyErr_SetString(PyExc_OverflowError, "text is too long");
+    return false;
+}
 
 static bool hasSurrogates(const QString &text)
 {
@@ -17,38 +31,45 @@ static bool hasSurrogates(const QString &text)
 /// Reads the text that \p result is. False when it is null.
 static bool take(const Reference &result, Data::String &text)
 {
-    if (!result)
-        return false;
-    text = textOf(result.get());
-    return true;
+    return result && readText(result.get(), text);
 }
 
 bool isText(PyObject *object) { return PyString_Check(object) || PyUnicode_Check(object); }
 
-Data::String textOf(PyObject *text)
+bool readText(PyObject *text, Data::String &result)
 {
-    if (PyString_Check(text))
-        return QString::fromUtf8(PyString_AS_STRING(text), int(PyString_GET_SIZE(text)));
+    if (PyString_Check(text)) {
+        const Py_ssize_t size = PyString_GET_SIZE(text);
+        if (!checkLength(size, maxLength))
+            return false;
+        result = QString::fromUtf8(PyString_AS_STRING(text), int(size));
+        return true;
+    }
 
     // Not by QString::fromUcs4(), which drops a mark at the start and the halves of pairs.
     const Py_UNICODE *const characters = PyUnicode_AS_UNICODE(text);
     const Py_ssize_t size = PyUnicode_GET_SIZE(text);
-    QString result;
-    result.reserve(int(size));
+    if (!checkLength(size, maxLength / 2)) // each may be a pair
+        return false;
+    QString read;
+    read.reserve(int(size));
     for (Py_ssize_t i = 0; i < size; ++i) {
         const uint character = characters[i];
         if (QChar::requiresSurrogates(character)) {
-            result.append(QChar(QChar::highSurrogate(character)));
-            result.append(QChar(QChar::lowSurrogate(character)));
+            read.append(QChar(QChar::highSurrogate(character)));
+            read.append(QChar(QChar::lowSurrogate(character)));
         } else {
-            result.append(QChar(character));
+            read.append(QChar(character));
         }
     }
-    return result;
+    result = read;
+    return true;
 }
 
 PyObject *toBytes(const QString &text)
 {
+    if (!checkLength(text.size(), maxLength))
+        return nullptr;
     const QByteArray utf8 = text.toUtf8();
     return PyString_FromStringAndSize(utf8.constData(), utf8.size());
 }

@@ -13,8 +13,11 @@ namespace Utils::Bindings {
 // false with the error set.
 
 bool isText(PyObject *object); ///< a `str` or a `unicode`, or of a class derived from one
-Data::String textOf(PyObject *text);
 
+/// Reads what isText() knows. An OverflowError where it is too long for a Data.String.
+bool readText(PyObject *text, Data::String &result);
+
+/// A `str`. An OverflowError where the text is too long to be given as UTF-8.
 PyObject *toBytes(const QString &text);
 PyObject *toUnicode(const QString &text);
 

@@ -32,7 +32,10 @@ bool readPlainValue(PyObject *object, Data::Variant &value)
     } else if (PyFloat_Check(object)) {
         value = Data::Variant(PyFloat_AS_DOUBLE(object));
     } else if (isText(object)) {
-        value = Data::Variant(textOf(object));
+        Data::String text;
+        if (!readText(object, text))
+            return false;
+        value = Data::Variant(text);
     } else {
         int overflow = 0;
         const qint64 number = PyLong_AsLongLongAndOverflow(object, &overflow);

@@ -1,6 +1,7 @@
 #include "tests/bindings/Interpreter.h"
 
 #include "bindings/Modules.h"
+#include "bindings/Text_p.h"
 
 #include "tests/support/Print.h"
 
@@ -16,6 +17,7 @@ private Q_SLOTS:
     {
         initKelmUtils();
         QCOMPARE(m_python.run("from KelmData import Data\n"
+                              "from KelmUtils import Utils\n"
                               "text = Data.String(u'a\\U0001f600\\xe4')"),
                  QString());
     }
@@ -78,6 +80,42 @@ private Q_SLOTS:
         QCOMPARE(m_python.text(expression), result);
     }
 
+    void refuseTextsThatAreTooLong_data()
+    {
+        QTest::addColumn<QByteArray>("expression");
+
+        for (const char *expression :
+             {"Data.String(bytes)", "Data.String(wide)", "Data.Variant(bytes)",
+              "Data.Variant(wide)", "Data.Variant(['a', bytes])", "text + bytes", "wide + text",
+              "bytes in text", "Utils.File.join('a', bytes)", "Utils.Process('a', [wide])"})
+            QTest::newRow(expression) << QByteArray(expression);
+    }
+
+    void refuseTextsThatAreTooLong()
+    {
+        QFETCH(QByteArray, expression);
+        // Neither is touched, so they take no memory.
+        const bool arePlaced = place("bytes", PyString_FromStringAndSize(nullptr, 716000000)) &&
+                               place("wide", PyUnicode_FromUnicode(nullptr, 358000000));
+        const auto release = qScopeGuard([&] { m_python.run("bytes = wide = None"); });
+        if (!arePlaced) {
+            PyErr_Clear();
+            QSKIP("The system does not give that much memory.");
+        }
+
+        QCOMPARE(m_python.text(expression), QString("OverflowError: text is too long"));
+    }
+
+    void areNotGivenAsBytesThatAreTooLong()
+    {
+        const QString text(716000000, Qt::Uninitialized);
+
+        QVERIFY(!Utils::Bindings::toBytes(text));
+
+        QVERIFY(PyErr_ExceptionMatches(PyExc_OverflowError));
+        PyErr_Clear();
+    }
+
     void failWhereTheyAreMade()
     {
         QCOMPARE(m_python.run("try: Data.Variant(10 ** 400)\n"
@@ -87,6 +125,12 @@ private Q_SLOTS:
     }
 
 private:
+    /// Puts \p object, which may be null, into `__main__`.
+    static bool place(const char *name, PyObject *object)
+    {
+        return object && PyModule_AddObject(PyImport_AddModule("__main__"), name, object) == 0;
+    }
+
     Interpreter m_python;
 };
 
