@@ -125,9 +125,11 @@ class Mathex(suite.TestCase):
                 (0.5, 0, 0), (1.5, 0, 2), (2.5, 0, 2), (-2.5, 0, -2), (2.51, 0, 3),
                 (2.675, 2, 2.68), (2.665, 2, 2.66), (0.15, 1, 0.2), (0.25, 1, 0.2),
                 (1250, -2, 1200), (1350, -2, 1400), (49, -2, 0), (3, 5, 3), (1e300, 2, 1e300),
-                (5e-324, 1074, 5e-324), (5e-324, 2000, 5e-324), (1.5, 10 ** 9, 1.5)]:
+                (5e-324, 1074, 5e-324), (5e-324, 2000, 5e-324), (1.5, 10 ** 9, 1.5),
+                (1e300, -400, 0), (1e300, -401, 0), (1.5, -10 ** 9, 0), (1.5, -2 ** 70, 0)]:
             self.assertEqual(mathex.roundeven(number, digits), rounded)
         self.assertIs(type(mathex.roundeven(2)), float)
+        self.assertEqual(math.copysign(1, mathex.roundeven(-1.5, -10 ** 9)), -1)
         self.assertEqual(mathex.roundeven(INFINITY), INFINITY)
         self.assertNaN(mathex.roundeven(NAN))
 
