@@ -57,7 +57,7 @@ static ExitCode tell(const Command &command, Result result)
     if (result.code == WrongUsage)
         result.error += QString(". See kelm %1 --help").arg(command.name);
     if (!result.error.isEmpty()) {
-        const QString line = result.error.trimmed().replace('\n', "; ");
+        const QString line = result.error.trimmed().replace(QRegExp("\\s*\n\\s*"), "; ");
         writeError(QString("kelm %1: ").arg(command.name) + line);
     }
     return result.code;

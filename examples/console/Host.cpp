@@ -13,7 +13,7 @@ Host::Host(const QMap<QString, QString> &variables, Messages messages)
 void Host::print(const QString &line)
 {
     m_bar.erase();
-    Kelm::print(line);
+    printUnchanged(line);
     flushOutput();
     redraw();
 }
@@ -56,7 +56,7 @@ void Host::setProgress(int count, int maxSteps, bool popup)
 void Host::setProgressLabel(const Data::String &text, bool popup)
 {
     // The first line: behind it stands how to cancel, which the bar tells in its own words.
-    display(popup).state.label = text.section('\n', 0, 0).trimmed();
+    display(popup).state.label = withoutControls(text.section('\n', 0, 0).simplified());
     redraw();
 
     // Each task sets its label when it begins, unless it has none, and each one when it ends.

@@ -25,7 +25,7 @@ public:
     /// written: those of that level and below.
     Host(const QMap<QString, QString> &variables, Messages messages);
 
-    /// Writes a line to standard output at once, above the bar when there is one.
+    /// Writes a line to standard output at once and unchanged, above the bar when there is one.
     void print(const QString &line);
 
     /// Writes a line to standard error, above the bar when there is one.

@@ -1,5 +1,6 @@
 #include "examples/console/Output.h"
 
+#include "examples/console/Terminal.h"
 #include "utils/csv/CSVTable.h"
 
 #include <QRegExp>
@@ -18,7 +19,23 @@ static bool writeLine(std::FILE *stream, const QString &line)
     return std::fwrite(bytes.constData(), 1, size, stream) == size;
 }
 
-void print(const QString &line)
+QString withoutControls(QString text)
+{
+    for (QChar &sign : text) {
+        if (sign.category() == QChar::Other_Control && sign != '\n' && sign != '\t')
+            sign = QChar::ReplacementCharacter;
+    }
+    return text;
+}
+
+static QString fitFor(Terminal::Stream stream, const QString &line)
+{
+    return Terminal::isTerminal(stream) ? withoutControls(line) : line;
+}
+
+void print(const QString &line) { printUnchanged(fitFor(Terminal::Stream::Output, line)); }
+
+void printUnchanged(const QString &line)
 {
     if (!outputError && !writeLine(stdout, line))
         outputError = errno;
@@ -34,7 +51,7 @@ void printAligned(const Utils::CSVTable &table, int leftColumn)
 void writeError(const QString &line)
 {
     flushOutput(); // so that the two stand in order where they go to one place
-    writeLine(stderr, line);
+    writeLine(stderr, fitFor(Terminal::Stream::Error, line));
 }
 
 void flushOutput()

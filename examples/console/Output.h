@@ -8,13 +8,20 @@ class CSVTable;
 
 namespace Kelm {
 
-/// Writes \p line and a line end to standard output, as UTF-8.
+/// \p text with U+FFFD for each control character besides tabs and line ends: on a terminal they
+/// would be commands.
+QString withoutControls(QString text);
+
+/// Writes \p line and a line end to standard output, as UTF-8, on a terminal withoutControls().
 void print(const QString &line);
+
+/// The same, but as it is: for what another program writes.
+void printUnchanged(const QString &line);
 
 /// Prints a table in columns whose fields stand at the right; those of \p leftColumn at the left.
 void printAligned(const Utils::CSVTable &table, int leftColumn);
 
-/// Writes \p line and a line end to standard error, as UTF-8.
+/// Writes \p line and a line end to standard error, as UTF-8, on a terminal withoutControls().
 void writeError(const QString &line);
 
 /// Writes out what was printed so far.

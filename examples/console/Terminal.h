@@ -12,6 +12,13 @@ enum class Stream
     Error
 };
 
+/// What was closed when the program began is opened on nothing, so that a file that is opened later
+/// does not take the place of a stream, and get what is written to that.
+void replaceClosedStreams();
+
+/// Whether \p stream is a terminal.
+bool isTerminal(Stream stream);
+
 /// Whether standard error is a terminal on which a line can be drawn again and again.
 bool canDraw();
 

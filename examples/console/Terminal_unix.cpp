@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -72,17 +73,31 @@ static bool isIgnored(int signal)
     return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
+void replaceClosedStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(stream, F_GETFD) >= 0)
+            continue;
+        // The lowest free number is this one. Reading or writing fails there, as it would have.
+        if (open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream)
+            return;
+    }
+}
+
+static int file(Stream stream) { return stream == Stream::Output ? STDOUT_FILENO : STDERR_FILENO; }
+
+bool isTerminal(Stream stream) { return isatty(file(stream)); }
+
 bool canDraw()
 {
     const char *const kind = std::getenv("TERM");
-    return isatty(STDERR_FILENO) && kind && *kind && std::strcmp(kind, "dumb") != 0;
+    return isTerminal(Stream::Error) && kind && *kind && std::strcmp(kind, "dumb") != 0;
 }
 
 int width(Stream stream)
 {
     winsize size = {};
-    const int file = stream == Stream::Output ? STDOUT_FILENO : STDERR_FILENO;
-    const bool isKnown = ioctl(file, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    const bool isKnown = ioctl(file(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
     return isKnown ? size.ws_col : 80;
 }
 

@@ -52,6 +52,14 @@ static BOOL WINAPI onControl(DWORD event)
     return TRUE;
 }
 
+void replaceClosedStreams() {} // handles of files have no fixed numbers
+
+bool isTerminal(Stream stream)
+{
+    DWORD mode = 0;
+    return GetConsoleMode(file(stream), &mode);
+}
+
 bool canDraw()
 {
     DWORD mode = 0;

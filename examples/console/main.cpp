@@ -49,6 +49,7 @@ static ExitCode runWithoutCommand(const QString &argument)
 
 int main(int argc, char **argv)
 {
+    Terminal::replaceClosedStreams();
     Terminal::handleSignals();
     // Arguments and names of files are UTF-8, also where the locale knows ASCII only.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));

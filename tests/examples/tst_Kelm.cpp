@@ -115,6 +115,16 @@ private Q_SLOTS:
         QCOMPARE(kelm.status, 1);
     }
 
+    void tellsWhenItsOutputIsClosed()
+    {
+        Program kelm(m_home.path());
+
+        QVERIFY(kelm.runShell("\"$KELM\" table '" + sample("bolts.csv") + "' >&-"));
+
+        QCOMPARE(kelm.error, QString("kelm table: Cannot write the output: Bad file descriptor\n"));
+        QCOMPARE(kelm.status, 1);
+    }
+
     void tellsWhenItsHelpCannotBeWritten()
     {
         Program kelm(m_home.path());

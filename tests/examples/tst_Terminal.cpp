@@ -130,6 +130,25 @@ private Q_SLOTS:
         QVERIFY(!session.screen().contains('\n'));
     }
 
+    void keepsCommandsFromTheTerminal()
+    {
+        const QTemporaryDir folder;
+        const QString path =
+            makeFile(folder.filePath("table.csv"), "a,b\nred\x1b[31m,\xc2\x9bx\a\x7f\n");
+        Session session(KELM_PROGRAM, {"table", path});
+        Session complaint(KELM_PROGRAM, {"table", "no\x1b[31m"});
+
+        QCOMPARE(session.finish(), 0);
+        QCOMPARE(complaint.finish(), 1);
+
+        const QString unknown(QChar::ReplacementCharacter);
+        QVERIFY2(session.screen().contains("red" + unknown + "[31m    " + unknown + "x" + unknown +
+                                           unknown + "\r\n"),
+                 qPrintable(session.screen()));
+        QVERIFY(!session.screen().contains('\x1b'));
+        QVERIFY(complaint.screen().contains("\"no" + unknown + "[31m\""));
+    }
+
     void writesLinesAboveTheBar()
     {
         Session session(HOST_CHILD, {"message"});
