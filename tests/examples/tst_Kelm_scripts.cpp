@@ -137,6 +137,36 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.status, 1);
     }
 
+    void checksForCodingLines_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<bool>("isGood");
+
+        QTest::newRow("none") << QByteArray("print 'ü'\n") << false;
+        QTest::newRow("in a comment alone") << QByteArray("x = 1 # ü\n") << false;
+        QTest::newRow("in the first line") << QByteArray("# coding: utf-8\nprint 'ü'\n") << true;
+        QTest::newRow("in the second line")
+            << QByteArray("#!/bin/x\n# -*- coding: utf-8 -*-\nprint 'ü'\n") << true;
+        QTest::newRow("in the third line") << QByteArray("#\n#\n# coding: utf-8\n'ü'\n") << false;
+        QTest::newRow("a byte order mark") << QByteArray("\xef\xbb\xbfprint 'ü'\n") << true;
+    }
+
+    void checksForCodingLines()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(bool, isGood);
+        const QString path = script("coding.py", contents);
+
+        QVERIFY(m_kelm.run({"check", path}));
+
+        QCOMPARE(m_kelm.error,
+                 isGood ? QString()
+                        : "kelm check: \"" + path + "\": It is not ASCII and has no coding line\n");
+        QCOMPARE(m_kelm.status, isGood ? 0 : 1);
+        QVERIFY(m_kelm.run({"run", "--quiet", path}));
+        QCOMPARE(m_kelm.status, isGood ? 0 : 1);
+    }
+
     void goesOnItsTour()
     {
         const QString root = QStringLiteral(KELMUTILS_SAMPLES "/../..");

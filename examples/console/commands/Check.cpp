@@ -6,9 +6,30 @@
 #include "utils/files/File.h"
 #include "utils/script/ScriptManager.h"
 
+#include <QRegularExpression>
+
+#include <algorithm>
+
 namespace Kelm {
 
+using Utils::File;
+
 static void declare(QCommandLineParser &) {}
+
+static const char byteOrderMark[] = "\xef\xbb\xbf";
+
+static bool isAscii(const QString &text)
+{
+    return std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
+}
+
+/// Whether one of the first two lines tells the encoding, as Python wants it of files.
+static bool hasCodingLine(const QString &code)
+{
+    return code.section('\n', 0, 1)
+        .contains(QRegularExpression("^[ \\t\\f]*#.*coding[:=][ \\t]*[-_.a-zA-Z0-9]",
+                                     QRegularExpression::MultilineOption));
+}
 
 static Result run(const QCommandLineParser &given, Host &)
 {
@@ -19,9 +40,12 @@ static Result run(const QCommandLineParser &given, Host &)
         const QString problem = whyUnreadable(path);
         if (!problem.isEmpty())
             return failed(problem);
-        const Data::String code = Utils::File::read(path);
-        if (code.isEmpty() && Utils::File::size(path) > 0)
+        const Data::String code = File::read(path);
+        if (code.isEmpty() && File::size(path) > 0)
             return failed(QString("Cannot read \"%1\": It is no text in UTF-8").arg(path));
+        if (!isAscii(code) && !hasCodingLine(code) &&
+            !File::readRaw(path).startsWith(byteOrderMark))
+            return failed(QString("\"%1\": It is not ASCII and has no coding line").arg(path));
         if (!Utils::ScriptManager::instance().validate(code, "py", error))
             return failed(QString("\"%1\": %2").arg(path, error));
     }
