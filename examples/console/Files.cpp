@@ -34,15 +34,18 @@ QString whyUnwritable(const QString &path)
 
 QString writeFile(const QString &path, const QString &text)
 {
-    const QString error = whyUnwritable(path);
-    if (!error.isEmpty())
-        return error;
-    // Whether all could be written is not told by the call: the disk may be full.
+    // Not File::write(), which does not tell whether all could be written: the disk may be full.
     const QByteArray bytes = text.toUtf8();
-    const bool isOpen = File::writeRaw(path, bytes);
-    return isOpen && File::size(path) == bytes.size()
-               ? QString()
-               : QString("Cannot write all of \"%1\"").arg(path);
+    const std::size_t size = static_cast<std::size_t>(bytes.size());
+    std::FILE *const file = File::openWrite(path, /*append=*/false);
+    bool isWritten = file && std::fwrite(bytes.constData(), 1, size, file) == size;
+    int reason = errno;
+    if (file && std::fclose(file) != 0 && isWritten) {
+        isWritten = false;
+        reason = errno;
+    }
+    return isWritten ? QString()
+                     : QString("Cannot write \"%1\": %2").arg(path, qt_error_string(reason));
 }
 
 } // namespace Kelm

@@ -104,6 +104,9 @@ private Q_SLOTS:
         QTest::newRow("the last of two orders") << QStringList{"-c", "Bolt", "--rows", "1", "-s", "Angle"}
             << " Bolt\n    1\n";
         QTest::newRow("no rows") << QStringList{"-c", "Bolt", "--rows", "0"} << "Bolt\n";
+        QTest::newRow("as many rows as can be") << QStringList{"-c", "Bolt", "-s", "Bolt",
+                                                               "--rows", "2147483647"}
+            << " Bolt\n    1\n    2\n    3\n    4\n    5\n    6\n    7\n    8\n    9\n   10\n   11\n   12\n";
         QTest::newRow("more rows than there are") << QStringList{"-c", "Bolt", "-s", "Bolt",
                                                                  "--descending", "--rows", "99"}
             << " Bolt\n   12\n   11\n   10\n    9\n    8\n    7\n    6\n    5\n    4\n    3\n    2\n    1\n";
@@ -148,6 +151,19 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output.split('\n').value(1).simplified(),
                  QString("x 4 3 1.82574 1 1.5 3 4.5 5"));
         QCOMPARE(m_kelm.output.count('\n'), 2);
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void leavesOutOfStatisticsWhatIsNotFinite()
+    {
+        const QString path = file("x\nnan\n1\ninf\n3\n-inf\n");
+
+        QVERIFY(m_kelm.run({"table", path, "--stats", "--histogram", "--bins", "2"}));
+
+        QCOMPARE(m_kelm.output.split('\n').value(1).simplified(),
+                 QString("x 2 2 1.41421 1 1 2 3 3"));
+        QVERIFY(m_kelm.output.contains("\n 1   2  "));
+        QVERIFY(m_kelm.output.contains("\n 2   3  "));
         QCOMPARE(m_kelm.status, 0);
     }
 
@@ -236,6 +252,16 @@ private Q_SLOTS:
         QCOMPARE(contents(target), written);
     }
 
+    void writesToAPipe()
+    {
+        const QString path = file("a b\n1 2\n");
+
+        QVERIFY(m_kelm.runShell("\"$KELM\" table '" + path + "' --to /dev/stdout | cat"));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, QString("a,b\n1,2\n"));
+    }
+
     void readsBackWhatItHasWritten()
     {
         const QString target = m_folder.filePath("bolts.csv");
@@ -280,7 +306,16 @@ private Q_SLOTS:
         QTest::newRow("cannot be written") << QStringList{bolts, "--to", folder + "/no/out.csv"} << 1
             << "Cannot write \"" + folder + "/no/out.csv\": No such file or directory";
         QTest::newRow("full disk") << QStringList{bolts, "--to", "/dev/full"} << 1
-            << "Cannot write all of \"/dev/full\"";
+            << "Cannot write \"/dev/full\": No space left on device";
+        QTest::newRow("not UTF-8, blanks") << QStringList(makeFile(folder + "/b.txt", "a b\n1 \xff\n"))
+            << 1 << "Cannot read \"" + folder + "/b.txt\": It is no text in UTF-8";
+        const QString texts = makeFile(folder + "/texts.csv", "a,b\nx,nan\n");
+        QTest::newRow("no numbers") << QStringList{texts, "--stats"} << 1
+            << "No numbers are in \"" + texts + "\"";
+        QTest::newRow("no numbers to draw") << QStringList{texts, "--histogram", "--to", "x"} << 1
+            << "No numbers are in \"" + texts + "\"";
+        QTest::newRow("very many bins") << QStringList{bolts, "--bins", "1001"} << 2
+            << "--bins must be at most 1000. See kelm table --help";
         QTest::newRow("quotes") << QStringList{bolts, "--quotes", "maybe"} << 2
             << "--quotes must be yes, no or guess. See kelm table --help";
         QTest::newRow("size limit") << QStringList{bolts, "--size-limit", "0"} << 2

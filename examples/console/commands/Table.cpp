@@ -14,6 +14,7 @@
 #include <QRegExp>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace Kelm {
@@ -32,8 +33,11 @@ static void declare(QCommandLineParser &parser)
          "What is between fields: a text, \"tab\" or \"blanks\". Without this option it is "
          "guessed.",
          "TEXT"},
-        {"comment", "Lines that begin with TEXT are comments; \"\" for none.", "TEXT", "#"},
-        {"quotes", "Whether fields may be in quotes: yes, no or guess.", "WHETHER", "guess"},
+        {"comment",
+         "Lines that begin with TEXT are comments; \"\" for none. It is \"#\" otherwise.", "TEXT",
+         "#"},
+        {"quotes", "Whether fields may be in quotes: yes, no or guess. It is guess otherwise.",
+         "WHETHER", "guess"},
         {"no-header", "The first row is no header."},
         {"size-limit",
          "Holds a file of up to MB megabytes as bytes and leaves a larger one on the disk. "
@@ -49,7 +53,7 @@ static void declare(QCommandLineParser &parser)
         {"rows", "Takes only the first COUNT rows.", "COUNT"},
         {"stats", "Tells count, mean, deviation and quartiles of each column of numbers."},
         {"histogram", "Draws a histogram of each column of numbers."},
-        {"bins", "Number of bins of the histogram; Scott's rule.", "COUNT"},
+        {"bins", "Number of bins of the histogram; by Scott's rule otherwise.", "COUNT"},
         {"to", "Writes the rows to FILE: with tabs between fields in a .tsv, else commas.", "FILE"},
     });
 }
@@ -177,7 +181,9 @@ struct Choice
 static void choose(const CSVTable &table, const Choice &choice, CSVTable &chosen)
 {
     const bool isSorted = choice.sortColumn >= 0;
-    const int numRows = choice.numRows < 0 ? table.numRows() : choice.numRows + choice.hasHeader;
+    const int numRows = choice.numRows < 0 || choice.numRows >= table.numRows()
+                            ? table.numRows()
+                            : choice.numRows + choice.hasHeader;
 
     CSVTable rows;
     for (int row = 0; row < table.numRows() && (isSorted || rows.numRows() < numRows); ++row) {
@@ -204,14 +210,15 @@ static QString label(const CSVTable &table, bool hasHeader, int col)
     return hasHeader ? QString(table.data(0, col)) : numberedLabel(col);
 }
 
-/// The numbers of a column, with the no-value number for cells that have none.
+/// The numbers of a column, with the no-value number for cells that have none. There is nothing to
+/// count with in "nan" and "inf".
 static QVector<double> numbers(const CSVTable &table, int col, int firstRow)
 {
     QVector<double> values;
     for (int row = firstRow; row < table.numRows(); ++row) {
         bool isNumber = false;
         const double value = table.dataValue(row, col, &isNumber);
-        values.append(isNumber ? value : Data::noValue);
+        values.append(isNumber && std::isfinite(value) ? value : Data::noValue);
     }
     return values;
 }
@@ -219,6 +226,15 @@ static QVector<double> numbers(const CSVTable &table, int col, int firstRow)
 static Data::Array view(const QVector<double> &values)
 {
     return {values.constData(), static_cast<quint64>(values.size())};
+}
+
+static bool hasNumbers(const CSVTable &table, bool hasHeader)
+{
+    for (int col = 0; col < table.numColumns(0); ++col) {
+        if (Statistics::length(view(numbers(table, col, hasHeader))) > 0)
+            return true;
+    }
+    return false;
 }
 
 static void printStatistics(const CSVTable &table, bool hasHeader)
@@ -320,6 +336,7 @@ static Result run(const QCommandLineParser &given, Host &)
     const QString comment = given.value("comment");
     const QString quotes = given.value("quotes");
     const auto sizeLimit = wholeNumber(given.value("size-limit"), 1);
+    const int mostBins = 1000;
     const auto bins = wholeNumber(given.value("bins"), 2);
     const auto rows = wholeNumber(given.value("rows"), 0);
 
@@ -327,6 +344,8 @@ static Result run(const QCommandLineParser &given, Host &)
         return misused("--quotes must be yes, no or guess");
     if (given.isSet("size-limit") && !sizeLimit)
         return misused("--size-limit must be a whole number from 1 on");
+    if (given.isSet("bins") && bins.value_or(0) > mostBins)
+        return misused(QString("--bins must be at most %1").arg(mostBins));
     if (given.isSet("bins") && !bins)
         return misused("--bins must be a whole number from 2 on");
     if (given.isSet("rows") && !rows)
@@ -354,7 +373,8 @@ static Result run(const QCommandLineParser &given, Host &)
     table.setComment(comment);
     read(path, layout, sizeLimit.value_or(0), table);
     const QStringList top = topRow(table);
-    if (top.isEmpty() && File::size(path) > 0 && File::read(path).isEmpty())
+    const bool isRead = layout.delimiter != blanks && !top.isEmpty(); // by what refuses other text
+    if (!isRead && File::size(path) > 0 && File::read(path).isEmpty())
         return failed(QString("Cannot read \"%1\": It is no text in UTF-8").arg(path));
     if (top.isEmpty())
         return failed(QString("No table is in \"%1\"").arg(path));
@@ -374,6 +394,8 @@ static Result run(const QCommandLineParser &given, Host &)
 
     CSVTable chosen("  "); // which puts nothing in quotes
     choose(table, choice, chosen);
+    if ((given.isSet("stats") || given.isSet("histogram")) && !hasNumbers(chosen, choice.hasHeader))
+        return failed(QString("No numbers are in \"%1\"").arg(path));
     if (given.isSet("stats"))
         printStatistics(chosen, choice.hasHeader);
     if (given.isSet("histogram"))
