@@ -53,7 +53,7 @@ static ExitCode tell(const Command &command, Result result)
 {
     QString error;
     if (!finishOutput(error) && result.code == Good)
-        result = failed(error);
+        result = error.isEmpty() ? Result{NobodyReads, {}} : failed(error);
     if (result.code == WrongUsage)
         result.error += QString(". See kelm %1 --help").arg(command.name);
     if (!result.error.isEmpty()) {

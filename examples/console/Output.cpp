@@ -3,10 +3,13 @@
 #include "examples/console/Terminal.h"
 #include "utils/csv/CSVTable.h"
 
+#include <QFile>
+#include <QProcess>
 #include <QRegExp>
 
 #include <cerrno>
 #include <cstdio>
+#include <tuple>
 
 namespace Kelm {
 
@@ -63,7 +66,11 @@ void flushOutput()
 bool finishOutput(QString &error)
 {
     flushOutput();
-    if (outputError && outputError != EPIPE)
+    // What is left in the buffer would be tried again, and complained of, by whoever uses the
+    // stream last, as Python does at its end.
+    if (outputError == EPIPE)
+        std::ignore = std::freopen(QFile::encodeName(QProcess::nullDevice()), "w", stdout);
+    else if (outputError)
         error = QString("Cannot write the output: ") + qt_error_string(outputError);
     return !outputError;
 }

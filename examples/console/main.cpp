@@ -42,8 +42,9 @@ static ExitCode runWithoutCommand(const QString &argument)
     QString error;
     if (finishOutput(error))
         return Good;
-    if (!error.isEmpty())
-        writeError("kelm: " + error);
+    if (error.isEmpty())
+        return NobodyReads;
+    writeError("kelm: " + error);
     return WorkFailed;
 }
 

@@ -209,6 +209,19 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.error, QString("141\n"));
     }
 
+    void endsQuietlyWhenNobodyReadsWhatComesBehindAChildProcess()
+    {
+        // Writing to a child turns the signal of closed pipes off.
+        const QString code = "from KelmUtils import Utils; p = Utils.Process('cat'); p.start(); "
+                             "p.sendData('a', 1000); p.kill(); p.wait(); x = 'y' * 200000";
+        Program kelm(m_home.path());
+        kelm.environment = QStringList("CODE=" + code);
+
+        QVERIFY(kelm.runShell("{ \"$KELM\" eval --variable x \"$CODE\"; echo $? >&2; } | true"));
+
+        QCOMPARE(kelm.error, QString("141\n"));
+    }
+
     void tellsWhatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");

@@ -40,6 +40,10 @@ private Q_SLOTS:
             << QStringList{"--comment", "//"} << "a    b\n#    2\n";
         QTest::newRow("no comments") << QByteArray("a,b\n#,2\n") << QStringList{"--comment", ""}
             << "a    b\n#    2\n";
+        QTest::newRow("commas in every line, but not equally many")
+            << QByteArray("x,y,z;1\ny,x;2\n") << QStringList() << "x,y,z    1\ny,x      2\n";
+        QTest::newRow("quotes as bytes") << QByteArray("a,b\n1,\"2,3\"\n")
+            << QStringList{"--size-limit", "1"} << " a  b\n 1  \"2   3\"\n";
         QTest::newRow("quotes") << QByteArray("a,b\n1,\"x,y\"\n") << QStringList()
             << " a  b\n 1  x,y\n";
         QTest::newRow("quotes switched off") << QByteArray("a,b,c\n1,\"x,y\"\n")

@@ -45,12 +45,12 @@ private Q_SLOTS:
         QProcess process;
         // It ends when kelm has ended.
         const QString wait = "while kill -0 $PPID; do sleep 0.1; done 2>/dev/null";
-        start(process, {"--", "sh", "-c", "echo first; " + wait});
+        start(process, {"--", "sh", "-c", "printf 'one\\ntwo\\n'; " + wait});
         QVERIFY(waitForError(process, "Ctrl-C ends it\n"));
 
         setTime(2000);
 
-        QVERIFY(waitForOutput(process, "first\n"));
+        QVERIFY(waitForOutput(process, "one\ntwo\n"));
         process.terminate();
         QVERIFY(m_kelm.finish(process));
     }
