@@ -238,6 +238,8 @@ private Q_SLOTS:
             << "kelm eval: name 'width' is not defined";
         QTest::newRow("no such variable") << QStringList{"eval", "--variable", "y", "x = 1"} << 1
             << "kelm eval: There is no value in \"y\"";
+        QTest::newRow("no such variable in an expression") << QStringList{"eval", "--variable", "v", "1+1"} << 1
+            << "kelm eval: There is no value in \"v\"";
         QTest::newRow("no value to set") << QStringList{"eval", "--set", "y", "1"} << 2
             << "kelm eval: --set must be NAME=VALUE. See kelm eval --help";
         QTest::newRow("no name to set") << QStringList{"eval", "--set", "=y", "1"} << 2

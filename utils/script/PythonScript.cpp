@@ -542,6 +542,8 @@ void PythonScript::finalize()
     m_isFinalizing = true;
     {
         const ExitGuard guard; // for what scripts have left to be run at the end
+        if (Py_IsInitialized())
+            PyErr_Clear(); // one that getData() has left would be printed
         Py_Finalize();
     }
     m_isFinalizing = false;
