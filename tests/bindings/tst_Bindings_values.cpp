@@ -84,10 +84,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("expression");
 
+        // Earlier arguments need no conversion: the SIP runtime leaks what it has converted when a
+        // later one fails.
         for (const char *expression :
              {"Data.String(bytes)", "Data.String(wide)", "Data.Variant(bytes)",
               "Data.Variant(wide)", "Data.Variant(['a', bytes])", "text + bytes", "wide + text",
-              "bytes in text", "Utils.File.join('a', bytes)", "Utils.Process('a', [wide])"})
+              "bytes in text", "Utils.File.join(text, bytes)", "Utils.Process(text, [wide])"})
             QTest::newRow(expression) << QByteArray(expression);
     }
 
