@@ -296,6 +296,22 @@ private Q_SLOTS:
         QVERIFY(d->engine.runCode("x = 1"));
     }
 
+    void letsThreadsEndBeforeTheInterpreterDoes()
+    {
+        const QString path = d->folder.filePath("end");
+        const QString code = "import thread, time\n"
+                             "def f():\n"
+                             "    time.sleep(0.2)\n"
+                             "    open('%1', 'w').close()\n"
+                             "thread.start_new_thread(f, ())\n";
+        QVERIFY(d->engine.runCode(code.arg(path)));
+
+        d->engine.reset();
+
+        QVERIFY(QFile::exists(path));
+        QVERIFY(d->engine.runCode("x = 1"));
+    }
+
     void endsOnceWhenAnObjectAsksForAResetWhileItEnds()
     {
         QVERIFY(d->engine.runCode("import atexit, host\n"

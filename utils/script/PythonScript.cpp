@@ -17,6 +17,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <QThread>
+
 #include <Python.h>
 
 #include <algorithm>
@@ -137,6 +139,21 @@ static void addToSearchPath(const QString &zip)
         qputenv(variable, original);
     else
         qunsetenv(variable);
+}
+
+/// Gives the threads of scripts a second to end: one that comes to its end behind Py_Finalize takes
+/// the process with it.
+static void waitForThreads()
+{
+    PyInterpreterState *const interpreter = PyThreadState_Get()->interp;
+    const auto isAlone = [interpreter] {
+        return !PyThreadState_Next(PyInterpreterState_ThreadHead(interpreter));
+    };
+    for (int i = 0; i < 1000 && !isAlone(); ++i) {
+        PyThreadState *const own = PyEval_SaveThread();
+        QThread::msleep(1);
+        PyEval_RestoreThread(own);
+    }
 }
 
 /// The scope of scripts, which is also where statements and expressions run. Null, with an error
@@ -542,8 +559,10 @@ void PythonScript::finalize()
     m_isFinalizing = true;
     {
         const ExitGuard guard; // for what scripts have left to be run at the end
-        if (Py_IsInitialized())
+        if (Py_IsInitialized()) {
             PyErr_Clear(); // one that getData() has left would be printed
+            waitForThreads();
+        }
         Py_Finalize();
     }
     m_isFinalizing = false;
