@@ -34,7 +34,7 @@ namespace Utils {
 ///
 /// There is one interpreter in a process, and one engine. Scripts may come back to it from within a
 /// run, through what the host offers them. A reset or the end of a module is put off then until
-/// the outermost call has returned.
+/// the outermost call has returned. Threads of scripts get a second to end before it.
 class PythonScript : public IScriptEngine
 {
 public:
