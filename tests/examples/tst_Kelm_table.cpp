@@ -326,6 +326,10 @@ private Q_SLOTS:
             << "--size-limit must be a whole number from 1 on. See kelm table --help";
         QTest::newRow("bins") << QStringList{bolts, "--bins", "1"} << 2
             << "--bins must be a whole number from 2 on. See kelm table --help";
+        QTest::newRow("bins of nothing") << QStringList{bolts, "--bins", "3"} << 2
+            << "--bins needs --histogram. See kelm table --help";
+        QTest::newRow("descending by nothing") << QStringList{bolts, "--descending"} << 2
+            << "--descending needs --sort. See kelm table --help";
         QTest::newRow("rows") << QStringList{bolts, "--rows", "x"} << 2
             << "--rows must be a whole number from 0 on. See kelm table --help";
         QTest::newRow("delimiter") << QStringList{bolts, "--delimiter", ""} << 2

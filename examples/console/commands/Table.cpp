@@ -350,6 +350,10 @@ static Result run(const QCommandLineParser &given, Host &)
         return misused("--bins must be a whole number from 2 on");
     if (given.isSet("rows") && !rows)
         return misused("--rows must be a whole number from 0 on");
+    if (given.isSet("bins") && !given.isSet("histogram"))
+        return misused("--bins needs --histogram");
+    if (given.isSet("descending") && !given.isSet("sort"))
+        return misused("--descending needs --sort");
     if (given.isSet("delimiter") && given.value("delimiter").isEmpty())
         return misused("--delimiter must not be empty");
 
