@@ -86,6 +86,30 @@ private Q_SLOTS:
         QCOMPARE(contents(path), ordered);
     }
 
+    void writesToAPipe()
+    {
+        const QString path = makeFile(m_folder.filePath("in.xml"), unordered);
+        const QTemporaryDir folder; // of its own, to see what is left there
+
+        QVERIFY(m_kelm.runShell("export TMPDIR='" + folder.path() + "'; \"$KELM\" xml '" + path +
+                                "' --to /dev/stdout | cat"));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, QString(ordered));
+        QVERIFY(QDir(folder.path()).isEmpty());
+    }
+
+    void triesTheLayoutOfWhatGoesToADeviceInTheTemporaryFolder()
+    {
+        const QString path = makeFile(m_folder.filePath("in.xml"), unordered);
+
+        QVERIFY(m_kelm.runShell("export TMPDIR='" + m_folder.filePath("no") + "'; \"$KELM\" xml '" +
+                                path + "' --to /dev/null"));
+
+        QVERIFY(m_kelm.error.startsWith("kelm xml: Cannot write \"/dev/null\": "));
+        QCOMPARE(m_kelm.status, 1);
+    }
+
     void leavesADocumentAloneThatTheLayoutWouldDamage()
     {
         const QByteArray mixed = "<e><f z=\"1\">a<g/></f></e>";

@@ -4,14 +4,17 @@
 #include "examples/console/Files.h"
 #include "examples/console/Output.h"
 #include "examples/console/commands/Commands.h"
+#include "utils/files/File.h"
 #include "utils/text/StringUtil.h"
 #include "utils/xml/Document.h"
 
+#include <QDir>
 #include <QRegExp>
 #include <QTemporaryFile>
 
 namespace Kelm {
 
+using Utils::File;
 using Utils::Xml::Document;
 
 static void declare(QCommandLineParser &parser)
@@ -50,8 +53,10 @@ static void printSummary(const Document &document)
 static Result write(const Document &document, const QString &path)
 {
     // The layout works on lines, and damages some where text and elements are mixed. So it is tried
-    // on another file, which also shows whether the disk has room.
-    QTemporaryFile trial(path + ".XXXXXX");
+    // on another file, which also shows whether the disk has room. Beside a pipe or a device none
+    // may be made.
+    const bool isDevice = File::exists(path) && !File::isFile(path) && !File::isDir(path);
+    QTemporaryFile trial((isDevice ? QDir::temp().filePath("kelm") : path) + ".XXXXXX");
     if (!trial.open())
         return failed(QString("Cannot write \"%1\": %2").arg(path, trial.errorString()));
     Document copy(Document::Copy, 0.0);
