@@ -161,6 +161,14 @@ private Q_SLOTS:
         QVERIFY(d->engine.runFile(d->script("y = 1\n")));
     }
 
+    void readsCodeAsUtf8ButItsUnicodeLiteralsAsBytes()
+    {
+        QVERIFY(d->engine.runCode("x = '\u00e4'\ny = u'\u00e4'.encode('utf-8')\n"));
+
+        QCOMPARE(d->engine.getData("x"), Variant("\u00e4"));
+        QCOMPARE(d->engine.getData("y"), Variant("\u00c3\u00a4"));
+    }
+
     // Expressions
 
     void givesTheValueOfAnExpression_data()
@@ -172,6 +180,8 @@ private Q_SLOTS:
         QTest::newRow("of what is imported") << "sqrt(6.25)" << QVariant(2.5);
         QTest::newRow("a text") << "'a' + 'b'" << QVariant("ab");
         QTest::newRow("not ASCII") << "'\u00e4'" << QVariant("\u00e4");
+        QTest::newRow("not ASCII in a unicode literal")
+            << "u'\u00e4'.encode('utf-8')" << QVariant("\u00c3\u00a4");
         QTest::newRow("two statements") << "2; print" << QVariant(2);
         QTest::newRow("blanks behind it") << "3  " << QVariant(3);
         QTest::newRow("a comment behind it") << "3 # beams" << QVariant(3);
