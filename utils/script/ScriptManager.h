@@ -22,6 +22,9 @@ struct ScriptManagerPrivate;
 ///     if (scripts.execute("width * 2", "py", result, error)) // an expression gives its value
 ///         use(result.toDouble());
 ///
+/// An expression needs modules of the application; see docs/scripting.md. Without them a statement
+/// does, whose variable the result names.
+///
 /// A script runs on an engine, which is the first one that takes the language or the path that the
 /// call names. A language and a path are the same kind of argument: "py" and "script.py" both mean
 /// Python. A library that is built without scripting has no engine, and everything then fails as
@@ -57,7 +60,7 @@ public:
     /// \p result names on entry, by its text, the variable to read behind the run, which may be
     /// "module.variable". When that text is empty, the result is what the script has given to
     /// setScriptResult(), or invalid. The text of any variant counts, which is meant: the number 5
-    /// asks for a variable "5".
+    /// asks for a variable "5". A variable that is not there is invalid, and no failure.
     ///
     /// False when there is no engine, which leaves \p result and \p error as they are, and when the
     /// run fails: \p error then tells why, and \p result is invalid.
