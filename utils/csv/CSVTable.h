@@ -262,8 +262,9 @@ public:
     /// Sorts the text rows from \p firstRow on by a column; other tables are left as they are.
     ///
     /// By number when the cell of \p firstRow is empty or a number, "1.5{mm}" being none, else by
-    /// text, case-sensitively; that cell alone decides. Rows that are equal keep their order, and
-    /// have it reversed when not \p ascending.
+    /// text, case-sensitively; that cell alone decides. By number an empty cell is the hole number,
+    /// and what is no number 0.0. Rows that are equal keep their order, and have it reversed when
+    /// not \p ascending.
     void sort(int col, int firstRow = 0, bool ascending = true);
 
     /// Pads the fields of the text rows in place, each to one more than the longest of its column:
