@@ -56,9 +56,10 @@ static Result write(const Document &document, const QString &path)
     // on another file, which also shows whether the disk has room. Beside a pipe or a device none
     // may be made.
     const bool isDevice = File::exists(path) && !File::isFile(path) && !File::isDir(path);
-    QTemporaryFile trial((isDevice ? QDir::temp().filePath("kelm") : path) + ".XXXXXX");
+    const QString place = isDevice ? QDir::temp().filePath("kelm") : path;
+    QTemporaryFile trial(place + ".XXXXXX");
     if (!trial.open())
-        return failed(QString("Cannot write \"%1\": %2").arg(path, trial.errorString()));
+        return failed(QString("Cannot write \"%1\": %2").arg(place, trial.errorString()));
     Document copy(Document::Copy, 0.0);
     Data::String error;
     if (!document.write(trial.fileName()) || !copy.open(trial.fileName(), "", error))
