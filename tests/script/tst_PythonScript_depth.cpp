@@ -1,6 +1,7 @@
 #include "utils/script/PythonScript_p.h"
 
 #include "tests/script/PythonFixture.h"
+#include "tests/support/Limits.h"
 #include "tests/support/Print.h"
 
 #include <QtTest>
@@ -29,6 +30,22 @@ class tst_PythonScript_depth : public QObject
 private Q_SLOTS:
     void initTestCase() { d.emplace(); }
     void cleanupTestCase() { d.reset(); }
+
+    // The first one, as what others have freed can be had in spite of the limit.
+    void refusesCodeForWhichTheMemoryDoesNotSuffice()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("the memory of a program that checks its addresses cannot be limited");
+#endif
+        const QString code = "x = [" + QString("1,").repeated(50'000) + "]\n";
+        int refused = 0;
+        for (rlim_t megabytes = 4; megabytes < 72; megabytes += 2) {
+            const Limit memory(RLIMIT_AS, memoryInUse() + (megabytes << 20));
+            refused += !d->engine.validate(code);
+        }
+        QVERIFY(refused > 0);
+        QVERIFY(d->engine.validate(code));
+    }
 
     void refusesWhatOverflowsTheCompiler_data()
     {
@@ -128,6 +145,22 @@ private Q_SLOTS:
     {
         QVERIFY(d->engine.runCode("x = 1" + QString("+1").repeated(4'000)));
         QCOMPARE(d->engine.getData("x").toInt(), 4'001);
+    }
+
+    void refusesAFileThatIsLargerThanTheMemory()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("the memory of a program that checks its addresses cannot be limited");
+#endif
+        const String file = d->script("x = 1\n", "large.py");
+        QVERIFY(QFile::resize(file, 900 << 20));
+        {
+            const Limit memory(RLIMIT_AS, memoryInUse() + (200 << 20));
+            QVERIFY(!d->engine.runFile(file));
+        }
+        QCOMPARE(d->engine.exitStatus(), -1);
+        QVERIFY(d->engine.runFile(d->script("x = 2\n")));
+        QCOMPARE(d->engine.getData("x").toInt(), 2);
     }
 
     void runsALongFileFromItsStart()

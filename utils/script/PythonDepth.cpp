@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <vector>
 
 namespace Utils {
@@ -75,20 +76,10 @@ static bool jumps(int type)
 
 static bool opensUnit(int type) { return type == funcdef || type == classdef || type == lambdef; }
 
-bool isTooDeepForPython(const QByteArray &source)
+static bool isTooDeep(const node *tree)
 {
-    if (source.size() < maxDepth) // each link and each jump takes a character at least
-        return false;
-
-    const std::unique_ptr<node, FreeTree> tree(
-        PyParser_SimpleParseStringFlags(source.constData(), Py_file_input, 0));
-    if (!tree) {
-        PyErr_Clear();
-        return false;
-    }
-
     std::vector<int> unitJumps{0};
-    std::vector<Level> waiting{{tree.get(), 0, 0}};
+    std::vector<Level> waiting{{tree, 0, 0}};
     while (!waiting.empty()) {
         Level level = waiting.back();
         waiting.pop_back();
@@ -107,6 +98,24 @@ bool isTooDeepForPython(const QByteArray &source)
             waiting.push_back({CHILD(level.part, i), level.depth, level.unit});
     }
     return false;
+}
+
+bool isTooDeepForPython(const QByteArray &source)
+{
+    if (source.size() < maxDepth) // each link and each jump takes a character at least
+        return false;
+
+    const std::unique_ptr<node, FreeTree> tree(
+        PyParser_SimpleParseStringFlags(source.constData(), Py_file_input, 0));
+    if (!tree) {
+        PyErr_Clear();
+        return false;
+    }
+    try {
+        return isTooDeep(tree.get());
+    } catch (const std::bad_alloc &) {
+        return true;
+    }
 }
 
 void setDepthError() { PyErr_SetString(PyExc_MemoryError, "the code is nested too deeply"); }

@@ -16,7 +16,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-
 #include <QThread>
 
 #include <Python.h>
@@ -24,6 +23,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <new>
 #include <utility>
 
 namespace Utils {
@@ -90,6 +90,15 @@ static QByteArray contents(std::FILE *file)
     }
     std::rewind(file);
     return bytes;
+}
+
+static bool isTooDeepForPython(std::FILE *file)
+{
+    try {
+        return isTooDeepForPython(contents(file));
+    } catch (const std::bad_alloc &) {
+        return true; // Python would need the memory, too
+    }
 }
 
 static Data::String zipOf(const Data::String &home)
@@ -226,7 +235,7 @@ bool PythonScript::runFile(const Data::String &path)
     int status = 0;
     {
         const ExitGuard guard;
-        if (isTooDeepForPython(contents(file))) {
+        if (isTooDeepForPython(file)) {
             std::fclose(file);
             setDepthError();
             PyErr_Print();
