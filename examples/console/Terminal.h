@@ -36,8 +36,9 @@ void listenForKeys(bool on);
 /// all others are dropped. Always false while nobody listens for keys.
 bool wasEscapePressed();
 
-/// From now on the program ends in order when somebody else ends it: the terminal gets back how it
-/// was. Ctrl-C ends it with the status of endCancelled(), and a closed pipe ends it quietly.
+/// From now on the program ends in order when somebody else ends it, and is stopped so: the
+/// terminal gets back how it was. Ctrl-C ends it with the status of endCancelled(), and a closed
+/// pipe ends it quietly.
 void handleSignals();
 
 /// While on, the first Ctrl-C is only noted, for wasInterrupted(), and the second one counts.

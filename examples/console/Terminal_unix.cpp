@@ -2,11 +2,13 @@
 
 #include "examples/console/ExitCode.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -34,15 +36,27 @@ static void writeError(const char *bytes, std::size_t size)
     }
 }
 
+/// Whether the terminal may be read and set: a program in the background is stopped for that.
+static bool isInForeground()
+{
+    const pid_t foreground = tcgetpgrp(STDIN_FILENO);
+    return foreground == -1 || foreground == getpgrp();
+}
+
+static void stopListening()
+{
+    if (isListening && isInForeground())
+        tcsetattr(STDIN_FILENO, TCSANOW, &lineMode);
+    isListening = 0;
+}
+
 /// Gives the terminal back. Called by signal handlers too.
 static void leave()
 {
     if (isLineDrawn)
         writeError(emptyLine, std::strlen(emptyLine));
-    if (isListening)
-        tcsetattr(STDIN_FILENO, TCSANOW, &lineMode);
     isLineDrawn = 0;
-    isListening = 0;
+    stopListening();
 }
 
 static void onInterrupt(int)
@@ -65,6 +79,17 @@ static void handle(int signal, void (*handler)(int), int flags)
     action.sa_flags = flags;
     sigemptyset(&action.sa_mask);
     sigaction(signal, &action, nullptr);
+}
+
+/// Gives the terminal to whoever has it until the program goes on. It is taken again by the next
+/// line that is drawn.
+static void onStop(int signal)
+{
+    const int error = errno;
+    leave();
+    raise(signal);
+    handle(signal, onStop, SA_RESETHAND | SA_NODEFER | SA_RESTART);
+    errno = error;
 }
 
 static bool isIgnored(int signal)
@@ -113,44 +138,56 @@ void listenForKeys(bool on)
     if (on == static_cast<bool>(isListening))
         return;
     if (!on) {
-        tcsetattr(STDIN_FILENO, TCSANOW, &lineMode);
-        isListening = 0;
+        stopListening();
         return;
     }
-    // A program in the background would be stopped for touching the terminal.
-    const pid_t foreground = tcgetpgrp(STDIN_FILENO);
-    if ((foreground != -1 && foreground != getpgrp()) || tcgetattr(STDIN_FILENO, &lineMode) != 0)
+    if (!isInForeground() || tcgetattr(STDIN_FILENO, &lineMode) != 0)
         return;
     termios keyMode = lineMode;
     keyMode.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
     keyMode.c_cc[VMIN] = 0; // a read gives what there is, and does not wait
     keyMode.c_cc[VTIME] = 0;
-    isListening = tcsetattr(STDIN_FILENO, TCSANOW, &keyMode) == 0;
+    isListening = 1; // before it is so, as a signal may come in between
+    if (tcsetattr(STDIN_FILENO, TCSANOW, &keyMode) != 0)
+        isListening = 0;
 }
 
 bool wasEscapePressed()
 {
     if (!isListening)
         return false;
+    // Not read unless there is something: whoever had the terminal while this program was stopped
+    // may have left it so that a read waits for a line.
+    std::string keys;
+    char some[64];
+    pollfd ready = {STDIN_FILENO, POLLIN, 0};
+    while (isInForeground() && poll(&ready, 1, 0) > 0) {
+        const ssize_t count = read(STDIN_FILENO, some, sizeof(some));
+        if (count <= 0)
+            break;
+        keys.append(some, static_cast<std::size_t>(count));
+    }
+
     const char escape = '\x1b';
     bool isPressed = false;
-    char keys[64];
-    for (ssize_t count; (count = read(STDIN_FILENO, keys, sizeof(keys))) > 0;) {
-        for (ssize_t i = 0; i < count; ++i) {
-            const char next = i + 1 < count ? keys[i + 1] : '\0';
-            isPressed = isPressed || (keys[i] == escape && next != '[' && next != 'O');
-        }
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        const char next = i + 1 < keys.size() ? keys[i + 1] : '\0';
+        isPressed = isPressed || (keys[i] == escape && next != '[' && next != 'O');
     }
     return isPressed;
 }
 
 void handleSignals()
 {
-    // Whoever starts a program in the background may have it ignore these two, which is kept.
+    // Whoever starts a program in the background may have it ignore these, which is kept.
     if (!isIgnored(SIGINT))
         handle(SIGINT, onInterrupt, SA_RESTART);
-    if (!isIgnored(SIGHUP))
-        handle(SIGHUP, onEnd, SA_RESETHAND | SA_NODEFER);
+    if (!isIgnored(SIGTSTP))
+        handle(SIGTSTP, onStop, SA_RESETHAND | SA_NODEFER | SA_RESTART);
+    for (const int signal : {SIGHUP, SIGQUIT}) {
+        if (!isIgnored(signal))
+            handle(signal, onEnd, SA_RESETHAND | SA_NODEFER);
+    }
     handle(SIGTERM, onEnd, SA_RESETHAND | SA_NODEFER);
     handle(SIGPIPE, onEnd, SA_RESETHAND | SA_NODEFER);
 }

@@ -86,6 +86,9 @@ public:
 
     pid_t pid() const { return m_pid; }
 
+    /// The process group that has the terminal.
+    pid_t foreground() const { return tcgetpgrp(m_terminal); }
+
 private:
     bool readMore()
     {
@@ -109,6 +112,8 @@ private:
 static const QByteArray erase = "\r\x1b[K";
 static const QByteArray escape = "\x1b";
 static const QByteArray interrupt = "\x03"; // Ctrl-C
+static const QByteArray quit = "\x1c";      // Ctrl and a backslash
+static const QByteArray suspend = "\x1a";   // Ctrl-Z
 
 class tst_Terminal : public QObject
 {
@@ -192,6 +197,7 @@ private Q_SLOTS:
         QTest::newRow("an arrow") << QByteArray("\x1b[A");
         QTest::newRow("an arrow in the other mode") << QByteArray("\x1bOA");
         QTest::newRow("many") << QByteArray(300, 'x');
+        QTest::newRow("an arrow that is held") << QByteArray("\x1b[A").repeated(25);
     }
 
     void dropsAllOtherKeys()
@@ -258,6 +264,71 @@ private Q_SLOTS:
         QCOMPARE(session.finish(), 128 + SIGTERM);
         QVERIFY(session.isAsBefore());
         QVERIFY(session.screen().endsWith(erase));
+    }
+
+    void givesTheTerminalBackWhenTheUserQuits()
+    {
+        Session session(HOST_CHILD, {"cancelable"});
+        QVERIFY(session.waitFor("Step 3  "));
+
+        session.press(quit);
+
+        QCOMPARE(session.finish(), 128 + SIGQUIT);
+        QVERIFY(session.isAsBefore());
+    }
+
+    void givesTheTerminalBackWhileItIsStopped()
+    {
+        // By a shell that leaves the mode of the terminal to its children.
+        const QString again = "echo stopped; read line; fg >/dev/null; ";
+        Session session("/bin/sh", {"-mc", "\"$0\" cancelable; " + again + again, HOST_CHILD});
+        QVERIFY(session.waitFor("Step 3  "));
+
+        for (int time = 0; time < 2; ++time) {
+            session.press(suspend);
+            QVERIFY(session.waitFor("stopped"));
+            QVERIFY(session.isAsBefore());
+            session.press("\n");
+            QVERIFY(session.waitFor("Esc cancels"));
+            QVERIFY(session.waitFor("Esc cancels")); // by then the first line has been followed up
+            QVERIFY(!session.isAsBefore());
+        }
+
+        session.press(escape);
+        QCOMPARE(session.finish(), 130);
+        QVERIFY(session.isAsBefore());
+    }
+
+    void goesOnInTheBackground()
+    {
+        Session session("/bin/sh", {"-mc",
+                                    "\"$0\" cancelable; bg >/dev/null; read line; "
+                                    "kill -TERM %1; wait %1",
+                                    HOST_CHILD});
+        QVERIFY(session.waitFor("Step 3  "));
+
+        session.press(suspend);
+
+        for (int i = 0; i < 20; ++i)
+            QVERIFY(session.waitFor("Step "));
+        QVERIFY(session.isAsBefore());
+        session.press("\n");
+        QCOMPARE(session.finish(), 128 + SIGTERM);
+        QVERIFY(session.isAsBefore());
+    }
+
+    void goesOnWhenTheTerminalWasSetMeanwhile()
+    {
+        // It cannot know that it was stopped so, and a read would wait for a line now.
+        Session session("/bin/sh", {"-mc", "\"$0\" cancelable; stty icanon echo; echo stopped; fg",
+                                    HOST_CHILD});
+        QVERIFY(session.waitFor("Step 3  "));
+
+        QCOMPARE(kill(-session.foreground(), SIGSTOP), 0);
+
+        QVERIFY(session.waitFor("stopped"));
+        for (int i = 0; i < 20; ++i)
+            QVERIFY(session.waitFor("Step "));
     }
 
     void drawsNothingOnATerminalThatCannot()
