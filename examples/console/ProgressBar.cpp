@@ -9,9 +9,8 @@ namespace Kelm {
 static const int barWidth = 20;
 static const QString gap = "  ";
 
-static QString bar(double fraction)
+static QString bar(int filled)
 {
-    const int filled = static_cast<int>(fraction * barWidth);
     return QString("[") + QString(filled, QChar(0x2588)) +
            QString(barWidth - filled, QChar(0x2591)) + ']';
 }
@@ -57,10 +56,11 @@ QString ProgressBar::text(const State &state, int width)
     if (state.cancelable)
         figures += gap + "Esc cancels";
     if (state.maxSteps > 0) {
-        const double fraction = std::clamp(double(state.count) / state.maxSteps, 0.0, 1.0);
-        const int percent = static_cast<int>(100.0 * fraction);
-        figures = QString("%1 %").arg(percent, 3) + gap + figures;
-        const QString withBar = bar(fraction) + gap + figures;
+        // In whole numbers: as fractions 29 of 100 steps would be 28 %.
+        const qint64 count = std::clamp(state.count, 0, state.maxSteps);
+        const auto share = [&](int of) { return static_cast<int>(count * of / state.maxSteps); };
+        figures = QString("%1 %").arg(share(100), 3) + gap + figures;
+        const QString withBar = bar(share(barWidth)) + gap + figures;
         if (withBar.size() <= width)
             figures = withBar;
     }

@@ -28,6 +28,10 @@ private Q_SLOTS:
         QTest::newRow("below") << -5 << 10 << 0 << false << "Copying  [" + none + "]    0 %  0:00";
         QTest::newRow("end") << 10 << 10 << 60000 << false << "Copying  [" + full + "]  100 %  1:00";
         QTest::newRow("beyond") << 12 << 10 << 0 << false << "Copying  [" + full + "]  100 %  0:00";
+        const QString some = QString(5, QChar(0x2588)) + QString(15, QChar(0x2591));
+        QTest::newRow("no whole fraction") << 29 << 100 << 0 << false << "Copying  [" + some + "]   29 %  0:00";
+        QTest::newRow("nearly all") << 1999999999 << 2000000000 << 0 << false
+            << "Copying  [" + QString(19, QChar(0x2588)) + QChar(0x2591) + "]   99 %  0:00";
         QTest::newRow("no known end") << 12 << 0 << 3723000 << true
             << "Copying  1:02:03  Esc cancels";
         // clang-format on
