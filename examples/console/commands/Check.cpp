@@ -23,12 +23,13 @@ static bool isAscii(const QString &text)
     return std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
 }
 
-/// Whether one of the first two lines tells the encoding, as Python wants it of files.
+/// Whether one of the first two lines tells the encoding, as Python wants it of files: the second
+/// one counts behind a comment or an empty line only.
 static bool hasCodingLine(const QString &code)
 {
-    return code.section('\n', 0, 1)
-        .contains(QRegularExpression("^[ \\t\\f]*#.*coding[:=][ \\t]*[-_.a-zA-Z0-9]",
-                                     QRegularExpression::MultilineOption));
+    static const QRegularExpression codingLine(
+        "^([ \\t\\f]*(#.*)?\\r?\\n)?[ \\t\\f]*#.*coding[:=][ \\t]*[-_.a-zA-Z0-9]");
+    return code.contains(codingLine);
 }
 
 static Result run(const QCommandLineParser &given, Host &)
