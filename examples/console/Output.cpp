@@ -46,6 +46,8 @@ void printUnchanged(const QString &line)
 
 void printAligned(const Utils::CSVTable &table, int leftColumn)
 {
+    if (table.numRows() == 0)
+        return;
     const QString text = table.alignedStringData(/*maxWidth=*/0, leftColumn);
     for (QString line : text.split('\n'))
         print(line.remove(QRegExp("\\s+$")));
@@ -66,13 +68,17 @@ void flushOutput()
 bool finishOutput(QString &error)
 {
     flushOutput();
+    // Scripts write there as well, and whoever has flushed that has kept the reason to himself.
+    if (!outputError && !std::ferror(stdout))
+        return true;
+    if (outputError != EPIPE)
+        error = "Cannot write the output";
+    if (outputError && outputError != EPIPE)
+        error += ": " + qt_error_string(outputError);
     // What is left in the buffer would be tried again, and complained of, by whoever uses the
     // stream last, as Python does at its end.
-    if (outputError == EPIPE)
-        std::ignore = std::freopen(QFile::encodeName(QProcess::nullDevice()), "w", stdout);
-    else if (outputError)
-        error = QString("Cannot write the output: ") + qt_error_string(outputError);
-    return !outputError;
+    std::ignore = std::freopen(QFile::encodeName(QProcess::nullDevice()), "w", stdout);
+    return false;
 }
 
 } // namespace Kelm

@@ -27,8 +27,8 @@ void writeError(const QString &line);
 /// Writes out what was printed so far.
 void flushOutput();
 
-/// Writes out what was printed. False, with the reason in \p error, when not all of it could be
-/// written; the reason is "" when the reader has closed the pipe, which is nobody's fault.
+/// Writes out what was printed. False, with what is to be told in \p error, when not all of it
+/// could be written; that is "" when the reader has closed the pipe, which is nobody's fault.
 bool finishOutput(QString &error);
 
 } // namespace Kelm

@@ -148,6 +148,10 @@ private Q_SLOTS:
         QTest::newRow("in the second line")
             << QByteArray("#!/bin/x\n# -*- coding: utf-8 -*-\nprint 'ü'\n") << true;
         QTest::newRow("in the third line") << QByteArray("#\n#\n# coding: utf-8\n'ü'\n") << false;
+        QTest::newRow("in the second line, behind an empty one")
+            << QByteArray("\r\n# coding: utf-8\r\n'ü'\n") << true;
+        QTest::newRow("in the second line, behind code")
+            << QByteArray("x = 1\n# coding: utf-8\n'ü'\n") << false;
         QTest::newRow("a byte order mark") << QByteArray("\xef\xbb\xbfprint 'ü'\n") << true;
     }
 
@@ -220,6 +224,32 @@ private Q_SLOTS:
         QVERIFY(kelm.runShell("{ \"$KELM\" eval --variable x \"$CODE\"; echo $? >&2; } | true"));
 
         QCOMPARE(kelm.error, QString("141\n"));
+    }
+
+    void tellsWhenTheOutputCannotBeWritten_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QString>("error");
+
+        const QString path = script("a.py", "print 'x'\n");
+        const QString unknown("kelm run: Cannot write the output\n");
+        // clang-format off
+        QTest::newRow("of a script") << "run --quiet '" + path + "' >/dev/full" << unknown;
+        QTest::newRow("of a script, closed") << "run --quiet '" + path + "' >&-" << unknown;
+        QTest::newRow("a value") << "eval 1 >/dev/full"
+            << "kelm eval: Cannot write the output: No space left on device\n";
+        // clang-format on
+    }
+
+    void tellsWhenTheOutputCannotBeWritten()
+    {
+        QFETCH(QString, command);
+        QFETCH(QString, error);
+
+        QVERIFY(m_kelm.runShell("\"$KELM\" " + command));
+
+        QCOMPARE(m_kelm.error, error);
+        QCOMPARE(m_kelm.status, 1);
     }
 
     void tellsWhatIsWrong_data()
