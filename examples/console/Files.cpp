@@ -2,34 +2,30 @@
 
 #include "utils/files/File.h"
 
+#include <QFileInfo>
+
 #include <cerrno>
 
 namespace Kelm {
 
 using Utils::File;
 
-/// What went wrong when \p file was opened, if it is not open. Closes it.
-static QString problem(const char *pattern, const QString &path, std::FILE *file)
+bool isDevice(const QString &path)
 {
-    const int reason = errno;
-    if (file) {
-        std::fclose(file);
-        return {};
-    }
-    return QString(pattern).arg(path, qt_error_string(reason));
+    const QFileInfo file(path); // not File::exists(), for which a "*" in the name is a wildcard
+    return file.exists() && !file.isFile() && !file.isDir();
 }
 
 QString whyUnreadable(const QString &path)
 {
     // A pipe or a device gives what it holds once, and files are opened more often than that.
-    if (File::exists(path) && !File::isFile(path) && !File::isDir(path))
+    if (isDevice(path))
         return QString("Cannot read \"%1\": It is no file").arg(path);
-    return problem("Cannot read \"%1\": %2", path, File::openRead(path));
-}
-
-QString whyUnwritable(const QString &path)
-{
-    return problem("Cannot write \"%1\": %2", path, File::openWrite(path, /*append=*/true));
+    if (std::FILE *const file = File::openRead(path)) {
+        std::fclose(file);
+        return {};
+    }
+    return QString("Cannot read \"%1\": %2").arg(path, qt_error_string(errno));
 }
 
 QString writeFile(const QString &path, const QString &text)

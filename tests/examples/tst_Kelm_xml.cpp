@@ -151,6 +151,8 @@ private Q_SLOTS:
             << "--to and --rewrite exclude each other. See kelm xml --help";
         QTest::newRow("no such folder") << QStringList{frame, "--to", folder + "/no/x.xml"} << 1
             << "Cannot write \"" + folder + "/no/x.xml\": No such file or directory";
+        QTest::newRow("full disk") << QStringList{frame, "--to", "/dev/full"} << 1
+            << "Cannot write \"/dev/full\": No space left on device";
         QTest::newRow("a folder") << QStringList{frame, "--to", folder} << 1
             << "Cannot write \"" + folder + "\": Is a directory";
         // clang-format on

@@ -55,8 +55,7 @@ static Result write(const Document &document, const QString &path)
     // The layout works on lines, and damages some where text and elements are mixed. So it is tried
     // on another file, which also shows whether the disk has room. Beside a pipe or a device none
     // may be made.
-    const bool isDevice = File::exists(path) && !File::isFile(path) && !File::isDir(path);
-    const QString place = isDevice ? QDir::temp().filePath("kelm") : path;
+    const QString place = isDevice(path) ? QDir::temp().filePath("kelm") : path;
     QTemporaryFile trial(place + ".XXXXXX");
     if (!trial.open())
         return failed(QString("Cannot write \"%1\": %2").arg(place, trial.errorString()));
@@ -65,9 +64,8 @@ static Result write(const Document &document, const QString &path)
     if (!document.write(trial.fileName()) || !copy.open(trial.fileName(), "", error))
         return failed(QString("\"%1\" cannot be written in this layout. %2").arg(path, error));
 
-    QString problem = whyUnwritable(path);
-    if (problem.isEmpty() && !document.write(path))
-        problem = QString("Cannot write \"%1\"").arg(path);
+    // Not once more by the document, which does not tell whether all could be written.
+    const QString problem = writeFile(path, QString::fromUtf8(File::readRaw(trial.fileName())));
     return problem.isEmpty() ? good() : failed(problem);
 }
 
