@@ -2,6 +2,7 @@
 
 #include "utils/files/File.h"
 
+#include <QDirIterator>
 #include <QFileInfo>
 
 #include <cerrno>
@@ -26,6 +27,25 @@ QString whyUnreadable(const QString &path)
         return {};
     }
     return QString("Cannot read \"%1\": %2").arg(path, qt_error_string(errno));
+}
+
+QString whyUnreadableFolder(const QString &path, bool recursive)
+{
+    const QString problem("Cannot read the folder \"%1\"");
+    const auto isReadable = [](const QFileInfo &folder) {
+        return folder.isReadable() && folder.isExecutable();
+    };
+    if (!isReadable(QFileInfo(path)))
+        return problem.arg(path);
+    if (!recursive)
+        return {};
+    QDirIterator below(path, QDir::AllDirs | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (below.hasNext()) {
+        below.next();
+        if (!isReadable(below.fileInfo()))
+            return problem.arg(below.filePath());
+    }
+    return {};
 }
 
 QString writeFile(const QString &path, const QString &text)

@@ -11,6 +11,10 @@ bool isDevice(const QString &path);
 /// when it can.
 QString whyUnreadable(const QString &path);
 
+/// 'Cannot read the folder "path"' for the folder \p path, or with \p recursive the first below it,
+/// that cannot be read, which the library passes over. "" when there is none.
+QString whyUnreadableFolder(const QString &path, bool recursive);
+
 /// Replaces the file \p path by \p text in UTF-8. What went wrong, or "".
 QString writeFile(const QString &path, const QString &text);
 

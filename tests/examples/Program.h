@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <unistd.h>
+
 /// A run of the program kelm, in a home of its own: without settings, and in English.
 class Program
 {
@@ -33,6 +35,21 @@ public:
     {
         QProcess process;
         start(process, "sh", {"-c", script});
+        return finish(process);
+    }
+
+    /// The same as an ordinary user, also where the test runs as root. False when that user cannot
+    /// get at the program.
+    bool runAsOrdinaryUser(const QStringList &arguments)
+    {
+        if (geteuid() != 0)
+            return run(arguments);
+        const QStringList asNobody{"--reuid=65534", "--regid=65534", "--clear-groups", "--"};
+        QProcess process;
+        start(process, "setpriv", asNobody + QStringList{"test", "-x", KELM_PROGRAM});
+        if (!finish(process) || status != 0)
+            return false;
+        start(process, "setpriv", asNobody + QStringList(KELM_PROGRAM) + arguments);
         return finish(process);
     }
 

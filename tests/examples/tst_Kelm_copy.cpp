@@ -166,6 +166,65 @@ private Q_SLOTS:
         QCOMPARE(contents(out("in/sub/b.txt")), QByteArray("b"));
     }
 
+    void tellsOfAFileThatCouldNotBeReplaced_data()
+    {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QByteArray>("old");
+        QTest::addColumn<bool>("isGood");
+
+        const QStringList newer{"--overwrite", "newer"};
+        const QStringList never{"--overwrite", "never"};
+        QTest::newRow("another size") << QStringList() << QByteArray("old") << false;
+        QTest::newRow("the same size") << QStringList() << QByteArray("o") << false;
+        QTest::newRow("the same contents") << QStringList() << QByteArray("a") << true;
+        QTest::newRow("older") << newer << QByteArray("o") << false;
+        QTest::newRow("to be kept") << never << QByteArray("o") << true;
+    }
+
+    void tellsOfAFileThatCouldNotBeReplaced()
+    {
+        QFETCH(QStringList, options);
+        QFETCH(QByteArray, old);
+        QFETCH(bool, isGood);
+        QFile file(makeFile(out("in/a.txt"), old));
+        QVERIFY(QDir().mkpath(out("in/sub")));
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(QDateTime::fromSecsSinceEpoch(1000),
+                                 QFileDevice::FileModificationTime));
+        file.close();
+        makeFile(out("in/sub/b.txt"), "b");
+        openToAll();
+        QFile::setPermissions(out("in"), QFile::Permissions(0x5555));
+
+        const bool isRun = m_kelm.runAsOrdinaryUser(
+            QStringList{"copy", m_folder.filePath("in"), m_folder.filePath("out")} + options);
+        QFile::setPermissions(out("in"), QFile::Permissions(0x7777));
+        if (!isRun)
+            QSKIP("No ordinary user can get at the program");
+
+        QCOMPARE(m_kelm.error, isGood ? QString()
+                                      : "kelm copy: 1 of 2 files could not be copied, the first "
+                                        "is \"" +
+                                            in("a.txt") + "\"\n");
+        QCOMPARE(m_kelm.status, isGood ? 0 : 1);
+    }
+
+    void tellsOfAFolderThatItCannotRead()
+    {
+        openToAll();
+        QFile::setPermissions(in("sub"), QFile::Permissions());
+
+        const bool isRun =
+            m_kelm.runAsOrdinaryUser({"copy", m_folder.filePath("in"), m_folder.filePath("out")});
+        QFile::setPermissions(in("sub"), QFile::Permissions(0x7777));
+        if (!isRun)
+            QSKIP("No ordinary user can get at the program");
+
+        QCOMPARE(m_kelm.error, "kelm copy: Cannot read the folder \"" + in("sub") + "\"\n");
+        QCOMPARE(m_kelm.status, 1);
+        QCOMPARE(contents(out("in/a.txt")), QByteArray("a"));
+    }
+
     void tellsWhatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -206,6 +265,16 @@ private Q_SLOTS:
     }
 
 private:
+    /// Lets any user read and write the folder and what is in it.
+    void openToAll() const
+    {
+        QFile::setPermissions(m_folder.path(), QFile::Permissions(0x7777));
+        QDirIterator entry(m_folder.path(), QDir::AllEntries | QDir::NoDotAndDotDot,
+                           QDirIterator::Subdirectories);
+        while (entry.hasNext())
+            QFile::setPermissions(entry.next(), QFile::Permissions(0x7777));
+    }
+
     QString in(const QString &name) const { return m_folder.filePath("in/" + name); }
     QString out(const QString &name) const { return m_folder.filePath("out/" + name); }
 

@@ -81,6 +81,30 @@ private Q_SLOTS:
         QFile::remove(m_folder.filePath("locale/Plates_de.xml"));
     }
 
+    void tellsOfAFolderThatItCannotRead()
+    {
+        const QTemporaryDir folder;
+        const QString path = makeFile(folder.filePath("a.txt"));
+        makeFile(folder.filePath("closed/b.txt"));
+        QFile::setPermissions(folder.path(), QFile::Permissions(0x7777));
+        QFile::setPermissions(folder.filePath("closed"), QFile::Permissions());
+
+        const bool isRun = m_kelm.runAsOrdinaryUser({"find", folder.path()});
+        const Program deep = m_kelm;
+        m_kelm.runAsOrdinaryUser({"find", folder.path(), "--flat"});
+        QFile::setPermissions(folder.filePath("closed"), QFile::Permissions(0x7777));
+        if (!isRun)
+            QSKIP("No ordinary user can get at the program");
+
+        QCOMPARE(deep.error,
+                 "kelm find: Cannot read the folder \"" + folder.path() + "/closed\"\n");
+        QCOMPARE(deep.output, path + "\n");
+        QCOMPARE(deep.status, 1);
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, path + "\n");
+        QCOMPARE(m_kelm.status, 0);
+    }
+
     void tellsWhatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");

@@ -4,6 +4,10 @@
 #include "examples/console/commands/Commands.h"
 #include "utils/files/File.h"
 
+#include <QFile>
+#include <QFileInfo>
+#include <QSet>
+
 #include <algorithm>
 
 namespace Kelm {
@@ -27,26 +31,49 @@ static Result copyFile(const QString &source, const QString &target, int overwri
     const QString path = File::isDir(target)
                              ? File::join(target, File::base(source, /*withExtension=*/true))
                              : Data::String(target);
-    if (File::exists(path) && !File::isFile(path) && !File::isDir(path))
-        return failed(QString("Cannot replace \"%1\": It is no file").arg(path)); // but a device
+    if (isDevice(path))
+        return failed(QString("Cannot replace \"%1\": It is no file").arg(path));
     if (File::copy(source, target, overwrite))
         return good();
-    return overwrite == 0 && File::exists(path)
+    return overwrite == 0 && QFileInfo::exists(path)
                ? failed(QString("\"%1\" is there already").arg(path))
                : failed(QString("Cannot copy \"%1\" to \"%2\"").arg(source, target));
 }
 
+static bool hasSameContents(const QString &one, const QString &other)
+{
+    const qint64 chunk = 65536;
+    QFile first(one);
+    QFile second(other);
+    if (!first.open(QIODevice::ReadOnly) || !second.open(QIODevice::ReadOnly))
+        return false;
+    while (!first.atEnd()) {
+        if (first.read(chunk) != second.read(chunk))
+            return false;
+    }
+    return second.atEnd();
+}
+
 static Result copyFolder(const QString &source, const QString &target, int overwrite)
 {
-    // The copy does not tell of single files that failed, so the list of them is taken before.
+    // The copy does not tell of single files that failed, so what it is to do is looked at before.
     const QStringList files = File::search(source, "*");
+    const Data::String copy = File::join(target, File::base(source));
+    const auto copyOf = [&](const QString &file) { return copy + file.mid(source.size()); };
+    QSet<QString> replaced;
+    for (const QString &file : files) {
+        const QString old = copyOf(file);
+        const bool isOlder = File::timestamp(old) < File::timestamp(file);
+        if (QFileInfo::exists(old) && (overwrite > 0 || (overwrite < 0 && isOlder)))
+            replaced.insert(file);
+    }
     const int result = File::copyDir(source, target, overwrite, /*cancelable=*/true);
     if (result < 0)
         return cancelled();
 
-    const Data::String copy = File::join(target, File::base(source));
     const auto isMissing = [&](const QString &file) {
-        return !File::isFile(copy + file.mid(source.size()));
+        return !QFileInfo(copyOf(file)).isFile() ||
+               (replaced.contains(file) && !hasSameContents(file, copyOf(file)));
     };
     const auto missing = std::count_if(files.begin(), files.end(), isMissing);
     if (missing > 0)
@@ -54,6 +81,9 @@ static Result copyFolder(const QString &source, const QString &target, int overw
                           .arg(missing)
                           .arg(files.size())
                           .arg(*std::find_if(files.begin(), files.end(), isMissing)));
+    const QString problem = whyUnreadableFolder(source, /*recursive=*/true);
+    if (!problem.isEmpty())
+        return failed(problem);
     return File::isDir(copy) ? good() : failed(QString("Cannot make \"%1\"").arg(copy));
 }
 

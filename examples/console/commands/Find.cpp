@@ -1,5 +1,6 @@
 // kelm find: finds files by name and content, or a resource by its name.
 
+#include "examples/console/Files.h"
 #include "examples/console/Output.h"
 #include "examples/console/commands/Commands.h"
 #include "utils/csv/CSVTable.h"
@@ -41,8 +42,6 @@ static void printFiles(const QStringList &paths)
 
 static void printDetails(const QStringList &paths)
 {
-    if (paths.isEmpty())
-        return;
     Utils::CSVTable table("  ");
     for (const QString &path : paths)
         table.appendData(QStringList{File::sizeString(path), File::timestampString(path), path});
@@ -85,7 +84,8 @@ static Result run(const QCommandLineParser &given, Host &)
         printDetails(found);
     else
         printFiles(found);
-    return good();
+    const QString problem = whyUnreadableFolder(folder, !given.isSet("flat"));
+    return problem.isEmpty() ? good() : failed(problem);
 }
 
 const Command findCommand = {
