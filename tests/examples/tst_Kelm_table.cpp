@@ -42,6 +42,16 @@ private Q_SLOTS:
             << "a    b\n#    2\n";
         QTest::newRow("commas in every line, but not equally many")
             << QByteArray("x,y,z;1\ny,x;2\n") << QStringList() << "x,y,z    1\ny,x      2\n";
+        QTest::newRow("given, signs of patterns, as bytes") << QByteArray("a||b\n1||2\n")
+            << QStringList{"-d", "||", "--size-limit", "1"} << " a   b\n 1   2\n";
+        QTest::newRow("given, signs of patterns, with quotes") << QByteArray("a||b\n1||2\n")
+            << QStringList{"-d", "||", "--quotes", "yes"} << " a   b\n 1   2\n";
+        QTest::newRow("quotes between what is given") << QByteArray("a,b;\"1;2\"\nc,d;\"3;4\"\n")
+            << QStringList{"-d", ";"} << "a,b    1;2\nc,d    3;4\n";
+        QTest::newRow("a delimiter in half of the lines") << QByteArray("a b\n1 2,3\n")
+            << QStringList() << " a  b\n 1  2,3\n";
+        QTest::newRow("as many of two") << QByteArray("a,b;c\n1,2;3\n") << QStringList()
+            << " a  b;c\n 1  2;3\n";
         QTest::newRow("quotes as bytes") << QByteArray("a,b\n1,\"2,3\"\n")
             << QStringList{"--size-limit", "1"} << " a  b\n 1  \"2   3\"\n";
         QTest::newRow("quotes") << QByteArray("a,b\n1,\"x,y\"\n") << QStringList()
@@ -55,6 +65,10 @@ private Q_SLOTS:
             << " a   b\n 1   2\n";
         QTest::newRow("rows of many lengths") << QByteArray("a;b;c\n1\n1;2;3;4\n")
             << QStringList{"-d", ";"} << " a   b   c\n 1\n 1   2   3  4\n";
+        QTest::newRow("no rows") << QByteArray("1,2\n") << QStringList{"--no-header", "--rows", "0"}
+            << "";
+        QTest::newRow("no rows written") << QByteArray("1,2\n")
+            << QStringList{"--no-header", "--rows", "0", "--to", "/dev/stdout"} << "";
         QTest::newRow("texts") << QByteArray("n,t\n1,x\n2,long\n") << QStringList()
             << " n  t\n 1  x\n 2  long\n";
         QTest::newRow("as bytes") << QByteArray("a,b\n#1,\"2\"\n") << QStringList{"--size-limit", "1"}

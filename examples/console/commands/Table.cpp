@@ -65,8 +65,31 @@ struct Layout
     bool isQuoted = false;
 };
 
-/// Guesses from the first lines of a file: the delimiter that all of them have equally often.
-static Layout guessLayout(const QString &path, const QString &comment)
+/// The delimiter that all of \p lines have equally often, and most often.
+static QString guessDelimiter(const QStringList &lines)
+{
+    QString guess;
+    int fields = 0;
+    for (const char *const delimiter : {",", ";", "\t", "|"}) {
+        int fewest = lines.isEmpty() ? 0 : std::numeric_limits<int>::max();
+        int most = 0;
+        for (QString line : lines) {
+            const int count = line.remove(QRegExp("\"[^\"]*\"")).count(delimiter);
+            fewest = std::min(fewest, count);
+            most = std::max(most, count);
+        }
+        if (fewest == most && fewest > fields) {
+            fields = fewest;
+            guess = delimiter;
+        }
+    }
+    if (guess.isEmpty())
+        guess = lines.indexOf(QRegExp(".*\\S\\s+\\S.*")) < 0 ? QString(",") : blanks;
+    return guess;
+}
+
+/// Guesses from the first lines of a file, the delimiter unless \p delimiter tells it.
+static Layout guessLayout(const QString &path, const QString &comment, const QString &delimiter)
 {
     const int numLines = 20;
     const QString head = File::read(path, numLines);
@@ -78,22 +101,7 @@ static Layout guessLayout(const QString &path, const QString &comment)
     }
 
     Layout layout;
-    int fields = 0;
-    for (const char *const delimiter : {",", ";", "\t", "|"}) {
-        int fewest = lines.isEmpty() ? 0 : std::numeric_limits<int>::max();
-        int most = 0;
-        for (QString line : qAsConst(lines)) {
-            const int count = line.remove(QRegExp("\"[^\"]*\"")).count(delimiter);
-            fewest = std::min(fewest, count);
-            most = std::max(most, count);
-        }
-        if (fewest == most && fewest > fields) {
-            fields = fewest;
-            layout.delimiter = delimiter;
-        }
-    }
-    if (layout.delimiter.isEmpty())
-        layout.delimiter = lines.indexOf(QRegExp(".*\\S\\s+\\S.*")) < 0 ? QString(",") : blanks;
+    layout.delimiter = delimiter.isEmpty() ? guessDelimiter(lines) : delimiter;
     const QRegExp openingQuote("(^|" + QRegExp::escape(layout.delimiter) + ")\"");
     layout.isQuoted = layout.delimiter != blanks &&
                       std::any_of(lines.cbegin(), lines.cend(),
@@ -326,7 +334,8 @@ static Result write(const CSVTable &table, const QString &path)
         }
         written.appendData(fields);
     }
-    const QString error = writeFile(path, written.stringData() + "\n");
+    const QString end = table.numRows() > 0 ? "\n" : "";
+    const QString error = writeFile(path, written.stringData() + end);
     return error.isEmpty() ? good() : failed(error);
 }
 
@@ -361,18 +370,19 @@ static Result run(const QCommandLineParser &given, Host &)
     if (!problem.isEmpty())
         return failed(problem);
 
-    Layout layout = guessLayout(path, comment);
-    if (given.isSet("delimiter")) {
-        const QString text = given.value("delimiter");
-        layout.delimiter = text == "tab" ? QString("\t") : text == "blanks" ? blanks : text;
-    }
+    const QString delimiter = given.value("delimiter");
+    Layout layout = guessLayout(path, comment,
+                                delimiter == "tab"      ? QString("\t")
+                                : delimiter == "blanks" ? blanks
+                                                        : delimiter);
     if (quotes != "guess")
         layout.isQuoted = quotes == "yes";
     else if (sizeLimit)
         layout.isQuoted = false;
 
     // A delimiter is a pattern, unless there are quotes or the table is held as bytes.
-    const bool isPlain = layout.isQuoted || sizeLimit || layout.delimiter == blanks;
+    const bool isBytes = sizeLimit && layout.delimiter.size() == 1;
+    const bool isPlain = layout.isQuoted || isBytes || layout.delimiter == blanks;
     CSVTable table(isPlain ? layout.delimiter : QRegExp::escape(layout.delimiter));
     table.setComment(comment);
     read(path, layout, sizeLimit.value_or(0), table);
