@@ -77,6 +77,33 @@ private Q_SLOTS:
         QCOMPARE(kelm.output, QString(isOption ? "option\n" : "env\n"));
     }
 
+    void knowsTextsThatLookLikeNone_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("output");
+
+        QTest::newRow("the end of the key") << ".Answers.btn.Yes"
+                                            << "Yes\n";
+        QTest::newRow("empty") << ".Answers.btn.None"
+                               << "\n";
+    }
+
+    void knowsTextsThatLookLikeNone()
+    {
+        QFETCH(QString, key);
+        QFETCH(QString, output);
+        makeFile(m_folder.filePath("answers/locale/Answers_en.xml"),
+                 "<!DOCTYPE StringTable><s><string id='.btn.Yes'>Yes</string>"
+                 "<string id='.btn.None'/></s>");
+
+        QVERIFY(m_kelm.run(
+            {"strings", key, "--table", "Answers", "--res-dir", m_folder.filePath("answers")}));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, output);
+        QCOMPARE(m_kelm.status, 0);
+    }
+
     void tellsWhatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");

@@ -65,13 +65,14 @@ static Result run(const QCommandLineParser &given, Host &)
     }
 
     QString text = StringTable::lookup(key);
-    if (key.endsWith(text)) // what is not found is the key, or the part of it that is the id
+    // What is not found is the key, or the part of it that is the id, which begins with a dot.
+    if (text == key || (text.startsWith('.') && key.endsWith(text)))
         return failed(QString("There is no text for \"%1\"").arg(key));
     if (item)
         text = StringTable::lookupi(key, *item);
     else if (given.isSet("part"))
         text = StringTable::lookupk(key, given.value("part"), "");
-    if (text.isEmpty())
+    if (text.isEmpty() && (item || given.isSet("part")))
         return failed(QString("The text of \"%1\" has no such part").arg(key));
 
     if (!putValues(text, arguments.mid(1)))
