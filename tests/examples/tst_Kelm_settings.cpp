@@ -124,11 +124,20 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output, QString("b\n"));
     }
 
+    void tellsWhenTheSettingsCannotBeWritten_data()
+    {
+        QTest::addColumn<QStringList>("change");
+
+        QTest::newRow("a value") << QStringList{"set", "a", "1"};
+        QTest::newRow("a recent file") << QStringList{"mru", "files", "--add", "x"};
+    }
+
     void tellsWhenTheSettingsCannotBeWritten()
     {
+        QFETCH(QStringList, change);
         makeFile(m_home.filePath("Kelm"), "a file where the folder should be");
 
-        QVERIFY(m_kelm.run({"settings", "set", "a", "1"}));
+        QVERIFY(m_kelm.run(QStringList("settings") + change));
 
         QCOMPARE(m_kelm.error, QString("kelm settings: The settings cannot be written\n"));
         QCOMPARE(m_kelm.status, 1);

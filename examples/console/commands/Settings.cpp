@@ -55,6 +55,11 @@ static Result get(const QString &key)
     return good();
 }
 
+static Result toldWhetherWritten(bool isWritten)
+{
+    return isWritten ? good() : failed("The settings cannot be written");
+}
+
 /// Stores a value, or removes it when it is invalid.
 static Result set(const QString &key, const Data::Variant &value)
 {
@@ -62,22 +67,25 @@ static Result set(const QString &key, const Data::Variant &value)
     // The store does not tell when it cannot be written. Nobody else holds it now, so it is read
     // from the disk.
     const Data::Variant stored = Settings().getValue(key);
-    return stored.isValid() == value.isValid() && stored.toString() == value.toString()
-               ? good()
-               : failed("The settings cannot be written");
+    return toldWhetherWritten(stored.isValid() == value.isValid() &&
+                              stored.toString() == value.toString());
 }
 
 static Result mru(const QString &list, const QCommandLineParser &given)
 {
-    Settings settings;
-    for (const QString &path : given.values("add"))
-        settings.addMRU(list, path);
-    for (const QString &path : given.values("drop"))
-        settings.removeMRU(list, path);
-    if (given.isSet("add") || given.isSet("drop"))
-        return good();
     const int all = -1;
-    for (const QString &path : settings.getMRU(list, given.isSet("existing"), all))
+    QStringList changed;
+    {
+        Settings settings;
+        for (const QString &path : given.values("add"))
+            settings.addMRU(list, path);
+        for (const QString &path : given.values("drop"))
+            settings.removeMRU(list, path);
+        changed = settings.getMRU(list, /*checkExists=*/false, all);
+    }
+    if (given.isSet("add") || given.isSet("drop"))
+        return toldWhetherWritten(Settings().getMRU(list, /*checkExists=*/false, all) == changed);
+    for (const QString &path : Settings().getMRU(list, given.isSet("existing"), all))
         print(path);
     return good();
 }
