@@ -91,6 +91,8 @@ private Q_SLOTS:
             << "--where must be KEY=VALUE. See kelm tags --help";
         QTest::newRow("no key") << QStringList{beams(), "--where", "=b"} << 2
             << "--where must be KEY=VALUE. See kelm tags --help";
+        QTest::newRow("values to a file") << QStringList{beams(), "--key", "name", "--to", "x"} << 2
+            << "--key and --to exclude each other. See kelm tags --help";
         QTest::newRow("cannot be written") << QStringList{beams(), "--to", folder + "/no/x"} << 1
             << "Cannot write \"" + folder + "/no/x\": No such file or directory";
         // clang-format on

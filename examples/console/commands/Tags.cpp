@@ -52,6 +52,8 @@ static Result run(const QCommandLineParser &given, Host &)
     const QString value = given.value("where").section('=', 1);
     if (given.isSet("where") && (key.isEmpty() || !given.value("where").contains('=')))
         return misused("--where must be KEY=VALUE");
+    if (given.isSet("key") && given.isSet("to"))
+        return misused("--key and --to exclude each other");
 
     const QString problem = whyUnreadable(path);
     if (!problem.isEmpty())
