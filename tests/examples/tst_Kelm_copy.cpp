@@ -170,26 +170,31 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("options");
         QTest::addColumn<QByteArray>("old");
+        QTest::addColumn<qint64>("time"); // of the file that is there, in seconds since the epoch
         QTest::addColumn<bool>("isGood");
 
         const QStringList newer{"--overwrite", "newer"};
         const QStringList never{"--overwrite", "never"};
-        QTest::newRow("another size") << QStringList() << QByteArray("old") << false;
-        QTest::newRow("the same size") << QStringList() << QByteArray("o") << false;
-        QTest::newRow("the same contents") << QStringList() << QByteArray("a") << true;
-        QTest::newRow("older") << newer << QByteArray("o") << false;
-        QTest::newRow("to be kept") << never << QByteArray("o") << true;
+        QTest::newRow("another size")
+            << QStringList() << QByteArray("old") << qint64(1000) << false;
+        QTest::newRow("the same size") << QStringList() << QByteArray("o") << qint64(1000) << false;
+        QTest::newRow("the same contents")
+            << QStringList() << QByteArray("a") << qint64(1000) << true;
+        QTest::newRow("older") << newer << QByteArray("o") << qint64(1000) << false;
+        QTest::newRow("newer") << newer << QByteArray("o") << qint64(4000000000) << true;
+        QTest::newRow("to be kept") << never << QByteArray("o") << qint64(1000) << true;
     }
 
     void tellsOfAFileThatCouldNotBeReplaced()
     {
         QFETCH(QStringList, options);
         QFETCH(QByteArray, old);
+        QFETCH(qint64, time);
         QFETCH(bool, isGood);
         QFile file(makeFile(out("in/a.txt"), old));
         QVERIFY(QDir().mkpath(out("in/sub")));
         QVERIFY(file.open(QIODevice::ReadWrite));
-        QVERIFY(file.setFileTime(QDateTime::fromSecsSinceEpoch(1000),
+        QVERIFY(file.setFileTime(QDateTime::fromSecsSinceEpoch(time),
                                  QFileDevice::FileModificationTime));
         file.close();
         makeFile(out("in/sub/b.txt"), "b");

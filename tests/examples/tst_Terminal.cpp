@@ -5,6 +5,7 @@
 
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
@@ -85,6 +86,13 @@ public:
     }
 
     pid_t pid() const { return m_pid; }
+
+    void setWidth(unsigned short columns) const
+    {
+        winsize size = {};
+        size.ws_col = columns;
+        QCOMPARE(ioctl(m_terminal, TIOCSWINSZ, &size), 0);
+    }
 
     /// The process group that has the terminal.
     pid_t foreground() const { return tcgetpgrp(m_terminal); }
@@ -189,6 +197,16 @@ private Q_SLOTS:
         QVERIFY(!session.screen().contains("^[")); // the key was not shown
     }
 
+    void fitsTheBarIntoTheTerminal()
+    {
+        Session session(HOST_CHILD, {"cancelable"});
+        QVERIFY(session.waitFor("Step 10  "));
+
+        session.setWidth(24);
+
+        QVERIFY(session.waitFor(erase + "S...  0:0")); // and "0  Esc cancels", which are 23
+    }
+
     void dropsAllOtherKeys_data()
     {
         QTest::addColumn<QByteArray>("keys");
@@ -254,14 +272,23 @@ private Q_SLOTS:
         QVERIFY(session.isAsBefore());
     }
 
+    void givesTheTerminalBackWhenItIsEnded_data()
+    {
+        QTest::addColumn<int>("signal");
+
+        QTest::newRow("by request") << SIGTERM;
+        QTest::newRow("with the terminal") << SIGHUP;
+    }
+
     void givesTheTerminalBackWhenItIsEnded()
     {
+        QFETCH(int, signal);
         Session session(HOST_CHILD, {"cancelable"});
         QVERIFY(session.waitFor("Step 3  "));
 
-        QCOMPARE(kill(session.pid(), SIGTERM), 0);
+        QCOMPARE(kill(session.pid(), signal), 0);
 
-        QCOMPARE(session.finish(), 128 + SIGTERM);
+        QCOMPARE(session.finish(), 128 + signal);
         QVERIFY(session.isAsBefore());
         QVERIFY(session.screen().endsWith(erase));
     }
@@ -275,6 +302,29 @@ private Q_SLOTS:
 
         QCOMPARE(session.finish(), 128 + SIGQUIT);
         QVERIFY(session.isAsBefore());
+    }
+
+    void leavesIgnoredWhatWhoeverStartedItIgnores_data()
+    {
+        QTest::addColumn<QString>("signal");
+        QTest::addColumn<QByteArray>("key");
+
+        QTest::newRow("interrupt") << "INT" << interrupt;
+        QTest::newRow("quit") << "QUIT" << quit;
+    }
+
+    void leavesIgnoredWhatWhoeverStartedItIgnores()
+    {
+        QFETCH(QString, signal);
+        QFETCH(QByteArray, key);
+        const QString script = "trap '' " + signal + "; exec \"$0\" cancelable";
+        Session session("/bin/sh", {"-c", script, HOST_CHILD});
+        QVERIFY(session.waitFor("Step 3  "));
+
+        session.press(key);
+
+        for (int i = 0; i < 20; ++i)
+            QVERIFY(session.waitFor("Step "));
     }
 
     void givesTheTerminalBackWhileItIsStopped()
