@@ -349,22 +349,35 @@ private Q_SLOTS:
         QVERIFY(session.isAsBefore());
     }
 
+    void goesOnInTheBackground_data()
+    {
+        QTest::addColumn<bool>("byUser");
+
+        QTest::newRow("stopped by Ctrl-Z") << true;
+        QTest::newRow("stopped by another program") << false;
+    }
+
     void goesOnInTheBackground()
     {
-        Session session("/bin/sh", {"-mc",
-                                    "\"$0\" cancelable; bg >/dev/null; read line; "
-                                    "kill -TERM %1; wait %1",
-                                    HOST_CHILD});
+        QFETCH(bool, byUser);
+        Session session("/bin/sh",
+                        {"-mc", "\"$0\" cancelable; bg >/dev/null; wait %1", HOST_CHILD});
         QVERIFY(session.waitFor("Step 3  "));
+        const pid_t child = session.foreground();
 
-        session.press(suspend);
+        if (byUser)
+            session.press(suspend);
+        else
+            QCOMPARE(kill(-child, SIGSTOP), 0);
+        QTRY_VERIFY(session.foreground() != child);
+        session.press("\n"); // which is not for it
 
-        for (int i = 0; i < 20; ++i)
+        for (int i = 0; i < 300; ++i)
             QVERIFY(session.waitFor("Step "));
-        QVERIFY(session.isAsBefore());
-        session.press("\n");
+        if (byUser)
+            QVERIFY(session.isAsBefore());
+        QCOMPARE(kill(-child, SIGTERM), 0);
         QCOMPARE(session.finish(), 128 + SIGTERM);
-        QVERIFY(session.isAsBefore());
     }
 
     void goesOnWhenTheTerminalWasSetMeanwhile()
