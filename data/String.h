@@ -38,7 +38,8 @@ namespace Detail {
 
 inline String toText(const QString &text) { return text; }
 inline String toText(const char *utf8) { return utf8; }
-inline String toText(const QByteArray &utf8) { return utf8.constData(); }
+inline String toText(const QStringRef &text) { return text.toString(); }
+inline String toText(const QByteArray &utf8) { return QString::fromUtf8(utf8); }
 inline String toText(QChar character) { return QString(character); }
 inline String toText(char character) { return QString(QLatin1Char(character)); }
 

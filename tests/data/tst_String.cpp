@@ -67,12 +67,17 @@ private Q_SLOTS:
         QTest::newRow("QString, ours") << q + a << "q\u00e4";
         QTest::newRow("ours, bytes") << a + QByteArray("\xc3\xb6") << "\u00e4\u00f6";
         QTest::newRow("bytes, ours") << QByteArray("\xc3\xb6") + a << "\u00f6\u00e4";
+        QTest::newRow("ours, bytes without a zero")
+            << a + QByteArray::fromRawData("bcd", 2) << "\u00e4bc";
+        QTest::newRow("ours, bytes with a zero") << a + QByteArray("b\0c", 3) << "\u00e4b";
         QTest::newRow("ours, QChar") << a + QChar(0x20ac) << "\u00e4\u20ac";
         QTest::newRow("QChar, ours") << QChar(0x20ac) + a << "\u20ac\u00e4";
         QTest::newRow("ours, char") << a + 'c' << "\u00e4c";
         QTest::newRow("char, ours") << 'c' + a << "c\u00e4";
         QTest::newRow("ours, QLatin1String") << a + QLatin1String("l") << "\u00e4l";
         QTest::newRow("QLatin1String, ours") << QLatin1String("l") + a << "l\u00e4";
+        QTest::newRow("ours, QStringRef") << a + q.leftRef(1) << "\u00e4q";
+        QTest::newRow("QStringRef, ours") << q.leftRef(1) + a << "q\u00e4";
         QTest::newRow("empties") << String() + String() << "";
     }
 
