@@ -166,6 +166,27 @@ private Q_SLOTS:
         QCOMPARE(contents(out("in/sub/b.txt")), QByteArray("b"));
     }
 
+    void leavesAFileAloneThatStandsInAFoldersWay_data()
+    {
+        QTest::addColumn<QString>("name");
+
+        QTest::newRow("the copy's") << "in";
+        QTest::newRow("one's below") << "in/sub";
+    }
+
+    void leavesAFileAloneThatStandsInAFoldersWay()
+    {
+        QFETCH(QString, name);
+        makeFile(out(name), "old");
+
+        QVERIFY(m_kelm.run({"copy", m_folder.filePath("in"), m_folder.filePath("out")}));
+
+        QCOMPARE(m_kelm.error,
+                 "kelm copy: Cannot make the folder \"" + out(name) + "\": There is a file\n");
+        QCOMPARE(m_kelm.status, 1);
+        QCOMPARE(contents(out(name)), QByteArray("old"));
+    }
+
     void tellsOfAFileThatCouldNotBeReplaced_data()
     {
         QTest::addColumn<QStringList>("options");

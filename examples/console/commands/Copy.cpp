@@ -60,6 +60,13 @@ static Result copyFolder(const QString &source, const QString &target, int overw
     const QStringList files = File::search(source, "*");
     const Data::String copy = File::join(target, File::base(source));
     const auto copyOf = [&](const QString &file) { return copy + file.mid(source.size()); };
+    // Onto a file that stands in the way of a folder the files of the folder would be copied.
+    for (const QString &file : files) {
+        const QFileInfo folder(File::parentFolder(copyOf(file)));
+        if (folder.exists() && !folder.isDir())
+            return failed(
+                QString("Cannot make the folder \"%1\": There is a file").arg(folder.filePath()));
+    }
     QSet<QString> replaced;
     for (const QString &file : files) {
         const QString old = copyOf(file);
