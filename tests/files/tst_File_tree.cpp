@@ -795,21 +795,26 @@ private Q_SLOTS:
         QCOMPARE(contents("y/x/link"), QByteArray("contents"));
     }
 
-    void leavesAFileAloneThatStandsInAFoldersWay()
+    void copiesFilesOntoAFileThatStandsInTheirFoldersWay()
     {
-        make("x/ab/file");
-        make("x/ab/below/file");
-        make("y/ab", "kept");
-        make("z/ab/below", "kept");
+        make("x/ab/file", "new");
+        make("x/ab/below/file", "below");
+        make("y/ab", "old");
+        make("z/ab/below", "old");
+        setTime("x/ab/file", 1000000);
+        setTime("y/ab", 2000000);
 
-        QCOMPARE(File::copyDir(path("x/ab"), path("y")), 0);
-        QCOMPARE(File::copyDir(path("x/ab"), path("z")), 1);
         QCOMPARE(File::copyDir(path("x/ab"), path("y/ab")), 0);
+        QCOMPARE(File::copyDir(path("x/ab"), path("y"), 0), 0);
+        QCOMPARE(File::copyDir(path("x/ab"), path("y"), -1), 1);
+        QCOMPARE(contents("y/ab"), QByteArray("old"));
+        QCOMPARE(File::copyDir(path("x/ab"), path("y")), 1);
+        QCOMPARE(File::copyDir(path("x/ab"), path("z")), 1);
 
         QCOMPARE(below("y"), QString("ab"));
-        QCOMPARE(contents("y/ab"), QByteArray("kept"));
+        QCOMPARE(contents("y/ab"), QByteArray("new"));
         QCOMPARE(below("z"), QString("ab/ ab/below ab/file"));
-        QCOMPARE(contents("z/ab/below"), QByteArray("kept"));
+        QCOMPARE(contents("z/ab/below"), QByteArray("below"));
     }
 
     void copiesNothingOfAnEmptyPath()
@@ -1069,7 +1074,7 @@ private Q_SLOTS:
         QCOMPARE(File::copyDir(path("x"), path("y")), 1);
 
         QCOMPARE(callsThatSetProgress().size(), 6);
-        QCOMPARE(below("y"), QString()); // and no file that is named as the folder was
+        QCOMPARE(below("y"), QString("x")); // what is copied then takes the folder's path
     }
 
     // move() and moveDir()

@@ -252,8 +252,9 @@ public:
     /// Only the last part may be a wildcard, and a folder that is found is taken as it is named,
     /// "*" and all. Links are copied as what they lead to. A folder is not copied when it is the
     /// one that the copy goes to, or is being copied already, so that a copy below its own source
-    /// and a loop of links end. Where a file stands in a folder's way it is left alone. An empty
-    /// \p source is no folder.
+    /// and a loop of links end. A file that stands in a folder's way is a target of copy() for each
+    /// file directly in the folder, which is meant: the last one stays. An empty \p source is no
+    /// folder.
     static int copyDir(const Data::String &source, const Data::String &target, int overwrite = 1,
                        bool cancelable = false);
 

@@ -139,6 +139,7 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
     if (File::isSamePath(destination, source))
         return 1;
 
+    // Not asked whether it is there then: where it is not, the files are copied onto its path.
     File::createDir(destination);
     // Below the destination the copy would find its own work and, through a link, a folder that it
     // is in already, again and again.
@@ -160,9 +161,7 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
 
     int result = 0;
     for (const QFileInfo &file : qAsConst(filesHere)) {
-        // Without its folder the file would take the folder's name.
-        if (QFileInfo(destination).isDir() &&
-            File::copy(file.filePath(), destination, overwrite, /*showWaitCursor=*/false))
+        if (File::copy(file.filePath(), destination, overwrite, /*showWaitCursor=*/false))
             result = 1;
         if (!progress.tick())
             return -1;
