@@ -88,9 +88,9 @@ public:
     /// go through a group "@@@_temp_@@@", which is told of as well and has gone at the end. What
     /// was in a group of that name before goes along.
     ///
-    /// What copyKey() does not take is removed nevertheless, which is meant: a value at \p from
-    /// itself, and without \p recursive the groups below it. What it took is kept, also when one of
-    /// the two groups lies in the other.
+    /// All that lies at or below \p from is removed then, which is meant: what copyKey() does not
+    /// take, which is a value at \p from itself and without \p recursive the groups below it, and
+    /// the copy as far as it lies in \p from. A group that is moved into itself is lost.
     Settings &renameKey(const Data::String &from, const Data::String &to, bool recursive = false);
 
     /// The keys with a value, or the groups, directly in \p group, or in the current group when it

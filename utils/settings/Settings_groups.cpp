@@ -22,17 +22,6 @@ struct Entry
 
 } // namespace
 
-/// \p key as QSettings takes it, without needless separators.
-static QString normalized(const QString &key)
-{
-    return key.split(separator, Qt::SkipEmptyParts).join(separator);
-}
-
-static bool isWithin(const QString &key, const QString &group)
-{
-    return group.isEmpty() || key == group || key.startsWith(group + separator);
-}
-
 /// The part of \p key that names a group, with the "/" behind it, or "".
 static QString groupOf(const QString &key) { return key.left(key.lastIndexOf(separator) + 1); }
 
@@ -62,17 +51,6 @@ static QVector<Entry> entriesIn(QSettings &settings, const QString &group, bool 
         entries.append({key, settings.value(key)});
     settings.endGroup();
     return entries;
-}
-
-/// The keys that a copy writes, normalized.
-static QStringList keysOfCopy(QSettings &settings, const QString &from, const QString &to,
-                              bool recursive)
-{
-    QStringList keys;
-    const QVector<Entry> entries = entriesIn(settings, from, recursive);
-    for (const Entry &entry : entries)
-        keys.append(normalized(to + separator + entry.key));
-    return keys;
 }
 
 Settings &Settings::copyKey(const Data::String &from, const Data::String &to, bool recursive)
@@ -121,24 +99,12 @@ void Settings::renameGroup(QSettings &settings, const QString &from, const QStri
     const bool isSame = from.compare(to, Qt::CaseInsensitive) == 0 && from != temporaryGroup;
     const QString target = isSame ? QString(temporaryGroup) : to;
 
-    // Where one group lies in the other, removing the source must spare what the copy wrote.
-    const QString source = normalized(from);
-    const QString destination = normalized(target);
-    QStringList written;
-    if (isWithin(destination, source) || isWithin(source, destination))
-        written = keysOfCopy(settings, from, target, recursive);
-
     const Data::String fullFrom = fullKey(settings, from);
     copyGroup(settings, from, target, recursive);
 
-    QVector<Entry> kept;
-    for (const QString &key : qAsConst(written)) {
-        if (isWithin(key, source) && settings.contains(key))
-            kept.append({key, settings.value(key)});
-    }
-    settings.remove(from);
-    for (const Entry &entry : qAsConst(kept))
-        settings.setValue(entry.key, entry.value);
+    // A name renamed to itself is to end as it began: what holds the temporary group stays.
+    if (from != to || !(isNameless(from) || from == temporaryGroup))
+        settings.remove(from);
     notify(fullFrom, Data::Variant());
 
     if (target != to)
