@@ -2,6 +2,7 @@
 
 #include "utils/xml/Attributes_p.h"
 
+#include <QPair>
 #include <QRegExp>
 #include <QTextStream>
 
@@ -129,33 +130,44 @@ QStringList DocumentText::pieces()
     return m_pieces;
 }
 
+/// The texts of declarations, each with its name, in the toolkit's order with seed 0.
+static QString inHashOrder(QVector<QPair<QString, QString>> declarations)
+{
+    std::sort(declarations.begin(), declarations.end());
+    QVector<QString> names;
+    for (const auto &declaration : qAsConst(declarations))
+        names.append(declaration.first);
+    QString texts;
+    for (const int index : hashOrder(names))
+        texts += declarations.at(index).second;
+    return texts;
+}
+
 /// The toolkit's text, with notations and entities in a fixed order.
 void DocumentText::writeDocumentType()
 {
     const QDomDocumentType type = m_document.doctype();
-    QStringList notations;
-    QStringList entities;
+    QVector<QPair<QString, QString>> notations;
+    QVector<QPair<QString, QString>> entities;
     // They are children as well. By their index in the map they would be found by counting, which
     // takes hours where there are very many.
     for (QDomNode node = type.firstChild(); !node.isNull(); node = node.nextSibling()) {
         if (node.isNotation())
-            notations.append(toolkitText(node));
+            notations.append({node.nodeName(), toolkitText(node)});
         else if (node.isEntity())
-            entities.append(toolkitText(node));
+            entities.append({node.nodeName(), toolkitText(node)});
     }
     // Where there are two of a name and one was removed, its map has none.
-    const auto readMap = [this](const QDomNamedNodeMap &map, QStringList &texts) {
-        if (texts.size() == map.count())
+    const auto readMap = [this](const QDomNamedNodeMap &map, auto &declarations) {
+        if (declarations.size() == map.count())
             return;
-        texts.clear();
+        declarations.clear();
         for (int i = 0; i < map.count(); ++i)
-            texts.append(toolkitText(map.item(i)));
+            declarations.append({map.item(i).nodeName(), toolkitText(map.item(i))});
     };
     readMap(type.notations(), notations);
     readMap(type.entities(), entities);
-    notations.sort(Qt::CaseSensitive);
-    entities.sort(Qt::CaseSensitive);
-    const QString declarations = notations.join(QString()) + entities.join(QString());
+    const QString declarations = inHashOrder(notations) + inHashOrder(entities);
     QString text = toolkitText(type);
     const int end = text.lastIndexOf(QLatin1String("]>\n"));
     if (end >= declarations.size())
