@@ -25,7 +25,7 @@ bool TagFile::read(const Data::String &path, Data::String &error)
     if (path.isEmpty())
         return false;
     QFile file(path);
-    if (!isName(path) || !file.open(QIODevice::ReadOnly)) {
+    if (hasZeroByte(path) || !file.open(QIODevice::ReadOnly)) {
         error = fileMessage(".err.fileread", path);
         return false;
     }

@@ -27,7 +27,7 @@ bool TagFile::open(const Data::String &path, Data::String &error)
         return false;
     close();
     auto file = std::make_unique<QFile>(path);
-    if (!isName(path) || !file->open(QIODevice::WriteOnly)) {
+    if (hasZeroByte(path) || !file->open(QIODevice::WriteOnly)) {
         error = fileMessage(".err.filewrite", path);
         return false;
     }

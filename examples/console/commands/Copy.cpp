@@ -8,8 +8,6 @@
 #include <QFileInfo>
 #include <QSet>
 
-#include <algorithm>
-
 namespace Kelm {
 
 using Utils::File;
@@ -54,44 +52,80 @@ static bool hasSameContents(const QString &one, const QString &other)
     return second.atEnd();
 }
 
+/// The copy of a folder, which does not tell of single files that failed: what it is to do is
+/// looked at before.
+class FolderCopy
+{
+public:
+    FolderCopy(const QString &source, const QString &target, int overwrite)
+        : m_source(source), m_copy(File::join(target, File::base(source))),
+          m_files(File::search(source, "*"))
+    {
+        for (const QString &file : qAsConst(m_files)) {
+            const QString old = copyOf(file);
+            const bool isOlder = File::timestamp(old) < File::timestamp(file);
+            if (QFileInfo::exists(old) && (overwrite > 0 || (overwrite < 0 && isOlder)))
+                m_replaced.insert(file);
+        }
+    }
+
+    QString target() const { return m_copy; }
+    int numFiles() const { return m_files.size(); }
+
+    /// A file that stands where a folder is to be, or "". The files of the folder would be copied
+    /// onto it.
+    QString fileInTheWay() const
+    {
+        for (const QString &file : m_files) {
+            const QFileInfo folder(File::parentFolder(copyOf(file)));
+            if (folder.exists() && !folder.isDir())
+                return folder.filePath();
+        }
+        return {};
+    }
+
+    /// The files that are not as they should be behind the copy.
+    QStringList failedFiles() const
+    {
+        QStringList files;
+        for (const QString &file : m_files) {
+            const QString copy = copyOf(file);
+            if (!QFileInfo(copy).isFile() ||
+                (m_replaced.contains(file) && !hasSameContents(file, copy)))
+                files.append(file);
+        }
+        return files;
+    }
+
+private:
+    QString copyOf(const QString &file) const { return m_copy + file.mid(m_source.size()); }
+
+    QString m_source;
+    QString m_copy;
+    QStringList m_files;
+    QSet<QString> m_replaced;
+};
+
 static Result copyFolder(const QString &source, const QString &target, int overwrite)
 {
-    // The copy does not tell of single files that failed, so what it is to do is looked at before.
-    const QStringList files = File::search(source, "*");
-    const Data::String copy = File::join(target, File::base(source));
-    const auto copyOf = [&](const QString &file) { return copy + file.mid(source.size()); };
-    // Onto a file that stands in the way of a folder the files of the folder would be copied.
-    for (const QString &file : files) {
-        const QFileInfo folder(File::parentFolder(copyOf(file)));
-        if (folder.exists() && !folder.isDir())
-            return failed(
-                QString("Cannot make the folder \"%1\": There is a file").arg(folder.filePath()));
-    }
-    QSet<QString> replaced;
-    for (const QString &file : files) {
-        const QString old = copyOf(file);
-        const bool isOlder = File::timestamp(old) < File::timestamp(file);
-        if (QFileInfo::exists(old) && (overwrite > 0 || (overwrite < 0 && isOlder)))
-            replaced.insert(file);
-    }
-    const int result = File::copyDir(source, target, overwrite, /*cancelable=*/true);
-    if (result < 0)
+    const FolderCopy copy(source, target, overwrite);
+    const QString inTheWay = copy.fileInTheWay();
+    if (!inTheWay.isEmpty())
+        return failed(QString("Cannot make the folder \"%1\": There is a file").arg(inTheWay));
+    if (File::copyDir(source, target, overwrite, /*cancelable=*/true) < 0)
         return cancelled();
 
-    const auto isMissing = [&](const QString &file) {
-        return !QFileInfo(copyOf(file)).isFile() ||
-               (replaced.contains(file) && !hasSameContents(file, copyOf(file)));
-    };
-    const auto missing = std::count_if(files.begin(), files.end(), isMissing);
-    if (missing > 0)
+    const QStringList failedFiles = copy.failedFiles();
+    if (!failedFiles.isEmpty())
         return failed(QString("%1 of %2 files could not be copied, the first is \"%3\"")
-                          .arg(missing)
-                          .arg(files.size())
-                          .arg(*std::find_if(files.begin(), files.end(), isMissing)));
+                          .arg(failedFiles.size())
+                          .arg(copy.numFiles())
+                          .arg(failedFiles.first()));
     const QString problem = whyUnreadableFolder(source, /*recursive=*/true);
     if (!problem.isEmpty())
         return failed(problem);
-    return File::isDir(copy) ? good() : failed(QString("Cannot make \"%1\"").arg(copy));
+    return File::isDir(copy.target()) ? good()
+                                      : failed(QString("Cannot make \"%1\"").arg(copy.target()));
 }
 
 static Result run(const QCommandLineParser &given, Host &)

@@ -74,6 +74,12 @@ static Result set(const QString &key, const Data::Variant &value)
 static Result mru(const QString &list, const QCommandLineParser &given)
 {
     const int all = -1;
+    if (!given.isSet("add") && !given.isSet("drop")) {
+        for (const QString &path : Settings().getMRU(list, given.isSet("existing"), all))
+            print(path);
+        return good();
+    }
+
     QStringList changed;
     {
         Settings settings;
@@ -83,11 +89,8 @@ static Result mru(const QString &list, const QCommandLineParser &given)
             settings.removeMRU(list, path);
         changed = settings.getMRU(list, /*checkExists=*/false, all);
     }
-    if (given.isSet("add") || given.isSet("drop"))
-        return toldWhetherWritten(Settings().getMRU(list, /*checkExists=*/false, all) == changed);
-    for (const QString &path : Settings().getMRU(list, given.isSet("existing"), all))
-        print(path);
-    return good();
+    // Read from the disk, as above.
+    return toldWhetherWritten(Settings().getMRU(list, /*checkExists=*/false, all) == changed);
 }
 
 static Result run(const QCommandLineParser &given, Host &)
