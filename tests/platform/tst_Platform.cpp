@@ -1,5 +1,7 @@
 #include "utils/platform/Platform.h"
 
+#include "tests/support/Stack.h"
+
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -8,9 +10,19 @@
 #include <cerrno>
 #include <memory>
 
+#include <alloca.h>
 #include <dlfcn.h>
+#include <sys/resource.h>
 
 namespace Platform = Utils::Platform;
+
+/// What is left behind \p size bytes more of the stack.
+static std::size_t stackLeftBelow(std::size_t size)
+{
+    auto *const bytes = static_cast<volatile char *>(alloca(size));
+    bytes[0] = 0;
+    return Platform::stackLeft() + static_cast<std::size_t>(bytes[0]);
+}
 
 class tst_Platform : public QObject
 {
@@ -417,6 +429,42 @@ private:
     }
 
     std::unique_ptr<QTemporaryDir> m_folder;
+
+    void tellsTheStackThatIsLeft_data()
+    {
+        QTest::addColumn<uint>("stack");
+        QTest::newRow("256 KiB") << (256U << 10);
+        QTest::newRow("1 MiB") << (1U << 20);
+        QTest::newRow("64 MiB") << (64U << 20);
+    }
+
+    void tellsTheStackThatIsLeft()
+    {
+        QFETCH(uint, stack);
+        std::size_t left = 0;
+        std::size_t leftBelow = 0;
+        onStack(stack, [&] {
+            left = Platform::stackLeft();
+            leftBelow = stackLeftBelow(50 * 1000);
+        });
+
+        // A thread keeps some of it for itself.
+        QVERIFY2(left <= stack && left > stack - (64U << 10), QByteArray::number(qulonglong(left)));
+        QVERIFY(leftBelow <= left - 50 * 1000 && leftBelow > left - 100 * 1000);
+    }
+
+    void tellsTheStackOfTheFirstThread()
+    {
+        rlimit limit;
+        QCOMPARE(getrlimit(RLIMIT_STACK, &limit), 0);
+        if (limit.rlim_cur == RLIM_INFINITY)
+            QSKIP("the stack has no limit");
+
+        const std::size_t left = Platform::stackLeft();
+
+        QVERIFY(left <= limit.rlim_cur);
+        QVERIFY(left > limit.rlim_cur / 2);
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_Platform)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
@@ -85,6 +86,10 @@ bool createNewFile(const std::string &path);
 /// The folder of the machine for data that all its users share: the environment variable
 /// ALLUSERSPROFILE, on every system. "" when it is not set.
 std::string sharedDataFolder();
+
+/// So many bytes of the stack that the calling thread runs on are left, or 256 KiB where that
+/// cannot be told. The end of a thread's stack is looked up once.
+std::size_t stackLeft();
 
 /// Offers the symbols of the loaded library that has \p address in it to every library that is
 /// loaded from now on. Does nothing where a library takes symbols only from those that it names.

@@ -14,6 +14,7 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -23,6 +24,8 @@
 extern char **environ;
 
 namespace Utils::Platform {
+
+static const std::size_t unknownStack = 256 * 1024;
 
 static bool isUsable(const std::string &path)
 {
@@ -257,6 +260,33 @@ std::string sharedDataFolder()
 {
     const char *const folder = std::getenv("ALLUSERSPROFILE");
     return folder ? folder : "";
+}
+
+std::size_t stackLeft()
+{
+    struct Bounds
+    {
+        Bounds()
+        {
+            pthread_attr_t attributes;
+            if (pthread_getattr_np(pthread_self(), &attributes) != 0)
+                return;
+            void *lowest = nullptr;
+            std::size_t size = 0;
+            std::size_t guard = 0;
+            pthread_attr_getstack(&attributes, &lowest, &size);
+            pthread_attr_getguardsize(&attributes, &guard);
+            pthread_attr_destroy(&attributes);
+            low = reinterpret_cast<std::uintptr_t>(lowest) + guard;
+            high = reinterpret_cast<std::uintptr_t>(lowest) + size;
+        }
+        std::uintptr_t low = 0;
+        std::uintptr_t high = 0;
+    };
+    // For the first thread the system's list of memory is read, which takes a while.
+    static thread_local const Bounds bounds;
+    const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+    return here > bounds.low && here <= bounds.high ? here - bounds.low : unknownStack;
 }
 
 void makeSymbolsGlobal(const void *address)

@@ -9,6 +9,8 @@
 
 namespace Utils::Platform {
 
+static const std::size_t unknownStack = 256 * 1024;
+
 static bool isUsable(const std::string &path)
 {
     return !path.empty() && path.find('\0') == std::string::npos;
@@ -117,6 +119,15 @@ std::string sharedDataFolder()
 {
     const wchar_t *const folder = _wgetenv(L"ALLUSERSPROFILE");
     return folder ? fromWide(folder) : std::string();
+}
+
+std::size_t stackLeft()
+{
+    ULONG_PTR low = 0;
+    ULONG_PTR high = 0;
+    GetCurrentThreadStackLimits(&low, &high);
+    const auto here = reinterpret_cast<ULONG_PTR>(__builtin_frame_address(0));
+    return here > low && here <= high ? here - low : unknownStack;
 }
 
 void makeSymbolsGlobal(const void *) {}
