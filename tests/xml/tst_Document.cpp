@@ -4,15 +4,19 @@
 #include "tests/support/Files.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
+#include "tests/support/Stack.h"
 #include "tests/xml/DeepTree.h"
+#include "utils/files/File.h"
 #include "utils/xml/VersionStrings_p.h"
 
 #include <QBuffer>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTextCodec>
 #include <QtTest>
 
+#include <ctime>
 #include <limits>
 #include <locale>
 #include <memory>
@@ -26,6 +30,14 @@ class CommaNumbers : public std::numpunct<char>
 protected:
     char do_decimal_point() const override { return ','; }
 };
+
+static const uint smallStack = 1U << 20; // bytes
+
+/// The number of levels that \p error tells of, or 0.
+static int limitIn(const String &error)
+{
+    return QRegularExpression("deeper than (\\d+) levels").match(error).captured(1).toInt();
+}
 
 class tst_Document : public QObject
 {
@@ -560,18 +572,123 @@ private Q_SLOTS:
             const QTextCodec *const made = QTextCodec::codecForName(codec);
             return String(makeFile(m_folder->filePath(name), made->fromUnicode(text.simplified())));
         };
+        int limit = 0;
+        bool isLimitOpened = false;
+        bool isMoreOpened = true;
+        bool isRootThere = false;
+        double version = -1.0;
+        String error;
+        onStack(smallStack, [&] {
+            const auto open = [&](const char *name, int levels) {
+                Document document(Document::Normal, 5.0);
+                const bool isOpened = document.open(make(name, levels), "", error);
+                version = document.documentVersion();
+                isRootThere = !document.documentElement().isNull(); // what was read before
+                return isOpened;
+            };
+            open("far.xml", 5000);
+            limit = limitIn(error);
+            isLimitOpened = open("limit.xml", limit);
+            isMoreOpened = open("more.xml", limit + 1);
+        });
+
+        QVERIFY2(limit >= 1800 && limit <= 2048, QByteArray::number(limit));
+        QVERIFY(isLimitOpened);
+        QVERIFY(!isMoreOpened);
+        const int column = start.simplified().size() + (start.isEmpty() ? 0 : 1) + limit * 4 + 3;
+        QCOMPARE(error, String(QString("elements are nested deeper than %1 levels\n"
+                                       "line: 1  column: %2")
+                                   .arg(limit)
+                                   .arg(column)));
+        QCOMPARE(version, 0.0);
+        QVERIFY(isRootThere);
+    }
+
+    void readsLongDeclarations_data() { refusesWhatNestsTooDeeply_data(); }
+
+    void readsLongDeclarations()
+    {
+        QFETCH(QByteArray, codec);
+        QFETCH(QByteArray, declaration);
+        QFETCH(QString, letter);
+        QString text = "<?xml version='1.0'";
+        if (!declaration.isEmpty())
+            text += " encoding='" + declaration + "'";
+        // The letter stands at every place in the pieces that a file is read in.
+        text += "?><!DOCTYPE a [";
+        for (int i = 0; i < 3000; ++i)
+            text += "<!-- " + letter.repeated(80 + i % 7) + " -->";
+        text += "<!ENTITY e '" + letter + "'>]><a b='&e;'>&e;" + letter + "</a>";
+        const QByteArray contents = QTextCodec::codecForName(codec)->fromUnicode(text);
         Document document(Document::Normal, 5.0);
         String error;
 
-        QVERIFY2(document.open(make("512.xml", 512), "", error), qPrintable(error));
-        QVERIFY(!document.open(make("513.xml", 513), "", error));
+        QVERIFY2(document.open(makeFile(m_folder->filePath("a.xml"), contents), "", error),
+                 qPrintable(error));
 
-        const int column = start.simplified().size() + (start.isEmpty() ? 0 : 1) + 512 * 4 + 3;
-        QCOMPARE(error, String(QString("elements are nested deeper than 512 levels\n"
-                                       "line: 1  column: %1")
-                                   .arg(column)));
-        QCOMPARE(document.documentVersion(), 0.0);
-        QVERIFY(!document.documentElement().isNull()); // what was read before
+        QCOMPARE(document.documentElement().text(), letter + letter);
+        QCOMPARE(document.documentElement().attribute("b"), letter);
+    }
+
+    void opensWhatItWrites_data()
+    {
+        QTest::addColumn<uint>("stack");
+        QTest::addColumn<int>("levels");
+        QTest::newRow("the deepest tree on an ordinary stack") << (8U << 20) << 5000;
+        QTest::newRow("on a small one") << smallStack << 1800;
+    }
+
+    void opensWhatItWrites()
+    {
+        QFETCH(uint, stack);
+        QFETCH(int, levels);
+        const String path = m_folder->filePath("a.xml");
+        bool isWritten = false;
+        bool isOpened = false;
+        String text;
+        onStack(stack, [&] {
+            Document document(Document::Normal, 0.0);
+            addDeepTree(document, levels);
+            isWritten = document.write(path);
+            Document read(Document::Normal, 0.0);
+            String error;
+            isOpened = read.open(path, "", error);
+            read.write(m_folder->filePath("b.xml"));
+        });
+
+        QVERIFY(isWritten);
+        QVERIFY(isOpened);
+        QCOMPARE(Utils::File::readRaw(m_folder->filePath("b.xml")), Utils::File::readRaw(path));
+    }
+
+    void writesNothingThatItCannotOpen()
+    {
+        const String path = makeFile(m_folder->filePath("a.xml"), "before");
+        bool isWritten = true;
+        onStack(smallStack, [&] {
+            Document document(Document::Normal, 0.0);
+            addDeepTree(document, 2100);
+            isWritten = document.write(path);
+            takeApart(document);
+        });
+
+        QVERIFY(!isWritten);
+        QCOMPARE(Utils::File::readRaw(path), QByteArray("before"));
+    }
+
+    void opensDeepGroups()
+    {
+        const QByteArray contents = "<!DOCTYPE a [<!ELEMENT a " + QByteArray(1800, '(') + "b" +
+                                    QByteArray(1800, ')') + ">]><a/>";
+        const String path = makeFile(m_folder->filePath("a.xml"), contents);
+        bool isOpened = false;
+        onStack(smallStack, [&] {
+            Document document(Document::Normal, 0.0);
+            String error;
+            isOpened = document.open(path, "", error);
+        });
+
+        QVERIFY(isOpened);
     }
 
     void refusesWhatExpandsTooFar_data()
@@ -608,20 +725,20 @@ private Q_SLOTS:
         QTest::addColumn<String>("message");
 
         const int many = 200 * 1000;
-        const String tooDeep = "elements are nested deeper than 512 levels";
+        const String tooDeep = "elements are nested deeper than # levels";
         const auto row = [](const char *name, const QByteArray &declarations,
                             const QByteArray &text, const String &message) {
             QTest::newRow(name) << "<!DOCTYPE a [" + declarations + "]><a>" + text + "</a>"
                                 << message;
         };
         row("groups", "<!ELEMENT a " + QByteArray(many, '(') + "b" + QByteArray(many, ')') + ">",
-            "", "a declaration is nested deeper than 512 levels");
+            "", "a declaration is nested deeper than # levels");
         row("quotes of a parameter", "<!ENTITY % p \"'/>\"><!ENTITY o \"<b c='%p;'>\">",
             QByteArray("&o;").repeated(many), tooDeep);
         row("the start of a declaration in a parameter", "<!ENTITY % p '<!ENTITY'>%p;o '<b>'>",
             QByteArray("&o;").repeated(many), tooDeep);
         QByteArray entities;
-        for (int i = 0; i < 600; ++i)
+        for (int i = 0; i < 3000; ++i)
             entities += "<!ENTITY e" + QByteArray::number(i) + " ''>";
         row("an entity in itself", entities + "<!ENTITY e '<b>&e;'>", "&e;", tooDeep);
     }
@@ -630,12 +747,41 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, contents);
         QFETCH(String, message);
-        Document document(Document::Normal, 5.0);
+        const String path = makeFile(m_folder->filePath("a.xml"), contents);
+        bool isOpened = true;
         String error;
+        onStack(smallStack, [&] {
+            Document document(Document::Normal, 5.0);
+            isOpened = document.open(path, "", error);
+        });
 
-        QVERIFY(!document.open(makeFile(m_folder->filePath("a.xml"), contents), "", error));
+        QVERIFY(!isOpened);
+        const QString limit = QString::number(limitIn(error));
+        QCOMPARE(error.section('\n', 0, 0), QString(message).replace('#', limit));
+    }
 
-        QCOMPARE(error.section('\n', 0, 0), QString(message));
+    // The parser looks for each entity in all others.
+    void refusesManyEntitiesSoonerThanItReadsAFew()
+    {
+        String error;
+        const auto cost = [&](int count) {
+            QByteArray contents = "<!DOCTYPE a [";
+            for (int i = 0; i < count; ++i)
+                contents += "<!ENTITY e" + QByteArray::number(i) + " 'v'>";
+            const QString path = makeFile(m_folder->filePath("a.xml"), contents + "]><a/>");
+            Document document(Document::Normal, 5.0);
+            error = String();
+            const std::clock_t start = std::clock();
+            document.open(path, "", error);
+            return std::clock() - start; // of this process, whatever else the machine does
+        };
+
+        const std::clock_t few = cost(5000);
+        QCOMPARE(error, String());
+        const std::clock_t many = cost(200 * 1000);
+
+        QVERIFY(error.startsWith("too many entities are declared\nline: 1  column: "));
+        QVERIFY2(many < few / 4, qPrintable(QString("%1 and %2").arg(many).arg(few)));
     }
 
     // The parser, which reads a file by the kilobyte, does not see it, and finds no fault with the
@@ -643,15 +789,20 @@ private Q_SLOTS:
     void refusesWhatNestsTooDeeplyBehindTheRoot()
     {
         QByteArray contents =
-            "<!DOCTYPE a [<!ENTITY o '" + QByteArray("<b>").repeated(513) + "'>]><a/>";
+            "<!DOCTYPE a [<!ENTITY o '" + QByteArray("<b>").repeated(2100) + "'>]><a/>";
         contents = contents.leftJustified(8 * 1024, ' ') + "&o;";
-        Document document(Document::Normal, 5.0);
+        const String path = makeFile(m_folder->filePath("a.xml"), contents);
+        bool isOpened = true;
         String error;
+        onStack(smallStack, [&] {
+            Document document(Document::Normal, 5.0);
+            isOpened = document.open(path, "", error);
+        });
 
-        QVERIFY(!document.open(makeFile(m_folder->filePath("a.xml"), contents), "", error));
-
-        QCOMPARE(error, String("elements are nested deeper than 512 levels\n"
-                               "line: 1  column: 8196"));
+        QVERIFY(!isOpened);
+        QCOMPARE(error, String(QString("elements are nested deeper than %1 levels\n"
+                                       "line: 1  column: 8196")
+                                   .arg(limitIn(error))));
     }
 
     void bearsWhatExpandsABit()

@@ -3,6 +3,7 @@
 #include "utils/files/FileName_p.h"
 #include "utils/strings/Placeholders_p.h"
 #include "utils/strings/StringTable.h"
+#include "utils/xml/DocumentText_p.h"
 #include "utils/xml/Element.h"
 #include "utils/xml/ParseGuard_p.h"
 #include "utils/xml/VersionStrings_p.h"
@@ -66,24 +67,46 @@ static double versionNumber(const QString &text)
 QT_WARNING_PUSH
 QT_WARNING_DISABLE_DEPRECATED
 
+static ParseLimits bearableLimits()
+{
+    ParseLimits limits;
+    limits.depth = bearableDepth();
+    return limits;
+}
+
 /// Hands a file to the toolkit's parser, up to where it goes beyond what that bears.
 class GuardedSource : public QXmlInputSource
 {
 public:
-    explicit GuardedSource(QFile *file) : QXmlInputSource(file), m_size(file->size()) {}
+    explicit GuardedSource(QFile *file)
+        : QXmlInputSource(file), m_file(file), m_size(file->size()), m_guard(bearableLimits())
+    {}
 
     const ParseGuard &guard() const { return m_guard; }
 
 protected:
     QString fromRawData(const QByteArray &data, bool beginning) override
     {
-        const QString text = QXmlInputSource::fromRawData(data, beginning);
-        // No text ends the document.
-        return m_guard.accepts(text, data.size(), m_size) ? text : QString();
+        QString text = QXmlInputSource::fromRawData(data, beginning);
+        bool isAccepted = m_guard.accepts(text, data.size(), m_size);
+        // The parser looks for each entity in all others as they come, so it gets none before all
+        // of them are known to be few enough.
+        while (isAccepted && m_guard.isInDeclarations()) {
+            const QByteArray more = m_file->read(declarationsSize);
+            if (more.isEmpty())
+                break;
+            const QString moreText = QXmlInputSource::fromRawData(more, /*beginning=*/false);
+            isAccepted = m_guard.accepts(moreText, more.size(), m_size);
+            text += moreText;
+        }
+        return isAccepted ? text : QString(); // no text ends the document
     }
 
 private:
-    qint64 m_size;
+    static constexpr qint64 declarationsSize = 64 * 1024; // bytes that are read at once
+
+    QFile *const m_file;
+    const qint64 m_size;
     ParseGuard m_guard;
 };
 

@@ -54,17 +54,21 @@ public:
     /// tree holds what was read also when that was not well-formed up to the end, or is not of the
     /// type. \p error is only written on failure.
     ///
-    /// What the toolkit does not bear is refused like an error in the text: elements, or groups of
-    /// a declaration, that are nested deeper than 512 levels; entities that expand to more than 8
-    /// MiB characters and to more than a hundred for each byte of the file; and so many entities,
-    /// more than 10,000 short ones, that it would take minutes to read them.
+    /// What Qt cannot read is refused like an error in the text: elements, or groups of a
+    /// declaration, that are nested deeper than one level for each 512 bytes of the stack that is
+    /// left, which are 16,000 levels on a stack of 8 MiB; entities that expand to more than 8 MiB
+    /// characters and to more than a hundred for each byte of the file; and so many entities, more
+    /// than 10,000 short ones, that it would take minutes to read them. So a tree of so many levels
+    /// must be copied and released where about as much of the stack is left, and
+    /// QDomDocument::toString() takes four times as much: only write() takes none.
     bool open(const Data::String &path, const Data::String &docType, Data::String &error);
 
     /// Writes the document to the file at \p path, as UTF-8. Its XML declaration stays as it is,
     /// even where it names another encoding and makes the file unreadable, which is meant. False
     /// when the file cannot be opened, and, with the file as it was, when elements are nested
-    /// deeper than 5000 levels. (QDomDocument itself does not bear that either: whoever makes so
-    /// deep a tree has to take it apart, or the stack ends with the last copy of the document.)
+    /// deeper than 5000 levels or than open() can read again on the stack that is left. (Whoever
+    /// makes a tree that is far deeper has to take it apart, or the stack ends with the last copy
+    /// of the document.)
     ///
     /// A level is indented by two blanks. The attributes of an element stand in the order "name",
     /// "type", then the others by their text, upper case first, and the comment "*" is an empty
@@ -72,8 +76,10 @@ public:
     ///
     /// The layout works on lines of text and knows nothing of what they are in, which is meant:
     ///
-    ///     - an element with text on its line keeps the order of the toolkit, which is that of its
-    ///       hashes with the seed 0 in every run
+    ///     - an element with text on its line has its attributes in the order of a QHash with the
+    ///       seed 0 into which they were inserted by name: the same order in every run, and Qt's
+    ///       own with that seed, except among names that share a bucket, where Qt's own depends on
+    ///       the order in which the tree was made
     ///     - a line of a CDATA section or a comment that looks like a tag is laid out as one
     ///     - a start tag that text and another tag follow on its line is damaged: the line
     ///       <f z="1">a<g/> becomes <f a<g z="1"/>

@@ -1,5 +1,6 @@
 #include "utils/xml/DocumentText_p.h"
 
+#include "utils/platform/Platform.h"
 #include "utils/xml/Attributes_p.h"
 
 #include <QPair>
@@ -7,13 +8,24 @@
 #include <QTextStream>
 
 #include <algorithm>
+#include <limits>
 
 namespace Utils {
 namespace Xml {
 
 static constexpr int indentWidth = 2;
+static constexpr int maxDepth = 5000;
 static constexpr int pieceSize = 128 * 1024;
 static const QLatin1Char lineEnd('\n');
+
+int bearableDepth()
+{
+    // Qt's parser takes 340 bytes of the stack for each level, a copy of the tree 110 and its end
+    // 60.
+    constexpr std::size_t perLevel = 512;
+    const std::size_t levels = Platform::stackLeft() / perLevel;
+    return static_cast<int>(std::min<std::size_t>(levels, std::numeric_limits<int>::max()));
+}
 
 /// A text whose place in a QHash is that of seed 0.
 struct UnseededText
@@ -101,6 +113,7 @@ DocumentText::DocumentText(const QDomDocument &document)
 
 QStringList DocumentText::pieces()
 {
+    const int depthLimit = std::min(maxDepth, bearableDepth());
     m_piece.reserve(pieceSize + 1024);
     QDomNode node = m_document.firstChild();
     bool hasType = node.isNull();
@@ -119,7 +132,7 @@ QStringList DocumentText::pieces()
         if (!node.isElement()) {
             writeLeaf(node);
             node = node.nextSibling();
-        } else if (static_cast<int>(m_levels.size()) == maxDepth) {
+        } else if (static_cast<int>(m_levels.size()) == depthLimit) {
             return {};
         } else {
             node = openElement(node);

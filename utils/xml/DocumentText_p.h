@@ -14,22 +14,22 @@
 namespace Utils {
 namespace Xml {
 
+/// How many levels of elements Qt can read, copy and release on the stack that is left.
+int bearableDepth();
+
 /// Writes a document as QDomDocument::toString(2) does, and lays it out on the way.
 ///
 /// Three things differ. The attributes of an element, and the entities of a document type, come in
 /// one order in every run of a program, while the toolkit's depends on the seed of its hashes: it
-/// is the order of seed 0. It does not use up the stack where elements nest deeply. And lines that
-/// are known to be laid out already are not taken apart again.
+/// is that of seed 0, where they were inserted by name. It does not use up the stack where elements
+/// nest deeply. And lines that are known to be laid out already are not taken apart again.
 class DocumentText
 {
 public:
-    /// More is refused: the blanks alone that are in front of so many levels are 50 MB.
-    static constexpr int maxDepth = 5000;
-
     explicit DocumentText(const QDomDocument &document);
 
-    /// The text, cut into pieces at line ends, which are left out. None when the document is too
-    /// deep.
+    /// The text, cut into pieces at line ends, which are left out. None when elements nest deeper
+    /// than 5000 levels, whose blanks alone are 50 MB, or than bearableDepth().
     QStringList pieces();
 
 private:

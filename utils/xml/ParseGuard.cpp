@@ -53,7 +53,7 @@ bool ParseGuard::accepts(const QString &text, qint64 bytes, qint64 fileSize)
         return false;
 
     m_bytes += bytes;
-    m_limit = std::max(maxExpansion, maxExpansionPerByte * std::max(m_bytes, fileSize));
+    m_limit = std::max(m_limits.expansion, m_limits.expansionPerByte * std::max(m_bytes, fileSize));
     const QChar *const start = text.constData();
     const QChar *const end = start + text.size();
     const QChar *at = start;
@@ -377,7 +377,7 @@ void ParseGuard::endEntityValue()
         constexpr int perSearch = 64;
         ++m_searches;
         m_searched += m_entity.size() + m_text.size() + perSearch;
-        if (m_searched > maxSearch / m_searches)
+        if (m_searched > m_limits.search / m_searches)
             refuse(QStringLiteral("too many entities are declared"));
     }
 }
@@ -398,15 +398,15 @@ void ParseGuard::readGroups(QChar character)
         ++m_groups;
     else if (character == QLatin1Char(')'))
         --m_groups;
-    if (m_groups > maxDepth)
-        refuse(QStringLiteral("a declaration is nested deeper than %1 levels").arg(maxDepth));
+    if (m_groups > m_limits.depth)
+        refuse(QStringLiteral("a declaration is nested deeper than %1 levels").arg(m_limits.depth));
 }
 
 void ParseGuard::openElement()
 {
     ++m_depth;
-    if (m_depth > maxDepth)
-        refuse(QStringLiteral("elements are nested deeper than %1 levels").arg(maxDepth));
+    if (m_depth > m_limits.depth)
+        refuse(QStringLiteral("elements are nested deeper than %1 levels").arg(m_limits.depth));
 }
 
 void ParseGuard::closeElement() { m_depth = std::max(m_depth - 1, 0); }

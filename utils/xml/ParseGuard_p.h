@@ -8,6 +8,18 @@
 namespace Utils {
 namespace Xml {
 
+/// What a ParseGuard lets pass.
+struct ParseLimits
+{
+    int depth = 512; // of elements, and of the groups of a declaration
+    /// So many characters of entities are always borne...
+    qint64 expansion = 8 * 1024 * 1024;
+    /// ... and so many for each byte of the file.
+    qint64 expansionPerByte = 100;
+    /// The parser looks for each entity in all others: so many characters in about ten seconds.
+    qint64 search = 8LL * 1024 * 1024 * 1024;
+};
+
 /// Reads a document in front of the toolkit's parser, and says when it goes beyond what that bears.
 ///
 /// The parser and the tree run out of stack where elements or the groups of a declaration nest
@@ -21,17 +33,14 @@ namespace Xml {
 class ParseGuard
 {
 public:
-    static constexpr int maxDepth = 512;
-    /// So many characters of entities are always borne...
-    static constexpr qint64 maxExpansion = 8 * 1024 * 1024;
-    /// ... and so many for each byte of the file.
-    static constexpr qint64 maxExpansionPerByte = 100;
-    /// The parser looks for each entity in all others: so many characters in about ten seconds.
-    static constexpr qint64 maxSearch = 8LL * 1024 * 1024 * 1024;
+    explicit ParseGuard(const ParseLimits &limits = ParseLimits()) : m_limits(limits) {}
 
     /// Takes the next \p text of the document, which was read from \p bytes bytes of \p fileSize or
     /// more. False when it goes beyond a limit; from then on always.
     bool accepts(const QString &text, qint64 bytes, qint64 fileSize);
+
+    /// Whether the text ended among the declarations of the DOCTYPE.
+    bool isInDeclarations() const { return m_home == State::Subset && m_state != State::Ended; }
 
     /// What is wrong, "" as long as nothing is.
     QString message() const { return m_message; }
@@ -97,6 +106,7 @@ private:
     void closeElement();
     void refuse(const QString &message);
 
+    const ParseLimits m_limits;
     State m_state = State::Content;
     State m_home = State::Content; // where comments and instructions end
     State m_behindQuote = State::Content;
@@ -118,7 +128,7 @@ private:
     std::vector<Source> m_sources;
     qint64 m_bytes = 0;
     qint64 m_expanded = 0;
-    qint64 m_limit = maxExpansion;
+    qint64 m_limit = 0; // of that
     int m_line = 1;
     int m_column = 1;
     QString m_message;
