@@ -8,11 +8,15 @@
 #include <QtTest>
 
 #include <cerrno>
+#include <csignal>
 #include <memory>
 
 #include <alloca.h>
 #include <dlfcn.h>
+#include <spawn.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace Platform = Utils::Platform;
 
@@ -346,6 +350,52 @@ private Q_SLOTS:
         QVERIFY(!environment.open(QIODevice::ReadOnly) || environment.readAll().isEmpty());
         QVERIFY(process.waitForFinished(60000));
         QCOMPARE(process.exitStatus(), QProcess::CrashExit);
+    }
+
+    void knowsItsChildrenUntilTheyAreWaitedFor()
+    {
+        char program[] = "true";
+        char *const arguments[] = {program, nullptr};
+        pid_t child = 0;
+        QCOMPARE(posix_spawnp(&child, program, nullptr, nullptr, arguments, environ), 0);
+
+        QVERIFY(Platform::isChild(child));
+        siginfo_t info = {};
+        QCOMPARE(waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT), 0);
+        QVERIFY(Platform::isChild(child)); // has ended, but keeps its number
+        QCOMPARE(waitpid(child, nullptr, 0), child);
+        QVERIFY(!Platform::isChild(child));
+    }
+
+    void knowsNoChildAmongTheOthers_data()
+    {
+        QTest::addColumn<qint64>("id");
+
+        QTest::newRow("this one") << qint64(getpid());
+        QTest::newRow("its parent") << qint64(getppid());
+        QTest::newRow("the first") << qint64(1);
+        QTest::newRow("its group") << qint64(0);
+        QTest::newRow("all") << qint64(-1);
+        QTest::newRow("a group") << -qint64(getpid());
+        QTest::newRow("beyond a number") << (qint64(1) << 32) + 1;
+    }
+
+    void knowsNoChildAmongTheOthers()
+    {
+        QFETCH(qint64, id);
+        char program[] = "sleep";
+        char seconds[] = "60";
+        char *const arguments[] = {program, seconds, nullptr};
+        pid_t child = 0;
+        QCOMPARE(posix_spawnp(&child, program, nullptr, nullptr, arguments, environ), 0);
+
+        const bool isChild = Platform::isChild(id);
+        const bool isChildBeyond = Platform::isChild(child + (qint64(1) << 32));
+
+        QCOMPARE(kill(child, SIGKILL), 0);
+        QCOMPARE(waitpid(child, nullptr, 0), child);
+        QVERIFY(!isChild);
+        QVERIFY(!isChildBeyond);
     }
 
     void createsAnEmptyFileWhereThereIsNone()

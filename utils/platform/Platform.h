@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -56,6 +57,21 @@ void moveReplacing(const std::string &source, const std::string &target);
 ///     C:\a, D:\b      => cmd.exe /C move /Y C:\a D:\b
 ///     C:\a b, D:\c&d  => cmd.exe /C move /Y "C:\a b" "D:\c&d"
 std::string moveCommandLine(const std::string &source, const std::string &target);
+
+/// Calls \p start, which starts a child process.
+///
+/// When that makes this process handle the signal of an ended child, calls of the system that the
+/// signal interrupts go on afterwards: who has nothing to do with the child need not care.
+void startChild(const std::function<void()> &start);
+
+/// Why \p count pipes cannot be open at once: an error number of the system, or 0 when they can.
+int errorOfPipes(int count);
+
+/// Whether the process with the number \p id is a child of this one that has not been waited for.
+/// As long as it is, the number is that of no other process, and a signal to it reaches the child.
+///
+/// Where a number stays with its process for as long as this one knows it, that is true for each.
+bool isChild(std::int64_t id);
 
 /// Kills the process with the number \p id, all that it has started and what that has, and returns
 /// when they have ended, or five seconds later. Nobody is told when one cannot be killed.

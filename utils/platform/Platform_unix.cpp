@@ -78,6 +78,48 @@ void moveReplacing(const std::string &source, const std::string &target)
     }
 }
 
+static bool isProcessNumber(std::int64_t id)
+{
+    // 1 is the first process of the system, 0 and below are groups of processes, or all.
+    return id > 1 && id <= std::numeric_limits<pid_t>::max();
+}
+
+void startChild(const std::function<void()> &start)
+{
+    struct sigaction before = {};
+    sigaction(SIGCHLD, nullptr, &before);
+    start();
+
+    struct sigaction now = {};
+    sigaction(SIGCHLD, nullptr, &now);
+    const bool isNew = now.sa_handler != before.sa_handler && now.sa_handler != SIG_DFL &&
+                       now.sa_handler != SIG_IGN;
+    if (isNew && (now.sa_flags & SA_RESTART) == 0) {
+        now.sa_flags |= SA_RESTART;
+        sigaction(SIGCHLD, &now, nullptr);
+    }
+}
+
+int errorOfPipes(int count)
+{
+    int ends[2];
+    if (count == 0)
+        return 0;
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return errno;
+    const int error = errorOfPipes(count - 1);
+    close(ends[0]);
+    close(ends[1]);
+    return error;
+}
+
+bool isChild(std::int64_t id)
+{
+    siginfo_t info = {};
+    return isProcessNumber(id) &&
+           waitid(P_PID, static_cast<id_t>(id), &info, WEXITED | WNOHANG | WNOWAIT) == 0;
+}
+
 namespace {
 
 /// A process or a thread. Its number may become that of another one, but not with the same start.
@@ -222,7 +264,7 @@ static std::vector<ProcessEntry> stopTree(const ProcessEntry &root)
 
 bool killProcessTree(std::int64_t id)
 {
-    if (id <= 1 || id > std::numeric_limits<pid_t>::max())
+    if (!isProcessNumber(id))
         return false;
     const std::optional<ProcessEntry> root = readEntry(processFolder(static_cast<pid_t>(id)));
     // A thread has such a folder too, but is not listed. A signal to it would reach its process.

@@ -13,13 +13,45 @@ namespace Utils {
 
 static const QLatin1Char blank(' ');
 
+namespace {
+
+/// A QProcess that tells when the system has no room for another process.
+///
+/// Qt starts a QProcess itself by a call whose failure it takes for a success: the process "runs"
+/// with the number -1, and a signal to that one, which its destructor sends too, ends all processes
+/// of the user. Classes that derive from it are started by fork(), whose failure is seen.
+class ChildProcess : public QProcess
+{
+public:
+    ~ChildProcess() override
+    {
+        // The end of a child that is started so is looked at as soon as it comes. Its number may be
+        // that of another one by now, which the base would kill.
+        if (state() != NotRunning && !Platform::isChild(processId()))
+            waitForFinished();
+    }
+
+    void run(const QString &program, const QStringList &arguments)
+    {
+        Platform::startChild([&] { start(program, arguments, ReadWrite); });
+        if (state() != NotRunning || program.isEmpty())
+            return;
+        // Qt prints a warning before it asks why a pipe could not be made, which then is lost.
+        const int pipeError = Platform::errorOfPipes(3);
+        if (pipeError != 0)
+            setErrorString(qt_error_string(pipeError));
+    }
+};
+
+} // namespace
+
 class ProcessPrivate
 {
 public:
     void log(const Data::String &text);
 
     // Dies behind the slots, so that nothing is called by a process that is killed by its end.
-    QProcess process;
+    ChildProcess process;
     LogFile *logFile = nullptr;
     Data::String command;
     QStringList arguments;
@@ -110,7 +142,7 @@ bool Process::start()
         d->killMode = KillTree;
 
     d->output.clear();
-    d->process.start(d->command, d->arguments, QIODevice::ReadWrite);
+    d->process.run(d->command, d->arguments);
     return d->process.state() != QProcess::NotRunning && d->process.waitForStarted(3000);
 }
 
@@ -137,9 +169,10 @@ bool Process::wait(bool showProgress)
 void Process::kill()
 {
     const qint64 pid = getPID();
-    const bool isTree = d->killMode != KillSingle && pid != 0;
+    if (!Platform::isChild(pid)) // it has ended, and its number may be that of another one
+        return;
     // Where the system does not tell of its processes, this one goes all the same.
-    if (!isTree || !Platform::killProcessTree(pid))
+    if (d->killMode == KillSingle || !Platform::killProcessTree(pid))
         d->process.kill();
 }
 

@@ -79,7 +79,8 @@ public:
     void setKillMode(KillModes mode);
 
     /// Writes the output to \p file too, as it comes. Null ends that. The file is not owned and
-    /// must live until then, or as long as this object.
+    /// must live until then, or as long as this object. A piece of output that ends no character is
+    /// no entry in it: the bytes wait for the piece with the rest, and no time stands alone.
     ///
     /// Without \p keepOutput, output() takes nothing more, and of what recentOutput() has not
     /// fetched only the last line is kept: the one that is under way, or the one that has just
@@ -98,6 +99,13 @@ public:
     /// Starts the program and waits at most 3 seconds for that. False when it could not be started;
     /// errorMessage() tells why. The output starts empty.
     ///
+    /// So it is, too, where the system has no room for one more process, no memory or no
+    /// descriptor. getPID() is 0 then, and no process gets a signal from this object.
+    ///
+    /// The first start in the host makes Qt handle SIGCHLD, and call the handler that was there
+    /// before. Without that handler, or with the signal blocked in all threads, the end of a
+    /// program is not seen.
+    ///
     /// While a program runs it starts none, but empties the output and gives true, which is meant.
     bool start();
 
@@ -110,6 +118,7 @@ public:
     bool wait(bool showProgress);
 
     /// Kills the program as the kill mode says. Its end is seen by wait() or the event loop.
+    /// Nothing happens when it has ended, even where that has not been seen yet.
     void kill();
 
     /// Kills the process with the number \p pid, and all that it has started, and what that has.
