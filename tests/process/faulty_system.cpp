@@ -4,6 +4,7 @@
 //     start ERROR      starts a process, which fails; says what came of it
 //     move ERROR A B   moves a file, for which no process can be started
 //     kill ERROR ID    kills a process and what it has started, without handles of processes
+//     send ERROR ID    the same, without a signal by a handle
 
 #include "utils/files/File.h"
 #include "utils/process/Process.h"
@@ -34,8 +35,9 @@ int main(int argc, char **argv)
         return 2;
     const char *const what = argv[1];
     const int error = std::atoi(argv[2]);
-    if (std::strcmp(what, "kill") == 0 && argc == 4) {
-        if (!failSystemCalls({SYS_pidfd_open}, error))
+    const bool isSend = std::strcmp(what, "send") == 0;
+    if (argc == 4 && (isSend || std::strcmp(what, "kill") == 0)) {
+        if (!failSystemCalls({isSend ? SYS_pidfd_send_signal : SYS_pidfd_open}, error))
             return 3;
         Process::kill(std::atoi(argv[3]));
     } else {

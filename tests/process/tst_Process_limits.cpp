@@ -168,6 +168,27 @@ private Q_SLOTS:
         QVERIFY(bystander.wait(false));
     }
 
+    void movesFilesAllTheSame_data() { addErrors(); }
+
+    void movesFilesAllTheSame()
+    {
+        QFETCH(int, error);
+        const QTemporaryDir folder;
+        const QString source = makeFile(folder.filePath("a"), "new");
+        const QString target = makeFile(folder.filePath("b"), "old");
+        Process process(FAULTY_SYSTEM, {"move", QString::number(error), source, target});
+
+        QVERIFY(process.start());
+        QVERIFY(process.wait(false));
+
+        if (process.exitCode() == 3)
+            QSKIP("calls cannot be made to fail here");
+        QCOMPARE(process.exitCode(), 0);
+        QCOMPARE(process.output(), Data::String());
+        QVERIFY(!QFile::exists(source));
+        QCOMPARE(Utils::File::read(target), Data::String("new"));
+    }
+
     /// The program has ended, nothing has told so yet, and another process has its number.
     void leavesWhoHasGotTheNumberOfItsProgram_data()
     {
@@ -247,7 +268,8 @@ private:
     static QStringList descriptors()
     {
         QList<int> numbers;
-        const QStringList names = QDir("/proc/self/fd").entryList(QDir::Files | QDir::System);
+        const QStringList names =
+            QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
         for (const QString &name : names) {
             if (fcntl(name.toInt(), F_GETFD) != -1) // not that of the list itself
                 numbers.append(name.toInt());

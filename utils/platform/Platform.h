@@ -42,8 +42,8 @@ std::string formatVersion(const FileVersion &version);
 /// returns when that is done. An existing file at \p target is replaced; into an existing folder
 /// the source is moved. Nothing is printed, and nobody is told when it fails.
 ///
-/// Where there is no such command, the source is renamed, and a file of that name is replaced, but
-/// nothing goes into a folder or to another file system.
+/// Where there is no such command, or it cannot be started, the source is renamed, and a file of
+/// that name is replaced, but nothing goes into a folder or to another file system.
 ///
 /// The paths are clean and have native separators. Does nothing when one of them is empty.
 void moveReplacing(const std::string &source, const std::string &target);
@@ -77,13 +77,16 @@ bool isChild(std::int64_t id);
 /// when they have ended, or five seconds later. Nobody is told when one cannot be killed.
 /// Does nothing for a number that no process has, as that of a thread, and for the first process of
 /// the system, which is above all others. False then, and where nothing can be learned of the
-/// process.
+/// process, as /proc hides it or there is no descriptor left, or it cannot be killed.
 ///
 /// Windows has a command for it. Elsewhere /proc tells of the processes. Each is stopped before its
 /// children are looked for, so that it starts none behind the look, and when no new one is found
 /// all are killed. A process is told by its number and its start, before it is stopped and again
 /// before it is killed: one that has got the number of another is left alone. The calling process
 /// may be among them and goes last.
+///
+/// Where the memory does not suffice to find all, those that were found are killed, or nothing
+/// happens.
 ///
 /// A process whose parent had ended before is below nobody any more, and stays.
 bool killProcessTree(std::int64_t id);

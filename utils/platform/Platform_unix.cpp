@@ -8,6 +8,8 @@
 #include <cstring>
 #include <limits>
 #include <map>
+#include <memory>
+#include <new>
 #include <thread>
 #include <vector>
 
@@ -26,6 +28,73 @@ extern char **environ;
 namespace Utils::Platform {
 
 static const std::size_t unknownStack = 256 * 1024;
+
+namespace {
+
+/// An open descriptor that is closed at the end, or none, which is negative.
+class Descriptor
+{
+public:
+    explicit Descriptor(int number) : m_number(number) {}
+    ~Descriptor() { reset(); }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+
+    int number() const { return m_number; }
+    bool isOpen() const { return m_number >= 0; }
+    void reset()
+    {
+        if (isOpen())
+            close(m_number);
+        m_number = -1;
+    }
+
+private:
+    int m_number;
+};
+
+struct CloseFolder
+{
+    void operator()(DIR *folder) const { closedir(folder); }
+};
+using Folder = std::unique_ptr<DIR, CloseFolder>;
+
+/// What a started program has instead of the three standard streams.
+class NoStreams
+{
+public:
+    NoStreams()
+    {
+        m_isReady = posix_spawn_file_actions_init(&m_actions) == 0;
+        m_isComplete = m_isReady && open(STDIN_FILENO, O_RDONLY) && open(STDOUT_FILENO, O_WRONLY) &&
+                       open(STDERR_FILENO, O_WRONLY);
+    }
+    ~NoStreams()
+    {
+        if (m_isReady)
+            posix_spawn_file_actions_destroy(&m_actions);
+    }
+    NoStreams(const NoStreams &) = delete;
+    NoStreams &operator=(const NoStreams &) = delete;
+
+    /// Null when the memory does not suffice.
+    const posix_spawn_file_actions_t *actions() const
+    {
+        return m_isComplete ? &m_actions : nullptr;
+    }
+
+private:
+    bool open(int stream, int mode)
+    {
+        return posix_spawn_file_actions_addopen(&m_actions, stream, "/dev/null", mode, 0) == 0;
+    }
+
+    posix_spawn_file_actions_t m_actions;
+    bool m_isReady;
+    bool m_isComplete;
+};
+
+} // namespace
 
 static bool isUsable(const std::string &path)
 {
@@ -58,18 +127,13 @@ void moveReplacing(const std::string &source, const std::string &target)
     if (!isUsable(source) || !isUsable(target))
         return;
 
-    std::string arguments[] = {"mv", "-f", "--", source, target};
-    char *const argv[] = {arguments[0].data(), arguments[1].data(), arguments[2].data(),
-                          arguments[3].data(), arguments[4].data(), nullptr};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    // None of them is changed: the call is older than const.
+    const char *const arguments[] = {"mv", "-f", "--", source.c_str(), target.c_str(), nullptr};
+    const NoStreams streams;
     pid_t child = -1;
-    const bool isStarted = posix_spawnp(&child, argv[0], &actions, nullptr, argv, environ) == 0;
-    posix_spawn_file_actions_destroy(&actions);
-
+    const bool isStarted =
+        streams.actions() && posix_spawnp(&child, arguments[0], streams.actions(), nullptr,
+                                          const_cast<char *const *>(arguments), environ) == 0;
     if (!isStarted) {
         (void)std::rename(source.c_str(), target.c_str());
         return;
@@ -107,10 +171,9 @@ int errorOfPipes(int count)
         return 0;
     if (pipe2(ends, O_CLOEXEC) != 0)
         return errno;
-    const int error = errorOfPipes(count - 1);
-    close(ends[0]);
-    close(ends[1]);
-    return error;
+    const Descriptor read(ends[0]);
+    const Descriptor write(ends[1]);
+    return errorOfPipes(count - 1);
 }
 
 bool isChild(std::int64_t id)
@@ -123,6 +186,7 @@ bool isChild(std::int64_t id)
 namespace {
 
 /// A process or a thread. Its number may become that of another one, but not with the same start.
+/// What handles these needs no memory of the heap if it does not say so.
 struct ProcessEntry
 {
     pid_t id;
@@ -131,22 +195,35 @@ struct ProcessEntry
     unsigned long long start; // in ticks since the system was started
 };
 
+/// Whether a process lives with its number.
+enum class Presence
+{
+    Here,
+    Gone,
+    Unknown
+};
+
 using Clock = std::chrono::steady_clock;
 
 } // namespace
 
-static std::string processFolder(pid_t id) { return "/proc/" + std::to_string(id); }
-
-/// What the system tells of the process or thread in \p folder. Nothing when it is gone.
-static std::optional<ProcessEntry> readEntry(const std::string &folder)
+/// What the system tells of a process, or of its thread \p thread. Nothing when it is gone, with
+/// errno ESRCH or ENOENT, and where it cannot be read.
+static std::optional<ProcessEntry> readEntry(pid_t process, pid_t thread = 0)
 {
-    const int file = open((folder + "/stat").c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0)
+    char path[64];
+    if (thread == 0)
+        std::snprintf(path, sizeof(path), "/proc/%d/stat", process);
+    else
+        std::snprintf(path, sizeof(path), "/proc/%d/task/%d/stat", process, thread);
+    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
+    if (!file.isOpen())
         return {};
     char text[1024]; // more than the numbers that are looked for, and all that are behind them
-    const ssize_t size = read(file, text, sizeof(text) - 1);
-    close(file);
-    text[std::max<ssize_t>(size, 0)] = '\0';
+    const ssize_t size = read(file.number(), text, sizeof(text) - 1);
+    if (size < 0)
+        return {};
+    text[size] = '\0';
 
     // "id (name) state parent ...", where the name may hold anything, also ")" and blanks.
     ProcessEntry entry = {};
@@ -160,26 +237,39 @@ static std::optional<ProcessEntry> readEntry(const std::string &folder)
     return entry;
 }
 
-/// The names in \p folder that are numbers.
-static std::vector<pid_t> numbersIn(const std::string &folder)
+/// The names in \p folder that are numbers. Throws when the memory does not suffice.
+static std::vector<pid_t> numbersIn(const char *folder)
 {
     std::vector<pid_t> numbers;
-    DIR *const entries = opendir(folder.c_str());
+    const Folder entries(opendir(folder));
     if (!entries)
         return numbers;
-    while (const dirent *const entry = readdir(entries)) {
+    while (const dirent *const entry = readdir(entries.get())) {
         const int number = std::atoi(entry->d_name);
         if (number > 0)
             numbers.push_back(number);
     }
-    closedir(entries);
     return numbers;
 }
 
-static bool isSame(const ProcessEntry &process)
+/// Whether \p id is listed as a process. A thread has a folder too, but is not listed.
+static bool isListed(pid_t id)
 {
-    const std::optional<ProcessEntry> now = readEntry(processFolder(process.id));
-    return now && now->start == process.start;
+    const Folder entries(opendir("/proc"));
+    while (const dirent *const entry = entries ? readdir(entries.get()) : nullptr) {
+        if (std::atoi(entry->d_name) == id)
+            return true;
+    }
+    return false;
+}
+
+static Presence presence(const ProcessEntry &process)
+{
+    errno = 0;
+    const std::optional<ProcessEntry> now = readEntry(process.id);
+    if (now)
+        return now->start == process.start ? Presence::Here : Presence::Gone;
+    return errno == ENOENT || errno == ESRCH ? Presence::Gone : Presence::Unknown;
 }
 
 /// Sends \p signal to this process and to no other that has got its number. False when it could
@@ -187,28 +277,41 @@ static bool isSame(const ProcessEntry &process)
 static bool send(const ProcessEntry &process, int signal)
 {
     // A handle stays with its process: if the number is still that of the right one when the
-    // handle is there, it is the right handle. An old system has none.
-    const int handle = static_cast<int>(syscall(SYS_pidfd_open, process.id, 0));
-    if (handle < 0)
-        return isSame(process) && kill(process.id, signal) == 0;
-    const bool isSent =
-        isSame(process) && syscall(SYS_pidfd_send_signal, handle, signal, nullptr, 0) == 0;
-    close(handle);
-    return isSent;
+    // handle is there, it is the right handle. An old system has none, and there may be no
+    // descriptor for one.
+    Descriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process.id, 0)));
+    Presence found = presence(process);
+    if (found == Presence::Unknown && handle.isOpen()) { // which took the last descriptor
+        handle.reset();
+        found = presence(process);
+    }
+    if (found != Presence::Here)
+        return false;
+    if (handle.isOpen()) {
+        if (syscall(SYS_pidfd_send_signal, handle.number(), signal, nullptr, 0) == 0)
+            return true;
+        if (errno == ESRCH)
+            return false;
+    }
+    return kill(process.id, signal) == 0;
 }
 
-/// Whether each thread of \p process is in one of \p states or gone.
+/// Whether each thread of \p process is in one of \p states or gone. Throws when the memory does
+/// not suffice.
 static bool isInState(const ProcessEntry &process, const char *states)
 {
-    const std::string folder = processFolder(process.id) + "/task/";
+    char folder[64];
+    std::snprintf(folder, sizeof(folder), "/proc/%d/task", process.id);
     const std::vector<pid_t> threads = numbersIn(folder);
-    return !isSame(process) || std::all_of(threads.begin(), threads.end(), [&](pid_t thread) {
-        const std::optional<ProcessEntry> entry = readEntry(folder + std::to_string(thread));
-        return !entry || std::strchr(states, entry->state);
-    });
+    return presence(process) != Presence::Here ||
+           std::all_of(threads.begin(), threads.end(), [&](pid_t thread) {
+               const std::optional<ProcessEntry> entry = readEntry(process.id, thread);
+               return !entry || std::strchr(states, entry->state);
+           });
 }
 
-/// Waits until each thread of \p processes is in one of \p states or gone, or it is \p end.
+/// Waits until each thread of \p processes is in one of \p states or gone, or it is \p end. Throws
+/// when the memory does not suffice.
 static void waitForState(const std::vector<ProcessEntry> &processes, const char *states,
                          Clock::time_point end)
 {
@@ -218,12 +321,12 @@ static void waitForState(const std::vector<ProcessEntry> &processes, const char 
     }
 }
 
-/// \p root and all below it, each behind its parent, and stopped, but for this process.
-static std::vector<ProcessEntry> stopTree(const ProcessEntry &root)
+/// Stops \p root and all below it, but for this process, and puts them into \p tree, each behind
+/// its parent. Throws when the memory does not suffice; who has been stopped is in there then, too.
+static void stopTree(const ProcessEntry &root, std::vector<ProcessEntry> &tree)
 {
     // A process that cannot be stopped may start others for ever, so there is an end to this.
     const auto end = Clock::now() + std::chrono::seconds(20);
-    std::vector<ProcessEntry> tree;
     std::map<pid_t, unsigned long long> starts; // of those in the tree
     std::vector<ProcessEntry> stopping;
     const auto has = [&](const ProcessEntry &process) {
@@ -233,8 +336,9 @@ static std::vector<ProcessEntry> stopTree(const ProcessEntry &root)
     const auto add = [&](const ProcessEntry &process) {
         tree.push_back(process);
         starts[process.id] = process.start;
-        if (process.id != getpid() && send(process, SIGSTOP))
-            stopping.push_back(process);
+        stopping.push_back(process);
+        if (process.id == getpid() || !send(process, SIGSTOP))
+            stopping.pop_back();
     };
 
     add(root);
@@ -249,53 +353,58 @@ static std::vector<ProcessEntry> stopTree(const ProcessEntry &root)
 
         isGrowing = false;
         for (const pid_t id : numbersIn("/proc")) {
-            const std::optional<ProcessEntry> process = readEntry(processFolder(id));
+            const std::optional<ProcessEntry> process = readEntry(id);
             if (!process || has(*process) || starts.count(process->parent) == 0)
                 continue;
-            const std::optional<ProcessEntry> parent = readEntry(processFolder(process->parent));
+            const std::optional<ProcessEntry> parent = readEntry(process->parent);
             if (parent && has(*parent)) {
                 add(*process);
                 isGrowing = true;
             }
         }
     }
-    return tree;
 }
 
 bool killProcessTree(std::int64_t id)
 {
     if (!isProcessNumber(id))
         return false;
-    const std::optional<ProcessEntry> root = readEntry(processFolder(static_cast<pid_t>(id)));
-    // A thread has such a folder too, but is not listed. A signal to it would reach its process.
-    const std::vector<pid_t> listed = numbersIn("/proc");
-    if (!root || std::find(listed.begin(), listed.end(), root->id) == listed.end())
+    const std::optional<ProcessEntry> root = readEntry(static_cast<pid_t>(id));
+    // A signal to a thread would reach its process.
+    if (!root || !isListed(root->id))
         return false;
 
-    std::vector<ProcessEntry> tree = stopTree(*root);
+    std::vector<ProcessEntry> tree;
+    try {
+        stopTree(*root, tree);
+    } catch (const std::bad_alloc &) {
+        // Nobody stays stopped: those that were found go all the same.
+    }
     // Children first: the end of a parent may set children going that are stopped.
     std::reverse(tree.begin(), tree.end());
     const auto isSelf = [](const ProcessEntry &process) { return process.id == getpid(); };
-    const auto others = std::remove_if(tree.begin(), tree.end(), isSelf);
-    const bool hasSelf = others != tree.end();
-    tree.erase(others, tree.end());
-    for (const ProcessEntry &process : tree)
-        send(process, SIGKILL);
-    waitForState(tree, "ZX", Clock::now() + std::chrono::seconds(5));
+    const bool hasSelf = std::any_of(tree.begin(), tree.end(), isSelf);
+    const auto stays = [&](const ProcessEntry &process) {
+        return isSelf(process) || !send(process, SIGKILL);
+    };
+    tree.erase(std::remove_if(tree.begin(), tree.end(), stays), tree.end());
+    try {
+        waitForState(tree, "ZX", Clock::now() + std::chrono::seconds(5));
+    } catch (const std::bad_alloc &) {
+        // They end all the same.
+    }
     if (hasSelf)
         kill(getpid(), SIGKILL);
-    return true;
+    const auto isRoot = [&](const ProcessEntry &process) { return process.id == root->id; };
+    return std::any_of(tree.begin(), tree.end(), isRoot) || presence(*root) == Presence::Gone;
 }
 
 bool createNewFile(const std::string &path)
 {
     if (!isUsable(path))
         return false;
-    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (file < 0)
-        return false;
-    close(file);
-    return true;
+    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    return file.isOpen();
 }
 
 std::string sharedDataFolder()
