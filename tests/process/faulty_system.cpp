@@ -3,6 +3,7 @@
 //
 //     start ERROR      starts a process, which fails; says what came of it
 //     move ERROR A B   moves a file, for which no process can be started
+//     run ERROR P ...  becomes the program P, which can start no process
 //     kill ERROR ID    kills a process and what it has started, without handles of processes
 //     send ERROR ID    the same, without a signal by a handle
 
@@ -47,6 +48,8 @@ int main(int argc, char **argv)
             start();
         else if (std::strcmp(what, "move") == 0 && argc == 5)
             Utils::File::move(argv[3], argv[4]);
+        else if (std::strcmp(what, "run") == 0 && argc > 3)
+            execv(argv[3], argv + 3);
         else
             return 2;
     }

@@ -189,6 +189,40 @@ private Q_SLOTS:
         QCOMPARE(Utils::File::read(target), Data::String("new"));
     }
 
+    /// An engine that cannot start its start-up program goes on, as where there is none.
+    void runsScriptsWithoutTheStartUpProgram_data() { addErrors(); }
+
+    void runsScriptsWithoutTheStartUpProgram()
+    {
+#ifdef SCRIPT_HOST
+        QFETCH(int, error);
+        const QTemporaryDir folder;
+        const QString program = makeFile(folder.filePath("solver/pyInit"), "#!/bin/sh\nexit 3\n");
+        QVERIFY(QFile::setPermissions(program, QFile::Permissions(0x7755)));
+        const MarkedProcesses marked;
+        Process bystander("/bin/sleep", QStringList("60"));
+        marked.mark(bystander);
+        QVERIFY(bystander.start());
+        const QString home = QString("PYTHON_DIR=") + KELMUTILS_PYTHON_HOME;
+        Process process(FAULTY_SYSTEM, {"run", QString::number(error), SCRIPT_HOST, home,
+                                        "HOME_DIR=" + folder.path(),
+                                        QString("RES_DIR=") + KELMUTILS_EXAMPLES_DIR + "/res",
+                                        "--value", "value = 5"});
+
+        QVERIFY(process.start());
+        QVERIFY(process.wait(false));
+
+        if (process.exitCode() == 3)
+            QSKIP("calls cannot be made to fail here");
+        QVERIFY2(process.output().endsWith("true 5\n"), process.output().c_str());
+        QCOMPARE(marked.ids(), QList<pid_t>{static_cast<pid_t>(bystander.getPID())});
+        bystander.kill();
+        QVERIFY(bystander.wait(false));
+#else
+        QSKIP("built without scripts");
+#endif
+    }
+
     /// The program has ended, nothing has told so yet, and another process has its number.
     void leavesWhoHasGotTheNumberOfItsProgram_data()
     {
