@@ -3,6 +3,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
+#include "tests/support/ReadFault.h"
 #include "tests/support/Vtable.h"
 
 #include <QTemporaryDir>
@@ -434,6 +435,113 @@ private Q_SLOTS:
         QVERIFY(reader.nextLine() == QByteArray(250 * 1000, 'x'));
         QCOMPARE(pull(reader), QByteArray("(false)"));
         QCOMPARE(reader.lineCount(), 2);
+    }
+
+    void hasNoLinesOfAFileThatCannotBeRead()
+    {
+        const QString path("/sys/class/net/lo/speed");
+        if (!QFile::exists(path))
+            QSKIP("there is no such file here");
+
+        ByteCollector reader(path);
+        reader.readFile();
+
+        QVERIFY(reader.isOpen());
+        QCOMPARE(reader.lines, QList<QByteArray>());
+        QCOMPARE(pull(reader), QByteArray("(false)"));
+        QCOMPARE(reader.read(10), QByteArray());
+        QCOMPARE(reader.lineCount(), 0);
+    }
+
+    void hasNoLinesOfAFileThatCannotBeReadWhole_data()
+    {
+        QTest::addColumn<int>("offset"); // of the first byte that cannot be read
+        QTest::newRow("at the start") << 0;
+        QTest::newRow("within a line") << 13;
+        QTest::newRow("behind a line") << 16;
+        QTest::newRow("behind the blocks of an index") << 40 * block;
+        QTest::newRow("in the last byte") << 499999;
+    }
+
+    void hasNoLinesOfAFileThatCannotBeReadWhole()
+    {
+        QFETCH(int, offset);
+        const QByteArray contents = QByteArray("1234567\n").repeated(62500);
+        const QString path = makeFile(m_folder->filePath("file"), contents);
+        ReadFault fault(path, offset);
+
+        ByteCollector reader(path);
+        reader.readFile();
+
+        QCOMPARE(reader.lines, QList<QByteArray>());
+        QCOMPARE(pull(reader), QByteArray("(false)"));
+        QCOMPARE(reader.lineCount(), 0);
+        QVERIFY(fault.count() > 0);
+        fault.repair();
+        QCOMPARE(pull(reader), QByteArray("(false)")); // a part of a file stays none
+    }
+
+    void readsNoLineInPart_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<int>("offset"); // in the line, of the first byte that cannot be read
+
+        QTest::newRow("a short line") << QByteArray("short") << 2;
+        QTest::newRow("its first byte") << QByteArray("short") << 0;
+        QTest::newRow("its last byte") << QByteArray("short") << 4;
+        QTest::newRow("a long line") << QByteArray(300 * 1000, 'x') << 200 * 1000;
+    }
+
+    void readsNoLineInPart()
+    {
+        QFETCH(QByteArray, line);
+        QFETCH(int, offset);
+        const QByteArray before = QByteArray(100 * 1000, 'a') + '\n' + QByteArray(50 * 1000, 'b');
+        const QString path = makeFile(m_folder->filePath("file"), before + '\n' + line + "\nc\n");
+        ByteCollector reader(path);
+        QCOMPARE(pull(reader), QByteArray(100 * 1000, 'a'));
+        ReadFault fault(path, before.size() + 1 + offset);
+
+        QCOMPARE(pull(reader).size(), 50 * 1000); // which is read with a part of the next one
+        QCOMPARE(pull(reader), QByteArray("(false)"));
+        QCOMPARE(reader.lineCount(), 3);
+        reader.rereadLine();
+        reader.readFile();
+        QCOMPARE(reader.lines, QList<QByteArray>());
+
+        fault.repair();
+        reader.rereadLine();
+        reader.readFile();
+        QCOMPARE(reader.lines, (QList<QByteArray>{line, "c"}));
+    }
+
+    void readsNoBytesInPart_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("offset");
+        QTest::newRow("a small file") << 100 << 60;
+        QTest::newRow("a large file") << 5 * 1000 * 1000 << 3 * 1000 * 1000;
+        QTest::newRow("between the parts of a large file") << 5 * 1000 * 1000 << (1 << 20);
+    }
+
+    void readsNoBytesInPart()
+    {
+        QFETCH(int, size);
+        QFETCH(int, offset);
+        QByteArray contents(size, 'x');
+        contents[0] = 'a';
+        contents[50] = 'b';
+        const QString path = makeFile(m_folder->filePath("file"), contents);
+        FileByteReader reader(path);
+        QCOMPARE(reader.read(50), contents.left(50));
+        ReadFault fault(path, offset);
+
+        QCOMPARE(reader.read(LONG_MAX), QByteArray());
+        QCOMPARE(reader.read(offset - 50).size(), offset - 50); // from where it stood
+        QCOMPARE(reader.read(1), QByteArray());
+
+        fault.repair();
+        QVERIFY(reader.read(LONG_MAX) == contents.mid(offset));
     }
 
     void keepsToTheFirstTwoGibibytes()

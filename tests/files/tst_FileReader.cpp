@@ -4,6 +4,7 @@
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
+#include "tests/support/ReadFault.h"
 #include "tests/support/Vtable.h"
 
 #include <QTemporaryDir>
@@ -131,6 +132,101 @@ private Q_SLOTS:
         QCOMPARE(reader.lineCount(), 0);
         reader.readFile();
         QCOMPARE(reader.lines, QStringList());
+    }
+
+    void endsWhereItsFileCannotBeRead_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QStringList>("lines");
+
+        const QString device("/sys/class/net/lo/");
+        QTest::newRow("at its start") << device + "speed" << QStringList();
+        QTest::newRow("at an address that is none") << "/proc/self/mem" << QStringList();
+        QTest::newRow("shorter than it tells") << device + "addr_len" << QStringList("6");
+    }
+
+    void endsWhereItsFileCannotBeRead()
+    {
+        QFETCH(QString, path);
+        QFETCH(QStringList, lines);
+        if (!QFile::exists(path))
+            QSKIP("there is no such file here");
+        const int most = 1000;
+
+        FileReader pulling(path);
+        QStringList pulled;
+        String line;
+        while (pulled.size() < most && pulling.readLine(line, false))
+            pulled.append(line);
+        Collector pushing(path);
+        pushing.most = most;
+        pushing.readFile();
+
+        QVERIFY(pulling.isOpen());
+        QCOMPARE(pulled, lines);
+        QCOMPARE(pulling.lineCount(), lines.size());
+        QCOMPARE(pulling.nextLine(), String());
+        QCOMPARE(pushing.lines, lines);
+    }
+
+    void endsBeforeALineThatCannotBeReadWhole_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<int>("offset"); // of the first byte that cannot be read
+        QTest::addColumn<int>("whole");  // lines in front of it
+
+        const QByteArray eights = QByteArray("1234567\n").repeated(8000);
+        // clang-format off
+        QTest::newRow("at the start") << eights << 0 << 0;
+        QTest::newRow("within the first line") << eights << 3 << 0;
+        QTest::newRow("at a line end") << eights << 7 << 0;
+        QTest::newRow("behind a line end") << eights << 8 << 1;
+        QTest::newRow("between CR and LF") << QByteArray("a\r\nb\r\nc\r\n") << 5 << 1;
+        QTest::newRow("in a line, far behind") << eights << 40003 << 5000;
+        QTest::newRow("behind a line, far behind") << eights << 40000 << 5000;
+        QTest::newRow("in front of a block of a stream") << eights << 16381 << 2047;
+        QTest::newRow("between blocks of a stream") << eights << 16384 << 2048;
+        QTest::newRow("between blocks and in a line") << QByteArray("x" + eights) << 16384 << 2047;
+        QTest::newRow("within a character") << QByteArray("a\nb\xe2\x82\xac\n") << 5 << 1;
+        QTest::newRow("in the last line, which has no end") << QByteArray("a\nbc") << 3 << 1;
+        QTest::newRow("in UTF-16") << QByteArray("\xff\xfe" "a\0\n\0b\0\n\0", 10) << 8 << 1;
+        // clang-format on
+    }
+
+    void endsBeforeALineThatCannotBeReadWhole()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(int, offset);
+        QFETCH(int, whole);
+        const QString path = makeFile(m_folder->filePath("file"), contents);
+        QStringList lines;
+        FileReader plain(path);
+        while (lines.size() < whole)
+            lines.append(plain.nextLine());
+        ReadFault fault(path, offset);
+
+        FileReader pulling(path);
+        QStringList pulled;
+        String line;
+        while (pulled.size() <= whole && pulling.readLine(line, false))
+            pulled.append(line);
+        Collector pushing(path);
+        pushing.most = whole + 1;
+        pushing.readFile();
+
+        QCOMPARE(pulled, lines);
+        QCOMPARE(pulling.lineCount(), whole);
+        QCOMPARE(pushing.lines, lines);
+        QVERIFY(fault.count() > 0);
+
+        // The rest of a line is none, so the end is one for good.
+        fault.repair();
+        QVERIFY(!pulling.readLine(line, false));
+        pulling.rereadLine();
+        QVERIFY(!pulling.readLine(line, false));
+        pushing.readFile();
+        QCOMPARE(pulling.lineCount(), whole);
+        QCOMPARE(pushing.lines, lines);
     }
 
     void readsNothingThatIsLargerThanTheMemory()

@@ -19,6 +19,15 @@ static const int indexBlock = 10240;
 // Read in one go for the index: whole blocks, and whole buffers of a stream, which is so passed by.
 static const int indexRead = 32 * indexBlock;
 
+namespace {
+
+struct StreamCloser
+{
+    void operator()(std::FILE *stream) const { std::fclose(stream); }
+};
+
+} // namespace
+
 class FileByteReaderPrivate
 {
 public:
@@ -27,7 +36,8 @@ public:
     bool takeLine(QByteArray &line);
     int read(char *bytes, int size); // at the position
 
-    std::FILE *file = nullptr;
+    std::unique_ptr<std::FILE, StreamCloser> file;
+    bool isBroken = false; // the last read has failed, so that it may be short
     std::vector<int> lineOffsets;
     int currentLine = 0;
     qint64 position = 0;
@@ -75,7 +85,9 @@ void FileByteReaderPrivate::readOffsets()
     while (position <= maxOffset) {
         const qint64 start = position;
         const int count = read(bytes.data(), indexRead);
-        if (count == 0)
+        if (isBroken)
+            lineOffsets = {0}; // not only the lines up to there, which would pass for all
+        if (isBroken || count == 0)
             return;
         for (int block = 0; block < count; block += indexBlock) {
             const char *next = bytes.data() + block;
@@ -137,19 +149,20 @@ bool FileByteReaderPrivate::readNext(QByteArray &line)
         line.resize(size);
         std::memcpy(line.data(), bytes, static_cast<std::size_t>(size));
     }
-    return count > 0;
+    return count > 0 && (count == length || !isBroken);
 }
 
 int FileByteReaderPrivate::read(char *bytes, int size)
 {
-    if (position != streamPosition) {
-        if (std::fseek(file, static_cast<long>(position), SEEK_SET) != 0)
-            return 0;
-        streamPosition = position;
-    }
-    const std::size_t count = std::fread(bytes, 1, static_cast<std::size_t>(size), file);
+    isBroken = position != streamPosition &&
+               std::fseek(file.get(), static_cast<long>(position), SEEK_SET) != 0;
+    if (isBroken)
+        return 0;
+    const std::size_t count = std::fread(bytes, 1, static_cast<std::size_t>(size), file.get());
+    isBroken = std::ferror(file.get()) != 0;
+    std::clearerr(file.get());
     position += static_cast<qint64>(count);
-    streamPosition = position;
+    streamPosition = isBroken ? -1 : position; // no read tells where it has failed
     return static_cast<int>(count);
 }
 
@@ -166,14 +179,10 @@ void FileByteReaderPrivate::moveWindow(int offset, int size)
 FileByteReader::FileByteReader(const Data::String &path)
     : d(std::make_unique<FileByteReaderPrivate>())
 {
-    d->file = Platform::openFile(path.toStdString(), "rb");
+    d->file.reset(Platform::openFile(path.toStdString(), "rb"));
 }
 
-FileByteReader::~FileByteReader()
-{
-    if (d->file)
-        std::fclose(d->file);
-}
+FileByteReader::~FileByteReader() = default;
 
 bool FileByteReader::isOpen() const { return d->file != nullptr; }
 
@@ -219,6 +228,7 @@ QByteArray FileByteReader::read(long n)
         return bytes;
 
     // Grows with what is found, so that a caller may ask for more than there is.
+    const qint64 start = d->position;
     const int wanted = static_cast<int>(std::min<long>(n, maxSize));
     int size = 0;
     int asked = 0;
@@ -230,6 +240,10 @@ QByteArray FileByteReader::read(long n)
             count = d->read(bytes.data() + size, asked);
             size += count;
         } while (count == asked && size < wanted);
+        if (d->isBroken) {
+            d->position = start;
+            return {};
+        }
         bytes.resize(size);
         return bytes;
     } catch (const std::bad_alloc &) {

@@ -22,7 +22,8 @@ class FileByteReaderPrivate;
 /// - rereadLine() really goes back.
 /// - A line feed behind a zero byte in the same block of 10,240 bytes is not seen.
 ///
-/// Lines that begin or end beyond 2 GiB are not there. The file must not change meanwhile.
+/// Lines that begin or end beyond 2 GiB are not there. The file must not change meanwhile. A file
+/// that cannot be read to its end for the index, as on a damaged disk, has no lines.
 class KELMUTILS_EXPORT FileByteReader
 {
 public:
@@ -36,7 +37,8 @@ public:
     bool isOpen() const;
 
     /// Reads the next line into \p line, and takes the ASCII blanks off its ends with \p trim.
-    /// False, with \p line emptied, at the end and for a line of no length.
+    /// False, with \p line emptied, at the end, for a line of no length, and for one that cannot be
+    /// read whole. In the last two cases the reader has moved behind the line.
     bool readLine(QByteArray &line, bool trim);
 
     /// The next line; empty, too, where readLine() gives false.
@@ -48,14 +50,15 @@ public:
     /// How many lines were taken so far: the index of the next one.
     int lineCount() const;
 
-    /// Hands the rest of the lines to lineRead() until that gives false, or up to a line of no
-    /// length. Lines are counted, and another call goes on behind it.
+    /// Hands the rest of the lines to lineRead() until that gives false, or up to a line for which
+    /// readLine() gives false. Lines are counted, and another call goes on behind it.
     void readFile();
 
     /// Up to \p n bytes from where the last operation has stopped: at first the start of the file,
     /// behind a line its line end, and the end of the file when the index was just built. Bytes
     /// read in front of the index are part of the first line, but their line feeds do not count,
-    /// which is meant. Empty for a negative \p n.
+    /// which is meant. Empty for a negative \p n, and when a byte of them cannot be read: another
+    /// call starts at the same place then.
     QByteArray read(long n);
 
 protected:

@@ -16,24 +16,31 @@ static const qint64 maxLineLength = 1 << 28;
 class FileReaderPrivate
 {
 public:
+    bool isAtEnd() const { return isBroken || stream.atEnd(); }
+    bool take(Data::String &line);
+
     QFile file;
     QTextStream stream;
-
-    /// False when the line is larger than the memory.
-    bool take(Data::String &line)
-    {
-        try {
-            stream.readLineInto(&line, maxLineLength);
-            return true;
-        } catch (const std::bad_alloc &) {
-            line.clear();
-            return false;
-        }
-    }
-
+    bool isBroken = false; // a read has failed
     bool rereadPending = false;
     int linesRead = 0;
 };
+
+/// False when the line cannot be read whole, or is larger than the memory.
+bool FileReaderPrivate::take(Data::String &line)
+{
+    try {
+        const bool isTaken = stream.readLineInto(&line, maxLineLength);
+        // A read that fails is the last of those for a line, so that a part of the line is there.
+        isBroken = file.error() != QFile::NoError;
+        // A mark, or bytes that make no character, are a line of no length at the end.
+        if (!isBroken && (isTaken || stream.atEnd()))
+            return true;
+    } catch (const std::bad_alloc &) {
+    }
+    line.clear();
+    return false;
+}
 
 FileReader::FileReader(const Data::String &path) : d(std::make_unique<FileReaderPrivate>())
 {
@@ -50,17 +57,17 @@ bool FileReader::isOpen() const { return d->file.isOpen(); }
 
 bool FileReader::readLine(Data::String &line, bool trim)
 {
-    if (!isOpen() || d->stream.atEnd())
+    if (!isOpen() || d->isAtEnd())
         return false;
     if (d->rereadPending) {
         d->rereadPending = false;
         return true;
     }
 
-    if (d->linesRead < std::numeric_limits<int>::max())
-        ++d->linesRead;
     if (!d->take(line))
         return false;
+    if (d->linesRead < std::numeric_limits<int>::max())
+        ++d->linesRead;
     if (trim)
         line = line.trimmed();
     return true;
@@ -83,7 +90,7 @@ void FileReader::readFile()
         return;
     Data::String line;
     do {
-        if (d->stream.atEnd() || !d->take(line))
+        if (d->isAtEnd() || !d->take(line))
             return;
     } while (lineRead(line));
 }

@@ -20,6 +20,9 @@ class FileReaderPrivate;
 ///
 /// A line ends with LF or CR LF, which are not part of it. One of more than 268,435,456 characters
 /// comes in pieces of that length. FileByteReader differs in more than the type of its lines.
+///
+/// Where the file cannot be read any further, as on a damaged disk, the lines end for good: a line
+/// that could not be read whole is not there.
 class KELMUTILS_EXPORT FileReader
 {
 public:
@@ -32,8 +35,8 @@ public:
     /// False for a file that is missing, cannot be read, or is a folder: there are no lines then.
     bool isOpen() const;
 
-    /// Reads the next line into \p line, and takes the blanks off its ends with \p trim. False,
-    /// with \p line untouched, when there is none.
+    /// Reads the next line into \p line, and takes the blanks off its ends with \p trim. False when
+    /// there is none, with \p line untouched, and when it cannot be read, with \p line emptied.
     ///
     /// After rereadLine() it gives true and leaves \p line as it is.
     bool readLine(Data::String &line, bool trim);
