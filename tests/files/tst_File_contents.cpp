@@ -5,6 +5,7 @@
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
+#include "tests/support/ReadFault.h"
 
 #include "utils/feedback/WaitCursor.h"
 
@@ -399,6 +400,83 @@ private Q_SLOTS:
         QCOMPARE(File::read(file, 1), Data::String());
         QCOMPARE(File::read(file, -1), Data::String());
         QCOMPARE(File::readRaw(file), QByteArray());
+    }
+
+    void readsNothingOfAFileThatCannotBeReadWhole_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<int>("offset"); // of the first byte that cannot be read
+
+        const QByteArray lines = QByteArray("a word\n").repeated(100 * 1000);
+        const QByteArray wide = "\xff\xfe" + bytes("a\0 \0w\0o\0r\0d\0\n\0").repeated(50 * 1000);
+        QTest::newRow("at the start") << lines << 0;
+        QTest::newRow("within a mark") << "\xef\xbb\xbf" + lines << 2;
+        QTest::newRow("behind the first line") << lines << 7;
+        QTest::newRow("behind the buffer of a file") << lines << 16384;
+        QTest::newRow("behind a block that is decoded") << lines << 65536;
+        QTest::newRow("within a block") << lines << 100000;
+        QTest::newRow("in the last byte") << lines << 699999;
+        QTest::newRow("UTF-16, at the start") << wide << 0;
+        QTest::newRow("UTF-16, behind the mark") << wide << 2;
+        QTest::newRow("UTF-16, behind the buffer of a file") << wide << 16384;
+        QTest::newRow("UTF-16, within a character") << wide << 100001;
+        QTest::newRow("UTF-16, in the last byte") << wide << 700001;
+    }
+
+    void readsNothingOfAFileThatCannotBeReadWhole()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(int, offset);
+        const QString file = makeFile(path("a"), contents);
+        QVERIFY(!File::read(file).isEmpty());
+        QVERIFY(File::containsWord(file, "word", true));
+        ReadFault fault(file, offset);
+
+        QCOMPARE(File::read(file), Data::String());
+        QCOMPARE(File::read(file, 200000), Data::String()); // more lines than there are
+        QCOMPARE(File::read(file, -200000), Data::String());
+        QCOMPARE(File::readRaw(file), QByteArray());
+        QVERIFY(!File::containsWord(file, "word", true));
+        QVERIFY(fault.count() >= 5);
+    }
+
+    void readsTheLinesInFrontOfWhatCannotBeRead()
+    {
+        const QByteArray contents = QByteArray("1234567\n").repeated(100 * 1000);
+        const QString file = makeFile(path("a"), contents);
+        ReadFault fault(file, 40003); // in the line behind 5,000 others
+
+        QCOMPARE(File::read(file, 1), Data::String("1234567\n"));
+        QCOMPARE(File::read(file, 5000).toUtf8(), contents.left(40000));
+        QCOMPARE(File::read(file, 5001), Data::String());
+        QVERIFY(fault.count() > 0);
+    }
+
+    void readsTheEndBehindWhatCannotBeRead_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("bad"); // so many bytes in front of the end
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<bool>("isRead");
+
+        QTest::newRow("all is good") << 300 * 1000 << -1 << -30 << true;
+        QTest::newRow("in the blocks") << 300 * 1000 << 300 << -30 << false;
+        QTest::newRow("in the last byte") << 300 * 1000 << 1 << -1 << false;
+        QTest::newRow("in a further window") << 900 * 1000 << 450 * 1000 << -100 * 1000 << false;
+    }
+
+    void readsTheEndBehindWhatCannotBeRead()
+    {
+        QFETCH(int, size);
+        QFETCH(int, bad);
+        QFETCH(int, lines);
+        QFETCH(bool, isRead);
+        const QString file = makeFile(path("a"), QByteArray("1234567\n").repeated(size / 8));
+        const QString whole = File::read(file, lines);
+        ReadFault fault(file, size - bad);
+
+        QCOMPARE(File::read(file, lines), isRead ? Data::String(whole) : Data::String());
+        QCOMPARE(fault.count() > 0, !isRead);
     }
 
     void takesOtherSchemesForFolders_data()

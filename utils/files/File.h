@@ -137,6 +137,8 @@ public:
     ///     lines 3    its first three lines, or fewer, each ended by "\n" whatever ended it
     ///     lines -3   its end, with three lines or more in it
     ///
+    /// "" also when what is asked for cannot be read whole, as on a damaged disk: never a part.
+    ///
     /// A mark at the start is dropped; where it tells that the text is UTF-16 or UTF-32, lines of 0
     /// and above read that. With lines other than 0 each invalid byte becomes U+FFFD.
     ///
@@ -152,7 +154,8 @@ public:
     /// Without an application object, whose event loop it needs, the result is "".
     static Data::String read(const Data::String &path, int lines = 0);
 
-    /// All bytes of a file. Empty when it is missing, cannot be opened, or has 2 GiB or more.
+    /// All bytes of a file. Empty when it is missing, cannot be opened or not be read to its end, or
+    /// has 2 GiB or more.
     static QByteArray readRaw(const Data::String &path);
 
     /// Replaces the file with \p text in UTF-8, in place: without a backup and without a temporary

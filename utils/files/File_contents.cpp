@@ -28,12 +28,32 @@ static const QLatin1String httpScheme("http://");
 /// The longest text that a QString can hold, less some room for its own record.
 static constexpr qint64 maxTextLength = std::numeric_limits<int>::max() / 2 - 64;
 
+/// The most bytes that a QByteArray can hold, in the same way.
+static constexpr qint64 maxByteCount = std::numeric_limits<int>::max() - 64;
+
 static bool open(QFile &file, QIODevice::OpenMode mode)
 {
     return isName(file.fileName()) && file.open(mode);
 }
 
-/// The text of \p file, or "" when it is no valid UTF-8.
+/// Reads on until \p bytes are \p most, or \p file ends. False when a read fails.
+///
+/// The reads of Qt do not tell that: one that fails after some bytes is short, as one at the end of
+/// a file is, and only the next one has nothing but the error.
+static bool readOn(QFile &file, QByteArray &bytes, qint64 most)
+{
+    char block[4096];
+    while (bytes.size() < most) {
+        const qint64 wanted = std::min<qint64>(sizeof(block), most - bytes.size());
+        const qint64 length = file.read(block, wanted);
+        if (length <= 0)
+            return length == 0;
+        bytes.append(block, static_cast<int>(length));
+    }
+    return true;
+}
+
+/// The text of \p file, or "" when it is no valid UTF-8 or cannot be read to its end.
 ///
 /// A QTextStream would take longer, and would not tell: it puts a replacement in the place of what
 /// is invalid, and drops a sequence that is cut off at the end.
@@ -49,7 +69,9 @@ static QString readUtf8(QFile &file)
     int kept = 0; // bytes of a sequence that the last block has cut off
     while (true) {
         const auto length = static_cast<int>(file.read(block.data() + kept, block.size() - kept));
-        if (length <= 0)
+        if (length < 0)
+            return {};
+        if (length == 0)
             break;
 
         const char *source = block.data();
@@ -81,7 +103,8 @@ static QString readAll(QFile &file)
 
     QTextStream stream(&file);
     stream.setCodec(utf8);
-    return stream.readAll();
+    const QString text = stream.readAll();
+    return file.error() == QFile::NoError ? text : QString();
 }
 
 /// The first \p lines lines, each ended by a line feed.
@@ -93,7 +116,7 @@ static QString readHead(QFile &file, int lines)
     QString line;
     for (int i = 0; i < lines && stream.readLineInto(&line); ++i)
         text += line + QLatin1Char('\n');
-    return text;
+    return file.error() == QFile::NoError ? text : QString();
 }
 
 /// The end of \p file, from the start of the block on that brings the line feeds, counted from
@@ -116,6 +139,8 @@ static QString readTail(QFile &file, int lines)
             windowStart = std::max(position + blockSize - windowSize, qint64(0));
             file.seek(windowStart);
             window = file.read(windowSize);
+            if (!readOn(file, window, std::min<qint64>(windowSize, size - windowStart)))
+                return {};
         }
         // The window is short where the file has shrunk meanwhile.
         const int offset = qMin(static_cast<int>(position - windowStart), window.size());
@@ -126,7 +151,9 @@ static QString readTail(QFile &file, int lines)
         start = position;
     }
     file.seek(start);
-    const QByteArray tail = file.readAll();
+    QByteArray tail = file.read(size - start);
+    if (!readOn(file, tail, size - start))
+        return {};
     return QString::fromUtf8(tail.constData(), tail.size());
 }
 
@@ -151,11 +178,13 @@ Data::String File::read(const Data::String &path, int lines)
 QByteArray File::readRaw(const Data::String &path)
 {
     QFile file(path);
-    if (!open(file, QIODevice::ReadOnly))
+    if (!open(file, QIODevice::ReadOnly) || file.size() > maxByteCount)
         return {};
 
     try {
-        return file.readAll();
+        QByteArray bytes = file.readAll();
+        const bool isWhole = readOn(file, bytes, maxByteCount) && bytes.size() < maxByteCount;
+        return isWhole ? bytes : QByteArray();
     } catch (const std::bad_alloc &) {
         return {}; // larger than the memory
     }
