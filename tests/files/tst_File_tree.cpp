@@ -3,6 +3,7 @@
 #include "tests/support/FullDisk.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
+#include "tests/support/ReadFault.h"
 #include "tests/support/Tree.h"
 #include "utils/Application.h"
 #include "utils/feedback/Progress.h"
@@ -12,11 +13,14 @@
 
 #include <QtTest>
 
+#include <cerrno>
 #include <limits>
 #include <memory>
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,6 +37,31 @@ static bool sawWaitCursor = false;
 static int warnings = 0; // of Qt
 
 static void lookForWaitCursor(int) { sawWaitCursor = WaitCursor::activated(); }
+
+/// While it lives, the folder at a path cannot be made, as where the disk has no room for it.
+class NoFolder
+{
+public:
+    explicit NoFolder(const QString &path) { s_path = QFile::encodeName(path); }
+    ~NoFolder() { s_path.clear(); }
+
+    static bool covers(const char *path) { return s_path == path; }
+
+private:
+    static QByteArray s_path;
+};
+
+QByteArray NoFolder::s_path;
+
+// In front of the call that Qt makes.
+extern "C" __attribute__((visibility("default"))) int mkdir(const char *path, mode_t mode) noexcept
+{
+    if (NoFolder::covers(path)) {
+        errno = ENOSPC;
+        return -1;
+    }
+    return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+}
 
 class tst_File_tree : public QObject
 {
@@ -443,6 +472,41 @@ private Q_SLOTS:
         QCOMPARE(below(""), QString("a"));
     }
 
+    void leavesNoPartOfAFileThatCannotBeReadWhole_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("offset"); // of the first byte that cannot be read
+        QTest::addColumn<bool>("chunks");
+
+        QTest::newRow("at once, at the start") << 10000 << 0 << false;
+        QTest::newRow("at once, in the middle") << 10000 << 5000 << false;
+        QTest::newRow("at once, in the last byte") << 10000 << 9999 << false;
+        QTest::newRow("at once, far behind") << (20 << 20) << (17 << 20) << false;
+        QTest::newRow("in chunks, at the start") << chunkedSize << 0 << true;
+        QTest::newRow("in chunks, in the middle") << chunkedSize << 1000000 << true;
+        QTest::newRow("in chunks, between two") << chunkedSize << 40960 << true;
+        QTest::newRow("in chunks, in the last byte") << chunkedSize << chunkedSize - 1 << true;
+    }
+
+    void leavesNoPartOfAFileThatCannotBeReadWhole()
+    {
+        QFETCH(int, size);
+        QFETCH(int, offset);
+        QFETCH(bool, chunks);
+        make("a", QByteArray(size, 'a'));
+        make("b", "old");
+        const Progress progress(chunks ? 10 : -1, "", false, false, true);
+        ReadFault fault(path("a"), offset);
+
+        QVERIFY(!File::copy(path("a"), path("b")));
+
+        QCOMPARE(below(""), QString("a"));
+        QVERIFY(fault.count() > 0);
+        fault.repair();
+        QVERIFY(File::copy(path("a"), path("b")));
+        QVERIFY(contents("b") == QByteArray(size, 'a'));
+    }
+
     void showsTheWaitCursorOnlyWhenTold()
     {
         make("a", QByteArray(10000, 'a'));
@@ -815,6 +879,71 @@ private Q_SLOTS:
         QCOMPARE(contents("y/ab"), QByteArray("new"));
         QCOMPARE(below("z"), QString("ab/ ab/below ab/file"));
         QCOMPARE(contents("z/ab/below"), QByteArray("below"));
+    }
+
+    void leavesOutWhatIsInAFolderThatCannotBeMade_data()
+    {
+        QTest::addColumn<QString>("folder"); // that cannot be made
+        QTest::addColumn<int>("result");
+        QTest::addColumn<QString>("copied");
+
+        const QString all = "x/ x/1 x/2 x/ab/ x/ab/3 x/ab/4 x/ab/below/ x/ab/below/5 x/cd/ x/cd/6";
+        // clang-format off
+        QTest::newRow("none") << "nowhere" << 1 << all;
+        QTest::newRow("the outermost") << "y/x" << 0 << "";
+        QTest::newRow("one among others") << "y/x/ab" << 1 << "x/ x/1 x/2 x/cd/ x/cd/6";
+        QTest::newRow("the innermost") << "y/x/ab/below" << 1 << "x/ x/1 x/2 x/ab/ x/ab/3 x/ab/4 x/cd/ x/cd/6";
+        // clang-format on
+    }
+
+    void leavesOutWhatIsInAFolderThatCannotBeMade()
+    {
+        QFETCH(QString, folder);
+        QFETCH(int, result);
+        QFETCH(QString, copied);
+        makeAll("x/1 x/2 x/ab/3 x/ab/4 x/ab/below/5 x/cd/6 y/");
+        const NoFolder noFolder(path(folder));
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), result);
+
+        QCOMPARE(below("y"), copied);
+    }
+
+    void copiesNothingToAFolderThatCannotBeMade()
+    {
+        makeAll("x/1 x/2 x/3");
+        const NoFolder noFolder(path("y"));
+
+        QCOMPARE(File::copyDir(path("x"), path("y/z")), 0);
+        QCOMPARE(File::copyDir(path("x*"), path("y/z")), 0);
+
+        QCOMPARE(below(""), QString("x/ x/1 x/2 x/3"));
+    }
+
+    void countsTheEntriesOfAFolderThatCannotBeMadeAsOneStep()
+    {
+        makeAll("x/1 x/2 x/3 x/4 x/5 x/ab/6 x/ab/7 x/ab/8 x/ab/9 x/ab/10 x/ab/11 y/");
+        const NoFolder noFolder(path("y/x/ab"));
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QCOMPARE(callsThatSetProgress().size(), 6);
+        QCOMPARE(below("y"), QString("x/ x/1 x/2 x/3 x/4 x/5"));
+    }
+
+    void passesOverAFileThatCannotBeReadWhole()
+    {
+        make("x/a", "good");
+        make("x/b", QByteArray(10000, 'b'));
+        make("x/c", "good");
+        makeAll("z/");
+        QCOMPARE(::link(qPrintable(path("x/b")), qPrintable(path("z/b"))), 0); // bad as well
+        const ReadFault fault(path("x/b"), 5000);
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+        QCOMPARE(File::copyDir(path("z"), path("y")), 0);
+
+        QCOMPARE(below("y"), QString("x/ x/a x/c z/"));
     }
 
     void copiesNothingOfAnEmptyPath()

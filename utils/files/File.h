@@ -222,7 +222,7 @@ public:
     // byte names nothing.
 
     /// Copies one file. An existing folder \p target takes it under its own name. False when it
-    /// cannot.
+    /// cannot be copied whole, and then no part of it is left.
     ///
     /// When there is something at the target, \p overwrite decides:
     ///
@@ -243,8 +243,8 @@ public:
                      bool showWaitCursor = true);
 
     /// Copies the folder \p source, with all below it, into the folder \p target, which is made
-    /// when it is missing. 1 when a file was copied, or kept as copy() says, else 0; -1 when it was
-    /// cancelled.
+    /// when it is missing. 1 when a file was copied, or kept as copy() says, be it one of many; 0 when
+    /// none was; -1 when it was cancelled.
     ///
     ///     "x/ab", "y"    => y/ab
     ///     "x/a.b", "y"   => y/a         the name is that of base(): without its extension
@@ -255,9 +255,10 @@ public:
     /// Only the last part may be a wildcard, and a folder that is found is taken as it is named,
     /// "*" and all. Links are copied as what they lead to. A folder is not copied when it is the
     /// one that the copy goes to, or is being copied already, so that a copy below its own source
-    /// and a loop of links end. A file that stands in a folder's way is a target of copy() for each
-    /// file directly in the folder, which is meant: the last one stays. An empty \p source is no
-    /// folder.
+    /// and a loop of links end. What is in a folder that cannot be made at the target is left out,
+    /// as is a file that copy() cannot copy. But a file that stands in a folder's way is a target of
+    /// copy() for each file directly in the folder, which is meant: the last one stays. An empty
+    /// \p source is no folder.
     static int copyDir(const Data::String &source, const Data::String &target, int overwrite = 1,
                        bool cancelable = false);
 

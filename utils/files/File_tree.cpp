@@ -139,8 +139,10 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
     if (File::isSamePath(destination, source))
         return 1;
 
-    // Not asked whether it is there then: where it is not, the files are copied onto its path.
-    File::createDir(destination);
+    // Where there is nothing then, each file would be copied onto the folder's path, over the one
+    // before. A file that stands there is a target of copy(), which overwrite decides about.
+    if (!File::createDir(destination) && !QFileInfo::exists(destination))
+        return 0;
     // Below the destination the copy would find its own work and, through a link, a folder that it
     // is in already, again and again.
     const ClosedFolder ownWork = {closed ? QString() : QFileInfo(destination).canonicalFilePath(),
