@@ -12,6 +12,8 @@
 
 #include <climits>
 
+#include <sys/resource.h>
+
 using Utils::File;
 
 namespace {
@@ -42,6 +44,17 @@ static QByteArray response(const QByteArray &status, const QByteArray &body)
 {
     return "HTTP/1.1 " + status + "\r\nContent-Length: " + QByteArray::number(body.size()) +
            "\r\n\r\n" + body;
+}
+
+/// The time that this process has had a processor, in milliseconds.
+static qint64 processorTime()
+{
+    rusage usage;
+    getrusage(RUSAGE_SELF, &usage);
+    const auto milliseconds = [](const timeval &time) {
+        return qint64(time.tv_sec) * 1000 + time.tv_usec / 1000;
+    };
+    return milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
 }
 
 class tst_File_http : public QObject
@@ -244,6 +257,267 @@ private Q_SLOTS:
         QCOMPARE(passes, 50);
         QCOMPARE(window.moves, 0);
         QTRY_COMPARE(window.moves, 1);
+    }
+
+    void sleepsWhileItWaits_data()
+    {
+        QTest::addColumn<bool>("input");
+        QTest::newRow("no event comes") << false;
+        QTest::newRow("input of the user is held back") << true;
+    }
+
+    void sleepsWhileItWaits()
+    {
+        QFETCH(bool, input);
+        MouseWindow window;
+        window.setGeometry(100, 100, 100, 100);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        HttpServer server;
+        qint64 before = 0;
+        server.answer = [&](QTcpSocket *socket) {
+            if (input)
+                QCursor::setPos(QCursor::pos() == QPoint(150, 150) ? QPoint(160, 160)
+                                                                   : QPoint(150, 150));
+            before = processorTime();
+            QTimer::singleShot(1000, socket,
+                               [socket] { socket->write(response("200 OK", "text")); });
+        };
+
+        const Data::String result = File::read(server.address("/file"));
+        const qint64 used = processorTime() - before;
+
+        QCOMPARE(result, Data::String("text"));
+        QVERIFY2(used < 100, qPrintable(QString("%1 ms of a second").arg(used)));
+        QCOMPARE(window.moves, 0);
+        QTRY_COMPARE(window.moves, input ? 1 : 0);
+    }
+
+    void wakesUpForAnAnswerThatComesWhileAHandlerRunsEvents()
+    {
+        HttpServer server;
+        bool isAnswered = false;
+        QElapsedTimer sinceAnswer;
+        server.answer = [&](QTcpSocket *socket) {
+            // Posted, as the end of the answer is, so that no event is left when both are done.
+            QMetaObject::invokeMethod(
+                socket,
+                [&, socket] {
+                    socket->write(response("200 OK", "text"));
+                    socket->flush();
+                    QElapsedTimer timer;
+                    timer.start();
+                    while (!timer.hasExpired(200))
+                        QCoreApplication::processEvents();
+                    isAnswered = true;
+                    sinceAnswer.start();
+                },
+                Qt::QueuedConnection);
+        };
+
+        const Data::String result = File::read(server.address("/file"));
+
+        QCOMPARE(result, Data::String("text"));
+        QVERIFY(isAnswered);
+        QVERIFY(sinceAnswer.elapsed() < 1000);
+    }
+
+    void endsWhenAHandlerTakesItsAnswerAway()
+    {
+        class Remover : public QObject
+        {
+        public:
+            bool eventFilter(QObject *object, QEvent *) override
+            {
+                if (!m_isDone && object->inherits("QNetworkReply")) {
+                    m_isDone = true;
+                    QTimer::singleShot(0, this, [object] { delete object; });
+                }
+                return false;
+            }
+
+        private:
+            bool m_isDone = false;
+        } remover;
+        HttpServer server([](QTcpSocket *) {}); // which never answers
+        QCoreApplication::instance()->installEventFilter(&remover);
+
+        QCOMPARE(File::read(server.address("/file")), Data::String());
+    }
+
+    void readsToTheEndWhenTheApplicationQuits()
+    {
+        HttpServer server;
+        server.answer = [](QTcpSocket *socket) {
+            QCoreApplication::quit();
+            QTimer::singleShot(100, socket,
+                               [socket] { socket->write(response("200 OK", "text")); });
+        };
+        Data::String result;
+        QTimer::singleShot(0, &server, [&] { result = File::read(server.address("/file")); });
+        QTimer tooLate;
+        QObject::connect(&tooLate, &QTimer::timeout, [] { QCoreApplication::exit(1); });
+        tooLate.start(10000);
+
+        QCOMPARE(QCoreApplication::exec(), 0);
+
+        QCOMPARE(result, Data::String("text"));
+    }
+
+    void readsNothingOfABodyThatIsShorterThanTold_data()
+    {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<int>("delay"); // of the end of the connection, in ms
+
+        const QByteArray header = "HTTP/1.1 200 OK\r\nContent-Length: ";
+        for (const int delay : {0, 50}) {
+            const auto row = [delay](const char *name, const QByteArray &answer) {
+                QTest::addRow("%s, %s", name, delay > 0 ? "closed later" : "closed at once")
+                    << answer << delay;
+            };
+            row("a part", header + "100\r\n\r\nbody");
+            row("all but a byte", response("200 OK", "text").chopped(1));
+            row("nothing", header + "4\r\n\r\n");
+            row("beyond 32 bits", header + "4294967300\r\n\r\nbody");
+        }
+    }
+
+    void readsNothingOfABodyThatIsShorterThanTold()
+    {
+        QFETCH(QByteArray, answer);
+        QFETCH(int, delay);
+        HttpServer server;
+        server.answer = [&](QTcpSocket *socket) {
+            socket->write(answer);
+            QTimer::singleShot(delay, socket, &QTcpSocket::disconnectFromHost);
+        };
+
+        QCOMPARE(File::read(server.address("/file")), Data::String());
+    }
+
+    void readsAPackedBody()
+    {
+        const QByteArray packed = qCompress(QByteArray(100000, 'x')).mid(4);
+        HttpServer server("HTTP/1.1 200 OK\r\nContent-Encoding: deflate\r\nContent-Length: " +
+                          QByteArray::number(packed.size()) + "\r\n\r\n" + packed);
+
+        QVERIFY(File::read(server.address("/file")).toUtf8() == QByteArray(100000, 'x'));
+    }
+
+    void readsWithinTheLimitsOfTheHost_data()
+    {
+        QTest::addColumn<int>("msec");
+        QTest::addColumn<qint64>("bytes");
+        QTest::addColumn<int>("delay"); // of the answer, in ms
+        QTest::addColumn<int>("size");
+        QTest::addColumn<bool>("isRead");
+
+        QTest::newRow("no limits") << 0 << qint64(0) << 300 << 100000 << true;
+        QTest::newRow("negative ones are none") << -1 << qint64(-1) << 300 << 100000 << true;
+        QTest::newRow("the largest there are") << INT_MAX << LLONG_MAX << 300 << 100000 << true;
+        QTest::newRow("in time") << 20000 << qint64(0) << 300 << 100000 << true;
+        QTest::newRow("too late") << 200 << qint64(0) << 20000 << 100000 << false;
+        QTest::newRow("as many bytes") << 0 << qint64(100000) << 0 << 100000 << true;
+        QTest::newRow("a byte more") << 0 << qint64(99999) << 0 << 100000 << false;
+        QTest::newRow("one byte of one") << 0 << qint64(1) << 0 << 1 << true;
+        QTest::newRow("one byte of two") << 0 << qint64(1) << 0 << 2 << false;
+        QTest::newRow("both kept") << 20000 << qint64(100000) << 0 << 100000 << true;
+    }
+
+    void readsWithinTheLimitsOfTheHost()
+    {
+        QFETCH(int, msec);
+        QFETCH(qint64, bytes);
+        QFETCH(int, delay);
+        QFETCH(int, size);
+        QFETCH(bool, isRead);
+        const QByteArray body(size, 'x');
+        HttpServer server;
+        server.answer = [&](QTcpSocket *socket) {
+            QTimer::singleShot(delay, socket, [=] { socket->write(response("200 OK", body)); });
+        };
+        QElapsedTimer timer;
+        timer.start();
+
+        File::setHttpLimits(msec, bytes);
+        const Data::String result = File::read(server.address("/file"));
+        File::setHttpLimits(0, 0);
+
+        QCOMPARE(result.toUtf8(), isRead ? body : QByteArray());
+        QVERIFY(timer.elapsed() < 10000);
+    }
+
+    void givesUpABodyWithoutEnd_data()
+    {
+        QTest::addColumn<int>("msec");
+        QTest::addColumn<qint64>("bytes");
+        QTest::addColumn<bool>("chunked");
+
+        QTest::newRow("by its size") << 0 << qint64(1000000) << false;
+        QTest::newRow("by its size, in chunks") << 0 << qint64(1000000) << true;
+        QTest::newRow("by the time") << 300 << qint64(0) << false;
+        QTest::newRow("by whichever comes first") << 60000 << qint64(1000000) << false;
+    }
+
+    void givesUpABodyWithoutEnd()
+    {
+        QFETCH(int, msec);
+        QFETCH(qint64, bytes);
+        QFETCH(bool, chunked);
+        HttpServer server;
+        qint64 sent = 0;
+        server.answer = [&](QTcpSocket *socket) {
+            socket->write(chunked ? "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
+                                  : "HTTP/1.0 200 OK\r\n\r\n");
+            const auto send = [&sent, socket, chunked] {
+                socket->write(chunked ? "2710\r\n" + QByteArray(10000, 'x') + "\r\n"
+                                      : QByteArray(10000, 'x'));
+                sent += 10000;
+            };
+            QTimer *const pump = new QTimer(socket);
+            connect(pump, &QTimer::timeout, socket, send);
+            pump->start(1);
+        };
+        QElapsedTimer timer;
+        timer.start();
+
+        File::setHttpLimits(msec, bytes);
+        const Data::String result = File::read(server.address("/file"));
+        File::setHttpLimits(0, 0);
+
+        QCOMPARE(result, Data::String());
+        QVERIFY(sent > 0);
+        QVERIFY(timer.elapsed() < 20000);
+    }
+
+    void unpacksNothingWithinALimitOfSize_data()
+    {
+        QTest::addColumn<int>("msec");
+        QTest::addColumn<qint64>("bytes");
+        QTest::addColumn<QByteArray>("accepted");
+
+        QTest::newRow("no limits") << 0 << qint64(0) << QByteArray("gzip, deflate");
+        QTest::newRow("a limit of time") << 60000 << qint64(0) << QByteArray("gzip, deflate");
+        QTest::newRow("a limit of size") << 0 << qint64(1000) << QByteArray("identity");
+        QTest::newRow("a large one") << 0 << qint64(INT_MAX) << QByteArray("identity");
+    }
+
+    void unpacksNothingWithinALimitOfSize()
+    {
+        QFETCH(int, msec);
+        QFETCH(qint64, bytes);
+        QFETCH(QByteArray, accepted);
+        const QByteArray body(1 << 20, 'x');
+        const QByteArray packed = qCompress(body).mid(4);
+        HttpServer server("HTTP/1.1 200 OK\r\nContent-Encoding: deflate\r\nContent-Length: " +
+                          QByteArray::number(packed.size()) + "\r\n\r\n" + packed);
+
+        File::setHttpLimits(msec, bytes);
+        const Data::String result = File::read(server.address("/file"));
+        File::setHttpLimits(0, 0);
+
+        QVERIFY(result.toUtf8() == (bytes == 0 ? body : QByteArray()));
+        QVERIFY(server.requests.value(0).contains("\r\nAccept-Encoding: " + accepted + "\r\n"));
     }
 
     void readsWithinARead()

@@ -4,6 +4,7 @@
 #include <QHostAddress>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
 
 #include <functional>
 
@@ -23,11 +24,12 @@ public:
         connect(this, &QTcpServer::newConnection, this, [this] { serve(nextPendingConnection()); });
     }
 
-    /// Answers each request with \p response, and closes the connection then.
+    /// Answers each request with \p response, and closes the connection a little later: Qt may ask
+    /// again when it finds the answer and the end of the connection at once.
     explicit HttpServer(const QByteArray &response)
         : HttpServer([response](QTcpSocket *socket) {
               socket->write(response);
-              socket->disconnectFromHost();
+              QTimer::singleShot(50, socket, &QTcpSocket::disconnectFromHost);
           })
     {}
 

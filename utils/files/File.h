@@ -149,10 +149,21 @@ public:
     /// the same. A file of up to 201 bytes comes whole.
     ///
     /// For an address \p lines does not count. The call shows the wait cursor and handles events,
-    /// but no user input, until the answer is there, however long that takes: other handlers run in
-    /// the middle of it. Redirects are not followed; the text is what the redirecting answer holds.
-    /// Without an application object, whose event loop it needs, the result is "".
+    /// but no user input, until the answer is there, however long that takes unless setHttpLimits()
+    /// limits it: other handlers run in the middle of it, and an application that quits does so
+    /// afterwards. Redirects are not followed; the text is what the redirecting answer holds. An
+    /// answer that is shorter than it tells gives "". One that tells no length, or is packed, ends
+    /// where its connection does. Without an application object, whose event loop it needs, the
+    /// result is "".
     static Data::String read(const Data::String &path, int lines = 0);
+
+    /// Limits each read() of an address that starts from now on, in the whole process: to \p msec
+    /// milliseconds until the answer is there, and to \p bytes bytes of it. Beyond a limit the
+    /// answer is given up, and the result is "".
+    ///
+    /// There are no limits at first, and for a number of 0 or below there is none. Where the bytes
+    /// are limited, the answer is asked for unpacked, and one that is packed all the same gives "".
+    static void setHttpLimits(int msec, qint64 bytes);
 
     /// All bytes of a file. Empty when it is missing, cannot be opened or not be read to its end, or
     /// has 2 GiB or more.

@@ -1,16 +1,58 @@
 #include "utils/files/File_http_p.h"
 
 #include "utils/feedback/WaitCursor.h"
+#include "utils/files/File.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QPointer>
+#include <QTimer>
 #include <QUrl>
 
+#include <algorithm>
+#include <limits>
 #include <new>
 
 namespace Utils {
+
+static const int longestSleep = 50; // in milliseconds
+
+namespace {
+
+struct HttpLimits // 0 for none
+{
+    int msec = 0;
+    qint64 bytes = 0;
+};
+
+} // namespace
+
+/// As many bytes as a text can be made of.
+static constexpr qint64 maxBodySize = std::numeric_limits<int>::max() / 2 - 64;
+
+static HttpLimits &httpLimits()
+{
+    static HttpLimits limits;
+    return limits;
+}
+
+void File::setHttpLimits(int msec, qint64 bytes)
+{
+    httpLimits() = {std::max(msec, 0), std::max(bytes, qint64(0))};
+}
+
+/// Whether the body of \p reply is shorter than the answer tells. Qt reports that only when it
+/// finds the end of the connection before the bytes in front of it are read. Of a packed body it
+/// keeps no length to compare with.
+static bool isCutOff(const QNetworkReply &reply)
+{
+    const QVariant told = reply.header(QNetworkRequest::ContentLengthHeader);
+    return told.isValid() && !reply.hasRawHeader("Content-Encoding") &&
+           reply.bytesAvailable() < told.toLongLong();
+}
 
 QString readHttp(const QString &address)
 {
@@ -19,19 +61,47 @@ QString readHttp(const QString &address)
         return {};
 
     const WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
+    const HttpLimits limits = httpLimits();
     QNetworkAccessManager manager;
     QNetworkRequest request(QUrl::fromEncoded(address.toLocal8Bit(), QUrl::TolerantMode));
     request.setAttribute(QNetworkRequest::HttpPipeliningAllowedAttribute, false);
     request.setRawHeader("User-Agent", "none");
-    QNetworkReply *const reply = manager.get(request);
+    // Qt unpacks all that has arrived in one go, a thousand times as much, before it tells of any.
+    if (limits.bytes > 0)
+        request.setRawHeader("Accept-Encoding", "identity");
+    const QPointer<QNetworkReply> reply(manager.get(request)); // handlers of the host may reach it
     if (!reply)
         return {};
 
-    while (!reply->isFinished())
-        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-    reply->deleteLater();
-    if (reply->error() != QNetworkReply::NoError)
+    const qint64 mostBytes = limits.bytes > 0 ? std::min(limits.bytes, maxBodySize) : maxBodySize;
+    const auto isTooLarge = [&] { return reply->bytesAvailable() > mostBytes; };
+    QObject::connect(reply, &QNetworkReply::readyRead, reply, [&] {
+        if (isTooLarge())
+            reply->abort();
+    });
+    QTimer timer;
+    timer.setSingleShot(true);
+    QObject::connect(&timer, &QTimer::timeout, reply, &QNetworkReply::abort);
+    if (limits.msec > 0)
+        timer.start(limits.msec);
+
+    // The last event may be handled in front of the sleep, in the same pass. A handler that runs
+    // events itself may use the wake-up up, so that there is another one from time to time.
+    QAbstractEventDispatcher *const dispatcher = QAbstractEventDispatcher::instance();
+    QObject::connect(reply, &QNetworkReply::finished, dispatcher,
+                     &QAbstractEventDispatcher::wakeUp);
+    QTimer alarm;
+    alarm.start(longestSleep);
+    while (reply && !reply->isFinished())
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
+                                        QEventLoop::WaitForMoreEvents);
+    if (!reply)
         return {};
+    reply->deleteLater();
+    if (reply->error() != QNetworkReply::NoError || isTooLarge() || isCutOff(*reply))
+        return {};
+    if (limits.bytes > 0 && reply->hasRawHeader("Content-Encoding"))
+        return {}; // packed though it was asked for otherwise
 
     // With its length: taken as a QByteArray the body would end at its first zero byte.
     try {
