@@ -11,8 +11,12 @@
 #include <QTime>
 #include <QtTest>
 
+#include <cerrno>
 #include <memory>
 #include <type_traits>
+
+#include <dlfcn.h>
+#include <sys/stat.h>
 
 using Data::String;
 using Utils::LogFile;
@@ -23,6 +27,37 @@ static QStringList messages; // of Qt
 static void noteMessage(QtMsgType, const QMessageLogContext &, const QString &text)
 {
     messages.append(text);
+}
+
+static QByteArray unknownPath; // of a file of which nothing can be told
+
+// In front of the calls by which Qt asks for the size of a file.
+
+template <typename Function>
+static Function next(Function, const char *name)
+{
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+static bool isUnknown(const char *path)
+{
+    if (unknownPath.isEmpty() || unknownPath != path)
+        return false;
+    errno = EIO;
+    return true;
+}
+
+extern "C" __attribute__((visibility("default"))) int statx(int folder, const char *path, int flags,
+                                                            unsigned mask, struct statx *result)
+{
+    return isUnknown(path) ? -1 : next(&statx, "statx")(folder, path, flags, mask, result);
+}
+
+extern "C" __attribute__((visibility("default"))) int stat64(const char *path,
+                                                             struct stat64 *result)
+{
+    const auto plain = next(static_cast<int (*)(const char *, struct stat64 *)>(&stat64), "stat64");
+    return isUnknown(path) ? -1 : plain(path, result);
 }
 
 class tst_LogFile : public QObject
@@ -324,6 +359,19 @@ private Q_SLOTS:
         QCOMPARE(QFile::exists(path), isLeft);
         if (isLeft)
             QCOMPARE(contents(path), text);
+    }
+
+    void leavesAFileWhoseSizeCannotBeTold()
+    {
+        const QString path = m_folder->filePath("x.log");
+        {
+            LogFile log(path, true);
+            log.append("text", false);
+            unknownPath = QFile::encodeName(path);
+        }
+        unknownPath.clear();
+
+        QCOMPARE(contents(path), QByteArray("text"));
     }
 
     void leavesNoEmptyFileInTheHomeFolderEither()

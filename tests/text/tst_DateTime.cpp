@@ -1,5 +1,7 @@
 #include "utils/text/DateTime.h"
 
+#include "utils/files/File.h"
+
 #include "tests/support/Print.h"
 
 #include <QProcess>
@@ -370,6 +372,37 @@ private Q_SLOTS:
                                                              "\n"));
     }
 
+    void writesTheDigitsOfFilesInAnyLanguage_data()
+    {
+        QTest::addColumn<QString>("language");
+        QTest::addColumn<QByteArray>("month");
+
+        QTest::newRow("Arabic") << "ar_EG.UTF-8" << QByteArray("مايو");
+        QTest::newRow("Persian") << "fa_IR.UTF-8" << QByteArray("مهٔ");
+        QTest::newRow("Burmese") << "my_MM.UTF-8" << QByteArray("မေ");
+        QTest::newRow("German") << "de_DE.UTF-8" << QByteArray("Mai");
+    }
+
+    void writesTheDigitsOfFilesInAnyLanguage()
+    {
+        QFETCH(QString, language);
+        QFETCH(QByteArray, month);
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LC_ALL", language);
+        process.setProcessEnvironment(environment);
+        process.start(QCoreApplication::applicationFilePath(), QStringList("--print-digits"));
+        QVERIFY(process.waitForFinished(-1));
+
+        QCOMPARE(process.readAllStandardOutput(), "2020-05-04T05:06:07.000\n" // written
+                                                  "2020-05-04T05:06:07.000\n" // and read
+                                                  "2020-05-04T05:06:07.000\n" // in its own digits
+                                                  "04 " +
+                                                      month +
+                                                      "\n"
+                                                      "2020-05-04T05:06:07\n"); // of a file
+    }
+
     void namesNoMonthInTheDefaultLocale()
     {
         const QLocale before;
@@ -733,17 +766,35 @@ static void printMay()
         std::printf("%s\n", qPrintable(text));
 }
 
+/// The same time with its digits: written, read from that, read from the digits of the language of
+/// the system, with the name of its month, and as that of a file.
+static void printDigits()
+{
+    const String format = DateTime::formatISOms();
+    const QDateTime moment = QDateTime::fromMSecsSinceEpoch(utc("2020-05-04 03:06:07.000") * 1000);
+    const DateTime may(utc("2020-05-04 03:06:07.000"));
+    QTemporaryFile file;
+    file.open();
+    file.setFileTime(moment, QFileDevice::FileModificationTime);
+    for (const String &text :
+         {may.toString(format), DateTime(may.toString(format), format).toString(format),
+          DateTime(moment.toString(format), format).toString(format), may.toString("dd MMM"),
+          Utils::File::timestampString(file.fileName())})
+        std::printf("%s\n", text.toUtf8().constData());
+}
+
 int main(int argc, char **argv)
 {
     qputenv("TZ", "Europe/Berlin");
     tzset();
-    const bool isChild = argc == 2 && qstrcmp(argv[1], "--print-may") == 0;
+    const bool printsDigits = argc == 2 && qstrcmp(argv[1], "--print-digits") == 0;
+    const bool isChild = printsDigits || (argc == 2 && qstrcmp(argv[1], "--print-may") == 0);
     if (!isChild)
         qputenv("LC_ALL", "C");
 
     QCoreApplication application(argc, argv);
     if (isChild) {
-        printMay();
+        printsDigits ? printDigits() : printMay();
         return 0;
     }
     tst_DateTime test;

@@ -165,8 +165,8 @@ public:
     /// are limited, the answer is asked for unpacked, and one that is packed all the same gives "".
     static void setHttpLimits(int msec, qint64 bytes);
 
-    /// All bytes of a file. Empty when it is missing, cannot be opened or not be read to its end, or
-    /// has 2 GiB or more.
+    /// All bytes of a file. Empty when it is missing, cannot be opened or not be read to its end,
+    /// or has 2 GiB or more.
     static QByteArray readRaw(const Data::String &path);
 
     /// Replaces the file with \p text in UTF-8, in place: without a backup and without a temporary
@@ -206,7 +206,8 @@ public:
     static unsigned int timestamp(const Data::String &path);
 
     /// When it was last modified, in local time and in a pattern of QDateTime,
-    /// DateTime::formatISO() when \p format is empty. "" when there is nothing.
+    /// DateTime::formatISO() when \p format is empty, with names and digits as in DateTime. "" when
+    /// there is nothing.
     static Data::String timestampString(const Data::String &path, const Data::String &format = {});
 
     /// The version in the resources of a program or library, as in "19.02.1.5". Only the second
@@ -254,8 +255,8 @@ public:
                      bool showWaitCursor = true);
 
     /// Copies the folder \p source, with all below it, into the folder \p target, which is made
-    /// when it is missing. 1 when a file was copied, or kept as copy() says, be it one of many; 0 when
-    /// none was; -1 when it was cancelled.
+    /// when it is missing. 1 when a file was copied, or kept as copy() says, be it one of many; 0
+    /// when none was; -1 when it was cancelled.
     ///
     ///     "x/ab", "y"    => y/ab
     ///     "x/a.b", "y"   => y/a         the name is that of base(): without its extension
@@ -267,8 +268,8 @@ public:
     /// "*" and all. Links are copied as what they lead to. A folder is not copied when it is the
     /// one that the copy goes to, or is being copied already, so that a copy below its own source
     /// and a loop of links end. What is in a folder that cannot be made at the target is left out,
-    /// as is a file that copy() cannot copy. But a file that stands in a folder's way is a target of
-    /// copy() for each file directly in the folder, which is meant: the last one stays. An empty
+    /// as is a file that copy() cannot copy. But a file that stands in a folder's way is a target
+    /// of copy() for each file directly in the folder, which is meant: the last one stays. An empty
     /// \p source is no folder.
     static int copyDir(const Data::String &source, const Data::String &target, int overwrite = 1,
                        bool cancelable = false);

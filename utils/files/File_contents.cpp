@@ -6,6 +6,7 @@
 #include "utils/files/Utf8_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/text/DateTime.h"
+#include "utils/text/DateTimeText_p.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -286,7 +287,7 @@ Data::String File::timestampString(const Data::String &path, const Data::String 
     const QFileInfo file(path);
     if (!file.exists())
         return {};
-    return lastModified(file).toString(format.isEmpty() ? DateTime::formatISO() : format);
+    return dateTimeText(lastModified(file), format.isEmpty() ? DateTime::formatISO() : format);
 }
 
 Data::String File::version(const Data::String &path)

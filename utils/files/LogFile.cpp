@@ -70,8 +70,10 @@ LogFile::LogFile(const Data::String &path, bool removeIfEmpty)
 LogFile::~LogFile()
 {
     d->file.close();
-    // A file that could not be opened is somebody else's.
-    if (d->removeIfEmpty && d->isOurs && d->file.size() == 0)
+    // A file that could not be opened is somebody else's. One of which nothing can be told, whose
+    // size is 0 to Qt and which is no plain file, may have something in it.
+    const QFileInfo left(d->file.fileName());
+    if (d->removeIfEmpty && d->isOurs && left.isFile() && left.size() == 0)
         d->file.remove();
 }
 

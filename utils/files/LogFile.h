@@ -32,7 +32,7 @@ class KELMUTILS_EXPORT LogFile
 {
 public:
     /// Opens the log at \p path, or none when that is empty. \p removeIfEmpty takes a log away at
-    /// its end that has nothing in it.
+    /// its end that has nothing in it, but none whose size cannot be told then.
     LogFile(const Data::String &path, bool removeIfEmpty);
     ~LogFile();
 
@@ -58,7 +58,7 @@ public:
     bool setPath(const Data::String &path);
 
     /// Whether each append(), also one that carries on a line, begins with the local time as
-    /// "hh:mm:ss.zzz: ". Off at first.
+    /// "hh:mm:ss.zzz: ", in digits from 0 to 9 in any language. Off at first.
     void setTimestamp(bool enabled);
 
 private:

@@ -1,6 +1,7 @@
 #include "utils/text/DateTime.h"
 
 #include "utils/text/DateTimeFormats_p.h"
+#include "utils/text/DateTimeText_p.h"
 
 #include <QDateTime>
 #include <QFileInfo>
@@ -105,7 +106,17 @@ Data::String DateTime::toString(const Data::String &format) const
         return QString::number(m_time, 'f', 3);
     if (!isValid())
         return {};
-    return toQDateTime(m_time).toString(format.isEmpty() ? formatDefault() : format);
+    return dateTimeText(toQDateTime(m_time), format.isEmpty() ? formatDefault() : format);
+}
+
+QString dateTimeText(const QDateTime &dateTime, const QString &pattern)
+{
+    QString text = dateTime.toString(pattern);
+    for (QChar &character : text) {
+        if (character.isDigit())
+            character = QLatin1Char(static_cast<char>('0' + character.digitValue()));
+    }
+    return text;
 }
 
 static QString unitWord(QLatin1String word, int count, int style)

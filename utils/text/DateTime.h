@@ -9,7 +9,8 @@ namespace Utils {
 /// fraction. 0 or below means that there is no time.
 ///
 /// Text is in local time, and names of months and days are in the language of the system, not of
-/// the default QLocale. The fraction is cut to milliseconds where a calendar is asked, never
+/// the default QLocale. Digits are written as 0 to 9 in any language; those of the language of the
+/// system are read, too. The fraction is cut to milliseconds where a calendar is asked, never
 /// rounded: 1.001 is 1000 ms there, as the double lies just below it.
 ///
 /// A value that no calendar holds (not a number, infinite, further away than 290 million years) has
