@@ -1504,6 +1504,16 @@ private Q_SLOTS:
         QCOMPARE(below("here"), QString("a b/ b/c"));
     }
 
+    void removesTheContentsOfTheCurrentFolderByItsName()
+    {
+        makeAll("x/file x/folder/file y");
+        QDir::setCurrent(path("x"));
+
+        QCOMPARE(File::remove("./*"), 3);
+
+        QCOMPARE(below(""), QString("x/ y"));
+    }
+
     void removesNothingOfTheRoot()
     {
         // In a root of its own, as a mistake here would cost everything.

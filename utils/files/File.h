@@ -295,9 +295,12 @@ public:
     /// names between the line feeds.
     ///
     /// A link is removed as a link, and what it leads to is left alone. Only one that \p path goes
-    /// through is followed: "link/*" empties the folder that it leads to. "/*" and "*", which
-    /// leave no name of a folder in front of the wildcard, remove nothing, and neither does "//*",
-    /// which is the root.
+    /// through is followed: "link/*" empties the folder that it leads to.
+    ///
+    /// "/*" and "*", which have no name of a folder before the wildcard, remove nothing, and
+    /// neither does "//*", which is the root: an empty name is not taken for the current folder, so
+    /// that a path that was put together wrongly removes nothing. For the current folder write
+    /// "./*".
     static int remove(const Data::String &path, const Data::String &exceptions = Data::String(),
                       bool cancelable = false);
 

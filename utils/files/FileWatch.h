@@ -59,8 +59,10 @@ public:
     /// when that is empty. "" when the file is missing.
     Data::String modifiedTime(const Data::String &format) const;
 
-    /// As in Signal, but a method text with "String" in it gets the path alone. That includes one
-    /// with a key and a value, which so cannot be connected, which is meant.
+    /// As in Signal, but a method with "String" anywhere in its text is connected to
+    /// sig(const Data::String &), and gets the path alone. The name of the method counts, too:
+    /// "1setString()" is connected so. One with a key and a value cannot be connected for that
+    /// reason: the result is false. All this is meant.
     bool connect(const QObject *receiver, const char *method) override;
     using Signal::connect;
 
