@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <new>
@@ -170,6 +171,8 @@ QList<QByteArray> CSVReaderPrivate::fieldsOf(int row)
     QList<QByteArray> fields;
     try {
         const LineSource::Line line = this->line(row);
+        if (!line.isRead)
+            return split(nullptr, nullptr); // an empty line, and another try the next time
         if (hasReturns(line.begin, line.end)) {
             const QByteArray bytes = withoutReturns(line.begin, line.end);
             fields = split(bytes.constData(), bytes.constData() + bytes.size());
@@ -261,7 +264,11 @@ void CSVReader::addDelimiter(char delimiter)
 {
     if (delimiter == '\0' || d->delimiters.contains(delimiter))
         return;
-    d->delimiters.append(delimiter);
+    try {
+        d->delimiters.append(delimiter);
+    } catch (const std::bad_alloc &) {
+        return;
+    }
     d->isDelimiter[static_cast<unsigned char>(delimiter)] = delimiter != '\r';
 }
 
@@ -269,28 +276,32 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
 {
     d->path = path;
     d->setSource(nullptr, {});
+    try {
+        // The open of a pipe waits for a writer, and what is in it could not be read twice.
+        std::error_code error;
+        if (path.isEmpty() ||
+            !std::filesystem::is_regular_file(std::filesystem::u8path(path.toStdString()), error))
+            return false;
+        OwnedFile file(File::openRead(path));
+        if (!file)
+            return false;
 
-    // The open of a pipe waits for a writer, and what is in it could not be read twice.
-    std::error_code error;
-    if (path.isEmpty() ||
-        !std::filesystem::is_regular_file(std::filesystem::u8path(path.toStdString()), error))
+        // In place only when all is there: the host, which is told of progress, may come back to
+        // here.
+        const auto source = std::make_shared<LineSource>(std::move(file));
+        if (progress) {
+            const qint64 steps = File::size(path) / LineSource::blockSize;
+            progress->setMaxSteps(static_cast<int>(qMin<qint64>(steps, LineIndex::maxFileSize)));
+        }
+        const std::shared_ptr<const LineIndex> index = source->findLines(progress);
+        if (!index)
+            return false;
+        d->path = path;
+        d->setSource(source, index);
+        return true;
+    } catch (const std::bad_alloc &) {
         return false;
-    std::FILE *const file = File::openRead(path);
-    if (!file)
-        return false;
-
-    // In place only when all is there: the host, which is told of progress, may come back to here.
-    const auto source = std::make_shared<LineSource>(file);
-    if (progress) {
-        const qint64 steps = File::size(path) / LineSource::blockSize;
-        progress->setMaxSteps(static_cast<int>(qMin<qint64>(steps, LineIndex::maxFileSize)));
     }
-    const std::shared_ptr<const LineIndex> index = source->findLines(progress);
-    if (!index)
-        return false;
-    d->path = path;
-    d->setSource(source, index);
-    return true;
 }
 
 void CSVReader::setHoleValue(double value) { d->holeValue = value; }
@@ -306,18 +317,23 @@ int CSVReader::numColumns(int row) const { return data(row).size(); }
 bool CSVReader::hasHeader() const
 {
     const QList<QByteArray> fields = data(0);
-    return std::any_of(fields.begin(), fields.end(), [](const QByteArray &field) {
-        bool isNumber = false;
-        field.trimmed().toDouble(&isNumber);
-        return !isNumber;
-    });
+    try {
+        return std::any_of(fields.begin(), fields.end(), [](const QByteArray &field) {
+            bool isNumber = false;
+            field.trimmed().toDouble(&isNumber);
+            return !isNumber;
+        });
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
 }
 
 unsigned short CSVReader::checksum(int rows) const
 {
     Checksum sum;
-    const QByteArray count = QByteArray::number(numRows());
-    sum.add(count.constData(), static_cast<std::size_t>(count.size()));
+    char count[16];
+    const char *const countEnd = std::to_chars(count, count + sizeof(count), numRows()).ptr;
+    sum.add(count, static_cast<std::size_t>(countEnd - count));
     const int end = rows < 0 ? numRows() : std::min(rows, numRows());
     for (int row = 0; row < end; ++row) {
         const LineSource::Line line = d->line(row);
@@ -390,7 +406,13 @@ QStringList CSVReader::colDataD(int col, int firstRow) const
 
 double CSVReader::dataValue(int row, int col, bool *ok) const
 {
-    return toValue(data(row, col), ok);
+    try {
+        return toValue(data(row, col), ok);
+    } catch (const std::bad_alloc &) {
+        if (ok)
+            *ok = false;
+        return 0.0;
+    }
 }
 
 QList<double> CSVReader::dataValue(int row) const { return toValues(data(row)); }

@@ -42,11 +42,15 @@ class Progress;
 ///
 /// A row is read when it is asked for; the row that was split last, and row 0, are kept. They stay
 /// as they were split when a delimiter is added, until read() or, for the former, until another
-/// row is split, which is meant. A change of the file may show or not; what is gone from it reads
-/// as empty.
+/// row is split, which is meant. A change of the file may show or not; of a row that is partly gone
+/// from it what is left is read.
 ///
-/// The file ends at 2 GiB for the reader, and what is behind is not there. A row that is larger
-/// than the memory is empty, and so is an answer.
+/// A row that cannot be read, because the disk fails or the memory does not suffice, is an empty
+/// line, never a part of the row, and nothing tells it from one that is empty in the file. It is
+/// not kept: the next access tries again. Where a whole answer is more than the memory holds, the
+/// answer is empty.
+///
+/// The file ends at 2 GiB for the reader, and what is behind is not there.
 ///
 /// Copies share the open file, and it is closed by the first of them that is destroyed or calls
 /// read(), which is meant: the rows of the others are empty from then on, but for those kept.
@@ -62,14 +66,16 @@ public:
     CSVReader &operator=(const CSVReader &other);
     ~CSVReader();
 
-    /// Adds a byte at which lines are split, unless it is zero or there already.
+    /// Adds a byte at which lines are split, unless it is zero or there already, or the memory does
+    /// not suffice.
     void addDelimiter(char delimiter);
 
     /// Finds the lines of the file \p path, and keeps it open. What was read before is forgotten,
     /// while delimiters and hole value stay.
     ///
-    /// False, with no rows, for an empty path and when the file cannot be opened; so, too, for what
-    /// is no regular file, and for more lines than the memory holds.
+    /// False, with no rows and no file open, for an empty path and when the file cannot be opened
+    /// or cannot be read to its end; so, too, for what is no regular file, and for more lines than
+    /// the memory holds.
     ///
     /// \p progress gets a step per block of 10,240 bytes that is read, of so many as there are
     /// whole ones, so that it may get one more. It cannot cancel, which is meant.
@@ -95,7 +101,7 @@ public:
 
     /// CRC-16, as by qChecksum(), of the number of all rows in decimal and the first \p rows lines,
     /// without carriage returns and with nothing in between. All lines when \p rows is negative or
-    /// larger than their number.
+    /// larger than their number. A row that cannot be read counts as an empty line.
     ///
     /// The same for CR LF and LF, but another one with one more line feed at the end.
     unsigned short checksum(int rows = -1) const;

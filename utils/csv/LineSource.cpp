@@ -4,6 +4,7 @@
 #include "utils/feedback/Progress.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <new>
 
@@ -24,17 +25,15 @@ void LineIndex::squeeze()
     m_pieces.front() = std::move(exact);
 }
 
-LineSource::LineSource(std::FILE *file) : m_file(file)
+LineSource::LineSource(OwnedFile file) : m_file(std::move(file))
 {
     // A buffer of its own would be filled at each seek.
-    std::setvbuf(m_file, nullptr, _IONBF, 0);
+    std::setvbuf(m_file.get(), nullptr, _IONBF, 0);
 }
 
 void LineSource::close()
 {
-    if (m_file)
-        std::fclose(m_file);
-    m_file = nullptr;
+    m_file.reset();
     m_bytes.reset();
     m_count = 0;
 }
@@ -47,7 +46,10 @@ std::shared_ptr<const LineIndex> LineSource::findLines(Progress *progress)
         index->append(0);
         while (true) {
             const int start = index->fileSize;
-            const int count = read(bytes.get(), std::min(scanSize, LineIndex::maxFileSize - start));
+            const auto [count, hasFailed] =
+                read(bytes.get(), std::min(scanSize, LineIndex::maxFileSize - start));
+            if (hasFailed)
+                return nullptr;
             if (count == 0)
                 break;
             for (int block = 0; block < count; block += blockSize) {
@@ -85,27 +87,43 @@ LineSource::Line LineSource::line(const LineIndex &index, int number)
                 return line;
             }
         }
-        line.holder = readByBlocks(start);
-        line.holder.reserve(line.holder.size() + scanPadding);
-        line.begin = line.holder.constData();
-        line.end = line.begin + line.holder.size();
-        return line;
+        if (readByBlocks(start, line.holder)) {
+            line.holder.reserve(line.holder.size() + scanPadding);
+            line.begin = line.holder.constData();
+            line.end = line.begin + line.holder.size();
+            return line;
+        }
     } catch (const std::bad_alloc &) {
-        return Line();
+        // as good as one that cannot be read
     }
+    Line none;
+    none.isRead = false;
+    return none;
 }
 
-int LineSource::read(char *bytes, int size)
+LineSource::Bytes LineSource::read(char *bytes, int size)
 {
-    if (!m_file || size <= 0)
-        return 0;
-    return static_cast<int>(std::fread(bytes, 1, static_cast<std::size_t>(size), m_file));
+    Bytes result;
+    while (m_file && result.count < size) {
+        std::clearerr(m_file.get()); // of what failed before
+        const auto wanted = static_cast<std::size_t>(size - result.count);
+        result.count += static_cast<int>(std::fread(bytes + result.count, 1, wanted, m_file.get()));
+        if (!std::ferror(m_file.get()))
+            break; // all, or the end of the file
+        result.hasFailed = errno != EINTR;
+        if (result.hasFailed)
+            break;
+    }
+    return result;
 }
 
-int LineSource::readAt(int offset, char *bytes, int size)
+LineSource::Bytes LineSource::readAt(int offset, char *bytes, int size)
 {
-    if (!m_file || std::fseek(m_file, offset, SEEK_SET) != 0)
-        return 0;
+    if (m_file && std::fseek(m_file.get(), offset, SEEK_SET) != 0) {
+        Bytes nothing;
+        nothing.hasFailed = true;
+        return nothing;
+    }
     return read(bytes, std::min(size, LineIndex::maxFileSize - offset));
 }
 
@@ -130,27 +148,26 @@ const char *LineSource::window(int offset, int size)
         m_bytes.reset(new char[windowSize + scanPadding]);
     const qint64 start = isNear && goesBack ? std::max<qint64>(end + 1 - m_step, 0) : offset;
     m_start = static_cast<int>(std::min<qint64>(start, offset));
-    m_count = readAt(m_start, m_bytes.get(), m_step);
+    m_count = readAt(m_start, m_bytes.get(), m_step).count; // what is there is good
     return holds() ? m_bytes.get() + (offset - m_start) : nullptr;
 }
 
-/// A line by the rule about zero bytes.
-QByteArray LineSource::readByBlocks(int offset)
+/// A line by the rule about zero bytes. False when the file cannot be read up to its end.
+bool LineSource::readByBlocks(int offset, QByteArray &line)
 {
-    QByteArray line;
     char block[blockSize];
-    while (const int count = readAt(offset, block, blockSize)) {
+    while (true) {
+        const auto [count, hasFailed] = readAt(offset, block, blockSize);
         const void *const zero = std::memchr(block, '\0', static_cast<std::size_t>(count));
         const char *end = zero ? static_cast<const char *>(zero) : block + count;
         const void *const feed = std::memchr(block, '\n', static_cast<std::size_t>(end - block));
         if (feed)
             end = static_cast<const char *>(feed);
         line.append(block, static_cast<int>(end - block));
-        if (feed)
-            break;
+        if (feed || hasFailed || count == 0)
+            return feed || !hasFailed;
         offset += count;
     }
-    return line;
 }
 
 } // namespace Utils

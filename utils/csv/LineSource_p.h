@@ -11,6 +11,14 @@ namespace Utils {
 
 class Progress;
 
+struct FileCloser
+{
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+
+/// A file of the C library that is closed with its owner.
+using OwnedFile = std::unique_ptr<std::FILE, FileCloser>;
+
 /// The open file of a CSVReader and its copies.
 ///
 /// The rules about zero bytes, and the steps of the progress, go by blocks of 10,240 bytes. What is
@@ -26,34 +34,43 @@ public:
     {
         const char *begin = nullptr;
         const char *end = nullptr;
+        bool isRead = true; ///< false for one that could not be read, which is empty
         QByteArray holder;
     };
 
-    /// Takes over \p file.
-    explicit LineSource(std::FILE *file);
-    ~LineSource() { close(); }
+    explicit LineSource(OwnedFile file);
     LineSource(const LineSource &) = delete;
     LineSource &operator=(const LineSource &) = delete;
 
     /// There is nothing in it from then on.
     void close();
 
-    /// Finds all lines, and ticks once a block. Null when they are more than the memory holds.
+    /// Finds all lines, and ticks once a block. Null when they are more than the memory holds, and
+    /// when the file cannot be read to its end.
     std::shared_ptr<const LineIndex> findLines(Progress *progress);
 
     /// The bytes of a line, with its carriage returns, and with room for scanPadding bytes behind
-    /// it. Empty when it is larger than the memory.
+    /// it. Empty, and never a part of it, when it cannot be read or is larger than the memory; but
+    /// what is left of it when the file has become shorter.
     Line line(const LineIndex &index, int number);
 
 private:
     static constexpr int windowSize = 256 * 1024;
 
-    int read(char *bytes, int size);
-    int readAt(int offset, char *bytes, int size);
-    const char *window(int offset, int size);
-    QByteArray readByBlocks(int offset);
+    /// Some bytes, fewer at the end of the file, and where it cannot be read, which hasFailed
+    /// tells.
+    struct Bytes
+    {
+        int count = 0;
+        bool hasFailed = false;
+    };
 
-    std::FILE *m_file;
+    Bytes read(char *bytes, int size);
+    Bytes readAt(int offset, char *bytes, int size);
+    const char *window(int offset, int size);
+    bool readByBlocks(int offset, QByteArray &line);
+
+    OwnedFile m_file;
 
     // A part of the file that lines are cut from: a seek and a read a line would be slow.
     std::unique_ptr<char[]> m_bytes;

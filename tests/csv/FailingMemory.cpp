@@ -1,0 +1,78 @@
+#include "tests/csv/FailingMemory.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <new>
+
+#ifdef __SANITIZE_ADDRESS__
+#define KELM_BEHIND(name) __interceptor_##name
+#else
+#define KELM_BEHIND(name) __libc_##name
+#endif
+
+extern "C" void *KELM_BEHIND(malloc)(std::size_t size);
+extern "C" void *KELM_BEHIND(calloc)(std::size_t count, std::size_t size);
+extern "C" void *KELM_BEHIND(realloc)(void *bytes, std::size_t size);
+
+static thread_local bool isArmed;
+static thread_local bool isOnce;
+static thread_local int left;
+static thread_local bool hasOneFailed;
+
+FailingMemory::FailingMemory(int number, Mode mode)
+{
+    left = number;
+    isOnce = mode == Once;
+    hasOneFailed = false;
+    isArmed = true;
+}
+
+void FailingMemory::end() { isArmed = false; }
+bool FailingMemory::hasFailed() const { return hasOneFailed; }
+
+static bool fails()
+{
+    if (!isArmed)
+        return false;
+    if (left > 0) {
+        --left;
+        return false;
+    }
+    if (hasOneFailed && isOnce)
+        return false;
+    hasOneFailed = true;
+    errno = ENOMEM;
+    return true;
+}
+
+#define KELM_IN_FRONT extern "C" __attribute__((visibility("default")))
+
+KELM_IN_FRONT void *malloc(std::size_t size) noexcept
+{
+    return fails() ? nullptr : KELM_BEHIND(malloc)(size);
+}
+
+KELM_IN_FRONT void *calloc(std::size_t count, std::size_t size) noexcept
+{
+    return fails() ? nullptr : KELM_BEHIND(calloc)(count, size);
+}
+
+KELM_IN_FRONT void *realloc(void *bytes, std::size_t size) noexcept
+{
+    return fails() ? nullptr : KELM_BEHIND(realloc)(bytes, size);
+}
+
+// The sanitizers have some of their own, which do not use the above.
+
+void *operator new(std::size_t size)
+{
+    if (void *const bytes = std::malloc(size > 0 ? size : 1))
+        return bytes;
+    throw std::bad_alloc();
+}
+
+void *operator new[](std::size_t size) { return operator new(size); }
+void operator delete(void *bytes) noexcept { std::free(bytes); }
+void operator delete(void *bytes, std::size_t) noexcept { std::free(bytes); }
+void operator delete[](void *bytes) noexcept { std::free(bytes); }
+void operator delete[](void *bytes, std::size_t) noexcept { std::free(bytes); }

@@ -1,0 +1,33 @@
+#pragma once
+
+/// While it lives, an allocation of this thread fails, as where the memory ends.
+///
+///     for (int n = 0; ; ++n) {
+///         FailingMemory memory(n, FailingMemory::Once);
+///         ... // the operation
+///         if (!memory.hasFailed())
+///             break; // it needs no more than n
+///     }
+///
+/// A test that uses it links the target Faults, whose functions stand in front of those of the C
+/// library.
+class FailingMemory
+{
+public:
+    enum Mode
+    {
+        Once,      ///< only the allocation \p number, counted from 0
+        FromThenOn ///< that one and all later ones
+    };
+
+    FailingMemory(int number, Mode mode);
+    ~FailingMemory() { end(); }
+
+    FailingMemory(const FailingMemory &) = delete;
+    FailingMemory &operator=(const FailingMemory &) = delete;
+
+    /// Lets all allocations succeed again.
+    void end();
+
+    bool hasFailed() const;
+};

@@ -1,0 +1,321 @@
+#include "utils/csv/CSVReader.h"
+
+#include "tests/csv/BadFile.h"
+#include "tests/csv/FailingMemory.h"
+#include "tests/support/Files.h"
+#include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <functional>
+
+using Utils::CSVReader;
+
+using Fields = QList<QByteArray>;
+using Numbers = QList<double>;
+
+class tst_CSVReader_faults : public QObject
+{
+    Q_OBJECT
+
+private:
+    const QTemporaryDir m_folder;
+
+    QString file(const QByteArray &contents) const
+    {
+        return makeFile(m_folder.filePath("table.csv"), contents);
+    }
+
+    /// A file of as many rows "1000000,0", "1000001,1"..., of ten bytes each, with the line feed.
+    QString rows(int count) const
+    {
+        QByteArray contents;
+        for (int row = 0; row < count; ++row)
+            contents += QByteArray::number(1000000 + row) + ',' + char('0' + row % 10) + '\n';
+        return file(contents);
+    }
+
+private Q_SLOTS:
+    void readsNothingOfAFileThatBreaksOff_data()
+    {
+        QTest::addColumn<qint64>("offset");
+
+        QTest::newRow("at its start") << qint64(0);
+        QTest::newRow("in a line") << qint64(1234);
+        QTest::newRow("behind a line feed") << qint64(1230);
+        QTest::newRow("behind a block") << qint64(10240);
+        QTest::newRow("behind what is read at once") << qint64(163840);
+        QTest::newRow("in front of its last byte") << qint64(199999);
+        QTest::newRow("at its end") << qint64(200000);
+    }
+
+    void readsNothingOfAFileThatBreaksOff()
+    {
+        QFETCH(qint64, offset);
+        const QString path = rows(20000);
+        CSVReader reader;
+        QVERIFY(reader.read(path));
+        const int filesBefore = openFiles();
+        const BadFile bad(path, offset);
+
+        QVERIFY(!reader.read(path));
+
+        QVERIFY(bad.count() > 0);
+        QVERIFY(!reader.isValid());
+        QCOMPARE(reader.numRows(), 0);
+        QCOMPARE(reader.path(), Data::String(path));
+        QCOMPARE(reader.data(0), Fields());
+        QCOMPARE(openFiles(), filesBefore - 1);
+    }
+
+    void readsOnWhereASignalHasInterrupted()
+    {
+        const QString path = rows(20000);
+        CSVReader reader;
+        {
+            const BadFile interrupted(path, 1234, EINTR, 1);
+            QVERIFY(reader.read(path));
+            QCOMPARE(interrupted.count(), 1);
+        }
+        QCOMPARE(reader.numRows(), 20001);
+
+        const BadFile interrupted(path, 120005, EINTR, 1);
+        QCOMPARE(reader.data(12000), (Fields{"1012000", "0"}));
+        QCOMPARE(interrupted.count(), 1);
+    }
+
+    void hasNoPartOfARowThatCannotBeRead()
+    {
+        const QString path = rows(20000);
+        CSVReader reader;
+        QVERIFY(reader.read(path));
+        const BadFile bad(path, 120005); // within row 12000
+
+        QCOMPARE(reader.data(12000), Fields{""});
+        QCOMPARE(reader.data(12000, 0), QByteArray());
+        QCOMPARE(reader.data(12000, -1), QByteArray());
+        QCOMPARE(reader.dataD(12000), QStringList(""));
+        QCOMPARE(reader.numColumns(12000), 1);
+        bool ok = true;
+        QCOMPARE(reader.dataValue(12000, 1, &ok), 0.0);
+        QVERIFY(!ok);
+
+        QVERIFY(bad.count() > 0);
+    }
+
+    void hasAllRowsInFrontOfWhatCannotBeRead()
+    {
+        const QString path = rows(20000);
+        CSVReader reader;
+        QVERIFY(reader.read(path));
+        const BadFile bad(path, 120005);
+
+        for (int row = 11000; row < 12000; ++row)
+            QCOMPARE(reader.data(row, 0), QByteArray::number(1000000 + row));
+        for (int row = 11999; row > 11000; --row)
+            QCOMPARE(reader.data(row, 0), QByteArray::number(1000000 + row));
+        const Numbers column = reader.colDataValue(0, 11000);
+
+        QCOMPARE(column.size(), 12000 - 11000 + 8000);
+        QCOMPARE(column.at(999), 1011999.0);
+        QCOMPARE(column.at(1000), 0.0);
+        QVERIFY(bad.count() > 0);
+    }
+
+    void readsARowAgainWhenThatIsPossible_data()
+    {
+        QTest::addColumn<int>("row");
+
+        QTest::newRow("the first") << 0;
+        QTest::newRow("one in the middle") << 12000;
+        QTest::newRow("the last") << 19999;
+    }
+
+    void readsARowAgainWhenThatIsPossible()
+    {
+        QFETCH(int, row);
+        const QString path = rows(20000);
+        const Fields fields = {QByteArray::number(1000000 + row), QByteArray::number(row % 10)};
+        CSVReader reader;
+        QVERIFY(reader.read(path));
+        BadFile bad(path, 0);
+        QCOMPARE(reader.data(row), Fields{""});
+        QCOMPARE(reader.colData(1, row).value(0), QByteArray());
+        bad.refuseSeeks();
+        QCOMPARE(reader.data(row), Fields{""});
+        QVERIFY(bad.count() > 2);
+
+        bad.repair();
+
+        QCOMPARE(reader.data(row), fields);
+        QCOMPARE(reader.colData(1, row).value(0), fields.at(1));
+    }
+
+    void keepsWhatItHasWhereASeekFails()
+    {
+        const QString path = rows(20000);
+        CSVReader reader;
+        QVERIFY(reader.read(path));
+        QCOMPARE(reader.data(18000, 0), QByteArray("1018000"));
+        BadFile bad(path, 1 << 20);
+        bad.refuseSeeks();
+
+        QCOMPARE(reader.data(10), Fields{""}); // not what is at another place
+        QCOMPARE(reader.data(18000, 0), QByteArray("1018000"));
+
+        QVERIFY(bad.count() > 0);
+    }
+
+    void hasNoPartOfALongRowThatCannotBeRead()
+    {
+        const QByteArray longLine(1000000, 'x');
+        const QString path = file("a\n" + longLine + "\nb\n");
+        CSVReader reader;
+        QVERIFY(reader.read(path));
+        BadFile bad(path, 200000);
+
+        QCOMPARE(reader.data(0, 0), QByteArray("a"));
+        QCOMPARE(reader.data(1), Fields{""});
+        QCOMPARE(reader.data(2), Fields{""});
+        QCOMPARE(bad.count() > 0, true);
+
+        bad.repair();
+        QCOMPARE(reader.data(1), Fields{longLine});
+    }
+
+    void hasNoPartOfARowWithAZeroByteThatCannotBeRead()
+    {
+        const QByteArray zero(1, '\0');
+        const QByteArray line = "a" + zero + QByteArray(20000, 'x');
+        const QString path = file("b\n" + line + "\nc\n");
+        CSVReader reader;
+        QVERIFY(reader.read(path));
+        QVERIFY(reader.data(1, -1).size() > 1);
+        QCOMPARE(reader.data(0, -1), QByteArray("b"));
+        const BadFile bad(path, 15000);
+
+        QCOMPARE(reader.data(1, -1), QByteArray());
+        QCOMPARE(reader.data(0, -1), QByteArray("b"));
+    }
+
+    void sumsARowThatCannotBeReadAsAnEmptyLine()
+    {
+        const QString path = file("1,2\n3,4\n5,6");
+        CSVReader reader;
+        QVERIFY(reader.read(path));
+        BadFile bad(path, 5);
+
+        QCOMPARE(int(reader.checksum()), int(qChecksum("31,2", 4)));
+        QCOMPARE(int(reader.checksum(1)), int(qChecksum("31,2", 4)));
+
+        bad.repair();
+        QCOMPARE(int(reader.checksum()), int(qChecksum("31,23,45,6", 10)));
+    }
+
+    void losesNothingWhereTheMemoryEnds_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::newRow("once") << int(FailingMemory::Once);
+        QTest::newRow("for good") << int(FailingMemory::FromThenOn);
+    }
+
+    void losesNothingWhereTheMemoryEnds()
+    {
+        QFETCH(int, mode);
+        const QString path = file("1,2\r\n3," + QByteArray(300, 'x') + "\n5,6\n7,8");
+        const Data::String name = path;
+        const QString longPath =
+            file("\n" + QByteArray(300000, 'y') + "\n" + QByteArray("\0z", 2) + "\n");
+        makeFile(m_folder.filePath("other.csv"), "1,2\r\n3," + QByteArray(300, 'x') + "\n5,6\n7,8");
+        const Data::String other = m_folder.filePath("other.csv");
+        const Data::String large = longPath;
+        const int filesBefore = openFiles();
+
+        // Each operation on a fresh reader; then the reader gives all there is, or has no rows
+        // where the operation has read and failed.
+        struct Operation
+        {
+            const char *name;
+            std::function<bool(CSVReader &)> run; // whether there are rows afterwards
+        };
+        const QList<Operation> operations = {
+            {"read", [&](CSVReader &reader) { return reader.read(other); }},
+            {"data", [](CSVReader &reader) { return reader.data(0), true; }},
+            {"data, long", [](CSVReader &reader) { return reader.data(1), true; }},
+            {"line", [](CSVReader &reader) { return reader.data(1, -1), true; }},
+            {"dataD", [](CSVReader &reader) { return reader.dataD(1), true; }},
+            {"dataD, field", [](CSVReader &reader) { return reader.dataD(1, 1), true; }},
+            {"dataValue", [](CSVReader &reader) { return reader.dataValue(1), true; }},
+            {"dataValue, field", [](CSVReader &reader) { return reader.dataValue(1, 1), true; }},
+            {"rowData", [](CSVReader &reader) { return reader.rowData(1, 1), true; }},
+            {"rowDataD", [](CSVReader &reader) { return reader.rowDataD(1, 1), true; }},
+            {"colData", [](CSVReader &reader) { return reader.colData(1, -1), true; }},
+            {"colDataD", [](CSVReader &reader) { return reader.colDataD(0, 0), true; }},
+            {"colDataValue", [](CSVReader &reader) { return reader.colDataValue(0), true; }},
+            {"hasHeader", [](CSVReader &reader) { return reader.hasHeader(), true; }},
+            {"checksum", [](CSVReader &reader) { return reader.checksum(), true; }},
+        };
+        for (const Operation &operation : operations) {
+            int n = 0;
+            for (bool goesOn = true; goesOn; ++n) {
+                CSVReader reader;
+                QVERIFY(reader.read(other));
+                bool hasRows = false;
+                FailingMemory memory(n, static_cast<FailingMemory::Mode>(mode));
+                try {
+                    hasRows = operation.run(reader);
+                } catch (...) {
+                    memory.end();
+                    QFAIL(qPrintable(QString("%1 throws at %2").arg(operation.name).arg(n)));
+                }
+                memory.end();
+                goesOn = memory.hasFailed();
+
+                QCOMPARE(reader.numRows(), hasRows ? 4 : 0);
+                QCOMPARE(openFiles(), filesBefore + hasRows);
+                if (!hasRows)
+                    continue;
+                QCOMPARE(reader.data(0), (Fields{"1", "2"}));
+                QCOMPARE(reader.data(1), (Fields{"3", QByteArray(300, 'x')}));
+                QCOMPARE(reader.colDataValue(0), (Numbers{1, 3, 5, 7}));
+                QCOMPARE(int(reader.checksum(1)), int(qChecksum("41,2", 4)));
+            }
+            QVERIFY2(n < 1000, operation.name);
+        }
+
+        // Rows that are read by blocks.
+        CSVReader reader;
+        QVERIFY(reader.read(large));
+        for (int n = 0;; ++n) {
+            FailingMemory memory(n, static_cast<FailingMemory::Mode>(mode));
+            const int size = reader.data(1, -1).size();
+            const QByteArray zero = reader.data(2, -1);
+            memory.end();
+            QVERIFY(size == 0 || size == 300000);
+            QCOMPARE(zero, QByteArray());
+            if (!memory.hasFailed())
+                break;
+        }
+        QCOMPARE(reader.data(1, -1).size(), 300000);
+    }
+
+    void addsADelimiterOrNoneWhereTheMemoryEnds()
+    {
+        const QString path = file("a b;c");
+        for (int n = 0;; ++n) {
+            CSVReader reader(';');
+            QVERIFY(reader.read(path));
+            FailingMemory memory(n, FailingMemory::Once);
+            reader.addDelimiter(' ');
+            memory.end();
+            const Fields fields = reader.data(0);
+            QCOMPARE(fields, memory.hasFailed() ? (Fields{"a b", "c"}) : (Fields{"a", "b", "c"}));
+            if (!memory.hasFailed())
+                break;
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_CSVReader_faults)
+#include "tst_CSVReader_faults.moc"
