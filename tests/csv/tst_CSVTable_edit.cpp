@@ -397,6 +397,31 @@ private Q_SLOTS:
         QCOMPARE(table.data(2), QStringList({"e", "f"}));
     }
 
+    void splitsARowAgainThatMovesUpToOneThatWasNot()
+    {
+        CSVTable table;
+        table.setDemandParse(true);
+        table.setData("a,b\n\nc,d\ne,f");
+        QCOMPARE(table.data(3), QStringList({"e", "f"}));
+
+        QCOMPARE(table.removeEmptyRows(0, 1), 1);
+
+        QCOMPARE(table.data(2), QStringList({"e"}));
+    }
+
+    void losesNoFieldsWhenAllRowsAreSplitBeforeEmptyOnesGo()
+    {
+        CSVTable table;
+        table.setDemandParse(true);
+        table.setData("a,b\n\nc,d\ne,f");
+        QCOMPARE(table.data(3), QStringList({"e", "f"}));
+        QCOMPARE(table.numColumns(), 2);
+
+        QCOMPARE(table.removeEmptyRows(), 1);
+
+        QCOMPARE(rowsOf(table), Rows({{"a", "b"}, {"c", "d"}, {"e", "f"}}));
+    }
+
     // Order
 
     void sorts_data()

@@ -446,6 +446,31 @@ private Q_SLOTS:
         QCOMPARE(written(table), QByteArray("a\n"));
     }
 
+    void keepsThePermissionsOfTheFile()
+    {
+        CSVTable table;
+        table.setData("a");
+        const QString path = file("before");
+        const QFile::Permissions permissions =
+            QFile::ReadOwner | QFile::WriteOwner | QFile::ReadUser | QFile::WriteUser;
+        QVERIFY(QFile::setPermissions(path, permissions));
+
+        QVERIFY(table.write(path));
+
+        QCOMPARE(QFile::permissions(path), permissions);
+    }
+
+    void emptiesTheFileThatItIsIn()
+    {
+        const QString path = file("a,b\nc,d");
+        CSVTable table;
+        QVERIFY(table.read(path, limitOfNoBytes));
+
+        QVERIFY(table.write(path));
+
+        QCOMPARE(QFileInfo(path).size(), 0);
+    }
+
     void writesLoneSurrogatesAsQuestionMarks()
     {
         CSVTable table;

@@ -18,6 +18,10 @@ namespace Utils {
 /// Cells are not held one by one. A \p Block holds the text of many rows, which is never changed,
 /// and knows where their cells are. A row that becomes anything else than what its block has,
 /// because it is edited or split later, is held as a \p Row from then on.
+///
+/// When the memory does not suffice, an operation throws std::bad_alloc, and nothing has changed
+/// but that rows may be split, as reading them does. So what needs memory comes first: the row to
+/// change as a list of its own, and room for its mark.
 template <typename Row, typename Block>
 class CSVMemoryData : public CSVData
 {
@@ -95,19 +99,26 @@ public:
         if (!isInReach(row, col))
             return;
 
-        while (row >= numRows())
-            m_held.insert(m_order.append(), Row());
-        Row &fields = rowToChange(row);
-        while (col >= fields.size())
-            fields.append(Field());
-        fields[col] = encoded(text);
+        const Field field = encoded(text);
+        makeRoomForMarks(row + 1);
+        appendOrNothing([&] {
+            while (row >= numRows())
+                m_held.insert(m_order.append(), Row());
+            fillUp(rowToChange(row), col);
+        });
+        rowToChange(row)[col] = field;
         mark(row, row + 1);
     }
 
     void removeColumn(int col) override
     {
-        for (int row = 0; col >= 0 && row < numRows(); ++row) {
-            if (col < size(row))
+        const auto isWide = [&](int row) { return col >= 0 && col < size(row); };
+        for (int row = 0; row < numRows(); ++row) {
+            if (isWide(row))
+                rowToHold(row).detach();
+        }
+        for (int row = 0; row < numRows(); ++row) {
+            if (isWide(row))
                 rowToChange(row).removeAt(col);
         }
     }
@@ -131,6 +142,7 @@ public:
     {
         if (!has(row) || isParsed(row))
             return;
+        makeRoomForMarks(row + 1);
         // What stands for its line, even if it is a row that was split and moved here.
         if (size(row) > 0)
             rowToChange(row) = split(heldRow(row).first());
@@ -280,27 +292,28 @@ private:
         Block block;
     };
 
-    /// Calls \p append, which adds \p most rows or fewer, and takes back what it has added when it
-    /// throws.
+    /// Calls \p append, which adds rows, and takes back what it has added when it throws.
     template <typename Append>
-    void appendWhole(int most, bool areParsed, const Append &append)
+    void appendOrNothing(const Append &append)
     {
         const RowOrder::End end = m_order.end();
-        const int first = numRows();
-        const std::size_t numMarks = m_parsedRows.size();
         try {
-            if (areParsed)
-                m_parsedRows.resize(std::max(numMarks, static_cast<std::size_t>(first) + most));
             append();
         } catch (...) {
             m_held.removeFrom(end.id);
             m_order.cut(end);
-            m_parsedRows.resize(numMarks);
             throw;
         }
-        // Last, and with no need of memory: the marks may have been there before the rows.
-        m_parsedRows.resize(
-            std::max(numMarks, areParsed ? static_cast<std::size_t>(numRows()) : 0));
+    }
+
+    /// The same with rows that may be split, at most \p most.
+    template <typename Append>
+    void appendWhole(int most, bool areParsed, const Append &append)
+    {
+        const int first = numRows();
+        if (areParsed)
+            makeRoomForMarks(qint64(first) + most);
+        appendOrNothing(append);
         if (areParsed)
             mark(first, numRows());
     }
@@ -313,6 +326,22 @@ private:
             m_blocks.begin(), m_blocks.end(), id,
             [](int wanted, const PlacedBlock &placed) { return wanted < placed.firstId; });
         return *(next - 1);
+    }
+
+    /// Appends empty fields until there is one at \p col, all or none, and makes the list one that
+    /// is not shared.
+    static void fillUp(Row &fields, int col)
+    {
+        const int before = fields.size();
+        try {
+            while (col >= fields.size())
+                fields.append(Field());
+            fields.detach();
+        } catch (...) {
+            while (fields.size() > before)
+                fields.removeLast();
+            throw;
+        }
     }
 
     /// The number of fields of a row as it is held.
@@ -383,6 +412,14 @@ private:
             row += count;
         }
         return row;
+    }
+
+    /// After this mark() needs no memory for rows up to \p endRow.
+    void makeRoomForMarks(qint64 endRow)
+    {
+        const auto end = static_cast<std::size_t>(endRow);
+        if (end > m_parsedRows.capacity())
+            m_parsedRows.reserve(std::max(end, m_parsedRows.size() + m_parsedRows.size() / 2));
     }
 
     void mark(int firstRow, int endRow)

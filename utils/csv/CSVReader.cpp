@@ -23,6 +23,8 @@ static const int maxRowsInFront = 1 << 24;
 class CSVReaderPrivate
 {
 public:
+    void addDelimiter(char delimiter);
+
     /// Forgets what was read, and closes its file, also for copies.
     void setSource(const std::shared_ptr<LineSource> &newSource,
                    const std::shared_ptr<const LineIndex> &newIndex);
@@ -90,6 +92,14 @@ static double toNumber(const char *begin, const char *end, double holeValue, boo
 static QString toText(const char *begin, const char *end)
 {
     return QString::fromUtf8(begin, static_cast<int>(end - begin)).trimmed();
+}
+
+void CSVReaderPrivate::addDelimiter(char delimiter)
+{
+    if (delimiter == '\0' || delimiters.contains(delimiter))
+        return;
+    delimiters.append(delimiter);
+    isDelimiter[static_cast<unsigned char>(delimiter)] = delimiter != '\r';
 }
 
 void CSVReaderPrivate::setSource(const std::shared_ptr<LineSource> &newSource,
@@ -243,7 +253,7 @@ void CSVReaderPrivate::walkColumn(int col, int fromRow, const Append &append)
 
 CSVReader::CSVReader(char delimiter) : d(std::make_unique<CSVReaderPrivate>())
 {
-    addDelimiter(delimiter);
+    d->addDelimiter(delimiter); // throws: a reader without it would read other rows
 }
 
 CSVReader::CSVReader(const CSVReader &other) : d(std::make_unique<CSVReaderPrivate>(*other.d)) {}
@@ -262,14 +272,11 @@ CSVReader::~CSVReader()
 
 void CSVReader::addDelimiter(char delimiter)
 {
-    if (delimiter == '\0' || d->delimiters.contains(delimiter))
-        return;
     try {
-        d->delimiters.append(delimiter);
+        d->addDelimiter(delimiter);
     } catch (const std::bad_alloc &) {
-        return;
+        // there is none more
     }
-    d->isDelimiter[static_cast<unsigned char>(delimiter)] = delimiter != '\r';
 }
 
 bool CSVReader::read(const Data::String &path, Progress *progress)

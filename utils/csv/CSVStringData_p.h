@@ -50,8 +50,15 @@ public:
     /// All rows as they are held.
     QList<QStringList> heldRows() const;
 
-    /// Puts \p fields in the place of a row that exists, and leaves open whether it is split.
-    void setHeldRow(int row, const QStringList &fields) { rowToChange(row) = fields; }
+    /// Puts what \p rows has at the same numbers in the place of the rows from \p firstRow to
+    /// \p lastRow, which exist, and leaves open whether they are split.
+    void setHeldRows(int firstRow, int lastRow, const QList<QStringList> &rows)
+    {
+        for (int row = firstRow; row <= lastRow; ++row)
+            rowToHold(row); // all the memory that it takes
+        for (int row = firstRow; row <= lastRow; ++row)
+            rowToChange(row) = rows.at(row);
+    }
 
     /// Appends the fields of a row as it is held, with \p separator in between, in UTF-8.
     void appendHeldRow(int row, const QString &separator, QByteArray &to) const;

@@ -6,23 +6,31 @@ namespace Utils {
 
 CSVTable::CSVTable(const Data::String &delimiter) : d(new CSVTablePrivate)
 {
-    addDelimiter(delimiter);
+    d->addDelimiter(delimiter, /*alternate=*/false); // throws: without it a table is another one
 }
 
 CSVTable::~CSVTable() = default;
 
 void CSVTable::addDelimiter(const Data::String &delimiter, bool alternate)
 {
-    QStringList &list = alternate ? d->textData.alternateDelimiters : d->textData.delimiters;
+    unlessOutOfMemory([&] { d->addDelimiter(delimiter, alternate); });
+}
+
+void CSVTablePrivate::addDelimiter(const Data::String &delimiter, bool alternate)
+{
+    QStringList &list = alternate ? textData.alternateDelimiters : textData.delimiters;
     if (!delimiter.isEmpty() && !list.contains(delimiter))
         list.append(delimiter);
 }
 
 void CSVTable::setComment(const Data::String &comment, char except)
 {
-    d->textData.comment = comment;
-    if (except != 0)
-        d->textData.commentException = comment + except;
+    unlessOutOfMemory([&] {
+        const Data::String exception =
+            except != 0 ? Data::String(comment + except) : d->textData.commentException;
+        d->textData.comment = comment;
+        d->textData.commentException = exception;
+    });
 }
 
 Data::String CSVTable::comment() const { return d->textData.comment; }
@@ -49,11 +57,13 @@ void CSVTable::clearPath() { d->path = Data::String(); }
 
 void CSVTable::clear()
 {
-    QStringList &delimiters = d->textData.delimiters;
-    while (delimiters.size() > 1)
-        delimiters.removeLast();
-    d->textData.clear();
-    clearCSV();
+    unlessOutOfMemory([&] {
+        QStringList &delimiters = d->textData.delimiters;
+        if (delimiters.size() > 1)
+            delimiters = delimiters.mid(0, 1);
+        d->textData.clear();
+        clearCSV();
+    });
 }
 
 void CSVTable::clearCSV() { d->useText(); }

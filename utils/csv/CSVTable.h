@@ -45,9 +45,12 @@ class Progress;
 ///     trimmed          when split             when split         when asked for
 ///     empty last line  a row                  a row              a row
 ///     "1.5{mm}"        1.5                    no number, 0.0     no number, 0.0
-///     no such cell     the hole number        0.0                the hole number of its read()
+///     no such cell     the hole number        0.0, see below     the hole number of its read()
 ///     largest row      numColumns(-1)         numColumns(-1)     0
 ///     changes          yes                    yes                start an empty table
+///
+/// In bytes a cell that is not there is 0.0 for dataValue() by row and column alone:
+/// colDataValue(), and what makes a number of a text, return the hole number.
 ///
 /// A table keeps its text rows while it holds cells in another way. Only clear() empties them:
 /// reading text adds to what is there. Some operations look at the text rows and at nothing else,
@@ -62,6 +65,12 @@ class Progress;
 /// Text and bytes are held as they came, with four bytes a cell besides: text given as a string is
 /// shared. A row that is asked for as a list is kept as one, so that a walk over all rows takes the
 /// memory of their strings; columns and single cells take none.
+///
+/// *Faults.* Where the memory does not suffice for a change, nothing is changed, and nobody is
+/// told; rows may be split afterwards as if they had been read. An answer is empty then: "", no
+/// entries, false, 0, or 0.0. In the file, a row that the disk does not give any more is an empty
+/// line, never a part of the row: its cells are empty, its numbers holes, and checksum() takes it
+/// for an empty line. Nothing else tells of it, and the next access tries again. See CSVReader.
 ///
 /// Access is const but may split rows and read the file: no two threads may use one table.
 class KELMUTILS_EXPORT CSVTable
@@ -126,14 +135,20 @@ public:
     ///     a,"b,c",d    => three fields
     ///     "a",b        => the first with its quotes
     ///
-    /// False, when it cannot be read or is empty; a table in the file takes an empty one. False,
-    /// too, when it is larger than the memory: then none of its rows is there, and the text rows
-    /// are as they were. The path is kept in any case.
+    /// As text, a single byte that is not UTF-8 makes it fail, but for a file of UTF-16 or UTF-32
+    /// with a byte order mark, which is read. As bytes and in the file any bytes are taken.
+    ///
+    /// False when it cannot be opened, cannot be read to its end, is larger than the memory, or is
+    /// empty; a table in the file takes an empty one. Then none of its rows is there, and the text
+    /// rows are as they were. What the table held as bytes or in the file may be gone; where the
+    /// file was to be read as a table in the file, the table is one without rows. The path is kept
+    /// in any case.
     bool read(const Data::String &path, int fileSizeLimit = 0, bool quoted = false);
 
     /// Reads text, and adds it to the text rows. False, with nothing changed, when it is empty;
     /// when it had comments only; and, with the text rows as they were, when the memory does not
-    /// suffice. Text and bytes are shared, unless they were made by fromRawData(), which copies.
+    /// suffice: what the table held as bytes or in the file may be gone then. Text and bytes are
+    /// shared, unless they were made by fromRawData(), which copies.
     bool setData(const Data::String &text, bool quoted = false);
     bool setData(const char *text, bool quoted = false);
 
@@ -255,8 +270,9 @@ public:
     /// Removes the rows from \p firstRow to \p lastRow that have no fields or one that is empty,
     /// and gives their number. A \p lastRow that is negative or too large is the last one.
     ///
-    /// What is known to be split does not move up with the rows behind, which is meant: one of them
-    /// that is not split yet may stay so for good.
+    /// What is known to be split does not move up with the rows behind, which is meant. While rows
+    /// are split on demand, one that moves up may so stay unsplit for good, or, if it was split, be
+    /// split again at its next use: then only what its first field holds is left of it.
     int removeEmptyRows(int firstRow = 0, int lastRow = -1);
 
     /// Sorts the text rows from \p firstRow on by a column; other tables are left as they are.
@@ -298,8 +314,9 @@ public:
     QStringList escapedData(int row, char escape) const;
 
     /// The text rows, padded as by alignColumns() in columns as many as \p firstRow has, with the
-    /// delimiter between fields, which are quoted as by stringData(), and "\n" between rows. The
-    /// table stays as it is. Rows that are not split yet are one field, the first one too.
+    /// delimiter between fields, which are quoted as by stringData(), and "\n" between rows. Rows
+    /// that are not split yet are one field, \p firstRow too. The cells of the table stay as they
+    /// are, but \p firstRow is split from then on: stringData() and a second call show it so.
     ///
     /// Fields longer than \p maxWidth, if above 0, do not count for the width of a column. Padding
     /// is in front, but behind in \p leftColumn, which is -2 for all.
@@ -312,9 +329,16 @@ public:
 
     /// Replaces the file \p path by the text rows in UTF-8, each followed by "\n", and so with one
     /// more empty line than was read. Nothing is quoted, which is meant, unlike stringData(); a row
-    /// that is not split yet is written as it was read. Other tables make an empty file.
+    /// that is not split yet is written as it was read.
     ///
-    /// False when the file cannot be opened. Whether all could be written is not told.
+    /// Other tables make an empty file, and the result is true, which is meant. So a table in the
+    /// file that is written to its own path empties that file, and its rows are lost: read it with
+    /// no limit before it is changed or written.
+    ///
+    /// False when the file cannot be opened, which leaves it as it was, and when the memory does
+    /// not suffice for a row, which leaves the rows in front of it in the file or some of them.
+    /// Whether all could be written is not told, which is meant: on a full disk the result is true
+    /// and the file ends where the disk was full. A file that was there keeps its permissions.
     bool write(const Data::String &path) const;
 
     // Names of cells in spreadsheets

@@ -19,14 +19,21 @@ static QList<double> toNumbers(const QStringList &texts)
 
 // Text
 
-QStringList CSVTable::data(int row) const { return d->data->data(row); }
+QStringList CSVTable::data(int row) const
+{
+    return emptyWithoutMemory([&] { return d->data->data(row); });
+}
 
-Data::String CSVTable::data(int row, int col) const { return d->data->data(row, col); }
+Data::String CSVTable::data(int row, int col) const
+{
+    return emptyWithoutMemory([&] { return d->data->data(row, col); });
+}
 
 QStringList CSVTable::data(int row, int col, const Data::String &separator) const
 {
     const bool isBlank = separator == QLatin1String(" ");
-    return data(row, col).split(separator, isBlank ? Qt::SkipEmptyParts : Qt::KeepEmptyParts);
+    const Qt::SplitBehavior parts = isBlank ? Qt::SkipEmptyParts : Qt::KeepEmptyParts;
+    return emptyWithoutMemory([&] { return data(row, col).split(separator, parts); });
 }
 
 Data::String CSVTable::data(int row, const Data::String &label) const
@@ -58,68 +65,90 @@ Data::String CSVTable::data(const Data::String &key, int col, int firstRow, int 
 
 void CSVTable::data(int row, int col, Data::String &annotation, Data::String &value) const
 {
-    const Data::String cell = data(row, col);
-    const int brace = cell.indexOf(openBrace);
-    if (brace >= 0)
-        annotation = cell.mid(brace + 1).remove(closeBrace);
-    value = brace >= 0 ? Data::String(cell.left(brace)) : cell;
+    unlessOutOfMemory([&] {
+        const Data::String cell = data(row, col);
+        const int brace = cell.indexOf(openBrace);
+        const Data::String number = brace >= 0 ? Data::String(cell.left(brace)) : cell;
+        if (brace >= 0)
+            annotation = cell.mid(brace + 1).remove(closeBrace);
+        value = number;
+    });
 }
 
 QStringList CSVTable::rowData(int row, int firstCol, int lastCol) const
 {
-    return csvPart(data(row), firstCol, lastCol);
+    return emptyWithoutMemory([&] { return csvPart(data(row), firstCol, lastCol); });
 }
 
 QStringList CSVTable::colData(int col, int firstRow) const
 {
-    return d->data->colData(col, firstRow);
+    return emptyWithoutMemory([&] { return d->data->colData(col, firstRow); });
 }
 
 // Numbers
 
-QList<double> CSVTable::dataValue(int row) const { return d->data->dataValue(row); }
+QList<double> CSVTable::dataValue(int row) const
+{
+    return emptyWithoutMemory([&] { return d->data->dataValue(row); });
+}
 
 double CSVTable::dataValue(int row, int col, bool *ok) const
 {
-    return d->data->dataValue(row, col, ok);
+    if (ok)
+        *ok = false;
+    return emptyWithoutMemory([&] { return d->data->dataValue(row, col, ok); });
 }
 
 QList<double> CSVTable::dataValue(int row, int col, const Data::String &separator) const
 {
-    return toNumbers(data(row, col, separator));
+    return emptyWithoutMemory([&] { return toNumbers(data(row, col, separator)); });
 }
 
 double CSVTable::dataValue(int row, const Data::String &label, bool *ok) const
 {
-    return csvNumber(data(row, label), ok);
+    if (ok)
+        *ok = false;
+    return emptyWithoutMemory([&] { return csvNumber(data(row, label), ok); });
 }
 
 double CSVTable::dataValue(const Data::String &key, int col, int firstRow, int *foundRow,
                            bool exact, bool *ok) const
 {
-    return csvNumber(data(key, col, firstRow, foundRow, exact), ok);
+    if (ok)
+        *ok = false;
+    return emptyWithoutMemory(
+        [&] { return csvNumber(data(key, col, firstRow, foundRow, exact), ok); });
 }
 
 void CSVTable::dataValue(int row, int col, Data::String &annotation, double &value) const
 {
-    Data::String text;
-    data(row, col, annotation, text);
-    value = csvNumber(text, nullptr);
+    unlessOutOfMemory([&] {
+        Data::String text;
+        Data::String unit = annotation;
+        data(row, col, unit, text);
+        value = csvNumber(text, nullptr);
+        annotation = unit;
+    });
 }
 
 QList<double> CSVTable::rowDataValue(int row, int firstCol, int lastCol) const
 {
-    return csvPart(dataValue(row), firstCol, lastCol);
+    return emptyWithoutMemory([&] { return csvPart(dataValue(row), firstCol, lastCol); });
 }
 
 QList<double> CSVTable::colDataValue(int col, int firstRow) const
 {
-    return d->data->colDataValue(col, firstRow);
+    return emptyWithoutMemory([&] { return d->data->colDataValue(col, firstRow); });
 }
 
 // Properties and names
 
 QMap<Data::String, Data::Variant> CSVTable::propertyValues(int row, bool normalizeKeys) const
+{
+    return emptyWithoutMemory([&] { return d->propertyValues(row, normalizeKeys); });
+}
+
+QMap<Data::String, Data::Variant> CSVTablePrivate::propertyValues(int row, bool normalizeKeys) const
 {
     QMap<Data::String, Data::Variant> values;
     const auto store = [&](const QString &key, const Data::Variant &value) {
@@ -127,9 +156,9 @@ QMap<Data::String, Data::Variant> CSVTable::propertyValues(int row, bool normali
             normalizeKeys ? key.toLower().replace(QLatin1Char(' '), QLatin1Char('_')) : key, value);
     };
 
-    const int count = numColumns(row);
+    const int count = data->numColumns(row);
     for (int col = 0; col < count; ++col) {
-        const QString cell = data(row, col);
+        const QString cell = data->data(row, col);
         const int brace = cell.indexOf(openBrace);
         const int arrowAt = cell.indexOf(arrow);
         if (brace >= 0 && cell.contains(closeBrace)) {
@@ -141,7 +170,7 @@ QMap<Data::String, Data::Variant> CSVTable::propertyValues(int row, bool normali
             if (!first.isEmpty())
                 list.append(first);
             for (; col + 1 < count; ++col) {
-                const QString next = data(row, col + 1);
+                const QString next = data->data(row, col + 1);
                 if (next.contains(openBrace) || next.contains(arrow))
                     break;
                 list.append(next);
@@ -158,7 +187,7 @@ int CSVTable::columnIndex(const Data::String &label, int *row)
                                     [](QChar character) { return character.isDigit(); });
     const int length = static_cast<int>(digit - label.begin());
     if (row && length < label.size())
-        *row = label.mid(length).toInt() - 1;
+        *row = label.midRef(length).toInt() - 1;
 
     // Unsigned, as a label that is too long for a number must do no harm.
     unsigned index = 0;
@@ -174,16 +203,18 @@ Data::String CSVTable::columnLabel(int col, int row)
     const auto letter = [](int number) {
         return QChar(static_cast<ushort>(static_cast<unsigned>(number) + 'A'));
     };
-    QString label;
-    while (col >= 26) {
-        const int quotient = col / 26;
-        label.prepend(letter(col - 26 * quotient));
-        col = quotient - 1;
-    }
-    label.prepend(letter(col));
-    if (row >= 0)
-        label.append(QString::number(qint64(row) + 1));
-    return label;
+    return emptyWithoutMemory([&]() -> Data::String {
+        QString label;
+        while (col >= 26) {
+            const int quotient = col / 26;
+            label.prepend(letter(col - 26 * quotient));
+            col = quotient - 1;
+        }
+        label.prepend(letter(col));
+        if (row >= 0)
+            label.append(QString::number(qint64(row) + 1));
+        return label;
+    });
 }
 
 } // namespace Utils

@@ -34,18 +34,21 @@ static QStringList cellTexts(const List &values, char format, int precision, dou
 
 CSVTable &CSVTable::setData(int row, int col, const Data::String &text)
 {
-    if (d->data->isReadOnly()) {
-        if (!d->textData.isInReach(row, col))
-            return *this;
-        clearCSV();
-    }
-    d->data->setData(row, col, text);
+    unlessOutOfMemory([&] {
+        if (!d->data->isReadOnly()) {
+            d->data->setData(row, col, text);
+        } else if (d->textData.isInReach(row, col)) {
+            d->textData.setData(row, col, text);
+            clearCSV();
+        }
+    });
     return *this;
 }
 
 CSVTable &CSVTable::setData(int row, int col, double value, char format, int precision)
 {
-    return setData(row, col, cellText(value, format, precision, d->holeValue));
+    unlessOutOfMemory([&] { setData(row, col, cellText(value, format, precision, d->holeValue)); });
+    return *this;
 }
 
 CSVTable &CSVTable::setData_g(int row, int col, double value)
@@ -55,29 +58,34 @@ CSVTable &CSVTable::setData_g(int row, int col, double value)
 
 CSVTable &CSVTable::appendData(const Data::String &line)
 {
-    return appendData(d->textData.split(line));
+    unlessOutOfMemory([&] { d->textData.appendRow(d->textData.split(line)); });
+    return *this;
 }
 
 CSVTable &CSVTable::appendData(const QStringList &fields)
 {
-    d->textData.appendRow(fields);
+    unlessOutOfMemory([&] { d->textData.appendRow(fields); });
     return *this;
 }
 
 CSVTable &CSVTable::appendData(const QList<double> &values, char format, int precision)
 {
-    return appendData(cellTexts(values, format, precision, d->holeValue));
+    unlessOutOfMemory([&] { appendData(cellTexts(values, format, precision, d->holeValue)); });
+    return *this;
 }
 
 CSVTable &CSVTable::appendData(const QVector<double> &values, char format, int precision)
 {
-    return appendData(cellTexts(values, format, precision, d->holeValue));
+    unlessOutOfMemory([&] { appendData(cellTexts(values, format, precision, d->holeValue)); });
+    return *this;
 }
 
 void CSVTable::removeColumn(int col)
 {
-    if (!d->data->isReadOnly())
-        d->data->removeColumn(col);
+    unlessOutOfMemory([&] {
+        if (!d->data->isReadOnly())
+            d->data->removeColumn(col);
+    });
 }
 
 int CSVTable::removeEmptyRows(int firstRow, int lastRow)
@@ -87,15 +95,17 @@ int CSVTable::removeEmptyRows(int firstRow, int lastRow)
 
     if (lastRow < 0 || lastRow >= numRows())
         lastRow = numRows() - 1;
-    QList<int> empty;
-    for (int row = std::max(firstRow, 0); row <= lastRow; ++row) {
-        // A list of the fields is kept, and so only made where there is one field at most.
-        const int count = d->data->numColumns(row);
-        if (count == 0 || (count == 1 && d->data->data(row).first().isEmpty()))
-            empty.append(row);
-    }
-    d->data->removeRows(empty);
-    return empty.size();
+    return emptyWithoutMemory([&] {
+        QList<int> empty;
+        for (int row = std::max(firstRow, 0); row <= lastRow; ++row) {
+            // A list of the fields is kept, and so only made where there is one field at most.
+            const int count = d->data->numColumns(row);
+            if (count == 0 || (count == 1 && d->data->data(row).first().isEmpty()))
+                empty.append(row);
+        }
+        d->data->removeRows(empty);
+        return empty.size();
+    });
 }
 
 void CSVTable::sort(int col, int firstRow, bool ascending)
@@ -104,24 +114,28 @@ void CSVTable::sort(int col, int firstRow, bool ascending)
     if (!d->isText())
         return;
 
-    firstRow = std::max(firstRow, 0);
-    const Data::String cell = data(firstRow, col);
+    unlessOutOfMemory([&] { d->sort(col, std::max(firstRow, 0), ascending); });
+}
+
+void CSVTablePrivate::sort(int col, int firstRow, bool ascending)
+{
+    const Data::String cell = textData.data(firstRow, col);
     bool isNumeric = false;
     cell.toDouble(&isNumeric);
     QList<int> order;
     if (cell.isEmpty() || isNumeric) {
         QList<double> values;
-        for (int row = firstRow; row < numRows(); ++row)
-            values.append(dataValue(row, col));
+        for (int row = firstRow; row < textData.numRows(); ++row)
+            values.append(textData.dataValue(row, col, nullptr));
         order = List::indexSort(values, ascending);
     } else {
         QStringList texts;
-        for (int row = firstRow; row < numRows(); ++row)
-            texts.append(data(row, col));
+        for (int row = firstRow; row < textData.numRows(); ++row)
+            texts.append(textData.data(row, col));
         order = List::indexSort(texts, ascending, /*caseSensitive=*/true);
     }
     if (!order.isEmpty())
-        d->textData.reorder(firstRow, order);
+        textData.reorder(firstRow, order);
 }
 
 } // namespace Utils

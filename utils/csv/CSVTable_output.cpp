@@ -24,26 +24,35 @@ static const int chunkSize = 64 * 1024; // that goes out at once
 
 Data::String CSVTable::stringData(int row) const
 {
-    if (!d->textData.isParsed(row))
-        return d->textData.heldRow(row).value(0);
+    return emptyWithoutMemory([&] { return d->line(row); });
+}
 
-    const Data::String delimiter = d->outputDelimiter();
-    QStringList fields = data(row);
-    if (needsEscape(delimiter)) {
+Data::String CSVTable::stringData() const
+{
+    return emptyWithoutMemory([&]() -> Data::String {
+        QStringList lines;
+        for (int row = 0; row < numRows(); ++row)
+            lines.append(d->line(row));
+        return lines.join(lineFeed);
+    });
+}
+
+static bool isTwoBlanks(const QString &delimiter) { return delimiter == QLatin1String("  "); }
+
+Data::String CSVTablePrivate::line(int row) const
+{
+    if (!textData.isParsed(row))
+        return textData.heldRow(row).value(0);
+
+    const Data::String delimiter = outputDelimiter();
+    QStringList fields = data->data(row);
+    if (!isTwoBlanks(delimiter)) {
         for (QString &field : fields) {
             if (field.contains(delimiter))
                 field = quote + field + quote;
         }
     }
     return fields.join(delimiter);
-}
-
-Data::String CSVTable::stringData() const
-{
-    QStringList lines;
-    for (int row = 0; row < numRows(); ++row)
-        lines.append(stringData(row));
-    return lines.join(lineFeed);
 }
 
 QStringList CSVTable::lineData(int firstRow, int lastRow) const
@@ -53,9 +62,11 @@ QStringList CSVTable::lineData(int firstRow, int lastRow) const
     if (firstRow < -csvReach || end - numRows() > csvReach)
         return lines;
 
-    for (int row = firstRow; row < end; ++row)
-        lines.append(stringData(row));
-    return lines;
+    return emptyWithoutMemory([&] {
+        for (qint64 row = firstRow; row < end; ++row)
+            lines.append(d->line(static_cast<int>(row)));
+        return lines;
+    });
 }
 
 QStringList CSVTable::escapedData(int row, char escape) const
@@ -64,16 +75,18 @@ QStringList CSVTable::escapedData(int row, char escape) const
     if (delimiters.isEmpty() || (delimiters.size() == 1 && !needsEscape(delimiters.first())))
         return data(row);
 
-    const QString marker = QStringLiteral("**ESCAPE**");
-    const QString target = QLatin1Char(escape) + delimiters.first();
-    const QString line = stringData(row);
-    if (!line.contains(target))
-        return data(row);
+    return emptyWithoutMemory([&] {
+        const QString marker = QStringLiteral("**ESCAPE**");
+        const QString target = QLatin1Char(escape) + delimiters.first();
+        const QString line = d->line(row);
+        if (!line.contains(target))
+            return data(row);
 
-    QStringList fields = d->textData.split(replaceAll(line, target, marker));
-    for (QString &field : fields)
-        field = replaceAll(field, marker, delimiters.first());
-    return fields;
+        QStringList fields = d->textData.split(replaceAll(line, target, marker));
+        for (QString &field : fields)
+            field = replaceAll(field, marker, delimiters.first());
+        return fields;
+    });
 }
 
 unsigned short CSVTable::checksum(int rows) const
@@ -81,79 +94,90 @@ unsigned short CSVTable::checksum(int rows) const
     if (const auto file = dynamic_cast<const CSVFileData *>(d->data))
         return file->reader.checksum(rows);
 
-    const auto bytes = dynamic_cast<CSVArrayData *>(d->data);
-    QByteArray joined = QByteArray::number(numRows());
-    Checksum sum;
-    const int end = rows < 0 ? numRows() : std::min(rows, numRows());
-    for (int row = 0; row < end; ++row) {
-        if (bytes) {
-            bytes->appendRow(row, ',', joined);
-        } else {
-            d->textData.parseRow(row);
-            d->textData.appendHeldRow(row, QStringLiteral(","), joined);
+    return emptyWithoutMemory([&] {
+        const auto bytes = dynamic_cast<CSVArrayData *>(d->data);
+        QByteArray joined = QByteArray::number(numRows());
+        Checksum sum;
+        const int end = rows < 0 ? numRows() : std::min(rows, numRows());
+        for (int row = 0; row < end; ++row) {
+            if (bytes) {
+                bytes->appendRow(row, ',', joined);
+            } else {
+                d->textData.parseRow(row);
+                d->textData.appendHeldRow(row, QStringLiteral(","), joined);
+            }
+            if (joined.size() >= chunkSize) {
+                sum.add(joined.constData(), static_cast<std::size_t>(joined.size()));
+                joined.resize(0);
+            }
         }
-        if (joined.size() >= chunkSize) {
-            sum.add(joined.constData(), static_cast<std::size_t>(joined.size()));
-            joined.resize(0);
-        }
-    }
-    sum.add(joined.constData(), static_cast<std::size_t>(joined.size()));
-    return sum.value();
+        sum.add(joined.constData(), static_cast<std::size_t>(joined.size()));
+        return sum.value();
+    });
 }
 
 bool CSVTable::write(const Data::String &path) const
 {
-    QFile file(path);
-    if (!isName(path) || !file.open(QIODevice::WriteOnly))
-        return false;
+    return emptyWithoutMemory([&] {
+        // What can be missing for lack of memory is there before the old file is gone.
+        const Data::String delimiter = d->outputDelimiter();
+        QByteArray lines;
+        lines.reserve(chunkSize + chunkSize / 4);
+        QFile file(path);
+        if (!isName(path) || !file.open(QIODevice::WriteOnly))
+            return false;
 
-    // What a QTextStream would write, of all rows at once: "?" for half a character.
-    const Data::String delimiter = d->outputDelimiter();
-    QByteArray lines;
-    lines.reserve(chunkSize + chunkSize / 4);
-    for (int row = 0; row < d->textData.numRows(); ++row) {
-        d->textData.appendHeldRow(row, delimiter, lines);
-        lines.append('\n');
-        if (lines.size() >= chunkSize) {
-            file.write(lines);
-            lines.resize(0);
+        // What a QTextStream would write, of all rows at once: "?" for half a character. A full
+        // disk ends it: what would fit behind the gap is of no use.
+        for (int row = 0; row < d->textData.numRows(); ++row) {
+            d->textData.appendHeldRow(row, delimiter, lines);
+            lines.append('\n');
+            if (lines.size() >= chunkSize) {
+                if (file.write(lines) != lines.size())
+                    return true;
+                lines.resize(0);
+            }
         }
-    }
-    file.write(lines);
-    return true;
+        file.write(lines);
+        return true;
+    });
 }
 
 // Columns of one width
 
 CSVTable &CSVTable::alignColumns(int firstRow, int lastRow, int numColumns, bool left)
 {
-    // The first row is split where the others are measured, and there is a field to measure.
-    const int first = std::max(firstRow, 0);
-    const bool hasRows = lastRow < 0 || first <= lastRow;
-    if (hasRows && numColumns > 0 && !d->textData.heldRow(first).isEmpty())
-        d->textData.parseRow(first);
-    else if (numColumns < 0)
-        numColumns = first < d->textData.numRows() ? d->textData.numColumns(first) : 0;
+    unlessOutOfMemory([&] {
+        // The first row is split where the others are measured, and there is a field to measure.
+        const int first = std::max(firstRow, 0);
+        const bool hasRows = lastRow < 0 || first <= lastRow;
+        if (hasRows && numColumns > 0 && !d->textData.heldRow(first).isEmpty())
+            d->textData.parseRow(first);
+        else if (numColumns < 0)
+            numColumns = first < d->textData.numRows() ? d->textData.numColumns(first) : 0;
 
-    QList<QStringList> rows = d->textData.heldRows();
-    alignData(firstRow, lastRow, numColumns, rows, /*maxWidth=*/0, /*leftColumn=*/left ? -2 : -1,
-              /*delimiter=*/QString());
-    // The host may have changed the table while progress was reported.
-    const int last = lastRow < 0 ? rows.size() - 1 : std::min(lastRow, rows.size() - 1);
-    for (int row = first; row <= std::min(last, d->textData.numRows() - 1); ++row)
-        d->textData.setHeldRow(row, rows.at(row));
+        QList<QStringList> rows = d->textData.heldRows();
+        alignData(firstRow, lastRow, numColumns, rows, /*maxWidth=*/0,
+                  /*leftColumn=*/left ? -2 : -1, /*delimiter=*/QString());
+        // The host may have changed the table while progress was reported.
+        const int last = lastRow < 0 ? rows.size() - 1 : std::min(lastRow, rows.size() - 1);
+        d->textData.setHeldRows(first, std::min(last, d->textData.numRows() - 1), rows);
+    });
     return *this;
 }
 
 Data::String CSVTable::alignedStringData(int maxWidth, int leftColumn, int firstRow) const
 {
-    QList<QStringList> rows = d->textData.heldRows();
-    const Data::String delimiter = d->outputDelimiter();
-    alignData(firstRow, /*lastRow=*/-1, /*numColumns=*/-1, rows, maxWidth, leftColumn, delimiter);
-    QStringList lines;
-    for (const QStringList &row : qAsConst(rows))
-        lines.append(row.join(delimiter));
-    return lines.join(lineFeed);
+    return emptyWithoutMemory([&]() -> Data::String {
+        QList<QStringList> rows = d->textData.heldRows();
+        const Data::String delimiter = d->outputDelimiter();
+        alignData(firstRow, /*lastRow=*/-1, /*numColumns=*/-1, rows, maxWidth, leftColumn,
+                  delimiter);
+        QStringList lines;
+        for (const QStringList &row : qAsConst(rows))
+            lines.append(row.join(delimiter));
+        return lines.join(lineFeed);
+    });
 }
 
 void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStringList> &rows,
@@ -166,8 +190,8 @@ void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStrin
     const bool quotes = !delimiter.isEmpty() && needsEscape(delimiter);
 
     Progress *const progress = numColumns >= 2 ? d->progress : nullptr;
+    const SavedProgress saved(progress);
     if (progress) {
-        progress->save();
         progress->setMaxSteps(numColumns);
         progress->setLabel(d->progressLabel);
     }
@@ -198,13 +222,8 @@ void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStrin
         if (progress)
             progress->tick(1);
     }
-    if (progress)
-        progress->restore();
 }
 
-bool CSVTable::needsEscape(const Data::String &delimiter) const
-{
-    return delimiter != QLatin1String("  ");
-}
+bool CSVTable::needsEscape(const Data::String &delimiter) const { return !isTwoBlanks(delimiter); }
 
 } // namespace Utils

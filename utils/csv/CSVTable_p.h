@@ -2,10 +2,55 @@
 
 #include "utils/csv/CSVStringData_p.h"
 #include "utils/csv/CSVTable.h"
+#include "utils/feedback/Progress.h"
 
 #include <memory>
+#include <new>
 
 namespace Utils {
+
+/// What \p task gives, or an empty result when the memory does not suffice.
+template <typename Task>
+auto emptyWithoutMemory(const Task &task) -> decltype(task())
+{
+    try {
+        return task();
+    } catch (const std::bad_alloc &) {
+        return decltype(task())();
+    }
+}
+
+/// Runs \p task, which changes all or nothing. Nobody is told when the memory does not suffice.
+template <typename Task>
+void unlessOutOfMemory(const Task &task)
+{
+    try {
+        task();
+    } catch (const std::bad_alloc &) {
+        // nothing has changed
+    }
+}
+
+/// While it lives, a reporter may be used for something else. There may be none.
+class SavedProgress
+{
+public:
+    explicit SavedProgress(Progress *progress) : m_progress(progress)
+    {
+        if (m_progress)
+            m_progress->save();
+    }
+    SavedProgress(const SavedProgress &) = delete;
+    SavedProgress &operator=(const SavedProgress &) = delete;
+    ~SavedProgress()
+    {
+        if (m_progress)
+            m_progress->restore();
+    }
+
+private:
+    Progress *const m_progress;
+};
 
 class CSVTablePrivate
 {
@@ -14,6 +59,8 @@ public:
     CSVTablePrivate(const CSVTablePrivate &) = delete;
     CSVTablePrivate &operator=(const CSVTablePrivate &) = delete;
     ~CSVTablePrivate() { useText(); }
+
+    void addDelimiter(const Data::String &delimiter, bool alternate);
 
     /// Makes the text rows the current backend again, as they are.
     void useText() { use(&textData); }
@@ -34,6 +81,18 @@ public:
 
     /// Adds \p text to the text rows, which become the current backend.
     bool setText(const CSVText &text, bool quoted);
+
+    /// Reads the file as a table in the file, which becomes the current backend, also when it
+    /// cannot be read and has no rows.
+    bool readInFile();
+
+    /// Puts the text rows from \p firstRow on in order; all, or none with std::bad_alloc.
+    void sort(int col, int firstRow, bool ascending);
+
+    QMap<Data::String, Data::Variant> propertyValues(int row, bool normalizeKeys) const;
+
+    /// A text row as one line, as CSVTable::stringData() gives it.
+    Data::String line(int row) const;
 
     /// What is written between fields.
     Data::String outputDelimiter() const

@@ -39,7 +39,8 @@ public:
     bool isFree(int id) const { return !pieceOf(id); }
     int numFree(int id) const { return pieceSize - static_cast<int>(placeOf(id)); }
 
-    /// Puts a row in, in the place of the one that was there.
+    /// Puts a row in, in the place of the one that was there. When the memory does not suffice,
+    /// nothing changes, with std::bad_alloc.
     Row &insert(int id, const Row &row)
     {
         const std::size_t number = numberOf(id);
@@ -47,8 +48,9 @@ public:
             m_pieces.resize(number + 1);
         if (!m_pieces[number])
             m_pieces[number].reset(new Piece);
+        Row &place = m_pieces[number]->rows[placeOf(id)] = row;
         m_pieces[number]->held |= bitOf(id);
-        return m_pieces[number]->rows[placeOf(id)] = row;
+        return place;
     }
 
     void remove(int id)
