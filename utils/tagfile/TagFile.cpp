@@ -6,6 +6,7 @@
 #include "utils/tagfile/TagText_p.h"
 
 #include <algorithm>
+#include <new>
 
 namespace Utils {
 
@@ -17,6 +18,24 @@ Data::String fileMessage(const char *id, const Data::String &path)
 {
     const Data::String key = fillPlaceholders(QStringLiteral(".Kelm.Utils%1"), {Data::String(id)});
     return fillPlaceholders(StringTable::lookup(key), {path});
+}
+
+void tell(Data::String &error, const char *id, const Data::String &path)
+{
+    try {
+        error = fileMessage(id, path);
+    } catch (const std::bad_alloc &) {
+        // false tells enough
+    }
+}
+
+void append(QStringList &errors, const Data::String &error)
+{
+    try {
+        errors.append(error);
+    } catch (const std::bad_alloc &) {
+        // false tells enough
+    }
 }
 
 // The tags that stand for a miss are never released: static objects of a host may still look for

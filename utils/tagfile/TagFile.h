@@ -70,8 +70,7 @@ class TagFilePrivate;
 ///                                             an empty line follows
 ///
 /// A name or key with a line feed is written as it stands, and read as two lines. A line of more
-/// than 268,435,456 characters is read in pieces of that length. Where the memory does not suffice,
-/// reading ends with the tags it has.
+/// than 268,435,456 characters is read in pieces of that length.
 class KELMUTILS_EXPORT TagFile
 {
 public:
@@ -109,13 +108,17 @@ public:
 
     // Reading: the tags come behind those that are there, so that files read in turn add up
 
-    /// False for an empty path, and with a text in \p error for a file that cannot be opened.
+    /// False for an empty path, and with a text in \p error for a file that cannot be opened,
+    /// cannot be read to its end, or is larger than the memory. No tag of it is there then.
     bool read(const Data::String &path, Data::String &error);
 
     /// The same; a text goes behind those in \p errors.
     bool read(const Data::String &path, QStringList &errors);
 
-    /// Reads what is left in \p in, in the codec that it has. Always true, with \p error as it was.
+    /// Reads what is left in \p in, in the codec that it has. Always true, with \p error as it was,
+    /// which is meant: also when the device of \p in fails, where the text ends then, be it within
+    /// a line, and when the memory does not suffice, where the tags end that were read whole.
+    /// Whoever must know asks the device for its error, or reads a file by its path.
     bool read(QTextStream &in, Data::String &error);
 
     // Writing all tags
@@ -124,13 +127,16 @@ public:
     /// \p error for a file that cannot be opened, which stays as it was.
     ///
     /// Ends what is being streamed out. Whether all could be written is not told, which is meant:
-    /// on a full disk the result is true and the file incomplete.
+    /// on a full disk the result is true, and the file ends where the disk was full. It is false,
+    /// with a text in \p error, when the memory does not suffice; then the file is as it was or
+    /// ends early. A file that was there keeps its permissions.
     bool save(const Data::String &path, Data::String &error);
 
     /// The same; a text goes behind those in \p errors.
     bool save(const Data::String &path, QStringList &errors);
 
-    /// The text that save() writes. Ends what is being streamed out.
+    /// The text that save() writes, "" when it is more than the memory holds. Ends what is being
+    /// streamed out.
     Data::String toString();
 
     // Streaming tags out, which has nothing to do with the tags held here. While no file is open,
@@ -140,7 +146,9 @@ public:
     /// nothing is open, but an empty path changes nothing.
     bool open(const Data::String &path, Data::String &error);
 
-    /// Completes the file; does nothing when none is open.
+    /// Completes the file; does nothing when none is open. Nobody is told whether all could be
+    /// written: where the disk was full or the memory did not suffice, the file ends, without what
+    /// was written behind that.
     void close();
 
     /// Writes the tag "TYPE" with the properties "name" and, if it is not empty, "version".

@@ -17,12 +17,10 @@ public:
     int options = TagFile::BlankLines | TagFile::WriteYesNo | TagFile::WriteComments;
     Data::VariantCollection meta;
 
-    /// Reads from a file or a text stream.
-    template <typename Source>
-    void readTags(Source &in);
-
-    /// Writes to what is open, if it is.
-    void write(const QString &text);
+    /// Writes what \p append appends to a text to what is open, if it is. The file ends where that
+    /// cannot be done: what would come behind the gap is of no use.
+    template <typename Append>
+    void write(const Append &append);
 
     /// Writes all tags by \p sink.tag() and \p sink.property(), which take what TagFile::writeTag()
     /// and TagFile::writeProperty() do.
@@ -35,5 +33,11 @@ constexpr const char *typeTagName = "TYPE";
 
 /// The text of the catalogue for \p id, as in ".err.fileread", with \p path filled in.
 Data::String fileMessage(const char *id, const Data::String &path);
+
+/// The same into \p error, which stays as it was when the memory does not suffice.
+void tell(Data::String &error, const char *id, const Data::String &path);
+
+/// Appends \p error to \p errors, unless the memory does not suffice.
+void append(QStringList &errors, const Data::String &error);
 
 } // namespace Utils

@@ -6,31 +6,29 @@
 
 #include <QFile>
 
+#include <iterator>
 #include <new>
 
 namespace Utils {
-
-template <typename Source>
-void TagFilePrivate::readTags(Source &in)
-{
-    try {
-        Utils::readTags(in, options, tags);
-    } catch (const std::bad_alloc &) {
-        // What was read up to here stays.
-    }
-}
 
 bool TagFile::read(const Data::String &path, Data::String &error)
 {
     if (path.isEmpty())
         return false;
-    QFile file(path);
-    if (hasZeroByte(path) || !file.open(QIODevice::ReadOnly)) {
-        error = fileMessage(".err.fileread", path);
-        return false;
+    try {
+        QFile file(path);
+        TagList tags;
+        if (!hasZeroByte(path) && file.open(QIODevice::ReadOnly) &&
+            readTags(file, d->options, tags)) {
+            d->tags.insert(d->tags.end(), std::make_move_iterator(tags.begin()),
+                           std::make_move_iterator(tags.end()));
+            return true;
+        }
+    } catch (const std::bad_alloc &) {
+        // told as what cannot be read
     }
-    d->readTags(file);
-    return true;
+    tell(error, ".err.fileread", path);
+    return false;
 }
 
 bool TagFile::read(const Data::String &path, QStringList &errors)
@@ -38,13 +36,17 @@ bool TagFile::read(const Data::String &path, QStringList &errors)
     Data::String error;
     const bool isRead = read(path, error);
     if (!isRead && !path.isEmpty())
-        errors.append(error);
+        append(errors, error);
     return isRead;
 }
 
 bool TagFile::read(QTextStream &in, Data::String &)
 {
-    d->readTags(in);
+    try {
+        readTags(in, d->options, d->tags);
+    } catch (const std::bad_alloc &) {
+        // What was read up to here stays.
+    }
     return true;
 }
 

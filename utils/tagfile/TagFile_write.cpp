@@ -10,15 +10,24 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <new>
 
 namespace Utils {
 
 static constexpr int blockSize = 1 << 16;
 
-void TagFilePrivate::write(const QString &text)
+template <typename Append>
+void TagFilePrivate::write(const Append &append)
 {
-    if (stream && (!file || file->isWritable()))
+    if (!stream || stream->status() != QTextStream::Ok || (file && !file->isWritable()))
+        return;
+    try {
+        QString text;
+        append(text);
         *stream << text;
+    } catch (const std::bad_alloc &) {
+        stream->setStatus(QTextStream::WriteFailed); // which also drops what it holds
+    }
 }
 
 bool TagFile::open(const Data::String &path, Data::String &error)
@@ -26,20 +35,33 @@ bool TagFile::open(const Data::String &path, Data::String &error)
     if (path.isEmpty())
         return false;
     close();
-    auto file = std::make_unique<QFile>(path);
-    if (hasZeroByte(path) || !file->open(QIODevice::WriteOnly)) {
-        error = fileMessage(".err.filewrite", path);
-        return false;
+    try {
+        // Both are there before the old file is gone.
+        auto file = std::make_unique<QFile>(path);
+        auto stream = std::make_unique<QTextStream>(file.get());
+        stream->setCodec("UTF-8");
+        if (!hasZeroByte(path) && file->open(QIODevice::WriteOnly)) {
+            d->stream = stream.release();
+            d->file = file.release();
+            return true;
+        }
+    } catch (const std::bad_alloc &) {
+        // told as what cannot be opened
     }
-    d->file = file.release();
-    d->stream = new QTextStream(d->file);
-    d->stream->setCodec("UTF-8");
-    return true;
+    tell(error, ".err.filewrite", path);
+    return false;
 }
 
 void TagFile::close()
 {
-    delete d->stream; // flushes into the file
+    if (d->stream) {
+        try {
+            d->stream->flush();
+        } catch (const std::bad_alloc &) {
+            d->stream->setStatus(QTextStream::WriteFailed); // or its end would throw
+        }
+    }
+    delete d->stream;
     delete d->file;
     d->stream = nullptr;
     d->file = nullptr;
@@ -48,26 +70,24 @@ void TagFile::close()
 TagFile &TagFile::writeFileType(const Data::String &name, const Data::String &version,
                                 const Data::String &comment)
 {
-    writeTag(typeTagName, comment, /*blankLine=*/false);
-    writeProperty("name", name);
-    if (!version.isEmpty())
-        writeProperty("version", version);
+    d->write([&](QString &text) {
+        appendTag(text, QLatin1String(typeTagName), comment, /*blankLine=*/false, d->options);
+        appendProperty(text, QStringLiteral("name"), name, d->options);
+        if (!version.isEmpty())
+            appendProperty(text, QStringLiteral("version"), version, d->options);
+    });
     return *this;
 }
 
 TagFile &TagFile::writeTag(const Data::String &name, const Data::String &comment, bool blankLine)
 {
-    QString text;
-    appendTag(text, name, comment, blankLine, d->options);
-    d->write(text);
+    d->write([&](QString &text) { appendTag(text, name, comment, blankLine, d->options); });
     return *this;
 }
 
 TagFile &TagFile::writeProperty(const Data::String &key, const Data::String &value)
 {
-    QString text;
-    appendProperty(text, key, value, d->options);
-    d->write(text);
+    d->write([&](QString &text) { appendProperty(text, key, value, d->options); });
     return *this;
 }
 
@@ -277,13 +297,22 @@ private:
 
 bool TagFile::save(const Data::String &path, Data::String &error)
 {
-    if (!open(path, error))
+    if (path.isEmpty())
         return false;
-    FileSink sink(*d->file, d->options);
-    d->writeTags(sink);
-    sink.flush();
     close();
-    return true;
+    try {
+        QFile file(path);
+        FileSink sink(file, d->options); // has its memory before the old file is gone
+        if (!hasZeroByte(path) && file.open(QIODevice::WriteOnly)) {
+            d->writeTags(sink);
+            sink.flush();
+            return true;
+        }
+    } catch (const std::bad_alloc &) {
+        // told as what cannot be written
+    }
+    tell(error, ".err.filewrite", path);
+    return false;
 }
 
 bool TagFile::save(const Data::String &path, QStringList &errors)
@@ -291,16 +320,20 @@ bool TagFile::save(const Data::String &path, QStringList &errors)
     Data::String error;
     const bool isSaved = save(path, error);
     if (!isSaved && !path.isEmpty())
-        errors.append(error);
+        append(errors, error);
     return isSaved;
 }
 
 Data::String TagFile::toString()
 {
     close();
-    TextSink sink(d->options);
-    d->writeTags(sink);
-    return sink.text;
+    try {
+        TextSink sink(d->options);
+        d->writeTags(sink);
+        return sink.text;
+    } catch (const std::bad_alloc &) {
+        return {};
+    }
 }
 
 } // namespace Utils

@@ -60,6 +60,7 @@ public:
     DeviceLines(QIODevice &device, int maxLength) : m_device(device), m_maxLength(maxLength) {}
 
     bool atEnd() const { return m_at == m_text.size() && (m_isEnded || m_device.atEnd()); }
+    bool hasFailed() const { return m_hasFailed; }
 
     QStringView next()
     {
@@ -98,7 +99,8 @@ private:
 
     bool decodeBlock()
     {
-        const qint64 size = m_device.read(m_block.data(), m_block.size());
+        const qint64 size = m_hasFailed ? -1 : m_device.read(m_block.data(), m_block.size());
+        m_hasFailed = size < 0;
         if (size <= 0)
             return false;
         if (!m_codec) {
@@ -114,6 +116,7 @@ private:
     QIODevice &m_device;
     const int m_maxLength;
     bool m_isEnded = false;          // a device may have less than it says
+    bool m_hasFailed = false;        // for good: what would come then is not what is next
     std::array<char, 16384> m_block; // as large as that of a QTextStream
     QTextCodec *m_codec = nullptr;   // known from the first block
     QTextCodec::ConverterState m_state;
@@ -272,10 +275,11 @@ void readTags(QTextStream &in, int options, TagList &tags, int maxLineLength)
     TagReader<StreamLines>(lines, options).read(tags);
 }
 
-void readTags(QIODevice &device, int options, TagList &tags, int maxLineLength)
+bool readTags(QIODevice &device, int options, TagList &tags, int maxLineLength)
 {
     DeviceLines lines(device, maxLineLength);
     TagReader<DeviceLines>(lines, options).read(tags);
+    return !lines.hasFailed();
 }
 
 } // namespace Utils

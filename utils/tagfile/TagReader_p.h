@@ -20,7 +20,8 @@ constexpr int maxTagLineLength = 1 << 28;
 /// there in \p tags.
 void readTags(QTextStream &in, int options, TagList &tags, int maxLineLength = maxTagLineLength);
 
-/// The same for a text in UTF-8, exactly as by a QTextStream on \p device, but faster.
-void readTags(QIODevice &device, int options, TagList &tags, int maxLineLength = maxTagLineLength);
+/// The same for a text in UTF-8, exactly as by a QTextStream on \p device, but faster. False when
+/// the device fails in front of its end.
+bool readTags(QIODevice &device, int options, TagList &tags, int maxLineLength = maxTagLineLength);
 
 } // namespace Utils
