@@ -42,7 +42,8 @@ public:
 
     /// Loads the table \p name for the current language: the file `<name>_<language>.xml`, or else
     /// `<name>_en.xml`, where File::findResource() finds it. False before initialize(), and when
-    /// there is no such file or it is no string table; a table of that name stays as it was then.
+    /// there is no such file, it is no string table, it cannot be read to its end, or the memory
+    /// does not suffice; a table of that name stays as it was then.
     ///
     /// The file is XML with the document type "StringTable". Its root element, and each "context"
     /// and "ui" in it, holds any number of these elements, whose names may be in any case:
@@ -114,7 +115,7 @@ public:
     /// The file is read when it is first asked for, and its forms are not kept. Where there is
     /// none, the English one is read for it, unless the current language is English. Where there is
     /// none either, the text in the current language stands in, and the file is looked for again
-    /// the next time.
+    /// the next time; so, too, where the file cannot be read to its end.
     static Data::String lookupl(const Data::String &key, const Data::String &language);
 
     /// lookupi() in \p language; nothing is kept of another language than the current one.

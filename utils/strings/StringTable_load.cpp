@@ -6,6 +6,8 @@
 #include "utils/xml/Document.h"
 #include "utils/xml/Element.h"
 
+#include <new>
+
 namespace Utils {
 
 static bool isActiveContext(const Data::String &name)
@@ -80,15 +82,24 @@ bool StringTable::load(const Data::String &name)
     if (!StringTableState::alive || stringTableState.language.isEmpty())
         return false;
 
-    Table table;
-    if (!readStringTable(table, name, stringTableState.language))
+    try {
+        Table table;
+        if (!readStringTable(table, name, stringTableState.language))
+            return false;
+        // In place when all is there.
+        const Data::String key = "." + name;
+        QMap<Data::String, Data::String> uiIndex = stringTableState.uiIndex;
+        for (auto form = table.uiStrings.constBegin(); form != table.uiStrings.constEnd(); ++form)
+            uiIndex[form.key()] = key;
+        QMap<Data::String, Table> tables = stringTableState.tables;
+        tables[key] = table;
+        stringTableState.uiIndex.swap(uiIndex);
+        stringTableState.tables.swap(tables);
+        stringTableState.found = QHash<Data::String, Data::String>();
+        return true;
+    } catch (const std::bad_alloc &) {
         return false;
-    const Data::String key = "." + name;
-    for (auto form = table.uiStrings.constBegin(); form != table.uiStrings.constEnd(); ++form)
-        stringTableState.uiIndex[form.key()] = key;
-    stringTableState.tables[key] = table;
-    stringTableState.found.clear();
-    return true;
+    }
 }
 
 } // namespace Utils

@@ -1,0 +1,84 @@
+#include "utils/strings/StringTable.h"
+
+#include "tests/csv/BadFile.h"
+#include "tests/strings/Catalogue.h" // resetCatalogue
+#include "tests/support/Files.h"     // makeFile
+#include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
+#include "utils/files/File.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+using Utils::StringTable;
+
+/// A file of so many strings, of some blocks, whose texts end with \p language.
+static QByteArray tableOf(int strings, const QByteArray &language)
+{
+    QByteArray contents = "<!DOCTYPE StringTable>\n<strings>\n";
+    for (int i = 0; i < strings; ++i) {
+        const QByteArray number = QByteArray::number(i);
+        contents += "<string id='." + number + "'>text " + number + ' ' + language + "</string>\n";
+    }
+    return contents + "<ui name='Form'><string id='.t'>title</string></ui>\n</strings>\n";
+}
+
+class tst_StringTable_faults : public QObject
+{
+    Q_OBJECT
+
+private:
+    const QTemporaryDir m_root;
+
+private Q_SLOTS:
+    void initTestCase() { Utils::File::setSearchPath(m_root.path(), ""); }
+
+    void cleanup() { resetCatalogue(); }
+
+    void keepsATableWhoseFileBreaksOff_data()
+    {
+        QTest::addColumn<qint64>("offset");
+        for (const qint64 offset : {0, 100, 20000, 40000})
+            QTest::newRow(qPrintable(QString::number(offset))) << offset;
+    }
+
+    void keepsATableWhoseFileBreaksOff()
+    {
+        QFETCH(qint64, offset);
+        const QString path = makeFile(m_root.filePath("locale/Kept_en.xml"), tableOf(1, "before"));
+        StringTable::initialize("en", "", "");
+        QVERIFY(StringTable::load("Kept"));
+        makeFile(path, tableOf(2000, "behind"));
+        const int filesBefore = openFiles();
+        BadFile bad(path, offset);
+
+        QVERIFY(!StringTable::load("Kept"));
+
+        QVERIFY(bad.count() > 0);
+        QCOMPARE(openFiles(), filesBefore);
+        QCOMPARE(StringTable::lookup(".Kept.0"), Data::String("text 0 before"));
+        QCOMPARE(StringTable::lookup(".Kept.1"), Data::String(".1"));
+        QCOMPARE(Utils::stringTableState.tables.size(), 1);
+
+        bad.repair();
+        QVERIFY(StringTable::load("Kept"));
+        QCOMPARE(StringTable::lookup(".Kept.1999"), Data::String("text 1999 behind"));
+    }
+
+    void standsInForALanguageWhoseFileBreaksOff()
+    {
+        makeFile(m_root.filePath("locale/Other_en.xml"), tableOf(2000, "en"));
+        const QString path = makeFile(m_root.filePath("locale/Other_de.xml"), tableOf(2000, "de"));
+        StringTable::initialize("en", "", "");
+        QVERIFY(StringTable::load("Other"));
+        BadFile bad(path, 30000);
+
+        QCOMPARE(StringTable::lookupl(".Other.7", "de"), Data::String("text 7 en"));
+        QVERIFY(bad.count() > 0);
+
+        bad.repair();
+        QCOMPARE(StringTable::lookupl(".Other.7", "de"), Data::String("text 7 de"));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_StringTable_faults)
+#include "tst_StringTable_faults.moc"
