@@ -443,7 +443,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("limit");
         QTest::addColumn<qint64>("offset");
         for (const qint64 offset : {0, 5, 100000, 199999, 200000}) {
-            for (const int limit : {limitOfNoBytes})
+            for (const int limit : {0, 1000, limitOfNoBytes})
                 QTest::newRow(qPrintable(QString("%1, %2").arg(limit).arg(offset)))
                     << limit << offset;
         }
