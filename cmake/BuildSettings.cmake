@@ -28,6 +28,11 @@ if(KELMUTILS_SANITIZE)
     add_link_options(-fsanitize=${KELMUTILS_SANITIZE})
 endif()
 
+# What is compiled counts the ways that it takes, which leads the fuzzer to inputs with new ones.
+if(KELMUTILS_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # The cache must look through precompiled headers, which takes a flag of each compiler and a
 # sloppiness of the cache.
 find_program(KELMUTILS_CCACHE ccache)

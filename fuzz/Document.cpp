@@ -1,0 +1,84 @@
+// XML documents: what is read is written, and what is written is read as the same.
+
+#include "utils/xml/Document.h"
+
+#include "fuzz/Input.h"
+#include "utils/xml/Element.h"
+
+#include <QRegularExpression>
+
+using Data::String;
+using Utils::Xml::Document;
+using Utils::Xml::Element;
+
+static const ScratchFile &scratch()
+{
+    static const ScratchFile file("document.xml");
+    return file;
+}
+
+/// The calls of an element that read it, for it and all below.
+static void askElements(const QDomElement &parent)
+{
+    Element element(parent);
+    const int count = element.attributes().size();
+    requireEqual(element.orderedAttributes().size(), count, "every attribute is there in order");
+    element.childTextData();
+    QDomElement child = parent.firstChildElement();
+    for (; !child.isNull(); child = child.nextSiblingElement())
+        askElements(child);
+}
+
+/// Whether the file of \p document is to be read. Its XML declaration stays as it is, whatever
+/// encoding it names, and a line that starts and ends as a tag does, but is none, may be damaged.
+static bool comesBack(const Document &document)
+{
+    const QString declaration = document.firstChild().toProcessingInstruction().data();
+    if (declaration.contains(QLatin1String("encoding")) &&
+        !declaration.contains(QLatin1String("UTF-8")))
+        return false;
+    if (declaration.count(QLatin1Char('\'')) % 2 != 0 || declaration.contains(QLatin1String("''")))
+        return false;
+
+    static const QRegularExpression tag(
+        QStringLiteral("^<[^\\s<>\"/]+( [^\\s<>\"=]+=\"[^\"<]*\")+ ?/?>$"));
+    for (const QString &line : document.toString(2).split(QLatin1Char('\n'))) {
+        const QString text = line.trimmed();
+        const bool looksLikeTag = text.startsWith(QLatin1Char('<')) &&
+                                  text.endsWith(QLatin1Char('>')) &&
+                                  text.contains(QLatin1String("=\""));
+        const bool isLeftAlone = text.startsWith(QLatin1String("<!")) ||
+                                 text.startsWith(QLatin1String("<?")) ||
+                                 text.contains(QLatin1String("</"));
+        if (looksLikeTag && !isLeftAlone && !tag.match(text).hasMatch())
+            return false;
+    }
+    return true;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    Input input(data, size);
+    const String type = textOf(input.line());
+    scratch().write(input.rest());
+
+    Document document(Document::Normal, 0.0);
+    String error;
+    if (!document.open(scratch().path(), type, error)) {
+        require(!error.isEmpty(), "there is a reason");
+        return 0;
+    }
+    askElements(document.documentElement());
+    require(document.write(scratch().path()), "a document that was read is written");
+    const QByteArray written = scratch().read();
+
+    if (!comesBack(document))
+        return 0;
+
+    Document again(Document::Normal, 0.0);
+    if (!again.open(scratch().path(), type, error))
+        qDebug() << error << written;
+    require(error.isEmpty(), "what was written is read");
+    require(again.write(scratch().path()), "and written again");
+    return 0;
+}
