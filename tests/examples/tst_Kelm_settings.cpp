@@ -69,6 +69,16 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output, QString("a, b, c\n"));
     }
 
+    void listsAFileWithAGroupWithoutAName()
+    {
+        makeFile(m_home.filePath("Kelm/kelm.conf"), "[a]\n\\b=1\nc=2\n[d]\ne\\\\f=3\ng=4\n");
+
+        QVERIFY(m_kelm.run({"settings", "list"}));
+
+        QCOMPARE(m_kelm.output, QString("a/c=2\nd/g=4\n"));
+        QCOMPARE(m_kelm.status, 0);
+    }
+
     void tellsOfChangesWhenVerbose()
     {
         QVERIFY(m_kelm.run({"settings", "set", "a/b", "1", "--verbose"}));

@@ -42,8 +42,11 @@ static void printGroup(const Settings &settings, const QString &group)
         const QString path = File::join(group, key);
         print(path + "=" + text(settings.getValue(path)));
     }
-    for (const QString &name : settings.groups(group))
-        printGroup(settings, File::join(group, name));
+    for (const QString &name : settings.groups(group)) {
+        // A key with too many "/" in a file of others has a group without a name: the same again.
+        if (!name.isEmpty())
+            printGroup(settings, File::join(group, name));
+    }
 }
 
 static Result get(const QString &key)
