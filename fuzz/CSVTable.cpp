@@ -201,14 +201,18 @@ static void checkCalls(Input &calls, const String &delimiter, const QByteArray &
 /// Whether \p bytes hold nothing that the ways take in ways of their own.
 static bool isPlain(const QByteArray &bytes)
 {
-    static const QByteArray special("\r{}\"\0", 5);
-    for (const char byte : bytes) {
-        if (special.contains(byte))
+    const QString text = textOf(bytes);
+    if (bytes.isEmpty() || text.toUtf8() != bytes)
+        return false;
+    for (const QChar character : text) {
+        const ushort code = character.unicode();
+        const bool isBlankToTextOnly = code >= 0x80 && character.isSpace();
+        if (isBlankToTextOnly || code == 0 || code == 0xfeff ||
+            QLatin1String("\r{}\"").contains(character))
             return false;
     }
-    const QByteArray lastLine = bytes.mid(bytes.lastIndexOf('\n') + 1);
-    return !bytes.isEmpty() && !bytes.contains("\xef\xbb\xbf") && textOf(bytes).toUtf8() == bytes &&
-           (lastLine.isEmpty() || !textOf(lastLine).trimmed().isEmpty());
+    const QString lastLine = text.mid(text.lastIndexOf(QLatin1Char('\n')) + 1);
+    return lastLine.isEmpty() || !lastLine.trimmed().isEmpty();
 }
 
 static void checkRoutes(const String &delimiter, const QByteArray &bytes)

@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const int count = 1 << input.choice(17);
     const QByteArray before = count > 1 ? input.line() + '\n' : QByteArray();
     const QByteArray part = count > 1 ? input.line() : QByteArray();
-    if (part.size() * count > 400'000)
+    if (part.size() * count > 50'000)
         return 0;
     const Data::String code =
         textOf(before.isEmpty() ? input.rest() : before + part.repeated(count) + input.rest());
