@@ -51,7 +51,7 @@ static QDebug operator<<(QDebug debug, const Answer &answer)
 struct Call
 {
     explicit Call(Input &input)
-        : kind(input.choice(28)), row(input.choice(8) - 1), column(input.choice(6) - 1),
+        : kind(input.choice(29)), row(input.choice(8) - 1), column(input.choice(6) - 1),
           last(input.choice(8) - 1)
     {
         static const char *const texts[] = {"", "a", "1", "a,b", "\"x\"", "1.5{mm}", "#", ";"};
@@ -164,7 +164,13 @@ static Answer apply(Table &table, const Call &call)
     case 25:
         table.setHoleValue(call.last);
         break;
-    case 26:
+    case 26: {
+        static const ScratchFile written("written.csv");
+        answer.numbers.append(table.write(written.path()));
+        answer.texts.append(QString::fromLatin1(written.read()));
+        break;
+    }
+    case 27:
         table.setDemandParse(flag);
         break;
     default:
@@ -175,10 +181,21 @@ static Answer apply(Table &table, const Call &call)
     return answer;
 }
 
+/// Gives \p bytes to \p table in one of five ways.
+template <typename Table>
+static bool read(Table &table, int way, bool isQuoted, const QByteArray &bytes)
+{
+    const int limits[] = {asText, asBytes, inFile};
+    if (way == 3)
+        return table.setData(bytes);
+    if (way == 4)
+        return table.setData(String(textOf(bytes)), isQuoted);
+    return table.read(scratch().path(), limits[way], isQuoted);
+}
+
 static void checkCalls(Input &calls, const String &delimiter, const QByteArray &bytes)
 {
-    const int limits[] = {asText, asText, asBytes, inFile};
-    const int limit = limits[calls.choice(4)];
+    const int way = calls.choice(5);
     const bool isQuoted = calls.flag();
     scratch().write(bytes);
 
@@ -188,10 +205,10 @@ static void checkCalls(Input &calls, const String &delimiter, const QByteArray &
     plain.setHoleValue(0.0);
     for (bool isRead = false; !isRead || !calls.isAtEnd();) {
         const Call call(calls);
-        const bool readsNow = !isRead && (call.kind < 24 || calls.isAtEnd());
+        const bool readsNow = !isRead && (call.kind < 24 || call.kind == 26 || calls.isAtEnd());
         if (readsNow) { // settings may come before
-            requireEqual(table.read(scratch().path(), limit, isQuoted),
-                         plain.read(scratch().path(), limit, isQuoted), "whether it is read");
+            requireEqual(read(table, way, isQuoted, bytes), read(plain, way, isQuoted, bytes),
+                         "whether it is read");
             isRead = true;
         }
         requireEqual(apply(table, call), apply(plain, call), "the plain table's answer");

@@ -32,10 +32,12 @@ static void collect(const Settings &settings, const String &group, const String 
     }
 }
 
-static QMap<QString, QVariant> valuesOf(const Settings &settings)
+static QMap<QString, QVariant> valuesOf(const Settings &settings, const String &group = String())
 {
     QMap<QString, QVariant> values;
+    settings.beginGroup(group);
     collect(settings, String(), String(), values);
+    settings.endGroup();
     return values;
 }
 
@@ -95,10 +97,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         requireEqual(textsOf(valuesOf(settings)), textsOf(values), "what was stored is read");
     }
     {
+        // Names that differ in nothing but case go a way of their own.
+        const String name = QStringLiteral("fuzz_Copy");
+        const String other = QStringLiteral("FUZZ_COPY");
         Settings settings;
-        settings.copyKey(String(), QStringLiteral("copy"), /*recursive=*/true);
-        settings.renameKey(QStringLiteral("copy"), QStringLiteral("COPY"), /*recursive=*/true);
-        settings.renameKey(QStringLiteral("COPY"), QStringLiteral("moved"), /*recursive=*/false);
+        settings.copyKey(String(), name, /*recursive=*/true);
+        requireEqual(textsOf(valuesOf(settings, name)), textsOf(values), "a copy is the same");
+        settings.renameKey(name, other, /*recursive=*/true);
+        requireEqual(textsOf(valuesOf(settings, other)), textsOf(values), "and is when renamed");
+        require(valuesOf(settings, name).isEmpty(), "the old name has nothing");
+        settings.removeKey(other);
+        requireEqual(textsOf(valuesOf(settings)), textsOf(values), "and can be removed");
     }
     QFile::remove(moved);
     return 0;
