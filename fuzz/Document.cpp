@@ -34,7 +34,9 @@ static void askElements(const QDomElement &parent)
 static bool comesBack(const Document &document)
 {
     const QDomProcessingInstruction first = document.firstChild().toProcessingInstruction();
-    const QString declaration = first.target() == QLatin1String("xml") ? first.data() : QString();
+    // Qt takes an encoding also from what begins as the declaration does.
+    const bool isDeclaration = first.target().startsWith(QLatin1String("xml"));
+    const QString declaration = isDeclaration ? first.data() : QString();
     if (declaration.contains(QLatin1String("encoding")) &&
         !declaration.contains(QLatin1String("UTF-8")))
         return false;

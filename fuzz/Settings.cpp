@@ -14,15 +14,23 @@ using Utils::Settings;
 
 static const SettingsHome home;
 
+/// Whether the group of \p key comes back in another case: Qt writes that one in its own.
+static bool isRenamed(const String &key)
+{
+    const QLatin1String general("General/");
+    return key.startsWith(general, Qt::CaseInsensitive) && !key.startsWith(general);
+}
+
 /// All values at \p group and below it. \p prefix is the group with a "/" behind it, or "".
 static void collect(const Settings &settings, const String &group, const String &prefix,
                     QMap<QString, QVariant> &values)
 {
     // An empty name is that of a key with too many "/" in the file: it is the group itself.
     for (const QString &key : settings.keys(group)) {
-        const Data::Variant value = settings.getValue(prefix + key);
-        if (!key.isEmpty() && value.isValid()) // the invalid value would remove the key
-            values.insert(prefix + key, value);
+        const String path = prefix + key;
+        const Data::Variant value = settings.getValue(path);
+        if (!key.isEmpty() && value.isValid() && !isRenamed(path))
+            values.insert(path, value); // the invalid value would remove the key
     }
     for (const QString &child : settings.groups(group)) {
         if (child.isEmpty())
