@@ -8,8 +8,15 @@
 #include <QtTest>
 
 #include <cerrno>
+#include <chrono>
+#include <clocale>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
 #include <memory>
+#include <optional>
+#include <stdexcept>
 
 #include <alloca.h>
 #include <dlfcn.h>
@@ -19,6 +26,7 @@
 #include <unistd.h>
 
 namespace Platform = Utils::Platform;
+using namespace std::chrono_literals;
 
 /// What is left behind \p size bytes more of the stack.
 static std::size_t stackLeftBelow(std::size_t size)
@@ -27,6 +35,22 @@ static std::size_t stackLeftBelow(std::size_t size)
     bytes[0] = 0;
     return Platform::stackLeft() + static_cast<std::size_t>(bytes[0]);
 }
+
+/// Writes to the file of its name when the thread ends, as what a host has for its exit.
+struct Trace
+{
+    QByteArray path;
+    ~Trace()
+    {
+        QFile file(path);
+        if (!path.isEmpty() && file.open(QIODevice::WriteOnly))
+            file.write("left");
+    }
+};
+static thread_local Trace threadTrace;
+static Trace processTrace;
+
+Q_DECLARE_METATYPE(std::function<bool()>)
 
 class tst_Platform : public QObject
 {
@@ -452,6 +476,150 @@ private Q_SLOTS:
         Platform::makeSymbolsGlobal(nullptr);
         Platform::makeSymbolsGlobal(&local);
         QVERIFY(!dlsym(RTLD_DEFAULT, "symbolOfNoLibrary"));
+    }
+
+    void triesAFunctionInACopyOfTheProcess_data()
+    {
+        QTest::addColumn<std::function<bool()>>("function");
+        QTest::addColumn<bool>("result");
+
+        using Function = std::function<bool()>;
+        QTest::newRow("true") << Function([] { return true; }) << true;
+        QTest::newRow("false") << Function([] { return false; }) << false;
+        QTest::newRow("an exit") << Function([]() -> bool { std::exit(0); }) << false;
+        QTest::newRow("a quick exit") << Function([]() -> bool { _exit(0); }) << false;
+        QTest::newRow("an abort") << Function([]() -> bool { std::abort(); }) << false;
+        QTest::newRow("a crash") << Function([] { return raise(SIGSEGV) == 0; }) << false;
+        QTest::newRow("an exception")
+            << Function([]() -> bool { throw std::runtime_error("text"); }) << false;
+        QTest::newRow("after its own child") << Function([] {
+            const pid_t child = fork();
+            if (child == 0)
+                _exit(3);
+            int status = 0;
+            return waitpid(child, &status, 0) == child && WEXITSTATUS(status) == 3;
+        }) << true;
+    }
+
+    void triesAFunctionInACopyOfTheProcess()
+    {
+        QFETCH(std::function<bool()>, function);
+        QFETCH(bool, result);
+        int calls = 0;
+
+        const std::optional<bool> outcome = Platform::tryInCopy(
+            [&] {
+                ++calls;
+                return function();
+            },
+            60s);
+
+        QVERIFY(outcome.has_value());
+        QCOMPARE(*outcome, result);
+        QCOMPARE(calls, 0);                          // here
+        QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1); // nothing is left of it
+    }
+
+    void keepsTheWorldOfTheProcessFromItsCopy()
+    {
+        static const QByteArray handled = m_folder->filePath("handled").toUtf8();
+        threadTrace.path = m_folder->filePath("thread").toUtf8();
+        processTrace.path = m_folder->filePath("process").toUtf8();
+        const auto restore = qScopeGuard([] {
+            threadTrace.path.clear();
+            processTrace.path.clear();
+            std::signal(SIGABRT, SIG_DFL);
+        });
+        std::signal(SIGABRT, [](int) { // as that of a reporter of crashes
+            std::fclose(std::fopen(handled.constData(), "w"));
+            _exit(0);
+        });
+        std::FILE *const file = std::fopen(pathOf("unflushed").c_str(), "w");
+        QVERIFY(file);
+        std::fputs("once", file);
+
+        QCOMPARE(Platform::tryInCopy([]() -> bool { std::exit(0); }, 60s), std::optional(false));
+        QCOMPARE(Platform::tryInCopy([]() -> bool { std::abort(); }, 60s), std::optional(false));
+
+        QVERIFY(!exists("thread"));
+        QVERIFY(!exists("process"));
+        QVERIFY(!exists("handled"));
+        std::fclose(file);
+        QCOMPARE(contents("unflushed"), QByteArray("once"));
+    }
+
+    void losesWhatACopyPrints()
+    {
+        const QString path = m_folder->filePath("output");
+        std::fflush(stdout);
+        const int original = dup(STDOUT_FILENO);
+        QVERIFY(freopen(path.toUtf8().constData(), "w", stdout));
+        std::fputs("before;", stdout);
+
+        const auto outcome = Platform::tryInCopy(
+            [] {
+                std::puts("copy");
+                return std::fflush(stdout) == 0;
+            },
+            60s);
+
+        std::fflush(stdout);
+        dup2(original, STDOUT_FILENO);
+        ::close(original);
+        QCOMPARE(outcome, std::optional(true));
+        QCOMPARE(contents("output"), QByteArray("before;"));
+    }
+
+    void endsACopyThatTakesTooLongWithWhatItHasStarted()
+    {
+        const std::string path = pathOf("pid");
+        QElapsedTimer timer;
+        timer.start();
+
+        const auto outcome = Platform::tryInCopy(
+            [&]() -> bool {
+                if (fork() != 0) {
+                    for (;;)
+                        pause();
+                }
+                std::FILE *const file = std::fopen((path + ".new").c_str(), "w");
+                std::fprintf(file, "%d", getpid());
+                std::fclose(file);
+                std::rename((path + ".new").c_str(), path.c_str());
+                for (;;)
+                    pause();
+            },
+            300ms);
+
+        QCOMPARE(outcome, std::optional(false));
+        QVERIFY(timer.elapsed() >= 300);
+        QVERIFY(timer.elapsed() < 5000);
+        if (exists("pid")) { // else it has ended even before it wrote that
+            QFile state("/proc/" + contents("pid") + "/stat");
+            QVERIFY(!state.open(QIODevice::ReadOnly) || state.readAll().contains(") Z "));
+        }
+    }
+
+    void copiesTheProcessAlsoWhereTheHostDoesNotWaitForChildren()
+    {
+        const auto original = std::signal(SIGCHLD, SIG_IGN);
+        const auto restore = qScopeGuard([&] { std::signal(SIGCHLD, original); });
+
+        QCOMPARE(Platform::tryInCopy([] { return true; }, 60s), std::optional(true));
+        QCOMPARE(Platform::tryInCopy([] { return false; }, 60s), std::optional(false));
+    }
+
+    void knowsTheCharacterSetOfTheLocale()
+    {
+        const QByteArray before = qgetenv("LC_ALL");
+        const auto restore = qScopeGuard([&] { qputenv("LC_ALL", before); });
+        const QByteArray current = setlocale(LC_CTYPE, nullptr);
+
+        qputenv("LC_ALL", "C.UTF-8");
+        QCOMPARE(Platform::localeCodeset(), std::string("UTF-8"));
+        qputenv("LC_ALL", "C");
+        QCOMPARE(Platform::localeCodeset(), std::string("ANSI_X3.4-1968"));
+        QCOMPARE(QByteArray(setlocale(LC_CTYPE, nullptr)), current);
     }
 
 private:

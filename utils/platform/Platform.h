@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -116,5 +117,22 @@ std::size_t stackLeft();
 /// A library that came in with another one that was loaded for itself alone, as a plugin is, offers
 /// its symbols to that one only.
 void makeSymbolsGlobal(const void *address);
+
+/// What \p function returns in a copy of this process, which is made for the call and ends with it.
+///
+/// False as well when the function does not return there: it ends the copy, crashes, throws, or
+/// runs for longer than \p limit, after which the copy is killed with all that it has started. The
+/// calling process waits, and nothing in its memory changes. Nothing when the system cannot copy a
+/// process, or not now.
+///
+/// Of the threads only the calling one is in the copy: a lock that another one holds stays locked
+/// there. What the function prints is lost, no core file is written, and what the process has set
+/// up for its exit and for signals does not run.
+std::optional<bool> tryInCopy(const std::function<bool()> &function,
+                              std::chrono::milliseconds limit);
+
+/// The name of the character set that the environment's locale has for text, as "UTF-8". "" where
+/// text does not depend on it.
+std::string localeCodeset();
 
 } // namespace Utils::Platform

@@ -1,8 +1,10 @@
 #include "utils/platform/Platform.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <clocale>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -16,8 +18,11 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <langinfo.h>
 #include <pthread.h>
 #include <spawn.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -446,6 +451,116 @@ void makeSymbolsGlobal(const void *address)
     Dl_info library;
     if (dladdr(address, &library) != 0)
         dlopen(library.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_GLOBAL);
+}
+
+namespace {
+
+/// What has come of a function in a copy of the process, in memory that both have. It says more
+/// than the exit code of the copy, which code that ends it may choose.
+enum class Outcome
+{
+    None,
+    False,
+    True
+};
+using SharedOutcome = std::atomic<Outcome>;
+
+/// Leaves a copy of the process before anything else that its exit runs.
+struct ExitGuard
+{
+    ~ExitGuard() { _exit(0); }
+};
+
+} // namespace
+
+/// Has the copy leave the world of the process alone: its streams, its handlers, its exit.
+static void detachCopy(pid_t original)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != original) // which has ended before
+        _exit(0);
+    prctl(PR_SET_DUMPABLE, 0); // also for programs that take core files
+    for (int number = 1; number < NSIG; ++number) {
+        struct sigaction action;
+        if (sigaction(number, nullptr, &action) != 0 || action.sa_handler == SIG_DFL ||
+            action.sa_handler == SIG_IGN)
+            continue;
+        // The keys of a terminal reach all its processes: one that goes on at them lets its copy.
+        const bool interrupts =
+            number == SIGHUP || number == SIGINT || number == SIGQUIT || number == SIGTERM;
+        action = {};
+        action.sa_handler = interrupts ? SIG_IGN : SIG_DFL;
+        sigaction(number, &action, nullptr);
+    }
+    const int nowhere = open("/dev/null", O_RDWR);
+    for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        dup2(nowhere, stream);
+    if (nowhere > STDERR_FILENO)
+        close(nowhere);
+
+    // What comes last goes first, and objects of the thread before functions of the process. So
+    // what the process has for its exit, as files to flush and folders to remove, is not run.
+    std::atexit([] { _exit(0); });
+    thread_local const ExitGuard guard;
+    (void)&guard;
+}
+
+[[noreturn]] static void runInCopy(const std::function<bool()> &function, SharedOutcome *outcome,
+                                   pid_t original)
+{
+    try {
+        detachCopy(original);
+        *outcome = function() ? Outcome::True : Outcome::False;
+    } catch (...) {
+    }
+    _exit(0);
+}
+
+/// Waits for the end of \p child, and no longer than \p limit, after which it is killed.
+static void waitForCopy(pid_t child, std::chrono::milliseconds limit)
+{
+    const std::chrono::microseconds longestPause(2000);
+    const auto end = Clock::now() + limit;
+    for (std::chrono::microseconds pause(100);; pause = std::min(pause * 2, longestPause)) {
+        const pid_t ended = waitpid(child, nullptr, WNOHANG);
+        if (ended == child || (ended < 0 && errno != EINTR)) // or the host has waited for it
+            return;
+        if (Clock::now() >= end)
+            break;
+        std::this_thread::sleep_for(pause);
+    }
+    killProcessTree(child);
+    waitpid(child, nullptr, WNOHANG); // one that even this does not end is not waited for
+}
+
+std::optional<bool> tryInCopy(const std::function<bool()> &function,
+                              std::chrono::milliseconds limit)
+{
+    void *const memory = mmap(nullptr, sizeof(SharedOutcome), PROT_READ | PROT_WRITE,
+                              MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED)
+        return {};
+    auto *const outcome = new (memory) SharedOutcome(Outcome::None);
+    const pid_t original = getpid();
+    const pid_t child = fork();
+    if (child == 0)
+        runInCopy(function, outcome, original);
+    if (child > 0)
+        waitForCopy(child, limit);
+    const bool isTrue = *outcome == Outcome::True;
+    munmap(memory, sizeof(SharedOutcome));
+    return child > 0 ? std::optional<bool>(isTrue) : std::nullopt;
+}
+
+std::string localeCodeset()
+{
+    const char *const current = std::setlocale(LC_CTYPE, nullptr);
+    const std::string original = current ? current : "C";
+    std::setlocale(LC_CTYPE, "");
+    const char *const name = nl_langinfo(CODESET);
+    const std::string codeset = name ? name : "";
+    std::setlocale(LC_CTYPE, original.c_str());
+    return codeset;
 }
 
 } // namespace Utils::Platform

@@ -138,4 +138,11 @@ std::size_t stackLeft()
 
 void makeSymbolsGlobal(const void *) {}
 
+std::optional<bool> tryInCopy(const std::function<bool()> &, std::chrono::milliseconds)
+{
+    return {};
+}
+
+std::string localeCodeset() { return {}; }
+
 } // namespace Utils::Platform
