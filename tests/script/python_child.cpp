@@ -7,18 +7,23 @@
 //     value:text    prints the value of an expression
 //     push:name     pushes a list
 //     reset         ends the interpreter
+//     limit:ms      how long a start may take where it is tried
+//     put:file=from puts a copy in place of a file; nothing is left there when there is none
 //
 // Python looks at its home and at the program's name once in a process, so tests of these need one
 // for each.
 
 #include "utils/Application.h"
+#include "utils/script/PythonStart_p.h"
 #include "utils/script/ScriptManager.h"
 
 #include "tests/script/PythonStandIns.h"
 #include "tests/support/FakeHost.h"
 
 #include <QCoreApplication>
+#include <QFile>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 
@@ -53,6 +58,12 @@ static void execute(const QString &step, const QString &text)
         scripts.pushData(text, QVariant::fromValue(QList<int>{1}), "py");
     } else if (step == "reset") {
         scripts.reset("py");
+    } else if (step == "limit") {
+        Utils::startTrialLimit = std::chrono::milliseconds(text.toInt());
+    } else if (step == "put") {
+        const QString path = text.section('=', 0, 0);
+        QFile::remove(path);
+        QFile::copy(text.section('=', 1), path);
     } else {
         print("unknown: " + step);
     }

@@ -126,8 +126,8 @@ void makeSymbolsGlobal(const void *address);
 /// process, or not now.
 ///
 /// Of the threads only the calling one is in the copy: a lock that another one holds stays locked
-/// there. What the function prints is lost, no core file is written, and what the process has set
-/// up for its exit and for signals does not run.
+/// there. What the function prints is lost, but for the standard error; no core file is written,
+/// and what the process has set up for its exit and for signals does not run.
 std::optional<bool> tryInCopy(const std::function<bool()> &function,
                               std::chrono::milliseconds limit);
 

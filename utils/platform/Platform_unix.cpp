@@ -473,7 +473,7 @@ struct ExitGuard
 
 } // namespace
 
-/// Has the copy leave the world of the process alone: its streams, its handlers, its exit.
+/// Has the copy leave the world of the process alone: its input and output, its handlers, its exit.
 static void detachCopy(pid_t original)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -493,7 +493,7 @@ static void detachCopy(pid_t original)
         sigaction(number, &action, nullptr);
     }
     const int nowhere = open("/dev/null", O_RDWR);
-    for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    for (int stream : {STDIN_FILENO, STDOUT_FILENO})
         dup2(nowhere, stream);
     if (nowhere > STDERR_FILENO)
         close(nowhere);

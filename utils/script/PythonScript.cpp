@@ -8,6 +8,7 @@
 #include "utils/process/Process.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/script/PythonDepth_p.h"
+#include "utils/script/PythonStart_p.h"
 #include "utils/script/PythonValues_p.h"
 #include "utils/script/ScriptTexts_p.h"
 #include "utils/settings/Settings.h"
@@ -148,6 +149,27 @@ static void addToSearchPath(const QString &zip)
         qputenv(variable, original);
     else
         qunsetenv(variable);
+}
+
+/// Starts the interpreter, with \a archive first in its search path unless that is empty. False
+/// when the standard library is damaged; no interpreter runs then.
+static bool startWithLibrary(const QString &archive)
+{
+    const ExitGuard guard;
+    if (!archive.isEmpty())
+        addToSearchPath(archive);
+
+    Py_SetRecursionLimit(recursionLimit); // one that a script has set outlives its interpreter
+    bool isStarted = initializePython();
+    if (isStarted) {
+        const Reference site(PyImport_ImportModule("site"));
+        isStarted = site != nullptr;
+    }
+    if (!isStarted && Py_IsInitialized()) {
+        PyErr_Print(); // which file it is
+        Py_Finalize();
+    }
+    return isStarted;
 }
 
 /// Gives the threads of scripts a second to end: one that comes to its end behind Py_Finalize takes
@@ -456,23 +478,21 @@ bool PythonScript::startInterpreter(const Data::String &home, bool isZipHome)
     // Extension modules take the symbols of Python from the process, and are not linked with it.
     Platform::makeSymbolsGlobal(reinterpret_cast<const void *>(&Py_InitializeEx));
 
-    if (isZipHome)
-        addToSearchPath(zipOf(home));
-
-    // A home without a standard library would end the process in there, when it imports "site".
-    const int originalFlag = std::exchange(Py_NoSiteFlag, 1);
-    Py_SetRecursionLimit(recursionLimit); // one that a script has set outlives its interpreter
-    Py_InitializeEx(/*initsigs=*/0);
-    Py_NoSiteFlag = originalFlag;
-    if (!Py_IsInitialized())
+    // What goes wrong in the library's own code may end the process, and Python cannot be given
+    // another home once it has looked at one. So the first start is tried elsewhere.
+    const Data::String archive = isZipHome ? zipOf(home) : Data::String();
+    const auto tryStart = [&archive] {
+        const bool isStarted = startWithLibrary(archive);
+        const Reference sip(isStarted ? PyImport_ImportModule("sip") : nullptr); // may be missing
+        return isStarted;
+    };
+    static bool hasStarted = false;
+    if (!hasStarted && Platform::tryInCopy(tryStart, startTrialLimit) == false)
         return false;
-
-    const Reference site(PyImport_ImportModule("site"));
-    if (site)
-        return true;
-    PyErr_Clear();
-    Py_Finalize();
-    return false;
+    if (!startWithLibrary(archive))
+        return false;
+    hasStarted = true;
+    return true;
 }
 
 void PythonScript::initializeModules()
