@@ -289,6 +289,12 @@ private Q_SLOTS:
         QTest::newRow("one import") << "from math import *"
                                     << ")"
                                     << "invalid syntax\nline: 5\ncolumn: 8";
+        QTest::newRow("an empty import in front") << ";from math import *"
+                                                  << "1+"
+                                                  << "invalid syntax\nline: 6\ncolumn: 10";
+        QTest::newRow("empty imports only") << ";"
+                                            << "1+"
+                                            << "invalid syntax\nline: 6\ncolumn: 10";
         QTest::newRow("a column that Python does not tell")
             << ""
             << "(yield)"
@@ -548,11 +554,15 @@ private Q_SLOTS:
         QTest::newRow("an empty one in between") << "import a;;import b"
                                                  << "import a\n\nimport b\n";
         QTest::newRow("an empty one in front") << ";import a"
-                                               << "import a\n";
+                                               << "\nimport a\n";
         QTest::newRow("nothing") << ""
                                  << "";
+        QTest::newRow("a separator only") << ";"
+                                          << "\n\n";
+        QTest::newRow("a blank only") << " "
+                                      << "\n";
         QTest::newRow("blanks only") << " ; "
-                                     << "";
+                                     << "\n\n";
     }
 
     void givesTheImportsOfTheSetting()

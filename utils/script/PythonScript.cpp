@@ -293,21 +293,20 @@ void PythonScript::pushData(const Data::String &name, const Data::Variant &value
     const Place place(name);
     if (place.isDotted && !m_modules.contains(place.moduleName))
         m_modules.append(place.moduleName);
-    PyObject *const object = toPython(value);
+    Reference object(toPython(value));
     PyObject *const module = PyImport_AddModule(place.module.constData());
-    if (!object || !module) {
-        Py_XDECREF(object);
+    if (!object || !module)
         return;
-    }
 
     // One reference is the module's and one ours, so that the object outlives its name.
-    Py_INCREF(object);
-    PyObject *const replaced = std::exchange(m_pushedObjects[name], object);
-    if (PyModule_AddObject(module, place.attribute.constData(), object) != 0) {
+    PyObject *&pushed = m_pushedObjects[name];
+    const Reference replaced(std::exchange(pushed, object.get())); // released last: that may run a
+                                                                   // script that comes back here
+    Py_INCREF(object.get());
+    if (PyModule_AddObject(module, place.attribute.constData(), object.get()) == 0)
+        (void)object.release();
+    else
         PyErr_Clear();
-        Py_DECREF(object);
-    }
-    Py_XDECREF(replaced); // last, as it may run a script that comes back here
 }
 
 Data::Variant PythonScript::getData(const Data::String &name)
@@ -379,9 +378,11 @@ Data::String PythonScript::importCode()
         Settings().getString(QStringLiteral("gui/pythonImports"),
                              QStringLiteral("from math import*;from mathex import*"));
     QString lines;
-    const QStringList parts = imports.split(QLatin1Char(';')) << QString();
+    if (imports.isEmpty())
+        return lines;
+    const QStringList parts = imports.split(QLatin1Char(';'));
     for (const QString &part : parts)
-        appendLine(lines, part.trimmed());
+        lines += part.trimmed() + QLatin1Char('\n');
     return lines;
 }
 

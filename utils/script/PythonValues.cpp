@@ -1,5 +1,7 @@
 #include "utils/script/PythonValues_p.h"
 
+#include "bindings/Reference_p.h"
+
 #include <QList>
 #include <QMetaType>
 #include <QVector>
@@ -8,6 +10,7 @@
 
 namespace Utils {
 
+using Bindings::Reference;
 using DoubleList = QList<double>;
 using Int32List = QList<int>;
 using DoubleVector = QVector<double>;
@@ -37,16 +40,14 @@ static PyObject *toObject(const QString &value)
 template <typename List>
 static PyObject *toList(const List &values)
 {
-    PyObject *const list = PyList_New(values.size());
+    Reference list(PyList_New(values.size()));
     for (int i = 0; list && i < values.size(); ++i) {
         PyObject *const item = toObject(values[i]);
-        if (!item) {
-            Py_DECREF(list);
+        if (!item)
             return nullptr;
-        }
-        PyList_SET_ITEM(list, i, item);
+        PyList_SET_ITEM(list.get(), i, item);
     }
-    return list;
+    return list.release();
 }
 
 static PyObject *toNumberList(const Data::Variant &value)
