@@ -1,4 +1,5 @@
-// A host that does what its arguments tell, one after the other, and prints how it went:
+// A host that does what its arguments tell, one after the other, and prints how it went, and what
+// is logged:
 //
 //     NAME=value    sets a variable of the host
 //     file:path     runs a file
@@ -7,6 +8,9 @@
 //     value:text    prints the value of an expression
 //     push:name     pushes a list
 //     reset         ends the interpreter
+//     patience:ms   how long threads have to end by themselves
+//     wait:ms       waits until code runs, for no longer
+//     no-host       is no host any more
 //     limit:ms      how long a start may take where it is tried
 //     put:file=from puts a copy in place of a file; nothing is left there when there is none
 //
@@ -15,13 +19,16 @@
 
 #include "utils/Application.h"
 #include "utils/script/PythonStart_p.h"
+#include "utils/script/PythonThreads_p.h"
 #include "utils/script/ScriptManager.h"
 
 #include "tests/script/PythonStandIns.h"
 #include "tests/support/FakeHost.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QFile>
+#include <QThread>
 
 #include <chrono>
 #include <cstdio>
@@ -58,6 +65,15 @@ static void execute(const QString &step, const QString &text)
         scripts.pushData(text, QVariant::fromValue(QList<int>{1}), "py");
     } else if (step == "reset") {
         scripts.reset("py");
+    } else if (step == "patience") {
+        Utils::threadPatience = std::chrono::milliseconds(text.toInt());
+    } else if (step == "wait") {
+        QElapsedTimer timer;
+        timer.start();
+        while (!scripts.execute("pass\n", "py", result, error) && timer.elapsed() < text.toInt())
+            QThread::msleep(10);
+    } else if (step == "no-host") {
+        Utils::setApplication(nullptr);
     } else if (step == "limit") {
         Utils::startTrialLimit = std::chrono::milliseconds(text.toInt());
     } else if (step == "put") {
@@ -78,6 +94,11 @@ int main(int argc, char **argv)
         if (text == "exit")
             std::exit(4);
         print(text);
+    };
+
+    host.reaction = [](const QString &call) {
+        if (call.startsWith("logMessage"))
+            print(call);
     };
 
     const QStringList arguments = QCoreApplication::arguments().mid(1);

@@ -9,6 +9,7 @@
 #include "utils/script/IScriptableModule.h"
 #include "utils/script/PythonDepth_p.h"
 #include "utils/script/PythonStart_p.h"
+#include "utils/script/PythonThreads_p.h"
 #include "utils/script/PythonValues_p.h"
 #include "utils/script/ScriptTexts_p.h"
 #include "utils/settings/Settings.h"
@@ -17,11 +18,11 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QThread>
 
 #include <Python.h>
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <new>
@@ -172,18 +173,18 @@ static bool startWithLibrary(const QString &archive)
     return isStarted;
 }
 
-/// Gives the threads of scripts a second to end: one that comes to its end behind Py_Finalize takes
-/// the process with it.
-static void waitForThreads()
+/// Whether there is an interpreter that can be called.
+static bool isRunning() { return Py_IsInitialized() && ownsPythonLock(); }
+
+/// Tells of the \a threads that keep the interpreter from its end.
+static void tellThreads(const QStringList &threads)
 {
-    PyInterpreterState *const interpreter = PyThreadState_Get()->interp;
-    const auto isAlone = [interpreter] {
-        return !PyThreadState_Next(PyInterpreterState_ThreadHead(interpreter));
-    };
-    for (int i = 0; i < 1000 && !isAlone(); ++i) {
-        PyThreadState *const own = PyEval_SaveThread();
-        QThread::msleep(1);
-        PyEval_RestoreThread(own);
+    for (const QString &thread : threads) {
+        const Data::String text = QLatin1String("Thread of a script goes on: ") + thread;
+        if (Data::IApplication *const host = application())
+            host->logMessage(text, 3);
+        else
+            std::fprintf(stderr, "%s\n", text.toUtf8().constData());
     }
 }
 
@@ -229,7 +230,7 @@ PythonScript::~PythonScript()
         return;
 
     // Without an interpreter the objects stay: what scripts have put into a list cannot go then.
-    if (Py_IsInitialized()) {
+    if (isRunning()) {
         for (PyObject *object : std::as_const(m_pushedObjects))
             Py_DECREF(object);
     }
@@ -286,7 +287,7 @@ bool PythonScript::runCode(const Data::String &code)
 
 void PythonScript::pushData(const Data::String &name, const Data::Variant &value)
 {
-    if (!Py_IsInitialized())
+    if (!isRunning())
         return;
     const Use use(this);
 
@@ -311,7 +312,7 @@ void PythonScript::pushData(const Data::String &name, const Data::Variant &value
 
 Data::Variant PythonScript::getData(const Data::String &name)
 {
-    if (!Py_IsInitialized())
+    if (!isRunning())
         return {};
     const Use use(this);
 
@@ -328,7 +329,7 @@ Data::Variant PythonScript::getData(const Data::String &name)
 
 void PythonScript::popData(const Data::String &name)
 {
-    if (!Py_IsInitialized() || !m_pushedObjects.contains(name))
+    if (!isRunning() || !m_pushedObjects.contains(name))
         return;
     const Use use(this);
 
@@ -400,8 +401,10 @@ bool PythonScript::ensureStarted()
 {
     m_exitStatus = 0;
     m_errorText.clear();
-    if (m_isFinalizing) // what scripts leave behind may come back here
+    if (m_isFinalizing || !ownsPythonLock()) // what scripts leave behind may come back here
         return false;
+    if (m_isKept && m_uses == 1 && !hasPythonThreads())
+        finalize();
     if (Py_IsInitialized()) {
         initializeModules();
         return true;
@@ -587,16 +590,21 @@ void PythonScript::finalize()
 {
     m_isResetPutOff = false;
     m_isFinalizing = true;
-    {
+    if (isRunning()) {
         const ExitGuard guard; // for what scripts have left to be run at the end
-        if (Py_IsInitialized()) {
-            PyErr_Clear(); // one that getData() has left would be printed
-            waitForThreads();
-        }
-        Py_Finalize();
+        PyErr_Clear();         // one that getData() has left would be printed
+        // A thread that has once used up its time gets no more.
+        const std::chrono::milliseconds none(0);
+        const QStringList threads = endPythonThreads(m_isKept ? none : threadPatience);
+        m_isKept = !threads.isEmpty();
+        if (m_isKept)
+            tellThreads(threads);
+        else
+            Py_Finalize();
     }
     m_isFinalizing = false;
-    IScriptableModule::resetModules();
+    if (!m_isKept)
+        IScriptableModule::resetModules();
 }
 
 } // namespace Utils

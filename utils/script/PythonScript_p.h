@@ -104,6 +104,7 @@ private:
 
     int m_uses = 0; // how deep calls that may run scripts are nested
     bool m_isResetPutOff = false;
+    bool m_isKept = false; // the interpreter, as a thread of a script goes on
     bool m_isFinalizing = false;
 };
 

@@ -1,0 +1,190 @@
+#include "tests/script/PythonChild.h"
+#include "tests/support/Files.h"
+
+#include <QElapsedTimer>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QtTest>
+
+static const QString home = "PYTHON_DIR=" KELMUTILS_PYTHON_HOME;
+static const QString leftThread = "logMessage(Thread of a script goes on: %1 (N), 3)";
+
+/// Threads that scripts leave behind, at the end of the interpreter and of the process.
+class tst_PythonScript_threads : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void endsWithTheProcessWhateverThreadsGoOn_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("name"); // of the thread that is left, if one is
+
+        // clang-format off
+        QTest::newRow("none")                      << "pass" << "";
+        QTest::newRow("one that has ended")        << run("pass") + "t.join()\n" << "";
+        QTest::newRow("one that soon ends")        << run("time.sleep(0.2)") << "";
+        QTest::newRow("one that computes")         << run("\n while True: pass") << "";
+        QTest::newRow("one that sleeps at times")  << run("\n while True: time.sleep(0.01)") << "";
+        QTest::newRow("a daemon that computes")    << run("\n while True: pass", "t.daemon = True") << "";
+        QTest::newRow("one that sleeps")           << run("time.sleep(1e6)") << "Worker";
+        QTest::newRow("a daemon that sleeps")      << run("time.sleep(1e6)", "t.daemon = True") << "Worker";
+        QTest::newRow("one that waits for a lock") << "import threading\nl = threading.Lock()\nl.acquire()\n" + run("l.acquire()") << "Worker";
+        QTest::newRow("one that will not end")     << run("\n while True:\n  try:\n   while True: pass\n  except: pass") << "Worker";
+        QTest::newRow("one that has no name")      << "import thread, time\nthread.start_new_thread(time.sleep, (1e6,))\n" << "without a name";
+        QTest::newRow("one with another name")     << run("time.sleep(1e6)", "t.name = u'\\u00e4'.encode('utf-8')") << "\u00e4";
+        QTest::newRow("one that starts at the exit") << "import atexit\ndef g():\n " + run("time.sleep(1e6)").replace("\n", "\n ") + "\natexit.register(g)\n" << "Worker";
+        QTest::newRow("one that the exit ends")    << "import atexit, threading\ne = threading.Event()\natexit.register(e.set)\n" + run("e.wait()", "t.daemon = True") << "";
+        QTest::newRow("one in a spoiled module")   << run("time.sleep(1e6)") + "time.sleep(0.05)\nthreading.enumerate = threading._active = None\n" << "without a name";
+        QTest::newRow("one that imported the module") << "import thread, time\ndef f():\n import threading\n time.sleep(0.1)\nthread.start_new_thread(f, ())\ntime.sleep(0.05)\n" << "";
+        // clang-format on
+    }
+
+    void endsWithTheProcessWhateverThreadsGoOn()
+    {
+        QFETCH(QString, code);
+        QFETCH(QString, name);
+        QStringList lines{"good", "exit 3"};
+        if (!name.isEmpty())
+            lines.insert(1, leftThread.arg(name));
+
+        QCOMPARE(child({home, "patience:300", "code:" + code}), lines);
+    }
+
+    void givesThreadsASecondAndEndsBeforeTwo_data()
+    {
+        QTest::addColumn<QString>("code");
+
+        QTest::newRow("one that sleeps") << run("time.sleep(1e6)");
+        QTest::newRow("one that keeps the lock of Python") << runWithLock(1'000'000);
+    }
+
+    void givesThreadsASecondAndEndsBeforeTwo()
+    {
+        QFETCH(QString, code);
+        QElapsedTimer timer;
+        timer.start();
+
+        QCOMPARE(child({home, "code:" + code}),
+                 (QStringList{"good", leftThread.arg("Worker"), "exit 3"}));
+
+        QVERIFY2(timer.elapsed() > 1000, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY2(timer.elapsed() < 4000,
+                 qPrintable(QString::number(timer.elapsed()))); // with its start
+    }
+
+    void goesOnAfterAResetWhateverThreadsDo_data() { endsWithTheProcessWhateverThreadsGoOn_data(); }
+
+    void goesOnAfterAResetWhateverThreadsDo()
+    {
+        QFETCH(QString, code);
+        QFETCH(QString, name);
+        QStringList lines{"good"};
+        if (!name.isEmpty())
+            lines << leftThread.arg(name);
+        lines << "2" << (name.isEmpty() ? "False" : "True");
+        if (!name.isEmpty())
+            lines << leftThread.arg(name);
+
+        QCOMPARE(child({home, "patience:300", "code:kept = 1\n" + code, "reset", "value:1+1",
+                        "value:str('kept' in globals())"}),
+                 lines + QStringList("exit 3"));
+    }
+
+    void failsWhileAThreadKeepsTheLockOfPython()
+    {
+        const QString notStarted = "bad: Python not initialized";
+
+        QCOMPARE(child({home, "patience:300", "code:" + runWithLock(1'000'000), "reset",
+                        "value:1+1", "push:x", "check:x", "reset", "code:x = 1"}),
+                 (QStringList{"good", leftThread.arg("Worker"), notStarted, "bad: ", notStarted,
+                              "exit 3"}));
+    }
+
+    void goesOnOnceAThreadHasGivenTheLockBack()
+    {
+        QCOMPARE(
+            child({home, "patience:300", "code:kept = 1\n" + runWithLock(3), "reset", "value:1+1",
+                   "wait:30000", "value:time.sleep(0.3)", "value:str('kept' in globals())"}),
+            (QStringList{"good", leftThread.arg("Worker"), "bad: Python not initialized", "",
+                         "False", "exit 3"}));
+    }
+
+    void endsTheInterpreterOnceItsLastThreadHasEnded()
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("end");
+        const QString code = "kept = 1\nimport os\n" +
+                             run("\n while True:\n  try:\n   while True:\n    time.sleep(0.01)\n"
+                                 "    if os.path.exists('" +
+                                 path + "'): break\n   break\n  except SystemExit: pass");
+
+        QCOMPARE(child({home, "patience:300", "code:" + code, "reset", "value:kept",
+                        "put:" + path + "=" + script(), "value:time.sleep(0.5)",
+                        "value:str('kept' in globals())"}),
+                 (QStringList{"good", leftThread.arg("Worker"), "1", "", "False", "exit 3"}));
+    }
+
+    void runsWhatIsRegisteredForTheExitOnce()
+    {
+        const QString code =
+            "import atexit, host\natexit.register(host.call, 'first')\n" + run("time.sleep(1e6)");
+
+        QCOMPARE(child({home, "patience:300", "code:" + code, "reset",
+                        "code:atexit.register(host.call, 'second')\n", "reset"}),
+                 (QStringList{"good", "first", leftThread.arg("Worker"), "good", "second",
+                              leftThread.arg("Worker"), leftThread.arg("Worker"), "exit 3"}));
+    }
+
+    void runsAnExitFunctionOnce()
+    {
+        const QString code =
+            "import sys, host\nsys.exitfunc = lambda: host.call('end')\n" + run("time.sleep(1e6)");
+
+        QCOMPARE(child({home, "patience:300", "code:" + code, "reset"}),
+                 (QStringList{"good", "end", leftThread.arg("Worker"), leftThread.arg("Worker"),
+                              "exit 3"}));
+    }
+
+    void tellsTheStandardErrorWithoutAHost()
+    {
+        QProcess process;
+        process.start(PYTHON_CHILD, {home, "code:" + run("time.sleep(1e6)"), "no-host"});
+        QVERIFY(process.waitForFinished(-1));
+
+        QVERIFY(process.readAllStandardError().contains("Thread of a script goes on: Worker ("));
+        QCOMPARE(process.readAllStandardOutput(), QByteArray("good\n"));
+    }
+
+private:
+    /// Code that runs \p body in a thread.
+    static QString run(const QString &body, const QString &setUp = "pass")
+    {
+        return "import threading, time, re\n"
+               "def f(): " +
+               body +
+               "\n"
+               "t = threading.Thread(target=f, name='Worker')\n" +
+               setUp + "\nt.start()\n";
+    }
+
+    /// The same with a call of C that keeps the lock of Python for some seconds.
+    static QString runWithLock(int seconds)
+    {
+        return "import ctypes\n" +
+               run(QString("time.sleep(0.1); ctypes.PyDLL(None).sleep(%1)").arg(seconds));
+    }
+
+    static QString script() { return PYTHON_CHILD; }
+
+    /// What python_child prints, with the numbers of threads as N.
+    static QStringList child(const QStringList &steps)
+    {
+        QStringList lines = runPythonChild(steps);
+        lines.replaceInStrings(QRegularExpression("\\(\\d+\\), "), "(N), ");
+        return lines;
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_PythonScript_threads)
+#include "tst_PythonScript_threads.moc"

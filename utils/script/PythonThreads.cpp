@@ -1,0 +1,230 @@
+#include "utils/script/PythonThreads_p.h"
+
+#include "bindings/Reference_p.h"
+
+#include <Python.h>
+
+#include <algorithm>
+#include <chrono>
+#include <future>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace Utils {
+
+using Bindings::Reference;
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+std::chrono::milliseconds threadPatience = 1s;
+
+/// Ready when the lock is ours again. Without a state while it is ours.
+static std::future<void> &lockReturn()
+{
+    static auto *const future = new std::future<void>; // also for what dies late
+    return *future;
+}
+
+/// Whether the lock is ours at \p end, or sooner.
+static bool waitForLock(Clock::time_point end)
+{
+    std::future<void> &returned = lockReturn();
+    if (returned.valid() && returned.wait_until(end) != std::future_status::ready)
+        return false;
+    returned = {};
+    return true;
+}
+
+/// Lets other threads run for \p pause. False when one of them has not given the lock back by \p
+/// end.
+static bool letOthersRun(Clock::duration pause, Clock::time_point end)
+{
+    PyThreadState *const own = PyEval_SaveThread();
+    std::this_thread::sleep_for(pause);
+    // Nothing limits how long Python waits for its lock, and a thread may never give it back: so
+    // another thread waits, which takes it for us.
+    std::promise<void> taken;
+    lockReturn() = taken.get_future();
+    try {
+        std::thread([own, taken = std::move(taken)]() mutable {
+            PyEval_RestoreThread(own);
+            taken.set_value();
+        }).detach();
+    } catch (const std::system_error &) {
+        PyEval_RestoreThread(own);
+        lockReturn() = {};
+    }
+    return waitForLock(end);
+}
+
+/// A loaded module, borrowed, or null.
+static PyObject *loadedModule(const char *name)
+{
+    return PyDict_GetItemString(PyImport_GetModuleDict(), name);
+}
+
+/// The numbers of the other threads.
+static std::vector<long> otherThreads()
+{
+    std::vector<long> threads;
+    PyThreadState *const own = PyThreadState_Get();
+    for (PyThreadState *state = PyInterpreterState_ThreadHead(own->interp); state;
+         state = PyThreadState_Next(state))
+    {
+        if (state != own)
+            threads.push_back(state->thread_id);
+    }
+    return threads;
+}
+
+static bool isTrue(const Reference &object) { return object && PyObject_IsTrue(object.get()) == 1; }
+
+/// Whether there are threads that Python itself waits for before it ends.
+static bool hasThreadsToWaitFor()
+{
+    if (!hasPythonThreads())
+        return false;
+    PyObject *const threading = loadedModule("threading");
+    const Reference main(threading ? PyObject_GetAttrString(threading, "_MainThread") : nullptr);
+    const Reference list(
+        main ? PyObject_CallMethod(threading, const_cast<char *>("enumerate"), nullptr) : nullptr);
+    bool isFound = false;
+    for (Py_ssize_t i = 0; list && PyList_Check(list.get()) && i < PyList_GET_SIZE(list.get()); ++i)
+    {
+        PyObject *const thread = PyList_GET_ITEM(list.get(), i);
+        const Reference isDaemon(PyObject_GetAttrString(thread, "daemon"));
+        const Reference isAlive(
+            PyObject_CallMethod(thread, const_cast<char *>("is_alive"), nullptr));
+        if (PyObject_IsInstance(thread, main.get()) == 0 && !isTrue(isDaemon) && isTrue(isAlive))
+            isFound = true;
+    }
+    PyErr_Clear();
+    return isFound;
+}
+
+/// The other threads, as their names and numbers.
+static QStringList describeThreads()
+{
+    PyObject *const threading = loadedModule("threading");
+    const Reference byNumber(threading ? PyObject_GetAttrString(threading, "_active") : nullptr);
+    QStringList texts;
+    for (const long number : otherThreads()) {
+        const Reference key(PyInt_FromLong(number));
+        PyObject *const thread = key && byNumber && PyDict_Check(byNumber.get())
+                                     ? PyDict_GetItem(byNumber.get(), key.get())
+                                     : nullptr;
+        const Reference name(thread ? PyObject_GetAttrString(thread, "name") : nullptr);
+        const Reference text(name ? PyObject_Str(name.get()) : nullptr);
+        texts.append((text ? QString::fromUtf8(PyString_AsString(text.get()))
+                           : QStringLiteral("without a name")) +
+                     QStringLiteral(" (%1)").arg(static_cast<unsigned long>(number)));
+    }
+    PyErr_Clear();
+    return texts;
+}
+
+/// Runs what scripts have registered for the exit, as Python does it.
+static void runExitFunctions()
+{
+    char name[] = "exitfunc";
+    PyObject *const registered = PySys_GetObject(name);
+    if (!registered)
+        return;
+    Py_INCREF(registered);
+    const Reference function(registered);
+    PySys_SetObject(name, nullptr);
+    const Reference result(PyObject_CallObject(function.get(), nullptr));
+    if (!result) {
+        if (!PyErr_ExceptionMatches(PyExc_SystemExit))
+            PySys_WriteStderr("Error in sys.exitfunc:\n");
+        PyErr_Print();
+    }
+
+    // The interpreter may be kept: what is registered in it from now on is run at the next attempt.
+    PyObject *const atexit = loadedModule("atexit");
+    const Reference runsAll(atexit ? PyObject_GetAttrString(atexit, "_run_exitfuncs") : nullptr);
+    PyErr_Clear();
+    if (runsAll.get() == function.get() && !PySys_GetObject(name))
+        PySys_SetObject(name, function.get());
+}
+
+/// Has SystemExit raised in the other threads, which ends them quietly.
+static void interruptThreads()
+{
+    const long own = PyThreadState_Get()->thread_id;
+    for (const long thread : otherThreads()) {
+        if (thread != own) // which is that of a thread, too, until that runs
+            PyThreadState_SetAsyncExc(thread, PyExc_SystemExit);
+    }
+}
+
+/// The end of the threads, step by step.
+class ThreadsEnd
+{
+public:
+    explicit ThreadsEnd(Clock::duration patience)
+        : m_end(Clock::now() + patience), m_lockEnd(m_end + 500ms), m_threads(describeThreads())
+    {}
+
+    /// Lets other threads run while \p condition holds, no longer than is left.
+    void waitWhile(bool (*condition)())
+    {
+        const Clock::duration longest = 16ms;
+        for (Clock::duration pause = 1ms; m_isLockOurs && condition() && Clock::now() < m_end;
+             pause = std::min(pause * 2, longest))
+            wait(pause);
+    }
+
+    void runExitFunctions()
+    {
+        if (!m_isLockOurs)
+            return;
+        const auto start = Clock::now();
+        Utils::runExitFunctions();
+        const auto time = Clock::now() - start;
+        m_end += time;
+        m_lockEnd += time;
+    }
+
+    void interrupt()
+    {
+        for (const auto end = m_end + 300ms;
+             m_isLockOurs && hasPythonThreads() && Clock::now() < end;) {
+            interruptThreads(); // again, as one may catch it
+            wait(20ms);
+        }
+    }
+
+    /// As far as is known: while the lock is not ours the threads cannot be looked at.
+    QStringList threads() const { return m_isLockOurs ? describeThreads() : m_threads; }
+
+private:
+    void wait(Clock::duration pause)
+    {
+        m_threads = describeThreads();
+        m_isLockOurs = letOthersRun(pause, m_lockEnd);
+    }
+
+    Clock::time_point m_end;
+    Clock::time_point m_lockEnd;
+    QStringList m_threads;
+    bool m_isLockOurs = true;
+};
+
+bool ownsPythonLock() { return waitForLock(Clock::now()); }
+
+bool hasPythonThreads() { return !otherThreads().empty(); }
+
+QStringList endPythonThreads(std::chrono::milliseconds patience)
+{
+    ThreadsEnd end(patience);
+    end.waitWhile(hasThreadsToWaitFor);
+    end.runExitFunctions();
+    end.waitWhile(hasPythonThreads);
+    end.interrupt();
+    return end.threads();
+}
+
+} // namespace Utils
