@@ -14,7 +14,7 @@ namespace Utils {
 
 /// Runs Python 2.7 in the process, in the module __main__.
 ///
-/// The interpreter starts at the first run or check of a script, and again behind a reset(). The
+/// The interpreter starts at the first run or check of a script, and again after a reset(). The
 /// host must be there then and have these variables:
 ///
 ///     "APP_PATH"    the path of the program, for sys.executable
@@ -29,12 +29,32 @@ namespace Utils {
 /// Python itself looks at its home and at the program's path only once in a process, and not at a
 /// home that has no library.
 ///
+/// A damaged library fails the start, "Python not initialized", and Python prints what it knows of
+/// it to the standard error. Until a start has succeeded in the process each is tried first in a
+/// copy of it, where a library that ends the process, crashes it or takes longer than 30 seconds
+/// does no harm; a start that fails there leaves Python free to look at another home. Not on
+/// Windows, nor when the system cannot copy the process: the start goes on untried. What "site"
+/// runs is run in the copy, too.
+///
 /// Data goes to __main__, as a plain name, or behind the first "." to another module, which is made
 /// empty when it is not loaded, even if it could be imported: this is meant.
 ///
 /// There is one interpreter in a process, and one engine. Scripts may come back to it from within a
 /// run, through what the host offers them. A reset or the end of a module is put off then until
-/// the outermost call has returned. Threads of scripts get a second to end before it.
+/// the outermost call has returned.
+///
+/// Threads of scripts get a second to end before the interpreter does, and those that go on have
+/// SystemExit raised in them. While one goes on all the same, as in a sleep, the interpreter is
+/// kept, and each is told to the host's logMessage() at level 3, or to the standard error without a
+/// host:
+///
+/// - A reset(), or the end of a module, leaves everything in it as it is, and modules stay
+///   initialised, of which the one that has died must not be used. The next runs use the old
+///   interpreter; the first one after the end of the last such thread starts a new one.
+/// - The end of the process goes on without Py_Finalize. It takes no more than two seconds, without
+///   the time of what is registered for the exit.
+///
+/// One that keeps Python's lock makes everything fail, "Python not initialized", until it is back.
 class PythonScript : public IScriptEngine
 {
 public:
@@ -73,7 +93,11 @@ public:
     void moduleRemoved(const Data::String &moduleName) override;
 
     /// The imports of the setting "gui/pythonImports", which are separated by ";" there, each on a
-    /// line of its own.
+    /// line of its own, also one that is empty.
+    ///
+    ///     "import a; import b"  => "import a\nimport b\n"
+    ///     ";import a"           => "\nimport a\n"
+    ///     ""                    => ""
     Data::String importCode() override;
 
     void reset() override;

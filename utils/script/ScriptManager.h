@@ -98,7 +98,8 @@ public:
 
     /// Ends what every engine that takes \p language has started, or what every engine has when
     /// it is empty. From within a script that waits until the outermost run has returned. Always
-    /// true.
+    /// true. An interpreter in which a thread of a script does not end is kept, see
+    /// docs/scripting.md.
     bool reset(const Data::String &language);
 
     /// Whether a file is being run.
