@@ -14,7 +14,7 @@ class KELMUTILS_EXPORT IScriptableModule
 public:
     /// Leaves the list, and then tells every engine of the manager, if there is one, that the name
     /// has gone: the interpreter ends, from within a script when that has returned, unless a thread
-    /// of a script does not end. \compat The end of a copy tells them, too.
+    /// of a script does not end. The end of a copy tells them, too, which is meant.
     virtual ~IScriptableModule();
 
     /// Brings the module into the running interpreter. False when that fails.
