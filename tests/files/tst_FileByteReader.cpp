@@ -515,7 +515,7 @@ private Q_SLOTS:
         QCOMPARE(reader.lines, (QList<QByteArray>{line, "c"}));
     }
 
-    void readsNoBytesInPart_data()
+    void readsBytesUpToAFault_data()
     {
         QTest::addColumn<int>("size");
         QTest::addColumn<int>("offset");
@@ -524,7 +524,7 @@ private Q_SLOTS:
         QTest::newRow("between the parts of a large file") << 5 * 1000 * 1000 << (1 << 20);
     }
 
-    void readsNoBytesInPart()
+    void readsBytesUpToAFault()
     {
         QFETCH(int, size);
         QFETCH(int, offset);
@@ -536,8 +536,7 @@ private Q_SLOTS:
         QCOMPARE(reader.read(50), contents.left(50));
         ReadFault fault(path, offset);
 
-        QCOMPARE(reader.read(LONG_MAX), QByteArray());
-        QCOMPARE(reader.read(offset - 50).size(), offset - 50); // from where it stood
+        QVERIFY(reader.read(LONG_MAX) == contents.mid(50, offset - 50));
         QCOMPARE(reader.read(1), QByteArray());
 
         fault.repair();

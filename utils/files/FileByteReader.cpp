@@ -228,7 +228,6 @@ QByteArray FileByteReader::read(long n)
         return bytes;
 
     // Grows with what is found, so that a caller may ask for more than there is.
-    const qint64 start = d->position;
     const int wanted = static_cast<int>(std::min<long>(n, maxSize));
     int size = 0;
     int asked = 0;
@@ -240,10 +239,6 @@ QByteArray FileByteReader::read(long n)
             count = d->read(bytes.data() + size, asked);
             size += count;
         } while (count == asked && size < wanted);
-        if (d->isBroken) {
-            d->position = start;
-            return {};
-        }
         bytes.resize(size);
         return bytes;
     } catch (const std::bad_alloc &) {

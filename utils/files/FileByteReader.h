@@ -57,8 +57,8 @@ public:
     /// Up to \p n bytes from where the last operation has stopped: at first the start of the file,
     /// behind a line its line end, and the end of the file when the index was just built. Bytes
     /// read in front of the index are part of the first line, but their line feeds do not count,
-    /// which is meant. Empty for a negative \p n, and when a byte of them cannot be read: another
-    /// call starts at the same place then.
+    /// which is meant. Empty for a negative \p n. Where the file cannot be read, the bytes before
+    /// that place come, and nothing from there on: fewer than \p n bytes are not always the rest.
     QByteArray read(long n);
 
 protected:
