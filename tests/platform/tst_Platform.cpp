@@ -1,5 +1,6 @@
 #include "utils/platform/Platform.h"
 
+#include "tests/support/Limits.h"
 #include "tests/support/Stack.h"
 
 #include <QFile>
@@ -17,6 +18,7 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <thread>
 
 #include <alloca.h>
 #include <dlfcn.h>
@@ -29,11 +31,11 @@ namespace Platform = Utils::Platform;
 using namespace std::chrono_literals;
 
 /// What is left behind \p size bytes more of the stack.
-static std::size_t stackLeftBelow(std::size_t size)
+static std::size_t freeStackBelow(std::size_t size)
 {
     auto *const bytes = static_cast<volatile char *>(alloca(size));
     bytes[0] = 0;
-    return Platform::stackLeft() + static_cast<std::size_t>(bytes[0]);
+    return Platform::freeStack() + static_cast<std::size_t>(bytes[0]);
 }
 
 /// Writes to the file of its name when the thread ends, as what a host has for its exit.
@@ -61,6 +63,82 @@ private Q_SLOTS:
     {
         m_folder = std::make_unique<QTemporaryDir>();
         QVERIFY(m_folder->isValid());
+    }
+
+    // The first one, as a stack that is as large as wanted stays.
+    void callsOnAsLargeAStackAsTheProcessMayHave()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("the memory of a program that checks its addresses cannot be limited");
+#endif
+        const std::size_t own = freeStack();
+        QVERIFY(own > 0);
+        QVERIFY(own <= 64 * mebibyte);
+        {
+            const Limit memory(RLIMIT_AS, memoryInUse() + 20 * mebibyte);
+            QVERIFY(deepStackSize() <= own);
+        }
+        {
+            const Limit memory(RLIMIT_AS, memoryInUse() + 1000 * mebibyte);
+            QVERIFY(deepStackSize() > 300 * mebibyte);
+            QVERIFY(deepStackSize() < 400 * mebibyte); // the rest is for others
+        }
+        QVERIFY(deepStackSize() > 2000 * mebibyte);
+        QVERIFY(freeStack() <= own);
+    }
+
+    void callsOnTheSameThread()
+    {
+        std::thread::id caller;
+        const auto function = [&] { caller = std::this_thread::get_id(); };
+
+        callOnDeepStack(function);
+
+        QCOMPARE(caller, std::this_thread::get_id());
+    }
+
+    void staysOnTheStackInACallWithinACall()
+    {
+        std::size_t outer = 0;
+        std::size_t inner = 0;
+        const auto innerCall = [&] { inner = freeStack(); };
+        const auto outerCall = [&] {
+            outer = freeStack();
+            callOnDeepStack(innerCall);
+        };
+
+        callOnDeepStack(outerCall);
+
+        QVERIFY(inner > 1000 * mebibyte);
+        QVERIFY(qAbs(static_cast<qint64>(outer - inner)) < 4096);
+    }
+
+    void callsOnTheStackOfTheCallerWhileAnotherThreadUsesTheDeepOne()
+    {
+        std::size_t size = 0;
+        const auto function = [&] { std::thread([&] { size = deepStackSize(); }).join(); };
+
+        callOnDeepStack(function);
+
+        QVERIFY(size > 0);
+        QVERIFY(size <= 64 * mebibyte);
+    }
+
+    void givesTheMemoryOfADeepRecursionBack()
+    {
+        std::size_t before = 0;
+        std::size_t during = 0;
+        const auto function = [&] {
+            before = memoryHeld();
+            during = recurse(200 * mebibyte);
+        };
+
+        callOnDeepStack(function);
+
+        QVERIFY(during > before + 190 * mebibyte);
+        QVERIFY(memoryHeld() < before + 100 * mebibyte);
+        callOnDeepStack(function); // it can be used again
+        QVERIFY(during > before + 150 * mebibyte);
     }
 
     void opensAFileByAUnicodePath()
@@ -633,6 +711,44 @@ private:
         return QFile::exists(m_folder->filePath(QString::fromUtf8(name)));
     }
 
+    static constexpr std::size_t mebibyte = 1 << 20;
+
+    template <typename Function>
+    static void callOnDeepStack(const Function &function)
+    {
+        Platform::callOnDeepStack([](void *called) { (*static_cast<const Function *>(called))(); },
+                                  const_cast<Function *>(&function));
+    }
+
+    static std::size_t freeStack() { return Platform::freeStack(); }
+
+    /// What is free on the stack in a call.
+    static std::size_t deepStackSize()
+    {
+        std::size_t size = 0;
+        callOnDeepStack([&] { size = freeStack(); });
+        return size;
+    }
+
+    /// The memory of this process that is in use, in bytes.
+    static std::size_t memoryHeld()
+    {
+        QFile statistics("/proc/self/statm");
+        statistics.open(QIODevice::ReadOnly);
+        const std::size_t pages = statistics.readAll().split(' ').value(1).toULongLong();
+        return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    }
+
+    /// The memory in use when a recursion has used \p size bytes of the stack.
+    static std::size_t recurse(std::size_t size)
+    {
+        volatile char used[1000];
+        for (std::size_t i = 0; i < sizeof(used); ++i)
+            used[i] = static_cast<char>(size);
+        const std::size_t held = size < sizeof(used) ? memoryHeld() : recurse(size - sizeof(used));
+        return held + (used[0] - used[1]);
+    }
+
     void create(const QByteArray &name, const QByteArray &text) const
     {
         QFile file(m_folder->filePath(QString::fromUtf8(name)));
@@ -662,8 +778,8 @@ private:
         std::size_t left = 0;
         std::size_t leftBelow = 0;
         onStack(stack, [&] {
-            left = Platform::stackLeft();
-            leftBelow = stackLeftBelow(50 * 1000);
+            left = Platform::freeStack();
+            leftBelow = freeStackBelow(50 * 1000);
         });
 
         // A thread keeps some of it for itself.
@@ -678,7 +794,7 @@ private:
         if (limit.rlim_cur == RLIM_INFINITY)
             QSKIP("the stack has no limit");
 
-        const std::size_t left = Platform::stackLeft();
+        const std::size_t left = Platform::freeStack();
 
         QVERIFY(left <= limit.rlim_cur);
         QVERIFY(left > limit.rlim_cur / 2);

@@ -107,10 +107,6 @@ bool createNewFile(const std::string &path);
 /// ALLUSERSPROFILE, on every system. "" when it is not set.
 std::string sharedDataFolder();
 
-/// So many bytes of the stack that the calling thread runs on are left, or 256 KiB where that
-/// cannot be told. The end of a thread's stack is looked up once.
-std::size_t stackLeft();
-
 /// Offers the symbols of the loaded library that has \p address in it to every library that is
 /// loaded from now on. Does nothing where a library takes symbols only from those that it names.
 ///
@@ -134,5 +130,26 @@ std::optional<bool> tryInCopy(const std::function<bool()> &function,
 /// The name of the character set that the environment's locale has for text, as "UTF-8". "" where
 /// text does not depend on it.
 std::string localeCodeset();
+/// Calls \p function with \p context on a stack for deep recursion, and returns when it has
+/// returned. It runs on the calling thread. A call from within another one stays on the same stack.
+/// \p function must not throw.
+///
+/// There is one such stack in the process, which one thread at a time uses. It is half as large as
+/// the memory of the machine, and has 2 GiB at least, so that a recursion that takes memory, too,
+/// runs out of that first. It is a mere range of addresses until it is used, and so it is again
+/// when \p function has used more than 16 MiB of it.
+///
+/// A process that may not have as much gets two fifths of what it may have, and 64 MiB on a system
+/// that sets the memory for each address aside. When that is less than 16 MiB, \p function runs on
+/// the stack of the caller.
+void callOnDeepStack(void (*function)(void *), void *context);
+
+/// The size for the stack of a thread that may recurse deeply: a sixteenth of the one above, but
+/// from 16 MiB to 1 GiB. 0 where a stack takes memory before it is used, as on Windows.
+std::size_t deepThreadStack();
+
+/// How many bytes of its stack the calling thread has not used. 0 when that cannot be learned. The
+/// end of a thread's stack is looked up once.
+std::size_t freeStack();
 
 } // namespace Utils::Platform

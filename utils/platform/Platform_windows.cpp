@@ -1,5 +1,7 @@
 #include "utils/platform/Platform.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <vector>
@@ -8,8 +10,6 @@
 #include <windows.h>
 
 namespace Utils::Platform {
-
-static const std::size_t unknownStack = 256 * 1024;
 
 static bool isUsable(const std::string &path)
 {
@@ -127,15 +127,6 @@ std::string sharedDataFolder()
     return folder ? fromWide(folder) : std::string();
 }
 
-std::size_t stackLeft()
-{
-    ULONG_PTR low = 0;
-    ULONG_PTR high = 0;
-    GetCurrentThreadStackLimits(&low, &high);
-    const auto here = reinterpret_cast<ULONG_PTR>(__builtin_frame_address(0));
-    return here > low && here <= high ? here - low : unknownStack;
-}
-
 void makeSymbolsGlobal(const void *) {}
 
 std::optional<bool> tryInCopy(const std::function<bool()> &, std::chrono::milliseconds)
@@ -144,5 +135,86 @@ std::optional<bool> tryInCopy(const std::function<bool()> &, std::chrono::millis
 }
 
 std::string localeCodeset() { return {}; }
+/// What is to be called on the deep stack.
+struct DeepCall
+{
+    void (*function)(void *);
+    void *context;
+    void *caller; // a fiber
+};
+
+static DeepCall deepCall;
+static void *deepFiber;
+static std::atomic<bool> isDeepStackInUse = false;
+
+static const std::size_t mebibyte = 1 << 20;
+static const std::size_t smallestDeepStack = 16 * mebibyte;
+
+static std::size_t wantedDeepStack()
+{
+    std::uint64_t half = 0;
+    MEMORYSTATUSEX memory = {};
+    memory.dwLength = sizeof(memory);
+    if (GlobalMemoryStatusEx(&memory))
+        half = memory.ullTotalPageFile / 2;
+    const std::uint64_t wanted = std::max<std::uint64_t>(half, 2048 * mebibyte);
+    return static_cast<std::size_t>(std::min<std::uint64_t>(wanted, SIZE_MAX / 4));
+}
+
+static void CALLBACK makeDeepCalls(void *)
+{
+    for (;;) {
+        deepCall.function(deepCall.context);
+        SwitchToFiber(deepCall.caller);
+    }
+}
+
+/// Sets the stack up at the first call.
+static void prepareDeepStack()
+{
+    const std::size_t committed = mebibyte / 16;
+    std::size_t size = wantedDeepStack();
+    while (!deepFiber && size >= smallestDeepStack) {
+        deepFiber = CreateFiberEx(committed, size, FIBER_FLAG_FLOAT_SWITCH, makeDeepCalls, nullptr);
+        size -= size / 8;
+    }
+}
+
+void callOnDeepStack(void (*function)(void *), void *context)
+{
+    // It is in use by a caller of this one, or by another thread.
+    if (isDeepStackInUse.exchange(true)) {
+        function(context);
+        return;
+    }
+    prepareDeepStack();
+    const bool wasFiber = IsThreadAFiber();
+    void *caller = nullptr;
+    if (deepFiber)
+        caller =
+            wasFiber ? GetCurrentFiber() : ConvertThreadToFiberEx(nullptr, FIBER_FLAG_FLOAT_SWITCH);
+    if (!caller) {
+        isDeepStackInUse = false;
+        function(context);
+        return;
+    }
+
+    deepCall = {function, context, caller};
+    SwitchToFiber(deepFiber);
+    if (!wasFiber)
+        ConvertFiberToThread();
+    isDeepStackInUse = false;
+}
+
+std::size_t deepThreadStack() { return 0; }
+
+std::size_t freeStack()
+{
+    const char here = 0;
+    MEMORY_BASIC_INFORMATION stack = {};
+    if (VirtualQuery(&here, &stack, sizeof(stack)) == 0)
+        return 0;
+    return static_cast<std::size_t>(&here - static_cast<char *>(stack.AllocationBase));
+}
 
 } // namespace Utils::Platform

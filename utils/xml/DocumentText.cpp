@@ -23,7 +23,9 @@ int bearableDepth()
     // Qt's parser takes 340 bytes of the stack for each level, a copy of the tree 110 and its end
     // 60.
     constexpr std::size_t perLevel = 512;
-    const std::size_t levels = Platform::stackLeft() / perLevel;
+    constexpr std::size_t least = 256 * 1024; // where the stack is not known
+    const std::size_t stack = Platform::freeStack();
+    const std::size_t levels = (stack == 0 ? least : stack) / perLevel;
     return static_cast<int>(std::min<std::size_t>(levels, std::numeric_limits<int>::max()));
 }
 
