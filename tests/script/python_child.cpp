@@ -7,6 +7,7 @@
 //     check:text    checks code
 //     value:text    prints the value of an expression
 //     push:name     pushes a list
+//     memory:MiB    limits its address space to so much more than it has
 //     reset         ends the interpreter
 //     patience:ms   how long threads have to end by themselves
 //     wait:ms       waits until code runs, for no longer
@@ -24,6 +25,7 @@
 
 #include "tests/script/PythonStandIns.h"
 #include "tests/support/FakeHost.h"
+#include "tests/support/Limits.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -63,6 +65,10 @@ static void execute(const QString &step, const QString &text)
         print(succeeded ? result.toString() : "bad: " + error);
     } else if (step == "push") {
         scripts.pushData(text, QVariant::fromValue(QList<int>{1}), "py");
+    } else if (step == "memory") {
+        const rlim_t size = memoryInUse() + (text.toULongLong() << 20);
+        const rlimit limit = {size, size};
+        setrlimit(RLIMIT_AS, &limit);
     } else if (step == "reset") {
         scripts.reset("py");
     } else if (step == "patience") {

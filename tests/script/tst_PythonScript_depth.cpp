@@ -1,5 +1,8 @@
+#include "utils/platform/Platform.h"
+#include "utils/script/PythonDepth_p.h"
 #include "utils/script/PythonScript_p.h"
 
+#include "tests/script/PythonChild.h"
 #include "tests/script/PythonFixture.h"
 #include "tests/support/Limits.h"
 #include "tests/support/Print.h"
@@ -80,24 +83,242 @@ private Q_SLOTS:
     void refusesWhatOverflowsTheCompiler()
     {
         QFETCH(Code, code);
-        const QByteArray text = code.repeated(60'000);
+        const std::size_t stack = 8 << 20;
+        QVERIFY(d->engine.runCode("pass\n"));
 
-        QVERIFY(!d->engine.validate(QString::fromUtf8(text)));
-        QCOMPARE(d->engine.errorMessage(), String(tooDeep));
-        QVERIFY(!d->engine.runCode(QString::fromUtf8(text)));
-        QCOMPARE(d->engine.errorMessage(), String(tooDeep));
-        QVERIFY(!d->engine.runFile(d->script(text)));
-        QCOMPARE(d->engine.exitStatus(), -1);
-        QCOMPARE(d->engine.errorMessage(), String()); // printed, as every error of a file
-
+        QVERIFY(Utils::isTooDeepForPython(code.repeated(60'000), stack));
+        QVERIFY(!Utils::isTooDeepForPython(code.repeated(3'000), stack));
+        QVERIFY(!Utils::isTooDeepForPython(code.repeated(60'000), 200 * stack));
         QVERIFY(d->engine.validate(QString::fromUtf8(code.repeated(18))));
-        QCOMPARE(d->value("1+1").toInt(), 2);
     }
 
-    void refusesAnExpressionThatOverflowsTheCompiler()
+    void tellsThatCodeIsTooDeep()
     {
-        QVERIFY(!d->engine.runCode('1' + QString("+1").repeated(60'000)));
-        QCOMPARE(d->engine.errorMessage(), String(tooDeep));
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("the memory of a program that checks its addresses cannot be limited");
+#endif
+        const QString sum = "x = 1" + QString("+1").repeated(60'000);
+        const String file = d->script(sum.toUtf8() + '\n');
+
+        // The memory does not suffice for another stack.
+        const QStringList lines =
+            runPythonChild(childSteps({"memory:36", "check:" + sum, "code:" + sum, "file:" + file,
+                                       "check:x = 1" + QString("+1").repeated(4'000), "value:6*7"}),
+                           "ulimit -S -s 8192");
+
+        const QString refused = QString("bad: ") + tooDeep;
+        QCOMPARE(lines.size(), 6);
+        QCOMPARE(lines.mid(0, 2), (QStringList{refused, refused}));
+        QVERIFY2(lines[2].startsWith("bad: "), qPrintable(lines[2])); // printed, as every error
+        QCOMPARE(lines.mid(3), (QStringList{"good", "42", "exit 3"}));
+    }
+
+    void takesWhatAStackOfEightMebibytesBears_data()
+    {
+        QTest::addColumn<Code>("code");
+        QTest::addColumn<int>("count");
+
+        const auto row = [](const char *name, const char *before, const char *part,
+                            const char *after, int count) {
+            QTest::newRow(name) << Code{before, part, after} << count;
+        };
+        const int links = 100'000;
+        row("a sum", "x = 1", "+1", "\n", links);
+        row("a sum of texts", "x = ''", "+'a'", "\n", links);
+        row("attributes", "def f(a):\n  a", ".a", "\n", links);
+        row("calls", "def f(a):\n  a", "()", "\n", links);
+        row("indices", "def f(a):\n  a", "[0]", "\n", links);
+        row("comparisons", "x = 1", "<2", "\n", links);
+        row("and", "x = 1", " and 1", "\n", links);
+        row("or", "x = 0", " or 0", "\n", links);
+        row("many elif", "if 0: pass\n", "elif 0: pass\n", "", 24'000);
+        row("many except", "try: pass\n", "except E: pass\n", "", 50'000);
+        row("many if", "a = 1\n", "if a: pass\n", "", 120'000);
+        row("many loops", "a = 0\n", "while a: pass\n", "", 40'000);
+        row("many lists that are worked out", "a = ()\n", "[b for b in a]\n", "", 20'000);
+        row("a dictionary", "x = {", "1:2,", "}\n", links);
+    }
+
+    void takesWhatAStackOfEightMebibytesBears()
+    {
+        QFETCH(Code, code);
+        QFETCH(int, count);
+
+        QVERIFY(d->engine.runFile(d->script(code.repeated(count))));
+    }
+
+    void takesDeepCodeByEveryCall()
+    {
+        const QString sum = "1" + QString("+1").repeated(100'000);
+
+        QVERIFY(d->engine.validate("x = " + sum));
+        QVERIFY(d->engine.runCode("x = " + sum));
+        QCOMPARE(d->engine.getData("x").toInt(), 100'001);
+        QVERIFY2(d->engine.runCode(sum), qPrintable(d->engine.errorMessage()));
+        QCOMPARE(d->result().toInt(), 100'001);
+    }
+
+    void livesThroughDeepCodeWithinAScript_data()
+    {
+        QTest::addColumn<QString>("way"); // compiles the text t
+        QTest::addColumn<QString>("limits");
+
+        const QString write = "f = open(folder + '/deep.py', 'w'); f.write(t); f.close()\n";
+        const QString import = write + "sys.modules.pop('deep', None); import deep\n";
+        const QString small = "ulimit -S -s 1024";
+        QTest::newRow("exec, on a small stack") << "exec t in {}" << small;
+        QTest::newRow("eval") << "eval(compile(t, '', 'exec'), {'f': f})" << small;
+        QTest::newRow("execfile") << write + "execfile(f.name, {})" << small;
+        QTest::newRow("import") << import << small;
+        QTest::newRow("a thread") << "inThread(lambda: compile(t, '', 'exec'))" << small;
+    }
+
+    void livesThroughDeepCodeWithinAScript()
+    {
+        QFETCH(QString, way);
+        QFETCH(QString, limits);
+        const String script = d->script(QString("import os, sys, threading\n"
+                                                "folder = %1\n"
+                                                "sys.path.insert(0, folder)\n"
+                                                "sys.dont_write_bytecode = True\n"
+                                                "def inThread(f):\n"
+                                                "  def run():\n"
+                                                "    f(); done.append(1)\n"
+                                                "  done = []\n"
+                                                "  thread = threading.Thread(target=run)\n"
+                                                "  thread.start(); thread.join()\n"
+                                                "  assert done\n"
+                                                "def f(): pass\n"
+                                                "def go(t):\n%2\n"
+                                                "go('x = 1' + '+1' * %3 + '\\n')\n"
+                                                "go('def f(a):\\n a' + '.a' * %3 + '\\n')\n"
+                                                "go('def f(a):\\n a' + '()' * %3 + '\\n')\n"
+                                                "go('if 0: pass\\n' + 'elif 0: pass\\n' * %4)\n"
+                                                "go('a = 1\\n' + 'if a: pass\\n' * %5)\n")
+                                            .arg('\'' + d->folder.path() + '\'', indented(way))
+                                            .arg(links(100'000))
+                                            .arg(links(24'000))
+                                            .arg(links(120'000))
+                                            .toUtf8(),
+                                        "main.py");
+
+        QCOMPARE(runPythonChild(childSteps({"file:" + script, "value:6*7", "reset", "value:6*7"}),
+                                limits),
+                 (QStringList{"good", "42", "42", "exit 3"}));
+    }
+
+    void livesThroughDeepInput()
+    {
+        const String script = d->script("import sys\n"
+                                        "f = open(__file__ + '.in', 'w')\n"
+                                        "f.write('1' + '+1' * " +
+                                        QByteArray::number(links(100'000)) +
+                                        " + '\\n'); f.close()\n"
+                                        "sys.stdin = open(f.name)\n"
+                                        "x = input()\n");
+
+        QCOMPARE(runPythonChild(childSteps({"file:" + script, "value:x"}), "ulimit -S -s 1024"),
+                 (QStringList{"good", QString::number(links(100'000) + 1), "exit 3"}));
+    }
+
+    void livesThroughAMillionLinksWithinAScript()
+    {
+        QCOMPARE(runPythonChild(childSteps({"code:exec 'x = 1' + '+1' * 1000000\n", "value:x"}),
+                                "ulimit -S -s 1024"),
+                 (QStringList{"good", "1000001", "exit 3"}));
+    }
+
+    void runsOutOfMemoryBeforeItRunsOutOfStack_data()
+    {
+        QTest::addColumn<QString>("part");
+
+        QTest::newRow("a sum") << "+1";
+        QTest::newRow("attributes") << ".a";
+        QTest::newRow("calls") << "()";
+    }
+
+    void runsOutOfMemoryBeforeItRunsOutOfStack()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("the memory of a program that checks its addresses cannot be limited");
+#endif
+        QFETCH(QString, part);
+        const QString code = "code:def f(a):\n exec 'a' + '%1' * %2\n"
+                             "try: f(1)\nexcept MemoryError: x = 5\n";
+
+        QCOMPARE(
+            runPythonChild(childSteps({"memory:500", code.arg(part).arg(5'000'000), "value:x"})),
+            (QStringList{"good", "5", "exit 3"}));
+    }
+
+    void boundsTheLimitOfCalls_data()
+    {
+        QTest::addColumn<QString>("code");
+
+        const QString recursion = "def f(n): return 1 + f(n - 1) if n else 0\n";
+        const QString endless = "def f(): f()\ndef g():\n  try: f()\n  except RuntimeError: "
+                                "done.append(5)\ndone = []\n";
+        const QString raise = "import sys\nsys.setrecursionlimit(10 ** 9)\n";
+        const QString thread = "import threading\nt = threading.Thread(target=g)\nt.start()\n"
+                               "t.join()\nassert done\n";
+        QTest::newRow("honest work") << raise + recursion + "assert f(100000) == 100000\n";
+        QTest::newRow("without an end") << raise + endless + "g()\nassert done\n";
+        QTest::newRow("anew") << "import sys\nreload(sys)\n" + raise + endless + "g()\n";
+        QTest::newRow("in a comparison of keys")
+            << raise + "def f(x): return sorted([1, 2, 3], key=f)\ntry: f(0)\n"
+                       "except RuntimeError: pass\n";
+        QTest::newRow("in a thread") << raise + endless + thread;
+        QTest::newRow("raised while a thread runs")
+            << "import threading\ne = threading.Event()\nt = threading.Thread(target=lambda: "
+               "(e.wait(), g()))\nt.start()\n" +
+                   raise + endless + "e.set()\nt.join()\nassert done\n";
+        QTest::newRow("in a thread with a small stack")
+            << "import thread\nthread.stack_size(65536)\n" + endless + thread;
+    }
+
+    void boundsTheLimitOfCalls()
+    {
+        QFETCH(QString, code);
+
+        QCOMPARE(runPythonChild(childSteps(
+                     {"code:" + code, "reset", "value:__import__('sys').getrecursionlimit()"})),
+                 (QStringList{"good", "1000", "exit 3"}));
+    }
+
+    void keepsWhatPythonSaysOfALimitOfCalls()
+    {
+        QCOMPARE(d->value("__import__('sys').setrecursionlimit(20000)").toString(), QString());
+        QCOMPARE(d->value("__import__('sys').getrecursionlimit()").toInt(), 20'000);
+        QCOMPARE(d->value("__import__('sys').setrecursionlimit(0)").toString(),
+                 QString("error: recursion limit must be positive"));
+        QCOMPARE(d->value("__import__('sys').setrecursionlimit('a')").toString(),
+                 QString("error: an integer is required"));
+        QCOMPARE(d->value("__import__('thread').stack_size(5)").toString(),
+                 QString("error: size not valid: 5 bytes"));
+        d->engine.reset();
+    }
+
+    void livesThroughDeepObjects_data()
+    {
+        QTest::addColumn<QString>("code");
+
+        // clang-format off
+        QTest::newRow("that go")         << "for i in xrange(500000): x = enumerate(x)\ndel x";
+        QTest::newRow("that are hashed") << "for i in xrange(500000): x = (x,)\nhash(x)";
+        QTest::newRow("that are caught") << "for i in xrange(500000): x = (x,)\ntry:\n  try: raise ValueError\n  except x: pass\nexcept ValueError: pass";
+        QTest::newRow("that iterate")    << "import itertools\nx = iter([1])\nfor i in xrange(500000): x = itertools.ifilter(None, x)\nx.next()";
+        QTest::newRow("of a parser")     << "import parser\np = parser.suite('x=1' + '+1' * 100000)\nparser.sequence2st(p.totuple()).compile()";
+        QTest::newRow("of syntax")       << "import ast\nx = ast.Num(1, lineno=1, col_offset=1)\nfor i in xrange(50000): x = ast.UnaryOp(ast.Not(), x, lineno=1, col_offset=1)\ncompile(ast.Expression(x), '', 'eval')";
+        // clang-format on
+    }
+
+    void livesThroughDeepObjects()
+    {
+        QFETCH(QString, code);
+
+        QCOMPARE(
+            runPythonChild(childSteps({"code:x = ()\n" + code, "value:6*7"}), "ulimit -S -s 1024"),
+            (QStringList{"good", "42", "exit 3"}));
     }
 
     void refusesWhatTheParserRefuses_data()
@@ -141,12 +362,6 @@ private Q_SLOTS:
         QVERIFY(d->engine.runFile(d->script(text)));
     }
 
-    void takesAChainThatTheCompilerCanFollow()
-    {
-        QVERIFY(d->engine.runCode("x = 1" + QString("+1").repeated(4'000)));
-        QCOMPARE(d->engine.getData("x").toInt(), 4'001);
-    }
-
     void refusesAFileThatIsLargerThanTheMemory()
     {
 #ifdef __SANITIZE_ADDRESS__
@@ -171,6 +386,25 @@ private Q_SLOTS:
     }
 
 private:
+    /// Those of a host that has what Python needs, with \p steps behind them.
+    QStringList childSteps(const QStringList &steps) const
+    {
+        return QStringList{QString("PYTHON_DIR=") + KELMUTILS_PYTHON_HOME,
+                           "HOME_DIR=" + d->folder.path(), "RES_DIR=" + d->folder.path()} +
+               steps;
+    }
+
+    static QString indented(const QString &code)
+    {
+        return "  " + QString(code).replace('\n', "\n  ");
+    }
+
+    /// A number of links, which DEPTH_FACTOR makes larger for a run by hand.
+    static int links(int count)
+    {
+        return count * qMax(1, qEnvironmentVariableIntValue("DEPTH_FACTOR"));
+    }
+
     std::optional<PythonFixture> d;
 };
 

@@ -26,6 +26,7 @@
 #include <climits>
 #include <cstdio>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace Utils {
@@ -94,8 +95,17 @@ static QByteArray contents(std::FILE *file)
     return bytes;
 }
 
+static bool isTooDeepForPython(const QByteArray &source)
+{
+    return isTooDeepForPython(source, Platform::freeStack());
+}
+
 static bool isTooDeepForPython(std::FILE *file)
 {
+    const long size = std::fseek(file, 0, SEEK_END) == 0 ? std::ftell(file) : 0;
+    std::rewind(file);
+    if (size <= 0 || !mayBeTooDeepForPython(static_cast<std::size_t>(size), Platform::freeStack()))
+        return false;
     try {
         return isTooDeepForPython(contents(file));
     } catch (const std::bad_alloc &) {
@@ -198,6 +208,23 @@ static Reference mainScope()
     return Reference(scope);
 }
 
+/// What \a function returns when it runs on the stack for deep recursion. Whatever runs a script,
+/// or ends an object that may, runs there: the compiler that exec and import use cannot be held
+/// back.
+template <typename Function>
+static auto onDeepStack(const Function &function)
+{
+    using Result = decltype(function());
+    if constexpr (std::is_void_v<Result>) {
+        Platform::callOnDeepStack([](void *called) { (*static_cast<const Function *>(called))(); },
+                                  const_cast<Function *>(&function));
+    } else {
+        Result result{};
+        onDeepStack([&] { result = function(); });
+        return result;
+    }
+}
+
 /// Holds a reset off while the interpreter is in use.
 class PythonScript::Use
 {
@@ -229,18 +256,26 @@ PythonScript::~PythonScript()
     if (m_uses > 0)
         return;
 
-    // Without an interpreter the objects stay: what scripts have put into a list cannot go then.
-    if (isRunning()) {
-        for (PyObject *object : std::as_const(m_pushedObjects))
-            Py_DECREF(object);
-    }
-    finalize();
+    onDeepStack([this] {
+        // Without an interpreter the objects stay: what scripts have put into a list cannot go
+        // then.
+        if (isRunning()) {
+            for (PyObject *object : std::as_const(m_pushedObjects))
+                Py_DECREF(object);
+        }
+        finalize();
+    });
     static char defaultName[] = "python";
     Py_SetProgramName(defaultName);
     Py_SetPythonHome(nullptr);
 }
 
 bool PythonScript::runFile(const Data::String &path)
+{
+    return onDeepStack([&] { return runFileThere(path); });
+}
+
+bool PythonScript::runFileThere(const Data::String &path)
 {
     const Use use(this);
     if (!ensureStartedToRun())
@@ -276,6 +311,11 @@ bool PythonScript::runFile(const Data::String &path)
 
 bool PythonScript::runCode(const Data::String &code)
 {
+    return onDeepStack([&] { return runCodeThere(code); });
+}
+
+bool PythonScript::runCodeThere(const Data::String &code)
+{
     const Use use(this);
     if (!ensureStartedToRun())
         return false;
@@ -287,8 +327,12 @@ bool PythonScript::runCode(const Data::String &code)
 
 void PythonScript::pushData(const Data::String &name, const Data::Variant &value)
 {
-    if (!isRunning())
-        return;
+    if (isRunning())
+        onDeepStack([&] { pushDataThere(name, value); });
+}
+
+void PythonScript::pushDataThere(const Data::String &name, const Data::Variant &value)
+{
     const Use use(this);
 
     const Place place(name);
@@ -314,6 +358,11 @@ Data::Variant PythonScript::getData(const Data::String &name)
 {
     if (!isRunning())
         return {};
+    return onDeepStack([&] { return getDataThere(name); });
+}
+
+Data::Variant PythonScript::getDataThere(const Data::String &name)
+{
     const Use use(this);
 
     PyErr_Clear();
@@ -329,8 +378,12 @@ Data::Variant PythonScript::getData(const Data::String &name)
 
 void PythonScript::popData(const Data::String &name)
 {
-    if (!isRunning() || !m_pushedObjects.contains(name))
-        return;
+    if (isRunning() && m_pushedObjects.contains(name))
+        onDeepStack([&] { popDataThere(name); });
+}
+
+void PythonScript::popDataThere(const Data::String &name)
+{
     const Use use(this);
 
     const Place place(name);
@@ -349,6 +402,11 @@ bool PythonScript::supports(const Data::String &language, bool isPath)
 }
 
 bool PythonScript::validate(const Data::String &code)
+{
+    return onDeepStack([&] { return validateThere(code); });
+}
+
+bool PythonScript::validateThere(const Data::String &code)
 {
     const Use use(this);
     if (!ensureStarted())
@@ -394,7 +452,7 @@ void PythonScript::reset()
     if (m_uses > 0)
         m_isResetPutOff = true;
     else
-        finalize();
+        onDeepStack([this] { finalize(); });
 }
 
 bool PythonScript::ensureStarted()
@@ -495,6 +553,7 @@ bool PythonScript::startInterpreter(const Data::String &home, bool isZipHome)
         return false;
     if (!startWithLibrary(archive))
         return false;
+    limitRecursion(recursionLimit);
     hasStarted = true;
     return true;
 }

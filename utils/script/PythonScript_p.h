@@ -55,6 +55,13 @@ namespace Utils {
 ///   the time of what is registered for the exit.
 ///
 /// One that keeps Python's lock makes everything fail, "Python not initialized", until it is back.
+///
+/// Scripts run on a stack of their own, on the thread of the caller, which is as deep as
+/// Platform::callOnDeepStack() says: code that is deep for Python's compiler needs it, whether it
+/// is given to the engine or comes from exec or import in a script. Code that would overflow it all
+/// the same fails with a MemoryError. sys.setrecursionlimit() goes no further than that stack
+/// bears, and 1,000 is in force again at each start. Threads of scripts get a sixteenth of that
+/// stack each.
 class PythonScript : public IScriptEngine
 {
 public:
@@ -107,6 +114,14 @@ public:
 
 private:
     class Use;
+
+    // The operations of those names, on the stack for deep recursion.
+    bool runFileThere(const Data::String &path);
+    bool runCodeThere(const Data::String &code);
+    void pushDataThere(const Data::String &name, const Data::Variant &value);
+    Data::Variant getDataThere(const Data::String &name);
+    void popDataThere(const Data::String &name);
+    bool validateThere(const Data::String &code);
 
     bool ensureStarted();
     bool ensureStartedToRun();
