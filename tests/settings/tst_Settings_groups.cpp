@@ -10,11 +10,75 @@ using Utils::Settings;
 
 static const SettingsHome home;
 
+using Store = QMap<QString, QString>;
+
+static QString textOf(const Store &store)
+{
+    QStringList entries;
+    for (auto entry = store.begin(); entry != store.end(); ++entry)
+        entries.append(entry.key() + "=" + entry.value());
+    return entries.join(' ');
+}
+
+namespace {
+
+/// What a copy does, step by step.
+struct Model
+{
+    Store store;
+    QString group;
+    QStringList told;
+
+    /// The key from the root, as a store takes it.
+    QString key(const QString &name) const
+    {
+        return (group + "/" + name).split('/', Qt::SkipEmptyParts).join('/');
+    }
+
+    /// The names directly in \p name, of keys or of groups.
+    QStringList children(const QString &name, bool areGroups) const
+    {
+        const QString prefix = key(name).isEmpty() ? QString() : key(name) + "/";
+        QStringList names;
+        for (const QString &stored : store.keys()) {
+            const QString rest = stored.mid(prefix.size());
+            if (stored.startsWith(prefix) && rest.contains('/') == areGroups)
+                names.append(rest.section('/', 0, 0));
+        }
+        names.removeDuplicates();
+        names.sort(Qt::CaseSensitive);
+        return names;
+    }
+
+    /// False when it would never end.
+    bool copy(const QString &from, const QString &to, bool recursive)
+    {
+        if (namesIn(from) > 40)
+            return false;
+        const QString target = group.isEmpty() ? to : group + "/" + to;
+        for (const QString &name : children(from, /*areGroups=*/false))
+            store[key(to + "/" + name)] = store[key(from + "/" + name)];
+        if (recursive) {
+            for (const QString &name : children(from, /*areGroups=*/true)) {
+                if (!copy(from + "/" + name, to + "/" + name, true))
+                    return false;
+            }
+        }
+        told.append(target);
+        return true;
+    }
+
+    static int namesIn(const QString &name) { return name.count('/'); }
+};
+
+} // namespace
+
 class tst_Settings_groups : public QObject
 {
     Q_OBJECT
 
 private:
+    int m_endless = 0;
     Recorder m_recorder;
 
     /// The keys told of since the test began, in order. Each must come with the invalid value.
@@ -77,9 +141,11 @@ private Q_SLOTS:
         row("into its group",     "g/a/x=1 g/a/s/y=2",     "g", "a",    "",     true,  "g/x=1 g/s/y=2",     "g//s g/");
         row("onto itself",        "a/x=1 a/s/y=2",         "",  "a",    "a",    true,  "",                  "a/s a");
         row("into itself",        "a/x=1 a/s/y=2",         "",  "a",    "a/b",  true,  "a/b/x=1 a/b/s/y=2", "a/b/s a/b");
-        row("into its group in itself", "a/x=1 a/b/y=2",   "",  "a",    "a/b",  true,  "a/b/x=1 a/b/b/y=2", "a/b/b a/b");
+        row("into its group in itself", "a/x=1 a/b/y=2",   "",  "a",    "a/b",  true,  "a/b/x=1 a/b/b/x=1 a/b/b/y=2", "a/b/b a/b");
         row("deep into itself",   "a/x=1",                 "",  "a",    "a/b/c", true, "a/b/c/x=1",         "a/b/c");
-        row("the root into itself", "x=1 b/y=2",           "",  "",     "b",    true,  "b/x=1 b/b/y=2",     "b/b b");
+        row("the root into itself", "x=1 b/y=2",           "",  "",     "b",    true,  "b/x=1 b/b/x=1 b/b/y=2", "b/b b");
+        row("deep into its group in itself", "a/x=1 a/b/y=2", "", "a", "a/b/c", true, "a/b/c/x=1 a/b/c/b/y=2 a/b/c/b/c/x=1 a/b/c/b/c/b/y=2", "a/b/c/b/c/b a/b/c/b/c a/b/c/b a/b/c");
+        row("to a group that holds it twice", "p/g/g/x=1 p/g/x=2 p/g/g/g/x=3", "", "p/g", "p", true, "p/x=2 p/g/x=1 p/g/g/x=3", "p/g/g p/g p");
         row("a group out of itself", "a/b/x=1 a/b/s/y=2",  "",  "a/b",  "a",    true,  "a/x=1 a/s/y=2",     "a/s a");
         // clang-format on
     }
@@ -112,14 +178,81 @@ private Q_SLOTS:
         QCOMPARE(home.stored(), QString("a/s/y=2 a/x=1 b/s=8 b/s/y=2 b/x=1 b/z=6"));
     }
 
-    void copiesAGroupIntoItselfAsItWas()
+    void readsAGroupWhenTheCopyComesToIt()
     {
         home.fill("a/x=1 a/b/x=2 a/b/b/x=3");
 
         Settings().copyKey("a", "a/b", true);
 
-        QCOMPARE(home.stored(), QString("a/b/b/b/x=3 a/b/b/x=2 a/b/x=1 a/x=1"));
+        QCOMPARE(home.stored(), QString("a/b/b/b/x=1 a/b/b/x=1 a/b/x=1 a/x=1"));
         QCOMPARE(told(), QString("a/b/b/b a/b/b a/b"));
+    }
+
+    void copiesLevelByLevel_data()
+    {
+        QTest::addColumn<quint32>("seed");
+
+        for (quint32 seed = 0; seed < 40; ++seed)
+            QTest::addRow("seed %u", seed) << seed;
+    }
+
+    void copiesLevelByLevel()
+    {
+        QFETCH(quint32, seed);
+        QRandomGenerator random(seed);
+        const auto path = [&](int longest) {
+            QStringList names;
+            for (int i = random.bounded(longest + 1); i > 0; --i)
+                names.append(QStringList{"a", "b", "c"}[random.bounded(3)]);
+            return names.join('/');
+        };
+
+        for (int i = 0; i < 100; ++i) {
+            Store before;
+            for (int k = random.bounded(7); k >= 0; --k) {
+                const QString group = path(4);
+                before[group + (group.isEmpty() ? "" : "/") + "xyz"[random.bounded(3)]] =
+                    QString::number(k);
+            }
+            const QString group = random.bounded(3) == 0 ? path(1) : QString();
+            const QString from = path(3);
+            const QString to = random.bounded(2) == 0 ? path(3) : from + "/" + path(2);
+            const bool recursive = random.bounded(4) != 0;
+            const QString text = textOf(before) + ": \"" + group + "\", \"" + from + "\", \"" + to +
+                                 "\", " + QString::number(recursive);
+            home.fill(textOf(before));
+            m_recorder.calls.clear();
+
+            Settings(group).copyKey(from, to, recursive);
+
+            Model model{before, group, {}};
+            if (model.copy(from, to, recursive)) {
+                QVERIFY2(home.stored() == textOf(model.store), qPrintable(text));
+                QVERIFY2(told() == model.told.join(' '), qPrintable(text));
+            } else {
+                ++m_endless; // the steps as they stand; what was there is copied all the same
+                for (auto entry = before.begin(); entry != before.end(); ++entry)
+                    QVERIFY2(home.stored().contains(entry.key() + "="), qPrintable(text));
+            }
+        }
+    }
+
+    void endsACopyIntoItself() { QVERIFY(m_endless > 100); }
+
+    void skipsNamesThatAreEmpty()
+    {
+        home.fill("a/x=1");
+        QSettings().sync();
+        QFile file(home.file());
+        QVERIFY(file.open(QIODevice::Append));
+        file.write("\\y=2\ns\\\\z=3\n\\=4\n"); // a//y, a/s//z and a//
+        file.close();
+        QSettings().sync();
+
+        Settings().copyKey("a", "b", true);
+
+        QCOMPARE(Settings().keys("b"), QStringList("x"));
+        QCOMPARE(told(), QString("b/s b"));
     }
 
     void copiesValuesWithTheirTypes()

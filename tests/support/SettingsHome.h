@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
 #include <QSettings>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -53,5 +55,12 @@ public:
     }
 
 private:
-    QTemporaryDir m_folder;
+    /// In memory where that is to be had: each write of settings waits for the disk.
+    static QString folderTemplate()
+    {
+        const QFileInfo memory("/dev/shm");
+        return (memory.isWritable() ? memory.filePath() : QDir::tempPath()) + "/settings-XXXXXX";
+    }
+
+    QTemporaryDir m_folder{folderTemplate()};
 };

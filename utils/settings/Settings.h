@@ -77,18 +77,28 @@ public:
     /// Copies the values below \p from to below \p to: those directly below it, or with
     /// \p recursive those in its groups too. A value at \p from itself is not copied.
     ///
-    /// What is copied is what was there when the call began, so that a group can be copied into
-    /// itself. Nothing is told of single values. With the invalid value, even when there was
-    /// nothing to copy, each group below \p to is told of, inner ones first, and \p to last. An
-    /// empty \p from or \p to is the current group.
+    /// A group is read when the copy comes to it: its keys, then its groups by name. Where \p from
+    /// and \p to lie in each other, it finds there what it has written before.
+    ///
+    ///     a/x=1, a/b/y=2:  from "a" to "a/b"  => a/b/x=1, a/b/b/x=1, a/b/b/y=2
+    ///
+    /// A copy into itself ends: the groups of a level are listed before the copy writes there, and
+    /// deeper than the groups that were there at first, the names that \p to has more than \p from
+    /// are followed once.
+    ///
+    /// Nothing is told of single values. With the invalid value, even when nothing was written,
+    /// each group below \p to is told of, inner ones first, and \p to last. An empty \p from or
+    /// \p to is the current group.
     Settings &copyKey(const Data::String &from, const Data::String &to, bool recursive = false);
 
     /// Moves the values below \p from to below \p to, as copyKey() takes them, and tells of both:
     /// of \p to as copyKey() does, then of \p from. Names that differ only in case, or not at all,
     /// go through a group "@@@_temp_@@@", which is told of as well and has gone at the end. What
-    /// was in a group of that name before goes along.
+    /// was in a group of that name before goes along. Two names are renamed to themselves without
+    /// a loss, where these steps would remove what they have just copied: "", and "@@@_temp_@@@",
+    /// which does not go through itself.
     ///
-    /// All that lies at or below \p from is removed then, which is meant: what copyKey() does not
+    /// All that lies at or below \p from is removed then, by intention: what copyKey() does not
     /// take, which is a value at \p from itself and without \p recursive the groups below it, and
     /// the copy as far as it lies in \p from. A group that is moved into itself is lost.
     Settings &renameKey(const Data::String &from, const Data::String &to, bool recursive = false);
@@ -155,6 +165,8 @@ private:
     // Without the object, which a receiver may delete meanwhile.
     static void copyGroup(QSettings &settings, const QString &from, const QString &to,
                           bool recursive);
+    static void copyLevel(QSettings &settings, const QString &from, const QString &to,
+                          bool recursive, int limit);
     static void renameGroup(QSettings &settings, const QString &from, const QString &to,
                             bool recursive);
 

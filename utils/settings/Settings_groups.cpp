@@ -1,56 +1,42 @@
 #include "utils/settings/Settings.h"
 
 #include <QSettings>
-#include <QVector>
 
 #include <algorithm>
-#include <utility>
+#include <limits>
 
 namespace Utils {
 
 static const QLatin1Char separator('/');
 static const QLatin1String temporaryGroup("@@@_temp_@@@");
 
-namespace {
+static QStringList namesIn(const QString &key) { return key.split(separator, Qt::SkipEmptyParts); }
 
-/// A stored value, by its key below the group in question.
-struct Entry
+/// Whether \p key lies below \p group, in a store that ignores case too.
+static bool isBelow(const QString &key, const QString &group)
 {
-    QString key;
-    QVariant value;
-};
-
-} // namespace
-
-/// The part of \p key that names a group, with the "/" behind it, or "".
-static QString groupOf(const QString &key) { return key.left(key.lastIndexOf(separator) + 1); }
-
-/// Whether a walk through the groups comes to \p left before \p right. The values of a group come
-/// before those in its groups, and these by name.
-static bool isBefore(const QString &left, const QString &right)
-{
-    const auto difference = std::mismatch(left.begin(), left.end(), right.begin(), right.end());
-    const int same = static_cast<int>(difference.first - left.begin());
-    const int shared = groupOf(left.left(same)).size();
-
-    const int leftEnd = left.indexOf(separator, shared);
-    const int rightEnd = right.indexOf(separator, shared);
-    if ((leftEnd < 0) != (rightEnd < 0))
-        return leftEnd < 0;
-    return left.mid(shared, leftEnd < 0 ? -1 : leftEnd - shared) <
-           right.mid(shared, rightEnd < 0 ? -1 : rightEnd - shared);
+    const QStringList names = namesIn(key);
+    const QStringList above = namesIn(group);
+    return names.size() > above.size() &&
+           std::equal(above.begin(), above.end(), names.begin(), [](const auto &a, const auto &b) {
+               return a.compare(b, Qt::CaseInsensitive) == 0;
+           });
 }
 
-static QVector<Entry> entriesIn(QSettings &settings, const QString &group, bool recursive)
+/// The number of names of the deepest group on the way of a copy into itself that is still entered.
+///
+/// A group that is copied deeper into itself can get a new group each time it has been read. Below
+/// the groups that were there at first, the way repeats with the names that \p to has more than
+/// \p from. A copy that has followed these once would follow them for ever.
+static int depthLimit(QSettings &settings, const QString &from, const QString &to)
 {
-    settings.beginGroup(group);
-    QStringList keys = recursive ? settings.allKeys() : settings.childKeys();
-    std::sort(keys.begin(), keys.end(), isBefore);
-    QVector<Entry> entries;
-    for (const QString &key : qAsConst(keys))
-        entries.append({key, settings.value(key)});
+    settings.beginGroup(from);
+    const QStringList keys = settings.allKeys();
     settings.endGroup();
-    return entries;
+    int deepest = 0;
+    for (const QString &key : keys)
+        deepest = std::max(deepest, namesIn(key).size() - 1);
+    return deepest + namesIn(to).size();
 }
 
 Settings &Settings::copyKey(const Data::String &from, const Data::String &to, bool recursive)
@@ -70,24 +56,35 @@ Settings &Settings::renameKey(const Data::String &from, const Data::String &to, 
 void Settings::copyGroup(QSettings &settings, const QString &from, const QString &to,
                          bool recursive)
 {
-    const Data::String target = fullKey(settings, to);
-    const QVector<Entry> entries = entriesIn(settings, from, recursive);
+    const bool isIntoItself = recursive && isBelow(to, from);
+    copyLevel(settings, from, to, recursive,
+              isIntoItself ? depthLimit(settings, from, to) : std::numeric_limits<int>::max());
+}
 
-    QString current; // the group that the walk is in, below the target, with a "/" behind, or ""
-    const auto leave = [&] {
-        current.chop(1);
-        notify(target + QString(separator + current), Data::Variant());
-        current = groupOf(current);
-    };
-    for (const Entry &entry : entries) {
-        const QString group = groupOf(entry.key);
-        while (!group.startsWith(current))
-            leave();
-        current = group;
-        settings.setValue(to + separator + entry.key, entry.value);
+void Settings::copyLevel(QSettings &settings, const QString &from, const QString &to,
+                         bool recursive, int limit)
+{
+    const Data::String target = fullKey(settings, to);
+
+    // The groups before anything is written: a copy into itself would find those that it makes.
+    settings.beginGroup(from);
+    const QStringList keys = settings.childKeys();
+    const QStringList groups = recursive ? settings.childGroups() : QStringList();
+    settings.endGroup();
+
+    // A name that is empty comes from a file that somebody edited. It names the group itself.
+    for (const QString &key : keys) {
+        if (!key.isEmpty())
+            settings.setValue(to + separator + key, settings.value(from + separator + key));
     }
-    while (!current.isEmpty())
-        leave();
+    for (const QString &group : groups) {
+        if (group.isEmpty())
+            continue;
+        const QString inner = from + separator + group;
+        const QString innerTarget = to + separator + group;
+        if (namesIn(inner).size() <= limit || !isBelow(innerTarget, inner))
+            copyLevel(settings, inner, innerTarget, recursive, limit);
+    }
     notify(target, Data::Variant());
 }
 
