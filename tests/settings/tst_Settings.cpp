@@ -480,11 +480,18 @@ private Q_SLOTS:
             Settings settings("g");
             settings.setInt("k", 1).addMRU("l", "p").copyKey("MRU", "n", true);
             settings.renameKey("n", "m", true).removeKey("absent");
+            Data::String reason;
+            QVERIFY(!settings.sync());
+            QCOMPARE(settings.status(&reason), Settings::Failed);
+            QVERIFY2(reason.startsWith(file + ": ") && reason.size() > file.size() + 5,
+                     qPrintable(reason));
             QSettings().sync();
+            QCOMPARE(home.stored(), QString("g/MRU/l/aa=p g/k=1 g/m/l/aa=p"));
+
+            settings = Settings("other"); // the last one dies
             QCOMPARE(home.stored(), QString("g/MRU/l/aa=p g/k=1 g/m/l/aa=p"));
         }
 
-        QCOMPARE(home.stored(), QString()); // nobody holds it any more
         QCOMPARE(seen().size(), 8);
         QCOMPARE(QFileInfo(file).isDir(), obstacle == "folder");
         if (obstacle == "file")

@@ -1,8 +1,7 @@
 #include "utils/settings/Settings.h"
 
 #include "utils/settings/SettingsSignal.h"
-
-#include <QSettings>
+#include "utils/settings/SettingsStore_p.h"
 
 #include <algorithm>
 
@@ -12,7 +11,7 @@ namespace Utils {
 // which may die later, can still write settings then.
 static bool signalHasDied = false;
 
-Settings::Settings(const Data::String &group) : m_settings(std::make_shared<QSettings>())
+Settings::Settings(const Data::String &group) : m_settings(std::make_shared<SettingsStore>())
 {
     if (!group.isEmpty())
         m_settings->beginGroup(group);
@@ -107,6 +106,18 @@ QStringList Settings::groups(const Data::String &group) const
     return names;
 }
 
+bool Settings::sync() { return m_settings->sync(); }
+
+Settings::Status Settings::status(Data::String *reason) const
+{
+    const QString failure = m_settings->reason();
+    if (reason)
+        *reason = failure;
+    if (!failure.isEmpty())
+        return Failed;
+    return m_settings->isStored() ? Stored : Pending;
+}
+
 SettingsSignal &Settings::SettingChanged()
 {
     static SettingsSignal signal("SettingChanged");
@@ -124,7 +135,7 @@ bool Settings::isNameless(const Data::String &key)
     return std::all_of(key.begin(), key.end(), [](QChar c) { return c == QLatin1Char('/'); });
 }
 
-Data::String Settings::fullKey(const QSettings &settings, const Data::String &key)
+Data::String Settings::fullKey(const SettingsStore &settings, const Data::String &key)
 {
     const QString group = settings.group();
     return group.isEmpty() ? key : Data::String(group + QLatin1Char('/') + key);

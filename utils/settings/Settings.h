@@ -9,11 +9,10 @@
 
 #include <memory>
 
-class QSettings;
-
 namespace Utils {
 
 class SettingsSignal;
+class SettingsStore;
 
 /// The persistent settings of the application: a typed layer over a QSettings, which tells of every
 /// change on one signal of the process, SettingChanged().
@@ -22,9 +21,14 @@ class SettingsSignal;
 ///     const int width = settings.getInt("width", 640);
 ///     settings.setInt("width", 800); // tells of "View/width"
 ///
-/// Where the values live is decided by the organisation and application names of the host. A store
-/// that cannot be written is not reported: what was set is then forgotten with the last object on
-/// it.
+/// Where the values live is decided by the organisation and application names of the host.
+///
+/// A file is replaced whole or not at all. When that fails, for instance on a full disk, the old
+/// file stays, and what was set stays in memory until the process ends; each change, each death of
+/// an object that has set something and sync() try again. A file that cannot be read whole is not
+/// written. status() tells of both. What a QSettings of the host writes itself is not protected,
+/// nor is what lives elsewhere than in a file or in a format of the host, nor what is set for the
+/// first time when static objects die.
 ///
 /// Keys are separated into groups by "/" and are relative to the group that the object is in. A key
 /// is told of as it was passed, behind the group and a "/"; QSettings itself takes "/a//b/" for
@@ -108,6 +112,23 @@ public:
     QStringList keys(const Data::String &group) const;
     QStringList groups(const Data::String &group) const;
 
+    /// Whether what was set has reached the disk.
+    enum Status
+    {
+        Stored,  ///< All of it.
+        Pending, ///< Not yet. It is written when control returns to the event loop, when an object
+                 ///< that has set it dies, and by sync().
+        Failed   ///< The last attempt to read or to write the store has failed.
+    };
+
+    /// Writes what was set through any object on the store, and reads what other processes wrote.
+    /// False when one of them fails.
+    bool sync();
+
+    /// What has become of all that was set on the store, with the path and why it failed in
+    /// \p reason, which is "" otherwise.
+    Status status(Data::String *reason = nullptr) const;
+
     /// Stores \p value if \p key has none yet; an empty text is a value. With \p keepDefault it is
     /// also stored under the key with "_default" behind it, in any case. Nobody is told: a default
     /// is no change. An invalid \p value is stored as one, and the key is there then.
@@ -159,20 +180,20 @@ public:
 
 private:
     static bool isNameless(const Data::String &key);
-    static Data::String fullKey(const QSettings &settings, const Data::String &key);
+    static Data::String fullKey(const SettingsStore &settings, const Data::String &key);
     static void notify(const Data::String &fullKey, const Data::Variant &value);
 
     // Without the object, which a receiver may delete meanwhile.
-    static void copyGroup(QSettings &settings, const QString &from, const QString &to,
+    static void copyGroup(SettingsStore &settings, const QString &from, const QString &to,
                           bool recursive);
-    static void copyLevel(QSettings &settings, const QString &from, const QString &to,
+    static void copyLevel(SettingsStore &settings, const QString &from, const QString &to,
                           bool recursive, int limit);
-    static void renameGroup(QSettings &settings, const QString &from, const QString &to,
+    static void renameGroup(SettingsStore &settings, const QString &from, const QString &to,
                             bool recursive);
 
     bool hasFlag(const Data::String &group, QLatin1String word) const;
 
-    std::shared_ptr<QSettings> m_settings;
+    std::shared_ptr<SettingsStore> m_settings;
 };
 
 } // namespace Utils

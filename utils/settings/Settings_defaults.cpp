@@ -1,6 +1,6 @@
 #include "utils/settings/Settings.h"
 
-#include <QSettings>
+#include "utils/settings/SettingsStore_p.h"
 
 namespace Utils {
 

@@ -1,6 +1,6 @@
 #include "utils/settings/Settings.h"
 
-#include <QSettings>
+#include "utils/settings/SettingsStore_p.h"
 
 #include <algorithm>
 #include <limits>
@@ -28,7 +28,7 @@ static bool isBelow(const QString &key, const QString &group)
 /// A group that is copied deeper into itself can get a new group each time it has been read. Below
 /// the groups that were there at first, the way repeats with the names that \p to has more than
 /// \p from. A copy that has followed these once would follow them for ever.
-static int depthLimit(QSettings &settings, const QString &from, const QString &to)
+static int depthLimit(SettingsStore &settings, const QString &from, const QString &to)
 {
     settings.beginGroup(from);
     const QStringList keys = settings.allKeys();
@@ -41,19 +41,19 @@ static int depthLimit(QSettings &settings, const QString &from, const QString &t
 
 Settings &Settings::copyKey(const Data::String &from, const Data::String &to, bool recursive)
 {
-    const std::shared_ptr<QSettings> settings = m_settings;
+    const std::shared_ptr<SettingsStore> settings = m_settings;
     copyGroup(*settings, from, to, recursive);
     return *this;
 }
 
 Settings &Settings::renameKey(const Data::String &from, const Data::String &to, bool recursive)
 {
-    const std::shared_ptr<QSettings> settings = m_settings;
+    const std::shared_ptr<SettingsStore> settings = m_settings;
     renameGroup(*settings, from, to, recursive);
     return *this;
 }
 
-void Settings::copyGroup(QSettings &settings, const QString &from, const QString &to,
+void Settings::copyGroup(SettingsStore &settings, const QString &from, const QString &to,
                          bool recursive)
 {
     const bool isIntoItself = recursive && isBelow(to, from);
@@ -61,7 +61,7 @@ void Settings::copyGroup(QSettings &settings, const QString &from, const QString
               isIntoItself ? depthLimit(settings, from, to) : std::numeric_limits<int>::max());
 }
 
-void Settings::copyLevel(QSettings &settings, const QString &from, const QString &to,
+void Settings::copyLevel(SettingsStore &settings, const QString &from, const QString &to,
                          bool recursive, int limit)
 {
     const Data::String target = fullKey(settings, to);
@@ -88,7 +88,7 @@ void Settings::copyLevel(QSettings &settings, const QString &from, const QString
     notify(target, Data::Variant());
 }
 
-void Settings::renameGroup(QSettings &settings, const QString &from, const QString &to,
+void Settings::renameGroup(SettingsStore &settings, const QString &from, const QString &to,
                            bool recursive)
 {
     // A store that ignores case would copy the group onto itself and then remove it. The temporary

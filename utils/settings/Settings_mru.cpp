@@ -1,9 +1,10 @@
 #include "utils/settings/Settings.h"
 
+#include "utils/settings/SettingsStore_p.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QMap>
-#include <QSettings>
 
 namespace Utils {
 

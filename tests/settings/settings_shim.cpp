@@ -1,0 +1,96 @@
+// Preloaded into a program, it lets chosen system calls on settings files fail: those that ask for
+// bytes or for what is known of a file whose name ends in ".conf".
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+int readsToPass = -1; // before the first failure; none fails when negative
+int readsToFail = 0;
+int statsToPass = -1;
+int statsToFail = 0;
+
+bool isSettings(const std::string &path)
+{
+    const std::string ending = ".conf";
+    return path.size() > ending.size() &&
+           path.compare(path.size() - ending.size(), ending.size(), ending) == 0;
+}
+
+bool isSettings(int file)
+{
+    char path[4096];
+    const std::string link = "/proc/self/fd/" + std::to_string(file);
+    const ssize_t size = readlink(link.c_str(), path, sizeof path);
+    return size > 0 && isSettings(std::string(path, static_cast<std::size_t>(size)));
+}
+
+bool fails(int &toPass, int &toFail)
+{
+    if (toPass < 0)
+        return false;
+    if (toPass > 0) {
+        --toPass;
+        return false;
+    }
+    return toFail > 0 && toFail-- > 0;
+}
+
+} // namespace
+
+extern "C" {
+
+__attribute__((visibility("default"))) void failReads(int passed, int failed)
+{
+    readsToPass = passed;
+    readsToFail = failed;
+}
+
+__attribute__((visibility("default"))) void failStats(int passed, int failed)
+{
+    statsToPass = passed;
+    statsToFail = failed;
+}
+
+__attribute__((visibility("default"))) int failuresLeft() { return readsToFail + statsToFail; }
+
+__attribute__((visibility("default"))) ssize_t read(int file, void *buffer, size_t size)
+{
+    static const auto next =
+        reinterpret_cast<ssize_t (*)(int, void *, size_t)>(dlsym(RTLD_NEXT, "read"));
+    if (readsToPass >= 0 && isSettings(file)) {
+        if (fails(readsToPass, readsToFail)) {
+            errno = EIO;
+            return -1;
+        }
+        return next(file, buffer, size > 2000 ? 2000 : size); // so that there are several
+    }
+    return next(file, buffer, size);
+}
+
+__attribute__((visibility("default"))) int statx(int folder, const char *path, int flags,
+                                                 unsigned mask, struct statx *result)
+{
+    static const auto next =
+        reinterpret_cast<int (*)(int, const char *, int, unsigned, struct statx *)>(
+            dlsym(RTLD_NEXT, "statx"));
+    const bool isFile = *path == '\0';
+    if (statsToPass >= 0 && (isFile ? isSettings(folder) : isSettings(std::string(path))) &&
+        fails(statsToPass, statsToFail))
+    {
+        errno = EIO;
+        return -1;
+    }
+    return next(folder, path, flags, mask, result);
+}
+
+} // extern "C"

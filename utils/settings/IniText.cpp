@@ -1,0 +1,563 @@
+#include "utils/settings/IniText_p.h"
+
+#include <QByteArrayList>
+#include <QDataStream>
+#include <QMap>
+#include <QPoint>
+#include <QRect>
+#include <QSize>
+#include <QStringList>
+#include <QVector>
+
+#include <cstring>
+
+namespace Utils {
+namespace IniText {
+
+/// With the NUL bytes, where QString::fromLatin1(QByteArray) ends.
+static QString latin1(const QByteArray &bytes)
+{
+    return QString::fromLatin1(bytes.constData(), bytes.size());
+}
+
+static QDataStream::Version streamVersion(bool isDateTime)
+{
+    return isDateTime ? QDataStream::Qt_5_6 : QDataStream::Qt_4_0;
+}
+
+static QString textOf(const QVariant &value)
+{
+    const auto marked = [](const char *mark, const QByteArray &bytes) {
+        return QString(QLatin1String(mark) + latin1(bytes) + QLatin1Char(')'));
+    };
+    switch (value.userType()) {
+    case QMetaType::UnknownType:
+        return QStringLiteral("@Invalid()");
+    case QMetaType::QByteArray:
+        return marked("@ByteArray(", value.toByteArray());
+    case QMetaType::QString:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Bool:
+    case QMetaType::Double:
+    case QMetaType::QKeySequence: {
+        const QString text = value.toString();
+        if (text.contains(QChar(QChar::Null)))
+            return QLatin1String("@String(") + text + QLatin1Char(')');
+        return text.startsWith(QLatin1Char('@')) ? QString(QLatin1Char('@') + text) : text;
+    }
+    case QMetaType::QRect: {
+        const QRect rect = value.toRect();
+        return QString::asprintf("@Rect(%d %d %d %d)", rect.x(), rect.y(), rect.width(),
+                                 rect.height());
+    }
+    case QMetaType::QSize:
+        return QString::asprintf("@Size(%d %d)", value.toSize().width(), value.toSize().height());
+    case QMetaType::QPoint:
+        return QString::asprintf("@Point(%d %d)", value.toPoint().x(), value.toPoint().y());
+    default:
+        break;
+    }
+
+    const bool isDateTime = value.userType() == QMetaType::QDateTime;
+    QByteArray bytes;
+    QDataStream stream(&bytes, QIODevice::WriteOnly);
+    stream.setVersion(streamVersion(isDateTime));
+    stream << value;
+    return marked(isDateTime ? "@DateTime(" : "@Variant(", bytes);
+}
+
+/// The numbers of "@Rect(1 2 3 4)", or an empty list when there are not as many as \p count.
+static QVector<int> numbersIn(const QString &text, int count)
+{
+    QVector<int> numbers;
+    QString word;
+    for (const QChar c : text.mid(text.indexOf(QLatin1Char('(')) + 1)) {
+        if (c == QLatin1Char(' ') || c == QLatin1Char(')'))
+            numbers.append(word.toInt());
+        if (c == QLatin1Char(' '))
+            word.clear();
+        else if (c != QLatin1Char(')'))
+            word += c;
+    }
+    return numbers.size() == count ? numbers : QVector<int>();
+}
+
+static QVariant valueOf(const QString &text)
+{
+    if (!text.startsWith(QLatin1Char('@')))
+        return text;
+
+    const auto startsWith = [&](const char *mark) { return text.startsWith(QLatin1String(mark)); };
+    if (text.endsWith(QLatin1Char(')'))) {
+        if (startsWith("@ByteArray("))
+            return text.mid(11, text.size() - 12).toLatin1();
+        if (startsWith("@String("))
+            return text.mid(8, text.size() - 9);
+        if (startsWith("@Variant(") || startsWith("@DateTime(")) {
+            const bool isDateTime = startsWith("@DateTime(");
+            QDataStream stream(text.mid(isDateTime ? 10 : 9).toLatin1());
+            stream.setVersion(streamVersion(isDateTime));
+            QVariant value;
+            stream >> value;
+            return value;
+        }
+        if (text == QLatin1String("@Invalid()"))
+            return QVariant();
+        if (startsWith("@Rect(")) {
+            const QVector<int> n = numbersIn(text, 4);
+            if (!n.isEmpty())
+                return QRect(n[0], n[1], n[2], n[3]);
+        } else if (startsWith("@Size(")) {
+            const QVector<int> n = numbersIn(text, 2);
+            if (!n.isEmpty())
+                return QSize(n[0], n[1]);
+        } else if (startsWith("@Point(")) {
+            const QVector<int> n = numbersIn(text, 2);
+            if (!n.isEmpty())
+                return QPoint(n[0], n[1]);
+        }
+    }
+    return startsWith("@@") ? text.mid(1) : text;
+}
+
+static QVariant valueOf(const QStringList &texts)
+{
+    QStringList plain = texts;
+    for (QString &text : plain) {
+        if (text.startsWith(QLatin1String("@@"))) {
+            text.remove(0, 1);
+        } else if (text.startsWith(QLatin1Char('@'))) {
+            QVariantList values;
+            for (const QString &each : texts)
+                values.append(valueOf(each));
+            return values;
+        }
+    }
+    return plain;
+}
+
+static QByteArray escapedKey(const QString &key)
+{
+    static const char digits[] = "0123456789ABCDEF";
+    QByteArray result;
+    for (const QChar c : key) {
+        const ushort code = c.unicode();
+        const bool isPlain = (code >= 'a' && code <= 'z') || (code >= 'A' && code <= 'Z') ||
+                             (code >= '0' && code <= '9') || code == '_' || code == '-' ||
+                             code == '.';
+        if (code == '/') {
+            result += '\\';
+        } else if (isPlain) {
+            result += static_cast<char>(code);
+        } else {
+            result += code > 0xff ? "%U" : "%";
+            for (int shift = code > 0xff ? 12 : 4; shift >= 0; shift -= 4)
+                result += digits[(code >> shift) % 16];
+        }
+    }
+    return result;
+}
+
+static QByteArray escaped(const QString &text)
+{
+    QByteArray result;
+    bool needsQuotes = false;
+    bool wasNumber = false; // after which a digit would be read as a part of it
+    for (const QChar c : text) {
+        const ushort code = c.unicode();
+        needsQuotes = needsQuotes || code == ';' || code == ',' || code == '=';
+
+        const bool isDigit = (code >= '0' && code <= '9') || (code >= 'a' && code <= 'f') ||
+                             (code >= 'A' && code <= 'F');
+        if (wasNumber && isDigit) {
+            result += "\\x" + QByteArray::number(code, 16);
+            continue;
+        }
+        wasNumber = false;
+        switch (code) {
+        case '\0':
+            result += "\\0";
+            wasNumber = true;
+            break;
+        case '\a':
+            result += "\\a";
+            break;
+        case '\b':
+            result += "\\b";
+            break;
+        case '\f':
+            result += "\\f";
+            break;
+        case '\n':
+            result += "\\n";
+            break;
+        case '\r':
+            result += "\\r";
+            break;
+        case '\t':
+            result += "\\t";
+            break;
+        case '\v':
+            result += "\\v";
+            break;
+        case '"':
+        case '\\':
+            result += '\\';
+            result += static_cast<char>(code);
+            break;
+        default:
+            if (code < 0x20 || code >= 0x7f) {
+                result += "\\x" + QByteArray::number(code, 16);
+                wasNumber = true;
+            } else {
+                result += static_cast<char>(code);
+            }
+        }
+    }
+    if (needsQuotes || result.startsWith(' ') || result.endsWith(' '))
+        return '"' + result + '"';
+    return result;
+}
+
+QByteArray writeValue(const QVariant &value)
+{
+    // A list of one is written as a value, as a text is not a list of one.
+    const bool isList = value.userType() == QMetaType::QStringList ||
+                        (value.userType() == QMetaType::QVariantList && value.toList().size() != 1);
+    if (!isList)
+        return escaped(textOf(value));
+
+    const QVariantList values = value.toList();
+    if (values.isEmpty())
+        return "@Invalid()";
+    QByteArrayList texts;
+    for (const QVariant &each : values)
+        texts.append(escaped(textOf(each)));
+    return texts.join(", ");
+}
+
+QByteArray write(const QSettings::SettingsMap &values)
+{
+    // By sections first: "a-b/x" sorts before "a/x", and the section "a" before "a-b".
+    QMap<QString, QSettings::SettingsMap> sections;
+    for (auto entry = values.begin(); entry != values.end(); ++entry) {
+        const int slash = entry.key().indexOf(QLatin1Char('/'));
+        sections[entry.key().left(qMax(slash, 0))].insert(entry.key().mid(slash + 1), *entry);
+    }
+
+    QByteArray text;
+    for (auto section = sections.begin(); section != sections.end(); ++section) {
+        if (!text.isEmpty())
+            text += '\n';
+        const QByteArray name = escapedKey(section.key());
+        if (name.isEmpty())
+            text += "[General]\n";
+        else if (name.compare("general", Qt::CaseInsensitive) == 0)
+            text += "[%General]\n";
+        else
+            text += '[' + name + "]\n";
+        for (auto entry = section->begin(); entry != section->end(); ++entry)
+            text += escapedKey(entry.key()) + '=' + writeValue(*entry) + '\n';
+    }
+    return text;
+}
+
+static bool isLineEnd(char c) { return c == '\n' || c == '\r'; }
+static bool isBlank(char c) { return c == ' ' || c == '\t'; }
+static bool isSpace(char c) { return isBlank(c) || isLineEnd(c); }
+
+namespace {
+
+/// A line without what is before and after it. One that a backslash ends goes on in the next, and
+/// so does one within quotes.
+struct Line
+{
+    int start = 0;
+    int end = 0;
+    int equals = -1; ///< where the first "=" outside quotes is
+};
+
+class Lines
+{
+public:
+    explicit Lines(const QByteArray &text, int start = 0) : m_text(text), m_position(start) {}
+
+    /// Where the line ends that was read last.
+    int position() const { return m_position; }
+
+    bool next(Line &line)
+    {
+        const int size = m_text.size();
+        line.equals = -1;
+        line.start = m_position;
+        while (line.start < size && isSpace(m_text[line.start]))
+            ++line.start;
+
+        bool isQuoted = false;
+        int i = line.start;
+        while (i < size) {
+            const char c = m_text[i++];
+            if (c == '=') {
+                if (!isQuoted && line.equals < 0)
+                    line.equals = i - 1;
+            } else if (isLineEnd(c)) {
+                if (i == line.start + 1) {
+                    ++line.start;
+                } else if (!isQuoted) {
+                    --i;
+                    break;
+                }
+            } else if (c == '\\') {
+                if (i < size) {
+                    const char escaped = m_text[i++];
+                    if (i < size && isLineEnd(escaped) && isLineEnd(m_text[i]) &&
+                        escaped != m_text[i])
+                        ++i;
+                }
+            } else if (c == '"') {
+                isQuoted = !isQuoted;
+            } else if (c == ';') {
+                if (i == line.start + 1) {
+                    i = afterComment(i);
+                    line.start = i;
+                } else if (!isQuoted) {
+                    --i;
+                    break;
+                }
+            }
+        }
+        m_position = i;
+        line.end = i;
+        return line.end > line.start;
+    }
+
+private:
+    int afterComment(int i) const
+    {
+        while (i < m_text.size() && !isLineEnd(m_text[i]))
+            ++i;
+        while (i < m_text.size() && isSpace(m_text[i]))
+            ++i;
+        return i;
+    }
+
+    const QByteArray m_text;
+    int m_position;
+};
+
+/// What stands after a "=": one text, or several that commas separate.
+class Value
+{
+public:
+    Value(const QByteArray &text, bool isUtf8) : m_text(text), m_isUtf8(isUtf8) { read(); }
+
+    QVariant value() const
+    {
+        return m_isList ? valueOf(m_list + QStringList(m_current)) : valueOf(m_current);
+    }
+
+private:
+    void read()
+    {
+        bool isQuoted = false;  // what comes now
+        bool hasQuotes = false; // the text, which then keeps its blanks at the end
+        skipBlanks();
+        while (m_at < m_text.size()) {
+            switch (m_text[m_at]) {
+            case '\\':
+                ++m_at;
+                if (!readEscape())
+                    return;
+                break;
+            case '"':
+                ++m_at;
+                hasQuotes = true;
+                isQuoted = !isQuoted;
+                if (!isQuoted)
+                    skipBlanks();
+                break;
+            case ',':
+                if (!isQuoted) {
+                    ++m_at;
+                    if (!hasQuotes)
+                        chop();
+                    m_isList = true;
+                    m_list.append(m_current);
+                    m_current.clear();
+                    hasQuotes = false;
+                    skipBlanks();
+                    break;
+                }
+                Q_FALLTHROUGH();
+            default:
+                readPlain();
+            }
+        }
+        if (!hasQuotes)
+            chop();
+    }
+
+    void skipBlanks()
+    {
+        while (m_at < m_text.size() && isBlank(m_text[m_at]))
+            ++m_at;
+        m_kept = m_current.size();
+    }
+
+    /// Removes the blanks at the end that stand in the file as blanks.
+    void chop()
+    {
+        while (m_current.size() > m_kept &&
+               (m_current.endsWith(QLatin1Char(' ')) || m_current.endsWith(QLatin1Char('\t'))))
+            m_current.chop(1);
+    }
+
+    void readPlain()
+    {
+        int end = m_at + 1;
+        while (end < m_text.size() && m_text[end] != '\\' && m_text[end] != '"' &&
+               m_text[end] != ',')
+            ++end;
+        const QByteArray plain = m_text.mid(m_at, end - m_at);
+        m_current += m_isUtf8 ? QString::fromUtf8(plain.constData(), plain.size()) : latin1(plain);
+        m_at = end;
+    }
+
+    /// False when the text ends in it.
+    bool readEscape()
+    {
+        static const char names[] = "abfnrtv\"?'\\";
+        static const char values[] = "\a\b\f\n\r\t\v\"?'\\";
+
+        if (m_at >= m_text.size())
+            return false;
+        const char c = m_text[m_at++];
+        const char *name = c == '\0' ? nullptr : std::strchr(names, c);
+        if (name) {
+            m_current += QLatin1Char(values[name - names]);
+        } else if (c == 'x') {
+            if (m_at >= m_text.size() || (digitAt(m_at, 16) >= 0 && !readNumber(16)))
+                return false;
+        } else if (c >= '0' && c <= '7') {
+            --m_at;
+            if (!readNumber(8))
+                return false;
+        } else if (isLineEnd(c) && m_at < m_text.size() && isLineEnd(m_text[m_at]) &&
+                   m_text[m_at] != c) {
+            ++m_at; // one end of a line, of two characters; what else follows a backslash is
+                    // skipped
+        }
+        m_kept = m_current.size();
+        return true;
+    }
+
+    bool readNumber(int base)
+    {
+        ushort code = 0;
+        for (int digit; (digit = digitAt(m_at, base)) >= 0; ++m_at)
+            code = static_cast<ushort>(code * base + digit);
+        m_current += QChar(code);
+        return m_at < m_text.size();
+    }
+
+    int digitAt(int index, int base) const
+    {
+        static const char digits[] = "0123456789abcdef";
+        if (index >= m_text.size() || m_text[index] == '\0')
+            return -1;
+        const char c = m_text[index];
+        const char *digit = std::strchr(digits, c >= 'A' && c <= 'F' ? c - 'A' + 'a' : c);
+        return digit && digit - digits < base ? static_cast<int>(digit - digits) : -1;
+    }
+
+    const QByteArray m_text;
+    const bool m_isUtf8;
+    int m_at = 0;
+    int m_kept = 0; // characters of the current text that are not chopped
+    QString m_current;
+    QStringList m_list;
+    bool m_isList = false;
+};
+
+} // namespace
+
+static QString unescapedKey(const QByteArray &key)
+{
+    QString result;
+    int i = 0;
+    while (i < key.size()) {
+        const char c = key[i];
+        if (c != '%' || i == key.size() - 1) {
+            result += c == '\\' ? QLatin1Char('/') : QLatin1Char(c);
+            ++i;
+            continue;
+        }
+        const int digits = key[i + 1] == 'U' ? 4 : 2;
+        const int first = i + (digits == 4 ? 2 : 1);
+        bool isNumber = first + digits <= key.size();
+        const int code = isNumber ? key.mid(first, digits).toInt(&isNumber, 16) : 0;
+        result += isNumber ? QChar(code) : QLatin1Char('%');
+        i = isNumber ? first + digits : i + 1;
+    }
+    return result;
+}
+
+/// The name of a section as the keys in it begin.
+static QString prefixOf(const QByteArray &section)
+{
+    if (section.compare("general", Qt::CaseInsensitive) == 0)
+        return QString();
+    if (section.compare("%general", Qt::CaseInsensitive) == 0)
+        return latin1(section.mid(1)) + QLatin1Char('/');
+    return unescapedKey(section) + QLatin1Char('/');
+}
+
+QSettings::SettingsMap read(const QByteArray &text)
+{
+    const bool isUtf8 = text.startsWith("\xef\xbb\xbf");
+
+    // A section that comes twice is one. They are read by name, whatever their order.
+    QMap<QString, QByteArray> sections;
+    QString prefix;
+    int start = 0;
+    const auto finish = [&](int end) {
+        QByteArray &section = sections[prefix];
+        if (!section.isEmpty())
+            section += '\n';
+        section += text.mid(start, end - start);
+    };
+    Lines lines(text, isUtf8 ? 3 : 0);
+    Line line;
+    while (lines.next(line)) {
+        if (text[line.start] != '[')
+            continue;
+        finish(line.start);
+        const int bracket = text.indexOf(']', line.start);
+        const int end = bracket < 0 || bracket >= line.end ? line.end : bracket;
+        prefix = prefixOf(text.mid(line.start + 1, end - line.start - 1).trimmed());
+        start = lines.position();
+    }
+    finish(line.start);
+
+    QSettings::SettingsMap values;
+    for (auto section = sections.cbegin(); section != sections.cend(); ++section) {
+        Lines entries(*section);
+        while (entries.next(line)) {
+            if (line.equals < 0)
+                continue;
+            int keyEnd = line.equals;
+            while (keyEnd > line.start && isBlank(section->at(keyEnd - 1)))
+                --keyEnd;
+            const QByteArray key = section->mid(line.start, keyEnd - line.start);
+            const QByteArray value = section->mid(line.equals + 1, line.end - line.equals - 1);
+            values[section.key() + unescapedKey(key)] = Value(value, isUtf8).value();
+        }
+    }
+    return values;
+}
+
+} // namespace IniText
+} // namespace Utils

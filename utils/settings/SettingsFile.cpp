@@ -1,0 +1,454 @@
+#include "utils/settings/SettingsFile_p.h"
+
+#include "utils/settings/IniText_p.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QEvent>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QSysInfo>
+#include <QTemporaryFile>
+
+#include <algorithm>
+
+namespace Utils {
+
+static const int readAttempts = 3;
+
+static bool processEnds = false;
+
+/// Takes the changes and stores them when control returns to the event loop.
+class SettingsFile::Writer : public QSettings
+{
+public:
+    explicit Writer(SettingsFile &file)
+        : QSettings(file.m_path, SettingsFile::format("conf")), m_file(file)
+    {}
+
+    bool event(QEvent *event) override
+    {
+        if (event->type() == QEvent::UpdateRequest)
+            m_file.store();
+        return QSettings::event(event);
+    }
+
+private:
+    SettingsFile &m_file;
+};
+
+// Never released: a host's static objects may change settings when the process ends.
+static QHash<QString, SettingsFile *> &files()
+{
+    static auto &files = *new QHash<QString, SettingsFile *>;
+    return files;
+}
+
+static bool isPlainFile(const QSettings &settings)
+{
+    static const bool keepsOrder = QSysInfo::kernelType() == QLatin1String("winnt");
+
+    const QSettings::Format format = settings.format();
+    const QString path = settings.fileName();
+    return !keepsOrder && (format == QSettings::NativeFormat || format == QSettings::IniFormat) &&
+           (path.endsWith(QLatin1String(".conf")) || path.endsWith(QLatin1String(".ini")));
+}
+
+/// Whether QSettings can be asked for \p key, which a file that somebody edited need not heed.
+static bool isNormal(const QString &key)
+{
+    return !key.isEmpty() && !key.startsWith(QLatin1Char('/')) && !key.endsWith(QLatin1Char('/')) &&
+           !key.contains(QLatin1String("//"));
+}
+
+static bool isAtOrBelow(const QString &key, const QString &group)
+{
+    return group.isEmpty() || key == group || key.startsWith(group + QLatin1Char('/'));
+}
+
+SettingsFile::SettingsFile(const QString &path) : m_path(path) {}
+
+SettingsFile *SettingsFile::of(const QSettings &settings)
+{
+    const bool isOurs = settings.format() == format("conf") || settings.format() == format("ini");
+    const bool hasFormats =
+        format("conf") != QSettings::InvalidFormat && format("ini") != QSettings::InvalidFormat;
+    return hasFormats && (isOurs || isPlainFile(settings)) ? &at(settings.fileName()) : nullptr;
+}
+
+SettingsFile &SettingsFile::at(const QString &path)
+{
+    SettingsFile *&file = files()[path];
+    if (!file)
+        file = new SettingsFile(path);
+    return *file;
+}
+
+QSettings::Format SettingsFile::format(const char *extension)
+{
+    static const QSettings::Format conf =
+        QSettings::registerFormat(QStringLiteral("conf"), &read, &write);
+    static const QSettings::Format ini =
+        QSettings::registerFormat(QStringLiteral("ini"), &read, &write);
+    return *extension == 'c' ? conf : ini;
+}
+
+bool SettingsFile::isAnyChanged()
+{
+    return std::any_of(files().cbegin(), files().cend(),
+                       [](const SettingsFile *file) { return file->m_isChanged; });
+}
+
+void SettingsFile::storeAll()
+{
+    const QList<SettingsFile *> all = files().values();
+    for (SettingsFile *file : all) {
+        if (file->m_isChanged)
+            file->store();
+    }
+}
+
+std::unique_ptr<QSettings> SettingsFile::openSafely()
+{
+    const QSettings::Format plain = QSettings::defaultFormat();
+    const QSettings::Format safe = format(plain == QSettings::NativeFormat ? "conf" : "ini");
+    if (plain != QSettings::NativeFormat && plain != QSettings::IniFormat)
+        return std::make_unique<QSettings>();
+
+    // The folders are the host's to choose, for each format. They are asked of an organisation that
+    // has no settings.
+    const QString nobody = QStringLiteral("Kelm has no settings");
+    for (const auto scope : {QSettings::UserScope, QSettings::SystemScope}) {
+        const auto folder = [&](QSettings::Format format) {
+            return QFileInfo(QSettings(format, scope, nobody).fileName()).path();
+        };
+        if (folder(safe) != folder(plain))
+            QSettings::setPath(safe, scope, folder(plain));
+    }
+    const QString name = QCoreApplication::organizationName();
+    auto settings = std::make_unique<QSettings>(
+        safe, QSettings::UserScope, name.isEmpty() ? QCoreApplication::organizationDomain() : name,
+        QCoreApplication::applicationName());
+    at(settings->fileName()).m_wasRead = false;
+    return settings;
+}
+
+void SettingsFile::setProcessEnds() { processEnds = true; }
+
+QSettings *SettingsFile::writer()
+{
+    if (!m_writer && !processEnds) {
+        m_writer = std::make_unique<Writer>(*this);
+        m_wasRead = false;
+    }
+    return m_writer.get();
+}
+
+void SettingsFile::setChanged(const QString &key)
+{
+    m_isChanged = true;
+    if (!m_removed.isEmpty())
+        m_setAgain.append(key);
+}
+
+void SettingsFile::setRemoved(const QString &key)
+{
+    m_isChanged = true;
+    m_removed.append(key);
+    m_setAgain.erase(std::remove_if(m_setAgain.begin(), m_setAgain.end(),
+                                    [&](const QString &set) { return isAtOrBelow(set, key); }),
+                     m_setAgain.end());
+}
+
+void SettingsFile::check()
+{
+    const State now = state();
+    if (m_isChanged || (now == m_known && m_reason.isEmpty()))
+        return;
+
+    m_reason.clear();
+    if (now.isEmpty()) {
+        m_known = now;
+        m_keys.clear();
+        return;
+    }
+
+    m_wasRead = false;
+    QByteArray bytes;
+    if (readBytes(bytes)) {
+        const QSettings::SettingsMap stored = IniText::read(bytes);
+        if (!isHeld(stored) && (!touch() || !isHeld(stored))) {
+            if (m_reason.isEmpty())
+                m_reason = messageOf(QStringLiteral("The file could not be read whole"));
+        } else if (!m_wasRead) {
+            m_known = now;
+            m_keys = stored.keys();
+        }
+    }
+    m_wasRead = false;
+}
+
+bool SettingsFile::store()
+{
+    bool isStored = attempt();
+    if (!isStored && m_mustReadAgain && touch())
+        isStored = attempt();
+    if (processEnds)
+        return isStored;
+
+    if (isStored && m_isChanged && !m_wasWritten)
+        isStored = storesWhatIsHeld();
+    if (isStored && m_wasUnread && !m_removed.isEmpty())
+        isStored = removesWhatWasUnread();
+    if (isStored) {
+        if (m_wasWritten) {
+            m_known = state();
+            m_keys = m_writtenKeys;
+        }
+        m_removed.clear();
+        m_setAgain.clear();
+        m_keysBefore.clear();
+        m_isChanged = false;
+        m_wasUnread = false;
+    } else if (m_reason.isEmpty()) {
+        m_reason = messageOf(obstacle());
+    }
+    m_wasRead = false;
+    return isStored;
+}
+
+/// Has QSettings write and read. Its status tells the first failure in the life of an object, so
+/// that each attempt needs a new one.
+bool SettingsFile::attempt()
+{
+    m_wasRead = false;
+    m_wasWritten = false;
+    m_mustReadAgain = false;
+    m_reason.clear();
+
+    if (!processEnds)
+        return QSettings(m_path, format("conf")).status() == QSettings::NoError;
+    if (m_writer)
+        m_writer->sync();
+    return m_reason.isEmpty();
+}
+
+/// Whether QSettings has all that is \p stored. This may make it read the file.
+bool SettingsFile::isHeld(const QSettings::SettingsMap &stored)
+{
+    const QSettings settings(m_path, format("conf"));
+    if (m_wasRead)
+        return true;
+
+    const QStringList keys = settings.allKeys(); // sorted
+    return std::all_of(stored.keyBegin(), stored.keyEnd(), [&](const QString &key) {
+        return std::binary_search(keys.begin(), keys.end(), key) &&
+               (!isNormal(key) ||
+                IniText::writeValue(settings.value(key)) == IniText::writeValue(stored[key]));
+    });
+}
+
+/// Called when there were changes and nothing had to be written. A plain QSettings has done that,
+/// perhaps to a disk that was full, or the changes were none. Stores what the file lacks.
+bool SettingsFile::storesWhatIsHeld()
+{
+    const State now = state();
+    QByteArray bytes;
+    if (!now.isEmpty() && !readBytes(bytes))
+        return false;
+
+    const QSettings::SettingsMap stored = IniText::read(bytes);
+    QSettings settings(m_path, format("conf"));
+    bool isComplete = true;
+    const QStringList keys = settings.allKeys();
+    for (const QString &key : keys) {
+        const QVariant value = isNormal(key) ? settings.value(key) : stored.value(key);
+        if (stored.contains(key) && IniText::writeValue(stored[key]) == IniText::writeValue(value))
+            continue;
+        if (isNormal(key))
+            settings.setValue(key, value);
+        isComplete = false;
+    }
+    if (isComplete) {
+        m_known = now;
+        m_keys = stored.keys();
+        return true;
+    }
+    settings.sync();
+    return settings.status() == QSettings::NoError && m_wasWritten;
+}
+
+bool SettingsFile::read(QIODevice &device, QSettings::SettingsMap &values)
+{
+    return at(static_cast<QFileDevice &>(device).fileName()).readAll(values);
+}
+
+bool SettingsFile::write(QIODevice &device, const QSettings::SettingsMap &values)
+{
+    auto &file = static_cast<QFileDevice &>(device);
+    return at(file.fileName()).writeAll(file, values);
+}
+
+bool SettingsFile::readAll(QSettings::SettingsMap &values)
+{
+    const State now = state();
+    QByteArray bytes;
+    if (!readBytes(bytes)) {
+        m_mustReadAgain = true;
+        return false;
+    }
+    values = IniText::read(bytes);
+    if (!m_isChanged)
+        m_keysBefore.clear();
+    m_keysBefore += m_keys;
+    m_known = now;
+    m_keys = values.keys();
+    m_wasRead = true;
+    return true;
+}
+
+bool SettingsFile::writeAll(QFileDevice &device, const QSettings::SettingsMap &values)
+{
+    if (!m_wasRead && !holdsWhatIsStored(values)) {
+        m_mustReadAgain = true;
+        m_wasUnread = true;
+        return false;
+    }
+
+    // A key that was there when it was removed, and is again as QSettings had not read it then.
+    m_wasUnread = m_wasUnread ||
+                  std::any_of(m_keysBefore.cbegin(), m_keysBefore.cend(), [&](const QString &key) {
+                      return values.contains(key) && isRemoved(key) && !m_setAgain.contains(key);
+                  });
+
+    // A write that is too short is no error to the device, and neither is it to commit the last of
+    // it. What follows such a write tells the reason.
+    const QByteArray text = IniText::write(values);
+    int written = 0;
+    while (written < text.size()) {
+        const qint64 count = device.write(text.constData() + written, text.size() - written);
+        if (count <= 0)
+            break;
+        written += static_cast<int>(count);
+    }
+    if (written < text.size() || (!device.flush() && !device.flush())) {
+        m_reason = messageOf(device.errorString());
+        return false;
+    }
+    m_writtenKeys = values.keys();
+    m_wasWritten = true;
+    m_wasRead = false;
+    return true;
+}
+
+/// Whether \p values, of which all are to be written, have the keys in the file but those that were
+/// removed. Else QSettings has failed to read them, or an object of the host has removed them,
+/// which tells when the file is read again.
+bool SettingsFile::holdsWhatIsStored(const QSettings::SettingsMap &values)
+{
+    const State now = state();
+    QStringList keys = m_keys;
+    if (!(now == m_known)) {
+        QByteArray bytes;
+        if (!now.isEmpty() && !readBytes(bytes))
+            return false;
+        keys = IniText::read(bytes).keys();
+    }
+    return std::all_of(keys.cbegin(), keys.cend(),
+                       [&](const QString &key) { return values.contains(key) || isRemoved(key); });
+}
+
+bool SettingsFile::isRemoved(const QString &key) const
+{
+    return std::any_of(m_removed.cbegin(), m_removed.cend(),
+                       [&](const QString &removed) { return isAtOrBelow(key, removed); });
+}
+
+/// QSettings forgets the removal of a key that it has not read. Removes such keys once it has.
+bool SettingsFile::removesWhatWasUnread()
+{
+    QSettings settings(m_path, format("conf"));
+    const QStringList keys = settings.allKeys();
+    for (const QString &key : keys) {
+        if (!isNormal(key) || !isRemoved(key) || m_setAgain.contains(key))
+            continue;
+        // What was set below it since then is to stay.
+        QSettings::SettingsMap kept;
+        for (const QString &other : keys) {
+            if (other != key && isAtOrBelow(other, key) && settings.contains(other))
+                kept[other] = settings.value(other);
+        }
+        settings.remove(key);
+        for (auto entry = kept.begin(); entry != kept.end(); ++entry)
+            settings.setValue(entry.key(), *entry);
+    }
+    settings.sync();
+    return settings.status() == QSettings::NoError;
+}
+
+SettingsFile::State SettingsFile::state() const
+{
+    const QFileInfo info(m_path);
+    State state;
+    if (info.exists()) {
+        const QDateTime modified = info.lastModified();
+        state.size = modified.isValid() ? info.size() : State::Unknown;
+        state.modified = modified.toMSecsSinceEpoch();
+    }
+    // What fails to be told looks like an empty file, or like none.
+    if (state.isEmpty()) {
+        QFile file(m_path);
+        if (file.open(QIODevice::ReadOnly) && !file.read(1).isEmpty())
+            state.size = State::Unknown;
+    }
+    return state;
+}
+
+bool SettingsFile::readBytes(QByteArray &bytes)
+{
+    for (int i = 0; i < readAttempts; ++i) {
+        const State before = state();
+        QFile file(m_path);
+        if (file.open(QIODevice::ReadOnly)) {
+            bytes = file.readAll();
+            if (bytes.size() == before.size && before == state())
+                return true;
+        }
+        m_reason = messageOf(file.error() == QFile::NoError
+                                 ? QStringLiteral("The file could not be read whole")
+                                 : file.errorString());
+    }
+    m_wasUnread = true;
+    return false;
+}
+
+/// Gives the file another time, after which QSettings reads it again.
+bool SettingsFile::touch() const
+{
+    const QDateTime earliest = QFileInfo(m_path).lastModified().addMSecs(1);
+    QFile file(m_path);
+    return file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly) &&
+           file.setFileTime(qMax(earliest, QDateTime::currentDateTime()),
+                            QFileDevice::FileModificationTime);
+}
+
+/// Why the file cannot be replaced.
+QString SettingsFile::obstacle() const
+{
+    QFile file(m_path);
+    if (file.exists() && !file.open(QIODevice::ReadWrite))
+        return file.errorString();
+    QTemporaryFile trial(m_path + QLatin1String(".XXXXXX"));
+    const QByteArray block(4096, ' ');
+    if (!trial.open() || trial.write(block) != block.size() || !trial.flush())
+        return trial.errorString();
+    return QStringLiteral("The file could not be replaced");
+}
+
+QString SettingsFile::messageOf(const QString &reason) const
+{
+    return m_path + QLatin1String(": ") + reason;
+}
+
+} // namespace Utils

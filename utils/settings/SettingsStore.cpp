@@ -1,0 +1,92 @@
+#include "utils/settings/SettingsStore_p.h"
+
+#include "utils/settings/SettingsFile_p.h"
+
+namespace Utils {
+
+static const QLatin1Char separator('/');
+
+static std::unique_ptr<QSettings> openSettings()
+{
+    SettingsFile::storeAll();
+    if (SettingsFile::isAnyChanged())
+        return SettingsFile::openSafely();
+    return std::make_unique<QSettings>();
+}
+
+SettingsStore::SettingsStore() : m_settings(openSettings()), m_file(SettingsFile::of(*m_settings))
+{
+    // Made after Qt's own static objects, it is released before them.
+    static const struct EndOfProcess
+    {
+        ~EndOfProcess() { SettingsFile::setProcessEnds(); }
+    } endOfProcess;
+
+    if (m_file)
+        m_file->check();
+}
+
+SettingsStore::~SettingsStore()
+{
+    if (m_file && m_isChanged && m_file->isChanged())
+        m_file->store();
+}
+
+void SettingsStore::setValue(const QString &key, const QVariant &value)
+{
+    m_isChanged = true;
+    if (QSettings *writer = m_file ? m_file->writer() : nullptr) {
+        const QString full = fullKey(key);
+        m_file->setChanged(full);
+        writer->setValue(full, value);
+    } else {
+        m_settings->setValue(key, value);
+    }
+}
+
+void SettingsStore::remove(const QString &key)
+{
+    m_isChanged = true;
+    if (QSettings *writer = m_file ? m_file->writer() : nullptr) {
+        const QString full = fullKey(key);
+        m_file->setRemoved(full);
+        writer->remove(full);
+    } else {
+        m_settings->remove(key);
+    }
+}
+
+bool SettingsStore::sync()
+{
+    if (m_file) {
+        m_file->store();
+        m_file->check();
+        return m_file->reason().isEmpty();
+    }
+    m_settings->sync();
+    m_isChanged = m_settings->status() != QSettings::NoError;
+    return !m_isChanged;
+}
+
+bool SettingsStore::isStored() const { return m_file ? !m_file->isChanged() : !m_isChanged; }
+
+QString SettingsStore::reason() const
+{
+    if (m_file)
+        return m_file->reason();
+    const bool hasFailed = m_settings->status() == QSettings::AccessError;
+    return hasFailed ? m_settings->fileName() + QLatin1String(": The store cannot be written")
+                     : QString();
+}
+
+/// The key from the root, as QSettings normalises it.
+QString SettingsStore::fullKey(const QString &key) const
+{
+    const QString group = m_settings->group();
+    const QString full = group.isEmpty() ? key : QString(group + separator + key);
+    const bool isNormal = !full.startsWith(separator) && !full.endsWith(separator) &&
+                          !full.contains(QLatin1String("//"));
+    return isNormal ? full : full.split(separator, Qt::SkipEmptyParts).join(separator);
+}
+
+} // namespace Utils
