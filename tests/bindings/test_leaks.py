@@ -157,6 +157,8 @@ CALLS = {
     'Settings.setString': lambda t: settings.setString('a', t),
     'Settings.setValue': lambda t: settings.setValue('a', Data.Variant(t)),
     'Settings.setValue of a list': lambda t: settings.setValue('a', [t, t]),
+    'Settings.status': lambda t: settings.status(),
+    'Settings.sync': lambda t: settings.sync(),
     'StringTable.initialize': lambda t: StringTable.initialize('', t, t),
     'StringTable.load': lambda t: StringTable.load(t),
     'StringTable.lookup': lambda t: StringTable.lookup(t),

@@ -13,7 +13,7 @@ WorkspaceSettings = Utils.WorkspaceSettings
 METHODS = [
     'addMRU', 'beginGroup', 'copyKey', 'endGroup', 'firstMRUPath', 'getBool', 'getInt', 'getMRU',
     'getString', 'getValue', 'groups', 'keys', 'removeKey', 'removeMRU', 'renameKey', 'setBool',
-    'setDefault', 'setInt', 'setString', 'setValue']
+    'setDefault', 'setInt', 'setString', 'setValue', 'status', 'sync']
 
 
 class Store(suite.TestCase):
@@ -305,6 +305,16 @@ class Workspaces(suite.TestCase):
 
 
 class Class(suite.TestCase):
+
+    def test_status_and_sync(self):
+        settings = self.settings
+        self.assertIs(settings.sync(), True)
+        self.assertEqual(settings.status(), 0)
+        settings.setInt('k', 1)
+        self.assertEqual(settings.status(), 1)
+        self.assertIs(settings.sync(), True)
+        self.assertEqual(settings.status(), 0)
+        self.assertIs(type(settings.status()), int)
 
     def test_has_these_methods_and_no_others(self):
         self.assertEqual([name for name in dir(Settings) if not name.startswith('_')], METHODS)

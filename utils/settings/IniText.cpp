@@ -241,11 +241,19 @@ QByteArray writeValue(const QVariant &value)
 
 QByteArray write(const QSettings::SettingsMap &values)
 {
-    // By sections first: "a-b/x" sorts before "a/x", and the section "a" before "a-b".
-    QMap<QString, QSettings::SettingsMap> sections;
-    for (auto entry = values.begin(); entry != values.end(); ++entry) {
+    // By sections first: "a-b/x" sorts before "a/x", and the section "a" before "a-b". The keys of
+    // a section stand together all the same.
+    QMap<QString, QByteArray> sections;
+    for (auto entry = values.begin(); entry != values.end();) {
         const int slash = entry.key().indexOf(QLatin1Char('/'));
-        sections[entry.key().left(qMax(slash, 0))].insert(entry.key().mid(slash + 1), *entry);
+        const QString section = entry.key().left(qMax(slash, 0));
+        QByteArray &text = sections[section];
+        for (; entry != values.end(); ++entry) {
+            const int end = entry.key().indexOf(QLatin1Char('/'));
+            if (end != slash || entry.key().leftRef(qMax(end, 0)) != section)
+                break;
+            text += escapedKey(entry.key().mid(slash + 1)) + '=' + writeValue(*entry) + '\n';
+        }
     }
 
     QByteArray text;
@@ -259,8 +267,7 @@ QByteArray write(const QSettings::SettingsMap &values)
             text += "[%General]\n";
         else
             text += '[' + name + "]\n";
-        for (auto entry = section->begin(); entry != section->end(); ++entry)
-            text += escapedKey(entry.key()) + '=' + writeValue(*entry) + '\n';
+        text += *section;
     }
     return text;
 }

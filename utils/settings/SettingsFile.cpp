@@ -3,7 +3,6 @@
 #include "utils/settings/IniText_p.h"
 
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QEvent>
 #include <QFile>
 #include <QFileInfo>
@@ -149,16 +148,19 @@ void SettingsFile::setChanged(const QString &key)
 {
     m_isChanged = true;
     if (!m_removed.isEmpty())
-        m_setAgain.append(key);
+        m_setAgain.insert(key);
 }
 
 void SettingsFile::setRemoved(const QString &key)
 {
     m_isChanged = true;
-    m_removed.append(key);
-    m_setAgain.erase(std::remove_if(m_setAgain.begin(), m_setAgain.end(),
-                                    [&](const QString &set) { return isAtOrBelow(set, key); }),
-                     m_setAgain.end());
+    m_removed.insert(key);
+    for (auto set = m_setAgain.begin(); set != m_setAgain.end();) {
+        if (isAtOrBelow(*set, key))
+            set = m_setAgain.erase(set);
+        else
+            ++set;
+    }
 }
 
 void SettingsFile::check()
@@ -361,8 +363,11 @@ bool SettingsFile::holdsWhatIsStored(const QSettings::SettingsMap &values)
 
 bool SettingsFile::isRemoved(const QString &key) const
 {
-    return std::any_of(m_removed.cbegin(), m_removed.cend(),
-                       [&](const QString &removed) { return isAtOrBelow(key, removed); });
+    for (int end = key.size(); end > 0; end = key.lastIndexOf(QLatin1Char('/'), end - 1)) {
+        if (m_removed.contains(key.left(end)))
+            return true;
+    }
+    return m_removed.contains(QString());
 }
 
 /// QSettings forgets the removal of a key that it has not read. Removes such keys once it has.
@@ -391,10 +396,11 @@ SettingsFile::State SettingsFile::state() const
 {
     const QFileInfo info(m_path);
     State state;
-    if (info.exists()) {
-        const QDateTime modified = info.lastModified();
-        state.size = modified.isValid() ? info.size() : State::Unknown;
-        state.modified = modified.toMSecsSinceEpoch();
+    state.modified = info.lastModified(); // first, which asks the system for all at once
+    if (state.modified.isValid()) {
+        state.size = info.size();
+    } else if (info.exists()) {
+        state.size = State::Unknown;
     }
     // What fails to be told looks like an empty file, or like none.
     if (state.isEmpty()) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QDateTime>
+#include <QSet>
 #include <QSettings>
 #include <QStringList>
 
@@ -67,7 +69,7 @@ private:
         static constexpr qint64 Unknown = -2;
 
         qint64 size = NoFile;
-        qint64 modified = 0;
+        QDateTime modified;
 
         bool isEmpty() const { return size == 0 || size == NoFile; }
         bool operator==(const State &other) const
@@ -107,8 +109,8 @@ private:
     // Since it was last stored.
     bool m_isChanged = false;
     bool m_wasUnread = false; ///< so that QSettings did not know of keys that were removed
-    QStringList m_removed;
-    QStringList m_setAgain;   ///< though they were removed, or what they are below
+    QSet<QString> m_removed;
+    QSet<QString> m_setAgain; ///< though they were removed, or what they are below
     QStringList m_keysBefore; ///< in the file before it was read again
 
     // Since the current attempt began.

@@ -8,9 +8,11 @@ static const QLatin1Char separator('/');
 
 static std::unique_ptr<QSettings> openSettings()
 {
-    SettingsFile::storeAll();
-    if (SettingsFile::isAnyChanged())
-        return SettingsFile::openSafely();
+    if (SettingsFile::isAnyChanged()) {
+        SettingsFile::storeAll();
+        if (SettingsFile::isAnyChanged())
+            return SettingsFile::openSafely();
+    }
     return std::make_unique<QSettings>();
 }
 
