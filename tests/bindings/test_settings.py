@@ -50,6 +50,16 @@ class Store(suite.TestCase):
         self.assertRefusesTypes('Settings.getString', settings.getString, ('a', 'b'), 1)
         self.assertRefusesTypes('Settings.setString', settings.setString, ('a', 'b'))
 
+    def test_status_and_sync(self):
+        settings = self.settings
+        self.assertIs(settings.sync(), True)
+        self.assertEqual(settings.status(), 0)
+        settings.setInt('k', 1)
+        self.assertEqual(settings.status(), 1)
+        self.assertIs(settings.sync(), True)
+        self.assertEqual(settings.status(), 0)
+        self.assertIs(type(settings.status()), int)
+
     def test_bool(self):
         settings = self.settings
         self.assertIs(settings.getBool('k'), False)
@@ -305,16 +315,6 @@ class Workspaces(suite.TestCase):
 
 
 class Class(suite.TestCase):
-
-    def test_status_and_sync(self):
-        settings = self.settings
-        self.assertIs(settings.sync(), True)
-        self.assertEqual(settings.status(), 0)
-        settings.setInt('k', 1)
-        self.assertEqual(settings.status(), 1)
-        self.assertIs(settings.sync(), True)
-        self.assertEqual(settings.status(), 0)
-        self.assertIs(type(settings.status()), int)
 
     def test_has_these_methods_and_no_others(self):
         self.assertEqual([name for name in dir(Settings) if not name.startswith('_')], METHODS)
