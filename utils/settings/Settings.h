@@ -26,9 +26,10 @@ class SettingsStore;
 /// A file is replaced whole or not at all. When that fails, for instance on a full disk, the old
 /// file stays, and what was set stays in memory until the process ends; each change, each death of
 /// an object that has set something and sync() try again. A file that cannot be read whole is not
-/// written. status() tells of both. What a QSettings of the host writes itself is not protected,
-/// nor is what lives elsewhere than in a file or in a format of the host, nor what is set for the
-/// first time when static objects die.
+/// written. status() tells of both. Not protected is what a QSettings of the host writes, which
+/// includes what is pending when one is made; what lives elsewhere than in a file, or in a format
+/// of the host; on Windows, INI files too; and what is set for the first time when static objects
+/// die.
 ///
 /// Keys are separated into groups by "/" and are relative to the group that the object is in. A key
 /// is told of as it was passed, behind the group and a "/"; QSettings itself takes "/a//b/" for
