@@ -228,16 +228,21 @@ void File::moveDir(const Data::String &source, const Data::String &target)
         move(folder.filePath(), target);
 }
 
-/// The names in \p folder that \p exceptions keeps, as they are counted: with repeated and empty
-/// ones.
-static QStringList namesToKeep(const QDir &folder, const Data::String &exceptions)
+/// The names of \p entries that \p exceptions keeps, as they are counted: with repeated and empty
+/// ones. The folder is not listed for it: what such a list lacks by a fault would be removed.
+static QStringList namesToKeep(const QStringList &entries, const Data::String &exceptions)
 {
     const QLatin1Char separator('\n');
     if (exceptions.isEmpty())
         return {};
     if (exceptions.contains(separator))
         return exceptions.split(separator);
-    return folder.entryList({exceptions}, QDir::Files | folders, QDir::Unsorted);
+    QStringList names;
+    for (const QString &entry : entries) {
+        if (QDir::match(QStringList(exceptions), entry))
+            names.append(entry);
+    }
+    return names;
 }
 
 /// Removes what is in the folder of \p path, which ends in "/*".
@@ -248,17 +253,17 @@ static int removeContents(const Data::String &path, const Data::String &exceptio
         return 0;
 
     const QDir folder(name);
-    const QStringList namesKept = namesToKeep(folder, exceptions);
+    const QStringList filesHere = folder.entryList(QDir::Files, QDir::Unsorted);
+    const QStringList foldersHere = folder.entryList(folders, QDir::Unsorted);
+    const QStringList namesKept = namesToKeep(filesHere + foldersHere, exceptions);
     const QSet<QString> kept(namesKept.begin(), namesKept.end());
 
     int removed = 0;
-    const QStringList filesHere = folder.entryList(QDir::Files, QDir::Unsorted);
     for (const QString &file : filesHere) {
         if (!kept.contains(file) && QFile::remove(folder.filePath(file)))
             ++removed;
     }
 
-    const QStringList foldersHere = folder.entryList(folders, QDir::Unsorted);
     const int total = foldersHere.size() - namesKept.size();
     Progress progress(total < 6 ? -1 : stepsUnlessNested(total), QLatin1String("Removing ") + path,
                       cancelable, /*waitCursor=*/!cancelable, /*popup=*/true);
