@@ -321,7 +321,7 @@ std::string crashModule()
 {
     for (int i = 0; i < report->depth; ++i) {
         const std::string where = place(report->frames[i]);
-        const std::string module = where.substr(0, where.find('+'));
+        const std::string module = where.substr(0, where.find("+0x"));
         const auto isPassed = [&](const char *name) { return module.rfind(name, 0) == 0; };
         if (!isPassed("libc.so") && !isPassed("libstdc++") && !isPassed("libgcc") &&
             !isPassed("libinject") && !isPassed("torture_scenarios"))
