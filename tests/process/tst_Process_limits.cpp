@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <memory>
 
 using OwnNamespace::AsOrdinaryUser;
@@ -25,6 +26,17 @@ class tst_Process_limits : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    // First, as Qt prepares for children at the first start only.
+    void leavesWritesToAPipeWithoutAReaderAsTheyWere()
+    {
+        const auto original = std::signal(SIGPIPE, SIG_DFL);
+        Process process("true");
+        QVERIFY(process.start());
+        QVERIFY(process.wait(false));
+
+        QVERIFY(std::signal(SIGPIPE, original) == SIG_DFL);
+    }
+
     void initTestCase()
     {
         ENTER_OWN_NAMESPACE_OR_SKIP();

@@ -62,7 +62,8 @@ std::string moveCommandLine(const std::string &source, const std::string &target
 /// Calls \p start, which starts a child process.
 ///
 /// When that makes this process handle the signal of an ended child, calls of the system that the
-/// signal interrupts go on afterwards: who has nothing to do with the child need not care.
+/// signal interrupts go on afterwards: who has nothing to do with the child need not care. What the
+/// process does when it writes to a pipe that nobody reads stays as it was.
 void startChild(const std::function<void()> &start);
 
 /// Why \p count pipes cannot be open at once: an error number of the system, or 0 when they can.

@@ -214,7 +214,15 @@ void startChild(const std::function<void()> &start)
 {
     struct sigaction before = {};
     sigaction(SIGCHLD, nullptr, &before);
+    struct sigaction pipeBefore = {};
+    sigaction(SIGPIPE, nullptr, &pipeBefore);
     start();
+
+    // Qt ignores it for the sake of its own pipes. A program whose reader has gone would go on.
+    struct sigaction pipeNow = {};
+    sigaction(SIGPIPE, nullptr, &pipeNow);
+    if (pipeNow.sa_handler == SIG_IGN && pipeBefore.sa_handler != SIG_IGN)
+        sigaction(SIGPIPE, &pipeBefore, nullptr);
 
     struct sigaction now = {};
     sigaction(SIGCHLD, nullptr, &now);
