@@ -110,7 +110,7 @@ private Q_SLOTS:
         QTest::newRow("Settings")
             << "addMRU* beginGroup* copyKey* endGroup* firstMRUPath* getBool* getInt* getMRU* "
                "getString* getValue* groups* keys* removeKey* removeMRU* renameKey* setBool* "
-               "setDefault* setInt* setString* setValue*";
+               "setDefault* setInt* setString* setValue* status* sync*";
         QTest::newRow("StringTable") << "initialize load lookup lookupi lookupk lookupx";
         QTest::newRow("WaitCursor") << "activated reset*";
         QTest::newRow("WorkspaceSettings") << "";

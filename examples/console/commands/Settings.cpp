@@ -58,20 +58,17 @@ static Result get(const QString &key)
     return good();
 }
 
-static Result toldWhetherWritten(bool isWritten)
+static Result written(Settings &settings)
 {
-    return isWritten ? good() : failed("The settings cannot be written");
+    return settings.sync() ? good() : failed("The settings cannot be written");
 }
 
 /// Stores a value, or removes it when it is invalid.
 static Result set(const QString &key, const Data::Variant &value)
 {
-    Settings().setValue(key, value);
-    // The store does not tell when it cannot be written. Nobody else holds it now, so it is read
-    // from the disk.
-    const Data::Variant stored = Settings().getValue(key);
-    return toldWhetherWritten(stored.isValid() == value.isValid() &&
-                              stored.toString() == value.toString());
+    Settings settings;
+    settings.setValue(key, value);
+    return written(settings);
 }
 
 static Result mru(const QString &list, const QCommandLineParser &given)
@@ -83,17 +80,12 @@ static Result mru(const QString &list, const QCommandLineParser &given)
         return good();
     }
 
-    QStringList changed;
-    {
-        Settings settings;
-        for (const QString &path : given.values("add"))
-            settings.addMRU(list, path);
-        for (const QString &path : given.values("drop"))
-            settings.removeMRU(list, path);
-        changed = settings.getMRU(list, /*checkExists=*/false, all);
-    }
-    // Read from the disk, as above.
-    return toldWhetherWritten(Settings().getMRU(list, /*checkExists=*/false, all) == changed);
+    Settings settings;
+    for (const QString &path : given.values("add"))
+        settings.addMRU(list, path);
+    for (const QString &path : given.values("drop"))
+        settings.removeMRU(list, path);
+    return written(settings);
 }
 
 static Result run(const QCommandLineParser &given, Host &)
