@@ -68,10 +68,11 @@ static void writeDocument(const String &path, int version)
     document.write(path);
 }
 
-/// The file with the text of \p version that \p path is made of.
+/// The file with the text of \p version, beside \p path, which is made of it.
 static String source(const String &path, int version)
 {
-    const String name = path + ".source" + QString::number(version);
+    const String name =
+        Utils::File::join(Utils::File::parentFolder(path), "source" + QString::number(version));
     if (!Utils::File::exists(name))
         Utils::File::write(name, text(version));
     return name;
