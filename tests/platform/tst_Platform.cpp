@@ -22,8 +22,10 @@
 
 #include <alloca.h>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -357,6 +359,83 @@ private Q_SLOTS:
 
         QVERIFY(!exists("a"));
         QCOMPARE(contents("b"), QByteArray("new"));
+    }
+
+    void movesIntoAFolderWithoutTheCommandToo_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("expected");
+
+        QTest::newRow("file") << "a"
+                              << "folder/a";
+        QTest::newRow("folder") << "from"
+                                << "folder/from/b";
+    }
+
+    void movesIntoAFolderWithoutTheCommandToo()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, expected);
+        const QByteArray before = qgetenv("PATH");
+        QVERIFY(QDir(m_folder->path()).mkdir("from") && QDir(m_folder->path()).mkdir("folder"));
+        create("a", "new");
+        create("from/b", "new");
+        qputenv("PATH", m_folder->path().toLocal8Bit()); // which holds no "mv"
+        const auto restore = qScopeGuard([&] { qputenv("PATH", before); });
+
+        Platform::moveReplacing(pathOf(source.toUtf8()), pathOf("folder"));
+
+        QVERIFY(!exists(source.toUtf8()));
+        QCOMPARE(contents(expected.toUtf8()), QByteArray("new"));
+    }
+
+    void tellsWhatThereIs()
+    {
+        using Platform::Entry;
+        create("file", "12345");
+        QVERIFY(QFile::link("file", m_folder->filePath("link")));
+        QVERIFY(QFile::link("nothing", m_folder->filePath("lost")));
+        const timespec times[] = {{-2, 250500000}, {-2, 250500000}};
+        QCOMPARE(utimensat(AT_FDCWD, pathOf("file").c_str(), times, 0), 0);
+
+        for (const char *const name : {"file", "link"}) {
+            const auto status = Platform::entryStatus(pathOf(name), /*followLinks=*/true);
+            QCOMPARE(int(status.entry), int(Entry::File));
+            QCOMPARE(status.size, std::int64_t(5));
+            QCOMPARE(status.modified, std::int64_t(-1750)); // rounded down
+        }
+        const auto entry = [&](const std::string &path, bool followLinks) {
+            return int(Platform::entryStatus(path, followLinks).entry);
+        };
+        QCOMPARE(entry(pathOf("file"), false), int(Entry::File));
+        QCOMPARE(entry(pathOf("link"), false), int(Entry::Link));
+        QCOMPARE(entry(pathOf("lost"), false), int(Entry::Link));
+        QCOMPARE(entry(pathOf("lost"), true), int(Entry::Missing));
+        QCOMPARE(entry(pathOf("none"), false), int(Entry::Missing));
+        QCOMPARE(entry(pathOf("file/none"), false), int(Entry::Missing));
+        QCOMPARE(entry(pathOf("link") + '\0', false), int(Entry::Missing));
+        QCOMPARE(entry("", true), int(Entry::Missing));
+        QCOMPARE(entry(m_folder->path().toStdString(), false), int(Entry::Folder));
+        QCOMPARE(entry("/dev/null", true), int(Entry::Other));
+        QCOMPARE(entry('/' + std::string(300, 'x'), true), int(Entry::Unknown)); // a longer name
+    }
+
+    void findsTheWayBehindLinks()
+    {
+        create("file", "");
+        QVERIFY(QFile::link(".", m_folder->filePath("link")));
+        QVERIFY(QFile::link("nothing", m_folder->filePath("lost")));
+        const std::string folder = m_folder->path().toStdString();
+
+        const auto canonical = Platform::canonicalPath(folder);
+        QVERIFY(canonical.has_value());
+        QCOMPARE(Platform::canonicalPath(folder + "/link/./link/file"),
+                 std::optional<std::string>(*canonical + "/file"));
+        QCOMPARE(Platform::canonicalPath(folder + "/lost"), std::optional<std::string>(""));
+        QCOMPARE(Platform::canonicalPath(folder + "/none"), std::optional<std::string>(""));
+        QCOMPARE(Platform::canonicalPath(""), std::optional<std::string>(""));
+        QCOMPARE(Platform::canonicalPath('/' + std::string(300, 'x')),
+                 std::optional<std::string>());
     }
 
     void movesThroughTheCommandInSilenceAndWaitsForIt()

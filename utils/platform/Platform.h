@@ -20,6 +20,33 @@ namespace Utils::Platform {
 /// where the system could open one.
 std::FILE *openFile(const std::string &path, const char *mode);
 
+/// What a path leads to.
+enum class Entry
+{
+    Missing,
+    File,
+    Folder,
+    Link,   ///< to whatever it leads, and be it nothing
+    Other,  ///< a pipe, a device and the like
+    Unknown ///< the system cannot tell, or does not want to
+};
+
+/// What the system knows of a path at one moment.
+struct EntryStatus
+{
+    Entry entry = Entry::Missing;
+    std::int64_t size = 0;     ///< in bytes
+    std::int64_t modified = 0; ///< in milliseconds since the Unix epoch, rounded down
+};
+
+/// What there is at \p path: a link itself, or with \p followLinks what it leads to. Size and time
+/// count for a file, a folder and what is else there, but not for a link.
+EntryStatus entryStatus(const std::string &path, bool followLinks);
+
+/// The path with "/" of what \p path leads to: absolute, and without links. "" where there is
+/// nothing, and nothing where the system cannot tell.
+std::optional<std::string> canonicalPath(const std::string &path);
+
 /// The four parts of a program's version, the most significant one first.
 struct FileVersion
 {
@@ -43,8 +70,8 @@ std::string formatVersion(const FileVersion &version);
 /// returns when that is done. An existing file at \p target is replaced; into an existing folder
 /// the source is moved. Nothing is printed, and nobody is told when it fails.
 ///
-/// Where there is no such command, or it cannot be started, the source is renamed, and a file of
-/// that name is replaced, but nothing goes into a folder or to another file system.
+/// Where there is no such command, or it cannot be started, the source is renamed, to the same end,
+/// but nothing goes to another file system. It stays where the target cannot be looked at.
 ///
 /// The paths are clean and have native separators. Does nothing when one of them is empty.
 void moveReplacing(const std::string &source, const std::string &target);

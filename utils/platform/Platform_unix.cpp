@@ -182,7 +182,57 @@ std::FILE *openFile(const std::string &path, const char *mode)
     return file;
 }
 
+static Entry entryOf(mode_t mode)
+{
+    return S_ISREG(mode)   ? Entry::File
+           : S_ISDIR(mode) ? Entry::Folder
+           : S_ISLNK(mode) ? Entry::Link
+                           : Entry::Other;
+}
+
+EntryStatus entryStatus(const std::string &path, bool followLinks)
+{
+    if (!isUsable(path))
+        return {};
+    struct stat status;
+    if ((followLinks ? stat(path.c_str(), &status) : lstat(path.c_str(), &status)) != 0) {
+        const bool isMissing = errno == ENOENT || errno == ENOTDIR;
+        return {isMissing ? Entry::Missing : Entry::Unknown, 0, 0};
+    }
+    // The nanoseconds count onwards from the second, also from one before the epoch.
+    return {entryOf(status.st_mode), status.st_size,
+            std::int64_t(status.st_mtim.tv_sec) * 1000 + status.st_mtim.tv_nsec / 1000000};
+}
+
+std::optional<std::string> canonicalPath(const std::string &path)
+{
+    if (!isUsable(path))
+        return std::string();
+    const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr),
+                                                               &std::free);
+    if (resolved)
+        return std::string(resolved.get());
+    if (errno == ENOENT || errno == ENOTDIR)
+        return std::string();
+    return std::nullopt;
+}
+
 std::optional<FileVersion> fileVersion(const std::string &) { return {}; }
+
+/// Moves as mv does, but on one file system.
+static void renameReplacing(const std::string &source, const std::string &target)
+{
+    switch (entryStatus(target, /*followLinks=*/true).entry) {
+    case Entry::Unknown:
+        return;
+    case Entry::Folder:
+        (void)std::rename(source.c_str(),
+                          (target + '/' + source.substr(source.rfind('/') + 1)).c_str());
+        return;
+    default:
+        (void)std::rename(source.c_str(), target.c_str());
+    }
+}
 
 void moveReplacing(const std::string &source, const std::string &target)
 {
@@ -197,7 +247,7 @@ void moveReplacing(const std::string &source, const std::string &target)
         streams.actions() && posix_spawnp(&child, arguments[0], streams.actions(), nullptr,
                                           const_cast<char *const *>(arguments), environ) == 0;
     if (!isStarted) {
-        (void)std::rename(source.c_str(), target.c_str());
+        renameReplacing(source, target);
         return;
     }
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {

@@ -69,6 +69,94 @@ std::FILE *openFile(const std::string &path, const char *mode)
     return file;
 }
 
+static bool isMissing(DWORD error)
+{
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ||
+           error == ERROR_INVALID_NAME || error == ERROR_NOT_READY;
+}
+
+/// Opens a file or a folder, through links, to ask for what is known of it.
+static HANDLE openForStatus(const std::wstring &path)
+{
+    return CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES,
+                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                       OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+}
+
+/// Whether what redirects at \p path is a link to another path. Files that are stored elsewhere, as
+/// in a cloud, are redirected as well.
+static bool isLink(const std::wstring &path)
+{
+    WIN32_FIND_DATAW data = {};
+    const HANDLE search = FindFirstFileW(path.c_str(), &data);
+    if (search == INVALID_HANDLE_VALUE)
+        return true;
+    FindClose(search);
+    return data.dwReserved0 == IO_REPARSE_TAG_SYMLINK ||
+           data.dwReserved0 == IO_REPARSE_TAG_MOUNT_POINT;
+}
+
+EntryStatus entryStatus(const std::string &path, bool followLinks)
+{
+    if (!isUsable(path))
+        return {};
+    const std::wstring widePath = toWide(path);
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    if (!GetFileAttributesExW(widePath.c_str(), GetFileExInfoStandard, &data))
+        return {isMissing(GetLastError()) ? Entry::Missing : Entry::Unknown, 0, 0};
+
+    if (data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) {
+        if (!followLinks && isLink(widePath))
+            return {Entry::Link, 0, 0};
+        const HANDLE file = openForStatus(widePath);
+        if (file == INVALID_HANDLE_VALUE)
+            return {isMissing(GetLastError()) ? Entry::Missing : Entry::Unknown, 0, 0};
+        BY_HANDLE_FILE_INFORMATION target = {};
+        const bool isKnown = GetFileInformationByHandle(file, &target);
+        CloseHandle(file);
+        if (!isKnown)
+            return {Entry::Unknown, 0, 0};
+        data.dwFileAttributes = target.dwFileAttributes;
+        data.ftLastWriteTime = target.ftLastWriteTime;
+        data.nFileSizeHigh = target.nFileSizeHigh;
+        data.nFileSizeLow = target.nFileSizeLow;
+    }
+
+    const auto joined = [](DWORD high, DWORD low) {
+        return static_cast<std::int64_t>((static_cast<std::uint64_t>(high) << 32) | low);
+    };
+    const std::int64_t epoch = 11644473600000; // of Unix, in milliseconds since 1601
+    const std::int64_t modified =
+        joined(data.ftLastWriteTime.dwHighDateTime, data.ftLastWriteTime.dwLowDateTime) / 10000;
+    const bool isFolder = data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY;
+    return {isFolder ? Entry::Folder : Entry::File, joined(data.nFileSizeHigh, data.nFileSizeLow),
+            modified - epoch};
+}
+
+std::optional<std::string> canonicalPath(const std::string &path)
+{
+    if (!isUsable(path))
+        return std::string();
+    const HANDLE file = openForStatus(toWide(path));
+    if (file == INVALID_HANDLE_VALUE) {
+        if (isMissing(GetLastError()))
+            return std::string();
+        return std::nullopt;
+    }
+    std::wstring resolved(32768, L'\0'); // no path is longer
+    const DWORD length = GetFinalPathNameByHandleW(file, resolved.data(), 32768, 0);
+    CloseHandle(file);
+    if (length == 0 || length >= resolved.size())
+        return std::nullopt;
+    resolved.resize(length);
+    if (resolved.compare(0, 8, L"\\\\?\\UNC\\") == 0)
+        resolved.replace(0, 8, L"\\\\");
+    else if (resolved.compare(0, 4, L"\\\\?\\") == 0)
+        resolved.erase(0, 4);
+    std::replace(resolved.begin(), resolved.end(), L'\\', L'/');
+    return fromWide(resolved);
+}
+
 std::optional<FileVersion> fileVersion(const std::string &path)
 {
     if (!isUsable(path))
