@@ -13,9 +13,13 @@
 #include <QTimerEvent>
 #include <QtTest>
 
+#include <cerrno>
 #include <climits>
 #include <memory>
 #include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 using Data::String;
 using Utils::FileWatch;
@@ -43,10 +47,25 @@ public Q_SLOTS:
 
 static bool setModified(const QString &path, qint64 milliseconds)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadWrite) &&
-           file.setFileTime(QDateTime::fromMSecsSinceEpoch(milliseconds),
-                            QFileDevice::FileModificationTime);
+    // Not by Qt, which in some zones sets another time before the epoch.
+    const qint64 thousand = 1000;
+    const qint64 fraction = (milliseconds % thousand + thousand) % thousand;
+    const timespec time = {(milliseconds - fraction) / thousand, fraction * 1000 * 1000};
+    const timespec times[] = {time, time};
+    return utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0) == 0;
+}
+
+static QByteArray unknownPath; // of which the system tells nothing
+
+// In front of the call by which the time is asked for.
+extern "C" __attribute__((visibility("default"))) int stat(const char *path,
+                                                           struct stat *result) noexcept
+{
+    if (!unknownPath.isEmpty() && unknownPath == path) {
+        errno = EACCES;
+        return -1;
+    }
+    return fstatat(AT_FDCWD, path, result, 0);
 }
 
 /// The running timer of \p watch, with the id 0 when there is none, and -1 when there are more.
@@ -143,6 +162,35 @@ private Q_SLOTS:
         QCOMPARE(FileWatch(m_path, 100).timestamp(), 1600000000u);
         QCOMPARE(FileWatch(m_folder->filePath("missing"), 100).timestamp(), 0u);
         QCOMPARE(FileWatch("", 100).timestamp(), 0u);
+    }
+
+    void takesAFileFromBeforeTheEpochForOneFromTheEpoch()
+    {
+        QVERIFY(setModified(m_path, -1));
+        QCOMPARE(FileWatch(m_path, 100).timestamp(), 0u);
+        QVERIFY(setModified(m_path, -86400 * 1000));
+        QCOMPARE(FileWatch(m_path, 100).timestamp(), 0u);
+        QVERIFY(setModified(m_path, 0));
+        QCOMPARE(FileWatch(m_path, 100).timestamp(), 0u);
+        QVERIFY(setModified(m_path, 1000));
+        QCOMPARE(FileWatch(m_path, 100).timestamp(), 1u);
+    }
+
+    void keepsTheTimeWhereTheSystemCannotTell()
+    {
+        FileWatch watch(m_path, 100);
+        Recorder recorder;
+        watch.connect(&recorder, SLOT(bare()));
+        unknownPath = QFile::encodeName(m_path);
+        const bool isPolled = poll(watch);
+        watch.reset();
+        const unsigned int time = watch.timestamp();
+        unknownPath.clear();
+        QVERIFY(isPolled);
+        QCOMPARE(time, 1000u);
+        QVERIFY(poll(watch));
+
+        QVERIFY(recorder.calls.isEmpty()); // as nothing has changed
     }
 
     void tellsTheModificationTimeAsText()

@@ -13,6 +13,9 @@
 #include <limits>
 #include <type_traits>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 using Data::String;
 using Utils::DateTime;
 
@@ -276,6 +279,33 @@ private Q_SLOTS:
         QCOMPARE(inUtc(DateTime(path, DateTime::formatPath())), QString("2020-03-04 05:06:07.089"));
         QVERIFY(setModified(1583298368000)); // nothing is kept
         QCOMPARE(inUtc(DateTime(path, DateTime::formatPath())), QString("2020-03-04 05:06:08.000"));
+    }
+
+    void readsTheTimeOfAPathFromBeforeTheEpoch_data()
+    {
+        QTest::addColumn<QByteArray>("zone"); // in some of which Qt knows another time
+
+        QTest::newRow("ahead by another time than now") << QByteArray("Asia/Kathmandu");
+        QTest::newRow("on the other side of the date line") << QByteArray("Pacific/Apia");
+        QTest::newRow("as now") << QByteArray("Europe/Berlin");
+    }
+
+    void readsTheTimeOfAPathFromBeforeTheEpoch()
+    {
+        QFETCH(QByteArray, zone);
+        const QTemporaryDir folder;
+        const QByteArray path = folder.filePath("a.txt").toUtf8();
+        QVERIFY(QFile(path).open(QIODevice::WriteOnly));
+        const Zone local(zone.constData());
+        const auto timeOf = [&](time_t seconds, long nanoseconds) {
+            const timespec times[] = {{seconds, nanoseconds}, {seconds, nanoseconds}};
+            utimensat(AT_FDCWD, path.constData(), times, 0);
+            return DateTime(String(path.constData()), DateTime::formatPath()).timeId();
+        };
+
+        QCOMPARE(timeOf(-1, 250000000), -0.75);
+        QCOMPARE(timeOf(0, 0), 0.0);
+        QCOMPARE(timeOf(-100000000, 0), -100000000.0);
     }
 
     void readsTheTimeOfAFolder()

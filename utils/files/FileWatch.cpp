@@ -2,8 +2,8 @@
 
 #include "utils/Application_p.h"
 #include "utils/files/File.h"
+#include "utils/text/FileStatus_p.h"
 
-#include <QDateTime>
 #include <QFileInfo>
 #include <QPointer>
 #include <QTimerEvent>
@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <optional>
 
 namespace Utils {
 
@@ -50,22 +49,12 @@ void FileWatchPrivate::stopTimer()
     timerId = noTimer;
 }
 
-/// In seconds since the Unix epoch. Nothing when the file is missing.
-static std::optional<unsigned int> modificationTime(const QString &path)
+void FileWatchPrivate::readTime()
 {
-    QFileInfo file(path);
-    file.setCaching(false);
-    const QDateTime modified = file.exists() ? file.lastModified() : QDateTime();
-    if (modified.isValid())
-        return modified.toTime_t();
-    // The file is missing, has gone between two looks at it, or is from the epoch itself, for which
-    // Qt has no time either.
-    if (QFileInfo::exists(path))
-        return 0;
-    return std::nullopt;
+    const Platform::EntryStatus status = fileStatus(q->objectName());
+    if (status.entry != Platform::Entry::Unknown) // else it may be as it was
+        timestamp = timestampOf(status);
 }
-
-void FileWatchPrivate::readTime() { timestamp = modificationTime(q->objectName()).value_or(0); }
 
 void FileWatchPrivate::log(const QString &text) const
 {
@@ -170,8 +159,11 @@ void FileWatch::timerEvent(QTimerEvent *event)
             return;
     }
 
-    const std::optional<unsigned int> modified = modificationTime(path);
-    if (!modified || modified == d->timestamp)
+    const Platform::EntryStatus status = fileStatus(path);
+    const bool isThere =
+        status.entry != Platform::Entry::Missing && status.entry != Platform::Entry::Unknown;
+    const unsigned int modified = timestampOf(status);
+    if (!isThere || modified == d->timestamp)
         return;
     d->log(QStringLiteral("Modification detected for ") + name);
     if (!self)
@@ -182,6 +174,7 @@ void FileWatch::timerEvent(QTimerEvent *event)
     if (!self || !isAccepted || d->timerId != noTimer)
         return;
     d->startTimer();
+    d->timestamp = modified; // where it cannot be told any more
     d->readTime();
 }
 

@@ -15,9 +15,10 @@ class FileWatchPrivate;
 ///     watch.connect(&document, SLOT(reload(const Data::String &)));
 ///
 /// Times have whole seconds, so that two changes within one may be told once; any other time counts
-/// as a change, also an earlier one. A file that is missing is waited for: it fires when it is
-/// there again with another time than it had, or for the first time. A file that goes does not
-/// fire.
+/// as a change, also an earlier one. What is older than the Unix epoch counts as from there. While
+/// the system cannot tell the time, nothing has changed. A file that is missing is waited for: it
+/// fires when it is there again with another time than it had, or for the first time. A file that
+/// goes does not fire.
 ///
 /// The path is the object name, but the registry of signals knows the watch under the empty name.
 /// The switch is the dynamic property "enabled"; setting that from outside does not stop the timer,
@@ -52,7 +53,7 @@ public:
     void reset();
 
     /// The modification time that was last seen, in seconds since the Unix epoch, 0 for a missing
-    /// file.
+    /// file and for one that is older than that.
     unsigned int timestamp() const;
 
     /// The modification time of the file now, as text in \p format, or in DateTime::formatISO()

@@ -7,6 +7,7 @@
 #include "utils/platform/Platform.h"
 #include "utils/text/DateTime.h"
 #include "utils/text/DateTimeText_p.h"
+#include "utils/text/FileStatus_p.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -138,7 +139,8 @@ static QString readTail(QFile &file, int lines)
             return {};
         if (position < windowStart) {
             windowStart = std::max(position + blockSize - windowSize, qint64(0));
-            file.seek(windowStart);
+            if (!file.seek(windowStart))
+                return {};
             window = file.read(windowSize);
             if (!readOn(file, window, std::min<qint64>(windowSize, size - windowStart)))
                 return {};
@@ -151,7 +153,8 @@ static QString readTail(QFile &file, int lines)
         count += static_cast<int>(std::count(block, block + length, '\n'));
         start = position;
     }
-    file.seek(start);
+    if (!file.seek(start))
+        return {};
     QByteArray tail = file.read(size - start);
     if (!readOn(file, tail, size - start))
         return {};
@@ -266,28 +269,15 @@ qint64 File::size(const Data::String &path)
     return file.exists() ? file.size() : 0;
 }
 
-/// When the file was last modified, if it exists. Qt has no time for the epoch itself.
-static QDateTime lastModified(const QFileInfo &file)
-{
-    const QDateTime modified = file.lastModified();
-    return modified.isValid() ? modified : QDateTime::fromSecsSinceEpoch(0);
-}
-
-unsigned int File::timestamp(const Data::String &path)
-{
-    const QFileInfo file(path);
-    if (!file.exists())
-        return 0;
-    const QDateTime modified = lastModified(file);
-    return modified.toSecsSinceEpoch() < 0 ? 0 : modified.toTime_t();
-}
+unsigned int File::timestamp(const Data::String &path) { return timestampOf(fileStatus(path)); }
 
 Data::String File::timestampString(const Data::String &path, const Data::String &format)
 {
-    const QFileInfo file(path);
-    if (!file.exists())
+    const Platform::EntryStatus status = fileStatus(path);
+    if (status.entry == Platform::Entry::Missing || status.entry == Platform::Entry::Unknown)
         return {};
-    return dateTimeText(lastModified(file), format.isEmpty() ? DateTime::formatISO() : format);
+    return dateTimeText(QDateTime::fromMSecsSinceEpoch(status.modified),
+                        format.isEmpty() ? DateTime::formatISO() : format);
 }
 
 Data::String File::version(const Data::String &path)

@@ -2,9 +2,9 @@
 
 #include "utils/text/DateTimeFormats_p.h"
 #include "utils/text/DateTimeText_p.h"
+#include "utils/text/FileStatus_p.h"
 
 #include <QDateTime>
-#include <QFileInfo>
 
 #include <cmath>
 #include <limits>
@@ -64,10 +64,7 @@ DateTime::DateTime(const Data::String &text, const Data::String &format) : m_tim
     }
 
     if (format == formatPath()) {
-        QFileInfo file(text);
-        file.setCaching(false);
-        if (file.exists())
-            m_time = fromQDateTime(file.lastModified());
+        m_time = fileStatus(text).modified / 1000.0;
         return;
     }
 
