@@ -29,7 +29,8 @@ static void noteMessage(QtMsgType, const QMessageLogContext &, const QString &te
     messages.append(text);
 }
 
-static QByteArray unknownPath; // of a file of which nothing can be told
+static QByteArray unknownPath;        // of a file of which nothing can be told
+static bool failsToTellSizes = false; // of open files
 
 // In front of the calls by which Qt asks for the size of a file.
 
@@ -47,9 +48,17 @@ static bool isUnknown(const char *path)
     return true;
 }
 
+static int unknownSize()
+{
+    errno = EIO;
+    return -1;
+}
+
 extern "C" __attribute__((visibility("default"))) int statx(int folder, const char *path, int flags,
                                                             unsigned mask, struct statx *result)
 {
+    if (failsToTellSizes && *path == '\0') // of an open file
+        return unknownSize();
     return isUnknown(path) ? -1 : next(&statx, "statx")(folder, path, flags, mask, result);
 }
 
@@ -58,6 +67,13 @@ extern "C" __attribute__((visibility("default"))) int stat64(const char *path,
 {
     const auto plain = next(static_cast<int (*)(const char *, struct stat64 *)>(&stat64), "stat64");
     return isUnknown(path) ? -1 : plain(path, result);
+}
+
+extern "C" __attribute__((visibility("default"))) int fstat64(int file,
+                                                              struct stat64 *result) noexcept
+{
+    const auto plain = next(static_cast<int (*)(int, struct stat64 *)>(&fstat64), "fstat64");
+    return failsToTellSizes ? unknownSize() : plain(file, result);
 }
 
 class tst_LogFile : public QObject
@@ -301,6 +317,22 @@ private Q_SLOTS:
         log.append("h", false);
 
         QCOMPARE(contents(path), QByteArray("abcdefgh"));
+    }
+
+    void appendsToTheEndAlsoWhereTheSizeCannotBeTold()
+    {
+        const QString path = m_folder->filePath("x.log");
+        LogFile log(path, false);
+        log.append("abc", false);
+
+        failsToTellSizes = true;
+        log.append("d", false);
+        log.append("e", false);
+        const qint64 size = qobject_cast<QFile *>(log.object())->size();
+        failsToTellSizes = false;
+
+        QCOMPARE(size, qint64(0)); // which is where it went to
+        QCOMPARE(contents(path), QByteArray("abcde"));
     }
 
     void startsEachEntryWithTheTimeWhenToldTo()

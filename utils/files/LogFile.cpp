@@ -26,7 +26,10 @@ public:
 bool LogFilePrivate::open(const Data::String &name)
 {
     file.setFileName(name);
-    isOurs = isName(name) && file.open(QIODevice::WriteOnly);
+    // Appended by the system, so that an entry never stands over others: the seek to the end fails
+    // where the size cannot be told, or goes to the start.
+    isOurs =
+        isName(name) && file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Append);
     return isOurs;
 }
 

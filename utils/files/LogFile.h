@@ -32,7 +32,8 @@ class KELMUTILS_EXPORT LogFile
 {
 public:
     /// Opens the log at \p path, or none when that is empty. \p removeIfEmpty takes a log away at
-    /// its end that has nothing in it, but none whose size cannot be told then.
+    /// its end that has nothing in it, but none whose size cannot be told then, or that cannot be
+    /// removed.
     LogFile(const Data::String &path, bool removeIfEmpty);
     ~LogFile();
 
@@ -41,6 +42,9 @@ public:
 
     /// Adds \p text, with a line feed behind it for \p newLine. Nothing happens without an open
     /// file.
+    ///
+    /// Whether it could be written is not told: what a full disk does not take is written with a
+    /// later entry, or lost at the end.
     LogFile &append(const Data::String &text, bool newLine);
 
     /// Whether there is an open file to append to.
