@@ -5,16 +5,34 @@
 
 #include "utils/feedback/WaitCursor.h"
 
+#include <QNetworkProxy>
 #include <QTextCodec>
 #include <QTimer>
 #include <QWindow>
 #include <QtTest>
 
+#include <atomic>
+#include <cerrno>
 #include <climits>
+#include <cstring>
 
 #include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 using Utils::File;
+
+static std::atomic<bool> failsToSend; // a request, as the other side has closed the connection
+
+extern "C" __attribute__((visibility("default"))) ssize_t write(int file, const void *bytes,
+                                                                std::size_t size)
+{
+    if (failsToSend && size > 4 && std::memcmp(bytes, "GET ", 4) == 0) {
+        errno = EPIPE;
+        return -1;
+    }
+    return syscall(SYS_write, file, bytes, size);
+}
 
 namespace {
 
@@ -203,6 +221,37 @@ private Q_SLOTS:
 
         QCOMPARE(result, Data::String("text"));
         QCOMPARE(server.requests.value(0).split(' ').value(1), asked);
+    }
+
+    void endsWhenTheRequestCannotBeSent()
+    {
+        const HttpServer server(QByteArray("HTTP/1.0 200 OK\r\n\r\nbody"));
+        const QString address = server.address("/x");
+        QCOMPARE(File::read(address), Data::String("body"));
+        File::setHttpLimits(10000, 0); // so that a failure of this test ends
+        QElapsedTimer timer;
+        timer.start();
+
+        failsToSend = true;
+        const Data::String text = File::read(address);
+        failsToSend = false;
+        File::setHttpLimits(0, 0);
+
+        QCOMPARE(text, Data::String());
+        QVERIFY(timer.elapsed() < 9000);
+        QCOMPARE(server.requests.size(), 1);
+    }
+
+    void goesThroughTheProxyOfTheApplication()
+    {
+        const HttpServer server(QByteArray("HTTP/1.0 200 OK\r\n\r\nbody"));
+        QNetworkProxy::setApplicationProxy(
+            QNetworkProxy(QNetworkProxy::HttpProxy, "127.0.0.1", server.serverPort()));
+        const Data::String text = File::read("http://no.such.host/x");
+        QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
+
+        QCOMPARE(text, Data::String("body"));
+        QVERIFY(server.requests.value(0).startsWith("GET http://no.such.host/x "));
     }
 
     void readsNothingWhereNobodyListens()

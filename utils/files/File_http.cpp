@@ -6,6 +6,7 @@
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QNetworkAccessManager>
+#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QPointer>
@@ -54,6 +55,29 @@ static bool isCutOff(const QNetworkReply &reply)
            reply.bytesAvailable() < told.toLongLong();
 }
 
+namespace {
+
+/// The proxies of the application, without the one by which Qt takes its sockets for unbuffered.
+///
+/// When a request cannot be written to such a socket, as its connection is broken already, Qt does
+/// not notice, and waits for the answer without end. The default proxy is none either, unless the
+/// application has set one.
+class BufferedProxies : public QNetworkProxyFactory
+{
+public:
+    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery &query) override
+    {
+        QList<QNetworkProxy> proxies = proxyForQuery(query);
+        for (QNetworkProxy &proxy : proxies) {
+            if (proxy.type() == QNetworkProxy::NoProxy)
+                proxy = QNetworkProxy(QNetworkProxy::DefaultProxy);
+        }
+        return proxies;
+    }
+};
+
+} // namespace
+
 QString readHttp(const QString &address)
 {
     // There is no event loop to wait in.
@@ -63,6 +87,7 @@ QString readHttp(const QString &address)
     const WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
     const HttpLimits limits = httpLimits();
     QNetworkAccessManager manager;
+    manager.setProxyFactory(new BufferedProxies); // which it owns
     QNetworkRequest request(QUrl::fromEncoded(address.toLocal8Bit(), QUrl::TolerantMode));
     request.setAttribute(QNetworkRequest::HttpPipeliningAllowedAttribute, false);
     request.setRawHeader("User-Agent", "none");
