@@ -17,6 +17,7 @@
 #include <limits>
 #include <memory>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
@@ -61,6 +62,100 @@ extern "C" __attribute__((visibility("default"))) int mkdir(const char *path, mo
         return -1;
     }
     return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
+}
+
+/// While it lives, the system cannot tell of a path what the calls of one kind ask for.
+class Unknown
+{
+public:
+    enum Kind
+    {
+        Nothing,
+        Link,   ///< what it is itself
+        Target, ///< what it leads to
+        Way     ///< the way behind links
+    };
+
+    Unknown(Kind kind, const QString &path) : m_path(QFile::encodeName(path))
+    {
+        s_kind = kind;
+        s_current = this;
+    }
+    ~Unknown()
+    {
+        s_kind = Nothing;
+        s_current = nullptr;
+    }
+
+    Unknown(const Unknown &) = delete;
+    Unknown &operator=(const Unknown &) = delete;
+
+    /// Sets errno, too.
+    static bool covers(Kind kind, const char *path)
+    {
+        if (kind != s_kind || s_current->m_path != path)
+            return false;
+        errno = EACCES;
+        return true;
+    }
+
+private:
+    const QByteArray m_path;
+    static Kind s_kind;
+    static const Unknown *s_current;
+};
+
+Unknown::Kind Unknown::s_kind = Unknown::Nothing;
+const Unknown *Unknown::s_current = nullptr;
+
+static bool failsToTellSizes = false; // of open files
+
+// In front of the calls that Qt makes, and of those of the library.
+
+#define KELM_IN_FRONT extern "C" __attribute__((visibility("default")))
+
+KELM_IN_FRONT int statx(int folder, const char *path, int flags, unsigned mask,
+                        struct statx *result) noexcept
+{
+    const bool isFile = *path == '\0';
+    if (isFile && failsToTellSizes) {
+        errno = EIO;
+        return -1;
+    }
+    const auto kind = (flags & AT_SYMLINK_NOFOLLOW) ? Unknown::Link : Unknown::Target;
+    if (Unknown::covers(kind, path))
+        return -1;
+    return static_cast<int>(syscall(SYS_statx, folder, path, flags, mask, result));
+}
+
+KELM_IN_FRONT int fstat64(int file, struct stat64 *result) noexcept
+{
+    if (failsToTellSizes) {
+        errno = EIO;
+        return -1;
+    }
+    return fstatat64(file, "", result, AT_EMPTY_PATH);
+}
+
+KELM_IN_FRONT int lstat(const char *path, struct stat *result) noexcept
+{
+    return Unknown::covers(Unknown::Link, path)
+               ? -1
+               : fstatat(AT_FDCWD, path, result, AT_SYMLINK_NOFOLLOW);
+}
+
+KELM_IN_FRONT int stat(const char *path, struct stat *result) noexcept
+{
+    return Unknown::covers(Unknown::Target, path) ? -1 : fstatat(AT_FDCWD, path, result, 0);
+}
+
+KELM_IN_FRONT char *realpath(const char *path, char *resolved) noexcept
+{
+    if (Unknown::covers(Unknown::Way, path))
+        return nullptr;
+    static const auto plain =
+        reinterpret_cast<char *(*)(const char *, char *)>(dlsym(RTLD_NEXT, "realpath"));
+    return plain(path, resolved);
 }
 
 class tst_File_tree : public QObject
@@ -323,6 +418,61 @@ private Q_SLOTS:
 
         QCOMPARE(contents("A"), QByteArray("large"));
         QCOMPARE(below(""), QString("A a"));
+    }
+
+    void leavesAFileAloneThatMayBeCopiedOntoItself_data()
+    {
+        QTest::addColumn<QString>("unknown");
+
+        QTest::newRow("the source") << "x/a";
+        QTest::newRow("the folder of the target") << "x/link";
+    }
+
+    void leavesAFileAloneThatMayBeCopiedOntoItself()
+    {
+        QFETCH(QString, unknown);
+        make("x/a", "text");
+        link(".", "x/link");
+        const Unknown way(Unknown::Way, path(unknown));
+
+        QVERIFY(!File::copy(path("x/a"), path("x/link/a")));
+        QCOMPARE(contents("x/a"), QByteArray("text"));
+    }
+
+    void keepsATargetThatMayBeNewer_data()
+    {
+        QTest::addColumn<QString>("unknown");
+
+        QTest::newRow("the source") << "a";
+        QTest::newRow("the target") << "b";
+    }
+
+    void keepsATargetThatMayBeNewer()
+    {
+        QFETCH(QString, unknown);
+        make("a", "new");
+        make("b", "old");
+        setTime("a", 2000000);
+        setTime("b", 1000000);
+        {
+            const Unknown time(Unknown::Target, path(unknown));
+            QVERIFY(!File::copy(path("a"), path("b"), -1));
+        }
+        QCOMPARE(contents("b"), QByteArray("old"));
+
+        QVERIFY(File::copy(path("a"), path("b"), -1));
+        QCOMPARE(contents("b"), QByteArray("new"));
+    }
+
+    void leavesNoEmptyCopyOfAFileWhoseSizeCannotBeTold()
+    {
+        make("a", "text");
+        failsToTellSizes = true;
+        const bool isCopied = File::copy(path("a"), path("b"));
+        failsToTellSizes = false;
+
+        QVERIFY(!isCopied);
+        QCOMPARE(below(""), QString("a"));
     }
 
     void replacesALinkAndNotWhatItLeadsTo()
@@ -1477,6 +1627,31 @@ private Q_SLOTS:
         QCOMPARE(below("z"), QString("a b/ b/c"));
         QCOMPARE(below("x"), left);
         QCOMPARE(removed, count);
+    }
+
+    void leavesAloneWhatMayBeALink_data()
+    {
+        QTest::addColumn<QString>("removed");
+
+        QTest::newRow("in the folder") << "x/*";
+        QTest::newRow("itself") << "x/link";
+        QTest::newRow("itself, with a slash") << "x/link/";
+    }
+
+    void leavesAloneWhatMayBeALink()
+    {
+        QFETCH(QString, removed);
+        makeAll("other/a other/below/b x/");
+        link("../other", "x/link");
+        {
+            const Unknown entry(Unknown::Link, path("x/link"));
+            QCOMPARE(File::remove(path(removed)), 0);
+        }
+        QCOMPARE(below("other"), QString("a below/ below/b"));
+        QVERIFY(QFileInfo(path("x/link")).isSymLink());
+
+        QCOMPARE(File::remove(path("x/*")), 1);
+        QCOMPARE(below("x"), QString());
     }
 
     void followsALinkThatThePathGoesThrough()

@@ -201,13 +201,13 @@ public:
     static qint64 size(const Data::String &path);
 
     /// When it was last modified, in seconds since the Unix epoch, as known at this moment. 0 when
-    /// there is nothing, and for what is older than the epoch. Times beyond 32 bits are not
-    /// handled.
+    /// there is nothing or it cannot be told, and for what is older than the epoch. Times beyond 32
+    /// bits are not handled.
     static unsigned int timestamp(const Data::String &path);
 
     /// When it was last modified, in local time and in a pattern of QDateTime,
     /// DateTime::formatISO() when \p format is empty, with names and digits as in DateTime. "" when
-    /// there is nothing.
+    /// there is nothing, or it cannot be told.
     static Data::String timestampString(const Data::String &path, const Data::String &format = {});
 
     /// The version in the resources of a program or library, as in "19.02.1.5". Only the second
@@ -243,10 +243,11 @@ public:
     ///     negative  it is replaced if \p source is newer, in whole seconds, else kept: true
     ///
     /// A file copied onto itself is left alone: true, whatever \p overwrite says. So is any other
-    /// whose path differs in nothing but case, which is meant. What is replaced is removed before
-    /// the source is looked at, which is meant too: it is lost when the source cannot be read. A
-    /// target that cannot be removed is kept, as is a link there that leads nowhere, and a source
-    /// that is no file is not copied.
+    /// whose path differs in nothing but case, which is meant. Where the system cannot tell whether
+    /// it is the same file, or which is newer, the target is kept: false. What is replaced is
+    /// removed before the source is looked at, which is meant too: it is lost when the source
+    /// cannot be read. A target that cannot be removed is kept, as is a link there that leads
+    /// nowhere, and a source that is no file is not copied.
     ///
     /// While a popup reporter is there, more than 2048 KB are copied in small chunks, under a
     /// reporter and a wait cursor of their own and without permissions, and cannot be cancelled: a
@@ -268,9 +269,9 @@ public:
     /// "*" and all. Links are copied as what they lead to. A folder is not copied when it is the
     /// one that the copy goes to, or is being copied already, so that a copy below its own source
     /// and a loop of links end. What is in a folder that cannot be made at the target is left out,
-    /// as is a file that copy() cannot copy. But a file that stands in a folder's way is a target
-    /// of copy() for each file directly in the folder, which is meant: the last one stays. An empty
-    /// \p source is no folder.
+    /// as is a file that copy() cannot copy, and what cannot be listed: the result does not tell.
+    /// But a file that stands in a folder's way is a target of copy() for each file directly in the
+    /// folder, which is meant: the last one stays. An empty \p source is no folder.
     static int copyDir(const Data::String &source, const Data::String &target, int overwrite = 1,
                        bool cancelable = false);
 
@@ -294,8 +295,9 @@ public:
     /// those that fit one wildcard, whose case does not count, or, with a line feed, the exact
     /// names between the line feeds.
     ///
-    /// A link is removed as a link, and what it leads to is left alone. Only one that \p path goes
-    /// through is followed: "link/*" empties the folder that it leads to.
+    /// A link is removed as a link, and what it leads to is left alone. So is a folder of which the
+    /// system cannot tell that it is no link. Only one that \p path goes through is followed:
+    /// "link/*" empties the folder that it leads to.
     ///
     /// "/*" and "*", which have no name of a folder before the wildcard, remove nothing, and
     /// neither does "//*", which is the root: an empty name is not taken for the current folder, so
@@ -320,7 +322,8 @@ public:
     ///
     /// The files of a folder come before those of its subfolders, unsorted. Hidden entries, sockets
     /// and the like are neither listed nor entered. Links to folders are followed, except into a
-    /// folder that the search is in already, so that a loop of links ends.
+    /// folder that the search is in already, so that a loop of links ends. What cannot be listed or
+    /// looked at is left out, and nothing tells of it.
     ///
     /// With \p maxCount above 0 the search stops when it has found that many. What is below one
     /// subfolder counts anew, so the result may be longer, which is meant. A folder is asked for by

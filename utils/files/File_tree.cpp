@@ -3,6 +3,7 @@
 #include "utils/files/File.h"
 #include "utils/files/FileName_p.h"
 #include "utils/platform/Platform.h"
+#include "utils/text/FileStatus_p.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,8 +13,12 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 namespace Utils {
+
+using Platform::Entry;
+using Platform::EntryStatus;
 
 static const QDir::Filters folders = QDir::Dirs | QDir::NoDotAndDotDot;
 
@@ -32,13 +37,56 @@ static QFileInfoList foldersThatFit(const Data::String &pattern)
 /// The steps of a reporter, which is inert when a progress is shown already.
 static int stepsUnlessNested(int steps) { return Progress::current(true) ? -1 : steps; }
 
+/// The path without links, "" where there is nothing. Nothing where it cannot be told, for which Qt
+/// would give the path as it is.
+static std::optional<QString> canonicalPath(const QString &path)
+{
+    if (!path.startsWith(QLatin1Char(':'))) {
+        const auto resolved = Platform::canonicalPath(path.toStdString());
+        if (!resolved)
+            return std::nullopt;
+        if (!resolved->empty())
+            return QString::fromStdString(*resolved);
+    }
+    return QFileInfo(path).canonicalFilePath(); // a resource, a prefix of QDir, another encoding
+}
+
 /// Whether \p target is the directory entry that \p source leads to, by another path. Removing the
-/// one would lose the other.
-static bool isSameEntry(const Data::String &source, const Data::String &target)
+/// one would lose the other. Nothing where it cannot be told.
+static std::optional<bool> isSameEntry(const Data::String &source, const Data::String &target)
 {
     const QFileInfo entry(target);
-    const QDir folder(QFileInfo(entry.path()).canonicalFilePath());
-    return QFileInfo(source).canonicalFilePath() == folder.filePath(entry.fileName());
+    const std::optional<QString> file = canonicalPath(source);
+    const std::optional<QString> folder = canonicalPath(entry.path());
+    if (!file || !folder)
+        return std::nullopt;
+    return !file->isEmpty() && file == QDir(*folder).filePath(entry.fileName());
+}
+
+/// Whether \p source is newer than \p target, in whole seconds. Nothing where it cannot be told.
+static std::optional<bool> isNewer(const Data::String &source, const Data::String &target)
+{
+    const EntryStatus from = fileStatus(source);
+    const EntryStatus to = fileStatus(target);
+    if (from.entry == Entry::Unknown || to.entry == Entry::Unknown)
+        return std::nullopt;
+    return timestampOf(from) > timestampOf(to);
+}
+
+/// Copies in one go. False when the copy is not complete, and then nothing is left of it.
+static bool copyAtOnce(const Data::String &source, const Data::String &target)
+{
+    const EntryStatus from = fileStatus(source);
+    if (from.entry != Entry::File || !QFile::copy(source, target)) // a pipe may have no end
+        return false;
+
+    // For Qt a file whose size it cannot tell is at its end at once. One that grows meanwhile, or
+    // tells no size, gives more.
+    const EntryStatus to = fileStatus(target);
+    if (to.entry == Entry::File && to.size >= from.size)
+        return true;
+    QFile::remove(target);
+    return false;
 }
 
 /// Copies in small chunks, with a reporter of its own. False when the copy is not complete, and
@@ -78,16 +126,19 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
 
     const bool isInto = QFileInfo(target).isDir();
     const Data::String file = isInto ? join(target, base(source, /*withExtension=*/true)) : target;
-    if (isSamePath(source, file) || isSameEntry(source, file))
+    const std::optional<bool> isSame =
+        isSamePath(source, file) ? std::optional(true) : isSameEntry(source, file);
+    if (isSame == true)
         return true;
 
     // Not exists(), for which a "*" in the name is a wildcard.
     if (QFileInfo::exists(file)) {
         if (overwrite == 0)
             return false;
-        if (overwrite < 0 && timestamp(file) >= timestamp(source))
+        const std::optional<bool> replaces = overwrite < 0 ? isNewer(source, file) : true;
+        if (replaces == false)
             return true;
-        if (!QFile::remove(file))
+        if (!replaces || !isSame || !QFile::remove(file))
             return false;
     }
 
@@ -95,9 +146,8 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
     if (Progress::current(true) && bytes / 1024 > 2048 && copyInChunks(source, file, bytes))
         return true;
 
-    // A pipe or a device may have no end.
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/showWaitCursor);
-    return QFileInfo(source).isFile() && QFile::copy(source, file);
+    return copyAtOnce(source, file);
 }
 
 namespace {
@@ -271,12 +321,14 @@ static int removeContents(const Data::String &path, const Data::String &exceptio
         if (kept.contains(below))
             continue;
 
-        const Data::String entry = File::join(name, below);
-        if (QFileInfo(entry).isSymLink()) { // never what it leads to
-            removed += QFile::remove(entry) ? 1 : 0;
-        } else {
-            const int nested =
-                File::remove(File::join(entry, QStringLiteral("*")), Data::String(), cancelable);
+        // What is no folder for certain may be a link, and what that leads to is never removed.
+        const Data::String entryPath = File::join(name, below);
+        const Entry entry = fileStatus(entryPath, /*followLinks=*/false).entry;
+        if (entry == Entry::Link) {
+            removed += QFile::remove(entryPath) ? 1 : 0;
+        } else if (entry == Entry::Folder) {
+            const int nested = File::remove(File::join(entryPath, QStringLiteral("*")),
+                                            Data::String(), cancelable);
             if (nested < 0)
                 return -1;
             removed += nested + (folder.rmdir(below) ? 1 : 0);
@@ -298,18 +350,21 @@ static int removeOne(const Data::String &path)
     if (!QFileInfo(path).isDir())
         return QFile::remove(path) ? 1 : 0;
 
-    QString entry = path;
-    while (entry.size() > 1 && entry.endsWith(QLatin1Char('/')))
-        entry.chop(1); // as "link/" is the folder that the link leads to
-    if (QFileInfo(entry).isSymLink())
-        return QFile::remove(entry) ? 1 : 0;
+    QString name = path;
+    while (name.size() > 1 && name.endsWith(QLatin1Char('/')))
+        name.chop(1); // as "link/" is the folder that the link leads to
+    const Entry entry = fileStatus(name, /*followLinks=*/false).entry;
+    if (entry == Entry::Link)
+        return QFile::remove(name) ? 1 : 0;
+    if (entry != Entry::Folder)
+        return 0;
 
-    const QDir folder(entry);
+    const QDir folder(name);
     QStringList files = folder.entryList(QDir::Files, QDir::Unsorted);
     for (QString &file : files)
         file = folder.filePath(file);
     const int removed = removeFiles(files);
-    return removed + (QDir().rmdir(entry) ? 1 : 0);
+    return removed + (QDir().rmdir(name) ? 1 : 0);
 }
 
 int File::remove(const Data::String &path, const Data::String &exceptions, bool cancelable)
