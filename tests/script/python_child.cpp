@@ -8,6 +8,8 @@
 //     value:text    prints the value of an expression
 //     push:name     pushes a list
 //     memory:MiB    limits its address space to so much more than it has
+//     no-fork       can start no process or thread from then on, nor copy itself
+//     no-process    the same by the limit of an ordinary user, whose one it is from then on
 //     reset         ends the interpreter
 //     patience:ms   how long threads have to end by themselves
 //     wait:ms       waits until code runs, for no longer
@@ -26,12 +28,14 @@
 #include "tests/script/PythonStandIns.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/Limits.h"
+#include "tests/support/SystemCalls.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QThread>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -69,6 +73,15 @@ static void execute(const QString &step, const QString &text)
         const rlim_t size = memoryInUse() + (text.toULongLong() << 20);
         const rlimit limit = {size, size};
         setrlimit(RLIMIT_AS, &limit);
+    } else if (step == "no-fork") {
+        if (!failForks(EAGAIN))
+            print("calls cannot be made to fail");
+    } else if (step == "no-process") {
+        const uid_t user = 65534;
+        const rlimit none = {0, 0};
+        if ((geteuid() == 0 && setresuid(user, user, user) != 0) ||
+            setrlimit(RLIMIT_NPROC, &none) != 0)
+            print("processes cannot be limited");
     } else if (step == "reset") {
         scripts.reset("py");
     } else if (step == "patience") {

@@ -1,0 +1,83 @@
+#include "tests/script/PythonChild.h"
+#include "tests/support/Files.h"
+#include "tests/support/OwnNamespace.h"
+
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QtTest>
+
+static const QString home = "PYTHON_DIR=" KELMUTILS_PYTHON_HOME;
+
+/// What a start of the interpreter does where the system refuses another process.
+class tst_PythonScript_limits : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        ENTER_OWN_NAMESPACE_OR_SKIP();
+        QVERIFY(m_folder.isValid());
+        // For an ordinary user, too.
+        QVERIFY(QFile::setPermissions(m_folder.path(), QFile::Permissions(0x7777)));
+        m_log = m_folder.filePath("log");
+        makeFile(m_folder.filePath("sitecustomize.py"),
+                 "open('" + m_log.toUtf8() + "', 'a').write('x')\n");
+        const QString program = makeFile(m_folder.filePath("solver/pyInit"), "#!/bin/sh\nexit 3\n");
+        QVERIFY(QFile::setPermissions(program, QFile::Permissions(0x7555)));
+        QVERIFY(QFile::setPermissions(m_folder.filePath("solver"), QFile::Permissions(0x7555)));
+        qputenv("PYTHONPATH", m_folder.path().toUtf8());
+    }
+
+    void cleanup() { QFile::remove(m_log); }
+
+    void startsInACopyFirstAsLongAsThereCanBeOne() // else the tests after this one show nothing
+    {
+        QCOMPARE(runPythonChild({home, "value:6*7"}), (QStringList{"42", "exit 3"}));
+        QCOMPARE(log(), QByteArray("xx"));
+
+        QCOMPARE(runPythonChild({home, "HOME_DIR=" + m_folder.path(), "value:6*7"}),
+                 (QStringList{"bad: .Kelm.Utils.err.pythonInit", "exit 3"}));
+    }
+
+    void startsUntriedWhereTheProcessCannotBeCopied_data()
+    {
+        QTest::addColumn<QString>("refusal");
+        QTest::addColumn<bool>("hasStartUpProgram");
+
+        QTest::newRow("no system call") << "no-fork" << false;
+        QTest::newRow("no system call, with a start-up program") << "no-fork" << true;
+        QTest::newRow("a limit") << "no-process" << false;
+        QTest::newRow("a limit, with a start-up program") << "no-process" << true;
+    }
+
+    void startsUntriedWhereTheProcessCannotBeCopied()
+    {
+        QFETCH(QString, refusal);
+        QFETCH(bool, hasStartUpProgram);
+        QStringList steps{refusal, home, "value:6*7", "reset", "value:6*7"};
+        if (hasStartUpProgram) // which cannot be started, and counts for nothing
+            steps.prepend("HOME_DIR=" + m_folder.path());
+        QElapsedTimer timer;
+        timer.start();
+
+        const QStringList output = runPythonChild(steps);
+
+        QCOMPARE(output, (QStringList{"42", "42", "exit 3"}));
+        QCOMPARE(log(), QByteArray("xx")); // once for each start
+        QVERIFY2(timer.elapsed() < 20'000, qPrintable(QString::number(timer.elapsed())));
+    }
+
+private:
+    QByteArray log() const
+    {
+        QFile file(m_log);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    QTemporaryDir m_folder;
+    QString m_log;
+};
+
+OWN_NAMESPACE_MAIN(tst_PythonScript_limits)
+#include "tst_PythonScript_limits.moc"
