@@ -1,5 +1,6 @@
 # -*- coding: utf-8 -*-
 
+import errno
 import os
 import time
 
@@ -76,7 +77,7 @@ class Processes(suite.FolderTestCase):
         process = Process(self.path('missing'))
         self.assertIs(process.start(), False)
         self.assertIs(type(process.errorMessage()), Data.String)
-        self.assertIn('No such file', process.errorMessage())
+        self.assertIn(os.strerror(errno.ENOENT), process.errorMessage())
 
     def test_reads_what_it_is_sent(self):
         process = shell('read line; echo "got $line"')

@@ -12,6 +12,9 @@
 
 #include <Python.h>
 
+#include <cerrno>
+#include <cstring>
+
 using Data::String;
 using Data::Variant;
 using Utils::ScriptManager;
@@ -392,7 +395,8 @@ private Q_SLOTS:
         row("a key", "x = {}['k']", "('k',)"); // the value as Python sets it, not as it prints it
         row("a number", "x = 1/0", "integer division or modulo by zero");
         row("a file", "open('/missing/file')\n",
-            "(2, 'No such file or directory', '/missing/file')");
+            QString("(2, '%1', '/missing/file')")
+                .arg(QString::fromLocal8Bit(std::strerror(ENOENT))));
         row("an end of the program", "import sys\nsys.exit(7)\n", "7");
         row("an end without a status", "import sys\nsys.exit()\n", "");
         row("exit()", "exit(3)\n", "3");
