@@ -287,6 +287,18 @@ private Q_SLOTS:
                  (QStringList{"good", "1000", "exit 3"}));
     }
 
+    void boundsTheLimitOfCallsThatTheLibrarySets()
+    {
+        QTemporaryDir folder;
+        makeFile(folder.filePath("sitecustomize.py"),
+                 "import sys\nsys.setrecursionlimit(10 ** 9)\n");
+        const QString limit = "value:1000 < __import__('sys').getrecursionlimit() <= 1000000";
+
+        QCOMPARE(runPythonChild(childSteps({limit, "reset", limit}),
+                                "export PYTHONPATH='" + folder.path() + "'"),
+                 (QStringList{"true", "true", "exit 3"}));
+    }
+
     void keepsWhatPythonSaysOfALimitOfCalls()
     {
         QCOMPARE(d->value("__import__('sys').setrecursionlimit(20000)").toString(), QString());

@@ -173,6 +173,7 @@ static bool startWithLibrary(const QString &archive)
     Py_SetRecursionLimit(recursionLimit); // one that a script has set outlives its interpreter
     bool isStarted = initializePython();
     if (isStarted) {
+        limitRecursion(recursionLimit); // before "site", which may run scripts of the user
         const Reference site(PyImport_ImportModule("site"));
         isStarted = site != nullptr;
     }
@@ -553,7 +554,6 @@ bool PythonScript::startInterpreter(const Data::String &home, bool isZipHome)
         return false;
     if (!startWithLibrary(archive))
         return false;
-    limitRecursion(recursionLimit);
     hasStarted = true;
     return true;
 }
