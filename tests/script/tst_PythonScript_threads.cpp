@@ -156,6 +156,20 @@ private Q_SLOTS:
         QCOMPARE(process.readAllStandardOutput(), QByteArray("good\n"));
     }
 
+    void failsWhileAThreadOfTheExitKeepsTheLock()
+    {
+        // It starts at the second end of an interpreter that was kept.
+        const QString keep = "import atexit, ctypes\nc = ctypes.PyDLL(None)\ndef h():\n"
+                             " try: time.sleep(0.1)\n finally: c.sleep(3)\n"
+                             "atexit.register(lambda: threading.Thread(target=h).start())\n"
+                             "t.join()\n";
+
+        QCOMPARE(child({home, "patience:100", "code:" + run("time.sleep(1)"), "reset",
+                        "code:" + keep, "code:x = 1", "wait:10000", "value:6*7"})
+                     .filter(QRegularExpression("^(?!logMessage)")),
+                 (QStringList{"good", "good", "bad: Python not initialized", "42", "exit 3"}));
+    }
+
 private:
     /// Code that runs \p body in a thread.
     static QString run(const QString &body, const QString &setUp = "pass")

@@ -464,6 +464,8 @@ bool PythonScript::ensureStarted()
         return false;
     if (m_isKept && m_uses == 1 && !hasPythonThreads())
         finalize();
+    if (!ownsPythonLock()) // what runs at the exit may start threads
+        return false;
     if (Py_IsInitialized()) {
         initializeModules();
         return true;
