@@ -159,10 +159,11 @@ private Q_SLOTS:
     void failsWhileAThreadOfTheExitKeepsTheLock()
     {
         // It starts at the second end of an interpreter that was kept.
-        const QString keep = "import atexit, ctypes\nc = ctypes.PyDLL(None)\ndef h():\n"
-                             " try: time.sleep(0.1)\n finally: c.sleep(3)\n"
-                             "atexit.register(lambda: threading.Thread(target=h).start())\n"
-                             "t.join()\n";
+        const QString keep = "import atexit, ctypes\nc = ctypes.PyDLL(None)\n"
+                             "e = threading.Event()\ndef h():\n"
+                             " try:\n  e.set()\n  time.sleep(0.1)\n finally: c.sleep(3)\n"
+                             "def g():\n threading.Thread(target=h).start()\n e.wait()\n"
+                             "atexit.register(g)\ntime.sleep(1.5)\n";
 
         QCOMPARE(child({home, "patience:100", "code:" + run("time.sleep(1)"), "reset",
                         "code:" + keep, "code:x = 1", "wait:10000", "value:6*7"})
