@@ -11,6 +11,16 @@
 #include <QTextStream>
 #include <QtTest>
 
+#include <functional>
+#include <new>
+#include <thread>
+
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+Q_DECLARE_METATYPE(std::function<void(Utils::TagFile::Tag &)>)
+
 using Utils::TagFile;
 
 static const char readKey[] = ".Kelm.Utils.err.fileread";
@@ -112,6 +122,114 @@ private Q_SLOTS:
         QVERIFY(tags.read(file, error));
 
         QCOMPARE(tags.numTags(), 11);
+    }
+
+    void readsAFileWhoseSizeIsNotTold()
+    {
+        // The name of the thread is a file of 0 bytes, which has some all the same.
+        const QByteArray file = "/proc/self/task/" + QByteArray::number(int(gettid())) + "/comm";
+        char nameBefore[16] = {};
+        QCOMPARE(prctl(PR_GET_NAME, nameBefore), 0);
+        QCOMPARE(prctl(PR_SET_NAME, "*tag"), 0);
+        QCOMPARE(QFileInfo(file).size(), qint64(0));
+        TagFile tags;
+        Data::String error;
+
+        const bool isRead = tags.read(Data::String(file.constData()), error);
+
+        prctl(PR_SET_NAME, nameBefore);
+        QVERIFY(isRead);
+        QCOMPARE(describe(tags), QStringList("1 tag: "));
+    }
+
+    void readsAPipeToItsEnd()
+    {
+        const QByteArray name = path("pipe").toUtf8();
+        QCOMPARE(mkfifo(name.constData(), 0600), 0);
+        std::thread writer([&] {
+            QFile pipe(name);
+            if (!pipe.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+                return;
+            pipe.write("*a\nk: v\n");
+            QThread::msleep(20); // so that there is nothing to be read for a moment
+            pipe.write("*b\nl: w\n");
+        });
+        TagFile tags;
+        Data::String error;
+
+        const bool isRead = tags.read(Data::String(name.constData()), error);
+
+        writer.join();
+        QVERIFY(isRead);
+        QCOMPARE(describe(tags), QStringList({"1 a: k=v", "3 b: l=w"}));
+    }
+
+    void tagStaysAsItWasWhereTheMemoryEnds_data()
+    {
+        using Tag = TagFile::Tag;
+        using Change = std::function<void(Tag &)>;
+        QTest::addColumn<Change>("change");
+        QTest::newRow("add") << Change([](Tag &tag) { tag.add("new", "value"); });
+        QTest::newRow("remove") << Change([](Tag &tag) { tag.remove("a"); });
+        QTest::newRow("replace") << Change([](Tag &tag) { tag.replace("a", "other"); });
+        QTest::newRow("replace what is not there")
+            << Change([](Tag &tag) { tag.replace("new", "other"); });
+        QTest::newRow("fromList") << Change([](Tag &tag) {
+            tag.fromList({"x: 1", "y:2", "one", "two", "z: 3", "u: 4", "v: 5"}, 0);
+        });
+    }
+
+    void tagStaysAsItWasWhereTheMemoryEnds()
+    {
+        QFETCH(std::function<void(TagFile::Tag &)>, change);
+        TagFile::Tag before("tag");
+        before.add("a", "1").add("b", "2");
+        TagFile::Tag after = before;
+        change(after);
+
+        int failures = 0;
+        for (int n = 0;; ++n) {
+            TagFile::Tag tag = before; // shares its lists
+            bool isThrown = false;
+            FailingMemory memory(n, FailingMemory::Once);
+            try {
+                change(tag);
+            } catch (const std::bad_alloc &) {
+                isThrown = true;
+            }
+            memory.end();
+
+            QCOMPARE(tag.keys, isThrown ? before.keys : after.keys);
+            QCOMPARE(tag.values, isThrown ? before.values : after.values);
+            failures += isThrown;
+            if (!memory.hasFailed())
+                break;
+        }
+        QVERIFY(failures > 1);
+    }
+
+    void fileStaysAsItWasWhereTheMemoryEndsForAHeader()
+    {
+        int failures = 0;
+        for (int n = 0;; ++n) {
+            TagFile file;
+            file.addTag("tag", "");
+            bool isThrown = false;
+            FailingMemory memory(n, FailingMemory::Once);
+            try {
+                file.addFileType("type", "2", "");
+            } catch (const std::bad_alloc &) {
+                isThrown = true;
+            }
+            memory.end();
+
+            QCOMPARE(file.numTags(), isThrown ? 1 : 2);
+            QCOMPARE(file.fileVersion(), Data::String(isThrown ? "" : "2"));
+            failures += isThrown;
+            if (!memory.hasFailed())
+                break;
+        }
+        QVERIFY(failures > 3);
     }
 
     void hasWhatAStreamHasReadInFrontOfABreak()

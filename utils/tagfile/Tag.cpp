@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 namespace Utils {
 
@@ -25,7 +26,12 @@ bool Tag::isValid() const { return !name.isEmpty(); }
 Tag &Tag::add(const Data::String &key, const Data::String &value)
 {
     keys.append(key);
-    values.append(value);
+    try {
+        values.append(value);
+    } catch (const std::bad_alloc &) {
+        keys.removeLast();
+        throw;
+    }
     return *this;
 }
 
@@ -117,6 +123,9 @@ Tag &Tag::remove(const Data::String &key)
     const int index = keys.indexOf(key);
     if (index < 0)
         return *this;
+    // What copies share is copied before anything goes.
+    keys.detach();
+    values.detach();
     keys.removeAt(index);
     if (index < values.size())
         values.removeAt(index);
@@ -154,7 +163,8 @@ QStringList Tag::toStringList(int first, int options) const
     return lines;
 }
 
-Tag &Tag::fromList(const QStringList &lines, int options)
+/// Adds the properties that \p lines hold to \p tag.
+static void addLines(Tag &tag, const QStringList &lines, int options)
 {
     // By iterators of a copy, since the caller may pass the very lists that grow here.
     const QStringList source = lines;
@@ -169,8 +179,8 @@ Tag &Tag::fromList(const QStringList &lines, int options)
         const QString rest = text.mid(colon + 1);
         if (rest.startsWith(QLatin1Char(' '))) {
             const QString value = rest.mid(1);
-            if (!(options & DropNone) || value != QLatin1String("NONE"))
-                add(key, value);
+            if (!(options & TagFile::DropNone) || value != QLatin1String("NONE"))
+                tag.add(key, value);
             continue;
         }
         QString value;
@@ -179,7 +189,20 @@ Tag &Tag::fromList(const QStringList &lines, int options)
                 value += QLatin1Char('\n');
             value += *next++;
         }
-        add(key, value);
+        tag.add(key, value);
+    }
+}
+
+Tag &Tag::fromList(const QStringList &lines, int options)
+{
+    const int numKeys = keys.size();
+    const int numValues = values.size();
+    try {
+        addLines(*this, lines, options);
+    } catch (const std::bad_alloc &) {
+        keys.erase(keys.begin() + numKeys, keys.end());
+        values.erase(values.begin() + numValues, values.end());
+        throw;
     }
     return *this;
 }

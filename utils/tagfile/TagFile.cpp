@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 namespace Utils {
 
@@ -78,9 +79,10 @@ void TagFile::setOption(int option, bool on)
 Tag &TagFile::addFileType(const Data::String &name, const Data::String &version,
                           const Data::String &comment)
 {
-    Tag &tag = **d->tags.insert(d->tags.begin(), std::make_unique<Tag>(typeTagName));
-    tag.comment = comment;
-    return tag.add("name", name).add("version", version);
+    auto tag = std::make_unique<Tag>(typeTagName);
+    tag->comment = comment;
+    tag->add("name", name).add("version", version);
+    return **d->tags.insert(d->tags.begin(), std::move(tag));
 }
 
 Tag &TagFile::addTag(const Data::String &name, const Data::String &comment)

@@ -262,7 +262,8 @@ struct KELMUTILS_EXPORT TagFile::Tag
     /// Whether it has a name.
     bool isValid() const;
 
-    // Adding: one pair behind the others, whether the key is there already or not
+    // Adding: one pair behind the others, whether the key is there already or not. What changes a
+    // tag leaves it as it was, and throws std::bad_alloc, when the memory does not suffice.
 
     Tag &add(const Data::String &key, const Data::String &value);
 

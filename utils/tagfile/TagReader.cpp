@@ -32,7 +32,7 @@ public:
 
     bool atEnd() const { return m_isEnded || m_in.atEnd(); }
 
-    /// The next line. Holds until the one behind it is asked for.
+    /// The next line. Holds until the end or the one behind it is asked for.
     QStringView next()
     {
         m_isEnded = !m_in.readLineInto(&m_line, m_maxLength);
@@ -59,7 +59,12 @@ class DeviceLines
 public:
     DeviceLines(QIODevice &device, int maxLength) : m_device(device), m_maxLength(maxLength) {}
 
-    bool atEnd() const { return m_at == m_text.size() && (m_isEnded || m_device.atEnd()); }
+    bool atEnd()
+    {
+        return m_at == m_text.size() &&
+               (m_isEnded || (m_device.atEnd() && (isBehindAll() || !decodeBlock())));
+    }
+
     bool hasFailed() const { return m_hasFailed; }
 
     QStringView next()
@@ -95,6 +100,14 @@ private:
     static QStringView withoutReturn(QStringView line)
     {
         return line.endsWith(carriageReturn) ? line.chopped(1) : line;
+    }
+
+    /// Whether as much was read as there is. Where that cannot be told Qt takes any place for the
+    /// end.
+    bool isBehindAll() const
+    {
+        const qint64 size = m_device.size();
+        return size > 0 && m_device.pos() >= size;
     }
 
     bool decodeBlock()
