@@ -423,6 +423,34 @@ private Q_SLOTS:
         QCOMPARE(process.output().trimmed().toInt(), size);
     }
 
+    void tellsOfTextThatWasNotWrittenWhole()
+    {
+        const MarkedProcesses marked;
+        Process process("/bin/sleep", QStringList("60"));
+        marked.mark(process);
+        QVERIFY(process.start());
+        const Data::String text(QString(1000 * 1000, 'x'));
+
+        QVERIFY(!process.sendData(text, 200)); // the pipe takes the start of it
+
+        QVERIFY(process.isRunning());
+        QVERIFY(toolkitProcess(process)->bytesToWrite() > 0);
+        QVERIFY(toolkitProcess(process)->bytesToWrite() < text.size());
+        process.kill();
+        QVERIFY(process.wait(false));
+    }
+
+    void tellsOfTextWhoseReaderHasEnded()
+    {
+        Process process("/bin/sh", shellArguments("read line; exit 3"));
+        QVERIFY(process.start());
+
+        QVERIFY(!process.sendData(Data::String("line\n" + QString(1000 * 1000, 'x')), -1));
+
+        QVERIFY(process.wait(false));
+        QCOMPARE(process.exitCode(), 3);
+    }
+
     void sendsNothingWhenNothingRuns()
     {
         const Process process("/bin/cat");

@@ -11,11 +11,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdlib>
 #include <new>
 
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 using OwnNamespace::AsOrdinaryUser;
 using Utils::Process;
@@ -39,6 +44,51 @@ void *operator new(std::size_t size)
 
 void operator delete(void *memory) noexcept { std::free(memory); }
 void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
+
+/// How many files in /proc can be opened before the next one cannot; negative when all can.
+static int opensLeft = -1;
+static bool failsForGood = false;
+static bool hasHandles = true;
+
+static bool opens(const char *path)
+{
+    if (opensLeft < 0 || qstrncmp(path, "/proc/", 6) != 0)
+        return true;
+    if (opensLeft > 0) {
+        --opensLeft;
+        return true;
+    }
+    opensLeft = failsForGood ? 0 : -1;
+    errno = EIO;
+    return false;
+}
+
+// They stand in front of those of the C library.
+extern "C" __attribute__((visibility("default"))) int open(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    return opens(path) ? static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode)) : -1;
+}
+
+extern "C" __attribute__((visibility("default"))) long syscall(long number, ...) noexcept
+{
+    using Call = long (*)(long, ...);
+    static const auto next = reinterpret_cast<Call>(dlsym(RTLD_NEXT, "syscall"));
+    va_list list;
+    va_start(list, number);
+    long values[6];
+    for (long &value : values)
+        value = va_arg(list, long);
+    va_end(list);
+    if (number == SYS_pidfd_open && !hasHandles) {
+        errno = ENOSYS;
+        return -1;
+    }
+    return next(number, values[0], values[1], values[2], values[3], values[4], values[5]);
+}
 
 /// Trees that are killed where the system lacks something.
 class tst_Process_kill_faults : public QObject
@@ -161,6 +211,53 @@ private Q_SLOTS:
         }
         QCOMPARE(descriptors(), before);
         QVERIFY(parts > 5);
+    }
+
+    void stopsNothingForGoodWhereProcessesCannotBeRead_data()
+    {
+        QTest::addColumn<bool>("forGood");
+        QTest::addColumn<bool>("handles");
+
+        QTest::newRow("once") << false << true;
+        QTest::newRow("once, without handles") << false << false;
+        QTest::newRow("for good") << true << true;
+        QTest::newRow("for good, without handles") << true << false;
+    }
+
+    /// What fails once is tried again. Else what was found is killed; without handles it goes on.
+    void stopsNothingForGoodWhereProcessesCannotBeRead()
+    {
+        QFETCH(bool, forGood);
+        QFETCH(bool, handles);
+        bool isOut = true;
+        int kept = 0;
+        for (int room = 0; isOut; room = room < 25 ? room + 1 : room * 2) {
+            const MarkedProcesses marked;
+            Process tree("/bin/sh");
+            QVERIFY(startTree(tree, marked));
+
+            opensLeft = room;
+            failsForGood = forGood;
+            hasHandles = handles;
+            const bool isKilled = Platform::killProcessTree(tree.getPID());
+            isOut = forGood ? opensLeft == 0 : opensLeft < 0;
+            opensLeft = -1;
+            hasHandles = true;
+
+            QTRY_VERIFY_WITH_TIMEOUT(!hasStopped(marked.ids()), 60000);
+            if (!forGood || !isOut) {
+                QVERIFY(isKilled);
+                QCOMPARE(marked.ids(), QList<pid_t>());
+            } else if (!isKilled) {
+                QCOMPARE(marked.ids().contains(static_cast<pid_t>(tree.getPID())), true);
+                QVERIFY(room == 0 || !handles || room < 4);
+                ++kept;
+            }
+            tree.kill();
+            QVERIFY(tree.wait(false));
+            QCOMPARE(tree.exitCode(), SIGKILL);
+        }
+        QCOMPARE(kept > 0, forGood);
     }
 
     void killsTheProgramWhenItIsOutOfMemory()

@@ -13,12 +13,14 @@
 #include <memory>
 #include <new>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <langinfo.h>
+#include <poll.h>
 #include <pthread.h>
 #include <spawn.h>
 #include <sys/mman.h>
@@ -99,6 +101,12 @@ class Descriptor
 public:
     explicit Descriptor(int number) : m_number(number) {}
     ~Descriptor() { reset(); }
+    Descriptor(Descriptor &&other) noexcept : m_number(std::exchange(other.m_number, -1)) {}
+    Descriptor &operator=(Descriptor &&other) noexcept
+    {
+        std::swap(m_number, other.m_number);
+        return *this;
+    }
     Descriptor(const Descriptor &) = delete;
     Descriptor &operator=(const Descriptor &) = delete;
 
@@ -325,17 +333,27 @@ enum class Presence
 
 using Clock = std::chrono::steady_clock;
 
+/// A process of a tree that is killed.
+struct TreeProcess
+{
+    ProcessEntry entry;
+    bool isStopped = false;
+    Descriptor handle{-1}; // by which it is known even where /proc can no longer be read
+};
+
 } // namespace
 
-/// What the system tells of a process, or of its thread \p thread. Nothing when it is gone, with
-/// errno ESRCH or ENOENT, and where it cannot be read.
-static std::optional<ProcessEntry> readEntry(pid_t process, pid_t thread = 0)
+// How often what cannot be read is tried.
+static constexpr int readAttempts = 3;
+
+// How many handles of processes are kept at most: others here need descriptors, too.
+static constexpr int maxHandles = 64;
+
+static bool meansGone(int error) { return error == ENOENT || error == ESRCH; }
+
+/// What \p path tells of a process or a thread. Nothing when that cannot be read.
+static std::optional<ProcessEntry> readEntryOnce(const char *path)
 {
-    char path[64];
-    if (thread == 0)
-        std::snprintf(path, sizeof(path), "/proc/%d/stat", process);
-    else
-        std::snprintf(path, sizeof(path), "/proc/%d/task/%d/stat", process, thread);
     const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
     if (!file.isOpen())
         return {};
@@ -357,30 +375,60 @@ static std::optional<ProcessEntry> readEntry(pid_t process, pid_t thread = 0)
     return entry;
 }
 
+/// What the system tells of a process, or of its thread \p thread. Nothing when it is gone, with
+/// errno ESRCH or ENOENT, and where it cannot be read.
+static std::optional<ProcessEntry> readEntry(pid_t process, pid_t thread = 0)
+{
+    char path[64];
+    if (thread == 0)
+        std::snprintf(path, sizeof(path), "/proc/%d/stat", process);
+    else
+        std::snprintf(path, sizeof(path), "/proc/%d/task/%d/stat", process, thread);
+    std::optional<ProcessEntry> entry;
+    for (int i = 0; i < readAttempts && !entry; ++i) {
+        errno = 0;
+        entry = readEntryOnce(path);
+        if (!entry && meansGone(errno))
+            break;
+    }
+    return entry;
+}
+
+/// Calls \p take with the names in \p folder that are numbers, until it is true, which is the
+/// result then. What cannot be read to its end is read again, so that a number may come twice.
+template <typename Take>
+static bool findNumber(const char *folder, const Take &take)
+{
+    for (int i = 0; i < readAttempts; ++i) {
+        errno = 0;
+        const Folder entries(opendir(folder));
+        while (const dirent *const entry = entries ? readdir(entries.get()) : nullptr) {
+            const int number = std::atoi(entry->d_name);
+            if (number > 0 && take(number))
+                return true;
+            errno = 0;
+        }
+        if (errno == 0 || meansGone(errno))
+            break;
+    }
+    return false;
+}
+
 /// The names in \p folder that are numbers. Throws when the memory does not suffice.
 static std::vector<pid_t> numbersIn(const char *folder)
 {
     std::vector<pid_t> numbers;
-    const Folder entries(opendir(folder));
-    if (!entries)
-        return numbers;
-    while (const dirent *const entry = readdir(entries.get())) {
-        const int number = std::atoi(entry->d_name);
-        if (number > 0)
-            numbers.push_back(number);
-    }
+    findNumber(folder, [&](pid_t number) {
+        numbers.push_back(number);
+        return false;
+    });
     return numbers;
 }
 
 /// Whether \p id is listed as a process. A thread has a folder too, but is not listed.
 static bool isListed(pid_t id)
 {
-    const Folder entries(opendir("/proc"));
-    while (const dirent *const entry = entries ? readdir(entries.get()) : nullptr) {
-        if (std::atoi(entry->d_name) == id)
-            return true;
-    }
-    return false;
+    return findNumber("/proc", [id](pid_t number) { return number == id; });
 }
 
 static Presence presence(const ProcessEntry &process)
@@ -392,28 +440,57 @@ static Presence presence(const ProcessEntry &process)
     return errno == ENOENT || errno == ESRCH ? Presence::Gone : Presence::Unknown;
 }
 
-/// Sends \p signal to this process and to no other that has got its number. False when it could
-/// not.
-static bool send(const ProcessEntry &process, int signal)
+/// A handle, which stays with its process: if the number is still that of the right one when the
+/// handle is there, it is the right handle. An old system has none, and there may be no descriptor
+/// for one.
+static Descriptor handleOf(const ProcessEntry &process, Presence &found)
 {
-    // A handle stays with its process: if the number is still that of the right one when the
-    // handle is there, it is the right handle. An old system has none, and there may be no
-    // descriptor for one.
     Descriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process.id, 0)));
-    Presence found = presence(process);
+    found = presence(process);
     if (found == Presence::Unknown && handle.isOpen()) { // which took the last descriptor
         handle.reset();
         found = presence(process);
     }
-    if (found != Presence::Here)
-        return false;
+    return handle;
+}
+
+/// Sends \p signal by \p handle. Nothing where that cannot be done; else whether it was sent.
+static std::optional<bool> sendByHandle(const Descriptor &handle, int signal)
+{
     if (handle.isOpen()) {
         if (syscall(SYS_pidfd_send_signal, handle.number(), signal, nullptr, 0) == 0)
             return true;
         if (errno == ESRCH)
             return false;
     }
-    return kill(process.id, signal) == 0;
+    return {};
+}
+
+/// Sends \p signal to this process and to no other that has got its number. False when it could
+/// not. A handle that is made for it is kept in there, if it \p keepsHandle.
+static bool send(TreeProcess &process, int signal, bool keepsHandle = false)
+{
+    if (const std::optional<bool> isSent = sendByHandle(process.handle, signal))
+        return *isSent;
+    Presence found;
+    Descriptor handle = handleOf(process.entry, found);
+    if (found != Presence::Here)
+        return false;
+    const std::optional<bool> isSent = sendByHandle(handle, signal);
+    if (isSent && keepsHandle)
+        process.handle = std::move(handle);
+    return isSent ? *isSent : kill(process.entry.id, signal) == 0;
+}
+
+/// Lets a process run again that could not be killed.
+static void resume(TreeProcess &process)
+{
+    if (!process.isStopped || send(process, SIGCONT))
+        return;
+    // Without a handle, and where /proc cannot be read any more, it is told by its number alone. To
+    // go on does no harm to another one.
+    if (presence(process.entry) == Presence::Unknown)
+        kill(process.entry.id, SIGCONT);
 }
 
 /// Whether each thread of \p process is in one of \p states or gone. Throws when the memory does
@@ -443,7 +520,7 @@ static void waitForState(const std::vector<ProcessEntry> &processes, const char 
 
 /// Stops \p root and all below it, but for this process, and puts them into \p tree, each behind
 /// its parent. Throws when the memory does not suffice; who has been stopped is in there then, too.
-static void stopTree(const ProcessEntry &root, std::vector<ProcessEntry> &tree)
+static void stopTree(const ProcessEntry &root, std::vector<TreeProcess> &tree)
 {
     // A process that cannot be stopped may start others for ever, so there is an end to this.
     const auto end = Clock::now() + std::chrono::seconds(20);
@@ -453,12 +530,18 @@ static void stopTree(const ProcessEntry &root, std::vector<ProcessEntry> &tree)
         const auto found = starts.find(process.id);
         return found != starts.end() && found->second == process.start;
     };
+    int numHandles = 0;
     const auto add = [&](const ProcessEntry &process) {
-        tree.push_back(process);
+        tree.push_back({process});
         starts[process.id] = process.start;
         stopping.push_back(process);
-        if (process.id == getpid() || !send(process, SIGSTOP))
+        TreeProcess &added = tree.back();
+        added.isStopped =
+            process.id != getpid() && send(added, SIGSTOP, /*keepsHandle=*/numHandles < maxHandles);
+        if (!added.isStopped)
             stopping.pop_back();
+        if (added.handle.isOpen())
+            ++numHandles;
     };
 
     add(root);
@@ -485,6 +568,24 @@ static void stopTree(const ProcessEntry &root, std::vector<ProcessEntry> &tree)
     }
 }
 
+/// Waits until \p processes have ended, or it is \p end.
+static void waitForEnd(const std::vector<TreeProcess> &processes, Clock::time_point end)
+{
+    for (const TreeProcess &process : processes) {
+        if (process.handle.isOpen()) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+            pollfd handle = {process.handle.number(), POLLIN, 0};
+            poll(&handle, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
+            continue;
+        }
+        try {
+            waitForState({process.entry}, "ZX", end);
+        } catch (const std::bad_alloc &) {
+            // It ends all the same.
+        }
+    }
+}
+
 bool killProcessTree(std::int64_t id)
 {
     if (!isProcessNumber(id))
@@ -494,7 +595,7 @@ bool killProcessTree(std::int64_t id)
     if (!root || !isListed(root->id))
         return false;
 
-    std::vector<ProcessEntry> tree;
+    std::vector<TreeProcess> tree;
     try {
         stopTree(*root, tree);
     } catch (const std::bad_alloc &) {
@@ -502,20 +603,21 @@ bool killProcessTree(std::int64_t id)
     }
     // Children first: the end of a parent may set children going that are stopped.
     std::reverse(tree.begin(), tree.end());
-    const auto isSelf = [](const ProcessEntry &process) { return process.id == getpid(); };
+    const auto isSelf = [](const TreeProcess &process) { return process.entry.id == getpid(); };
     const bool hasSelf = std::any_of(tree.begin(), tree.end(), isSelf);
-    const auto stays = [&](const ProcessEntry &process) {
-        return isSelf(process) || !send(process, SIGKILL);
+    const auto stays = [&](TreeProcess &process) {
+        if (isSelf(process))
+            return true;
+        if (send(process, SIGKILL))
+            return false;
+        resume(process);
+        return true;
     };
     tree.erase(std::remove_if(tree.begin(), tree.end(), stays), tree.end());
-    try {
-        waitForState(tree, "ZX", Clock::now() + std::chrono::seconds(5));
-    } catch (const std::bad_alloc &) {
-        // They end all the same.
-    }
+    waitForEnd(tree, Clock::now() + std::chrono::seconds(5));
     if (hasSelf)
         kill(getpid(), SIGKILL);
-    const auto isRoot = [&](const ProcessEntry &process) { return process.id == root->id; };
+    const auto isRoot = [&](const TreeProcess &process) { return process.entry.id == root->id; };
     return std::any_of(tree.begin(), tree.end(), isRoot) || presence(*root) == Presence::Gone;
 }
 

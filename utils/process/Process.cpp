@@ -6,6 +6,7 @@
 #include "utils/process/ProcessOutput_p.h"
 #include "utils/signals/Slot.h"
 
+#include <QDeadlineTimer>
 #include <QPointer>
 #include <QProcess>
 
@@ -180,9 +181,19 @@ void Process::kill(qint64 pid) { Platform::killProcessTree(pid); }
 
 bool Process::sendData(const Data::String &text, int timeout) const
 {
-    QProcess &process = d->process;
-    process.write(text.toUtf8());
-    return timeout == 0 || process.waitForBytesWritten(timeout);
+    // Null when the object has deleted itself, which may happen while it waits.
+    const QPointer<QProcess> process = &d->process;
+    const QByteArray bytes = text.toUtf8();
+    const bool isTaken = process->write(bytes) == bytes.size();
+    if (timeout == 0)
+        return true;
+
+    // Qt waits for the first of the bytes only.
+    const QDeadlineTimer end(qMax(timeout, -1)); // -1 is no end
+    bool isWritten = process->waitForBytesWritten(timeout);
+    while (isWritten && process && process->bytesToWrite() > 0)
+        isWritten = process->waitForBytesWritten(static_cast<int>(end.remainingTime()));
+    return isWritten && isTaken && process;
 }
 
 bool Process::isRunning() const { return d->process.state() == QProcess::Running; }

@@ -131,9 +131,10 @@ public:
     static void kill(qint64 pid);
 
     /// Writes \p text to the standard input of the program, as UTF-8. True at once for a \p timeout
-    /// of 0, even when nothing runs, which is meant; else whether it was written in \p timeout
-    /// milliseconds, for as long as it takes when that is negative. Where there is nothing to
-    /// write, because the text is empty and all that was sent before has been written, it was not.
+    /// of 0, even when nothing runs, which is meant; else whether all of it was written in
+    /// \p timeout milliseconds, for as long as it takes when that is negative. Where there is
+    /// nothing to write, because the text is empty and all that was sent before has been written,
+    /// it was not. What the time was too short for is written later.
     bool sendData(const Data::String &text, int timeout) const;
 
     bool isRunning() const;
