@@ -691,7 +691,7 @@ static int refuse(const char *call, long id)
     return -1;
 }
 
-/// The process that \a handle stands for; 0 when that cannot be told.
+/// The process that \a handle stands for; 0 when that cannot be told, -1 when it has gone.
 static long processOf(int handle)
 {
     const Inside inside;
@@ -707,6 +707,9 @@ static long processOf(int handle)
     const char *const line = std::strstr(text, "Pid:");
     return line ? std::atol(line + 4) : 0;
 }
+
+/// Whether a signal by the handle of \a id goes to another process than a child.
+static bool reachesOthers(long id) { return id == 0 || id == 1; }
 
 REPLACE(int, kill, (pid_t id, int signal))
 {
@@ -732,8 +735,8 @@ REPLACE(int, sigqueue, (pid_t id, int signal, void *value))
 REPLACE(int, pidfd_send_signal, (int handle, int signal, void *info, unsigned flags))
 {
     const long id = processOf(handle);
-    return id <= 1 ? refuse("pidfd_send_signal", id)
-                   : NEXT(pidfd_send_signal)(handle, signal, info, flags);
+    return reachesOthers(id) ? refuse("pidfd_send_signal", id)
+                             : NEXT(pidfd_send_signal)(handle, signal, info, flags);
 }
 
 // What is asked for by its number. Qt starts a process so, and the library signals one so.
@@ -755,8 +758,11 @@ REPLACE(long, syscall, (long number, ...))
     case SYS_tgkill:
     case SYS_rt_sigqueueinfo:
     case SYS_rt_tgsigqueueinfo:
-    case SYS_pidfd_send_signal:
         if (id <= 1)
+            return refuse("syscall", id);
+        break;
+    case SYS_pidfd_send_signal:
+        if (reachesOthers(id))
             return refuse("syscall", id);
         break;
     case SYS_clone:
