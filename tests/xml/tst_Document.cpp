@@ -4,6 +4,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
+#include "tests/support/ReadFault.h"
 #include "tests/support/Stack.h"
 #include "tests/xml/DeepTree.h"
 #include "utils/files/File.h"
@@ -16,6 +17,7 @@
 #include <QTextCodec>
 #include <QtTest>
 
+#include <cerrno>
 #include <ctime>
 #include <limits>
 #include <locale>
@@ -59,6 +61,58 @@ private Q_SLOTS:
     {
         resetCatalogue();
         Utils::versionStrings.clear();
+    }
+
+    // Disks that fail
+
+    void opensNothingOfAFileThatBreaksOff_data()
+    {
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<QString>("message");
+
+        const QString system = qt_error_string(EIO);
+        QTest::newRow("at its start") << 0 << "unexpected end of file";
+        QTest::newRow("within the root") << 20000 << "unexpected end of file";
+        QTest::newRow("behind the root") << 50000 << system;
+        QTest::newRow("in front of its last byte") << 99999 << system;
+    }
+
+    void opensNothingOfAFileThatBreaksOff()
+    {
+        QFETCH(int, offset);
+        QFETCH(QString, message);
+        QByteArray text = "<Model version='2.5'>\n";
+        while (text.size() < 40000)
+            text += "<item/>\n";
+        text += "</Model>\n";
+        text += QByteArray(99999 - text.size(), '\n') + ' ';
+        const String path = makeFile(m_folder->filePath("a.xml"), text);
+        Document document(Document::Normal, 1.0);
+        String error;
+        QVERIFY(document.open(path, "docElem:Model", error));
+        QCOMPARE(document.documentVersion(), 2.5);
+        const ReadFault fault(path, offset);
+
+        const bool isOpen = document.open(path, "docElem:Model", error);
+
+        QVERIFY(fault.count() > 0);
+        QVERIFY(!isOpen);
+        const QRegularExpression form("^(.*)\nline: \\d+  column: \\d+$");
+        QCOMPARE(form.match(error).captured(1), message);
+        QCOMPARE(document.documentVersion(), 0.0);
+    }
+
+    void opensAFileThatBreaksOffBehindItsEnd()
+    {
+        const QByteArray text = "<Model/>" + QByteArray(50000, ' ');
+        const String path = makeFile(m_folder->filePath("a.xml"), text);
+        Document document(Document::Normal, 1.0);
+        String error = "before";
+        const ReadFault fault(path, text.size() + 1);
+
+        QVERIFY(document.open(path, "", error));
+
+        QCOMPARE(error, String("before"));
     }
 
     // What it is made with

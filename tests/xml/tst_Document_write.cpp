@@ -28,6 +28,66 @@ private Q_SLOTS:
         QVERIFY(m_folder->isValid());
     }
 
+    void writesADeclarationThatIsReadAgain_data()
+    {
+        QTest::addColumn<QByteArray>("read");
+        QTest::addColumn<QByteArray>("written");
+
+        const auto row = [](const char *name, const char *read, const char *written) {
+            QTest::newRow(name) << QByteArray(read) << QByteArray(written);
+        };
+        row("an apostrophe", "version=\"1.0'\"", "version='1.0&apos;'");
+        row("references", "version='a&lt;b&amp;c&quot;d&apos;e'",
+            "version='a&lt;b&amp;c\"d&apos;e'");
+        row("a reference", "version='a&amp;amp;b'", "version='a&amp;amp;b'");
+        row("in the encoding", "version=\"1'\" encoding=\"UTF-8'x\" standalone='yes'",
+            "version='1&apos;' encoding='UTF-8&apos;x' standalone='yes'");
+        row("what looks like an encoding", "version=\"1' standalone='no\" standalone='yes'",
+            "version='1&apos; standalone=&apos;no' standalone='yes'");
+        row("a plain one", "version='1.0' encoding=\"UTF-8\" standalone='no'",
+            "version='1.0' encoding='UTF-8' standalone='no'");
+    }
+
+    void writesADeclarationThatIsReadAgain()
+    {
+        QFETCH(QByteArray, read);
+        QFETCH(QByteArray, written);
+        const String path = makeFile(m_folder->filePath("a.xml"), "<?xml " + read + "?><m/>");
+        Document document(Document::Normal, 0.0);
+        String error;
+        QVERIFY(document.open(path, "", error));
+
+        QVERIFY(document.write(path));
+
+        QCOMPARE(Utils::File::readRaw(path), "<?xml " + written + "?>\n<m/>\n\n");
+        Document again(Document::Normal, 0.0);
+        QVERIFY2(again.open(path, "", error), error.c_str());
+        QCOMPARE(again.firstChild().nodeValue(), document.firstChild().nodeValue());
+    }
+
+    void leavesADeclarationOfAHostAsItIs_data()
+    {
+        QTest::addColumn<QString>("data");
+
+        QTest::newRow("quotes") << "version=\"1.0\" encoding=\"UTF-8\"";
+        QTest::newRow("apostrophes and quotes") << "version=\"1'\"  standalone = 'yes' ";
+        QTest::newRow("blanks") << "version='1.0'  encoding='UTF-8'";
+        QTest::newRow("nothing that can be read") << "'";
+    }
+
+    void leavesADeclarationOfAHostAsItIs()
+    {
+        QFETCH(QString, data);
+        const String path = m_folder->filePath("a.xml");
+        Document document(Document::Normal, 0.0);
+        document.appendChild(document.createProcessingInstruction("xml", data));
+        document.appendChild(document.createElement("m"));
+
+        QVERIFY(document.write(path));
+
+        QCOMPARE(Utils::File::readRaw(path), "<?xml " + data.toUtf8() + "?>\n<m/>\n\n");
+    }
+
     void laysADocumentOut_data()
     {
         QTest::addColumn<QByteArray>("contents");

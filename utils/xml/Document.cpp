@@ -127,6 +127,17 @@ static bool parse(QFile &file, QDomDocument &document, Data::String &error)
         line = guard.line();
         column = guard.column();
     }
+    // The parser takes any place for the end from where nothing more is read. What is in front of a
+    // bad block may be a document by chance.
+    file.unsetError();
+    if (isRead && (!file.read(1).isEmpty() || file.error() != QFile::NoError)) {
+        isRead = false;
+        message = file.error() == QFile::NoError
+                      ? QStringLiteral("The file could not be read whole")
+                      : file.errorString();
+        line = guard.line();
+        column = guard.column();
+    }
     if (!isRead) {
         error = fillPlaceholders(QStringLiteral("%1\nline: %2  column: %3"),
                                  {message, QString::number(line), QString::number(column)});

@@ -42,7 +42,7 @@ public:
     Document(Mode mode, double version);
 
     /// Reads the file at \p path and checks what it is. False, with the reason in \p error, when it
-    /// cannot be read, is no well-formed XML, or is not of the type \p docType.
+    /// cannot be read to its end, is no well-formed XML, or is not of the type \p docType.
     ///
     ///     ""            => any document
     ///     "A;B"         => one whose DOCTYPE names A or B
@@ -64,7 +64,9 @@ public:
     bool open(const Data::String &path, const Data::String &docType, Data::String &error);
 
     /// Writes the document to the file at \p path, as UTF-8. Its XML declaration stays as it is,
-    /// even where it names another encoding and makes the file unreadable, which is meant. False
+    /// even where it names another encoding and makes the file unreadable, which is meant; only
+    /// what was read into it by references, or between quotes, is written so that it is read
+    /// again: <?xml version="1'"?> comes out as <?xml version='1&apos;'?>. False
     /// when the file cannot be opened, and, with the file as it was, when elements are nested
     /// deeper than 5000 levels or than open() can read again on the stack that is left. (Whoever
     /// makes a tree that is far deeper has to take it apart, or the stack ends with the last copy

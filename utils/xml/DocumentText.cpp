@@ -5,6 +5,7 @@
 
 #include <QPair>
 #include <QRegExp>
+#include <QRegularExpression>
 #include <QTextStream>
 
 #include <algorithm>
@@ -103,6 +104,36 @@ static bool isSpecial(ushort character)
 static bool isDeclaration(const QDomNode &node)
 {
     return node.isProcessingInstruction() && node.nodeName() == QLatin1String("xml");
+}
+
+/// The text of an XML declaration with \p data.
+///
+/// The toolkit reads values with references in them, and between quotes or apostrophes; then it has
+/// them as they are between apostrophes, where it could not read them again. What a host made stays
+/// as it is.
+static QString declarationText(const QString &data)
+{
+    const QString quoted = QStringLiteral("\\s*=\\s*('[^'<&]*'|\"[^\"<&]*\")");
+    static const QRegularExpression readable(
+        QStringLiteral("^\\s*version%1(\\s+encoding%1)?(\\s+standalone%1)?\\s*$").arg(quoted));
+    static const QRegularExpression toolkits(
+        QStringLiteral("^version='(.*?)'( encoding='(.*?)')?( standalone='(yes|no)')?\\z"),
+        QRegularExpression::DotMatchesEverythingOption);
+
+    QString text = data;
+    if (data.endsWith(QLatin1Char('\'')) && !readable.match(data).hasMatch()) {
+        const QRegularExpressionMatch match = toolkits.match(data);
+        for (const int group : {3, 1}) { // the last one first, which moves no other
+            if (match.capturedStart(group) < 0)
+                continue;
+            QString value = match.captured(group);
+            value.replace(QLatin1Char('&'), QLatin1String("&amp;"));
+            value.replace(QLatin1Char('<'), QLatin1String("&lt;"));
+            value.replace(QLatin1Char('\''), QLatin1String("&apos;"));
+            text.replace(match.capturedStart(group), match.capturedLength(group), value);
+        }
+    }
+    return QLatin1String("<?xml ") + text + QLatin1String("?>\n");
 }
 
 DocumentText::DocumentText(const QDomDocument &document)
@@ -273,7 +304,7 @@ void DocumentText::writeLeaf(const QDomNode &node)
         return;
     }
 
-    QString text = toolkitText(node);
+    QString text = isDeclaration(node) ? declarationText(node.nodeValue()) : toolkitText(node);
     const bool isLineEnd = text.endsWith(lineEnd);
     if (isLineEnd)
         text.chop(1);
