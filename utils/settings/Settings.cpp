@@ -90,18 +90,16 @@ Settings &Settings::removeKey(const Data::String &key) { return setValue(key, Da
 
 QStringList Settings::keys(const Data::String &group) const
 {
-    m_settings->beginGroup(group);
+    const GroupScope scope(*m_settings, group);
     QStringList names = m_settings->childKeys();
-    m_settings->endGroup();
     names.sort(Qt::CaseSensitive); // not every store does
     return names;
 }
 
 QStringList Settings::groups(const Data::String &group) const
 {
-    m_settings->beginGroup(group);
+    const GroupScope scope(*m_settings, group);
     QStringList names = m_settings->childGroups();
-    m_settings->endGroup();
     names.sort(Qt::CaseSensitive);
     return names;
 }

@@ -78,10 +78,12 @@ SettingsFile *SettingsFile::of(const QSettings &settings)
 
 SettingsFile &SettingsFile::at(const QString &path)
 {
-    SettingsFile *&file = files()[path];
-    if (!file)
-        file = new SettingsFile(path);
-    return *file;
+    const auto known = files().constFind(path);
+    if (known != files().constEnd())
+        return **known;
+    std::unique_ptr<SettingsFile> file(new SettingsFile(path));
+    files().insert(path, file.get()); // which holds no file yet where the memory ends
+    return *file.release();
 }
 
 QSettings::Format SettingsFile::format(const char *extension)

@@ -50,4 +50,21 @@ private:
     bool m_isChanged = false; ///< by this object
 };
 
+/// While it lives, a store is in a group. It leaves that when an exception passes, too.
+class GroupScope
+{
+public:
+    GroupScope(SettingsStore &store, const QString &group) : m_store(store)
+    {
+        m_store.beginGroup(group);
+    }
+    ~GroupScope() { m_store.endGroup(); }
+
+    GroupScope(const GroupScope &) = delete;
+    GroupScope &operator=(const GroupScope &) = delete;
+
+private:
+    SettingsStore &m_store;
+};
+
 } // namespace Utils

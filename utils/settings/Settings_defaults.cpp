@@ -26,9 +26,8 @@ void Settings::setFlags(const Data::String &group, bool canExport, bool canReset
 {
     const QLatin1String exportWord(canExport ? "export" : "noexport");
     const QLatin1String resetWord(canReset ? "reset" : "noreset");
-    m_settings->beginGroup(group);
+    const GroupScope scope(*m_settings, group);
     m_settings->setValue(flagsKey, QString(exportWord + QLatin1Char(' ') + resetWord));
-    m_settings->endGroup();
 }
 
 bool Settings::canExport(const Data::String &group) const
@@ -43,9 +42,8 @@ bool Settings::canReset(const Data::String &group) const
 
 bool Settings::hasFlag(const Data::String &group, QLatin1String word) const
 {
-    m_settings->beginGroup(group);
+    const GroupScope scope(*m_settings, group);
     const QString flags = m_settings->value(flagsKey, QString()).toString();
-    m_settings->endGroup();
     return flags.contains(word);
 }
 

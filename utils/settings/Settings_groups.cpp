@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 namespace Utils {
 
@@ -30,9 +31,8 @@ static bool isBelow(const QString &key, const QString &group)
 /// \p from. A copy that has followed these once would follow them for ever.
 static int depthLimit(SettingsStore &settings, const QString &from, const QString &to)
 {
-    settings.beginGroup(from);
+    const GroupScope scope(settings, from);
     const QStringList keys = settings.allKeys();
-    settings.endGroup();
     int deepest = 0;
     for (const QString &key : keys)
         deepest = std::max(deepest, namesIn(key).size() - 1);
@@ -67,17 +67,21 @@ void Settings::copyLevel(SettingsStore &settings, const QString &from, const QSt
     const Data::String target = fullKey(settings, to);
 
     // The groups before anything is written: a copy into itself would find those that it makes.
-    settings.beginGroup(from);
-    const QStringList keys = settings.childKeys();
-    const QStringList groups = recursive ? settings.childGroups() : QStringList();
-    settings.endGroup();
+    QStringList keys;
+    QStringList groups;
+    {
+        const GroupScope scope(settings, from);
+        keys = settings.childKeys();
+        if (recursive)
+            groups = settings.childGroups();
+    }
 
     // A name that is empty comes from a file that somebody edited. It names the group itself.
-    for (const QString &key : keys) {
+    for (const QString &key : qAsConst(keys)) {
         if (!key.isEmpty())
             settings.setValue(to + separator + key, settings.value(from + separator + key));
     }
-    for (const QString &group : groups) {
+    for (const QString &group : qAsConst(groups)) {
         if (group.isEmpty())
             continue;
         const QString inner = from + separator + group;
@@ -104,8 +108,16 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
         settings.remove(from);
     notify(fullFrom, Data::Variant());
 
-    if (target != to)
+    if (target == to)
+        return;
+    try {
         renameGroup(settings, target, to, recursive);
+    } catch (const std::bad_alloc &) {
+        // Nobody looks for it where it is.
+        copyGroup(settings, target, from, recursive);
+        settings.remove(target);
+        throw;
+    }
 }
 
 } // namespace Utils

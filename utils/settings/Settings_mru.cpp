@@ -55,12 +55,12 @@ Settings &Settings::addMRU(const Data::String &list, const Data::String &path)
     entries.prepend(entry);
 
     const int count = qMin(entries.size(), maxEntries);
-    m_settings->beginGroup(mruGroup);
-    m_settings->beginGroup(list);
-    for (int i = 0; i < count; ++i)
-        m_settings->setValue(entryName(i), entries[i]);
-    m_settings->endGroup();
-    m_settings->endGroup();
+    {
+        const GroupScope lists(*m_settings, mruGroup);
+        const GroupScope scope(*m_settings, list);
+        for (int i = 0; i < count; ++i)
+            m_settings->setValue(entryName(i), entries[i]);
+    }
 
     notify(mruGroup + QLatin1Char('/') + list, path);
     return *this;
@@ -69,10 +69,10 @@ Settings &Settings::addMRU(const Data::String &list, const Data::String &path)
 QStringList Settings::getMRU(const Data::String &list, bool checkExists, int count,
                              const Data::String &suffixes) const
 {
-    m_settings->beginGroup(mruGroup);
+    const GroupScope lists(*m_settings, mruGroup);
     const int limit = count == 0 ? m_settings->value(QStringLiteral("Count"), 20).toInt() : count;
 
-    m_settings->beginGroup(list);
+    const GroupScope scope(*m_settings, list);
     QStringList names = m_settings->childKeys();
     names.sort(Qt::CaseSensitive); // newest first
     QStringList paths;
@@ -84,8 +84,6 @@ QStringList Settings::getMRU(const Data::String &list, bool checkExists, int cou
         if (limit > 0 && paths.size() >= limit)
             break;
     }
-    m_settings->endGroup();
-    m_settings->endGroup();
     return paths;
 }
 
@@ -95,8 +93,8 @@ Settings &Settings::removeMRU(const Data::String &list, const Data::String &path
         return *this;
 
     const QString entry = withSlashes(path);
-    m_settings->beginGroup(mruGroup);
-    m_settings->beginGroup(list);
+    const GroupScope lists(*m_settings, mruGroup);
+    const GroupScope scope(*m_settings, list);
     const QStringList names = m_settings->childKeys();
     for (const QString &name : names) {
         if (m_settings->value(name).toString() == entry) {
@@ -104,8 +102,6 @@ Settings &Settings::removeMRU(const Data::String &list, const Data::String &path
             break;
         }
     }
-    m_settings->endGroup();
-    m_settings->endGroup();
     return *this;
 }
 
