@@ -10,6 +10,8 @@
 #include <QPointer>
 #include <QProcess>
 
+#include <new>
+
 namespace Utils {
 
 static const QLatin1Char blank(' ');
@@ -34,7 +36,14 @@ public:
 
     void run(const QString &program, const QStringList &arguments)
     {
-        Platform::startChild([&] { start(program, arguments, ReadWrite); });
+        try {
+            Platform::startChild([&] { start(program, arguments, ReadWrite); });
+        } catch (const std::bad_alloc &) {
+            // Qt takes it for one that is about to start, and would wait 30 seconds for that.
+            if (processId() == 0)
+                setProcessState(NotRunning);
+            throw;
+        }
         if (state() != NotRunning || program.isEmpty())
             return;
         // Qt prints a warning before it asks why a pipe could not be made, which then is lost.
