@@ -30,8 +30,10 @@ public:
     {
         // The end of a child that is started so is looked at as soon as it comes. Its number may be
         // that of another one by now, which the base would kill.
-        if (state() != NotRunning && !Platform::isChild(processId()))
-            waitForFinished();
+        if (state() == NotRunning || Platform::isChild(processId()))
+            return;
+        waitForFinished(1000); // in vain where the memory ended as Qt looked at it
+        setProcessState(NotRunning);
     }
 
     void run(const QString &program, const QStringList &arguments)
