@@ -115,8 +115,8 @@ bool isChild(std::int64_t id);
 /// may be among them and goes last.
 ///
 /// Where the memory does not suffice to find all, those that were found are killed, or nothing
-/// happens. Where /proc can no longer be read, which is tried three times, those are killed of which
-/// there is a handle, and the others go on: nobody stays stopped.
+/// happens. Where /proc can no longer be read, which is tried three times, those are killed of
+/// which there is a handle, and the others go on: nobody stays stopped.
 ///
 /// A process whose parent had ended before is below nobody any more, and stays.
 bool killProcessTree(std::int64_t id);
