@@ -573,9 +573,13 @@ static void waitForEnd(const std::vector<TreeProcess> &processes, Clock::time_po
 {
     for (const TreeProcess &process : processes) {
         if (process.handle.isOpen()) {
-            const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
             pollfd handle = {process.handle.number(), POLLIN, 0};
-            poll(&handle, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
+            int result = 0;
+            do { // the end of another child interrupts it
+                const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+                const auto limit = std::max<std::int64_t>(left.count(), 0);
+                result = poll(&handle, 1, static_cast<int>(limit));
+            } while (result < 0 && errno == EINTR);
             continue;
         }
         try {
