@@ -62,17 +62,17 @@ static double versionNumber(const QString &text)
     return stream.fail() ? 0.0 : version;
 }
 
-// QXmlInputSource is said to be on its way out, while it is what QDomDocument reads every device
-// by. Only here can be seen what the parser sees, in whatever encoding the file is.
-QT_WARNING_PUSH
-QT_WARNING_DISABLE_DEPRECATED
-
 static ParseLimits bearableLimits()
 {
     ParseLimits limits;
     limits.depth = bearableDepth();
     return limits;
 }
+
+// QXmlInputSource is said to be on its way out, while it is what QDomDocument reads every device
+// by. Only here can be seen what the parser sees, in whatever encoding the file is.
+QT_WARNING_PUSH
+QT_WARNING_DISABLE_DEPRECATED
 
 /// Hands a file to the toolkit's parser, up to where it goes beyond what that bears.
 class GuardedSource : public QXmlInputSource
