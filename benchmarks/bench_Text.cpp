@@ -3,7 +3,7 @@
 // and counters make pairs and targets.
 
 #include "benchmarks/Pairs.h"
-#include "utils/text/NumberText_p.h"
+#include "utils/base/NumberText_p.h"
 #include "utils/text/StringUtil.h"
 
 #include <QLocale>

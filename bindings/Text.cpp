@@ -1,6 +1,6 @@
 #include "bindings/Text_p.h"
 
-#include "bindings/Reference_p.h"
+#include "utils/script/PythonReference_p.h"
 
 #include <QVarLengthArray>
 

@@ -1,7 +1,7 @@
 #include "bindings/Value_p.h"
 
-#include "bindings/Reference_p.h"
 #include "bindings/Text_p.h"
+#include "utils/script/PythonReference_p.h"
 
 #include <limits>
 

@@ -1,7 +1,7 @@
 #include "utils/csv/CSVArrayData_p.h"
 
+#include "utils/base/NumberParse_p.h"
 #include "utils/feedback/Progress.h"
-#include "utils/text/NumberParse_p.h"
 
 namespace Utils {
 

@@ -1,6 +1,6 @@
 #include "utils/csv/CSVData_p.h"
 
-#include "utils/text/NumberParse_p.h"
+#include "utils/base/NumberParse_p.h"
 
 namespace Utils {
 

@@ -1,11 +1,11 @@
 #include "utils/csv/CSVReader.h"
 
-#include "utils/csv/ByteScan_p.h"
-#include "utils/csv/Checksum_p.h"
+#include "utils/base/ByteScan_p.h"
+#include "utils/base/Checksum_p.h"
+#include "utils/base/NumberParse_p.h"
 #include "utils/csv/LineSource_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
-#include "utils/text/NumberParse_p.h"
 
 #include <algorithm>
 #include <array>

@@ -1,12 +1,12 @@
 #include "utils/csv/CSVTable.h"
 
+#include "utils/base/Checksum_p.h"
+#include "utils/base/FileName_p.h"
+#include "utils/base/ReplaceAll_p.h"
 #include "utils/csv/CSVArrayData_p.h"
 #include "utils/csv/CSVFileData_p.h"
 #include "utils/csv/CSVTable_p.h"
-#include "utils/csv/Checksum_p.h"
 #include "utils/feedback/Progress.h"
-#include "utils/files/FileName_p.h"
-#include "utils/text/ReplaceAll_p.h"
 
 #include <QFile>
 

@@ -1,6 +1,6 @@
 #include "utils/csv/CSVText_p.h"
 
-#include "utils/files/Utf8_p.h"
+#include "utils/base/Utf8_p.h"
 
 #include <QTextStream>
 

@@ -1,6 +1,6 @@
 #include "utils/csv/LineSource_p.h"
 
-#include "utils/csv/ByteScan_p.h"
+#include "utils/base/ByteScan_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "utils/csv/ByteScan_p.h"
+#include "utils/base/ByteScan_p.h"
 
 namespace Utils {
 

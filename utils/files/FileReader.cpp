@@ -1,6 +1,6 @@
 #include "utils/files/FileReader.h"
 
-#include "utils/files/FileName_p.h"
+#include "utils/base/FileName_p.h"
 
 #include <QFile>
 #include <QTextStream>

@@ -1,7 +1,7 @@
+#include "utils/base/FileName_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File.h"
-#include "utils/files/FileName_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/text/FileStatus_p.h"
 

@@ -1,7 +1,7 @@
 #include "utils/files/LogFile.h"
 
+#include "utils/base/FileName_p.h"
 #include "utils/files/File.h"
-#include "utils/files/FileName_p.h"
 #include "utils/text/DateTime.h"
 
 #include <QCoreApplication>

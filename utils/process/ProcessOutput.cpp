@@ -1,6 +1,6 @@
 #include "utils/process/ProcessOutput_p.h"
 
-#include "utils/files/Utf8_p.h"
+#include "utils/base/Utf8_p.h"
 
 #include <QTextCodec>
 

@@ -1,7 +1,7 @@
 #include "utils/script/PythonDepth_p.h"
 
-#include "bindings/Reference_p.h"
 #include "utils/platform/Platform.h"
+#include "utils/script/PythonReference_p.h"
 
 #include <Python.h>
 

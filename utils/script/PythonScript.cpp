@@ -1,19 +1,19 @@
 #include "utils/script/PythonScript_p.h"
 
 #include "bindings/Modules.h"
-#include "bindings/Reference_p.h"
 #include "utils/Application_p.h"
+#include "utils/base/Placeholders_p.h"
 #include "utils/files/File.h"
 #include "utils/platform/Platform.h"
 #include "utils/process/Process.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/script/PythonDepth_p.h"
+#include "utils/script/PythonReference_p.h"
 #include "utils/script/PythonStart_p.h"
 #include "utils/script/PythonThreads_p.h"
 #include "utils/script/PythonValues_p.h"
 #include "utils/script/ScriptTexts_p.h"
 #include "utils/settings/Settings.h"
-#include "utils/strings/Placeholders_p.h"
 
 #include <QDir>
 #include <QFile>

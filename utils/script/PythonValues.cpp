@@ -1,6 +1,6 @@
 #include "utils/script/PythonValues_p.h"
 
-#include "bindings/Reference_p.h"
+#include "utils/script/PythonReference_p.h"
 
 #include <QList>
 #include <QMetaType>

@@ -1,6 +1,6 @@
 #include "utils/script/ScriptTexts_p.h"
 
-#include "utils/strings/Placeholders_p.h"
+#include "utils/base/Placeholders_p.h"
 #include "utils/strings/StringTable.h"
 
 namespace Utils {

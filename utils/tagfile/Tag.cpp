@@ -1,7 +1,7 @@
 #include "data/Truth_p.h"
+#include "utils/base/NumberText_p.h"
 #include "utils/tagfile/TagFile.h"
 #include "utils/tagfile/TagText_p.h"
-#include "utils/text/NumberText_p.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,6 +1,6 @@
 #include "utils/tagfile/TagFile.h"
 
-#include "utils/strings/Placeholders_p.h"
+#include "utils/base/Placeholders_p.h"
 #include "utils/strings/StringTable.h"
 #include "utils/tagfile/TagFile_p.h"
 #include "utils/tagfile/TagText_p.h"

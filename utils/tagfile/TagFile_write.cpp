@@ -1,6 +1,6 @@
 #include "utils/tagfile/TagFile.h"
 
-#include "utils/files/FileName_p.h"
+#include "utils/base/FileName_p.h"
 #include "utils/tagfile/TagFile_p.h"
 #include "utils/tagfile/TagText_p.h"
 

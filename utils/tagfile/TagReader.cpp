@@ -1,6 +1,6 @@
 #include "utils/tagfile/TagReader_p.h"
 
-#include "utils/text/ReplaceAll_p.h"
+#include "utils/base/ReplaceAll_p.h"
 
 #include <QIODevice>
 #include <QTextCodec>

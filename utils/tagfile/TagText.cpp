@@ -1,7 +1,7 @@
 #include "utils/tagfile/TagText_p.h"
 
+#include "utils/base/ReplaceAll_p.h"
 #include "utils/tagfile/TagFile.h"
-#include "utils/text/ReplaceAll_p.h"
 
 namespace Utils {
 

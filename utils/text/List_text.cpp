@@ -1,6 +1,6 @@
 #include "utils/text/List.h"
 
-#include "utils/text/NumberText_p.h"
+#include "utils/base/NumberText_p.h"
 
 #include <QStringRef>
 

@@ -1,6 +1,6 @@
 #include "utils/text/StringUtil.h"
 
-#include "utils/text/ReplaceAll_p.h"
+#include "utils/base/ReplaceAll_p.h"
 
 #include <QHash>
 

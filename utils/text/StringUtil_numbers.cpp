@@ -2,7 +2,7 @@
 
 #include "data/Array.h"
 #include "data/Truth_p.h"
-#include "utils/text/NumberText_p.h"
+#include "utils/base/NumberText_p.h"
 
 #include <QLocale>
 

@@ -1,8 +1,8 @@
 #include "utils/text/StringUtil.h"
 
-#include "utils/strings/Placeholders_p.h"
+#include "utils/base/Placeholders_p.h"
+#include "utils/base/ReplaceAll_p.h"
 #include "utils/strings/StringTable.h"
-#include "utils/text/ReplaceAll_p.h"
 
 #include <algorithm>
 

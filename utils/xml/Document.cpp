@@ -1,7 +1,7 @@
 #include "utils/xml/Document.h"
 
-#include "utils/files/FileName_p.h"
-#include "utils/strings/Placeholders_p.h"
+#include "utils/base/FileName_p.h"
+#include "utils/base/Placeholders_p.h"
 #include "utils/strings/StringTable.h"
 #include "utils/xml/DocumentText_p.h"
 #include "utils/xml/Element.h"

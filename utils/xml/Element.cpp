@@ -1,7 +1,7 @@
 #include "utils/xml/Element.h"
 
 #include "data/Truth_p.h"
-#include "utils/text/ReplaceAll_p.h"
+#include "utils/base/ReplaceAll_p.h"
 #include "utils/xml/Attributes_p.h"
 #include "utils/xml/Document.h"
 

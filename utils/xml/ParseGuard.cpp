@@ -1,6 +1,6 @@
 #include "utils/xml/ParseGuard_p.h"
 
-#include "utils/text/ReplaceAll_p.h"
+#include "utils/base/ReplaceAll_p.h"
 
 #include <QStringList>
 

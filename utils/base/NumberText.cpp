@@ -1,4 +1,4 @@
-#include "utils/text/NumberText_p.h"
+#include "utils/base/NumberText_p.h"
 
 #include <algorithm>
 #include <cfloat>

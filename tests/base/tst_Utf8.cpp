@@ -1,4 +1,4 @@
-#include "utils/files/Utf8_p.h"
+#include "utils/base/Utf8_p.h"
 
 #include <QTextCodec>
 #include <QtTest>

@@ -1,4 +1,4 @@
-#include "utils/text/DecimalParse_p.h"
+#include "utils/base/DecimalParse_p.h"
 
 #include <QtTest>
 

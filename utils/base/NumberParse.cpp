@@ -1,6 +1,6 @@
-#include "utils/text/NumberParse_p.h"
+#include "utils/base/NumberParse_p.h"
 
-#include "utils/text/DecimalParse_p.h"
+#include "utils/base/DecimalParse_p.h"
 
 #include <charconv>
 #include <system_error>

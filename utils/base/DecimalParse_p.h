@@ -1,6 +1,6 @@
 #pragma once
 
-#include "utils/text/NumberParse_p.h"
+#include "utils/base/NumberParse_p.h"
 
 #ifdef __SSE2__
 #include <emmintrin.h>

@@ -1,4 +1,4 @@
-#include "utils/text/ReplaceAll_p.h"
+#include "utils/base/ReplaceAll_p.h"
 
 #include <QtTest>
 

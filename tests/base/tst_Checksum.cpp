@@ -1,4 +1,4 @@
-#include "utils/csv/Checksum_p.h"
+#include "utils/base/Checksum_p.h"
 
 #include <QtTest>
 

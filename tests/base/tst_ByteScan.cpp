@@ -1,4 +1,4 @@
-#include "utils/csv/ByteScan_p.h"
+#include "utils/base/ByteScan_p.h"
 
 #include <QtTest>
 

@@ -1,4 +1,4 @@
-#include "utils/strings/Placeholders_p.h"
+#include "utils/base/Placeholders_p.h"
 
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 
