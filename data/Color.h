@@ -14,8 +14,8 @@ public:
     Color() = default; ///< the invalid colour
     Color(const QColor &other) : QColor(other) {}
 
-    /// The colour in \p variant, or what the variant converts to. The invalid colour when it does
-    /// not convert, or when it holds an invalid one.
+    /// The colour that \p variant holds or converts to. Invalid when it does not convert, or holds
+    /// an invalid colour.
     static Color fromVariant(const QVariant &variant) { return variant.value<QColor>(); }
 };
 

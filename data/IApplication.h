@@ -5,7 +5,7 @@
 
 namespace Data {
 
-/// What the library asks of the application that hosts it. See Utils::setApplication().
+/// The interface through which the library calls its host application. See Utils::setApplication().
 class KELMUTILS_EXPORT IApplication
 {
 public:
@@ -24,8 +24,8 @@ public:
     /// Writes a diagnostic line. The library always passes the level 3.
     virtual void logMessage(const String &text, int level) = 0;
 
-    /// Tells how far a task has come: \p count of \p maxSteps. \p popup chooses the popup progress
-    /// display rather than the ordinary one, here and below.
+    /// Reports progress: \p count of \p maxSteps steps are done. Here and below, \p popup selects
+    /// the popup display instead of the ordinary one.
     virtual void setProgress(int count, int maxSteps, bool popup) = 0;
 
     /// Sets the text of the progress display.

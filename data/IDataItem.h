@@ -8,25 +8,25 @@
 
 namespace Data {
 
-/// Something of the host's that travels through a variant as a pointer, by custom under the
-/// payload key "item". The library never owns one.
+/// An object of the host that a variant carries as a pointer, by convention under the payload key
+/// "item". The library never owns one.
 class KELMUTILS_EXPORT IDataItem
 {
 public:
     virtual ~IDataItem();
 
-    /// The item's text, as it is written into documents.
+    /// The text of the item, as written to documents.
     virtual String toString() const = 0;
 };
 
-/// The variant that carries \p item, which must be alive for as long as someone may read it.
+/// A variant that carries \p item, which must outlive all readers of the variant.
 KELMUTILS_EXPORT Variant itemVariant(IDataItem *item);
 
-/// The item that \p variant carries, or null when it carries none. A pointer to a class derived
-/// from IDataItem is none: only what itemVariant() made is recognised.
+/// The item that \p variant carries, or null when it carries none. Only variants made by
+/// itemVariant() are recognised: a pointer to a derived class, stored directly, is not.
 KELMUTILS_EXPORT IDataItem *itemOf(const QVariant &variant);
 
-/// The meta-type id of "Data::IDataItem*", registered at the first call.
+/// The meta-type id of "Data::IDataItem*", registered by the first call.
 KELMUTILS_EXPORT int itemTypeId();
 
 } // namespace Data

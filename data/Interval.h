@@ -15,7 +15,7 @@ struct Interval
 
     double min = 0.0; ///< lower end, 0.0 while not set
     double max = 0.0; ///< upper end, 0.0 while not set
-    qint32 flags = 0; ///< the ends that are set, a sum of Flag; 0 is the empty interval
+    qint32 flags = 0; ///< the ends that are set, Flag values combined by |; 0 is the empty interval
 };
 
 } // namespace Data

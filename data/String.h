@@ -20,17 +20,17 @@ class String : public QString
 public:
     String() = default;
 
-    /// Reads UTF-8 up to the terminating zero. Null gives the empty string.
+    /// Reads UTF-8 up to the terminating zero. Null yields the empty string.
     String(const char *utf8) : QString(QString::fromUtf8(utf8)) {}
 
     String(const QString &other) : QString(other) {}
     String(QString &&other) noexcept : QString(std::move(other)) {}
 
-    /// The text as UTF-8 in the one buffer of the whole library.
+    /// The text as UTF-8, in a buffer that all strings share.
     ///
-    /// The pointer is never null and holds only until the next c_str() on any string: hand it on
-    /// at once, and not to something that calls c_str() itself before it has copied the text. At
-    /// the end of the process, once the buffer is released, it points to an empty text.
+    /// The pointer is never null and stays valid only until the next c_str() of any string: pass it
+    /// on at once, and only to code that copies the text before it calls c_str() itself. At the end
+    /// of the process, after the buffer has been released, it points to an empty text.
     KELMUTILS_EXPORT const char *c_str() const;
 };
 
@@ -45,11 +45,11 @@ inline String toText(char character) { return QString(QLatin1Char(character)); }
 
 } // namespace Detail
 
-/// Both texts in one. One side is a String, the other a String, a C string, or anything else that
-/// QString knows as text; C strings and bytes are UTF-8 up to their first zero.
+/// Concatenates two texts. One side is a String, the other a String, a C string, or any other type
+/// that QString converts from; C strings and bytes are UTF-8 up to their first zero.
 ///
-/// It is a template, so that it fits better than QString's own operators, which would otherwise be
-/// just as good for a mixed sum.
+/// It is a template so that overload resolution prefers it to QString's own operators; otherwise a
+/// mixed sum would be ambiguous.
 template <
     typename Left, typename Right,
     typename = std::enable_if_t<std::is_same_v<Left, String> || std::is_same_v<Right, String>>>

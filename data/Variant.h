@@ -13,8 +13,8 @@ namespace Data {
 
 /// The value type of payloads and settings: a QVariant with no added field.
 ///
-/// Text is always held as a plain QString, so that it compares and converts like one. Conversions
-/// that cannot be made give the empty value of the wanted type.
+/// Text is always held as a plain QString, so that it compares and converts like one. A conversion
+/// that is not possible yields the empty value of the target type.
 class Variant : public QVariant
 {
 public:
@@ -26,8 +26,8 @@ public:
     Variant(const QStringList &list) : QVariant(list) {}
     Variant(const QColor &color) : QVariant(color) {}
 
-    /// Takes a bool or a QVariant, and nothing that converts to one: pointers, functions and
-    /// lambdas would turn into true. A Data::IDataItem travels by itemVariant().
+    /// Accepts a bool or a QVariant, but nothing that merely converts to one: pointers, functions
+    /// and lambdas would become true. Use itemVariant() for a Data::IDataItem.
     template <typename T,
               std::enable_if_t<std::is_same_v<T, bool> || std::is_same_v<T, QVariant>, bool> = true>
     Variant(T value) : QVariant(std::move(value))

@@ -5,10 +5,10 @@
 
 namespace Utils {
 
-/// Tells the library its host, in place of any earlier one: the first call a host makes.
+/// Sets the host application, replacing an earlier one. A host calls this first.
 ///
-/// The host stays the caller's and must be alive until it is replaced. Null turns every call to a
-/// host off.
+/// The caller keeps the ownership, and the host must stay alive until it is replaced. With null the
+/// library makes no calls to a host.
 KELMUTILS_EXPORT void setApplication(Data::IApplication *app);
 
 } // namespace Utils

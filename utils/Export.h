@@ -2,7 +2,7 @@
 
 #include <QtGlobal>
 
-/// Marks what a host may call. Everything else stays inside the library.
+/// Marks what a host may call. All other symbols are hidden.
 #ifdef KELMUTILS_LIBRARY
 #define KELMUTILS_EXPORT Q_DECL_EXPORT
 #else

@@ -9,20 +9,20 @@ namespace Utils {
 
 class Signal;
 
-/// A slot that passes a payload on only if one of its keys has a wanted value.
+/// A slot that delivers a payload only if one of its keys has a wanted value.
 ///
-/// It is enough that one key has one of the values wanted for it; a key that the payload lacks is
-/// passed over. A wanted text that holds a "*" is a wildcard pattern for the whole text, in which
-/// "?" and "[...]" work too; without a "*" they are plain characters. Case counts.
+/// One key with one of its wanted values is enough; keys that the payload does not have are
+/// ignored. A wanted text that contains "*" is a wildcard pattern for the whole text, in which "?"
+/// and "[...]" work too; without a "*" they are plain characters. Comparison is case-sensitive.
 ///
-///     wanted         passes                does not pass
+///     wanted         delivered             not delivered
 ///     mode: "a*"     mode: "abc"           mode: "Abc", mode: 5, other: 1
 ///     mode: 1, 2     mode: 1, mode: 2      mode: 3
 ///     mode: invalid  any payload that has a mode
 ///
-/// Values are compared by QVariant's ==, with the wanted value on the left. With conditions, bare
-/// deliveries and those of single values do not pass, as nothing can satisfy them; without any,
-/// everything passes.
+/// Values are compared by QVariant's ==, with the wanted value on the left. A slot with conditions
+/// delivers nothing that has no payload, and no single values; a slot without conditions delivers
+/// everything.
 class KELMUTILS_EXPORT ConditionalSlot : public Slot
 {
     Q_OBJECT
@@ -33,8 +33,8 @@ public:
                     QObject *parent);
     ~ConditionalSlot() override;
 
-    /// Adds \p value to those wanted for \p key. An invalid value means any: it replaces the values
-    /// before it, and later ones are ignored. An empty key is ignored.
+    /// Adds \p value to the wanted values of \p key. An invalid value stands for any value: it
+    /// replaces the values added so far, and later ones are ignored. An empty key is ignored.
     void addData(const Data::String &key, const Data::Variant &value);
 
     /// Connects the payload shape of \p signal to this slot. False for null.

@@ -4,17 +4,16 @@
 
 namespace Utils {
 
-/// A slot that turns any number of posts into one call of its callback, on the next pass of the
-/// event loop. Every delivery is a post.
+/// A slot that merges any number of posts into one call of its callback, on the next pass of the
+/// event loop. Each delivery is a post.
 ///
-///     postPending("a", 1), postPending("b", 2)  one call, which sees both
-///     two payload deliveries                    one call, which sees the second
-///     a delivery of a key and a value, or
-///     of a value                                one call, which sees nothing, also of what
-///                                               waited before
+///     postPending("a", 1), postPending("b", 2)  => one call with both
+///     two payload deliveries                    => one call with the second payload
+///     a delivery of a key and a value, or of    => one call with an empty payload; what was
+///     a value                                      pending before is lost, too
 ///
-/// There is one timer for a burst. Whether the slot is enabled is asked when the call is made, not
-/// when it is posted.
+/// One timer serves a burst of posts. Whether the slot is enabled is checked when the call is made,
+/// not when it is posted.
 class KELMUTILS_EXPORT DelayedSlot : public Slot
 {
     Q_OBJECT
@@ -22,27 +21,27 @@ class KELMUTILS_EXPORT DelayedSlot : public Slot
 public:
     DelayedSlot(const char *name, QObject *parent);
 
-    /// A copy, or what is moved to, is a slot of its own with no name, parent, callback or payload.
-    /// It takes over that a call waits and whether it is postponed, but no timer, so the call never
-    /// comes by itself: this is meant. Assignment copies the same two and nothing else.
+    /// A copy is an independent slot without name, parent, callback and payload. Moving copies.
+    ///
+    /// \compat It copies the flags "pending" and "postponed", but no timer, so a pending call is
+    /// made only by flushPending(). Assignment copies these two flags and nothing else.
     DelayedSlot(const DelayedSlot &other);
     DelayedSlot &operator=(const DelayedSlot &other);
     ~DelayedSlot() override;
 
-    /// Posts a call, after setting the value of \p key in its payload in the second form.
+    /// Posts a call. The second form first sets the value of \p key in its payload.
     void postPending();
     void postPending(const Data::String &key, const Data::Variant &value);
 
-    /// Makes a waiting call now, postponed or not. False when none waits.
+    /// Makes the pending call now, even when it is postponed. False when none is pending.
     ///
-    /// The callback finds an empty payload: a flush delivers the event without its data, which is
-    /// meant.
+    /// \compat The callback gets an empty payload.
     bool flushPending();
 
-    /// Withdraws a waiting call with its payload.
+    /// Cancels the pending call and clears its payload.
     void ignorePending();
 
-    /// While true, a waiting call is put back at every pass of the event loop.
+    /// While true, each pass of the event loop delays a pending call to the next pass.
     void postponePending(bool postpone);
 
     using Slot::onSig;
@@ -50,13 +49,14 @@ public:
     /// Posts a call.
     void onSig() override;
 
-    /// Makes \p payload the payload of the waiting call and posts it.
+    /// Posts a call with \p payload, replacing the payload of a pending call.
     void onSig(const Data::VariantCollection &payload) override;
 
 private Q_SLOTS:
-    /// Makes the waiting call. The payload is emptied behind it, also when the callback has posted
-    /// again: posts from within a callback are bare notifications, which is meant. An override of
-    /// onSig() in a derived class is called once behind the callback.
+    /// Makes the pending call, then clears the payload. An override of onSig() in a derived class
+    /// is called once after the callback.
+    ///
+    /// \compat The payload of posts that the callback itself makes is cleared, too.
     void callDelegate();
 
 private:

@@ -4,7 +4,7 @@
 
 namespace Utils {
 
-/// A Signal that anyone may build and send.
+/// A Signal that any code may construct and send.
 ///
 ///     Utils::PublicSignal opened("DocumentOpened", nullptr);
 ///     opened.connect(&slot);

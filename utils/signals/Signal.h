@@ -11,11 +11,10 @@ namespace Utils {
 
 class Slot;
 
-/// The sending half of the bus: a named QObject with a payload and four Qt signals, through which
-/// one send reaches receivers of every shape. A receiver says what it wants by the signature of
-/// the method that it connects.
+/// The sender of the bus: a named QObject with a payload and four Qt signals, one for each payload
+/// shape. A receiver chooses the shape by the signature of the method that it connects.
 ///
-/// One send emits, in this order, and then empties the payload:
+/// A send emits these signals, in this order, and then clears the payload:
 ///
 ///     payload                  emissions
 ///     empty                    sig()
@@ -23,59 +22,60 @@ class Slot;
 ///     more, "item" among them  sig(), sig("item", item), sig(payload)
 ///     more, without "item"     sig(), sig(payload)
 ///
-/// A name is taken by the first signal that has it. A name that is taken twice, or was looked up
-/// before any signal had it, belongs to nobody: find() gives null for it from then on. The signals
-/// themselves go on working. The death of a signal frees the name that it has at that moment, also
-/// when another signal holds it. So a signal that may be looked for must keep its name: the old
-/// name of a renamed one points to it even when it is dead.
+/// The first signal constructed with a name registers it. A name that a second signal uses, or that
+/// was looked up before any signal had it, becomes ambiguous: find() returns null for it from then
+/// on. The signals themselves keep working. The destructor frees the current name of the signal,
+/// even when another signal registered it. A signal that others look up must therefore keep its
+/// name: after a rename the old name still refers to it, even after its destruction.
 ///
-/// Receivers may do anything during a delivery, down to deleting the signal: the send then ends
-/// with false, and nothing more is emitted. A signal lives on the host's main thread.
+/// Receivers may do anything during a delivery, even delete the signal: the send then stops and
+/// returns false. A signal belongs to the host's main thread.
 class KELMUTILS_EXPORT Signal : public QObject
 {
     Q_OBJECT
 
 public:
-    /// The signal registered as \p name, or null when there is none, or more than one.
+    /// The signal registered as \p name, or null when there is none or the name is ambiguous.
     ///
-    /// Asking for an unknown name takes it, which is meant: a signal that is to be found must exist
-    /// before the first find() of its name.
+    /// \compat The lookup of an unknown name makes it ambiguous: a signal must exist before the
+    /// first find() of its name.
     static Signal *find(const Data::String &name);
 
-    /// Sets the value of \p key in the payload of the next send, replacing an earlier one.
+    /// Sets the value of \p key in the payload of the next send, replacing an earlier value.
     Signal &addData(const Data::String &key, const Data::Variant &value);
     Data::VariantCollection data() const;
 
-    /// A free number for the owner, 0 at first. The library gives it no meaning.
+    /// A number for the owner's use, 0 at first. The library does not interpret it.
     int flag() const;
     void setFlag(int flag);
 
     /// Connects the payload shape of \p slot. False when it is null.
     bool connect(const Slot *slot);
 
-    /// Disconnects everything between this signal and \p receiver, then connects \p method as
-    /// connect() does and gives its result. A method that cannot be connected leaves the receiver
-    /// with no connection. Null disconnects nothing and gives false.
+    /// Disconnects \p receiver from this signal, then connects \p method and returns the result of
+    /// connect(). When the method cannot be connected, the receiver stays disconnected. Null
+    /// disconnects nothing and returns false.
     bool reconnect(const QObject *receiver, const char *method);
 
-    /// Calls \p slot once, in \p msec milliseconds, with \p data as the payload that Slot::data()
-    /// answers. See the form with a receiver and a method.
+    /// Calls \p slot once, after \p msec milliseconds, with \p data as the payload that
+    /// Slot::data() returns. See the overload with a receiver and a method.
     static void singleShot(Slot *slot, const Data::VariantCollection &data, int msec,
                            const Data::String &id = Data::String());
     static void singleShot(Slot *slot, int msec, const Data::String &id = Data::String());
 
-    /// Sends \p data to \p method of \p receiver once, in \p msec milliseconds; 0 is the next pass
-    /// of the event loop. The method is written and chosen as in connect(). Nobody is told when the
-    /// receiver dies before its time or the method cannot be connected. With a negative delay the
-    /// call never comes, and its id stays taken.
+    /// Sends \p data to \p method of \p receiver once, after \p msec milliseconds; 0 is the next
+    /// pass of the event loop. The method text is that of connect(). Nothing is reported when the
+    /// receiver is destroyed earlier or the method cannot be connected. With a negative delay the
+    /// call is never made and its id stays in use.
     ///
-    /// A call that waits under \p id stands: another request of that id is dropped, with its
-    /// receiver, payload and delay. Meanwhile find() knows the id. Three oddities are meant:
+    /// While a call with this \p id is pending, another request with the same id is dropped, with
+    /// its receiver, payload and delay, and find() returns a signal for the id.
     ///
-    /// - The empty id does not collapse requests, but when two of them wait at one time, only the
-    ///   first that comes is made.
-    /// - A cancelled call that is requested again before its time comes as it was first requested,
-    ///   and the new request is dropped, or the other way round where the new one's time is first.
+    /// \compat Three corners:
+    /// - Requests with the empty id are not merged, but when two of them are pending at the same
+    ///   time, only the one whose time comes first is made.
+    /// - When a cancelled call is requested again before its time, two timers run and only the one
+    ///   that ends first makes its call.
     /// - The id "singleShot" cannot be cancelled.
     static void singleShot(const QObject *receiver, const char *method,
                            const Data::VariantCollection &data, int msec,
@@ -83,62 +83,63 @@ public:
     static void singleShot(const QObject *receiver, const char *method, int msec,
                            const Data::String &id = Data::String());
 
-    /// Withdraws the call that waits under \p id.
+    /// Cancels the pending call with this \p id.
     static void cancelSingleShot(const Data::String &id);
 
 Q_SIGNALS:
-    // The order of the four, with the slot behind them, is that of their meta-method indices, and
-    // callers rely on it. No default arguments: they would add indices.
+    // Callers rely on the meta-method indices, which are the order of these four and the slot after
+    // them. Default arguments would add indices.
     void sig();
     void sig(const Data::VariantCollection &payload);
     void sig(const Data::Variant &value);
     void sig(const Data::String &key, const Data::Variant &value);
 
-    // The virtual operations stand in the order in which callers expect them in the vtable.
+    // The order of the virtual functions is that of the vtable, on which callers rely.
 protected Q_SLOTS:
-    /// Sends the payload as told above. False when a receiver has called abort(), though the
-    /// deliveries are all made, or when the signal has died meanwhile.
+    /// Sends the payload as described above. False when a receiver has called abort(), which stops
+    /// no delivery, or when the signal was deleted during the send.
     ///
-    /// A send from within a delivery is a run of its own, after which the outer one goes on with an
-    /// empty payload and with the inner one's abort state.
+    /// A nested send, started by a receiver, is complete in itself; the outer send then continues
+    /// with an empty payload and the abort state of the inner one.
     ///
-    /// An override that emits something itself must be ready for its own death in the delivery.
+    /// An override that emits signals itself must expect to be deleted by a receiver.
     virtual bool sendSignals();
 
 public:
-    /// Tells the sender that a receiver objects: the send will give false. It stops nothing.
+    /// Makes the current send return false. The remaining deliveries are still made.
     virtual void abort();
 
     virtual void clearData();
 
-    /// Connects the emission that fits \p method, a method text as SLOT() and SIGNAL() make them,
-    /// found by the first of these texts that is in it:
+    /// Connects \p method, a method text as SLOT() and SIGNAL() make it, to one of the emissions,
+    /// chosen by the first of these texts that the method text contains:
     ///
     ///     "Data::VariantCollection"              sig(payload)
     ///     "Data::String" and "Data::Variant"     sig(key, value)
     ///     "Data::Variant"                        sig(value)
     ///     none of them                           sig()
     ///
-    /// Types must be spelled so in the receiver's declaration. Each call adds a connection of Qt's
-    /// automatic type. False, with a warning by Qt, when Qt cannot make it.
+    /// The receiver's declaration must spell the types like this. Each call adds an auto
+    /// connection. False, with a warning by Qt, when Qt cannot make it.
     ///
-    /// An override hides the form that takes a slot: bring it back by using Signal::connect.
+    /// An override hides the overload that takes a slot; a using declaration makes it visible
+    /// again.
     virtual bool connect(const QObject *receiver, const char *method);
 
 protected:
-    /// Registers the signal under \p name, which is UTF-8; null gives the empty name.
+    /// Registers the signal under \p name, which is UTF-8; null is the empty name.
     Signal(const char *name, QObject *parent);
     ~Signal() override;
 
     /// For overrides of sendSignals(): whether abort() was called since the send began.
     bool isAborted() const;
 
-    /// For overrides of sendSignals() that emit something before they call the base.
+    /// For overrides of sendSignals() that emit signals before they call the base class.
     void clearAborted();
 
 private:
-    /// A send under way, on the stack of sendSignals(). The death of the signal reaches it through
-    /// this chain, the innermost send first.
+    /// A send in progress, on the stack of sendSignals(). The destructor notifies all of them
+    /// through this chain, the innermost first.
     class Sending;
 
     Signal(const Signal &) = delete;

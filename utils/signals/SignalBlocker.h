@@ -7,13 +7,13 @@
 
 namespace Utils {
 
-/// Holds the signals of an object off for a scope, or on where \p unblock is given.
+/// Blocks the signals of an object for a scope, or unblocks them with \p unblock.
 ///
-/// What is already in the wanted state is left alone, also at the end, so blockers nest: only the
-/// outermost puts the object back. An object that dies within the scope is forgotten.
+/// An object that is in the wanted state already is not changed, nor at the end of the scope, so
+/// blockers nest: only the outermost restores the object. The object may be deleted in the scope.
 ///
-/// The end flips the state that the object has then, which is meant: if someone unblocks the
-/// object within the scope, the end blocks it. A copy holds the same object and flips it again.
+/// \compat The end inverts the state that the object then has: if other code unblocks the object in
+/// the scope, the end blocks it. A copy refers to the same object and inverts its state once more.
 class KELMUTILS_EXPORT SignalBlocker
 {
 public:
@@ -22,11 +22,11 @@ public:
     SignalBlocker &operator=(const SignalBlocker &other);
     ~SignalBlocker();
 
-    /// Puts the object back now and forgets it.
+    /// Restores the object now and releases it.
     void reset();
 
 private:
-    QPointer<QObject> m_object; // null when there is nothing to put back
+    QPointer<QObject> m_object; // null when there is nothing to restore
 };
 
 } // namespace Utils

@@ -12,9 +12,9 @@
 
 namespace Utils {
 
-/// The receiving half of the bus: a QObject with one receiver method for each shape of Signal::sig,
-/// which all end in one callback. Whoever wants to react to a signal owns a Slot and needs no
-/// QObject class of their own. A slot works with any other Qt signal of these shapes too.
+/// The receiver of the bus: a QObject with one receiver method for each shape of Signal::sig, all
+/// of which run one callback. An object that owns a Slot can react to signals without being a
+/// QObject itself. A slot also works with any other Qt signal of these shapes.
 ///
 ///     m_slot.setCallback(this, &Panel::refresh);
 ///     signal->connect(&m_slot);
@@ -25,11 +25,11 @@ class KELMUTILS_EXPORT Slot : public QObject
     Q_OBJECT
 
 public:
-    /// A slot with no callback, enabled. \p name is UTF-8; null gives the empty name.
+    /// A slot with no callback, enabled. \p name is UTF-8; null is the empty name.
     Slot(const char *name, QObject *parent);
     ~Slot() override;
 
-    /// Installs a plain function as the callback and deletes the one before it. With a null
+    /// Installs a plain function as the callback and deletes the previous callback. With a null
     /// function a delivery does nothing.
     Slot &setCallback(void (*function)());
     Slot &setCallback(void (*function)(const Slot *));
@@ -55,21 +55,21 @@ public:
 
     void resetCallback();
 
-    /// In a delivery by a Signal, the whole payload of that signal, whichever of its emissions this
-    /// one is. Otherwise what this slot itself was given, which is empty outside a delivery.
+    /// During a delivery by a Signal, the whole payload of that signal, for each of its emissions.
+    /// Otherwise the payload that this slot has received, which is empty outside a delivery.
     Data::VariantCollection data() const;
 
-    /// Who is delivering: null except within a direct delivery by a Qt signal.
+    /// The sender of the current delivery; null except during a direct delivery by a Qt signal.
     QObject *getSender() const;
 
-    /// The name of the Signal that is delivering; empty when the sender is anything else.
+    /// The name of the sending Signal; empty when the sender is no Signal.
     Data::String signalName() const;
 
     /// Whether deliveries reach the callback; true at first.
     bool isEnabled() const;
     void setEnabled(bool enabled);
 
-    /// A free number for the owner, 0 at first. The library gives it no meaning.
+    /// A number for the owner's use, 0 at first. The library does not interpret it.
     int flag() const;
     void setFlag(int flag);
 
@@ -77,10 +77,10 @@ public:
     /// Qt, when Qt cannot make the connection.
     virtual bool connect(QObject *sender, const char *signal);
 
-    // An override of one onSig() hides the other three: bring them back by using Slot::onSig.
-    // Callers expect the meta-methods in one order and the virtual operations in the reverse one.
-    // moc reads the first list. So does a compiler that lays overloads out backwards, as
-    // Microsoft's does; the others read the second.
+    // An override of one onSig() hides the other three; a using declaration makes them visible
+    // again. Callers rely on the order of the meta-methods, and on the reverse order in the vtable.
+    // moc reads the first list, and so does a compiler that lays out overloads in reverse order, as
+    // Microsoft's does; other compilers read the second.
 #if defined(Q_MOC_RUN) || defined(Q_CC_MSVC)
 public Q_SLOTS:
     virtual void onSig();
@@ -88,15 +88,18 @@ public Q_SLOTS:
     virtual void onSig(const Data::Variant &value);
     virtual void onSig(const Data::String &key, const Data::Variant &value);
 #else
-    /// Stores the pair, calls the virtual onSig() and empties the store, enabled or not.
+    /// Stores the pair as payload, calls the virtual onSig() and clears the payload, also when
+    /// disabled.
     virtual void onSig(const Data::String &key, const Data::Variant &value);
 
-    /// Stores \p value as "item" if it carries a Data::IDataItem, calls the virtual onSig() and
-    /// empties the store, enabled or not. Any other value is a bare notification.
+    /// Stores \p value under "item" if it carries a Data::IDataItem, calls the virtual onSig() and
+    /// clears the payload, also when disabled. Any other value is delivered without a payload.
     virtual void onSig(const Data::Variant &value);
 
-    /// If enabled, stores the payload, runs the callback and empties the store. It does not go
-    /// through onSig(), which is meant: an override of that is not called for a payload.
+    /// If enabled, stores the payload, runs the callback and clears the payload.
+    ///
+    /// \compat It does not call the virtual onSig(): an override of that sees no payload
+    /// deliveries.
     virtual void onSig(const Data::VariantCollection &payload);
 
     /// Runs the callback if enabled.
@@ -104,10 +107,10 @@ public Q_SLOTS:
 #endif
 
 protected:
-    /// Makes \p callback the callback and deletes the one before it.
+    /// Installs \p callback and deletes the previous one.
     Slot &installCallback(std::unique_ptr<SlotCB> callback);
 
-    /// The payload of the delivery under way, for slots that deliver in their own way.
+    /// The payload of the current delivery, for slots that deliver in their own way.
     Data::VariantCollection m_data;
 
 private:

@@ -7,7 +7,7 @@ namespace Utils {
 
 class Slot;
 
-/// T, in a place from which a template argument is not deduced.
+/// T in a non-deduced context.
 template <typename T>
 struct ExactlyType
 {
@@ -16,10 +16,10 @@ struct ExactlyType
 template <typename T>
 using Exactly = typename ExactlyType<T>::Type;
 
-/// What a Slot calls at a delivery. Slot::setCallback() makes the right one and owns it.
+/// The callback of a Slot. Slot::setCallback() creates the right kind; the slot owns it.
 ///
-/// A call may delete its slot, and with it the callback that is running: nothing of a callback is
-/// touched once the user's function has begun.
+/// A call may delete its slot, and with it the running callback: after the user's function has
+/// started, no member of the callback is accessed.
 class KELMUTILS_EXPORT SlotCB
 {
 public:
@@ -29,7 +29,7 @@ public:
 protected:
     SlotCB() = default;
 
-    /// The payload of the delivery that \p slot is in, as Slot::data() gives it.
+    /// The payload of the current delivery of \p slot, as Slot::data() returns it.
     static Data::VariantCollection payloadOf(const Slot *slot);
 
 private:
@@ -53,8 +53,8 @@ private:
     void (*m_functionWithData)(const Data::VariantCollection &) = nullptr;
 };
 
-/// Calls a member function of one of three shapes on an object that must be alive for as long as
-/// the callback is installed. A null object or member does nothing.
+/// Calls a member function of one of three shapes on an object, which must outlive the callback. A
+/// null object or member is allowed and does nothing.
 template <typename T>
 class MemberCB : public SlotCB
 {
