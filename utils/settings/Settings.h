@@ -14,36 +14,41 @@ namespace Utils {
 class SettingsSignal;
 class SettingsStore;
 
-/// The persistent settings of the application: a typed layer over a QSettings, which tells of every
-/// change on one signal of the process, SettingChanged().
+/// The persistent settings of the application: a typed layer over QSettings that sends one signal
+/// of the process, SettingChanged(), for every change.
 ///
 ///     Utils::Settings settings("View");
 ///     const int width = settings.getInt("width", 640);
-///     settings.setInt("width", 800); // tells of "View/width"
+///     settings.setInt("width", 800); // sends "View/width" with 800
 ///
-/// Where the values live is decided by the organisation and application names of the host.
+/// The organisation and application names of the host determine where the values are stored.
 ///
-/// A file is replaced whole or not at all. When that fails, for instance on a full disk, the old
-/// file stays, and what was set stays in memory until the process ends; each change, each death of
-/// an object that has set something and sync() try again. A file that cannot be read whole is not
-/// written. status() tells of both. Not protected is what a QSettings of the host writes, which
-/// includes what is pending when one is made; what lives elsewhere than in a file, or in a format
-/// of the host; on Windows, INI files too; and what is set for the first time when static objects
-/// die.
+/// A settings file is replaced completely or not at all. When that fails, for instance on a full
+/// disk, the old file stays, and the changes stay in memory until the process ends. Each further
+/// change, each new object, the destructor of each object that has made changes, and sync() try
+/// again. A file that cannot be read completely is not written. status() reports both failures.
 ///
-/// Keys are separated into groups by "/" and are relative to the group that the object is in. A key
-/// is told of as it was passed, behind the group and a "/"; QSettings itself takes "/a//b/" for
-/// "a/b". A key without a name, which is "" or nothing but "/", is never written or removed, and
-/// reading it gives the default.
+/// This protection does not cover
+/// - what a QSettings of the host writes, including the changes that are pending when it is
+///   constructed;
+/// - settings that are not stored in a file, or in a format of the host;
+/// - INI files on Windows;
+/// - a file whose first change is made while static objects are destroyed.
 ///
-/// A stored value keeps its type only within the process; afterwards it may be text. The getX()
-/// convert it, and what does not convert gives 0, false or "": the default is for an absent key.
+/// A "/" in a key separates groups. Keys are relative to the current group of the object.
+/// SettingChanged() reports a key as it was passed, after the current group and a "/"; QSettings
+/// itself treats "/a//b/" as "a/b". A key without a name, "" or slashes only, is never written,
+/// removed or reported, and reading it returns the default.
 ///
-/// Copies share one QSettings and with it the group that they are in. The death of one of them
-/// changes nothing for the others.
+/// A stored value keeps its type only within the process; a later process may read it as text. The
+/// typed getters convert it. They return the default only for an absent key; a value that does not
+/// convert yields 0, false or "". getColor() is the exception.
 ///
-/// Receivers of SettingChanged() may do anything, down to deleting this object, but must leave the
-/// group of a shared QSettings as they find it.
+/// Copies share one QSettings and with it the current group. The destruction of one copy does not
+/// affect the others.
+///
+/// Receivers of SettingChanged() may do anything, even delete this object, but must leave the
+/// current group of a shared QSettings as they found it.
 class KELMUTILS_EXPORT Settings
 {
 public:
@@ -53,7 +58,8 @@ public:
     Settings &operator=(const Settings &other);
     virtual ~Settings();
 
-    /// Enters \p group below the current one. Balance it with endGroup(), which goes back.
+    /// Enters \p group below the current group. Each call needs an endGroup(), which returns to the
+    /// group before.
     Settings &beginGroup(const Data::String &group) const;
     Settings &endGroup() const;
 
@@ -64,119 +70,132 @@ public:
     Data::String getString(const Data::String &key,
                            const Data::String &defaultValue = Data::String()) const;
 
-    /// \p defaultValue also when what is stored is no valid colour.
+    /// Returns \p defaultValue also when the stored value is not a valid colour.
     Data::Color getColor(const Data::String &key,
                          const Data::Color &defaultValue = Data::Color()) const;
 
-    /// Stores \p value, and tells of it even when it is what was stored. The invalid value removes
-    /// the key with all below it.
+    /// Stores \p value and sends SettingChanged(), even when the same value was stored before. An
+    /// invalid value removes the key and everything below it.
     Settings &setValue(const Data::String &key, const Data::Variant &value);
     Settings &setBool(const Data::String &key, bool value);
     Settings &setInt(const Data::String &key, int value);
     Settings &setString(const Data::String &key, const Data::String &value);
     Settings &setColor(const Data::String &key, const Data::Color &value);
 
-    /// Removes \p key with all below it, and tells of \p key alone, with the invalid value.
+    /// Removes \p key and everything below it. SettingChanged() is sent for \p key only, with an
+    /// invalid value.
     Settings &removeKey(const Data::String &key);
 
-    /// Copies the values below \p from to below \p to: those directly below it, or with
-    /// \p recursive those in its groups too. A value at \p from itself is not copied.
+    /// Copies the values in the group \p from to the group \p to: those directly in it, and with
+    /// \p recursive those in its subgroups, too. A value of the key \p from itself is not copied.
+    /// An empty \p from or \p to is the current group.
     ///
-    /// A group is read when the copy comes to it: its keys, then its groups by name. Where \p from
-    /// and \p to lie in each other, it finds there what it has written before.
+    /// Each group is read when the copy reaches it: first its keys, then its subgroups by name.
+    /// When one of \p from and \p to lies in the other, the copy also reads what it has written
+    /// there:
     ///
-    ///     a/x=1, a/b/y=2:  from "a" to "a/b"  => a/b/x=1, a/b/b/x=1, a/b/b/y=2
+    ///     a/x=1, a/b/y=2:  from "a" to "a/b", recursive  => adds a/b/x=1, a/b/b/x=1, a/b/b/y=2
     ///
-    /// A copy into itself ends: the groups of a level are listed before the copy writes there, and
-    /// deeper than the groups that were there at first, the names that \p to has more than \p from
-    /// are followed once.
+    /// A copy of a group into itself ends: it lists the subgroups of a level before it writes
+    /// there, and goes deeper than the deepest group that existed at the start only by the number
+    /// of levels that \p to lies below \p from.
     ///
-    /// Nothing is told of single values. With the invalid value, even when nothing was written,
-    /// each group below \p to is told of, inner ones first, and \p to last. An empty \p from or
-    /// \p to is the current group.
+    /// SettingChanged() is sent with an invalid value for each subgroup of \p to that corresponds
+    /// to a copied one, inner ones first, and for \p to last, even when nothing was written. It is
+    /// not sent for single values.
     Settings &copyKey(const Data::String &from, const Data::String &to, bool recursive = false);
 
-    /// Moves the values below \p from to below \p to, as copyKey() takes them, and tells of both:
-    /// of \p to as copyKey() does, then of \p from. Names that differ only in case, or not at all,
-    /// go through a group "@@@_temp_@@@", which is told of as well and has gone at the end. What
-    /// was in a group of that name before goes along. Two names are renamed to themselves without
-    /// a loss, where these steps would remove what they have just copied: "", and "@@@_temp_@@@",
-    /// which does not go through itself.
+    /// Copies the values in \p from to \p to, as copyKey() does, then removes the key \p from and
+    /// everything below it. SettingChanged() is sent as by copyKey(), then for \p from with an
+    /// invalid value.
     ///
-    /// All that lies at or below \p from is removed then, by intention: what copyKey() does not
-    /// take, which is a value at \p from itself and without \p recursive the groups below it, and
-    /// the copy as far as it lies in \p from. A group that is moved into itself is lost.
+    /// When the two names are equal or differ only in case, the values move through a temporary
+    /// group "@@@_temp_@@@". SettingChanged() is sent for that group, too. At the end it is
+    /// removed; values that were in it before are moved as well. There are two exceptions, which
+    /// would lose all values otherwise: a rename of "" to itself does not remove \p from, and a
+    /// rename of "@@@_temp_@@@" to itself neither removes it nor uses a temporary group.
+    ///
+    /// \compat Values that copyKey() does not copy are lost: that of the key \p from itself and,
+    /// without \p recursive, those in its subgroups. So is the part of the copy that lies in
+    /// \p from: a group that is moved into itself is lost completely.
     Settings &renameKey(const Data::String &from, const Data::String &to, bool recursive = false);
 
-    /// The keys with a value, or the groups, directly in \p group, or in the current group when it
-    /// is empty; sorted, case counts.
+    /// The keys that have a value, or the groups, directly in \p group, or in the current group
+    /// when \p group is empty. Sorted, case-sensitively.
     QStringList keys(const Data::String &group) const;
     QStringList groups(const Data::String &group) const;
 
-    /// Whether what was set has reached the disk.
+    /// Whether the changes have reached the disk.
     enum Status
     {
-        Stored,  ///< All of it.
-        Pending, ///< Not yet. It is written when control returns to the event loop, when an object
-                 ///< that has set it dies, and by sync().
-        Failed   ///< The last attempt to read or to write the store has failed.
+        Stored,  ///< All changes have.
+        Pending, ///< Not all yet. They are written when control returns to the event loop, by the
+                 ///< destructor of an object that has made changes, and by sync().
+        Failed   ///< The last attempt to read or to write the store failed.
     };
 
-    /// Writes what was set through any object on the store, and reads what other processes wrote.
-    /// False when one of them fails.
+    /// Writes the changes made through any object on the same store, and reads those of other
+    /// processes. False when writing or reading fails.
     bool sync();
 
-    /// What has become of all that was set on the store, with the path and why it failed in
-    /// \p reason, which is "" otherwise.
+    /// The status of all changes to the store. \p reason is set to the path and the cause of the
+    /// failure, or to "" when there is none.
     Status status(Data::String *reason = nullptr) const;
 
-    /// Stores \p value if \p key has none yet; an empty text is a value. With \p keepDefault it is
-    /// also stored under the key with "_default" behind it, in any case. Nobody is told: a default
-    /// is no change. An invalid \p value is stored as one, and the key is there then.
+    /// Stores \p value if \p key has no value yet; an empty text is a value. With \p keepDefault,
+    /// \p value is in any case also stored under \p key followed by "_default". SettingChanged() is
+    /// not sent: a default is no change. An invalid \p value is stored, too; the key exists then.
     Settings &setDefault(const Data::String &key, const Data::Variant &value,
                          bool keepDefault = false);
 
-    /// Notes whether \p group takes part in export and in reset: under its key "Default", as
-    /// "export reset", "noexport reset", "export noreset" or "noexport noreset". Nobody is told.
+    /// Stores whether \p group takes part in export and in reset: under its key "Default", as
+    /// "export reset", "noexport reset", "export noreset" or "noexport noreset". SettingChanged()
+    /// is not sent.
     void setFlags(const Data::String &group, bool canExport, bool canReset);
 
-    /// What setFlags() noted; true when it noted nothing. The group "MRU" is never exported.
+    /// The flags that setFlags() stored; true when it stored none. The group "MRU" is never
+    /// exported.
     bool canExport(const Data::String &group) const;
     bool canReset(const Data::String &group) const;
 
-    /// Puts \p path at the front of the recent list \p list, with "/" for each backslash. It is
-    /// removed where it was before; case counts. Tells of "MRU/" and the list, without the current
-    /// group, and of \p path as it was passed. A list without a name is ignored.
+    /// Inserts \p path at the front of the recent list \p list, with "/" for each backslash, and
+    /// removes its first earlier occurrence; comparison is case-sensitive. SettingChanged() is sent
+    /// with the key "MRU/" and \p list, without the current group, and the value \p path, as it was
+    /// passed. Nothing happens when \p list is "" or slashes only.
     ///
-    /// A list is a group in "MRU" with the entries "aa", "ab" to "zz", newest first. It holds 676
-    /// at most; the oldest are dropped. Names that are no longer needed are not removed, which is
-    /// meant: behind a gap that removeMRU() left, an entry may come up twice.
+    /// A list is a group in "MRU" with the entries "aa", "ab" to "zz", newest first. It holds at
+    /// most 676 entries; the oldest are dropped.
+    ///
+    /// \compat Entries whose names are no longer needed are not removed: after removeMRU() has left
+    /// a gap in the names, a path may be in the list twice.
     Settings &addMRU(const Data::String &list, const Data::String &path);
 
-    /// The first \p count paths in \p list. 0 takes the number stored as "MRU/Count", or 20;
-    /// anything negative, and "MRU/Count" too when it is 0 or below, is no limit.
+    /// The first \p count paths in \p list. 0 stands for the number stored as "MRU/Count", or 20
+    /// when none is stored. A negative \p count means no limit, and so does a stored number of 0 or
+    /// below. An empty \p list returns the values directly in "MRU", including "Count".
     ///
-    /// With \p checkExists only paths that exist, and if \p suffixes is not empty, only folders and
-    /// files whose suffix is somewhere in that text, where case counts and no suffix is in any
-    /// text. A path is looked at once in the life of the process, which is meant: neither the
-    /// file's end nor other \p suffixes change what was found then. An empty \p list is what lies
-    /// in "MRU" itself, "Count" among it.
+    /// With \p checkExists, only paths that exist are returned. If \p suffixes is not empty, a file
+    /// is then returned only if its suffix is a case-sensitive substring of \p suffixes; folders
+    /// and files without a suffix always pass.
+    ///
+    /// \compat Each path is checked once in the life of the process: neither the creation or
+    /// removal of the file nor other \p suffixes change the first result.
     QStringList getMRU(const Data::String &list, bool checkExists = true, int count = 0,
                        const Data::String &suffixes = Data::String()) const;
 
-    /// Removes the first entry of \p list that is \p path, with "/" for each backslash. The others
-    /// keep their names, and nobody is told.
+    /// Removes the first entry of \p list that equals \p path, with "/" for each backslash. The
+    /// other entries keep their names. SettingChanged() is not sent.
     Settings &removeMRU(const Data::String &list, const Data::String &path);
 
-    /// The folder of the first path in \p list that exists, or the path itself when it is no file;
-    /// "" when there is none.
+    /// The folder of the first path in \p list that exists, or the path itself when it is not a
+    /// file; "" when no path exists. Existence is checked as by getMRU().
     Data::String firstMRUPath(const Data::String &list) const;
 
-    /// The signal of the process that tells of every change. It is made at its first use and must
-    /// not be asked for once static objects die.
+    /// The signal of the process that is sent for every change. The first call constructs it. Must
+    /// not be called once the destruction of static objects has begun.
     static SettingsSignal &SettingChanged();
 
-    /// Whether that signal can still be asked for. What dies behind it hears of no change.
+    /// Whether SettingChanged() may still be called. Once this is false, changes are not reported.
     static bool isSettingChangedAlive();
 
 private:
@@ -184,7 +203,7 @@ private:
     static Data::String fullKey(const SettingsStore &settings, const Data::String &key);
     static void notify(const Data::String &fullKey, const Data::Variant &value);
 
-    // Without the object, which a receiver may delete meanwhile.
+    // They do not use the object, which a receiver may delete during the call.
     static void copyGroup(SettingsStore &settings, const QString &from, const QString &to,
                           bool recursive);
     static void copyLevel(SettingsStore &settings, const QString &from, const QString &to,

@@ -4,18 +4,18 @@
 
 namespace Utils {
 
-/// The signal that tells of every change of a setting. The one of the process is
-/// Settings::SettingChanged(); once that has been used, Signal::find("SettingChanged") gives it
-/// too, unless somebody looked for that name before: it then belongs to nobody.
+/// The signal that is sent for every change of a setting. The process has one, which
+/// Settings::SettingChanged() returns. After the first call of that, Signal::find("SettingChanged")
+/// returns it too, unless the name was looked up earlier, which has made it ambiguous.
 ///
 /// The payload holds "key", the key from the root of the settings, and "value", the new value,
-/// which is invalid when the key was removed. A send emits sig(key, value) first and, unless a
-/// receiver of that called abort(), sig() and sig(payload) behind it.
+/// which is invalid when the key was removed. A send first emits sig(key, value). Then it emits
+/// sig() and sig(payload), unless a receiver of sig(key, value) called abort().
 ///
-/// A receiver may write a setting in turn. That send is a run of its own, which empties the payload
-/// and leaves its abort state behind: afterwards the outer one emits sig(), finds no payload to
-/// emit, and whoever still hears its sig(key, value) through a Slot finds Slot::data() empty. So a
-/// receiver that must miss nothing takes the arguments of sig(key, value).
+/// A receiver may change settings itself. Such a nested send is complete in itself; it clears the
+/// payload and leaves its abort state to the outer send. The outer send then emits sig() but no
+/// sig(payload), and a Slot that receives its sig(key, value) only then finds Slot::data() empty. A
+/// receiver that must not miss a change uses the arguments of sig(key, value).
 class KELMUTILS_EXPORT SettingsSignal : public Signal
 {
     Q_OBJECT
@@ -23,7 +23,7 @@ class KELMUTILS_EXPORT SettingsSignal : public Signal
 public:
     using Signal::connect;
 
-    // The overrides in the order of the operations that they override.
+    // The overrides, in the order of the functions that they override.
 protected:
     bool sendSignals() override;
 
@@ -33,7 +33,7 @@ public:
 protected:
     explicit SettingsSignal(const char *name);
 
-    /// Tells of the change of \p key to \p value. False when a receiver has called abort().
+    /// Sends the change of \p key to \p value. False when a receiver has called abort().
     bool send(const Data::String &key, const Data::Variant &value);
     friend class Settings;
 };

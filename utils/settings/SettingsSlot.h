@@ -6,17 +6,17 @@
 
 namespace Utils {
 
-/// A slot that hears of the changes of some settings: those whose key from the root begins with one
-/// of its prefixes. Case counts.
+/// A slot that receives the changes of some settings: those whose key, from the root of the
+/// settings, begins with one of its prefixes. Comparison is case-sensitive.
 ///
-///     prefixes     hears of                          does not hear of
+///     prefixes     delivered                         not delivered
 ///     "View/"      "View/x", "View/a/b"              "View", "view/x"
 ///     "Colors"     "Colors", "Colors/x", "ColorsOld" "View/Colors"
 ///     "a;b"        "a", "box"                        "c"
 ///
 /// The callback finds the change in data(), under "key" and "value"; the value is invalid when the
-/// key was removed. Only deliveries of a key and a value are tested: a slot that is connected in
-/// another shape by hand is a plain Slot in it.
+/// key was removed. Only deliveries of a key and a value are filtered: deliveries of another
+/// payload shape, which the caller connects itself, all pass as in a plain Slot.
 ///
 ///     m_slot.setCallback(this, &Panel::refresh); // Utils::SettingsSlot m_slot{"View/", nullptr};
 class KELMUTILS_EXPORT SettingsSlot : public Slot
@@ -24,10 +24,10 @@ class KELMUTILS_EXPORT SettingsSlot : public Slot
     Q_OBJECT
 
 public:
-    /// A slot named "SettingsSlot" with the prefixes in \p keys, which are separated by ";". Empty
-    /// ones are dropped and blanks belong to a prefix; without any the slot hears nothing. It is
-    /// connected to Settings::SettingChanged(), unless \p keys is "-", with which the caller
-    /// connects it. The "-" is a prefix all the same.
+    /// Constructs a slot named "SettingsSlot" with the prefixes in \p keys, which are separated by
+    /// ";". Empty prefixes are dropped and spaces belong to a prefix; a slot without prefixes
+    /// receives nothing. The slot is connected to Settings::SettingChanged(), unless \p keys is
+    /// "-": the caller then connects it, and "-" is a prefix like any other.
     SettingsSlot(const Data::String &keys, QObject *parent);
     ~SettingsSlot() override;
 
@@ -37,7 +37,7 @@ public:
     using Slot::onSig;
 
 protected:
-    /// Delivers the change as a payload of "key" and "value" if testKey() lets it pass.
+    /// Delivers the change as a payload of "key" and "value" if testKey() returns true.
     void onSig(const Data::String &key, const Data::Variant &value) override;
 
     /// Whether the change of \p key is delivered.

@@ -8,7 +8,7 @@ namespace Utils {
 class KELMUTILS_EXPORT WorkspaceSettings : public Settings
 {
 public:
-    /// With an empty \p name it is in the group "Workspaces" itself.
+    /// With an empty \p name, the current group is "Workspaces" itself.
     explicit WorkspaceSettings(const Data::String &name);
     ~WorkspaceSettings() override;
 };
