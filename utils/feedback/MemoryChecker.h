@@ -9,10 +9,11 @@ namespace Utils {
 
 class MemoryCheckerPrivate;
 
-/// The interface of a tool that looks for faults in the use of memory.
+/// The interface of a tool that finds errors in the use of memory.
 ///
-/// It checks nothing in this build, which is meant: calling code stays as it is where no tool is
-/// built in. Every check succeeds, there are no leaks, and what would set the tool up does nothing.
+/// This library contains no such tool; the interface exists so that calling code needs no
+/// conditional compilation. Every check succeeds, there are no leaks, and the functions that
+/// configure the tool do nothing.
 class KELMUTILS_EXPORT MemoryChecker
 {
 public:
@@ -33,14 +34,14 @@ public:
     static void setCheckAlways(bool always = true);
     static void setKeepFreed(bool keep = true);
 
-    /// A number without meaning, 0.
+    /// A number without a meaning: 0.
     long startId();
 
-    /// Creates an empty file \p path, in which nothing is ever reported. Does nothing when \p path
-    /// is empty, when something is there already, or when it cannot be created.
+    /// Creates the empty file \p path. Nothing is ever written to it. Does nothing when \p path is
+    /// empty, when it exists already, or when the file cannot be created.
     ///
-    /// On Windows the file is kept open, for nobody else to open, until the process ends, which is
-    /// meant.
+    /// \compat On Windows the file stays open until the process ends, and no other code can open it
+    /// meanwhile.
     static void setReportFile(const Data::String &path = {});
 
 private:

@@ -9,11 +9,12 @@ namespace Utils {
 
 class ProgressPrivate;
 
-/// Reports how far a task has come, for as long as it is in scope.
+/// Reports the progress of a task to the host, for as long as the object is in scope.
 ///
-/// Reporters stand on the stack and nest; the innermost one speaks for the task. The host hears of
-/// it through Data::IApplication, which draws, handles events and the Esc key, and calls cancel().
-/// Nothing here processes events. Without a host everything works, and only its calls are left out.
+/// Reporters are stack objects and nest; the innermost one reports for the task. It calls the host
+/// through Data::IApplication. The host draws, processes events, handles the Esc key and calls
+/// cancel(); this class processes no events. Without a host everything works, except that nobody is
+/// called.
 ///
 ///     Progress progress(numFiles, "Reading", /*cancelable=*/true);
 ///     for (const Data::String &file : files) {
@@ -22,67 +23,75 @@ class ProgressPrivate;
 ///             return false; // cancelled
 ///     }
 ///
-/// There are two chains of nested reporters, the ordinary and the popup one, each with a display of
-/// its own. They do not interact. A display is shown once a task has run for two seconds, unless it
-/// is 90 % done by then, and is hidden at the end of its chain. A nested reporter inherits the time
-/// spent and what is shown. At its end the text of the outer one comes back, which takes over
-/// whether it was cancelled: a cancel travels outwards, one level an end, also to a reporter that
-/// is not cancelable. A nested task that ends uncancelled takes a cancel that came in for the outer
-/// one back, which is meant.
+/// There are two chains of nested reporters, the ordinary chain and the popup chain, each with a
+/// display of its own. They do not interact. In the first two seconds of a task the host gets only
+/// labels, unless the display is shown already. The first report after that shows the display,
+/// unless 90 % of the steps are done by then. The end of the chain hides it.
 ///
-/// A reporter that dies before one nested in it leaves the chain without a word to the host. None
-/// may be deleted from within a call to the host that it makes.
+/// A nested reporter inherits the elapsed time and whether the display is shown. When it ends, the
+/// host gets the label of the outer reporter again, and the outer reporter takes over whether the
+/// nested one was cancelled. So a cancellation moves outwards, one level each time a reporter ends,
+/// even to reporters that are not cancelable.
+///
+/// \compat A nested reporter that ends without being cancelled clears a cancellation that the outer
+/// one received meanwhile.
+///
+/// A reporter that is destroyed before one nested in it leaves the chain without notifying the
+/// host. No reporter may be deleted during a call to the host that it makes.
 class KELMUTILS_EXPORT Progress
 {
 public:
     /// Starts a task of \p maxSteps steps.
     ///
-    ///     0         no known end
-    ///     negative  inert: in no chain, without label and wait cursor, silent at tick() and
-    ///               setCount(), while every other operation works
+    ///     0         => no known end; reports at each step
+    ///     negative  => inert: in no chain, no label, no wait cursor; tick() and setCount() change
+    ///                  and report nothing, all other functions work
     ///
-    /// The label is \p label, with the hint "Press Esc to cancel." for an ordinary reporter that is
-    /// cancelable. \p waitCursor shows the wait cursor until the end.
+    /// The label is \p label. For a cancelable ordinary reporter the hint "Press Esc to cancel."
+    /// follows on a line of its own. \p waitCursor shows the wait cursor until the end.
     ///
-    /// The host is called every twentieth of the steps, from 10,020 steps on every hundredth.
+    /// Progress is reported each time a twentieth of the steps is done; from 10,020 steps on, a
+    /// hundredth.
     explicit Progress(int maxSteps, const Data::String &label = Data::String(),
                       bool cancelable = false, bool waitCursor = false, bool popup = false);
 
-    /// A background reporter: without a known end, not cancelable and in no chain. Its label comes
-    /// back when the last ordinary or popup task has ended, and it reports at its next tick() then.
-    /// All background reporters share the label, which outlives them.
+    /// Constructs a background reporter: without a known end, not cancelable and in no chain. When
+    /// the outermost reporter of a chain ends, the host gets the label of the background reporter
+    /// again, which then reports at its next tick() or setCount(). All background reporters share
+    /// one label, which remains after their destruction.
     Progress();
 
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
     ~Progress();
 
-    /// Adds \p steps, or -\p steps when it is negative. False when the task was cancelled.
+    /// Adds the absolute value of \p steps to the count. False when the task was cancelled.
     ///
-    /// The count may pass maxSteps(), and stays at the largest int when it would pass that. Within
-    /// the last 5 % of the steps each call reports.
+    /// The count may exceed maxSteps(), but not the largest int. Within the last 5 % of the steps,
+    /// each call reports.
     bool tick(int steps = 1);
 
-    /// Raises the count to \p count, at most to maxSteps(). False when the task was cancelled.
+    /// Raises the count to \p count, but at most to maxSteps(). A lower or negative \p count does
+    /// not change it. False when the task was cancelled.
     ///
-    /// A lower or negative count changes nothing. Within the last five steps each call reports,
-    /// which differs from tick() on purpose.
+    /// Within the last five steps, not the last 5 % as in tick(), each call reports.
     bool setCount(int count);
 
-    /// Starts the count again, with \p maxSteps steps. 0 starts the time again too.
+    /// Restarts the count at 0 with \p maxSteps steps, and reports. 0 means no known end and also
+    /// restarts the elapsed time.
     ///
-    /// -\p maxSteps steps when it is negative, reported every hundredth, or at each call when they
-    /// are fewer than 100.
+    /// A negative \p maxSteps stands for its absolute value. Progress is then reported each time a
+    /// hundredth of the steps is done, or at each call when there are fewer than 100 steps.
     void setMaxSteps(int maxSteps);
 
-    /// Sets the text as it stands, without a hint.
+    /// Sets the label to \p text as it is, without a hint.
     void setLabel(const Data::String &text);
 
     Data::String label() const;
     int count() const;
     int maxSteps() const;
 
-    /// A tag of the owner's own, which has no meaning here.
+    /// A tag for the owner's use. The library does not interpret it.
     void setId(const Data::String &id);
     Data::String id() const;
 
@@ -92,32 +101,37 @@ public:
     void cancel();
     bool cancelled() const;
 
-    /// Takes the means to cancel from the host's popup display. cancel() works as before, which is
-    /// meant, and an ordinary reporter does nothing.
+    /// Makes the host show its popup display without the means to cancel. Does nothing for an
+    /// ordinary reporter.
+    ///
+    /// \compat cancel() still works.
     void disableCancel();
 
-    /// Milliseconds since the outermost reporter of the chain began, or since it or this one was
-    /// given no known end by setMaxSteps(). The clock does not jump with the time of day. An inert
-    /// or a background reporter counts from its own start.
+    /// Milliseconds since the task began, on a monotonic clock. A task begins with the construction
+    /// of the outermost reporter of its chain and begins anew with setMaxSteps(0): for that
+    /// reporter and those that are nested in it afterwards. For an inert or a background reporter
+    /// it begins with its own construction.
     int elapsed() const;
 
-    /// Shows or hides the display now. A background reporter that is hidden forgets the label that
-    /// would come back.
+    /// Shows or hides the display now. hide() of a background reporter also clears the label that
+    /// the background reporters share.
     void show();
     void hide();
 
-    /// Remembers count, interval, steps and label; restore() puts them back, as often as it is
-    /// called, and tells the host of the label only.
+    /// save() remembers the count, maxSteps(), the interval between reports and the label.
+    /// restore() sets them again, as often as it is called, and passes only the label to the host.
+    /// Without an earlier save() it does nothing.
     void save();
     void restore();
 
-    /// The innermost popup reporter, else the innermost ordinary one, else null.
+    /// The innermost popup reporter. Without one, the innermost ordinary reporter; without that,
+    /// null.
     static Progress *any();
 
-    /// The innermost reporter of the chosen chain, or null.
+    /// The innermost reporter of the chain that \p popup selects, or null.
     static Progress *current(bool popup);
 
-    /// The label of the innermost ordinary reporter, else that of the background reporter.
+    /// The label of the innermost ordinary reporter. Without one, that of the background reporters.
     static Data::String currentLabel();
 
     /// Whether the innermost ordinary reporter can be cancelled. False when there is none.

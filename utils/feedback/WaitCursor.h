@@ -4,39 +4,42 @@
 
 namespace Utils {
 
-/// Shows the wait cursor for a scope, or, with \p suspend, the normal one: for a dialog in the
-/// middle of a long task. It works on the override cursors of QGuiApplication, in its thread.
+/// Shows the wait cursor for a scope, or, with \p suspend, the normal cursor, for a dialog during a
+/// long task. It sets the override cursors of QGuiApplication, in its thread.
 ///
 ///     const WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
 ///
-/// An object whose \p enable is false does nothing, now and at its end, so that a caller keeps one
-/// code path. So does one in a program without QGuiApplication. Wait cursors nest: where an
-/// override cursor is set already, whatever its shape, a further one changes nothing; and nothing
-/// is suspended where none is set.
+/// With \p enable false, the object does nothing, neither now nor at its end, so that a caller
+/// needs only one code path. Nor does any object in a program without QGuiApplication.
 ///
-/// These are meant: whoever set the wait cursor takes away all override cursors at its end, also
-/// those that others have set meanwhile, and also when it ends inside a suspension. A suspension
-/// takes them all away, however many, and puts one wait cursor back, even if others have set one
-/// meanwhile. A copy undoes the change once more at its own end, and an object that is assigned to
-/// forgets what it had to undo itself.
+/// Wait cursors nest: while an override cursor of any shape is set, a further object changes
+/// nothing. A suspension changes nothing when no override cursor is set.
+///
+/// \compat Four corners:
+/// - An object that has set the wait cursor removes all override cursors at its end, even those
+///   that other code has set meanwhile, and even when it ends during a suspension.
+/// - A suspension removes all override cursors, and at its end sets one wait cursor, however many
+///   there were, and even if other code has set one meanwhile.
+/// - A copy undoes the change once more at its own end.
+/// - An assignment discards what the target itself had to undo.
 class KELMUTILS_EXPORT WaitCursor
 {
 public:
-    /// Shows the wait cursor, or takes it away with \p suspend. Without \p enable, and so with both
-    /// defaults, nothing happens.
+    /// Shows the wait cursor, or removes it with \p suspend. Does nothing unless \p enable is true,
+    /// which is not the default.
     explicit WaitCursor(bool suspend = false, bool enable = false);
     WaitCursor(const WaitCursor &other);
     WaitCursor &operator=(const WaitCursor &other);
     ~WaitCursor();
 
-    /// Undoes now what this object did, and nothing at its end.
+    /// Undoes the change of this object now instead of at its end.
     void reset();
 
-    /// Whether an override cursor is set, by whomever.
+    /// Whether an override cursor is set, by any code.
     static bool activated();
 
 private:
-    int m_state = 0; // 1: has set the wait cursor, -1: has taken it away, 0: nothing to undo
+    int m_state = 0; // 1: has set the wait cursor, -1: has removed it, 0: nothing to undo
 };
 
 } // namespace Utils
