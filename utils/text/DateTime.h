@@ -6,15 +6,15 @@
 namespace Utils {
 
 /// A point in time as one double: seconds since 1970-01-01 00:00 UTC, with the milliseconds in the
-/// fraction. 0 or below means that there is no time.
+/// fraction. A value of 0 or below means that there is no time.
 ///
-/// Text is in local time, and names of months and days are in the language of the system, not of
-/// the default QLocale. Digits are written as 0 to 9 in any language; those of the language of the
-/// system are read, too. The fraction is cut to milliseconds where a calendar is asked, never
-/// rounded: 1.001 is 1000 ms there, as the double lies just below it.
+/// Text is in local time. Names of months and days are in the language of the system, not of the
+/// default QLocale. Digits are written as 0 to 9 in every language; the digits of the language of
+/// the system are read, too. A conversion to a calendar date truncates the fraction to
+/// milliseconds: 1.001 becomes 1000 ms, because the double lies just below it.
 ///
-/// A value that no calendar holds (not a number, infinite, further away than 290 million years) has
-/// no text but for formatSerialize(), and no unit follows it.
+/// A value that no calendar date represents (NaN, infinite, more than 290 million years away) has
+/// no text, except with formatSerialize(), and nextSecond() to nextMonth() return 0 for it.
 ///
 ///     const DateTime saved(path, DateTime::formatPath());
 ///     const Data::String day = saved.toString("yyyy-MM-dd");                     // "2020-03-04"
@@ -28,26 +28,28 @@ public:
     DateTime(unsigned int seconds);
     DateTime(double time) : m_time(time) {}
 
-    /// Reads a time from \p text, 0 when there is none in it.
+    /// Reads a time from \p text. The value is 0 when \p text is not a time in this format.
     ///
-    ///     formatSerialize()  the number of seconds, read in the C locale
-    ///     formatPath()       a path; the time is the last modification of what is there
-    ///     ""                 as formatDefault()
-    ///     otherwise          a date pattern of QDateTime
+    ///     formatSerialize()  => the number of seconds, in the C locale
+    ///     formatPath()       => the last modification of the file or folder with the path \p text
+    ///     ""                 => as formatDefault()
+    ///     any other          => a date pattern of QDateTime
     ///
-    /// Only as many characters are read as the pattern has, so a text may go on behind it, and a
-    /// pattern that is shorter than its text loses the end of it: "d" reads "12" as 1, and "MMM"
-    /// finds no month in a longer name. So formatUI() reads no time of a two-digit day or hour. All
-    /// this is meant. A time before 1970 is read, but counts as none.
+    /// A time before 1970 is read, but is below 0 and so counts as no time.
+    ///
+    /// \compat Only as many characters of \p text are read as the pattern has. Further text is
+    /// ignored; but where a field of the text is longer than its pattern, the end of it is lost:
+    /// "d" reads "12" as 1, and "MMM" finds no month in a longer name. So formatUI() cannot read a
+    /// time with a two-digit day or hour.
     DateTime(const Data::String &text, const Data::String &format);
 
-    /// The seconds since 1970, as held.
+    /// The stored value: seconds since 1970.
     double timeId() const { return m_time; }
 
     /// Whole seconds since 1970. 4294967295 for a time before 1970 or after 2106.
     unsigned int toTime_t() const;
 
-    /// Whether there is a time. Not a number is none.
+    /// Whether there is a time. False for NaN.
     bool isValid() const { return m_time > 0.0; }
 
     /// The seconds from this time to now.
@@ -56,22 +58,23 @@ public:
     /// The seconds from \p other to this time.
     double operator-(const DateTime &other) const { return m_time - other.m_time; }
 
-    /// The start of the following second, minute, hour, day or month in local time.
+    /// The start of the following second, minute, hour, day or month in local time. Works for
+    /// values of 0 or below, too.
     ///
-    /// It always lies behind this time, also where the clocks are set back. A day whose midnight
-    /// the clocks skip starts with its first moment. Where they move by less than an hour, a full
-    /// hour is counted as if they had not. A value of 0 or below is stepped like any other.
+    /// The result is always later than this time, even where the clocks are set back. A day whose
+    /// midnight is skipped when the clocks are set forward starts with its first moment. Where the
+    /// clocks change by less than an hour, nextHour() may return a time that is no full hour.
     DateTime nextSecond() const;
     DateTime nextMinute() const;
     DateTime nextHour() const;
     DateTime nextDay() const;
     DateTime nextMonth() const;
 
-    /// The time in a date pattern of QDateTime, formatDefault() when \p format is empty. "" when
-    /// there is no time.
+    /// The time as text in a date pattern of QDateTime; formatDefault() when \p format is empty. ""
+    /// when there is no time.
     ///
-    /// With formatSerialize() the number itself, with three decimals and whatever it is. With
-    /// formatPath(), which has no meaning here, that text taken as a pattern.
+    /// formatSerialize() yields the number itself with three decimals, for any value. formatPath()
+    /// is a pattern like any other here.
     Data::String toString(const Data::String &format) const;
 
     /// A duration in words, without its sign.
@@ -82,19 +85,26 @@ public:
     ///     toString(2.5, 1, 1)     => "2.500 sec"
     ///     toString(0.0, 0, 0)     => ""
     ///
-    /// \p precision 0 leaves out the seconds from 11 minutes on and the minutes from 6 hours on, or
-    /// with any hour or day, and shows no fraction. Above 0 a fraction is shown below 5 seconds,
-    /// below 0 it always is.
+    /// \p precision selects what is shown:
     ///
-    /// \p style picks the unit words: -1 "d", "h", "m", "s"; 0 "day" or "days" and so on; 1 "d",
-    /// "hr", "min", "sec"; any other "day", "hour", "minute", "second".
+    ///     0        => no fraction, no seconds from 11 minutes on, no minutes from 6 hours on
+    ///     above 0  => everything, but the fraction only below 5 seconds
+    ///     below 0  => everything
     ///
-    /// It is meant that the blank behind a day, hour or minute stays at the end, and that a
-    /// fraction which rounds up to a second is not carried: 2.9996 is "2.1000 seconds". "" for what
-    /// is no number, and from 2147483648 seconds on.
+    /// \p style selects the words for the units:
+    ///
+    ///     -1         => "d", "h", "m", "s"
+    ///     0          => "day", "hour", "minute", "second", with an "s" added above 1
+    ///     1          => "d", "hr", "min", "sec"
+    ///     any other  => "day", "hour", "minute", "second"
+    ///
+    /// Returns "" for NaN and from 2147483648 seconds on.
+    ///
+    /// \compat The space after a day, hour or minute stays at the end of the text. A fraction that
+    /// rounds up to a whole second is not carried: 2.9996 is "2.1000 seconds".
     static Data::String toString(double seconds, int precision, int style);
 
-    /// A duration from text, in seconds. What cannot be read counts as 0.
+    /// Parses a duration and returns it in seconds. A number that cannot be read counts as 0.
     ///
     ///     "1:30"            => 90       minutes and seconds
     ///     "1:00:00"         => 3600     hours, minutes and seconds
@@ -102,12 +112,15 @@ public:
     ///     "2 days 3 hours"  => 183600   units are words that start with "d", "h", "m" or "s"
     ///     "90"              => 90       a bare number is seconds
     ///
-    /// In words, each of these is meant: a number behind the last unit is dropped ("1 hour 30" is
-    /// 3600), a number must stand apart from its unit ("2d" is 0), the last of several words of a
-    /// unit holds, a blank at the end or a doubled one makes a number 0, and upper case is no unit.
+    /// \compat Corners of the form with units:
+    /// - A number after the last unit is ignored: "1 hour 30" is 3600.
+    /// - A number and its unit must be separated by exactly one space: "2d" and "2  days" are 0.
+    /// - A space at the end makes a bare number 0.
+    /// - When a unit occurs several times, the last number counts.
+    /// - Words in upper case are no units.
     static double toDiff(const Data::String &text);
 
-    /// \p seconds as days, hours or minutes. 0 for a negative number.
+    /// Converts \p seconds to days, hours or minutes. 0 for a negative number.
     static double days(double seconds);
     static double hours(double seconds);
     static double minutes(double seconds);

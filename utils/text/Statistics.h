@@ -9,21 +9,21 @@
 
 namespace Utils {
 
-/// Sums up columns of numbers: location and spread, the fit of two columns, quartiles, histograms
-/// and a normal curve.
+/// Static functions that summarise columns of numbers: location and spread, the fit of two columns,
+/// quartiles, histograms and a normal curve.
 ///
 /// A value of exactly Data::noValue is a hole and does not count.
 ///
-/// \p indices selects rows, in its order and as often as it names them. An empty list selects all
-/// rows; a list of one negative index selects none, which an empty one cannot say. An index outside
-/// the column is a hole. A column without data is empty, as is one whose size is negative in its
+/// \p indices selects rows, in the order of the list and as often as it names them. An empty list
+/// selects all rows; a list of a single negative index selects none. An index outside the column
+/// selects a hole. A column without data is empty, and so is one whose size is negative in its
 /// lower 32 bits.
 ///
-/// A function of two columns walks as far as the shorter selection, row by row, and a pair of
-/// values counts only if neither is a hole.
+/// A function of two columns goes through both selections row by row, to the end of the shorter
+/// one. A pair of values counts only if neither is a hole.
 ///
-/// Sums are added up in double, from the first row to the last. What is no number (NaN) counts as a
-/// value, makes a sum NaN, and sorts behind everything; -0.0 sorts before 0.0.
+/// Sums are computed in double, from the first row to the last. NaN counts as a value, makes a sum
+/// NaN, and sorts after everything; -0.0 sorts before 0.0.
 ///
 ///     const double numbers[] = {1.0, Data::noValue, 3.0};
 ///     const Data::Array column{numbers, 3};
@@ -33,41 +33,42 @@ namespace Utils {
 class KELMUTILS_EXPORT Statistics
 {
 public:
-    /// How high the curve of distributionData() is drawn.
+    /// The height of the curve of distributionData().
     enum DistributionScale
     {
         DensityScale = 0, ///< the area below the curve is 1
         PeakScale = 1,    ///< the curve is 1.0 high
-        CountScale = 2    ///< as high as a histogram of the column; holes count, which is meant
+        CountScale = 2    ///< the height of a histogram. \compat Holes are counted, too.
     };
 
     /// The number of values.
     static int length(const Data::Array &array, const QList<int> &indices = {});
 
-    /// 0.0 when there are no values. The mean is the arithmetic one.
+    /// The sum and the arithmetic mean. 0.0 when there are no values.
     static double sum(const Data::Array &array, const QList<int> &indices = {});
     static double mean(const Data::Array &array, const QList<int> &indices = {});
 
-    /// The smallest and the largest value, 0.0 when there are none. NaN is passed over unless there
-    /// is nothing else; of -0.0 and 0.0 the one that comes first is taken.
+    /// The smallest and the largest value; 0.0 when there are no values. NaN is ignored unless all
+    /// values are NaN. When both -0.0 and 0.0 qualify, the first of them is returned.
     static double minimum(const Data::Array &array, const QList<int> &indices = {});
     static double maximum(const Data::Array &array, const QList<int> &indices = {});
 
     /// minimum() and maximum(), both set; the empty interval when there are no values.
     static Data::Interval range(const Data::Array &array, const QList<int> &indices = {});
 
-    /// The population variance: the mean of the squared distances from the mean(). 0.0 when there
-    /// are no values.
+    /// The population variance: the mean of the squared distances from mean(). 0.0 when there are
+    /// no values.
     static double variance(const Data::Array &array, const QList<int> &indices = {});
 
-    /// The sample standard deviation, sqrt(variance * n / (n - 1)). 0.0 below two values.
+    /// The sample standard deviation: sqrt(variance * n / (n - 1)). 0.0 for fewer than two values.
     static double standardDeviation(const Data::Array &array, const QList<int> &indices = {});
 
-    /// The middle value, or the mean of the two in the middle. 0.0 when there are no values.
+    /// The middle value of the sorted values, or the mean of the two in the middle. 0.0 when there
+    /// are no values.
     static double median(const Data::Array &array, const QList<int> &indices = {});
 
-    /// The ends, the median, and the medians of the halves below and above it, where the middle
-    /// value of an odd number is in neither half.
+    /// Sets the smallest value, the median of the lower half, the median, the median of the upper
+    /// half, and the largest value. The middle one of an odd number of values is in neither half.
     ///
     ///     1 2 3 4 5 6 7 8  => minimum 1, lower 2.5, median 4.5, upper 6.5, maximum 8
     ///     1 2 3 4 5 6 7    => minimum 1, lower 2,   median 4,   upper 6,   maximum 7
@@ -78,90 +79,99 @@ public:
 
     /// The population covariance. 0.0 when no pair counts.
     ///
-    /// It is meant that the means are those of each column by itself, also over rows whose partner
-    /// is a hole or missing.
+    /// \compat The means are those of each column alone. They include rows whose partner is a hole
+    /// or missing.
     static double covariance(const Data::Array &a, const Data::Array &b,
                              const QList<int> &indices = {});
 
     /// covariance / sqrt(variance of a * variance of b). 0.0 when a variance is 0.0 and when the
     /// result is not finite.
     ///
-    /// Two oddities are meant. With \p indices, holes are first dropped from each column by itself,
-    /// so that values meet by position and no longer by row. Without, the variances are of all
-    /// values but the covariance is of pairs, so that holes can push the result beyond 1.
+    /// \compat Two corners:
+    /// - With \p indices, the holes are first removed from each column alone. Values are then
+    ///   paired by position, no longer by row.
+    /// - Without \p indices, the variances are those of all values but the covariance is that of
+    ///   the pairs, so that holes can make the absolute value of the result greater than 1.
     static double coefficientCorrelation(const Data::Array &a, const Data::Array &b,
                                          const QList<int> &indices = {});
 
-    /// The squares of a fit \p b to what was observed, \p a, where m is the mean of \p a.
+    /// The sums of squares for a fit \p b to the observed values \p a, where m is the mean of \p a.
     ///
-    /// \p total is the sum of (a - m)^2, \p residual that of (a - b)^2, \p regression that of
-    /// (b - m)^2. False, with all three left as they were, when the shorter selection is empty; one
-    /// of nothing but holes gives true and zeros.
+    /// Sets \p total to the sum of (a - m)^2, \p residual to that of (a - b)^2, and \p regression
+    /// to that of (b - m)^2. False when one of the selections is empty; the three then stay
+    /// unchanged. When there are only holes, returns true and sets them to 0.0.
     static bool sumSquareInfo(const Data::Array &a, const Data::Array &b, double &total,
                               double &residual, double &regression, const QList<int> &indices = {});
 
-    /// R^2 = 1 - residual / total of sumSquareInfo(). 0.0 when that fails or the total is 0.0.
+    /// R^2 = 1 - residual / total of sumSquareInfo(). 0.0 when that returns false or total is 0.0.
     static double coefficientMultDetermination(const Data::Array &a, const Data::Array &b,
                                                const QList<int> &indices = {});
 
-    /// R^2 for a fit with \p parameters: 1 - (1 - R^2) * (n - 1) / (n - parameters), where n is the
-    /// smaller number of values. 0.0 when n - parameters is below 1.
+    /// The adjusted R^2 for a fit with \p parameters parameters: 1 - (1 - R^2) * (n - 1) / (n -
+    /// parameters), where n is the smaller length() of the two. 0.0 when n - parameters is below 1.
     static double coefficientMultDeterminationAdjusted(const Data::Array &a, const Data::Array &b,
                                                        int parameters,
                                                        const QList<int> &indices = {});
 
-    /// The sum of (a - b)^2. 0.0 when the shorter selection is empty.
+    /// The sum of (a - b)^2. 0.0 when no pair counts.
     static double residualSumSquare(const Data::Array &a, const Data::Array &b,
                                     const QList<int> &indices = {});
 
-    /// sqrt(residualSumSquare / length(b)), and the bare sum when \p b has no values. It is meant
-    /// that all values of \p b are counted and not the pairs.
+    /// sqrt(residualSumSquare / length(b)). When \p b has no values, residualSumSquare itself.
+    ///
+    /// \compat The sum is divided by the number of all values of \p b, not by that of the pairs.
     static double rmsValue(const Data::Array &a, const Data::Array &b,
                            const QList<int> &indices = {});
 
-    /// The values without the holes, in the order of the selection.
+    /// The selected values without the holes, in the order of the selection.
     ///
-    /// Here and in sort() the result is empty when there is no memory for it; a QVector holds 2 GiB
-    /// at most.
+    /// reduce() and sort() return an empty result when there is no memory for it. A QVector holds
+    /// at most 2 GiB.
     static QVector<double> reduce(const Data::Array &array, const QList<int> &indices = {});
 
-    /// reduce(), sorted. NaN is last in both directions.
+    /// The values of reduce(), sorted. NaN is last in both directions.
     static QVector<double> sort(const Data::Array &array, bool ascending,
                                 const QList<int> &indices = {});
 
-    /// What the curve through \p xs and \p ys gives for v, the value number \p index of \p x.
+    /// The y of the curve through the knots \p xs and \p ys at v, the value x[index].
     ///
-    ///     xs[index] equals v      => ys[index]
-    ///     v in an ascending step  => on the straight line of the first such step
-    ///     v on two equal knots    => the y of the first
-    ///     anything else           => Data::noValue
+    ///     xs[index] equals v                     => ys[index]
+    ///     v between two ascending knots          => on the line through the first such knots
+    ///     v at two equal adjacent knots          => the y of the first of them
+    ///     anything else                          => Data::noValue
     ///
-    /// Holes are taken for the large numbers that they are. Descending steps are passed over. All
-    /// this is meant.
+    /// \compat Holes are not left out: they are used as the number 1e300. Descending steps of the
+    /// curve are skipped.
     static double interpolate(const Data::Array &x, int index, const Data::Array &xs,
                               const Data::Array &ys);
 
-    /// Counts values in bins of equal width, appending the count and the upper edge of each bin.
-    /// The result is the new size of \p counts. Below two values it is 0 and nothing is appended.
+    /// Counts the values in bins of equal width. Appends the count of each bin to \p counts and its
+    /// upper edge to \p edges, and returns the new size of \p counts. For fewer than two values,
+    /// returns 0 and appends nothing.
     ///
-    /// The bins start at the smaller end of the range(), or of \p interval when that is not empty
-    /// and ascending. There are \p bins of them, or, with \p bins below 2, as many as it takes with
-    /// the width 3.5 * standardDeviation / cube root of length (Scott's rule).
+    /// The bins start at the lower end of range(), or of \p interval when that has flags and its
+    /// min is below its max. There are \p bins bins up to the upper end. With \p bins below 2,
+    /// there are as many as needed with the width 3.5 * standardDeviation / cube root of length
+    /// (Scott's rule).
     ///
     ///     0 1 2 3 4, 2 bins               => counts 3 2,    edges 2 4
     ///     0 1 2 3 4, 2 bins, from 1 to 3  => counts 3 1 1,  edges 2 3 4
     ///     5 5 5, 4 bins                   => counts 3 0 0 0, edges 5 5 5 5
     ///
-    /// A value on an edge, or above it by no more than 0.0001 of the bin's width or of the upper
-    /// end, whichever is smaller, is below the edge. Nothing is clipped, which is meant: a value
-    /// below the interval is in the first bin, and one above it opens as many bins as it takes.
+    /// A value on an edge belongs to the bin below it, and so does a value above the edge by at
+    /// most 0.0001 of the width of a bin or of the upper end, whichever is smaller.
     ///
-    /// Where lists that are not empty are passed, their entries count: edges are placed by the size
-    /// of \p counts, which is filled up to \p bins. This is meant.
+    /// A value that no bin can reach, because the width is 0 or the value is infinity or NaN, is
+    /// counted in the last bin that the other values need. Empty bins up to \p bins follow.
     ///
-    /// A value that no further bin can reach, since the width is 0, or since the value is infinite
-    /// or NaN, is in the last bin. A call opens no more than 1,000,000 bins: more \p bins are taken
-    /// as that many, and what lies further up is in the last one.
+    /// A call appends at most 1,000,000 bins. A greater \p bins stands for that number, and values
+    /// above the last bin are counted in it.
+    ///
+    /// \compat Two corners:
+    /// - Nothing is clipped: a value below \p interval is counted in the first bin, and for a value
+    ///   above it as many further bins as needed are appended.
+    /// - When \p counts is not empty, its entries count as bins: the edges of further bins are
+    ///   placed by its size, and it is filled up to the size \p bins.
     static int histogramData(const Data::Array &array, int bins, QList<int> &counts,
                              QList<double> &edges, const QList<int> &indices = {},
                              const Data::Interval &interval = {});
@@ -169,27 +179,31 @@ public:
     /// Appends the points of a normal curve over the values: 5 * \p bins + 1 of them, but at least
     /// 51, from three standard deviations below the mean to three above it.
     ///
-    /// \p markers, which may be null, gets the x and the y of five points in turn: at the mean, one
-    /// standard deviation below and above it, two below and above it.
+    /// When \p markers is not null, x and y of five points of the curve are appended to it: at the
+    /// mean, one standard deviation below and above it, two below and above it.
     ///
     /// With v the variance(), or 1.0 when that is 0.0, the curve is
     /// exp((x - mean)^2 / (-2 * v)) * peak, and the peak is
     ///
-    ///     DensityScale  1 / sqrt(v * 2 * pi)
-    ///     PeakScale     1
-    ///     CountScale    rows * (range / bins) / sqrt(v * 2 * pi), for a histogram of as many bins
+    ///     DensityScale  => 1 / sqrt(v * 2 * pi)
+    ///     PeakScale     => 1
+    ///     CountScale    => rows * (range / bins) / sqrt(v * 2 * pi), for a histogram of that many bins
     ///
-    /// It is meant that the width of the curve comes from the population variance and its extent
-    /// from the sample deviation, that equal values give points which all have the mean as x, and
-    /// that no values give the curve of a mean of 0. \p bins above 1,000,000 are taken as that
-    /// many. CountScale with 0 \p bins gives infinite or NaN heights.
+    /// \p bins above 1,000,000 stands for that number. CountScale with \p bins 0 yields infinite or
+    /// NaN heights.
+    ///
+    /// \compat Three corners:
+    /// - The shape of the curve uses the population variance, its extent the sample deviation.
+    /// - When all values are equal, all points have the mean as x.
+    /// - When there are no values, the mean is 0.0.
     static void distributionData(const Data::Array &array, int bins, QVector<double> &x,
                                  QVector<double> &y, DistributionScale scale,
                                  QVector<double> *markers = nullptr,
                                  const QList<int> &indices = {});
 
-    /// Whether \p a and \p b are close: (abs(a) + 1) * tolerance is above abs(a - b). Equal numbers
-    /// are not close with a \p tolerance of 0, which is meant.
+    /// Whether \p a and \p b are close: (abs(a) + 1) * tolerance is greater than abs(a - b).
+    ///
+    /// \compat With a \p tolerance of 0, equal numbers are not close.
     static bool checkTol(double a, double b, double tolerance);
 
     /// \p value, or \p fallback when it is NaN or infinite. A hole is a value here.

@@ -9,7 +9,7 @@
 
 namespace Utils {
 
-/// Numbers and texts for people: static operations, no instances.
+/// Static functions that format numbers for display and process texts.
 class KELMUTILS_EXPORT StringUtil
 {
 public:
@@ -17,40 +17,44 @@ public:
 
     // Numbers
 
-    /// The text of \p value in the default QLocale, groups of digits included. "" for the no-value
-    /// number, whatever the format.
+    /// The text of \p value in the default QLocale, with its group separators. "" for the no-value
+    /// number Data::noValue, in any format.
     ///
-    /// \p format and \p precision are those of QLocale::toString(); a precision above a million is
-    /// a million. Decimal ties go away from zero. Not a number is "nan", infinity "inf".
+    /// \p format and \p precision are those of QLocale::toString(); a precision above a million
+    /// stands for a million. A number halfway between two decimals is rounded away from zero. NaN
+    /// is "nan" and infinity is "inf".
     static Data::String display(double value, char format, int precision);
     static Data::String display(double value); ///< in format 'g' with 6 digits
 
-    /// The same for the number in \p value, which is converted in the C locale: what is no number
-    /// is shown as 0.
+    /// The same for the number in \p value, which is converted in the C locale. A value that does
+    /// not convert is shown as 0.
     static Data::String display(const Data::Variant &value);
 
-    /// The text of \p value for programs that store or compare it: as display(), or in the C locale
-    /// when the environment variable TQA_TESTING is "true", "yes" or "1" in any case.
+    /// The text of \p value for programs that store or compare it. As display(), but in the C
+    /// locale when the environment variable TQA_TESTING is "true", "yes" or "1", in upper or lower
+    /// case.
     ///
-    /// The first call with another number than the no-value one reads the variable. What it finds
-    /// holds until the end of the process, which is meant.
+    /// \compat The variable is read once, by the first call with another number than the no-value
+    /// number. Later changes of it have no effect.
     static Data::String output(double value, char format, int precision);
     static Data::String output(double value); ///< in format 'g' with 6 digits
     static Data::String output(const Data::Variant &value);
 
-    /// The number in \p text as the default QLocale reads it, 0.0 when there is none, or too large
-    /// a one.
+    /// The number in \p text, read in the default QLocale. 0.0 when \p text is not a number, or one
+    /// that is too large for a double.
     ///
-    ///     "1,000"  => 1000.0    where "," groups digits
-    ///     "1,00"   => 0.0       there, as the group is too short
-    ///     "1,5"    => 1.5       where "," is the decimal sign
+    ///     "1,000"  => 1000.0    where "," is the group separator
+    ///     "1,00"   => 0.0       there, too, as the group is too short
+    ///     "1,5"    => 1.5       where "," is the decimal point
     static double displayNumber(const Data::String &text);
 
-    /// The number in \p value: a double as it is, the no-value number included. Anything else, an
-    /// int too, goes through its text, which is meant.
+    /// The number in \p value. A double is returned as it is, even the no-value number.
+    ///
+    /// \compat Any other value, even an int, is converted to text, which is then read in the
+    /// default QLocale.
     static double displayNumber(const Data::Variant &value);
 
-    // Between a text and a variant, a literal or a QString would fit both as well.
+    // Without these overloads, a literal or a QString would be ambiguous.
     static double displayNumber(const QString &text) { return displayNumber(Data::String(text)); }
     static double displayNumber(const char *utf8) { return displayNumber(Data::String(utf8)); }
 
@@ -59,172 +63,194 @@ public:
     ///     0.5, 0         => "50%"        from 1 to 10000 percent: \p precision decimals
     ///     0.005, 0       => "0.5%"       outside of them: at least 2 significant digits
     ///     100.1, 1       => "1e+04%"
-    ///     0.000001, 3    => "0%"         below 0.001 percent, whatever the precision
+    ///     0.000001, 3    => "0%"         below 0.001 percent, for any \p precision
     ///
-    /// The no-value number is a number like any other here, which is meant. A percentage that is
-    /// that very number is "%" alone.
+    /// \compat The no-value number is a number like any other here. A \p fraction whose percentage
+    /// is exactly the no-value number yields "%".
     static Data::String formatPercent(double fraction, int precision);
 
-    /// The signs for "less than or equal" and "greater than or equal" in rich text, by the font
-    /// Symbol or as a character.
+    /// The signs for "less than or equal" and "greater than or equal" as rich text: in the font
+    /// Symbol, or as a character reference.
     static Data::String lessthanequal(bool symbolFont);
     static Data::String greaterthanequal(bool symbolFont);
 
     // Escapes and brackets
 
-    /// \p text with its backslashes doubled, then each of \p chars replaced everywhere by its
-    /// escape sequence, then each of \p edgeChars where the text starts or ends with it.
+    /// Doubles the backslashes of \p text, then replaces each character of \p chars by its escape
+    /// sequence, everywhere, then each character of \p edgeChars at the start and at the end of the
+    /// text.
     ///
-    /// An escape sequence is a backslash and "s" for a blank, "t" for a tab, "n" for a line feed,
-    /// or the character itself.
+    /// An escape sequence is a backslash followed by "s" for a space, "t" for a tab, "n" for a line
+    /// feed, or any other character itself.
     ///
     ///     "a\b c", " ", ""  => "a\\b\sc"
     ///     " a b ", "", " "  => "\sa b\s"
-    ///     "a b", " s", ""   => "a\\sb"     the "s" behind a blank escapes the one in "\s"
-    ///     "s", "", "s"      => "\\s"       a single character is the start and the end
+    ///     "a b", " s", ""   => "a\\sb"     "s" is escaped after " ", also in "\s"
+    ///     "s", "", "s"      => "\\s"       a single character is both the start and the end
     ///
-    /// The characters are taken in order, one after the other, which is meant; so a character given
-    /// twice is escaped twice, and a backslash among them doubles all backslashes again. "" when
-    /// the text would reach 2^29 characters.
+    /// Returns "" when the result would reach 2^29 characters.
+    ///
+    /// \compat The characters are replaced one after the other, each in the result of those before.
+    /// So a character that is given twice is escaped twice, and a backslash among them doubles all
+    /// backslashes again.
     static Data::String escape(Data::String text, const Data::String &chars,
                                const Data::String &edgeChars);
 
-    /// \p text with the escape sequences of \p chars replaced by the characters and doubled
-    /// backslashes by one, with \p chars empty, too.
+    /// Replaces the escape sequences of \p chars by their characters, and doubled backslashes by
+    /// single ones. The latter also when \p chars is empty.
     ///
-    /// It gives back what escape() got when the characters it escaped, each once, are in \p chars,
-    /// without a backslash, nor both a blank and the letter of its sequence, and when no single
-    /// character was escaped at both ends. It is meant that "*SLASH*" becomes a backslash, in the
-    /// text or as made by a backslash beside a part of it:
+    /// unescape() restores the text passed to escape() if
+    /// - \p chars has all characters that were escaped, each of them once;
+    /// - no backslash is among them;
+    /// - a space and "s" are not both among them, nor a tab and "t", nor a line feed and "n";
+    /// - a text of a single character was not escaped at both ends;
+    /// - the text does not contain "*SLASH*".
+    ///
+    /// \compat "*SLASH*" becomes a backslash, even when it is formed only during the conversion,
+    /// from a backslash next to a part of it:
     ///
     ///     "*SLASH\"  escaped and unescaped  => "\SLASH*"
     static Data::String unescape(Data::String text, const Data::String &chars);
 
-    /// The index of what closes the bracket at \p pos: ")", ">", "]" or "}". Any other character
-    /// closes itself, as quotes do. -1 when nothing does, or \p pos is not in the text.
+    /// The index of the bracket that closes the one at \p pos: ")", ">", "]" or "}". Any other
+    /// character is closed by itself, like quotes. -1 when there is none, or \p pos is out of
+    /// range.
     ///
     ///     "(a(b)c)", 0  => 6
-    ///     "(a\)b)", 0   => 5     what stands behind a backslash does not count,
-    ///     "(a\\)b)", 0  => 4     but behind two it does, and behind three, too, which is meant
+    ///     "(a\)b)", 0   => 5     a character after one backslash is ignored,
+    ///     "(a\\)b)", 0  => 4     one after two backslashes is not
     ///     "'a'", 0      => 2
+    ///
+    /// \compat A character after three backslashes or more is not ignored, either.
     static int findMatch(const Data::String &text, int pos);
 
-    /// The text between the bracket at \p pos and findMatch(), up to the end of the text when there
-    /// is no match. "" when \p pos is not in the text.
+    /// The text between the bracket at \p pos and the one found by findMatch(), or up to the end of
+    /// the text when there is none. "" when \p pos is out of range.
     static Data::String extractMatch(const Data::String &text, int pos);
 
     // Lists
 
-    /// The index of the first item that contains \p text, from \p first on; -1 when there is none,
-    /// or an item without it contains \p stop first. An empty \p stop stops nowhere.
+    /// The index of the first item that contains \p text, searched from index \p first on. -1 when
+    /// there is none, or when an item that contains \p stop but not \p text comes before it. An
+    /// empty \p stop is not searched for.
     ///
-    /// A negative \p first counts from the item before the last: -1 is that one, which is meant, -2
-    /// the one before it, and so on down to the first item.
+    /// \compat A negative \p first counts from the item before the last: -1 is that item, -2 the
+    /// one before it, and so on down to the first item.
     static int findInList(const Data::String &text, const QStringList &list,
                           const Data::String &stop, int first);
 
-    /// \p list with every item that is \p from replaced by \p to.
+    /// A copy of \p list with every item that equals \p from replaced by \p to.
     static QStringList replaceInList(const QStringList &list, const Data::String &from,
                                      const Data::String &to);
 
-    /// All of \p list with \p separator between, or its first \p limit items and then how many more
-    /// there are, in the words of the key ".Kelm.Framework.msg.plusmore".
+    /// Joins the items of \p list with \p separator. Of a long list, only the first \p limit items,
+    /// followed by the text of the string table key ".Kelm.Framework.msg.plusmore" with the number
+    /// of items left out.
     ///
-    /// With \p exact a list of \p limit items or more is cut, else one that has five more at least.
-    /// It is meant that a list of exactly \p limit items is cut to show that there are 0 more. A
-    /// negative \p limit shows no items, and counts from it.
+    /// With \p exact, a list is long from \p limit items on, otherwise from \p limit + 5 items on.
+    /// A negative \p limit shows no items; the number is then the size of the list minus \p limit.
+    ///
+    /// \compat With \p exact, a list of exactly \p limit items is followed by the text for 0 more.
     static Data::String joinLimit(const QStringList &list, int limit, const Data::String &separator,
                                   bool exact);
 
     // Texts for people
 
-    /// A table in rich text of the lines of \p text, or of \p lines, \p spacing pixels between its
-    /// cells. "" for an empty text.
+    /// Formats the lines of \p text, or \p lines, as a table in rich text with \p spacing pixels
+    /// between the cells. "" for an empty text.
     ///
-    ///     "a: b", ": "     => a row with the cells "a" and "b"; each further separator starts one
+    ///     "a: b", ": "     => a row with the cells "a" and "b"; each further separator adds one
     ///     "a", ": "        => a row with one cell
     ///     "*a: b", ": "    => the first cell in bold
     ///
-    /// What the lines hold is rich text itself and is not escaped.
+    /// The lines are rich text themselves and are not escaped.
     static Data::String formatTable(const Data::String &text, const Data::String &separator,
                                     int spacing);
     static Data::String formatTable(const QStringList &lines, const Data::String &separator,
                                     int spacing);
 
-    /// A label from the identifier \p name: a blank in front of each word, which keeps its capital
-    /// with \p keepCase.
+    /// Makes a label from the identifier \p name: the first character becomes a capital, and a
+    /// space is inserted before each word. A word begins with a capital, which is kept with
+    /// \p keepCase.
     ///
     ///     "maxLoadValue", false  => "Max load value"
     ///     "maxLoadValue", true   => "Max Load Value"
-    ///     "XMLFile", false       => "XMLFile"     capitals in a row stay together,
-    ///     "xPos", false          => "XPos"        and the first character is one by then
-    ///     "2Max", false          => "2 max"       a digit in front is none
-    ///     "max Load", false      => "Max  load"   a blank is added to the one that is there
+    ///     "XMLFile", false       => "XMLFile"     adjacent capitals stay together,
+    ///     "xPos", false          => "XPos"        even when the first was made a capital
+    ///     "2Max", false          => "2 max"       a digit is no capital
+    ///     "max Load", false      => "Max  load"   a space is inserted even after a space
     static Data::String makeLabel(Data::String name, bool keepCase);
 
-    /// The lines of \p text, which \p separator ends, with a blank where a sentence was wrapped and
-    /// \p lineBreak elsewhere: in front of an empty line, behind ":", and in front of a line that
-    /// starts with a capital, with "-" or with a number, behind blanks or not.
+    /// Joins the lines of \p text, which \p separator separates: with a space where a sentence was
+    /// wrapped, elsewhere with \p lineBreak. That is before an empty line, after a line that ends
+    /// with ":", and before a line that starts with a capital, "-" or a number; spaces before these
+    /// are ignored.
     ///
     ///     "one\ntwo\n- three\nFour", "\n", "<br>"  => "one two<br>- three<br>Four"
     ///
-    /// A number is a word of its own that QString::toDouble() reads: "1." and "nan", too, but not
-    /// "1)". Blanks around a line stay.
+    /// A number is a word that QString::toDouble() reads: also "1." and "nan", but not "1)". Spaces
+    /// around a line are kept.
     static Data::String combineLines(const Data::String &text, const Data::String &separator,
                                      const Data::String &lineBreak);
 
-    /// \p text without what stands in "<" and ">", across lines, too: "1<2 and 3>2" is "12".
+    /// Removes everything between "<" and ">", and these two, across lines, too. "1<2 and 3>2"
+    /// yields "12".
     static Data::String removeTags(const Data::String &text);
 
-    /// \p text with its character entities replaced.
+    /// Replaces the character entities in \p text.
     ///
     ///     "&amp; &apos; &quot; &lt; &gt;"  => "& ' \" < >"
-    ///     "&#65;&#x42;"                    => "AB"      up to 10FFFF, hexadecimal behind "x"
+    ///     "&#65;&#x42;"                    => "AB"      up to 10FFFF, hexadecimal after "x"
     ///     "&alpha;&Omega;"                 => "αΩ"      the 48 Greek letters, but no final sigma
-    ///     "&amp;alpha;"                    => "α"       a fresh "&" opens an entity
-    ///     "&foo; &alpha;"                  => the same  the first one that is unknown ends it all,
-    ///     "a & b &alpha;"                  => the same  and so does any other "&"
+    ///     "&amp;alpha;"                    => "α"       the "&" of "&amp;" can begin an entity
+    ///     "&foo; &alpha;"                  => the same  replacement ends at an unknown entity,
+    ///     "a & b &alpha;"                  => the same  and at any other "&"
     ///
-    /// That a "&" which begins no entity keeps all behind it as they are is meant, but for those
-    /// whose like came earlier: "&alpha; &foo; &alpha;" is "α &foo; α".
+    /// \compat After the first "&" that does not begin an entity, only entities are replaced that
+    /// also occur before it: "&alpha; &foo; &alpha;" yields "α &foo; α".
     static Data::String replaceSymbol(const Data::String &text);
 
-    /// The parts of a link: scheme, host, path, and then each parameter. A part that is not there
-    /// is "".
+    /// Splits a link into scheme, host and path, followed by its parameters. A missing scheme, host
+    /// or path is "".
     ///
     ///     "file:/host/dir/name?x=1&y"  => "file", "host", "dir/name", "x=1", "y"
     ///     "/host/dir"                  => "", "host", "dir"
     ///     "name?"                      => "", "", "name", ""
-    ///     "http://host/path"           => "http", "", "host/path"   meant
-    ///     "file:/host?x=1"             => "file", "host?x=1", ""    meant: no path, no parameters
+    ///
+    /// \compat A second "/" after the scheme ends an empty host, and a host that no "/" follows
+    /// includes the parameters:
+    ///
+    ///     "http://host/path"           => "http", "", "host/path"
+    ///     "file:/host?x=1"             => "file", "host?x=1", ""
     static QStringList splitLink(const Data::String &link);
 
     // Keys and values in one text
 
-    /// \p items as one text: with \p pairSep between, or each in "[" and "]" when that is one of
-    /// the two.
+    /// Joins \p items to one text, separated by \p pairSep. When \p pairSep is '[' or ']', each
+    /// item is enclosed in "[" and "]" instead.
     ///
     ///     "a=1", "b=2" and '['  => "[a=1][b=2]"
     ///     "a=1", "b=2" and ';'  => "a=1;b=2"
     ///
-    /// Nothing is escaped: an item that holds "][", or \p pairSep, is not read back as one.
+    /// Nothing is escaped: an item that contains "][", or \p pairSep, is not read back as one item.
     static Data::String joinStringMap(const QStringList &items, char pairSep);
 
-    /// The same for an item a key, as key, \p keySep and value, in the order of the keys.
+    /// The same for a map. Each item is a key, \p keySep and the value, in the order of the keys.
     static Data::Variant joinStringMap(const QMap<Data::String, Data::String> &map, char pairSep,
                                        char keySep);
 
-    /// What \p items or \p text hold: the value of an item stands behind its first \p keySep.
+    /// The map in \p items or \p text. In each item the first \p keySep separates the key from the
+    /// value.
     ///
-    /// An item without \p keySep holds nothing, and of a key that comes twice the last value
-    /// counts. Of a text in brackets a single "[" in front and a single "]" at the end may be left
-    /// out.
+    /// An item without \p keySep is ignored. When a key occurs several times, its last value
+    /// counts. In a text with brackets, the "[" at the start and the "]" at the end may be missing.
     static QMap<Data::String, Data::String> splitStringMap(const QStringList &items, char keySep);
     static QMap<Data::String, Data::String> splitStringMap(const Data::String &text, char pairSep,
                                                            char keySep);
 
-    /// The keys of \p text in the order of the text, each as often as it comes. It is meant that an
-    /// item without \p keySep is a key as a whole, so that an empty text has one empty key.
+    /// The keys in \p text in the order of the text, each as often as it occurs.
+    ///
+    /// \compat An item without \p keySep is a key as a whole. So an empty text has one empty key.
     static QStringList stringMapKeys(const Data::String &text, char pairSep, char keySep);
 
     /// The values of \p map in the order of the keys.
@@ -232,14 +258,14 @@ public:
 
     // Properties: the same with '[' and '=', as in "[width=3][name=a b]"
 
-    /// splitProps2() gives the map back when no key holds "=" and neither key nor value "][". Of a
-    /// value that is a variant the text is taken.
+    /// Joins items or a map to a property text. A variant is converted to text. splitProps2()
+    /// restores the map if no key contains "=" and neither a key nor a value contains "][".
     static Data::String joinProps(const QStringList &items);
     static Data::String joinProps(const QMap<Data::String, Data::String> &map);
     static Data::String joinProps(const QMap<Data::String, Data::Variant> &map);
 
-    /// The properties in \p text, or in \p items, as texts, or, with splitProps(), as variants that
-    /// hold texts.
+    /// The properties in \p text or \p items: splitProps2() returns the values as texts,
+    /// splitProps() as variants that hold texts.
     static QMap<Data::String, Data::String> splitProps2(const Data::String &text);
     static QMap<Data::String, Data::String> splitProps2(const QStringList &items);
     static QMap<Data::String, Data::Variant> splitProps(const Data::String &text);
@@ -247,7 +273,7 @@ public:
 
     static QStringList propKeys(const Data::String &text); ///< as stringMapKeys()
 
-    /// The values in \p text in the order of the text, of the items that have a "=".
+    /// The values in \p text in the order of the text. Items without "=" are ignored.
     static QStringList propValues(const Data::String &text);
 };
 
