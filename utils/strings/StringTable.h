@@ -5,124 +5,133 @@
 
 namespace Utils {
 
-/// The catalogue of the texts that people read: static operations, no instances.
+/// The catalogue of the texts that users read. All functions are static.
 ///
-/// Program code holds dotted keys. A key is the name of a table behind a ".", with dots of its own,
-/// and an id, which starts with "." as well and tells the kind of text in its first component:
-/// ".err" an error, ".msg" a message, ".ctx" the text of a menu or a control.
+/// Program code contains keys instead of texts. A key is "." and the name of a table, which may
+/// contain dots itself, followed by an id. The id starts with "." as well; its first component is
+/// the kind of text: ".err" an error, ".msg" a message, ".ctx" the text of a menu or a control.
 ///
 ///     ".Kelm.Data.err.noopen"  => ".err.noopen" of the table "Kelm.Data"
 ///
-/// The catalogue belongs to the main thread. Nothing here reports a failure: what cannot be looked
-/// up is shown as its key. When the process ends and the catalogue has gone, a key stands for
-/// itself.
+/// The catalogue belongs to the main thread. The lookup functions report no failure: a key that is
+/// not found is returned itself, as described below. Once the catalogue is destroyed at the end of
+/// the process, every key is returned itself.
 class KELMUTILS_EXPORT StringTable
 {
 public:
-    /// What a file of strings holds. Internal.
+    /// The contents of a string table file. Internal.
     struct Table;
 
     StringTable() = delete;
 
-    /// Sets the catalogue up, once: the first call with a \p language counts, and every other one
-    /// changes nothing.
-    ///
-    /// Makes the Translator that answers the toolkit from the catalogue, so the application object
-    /// must be there; the translator is never deleted. \p contexts is the name of a context or
-    /// several separated by ";", \p productContext one more: the parts of files that are read.
-    /// The application hears of the translator (QEvent::LanguageChange) while every key still
-    /// stands for itself; a call from there changes nothing.
+    /// Initialises the catalogue. Only the first call with a \p language that is not empty has an
+    /// effect. It sets the current language:
     ///
     ///     "en"     => "en"
     ///     "enIDS"  => "en"    five characters that end with "IDS": the first two
-    ///     "de_DE"  => "de"    what stands before the first "_"
-    ///     "_DE"    => ""      so that the next call counts again
+    ///     "de_DE"  => "de"    the part before the first "_"
+    ///     "_DE"    => ""      the catalogue stays uninitialised, and the next call has an effect
+    ///
+    /// \p contexts is the name of a context, or several names separated by ";". \p productContext
+    /// is one more name. load() reads only the contexts with these names.
+    ///
+    /// Constructs the Translator, through which Qt uses the catalogue, so the application object
+    /// must exist. The translator is never deleted. Its installation sends QEvent::LanguageChange
+    /// to the application. During this event every key still yields itself, and another call of
+    /// this function has no effect.
     static void initialize(const Data::String &language, const Data::String &contexts,
                            const Data::String &productContext);
 
-    /// Loads the table \p name for the current language: the file `<name>_<language>.xml`, or else
-    /// `<name>_en.xml`, where File::findResource() finds it. False before initialize(), and when
-    /// there is no such file, it is no string table, it cannot be read to its end, or the memory
-    /// does not suffice; a table of that name stays as it was then.
+    /// Loads the table \p name in the current language from the file `<name>_<language>.xml` or,
+    /// when there is none, `<name>_en.xml`. File::findResource() finds the file. False before
+    /// initialize(), and when there is no such file, it is not a string table, it cannot be read
+    /// completely, or there is not enough memory; a table of that name then stays as it was.
     ///
     /// The file is XML with the document type "StringTable". Its root element, and each "context"
-    /// and "ui" in it, holds any number of these elements, whose names may be in any case:
+    /// and "ui" in it, contains any number of these elements, whose names may be in upper or lower
+    /// case:
     ///
     ///     string id="..."     a text. The last of an id counts; without one, its id is "".
-    ///     context name="..."  is skipped unless it is one of the contexts given to initialize()
-    ///     ui name="..."       the texts of a form, which Translator answers with. All of a name
-    ///                         are one form; a form in several tables is that of the table loaded
-    ///                         last.
+    ///     context name="..."  skipped, unless its name was passed to initialize()
+    ///     ui name="..."       the texts of a form, which Translator returns. All of the same name
+    ///                         are one form; of a form in several tables, that of the table loaded
+    ///                         last counts.
     ///
-    /// Any other element is skipped with all that is in it. The text of a string is that of
-    /// Xml::Element::childTextData(), in which, in this order:
+    /// Any other element is skipped with its contents. The text of a string is the result of
+    /// Xml::Element::childTextData(), in which these are replaced, one after the other:
     ///
-    ///     \n                   is a line end; then, if the text has both "<" and ">", every one is
-    ///                          "<br>"
-    ///     \\                   is a backslash; so is "*SLASH*", which is meant
-    ///     a backslash and tab  is a tab; "\t" in letters is none, and stays, which is meant
-    ///     \\t                  what reads so by now has one backslash less
+    ///     \n                 => a line feed. If there was one, and the text contains both "<" and
+    ///                           ">", all line feeds then become "<br>".
+    ///     \\                 => a backslash
+    ///     backslash and tab  => a tab
+    ///     \\t                => \t
+    ///
+    /// \compat "*SLASH*" becomes a backslash, too. The two characters `\t` are not converted to a
+    /// tab.
     static bool load(const Data::String &name);
 
-    /// The text of \p key, with its %1, %2... for the caller to fill.
+    /// The text of \p key. The caller replaces its placeholders %1, %2 and so on.
     ///
-    /// The table is the one with the longest name that \p key starts with, component by component,
-    /// and that leaves at least one for the id. With the table "Kelm.Utils" loaded, and in it
-    /// ".err.x" alone:
+    /// Searches the table with the longest name whose components \p key begins with, such that at
+    /// least one component is left for the id. With the table "Kelm.Utils", which contains only
+    /// ".err.x":
     ///
     ///     ".Kelm.Utils.err.x"  => its text
-    ///     ".Kelm.Utils.err.y"  => ".err.y"        the id alone, which is meant; no other table is
-    ///                                             tried, even if one with a shorter name has it
-    ///     ".Other.err.x"       => ".Other.err.x"  no such table
+    ///     ".Kelm.Utils.err.y"  => ".err.y"        the id is unknown
+    ///     ".Other.err.x"       => ".Other.err.x"  there is no such table
     ///     ".Kelm"              => ".Kelm"         a single component
-    ///     "text", ""           => "text", ""      no key: without a "." in front it is text
-    ///     already
+    ///     "text", ""           => "text", ""      not a key, because it does not begin with "."
     ///
-    /// Every key stands for itself before initialize().
+    /// Before initialize(), every key yields itself.
+    ///
+    /// \compat An unknown id in a known table yields the id alone. Other tables are not searched,
+    /// even if one with a shorter name contains the id.
     static Data::String lookup(const Data::String &key);
 
-    /// The text of the string \p text of the form \p uiName, as Translator gives it for that
-    /// context: "" when it has none. Without a form, or before initialize(), the text of the key
-    /// \p text. Both are UTF-8, and null is the empty text.
+    /// The string \p text of the form \p uiName: the result of Translator::translate() for that
+    /// context, or "" when it has none. When \p uiName is null, or before initialize(), the text of
+    /// the key \p text. Both are UTF-8; null for \p text is the empty text.
     static Data::String lookup(const char *text, const char *uiName = nullptr);
 
-    /// The text of a key that may be short, which is one of fewer than three dots: then that of the
-    /// table \p tableName, given without a "." in front.
+    /// The text of \p key, which may be short: a key with fewer than three dots is looked up in the
+    /// table \p tableName, whose name is passed without the leading ".".
     ///
-    ///     ".err.noopen", "Kelm.Data"             => that of ".Kelm.Data.err.noopen"
-    ///     ".Kelm.Utils.err.noopen", "Kelm.Data"  => that of ".Kelm.Utils.err.noopen"
+    ///     ".err.noopen", "Kelm.Data"             => the text of ".Kelm.Data.err.noopen"
+    ///     ".Kelm.Utils.err.noopen", "Kelm.Data"  => the text of ".Kelm.Utils.err.noopen"
     ///     "text", "Kelm.Data"                    => "text"
     static Data::String lookupx(const Data::String &key, const Data::String &tableName);
 
-    /// The item \p index of the text of \p key, trimmed; "" when there is none. The first is 0.
+    /// Splits the text of \p key at \p separator and returns the item at \p index, trimmed. The
+    /// first item has the index 0. "" when there is no such item.
     ///
-    /// The items of the last key are kept and known by the key alone, which is meant: asked again
-    /// in a row, with another separator or behind a load(), a key gives the same items.
+    /// \compat The items of the last key are kept, and found again by the key alone: the next call
+    /// with the same key uses the same items, even with another \p separator or after load().
     static Data::String lookupi(const Data::String &key, int index, char separator = ';');
 
-    /// The value of \p subKey in the text of \p key, or \p defaultValue when it has none.
+    /// The value of \p subKey in the text of \p key, or \p defaultValue when there is none.
     ///
     ///     "[a=1][b=2]", "b"  => "2"
     ///     "[a=1=2]", "a"     => "1=2"
     ///     "[ab=1]", "a"      => the default
-    ///     "a=1", "a"         => "1"           the outer brackets may be left out
+    ///     "a=1", "a"         => "1"           the outer brackets are optional
     static Data::String lookupk(const Data::String &key, const Data::String &subKey,
                                 const Data::String &defaultValue);
 
-    /// The text of \p key in \p language, which is as the names of files have it; "" is the current
-    /// one. An id that the file of that language has not gives the id, as in lookup().
+    /// The text of \p key in \p language, which is written as in the file names; "" is the current
+    /// language. An id that the file of that language does not contain yields the id, as in
+    /// lookup().
     ///
-    /// The file is read when it is first asked for, and its forms are not kept. Where there is
-    /// none, the English one is read for it, unless the current language is English. Where there is
-    /// none either, the text in the current language stands in, and the file is looked for again
-    /// the next time; so, too, where the file cannot be read to its end.
+    /// The first call for a language reads its file; the forms in it are ignored. When there is no
+    /// such file, the English one is read instead, unless the current language is English. When
+    /// there is none either, or the file cannot be read completely, returns the text in the current
+    /// language, and the next call tries again.
     static Data::String lookupl(const Data::String &key, const Data::String &language);
 
-    /// lookupi() in \p language; nothing is kept of another language than the current one.
+    /// As lookupi(), in \p language. Items are kept for the current language only.
     static Data::String lookupil(const Data::String &key, int index, char separator,
                                  const Data::String &language);
 
-    /// lookupk() in \p language, with "" for the default.
+    /// As lookupk(), in \p language and with the default "".
     static Data::String lookupkl(const Data::String &key, const Data::String &subKey,
                                  const Data::String &language);
 };

@@ -5,16 +5,17 @@
 
 namespace Utils {
 
-/// Loads a table of the catalogue when it is made: as a static object, when its library is loaded.
+/// Loads a table of the catalogue in its constructor. As a static object, it loads the table when
+/// its library is loaded.
 ///
 ///     static const Utils::StringTableLoader loader("TORVE.Solver");
 ///
-/// The catalogue must have been set up by then, or nothing is loaded, as StringTable::load() has
-/// it. So this is for libraries that a host loads while it runs.
+/// Nothing is loaded before StringTable::initialize(). The class is therefore for libraries that a
+/// running host loads.
 class KELMUTILS_EXPORT StringTableLoader
 {
 public:
-    /// What StringTable::load() gives is ignored.
+    /// Calls StringTable::load() and ignores its result.
     explicit StringTableLoader(const Data::String &name);
 };
 

@@ -6,43 +6,41 @@
 
 namespace Utils {
 
-/// Answers the toolkit from the catalogue, so that one translation serves the whole program.
+/// A QTranslator that takes its texts from the StringTable, so that one translation serves the
+/// whole program.
 ///
-/// It is made by StringTable::initialize() and never deleted. The toolkit asks it for every text
-/// that it shows, and keeps its own text where the answer is null.
+/// StringTable::initialize() constructs it; it is never deleted. Qt calls translate() for every
+/// text that it shows, and keeps its own text when the result is null.
 class KELMUTILS_EXPORT Translator : public QTranslator
 {
     Q_OBJECT
 
 public:
-    /// Installs itself in the application object, if there is one already.
+    /// Installs itself in the application object, if that exists.
     explicit Translator(QObject *parent = nullptr);
     ~Translator() override;
 
-    /// The text of \p sourceText in \p context, or a null text when there is none or it is empty.
-    /// \p n is not used; null stands for "" in all the others.
+    /// The translation of \p sourceText in \p context. Null when there is none, or it is empty.
+    /// \p n is not used. Null is the same as "" for the other arguments.
     ///
-    ///     a known text of the toolkit                        its text in the table "Kelm.Widgets",
-    ///     ("QLineEdit", "&Undo")                             here that of ".Kelm.Widgets.ctx.undo"
+    /// - One of 24 texts of Qt itself, such as "&Undo" in the context "QLineEdit", yields its text
+    ///   in the table "Kelm.Widgets", here that of the key ".Kelm.Widgets.ctx.undo".
+    /// - ".x" in a context "Widgets::...", or in a context "Q..." with the disambiguation "_Qok",
+    ///   yields the text of the key ".Kelm.Widgets.x". Keys that start with ".Kelm.Widgets" or
+    ///   ".TORVE." are looked up as they are.
+    /// - ".x" in a context that is the name of a loaded form yields the string ".x" of the form, or
+    ///   ".x" itself when the form has none.
+    /// - "x", without a leading ".", in a context "Widgets::..." yields the text of the id "x" in
+    ///   the table "Kelm.Widgets", or "x" itself when there is no such id. When the table is not
+    ///   loaded, the key ".Kelm.Widgetsx" is looked up.
+    /// - Anything else yields null.
     ///
-    ///     a context "Widgets::...", or "Q..." with           the text of the key; ".Kelm.Widgets"
-    ///     "_Qok" as disambiguation and a source ".x"         is put in front of all but keys of
-    ///                                                        that table and ".TORVE."
-    ///
-    ///     the name of a form whose strings are loaded,       its own text of ".x"; ".x" itself
-    ///     and a source ".x"                                  when it has none
-    ///
-    /// In a context "Widgets::..." a source without a "." in front is an id of "Kelm.Widgets" as
-    /// well: with the table loaded "x" gives its text, or "x" itself, and without it
-    /// ".Kelm.Widgetsx" is looked up. Anywhere else such a source that is no known text of the
-    /// toolkit has no answer.
-    ///
-    /// A key that the catalogue does not know is shown as lookup() gives it, which is meant: with
-    /// no table loaded every known text of the toolkit is shown as its key.
+    /// \compat A key that is not in the catalogue yields the result of StringTable::lookup(). So
+    /// when no table is loaded, the 24 texts are shown as keys.
     QString translate(const char *context, const char *sourceText,
                       const char *disambiguation = nullptr, int n = -1) const override;
 
-    /// Always false, so that the toolkit never passes the translator over.
+    /// Always false, so that Qt never skips the translator.
     bool isEmpty() const override;
 };
 
