@@ -16,7 +16,7 @@ namespace Utils {
 
 class TagFilePrivate;
 
-/// A text file of tagged records, in UTF-8: reads it, holds its tags, and writes them.
+/// A text file of tagged records in UTF-8. The class reads it, holds its tags, and writes them.
 ///
 ///     $ a comment
 ///     *TYPE
@@ -30,7 +30,7 @@ class TagFilePrivate;
 ///     two lines
 ///     of text
 ///
-/// Tags are built in memory and saved, or streamed out one at a time:
+/// Tags are either built in memory and saved, or streamed to the file one at a time:
 ///
 ///     Utils::TagFile file(path);               Utils::TagFile file;
 ///     file.addTag("steel", "").add_g(...);     file.open(path, error);
@@ -38,195 +38,210 @@ class TagFilePrivate;
 ///                                              file.writeProperty("grade", "S355");
 ///                                              file.close();
 ///
-/// Reading knows no errors: what is no tag, property or comment is passed over. A line ends with LF
-/// or CR LF and is told by its first character, with nothing trimmed:
+/// There are no syntax errors: a line that is not a tag, a property or a comment is ignored. A line
+/// ends with LF or CR LF. Its first character determines its kind; spaces are not trimmed:
 ///
-///     ""            ignored
-///     "$..."        a comment, ignored
-///     "*name"       a tag, whose name is the rest of the line as it stands
-///     "key: value"  a property: the value is all behind the one blank
-///     "key:2"       a property: the value is the next two lines, or as many as there are, with no
-///                   meaning of their own, and with a line feed between them
-///     "key:"        a property with an empty value, as is "key:x", where x is no number; x is lost
-///     others        ignored, as are properties in front of the first tag
+///     ""            => ignored
+///     "$..."        => a comment, ignored
+///     "*name"       => a tag; its name is the rest of the line
+///     "key: value"  => a property; its value is everything after the ": "
+///     "key:2"       => a property; its value is the next two lines, or as many as there are.
+///                      They are not interpreted and are joined with a line feed.
+///     "key:"        => a property with an empty value. So is "key:x", where x is not a number and
+///                      is lost.
+///     others        => ignored, and so are properties before the first tag
 ///
-/// "\:" in a key or in a one-line value stands for ":". In the key it is needed, for the first
-/// other colon ends it.
+/// "\:" in a key or in a one-line value stands for ":". A key needs it, because the first other
+/// colon ends the key.
 ///
-/// What is written does not always come back, and each of these is meant:
+/// \compat What is written is not always read back as it was:
 ///
-///     comments                                get lost
-///     a key that starts with "$" or "*"       is read as a comment or as a tag
-///     a key that ends with "\"                is lost with its value
-///     "true", "false" with WriteYesNo         stay "yes", "no"
-///     "" with WriteNone                       is "NONE", or dropped with DropNone
-///     "NONE" with DropNone                    is dropped
-///     "" with LeaveOutEmpty                   is gone
-///     "\:" or "*COLON*" in a one-line value   is ":"
-///     empty lines at the start of a value     get lost
-///     CR LF in a value                        is LF, and a CR at the end of a line gets lost
-///     a tag without a name                    is none: its properties join the tag above
-///     the last tag, without properties        is lost, unless it is the only one, or a comment or
-///                                             an empty line follows
+///     comments                                => nothing
+///     a key that starts with "$" or "*"       => a comment, or a tag
+///     a key that ends with "\"                => nothing; its value is lost, too
+///     "true", "false" with WriteYesNo         => "yes", "no"
+///     "" with WriteNone                       => "NONE", or nothing with DropNone
+///     "NONE" with DropNone                    => nothing
+///     "" with LeaveOutEmpty                   => nothing
+///     "\:" or "*COLON*" in a one-line value   => ":"
+///     empty lines at the start of a value     => nothing
+///     CR LF in a value                        => LF; a CR at the end of a line is lost
+///     a tag without a name                    => its properties belong to the tag before
+///     the last tag, without properties        => nothing, unless it is the only tag, or a comment
+///                                                or an empty line follows
 ///
-/// A name or key with a line feed is written as it stands, and read as two lines. A line of more
-/// than 268,435,456 characters is read in pieces of that length.
+/// A name or key that contains a line feed is written as it is and read as two lines. A line of
+/// more than 268,435,456 characters is read in pieces of that length.
 class KELMUTILS_EXPORT TagFile
 {
 public:
     struct Tag;
 
-    /// How properties are written and read: bits of the options.
+    /// How tags and properties are written and read: the bits of options().
     enum Option
     {
         BlankLines = 1,    ///< write a blank line between tags
         WriteYesNo = 2,    ///< write the values "true" and "false" as "yes" and "no"
         WriteComments = 4, ///< write comments
         LeaveOutEmpty = 8, ///< leave out properties with an empty value
-        WriteNone = 16,    ///< write an empty value as "NONE"; goes before LeaveOutEmpty
+        WriteNone = 16,    ///< write an empty value as "NONE", even with LeaveOutEmpty
         DropNone = 32      ///< when reading, drop properties with the one-line value "NONE"
     };
 
     TagFile();
 
-    /// Reads the file \p path. Whether that went well is not told: then there are no tags.
+    /// Reads the file \p path. When that fails, there are no tags; the failure is not reported.
     explicit TagFile(const Data::String &path);
 
-    /// Does not close, which is meant: what is being streamed out when a file is forgotten is never
-    /// completed, and the file stays open. Call close().
+    /// \compat Does not call close(). A file that is still being streamed then stays open and is
+    /// never completed, so call close() before.
     ~TagFile();
 
     TagFile(const TagFile &) = delete;
     TagFile &operator=(const TagFile &) = delete;
 
-    /// The path given to the constructor. read() and save() leave it as it is.
+    /// The path passed to the constructor. read() and save() do not change it.
     Data::String filename() const;
 
-    /// The bits of Option that are set: at first BlankLines, WriteYesNo and WriteComments.
+    /// The bits of Option that are set; initially BlankLines, WriteYesNo and WriteComments.
     int options() const;
     void setOption(int option, bool on);
 
-    // Reading: the tags come behind those that are there, so that files read in turn add up
+    // Reading. Tags are appended to the existing ones, so that the tags of several files add up.
 
-    /// False for an empty path, and with a text in \p error for a file that cannot be opened,
-    /// cannot be read to its end, or is larger than the memory. No tag of it is there then.
+    /// Reads the file \p path. False for an empty path, and with a text in \p error when the file
+    /// cannot be opened, cannot be read completely, or is too large for the memory. None of its
+    /// tags is added then.
     bool read(const Data::String &path, Data::String &error);
 
-    /// The same; a text goes behind those in \p errors.
+    /// The same, but appends the text to \p errors.
     bool read(const Data::String &path, QStringList &errors);
 
-    /// Reads what is left in \p in, in the codec that it has. Always true, with \p error as it was,
-    /// which is meant: also when the device of \p in fails, where the text ends then, be it within
-    /// a line, and when the memory does not suffice, where the tags end that were read whole.
-    /// Whoever must know asks the device for its error, or reads a file by its path.
+    /// Reads the rest of \p in, in its codec.
+    ///
+    /// \compat Always returns true and does not change \p error. When the device of \p in fails,
+    /// the text ends there, even within a line. When there is not enough memory, only the tags that
+    /// were read completely are added. To detect a failure, check the error of the device, or read
+    /// the file by its path.
     bool read(QTextStream &in, Data::String &error);
 
     // Writing all tags
 
-    /// Replaces the file by the tags, in place. False for an empty path, and with a text in
-    /// \p error for a file that cannot be opened, which stays as it was.
+    /// Calls close(), then writes all tags to the file \p path, in place of its contents. An
+    /// existing file keeps its permissions.
     ///
-    /// Ends what is being streamed out. Whether all could be written is not told, which is meant:
-    /// on a full disk the result is true, and the file ends where the disk was full. It is false,
-    /// with a text in \p error, when the memory does not suffice; then the file is as it was or
-    /// ends early. A file that was there keeps its permissions.
+    /// False for an empty path, where nothing happens. False with a text in \p error when the file
+    /// cannot be opened, where it stays as it was; and when there is not enough memory, where it
+    /// stays as it was or ends early.
+    ///
+    /// \compat A failed write is not reported. On a full disk the result is true, and the file ends
+    /// where the disk was full.
     bool save(const Data::String &path, Data::String &error);
 
-    /// The same; a text goes behind those in \p errors.
+    /// The same, but appends the text to \p errors.
     bool save(const Data::String &path, QStringList &errors);
 
-    /// The text that save() writes, "" when it is more than the memory holds. Ends what is being
-    /// streamed out.
+    /// Calls close(), then returns the text that save() would write; "" when there is not enough
+    /// memory.
     Data::String toString();
 
-    // Streaming tags out, which has nothing to do with the tags held here. While no file is open,
-    // the operations that write do nothing.
+    // Streaming, which is independent of the tags held by the object. While no file is open, the
+    // write functions do nothing.
 
-    /// Begins a file in place of the one at \p path, behind a close(). Fails as save() does; then
-    /// nothing is open, but an empty path changes nothing.
+    /// Calls close(), then begins to write the file \p path, in place of its contents. False, with
+    /// a text in \p error, when it cannot be opened or there is not enough memory; no file is open
+    /// then. False for an empty path, where nothing happens.
     bool open(const Data::String &path, Data::String &error);
 
-    /// Completes the file; does nothing when none is open. Nobody is told whether all could be
-    /// written: where the disk was full or the memory did not suffice, the file ends, without what
-    /// was written behind that.
+    /// Completes the file. Does nothing when no file is open. A failed write is not reported: when
+    /// the disk was full or there was not enough memory, the file ends there, and everything
+    /// written later is missing.
     void close();
 
     /// Writes the tag "TYPE" with the properties "name" and, if it is not empty, "version".
     TagFile &writeFileType(const Data::String &name, const Data::String &version,
                            const Data::String &comment);
 
-    /// Writes an empty line if wanted, \p comment if it is not empty and comments are written, and
-    /// the line of a tag. With the name "$" there is no such line: the comment stands alone.
+    /// Writes an empty line if \p blankLine is true, then \p comment if it is not empty and
+    /// WriteComments is set, then the line of the tag. With the name "$" the line of the tag is
+    /// omitted: the comment stands alone.
     TagFile &writeTag(const Data::String &name, const Data::String &comment, bool blankLine);
 
     TagFile &writeProperty(const Data::String &key, const Data::String &value);
 
-    // Tags. A reference to one holds until it is removed, whatever is added.
+    // Tags. A reference to a tag stays valid until that tag is removed, even when tags are added.
 
-    /// Inserts the tag "TYPE" in front of all others, with "name" and "version" even if that is
-    /// empty, and even if there is such a tag already, which is meant.
+    /// Inserts the tag "TYPE" before all others, with the properties "name" and "version", the
+    /// latter even if it is empty.
+    ///
+    /// \compat Inserts the tag even if there is one of this name already.
     Tag &addFileType(const Data::String &name, const Data::String &version,
                      const Data::String &comment);
 
     Tag &addTag(const Data::String &name, const Data::String &comment);
 
-    /// Adds a copy of \p tag if that is valid.
+    /// Appends a copy of \p tag if that is valid.
     void addTag(const Tag &tag);
 
-    /// Adds a comment with no tag below it: a tag "$" to whoever counts them.
+    /// Appends a comment without a tag. It counts as a tag with the name "$".
     void addComment(const Data::String &text);
 
-    /// False when there is none.
+    /// Removes the tag at \p index. False when there is none.
     bool removeTag(int index);
 
-    /// Removes all tags. File name, options and meta values stay.
+    /// Removes all tags. The file name, options and meta values stay.
     void clear();
 
     int numTags() const;
 
-    /// The tag at \p index, or an invalid one that all files share.
+    /// The tag at \p index. When there is none, an invalid tag that all files share.
     const Tag &tag(int index) const;
 
-    /// The same to change it. The invalid one is another than that of tag(); what is changed in it
-    /// stays for all later misses, which is meant.
+    /// The tag at \p index, to be changed. When there is none, an invalid tag that all files share,
+    /// but not the one of tag().
+    ///
+    /// \compat Changes of the invalid tag stay, also in the results of all later calls that fail.
     Tag &mtag(int index);
 
-    /// The first tag with that name from \p index on, which becomes the one where it is. Null when
-    /// there is none, with -1 in \p index, or with \p index as it was when that is outside.
+    /// The first tag with the name \p name from \p index on. Sets \p index to its position. Null
+    /// when there is none, with \p index set to -1; or unchanged when it was out of range.
     const Tag *tag(const Data::String &name, int &index) const;
 
-    /// The first tag with that name, or an invalid one that all files share.
+    /// The first tag with the name \p name, or an invalid tag that all files share.
     const Tag &findTag(const Data::String &name) const;
 
-    /// The first tag with that name whose first \p key has that value, or an invalid one. An empty
-    /// \p key takes every tag of the name, and an empty \p value every tag with or without the key,
-    /// which is meant.
+    /// The first tag with the name \p name in which the first property \p key has the value
+    /// \p value, or an invalid tag. An empty \p key matches every tag of this name.
     ///
-    /// The search starts at \p index, or at 0 without one or for a negative one. \p index becomes
-    /// the place where the tag is, and -1 when there is none: the next search starts behind it.
+    /// The search starts at \p index, or at 0 when that is null or negative. Sets \p index to the
+    /// position of the tag, or to -1 when there is none. Add 1 to search for the next one.
+    ///
+    /// \compat An empty \p value also matches every tag of this name, with or without the key.
     const Tag &findTag(const Data::String &name, const Data::String &key, const Data::String &value,
                        int *index = nullptr) const;
 
-    /// The properties "name" and "version" of the first tag, "" when that is not "TYPE". No file is
-    /// refused for what they say.
+    /// The properties "name" and "version" of the first tag; "" when that is not "TYPE". The
+    /// library does not check them: read() accepts every file.
     Data::String fileType() const;
     Data::String fileVersion() const;
 
-    // Values that belong to this object and are not in the file
+    // Meta values, which belong to the object and are not written to files
 
-    /// The value, invalid when there is none. Then there is an empty one afterwards, which is
-    /// meant.
+    /// The meta value \p name; invalid when there is none.
+    ///
+    /// \compat When there is none, the call creates an invalid one.
     QVariant getMeta(const Data::String &name);
 
-    /// An invalid value removes the entry.
+    /// Sets a meta value. An invalid one removes the entry.
     void setMeta(const Data::String &name, const Data::Variant &value);
 
-    /// Sets all of \p values, invalid ones too. Others stay.
+    /// Sets all \p values, invalid ones, too. Other entries stay.
     void setMeta(const QMap<Data::String, Data::Variant> &values);
 
-    /// A text for the application to collect its own messages in, each in a line of its own: the
-    /// meta value "_errmsg". Nothing here adds to it. Asking without \p clear makes an empty one
-    /// where there is none, which is meant.
+    /// A text in which the application collects messages of its own, one per line. It is the meta
+    /// value "_errmsg". The library adds nothing to it. \p clear removes it after it has been read.
+    ///
+    /// \compat Without \p clear, errorMessage() creates an invalid entry when there is none.
     void addErrorMessage(const Data::String &message);
     Data::String errorMessage(bool clear);
 
@@ -240,20 +255,23 @@ private:
 ///     tag.add("grade", "S355").add_g("density", 7.85e-9).add("ductile", true);
 ///     tag.getDouble("density", 0); // 7.85e-09
 ///
-/// Values are held as text; add() and the readers convert. Keys are compared exactly. What counts
-/// from 0 is \p skip, the number of earlier occurrences of a key to pass over; a negative one finds
-/// nothing.
+/// Values are stored as text; add() and the getters convert them. Keys are compared exactly,
+/// case-sensitively. \p skip is the number of earlier occurrences of a key to skip; 0 finds the
+/// first one, and a negative number finds nothing.
 ///
-/// Every operation keeps the two lists at one length. Where a caller made them differ, the readers
-/// see only what is in both, remove() takes out what there is, and replace() fills up the values
-/// with empty ones.
+/// All functions keep the two lists at the same length. When a caller has made their lengths
+/// differ, the getters use only the indices that both lists have, remove() removes what there is,
+/// and replace() first fills up the values with empty ones.
 struct KELMUTILS_EXPORT TagFile::Tag
 {
-    /// Of the tag in the file it was read from, from 1; otherwise -1. A negative count of a block
-    /// is taken off the numbers of the tags behind it, which is meant.
+    /// The number of the line of the tag in the file that it was read from; the first line is 1.
+    /// Otherwise -1.
+    ///
+    /// \compat The count in "key:2" is added to the line numbers of later tags even when it is
+    /// negative or the file has fewer lines.
     int line = -1;
     Data::String name;    ///< an invalid tag has none
-    Data::String comment; ///< written in front of the tag, and not read back, which is meant
+    Data::String comment; ///< written before the tag. \compat It is not read back.
     QStringList keys;     ///< "$" is the key of a comment line within the tag
     QStringList values;
 
@@ -262,110 +280,116 @@ struct KELMUTILS_EXPORT TagFile::Tag
     /// Whether it has a name.
     bool isValid() const;
 
-    // Adding: one pair behind the others, whether the key is there already or not. What changes a
-    // tag leaves it as it was, and throws std::bad_alloc, when the memory does not suffice.
+    // Adding. Appends one pair, even when the key exists already. When there is not enough memory,
+    // the functions that change a tag leave it as it was and throw std::bad_alloc.
 
     Tag &add(const Data::String &key, const Data::String &value);
 
-    /// Null gives "".
+    /// Null stands for "".
     Tag &add(const Data::String &key, const char *value);
 
-    /// As "true" or "false".
+    /// Adds "true" or "false".
     Tag &add(const Data::String &key, bool value);
 
     Tag &add(const Data::String &key, int value);
 
-    /// As QString::number() writes it, in a format and precision of its own.
+    /// Adds the result of QString::number() with \p format and \p precision.
     ///
-    /// A whole number within 32 bits is written with 'g' and 6 whatever is asked for, which is
-    /// meant, and so is its loss of digits:
+    /// \compat A whole number that fits into 32 bits is always written with 'g' and 6, even if
+    /// digits are lost:
     ///
     ///     2.0, 'f', 3           => "2"
     ///     2.5, 'f', 3           => "2.500"
     ///     1234567.0, 'f', 0     => "1.23457e+06"
-    ///     3000000000.0, 'f', 0  => "3000000000"   beyond 32 bits
+    ///     3000000000.0, 'f', 0  => "3000000000"   does not fit into 32 bits
     Tag &add(const Data::String &key, double value, char format, int precision);
 
-    /// With 'g' and 6.
+    /// The same with the format 'g' and the precision 6.
     Tag &add_g(const Data::String &key, double value);
 
-    /// As lower-case hexadecimal digits, two a byte.
+    /// Adds lower-case hexadecimal digits, two for each byte.
     Tag &add(const Data::String &key, const QByteArray &value);
 
-    /// As one text with \p separator, in UTF-8, between the items.
+    /// Adds the items as one text, joined with \p separator, which is UTF-8.
     Tag &add(const Data::String &key, const QStringList &value, const char *separator);
 
-    /// A comment line, or several with line feeds between them.
+    /// Adds a comment of one line, or of several that are separated by line feeds.
     Tag &addComment(const Data::String &text);
 
     // Reading
 
-    /// How many properties there are, comment lines included.
+    /// The number of properties, including comments.
     int numProps() const;
 
-    /// How many properties have the key.
+    /// The number of properties with the key \p key.
     int count(const Data::String &key) const;
 
     bool contains(const Data::String &key) const;
 
-    /// The index of a property, -1 when there is none.
+    /// The index of a property; -1 when there is none.
     int indexOf(const Data::String &key, int skip) const;
 
-    /// The pair at \p index. False, with nothing stored, when there is none.
+    /// Sets \p key and \p value to the pair at \p index. False, with both unchanged, when there is
+    /// none.
     bool get(int index, Data::String &key, Data::String &value) const;
 
-    /// The value, "" when there is none.
+    /// The value of a property; "" when there is none.
     Data::String get(const Data::String &key, int skip) const;
 
-    /// Whether the value is "true", "yes" or "1", in any case.
+    /// Whether the value is "true", "yes" or "1", in upper or lower case.
     bool getBool(const Data::String &key, int skip) const;
 
-    /// The whole number, with blanks around it or not. 0 for a missing value and for anything else.
+    /// The value as a whole number; spaces around it are ignored. 0 when there is no value, or it
+    /// is not a whole number.
     int getInt(const Data::String &key, int skip) const;
 
-    /// The number, with blanks around it or not. 0 for a missing value and for what is no number;
-    /// infinite for one that is too large for a double.
+    /// The value as a number; spaces around it are ignored. 0 when there is no value, or it is not
+    /// a number; infinity when it is too large for a double.
     double getDouble(const Data::String &key, int skip) const;
 
-    /// The bytes of hexadecimal digits; characters that are none are passed over.
+    /// The bytes that the value has as hexadecimal digits. Other characters are ignored.
     QByteArray getBytes(const Data::String &key, int skip) const;
 
-    /// The pieces of the value between \p separator, in UTF-8, empty ones included. No piece for an
-    /// empty or missing value. A null or empty separator gives each character, and an empty piece
-    /// at both ends.
+    /// The value split at \p separator, which is UTF-8; empty items are kept. No items when the
+    /// value is empty or missing. A null or empty separator yields each character as an item, and
+    /// an empty item at both ends.
     QStringList getList(const Data::String &key, const char *separator, int skip) const;
 
-    // Changing: the first occurrence of a key
+    // Changing the first occurrence of a key
 
-    /// Removes the property; does nothing when there is none.
+    /// Removes the property. Does nothing when there is none.
     Tag &remove(const Data::String &key);
 
-    /// Sets the value; adds the property when there is none.
+    /// Sets the value. Appends the property when there is none.
     Tag &replace(const Data::String &key, const Data::String &value);
 
-    // As lines. The two directions are not exact inverses, which is meant: comments get lost or
-    // turn into properties, "yes" and "no" stay these words, a block loses its leading empty lines,
-    // and what follows a key with a colon in it is lost.
+    // Conversion to lines and back. Kept for compatibility: fromList() does not restore everything.
+    // Comments are lost or become properties, "yes" and "no" stay these words, a value of several
+    // lines loses its leading empty lines, and a key with a colon loses what follows the colon, and
+    // its value.
 
-    /// The properties from index \p first on, all for 0 and below, by TagFile::Option. Colons in
-    /// keys are left as they are.
+    /// The properties from index \p first on, as lines, with the TagFile::Option bits \p options. 0
+    /// or below stands for all properties. Colons in keys are not escaped.
     ///
-    ///     k, "v"         "k: v"
-    ///     k, "v\nw"      "k:2", "v", "w"
-    ///     $, "v\nw"      "$ v\n$ w"        one entry with a line feed; with WriteComments only
-    ///     k, "true"      "k: yes"          with WriteYesNo
-    ///     k, ""          "k: "; "k: NONE" with WriteNone; else no entry with LeaveOutEmpty
+    ///     k, "v"     => "k: v"
+    ///     k, "v\nw"  => "k:2", "v", "w"
+    ///     $, "v\nw"  => "$ v\n$ w"        one entry with a line feed; only with WriteComments
+    ///     k, "true"  => "k: yes"          with WriteYesNo
+    ///     k, ""      => "k: "             or "k: NONE" with WriteNone; otherwise no entry with
+    ///                                     LeaveOutEmpty
     QStringList toStringList(int first, int options) const;
 
-    /// Adds the properties that \p lines hold, by TagFile::Option.
+    /// Adds the properties in \p lines, with the TagFile::Option bits \p options.
     ///
-    ///     "k: v"              k, "v"      all behind the blank; nothing with DropNone and "NONE"
-    ///     "k:2", "v", "w"     k, "v\nw"   as many lines as there are; leading empty ones vanish
-    ///     "k:", "k:x", "k:-1" k, ""       a block of no lines
-    ///     "k"                 nothing
+    ///     "k: v"               => k, "v"      everything after the space
+    ///     "k: NONE"            => k, "NONE"   or nothing with DropNone
+    ///     "k:2", "v", "w"      => k, "v\nw"   or as many lines as there are; empty lines at the
+    ///                                         start are lost
+    ///     "k:", "k:x", "k:-1"  => k, ""
+    ///     "k"                  => nothing
     ///
-    /// No line is special, which is meant: a comment with a colon in it becomes a property, and so
-    /// does a line that begins with "*". Escaped colons are not undone.
+    /// \compat No line is special. A comment that contains a colon becomes a property, and so does
+    /// a line that begins with "*". Escaped colons stay escaped.
     Tag &fromList(const QStringList &lines, int options);
 };
 
