@@ -187,7 +187,7 @@ public:
     ///
     ///     DensityScale  => 1 / sqrt(v * 2 * pi)
     ///     PeakScale     => 1
-    ///     CountScale    => rows * (range / bins) / sqrt(v * 2 * pi), for a histogram of that many bins
+    ///     CountScale    => rows * (range / bins) / sqrt(v * 2 * pi), to match such a histogram
     ///
     /// \p bins above 1,000,000 stands for that number. CountScale with \p bins 0 yields infinite or
     /// NaN heights.

@@ -99,15 +99,14 @@ public:
     /// Replaces the escape sequences of \p chars by their characters, and doubled backslashes by
     /// single ones. The latter also when \p chars is empty.
     ///
-    /// unescape() restores the text passed to escape() if
-    /// - \p chars has all characters that were escaped, each of them once;
-    /// - no backslash is among them;
-    /// - a space and "s" are not both among them, nor a tab and "t", nor a line feed and "n";
-    /// - a text of a single character was not escaped at both ends;
-    /// - the text does not contain "*SLASH*".
+    /// Except for the corner below, unescape() restores the text that was passed to escape() if
+    /// - each escaped character was passed to escape() once and is in \p chars;
+    /// - \p chars contains no backslash;
+    /// - \p chars does not contain both a space and "s", a tab and "t", or a line feed and "n";
+    /// - a text of a single character was not escaped at both ends.
     ///
-    /// \compat "*SLASH*" becomes a backslash, even when it is formed only during the conversion,
-    /// from a backslash next to a part of it:
+    /// \compat "*SLASH*" becomes a backslash, even when it is formed only during the conversion, by
+    /// a backslash next to a part of it:
     ///
     ///     "*SLASH\"  escaped and unescaped  => "\SLASH*"
     static Data::String unescape(Data::String text, const Data::String &chars);
