@@ -43,7 +43,7 @@ static int stepFor(int maxSteps)
     return step > 500 ? maxSteps / 100 : step;
 }
 
-/// The absolute value of \p number, also where an int cannot hold it.
+/// The absolute value of \p number, even if it does not fit into an int.
 static qint64 magnitude(int number) { return std::abs(qint64(number)); }
 
 static Progress *&head(bool popup)
@@ -77,7 +77,7 @@ Progress::Progress(int maxSteps, const Data::String &label, bool cancelable, boo
     if (maxSteps < 0)
         return;
 
-    // In the chain before the first call to the host, which may cancel from within it.
+    // Added to the chain before the first call to the host, which may cancel it in that call.
     Progress *const previous = head(popup);
     d->previous = previous;
     head(popup) = this;
@@ -110,7 +110,7 @@ Progress::~Progress()
     const bool popup = d->popup;
     Progress *const previous = d->previous;
     if (head(popup) != this) {
-        // Inert, in the background, or dying out of turn: no chain may keep a dead reporter.
+        // Inert, in the background, or not the innermost: no chain may keep a destroyed reporter.
         for (Progress *inner = head(popup); inner; inner = inner->d->previous) {
             if (inner->d->previous == this)
                 inner->d->previous = previous;
@@ -137,7 +137,7 @@ Progress::~Progress()
 
 bool Progress::tick(int steps)
 {
-    // In inner loops: between reports no call and no allocation.
+    // Called in inner loops: between reports it makes no call and no allocation.
     if (d->maxSteps < 0)
         return !d->cancelled;
 
@@ -213,7 +213,7 @@ int Progress::elapsed() const
 
 void Progress::show()
 {
-    d->visible = true; // first, as a host that handles events may come back here
+    d->visible = true; // first: a host that processes events may call this again
     if (Data::IApplication *const host = application())
         host->showProgress(true, d->cancelable, d->popup);
     if (!d->popup)

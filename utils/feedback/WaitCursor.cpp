@@ -5,7 +5,7 @@
 
 namespace Utils {
 
-// Without a QGuiApplication the calls for its cursors crash, and so does the making of a QCursor.
+// Without a QGuiApplication, its cursor functions and the constructor of QCursor crash.
 static bool hasCursors()
 {
     return qobject_cast<QGuiApplication *>(QCoreApplication::instance()) != nullptr;

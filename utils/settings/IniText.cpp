@@ -14,7 +14,7 @@
 namespace Utils {
 namespace IniText {
 
-/// With the NUL bytes, where QString::fromLatin1(QByteArray) ends.
+/// Keeps NUL bytes, at which QString::fromLatin1(QByteArray) stops.
 static QString latin1(const QByteArray &bytes)
 {
     return QString::fromLatin1(bytes.constData(), bytes.size());
@@ -69,7 +69,7 @@ static QString textOf(const QVariant &value)
     return marked(isDateTime ? "@DateTime(" : "@Variant(", bytes);
 }
 
-/// The numbers of "@Rect(1 2 3 4)", or an empty list when there are not as many as \p count.
+/// The numbers of a text such as "@Rect(1 2 3 4)". Empty unless there are \p count of them.
 static QVector<int> numbersIn(const QString &text, int count)
 {
     QVector<int> numbers;
@@ -224,7 +224,8 @@ static QByteArray escaped(const QString &text)
 
 QByteArray writeValue(const QVariant &value)
 {
-    // A list of one is written as a value, as a text is not a list of one.
+    // A QVariantList of one item is written as one @Variant. Written as a list, it would be read as
+    // the item itself.
     const bool isList = value.userType() == QMetaType::QStringList ||
                         (value.userType() == QMetaType::QVariantList && value.toList().size() != 1);
     if (!isList)
@@ -241,8 +242,8 @@ QByteArray writeValue(const QVariant &value)
 
 QByteArray write(const QSettings::SettingsMap &values)
 {
-    // By sections first: "a-b/x" sorts before "a/x", and the section "a" before "a-b". The keys of
-    // a section stand together all the same.
+    // Sorted by section first: the key "a-b/x" sorts before "a/x", but the section "a" before
+    // "a-b". The keys of a section are adjacent nevertheless.
     QMap<QString, QByteArray> sections;
     for (auto entry = values.begin(); entry != values.end();) {
         const int slash = entry.key().indexOf(QLatin1Char('/'));
@@ -278,13 +279,13 @@ static bool isSpace(char c) { return isBlank(c) || isLineEnd(c); }
 
 namespace {
 
-/// A line without what is before and after it. One that a backslash ends goes on in the next, and
-/// so does one within quotes.
+/// A line, without leading white space and comments. After a backslash at its end, and within
+/// quotes, it continues in the next line of the file.
 struct Line
 {
     int start = 0;
     int end = 0;
-    int equals = -1; ///< where the first "=" outside quotes is
+    int equals = -1; ///< the position of the first "=" outside quotes
 };
 
 class Lines
@@ -292,7 +293,7 @@ class Lines
 public:
     explicit Lines(const QByteArray &text, int start = 0) : m_text(text), m_position(start) {}
 
-    /// Where the line ends that was read last.
+    /// The end of the line that was read last.
     int position() const { return m_position; }
 
     bool next(Line &line)
@@ -355,7 +356,7 @@ private:
     int m_position;
 };
 
-/// What stands after a "=": one text, or several that commas separate.
+/// The value after a "=": one text, or several separated by commas.
 class Value
 {
 public:
@@ -369,8 +370,8 @@ public:
 private:
     void read()
     {
-        bool isQuoted = false;  // what comes now
-        bool hasQuotes = false; // the text, which then keeps its blanks at the end
+        bool isQuoted = false;  // at the current position
+        bool hasQuotes = false; // the current text, which then keeps the blanks at its end
         skipBlanks();
         while (m_at < m_text.size()) {
             switch (m_text[m_at]) {
@@ -414,7 +415,7 @@ private:
         m_kept = m_current.size();
     }
 
-    /// Removes the blanks at the end that stand in the file as blanks.
+    /// Removes the blanks at the end, except those that were written as escape sequences.
     void chop()
     {
         while (m_current.size() > m_kept &&
@@ -433,7 +434,7 @@ private:
         m_at = end;
     }
 
-    /// False when the text ends in it.
+    /// False when the text ends within the escape sequence.
     bool readEscape()
     {
         static const char names[] = "abfnrtv\"?'\\";
@@ -454,7 +455,7 @@ private:
                 return false;
         } else if (isLineEnd(c) && m_at < m_text.size() && isLineEnd(m_text[m_at]) &&
                    m_text[m_at] != c) {
-            ++m_at; // one end of a line, of two characters; what else follows a backslash is
+            ++m_at; // a line end of two characters; any other character after a backslash is
                     // skipped
         }
         m_kept = m_current.size();
@@ -512,7 +513,7 @@ static QString unescapedKey(const QByteArray &key)
     return result;
 }
 
-/// The name of a section as the keys in it begin.
+/// The prefix of the keys in a section.
 static QString prefixOf(const QByteArray &section)
 {
     if (section.compare("general", Qt::CaseInsensitive) == 0)
@@ -526,7 +527,7 @@ QSettings::SettingsMap read(const QByteArray &text)
 {
     const bool isUtf8 = text.startsWith("\xef\xbb\xbf");
 
-    // A section that comes twice is one. They are read by name, whatever their order.
+    // A section that occurs twice is one section. Sections are read in the order of their names.
     QMap<QString, QByteArray> sections;
     QString prefix;
     int start = 0;

@@ -5,20 +5,22 @@
 
 namespace Utils {
 
-/// The text of a settings file as QSettings reads and writes it, to the byte: that of
+/// Reads and writes the text of a settings file exactly as QSettings does: that of
 /// QSettings::IniFormat, and of the native format where that is a file, without a codec.
 ///
-/// QSettings tells its own reader and writer of no failure of the device. With these two around a
-/// device, SettingsFile does.
+/// The reader and writer of QSettings itself ignore failures of the device. SettingsFile uses these
+/// instead and checks the device.
 namespace IniText {
 
-/// What QSettings writes for \p values: the sections by name, the keys of each by name.
+/// The text that QSettings writes for \p values: sections sorted by name, and the keys of each,
+/// too.
 QByteArray write(const QSettings::SettingsMap &values);
 
-/// One value as it stands after the "=".
+/// The text of one value, which follows the "=".
 QByteArray writeValue(const QVariant &value);
 
-/// Reads as much as there is in \p text. A key that comes twice has the value that QSettings takes.
+/// Reads all values that \p text contains. Of a key that occurs twice, the same one counts as in
+/// QSettings.
 QSettings::SettingsMap read(const QByteArray &text);
 
 } // namespace IniText

@@ -7,8 +7,8 @@
 
 namespace Utils {
 
-// Set when the signal of the process is gone, which is made on first use. Static objects of a host,
-// which may die later, can still write settings then.
+// Set when the signal of the process, which the first use constructs, has been destroyed. Static
+// objects of a host that are destroyed later can still write settings.
 static bool signalHasDied = false;
 
 Settings::Settings(const Data::String &group) : m_settings(std::make_shared<SettingsStore>())
@@ -92,7 +92,7 @@ QStringList Settings::keys(const Data::String &group) const
 {
     const GroupScope scope(*m_settings, group);
     QStringList names = m_settings->childKeys();
-    names.sort(Qt::CaseSensitive); // not every store does
+    names.sort(Qt::CaseSensitive); // not every store sorts them
     return names;
 }
 

@@ -18,7 +18,7 @@ static const int readAttempts = 3;
 
 static bool processEnds = false;
 
-/// Takes the changes and stores them when control returns to the event loop.
+/// The QSettings in which changes are made. It stores them when control returns to the event loop.
 class SettingsFile::Writer : public QSettings
 {
 public:
@@ -37,7 +37,7 @@ private:
     SettingsFile &m_file;
 };
 
-// Never released: a host's static objects may change settings when the process ends.
+// Never destroyed: static objects of a host may change settings when the process ends.
 static QHash<QString, SettingsFile *> &files()
 {
     static auto &files = *new QHash<QString, SettingsFile *>;
@@ -54,7 +54,8 @@ static bool isPlainFile(const QSettings &settings)
            (path.endsWith(QLatin1String(".conf")) || path.endsWith(QLatin1String(".ini")));
 }
 
-/// Whether QSettings can be asked for \p key, which a file that somebody edited need not heed.
+/// Whether QSettings can find \p key. A file that was edited by hand may contain keys that it
+/// cannot.
 static bool isNormal(const QString &key)
 {
     return !key.isEmpty() && !key.startsWith(QLatin1Char('/')) && !key.endsWith(QLatin1Char('/')) &&
@@ -82,7 +83,7 @@ SettingsFile &SettingsFile::at(const QString &path)
     if (known != files().constEnd())
         return **known;
     std::unique_ptr<SettingsFile> file(new SettingsFile(path));
-    files().insert(path, file.get()); // which holds no file yet where the memory ends
+    files().insert(path, file.get()); // inserts nothing when there is not enough memory
     return *file.release();
 }
 
@@ -117,8 +118,8 @@ std::unique_ptr<QSettings> SettingsFile::openSafely()
     if (plain != QSettings::NativeFormat && plain != QSettings::IniFormat)
         return std::make_unique<QSettings>();
 
-    // The folders are the host's to choose, for each format. They are asked of an organisation that
-    // has no settings.
+    // The host chooses the folders, for each format. To find them out, open the settings of an
+    // organisation that has none.
     const QString nobody = QStringLiteral("Kelm has no settings");
     for (const auto scope : {QSettings::UserScope, QSettings::SystemScope}) {
         const auto folder = [&](QSettings::Format format) {
@@ -222,8 +223,8 @@ bool SettingsFile::store()
     return isStored;
 }
 
-/// Has QSettings write and read. Its status tells the first failure in the life of an object, so
-/// that each attempt needs a new one.
+/// Makes QSettings write and read. The status of a QSettings keeps its first failure, so each
+/// attempt needs a new object.
 bool SettingsFile::attempt()
 {
     m_wasRead = false;
@@ -238,7 +239,7 @@ bool SettingsFile::attempt()
     return m_reason.isEmpty();
 }
 
-/// Whether QSettings has all that is \p stored. This may make it read the file.
+/// Whether QSettings has all values of \p stored. The call may make it read the file.
 bool SettingsFile::isHeld(const QSettings::SettingsMap &stored)
 {
     const QSettings settings(m_path, format("conf"));
@@ -253,8 +254,8 @@ bool SettingsFile::isHeld(const QSettings::SettingsMap &stored)
     });
 }
 
-/// Called when there were changes and nothing had to be written. A plain QSettings has done that,
-/// perhaps to a disk that was full, or the changes were none. Stores what the file lacks.
+/// Stores the values that the file lacks. Called when there were changes but QSettings had nothing
+/// to write: a plain QSettings has written them, perhaps to a full disk, or nothing had changed.
 bool SettingsFile::storesWhatIsHeld()
 {
     const State now = state();
@@ -320,14 +321,14 @@ bool SettingsFile::writeAll(QFileDevice &device, const QSettings::SettingsMap &v
         return false;
     }
 
-    // A key that was there when it was removed, and is again as QSettings had not read it then.
+    // A key that was removed but exists again, because QSettings had not read it at that time.
     m_wasUnread = m_wasUnread ||
                   std::any_of(m_keysBefore.cbegin(), m_keysBefore.cend(), [&](const QString &key) {
                       return values.contains(key) && isRemoved(key) && !m_setAgain.contains(key);
                   });
 
-    // A write that is too short is no error to the device, and neither is it to commit the last of
-    // it. What follows such a write tells the reason.
+    // An incomplete write is not an error for the device, nor is one in its commit. The next write
+    // or flush reports the reason.
     const QByteArray text = IniText::write(values);
     int written = 0;
     while (written < text.size()) {
@@ -346,9 +347,9 @@ bool SettingsFile::writeAll(QFileDevice &device, const QSettings::SettingsMap &v
     return true;
 }
 
-/// Whether \p values, of which all are to be written, have the keys in the file but those that were
-/// removed. Else QSettings has failed to read them, or an object of the host has removed them,
-/// which tells when the file is read again.
+/// Whether \p values, all values that are to be written, contain the keys of the file except those
+/// that were removed. Otherwise QSettings failed to read them, or an object of the host has removed
+/// them; which of these is the case shows when the file is read again.
 bool SettingsFile::holdsWhatIsStored(const QSettings::SettingsMap &values)
 {
     const State now = state();
@@ -372,7 +373,7 @@ bool SettingsFile::isRemoved(const QString &key) const
     return m_removed.contains(QString());
 }
 
-/// QSettings forgets the removal of a key that it has not read. Removes such keys once it has.
+/// Removes the keys whose removal QSettings has lost, because it had not read them at that time.
 bool SettingsFile::removesWhatWasUnread()
 {
     QSettings settings(m_path, format("conf"));
@@ -380,7 +381,7 @@ bool SettingsFile::removesWhatWasUnread()
     for (const QString &key : keys) {
         if (!isNormal(key) || !isRemoved(key) || m_setAgain.contains(key))
             continue;
-        // What was set below it since then is to stay.
+        // Keys below it that were set since then must stay.
         QSettings::SettingsMap kept;
         for (const QString &other : keys) {
             if (other != key && isAtOrBelow(other, key) && settings.contains(other))
@@ -398,13 +399,13 @@ SettingsFile::State SettingsFile::state() const
 {
     const QFileInfo info(m_path);
     State state;
-    state.modified = info.lastModified(); // first, which asks the system for all at once
+    state.modified = info.lastModified(); // first: this call queries all properties at once
     if (state.modified.isValid()) {
         state.size = info.size();
     } else if (info.exists()) {
         state.size = State::Unknown;
     }
-    // What fails to be told looks like an empty file, or like none.
+    // When the query fails, the file looks empty or missing.
     if (state.isEmpty()) {
         QFile file(m_path);
         if (file.open(QIODevice::ReadOnly) && !file.read(1).isEmpty())
@@ -431,7 +432,7 @@ bool SettingsFile::readBytes(QByteArray &bytes)
     return false;
 }
 
-/// Gives the file another time, after which QSettings reads it again.
+/// Changes the modification time of the file, so that QSettings reads it again.
 bool SettingsFile::touch() const
 {
     const QDateTime earliest = QFileInfo(m_path).lastModified().addMSecs(1);
@@ -441,7 +442,7 @@ bool SettingsFile::touch() const
                             QFileDevice::FileModificationTime);
 }
 
-/// Why the file cannot be replaced.
+/// The reason why the file cannot be replaced.
 QString SettingsFile::obstacle() const
 {
     QFile file(m_path);

@@ -11,60 +11,62 @@ class QFileDevice;
 
 namespace Utils {
 
-/// A settings file that is written whole or not at all, by every QSettings that this class hands
-/// out or makes.
+/// A settings file that is replaced completely or not at all, by every QSettings that this class
+/// returns or constructs.
 ///
-/// QSettings takes what it could read for all that there is, and replaces the file by what the disk
-/// had room for. Here a format of our own with the same text stands between QSettings and the file:
-/// what is not read whole is not written, and a write that is too short leaves the old file.
-/// QSettings then keeps the changes, which all its objects on the file share, and this class keeps
-/// QSettings, so that nothing is forgotten while the disk is full.
+/// QSettings itself treats an incomplete read as the whole file, and replaces the file by as much
+/// as the disk has room for. This class registers a QSettings format with the same text that checks
+/// both: a file that was not read completely is not written, and an incomplete write leaves the old
+/// file. QSettings then keeps the changes, which all its objects for the file share. This class
+/// keeps a QSettings, so that no change is lost while the disk is full.
 ///
-/// There is one object for a file, which lives as long as the process.
+/// There is one object for each file. It exists until the process ends.
 class SettingsFile
 {
 public:
-    /// The file of \p settings, or null where they live elsewhere, in a format of the host, or on
-    /// Windows, where the order of keys is kept that the format of our own forgets.
+    /// The file of \p settings. Null when they are not stored in a file, or in a format of the
+    /// host; and on Windows, where QSettings keeps the order of keys, which our format does not.
     static SettingsFile *of(const QSettings &settings);
 
-    /// Whether a file has changes that the disk does not have yet. A plain QSettings on such a file
-    /// would write them in its own way as it is made.
+    /// Whether any file has changes that are not on the disk yet. The constructor of a plain
+    /// QSettings for such a file would write them without the checks.
     static bool isAnyChanged();
     static void storeAll();
 
-    /// What a plain QSettings reads, by an object that writes safely, too.
+    /// A QSettings that reads what a default-constructed one reads, but writes in our format, if it
+    /// can.
     static std::unique_ptr<QSettings> openSafely();
 
-    /// Told when static objects may be gone that a new QSettings needs.
+    /// Must be called before the static objects are destroyed that a new QSettings needs.
     static void setProcessEnds();
 
-    /// The object that takes the changes. Null when the process ends and there is none yet.
+    /// The QSettings for changes. Null when the process ends and there was none before.
     QSettings *writer();
 
-    /// Notes that \p key is set, or removed with all below it.
+    /// Records that \p key is set, or removed with everything below it.
     void setChanged(const QString &key);
     void setRemoved(const QString &key);
 
-    /// Compares what QSettings holds with the file where the file is not known yet, and has it read
-    /// again where that is less. A plain QSettings has read it, or has written it.
+    /// If the file has changed since it was last read or written completely, for instance by a
+    /// plain QSettings, compares the values in QSettings with it. If some are missing or differ,
+    /// QSettings reads the file again.
     void check();
 
-    /// Writes the changes and reads those of other processes.
+    /// Writes the changes and reads those of other processes. False when one of them fails.
     bool store();
 
     bool isChanged() const { return m_isChanged; }
 
-    /// Why the last attempt to read or to store failed, or "".
+    /// The cause of the failure of the last attempt to read or to store, or "".
     QString reason() const { return m_reason; }
 
 private:
     class Writer;
 
-    /// By what a file is taken for unchanged.
+    /// The properties by which a change of the file is recognised.
     struct State
     {
-        // In place of a size.
+        // Instead of a size.
         static constexpr qint64 NoFile = -1;
         static constexpr qint64 Unknown = -2;
 
@@ -103,20 +105,20 @@ private:
     std::unique_ptr<Writer> m_writer;
     QString m_reason;
 
-    State m_known;      ///< the file when it was last read or written whole
-    QStringList m_keys; ///< in it
+    State m_known;      ///< of the file when it was last read or written completely
+    QStringList m_keys; ///< of the file at that time
 
-    // Since it was last stored.
+    // Since the file was last stored.
     bool m_isChanged = false;
-    bool m_wasUnread = false; ///< so that QSettings did not know of keys that were removed
+    bool m_wasUnread = false; ///< then QSettings may not have known keys that were removed
     QSet<QString> m_removed;
-    QSet<QString> m_setAgain; ///< though they were removed, or what they are below
-    QStringList m_keysBefore; ///< in the file before it was read again
+    QSet<QString> m_setAgain; ///< keys set after they, or groups around them, were removed
+    QStringList m_keysBefore; ///< of the file before it was read again
 
     // Since the current attempt began.
     bool m_wasRead = false;
     bool m_wasWritten = false;
-    bool m_mustReadAgain = false; ///< QSettings takes the file for read, and it is not
+    bool m_mustReadAgain = false; ///< QSettings considers the file as read, but it is not
     QStringList m_writtenKeys;
 };
 

@@ -27,7 +27,7 @@ void SettingsSlot::onSig(const Data::String &key, const Data::Variant &value)
     if (!testKey(key))
         return;
 
-    // The base by name: the virtual call would end here again.
+    // The function of the base class, not an override, which may call this one again.
     Slot::onSig(
         Data::VariantCollection{{QStringLiteral("key"), key}, {QStringLiteral("value"), value}});
 }

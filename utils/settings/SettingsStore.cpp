@@ -18,7 +18,7 @@ static std::unique_ptr<QSettings> openSettings()
 
 SettingsStore::SettingsStore() : m_settings(openSettings()), m_file(SettingsFile::of(*m_settings))
 {
-    // Made after Qt's own static objects, it is released before them.
+    // Constructed after the static objects of Qt, it is destroyed before them.
     static const struct EndOfProcess
     {
         ~EndOfProcess() { SettingsFile::setProcessEnds(); }
@@ -81,7 +81,7 @@ QString SettingsStore::reason() const
                      : QString();
 }
 
-/// The key from the root, as QSettings normalises it.
+/// The key from the root, normalised as by QSettings.
 QString SettingsStore::fullKey(const QString &key) const
 {
     const QString group = m_settings->group();

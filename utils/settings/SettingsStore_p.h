@@ -10,8 +10,9 @@ namespace Utils {
 
 class SettingsFile;
 
-/// The QSettings of one Settings object and of its copies. A plain one answers, and the writer of
-/// the file takes the changes. Both share what they hold, with each QSettings on the file.
+/// The QSettings of one Settings object and of its copies. Values are read from a plain QSettings,
+/// and changes are made in the writer of the file. Both share their values with each other
+/// QSettings for the file.
 class SettingsStore
 {
 public:
@@ -21,7 +22,7 @@ public:
     SettingsStore(const SettingsStore &) = delete;
     SettingsStore &operator=(const SettingsStore &) = delete;
 
-    // As QSettings.
+    // As in QSettings.
     void beginGroup(const QString &group) { m_settings->beginGroup(group); }
     void endGroup() { m_settings->endGroup(); }
     QString group() const { return m_settings->group(); }
@@ -35,22 +36,22 @@ public:
     void setValue(const QString &key, const QVariant &value);
     void remove(const QString &key);
 
-    /// Stores what was set. False with why() when it cannot.
+    /// Stores the changes. False when that fails; see reason().
     bool sync();
     bool isStored() const;
 
-    /// Why the last attempt to read or to store failed, or "".
+    /// The cause of the failure of the last attempt to read or to store, or "".
     QString reason() const;
 
 private:
     QString fullKey(const QString &key) const;
 
     std::unique_ptr<QSettings> m_settings;
-    SettingsFile *m_file;     ///< null where QSettings writes in its own way
+    SettingsFile *m_file;     ///< null where QSettings itself writes the changes
     bool m_isChanged = false; ///< by this object
 };
 
-/// While it lives, a store is in a group. It leaves that when an exception passes, too.
+/// Enters a group of a store for a scope, and leaves it even when an exception passes.
 class GroupScope
 {
 public:

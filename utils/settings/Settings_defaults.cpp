@@ -4,7 +4,7 @@
 
 namespace Utils {
 
-// A text that no real setting holds: a key that gives it back as the default is unset.
+// A text that is the value of no real setting: a key that returns it as the default is not set.
 static const QLatin1String unsetMarker("aslfkhj asgflmnsdflkjsacasdlkj");
 
 static const QLatin1String flagsKey("Default");

@@ -13,7 +13,7 @@ static const QLatin1String temporaryGroup("@@@_temp_@@@");
 
 static QStringList namesIn(const QString &key) { return key.split(separator, Qt::SkipEmptyParts); }
 
-/// Whether \p key lies below \p group, in a store that ignores case too.
+/// Whether \p key lies below \p group. Case is ignored, as some stores do.
 static bool isBelow(const QString &key, const QString &group)
 {
     const QStringList names = namesIn(key);
@@ -24,11 +24,11 @@ static bool isBelow(const QString &key, const QString &group)
            });
 }
 
-/// The number of names of the deepest group on the way of a copy into itself that is still entered.
+/// The depth, as a number of names, of the deepest group that a copy into itself still enters.
 ///
-/// A group that is copied deeper into itself can get a new group each time it has been read. Below
-/// the groups that were there at first, the way repeats with the names that \p to has more than
-/// \p from. A copy that has followed these once would follow them for ever.
+/// A group that is copied into itself can get a new subgroup each time it has been read. Below the
+/// groups that existed at the start, the names that lead from \p from to \p to repeat. A copy that
+/// followed them more than once would never end.
 static int depthLimit(SettingsStore &settings, const QString &from, const QString &to)
 {
     const GroupScope scope(settings, from);
@@ -66,7 +66,7 @@ void Settings::copyLevel(SettingsStore &settings, const QString &from, const QSt
 {
     const Data::String target = fullKey(settings, to);
 
-    // The groups before anything is written: a copy into itself would find those that it makes.
+    // Listed before anything is written: a copy into itself would find the groups that it creates.
     QStringList keys;
     QStringList groups;
     {
@@ -76,7 +76,7 @@ void Settings::copyLevel(SettingsStore &settings, const QString &from, const QSt
             groups = settings.childGroups();
     }
 
-    // A name that is empty comes from a file that somebody edited. It names the group itself.
+    // An empty name comes from a file that was edited by hand. It stands for the group itself.
     for (const QString &key : qAsConst(keys)) {
         if (!key.isEmpty())
             settings.setValue(to + separator + key, settings.value(from + separator + key));
@@ -96,14 +96,15 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
                            bool recursive)
 {
     // A store that ignores case would copy the group onto itself and then remove it. The temporary
-    // group itself takes no detour, which would lead through itself and never end.
+    // group itself is not renamed through a temporary group, which would never end.
     const bool isSame = from.compare(to, Qt::CaseInsensitive) == 0 && from != temporaryGroup;
     const QString target = isSame ? QString(temporaryGroup) : to;
 
     const Data::String fullFrom = fullKey(settings, from);
     copyGroup(settings, from, target, recursive);
 
-    // A name renamed to itself is to end as it began: what holds the temporary group stays.
+    // A rename to the same name must keep the values: a group that contains the temporary group is
+    // not removed.
     if (from != to || !(isNameless(from) || from == temporaryGroup))
         settings.remove(from);
     notify(fullFrom, Data::Variant());
@@ -113,7 +114,7 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
     try {
         renameGroup(settings, target, to, recursive);
     } catch (const std::bad_alloc &) {
-        // Nobody looks for it where it is.
+        // Back to its old name: under the temporary one nobody would find it.
         copyGroup(settings, target, from, recursive);
         settings.remove(target);
         throw;

@@ -26,7 +26,7 @@ static QString withSlashes(QString path)
 
 static bool isWanted(const QString &path, const QString &suffixes)
 {
-    // The type first: it tells of the existence too, where the other order asks the disk twice.
+    // The type first: a file exists, so the disk is asked only once for it.
     const QFileInfo file(path);
     if (file.isFile())
         return suffixes.isEmpty() || suffixes.contains(file.suffix());
@@ -35,7 +35,7 @@ static bool isWanted(const QString &path, const QString &suffixes)
 
 static bool wasWantedAtFirst(const QString &path, const QString &suffixes)
 {
-    // Never released: static objects of a host may still ask when the process ends.
+    // Never destroyed: static objects of a host may still call this when the process ends.
     static auto &verdicts = *new QMap<QString, bool>;
 
     auto verdict = verdicts.constFind(path);

@@ -11,10 +11,10 @@ namespace Utils {
 
 static const QLatin1Char dot('.');
 
-/// A text of its own, also when \p text is a view of somebody else's.
+/// A deep copy, also when \p text is a view of another text.
 static Data::String copyOf(const QString &text) { return QString(text.constData(), text.size()); }
 
-/// How many characters \p a and \p b have in common in front.
+/// The length of the common prefix of \p a and \p b.
 static int commonLength(const QString &a, const QString &b)
 {
     const int most = qMin(a.size(), b.size());
@@ -26,9 +26,9 @@ StringTableKey::StringTableKey(const Data::String &key) : m_key(key)
     if (!StringTableState::alive || stringTableState.language.isEmpty() || !key.startsWith(dot))
         return;
 
-    // Parts of the key are searched where they stand in it, as copies would cost as much as the
-    // search. What stands before a part in the order of names shares more with it than all further
-    // ahead: so that is the table, or tells how long the next part to search is at most.
+    // The prefixes of the key are views, because copies would take as long as the search. Of all
+    // names up to a prefix in sort order, the last one has the longest common start with it. Either
+    // it is the table, or the length of the common start limits that of the next prefix.
     QMap<Data::String, StringTable::Table> &tables = stringTableState.tables;
     int length = key.lastIndexOf(dot);
     Data::String part(QString::fromRawData(key.constData(), length));
@@ -68,8 +68,8 @@ void StringTable::initialize(const Data::String &language, const Data::String &c
     if (!state.language.isEmpty() || language.isEmpty())
         return;
 
-    // The translator tells the application of itself before there is a language, and who hears of
-    // it may call back.
+    // The translator notifies the application before the language is set, and a receiver may call
+    // this function again.
     static bool isRunning = false;
     if (isRunning)
         return;
@@ -131,7 +131,7 @@ Data::String StringTable::lookupi(const Data::String &key, int index, char separ
         Data::String key;
         QStringList items;
     };
-    // Never released: static objects of a host may still ask when the process ends.
+    // Never destroyed: static objects of a host may still call this when the process ends.
     static auto &last = *new Items;
 
     if (last.key != key)

@@ -17,7 +17,7 @@ static bool isActiveContext(const Data::String &name)
            contexts.split(QLatin1Char(';')).contains(name);
 }
 
-/// The text that a file of strings writes as \p written.
+/// The text of a string that is written as \p written in the file.
 static Data::String toCatalogueText(const Data::String &written)
 {
     const QString slash = QStringLiteral("\\");
@@ -32,8 +32,8 @@ static Data::String toCatalogueText(const Data::String &written)
             text = replaceAll(text, QStringLiteral("\n"), QStringLiteral("<br>"));
     }
 
-    // Not StringUtil::unescape(), to which "\t" is a tab: here it stays as it is, and only what is
-    // a tab already may have a backslash in front.
+    // Not StringUtil::unescape(), which converts "\t" to a tab: here it stays as it is, and only a
+    // backslash before a real tab is removed.
     const QString placeholder = QStringLiteral("*SLASH*");
     text = replaceAll(text, slashes, placeholder);
     text = replaceAll(text, slash + tab, tab);
@@ -41,10 +41,10 @@ static Data::String toCatalogueText(const Data::String &written)
     return replaceAll(text, slashes + QLatin1Char('t'), slash + QLatin1Char('t'));
 }
 
-/// Reads what is in \p parent. The strings go to \p texts, those of forms to the forms of \p table.
+/// Reads the children of \p parent. Strings are added to \p texts, those of forms to \p table.
 static void readStrings(const QDomElement &parent, StringTable::Table &table, TextsById &texts)
 {
-    // Calls itself, but no deeper than documents are nested, which Document::open() limits.
+    // Recursion is no deeper than the document is nested, which Document::open() limits.
     QDomElement child = parent.firstChildElement();
     for (; !child.isNull(); child = child.nextSiblingElement()) {
         const QString tag = child.tagName().toLower();
@@ -63,7 +63,7 @@ bool readStringTable(StringTable::Table &table, const Data::String &name,
                      const Data::String &language)
 {
     Data::String path = File::findResource(name, "_" + language + ".xml");
-    // It is the current language that counts, also when another one is asked for.
+    // The current language decides, even when another one was requested.
     if (path.isEmpty() && stringTableState.language != QLatin1String("en"))
         path = File::findResource(name, "_en.xml");
     if (path.isEmpty())
@@ -86,7 +86,7 @@ bool StringTable::load(const Data::String &name)
         Table table;
         if (!readStringTable(table, name, stringTableState.language))
             return false;
-        // In place when all is there.
+        // Replaced only when everything is complete.
         const Data::String key = "." + name;
         QMap<Data::String, Data::String> uiIndex = stringTableState.uiIndex;
         for (auto form = table.uiStrings.constBegin(); form != table.uiStrings.constEnd(); ++form)

@@ -52,7 +52,7 @@ static const ToolkitText toolkitTexts[] = {
 
 static bool isEqual(const char *a, const char *b) { return b && std::strcmp(a, b) == 0; }
 
-/// The id of a text that the toolkit shows and the catalogue knows, or null.
+/// The id in the catalogue of a text of Qt, or null.
 static const char *toolkitTextId(const char *context, const char *source)
 {
     const auto isIt = [&](const ToolkitText &text) {
@@ -71,13 +71,13 @@ static Data::String widgetText(const Data::String &source)
     if (source.startsWith(QLatin1Char('.')))
         return StringTable::lookup(table + source);
 
-    // lookup() would take such an id for a part of the table's name.
+    // lookup() would read such an id as a part of the name of the table.
     if (StringTableState::alive && stringTableState.tables.contains(table))
         return stringTableState.tables[table].strings.value(source, source);
     return StringTable::lookup(table + source);
 }
 
-/// "" when no strings of the form are loaded.
+/// The string of a form; "" when no strings of the form are loaded.
 static Data::String formText(const Data::String &form, const Data::String &source)
 {
     if (!StringTableState::alive || !stringTableState.uiIndex.contains(form))
@@ -88,7 +88,7 @@ static Data::String formText(const Data::String &form, const Data::String &sourc
     return table->uiStrings.value(form).value(source, source);
 }
 
-/// \p text, or null when it is empty: null alone lets the toolkit keep its own text.
+/// \p text, or null when it is empty: Qt keeps its own text only for null.
 static QString toAnswer(const QString &text) { return text.isEmpty() ? QString() : text; }
 
 Translator::Translator(QObject *parent) : QTranslator(parent)
