@@ -11,10 +11,10 @@ class ProgressPrivate;
 
 /// Reports the progress of a task to the host, for as long as the object is in scope.
 ///
-/// Reporters are stack objects and nest; the innermost one reports for the task. It calls the host
-/// through Data::IApplication. The host draws, processes events, handles the Esc key and calls
-/// cancel(); this class processes no events. Without a host everything works, except that nobody is
-/// called.
+/// Objects of this class, called reporters, are stack objects and nest; the innermost one reports
+/// for the task. It calls the host through Data::IApplication. The host draws, processes events,
+/// handles the Esc key and calls cancel(); this class processes no events. Without a host
+/// everything works, only the calls to it are left out.
 ///
 ///     Progress progress(numFiles, "Reading", /*cancelable=*/true);
 ///     for (const Data::String &file : files) {
@@ -26,12 +26,13 @@ class ProgressPrivate;
 /// There are two chains of nested reporters, the ordinary chain and the popup chain, each with a
 /// display of its own. They do not interact. In the first two seconds of a task the host gets only
 /// labels, unless the display is shown already. The first report after that shows the display,
-/// unless 90 % of the steps are done by then. The end of the chain hides it.
+/// unless 90 % of the steps are done by then. The display is hidden when the outermost reporter of
+/// its chain ends.
 ///
 /// A nested reporter inherits the elapsed time and whether the display is shown. When it ends, the
-/// host gets the label of the outer reporter again, and the outer reporter takes over whether the
-/// nested one was cancelled. So a cancellation moves outwards, one level each time a reporter ends,
-/// even to reporters that are not cancelable.
+/// host gets the label of the outer reporter again and, if the display is shown, its progress. The
+/// outer reporter takes over whether the nested one was cancelled. So a cancellation moves
+/// outwards, one level each time a reporter ends, even to reporters that are not cancelable.
 ///
 /// \compat A nested reporter that ends without being cancelled clears a cancellation that the outer
 /// one received meanwhile.
@@ -48,7 +49,7 @@ public:
     ///                  and report nothing, all other functions work
     ///
     /// The label is \p label. For a cancelable ordinary reporter the hint "Press Esc to cancel."
-    /// follows on a line of its own. \p waitCursor shows the wait cursor until the end.
+    /// follows on a line of its own. \p waitCursor shows the wait cursor until the reporter ends.
     ///
     /// Progress is reported each time a twentieth of the steps is done; from 10,020 steps on, a
     /// hundredth.

@@ -14,8 +14,8 @@ namespace Utils {
 class SettingsSignal;
 class SettingsStore;
 
-/// The persistent settings of the application: a typed layer over QSettings that sends one signal
-/// of the process, SettingChanged(), for every change.
+/// The persistent settings of the application: a typed layer over QSettings that reports changes by
+/// one signal for the whole process, SettingChanged().
 ///
 ///     Utils::Settings settings("View");
 ///     const int width = settings.getInt("width", 640);
@@ -31,14 +31,15 @@ class SettingsStore;
 /// This protection does not cover
 /// - what a QSettings of the host writes, including the changes that are pending when it is
 ///   constructed;
-/// - settings that are not stored in a file, or in a format of the host;
+/// - settings that are not stored in a file, or in a format that the host has registered;
 /// - INI files on Windows;
 /// - a file whose first change is made while static objects are destroyed.
 ///
-/// A "/" in a key separates groups. Keys are relative to the current group of the object.
-/// SettingChanged() reports a key as it was passed, after the current group and a "/"; QSettings
-/// itself treats "/a//b/" as "a/b". A key without a name, "" or slashes only, is never written,
-/// removed or reported, and reading it returns the default.
+/// A "/" in a key separates groups. Keys are relative to the current group of the object: the one
+/// passed to the constructor, and those entered by beginGroup() and not left by endGroup().
+/// SettingChanged() reports the current group, a "/" and the key as it was passed; QSettings itself
+/// treats "/a//b/" as "a/b". A key without a name, "" or slashes only, is never written, removed or
+/// reported, and reading it returns the default.
 ///
 /// A stored value keeps its type only within the process; a later process may read it as text. The
 /// typed getters convert it. They return the default only for an absent key; a value that does not
@@ -97,8 +98,8 @@ public:
     ///     a/x=1, a/b/y=2:  from "a" to "a/b", recursive  => adds a/b/x=1, a/b/b/x=1, a/b/b/y=2
     ///
     /// A copy of a group into itself ends: it lists the subgroups of a level before it writes
-    /// there, and goes deeper than the deepest group that existed at the start only by the number
-    /// of levels that \p to lies below \p from.
+    /// there, and below the deepest group that existed at the start it descends only as many levels
+    /// as \p to lies below \p from.
     ///
     /// SettingChanged() is sent with an invalid value for each subgroup of \p to that corresponds
     /// to a copied one, inner ones first, and for \p to last, even when nothing was written. It is
@@ -128,9 +129,9 @@ public:
     /// Whether the changes have reached the disk.
     enum Status
     {
-        Stored,  ///< All changes have.
-        Pending, ///< Not all yet. They are written when control returns to the event loop, by the
-                 ///< destructor of an object that has made changes, and by sync().
+        Stored,  ///< All changes are on the disk.
+        Pending, ///< Some are not yet. They are written when control returns to the event loop, by
+                 ///< the destructor of an object that has made changes, and by sync().
         Failed   ///< The last attempt to read or to write the store failed.
     };
 
@@ -143,8 +144,9 @@ public:
     Status status(Data::String *reason = nullptr) const;
 
     /// Stores \p value if \p key has no value yet; an empty text is a value. With \p keepDefault,
-    /// \p value is in any case also stored under \p key followed by "_default". SettingChanged() is
-    /// not sent: a default is no change. An invalid \p value is stored, too; the key exists then.
+    /// also stores \p value under \p key followed by "_default", even when \p key has a value.
+    /// SettingChanged() is not sent: a default is no change. An invalid \p value is stored as such;
+    /// the key exists then.
     Settings &setDefault(const Data::String &key, const Data::Variant &value,
                          bool keepDefault = false);
 
@@ -160,8 +162,8 @@ public:
 
     /// Inserts \p path at the front of the recent list \p list, with "/" for each backslash, and
     /// removes its first earlier occurrence; comparison is case-sensitive. SettingChanged() is sent
-    /// with the key "MRU/" and \p list, without the current group, and the value \p path, as it was
-    /// passed. Nothing happens when \p list is "" or slashes only.
+    /// with the key "MRU/" followed by \p list, without the current group, and with \p path as it
+    /// was passed. Nothing happens when \p list is "" or slashes only.
     ///
     /// A list is a group in "MRU" with the entries "aa", "ab" to "zz", newest first. It holds at
     /// most 676 entries; the oldest are dropped.

@@ -13,9 +13,10 @@ namespace Utils {
 /// sig() and sig(payload), unless a receiver of sig(key, value) called abort().
 ///
 /// A receiver may change settings itself. Such a nested send is complete in itself; it clears the
-/// payload and leaves its abort state to the outer send. The outer send then emits sig() but no
-/// sig(payload), and a Slot that receives its sig(key, value) only then finds Slot::data() empty. A
-/// receiver that must not miss a change uses the arguments of sig(key, value).
+/// payload and leaves its abort state to the outer send. If it was aborted, the outer send ends
+/// after sig(key, value). Otherwise the outer send emits sig() but no sig(payload). A Slot that
+/// receives the sig(key, value) of the outer send after the nested one finds Slot::data() empty. So
+/// a receiver that must not miss a change uses the arguments of sig(key, value).
 class KELMUTILS_EXPORT SettingsSignal : public Signal
 {
     Q_OBJECT
