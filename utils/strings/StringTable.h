@@ -72,9 +72,9 @@ public:
 
     /// The text of \p key. The caller replaces its placeholders %1, %2 and so on.
     ///
-    /// Searches the table with the longest name whose components \p key begins with, such that at
-    /// least one component is left for the id. With the table "Kelm.Utils", which contains only
-    /// ".err.x":
+    /// Searches one table: of those whose name \p key begins with, by whole components, the one
+    /// with the longest name. At least one component must be left for the id. For example, when
+    /// only the table "Kelm.Utils" is loaded, and it contains only ".err.x":
     ///
     ///     ".Kelm.Utils.err.x"  => its text
     ///     ".Kelm.Utils.err.y"  => ".err.y"        the id is unknown
@@ -121,10 +121,10 @@ public:
     /// language. An id that the file of that language does not contain yields the id, as in
     /// lookup().
     ///
-    /// The first call for a language reads its file; the forms in it are ignored. When there is no
-    /// such file, the English one is read instead, unless the current language is English. When
-    /// there is none either, or the file cannot be read completely, returns the text in the current
-    /// language, and the next call tries again.
+    /// The first call for a table and a language reads the file; the forms in it are ignored. When
+    /// there is no such file, the English one is read instead, unless the current language is
+    /// English. When there is none either, or the file cannot be read completely, returns the text
+    /// in the current language, and the next call tries again.
     static Data::String lookupl(const Data::String &key, const Data::String &language);
 
     /// As lookupi(), in \p language. Items are kept for the current language only.

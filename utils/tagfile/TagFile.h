@@ -130,8 +130,8 @@ public:
     /// Calls close(), then writes all tags to the file \p path, in place of its contents. An
     /// existing file keeps its permissions.
     ///
-    /// False for an empty path, where nothing happens. False with a text in \p error when the file
-    /// cannot be opened, where it stays as it was; and when there is not enough memory, where it
+    /// False for an empty path; nothing happens then. False with a text in \p error when the file
+    /// cannot be opened, and then stays as it was; or when there is not enough memory, and it then
     /// stays as it was or ends early.
     ///
     /// \compat A failed write is not reported. On a full disk the result is true, and the file ends
@@ -150,7 +150,7 @@ public:
 
     /// Calls close(), then begins to write the file \p path, in place of its contents. False, with
     /// a text in \p error, when it cannot be opened or there is not enough memory; no file is open
-    /// then. False for an empty path, where nothing happens.
+    /// then. False for an empty path; nothing happens then.
     bool open(const Data::String &path, Data::String &error);
 
     /// Completes the file. Does nothing when no file is open. A failed write is not reported: when
@@ -259,7 +259,7 @@ private:
 /// case-sensitively. \p skip is the number of earlier occurrences of a key to skip; 0 finds the
 /// first one, and a negative number finds nothing.
 ///
-/// All functions keep the two lists at the same length. When a caller has made their lengths
+/// All functions keep keys and values at the same length. When a caller has made their lengths
 /// differ, the getters use only the indices that both lists have, remove() removes what there is,
 /// and replace() first fills up the values with empty ones.
 struct KELMUTILS_EXPORT TagFile::Tag

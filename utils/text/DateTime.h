@@ -24,7 +24,7 @@ class KELMUTILS_EXPORT DateTime
 public:
     DateTime(); ///< now
 
-    // The two numbers make a plain int, as in DateTime(0), ambiguous: write 0u or 0.0.
+    // With these two overloads, a plain int as in DateTime(0) is ambiguous: write 0u or 0.0.
     DateTime(unsigned int seconds);
     DateTime(double time) : m_time(time) {}
 
@@ -46,7 +46,8 @@ public:
     /// The stored value: seconds since 1970.
     double timeId() const { return m_time; }
 
-    /// Whole seconds since 1970. 4294967295 for a time before 1970 or after 2106.
+    /// Whole seconds since 1970. 4294967295 for a time before 1970 or after 2106, and for a value
+    /// that no calendar date represents.
     unsigned int toTime_t() const;
 
     /// Whether there is a time. False for NaN.

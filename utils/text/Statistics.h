@@ -107,8 +107,10 @@ public:
     static double coefficientMultDetermination(const Data::Array &a, const Data::Array &b,
                                                const QList<int> &indices = {});
 
-    /// The adjusted R^2 for a fit with \p parameters parameters: 1 - (1 - R^2) * (n - 1) / (n -
-    /// parameters), where n is the smaller length() of the two. 0.0 when n - parameters is below 1.
+    /// The adjusted R^2 for a fit with \p parameters parameters, where n is the smaller length() of
+    /// the two columns. 0.0 when n - parameters is below 1.
+    ///
+    ///     1 - (1 - R^2) * (n - 1) / (n - parameters)
     static double coefficientMultDeterminationAdjusted(const Data::Array &a, const Data::Array &b,
                                                        int parameters,
                                                        const QList<int> &indices = {});
@@ -135,10 +137,10 @@ public:
 
     /// The y of the curve through the knots \p xs and \p ys at v, the value x[index].
     ///
-    ///     xs[index] equals v                     => ys[index]
-    ///     v between two ascending knots          => on the line through the first such knots
-    ///     v at two equal adjacent knots          => the y of the first of them
-    ///     anything else                          => Data::noValue
+    ///     xs[index] equals v             => ys[index]
+    ///     v between two ascending knots  => on the straight line between the first such knots
+    ///     v at two equal adjacent knots  => the y of the first of them
+    ///     anything else                  => Data::noValue
     ///
     /// \compat Holes are not left out: they are used as the number 1e300. Descending steps of the
     /// curve are skipped.
@@ -158,8 +160,8 @@ public:
     ///     0 1 2 3 4, 2 bins, from 1 to 3  => counts 3 1 1,  edges 2 3 4
     ///     5 5 5, 4 bins                   => counts 3 0 0 0, edges 5 5 5 5
     ///
-    /// A value on an edge belongs to the bin below it, and so does a value above the edge by at
-    /// most 0.0001 of the width of a bin or of the upper end, whichever is smaller.
+    /// A value on an edge belongs to the bin below it. So does a value above the edge, if it is
+    /// above by at most 0.0001 times the width of a bin, and at most 0.0001 times the upper end.
     ///
     /// A value that no bin can reach, because the width is 0 or the value is infinity or NaN, is
     /// counted in the last bin that the other values need. Empty bins up to \p bins follow.
@@ -187,10 +189,10 @@ public:
     ///
     ///     DensityScale  => 1 / sqrt(v * 2 * pi)
     ///     PeakScale     => 1
-    ///     CountScale    => rows * (range / bins) / sqrt(v * 2 * pi), to match such a histogram
+    ///     CountScale    => rows * (range / bins) / sqrt(v * 2 * pi)
     ///
-    /// \p bins above 1,000,000 stands for that number. CountScale with \p bins 0 yields infinite or
-    /// NaN heights.
+    /// With CountScale the curve is as high as a histogram with \p bins bins; \p bins 0 yields
+    /// infinite or NaN heights. \p bins above 1,000,000 stands for that number.
     ///
     /// \compat Three corners:
     /// - The shape of the curve uses the population variance, its extent the sample deviation.

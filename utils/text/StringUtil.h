@@ -142,9 +142,9 @@ public:
     static QStringList replaceInList(const QStringList &list, const Data::String &from,
                                      const Data::String &to);
 
-    /// Joins the items of \p list with \p separator. Of a long list, only the first \p limit items,
-    /// followed by the text of the string table key ".Kelm.Framework.msg.plusmore" with the number
-    /// of items left out.
+    /// Joins the items of \p list with \p separator. A long list is cut: its first \p limit items
+    /// are followed by the text of the string table key ".Kelm.Framework.msg.plusmore" with the
+    /// number of items that are left out.
     ///
     /// With \p exact, a list is long from \p limit items on, otherwise from \p limit + 5 items on.
     /// A negative \p limit shows no items; the number is then the size of the list minus \p limit.
@@ -180,10 +180,10 @@ public:
     ///     "max Load", false      => "Max  load"   a space is inserted even after a space
     static Data::String makeLabel(Data::String name, bool keepCase);
 
-    /// Joins the lines of \p text, which \p separator separates: with a space where a sentence was
-    /// wrapped, elsewhere with \p lineBreak. That is before an empty line, after a line that ends
-    /// with ":", and before a line that starts with a capital, "-" or a number; spaces before these
-    /// are ignored.
+    /// Joins the lines of \p text, which are separated by \p separator. A sentence that was wrapped
+    /// is joined with a space. \p lineBreak is inserted before an empty line, after a line that
+    /// ends with ":", and before a line that starts with a capital, "-" or a number; spaces at the
+    /// start of the line are ignored.
     ///
     ///     "one\ntwo\n- three\nFour", "\n", "<br>"  => "one two<br>- three<br>Four"
     ///
@@ -216,8 +216,8 @@ public:
     ///     "/host/dir"                  => "", "host", "dir"
     ///     "name?"                      => "", "", "name", ""
     ///
-    /// \compat A second "/" after the scheme ends an empty host, and a host that no "/" follows
-    /// includes the parameters:
+    /// \compat After "://" the host is empty. A host that is not followed by "/" includes the
+    /// parameters.
     ///
     ///     "http://host/path"           => "http", "", "host/path"
     ///     "file:/host?x=1"             => "file", "host?x=1", ""
