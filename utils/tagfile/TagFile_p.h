@@ -12,32 +12,31 @@ class TagFilePrivate
 public:
     TagList tags;
     Data::String filename;
-    QFile *file = nullptr;         // while it is streamed out; only close() deletes it
+    QFile *file = nullptr;         // while a file is streamed; only close() deletes it
     QTextStream *stream = nullptr; // the same
     int options = TagFile::BlankLines | TagFile::WriteYesNo | TagFile::WriteComments;
     Data::VariantCollection meta;
 
-    /// Writes what \p append appends to a text to what is open, if it is. The file ends where that
-    /// cannot be done: what would come behind the gap is of no use.
+    /// Writes to the open stream, if there is one, the text that \p append appends to its argument.
+    /// When that fails, the file ends there: anything after a gap would be useless.
     template <typename Append>
     void write(const Append &append);
 
-    /// Writes all tags by \p sink.tag() and \p sink.property(), which take what TagFile::writeTag()
-    /// and TagFile::writeProperty() do.
+    /// Writes all tags by the functions tag() and properties() of \p sink.
     template <typename Sink>
     void writeTags(Sink &sink) const;
 };
 
-/// The name of the tag that tells what kind of file it is.
+/// The name of the tag that names the type of a file.
 constexpr const char *typeTagName = "TYPE";
 
-/// The text of the catalogue for \p id, as in ".err.fileread", with \p path filled in.
+/// The text of the catalogue for \p id, such as ".err.fileread", with \p path filled in.
 Data::String fileMessage(const char *id, const Data::String &path);
 
-/// The same into \p error, which stays as it was when the memory does not suffice.
+/// Sets \p error to this text. It stays as it was when there is not enough memory.
 void tell(Data::String &error, const char *id, const Data::String &path);
 
-/// Appends \p error to \p errors, unless the memory does not suffice.
+/// Appends \p error to \p errors, unless there is not enough memory.
 void append(QStringList &errors, const Data::String &error);
 
 } // namespace Utils

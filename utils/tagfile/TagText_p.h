@@ -4,24 +4,25 @@
 
 namespace Utils {
 
-// How tags and their properties are written, by options of TagFile.
+// How tags and their properties are written, with the options of TagFile.
 
 /// Whether a tag or a property with this name or key is a comment.
 bool isComment(const QString &name);
 
-/// \p text as comment lines, without the line feed behind the last.
+/// \p text as comment lines, without the line feed after the last.
 QString commentLines(const QString &text);
 
 /// Whether a property with this value, which has no line feed, is not written at all.
 bool isLeftOut(const QString &value, int options);
 
-/// What is written for a value without line feeds.
+/// The text that is written for a value without line feeds.
 QString oneLineValue(const QString &value, int options);
 
-/// How many lines a value is, which is one more than the line feeds in it.
+/// The number of lines of a value: one more than its line feeds.
 qint64 numberOfLines(const QString &value);
 
-/// Appends what TagFile::writeTag() writes to \p out: nothing, or text that ends in a line feed.
+/// Appends to \p out the text that TagFile::writeTag() writes: nothing, or text that ends with a
+/// line feed.
 void appendTag(QString &out, const QString &name, const QString &comment, bool blankLine,
                int options);
 

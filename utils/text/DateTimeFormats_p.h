@@ -4,8 +4,8 @@
 
 namespace Utils {
 
-/// The named formats of DateTime. They hold literals, which outlive them, so that an object that
-/// dies later may still ask.
+/// The named formats of DateTime. They contain literals, which outlive them, so that an object that
+/// is destroyed later can still read them.
 struct DateTimeFormats
 {
     static const Data::String serialize;

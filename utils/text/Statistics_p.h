@@ -11,19 +11,19 @@
 #include <emmintrin.h>
 #endif
 
-// How Statistics looks at columns. What is called for each value is a template parameter, so that
-// it is one loop in the end.
+// How Statistics reads columns. The function for each value is a template parameter, so that the
+// compiler makes one loop of both.
 
 namespace Utils {
 
 // A call opens no more bins than this: 16 MB of counts and edges.
 constexpr int maxBins = 1000000;
 
-/// What a call looks at: a column as it lies there, or the rows that a list of indices names.
+/// The values of a call: a whole column, or the rows that a list of indices selects.
 class Selection
 {
 public:
-    /// How many values are gathered at a time: they stay in the first cache.
+    /// The number of values that are gathered at a time: they stay in the first-level cache.
     static constexpr int bufferSize = 1024;
 
     /// Keeps a reference to \p indices.
@@ -37,11 +37,11 @@ public:
 
     int size() const { return m_size; }
 
-    /// How many values are looked at in one go.
+    /// The number of values that are read at a time.
     int runLength() const { return m_indices.isEmpty() ? m_size : bufferSize; }
 
-    /// The \p count values from number \p first on, gathered in \p buffer where they do not lie
-    /// side by side.
+    /// The \p count values from number \p first on. They are gathered in \p buffer if they are not
+    /// adjacent.
     const double *values(int first, int count, double *buffer) const
     {
         if (m_indices.isEmpty())
@@ -66,7 +66,7 @@ private:
     int m_size;
 };
 
-/// Calls \p look with a pointer to values and their count until all were shown, holes as well.
+/// Calls \p look with a pointer to values and their count, until all were passed, even holes.
 template <typename Look>
 void forEachRun(const Selection &selection, Look look)
 {
@@ -78,7 +78,7 @@ void forEachRun(const Selection &selection, Look look)
     }
 }
 
-/// Calls \p look with each value that is no hole.
+/// Calls \p look with each value that is not a hole.
 template <typename Look>
 void forEachValue(const Selection &selection, Look look)
 {
@@ -90,7 +90,7 @@ void forEachValue(const Selection &selection, Look look)
     });
 }
 
-/// Calls \p look with each pair of values without a hole, as far as the shorter selection goes.
+/// Calls \p look with each pair of values without a hole, to the end of the shorter selection.
 template <typename Look>
 void forEachPair(const Selection &a, const Selection &b, Look look)
 {
@@ -109,7 +109,7 @@ void forEachPair(const Selection &a, const Selection &b, Look look)
     }
 }
 
-/// Has the memory at \p place fetched, for loops that would outrun it.
+/// Prefetches the memory at \p place, for loops that are faster than the memory.
 inline void fetch(const double *place)
 {
 #ifdef __SSE2__
@@ -133,8 +133,8 @@ inline double fromBits(quint64 bits)
     return value;
 }
 
-/// All bits set for a hole, none for a value. Holes are masked out where a branch would have to
-/// guess: only noValue itself has its bits.
+/// All bits set for a hole, none for a value. Masking out holes is faster than a branch that cannot
+/// be predicted. Only noValue itself has its bits.
 inline quint64 holeMask(double value)
 {
     return 0 - quint64(bitsOf(value) == bitsOf(Data::noValue));
@@ -146,13 +146,13 @@ int lengthOf(const Selection &selection);
 constexpr quint64 signBit = Q_UINT64_C(1) << 63;
 constexpr quint64 firstKey = Q_UINT64_C(0x000fffffffffffff); // of -infinity, before it is moved
 
-/// A whole number that is greater where \p value is: they go from -infinity over -0.0 and 0.0 to
-/// infinity without a gap, and all NaNs are behind.
+/// A whole number in the order of the values: from -infinity over -0.0 and 0.0 to infinity without
+/// a gap, and all NaNs after these.
 inline quint64 keyOf(double value)
 {
     const quint64 bits = bitsOf(value);
     const quint64 ordered = bits & signBit ? ~bits : bits | signBit;
-    // NaNs with a sign come out in front of all numbers. From there they wrap around to the end.
+    // NaNs with a sign are before all numbers. The subtraction moves them to the end.
     return ordered - firstKey;
 }
 
@@ -177,7 +177,7 @@ Sum squaresOf(const Selection &selection, double mean);
 
 double sampleDeviation(const Sum &squares);
 
-/// How many values there are and the ends of them, which are 0.0 when there are none.
+/// The number of values, the smallest and the largest one, which are 0.0 when there are none.
 struct Ends
 {
     double min = 0.0;
