@@ -10,20 +10,19 @@
 
 namespace Utils {
 
-/// Paths, file contents, folder trees and resources: static operations, no instances.
+/// Paths, file contents, folder trees and resources: static functions, no instances.
 ///
 /// Paths are written with "/". Text files are UTF-8. A failure is an empty result, false, or a
-/// count; nothing here throws or shows a message.
+/// count; no function throws or shows a message.
 class KELMUTILS_EXPORT File
 {
 public:
     File() = delete;
 
-    // Paths: what can be told from the text of a path. Case is folded on every system where two
-    // paths are compared, and a path that makes no sense gives "" or false.
+    // Paths: what the text of a path tells. Two paths are compared case-insensitively on every
+    // system. A path that makes no sense yields "" or false.
 
-    /// The arguments that are not empty, in order, with "/" between them. No "/" that is in them is
-    /// looked at.
+    /// The non-empty arguments, in order, joined by "/". The arguments themselves are not changed.
     ///
     ///     "", "", "x"  => "x"
     ///     "a/", "b"    => "a//b"
@@ -33,11 +32,12 @@ public:
                              const Data::String &e = Data::String(),
                              const Data::String &f = Data::String());
 
-    /// \p path as it is when it is absolute; otherwise cleaned, below \p folder, or below the
-    /// current folder when that is empty.
+    /// An absolute \p path is returned unchanged. A relative one is appended to \p folder, or to
+    /// the current directory when \p folder is empty, and cleaned.
     static Data::String absolutePath(const Data::String &path, const Data::String &folder);
 
-    /// The last component, with or without its last suffix. A hidden name is all suffix.
+    /// The last component, without its last suffix unless \p withExtension is true. A hidden name
+    /// such as ".bashrc" consists of a suffix only.
     ///
     ///     "/p/archive.tar.gz"  => "archive.tar", with extension "archive.tar.gz"
     ///     ".bashrc"            => "", with extension ".bashrc"
@@ -47,288 +47,322 @@ public:
     /// The last suffix, without its dot.
     static Data::String extension(const Data::String &path);
 
-    /// The folder that the path is in, as far as its text tells: "." for a bare name and for "".
+    /// The path without its last component. Only the text is used: the result is "." for a name
+    /// without a folder and for "".
     static Data::String parentFolder(const Data::String &path);
 
-    /// The path without needless "/", "." and "..", in the separators of the system. A path that
-    /// begins with "/" keeps its own.
+    /// The path without redundant "/", "." and "..", in native separators. A path that starts with
+    /// "/" keeps its "/" on every system.
     static Data::String cleanPath(const Data::String &path);
 
     static Data::String currentDir();
 
-    /// Whether \p path is no relative one.
+    /// The opposite of isRelative().
     static bool isAbsolute(const Data::String &path);
 
-    /// Whether the text is that of a relative path.
+    /// Whether the text of \p path is that of a relative path.
     ///
     ///     "", "a", "a/b"       => true
-    ///     ".config/x", "../x"  => true   whatever begins with "."
-    ///     ":/icons/x.png"      => true   a resource of the toolkit
+    ///     ".config/x", "../x"  => true   every path that starts with "."
+    ///     ":/icons/x.png"      => true   a Qt resource
     ///     "/a", "C:/x"         => false
     ///     "\\server/x"         => false
-    ///     "C:", "C:x"          => true   a name with no folder in front of it
+    ///     "C:", "C:x"          => true   a name without a folder
     static bool isRelative(const Data::String &path);
 
-    /// Whether two texts name one path, as they stand or cleaned. The file system is not asked, and
-    /// nothing is made absolute.
+    /// Whether two texts name the same path, as given or cleaned, case-insensitively. The file
+    /// system is not consulted, and relative paths are not made absolute.
     static bool isSamePath(const Data::String &a, const Data::String &b);
 
-    /// Whether the text of \p path begins with that of \p folder, as they stand or cleaned. Plain
-    /// text is compared, which is meant: "/data/abc" is contained in "/data/ab", everything is
-    /// contained in "", and a folder in itself.
+    /// Whether the text of \p path starts with that of \p folder, as given or cleaned,
+    /// case-insensitively.
+    ///
+    /// \compat Plain text is compared: "/data/abc" is contained in "/data/ab", every path is
+    /// contained in "", and a folder is contained in itself.
     static bool isContainedIn(const Data::String &path, const Data::String &folder);
 
-    /// Whether the name of the file at \p path, with its extension, matches one of the wildcard
-    /// patterns of \p filter, which single blanks separate. Of a filter with brackets, as dialogs
-    /// show it, only what is between them counts, or all behind a "(" that only a ")" in front of
-    /// it closes. An empty pattern matches an empty name only.
+    /// Whether the file name in \p path, with its extension, matches one of the wildcard patterns
+    /// of \p filter, case-insensitively. Patterns are separated by single spaces; an empty one
+    /// matches only an empty name.
+    ///
+    /// In a filter with brackets, as file dialogs show it, only the text between the first "(" and
+    /// the next ")" counts. If every ")" is before the first "(", all text after the "(" counts.
     ///
     ///     "a.PNG", "Images (*.png *.jpg)"  => true
     static bool checkFilter(const Data::String &path, const Data::String &filter);
 
-    /// \p path shortened for display, with "/" for each "\": its first two pieces, "...", and as
-    /// many of the last ones as go into \p maxChars characters, but one at least and at most
-    /// \p maxParts - 1. Fewer than three parts count as three.
+    /// \p path shortened for display, with "/" for each "\": its first two parts, "...", and its
+    /// last parts. As many last parts are kept as fit into \p maxChars characters, but at least one
+    /// and at most \p maxParts - 1. A \p maxParts below 3 counts as 3.
     ///
-    /// A path is given back untouched when it is shorter than \p maxChars, which one of exactly
-    /// that length is not, or when it has fewer pieces than \p maxParts. One with three pieces
-    /// becomes longer, which is meant.
+    /// A path with fewer than \p maxParts parts, or fewer than \p maxChars characters, is returned
+    /// unchanged.
+    ///
+    /// \compat A path of exactly \p maxChars characters is shortened. A path of three parts becomes
+    /// longer.
     ///
     ///     "C:/one/two/three/four/five/six.txt", 10, 3  => "C:/one/.../six.txt"
     static Data::String abbreviateName(const Data::String &path, int maxChars = 80,
                                        int maxParts = 5);
 
-    /// \p name as it may be a file's: each blank replaced by "_", unless they are allowed, and
-    /// / \ : * ? " < > | removed. \p valid tells, if given, whether \p name was good as it was.
+    /// Turns \p name into a valid file name: each space becomes "_", unless \p allowSpaces is true,
+    /// and / \ : * ? " < > | are removed. \p valid, if not null, is set to whether \p name was
+    /// valid already.
     static Data::String validate(const Data::String &name, bool allowSpaces = false,
                                  bool *valid = nullptr);
 
-    /// The size of the file at a path, or a decimal number of bytes, for people. "" for an empty or
-    /// missing file, and for what is no number, or a negative one.
+    /// The size of a file as text for users. The argument is a path, or a decimal number of bytes.
+    /// "" when it is neither the path of a non-empty file nor a number of at least 0.
     ///
-    /// The unit goes up at powers of 1024 and the number is divided by powers of 1020, which is
-    /// meant. Above TB there is no word, and the text ends in the blank. "0" gives "0 bytes".
-    ///
+    ///     "0"              => "0 bytes"
     ///     "512"            => "512 bytes"
     ///     "1023"           => "1,023 bytes"
     ///     "1048576"        => "1.01 MB"
     ///     "1500000000000"  => "1.39 TB"
+    ///
+    /// \compat The unit changes at powers of 1024, but the number is divided by powers of 1020.
+    /// Above TB there is no unit, and the text ends with the space before it.
     static Data::String sizeString(const Data::String &pathOrNumber);
 
-    /// Image files: the filter of a dialog, or the extensions that findResource() looks for among
-    /// the icons, which are deliberately fewer.
+    /// Image files. The two lists differ on purpose.
+    ///
+    ///     true   => ".png;.xpm"                              findResource() tests for these
+    ///     false  => "Image Files (*.png *.xpm *.jpg *.gif)"  for file dialogs
     static Data::String imageFilter(bool extensionsOnly);
 
-    /// Layout files: the filter of a dialog, or their extension.
+    /// Layout files.
+    ///
+    ///     true   => ".ui"
+    ///     false  => "Layout Files (*.ui)"
     static Data::String layoutFilter(bool extensionsOnly);
 
     static bool isDir(const Data::String &path);
     static bool isFile(const Data::String &path);
 
-    // Contents: whole files, and what can be asked of one
+    // Contents: whole files, and the properties of a file
 
-    // A named pipe is opened as a file is, which waits until somebody opens its other end. A path
-    // with a zero byte names nothing.
+    // A named pipe is opened like a file, which blocks until a process opens its other end. A path
+    // that contains a zero byte names no file.
 
     /// The text of a file, or of an address that starts with "http://". "" when it is missing,
-    /// cannot be opened or got, or is too large for a text, as a whole file of 1 GiB is.
+    /// cannot be opened or loaded, or is too large for a string, as a whole file of 1 GiB is.
     ///
-    ///     lines 0    all of it, as it is; "" when it is no valid UTF-8
-    ///     lines 3    its first three lines, or fewer, each ended by "\n" whatever ended it
-    ///     lines -3   its end, with three lines or more in it
+    ///     lines 0    the whole text, unchanged; "" when it is not valid UTF-8
+    ///     lines 3    the first three lines, or fewer, each with "\n" as line end
+    ///     lines -3   the end of the text, see below
     ///
-    /// "" also when what is asked for cannot be read whole, as on a damaged disk: never a part.
+    /// When the requested part cannot be read completely, as on a damaged disk, the result is "",
+    /// never a shorter part.
     ///
-    /// A mark at the start is dropped; where it tells that the text is UTF-16 or UTF-32, lines of 0
-    /// and above read that. With lines other than 0 each invalid byte becomes U+FFFD.
+    /// A byte order mark is removed. When it is that of UTF-16 or UTF-32, the text is decoded
+    /// accordingly unless \p lines is negative. When \p lines is not 0, each invalid byte becomes
+    /// U+FFFD.
     ///
-    /// The end is rough, which is meant: it is made of whole blocks of 200 bytes, counted from the
-    /// last byte but one, until they hold one line feed more than lines are wanted, so it mostly
-    /// starts within a line. What stands behind a zero byte of a block does not count. Where there
-    /// are too few line feeds, the up to 200 bytes before the first whole block are left out all
-    /// the same. A file of up to 201 bytes comes whole.
+    /// \compat The end of a text is approximate. It consists of blocks of 200 bytes, counted back
+    /// from the last byte but one, until these contain one line feed more than lines were
+    /// requested. So it usually starts in the middle of a line. Line feeds after a zero byte in the
+    /// same block are not counted. When the file has too few line feeds, the result starts at the
+    /// first whole block, and the up to 200 bytes before it are left out. A file of up to 201 bytes
+    /// is returned whole.
     ///
-    /// For an address \p lines does not count. The call shows the wait cursor and handles events,
-    /// but no user input, until the answer is there, however long that takes unless setHttpLimits()
-    /// limits it: other handlers run in the middle of it, and an application that quits does so
-    /// afterwards. Redirects are not followed; the text is what the redirecting answer holds. An
-    /// answer that is shorter than it tells gives "". One that tells no length, or is packed, ends
-    /// where its connection does. Without an application object, whose event loop it needs, the
-    /// result is "".
+    /// For an address \p lines is ignored. The call shows the wait cursor and processes events,
+    /// except user input, until the reply is complete: event handlers run during the call, and an
+    /// application that quits does so after it. The time is unlimited unless setHttpLimits() limits
+    /// it. Redirects are not followed; the text is the body of the redirecting reply. A reply that
+    /// is shorter than its announced length yields "". A reply without a length, or a compressed
+    /// one, ends when its connection ends. Without a QCoreApplication the result is "", as there is
+    /// no event loop.
     static Data::String read(const Data::String &path, int lines = 0);
 
-    /// Limits each read() of an address that starts from now on, in the whole process: to \p msec
-    /// milliseconds until the answer is there, and to \p bytes bytes of it. Beyond a limit the
-    /// answer is given up, and the result is "".
+    /// Limits each read() of an address that starts after this call, in the whole process: to
+    /// \p msec milliseconds until the reply is complete, and to \p bytes bytes. When a limit is
+    /// exceeded, the request is aborted and read() returns "".
     ///
-    /// There are no limits at first, and for a number of 0 or below there is none. Where the bytes
-    /// are limited, the answer is asked for unpacked, and one that is packed all the same gives "".
+    /// There are no limits at first. A value of 0 or less means no limit. With a limit of bytes the
+    /// server is asked for an uncompressed reply, and a reply that is compressed anyway yields "".
     static void setHttpLimits(int msec, qint64 bytes);
 
-    /// All bytes of a file. Empty when it is missing, cannot be opened or not be read to its end,
-    /// or has 2 GiB or more.
+    /// All bytes of a file. Empty when it is missing, cannot be opened, cannot be read to its end,
+    /// or is too large: 2 GiB or more, or larger than the memory.
     static QByteArray readRaw(const Data::String &path);
 
-    /// Replaces the file with \p text in UTF-8, in place: without a backup and without a temporary
-    /// file. Shows the wait cursor meanwhile.
+    /// Replaces the contents of a file by \p text in UTF-8. The file is written in place, without a
+    /// backup and without a temporary file. The wait cursor is shown meanwhile.
     ///
-    /// False when it cannot be opened, and then it stays as it was. Whether all could be written is
-    /// not told, which is meant: on a full disk the result is true and the file incomplete.
+    /// False when the file cannot be opened; it is then unchanged.
+    ///
+    /// \compat Write errors are not reported: on a full disk the result is true and the file is
+    /// incomplete.
     static bool write(const Data::String &path, const Data::String &text);
 
     /// The same with \p lines, each followed by "\n".
     static bool write(const Data::String &path, const QStringList &lines);
 
-    /// The same with bytes as they are, and without the wait cursor.
+    /// The same with bytes, which are written unchanged, and without the wait cursor.
     static bool writeRaw(const Data::String &path, const QByteArray &bytes);
 
-    /// A stream that reads the bytes of a file, for the caller to close. Null when it cannot be
-    /// opened, as a folder cannot. errno describes this open: 0 when it went well.
+    /// Opens a file to read its bytes. The caller closes the stream. Null when the file cannot be
+    /// opened, and for a folder. errno is 0 after success and otherwise tells why this call failed.
     static std::FILE *openRead(const Data::String &path);
 
-    /// The same for writing: at its end with \p append, else in its place.
+    /// Opens a file to write bytes: at its end with \p append, otherwise replacing its contents.
+    /// The rest is as for openRead().
     static std::FILE *openWrite(const Data::String &path, bool append);
 
-    /// Whether there is a file or folder \p path, or, where it has a "*", a file that fits it as
-    /// search() without subfolders takes it.
+    /// Whether the file or folder \p path exists. A path with a "*" is a pattern: true when
+    /// search(), without subfolders, finds a file for it.
     ///
     ///     ""          false
-    ///     "a/b"       a file or a folder; false for a link to nothing
-    ///     "a/*.txt"   a file in a; hidden ones and folders do not count
+    ///     "a/b"       true for a file and a folder; false for a broken link
+    ///     "a/*.txt"   true for a matching file in a; hidden files and folders do not count
     static bool exists(const Data::String &path);
 
-    /// The size in bytes at this moment, 0 when there is nothing.
+    /// The current size in bytes; 0 when \p path does not exist.
     static qint64 size(const Data::String &path);
 
-    /// When it was last modified, in seconds since the Unix epoch, as known at this moment. 0 when
-    /// there is nothing or it cannot be told, and for what is older than the epoch. Times beyond 32
-    /// bits are not handled.
+    /// The current time of the last modification, in seconds since the Unix epoch. 0 when \p path
+    /// does not exist, when the system cannot determine the time, and for times before the epoch.
+    /// Times beyond 32 bits are not supported.
     static unsigned int timestamp(const Data::String &path);
 
-    /// When it was last modified, in local time and in a pattern of QDateTime,
-    /// DateTime::formatISO() when \p format is empty, with names and digits as in DateTime. "" when
-    /// there is nothing, or it cannot be told.
+    /// The time of the last modification as text: local time in the QDateTime format \p format, or
+    /// in DateTime::formatISO() when that is empty, with names and digits as in DateTime. "" when
+    /// \p path does not exist or the system cannot determine the time.
     static Data::String timestampString(const Data::String &path, const Data::String &format = {});
 
-    /// The version in the resources of a program or library, as in "19.02.1.5". Only the second
-    /// number is padded, which is meant. "" when it has none, or on a system that knows none.
+    /// The version in the resources of a program or library, as in "19.02.1.5". "" when it has
+    /// none, and on systems whose programs have no such resource.
+    ///
+    /// \compat Only the second number is padded.
     static Data::String version(const Data::String &path);
 
-    /// Whether the text of a file or address, as read() gives it, has \p word with no letter or
-    /// digit on either side; "_" is none. An empty word is found at the start of an empty text, and
-    /// between two such boundaries.
+    /// Whether the text of a file or address, as read() returns it, contains \p word with neither a
+    /// letter nor a digit directly before or after it; "_" counts as neither. An empty word is
+    /// found in an empty text, and at any position without a letter or digit on either side.
     static bool containsWord(const Data::String &path, const Data::String &word,
                              bool caseSensitive);
 
-    /// Whether the extension, in any case, is that of an image format that Qt can read. The formats
-    /// are asked for once in the process.
+    /// Whether the extension, in any case, is that of an image format that Qt can read. The list of
+    /// formats is requested from Qt once in the process.
     static bool isSupportedImage(const Data::String &path);
 
-    // Trees: copying, moving, removing and creating
+    // Trees: copy, move, remove and create
 
-    // Hidden entries, links that lead nowhere, sockets and pipes are not seen in a folder, which
-    // may keep it from being empty. Long operations report through Progress, on the popup display:
-    // where a folder has six entries or more, and no popup reporter is there already. With
-    // cancelable they can be cancelled there, else they show the wait cursor. What was done stays.
-    // For remove() the folders count alone, less every name that it is to keep. A path with a zero
-    // byte names nothing.
+    // Hidden entries, broken links, sockets and pipes in a folder are ignored; they may keep the
+    // folder from being empty. Operations on a folder with six or more entries report through a
+    // Progress on the popup display, unless a popup reporter exists already. With \p cancelable the
+    // user can cancel them there; otherwise they show the wait cursor. What was done before a
+    // cancel stays. For remove() only folders count as entries, and each name to keep reduces the
+    // count by one. A path that contains a zero byte names nothing.
 
-    /// Copies one file. An existing folder \p target takes it under its own name. False when it
-    /// cannot be copied whole, and then no part of it is left.
+    /// Copies one file. When \p target is an existing folder, the copy goes into it, under the name
+    /// of the source. False when the file cannot be copied completely; no part of a copy remains.
     ///
-    /// When there is something at the target, \p overwrite decides:
+    /// When the target file exists, \p overwrite decides:
     ///
-    ///     0         the target is kept: false
-    ///     positive  it is replaced
-    ///     negative  it is replaced if \p source is newer, in whole seconds, else kept: true
+    ///     0         the target is kept; returns false
+    ///     positive  the target is replaced
+    ///     negative  the target is replaced if the source is newer, in whole seconds; otherwise
+    ///               it is kept, and the call returns true
     ///
-    /// A file copied onto itself is left alone: true, whatever \p overwrite says. So is any other
-    /// whose path differs in nothing but case, which is meant. Where the system cannot tell whether
-    /// it is the same file, or which is newer, the target is kept: false. What is replaced is
-    /// removed before the source is looked at, which is meant too: it is lost when the source
-    /// cannot be read. A target that cannot be removed is kept, as is a link there that leads
-    /// nowhere, and a source that is no file is not copied.
+    /// Copying a file to itself does nothing and returns true, for any \p overwrite. When the
+    /// system cannot determine whether both are the same file, or which is newer, the target is
+    /// kept and the result is false. The result is also false when the target cannot be removed,
+    /// when the target is a broken link, and when the source is not a file.
     ///
-    /// While a popup reporter is there, more than 2048 KB are copied in small chunks, under a
-    /// reporter and a wait cursor of their own and without permissions, and cannot be cancelled: a
-    /// cancel that comes in meanwhile is lost, which is meant.
+    /// While a popup reporter exists, a file of more than 2048 KB is copied in small chunks, with a
+    /// reporter and a wait cursor of its own and without its permissions. It cannot be cancelled
+    /// meanwhile.
+    ///
+    /// \compat Three corners:
+    /// - Paths that differ only in case count as the same file: nothing is copied and the result is
+    ///   true.
+    /// - A target that is replaced is removed before the source is opened: it is lost when the
+    ///   source cannot be read.
+    /// - A cancel during a copy in chunks is lost.
     static bool copy(const Data::String &source, const Data::String &target, int overwrite = 1,
                      bool showWaitCursor = true);
 
-    /// Copies the folder \p source, with all below it, into the folder \p target, which is made
-    /// when it is missing. 1 when a file was copied, or kept as copy() says, be it one of many; 0
-    /// when none was; -1 when it was cancelled.
+    /// Copies the folder \p source, with everything below it, into the folder \p target, which is
+    /// created when it is missing. 1 when copy() returned true for at least one file, 0 when it did
+    /// for none, -1 when the user cancelled.
     ///
     ///     "x/ab", "y"    => y/ab
-    ///     "x/a.b", "y"   => y/a         the name is that of base(): without its extension
-    ///     "x/ab/", "y"   => y           and empty here, as for "x/.ab"
-    ///     "x/ab", "x"    => 1           itself: nothing to do
-    ///     "x/a*", "y"    => y/ab, ...   each folder that fits, and no file; case does not count
+    ///     "x/a.b", "y"   => y/a         the copy is named base(source), without the extension
+    ///     "x/ab/", "y"   => y           that name is empty here, as for "x/.ab"
+    ///     "x/ab", "x"    => 1           the folder itself: nothing to do
+    ///     "x/a*", "y"    => y/ab, ...   each matching folder, but no files; case-insensitive
     ///
-    /// Only the last part may be a wildcard, and a folder that is found is taken as it is named,
-    /// "*" and all. Links are copied as what they lead to. A folder is not copied when it is the
-    /// one that the copy goes to, or is being copied already, so that a copy below its own source
-    /// and a loop of links end. What is in a folder that cannot be made at the target is left out,
-    /// as is a file that copy() cannot copy, and what cannot be listed: the result does not tell.
-    /// But a file that stands in a folder's way is a target of copy() for each file directly in the
-    /// folder, which is meant: the last one stays. An empty \p source is no folder.
+    /// Only the last part of \p source may contain wildcards. A folder found for a pattern is
+    /// copied under its own name, even when this contains a "*". Links are copied as what they lead
+    /// to. A folder is skipped when it is the destination of this copy or is being copied already,
+    /// so that copies below their own source and loops of links end. An empty \p source is not a
+    /// folder.
+    ///
+    /// The result does not report what could not be copied: files for which copy() returns false,
+    /// folders that cannot be listed, and the contents of folders that cannot be created.
+    ///
+    /// \compat When a file exists where a folder has to be created, it is the target of copy() for
+    /// each file directly in that folder, one after the other: the last one remains.
     static int copyDir(const Data::String &source, const Data::String &target, int overwrite = 1,
                        bool cancelable = false);
 
-    /// Moves a file or folder through the system's own command, and returns when that is done. A
-    /// file at \p target is replaced; a folder there takes what is moved. A failure is silent, and
-    /// an empty path does nothing.
+    /// Moves a file or folder by the command of the system, and returns when that has finished. An
+    /// existing file \p target is replaced; into an existing folder \p target the source is moved.
+    /// A failure is not reported. An empty path does nothing.
     static void move(const Data::String &source, const Data::String &target);
 
-    /// As move(). Where \p source has a "*", its last part is a wildcard, and each folder that fits
-    /// is moved to the same \p target.
+    /// As move(). When \p source contains a "*", its last part is a wildcard pattern, and each
+    /// matching folder is moved to the same \p target.
     static void moveDir(const Data::String &source, const Data::String &target);
 
-    /// Removes files and folders. The number of those removed; -1 when it was cancelled.
+    /// Removes files and folders. Returns the number of those removed, or -1 when the user
+    /// cancelled.
     ///
-    ///     "dir/*"      all in dir, and all below it
+    ///     "dir/*"      everything in dir, with all subfolders, but not dir itself
     ///     "dir/*.txt"  the files, but not the folders, that search() finds in dir
     ///     "file"       the file
-    ///     "dir"        the files in dir, and dir when it is empty then; it does not go down
+    ///     "dir"        the files directly in dir, and then dir if it is empty; no subfolders
     ///
-    /// \p exceptions names entries of dir to keep, in the first form only, and not further below:
-    /// those that fit one wildcard, whose case does not count, or, with a line feed, the exact
-    /// names between the line feeds.
+    /// \p exceptions are entries of dir to keep, for the first form only and not in subfolders. It
+    /// is one wildcard pattern, case-insensitive, or, if it contains a line feed, a list of exact
+    /// names separated by line feeds.
     ///
-    /// A link is removed as a link, and what it leads to is left alone. So is a folder of which the
-    /// system cannot tell that it is no link. Only one that \p path goes through is followed:
-    /// "link/*" empties the folder that it leads to.
+    /// A link is removed as a link; what it leads to is kept. A folder is also kept when the system
+    /// cannot determine whether it is a link. Only links within \p path itself are followed:
+    /// "link/*" empties the folder that the link leads to.
     ///
-    /// "/*" and "*", which have no name of a folder before the wildcard, remove nothing, and
-    /// neither does "//*", which is the root: an empty name is not taken for the current folder, so
-    /// that a path that was put together wrongly removes nothing. For the current folder write
-    /// "./*".
+    /// "/*", "//*" and "*" remove nothing: a path in which the folder name is missing by mistake
+    /// must empty neither the root nor the current directory. Write "./*" for the current
+    /// directory.
     static int remove(const Data::String &path, const Data::String &exceptions = Data::String(),
                       bool cancelable = false);
 
-    /// Makes a folder and the folders above it. True when it is there, also when it was before.
-    /// False when one cannot be made; those above it stay. "" is the current folder.
+    /// Creates a folder and its missing parents. True when the folder exists after the call, also
+    /// when it existed before. False when one cannot be created; parents that were created stay.
+    /// "" is the current directory.
     static bool createDir(const Data::String &path);
 
-    // Search: files by name, by content, and by the name of a resource
+    // Search: files by name, by content, and by resource name
 
-    /// The files in \p folder, and with \p recursive in those below it, that fit one of the
-    /// wildcards in \p filter, as paths that begin with \p folder. Empty when there is no such
-    /// folder.
+    /// The files in \p folder, and with \p recursive in its subfolders, whose names match one of
+    /// the wildcard patterns in \p filter. The returned paths start with \p folder. Empty when the
+    /// folder does not exist.
     ///
-    ///     "*.txt"         any text file; case does not count
-    ///     "*.a;*.b"       both kinds, in the order in which the folder has them
-    ///     "" or "*.a; "   nothing fits an empty piece; blanks are part of a piece
+    ///     "*.txt"         text files; case-insensitive
+    ///     "*.a;*.b"       both kinds, in the order in which the folder lists them
+    ///     "" or "*.a; "   an empty pattern matches nothing; spaces are part of a pattern
     ///
     /// The files of a folder come before those of its subfolders, unsorted. Hidden entries, sockets
-    /// and the like are neither listed nor entered. Links to folders are followed, except into a
-    /// folder that the search is in already, so that a loop of links ends. What cannot be listed or
-    /// looked at is left out, and nothing tells of it.
+    /// and pipes are ignored. Links to folders are followed, except to a folder that the search is
+    /// in already, so that loops of links end. What cannot be listed or examined is skipped, and
+    /// this is not reported.
     ///
-    /// With \p maxCount above 0 the search stops when it has found that many. What is below one
-    /// subfolder counts anew, so the result may be longer, which is meant. A folder is asked for by
-    /// exists(), which is meant too: one with a "*" in its name is passed over, unless a file
-    /// beside it fits that name as a wildcard.
+    /// With \p maxCount above 0 the search stops when it has found that many files.
+    ///
+    /// \compat Each subfolder counts from 0 again, so the result may have more than \p maxCount
+    /// files. A folder whose name contains a "*" is skipped, unless a file beside it matches that
+    /// name as a pattern.
     static QStringList search(const Data::String &folder, const Data::String &filter,
                               bool recursive = true, int maxCount = 0);
 
@@ -336,53 +370,57 @@ public:
     static Data::String find(const Data::String &folder, const Data::String &filter,
                              bool recursive = false);
 
-    /// The first of \p files in what read() gives of it, with \p lines, there is \p text, or "".
-    /// Case counts. An empty text is in the first of them, even when there is no such file.
+    /// The first of \p files whose text contains \p text, or "". The text of a file is what read()
+    /// returns for it with \p lines. Comparison is case-sensitive. An empty text is found in the
+    /// first of \p files, even when that file does not exist.
     static Data::String searchInFiles(const Data::String &text, const QStringList &files,
                                       int lines = 0);
 
-    /// The same in the files in \p folder, without its subfolders, that fit \p filter as in
+    /// The same for the files in \p folder, without its subfolders, that match \p filter as in
     /// search().
     static Data::String searchInFiles(const Data::String &text, const Data::String &folder,
                                       const Data::String &filter, int lines = 0);
 
-    /// The path of the resource \p name, or "" when there is none: of a file, of a resource of the
-    /// toolkit, of what is below the folder of resources, or of what a plugin brings.
+    /// The path of the resource \p name, or "" when there is none. A resource is a file, a Qt
+    /// resource, a file in the folder of resources, or a file of a plugin.
     ///
-    /// \p extensions is "" or suffixes separated by ";". With the folders "res" and "plugins" set,
-    /// "a.b.c" and ".png" stand for the first of these that there is, and other suffixes for theirs
-    /// in turn, behind all of the first:
+    /// \p extensions is "" or a list of suffixes separated by ";". For each suffix in turn, the
+    /// paths below are tried in this order; the first one that exists is returned. The table shows
+    /// them for the name "a.b.c" and the suffix ".png", with the folders "res" and "plugins" set:
     ///
-    ///     a.b.c                                         a file; the name as it is
+    ///     a.b.c                                         the name itself, if it is a file
     ///     :/a.b.c.png   :/a/b/c.png   :/a/c.png         only :/a.b.c if it ends with the suffix
     ///     res/icons/a.b.c
-    ///     res/icons/a.b.c.png                           this and the next two only if there is a
-    ///     res/locale/a.b.c.png                          suffix and the name does not end with it
-    ///     res/locale/plugins/a/b/c.png
+    ///     res/icons/a.b.c.png                           this and the next two only if the suffix
+    ///     res/locale/a.b.c.png                          is not empty and the name does not end
+    ///     res/locale/plugins/a/b/c.png                  with it
     ///     plugins/a.b.c
     ///     plugins/a/b/c/c.png   plugins/a/b/c.png   plugins/a/b/res/c.png
     ///
-    /// For a name without a dot, the paths in which it is taken apart are left out. Where there is
-    /// no folder plugins/a/b, plugins/a takes its place. "icons/" is left out unless the text of
-    /// imageFilter(true) has all of \p extensions in it.
+    /// For a name without a dot, the paths that have "/" in its place are left out. If the folder
+    /// plugins/a/b does not exist, plugins/a is used instead. "icons/" is left out unless
+    /// \p extensions is a non-empty part of the text of imageFilter(true).
     ///
-    /// Folders count as well, except for the name as it is. What was found, other than the name as
-    /// it is, is found from then on, which is meant: neither its end nor setSearchPath() changes
-    /// that. It is known by name and extensions in one, so that "a" with ".png" and "a.png" answer
-    /// for each other. What was not found is looked for again.
+    /// Folders are found, too, except for the name itself.
+    ///
+    /// \compat A path that was found once, other than the name itself, is returned from then on,
+    /// even after it was removed or setSearchPath() was called. It is stored under the name
+    /// followed by the extensions, so "a" with ".png" and "a.png" without share their result. A
+    /// search that found nothing is repeated by the next call.
     static Data::String findResource(const Data::String &name,
                                      const Data::String &extensions = Data::String());
 
-    /// Sets the folder of resources, "../res" at first, and that of plugins. Relative ones are
-    /// those of the current folder of the moment. Without a folder of plugins none is looked in.
+    /// Sets the folder of resources, "../res" at first, and the folder of plugins, empty at first.
+    /// A relative folder refers to the directory that is current at each search. No plugins are
+    /// searched when their folder is empty.
     static void setSearchPath(const Data::String &resourcePath, const Data::String &pluginPath);
 
-    /// The folder for temporary files: the setting "gui/tempPath", or that of the system.
+    /// The folder for temporary files: the setting "gui/tempPath", or the folder of the system.
     static Data::String tempPath();
 
     /// The two folders of templates, whether they exist or not: "TORVE/templates" in the folder
-    /// that the environment variable ALLUSERSPROFILE names, if any, and "templates" in that of
-    /// resources.
+    /// that the environment variable ALLUSERSPROFILE names, or as a relative path when this is not
+    /// set, and "templates" in the folder of resources.
     static QStringList templatePaths();
 };
 

@@ -13,17 +13,18 @@ class FileByteReaderPrivate;
 
 /// Reads the lines of a file as bytes, by an index of line starts that is built on first use.
 ///
-/// Either pull the lines, or derive, override lineRead() and call readFile(). A line ends with LF;
-/// one CR in front of it is dropped. Where it differs from FileReader, that is meant:
+/// Either call readLine() for each line, or derive a class, override lineRead() and call
+/// readFile(). A line ends with LF; one CR before the LF is removed.
 ///
-/// - Text behind the last LF is no line.
-/// - An empty line that ends with a bare LF reads as false, as the end of the file does. The reader
-///   has moved behind it, so that reading may go on.
-/// - rereadLine() really goes back.
-/// - A line feed behind a zero byte in the same block of 10,240 bytes is not seen.
+/// \compat These differences from FileReader:
+/// - Text after the last LF is not a line.
+/// - For an empty line that ends with LF alone, readLine() returns false, as at the end of the
+///   file. The reader has moved past that line, so reading can continue.
+/// - rereadLine() goes back in the file.
+/// - A line feed after a zero byte in the same block of 10,240 bytes is not found.
 ///
-/// Lines that begin or end beyond 2 GiB are not there. The file must not change meanwhile. A file
-/// that cannot be read to its end for the index, as on a damaged disk, has no lines.
+/// Lines that start or end beyond 2 GiB are ignored. The file must not change while it is open. If
+/// the file cannot be read to its end for the index, as on a damaged disk, there are no lines.
 class KELMUTILS_EXPORT FileByteReader
 {
 public:
@@ -36,33 +37,37 @@ public:
     /// False for a file that is missing, cannot be read, or is a folder: there are no lines then.
     bool isOpen() const;
 
-    /// Reads the next line into \p line, and takes the ASCII blanks off its ends with \p trim.
-    /// False, with \p line emptied, at the end, for a line of no length, and for one that cannot be
-    /// read whole. In the last two cases the reader has moved behind the line.
+    /// Reads the next line into \p line, and with \p trim removes ASCII white space from both ends.
+    /// False, with \p line empty, at the end of the file, for an empty line that ends with LF
+    /// alone, and for a line that cannot be read completely. In the last two cases the reader has
+    /// moved past the line.
     bool readLine(QByteArray &line, bool trim);
 
-    /// The next line; empty, too, where readLine() gives false.
+    /// The next line. Empty when readLine() returns false.
     QByteArray nextLine();
 
     /// Goes back by one line. At the first line it stays there.
     void rereadLine();
 
-    /// How many lines were taken so far: the index of the next one.
+    /// The number of lines read so far, which is the index of the next line.
     int lineCount() const;
 
-    /// Hands the rest of the lines to lineRead() until that gives false, or up to a line for which
-    /// readLine() gives false. Lines are counted, and another call goes on behind it.
+    /// Passes the remaining lines to lineRead(), until that returns false or up to a line for which
+    /// readLine() returns false. The lines are counted, and another call continues after that line.
     void readFile();
 
-    /// Up to \p n bytes from where the last operation has stopped: at first the start of the file,
-    /// behind a line its line end, and the end of the file when the index was just built. Bytes
-    /// read in front of the index are part of the first line, but their line feeds do not count,
-    /// which is meant. Empty for a negative \p n. Where the file cannot be read, the bytes before
-    /// that place come, and nothing from there on: fewer than \p n bytes are not always the rest.
+    /// Up to \p n bytes from the current position: at first the start of the file; after a line was
+    /// read, the line feed at its end; after the index was built, the end of the file. Empty for a
+    /// negative \p n.
+    ///
+    /// A read error ends the result: fewer than \p n bytes do not always mean the end of the file.
+    ///
+    /// \compat Bytes that are read before the index is built belong to the first line, and line
+    /// feeds among them end no line.
     QByteArray read(long n);
 
 protected:
-    /// Takes a line from readFile(). False to get no more.
+    /// Called by readFile() for each line. Return false to stop.
     virtual bool lineRead(const QByteArray &line);
 
 private:

@@ -9,20 +9,22 @@ namespace Utils {
 
 class FileReaderPrivate;
 
-/// Reads the lines of a UTF-8 text file, with or without a line end behind the last one.
+/// Reads the lines of a UTF-8 text file, with or without a line end after the last line.
 ///
-/// Either pull the lines, or derive, override lineRead() and call readFile():
+/// Either call readLine() for each line, or derive a class, override lineRead() and call
+/// readFile():
 ///
 ///     Utils::FileReader reader(path);
 ///     Data::String line;
 ///     while (reader.readLine(line, /*trim=*/true))
 ///         ...
 ///
-/// A line ends with LF or CR LF, which are not part of it. One of more than 268,435,456 characters
-/// comes in pieces of that length. FileByteReader differs in more than the type of its lines.
+/// A line ends with LF or CR LF, which are not part of it. A line of more than 268,435,456
+/// characters is returned in pieces of that length. FileByteReader differs in more than the type of
+/// its lines.
 ///
-/// Where the file cannot be read any further, as on a damaged disk, the lines end for good: a line
-/// that could not be read whole is not there.
+/// A read error, as on a damaged disk, ends the lines for good; no part of the line in which it
+/// occurs is returned.
 class KELMUTILS_EXPORT FileReader
 {
 public:
@@ -35,29 +37,35 @@ public:
     /// False for a file that is missing, cannot be read, or is a folder: there are no lines then.
     bool isOpen() const;
 
-    /// Reads the next line into \p line, and takes the blanks off its ends with \p trim. False when
-    /// there is none, with \p line untouched, and when it cannot be read, with \p line emptied.
+    /// Reads the next line into \p line, and with \p trim removes white space from both ends. False
+    /// when there is no further line, with \p line unchanged, and when the line cannot be read,
+    /// with \p line empty.
     ///
-    /// After rereadLine() it gives true and leaves \p line as it is.
+    /// After rereadLine() it returns true and does not change \p line.
     bool readLine(Data::String &line, bool trim);
 
-    /// The next line, "" when there is none. "" after rereadLine() too, which is meant.
+    /// The next line, or "" when there is none.
+    ///
+    /// \compat After rereadLine() it returns "".
     Data::String nextLine();
 
-    /// Makes the next readLine() succeed without reading, for a caller whose variable still holds
-    /// the line. There is no way back behind the last line: readLine() gives false then, which is
-    /// meant.
+    /// Makes the next readLine() return true without reading, for a caller whose variable still
+    /// contains the line.
+    ///
+    /// \compat After the last line it has no effect: readLine() returns false.
     void rereadLine();
 
-    /// How many lines readLine() and nextLine() have taken so far.
+    /// The number of lines that readLine() and nextLine() have read so far.
     int lineCount() const;
 
-    /// Hands the rest of the lines to lineRead() until that gives false. They are not counted, and
-    /// a rereadLine() stays for the next readLine(), which is meant.
+    /// Passes the remaining lines to lineRead(), until that returns false.
+    ///
+    /// \compat The lines are not counted, and a preceding rereadLine() stays in effect for the next
+    /// readLine().
     void readFile();
 
 protected:
-    /// Takes a line from readFile(). False to get no more.
+    /// Called by readFile() for each line. Return false to stop.
     virtual bool lineRead(const Data::String &line);
 
 private:

@@ -8,70 +8,74 @@ namespace Utils {
 
 class FileWatchPrivate;
 
-/// A signal that fires when the modification time of a file has changed, which it looks at again
-/// and again. It does not look while its receivers run.
+/// A signal that is sent when the modification time of a file has changed. The watch checks the
+/// time at an interval, but not while its receivers run.
 ///
 ///     Utils::FileWatch watch(path, 1000);
 ///     watch.connect(&document, SLOT(reload(const Data::String &)));
 ///
-/// Times have whole seconds, so that two changes within one may be told once; any other time counts
-/// as a change, also an earlier one. What is older than the Unix epoch counts as from there. While
-/// the system cannot tell the time, nothing has changed. A file that is missing is waited for: it
-/// fires when it is there again with another time than it had, or for the first time. A file that
-/// goes does not fire.
+/// Times are compared in whole seconds, so two changes within a second may be reported once. Any
+/// different time is a change, also an earlier one. A time before the Unix epoch counts as the
+/// epoch. While the system cannot determine the time, nothing has changed. The removal of a file is
+/// not a change. When a missing file appears, that is a change, unless it has the same time as
+/// before its removal.
 ///
-/// The path is the object name, but the registry of signals knows the watch under the empty name.
-/// The switch is the dynamic property "enabled"; setting that from outside does not stop the timer,
-/// only what looks at the property next does.
+/// The object name is the path, but the signal is registered under the empty name: Signal::find()
+/// does not find it by its path. The state of isEnabled() is the dynamic property "enabled".
+/// Setting this property directly neither stops nor starts the timer; call reset() afterwards.
 ///
-/// The host is told of each change, and with its variable "verbose" at 3 or more, when the watch is
-/// made, of each look at the file. Without a host nothing is told.
+/// Each change is logged by the host. If the host's variable "verbose" is 3 or more when the watch
+/// is constructed, each check of the file is logged, too. Without a host nothing is logged.
 class KELMUTILS_EXPORT FileWatch : public Signal
 {
     Q_OBJECT
 
 public:
-    /// Looks at \p path every \p interval milliseconds, at least 100. It needs a running event
-    /// loop; where there can be no timer, the watch is disabled.
+    /// Checks \p path every \p interval milliseconds; intervals below 100 are raised to 100. This
+    /// needs a running event loop. If no timer can be started, the watch is disabled.
     FileWatch(const Data::String &path, unsigned int interval);
     ~FileWatch() override;
 
     bool isEnabled() const;
 
-    /// Switches the watch off or on. Changes made while it was off do not fire.
+    /// Enables or disables the watch. Changes made while it is disabled are not reported.
     ///
-    /// Switched off by one of its receivers, it goes on all the same when they have run, which is
-    /// meant: abort() stops it, or reset() behind the switch.
+    /// \compat A receiver that only disables the watch does not stop it: the timer is started again
+    /// after the receivers have run. abort() stops it, and so does reset() after setEnabled(false).
     void setEnabled(bool enabled);
 
-    /// Changes the interval, and takes the file as it is now when the watch is enabled. Nothing
-    /// happens below 100 milliseconds, or when it has that interval already.
+    /// Sets the interval in milliseconds. An enabled watch then starts anew from the current state
+    /// of the file. Does nothing for less than 100, and for the interval that is already set.
     void setInterval(unsigned int interval);
 
-    /// Takes the file as it is now: changes that were not seen yet do not fire. Revives a watch
-    /// that has stopped, when it is enabled.
+    /// Starts anew from the current state of the file: earlier changes that were not reported yet
+    /// never will be. Restarts a watch that abort() has stopped, if it is enabled.
     void reset();
 
-    /// The modification time that was last seen, in seconds since the Unix epoch, 0 for a missing
-    /// file and for one that is older than that.
+    /// The modification time that was last seen, in seconds since the Unix epoch. 0 when the file
+    /// was missing when the watch last started anew, and for a time before the epoch. The removal
+    /// of the file does not change it.
     unsigned int timestamp() const;
 
-    /// The modification time of the file now, as text in \p format, or in DateTime::formatISO()
-    /// when that is empty. "" when the file is missing.
+    /// The current modification time of the file as text in the format \p format, or in
+    /// DateTime::formatISO() when that is empty. "" when the file is missing or the system cannot
+    /// determine the time.
     Data::String modifiedTime(const Data::String &format) const;
 
-    /// As in Signal, but a method with "String" anywhere in its text is connected to
-    /// sig(const Data::String &), and gets the path alone. The name of the method counts, too:
-    /// "1setString()" is connected so. One with a key and a value cannot be connected for that
-    /// reason: the result is false. All this is meant.
+    /// As in Signal, but a method whose text contains "String" is connected to
+    /// sig(const Data::String &) and receives only the path.
+    ///
+    /// \compat The name of the method counts, too: "1setString()" is connected this way. A method
+    /// with a key and a value cannot be connected: the result is false.
     bool connect(const QObject *receiver, const char *method) override;
     using Signal::connect;
 
     using Signal::sig;
 
 Q_SIGNALS:
-    /// The path of the file, before the emissions of Signal, of which "path" is the only entry. A
-    /// receiver that calls abort() here keeps those from being made, and stops the watch.
+    /// Emitted with the path of the file, before the emissions of Signal, whose payload has the
+    /// only entry "path". A receiver that calls abort() here suppresses those emissions and stops
+    /// the watch.
     void sig(const Data::String &path);
 
 protected:

@@ -4,7 +4,7 @@
 
 namespace Utils {
 
-/// What File::read() gives of an "http://" address.
+/// The result of File::read() for an "http://" address.
 QString readHttp(const QString &address);
 
 } // namespace Utils

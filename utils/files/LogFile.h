@@ -11,58 +11,63 @@ namespace Utils {
 
 class LogFilePrivate;
 
-/// A log that starts empty with each run, is only ever appended to, and is on the disk after each
-/// entry.
+/// A log file that starts empty and is flushed after each entry.
 ///
 ///     Utils::LogFile log("work/import.log", /*removeIfEmpty=*/true);
 ///     log.append("row 12: ", /*newLine=*/false).append("no number", /*newLine=*/true);
 ///
-/// The log stands where it is asked for, unless that is where programs are: then it goes to the
-/// user's home folder, under its own name. Programs are taken to be where
+/// The log is created at the path given, unless that is a place for programs: then it is created in
+/// the user's home folder, under the same file name. A path is a place for programs when one of
+/// these is true:
 ///
-/// - the text of the log's folder holds "code", and "comp" or "apps", case-sensitive and wherever
-///   in it: "/barcode/company" counts, which is meant. For a bare name it is the current folder;
-/// - the path with ".exe" for each ".log" in it exists. A path without ".log" that exists goes to
-///   the home folder itself then, which is meant;
-/// - the running program is, if programs have no ".exe" here.
+/// - Its folder, as text, contains "code", and also "comp" or "apps". Comparison is case-sensitive.
+///   The folder of a name without a folder is the current directory.
+/// - The path with ".exe" in place of each ".log" exists.
+/// - It is in the folder of the running program, and the program's name does not end with ".exe".
+///   Without a QCoreApplication this folder is not known.
 ///
-/// A log that cannot be opened where it is asked for goes to the home folder as well. Wherever it
-/// goes, it starts empty: what a file of its name held there is lost.
+/// A log that cannot be opened at its path is created in the home folder as well. In each case it
+/// starts empty: the contents of an existing file of that name are lost.
+///
+/// \compat The texts may be part of a longer name: "/barcode/company" is a place for programs. A
+/// path without ".log" is compared with itself: if that file exists, the log is created in the home
+/// folder.
 class KELMUTILS_EXPORT LogFile
 {
 public:
-    /// Opens the log at \p path, or none when that is empty. \p removeIfEmpty takes a log away at
-    /// its end that has nothing in it, but none whose size cannot be told then, or that cannot be
-    /// removed.
+    /// Opens the log for \p path, or none when that is empty. With \p removeIfEmpty the destructor
+    /// removes a log that is empty. A log whose size cannot be determined, or that cannot be
+    /// removed, stays.
     LogFile(const Data::String &path, bool removeIfEmpty);
     ~LogFile();
 
     LogFile(const LogFile &) = delete;
     LogFile &operator=(const LogFile &) = delete;
 
-    /// Adds \p text, with a line feed behind it for \p newLine. Nothing happens without an open
-    /// file.
+    /// Appends \p text, and with \p newLine a line feed. Does nothing without an open file.
     ///
-    /// Whether it could be written is not told: what a full disk does not take is written with a
-    /// later entry, or lost at the end.
+    /// Write errors are not reported: what does not fit on a full disk is written with a later
+    /// entry, or lost at the end.
     LogFile &append(const Data::String &text, bool newLine);
 
-    /// Whether there is an open file to append to.
+    /// Whether a file is open.
     bool isValid() const;
 
-    /// The QFile of the log, to connect to.
+    /// The QFile of the log, for connections.
     QObject *object() const;
 
-    /// Where the log is, be it open or not. "" for one that was opened by setPath(), which is
-    /// meant.
+    /// The path of the log, whether it could be opened or not.
+    ///
+    /// \compat "" for a log that was opened by setPath().
     Data::String path() const;
 
-    /// Opens the log at just that path, for an object that was made with the empty one. False when
-    /// it was not, has an open file already, or the file cannot be opened.
+    /// Opens the log exactly at \p path, for an object that was constructed with an empty path.
+    /// False for another object, when a file is open already, when \p path is empty, and when the
+    /// file cannot be opened.
     bool setPath(const Data::String &path);
 
-    /// Whether each append(), also one that carries on a line, begins with the local time as
-    /// "hh:mm:ss.zzz: ", in digits from 0 to 9 in any language. Off at first.
+    /// Whether each append(), even one that continues a line, starts with the local time in the
+    /// format "hh:mm:ss.zzz: ", with the digits 0 to 9 in every language. False at first.
     void setTimestamp(bool enabled);
 
 private:

@@ -4,7 +4,7 @@
 
 namespace Utils {
 
-/// The folders in which File::findResource() looks.
+/// The folders that File::findResource() searches.
 struct SearchPaths
 {
     static Data::String resources;
