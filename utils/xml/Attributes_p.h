@@ -6,15 +6,15 @@
 namespace Utils {
 namespace Xml {
 
-/// So many attributes may be asked for by index, each of which is found by counting. That takes
-/// hours where there are very many.
+/// Up to this many attributes are accessed by index. Qt finds each one by counting, which takes
+/// hours for very many.
 constexpr int fewAttributes = 100;
 
-/// All attributes of \p element, however many.
+/// All attributes of \p element, also when these are very many.
 QList<QDomNode> manyAttributes(const QDomElement &element);
 
-/// Hands each attribute of \p element to \p take, as a QDomNode, in no order. None must be added or
-/// removed meanwhile.
+/// Calls \p take with each attribute of \p element, as a QDomNode, in no particular order. It must
+/// not add or remove attributes.
 template <typename Take>
 void forEachAttribute(const QDomElement &element, const Take &take)
 {

@@ -9,10 +9,10 @@
 namespace Utils {
 namespace Xml {
 
-/// A document that is opened from, and written to, an XML file of a known type and version.
+/// An XML document with a type and a version, which is read from a file and written to a file.
 ///
-/// It is a QDomDocument: copies share its tree, while each has its own version, meta values and
-/// messages from then on.
+/// It is a QDomDocument. Copies share its tree, but each copy has its own versions, meta values and
+/// messages.
 ///
 ///     Utils::Xml::Document document(Utils::Xml::Document::Normal, 0.0);
 ///     Data::String error;
@@ -21,111 +21,123 @@ namespace Xml {
 ///     if (document.documentVersion() < 2.0)
 ///         ...
 ///
-/// A version is held to two decimals by a formula that cuts rather than rounds: 1.999 gives 2.0,
-/// but 1.995 gives 1.99. That is meant. Compare versions by < and >, not by ==: 2019.1 is held as
-/// 2019.1000000000001. What is no number, or beyond 21 million, gives -21474836.48.
+/// A version that is read from a file, or set by setCurrentVersion(), has two decimals. Compare
+/// versions by < and >, not by ==: 2019.1 is stored as 2019.1000000000001. A version that is not a
+/// number, or is beyond 21 million, is stored as -21474836.48.
+///
+/// \compat Further decimals are cut off rather than rounded: the version is multiplied by 100, 0.4
+/// is added, and the fraction is cut off. 1.999 yields 2.0, but 1.995 yields 1.99.
 class KELMUTILS_EXPORT Document : public QDomDocument
 {
 public:
-    /// Why the document exists.
+    /// The purpose of the document. Only isCopy() and isUndo() use it.
     enum Mode : int
     {
         Normal = 0,
         Copy = 1,
-        Undo = 2, ///< a snapshot to go back to
+        Undo = 2, ///< a snapshot for undo
     };
 
-    /// A document whose document type is named \p docType. \p version is kept as it is given.
+    /// A document whose document type is named \p docType. \p version is stored unchanged.
     Document(const Data::String &docType, Mode mode, double version);
 
-    /// A document without a document type.
+    /// A document without a document type. \p version is stored unchanged.
     Document(Mode mode, double version);
 
-    /// Reads the file at \p path and checks what it is. False, with the reason in \p error, when it
-    /// cannot be read to its end, is no well-formed XML, or is not of the type \p docType.
+    /// Reads the file at \p path and checks its type. False, with the reason in \p error, when the
+    /// file cannot be read to its end, is not well-formed XML, or is not of the type \p docType.
     ///
     ///     ""            => any document
-    ///     "A;B"         => one whose DOCTYPE names A or B
-    ///     "A;"          => one whose DOCTYPE names A, or that has none
-    ///     "docElem:A"   => one whose root element is A, whatever its DOCTYPE
+    ///     "A;B"         => a document whose DOCTYPE names A or B
+    ///     "A;"          => a document whose DOCTYPE names A, or that has none
+    ///     "docElem:A"   => a document whose root element is A, with any DOCTYPE or none
     ///
-    /// Names are case-sensitive. Then documentVersion() is what stringToVersion() gives for the
-    /// attribute "version" of the root element; it is 0.0 without one, and after a failure. The
-    /// tree holds what was read also when that was not well-formed up to the end, or is not of the
-    /// type. \p error is only written on failure.
+    /// Names are case-sensitive. documentVersion() becomes what stringToVersion() returns for the
+    /// attribute "version" of the root element; 0.0 without that attribute, and after a failure.
+    /// After a failure the tree contains what was read up to the error, or the whole document when
+    /// only its type is wrong; it is unchanged when the file cannot be opened. \p error is set only
+    /// on failure.
     ///
-    /// What Qt cannot read is refused like an error in the text: elements, or groups of a
-    /// declaration, that are nested deeper than one level for each 512 bytes of the stack that is
-    /// left, which are 16,000 levels on a stack of 8 MiB; entities that expand to more than 8 MiB
-    /// characters and to more than a hundred for each byte of the file; and so many entities, more
-    /// than 10,000 short ones, that it would take minutes to read them. So a tree of so many levels
-    /// must be copied and released where about as much of the stack is left, and
-    /// QDomDocument::toString() takes four times as much: only write() takes none.
+    /// Documents that would overflow the stack, fill the memory or take minutes in Qt are refused,
+    /// like documents that are not well-formed:
+    /// - Elements, or groups in a declaration, are nested deeper than one level for each 512 bytes
+    ///   of unused stack: 16,000 levels on a stack of 8 MiB.
+    /// - Entities expand to more than 8 Mi characters, and also to more than 100 characters for
+    ///   each byte of the file.
+    /// - There are more than about 10,000 short entities, or fewer long ones.
+    ///
+    /// Copy and destroy a deep tree where about as much stack is unused as when it was read.
+    /// QDomDocument::toString() needs four times as much; write() does not recurse.
     bool open(const Data::String &path, const Data::String &docType, Data::String &error);
 
-    /// Writes the document to the file at \p path, as UTF-8. Its XML declaration stays as it is,
-    /// even where it names another encoding and makes the file unreadable, which is meant; only
-    /// what was read into it by references, or between quotes, is written so that it is read
-    /// again: <?xml version="1'"?> comes out as <?xml version='1&apos;'?>. False
-    /// when the file cannot be opened, and, with the file as it was, when elements are nested
-    /// deeper than 5000 levels or than open() can read again on the stack that is left. (Whoever
-    /// makes a tree that is far deeper has to take it apart, or the stack ends with the last copy
-    /// of the document.)
+    /// Writes the document to the file at \p path, as UTF-8, by File::write(). False, with the file
+    /// unchanged, when it cannot be opened, when the memory does not suffice, and when elements are
+    /// nested deeper than 5000 levels or than open() can read with the currently unused stack.
     ///
-    /// A level is indented by two blanks. The attributes of an element stand in the order "name",
-    /// "type", then the others by their text, upper case first, and the comment "*" is an empty
-    /// line. The file ends with an empty line.
+    /// Each level is indented by two spaces. The attributes of an element are written in the order
+    /// "name", "type", then the others by their text, upper case first. The comment "*" becomes an
+    /// empty line. The file ends with an empty line.
     ///
-    /// The layout works on lines of text and knows nothing of what they are in, which is meant:
+    /// The XML declaration is written with single quotes, and with references for the characters
+    /// that need them, so that it can be read again: `<?xml version="1'"?>` becomes
+    /// `<?xml version='1&apos;'?>`.
     ///
-    ///     - an element with text on its line has its attributes in the order of a QHash with the
-    ///       seed 0 into which they were inserted by name: the same order in every run, and Qt's
-    ///       own with that seed, except among names that share a bucket, where Qt's own depends on
-    ///       the order in which the tree was made
-    ///     - a line of a CDATA section or a comment that looks like a tag is laid out as one
-    ///     - a start tag that text and another tag follow on its line is damaged: the line
-    ///       <f z="1">a<g/> becomes <f a<g z="1"/>
+    /// A tree that is nested far deeper than 5000 levels overflows the stack when the last copy of
+    /// the document is destroyed; remove its levels first.
+    ///
+    /// \compat An XML declaration that names another encoding than UTF-8 is not changed; the file
+    /// is then unreadable. The layout works on lines of text, without regard to their context:
+    /// - A line of a CDATA section or of a comment that looks like a tag is laid out as a tag.
+    /// - A start tag is damaged when text and another tag follow it on the same line: the line
+    ///   `<f z="1">a<g/>` becomes `<f a<g z="1"/>`.
+    /// - The attributes of an element with text on the same line are not sorted. Their order is
+    ///   that of a QHash with the seed 0 into which they were inserted by name. So it is the same
+    ///   in every run. It is also that of Qt with this seed, except for names in the same bucket of
+    ///   the hash, for which Qt's order depends on how the tree was built.
     bool write(const Data::String &path) const;
 
-    /// Whether the DOCTYPE names \p type, case-sensitive.
+    /// Whether the DOCTYPE names \p type, case-sensitively.
     bool isDocType(const Data::String &type) const;
 
     bool isCopy() const;
     bool isUndo() const;
 
-    /// The version of the document as constructed, or as read by open().
+    /// The version given to the constructor, or read by open().
     double documentVersion() const;
 
-    /// The version that the caller states for itself; 0.0 at first.
+    /// The version of the caller, as set by setCurrentVersion(); 0.0 at first.
     double currentVersion() const;
 
-    /// Holds \p version to two decimals.
+    /// Sets the version of the caller, to two decimals.
     void setCurrentVersion(double version);
 
-    /// Free values of the caller. They are not written to the file.
+    /// Sets a value for the caller's use. These values are not written to the file.
     void setMeta(const Data::String &key, const Data::String &value);
 
     /// The value of \p key, or "" when there is none.
     Data::String getMeta(const Data::String &key) const;
 
-    /// Adds a line to the messages, unless they contain \p text already. That it may be a part of
-    /// another message, which says something else, is meant.
+    /// Appends \p text to the messages as a line of its own, unless the messages contain it
+    /// already.
+    ///
+    /// \compat A text that is part of an earlier message counts as contained.
     void appendMessage(const Data::String &text);
 
     Data::String messages() const;
 
-    /// Element::replaceInValues() on the root element.
+    /// Calls Element::replaceInValues() for the root element.
     void replaceInValues(const Data::String &oldValue, const Data::String &newValue);
 
-    /// Makes \p text stand for \p version, which is kept as it is given.
+    /// Registers \p text as the name of \p version, which is stored unchanged, for the whole
+    /// process.
     static void registerVersionString(const Data::String &text, double version);
 
-    /// The version that \p text stands for.
+    /// The version that \p text names.
     ///
-    ///     a registered text => its number, with all its decimals
-    ///     "2019.1 beta"     => 2019.1    up to what is neither a digit nor "."
-    ///     "3.2.1"           => 3.21      the digits behind a second "." join
-    ///     "1.2.3.4"         => 1.23      what follows a third one is cut off
+    ///     a registered text => its version, with all decimals; case-sensitive
+    ///     "2019.1 beta"     => 2019.1    up to the first character other than a digit and "."
+    ///     "3.2.1"           => 3.21      the second "." is removed
+    ///     "1.2.3.4"         => 1.23      the third "." ends the number
     ///     "v2", ""          => 0.0
     static double stringToVersion(const Data::String &text);
 

@@ -14,22 +14,24 @@
 namespace Utils {
 namespace Xml {
 
-/// How many levels of elements Qt can read, copy and release on the stack that is left.
+/// How many levels of elements Qt can read, copy and destroy with the currently unused stack.
 int bearableDepth();
 
-/// Writes a document as QDomDocument::toString(2) does, and lays it out on the way.
+/// Writes a document as QDomDocument::toString(2) does, in the layout of Document::write().
 ///
-/// Three things differ. The attributes of an element, and the entities of a document type, come in
-/// one order in every run of a program, while the toolkit's depends on the seed of its hashes: it
-/// is that of seed 0, where they were inserted by name. It does not use up the stack where elements
-/// nest deeply. And lines that are known to be laid out already are not taken apart again.
+/// Three things differ from Qt:
+/// - The attributes of an element, and the entities of a document type, have the same order in
+///   every run: that of a QHash with the seed 0 into which they were inserted by name. In Qt the
+///   seed, and so the order, differs from run to run.
+/// - Deeply nested elements do not overflow the stack.
+/// - Lines that are known to be in the layout already are not parsed again.
 class DocumentText
 {
 public:
     explicit DocumentText(const QDomDocument &document);
 
-    /// The text, cut into pieces at line ends, which are left out. None when elements nest deeper
-    /// than 5000 levels, whose blanks alone are 50 MB, or than bearableDepth().
+    /// The text, split at line ends, which are left out. Empty when elements are nested deeper than
+    /// 5000 levels, whose indents alone are 50 MB, or deeper than bearableDepth().
     QStringList pieces();
 
 private:
@@ -46,11 +48,11 @@ private:
         QString space; // null when it was not made for namespaces
         int rank = 2;  // 0 of a "name", 1 of a "type"
     };
-    /// What is written as a reference, beside what always is.
+    /// Characters that are written as references, in addition to those that always are.
     enum Encoding
     {
         Quotes = 1,
-        WhiteSpace = 2, // but for the blank
+        WhiteSpace = 2, // except the space
         CarriageReturn = 4,
     };
 
@@ -75,16 +77,16 @@ private:
     const QDomDocument m_document;
     QTextCodec *m_codec;
     bool m_isUnicode;                    // everything can be encoded, even half a character
-    QHash<ushort, bool> m_encodable;     // what is known of other codecs
+    QHash<ushort, bool> m_encodable;     // of other codecs, for the characters asked for so far
     std::vector<Level> m_levels;         // the open elements
     std::vector<Attribute> m_attributes; // of the current element
-    std::vector<Attribute *> m_sorted;   // the same in their order
-    QVector<QString> m_names;            // of the attributes that were sorted by hash last
-    QVector<int> m_order;                // and their order
+    std::vector<Attribute *> m_sorted;   // the same, sorted
+    QVector<QString> m_names;            // of the attributes last sorted by hash
+    QVector<int> m_order;                // the order of these names
     LineLayout m_layout;
     QVarLengthArray<QChar, 1024> m_line; // kept, so that it is allocated once
-    bool m_isTag = false;                // the line is one tag, laid out already
-    bool m_hasEndTag = false;            // it stays as it is, if it is one line
+    bool m_isTag = false;                // the line is a single tag in the layout already
+    bool m_hasEndTag = false;            // the line has an end tag: not changed if it is one line
     QString m_piece;
     QStringList m_pieces;
 };

@@ -12,9 +12,10 @@ namespace Xml {
 
 class Document;
 
-/// An element with typed reads of its attributes, and with what serialising code asks for.
+/// An element with typed access to its attributes, and with functions for serialisation.
 ///
-/// It is a QDomElement, and shares its node with what it was made from and with its copies.
+/// It is a QDomElement: it shares its node with its copies and with the element it was constructed
+/// from.
 class KELMUTILS_EXPORT Element : public QDomElement
 {
 public:
@@ -26,60 +27,63 @@ public:
     /// Sets the attribute, unless \p value is empty.
     void addAttributeIf(const QString &name, const Data::String &value);
 
-    /// Sets the attribute to the text of \p item, also when that is empty; nothing without an item.
+    /// Sets the attribute to the text of \p item, even an empty one, unless \p item is null.
     void addAttributeIf(const QString &name, Data::IDataItem *item);
 
-    /// Reads an attribute. False, with \p value untouched, when there is none. A text that does not
-    /// convert is there all the same: the result is true then, and the value 0 or false.
+    /// Reads an attribute. False, with \p value unchanged, when the attribute does not exist. If
+    /// its text cannot be converted, the result is still true, and \p value is 0 or false.
     bool getAttribute(const QString &name, int &value) const;
     bool getAttribute(const QString &name, double &value) const;
     bool getAttribute(const QString &name, Data::String &value) const;
 
-    /// "true", "yes" and "1", in any case, are true.
+    /// "true", "yes" and "1", case-insensitively, are true; any other text is false.
     bool getAttribute(const QString &name, bool &value) const;
 
-    /// The text of the element's own text and CDATA sections, without that of elements in it.
+    /// The joined text and CDATA sections of the element, without those of its child elements.
     ///
-    /// Text of which a line starts with a blank was indented by hand and becomes one line, with at
-    /// most one blank in front. Other text is kept as it is, and so is a CDATA section.
+    /// A text in which a line, other than the first, starts with a space was indented by hand: it
+    /// becomes a single line, with single spaces between its words. A text that itself starts with
+    /// a space keeps one space there; white space at its end is removed, and so are line feeds at
+    /// the end of what is before it. Other texts, and CDATA sections, are unchanged.
     ///
     ///     "a\nb"           => "a\nb"
     ///     " one\n   two "  => " one two"
     ///     "\n  one\n  two" => "one two"
     Data::String childTextData() const;
 
-    /// The attributes in the order "name", "type", then the others by name, case-insensitively.
-    /// That Document::write() orders by case is meant: "a", "B" here is "B", "a" there. An
-    /// attribute that was made for a namespace is a null one, as it is to
-    /// QDomNamedNodeMap::namedItem().
+    /// The attributes in the order "name", "type", then the others by name, case-insensitively. An
+    /// attribute created for a namespace is returned as a null attribute, because
+    /// QDomNamedNodeMap::namedItem() does not find it.
+    ///
+    /// \compat Document::write() sorts case-sensitively: "a", "B" here is "B", "a" there.
     QList<QDomAttr> orderedAttributes() const;
 
-    /// Adds a comment behind the last child.
+    /// Appends a comment after the last child.
     void appendComment(Document &document, const Data::String &text);
 
-    /// Adds an empty line behind the last child. It is the comment "*" until Document::write()
-    /// writes it as an empty line, of which nothing is left when the file is read. A comment "*" of
-    /// somebody else's cannot be told from it, and is lost in the same way.
+    /// Appends an empty line after the last child. In the tree it is the comment "*", which
+    /// Document::write() writes as an empty line. Reading that file yields no comment there. A
+    /// comment "*" that was not appended by this function is lost in the same way.
     void appendSpace(Document &document);
 
     /// Replaces \p oldValue by \p newValue in the attributes and texts of this element and of all
-    /// in it. A value that does not equal \p oldValue may be a list, of which each part counts:
+    /// elements below it. A whole value is replaced, or a whole part of a list separated by ",",
+    /// ";" or line ends. Comparison is case-sensitive, and white space counts.
     ///
-    ///     "b" to "x"   "a;b;c"  => "a;x;c"     between ",", else ";", else line ends
+    ///     "b" to "x"   "a;b;c"  => "a;x;c"
     ///     "b" to "x"   "abc"    => "abc"
     ///     "b" to "x"   "a; b"   => "a; b"
-    ///     "b" to "x"   "a,b;c"  => "a,b;c"     each separator for itself
-    ///     "%b%" to "x" "a%b%c"  => "axc"       only what is between "%" is replaced within a word
+    ///     "b" to "x"   "a,b;c"  => "a,b;c"     split at "," and at ";", but not at both
+    ///     "%b%" to "x" "a%b%c"  => "axc"       an old value in "%" is replaced within words, too
     ///
-    /// Each of several texts of an element gets the joined text of all of them, replaced, which is
-    /// meant:
+    /// \compat When an element has several texts, their joined text is computed for each of them,
+    /// and the result of its replacement becomes that text:
     ///
     ///     "b" to "z"   <a>x<k/>b</a>  => <a>xb<k/>xbb</a>
     ///
-    /// So the texts of an element grow by doubling; the rest of them stays as it is once the joined
-    /// text is beyond 8 MiB characters and a hundred times as long as it was, or beyond 128 MiB
-    /// characters, and where so many texts (thousands) have what is replaced that it would take
-    /// minutes.
+    /// So the texts of an element may double in length each time. The remaining texts of an element
+    /// are not changed once the joined text exceeds 8 Mi characters and 100 times its original
+    /// length, or 128 Mi characters, or when thousands of texts would take minutes.
     void replaceInValues(const Data::String &oldValue, const Data::String &newValue);
 };
 

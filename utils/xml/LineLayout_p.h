@@ -8,11 +8,11 @@
 namespace Utils {
 namespace Xml {
 
-/// Brings text that the toolkit has written into the layout of Document::write(), line by line.
+/// Converts text written by Qt to the layout of Document::write(), line by line.
 class LineLayout
 {
 public:
-    /// Appends the lines of \p text to \p target, which gets as many line ends as \p text has.
+    /// Appends the converted lines of \p text to \p target, with as many line ends as \p text has.
     void append(QStringView text, QString &target);
 
 private:

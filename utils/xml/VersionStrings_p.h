@@ -6,7 +6,7 @@
 
 namespace Utils {
 
-/// The numbers that registered version texts stand for.
+/// The versions by their registered texts.
 extern QMap<Data::String, double> versionStrings;
 
 } // namespace Utils
