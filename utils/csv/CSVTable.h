@@ -17,7 +17,7 @@ namespace Utils {
 class CSVTablePrivate;
 class Progress;
 
-/// A table of delimited text: read, asked for cells in many forms, changed and written.
+/// A table of delimited text, which can be read, accessed, changed and written.
 ///
 ///     CSVTable table;
 ///     if (!table.read("load.csv"))
@@ -25,202 +25,240 @@ class Progress;
 ///     const QStringList labels = table.data(0);
 ///     const QList<double> forces = table.colDataValue(1, /*firstRow=*/1);
 ///
-/// Rows and columns count from 0. What is out of range gives an empty result, and rows may have
-/// different numbers of fields. An index that would add more than 16 million empty rows or fields
-/// is out of range, too.
+/// Rows and columns count from 0. Rows may have different numbers of fields. An index out of range
+/// yields an empty result. An index that would add more than 16 million empty rows or fields is out
+/// of range, too.
 ///
-/// *Format.* Lines end at line feeds, so that a text that ends in one has a last row of one empty
-/// field. Delimiters are fragments of one QRegExp, joined by "|" and not escaped: "." is every
-/// character and "\\s+" any run of blanks. Of several that match in one place the longest counts,
-/// and one that is no valid pattern splits nothing. Fields are trimmed, and empty ones stay.
+/// *Format.* Lines end at line feeds, so a text that ends with a line feed has a last row of one
+/// empty field. Delimiters are parts of one QRegExp, joined by "|" without escaping: "." is any
+/// character and "\\s+" any run of white space. When several match at a position, the longest match
+/// counts. An invalid pattern splits nothing. Fields are trimmed; empty fields are kept.
 ///
-/// *Three ways to hold cells.* As text; as bytes, which needs one delimiter of one character; or
-/// not at all, in the file, which needs the same. They do not read alike, which is meant:
+/// *Storage.* The cells are stored as text; or as bytes; or they stay in the file and are read on
+/// access. Bytes and file need a single delimiter of one character.
 ///
-///                      text                   bytes              file, as CSVReader
+/// \compat The three kinds of storage do not read alike:
+///
+///                      text                   bytes              file, by a CSVReader
 ///     delimiters       patterns, several      one byte           one byte
 ///     quotes           on request             no                 no
-///     comment lines    dropped                data               data
+///     comment lines    skipped                data               data
 ///     alternates       yes                    no                 no
-///     trimmed          when split             when split         when asked for
+///     trimmed          when split             when split         when accessed
 ///     empty last line  a row                  a row              a row
 ///     "1.5{mm}"        1.5                    no number, 0.0     no number, 0.0
 ///     no such cell     the hole number        0.0, see below     the hole number of its read()
 ///     largest row      numColumns(-1)         numColumns(-1)     0
 ///     changes          yes                    yes                start an empty table
 ///
-/// In bytes a cell that is not there is 0.0 for dataValue() by row and column alone:
-/// colDataValue(), and what makes a number of a text, return the hole number.
+/// In bytes, a cell that does not exist is 0.0 only for dataValue() by row and column. For
+/// colDataValue(), and for the functions that convert a text to a number, it is the hole number.
 ///
-/// A table keeps its text rows while it holds cells in another way. Only clear() empties them:
-/// reading text adds to what is there. Some operations look at the text rows and at nothing else,
-/// which is meant; they say so.
+/// *Text rows* are the rows of a table stored as text. They are kept when the table is then stored
+/// in another way. Reading text appends to them; only clear() removes them all.
 ///
-/// *Numbers* are those of the C locale. A cell may have an annotation in braces, as "1.5{mm}", and
-/// only what stands before it is the number. "{mm}" is 0.0 and no number. An empty cell gives the
-/// hole number. setHoleValue() of any table sets it for all tables that hold their cells in memory,
-/// which is meant; one in the file keeps what its own table had when it was read. What is written
-/// is compared with the table's own.
+/// \compat Some functions use the text rows only, even while the table is stored in another way.
+/// Their descriptions say so.
 ///
-/// Text and bytes are held as they came, with four bytes a cell besides: text given as a string is
-/// shared. A row that is asked for as a list is kept as one, so that a walk over all rows takes the
-/// memory of their strings; columns and single cells take none.
+/// *Numbers* are those of the C locale. A cell may have an annotation in braces, as in "1.5{mm}";
+/// only the text before it is the number. "{mm}" is 0.0 and not a number. An empty cell is a hole;
+/// its number is the hole number.
 ///
-/// *Faults.* Where the memory does not suffice for a change, nothing is changed, and nobody is
-/// told; rows may be split afterwards as if they had been read. An answer is empty then: "", no
-/// entries, false, 0, or 0.0. In the file, a row that the disk does not give any more is an empty
-/// line, never a part of the row: its cells are empty, its numbers holes, and checksum() takes it
-/// for an empty line. Nothing else tells of it, and the next access tries again. See CSVReader.
+/// \compat setHoleValue() of any table sets the hole number for reading in all tables stored as
+/// text or bytes. A table in the file keeps the value that it had when it was read. Numbers that
+/// are written are compared with the table's own value.
 ///
-/// Access is const but may split rows and read the file: no two threads may use one table.
+/// *Memory.* Text and bytes are stored as they were read, plus four bytes for each cell. Text
+/// passed as a string is shared with the caller. A row that is accessed as a list is kept as one,
+/// so a loop over all rows as lists needs memory for their strings. Access to columns and single
+/// cells needs none.
+///
+/// *Faults.* A change for which the memory does not suffice is not made, and this is not reported;
+/// rows may be split after it, as by access. A result for which the memory does not suffice is
+/// empty: "", an empty list, false, 0, or 0.0. In the file, a row that can no longer be read is an
+/// empty line, never a part of the row: its cells are empty, its numbers are holes, and checksum()
+/// counts it as an empty line. This is not reported, and the next access tries again. See
+/// CSVReader.
+///
+/// Although access is const, it may split rows and read the file: a table must not be used by
+/// several threads.
 class KELMUTILS_EXPORT CSVTable
 {
 public:
-    /// An empty \p delimiter is none. A text is split between any two characters then.
+    /// An empty \p delimiter stands for no delimiter; text is then split between all characters.
     explicit CSVTable(const Data::String &delimiter = QStringLiteral(","));
     CSVTable(const CSVTable &) = delete;
     CSVTable &operator=(const CSVTable &) = delete;
     ~CSVTable();
 
-    /// Adds a delimiter, unless it is empty or there already.
+    /// Adds a delimiter, or with \p alternate an alternate delimiter. Does nothing when it is empty
+    /// or exists already.
     ///
-    /// The alternates take the place of the others, for this text and all later ones, when text is
-    /// read whose first line, be it a comment, has no first delimiter as plain text. A delimiter
-    /// that is a pattern is hardly ever there.
+    /// Alternates are for text only. They replace the delimiters when the first line of the text,
+    /// even a comment, does not contain the first delimiter as plain text, which a pattern such as
+    /// "\\s+" hardly ever is. They then stay the delimiters for all later texts.
     void addDelimiter(const Data::String &delimiter, bool alternate = false);
 
-    /// Lines that begin with \p comment, untrimmed and case-sensitively, are dropped when text is
-    /// read, but for those where \p except follows. "" drops none.
+    /// When text is read, lines that start with \p comment are skipped, except those in which the
+    /// character \p except follows. Lines are not trimmed before, and comparison is case-sensitive.
+    /// "" skips no lines.
     ///
-    /// Without \p except the exception stays as it was, though it begins with the marker of then,
-    /// which is meant.
+    /// \compat Without \p except a previous exception is kept. It consists of the comment text of
+    /// that earlier call and its character.
     void setComment(const Data::String &comment, char except = 0);
     Data::String comment() const;
 
-    /// Whether rows are split when they are first used, rather than when they are read. A row that
-    /// is changed before that is never split: its line is its first field, which is meant.
+    /// With \p on, rows are split when they are first accessed, not when they are read. Read a row
+    /// before you change it.
+    ///
+    /// \compat A row that is changed before it was split is never split: its whole line stays its
+    /// first field.
     void setDemandParse(bool on);
 
-    /// Whether the cells are in the file: read on demand, which is not setDemandParse().
+    /// Whether the cells stay in the file and are read on access. This does not depend on
+    /// setDemandParse().
     bool isDemandRead() const;
 
-    /// The number that stands for an empty field, 0.0 at first: for writing in this table, and for
-    /// reading in all tables that hold their cells in memory.
+    /// Sets the number that stands for an empty field, 0.0 at first: for writing in this table, and
+    /// for reading in all tables that are stored as text or bytes.
     void setHoleValue(double value);
 
-    /// A reporter for reading and aligning, which is not owned, or null. It cannot cancel, which is
-    /// meant. Between its save() and restore() it gets a step per line, per block of 10,240 bytes
-    /// of a table in the file, or per column that is aligned; none while rows are not split yet.
+    /// Sets a reporter for reading and aligning, or null for none. It is not owned. It receives a
+    /// step for each line, for each block of 10,240 bytes of a table in the file, or for each
+    /// column that is aligned, between its save() and restore(). Reading with setDemandParse()
+    /// reports nothing.
+    ///
+    /// \compat A cancel of the reporter is ignored.
     void setProgress(Progress *progress, const Data::String &label = Data::String());
     Progress *progress() const;
 
     // Reading
 
-    /// Reads a file of UTF-8, in the way that \p fileSizeLimit tells:
+    /// Reads a UTF-8 file. \p fileSizeLimit, in megabytes, selects the storage:
     ///
-    ///     0 or less   as text
-    ///     1 and more  in the file, when it has more megabytes than that; else as bytes, unless
-    ///                 quotes are asked for or the environment variable KLT_NORAWREAD is set,
-    ///                 whatever to. Only with one delimiter of one character, else as text.
+    ///     0 or less   text
+    ///     1 or more   the file itself, when its size exceeds the limit; otherwise bytes. Text,
+    ///                 however, unless there is a single delimiter of one character. Text also in
+    ///                 place of bytes, when quotes are requested or the environment variable
+    ///                 KLT_NORAWREAD is set to any value.
     ///
-    /// The bytes are counted in 32 bits, which wrap, which is meant: from 2048 on nearly every file
-    /// is too large. The variable is looked at once in the process. A table in the file knows no
-    /// quotes, also when they are asked for.
+    /// The variable is read once in the process. An address that starts with "http://" is read as
+    /// text, by File::read().
     ///
-    /// \p quoted lets fields be quoted, where there are fewer than two delimiters: the first is
-    /// plain text then, a quote at the start of a field opens it, and two in it are one. A field in
-    /// quotes without a delimiter in it keeps them. A blank before the opening quote, or a carriage
-    /// return behind the closing one, makes it an ordinary character.
+    /// \p quoted allows quoted fields, in text with fewer than two delimiters. The delimiter is
+    /// then plain text, not a pattern. A quote at the start of a field opens a quoted field, in
+    /// which two quotes stand for one. A quoted field that contains no delimiter keeps its quotes.
+    /// With a space before the opening quote, or a carriage return after the closing one, that
+    /// quote is an ordinary character. Bytes and file know no quotes.
     ///
     ///     a,"b,c",d    => three fields
-    ///     "a",b        => the first with its quotes
+    ///     "a",b        => two fields, the first with its quotes
     ///
-    /// As text, a single byte that is not UTF-8 makes it fail, but for a file of UTF-16 or UTF-32
-    /// with a byte order mark, which is read. As bytes and in the file any bytes are taken.
+    /// For text, a single byte that is not valid UTF-8 makes the call fail, unless the file starts
+    /// with a byte order mark of UTF-16 or UTF-32 and is decoded accordingly. Bytes and file accept
+    /// all bytes.
     ///
-    /// False when it cannot be opened, cannot be read to its end, is larger than the memory, or is
-    /// empty; a table in the file takes an empty one. Then none of its rows is there, and the text
-    /// rows are as they were. What the table held as bytes or in the file may be gone; where the
-    /// file was to be read as a table in the file, the table is one without rows. The path is kept
-    /// in any case.
+    /// False when the file cannot be opened or read to its end, is larger than the memory, is
+    /// empty, or has comments only. A table in the file accepts an empty file. After a failure none
+    /// of the file's rows are in the table, and the text rows are unchanged. Rows stored as bytes
+    /// or in a file may be lost. If the cells were to stay in the file, the table has no rows.
+    /// path() returns \p path in each case.
+    ///
+    /// \compat The limit in bytes is a 32-bit number that overflows: from 2048 megabytes on almost
+    /// every file exceeds it.
     bool read(const Data::String &path, int fileSizeLimit = 0, bool quoted = false);
 
-    /// Reads text, and adds it to the text rows. False, with nothing changed, when it is empty;
-    /// when it had comments only; and, with the text rows as they were, when the memory does not
-    /// suffice: what the table held as bytes or in the file may be gone then. Text and bytes are
-    /// shared, unless they were made by fromRawData(), which copies.
+    /// Reads text and appends it to the text rows. The data of \p text are shared, not copied,
+    /// unless they were created by fromRawData().
+    ///
+    /// False when the text is empty; nothing is changed then. False, too, when it has comments only
+    /// and the table therefore has no rows. False when the memory does not suffice; the text rows
+    /// are then unchanged, but rows stored as bytes or in a file may be lost.
     bool setData(const Data::String &text, bool quoted = false);
     bool setData(const char *text, bool quoted = false);
 
-    /// Reads bytes, in the place of what is there. With no delimiter, several, or one of several
-    /// characters they are text in Latin-1 up to the first zero byte, without quotes, and add to
-    /// the text rows.
+    /// Reads bytes, which replace the rows of the table. They are shared like text. False when they
+    /// are empty and when the memory does not suffice.
     ///
-    /// As bytes a cell asked for by row and column is Latin-1, while rows and columns are UTF-8,
-    /// which is meant; both end at a zero byte. A delimiter that is not in Latin-1 is a zero byte
-    /// here, and none in a file.
+    /// Without a single delimiter of one character, the bytes up to the first zero byte are read as
+    /// text in Latin-1, without quotes, and appended to the text rows.
+    ///
+    /// A delimiter outside Latin-1 stands for a zero byte here, and for no delimiter in a file.
+    ///
+    /// \compat A cell stored as bytes is decoded as Latin-1 by data(row, col), but as UTF-8 by the
+    /// functions that return rows and columns. Both stop at a zero byte.
     bool setData(const QByteArray &bytes);
 
-    /// What was last given to read().
+    /// The path last passed to read().
     Data::String path() const;
     void clearPath();
 
-    // What is there
+    // Size and contents
 
-    bool isValid() const; ///< whether there is a row
+    bool isValid() const; ///< whether the table has rows
     int numRows() const;
 
-    /// The number of fields of a row, or, with a negative one and in memory, the largest of all
-    /// rows, which splits them.
+    /// The number of fields of \p row. When \p row is negative, the largest number of all rows,
+    /// which splits them all; in the file 0.
     int numColumns(int row = -1) const;
 
-    /// Whether a cell is empty, or with a negative \p col the row. In memory a row that is not
-    /// split yet is not empty if it has a blank, which is meant.
+    /// Whether a cell is empty; when \p col is negative, whether a row is empty.
+    ///
+    /// \compat As text or bytes, a row that is not split yet is empty only if its line has no
+    /// characters; white space counts.
     bool isEmpty(int row, int col = -1) const;
 
-    /// Whether a field of row 0 is no number, as an empty one and "1.5{mm}" are not.
+    /// Whether row 0 has a field that is not a number. An empty field and "1.5{mm}" are not.
     bool hasHeader() const;
 
     // Cells as text
 
     QStringList data(int row) const;
 
-    /// The cell. In the file a negative \p col gives the whole line, which is meant.
+    /// The text of a cell.
+    ///
+    /// \compat In the file a negative \p col returns the whole line.
     Data::String data(int row, int col) const;
 
-    /// The cell split at \p separator: without empty parts where that is one blank, else with them.
+    /// The parts of a cell, split at \p separator. Empty parts are left out when the separator is a
+    /// single space, and kept otherwise.
     QStringList data(int row, int col, const Data::String &separator) const;
 
-    /// The cell under the label \p label of row 0. Without such a label "", but in the file the
-    /// whole line, which is meant.
+    /// The cell in the column that has the label \p label in row 0, or "" without such a column.
+    ///
+    /// \compat In the file, without such a column, the whole line.
     Data::String data(int row, const Data::String &label) const;
 
-    /// The cell to the right of the first one in column \p col, from \p firstRow on, that is \p key
-    /// or, unless \p exact, begins with it. An empty key is the beginning of every cell, and
-    /// stands in every negative row. \p foundRow gets the row, or -1 when there is none.
+    /// The cell to the right of a key. The key is the first cell in column \p col, from \p firstRow
+    /// on, that starts with \p key, or with \p exact equals it; case-sensitive. \p foundRow, if not
+    /// null, is set to its row. Without such a cell the result is "" and \p foundRow is set to -1.
+    ///
+    /// Cells in negative rows are empty: an empty \p key with a negative \p firstRow is found in
+    /// that row.
     Data::String data(const Data::String &key, int col, int firstRow = 0, int *foundRow = nullptr,
                       bool exact = false) const;
 
-    /// The cell in two parts: what is before its first "{", and what is behind, without any "}".
-    /// Where there is no "{", \p annotation is left as it was.
+    /// A cell in two parts: \p value is the text before its first "{", and \p annotation the text
+    /// after it, without any "}". Without a "{", \p annotation is unchanged.
     void data(int row, int col, Data::String &annotation, Data::String &value) const;
 
-    /// The fields from \p firstCol to \p lastCol, or to the end when that is smaller.
+    /// The fields from \p firstCol to \p lastCol. When \p lastCol is smaller than \p firstCol, all
+    /// fields from \p firstCol on.
     QStringList rowData(int row, int firstCol = 0, int lastCol = -1) const;
 
-    /// The column from \p firstRow on: an entry a row, empty where the row is too short or
-    /// negative. The last row gives none when it has no fields or one that is empty.
+    /// The fields of a column, from \p firstRow on, one for each row: empty if the row is too short
+    /// or negative. The last row is left out if it has no fields or a single empty one.
     QStringList colData(int col, int firstRow = 0) const;
 
-    // Cells as numbers: 0.0 for what is no number, the hole number for what is empty
+    // Cells as numbers: 0.0 for a text that is not a number, the hole number for an empty cell
 
     QList<double> dataValue(int row) const;
 
-    /// \p ok tells, if given, whether there is a number.
+    /// \p ok, if not null, is set to whether the cell is a number.
     double dataValue(int row, int col, bool *ok = nullptr) const;
 
-    // These take the text and make it a number, also of bytes and in the file: up to a "{", and
-    // with the hole number of all tables.
+    // The following convert the text of the cells in each kind of storage, up to a "{", with the
+    // hole number that all tables share.
     QList<double> dataValue(int row, int col, const Data::String &separator) const;
     double dataValue(int row, const Data::String &label, bool *ok = nullptr) const;
     double dataValue(const Data::String &key, int col, int firstRow = 0, int *foundRow = nullptr,
@@ -230,126 +268,143 @@ public:
     QList<double> rowDataValue(int row, int firstCol = 0, int lastCol = -1) const;
     QList<double> colDataValue(int col, int firstRow = 0) const;
 
-    /// A row as named values:
+    /// The named values in a row:
     ///
     ///     2.5{Max Load}   => "Max Load": "2.5", as text
     ///     modes->a, b, c  => "modes": the list "a", "b", "c", up to a cell with "{" or "->"
-    ///     else            => nothing
+    ///     other cells     => nothing
     ///
-    /// Of two with one key the later stays. \p normalizeKeys makes keys lower-case, with "_" for
-    /// each blank.
+    /// Of two values with the same key the later one is kept. With \p normalizeKeys the keys are in
+    /// lower case, with "_" for each space.
     QMap<Data::String, Data::Variant> propertyValues(int row, bool normalizeKeys = false) const;
 
     // Changes
 
-    /// Puts \p text into a cell, and makes the rows and fields before it that are missing.
+    /// Sets the text of a cell. Missing rows, and missing fields before the cell, are added.
     ///
-    /// In the file the table is left for the text rows, which are normally none, and the file is
-    /// gone from it, which is meant.
+    /// \compat A table in the file gives up the file and its rows, and is stored as text: its rows
+    /// are the text rows, of which there are normally none.
     CSVTable &setData(int row, int col, const Data::String &text);
 
-    /// The number as text of the C locale, "" for this table's hole number unless that is 0.0.
+    /// Sets a cell to a number, in the C locale; \p format and \p precision are those of
+    /// QString::number(). The table's own hole number is written as "", unless it is 0.0.
     ///
-    /// A whole number of 32 bits goes by 'g' and 6 digits whatever is asked for, which is meant:
-    /// 7.0 is "7" and 1234567.0 is "1.23457e+06".
+    /// \compat A whole number that fits into 32 bits is always written with the format 'g' and the
+    /// precision 6: 7.0 is "7" and 1234567.0 is "1.23457e+06".
     CSVTable &setData(int row, int col, double value, char format = 'g', int precision = 6);
     CSVTable &setData_g(int row, int col, double value);
 
-    /// Appends a row to the text rows, where it is not seen while the table holds its cells in
-    /// another way, which is meant. A line is split, and is never a comment; fields are taken as
-    /// they are; numbers are written as by setData().
+    /// Appends a row to the text rows. A line is split, and is never a comment. Fields are stored
+    /// unchanged. Numbers are written as by setData().
+    ///
+    /// \compat While the table is stored as bytes or in a file, the row is not part of it.
     CSVTable &appendData(const Data::String &line);
     CSVTable &appendData(const QStringList &fields);
     CSVTable &appendData(const QList<double> &values, char format = 'g', int precision = 6);
     CSVTable &appendData(const QVector<double> &values, char format = 'g', int precision = 6);
 
-    /// Removes a field from each row that has it. Of a row that is not split yet column 0 is the
-    /// whole line, and there are no others, which is meant.
+    /// Removes a column: the field \p col of each row that has it. Does nothing in the file.
+    ///
+    /// \compat A row that is not split yet has only the column 0, which is its whole line.
     void removeColumn(int col);
 
-    /// Removes the rows from \p firstRow to \p lastRow that have no fields or one that is empty,
-    /// and gives their number. A \p lastRow that is negative or too large is the last one.
+    /// Removes the rows from \p firstRow to \p lastRow that have no fields or a single empty one.
+    /// Returns their number; in the file always 0. A \p lastRow that is negative or too large
+    /// stands for the last row.
     ///
-    /// What is known to be split does not move up with the rows behind, which is meant. While rows
-    /// are split on demand, one that moves up may so stay unsplit for good, or, if it was split, be
-    /// split again at its next use: then only what its first field holds is left of it.
+    /// \compat Whether a row is split is stored by row number, and these marks do not move up with
+    /// the rows. With setDemandParse(), a row that moves up may therefore never be split. Or it is
+    /// split a second time when it is next accessed: only the contents of its first field then
+    /// remain.
     int removeEmptyRows(int firstRow = 0, int lastRow = -1);
 
-    /// Sorts the text rows from \p firstRow on by a column; other tables are left as they are.
+    /// Sorts the text rows from \p firstRow on by a column. A table stored as bytes or in a file is
+    /// not changed.
     ///
-    /// By number when the cell of \p firstRow is empty or a number, "1.5{mm}" being none, else by
-    /// text, case-sensitively; that cell alone decides. By number an empty cell is the hole number,
-    /// and what is no number 0.0. Rows that are equal keep their order, and have it reversed when
-    /// not \p ascending.
+    /// The cell of \p firstRow decides how: numerically if it is empty or a number, which "1.5{mm}"
+    /// is not; otherwise by text, case-sensitively. Numerically, an empty cell is the hole number,
+    /// and a text that is not a number is 0.0. Rows that compare equal keep their order when
+    /// \p ascending is true, and are reversed when it is false.
     void sort(int col, int firstRow = 0, bool ascending = true);
 
-    /// Pads the fields of the text rows in place, each to one more than the longest of its column:
-    /// in front, or with \p left behind. A \p lastRow that is negative or too large is the last
-    /// one, and a negative \p numColumns the number of fields of \p firstRow, which alone is split.
+    /// Pads the fields of the text rows with spaces, each to one character more than the longest
+    /// field of its column: before the text, or with \p left after it. A \p lastRow that is
+    /// negative or too large stands for the last row. A negative \p numColumns stands for the
+    /// number of fields of \p firstRow. Only \p firstRow is split for this; other rows that are not
+    /// split yet count as one field.
     CSVTable &alignColumns(int firstRow = 0, int lastRow = -1, int numColumns = -1,
                            bool left = false);
 
-    /// Empties the table and its text rows, and drops all delimiters but the first. Path, comment,
-    /// alternates and hole number stay.
+    /// Removes all rows, also the text rows, and all delimiters except the first. Path, comment,
+    /// alternates and hole number are kept.
     void clear();
 
-    // Output, with the first delimiter between fields as it is written, or "," without one
+    // Output. The delimiter between fields is the text of the first one, or "," without any.
 
-    /// A row of the text rows as one line: as it was read while it is not split, else its trimmed
-    /// fields, in quotes where one holds the delimiter, unless that is two blanks. Quotes in a
-    /// field are not doubled, which is meant.
+    /// A row of the text rows as one line. A row that is not split yet is returned as it was read.
+    /// Otherwise its fields are joined by the delimiter. Fields that contain the delimiter are in
+    /// quotes, unless the delimiter is two spaces.
     ///
-    /// Of other tables "", unless appendData() made a text row of that number, which is meant.
+    /// \compat Quotes within a field are not doubled. For a table stored as bytes or in a file the
+    /// result is "", unless a text row with this number exists, as after appendData(). If that row
+    /// is split, the result has the fields of the table instead.
     Data::String stringData(int row) const;
 
-    /// All rows, with "\n" between them.
+    /// stringData() of all rows, with "\n" between them.
     Data::String stringData() const;
 
-    /// stringData() of the rows from \p firstRow to \p lastRow, or to the end of the table unless
-    /// that is larger. Rows behind the end give "".
+    /// stringData() of each row from \p firstRow to \p lastRow; "" for rows after the end of the
+    /// table. When \p lastRow is not larger than \p firstRow, up to the last row of the table.
     QStringList lineData(int firstRow = 0, int lastRow = -1) const;
 
-    /// The fields of a row, where \p escape in front of the first delimiter makes that a part of
-    /// the field. Looked for in stringData(), and split as a line is, which may be quoted.
+    /// The fields of a row. The character \p escape before the first delimiter makes this delimiter
+    /// part of the field. The text of stringData() is split for this like a line that is read, with
+    /// quotes if the text rows were last read with quotes.
     QStringList escapedData(int row, char escape) const;
 
-    /// The text rows, padded as by alignColumns() in columns as many as \p firstRow has, with the
-    /// delimiter between fields, which are quoted as by stringData(), and "\n" between rows. Rows
-    /// that are not split yet are one field, \p firstRow too. The cells of the table stay as they
-    /// are, but \p firstRow is split from then on: stringData() and a second call show it so.
+    /// The text rows as aligned text, with the delimiter between fields and "\n" between rows.
+    /// There are as many columns as \p firstRow has fields. Fields that contain the delimiter are
+    /// in quotes, as in stringData(). A row that is not split yet is one field, even \p firstRow.
     ///
-    /// Fields longer than \p maxWidth, if above 0, do not count for the width of a column. Padding
-    /// is in front, but behind in \p leftColumn, which is -2 for all.
+    /// Fields are padded as by alignColumns(), with spaces before the text; after the text in the
+    /// column \p leftColumn, or in all columns when that is -2. Fields longer than \p maxWidth, if
+    /// this is above 0, do not count for the width of their column.
+    ///
+    /// The cells of the table do not change, but \p firstRow is split by the call, as stringData()
+    /// and a second call show.
     Data::String alignedStringData(int maxWidth = 0, int leftColumn = -1, int firstRow = 0) const;
 
-    /// CRC-16, as by qChecksum(), of the number of all rows in decimal and the first \p rows rows,
-    /// all when that is negative: their fields joined by "," whatever the delimiter, with nothing
-    /// in between. In the file that of CSVReader, which is of the lines.
+    /// A CRC-16, as computed by qChecksum(), of the number of all rows in decimal followed by the
+    /// first \p rows rows, or all rows when \p rows is negative or too large. The fields of a row
+    /// are joined by ",", for any delimiter; there is no separator between rows. In the file the
+    /// checksum is that of CSVReader, which is computed from the lines.
     unsigned short checksum(int rows = -1) const;
 
-    /// Replaces the file \p path by the text rows in UTF-8, each followed by "\n", and so with one
-    /// more empty line than was read. Nothing is quoted, which is meant, unlike stringData(); a row
-    /// that is not split yet is written as it was read.
+    /// Replaces the contents of the file \p path by the text rows in UTF-8, each followed by "\n".
+    /// So the file has one line feed more than the text that was read. A row that is not split yet
+    /// is written as it was read. An existing file keeps its permissions.
     ///
-    /// Other tables make an empty file, and the result is true, which is meant. So a table in the
-    /// file that is written to its own path empties that file, and its rows are lost: read it with
-    /// no limit before it is changed or written.
+    /// False when the file cannot be opened; it is then unchanged. False, too, when the memory does
+    /// not suffice for a row; the file then contains the rows before it, or some of them.
     ///
-    /// False when the file cannot be opened, which leaves it as it was, and when the memory does
-    /// not suffice for a row, which leaves the rows in front of it in the file or some of them.
-    /// Whether all could be written is not told, which is meant: on a full disk the result is true
-    /// and the file ends where the disk was full. A file that was there keeps its permissions.
+    /// \compat Three corners:
+    /// - Nothing is quoted, unlike in stringData().
+    /// - A table stored as bytes or in a file has no text rows: the written file is empty and the
+    ///   result is true. Writing a table in the file to its own path loses its rows. Read it
+    ///   without a limit before you change or write it.
+    /// - Write errors are not reported: on a full disk the result is true, and the file ends where
+    ///   the disk was full.
     bool write(const Data::String &path) const;
 
     // Names of cells in spreadsheets
 
-    /// The column of a name such as "C" or "C5", whose row goes into \p row; without one it is left
-    /// as it was. Capitals are expected, and nothing is checked: "a" is 32, and "" is -1. A number
-    /// that cannot be read gives the row -1.
+    /// The column of a name such as "C" or "C5". \p row, if not null, is set to the row of the
+    /// name, or to -1 when its number cannot be read; it is unchanged when the name has no row.
+    /// Letters are expected in upper case, and nothing is checked: "a" is 32, and "" is -1.
     static int columnIndex(const Data::String &label, int *row = nullptr);
 
-    /// The name of a column, with a row unless that is negative: (0, -1) is "A", (26, 0) is "AA1".
-    /// A negative column is one character in front of "A".
+    /// The name of a column, followed by the row unless this is negative: (0, -1) is "A", (26, 0)
+    /// is "AA1". A negative column yields a character before "A".
     static Data::String columnLabel(int col, int row = -1);
 
 private:
