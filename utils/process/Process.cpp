@@ -18,21 +18,21 @@ static const QLatin1Char blank(' ');
 
 namespace {
 
-/// A QProcess that tells when the system has no room for another process.
+/// A QProcess that reports when the system cannot create another process.
 ///
-/// Qt starts a QProcess itself by a call whose failure it takes for a success: the process "runs"
-/// with the number -1, and a signal to that one, which its destructor sends too, ends all processes
-/// of the user. Classes that derive from it are started by fork(), whose failure is seen.
+/// For QProcess itself Qt uses a call whose failure it takes for success: the process "runs" with
+/// the number -1, and a signal to that number, which the destructor sends, too, ends all processes
+/// of the user. For derived classes Qt uses fork(), whose failure it detects.
 class ChildProcess : public QProcess
 {
 public:
     ~ChildProcess() override
     {
-        // The end of a child that is started so is looked at as soon as it comes. Its number may be
-        // that of another one by now, which the base would kill.
+        // Qt waits for such a child as soon as it ends. Its number may be that of another process
+        // by now, which the base class would kill.
         if (state() == NotRunning || Platform::isChild(processId()))
             return;
-        waitForFinished(1000); // in vain where the memory ended as Qt looked at it
+        waitForFinished(1000); // fails if Qt ran out of memory when the child ended
         setProcessState(NotRunning);
     }
 
@@ -41,14 +41,14 @@ public:
         try {
             Platform::startChild([&] { start(program, arguments, ReadWrite); });
         } catch (const std::bad_alloc &) {
-            // Qt takes it for one that is about to start, and would wait 30 seconds for that.
+            // For Qt it is about to start; it would wait 30 seconds for that.
             if (processId() == 0)
                 setProcessState(NotRunning);
             throw;
         }
         if (state() != NotRunning || program.isEmpty())
             return;
-        // Qt prints a warning before it asks why a pipe could not be made, which then is lost.
+        // Qt prints a warning before it reads errno of the failed pipe, and so loses it.
         const int pipeError = Platform::errorOfPipes(3);
         if (pipeError != 0)
             setErrorString(qt_error_string(pipeError));
@@ -62,7 +62,7 @@ class ProcessPrivate
 public:
     void log(const Data::String &text);
 
-    // Dies behind the slots, so that nothing is called by a process that is killed by its end.
+    // Destroyed after the slots, so that a process that is killed by this calls none of them.
     ChildProcess process;
     LogFile *logFile = nullptr;
     Data::String command;
@@ -79,7 +79,7 @@ public:
 
 void ProcessPrivate::log(const Data::String &text)
 {
-    if (logFile && !text.isEmpty()) // an empty entry would still have its time
+    if (logFile && !text.isEmpty()) // an empty entry would still have a timestamp
         logFile->append(text, /*newLine=*/false);
 }
 
@@ -160,8 +160,8 @@ bool Process::start()
 
 bool Process::wait(bool showProgress)
 {
-    // Null when the object has deleted itself, which may happen while the process is waited for,
-    // and while the host, which is told of the progress, handles events.
+    // Null when the object has deleted itself: while this waits for the process, or while the host,
+    // called by the progress, processes events.
     const QPointer<QProcess> process = &d->process;
     const Data::String message = d->message;
     Progress progress(0, message, /*cancelable=*/showProgress, /*waitCursor=*/true,
@@ -181,9 +181,9 @@ bool Process::wait(bool showProgress)
 void Process::kill()
 {
     const qint64 pid = getPID();
-    if (!Platform::isChild(pid)) // it has ended, and its number may be that of another one
+    if (!Platform::isChild(pid)) // it has ended, and its number may be that of another process
         return;
-    // Where the system does not tell of its processes, this one goes all the same.
+    // When the processes of the system cannot be listed, at least this one is killed.
     if (d->killMode == KillSingle || !Platform::killProcessTree(pid))
         d->process.kill();
 }
@@ -192,14 +192,14 @@ void Process::kill(qint64 pid) { Platform::killProcessTree(pid); }
 
 bool Process::sendData(const Data::String &text, int timeout) const
 {
-    // Null when the object has deleted itself, which may happen while it waits.
+    // Null when the object has deleted itself during the wait.
     const QPointer<QProcess> process = &d->process;
     const QByteArray bytes = text.toUtf8();
     const bool isTaken = process->write(bytes) == bytes.size();
     if (timeout == 0)
         return true;
 
-    // Qt waits for the first of the bytes only.
+    // Qt returns when the first bytes are written.
     const QDeadlineTimer end(qMax(timeout, -1)); // -1 is no end
     bool isWritten = process->waitForBytesWritten(timeout);
     while (isWritten && process && process->bytesToWrite() > 0)

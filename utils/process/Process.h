@@ -15,29 +15,31 @@ namespace Utils {
 class LogFile;
 class ProcessPrivate;
 
-/// Runs a program and gathers what it writes to its standard output and standard error, as one text
-/// in the order in which it comes.
+/// Runs a program and collects its standard output and standard error as one text, in the order in
+/// which they arrive.
 ///
 ///     Utils::Process process("solver", {"-input", path});
 ///     process.setMessage("Solving");
 ///     if (!process.start())
 ///         return process.errorMessage();
 ///     if (!process.wait(/*showProgress=*/true))
-///         return "Cancelled"; // by the user, the program has been killed
+///         return "Cancelled"; // by the user; the program has been killed
 ///     return process.output();
 ///
-/// The output is read while an event loop runs, or a call that waits. It is UTF-8; a character may
-/// come in two pieces, what is no UTF-8 reads as U+FFFD, and a byte order mark in front is dropped.
+/// The output is read while an event loop runs and during calls that wait. It is decoded as UTF-8,
+/// also when a character arrives in several pieces. Invalid bytes become U+FFFD, and a byte order
+/// mark at the start is removed.
 ///
-/// One object may run one program after the other. Destroyed while its program runs, it kills that
-/// one, but not what that has started, whatever the kill mode, and waits for its end.
+/// An object can run several programs, one after the other. The destructor kills a program that is
+/// still running, but not the processes it has started, for any kill mode, and waits for its end.
 class KELMUTILS_EXPORT Process
 {
 public:
-    /// What a kill takes: the program and all that it has started, and what that has; only for
-    /// KillSingle the program alone. start() turns KillDefault into KillTree for a command that
-    /// ends with ".bat" or ".cmd", case-sensitive, and leaves it so, which changes nothing else and
-    /// is meant.
+    /// Which processes kill() ends: the program and all its descendants, or with KillSingle only
+    /// the program.
+    ///
+    /// \compat start() permanently changes KillDefault to KillTree for a command that ends with
+    /// ".bat" or ".cmd", case-sensitively. Both modes do the same.
     enum KillModes : int
     {
         KillDefault = 0,
@@ -51,127 +53,132 @@ public:
     Process &operator=(const Process &) = delete;
     ~Process();
 
-    /// The program: a path, or a name that is looked for in the PATH of this process, not in one
-    /// that setEnvironment() sets. No command interpreter is in between.
+    /// Sets the program: a path, or a name that is searched in the PATH of this process, not in
+    /// that of setEnvironment(). It is started directly, without a command interpreter.
     void setCommand(const Data::String &command);
 
     void setArguments(const QStringList &arguments);
 
-    /// The label that wait() shows.
+    /// Sets the label that wait() shows.
     void setMessage(const Data::String &text);
 
     void setWorkingDirectory(const Data::String &folder);
 
-    /// The environment of the next start: that of this process, with \p variables in place of those
-    /// of the same name.
+    /// Sets the environment for the next start: that of this process, in which \p variables replace
+    /// those of the same name.
     ///
-    /// In "PATH" and "LD_LIBRARY_PATH", when this process has a value for them that is not empty,
-    /// that value takes the place of each "%PATH%" and "$PATH". If there is none of them,
-    /// \p keepPath adds it at the end.
+    /// A value for "PATH" or "LD_LIBRARY_PATH" may refer to the value that this process has for the
+    /// variable, as "%PATH%" or "$PATH". With \p keepPath, a value without such a reference gets
+    /// one at its end. If this process has no such value, or an empty one, the text is unchanged.
     ///
     ///     PATH, "/opt", keepPath        => "/opt;/usr/bin"
     ///     PATH, "/opt"                  => "/opt"
     ///     PATH, "x;%PATH%;y", either    => "x;/usr/bin;y"
     ///
-    /// The separator is ";" on every system, which is meant, odd as it is where others are read.
+    /// \compat The separator that \p keepPath adds is ";" on every system, even where paths are
+    /// separated by ":".
     void setEnvironment(const QMap<Data::String, Data::String> &variables, bool keepPath);
 
     void setKillMode(KillModes mode);
 
-    /// Writes the output to \p file too, as it comes. Null ends that. The file is not owned and
-    /// must live until then, or as long as this object. A piece of output that ends no character is
-    /// no entry in it: the bytes wait for the piece with the rest, and no time stands alone.
+    /// Also writes the output to \p file as it arrives; null stops this. The file is not owned: it
+    /// must exist until then, or as long as this object. Output that contains no complete character
+    /// makes no entry; its bytes are added to the next entry.
     ///
-    /// Without \p keepOutput, output() takes nothing more, and of what recentOutput() has not
-    /// fetched only the last line is kept: the one that is under way, or the one that has just
-    /// ended, with its "\n". Carriage returns go when a line is cut off so.
+    /// Without \p keepOutput, nothing more is added to output(), and of the output not yet returned
+    /// by recentOutput() only the last line is kept: the incomplete one, or the one just ended,
+    /// with its "\n". Carriage returns are removed when earlier lines are discarded.
     ///
     ///     "a\nb\n"    => "b\n"
     ///     "a\r\nb\rc" => "bc"
     ///     "10\r20\r"  => "10\r20\r"   no line has ended
     void setLogFile(LogFile *file, bool keepOutput);
 
-    /// Deletes this object, which must be on the heap, when its program ends, also within wait().
-    /// Nothing but a call that is under way may touch it from then on. An object whose program
-    /// could not be started stays.
+    /// Makes the object delete itself when its program ends, even within wait(). The object must be
+    /// on the heap and must not be accessed after that; a call in progress returns normally. When
+    /// start() fails, the object is not deleted.
     void deleteWhenFinished();
 
-    /// Starts the program and waits at most 3 seconds for that. False when it could not be started;
-    /// errorMessage() tells why. The output starts empty.
+    /// Starts the program and waits up to 3 seconds until it has started. The output is cleared
+    /// first. False when the program could not be started; errorMessage() tells why.
     ///
-    /// So it is, too, where the system has no room for one more process, no memory or no
-    /// descriptor. getPID() is 0 then, and no process gets a signal from this object.
+    /// It is also false when the system cannot create another process, or lacks memory or file
+    /// descriptors. getPID() is then 0, and this object sends no signal to any process.
     ///
-    /// The first start in the host makes Qt handle SIGCHLD, and call the handler that was there
-    /// before. Without that handler, or with the signal blocked in all threads, the end of a
-    /// program is not seen.
+    /// On Unix the first start in a process makes Qt install a handler for SIGCHLD, which calls the
+    /// previous handler. If that handler is replaced, or all threads block the signal, the end of a
+    /// program is not detected.
     ///
-    /// While a program runs it starts none, but empties the output and gives true, which is meant.
+    /// \compat While a program is running, no other is started; the output is cleared and the
+    /// result is true.
     bool start();
 
-    /// Waits for the end of the program. False when the user cancelled: then it is being killed as
-    /// by kill(), and may run for a moment more.
+    /// Waits for the end of the program. False when the user cancelled: the program is then killed
+    /// as by kill(), and may still be running when the call returns.
     ///
-    /// Events are not handled. The host is called every 100 ms by a cancelable Progress with the
-    /// label of setMessage(), on the popup display when there is one; with \p showProgress false it
-    /// is an ordinary one that the user cannot cancel.
+    /// No events are processed. Every 100 ms a Progress with the label of setMessage() calls the
+    /// host. With \p showProgress the user can cancel it; it is on the popup display if the label
+    /// is not empty. Without \p showProgress it is on the ordinary display and cannot be cancelled.
     bool wait(bool showProgress);
 
-    /// Kills the program as the kill mode says. Its end is seen by wait() or the event loop.
-    /// Nothing happens when it has ended, even where that has not been seen yet.
+    /// Kills the program according to the kill mode. Its end is noticed by wait() or by the event
+    /// loop. Does nothing when it has ended, even if that was not noticed yet.
     void kill();
 
-    /// Kills the process with the number \p pid, and all that it has started, and what that has.
-    /// Returns when it is done. Nothing happens for a number below 1, nor for 1, which everything
-    /// else has been started by.
+    /// Kills the process \p pid and all its descendants, and returns when this is done. Does
+    /// nothing for a number below 1, nor for 1, the ancestor of all processes.
     ///
-    /// Who has been started meanwhile is found too; whoever got the number of one that has ended
-    /// meanwhile is left alone. A process whose parent had ended before belongs to nobody any more
-    /// and stays.
+    /// Processes that are started meanwhile are killed, too. A process that received the number of
+    /// one that has ended meanwhile is not. A descendant whose parent had ended before the call is
+    /// not found, and stays.
     static void kill(qint64 pid);
 
-    /// Writes \p text to the standard input of the program, as UTF-8. True at once for a \p timeout
-    /// of 0, even when nothing runs, which is meant; else whether all of it was written in
-    /// \p timeout milliseconds, for as long as it takes when that is negative. Where there is
-    /// nothing to write, because the text is empty and all that was sent before has been written,
-    /// it was not. What the time was too short for is written later.
+    /// Writes \p text to the standard input of the program, as UTF-8, and waits up to \p timeout
+    /// milliseconds, or without limit if this is negative. Returns whether all text was written.
+    /// Text that was not written in time is written later. False, too, when there is nothing to
+    /// write: the text is empty, and all earlier text has been written.
+    ///
+    /// \compat With a \p timeout of 0 the call does not wait and returns true, even when no program
+    /// is running.
     bool sendData(const Data::String &text, int timeout) const;
 
     bool isRunning() const;
 
-    /// Whether nothing runs, and what ran last did not crash. True before the first start.
+    /// Whether no program is running and the last one did not crash. True before the first start.
     bool normalExit() const;
 
-    /// That of the last program that ended, 0 before. For one that was ended by a signal it is the
-    /// number of that.
+    /// The exit code of the last program; 0 before any has ended. For a program that was ended by a
+    /// signal it is the number of the signal.
     int exitCode() const;
 
-    /// The text of the last failure by the toolkit: "Unknown error" when there was none. A wait()
-    /// of more than 100 ms counts as one, "Process operation timed out", however it ends, which is
-    /// meant; so ask only when start() or normalExit() is false.
+    /// Qt's text for the last error; "Unknown error" when there was none.
+    ///
+    /// \compat A wait() of more than 100 ms sets the text to "Process operation timed out", even if
+    /// it succeeds. So use this text only when start() or normalExit() is false.
     Data::String errorMessage() const;
 
     /// The number of the running process, or 0.
     qint64 getPID() const;
 
-    /// All that was written since the last start. Neither this nor recentOutput() gives more than
-    /// 1,000,000,000 code units: what comes behind those is lost.
+    /// All output since the last start. Neither this nor recentOutput() has more than 1,000,000,000
+    /// code units; any further output is lost.
     Data::String output() const;
 
-    /// What was written since the last call.
+    /// The output since the last call of this function.
     Data::String recentOutput();
 
-    /// The command and its arguments with blanks in between. What holds a blank is in double
-    /// quotes; nothing is escaped.
+    /// The command and its arguments, separated by spaces, for display. Those that contain a space
+    /// are in double quotes; nothing is escaped.
     ///
     ///     C:/a b/x.exe with -f, c d  => "C:/a b/x.exe" -f "c d"
     Data::String fullCommand() const;
 
-    /// Lines with the full command, "pid: 4711" while it runs, and "name=value" for each variable
-    /// by name. Before setEnvironment() there are no variables.
+    /// The full command, "pid: 4711" while the program is running, and "name=value" for each
+    /// variable, sorted by name, each on a line of its own. Before setEnvironment() there are no
+    /// variables.
     Data::String info() const;
 
-    /// The QProcess, to connect to.
+    /// The QProcess, for connections.
     QObject *object() const;
 
 private:

@@ -65,7 +65,7 @@ QString ProcessOutput::decode(const QByteArray &bytes)
     const auto length = static_cast<int>(target - piece.constData());
     piece.truncate(length);
     m_rest = QByteArray(source, static_cast<int>(end - source));
-    if (!isValid) { // from here on the toolkit does it, which is slower
+    if (!isValid) { // from here on Qt decodes, which is slower
         QTextCodec *const codec = QTextCodec::codecForName("UTF-8");
         m_decoder.reset(codec->makeDecoder(QTextCodec::IgnoreHeader));
         piece += m_decoder->toUnicode(m_rest);
@@ -103,14 +103,14 @@ void ProcessOutput::separateRecent()
 
 void ProcessOutput::keepLastLine()
 {
-    // A last line that grows is not searched from its start for each piece.
+    // The start of a growing last line is not searched again for each piece.
     if (m_recent.indexOf(lineEnd, m_searched) < 0) {
         m_searched = m_recent.size();
         return;
     }
 
     int last = m_recent.size() - 1;
-    while (m_recent.at(last) == carriageReturn) // there is a line end in front of them
+    while (m_recent.at(last) == carriageReturn) // stops at the line end found before
         --last;
     const bool isWhole = m_recent.at(last) == lineEnd;
     const int before = isWhole ? last - 1 : last;

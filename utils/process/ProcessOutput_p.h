@@ -10,29 +10,29 @@ class QTextDecoder;
 
 namespace Utils {
 
-/// The text that a child writes as UTF-8, taken up in pieces as they come.
+/// The output of a child process: UTF-8 that arrives in pieces.
 class ProcessOutput
 {
 public:
-    /// Neither of the two texts gets longer than \p limit code units: the rest is lost.
+    /// Neither of the two texts becomes longer than \p limit code units; the rest is lost.
     explicit ProcessOutput(int limit = 1000 * 1000 * 1000);
     ~ProcessOutput();
 
-    /// Empties both texts.
+    /// Clears both texts.
     void clear();
 
-    /// Adds a piece to both texts, or, for \p keep false, to the recent one alone, of which only
-    /// the last line is left then. Gives the text of the piece: a character whose bytes are not
-    /// all there belongs to the next one.
+    /// Appends a piece to both texts or, when \p keep is false, to the recent text only, of which
+    /// then only the last line is kept. Returns the text of the piece; a character that is still
+    /// incomplete belongs to the next piece.
     Data::String append(const QByteArray &bytes, bool keep);
 
-    /// Adds what stands for a character that was cut off, if one was, and gives it. The next piece
-    /// begins anew.
+    /// Ends the output: appends and returns U+FFFD if its last character is incomplete, otherwise
+    /// nothing. The next piece starts a new output.
     Data::String end(bool keep);
 
     Data::String text() const;
 
-    /// The recent text, which is empty then.
+    /// Returns the recent text and clears it.
     Data::String takeRecent();
 
 private:
@@ -42,13 +42,13 @@ private:
     void keepLastLine();
 
     const int m_limit;
-    bool m_isBegun = false;                  // a mark in front of the text may be none any more
-    QByteArray m_rest;                       // of a character that is not whole yet
-    std::unique_ptr<QTextDecoder> m_decoder; // once something was no UTF-8
+    bool m_isBegun = false;                  // a byte order mark is removed only before this
+    QByteArray m_rest;                       // the bytes of an incomplete character
+    std::unique_ptr<QTextDecoder> m_decoder; // since the first invalid byte
     QString m_text;
-    int m_recentBegin = 0; // where the recent text begins in that, -1 when it is held apart:
+    int m_recentBegin = 0; // of the recent text in m_text; -1 when it is in m_recent
     QString m_recent;
-    int m_searched = 0; // so much of this one is known to hold no line end
+    int m_searched = 0; // this much of m_recent is known to contain no line end
 };
 
 } // namespace Utils
