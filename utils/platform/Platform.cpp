@@ -1,6 +1,6 @@
 #include "utils/platform/Platform.h"
 
-// What is text only, and so the same on every system.
+// Functions that only format text, and so are the same on every system.
 
 namespace Utils::Platform {
 

@@ -8,30 +8,30 @@
 #include <optional>
 #include <string>
 
-/// All that differs between operating systems, for the library's own use.
+/// Everything that differs between operating systems, for internal use.
 ///
-/// Text is UTF-8, and a path is as the system writes it. A path that holds a zero byte names
-/// nothing. What a system lacks gives its empty result.
+/// Text is UTF-8; paths are in the form of the system. A path that contains a zero byte names
+/// nothing. A function for which a system has no means returns its empty result.
 namespace Utils::Platform {
 
-/// Opens the file at \p path in the fopen mode \p mode. Null when it cannot, and for a folder.
+/// Opens the file at \p path in the fopen() mode \p mode. Null when that fails, and for a folder.
 ///
-/// errno describes this open: 0 when the file is open, else why it is not; EISDIR for a folder
-/// where the system could open one.
+/// errno is 0 after success and otherwise tells why this call failed. On a system that can open
+/// folders, it is EISDIR for a folder.
 std::FILE *openFile(const std::string &path, const char *mode);
 
-/// What a path leads to.
+/// The kind of a directory entry.
 enum class Entry
 {
     Missing,
     File,
     Folder,
-    Link,   ///< to whatever it leads, and be it nothing
+    Link,   ///< even a broken one
     Other,  ///< a pipe, a device and the like
-    Unknown ///< the system cannot tell, or does not want to
+    Unknown ///< the system cannot determine it, or permits no access
 };
 
-/// What the system knows of a path at one moment.
+/// The state of a directory entry at one moment.
 struct EntryStatus
 {
     Entry entry = Entry::Missing;
@@ -39,15 +39,15 @@ struct EntryStatus
     std::int64_t modified = 0; ///< in milliseconds since the Unix epoch, rounded down
 };
 
-/// What there is at \p path: a link itself, or with \p followLinks what it leads to. Size and time
-/// count for a file, a folder and what is else there, but not for a link.
+/// The state of the entry at \p path: of a link itself, or with \p followLinks of what it leads to.
+/// Size and time are not valid for a link.
 EntryStatus entryStatus(const std::string &path, bool followLinks);
 
-/// The path with "/" of what \p path leads to: absolute, and without links. "" where there is
-/// nothing, and nothing where the system cannot tell.
+/// The absolute path, with "/" and without links, of what \p path leads to. "" when nothing exists
+/// there; std::nullopt when the system cannot determine it.
 std::optional<std::string> canonicalPath(const std::string &path);
 
-/// The four parts of a program's version, the most significant one first.
+/// The four numbers of a program's version, the most significant first.
 struct FileVersion
 {
     std::uint16_t major;
@@ -56,129 +56,135 @@ struct FileVersion
     std::uint16_t build;
 };
 
-/// The version in the resources of the program or library at \p path. Nothing when there is none,
-/// or on a system whose programs carry no version.
+/// The version in the resources of the program or library at \p path. std::nullopt when it has
+/// none, and on a system whose programs have no such resource.
 std::optional<FileVersion> fileVersion(const std::string &path);
 
-/// Its parts in decimal; only the second is padded, to two digits, which is meant.
+/// The numbers in decimal.
+///
+/// \compat Only the second is padded, to two digits.
 ///
 ///     19, 2, 1, 5   => "19.02.1.5"
 ///     3, 12, 0, 1   => "3.12.0.1"
 std::string formatVersion(const FileVersion &version);
 
-/// Moves a file or a folder, also to another file system, through the system's own command, and
-/// returns when that is done. An existing file at \p target is replaced; into an existing folder
-/// the source is moved. Nothing is printed, and nobody is told when it fails.
+/// Moves a file or folder by the command of the system, also to another file system, and returns
+/// when that has finished. An existing file at \p target is replaced; into an existing folder the
+/// source is moved. Nothing is printed, and a failure is not reported.
 ///
-/// Where there is no such command, or it cannot be started, the source is renamed, to the same end,
-/// but nothing goes to another file system. It stays where the target cannot be looked at.
+/// On Unix, if the command cannot be started, the source is renamed, with the same result on one
+/// file system. It is not moved to another file system, nor when the kind of the target cannot be
+/// determined.
 ///
-/// The paths are clean and have native separators. Does nothing when one of them is empty.
+/// The paths must be clean and have native separators. Does nothing when one of them is empty.
 void moveReplacing(const std::string &source, const std::string &target);
 
-/// The command line that moves on Windows. "" when a path has a double quote, which no path may
-/// have there and which would end the quoting.
+/// The command line for a move on Windows. "" when a path contains a double quote, which is not
+/// allowed in paths there and would end the quoting.
 ///
-/// A path with a blank is quoted. So is one with another character that the command interpreter
-/// reads as its own: unquoted it would run a part of the path as a command.
+/// A path with white space is quoted. So is a path with another character that has a meaning for
+/// the command interpreter, which would otherwise run part of the path as a command.
 ///
 ///     C:\a, D:\b      => cmd.exe /C move /Y C:\a D:\b
 ///     C:\a b, D:\c&d  => cmd.exe /C move /Y "C:\a b" "D:\c&d"
 std::string moveCommandLine(const std::string &source, const std::string &target);
 
-/// Calls \p start, which starts a child process.
+/// Calls \p start, which starts a child process, and repairs what Qt changes by it:
 ///
-/// When that makes this process handle the signal of an ended child, calls of the system that the
-/// signal interrupts go on afterwards: who has nothing to do with the child need not care. What the
-/// process does when it writes to a pipe that nobody reads stays as it was.
+/// - If a handler for the signal of an ended child was installed, system calls that the signal
+///   interrupts are restarted. Other code of the process is not affected by the child.
+/// - A write to a pipe without a reader has the same effect as before.
 void startChild(const std::function<void()> &start);
 
-/// Why \p count pipes cannot be open at once: an error number of the system, or 0 when they can.
+/// The error number why \p count pipes cannot be open at the same time, or 0 when they can.
 int errorOfPipes(int count);
 
-/// Whether the process with the number \p id is a child of this one that has not been waited for.
-/// As long as it is, the number is that of no other process, and a signal to it reaches the child.
+/// Whether \p id is the number of a child of this process that has not been waited for. While it
+/// is, no other process has this number, and a signal to it reaches the child.
 ///
-/// Where a number stays with its process for as long as this one knows it, that is true for each.
+/// On Windows true for every process: an open handle keeps the number in use.
 bool isChild(std::int64_t id);
 
-/// Kills the process with the number \p id, all that it has started and what that has, and returns
-/// when they have ended, or five seconds later. Nobody is told when one cannot be killed.
-/// Does nothing for a number that no process has, as that of a thread, and for the first process of
-/// the system, which is above all others. False then, and where nothing can be learned of the
-/// process, as /proc hides it or there is no descriptor left, or it cannot be killed.
+/// Kills the process \p id and all its descendants, and returns when they have ended, but after
+/// five seconds at most. It is not reported when a descendant cannot be killed.
 ///
-/// Windows has a command for it. Elsewhere /proc tells of the processes. Each is stopped before its
-/// children are looked for, so that it starts none behind the look, and when no new one is found
-/// all are killed. A process is told by its number and its start, before it is stopped and again
-/// before it is killed: one that has got the number of another is left alone. The calling process
-/// may be among them and goes last.
+/// False when the process cannot be killed, or when nothing can be learned of it, because /proc
+/// hides it or no file descriptor is left. Also false, and nothing is done, for a number without a
+/// process, such as that of a thread, and for the first process of the system, the ancestor of all
+/// others. On Windows it is true whenever the number is above 1.
 ///
-/// Where the memory does not suffice to find all, those that were found are killed, or nothing
-/// happens. Where /proc can no longer be read, which is tried three times, those are killed of
-/// which there is a handle, and the others go on: nobody stays stopped.
+/// Windows has a command for this. On Unix the processes are read from /proc. Each one is stopped
+/// before its children are searched, so that it starts no others after the search. When no new
+/// process is found, all are killed. A process is identified by its number and its start time,
+/// before it is stopped and again before it is killed: a process that has received the number of
+/// another is not touched. The calling process may be among them and is killed last.
 ///
-/// A process whose parent had ended before is below nobody any more, and stays.
+/// If the memory does not suffice to find all, those that were found are killed, or nothing is
+/// done. If /proc can no longer be read, after three attempts, the processes with a handle are
+/// killed and the others are resumed: none stays stopped.
+///
+/// A descendant whose parent had ended before the call is not found, and stays.
 bool killProcessTree(std::int64_t id);
 
-/// The command line that kills on Windows.
+/// The command line for a kill on Windows.
 ///
 ///     4711  => taskkill /PID 4711 /T /F
 std::string killCommandLine(std::int64_t id);
 
-/// Creates an empty file at \p path. False when something is there already, which is left alone,
-/// or when it cannot be created.
+/// Creates an empty file at \p path. False when an entry exists there, which is not changed, and
+/// when the file cannot be created.
 ///
-/// Windows keeps the file open, for nobody else to open it, until the process ends, which is meant.
+/// \compat On Windows the file stays open, for this process only, until the process ends.
 bool createNewFile(const std::string &path);
 
-/// The folder of the machine for data that all its users share: the environment variable
+/// The folder for data shared by all users of the machine: the value of the environment variable
 /// ALLUSERSPROFILE, on every system. "" when it is not set.
 std::string sharedDataFolder();
 
-/// Offers the symbols of the loaded library that has \p address in it to every library that is
-/// loaded from now on. Does nothing where a library takes symbols only from those that it names.
+/// Makes the symbols of a loaded library, the one that contains \p address, available to all
+/// libraries that are loaded later. Does nothing on a system where a library uses only symbols of
+/// libraries that it names.
 ///
-/// A library that came in with another one that was loaded for itself alone, as a plugin is, offers
-/// its symbols to that one only.
+/// This is needed for a library that was loaded as a dependency of a plugin: otherwise only the
+/// plugin can use its symbols.
 void makeSymbolsGlobal(const void *address);
 
-/// What \p function returns in a copy of this process, which is made for the call and ends with it.
+/// The result of \p function in a copy of this process, which exists only during the call.
 ///
-/// False as well when the function does not return there: it ends the copy, crashes, throws, or
-/// runs for longer than \p limit, after which the copy is killed with all that it has started. The
-/// calling process waits, and nothing in its memory changes. Nothing when the system cannot copy a
-/// process, or not now.
+/// False, too, when the function does not return there: it ends the copy, crashes, throws, or runs
+/// longer than \p limit, in which case the copy is killed with all its descendants. The calling
+/// process waits, and its memory does not change. std::nullopt when the system cannot copy
+/// processes, or cannot copy this one now.
 ///
-/// Of the threads only the calling one is in the copy: a lock that another one holds stays locked
-/// there. What the function prints is lost, but for the standard error; no core file is written,
-/// and what the process has set up for its exit and for signals does not run.
+/// The copy has only the calling thread: a lock held by another thread stays locked. Output of the
+/// function is lost, except on standard error. No core file is written, and no exit functions and
+/// signal handlers of the process are run.
 std::optional<bool> tryInCopy(const std::function<bool()> &function,
                               std::chrono::milliseconds limit);
 
-/// The name of the character set that the environment's locale has for text, as "UTF-8". "" where
-/// text does not depend on it.
+/// The name of the character set for text in the locale of the environment, such as "UTF-8". "" on
+/// a system where text does not depend on the locale.
 std::string localeCodeset();
-/// Calls \p function with \p context on a stack for deep recursion, and returns when it has
-/// returned. It runs on the calling thread. A call from within another one stays on the same stack.
-/// \p function must not throw.
+/// Calls \p function with \p context on a stack for deep recursion, on the calling thread, and
+/// returns when it has returned. A nested call uses the same stack. \p function must not throw.
 ///
-/// There is one such stack in the process, which one thread at a time uses. It is half as large as
-/// the memory of the machine, and has 2 GiB at least, so that a recursion that takes memory, too,
-/// runs out of that first. It is a mere range of addresses until it is used, and so it is again
-/// when \p function has used more than 16 MiB of it.
+/// The process has one such stack, which only one thread uses at a time; another thread that calls
+/// meanwhile stays on its own stack. It is half as large as the memory of the machine, and at least
+/// 2 GiB, so that a recursion that also allocates memory runs out of memory first. It consists of
+/// reserved addresses, which take no memory until they are used. When a call has used more than
+/// 16 MiB, the memory is released after it.
 ///
-/// A process that may not have as much gets two fifths of what it may have, and 64 MiB on a system
-/// that sets the memory for each address aside. When that is less than 16 MiB, \p function runs on
-/// the stack of the caller.
+/// If the limits of the process do not permit this size, the stack has two fifths of the size that
+/// they permit; on a system that sets memory aside for all reserved addresses, 64 MiB. If that is
+/// less than 16 MiB, \p function runs on the stack of the caller.
 void callOnDeepStack(void (*function)(void *), void *context);
 
-/// The size for the stack of a thread that may recurse deeply: a sixteenth of the one above, but
-/// from 16 MiB to 1 GiB. 0 where a stack takes memory before it is used, as on Windows.
+/// The stack size for a thread that may recurse deeply: a sixteenth of the deep stack, but at least
+/// 16 MiB and at most 1 GiB. 0 where a stack takes memory before it is used, as on Windows.
 std::size_t deepThreadStack();
 
-/// How many bytes of its stack the calling thread has not used. 0 when that cannot be learned. The
-/// end of a thread's stack is looked up once.
+/// The number of unused bytes of the calling thread's stack; 0 when it cannot be determined. The
+/// end of a thread's stack is determined once.
 std::size_t freeStack();
 
 } // namespace Utils::Platform

@@ -35,14 +35,14 @@ static std::string fromWide(const std::wstring &wide)
     return text;
 }
 
-/// Runs a command to its end.
+/// Runs a command and waits for its end.
 static void run(const std::string &command)
 {
     std::wstring commandLine = toWide(command);
     if (commandLine.empty())
         return;
 
-    // No handles are handed down and no window is made, so what the command prints is lost.
+    // The command inherits no handles and gets no window, so its output is lost.
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION child = {};
@@ -75,7 +75,7 @@ static bool isMissing(DWORD error)
            error == ERROR_INVALID_NAME || error == ERROR_NOT_READY;
 }
 
-/// Opens a file or a folder, through links, to ask for what is known of it.
+/// Opens a file or folder, following links, to read its properties.
 static HANDLE openForStatus(const std::wstring &path)
 {
     return CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES,
@@ -83,8 +83,8 @@ static HANDLE openForStatus(const std::wstring &path)
                        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
 }
 
-/// Whether what redirects at \p path is a link to another path. Files that are stored elsewhere, as
-/// in a cloud, are redirected as well.
+/// Whether the reparse point \p path is a link to another path. Files that are stored elsewhere,
+/// such as in a cloud, are reparse points, too.
 static bool isLink(const std::wstring &path)
 {
     WIN32_FIND_DATAW data = {};
@@ -190,7 +190,7 @@ void startChild(const std::function<void()> &start) { start(); }
 
 int errorOfPipes(int) { return 0; }
 
-bool isChild(std::int64_t id) { return id > 1; } // a handle keeps the number
+bool isChild(std::int64_t id) { return id > 1; } // an open handle keeps the number in use
 
 bool killProcessTree(std::int64_t id)
 {
@@ -223,7 +223,7 @@ std::optional<bool> tryInCopy(const std::function<bool()> &, std::chrono::millis
 }
 
 std::string localeCodeset() { return {}; }
-/// What is to be called on the deep stack.
+/// The function to call on the deep stack.
 struct DeepCall
 {
     void (*function)(void *);
@@ -257,7 +257,7 @@ static void CALLBACK makeDeepCalls(void *)
     }
 }
 
-/// Sets the stack up at the first call.
+/// Creates the stack at the first call.
 static void prepareDeepStack()
 {
     const std::size_t committed = mebibyte / 16;
@@ -270,7 +270,7 @@ static void prepareDeepStack()
 
 void callOnDeepStack(void (*function)(void *), void *context)
 {
-    // It is in use by a caller of this one, or by another thread.
+    // In use by a caller of this function, or by another thread.
     if (isDeepStackInUse.exchange(true)) {
         function(context);
         return;

@@ -126,7 +126,8 @@ public:
     void kill();
 
     /// Kills the process \p pid and all its descendants, and returns when this is done. Does
-    /// nothing for a number below 1, nor for 1, the ancestor of all processes.
+    /// nothing for a number below 1, nor for 1, the ancestor of all processes. A process that
+    /// cannot be killed stays, and this is not reported.
     ///
     /// Processes that are started meanwhile are killed, too. A process that received the number of
     /// one that has ended meanwhile is not. A descendant whose parent had ended before the call is
