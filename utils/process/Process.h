@@ -139,6 +139,8 @@ public:
     /// Text that was not written in time is written later. False, too, when there is nothing to
     /// write: the text is empty, and all earlier text has been written.
     ///
+    /// On Unix the first text that is written makes Qt ignore SIGPIPE in the whole process.
+    ///
     /// \compat With a \p timeout of 0 the call does not wait and returns true, even when no program
     /// is running.
     bool sendData(const Data::String &text, int timeout) const;
