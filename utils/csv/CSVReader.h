@@ -33,8 +33,8 @@ class Progress;
 ///              ignored: no field is empty, and "" has no fields. This reads aligned columns.
 ///
 /// A row is read when it is accessed. Row 0 and the row that was split last are kept in memory. If
-/// the file is changed, rows may show the old or the new contents; of a row that was cut off, the
-/// rest is read. The part of a file beyond 2 GiB is ignored.
+/// the file is changed, rows may show the old or the new contents; of a row that was partly cut off
+/// the file, what is left is read. The part of a file beyond 2 GiB is ignored.
 ///
 /// A row that cannot be read, because of a disk error or for lack of memory, is an empty line,
 /// never a part of the row, and cannot be distinguished from an empty row. It is not kept: the next

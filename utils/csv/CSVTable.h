@@ -34,8 +34,13 @@ class Progress;
 /// character and "\\s+" any run of white space. When several match at a position, the longest match
 /// counts. An invalid pattern splits nothing. Fields are trimmed; empty fields are kept.
 ///
-/// *Storage.* The cells are stored as text; or as bytes; or they stay in the file and are read on
-/// access. Bytes and file need a single delimiter of one character.
+/// *Numbers* are those of the C locale. A cell may have an annotation in braces, as in "1.5{mm}";
+/// only the text before it is the number. "{mm}" is 0.0 and not a number. An empty cell is a hole;
+/// its number is the hole number, see setHoleValue().
+///
+/// *Storage.* The cells are stored as text; or as bytes; or they stay in the file and are read from
+/// it on access, which is called "in the file" here. Bytes and file need a single delimiter of one
+/// character.
 ///
 /// \compat The three kinds of storage do not read alike:
 ///
@@ -47,26 +52,22 @@ class Progress;
 ///     trimmed          when split             when split         when accessed
 ///     empty last line  a row                  a row              a row
 ///     "1.5{mm}"        1.5                    no number, 0.0     no number, 0.0
-///     no such cell     the hole number        0.0, see below     the hole number of its read()
+///     no such cell     the hole number        0.0, see below     its own hole number
 ///     largest row      numColumns(-1)         numColumns(-1)     0
 ///     changes          yes                    yes                start an empty table
 ///
 /// In bytes, a cell that does not exist is 0.0 only for dataValue() by row and column. For
 /// colDataValue(), and for the functions that convert a text to a number, it is the hole number.
 ///
+/// \compat setHoleValue() of any table sets the hole number for reading in all tables stored as
+/// text or bytes. A table in the file keeps the value that it had when it was read. Numbers that
+/// are written are compared with the table's own value.
+///
 /// *Text rows* are the rows of a table stored as text. They are kept when the table is then stored
 /// in another way. Reading text appends to them; only clear() removes them all.
 ///
 /// \compat Some functions use the text rows only, even while the table is stored in another way.
 /// Their descriptions say so.
-///
-/// *Numbers* are those of the C locale. A cell may have an annotation in braces, as in "1.5{mm}";
-/// only the text before it is the number. "{mm}" is 0.0 and not a number. An empty cell is a hole;
-/// its number is the hole number.
-///
-/// \compat setHoleValue() of any table sets the hole number for reading in all tables stored as
-/// text or bytes. A table in the file keeps the value that it had when it was read. Numbers that
-/// are written are compared with the table's own value.
 ///
 /// *Memory.* Text and bytes are stored as they were read, plus four bytes for each cell. Text
 /// passed as a string is shared with the caller. A row that is accessed as a list is kept as one,
@@ -134,16 +135,16 @@ public:
 
     // Reading
 
-    /// Reads a UTF-8 file. \p fileSizeLimit, in megabytes, selects the storage:
+    /// Reads a UTF-8 file. It is stored as text, unless \p fileSizeLimit is 1 or more and there is
+    /// a single delimiter of one character. In that case the storage depends on the size:
     ///
-    ///     0 or less   text
-    ///     1 or more   the file itself, when its size exceeds the limit; otherwise bytes. Text,
-    ///                 however, unless there is a single delimiter of one character. Text also in
-    ///                 place of bytes, when quotes are requested or the environment variable
-    ///                 KLT_NORAWREAD is set to any value.
+    ///     more than fileSizeLimit megabytes   in the file
+    ///     otherwise                           as bytes; but as text when quotes are requested, or
+    ///                                         when the environment variable KLT_NORAWREAD is set
+    ///                                         to any value
     ///
-    /// The variable is read once in the process. An address that starts with "http://" is read as
-    /// text, by File::read().
+    /// The variable is read once in the process. As text, an address that starts with "http://" can
+    /// be read, too, by File::read().
     ///
     /// \p quoted allows quoted fields, in text with fewer than two delimiters. The delimiter is
     /// then plain text, not a pattern. A quote at the start of a field opens a quoted field, in

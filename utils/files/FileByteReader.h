@@ -21,7 +21,7 @@ class FileByteReaderPrivate;
 /// - For an empty line that ends with LF alone, readLine() returns false, as at the end of the
 ///   file. The reader has moved past that line, so reading can continue.
 /// - rereadLine() goes back in the file.
-/// - A line feed after a zero byte in the same block of 10,240 bytes is not found.
+/// - A line feed after a zero byte in the same block of 10,240 bytes does not end a line.
 ///
 /// Lines that start or end beyond 2 GiB are ignored. The file must not change while it is open. If
 /// the file cannot be read to its end for the index, as on a damaged disk, there are no lines.
@@ -60,7 +60,8 @@ public:
     /// read, the line feed at its end; after the index was built, the end of the file. Empty for a
     /// negative \p n.
     ///
-    /// A read error ends the result: fewer than \p n bytes do not always mean the end of the file.
+    /// A read error ends the result, after the bytes before it: fewer than \p n bytes do not always
+    /// mean the end of the file.
     ///
     /// \compat Bytes that are read before the index is built belong to the first line, and line
     /// feeds among them end no line.

@@ -66,8 +66,9 @@ public:
     /// file cannot be opened.
     bool setPath(const Data::String &path);
 
-    /// Whether each append(), even one that continues a line, starts with the local time in the
-    /// format "hh:mm:ss.zzz: ", with the digits 0 to 9 in every language. False at first.
+    /// Sets whether the text of each append(), even one that continues a line, starts with the
+    /// local time in the format "hh:mm:ss.zzz: ", with the digits 0 to 9 in every language. False
+    /// at first.
     void setTimestamp(bool enabled);
 
 private:
