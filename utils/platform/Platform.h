@@ -105,8 +105,8 @@ int errorOfPipes(int count);
 /// On Windows true for every process: an open handle keeps the number in use.
 bool isChild(std::int64_t id);
 
-/// Kills the process \p id and all its descendants, and returns when they have ended, but after
-/// five seconds at most. It is not reported when a descendant cannot be killed.
+/// Kills the process \p id and all its descendants, and waits for their end, but for five seconds
+/// at most. It is not reported when a descendant cannot be killed.
 ///
 /// False when the process cannot be killed, or when nothing can be learned of it, because /proc
 /// hides it or no file descriptor is left. Also false, and nothing is done, for a number without a
@@ -165,6 +165,7 @@ std::optional<bool> tryInCopy(const std::function<bool()> &function,
 /// The name of the character set for text in the locale of the environment, such as "UTF-8". "" on
 /// a system where text does not depend on the locale.
 std::string localeCodeset();
+
 /// Calls \p function with \p context on a stack for deep recursion, on the calling thread, and
 /// returns when it has returned. A nested call uses the same stack. \p function must not throw.
 ///

@@ -119,6 +119,7 @@ public:
     /// No events are processed. Every 100 ms a Progress with the label of setMessage() calls the
     /// host. With \p showProgress the user can cancel it; it is on the popup display if the label
     /// is not empty. Without \p showProgress it is on the ordinary display and cannot be cancelled.
+    /// The wait cursor is shown meanwhile.
     bool wait(bool showProgress);
 
     /// Kills the program according to the kill mode. Its end is noticed by wait() or by the event

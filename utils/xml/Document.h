@@ -86,7 +86,8 @@ public:
     /// the document is destroyed; remove its levels first.
     ///
     /// \compat An XML declaration that names another encoding than UTF-8 is not changed; the file
-    /// is then unreadable. The layout works on lines of text, without regard to their context:
+    /// then cannot be read correctly. The layout works on lines of text, without regard to their
+    /// context:
     /// - A line of a CDATA section or of a comment that looks like a tag is laid out as a tag.
     /// - A start tag is damaged when text and another tag follow it on the same line: the line
     ///   `<f z="1">a<g/>` becomes `<f a<g z="1"/>`.
