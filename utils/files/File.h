@@ -265,10 +265,11 @@ public:
     ///     negative  the target is replaced if the source is newer, in whole seconds; otherwise
     ///               it is kept, and the call returns true
     ///
-    /// Copying a file to itself does nothing and returns true, for any \p overwrite. When the
-    /// system cannot determine whether both are the same file, or which is newer, the target is
-    /// kept and the result is false. The result is also false when the target cannot be removed,
-    /// when the target is a broken link, and when the source is not a file.
+    /// Copying a file to itself, even by a path through links, does nothing and returns true, for
+    /// any \p overwrite. When the system cannot determine whether both are the same file, or which
+    /// is newer, the target is kept and the result is false. The result is also false when the
+    /// target cannot be removed, when the target is a broken link, and when the source is not a
+    /// file.
     ///
     /// While a popup reporter exists, a file of more than 2048 KB is copied in small chunks, with a
     /// reporter and a wait cursor of its own and without its permissions. It cannot be cancelled

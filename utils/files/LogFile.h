@@ -37,7 +37,7 @@ class KELMUTILS_EXPORT LogFile
 public:
     /// Opens the log for \p path, or none when that is empty. With \p removeIfEmpty the destructor
     /// removes a log that is empty. A log whose size cannot be determined, or that cannot be
-    /// removed, stays.
+    /// removed, stays. So does a file that this object could not open.
     LogFile(const Data::String &path, bool removeIfEmpty);
     ~LogFile();
 
