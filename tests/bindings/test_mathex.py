@@ -1,6 +1,7 @@
 # -*- coding: utf-8 -*-
 
 import math
+import sys
 
 import mathex
 import suite
@@ -18,6 +19,17 @@ class Mathex(suite.TestCase):
         self.assertEqual(set(mathex.__all__) & set(dir(math)), set())
         for name in mathex.__all__:
             self.assertTrue(getattr(mathex, name).__doc__, name)
+
+    def test_imports_decimal_only_when_it_is_needed(self):
+        loaded = sys.modules.pop('decimal', None)
+        try:
+            reload(mathex)
+            self.assertNotIn('decimal', sys.modules)
+            self.assertEqual(mathex.roundeven(2.665, 2), 2.66)
+            self.assertIn('decimal', sys.modules)
+        finally:
+            if loaded:
+                sys.modules['decimal'] = loaded
 
     def test_brings_functions_alone(self):
         names = {}
