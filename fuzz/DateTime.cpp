@@ -21,7 +21,9 @@ static void checkTime(const DateTime &time, const Data::String &format)
     time.toTime_t();
     const Data::String number = time.toString(DateTime::formatSerialize());
     const DateTime again(number, DateTime::formatSerialize());
-    requireEqual(again.toString(DateTime::formatSerialize()), number, "a number is read back");
+    // -0.000 is read as a zero without a sign.
+    if (number.toDouble() != 0.0 || again.timeId() != 0.0)
+        requireEqual(again.toString(DateTime::formatSerialize()), number, "a number is read back");
 
     const double lastTime = 250e9; // the year has four digits
     const double seconds = time.timeId();

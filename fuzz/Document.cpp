@@ -33,12 +33,12 @@ static void askElements(const QDomElement &parent)
 /// encoding it names, and a line that starts and ends as a tag does, but is none, may be damaged.
 static bool comesBack(const Document &document)
 {
-    const QDomProcessingInstruction first = document.firstChild().toProcessingInstruction();
     // Qt takes an encoding also from what begins as the declaration does.
+    const QDomProcessingInstruction first = document.firstChild().toProcessingInstruction();
     const bool isDeclaration = first.target().startsWith(QLatin1String("xml"));
-    const QString declaration = isDeclaration ? first.data() : QString();
-    if (declaration.contains(QLatin1String("encoding")) &&
-        !declaration.contains(QLatin1String("UTF-8")))
+    static const QRegularExpression encoding(QStringLiteral("encoding[^'\"]*['\"]([^'\"]*)"));
+    const auto named = encoding.match(isDeclaration ? first.data() : QString());
+    if (named.hasMatch() && named.captured(1) != QLatin1String("UTF-8"))
         return false;
 
     static const QRegularExpression tag(
