@@ -4,12 +4,12 @@
 #ifdef KELMUTILS_SCRIPTING
 #include "bindings/ScriptableModuleKelmUtils.h"
 #endif
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/feedback/Progress_p.h"
 #include "utils/files/SearchPaths_p.h"
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
-#include "utils/strings/StringTableState_p.h"
 #include "utils/text/DateTimeFormats_p.h"
 #include "utils/xml/VersionStrings_p.h"
 

@@ -1,9 +1,9 @@
 #include "utils/script/ScriptManager.h"
 
 #include "utils/Application.h"
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/script/ModuleList_p.h"
-#include "utils/strings/StringTableState_p.h"
 
 #include "tests/script/FakeEngine.h"
 #include "tests/strings/Catalogue.h"

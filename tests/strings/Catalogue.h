@@ -1,6 +1,6 @@
 #pragma once
 
-#include "utils/strings/StringTableState_p.h"
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/strings/Translator.h"
 
 /// Makes the catalogue what it is when the library loads, but for what lookupi() keeps.

@@ -1,6 +1,6 @@
 #include "utils/strings/StringTable.h"
 
-#include "utils/strings/StringTableState_p.h"
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/strings/Translator.h"
 
 #include <QStringList>

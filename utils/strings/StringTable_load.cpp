@@ -1,8 +1,8 @@
 #include "utils/strings/StringTable.h"
 
 #include "utils/base/ReplaceAll_p.h"
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/files/File.h"
-#include "utils/strings/StringTableState_p.h"
 #include "utils/xml/Document.h"
 #include "utils/xml/Element.h"
 

@@ -1,7 +1,7 @@
 #include "utils/strings/Translator.h"
 
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/strings/StringTable.h"
-#include "utils/strings/StringTableState_p.h"
 
 #include <QCoreApplication>
 
