@@ -13,6 +13,7 @@ install(TARGETS KelmUtils EXPORT KelmUtilsTargets
 install(DIRECTORY data utils
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/KelmUtils" COMPONENT Development
     FILES_MATCHING PATTERN "*.h" PATTERN "*_p.h" EXCLUDE PATTERN "platform" EXCLUDE
+    PATTERN "base" EXCLUDE PATTERN "catalogue" EXCLUDE
 )
 if(KELMUTILS_SCRIPTING)
     install(DIRECTORY bindings

@@ -35,8 +35,8 @@ const Data::String DateTimeFormats::isoMs(QStringLiteral("yyyy-MM-ddThh:mm:ss.zz
 const Data::String DateTimeFormats::standard(QStringLiteral("dd MMM yyyy hh:mm:ss"));
 const Data::String DateTimeFormats::ui(QStringLiteral("MMM d, yyyy @ h:mm"));
 
-bool StringTableState::alive = true;
-StringTableState stringTableState; // strings: the catalogue
+bool Catalogue::alive = true;
+Catalogue catalogue; // catalogue: the texts
 
 QMap<Data::String, double> versionStrings; // xml: the numbers of registered version texts
 

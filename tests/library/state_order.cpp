@@ -36,7 +36,7 @@ KnownObject knownObjects[] = {
     {&Utils::DateTimeFormats::isoMs, "date format ISO ms", nullptr},
     {&Utils::DateTimeFormats::standard, "date format default", nullptr},
     {&Utils::DateTimeFormats::ui, "date format UI", nullptr},
-    {&Utils::stringTableState, "string tables", nullptr},
+    {&Utils::catalogue, "string tables", nullptr},
     {&Utils::versionStrings, "XML version texts", nullptr},
     {&Utils::moduleList, "module list", nullptr},
 #ifdef KELMUTILS_SCRIPTING
@@ -54,7 +54,7 @@ void destroyKnownObject(void *object)
         known.destroy(object);
         std::printf("gone: %s (signals %s, strings %s, modules %s)\n", known.name,
                     Utils::SignalRegistry::alive ? "alive" : "dead",
-                    Utils::StringTableState::alive ? "alive" : "dead",
+                    Utils::Catalogue::alive ? "alive" : "dead",
                     Utils::ModuleList::alive ? "alive" : "dead");
     }
 }
@@ -81,5 +81,5 @@ int main()
 {
     std::printf("main: %d calls, %d signals, %d tables, %d modules\n",
                 Utils::pendingCalls.ids.size(), Utils::signalRegistry.byName.size(),
-                Utils::stringTableState.tables.size(), Utils::moduleList.modules.size());
+                Utils::catalogue.tables.size(), Utils::moduleList.modules.size());
 }

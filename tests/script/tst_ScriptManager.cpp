@@ -620,7 +620,7 @@ private:
 
     static void loadTexts()
     {
-        Utils::stringTableState.language = "en";
+        Utils::catalogue.language = "en";
         putText(".Kelm.Utils", ".msg.scriptRunning", "runs %1");
         putText(".Kelm.Utils", ".msg.scriptRun", "has run");
         putText(".Kelm.Utils", ".err.scriptRun", "failed: %1, %2");

@@ -5,13 +5,14 @@
 #include "tests/support/Files.h"     // makeFile
 #include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
 #include "utils/files/File.h"
+#include "utils/strings/StringTable.h"
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
 
+using Utils::catalogue;
 using Utils::StringTable;
-using Utils::stringTableState;
 
 /// Every text that the library asks for.
 static const struct
@@ -95,7 +96,7 @@ private Q_SLOTS:
 
         StringTable::initialize(language, "", "");
         QVERIFY(StringTable::load(table));
-        const StringTable::Table loaded = stringTableState.tables.value("." + table);
+        const StringTable::Table loaded = catalogue.tables.value("." + table);
 
         const QList<Data::String> keys = loaded.strings.keys();
         QCOMPARE(QSet<QString>(keys.begin(), keys.end()), asked);

@@ -6,8 +6,8 @@
 #include <QRandomGenerator>
 #include <QtTest>
 
+using Utils::catalogue;
 using Utils::StringTable;
-using Utils::stringTableState;
 
 /// Sets the catalogue up when the application hears of a translator, and tells how it was then.
 class SetUpByEvent : public QObject
@@ -19,7 +19,7 @@ public:
     {
         if (event->type() == QEvent::LanguageChange && ++calls < 10) {
             text = StringTable::lookup(".A.id");
-            translator = stringTableState.translator;
+            translator = catalogue.translator;
             StringTable::initialize("de", "C", "D");
         }
         return QObject::eventFilter(object, event);
@@ -33,17 +33,17 @@ public:
 /// The steps of a lookup in plain words, by QString::section().
 static Data::String slowLookup(const Data::String &key)
 {
-    if (stringTableState.language.isEmpty() || !key.startsWith('.'))
+    if (catalogue.language.isEmpty() || !key.startsWith('.'))
         return key;
     const int n = key.count('.') - 1;
     if (n <= 0)
         return key;
     for (int i = 0; i <= n - 1; ++i) {
         const Data::String prefix = key.section('.', 0, -2 - i);
-        if (!stringTableState.tables.contains(prefix))
+        if (!catalogue.tables.contains(prefix))
             continue;
         const Data::String id = key.mid(prefix.size());
-        const StringTable::Table table = stringTableState.tables.value(prefix);
+        const StringTable::Table table = catalogue.tables.value(prefix);
         return table.strings.contains(id) ? table.strings.value(id) : id;
     }
     return key;
@@ -58,8 +58,8 @@ private Q_SLOTS:
 
     void isEmptyAtFirst()
     {
-        const Utils::StringTableState &state = stringTableState;
-        QVERIFY(Utils::StringTableState::alive);
+        const Utils::Catalogue &state = catalogue;
+        QVERIFY(Utils::Catalogue::alive);
         QVERIFY(state.tables.isEmpty());
         QVERIFY(state.uiIndex.isEmpty());
         QVERIFY(state.language.isEmpty());
@@ -95,28 +95,28 @@ private Q_SLOTS:
 
         StringTable::initialize(name, "", "");
 
-        QCOMPARE(stringTableState.language, language);
+        QCOMPARE(catalogue.language, language);
     }
 
     void keepsTheContextsThatItIsGiven()
     {
         StringTable::initialize("en", "A;B", "C");
 
-        QCOMPARE(stringTableState.contexts, Data::String("A;B"));
-        QCOMPARE(stringTableState.productContext, Data::String("C"));
+        QCOMPARE(catalogue.contexts, Data::String("A;B"));
+        QCOMPARE(catalogue.productContext, Data::String("C"));
     }
 
     void isSetUpOnce()
     {
         StringTable::initialize("en", "A", "B");
-        const Utils::Translator *const translator = stringTableState.translator;
+        const Utils::Translator *const translator = catalogue.translator;
         StringTable::initialize("de", "C", "D");
 
-        QCOMPARE(stringTableState.language, Data::String("en"));
-        QCOMPARE(stringTableState.contexts, Data::String("A"));
-        QCOMPARE(stringTableState.productContext, Data::String("B"));
+        QCOMPARE(catalogue.language, Data::String("en"));
+        QCOMPARE(catalogue.contexts, Data::String("A"));
+        QCOMPARE(catalogue.productContext, Data::String("B"));
         QVERIFY(translator);
-        QCOMPARE(stringTableState.translator, translator);
+        QCOMPARE(catalogue.translator, translator);
     }
 
     void isSetUpOnceByWhoHearsOfIt()
@@ -129,32 +129,32 @@ private Q_SLOTS:
         QCOMPARE(receiver.calls, 1);
         QCOMPARE(receiver.text, Data::String(".A.id"));
         QVERIFY(!receiver.translator);
-        QVERIFY(stringTableState.translator);
-        QCOMPARE(stringTableState.language, Data::String("en"));
-        QCOMPARE(stringTableState.contexts, Data::String("A"));
-        QCOMPARE(stringTableState.productContext, Data::String("B"));
+        QVERIFY(catalogue.translator);
+        QCOMPARE(catalogue.language, Data::String("en"));
+        QCOMPARE(catalogue.contexts, Data::String("A"));
+        QCOMPARE(catalogue.productContext, Data::String("B"));
     }
 
     void isNotSetUpWithoutALanguage()
     {
         StringTable::initialize("", "A", "B");
-        QVERIFY(!stringTableState.translator);
-        QCOMPARE(stringTableState.contexts, Data::String());
+        QVERIFY(!catalogue.translator);
+        QCOMPARE(catalogue.contexts, Data::String());
 
         StringTable::initialize("en", "C", "D");
-        QCOMPARE(stringTableState.language, Data::String("en"));
-        QCOMPARE(stringTableState.contexts, Data::String("C"));
+        QCOMPARE(catalogue.language, Data::String("en"));
+        QCOMPARE(catalogue.contexts, Data::String("C"));
     }
 
     void isSetUpAgainAfterANameWithoutALanguage()
     {
         StringTable::initialize("_DE", "A", "B");
-        const QScopedPointer<Utils::Translator> first(stringTableState.translator);
+        const QScopedPointer<Utils::Translator> first(catalogue.translator);
         StringTable::initialize("en", "C", "D");
 
-        QCOMPARE(stringTableState.language, Data::String("en"));
+        QCOMPARE(catalogue.language, Data::String("en"));
         QVERIFY(first);
-        QVERIFY(stringTableState.translator != first.data());
+        QVERIFY(catalogue.translator != first.data());
     }
 
     void answersTheToolkitOnceItIsSetUp()
@@ -165,7 +165,7 @@ private Q_SLOTS:
         StringTable::initialize("de", "", "");
 
         QCOMPARE(QCoreApplication::translate("QLineEdit", "&Undo"), QString("Zurück"));
-        QVERIFY(!stringTableState.translator->parent());
+        QVERIFY(!catalogue.translator->parent());
     }
 
     void givesAKeyItselfBeforeItIsSetUp()
@@ -259,10 +259,10 @@ private Q_SLOTS:
 
         int resolved = 0;
         for (int round = 0; round < 300; ++round) {
-            stringTableState.tables.clear();
-            stringTableState.found.clear();
+            catalogue.tables.clear();
+            catalogue.found.clear();
             for (int i = random.bounded(8); i > 0; --i) {
-                auto &table = stringTableState.tables["." + randomText(6)];
+                auto &table = catalogue.tables["." + randomText(6)];
                 for (int j = random.bounded(12); j > 0; --j) {
                     const Data::String id = "." + randomText(4);
                     table.strings[id] = "text of " + id;
@@ -291,7 +291,7 @@ private Q_SLOTS:
         key.fill('x');
 
         QCOMPARE(StringTable::lookupi("xxxxx", 0), Data::String("xxxxx"));
-        QCOMPARE(stringTableState.found.keys(), QList<Data::String>{".A.id"});
+        QCOMPARE(catalogue.found.keys(), QList<Data::String>{".A.id"});
         QCOMPARE(StringTable::lookup(".A.id"), Data::String("text"));
         QCOMPARE(StringTable::lookupi(".A.id", 0), Data::String("text"));
         QCOMPARE(StringTable::lookup("xxxxx"), Data::String("xxxxx"));
@@ -327,8 +327,8 @@ private Q_SLOTS:
     {
         StringTable::initialize("en", "", "");
         putText(".A", ".title", "of the table");
-        stringTableState.tables[".A"].uiStrings["Form"][".title"] = "of the form";
-        stringTableState.uiIndex["Form"] = ".A";
+        catalogue.tables[".A"].uiStrings["Form"][".title"] = "of the form";
+        catalogue.uiIndex["Form"] = ".A";
 
         QCOMPARE(StringTable::lookup(".title", "Form"), Data::String("of the form"));
         QCOMPARE(StringTable::lookup(".other", "Form"), Data::String(".other"));
@@ -464,7 +464,7 @@ private Q_SLOTS:
         QFETCH(Data::String, name);
         QFETCH(Data::String, value);
         StringTable::initialize("en", "", "");
-        stringTableState.tables[".A"].strings[".record"] = record;
+        catalogue.tables[".A"].strings[".record"] = record;
 
         QCOMPARE(StringTable::lookupk(".A.record", name, "default"), value);
         QCOMPARE(StringTable::lookupk(record, name, "default"), value);

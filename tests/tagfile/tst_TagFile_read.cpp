@@ -608,7 +608,7 @@ private Q_SLOTS:
     void tellsWhatCannotBeRead()
     {
         QFETCH(QString, name);
-        Utils::StringTableState &state = Utils::stringTableState;
+        Utils::Catalogue &state = Utils::catalogue;
         state.language = "en";
         state.tables[".Kelm.Utils"].strings[".err.fileread"] = "No reading of <%1>, %2.";
         QFile::setPermissions(makeFile(path("secret")), {});

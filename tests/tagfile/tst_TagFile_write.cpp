@@ -636,7 +636,7 @@ private Q_SLOTS:
     void tellsWhatCannotBeWritten()
     {
         QFETCH(QString, name);
-        Utils::StringTableState &state = Utils::stringTableState;
+        Utils::Catalogue &state = Utils::catalogue;
         state.language = "en";
         state.tables[".Kelm.Utils"].strings[".err.filewrite"] = "No writing of <%1>, %2.";
         QFile::setPermissions(makeFile(path("protected"), "before"), QFile::Permissions(0x4444));

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "data/String.h"
-#include "utils/strings/StringTable.h"
 
 #include <QHash>
 #include <QMap>
+#include <QStringList>
 
 namespace Utils {
 
@@ -12,38 +12,39 @@ class Translator;
 
 using TextsById = QMap<Data::String, Data::String>;
 
-struct StringTable::Table
+/// What a file of strings holds.
+struct CatalogueTable
 {
     TextsById strings;                           // in the current language
     QMap<Data::String, TextsById> uiStrings;     // by the name of the form
     QMap<Data::String, TextsById> localeStrings; // by language, read on demand
 };
 
-/// The state of the catalogue.
-struct StringTableState
+/// The texts in memory. StringTable, the public face, fills it.
+struct Catalogue
 {
-    ~StringTableState() { alive = false; } // the maps are destroyed after this line
+    ~Catalogue() { alive = false; } // the maps are destroyed after this line
 
-    QMap<Data::String, StringTable::Table> tables; // by "." and the name of the table
-    Data::String language;                         // such as "en"; "" before initialize()
-    Data::String contexts;                         // names, separated by ";"
-    Data::String productContext;                   // one more name
-    QMap<Data::String, Data::String> uiIndex;      // name of a form => key of its table
-    Translator *translator = nullptr;              // never deleted: the application may use it
-    QHash<Data::String, Data::String> found;       // key => text, looked up since the last load()
+    QMap<Data::String, CatalogueTable> tables; // by "." and the name of the table
+    Data::String language;                     // such as "en"; "" before initialize()
+    Data::String contexts;                     // names, separated by ";"
+    Data::String productContext;               // one more name
+    QMap<Data::String, Data::String> uiIndex;  // name of a form => key of its table
+    Translator *translator = nullptr;          // never deleted: the application may use it
+    QHash<Data::String, Data::String> found;   // key => text, looked up since load()
     static bool alive; // a plain bool, which objects that are destroyed later can still read
 };
-extern StringTableState stringTableState;
+extern Catalogue catalogue;
 
 /// A key, with the loaded table of the longest name whose components it begins with.
-class StringTableKey
+class CatalogueKey
 {
 public:
     /// \p key must outlive the object.
-    explicit StringTableKey(const Data::String &key);
+    explicit CatalogueKey(const Data::String &key);
 
     /// Null when there is none, and before or after the life of the catalogue.
-    StringTable::Table *table() const { return m_table; }
+    CatalogueTable *table() const { return m_table; }
 
     /// The name of the table, with a leading ".".
     Data::String name() const;
@@ -56,13 +57,18 @@ public:
 
 private:
     const Data::String &m_key;
-    StringTable::Table *m_table = nullptr;
+    CatalogueTable *m_table = nullptr;
     Data::String m_id; // a view of the end of the key
 };
 
-/// Reads the file of the table \p name for \p language into \p table. False when there is no file,
-/// or it cannot be read.
-bool readStringTable(StringTable::Table &table, const Data::String &name,
-                     const Data::String &language);
+/// A deep copy, also when \p text is a view of another text.
+Data::String copyOf(const QString &text);
+
+/// The text of \p key in the current language, as StringTable::lookup() returns it.
+Data::String textOf(const Data::String &key);
+
+/// The text of the key that \p prefix and \p id form, as ".Kelm.Utils" and ".err.fileread" do, with
+/// \p values in place of its %1, %2...
+Data::String message(const char *prefix, const char *id, const QStringList &values);
 
 } // namespace Utils

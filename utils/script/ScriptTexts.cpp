@@ -1,14 +1,12 @@
 #include "utils/script/ScriptTexts_p.h"
 
-#include "utils/base/Placeholders_p.h"
-#include "utils/strings/StringTable.h"
+#include "utils/catalogue/Catalogue_p.h"
 
 namespace Utils {
 
 Data::String scriptText(const char *id, const QStringList &values)
 {
-    const Data::String key = fillPlaceholders(QStringLiteral(".Kelm.Utils%1"), {Data::String(id)});
-    return fillPlaceholders(StringTable::lookup(key), values);
+    return message(".Kelm.Utils", id, values);
 }
 
 } // namespace Utils

@@ -1,70 +1,20 @@
 #include "utils/strings/StringTable.h"
 
-#include "utils/catalogue/Catalogue_p.h"
+#include "utils/strings/StringTable_p.h"
 #include "utils/strings/Translator.h"
 
 #include <QStringList>
-
-#include <algorithm>
 
 namespace Utils {
 
 static const QLatin1Char dot('.');
 
-/// A deep copy, also when \p text is a view of another text.
-static Data::String copyOf(const QString &text) { return QString(text.constData(), text.size()); }
-
-/// The length of the common prefix of \p a and \p b.
-static int commonLength(const QString &a, const QString &b)
-{
-    const int most = qMin(a.size(), b.size());
-    return int(std::mismatch(a.begin(), a.begin() + most, b.begin()).first - a.begin());
-}
-
-StringTableKey::StringTableKey(const Data::String &key) : m_key(key)
-{
-    if (!StringTableState::alive || stringTableState.language.isEmpty() || !key.startsWith(dot))
-        return;
-
-    // The prefixes of the key are views, because copies would take as long as the search. Of all
-    // names up to a prefix in sort order, the last one has the longest common start with it. Either
-    // it is the table, or the length of the common start limits that of the next prefix.
-    QMap<Data::String, StringTable::Table> &tables = stringTableState.tables;
-    int length = key.lastIndexOf(dot);
-    Data::String part(QString::fromRawData(key.constData(), length));
-    while (length > 0) {
-        part.truncate(length);
-        auto table = tables.upperBound(part);
-        if (table == tables.begin())
-            return;
-        --table;
-        const Data::String &name = table.key();
-        if (!name.isEmpty() && part.startsWith(name) && key[name.size()] == dot) {
-            m_table = &*table;
-            m_id = std::move(part);
-            m_id.setRawData(key.constData() + name.size(), uint(key.size() - name.size()));
-            return;
-        }
-        length = key.lastIndexOf(dot, commonLength(name, part));
-    }
-}
-
-Data::String StringTableKey::name() const { return m_key.left(m_key.size() - m_id.size()); }
-
-Data::String StringTableKey::id() const { return copyOf(m_id); }
-
-const Data::String *StringTableKey::textIn(const TextsById &texts) const
-{
-    const auto text = texts.constFind(m_id);
-    return text == texts.constEnd() ? nullptr : &*text;
-}
-
 void StringTable::initialize(const Data::String &language, const Data::String &contexts,
                              const Data::String &productContext)
 {
-    if (!StringTableState::alive)
+    if (!Catalogue::alive)
         return;
-    StringTableState &state = stringTableState;
+    Catalogue &state = catalogue;
     if (!state.language.isEmpty() || language.isEmpty())
         return;
 
@@ -86,29 +36,12 @@ void StringTable::initialize(const Data::String &language, const Data::String &c
     state.productContext = productContext;
 }
 
-Data::String StringTable::lookup(const Data::String &key)
-{
-    if (!StringTableState::alive || !key.startsWith(dot))
-        return key;
-    QHash<Data::String, Data::String> &found = stringTableState.found;
-    const auto known = found.constFind(key);
-    if (known != found.constEnd())
-        return *known;
-
-    const StringTableKey parts(key);
-    if (!parts.table())
-        return key;
-    const Data::String *const text = parts.textIn(parts.table()->strings);
-    if (!text)
-        return parts.id();
-    found.insert(copyOf(key), *text);
-    return *text;
-}
+Data::String StringTable::lookup(const Data::String &key) { return textOf(key); }
 
 Data::String StringTable::lookup(const char *text, const char *uiName)
 {
-    if (uiName && StringTableState::alive && stringTableState.translator)
-        return stringTableState.translator->translate(uiName, text, nullptr, -1);
+    if (uiName && Catalogue::alive && catalogue.translator)
+        return catalogue.translator->translate(uiName, text, nullptr, -1);
     return lookup(Data::String(text));
 }
 
@@ -165,19 +98,19 @@ Data::String StringTable::lookupk(const Data::String &key, const Data::String &s
 
 static bool isCurrentLanguage(const Data::String &language)
 {
-    return !StringTableState::alive || language.isEmpty() || language == stringTableState.language;
+    return !Catalogue::alive || language.isEmpty() || language == catalogue.language;
 }
 
 Data::String StringTable::lookupl(const Data::String &key, const Data::String &language)
 {
-    const StringTableKey parts(key);
+    const CatalogueKey parts(key);
     if (isCurrentLanguage(language) || !parts.table())
         return lookup(key);
 
     auto &languages = parts.table()->localeStrings;
     auto texts = languages.constFind(language);
     if (texts == languages.constEnd()) {
-        Table table;
+        CatalogueTable table;
         if (!readStringTable(table, parts.name().mid(1), language))
             return lookup(key);
         texts = languages.insert(copyOf(language), table.strings);

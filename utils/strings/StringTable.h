@@ -5,6 +5,8 @@
 
 namespace Utils {
 
+struct CatalogueTable;
+
 /// The catalogue of the texts that users read. All functions are static.
 ///
 /// Program code contains keys instead of texts. A key is "." and the name of a table, which may
@@ -20,7 +22,7 @@ class KELMUTILS_EXPORT StringTable
 {
 public:
     /// The contents of a string table file. Internal.
-    struct Table;
+    using Table = CatalogueTable;
 
     StringTable() = delete;
 

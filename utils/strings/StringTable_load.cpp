@@ -1,8 +1,8 @@
 #include "utils/strings/StringTable.h"
 
 #include "utils/base/ReplaceAll_p.h"
-#include "utils/catalogue/Catalogue_p.h"
 #include "utils/files/File.h"
+#include "utils/strings/StringTable_p.h"
 #include "utils/xml/Document.h"
 #include "utils/xml/Element.h"
 
@@ -12,8 +12,8 @@ namespace Utils {
 
 static bool isActiveContext(const Data::String &name)
 {
-    const Data::String &contexts = stringTableState.contexts;
-    return name == contexts || name == stringTableState.productContext ||
+    const Data::String &contexts = catalogue.contexts;
+    return name == contexts || name == catalogue.productContext ||
            contexts.split(QLatin1Char(';')).contains(name);
 }
 
@@ -42,7 +42,7 @@ static Data::String toCatalogueText(const Data::String &written)
 }
 
 /// Reads the children of \p parent. Strings are added to \p texts, those of forms to \p table.
-static void readStrings(const QDomElement &parent, StringTable::Table &table, TextsById &texts)
+static void readStrings(const QDomElement &parent, CatalogueTable &table, TextsById &texts)
 {
     // Recursion is no deeper than the document is nested, which Document::open() limits.
     QDomElement child = parent.firstChildElement();
@@ -59,12 +59,11 @@ static void readStrings(const QDomElement &parent, StringTable::Table &table, Te
     }
 }
 
-bool readStringTable(StringTable::Table &table, const Data::String &name,
-                     const Data::String &language)
+bool readStringTable(CatalogueTable &table, const Data::String &name, const Data::String &language)
 {
     Data::String path = File::findResource(name, "_" + language + ".xml");
     // The current language decides, even when another one was requested.
-    if (path.isEmpty() && stringTableState.language != QLatin1String("en"))
+    if (path.isEmpty() && catalogue.language != QLatin1String("en"))
         path = File::findResource(name, "_en.xml");
     if (path.isEmpty())
         return false;
@@ -79,23 +78,23 @@ bool readStringTable(StringTable::Table &table, const Data::String &name,
 
 bool StringTable::load(const Data::String &name)
 {
-    if (!StringTableState::alive || stringTableState.language.isEmpty())
+    if (!Catalogue::alive || catalogue.language.isEmpty())
         return false;
 
     try {
-        Table table;
-        if (!readStringTable(table, name, stringTableState.language))
+        CatalogueTable table;
+        if (!readStringTable(table, name, catalogue.language))
             return false;
         // Replaced only when everything is complete.
         const Data::String key = "." + name;
-        QMap<Data::String, Data::String> uiIndex = stringTableState.uiIndex;
+        QMap<Data::String, Data::String> uiIndex = catalogue.uiIndex;
         for (auto form = table.uiStrings.constBegin(); form != table.uiStrings.constEnd(); ++form)
             uiIndex[form.key()] = key;
-        QMap<Data::String, Table> tables = stringTableState.tables;
+        QMap<Data::String, CatalogueTable> tables = catalogue.tables;
         tables[key] = table;
-        stringTableState.uiIndex.swap(uiIndex);
-        stringTableState.tables.swap(tables);
-        stringTableState.found = QHash<Data::String, Data::String>();
+        catalogue.uiIndex.swap(uiIndex);
+        catalogue.tables.swap(tables);
+        catalogue.found = QHash<Data::String, Data::String>();
         return true;
     } catch (const std::bad_alloc &) {
         return false;

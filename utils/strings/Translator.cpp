@@ -72,18 +72,18 @@ static Data::String widgetText(const Data::String &source)
         return StringTable::lookup(table + source);
 
     // lookup() would read such an id as a part of the name of the table.
-    if (StringTableState::alive && stringTableState.tables.contains(table))
-        return stringTableState.tables[table].strings.value(source, source);
+    if (Catalogue::alive && catalogue.tables.contains(table))
+        return catalogue.tables[table].strings.value(source, source);
     return StringTable::lookup(table + source);
 }
 
 /// The string of a form; "" when no strings of the form are loaded.
 static Data::String formText(const Data::String &form, const Data::String &source)
 {
-    if (!StringTableState::alive || !stringTableState.uiIndex.contains(form))
+    if (!Catalogue::alive || !catalogue.uiIndex.contains(form))
         return {};
-    const auto table = stringTableState.tables.constFind(stringTableState.uiIndex[form]);
-    if (table == stringTableState.tables.constEnd())
+    const auto table = catalogue.tables.constFind(catalogue.uiIndex[form]);
+    if (table == catalogue.tables.constEnd())
         return {};
     return table->uiStrings.value(form).value(source, source);
 }

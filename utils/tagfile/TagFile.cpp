@@ -1,7 +1,6 @@
 #include "utils/tagfile/TagFile.h"
 
-#include "utils/base/Placeholders_p.h"
-#include "utils/strings/StringTable.h"
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/tagfile/TagFile_p.h"
 #include "utils/tagfile/TagText_p.h"
 
@@ -15,16 +14,10 @@ using Tag = TagFile::Tag;
 
 static const char *const messagesName = "_errmsg";
 
-Data::String fileMessage(const char *id, const Data::String &path)
-{
-    const Data::String key = fillPlaceholders(QStringLiteral(".Kelm.Utils%1"), {Data::String(id)});
-    return fillPlaceholders(StringTable::lookup(key), {path});
-}
-
 void tell(Data::String &error, const char *id, const Data::String &path)
 {
     try {
-        error = fileMessage(id, path);
+        error = message(".Kelm.Utils", id, {path});
     } catch (const std::bad_alloc &) {
         // false tells enough
     }

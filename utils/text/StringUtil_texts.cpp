@@ -1,8 +1,7 @@
 #include "utils/text/StringUtil.h"
 
-#include "utils/base/Placeholders_p.h"
 #include "utils/base/ReplaceAll_p.h"
-#include "utils/strings/StringTable.h"
+#include "utils/catalogue/Catalogue_p.h"
 
 #include <algorithm>
 
@@ -78,8 +77,7 @@ Data::String StringUtil::joinLimit(const QStringList &list, int limit,
 
     QStringList shown = list.mid(0, std::max(limit, 0));
     const QString hidden = QString::number(list.size() - qint64(limit));
-    const Data::String key(".Kelm.Framework.msg.plusmore");
-    shown += fillPlaceholders(StringTable::lookup(key), {hidden});
+    shown += message(".Kelm.Framework", ".msg.plusmore", {hidden});
     return shown.join(separator);
 }
 

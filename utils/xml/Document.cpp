@@ -2,7 +2,7 @@
 
 #include "utils/base/FileName_p.h"
 #include "utils/base/Placeholders_p.h"
-#include "utils/strings/StringTable.h"
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/xml/DocumentText_p.h"
 #include "utils/xml/Element.h"
 #include "utils/xml/ParseGuard_p.h"
@@ -147,13 +147,6 @@ static bool parse(QFile &file, QDomDocument &document, Data::String &error)
 
 QT_WARNING_POP
 
-/// The catalogue's text of \p id, filled with \p values.
-static Data::String errorText(const char *id, const QStringList &values)
-{
-    const QString key = fillPlaceholders(QStringLiteral(".Kelm.Data%1"), {QLatin1String(id)});
-    return fillPlaceholders(StringTable::lookup(key), values);
-}
-
 Document::Document(const Data::String &docType, Mode mode, double version)
     : QDomDocument(docType), m_mode(mode), m_documentVersion(version)
 {}
@@ -166,7 +159,7 @@ bool Document::open(const Data::String &path, const Data::String &docType, Data:
 
     QFile file(path);
     if (!isName(path) || !file.open(QIODevice::ReadOnly)) {
-        error = errorText(".err.noopen", {path});
+        error = message(".Kelm.Data", ".err.noopen", {path});
         return false;
     }
 
@@ -178,13 +171,13 @@ bool Document::open(const Data::String &path, const Data::String &docType, Data:
         const QString wanted = docType.mid(elementPrefix.size());
         const QString found = documentElement().tagName();
         if (found != wanted) {
-            error = errorText(".err.doctype", {found, wanted});
+            error = message(".Kelm.Data", ".err.doctype", {found, wanted});
             return false;
         }
     } else if (!docType.isEmpty()) {
         const QString found = doctype().name();
         if (!docType.split(QLatin1Char(';')).contains(found)) {
-            error = errorText(".err.doctype", {found, docType});
+            error = message(".Kelm.Data", ".err.doctype", {found, docType});
             return false;
         }
     }

@@ -1,0 +1,84 @@
+#include "utils/catalogue/Catalogue_p.h"
+
+#include "utils/base/Placeholders_p.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Utils {
+
+static const QLatin1Char dot('.');
+
+Data::String copyOf(const QString &text) { return QString(text.constData(), text.size()); }
+
+/// How many characters \p a and \p b have in common at their start.
+static int commonLength(const QString &a, const QString &b)
+{
+    const int most = qMin(a.size(), b.size());
+    return int(std::mismatch(a.begin(), a.begin() + most, b.begin()).first - a.begin());
+}
+
+CatalogueKey::CatalogueKey(const Data::String &key) : m_key(key)
+{
+    if (!Catalogue::alive || catalogue.language.isEmpty() || !key.startsWith(dot))
+        return;
+
+    // Parts of the key are searched where they stand in it, as copies would cost as much as the
+    // search. The name before a part in the order of names has more in common with it than all
+    // names before that one: so it is the table, or tells how long the next part to search is at
+    // most.
+    QMap<Data::String, CatalogueTable> &tables = catalogue.tables;
+    int length = key.lastIndexOf(dot);
+    Data::String part(QString::fromRawData(key.constData(), length));
+    while (length > 0) {
+        part.truncate(length);
+        auto table = tables.upperBound(part);
+        if (table == tables.begin())
+            return;
+        --table;
+        const Data::String &name = table.key();
+        if (!name.isEmpty() && part.startsWith(name) && key[name.size()] == dot) {
+            m_table = &*table;
+            m_id = std::move(part);
+            m_id.setRawData(key.constData() + name.size(), uint(key.size() - name.size()));
+            return;
+        }
+        length = key.lastIndexOf(dot, commonLength(name, part));
+    }
+}
+
+Data::String CatalogueKey::name() const { return m_key.left(m_key.size() - m_id.size()); }
+
+Data::String CatalogueKey::id() const { return copyOf(m_id); }
+
+const Data::String *CatalogueKey::textIn(const TextsById &texts) const
+{
+    const auto text = texts.constFind(m_id);
+    return text == texts.constEnd() ? nullptr : &*text;
+}
+
+Data::String textOf(const Data::String &key)
+{
+    if (!Catalogue::alive || !key.startsWith(dot))
+        return key;
+    QHash<Data::String, Data::String> &found = catalogue.found;
+    const auto known = found.constFind(key);
+    if (known != found.constEnd())
+        return *known;
+
+    const CatalogueKey parts(key);
+    if (!parts.table())
+        return key;
+    const Data::String *const text = parts.textIn(parts.table()->strings);
+    if (!text)
+        return parts.id();
+    found.insert(copyOf(key), *text);
+    return *text;
+}
+
+Data::String message(const char *prefix, const char *id, const QStringList &values)
+{
+    return fillPlaceholders(textOf(Data::String(prefix) + id), values);
+}
+
+} // namespace Utils
