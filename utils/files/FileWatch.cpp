@@ -120,7 +120,7 @@ Data::String FileWatch::modifiedTime(const Data::String &format) const
 bool FileWatch::connect(const QObject *receiver, const char *method)
 {
     if (method && std::strstr(method, "String"))
-        return QObject::connect(this, "2sig(const Data::String &)", receiver, method);
+        return QObject::connect(this, SIGNAL(sig(const Data::String &)), receiver, method);
     return Signal::connect(receiver, method);
 }
 

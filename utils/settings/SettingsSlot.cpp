@@ -11,8 +11,8 @@ SettingsSlot::SettingsSlot(const Data::String &keys, QObject *parent) : Slot("Se
 {
     addKey(keys);
     if (keys != QLatin1String("-") && Settings::isSettingChangedAlive())
-        Settings::SettingChanged().connect(this,
-                                           "1onSig(const Data::String &, const Data::Variant &)");
+        Settings::SettingChanged().connect(
+            this, SLOT(onSig(const Data::String &, const Data::Variant &)));
 }
 
 SettingsSlot::~SettingsSlot() = default;

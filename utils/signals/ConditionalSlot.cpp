@@ -48,7 +48,7 @@ bool ConditionalSlot::connect(Signal *signal)
 {
     // Through the base, whose virtual connect() a derived signal may hide.
     return signal && signal->connect(static_cast<const QObject *>(this),
-                                     "1onSig(const Data::VariantCollection &)");
+                                     SLOT(onSig(const Data::VariantCollection &)));
 }
 
 void ConditionalSlot::onSig(const Data::VariantCollection &payload)

@@ -1,5 +1,7 @@
 #include "utils/signals/DelayedSlot.h"
 
+#include "utils/signals/Slot_p.h"
+
 #include <QPointer>
 #include <QTimer>
 
@@ -22,29 +24,29 @@ DelayedSlot::~DelayedSlot() = default;
 
 void DelayedSlot::postPending()
 {
-    if (m_pending > 0)
+    if (isPending())
         return;
 
     // A withdrawn call has left its timer queued, and that one serves again.
-    if (m_pending == 0)
-        QTimer::singleShot(0, this, "1callDelegate()");
-    m_pending = 1;
+    if (m_pending == Pending::None)
+        QTimer::singleShot(0, this, SLOT(callDelegate()));
+    m_pending = Pending::Waits;
 }
 
 void DelayedSlot::postPending(const Data::String &key, const Data::Variant &value)
 {
-    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
+    const PayloadHold hold(m_data);
     m_data[key] = value;
     postPending();
 }
 
 bool DelayedSlot::flushPending()
 {
-    if (m_pending <= 0)
+    if (!isPending())
         return false;
 
-    m_pending = -1;
-    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
+    m_pending = Pending::Withdrawn;
+    const PayloadHold hold(m_data);
     m_data.clear();
     Slot::onSig();
     return true;
@@ -52,10 +54,10 @@ bool DelayedSlot::flushPending()
 
 void DelayedSlot::ignorePending()
 {
-    if (m_pending == 0)
+    if (m_pending == Pending::None)
         return;
 
-    m_pending = -1;
+    m_pending = Pending::Withdrawn;
     m_data.clear();
 }
 
@@ -65,37 +67,37 @@ void DelayedSlot::onSig() { postPending(); }
 
 void DelayedSlot::onSig(const Data::VariantCollection &payload)
 {
-    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
+    const PayloadHold hold(m_data);
     m_data = payload;
     postPending();
 }
 
 void DelayedSlot::callDelegate()
 {
-    if (m_pending <= 0) {
-        m_pending = 0;
+    if (!isPending()) {
+        m_pending = Pending::None;
         return;
     }
     if (m_postpone) {
-        QTimer::singleShot(0, this, "1callDelegate()");
+        QTimer::singleShot(0, this, SLOT(callDelegate()));
         return;
     }
 
     const QPointer<DelayedSlot> self(this);
-    m_pending = 0;
+    m_pending = Pending::None;
     Slot::onSig();
     if (!self)
         return;
 
-    if (m_pending == 0) {
-        m_pending = 2; // makes our own onSig(), a post, do nothing
+    if (m_pending == Pending::None) {
+        m_pending = Pending::InOverride; // makes our own onSig(), a post, do nothing
         onSig();
         if (!self)
             return;
-        m_pending = 0;
+        m_pending = Pending::None;
     }
-    if (m_pending < 0)
-        m_pending = 0;
+    if (m_pending == Pending::Withdrawn)
+        m_pending = Pending::None;
     m_data.clear();
 }
 

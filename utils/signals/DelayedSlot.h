@@ -60,9 +60,17 @@ private Q_SLOTS:
     void callDelegate();
 
 private:
-    // 0: nothing waits. 1: a call waits. 2: inside the onSig() behind the callback. -1: the waiting
-    // call was withdrawn, but its timer is still queued.
-    qint8 m_pending = 0;
+    enum class Pending : qint8
+    {
+        Withdrawn = -1, ///< the call that waited was withdrawn, but its timer is still queued
+        None = 0,
+        Waits = 1,
+        InOverride = 2, ///< within the onSig() after the callback
+    };
+
+    bool isPending() const { return m_pending > Pending::None; }
+
+    Pending m_pending = Pending::None;
     bool m_postpone = false;
 };
 

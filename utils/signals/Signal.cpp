@@ -62,7 +62,10 @@ void Signal::setFlag(int flag) { m_flag = flag; }
 
 bool Signal::connect(const Slot *slot)
 {
-    return connect(slot, "1onSig(const Data::VariantCollection&)");
+    // Overrides receive this very text.
+    // clang-format off
+    return connect(slot, SLOT(onSig(const Data::VariantCollection&)));
+    // clang-format on
 }
 
 bool Signal::reconnect(const QObject *receiver, const char *method)
@@ -75,7 +78,7 @@ bool Signal::reconnect(const QObject *receiver, const char *method)
 void Signal::singleShot(Slot *slot, const Data::VariantCollection &data, int msec,
                         const Data::String &id)
 {
-    singleShot(slot, "1onSig()", data, msec, id);
+    singleShot(slot, SLOT(onSig()), data, msec, id);
 }
 
 void Signal::singleShot(Slot *slot, int msec, const Data::String &id)
@@ -92,7 +95,7 @@ void Signal::singleShot(const QObject *receiver, const char *method,
     Signal *call = new SingleShot(id.c_str()); // deletes itself when its time has come
     call->connect(receiver, method);
     call->m_data = data;
-    QTimer::singleShot(msec, call, "1sendSignals()");
+    QTimer::singleShot(msec, call, SLOT(sendSignals()));
 }
 
 void Signal::singleShot(const QObject *receiver, const char *method, int msec,
@@ -161,13 +164,13 @@ bool Signal::connect(const QObject *receiver, const char *method)
     const auto mentions = [method](const char *type) {
         return method && std::strstr(method, type) != nullptr;
     };
-    const char *emission = "2sig()";
+    const char *emission = SIGNAL(sig());
     if (mentions("Data::VariantCollection")) // before "Data::Variant", which it contains
-        emission = "2sig(const Data::VariantCollection &)";
+        emission = SIGNAL(sig(const Data::VariantCollection &));
     else if (mentions("Data::String") && mentions("Data::Variant"))
-        emission = "2sig(const Data::String &, const Data::Variant &)";
+        emission = SIGNAL(sig(const Data::String &, const Data::Variant &));
     else if (mentions("Data::Variant"))
-        emission = "2sig(const Data::Variant &)";
+        emission = SIGNAL(sig(const Data::Variant &));
     return QObject::connect(this, emission, receiver, method);
 }
 

@@ -2,8 +2,7 @@
 
 #include "data/IDataItem.h"
 #include "utils/signals/Signal.h"
-
-#include <QPointer>
+#include "utils/signals/Slot_p.h"
 
 #include <utility>
 
@@ -57,28 +56,22 @@ void Slot::setFlag(int flag) { m_flag = flag; }
 
 bool Slot::connect(QObject *sender, const char *signal)
 {
-    return QObject::connect(sender, signal, this, "1onSig()");
+    return QObject::connect(sender, signal, this, SLOT(onSig()));
 }
 
 void Slot::onSig(const Data::String &key, const Data::Variant &value)
 {
-    const QPointer<Slot> self(this);
-    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
+    const StoredDelivery delivery(this, m_data);
     m_data[key] = value;
     onSig();
-    if (self)
-        m_data.clear();
 }
 
 void Slot::onSig(const Data::Variant &value)
 {
-    const QPointer<Slot> self(this);
-    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
+    const StoredDelivery delivery(this, m_data);
     if (value.userType() == Data::itemTypeId())
         m_data[QStringLiteral("item")] = value;
     onSig();
-    if (self)
-        m_data.clear();
 }
 
 void Slot::onSig(const Data::VariantCollection &payload)
@@ -86,13 +79,10 @@ void Slot::onSig(const Data::VariantCollection &payload)
     if (!m_enabled)
         return;
 
-    const QPointer<Slot> self(this);
-    const Data::VariantCollection before = m_data; // may own the slot, so it goes last
+    const StoredDelivery delivery(this, m_data);
     m_data = payload;
     if (m_callback)
         m_callback->call(this);
-    if (self)
-        m_data.clear();
 }
 
 void Slot::onSig()
