@@ -11,7 +11,7 @@ static const QLatin1Char dot('.');
 
 Data::String copyOf(const QString &text) { return QString(text.constData(), text.size()); }
 
-/// How many characters \p a and \p b have in common at their start.
+/// The length of the common prefix of \p a and \p b.
 static int commonLength(const QString &a, const QString &b)
 {
     const int most = qMin(a.size(), b.size());
@@ -23,10 +23,9 @@ CatalogueKey::CatalogueKey(const Data::String &key) : m_key(key)
     if (!Catalogue::alive || catalogue.language.isEmpty() || !key.startsWith(dot))
         return;
 
-    // Parts of the key are searched where they stand in it, as copies would cost as much as the
-    // search. The name before a part in the order of names has more in common with it than all
-    // names before that one: so it is the table, or tells how long the next part to search is at
-    // most.
+    // The prefixes of the key are views, because copies would take as long as the search. Of all
+    // names up to a prefix in sort order, the last one has the longest common start with it. Either
+    // it is the table, or the length of the common start limits that of the next prefix.
     QMap<Data::String, CatalogueTable> &tables = catalogue.tables;
     int length = key.lastIndexOf(dot);
     Data::String part(QString::fromRawData(key.constData(), length));

@@ -1,14 +1,13 @@
 #include "utils/text/List.h"
 
+#include "utils/base/NumberKey_p.h"
+#include "utils/base/RadixSort_p.h"
+
 #include <QChar>
-#include <QtAlgorithms>
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <iterator>
 #include <memory>
-#include <numeric>
 #include <utility>
 #include <vector>
 
@@ -19,6 +18,13 @@ namespace {
 /// Stands for an element while it is sorted.
 struct Item
 {
+    quint64 sortKey() const { return key; }
+
+    bool operator<(const Item &other) const
+    {
+        return key == other.key ? position < other.position : key < other.key;
+    }
+
     quint64 key; // in the order of the elements
     int position;
 };
@@ -37,11 +43,6 @@ struct Items
 
 } // namespace
 
-static bool isBefore(const Item &a, const Item &b)
-{
-    return a.key == b.key ? a.position < b.position : a.key < b.key;
-}
-
 static QList<int> positions(const Items &items, bool ascending)
 {
     QList<int> result;
@@ -53,64 +54,6 @@ static QList<int> positions(const Items &items, bool ascending)
         std::for_each(std::make_reverse_iterator(items.end()),
                       std::make_reverse_iterator(items.begin()), append);
     return result;
-}
-
-// Below this the counts of a radix sort cost more than they save.
-static const std::ptrdiff_t shortRange = 1000;
-
-/// Sorts items that stand in the order of their positions by key, and equal ones by position.
-/// \p spare has room for as many items.
-static void sortByKey(Item *start, Item *end, Item *spare)
-{
-    if (end - start < shortRange) {
-        std::sort(start, end, isBefore);
-        return;
-    }
-
-    quint64 differences = 0;
-    for (const Item *item = start; item != end; ++item)
-        differences |= item->key ^ start->key;
-
-    // The highest 33 bits in which keys differ, in digits, the lowest first, each sort keeping the
-    // order of the one before. They tell nearly all keys apart; a sort by the bits below them as
-    // well takes twice the time.
-    constexpr int digitBits = 11;
-    constexpr int mostDigits = 3;
-    constexpr std::size_t mask = (1u << digitBits) - 1;
-    const int bits = 64 - static_cast<int>(qCountLeadingZeroBits(differences));
-    const int lowest = std::max(0, bits - mostDigits * digitBits);
-    const int digits = (bits - lowest + digitBits - 1) / digitBits;
-    const auto digitOf = [=](const Item &item, int digit) {
-        return (item.key >> (lowest + digit * digitBits)) & mask;
-    };
-
-    std::array<std::array<quint32, mask + 1>, mostDigits> places{};
-    for (const Item *item = start; item != end; ++item) {
-        for (int digit = 0; digit < digits; ++digit)
-            ++places[digit][digitOf(*item, digit)];
-    }
-    Item *from = start;
-    Item *to = spare;
-    const std::ptrdiff_t size = end - start;
-    for (int digit = 0; digit < digits; ++digit) {
-        std::exclusive_scan(places[digit].begin(), places[digit].end(), places[digit].begin(), 0u);
-        for (const Item *item = from; item != from + size; ++item)
-            to[places[digit][digitOf(*item, digit)]++] = *item;
-        std::swap(from, to);
-    }
-    if (from != start)
-        std::copy(from, from + size, start);
-
-    if (lowest == 0)
-        return;
-    for (Item *run = start; run != end;) {
-        Item *runEnd = run + 1;
-        while (runEnd != end && (runEnd->key ^ run->key) >> lowest == 0)
-            ++runEnd;
-        if (runEnd - run > 1)
-            sortByKey(run, runEnd, spare); // not deep: the next 33 bits are the last
-        run = runEnd;
-    }
 }
 
 namespace {
@@ -139,7 +82,7 @@ private:
             // most ranges of this kind from a sorted list with one odd element, and the worst.
             m_stepsLeft -= end - start;
             if (m_stepsLeft < 0 || std::none_of(start, end, m_isOdd)) {
-                std::sort(start, end, isBefore);
+                std::sort(start, end);
                 return;
             }
             Item *const pivot = partition(start, end);
@@ -200,22 +143,16 @@ private:
 
 } // namespace
 
-// What is not a number is behind all numbers as a key, and is never looked at as that.
+// What is not a number comes after all numbers as a key, and its value is never used.
 static const quint64 keyOfNoNumber = ~quint64(0);
-static const quint64 signBit = quint64(1) << 63;
 
-static quint64 keyOf(int value) { return static_cast<quint32>(value) ^ (quint32(1) << 31); }
+static quint64 itemKey(int value) { return static_cast<quint32>(value) ^ (quint32(1) << 31); }
 
-static quint64 keyOf(double value)
+static quint64 itemKey(double value)
 {
     if (value != value)
         return keyOfNoNumber;
-    if (value == 0.0)
-        return signBit; // for both of them
-
-    quint64 bits = 0;
-    std::memcpy(&bits, &value, sizeof(bits));
-    return bits & signBit ? ~bits : bits | signBit;
+    return keyOf(value == 0.0 ? 0.0 : value); // the same for both zeros
 }
 
 template <typename Values>
@@ -228,7 +165,7 @@ static QList<int> sortedNumbers(const Values &values, bool ascending)
     bool hasNoNumber = false;
     int position = 0;
     for (Item &item : items) {
-        item = {isSorted ? 0 : keyOf(values[position]), position};
+        item = {isSorted ? 0 : itemKey(values[position]), position};
         hasNoNumber = hasNoNumber || item.key == keyOfNoNumber;
         ++position;
     }
@@ -236,12 +173,12 @@ static QList<int> sortedNumbers(const Values &values, bool ascending)
     if (hasNoNumber) {
         const auto isOdd = [](const Item &item) { return item.key == keyOfNoNumber; };
         const auto relation = [=](const Item &a, const Item &b) {
-            return !isOdd(a) && !isOdd(b) && isBefore(a, b);
+            return !isOdd(a) && !isOdd(b) && a < b;
         };
         QuickSort(isOdd, relation).sort(items);
     } else if (!isSorted) {
         const Items spare(items.size);
-        sortByKey(items.begin(), items.end(), spare.begin());
+        sortByKey<3>(items.begin(), items.end(), spare.begin());
     }
     return positions(items, ascending);
 }
@@ -305,77 +242,118 @@ struct Text
 
 } // namespace
 
-/// \p texts in order, equal ones by position. The keys are of no use.
-template <typename Unit>
-static Items sortedTexts(const std::vector<Text<Unit>> &texts)
-{
-    Items items(texts.size());
-    int position = 0;
-    for (Item &item : items)
-        item.position = position++;
-    const auto text = [&](const Item &item) -> const Text<Unit> & {
-        return texts[static_cast<std::size_t>(item.position)];
-    };
+namespace {
 
-    // Ranges in the order of their positions that share so many units. Not by recursion, which a
-    // list of beginnings of one text would take as deep as that is long.
+/// Puts texts in order, equal ones by position.
+template <typename Unit>
+class TextSort
+{
+public:
+    explicit TextSort(const std::vector<Text<Unit>> &texts)
+        : m_texts(texts), m_items(texts.size()), m_spare(texts.size())
+    {}
+
+    /// The items of all texts. Their keys are of no use. To be called once.
+    Items sort()
+    {
+        int position = 0;
+        for (Item &item : m_items)
+            item.position = position++;
+        m_ranges = {{m_items.begin(), m_items.end(), 0}};
+        while (!m_ranges.empty()) {
+            const Range range = m_ranges.back();
+            m_ranges.pop_back();
+            if (range.end - range.start < 20)
+                sortByComparing(range);
+            else
+                sortByUnits(range);
+        }
+        return std::move(m_items);
+    }
+
+private:
+    /// Items in the order of their positions, whose texts share \p depth units.
     struct Range
     {
         Item *start;
         Item *end;
         int depth;
     };
-    std::vector<Range> ranges = {{items.begin(), items.end(), 0}};
-    const Items spare(items.size);
-    while (!ranges.empty()) {
-        auto [start, end, depth] = ranges.back();
-        ranges.pop_back();
-        if (end - start < 20) {
-            std::sort(start, end, [&, shared = depth](const Item &a, const Item &b) {
-                if (text(a).isBefore(text(b), shared))
-                    return true;
-                return !text(b).isBefore(text(a), shared) && a.position < b.position;
-            });
-            continue;
-        }
 
+    const Text<Unit> &text(const Item &item) const
+    {
+        return m_texts[static_cast<std::size_t>(item.position)];
+    }
+
+    void sortByComparing(const Range &range) const
+    {
+        std::sort(range.start, range.end, [&](const Item &a, const Item &b) {
+            if (text(a).isBefore(text(b), range.depth))
+                return true;
+            return !text(b).isBefore(text(a), range.depth) && a.position < b.position;
+        });
+    }
+
+    /// How many units all texts of \p range share, as far as this looks.
+    int sharedUnits(const Range &range) const
+    {
         // No further at once: a few others in each of many ranges would have all the rest of a
-        // long common beginning looked at again and again.
-        int shared = depth + 64;
-        for (const Item *item = start; item != end && shared > depth; ++item)
-            shared = text(*start).shared(text(*item), depth, shared);
-        for (Item *item = start; item != end; ++item)
+        // long common beginning read again and again.
+        int shared = range.depth + 64;
+        for (const Item *item = range.start; item != range.end && shared > range.depth; ++item)
+            shared = text(*range.start).shared(text(*item), range.depth, shared);
+        return shared;
+    }
+
+    /// Sorts \p range by the next units, as many as make a key. What these do not tell apart
+    /// becomes ranges of its own.
+    void sortByUnits(const Range &range)
+    {
+        const int shared = sharedUnits(range);
+        for (Item *item = range.start; item != range.end; ++item)
             item->key = text(*item).key(shared);
-        sortByKey(start, end, spare.begin());
+        sortByKey<3>(range.start, range.end, m_spare.begin());
 
         const int nextDepth = shared + Text<Unit>::unitsOfKey;
-        const auto ends = [&](const Item &item) { return text(item).size <= nextDepth; };
-        for (Item *run = start; run != end;) {
+        for (Item *run = range.start; run != range.end;) {
             const auto isOther = [key = run->key](const Item &item) { return item.key != key; };
-            Item *const runEnd = std::find_if(run, end, isOther);
-            if (runEnd - run > 1) {
-                // Zero characters make the key of what ends, too: the shorter goes first.
-                if (std::any_of(run, runEnd, ends)) {
-                    for (Item *item = run; item != runEnd; ++item)
-                        item->key = static_cast<quint64>(std::min(text(*item).size, nextDepth + 1));
-                    sortByKey(run, runEnd, spare.begin());
-                    run = std::find_if_not(run, runEnd, ends);
-                }
-                if (runEnd - run > 1)
-                    ranges.push_back({run, runEnd, nextDepth});
-            }
+            Item *const runEnd = std::find_if(run, range.end, isOther);
+            if (runEnd - run > 1)
+                run = sortEndedFirst(run, runEnd, nextDepth);
+            if (runEnd - run > 1)
+                m_ranges.push_back({run, runEnd, nextDepth});
             run = runEnd;
         }
     }
-    return items;
-}
+
+    /// Sorts the texts of a run that end before \p depth to its start, the shorter first: the
+    /// zeros after their end may be units of the others. The start of the others.
+    Item *sortEndedFirst(Item *run, Item *runEnd, int depth)
+    {
+        const auto ends = [&](const Item &item) { return text(item).size <= depth; };
+        if (std::none_of(run, runEnd, ends))
+            return run;
+        for (Item *item = run; item != runEnd; ++item)
+            item->key = static_cast<quint64>(std::min(text(*item).size, depth + 1));
+        sortByKey<3>(run, runEnd, m_spare.begin());
+        return std::find_if_not(run, runEnd, ends);
+    }
+
+    const std::vector<Text<Unit>> &m_texts;
+    Items m_items;
+    const Items m_spare;
+    // Not by recursion, which a list of beginnings of one text would take as deep as that is long.
+    std::vector<Range> m_ranges;
+};
+
+} // namespace
 
 /// The positions of \p values, which are compared as \p texts.
 template <typename Unit>
 static QList<int> sortedByTexts(const QStringList &values, const std::vector<Text<Unit>> &texts,
                                 bool ascending, bool caseSensitive)
 {
-    Items items = sortedTexts(texts);
+    Items items = TextSort<Unit>(texts).sort();
     const auto text = [&](const Item &item) -> const Text<Unit> & {
         return texts[static_cast<std::size_t>(item.position)];
     };
@@ -408,7 +386,7 @@ static QList<int> sortedByTexts(const QStringList &values, const std::vector<Tex
                 return a.position < b.position;
             if (a.key == b.key && isOdd(a))
                 return a.position < b.position && values[a.position] == values[b.position];
-            return isBefore(a, b);
+            return a < b;
         };
         Items unsorted(items.size);
         for (const Item &item : items)

@@ -1,115 +1,63 @@
 #include "utils/text/Statistics.h"
 
+#include "utils/base/RadixSort_p.h"
 #include "utils/text/Statistics_p.h"
 
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <new>
-#include <utility>
 #include <vector>
 
 namespace Utils {
 
-// Numbers are put in order by their keys: these tell all values apart, so that whatever way they
-// are sorted in, the result is the same to the last bit.
-static bool isBefore(double left, double right) { return keyOf(left) < keyOf(right); }
+namespace {
 
-// Keys lie in the memory of the numbers. They are never read as numbers, which not every machine
-// would leave as they are.
-static quint64 keyIn(const double &place)
+/// The key of a number, in the memory of that number. It is never read as one, which not every
+/// machine would leave as it is.
+struct StoredKey
 {
-    quint64 key;
-    std::memcpy(&key, &place, sizeof key);
-    return key;
-}
+    char bytes[sizeof(quint64)];
 
-static void putKey(double &place, quint64 key) { std::memcpy(&place, &key, sizeof key); }
-
-// Keys are dealt out by digits, the last first, which keeps the order by the digits before.
-static const int digitBits = 11;
-static const int digitValues = 1 << digitBits;
-static const int lowDigits = 2; // that are seldom needed to tell two numbers apart
-static const int digits = 6;
-static const int fewest = 2000; // keys below that are sorted faster by comparing
-
-static int digitOf(quint64 key, int digit)
-{
-    return static_cast<int>(key >> (digit * digitBits)) & (digitValues - 1);
-}
-
-/// Sorts \p count numbers by the digits of their keys from \p first to the one before \p end.
-/// \p spare is room for as many.
-static void sortByDigits(double *numbers, double *spare, int count, int first, int end)
-{
-    std::vector<int> counts(digits * digitValues);
-    for (int i = 0; i < count; ++i) {
-        const quint64 key = keyOf(numbers[i]);
-        putKey(numbers[i], key);
-        for (int digit = first; digit < end; ++digit)
-            ++counts[digit * digitValues + digitOf(key, digit)];
+    quint64 sortKey() const
+    {
+        quint64 key;
+        std::memcpy(&key, bytes, sizeof key);
+        return key;
     }
 
-    double *from = numbers;
-    double *to = spare;
-    for (int digit = first; digit < end; ++digit) {
-        int *places = counts.data() + digit * digitValues;
-        if (places[digitOf(keyIn(from[0]), digit)] == count)
-            continue; // all have the same digit here
+    bool operator<(const StoredKey &other) const { return sortKey() < other.sortKey(); }
+};
 
-        int place = 0;
-        for (int value = 0; value < digitValues; ++value)
-            place += std::exchange(places[value], place);
-        for (int i = 0; i < count; ++i) {
-            const quint64 key = keyIn(from[i]);
-            putKey(to[places[digitOf(key, digit)]++], key);
-        }
-        std::swap(from, to);
-    }
+} // namespace
 
-    for (int i = 0; i < count; ++i)
-        numbers[i] = fromKey(keyIn(from[i]));
-}
-
-/// Sorts \p count numbers. \p spare is room for as many.
-static void sortMany(double *numbers, double *spare, int count)
-{
-    sortByDigits(numbers, spare, count, lowDigits, digits);
-
-    // What is still out of order is alike in all but the low digits.
-    const auto isAlike = [&](int a, int b) {
-        return (keyOf(numbers[a]) ^ keyOf(numbers[b])) >> (lowDigits * digitBits) == 0;
-    };
-    for (int i = 1; i < count; ++i) {
-        if (!isBefore(numbers[i], numbers[i - 1]))
-            continue;
-        int first = i - 1;
-        while (first > 0 && isAlike(first - 1, i))
-            --first;
-        int end = i + 1;
-        while (end < count && isAlike(end, i))
-            ++end;
-        if (end - first < fewest)
-            std::sort(numbers + first, numbers + end, isBefore);
-        else
-            sortByDigits(numbers + first, spare, end - first, 0, lowDigits);
-        i = end;
-    }
-}
-
+/// Puts numbers in order by their keys. These tell all values apart, so that whatever way they are
+/// sorted in, the result is the same to the last bit.
 static void sortNumbers(QVector<double> &numbers)
 {
+    const auto isBefore = [](double left, double right) { return keyOf(left) < keyOf(right); };
     double *const begin = numbers.data();
     double *const end = begin + numbers.size();
     if (std::is_sorted(begin, end, isBefore))
         return;
 
-    std::unique_ptr<double[]> spare;
-    if (numbers.size() >= fewest)
-        spare.reset(new (std::nothrow) double[static_cast<size_t>(numbers.size())]);
-    if (spare)
-        sortMany(begin, spare.get(), numbers.size());
-    else
+    const std::unique_ptr<StoredKey[]> spare(
+        new (std::nothrow) StoredKey[static_cast<std::size_t>(numbers.size())]);
+    if (!spare) {
         std::sort(begin, end, isBefore);
+        return;
+    }
+    auto *const keys = reinterpret_cast<StoredKey *>(begin);
+    const quint64 first = keyOf(*begin);
+    quint64 differences = 0;
+    for (double *number = begin; number != end; ++number) {
+        const quint64 key = keyOf(*number);
+        differences |= key ^ first;
+        std::memcpy(number, &key, sizeof key);
+    }
+    sortByKey<4>(keys, keys + numbers.size(), spare.get(), differences);
+    for (int i = 0; i < numbers.size(); ++i)
+        begin[i] = fromKey(keys[i].sortKey());
 }
 
 static QVector<double> reduced(const Selection &selection)

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "data/Array.h"
+#include "utils/base/NumberKey_p.h"
 
 #include <QList>
 
 #include <algorithm>
-#include <cstring>
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -119,20 +119,6 @@ inline void fetch(const double *place)
 #endif
 }
 
-inline quint64 bitsOf(double value)
-{
-    quint64 bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return bits;
-}
-
-inline double fromBits(quint64 bits)
-{
-    double value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-}
-
 /// All bits set for a hole, none for a value. Masking out holes is faster than a branch that cannot
 /// be predicted. Only noValue itself has its bits.
 inline quint64 holeMask(double value)
@@ -142,25 +128,6 @@ inline quint64 holeMask(double value)
 
 /// The number of values.
 int lengthOf(const Selection &selection);
-
-constexpr quint64 signBit = Q_UINT64_C(1) << 63;
-constexpr quint64 firstKey = Q_UINT64_C(0x000fffffffffffff); // of -infinity, before it is moved
-
-/// A whole number in the order of the values: from -infinity over -0.0 and 0.0 to infinity without
-/// a gap, and all NaNs after these.
-inline quint64 keyOf(double value)
-{
-    const quint64 bits = bitsOf(value);
-    const quint64 ordered = bits & signBit ? ~bits : bits | signBit;
-    // NaNs with a sign are before all numbers. The subtraction moves them to the end.
-    return ordered - firstKey;
-}
-
-inline double fromKey(quint64 key)
-{
-    const quint64 ordered = key + firstKey;
-    return fromBits(ordered & signBit ? ordered & ~signBit : ~ordered);
-}
 
 struct Sum
 {
