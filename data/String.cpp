@@ -1,5 +1,7 @@
 #include "data/String.h"
 
+#include "data/ProcessWide_p.h"
+
 #include <string>
 
 namespace Data {
@@ -8,25 +10,23 @@ namespace {
 
 struct Utf8Buffer
 {
-    ~Utf8Buffer() { alive = false; } // the text is released behind this line
-
     std::string text;
-    static inline bool alive = true;
 };
 
 } // namespace
 
 const char *String::c_str() const
 {
-    static Utf8Buffer buffer;
-    if (!Utf8Buffer::alive)
+    static ProcessWide<Utf8Buffer> processBuffer;
+    Utf8Buffer *const buffer = processBuffer.ifAlive();
+    if (!buffer)
         return "";
 
     // Assigned in place: the buffer keeps its memory from one conversion to the next, so a pointer
     // kept too long usually shows the wrong text rather than freed memory.
     const QByteArray utf8 = toUtf8();
-    buffer.text.assign(utf8.constData(), static_cast<std::size_t>(utf8.size()));
-    return buffer.text.c_str();
+    buffer->text.assign(utf8.constData(), static_cast<std::size_t>(utf8.size()));
+    return buffer->text.c_str();
 }
 
 } // namespace Data

@@ -1,7 +1,7 @@
 // Every process-wide object of the library that has state when the library loads, in load order,
 // and nothing else. They are torn down in the reverse order, and nothing here depends on Qt's
 // application object or on the host. What is made on first use is a function-local static in the
-// source of its class, with a plain bool beside it where its end must be known.
+// source of its class. What may be asked for after its end is a Data::ProcessWide.
 
 #ifdef KELMUTILS_SCRIPTING
 #include "bindings/ScriptableModuleKelmUtils.h"
@@ -11,7 +11,6 @@
 #include "utils/feedback/Progress_p.h"
 #include "utils/files/SearchPaths_p.h"
 #include "utils/script/ModuleList_p.h"
-#include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
 #include "utils/text/DateTimeFormats_p.h"
 #include "utils/xml/VersionStrings_p.h"
@@ -20,8 +19,7 @@ namespace Utils {
 
 PendingCalls pendingCalls; // signals: ids of the single-shot calls that wait
 
-bool SignalRegistry::alive = true;
-SignalRegistry signalRegistry; // signals: the named signals
+Data::ProcessWide<SignalRegistry> signalRegistry; // signals: the named signals
 
 // files: the folders in which File looks for resources
 Data::String SearchPaths::resources(QStringLiteral("../res"));
@@ -35,13 +33,11 @@ const Data::String DateTimeFormats::isoMs(QStringLiteral("yyyy-MM-ddThh:mm:ss.zz
 const Data::String DateTimeFormats::standard(QStringLiteral("dd MMM yyyy hh:mm:ss"));
 const Data::String DateTimeFormats::ui(QStringLiteral("MMM d, yyyy @ h:mm"));
 
-bool Catalogue::alive = true;
-Catalogue catalogue; // catalogue: the texts
+Data::ProcessWide<Catalogue> catalogue; // catalogue: the texts
 
 QMap<Data::String, double> versionStrings; // xml: the numbers of registered version texts
 
-bool ModuleList::alive = true;
-ModuleList moduleList; // script: the scriptable modules
+Data::ProcessWide<ModuleList> moduleList; // script: the scriptable modules
 
 #ifdef KELMUTILS_SCRIPTING
 ScriptableModuleKelmUtils scriptableModuleKelmUtils; // bindings: the module KelmUtils

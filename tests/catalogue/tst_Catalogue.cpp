@@ -15,7 +15,7 @@ class tst_Catalogue : public QObject
 private Q_SLOTS:
     void init()
     {
-        Utils::catalogue.language = "en";
+        Utils::catalogue->language = "en";
         putText(".Kelm.Utils", ".err.fileread", "%2 cannot read %1");
     }
     void cleanup() { resetCatalogue(); }
@@ -40,7 +40,7 @@ private Q_SLOTS:
     {
         QCOMPARE(message(".Kelm.Data", ".err.noopen", {"a"}), String(".Kelm.Data.err.noopen"));
 
-        Utils::catalogue.language = "";
+        Utils::catalogue->language = "";
 
         QCOMPARE(message(".Kelm.Utils", ".err.fileread", {"a"}),
                  String(".Kelm.Utils.err.fileread"));

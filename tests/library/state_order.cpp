@@ -8,7 +8,6 @@
 #include "utils/feedback/Progress_p.h"
 #include "utils/files/SearchPaths_p.h"
 #include "utils/script/ModuleList_p.h"
-#include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
 #include "utils/text/DateTimeFormats_p.h"
 #include "utils/xml/VersionStrings_p.h"
@@ -53,9 +52,9 @@ void destroyKnownObject(void *object)
             continue;
         known.destroy(object);
         std::printf("gone: %s (signals %s, strings %s, modules %s)\n", known.name,
-                    Utils::SignalRegistry::alive ? "alive" : "dead",
-                    Utils::Catalogue::alive ? "alive" : "dead",
-                    Utils::ModuleList::alive ? "alive" : "dead");
+                    Utils::signalRegistry.isAlive ? "alive" : "dead",
+                    Utils::catalogue.isAlive ? "alive" : "dead",
+                    Utils::moduleList.isAlive ? "alive" : "dead");
     }
 }
 
@@ -80,6 +79,6 @@ extern "C" int __wrap___cxa_atexit(void (*destroy)(void *), void *object, void *
 int main()
 {
     std::printf("main: %d calls, %d signals, %d tables, %d modules\n",
-                Utils::pendingCalls.ids.size(), Utils::signalRegistry.byName.size(),
-                Utils::catalogue.tables.size(), Utils::moduleList.modules.size());
+                Utils::pendingCalls.ids.size(), Utils::signalRegistry->byName.size(),
+                Utils::catalogue->tables.size(), Utils::moduleList->modules.size());
 }

@@ -32,7 +32,7 @@ public:
     {
         std::printf("end of an engine: %s with %d engines, modules %s\n", describeManager(),
                     ScriptManagerPrivate::alive->engines.size(),
-                    Utils::ModuleList::alive ? "alive" : "dead");
+                    Utils::moduleList.isAlive ? "alive" : "dead");
     }
     void moduleRemoved(const Data::String &moduleName) override
     {

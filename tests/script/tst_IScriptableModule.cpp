@@ -47,25 +47,25 @@ class tst_IScriptableModule : public QObject
 
 private Q_SLOTS:
     // The modules of the library itself, if it was built with any, stay out of it.
-    void initTestCase() { moduleList.modules.clear(); }
+    void initTestCase() { moduleList->modules.clear(); }
 
     void init()
     {
         initialized.clear();
-        QVERIFY(moduleList.modules.isEmpty());
+        QVERIFY(moduleList->modules.isEmpty());
     }
 
     void isListedWhileItLives()
     {
         auto first = std::make_unique<Module>("first");
         Module second("second");
-        QCOMPARE(moduleList.modules, (QList<IScriptableModule *>{first.get(), &second}));
+        QCOMPARE(moduleList->modules, (QList<IScriptableModule *>{first.get(), &second}));
         QCOMPARE(first->name(), String("first"));
         QCOMPARE(Module(nullptr).name(), String());
 
         first.reset();
 
-        QCOMPARE(moduleList.modules, QList<IScriptableModule *>{&second});
+        QCOMPARE(moduleList->modules, QList<IScriptableModule *>{&second});
     }
 
     void goesToTheFrontAsKelmData()
@@ -190,7 +190,7 @@ private Q_SLOTS:
 
         Module copy(module);
         QCOMPARE(copy.name(), String("a"));
-        QCOMPARE(moduleList.modules, QList<IScriptableModule *>{&module});
+        QCOMPARE(moduleList->modules, QList<IScriptableModule *>{&module});
 
         Module assigned("b");
         assigned = module;
@@ -207,18 +207,18 @@ private Q_SLOTS:
     void leavesADeadListAlone()
     {
         auto listed = std::make_unique<Module>("a");
-        Utils::ModuleList::alive = false;
+        Utils::moduleList.isAlive = false;
 
         Module late("late");
         QVERIFY(initialize().isEmpty());
         IScriptableModule::resetModules();
         const QList<IScriptableModule *> untouched{listed.get()};
-        QCOMPARE(moduleList.modules, untouched);
+        QCOMPARE(moduleList->modules, untouched);
         listed.reset();
-        QCOMPARE(moduleList.modules, untouched);
+        QCOMPARE(moduleList->modules, untouched);
 
-        moduleList.modules.clear();
-        Utils::ModuleList::alive = true;
+        moduleList->modules.clear();
+        Utils::moduleList.isAlive = true;
         QCOMPARE(initialized, QStringList());
     }
 

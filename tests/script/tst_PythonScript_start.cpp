@@ -47,7 +47,7 @@ private Q_SLOTS:
     void init()
     {
         d.emplace();
-        Utils::catalogue.language = "en";
+        Utils::catalogue->language = "en";
         putText(".Kelm.Utils", ".err.pythonInit", "no Python: <%1>");
         putText(".Kelm.Utils", ".err.pythonapp", "no application");
     }

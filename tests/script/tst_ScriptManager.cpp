@@ -576,11 +576,11 @@ private Q_SLOTS:
 
     void tellsEveryEngineOfTheEndOfAModule()
     {
-        const int numOthers = Utils::moduleList.modules.size();
+        const int numOthers = Utils::moduleList->modules.size();
         auto module = std::make_unique<Module>("beams");
         bool isListed = true;
         m_py->reaction = [&](const QString &) { // its address is no use any more
-            isListed = Utils::moduleList.modules.size() != numOthers;
+            isListed = Utils::moduleList->modules.size() != numOthers;
         };
 
         module.reset();
@@ -620,7 +620,7 @@ private:
 
     static void loadTexts()
     {
-        Utils::catalogue.language = "en";
+        Utils::catalogue->language = "en";
         putText(".Kelm.Utils", ".msg.scriptRunning", "runs %1");
         putText(".Kelm.Utils", ".msg.scriptRun", "has run");
         putText(".Kelm.Utils", ".err.scriptRun", "failed: %1, %2");

@@ -66,7 +66,7 @@ class tst_Signal : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { signalRegistry.byName.clear(); }
+    void init() { signalRegistry->byName.clear(); }
 
     // Names
 
@@ -89,7 +89,7 @@ private Q_SLOTS:
 
         signal.reset();
 
-        QVERIFY(!signalRegistry.byName.contains("x"));
+        QVERIFY(!signalRegistry->byName.contains("x"));
         QVERIFY(!Signal::find("x"));
     }
 
@@ -98,10 +98,10 @@ private Q_SLOTS:
         auto first = std::make_unique<PublicSignal>("x", nullptr);
         PublicSignal second("x", nullptr);
         QVERIFY(!Signal::find("x"));
-        QVERIFY(signalRegistry.byName.contains("x"));
+        QVERIFY(signalRegistry->byName.contains("x"));
 
         first.reset();
-        QVERIFY(!signalRegistry.byName.contains("x"));
+        QVERIFY(!signalRegistry->byName.contains("x"));
         QVERIFY(!Signal::find("x"));
 
         Recorder recorder;
@@ -135,7 +135,7 @@ private Q_SLOTS:
     void isNeverFoundWhenItWasLookedForTooEarly()
     {
         QVERIFY(!Signal::find("y"));
-        QVERIFY(signalRegistry.byName.contains("y"));
+        QVERIFY(signalRegistry->byName.contains("y"));
 
         PublicSignal signal("y", nullptr);
 
@@ -170,14 +170,14 @@ private Q_SLOTS:
             signal.setObjectName("new");
         } // both have died, and the entry "old" dangles
 
-        QVERIFY(!signalRegistry.byName.contains("new"));
-        QCOMPARE(signalRegistry.byName.value("old"), gone);
+        QVERIFY(!signalRegistry->byName.contains("new"));
+        QCOMPARE(signalRegistry->byName.value("old"), gone);
     }
 
     void leavesADeadRegistryAlone()
     {
         auto known = std::make_unique<PublicSignal>("known", nullptr);
-        Utils::SignalRegistry::alive = false;
+        Utils::signalRegistry.isAlive = false;
 
         QVERIFY(!Signal::find("known"));
         QVERIFY(!Signal::find("unknown"));
@@ -186,8 +186,8 @@ private Q_SLOTS:
         known.reset();
         QVERIFY(late.sendSignals());
 
-        Utils::SignalRegistry::alive = true;
-        QCOMPARE(signalRegistry.byName.keys(), QList<Data::String>{"known"});
+        Utils::signalRegistry.isAlive = true;
+        QCOMPARE(signalRegistry->byName.keys(), QList<Data::String>{"known"});
     }
 
     // Payload

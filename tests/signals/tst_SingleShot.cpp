@@ -4,7 +4,6 @@
 #include "tests/support/Recorder.h"
 #include "utils/signals/ConditionalSlot.h"
 #include "utils/signals/DelayedSlot.h"
-#include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/PublicSignal.h"
 #include "utils/signals/SignalRegistry_p.h"
 
@@ -28,7 +27,7 @@ private Q_SLOTS:
     void init()
     {
         seen.clear();
-        Utils::signalRegistry.byName.clear();
+        Utils::signalRegistry->byName.clear();
         QVERIFY(pendingCalls.ids.isEmpty());
     }
 
@@ -132,7 +131,7 @@ private Q_SLOTS:
         QVERIFY(waiting); // until the next turn of the event loop
         pass();
         QVERIFY(!waiting);
-        QVERIFY(!Utils::signalRegistry.byName.contains("id"));
+        QVERIFY(!Utils::signalRegistry->byName.contains("id"));
     }
 
     void takesTheNameOfASignalAwayThatHasItsId()
@@ -436,7 +435,7 @@ private Q_SLOTS:
     {
         Recorder recorder;
         Signal::singleShot(&recorder, SLOT(bare()), 0, "early");
-        Utils::SignalRegistry::alive = false;
+        Utils::signalRegistry.isAlive = false;
 
         Signal::singleShot(&recorder, SLOT(bare()), 0, "late");
         Signal::cancelSingleShot("early");
@@ -444,7 +443,7 @@ private Q_SLOTS:
         QCOMPARE(pendingCalls.ids, QSet<Data::String>{"early"}); // left alone, as it may be gone
         passAll();
         QCOMPARE(recorder.calls, QStringList());
-        Utils::SignalRegistry::alive = true;
+        Utils::signalRegistry.isAlive = true;
         pendingCalls.ids.clear();
     }
 

@@ -96,7 +96,7 @@ private Q_SLOTS:
 
         StringTable::initialize(language, "", "");
         QVERIFY(StringTable::load(table));
-        const StringTable::Table loaded = catalogue.tables.value("." + table);
+        const StringTable::Table loaded = catalogue->tables.value("." + table);
 
         const QList<Data::String> keys = loaded.strings.keys();
         QCOMPARE(QSet<QString>(keys.begin(), keys.end()), asked);

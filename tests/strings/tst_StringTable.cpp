@@ -19,7 +19,7 @@ public:
     {
         if (event->type() == QEvent::LanguageChange && ++calls < 10) {
             text = StringTable::lookup(".A.id");
-            translator = catalogue.translator;
+            translator = catalogue->translator;
             StringTable::initialize("de", "C", "D");
         }
         return QObject::eventFilter(object, event);
@@ -33,17 +33,17 @@ public:
 /// The steps of a lookup in plain words, by QString::section().
 static Data::String slowLookup(const Data::String &key)
 {
-    if (catalogue.language.isEmpty() || !key.startsWith('.'))
+    if (catalogue->language.isEmpty() || !key.startsWith('.'))
         return key;
     const int n = key.count('.') - 1;
     if (n <= 0)
         return key;
     for (int i = 0; i <= n - 1; ++i) {
         const Data::String prefix = key.section('.', 0, -2 - i);
-        if (!catalogue.tables.contains(prefix))
+        if (!catalogue->tables.contains(prefix))
             continue;
         const Data::String id = key.mid(prefix.size());
-        const StringTable::Table table = catalogue.tables.value(prefix);
+        const StringTable::Table table = catalogue->tables.value(prefix);
         return table.strings.contains(id) ? table.strings.value(id) : id;
     }
     return key;
@@ -58,8 +58,8 @@ private Q_SLOTS:
 
     void isEmptyAtFirst()
     {
-        const Utils::Catalogue &state = catalogue;
-        QVERIFY(Utils::Catalogue::alive);
+        const Utils::Catalogue &state = *catalogue.ifAlive();
+        QVERIFY(Utils::catalogue.isAlive);
         QVERIFY(state.tables.isEmpty());
         QVERIFY(state.uiIndex.isEmpty());
         QVERIFY(state.language.isEmpty());
@@ -95,28 +95,28 @@ private Q_SLOTS:
 
         StringTable::initialize(name, "", "");
 
-        QCOMPARE(catalogue.language, language);
+        QCOMPARE(catalogue->language, language);
     }
 
     void keepsTheContextsThatItIsGiven()
     {
         StringTable::initialize("en", "A;B", "C");
 
-        QCOMPARE(catalogue.contexts, Data::String("A;B"));
-        QCOMPARE(catalogue.productContext, Data::String("C"));
+        QCOMPARE(catalogue->contexts, Data::String("A;B"));
+        QCOMPARE(catalogue->productContext, Data::String("C"));
     }
 
     void isSetUpOnce()
     {
         StringTable::initialize("en", "A", "B");
-        const Utils::Translator *const translator = catalogue.translator;
+        const Utils::Translator *const translator = catalogue->translator;
         StringTable::initialize("de", "C", "D");
 
-        QCOMPARE(catalogue.language, Data::String("en"));
-        QCOMPARE(catalogue.contexts, Data::String("A"));
-        QCOMPARE(catalogue.productContext, Data::String("B"));
+        QCOMPARE(catalogue->language, Data::String("en"));
+        QCOMPARE(catalogue->contexts, Data::String("A"));
+        QCOMPARE(catalogue->productContext, Data::String("B"));
         QVERIFY(translator);
-        QCOMPARE(catalogue.translator, translator);
+        QCOMPARE(catalogue->translator, translator);
     }
 
     void isSetUpOnceByWhoHearsOfIt()
@@ -129,32 +129,32 @@ private Q_SLOTS:
         QCOMPARE(receiver.calls, 1);
         QCOMPARE(receiver.text, Data::String(".A.id"));
         QVERIFY(!receiver.translator);
-        QVERIFY(catalogue.translator);
-        QCOMPARE(catalogue.language, Data::String("en"));
-        QCOMPARE(catalogue.contexts, Data::String("A"));
-        QCOMPARE(catalogue.productContext, Data::String("B"));
+        QVERIFY(catalogue->translator);
+        QCOMPARE(catalogue->language, Data::String("en"));
+        QCOMPARE(catalogue->contexts, Data::String("A"));
+        QCOMPARE(catalogue->productContext, Data::String("B"));
     }
 
     void isNotSetUpWithoutALanguage()
     {
         StringTable::initialize("", "A", "B");
-        QVERIFY(!catalogue.translator);
-        QCOMPARE(catalogue.contexts, Data::String());
+        QVERIFY(!catalogue->translator);
+        QCOMPARE(catalogue->contexts, Data::String());
 
         StringTable::initialize("en", "C", "D");
-        QCOMPARE(catalogue.language, Data::String("en"));
-        QCOMPARE(catalogue.contexts, Data::String("C"));
+        QCOMPARE(catalogue->language, Data::String("en"));
+        QCOMPARE(catalogue->contexts, Data::String("C"));
     }
 
     void isSetUpAgainAfterANameWithoutALanguage()
     {
         StringTable::initialize("_DE", "A", "B");
-        const QScopedPointer<Utils::Translator> first(catalogue.translator);
+        const QScopedPointer<Utils::Translator> first(catalogue->translator);
         StringTable::initialize("en", "C", "D");
 
-        QCOMPARE(catalogue.language, Data::String("en"));
+        QCOMPARE(catalogue->language, Data::String("en"));
         QVERIFY(first);
-        QVERIFY(catalogue.translator != first.data());
+        QVERIFY(catalogue->translator != first.data());
     }
 
     void answersTheToolkitOnceItIsSetUp()
@@ -165,7 +165,7 @@ private Q_SLOTS:
         StringTable::initialize("de", "", "");
 
         QCOMPARE(QCoreApplication::translate("QLineEdit", "&Undo"), QString("Zurück"));
-        QVERIFY(!catalogue.translator->parent());
+        QVERIFY(!catalogue->translator->parent());
     }
 
     void givesAKeyItselfBeforeItIsSetUp()
@@ -259,10 +259,10 @@ private Q_SLOTS:
 
         int resolved = 0;
         for (int round = 0; round < 300; ++round) {
-            catalogue.tables.clear();
-            catalogue.found.clear();
+            catalogue->tables.clear();
+            catalogue->found.clear();
             for (int i = random.bounded(8); i > 0; --i) {
-                auto &table = catalogue.tables["." + randomText(6)];
+                auto &table = catalogue->tables["." + randomText(6)];
                 for (int j = random.bounded(12); j > 0; --j) {
                     const Data::String id = "." + randomText(4);
                     table.strings[id] = "text of " + id;
@@ -291,7 +291,7 @@ private Q_SLOTS:
         key.fill('x');
 
         QCOMPARE(StringTable::lookupi("xxxxx", 0), Data::String("xxxxx"));
-        QCOMPARE(catalogue.found.keys(), QList<Data::String>{".A.id"});
+        QCOMPARE(catalogue->found.keys(), QList<Data::String>{".A.id"});
         QCOMPARE(StringTable::lookup(".A.id"), Data::String("text"));
         QCOMPARE(StringTable::lookupi(".A.id", 0), Data::String("text"));
         QCOMPARE(StringTable::lookup("xxxxx"), Data::String("xxxxx"));
@@ -327,8 +327,8 @@ private Q_SLOTS:
     {
         StringTable::initialize("en", "", "");
         putText(".A", ".title", "of the table");
-        catalogue.tables[".A"].uiStrings["Form"][".title"] = "of the form";
-        catalogue.uiIndex["Form"] = ".A";
+        catalogue->tables[".A"].uiStrings["Form"][".title"] = "of the form";
+        catalogue->uiIndex["Form"] = ".A";
 
         QCOMPARE(StringTable::lookup(".title", "Form"), Data::String("of the form"));
         QCOMPARE(StringTable::lookup(".other", "Form"), Data::String(".other"));
@@ -464,7 +464,7 @@ private Q_SLOTS:
         QFETCH(Data::String, name);
         QFETCH(Data::String, value);
         StringTable::initialize("en", "", "");
-        catalogue.tables[".A"].strings[".record"] = record;
+        catalogue->tables[".A"].strings[".record"] = record;
 
         QCOMPARE(StringTable::lookupk(".A.record", name, "default"), value);
         QCOMPARE(StringTable::lookupk(record, name, "default"), value);

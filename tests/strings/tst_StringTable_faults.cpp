@@ -57,7 +57,7 @@ private Q_SLOTS:
         QCOMPARE(openFiles(), filesBefore);
         QCOMPARE(StringTable::lookup(".Kept.0"), Data::String("text 0 before"));
         QCOMPARE(StringTable::lookup(".Kept.1"), Data::String(".1"));
-        QCOMPARE(Utils::catalogue.tables.size(), 1);
+        QCOMPARE(Utils::catalogue->tables.size(), 1);
 
         bad.repair();
         QVERIFY(StringTable::load("Kept"));

@@ -70,12 +70,12 @@ private Q_SLOTS:
         const Data::String name = makeTable(tableOf("<string id='.a'>text</string>"));
 
         QVERIFY(!StringTable::load(name));
-        QVERIFY(catalogue.tables.isEmpty());
+        QVERIFY(catalogue->tables.isEmpty());
 
         StringTable::initialize("en", "", "");
         QVERIFY(StringTable::load(name));
         QCOMPARE(StringTable::lookup("." + name + ".a"), Data::String("text"));
-        QCOMPARE(catalogue.tables.keys(), QList<Data::String>{"." + name});
+        QCOMPARE(catalogue->tables.keys(), QList<Data::String>{"." + name});
     }
 
     void readsAFile_data()
@@ -152,8 +152,8 @@ private Q_SLOTS:
         StringTable::initialize("en", "One;Two", "Product");
 
         QVERIFY(StringTable::load(name));
-        QCOMPARE(describe(catalogue.tables.value("." + name)), table);
-        QVERIFY(catalogue.tables.value("." + name).localeStrings.isEmpty());
+        QCOMPARE(describe(catalogue->tables.value("." + name)), table);
+        QVERIFY(catalogue->tables.value("." + name).localeStrings.isEmpty());
     }
 
     void takesTheContextsOfAProduct_data()
@@ -193,7 +193,7 @@ private Q_SLOTS:
         StringTable::initialize("en", contexts, product);
 
         QVERIFY(StringTable::load(name));
-        QCOMPARE(describe(catalogue.tables.value("." + name).strings), strings);
+        QCOMPARE(describe(catalogue->tables.value("." + name).strings), strings);
     }
 
     void readsATextAsItIsWritten_data()
@@ -320,7 +320,7 @@ private Q_SLOTS:
         QCOMPARE(StringTable::lookup(key + ".a"), Data::String("new"));
         QCOMPARE(StringTable::lookup(key + ".b"), Data::String(".b"));
         QCOMPARE(StringTable::lookupl(key + ".a", "de"), Data::String("neu"));
-        QCOMPARE(catalogue.uiIndex.value("Lost"), key);
+        QCOMPARE(catalogue->uiIndex.value("Lost"), key);
         QCOMPARE(StringTable::lookup(".a", "Lost"), Data::String(".a"));
     }
 
@@ -412,8 +412,8 @@ private Q_SLOTS:
         StringTable::initialize("en", "A", "");
 
         QVERIFY(!StringTable::load(name));
-        QVERIFY(catalogue.tables.isEmpty());
-        QVERIFY(catalogue.uiIndex.isEmpty());
+        QVERIFY(catalogue->tables.isEmpty());
+        QVERIFY(catalogue->uiIndex.isEmpty());
     }
 
     void bearsAZeroByteInAText()
@@ -426,7 +426,7 @@ private Q_SLOTS:
             QVERIFY(StringTable::lookup("." + name + ".a").startsWith("a"));
             QCOMPARE(StringTable::lookup("." + name + ".b"), Data::String("text"));
         } else {
-            QVERIFY(catalogue.tables.isEmpty());
+            QVERIFY(catalogue->tables.isEmpty());
         }
     }
 
@@ -467,7 +467,7 @@ private Q_SLOTS:
         StringTable::initialize("en", "", "");
 
         QVERIFY(!StringTable::load(name));
-        QVERIFY(catalogue.tables.isEmpty());
+        QVERIFY(catalogue->tables.isEmpty());
         QCOMPARE(StringTable::lookupx(".a", name), "." + name + ".a");
     }
 
@@ -542,9 +542,9 @@ private Q_SLOTS:
         QCOMPARE(StringTable::lookupl(".a", "de"), Data::String(".a"));
         QCOMPARE(StringTable::lookupl("text", "de"), Data::String("text"));
         QCOMPARE(StringTable::lookupl("", "de"), Data::String(""));
-        QVERIFY(catalogue.uiIndex.isEmpty());
-        QVERIFY(catalogue.tables["." + name].uiStrings.isEmpty());
-        QCOMPARE(catalogue.tables["." + name].localeStrings.keys(), QList<Data::String>{"de"});
+        QVERIFY(catalogue->uiIndex.isEmpty());
+        QVERIFY(catalogue->tables["." + name].uiStrings.isEmpty());
+        QCOMPARE(catalogue->tables["." + name].localeStrings.keys(), QList<Data::String>{"de"});
     }
 
     void looksUpNothingBeforeItIsSetUp()
@@ -567,7 +567,7 @@ private Q_SLOTS:
         QVERIFY(StringTable::load(name));
 
         QCOMPARE(StringTable::lookupl(key, "de"), Data::String("English"));
-        QVERIFY(catalogue.tables["." + name].localeStrings.isEmpty());
+        QVERIFY(catalogue->tables["." + name].localeStrings.isEmpty());
         makeTable("<broken", "de", name);
         QCOMPARE(StringTable::lookupl(key, "de"), Data::String("English"));
         makeTable(tableOf("<string id='.a'>deutsch</string>"), "de", name);

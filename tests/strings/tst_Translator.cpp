@@ -56,7 +56,7 @@ static const struct
 /// The tables "Kelm.Widgets", "Kelm.Data" and "TORVE", and the form "Form" of the latter.
 static void fillCatalogue()
 {
-    auto &tables = catalogue.tables;
+    auto &tables = catalogue->tables;
     for (const auto &text : toolkitTexts)
         tables[".Kelm.Widgets"].strings[text.id] = Data::String("text of ") + text.id;
     tables[".Kelm.Widgets"].strings[".x"] = "widget x";
@@ -70,8 +70,8 @@ static void fillCatalogue()
     tables[".TORVE"].uiStrings["Form"][".empty"] = "";
     tables[".TORVE"].uiStrings["QForm"][".title"] = "q title";
     for (const char *form : {"Form", "Bare", "QForm"})
-        catalogue.uiIndex[form] = ".TORVE";
-    catalogue.uiIndex["Lost"] = ".Gone";
+        catalogue->uiIndex[form] = ".TORVE";
+    catalogue->uiIndex["Lost"] = ".Gone";
 }
 
 class tst_Translator : public QObject
@@ -97,7 +97,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, source);
         QFETCH(Data::String, id);
         StringTable::initialize("en", "", "");
-        const Translator &translator = *catalogue.translator;
+        const Translator &translator = *catalogue->translator;
 
         QCOMPARE(translator.translate(context, source), QString(".Kelm.Widgets" + id));
         fillCatalogue();
@@ -105,8 +105,8 @@ private Q_SLOTS:
         QCOMPARE(translator.translate(context, source, "comment", 7), QString("text of " + id));
         QCOMPARE(translator.translate(context, source, "_Qok"), QString("text of " + id));
         QCOMPARE(QCoreApplication::translate(context, source), QString("text of " + id));
-        catalogue.tables[".Kelm.Widgets"].strings.clear();
-        catalogue.found.clear();
+        catalogue->tables[".Kelm.Widgets"].strings.clear();
+        catalogue->found.clear();
         QCOMPARE(translator.translate(context, source), QString(id));
     }
 
@@ -114,7 +114,7 @@ private Q_SLOTS:
     {
         StringTable::initialize("en", "", "");
         fillCatalogue();
-        const Translator &translator = *catalogue.translator;
+        const Translator &translator = *catalogue->translator;
         const char *const contexts[] = {
             "QLineEdit", "QTextControl", "QWidgetTextControl", "QDialog", "QColorDialog",
             "QShortcut", "qlineedit",    "QLineEdi",           "Form",    "QLineEdit "};
@@ -198,7 +198,7 @@ private Q_SLOTS:
         StringTable::initialize("en", "", "");
         fillCatalogue();
 
-        const QString result = catalogue.translator->translate(
+        const QString result = catalogue->translator->translate(
             context, source, disambiguation.isNull() ? nullptr : disambiguation.constData());
 
         QCOMPARE(result, answer);
@@ -208,7 +208,7 @@ private Q_SLOTS:
     void answersForAPanelWithoutItsTable()
     {
         StringTable::initialize("en", "", "");
-        const Translator &translator = *catalogue.translator;
+        const Translator &translator = *catalogue->translator;
 
         QCOMPARE(translator.translate("Widgets::Panel", "hello"), QString(".Kelm.Widgetshello"));
         QCOMPARE(translator.translate("Widgets::Panel", ".x"), QString(".Kelm.Widgets.x"));
@@ -220,9 +220,9 @@ private Q_SLOTS:
     {
         StringTable::initialize("en", "", "");
         fillCatalogue();
-        catalogue.tables[".Kelm.Widgets"].strings[".empty"] = "";
-        catalogue.tables[".Kelm.Widgets"].strings[".ctx.undo"] = "";
-        const Translator &translator = *catalogue.translator;
+        catalogue->tables[".Kelm.Widgets"].strings[".empty"] = "";
+        catalogue->tables[".Kelm.Widgets"].strings[".ctx.undo"] = "";
+        const Translator &translator = *catalogue->translator;
 
         QVERIFY(translator.translate("Form", ".empty").isNull());
         QVERIFY(translator.translate("Widgets::Panel", ".empty").isNull());
@@ -236,7 +236,7 @@ private Q_SLOTS:
     {
         StringTable::initialize("en", "", "");
         fillCatalogue();
-        const Translator &translator = *catalogue.translator;
+        const Translator &translator = *catalogue->translator;
 
         QVERIFY(translator.translate(nullptr, nullptr).isNull());
         QVERIFY(translator.translate(nullptr, ".x").isNull());
@@ -249,7 +249,7 @@ private Q_SLOTS:
     {
         StringTable::initialize("en", "", "");
         fillCatalogue();
-        const Translator &translator = *catalogue.translator;
+        const Translator &translator = *catalogue->translator;
         const QByteArray large = "." + QByteArray(10'000'000, 'x');
 
         QCOMPARE(translator.translate("Form", large), QString(large));
@@ -262,8 +262,8 @@ private Q_SLOTS:
     {
         StringTable::initialize("en", "", "");
 
-        QVERIFY(!catalogue.translator->isEmpty());
-        QVERIFY(!static_cast<QTranslator *>(catalogue.translator)->isEmpty());
+        QVERIFY(!catalogue->translator->isEmpty());
+        QVERIFY(!static_cast<QTranslator *>(catalogue->translator)->isEmpty());
     }
 
     void belongsToItsParent()
@@ -309,7 +309,7 @@ static int runWithoutApplication(int &argc, char **argv)
     std::printf("before: %s\n", qPrintable(QCoreApplication::translate("QLineEdit", "&Undo")));
     const QCoreApplication application(argc, argv);
     std::printf("after: %s\n", qPrintable(QCoreApplication::translate("QLineEdit", "&Undo")));
-    std::printf("asked: %s\n", qPrintable(catalogue.translator->translate("QLineEdit", "&Undo")));
+    std::printf("asked: %s\n", qPrintable(catalogue->translator->translate("QLineEdit", "&Undo")));
     return 0;
 }
 

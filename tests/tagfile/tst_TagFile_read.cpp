@@ -608,7 +608,7 @@ private Q_SLOTS:
     void tellsWhatCannotBeRead()
     {
         QFETCH(QString, name);
-        Utils::Catalogue &state = Utils::catalogue;
+        Utils::Catalogue &state = *Utils::catalogue.ifAlive();
         state.language = "en";
         state.tables[".Kelm.Utils"].strings[".err.fileread"] = "No reading of <%1>, %2.";
         QFile::setPermissions(makeFile(path("secret")), {});

@@ -636,7 +636,7 @@ private Q_SLOTS:
     void tellsWhatCannotBeWritten()
     {
         QFETCH(QString, name);
-        Utils::Catalogue &state = Utils::catalogue;
+        Utils::Catalogue &state = *Utils::catalogue.ifAlive();
         state.language = "en";
         state.tables[".Kelm.Utils"].strings[".err.filewrite"] = "No writing of <%1>, %2.";
         QFile::setPermissions(makeFile(path("protected"), "before"), QFile::Permissions(0x4444));

@@ -50,7 +50,7 @@ private Q_SLOTS:
     {
         m_folder = std::make_unique<QTemporaryDir>();
         QVERIFY(m_folder->isValid());
-        Utils::Catalogue &catalogue = Utils::catalogue;
+        Utils::Catalogue &catalogue = *Utils::catalogue.ifAlive();
         catalogue.language = "en";
         catalogue.tables[".Kelm.Data"].strings = {{".err.noopen", "cannot open %1"},
                                                   {".err.doctype", "found %1 for %2"}};
@@ -530,7 +530,7 @@ private Q_SLOTS:
         Document document(Document::Normal, 5.0);
         String error;
 
-        Utils::catalogue.tables[".Kelm.Data"].strings.clear();
+        Utils::catalogue->tables[".Kelm.Data"].strings.clear();
         QVERIFY(!document.open(m_folder->filePath("missing"), "", error));
         QCOMPARE(error, String(".err.noopen"));
 

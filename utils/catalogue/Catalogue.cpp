@@ -20,13 +20,15 @@ static int commonLength(const QString &a, const QString &b)
 
 CatalogueKey::CatalogueKey(const Data::String &key) : m_key(key)
 {
-    if (!Catalogue::alive || catalogue.language.isEmpty() || !key.startsWith(dot))
+    Catalogue *const texts = catalogue.ifAlive();
+    if (!texts || texts->language.isEmpty() || !key.startsWith(dot))
         return;
 
-    // The prefixes of the key are views, because copies would take as long as the search. Of all
-    // names up to a prefix in sort order, the last one has the longest common start with it. Either
-    // it is the table, or the length of the common start limits that of the next prefix.
-    QMap<Data::String, CatalogueTable> &tables = catalogue.tables;
+    // Parts of the key are searched where they stand in it, as copies would cost as much as the
+    // search. The name before a part in the order of names has more in common with it than all
+    // names before that one: so it is the table, or tells how long the next part to search is at
+    // most.
+    QMap<Data::String, CatalogueTable> &tables = texts->tables;
     int length = key.lastIndexOf(dot);
     Data::String part(QString::fromRawData(key.constData(), length));
     while (length > 0) {
@@ -58,9 +60,10 @@ const Data::String *CatalogueKey::textIn(const TextsById &texts) const
 
 Data::String textOf(const Data::String &key)
 {
-    if (!Catalogue::alive || !key.startsWith(dot))
+    Catalogue *const texts = catalogue.ifAlive();
+    if (!texts || !key.startsWith(dot))
         return key;
-    QHash<Data::String, Data::String> &found = catalogue.found;
+    QHash<Data::String, Data::String> &found = texts->found;
     const auto known = found.constFind(key);
     if (known != found.constEnd())
         return *known;

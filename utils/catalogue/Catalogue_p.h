@@ -1,5 +1,6 @@
 #pragma once
 
+#include "data/ProcessWide_p.h"
 #include "data/String.h"
 
 #include <QHash>
@@ -23,18 +24,15 @@ struct CatalogueTable
 /// The texts in memory. StringTable, the public face, fills it.
 struct Catalogue
 {
-    ~Catalogue() { alive = false; } // the maps are destroyed after this line
-
     QMap<Data::String, CatalogueTable> tables; // by "." and the name of the table
     Data::String language;                     // such as "en"; "" before initialize()
     Data::String contexts;                     // names, separated by ";"
     Data::String productContext;               // one more name
     QMap<Data::String, Data::String> uiIndex;  // name of a form => key of its table
-    Translator *translator = nullptr;          // never deleted: the application may use it
-    QHash<Data::String, Data::String> found;   // key => text, looked up since load()
-    static bool alive; // a plain bool, which objects that are destroyed later can still read
+    Translator *translator = nullptr;          // never deleted: the application may know it
+    QHash<Data::String, Data::String> found;   // key => text, asked for since load()
 };
-extern Catalogue catalogue;
+extern Data::ProcessWide<Catalogue> catalogue;
 
 /// A key, with the loaded table of the longest name whose components it begins with.
 class CatalogueKey

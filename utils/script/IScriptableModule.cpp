@@ -13,8 +13,8 @@ namespace Utils {
 
 IScriptableModule::~IScriptableModule()
 {
-    if (ModuleList::alive)
-        moduleList.modules.removeAll(this);
+    if (ModuleList *const list = moduleList.ifAlive())
+        list->modules.removeAll(this);
     if (!ScriptManagerPrivate::alive)
         return;
     const QList<IScriptEngine *> engines = ScriptManagerPrivate::alive->engines;
@@ -26,12 +26,13 @@ Data::String IScriptableModule::name() const { return m_moduleName; }
 
 bool IScriptableModule::initializeModules(Data::String &messages)
 {
-    if (!ModuleList::alive)
+    ModuleList *const list = moduleList.ifAlive();
+    if (!list)
         return true;
 
     // The list is looked through anew each time, as initialize() may build modules, delete them,
     // reset them all or come back here. Each is tried once.
-    const QList<IScriptableModule *> &modules = moduleList.modules;
+    const QList<IScriptableModule *> &modules = list->modules;
     QSet<IScriptableModule *> tried;
     const auto isNext = [&tried](IScriptableModule *module) {
         return !module->m_initialized && !tried.contains(module);
@@ -58,20 +59,22 @@ bool IScriptableModule::initializeModules(Data::String &messages)
 
 void IScriptableModule::resetModules()
 {
-    if (!ModuleList::alive)
+    ModuleList *const list = moduleList.ifAlive();
+    if (!list)
         return;
-    for (IScriptableModule *module : std::as_const(moduleList.modules))
+    for (IScriptableModule *module : std::as_const(list->modules))
         module->m_initialized = false;
 }
 
 IScriptableModule::IScriptableModule(const char *name) : m_moduleName(name)
 {
-    if (!ModuleList::alive)
+    ModuleList *const list = moduleList.ifAlive();
+    if (!list)
         return;
     if (m_moduleName == QLatin1String("KelmData"))
-        moduleList.modules.prepend(this);
+        list->modules.prepend(this);
     else
-        moduleList.modules.append(this);
+        list->modules.append(this);
 }
 
 IScriptableModule::IScriptableModule(const IScriptableModule &other) = default;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "data/ProcessWide_p.h"
+
 #include <QList>
 
 namespace Utils {
@@ -9,11 +11,8 @@ class IScriptableModule;
 /// Every live module, in the order in which they are initialised.
 struct ModuleList
 {
-    ~ModuleList() { alive = false; } // the list is released behind this line
-
     QList<IScriptableModule *> modules;
-    static bool alive; // a plain bool, so that what dies later may still ask
 };
-extern ModuleList moduleList;
+extern Data::ProcessWide<ModuleList> moduleList;
 
 } // namespace Utils

@@ -1,6 +1,5 @@
 #include "utils/signals/Signal.h"
 
-#include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
 #include "utils/signals/SingleShot_p.h"
 #include "utils/signals/Slot.h"
@@ -43,9 +42,8 @@ private:
 
 Signal *Signal::find(const Data::String &name)
 {
-    if (!SignalRegistry::alive)
-        return nullptr;
-    return signalRegistry.byName[name]; // an unknown name is taken from here on
+    SignalRegistry *const registry = signalRegistry.ifAlive();
+    return registry ? registry->byName[name] : nullptr; // an unknown name is taken from here on
 }
 
 Signal &Signal::addData(const Data::String &key, const Data::Variant &value)
@@ -89,7 +87,7 @@ void Signal::singleShot(Slot *slot, int msec, const Data::String &id)
 void Signal::singleShot(const QObject *receiver, const char *method,
                         const Data::VariantCollection &data, int msec, const Data::String &id)
 {
-    if (!SignalRegistry::alive || (!id.isEmpty() && pendingCalls.ids.contains(id)))
+    if (!signalRegistry.ifAlive() || (!id.isEmpty() && pendingCalls.ids.contains(id)))
         return;
 
     Signal *call = new SingleShot(id.c_str()); // deletes itself when its time has come
@@ -106,7 +104,7 @@ void Signal::singleShot(const QObject *receiver, const char *method, int msec,
 
 void Signal::cancelSingleShot(const Data::String &id)
 {
-    if (SignalRegistry::alive)
+    if (signalRegistry.ifAlive())
         pendingCalls.ids.remove(id);
 }
 
@@ -178,20 +176,21 @@ Signal::Signal(const char *name, QObject *parent) : QObject(parent)
 {
     const Data::String text(name);
     setObjectName(text);
-    if (!SignalRegistry::alive)
+    SignalRegistry *const registry = signalRegistry.ifAlive();
+    if (!registry)
         return;
 
-    // A name that is there already, whoever has it, belongs to nobody from now on.
-    const bool isTaken = signalRegistry.byName.contains(text);
-    signalRegistry.byName.insert(text, isTaken ? nullptr : this);
+    // A name that is there already becomes ambiguous, whoever has it.
+    const bool isTaken = registry->byName.contains(text);
+    registry->byName.insert(text, isTaken ? nullptr : this);
 }
 
 Signal::~Signal()
 {
     if (m_sending)
         m_sending->endAll();
-    if (SignalRegistry::alive)
-        signalRegistry.byName.remove(objectName());
+    if (SignalRegistry *const registry = signalRegistry.ifAlive())
+        registry->byName.remove(objectName());
 }
 
 bool Signal::isAborted() const { return m_aborted; }

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "data/ProcessWide_p.h"
 #include "data/String.h"
 
 #include <QMap>
+#include <QSet>
 
 namespace Utils {
 
@@ -10,16 +12,21 @@ class Signal;
 
 /// The named signals of the process.
 ///
-/// A name that is null in the map is taken but belongs to nobody: two signals have asked for it,
-/// or it was looked up before there was one. An entry may point to a signal that has died under
+/// A name that is null in the map is ambiguous: two signals have asked for it, or it was looked up
+/// before there was one. An entry may point to a signal that has died under
 /// another name, so nothing here may be dereferenced.
 struct SignalRegistry
 {
-    ~SignalRegistry() { alive = false; } // the map is released behind this line
-
     QMap<Data::String, Signal *> byName;
-    static bool alive; // a plain bool, so that what dies later may still ask
 };
-extern SignalRegistry signalRegistry;
+extern Data::ProcessWide<SignalRegistry> signalRegistry;
+
+/// The ids of the single-shot calls that wait. They are released after the signal registry, so
+/// where that is alive they are, too.
+struct PendingCalls
+{
+    QSet<Data::String> ids;
+};
+extern PendingCalls pendingCalls;
 
 } // namespace Utils

@@ -1,6 +1,5 @@
 #include "utils/signals/SingleShot_p.h"
 
-#include "utils/signals/PendingCalls_p.h"
 #include "utils/signals/SignalRegistry_p.h"
 
 #include <QPointer>
@@ -9,7 +8,7 @@ namespace Utils {
 
 SingleShot::SingleShot(const char *id) : Signal(id ? id : "singleshot", nullptr)
 {
-    if (id && SignalRegistry::alive)
+    if (id && signalRegistry.ifAlive())
         pendingCalls.ids.insert(objectName());
 }
 
@@ -18,7 +17,7 @@ bool SingleShot::sendSignals()
     const QPointer<SingleShot> self(this);
     const Data::String id = objectName();
     const bool isUncancellable = id == QLatin1String("singleShot");
-    if (SignalRegistry::alive && (isUncancellable || pendingCalls.ids.contains(id))) {
+    if (signalRegistry.ifAlive() && (isUncancellable || pendingCalls.ids.contains(id))) {
         pendingCalls.ids.remove(id); // before the send, in which the id may be requested again
         Signal::sendSignals();
         if (!self)

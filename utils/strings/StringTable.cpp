@@ -12,10 +12,8 @@ static const QLatin1Char dot('.');
 void StringTable::initialize(const Data::String &language, const Data::String &contexts,
                              const Data::String &productContext)
 {
-    if (!Catalogue::alive)
-        return;
-    Catalogue &state = catalogue;
-    if (!state.language.isEmpty() || language.isEmpty())
+    Catalogue *const texts = catalogue.ifAlive();
+    if (!texts || !texts->language.isEmpty() || language.isEmpty())
         return;
 
     // The translator notifies the application before the language is set, and a receiver may call
@@ -24,24 +22,25 @@ void StringTable::initialize(const Data::String &language, const Data::String &c
     if (isRunning)
         return;
     isRunning = true;
-    state.translator = new Translator;
+    texts->translator = new Translator;
     isRunning = false;
 
-    state.language = language;
+    texts->language = language;
     if (language.size() == 5 && language.endsWith(QLatin1String("IDS")))
-        state.language = language.left(2);
+        texts->language = language.left(2);
     if (language.contains(QLatin1Char('_')))
-        state.language = language.section(QLatin1Char('_'), 0, 0);
-    state.contexts = contexts;
-    state.productContext = productContext;
+        texts->language = language.section(QLatin1Char('_'), 0, 0);
+    texts->contexts = contexts;
+    texts->productContext = productContext;
 }
 
 Data::String StringTable::lookup(const Data::String &key) { return textOf(key); }
 
 Data::String StringTable::lookup(const char *text, const char *uiName)
 {
-    if (uiName && Catalogue::alive && catalogue.translator)
-        return catalogue.translator->translate(uiName, text, nullptr, -1);
+    const Catalogue *const texts = catalogue.ifAlive();
+    if (uiName && texts && texts->translator)
+        return texts->translator->translate(uiName, text, nullptr, -1);
     return lookup(Data::String(text));
 }
 
@@ -98,7 +97,8 @@ Data::String StringTable::lookupk(const Data::String &key, const Data::String &s
 
 static bool isCurrentLanguage(const Data::String &language)
 {
-    return !Catalogue::alive || language.isEmpty() || language == catalogue.language;
+    const Catalogue *const texts = catalogue.ifAlive();
+    return !texts || language.isEmpty() || language == texts->language;
 }
 
 Data::String StringTable::lookupl(const Data::String &key, const Data::String &language)

@@ -12,8 +12,8 @@ namespace Utils {
 
 static bool isActiveContext(const Data::String &name)
 {
-    const Data::String &contexts = catalogue.contexts;
-    return name == contexts || name == catalogue.productContext ||
+    const Data::String &contexts = catalogue->contexts;
+    return name == contexts || name == catalogue->productContext ||
            contexts.split(QLatin1Char(';')).contains(name);
 }
 
@@ -62,8 +62,8 @@ static void readStrings(const QDomElement &parent, CatalogueTable &table, TextsB
 bool readStringTable(CatalogueTable &table, const Data::String &name, const Data::String &language)
 {
     Data::String path = File::findResource(name, "_" + language + ".xml");
-    // The current language decides, even when another one was requested.
-    if (path.isEmpty() && catalogue.language != QLatin1String("en"))
+    // It is the current language that counts, also when another one is asked for.
+    if (path.isEmpty() && catalogue->language != QLatin1String("en"))
         path = File::findResource(name, "_en.xml");
     if (path.isEmpty())
         return false;
@@ -78,23 +78,24 @@ bool readStringTable(CatalogueTable &table, const Data::String &name, const Data
 
 bool StringTable::load(const Data::String &name)
 {
-    if (!Catalogue::alive || catalogue.language.isEmpty())
+    Catalogue *const texts = catalogue.ifAlive();
+    if (!texts || texts->language.isEmpty())
         return false;
 
     try {
         CatalogueTable table;
-        if (!readStringTable(table, name, catalogue.language))
+        if (!readStringTable(table, name, texts->language))
             return false;
         // Replaced only when everything is complete.
         const Data::String key = "." + name;
-        QMap<Data::String, Data::String> uiIndex = catalogue.uiIndex;
+        QMap<Data::String, Data::String> uiIndex = texts->uiIndex;
         for (auto form = table.uiStrings.constBegin(); form != table.uiStrings.constEnd(); ++form)
             uiIndex[form.key()] = key;
-        QMap<Data::String, CatalogueTable> tables = catalogue.tables;
+        QMap<Data::String, CatalogueTable> tables = texts->tables;
         tables[key] = table;
-        catalogue.uiIndex.swap(uiIndex);
-        catalogue.tables.swap(tables);
-        catalogue.found = QHash<Data::String, Data::String>();
+        texts->uiIndex.swap(uiIndex);
+        texts->tables.swap(tables);
+        texts->found = QHash<Data::String, Data::String>();
         return true;
     } catch (const std::bad_alloc &) {
         return false;

@@ -71,19 +71,21 @@ static Data::String widgetText(const Data::String &source)
     if (source.startsWith(QLatin1Char('.')))
         return StringTable::lookup(table + source);
 
-    // lookup() would read such an id as a part of the name of the table.
-    if (Catalogue::alive && catalogue.tables.contains(table))
-        return catalogue.tables[table].strings.value(source, source);
+    // lookup() would take such an id for a part of the table's name.
+    Catalogue *const texts = catalogue.ifAlive();
+    if (texts && texts->tables.contains(table))
+        return texts->tables[table].strings.value(source, source);
     return StringTable::lookup(table + source);
 }
 
 /// The string of a form; "" when no strings of the form are loaded.
 static Data::String formText(const Data::String &form, const Data::String &source)
 {
-    if (!Catalogue::alive || !catalogue.uiIndex.contains(form))
+    Catalogue *const texts = catalogue.ifAlive();
+    if (!texts || !texts->uiIndex.contains(form))
         return {};
-    const auto table = catalogue.tables.constFind(catalogue.uiIndex[form]);
-    if (table == catalogue.tables.constEnd())
+    const auto table = texts->tables.constFind(texts->uiIndex[form]);
+    if (table == texts->tables.constEnd())
         return {};
     return table->uiStrings.value(form).value(source, source);
 }
