@@ -11,9 +11,6 @@ namespace Utils {
 /// How many bytes or code units in front of the end of a text parseDecimal() looks at.
 constexpr int decimalReach = 16;
 
-/// Powers of ten that a double holds exactly, up to 18.
-extern const double powersOfTen[];
-
 #ifdef __SSE2__
 
 /// The whole number of 16 decimal digits, the first of which is in the lowest byte.

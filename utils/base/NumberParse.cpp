@@ -1,14 +1,9 @@
 #include "utils/base/NumberParse_p.h"
 
-#include "utils/base/DecimalParse_p.h"
-
 #include <charconv>
 #include <system_error>
 
 namespace Utils {
-
-const double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8, 1e9,
-                              1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18};
 
 static const int maxPlainLength = 18; // its digits fit into 64 bits, its fraction into the powers
 static const quint64 maxExactInteger = quint64(1) << 53;

@@ -5,6 +5,12 @@
 
 namespace Utils {
 
+/// The powers of ten that a double holds exactly.
+inline constexpr double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                         1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                         1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr int mostExactPower = 22;
+
 // Text to number in the C locale, as fast as a table of numbers needs it. Each gives the very value
 // and success that Qt's conversion of the same text gives, and asks Qt where it is not sure.
 

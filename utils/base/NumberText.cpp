@@ -1,5 +1,7 @@
 #include "utils/base/NumberText_p.h"
 
+#include "utils/base/NumberParse_p.h"
+
 #include <algorithm>
 #include <cfloat>
 #include <charconv>
@@ -48,10 +50,6 @@ static Decimal shortestDecimal(double value)
 /// for more than 15 digits, or when it takes powers of ten that a double does not hold exactly.
 static bool roundByScaling(Decimal &decimal, double value, int precision)
 {
-    static const double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                         1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                         1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-    static const int mostExact = 22;
     if (precision > DBL_DIG)
         return false;
 
@@ -62,7 +60,7 @@ static bool roundByScaling(Decimal &decimal, double value, int precision)
     double scaled = 0.0;
     for (;;) {
         const int shift = precision - point;
-        if (std::abs(shift) > mostExact)
+        if (std::abs(shift) > mostExactPower)
             return false;
         scaled = shift < 0 ? value / powersOfTen[-shift] : value * powersOfTen[shift];
         if (scaled < powersOfTen[precision])

@@ -1,16 +1,10 @@
 #include "utils/csv/CSVTable.h"
 
+#include "utils/base/NumberText_p.h"
 #include "utils/csv/CSVTable_p.h"
 #include "utils/text/List.h"
 
 namespace Utils {
-
-/// Whether \p value is a whole number that a 32-bit integer holds.
-static bool isInteger(double value)
-{
-    return value >= std::numeric_limits<int>::min() && value <= std::numeric_limits<int>::max() &&
-           value == static_cast<int>(value);
-}
 
 /// How a number is written into a cell of a table with the hole number \p hole. Whole numbers have
 /// a format of their own.
@@ -18,7 +12,7 @@ static QString cellText(double value, char format, int precision, double hole)
 {
     if (hole != 0.0 && value == hole)
         return QString();
-    return isInteger(value) ? QString::number(value, 'g', 6)
+    return isWholeNumber(value) ? QString::number(value, 'g', 6)
                             : QString::number(value, format, precision);
 }
 

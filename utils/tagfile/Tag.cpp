@@ -4,20 +4,11 @@
 #include "utils/tagfile/TagText_p.h"
 
 #include <algorithm>
-#include <limits>
 #include <new>
 
 namespace Utils {
 
 using Tag = TagFile::Tag;
-
-static bool isWholeNumber(double value)
-{
-    // Outside these limits the conversion has no defined result; a NaN is outside.
-    const bool fits = value > std::numeric_limits<int>::min() - 1.0 &&
-                      value < std::numeric_limits<int>::max() + 1.0;
-    return fits && static_cast<int>(value) == value;
-}
 
 Tag::Tag(const Data::String &tagName) : name(tagName) {}
 
