@@ -1,6 +1,7 @@
+#include "utils/tagfile/TagFile.h"
+
 #include "data/Truth_p.h"
 #include "utils/base/NumberText_p.h"
-#include "utils/tagfile/TagFile.h"
 #include "utils/tagfile/TagText_p.h"
 
 #include <algorithm>
@@ -134,24 +135,34 @@ Tag &Tag::replace(const Data::String &key, const Data::String &value)
     return *this;
 }
 
+namespace {
+
+/// The lines of properties as a list. A colon in a key stays as it is.
+struct ListOfLines
+{
+    void comment(const QString &text) { lines.append(text); }
+    void block(const QString &key, const QString &numLines, const QString &value)
+    {
+        lines.append(key + QLatin1Char(':') + numLines);
+        lines.append(value.split(QLatin1Char('\n')));
+    }
+    void line(const QString &key, const QString &value)
+    {
+        lines.append(key + QLatin1String(": ") + value);
+    }
+
+    QStringList lines;
+};
+
+} // namespace
+
 QStringList Tag::toStringList(int first, int options) const
 {
-    QStringList lines;
+    ListOfLines list;
     const int end = numProps();
-    for (int i = std::max(first, 0); i < end; ++i) {
-        const QString &key = keys[i];
-        const QString &value = values[i];
-        if (isComment(key)) {
-            if (options & WriteComments)
-                lines.append(commentLines(value));
-        } else if (value.contains(QLatin1Char('\n'))) {
-            lines.append(key + QLatin1Char(':') + QString::number(numberOfLines(value)));
-            lines.append(value.split(QLatin1Char('\n')));
-        } else if (!isLeftOut(value, options)) {
-            lines.append(key + QLatin1String(": ") + oneLineValue(value, options));
-        }
-    }
-    return lines;
+    for (int i = std::max(first, 0); i < end; ++i)
+        writePropertyTo(list, keys[i], values[i], options);
+    return list.lines;
 }
 
 /// Adds the properties that \p lines hold to \p tag.
@@ -161,26 +172,19 @@ static void addLines(Tag &tag, const QStringList &lines, int options)
     const QStringList source = lines;
     auto next = source.begin();
     while (next != source.end()) {
-        const QString text = *next++;
-        const int colon = text.indexOf(QLatin1Char(':'));
-        if (colon < 0)
+        PropertyLine property;
+        if (!parseProperty(*next++, property))
             continue;
 
-        const QString key = text.left(colon);
-        const QString rest = text.mid(colon + 1);
-        if (rest.startsWith(QLatin1Char(' '))) {
-            const QString value = rest.mid(1);
-            if (!(options & TagFile::DropNone) || value != QLatin1String("NONE"))
-                tag.add(key, value);
-            continue;
+        const QString key = property.key.toString();
+        if (property.isBlock) {
+            QString value;
+            for (int left = property.numLines; left > 0 && next != source.end(); --left)
+                appendBlockLine(value, *next++);
+            tag.add(key, value);
+        } else if (!isDropped(property.value, options)) {
+            tag.add(key, property.value.toString());
         }
-        QString value;
-        for (int left = rest.toInt(); left > 0 && next != source.end(); --left) {
-            if (!value.isEmpty())
-                value += QLatin1Char('\n');
-            value += *next++;
-        }
-        tag.add(key, value);
     }
 }
 

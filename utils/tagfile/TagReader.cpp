@@ -1,6 +1,7 @@
 #include "utils/tagfile/TagReader_p.h"
 
 #include "utils/base/ReplaceAll_p.h"
+#include "utils/tagfile/TagText_p.h"
 
 #include <QIODevice>
 #include <QTextCodec>
@@ -13,7 +14,6 @@ namespace Utils {
 
 using Tag = TagFile::Tag;
 
-static const QLatin1Char colon(':');
 static const QLatin1Char lineFeed('\n');
 static const QLatin1Char carriageReturn('\r');
 
@@ -228,7 +228,8 @@ void TagReader<Lines>::read(TagList &tags)
     }
 }
 
-/// Takes what \p line holds. The number of lines of a block counts even when they are not there.
+/// Reads the property that \p line starts. The number of lines of a block counts even when they are
+/// not there.
 template <typename Lines>
 void TagReader<Lines>::readProperty(Tag &tag, QStringView line)
 {
@@ -238,22 +239,18 @@ void TagReader<Lines>::readProperty(Tag &tag, QStringView line)
         marked = replaceAll(line.toString(), QStringLiteral("\\:"), colonMarker());
         line = marked;
     }
-    const auto end = line.indexOf(colon);
-    if (end < 0)
+    PropertyLine property;
+    if (!parseProperty(line, property))
         return;
 
-    const QStringView rest = line.mid(end + 1);
-    const QString key = mayHoldColons ? m_sharedKeys.text(withColons(line.left(end)))
-                                      : m_sharedKeys.text(line.left(end));
-    if (!rest.isEmpty() && rest.front() == QLatin1Char(' ')) {
-        const QStringView value = rest.mid(1);
-        if (!(m_options & TagFile::DropNone) || value != QLatin1String("NONE"))
-            add(tag, key, mayHoldColons ? withColons(value) : value.toString());
-        return;
+    const QString key = mayHoldColons ? m_sharedKeys.text(withColons(property.key))
+                                      : m_sharedKeys.text(property.key);
+    if (property.isBlock) {
+        add(tag, key, readBlock(property.numLines));
+        m_lineNumber += property.numLines;
+    } else if (!isDropped(property.value, m_options)) {
+        add(tag, key, mayHoldColons ? withColons(property.value) : property.value.toString());
     }
-    const int count = rest.toString().toInt();
-    add(tag, key, readBlock(count));
-    m_lineNumber += count;
 }
 
 /// Reads the next \p count lines, or as many as there are.
@@ -261,12 +258,8 @@ template <typename Lines>
 QString TagReader<Lines>::readBlock(int count)
 {
     m_block.resize(0);
-    for (; count > 0 && !m_lines.atEnd(); --count) {
-        const QStringView line = m_lines.next();
-        if (!m_block.isEmpty())
-            m_block += lineFeed;
-        m_block.append(line.data(), static_cast<int>(line.size()));
-    }
+    for (; count > 0 && !m_lines.atEnd(); --count)
+        appendBlockLine(m_block, m_lines.next());
     return QString(m_block.constData(), m_block.size());
 }
 

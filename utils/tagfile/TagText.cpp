@@ -1,14 +1,11 @@
 #include "utils/tagfile/TagText_p.h"
 
 #include "utils/base/ReplaceAll_p.h"
-#include "utils/tagfile/TagFile.h"
 
 namespace Utils {
 
 static const QLatin1Char lineFeed('\n');
 static const QLatin1Char colon(':');
-
-bool isComment(const QString &name) { return name == QLatin1String("$"); }
 
 QString commentLines(const QString &text)
 {
@@ -33,8 +30,6 @@ QString oneLineValue(const QString &value, int options)
     return value;
 }
 
-qint64 numberOfLines(const QString &value) { return qint64(value.count(lineFeed)) + 1; }
-
 void appendTag(QString &out, const QString &name, const QString &comment, bool blankLine,
                int options)
 {
@@ -46,34 +41,53 @@ void appendTag(QString &out, const QString &name, const QString &comment, bool b
         out += QLatin1Char('*') + name + lineFeed;
 }
 
-static void appendKey(QString &out, const QString &key)
+namespace {
+
+/// The lines of a property at the end of a text.
+class TextLines
 {
-    if (key.contains(colon))
-        out += replaceAll(key, QStringLiteral(":"), QStringLiteral("\\:"));
-    else
-        out += key;
-}
+public:
+    explicit TextLines(QString &out) : m_out(out) {}
+
+    void comment(const QString &lines)
+    {
+        m_out += lines;
+        m_out += lineFeed;
+    }
+    void block(const QString &key, const QString &numLines, const QString &value)
+    {
+        appendKey(key);
+        m_out += colon;
+        m_out += numLines;
+        m_out += lineFeed;
+        m_out += value;
+        m_out += lineFeed;
+    }
+    void line(const QString &key, const QString &value)
+    {
+        appendKey(key);
+        m_out += QLatin1String(": ");
+        m_out += value;
+        m_out += lineFeed;
+    }
+
+private:
+    void appendKey(const QString &key)
+    {
+        if (key.contains(colon))
+            m_out += replaceAll(key, QStringLiteral(":"), QStringLiteral("\\:"));
+        else
+            m_out += key;
+    }
+
+    QString &m_out;
+};
+
+} // namespace
 
 void appendProperty(QString &out, const QString &key, const QString &value, int options)
 {
-    if (isComment(key)) {
-        if (options & TagFile::WriteComments)
-            out += commentLines(value) + lineFeed;
-        return;
-    }
-    if (value.contains(lineFeed)) {
-        appendKey(out, key);
-        out += colon + QString::number(numberOfLines(value)) + lineFeed;
-        out += value;
-        out += lineFeed;
-        return;
-    }
-    if (isLeftOut(value, options))
-        return;
-    appendKey(out, key);
-    out += QLatin1String(": ");
-    out += oneLineValue(value, options);
-    out += lineFeed;
+    writePropertyTo(TextLines(out), key, value, options);
 }
 
 } // namespace Utils
