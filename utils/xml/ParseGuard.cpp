@@ -94,7 +94,8 @@ void ParseGuard::readOpenEntities()
     }
 }
 
-/// Reads what is nothing but text, which most of a document is. Gives where something else begins.
+/// Reads what is nothing but text, which most of a document is. Returns where something else
+/// begins.
 const QChar *ParseGuard::skip(const QChar *at, const QChar *end)
 {
     const auto find = [&](ushort one, ushort other, ushort third) {
@@ -124,141 +125,62 @@ void ParseGuard::read(QChar character)
 {
     switch (m_state) {
     case State::Content:
-        if (character == QLatin1Char('<'))
-            m_state = State::Markup;
-        else if (character == QLatin1Char('&'))
-            startReference(character, m_state);
-        break;
+        return readContent(character);
     case State::Markup:
-        readMarkup(character);
-        break;
+        return readMarkup(character);
     case State::StartTag:
-        if (isQuote(character)) {
-            quote(character, m_state, /*withReferences=*/true);
-        } else if (character == QLatin1Char('>')) {
-            if (m_previous == QLatin1Char('/'))
-                closeElement();
-            m_state = State::Content;
-        }
-        m_previous = character;
-        break;
+        return readStartTag(character);
     case State::EndTag:
-        if (character == QLatin1Char('>')) {
-            closeElement();
-            m_state = State::Content;
-        }
-        break;
+        return readEndTag(character);
     case State::Declaration:
-        m_run = 0;
-        m_text = character;
-        if (character == QLatin1Char('-'))
-            m_state = State::CommentStart;
-        else if (character == QLatin1Char('['))
-            m_state = State::CdataStart;
-        else
-            m_state = m_home == State::Subset ? State::Keyword : State::DocType;
-        break;
+        return readDeclaration(character);
     case State::CommentStart:
         m_state = character == QLatin1Char('-') ? State::Comment : m_home;
-        break;
+        return;
     case State::Comment:
-        if (character == QLatin1Char('>') && m_run >= 2)
-            m_state = m_home;
-        m_run = character == QLatin1Char('-') ? m_run + 1 : 0;
-        break;
+        return readUpToRun(character, QLatin1Char('-'));
     case State::CdataStart:
         if (character == QLatin1Char('['))
             m_state = State::Cdata;
-        break;
+        return;
     case State::Cdata:
-        if (character == QLatin1Char('>') && m_run >= 2)
-            m_state = m_home;
-        m_run = character == QLatin1Char(']') ? m_run + 1 : 0;
-        break;
+        return readUpToRun(character, QLatin1Char(']'));
     case State::Instruction:
-        if (character == QLatin1Char('>') && m_previous == QLatin1Char('?'))
-            m_state = m_home;
-        m_previous = character;
-        break;
+        return readInstruction(character);
     case State::DocType:
-        if (isQuote(character)) {
-            quote(character, m_state, /*withReferences=*/false);
-        } else if (character == QLatin1Char('[')) {
-            m_state = State::Subset;
-            m_home = m_state;
-        } else if (character == QLatin1Char('>')) {
-            m_state = State::Content;
-        }
-        break;
+        return readDocType(character);
     case State::Subset:
-        if (character == QLatin1Char('<')) {
-            m_state = State::Markup;
-        } else if (character == QLatin1Char('%')) {
-            startReference(character, m_state);
-        } else if (character == QLatin1Char(']')) {
-            m_state = State::DocType;
-            m_home = State::Content;
-        }
-        break;
+        return readSubset(character);
     case State::Keyword:
-        if (!isBlank(character)) {
-            m_text += character;
-            if (character == QLatin1Char('>'))
-                m_state = m_home;
-        } else if (m_text == QLatin1String("ENTITY")) {
-            m_state = State::EntityHeader;
-            m_text.clear();
-        } else if (m_text == QLatin1String("ATTLIST")) {
-            m_state = State::AttributeList;
-        } else {
-            m_state = State::OtherDeclaration;
-            m_groups = 0;
-        }
-        break;
+        return readKeyword(character);
     case State::EntityHeader:
-        if (isQuote(character))
-            startEntityValue(character);
-        else if (character == QLatin1Char('>'))
-            m_state = m_home;
-        else
-            m_text += character;
-        break;
+        return readEntityHeader(character);
     case State::EntityValue:
-        if (character == m_quote)
-            endEntityValue();
-        else if (character == QLatin1Char('&') || character == QLatin1Char('%'))
-            startReference(character, m_state);
-        else
-            m_text += character;
-        break;
+        return readEntityValue(character);
     case State::AttributeList:
+        return readAttributeList(character);
     case State::OtherDeclaration:
-        if (isQuote(character))
-            quote(character, m_state, /*withReferences=*/m_state == State::AttributeList);
-        else if (character == QLatin1Char('>'))
-            m_state = m_home;
-        else if (m_state == State::OtherDeclaration)
-            readGroups(character);
-        break;
+        return readOtherDeclaration(character);
     case State::Quoted:
-        if (character == m_quote)
-            m_state = m_behindQuote;
-        break;
+        return readQuoted(character);
     case State::QuotedReferences:
-        if (character == m_quote)
-            m_state = m_behindQuote;
-        else if (character == QLatin1Char('&'))
-            startReference(character, m_state);
-        break;
+        return readQuotedReferences(character);
     case State::Reference:
-        readReference(character);
-        break;
+        return readReference(character);
     case State::Ended:
-        break;
+        return;
     }
 }
 
-/// Tells what is behind a "<".
+void ParseGuard::readContent(QChar character)
+{
+    if (character == QLatin1Char('<'))
+        m_state = State::Markup;
+    else if (character == QLatin1Char('&'))
+        startReference(character, m_state);
+}
+
+/// Reads what follows a "<".
 void ParseGuard::readMarkup(QChar character)
 {
     m_previous = QChar();
@@ -274,6 +196,147 @@ void ParseGuard::readMarkup(QChar character)
         m_state = State::StartTag;
         openElement();
     }
+}
+
+void ParseGuard::readStartTag(QChar character)
+{
+    if (isQuote(character)) {
+        quote(character, m_state, /*withReferences=*/true);
+    } else if (character == QLatin1Char('>')) {
+        if (m_previous == QLatin1Char('/'))
+            closeElement();
+        m_state = State::Content;
+    }
+    m_previous = character;
+}
+
+void ParseGuard::readEndTag(QChar character)
+{
+    if (character == QLatin1Char('>')) {
+        closeElement();
+        m_state = State::Content;
+    }
+}
+
+/// Reads what follows a "<!".
+void ParseGuard::readDeclaration(QChar character)
+{
+    m_run = 0;
+    m_text = character;
+    if (character == QLatin1Char('-'))
+        m_state = State::CommentStart;
+    else if (character == QLatin1Char('['))
+        m_state = State::CdataStart;
+    else
+        m_state = m_home == State::Subset ? State::Keyword : State::DocType;
+}
+
+/// Reads a comment or CDATA, which ends at two of \p mark and a ">".
+void ParseGuard::readUpToRun(QChar character, QChar mark)
+{
+    if (character == QLatin1Char('>') && m_run >= 2)
+        m_state = m_home;
+    m_run = character == mark ? m_run + 1 : 0;
+}
+
+void ParseGuard::readInstruction(QChar character)
+{
+    if (character == QLatin1Char('>') && m_previous == QLatin1Char('?'))
+        m_state = m_home;
+    m_previous = character;
+}
+
+void ParseGuard::readDocType(QChar character)
+{
+    if (isQuote(character)) {
+        quote(character, m_state, /*withReferences=*/false);
+    } else if (character == QLatin1Char('[')) {
+        m_state = State::Subset;
+        m_home = m_state;
+    } else if (character == QLatin1Char('>')) {
+        m_state = State::Content;
+    }
+}
+
+void ParseGuard::readSubset(QChar character)
+{
+    if (character == QLatin1Char('<')) {
+        m_state = State::Markup;
+    } else if (character == QLatin1Char('%')) {
+        startReference(character, m_state);
+    } else if (character == QLatin1Char(']')) {
+        m_state = State::DocType;
+        m_home = State::Content;
+    }
+}
+
+void ParseGuard::readKeyword(QChar character)
+{
+    if (!isBlank(character)) {
+        m_text += character;
+        if (character == QLatin1Char('>'))
+            m_state = m_home;
+    } else if (m_text == QLatin1String("ENTITY")) {
+        m_state = State::EntityHeader;
+        m_text.clear();
+    } else if (m_text == QLatin1String("ATTLIST")) {
+        m_state = State::AttributeList;
+    } else {
+        m_state = State::OtherDeclaration;
+        m_groups = 0;
+    }
+}
+
+void ParseGuard::readEntityHeader(QChar character)
+{
+    if (isQuote(character))
+        startEntityValue(character);
+    else if (character == QLatin1Char('>'))
+        m_state = m_home;
+    else
+        m_text += character;
+}
+
+void ParseGuard::readEntityValue(QChar character)
+{
+    if (character == m_quote)
+        endEntityValue();
+    else if (character == QLatin1Char('&') || character == QLatin1Char('%'))
+        startReference(character, m_state);
+    else
+        m_text += character;
+}
+
+void ParseGuard::readAttributeList(QChar character)
+{
+    if (isQuote(character))
+        quote(character, m_state, /*withReferences=*/true);
+    else if (character == QLatin1Char('>'))
+        m_state = m_home;
+}
+
+void ParseGuard::readOtherDeclaration(QChar character)
+{
+    if (isQuote(character))
+        quote(character, m_state, /*withReferences=*/false);
+    else if (character == QLatin1Char('>'))
+        m_state = m_home;
+    else
+        readGroups(character);
+}
+
+void ParseGuard::readQuoted(QChar character)
+{
+    if (character == m_quote)
+        m_state = m_afterQuote;
+}
+
+void ParseGuard::readQuotedReferences(QChar character)
+{
+    if (character == m_quote)
+        m_state = m_afterQuote;
+    else if (character == QLatin1Char('&'))
+        startReference(character, m_state);
 }
 
 void ParseGuard::startReference(QChar mark, State before)
@@ -346,10 +409,10 @@ void ParseGuard::open(Entities &entities)
     }
 }
 
-void ParseGuard::quote(QChar character, State behind, bool withReferences)
+void ParseGuard::quote(QChar character, State after, bool withReferences)
 {
     m_quote = character;
-    m_behindQuote = behind;
+    m_afterQuote = after;
     m_state = withReferences ? State::QuotedReferences : State::Quoted;
 }
 

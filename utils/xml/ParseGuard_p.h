@@ -70,10 +70,10 @@ private:
         EntityValue,
         AttributeList,
         OtherDeclaration,
-        Quoted,           // everything is ignored up to the closing quote
-        QuotedReferences, // the same, except references to entities
+        Quoted,           // nothing is looked at up to the quote
+        QuotedReferences, // the same with references to entities
         Reference,        // after "&" or "%"
-        Ended,            // where the parser stops
+        Ended,            // the parser stops
     };
 
     struct Entity
@@ -93,12 +93,27 @@ private:
     void readOpenEntities();
     const QChar *skip(const QChar *at, const QChar *end);
     void read(QChar character);
+    void readContent(QChar character);
     void readMarkup(QChar character);
+    void readStartTag(QChar character);
+    void readEndTag(QChar character);
+    void readDeclaration(QChar character);
+    void readUpToRun(QChar character, QChar mark);
+    void readInstruction(QChar character);
+    void readDocType(QChar character);
+    void readSubset(QChar character);
+    void readKeyword(QChar character);
+    void readEntityHeader(QChar character);
+    void readEntityValue(QChar character);
+    void readAttributeList(QChar character);
+    void readOtherDeclaration(QChar character);
+    void readQuoted(QChar character);
+    void readQuotedReferences(QChar character);
     void readReference(QChar character);
     void startReference(QChar mark, State before);
     void endReference();
     void open(Entities &entities);
-    void quote(QChar character, State behind, bool withReferences);
+    void quote(QChar character, State after, bool withReferences);
     void startEntityValue(QChar character);
     void endEntityValue();
     bool declareEntity();
@@ -109,8 +124,8 @@ private:
 
     const ParseLimits m_limits;
     State m_state = State::Content;
-    State m_home = State::Content; // the state after a comment or instruction
-    State m_behindQuote = State::Content;
+    State m_home = State::Content; // where comments and instructions end
+    State m_afterQuote = State::Content;
     State m_beforeReference = State::Content;
     QChar m_quote;
     QChar m_mark;     // "&" or "%"
