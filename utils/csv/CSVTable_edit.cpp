@@ -13,7 +13,7 @@ static QString cellText(double value, char format, int precision, double hole)
     if (hole != 0.0 && value == hole)
         return QString();
     return isWholeNumber(value) ? QString::number(value, 'g', 6)
-                            : QString::number(value, format, precision);
+                                : QString::number(value, format, precision);
 }
 
 template <typename List>

@@ -1,8 +1,8 @@
 #include "utils/files/FileWatch.h"
 
 #include "utils/Application_p.h"
+#include "utils/base/FileStatus_p.h"
 #include "utils/files/File.h"
-#include "utils/text/FileStatus_p.h"
 
 #include <QFileInfo>
 #include <QPointer>

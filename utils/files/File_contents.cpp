@@ -1,13 +1,13 @@
 #include "utils/files/File.h"
 
 #include "utils/base/FileName_p.h"
+#include "utils/base/FileStatus_p.h"
 #include "utils/base/Utf8_p.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File_http_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/text/DateTime.h"
 #include "utils/text/DateTimeText_p.h"
-#include "utils/text/FileStatus_p.h"
 
 #include <QDateTime>
 #include <QFile>

@@ -1,9 +1,9 @@
 #include "utils/base/FileName_p.h"
+#include "utils/base/FileStatus_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File.h"
 #include "utils/platform/Platform.h"
-#include "utils/text/FileStatus_p.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,8 +1,8 @@
 #include "utils/text/DateTime.h"
 
+#include "utils/base/FileStatus_p.h"
 #include "utils/text/DateTimeFormats_p.h"
 #include "utils/text/DateTimeText_p.h"
-#include "utils/text/FileStatus_p.h"
 
 #include <QDateTime>
 

@@ -1,4 +1,4 @@
-#include "utils/text/FileStatus_p.h"
+#include "utils/base/FileStatus_p.h"
 
 #include <QDateTime>
 #include <QFileInfo>
