@@ -24,10 +24,9 @@ CatalogueKey::CatalogueKey(const Data::String &key) : m_key(key)
     if (!texts || texts->language.isEmpty() || !key.startsWith(dot))
         return;
 
-    // Parts of the key are searched where they stand in it, as copies would cost as much as the
-    // search. The name before a part in the order of names has more in common with it than all
-    // names before that one: so it is the table, or tells how long the next part to search is at
-    // most.
+    // The prefixes of the key are views, because copies would take as long as the search. Of all
+    // names up to a prefix in sort order, the last one has the longest common start with it. Either
+    // it is the table, or the length of the common start limits that of the next prefix.
     QMap<Data::String, CatalogueTable> &tables = texts->tables;
     int length = key.lastIndexOf(dot);
     Data::String part(QString::fromRawData(key.constData(), length));

@@ -29,8 +29,8 @@ struct Catalogue
     Data::String contexts;                     // names, separated by ";"
     Data::String productContext;               // one more name
     QMap<Data::String, Data::String> uiIndex;  // name of a form => key of its table
-    Translator *translator = nullptr;          // never deleted: the application may know it
-    QHash<Data::String, Data::String> found;   // key => text, asked for since load()
+    Translator *translator = nullptr;          // never deleted: the application may use it
+    QHash<Data::String, Data::String> found;   // key => text, looked up since load()
 };
 extern Data::ProcessWide<Catalogue> catalogue;
 

@@ -83,7 +83,7 @@ Data::String File::findResource(const Data::String &name, const Data::String &ex
     if (isFile(name))
         return name;
 
-    // Never released: static objects of a host may still ask when the process ends.
+    // Never destroyed: static objects of a host may still call this when the process ends.
     static auto &cache = *new QMap<Data::String, Data::String>;
     const Data::String key = name + extensions;
     const auto known = cache.constFind(key);

@@ -62,7 +62,7 @@ static void readStrings(const QDomElement &parent, CatalogueTable &table, TextsB
 bool readStringTable(CatalogueTable &table, const Data::String &name, const Data::String &language)
 {
     Data::String path = File::findResource(name, "_" + language + ".xml");
-    // It is the current language that counts, also when another one is asked for.
+    // The current language decides, even when another one was requested.
     if (path.isEmpty() && catalogue->language != QLatin1String("en"))
         path = File::findResource(name, "_en.xml");
     if (path.isEmpty())

@@ -4,8 +4,8 @@
 
 namespace Utils {
 
-/// Reads the file of the table \p name for \p language into \p table. False when there is none, or
-/// none that can be read.
+/// Reads the file of the table \p name for \p language into \p table. False when there is no file,
+/// or it cannot be read.
 bool readStringTable(CatalogueTable &table, const Data::String &name, const Data::String &language);
 
 } // namespace Utils

@@ -71,7 +71,7 @@ static Data::String widgetText(const Data::String &source)
     if (source.startsWith(QLatin1Char('.')))
         return StringTable::lookup(table + source);
 
-    // lookup() would take such an id for a part of the table's name.
+    // lookup() would read such an id as a part of the name of the table.
     Catalogue *const texts = catalogue.ifAlive();
     if (texts && texts->tables.contains(table))
         return texts->tables[table].strings.value(source, source);

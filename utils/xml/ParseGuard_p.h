@@ -124,7 +124,7 @@ private:
 
     const ParseLimits m_limits;
     State m_state = State::Content;
-    State m_home = State::Content; // where comments and instructions end
+    State m_home = State::Content; // the state after a comment or instruction
     State m_afterQuote = State::Content;
     State m_beforeReference = State::Content;
     QChar m_quote;
