@@ -17,7 +17,7 @@ class FileReaderPrivate
 {
 public:
     bool isAtEnd() const { return isBroken || stream.atEnd(); }
-    bool take(Data::String &line);
+    bool read(Data::String &line);
 
     QFile file;
     QTextStream stream;
@@ -27,14 +27,14 @@ public:
 };
 
 /// False when the line cannot be read whole, or is larger than the memory.
-bool FileReaderPrivate::take(Data::String &line)
+bool FileReaderPrivate::read(Data::String &line)
 {
     try {
-        const bool isTaken = stream.readLineInto(&line, maxLineLength);
+        const bool isRead = stream.readLineInto(&line, maxLineLength);
         // A read that fails is the last of those for a line, so that a part of the line is there.
         isBroken = file.error() != QFile::NoError;
         // A mark, or bytes that make no character, are a line of no length at the end.
-        if (!isBroken && (isTaken || stream.atEnd()))
+        if (!isBroken && (isRead || stream.atEnd()))
             return true;
     } catch (const std::bad_alloc &) {
     }
@@ -64,7 +64,7 @@ bool FileReader::readLine(Data::String &line, bool trim)
         return true;
     }
 
-    if (!d->take(line))
+    if (!d->read(line))
         return false;
     if (d->linesRead < std::numeric_limits<int>::max())
         ++d->linesRead;
@@ -90,7 +90,7 @@ void FileReader::readFile()
         return;
     Data::String line;
     do {
-        if (d->isAtEnd() || !d->take(line))
+        if (d->isAtEnd() || !d->read(line))
             return;
     } while (lineRead(line));
 }

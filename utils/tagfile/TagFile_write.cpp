@@ -14,7 +14,7 @@
 
 namespace Utils {
 
-static constexpr int blockSize = 1 << 16;
+static constexpr int chunkSize = 1 << 16;
 
 template <typename Append>
 void TagFilePrivate::write(const Append &append)
@@ -201,7 +201,7 @@ class FileSink
 {
 public:
     FileSink(QFile &file, int options)
-        : m_file(file), m_options(options), m_block(std::make_unique<char[]>(blockSize))
+        : m_file(file), m_options(options), m_chunk(std::make_unique<char[]>(chunkSize))
     {}
 
     void tag(const QString &name, const QString &comment, bool blankLine)
@@ -217,7 +217,7 @@ public:
             return;
         }
         appendTag(m_text, name, comment, blankLine, m_options);
-        takeText();
+        addText();
     }
 
     void properties(const TagFile::Tag &tag, int count)
@@ -226,28 +226,28 @@ public:
             if (writePlainly(tag.keys[i], tag.values[i]))
                 continue;
             appendProperty(m_text, tag.keys[i], tag.values[i], m_options);
-            takeText();
+            addText();
         }
     }
 
     void flush()
     {
         // A full disk ends it: what would fit behind the gap is of no use.
-        m_isFull = m_isFull || m_file.write(m_block.get(), m_size) != m_size;
+        m_isFull = m_isFull || m_file.write(m_chunk.get(), m_size) != m_size;
         m_size = 0;
     }
 
 private:
     static constexpr ushort nothing = 0x80; // special to no text that is ASCII
 
-    /// Where the next \p size bytes go; null when that is more than a block.
+    /// Where the next \p size bytes go; null when that is more than a chunk.
     char *room(qint64 size)
     {
-        if (size > blockSize)
+        if (size > chunkSize)
             return nullptr;
-        if (m_size + size > blockSize)
+        if (m_size + size > chunkSize)
             flush();
-        return m_block.get() + m_size;
+        return m_chunk.get() + m_size;
     }
 
     /// Writes what most properties are: a key and a value of ASCII in one line. False, with nothing
@@ -273,8 +273,8 @@ private:
         return true;
     }
 
-    /// Takes the lines that were appended to m_text, whose end is never within a character.
-    void takeText()
+    /// Adds the lines that were appended to m_text, whose end is never within a character.
+    void addText()
     {
         const QByteArray bytes = m_text.toUtf8();
         m_text.resize(0);
@@ -289,8 +289,8 @@ private:
 
     QFile &m_file;
     const int m_options;
-    std::unique_ptr<char[]> m_block;
-    int m_size = 0; // of what is in the block
+    std::unique_ptr<char[]> m_chunk;
+    int m_size = 0; // of what is in the chunk
     QString m_text;
     bool m_isFull = false;
 };

@@ -64,103 +64,103 @@ QList<int> List::applyIndexList(const QList<int> &selection, const QList<int> &m
 
 namespace {
 
-/// A list of numbers in blocks of about the square root of its length, so that finding a place in
+/// A list of numbers in chunks of about the square root of its length, so that finding a place in
 /// it and making room there takes that long only.
-class BlockList
+class ChunkList
 {
 public:
     /// For \p values, and so many to be inserted.
-    BlockList(const QList<int> &values, int insertions)
-        : m_blockSize(static_cast<std::size_t>(std::sqrt(double(values.size()) + insertions)) + 1)
+    ChunkList(const QList<int> &values, int insertions)
+        : m_chunkSize(static_cast<std::size_t>(std::sqrt(double(values.size()) + insertions)) + 1)
     {
         for (const int value : values)
-            insert(m_blocks.end(), 0, value);
+            insert(m_chunks.end(), 0, value);
     }
 
-    bool contains(int value) const { return m_firstBlock.contains(value); }
+    bool contains(int value) const { return m_firstChunk.contains(value); }
 
     /// Inserts \p value, which is not in the list, in front of the first \p other, which is.
     void insertBefore(int other, int value)
     {
-        const BlockIterator block = m_firstBlock.value(other);
-        const auto place = std::find(block->values.begin(), block->values.end(), other);
-        insert(block, place - block->values.begin(), value);
+        const ChunkIterator chunk = m_firstChunk.value(other);
+        const auto place = std::find(chunk->values.begin(), chunk->values.end(), other);
+        insert(chunk, place - chunk->values.begin(), value);
     }
 
     /// Inserts \p value, which is not in the list, in front of the first greater one or at the end.
     void insertBeforeGreater(int value)
     {
         const auto isGreater = [=](int other) { return other > value; };
-        const BlockIterator block =
-            std::find_if(m_blocks.begin(), m_blocks.end(),
-                         [=](const Block &candidate) { return candidate.highest > value; });
-        if (block == m_blocks.end())
-            return insert(block, 0, value);
-        const auto place = std::find_if(block->values.begin(), block->values.end(), isGreater);
-        insert(block, place - block->values.begin(), value);
+        const ChunkIterator chunk =
+            std::find_if(m_chunks.begin(), m_chunks.end(),
+                         [=](const Chunk &candidate) { return candidate.highest > value; });
+        if (chunk == m_chunks.end())
+            return insert(chunk, 0, value);
+        const auto place = std::find_if(chunk->values.begin(), chunk->values.end(), isGreater);
+        insert(chunk, place - chunk->values.begin(), value);
     }
 
     QList<int> toList() const
     {
         QList<int> list;
-        for (const Block &block : m_blocks) {
-            for (const int value : block.values)
+        for (const Chunk &chunk : m_chunks) {
+            for (const int value : chunk.values)
                 list.append(value);
         }
         return list;
     }
 
 private:
-    struct Block
+    struct Chunk
     {
         std::vector<int> values;
         int highest;
     };
-    using BlockIterator = std::list<Block>::iterator;
+    using ChunkIterator = std::list<Chunk>::iterator;
 
-    /// At \p offset of \p block, or behind everything when that is the end.
-    void insert(BlockIterator block, std::ptrdiff_t offset, int value)
+    /// At \p offset of \p chunk, or behind everything when that is the end.
+    void insert(ChunkIterator chunk, std::ptrdiff_t offset, int value)
     {
-        if (block == m_blocks.end()) {
-            if (m_blocks.empty())
-                m_blocks.push_back({{}, value});
-            block = std::prev(block);
-            offset = static_cast<std::ptrdiff_t>(block->values.size());
+        if (chunk == m_chunks.end()) {
+            if (m_chunks.empty())
+                m_chunks.push_back({{}, value});
+            chunk = std::prev(chunk);
+            offset = static_cast<std::ptrdiff_t>(chunk->values.size());
         }
-        block->values.insert(block->values.begin() + offset, value);
-        block->highest = std::max(block->highest, value);
-        if (!m_firstBlock.contains(value))
-            m_firstBlock.insert(value, block);
-        if (block->values.size() > 2 * m_blockSize)
-            split(block);
+        chunk->values.insert(chunk->values.begin() + offset, value);
+        chunk->highest = std::max(chunk->highest, value);
+        if (!m_firstChunk.contains(value))
+            m_firstChunk.insert(value, chunk);
+        if (chunk->values.size() > 2 * m_chunkSize)
+            split(chunk);
     }
 
-    void split(BlockIterator block)
+    void split(ChunkIterator chunk)
     {
-        std::vector<int> &values = block->values;
+        std::vector<int> &values = chunk->values;
         const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-        const BlockIterator behind = m_blocks.insert(
-            std::next(block), {{middle, values.end()}, *std::max_element(middle, values.end())});
+        const ChunkIterator behind = m_chunks.insert(
+            std::next(chunk), {{middle, values.end()}, *std::max_element(middle, values.end())});
         values.erase(middle, values.end());
-        block->highest = *std::max_element(values.begin(), values.end());
+        chunk->highest = *std::max_element(values.begin(), values.end());
 
         for (const int value : behind->values) {
-            BlockIterator &first = m_firstBlock[value];
-            if (first == block && std::find(values.begin(), values.end(), value) == values.end())
+            ChunkIterator &first = m_firstChunk[value];
+            if (first == chunk && std::find(values.begin(), values.end(), value) == values.end())
                 first = behind;
         }
     }
 
-    std::list<Block> m_blocks;
-    QHash<int, BlockIterator> m_firstBlock; // by value, which may be in the list more than once
-    std::size_t m_blockSize;
+    std::list<Chunk> m_chunks;
+    QHash<int, ChunkIterator> m_firstChunk; // by value, which may be in the list more than once
+    std::size_t m_chunkSize;
 };
 
 } // namespace
 
 /// For each position of \p from, the first one behind it whose element \p into holds when the walk
 /// over \p from comes to that position; -1 without one.
-static std::vector<int> nextHeld(const QList<int> &from, const BlockList &into)
+static std::vector<int> nextHeld(const QList<int> &from, const ChunkList &into)
 {
     // The walk leaves every element in the list that it has passed. So the element at a position
     // is held from the start, or after its first position in the list.
@@ -197,7 +197,7 @@ void List::mergeSort(const QList<int> &from, QList<int> &into)
         return;
     }
 
-    BlockList merged(into, from.size());
+    ChunkList merged(into, from.size());
     const std::vector<int> next = nextHeld(from, merged);
     for (int i = 0; i < from.size(); ++i) {
         if (merged.contains(from[i]))

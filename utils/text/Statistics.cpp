@@ -63,12 +63,12 @@ static double firstEqualTo(double number, const Selection &selection)
     return number;
 }
 
-/// The ends of what is shown to it, two values at a time, each beside its own ends.
+/// The ends of the values that are added, two at a time, each beside its own ends.
 class EndsOfPairs
 {
 public:
 #ifdef __SSE2__
-    void look(const double *values)
+    void add(const double *values)
     {
         const __m128d pair = _mm_loadu_pd(values);
         const __m128d isHole = _mm_cmpeq_pd(pair, _mm_set1_pd(Data::noValue));
@@ -95,7 +95,7 @@ private:
     __m128d m_high = _mm_set1_pd(-std::numeric_limits<double>::infinity());
     __m128i m_holes = _mm_setzero_si128();
 #else
-    void look(const double *values)
+    void add(const double *values)
     {
         for (int i = 0; i < 2; ++i) {
             const quint64 mask = holeMask(values[i]);
@@ -133,14 +133,14 @@ Ends endsOf(const Selection &selection)
         EndsOfPairs b;
         int i = 0;
         for (; i + 4 <= count; i += 4) {
-            a.look(values + i);
-            b.look(values + i + 2);
+            a.add(values + i);
+            b.add(values + i + 2);
             if (i + ahead < count)
                 fetch(values + i + ahead);
         }
         for (; i < count; ++i) {
             const double withHole[] = {values[i], Data::noValue};
-            a.look(withHole);
+            a.add(withHole);
             --holes; // the one that was added
         }
         a.addTo(low, high, holes);

@@ -66,33 +66,33 @@ private:
     int m_size;
 };
 
-/// Calls \p look with a pointer to values and their count, until all were passed, even holes.
-template <typename Look>
-void forEachRun(const Selection &selection, Look look)
+/// Calls \p visit with a pointer to values and their count, until all were passed, even holes.
+template <typename Visit>
+void forEachRun(const Selection &selection, Visit visit)
 {
     double buffer[Selection::bufferSize];
     for (qint64 first = 0; first < selection.size(); first += selection.runLength()) {
         const int begin = static_cast<int>(first);
         const int count = std::min(selection.runLength(), selection.size() - begin);
-        look(selection.values(begin, count, buffer), count);
+        visit(selection.values(begin, count, buffer), count);
     }
 }
 
-/// Calls \p look with each value that is not a hole.
-template <typename Look>
-void forEachValue(const Selection &selection, Look look)
+/// Calls \p visit with each value that is not a hole.
+template <typename Visit>
+void forEachValue(const Selection &selection, Visit visit)
 {
     forEachRun(selection, [&](const double *values, int count) {
         for (int i = 0; i < count; ++i) {
             if (!Data::isHole(values[i]))
-                look(values[i]);
+                visit(values[i]);
         }
     });
 }
 
-/// Calls \p look with each pair of values without a hole, to the end of the shorter selection.
-template <typename Look>
-void forEachPair(const Selection &a, const Selection &b, Look look)
+/// Calls \p visit with each pair of values without a hole, to the end of the shorter selection.
+template <typename Visit>
+void forEachPair(const Selection &a, const Selection &b, Visit visit)
 {
     double bufferA[Selection::bufferSize];
     double bufferB[Selection::bufferSize];
@@ -104,7 +104,7 @@ void forEachPair(const Selection &a, const Selection &b, Look look)
         const double *valuesB = b.values(begin, count, bufferB);
         for (int i = 0; i < count; ++i) {
             if (!Data::isHole(valuesA[i]) && !Data::isHole(valuesB[i]))
-                look(valuesA[i], valuesB[i]);
+                visit(valuesA[i], valuesB[i]);
         }
     }
 }

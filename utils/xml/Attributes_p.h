@@ -13,10 +13,10 @@ constexpr int fewAttributes = 100;
 /// All attributes of \p element, also when these are very many.
 QList<QDomNode> manyAttributes(const QDomElement &element);
 
-/// Calls \p take with each attribute of \p element, as a QDomNode, in no particular order. It must
+/// Calls \p visit with each attribute of \p element, as a QDomNode, in no particular order. It must
 /// not add or remove attributes.
-template <typename Take>
-void forEachAttribute(const QDomElement &element, const Take &take)
+template <typename Visit>
+void forEachAttribute(const QDomElement &element, const Visit &visit)
 {
     if (!element.hasAttributes())
         return;
@@ -24,12 +24,12 @@ void forEachAttribute(const QDomElement &element, const Take &take)
     const int count = map.count();
     if (count <= fewAttributes) {
         for (int i = 0; i < count; ++i)
-            take(map.item(i));
+            visit(map.item(i));
         return;
     }
     const QList<QDomNode> attributes = manyAttributes(element);
     for (const QDomNode &attribute : attributes)
-        take(attribute);
+        visit(attribute);
 }
 
 } // namespace Xml

@@ -74,28 +74,43 @@ QChar *LineLayout::putLine(QStringView line, QChar *target)
     return put(m_ending, target);
 }
 
-/// Takes the tokens of the trimmed line \p tag. False when it does not look like a start tag with
+/// Whether \p line, trimmed, is between the brackets of a tag.
+static bool isTag(QStringView line)
+{
+    const auto size = line.size();
+    return size >= 2 && line[0] == QLatin1Char('<') && line[size - 1] == QLatin1Char('>') &&
+           line[1] != QLatin1Char('!') && line[1] != QLatin1Char('?');
+}
+
+/// Reads the tokens of the trimmed line \p tag. False when it does not look like a start tag with
 /// attributes.
 bool LineLayout::readTokens(QStringView tag)
 {
-    const auto size = tag.size();
-    if (size < 2 || tag[0] != QLatin1Char('<') || tag[size - 1] != QLatin1Char('>') ||
-        tag[1] == QLatin1Char('!') || tag[1] == QLatin1Char('?'))
+    if (!isTag(tag))
         return false;
 
     m_tag = {};
     m_name = {};
     m_type = {};
     m_others.clear();
+    const auto size = tag.size();
     m_ending = tag.mid(size - (tag[size - 2] == QLatin1Char('/') ? 2 : 1));
+    if (!splitTag(tag) || startsWith(tag, u"</"))
+        return false;
 
-    const QChar *const data = tag.data();
-    const QChar *const end = data + size;
+    std::sort(m_others.begin(), m_others.end(), isBefore);
+    return true;
+}
+
+/// Splits \p tag into tokens. False when it has no attributes, or an end tag follows.
+bool LineLayout::splitTag(QStringView tag)
+{
+    const QChar *const end = tag.data() + tag.size();
     bool hasBlank = false;
     bool hasValue = false;
     bool inQuotes = false;
-    bool isCut = false; // another tag begins: nothing behind it is taken apart
-    const QChar *token = data + 1;
+    bool isCut = false; // another tag begins: nothing after its start is split
+    const QChar *token = tag.data() + 1;
     for (const QChar *at = token; at != end; ++at) {
         switch (at->unicode()) {
         case '"':
@@ -118,7 +133,7 @@ bool LineLayout::readTokens(QStringView tag)
         case ' ':
             hasBlank = hasBlank || *at == blank;
             if (!inQuotes && !isCut) {
-                take(QStringView(token, at));
+                addToken(QStringView(token, at));
                 token = at + 1;
             }
             break;
@@ -126,15 +141,11 @@ bool LineLayout::readTokens(QStringView tag)
             break;
         }
     }
-    if (!hasBlank || !hasValue || startsWith(tag, u"</"))
-        return false;
-
-    std::sort(m_others.begin(), m_others.end(), isBefore);
-    return true;
+    return hasBlank && hasValue;
 }
 
 /// Puts \p token where it is written.
-void LineLayout::take(QStringView token)
+void LineLayout::addToken(QStringView token)
 {
     if (m_tag.isEmpty())
         m_tag = token;

@@ -18,7 +18,8 @@ public:
 private:
     QChar *putLine(QStringView line, QChar *target);
     bool readTokens(QStringView tag);
-    void take(QStringView token);
+    bool splitTag(QStringView tag);
+    void addToken(QStringView token);
 
     QStringView m_tag;
     QStringView m_name;
