@@ -6,10 +6,10 @@
 #endif
 #include "utils/catalogue/Catalogue_p.h"
 #include "utils/feedback/Progress_p.h"
-#include "utils/files/SearchPaths_p.h"
+#include "utils/files/File_p.h"
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/SignalRegistry_p.h"
-#include "utils/text/DateTimeFormats_p.h"
+#include "utils/text/DateTime_p.h"
 #include "utils/xml/VersionStrings_p.h"
 
 #include <cstdio>

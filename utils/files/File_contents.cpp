@@ -4,10 +4,10 @@
 #include "utils/base/FileStatus_p.h"
 #include "utils/base/Utf8_p.h"
 #include "utils/feedback/WaitCursor.h"
-#include "utils/files/File_http_p.h"
+#include "utils/files/File_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/text/DateTime.h"
-#include "utils/text/DateTimeText_p.h"
+#include "utils/text/DateTime_p.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <limits>
 #include <new>
 #include <vector>
@@ -263,10 +264,38 @@ bool File::exists(const Data::String &path)
     return !path.isEmpty() && QFileInfo::exists(path);
 }
 
+bool File::isDir(const Data::String &path) { return QFileInfo(path).isDir(); }
+
+bool File::isFile(const Data::String &path) { return QFileInfo(path).isFile(); }
+
 qint64 File::size(const Data::String &path)
 {
     const QFileInfo file(path);
     return file.exists() ? file.size() : 0;
+}
+
+Data::String File::sizeString(const Data::String &pathOrNumber)
+{
+    QFileInfo file(pathOrNumber);
+    file.setCaching(false);
+    qint64 size = file.exists() ? file.size() : 0;
+    if (size < 1) {
+        bool isNumber = false;
+        size = pathOrNumber.toLongLong(&isNumber);
+        if (!isNumber || size < 0)
+            return {};
+    }
+
+    const double bytes = static_cast<double>(size);
+    const int unit = size > 0 ? static_cast<int>(std::log10(bytes) / std::log10(1024.0)) : 0;
+    QString text = QString::number(bytes / std::pow(1020.0, unit), 'f', std::min(unit, 2));
+    const int point = text.indexOf(QLatin1Char('.'));
+    for (int i = (point < 0 ? text.size() : point) - 3; i > 0; i -= 3)
+        text.insert(i, QLatin1Char(','));
+
+    const QStringList words = {QStringLiteral("bytes"), QStringLiteral("KB"), QStringLiteral("MB"),
+                               QStringLiteral("GB"), QStringLiteral("TB")};
+    return text + QLatin1Char(' ') + words.value(unit);
 }
 
 unsigned int File::timestamp(const Data::String &path) { return timestampOf(fileStatus(path)); }

@@ -1,4 +1,4 @@
-#include "utils/files/File_http_p.h"
+#include "utils/files/File_p.h"
 
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File.h"

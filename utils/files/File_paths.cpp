@@ -5,7 +5,6 @@
 #include <QRegExp>
 
 #include <algorithm>
-#include <cmath>
 
 namespace Utils {
 
@@ -138,30 +137,6 @@ Data::String File::validate(const Data::String &name, bool allowSpaces, bool *va
     return result;
 }
 
-Data::String File::sizeString(const Data::String &pathOrNumber)
-{
-    QFileInfo file(pathOrNumber);
-    file.setCaching(false);
-    qint64 size = file.exists() ? file.size() : 0;
-    if (size < 1) {
-        bool isNumber = false;
-        size = pathOrNumber.toLongLong(&isNumber);
-        if (!isNumber || size < 0)
-            return {};
-    }
-
-    const double bytes = static_cast<double>(size);
-    const int unit = size > 0 ? static_cast<int>(std::log10(bytes) / std::log10(1024.0)) : 0;
-    QString text = QString::number(bytes / std::pow(1020.0, unit), 'f', std::min(unit, 2));
-    const int point = text.indexOf(QLatin1Char('.'));
-    for (int i = (point < 0 ? text.size() : point) - 3; i > 0; i -= 3)
-        text.insert(i, QLatin1Char(','));
-
-    const QStringList words = {QStringLiteral("bytes"), QStringLiteral("KB"), QStringLiteral("MB"),
-                               QStringLiteral("GB"), QStringLiteral("TB")};
-    return text + QLatin1Char(' ') + words.value(unit);
-}
-
 Data::String File::imageFilter(bool extensionsOnly)
 {
     static const Data::String extensions = QStringLiteral(".png;.xpm");
@@ -173,9 +148,5 @@ Data::String File::layoutFilter(bool extensionsOnly)
 {
     return extensionsOnly ? QStringLiteral(".ui") : QStringLiteral("Layout Files (*.ui)");
 }
-
-bool File::isDir(const Data::String &path) { return QFileInfo(path).isDir(); }
-
-bool File::isFile(const Data::String &path) { return QFileInfo(path).isFile(); }
 
 } // namespace Utils

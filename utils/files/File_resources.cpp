@@ -1,6 +1,6 @@
 #include "utils/files/File.h"
 
-#include "utils/files/SearchPaths_p.h"
+#include "utils/files/File_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/settings/Settings.h"
 

@@ -1,8 +1,9 @@
+#include "utils/files/File.h"
+
 #include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/feedback/WaitCursor.h"
-#include "utils/files/File.h"
 #include "utils/platform/Platform.h"
 
 #include <QDir>
@@ -168,15 +169,26 @@ struct ClosedFolder
 };
 
 /// What a call of copyDir() keeps on its way down.
-struct FolderCopy
+class FolderCopy
 {
-    int overwrite;
-    bool cancelable;
+public:
+    FolderCopy(int overwrite, bool cancelable) : m_overwrite(overwrite), m_cancelable(cancelable) {}
 
     /// Copies \p source, which is \p canonicalSource, into \p target. Null for \p closed in the
-    /// outermost folder.
+    /// outermost folder. 1 when something was copied, else 0, and -1 when it was cancelled.
     int run(const Data::String &source, const QString &canonicalSource, const Data::String &target,
             const ClosedFolder *closed = nullptr) const;
+
+private:
+    // They return what run() does.
+    int copyFiles(const QFileInfoList &files, const Data::String &destination,
+                  Progress &progress) const;
+    int copyFolders(const QFileInfoList &sources, const QString &canonicalParent,
+                    const Data::String &destination, const ClosedFolder &closed,
+                    Progress &progress) const;
+
+    const int m_overwrite;
+    const bool m_cancelable;
 };
 
 } // namespace
@@ -184,7 +196,7 @@ struct FolderCopy
 int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
                     const Data::String &target, const ClosedFolder *closed) const
 {
-    const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/!cancelable);
+    const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/!m_cancelable);
     const Data::String destination = File::join(target, File::base(source));
     if (File::isSamePath(destination, source))
         return 1;
@@ -208,24 +220,42 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
     }
     const int total = filesHere.size() + foldersHere.size();
     Progress progress(total < 6 ? -1 : stepsUnlessNested(total), QLatin1String("Copying ") + source,
-                      cancelable, /*waitCursor=*/!cancelable,
+                      m_cancelable, /*waitCursor=*/!m_cancelable,
                       /*popup=*/true);
 
+    const int fromFiles = copyFiles(filesHere, destination, progress);
+    if (fromFiles < 0)
+        return -1;
+    const int fromFolders =
+        copyFolders(foldersHere, canonicalSource, destination, closedBelow, progress);
+    return fromFolders < 0 ? -1 : fromFiles | fromFolders;
+}
+
+int FolderCopy::copyFiles(const QFileInfoList &files, const Data::String &destination,
+                          Progress &progress) const
+{
     int result = 0;
-    for (const QFileInfo &file : qAsConst(filesHere)) {
-        if (File::copy(file.filePath(), destination, overwrite, /*showWaitCursor=*/false))
+    for (const QFileInfo &file : files) {
+        if (File::copy(file.filePath(), destination, m_overwrite, /*showWaitCursor=*/false))
             result = 1;
         if (!progress.tick())
             return -1;
     }
-    for (const QFileInfo &below : qAsConst(foldersHere)) {
-        // Put together where no link is followed, as asking for it takes a look at each folder on
-        // the way.
-        const QString canonical = below.isSymLink()
-                                      ? below.canonicalFilePath()
-                                      : QDir(canonicalSource).filePath(below.fileName());
-        if (!closedBelow.contains(canonical)) {
-            const int nested = run(below.filePath(), canonical, destination, &closedBelow);
+    return result;
+}
+
+int FolderCopy::copyFolders(const QFileInfoList &sources, const QString &canonicalParent,
+                            const Data::String &destination, const ClosedFolder &closed,
+                            Progress &progress) const
+{
+    int result = 0;
+    for (const QFileInfo &folder : sources) {
+        // Put together where no link is followed, as asking for it looks at each folder on the way.
+        const QString canonical = folder.isSymLink()
+                                      ? folder.canonicalFilePath()
+                                      : QDir(canonicalParent).filePath(folder.fileName());
+        if (!closed.contains(canonical)) {
+            const int nested = run(folder.filePath(), canonical, destination, &closed);
             if (nested < 0)
                 return -1;
             result |= nested;
@@ -242,7 +272,7 @@ int File::copyDir(const Data::String &source, const Data::String &target, int ov
     if (hasZeroByte(source) || hasZeroByte(target))
         return 0;
 
-    const FolderCopy copy = {overwrite, cancelable};
+    const FolderCopy copy(overwrite, cancelable);
     if (!isPattern(source))
         return copy.run(source, QFileInfo(source).canonicalFilePath(), target);
 

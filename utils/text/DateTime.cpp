@@ -1,8 +1,7 @@
 #include "utils/text/DateTime.h"
 
 #include "utils/base/FileStatus_p.h"
-#include "utils/text/DateTimeFormats_p.h"
-#include "utils/text/DateTimeText_p.h"
+#include "utils/text/DateTime_p.h"
 
 #include <QDateTime>
 
@@ -198,20 +197,20 @@ double DateTime::toDiff(const Data::String &text)
         wholeSeconds = sections[first + 1].toDouble();
     } else {
         double pending = 0.0;
-        const auto take = [&pending](double &part) {
+        const auto moveTo = [&pending](double &part) {
             part = pending;
             pending = 0.0;
         };
         const QStringList pieces = text.split(QLatin1Char(' '));
         for (const QString &piece : pieces) {
             if (piece.startsWith(QLatin1Char('d')))
-                take(wholeDays);
+                moveTo(wholeDays);
             else if (piece.startsWith(QLatin1Char('h')))
-                take(wholeHours);
+                moveTo(wholeHours);
             else if (piece.startsWith(QLatin1Char('m')))
-                take(wholeMinutes);
+                moveTo(wholeMinutes);
             else if (piece.startsWith(QLatin1Char('s')))
-                take(wholeSeconds);
+                moveTo(wholeSeconds);
             else
                 pending = piece.toDouble();
         }

@@ -3,6 +3,7 @@
 #include "utils/base/FileName_p.h"
 #include "utils/base/Placeholders_p.h"
 #include "utils/catalogue/Catalogue_p.h"
+#include "utils/files/File.h"
 #include "utils/xml/DocumentText_p.h"
 #include "utils/xml/Element.h"
 #include "utils/xml/ParseGuard_p.h"
@@ -13,6 +14,7 @@
 
 #include <limits>
 #include <locale>
+#include <new>
 #include <sstream>
 
 namespace Utils {
@@ -187,6 +189,17 @@ bool Document::open(const Data::String &path, const Data::String &docType, Data:
     if (root.hasAttribute(versionAttribute))
         m_documentVersion = stringToVersion(root.attribute(versionAttribute));
     return true;
+}
+
+bool Document::write(const Data::String &path) const
+{
+    QStringList pieces;
+    try {
+        pieces = DocumentText(*this).pieces();
+    } catch (const std::bad_alloc &) {
+        return false; // larger than the memory
+    }
+    return !pieces.isEmpty() && File::write(path, pieces);
 }
 
 bool Document::isDocType(const Data::String &type) const { return doctype().name() == type; }

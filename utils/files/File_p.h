@@ -11,4 +11,7 @@ struct SearchPaths
     static Data::String plugins;
 };
 
+/// What File::read() returns for an "http://" address.
+QString readHttp(const QString &address);
+
 } // namespace Utils

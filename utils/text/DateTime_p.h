@@ -2,6 +2,8 @@
 
 #include "data/String.h"
 
+class QDateTime;
+
 namespace Utils {
 
 /// The named formats of DateTime. They contain literals, which outlive them, so that an object that
@@ -15,5 +17,9 @@ struct DateTimeFormats
     static const Data::String standard;
     static const Data::String ui;
 };
+
+/// As QDateTime::toString(), with the names of the language of the system, but with the digits 0 to
+/// 9 in any language: texts go to files, which others read.
+QString dateTimeText(const QDateTime &dateTime, const QString &pattern);
 
 } // namespace Utils
