@@ -1,7 +1,7 @@
 #include "utils/platform/Platform.h"
 
-#include <algorithm>
-#include <atomic>
+#include "utils/platform/Platform_windows_p.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <vector>
@@ -16,7 +16,7 @@ static bool isUsable(const std::string &path)
     return !path.empty() && path.find('\0') == std::string::npos;
 }
 
-static std::wstring toWide(const std::string &text)
+std::wstring toWide(const std::string &text)
 {
     const int bytes = static_cast<int>(text.size());
     const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
@@ -33,25 +33,6 @@ static std::string fromWide(const std::wstring &wide)
     std::string text(static_cast<std::size_t>(length), '\0');
     WideCharToMultiByte(CP_UTF8, 0, wide.data(), units, text.data(), length, nullptr, nullptr);
     return text;
-}
-
-/// Runs a command and waits for its end.
-static void run(const std::string &command)
-{
-    std::wstring commandLine = toWide(command);
-    if (commandLine.empty())
-        return;
-
-    // The command inherits no handles and gets no window, so its output is lost.
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION child = {};
-    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
-                        nullptr, nullptr, &startup, &child))
-        return;
-    WaitForSingleObject(child.hProcess, INFINITE);
-    CloseHandle(child.hThread);
-    CloseHandle(child.hProcess);
 }
 
 std::FILE *openFile(const std::string &path, const char *mode)
@@ -186,20 +167,6 @@ void moveReplacing(const std::string &source, const std::string &target)
         run(moveCommandLine(source, target));
 }
 
-void startChild(const std::function<void()> &start) { start(); }
-
-int errorOfPipes(int) { return 0; }
-
-bool isChild(std::int64_t id) { return id > 1; } // an open handle keeps the number in use
-
-bool killProcessTree(std::int64_t id)
-{
-    if (id <= 1)
-        return false;
-    run(killCommandLine(id));
-    return true;
-}
-
 bool createNewFile(const std::string &path)
 {
     if (!isUsable(path))
@@ -217,92 +184,6 @@ std::string sharedDataFolder()
 
 void makeSymbolsGlobal(const void *) {}
 
-std::optional<bool> tryInCopy(const std::function<bool()> &, std::chrono::milliseconds)
-{
-    return {};
-}
-
 std::string localeCodeset() { return {}; }
-/// The function to call on the deep stack.
-struct DeepCall
-{
-    void (*function)(void *);
-    void *context;
-    void *caller; // a fiber
-};
-
-static DeepCall deepCall;
-static void *deepFiber;
-static std::atomic<bool> isDeepStackInUse = false;
-
-static const std::size_t mebibyte = 1 << 20;
-static const std::size_t smallestDeepStack = 16 * mebibyte;
-
-static std::size_t wantedDeepStack()
-{
-    std::uint64_t half = 0;
-    MEMORYSTATUSEX memory = {};
-    memory.dwLength = sizeof(memory);
-    if (GlobalMemoryStatusEx(&memory))
-        half = memory.ullTotalPageFile / 2;
-    const std::uint64_t wanted = std::max<std::uint64_t>(half, 2048 * mebibyte);
-    return static_cast<std::size_t>(std::min<std::uint64_t>(wanted, SIZE_MAX / 4));
-}
-
-static void CALLBACK makeDeepCalls(void *)
-{
-    for (;;) {
-        deepCall.function(deepCall.context);
-        SwitchToFiber(deepCall.caller);
-    }
-}
-
-/// Creates the stack at the first call.
-static void prepareDeepStack()
-{
-    const std::size_t committed = mebibyte / 16;
-    std::size_t size = wantedDeepStack();
-    while (!deepFiber && size >= smallestDeepStack) {
-        deepFiber = CreateFiberEx(committed, size, FIBER_FLAG_FLOAT_SWITCH, makeDeepCalls, nullptr);
-        size -= size / 8;
-    }
-}
-
-void callOnDeepStack(void (*function)(void *), void *context)
-{
-    // In use by a caller of this function, or by another thread.
-    if (isDeepStackInUse.exchange(true)) {
-        function(context);
-        return;
-    }
-    prepareDeepStack();
-    const bool wasFiber = IsThreadAFiber();
-    void *caller = nullptr;
-    if (deepFiber)
-        caller =
-            wasFiber ? GetCurrentFiber() : ConvertThreadToFiberEx(nullptr, FIBER_FLAG_FLOAT_SWITCH);
-    if (!caller) {
-        isDeepStackInUse = false;
-        function(context);
-        return;
-    }
-
-    deepCall = {function, context, caller};
-    SwitchToFiber(deepFiber);
-    if (!wasFiber)
-        ConvertFiberToThread();
-    isDeepStackInUse = false;
-}
-
-std::size_t deepThreadStack() { return 0; }
-
-std::size_t freeStack()
-{
-    const char here = 0;
-    MEMORY_BASIC_INFORMATION stack = {};
-    if (VirtualQuery(&here, &stack, sizeof(stack)) == 0)
-        return 0;
-    return static_cast<std::size_t>(&here - static_cast<char *>(stack.AllocationBase));
-}
 
 } // namespace Utils::Platform

@@ -1,0 +1,94 @@
+#include "utils/platform/Platform.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+namespace Utils::Platform {
+
+/// What is to be called on the deep stack.
+struct DeepCall
+{
+    void (*function)(void *);
+    void *context;
+    void *caller; // a fiber
+};
+
+static DeepCall deepCall;
+static void *deepFiber;
+static std::atomic<bool> isDeepStackInUse = false;
+
+static const std::size_t mebibyte = 1 << 20;
+static const std::size_t smallestDeepStack = 16 * mebibyte;
+
+static std::size_t wantedDeepStack()
+{
+    std::uint64_t half = 0;
+    MEMORYSTATUSEX memory = {};
+    memory.dwLength = sizeof(memory);
+    if (GlobalMemoryStatusEx(&memory))
+        half = memory.ullTotalPageFile / 2;
+    const std::uint64_t wanted = std::max<std::uint64_t>(half, 2048 * mebibyte);
+    return static_cast<std::size_t>(std::min<std::uint64_t>(wanted, SIZE_MAX / 4));
+}
+
+static void CALLBACK makeDeepCalls(void *)
+{
+    for (;;) {
+        deepCall.function(deepCall.context);
+        SwitchToFiber(deepCall.caller);
+    }
+}
+
+/// Sets the stack up at the first call.
+static void prepareDeepStack()
+{
+    const std::size_t committed = mebibyte / 16;
+    std::size_t size = wantedDeepStack();
+    while (!deepFiber && size >= smallestDeepStack) {
+        deepFiber = CreateFiberEx(committed, size, FIBER_FLAG_FLOAT_SWITCH, makeDeepCalls, nullptr);
+        size -= size / 8;
+    }
+}
+
+void callOnDeepStack(void (*function)(void *), void *context)
+{
+    // It is in use by a caller of this one, or by another thread.
+    if (isDeepStackInUse.exchange(true)) {
+        function(context);
+        return;
+    }
+    prepareDeepStack();
+    const bool wasFiber = IsThreadAFiber();
+    void *caller = nullptr;
+    if (deepFiber)
+        caller =
+            wasFiber ? GetCurrentFiber() : ConvertThreadToFiberEx(nullptr, FIBER_FLAG_FLOAT_SWITCH);
+    if (!caller) {
+        isDeepStackInUse = false;
+        function(context);
+        return;
+    }
+
+    deepCall = {function, context, caller};
+    SwitchToFiber(deepFiber);
+    if (!wasFiber)
+        ConvertFiberToThread();
+    isDeepStackInUse = false;
+}
+
+std::size_t deepThreadStack() { return 0; }
+
+std::size_t freeStack()
+{
+    const char here = 0;
+    MEMORY_BASIC_INFORMATION stack = {};
+    if (VirtualQuery(&here, &stack, sizeof(stack)) == 0)
+        return 0;
+    return static_cast<std::size_t>(&here - static_cast<char *>(stack.AllocationBase));
+}
+
+} // namespace Utils::Platform
