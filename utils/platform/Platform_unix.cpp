@@ -19,7 +19,7 @@ namespace Utils::Platform {
 
 namespace {
 
-/// What a started program has instead of the three standard streams.
+/// Redirects the three standard streams of a program that is started to the null device.
 class NoStreams
 {
 public:

@@ -28,7 +28,7 @@ namespace Utils::Platform {
 
 namespace {
 
-/// An open descriptor that is closed at the end, or none, which is negative.
+/// Owns a file descriptor; a negative one stands for none.
 class Descriptor
 {
 public:
@@ -66,7 +66,7 @@ using Folder = std::unique_ptr<DIR, CloseFolder>;
 
 static bool isProcessNumber(std::int64_t id)
 {
-    // 1 is the first process of the system, 0 and below are groups of processes, or all.
+    // 1 is the first process of the system; 0 and below mean process groups, or all processes.
     return id > 1 && id <= std::numeric_limits<pid_t>::max();
 }
 
@@ -78,7 +78,7 @@ void startChild(const std::function<void()> &start)
     sigaction(SIGPIPE, nullptr, &pipeBefore);
     start();
 
-    // Qt ignores it for the sake of its own pipes. A program whose reader has gone would go on.
+    // Qt ignores this signal for its own pipes. A host whose reader has gone would keep running.
     struct sigaction pipeNow = {};
     sigaction(SIGPIPE, nullptr, &pipeNow);
     if (pipeNow.sa_handler == SIG_IGN && pipeBefore.sa_handler != SIG_IGN)
@@ -115,8 +115,8 @@ bool isChild(std::int64_t id)
 
 namespace {
 
-/// A process or a thread. Its number may become that of another one, but not with the same start.
-/// What handles these needs no memory of the heap if it does not say so.
+/// A process or a thread. Its number may be used again, but not with the same start time. Functions
+/// for these allocate no memory unless their comment says so.
 struct ProcessEntry
 {
     pid_t id;
@@ -125,7 +125,7 @@ struct ProcessEntry
     unsigned long long start; // in ticks since the system was started
 };
 
-/// Whether a process lives with its number.
+/// Whether a process still exists with its number.
 enum class Presence
 {
     Here,
@@ -135,37 +135,37 @@ enum class Presence
 
 using Clock = std::chrono::steady_clock;
 
-/// A process of a tree that is killed.
+/// A process in a tree that is being killed.
 struct TreeProcess
 {
     ProcessEntry entry;
     bool isStopped = false;
-    Descriptor handle{-1}; // by which it is known even where /proc can no longer be read
+    Descriptor handle{-1}; // identifies it even when /proc can no longer be read
 };
 
 } // namespace
 
-// How often what cannot be read is tried.
+// How often a read is attempted.
 static constexpr int readAttempts = 3;
 
-// How many handles of processes are kept at most: others here need descriptors, too.
+// How many process handles are kept at most, to leave descriptors for other uses here.
 static constexpr int maxHandles = 64;
 
 static bool meansGone(int error) { return error == ENOENT || error == ESRCH; }
 
-/// What \p path tells of a process or a thread. Nothing when that cannot be read.
+/// The process or thread that the file \p path describes; std::nullopt when it cannot be read.
 static std::optional<ProcessEntry> readEntryOnce(const char *path)
 {
     const Descriptor file(open(path, O_RDONLY | O_CLOEXEC));
     if (!file.isOpen())
         return {};
-    char text[1024]; // more than the numbers that are looked for, and all that are behind them
+    char text[1024]; // longer than the line up to the numbers that are needed
     const ssize_t size = read(file.number(), text, sizeof(text) - 1);
     if (size < 0)
         return {};
     text[size] = '\0';
 
-    // "id (name) state parent ...", where the name may hold anything, also ")" and blanks.
+    // "id (name) state parent ...", where the name may contain any character, also ")" and spaces.
     ProcessEntry entry = {};
     entry.id = std::atoi(text);
     const char *const behindName = std::strrchr(text, ')');
@@ -177,8 +177,8 @@ static std::optional<ProcessEntry> readEntryOnce(const char *path)
     return entry;
 }
 
-/// What the system tells of a process, or of its thread \p thread. Nothing when it is gone, with
-/// errno ESRCH or ENOENT, and where it cannot be read.
+/// The process \p process, or its thread \p thread. std::nullopt when it has ended, with errno
+/// ESRCH or ENOENT, and when it cannot be read.
 static std::optional<ProcessEntry> readEntry(pid_t process, pid_t thread = 0)
 {
     char path[64];
@@ -216,7 +216,7 @@ static bool findNumber(const char *folder, const Accept &accept)
     return false;
 }
 
-/// The names in \p folder that are numbers. Throws when the memory does not suffice.
+/// The names in \p folder that are numbers. Throws std::bad_alloc.
 static std::vector<pid_t> numbersIn(const char *folder)
 {
     std::vector<pid_t> numbers;
@@ -227,7 +227,7 @@ static std::vector<pid_t> numbersIn(const char *folder)
     return numbers;
 }
 
-/// Whether \p id is listed as a process. A thread has a folder too, but is not listed.
+/// Whether \p id is listed as a process. Threads have folders, too, but are not listed.
 static bool isListed(pid_t id)
 {
     return findNumber("/proc", [id](pid_t number) { return number == id; });
@@ -242,21 +242,21 @@ static Presence presence(const ProcessEntry &process)
     return errno == ENOENT || errno == ESRCH ? Presence::Gone : Presence::Unknown;
 }
 
-/// A handle, which stays with its process: if the number is still that of the right one when the
-/// handle is there, it is the right handle. An old system has none, and there may be no descriptor
-/// for one.
+/// A handle for a process, which always refers to that process: if the number still belongs to the
+/// right process after the handle was opened, so does the handle. None on an old system, and when
+/// there is no file descriptor for it.
 static Descriptor handleOf(const ProcessEntry &process, Presence &found)
 {
     Descriptor handle(static_cast<int>(syscall(SYS_pidfd_open, process.id, 0)));
     found = presence(process);
-    if (found == Presence::Unknown && handle.isOpen()) { // which took the last descriptor
+    if (found == Presence::Unknown && handle.isOpen()) { // it took the last descriptor
         handle.reset();
         found = presence(process);
     }
     return handle;
 }
 
-/// Sends \p signal by \p handle. Nothing where that cannot be done; else whether it was sent.
+/// Sends \p signal by \p handle. Whether it was sent; std::nullopt when the handle cannot be used.
 static std::optional<bool> sendByHandle(const Descriptor &handle, int signal)
 {
     if (handle.isOpen()) {
@@ -268,8 +268,8 @@ static std::optional<bool> sendByHandle(const Descriptor &handle, int signal)
     return {};
 }
 
-/// Sends \p signal to this process and to no other that has got its number. False when it could
-/// not. A handle that is made for it is kept in there, if it \p keepsHandle.
+/// Sends \p signal to this process, but not to another one that has received its number. False when
+/// this failed. With \p keepsHandle, a handle opened for it is stored in \p process.
 static bool send(TreeProcess &process, int signal, bool keepsHandle = false)
 {
     if (const std::optional<bool> isSent = sendByHandle(process.handle, signal))
@@ -284,19 +284,18 @@ static bool send(TreeProcess &process, int signal, bool keepsHandle = false)
     return isSent ? *isSent : kill(process.entry.id, signal) == 0;
 }
 
-/// Lets a process run again that could not be killed.
+/// Resumes a process that could not be killed.
 static void resume(TreeProcess &process)
 {
     if (!process.isStopped || send(process, SIGCONT))
         return;
-    // Without a handle, and where /proc cannot be read any more, it is told by its number alone. To
-    // go on does no harm to another one.
+    // Without a handle and without /proc the number alone must do. The signal to resume does no
+    // harm to another process.
     if (presence(process.entry) == Presence::Unknown)
         kill(process.entry.id, SIGCONT);
 }
 
-/// Whether each thread of \p process is in one of \p states or gone. Throws when the memory does
-/// not suffice.
+/// Whether each thread of \p process is in one of \p states or has ended. Throws std::bad_alloc.
 static bool isInState(const ProcessEntry &process, const char *states)
 {
     char folder[64];
@@ -309,8 +308,8 @@ static bool isInState(const ProcessEntry &process, const char *states)
            });
 }
 
-/// Waits until each thread of \p processes is in one of \p states or gone, or it is \p end. Throws
-/// when the memory does not suffice.
+/// Waits until each thread of \p processes is in one of \p states or has ended, but not beyond
+/// \p end. Throws std::bad_alloc.
 static void waitForState(const std::vector<ProcessEntry> &processes, const char *states,
                          Clock::time_point end)
 {
@@ -320,11 +319,11 @@ static void waitForState(const std::vector<ProcessEntry> &processes, const char 
     }
 }
 
-/// Stops \p root and all below it, but for this process, and puts them into \p tree, each behind
-/// its parent. Throws when the memory does not suffice; who has been stopped is in there then, too.
+/// Stops \p root and its descendants, except this process, and appends all of them to \p tree, each
+/// after its parent. Throws std::bad_alloc; \p tree then contains all that were stopped.
 static void stopTree(const ProcessEntry &root, std::vector<TreeProcess> &tree)
 {
-    // A process that cannot be stopped may start others for ever, so there is an end to this.
+    // A process that cannot be stopped may start others without end, so the time is limited.
     const auto end = Clock::now() + std::chrono::seconds(20);
     std::map<pid_t, unsigned long long> starts; // of those in the tree
     std::vector<ProcessEntry> stopping;
@@ -348,9 +347,10 @@ static void stopTree(const ProcessEntry &root, std::vector<TreeProcess> &tree)
 
     add(root);
     for (bool isGrowing = true; isGrowing && Clock::now() < end;) {
-        // A thread that is in the middle of starting a process completes that first, and the look
-        // must come behind it. One that waits for its child to run another program does not stop
-        // before the child has done so, which may be stopped: that one need not be waited for.
+        // A thread that is starting a process completes this before it stops; only then can the
+        // child be found. A thread that waits for its child to run another program (state D) stops
+        // only after the child did so. As the child may be stopped itself, such a thread is waited
+        // for only a short time.
         waitForState(stopping, "TtZX",
                      std::min(end, Clock::now() + std::chrono::milliseconds(100)));
         waitForState(stopping, "TtZXD", end);
@@ -370,7 +370,7 @@ static void stopTree(const ProcessEntry &root, std::vector<TreeProcess> &tree)
     }
 }
 
-/// Waits until \p processes have ended, or it is \p end.
+/// Waits until \p processes have ended, but not beyond \p end.
 static void waitForEnd(const std::vector<TreeProcess> &processes, Clock::time_point end)
 {
     for (const TreeProcess &process : processes) {
@@ -387,7 +387,7 @@ static void waitForEnd(const std::vector<TreeProcess> &processes, Clock::time_po
         try {
             waitForState({process.entry}, "ZX", end);
         } catch (const std::bad_alloc &) {
-            // It ends all the same.
+            // It ends without being waited for.
         }
     }
 }
@@ -405,9 +405,9 @@ bool killProcessTree(std::int64_t id)
     try {
         stopTree(*root, tree);
     } catch (const std::bad_alloc &) {
-        // Nobody stays stopped: those that were found go all the same.
+        // Those that were found are killed, so that none stays stopped.
     }
-    // Children first: the end of a parent may set children going that are stopped.
+    // Children first: the end of a parent may resume stopped children.
     std::reverse(tree.begin(), tree.end());
     const auto isSelf = [](const TreeProcess &process) { return process.entry.id == getpid(); };
     const bool hasSelf = std::any_of(tree.begin(), tree.end(), isSelf);
@@ -429,8 +429,8 @@ bool killProcessTree(std::int64_t id)
 
 namespace {
 
-/// What has come of a function in a copy of the process, in memory that both have. It says more
-/// than the exit code of the copy, which code that ends it may choose.
+/// The result of a function in a copy of the process, in memory shared with the copy. The exit code
+/// of the copy would not do, as the function may end the copy with any code.
 enum class Outcome
 {
     None,
@@ -439,7 +439,7 @@ enum class Outcome
 };
 using SharedOutcome = std::atomic<Outcome>;
 
-/// Leaves a copy of the process before anything else that its exit runs.
+/// Ends a copy of the process before any exit function of the process is run.
 struct ExitGuard
 {
     ~ExitGuard() { _exit(0); }
@@ -447,19 +447,20 @@ struct ExitGuard
 
 } // namespace
 
-/// Has the copy leave the world of the process alone: its input and output, its handlers, its exit.
+/// Separates the copy from the process: input and output, signal handlers, exit functions.
 static void detachCopy(pid_t original)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != original) // which has ended before
+    if (getppid() != original) // it has ended before the call above
         _exit(0);
-    prctl(PR_SET_DUMPABLE, 0); // also for programs that take core files
+    prctl(PR_SET_DUMPABLE, 0); // no core file, not even for a program that collects them
     for (int number = 1; number < NSIG; ++number) {
         struct sigaction action;
         if (sigaction(number, nullptr, &action) != 0 || action.sa_handler == SIG_DFL ||
             action.sa_handler == SIG_IGN)
             continue;
-        // The keys of a terminal reach all its processes: one that goes on at them lets its copy.
+        // The keys of a terminal send these to all its processes: if the process handles them, the
+        // copy ignores them.
         const bool interrupts =
             number == SIGHUP || number == SIGINT || number == SIGQUIT || number == SIGTERM;
         action = {};
@@ -472,8 +473,8 @@ static void detachCopy(pid_t original)
     if (nowhere > STDERR_FILENO)
         close(nowhere);
 
-    // What comes last goes first, and objects of the thread before functions of the process. So
-    // what the process has for its exit, as files to flush and folders to remove, is not run.
+    // Exit functions run in reverse order, thread-local objects first. So none of the process is
+    // run, such as those that flush files or remove folders.
     std::atexit([] { _exit(0); });
     thread_local const ExitGuard guard;
     (void)&guard;
@@ -490,21 +491,21 @@ static void detachCopy(pid_t original)
     _exit(0);
 }
 
-/// Waits for the end of \p child, and no longer than \p limit, after which it is killed.
+/// Waits for the end of \p child, and kills it after \p limit.
 static void waitForCopy(pid_t child, std::chrono::milliseconds limit)
 {
     const std::chrono::microseconds longestPause(2000);
     const auto end = Clock::now() + limit;
     for (std::chrono::microseconds pause(100);; pause = std::min(pause * 2, longestPause)) {
         const pid_t ended = waitpid(child, nullptr, WNOHANG);
-        if (ended == child || (ended < 0 && errno != EINTR)) // or the host has waited for it
+        if (ended == child || (ended < 0 && errno != EINTR)) // the host may have waited for it
             return;
         if (Clock::now() >= end)
             break;
         std::this_thread::sleep_for(pause);
     }
     killProcessTree(child);
-    waitpid(child, nullptr, WNOHANG); // one that even this does not end is not waited for
+    waitpid(child, nullptr, WNOHANG); // without waiting, in case it cannot be killed
 }
 
 std::optional<bool> tryInCopy(const std::function<bool()> &function,

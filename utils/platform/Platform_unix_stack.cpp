@@ -26,9 +26,9 @@
 
 #ifdef __x86_64__
 
-// Calls a function on the stack that ends at top. The frame is described for debuggers, which so
-// see through it to the caller. The functions of <ucontext.h> hide the caller, and each switch
-// takes a system call, which is more than a short script takes.
+// Calls a function on the stack that ends at top. The frame has unwind information, so a debugger
+// shows the caller. The functions of <ucontext.h> hide the caller, and need a system call for each
+// switch, which takes longer than a short script.
 extern "C" void kelmCallOnStack(char *top, void (*function)());
 __asm__(".text\n"
         ".p2align 4\n"
@@ -55,7 +55,7 @@ __asm__(".text\n"
 
 static void kelmCallOnStack(char *top, void (*function)())
 {
-    const std::size_t used = 1 << 20; // what counts is the end
+    const std::size_t used = 1 << 20; // any size: only the end counts
     ucontext_t there;
     ucontext_t here;
     getcontext(&there);
@@ -80,13 +80,13 @@ struct DeepStack
     char *start = nullptr;
     std::size_t size = 0;
 
-    // Why it is not as large as wanted, if so.
+    // The limits because of which it is smaller than wanted, if it is.
     bool isLimited = true;
     rlim_t addressLimit = 0;
     rlim_t dataLimit = 0;
 };
 
-/// What is to be called on it.
+/// The function to call on it.
 struct DeepCall
 {
     void (*function)(void *);
@@ -105,8 +105,8 @@ static std::atomic<bool> isDeepStackInUse = false;
 
 static const std::size_t mebibyte = 1 << 20;
 static const std::size_t smallestDeepStack = 16 * mebibyte;
-static const std::size_t deepGuard = mebibyte;      // no frame of a function is larger
-static const std::size_t keptStack = 16 * mebibyte; // behind a call that has used it
+static const std::size_t deepGuard = mebibyte;      // larger than the frame of any function
+static const std::size_t keptStack = 16 * mebibyte; // not released after a call
 
 static std::size_t wantedDeepStack()
 {
@@ -117,7 +117,7 @@ static std::size_t wantedDeepStack()
             policy = '0';
         close(file);
     }
-    if (policy == '2') // no address without memory for it
+    if (policy == '2') // reserved addresses count as memory
         return 64 * mebibyte;
 
     std::uint64_t half = 0;
@@ -146,8 +146,8 @@ static rlim_t limitOf(decltype(RLIMIT_AS) resource)
     return limit.rlim_cur;
 }
 
-/// Sets the stack up at the first call, and again when it could not have its size and the limits of
-/// the process are others now.
+/// Reserves the stack at the first call, and again if it is smaller than wanted and the limits of
+/// the process have changed.
 static void prepareDeepStack()
 {
     if (!deepStack.isLimited)
@@ -170,8 +170,8 @@ static void prepareDeepStack()
         start = mapStack(size);
     }
     if (start && size < wanted) {
-        // The rest is for what the recursion works on. A compiler of Python that has used up the
-        // stack has taken twice as much for that, and so comes to the end of the memory before.
+        // The rest is for the data of the recursion. Python's compiler allocates twice as much
+        // memory as it uses of the stack, and so runs out of memory first.
         munmap(start, size);
         size = wholePages(size / 5 * 2);
         start = size >= smallestDeepStack ? mapStack(size) : nullptr;
@@ -180,17 +180,17 @@ static void prepareDeepStack()
         return;
 
     mprotect(start, deepGuard, PROT_NONE);
-    madvise(start, size, MADV_NOHUGEPAGE); // the first use would take one of 2 MiB
+    madvise(start, size, MADV_NOHUGEPAGE); // otherwise the first use would take 2 MiB
     if (size > 4 * keptStack)
-        madvise(start, size - 4 * keptStack, MADV_DONTDUMP); // it would take for ever
+        madvise(start, size - 4 * keptStack, MADV_DONTDUMP); // keeps core files small
     deepStack.start = start;
     deepStack.size = size;
     deepStack.isLimited = size < wanted;
 }
 
-/// Gives the memory back that a deep recursion has used. The words at the end of what is kept tell
-/// of one: they are zero until it has passed them, and again when it is given back. To ask the
-/// system would take as long as a short script.
+/// Releases the memory that a deep recursion has used. The words just beyond the part that is kept
+/// show whether there was one: they are zero until a recursion passes them, and again after the
+/// release. A system call for this would take as long as a short script.
 static void releaseDeepStack()
 {
     if (deepStack.size < 2 * keptStack)
@@ -198,7 +198,7 @@ static void releaseDeepStack()
     const std::size_t released = deepStack.size - keptStack;
     const auto *const end = reinterpret_cast<std::uint64_t *>(deepStack.start + released);
     const auto isZero = [](std::uint64_t word) { return word == 0; };
-    if (!std::all_of(end - 64, end, isZero)) // most functions have smaller frames
+    if (!std::all_of(end - 64, end, isZero)) // most frames are smaller than that
         madvise(deepStack.start, released, MADV_DONTNEED);
 }
 
@@ -218,7 +218,7 @@ static void makeDeepCall()
 void callOnDeepStack(void (*function)(void *), void *context)
 {
     const bool isOnIt = deepStack.has(__builtin_frame_address(0));
-    // It is in use by another thread, or by a caller that has gone on to a stack of its own.
+    // In use by another thread, or by a caller that has switched to a stack of its own.
     if (isOnIt || isDeepStackInUse.exchange(true)) {
         function(context);
         return;
@@ -276,7 +276,7 @@ std::size_t freeStack()
         std::uintptr_t low = 0;
         std::uintptr_t high = 0;
     };
-    // For the first thread the system's list of memory is read, which takes a while.
+    // For the main thread this reads the memory map of the process, which takes a while.
     static thread_local const Bounds bounds;
     const auto here = reinterpret_cast<std::uintptr_t>(place);
     return here > bounds.low && here <= bounds.high ? here - bounds.low : 0;

@@ -13,7 +13,7 @@ void run(const std::string &command)
     if (commandLine.empty())
         return;
 
-    // No handles are handed down and no window is made, so what the command prints is lost.
+    // The command inherits no handles and gets no window, so its output is lost.
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION child = {};
@@ -29,7 +29,7 @@ void startChild(const std::function<void()> &start) { start(); }
 
 int errorOfPipes(int) { return 0; }
 
-bool isChild(std::int64_t id) { return id > 1; } // a handle keeps the number
+bool isChild(std::int64_t id) { return id > 1; } // an open handle keeps the number in use
 
 bool killProcessTree(std::int64_t id)
 {

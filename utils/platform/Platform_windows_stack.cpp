@@ -9,7 +9,7 @@
 
 namespace Utils::Platform {
 
-/// What is to be called on the deep stack.
+/// The function to call on the deep stack.
 struct DeepCall
 {
     void (*function)(void *);
@@ -43,7 +43,7 @@ static void CALLBACK makeDeepCalls(void *)
     }
 }
 
-/// Sets the stack up at the first call.
+/// Creates the stack at the first call.
 static void prepareDeepStack()
 {
     const std::size_t committed = mebibyte / 16;
@@ -56,7 +56,7 @@ static void prepareDeepStack()
 
 void callOnDeepStack(void (*function)(void *), void *context)
 {
-    // It is in use by a caller of this one, or by another thread.
+    // In use by a caller of this function, or by another thread.
     if (isDeepStackInUse.exchange(true)) {
         function(context);
         return;

@@ -30,8 +30,8 @@ public:
 /// The name of the tag that names the type of a file.
 constexpr const char *typeTagName = "TYPE";
 
-/// Sets \p error to the text of the catalogue for \p id, such as ".err.fileread", with \p path filled
-/// in. It stays as it was when there is not enough memory.
+/// Sets \p error to the text of the catalogue for \p id, such as ".err.fileread", with \p path
+/// filled in. It stays as it was when there is not enough memory.
 void tell(Data::String &error, const char *id, const Data::String &path);
 
 /// Appends \p error to \p errors, unless there is not enough memory.
