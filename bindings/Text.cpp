@@ -29,7 +29,7 @@ static bool hasSurrogates(const QString &text)
 }
 
 /// Reads the text that \p result is. False when it is null.
-static bool take(const Reference &result, Data::String &text)
+static bool take(const PythonReference &result, Data::String &text)
 {
     return result && readText(result.get(), text);
 }
@@ -92,13 +92,13 @@ PyObject *toUnicode(const QString &text)
 
 PyObject *representation(const QString &text)
 {
-    const Reference bytes(toBytes(text));
+    const PythonReference bytes(toBytes(text));
     return bytes ? PyObject_Repr(bytes.get()) : nullptr;
 }
 
 long hash(const QString &text)
 {
-    const Reference bytes(toBytes(text));
+    const PythonReference bytes(toBytes(text));
     return bytes ? PyObject_Hash(bytes.get()) : -1;
 }
 
@@ -106,7 +106,7 @@ Py_ssize_t length(const QString &text)
 {
     if (!hasSurrogates(text))
         return text.size();
-    const Reference unicode(toUnicode(text));
+    const PythonReference unicode(toUnicode(text));
     return unicode ? PyUnicode_GET_SIZE(unicode.get()) : -1;
 }
 
@@ -118,29 +118,29 @@ bool partOf(const QString &text, PyObject *index, Data::String &part)
         part = QString(text.at(int(position)));
         return true;
     }
-    const Reference unicode(toUnicode(text));
-    return unicode && take(Reference(PyObject_GetItem(unicode.get(), index)), part);
+    const PythonReference unicode(toUnicode(text));
+    return unicode && take(PythonReference(PyObject_GetItem(unicode.get(), index)), part);
 }
 
 bool format(const QString &text, PyObject *values, Data::String &result)
 {
-    const Reference unicode(toUnicode(text));
+    const PythonReference unicode(toUnicode(text));
     if (!unicode)
         return false;
-    if (take(Reference(PyUnicode_Format(unicode.get(), values)), result))
+    if (take(PythonReference(PyUnicode_Format(unicode.get(), values)), result))
         return true;
     if (!PyErr_ExceptionMatches(PyExc_UnicodeDecodeError))
         return false;
 
     PyErr_Clear();
-    const Reference bytes(toBytes(text));
-    return bytes && take(Reference(PyString_Format(bytes.get(), values)), result);
+    const PythonReference bytes(toBytes(text));
+    return bytes && take(PythonReference(PyString_Format(bytes.get(), values)), result);
 }
 
 PyObject *charactersOf(const QString &text, PyTypeObject *type)
 {
-    const Reference unicode(toUnicode(text));
-    const Reference itertools(unicode ? PyImport_ImportModule("itertools") : nullptr);
+    const PythonReference unicode(toUnicode(text));
+    const PythonReference itertools(unicode ? PyImport_ImportModule("itertools") : nullptr);
     if (!itertools)
         return nullptr;
     return PyObject_CallMethod(itertools.get(), const_cast<char *>("imap"),

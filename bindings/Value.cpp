@@ -67,7 +67,7 @@ static PyObject *toPython(const QVariant &value)
         return PyFloat_FromDouble(value.toDouble());
     case QMetaType::QStringList: {
         const QStringList texts = value.toStringList();
-        Reference list(PyList_New(texts.size()));
+        PythonReference list(PyList_New(texts.size()));
         for (int i = 0; list && i < texts.size(); ++i) {
             PyObject *const text = toBytes(texts.at(i));
             if (!text)
@@ -83,8 +83,8 @@ static PyObject *toPython(const QVariant &value)
 
 PyObject *representation(const Data::Variant &value)
 {
-    const Reference held(toPython(value));
-    const Reference text(held ? PyObject_Repr(held.get()) : nullptr);
+    const PythonReference held(toPython(value));
+    const PythonReference text(held ? PyObject_Repr(held.get()) : nullptr);
     return text ? PyString_FromFormat("Variant(%s)", PyString_AS_STRING(text.get())) : nullptr;
 }
 

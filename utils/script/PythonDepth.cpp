@@ -192,8 +192,8 @@ static PyObject *stackSize(PyObject *self, PyObject *arguments)
 static void replace(const char *module, const char *name, PyCFunction function,
                     PyCFunction &pythons)
 {
-    const Bindings::Reference owner(PyImport_ImportModule(module));
-    const Bindings::Reference object(owner ? PyObject_GetAttrString(owner.get(), name) : nullptr);
+    const PythonReference owner(PyImport_ImportModule(module));
+    const PythonReference object(owner ? PyObject_GetAttrString(owner.get(), name) : nullptr);
     if (!object)
         PyErr_Clear();
     else if (PyCFunction_Check(object.get()) && PyCFunction_GET_FUNCTION(object.get()) != function)

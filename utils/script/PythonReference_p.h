@@ -4,14 +4,14 @@
 
 #include <memory>
 
-namespace Utils::Bindings {
+namespace Utils {
 
-struct Release
+struct PythonRelease
 {
     void operator()(PyObject *object) const { Py_DECREF(object); }
 };
 
 /// A reference that is ours to release, or null.
-using Reference = std::unique_ptr<PyObject, Release>;
+using PythonReference = std::unique_ptr<PyObject, PythonRelease>;
 
-} // namespace Utils::Bindings
+} // namespace Utils

@@ -36,8 +36,6 @@ static const int recursionLimit = 1000;
 
 namespace {
 
-using Bindings::Reference;
-
 /// Keeps sys.exit() from ending the host, where Python prints errors itself.
 class ExitGuard
 {
@@ -174,7 +172,7 @@ static bool startWithLibrary(const QString &archive)
     bool isStarted = initializePython();
     if (isStarted) {
         limitRecursion(recursionLimit); // before "site", which may run scripts of the user
-        const Reference site(PyImport_ImportModule("site"));
+        const PythonReference site(PyImport_ImportModule("site"));
         isStarted = site != nullptr;
     }
     if (!isStarted && Py_IsInitialized()) {
@@ -201,12 +199,12 @@ static void tellThreads(const QStringList &threads)
 
 /// The scope of scripts, which is also where statements and expressions run. Null, with an error
 /// set, when the memory does not suffice.
-static Reference mainScope()
+static PythonReference mainScope()
 {
     PyObject *const module = PyImport_AddModule("__main__");
     PyObject *const scope = module ? PyModule_GetDict(module) : nullptr;
     Py_XINCREF(scope); // a script may throw the module away
-    return Reference(scope);
+    return PythonReference(scope);
 }
 
 /// What \a function returns when it runs on the stack for deep recursion. Whatever runs a script,
@@ -339,15 +337,16 @@ void PythonScript::pushDataThere(const Data::String &name, const Data::Variant &
     const Place place(name);
     if (place.isDotted && !m_modules.contains(place.moduleName))
         m_modules.append(place.moduleName);
-    Reference object(toPython(value));
+    PythonReference object(toPython(value));
     PyObject *const module = PyImport_AddModule(place.module.constData());
     if (!object || !module)
         return;
 
     // One reference is the module's and one ours, so that the object outlives its name.
     PyObject *&pushed = m_pushedObjects[name];
-    const Reference replaced(std::exchange(pushed, object.get())); // released last: that may run a
-                                                                   // script that comes back here
+    const PythonReference replaced(
+        std::exchange(pushed, object.get())); // released last: that may run a
+                                              // script that comes back here
     Py_INCREF(object.get());
     if (PyModule_AddObject(module, place.attribute.constData(), object.get()) == 0)
         (void)object.release();
@@ -372,8 +371,8 @@ Data::Variant PythonScript::getDataThere(const Data::String &name)
 
     const Place place(name);
     PyObject *const module = PyImport_AddModule(place.module.constData());
-    const Reference attribute(module ? PyObject_GetAttrString(module, place.attribute.constData())
-                                     : nullptr);
+    const PythonReference attribute(
+        module ? PyObject_GetAttrString(module, place.attribute.constData()) : nullptr);
     return fromPython(attribute.get());
 }
 
@@ -390,7 +389,7 @@ void PythonScript::popDataThere(const Data::String &name)
     const Place place(name);
     if (place.isDotted)
         m_modules.removeAll(place.moduleName);
-    const Reference object(m_pushedObjects.take(name));
+    const PythonReference object(m_pushedObjects.take(name));
     PyObject *const module = PyImport_AddModule(place.module.constData());
     if (!module || PyObject_SetAttrString(module, place.attribute.constData(), nullptr) != 0)
         PyErr_Clear(); // a script may have deleted it
@@ -416,7 +415,7 @@ bool PythonScript::validateThere(const Data::String &code)
     PyErr_Clear();
 
     const QByteArray source = code.toUtf8();
-    Reference compiled;
+    PythonReference compiled;
     if (isTooDeepForPython(source))
         setDepthError();
     else
@@ -548,7 +547,8 @@ bool PythonScript::startInterpreter(const Data::String &home, bool isZipHome)
     const Data::String archive = isZipHome ? zipOf(home) : Data::String();
     const auto tryStart = [&archive] {
         const bool isStarted = startWithLibrary(archive);
-        const Reference sip(isStarted ? PyImport_ImportModule("sip") : nullptr); // may be missing
+        const PythonReference sip(isStarted ? PyImport_ImportModule("sip")
+                                            : nullptr); // may be missing
         return isStarted;
     };
     static bool hasStarted = false;
@@ -582,7 +582,7 @@ bool PythonScript::runExpression(const Data::String &code)
 
 bool PythonScript::runStatements(const Data::String &code)
 {
-    const Reference scope = mainScope();
+    const PythonReference scope = mainScope();
     const QStringList modules = m_modules; // a module's name replaces an object, whose end may run
     for (const QString &name : modules) {
         const QByteArray utf8 = name.toUtf8();
@@ -599,8 +599,8 @@ bool PythonScript::runProgram(const QString &program)
     // at sys.exit().
     PyErr_Clear();
     const QByteArray source = program.toUtf8();
-    const Reference scope = mainScope();
-    Reference result;
+    const PythonReference scope = mainScope();
+    PythonReference result;
     if (isTooDeepForPython(source))
         setDepthError();
     else if (scope)
@@ -621,13 +621,13 @@ void PythonScript::extractError()
     PyErr_Fetch(&fetched[0], &fetched[1], &fetched[2]);
     Data::String text = m_errorText;
     {
-        const Reference type(fetched[0]);
-        const Reference value(fetched[1]);
-        const Reference traceback(fetched[2]);
+        const PythonReference type(fetched[0]);
+        const PythonReference value(fetched[1]);
+        const PythonReference traceback(fetched[2]);
 
         // Not normalised, so the value of an error of Python's own may be no exception: of a syntax
         // error it is a tuple of the message and (file, line, column, text).
-        const Reference valueText(value ? PyObject_Str(value.get()) : nullptr);
+        const PythonReference valueText(value ? PyObject_Str(value.get()) : nullptr);
         if (valueText)
             text = PyString_AsString(valueText.get());
 

@@ -12,15 +12,14 @@
 
 namespace Utils {
 
-using Bindings::Reference;
-
 // Long for a library on a slow network drive.
 std::chrono::milliseconds startTrialLimit = std::chrono::seconds(30);
 
 /// Whether a stream of Python is a terminal.
 static bool isTerminal(PyObject *stream)
 {
-    const Reference result(PyObject_CallMethod(stream, const_cast<char *>("isatty"), nullptr));
+    const PythonReference result(
+        PyObject_CallMethod(stream, const_cast<char *>("isatty"), nullptr));
     const bool isTrue = result && PyObject_IsTrue(result.get()) == 1;
     PyErr_Clear();
     return isTrue;
@@ -29,7 +28,7 @@ static bool isTerminal(PyObject *stream)
 /// Has Python use the character set of the locale for the names of files, and on terminals.
 static bool useCodeset(const char *codeset)
 {
-    const Reference encoder(PyCodec_Encoder(codeset));
+    const PythonReference encoder(PyCodec_Encoder(codeset));
     if (!encoder) {
         const bool isUnknown = PyErr_ExceptionMatches(PyExc_LookupError) != 0;
         if (isUnknown)
@@ -54,7 +53,7 @@ static bool useCodeset(const char *codeset)
 /// Whether the package of the codecs is there and whole, or is missing: Python goes without then.
 static bool loadCodecs()
 {
-    const Reference package(PyImport_ImportModule("encodings"));
+    const PythonReference package(PyImport_ImportModule("encodings"));
     if (package || !PyErr_ExceptionMatches(PyExc_ImportError))
         return package != nullptr;
 

@@ -14,7 +14,6 @@
 
 namespace Utils {
 
-using Bindings::Reference;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
@@ -79,7 +78,10 @@ static std::vector<long> otherThreads()
     return threads;
 }
 
-static bool isTrue(const Reference &object) { return object && PyObject_IsTrue(object.get()) == 1; }
+static bool isTrue(const PythonReference &object)
+{
+    return object && PyObject_IsTrue(object.get()) == 1;
+}
 
 /// Whether there are threads that Python itself waits for before it ends.
 static bool hasThreadsToWaitFor()
@@ -87,15 +89,16 @@ static bool hasThreadsToWaitFor()
     if (!hasPythonThreads())
         return false;
     PyObject *const threading = loadedModule("threading");
-    const Reference main(threading ? PyObject_GetAttrString(threading, "_MainThread") : nullptr);
-    const Reference list(
+    const PythonReference main(threading ? PyObject_GetAttrString(threading, "_MainThread")
+                                         : nullptr);
+    const PythonReference list(
         main ? PyObject_CallMethod(threading, const_cast<char *>("enumerate"), nullptr) : nullptr);
     bool isFound = false;
     for (Py_ssize_t i = 0; list && PyList_Check(list.get()) && i < PyList_GET_SIZE(list.get()); ++i)
     {
         PyObject *const thread = PyList_GET_ITEM(list.get(), i);
-        const Reference isDaemon(PyObject_GetAttrString(thread, "daemon"));
-        const Reference isAlive(
+        const PythonReference isDaemon(PyObject_GetAttrString(thread, "daemon"));
+        const PythonReference isAlive(
             PyObject_CallMethod(thread, const_cast<char *>("is_alive"), nullptr));
         if (PyObject_IsInstance(thread, main.get()) == 0 && !isTrue(isDaemon) && isTrue(isAlive))
             isFound = true;
@@ -108,15 +111,16 @@ static bool hasThreadsToWaitFor()
 static QStringList describeThreads()
 {
     PyObject *const threading = loadedModule("threading");
-    const Reference byNumber(threading ? PyObject_GetAttrString(threading, "_active") : nullptr);
+    const PythonReference byNumber(threading ? PyObject_GetAttrString(threading, "_active")
+                                             : nullptr);
     QStringList texts;
     for (const long number : otherThreads()) {
-        const Reference key(PyInt_FromLong(number));
+        const PythonReference key(PyInt_FromLong(number));
         PyObject *const thread = key && byNumber && PyDict_Check(byNumber.get())
                                      ? PyDict_GetItem(byNumber.get(), key.get())
                                      : nullptr;
-        const Reference name(thread ? PyObject_GetAttrString(thread, "name") : nullptr);
-        const Reference text(name ? PyObject_Str(name.get()) : nullptr);
+        const PythonReference name(thread ? PyObject_GetAttrString(thread, "name") : nullptr);
+        const PythonReference text(name ? PyObject_Str(name.get()) : nullptr);
         texts.append((text ? QString::fromUtf8(PyString_AsString(text.get()))
                            : QStringLiteral("without a name")) +
                      QStringLiteral(" (%1)").arg(static_cast<unsigned long>(number)));
@@ -133,9 +137,9 @@ static void runExitFunctions()
     if (!registered)
         return;
     Py_INCREF(registered);
-    const Reference function(registered);
+    const PythonReference function(registered);
     PySys_SetObject(name, nullptr);
-    const Reference result(PyObject_CallObject(function.get(), nullptr));
+    const PythonReference result(PyObject_CallObject(function.get(), nullptr));
     if (!result) {
         if (!PyErr_ExceptionMatches(PyExc_SystemExit))
             PySys_WriteStderr("Error in sys.exitfunc:\n");
@@ -144,7 +148,8 @@ static void runExitFunctions()
 
     // The interpreter may be kept: what is registered in it from now on is run at the next attempt.
     PyObject *const atexit = loadedModule("atexit");
-    const Reference runsAll(atexit ? PyObject_GetAttrString(atexit, "_run_exitfuncs") : nullptr);
+    const PythonReference runsAll(atexit ? PyObject_GetAttrString(atexit, "_run_exitfuncs")
+                                         : nullptr);
     PyErr_Clear();
     if (runsAll.get() == function.get() && !PySys_GetObject(name))
         PySys_SetObject(name, function.get());

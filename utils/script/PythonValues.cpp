@@ -10,7 +10,6 @@
 
 namespace Utils {
 
-using Bindings::Reference;
 using DoubleList = QList<double>;
 using Int32List = QList<int>;
 using DoubleVector = QVector<double>;
@@ -40,7 +39,7 @@ static PyObject *toObject(const QString &value)
 template <typename List>
 static PyObject *toList(const List &values)
 {
-    Reference list(PyList_New(values.size()));
+    PythonReference list(PyList_New(values.size()));
     for (int i = 0; list && i < values.size(); ++i) {
         PyObject *const item = toObject(values[i]);
         if (!item)
