@@ -4,7 +4,9 @@
 // source of its class. What may be asked for after its end is a Data::ProcessWide.
 
 #ifdef KELMUTILS_SCRIPTING
+#include "bindings/Modules.h"
 #include "bindings/ScriptableModuleKelmUtils.h"
+#include "utils/script/PythonInterpreter_p.h"
 #endif
 #include "data/MetaTypes_p.h"
 #include "utils/catalogue/Catalogue_p.h"
@@ -40,6 +42,7 @@ QMap<Data::String, double> versionStrings; // xml: the numbers of registered ver
 Data::ProcessWide<ModuleList> moduleList; // script: the scriptable modules
 
 #ifdef KELMUTILS_SCRIPTING
+void (*const PythonInterpreter::makeLibraryModule)() = initKelmUtils; // script: from the bindings
 ScriptableModuleKelmUtils scriptableModuleKelmUtils; // bindings: the module KelmUtils
 ScriptableModuleKelmData scriptableModuleKelmData;   // bindings: its companion
 #endif

@@ -28,7 +28,7 @@ public:
                           {"HOME_DIR", folder.path()},
                           {"RES_DIR", folder.path()}};
         Utils::setApplication(&host);
-        Utils::PythonScript::isStartUpProgramDone = false;
+        Utils::PythonInterpreter::isStartUpProgramDone = false;
     }
     ~PythonFixture() { Utils::setApplication(nullptr); }
     Q_DISABLE_COPY(PythonFixture)

@@ -343,13 +343,13 @@ private Q_SLOTS:
             QVERIFY(!Py_IsInitialized());
         }
         QCOMPARE(log(), QString("run\nrun\nrun\n"));
-        QVERIFY(!Utils::PythonScript::isStartUpProgramDone);
+        QVERIFY(!Utils::PythonInterpreter::isStartUpProgramDone);
 
         makeStartUpProgram("echo good >> \"${0%/solver/pyInit}/log\"\n"
                            "echo ignored");
         QVERIFY(d->engine.runCode("x = 1"));
         QCOMPARE(d->engine.errorMessage(), String());
-        QVERIFY(Utils::PythonScript::isStartUpProgramDone);
+        QVERIFY(Utils::PythonInterpreter::isStartUpProgramDone);
 
         d->engine.reset();
         QVERIFY(d->engine.runCode("x = 2"));
@@ -364,7 +364,7 @@ private Q_SLOTS:
         QVERIFY(!d->engine.runCode("x = 1"));
 
         QCOMPARE(d->engine.errorMessage(), String("no Python: <hanging\n>"));
-        QVERIFY(!Utils::PythonScript::isStartUpProgramDone);
+        QVERIFY(!Utils::PythonInterpreter::isStartUpProgramDone);
     }
 
     void doesNotStartWhenTheHostHasAHangingStartUpProgramKilled()
@@ -405,7 +405,7 @@ private Q_SLOTS:
         QVERIFY2(d->engine.runCode("x = 1"), qPrintable(d->engine.errorMessage()));
 
         QCOMPARE(d->engine.errorMessage(), String());
-        QVERIFY(!Utils::PythonScript::isStartUpProgramDone);
+        QVERIFY(!Utils::PythonInterpreter::isStartUpProgramDone);
     }
 
     void runsAStartUpProgramThatComesLater()

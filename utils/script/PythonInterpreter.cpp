@@ -1,0 +1,203 @@
+#include "utils/script/PythonInterpreter_p.h"
+
+#include "utils/Application_p.h"
+#include "utils/files/File.h"
+#include "utils/process/Process.h"
+#include "utils/script/IScriptableModule.h"
+#include "utils/script/PythonStart_p.h"
+#include "utils/script/PythonThreads_p.h"
+#include "utils/script/ScriptTexts_p.h"
+
+#include <Python.h>
+
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+namespace Utils {
+
+static Data::String hostVariable(const char *key)
+{
+    Data::IApplication *const host = application();
+    return host ? host->getVariable(key, Data::String()) : Data::String();
+}
+
+/// The home that the host's variables tell. Nothing when there is no Python in either folder.
+static std::optional<PythonHome> findHome()
+{
+    PythonHome home{hostVariable("PYTHON_DIR")};
+    if (File::exists(home.folder))
+        return home;
+    home = {hostVariable("HOME_DIR"), /*isArchive=*/true};
+    return File::exists(home.archive()) ? std::optional(home) : std::nullopt;
+}
+
+/// Runs the program with which a host prepares Python, until it has once succeeded. False when it
+/// fails, with the reason in \a message; one that cannot be started, or is cancelled, is no
+/// failure.
+static bool runStartUpProgram(const Data::String &home, Data::String &message)
+{
+    if (PythonInterpreter::isStartUpProgramDone)
+        return true;
+
+    const Data::String folder = hostVariable("HOME_DIR");
+    Process program(File::join(folder, QStringLiteral("solver"), QStringLiteral("pyInit")),
+                    QStringList(home));
+    program.setEnvironment({{QStringLiteral("PATH"), folder}}, /*keepPath=*/true);
+    if (!program.start() || !program.wait(/*showProgress=*/false))
+        return true;
+    if (program.exitCode() != 0) {
+        message = scriptText(".err.pythonInit", {program.output()});
+        return false;
+    }
+    PythonInterpreter::isStartUpProgramDone = true;
+    return true;
+}
+
+/// Adds the packages of the host's resources to sys.path. The path is not escaped.
+static void addSitePackages()
+{
+    const PythonExitGuard guard;
+    const Data::String code =
+        "import sys\nsys.path.append('" + hostVariable("RES_DIR") + "/site-packages')";
+    PyRun_SimpleStringFlags(code.toUtf8().constData(), nullptr);
+}
+
+static void initializeModules(Data::String &failures)
+{
+    PyErr_Clear();
+    IScriptableModule::initializeModules(failures);
+}
+
+/// Reports the \a threads that keep the interpreter from its end.
+static void reportThreads(const QStringList &threads)
+{
+    for (const QString &thread : threads) {
+        const Data::String text = QLatin1String("Thread of a script goes on: ") + thread;
+        if (Data::IApplication *const host = application())
+            host->logMessage(text, 3);
+        else
+            std::fprintf(stderr, "%s\n", text.toUtf8().constData());
+    }
+}
+
+PythonExitGuard::PythonExitGuard() : m_original(std::exchange(Py_InspectFlag, 1)) {}
+PythonExitGuard::~PythonExitGuard() { Py_InspectFlag = m_original; }
+
+bool PythonInterpreter::isStartUpProgramDone = false;
+
+PythonInterpreter::~PythonInterpreter()
+{
+    if (isInUse())
+        return;
+    static char defaultName[] = "python";
+    Py_SetProgramName(defaultName);
+    Py_SetPythonHome(nullptr);
+}
+
+bool PythonInterpreter::isCallable() { return Py_IsInitialized() && ownsPythonLock(); }
+
+bool PythonInterpreter::ensureStarted(Data::String &message)
+{
+    if (m_isEnding || !ownsPythonLock()) // what scripts leave to the end may call the engine
+        return false;
+    if (m_isKept && m_runs == 1 && !hasPythonThreads())
+        end();
+    if (!ownsPythonLock()) // the functions at the exit may start threads
+        return false;
+    if (!Py_IsInitialized())
+        return start(message);
+    initializeModules(message);
+    return true;
+}
+
+bool PythonInterpreter::start(Data::String &message)
+{
+    if (!application()) {
+        message = scriptText(".err.pythonapp");
+        return false;
+    }
+    setProgramName();
+    PythonHome home;
+    if (!setHome(home)) {
+        message = scriptText(".err.pythonInit", {QString()});
+        return false;
+    }
+    if (!runStartUpProgram(home.folder, message) || !startPython(home))
+        return false;
+
+    addSitePackages();
+    initializeModules(message);
+    // Modules that were initialised before there was an interpreter count as initialised, though
+    // that had no effect.
+    makeLibraryModule();
+    PyErr_Clear();
+    return true;
+}
+
+void PythonInterpreter::setProgramName()
+{
+    if (!m_programName)
+        m_programName = hostVariable("APP_PATH").toStdString();
+    Py_SetProgramName(m_programName->data());
+}
+
+bool PythonInterpreter::setHome(PythonHome &home)
+{
+    const std::optional<PythonHome> found = findHome();
+    if (!found)
+        return false;
+    home = *found;
+    m_home = home.folder.toStdString();
+    Py_SetPythonHome(m_home.data());
+    return true;
+}
+
+void PythonInterpreter::requestEnd()
+{
+    if (m_isEnding)
+        return;
+    if (isInUse())
+        m_isEndRequested = true;
+    else
+        end();
+}
+
+void PythonInterpreter::end()
+{
+    m_isEndRequested = false;
+    m_isEnding = true;
+    if (isCallable()) {
+        const PythonExitGuard guard; // for what scripts have left to be run at the end
+        PyErr_Clear();               // one that getData() has left would be printed
+        // A thread that has once used up its time gets no more.
+        const std::chrono::milliseconds none(0);
+        const QStringList threads = endPythonThreads(m_isKept ? none : threadPatience);
+        m_isKept = !threads.isEmpty();
+        if (m_isKept)
+            reportThreads(threads);
+        else
+            Py_Finalize();
+    }
+    m_isEnding = false;
+    if (!m_isKept)
+        IScriptableModule::resetModules();
+}
+
+PythonInterpreter::RunGuard::RunGuard(PythonInterpreter &interpreter) : m_interpreter(interpreter)
+{
+    ++m_interpreter.m_runs;
+}
+
+PythonInterpreter::RunGuard::~RunGuard()
+{
+    --m_interpreter.m_runs;
+    if (m_interpreter.m_runs == 0) {
+        if (m_interpreter.m_isEndRequested)
+            m_interpreter.end();
+    } else if (Py_IsInitialized()) {
+        PyErr_Clear();
+    }
+}
+
+} // namespace Utils

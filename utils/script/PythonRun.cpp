@@ -1,0 +1,180 @@
+#include "utils/script/PythonRun_p.h"
+
+#include "utils/base/Placeholders_p.h"
+#include "utils/platform/Platform.h"
+#include "utils/script/PythonDepth_p.h"
+#include "utils/script/PythonInterpreter_p.h"
+#include "utils/script/PythonReference_p.h"
+
+#include <Python.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <new>
+
+namespace Utils {
+
+/// The bytes of a \a file, which is then at its start again. None for one that has no end, as a
+/// pipe.
+static QByteArray contents(std::FILE *file)
+{
+    QByteArray bytes;
+    if (std::fseek(file, 0, SEEK_END) == 0) {
+        bytes.resize(static_cast<int>(std::clamp(std::ftell(file), 0L, long{INT_MAX / 2})));
+        std::rewind(file);
+        bytes.resize(static_cast<int>(std::fread(bytes.data(), 1, bytes.size(), file)));
+    }
+    std::rewind(file);
+    return bytes;
+}
+
+static bool isTooDeepForPython(const QByteArray &source)
+{
+    return isTooDeepForPython(source, Platform::freeStack());
+}
+
+static bool isTooDeepForPython(std::FILE *file)
+{
+    const long size = std::fseek(file, 0, SEEK_END) == 0 ? std::ftell(file) : 0;
+    std::rewind(file);
+    if (size <= 0 || !mayBeTooDeepForPython(static_cast<std::size_t>(size), Platform::freeStack()))
+        return false;
+    try {
+        return isTooDeepForPython(contents(file));
+    } catch (const std::bad_alloc &) {
+        return true; // Python would need the memory, too
+    }
+}
+
+/// The scope of scripts, which is also where statements and expressions run. Null, with an error
+/// set, when the memory does not suffice.
+static PythonReference mainScope()
+{
+    PyObject *const module = PyImport_AddModule("__main__");
+    PyObject *const scope = module ? PyModule_GetDict(module) : nullptr;
+    Py_XINCREF(scope); // a script may remove the module
+    return PythonReference(scope);
+}
+
+void addToMainScope(const QStringList &modules)
+{
+    const PythonReference scope = mainScope();
+    for (const QString &name : modules) {
+        const QByteArray utf8 = name.toUtf8();
+        PyObject *const module = PyImport_AddModule(utf8.constData());
+        if (module && scope)
+            PyDict_SetItemString(scope.get(), utf8.constData(), module);
+    }
+}
+
+/// The text of a syntax error, whose \a value is a tuple of the message and (file, line, column,
+/// text) when it is Python's own. False when it has another shape.
+static bool readSyntaxError(PyObject *value, Data::String &text)
+{
+    const char *message = nullptr;
+    PyObject *details = nullptr;
+    if (!PyArg_ParseTuple(value, "sO", &message, &details))
+        return false;
+
+    text = message;
+    if (PyTuple_Check(details) && PyTuple_GET_SIZE(details) >= 3) {
+        const long line = PyInt_AsLong(PyTuple_GET_ITEM(details, 1));
+        const long column = PyInt_AsLong(PyTuple_GET_ITEM(details, 2)); // may be None
+        text += fillPlaceholders(QStringLiteral("\nline: %1\ncolumn: %2"),
+                                 {QString::number(line), QString::number(column)});
+    }
+    return true;
+}
+
+/// The text of the Python error, which is cleared. "" when none is set, and when it has no text.
+static Data::String fetchError()
+{
+    if (!PyErr_Occurred())
+        return {};
+    const bool isSyntaxError = PyErr_ExceptionMatches(PyExc_SyntaxError) != 0;
+    PyObject *fetched[3] = {};
+    PyErr_Fetch(&fetched[0], &fetched[1], &fetched[2]);
+    const PythonReference type(fetched[0]);
+    const PythonReference value(fetched[1]);
+    const PythonReference traceback(fetched[2]);
+
+    // Not normalised, so the value of an error of Python's own may be no exception.
+    Data::String text;
+    const PythonReference valueText(value ? PyObject_Str(value.get()) : nullptr);
+    if (valueText)
+        text = PyString_AsString(valueText.get());
+    if (isSyntaxError && value)
+        readSyntaxError(value.get(), text);
+    PyErr_Clear(); // the value may have another shape, or its text fail
+    return text;
+}
+
+/// What came of a run that has returned \a result, null when it failed.
+static PythonRun outcome(const PythonReference &result)
+{
+    PythonRun run;
+    run.succeeded = result != nullptr;
+    if (!result)
+        run.error = fetchError();
+    return run;
+}
+
+PythonRun PythonRun::file(const Data::String &path)
+{
+    PythonRun run;
+    const QByteArray utf8 = path.toUtf8();
+    std::FILE *const file = Platform::openFile(utf8.toStdString(), "r");
+    if (!file) {
+        run.error = QLatin1String("Unable to open script ") + path;
+        return run;
+    }
+
+    PyErr_Clear();
+    int status = -1;
+    {
+        const PythonExitGuard guard;
+        if (isTooDeepForPython(file)) {
+            std::fclose(file);
+            setDepthError();
+            PyErr_Print();
+        } else {
+            status = PyRun_SimpleFileExFlags(file, utf8.constData(), /*closeit=*/1, nullptr);
+        }
+    }
+    run.succeeded = status == 0;
+    run.exitStatus = status;
+    if (!run.succeeded)
+        run.error = fetchError();
+    return run;
+}
+
+PythonRun PythonRun::code(const QString &statements)
+{
+    // Not PyRun_SimpleString, which prints an error rather than leaving it, and exits the process
+    // at sys.exit().
+    PyErr_Clear();
+    const QByteArray source = statements.toUtf8();
+    const PythonReference scope = mainScope();
+    PythonReference result;
+    if (isTooDeepForPython(source))
+        setDepthError();
+    else if (scope)
+        result.reset(PyRun_StringFlags(source.constData(), Py_file_input, scope.get(), scope.get(),
+                                       nullptr));
+    return outcome(result);
+}
+
+PythonRun PythonRun::check(const QString &statements)
+{
+    PyErr_Clear();
+    const QByteArray source = statements.toUtf8();
+    PythonReference compiled;
+    if (isTooDeepForPython(source))
+        setDepthError();
+    else
+        compiled.reset(Py_CompileStringFlags(source.constData(), "code", Py_file_input, nullptr));
+    return outcome(compiled);
+}
+
+} // namespace Utils
