@@ -1,0 +1,83 @@
+#include "examples/console/commands/Table.h"
+
+#include "examples/console/Command.h"
+
+#include <algorithm>
+
+namespace Kelm {
+
+using Utils::CSVTable;
+
+static bool isEmptyRow(const QStringList &fields)
+{
+    return fields.size() < 2 && fields.value(0).isEmpty();
+}
+
+QStringList topRow(const CSVTable &table)
+{
+    for (int row = 0; row < table.numRows(); ++row) {
+        const QStringList fields = table.data(row);
+        if (!isEmptyRow(fields))
+            return fields;
+    }
+    return {};
+}
+
+bool isHeader(const QStringList &fields)
+{
+    CSVTable table;
+    table.appendData(fields);
+    return table.hasHeader();
+}
+
+QString numberedLabel(int col) { return QString("Column %1").arg(col + 1); }
+
+QStringList numberedLabels(int count)
+{
+    QStringList labels;
+    for (int col = 0; col < count; ++col)
+        labels.append(numberedLabel(col));
+    return labels;
+}
+
+int findColumn(const QStringList &labels, const QString &name)
+{
+    const int exact = labels.indexOf(name);
+    if (exact >= 0)
+        return exact;
+    for (int col = 0; col < labels.size(); ++col) {
+        if (labels[col].section('{', 0, 0).trimmed() == name)
+            return col;
+    }
+    const int number = wholeNumber(name, 1).value_or(0);
+    return number <= labels.size() ? number - 1 : -1;
+}
+
+void choose(const CSVTable &table, const TableChoice &choice, CSVTable &chosen)
+{
+    const bool isSorted = choice.sortColumn >= 0;
+    const int numRows = choice.numRows < 0 || choice.numRows >= table.numRows()
+                            ? table.numRows()
+                            : choice.numRows + choice.hasHeader;
+
+    CSVTable rows;
+    for (int row = 0; row < table.numRows() && (isSorted || rows.numRows() < numRows); ++row) {
+        const QStringList all = table.data(row);
+        if (isEmptyRow(all))
+            continue;
+        QStringList fields = choice.columns.isEmpty() ? all : QStringList();
+        for (const int col : choice.columns)
+            fields.append(all.value(col));
+        if (isSorted)
+            fields.prepend(all.value(choice.sortColumn)); // which may not be a wanted column
+        rows.appendData(fields);
+    }
+    if (isSorted) {
+        rows.sort(0, choice.hasHeader, choice.isAscending);
+        rows.removeColumn(0);
+    }
+    for (int row = 0; row < std::min(rows.numRows(), numRows); ++row)
+        chosen.appendData(rows.data(row));
+}
+
+} // namespace Kelm
