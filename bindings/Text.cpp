@@ -2,25 +2,9 @@
 
 #include "utils/script/PythonReference_p.h"
 
-#include <QVarLengthArray>
-
 #include <algorithm>
-#include <limits>
 
 namespace Utils::Bindings {
-
-/// What Qt can take as UTF-8 and give as UTF-8: it reckons with three bytes a character. It ends
-/// the program where a string grows too long.
-static constexpr Py_ssize_t maxLength = std::numeric_limits<int>::max() / 3 - 64;
-
-/// Whether a text may have \p length. False with the error set.
-static bool checkLength(Py_ssize_t length, Py_ssize_t largest)
-{
-    if (length <= largest)
-        return true;
-    PyErr_SetString(PyExc_OverflowError, "text is too long");
-    return false;
-}
 
 static bool hasSurrogates(const QString &text)
 {
@@ -28,66 +12,10 @@ static bool hasSurrogates(const QString &text)
                        [](QChar character) { return character.isSurrogate(); });
 }
 
-/// Reads the text that \p result is. False when it is null.
-static bool take(const PythonReference &result, Data::String &text)
+/// Reads the text of an operation's \p result. False when that is null.
+static bool readResult(const PythonReference &result, Data::String &text)
 {
     return result && readText(result.get(), text);
-}
-
-bool isText(PyObject *object) { return PyString_Check(object) || PyUnicode_Check(object); }
-
-bool readText(PyObject *text, Data::String &result)
-{
-    if (PyString_Check(text)) {
-        const Py_ssize_t size = PyString_GET_SIZE(text);
-        if (!checkLength(size, maxLength))
-            return false;
-        result = QString::fromUtf8(PyString_AS_STRING(text), int(size));
-        return true;
-    }
-
-    // Not by QString::fromUcs4(), which drops a mark at the start and the halves of pairs.
-    const Py_UNICODE *const characters = PyUnicode_AS_UNICODE(text);
-    const Py_ssize_t size = PyUnicode_GET_SIZE(text);
-    if (!checkLength(size, maxLength / 2)) // each may be a pair
-        return false;
-    QString read;
-    read.reserve(int(size));
-    for (Py_ssize_t i = 0; i < size; ++i) {
-        const uint character = characters[i];
-        if (QChar::requiresSurrogates(character)) {
-            read.append(QChar(QChar::highSurrogate(character)));
-            read.append(QChar(QChar::lowSurrogate(character)));
-        } else {
-            read.append(QChar(character));
-        }
-    }
-    result = read;
-    return true;
-}
-
-PyObject *toBytes(const QString &text)
-{
-    if (!checkLength(text.size(), maxLength))
-        return nullptr;
-    const QByteArray utf8 = text.toUtf8();
-    return PyString_FromStringAndSize(utf8.constData(), utf8.size());
-}
-
-PyObject *toUnicode(const QString &text)
-{
-    QVarLengthArray<Py_UNICODE, 256> characters;
-    characters.reserve(text.size());
-    for (int i = 0; i < text.size(); ++i) {
-        const QChar character = text.at(i);
-        const bool isPair = sizeof(Py_UNICODE) > 2 && character.isHighSurrogate() &&
-                            i + 1 < text.size() && text.at(i + 1).isLowSurrogate();
-        if (isPair)
-            characters.append(Py_UNICODE(QChar::surrogateToUcs4(character, text.at(++i))));
-        else
-            characters.append(character.unicode());
-    }
-    return PyUnicode_FromUnicode(characters.constData(), characters.size());
 }
 
 PyObject *representation(const QString &text)
@@ -119,7 +47,7 @@ bool partOf(const QString &text, PyObject *index, Data::String &part)
         return true;
     }
     const PythonReference unicode(toUnicode(text));
-    return unicode && take(PythonReference(PyObject_GetItem(unicode.get(), index)), part);
+    return unicode && readResult(PythonReference(PyObject_GetItem(unicode.get(), index)), part);
 }
 
 bool format(const QString &text, PyObject *values, Data::String &result)
@@ -127,14 +55,14 @@ bool format(const QString &text, PyObject *values, Data::String &result)
     const PythonReference unicode(toUnicode(text));
     if (!unicode)
         return false;
-    if (take(PythonReference(PyUnicode_Format(unicode.get(), values)), result))
+    if (readResult(PythonReference(PyUnicode_Format(unicode.get(), values)), result))
         return true;
     if (!PyErr_ExceptionMatches(PyExc_UnicodeDecodeError))
         return false;
 
     PyErr_Clear();
     const PythonReference bytes(toBytes(text));
-    return bytes && take(PythonReference(PyString_Format(bytes.get(), values)), result);
+    return bytes && readResult(PythonReference(PyString_Format(bytes.get(), values)), result);
 }
 
 PyObject *charactersOf(const QString &text, PyTypeObject *type)

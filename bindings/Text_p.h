@@ -1,40 +1,28 @@
 #pragma once
 
-#include <Python.h>
-
-#include "data/String.h"
+#include "utils/script/PythonText_p.h"
 
 namespace Utils::Bindings {
 
-// Between Python's texts and ours. A `str` is UTF-8, and each invalid byte becomes U+FFFD; a
-// `unicode` keeps each of its characters, a half of a surrogate pair too. Zeros are characters.
-//
-// What gives a PyObject gives a new reference, or null with the error set. What gives a bool is
-// false with the error set.
+using Utils::isText;
+using Utils::readText;
+using Utils::toBytes;
+using Utils::toUnicode;
 
-bool isText(PyObject *object); ///< a `str` or a `unicode`, or of a class derived from one
-
-/// Reads what isText() knows. An OverflowError where it is too long for a Data.String.
-bool readText(PyObject *text, Data::String &result);
-
-/// A `str`. An OverflowError where the text is too long to be given as UTF-8.
-PyObject *toBytes(const QString &text);
-PyObject *toUnicode(const QString &text);
-
-// What a Data.String does in Python is what its `unicode` does, so characters are counted as that
-// counts them; but where the result may be bytes it is what its `str` does.
+// Operations of a Data.String in Python. They do what those of its `unicode` do, which also counts
+// the characters; but where the result may be bytes they do what those of its `str` do.
 
 PyObject *representation(const QString &text);
 long hash(const QString &text);
 Py_ssize_t length(const QString &text);
 
-/// The character at an index, or the part that a slice is.
+/// Reads the character at an index, or the part of a slice.
 bool partOf(const QString &text, PyObject *index, Data::String &part);
 
-/// As `%` does it. Where a `str` among the values is not plain ASCII, all of it is done in UTF-8.
+/// Does what `%` does. If a `str` among the values is not plain ASCII, it works on UTF-8.
 bool format(const QString &text, PyObject *values, Data::String &result);
 
-/// An iterator over the characters, each of the class \p type.
+/// Returns an iterator over the characters, each as an object of the class \p type.
 PyObject *charactersOf(const QString &text, PyTypeObject *type);
 
 } // namespace Utils::Bindings

@@ -2,6 +2,7 @@
 
 #include "bindings/Text_p.h"
 #include "utils/script/PythonReference_p.h"
+#include "utils/script/PythonValues_p.h"
 
 #include <limits>
 
@@ -51,40 +52,10 @@ bool readPlainValue(PyObject *object, Data::Variant &value)
     return true;
 }
 
-/// The value as Python has it; a text for what Python has no type for.
-static PyObject *toPython(const QVariant &value)
-{
-    switch (value.userType()) {
-    case QMetaType::UnknownType:
-        Py_RETURN_NONE;
-    case QMetaType::Bool:
-        return PyBool_FromLong(value.toBool());
-    case QMetaType::Int:
-        return PyInt_FromLong(value.toInt());
-    case QMetaType::LongLong:
-        return PyLong_FromLongLong(value.toLongLong());
-    case QMetaType::Double:
-        return PyFloat_FromDouble(value.toDouble());
-    case QMetaType::QStringList: {
-        const QStringList texts = value.toStringList();
-        PythonReference list(PyList_New(texts.size()));
-        for (int i = 0; list && i < texts.size(); ++i) {
-            PyObject *const text = toBytes(texts.at(i));
-            if (!text)
-                return nullptr;
-            PyList_SET_ITEM(list.get(), i, text);
-        }
-        return list.release();
-    }
-    default:
-        return toBytes(value.toString());
-    }
-}
-
 PyObject *representation(const Data::Variant &value)
 {
-    const PythonReference held(toPython(value));
-    const PythonReference text(held ? PyObject_Repr(held.get()) : nullptr);
+    const PythonReference object(toPython(value, PythonTypes::Exact));
+    const PythonReference text(object ? PyObject_Repr(object.get()) : nullptr);
     return text ? PyString_FromFormat("Variant(%s)", PyString_AS_STRING(text.get())) : nullptr;
 }
 

@@ -120,7 +120,7 @@ void PythonScript::pushData(const Data::String &name, const Data::Variant &value
         const DataLocation location(name);
         if (location.isDotted && !m_modules.contains(location.moduleName))
             m_modules.append(location.moduleName);
-        PythonReference object(toPython(value));
+        PythonReference object(toPython(value, PythonTypes::Pushed));
         PyObject *const module = PyImport_AddModule(location.module.constData());
         if (!object || !module)
             return;

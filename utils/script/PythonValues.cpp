@@ -1,6 +1,7 @@
 #include "utils/script/PythonValues_p.h"
 
 #include "utils/script/PythonReference_p.h"
+#include "utils/script/PythonText_p.h"
 
 #include <QList>
 #include <QMetaType>
@@ -30,18 +31,20 @@ static PyObject *toObject(int value) { return PyInt_FromLong(value); }
 
 static PyObject *toObject(double value) { return PyFloat_FromDouble(value); }
 
-static PyObject *toObject(const QString &value)
+/// A `str` of the text up to its first zero.
+static PyObject *toCutBytes(const QString &text)
 {
-    return PyString_FromString(value.toUtf8().constData());
+    return PyString_FromString(text.toUtf8().constData());
 }
 
-/// A new list of \p values. Null, with an error set, when the memory does not suffice.
-template <typename List>
-static PyObject *toList(const List &values)
+/// A new list of what \a convert makes of each of \a values. Null, with an error set, when one
+/// cannot be made.
+template <typename List, typename Convert>
+static PyObject *toList(const List &values, Convert convert)
 {
     PythonReference list(PyList_New(values.size()));
     for (int i = 0; list && i < values.size(); ++i) {
-        PyObject *const item = toObject(values[i]);
+        PyObject *const item = convert(values[i]);
         if (!item)
             return nullptr;
         PyList_SET_ITEM(list.get(), i, item);
@@ -49,20 +52,27 @@ static PyObject *toList(const List &values)
     return list.release();
 }
 
-static PyObject *toNumberList(const Data::Variant &value)
+template <typename List>
+static PyObject *toNumberList(const List &values)
+{
+    return toList(values, [](auto value) { return toObject(value); });
+}
+
+/// The first list of numbers that \a value converts to and that is not empty, or null.
+static PyObject *convertToNumberList(const Data::Variant &value)
 {
     registerLists();
     const auto vector = value.value<DoubleVector>();
     if (!vector.isEmpty())
-        return toList(vector);
+        return toNumberList(vector);
     const auto doubles = value.value<DoubleList>();
     if (!doubles.isEmpty())
-        return toList(doubles);
+        return toNumberList(doubles);
     const auto ints = value.value<Int32List>();
-    return ints.isEmpty() ? nullptr : toList(ints);
+    return ints.isEmpty() ? nullptr : toNumberList(ints);
 }
 
-static PyObject *toNewObject(const Data::Variant &value)
+static PyObject *toPushedObject(const Data::Variant &value)
 {
     switch (value.userType()) {
     case QMetaType::Bool:
@@ -75,17 +85,39 @@ static PyObject *toNewObject(const Data::Variant &value)
     case QMetaType::Double:
         return toObject(value.toDouble());
     case QMetaType::QString:
-        return toObject(value.toString());
+        return toCutBytes(value.toString());
     case QMetaType::QStringList:
-        return toList(value.toStringList());
+        return toList(value.toStringList(), toCutBytes);
     default:
-        return toNumberList(value);
+        return convertToNumberList(value);
     }
 }
 
-PyObject *toPython(const Data::Variant &value)
+static PyObject *toExactObject(const Data::Variant &value)
 {
-    PyObject *const object = toNewObject(value);
+    switch (value.userType()) {
+    case QMetaType::UnknownType:
+        Py_RETURN_NONE;
+    case QMetaType::Bool:
+        return PyBool_FromLong(value.toBool());
+    case QMetaType::Int:
+        return toObject(value.toInt());
+    case QMetaType::LongLong:
+        return PyLong_FromLongLong(value.toLongLong());
+    case QMetaType::Double:
+        return toObject(value.toDouble());
+    case QMetaType::QStringList:
+        return toList(value.toStringList(), toBytes);
+    default:
+        return toBytes(value.toString());
+    }
+}
+
+PyObject *toPython(const Data::Variant &value, PythonTypes types)
+{
+    if (types == PythonTypes::Exact)
+        return toExactObject(value);
+    PyObject *const object = toPushedObject(value);
     if (!object)
         PyErr_Clear();
     return object;
