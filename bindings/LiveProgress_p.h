@@ -6,7 +6,7 @@
 
 namespace Utils::Bindings {
 
-/// The reporter that \p wrapper wraps, or null when that has gone.
+/// Returns the reporter that \p wrapper wraps, or null when it has been destroyed.
 inline void *liveProgress(sipSimpleWrapper *wrapper, AccessFuncOp operation)
 {
     if (operation == ReleaseGuard)
@@ -16,8 +16,8 @@ inline void *liveProgress(sipSimpleWrapper *wrapper, AccessFuncOp operation)
     return wrapper->data;
 }
 
-/// Makes each further use of a reporter of a chain ask first whether it is still there; it raises a
-/// RuntimeError when it is not. \p object may be None or null.
+/// Makes each further use of a reporter check first whether it still exists: the use raises a
+/// RuntimeError when it does not. \p object may be None or null.
 inline void guard(PyObject *object)
 {
     if (object && object != Py_None)

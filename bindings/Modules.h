@@ -4,12 +4,16 @@
 
 extern "C" {
 
-/// Makes the module KelmUtils in the running interpreter, for scripts to import. Does nothing when
-/// none runs, when it has the module already, and, leaving an empty module, when there is no module
-/// sip. The engine of ScriptManager calls it; a host that runs an interpreter of its own may.
+/// Makes the module KelmUtils in the running interpreter, for scripts to import.
+///
+/// Does nothing when no interpreter runs, or when it has the module already. Without the module sip
+/// the module stays empty. The engine of ScriptManager calls this function; a host that runs an
+/// interpreter of its own may call it, too.
 KELMUTILS_EXPORT void initKelmUtils();
 
-/// The same for the companion KelmData, which KelmUtils imports. Does nothing either when a module
-/// of that name is there: that of a sibling library, which has more.
+/// Makes the module KelmData, which KelmUtils imports, in the same way.
+///
+/// Does nothing either when another module of that name exists: the one of a sibling library, which
+/// has more.
 KELMUTILS_EXPORT void initKelmData();
 }

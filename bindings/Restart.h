@@ -1,7 +1,7 @@
 #pragma once
 
-// For the source that SIP generates of a module of this library or of a host's own. It knows the
-// sip module's structures, so it is a header, and it is compiled with the sip.h of that module.
+// For the source that SIP generates for a module of this library or of a host. It is a header, so
+// that it is compiled with the sip.h of that module.
 
 #include <sip.h>
 
@@ -14,42 +14,42 @@ namespace Utils::Bindings {
 
 /// What the sip module changes in the tables of a generated module when it registers it.
 ///
-/// It counts on one interpreter a process: types keep the mark that they have been made, and the
-/// names of imported ones are overwritten by what they lead to. A new interpreter would find the
-/// module half registered. So the tables are kept as they are before the first time, and put back
-/// before every other one.
+/// It expects one interpreter in a process: types stay marked as registered, and the names of
+/// imported types are overwritten by pointers to these. A new interpreter would find the module
+/// half registered. So the tables are saved before the first registration, and restored before
+/// every later one.
 class ModuleTables
 {
 public:
     explicit ModuleTables(sipExportedModuleDef &module)
     {
-        keep(module.em_types, sizeof *module.em_types * std::size_t(module.em_nrtypes));
+        save(module.em_types, sizeof *module.em_types * std::size_t(module.em_nrtypes));
         for (int i = 0; i < module.em_nrtypes; ++i)
             if (sipTypeDef *const type = module.em_types[i])
-                keep(type, sizeOf(*type));
+                save(type, sizeOf(*type));
         for (sipImportedModuleDef *import = module.em_imports; import && import->im_name; ++import)
         {
-            keepUpTo(import->im_imported_types,
+            saveUpTo(import->im_imported_types,
                      [](const sipImportedTypeDef &type) { return !type.it_name; });
-            keepUpTo(import->im_imported_veh, [](const sipImportedVirtErrorHandlerDef &handler) {
+            saveUpTo(import->im_imported_veh, [](const sipImportedVirtErrorHandlerDef &handler) {
                 return !handler.iveh_name;
             });
-            keepUpTo(import->im_imported_exceptions,
+            saveUpTo(import->im_imported_exceptions,
                      [](const sipImportedExceptionDef &exception) { return !exception.iexc_name; });
         }
-        keepUpTo(module.em_external, [](const sipExternalTypeDef &type) { return type.et_nr < 0; });
+        saveUpTo(module.em_external, [](const sipExternalTypeDef &type) { return type.et_nr < 0; });
     }
 
     void putBack() const
     {
-        for (const Block &block : m_blocks)
-            std::copy(block.bytes.begin(), block.bytes.end(), block.place);
+        for (const Snapshot &snapshot : m_snapshots)
+            std::copy(snapshot.bytes.begin(), snapshot.bytes.end(), snapshot.address);
     }
 
 private:
-    struct Block
+    struct Snapshot
     {
-        char *place;
+        char *address;
         std::vector<char> bytes;
     };
 
@@ -62,38 +62,39 @@ private:
         return sizeof(sipClassTypeDef);
     }
 
-    void keep(void *place, std::size_t size)
+    void save(void *address, std::size_t size)
     {
-        char *const bytes = static_cast<char *>(place);
-        m_blocks.push_back({bytes, std::vector<char>(bytes, bytes + size)});
+        char *const bytes = static_cast<char *>(address);
+        m_snapshots.push_back({bytes, std::vector<char>(bytes, bytes + size)});
     }
 
-    /// Keeps a table, which may be null, up to the entry that is its end.
+    /// Saves a table, which may be null, up to the entry that marks its end.
     template <typename Entry, typename IsEnd>
-    void keepUpTo(Entry *table, IsEnd isEnd)
+    void saveUpTo(Entry *table, IsEnd isEnd)
     {
         if (!table)
             return;
         std::size_t size = 0;
         while (!isEnd(table[size]))
             ++size;
-        keep(table, size * sizeof(Entry));
+        save(table, size * sizeof(Entry));
     }
 
-    std::vector<Block> m_blocks;
+    std::vector<Snapshot> m_snapshots;
 };
 
-/// Whether \p module is to be registered now: an interpreter runs in which it has not been, which
-/// may follow another one that has been finalised. Called first in the module's init function, as
-/// its %PreInitialisationCode, with setStarted() in its %PostInitialisationCode:
+/// Prepares the registration of \p module in the running interpreter, which may be a new one after
+/// another was finalised. False when none runs, or when the module is registered in it already.
+/// Call it first in the module's init function, in its %PreInitialisationCode, and setStarted() in
+/// its %PostInitialisationCode:
 ///
 ///     if (!Utils::Bindings::prepare(sipModuleAPI_Host, "_Host_started"))
 ///         return;
 ///
 ///     Utils::Bindings::setStarted(sipAPI_Host, "_Host_started");
 ///
-/// \p mark is an entry of `sys` by which an interpreter is known to have the module; registering
-/// it twice would damage it.
+/// \p mark is the name of an entry of `sys` that tells that the interpreter has the module: a
+/// second registration would damage it.
 inline bool prepare(sipExportedModuleDef &module, const char *mark)
 {
     static std::map<sipExportedModuleDef *, ModuleTables> known;
@@ -109,26 +110,26 @@ inline bool prepare(sipExportedModuleDef &module, const char *mark)
         tables->second.putBack();
 
     // The first import of sip in a new interpreter raises an AttributeError, as it calls a function
-    // that it has kept from the interpreter before. The module is whole nevertheless, and the next
-    // import gives it.
+    // of the previous interpreter. The module is complete nevertheless: the next import returns it.
     PyObject *const sip = PyImport_ImportModule("sip");
     PyErr_Clear();
     Py_XDECREF(sip);
     return true;
 }
 
-/// Notes that the module of \p mark is registered with \p sip.
+/// Stores that the module of \p mark is registered with \p sip.
 inline void setStarted(const sipAPIDef *sip, const char *mark)
 {
-    // Objects in circles, and what they wrap, would live on when the interpreter ends. They are
-    // collected when that clears `sys`, and so the mark, behind every other module.
+    // Objects in reference cycles, and what they wrap, would survive the interpreter. They are
+    // collected when it clears `sys`, and so the mark, after every other module.
     PyObject *const collector =
         PyCapsule_New(const_cast<sipAPIDef *>(sip), nullptr, [](PyObject *) { PyGC_Collect(); });
     PySys_SetObject(const_cast<char *>(mark), collector);
     Py_XDECREF(collector);
 
-    // What cannot be collected, such as circles with a __del__, does live on, and would look itself
-    // up in a map that sip frees now. So it is told that it is not in it, once for all modules.
+    // Objects that cannot be collected, such as cycles with a __del__, do survive, and would look
+    // themselves up in a map that sip frees now. So each is marked as not in that map, once for all
+    // modules.
     static const sipAPIDef *api = nullptr;
     char atExit[] = "_KelmUtils_forgets_wrappers";
     if (PySys_GetObject(atExit))

@@ -6,8 +6,9 @@
 
 namespace Utils {
 
-/// Forgets what an init function leaves behind when it stops; whoever imports the module is told.
-static bool silently()
+/// Clears the error that an init function leaves when it stops; a script that imports the module
+/// gets one of its own. Returns true.
+static bool clearError()
 {
     if (Py_IsInitialized())
         PyErr_Clear();
@@ -19,7 +20,7 @@ ScriptableModuleKelmUtils::ScriptableModuleKelmUtils() : IScriptableModule("Kelm
 bool ScriptableModuleKelmUtils::initialize()
 {
     initKelmUtils();
-    return silently();
+    return clearError();
 }
 
 ScriptableModuleKelmData::ScriptableModuleKelmData() : IScriptableModule("KelmData") {}
@@ -27,7 +28,7 @@ ScriptableModuleKelmData::ScriptableModuleKelmData() : IScriptableModule("KelmDa
 bool ScriptableModuleKelmData::initialize()
 {
     initKelmData();
-    return silently();
+    return clearError();
 }
 
 } // namespace Utils

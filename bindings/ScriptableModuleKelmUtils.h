@@ -9,16 +9,16 @@ class ScriptableModuleKelmUtils : public IScriptableModule
 {
 public:
     ScriptableModuleKelmUtils();
-    bool initialize() override; ///< True, also when the module could not be made.
+    bool initialize() override; ///< Returns true even if the module could not be made.
 };
 
-/// Offers its companion, where no sibling library offers one: that is initialised sooner then, as
-/// it is built later.
+/// Offers the module KelmData to scripts. That of a sibling library is built later, and so
+/// initialised before this one, which then does nothing.
 class ScriptableModuleKelmData : public IScriptableModule
 {
 public:
     ScriptableModuleKelmData();
-    bool initialize() override; ///< As above.
+    bool initialize() override; ///< Returns true even if the module could not be made.
 };
 
 extern ScriptableModuleKelmUtils scriptableModuleKelmUtils;

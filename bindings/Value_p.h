@@ -9,7 +9,8 @@ namespace Utils::Bindings {
 /// Whether \p object is None, a bool, a number or a text of Python's own.
 bool isPlainValue(PyObject *object);
 
-/// Reads what isPlainValue() knows. False, with the error set, when it cannot be held.
+/// Reads what isPlainValue() accepts. False, with the error set, when a Data::Variant cannot hold
+/// it.
 ///
 ///     None                      the invalid variant
 ///     True                      a bool
@@ -19,7 +20,7 @@ bool isPlainValue(PyObject *object);
 ///     "text", u"text"           a text
 bool readPlainValue(PyObject *object, Data::Variant &value);
 
-/// "Variant(...)" with the value as Python would write it.
+/// Returns "Variant(...)" with the value as Python would write it.
 PyObject *representation(const Data::Variant &value);
 
 } // namespace Utils::Bindings
