@@ -6,50 +6,55 @@
 
 namespace Utils {
 
-/// Runs scripts of one language, for ScriptManager. See there for what its callers see.
+/// Runs scripts of one language for ScriptManager, which describes what its callers see.
 ///
-/// A name is a variable of the script's own scope, or "module.variable".
+/// A name is the name of a variable in the scope of scripts, or "module.variable".
 ///
-/// The virtual operations stand in the order in which callers expect them in the vtable.
+/// The order of the virtual functions is part of the binary interface.
 class KELMUTILS_EXPORT IScriptEngine
 {
 public:
     virtual ~IScriptEngine();
 
-    /// Runs the file \p path. False when it fails: exitStatus() and errorMessage() tell more.
+    /// Runs the file \p path. Returns false when it fails; exitStatus() and errorMessage() then
+    /// describe the failure.
     virtual bool runFile(const Data::String &path) = 0;
 
-    /// Runs the text \p code. False when it fails: errorMessage() tells more.
+    /// Runs the text \p code. Returns false when it fails; errorMessage() then returns the reason.
     virtual bool runCode(const Data::String &code) = 0;
 
+    /// Sets the variable \p name to \p value.
     virtual void pushData(const Data::String &name, const Data::Variant &value) = 0;
 
-    /// Invalid when there is no such variable, or its value cannot be had as a variant.
+    /// Returns the value of the variable \p name. Returns an invalid variant when there is no such
+    /// variable, or when a variant cannot hold its value.
     virtual Data::Variant getData(const Data::String &name) = 0;
 
-    /// Takes away what was pushed as \p name.
+    /// Removes the variable \p name that pushData() has set.
     virtual void popData(const Data::String &name) = 0;
 
-    /// Whether the engine takes the language \p language; with \p isPath, whether it takes the
-    /// language or the file of that path.
+    /// Returns whether the engine runs scripts of \p language. With \p isPath, \p language may also
+    /// be the path of a file, whose extension then decides.
     virtual bool supports(const Data::String &language, bool isPath) = 0;
 
-    /// Whether \p code could be run, without running it. errorMessage() tells why not.
+    /// Checks whether \p code could be run, without running it. Returns false when it could not;
+    /// errorMessage() then returns the reason.
     virtual bool validate(const Data::String &code) = 0;
 
-    /// What the last file ended with; 0 is good, and the default.
+    /// Returns the exit status of the last file; 0 means success. The default is 0.
     virtual int exitStatus() const;
 
-    /// What went wrong last; "" by default.
+    /// Returns the text of the last error. The default is "".
     virtual Data::String errorMessage() const;
 
-    /// Tells that the module \p moduleName has died, which must not be used any more.
+    /// Called when the module \p moduleName has been destroyed. The engine must not use it any
+    /// more.
     virtual void moduleRemoved(const Data::String &moduleName) = 0;
 
-    /// Lines that bring what an expression may use into scope; "" by default.
+    /// Returns the lines that import what an expression may use. The default is "".
     virtual Data::String importCode();
 
-    /// Ends everything that has been started. The next run starts it again.
+    /// Ends the interpreter of the language. The next run starts it again.
     virtual void reset() = 0;
 };
 

@@ -30,8 +30,8 @@ bool IScriptableModule::initializeModules(Data::String &messages)
     if (!list)
         return true;
 
-    // The list is looked through anew each time, as initialize() may build modules, delete them,
-    // reset them all or come back here. Each is tried once.
+    // The list is searched from its start each time, as initialize() may create modules, delete
+    // them, reset them all or call this function. Each is initialised once.
     const QList<IScriptableModule *> &modules = list->modules;
     QSet<IScriptableModule *> tried;
     const auto isNext = [&tried](IScriptableModule *module) {
@@ -45,7 +45,7 @@ bool IScriptableModule::initializeModules(Data::String &messages)
         IScriptableModule *const module = *next;
         const Data::String name = module->m_moduleName;
         tried.insert(module);
-        module->m_initialized = true; // so that coming back here does not try it again
+        module->m_initialized = true; // so that a nested call skips it
         const bool succeeded = module->initialize();
         if (modules.contains(module))
             module->m_initialized = true;

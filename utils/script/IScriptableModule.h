@@ -7,37 +7,43 @@ namespace Utils {
 
 /// A module that a library offers to scripts, usually a static object of that library.
 ///
-/// It enters the list of modules when it is built and leaves it when it dies. A module named
-/// "KelmData" goes to the front of the list, as the others build on it; all others go to the end.
+/// The constructor adds the module to the list of modules, and the destructor removes it. A module
+/// named "KelmData" becomes the first of the list, as the others need it; any other becomes the
+/// last.
 class KELMUTILS_EXPORT IScriptableModule
 {
 public:
-    /// Leaves the list, and then tells every engine of the manager, if there is one, that the name
-    /// has gone: the interpreter ends, from within a script when that has returned, unless a thread
-    /// of a script does not end. The end of a copy tells them, too, which is meant.
+    /// Removes the module from the list. Then calls IScriptEngine::moduleRemoved() on every engine,
+    /// if the ScriptManager exists.
+    ///
+    /// The interpreter then ends. If scripts are running, it ends after the outermost one. It is
+    /// kept while a thread of a script does not end.
+    ///
+    /// \compat The destructor of a copy calls the engines, too.
     virtual ~IScriptableModule();
 
-    /// Brings the module into the running interpreter. False when that fails.
+    /// Makes the module available in the running interpreter. Returns false when that fails.
     virtual bool initialize() = 0;
 
     Data::String name() const;
 
-    /// Initialises, in list order, the modules that are not initialised yet, those that are built
-    /// meanwhile included.
+    /// Calls initialize() on each module that is not initialised, in the order of the list. Modules
+    /// that are added meanwhile are initialised, too.
     ///
-    /// Each failure adds a line to \p messages, "ERROR: Failed to initialize scripting module for "
-    /// and the name. A module that failed counts as initialised and is not tried again before
-    /// resetModules(). Always true: only \p messages tells.
+    /// For each failure a line is appended to \p messages: "ERROR: Failed to initialize scripting
+    /// module for " and the name. A module that failed counts as initialised until resetModules().
+    ///
+    /// Returns true, also when modules failed.
     static bool initializeModules(Data::String &messages);
 
-    /// Makes every module one that is not initialised.
+    /// Marks every module as not initialised.
     static void resetModules();
 
 protected:
-    /// \p name is UTF-8; null gives the empty name.
+    /// \p name is UTF-8; null is the empty name.
     explicit IScriptableModule(const char *name);
 
-    /// A copy has the name and the state of the other, but is not in the list.
+    /// Copies the name and the state of \p other. The copy is not added to the list.
     IScriptableModule(const IScriptableModule &other);
     IScriptableModule &operator=(const IScriptableModule &other);
 

@@ -28,7 +28,7 @@ struct Level
 {
     const node *part;
     std::size_t depth;
-    std::size_t unit; // the function, class or module that it is in
+    std::size_t unit; // the function, class or module that contains it
 };
 
 } // namespace
@@ -43,7 +43,7 @@ static const std::size_t bytesPerCall = 16 * 1024;
 // So many calls take about a gigabyte.
 static const std::size_t maxRecursionLimit = 1'000'000;
 
-/// Whether the parts of a \a type are links of a chain, the first of which lies deepest.
+/// Whether the parts of a \a type are links of a chain, the first of which is the deepest.
 static bool isChain(int type)
 {
     switch (type) {
@@ -139,9 +139,9 @@ void setDepthError() { PyErr_SetString(PyExc_MemoryError, "the code is nested to
 
 static long mainThread;        // that the interpreter was started on
 static std::size_t mainStack;  // of that one
-static std::size_t startLimit; // of calls, which is granted in any case
+static std::size_t startLimit; // of calls, which is always allowed
 
-// What Python has for the calls that are replaced, from the first start on.
+// Python's own functions, which are replaced from the first start on.
 static PyCFunction pythonsSetRecursionLimit;
 static PyCFunction pythonsStackSize;
 
@@ -152,7 +152,7 @@ static bool hasThreads()
     return PyThreadState_Next(PyInterpreterState_ThreadHead(interpreter)) != nullptr;
 }
 
-/// Sees to it that no thread starts with less stack than the limit of calls takes.
+/// Makes threads start with a stack that is large enough for the recursion limit.
 static void ensureThreadStack()
 {
     const std::size_t least = Platform::deepThreadStack();
@@ -173,9 +173,9 @@ static PyObject *setRecursionLimit(PyObject *self, PyObject *arguments)
     std::size_t stack = mainStack;
     if (hasThreads() && PyThread_get_stacksize() > 0)
         stack = std::min(stack, PyThread_get_stacksize()); // theirs may be no larger
-    const std::size_t borne = std::clamp(stack / bytesPerCall, startLimit, maxRecursionLimit);
-    if (static_cast<std::size_t>(Py_GetRecursionLimit()) > borne)
-        Py_SetRecursionLimit(static_cast<int>(borne));
+    const std::size_t largest = std::clamp(stack / bytesPerCall, startLimit, maxRecursionLimit);
+    if (static_cast<std::size_t>(Py_GetRecursionLimit()) > largest)
+        Py_SetRecursionLimit(static_cast<int>(largest));
     ensureThreadStack();
     return result;
 }
@@ -187,8 +187,8 @@ static PyObject *stackSize(PyObject *self, PyObject *arguments)
     return result;
 }
 
-/// Puts \a function in place of Python's own, for as long as the process lives, however a script
-/// comes to it: it may have the module loaded anew, with what was in it at first.
+/// Replaces a function of Python by \a function until the process ends, also in a module that a
+/// script loads again.
 static void replace(const char *module, const char *name, PyCFunction function,
                     PyCFunction &pythons)
 {

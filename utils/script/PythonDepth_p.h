@@ -6,23 +6,23 @@
 
 namespace Utils {
 
-/// Whether a source of \p size bytes may overflow a stack with \p stack bytes left in Python's
-/// compiler, which ends the process: it goes down a level for each link of a chain, such as
+/// Whether Python's compiler may overflow a stack, of which \p stack bytes are free, for a source
+/// of \p size bytes. That ends the process. The compiler recurses for each link of a chain, such as
 /// a + a + ... or a.b.c..., for each elif, and for each jump of a function or module.
 bool mayBeTooDeepForPython(std::size_t size, std::size_t stack);
 
-/// Whether \p source may.
+/// Whether the compiler may overflow such a stack for \p source.
 ///
-/// \p source is UTF-8 or has a coding line. One that does not parse is not too deep; one for which
-/// the memory does not suffice is.
+/// \p source is UTF-8 or has a coding line. Returns false when it cannot be parsed, and true when
+/// the memory does not suffice.
 bool isTooDeepForPython(const QByteArray &source, std::size_t stack);
 
-/// Sets the Python error of a source that is: a MemoryError, as for one that is too deep to parse.
+/// Sets the Python error for a source that is too deep: a MemoryError, as Python's parser does.
 void setDepthError();
 
-/// Has sys.setrecursionlimit() go no further than the stack that is left bears, but to \p limit in
-/// any case: a higher one becomes the highest. Threads that scripts start get stacks for the limit.
-/// There must be an interpreter; the next one wants this again.
+/// Makes sys.setrecursionlimit() reduce a limit to what the free stack holds, but not below \p
+/// limit. Threads that scripts start get stacks for the current limit. Call it for each
+/// interpreter, after its start.
 void limitRecursion(int limit);
 
 } // namespace Utils

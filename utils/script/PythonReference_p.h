@@ -11,7 +11,7 @@ struct PythonRelease
     void operator()(PyObject *object) const { Py_DECREF(object); }
 };
 
-/// A reference that is ours to release, or null.
+/// An owned reference, which is released at its end, or null.
 using PythonReference = std::unique_ptr<PyObject, PythonRelease>;
 
 } // namespace Utils

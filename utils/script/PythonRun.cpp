@@ -15,8 +15,8 @@
 
 namespace Utils {
 
-/// The bytes of a \a file, which is then at its start again. None for one that has no end, as a
-/// pipe.
+/// Returns the bytes of a \a file, and moves it back to its start. None for one without an end, as
+/// a pipe.
 static QByteArray contents(std::FILE *file)
 {
     QByteArray bytes;
@@ -47,7 +47,7 @@ static bool isTooDeepForPython(std::FILE *file)
     }
 }
 
-/// The scope of scripts, which is also where statements and expressions run. Null, with an error
+/// Returns the scope of scripts, in which statements and expressions run, too. Null, with an error
 /// set, when the memory does not suffice.
 static PythonReference mainScope()
 {
@@ -68,8 +68,8 @@ void addToMainScope(const QStringList &modules)
     }
 }
 
-/// The text of a syntax error, whose \a value is a tuple of the message and (file, line, column,
-/// text) when it is Python's own. False when it has another shape.
+/// Reads the text of a syntax error from its \a value, which is a tuple of the message and (file,
+/// line, column, text) when Python itself has raised it. Returns false when it has another shape.
 static bool readSyntaxError(PyObject *value, Data::String &text)
 {
     const char *message = nullptr;
@@ -87,7 +87,7 @@ static bool readSyntaxError(PyObject *value, Data::String &text)
     return true;
 }
 
-/// The text of the Python error, which is cleared. "" when none is set, and when it has no text.
+/// Clears the Python error and returns its text. "" when none is set, or when it has no text.
 static Data::String fetchError()
 {
     if (!PyErr_Occurred())
@@ -110,7 +110,7 @@ static Data::String fetchError()
     return text;
 }
 
-/// What came of a run that has returned \a result, null when it failed.
+/// Returns the outcome of a run whose \a result is null when it failed.
 static PythonRun outcome(const PythonReference &result)
 {
     PythonRun run;

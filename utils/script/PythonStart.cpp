@@ -36,7 +36,7 @@ static bool isTerminal(PyObject *stream)
     return isTrue;
 }
 
-/// Has Python use the character set of the locale for the names of files, and on terminals.
+/// Makes Python use the character set of the locale for file names and on terminals.
 static bool useCodeset(const char *codeset)
 {
     const PythonReference encoder(PyCodec_Encoder(codeset));

@@ -6,11 +6,11 @@
 
 namespace Utils {
 
-/// What Qt can take as UTF-8 and give as UTF-8: it reckons with three bytes a character. It ends
-/// the program where a string grows too long.
+/// The length that Qt can convert from and to UTF-8: it allocates three bytes for a character, and
+/// ends the program for a string that is too long.
 static constexpr Py_ssize_t maxLength = std::numeric_limits<int>::max() / 3 - 64;
 
-/// Whether a text may have \p length. False with the error set.
+/// Whether a text may have \p length. Sets the error when it may not.
 static bool checkLength(Py_ssize_t length, Py_ssize_t largest)
 {
     if (length <= largest)

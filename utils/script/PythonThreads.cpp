@@ -19,14 +19,14 @@ using namespace std::chrono_literals;
 
 std::chrono::milliseconds threadPatience = 1s;
 
-/// Ready when the lock is ours again. Without a state while it is ours.
+/// Becomes ready when this thread has Python's lock again. Invalid while it has the lock.
 static std::future<void> &lockReturn()
 {
-    static auto *const future = new std::future<void>; // also for what dies late
+    static auto *const future = new std::future<void>; // never destroyed, as it is used late
     return *future;
 }
 
-/// Whether the lock is ours at \p end, or sooner.
+/// Waits for the lock until \p end. Returns whether this thread has it.
 static bool waitForLock(Clock::time_point end)
 {
     std::future<void> &returned = lockReturn();
@@ -36,14 +36,14 @@ static bool waitForLock(Clock::time_point end)
     return true;
 }
 
-/// Lets other threads run for \p pause. False when one of them has not given the lock back by \p
+/// Lets other threads run for \p pause. Returns false when one of them still has the lock at \p
 /// end.
 static bool letOthersRun(Clock::duration pause, Clock::time_point end)
 {
     PyThreadState *const own = PyEval_SaveThread();
     std::this_thread::sleep_for(pause);
-    // Nothing limits how long Python waits for its lock, and a thread may never give it back: so
-    // another thread waits, which takes it for us.
+    // Python waits for its lock without a limit, and a thread may never release it. So another
+    // thread waits, and acquires it for this one.
     std::promise<void> taken;
     lockReturn() = taken.get_future();
     try {
@@ -58,13 +58,13 @@ static bool letOthersRun(Clock::duration pause, Clock::time_point end)
     return waitForLock(end);
 }
 
-/// A loaded module, borrowed, or null.
+/// Returns a borrowed reference to a loaded module, or null.
 static PyObject *loadedModule(const char *name)
 {
     return PyDict_GetItemString(PyImport_GetModuleDict(), name);
 }
 
-/// The numbers of the other threads.
+/// Returns the numbers of the other threads.
 static std::vector<long> otherThreads()
 {
     std::vector<long> threads;
@@ -107,7 +107,7 @@ static bool hasThreadsToWaitFor()
     return isFound;
 }
 
-/// The other threads, as their names and numbers.
+/// Returns the names and numbers of the other threads.
 static QStringList describeThreads()
 {
     PyObject *const threading = loadedModule("threading");
@@ -129,7 +129,7 @@ static QStringList describeThreads()
     return texts;
 }
 
-/// Runs what scripts have registered for the exit, as Python does it.
+/// Runs the functions that scripts have registered for the exit, as Python does it.
 static void runExitFunctions()
 {
     char name[] = "exitfunc";
@@ -146,7 +146,8 @@ static void runExitFunctions()
         PyErr_Print();
     }
 
-    // The interpreter may be kept: what is registered in it from now on is run at the next attempt.
+    // The interpreter may be kept. Functions that are registered from now on are run at the next
+    // attempt to end it.
     PyObject *const atexit = loadedModule("atexit");
     const PythonReference runsAll(atexit ? PyObject_GetAttrString(atexit, "_run_exitfuncs")
                                          : nullptr);
@@ -155,12 +156,12 @@ static void runExitFunctions()
         PySys_SetObject(name, function.get());
 }
 
-/// Has SystemExit raised in the other threads, which ends them quietly.
+/// Raises SystemExit in the other threads, which ends them without output.
 static void interruptThreads()
 {
     const long own = PyThreadState_Get()->thread_id;
     for (const long thread : otherThreads()) {
-        if (thread != own) // which is that of a thread, too, until that runs
+        if (thread != own) // also that of a new thread until it runs
             PyThreadState_SetAsyncExc(thread, PyExc_SystemExit);
     }
 }
@@ -173,7 +174,7 @@ public:
         : m_end(Clock::now() + patience), m_lockEnd(m_end + 500ms), m_threads(describeThreads())
     {}
 
-    /// Lets other threads run while \p condition holds, no longer than is left.
+    /// Lets other threads run while \p condition is true and time is left.
     void waitWhile(bool (*condition)())
     {
         const Clock::duration longest = 16ms;
@@ -197,12 +198,12 @@ public:
     {
         for (const auto end = m_end + 300ms;
              m_isLockOurs && hasPythonThreads() && Clock::now() < end;) {
-            interruptThreads(); // again, as one may catch it
+            interruptThreads(); // repeatedly, as a thread may catch it
             wait(20ms);
         }
     }
 
-    /// As far as is known: while the lock is not ours the threads cannot be looked at.
+    /// The threads that still run. Without the lock, those that ran before it was released.
     QStringList threads() const { return m_isLockOurs ? describeThreads() : m_threads; }
 
 private:

@@ -9,21 +9,21 @@ namespace Utils {
 /// How long threads of scripts have to end by themselves before the interpreter does.
 extern std::chrono::milliseconds threadPatience;
 
-/// Whether Python may be called here: false while a thread of a script that was left running keeps
-/// its lock.
+/// Whether this thread has Python's lock, and so may call Python: false while a thread of a script
+/// that was left running keeps it.
 bool ownsPythonLock();
 
 /// Whether scripts have threads that run, besides the calling one.
 bool hasPythonThreads();
 
-/// Ends what scripts have running, so that the interpreter can be finalised. Returns the threads
-/// that go on all the same, each as its name and number; it must not be finalised while there are
-/// some, as one that goes on without it takes the process with it.
+/// Ends the threads of scripts, so that the interpreter can be finalised. Returns the threads that
+/// still run, each as its name and number. While there are some, the interpreter must not be
+/// finalised: a thread that runs without it crashes the process.
 ///
-/// It waits for the threads that are no daemons, runs what is registered for the exit, and waits
-/// for all threads, as long as its \p patience is in all. Those that go on have SystemExit raised
-/// in them then, which does not reach one that waits in a call of C. That takes half a second more
-/// at most, without the time that what is registered for the exit takes.
+/// First waits for the threads that are no daemons, then runs the functions that are registered for
+/// the exit, then waits for all threads; all this waiting takes \p patience at most. Then raises
+/// SystemExit in those that still run, for half a second at most. A thread that waits in a C
+/// function does not see it. The time of the registered functions is not counted.
 ///
 /// A thread may keep Python's lock for longer than that: ownsPythonLock() is false then.
 QStringList endPythonThreads(std::chrono::milliseconds patience);

@@ -15,7 +15,7 @@ using DoubleList = QList<double>;
 using Int32List = QList<int>;
 using DoubleVector = QVector<double>;
 
-/// Makes the lists known by name, and with that iterable, as Qt does it for sequences.
+/// Registers the lists by name, which also makes Qt able to iterate them.
 static void registerLists()
 {
     static const bool isRegistered = [] {

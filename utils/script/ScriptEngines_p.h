@@ -6,9 +6,9 @@ namespace Utils {
 
 class IScriptEngine;
 
-/// A new engine for each language that the library is built with, for the caller to own.
+/// Returns a new engine for each language that the library is built with. The caller owns them.
 ///
-/// The build takes one of the sources ScriptEngines_*.cpp.
+/// The build compiles one of the sources ScriptEngines_*.cpp.
 QList<IScriptEngine *> makeScriptEngines();
 
 } // namespace Utils

@@ -21,15 +21,15 @@ ScriptManagerPrivate::ScriptManagerPrivate()
 
 ScriptManagerPrivate::~ScriptManagerPrivate()
 {
-    // Out of the list first: the end of an engine may destroy modules, whose end is told to those
-    // that are in it.
+    // Removed from the list first: the end of an engine may destroy modules, which then call every
+    // engine in the list.
     while (!engines.isEmpty())
         delete engines.takeFirst();
     alive = nullptr;
 }
 
-/// A language name is asked for as a path, too.
-static bool takes(IScriptEngine *engine, const Data::String &languageOrPath)
+/// A language is passed as a path, too.
+static bool supports(IScriptEngine *engine, const Data::String &languageOrPath)
 {
     return engine->supports(languageOrPath, /*isPath=*/true);
 }
@@ -37,7 +37,7 @@ static bool takes(IScriptEngine *engine, const Data::String &languageOrPath)
 IScriptEngine *ScriptManagerPrivate::engineFor(const Data::String &languageOrPath) const
 {
     for (IScriptEngine *engine : engines) {
-        if (takes(engine, languageOrPath))
+        if (supports(engine, languageOrPath))
             return engine;
     }
     return nullptr;
@@ -47,11 +47,11 @@ QList<IScriptEngine *> ScriptManagerPrivate::enginesFor(const Data::String &lang
 {
     QList<IScriptEngine *> found;
     std::copy_if(engines.begin(), engines.end(), std::back_inserter(found),
-                 [&](IScriptEngine *engine) { return takes(engine, languageOrPath); });
+                 [&](IScriptEngine *engine) { return supports(engine, languageOrPath); });
     return found;
 }
 
-/// Has the host, if there is one, show the catalogue's text of \p id.
+/// Makes the host, if there is one, show the catalogue's text of \p id.
 static void showText(const char *id, const QStringList &values = QStringList())
 {
     if (Data::IApplication *const host = application())

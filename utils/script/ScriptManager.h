@@ -11,7 +11,7 @@ namespace Utils {
 class Signal;
 struct ScriptManagerPrivate;
 
-/// The one door through which the application runs scripts, checks them and gives them data.
+/// Runs scripts, checks them, and passes data to them.
 ///
 ///     Utils::ScriptManager &scripts = Utils::ScriptManager::instance();
 ///     scripts.execute("scripts/loads.py");
@@ -19,94 +19,103 @@ struct ScriptManagerPrivate;
 ///     Data::Variant result;
 ///     Data::String error;
 ///     scripts.pushData("width", 2.5, "py");
-///     if (scripts.execute("width * 2", "py", result, error)) // an expression gives its value
+///     if (scripts.execute("width * 2", "py", result, error)) // the value of the expression
 ///         use(result.toDouble());
 ///
-/// An expression needs modules of the application; see docs/scripting.md. Without them a statement
-/// does, whose variable the result names.
+/// An expression needs modules of the application; see docs/scripting.md. Without these modules,
+/// run a statement and pass the name of its variable in the result.
 ///
-/// A script runs on an engine, which is the first one that takes the language or the path that the
-/// call names. A language and a path are the same kind of argument: "py" and "script.py" both mean
-/// Python. A library that is built without scripting has no engine, and everything then fails as
-/// told below.
+/// A script runs on an engine: the first one that supports the language or the path of the call.
+/// A language and a path are the same kind of argument: "py" and "script.py" both mean Python. A
+/// library that is built without scripting has no engine; each function below says what it then
+/// returns.
 ///
-/// Scripts run to their end on the caller's stack, on the main thread. They may come back here:
-/// runs nest.
+/// The functions must be called on the main thread, and return when the script has ended. A script
+/// may call them: runs can be nested.
 class KELMUTILS_EXPORT ScriptManager
 {
 public:
-    /// The manager of the process. It is made at its first use and must not be asked for once
-    /// static objects die.
+    /// Returns the manager of the process, which is created by the first call. Do not call this
+    /// from the destructor of a static object.
     static ScriptManager &instance();
 
     ScriptManager(const ScriptManager &) = delete;
     ScriptManager &operator=(const ScriptManager &) = delete;
 
-    /// Runs the file \p path. False when no engine takes it, and when it fails.
+    /// Runs the file \p path. Returns false when no engine supports it, or when it fails.
     ///
-    /// The host shows the texts of these keys, each when a host is set at that time:
+    /// If a host is set, it shows the texts of these keys:
     ///
-    ///     ".Kelm.Utils.msg.scriptRunning"  first, in any case; %1 is \p path
-    ///     ".Kelm.Utils.msg.scriptRun"      behind a run that went well
-    ///     ".Kelm.Utils.err.scriptRun"      behind one that failed; %1 is the engine's exit status,
+    ///     ".Kelm.Utils.msg.scriptRunning"  before the run, also without an engine; %1 is \p path
+    ///     ".Kelm.Utils.msg.scriptRun"      after a run that succeeded
+    ///     ".Kelm.Utils.err.scriptRun"      after a run that failed; %1 is the engine's exit
+    ///     status,
     ///                                      %2 its error. Not shown without an engine.
     ///
-    /// What the script printed is flushed before the second text. At the end, in any case, the
-    /// signal ScriptExecuted() is sent; isExecuting() does not count this run any more by then.
+    /// The output of the script is flushed before the second text. At the end the signal
+    /// ScriptExecuted() is sent, also without an engine; isExecuting() does not count this run any
+    /// more by then.
     bool execute(const Data::String &path);
 
-    /// Runs the text \p code. Nothing is shown or sent, and isExecuting() does not count the run.
+    /// Runs the text \p code. Shows and sends nothing, and isExecuting() does not count the run.
     ///
-    /// \p result names on entry, by its text, the variable to read behind the run, which may be
-    /// "module.variable". When that text is empty, the result is what the script has given to
-    /// setScriptResult(), or invalid. The text of any variant counts, which is meant: the number 5
-    /// asks for a variable "5". A variable that is not there is invalid, and no failure.
+    /// On entry, the text of \p result is the name of the variable to read after the run:
+    /// "variable" or "module.variable". If that text is empty, the result is the value that the
+    /// script has passed to setScriptResult(), or invalid. If there is no such variable, the result
+    /// is invalid and the run succeeds.
     ///
-    /// False when there is no engine, which leaves \p result and \p error as they are, and when the
-    /// run fails: \p error then tells why, and \p result is invalid.
+    /// \compat The text of a variant of any type is used: the number 5 means the variable "5".
+    ///
+    /// Returns false when there is no engine; \p result and \p error then stay unchanged. Returns
+    /// false when the run fails; \p error then has the reason, and \p result is invalid.
     bool execute(const Data::String &code, const Data::String &language, Data::Variant &result,
                  Data::String &error) const;
 
-    /// Whether an engine takes \p language.
+    /// Returns whether an engine supports \p language.
     bool supports(const Data::String &language) const;
 
-    /// Whether \p code could be run, without running it. When it could not, \p error tells why,
-    /// unless there is no engine.
+    /// Checks whether \p code could be run, without running it. Returns false when it could not;
+    /// \p error then has the reason. Returns false when there is no engine; \p error then stays
+    /// unchanged.
     bool validate(const Data::String &code, const Data::String &language,
                   Data::String &error) const;
 
-    /// The lines by which an expression gets what it may use; "" without an engine.
+    /// Returns the lines that import what an expression may use; "" without an engine.
     Data::String importCode(const Data::String &language);
 
-    /// Gives \p value to scripts as the variable \p name, or "module.variable", in every engine
-    /// that takes \p language. See docs/scripting.md for the types of values.
+    /// Sets the variable \p name of scripts, "variable" or "module.variable", to \p value, in every
+    /// engine that supports \p language. See docs/scripting.md for the types of values.
     ///
-    /// The name belongs to the current data context, also when no engine takes the language.
+    /// The name is added to the current data context, also when no engine supports the language.
     void pushData(const Data::String &name, const Data::Variant &value,
                   const Data::String &language);
 
-    /// Enters the data context \p context, which groups the data pushed for one evaluation: what
-    /// was pushed in the last one is taken away again, from every engine that takes \p language,
-    /// and forgotten, also when no engine takes it.
+    /// Makes \p context the current data context. A context groups the data that is pushed for one
+    /// evaluation.
     ///
-    /// False, and nothing is done, in the context that is current already. The first one is "".
+    /// The data of the previous context is removed from every engine that supports \p language, and
+    /// the list of its names is cleared, also when no engine supports the language.
+    ///
+    /// Returns false, and does nothing, when \p context is current already. The first context is
+    /// "".
     bool setDataContext(const Data::String &context, const Data::String &language);
 
-    /// Sets what the running text gives as its result. For the module through which scripts reach
-    /// the application.
+    /// Sets the result of the running text. Called by the module through which scripts use the
+    /// application.
     void setScriptResult(const Data::Variant &value);
 
-    /// Ends what every engine that takes \p language has started, or what every engine has when
-    /// it is empty. From within a script that waits until the outermost run has returned. Always
-    /// true. An interpreter in which a thread of a script does not end is kept, see
-    /// docs/scripting.md.
+    /// Ends the interpreter of every engine that supports \p language, or of every engine when
+    /// \p language is empty. While scripts run, the interpreter ends after the outermost one.
+    /// An interpreter is kept while a thread of a script does not end; see docs/scripting.md.
+    ///
+    /// Returns true.
     bool reset(const Data::String &language);
 
-    /// Whether a file is being run.
+    /// Returns whether a file is being run.
     bool isExecuting() const;
 
-    /// Tells of every file run, under the name "ScriptExecuted". The payload holds "path", the path
-    /// as it was passed, and "result", the bool that execute() returns.
+    /// Returns the signal "ScriptExecuted", which is sent after each run of a file. The payload has
+    /// "path", the path as it was passed, and "result", the bool that execute() returns.
     Signal &ScriptExecuted();
 
 private:

@@ -17,10 +17,10 @@ struct ScriptManagerPrivate
     ScriptManagerPrivate();
     ~ScriptManagerPrivate();
 
-    /// The first engine that takes \p languageOrPath, or null.
+    /// Returns the first engine that supports \p languageOrPath, or null.
     IScriptEngine *engineFor(const Data::String &languageOrPath) const;
 
-    /// Every engine that takes \p languageOrPath.
+    /// Returns every engine that supports \p languageOrPath.
     QList<IScriptEngine *> enginesFor(const Data::String &languageOrPath) const;
 
     QList<IScriptEngine *> engines; // owned
@@ -30,8 +30,8 @@ struct ScriptManagerPrivate
     Data::Variant scriptResult;
     PublicSignal scriptExecuted{"ScriptExecuted", nullptr};
 
-    /// That of the manager of the process while it is alive, else null: it is a plain pointer, so
-    /// that what lives sooner or dies later may ask.
+    /// The state of the manager while that exists, else null. A plain pointer, so that objects that
+    /// are created before it or destroyed after it can read it.
     static ScriptManagerPrivate *alive;
 };
 
