@@ -4,7 +4,7 @@ from typing import Any, Iterator, List, Tuple, Union, overload
 
 class Data:
     class String:
-        """A text. Characters are counted as a unicode counts them; str() gives UTF-8."""
+        """A text. Characters are counted as in a unicode; str() returns UTF-8."""
 
         @overload
         def __init__(self) -> None: ...
@@ -25,7 +25,7 @@ class Data:
         def __ge__(self, other: Text, /) -> bool: ...
 
     class Variant:
-        """A value of any kind. None is the invalid one."""
+        """A value of any type. None is the invalid value."""
 
         @overload
         def __init__(self) -> None: ...
@@ -40,7 +40,7 @@ class Data:
         def toBool(self) -> bool: ...
         def toStringList(self) -> List[Data.String]: ...
 
-# What may be given where a text, a list of texts, or a value is taken.
+# The types of arguments that are a text, a list of texts, or a value.
 Text = Union[str, bytes, Data.String]
 Texts = Union[List[Text], Tuple[Text, ...]]
 Value = Union[None, bool, int, float, Text, Texts, Data.Variant]

@@ -1,7 +1,7 @@
-"""What scripts reach of the library, for editors. Written in the syntax of Python 3, as all stubs.
+"""The module KelmUtils, for editors, in the syntax of Python 3 as all stubs.
 
-No argument may be named in a call. Where a text is taken, a str, which is UTF-8, a unicode and a
-Data.String do. Whole numbers that are given may be of the type long.
+Arguments cannot be named in a call. A Text is a str, which is UTF-8, a unicode or a Data.String.
+Integers that are returned may be of the type long.
 """
 
 from typing import List, Optional, Tuple, TypeVar, overload

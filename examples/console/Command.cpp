@@ -20,9 +20,11 @@ static void declareCommon(QCommandLineParser &parser)
     };
     add({"h", "help"}, "Shows this text.");
     add({"version"}, "Shows the version of the program.");
-    add({"quiet"}, "Keeps the messages of the library to itself; errors are told.");
+    add({"quiet"}, "Does not show messages of the library; errors are shown.");
     add({"verbose"}, "Writes the log lines of the library, too.");
-    add({"language"}, "Language of texts and numbers, as de or en_GB; that of the system.", "NAME");
+    add({"language"},
+        "Language of texts and numbers, such as de or en_GB; by default that of the system.",
+        "NAME");
     add({"res-dir"}, "Folder of resources; or the environment variable KELM_RES_DIR.", "FOLDER");
     add({"home-dir"}, "Folder of the program's own files; or KELM_HOME_DIR.", "FOLDER");
     add({"python-dir"}, "Home of Python 2.7; or PYTHON_DIR.", "FOLDER");
@@ -30,7 +32,7 @@ static void declareCommon(QCommandLineParser &parser)
 
 static QString helpText(const Command &command, const QCommandLineParser &parser)
 {
-    // The toolkit begins with the path of the program, and knows of no commands.
+    // Qt begins with the path of the program, and knows no commands.
     const QString text = parser.helpText();
     return QString("Usage: kelm %1 [options] %2\n").arg(command.name, command.arguments) +
            text.mid(text.indexOf('\n') + 1).trimmed();
@@ -48,8 +50,8 @@ static QString expectation(const Command &command)
                                : QString("The arguments must be %1").arg(arguments);
 }
 
-/// Tells what there is to tell of a result, and gives its code.
-static ExitCode tell(const Command &command, Result result)
+/// Prints the error of a result, if it has one, and returns its exit code.
+static ExitCode report(const Command &command, Result result)
 {
     QString error;
     if (!finishOutput(error) && result.code == Good)
@@ -63,7 +65,7 @@ static ExitCode tell(const Command &command, Result result)
     return result.code;
 }
 
-/// Logs each change of a setting, of which it hears by the signal that tells everybody.
+/// Logs each change of a setting that the signal SettingChanged reports.
 struct SettingsLog
 {
     Host &host;
@@ -114,7 +116,7 @@ static Result parseAndRun(const Command &command, const QStringList &arguments)
 
 ExitCode perform(const Command &command, const QStringList &arguments)
 {
-    return tell(command, parseAndRun(command, arguments));
+    return report(command, parseAndRun(command, arguments));
 }
 
 std::optional<int> wholeNumber(const QString &text, int least)

@@ -12,7 +12,7 @@ namespace Kelm {
 
 class Host;
 
-/// How a command ended. A text in error is told to the user in one line.
+/// The outcome of a command. The user sees the text in error as one line.
 struct Result
 {
     ExitCode code;
@@ -24,27 +24,27 @@ inline Result failed(const QString &error) { return {WorkFailed, error}; }
 inline Result misused(const QString &error) { return {WrongUsage, error}; }
 inline Result cancelled() { return {Cancelled, QString("Cancelled")}; }
 
-/// What the program can be asked to do: "kelm NAME ...".
+/// A command of the program: "kelm NAME ...".
 struct Command
 {
     const char *name;
-    const char *arguments; ///< what is expected behind the options, as "FILE"; for the help
-    int fewest;            ///< how many arguments there must be at least,
-    int most;              ///< and at most, -1 for any number
+    const char *arguments; ///< what is expected after the options, such as "FILE"; for the help
+    int fewest;            ///< the smallest number of arguments
+    int most;              ///< the largest number of arguments, -1 for any number
     const char *summary;
 
     /// Adds the options.
     void (*declare)(QCommandLineParser &parser);
 
-    /// Does the work. The number of arguments is right by then.
+    /// Does the work. The number of arguments has been checked before.
     Result (*run)(const QCommandLineParser &given, Host &host);
 };
 
-/// Runs \p command with the arguments behind its name: the library's host and texts are there for
-/// as long as that takes.
+/// Runs \p command with the arguments after its name. The library has its host and its texts while
+/// the command runs.
 ExitCode perform(const Command &command, const QStringList &arguments);
 
-/// The number in the text of an option, if it is a whole one and no smaller than \p least.
+/// Returns the number in the text of an option, if it is whole and not less than \p least.
 std::optional<int> wholeNumber(const QString &text, int least);
 
 } // namespace Kelm

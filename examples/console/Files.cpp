@@ -19,7 +19,7 @@ bool isDevice(const QString &path)
 
 QString whyUnreadable(const QString &path)
 {
-    // A pipe or a device gives what it holds once, and files are opened more often than that.
+    // A pipe or a device can be read only once, and files are opened more often.
     if (isDevice(path))
         return QString("Cannot read \"%1\": It is no file").arg(path);
     if (std::FILE *const file = File::openRead(path)) {
@@ -50,7 +50,7 @@ QString whyUnreadableFolder(const QString &path, bool recursive)
 
 QString writeFile(const QString &path, const QString &text)
 {
-    // Not File::write(), which does not tell whether all could be written: the disk may be full.
+    // Not File::write(), which does not report an incomplete write: the disk may be full.
     const QByteArray bytes = text.toUtf8();
     const std::size_t size = static_cast<std::size_t>(bytes.size());
     std::FILE *const file = File::openWrite(path, /*append=*/false);

@@ -4,18 +4,20 @@
 
 namespace Kelm {
 
-/// Whether \p path is something else than a file or a folder: a pipe or a device.
+/// Whether \p path exists and is neither a file nor a folder, but a pipe or a device.
 bool isDevice(const QString &path);
 
-/// Why the file \p path cannot be read, as 'Cannot read "path": No such file or directory', or ""
-/// when it can.
+/// Returns why the file \p path cannot be read, such as 'Cannot read "path": No such file or
+/// directory'. Returns "" when it can be read.
 QString whyUnreadable(const QString &path);
 
-/// 'Cannot read the folder "path"' for the folder \p path, or with \p recursive the first below it,
-/// that cannot be read, which the library passes over. "" when there is none.
+/// Returns 'Cannot read the folder "path"' when the folder \p path, or with \p recursive a folder
+/// below it, cannot be read: the library skips such folders. Returns "" when there is none.
 QString whyUnreadableFolder(const QString &path, bool recursive);
 
-/// Replaces the file \p path by \p text in UTF-8. What went wrong, or "".
+/// Replaces the content of the file \p path by \p text in UTF-8. Returns the reason of a failure,
+/// or
+/// "".
 QString writeFile(const QString &path, const QString &text);
 
 } // namespace Kelm

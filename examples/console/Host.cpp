@@ -55,15 +55,15 @@ void Host::setProgress(int count, int maxSteps, bool popup)
 
 void Host::setProgressLabel(const Data::String &text, bool popup)
 {
-    // The first line: behind it stands how to cancel, which the bar tells in its own words.
+    // The first line: the next one says how to cancel, for which the bar has its own text.
     display(popup).state.label = withoutControls(text.section('\n', 0, 0).simplified());
     redraw();
 
-    // Each task sets its label when it begins, unless it has none, and each one when it ends.
+    // Each task that has a label sets it when it begins. Every task sets it when it ends.
     const bool isTaskRunning = Utils::Progress::any();
     Terminal::deferInterrupt(isTaskRunning);
     if (!isTaskRunning && Terminal::wasInterrupted() && !m_hasCancelled)
-        Terminal::endCancelled(); // the task was done before it could be told
+        Terminal::endCancelled(); // the task has ended before it could be cancelled
 }
 
 void Host::showProgress(bool visible, bool cancelable, bool popup)

@@ -7,11 +7,12 @@
 
 namespace Kelm {
 
-/// The program as the library sees it.
+/// The host that the library calls.
 ///
-/// Messages and log lines go to standard error, a line each, and progress is a bar on the terminal.
-/// Esc cancels the task whose bar is shown. So does Ctrl-C, also in the two seconds before there is
-/// a bar; a second Ctrl-C, or one while no task can be cancelled, ends the program.
+/// Writes messages and log lines to standard error, one per line, and shows progress as a bar on
+/// the terminal. Esc cancels the task whose bar is shown. Ctrl-C cancels the task, too, even in the
+/// two seconds before the bar is shown. A second Ctrl-C, or one while no task can be cancelled,
+/// ends the program.
 class Host : public Data::IApplication
 {
 public:
@@ -21,8 +22,8 @@ public:
         Hidden
     };
 
-    /// \p variables are what getVariable() answers. Of them "verbose" decides which log lines are
-    /// written: those of that level and below.
+    /// \p variables has the values for getVariable(). The variable "verbose" is the highest level
+    /// of log lines that are written.
     Host(const QMap<QString, QString> &variables, Messages messages);
 
     /// Writes a line to standard output at once and unchanged, above the bar when there is one.
@@ -42,8 +43,8 @@ public:
     void showProgress(bool visible, bool cancelable, bool popup) override;
 
 private:
-    /// One of the two displays of the library. A terminal has room for one: that of the popup
-    /// tasks goes before the ordinary one.
+    /// One of the two displays of the library. A terminal has room for one: the display of popup
+    /// tasks is shown rather than the ordinary one.
     struct Display
     {
         bool isVisible = false;

@@ -55,7 +55,7 @@ void printAligned(const Utils::CSVTable &table, int leftColumn)
 
 void writeError(const QString &line)
 {
-    flushOutput(); // so that the two stand in order where they go to one place
+    flushOutput(); // so that both are in order where they have the same target
     writeLine(stderr, fitFor(Terminal::Stream::Error, line));
 }
 
@@ -68,15 +68,15 @@ void flushOutput()
 bool finishOutput(QString &error)
 {
     flushOutput();
-    // Scripts write there as well, and whoever has flushed that has kept the reason to himself.
+    // Scripts write to the stream, too. The reason of a flush that failed there is not known.
     if (!outputError && !std::ferror(stdout))
         return true;
     if (outputError != EPIPE)
         error = "Cannot write the output";
     if (outputError && outputError != EPIPE)
         error += ": " + qt_error_string(outputError);
-    // What is left in the buffer would be tried again, and complained of, by whoever uses the
-    // stream last, as Python does at its end.
+    // Python flushes the stream at its end. It would try to write the rest of the buffer again and
+    // report an error.
     std::ignore = std::freopen(QFile::encodeName(QProcess::nullDevice()), "w", stdout);
     return false;
 }

@@ -8,27 +8,28 @@ class CSVTable;
 
 namespace Kelm {
 
-/// \p text with U+FFFD for each control character besides tabs and line ends: on a terminal they
-/// would be commands.
+/// Returns \p text with U+FFFD for each control character besides tabs and line feeds: a terminal
+/// would execute them.
 QString withoutControls(QString text);
 
-/// Writes \p line and a line end to standard output, as UTF-8, on a terminal withoutControls().
+/// Writes \p line and a line feed to standard output, as UTF-8, on a terminal withoutControls().
 void print(const QString &line);
 
-/// The same, but as it is: for what another program writes.
+/// Writes \p line as it is, also on a terminal: for the output of another program.
 void printUnchanged(const QString &line);
 
-/// Prints a table in columns whose fields stand at the right; those of \p leftColumn at the left.
+/// Prints a table in columns that are aligned to the right; \p leftColumn is aligned to the left.
 void printAligned(const Utils::CSVTable &table, int leftColumn);
 
-/// Writes \p line and a line end to standard error, as UTF-8, on a terminal withoutControls().
+/// Writes \p line and a line feed to standard error, as UTF-8, on a terminal withoutControls().
 void writeError(const QString &line);
 
-/// Writes out what was printed so far.
+/// Flushes what was printed.
 void flushOutput();
 
-/// Writes out what was printed. False, with what is to be told in \p error, when not all of it
-/// could be written; that is "" when the reader has closed the pipe, which is nobody's fault.
+/// Flushes what was printed, at the end. Returns false when it could not all be written, with the
+/// text for the user in \p error. That is "" when the reader has closed the pipe, which is no
+/// error.
 bool finishOutput(QString &error);
 
 } // namespace Kelm

@@ -15,7 +15,7 @@ static QString bar(int filled)
            QString(barWidth - filled, QChar(0x2591)) + ']';
 }
 
-/// As "0:03" or "1:02:03".
+/// Returns a text such as "0:03" or "1:02:03".
 static QString clock(int milliseconds)
 {
     const int seconds = milliseconds / 1000;
@@ -34,7 +34,7 @@ void ProgressBar::draw(const State &state)
 {
     if (!m_canDraw)
         return;
-    // In the last column some terminals would begin a new line.
+    // Some terminals begin a new line after the last column.
     const int width = Terminal::width(Terminal::Stream::Error) - 1;
     Terminal::drawLine(text(state, width).toStdString());
     Terminal::listenForKeys(state.cancelable);
@@ -56,7 +56,7 @@ QString ProgressBar::text(const State &state, int width)
     if (state.cancelable)
         figures += gap + "Esc cancels";
     if (state.maxSteps > 0) {
-        // In whole numbers: as fractions 29 of 100 steps would be 28 %.
+        // In integers: with doubles 29 of 100 steps would be 28 %.
         const qint64 count = std::clamp(state.count, 0, state.maxSteps);
         const auto share = [&](int of) { return static_cast<int>(count * of / state.maxSteps); };
         figures = QString("%1 %").arg(share(100), 3) + gap + figures;

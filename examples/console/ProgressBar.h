@@ -4,11 +4,11 @@
 
 namespace Kelm {
 
-/// A line on the terminal that tells how far a task has come:
+/// A line on the terminal that shows the progress of a task:
 ///
 ///     Copying  [██████████░░░░░░░░░░]  50 %  0:03  Esc cancels
 ///
-/// Where there is no terminal nothing is drawn, and no key is heard.
+/// Without a terminal nothing is drawn, and no keys are read.
 class ProgressBar
 {
 public:
@@ -21,17 +21,17 @@ public:
     {
         QString label;
         int count = 0;
-        int maxSteps = 0; ///< 0 when nobody knows how far it is to go
+        int maxSteps = 0; ///< 0 when the number of steps is unknown
         int elapsed = 0;  ///< in milliseconds
         bool cancelable = false;
     };
 
     void draw(const State &state);
 
-    /// Takes the line away, as something is to be printed or the task has ended.
+    /// Clears the line, before something is printed or when the task has ended.
     void erase();
 
-    /// The line in at most \p width characters: the label is cut, then the bar is left out.
+    /// Returns the line in at most \p width characters: the label is cut, then the bar is left out.
     static QString text(const State &state, int width);
 
 private:

@@ -9,7 +9,7 @@
 
 namespace Kelm {
 
-/// What the user has chosen by \p option or else by the variable \p name of the environment.
+/// The value of \p option, else of the environment variable \p name.
 static QString chosen(const QCommandLineParser &given, const char *option, const char *name,
                       const QString &otherwise)
 {
@@ -18,8 +18,8 @@ static QString chosen(const QCommandLineParser &given, const char *option, const
     return qEnvironmentVariable(name, otherwise);
 }
 
-/// The folder \p path beside that of the program, unless it is absolute. It is the same in an
-/// installed tree and in that of a build.
+/// The folder \p path, which is relative to the folder of the program unless it is absolute. It is
+/// the same in an installed tree and in a build tree.
 static QString besideProgram(const char *path)
 {
     if (*path == '\0' || Utils::File::isAbsolute(path))

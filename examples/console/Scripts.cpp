@@ -11,7 +11,7 @@ bool startScripts(Data::String &error)
         error = "This program was built without Python";
         return false;
     }
-    // Modules stand in folders of this program, or of others: no compiled ones are left there.
+    // Modules are in folders of this program or of others: no compiled files are written there.
     if (!qEnvironmentVariableIsSet("PYTHONDONTWRITEBYTECODE"))
         qputenv("PYTHONDONTWRITEBYTECODE", "1");
     // The first text starts it, and this one does nothing else.

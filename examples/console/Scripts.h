@@ -4,8 +4,8 @@
 
 namespace Kelm {
 
-/// Starts the interpreter, so that data can be given to it. False, with the reason in \p error,
-/// when it cannot be started, or there is none.
+/// Starts the interpreter, so that data can be pushed. Returns false, with the reason in \p error,
+/// when it cannot be started, or when the library was built without one.
 bool startScripts(Data::String &error);
 
 } // namespace Kelm

@@ -2,8 +2,8 @@
 
 #include <string>
 
-/// The terminal that the program runs in, if it runs in one: all that differs between systems, in
-/// one source each. Text is UTF-8.
+/// The terminal of the program, if there is one. Everything that differs between systems is here,
+/// with one source for each system. Text is UTF-8.
 namespace Kelm::Terminal {
 
 enum class Stream
@@ -12,36 +12,37 @@ enum class Stream
     Error
 };
 
-/// What was closed when the program began is opened on nothing, so that a file that is opened later
-/// does not take the place of a stream, and get what is written to that.
+/// Opens the null device for each standard stream that was closed when the program began. Otherwise
+/// the next file that is opened would become that stream, and receive its output.
 void replaceClosedStreams();
 
 /// Whether \p stream is a terminal.
 bool isTerminal(Stream stream);
 
-/// Whether standard error is a terminal on which a line can be drawn again and again.
+/// Whether standard error is a terminal on which a line can be redrawn.
 bool canDraw();
 
-/// How many characters go into a line of \p stream, 80 where it is no terminal.
+/// Returns the number of characters in a line of \p stream; 80 if it is no terminal.
 int width(Stream stream);
 
-/// Puts \p line in place of the line that the cursor is in, on standard error. "" empties it.
+/// Replaces the line of the cursor on standard error by \p line. "" clears it.
 void drawLine(const std::string &line);
 
-/// Whether keys come as they are pressed and unseen, rather than in lines and on the screen. Only
-/// in the foreground, and if standard input is a terminal.
+/// Sets whether keys are read one by one and not shown, or in lines and shown. Does nothing in the
+/// background, or if standard input is no terminal.
 void listenForKeys(bool on);
 
-/// Whether Esc was pressed since the last call. Keys that send more than that, as arrows do, and
-/// all others are dropped. Always false while nobody listens for keys.
+/// Whether Esc was pressed since the last call. Other keys are dropped, also those that send Esc
+/// and more characters, such as the arrow keys. False unless listenForKeys() is on.
 bool wasEscapePressed();
 
-/// From now on the program ends in order when somebody else ends it, and is stopped so: the
-/// terminal gets back how it was. Ctrl-C ends it with the status of endCancelled(), and a closed
-/// pipe ends it quietly.
+/// Installs signal handlers, which restore the terminal before a signal ends or stops the program.
+/// Ctrl-C ends it with the exit code of endCancelled(), and a closed pipe ends it without a
+/// message.
 void handleSignals();
 
-/// While on, the first Ctrl-C is only noted, for wasInterrupted(), and the second one counts.
+/// While on, the first Ctrl-C does nothing but make wasInterrupted() true; the second one ends the
+/// program.
 void deferInterrupt(bool on);
 bool wasInterrupted();
 

@@ -15,9 +15,9 @@
 
 namespace Kelm::Terminal {
 
-static const char emptyLine[] = "\r\x1b[K"; // to the start of the line, then clear what is behind
+static const char emptyLine[] = "\r\x1b[K"; // to the start of the line, then clear the rest
 
-// All that a signal handler looks at.
+// Everything that signal handlers read.
 static volatile std::sig_atomic_t isLineDrawn = 0;
 static volatile std::sig_atomic_t isListening = 0;
 static volatile std::sig_atomic_t isDeferring = 0;
@@ -26,7 +26,7 @@ static termios lineMode; // how the terminal was, valid while listening
 
 static void writeError(const char *bytes, std::size_t size)
 {
-    // What cannot be drawn is lost: there is nowhere to tell of it.
+    // A failure is ignored: there is nowhere to report it.
     while (size > 0) {
         const ssize_t written = write(STDERR_FILENO, bytes, size);
         if (written <= 0)
@@ -36,7 +36,7 @@ static void writeError(const char *bytes, std::size_t size)
     }
 }
 
-/// Whether the terminal may be read and set: a program in the background is stopped for that.
+/// Whether the terminal may be read and set, which stops a program in the background.
 static bool isInForeground()
 {
     const pid_t foreground = tcgetpgrp(STDIN_FILENO);
@@ -50,7 +50,7 @@ static void stopListening()
     isListening = 0;
 }
 
-/// Gives the terminal back. Called by signal handlers too.
+/// Restores the terminal. Called by signal handlers, too.
 static void leave()
 {
     if (isLineDrawn)
@@ -69,7 +69,7 @@ static void onInterrupt(int)
 static void onEnd(int signal)
 {
     leave();
-    raise(signal); // with its default action, as the handler is for one time
+    raise(signal); // with its default action, as the handler was for one signal
 }
 
 static void handle(int signal, void (*handler)(int), int flags)
@@ -81,8 +81,7 @@ static void handle(int signal, void (*handler)(int), int flags)
     sigaction(signal, &action, nullptr);
 }
 
-/// Gives the terminal to whoever has it until the program goes on. It is taken again by the next
-/// line that is drawn.
+/// Restores the terminal before the program is stopped. The next line that is drawn sets it again.
 static void onStop(int signal)
 {
     const int error = errno;
@@ -103,7 +102,7 @@ void replaceClosedStreams()
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (fcntl(stream, F_GETFD) >= 0)
             continue;
-        // The lowest free number is this one. Reading or writing fails there, as it would have.
+        // This number is the lowest free one. Reads and writes fail there, as they would without.
         if (open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY) != stream)
             return;
     }
@@ -145,9 +144,9 @@ void listenForKeys(bool on)
         return;
     termios keyMode = lineMode;
     keyMode.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-    keyMode.c_cc[VMIN] = 0; // a read gives what there is, and does not wait
+    keyMode.c_cc[VMIN] = 0; // a read returns what there is, and does not wait
     keyMode.c_cc[VTIME] = 0;
-    isListening = 1; // before it is so, as a signal may come in between
+    isListening = 1; // set before the mode, as a signal may arrive in between
     if (tcsetattr(STDIN_FILENO, TCSANOW, &keyMode) != 0)
         isListening = 0;
 }
@@ -156,8 +155,8 @@ bool wasEscapePressed()
 {
     if (!isListening)
         return false;
-    // Not read unless there is something: whoever had the terminal while this program was stopped
-    // may have left it so that a read waits for a line.
+    // Not read unless there is input: while this program was stopped another one may have changed
+    // the terminal so that a read waits for a line.
     std::string keys;
     char some[64];
     pollfd ready = {STDIN_FILENO, POLLIN, 0};
@@ -179,7 +178,7 @@ bool wasEscapePressed()
 
 void handleSignals()
 {
-    // Whoever starts a program in the background may have it ignore these, which is kept.
+    // A program that is started in the background may ignore these signals, which is kept.
     if (!isIgnored(SIGINT))
         handle(SIGINT, onInterrupt, SA_RESTART);
     if (!isIgnored(SIGTSTP))

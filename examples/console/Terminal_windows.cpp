@@ -9,9 +9,9 @@
 
 namespace Kelm::Terminal {
 
-static const char emptyLine[] = "\r\x1b[K"; // to the start of the line, then clear what is behind
+static const char emptyLine[] = "\r\x1b[K"; // to the start of the line, then clear the rest
 
-// Ctrl-C comes in a thread of its own.
+// Ctrl-C is handled in another thread.
 static std::atomic<bool> isLineDrawn = false;
 static std::atomic<bool> isListening = false;
 static std::atomic<bool> isDeferring = false;
@@ -32,7 +32,7 @@ static void writeError(const std::string &bytes)
               nullptr);
 }
 
-/// Gives the console back.
+/// Restores the console.
 static void leave()
 {
     if (isLineDrawn.exchange(false))

@@ -19,13 +19,13 @@ static QString helpText()
     for (const Command *const command : allCommands())
         lines.append(QString("  %1  %2").arg(command->name, -8).arg(command->summary));
     lines << ""
-          << "kelm COMMAND --help tells more of one, and kelm --version which program this is."
+          << "kelm COMMAND --help describes one of them, and kelm --version prints the version."
           << "The status is 0 when all went well, 1 when the work failed, 2 for wrong usage, and"
           << "130 when it was cancelled.";
     return lines.join('\n');
 }
 
-/// "kelm", with no command or with an option in its place.
+/// Runs "kelm" without a command, or with an option in its place.
 static ExitCode runWithoutCommand(const QString &argument)
 {
     if (argument == "--help" || argument == "-h") {
@@ -52,7 +52,7 @@ int main(int argc, char **argv)
 {
     Terminal::replaceClosedStreams();
     Terminal::handleSignals();
-    // Arguments and names of files are UTF-8, also where the locale knows ASCII only.
+    // Arguments and file names are UTF-8, also in a locale that has only ASCII.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
     QCoreApplication application(argc, argv);
     QCoreApplication::setOrganizationName("Kelm");

@@ -1,4 +1,4 @@
-// kelm check: tells whether scripts could be run, without running them.
+// kelm check: checks whether scripts could be run, without running them.
 
 #include "examples/console/Files.h"
 #include "examples/console/Scripts.h"
@@ -23,8 +23,8 @@ static bool isAscii(const QString &text)
     return std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c.unicode() < 0x80; });
 }
 
-/// Whether one of the first two lines tells the encoding, as Python wants it of files: the second
-/// one counts behind a comment or an empty line only.
+/// Whether one of the first two lines declares the encoding, as Python requires of files. The
+/// second line counts only after a comment or an empty line.
 static bool hasCodingLine(const QString &code)
 {
     static const QRegularExpression codingLine(
@@ -54,7 +54,7 @@ static Result run(const QCommandLineParser &given, Host &)
 }
 
 const Command checkCommand = {
-    "check", "SCRIPT...", 1, -1, "Tells whether scripts could be run.", declare, run,
+    "check", "SCRIPT...", 1, -1, "Checks whether scripts could be run.", declare, run,
 };
 
 } // namespace Kelm

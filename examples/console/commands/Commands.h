@@ -6,7 +6,7 @@
 
 namespace Kelm {
 
-// Each in the source that has its name.
+// Each is defined in the source of its name.
 extern const Command checkCommand;
 extern const Command copyCommand;
 extern const Command evalCommand;
@@ -19,7 +19,7 @@ extern const Command tagsCommand;
 extern const Command watchCommand;
 extern const Command xmlCommand;
 
-/// All commands, in the order of the help.
+/// Returns all commands, in the order of the help.
 inline QVector<const Command *> allCommands()
 {
     return {&runCommand,  &evalCommand, &checkCommand,   &tableCommand,

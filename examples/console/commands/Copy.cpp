@@ -15,14 +15,14 @@ using Utils::File;
 static void declare(QCommandLineParser &parser)
 {
     parser.addOption({"overwrite",
-                      "What happens to files that are there already: always, never, or newer for "
+                      "What happens to files that exist already: always, never, or newer for "
                       "those only that are older than their sources. It is always otherwise.",
                       "WHEN", "always"});
 }
 
 static Result copyFile(const QString &source, const QString &target, int overwrite)
 {
-    // Looked at first: what is replaced is removed before the source is opened.
+    // Checked first: the target is removed before the source is opened.
     const QString problem = whyUnreadable(source);
     if (!problem.isEmpty())
         return failed(problem);
@@ -52,8 +52,8 @@ static bool hasSameContents(const QString &one, const QString &other)
     return second.atEnd();
 }
 
-/// The copy of a folder, which does not tell of single files that failed: what it is to do is
-/// looked at before.
+/// A copy of a folder. The library does not report single files that failed, so the folder is
+/// checked before and after the copy.
 class FolderCopy
 {
 public:
@@ -72,8 +72,8 @@ public:
     QString target() const { return m_copy; }
     int numFiles() const { return m_files.size(); }
 
-    /// A file that stands where a folder is to be, or "". The files of the folder would be copied
-    /// onto it.
+    /// Returns a file that has the path of a folder of the copy, or "". The library would copy the
+    /// files of the folder onto that file.
     QString fileInTheWay() const
     {
         for (const QString &file : m_files) {
@@ -84,7 +84,7 @@ public:
         return {};
     }
 
-    /// The files that are not as they should be behind the copy.
+    /// Returns the files that are not as expected after the copy.
     QStringList failedFiles() const
     {
         QStringList files;

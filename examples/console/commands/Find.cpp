@@ -14,11 +14,11 @@ using Utils::File;
 static void declare(QCommandLineParser &parser)
 {
     parser.addOptions({
-        {"flat", "Does not look into the folders of FOLDER."},
-        {"contains", "Takes only files of text with TEXT in them.", "TEXT"},
-        {"word", "Takes only files of text with WORD in them.", "WORD"},
-        {"ignore-case", "With --word: small and capital letters are the same."},
-        {"details", "Tells size and time of each file."},
+        {"flat", "Does not search the folders of FOLDER."},
+        {"contains", "Finds only text files that contain TEXT.", "TEXT"},
+        {"word", "Finds only text files that contain WORD.", "WORD"},
+        {"ignore-case", "With --word: ignores case."},
+        {"details", "Prints the size and the time of each file."},
         {"resource", "Finds the resource NAME instead, such as Kelm.Utils_de.", "NAME"},
         {"suffixes", "With --resource: the suffixes that it may have, between \";\".", "SUFFIXES",
          ".xml"},

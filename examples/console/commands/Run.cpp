@@ -14,11 +14,11 @@ using Utils::ScriptManager;
 
 static void declare(QCommandLineParser &parser)
 {
-    // What stands behind the script is the script's.
+    // Everything after the script is an argument of the script.
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
 }
 
-/// Tells of each script that was run, whoever ran it.
+/// Reports each script that was run, also those that scripts run.
 struct ScriptReport
 {
     Host &host;
@@ -31,7 +31,7 @@ struct ScriptReport
     }
 };
 
-/// Gives a script its arguments, and the modules beside it.
+/// Sets the arguments of a script, and lets it import the modules beside it.
 static bool prepare(const QStringList &arguments, Data::String &error)
 {
     ScriptManager &scripts = ScriptManager::instance();

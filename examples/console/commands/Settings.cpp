@@ -20,12 +20,13 @@ static void declare(QCommandLineParser &parser)
     parser.addPositionalArgument("remove KEY", "Removes a value, and all below it.");
     parser.addPositionalArgument("mru LIST", "Prints the list of recent files LIST.");
     parser.addOptions({
-        {"organization", "The organization whose program's settings are meant, not Kelm.", "NAME",
+        {"organization",
+         "The organization of the program whose settings are used; Kelm by default.", "NAME",
          "Kelm"},
-        {"application", "The program whose settings are meant, not kelm.", "NAME", "kelm"},
+        {"application", "The program whose settings are used; kelm by default.", "NAME", "kelm"},
         {"add", "With mru: puts FILE at the front of the list. May be given several times.",
          "FILE"},
-        {"drop", "With mru: takes FILE out of the list. May be given several times.", "FILE"},
+        {"drop", "With mru: removes FILE from the list. May be given several times.", "FILE"},
         {"existing", "With mru: prints only what exists."},
     });
 }
@@ -43,7 +44,8 @@ static void printGroup(const Settings &settings, const QString &group)
         print(path + "=" + text(settings.getValue(path)));
     }
     for (const QString &name : settings.groups(group)) {
-        // A key with too many "/" in a file of others has a group without a name: the same again.
+        // A key with too many "/", from another program, has a group without a name: this one
+        // again.
         if (!name.isEmpty())
             printGroup(settings, File::join(group, name));
     }
@@ -92,7 +94,8 @@ static Result run(const QCommandLineParser &given, Host &)
 {
     for (const char *const option : {"organization", "application"}) {
         const QString name = given.value(option);
-        if (name.isEmpty() || name.contains('/')) // which would lead out of the folder of settings
+        if (name.isEmpty() ||
+            name.contains('/')) // which would be outside of the folder of settings
             return misused(QString("--%1 must be a name without \"/\"").arg(option));
     }
     QCoreApplication::setOrganizationName(given.value("organization"));

@@ -22,9 +22,9 @@ static void declare(QCommandLineParser &parser)
     });
 }
 
-/// Puts \p values in the places %1 to %99 of \p text: the first one in those with the lowest
-/// number, and so on. What stands in a value is no place. False when there are more values than
-/// places.
+/// Replaces the placeholders %1 to %99 of \p text by \p values: the first value replaces those with
+/// the lowest number, and so on. A value may contain "%1". Returns false when there are more values
+/// than placeholders.
 static bool putValues(QString &text, const QStringList &values)
 {
     static const QRegularExpression place("%([1-9][0-9]?)");
@@ -65,7 +65,7 @@ static Result run(const QCommandLineParser &given, Host &)
     }
 
     QString text = StringTable::lookup(key);
-    // What is not found is the key, or the part of it that is the id, which begins with a dot.
+    // When nothing is found, the text is the key, or its id, which begins with a dot.
     if (text == key || (text.startsWith('.') && key.endsWith(text)))
         return failed(QString("There is no text for \"%1\"").arg(key));
     if (item)

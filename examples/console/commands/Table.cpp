@@ -1,4 +1,4 @@
-// kelm table: reads a delimited table of any kind; prints it, sums it up, draws it, writes it.
+// kelm table: reads a delimited table; prints it, sums it up, draws it, or writes it.
 
 #include "examples/console/commands/Table.h"
 
@@ -36,13 +36,14 @@ static void declare(QCommandLineParser &parser)
          "and quotes are not known then, as long as there is one delimiter of one character.",
          "MB"},
         {{"c", "column"},
-         "Takes only the column NAME: its label, with the unit in braces or without, or its number "
+         "Selects only the column NAME: its label, with the unit in braces or without, or its "
+         "number "
          "from 1. May be given several times.",
          "NAME"},
         {{"s", "sort"}, "Sorts the rows by the column NAME.", "NAME"},
         {"descending", "Sorts from the largest to the smallest."},
-        {"rows", "Takes only the first COUNT rows.", "COUNT"},
-        {"stats", "Tells count, mean, deviation and quartiles of each column of numbers."},
+        {"rows", "Selects only the first COUNT rows.", "COUNT"},
+        {"stats", "Prints count, mean, deviation and quartiles of each column of numbers."},
         {"histogram", "Draws a histogram of each column of numbers."},
         {"bins", "Number of bins of the histogram; by Scott's rule otherwise.", "COUNT"},
         {"to", "Writes the rows to FILE: with tabs between fields in a .tsv, else commas.", "FILE"},
@@ -52,7 +53,7 @@ static void declare(QCommandLineParser &parser)
 static void read(const QString &path, const TableLayout &layout, int sizeLimit, CSVTable &table)
 {
     if (layout.isAligned()) {
-        // Blanks at the ends of a line separate nothing, which a table is not to know.
+        // Blanks at both ends of a line do not separate fields, so they are removed before.
         Utils::FileReader reader(path);
         Data::String line;
         while (reader.readLine(line, /*trim=*/true)) {
@@ -84,7 +85,7 @@ static Result write(const CSVTable &table, const QString &path)
     return error.isEmpty() ? good() : failed(error);
 }
 
-/// Why the options cannot be combined so, or "".
+/// Returns what is wrong with the options, or "".
 static QString whyMisused(const QCommandLineParser &given)
 {
     const int mostBins = 1000;
@@ -109,7 +110,7 @@ static QString whyMisused(const QCommandLineParser &given)
     return {};
 }
 
-/// The plain text of the option --delimiter, or the pattern blanks. "" without the option.
+/// Returns the plain text of the option --delimiter, or the pattern blanks. "" without the option.
 static QString wantedDelimiter(const QCommandLineParser &given)
 {
     const QString delimiter = given.value("delimiter");
@@ -129,8 +130,8 @@ static TableLayout wantedLayout(const QCommandLineParser &given)
     return layout;
 }
 
-/// The delimiter as a table expects it: a pattern, unless there are quotes or the table is held as
-/// bytes.
+/// Returns the delimiter as CSVTable expects it: a pattern, unless there are quotes or the table is
+/// held as bytes.
 static QString tableDelimiter(const TableLayout &layout, bool hasSizeLimit)
 {
     const bool isBytes = hasSizeLimit && layout.delimiter.size() == 1;
@@ -192,7 +193,7 @@ static Result run(const QCommandLineParser &given, Host &)
     table.setComment(given.value("comment"));
     read(path, layout, sizeLimit.value_or(0), table);
     const QStringList top = topRow(table);
-    const bool isRead = !layout.isAligned() && !top.isEmpty(); // by what refuses other text
+    const bool isRead = !layout.isAligned() && !top.isEmpty(); // as UTF-8
     if (!isRead && File::size(path) > 0 && File::read(path).isEmpty())
         return failed(QString("Cannot read \"%1\": It is no text in UTF-8").arg(path));
     if (top.isEmpty())

@@ -19,8 +19,8 @@ static QString label(const CSVTable &table, bool hasHeader, int col)
     return hasHeader ? QString(table.data(0, col)) : numberedLabel(col);
 }
 
-/// The numbers of a column, with the no-value number for cells that have none. There is nothing to
-/// count with in "nan" and "inf".
+/// Returns the numbers of a column, with Data::noValue for cells that have none. The cells "nan"
+/// and "inf" have none.
 static QVector<double> numbers(const CSVTable &table, int col, int firstRow)
 {
     QVector<double> values;
@@ -70,7 +70,7 @@ void printStatistics(const CSVTable &table, bool hasHeader)
 
 static void printHistogram(const QVector<double> &values, int bins)
 {
-    const int mostGuessed = 30; // Scott's rule makes very many where a few values are far away
+    const int mostGuessed = 30; // Scott's rule yields too many where a few values are far away
     const Data::Array column = view(values);
     QList<int> counts;
     QList<double> edges;
@@ -93,7 +93,7 @@ static void printHistogram(const QVector<double> &values, int bins)
     const int figures = scale[0].size() + QString::number(largest).size() + 5;
     const int room = std::max(Terminal::width(Terminal::Stream::Output) - figures, 10);
     for (int bin = 0; bin < counts.size(); ++bin) {
-        // Rounded up, so that what is not empty can be seen.
+        // Rounded up, so that a bin that is not empty has a bar.
         const int length = static_cast<int>((qint64(counts[bin]) * room + largest - 1) / largest);
         print(scale[bin] + "  " + QString(length, QChar(0x2588)) + (length > 0 ? " " : "") +
               QString::number(counts[bin]));
@@ -113,7 +113,7 @@ void printHistograms(const CSVTable &table, bool hasHeader, int bins)
 
 void printTable(const CSVTable &table, bool hasHeader)
 {
-    // Of the columns of text the first one counts: one at most can begin at its left.
+    // The first column of text: only one column can be aligned to the left.
     int textColumn = -1;
     for (int col = table.numColumns(0) - 1; col >= 0; --col) {
         if (Statistics::length(view(numbers(table, col, hasHeader))) == 0)

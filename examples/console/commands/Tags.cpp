@@ -1,4 +1,4 @@
-// kelm tags: shows a tag file, or some of its tags and values, and writes them anew.
+// kelm tags: shows a tag file, or some of its tags and values, and writes them to another file.
 
 #include "examples/console/Files.h"
 #include "examples/console/Output.h"
@@ -12,10 +12,10 @@ using Utils::TagFile;
 static void declare(QCommandLineParser &parser)
 {
     parser.addOptions({
-        {"name", "Takes only the tags with this name.", "NAME"},
-        {"where", "Takes only the tags whose first KEY has that value.", "KEY=VALUE"},
-        {"list", "Tells the type of the file, and a line for each tag."},
-        {"key", "Prints the values of KEY alone, each from a line of its own.", "KEY"},
+        {"name", "Selects only the tags with this name.", "NAME"},
+        {"where", "Selects only the tags whose first KEY has that value.", "KEY=VALUE"},
+        {"list", "Prints the type of the file, and a line for each tag."},
+        {"key", "Prints only the values of KEY, each on its own line.", "KEY"},
         {"to", "Writes the tags to FILE; comments are not kept.", "FILE"},
     });
 }

@@ -1,4 +1,4 @@
-// kelm watch: runs a command each time that a file has changed.
+// kelm watch: runs a command each time a file has changed.
 
 #include "examples/console/Host.h"
 #include "examples/console/commands/Commands.h"
@@ -14,8 +14,8 @@ namespace Kelm {
 static void declare(QCommandLineParser &parser)
 {
     parser.addOptions({
-        {"interval", "Looks at the file every MS milliseconds, 100 or more.", "MS", "500"},
-        {"times", "Ends behind the run number COUNT of the command.", "COUNT"},
+        {"interval", "Checks the file every MS milliseconds, 100 or more.", "MS", "500"},
+        {"times", "Ends after COUNT runs of the command.", "COUNT"},
     });
 }
 
@@ -23,7 +23,7 @@ static void declare(QCommandLineParser &parser)
 class Watcher
 {
 public:
-    /// \p times is how often, 0 for ever.
+    /// \p times is the number of runs, 0 for no limit.
     Watcher(const QStringList &command, int times, Host &host);
 
     void onChange();
@@ -57,7 +57,7 @@ void Watcher::onChange()
     if (++m_count == m_times || m_lastResult.code == Cancelled)
         QCoreApplication::quit();
     else if (!m_lastResult.error.isEmpty())
-        m_host.printError("kelm watch: " + m_lastResult.error); // the next change may mend it
+        m_host.printError("kelm watch: " + m_lastResult.error); // it may succeed at the next change
 }
 
 Result Watcher::runCommand()
@@ -65,10 +65,10 @@ Result Watcher::runCommand()
     const QString command = m_process.fullCommand();
     if (!m_process.start())
         return failed(QString("Cannot run \"%1\": %2").arg(command, m_process.errorMessage()));
-    // It gets no input: nobody could end that, and a command that reads would wait for ever.
+    // It gets no input: a command that reads would wait without end.
     static_cast<QProcess *>(m_process.object())->closeWriteChannel();
     const bool isFinished = m_process.wait(/*showProgress=*/true);
-    onOutput(); // what is left of a character that was cut off
+    onOutput(); // the rest of a character that was cut
     if (!m_unfinishedLine.isEmpty())
         m_host.print(m_unfinishedLine);
     m_unfinishedLine.clear();
@@ -115,12 +115,7 @@ static Result run(const QCommandLineParser &given, Host &host)
 }
 
 const Command watchCommand = {
-    "watch",
-    "FILE -- COMMAND...",
-    2,
-    -1,
-    "Runs a command each time that a file has changed.",
-    declare,
+    "watch", "FILE -- COMMAND...", 2, -1, "Runs a command each time a file has changed.", declare,
     run,
 };
 

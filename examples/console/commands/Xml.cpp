@@ -1,5 +1,4 @@
-// kelm xml: tells what a document is, checks its type and version, and writes it in the fixed
-// layout.
+// kelm xml: describes a document, checks its type and version, and writes it in the fixed layout.
 
 #include "examples/console/Files.h"
 #include "examples/console/Output.h"
@@ -30,7 +29,7 @@ static void declare(QCommandLineParser &parser)
     });
 }
 
-/// How many elements are in \p element, itself among them. Documents are not deep.
+/// Returns the number of elements in \p element, including itself. Documents are not deep.
 static int countElements(const QDomElement &element)
 {
     int count = 1;
@@ -49,12 +48,12 @@ static void printSummary(const Document &document)
     print(QString("Elements  %1").arg(countElements(document.documentElement())));
 }
 
-/// Writes \p document to \p path, if what stands there then can be read again.
+/// Writes \p document to \p path, if it can be read again from there.
 static Result write(const Document &document, const QString &path)
 {
-    // The layout works on lines, and damages some where text and elements are mixed. So it is tried
-    // on another file, which also shows whether the disk has room. Beside a pipe or a device none
-    // may be made.
+    // The layout works on lines, and damages some documents that mix text and elements. So the
+    // document is written to another file first, which also shows whether the disk has room. No
+    // file is made beside a pipe or a device.
     const QString place = isDevice(path) ? QDir::temp().filePath("kelm") : path;
     QTemporaryFile trial(place + ".XXXXXX");
     if (!trial.open())
@@ -64,7 +63,7 @@ static Result write(const Document &document, const QString &path)
     if (!document.write(trial.fileName()) || !copy.open(trial.fileName(), "", error))
         return failed(QString("\"%1\" cannot be written in this layout. %2").arg(path, error));
 
-    // Not once more by the document, which does not tell whether all could be written.
+    // Not by Document::write(), which does not report an incomplete write.
     const QString problem = writeFile(path, QString::fromUtf8(File::readRaw(trial.fileName())));
     return problem.isEmpty() ? good() : failed(problem);
 }

@@ -8,16 +8,16 @@ extern "C" {
 void initKelmFramework();
 }
 
-/// What a script sees of the application that it runs in: as little as expressions need.
+/// The application, as scripts see it: only what expressions need.
 ///
 ///     from KelmFramework import *
 ///     Framework.app().setScriptResult(Data.Variant(5))
 class Framework
 {
 public:
-    /// The one of the process. It is not the caller's.
+    /// Returns the application of the process, which the caller does not own.
     static Framework *app();
 
-    /// Sets what ScriptManager gives as the result of the script that runs.
+    /// Sets the result that ScriptManager returns for the running script.
     void setScriptResult(const Data::Variant &value);
 };
