@@ -1,5 +1,7 @@
 #include "utils/settings/IniText_p.h"
 
+#include "utils/settings/StoredVariant_p.h"
+
 #include <QByteArrayList>
 #include <QDataStream>
 #include <QMap>
@@ -9,6 +11,7 @@
 #include <QStringList>
 #include <QVector>
 
+#include <algorithm>
 #include <cstring>
 
 namespace Utils {
@@ -27,6 +30,9 @@ static QDataStream::Version streamVersion(bool isDateTime)
 
 static QString textOf(const QVariant &value)
 {
+    if (value.userType() == qMetaTypeId<UnbuiltValue>())
+        return value.value<UnbuiltValue>().text;
+
     const auto marked = [](const char *mark, const QByteArray &bytes) {
         return QString(QLatin1String(mark) + latin1(bytes) + QLatin1Char(')'));
     };
@@ -98,8 +104,12 @@ static QVariant valueOf(const QString &text)
             return text.mid(8, text.size() - 9);
         if (startsWith("@Variant(") || startsWith("@DateTime(")) {
             const bool isDateTime = startsWith("@DateTime(");
-            QDataStream stream(text.mid(isDateTime ? 10 : 9).toLatin1());
-            stream.setVersion(streamVersion(isDateTime));
+            const QByteArray bytes = text.mid(isDateTime ? 10 : 9).toLatin1();
+            const QDataStream::Version version = streamVersion(isDateTime);
+            if (!hasGuiApplication() && !isReadableWithoutGui(bytes, version))
+                return QVariant::fromValue(UnbuiltValue{text});
+            QDataStream stream(bytes);
+            stream.setVersion(version);
             QVariant value;
             stream >> value;
             return value;
@@ -220,6 +230,36 @@ static QByteArray escaped(const QString &text)
     if (needsQuotes || result.startsWith(' ') || result.endsWith(' '))
         return '"' + result + '"';
     return result;
+}
+
+static bool isUnbuilt(const QVariant &value)
+{
+    return value.userType() == qMetaTypeId<UnbuiltValue>();
+}
+
+bool hasUnbuilt(const QSettings::SettingsMap &values)
+{
+    return std::any_of(values.cbegin(), values.cend(), [](const QVariant &value) {
+        const QVariantList list =
+            value.userType() == QMetaType::QVariantList ? value.toList() : QVariantList();
+        return isUnbuilt(value) || std::any_of(list.cbegin(), list.cend(), isUnbuilt);
+    });
+}
+
+QVariant built(const QVariant &value)
+{
+    if (isUnbuilt(value)) {
+        const QVariant again = valueOf(value.value<UnbuiltValue>().text);
+        return isUnbuilt(again) ? QVariant() : again;
+    }
+    if (value.userType() != QMetaType::QVariantList)
+        return value;
+    QVariantList values = value.toList();
+    for (QVariant &each : values) {
+        if (isUnbuilt(each))
+            each = built(each);
+    }
+    return values;
 }
 
 QByteArray writeValue(const QVariant &value)

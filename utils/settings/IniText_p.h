@@ -21,7 +21,16 @@ QByteArray writeValue(const QVariant &value);
 
 /// Reads all values that \p text contains. Of a key that occurs twice, the same one counts as in
 /// QSettings.
+///
+/// Without a QGuiApplication, a value that Qt can only build with one is an UnbuiltValue.
 QSettings::SettingsMap read(const QByteArray &text);
+
+/// Whether one of \p values is an UnbuiltValue, or a list with one.
+bool hasUnbuilt(const QSettings::SettingsMap &values);
+
+/// \p value as callers see it: what an UnbuiltValue stands for when Qt can build it now, and the
+/// invalid value when it cannot; in a list, too.
+QVariant built(const QVariant &value);
 
 } // namespace IniText
 } // namespace Utils

@@ -45,6 +45,12 @@ class SettingsStore;
 /// typed getters convert it. They return the default only for an absent key; a value that does not
 /// convert yields 0, false or "". getColor() is the exception.
 ///
+/// Without a QGuiApplication Qt cannot build a QPixmap, QBitmap, QIcon or QCursor, nor a value that
+/// contains one. Such a value in the file then reads as the invalid value, as does a damaged
+/// container, and the file keeps it. With a QGuiApplication values are read as by QSettings. This
+/// does not cover stores in the registry or in a format of the host, INI files on Windows, and a
+/// store that a QSettings of the host has read before and whose file this process may not write.
+///
 /// Copies share one QSettings and with it the current group. The destruction of one copy does not
 /// affect the others.
 ///

@@ -183,7 +183,9 @@ void SettingsFile::check()
     QByteArray bytes;
     if (readBytes(bytes)) {
         const QSettings::SettingsMap stored = IniText::read(bytes);
-        if (!isHeld(stored) && (!touch() || !isHeld(stored))) {
+        // What a plain QSettings of the host has read, QSettings would build in its own way.
+        const bool isOurs = !IniText::hasUnbuilt(stored) || touch();
+        if (!isOurs || (!isHeld(stored) && (!touch() || !isHeld(stored)))) {
             if (m_reason.isEmpty())
                 m_reason = messageOf(QStringLiteral("The file could not be read whole"));
         } else if (!m_wasRead) {

@@ -1,6 +1,8 @@
 #include "utils/settings/SettingsStore_p.h"
 
+#include "utils/settings/IniText_p.h"
 #include "utils/settings/SettingsFile_p.h"
+#include "utils/settings/StoredVariant_p.h"
 
 namespace Utils {
 
@@ -12,6 +14,12 @@ static std::unique_ptr<QSettings> openSettings()
         SettingsFile::storeAll();
         if (SettingsFile::isAnyChanged())
             return SettingsFile::openSafely();
+    }
+    // All QSettings on a file share what the first has read. A plain one reads values that end the
+    // process when there is no QGuiApplication.
+    if (!hasGuiApplication()) {
+        qRegisterMetaTypeStreamOperators<UnbuiltValue>();
+        SettingsFile::openSafely();
     }
     return std::make_unique<QSettings>();
 }
@@ -32,6 +40,16 @@ SettingsStore::~SettingsStore()
 {
     if (m_file && m_isChanged && m_file->isChanged())
         m_file->store();
+}
+
+QVariant SettingsStore::value(const QString &key, const QVariant &defaultValue) const
+{
+    return IniText::built(m_settings->value(key, defaultValue));
+}
+
+void SettingsStore::copy(const QString &from, const QString &to)
+{
+    setValue(to, m_settings->value(from));
 }
 
 void SettingsStore::setValue(const QString &key, const QVariant &value)

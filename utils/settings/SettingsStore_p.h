@@ -26,15 +26,15 @@ public:
     void beginGroup(const QString &group) { m_settings->beginGroup(group); }
     void endGroup() { m_settings->endGroup(); }
     QString group() const { return m_settings->group(); }
-    QVariant value(const QString &key, const QVariant &defaultValue = QVariant()) const
-    {
-        return m_settings->value(key, defaultValue);
-    }
+    QVariant value(const QString &key, const QVariant &defaultValue = QVariant()) const;
     QStringList allKeys() const { return m_settings->allKeys(); }
     QStringList childKeys() const { return m_settings->childKeys(); }
     QStringList childGroups() const { return m_settings->childGroups(); }
     void setValue(const QString &key, const QVariant &value);
     void remove(const QString &key);
+
+    /// Stores under \p to what is stored at \p from, which value() need not be able to return.
+    void copy(const QString &from, const QString &to);
 
     /// Stores the changes. False when that fails; see reason().
     bool sync();

@@ -79,7 +79,7 @@ void Settings::copyLevel(SettingsStore &settings, const QString &from, const QSt
     // An empty name comes from a file that was edited by hand. It stands for the group itself.
     for (const QString &key : qAsConst(keys)) {
         if (!key.isEmpty())
-            settings.setValue(to + separator + key, settings.value(from + separator + key));
+            settings.copy(from + separator + key, to + separator + key);
     }
     for (const QString &group : qAsConst(groups)) {
         if (group.isEmpty())

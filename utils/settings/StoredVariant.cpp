@@ -1,0 +1,207 @@
+#include "utils/settings/StoredVariant_p.h"
+
+#include <QBrush>
+#include <QGuiApplication>
+#include <QPalette>
+#include <QVariant>
+
+namespace Utils {
+
+static const int deepest = 100;
+
+QDataStream &operator<<(QDataStream &stream, const UnbuiltValue &value)
+{
+    return stream << value.text;
+}
+
+QDataStream &operator>>(QDataStream &stream, UnbuiltValue &value) { return stream >> value.text; }
+
+bool hasGuiApplication() { return qobject_cast<QGuiApplication *>(QCoreApplication::instance()); }
+
+namespace {
+
+/// Reads a QVariant as QVariant::load() does, but for what would end the process. Each function
+/// passes over what it is named after and returns false when that cannot be read.
+///
+/// Where the bytes end or are damaged, the rest can be read: Qt stops there, too.
+class Check
+{
+public:
+    Check(const QByteArray &bytes, QDataStream::Version version) : m_stream(bytes)
+    {
+        m_stream.setVersion(version);
+    }
+
+    bool variant(int level = 0)
+    {
+        const int type = variantType();
+        switch (type) {
+        case QMetaType::QPixmap:
+        case QMetaType::QBitmap:
+        case QMetaType::QIcon:
+        case QMetaType::QCursor:
+            return false;
+        case QMetaType::QVariant:
+            return level < deepest && variant(level + 1);
+        case QMetaType::QVariantList:
+            return level < deepest && elements<Nothing>(level + 1);
+        case QMetaType::QVariantMap:
+        case QMetaType::QVariantHash:
+            return level < deepest && elements<QString>(level + 1);
+        case QMetaType::QTextFormat:
+            read<qint32>(); // the kind of format
+            return level < deepest && elements<qint32>(level + 1);
+        case QMetaType::QBrush:
+            return brush();
+        case QMetaType::QPen:
+            return pen();
+        case QMetaType::QPalette:
+            return palette();
+        case QMetaType::QStringList:
+        case QMetaType::QByteArrayList:
+        case QMetaType::QKeySequence:
+            return hasRoomFor(4) && value(type);
+        case QMetaType::QPolygon:
+            return hasRoomFor(8) && value(type);
+        case QMetaType::QPolygonF:
+            return hasRoomFor(16) && value(type);
+        default:
+            return value(type);
+        }
+    }
+
+private:
+    struct Nothing
+    {
+        friend QDataStream &operator>>(QDataStream &stream, Nothing &) { return stream; }
+    };
+
+    bool isOld() const { return m_stream.version() < QDataStream::Qt_5_0; }
+    bool isGood() const { return m_stream.status() == QDataStream::Ok; }
+
+    template <typename T>
+    T read()
+    {
+        T value{};
+        m_stream >> value;
+        return value;
+    }
+
+    /// The head of a QVariant. The numbers of types have changed since streams of Qt 4.
+    int variantType()
+    {
+        auto type = read<quint32>();
+        if (isOld()) {
+            if (type == 127)
+                type = QMetaType::User;
+            else if (type >= 128 && type != QMetaType::User)
+                type -= 97;
+            else if (type == 75)
+                type = QMetaType::QSizePolicy;
+            else if (type > 75 && type <= 86)
+                --type;
+        } else {
+            read<qint8>(); // whether it is null
+        }
+        if (type == QMetaType::User)
+            return QMetaType::type(read<QByteArray>());
+        return static_cast<int>(type);
+    }
+
+    bool value(int type)
+    {
+        QVariant value(type, nullptr);
+        if (value.isValid())
+            QMetaType::load(m_stream, value.userType(), value.data());
+        else if (isOld())
+            read<QString>();
+        return true;
+    }
+
+    /// Whether the elements that are counted next can be there, of \p size bytes at least.
+    bool hasRoomFor(int size)
+    {
+        m_stream.startTransaction();
+        const auto count = read<quint32>();
+        const qint64 rest = m_stream.device()->bytesAvailable();
+        const bool isCounted = isGood();
+        m_stream.rollbackTransaction();
+        m_stream.resetStatus();
+        return !isCounted || qint64(count) * size <= rest;
+    }
+
+    template <typename Key>
+    bool elements(int level)
+    {
+        if (!hasRoomFor(4))
+            return false;
+        for (auto count = read<quint32>(); count > 0 && isGood(); --count) {
+            read<Key>();
+            if (!variant(level))
+                return false;
+        }
+        return true;
+    }
+
+    /// The texture of a brush is a QPixmap in streams of Qt 4, and a QImage later.
+    bool brush()
+    {
+        m_stream.startTransaction();
+        const auto style = read<quint8>();
+        read<QColor>();
+        const bool isGradient = style == Qt::LinearGradientPattern ||
+                                style == Qt::RadialGradientPattern ||
+                                style == Qt::ConicalGradientPattern;
+        bool isReadable = !isOld() || style != Qt::TexturePattern;
+        if (isGradient) {
+            for (int i = isOld() ? 1 : 4; i > 0; --i)
+                read<qint32>(); // its kind, and how it goes on beyond its end
+            const auto stops = read<quint32>();
+            isReadable = !isGood() || qint64(stops) * 19 <= m_stream.device()->bytesAvailable();
+        }
+        m_stream.rollbackTransaction();
+        m_stream.resetStatus();
+        if (isReadable)
+            read<QBrush>();
+        return isReadable;
+    }
+
+    bool pen()
+    {
+        if (isOld())
+            read<quint8>(); // the style
+        else
+            read<quint16>(), read<bool>(); // and whether it is cosmetic
+        read<double>();                    // the width
+        if (!brush())
+            return false;
+        read<double>(); // the miter
+        if (!hasRoomFor(8))
+            return false;
+        read<QVector<double>>(); // the dashes
+        if (!isOld())
+            read<double>(); // where they begin
+        return true;
+    }
+
+    bool palette()
+    {
+        const int roles = isOld() ? QPalette::AlternateBase + 1 : QPalette::ToolTipText + 1;
+        for (int i = QPalette::NColorGroups * roles; i > 0 && isGood(); --i) {
+            if (!brush())
+                return false;
+        }
+        return true;
+    }
+
+    QDataStream m_stream;
+};
+
+} // namespace
+
+bool isReadableWithoutGui(const QByteArray &bytes, QDataStream::Version version)
+{
+    return Check(bytes, version).variant();
+}
+
+} // namespace Utils
