@@ -166,6 +166,9 @@ std::optional<bool> tryInCopy(const std::function<bool()> &function,
 /// a system where text does not depend on the locale.
 std::string localeCodeset();
 
+/// Whether QSettings writes the keys of an INI file sorted. Windows keeps them in their order.
+bool hasSortedSettings();
+
 /// Calls \p function with \p context on a stack for deep recursion, on the calling thread, and
 /// returns when it has returned. A nested call uses the same stack. \p function must not throw.
 ///

@@ -188,4 +188,6 @@ std::string localeCodeset()
     return codeset;
 }
 
+bool hasSortedSettings() { return true; }
+
 } // namespace Utils::Platform

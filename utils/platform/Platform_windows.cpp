@@ -186,4 +186,6 @@ void makeSymbolsGlobal(const void *) {}
 
 std::string localeCodeset() { return {}; }
 
+bool hasSortedSettings() { return false; }
+
 } // namespace Utils::Platform

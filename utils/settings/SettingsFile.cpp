@@ -1,5 +1,6 @@
 #include "utils/settings/SettingsFile_p.h"
 
+#include "utils/platform/Platform.h"
 #include "utils/settings/IniText_p.h"
 
 #include <QCoreApplication>
@@ -7,7 +8,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
-#include <QSysInfo>
 #include <QTemporaryFile>
 
 #include <algorithm>
@@ -46,11 +46,10 @@ static QHash<QString, SettingsFile *> &files()
 
 static bool isPlainFile(const QSettings &settings)
 {
-    static const bool keepsOrder = QSysInfo::kernelType() == QLatin1String("winnt");
-
     const QSettings::Format format = settings.format();
     const QString path = settings.fileName();
-    return !keepsOrder && (format == QSettings::NativeFormat || format == QSettings::IniFormat) &&
+    return Platform::hasSortedSettings() &&
+           (format == QSettings::NativeFormat || format == QSettings::IniFormat) &&
            (path.endsWith(QLatin1String(".conf")) || path.endsWith(QLatin1String(".ini")));
 }
 
