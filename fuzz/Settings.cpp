@@ -1,7 +1,10 @@
 // A store of settings whose file is made of the input: what is read of it and stored again is read
-// again.
+// again. Each input goes through the text of a settings file. One in WHOLE_WAY of them, by its
+// bytes, goes through files as well, which takes twenty times as long.
 
 #include "utils/settings/Settings.h"
+
+#include "utils/settings/IniText_p.h"
 
 #include "fuzz/Input.h"
 #include "tests/support/SettingsHome.h"
@@ -29,8 +32,10 @@ static void collect(const Settings &settings, const String &group, const String 
     for (const QString &key : settings.keys(group)) {
         const String path = prefix + key;
         const Data::Variant value = settings.getValue(path);
-        if (!key.isEmpty() && value.isValid() && !isRenamed(path))
-            values.insert(path, value); // the invalid value would remove the key
+        // The invalid value would remove the key. A QSizePolicy without QtWidgets equals none.
+        if (!key.isEmpty() && value.isValid() && value.userType() != QMetaType::QSizePolicy &&
+            !isRenamed(path))
+            values.insert(path, value);
     }
     for (const QString &child : settings.groups(group)) {
         if (child.isEmpty())
@@ -58,7 +63,7 @@ static QMap<QString, QString> textsOf(const QMap<QString, QVariant> &values)
     return texts;
 }
 
-/// The names of the store at \p number: each is a file of its own, as what the toolkit has kept of
+/// The names of the store at \p number: each is a file of its own, as what QSettings has kept of
 /// a file is known by its name.
 static QString useStore(int number)
 {
@@ -66,8 +71,41 @@ static QString useStore(int number)
     return SettingsHome::file();
 }
 
+/// Reads \p text, writes what was read, and reads that.
+static void checkText(const QByteArray &text)
+{
+    namespace IniText = Utils::IniText;
+    QSettings::SettingsMap values;
+    const QSettings::SettingsMap all = IniText::read(text);
+    for (auto value = all.begin(); value != all.end(); ++value) {
+        const QVariant built = IniText::built(*value);
+        built.toString();
+        built.toBool();
+        built.toInt();
+        // A name that is empty comes from a file that somebody edited, and is not written again.
+        const bool isNormal = !value.key().split(QLatin1Char('/')).contains(QString());
+        if (isNormal && !isRenamed(value.key()))
+            values.insert(value.key(), *value);
+    }
+    const QByteArray written = IniText::write(values);
+    const QSettings::SettingsMap again = IniText::read(written);
+    requireEqual(again.keys(), values.keys(), "the keys that were written are read");
+    requireEqual(IniText::write(again), written, "what was read is written alike again");
+}
+
+/// Whether the input goes through files, too: the same one always does.
+static bool goesTheWholeWay(const QByteArray &bytes)
+{
+    return qChecksum(bytes.constData(), static_cast<uint>(bytes.size())) % WHOLE_WAY == 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
+    const QByteArray bytes(reinterpret_cast<const char *>(data), static_cast<int>(size));
+    checkText(bytes);
+    if (!goesTheWholeWay(bytes))
+        return 0;
+
     static int number = 0;
     number = (number + 1) % 1000;
     const QString path = useStore(number);
@@ -75,7 +113,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     {
         QFile file(path);
         require(file.open(QIODevice::WriteOnly), "a file of settings is written");
-        file.write(reinterpret_cast<const char *>(data), static_cast<qint64>(size));
+        file.write(bytes);
     }
 
     QMap<QString, QVariant> values;
