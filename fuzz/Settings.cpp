@@ -32,9 +32,10 @@ static void collect(const Settings &settings, const String &group, const String 
     for (const QString &key : settings.keys(group)) {
         const String path = prefix + key;
         const Data::Variant value = settings.getValue(path);
-        // The invalid value would remove the key. A QSizePolicy without QtWidgets equals none.
-        if (!key.isEmpty() && value.isValid() && value.userType() != QMetaType::QSizePolicy &&
-            !isRenamed(path))
+        // The invalid value would remove the key. What has a NaN, and a QSizePolicy without
+        // QtWidgets, equals none.
+        const bool isComparable = value.userType() != QMetaType::QSizePolicy && value == value;
+        if (!key.isEmpty() && value.isValid() && isComparable && !isRenamed(path))
             values.insert(path, value);
     }
     for (const QString &child : settings.groups(group)) {
