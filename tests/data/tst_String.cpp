@@ -55,20 +55,18 @@ private Q_SLOTS:
         const String a = "\u00e4";
         const QString q = "q";
 
+        // clang-format off
         QTest::newRow("two of ours") << a + String("b") << "\u00e4b";
-        QTest::newRow("ours, C string") << a + "\xc3\xb6"
-                                        << "\u00e4\u00f6";
+        QTest::newRow("ours, C string") << a + "\xc3\xb6" << "\u00e4\u00f6";
         QTest::newRow("C string, ours") << "\xc3\xb6" + a << "\u00f6\u00e4";
-        QTest::newRow("C string up to its zero") << a + "b\0c"
-                                                 << "\u00e4b";
+        QTest::newRow("C string up to its zero") << a + "b\0c" << "\u00e4b";
         QTest::newRow("ours, null") << a + static_cast<const char *>(nullptr) << "\u00e4";
         QTest::newRow("null, ours") << static_cast<const char *>(nullptr) + a << "\u00e4";
         QTest::newRow("ours, QString") << a + q << "\u00e4q";
         QTest::newRow("QString, ours") << q + a << "q\u00e4";
         QTest::newRow("ours, bytes") << a + QByteArray("\xc3\xb6") << "\u00e4\u00f6";
         QTest::newRow("bytes, ours") << QByteArray("\xc3\xb6") + a << "\u00f6\u00e4";
-        QTest::newRow("ours, bytes without a zero")
-            << a + QByteArray::fromRawData("bcd", 2) << "\u00e4bc";
+        QTest::newRow("ours, bytes without a zero") << a + QByteArray::fromRawData("bcd", 2) << "\u00e4bc";
         QTest::newRow("ours, bytes with a zero") << a + QByteArray("b\0c", 3) << "\u00e4b";
         QTest::newRow("ours, QChar") << a + QChar(0x20ac) << "\u00e4\u20ac";
         QTest::newRow("QChar, ours") << QChar(0x20ac) + a << "\u20ac\u00e4";
@@ -79,6 +77,7 @@ private Q_SLOTS:
         QTest::newRow("ours, QStringRef") << a + q.leftRef(1) << "\u00e4q";
         QTest::newRow("QStringRef, ours") << q.leftRef(1) + a << "q\u00e4";
         QTest::newRow("empties") << String() + String() << "";
+        // clang-format on
     }
 
     void isConcatenated()

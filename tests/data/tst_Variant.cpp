@@ -29,6 +29,7 @@ private Q_SLOTS:
         const char *const utf8 = "\xc3\xa4";
         char changeable[] = "\xc3\xa4";
 
+        // clang-format off
         QTest::newRow("nothing") << QVariant(Variant()) << QVariant();
         QTest::newRow("bool") << QVariant(Variant(true)) << QVariant(true);
         QTest::newRow("int") << QVariant(Variant(-5)) << QVariant(-5);
@@ -37,12 +38,11 @@ private Q_SLOTS:
         QTest::newRow("buffer") << QVariant(Variant(changeable)) << QVariant(QString("\u00e4"));
         QTest::newRow("QString") << QVariant(Variant(QString("a"))) << QVariant(QString("a"));
         QTest::newRow("String") << QVariant(Variant(Data::String("a"))) << QVariant(QString("a"));
-        QTest::newRow("list") << QVariant(Variant(QStringList{"a", "b"}))
-                              << QVariant(QStringList{"a", "b"});
+        QTest::newRow("list") << QVariant(Variant(QStringList{"a", "b"})) << QVariant(QStringList{"a", "b"});
         QTest::newRow("QColor") << QVariant(Variant(QColor(1, 2, 3))) << QVariant(QColor(1, 2, 3));
-        QTest::newRow("Color") << QVariant(Variant(Data::Color(1, 2, 3)))
-                               << QVariant(QColor(1, 2, 3));
+        QTest::newRow("Color") << QVariant(Variant(Data::Color(1, 2, 3))) << QVariant(QColor(1, 2, 3));
         QTest::newRow("QVariant") << QVariant(Variant(QVariant(qint64(7)))) << QVariant(qint64(7));
+        // clang-format on
     }
 
     void holdsThePlainQtType()

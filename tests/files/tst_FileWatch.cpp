@@ -574,11 +574,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("method");
 
+        // clang-format off
         QTest::newRow("of the path") << QByteArray(SLOT(text(const Data::String &)));
         QTest::newRow("of nothing") << QByteArray(SLOT(bare()));
         QTest::newRow("of the value") << QByteArray(SLOT(single(const Data::Variant &)));
-        QTest::newRow("of the payload")
-            << QByteArray(SLOT(payload(const Data::VariantCollection &)));
+        QTest::newRow("of the payload") << QByteArray(SLOT(payload(const Data::VariantCollection &)));
+        // clang-format on
     }
 
     void mayBeDeletedByAReceiver()
@@ -601,11 +602,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("line");
         QTest::addColumn<bool>("isThere");
 
+        // clang-format off
         QTest::newRow("on a look") << "Modification check for watched.txt" << true;
-        QTest::newRow("on a look for a missing file")
-            << "Modification check for watched.txt" << false;
+        QTest::newRow("on a look for a missing file") << "Modification check for watched.txt" << false;
         QTest::newRow("on a change") << "Modification detected for watched.txt" << true;
         QTest::newRow("on a missing file") << "Path does not exists: " << false;
+        // clang-format on
     }
 
     void mayBeDeletedByTheHost()
@@ -919,10 +921,10 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("calls");
 
         const QString detected = "logMessage(Modification detected for watched.txt, 3)";
+        // clang-format off
         QTest::newRow("quiet") << "0" << QStringList(detected);
-        QTest::newRow("verbose") << "3"
-                                 << QStringList{"logMessage(Modification check for watched.txt, 3)",
-                                                detected};
+        QTest::newRow("verbose") << "3" << QStringList{"logMessage(Modification check for watched.txt, 3)", detected};
+        // clang-format on
     }
 
     void tellsTheHostOfEachChange()

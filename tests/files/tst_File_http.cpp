@@ -94,7 +94,9 @@ private Q_SLOTS:
         QTest::newRow("a mark is dropped") << response("200 OK", "\xef\xbb\xbf" "a") << Data::String("a");
         QTest::newRow("invalid bytes") << response("200 OK", "a\x80" "b") << Data::String("a\xef\xbf\xbd" "b");
         QTest::newRow("of no told length") << QByteArray("HTTP/1.0 200 OK\r\n\r\ntext") << Data::String("text");
-        QTest::newRow("in chunks") << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nte\r\n2\r\nxt\r\n0\r\n\r\n") << Data::String("text");
+        QTest::newRow("in chunks")
+            << QByteArray("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\nte\r\n2\r\nxt\r\n0\r\n\r\n")
+            << Data::String("text");
         QTest::newRow("another success") << response("203 Non-Authoritative", "text") << Data::String("text");
         QTest::newRow("a redirect") << response(redirect, "moved") << Data::String("moved");
         // clang-format on
@@ -116,14 +118,15 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("answer");
 
+        // clang-format off
         QTest::newRow("not found") << response("404 Not Found", "body");
         QTest::newRow("not allowed") << response("403 Forbidden", "body");
         QTest::newRow("wants a password") << response("401 Unauthorized", "body");
         QTest::newRow("server error") << response("500 Internal Server Error", "body");
-        QTest::newRow("closed in the middle")
-            << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nbody");
+        QTest::newRow("closed in the middle") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nbody");
         QTest::newRow("closed within the header") << QByteArray("HTTP/1.1 200 OK\r\nConte");
         QTest::newRow("closed at once") << QByteArray();
+        // clang-format on
     }
 
     void readsNothingWhereTheAnswerIsNoSuccess()

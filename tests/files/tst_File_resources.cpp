@@ -74,8 +74,8 @@ private Q_SLOTS:
                             const char *order) {
             QTest::newRow(description) << QString(name) << QString(extensions) << QString(order);
         };
-        row("an icon", "plugin.Widget.icon@", ".png",
-            "R/icons/plugin.Widget.icon@ R/icons/plugin.Widget.icon@.png "
+        // clang-format off
+        row("an icon", "plugin.Widget.icon@", ".png", "R/icons/plugin.Widget.icon@ R/icons/plugin.Widget.icon@.png "
             "R/locale/plugin.Widget.icon@.png R/locale/plugins/plugin/Widget/icon@.png "
             "P/plugin.Widget.icon@ P/plugin/Widget/icon@/icon@.png P/plugin/Widget/icon@.png "
             "P/plugin/Widget/res/icon@.png");
@@ -84,8 +84,7 @@ private Q_SLOTS:
             "R/locale/plugins/plugin/Widget/icon@.jpg P/plugin.Widget.icon@ "
             "P/plugin/Widget/icon@/icon@.jpg P/plugin/Widget/icon@.jpg "
             "P/plugin/Widget/res/icon@.jpg");
-        row("without a dot", "logo@", ".png",
-            "R/icons/logo@ R/icons/logo@.png R/locale/logo@.png P/logo@");
+        row("without a dot", "logo@", ".png", "R/icons/logo@ R/icons/logo@.png R/locale/logo@.png P/logo@");
         row("with its suffix", "logo@.png", ".png",
             "R/icons/logo@.png P/logo@.png P/logo@/png/png.png P/logo@/png.png "
             "P/logo@/res/png.png");
@@ -93,15 +92,13 @@ private Q_SLOTS:
             "R/icons/logo@.png P/logo@.png P/png/png.png P/png.png P/res/png.png");
         row("without a suffix", "a.b@", "", "R/a.b@ P/a.b@ P/a/b@/b@");
         row("without a suffix, in a plugin", "a.b@", "", "R/a.b@ P/a.b@ P/a/b@ P/a/res/b@");
-        row("a level up", "p.q.r@", ".z",
-            "R/p.q.r@ R/p.q.r@.z R/locale/p.q.r@.z R/locale/plugins/p/q/r@.z P/p.q.r@ "
+        row("a level up", "p.q.r@", ".z", "R/p.q.r@ R/p.q.r@.z R/locale/p.q.r@.z R/locale/plugins/p/q/r@.z P/p.q.r@ "
             "P/p/r@/r@.z P/p/r@.z P/p/res/r@.z");
         row("up to the plugins", "x.y@", ".z",
             "R/x.y@ R/x.y@.z R/locale/x.y@.z R/locale/plugins/x/y@.z P/x.y@ P/y@/y@.z P/y@.z "
             "P/res/y@.z");
         row("by suffix", "a@", ".z;.y", "R/a@ R/a@.z R/locale/a@.z P/a@ R/a@.y R/locale/a@.y");
-        row("by suffix of a plugin", "s.a@", ".z;.y",
-            "R/s.a@.z P/s/a@.z P/s/res/a@.z R/s.a@.y R/locale/s.a@.y "
+        row("by suffix of a plugin", "s.a@", ".z;.y", "R/s.a@.z P/s/a@.z P/s/res/a@.z R/s.a@.y R/locale/s.a@.y "
             "R/locale/plugins/s/a@.y P/s/a@/a@.y P/s/a@.y P/s/res/a@.y");
         row("both suffixes of icons", "i@", ".png;.xpm",
             "R/icons/i@ R/icons/i@.png R/locale/i@.png P/i@ R/icons/i@.xpm R/locale/i@.xpm");
@@ -110,8 +107,7 @@ private Q_SLOTS:
         row("a part of the text of icons", "i@", ".p", "R/icons/i@ R/icons/i@.p");
         row("no dot in the suffix", "i@", "png", "R/icons/i@ R/icons/i@png R/locale/i@png");
         row("only separators, in the text of icons", "i@", ";", "R/icons/i@ P/i@");
-        row("icons in another order", "i@", ".xpm;.png",
-            "R/i@ R/i@.xpm R/locale/i@.xpm P/i@ R/i@.png R/locale/i@.png");
+        row("icons in another order", "i@", ".xpm;.png", "R/i@ R/i@.xpm R/locale/i@.xpm P/i@ R/i@.png R/locale/i@.png");
         row("icons in another case", "i@", ".PNG", "R/i@ R/i@.PNG R/locale/i@.PNG");
         row("icons and more", "i@", ".png;.xpm;.jpg", "R/i@ R/i@.png R/i@.xpm R/i@.jpg");
         row("a path", "d/e@", ".z", "R/d/e@ R/d/e@.z R/locale/d/e@.z P/d/e@");
@@ -119,6 +115,7 @@ private Q_SLOTS:
             "R/t..u@ R/t..u@.z R/locale/t..u@.z R/locale/plugins/t//u@.z P/t..u@ P/t//u@/u@.z");
         row("folders", "f@", ".z", "R/f@/ R/f@.z/ R/locale/f@.z/ P/f@/");
         row("non-ASCII", "größe@", ".ü", "R/größe@ R/größe@.ü R/locale/größe@.ü P/größe@");
+        // clang-format on
     }
 
     void looksInOrder()

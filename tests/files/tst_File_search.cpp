@@ -126,14 +126,12 @@ private Q_SLOTS:
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("found");
 
-        QTest::newRow("plain") << "d"
-                               << "d/x d/e/y";
-        QTest::newRow("with a slash") << "d/"
-                                      << "d/x d/e/y";
-        QTest::newRow("with dots") << "./e/../d"
-                                   << "./e/../d/x ./e/../d/e/y";
-        QTest::newRow("the current folder") << "."
-                                            << "./d/x ./d/e/y";
+        // clang-format off
+        QTest::newRow("plain") << "d" << "d/x d/e/y";
+        QTest::newRow("with a slash") << "d/" << "d/x d/e/y";
+        QTest::newRow("with dots") << "./e/../d" << "./e/../d/x ./e/../d/e/y";
+        QTest::newRow("the current folder") << "." << "./d/x ./d/e/y";
+        // clang-format on
     }
 
     void writesPathsAsItsFolderIsWritten()

@@ -243,36 +243,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("target");
         QTest::addColumn<QString>("copy");
 
-        QTest::newRow("to a new name") << "a.txt"
-                                       << "b"
-                                       << "b";
-        QTest::newRow("into a folder") << "a.txt"
-                                       << "folder"
-                                       << "folder/a.txt";
-        QTest::newRow("into a folder, with a slash") << "a.txt"
-                                                     << "folder/"
-                                                     << "folder/a.txt";
-        QTest::newRow("of several suffixes") << "a.tar.gz"
-                                             << "folder"
-                                             << "folder/a.tar.gz";
-        QTest::newRow("with spaces") << "a b"
-                                     << " c  d "
-                                     << " c  d ";
-        QTest::newRow("not ASCII") << "größe.txt"
-                                   << "日本"
-                                   << "日本";
-        QTest::newRow("with stars") << "a*b*"
-                                    << "*"
-                                    << "*";
-        QTest::newRow("a star that an entry fits") << "a.txt"
-                                                   << "fold*"
-                                                   << "fold*";
-        QTest::newRow("of a link") << "link"
-                                   << "b"
-                                   << "b";
-        QTest::newRow("hidden") << ".a"
-                                << "folder"
-                                << "folder/.a";
+        // clang-format off
+        QTest::newRow("to a new name") << "a.txt" << "b" << "b";
+        QTest::newRow("into a folder") << "a.txt" << "folder" << "folder/a.txt";
+        QTest::newRow("into a folder, with a slash") << "a.txt" << "folder/" << "folder/a.txt";
+        QTest::newRow("of several suffixes") << "a.tar.gz" << "folder" << "folder/a.tar.gz";
+        QTest::newRow("with spaces") << "a b" << " c  d " << " c  d ";
+        QTest::newRow("not ASCII") << "größe.txt" << "日本" << "日本";
+        QTest::newRow("with stars") << "a*b*" << "*" << "*";
+        QTest::newRow("a star that an entry fits") << "a.txt" << "fold*" << "fold*";
+        QTest::newRow("of a link") << "link" << "b" << "b";
+        QTest::newRow("hidden") << ".a" << "folder" << "folder/.a";
+        // clang-format on
     }
 
     void copiesAFile()
@@ -375,20 +357,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("source");
         QTest::addColumn<QString>("target");
 
-        QTest::newRow("the same path") << "folder/a"
-                                       << "folder/a";
-        QTest::newRow("into its folder") << "folder/a"
-                                         << "folder";
-        QTest::newRow("not clean") << "folder/a"
-                                   << "folder/./../folder//a";
-        QTest::newRow("by a link to the folder") << "folder/a"
-                                                 << "link/a";
-        QTest::newRow("from a link to the folder") << "link/a"
-                                                   << "folder/a";
-        QTest::newRow("into a link to the folder") << "folder/a"
-                                                   << "link";
-        QTest::newRow("from a link to the file") << "file"
-                                                 << "folder/a";
+        // clang-format off
+        QTest::newRow("the same path") << "folder/a" << "folder/a";
+        QTest::newRow("into its folder") << "folder/a" << "folder";
+        QTest::newRow("not clean") << "folder/a" << "folder/./../folder//a";
+        QTest::newRow("by a link to the folder") << "folder/a" << "link/a";
+        QTest::newRow("from a link to the folder") << "link/a" << "folder/a";
+        QTest::newRow("into a link to the folder") << "folder/a" << "link";
+        QTest::newRow("from a link to the file") << "file" << "folder/a";
+        // clang-format on
     }
 
     void leavesAFileAloneThatIsCopiedOntoItself()
@@ -809,16 +786,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("source");
         QTest::addColumn<QString>("copied");
 
-        QTest::newRow("plain") << "x/ab"
-                               << "y/ab/file";
-        QTest::newRow("suffix") << "x/a.b"
-                                << "y/a/file";
-        QTest::newRow("two suffixes") << "x/a.b.c"
-                                      << "y/a.b/file";
-        QTest::newRow("hidden") << "x/.ab"
-                                << "y/file";
-        QTest::newRow("with a slash") << "x/ab/"
-                                      << "y/file";
+        // clang-format off
+        QTest::newRow("plain") << "x/ab" << "y/ab/file";
+        QTest::newRow("suffix") << "x/a.b" << "y/a/file";
+        QTest::newRow("two suffixes") << "x/a.b.c" << "y/a.b/file";
+        QTest::newRow("hidden") << "x/.ab" << "y/file";
+        QTest::newRow("with a slash") << "x/ab/" << "y/file";
+        // clang-format on
     }
 
     void namesACopiedFolderWithoutItsExtension()
@@ -953,7 +927,8 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("into itself")      << "x"   << "x"         << "x/x/ x/x/a x/x/b/ x/x/b/c";
         QTest::newRow("below itself")     << "x"   << "x/b"       << "x/b/x/ x/b/x/a x/b/x/b/ x/b/x/b/c";
-        QTest::newRow("into a new one")   << "x"   << "x/n/m"     << "x/n/ x/n/m/ x/n/m/x/ x/n/m/x/a x/n/m/x/b/ x/n/m/x/b/c x/n/m/x/n/ x/n/m/x/n/m/";
+        QTest::newRow("into a new one")   << "x"   << "x/n/m"
+            << "x/n/ x/n/m/ x/n/m/x/ x/n/m/x/a x/n/m/x/b/ x/n/m/x/b/c x/n/m/x/n/ x/n/m/x/n/m/";
         QTest::newRow("by a link")        << "x"   << "link"      << "x/x/ x/x/a x/x/b/ x/x/b/c";
         QTest::newRow("without a name")   << "x/"  << "x/n"       << "x/n/ x/n/a x/n/b/ x/n/b/c";
         QTest::newRow("by a wildcard")    << "x/*" << "x/b"       << "x/b/b/ x/b/b/c";
@@ -1168,16 +1143,14 @@ private Q_SLOTS:
         QStringList cancelableCalls = calls;
         cancelableCalls[1] = "showProgress(1, 1, 1)";
         cancelableCalls[10] = "showProgress(0, 1, 1)";
+        // clang-format off
         QTest::newRow("files") << QByteArray("x/1 x/2 x/3 x/4 x/5 x/6") << false << calls;
-        QTest::newRow("cancelable")
-            << QByteArray("x/1 x/2 x/3 x/4 x/5 x/6") << true << cancelableCalls;
-        QTest::newRow("files and folders")
-            << QByteArray("x/1 x/2 x/3 x/4/ x/5/1 x/6/") << false << calls;
+        QTest::newRow("cancelable") << QByteArray("x/1 x/2 x/3 x/4 x/5 x/6") << true << cancelableCalls;
+        QTest::newRow("files and folders") << QByteArray("x/1 x/2 x/3 x/4/ x/5/1 x/6/") << false << calls;
         QTest::newRow("and large folders in it")
-            << QByteArray("x/1 x/2 x/3 x/4/ x/6/ x/5/1 x/5/2 x/5/3 x/5/4 x/5/5 x/5/6 x/5/7")
-            << false << calls;
-        QTest::newRow("five entries")
-            << QByteArray("x/1 x/2 x/3 x/4 x/5/1") << false << QStringList();
+            << QByteArray("x/1 x/2 x/3 x/4/ x/6/ x/5/1 x/5/2 x/5/3 x/5/4 x/5/5 x/5/6 x/5/7") << false << calls;
+        QTest::newRow("five entries") << QByteArray("x/1 x/2 x/3 x/4 x/5/1") << false << QStringList();
+        // clang-format on
     }
 
     void reportsAFolderOfSixEntries()
@@ -1249,9 +1222,10 @@ private Q_SLOTS:
         QTest::addColumn<bool>("cancelable");
 
         for (const char *operation : {"copyDir", "copyDir, wildcard", "remove"}) {
-            QTest::newRow(qPrintable(QString("%1, cancelable").arg(operation)))
-                << operation << true;
+            // clang-format off
+            QTest::newRow(qPrintable(QString("%1, cancelable").arg(operation))) << operation << true;
             QTest::newRow(operation) << operation << false;
+            // clang-format on
         }
     }
 
@@ -1304,9 +1278,11 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("at a file")      << "x"   << QByteArray("x/1 x/2 x/3 x/4 x/5 x/6")                << 2;
         QTest::newRow("at a folder")    << "x"   << QByteArray("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")          << 2;
-        QTest::newRow("far below")      << "x"   << QByteArray("x/x/1 x/x/2 x/x/3 x/x/4 x/x/5 x/x/6 x/y/1 x/y/2 x/y/3 x/y/4 x/y/5 x/y/6")    << 2;
+        QTest::newRow("far below")      << "x"
+            << QByteArray("x/x/1 x/x/2 x/x/3 x/x/4 x/x/5 x/x/6 x/y/1 x/y/2 x/y/3 x/y/4 x/y/5 x/y/6")    << 2;
         QTest::newRow("of a wildcard")  << "x/*" << QByteArray("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")          << 2;
-        QTest::newRow("below wildcard") << "x/*" << QByteArray("x/x/1 x/x/2 x/x/3 x/x/4 x/x/5 x/x/6 x/y/1 x/y/2 x/y/3 x/y/4 x/y/5 x/y/6")    << 2;
+        QTest::newRow("below wildcard") << "x/*"
+            << QByteArray("x/x/1 x/x/2 x/x/3 x/x/4 x/x/5 x/x/6 x/y/1 x/y/2 x/y/3 x/y/4 x/y/5 x/y/6")    << 2;
         // clang-format on
     }
 
@@ -1933,7 +1909,9 @@ private Q_SLOTS:
 
         // clang-format off
         QTest::newRow("here")           << QByteArray("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")                << true  << -1 << 4;
-        QTest::newRow("far below")      << QByteArray("x/x/1/ x/x/2/ x/x/3/ x/x/4/ x/x/5/ x/x/6/ x/y/1/ x/y/2/ x/y/3/ x/y/4/ x/y/5/ x/y/6/") << true << -1 << 10;
+        QTest::newRow("far below")
+            << QByteArray("x/x/1/ x/x/2/ x/x/3/ x/x/4/ x/x/5/ x/x/6/ x/y/1/ x/y/2/ x/y/3/ x/y/4/ x/y/5/ x/y/6/")
+            << true << -1 << 10;
         QTest::newRow("not cancelable") << QByteArray("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")                << false << 7  << 0;
         // clang-format on
     }

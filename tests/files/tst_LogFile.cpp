@@ -169,16 +169,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<bool>("isRedirected");
 
-        QTest::newRow("a free folder") << "plain"
-                                       << "x.log" << false;
-        QTest::newRow("a folder of programs") << "code/comp"
-                                              << "x.log" << true;
-        QTest::newRow("a folder of programs, with a dot") << "code/comp"
-                                                          << "./x.log" << true;
-        QTest::newRow("a relative folder") << "code/comp"
-                                           << "sub/x.log" << false;
-        QTest::newRow("a relative folder of programs") << "plain"
-                                                       << "code-apps/x.log" << true;
+        // clang-format off
+        QTest::newRow("a free folder") << "plain" << "x.log" << false;
+        QTest::newRow("a folder of programs") << "code/comp" << "x.log" << true;
+        QTest::newRow("a folder of programs, with a dot") << "code/comp" << "./x.log" << true;
+        QTest::newRow("a relative folder") << "code/comp" << "sub/x.log" << false;
+        QTest::newRow("a relative folder of programs") << "plain" << "code-apps/x.log" << true;
+        // clang-format on
     }
 
     void takesABareNameAsOneInTheCurrentFolder()

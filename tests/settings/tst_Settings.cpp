@@ -367,18 +367,14 @@ private Q_SLOTS:
         QTest::addColumn<QString>("operation");
         QTest::addColumn<QString>("stored");
 
-        QTest::newRow("set") << "set"
-                             << "a/b/x=1 a/y=2 k=1";
-        QTest::newRow("remove") << "remove"
-                                << "";
-        QTest::newRow("copy") << "copy"
-                              << "a/b/x=1 a/y=2 c/b/x=1 c/y=2";
-        QTest::newRow("rename") << "rename"
-                                << "c/b/x=1 c/y=2";
-        QTest::newRow("rename to the same") << "same"
-                                            << "a/b/x=1 a/y=2";
-        QTest::newRow("recent") << "recent"
-                                << "MRU/l/aa=p a/b/x=1 a/y=2";
+        // clang-format off
+        QTest::newRow("set") << "set" << "a/b/x=1 a/y=2 k=1";
+        QTest::newRow("remove") << "remove" << "";
+        QTest::newRow("copy") << "copy" << "a/b/x=1 a/y=2 c/b/x=1 c/y=2";
+        QTest::newRow("rename") << "rename" << "c/b/x=1 c/y=2";
+        QTest::newRow("rename to the same") << "same" << "a/b/x=1 a/y=2";
+        QTest::newRow("recent") << "recent" << "MRU/l/aa=p a/b/x=1 a/y=2";
+        // clang-format on
     }
 
     void mayBeDeletedByAReceiver()

@@ -126,14 +126,15 @@ private Q_SLOTS:
         QTest::addColumn<VariantCollection>("payload");
         QTest::addColumn<QStringList>("calls");
 
+        // clang-format off
         QTest::newRow("nothing") << VariantCollection() << QStringList("sig()");
         QTest::newRow("no value") << VariantCollection{{"key", "k"}}
                                   << QStringList{"sig()", "sig(k)", "sig(key, k)", "sig({key=k})"};
         QTest::newRow("no key") << VariantCollection{{"value", 1}}
-                                << QStringList{"sig()", "sig(1)", "sig(value, 1)",
-                                               "sig({value=1})"};
+            << QStringList{"sig()", "sig(1)", "sig(value, 1)", "sig({value=1})"};
         QTest::newRow("more") << VariantCollection{{"key", "k"}, {"value", 1}, {"more", 2}}
                               << QStringList{"sig(k, 1)", "sig()", "sig({key=k, more=2, value=1})"};
+        // clang-format on
     }
 
     void sendsOtherPayloadsAsASignalDoes()

@@ -152,24 +152,18 @@ private Q_SLOTS:
         QTest::addColumn<bool>("canExport");
         QTest::addColumn<bool>("canReset");
 
+        // clang-format off
         QTest::newRow("none") << QString() << "g" << true << true;
-        QTest::newRow("empty") << ""
-                               << "g" << true << true;
-        QTest::newRow("export noreset") << "export noreset"
-                                        << "g" << true << false;
-        QTest::newRow("other words") << "x,noexport"
-                                     << "g" << false << true;
-        QTest::newRow("other case") << "NoExport NORESET"
-                                    << "g" << true << true;
-        QTest::newRow("recent lists") << "export reset"
-                                      << "MRU" << false << true;
-        QTest::newRow("recent lists, no reset") << "export noreset"
-                                                << "MRU" << false << false;
+        QTest::newRow("empty") << "" << "g" << true << true;
+        QTest::newRow("export noreset") << "export noreset" << "g" << true << false;
+        QTest::newRow("other words") << "x,noexport" << "g" << false << true;
+        QTest::newRow("other case") << "NoExport NORESET" << "g" << true << true;
+        QTest::newRow("recent lists") << "export reset" << "MRU" << false << true;
+        QTest::newRow("recent lists, no reset") << "export noreset" << "MRU" << false << false;
         QTest::newRow("recent lists, none") << QString() << "MRU" << false << true;
-        QTest::newRow("recent lists, other case") << "export reset"
-                                                  << "mru" << true << true;
-        QTest::newRow("below recent lists") << "export reset"
-                                            << "MRU/files" << true << true;
+        QTest::newRow("recent lists, other case") << "export reset" << "mru" << true << true;
+        QTest::newRow("below recent lists") << "export reset" << "MRU/files" << true << true;
+        // clang-format on
     }
 
     void readsFlags()

@@ -130,9 +130,11 @@ private Q_SLOTS:
         row("nothing",            "a=1",                   "",  "c",    "b",    true,  "",                  "b");
         row("a name's beginning", "ab/x=1 a/x=2",          "",  "a",    "b",    true,  "b/x=2",             "b");
         row("onto other keys",    "a/x=1 b/x=5 b/z=6",     "",  "a",    "c",    true,  "c/x=1",             "c");
-        row("inner groups first", "a/s/t/x=1 a/s/y=2 a/r/z=3", "", "a", "b",    true,  "b/s/t/x=1 b/s/y=2 b/r/z=3", "b/r b/s/t b/s b");
+        row("inner groups first", "a/s/t/x=1 a/s/y=2 a/r/z=3", "", "a", "b",    true,  "b/s/t/x=1 b/s/y=2 b/r/z=3",
+            "b/r b/s/t b/s b");
         row("groups without keys", "a/s/t/x=1",            "",  "a",    "b",    true,  "b/s/t/x=1",         "b/s/t b/s b");
-        row("groups by name",     "a/p/x=1 a/p!/x=2 a/P/x=3 a/p/q/x=4", "", "a", "b", true, "b/p/x=1 b/p!/x=2 b/P/x=3 b/p/q/x=4", "b/P b/p/q b/p b/p! b");
+        row("groups by name",     "a/p/x=1 a/p!/x=2 a/P/x=3 a/p/q/x=4", "", "a", "b", true,
+            "b/p/x=1 b/p!/x=2 b/P/x=3 b/p/q/x=4", "b/P b/p/q b/p b/p! b");
         row("deep paths",         "a/b/x=1",               "",  "a/b",  "c/d",  true,  "c/d/x=1",           "c/d");
         row("as it is written",   "a/x=1 a/s/y=2",         "g", "/../", "b",    true,  "",                  "g/b");
         row("needless slashes",   "a/x=1 a/s/y=2",         "",  "/a/",  "b//c", true,  "b/c/x=1 b/c/s/y=2", "b//c/s b//c");
@@ -141,11 +143,14 @@ private Q_SLOTS:
         row("into its group",     "g/a/x=1 g/a/s/y=2",     "g", "a",    "",     true,  "g/x=1 g/s/y=2",     "g//s g/");
         row("onto itself",        "a/x=1 a/s/y=2",         "",  "a",    "a",    true,  "",                  "a/s a");
         row("into itself",        "a/x=1 a/s/y=2",         "",  "a",    "a/b",  true,  "a/b/x=1 a/b/s/y=2", "a/b/s a/b");
-        row("into its group in itself", "a/x=1 a/b/y=2",   "",  "a",    "a/b",  true,  "a/b/x=1 a/b/b/x=1 a/b/b/y=2", "a/b/b a/b");
+        row("into its group in itself", "a/x=1 a/b/y=2",   "",  "a",    "a/b",  true,  "a/b/x=1 a/b/b/x=1 a/b/b/y=2",
+            "a/b/b a/b");
         row("deep into itself",   "a/x=1",                 "",  "a",    "a/b/c", true, "a/b/c/x=1",         "a/b/c");
         row("the root into itself", "x=1 b/y=2",           "",  "",     "b",    true,  "b/x=1 b/b/x=1 b/b/y=2", "b/b b");
-        row("deep into its group in itself", "a/x=1 a/b/y=2", "", "a", "a/b/c", true, "a/b/c/x=1 a/b/c/b/y=2 a/b/c/b/c/x=1 a/b/c/b/c/b/y=2", "a/b/c/b/c/b a/b/c/b/c a/b/c/b a/b/c");
-        row("to a group that holds it twice", "p/g/g/x=1 p/g/x=2 p/g/g/g/x=3", "", "p/g", "p", true, "p/x=2 p/g/x=1 p/g/g/x=3", "p/g/g p/g p");
+        row("deep into its group in itself", "a/x=1 a/b/y=2", "", "a", "a/b/c", true,
+            "a/b/c/x=1 a/b/c/b/y=2 a/b/c/b/c/x=1 a/b/c/b/c/b/y=2", "a/b/c/b/c/b a/b/c/b/c a/b/c/b a/b/c");
+        row("to a group that holds it twice", "p/g/g/x=1 p/g/x=2 p/g/g/g/x=3", "", "p/g", "p", true,
+            "p/x=2 p/g/x=1 p/g/g/x=3", "p/g/g p/g p");
         row("a group out of itself", "a/b/x=1 a/b/s/y=2",  "",  "a/b",  "a",    true,  "a/x=1 a/s/y=2",     "a/s a");
         // clang-format on
     }

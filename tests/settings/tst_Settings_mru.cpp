@@ -290,30 +290,16 @@ private Q_SLOTS:
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("after");
 
-        QTest::newRow("in the middle") << "aa=A ab=B ac=C"
-                                       << "B"
-                                       << "aa=A ac=C";
-        QTest::newRow("twice there") << "aa=A ab=B ac=B"
-                                     << "B"
-                                     << "aa=A ac=B";
-        QTest::newRow("backslashes") << "aa=x/y ab=B"
-                                     << "x\\y"
-                                     << "ab=B";
-        QTest::newRow("another case") << "aa=A"
-                                      << "a"
-                                      << "aa=A";
-        QTest::newRow("absent") << "aa=A"
-                                << "X"
-                                << "aa=A";
-        QTest::newRow("the only one") << "aa=A"
-                                      << "A"
-                                      << "";
-        QTest::newRow("empty") << "aa=A ab="
-                               << ""
-                               << "aa=A";
-        QTest::newRow("from no list") << ""
-                                      << "A"
-                                      << "";
+        // clang-format off
+        QTest::newRow("in the middle") << "aa=A ab=B ac=C" << "B" << "aa=A ac=C";
+        QTest::newRow("twice there") << "aa=A ab=B ac=B" << "B" << "aa=A ac=B";
+        QTest::newRow("backslashes") << "aa=x/y ab=B" << "x\\y" << "ab=B";
+        QTest::newRow("another case") << "aa=A" << "a" << "aa=A";
+        QTest::newRow("absent") << "aa=A" << "X" << "aa=A";
+        QTest::newRow("the only one") << "aa=A" << "A" << "";
+        QTest::newRow("empty") << "aa=A ab=" << "" << "aa=A";
+        QTest::newRow("from no list") << "" << "A" << "";
+        // clang-format on
     }
 
     void removesAPath()
@@ -360,28 +346,19 @@ private Q_SLOTS:
         QTest::addColumn<QString>("suffixes");
         QTest::addColumn<bool>("given");
 
-        QTest::newRow("the suffix") << "a.txt"
-                                    << "txt" << true;
-        QTest::newRow("among others") << "a.txt"
-                                      << "csv;txt;xml" << true;
-        QTest::newRow("in a longer one") << "a.tx"
-                                         << "txt" << true;
-        QTest::newRow("with dots") << "a.txt"
-                                   << ".txt" << true;
-        QTest::newRow("another") << "a.txt"
-                                 << "csv" << false;
-        QTest::newRow("another case") << "a.TXT"
-                                      << "txt" << false;
-        QTest::newRow("the last one") << "a.tar.gz"
-                                      << "gz" << true;
-        QTest::newRow("not the last one") << "a.tar.gz"
-                                          << "tar" << false;
-        QTest::newRow("none") << "a"
-                              << "txt" << true;
-        QTest::newRow("any") << "a.txt"
-                             << "" << true;
-        QTest::newRow("a folder") << ""
-                                  << "txt" << true;
+        // clang-format off
+        QTest::newRow("the suffix") << "a.txt" << "txt" << true;
+        QTest::newRow("among others") << "a.txt" << "csv;txt;xml" << true;
+        QTest::newRow("in a longer one") << "a.tx" << "txt" << true;
+        QTest::newRow("with dots") << "a.txt" << ".txt" << true;
+        QTest::newRow("another") << "a.txt" << "csv" << false;
+        QTest::newRow("another case") << "a.TXT" << "txt" << false;
+        QTest::newRow("the last one") << "a.tar.gz" << "gz" << true;
+        QTest::newRow("not the last one") << "a.tar.gz" << "tar" << false;
+        QTest::newRow("none") << "a" << "txt" << true;
+        QTest::newRow("any") << "a.txt" << "" << true;
+        QTest::newRow("a folder") << "" << "txt" << true;
+        // clang-format on
     }
 
     void givesOnlyFilesOfTheSuffixes()

@@ -26,12 +26,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("key");
 
-        QTest::newRow("named") << "main"
-                               << "Workspaces/main/k";
-        QTest::newRow("nested") << "a/b"
-                                << "Workspaces/a/b/k";
-        QTest::newRow("empty") << ""
-                               << "Workspaces/k";
+        // clang-format off
+        QTest::newRow("named") << "main" << "Workspaces/main/k";
+        QTest::newRow("nested") << "a/b" << "Workspaces/a/b/k";
+        QTest::newRow("empty") << "" << "Workspaces/k";
+        // clang-format on
     }
 
     void keepsItsValuesInTheGroupOfAWorkspace()

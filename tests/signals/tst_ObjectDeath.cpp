@@ -601,10 +601,11 @@ private Q_SLOTS:
 
         for (bool hasOneEntry : {true, false}) {
             const char *const count = hasOneEntry ? "one entry" : "two entries";
+            // clang-format off
             QTest::addRow("%s, by the send itself", count) << hasOneEntry << QString();
             QTest::addRow("%s, by a receiver of sig()", count) << hasOneEntry << QString("sig()");
-            QTest::addRow("%s, by a receiver of sig(payload)", count)
-                << hasOneEntry << QString("sig({");
+            QTest::addRow("%s, by a receiver of sig(payload)", count) << hasOneEntry << QString("sig({");
+            // clang-format on
         }
     }
 

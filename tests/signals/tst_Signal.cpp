@@ -597,15 +597,16 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("method");
         QTest::addColumn<QByteArray>("emission"); // that Qt finds not to fit
 
+        // clang-format off
         QTest::newRow("a payload decides before all else")
-            << QByteArray(SLOT(mixed(const Data::VariantCollection &, const Data::String &,
-                                     const Data::Variant &)))
+            << QByteArray(SLOT(mixed(const Data::VariantCollection &, const Data::String &, const Data::Variant &)))
             << QByteArray("sig(Data::VariantCollection)");
         QTest::newRow("text and value in any order")
             << QByteArray(SLOT(swapped(const Data::Variant &, const Data::String &)))
             << QByteArray("sig(Data::String,Data::Variant)");
         QTest::newRow("text alone decides nothing")
             << QByteArray(SLOT(text(const Data::String &))) << QByteArray("sig()");
+        // clang-format on
     }
 
     void testsTheMethodTextInAFixedOrder()

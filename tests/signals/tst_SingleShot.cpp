@@ -69,13 +69,14 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("method");
         QTest::addColumn<QStringList>("calls");
 
+        // clang-format off
         QTest::newRow("bare") << QByteArray(SLOT(bare())) << QStringList{"sig()"};
-        QTest::newRow("single") << QByteArray(SLOT(single(const Data::Variant &)))
-                                << QStringList{"sig(1)"};
+        QTest::newRow("single") << QByteArray(SLOT(single(const Data::Variant &))) << QStringList{"sig(1)"};
         QTest::newRow("pair") << QByteArray(SLOT(pair(const Data::String &, const Data::Variant &)))
                               << QStringList{"sig(a, 1)"};
         QTest::newRow("payload") << QByteArray(SLOT(payload(const Data::VariantCollection &)))
                                  << QStringList{"sig({a=1})"};
+        // clang-format on
     }
 
     void reachesTheShapeOfItsMethod()

@@ -342,11 +342,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("method");
 
+        // clang-format off
         QTest::newRow("bare") << QByteArray(SLOT(onSig()));
         QTest::newRow("payload") << QByteArray(SLOT(onSig(const Data::VariantCollection &)));
         QTest::newRow("single") << QByteArray(SLOT(onSig(const Data::Variant &)));
-        QTest::newRow("pair") << QByteArray(
-            SLOT(onSig(const Data::String &, const Data::Variant &)));
+        QTest::newRow("pair") << QByteArray(SLOT(onSig(const Data::String &, const Data::Variant &)));
+        // clang-format on
     }
 
     void answersTheSendersPayloadInEveryShape()

@@ -145,13 +145,14 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("ids");
         QTest::addColumn<QString>("taken"); // by what the toolkit shows in English
 
-        QTest::newRow("menu") << QStringList{"undo", "redo", "cut", "copy", "copylink", "paste"}
-                              << "";
+        // clang-format off
+        QTest::newRow("menu") << QStringList{"undo", "redo", "cut", "copy", "copylink", "paste"} << "";
         QTest::newRow("colours") << QStringList{"hue",           "sat",        "val",
                                                 "red",           "green",      "blue",
                                                 "alpha",         "basiccolor", "customcolor",
                                                 "addcustomcolor"}
                                  << "HP";
+        // clang-format on
     }
 
     void giveNoLetterTwiceInAMenuOrADialog()

@@ -111,12 +111,16 @@ private Q_SLOTS:
         bodyRow("case in a context",       "<context name='one'><string id='.a'>1</string></context>", "");
         bodyRow("no name of a context",    "<context><string id='.a'>1</string></context>",        "");
         bodyRow("all contexts in one",     "<context name='One;Two'><string id='.a'>1</string></context>", ".a=1");
-        bodyRow("a context replaces",      "<string id='.a'>1</string><context name='One'><string id='.a'>2</string></context>", ".a=2");
-        bodyRow("a context is replaced",   "<context name='One'><string id='.a'>2</string></context><string id='.a'>1</string>", ".a=1");
+        bodyRow("a context replaces",
+            "<string id='.a'>1</string><context name='One'><string id='.a'>2</string></context>", ".a=2");
+        bodyRow("a context is replaced",
+            "<context name='One'><string id='.a'>2</string></context><string id='.a'>1</string>", ".a=1");
         bodyRow("contexts in contexts",    "<context name='One'><context name='Two'><string id='.a'>1</string></context>"
                                            "<context name='Three'><string id='.b'>1</string></context></context>", ".a=1");
-        bodyRow("active in inactive",      "<context name='Three'><context name='One'><string id='.a'>1</string></context></context>", "");
-        bodyRow("a form",                  "<ui name='F'><string id='.a'>1</string></ui><string id='.a'>2</string>", ".a=2 F(.a=1)");
+        bodyRow("active in inactive",
+            "<context name='Three'><context name='One'><string id='.a'>1</string></context></context>", "");
+        bodyRow("a form",                  "<ui name='F'><string id='.a'>1</string></ui><string id='.a'>2</string>",
+            ".a=2 F(.a=1)");
         bodyRow("a form in upper case",    "<UI name='F'><string id='.a'>1</string></UI>",         " F(.a=1)");
         bodyRow("two forms",               "<ui name='G'><string id='.a'>1</string></ui><ui name='F'><string id='.a'>2</string></ui>", " F(.a=2) G(.a=1)");
         bodyRow("a form twice",            "<ui name='F'><string id='.a'>1</string><string id='.b'>1</string></ui>"
@@ -135,13 +139,16 @@ private Q_SLOTS:
         row("a string for a root",     docType + "<string id='.a'>1</string>",                     "");
         row("an inactive root",        docType + "<context name='Three'><string id='.a'>1</string></context>", ".a=1");
         row("a form for a root",       docType + "<ui name='F'><string id='.a'>1</string></ui>",   ".a=1");
-        row("an encoding",             "<?xml version='1.0' encoding='ISO-8859-1'?>" + docType + "<s><string id='.a'>\xe4</string></s>", ".a=ä");
-        row("entities of its own",     "<!DOCTYPE StringTable [<!ENTITY e 'text'>]><s><string id='.a'>&e;</string></s>", ".a=text");
+        row("an encoding",
+            "<?xml version='1.0' encoding='ISO-8859-1'?>" + docType + "<s><string id='.a'>\xe4</string></s>", ".a=ä");
+        row("entities of its own",     "<!DOCTYPE StringTable [<!ENTITY e 'text'>]><s><string id='.a'>&e;</string></s>",
+            ".a=text");
         // clang-format on
         const QString wide(tableOf("<string id='.a'>Größe</string>"));
+        // clang-format off
         row("UTF-16", QTextCodec::codecForName("UTF-16")->fromUnicode(wide), ".a=Größe");
-        row("UTF-8 with a mark", "\xef\xbb\xbf" + tableOf("<string id='.a'>Größe</string>"),
-            ".a=Größe");
+        row("UTF-8 with a mark", "\xef\xbb\xbf" + tableOf("<string id='.a'>Größe</string>"), ".a=Größe");
+        // clang-format on
     }
 
     void readsAFile()
@@ -387,6 +394,7 @@ private Q_SLOTS:
             const QByteArray inner = "&e" + QByteArray::number(i - 1) + ";";
             entities += "<!ENTITY e" + QByteArray::number(i) + " '" + inner.repeated(10) + "'>";
         }
+        // clang-format off
         row("empty", "");
         row("a document type only", docType);
         row("no document type", "<strings><string id='.a'>1</string></strings>");
@@ -396,13 +404,12 @@ private Q_SLOTS:
         row("tags that cross", tableOf("<ui name='F'><string id='.a'>1</ui></string>"));
         row("two roots", docType + "<strings/><strings/>");
         row("no XML", "text");
-        row("bytes", QByteArray("\x7f"
-                                "ELF\0\x01\x02\xff\xfe\0\0",
-                                11));
+        row("bytes", QByteArray("\x7f" "ELF\0\x01\x02\xff\xfe\0\0", 11));
         row("zero bytes", QByteArray(100'000, '\0'));
         row("very deep contexts", nested("<context name='A'>", "</context>", 100'000));
         row("very deep forms", nested("<ui name='F'>", "</ui>", 100'000));
         row("entities that grow", entities + "]><strings><string id='.a'>&e9;</string></strings>");
+        // clang-format on
     }
 
     void loadsNoFileThatIsNoTable()

@@ -169,14 +169,15 @@ private Q_SLOTS:
         using Tag = TagFile::Tag;
         using Change = std::function<void(Tag &)>;
         QTest::addColumn<Change>("change");
+        // clang-format off
         QTest::newRow("add") << Change([](Tag &tag) { tag.add("new", "value"); });
         QTest::newRow("remove") << Change([](Tag &tag) { tag.remove("a"); });
         QTest::newRow("replace") << Change([](Tag &tag) { tag.replace("a", "other"); });
-        QTest::newRow("replace what is not there")
-            << Change([](Tag &tag) { tag.replace("new", "other"); });
+        QTest::newRow("replace what is not there") << Change([](Tag &tag) { tag.replace("new", "other"); });
         QTest::newRow("fromList") << Change([](Tag &tag) {
             tag.fromList({"x: 1", "y:2", "one", "two", "z: 3", "u: 4", "v: 5"}, 0);
         });
+        // clang-format on
     }
 
     void tagStaysAsItWasWhereTheMemoryEnds()

@@ -191,10 +191,11 @@ private Q_SLOTS:
         QTest::addColumn<unsigned int>("seed");
         QTest::addColumn<QByteArray>("filler");
 
+        // clang-format off
         QTest::newRow("behind one line") << 5000000u << QByteArray("x");
         QTest::newRow("behind many lines") << 6000000u << "*t\nkey: " + QByteArray(300, 'v') + "\n";
-        QTest::newRow("behind text beyond ASCII")
-            << 7000000u << "k: " + QByteArray("\xc3\xa4").repeated(100) + "\n";
+        QTest::newRow("behind text beyond ASCII") << 7000000u << "k: " + QByteArray("\xc3\xa4").repeated(100) + "\n";
+        // clang-format on
     }
 
     void readsWhatThePlainReaderReadsBetweenBlocks()

@@ -296,19 +296,20 @@ private Q_SLOTS:
         QTest::addColumn<Numbers>("ascending");
 
         using Values = QList<double>;
+        // clang-format off
         QTest::newRow("nothing") << Values() << Numbers();
         QTest::newRow("one") << Values{7.0} << Numbers{0};
         QTest::newRow("two") << Values{2.0, 1.0} << Numbers{1, 0};
         QTest::newRow("three") << Values{3.0, 1.0, 2.0} << Numbers{1, 2, 0};
         QTest::newRow("equal") << Values{5.0, 5.0, 5.0} << Numbers{0, 1, 2};
         QTest::newRow("signs") << Values{1.0, -1.0, 0.0, -2.0} << Numbers{3, 1, 2, 0};
-        QTest::newRow("zeros of both signs are equal")
-            << Values{0.0, -0.0, -1.0, 0.0, -0.0} << Numbers{2, 0, 1, 3, 4};
+        QTest::newRow("zeros of both signs are equal") << Values{0.0, -0.0, -1.0, 0.0, -0.0} << Numbers{2, 0, 1, 3, 4};
         QTest::newRow("the ends of the scale")
             << Values{infinity, 1e300, -infinity, 5e-324, -5e-324, 1.7976931348623157e308, 0.0}
             << Numbers{2, 4, 6, 3, 1, 5, 0};
         QTest::newRow("many") << Values{5, 3, 8, 1, 9, 2, 7} << Numbers{3, 5, 1, 0, 6, 2, 4};
         QTest::newRow("many, equal pairs") << Values{2, 1, 2, 1, 3, 3} << Numbers{1, 3, 0, 2, 4, 5};
+        // clang-format on
     }
 
     void sortsNumbers()
@@ -327,12 +328,13 @@ private Q_SLOTS:
         QTest::addColumn<Numbers>("values");
         QTest::addColumn<Numbers>("ascending");
 
+        // clang-format off
         QTest::newRow("nothing") << Numbers() << Numbers();
         QTest::newRow("three") << Numbers{3, 1, 2} << Numbers{1, 2, 0};
         QTest::newRow("equal") << Numbers{5, 5, 5} << Numbers{0, 1, 2};
-        QTest::newRow("the ends of the scale")
-            << Numbers{INT_MAX, INT_MIN, -1, 0, 1, INT_MIN, INT_MAX - 1}
+        QTest::newRow("the ends of the scale") << Numbers{INT_MAX, INT_MIN, -1, 0, 1, INT_MIN, INT_MAX - 1}
             << Numbers{1, 5, 2, 3, 4, 6, 0};
+        // clang-format on
     }
 
     void sortsIntegers()
@@ -353,6 +355,7 @@ private Q_SLOTS:
         const auto row = [](const char *name, const QStringList &values) -> QTestData & {
             return QTest::newRow(name) << values;
         };
+        // clang-format off
         row("nothing", {}) << Numbers() << Numbers();
         row("one", {"a"}) << Numbers{0} << Numbers{0};
         row("words", {"pear", "apple", "fig"}) << Numbers{1, 2, 0} << Numbers{1, 2, 0};
@@ -377,9 +380,9 @@ private Q_SLOTS:
         row("empty last", {"b", ""}) << Numbers{0, 1} << Numbers{0, 1};
         row("empty first", {"", "b"}) << Numbers{0, 1} << Numbers{0, 1};
         row("empty between", {"b", "", "a"}) << Numbers{1, 2, 0} << Numbers{1, 2, 0};
-        row("two empty", {"c", "", "b", "", "a"})
-            << Numbers{1, 3, 4, 2, 0} << Numbers{1, 3, 4, 2, 0};
+        row("two empty", {"c", "", "b", "", "a"}) << Numbers{1, 3, 4, 2, 0} << Numbers{1, 3, 4, 2, 0};
         row("all empty", {"", QString(), ""}) << Numbers{0, 1, 2} << Numbers{0, 1, 2};
+        // clang-format on
     }
 
     void sortsTexts()

@@ -181,32 +181,25 @@ private Q_SLOTS:
         QTest::addColumn<double>("variance");
         QTest::addColumn<double>("deviation");
 
+        // clang-format off
         QTest::newRow("nothing") << Numbers{} << 0 << 0.0 << 0.0 << 0.0 << 0.0;
         QTest::newRow("only holes") << Numbers{hole, hole} << 0 << 0.0 << 0.0 << 0.0 << 0.0;
-        QTest::newRow("a hole between")
-            << Numbers{1, hole, 3} << 2 << 4.0 << 2.0 << 1.0 << std::sqrt(2.0);
+        QTest::newRow("a hole between") << Numbers{1, hole, 3} << 2 << 4.0 << 2.0 << 1.0 << std::sqrt(2.0);
         QTest::newRow("one value") << Numbers{7} << 1 << 7.0 << 7.0 << 0.0 << 0.0;
         QTest::newRow("1 2 3") << Numbers{1, 2, 3} << 3 << 6.0 << 2.0 << 2.0 / 3.0 << 1.0;
         QTest::newRow("negative") << Numbers{-1, -5} << 2 << -6.0 << -3.0 << 4.0 << std::sqrt(8.0);
         QTest::newRow("equal") << Numbers{5, 5, 5} << 3 << 15.0 << 5.0 << 0.0 << 0.0;
-        QTest::newRow("no exact hole")
-            << Numbers{1.0000001e300} << 1 << 1.0000001e300 << 1.0000001e300 << 0.0 << 0.0;
-        QTest::newRow("the negative hole")
-            << Numbers{-1e300} << 1 << -1e300 << -1e300 << 0.0 << 0.0;
-        QTest::newRow("from the first to the last")
-            << Numbers{1e16, 1, -1e16, 1} << 4 << 1.0 << 0.25
-            << ((1e16 - 0.25) * (1e16 - 0.25) + 0.75 * 0.75 + (-1e16 - 0.25) * (-1e16 - 0.25) +
-                0.75 * 0.75) /
-                   4.0
+        QTest::newRow("no exact hole") << Numbers{1.0000001e300} << 1 << 1.0000001e300 << 1.0000001e300 << 0.0 << 0.0;
+        QTest::newRow("the negative hole") << Numbers{-1e300} << 1 << -1e300 << -1e300 << 0.0 << 0.0;
+        QTest::newRow("from the first to the last") << Numbers{1e16, 1, -1e16, 1} << 4 << 1.0 << 0.25
+            << ((1e16 - 0.25) * (1e16 - 0.25) + 0.75 * 0.75 + (-1e16 - 0.25) * (-1e16 - 0.25) + 0.75 * 0.75) / 4.0
             << std::sqrt((1e16 * 1e16 + 1e16 * 1e16) / 4.0 * 4.0 / 3.0);
         QTest::newRow("negative zeros") << Numbers{-0.0, -0.0} << 2 << 0.0 << 0.0 << 0.0 << 0.0;
         QTest::newRow("not a number") << Numbers{1, NaN} << 2 << NaN << NaN << NaN << NaN;
-        QTest::newRow("infinite") << Numbers{1, infinity} << 2 << infinity << infinity << NaN
-                                  << NaN;
-        QTest::newRow("two infinities")
-            << Numbers{-infinity, infinity} << 2 << NaN << NaN << NaN << NaN;
-        QTest::newRow("beyond the largest")
-            << Numbers{huge, huge} << 2 << infinity << infinity << infinity << infinity;
+        QTest::newRow("infinite") << Numbers{1, infinity} << 2 << infinity << infinity << NaN << NaN;
+        QTest::newRow("two infinities") << Numbers{-infinity, infinity} << 2 << NaN << NaN << NaN << NaN;
+        QTest::newRow("beyond the largest") << Numbers{huge, huge} << 2 << infinity << infinity << infinity << infinity;
+        // clang-format on
     }
 
     void sumsUpAColumn()
@@ -274,6 +267,7 @@ private Q_SLOTS:
         QTest::addColumn<double>("maximum");
         QTest::addColumn<int>("flags");
 
+        // clang-format off
         QTest::newRow("nothing") << Numbers{} << 0.0 << 0.0 << 0;
         QTest::newRow("only holes") << Numbers{hole, hole} << 0.0 << 0.0 << 0;
         QTest::newRow("one") << Numbers{-3} << -3.0 << -3.0 << 3;
@@ -285,8 +279,7 @@ private Q_SLOTS:
         QTest::newRow("beyond the hole") << Numbers{2e300, 3} << 3.0 << 2e300 << 3;
         QTest::newRow("infinite") << Numbers{1, infinity, -infinity} << -infinity << infinity << 3;
         QTest::newRow("only infinite") << Numbers{infinity} << infinity << infinity << 3;
-        QTest::newRow("only negatively infinite")
-            << Numbers{-infinity} << -infinity << -infinity << 3;
+        QTest::newRow("only negatively infinite") << Numbers{-infinity} << -infinity << -infinity << 3;
         QTest::newRow("NaN first") << Numbers{NaN, 2, 1} << 1.0 << 2.0 << 3;
         QTest::newRow("NaN between") << Numbers{2, NaN, 1} << 1.0 << 2.0 << 3;
         QTest::newRow("NaN last") << Numbers{1, 2, NaN} << 1.0 << 2.0 << 3;
@@ -295,6 +288,7 @@ private Q_SLOTS:
         QTest::newRow("-0 and 0") << Numbers{-0.0, 0.0} << -0.0 << -0.0 << 3;
         QTest::newRow("0 and -0 above others") << Numbers{-1, 0.0, -0.0} << -1.0 << 0.0 << 3;
         QTest::newRow("-0 and 0 below others") << Numbers{1, -0.0, 0.0} << -0.0 << 1.0 << 3;
+        // clang-format on
     }
 
     void findsTheEnds()
@@ -317,6 +311,7 @@ private Q_SLOTS:
         QTest::addColumn<Numbers>("numbers");
         QTest::addColumn<Numbers>("five"); // minimum, lower, median, upper, maximum
 
+        // clang-format off
         QTest::newRow("nothing") << Numbers{} << Numbers{0, 0, 0, 0, 0};
         QTest::newRow("only holes") << Numbers{hole} << Numbers{0, 0, 0, 0, 0};
         QTest::newRow("1") << Numbers{4} << Numbers{4, 4, 4, 4, 4};
@@ -328,17 +323,15 @@ private Q_SLOTS:
         QTest::newRow("7") << Numbers{1, 2, 3, 4, 5, 6, 7} << Numbers{1, 2, 4, 6, 7};
         QTest::newRow("8") << Numbers{1, 2, 3, 4, 5, 6, 7, 8} << Numbers{1, 2.5, 4.5, 6.5, 8};
         QTest::newRow("9") << Numbers{9, 8, 7, 6, 5, 4, 3, 2, 1} << Numbers{1, 2.5, 5, 7.5, 9};
-        QTest::newRow("with holes")
-            << Numbers{hole, 4, 1, hole, 3, 2} << Numbers{1, 1.5, 2.5, 3.5, 4};
+        QTest::newRow("with holes") << Numbers{hole, 4, 1, hole, 3, 2} << Numbers{1, 1.5, 2.5, 3.5, 4};
         QTest::newRow("equal") << Numbers{2, 2, 2, 2} << Numbers{2, 2, 2, 2, 2};
         QTest::newRow("negative") << Numbers{-1, -4, 3, 0} << Numbers{-4, -2.5, -0.5, 1.5, 3};
         QTest::newRow("infinite") << Numbers{infinity, 1, -infinity}
                                   << Numbers{-infinity, -infinity, 1, infinity, infinity};
         QTest::newRow("NaN") << Numbers{NaN, 1, NaN, 2, 3} << Numbers{1, 1.5, 3, NaN, NaN};
-        QTest::newRow("-0 before 0")
-            << Numbers{0.0, 0.0, -0.0, -0.0, -0.0} << Numbers{-0.0, -0.0, -0.0, 0.0, 0.0};
-        QTest::newRow("beyond the largest")
-            << Numbers{huge, huge} << Numbers{huge, huge, infinity, huge, huge};
+        QTest::newRow("-0 before 0") << Numbers{0.0, 0.0, -0.0, -0.0, -0.0} << Numbers{-0.0, -0.0, -0.0, 0.0, 0.0};
+        QTest::newRow("beyond the largest") << Numbers{huge, huge} << Numbers{huge, huge, infinity, huge, huge};
+        // clang-format on
     }
 
     void findsTheMedianAndTheQuartiles()
@@ -356,19 +349,18 @@ private Q_SLOTS:
         QTest::addColumn<Numbers>("ascending");
         QTest::addColumn<Numbers>("descending");
 
+        // clang-format off
         QTest::newRow("nothing") << Numbers{} << Numbers{} << Numbers{};
         QTest::newRow("only holes") << Numbers{hole} << Numbers{} << Numbers{};
         QTest::newRow("some") << Numbers{3, hole, 1, 2} << Numbers{1, 2, 3} << Numbers{3, 2, 1};
         QTest::newRow("repeated") << Numbers{2, 1, 2} << Numbers{1, 2, 2} << Numbers{2, 2, 1};
-        QTest::newRow("every size")
-            << Numbers{tiny, -1e-9, huge, -huge, infinity, 2e300, -infinity}
+        QTest::newRow("every size") << Numbers{tiny, -1e-9, huge, -huge, infinity, 2e300, -infinity}
             << Numbers{-infinity, -huge, -1e-9, tiny, 2e300, huge, infinity}
             << Numbers{infinity, huge, 2e300, tiny, -1e-9, -huge, -infinity};
-        QTest::newRow("-0 before 0")
-            << Numbers{0.0, -0.0, 0.0} << Numbers{-0.0, 0.0, 0.0} << Numbers{0.0, 0.0, -0.0};
-        QTest::newRow("NaN last") << Numbers{NaN, 1, -NaN, 2} << Numbers{1, 2, NaN, NaN}
-                                  << Numbers{2, 1, NaN, NaN};
+        QTest::newRow("-0 before 0") << Numbers{0.0, -0.0, 0.0} << Numbers{-0.0, 0.0, 0.0} << Numbers{0.0, 0.0, -0.0};
+        QTest::newRow("NaN last") << Numbers{NaN, 1, -NaN, 2} << Numbers{1, 2, NaN, NaN} << Numbers{2, 1, NaN, NaN};
         QTest::newRow("only NaN") << Numbers{NaN, NaN} << Numbers{NaN, NaN} << Numbers{NaN, NaN};
+        // clang-format on
     }
 
     void sorts()
@@ -676,6 +668,7 @@ private Q_SLOTS:
             QTest::newRow(name) << numbers << bins << interval << counts << edges;
         };
         const Numbers five{3, 0, 4, 2, 1};
+        // clang-format off
         row("nothing", {}, 4, {}, {}, {});
         row("one value", {1}, 4, {}, {}, {});
         row("one value and holes", {hole, 1, hole}, 4, {}, {}, {});
@@ -691,8 +684,7 @@ private Q_SLOTS:
         row("an interval", five, 2, {1, 3, 3}, {3, 1, 1}, {2, 3, 4});
         row("a wider interval", five, 2, {-4, 8, 3}, {3, 2}, {2, 8});
         row("an interval above", five, 2, {10, 12, 3}, {5, 0}, {11, 12});
-        row("an interval below", {1, 5}, 2, {-2, 0, 3}, {0, 0, 1, 0, 0, 0, 1},
-            {-1, 0, 1, 2, 3, 4, 5});
+        row("an interval below", {1, 5}, 2, {-2, 0, 3}, {0, 0, 1, 0, 0, 0, 1}, {-1, 0, 1, 2, 3, 4, 5});
         row("an interval with one end set", five, 2, {1, 3, 1}, {3, 1, 1}, {2, 3, 4});
         row("an interval that is empty", five, 2, {1, 3, 0}, {3, 2}, {2, 4});
         row("an interval without length", five, 2, {3, 3, 3}, {3, 2}, {2, 4});
@@ -717,19 +709,17 @@ private Q_SLOTS:
         row("infinite", {0, 1, 2, infinity}, 2, {}, {4, 0}, {infinity, infinity});
         row("infinite beyond an interval", {0, infinity, 1, 2}, 2, {0, 2, 3}, {2, 2}, {1, 2});
         row("negatively infinite", {-infinity, 0, 1}, 2, {}, {3, 0}, {NaN, NaN});
-        row("negatively infinite beside an interval", {0, -infinity, 2}, 2, {0, 2, 3}, {2, 1},
-            {1, 2});
+        row("negatively infinite beside an interval", {0, -infinity, 2}, 2, {0, 2, 3}, {2, 1}, {1, 2});
         row("only infinite", {infinity, infinity}, 2, {}, {2, 0}, {NaN, NaN});
         row("an interval from infinity", {1, 2}, 2, {-infinity, 8, 3}, {2, 0}, {NaN, NaN});
         row("an infinite interval", {1, 2}, 2, {0, infinity, 3}, {2, 0}, {infinity, infinity});
-        row("an interval beyond the largest", {1, 2}, 2, {-huge, huge, 3}, {2, 0},
-            {infinity, infinity});
+        row("an interval beyond the largest", {1, 2}, 2, {-huge, huge, 3}, {2, 0}, {infinity, infinity});
         row("not a number", {0, NaN, 2, 1}, 2, {}, {2, 2}, {1, 2});
-        row("not a number, with bins to fill", {0, NaN, 2, 1}, 4, {0, 8, 3}, {4, 0, 0, 0},
-            {2, 4, 6, 8});
+        row("not a number, with bins to fill", {0, NaN, 2, 1}, 4, {0, 8, 3}, {4, 0, 0, 0}, {2, 4, 6, 8});
         row("not a number, by rule", {0, NaN, 1}, 0, {}, {3}, {NaN});
         row("only NaN", {NaN, NaN}, 2, {}, {2, 0}, {NaN, NaN});
         row("a width that is too small", {0, tiny}, 3, {}, {2, 0, 0}, {0, 0, 0});
+        // clang-format on
     }
 
     void countsInBins()
@@ -877,10 +867,11 @@ private Q_SLOTS:
         QTest::addColumn<double>("peak");
 
         // 1, 2, 3 and a hole; the variance is 2/3
+        // clang-format off
         QTest::newRow("density") << 0 << 1.0 / std::sqrt(2.0 / 3.0 * 6.283185307179586);
         QTest::newRow("peak") << 1 << 1.0;
-        QTest::newRow("count") << 2
-                               << 4.0 * (2.0 / 20.0) / std::sqrt(2.0 / 3.0 * 6.283185307179586);
+        QTest::newRow("count") << 2 << 4.0 * (2.0 / 20.0) / std::sqrt(2.0 / 3.0 * 6.283185307179586);
+        // clang-format on
     }
 
     void drawsANormalCurve()

@@ -177,8 +177,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("pieces");
 
-        QTest::newRow("characters")
-            << QStringList{"&", "&", ";", ";", "#", "x", "3", "8", "5", "9"};
+        // clang-format off
+        QTest::newRow("characters") << QStringList{"&", "&", ";", ";", "#", "x", "3", "8", "5", "9"};
         QTest::newRow("entities") << QStringList{
             "&#38;", "&#59;", "&#35;", "&#112;", "&pi;", "&mu;", "&#112;i;", "&", ";", "#38;", "a"};
         QTest::newRow("codes of their parts") << QStringList{
@@ -195,6 +195,7 @@ private Q_SLOTS:
         QTest::newRow("numbers in odd ways")
             << QStringList{"&#x0x26;", "&# 38;", "&#+38;", "&#-38;", "&#038;", "&#X26;", "&#0;",
                            "&#43;",    "&#32;",  "&#48;",  "38;",    "&",      "#",      ";"};
+        // clang-format on
     }
 
     void areThoseOfOnePassForEach()

@@ -266,8 +266,10 @@ private Q_SLOTS:
         QTest::newRow("a sign in front")         << "_Max"         << "_Max"           << "_Max";
         QTest::newRow("a blank")                 << "max Load"     << "Max  load"      << "Max  Load";
         QTest::newRow("single capitals")         << "maxAbCd"      << "Max ab cd"      << "Max Ab Cd";
-        QTest::newRow("umlauts")                 << "\u00e4u\u00dferBreite" << "\u00c4u\u00dfer breite" << "\u00c4u\u00dfer Breite";
-        QTest::newRow("a capital umlaut")        << "gro\u00dfe\u00c4nderung" << "Gro\u00dfe \u00e4nderung" << "Gro\u00dfe \u00c4nderung";
+        QTest::newRow("umlauts")                 << "\u00e4u\u00dferBreite" << "\u00c4u\u00dfer breite"
+            << "\u00c4u\u00dfer Breite";
+        QTest::newRow("a capital umlaut")        << "gro\u00dfe\u00c4nderung" << "Gro\u00dfe \u00e4nderung"
+            << "Gro\u00dfe \u00c4nderung";
         QTest::newRow("one character")           << "a"            << "A"              << "A";
         QTest::newRow("nothing")                 << ""             << ""               << "";
         // clang-format on

@@ -486,15 +486,16 @@ private Q_SLOTS:
     void tellsAFileThatCannotBeOpened_data()
     {
         QTest::addColumn<QString>("name"); // below the test's folder, "" is no path
+        // clang-format off
         QTest::newRow("missing") << "missing.xml";
         QTest::newRow("folder") << ".";
         QTest::newRow("below a file") << "file/a.xml";
         QTest::newRow("unreadable") << "unreadable";
         QTest::newRow("no path") << "";
         QTest::newRow("markers in its name") << "%1 %2.xml";
-        QTest::newRow("zero byte in its name")
-            << QString("file").append(QChar::Null).append(".xml");
+        QTest::newRow("zero byte in its name") << QString("file").append(QChar::Null).append(".xml");
         QTest::newRow("too long") << QString(5000, 'a');
+        // clang-format on
     }
 
     void tellsAFileThatCannotBeOpened()
@@ -551,7 +552,8 @@ private Q_SLOTS:
         QTest::newRow("empty") << QByteArray() << String("unexpected end of file\nline: 1  column: 1");
         QTest::newRow("cut off") << QByteArray("<a><b/>") << String("unexpected end of file\nline: 1  column: 8");
         QTest::newRow("text behind the root") << QByteArray("<a/>x") << String("unexpected character\nline: 1  column: 5");
-        QTest::newRow("recursive entity") << QByteArray("<!DOCTYPE a [<!ENTITY e \"x&e;\">]><a>&e;</a>") << String("recursive entities\nline: 1  column: 39");
+        QTest::newRow("recursive entity") << QByteArray("<!DOCTYPE a [<!ENTITY e \"x&e;\">]><a>&e;</a>")
+            << String("recursive entities\nline: 1  column: 39");
         // clang-format on
     }
 
@@ -599,17 +601,16 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("codec");
         QTest::addColumn<QByteArray>("declaration");
         QTest::addColumn<QString>("letter");
+        // clang-format off
         QTest::newRow("UTF-8") << QByteArray("UTF-8") << QByteArray() << "\u00e4";
         QTest::newRow("UTF-8, declared") << QByteArray("UTF-8") << QByteArray("UTF-8") << "\u00e4";
-        QTest::newRow("Latin-1") << QByteArray("ISO-8859-1") << QByteArray("ISO-8859-1")
-                                 << "\u00e4";
+        QTest::newRow("Latin-1") << QByteArray("ISO-8859-1") << QByteArray("ISO-8859-1") << "\u00e4";
         QTest::newRow("UTF-16 with a mark") << QByteArray("UTF-16") << QByteArray() << "\u00e4";
-        QTest::newRow("UTF-16, declared")
-            << QByteArray("UTF-16") << QByteArray("UTF-16") << "\u00e4";
+        QTest::newRow("UTF-16, declared") << QByteArray("UTF-16") << QByteArray("UTF-16") << "\u00e4";
         QTest::newRow("UTF-16LE") << QByteArray("UTF-16LE") << QByteArray("UTF-16LE") << "\u00e4";
         QTest::newRow("UTF-16BE") << QByteArray("UTF-16BE") << QByteArray("UTF-16BE") << "\u00e4";
-        QTest::newRow("Shift_JIS")
-            << QByteArray("Shift_JIS") << QByteArray("Shift_JIS") << "\u3042";
+        QTest::newRow("Shift_JIS") << QByteArray("Shift_JIS") << QByteArray("Shift_JIS") << "\u3042";
+        // clang-format on
     }
 
     void refusesWhatNestsTooDeeply()
@@ -751,10 +752,11 @@ private Q_SLOTS:
 
         const QByteArray entity = "<!DOCTYPE a [<!ENTITY e \"" + QByteArray(4000, 'x') + "\">";
         const QByteArray references = QByteArray("&e;").repeated(20000);
+        // clang-format off
         QTest::newRow("in text") << entity + "]><a>" + references + "</a>";
         QTest::newRow("in an attribute") << entity + "]><a b='" + references + "'/>";
-        QTest::newRow("in a declared attribute")
-            << entity + "<!ATTLIST a b CDATA '" + references + "'>]><a/>";
+        QTest::newRow("in a declared attribute") << entity + "<!ATTLIST a b CDATA '" + references + "'>]><a/>";
+        // clang-format on
     }
 
     void refusesWhatExpandsTooFar()
@@ -883,6 +885,7 @@ private Q_SLOTS:
             random.append(reinterpret_cast<const char *>(&bits), 4);
         }
         const int size = 10 * 1000 * 1000;
+        // clang-format off
         QTest::newRow("binary") << random << false;
         QTest::newRow("zero bytes") << QByteArray(size, '\0') << false;
         QTest::newRow("zero bytes in a text") << QByteArray("<a>\0\0</a>", 9) << true;
@@ -896,8 +899,8 @@ private Q_SLOTS:
         QTest::newRow("a long comment") << "<a><!--" + QByteArray(size, 'x') + "--></a>" << true;
         QTest::newRow("brackets alone") << QByteArray(size, '<') << false;
         QTest::newRow("ampersands alone") << "<a>" + QByteArray(size, '&') << false;
-        QTest::newRow("unknown encoding")
-            << QByteArray("<?xml version='1.0' encoding='x'?><a/>") << true;
+        QTest::newRow("unknown encoding") << QByteArray("<?xml version='1.0' encoding='x'?><a/>") << true;
+        // clang-format on
     }
 
     void bearsAnyContents()

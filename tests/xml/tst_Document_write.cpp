@@ -36,9 +36,9 @@ private Q_SLOTS:
         const auto row = [](const char *name, const char *read, const char *written) {
             QTest::newRow(name) << QByteArray(read) << QByteArray(written);
         };
+        // clang-format off
         row("an apostrophe", "version=\"1.0'\"", "version='1.0&apos;'");
-        row("references", "version='a&lt;b&amp;c&quot;d&apos;e'",
-            "version='a&lt;b&amp;c\"d&apos;e'");
+        row("references", "version='a&lt;b&amp;c&quot;d&apos;e'", "version='a&lt;b&amp;c\"d&apos;e'");
         row("a reference", "version='a&amp;amp;b'", "version='a&amp;amp;b'");
         row("in the encoding", "version=\"1'\" encoding=\"UTF-8'x\" standalone='yes'",
             "version='1&apos;' encoding='UTF-8&apos;x' standalone='yes'");
@@ -46,6 +46,7 @@ private Q_SLOTS:
             "version='1&apos; standalone=&apos;no' standalone='yes'");
         row("a plain one", "version='1.0' encoding=\"UTF-8\" standalone='no'",
             "version='1.0' encoding='UTF-8' standalone='no'");
+        // clang-format on
     }
 
     void writesADeclarationThatIsReadAgain()
@@ -97,35 +98,48 @@ private Q_SLOTS:
             QTest::newRow(name) << QByteArray(contents) << QByteArray(written);
         };
         // clang-format off
-        row("name, type, then the others", "<item z='1' type='t' Alpha='2' name='n'/>", "<item name=\"n\" type=\"t\" Alpha=\"2\" z=\"1\"/>\n\n");
+        row("name, type, then the others", "<item z='1' type='t' Alpha='2' name='n'/>",
+            "<item name=\"n\" type=\"t\" Alpha=\"2\" z=\"1\"/>\n\n");
         row("upper case before lower case", "<a b='1' A='2'/>", "<a A=\"2\" b=\"1\"/>\n\n");
         row("whatever the letter", "<x a='1' B='2'/>", "<x B=\"2\" a=\"1\"/>\n\n");
-        row("names that only start so", "<x typename='1' name2='2' type='3' a='4' name='5'/>", "<x name=\"5\" type=\"3\" a=\"4\" name2=\"2\" typename=\"1\"/>\n\n");
-        row("names are told by case", "<x name='1' Name='2' Type='3' type='4'/>", "<x name=\"1\" type=\"4\" Name=\"2\" Type=\"3\"/>\n\n");
-        row("sorted with their values", "<x a='1' a-b='2' a1='3' a.b='4' a_b='5'/>", "<x a-b=\"2\" a.b=\"4\" a1=\"3\" a=\"1\" a_b=\"5\"/>\n\n");
-        row("values are carried whole", "<x title='a > b' b='/>' a=' /&gt; ' c='>' name='&lt;&quot;&amp;'/>", "<x name=\"&lt;&quot;&amp;\" a=\" /> \" b=\"/>\" c=\">\" title=\"a > b\"/>\n\n");
+        row("names that only start so", "<x typename='1' name2='2' type='3' a='4' name='5'/>",
+            "<x name=\"5\" type=\"3\" a=\"4\" name2=\"2\" typename=\"1\"/>\n\n");
+        row("names are told by case", "<x name='1' Name='2' Type='3' type='4'/>",
+            "<x name=\"1\" type=\"4\" Name=\"2\" Type=\"3\"/>\n\n");
+        row("sorted with their values", "<x a='1' a-b='2' a1='3' a.b='4' a_b='5'/>",
+            "<x a-b=\"2\" a.b=\"4\" a1=\"3\" a=\"1\" a_b=\"5\"/>\n\n");
+        row("values are carried whole", "<x title='a > b' b='/>' a=' /&gt; ' c='>' name='&lt;&quot;&amp;'/>",
+            "<x name=\"&lt;&quot;&amp;\" a=\" /> \" b=\"/>\" c=\">\" title=\"a > b\"/>\n\n");
         row("']]>' in a value", "<x b='1' a=']]&gt;'/>", "<x a=\"]]&gt;\" b=\"1\"/>\n\n");
         row("white space in a value", "<x b='1&#9;2&#10;3&#13;4' a='  '/>", "<x a=\"  \" b=\"1&#x9;2&#xa;3&#xd;4\"/>\n\n");
         row("an empty element", "<item/>", "<item/>\n\n");
-        row("indent", "<r><s><item b='1' a='2'><t/></item></s></r>", "<r>\n  <s>\n    <item a=\"2\" b=\"1\">\n      <t/>\n    </item>\n  </s>\n</r>\n\n");
+        row("indent", "<r><s><item b='1' a='2'><t/></item></s></r>",
+            "<r>\n  <s>\n    <item a=\"2\" b=\"1\">\n      <t/>\n    </item>\n  </s>\n</r>\n\n");
         row("empty line at the start", "<r><!--*--><s/></r>", "<r>\n\n  <s/>\n</r>\n\n");
         row("empty line at the end", "<r><s/><!--*--></r>", "<r>\n  <s/>\n\n</r>\n\n");
         row("empty lines beside the root", "<!--*--><r/><!--*-->", "\n<r/>\n\n\n");
-        row("comments", "<r><!-- a b=\"1\" --><!--**--><!-- * --></r>", "<r>\n  <!-- a b=\"1\" -->\n  <!--**-->\n  <!-- * -->\n</r>\n\n");
+        row("comments", "<r><!-- a b=\"1\" --><!--**--><!-- * --></r>",
+            "<r>\n  <!-- a b=\"1\" -->\n  <!--**-->\n  <!-- * -->\n</r>\n\n");
         row("text on the line", "<a><b c='1'>text</b></a>", "<a>\n  <b c=\"1\">text</b>\n</a>\n\n");
         row("DOCTYPE", "<!DOCTYPE a PUBLIC \"b c=\" \"d\"><a/>", "<!DOCTYPE a PUBLIC 'b c=' 'd'>\n<a/>\n\n");
-        row("processing instructions", "<?xml version=\"1.0\" encoding=\"UTF-8\"?><?p z=\"1\" a=\"2\"?><a/>", "<?xml version='1.0' encoding='UTF-8'?>\n<?p z=\"1\" a=\"2\"?>\n<a/>\n\n");
-        row("a tag in a CDATA section", "<a><![CDATA[\n  <x b=\"1\"  a=\"2\" >  \n<x\tb=\"1\"\ta=\"2\">\n]]></a>", "<a><![CDATA[\n  <x a=\"2\" b=\"1\">\n<x\tb=\"1\"\ta=\"2\">\n]]></a>\n\n");
-        row("a tag on the first line of a CDATA section", "<a><![CDATA[<x b=\"1\" a=\"2\">\n]]></a>", "<a><![CDATA[<x b=\"1\" a=\"2\">\n]]></a>\n\n");
-        row("a tag in a comment", "<a><!--\n<x b=\"1\" a=\"2\">\n<!x b=\"1\" a=\"2\">\n--></a>", "<a>\n  <!--\n<x a=\"2\" b=\"1\">\n<!x b=\"1\" a=\"2\">\n-->\n</a>\n\n");
+        row("processing instructions", "<?xml version=\"1.0\" encoding=\"UTF-8\"?><?p z=\"1\" a=\"2\"?><a/>",
+            "<?xml version='1.0' encoding='UTF-8'?>\n<?p z=\"1\" a=\"2\"?>\n<a/>\n\n");
+        row("a tag in a CDATA section", "<a><![CDATA[\n  <x b=\"1\"  a=\"2\" >  \n<x\tb=\"1\"\ta=\"2\">\n]]></a>",
+            "<a><![CDATA[\n  <x a=\"2\" b=\"1\">\n<x\tb=\"1\"\ta=\"2\">\n]]></a>\n\n");
+        row("a tag on the first line of a CDATA section", "<a><![CDATA[<x b=\"1\" a=\"2\">\n]]></a>",
+            "<a><![CDATA[<x b=\"1\" a=\"2\">\n]]></a>\n\n");
+        row("a tag in a comment", "<a><!--\n<x b=\"1\" a=\"2\">\n<!x b=\"1\" a=\"2\">\n--></a>",
+            "<a>\n  <!--\n<x a=\"2\" b=\"1\">\n<!x b=\"1\" a=\"2\">\n-->\n</a>\n\n");
         row("an empty line in a CDATA section", "<a><![CDATA[x\n  <!--*-->  \ny]]></a>", "<a><![CDATA[x\n\ny]]></a>\n\n");
         row("mixed content", "<f z='1'>a<g/></f>", "<f a<g z=\"1\"/>\n</f>\n\n");
         row("text that ends like a tag", "<r><h z='1'>x &gt;\n</h></r>", "<r>\n  <h x z=\"1\">\n</h>\n</r>\n\n");
         row("another tag on the line", "<r>t<a z='1'/><b/></r>", "<r t<a z=\"1\"/>\n  <b/>\n</r>\n\n");
         row("text behind a first comment", "<a><!--x-->text</a>", "<a>\n  <!--x-->text</a>\n\n");
         row("'*' behind text", "<a>text<!--*--></a>", "<a>text<!--*-->\n</a>\n\n");
-        row("letters beyond ASCII", "<\xc3\xa4 \xc3\xb6='\xe2\x82\xac' a='\xf0\x9f\x98\x80'/>", "<\xc3\xa4 a=\"\xf0\x9f\x98\x80\" \xc3\xb6=\"\xe2\x82\xac\"/>\n\n");
-        row("characters that Latin-1 lacks", "<?xml version='1.0' encoding='ISO-8859-1'?><a b='\xe4&#x20ac;'/>", "<?xml version='1.0' encoding='ISO-8859-1'?>\n<a b=\"\xc3\xa4&#x20ac;\"/>\n\n");
+        row("letters beyond ASCII", "<\xc3\xa4 \xc3\xb6='\xe2\x82\xac' a='\xf0\x9f\x98\x80'/>",
+            "<\xc3\xa4 a=\"\xf0\x9f\x98\x80\" \xc3\xb6=\"\xe2\x82\xac\"/>\n\n");
+        row("characters that Latin-1 lacks", "<?xml version='1.0' encoding='ISO-8859-1'?><a b='\xe4&#x20ac;'/>",
+            "<?xml version='1.0' encoding='ISO-8859-1'?>\n<a b=\"\xc3\xa4&#x20ac;\"/>\n\n");
         // clang-format on
     }
 

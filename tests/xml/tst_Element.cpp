@@ -180,29 +180,22 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("contents");
         QTest::addColumn<QString>("ordered");
-        QTest::newRow("none") << "<a/>"
-                              << "";
+        // clang-format off
+        QTest::newRow("none") << "<a/>" << "";
         QTest::newRow("name, type, then the others") << "<item z='1' type='t' Alpha='2' name='n'/>"
                                                      << "name=n type=t Alpha=2 z=1";
-        QTest::newRow("type alone") << "<x z='1' type='t' a='2'/>"
-                                    << "type=t a=2 z=1";
-        QTest::newRow("name alone") << "<x z='1' name='t' a='2'/>"
-                                    << "name=t a=2 z=1";
-        QTest::newRow("same letters") << "<x b='1' A='2'/>"
-                                      << "A=2 b=1";
-        QTest::newRow("whatever the case") << "<x a='1' B='2'/>"
-                                           << "a=1 B=2";
-        QTest::newRow("names are told by case")
-            << "<x name='1' Name='2' Type='3' type='4' NAME='5'/>"
+        QTest::newRow("type alone") << "<x z='1' type='t' a='2'/>" << "type=t a=2 z=1";
+        QTest::newRow("name alone") << "<x z='1' name='t' a='2'/>" << "name=t a=2 z=1";
+        QTest::newRow("same letters") << "<x b='1' A='2'/>" << "A=2 b=1";
+        QTest::newRow("whatever the case") << "<x a='1' B='2'/>" << "a=1 B=2";
+        QTest::newRow("names are told by case") << "<x name='1' Name='2' Type='3' type='4' NAME='5'/>"
             << "name=1 type=4 NAME=5 Name=2 Type=3";
-        QTest::newRow("names that only start so") << "<x typename='1' name2='2' a='4'/>"
-                                                  << "a=4 name2=2 typename=1";
+        QTest::newRow("names that only start so") << "<x typename='1' name2='2' a='4'/>" << "a=4 name2=2 typename=1";
         QTest::newRow("names that differ in case alone have an order, too")
-            << "<x abc='1' aBc='2' Abc='3' ABc='4' abC='5' aBC='6'/>"
-            << "ABc=4 Abc=3 aBC=6 aBc=2 abC=5 abc=1";
+            << "<x abc='1' aBc='2' Abc='3' ABc='4' abC='5' aBC='6'/>" << "ABc=4 Abc=3 aBC=6 aBc=2 abC=5 abc=1";
         // By the name alone, while write() sorts with what follows it.
-        QTest::newRow("by name") << "<x a='1' a-b='2' a1='3'/>"
-                                 << "a=1 a-b=2 a1=3";
+        QTest::newRow("by name") << "<x a='1' a-b='2' a1='3'/>" << "a=1 a-b=2 a1=3";
+        // clang-format on
     }
 
     void ordersItsAttributes()
@@ -378,7 +371,8 @@ private Q_SLOTS:
         QTest::newRow("comments and instructions stay") << "<a><!--b--><?p b?>b</a>" << "b" << "z" << "<a><!--b--><?p b?>z</a>";
         QTest::newRow("indented text becomes one line") << "<a>\n  %b%\n  y\n</a>" << "%b%" << "z" << "<a>z y</a>";
         QTest::newRow("indented text without a match stays") << "<a>\n  x\n  y\n</a>" << "%b%" << "z" << "<a>\n  x\n  y\n</a>";
-        QTest::newRow("elements in order") << "<a>b<k>b<l>b</l></k><m n='b'/></a>" << "b" << "z" << "<a>z<k>z<l>z</l></k><m n=\"z\"/></a>";
+        QTest::newRow("elements in order") << "<a>b<k>b<l>b</l></k><m n='b'/></a>" << "b" << "z"
+            << "<a>z<k>z<l>z</l></k><m n=\"z\"/></a>";
         // clang-format on
     }
 

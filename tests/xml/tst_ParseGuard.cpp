@@ -75,23 +75,21 @@ private Q_SLOTS:
             QTest::newRow(name) << text << QString(message);
         };
         const QString levels512 = deep(512);
+        // clang-format off
         row("nothing", "", "");
         row("512 levels", levels512, "");
         row("513 levels", deep(513), tooDeep);
-        row("many elements side by side", "<a>" + QString("<b/><c></c>").repeated(2000) + "</a>",
-            "");
+        row("many elements side by side", "<a>" + QString("<b/><c></c>").repeated(2000) + "</a>", "");
         row("many deep elements side by side", "<a>" + deep(511).repeated(3) + "</a>", "");
         row("513 levels, the last one empty", QString("<a>").repeated(512) + "<b/>", tooDeep);
-        row("512 levels, the last one empty", QString("<a>").repeated(511) + "<b/><b c='/'/><b/>",
-            "");
+        row("512 levels, the last one empty", QString("<a>").repeated(511) + "<b/><b c='/'/><b/>", "");
         row("attributes with brackets", deep(512, "<a b='/>' c=\">'<\">"), "");
         row("513 levels with brackets in attributes", deep(513, "<a b='/>' c=\"</a>\">"), tooDeep);
         row("a slash at the end of a value", deep(513, "<a b='x/'>"), tooDeep);
         row("blanks in tags", deep(512, "<a \n>", "</a\n>"), "");
         row("513 levels with blanks in tags", deep(513, "<a\n b = ''\t>", "</a >"), tooDeep);
         row("end tags in comments count for nothing", deep(513, "<a><!-- </a> - -> -->"), tooDeep);
-        row("start tags in comments count for nothing",
-            "<a>" + ("<!--" + deep(600) + "-->") + "</a>", "");
+        row("start tags in comments count for nothing", "<a>" + ("<!--" + deep(600) + "-->") + "</a>", "");
         row("end tags in CDATA count for nothing", deep(513, "<a><![CDATA[</a>]] ]>]]>"), tooDeep);
         row("start tags in CDATA count for nothing", "<a><![CDATA[" + deep(600) + "]]]]></a>", "");
         row("end tags in instructions count for nothing", deep(513, "<a><?p </a> > ?\?>"), tooDeep);
@@ -159,8 +157,7 @@ private Q_SLOTS:
         row("an ampersand in a value",
             withDeclarations("<!ENTITY o 'a & <b>'>", "<a>" + QString("&o;").repeated(600)),
             tooDeep);
-        row("a predefined name",
-            withDeclarations("<!ENTITY amp '<b>'>", "<a>" + QString("&amp;").repeated(600)), "");
+        row("a predefined name", withDeclarations("<!ENTITY amp '<b>'>", "<a>" + QString("&amp;").repeated(600)), "");
         row("quotes of a parameter end nothing",
             withDeclarations("<!ENTITY % p \"'/>\"><!ENTITY o \"<b c='%p;'>\">",
                              "<a>" + QString("&o;").repeated(600)),
@@ -170,10 +167,8 @@ private Q_SLOTS:
                              "<a>" + QString("&o;").repeated(600)),
             tooDeep);
         row("an unknown name", "<a>" + QString("&o;%o;").repeated(600), "");
-        row("an entity in itself",
-            withDeclarations("<!ENTITY e '&e;'><!ENTITY % p '&#37;p;'>%p;", "<a>&e;</a>"), "");
-        row("entities in each other",
-            withDeclarations("<!ENTITY e '&f;'><!ENTITY f '&e;'>", "<a b='&e;'>&f;</a>"), "");
+        row("an entity in itself", withDeclarations("<!ENTITY e '&e;'><!ENTITY % p '&#37;p;'>%p;", "<a>&e;</a>"), "");
+        row("entities in each other", withDeclarations("<!ENTITY e '&f;'><!ENTITY f '&e;'>", "<a b='&e;'>&f;</a>"), "");
         // The parser gives up when more are open than are declared.
         row("an entity in itself that opens",
             withDeclarations(entities(509, 1) + "<!ENTITY o '<b>&o;'>", "<a>&o;</a>"), "");
@@ -185,31 +180,29 @@ private Q_SLOTS:
             tooDeep);
         row("what is behind an entity in itself",
             withDeclarations("<!ENTITY e '&e;&e;&e;'>", "<a>&e;" + deep(600)), "");
+        // clang-format on
 
         const auto groups = [](int levels) {
             return "<!ELEMENT a " + QString("(").repeated(levels) + "b" +
                    QString(")").repeated(levels) + ">";
         };
+        // clang-format off
         row("512 groups", withDeclarations(groups(512)), "");
         row("513 groups", withDeclarations(groups(513)), tooManyGroups);
         row("many groups side by side", withDeclarations(groups(512).repeated(3)), "");
-        row("groups in a group",
-            withDeclarations("<!ELEMENT a (b" + QString(",(b,b)").repeated(600) + ")>"), "");
+        row("groups in a group", withDeclarations("<!ELEMENT a (b" + QString(",(b,b)").repeated(600) + ")>"), "");
         row("groups that are none",
             withDeclarations("<!--" + groups(600) + "--><!ATTLIST a b (c) '" + QString(600, '(') +
                              "'><!ENTITY e '" + groups(600) + "'>"),
             "");
-        row("groups of a parameter", withDeclarations("<!ENTITY % p '" + groups(513) + "'>%p;"),
-            tooManyGroups);
+        row("groups of a parameter", withDeclarations("<!ENTITY % p '" + groups(513) + "'>%p;"), tooManyGroups);
 
         row("many entities", withDeclarations(entities(10000, 1)), "");
         row("too many entities", withDeclarations(entities(12000, 1)), tooMany);
         row("long entities", withDeclarations(entities(700, 10000)), "");
         row("too many long entities", withDeclarations(entities(1000, 10000)), tooMany);
-        row("many entities elsewhere",
-            withDeclarations(entities(12000, 1).replace("'x'", "SYSTEM 'x'")), "");
-        row("many declarations of an entity",
-            withDeclarations(QString("<!ENTITY e 'x'>").repeated(20000)), "");
+        row("many entities elsewhere", withDeclarations(entities(12000, 1).replace("'x'", "SYSTEM 'x'")), "");
+        row("many declarations of an entity", withDeclarations(QString("<!ENTITY e 'x'>").repeated(20000)), "");
 
         row("8 MiB", expanding(8192, 1024), "");
         row("more than 8 MiB", expanding(8192, 1025), tooLarge);
@@ -223,13 +216,13 @@ private Q_SLOTS:
             tooLarge);
         row("in each other", withDeclarations(laughs("&", 10, 10, "ha"), "<a>&e10;</a>"), tooLarge);
         row("in each other, unused", withDeclarations(laughs("&", 10, 10, "ha"), "<a/>"), "");
-        row("in each other, without text",
-            withDeclarations(laughs("&", 10, 10, ""), "<a>&e10;</a>"), tooLarge);
+        row("in each other, without text", withDeclarations(laughs("&", 10, 10, ""), "<a>&e10;</a>"), tooLarge);
         row("parameters in each other", withDeclarations(laughs("%", 10, 10, "ha")), tooLarge);
         row("parameters in an entity",
             withDeclarations("<!ENTITY % p '" + QString(8192, 'x') + "'><!ENTITY e '" +
                              QString("%p;").repeated(1025) + "'>"),
             tooLarge);
+        // clang-format on
     }
 
     void tellsWhatGoesTooFar()
