@@ -1,6 +1,6 @@
-#include "utils/csv/CSVArrayData_p.h"
-#include "utils/csv/CSVFileData_p.h"
-#include "utils/csv/CSVStringData_p.h"
+#include "utils/csv/backends/CSVArrayData_p.h"
+#include "utils/csv/backends/CSVFileData_p.h"
+#include "utils/csv/backends/CSVStringData_p.h"
 
 #include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails

@@ -3,9 +3,9 @@
 #include "utils/base/Checksum_p.h"
 #include "utils/base/FileName_p.h"
 #include "utils/base/ReplaceAll_p.h"
-#include "utils/csv/CSVArrayData_p.h"
-#include "utils/csv/CSVFileData_p.h"
 #include "utils/csv/CSVTable_p.h"
+#include "utils/csv/backends/CSVArrayData_p.h"
+#include "utils/csv/backends/CSVFileData_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <QFile>

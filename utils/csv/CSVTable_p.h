@@ -1,7 +1,7 @@
 #pragma once
 
-#include "utils/csv/CSVStringData_p.h"
 #include "utils/csv/CSVTable.h"
+#include "utils/csv/backends/CSVStringData_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <memory>

@@ -1,8 +1,8 @@
 #include "utils/csv/CSVTable.h"
 
-#include "utils/csv/CSVArrayData_p.h"
-#include "utils/csv/CSVFileData_p.h"
 #include "utils/csv/CSVTable_p.h"
+#include "utils/csv/backends/CSVArrayData_p.h"
+#include "utils/csv/backends/CSVFileData_p.h"
 #include "utils/files/File.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "utils/csv/CSVText_p.h"
-#include "utils/csv/CellIndex_p.h"
+#include "utils/csv/cells/CSVText_p.h"
+#include "utils/csv/cells/CellIndex_p.h"
 
 namespace Utils {
 

@@ -1,4 +1,4 @@
-#include "utils/csv/CSVData_p.h"
+#include "utils/csv/backends/CSVData_p.h"
 
 #include "utils/base/NumberParse_p.h"
 

@@ -1,4 +1,4 @@
-#include "utils/csv/CSVText_p.h"
+#include "utils/csv/cells/CSVText_p.h"
 
 #include "utils/base/Utf8_p.h"
 

@@ -1,4 +1,4 @@
-#include "utils/csv/CSVArrayData_p.h"
+#include "utils/csv/backends/CSVArrayData_p.h"
 
 #include "utils/base/NumberParse_p.h"
 #include "utils/feedback/Progress.h"

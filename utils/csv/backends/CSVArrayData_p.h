@@ -1,7 +1,7 @@
 #pragma once
 
-#include "utils/csv/ByteBlock_p.h"
-#include "utils/csv/CSVMemoryData_p.h"
+#include "utils/csv/backends/CSVMemoryData_p.h"
+#include "utils/csv/cells/ByteBlock_p.h"
 
 namespace Utils {
 

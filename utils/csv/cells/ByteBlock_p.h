@@ -1,6 +1,6 @@
 #pragma once
 
-#include "utils/csv/CellIndex_p.h"
+#include "utils/csv/cells/CellIndex_p.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "utils/csv/CSVData_p.h"
 #include "utils/csv/CSVReader.h"
+#include "utils/csv/backends/CSVData_p.h"
 
 namespace Utils {
 

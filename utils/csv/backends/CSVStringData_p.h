@@ -1,7 +1,7 @@
 #pragma once
 
-#include "utils/csv/CSVMemoryData_p.h"
-#include "utils/csv/TextBlock_p.h"
+#include "utils/csv/backends/CSVMemoryData_p.h"
+#include "utils/csv/cells/TextBlock_p.h"
 
 namespace Utils {
 

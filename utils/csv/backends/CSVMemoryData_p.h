@@ -1,7 +1,7 @@
 #pragma once
 
-#include "utils/csv/CSVData_p.h"
-#include "utils/csv/RowStore_p.h"
+#include "utils/csv/backends/CSVData_p.h"
+#include "utils/csv/backends/RowStore_p.h"
 
 #include <algorithm>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "utils/csv/CSVStringData_p.h"
+#include "utils/csv/backends/CSVStringData_p.h"
 
 #include "utils/csv/LineSplitter_p.h"
 #include "utils/feedback/Progress.h"

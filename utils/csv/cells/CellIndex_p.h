@@ -1,6 +1,6 @@
 #pragma once
 
-#include "utils/csv/NumberBuffer_p.h"
+#include "utils/csv/cells/NumberBuffer_p.h"
 
 namespace Utils {
 

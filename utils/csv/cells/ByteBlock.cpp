@@ -1,8 +1,8 @@
-#include "utils/csv/ByteBlock_p.h"
+#include "utils/csv/cells/ByteBlock_p.h"
 
 #include "utils/base/DecimalParse_p.h"
-#include "utils/csv/Blanks_p.h"
-#include "utils/csv/CSVData_p.h"
+#include "utils/csv/backends/CSVData_p.h"
+#include "utils/csv/cells/Blanks_p.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
-#include "utils/csv/CellIndex_p.h"
+#include "utils/csv/cells/CellIndex_p.h"
 
-#include "utils/csv/UnitBlock_p.h"
+#include "utils/csv/cells/UnitBlock_p.h"
 
 #include <algorithm>
 
