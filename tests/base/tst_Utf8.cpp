@@ -21,12 +21,13 @@ static Decoded decode(const QByteArray &bytes)
     const bool isValid = Utils::decodeUtf8(source, bytes.constData() + bytes.size(), target);
     text.resize(static_cast<int>(target - text.constData()));
     const bool isWhole = isValid && source == bytes.constData() + bytes.size();
-    // At some distance from the start, too: several bytes are looked at in one go.
+    // At some distance from the start, too: several bytes are checked at once.
     static int distance = 0;
     distance = distance % 70 + 1;
     const QByteArray moved = QByteArray(distance, 'x') + bytes;
     if (Utils::isValidUtf8(bytes.constData(), bytes.constData() + bytes.size()) != isWhole ||
-        Utils::isValidUtf8(moved.constData(), moved.constData() + moved.size()) != isWhole)
+        Utils::isValidUtf8(moved.constData(), moved.constData() + moved.size()) != isWhole ||
+        Utils::isValidUtf8Plainly(moved.constData(), moved.constData() + moved.size()) != isWhole)
         qFatal("taken for valid or invalid: %s", bytes.toHex().constData());
     return {static_cast<int>(source - bytes.constData()), isValid, text};
 }

@@ -1,18 +1,15 @@
 #pragma once
 
+#include "utils/base/Simd_p.h"
+
 #include <QtAlgorithms>
 
 #include <cstring>
 
-#if defined(__SSE2__) || defined(_M_X64)
-#define KELMUTILS_SSE2
-#include <emmintrin.h>
-#endif
-
 namespace Utils {
 
 /// Calls \p found with the index of each line feed among \p size bytes, in order, up to the first
-/// zero byte. Gives whether there is one.
+/// zero byte. Returns whether there is one.
 ///
 /// scanLineFeeds() does the same, several bytes at a time where the processor can.
 template <typename Found>
@@ -29,7 +26,8 @@ bool scanLineFeedsPlainly(const char *bytes, int size, const Found &found, int s
     return zero != nullptr;
 }
 
-/// The place behind \p count delimiters from \p next on, or null when there are fewer up to \p end.
+/// The address after \p count delimiters from \p next on, or null when there are fewer up to \p
+/// end.
 inline const char *skipFieldsPlainly(const char *next, const char *end, char delimiter, int count)
 {
     for (; count > 0; --count) {
@@ -44,7 +42,7 @@ inline const char *skipFieldsPlainly(const char *next, const char *end, char del
     return next;
 }
 
-/// What is read, but not looked at, behind the end that skipFields() is given.
+/// How many bytes after its end skipFields() reads and ignores.
 constexpr int scanPadding = 16;
 
 #ifdef KELMUTILS_SSE2
@@ -52,24 +50,12 @@ constexpr int scanPadding = 16;
 template <typename Found>
 bool scanLineFeeds(const char *bytes, int size, const Found &found)
 {
-    const __m128i feed = _mm_set1_epi8('\n');
-    const __m128i zero = _mm_setzero_si128();
     int start = 0;
-    for (; size - start >= 64; start += 64) {
-        const auto *const next = reinterpret_cast<const __m128i *>(bytes + start);
-        const __m128i a = _mm_loadu_si128(next);
-        const __m128i b = _mm_loadu_si128(next + 1);
-        const __m128i c = _mm_loadu_si128(next + 2);
-        const __m128i d = _mm_loadu_si128(next + 3);
-        const __m128i least = _mm_min_epu8(_mm_min_epu8(a, b), _mm_min_epu8(c, d));
-        if (_mm_movemask_epi8(_mm_cmpeq_epi8(least, zero)) != 0)
+    for (; size - start >= SimdUnits<char>::length; start += SimdUnits<char>::length) {
+        const SimdUnits<char> units(bytes + start);
+        if (units.anyZero() != 0)
             break;
-        const auto feedsIn = [&](__m128i part) {
-            return static_cast<quint64>(
-                static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(part, feed))));
-        };
-        quint64 feeds = feedsIn(a) | feedsIn(b) << 16 | feedsIn(c) << 32 | feedsIn(d) << 48;
-        for (; feeds != 0; feeds &= feeds - 1)
+        for (quint64 feeds = units.equalTo('\n'); feeds != 0; feeds &= feeds - 1)
             found(start + static_cast<int>(qCountTrailingZeroBits(feeds)));
     }
     return scanLineFeedsPlainly(bytes, size, found, start);

@@ -1,17 +1,14 @@
 #pragma once
 
 #include "utils/base/NumberParse_p.h"
-
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
+#include "utils/base/Simd_p.h"
 
 namespace Utils {
 
-/// How many bytes or code units in front of the end of a text parseDecimal() looks at.
+/// How many bytes or code units before the end of a text parseDecimal() reads.
 constexpr int decimalReach = 16;
 
-#ifdef __SSE2__
+#ifdef KELMUTILS_SSE2
 
 /// The whole number of 16 decimal digits, the first of which is in the lowest byte.
 inline quint64 numberOfDigits(__m128i digits)
@@ -65,8 +62,8 @@ inline bool parseDecimalBytes(__m128i bytes, unsigned size, double &value)
 
 /// A number as most tables have them, of up to 16 characters, without a branch on each of them.
 ///
-/// Gives what parsePureNumber() gives, but is false also for some that are numbers. It reads
-/// decimalReach bytes in front of \p end, whatever they are.
+/// Returns what parsePureNumber() returns, but false also for some that are numbers. It reads
+/// decimalReach bytes before \p end, of any value.
 inline bool parseDecimal(const char *begin, const char *end, double &value)
 {
     const bool isNegative = begin != end && *begin == '-';

@@ -1,5 +1,7 @@
 #include "utils/base/Utf8_p.h"
 
+#include "utils/base/Simd_p.h"
+
 #include <QTextCodec>
 #include <QtAlgorithms>
 #include <QtEndian>
@@ -8,10 +10,6 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
-
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
 
 namespace Utils {
 
@@ -112,100 +110,7 @@ bool decodeUtf8(const char *&source, const char *end, QChar *&target)
     return true;
 }
 
-#ifdef __SSE2__
-
-namespace {
-
-/// Looks at 64 bytes in one go, each of which is a bit. What a byte asks of those behind it is
-/// carried over to the next 64.
-class Utf8Check
-{
-public:
-    void add(const char *bytes)
-    {
-        const auto *const parts = reinterpret_cast<const __m128i *>(bytes);
-        for (int i = 0; i < 4; ++i)
-            m_parts[i] = _mm_loadu_si128(parts + i);
-        const quint64 wide = collect([](__m128i part) { return part; });
-        if (wide == 0 && m_wanted == 0)
-            return;
-
-        const quint64 leads = from(0xc0);
-        const quint64 ofThree = from(0xe0); // or more
-        const quint64 ofFour = ofThree == 0 ? 0 : from(0xf0);
-        const quint64 wanted = m_wanted | leads << 1 | ofThree << 2 | ofFour << 3;
-        m_isInvalid |= (wide & ~leads) ^ wanted;
-        m_isInvalid |= leads & ~from(0xc2);
-        m_wanted = leads >> 63 | ofThree >> 62 | ofFour >> 61;
-        if (ofThree == 0 && m_limits == 0)
-            return;
-
-        // The byte behind some leads has limits of its own: sequences that are too long, surrogates
-        // and what is beyond the last character.
-        const quint64 least = same(0xe0);
-        const quint64 surrogates = same(0xed);
-        const quint64 leastOfFour = same(0xf0);
-        const quint64 last = same(0xf4);
-        const quint64 highs = from(0xa0);
-        const quint64 middles = from(0x90);
-        const auto behind = [&](quint64 bits, int number) {
-            return bits << 1 | (m_limits >> number & 1);
-        };
-        m_isInvalid |= behind(least, 0) & ~highs;
-        m_isInvalid |= behind(surrogates, 1) & highs;
-        m_isInvalid |= behind(leastOfFour, 2) & ~middles;
-        m_isInvalid |= behind(last, 3) & middles;
-        m_isInvalid |= from(0xf5);
-        m_limits = least >> 63 | surrogates >> 63 << 1 | leastOfFour >> 63 << 2 | last >> 63 << 3;
-    }
-
-    bool isValid() const { return m_isInvalid == 0; }
-
-private:
-    template <typename Test>
-    quint64 collect(const Test &test) const
-    {
-        const auto bits = [&](int i) {
-            return static_cast<quint64>(static_cast<uint>(_mm_movemask_epi8(test(m_parts[i]))));
-        };
-        return bits(0) | bits(1) << 16 | bits(2) << 32 | bits(3) << 48;
-    }
-
-    /// The bytes that are \p least or more.
-    quint64 from(int least) const
-    {
-        const __m128i all = _mm_set1_epi8(static_cast<char>(least));
-        return collect([&](__m128i part) { return _mm_cmpeq_epi8(_mm_max_epu8(part, all), part); });
-    }
-
-    quint64 same(int byte) const
-    {
-        const __m128i all = _mm_set1_epi8(static_cast<char>(byte));
-        return collect([&](__m128i part) { return _mm_cmpeq_epi8(part, all); });
-    }
-
-    __m128i m_parts[4];
-    quint64 m_wanted = 0; // which of the next bytes go on with a sequence
-    quint64 m_limits = 0; // those that the first of them has, a bit each
-    quint64 m_isInvalid = 0;
-};
-
-} // namespace
-
-bool isValidUtf8(const char *begin, const char *end)
-{
-    Utf8Check check;
-    for (; end - begin >= 64; begin += 64)
-        check.add(begin);
-    char rest[64] = {}; // ASCII behind the end, which shows what is cut off
-    std::copy(begin, end, rest);
-    check.add(rest);
-    return check.isValid();
-}
-
-#else
-
-bool isValidUtf8(const char *begin, const char *end)
+bool isValidUtf8Plainly(const char *begin, const char *end)
 {
     while (begin != end) {
         if (uchar(*begin) < 0x80) {
@@ -222,6 +127,81 @@ bool isValidUtf8(const char *begin, const char *end)
     }
     return true;
 }
+
+#ifdef KELMUTILS_SSE2
+
+namespace {
+
+/// Checks 64 bytes at once, each of which is a bit. What a byte asks of those after it is carried
+/// over to the next 64.
+class Utf8Check
+{
+public:
+    void add(const SimdUnits<char> &bytes)
+    {
+        const quint64 wide = bytes.wide();
+        if (wide == 0 && m_wanted == 0)
+            return;
+
+        const quint64 leads = bytes.atLeast(0xc0);
+        const quint64 ofThree = bytes.atLeast(0xe0); // or more
+        const quint64 ofFour = ofThree == 0 ? 0 : bytes.atLeast(0xf0);
+        const quint64 wanted = m_wanted | leads << 1 | ofThree << 2 | ofFour << 3;
+        m_isInvalid |= (wide & ~leads) ^ wanted;
+        m_isInvalid |= leads & ~bytes.atLeast(0xc2);
+        m_wanted = leads >> 63 | ofThree >> 62 | ofFour >> 61;
+        if (ofThree == 0 && m_limits == 0)
+            return;
+
+        // The byte after some leads has limits of its own: sequences that are too long, surrogates
+        // and what is beyond the last character.
+        const quint64 least = equalTo(bytes, 0xe0);
+        const quint64 surrogates = equalTo(bytes, 0xed);
+        const quint64 leastOfFour = equalTo(bytes, 0xf0);
+        const quint64 last = equalTo(bytes, 0xf4);
+        const quint64 highs = bytes.atLeast(0xa0);
+        const quint64 middles = bytes.atLeast(0x90);
+        const auto after = [&](quint64 bits, int number) {
+            return bits << 1 | (m_limits >> number & 1);
+        };
+        m_isInvalid |= after(least, 0) & ~highs;
+        m_isInvalid |= after(surrogates, 1) & highs;
+        m_isInvalid |= after(leastOfFour, 2) & ~middles;
+        m_isInvalid |= after(last, 3) & middles;
+        m_isInvalid |= bytes.atLeast(0xf5);
+        m_limits = least >> 63 | surrogates >> 63 << 1 | leastOfFour >> 63 << 2 | last >> 63 << 3;
+    }
+
+    bool isValid() const { return m_isInvalid == 0; }
+
+private:
+    static quint64 equalTo(const SimdUnits<char> &bytes, int byte)
+    {
+        return bytes.equalTo(static_cast<char>(byte));
+    }
+
+    quint64 m_wanted = 0; // which of the next bytes go on with a sequence
+    quint64 m_limits = 0; // those that the first of them has, a bit each
+    quint64 m_isInvalid = 0;
+};
+
+} // namespace
+
+bool isValidUtf8(const char *begin, const char *end)
+{
+    constexpr int length = SimdUnits<char>::length;
+    Utf8Check check;
+    for (; end - begin >= length; begin += length)
+        check.add(SimdUnits<char>(begin));
+    char rest[length] = {}; // ASCII after the end, which shows what is cut off
+    std::copy(begin, end, rest);
+    check.add(SimdUnits<char>(rest));
+    return check.isValid();
+}
+
+#else
+
+bool isValidUtf8(const char *begin, const char *end) { return isValidUtf8Plainly(begin, end); }
 
 #endif
 

@@ -1,6 +1,6 @@
 #include "utils/csv/cells/CellIndex_p.h"
 
-#include "utils/csv/cells/UnitBlock_p.h"
+#include "utils/base/Simd_p.h"
 
 #include <algorithm>
 
@@ -10,20 +10,22 @@ namespace Utils {
 static quint64 below(quint64 bit) { return bit - 1; }
 static quint64 lowest(quint64 bits) { return bits & (0 - bits); }
 
-/// Calls \p use with each block of the text and where it starts. The last one is filled up with
-/// zeros: \p use gets which of its units count.
-template <typename Unit, typename Use>
-static void forEachBlock(const Unit *text, int size, const Use &use)
+static unsigned anyWide(const Units<char> &bytes) { return bytes.anyWide(); }
+static unsigned anyWide(const Units<ushort> &) { return 0; } // nobody asks
+
+/// Calls \p visit with the units of the text, 64 at a time, and where they start. The last ones are
+/// filled up with zeros: \p visit gets which of them count.
+template <typename Unit, typename Visit>
+static void forEachUnits(const Unit *text, int size, const Visit &visit)
 {
-    constexpr int length = UnitBlock<Unit>::length;
+    constexpr int length = Units<Unit>::length;
     int start = 0;
     for (; size - start >= length; start += length)
-        use(UnitBlock<Unit>(text + start), static_cast<quint32>(start), ~quint64(0));
+        visit(Units<Unit>(text + start), static_cast<quint32>(start), ~quint64(0));
     if (start < size) {
         Unit rest[length] = {};
         std::copy(text + start, text + size, rest);
-        use(UnitBlock<Unit>(rest), static_cast<quint32>(start),
-            below(quint64(1) << (size - start)));
+        visit(Units<Unit>(rest), static_cast<quint32>(start), below(quint64(1) << (size - start)));
     }
 }
 
@@ -77,11 +79,11 @@ template <typename Unit>
 void CellIndex::find(const Unit *text, int size, Unit delimiter)
 {
     start(size);
-    quint64 wide = 0;
-    forEachBlock(text, size, [&](const UnitBlock<Unit> &block, quint32 from, quint64 counted) {
-        const quint64 feeds = block.unitsThatAre('\n') & counted;
-        const quint64 ends = (block.unitsThatAre(delimiter) & counted) | feeds;
-        wide |= block.unitsThatAreWide();
+    unsigned wide = 0;
+    forEachUnits(text, size, [&](const Units<Unit> &units, quint32 from, quint64 counted) {
+        const quint64 feeds = units.equalTo('\n') & counted;
+        const quint64 ends = (units.equalTo(delimiter) & counted) | feeds;
+        wide |= anyWide(units);
         appendCells(ends, feeds, from);
     });
     m_isAscii = wide == 0;
@@ -106,7 +108,7 @@ template <typename Unit>
 void CellIndex::findQuoted(const Unit *text, int size, Unit delimiter)
 {
     start(size);
-    quint64 wide = 0;
+    unsigned wide = 0;
     bool hasQuote = false;       // in this cell, so far
     bool isOpen = false;         // it goes on behind a delimiter
     const Unit *piece = nullptr; // of a cell that is open
@@ -125,11 +127,11 @@ void CellIndex::findQuoted(const Unit *text, int size, Unit delimiter)
         return true;
     };
 
-    forEachBlock(text, size, [&](const UnitBlock<Unit> &block, quint32 from, quint64 counted) {
-        const quint64 feeds = block.unitsThatAre('\n') & counted;
-        const quint64 ends = (block.unitsThatAre(delimiter) & counted) | feeds;
-        quint64 quotes = block.unitsThatAre('"') & counted;
-        wide |= block.unitsThatAreWide();
+    forEachUnits(text, size, [&](const Units<Unit> &units, quint32 from, quint64 counted) {
+        const quint64 feeds = units.equalTo('\n') & counted;
+        const quint64 ends = (units.equalTo(delimiter) & counted) | feeds;
+        quint64 quotes = units.equalTo('"') & counted;
+        wide |= anyWide(units);
         if (!hasQuote && quotes == 0) {
             appendCells(ends, feeds, from);
             return;
