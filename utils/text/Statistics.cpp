@@ -67,7 +67,7 @@ static double firstEqualTo(double number, const Selection &selection)
 class EndsOfPairs
 {
 public:
-#ifdef __SSE2__
+#ifdef KELMUTILS_SSE2
     void add(const double *values)
     {
         const __m128d pair = _mm_loadu_pd(values);
@@ -136,7 +136,7 @@ Ends endsOf(const Selection &selection)
             a.add(values + i);
             b.add(values + i + 2);
             if (i + ahead < count)
-                fetch(values + i + ahead);
+                prefetch(values + i + ahead);
         }
         for (; i < count; ++i) {
             const double withHole[] = {values[i], Data::noValue};

@@ -92,7 +92,7 @@ public:
         int i = 0;
         for (; m_isEven && i + few <= count; i += few) {
             for (int j = 0; j < few && i + few + ahead <= count; j += 8)
-                fetch(values + i + ahead + j);
+                prefetch(values + i + ahead + j);
             // A loop of its own, of which compilers make one that takes several values at a time.
             quint32 positions[few];
             quint32 near = 0;

@@ -2,14 +2,11 @@
 
 #include "data/Array.h"
 #include "utils/base/NumberKey_p.h"
+#include "utils/base/Simd_p.h"
 
 #include <QList>
 
 #include <algorithm>
-
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
 
 // How Statistics reads columns. The function for each value is a template parameter, so that the
 // compiler makes one loop of both.
@@ -107,16 +104,6 @@ void forEachPair(const Selection &a, const Selection &b, Visit visit)
                 visit(valuesA[i], valuesB[i]);
         }
     }
-}
-
-/// Prefetches the memory at \p place, for loops that are faster than the memory.
-inline void fetch(const double *place)
-{
-#ifdef __SSE2__
-    _mm_prefetch(reinterpret_cast<const char *>(place), _MM_HINT_T0);
-#else
-    Q_UNUSED(place)
-#endif
 }
 
 /// All bits set for a hole, none for a value. Masking out holes is faster than a branch that cannot
