@@ -26,12 +26,11 @@ public:
     void addDelimiter(char delimiter);
 
     /// Forgets what was read, and closes its file, also for copies.
-    void setSource(const std::shared_ptr<LineSource> &newSource,
-                   const std::shared_ptr<const LineIndex> &newIndex);
+    void setSource(const std::shared_ptr<LineSource> &newSource);
 
-    int numRows() const { return index ? index->numLines() : 0; }
+    int numRows() const { return source ? source->numLines() : 0; }
 
-    LineSource::Line line(int row) const { return source->line(*index, row); }
+    LineSource::Line line(int row) const { return source->line(row); }
 
     QList<QByteArray> split(const char *next, const char *end) const;
 
@@ -57,7 +56,6 @@ public:
     QList<QByteArray> lastRow;
     int lastRowIndex = -1;
     std::shared_ptr<LineSource> source;
-    std::shared_ptr<const LineIndex> index;
 };
 
 static bool hasReturns(const char *begin, const char *end)
@@ -102,13 +100,11 @@ void CSVReaderPrivate::addDelimiter(char delimiter)
     isDelimiter[static_cast<unsigned char>(delimiter)] = delimiter != '\r';
 }
 
-void CSVReaderPrivate::setSource(const std::shared_ptr<LineSource> &newSource,
-                                 const std::shared_ptr<const LineIndex> &newIndex)
+void CSVReaderPrivate::setSource(const std::shared_ptr<LineSource> &newSource)
 {
     if (source)
         source->close();
     source = newSource;
-    index = newIndex;
     firstRow.clear();
     lastRow.clear();
     lastRowIndex = -1;
@@ -282,7 +278,7 @@ void CSVReader::addDelimiter(char delimiter)
 bool CSVReader::read(const Data::String &path, Progress *progress)
 {
     d->path = path;
-    d->setSource(nullptr, {});
+    d->setSource(nullptr);
     try {
         // The open of a pipe waits for a writer, and what is in it could not be read twice.
         std::error_code error;
@@ -298,13 +294,12 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
         const auto source = std::make_shared<LineSource>(std::move(file));
         if (progress) {
             const qint64 steps = File::size(path) / LineSource::blockSize;
-            progress->setMaxSteps(static_cast<int>(qMin<qint64>(steps, LineIndex::maxFileSize)));
+            progress->setMaxSteps(static_cast<int>(qMin<qint64>(steps, LineSource::maxFileSize)));
         }
-        const std::shared_ptr<const LineIndex> index = source->findLines(progress);
-        if (!index)
+        if (!source->findLines(progress))
             return false;
         d->path = path;
-        d->setSource(source, index);
+        d->setSource(source);
         return true;
     } catch (const std::bad_alloc &) {
         return false;

@@ -1,115 +1,44 @@
 #include "utils/files/FileByteReader.h"
 
+#include "utils/base/LineFile_p.h"
 #include "utils/platform/Platform.h"
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
 #include <new>
-#include <vector>
 
 namespace Utils {
 
-static const int maxOffset = std::numeric_limits<int>::max();
-static const int maxSize = maxOffset - 64; // a byte array has a few bytes of its own
-
-// Line feeds behind a zero byte are not seen up to the end of such a block.
-static const int indexBlock = 10240;
-
-// Read in one go for the index: whole blocks, and whole buffers of a stream, which is so passed by.
-static const int indexRead = 32 * indexBlock;
-
-namespace {
-
-struct StreamCloser
-{
-    void operator()(std::FILE *stream) const { std::fclose(stream); }
-};
-
-} // namespace
+static const int maxSize = std::numeric_limits<int>::max() - 64; // a byte array has some of its own
+static const int windowSize = 128 * 1024;
 
 class FileByteReaderPrivate
 {
 public:
-    void buildIndex();
-    bool hasLine(); // builds the index when it is not there
-    bool takeLine(QByteArray &line);
-    int read(char *bytes, int size); // at the position
+    explicit FileByteReaderPrivate(OwnedFile newFile)
+        : file(std::move(newFile), std::numeric_limits<int>::max(), {windowSize, windowSize})
+    {}
 
-    std::unique_ptr<std::FILE, StreamCloser> file;
-    bool isBroken = false; // the last read has failed, so that it may be short
-    std::vector<int> lineOffsets;
+    bool hasLine(); // finds the lines when that is not done yet
+    bool takeLine(QByteArray &line);
+
+    LineFile file;
     int currentLine = 0;
-    qint64 position = 0;
 
 private:
-    void readOffsets();
     bool readNext(QByteArray &line);
 
-    /// A part of the file that lines are cut from: a seek and a read a line would be slow.
-    struct Window
-    {
-        bool holds(int offset, int size) const
-        {
-            return offset >= start && qint64(offset) + size <= start + count;
-        }
-
-        static const int capacity = 128 * 1024;
-        std::vector<char> bytes;
-        qint64 start = 0;
-        int count = 0;
-    };
-
-    void moveWindow(int offset, int size);
-
-    Window window;
-    qint64 streamPosition = 0;
+    bool isIndexed = false;
 };
-
-void FileByteReaderPrivate::buildIndex()
-{
-    if (!lineOffsets.empty() || !file)
-        return;
-
-    lineOffsets.push_back(0);
-    try {
-        readOffsets();
-    } catch (const std::bad_alloc &) {
-        lineOffsets = {0}; // more lines than the memory holds: none
-    }
-}
-
-void FileByteReaderPrivate::readOffsets()
-{
-    std::vector<char> bytes(indexRead);
-    while (position <= maxOffset) {
-        const qint64 start = position;
-        const int count = read(bytes.data(), indexRead);
-        if (isBroken)
-            lineOffsets = {0}; // not only the lines up to there, which would pass for all
-        if (isBroken || count == 0)
-            return;
-        for (int block = 0; block < count; block += indexBlock) {
-            const char *next = bytes.data() + block;
-            const char *end = next + std::min(indexBlock, count - block);
-            if (const void *zero = std::memchr(next, '\0', static_cast<std::size_t>(end - next)))
-                end = static_cast<const char *>(zero);
-            while (const void *feed = std::memchr(next, '\n', static_cast<std::size_t>(end - next)))
-            {
-                next = static_cast<const char *>(feed) + 1;
-                const qint64 offset = start + (next - bytes.data());
-                if (offset > maxOffset)
-                    return;
-                lineOffsets.push_back(static_cast<int>(offset));
-            }
-        }
-    }
-}
 
 bool FileByteReaderPrivate::hasLine()
 {
-    buildIndex();
-    return static_cast<std::size_t>(currentLine) + 1 < lineOffsets.size();
+    if (!isIndexed && file.isOpen()) {
+        isIndexed = true;
+        file.findLines({}); // none, rather than those up to a fault, which would pass for all
+    }
+    return static_cast<std::size_t>(currentLine) + 1 < file.numLines();
 }
 
 bool FileByteReaderPrivate::takeLine(QByteArray &line)
@@ -124,67 +53,39 @@ bool FileByteReaderPrivate::takeLine(QByteArray &line)
 bool FileByteReaderPrivate::readNext(QByteArray &line)
 {
     const auto index = static_cast<std::size_t>(currentLine);
-    const int offset = lineOffsets[index];
-    const int length = lineOffsets[index + 1] - offset - 1;
+    const int offset = file.lineStart(index);
+    const int length = file.lineEnd(index) - offset;
     ++currentLine;
 
-    position = offset;
-    int count = 0; // smaller than the length where the file was cut meanwhile
-    if (length > Window::capacity && length <= maxSize) {
+    file.seek(offset);
+    LineFile::Count size; // smaller than the length where the file was cut meanwhile
+    if (length > windowSize && length <= maxSize) {
         line.resize(length);
-        count = read(line.data(), length);
-        line.resize(count);
+        size = file.read(line.data(), length);
+        line.resize(size.count);
         if (line.endsWith('\r'))
             line.chop(1);
-    } else if (length > 0 && length <= Window::capacity) {
-        if (!window.holds(offset, length))
-            moveWindow(offset, length);
-        const qint64 first = offset - window.start;
-        count = static_cast<int>(qBound<qint64>(0, window.count - first, length));
-        position = offset + count;
+    } else if (length > 0 && length <= windowSize) {
+        const LineFile::View bytes = file.view(offset, length);
+        size = bytes.size;
+        file.seek(qint64(offset) + size.count);
 
         // One resize, as it is what a short line costs.
-        const char *const bytes = window.bytes.data() + first;
-        const int size = count > 0 && bytes[count - 1] == '\r' ? count - 1 : count;
-        line.resize(size);
-        std::memcpy(line.data(), bytes, static_cast<std::size_t>(size));
+        const bool hasReturn = size.count > 0 && bytes.begin[size.count - 1] == '\r';
+        line.resize(size.count - hasReturn);
+        std::memcpy(line.data(), bytes.begin, static_cast<std::size_t>(line.size()));
     }
-    return count > 0 && (count == length || !isBroken);
-}
-
-int FileByteReaderPrivate::read(char *bytes, int size)
-{
-    isBroken = position != streamPosition &&
-               std::fseek(file.get(), static_cast<long>(position), SEEK_SET) != 0;
-    if (isBroken)
-        return 0;
-    const std::size_t count = std::fread(bytes, 1, static_cast<std::size_t>(size), file.get());
-    isBroken = std::ferror(file.get()) != 0;
-    std::clearerr(file.get());
-    position += static_cast<qint64>(count);
-    streamPosition = isBroken ? -1 : position; // no read tells where it has failed
-    return static_cast<int>(count);
-}
-
-void FileByteReaderPrivate::moveWindow(int offset, int size)
-{
-    // Whoever goes back may go back further.
-    const bool goesBack = offset < window.start;
-    window.start = goesBack ? std::max(0, offset + size - Window::capacity) : offset;
-    window.bytes.resize(Window::capacity);
-    position = window.start;
-    window.count = read(window.bytes.data(), Window::capacity);
+    return size.count > 0 && (size.count == length || !size.hasFailed);
 }
 
 FileByteReader::FileByteReader(const Data::String &path)
-    : d(std::make_unique<FileByteReaderPrivate>())
-{
-    d->file.reset(Platform::openFile(path.toStdString(), "rb"));
-}
+    : d(std::make_unique<FileByteReaderPrivate>(
+          OwnedFile(Platform::openFile(path.toStdString(), "rb"))))
+{}
 
 FileByteReader::~FileByteReader() = default;
 
-bool FileByteReader::isOpen() const { return d->file != nullptr; }
+bool FileByteReader::isOpen() const { return d->file.isOpen(); }
 
 bool FileByteReader::readLine(QByteArray &line, bool trim)
 {
@@ -224,7 +125,7 @@ void FileByteReader::readFile()
 QByteArray FileByteReader::read(long n)
 {
     QByteArray bytes;
-    if (!d->file || n <= 0)
+    if (!d->file.isOpen() || n <= 0)
         return bytes;
 
     // Grows with what is found, so that a caller may ask for more than there is.
@@ -236,7 +137,7 @@ QByteArray FileByteReader::read(long n)
         do {
             asked = std::min(wanted - size, std::max(size, 1 << 20));
             bytes.resize(size + asked);
-            count = d->read(bytes.data() + size, asked);
+            count = d->file.read(bytes.data() + size, asked).count;
             size += count;
         } while (count == asked && size < wanted);
         bytes.resize(size);
