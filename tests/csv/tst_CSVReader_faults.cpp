@@ -1,9 +1,9 @@
 #include "utils/csv/CSVReader.h"
 
-#include "tests/csv/BadFile.h"
 #include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/ReadFault.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -57,7 +57,7 @@ private Q_SLOTS:
         CSVReader reader;
         QVERIFY(reader.read(path));
         const int filesBefore = openFiles();
-        const BadFile bad(path, offset);
+        const ReadFault bad(path, offset);
 
         QVERIFY(!reader.read(path));
 
@@ -74,13 +74,13 @@ private Q_SLOTS:
         const QString path = rows(20000);
         CSVReader reader;
         {
-            const BadFile interrupted(path, 1234, EINTR, 1);
+            const ReadFault interrupted(path, 1234, EINTR, 1);
             QVERIFY(reader.read(path));
             QCOMPARE(interrupted.count(), 1);
         }
         QCOMPARE(reader.numRows(), 20001);
 
-        const BadFile interrupted(path, 120005, EINTR, 1);
+        const ReadFault interrupted(path, 120005, EINTR, 1);
         QCOMPARE(reader.data(12000), (Fields{"1012000", "0"}));
         QCOMPARE(interrupted.count(), 1);
     }
@@ -90,7 +90,7 @@ private Q_SLOTS:
         const QString path = rows(20000);
         CSVReader reader;
         QVERIFY(reader.read(path));
-        const BadFile bad(path, 120005); // within row 12000
+        const ReadFault bad(path, 120005); // within row 12000
 
         QCOMPARE(reader.data(12000), Fields{""});
         QCOMPARE(reader.data(12000, 0), QByteArray());
@@ -109,7 +109,7 @@ private Q_SLOTS:
         const QString path = rows(20000);
         CSVReader reader;
         QVERIFY(reader.read(path));
-        const BadFile bad(path, 120005);
+        const ReadFault bad(path, 120005);
 
         for (int row = 11000; row < 12000; ++row)
             QCOMPARE(reader.data(row, 0), QByteArray::number(1000000 + row));
@@ -139,7 +139,7 @@ private Q_SLOTS:
         const Fields fields = {QByteArray::number(1000000 + row), QByteArray::number(row % 10)};
         CSVReader reader;
         QVERIFY(reader.read(path));
-        BadFile bad(path, 0);
+        ReadFault bad(path, 0);
         QCOMPARE(reader.data(row), Fields{""});
         QCOMPARE(reader.colData(1, row).value(0), QByteArray());
         bad.refuseSeeks();
@@ -158,7 +158,7 @@ private Q_SLOTS:
         CSVReader reader;
         QVERIFY(reader.read(path));
         QCOMPARE(reader.data(18000, 0), QByteArray("1018000"));
-        BadFile bad(path, 1 << 20);
+        ReadFault bad(path, 1 << 20);
         bad.refuseSeeks();
 
         QCOMPARE(reader.data(10), Fields{""}); // not what is at another place
@@ -173,7 +173,7 @@ private Q_SLOTS:
         const QString path = file("a\n" + longLine + "\nb\n");
         CSVReader reader;
         QVERIFY(reader.read(path));
-        BadFile bad(path, 200000);
+        ReadFault bad(path, 200000);
 
         QCOMPARE(reader.data(0, 0), QByteArray("a"));
         QCOMPARE(reader.data(1), Fields{""});
@@ -193,7 +193,7 @@ private Q_SLOTS:
         QVERIFY(reader.read(path));
         QVERIFY(reader.data(1, -1).size() > 1);
         QCOMPARE(reader.data(0, -1), QByteArray("b"));
-        const BadFile bad(path, 15000);
+        const ReadFault bad(path, 15000);
 
         QCOMPARE(reader.data(1, -1), QByteArray());
         QCOMPARE(reader.data(0, -1), QByteArray("b"));
@@ -204,7 +204,7 @@ private Q_SLOTS:
         const QString path = file("1,2\n3,4\n5,6");
         CSVReader reader;
         QVERIFY(reader.read(path));
-        BadFile bad(path, 5);
+        ReadFault bad(path, 5);
 
         QCOMPARE(int(reader.checksum()), int(qChecksum("31,2", 4)));
         QCOMPARE(int(reader.checksum(1)), int(qChecksum("31,2", 4)));

@@ -1,11 +1,11 @@
 #include "utils/csv/CSVTable.h"
 
-#include "tests/csv/BadFile.h"
 #include "tests/csv/FailingMemory.h"
 #include "tests/csv/Rows.h"
 #include "tests/support/Files.h"
 #include "tests/support/FullDisk.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/ReadFault.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -464,7 +464,7 @@ private Q_SLOTS:
         CSVTable table;
         table.setData("text,1");
         const int filesBefore = openFiles();
-        const BadFile bad(path, offset);
+        const ReadFault bad(path, offset);
 
         QVERIFY(!table.read(path, limit));
 
@@ -489,7 +489,7 @@ private Q_SLOTS:
         const int sum = table.checksum();
         CSVTable other;
         QVERIFY(other.read(path, limitOfNoBytes));
-        BadFile bad(path, 21); // within "def,34"
+        ReadFault bad(path, 21); // within "def,34"
 
         QCOMPARE(table.data(1), QStringList({"abc", "12"})); // of what has been read before
         QCOMPARE(other.data(1), QStringList({"abc", "12"}));

@@ -481,6 +481,24 @@ private Q_SLOTS:
         QCOMPARE(pull(reader), QByteArray("(false)")); // a part of a file stays none
     }
 
+    void readsOnWhereASignalHasInterrupted()
+    {
+        const QByteArray line(50 * 1000, 'x');
+        const QString path = makeFile(m_folder->filePath("file"), (line + '\n').repeated(10));
+        ByteCollector reader(path);
+        {
+            const ReadFault interrupted(path, 1234, EINTR, 1);
+            QCOMPARE(pull(reader), line);
+            QCOMPARE(interrupted.count(), 1);
+        }
+
+        const ReadFault interrupted(path, 300 * 1000, EINTR, 1);
+        reader.readFile();
+
+        QCOMPARE(reader.lines.size(), 9);
+        QCOMPARE(interrupted.count(), 1);
+    }
+
     void readsNoLineInPart_data()
     {
         QTest::addColumn<QByteArray>("line");

@@ -1,9 +1,9 @@
 #include "utils/strings/StringTable.h"
 
-#include "tests/csv/BadFile.h"
 #include "tests/strings/Catalogue.h" // resetCatalogue
 #include "tests/support/Files.h"     // makeFile
 #include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
+#include "tests/support/ReadFault.h"
 #include "utils/files/File.h"
 
 #include <QTemporaryDir>
@@ -49,7 +49,7 @@ private Q_SLOTS:
         QVERIFY(StringTable::load("Kept"));
         makeFile(path, tableOf(2000, "behind"));
         const int filesBefore = openFiles();
-        BadFile bad(path, offset);
+        ReadFault bad(path, offset);
 
         QVERIFY(!StringTable::load("Kept"));
 
@@ -70,7 +70,7 @@ private Q_SLOTS:
         const QString path = makeFile(m_root.filePath("locale/Other_de.xml"), tableOf(2000, "de"));
         StringTable::initialize("en", "", "");
         QVERIFY(StringTable::load("Other"));
-        BadFile bad(path, 30000);
+        ReadFault bad(path, 30000);
 
         QCOMPARE(StringTable::lookupl(".Other.7", "de"), Data::String("text 7 en"));
         QVERIFY(bad.count() > 0);

@@ -1,10 +1,10 @@
 #include "tests/support/ReadFault.h"
 
+#include <QDir>
 #include <QFile>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 
@@ -20,9 +20,12 @@ static std::atomic<bool> isBroken;
 static dev_t device;
 static ino_t inode;
 static qint64 firstBadByte;
+static int errorNumber;
+static std::atomic<int> timesLeft;
+static std::atomic<bool> hasBadSeeks;
 static std::atomic<int> failures;
 
-ReadFault::ReadFault(const QString &path, qint64 offset)
+ReadFault::ReadFault(const QString &path, qint64 offset, int error, int times)
 {
     struct stat status;
     if (stat(QFile::encodeName(path).constData(), &status) != 0)
@@ -30,29 +33,41 @@ ReadFault::ReadFault(const QString &path, qint64 offset)
     device = status.st_dev;
     inode = status.st_ino;
     firstBadByte = offset;
+    errorNumber = error;
+    timesLeft = times;
+    hasBadSeeks = false;
     failures = 0;
     isBroken = true;
 }
 
-ReadFault::~ReadFault() { repair(); }
+void ReadFault::refuseSeeks() { hasBadSeeks = true; }
 
 void ReadFault::repair() { isBroken = false; }
 
 int ReadFault::count() const { return failures; }
 
+int openFiles() { return QDir("/proc/self/fd").entryList(QDir::Files | QDir::System).size(); }
+
 static bool isBrokenFile(int descriptor)
 {
     struct stat status;
-    return isBroken && fstat(descriptor, &status) == 0 && status.st_dev == device &&
-           status.st_ino == inode;
+    return isBroken && timesLeft != 0 && fstat(descriptor, &status) == 0 &&
+           status.st_dev == device && status.st_ino == inode;
+}
+
+static void fail()
+{
+    ++failures;
+    if (timesLeft > 0)
+        --timesLeft;
+    errno = errorNumber;
 }
 
 /// How many of \p wanted bytes can be read at \p position, -1 when the first of them is bad.
 static ssize_t goodBytes(qint64 position, std::size_t wanted)
 {
     if (wanted > 0 && position >= firstBadByte) {
-        ++failures;
-        errno = EIO;
+        fail();
         return -1;
     }
     return static_cast<ssize_t>(std::min<quint64>(wanted, firstBadByte - position));
@@ -105,7 +120,7 @@ KELM_IN_FRONT int ioctl(int descriptor, unsigned long request, ...) noexcept
 // The C library does not read by way of the function above.
 KELM_IN_FRONT std::size_t fread(void *bytes, std::size_t size, std::size_t count, std::FILE *stream)
 {
-    const auto plain = next(&fread, "fread");
+    static const auto plain = next(&fread, "fread");
     if (size == 0 || !isBrokenFile(fileno(stream)))
         return plain(bytes, size, count, stream);
 
@@ -116,9 +131,19 @@ KELM_IN_FRONT std::size_t fread(void *bytes, std::size_t size, std::size_t count
     const std::size_t taken =
         good > 0 ? plain(bytes, 1, static_cast<std::size_t>(good), stream) : 0;
     if (!std::feof(stream)) {
-        failures += good > 0 ? 1 : 0; // as goodBytes() has counted none
+        if (good > 0) // where goodBytes() has counted none
+            fail();
         stream->_flags |= _IO_ERR_SEEN;
-        errno = EIO;
     }
     return taken / size;
+}
+
+KELM_IN_FRONT int fseek(std::FILE *stream, long offset, int whence)
+{
+    static const auto plain = next(&fseek, "fseek");
+    if (hasBadSeeks && isBrokenFile(fileno(stream))) {
+        fail();
+        return -1;
+    }
+    return plain(stream, offset, whence);
 }

@@ -1,10 +1,10 @@
 #include "utils/tagfile/TagFile.h"
 
-#include "tests/csv/BadFile.h"
 #include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
 #include "tests/support/FullDisk.h"
 #include "tests/support/Print.h"
+#include "tests/support/ReadFault.h"
 #include "tests/tagfile/Tags.h"
 
 #include <QTemporaryDir>
@@ -79,7 +79,7 @@ private Q_SLOTS:
         tags.addTag("there", "");
         QStringList errors{"before"};
         const int filesBefore = openFiles();
-        const BadFile bad(file, offset);
+        const ReadFault bad(file, offset);
 
         QVERIFY(!tags.read(file, error));
         QVERIFY(!tags.read(file, errors));
@@ -101,7 +101,7 @@ private Q_SLOTS:
         QVERIFY(written.save(file, error));
         TagFile tags;
         // Where it stands first in what is read at one go, for Qt tries again behind others.
-        const BadFile bad(file, 32768, EIO, 1);
+        const ReadFault bad(file, 32768, EIO, 1);
 
         const bool isRead = tags.read(file, error);
 
@@ -116,7 +116,7 @@ private Q_SLOTS:
         Data::String error;
         const Data::String file = path("whole");
         QVERIFY(written.save(file, error));
-        const BadFile bad(file, QFileInfo(file).size());
+        const ReadFault bad(file, QFileInfo(file).size());
         TagFile tags;
 
         QVERIFY(tags.read(file, error));
@@ -239,7 +239,7 @@ private Q_SLOTS:
         QFile file(name);
         QVERIFY(file.open(QIODevice::ReadOnly));
         QTextStream in(&file);
-        const BadFile bad(name, 10);
+        const ReadFault bad(name, 10);
         TagFile tags;
         Data::String error = "untouched";
 
