@@ -2,8 +2,8 @@
 
 #include "utils/base/ByteScan_p.h"
 #include "utils/base/Checksum_p.h"
-#include "utils/base/NumberParse_p.h"
 #include "utils/csv/LineSource_p.h"
+#include "utils/csv/cells/Cells_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
 
@@ -15,10 +15,6 @@
 #include <new>
 
 namespace Utils {
-
-// How far in front of a table a column may start. Beyond that it is taken for a mistake, which
-// would otherwise use up the memory.
-static const int maxRowsInFront = 1 << 24;
 
 class CSVReaderPrivate
 {
@@ -33,6 +29,12 @@ public:
     LineSource::Line line(int row) const { return source->line(row); }
 
     QList<QByteArray> split(const char *next, const char *end) const;
+
+    double toNumber(const char *begin, const char *end, bool *ok) const
+    {
+        return csvNumber(
+            begin, end, [this] { return holeValue; }, ok);
+    }
 
     /// The field \p col, or nothing, of the line between \p begin and \p end, which becomes the
     /// field. Carriage returns may still be in it.
@@ -70,21 +72,6 @@ static QByteArray withoutReturns(const char *begin, const char *end)
         bytes.truncate(
             static_cast<int>(std::remove(bytes.begin(), bytes.end(), '\r') - bytes.begin()));
     return bytes;
-}
-
-static bool isBlank(char byte) { return byte == ' ' || (byte >= '\t' && byte <= '\r'); }
-
-static double toNumber(const char *begin, const char *end, double holeValue, bool *ok)
-{
-    while (begin != end && isBlank(*begin))
-        ++begin;
-    while (begin != end && isBlank(end[-1]))
-        --end;
-    if (begin != end)
-        return parseNumber(begin, static_cast<int>(end - begin), ok);
-    if (ok)
-        *ok = false;
-    return holeValue;
 }
 
 static QString toText(const char *begin, const char *end)
@@ -199,7 +186,7 @@ template <typename List, typename Convert>
 List CSVReaderPrivate::column(int col, int fromRow, const Convert &convert)
 {
     const qint64 count = qint64(numRows()) - fromRow;
-    if (col < 0 || count <= 0 || fromRow < -maxRowsInFront)
+    if (col < 0 || count <= 0 || fromRow < -csvReach)
         return {};
     try {
         List column;
@@ -368,10 +355,8 @@ QList<QByteArray> CSVReader::data(int row) const
 QList<QByteArray> CSVReader::rowData(int row, int firstCol, int lastCol) const
 {
     const QList<QByteArray> fields = data(row);
-    const int start = std::max(firstCol, 0);
-    const int end = lastCol < firstCol ? fields.size() : std::min(lastCol, fields.size() - 1) + 1;
     try {
-        return start < end ? fields.mid(start, end - start) : QList<QByteArray>();
+        return csvPart(fields, firstCol, lastCol);
     } catch (const std::bad_alloc &) {
         return {};
     }
@@ -427,7 +412,7 @@ QList<double> CSVReader::rowDataValue(int row, int firstCol, int lastCol) const
 QList<double> CSVReader::colDataValue(int col, int firstRow) const
 {
     return d->column<QList<double>>(col, firstRow, [this](const char *begin, const char *end) {
-        return toNumber(begin, end, d->holeValue, nullptr);
+        return d->toNumber(begin, end, nullptr);
     });
 }
 
@@ -459,7 +444,7 @@ QList<double> CSVReader::toValues(const QList<QByteArray> &fields) const
 
 double CSVReader::toValue(const QByteArray &bytes, bool *ok) const
 {
-    return toNumber(bytes.constData(), bytes.constData() + bytes.size(), d->holeValue, ok);
+    return d->toNumber(bytes.constData(), bytes.constData() + bytes.size(), ok);
 }
 
 QByteArray CSVReader::readLine(int row) const

@@ -1,6 +1,6 @@
 #include "utils/csv/LineSplitter_p.h"
 
-#include "utils/csv/cells/Blanks_p.h"
+#include "utils/csv/cells/Cells_p.h"
 #include "utils/text/List.h"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 #include "utils/files/FileByteReader.h"
 
+#include "utils/base/Limits_p.h"
 #include "utils/base/LineFile_p.h"
 #include "utils/platform/Platform.h"
 
@@ -10,7 +11,6 @@
 
 namespace Utils {
 
-static const int maxSize = std::numeric_limits<int>::max() - 64; // a byte array has some of its own
 static const int windowSize = 128 * 1024;
 
 class FileByteReaderPrivate
@@ -59,7 +59,7 @@ bool FileByteReaderPrivate::readNext(QByteArray &line)
 
     file.seek(offset);
     LineFile::Count size; // smaller than the length where the file was cut meanwhile
-    if (length > windowSize && length <= maxSize) {
+    if (length > windowSize && length <= maxByteCount) {
         line.resize(length);
         size = file.read(line.data(), length);
         line.resize(size.count);
@@ -129,7 +129,7 @@ QByteArray FileByteReader::read(long n)
         return bytes;
 
     // Grows with what is found, so that a caller may ask for more than there is.
-    const int wanted = static_cast<int>(std::min<long>(n, maxSize));
+    const int wanted = static_cast<int>(std::min<long>(n, maxByteCount));
     int size = 0;
     int asked = 0;
     int count = 0;

@@ -2,6 +2,7 @@
 
 #include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
+#include "utils/base/Limits_p.h"
 #include "utils/base/Utf8_p.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File_p.h"
@@ -27,12 +28,6 @@ namespace Utils {
 static const char utf8[] = "UTF-8";
 static const QLatin1Char wildcard('*');
 static const QLatin1String httpScheme("http://");
-
-/// The longest text that a QString can hold, less some room for its own record.
-static constexpr qint64 maxTextLength = std::numeric_limits<int>::max() / 2 - 64;
-
-/// The most bytes that a QByteArray can hold, in the same way.
-static constexpr qint64 maxByteCount = std::numeric_limits<int>::max() - 64;
 
 static bool open(QFile &file, QIODevice::OpenMode mode)
 {

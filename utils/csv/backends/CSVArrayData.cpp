@@ -1,6 +1,5 @@
 #include "utils/csv/backends/CSVArrayData_p.h"
 
-#include "utils/base/NumberParse_p.h"
 #include "utils/feedback/Progress.h"
 
 namespace Utils {
@@ -107,12 +106,7 @@ QString CSVArrayData::text(const QByteArray &field) const { return QString::from
 
 double CSVArrayData::number(const QByteArray &field, bool *ok) const
 {
-    const QByteArray trimmed = field.trimmed();
-    if (!trimmed.isEmpty())
-        return parseNumber(trimmed, ok);
-    if (ok)
-        *ok = false;
-    return csvHoleValue();
+    return csvNumber(field.constData(), field.constData() + field.size(), csvHoleValue, ok);
 }
 
 } // namespace Utils

@@ -5,8 +5,6 @@
 #include <QList>
 #include <QStringList>
 
-#include <algorithm>
-
 namespace Utils {
 
 /// How a CSVTable holds its cells: as text, as bytes, or not at all, in the file.
@@ -63,33 +61,5 @@ public:
     /// Removes many rows at once, as removeRow() does one. Their numbers are in ascending order.
     virtual void removeRows(const QList<int> &rows);
 };
-
-/// How far beyond a table an index may lead to empty entries: 16 million. Beyond that it is taken
-/// for a mistake, which would otherwise use up the memory.
-constexpr int csvReach = 1 << 24;
-
-/// The number that stands for an empty field in every table that holds its cells in memory.
-double &csvHoleValue();
-
-/// The number in \p text, in the C locale, up to a "{". The hole number, with \p ok false, when
-/// the text is empty, and 0.0 when it is no number.
-double csvNumber(const QString &text, bool *ok);
-
-/// A \p text or bytes that may be kept. What was made by fromRawData() belongs to somebody else,
-/// who may change or free it at any time: it is copied.
-template <typename Text>
-Text csvToKeep(const Text &text)
-{
-    return text.capacity() > 0 ? text : Text(text.constData(), text.size());
-}
-
-/// The fields from \p firstCol to \p lastCol, or to the end when \p lastCol is smaller.
-template <typename Row>
-Row csvPart(const Row &row, int firstCol, int lastCol)
-{
-    const int begin = std::max(firstCol, 0);
-    const int end = lastCol < firstCol ? row.size() : std::min(lastCol, row.size() - 1) + 1;
-    return begin < end ? row.mid(begin, end - begin) : Row();
-}
 
 } // namespace Utils

@@ -2,6 +2,7 @@
 
 #include "utils/csv/backends/CSVData_p.h"
 #include "utils/csv/backends/RowStore_p.h"
+#include "utils/csv/cells/Cells_p.h"
 
 #include <algorithm>
 #include <vector>

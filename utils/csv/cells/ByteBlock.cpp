@@ -1,8 +1,7 @@
 #include "utils/csv/cells/ByteBlock_p.h"
 
 #include "utils/base/DecimalParse_p.h"
-#include "utils/csv/backends/CSVData_p.h"
-#include "utils/csv/cells/Blanks_p.h"
+#include "utils/csv/cells/Cells_p.h"
 
 #include <cstring>
 
@@ -63,12 +62,7 @@ double ByteBlock::number(int cell, bool *ok) const
             *ok = true;
         return value;
     }
-    trimAscii(found.begin, found.end);
-    if (found.begin != found.end)
-        return parseNumber(found.begin, found.size(), ok);
-    if (ok)
-        *ok = false;
-    return csvHoleValue();
+    return csvNumber(found.begin, found.end, csvHoleValue, ok);
 }
 
 /// Whether the cells of a line are what its bytes are, with nothing to trim and no zero byte.

@@ -1,19 +1,16 @@
 #include "utils/csv/cells/CSVText_p.h"
 
+#include "utils/base/Limits_p.h"
 #include "utils/base/Utf8_p.h"
 
 #include <QTextStream>
 
 #include <cstring>
-#include <limits>
 
 namespace Utils {
 
 static const char mark[] = "\xef\xbb\xbf";
 static const int markSize = 3;
-
-/// The longest text that a QString can hold, less some room for its own record.
-static const int maxSize = std::numeric_limits<int>::max() / 2 - 64;
 
 static bool startsWithMark(const char *bytes, int size)
 {
@@ -23,7 +20,7 @@ static bool startsWithMark(const char *bytes, int size)
 CSVText CSVText::fromFile(const QByteArray &bytes)
 {
     CSVText text{QString()};
-    if (bytes.size() > maxSize)
+    if (bytes.size() > maxTextLength)
         return text;
     if (!isValidUtf8(bytes.constData(), bytes.constData() + bytes.size())) {
         if (startsWithWideMark(bytes))

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "utils/csv/backends/CSVData_p.h"
+#include "utils/csv/cells/Cells_p.h"
 
 #include <QByteArray>
 #include <QString>

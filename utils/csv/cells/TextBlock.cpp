@@ -1,8 +1,7 @@
 #include "utils/csv/cells/TextBlock_p.h"
 
 #include "utils/base/DecimalParse_p.h"
-#include "utils/csv/backends/CSVData_p.h"
-#include "utils/csv/cells/Blanks_p.h"
+#include "utils/csv/cells/Cells_p.h"
 #include "utils/text/List.h"
 
 namespace Utils {
