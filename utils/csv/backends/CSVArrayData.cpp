@@ -19,7 +19,7 @@ QStringList CSVArrayData::data(int row)
             for (const QByteArray &field : fields)
                 texts.append(text(field));
         },
-        [&](const ByteBlock &block, int line) {
+        [&](const ByteChunk &block, int line) {
             texts.reserve(block.numCells(line));
             for (int cell = block.firstCell(line); cell < block.firstCell(line + 1); ++cell)
                 texts.append(block.text(cell));
@@ -37,7 +37,7 @@ Data::String CSVArrayData::data(int row, int col)
     return visitField(
         row, col,
         [](const QByteArray *field) { return field ? QString::fromLatin1(*field) : QString(); },
-        [](const ByteBlock &block, int cell) { return block.latin1(cell); });
+        [](const ByteChunk &block, int cell) { return block.latin1(cell); });
 }
 
 double CSVArrayData::dataValue(int row, int col, bool *ok)
@@ -54,18 +54,18 @@ double CSVArrayData::dataValue(int row, int col, bool *ok)
         return noCell();
     return visitField(
         row, col, [&](const QByteArray *field) { return field ? number(*field, ok) : noCell(); },
-        [&](const ByteBlock &block, int cell) { return block.number(cell, ok); });
+        [&](const ByteChunk &block, int cell) { return block.number(cell, ok); });
 }
 
 void CSVArrayData::setData(const QByteArray &bytes, bool parseNow, Progress *progress,
                            const Data::String &label)
 {
     if (!parseNow) {
-        appendBlock(ByteBlock(bytes));
+        appendBlock(ByteChunk(bytes));
         return;
     }
 
-    ByteBlock block(bytes, m_delimiter);
+    ByteChunk block(bytes, m_delimiter);
     const int count = block.numLines();
     if (progress) {
         progress->setMaxSteps(count);
@@ -91,7 +91,7 @@ void CSVArrayData::appendRow(int row, char separator, QByteArray &to)
                 to.append(text(fields.at(i)).toUtf8());
             }
         },
-        [&](const ByteBlock &block, int line) { block.appendLine(line, separator, to); });
+        [&](const ByteChunk &block, int line) { block.appendLine(line, separator, to); });
 }
 
 QList<QByteArray> CSVArrayData::split(const QByteArray &line) const

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "utils/csv/backends/CSVMemoryData_p.h"
-#include "utils/csv/cells/ByteBlock_p.h"
+#include "utils/csv/cells/ByteChunk_p.h"
 
 namespace Utils {
 
@@ -15,7 +15,7 @@ class Progress;
 /// not exist is 0.0, not the hole number.
 ///
 /// A row that is asked for as a list of text is held as one from then on, besides its bytes.
-class CSVArrayData : public CSVMemoryData<QList<QByteArray>, ByteBlock>
+class CSVArrayData : public CSVMemoryData<QList<QByteArray>, ByteChunk>
 {
 public:
     explicit CSVArrayData(char delimiter) : m_delimiter(delimiter) {}

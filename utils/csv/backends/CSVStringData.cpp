@@ -33,7 +33,7 @@ Data::String CSVStringData::data(int row, int col)
         return {};
     return visitField(
         row, col, [](const QString *field) { return field ? *field : QString(); },
-        [](const TextBlock &block, int cell) { return block.text(cell); });
+        [](const TextChunk &block, int cell) { return block.text(cell); });
 }
 
 double CSVStringData::dataValue(int row, int col, bool *ok)
@@ -44,7 +44,7 @@ double CSVStringData::dataValue(int row, int col, bool *ok)
         return csvNumber(QString(), ok);
     return visitField(
         row, col, [&](const QString *field) { return csvNumber(field ? *field : QString(), ok); },
-        [&](const TextBlock &block, int cell) { return block.number(cell, ok); });
+        [&](const TextChunk &block, int cell) { return block.number(cell, ok); });
 }
 
 double CSVStringData::number(const QString &field, bool *ok) const { return csvNumber(field, ok); }
@@ -70,7 +70,7 @@ void CSVStringData::appendText(const CSVText &text, bool parseNow, Progress *pro
         delimiters = alternateDelimiters;
 
     if (!parseNow) {
-        appendBlock(TextBlock(text));
+        appendBlock(TextChunk(text));
         return;
     }
 
@@ -81,7 +81,7 @@ void CSVStringData::appendText(const CSVText &text, bool parseNow, Progress *pro
         return;
     }
 
-    TextBlock block(text, splitter.character(),
+    TextChunk block(text, splitter.character(),
                     splitter.isSingle() ? CellIndex::Ignored : CellIndex::Counted);
     const int count = block.numLines();
     if (progress) {
@@ -121,12 +121,12 @@ void CSVStringData::appendSplit(const CSVText &text, const LineSplitter &splitte
 }
 
 /// Appends the lines that are no comments.
-void CSVStringData::appendBlock(TextBlock block)
+void CSVStringData::appendBlock(TextChunk block)
 {
     if (comment.isEmpty())
         CSVMemoryData::appendBlock(std::move(block));
     else
-        CSVMemoryData::appendBlock(std::move(block), [this](const TextBlock &lines, int line) {
+        CSVMemoryData::appendBlock(std::move(block), [this](const TextChunk &lines, int line) {
             return !lines.mayStartWith(line, comment.at(0)) || !isComment(lines.line(line));
         });
 }
@@ -149,7 +149,7 @@ void CSVStringData::appendHeldRow(int row, const QString &separator, QByteArray 
 {
     visit(
         row, [&](const QStringList &fields) { to.append(fields.join(separator).toUtf8()); },
-        [&](const TextBlock &block, int line) { block.appendLine(line, separator, to); });
+        [&](const TextChunk &block, int line) { block.appendLine(line, separator, to); });
 }
 
 void CSVStringData::reorder(int firstRow, const QList<int> &order)

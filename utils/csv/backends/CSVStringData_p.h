@@ -1,7 +1,7 @@
 #pragma once
 
 #include "utils/csv/backends/CSVMemoryData_p.h"
-#include "utils/csv/cells/TextBlock_p.h"
+#include "utils/csv/cells/TextChunk_p.h"
 
 namespace Utils {
 
@@ -15,7 +15,7 @@ class Progress;
 ///
 /// A row that is asked for as a list is held as one from then on: whoever asks for it once most
 /// often does so again.
-class CSVStringData : public CSVMemoryData<QStringList, TextBlock>
+class CSVStringData : public CSVMemoryData<QStringList, TextChunk>
 {
 public:
     QStringList delimiters;          ///< fragments of one pattern
@@ -83,7 +83,7 @@ private:
                     const Data::String &label);
     void appendSplit(const CSVText &text, const LineSplitter &splitter, Progress *progress,
                      const Data::String &label);
-    void appendBlock(TextBlock block);
+    void appendBlock(TextChunk block);
 };
 
 } // namespace Utils

@@ -1,4 +1,4 @@
-#include "utils/csv/cells/ByteBlock_p.h"
+#include "utils/csv/cells/ByteChunk_p.h"
 
 #include "utils/base/DecimalParse_p.h"
 #include "utils/csv/cells/Cells_p.h"
@@ -7,18 +7,18 @@
 
 namespace Utils {
 
-ByteBlock::ByteBlock(const QByteArray &bytes)
+ByteChunk::ByteChunk(const QByteArray &bytes)
     : m_bytes(csvToKeep(bytes)), m_index(CellIndex::ofLines(bytes.constData(), bytes.size())),
       m_isSplit(false)
 {}
 
-ByteBlock::ByteBlock(const QByteArray &bytes, char delimiter)
+ByteChunk::ByteChunk(const QByteArray &bytes, char delimiter)
     : m_bytes(csvToKeep(bytes)),
       m_index(bytes.constData(), bytes.size(), delimiter, CellIndex::Ignored),
       m_delimiter(delimiter), m_isSplit(true)
 {}
 
-ByteBlock::Span ByteBlock::span(int cell) const
+ByteChunk::Span ByteChunk::span(int cell) const
 {
     Span found = {m_bytes.constData() + m_index.begin(cell),
                   m_bytes.constData() + m_index.end(cell)};
@@ -27,9 +27,9 @@ ByteBlock::Span ByteBlock::span(int cell) const
     return found;
 }
 
-bool ByteBlock::isEmpty(int cell) const { return span(cell).size() == 0; }
+bool ByteChunk::isEmpty(int cell) const { return span(cell).size() == 0; }
 
-QByteArray ByteBlock::field(int cell) const
+QByteArray ByteChunk::field(int cell) const
 {
     const Span found = span(cell);
     return QByteArray(found.begin, found.size());
@@ -40,19 +40,19 @@ static int sizeToZero(const char *begin, int size)
     return static_cast<int>(qstrnlen(begin, static_cast<uint>(size)));
 }
 
-QString ByteBlock::text(int cell) const
+QString ByteChunk::text(int cell) const
 {
     const Span found = span(cell);
     return QString::fromUtf8(found.begin, sizeToZero(found.begin, found.size()));
 }
 
-QString ByteBlock::latin1(int cell) const
+QString ByteChunk::latin1(int cell) const
 {
     const Span found = span(cell);
     return QString::fromLatin1(found.begin, sizeToZero(found.begin, found.size()));
 }
 
-double ByteBlock::number(int cell, bool *ok) const
+double ByteChunk::number(int cell, bool *ok) const
 {
     Span found = {m_bytes.constData() + m_index.begin(cell),
                   m_bytes.constData() + m_index.end(cell)};
@@ -66,7 +66,7 @@ double ByteBlock::number(int cell, bool *ok) const
 }
 
 /// Whether the cells of a line are what its bytes are, with nothing to trim and no zero byte.
-bool ByteBlock::isAsIs(int line) const
+bool ByteChunk::isAsIs(int line) const
 {
     if (!m_index.isAscii())
         return false;
@@ -83,7 +83,7 @@ bool ByteBlock::isAsIs(int line) const
                         static_cast<std::size_t>(m_index.end(end - 1) - begin));
 }
 
-void ByteBlock::appendLine(int line, char separator, QByteArray &to) const
+void ByteChunk::appendLine(int line, char separator, QByteArray &to) const
 {
     const int first = m_index.firstCell(line);
     const int end = m_index.firstCell(line + 1);

@@ -8,14 +8,14 @@
 namespace Utils {
 
 /// The bytes of many rows, shared with whoever has given them.
-class ByteBlock
+class ByteChunk
 {
 public:
     /// Each line as one cell, as it is.
-    explicit ByteBlock(const QByteArray &bytes);
+    explicit ByteChunk(const QByteArray &bytes);
 
     /// The cells between delimiters, which are trimmed.
-    ByteBlock(const QByteArray &bytes, char delimiter);
+    ByteChunk(const QByteArray &bytes, char delimiter);
 
     bool isSplit() const { return m_isSplit; }
     int numLines() const { return m_index.numLines(); }

@@ -1,4 +1,4 @@
-#include "utils/csv/cells/TextBlock_p.h"
+#include "utils/csv/cells/TextChunk_p.h"
 
 #include "utils/base/DecimalParse_p.h"
 #include "utils/csv/cells/Cells_p.h"
@@ -30,22 +30,22 @@ static CellIndex makeIndex(const CSVText &text, QChar delimiter, CellIndex::Quot
                                      text.size(), delimiter.unicode(), quotes);
 }
 
-TextBlock::TextBlock(const CSVText &text)
+TextChunk::TextChunk(const CSVText &text)
     : m_text(text), m_index(makeIndex(text, QLatin1Char('\n'), CellIndex::Ignored)),
       m_isSplit(false)
 {}
 
-TextBlock::TextBlock(const CSVText &text, QChar delimiter, Quotes quotes)
+TextChunk::TextChunk(const CSVText &text, QChar delimiter, Quotes quotes)
     : m_text(text), m_index(makeIndex(text, delimiter, quotes)), m_delimiter(delimiter),
       m_isSplit(true)
 {}
 
-QString TextBlock::line(int line) const
+QString TextChunk::line(int line) const
 {
     return m_text.part(m_index.begin(firstCell(line)), m_index.end(firstCell(line + 1) - 1));
 }
 
-bool TextBlock::mayStartWith(int line, QChar character) const
+bool TextChunk::mayStartWith(int line, QChar character) const
 {
     const int begin = m_index.begin(firstCell(line));
     if (begin == m_text.size())
@@ -56,7 +56,7 @@ bool TextBlock::mayStartWith(int line, QChar character) const
     return character == m_text.characters()[begin];
 }
 
-bool TextBlock::isEmpty(int cell) const
+bool TextChunk::isEmpty(int cell) const
 {
     if (m_text.isUtf8() && m_isSplit && !m_index.hasQuote(cell)) {
         const char *begin = m_text.bytes() + m_index.begin(cell);
@@ -68,7 +68,7 @@ bool TextBlock::isEmpty(int cell) const
     return text(cell).isEmpty();
 }
 
-QString TextBlock::text(int cell) const
+QString TextChunk::text(int cell) const
 {
     int first = m_index.begin(cell);
     int last = m_index.end(cell);
@@ -95,14 +95,14 @@ QString TextBlock::text(int cell) const
 }
 
 /// What becomes of a cell with quotes does not depend on those around it.
-QString TextBlock::quotedText(int cell) const
+QString TextChunk::quotedText(int cell) const
 {
     const QString all = m_text.part(m_index.begin(cell), m_index.end(cell));
     const QStringList items = List::safeSplit(all, m_delimiter, /*backslashQuotes=*/false);
     return items.first().trimmed();
 }
 
-double TextBlock::number(int cell, bool *ok) const
+double TextChunk::number(int cell, bool *ok) const
 {
     const int first = m_index.begin(cell);
     const int last = m_index.end(cell);
@@ -117,7 +117,7 @@ double TextBlock::number(int cell, bool *ok) const
 }
 
 /// Whether the cells of a line are what its bytes are, with nothing to trim.
-bool TextBlock::isAsIs(int line) const
+bool TextChunk::isAsIs(int line) const
 {
     for (int cell = m_index.firstCell(line); cell < m_index.firstCell(line + 1); ++cell) {
         if (m_index.hasQuote(cell))
@@ -131,7 +131,7 @@ bool TextBlock::isAsIs(int line) const
     return true;
 }
 
-void TextBlock::appendLine(int line, const QString &separator, QByteArray &to) const
+void TextChunk::appendLine(int line, const QString &separator, QByteArray &to) const
 {
     const int first = m_index.firstCell(line);
     const int end = m_index.firstCell(line + 1);

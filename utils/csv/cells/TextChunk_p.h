@@ -6,16 +6,16 @@
 namespace Utils {
 
 /// The text of many rows.
-class TextBlock
+class TextChunk
 {
 public:
     using Quotes = CellIndex::Quotes;
 
     /// Each line as one cell, as it is.
-    explicit TextBlock(const CSVText &text);
+    explicit TextChunk(const CSVText &text);
 
     /// The cells between delimiters, which are trimmed. Of UTF-8 the delimiter must be ASCII.
-    TextBlock(const CSVText &text, QChar delimiter, Quotes quotes);
+    TextChunk(const CSVText &text, QChar delimiter, Quotes quotes);
 
     bool isSplit() const { return m_isSplit; }
     int numLines() const { return m_index.numLines(); }
