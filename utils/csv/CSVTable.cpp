@@ -1,8 +1,32 @@
 #include "utils/csv/CSVTable.h"
 
 #include "utils/csv/CSVTable_p.h"
+#include "utils/csv/backends/CSVArrayData_p.h"
+#include "utils/csv/backends/CSVStringData_p.h"
 
 namespace Utils {
+
+CSVBackends CSVBackends::standard()
+{
+    const auto makeText = []() -> std::unique_ptr<CSVTextData> {
+        return std::make_unique<CSVStringData>();
+    };
+    const auto makeBytes = [](const QByteArray &bytes, char delimiter, bool parseNow,
+                              Progress *progress,
+                              const Data::String &label) -> std::unique_ptr<CSVData> {
+        auto backend = std::make_unique<CSVArrayData>(delimiter);
+        backend->setData(bytes, parseNow, progress, label);
+        return backend;
+    };
+    return {makeText, makeBytes};
+}
+
+void CSVTablePrivate::useBackends(CSVTable &table, const CSVBackends &newBackends)
+{
+    table.d->useText();
+    table.d->textData = newBackends.makeText();
+    table.d->backends = newBackends;
+}
 
 CSVTable::CSVTable(const Data::String &delimiter) : d(new CSVTablePrivate)
 {
@@ -18,7 +42,7 @@ void CSVTable::addDelimiter(const Data::String &delimiter, bool alternate)
 
 void CSVTablePrivate::addDelimiter(const Data::String &delimiter, bool alternate)
 {
-    QStringList &list = alternate ? textData.alternateDelimiters : textData.delimiters;
+    QStringList &list = alternate ? textData->alternateDelimiters : textData->delimiters;
     if (!delimiter.isEmpty() && !list.contains(delimiter))
         list.append(delimiter);
 }
@@ -27,16 +51,16 @@ void CSVTable::setComment(const Data::String &comment, char except)
 {
     unlessOutOfMemory([&] {
         const Data::String exception =
-            except != 0 ? Data::String(comment + except) : d->textData.commentException;
-        d->textData.comment = comment;
-        d->textData.commentException = exception;
+            except != 0 ? Data::String(comment + except) : d->textData->commentException;
+        d->textData->comment = comment;
+        d->textData->commentException = exception;
     });
 }
 
-Data::String CSVTable::comment() const { return d->textData.comment; }
+Data::String CSVTable::comment() const { return d->textData->comment; }
 
 void CSVTable::setDemandParse(bool on) { d->demandParse = on; }
-bool CSVTable::isDemandRead() const { return d->data->isReadOnly(); }
+bool CSVTable::isDemandRead() const { return d->current().isReadOnly(); }
 
 void CSVTable::setHoleValue(double value)
 {
@@ -58,10 +82,10 @@ void CSVTable::clearPath() { d->path = Data::String(); }
 void CSVTable::clear()
 {
     unlessOutOfMemory([&] {
-        QStringList &delimiters = d->textData.delimiters;
+        QStringList &delimiters = d->textData->delimiters;
         if (delimiters.size() > 1)
             delimiters = delimiters.mid(0, 1);
-        d->textData.clear();
+        d->textData->clear();
         clearCSV();
     });
 }

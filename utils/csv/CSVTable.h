@@ -409,6 +409,8 @@ public:
     static Data::String columnLabel(int col, int row = -1);
 
 private:
+    friend class CSVTablePrivate;
+
     void clearCSV();
     bool needsEscape(const Data::String &delimiter) const;
     void alignData(int firstRow, int lastRow, int numColumns, QList<QStringList> &rows,

@@ -21,12 +21,12 @@ static QList<double> toNumbers(const QStringList &texts)
 
 QStringList CSVTable::data(int row) const
 {
-    return emptyWithoutMemory([&] { return d->data->data(row); });
+    return emptyWithoutMemory([&] { return d->current().data(row); });
 }
 
 Data::String CSVTable::data(int row, int col) const
 {
-    return emptyWithoutMemory([&] { return d->data->data(row, col); });
+    return emptyWithoutMemory([&] { return d->current().data(row, col); });
 }
 
 QStringList CSVTable::data(int row, int col, const Data::String &separator) const
@@ -82,21 +82,21 @@ QStringList CSVTable::rowData(int row, int firstCol, int lastCol) const
 
 QStringList CSVTable::colData(int col, int firstRow) const
 {
-    return emptyWithoutMemory([&] { return d->data->colData(col, firstRow); });
+    return emptyWithoutMemory([&] { return d->current().colData(col, firstRow); });
 }
 
 // Numbers
 
 QList<double> CSVTable::dataValue(int row) const
 {
-    return emptyWithoutMemory([&] { return d->data->dataValue(row); });
+    return emptyWithoutMemory([&] { return d->current().dataValue(row); });
 }
 
 double CSVTable::dataValue(int row, int col, bool *ok) const
 {
     if (ok)
         *ok = false;
-    return emptyWithoutMemory([&] { return d->data->dataValue(row, col, ok); });
+    return emptyWithoutMemory([&] { return d->current().dataValue(row, col, ok); });
 }
 
 QList<double> CSVTable::dataValue(int row, int col, const Data::String &separator) const
@@ -138,7 +138,7 @@ QList<double> CSVTable::rowDataValue(int row, int firstCol, int lastCol) const
 
 QList<double> CSVTable::colDataValue(int col, int firstRow) const
 {
-    return emptyWithoutMemory([&] { return d->data->colDataValue(col, firstRow); });
+    return emptyWithoutMemory([&] { return d->current().colDataValue(col, firstRow); });
 }
 
 // Properties and names
@@ -156,9 +156,9 @@ QMap<Data::String, Data::Variant> CSVTablePrivate::propertyValues(int row, bool 
             normalizeKeys ? key.toLower().replace(QLatin1Char(' '), QLatin1Char('_')) : key, value);
     };
 
-    const int count = data->numColumns(row);
+    const int count = current().numColumns(row);
     for (int col = 0; col < count; ++col) {
-        const QString cell = data->data(row, col);
+        const QString cell = current().data(row, col);
         const int brace = cell.indexOf(openBrace);
         const int arrowAt = cell.indexOf(arrow);
         if (brace >= 0 && cell.contains(closeBrace)) {
@@ -170,7 +170,7 @@ QMap<Data::String, Data::Variant> CSVTablePrivate::propertyValues(int row, bool 
             if (!first.isEmpty())
                 list.append(first);
             for (; col + 1 < count; ++col) {
-                const QString next = data->data(row, col + 1);
+                const QString next = current().data(row, col + 1);
                 if (next.contains(openBrace) || next.contains(arrow))
                     break;
                 list.append(next);

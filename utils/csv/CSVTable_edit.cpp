@@ -29,10 +29,10 @@ static QStringList cellTexts(const List &values, char format, int precision, dou
 CSVTable &CSVTable::setData(int row, int col, const Data::String &text)
 {
     unlessOutOfMemory([&] {
-        if (!d->data->isReadOnly()) {
-            d->data->setData(row, col, text);
-        } else if (d->textData.isInReach(row, col)) {
-            d->textData.setData(row, col, text);
+        if (!d->current().isReadOnly()) {
+            d->current().setData(row, col, text);
+        } else if (d->textData->isInReach(row, col)) {
+            d->textData->setData(row, col, text);
             clearCSV();
         }
     });
@@ -52,13 +52,13 @@ CSVTable &CSVTable::setData_g(int row, int col, double value)
 
 CSVTable &CSVTable::appendData(const Data::String &line)
 {
-    unlessOutOfMemory([&] { d->textData.appendRow(d->textData.split(line)); });
+    unlessOutOfMemory([&] { d->textData->appendRow(d->textData->split(line)); });
     return *this;
 }
 
 CSVTable &CSVTable::appendData(const QStringList &fields)
 {
-    unlessOutOfMemory([&] { d->textData.appendRow(fields); });
+    unlessOutOfMemory([&] { d->textData->appendRow(fields); });
     return *this;
 }
 
@@ -77,14 +77,14 @@ CSVTable &CSVTable::appendData(const QVector<double> &values, char format, int p
 void CSVTable::removeColumn(int col)
 {
     unlessOutOfMemory([&] {
-        if (!d->data->isReadOnly())
-            d->data->removeColumn(col);
+        if (!d->current().isReadOnly())
+            d->current().removeColumn(col);
     });
 }
 
 int CSVTable::removeEmptyRows(int firstRow, int lastRow)
 {
-    if (d->data->isReadOnly())
+    if (d->current().isReadOnly())
         return 0;
 
     if (lastRow < 0 || lastRow >= numRows())
@@ -93,11 +93,11 @@ int CSVTable::removeEmptyRows(int firstRow, int lastRow)
         QList<int> empty;
         for (int row = std::max(firstRow, 0); row <= lastRow; ++row) {
             // A list of the fields is kept, and so only made where there is one field at most.
-            const int count = d->data->numColumns(row);
-            if (count == 0 || (count == 1 && d->data->data(row).first().isEmpty()))
+            const int count = d->current().numColumns(row);
+            if (count == 0 || (count == 1 && d->current().data(row).first().isEmpty()))
                 empty.append(row);
         }
-        d->data->removeRows(empty);
+        d->current().removeRows(empty);
         return empty.size();
     });
 }
@@ -113,23 +113,23 @@ void CSVTable::sort(int col, int firstRow, bool ascending)
 
 void CSVTablePrivate::sort(int col, int firstRow, bool ascending)
 {
-    const Data::String cell = textData.data(firstRow, col);
+    const Data::String cell = textData->data(firstRow, col);
     bool isNumeric = false;
     cell.toDouble(&isNumeric);
     QList<int> order;
     if (cell.isEmpty() || isNumeric) {
         QList<double> values;
-        for (int row = firstRow; row < textData.numRows(); ++row)
-            values.append(textData.dataValue(row, col, nullptr));
+        for (int row = firstRow; row < textData->numRows(); ++row)
+            values.append(textData->dataValue(row, col, nullptr));
         order = List::indexSort(values, ascending);
     } else {
         QStringList texts;
-        for (int row = firstRow; row < textData.numRows(); ++row)
-            texts.append(textData.data(row, col));
+        for (int row = firstRow; row < textData->numRows(); ++row)
+            texts.append(textData->data(row, col));
         order = List::indexSort(texts, ascending, /*caseSensitive=*/true);
     }
     if (!order.isEmpty())
-        textData.reorder(firstRow, order);
+        textData->reorder(firstRow, order);
 }
 
 } // namespace Utils

@@ -1,11 +1,8 @@
 #include "utils/csv/CSVTable.h"
 
-#include "utils/base/Checksum_p.h"
 #include "utils/base/FileName_p.h"
 #include "utils/base/ReplaceAll_p.h"
 #include "utils/csv/CSVTable_p.h"
-#include "utils/csv/backends/CSVArrayData_p.h"
-#include "utils/csv/backends/CSVFileData_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <QFile>
@@ -41,11 +38,11 @@ static bool isTwoBlanks(const QString &delimiter) { return delimiter == QLatin1S
 
 Data::String CSVTablePrivate::line(int row) const
 {
-    if (!textData.isParsed(row))
-        return textData.heldRow(row).value(0);
+    if (!textData->isParsed(row))
+        return textData->heldRow(row).value(0);
 
     const Data::String delimiter = outputDelimiter();
-    QStringList fields = data->data(row);
+    QStringList fields = current().data(row);
     if (!isTwoBlanks(delimiter)) {
         for (QString &field : fields) {
             if (field.contains(delimiter))
@@ -71,7 +68,7 @@ QStringList CSVTable::lineData(int firstRow, int lastRow) const
 
 QStringList CSVTable::escapedData(int row, char escape) const
 {
-    const QStringList &delimiters = d->textData.delimiters;
+    const QStringList &delimiters = d->textData->delimiters;
     if (delimiters.isEmpty() || (delimiters.size() == 1 && !needsEscape(delimiters.first())))
         return data(row);
 
@@ -82,7 +79,7 @@ QStringList CSVTable::escapedData(int row, char escape) const
         if (!line.contains(target))
             return data(row);
 
-        QStringList fields = d->textData.split(replaceAll(line, target, marker));
+        QStringList fields = d->textData->split(replaceAll(line, target, marker));
         for (QString &field : fields)
             field = replaceAll(field, marker, delimiters.first());
         return fields;
@@ -91,29 +88,7 @@ QStringList CSVTable::escapedData(int row, char escape) const
 
 unsigned short CSVTable::checksum(int rows) const
 {
-    if (const auto file = dynamic_cast<const CSVFileData *>(d->data))
-        return file->reader.checksum(rows);
-
-    return emptyWithoutMemory([&] {
-        const auto bytes = dynamic_cast<CSVArrayData *>(d->data);
-        QByteArray joined = QByteArray::number(numRows());
-        Checksum sum;
-        const int end = rows < 0 ? numRows() : std::min(rows, numRows());
-        for (int row = 0; row < end; ++row) {
-            if (bytes) {
-                bytes->appendRow(row, ',', joined);
-            } else {
-                d->textData.parseRow(row);
-                d->textData.appendHeldRow(row, QStringLiteral(","), joined);
-            }
-            if (joined.size() >= chunkSize) {
-                sum.add(joined.constData(), static_cast<std::size_t>(joined.size()));
-                joined.resize(0);
-            }
-        }
-        sum.add(joined.constData(), static_cast<std::size_t>(joined.size()));
-        return sum.value();
-    });
+    return emptyWithoutMemory([&] { return d->current().checksum(rows); });
 }
 
 bool CSVTable::write(const Data::String &path) const
@@ -129,8 +104,8 @@ bool CSVTable::write(const Data::String &path) const
 
         // What a QTextStream would write, of all rows at once: "?" for half a character. A full
         // disk ends it: what would fit behind the gap is of no use.
-        for (int row = 0; row < d->textData.numRows(); ++row) {
-            d->textData.appendHeldRow(row, delimiter, lines);
+        for (int row = 0; row < d->textData->numRows(); ++row) {
+            d->textData->appendHeldRow(row, delimiter, lines);
             lines.append('\n');
             if (lines.size() >= chunkSize) {
                 if (file.write(lines) != lines.size())
@@ -151,17 +126,17 @@ CSVTable &CSVTable::alignColumns(int firstRow, int lastRow, int numColumns, bool
         // The first row is split where the others are measured, and there is a field to measure.
         const int first = std::max(firstRow, 0);
         const bool hasRows = lastRow < 0 || first <= lastRow;
-        if (hasRows && numColumns > 0 && !d->textData.heldRow(first).isEmpty())
-            d->textData.parseRow(first);
+        if (hasRows && numColumns > 0 && !d->textData->heldRow(first).isEmpty())
+            d->textData->parseRow(first);
         else if (numColumns < 0)
-            numColumns = first < d->textData.numRows() ? d->textData.numColumns(first) : 0;
+            numColumns = first < d->textData->numRows() ? d->textData->numColumns(first) : 0;
 
-        QList<QStringList> rows = d->textData.heldRows();
+        QList<QStringList> rows = d->textData->heldRows();
         alignData(firstRow, lastRow, numColumns, rows, /*maxWidth=*/0,
                   /*leftColumn=*/left ? -2 : -1, /*delimiter=*/QString());
         // The host may have changed the table while progress was reported.
         const int last = lastRow < 0 ? rows.size() - 1 : std::min(lastRow, rows.size() - 1);
-        d->textData.setHeldRows(first, std::min(last, d->textData.numRows() - 1), rows);
+        d->textData->setHeldRows(first, std::min(last, d->textData->numRows() - 1), rows);
     });
     return *this;
 }
@@ -169,7 +144,7 @@ CSVTable &CSVTable::alignColumns(int firstRow, int lastRow, int numColumns, bool
 Data::String CSVTable::alignedStringData(int maxWidth, int leftColumn, int firstRow) const
 {
     return emptyWithoutMemory([&]() -> Data::String {
-        QList<QStringList> rows = d->textData.heldRows();
+        QList<QStringList> rows = d->textData->heldRows();
         const Data::String delimiter = d->outputDelimiter();
         alignData(firstRow, /*lastRow=*/-1, /*numColumns=*/-1, rows, maxWidth, leftColumn,
                   delimiter);
@@ -180,47 +155,68 @@ Data::String CSVTable::alignedStringData(int maxWidth, int leftColumn, int first
     });
 }
 
+/// Drops from \p wide the numbers of the rows that end before column \p col.
+static void dropShortRows(std::vector<int> &wide, const QList<QStringList> &rows, int col)
+{
+    const auto isShort = [&](int row) { return col >= rows.at(row).size(); };
+    wide.erase(std::remove_if(wide.begin(), wide.end(), isShort), wide.end());
+}
+
+/// The width of the column: of the longest field, but for those longer than \p maxWidth.
+static int widthOf(const QList<QStringList> &rows, const std::vector<int> &wide, int col,
+                   int maxWidth)
+{
+    int width = 0;
+    for (const int row : wide) {
+        const int size = rows.at(row).at(col).size();
+        if (maxWidth <= 0 || size <= maxWidth)
+            width = std::max(width, size);
+    }
+    return width;
+}
+
+template <typename Change>
+static void changeFields(QList<QStringList> &rows, const std::vector<int> &wide, int col,
+                         const Change &change)
+{
+    for (const int row : wide) {
+        QString &field = rows[row][col];
+        field = change(field);
+    }
+}
+
 void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStringList> &rows,
                          int maxWidth, int leftColumn, const QString &delimiter) const
 {
     firstRow = std::max(firstRow, 0);
     const int end = lastRow < 0 || lastRow >= rows.size() ? rows.size() : lastRow + 1;
     if (numColumns < 0 && firstRow < rows.size())
-        numColumns = d->textData.numColumns(firstRow);
+        numColumns = d->textData->numColumns(firstRow);
     const bool quotes = !delimiter.isEmpty() && needsEscape(delimiter);
 
-    Progress *const progress = numColumns >= 2 ? d->progress : nullptr;
-    const SavedProgress saved(progress);
-    if (progress) {
-        progress->setMaxSteps(numColumns);
-        progress->setLabel(d->progressLabel);
-    }
+    TaskProgress task(numColumns >= 2 ? d->progress : nullptr);
+    task.start(numColumns, d->progressLabel);
     // Only those that have the column: one row may be as wide as all others are long.
     std::vector<int> wide(static_cast<std::size_t>(std::max(end - firstRow, 0)));
     std::iota(wide.begin(), wide.end(), firstRow);
     for (int col = 0; col < numColumns; ++col) {
-        const auto isShort = [&](int row) { return col >= rows.at(row).size(); };
-        wide.erase(std::remove_if(wide.begin(), wide.end(), isShort), wide.end());
+        dropShortRows(wide, rows, col);
         if (wide.empty() && numColumns > csvReach)
             break; // as good as endless
-        // Only ever the first one, which is meant: the others are measured as they are held.
+        // Only ever the first one: the others are measured as they are held.
         if (!wide.empty())
-            d->textData.parseRow(firstRow);
-        int width = 0;
-        for (const int row : wide) {
-            QString &field = rows[row][col];
-            if (quotes && field.contains(delimiter))
-                field = quote + field + quote;
-            if (maxWidth <= 0 || field.size() <= maxWidth)
-                width = std::max(width, field.size());
+            d->textData->parseRow(firstRow);
+        if (quotes) {
+            changeFields(rows, wide, col, [&](const QString &field) {
+                return field.contains(delimiter) ? QString(quote + field + quote) : field;
+            });
         }
+        const int size = widthOf(rows, wide, col, maxWidth) + 1;
         const bool isLeft = col == leftColumn || leftColumn == -2;
-        for (const int row : wide) {
-            QString &field = rows[row][col];
-            field = isLeft ? field.leftJustified(width + 1) : field.rightJustified(width + 1);
-        }
-        if (progress)
-            progress->tick(1);
+        changeFields(rows, wide, col, [&](const QString &field) {
+            return isLeft ? field.leftJustified(size) : field.rightJustified(size);
+        });
+        task.tick();
     }
 }
 

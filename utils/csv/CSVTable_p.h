@@ -1,7 +1,8 @@
 #pragma once
 
 #include "utils/csv/CSVTable.h"
-#include "utils/csv/backends/CSVStringData_p.h"
+#include "utils/csv/backends/CSVTextData_p.h"
+#include "utils/csv/cells/CSVText_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <memory>
@@ -9,7 +10,7 @@
 
 namespace Utils {
 
-/// What \p task gives, or an empty result when the memory does not suffice.
+/// What \p task returns, or an empty result when the memory does not suffice.
 template <typename Task>
 auto emptyWithoutMemory(const Task &task) -> decltype(task())
 {
@@ -31,25 +32,52 @@ void unlessOutOfMemory(const Task &task)
     }
 }
 
-/// While it lives, a reporter may be used for something else. There may be none.
-class SavedProgress
+/// While it lives, a reporter is used for a task of the table. There may be none.
+class TaskProgress
 {
 public:
-    explicit SavedProgress(Progress *progress) : m_progress(progress)
+    explicit TaskProgress(Progress *progress) : m_progress(progress)
     {
         if (m_progress)
             m_progress->save();
     }
-    SavedProgress(const SavedProgress &) = delete;
-    SavedProgress &operator=(const SavedProgress &) = delete;
-    ~SavedProgress()
+    TaskProgress(const TaskProgress &) = delete;
+    TaskProgress &operator=(const TaskProgress &) = delete;
+    ~TaskProgress()
     {
         if (m_progress)
             m_progress->restore();
     }
 
+    void start(int steps, const Data::String &label)
+    {
+        if (!m_progress)
+            return;
+        m_progress->setMaxSteps(steps);
+        m_progress->setLabel(label);
+    }
+
+    void tick()
+    {
+        if (m_progress)
+            m_progress->tick(1);
+    }
+
 private:
     Progress *const m_progress;
+};
+
+/// How a table holds its cells in memory.
+struct CSVBackends
+{
+    /// The library's own.
+    static CSVBackends standard();
+
+    std::unique_ptr<CSVTextData> (*makeText)();
+
+    /// Bytes as CSVArrayData has them.
+    std::unique_ptr<CSVData> (*makeBytes)(const QByteArray &bytes, char delimiter, bool parseNow,
+                                          Progress *progress, const Data::String &label);
 };
 
 class CSVTablePrivate
@@ -58,26 +86,29 @@ public:
     CSVTablePrivate() = default;
     CSVTablePrivate(const CSVTablePrivate &) = delete;
     CSVTablePrivate &operator=(const CSVTablePrivate &) = delete;
-    ~CSVTablePrivate() { useText(); }
+
+    /// Makes \p table hold its cells by \p newBackends, without what it has and knows so far. For
+    /// tests, which have plain ones.
+    static void useBackends(CSVTable &table, const CSVBackends &newBackends);
 
     void addDelimiter(const Data::String &delimiter, bool alternate);
 
+    /// The backend that answers: the text rows, or the one in use.
+    CSVData &current() const { return backend ? *backend : *textData; }
+
     /// Makes the text rows the current backend again, as they are.
-    void useText() { use(&textData); }
+    void useText() { backend.reset(); }
 
-    /// Makes \p backend the current one, and owns it.
-    void use(std::unique_ptr<CSVData> backend) { use(backend.release()); }
-
-    bool isText() const { return data == &textData; }
+    bool isText() const { return !backend; }
 
     /// Whether there is one delimiter, of one character: what all backends can split at.
     bool hasSingleDelimiter() const
     {
-        return textData.delimiters.size() == 1 && textData.delimiters.first().size() == 1;
+        return textData->delimiters.size() == 1 && textData->delimiters.first().size() == 1;
     }
 
     /// The delimiter as the readers of bytes take it: in Latin-1, or 0 where it is not in that.
-    char byteDelimiter() const { return textData.delimiters.first().at(0).toLatin1(); }
+    char byteDelimiter() const { return textData->delimiters.first().at(0).toLatin1(); }
 
     /// Adds \p text to the text rows, which become the current backend.
     bool setText(const CSVText &text, bool quoted);
@@ -97,7 +128,7 @@ public:
     /// What is written between fields.
     Data::String outputDelimiter() const
     {
-        return textData.delimiters.value(0, QStringLiteral(","));
+        return textData->delimiters.value(0, QStringLiteral(","));
     }
 
     bool demandParse = false;
@@ -105,16 +136,9 @@ public:
     Data::String progressLabel;
     Data::String path;
     Progress *progress = nullptr; // not owned
-    CSVStringData textData;
-    CSVData *data = &textData; // or a backend on the heap, owned
-
-private:
-    void use(CSVData *backend)
-    {
-        if (data != &textData)
-            delete data;
-        data = backend;
-    }
+    CSVBackends backends = CSVBackends::standard();
+    std::unique_ptr<CSVTextData> textData = backends.makeText(); // there is always one
+    std::unique_ptr<CSVData> backend;                            // of a table that is not text
 };
 
 } // namespace Utils

@@ -1,7 +1,6 @@
 #include "utils/csv/CSVTable.h"
 
 #include "utils/csv/CSVTable_p.h"
-#include "utils/csv/backends/CSVArrayData_p.h"
 #include "utils/csv/backends/CSVFileData_p.h"
 #include "utils/files/File.h"
 
@@ -40,33 +39,30 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
 
 bool CSVTablePrivate::readInFile()
 {
-    auto backend = std::make_unique<CSVFileData>(byteDelimiter());
-    backend->reader.setHoleValue(holeValue);
+    auto inFile = std::make_unique<CSVFileData>(byteDelimiter());
+    inFile->reader.setHoleValue(holeValue);
     Progress *const reporter = progress;
-    const SavedProgress saved(reporter);
-    if (reporter) {
-        reporter->setMaxSteps(0);
-        reporter->setLabel(progressLabel);
-    }
+    TaskProgress task(reporter);
+    task.start(/*steps=*/0, progressLabel);
     useText();
-    const bool isRead = backend->reader.read(path, reporter);
-    use(std::move(backend));
+    const bool isRead = inFile->reader.read(path, reporter);
+    backend = std::move(inFile);
     return isRead;
 }
 
 bool CSVTablePrivate::setText(const CSVText &text, bool quoted)
 {
     useText();
-    const bool wasQuoted = textData.quoted;
-    textData.quoted = quoted && textData.delimiters.size() < 2;
+    const bool wasQuoted = textData->quoted;
+    textData->quoted = quoted && textData->delimiters.size() < 2;
     bool isWhole = false;
     {
-        const SavedProgress saved(progress);
-        isWhole = textData.setText(text, /*parseNow=*/!demandParse, progress, progressLabel);
+        const TaskProgress task(progress);
+        isWhole = textData->setText(text, /*parseNow=*/!demandParse, progress, progressLabel);
     }
     if (!isWhole)
-        textData.quoted = wasQuoted;
-    return isWhole && data->isValid();
+        textData->quoted = wasQuoted;
+    return isWhole && current().isValid();
 }
 
 bool CSVTable::setData(const Data::String &text, bool quoted)
@@ -88,12 +84,13 @@ bool CSVTable::setData(const QByteArray &bytes)
             return false;
 
         clearCSV(); // where the text rows are, as they were, when the memory does not suffice
-        auto backend = std::make_unique<CSVArrayData>(d->byteDelimiter());
+        std::unique_ptr<CSVData> backend;
         {
-            const SavedProgress saved(d->progress);
-            backend->setData(bytes, /*parseNow=*/!d->demandParse, d->progress, d->progressLabel);
+            const TaskProgress task(d->progress);
+            backend = d->backends.makeBytes(bytes, d->byteDelimiter(), /*parseNow=*/!d->demandParse,
+                                            d->progress, d->progressLabel);
         }
-        d->use(std::move(backend));
+        d->backend = std::move(backend);
         return isValid();
     });
 }
@@ -110,17 +107,17 @@ bool CSVTable::hasHeader() const
     });
 }
 
-bool CSVTable::isValid() const { return d->data->isValid(); }
-int CSVTable::numRows() const { return d->data->numRows(); }
+bool CSVTable::isValid() const { return d->current().isValid(); }
+int CSVTable::numRows() const { return d->current().numRows(); }
 
 int CSVTable::numColumns(int row) const
 {
-    return emptyWithoutMemory([&] { return d->data->numColumns(row); });
+    return emptyWithoutMemory([&] { return d->current().numColumns(row); });
 }
 
 bool CSVTable::isEmpty(int row, int col) const
 {
-    return !emptyWithoutMemory([&] { return !d->data->isEmpty(row, col); });
+    return !emptyWithoutMemory([&] { return !d->current().isEmpty(row, col); });
 }
 
 } // namespace Utils

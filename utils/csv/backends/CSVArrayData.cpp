@@ -4,27 +4,65 @@
 
 namespace Utils {
 
+static QString toText(const QByteArray &field) { return QString::fromUtf8(field); }
+
+static double toNumber(const QByteArray &field, bool *ok)
+{
+    return csvNumber(field.constData(), field.constData() + field.size(), csvHoleValue, ok);
+}
+
+// No functions, which would be called by a pointer.
+static const auto cellNumber = [](const ByteChunk &chunk, int cell) {
+    return chunk.number(cell, nullptr);
+};
+static const auto cellText = [](const ByteChunk &chunk, int cell) { return chunk.text(cell); };
+
+void CSVArrayData::parseRow(int row)
+{
+    if (!m_rows.needsParse(row))
+        return;
+    m_rows.parse(row, [this](const QByteArray &line) { return split(line); });
+    m_texts.remove(m_rows.idOf(row));
+}
+
+QList<QByteArray> CSVArrayData::split(const QByteArray &line) const
+{
+    QList<QByteArray> fields = line.split(m_delimiter);
+    for (QByteArray &field : fields)
+        field = field.trimmed();
+    return fields;
+}
+
+int CSVArrayData::numColumns(int row)
+{
+    if (row >= 0) {
+        parseRow(row);
+        return m_rows.numFields(row);
+    }
+    int largest = 0;
+    for (int each = 0; each < numRows(); ++each)
+        largest = std::max(largest, numColumns(each));
+    return largest;
+}
+
+bool CSVArrayData::isEmpty(int row, int col)
+{
+    if (col >= 0)
+        parseRow(row);
+    return m_rows.isEmpty(row, col);
+}
+
 QStringList CSVArrayData::data(int row)
 {
     parseRow(row);
-    if (!has(row))
+    if (!m_rows.has(row))
         return {};
-    if (const QStringList *const texts = m_texts.find(idOf(row)))
+    if (const QStringList *const texts = m_texts.find(m_rows.idOf(row)))
         return *texts;
 
-    QStringList texts;
-    visit(
-        row,
-        [&](const QList<QByteArray> &fields) {
-            for (const QByteArray &field : fields)
-                texts.append(text(field));
-        },
-        [&](const ByteChunk &block, int line) {
-            texts.reserve(block.numCells(line));
-            for (int cell = block.firstCell(line); cell < block.firstCell(line + 1); ++cell)
-                texts.append(block.text(cell));
-        });
-    return m_texts.insert(idOf(row), texts);
+    const QStringList texts = m_rows.fields<QString>(
+        row, [](const QByteArray *field) { return toText(*field); }, cellText);
+    return m_texts.insert(m_rows.idOf(row), texts);
 }
 
 Data::String CSVArrayData::data(int row, int col)
@@ -32,12 +70,19 @@ Data::String CSVArrayData::data(int row, int col)
     if (col < 0)
         return {};
     parseRow(row);
-    if (!has(row))
+    if (!m_rows.has(row))
         return {};
-    return visitField(
+    return m_rows.visitField(
         row, col,
         [](const QByteArray *field) { return field ? QString::fromLatin1(*field) : QString(); },
-        [](const ByteChunk &block, int cell) { return block.latin1(cell); });
+        [](const ByteChunk &chunk, int cell) { return chunk.latin1(cell); });
+}
+
+QList<double> CSVArrayData::dataValue(int row)
+{
+    parseRow(row);
+    return m_rows.fields<double>(
+        row, [](const QByteArray *field) { return toNumber(*field, nullptr); }, cellNumber);
 }
 
 double CSVArrayData::dataValue(int row, int col, bool *ok)
@@ -50,63 +95,82 @@ double CSVArrayData::dataValue(int row, int col, bool *ok)
     if (col < 0)
         return noCell();
     parseRow(row);
-    if (!has(row))
+    if (!m_rows.has(row))
         return noCell();
-    return visitField(
-        row, col, [&](const QByteArray *field) { return field ? number(*field, ok) : noCell(); },
-        [&](const ByteChunk &block, int cell) { return block.number(cell, ok); });
+    return m_rows.visitField(
+        row, col, [&](const QByteArray *field) { return field ? toNumber(*field, ok) : noCell(); },
+        [&](const ByteChunk &chunk, int cell) { return chunk.number(cell, ok); });
+}
+
+QStringList CSVArrayData::colData(int col, int firstRow)
+{
+    return m_rows.column<QString>(
+        col, firstRow, [this](int row) { parseRow(row); },
+        [](const QByteArray *field) { return field ? toText(*field) : QString(); }, cellText);
+}
+
+QList<double> CSVArrayData::colDataValue(int col, int firstRow)
+{
+    return m_rows.column<double>(
+        col, firstRow, [this](int row) { parseRow(row); },
+        [](const QByteArray *field) { return field ? toNumber(*field, nullptr) : csvHoleValue(); },
+        cellNumber);
 }
 
 void CSVArrayData::setData(const QByteArray &bytes, bool parseNow, Progress *progress,
                            const Data::String &label)
 {
     if (!parseNow) {
-        appendBlock(ByteChunk(bytes));
+        m_rows.append(ByteChunk(bytes));
         return;
     }
 
-    ByteChunk block(bytes, m_delimiter);
-    const int count = block.numLines();
+    ByteChunk chunk(bytes, m_delimiter);
+    const int count = chunk.numLines();
     if (progress) {
         progress->setMaxSteps(count);
         progress->setLabel(label);
     }
-    appendBlock(std::move(block));
-    // All lines are done at one go, in less time than it takes to tell about them.
+    m_rows.append(std::move(chunk));
+    // All lines are done at once, in less time than it takes to tell about them.
     for (int line = 0; progress && line < count; ++line)
         progress->tick(1);
 }
 
-void CSVArrayData::appendRow(int row, char separator, QByteArray &to)
+void CSVArrayData::setData(int row, int col, const Data::String &text)
 {
-    parseRow(row);
-    if (!has(row))
+    if (!m_rows.isInReach(row, col))
         return;
-    visit(
+    m_rows.setField(row, col, text.toUtf8());
+    m_texts.remove(m_rows.idOf(row));
+}
+
+void CSVArrayData::removeColumn(int col)
+{
+    m_rows.removeColumn(col);
+    m_texts.clear();
+}
+
+quint16 CSVArrayData::checksum(int rows)
+{
+    return checksumOf(rows, [this](int row, QByteArray &to) { appendRow(row, to); });
+}
+
+/// Appends the text of the fields of a row, with "," in between, in UTF-8.
+void CSVArrayData::appendRow(int row, QByteArray &to)
+{
+    static const char separator = ',';
+    parseRow(row);
+    m_rows.visit(
         row,
         [&](const QList<QByteArray> &fields) {
             for (int i = 0; i < fields.size(); ++i) {
                 if (i > 0)
                     to.append(separator);
-                to.append(text(fields.at(i)).toUtf8());
+                to.append(toText(fields.at(i)).toUtf8());
             }
         },
-        [&](const ByteChunk &block, int line) { block.appendLine(line, separator, to); });
-}
-
-QList<QByteArray> CSVArrayData::split(const QByteArray &line) const
-{
-    QList<QByteArray> fields = line.split(m_delimiter);
-    for (QByteArray &field : fields)
-        field = field.trimmed();
-    return fields;
-}
-
-QString CSVArrayData::text(const QByteArray &field) const { return QString::fromUtf8(field); }
-
-double CSVArrayData::number(const QByteArray &field, bool *ok) const
-{
-    return csvNumber(field.constData(), field.constData() + field.size(), csvHoleValue, ok);
+        [&](const ByteChunk &chunk, int line) { chunk.appendLine(line, separator, to); });
 }
 
 } // namespace Utils

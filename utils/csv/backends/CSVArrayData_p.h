@@ -1,6 +1,7 @@
 #pragma once
 
-#include "utils/csv/backends/CSVMemoryData_p.h"
+#include "utils/csv/backends/CSVData_p.h"
+#include "utils/csv/backends/MemoryRows_p.h"
 #include "utils/csv/cells/ByteChunk_p.h"
 
 namespace Utils {
@@ -10,40 +11,50 @@ class Progress;
 /// The backend that holds bytes, between single delimiter bytes: no patterns, quotes or comments,
 /// and no "{" in a number.
 ///
-/// Two oddities are meant. A cell asked for by row and column is read as Latin-1, while rows and
-/// columns of text are read as UTF-8; both end at a zero byte. And the number of a cell that does
-/// not exist is 0.0, not the hole number.
+/// \compat Kept for compatibility: a cell asked for by row and column is read as Latin-1, while
+/// rows and columns of text are read as UTF-8; both end at a zero byte. And the number of a cell
+/// that does not exist is 0.0, not the hole number.
 ///
 /// A row that is asked for as a list of text is held as one from then on, besides its bytes.
-class CSVArrayData : public CSVMemoryData<QList<QByteArray>, ByteChunk>
+class CSVArrayData : public CSVData
 {
 public:
     explicit CSVArrayData(char delimiter) : m_delimiter(delimiter) {}
 
-    using CSVMemoryData::dataValue;
-    using CSVMemoryData::setData;
+    int numRows() const override { return m_rows.size(); }
+    int numColumns(int row) override;
+    bool isEmpty(int row, int col) override;
 
     QStringList data(int row) override;
     Data::String data(int row, int col) override;
+    QList<double> dataValue(int row) override;
     double dataValue(int row, int col, bool *ok) override;
+    QStringList colData(int col, int firstRow) override;
+    QList<double> colDataValue(int col, int firstRow) override;
 
     /// Appends the lines of \p bytes, split or, unless \p parseNow, as they are. Only the former
     /// reports, a tick a line.
     void setData(const QByteArray &bytes, bool parseNow, Progress *progress,
                  const Data::String &label);
 
-    /// Appends the text of the fields of a row, with \p separator in between, in UTF-8.
-    void appendRow(int row, char separator, QByteArray &to);
+    void setData(int row, int col, const Data::String &text) override;
+    void removeRow(int row) override { m_rows.remove(row); }
+    void removeColumn(int col) override;
+    void removeRows(const QList<int> &rows) override { m_rows.remove(rows); }
+    quint16 checksum(int rows) override;
 
-protected:
-    QList<QByteArray> split(const QByteArray &line) const override;
-    QString text(const QByteArray &field) const override;
-    double number(const QByteArray &field, bool *ok) const override;
-    QByteArray encoded(const Data::String &text) const override { return text.toUtf8(); }
-    void rowChanges(int id) override { m_texts.remove(id); }
+    /// Splits a row, unless that is done or it does not exist.
+    void parseRow(int row);
+
+    /// Whether the index \p row is marked as split. It may lie after the last row.
+    bool isParsed(int row) const { return m_rows.isParsed(row); }
 
 private:
-    RowStore<QStringList> m_texts;
+    QList<QByteArray> split(const QByteArray &line) const;
+    void appendRow(int row, QByteArray &to);
+
+    MemoryRows<QList<QByteArray>, ByteChunk> m_rows;
+    RowStore<QStringList> m_texts; // of rows as they are now
     const char m_delimiter;
 };
 

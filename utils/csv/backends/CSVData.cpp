@@ -1,5 +1,9 @@
 #include "utils/csv/backends/CSVData_p.h"
 
+#include "utils/base/Checksum_p.h"
+
+#include <algorithm>
+
 namespace Utils {
 
 CSVData::~CSVData() = default;
@@ -9,5 +13,24 @@ bool CSVData::isReadOnly() const { return false; }
 void CSVData::setData(int, int, const Data::String &) {}
 void CSVData::removeColumn(int) {}
 void CSVData::removeRows(const QList<int> &) {}
+
+quint16 CSVData::checksumOf(int rows, const std::function<void(int, QByteArray &)> &appendRow) const
+{
+    static const int chunkSize = 64 * 1024; // that is added at once
+    QByteArray bytes = QByteArray::number(numRows());
+    Checksum sum;
+    const auto add = [&] {
+        sum.add(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+        bytes.resize(0);
+    };
+    const int end = rows < 0 ? numRows() : std::min(rows, numRows());
+    for (int row = 0; row < end; ++row) {
+        appendRow(row, bytes);
+        if (bytes.size() >= chunkSize)
+            add();
+    }
+    add();
+    return sum.value();
+}
 
 } // namespace Utils

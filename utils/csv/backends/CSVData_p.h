@@ -2,8 +2,11 @@
 
 #include "data/String.h"
 
+#include <QByteArray>
 #include <QList>
 #include <QStringList>
+
+#include <functional>
 
 namespace Utils {
 
@@ -60,6 +63,15 @@ public:
 
     /// Removes many rows at once, as removeRow() does one. Their numbers are in ascending order.
     virtual void removeRows(const QList<int> &rows);
+
+    /// CRC-16 of the number of all rows in decimal and the first \p rows rows, as
+    /// CSVTable::checksum() has it.
+    virtual quint16 checksum(int rows) = 0;
+
+protected:
+    /// The same of what \p appendRow appends for each row.
+    quint16 checksumOf(int rows,
+                       const std::function<void(int row, QByteArray &to)> &appendRow) const;
 };
 
 } // namespace Utils

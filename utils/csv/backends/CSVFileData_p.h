@@ -29,6 +29,7 @@ public:
         return reader.colDataValue(col, firstRow);
     }
     bool isReadOnly() const override { return true; }
+    quint16 checksum(int rows) override { return reader.checksum(rows); }
 };
 
 } // namespace Utils

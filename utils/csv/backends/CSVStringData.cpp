@@ -10,9 +10,40 @@ namespace Utils {
 
 static const QChar lineFeed = QLatin1Char('\n');
 
+// No functions, which would be called by a pointer.
+static const auto cellNumber = [](const TextChunk &chunk, int cell) {
+    return chunk.number(cell, nullptr);
+};
+static const auto cellText = [](const TextChunk &chunk, int cell) { return chunk.text(cell); };
+
+void CSVStringData::parseRow(int row)
+{
+    if (m_rows.needsParse(row))
+        m_rows.parse(row, [this](const QString &line) { return split(line); });
+}
+
+int CSVStringData::numColumns(int row)
+{
+    if (row >= 0) {
+        parseRow(row);
+        return m_rows.numFields(row);
+    }
+    int largest = 0;
+    for (int each = 0; each < numRows(); ++each)
+        largest = std::max(largest, numColumns(each));
+    return largest;
+}
+
+bool CSVStringData::isEmpty(int row, int col)
+{
+    if (col >= 0)
+        parseRow(row);
+    return m_rows.isEmpty(row, col);
+}
+
 QStringList CSVStringData::data(int row)
 {
-    if (const QStringList *const fields = keptRow(row))
+    if (const QStringList *const fields = m_rows.keptRow(row))
         return *fields;
     return listToKeep(row);
 }
@@ -20,8 +51,8 @@ QStringList CSVStringData::data(int row)
 /// Apart from data(), which is short where there is nothing to do.
 QStringList CSVStringData::listToKeep(int row)
 {
-    const QStringList *const fields = rowToKeep(row);
-    return fields ? *fields : QStringList();
+    parseRow(row);
+    return m_rows.has(row) ? m_rows.rowToKeep(row) : QStringList();
 }
 
 Data::String CSVStringData::data(int row, int col)
@@ -29,25 +60,44 @@ Data::String CSVStringData::data(int row, int col)
     if (col < 0)
         return {};
     parseRow(row);
-    if (!has(row))
+    if (!m_rows.has(row))
         return {};
-    return visitField(
-        row, col, [](const QString *field) { return field ? *field : QString(); },
-        [](const TextChunk &block, int cell) { return block.text(cell); });
+    return m_rows.visitField(
+        row, col, [](const QString *field) { return field ? *field : QString(); }, cellText);
+}
+
+QList<double> CSVStringData::dataValue(int row)
+{
+    parseRow(row);
+    return m_rows.fields<double>(
+        row, [](const QString *field) { return csvNumber(*field, nullptr); }, cellNumber);
 }
 
 double CSVStringData::dataValue(int row, int col, bool *ok)
 {
     if (col >= 0)
         parseRow(row);
-    if (col < 0 || !has(row))
+    if (col < 0 || !m_rows.has(row))
         return csvNumber(QString(), ok);
-    return visitField(
+    return m_rows.visitField(
         row, col, [&](const QString *field) { return csvNumber(field ? *field : QString(), ok); },
-        [&](const TextChunk &block, int cell) { return block.number(cell, ok); });
+        [&](const TextChunk &chunk, int cell) { return chunk.number(cell, ok); });
 }
 
-double CSVStringData::number(const QString &field, bool *ok) const { return csvNumber(field, ok); }
+QStringList CSVStringData::colData(int col, int firstRow)
+{
+    return m_rows.column<QString>(
+        col, firstRow, [this](int row) { parseRow(row); },
+        [](const QString *field) { return field ? *field : QString(); }, cellText);
+}
+
+QList<double> CSVStringData::colDataValue(int col, int firstRow)
+{
+    return m_rows.column<double>(
+        col, firstRow, [this](int row) { parseRow(row); },
+        [](const QString *field) { return field ? csvNumber(*field, nullptr) : csvHoleValue(); },
+        cellNumber);
+}
 
 bool CSVStringData::setText(const CSVText &text, bool parseNow, Progress *progress,
                             const Data::String &label)
@@ -70,7 +120,7 @@ void CSVStringData::appendText(const CSVText &text, bool parseNow, Progress *pro
         delimiters = alternateDelimiters;
 
     if (!parseNow) {
-        appendBlock(TextChunk(text));
+        appendChunk(TextChunk(text));
         return;
     }
 
@@ -81,15 +131,15 @@ void CSVStringData::appendText(const CSVText &text, bool parseNow, Progress *pro
         return;
     }
 
-    TextChunk block(text, splitter.character(),
+    TextChunk chunk(text, splitter.character(),
                     splitter.isSingle() ? CellIndex::Ignored : CellIndex::Counted);
-    const int count = block.numLines();
+    const int count = chunk.numLines();
     if (progress) {
         progress->setMaxSteps(count);
         progress->setLabel(label);
     }
-    appendBlock(std::move(block));
-    // All lines are done at one go, in less time than it takes to tell about them.
+    appendChunk(std::move(chunk));
+    // All lines are done at once, in less time than it takes to tell about them.
     for (int line = 0; progress && line < count; ++line)
         progress->tick(1);
 }
@@ -117,18 +167,33 @@ void CSVStringData::appendSplit(const CSVText &text, const LineSplitter &splitte
             progress->tick(1);
         line = next + 1;
     }
-    appendParsed(rows);
+    m_rows.appendParsed(rows);
 }
 
 /// Appends the lines that are no comments.
-void CSVStringData::appendBlock(TextChunk block)
+void CSVStringData::appendChunk(TextChunk chunk)
 {
     if (comment.isEmpty())
-        CSVMemoryData::appendBlock(std::move(block));
+        m_rows.append(std::move(chunk));
     else
-        CSVMemoryData::appendBlock(std::move(block), [this](const TextChunk &lines, int line) {
+        m_rows.append(std::move(chunk), [this](const TextChunk &lines, int line) {
             return !lines.mayStartWith(line, comment.at(0)) || !isComment(lines.line(line));
         });
+}
+
+void CSVStringData::setData(int row, int col, const Data::String &text)
+{
+    if (m_rows.isInReach(row, col))
+        m_rows.setField(row, col, text);
+}
+
+quint16 CSVStringData::checksum(int rows)
+{
+    const QString separator(QLatin1Char(','));
+    return checksumOf(rows, [&](int row, QByteArray &to) {
+        parseRow(row);
+        appendHeldRow(row, separator, to);
+    });
 }
 
 QStringList CSVStringData::split(const QString &line) const
@@ -136,33 +201,26 @@ QStringList CSVStringData::split(const QString &line) const
     return LineSplitter(delimiters, quoted).split(line);
 }
 
-QList<QStringList> CSVStringData::heldRows() const
+void CSVStringData::setHeldRows(int firstRow, int lastRow, const QList<QStringList> &rows)
 {
-    QList<QStringList> rows;
-    rows.reserve(numRows());
-    for (int row = 0; row < numRows(); ++row)
-        rows.append(heldRow(row));
-    return rows;
+    for (int row = firstRow; row <= lastRow; ++row)
+        m_rows.rowToHold(row); // all the memory that it takes
+    for (int row = firstRow; row <= lastRow; ++row)
+        m_rows.rowToHold(row) = rows.at(row);
 }
 
 void CSVStringData::appendHeldRow(int row, const QString &separator, QByteArray &to) const
 {
-    visit(
+    m_rows.visit(
         row, [&](const QStringList &fields) { to.append(fields.join(separator).toUtf8()); },
-        [&](const TextChunk &block, int line) { block.appendLine(line, separator, to); });
+        [&](const TextChunk &chunk, int line) { chunk.appendLine(line, separator, to); });
 }
 
 void CSVStringData::reorder(int firstRow, const QList<int> &order)
 {
     for (int row = firstRow; row < numRows(); ++row)
         parseRow(row);
-    reorderRows(firstRow, order);
-}
-
-bool CSVStringData::isComment(const QString &line) const
-{
-    return !comment.isEmpty() && line.startsWith(comment) &&
-           (commentException.isEmpty() || !line.startsWith(commentException));
+    m_rows.reorder(firstRow, order);
 }
 
 } // namespace Utils

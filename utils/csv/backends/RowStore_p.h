@@ -11,7 +11,7 @@
 
 namespace Utils {
 
-/// Some rows, found by the identity of each. Made for few of many rows, and for all of them.
+/// Sparse map from row id to row; efficient when dense, too.
 template <typename Row>
 class RowStore
 {
@@ -20,7 +20,7 @@ public:
     const Row *find(int id) const
     {
         const Piece *const piece = pieceOf(id);
-        return piece && (piece->held & bitOf(id)) != 0 ? &piece->rows[placeOf(id)] : nullptr;
+        return piece && (piece->held & bitOf(id)) != 0 ? &piece->rows[indexOf(id)] : nullptr;
     }
     Row *find(int id) { return const_cast<Row *>(static_cast<const RowStore *>(this)->find(id)); }
 
@@ -28,7 +28,7 @@ public:
     const Row *findMarked(int id) const
     {
         const Piece *const piece = pieceOf(id);
-        return piece && (piece->marked & bitOf(id)) != 0 ? &piece->rows[placeOf(id)] : nullptr;
+        return piece && (piece->marked & bitOf(id)) != 0 ? &piece->rows[indexOf(id)] : nullptr;
     }
 
     /// Marks a row that is there.
@@ -37,9 +37,9 @@ public:
     /// Whether \p id is among many that are not there, and how many there are at least from \p id
     /// on.
     bool isFree(int id) const { return !pieceOf(id); }
-    int numFree(int id) const { return pieceSize - static_cast<int>(placeOf(id)); }
+    int numFree(int id) const { return pieceSize - static_cast<int>(indexOf(id)); }
 
-    /// Puts a row in, in the place of the one that was there. When the memory does not suffice,
+    /// Puts a row in, instead of the one that was there. When the memory does not suffice,
     /// nothing changes, with std::bad_alloc.
     Row &insert(int id, const Row &row)
     {
@@ -48,9 +48,9 @@ public:
             m_pieces.resize(number + 1);
         if (!m_pieces[number])
             m_pieces[number].reset(new Piece);
-        Row &place = m_pieces[number]->rows[placeOf(id)] = row;
+        Row &held = m_pieces[number]->rows[indexOf(id)] = row;
         m_pieces[number]->held |= bitOf(id);
-        return place;
+        return held;
     }
 
     void remove(int id)
@@ -65,7 +65,7 @@ public:
     /// Removes \p id and all above it.
     void removeFrom(int id)
     {
-        for (; placeOf(id) != 0; ++id)
+        for (; indexOf(id) != 0; ++id)
             remove(id);
         m_pieces.resize(std::min(numberOf(id), m_pieces.size()));
     }
@@ -83,8 +83,8 @@ private:
     };
 
     static std::size_t numberOf(int id) { return static_cast<unsigned>(id) / pieceSize; }
-    static unsigned placeOf(int id) { return static_cast<unsigned>(id) % pieceSize; }
-    static quint64 bitOf(int id) { return quint64(1) << placeOf(id); }
+    static unsigned indexOf(int id) { return static_cast<unsigned>(id) % pieceSize; }
+    static quint64 bitOf(int id) { return quint64(1) << indexOf(id); }
 
     const Piece *pieceOf(int id) const
     {
@@ -92,6 +92,38 @@ private:
     }
 
     std::vector<std::unique_ptr<Piece>> m_pieces;
+};
+
+/// Which rows are marked, by index.
+class RowMarks
+{
+public:
+    bool isMarked(int row) const
+    {
+        return row >= 0 && static_cast<unsigned>(row) < m_marks.size() &&
+               m_marks[static_cast<unsigned>(row)];
+    }
+
+    /// After this mark() needs no memory for rows up to \p endRow.
+    void reserve(qint64 endRow)
+    {
+        const auto end = static_cast<std::size_t>(endRow);
+        if (end > m_marks.capacity())
+            m_marks.reserve(std::max(end, m_marks.size() + m_marks.size() / 2));
+    }
+
+    void mark(int firstRow, int endRow)
+    {
+        const auto end = static_cast<std::size_t>(endRow);
+        if (end > m_marks.size())
+            m_marks.resize(end);
+        std::fill(m_marks.begin() + firstRow, m_marks.begin() + endRow, true);
+    }
+
+    void clear() { m_marks.clear(); }
+
+private:
+    std::vector<bool> m_marks;
 };
 
 /// The order of the rows of a table: the identity of each, which it has for good.
@@ -106,7 +138,7 @@ public:
 
     int idAt(int row) const { return m_isPlain ? row : m_ids[static_cast<std::size_t>(row)]; }
 
-    /// Makes \p count identities and gives the first, and appends those that \p isWanted is true
+    /// Makes \p count identities and returns the first, and appends those that \p isWanted is true
     /// of, counted from 0.
     template <typename IsWanted>
     int append(int count, const IsWanted &isWanted)
@@ -166,8 +198,8 @@ public:
         m_ids.resize(left);
     }
 
-    /// Changes the rows from \p firstRow on: behind it, the row \p firstRow + \p order[i] is in the
-    /// place \p firstRow + i.
+    /// Changes the rows from \p firstRow on: after it, the row \p firstRow + \p order[i] is at
+    /// \p firstRow + i.
     void reorder(int firstRow, const QList<int> &order)
     {
         list();

@@ -1,0 +1,387 @@
+#pragma once
+
+#include "utils/csv/backends/RowStore_p.h"
+#include "utils/csv/cells/Cells_p.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace Utils {
+
+/// The rows of a table in memory: what the backends for text and for bytes have in common.
+///
+/// A row comes in as its raw line, which stands in for its fields as a single one, and is split
+/// when it is first used: that is up to the backend, which calls parse() before it reads a row.
+/// Whether a row is split is known by its index alone. Removing a row does not shift that: after it
+/// the marks are stale, and stay so for rows that come later. Editing marks a row without splitting
+/// it.
+///
+/// Cells are not held one by one. A \p Chunk holds the text of many rows, which is never changed,
+/// and knows where their cells are. A row that becomes anything else than what its chunk has,
+/// because it is edited or split later, is held as a \p Row from then on.
+///
+/// When the memory does not suffice, an operation throws std::bad_alloc, and nothing has changed
+/// but that rows may be split, as reading them does. So what needs memory comes first: the row to
+/// change as a list of its own, and room for its mark.
+template <typename Row, typename Chunk>
+class MemoryRows
+{
+public:
+    using Field = typename Row::value_type;
+
+    int size() const { return m_order.size(); }
+    bool has(int row) const { return row >= 0 && row < size(); }
+
+    /// What a row, which exists, is known by wherever it moves.
+    int idOf(int row) const { return m_order.idAt(row); }
+
+    // Splitting
+
+    /// Whether the index \p row is marked as split. It may lie after the last row.
+    bool isParsed(int row) const { return m_parsed.isMarked(row); }
+
+    bool needsParse(int row) const { return has(row) && !isParsed(row); }
+
+    /// Splits a row that exists, by \p split. One that was made to fill up has no line, and keeps
+    /// no fields.
+    template <typename Split>
+    void parse(int row, const Split &split)
+    {
+        m_parsed.reserve(row + 1);
+        // What stands for its line, even if it is a row that was split and moved here.
+        if (numFields(row) > 0)
+            rowToHold(row) = split(heldRow(row).first());
+        m_parsed.mark(row, row + 1);
+    }
+
+    // Reading rows as they are held
+
+    int numFields(int row) const
+    {
+        if (!has(row))
+            return 0;
+        return visit(
+            row, [](const Row &fields) { return fields.size(); },
+            [](const Chunk &chunk, int line) { return chunk.numCells(line); });
+    }
+
+    /// Whether a cell is empty, or, with a negative \p col, a row.
+    bool isEmpty(int row, int col) const
+    {
+        if (!has(row))
+            return true;
+        if (col < 0)
+            return isBlank(row);
+        return visitField(
+            row, col, [](const Field *field) { return !field || field->isEmpty(); },
+            [](const Chunk &chunk, int cell) { return chunk.isEmpty(cell); });
+    }
+
+    /// Calls \p onRow with the fields of a row, or \p onLine with the chunk and line that has them.
+    template <typename OnRow, typename OnLine>
+    auto visit(int row, const OnRow &onRow, const OnLine &onLine) const
+    {
+        const int id = m_order.idAt(row);
+        if (const Row *const fields = m_held.find(id))
+            return onRow(*fields);
+        const LocatedChunk &located = chunkOf(id);
+        return onLine(located.chunk, id - located.firstId);
+    }
+
+    /// The same with a field, or null when the row has none there, and with its cell.
+    template <typename OnField, typename OnCell>
+    auto visitField(int row, int col, const OnField &onField, const OnCell &onCell) const
+    {
+        return visit(
+            row,
+            [&](const Row &fields) {
+                return onField(col < fields.size() ? &fields.at(col) : nullptr);
+            },
+            [&](const Chunk &chunk, int line) {
+                return col < chunk.numCells(line) ? onCell(chunk, chunk.firstCell(line) + col)
+                                                  : onField(nullptr);
+            });
+    }
+
+    /// A list of what \p onField and \p onCell make of the fields of a row, none when there is no
+    /// such row.
+    template <typename Result, typename OnField, typename OnCell>
+    QList<Result> fields(int row, const OnField &onField, const OnCell &onCell) const
+    {
+        QList<Result> results;
+        if (!has(row))
+            return results;
+        visit(
+            row,
+            [&](const Row &fields) {
+                results.reserve(fields.size());
+                for (const Field &field : fields)
+                    results.append(onField(&field));
+            },
+            [&](const Chunk &chunk, int line) {
+                results.reserve(chunk.numCells(line));
+                for (int cell = chunk.firstCell(line); cell < chunk.firstCell(line + 1); ++cell)
+                    results.append(onCell(chunk, cell));
+            });
+        return results;
+    }
+
+    /// The same of a column from \p firstRow on, as CSVData::colData() has it. \p parse is called
+    /// with each row before it is read.
+    template <typename Result, typename Parse, typename OnField, typename OnCell>
+    QList<Result> column(int col, int firstRow, const Parse &parse, const OnField &onField,
+                         const OnCell &onCell) const
+    {
+        QList<Result> results;
+        if (col < 0 || firstRow < -csvReach || firstRow >= size())
+            return results;
+
+        const int lastRow = size() - 1;
+        results.reserve(lastRow - firstRow + 1);
+        for (int row = firstRow; row <= lastRow; ++row) {
+            row = appendLines(row, lastRow, col, results, onField, onCell);
+            parse(row);
+            if (row == lastRow && (!has(row) || isBlank(row)))
+                break;
+            results.append(has(row) ? visitField(row, col, onField, onCell) : onField(nullptr));
+        }
+        return results;
+    }
+
+    /// A row as it is held: one item, its raw line, while it is not split. None when it does not
+    /// exist.
+    Row heldRow(int row) const
+    {
+        if (!has(row))
+            return Row();
+        return visit(
+            row, [](const Row &fields) { return fields; },
+            [](const Chunk &chunk, int line) { return rowOf(chunk, line); });
+    }
+
+    // Rows that are held as lists
+
+    /// The fields of a row that rowToKeep() has returned, else null, or null where rows have moved.
+    const Row *keptRow(int row) const
+    {
+        return m_order.isPlain() ? m_held.findMarked(row) : nullptr;
+    }
+
+    /// The fields of a row that exists, as a list that is held and found by keptRow() from now on.
+    const Row &rowToKeep(int row)
+    {
+        const Row &fields = rowToHold(row);
+        if (m_order.isPlain())
+            m_held.mark(row);
+        return fields;
+    }
+
+    /// The same without keptRow(), to be changed.
+    Row &rowToHold(int row)
+    {
+        const int id = m_order.idAt(row);
+        if (Row *const fields = m_held.find(id))
+            return *fields;
+        const LocatedChunk &located = chunkOf(id);
+        return m_held.insert(id, rowOf(located.chunk, id - located.firstId));
+    }
+
+    // Changes
+
+    /// Whether a cell is there or so near that setField() makes it.
+    bool isInReach(int row, int col) const
+    {
+        return row >= 0 && col >= 0 && qint64(row) - size() <= csvReach &&
+               qint64(col) - numFields(row) <= csvReach;
+    }
+
+    /// Puts a field into a cell that is in reach, and makes the rows and fields before it.
+    void setField(int row, int col, const Field &field)
+    {
+        m_parsed.reserve(row + 1);
+        appendOrNothing([&] {
+            while (row >= size())
+                m_held.insert(m_order.append(), Row());
+            fillUp(rowToHold(row), col);
+        });
+        rowToHold(row)[col] = field;
+        m_parsed.mark(row, row + 1);
+    }
+
+    /// Removes a field from each row that has it.
+    void removeColumn(int col)
+    {
+        const auto isWide = [&](int row) { return col >= 0 && col < numFields(row); };
+        for (int row = 0; row < size(); ++row) {
+            if (isWide(row))
+                rowToHold(row).detach();
+        }
+        for (int row = 0; row < size(); ++row) {
+            if (isWide(row))
+                rowToHold(row).removeAt(col);
+        }
+    }
+
+    void remove(int row)
+    {
+        if (has(row))
+            m_order.remove(row);
+    }
+
+    /// The same with many, in ascending order.
+    void remove(const QList<int> &rows)
+    {
+        if (!rows.isEmpty()) // which would cost the order its short form
+            m_order.remove(rows);
+    }
+
+    /// Changes the order of the rows from \p firstRow on, as RowOrder::reorder() does.
+    void reorder(int firstRow, const QList<int> &order) { m_order.reorder(firstRow, order); }
+
+    /// Appends the rows of a chunk, but for those that \p isWanted is false of. All of them, or,
+    /// when the memory does not suffice, none, with std::bad_alloc.
+    template <typename IsWanted>
+    void append(Chunk chunk, const IsWanted &isWanted)
+    {
+        appendWhole(chunk.numLines(), chunk.isSplit(), [&] {
+            const int id =
+                m_order.append(chunk.numLines(), [&](int line) { return isWanted(chunk, line); });
+            m_chunks.push_back({id, std::move(chunk)}); // last, as it is not taken back
+        });
+    }
+    void append(Chunk chunk)
+    {
+        append(std::move(chunk), [](const Chunk &, int) { return true; });
+    }
+
+    /// Appends rows that are split already. All of them, or none, too.
+    void appendParsed(const QList<Row> &rows)
+    {
+        appendWhole(rows.size(), /*areParsed=*/true, [&] {
+            for (const Row &fields : rows)
+                m_held.insert(m_order.append(), fields);
+        });
+    }
+
+    /// Forgets all rows, and which are split.
+    void clear()
+    {
+        m_chunks.clear();
+        m_held.clear();
+        m_order.clear();
+        m_parsed.clear();
+    }
+
+private:
+    struct LocatedChunk
+    {
+        int firstId;
+        Chunk chunk;
+    };
+
+    const LocatedChunk &chunkOf(int id) const
+    {
+        if (m_chunks.size() == 1)
+            return m_chunks.front();
+        const auto next = std::upper_bound(
+            m_chunks.begin(), m_chunks.end(), id,
+            [](int wanted, const LocatedChunk &located) { return wanted < located.firstId; });
+        return *(next - 1);
+    }
+
+    static Row rowOf(const Chunk &chunk, int line)
+    {
+        Row fields;
+        fields.reserve(chunk.numCells(line));
+        for (int cell = chunk.firstCell(line); cell < chunk.firstCell(line + 1); ++cell)
+            fields.append(chunk.field(cell));
+        return fields;
+    }
+
+    /// Whether a row, which exists, has no fields or one that is empty.
+    bool isBlank(int row) const
+    {
+        return visit(
+            row,
+            [](const Row &fields) {
+                return fields.isEmpty() || (fields.size() == 1 && fields.first().isEmpty());
+            },
+            [](const Chunk &chunk, int line) {
+                return chunk.numCells(line) == 1 && chunk.isEmpty(chunk.firstCell(line));
+            });
+    }
+
+    /// Appends what a column has in the lines from \p row on that are split and stand where they
+    /// came in, up to \p endRow. Returns the row after them.
+    template <typename Results, typename OnField, typename OnCell>
+    int appendLines(int row, int endRow, int col, Results &results, const OnField &onField,
+                    const OnCell &onCell) const
+    {
+        while (row >= 0 && row < endRow && m_order.isPlain() && m_held.isFree(row)) {
+            const LocatedChunk &located = chunkOf(row);
+            const int line = row - located.firstId;
+            const int count =
+                std::min({located.chunk.numLines() - line, endRow - row, m_held.numFree(row)});
+            if (!located.chunk.isSplit())
+                break;
+            int first = located.chunk.firstCell(line);
+            for (int each = line; each < line + count; ++each) {
+                const int next = located.chunk.firstCell(each + 1);
+                results.append(col < next - first ? onCell(located.chunk, first + col)
+                                                  : onField(nullptr));
+                first = next;
+            }
+            row += count;
+        }
+        return row;
+    }
+
+    /// Calls \p append, which adds rows, and takes back what it has added when it throws.
+    template <typename Append>
+    void appendOrNothing(const Append &append)
+    {
+        const RowOrder::End end = m_order.end();
+        try {
+            append();
+        } catch (...) {
+            m_held.removeFrom(end.id);
+            m_order.cut(end);
+            throw;
+        }
+    }
+
+    /// The same with rows that may be split, at most \p most.
+    template <typename Append>
+    void appendWhole(int most, bool areParsed, const Append &append)
+    {
+        const int first = size();
+        if (areParsed)
+            m_parsed.reserve(qint64(first) + most);
+        appendOrNothing(append);
+        if (areParsed)
+            m_parsed.mark(first, size());
+    }
+
+    /// Appends empty fields until there is one at \p col, all or none, and makes the list one that
+    /// is not shared.
+    static void fillUp(Row &fields, int col)
+    {
+        const int before = fields.size();
+        try {
+            while (col >= fields.size())
+                fields.append(Field());
+            fields.detach();
+        } catch (...) {
+            while (fields.size() > before)
+                fields.removeLast();
+            throw;
+        }
+    }
+
+    RowOrder m_order;
+    std::vector<LocatedChunk> m_chunks; // in the order of identities
+    RowStore<Row> m_held;
+    RowMarks m_parsed;
+};
+
+} // namespace Utils
