@@ -4,7 +4,7 @@
 #include "utils/csv/CSVTable.h"
 
 #include "fuzz/Input.h"
-#include "tests/csv/PlainCSVTable.h"
+#include "tests/csv/PlainCSVData.h"
 
 #include <algorithm>
 #include <cctype>
@@ -65,8 +65,7 @@ struct Call
     String text;
 };
 
-template <typename Table>
-static Answer apply(Table &table, const Call &call)
+static Answer apply(Utils::CSVTable &table, const Call &call)
 {
     Answer answer;
     const bool flag = call.last % 2 == 1;
@@ -182,8 +181,7 @@ static Answer apply(Table &table, const Call &call)
 }
 
 /// Gives \p bytes to \p table in one of five ways.
-template <typename Table>
-static bool read(Table &table, int way, bool isQuoted, const QByteArray &bytes)
+static bool read(Utils::CSVTable &table, int way, bool isQuoted, const QByteArray &bytes)
 {
     const int limits[] = {asText, asBytes, inFile};
     if (way == 3)
@@ -200,7 +198,9 @@ static void checkCalls(Input &calls, const String &delimiter, const QByteArray &
     scratch().write(bytes);
 
     Utils::CSVTable table(delimiter);
-    PlainCSV::CSVTable plain(delimiter);
+    Utils::CSVTable plain{String()};
+    PlainCSV::usePlainBackends(plain);
+    plain.addDelimiter(delimiter);
     table.setHoleValue(0.0);
     plain.setHoleValue(0.0);
     for (bool isRead = false; !isRead || !calls.isAtEnd();) {

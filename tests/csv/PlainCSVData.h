@@ -1,8 +1,6 @@
 #pragma once
 
-#include "data/String.h"
-#include "utils/csv/CSVReader.h"
-#include "utils/feedback/Progress.h"
+#include "utils/csv/CSVTable_p.h"
 #include "utils/text/List.h"
 
 #include <QByteArray>
@@ -13,77 +11,16 @@
 
 #include <algorithm>
 
-/// How a table holds its cells, in the shortest way and as slow as that is: lists of texts. The
-/// reference that the fast way is compared with.
+/// How a table holds its cells in memory, in the shortest way and as slow as that is: lists of
+/// texts. The reference that the fast way is compared with, under one and the same CSVTable.
 namespace PlainCSV {
 
-using Utils::CSVReader;
+using Utils::csvHoleValue;
+using Utils::csvReach;
 using Utils::List;
 using Utils::Progress;
 
-class CSVData
-{
-public:
-    CSVData() = default;
-    CSVData(const CSVData &) = delete;
-    CSVData &operator=(const CSVData &) = delete;
-    virtual ~CSVData();
-
-    virtual bool isValid() const;
-
-    virtual void removeRow(int row) = 0;
-    virtual int numRows() const = 0;
-
-    virtual int numColumns(int row) = 0;
-
-    virtual bool isEmpty(int row, int col) = 0;
-
-    // Fields as text, and as numbers
-
-    virtual QStringList data(int row) = 0;
-    virtual Data::String data(int row, int col) = 0;
-    virtual QList<double> dataValue(int row) = 0;
-
-    virtual double dataValue(int row, int col, bool *ok) = 0;
-
-    virtual QStringList colData(int col, int firstRow) = 0;
-    virtual QList<double> colDataValue(int col, int firstRow) = 0;
-
-    virtual bool isReadOnly() const;
-
-    virtual void setData(int row, int col, const Data::String &text);
-
-    virtual void removeColumn(int col);
-};
-
-constexpr int csvReach = 1 << 24;
-
-inline double &csvHoleValue();
-
-inline double csvNumber(const QString &text, bool *ok);
-
-template <typename Row>
-Row csvPart(const Row &row, int firstCol, int lastCol)
-{
-    const int begin = std::max(firstCol, 0);
-    const int end = lastCol < firstCol ? row.size() : std::min(lastCol, row.size() - 1) + 1;
-    return begin < end ? row.mid(begin, end - begin) : Row();
-}
-
-inline CSVData::~CSVData() = default;
-
-inline bool CSVData::isValid() const { return numRows() > 0; }
-inline bool CSVData::isReadOnly() const { return false; }
-inline void CSVData::setData(int, int, const Data::String &) {}
-inline void CSVData::removeColumn(int) {}
-
-inline double &csvHoleValue()
-{
-    static double value = 0.0;
-    return value;
-}
-
-inline double csvNumber(const QString &text, bool *ok)
+inline double number(const QString &text, bool *ok)
 {
     if (text.isEmpty()) {
         if (ok)
@@ -94,8 +31,9 @@ inline double csvNumber(const QString &text, bool *ok)
     return brace < 0 ? text.toDouble(ok) : text.left(brace).toDouble(ok);
 }
 
-template <typename Row>
-class CSVMemoryData : public CSVData
+/// \p Base with rows that are held as they are.
+template <typename Row, typename Base>
+class MemoryData : public Base
 {
 public:
     using Field = typename Row::value_type;
@@ -104,6 +42,12 @@ public:
     {
         if (has(row))
             m_rows.removeAt(row);
+    }
+
+    void removeRows(const QList<int> &rows) override
+    {
+        for (int i = rows.size() - 1; i >= 0; --i)
+            removeRow(rows.at(i));
     }
 
     int numRows() const override { return m_rows.size(); }
@@ -130,14 +74,14 @@ public:
     {
         return convert<QString>(splitRow(row), [this](const Field &field) { return text(field); });
     }
-    using CSVData::data;
+    using Base::data;
 
     QList<double> dataValue(int row) override
     {
         return convert<double>(splitRow(row),
-                               [this](const Field &field) { return number(field, nullptr); });
+                               [this](const Field &field) { return value(field, nullptr); });
     }
-    using CSVData::dataValue;
+    using Base::dataValue;
 
     QStringList colData(int col, int firstRow) override
     {
@@ -148,12 +92,14 @@ public:
     QList<double> colDataValue(int col, int firstRow) override
     {
         return convert<double>(column(col, firstRow),
-                               [this](const Field &field) { return number(field, nullptr); });
+                               [this](const Field &field) { return value(field, nullptr); });
     }
 
     void setData(int row, int col, const Data::String &text) override
     {
-        if (!isInReach(row, col))
+        const bool isInReach = row >= 0 && col >= 0 && qint64(row) - m_rows.size() <= csvReach &&
+                               qint64(col) - m_rows.value(row).size() <= csvReach;
+        if (!isInReach)
             return;
 
         while (row >= m_rows.size())
@@ -173,34 +119,35 @@ public:
         }
     }
 
-    bool isInReach(int row, int col) const
+    quint16 checksum(int rows) override
     {
-        return row >= 0 && col >= 0 && qint64(row) - m_rows.size() <= csvReach &&
-               qint64(col) - m_rows.value(row).size() <= csvReach;
+        QByteArray bytes = QByteArray::number(numRows());
+        const int end = rows < 0 ? numRows() : std::min(rows, numRows());
+        for (int row = 0; row < end; ++row)
+            bytes.append(data(row).join(QLatin1Char(',')).toUtf8());
+        return qChecksum(bytes.constData(), static_cast<uint>(bytes.size()));
     }
-
-    void parseRow(int row)
-    {
-        if (!has(row) || isParsed(row))
-            return;
-        if (!m_rows.at(row).isEmpty())
-            m_rows[row] = split(m_rows.at(row).first());
-        m_parsedRows.insert(row);
-    }
-
-    bool isParsed(int row) const { return m_parsedRows.contains(row); }
 
 protected:
-    virtual Row split(const Field &line) const = 0;
+    virtual Row splitLine(const Field &line) const = 0;
     virtual QString text(const Field &field) const = 0;
-    virtual double number(const Field &field, bool *ok) const = 0;
+    virtual double value(const Field &field, bool *ok) const = 0;
     virtual Field encoded(const Data::String &text) const = 0;
 
     bool has(int row) const { return row >= 0 && row < m_rows.size(); }
 
+    void splitInPlace(int row)
+    {
+        if (!has(row) || m_parsedRows.contains(row))
+            return;
+        if (!m_rows.at(row).isEmpty())
+            m_rows[row] = splitLine(m_rows.at(row).first());
+        m_parsedRows.insert(row);
+    }
+
     Row splitRow(int row)
     {
-        parseRow(row);
+        splitInPlace(row);
         return m_rows.value(row);
     }
 
@@ -208,6 +155,25 @@ protected:
     {
         m_rows.append(fields);
         m_parsedRows.insert(m_rows.size() - 1);
+    }
+
+    /// Appends lines as rows, or those of them that \p isWanted is true of.
+    template <typename Lines, typename IsWanted>
+    void appendLines(const Lines &lines, bool parseNow, Progress *progress,
+                     const Data::String &label, const IsWanted &isWanted)
+    {
+        if (parseNow && progress) {
+            progress->setMaxSteps(lines.size());
+            progress->setLabel(label);
+        }
+        for (const Field &line : lines) {
+            if (isWanted(line) && parseNow)
+                appendParsed(splitLine(line));
+            else if (isWanted(line))
+                m_rows.append({line});
+            if (parseNow && progress)
+                progress->tick(1);
+        }
     }
 
     QList<Row> m_rows;
@@ -246,247 +212,157 @@ private:
     }
 };
 
-class CSVStringData : public CSVMemoryData<QStringList>
+class TextData : public MemoryData<QStringList, Utils::CSVTextData>
 {
 public:
-    QStringList delimiters;
-    QStringList alternateDelimiters;
-    Data::String comment;
-    Data::String commentException;
-    bool quoted = false;
+    using MemoryData::data;
+    using MemoryData::dataValue;
 
-    using CSVMemoryData::data;
-    using CSVMemoryData::dataValue;
-    using CSVMemoryData::setData;
-
-    Data::String data(int row, int col) override;
-    double dataValue(int row, int col, bool *ok) override;
-
-    void setData(const Data::String &text, bool parseNow, Progress *progress,
-                 const Data::String &label);
-
-    QStringList split(const QString &line) const override;
-
-    void appendRow(const QStringList &fields) { appendParsed(fields); }
-
-    QStringList heldRow(int row) const { return m_rows.value(row); }
-
-    QList<QStringList> &heldRows() { return m_rows; }
-
-    void reorder(int firstRow, const QList<int> &order);
-
-    void clear();
-
-protected:
-    QString text(const QString &field) const override { return field; }
-    double number(const QString &field, bool *ok) const override { return csvNumber(field, ok); }
-    QString encoded(const Data::String &text) const override { return text; }
-
-private:
-    bool isComment(const QString &line) const;
-};
-
-static const QLatin1Char lineFeed('\n');
-
-class LineSplitter
-{
-public:
-    explicit LineSplitter(const CSVStringData &data)
-        : m_quoted(data.quoted), m_delimiter(data.delimiters.value(0)),
-          m_pattern(data.delimiters.join(QLatin1Char('|')))
-    {}
-
-    QStringList split(const QString &line) const
+    Data::String data(int row, int col) override
     {
-        QStringList fields = m_quoted
-                                 ? List::safeSplit(line, m_delimiter, /*backslashQuotes=*/false)
-                                 : line.split(m_pattern);
+        return col < 0 ? Data::String() : Data::String(splitRow(row).value(col));
+    }
+
+    double dataValue(int row, int col, bool *ok) override { return number(data(row, col), ok); }
+
+    bool setText(const Utils::CSVText &text, bool parseNow, Progress *progress,
+                 const Data::String &label) override
+    {
+        const QStringList lines = text.toString().split(QLatin1Char('\n'));
+        if (!alternateDelimiters.isEmpty() &&
+            (delimiters.isEmpty() || !lines.first().contains(delimiters.first())))
+            delimiters = alternateDelimiters;
+        appendLines(lines, parseNow, progress, label, [this](const QString &line) {
+            return comment.isEmpty() || !line.startsWith(comment) ||
+                   (!commentException.isEmpty() && line.startsWith(commentException));
+        });
+        return true;
+    }
+
+    QStringList split(const QString &line) const override
+    {
+        QStringList fields =
+            quoted ? List::safeSplit(line, delimiters.value(0), /*backslashQuotes=*/false)
+                   : line.split(QRegExp(delimiters.join(QLatin1Char('|'))));
         for (QString &field : fields)
             field = field.trimmed();
         return fields;
     }
 
-private:
-    bool m_quoted;
-    QString m_delimiter;
-    QRegExp m_pattern;
-};
+    void appendRow(const QStringList &fields) override { appendParsed(fields); }
 
-inline Data::String CSVStringData::data(int row, int col)
-{
-    return col < 0 ? Data::String() : Data::String(splitRow(row).value(col));
-}
-
-inline double CSVStringData::dataValue(int row, int col, bool *ok)
-{
-    return csvNumber(data(row, col), ok);
-}
-
-inline void CSVStringData::setData(const Data::String &text, bool parseNow, Progress *progress,
-                                   const Data::String &label)
-{
-    const QStringList lines = text.split(lineFeed);
-    if (!alternateDelimiters.isEmpty() &&
-        (delimiters.isEmpty() || !lines.first().contains(delimiters.first())))
-        delimiters = alternateDelimiters;
-
-    if (!parseNow) {
-        for (const QString &line : lines) {
-            if (!isComment(line))
-                m_rows.append({line});
-        }
-        return;
+    bool isInReach(int row, int col) const override
+    {
+        return row >= 0 && col >= 0 && qint64(row) - m_rows.size() <= csvReach &&
+               qint64(col) - m_rows.value(row).size() <= csvReach;
     }
 
-    if (progress) {
-        progress->setMaxSteps(lines.size());
-        progress->setLabel(label);
+    void parseRow(int row) override { splitInPlace(row); }
+    bool isParsed(int row) const override { return m_parsedRows.contains(row); }
+    QStringList heldRow(int row) const override { return m_rows.value(row); }
+
+    void setHeldRows(int firstRow, int lastRow, const QList<QStringList> &rows) override
+    {
+        for (int row = firstRow; row <= lastRow; ++row)
+            m_rows[row] = rows.at(row);
     }
-    const LineSplitter splitter(*this);
-    for (const QString &line : lines) {
-        if (!isComment(line))
-            appendParsed(splitter.split(line));
-        if (progress)
-            progress->tick(1);
+
+    void appendHeldRow(int row, const QString &separator, QByteArray &to) const override
+    {
+        to += m_rows.at(row).join(separator).toUtf8();
     }
-}
 
-inline QStringList CSVStringData::split(const QString &line) const
-{
-    return LineSplitter(*this).split(line);
-}
+    void reorder(int firstRow, const QList<int> &order) override
+    {
+        for (int row = firstRow; row < m_rows.size(); ++row)
+            splitInPlace(row);
+        QList<QStringList> rows = m_rows.mid(0, firstRow);
+        for (const int index : order)
+            rows.append(m_rows.value(firstRow + index));
+        m_rows = rows;
+    }
 
-inline void CSVStringData::reorder(int firstRow, const QList<int> &order)
-{
-    for (int row = firstRow; row < m_rows.size(); ++row)
-        parseRow(row);
-    QList<QStringList> rows = m_rows.mid(0, firstRow);
-    for (const int index : order)
-        rows.append(m_rows.value(firstRow + index));
-    m_rows = rows;
-}
-
-inline void CSVStringData::clear()
-{
-    m_rows.clear();
-    m_parsedRows.clear();
-}
-
-inline bool CSVStringData::isComment(const QString &line) const
-{
-    return !comment.isEmpty() && line.startsWith(comment) &&
-           (commentException.isEmpty() || !line.startsWith(commentException));
-}
-
-class CSVArrayData : public CSVMemoryData<QList<QByteArray>>
-{
-public:
-    explicit CSVArrayData(char delimiter) : m_delimiter(delimiter) {}
-
-    using CSVMemoryData::data;
-    using CSVMemoryData::dataValue;
-    using CSVMemoryData::setData;
-
-    Data::String data(int row, int col) override;
-    double dataValue(int row, int col, bool *ok) override;
-
-    void setData(const QByteArray &bytes, bool parseNow, Progress *progress,
-                 const Data::String &label);
+    void clear() override
+    {
+        m_rows.clear();
+        m_parsedRows.clear();
+    }
 
 protected:
-    QList<QByteArray> split(const QByteArray &line) const override;
-    QString text(const QByteArray &field) const override;
-    double number(const QByteArray &field, bool *ok) const override;
+    QStringList splitLine(const QString &line) const override { return split(line); }
+    QString text(const QString &field) const override { return field; }
+    double value(const QString &field, bool *ok) const override { return number(field, ok); }
+    QString encoded(const Data::String &text) const override { return text; }
+};
+
+class ByteData : public MemoryData<QList<QByteArray>, Utils::CSVData>
+{
+public:
+    ByteData(const QByteArray &bytes, char delimiter, bool parseNow, Progress *progress,
+             const Data::String &label)
+        : m_delimiter(delimiter)
+    {
+        appendLines(bytes.split('\n'), parseNow, progress, label,
+                    [](const QByteArray &) { return true; });
+    }
+
+    using MemoryData::data;
+    using MemoryData::dataValue;
+
+    Data::String data(int row, int col) override
+    {
+        return col < 0 ? QString() : QString::fromLatin1(splitRow(row).value(col));
+    }
+
+    double dataValue(int row, int col, bool *ok) override
+    {
+        const QList<QByteArray> fields = col < 0 ? QList<QByteArray>() : splitRow(row);
+        if (col >= 0 && col < fields.size())
+            return value(fields.at(col), ok);
+        if (ok)
+            *ok = false;
+        return 0.0;
+    }
+
+protected:
+    QList<QByteArray> splitLine(const QByteArray &line) const override
+    {
+        QList<QByteArray> fields = line.split(m_delimiter);
+        for (QByteArray &field : fields)
+            field = field.trimmed();
+        return fields;
+    }
+
+    QString text(const QByteArray &field) const override { return QString::fromUtf8(field); }
+
+    double value(const QByteArray &field, bool *ok) const override
+    {
+        const QByteArray trimmed = field.trimmed();
+        if (!trimmed.isEmpty())
+            return trimmed.toDouble(ok);
+        if (ok)
+            *ok = false;
+        return csvHoleValue();
+    }
+
     QByteArray encoded(const Data::String &text) const override { return text.toUtf8(); }
 
 private:
     const char m_delimiter;
 };
 
-inline Data::String CSVArrayData::data(int row, int col)
+/// Makes \p table, which is new and without delimiters, hold its cells in the plain way.
+inline void usePlainBackends(Utils::CSVTable &table)
 {
-    return col < 0 ? QString() : QString::fromLatin1(splitRow(row).value(col));
+    const auto makeText = []() -> std::unique_ptr<Utils::CSVTextData> {
+        return std::make_unique<TextData>();
+    };
+    const auto makeBytes = [](const QByteArray &bytes, char delimiter, bool parseNow,
+                              Progress *progress,
+                              const Data::String &label) -> std::unique_ptr<Utils::CSVData> {
+        return std::make_unique<ByteData>(bytes, delimiter, parseNow, progress, label);
+    };
+    Utils::CSVTablePrivate::useBackends(table, {makeText, makeBytes});
 }
-
-inline double CSVArrayData::dataValue(int row, int col, bool *ok)
-{
-    const QList<QByteArray> fields = col < 0 ? QList<QByteArray>() : splitRow(row);
-    if (col >= 0 && col < fields.size())
-        return number(fields.at(col), ok);
-    if (ok)
-        *ok = false;
-    return 0.0;
-}
-
-inline void CSVArrayData::setData(const QByteArray &bytes, bool parseNow, Progress *progress,
-                                  const Data::String &label)
-{
-    const QList<QByteArray> lines = bytes.split('\n');
-    if (!parseNow) {
-        for (const QByteArray &line : lines)
-            m_rows.append({line});
-        return;
-    }
-
-    if (progress) {
-        progress->setMaxSteps(lines.size());
-        progress->setLabel(label);
-    }
-    for (const QByteArray &line : lines) {
-        appendParsed(split(line));
-        if (progress)
-            progress->tick(1);
-    }
-}
-
-inline QList<QByteArray> CSVArrayData::split(const QByteArray &line) const
-{
-    QList<QByteArray> fields = line.split(m_delimiter);
-    for (QByteArray &field : fields)
-        field = field.trimmed();
-    return fields;
-}
-
-inline QString CSVArrayData::text(const QByteArray &field) const
-{
-    return QString::fromUtf8(field);
-}
-
-inline double CSVArrayData::number(const QByteArray &field, bool *ok) const
-{
-    const QByteArray trimmed = field.trimmed();
-    if (!trimmed.isEmpty())
-        return trimmed.toDouble(ok);
-    if (ok)
-        *ok = false;
-    return csvHoleValue();
-}
-
-class CSVFileData : public CSVData
-{
-public:
-    explicit CSVFileData(char delimiter) : reader(delimiter) {}
-
-    CSVReader reader;
-
-    bool isValid() const override { return reader.isValid(); }
-    void removeRow(int) override {}
-    int numRows() const override { return reader.numRows(); }
-    int numColumns(int row) override { return reader.numColumns(row); }
-    bool isEmpty(int row, int col) override { return reader.dataD(row, col).isEmpty(); }
-    QStringList data(int row) override { return reader.dataD(row); }
-    Data::String data(int row, int col) override { return reader.dataD(row, col); }
-    QList<double> dataValue(int row) override { return reader.dataValue(row); }
-    double dataValue(int row, int col, bool *ok) override { return reader.dataValue(row, col, ok); }
-    QStringList colData(int col, int firstRow) override
-    {
-        return firstRow < -csvReach ? QStringList() : reader.colDataD(col, firstRow);
-    }
-    QList<double> colDataValue(int col, int firstRow) override
-    {
-        return firstRow < -csvReach ? QList<double>() : reader.colDataValue(col, firstRow);
-    }
-    bool isReadOnly() const override { return true; }
-};
 
 } // namespace PlainCSV

@@ -1,6 +1,6 @@
 #include "utils/csv/CSVTable.h"
 
-#include "tests/csv/PlainCSVTable.h"
+#include "tests/csv/PlainCSVData.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -107,8 +107,7 @@ struct Input
     QString path;
 };
 
-template <typename Table>
-static bool readInput(Table &table, const Input &input)
+static bool readInput(Utils::CSVTable &table, const Input &input)
 {
     switch (input.way) {
     case Input::AsText:
@@ -126,8 +125,8 @@ static QByteArray contentsOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("none");
 }
 
-template <typename Table>
-static Result apply(Table &table, const Call &call, const Input &input, const QString &output)
+static Result apply(Utils::CSVTable &table, const Call &call, const Input &input,
+                    const QString &output)
 {
     Result result;
     Data::String text("before");
@@ -442,7 +441,9 @@ private:
     {
         const QString delimiter = anyDelimiter(random);
         Utils::CSVTable table{Data::String(delimiter)};
-        PlainCSV::CSVTable plain{Data::String(delimiter)};
+        Utils::CSVTable plain{Data::String()};
+        PlainCSV::usePlainBackends(plain);
+        plain.addDelimiter(delimiter);
         Utils::Progress progress(-1);
         const auto both = [&](const auto &change) {
             change(table);
