@@ -37,14 +37,14 @@ static QString trimmedText(const QChar *begin, const QChar *end)
     return QString(begin, static_cast<int>(end - begin));
 }
 
-/// The length of the longest delimiter at \p place, or 0.
-int LineSplitter::delimiterAt(const QChar *place, const QChar *end) const
+/// The length of the longest delimiter at \p begin, or 0.
+int LineSplitter::delimiterAt(const QChar *begin, const QChar *end) const
 {
     int longest = 0;
     for (const QString &delimiter : m_delimiters) {
         const int size = delimiter.size();
-        if (size > longest && size <= end - place &&
-            std::equal(delimiter.begin(), delimiter.end(), place))
+        if (size > longest && size <= end - begin &&
+            std::equal(delimiter.begin(), delimiter.end(), begin))
             longest = size;
     }
     return longest;
@@ -54,42 +54,44 @@ QStringList LineSplitter::split(const QChar *begin, const QChar *end, int expect
 {
     QStringList fields;
     fields.reserve(expected);
-    const QChar *next = begin;
-    switch (m_way) {
-    case Literal:
-        while (next != end) {
-            const int length = delimiterAt(next, end);
-            if (length > 0) {
-                fields.append(trimmedText(begin, next));
-                begin = next + length;
-            }
-            next += std::max(length, 1);
-        }
-        fields.append(trimmedText(begin, end));
-        break;
-    case Blanks:
-        while (next != end) {
-            if (!next->isSpace()) {
-                ++next;
-                continue;
-            }
-            fields.append(QString(begin, static_cast<int>(next - begin)));
-            while (next != end && next->isSpace())
-                ++next;
-            begin = next;
-        }
-        fields.append(QString(begin, static_cast<int>(end - begin)));
-        break;
-    default:
+    if (m_way == Literal) {
+        splitLiterally(begin, end, fields);
+    } else if (m_way == Blanks) {
+        splitAtBlanks(begin, end, fields);
+    } else {
         const QString line(begin, static_cast<int>(end - begin));
         fields = m_way == Quoted
                      ? List::safeSplit(line, m_delimiters.value(0), /*backslashQuotes=*/false)
                      : line.split(m_pattern);
         for (QString &field : fields)
             field = field.trimmed();
-        break;
     }
     return fields;
+}
+
+void LineSplitter::splitLiterally(const QChar *begin, const QChar *end, QStringList &fields) const
+{
+    for (const QChar *next = begin; next != end;) {
+        const int length = delimiterAt(next, end);
+        if (length > 0) {
+            fields.append(trimmedText(begin, next));
+            begin = next + length;
+        }
+        next += std::max(length, 1);
+    }
+    fields.append(trimmedText(begin, end));
+}
+
+void LineSplitter::splitAtBlanks(const QChar *begin, const QChar *end, QStringList &fields)
+{
+    const auto isBlank = [](QChar character) { return character.isSpace(); };
+    while (true) {
+        const QChar *const next = std::find_if(begin, end, isBlank);
+        fields.append(QString(begin, static_cast<int>(next - begin)));
+        if (next == end)
+            return;
+        begin = std::find_if_not(next, end, isBlank);
+    }
 }
 
 } // namespace Utils

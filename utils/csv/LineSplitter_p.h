@@ -45,7 +45,9 @@ private:
         return m_delimiters.size() == 1 && m_delimiters.first().size() == 1;
     }
 
-    int delimiterAt(const QChar *place, const QChar *end) const;
+    void splitLiterally(const QChar *begin, const QChar *end, QStringList &fields) const;
+    static void splitAtBlanks(const QChar *begin, const QChar *end, QStringList &fields);
+    int delimiterAt(const QChar *begin, const QChar *end) const;
 
     QStringList m_delimiters;
     Way m_way;

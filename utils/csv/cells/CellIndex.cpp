@@ -72,7 +72,7 @@ void CellIndex::appendCells(quint64 ends, quint64 feeds, quint32 from)
     quint32 *next = m_cells.room(64);
     for (; ends != 0; ends &= ends - 1)
         *next++ = from + qCountTrailingZeroBits(ends) + 1;
-    m_cells.take(next);
+    m_cells.setEnd(next);
 }
 
 template <typename Unit>
@@ -104,56 +104,81 @@ static bool closesCell(const Unit *begin, const Unit *end)
     return begin != end && end[-1] == '"' && (end - begin == 1 || *begin != '"');
 }
 
+/// Where quotes count: which of the cells that have one go on after a delimiter.
+template <typename Unit>
+class QuotedCell
+{
+public:
+    /// Whether there is a quote in the cell, so far.
+    bool hasQuote() const { return m_hasQuote; }
+    void addQuotes(bool areThere) { m_hasQuote = m_hasQuote || areThere; }
+
+    /// Whether the cell from \p begin on, which has a quote, ends at \p end, which is a delimiter
+    /// or the end of its line. If so, the next cell starts.
+    bool endsAt(const Unit *begin, const Unit *end, bool endsLine)
+    {
+        if (m_isOpen)
+            m_isOpen = !closesCell(m_piece, end);
+        else
+            m_isOpen = begin != end && *begin == '"' && !isBetweenQuotes(begin, end);
+        m_piece = end + 1;
+        if (m_isOpen && !endsLine)
+            return false;
+        m_hasQuote = false;
+        m_isOpen = false;
+        return true;
+    }
+
+private:
+    bool m_hasQuote = false;
+    bool m_isOpen = false;         // it goes on after a delimiter
+    const Unit *m_piece = nullptr; // of a cell that is open
+};
+
 template <typename Unit>
 void CellIndex::findQuoted(const Unit *text, int size, Unit delimiter)
 {
     start(size);
     unsigned wide = 0;
-    bool hasQuote = false;       // in this cell, so far
-    bool isOpen = false;         // it goes on behind a delimiter
-    const Unit *piece = nullptr; // of a cell that is open
-
-    // Tells whether a cell with a quote ends, too, where a piece of it does.
-    const auto endsCell = [&](const Unit *end, bool endsLine) {
-        const Unit *const begin = isOpen ? piece : text + m_cells[m_cells.size() - 1];
-        isOpen = isOpen ? !closesCell(begin, end)
-                        : begin != end && *begin == '"' && !isBetweenQuotes(begin, end);
-        piece = end + 1;
-        if (isOpen && !endsLine)
-            return false;
-        m_cells[m_cells.size() - 1] |= quoteFlag;
-        hasQuote = false;
-        isOpen = false;
-        return true;
-    };
-
+    QuotedCell<Unit> cell;
     forEachUnits(text, size, [&](const Units<Unit> &units, quint32 from, quint64 counted) {
         const quint64 feeds = units.equalTo('\n') & counted;
         const quint64 ends = (units.equalTo(delimiter) & counted) | feeds;
-        quint64 quotes = units.equalTo('"') & counted;
+        const quint64 quotes = units.equalTo('"') & counted;
         wide |= anyWide(units);
-        if (!hasQuote && quotes == 0) {
+        if (cell.hasQuote() || quotes != 0)
+            appendQuoted(text, ends, feeds, quotes, from, cell);
+        else
             appendCells(ends, feeds, from);
-            return;
-        }
-        for (quint64 rest = ends; rest != 0; rest &= rest - 1) {
-            const quint64 bit = lowest(rest);
-            hasQuote = hasQuote || (quotes & below(bit)) != 0;
-            quotes &= ~below(bit);
-            const quint32 place = from + qCountTrailingZeroBits(bit);
-            const bool endsLine = (feeds & bit) != 0;
-            if (hasQuote && !endsCell(text + place, endsLine))
-                continue;
-            if (endsLine)
-                m_lines.append(static_cast<quint32>(m_cells.size()));
-            m_cells.append(place + 1);
-        }
-        hasQuote = hasQuote || quotes != 0;
     });
     m_isAscii = wide == 0;
-    if (hasQuote)
-        endsCell(text + size, /*endsLine=*/true);
+    if (cell.hasQuote())
+        m_cells[m_cells.size() - 1] |= quoteFlag;
     finish(size);
+}
+
+/// The same as appendCells() with units among which there are quotes, or where one came before.
+template <typename Unit>
+void CellIndex::appendQuoted(const Unit *text, quint64 ends, quint64 feeds, quint64 quotes,
+                             quint32 from, QuotedCell<Unit> &cell)
+{
+    for (; ends != 0; ends &= ends - 1) {
+        const quint64 bit = lowest(ends);
+        cell.addQuotes((quotes & below(bit)) != 0);
+        quotes &= ~below(bit);
+        const quint32 offset = from + qCountTrailingZeroBits(bit);
+        const bool endsLine = (feeds & bit) != 0;
+        if (cell.hasQuote()) {
+            quint32 &begin = m_cells[m_cells.size() - 1];
+            if (!cell.endsAt(text + begin, text + offset, endsLine))
+                continue;
+            begin |= quoteFlag;
+        }
+        if (endsLine)
+            m_lines.append(static_cast<quint32>(m_cells.size()));
+        m_cells.append(offset + 1);
+    }
+    cell.addQuotes(quotes != 0);
 }
 
 } // namespace Utils

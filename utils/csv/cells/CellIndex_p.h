@@ -4,10 +4,13 @@
 
 namespace Utils {
 
+template <typename Unit>
+class QuotedCell;
+
 /// Where the lines and cells of a text begin, without the text: a number a cell, and one a line.
 ///
 /// Cells are counted through all lines. They are separated by one character each, a delimiter or a
-/// line feed, so that each ends in front of the character before the next one.
+/// line feed, so that each ends before the character that the next one follows.
 class CellIndex
 {
 public:
@@ -51,6 +54,9 @@ private:
     void find(const Unit *text, int size, Unit delimiter);
     template <typename Unit>
     void findQuoted(const Unit *text, int size, Unit delimiter);
+    template <typename Unit>
+    void appendQuoted(const Unit *text, quint64 ends, quint64 feeds, quint64 quotes, quint32 from,
+                      QuotedCell<Unit> &cell);
     void start(int size);
     void appendCells(quint64 ends, quint64 feeds, quint32 from);
     void finish(int size);

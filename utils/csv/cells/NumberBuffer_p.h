@@ -21,7 +21,7 @@ public:
     quint32 operator[](int i) const { return m_numbers.get()[i]; }
     quint32 &operator[](int i) { return m_numbers.get()[i]; }
 
-    /// Room for \p count more numbers behind the last one. They count when append() is told.
+    /// Room for \p count more numbers after the last one, which count when setEnd() is called.
     quint32 *room(std::size_t count)
     {
         if (m_capacity - m_size < count)
@@ -29,21 +29,21 @@ public:
         return m_numbers.get() + m_size;
     }
 
-    /// Takes what was written into room() up to \p end.
-    void take(const quint32 *end) { m_size = static_cast<std::size_t>(end - m_numbers.get()); }
+    /// Counts what was written into room() up to \p end.
+    void setEnd(const quint32 *end) { m_size = static_cast<std::size_t>(end - m_numbers.get()); }
 
     void append(quint32 number)
     {
         quint32 *const next = room(1);
         *next = number;
-        take(next + 1);
+        setEnd(next + 1);
     }
 
-    /// Room for as many as there may be. What is not used takes no memory where the system gives it
-    /// out by and by.
+    /// Room for as many as there may be. What is not used takes no memory where the system supplies
+    /// it lazily.
     void reserve(std::size_t count) { setCapacity(std::max(count, m_size)); }
 
-    /// Gives back what is not needed.
+    /// Frees what is not needed.
     void squeeze() { setCapacity(m_size); }
 
 private:
