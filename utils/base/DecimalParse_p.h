@@ -3,6 +3,8 @@
 #include "utils/base/NumberParse_p.h"
 #include "utils/base/Simd_p.h"
 
+#include <QtAlgorithms>
+
 namespace Utils {
 
 /// How many bytes or code units before the end of a text parseDecimal() reads.

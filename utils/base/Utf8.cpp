@@ -137,7 +137,7 @@ namespace {
 class Utf8Check
 {
 public:
-    void add(const SimdUnits<char> &bytes)
+    Q_ALWAYS_INLINE void add(const SimdUnits<char> &bytes)
     {
         const quint64 wide = bytes.wide();
         if (wide == 0 && m_wanted == 0)

@@ -17,10 +17,8 @@ static const auto cellNumber = [](const ByteChunk &chunk, int cell) {
 };
 static const auto cellText = [](const ByteChunk &chunk, int cell) { return chunk.text(cell); };
 
-void CSVArrayData::parseRow(int row)
+void CSVArrayData::splitRow(int row)
 {
-    if (!m_rows.needsParse(row))
-        return;
     m_rows.parse(row, [this](const QByteArray &line) { return split(line); });
     m_texts.remove(m_rows.idOf(row));
 }
@@ -35,13 +33,12 @@ QList<QByteArray> CSVArrayData::split(const QByteArray &line) const
 
 int CSVArrayData::numColumns(int row)
 {
-    if (row >= 0) {
-        parseRow(row);
-        return m_rows.numFields(row);
-    }
+    if (row >= 0)
+        return splitSize(row);
+
     int largest = 0;
     for (int each = 0; each < numRows(); ++each)
-        largest = std::max(largest, numColumns(each));
+        largest = std::max(largest, splitSize(each));
     return largest;
 }
 

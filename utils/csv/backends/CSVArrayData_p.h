@@ -16,7 +16,7 @@ class Progress;
 /// that does not exist is 0.0, not the hole number.
 ///
 /// A row that is asked for as a list of text is held as one from then on, besides its bytes.
-class CSVArrayData : public CSVData
+class CSVArrayData final : public CSVData
 {
 public:
     explicit CSVArrayData(char delimiter) : m_delimiter(delimiter) {}
@@ -44,12 +44,23 @@ public:
     quint16 checksum(int rows) override;
 
     /// Splits a row, unless that is done or it does not exist.
-    void parseRow(int row);
+    void parseRow(int row)
+    {
+        if (m_rows.needsParse(row))
+            splitRow(row);
+    }
 
     /// Whether the index \p row is marked as split. It may lie after the last row.
     bool isParsed(int row) const { return m_rows.isParsed(row); }
 
 private:
+    int splitSize(int row)
+    {
+        parseRow(row);
+        return m_rows.numFields(row);
+    }
+
+    void splitRow(int row);
     QList<QByteArray> split(const QByteArray &line) const;
     void appendRow(int row, QByteArray &to);
 

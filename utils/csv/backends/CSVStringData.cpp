@@ -16,21 +16,19 @@ static const auto cellNumber = [](const TextChunk &chunk, int cell) {
 };
 static const auto cellText = [](const TextChunk &chunk, int cell) { return chunk.text(cell); };
 
-void CSVStringData::parseRow(int row)
+void CSVStringData::splitRow(int row)
 {
-    if (m_rows.needsParse(row))
-        m_rows.parse(row, [this](const QString &line) { return split(line); });
+    m_rows.parse(row, [this](const QString &line) { return split(line); });
 }
 
 int CSVStringData::numColumns(int row)
 {
-    if (row >= 0) {
-        parseRow(row);
-        return m_rows.numFields(row);
-    }
+    if (row >= 0)
+        return splitSize(row);
+
     int largest = 0;
     for (int each = 0; each < numRows(); ++each)
-        largest = std::max(largest, numColumns(each));
+        largest = std::max(largest, splitSize(each));
     return largest;
 }
 

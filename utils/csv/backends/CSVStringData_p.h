@@ -12,7 +12,7 @@ class LineSplitter;
 ///
 /// A row that is asked for as a list is held as one from then on: whoever asks for it once most
 /// often does so again.
-class CSVStringData : public CSVTextData
+class CSVStringData final : public CSVTextData
 {
 public:
     int numRows() const override { return m_rows.size(); }
@@ -43,7 +43,11 @@ public:
     QStringList split(const QString &line) const override;
     void appendRow(const QStringList &fields) override { m_rows.appendParsed({fields}); }
     bool isInReach(int row, int col) const override { return m_rows.isInReach(row, col); }
-    void parseRow(int row) override;
+    void parseRow(int row) override
+    {
+        if (m_rows.needsParse(row))
+            splitRow(row);
+    }
     bool isParsed(int row) const override { return m_rows.isParsed(row); }
     QStringList heldRow(int row) const override { return m_rows.heldRow(row); }
     void setHeldRows(int firstRow, int lastRow, const QList<QStringList> &rows) override;
@@ -52,6 +56,13 @@ public:
     void clear() override { m_rows.clear(); }
 
 private:
+    int splitSize(int row)
+    {
+        parseRow(row);
+        return m_rows.numFields(row);
+    }
+
+    void splitRow(int row);
     Q_NEVER_INLINE QStringList listToKeep(int row);
     void appendText(const CSVText &text, bool parseNow, Progress *progress,
                     const Data::String &label);
