@@ -2,6 +2,8 @@
 
 #include "utils/base/Simd_p.h"
 
+#include <QtAlgorithms>
+
 #include <algorithm>
 
 namespace Utils {
@@ -63,7 +65,7 @@ void CellIndex::finish(int size)
     m_lines.squeeze();
 }
 
-/// Appends the cells and lines behind those that end in a block.
+/// Appends the cells and lines after those that end among 64 units.
 void CellIndex::appendCells(quint64 ends, quint64 feeds, quint32 from)
 {
     const auto cells = static_cast<quint32>(m_cells.size());
