@@ -3,7 +3,7 @@
 #include "utils/base/NumberParse_p.h"
 #include "utils/base/Simd_p.h"
 
-#include <QtAlgorithms>
+#include <QtAlgorithms> // qCountTrailingZeroBits
 
 namespace Utils {
 

@@ -13,7 +13,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-extern char **environ;
 
 namespace Utils::Platform {
 
@@ -183,7 +182,7 @@ std::string localeCodeset()
     const std::string original = current ? current : "C";
     std::setlocale(LC_CTYPE, "");
     const char *const name = nl_langinfo(CODESET);
-    const std::string codeset = name ? name : "";
+    std::string codeset = name ? name : "";
     std::setlocale(LC_CTYPE, original.c_str());
     return codeset;
 }

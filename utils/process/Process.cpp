@@ -114,7 +114,7 @@ void Process::setEnvironment(const QMap<Data::String, Data::String> &variables, 
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (auto variable = variables.begin(); variable != variables.end(); ++variable) {
-        const QString key = variable.key();
+        const QString &key = variable.key();
         QString value = variable.value();
         const QString old = environment.value(key);
         const bool isPath = key == QLatin1String("PATH") || key == QLatin1String("LD_LIBRARY_PATH");

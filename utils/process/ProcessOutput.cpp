@@ -24,7 +24,7 @@ void ProcessOutput::clear()
 
 Data::String ProcessOutput::append(const QByteArray &bytes, bool keep)
 {
-    const QString piece = decode(bytes);
+    QString piece = decode(bytes);
     add(piece, keep);
     return piece;
 }
@@ -37,7 +37,7 @@ Data::String ProcessOutput::end(bool keep)
     m_decoder.reset();
     if (!isCutOff)
         return {};
-    const QString piece(QChar::ReplacementCharacter);
+    QString piece(QChar::ReplacementCharacter);
     add(piece, keep);
     return piece;
 }

@@ -91,6 +91,38 @@ static QVector<int> numbersIn(const QString &text, int count)
     return numbers.size() == count ? numbers : QVector<int>();
 }
 
+/// The value of "@Rect(1 2 3 4)", "@Size(1 2)" or "@Point(1 2)"; invalid when it is none of them.
+static QVariant geometryOf(const QString &text)
+{
+    const auto numbers = [&](const char *mark, int count) {
+        return text.startsWith(QLatin1String(mark)) ? numbersIn(text, count) : QVector<int>();
+    };
+    QVector<int> n = numbers("@Rect(", 4);
+    if (!n.isEmpty())
+        return QRect(n[0], n[1], n[2], n[3]);
+    n = numbers("@Size(", 2);
+    if (!n.isEmpty())
+        return QSize(n[0], n[1]);
+    n = numbers("@Point(", 2);
+    if (!n.isEmpty())
+        return QPoint(n[0], n[1]);
+    return {};
+}
+
+/// The value that QDataStream has written as \p data, which is the end of \p text.
+static QVariant streamedValueOf(const QString &text, const QString &data, bool isDateTime)
+{
+    const QByteArray bytes = data.toLatin1();
+    const QDataStream::Version version = streamVersion(isDateTime);
+    if (!hasGuiApplication() && !isReadableWithoutGui(bytes, version))
+        return QVariant::fromValue(UnbuiltValue{text});
+    QDataStream stream(bytes);
+    stream.setVersion(version);
+    QVariant value;
+    stream >> value;
+    return value;
+}
+
 static QVariant valueOf(const QString &text)
 {
     if (!text.startsWith(QLatin1Char('@')))
@@ -102,33 +134,15 @@ static QVariant valueOf(const QString &text)
             return text.mid(11, text.size() - 12).toLatin1();
         if (startsWith("@String("))
             return text.mid(8, text.size() - 9);
-        if (startsWith("@Variant(") || startsWith("@DateTime(")) {
-            const bool isDateTime = startsWith("@DateTime(");
-            const QByteArray bytes = text.mid(isDateTime ? 10 : 9).toLatin1();
-            const QDataStream::Version version = streamVersion(isDateTime);
-            if (!hasGuiApplication() && !isReadableWithoutGui(bytes, version))
-                return QVariant::fromValue(UnbuiltValue{text});
-            QDataStream stream(bytes);
-            stream.setVersion(version);
-            QVariant value;
-            stream >> value;
-            return value;
-        }
+        if (startsWith("@Variant("))
+            return streamedValueOf(text, text.mid(9), /*isDateTime=*/false);
+        if (startsWith("@DateTime("))
+            return streamedValueOf(text, text.mid(10), /*isDateTime=*/true);
         if (text == QLatin1String("@Invalid()"))
             return QVariant();
-        if (startsWith("@Rect(")) {
-            const QVector<int> n = numbersIn(text, 4);
-            if (!n.isEmpty())
-                return QRect(n[0], n[1], n[2], n[3]);
-        } else if (startsWith("@Size(")) {
-            const QVector<int> n = numbersIn(text, 2);
-            if (!n.isEmpty())
-                return QSize(n[0], n[1]);
-        } else if (startsWith("@Point(")) {
-            const QVector<int> n = numbersIn(text, 2);
-            if (!n.isEmpty())
-                return QPoint(n[0], n[1]);
-        }
+        QVariant geometry = geometryOf(text);
+        if (geometry.isValid())
+            return geometry;
     }
     return startsWith("@@") ? text.mid(1) : text;
 }
@@ -359,12 +373,7 @@ public:
                     break;
                 }
             } else if (c == '\\') {
-                if (i < size) {
-                    const char escaped = m_text[i++];
-                    if (i < size && isLineEnd(escaped) && isLineEnd(m_text[i]) &&
-                        escaped != m_text[i])
-                        ++i;
-                }
+                i = afterEscape(i);
             } else if (c == '"') {
                 isQuoted = !isQuoted;
             } else if (c == ';') {
@@ -383,6 +392,16 @@ public:
     }
 
 private:
+    /// After what a backslash before \p i takes: a character, or a line end of one or two.
+    int afterEscape(int i) const
+    {
+        if (i == m_text.size())
+            return i;
+        const char escaped = m_text[i++];
+        const bool isPair = i < m_text.size() && isLineEnd(escaped) && isLineEnd(m_text[i]);
+        return isPair && escaped != m_text[i] ? i + 1 : i;
+    }
+
     int afterComment(int i) const
     {
         while (i < m_text.size() && !isLineEnd(m_text[i]))

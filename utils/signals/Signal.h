@@ -143,6 +143,7 @@ private:
     class Sending;
 
     Signal(const Signal &) = delete;
+    // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it assigns nothing
     Signal &operator=(const Signal &) { return *this; }
 
     Data::VariantCollection m_data;
