@@ -1,0 +1,155 @@
+#include "tests/bindings/Interpreter.h"
+
+#include "bindings/Modules.h"
+#include "bindings/Text_p.h"
+#include "bindings/Value_p.h"
+#include "utils/script/PythonReference_p.h"
+
+#include "tests/support/Print.h"
+#include "tests/support/PythonFault.h"
+
+#include <QtTest>
+
+#include <functional>
+
+using Data::String;
+using Data::Variant;
+using namespace Utils::Bindings;
+
+using Call = std::function<bool()>; ///< true where the result is right, false where there is none
+Q_DECLARE_METATYPE(Call)
+
+/// The bindings where Python has no memory for an object.
+class tst_Bindings_faults : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        initKelmUtils();
+        QCOMPARE(m_python.run("from KelmData import Data\n"
+                              "from KelmUtils import Utils\n"
+                              "import itertools"),
+                 QString());
+    }
+
+    void raiseAMemoryError_data()
+    {
+        QTest::addColumn<Call>("call");
+
+        const auto row = [](const char *name, const Call &call) { QTest::newRow(name) << call; };
+        row("a str", [] { return is(toBytes("a"), "a"); });
+        row("a unicode", [] { return is(toUnicode("a"), "a"); });
+        row("a representation", [] { return is(representation(QString("a")), "'a'"); });
+        row("a hash", [] { return hash("a") != -1; });
+        row("a length", [] { return length(faces()) == 2; });
+        row("a character", [this] {
+            String part;
+            return partOf(faces(), m_one, part) && part == faces().mid(2);
+        });
+        row("the values of a format", [this] {
+            String result;
+            return format("%s!", m_one, result) && result == "1!";
+        });
+        row("the bytes of a format", [this] {
+            String result;
+            return format("%s!", m_bytes, result) && result == QString::fromUtf8("\xc3\xa4!");
+        });
+        row("an iterator", [] {
+            PyObject *const iterator = charactersOf("a", &PyUnicode_Type);
+            const Reference first(iterator ? PyIter_Next(iterator) : nullptr);
+            Py_XDECREF(iterator);
+            return bool(first);
+        });
+        const auto value = [&](const char *name, const Variant &held, const char *text) {
+            row(name, [=] { return is(representation(held), text); });
+        };
+        value("an invalid variant", Variant(), "Variant(None)");
+        value("a truth", Variant(true), "Variant(True)");
+        value("a number", Variant(1000), "Variant(1000)");
+        value("a number of 64 bits", Variant(QVariant(qlonglong(1) << 40)),
+              "Variant(1099511627776L)");
+        value("a fraction", Variant(1.5), "Variant(1.5)");
+        value("a text", Variant("a"), "Variant('a')");
+        value("a list", Variant(QVariant(QStringList{"a", "b"})), "Variant(['a', 'b'])");
+        value("what Python has no type for", Variant(QVariant(QChar('a'))), "Variant('a')");
+    }
+
+    void raiseAMemoryError()
+    {
+        QFETCH(Call, call);
+        QVERIFY(call());
+
+        bool isOut = true;
+        int failures = 0;
+        for (int n = 0; isOut; ++n) {
+            PythonFault fault(n);
+            const bool isRight = call();
+            fault.end();
+            isOut = fault.hasFailed();
+            failures += isOut;
+
+            QCOMPARE(isRight, !isOut);
+            QCOMPARE(PyErr_Occurred() != nullptr, isOut);
+            QVERIFY(!isOut || PyErr_ExceptionMatches(PyExc_MemoryError));
+            PyErr_Clear();
+        }
+        QVERIFY(failures > 0 || QByteArray(QTest::currentDataTag()) == "an invalid variant");
+    }
+
+    void raiseAMemoryErrorForAList_data()
+    {
+        QTest::addColumn<QByteArray>("function");
+
+        QTest::newRow("itself") << QByteArray("PyList_New");
+        QTest::newRow("its texts") << QByteArray("PyObject_Call");
+    }
+
+    void raiseAMemoryErrorForAList()
+    {
+        QFETCH(QByteArray, function);
+        const QTemporaryDir folder;
+        for (const char *name : {"a", "b"})
+            QVERIFY(QFile(folder.filePath(name)).open(QIODevice::WriteOnly));
+        QCOMPARE(m_python.run("found = Utils.File.search\n"
+                              "folder, pattern = Data.String('" +
+                              folder.path().toUtf8() + "'), Data.String('*')"),
+                 QString());
+        const QByteArray expression("len(found(folder, pattern, True))");
+        QCOMPARE(m_python.text(expression), QString("2"));
+
+        bool isOut = true;
+        int failures = 0;
+        for (int n = 0; isOut; ++n) {
+            PythonFault fault(n, function.constData());
+            const QString text = m_python.text(expression);
+            fault.end();
+            isOut = fault.hasFailed();
+            failures += isOut;
+
+            QCOMPARE(text, isOut ? QString("MemoryError: ") : QString("2"));
+        }
+        QVERIFY(failures > 0);
+    }
+
+private:
+    static QString faces() { return QString::fromUtf8("\xf0\x9f\x98\x80\xf0\x9f\x98\x81"); }
+
+    /// Whether \p made, which is released, is there, and shown as \p text.
+    static bool is(PyObject *made, const char *text)
+    {
+        const Reference object(made);
+        if (!object)
+            return false;
+        String found;
+        return isText(made) && readText(made, found) && found == text;
+    }
+
+    Interpreter m_python;
+    PyObject *const m_one = PyInt_FromLong(1);
+    PyObject *const m_bytes = PyString_FromString("\xc3\xa4");
+};
+
+QTEST_APPLESS_MAIN(tst_Bindings_faults)
+#include "tst_Bindings_faults.moc"

@@ -1,0 +1,180 @@
+#include "utils/script/PythonScript_p.h"
+
+#include "tests/script/PythonFixture.h"
+#include "tests/support/Print.h"
+#include "tests/support/PythonFault.h"
+
+#include <QtTest>
+
+#include <Python.h>
+
+#include <functional>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+using Data::String;
+using Data::Variant;
+
+using Operation = std::function<bool(Utils::PythonScript &)>; ///< true where it succeeds
+Q_DECLARE_METATYPE(Operation)
+
+static const SettingsHome home;
+
+/// The engine where Python has no memory for an object.
+class tst_PythonScript_faults : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { d.emplace(); }
+    void cleanup() { d.reset(); }
+
+    void startsWholeOrNotAtAll_data()
+    {
+        QTest::addColumn<QByteArray>("function");
+        QTest::addColumn<int>("fewest"); // starts that fail
+
+        QTest::newRow("the character set") << QByteArray("PyCodec_Encoder") << 1;
+        QTest::newRow("modules, as encodings and site") << QByteArray("PyImport_ImportModule") << 2;
+    }
+
+    /// The first start is tried in a copy of the process, and later ones are not.
+    void startsWholeOrNotAtAll()
+    {
+        QFETCH(QByteArray, function);
+        QFETCH(int, fewest);
+
+        for (const char *turn : {"first", "later"}) {
+            int failures = 0;
+            for (int n = 0; n < 10; ++n) {
+                PythonFault fault(n, function.constData());
+                const bool isStarted = d->engine.runCode("x = 1\n");
+                fault.end();
+                failures += !isStarted;
+
+                QCOMPARE(Py_IsInitialized() != 0, isStarted);
+                QCOMPARE(d->engine.errorMessage(),
+                         isStarted ? String() : String("Python not initialized"));
+                d->engine.reset();
+            }
+            QVERIFY2(failures >= fewest, turn);
+            QCOMPARE(d->value("1 + 1"), Variant(2));
+            d->engine.reset();
+        }
+    }
+
+    void goesOnAfterAnOperationThatFails_data()
+    {
+        QTest::addColumn<Operation>("operation");
+        QTest::addColumn<QByteArray>("function");
+
+        const auto row = [](const char *name, const char *function, const Operation &operation) {
+            QTest::newRow(name) << operation << QByteArray(function);
+        };
+        row("an expression", "PyImport_AddModule",
+            [](auto &engine) { return engine.runCode("1 + 1"); });
+        row("statements", "PyImport_AddModule",
+            [](auto &engine) { return engine.runCode("x = 2\n"); });
+        row("an int", "PyInt_FromLong", pushing(2));
+        row("a double", "PyFloat_FromDouble", pushing(1.5));
+        row("a text", "PyString_FromString", pushing("text"));
+        row("a list of texts", "PyString_FromString", pushing(QVariant(QStringList{"a", "b"})));
+        row("a list of ints", "PyInt_FromLong",
+            pushing(QVariant::fromValue(QList<int>{1000, 2000})));
+        row("a list", "PyList_New", pushing(QVariant(QStringList{"a", "b"})));
+        row("a module for data", "PyImport_AddModule", pushing(2));
+        row("a name that is looked up", "PyImport_AddModule",
+            [](auto &engine) { return engine.getData("kept").isValid(); });
+    }
+
+    void goesOnAfterAnOperationThatFails()
+    {
+        QFETCH(Operation, operation);
+        QFETCH(QByteArray, function);
+        QVERIFY(d->engine.runCode("kept = 1\n"));
+        QVERIFY(operation(d->engine));
+
+        bool isOut = true;
+        int undone = 0;
+        for (int n = 0; isOut; ++n) {
+            d->engine.popData("pushed");
+            PythonFault fault(n, function.constData());
+            const bool isDone = operation(d->engine);
+            isOut = fault.hasFailed();
+            fault.end();
+            undone += !isDone;
+
+            QVERIFY(isDone || isOut);
+            QCOMPARE(d->value("kept"), Variant(1));
+        }
+        QVERIFY(undone > 0);
+    }
+
+    /// What it has pushed stays its own where its module cannot be had for the removal.
+    void removesDataWhoseModuleCannotBeHad()
+    {
+        QVERIFY(d->engine.runCode("x = 2\n"));
+        d->engine.pushData("pushed", 2);
+        {
+            const PythonFault fault(0, "PyImport_AddModule");
+            d->engine.popData("pushed");
+            QVERIFY(fault.hasFailed());
+        }
+
+        d->engine.popData("pushed");
+
+        QCOMPARE(d->value("pushed"), Variant(2)); // as a name of the scope
+    }
+
+    void tellsTerminalsTheCharacterSetOfTheLocale_data()
+    {
+        QTest::addColumn<QByteArray>("chosen"); // in PYTHONIOENCODING; null for none
+        QTest::addColumn<QString>("encoding");
+
+        QTest::newRow("that of the locale") << QByteArray() << "UTF-8";
+        QTest::newRow("an empty one") << QByteArray("") << "UTF-8";
+        QTest::newRow("another one") << QByteArray("latin-1") << "latin-1";
+    }
+
+    void tellsTerminalsTheCharacterSetOfTheLocale()
+    {
+        QFETCH(QByteArray, chosen);
+        QFETCH(QString, encoding);
+        const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+        if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0)
+            QSKIP("there are no terminals here");
+        const int end = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+        QVERIFY(end >= 0);
+        const int original = dup(STDIN_FILENO);
+        dup2(end, STDIN_FILENO);
+        const auto restore = qScopeGuard([&] {
+            dup2(original, STDIN_FILENO);
+            for (const int file : {original, end, terminal})
+                close(file);
+            qunsetenv("PYTHONIOENCODING");
+        });
+        if (!chosen.isNull())
+            qputenv("PYTHONIOENCODING", chosen);
+
+        QVERIFY(d->engine.runCode("import sys\n"));
+
+        QCOMPARE(d->value("sys.stdin.encoding"), Variant(encoding));
+        d->engine.reset();
+    }
+
+private:
+    /// Pushes \p value. True where it is there then.
+    static Operation pushing(const Variant &value)
+    {
+        return [value](Utils::PythonScript &engine) {
+            engine.pushData("pushed", value);
+            return engine.runCode("pushed = pushed\n");
+        };
+    }
+
+    std::optional<PythonFixture> d;
+};
+
+QTEST_GUILESS_MAIN(tst_PythonScript_faults)
+#include "tst_PythonScript_faults.moc"

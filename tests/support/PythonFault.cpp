@@ -1,0 +1,65 @@
+#include "tests/support/PythonFault.h"
+
+#include <Python.h>
+
+#include <cstring>
+
+#include <dlfcn.h>
+
+static bool isArmed;
+static int left;
+static const char *only;
+static bool hasOneFailed;
+
+PythonFault::PythonFault(int number, const char *function)
+{
+    left = number;
+    only = function;
+    hasOneFailed = false;
+    isArmed = true;
+}
+
+void PythonFault::end() { isArmed = false; }
+bool PythonFault::hasFailed() const { return hasOneFailed; }
+
+static bool fails(const char *function)
+{
+    if (!isArmed || (only && std::strcmp(only, function) != 0) || left-- != 0)
+        return false;
+    hasOneFailed = true;
+    PyErr_NoMemory();
+    return true;
+}
+
+template <typename Function>
+static Function next(Function, const char *name)
+{
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+#define KELM_TEXT(name) #name
+#define KELM_NAME(name) KELM_TEXT(name) // what a macro of Python makes of it
+
+#define KELM_IN_FRONT(Result, name, parameters, arguments)                   \
+    extern "C" __attribute__((visibility("default"))) Result name parameters \
+    {                                                                        \
+        static const auto plain = next(&name, KELM_NAME(name));              \
+        return fails(#name) ? nullptr : plain arguments;                     \
+    }
+
+KELM_IN_FRONT(PyObject *, PyString_FromString, (const char *text), (text))
+KELM_IN_FRONT(PyObject *, PyString_FromStringAndSize, (const char *text, Py_ssize_t size),
+              (text, size))
+KELM_IN_FRONT(PyObject *, PyUnicode_FromUnicode, (const Py_UNICODE *text, Py_ssize_t size),
+              (text, size))
+KELM_IN_FRONT(PyObject *, PyInt_FromLong, (long value), (value))
+KELM_IN_FRONT(PyObject *, PyFloat_FromDouble, (double value), (value))
+KELM_IN_FRONT(PyObject *, PyLong_FromLongLong, (PY_LONG_LONG value), (value))
+KELM_IN_FRONT(PyObject *, PyList_New, (Py_ssize_t size), (size))
+KELM_IN_FRONT(PyObject *, PyObject_Call, (PyObject * type, PyObject *values, PyObject *named),
+              (type, values, named))
+KELM_IN_FRONT(PyObject *, PyObject_Repr, (PyObject * object), (object))
+KELM_IN_FRONT(PyObject *, PyObject_Str, (PyObject * object), (object))
+KELM_IN_FRONT(PyObject *, PyImport_AddModule, (const char *name), (name))
+KELM_IN_FRONT(PyObject *, PyImport_ImportModule, (const char *name), (name))
+KELM_IN_FRONT(PyObject *, PyCodec_Encoder, (const char *name), (name))
