@@ -16,6 +16,7 @@ extern "C" void *KELM_BEHIND(realloc)(void *bytes, std::size_t size);
 
 static thread_local bool isArmed;
 static thread_local bool isOnce;
+static thread_local bool isLarger;
 static thread_local int left;
 static thread_local bool hasOneFailed;
 
@@ -23,6 +24,7 @@ FailingMemory::FailingMemory(int number, Mode mode)
 {
     left = number;
     isOnce = mode == Once;
+    isLarger = mode == Larger;
     hasOneFailed = false;
     isArmed = true;
 }
@@ -30,11 +32,11 @@ FailingMemory::FailingMemory(int number, Mode mode)
 void FailingMemory::end() { isArmed = false; }
 bool FailingMemory::hasFailed() const { return hasOneFailed; }
 
-static bool fails()
+static bool fails(std::size_t size)
 {
-    if (!isArmed)
+    if (!isArmed || (isLarger && size <= static_cast<std::size_t>(left)))
         return false;
-    if (left > 0) {
+    if (!isLarger && left > 0) {
         --left;
         return false;
     }
@@ -49,17 +51,17 @@ static bool fails()
 
 KELM_IN_FRONT void *malloc(std::size_t size) noexcept
 {
-    return fails() ? nullptr : KELM_BEHIND(malloc)(size);
+    return fails(size) ? nullptr : KELM_BEHIND(malloc)(size);
 }
 
 KELM_IN_FRONT void *calloc(std::size_t count, std::size_t size) noexcept
 {
-    return fails() ? nullptr : KELM_BEHIND(calloc)(count, size);
+    return fails(count * size) ? nullptr : KELM_BEHIND(calloc)(count, size);
 }
 
 KELM_IN_FRONT void *realloc(void *bytes, std::size_t size) noexcept
 {
-    return fails() ? nullptr : KELM_BEHIND(realloc)(bytes, size);
+    return fails(size) ? nullptr : KELM_BEHIND(realloc)(bytes, size);
 }
 
 // The sanitizers have some of their own, which do not use the above.

@@ -16,8 +16,9 @@ class FailingMemory
 public:
     enum Mode
     {
-        Once,      ///< only the allocation \p number, counted from 0
-        FromThenOn ///< that one and all later ones
+        Once,       ///< only the allocation \p number, counted from 0
+        FromThenOn, ///< that one and all later ones
+        Larger      ///< each of more bytes than \p number
     };
 
     FailingMemory(int number, Mode mode);

@@ -360,6 +360,15 @@ private Q_SLOTS:
         File::setSearchPath("", "");
         QCOMPARE(File::templatePaths(), (QStringList{"TORVE/templates", "templates"}));
     }
+
+    // The system does not know them.
+    void tellsTheTimesOfWhatOnlyQtKnows()
+    {
+        QVERIFY(File::timestamp(":/leaf.png") > 0);
+        QCOMPARE(File::timestamp(":/none.png"), 0U);
+        QCOMPARE(File::timestampString(":/none.png", ""), Data::String());
+        QVERIFY(!File::timestampString(":/leaf.png", "").isEmpty());
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_File_resources)

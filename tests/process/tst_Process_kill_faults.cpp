@@ -11,15 +11,19 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using OwnNamespace::AsOrdinaryUser;
@@ -73,6 +77,8 @@ extern "C" __attribute__((visibility("default"))) int open(const char *path, int
     return opens(path) ? static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode)) : -1;
 }
 
+static bool isSignalGone();
+
 extern "C" __attribute__((visibility("default"))) long syscall(long number, ...) noexcept
 {
     using Call = long (*)(long, ...);
@@ -83,11 +89,67 @@ extern "C" __attribute__((visibility("default"))) long syscall(long number, ...)
     for (long &value : values)
         value = va_arg(list, long);
     va_end(list);
+    if (number == SYS_pidfd_send_signal && isSignalGone()) {
+        errno = ESRCH;
+        return -1;
+    }
     if (number == SYS_pidfd_open && !hasHandles) {
         errno = ENOSYS;
         return -1;
     }
     return next(number, values[0], values[1], values[2], values[3], values[4], values[5]);
+}
+
+/// What a call of the system does once, after some that are as they should be.
+enum class Fault
+{
+    None,
+    ReadFails,
+    ReadFindsItGone,
+    ReadFindsNothing,
+    ReadFindsAPart,
+    ListingFails,
+    SignalFindsItGone
+};
+static Fault fault = Fault::None;
+static int callsBefore = 0;
+
+static bool isDue(Fault kind) { return fault == kind && callsBefore-- == 0; }
+static bool isSignalGone() { return isDue(Fault::SignalFindsItGone); }
+
+extern "C" __attribute__((visibility("default"))) ssize_t read(int file, void *bytes, size_t size)
+{
+    const bool isGone = isDue(Fault::ReadFindsItGone);
+    if (isGone || isDue(Fault::ReadFails)) {
+        errno = isGone ? ESRCH : EIO;
+        return -1;
+    }
+    if (isDue(Fault::ReadFindsNothing))
+        return 0;
+    if (isDue(Fault::ReadFindsAPart)) {
+        std::memcpy(bytes, "2 (sh) S", 8);
+        return 8;
+    }
+    return syscall(SYS_read, file, bytes, size);
+}
+
+extern "C" __attribute__((visibility("default"))) dirent *readdir(DIR *folder)
+{
+    if (isDue(Fault::ListingFails)) {
+        errno = EIO;
+        return nullptr;
+    }
+    static const auto next = reinterpret_cast<dirent *(*)(DIR *)>(dlsym(RTLD_NEXT, "readdir"));
+    return next(folder);
+}
+
+static bool seesOwnEnd = false;
+
+extern "C" __attribute__((visibility("default"))) int kill(pid_t id, int number) noexcept
+{
+    if (seesOwnEnd && id == getpid() && number == SIGKILL)
+        _exit(77);
+    return static_cast<int>(syscall(SYS_kill, id, number));
 }
 
 /// Trees that are killed where the system lacks something.
@@ -258,6 +320,92 @@ private Q_SLOTS:
             QCOMPARE(tree.exitCode(), SIGKILL);
         }
         QCOMPARE(kept > 0, forGood);
+    }
+
+    void stopsNothingForGoodWhereACallFails_data()
+    {
+        QTest::addColumn<int>("kind");
+
+        QTest::newRow("a read") << int(Fault::ReadFails);
+        QTest::newRow("a read of what is gone") << int(Fault::ReadFindsItGone);
+        QTest::newRow("a read without bytes") << int(Fault::ReadFindsNothing);
+        QTest::newRow("a read of a part") << int(Fault::ReadFindsAPart);
+        QTest::newRow("a listing") << int(Fault::ListingFails);
+        QTest::newRow("a signal to what is gone") << int(Fault::SignalFindsItGone);
+    }
+
+    void stopsNothingForGoodWhereACallFails()
+    {
+        QFETCH(int, kind);
+        bool isOut = true;
+        for (int room = 0; isOut; room = room < 6 ? room + 1 : room * 2) {
+            const MarkedProcesses marked;
+            Process tree("/bin/sh");
+            QVERIFY(startTree(tree, marked));
+
+            fault = static_cast<Fault>(kind);
+            callsBefore = room;
+            const bool isKilled = Platform::killProcessTree(tree.getPID());
+            fault = Fault::None;
+            isOut = callsBefore < 0;
+
+            QTRY_VERIFY_WITH_TIMEOUT(!hasStopped(marked.ids()), 60000);
+            QVERIFY(isKilled || isOut);
+            if (!isOut)
+                QCOMPARE(marked.ids(), QList<pid_t>());
+            tree.kill();
+            QVERIFY(tree.wait(false));
+            for (const pid_t id : marked.ids())
+                Platform::killProcessTree(id);
+        }
+    }
+
+    void killsItselfLast()
+    {
+        int ends[2];
+        QCOMPARE(pipe(ends), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            if (fork() == 0) {
+                for (;;)
+                    pause();
+            }
+            seesOwnEnd = true;
+            Platform::killProcessTree(getpid());
+            _exit(1);
+        }
+        close(ends[1]);
+        int status = 0;
+        QCOMPARE(waitpid(child, &status, 0), child);
+        QVERIFY(WIFEXITED(status));
+        QCOMPARE(WEXITSTATUS(status), 77);
+        char byte = 0;
+        QCOMPARE(read(ends[0], &byte, 1), ssize_t(0)); // the other one has ended before
+        close(ends[0]);
+    }
+
+    void startsOrTellsWhereTheMemoryIsOut()
+    {
+        bool isOut = true;
+        int thrown = 0;
+        for (int room = 0; isOut; ++room) {
+            Process process("/bin/sleep", QStringList("60"));
+            bool isStarted = false;
+            allocationsLeft = room;
+            try {
+                isStarted = process.start();
+            } catch (const std::bad_alloc &) {
+                ++thrown;
+            }
+            isOut = allocationsLeft == 0;
+            allocationsLeft = -1;
+
+            QVERIFY(isStarted || isOut);
+            process.kill();
+            process.wait(false);
+            QVERIFY(!process.isRunning());
+        }
+        QVERIFY(thrown > 0);
     }
 
     void killsTheProgramWhenItIsOutOfMemory()

@@ -1,0 +1,166 @@
+#include "utils/csv/CSVTable.h"
+#include "utils/files/File.h"
+#include "utils/files/FileByteReader.h"
+#include "utils/tagfile/TagFile.h"
+#include "utils/xml/Document.h"
+#include "utils/xml/Element.h"
+
+#include "tests/csv/FailingMemory.h"
+#include "tests/support/Files.h"
+#include "tests/support/HttpServer.h"
+#include "tests/support/Print.h"
+
+#include <QtTest>
+
+using Utils::CSVTable;
+using Utils::File;
+using Utils::FileByteReader;
+using Utils::TagFile;
+
+static const int mebibyte = 1 << 20;
+
+/// What is larger than the memory: each allocation of more than some bytes fails.
+class tst_File_memory : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void skipsALineThatIsTooLong()
+    {
+        FileByteReader reader(file("a\n" + QByteArray(3 * mebibyte, 'x') + "\nb\n"));
+        FailingMemory memory(mebibyte, FailingMemory::Larger);
+
+        QByteArray line;
+        const bool isRead[] = {reader.readLine(line, false), reader.readLine(line, false),
+                               reader.readLine(line, false)};
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY(isRead[0]);
+        QVERIFY(!isRead[1]);
+        QVERIFY(isRead[2]);
+        QCOMPARE(line, QByteArray("b"));
+    }
+
+    void readsNoBytesThatAreTooMany()
+    {
+        FileByteReader reader(file(QByteArray(3 * mebibyte, 'x')));
+        FailingMemory memory(3 * mebibyte / 2, FailingMemory::Larger);
+
+        const QByteArray bytes = reader.read(3 * mebibyte);
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QCOMPARE(bytes, QByteArray());
+    }
+
+    void readsNoAnswerThatIsTooLong()
+    {
+        HttpServer server([](QTcpSocket *socket) {
+            socket->write("HTTP/1.1 200 OK\r\nContent-Length: 3145728\r\n\r\n");
+            for (int i = 0; i < 48; ++i) // in pieces, as this one has the same memory
+                socket->write(QByteArray(65536, 'x'));
+            QTimer::singleShot(50, socket, &QTcpSocket::disconnectFromHost);
+        });
+        QCOMPARE(File::read(server.address("/")).size(), 3 * mebibyte);
+
+        FailingMemory memory(2 * mebibyte, FailingMemory::Larger);
+        const Data::String text = File::read(server.address("/"));
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QCOMPARE(text, Data::String());
+    }
+
+    void readsATableOfAServer()
+    {
+        HttpServer server("HTTP/1.1 200 OK\r\nContent-Length: 7\r\n\r\n1,2\n3,4");
+        CSVTable table(",");
+
+        QVERIFY(table.read(server.address("/table.csv")));
+
+        QCOMPARE(table.numRows(), 2);
+        QCOMPARE(table.data(1), QStringList({"3", "4"}));
+    }
+
+    void sumsUpATableInPieces()
+    {
+        const QByteArray bytes = QByteArray("abc,def\n").repeated(30000);
+        CSVTable asBytes(",");
+        CSVTable asText(",");
+        QVERIFY(asBytes.setData(bytes));
+        QVERIFY(asText.setData(Data::String(QString::fromLatin1(bytes))));
+        const QByteArray joined =
+            QByteArray::number(asBytes.numRows()) + QByteArray("abc,def").repeated(30000);
+
+        QCOMPARE(asBytes.checksum(30000),
+                 qChecksum(joined.constData(), static_cast<uint>(joined.size())));
+        QCOMPARE(asText.checksum(30000), asBytes.checksum(30000));
+    }
+
+    void writesNoDocumentThatIsTooLarge()
+    {
+        const QString path = file("<a version=\"1.0\">" + QByteArray(3 * mebibyte, 'x') + "</a>");
+        Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
+        Data::String error;
+        QVERIFY(document.open(path, "", error));
+        const QString target = file("as it was");
+
+        FailingMemory memory(mebibyte, FailingMemory::Larger);
+        const bool isWritten = document.write(target);
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY(!isWritten);
+        QCOMPARE(File::readRaw(target), QByteArray("as it was"));
+    }
+
+    void closesATagFileThatItCannotWrite()
+    {
+        const QString path = file("");
+        for (int n = 0, failures = 0;; ++n) {
+            TagFile tags;
+            Data::String error;
+            QVERIFY(tags.open(path, error));
+            tags.writeTag("name", "", false);
+            FailingMemory memory(n, FailingMemory::FromThenOn);
+            tags.close();
+            memory.end();
+            failures += memory.hasFailed();
+            if (!memory.hasFailed()) {
+                QVERIFY(failures > 0);
+                break;
+            }
+        }
+        QVERIFY(File::read(path).contains("name"));
+    }
+
+    void keepsTheTagsBeforeOneThatIsTooLarge()
+    {
+        QString text = "*first\nkey: 1\n*second\nkey: " + QString(3 * mebibyte, 'x') + "\n";
+        QTextStream stream(&text);
+        TagFile tags;
+        Data::String error;
+
+        FailingMemory memory(mebibyte, FailingMemory::Larger);
+        const bool isRead = tags.read(stream, error);
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY(isRead);
+        QVERIFY(tags.numTags() > 0);
+        QCOMPARE(tags.tag(0).name, Data::String("first"));
+    }
+
+private:
+    QString file(const QByteArray &contents)
+    {
+        return makeFile(m_folder.filePath(QString::number(++m_files)), contents);
+    }
+
+    const QTemporaryDir m_folder;
+    int m_files = 0;
+};
+
+QTEST_MAIN(tst_File_memory)
+#include "tst_File_memory.moc"
