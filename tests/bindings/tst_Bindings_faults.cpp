@@ -133,6 +133,18 @@ private Q_SLOTS:
         QVERIFY(failures > 0);
     }
 
+    // It would be damaged.
+    void registerNoModuleAnew()
+    {
+        QCOMPARE(m_python.run("import sys\nkept = sys.modules.pop('KelmData')"), QString());
+
+        initKelmData();
+
+        QCOMPARE(m_python.text("'KelmData' in sys.modules"), QString("False"));
+        QCOMPARE(m_python.run("sys.modules['KelmData'] = kept"), QString());
+        QCOMPARE(m_python.text("Data.String('a')"), QString("a"));
+    }
+
 private:
     static QString faces() { return QString::fromUtf8("\xf0\x9f\x98\x80\xf0\x9f\x98\x81"); }
 

@@ -345,6 +345,25 @@ private Q_SLOTS:
         }
         QVERIFY(failures > 0);
     }
+
+    void tellsWhereALongFieldIsNoNumberForLackOfMemory()
+    {
+        const QString path = file(QByteArray(300, '1') + "\n");
+        bool isOut = true;
+        int untold = 0;
+        for (int n = 0; isOut; ++n) {
+            CSVReader reader;
+            QVERIFY(reader.read(path));
+            QCOMPARE(reader.data(0).size(), 1);
+            bool ok = true;
+            FailingMemory memory(n, FailingMemory::Once);
+            const double number = reader.dataValue(0, 0, &ok);
+            memory.end();
+            isOut = memory.hasFailed();
+            untold += ok && number < 1e299;
+        }
+        QCOMPARE(untold, 0);
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_CSVReader_faults)

@@ -638,6 +638,17 @@ private Q_SLOTS:
 
         QCOMPARE(table.data(0), QStringList({"c", "d"}));
     }
+
+    void readsAColumnUpToARowThatWasChanged()
+    {
+        for (const char *last : {"x", ""}) {
+            CSVTable table(",");
+            table.setData("a\nb");
+            table.setData(1, 0, last);
+
+            QCOMPARE(table.colData(0), *last ? QStringList({"a", "x"}) : QStringList({"a"}));
+        }
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_CSVTable_edit)

@@ -5,6 +5,7 @@
 #include "utils/xml/Document.h"
 #include "utils/xml/Element.h"
 
+#include "tests/csv/BadFile.h"
 #include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
 #include "tests/support/HttpServer.h"
@@ -40,6 +41,21 @@ private Q_SLOTS:
         QVERIFY(!isRead[1]);
         QVERIFY(isRead[2]);
         QCOMPARE(line, QByteArray("b"));
+    }
+
+    void readsNoLineThatItCannotGoTo()
+    {
+        const QString path = file("a\nb\n");
+        FileByteReader reader(path);
+        BadFile bad(path, 100);
+        bad.refuseSeeks();
+
+        const QByteArray line = reader.nextLine();
+        bad.repair();
+
+        QVERIFY(bad.count() > 0);
+        QCOMPARE(line, QByteArray());
+        QCOMPARE(reader.nextLine(), QByteArray("b"));
     }
 
     void readsNoBytesThatAreTooMany()
@@ -96,6 +112,16 @@ private Q_SLOTS:
         QCOMPARE(asBytes.checksum(30000),
                  qChecksum(joined.constData(), static_cast<uint>(joined.size())));
         QCOMPARE(asText.checksum(30000), asBytes.checksum(30000));
+    }
+
+    void opensNoDocumentThatEndsInItsDeclarations()
+    {
+        Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
+        Data::String error;
+
+        QVERIFY(!document.open(file("<!DOCTYPE a [<!ENTITY b 'c'>"), "", error));
+
+        QVERIFY(!error.isEmpty());
     }
 
     void writesNoDocumentThatIsTooLarge()

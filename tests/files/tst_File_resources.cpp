@@ -369,6 +369,20 @@ private Q_SLOTS:
         QCOMPARE(File::timestampString(":/none.png", ""), Data::String());
         QVERIFY(!File::timestampString(":/leaf.png", "").isEmpty());
     }
+
+    void removesALinkByAPrefixAndNotWhatItLeadsTo()
+    {
+        const QTemporaryDir folder;
+        QVERIFY(!makeFile(folder.filePath("target/a")).isEmpty());
+        QVERIFY(QFile::link(folder.filePath("target"), folder.filePath("link")));
+        QDir::setSearchPaths("prefix", {folder.path()});
+
+        QCOMPARE(File::remove("prefix:link"), 1);
+
+        QDir::setSearchPaths("prefix", {});
+        QVERIFY(!QFileInfo(folder.filePath("link")).isSymLink());
+        QVERIFY(QFile::exists(folder.filePath("target/a")));
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_File_resources)

@@ -84,6 +84,7 @@ private Q_SLOTS:
             pushing(QVariant::fromValue(QList<int>{1000, 2000})));
         row("a list", "PyList_New", pushing(QVariant(QStringList{"a", "b"})));
         row("a module for data", "PyImport_AddModule", pushing(2));
+        row("a name for data", "PyModule_AddObject", pushing(2));
         row("a name that is looked up", "PyImport_AddModule",
             [](auto &engine) { return engine.getData("kept").isValid(); });
     }
@@ -157,6 +158,10 @@ private Q_SLOTS:
         if (!chosen.isNull())
             qputenv("PYTHONIOENCODING", chosen);
 
+        {
+            const PythonFault fault(0, "PyFile_SetEncodingAndErrors");
+            QCOMPARE(d->engine.runCode("import sys\n"), !chosen.isEmpty());
+        }
         QVERIFY(d->engine.runCode("import sys\n"));
 
         QCOMPARE(d->value("sys.stdin.encoding"), Variant(encoding));

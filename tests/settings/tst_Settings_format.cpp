@@ -1,9 +1,12 @@
 #include "utils/settings/Settings.h"
 
+#include "tests/support/FullDisk.h"
 #include "tests/support/Print.h"
 #include "tests/support/SettingsHome.h"
 
 #include <QtTest>
+
+#include <memory>
 
 using Utils::Settings;
 
@@ -101,6 +104,28 @@ private Q_SLOTS:
         QSettings().setValue("a", "1");
 
         QCOMPARE(Settings().getString("a"), Data::String("1"));
+    }
+
+    void areThoseOfTheHostWhileOthersWaitToBeStored()
+    {
+        const QSettings::Format format = QSettings::defaultFormat();
+        QSettings::setDefaultFormat(QSettings::NativeFormat);
+        Settings waiting;
+        waiting.setString("a", "1");
+        QSettings::setDefaultFormat(format);
+
+        std::unique_ptr<Settings> settings;
+        {
+            const FullDisk disk(0); // so that they go on waiting
+            settings = std::make_unique<Settings>();
+            QCOMPARE(waiting.status(), Settings::Failed);
+        }
+        settings->setString("a", "2");
+
+        QVERIFY(settings->sync());
+        QCOMPARE(contents(), QByteArray("a 2\n"));
+        QVERIFY(waiting.sync());
+        QCOMPARE(waiting.getString("a"), Data::String("1"));
     }
 
 private:

@@ -40,12 +40,15 @@ static Function next(Function, const char *name)
 #define KELM_TEXT(name) #name
 #define KELM_NAME(name) KELM_TEXT(name) // what a macro of Python makes of it
 
-#define KELM_IN_FRONT(Result, name, parameters, arguments)                   \
+#define KELM_IN_FRONT_OF(Result, name, parameters, arguments, failure)       \
     extern "C" __attribute__((visibility("default"))) Result name parameters \
     {                                                                        \
         static const auto plain = next(&name, KELM_NAME(name));              \
-        return fails(#name) ? nullptr : plain arguments;                     \
+        return fails(#name) ? failure : plain arguments;                     \
     }
+
+#define KELM_IN_FRONT(Result, name, parameters, arguments) \
+    KELM_IN_FRONT_OF(Result, name, parameters, arguments, nullptr)
 
 KELM_IN_FRONT(PyObject *, PyString_FromString, (const char *text), (text))
 KELM_IN_FRONT(PyObject *, PyString_FromStringAndSize, (const char *text, Py_ssize_t size),
@@ -63,3 +66,7 @@ KELM_IN_FRONT(PyObject *, PyObject_Str, (PyObject * object), (object))
 KELM_IN_FRONT(PyObject *, PyImport_AddModule, (const char *name), (name))
 KELM_IN_FRONT(PyObject *, PyImport_ImportModule, (const char *name), (name))
 KELM_IN_FRONT(PyObject *, PyCodec_Encoder, (const char *name), (name))
+KELM_IN_FRONT_OF(int, PyModule_AddObject, (PyObject * module, const char *name, PyObject *object),
+                 (module, name, object), -1)
+KELM_IN_FRONT_OF(int, PyFile_SetEncodingAndErrors,
+                 (PyObject * file, const char *encoding, char *errors), (file, encoding, errors), 0)
