@@ -5,11 +5,11 @@
 #include "utils/xml/Document.h"
 #include "utils/xml/Element.h"
 
-#include "tests/csv/BadFile.h"
 #include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/Print.h"
+#include "tests/support/ReadFault.h"
 
 #include <QtTest>
 
@@ -47,7 +47,7 @@ private Q_SLOTS:
     {
         const QString path = file("a\nb\n");
         FileByteReader reader(path);
-        BadFile bad(path, 100);
+        ReadFault bad(path, 100);
         bad.refuseSeeks();
 
         const QByteArray line = reader.nextLine();

@@ -13,7 +13,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-
 namespace Utils::Platform {
 
 namespace {
