@@ -14,6 +14,7 @@
 
 using Data::String;
 using Data::Variant;
+using Utils::PythonReference;
 using namespace Utils::Bindings;
 
 using Call = std::function<bool()>; ///< true where the result is right, false where there is none
@@ -58,7 +59,7 @@ private Q_SLOTS:
         });
         row("an iterator", [] {
             PyObject *const iterator = charactersOf("a", &PyUnicode_Type);
-            const Reference first(iterator ? PyIter_Next(iterator) : nullptr);
+            const PythonReference first(iterator ? PyIter_Next(iterator) : nullptr);
             Py_XDECREF(iterator);
             return bool(first);
         });
@@ -151,7 +152,7 @@ private:
     /// Whether \p made, which is released, is there, and shown as \p text.
     static bool is(PyObject *made, const char *text)
     {
-        const Reference object(made);
+        const PythonReference object(made);
         if (!object)
             return false;
         String found;
