@@ -21,7 +21,7 @@ class CSVReaderPrivate
 public:
     void addDelimiter(char delimiter);
 
-    /// Forgets what was read, and closes its file, also for copies.
+    /// Discards the current source and closes its file, also for copies, and sets \p newSource.
     void setSource(const std::shared_ptr<LineSource> &newSource);
 
     int numRows() const { return source ? source->numLines() : 0; }
@@ -36,14 +36,14 @@ public:
             begin, end, [this] { return holeValue; }, ok);
     }
 
-    /// The field \p col, or nothing, of the line between \p begin and \p end, which becomes the
-    /// field. Carriage returns may still be in it.
+    /// Narrows the line from \p begin to \p end to its field \p col, or to an empty range when it
+    /// has none. The field may still contain carriage returns.
     void cutField(const char *&begin, const char *&end, int col) const;
 
-    /// The fields of a row that there is, from what is kept or from the file; they are kept then.
+    /// The fields of an existing row, from the cache or from the file. They are cached.
     QList<QByteArray> fieldsOf(int row);
 
-    /// The column as a \p List of what \p convert makes of each field.
+    /// The column as a \p List of the fields converted by \p convert.
     template <typename List, typename Convert>
     List column(int col, int fromRow, const Convert &convert);
 
@@ -51,7 +51,7 @@ public:
     void walkColumn(int col, int fromRow, const Append &append);
 
     QByteArray delimiters;
-    std::array<bool, 256> isDelimiter = {}; // of what is left without carriage returns
+    std::array<bool, 256> isDelimiter = {}; // in a line without carriage returns
     double holeValue = 0.0;
     Data::String path;
     QList<QByteArray> firstRow;
@@ -97,7 +97,7 @@ void CSVReaderPrivate::setSource(const std::shared_ptr<LineSource> &newSource)
     lastRowIndex = -1;
 }
 
-/// Of a line without carriage returns.
+/// The fields of a line without carriage returns.
 QList<QByteArray> CSVReaderPrivate::split(const char *next, const char *end) const
 {
     QList<QByteArray> fields;
@@ -129,7 +129,7 @@ void CSVReaderPrivate::cutField(const char *&begin, const char *&end, int col) c
     const char *const lineEnd = end;
     if (delimiters.size() == 1) {
         const char delimiter = delimiters.at(0);
-        // Carriage returns are gone before a line is split.
+        // Carriage returns are removed before a line is split, so as a delimiter they never match.
         const bool isWhole = delimiter == '\r';
         if (!isWhole)
             begin = skipFields(begin, lineEnd, delimiter, col);
@@ -165,7 +165,7 @@ QList<QByteArray> CSVReaderPrivate::fieldsOf(int row)
     try {
         const LineSource::Line line = this->line(row);
         if (!line.isRead)
-            return split(nullptr, nullptr); // an empty line, and another try the next time
+            return split(nullptr, nullptr); // an empty line; the next call retries
         if (hasReturns(line.begin, line.end)) {
             const QByteArray bytes = withoutReturns(line.begin, line.end);
             fields = split(bytes.constData(), bytes.constData() + bytes.size());
@@ -190,7 +190,7 @@ List CSVReaderPrivate::column(int col, int fromRow, const Convert &convert)
         return {};
     try {
         List column;
-        column.reserve(static_cast<int>(count)); // more than a list can hold is more than memory
+        column.reserve(static_cast<int>(count)); // more than fits into a list exceeds the memory
         walkColumn(col, fromRow,
                    [&](const char *begin, const char *end) { column.append(convert(begin, end)); });
         return column;
@@ -199,10 +199,10 @@ List CSVReaderPrivate::column(int col, int fromRow, const Convert &convert)
     }
 }
 
-/// Hands the field of each row to \p append, without its carriage returns.
+/// Passes the field of each row to \p append, without its carriage returns.
 ///
-/// What is kept afterwards is what a walk by fieldsOf() keeps: row 0 and the last row. In between
-/// no row is split further than to the field.
+/// Leaves the same rows in the cache as calls of fieldsOf() for all rows: row 0 and the last row.
+/// The rows in between are split only up to the field.
 template <typename Append>
 void CSVReaderPrivate::walkColumn(int col, int fromRow, const Append &append)
 {
@@ -236,7 +236,7 @@ void CSVReaderPrivate::walkColumn(int col, int fromRow, const Append &append)
 
 CSVReader::CSVReader(char delimiter) : d(std::make_unique<CSVReaderPrivate>())
 {
-    d->addDelimiter(delimiter); // throws: a reader without it would read other rows
+    d->addDelimiter(delimiter); // throws: without it, other fields would be read
 }
 
 CSVReader::CSVReader(const CSVReader &other) : d(std::make_unique<CSVReaderPrivate>(*other.d)) {}
@@ -258,7 +258,7 @@ void CSVReader::addDelimiter(char delimiter)
     try {
         d->addDelimiter(delimiter);
     } catch (const std::bad_alloc &) {
-        // there is none more
+        // the delimiter is not added
     }
 }
 
@@ -267,7 +267,7 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
     d->path = path;
     d->setSource(nullptr);
     try {
-        // The open of a pipe waits for a writer, and what is in it could not be read twice.
+        // Opening a pipe waits for a writer, and its content could not be read twice.
         std::error_code error;
         if (path.isEmpty() ||
             !std::filesystem::is_regular_file(std::filesystem::u8path(path.toStdString()), error))
@@ -276,8 +276,8 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
         if (!file)
             return false;
 
-        // In place only when all is there: the host, which is told of progress, may come back to
-        // here.
+        // Set only when the index of lines is complete: the host may call the reader while progress
+        // is reported.
         const auto source = std::make_shared<LineSource>(std::move(file));
         if (progress) {
             const qint64 steps = File::size(path) / LineSource::blockSize;

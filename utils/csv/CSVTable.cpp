@@ -30,7 +30,7 @@ void CSVTablePrivate::useBackends(CSVTable &table, const CSVBackends &newBackend
 
 CSVTable::CSVTable(const Data::String &delimiter) : d(new CSVTablePrivate)
 {
-    d->addDelimiter(delimiter, /*alternate=*/false); // throws: without it a table is another one
+    d->addDelimiter(delimiter, /*alternate=*/false); // throws: rows would be split differently
 }
 
 CSVTable::~CSVTable() = default;

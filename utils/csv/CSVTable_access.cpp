@@ -44,14 +44,15 @@ Data::String CSVTable::data(int row, const Data::String &label) const
 Data::String CSVTable::data(const Data::String &key, int col, int firstRow, int *foundRow,
                             bool exact) const
 {
-    if (firstRow < 0 && key.isEmpty()) { // what is above row 0 is empty
+    if (firstRow < 0 && key.isEmpty()) { // cells above row 0 are empty
         if (foundRow)
             *foundRow = firstRow;
         return {};
     }
     for (int row = std::max(firstRow, 0); row < numRows(); ++row) {
         const Data::String cell = data(row, col);
-        // Asked for a null text, startsWith() would tell it from an empty one.
+        // An empty key is tested first: for a null key, startsWith() distinguishes null and empty
+        // cells.
         if (exact ? cell == key : key.isEmpty() || cell.startsWith(key)) {
             if (foundRow)
                 *foundRow = row;
@@ -189,7 +190,7 @@ int CSVTable::columnIndex(const Data::String &label, int *row)
     if (row && length < label.size())
         *row = label.midRef(length).toInt() - 1;
 
-    // Unsigned, as a label that is too long for a number must do no harm.
+    // Unsigned, so that a label that is too long for an int overflows without undefined behavior.
     unsigned index = 0;
     for (int i = 0; i < length; ++i) {
         const auto character = static_cast<unsigned char>(label.at(i).toLatin1());

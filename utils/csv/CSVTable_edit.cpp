@@ -6,8 +6,8 @@
 
 namespace Utils {
 
-/// How a number is written into a cell of a table with the hole number \p hole. Whole numbers have
-/// a format of their own.
+/// The text of a number in a cell of a table with the hole number \p hole. Whole numbers have their
+/// own format.
 static QString cellText(double value, char format, int precision, double hole)
 {
     if (hole != 0.0 && value == hole)
@@ -92,7 +92,8 @@ int CSVTable::removeEmptyRows(int firstRow, int lastRow)
     return emptyWithoutMemory([&] {
         QList<int> empty;
         for (int row = std::max(firstRow, 0); row <= lastRow; ++row) {
-            // A list of the fields is kept, and so only made where there is one field at most.
+            // The list of fields that data() returns is cached by the backend, so data() is called
+            // only for rows of one field.
             const int count = d->current().numColumns(row);
             if (count == 0 || (count == 1 && d->current().data(row).first().isEmpty()))
                 empty.append(row);
@@ -104,7 +105,7 @@ int CSVTable::removeEmptyRows(int firstRow, int lastRow)
 
 void CSVTable::sort(int col, int firstRow, bool ascending)
 {
-    // The rows that would be put in order are those of the text, whatever the current ones are.
+    // Only text rows are sorted: with another backend, the current rows would not change.
     if (!d->isText())
         return;
 

@@ -15,7 +15,7 @@ namespace Utils {
 static const QLatin1Char lineFeed('\n');
 static const QLatin1Char quote('"');
 
-static const int chunkSize = 64 * 1024; // that goes out at once
+static const int chunkSize = 64 * 1024; // written at once
 
 // Rows as text
 
@@ -94,7 +94,7 @@ unsigned short CSVTable::checksum(int rows) const
 bool CSVTable::write(const Data::String &path) const
 {
     return emptyWithoutMemory([&] {
-        // What can be missing for lack of memory is there before the old file is gone.
+        // All memory is allocated before the old file is overwritten.
         const Data::String delimiter = d->outputDelimiter();
         QByteArray lines;
         lines.reserve(chunkSize + chunkSize / 4);
@@ -102,8 +102,8 @@ bool CSVTable::write(const Data::String &path) const
         if (!isName(path) || !file.open(QIODevice::WriteOnly))
             return false;
 
-        // What a QTextStream would write, of all rows at once: "?" for half a character. A full
-        // disk ends it: what would fit behind the gap is of no use.
+        // Writes the bytes that a QTextStream writes for all rows at once: "?" for an unpaired
+        // surrogate. Stops when the disk is full: rows after a gap would be useless.
         for (int row = 0; row < d->textData->numRows(); ++row) {
             d->textData->appendHeldRow(row, delimiter, lines);
             lines.append('\n');
@@ -123,7 +123,7 @@ bool CSVTable::write(const Data::String &path) const
 CSVTable &CSVTable::alignColumns(int firstRow, int lastRow, int numColumns, bool left)
 {
     unlessOutOfMemory([&] {
-        // The first row is split where the others are measured, and there is a field to measure.
+        // The first row is split only if rows are measured at all and it has a field to measure.
         const int first = std::max(firstRow, 0);
         const bool hasRows = lastRow < 0 || first <= lastRow;
         if (hasRows && numColumns > 0 && !d->textData->heldRow(first).isEmpty())
@@ -155,14 +155,15 @@ Data::String CSVTable::alignedStringData(int maxWidth, int leftColumn, int first
     });
 }
 
-/// Drops from \p wide the numbers of the rows that end before column \p col.
+/// Removes from \p wide the indexes of the rows that end before column \p col.
 static void dropShortRows(std::vector<int> &wide, const QList<QStringList> &rows, int col)
 {
     const auto isShort = [&](int row) { return col >= rows.at(row).size(); };
     wide.erase(std::remove_if(wide.begin(), wide.end(), isShort), wide.end());
 }
 
-/// The width of the column: of the longest field, but for those longer than \p maxWidth.
+/// The width of the column: the length of its longest field. Fields longer than \p maxWidth do not
+/// count.
 static int widthOf(const QList<QStringList> &rows, const std::vector<int> &wide, int col,
                    int maxWidth)
 {
@@ -196,14 +197,14 @@ void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStrin
 
     TaskProgress task(numColumns >= 2 ? d->progress : nullptr);
     task.start(numColumns, d->progressLabel);
-    // Only those that have the column: one row may be as wide as all others are long.
+    // Only the rows that have the current column: a single row may have very many columns.
     std::vector<int> wide(static_cast<std::size_t>(std::max(end - firstRow, 0)));
     std::iota(wide.begin(), wide.end(), firstRow);
     for (int col = 0; col < numColumns; ++col) {
         dropShortRows(wide, rows, col);
         if (wide.empty() && numColumns > csvReach)
-            break; // as good as endless
-        // Only ever the first one: the others are measured as they are held.
+            break; // would practically never end
+        // Only the first row is split: the others are measured as they are held.
         if (!wide.empty())
             d->textData->parseRow(firstRow);
         if (quotes) {

@@ -21,7 +21,7 @@ auto emptyWithoutMemory(const Task &task) -> decltype(task())
     }
 }
 
-/// Runs \p task, which changes all or nothing. Nobody is told when the memory does not suffice.
+/// Runs \p task, which changes all or nothing. A lack of memory is not reported.
 template <typename Task>
 void unlessOutOfMemory(const Task &task)
 {
@@ -32,7 +32,7 @@ void unlessOutOfMemory(const Task &task)
     }
 }
 
-/// While it lives, a reporter is used for a task of the table. There may be none.
+/// Uses a reporter for a task of the table during its own lifetime. The reporter may be null.
 class TaskProgress
 {
 public:
@@ -75,7 +75,7 @@ struct CSVBackends
 
     std::unique_ptr<CSVTextData> (*makeText)();
 
-    /// Bytes as CSVArrayData has them.
+    /// A backend for bytes, as CSVArrayData.
     std::unique_ptr<CSVData> (*makeBytes)(const QByteArray &bytes, char delimiter, bool parseNow,
                                           Progress *progress, const Data::String &label);
 };
@@ -87,58 +87,58 @@ public:
     CSVTablePrivate(const CSVTablePrivate &) = delete;
     CSVTablePrivate &operator=(const CSVTablePrivate &) = delete;
 
-    /// Makes \p table hold its cells by \p newBackends, without what it has and knows so far. For
-    /// tests, which have plain ones.
+    /// Makes \p table hold its cells in \p newBackends, and discards its cells, delimiters and
+    /// comment settings. For tests, which have simple backends.
     static void useBackends(CSVTable &table, const CSVBackends &newBackends);
 
     void addDelimiter(const Data::String &delimiter, bool alternate);
 
-    /// The backend that answers: the text rows, or the one in use.
+    /// The current backend: the one in use, or the text rows.
     CSVData &current() const { return backend ? *backend : *textData; }
 
-    /// Makes the text rows the current backend again, as they are.
+    /// Makes the text rows the current backend again, unchanged.
     void useText() { backend.reset(); }
 
     bool isText() const { return !backend; }
 
-    /// Whether there is one delimiter, of one character: what all backends can split at.
+    /// Whether there is exactly one delimiter of one character, which all backends support.
     bool hasSingleDelimiter() const
     {
         return textData->delimiters.size() == 1 && textData->delimiters.first().size() == 1;
     }
 
-    /// The delimiter as the readers of bytes take it: in Latin-1, or 0 where it is not in that.
+    /// The delimiter for backends that read bytes: in Latin-1, or 0 when Latin-1 does not have it.
     char byteDelimiter() const { return textData->delimiters.first().at(0).toLatin1(); }
 
-    /// Adds \p text to the text rows, which become the current backend.
+    /// Appends \p text to the text rows, which become the current backend.
     bool setText(const CSVText &text, bool quoted);
 
-    /// Reads the file as a table in the file, which becomes the current backend, also when it
-    /// cannot be read and has no rows.
+    /// Opens the file as a backend that reads rows on demand. It becomes the current backend even
+    /// when the file cannot be read; it has no rows then.
     bool readInFile();
 
-    /// Puts the text rows from \p firstRow on in order; all, or none with std::bad_alloc.
+    /// Sorts the text rows from \p firstRow on. Changes nothing when it throws std::bad_alloc.
     void sort(int col, int firstRow, bool ascending);
 
     QMap<Data::String, Data::Variant> propertyValues(int row, bool normalizeKeys) const;
 
-    /// A text row as one line, as CSVTable::stringData() gives it.
+    /// A text row as one line, as CSVTable::stringData() returns it.
     Data::String line(int row) const;
 
-    /// What is written between fields.
+    /// The text that is written between fields.
     Data::String outputDelimiter() const
     {
         return textData->delimiters.value(0, QStringLiteral(","));
     }
 
     bool demandParse = false;
-    double holeValue = 0.0; // of this table; those in memory read the one of the process
+    double holeValue = 0.0; // of this table; tables in memory use that of the process
     Data::String progressLabel;
     Data::String path;
     Progress *progress = nullptr; // not owned
     CSVBackends backends = CSVBackends::standard();
-    std::unique_ptr<CSVTextData> textData = backends.makeText(); // there is always one
-    std::unique_ptr<CSVData> backend;                            // of a table that is not text
+    std::unique_ptr<CSVTextData> textData = backends.makeText(); // never null
+    std::unique_ptr<CSVData> backend;                            // null while text is current
 };
 
 } // namespace Utils

@@ -8,14 +8,15 @@
 
 namespace Utils {
 
-/// Megabytes in bytes as a 32-bit number, which wraps: 2048 gives a negative one, and 4096 gives 0.
+/// Megabytes in bytes as a 32-bit number, which wraps: 2048 yields a negative number, 4096 yields
+/// 0.
 static int inBytes(int megabytes)
 {
     return static_cast<int>(static_cast<unsigned>(megabytes) << 20);
 }
 
-// A backend becomes the current one when it is whole: the host may call the table while its
-// progress is reported.
+// A backend becomes current only when it is complete: the host may call the table while progress is
+// reported.
 
 bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
 {
@@ -31,7 +32,7 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
             return setData(File::readRaw(path));
         if (path.startsWith(QLatin1String("http://"))) // which File::read() fetches
             return setData(File::read(path), quoted);
-        // Looked at once: a pipe would wait for somebody else.
+        // Read only once: a second read of a pipe would wait for another writer.
         const CSVText text = CSVText::fromFile(File::readRaw(path));
         return !text.isEmpty() && d->setText(text, quoted);
     });
@@ -83,7 +84,7 @@ bool CSVTable::setData(const QByteArray &bytes)
         if (bytes.isEmpty())
             return false;
 
-        clearCSV(); // where the text rows are, as they were, when the memory does not suffice
+        clearCSV(); // the text rows remain when the memory does not suffice
         std::unique_ptr<CSVData> backend;
         {
             const TaskProgress task(d->progress);

@@ -12,7 +12,7 @@ static const LineFile::Window window = {16 * 1024, 256 * 1024};
 
 static OwnedFile withoutBuffer(OwnedFile file)
 {
-    // A buffer of its own would be filled at each seek.
+    // The buffer of the C library would be filled at each seek.
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
     return file;
 }
@@ -38,7 +38,7 @@ LineSource::Line LineSource::line(int number)
     try {
         if (size <= window.largest && m_file.isOpen()) {
             const LineFile::View bytes = m_file.view(start, size);
-            // A line feed that is not the end of the line follows a zero byte of the line.
+            // A line feed within the line always follows a zero byte of the line.
             const bool isWhole = bytes.size.count == size &&
                                  (!m_file.hasZeroBytes() ||
                                   !std::memchr(bytes.begin, '\0', static_cast<std::size_t>(size)));
@@ -55,15 +55,16 @@ LineSource::Line LineSource::line(int number)
             return line;
         }
     } catch (const std::bad_alloc &) {
-        // as good as one that cannot be read
+        // treated as a line that cannot be read
     }
     Line none;
     none.isRead = false;
     return none;
 }
 
-/// Reads a line in which zero bytes hide what follows them in a block, counted from its start.
-/// False when the file cannot be read up to its end.
+/// Reads a line that may contain zero bytes. A zero byte hides the bytes after it up to the end of
+/// the block; blocks count from the start of the line. False when the line cannot be read to its
+/// end.
 bool LineSource::readByBlocks(int offset, QByteArray &line)
 {
     char block[blockSize];

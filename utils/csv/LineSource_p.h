@@ -16,16 +16,16 @@ class LineSource
 public:
     static constexpr int blockSize = LineFile::blockSize;
 
-    /// The bytes of a file that are read: so that the number of lines fits into an int, too.
+    /// How many bytes of a file are read. The number of lines fits into an int, too.
     static constexpr int maxFileSize = std::numeric_limits<int>::max() - 1;
 
-    /// Some bytes, without the line feed at the end, as long as \p holder lives and the source is
-    /// not asked for anything else.
+    /// The bytes of a line, without its line feed. Valid until the next call of the source, and as
+    /// long as \p holder lives.
     struct Line
     {
         const char *begin = nullptr;
         const char *end = nullptr;
-        bool isRead = true; ///< false for one that could not be read, which is empty
+        bool isRead = true; ///< false when it could not be read; empty then
         QByteArray holder;
     };
 
@@ -36,15 +36,15 @@ public:
     /// The lines are empty from then on.
     void close() { m_file.close(); }
 
-    /// Finds all lines, and ticks once a block. False when they are more than the memory holds, and
-    /// when the file cannot be read to its end.
+    /// Finds all lines, and ticks once per block. False when the memory does not suffice for them,
+    /// or when the file cannot be read to its end.
     bool findLines(Progress *progress);
 
     int numLines() const { return static_cast<int>(m_file.numLines()); }
 
-    /// The bytes of a line, with its carriage returns, and with room for scanPadding bytes after
-    /// it. Empty, and never a part of it, when it cannot be read or is larger than the memory; but
-    /// what is left of it when the file has become shorter.
+    /// The bytes of a line, with its carriage returns, followed by scanPadding readable bytes.
+    /// Empty, never a part of the line, when it cannot be read or is larger than the memory. When
+    /// the file has become shorter, the part of the line that remains.
     Line line(int number);
 
 private:

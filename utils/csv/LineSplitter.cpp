@@ -19,7 +19,7 @@ static bool isLiteral(const QString &delimiter)
 LineSplitter::Way LineSplitter::wayOf(const QStringList &delimiters, bool quoted)
 {
     if (quoted)
-        return delimiters.value(0) == QLatin1String("\"") ? Literal : Quoted; // no piece has one
+        return delimiters.value(0) == QLatin1String("\"") ? Literal : Quoted; // no field has one
     if (!delimiters.isEmpty() && std::all_of(delimiters.begin(), delimiters.end(), isLiteral))
         return Literal;
     return delimiters == QStringList(QStringLiteral("\\s+")) ? Blanks : Pattern;

@@ -5,24 +5,26 @@
 
 namespace Utils {
 
-/// How the delimiters of a table split a line. Made once for as many lines as it is used on.
+/// Splits lines at the delimiters of a table. Constructed once and used for many lines.
 ///
-/// Delimiters are fragments of a QRegExp, which of several that match at one place takes the
-/// longest, where a QRegularExpression takes the first. One that is no valid pattern matches
-/// nowhere. What needs no QRegExp to find the same is done without, several times as fast.
+/// Delimiters are fragments of a QRegExp. When several match at one position, QRegExp finds the
+/// longest match, whereas QRegularExpression finds the first. An invalid pattern matches nowhere.
+/// Simple patterns are matched without QRegExp, with the same result, several times as fast.
 class LineSplitter
 {
 public:
     LineSplitter(const QStringList &delimiters, bool quoted);
 
-    /// The fields of the line from \p begin to \p end, trimmed. They may be about \p expected.
+    /// The fields of the line from \p begin to \p end, trimmed. \p expected is a hint of their
+    /// number.
     QStringList split(const QChar *begin, const QChar *end, int expected = 0) const;
     QStringList split(const QString &line) const
     {
         return split(line.constData(), line.constData() + line.size());
     }
 
-    /// Whether there is nothing but one delimiter, of one character, that stands for itself.
+    /// Whether lines are split at exactly one delimiter, a single literal character, without regard
+    /// to quotes.
     bool isSingle() const { return m_way == Literal && isCharacter(); }
 
     /// The same with quotes.

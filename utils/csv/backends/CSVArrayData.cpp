@@ -11,7 +11,7 @@ static double toNumber(const QByteArray &field, bool *ok)
     return csvNumber(field.constData(), field.constData() + field.size(), csvHoleValue, ok);
 }
 
-// No functions, which would be called by a pointer.
+// Lambdas rather than functions: functions would be called through a pointer.
 static const auto cellNumber = [](const ByteChunk &chunk, int cell) {
     return chunk.number(cell, nullptr);
 };
@@ -129,7 +129,7 @@ void CSVArrayData::setData(const QByteArray &bytes, bool parseNow, Progress *pro
         progress->setLabel(label);
     }
     m_rows.append(std::move(chunk));
-    // All lines are done at once, in less time than it takes to tell about them.
+    // All lines have been split at once, in less time than it takes to report them.
     for (int line = 0; progress && line < count; ++line)
         progress->tick(1);
 }
@@ -153,7 +153,7 @@ quint16 CSVArrayData::checksum(int rows)
     return checksumOf(rows, [this](int row, QByteArray &to) { appendRow(row, to); });
 }
 
-/// Appends the text of the fields of a row, with "," in between, in UTF-8.
+/// Appends the text of the fields of a row in UTF-8, separated by ",".
 void CSVArrayData::appendRow(int row, QByteArray &to)
 {
     static const char separator = ',';

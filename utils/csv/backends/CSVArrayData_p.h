@@ -8,14 +8,14 @@ namespace Utils {
 
 class Progress;
 
-/// The backend that holds bytes, between single delimiter bytes: no patterns, quotes or comments,
-/// and no "{" in a number.
+/// The backend that holds bytes, separated by a single delimiter byte. It supports no patterns,
+/// quotes or comments, and no "{" in a number.
 ///
-/// \compat Kept for compatibility: a cell asked for by row and column is read as Latin-1, while
-/// rows and columns of text are read as UTF-8; both end at a zero byte. And the number of a cell
-/// that does not exist is 0.0, not the hole number.
+/// \compat Kept for compatibility: a cell requested by row and column is read as Latin-1, while
+/// rows and columns of text are read as UTF-8; both end at a zero byte. The number of a cell that
+/// does not exist is 0.0, not the hole number.
 ///
-/// A row that is asked for as a list of text is held as one from then on, besides its bytes.
+/// A row that is requested as a list of text is cached as such a list, besides its bytes.
 class CSVArrayData final : public CSVData
 {
 public:
@@ -32,8 +32,8 @@ public:
     QStringList colData(int col, int firstRow) override;
     QList<double> colDataValue(int col, int firstRow) override;
 
-    /// Appends the lines of \p bytes, split or, unless \p parseNow, as they are. Only the former
-    /// reports, a tick a line.
+    /// Appends the lines of \p bytes, split or, unless \p parseNow, as they are. Progress is
+    /// reported, one tick per line, only when they are split.
     void setData(const QByteArray &bytes, bool parseNow, Progress *progress,
                  const Data::String &label);
 
@@ -65,7 +65,7 @@ private:
     void appendRow(int row, QByteArray &to);
 
     MemoryRows<QList<QByteArray>, ByteChunk> m_rows;
-    RowStore<QStringList> m_texts; // of rows as they are now
+    RowStore<QStringList> m_texts; // the cached lists of text
     const char m_delimiter;
 };
 

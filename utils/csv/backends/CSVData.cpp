@@ -16,7 +16,7 @@ void CSVData::removeRows(const QList<int> &) {}
 
 quint16 CSVData::checksumOf(int rows, const std::function<void(int, QByteArray &)> &appendRow) const
 {
-    static const int chunkSize = 64 * 1024; // that is added at once
+    static const int chunkSize = 64 * 1024; // added at once
     QByteArray bytes = QByteArray::number(numRows());
     Checksum sum;
     const auto add = [&] {

@@ -12,10 +12,11 @@ namespace Utils {
 
 /// How a CSVTable holds its cells: as text, as bytes, or not at all, in the file.
 ///
-/// Rows and columns are counted from 0. What is out of range gives an empty result in every
-/// operation, also where a row is negative or as large as an int goes.
+/// Rows and columns are counted from 0. Every operation returns an empty result for an index that
+/// is out of range, including negative rows and the largest int.
 ///
-/// Reading may split a row that is still held as its raw line, so it is not const.
+/// Functions that read are not const, because they may split a row that is still held as its raw
+/// line.
 class CSVData
 {
 public:
@@ -24,18 +25,18 @@ public:
     CSVData &operator=(const CSVData &) = delete;
     virtual ~CSVData();
 
-    /// Whether there is a row.
+    /// Whether there is at least one row.
     virtual bool isValid() const;
 
     virtual void removeRow(int row) = 0;
     virtual int numRows() const = 0;
 
-    /// The number of fields of a row. A negative \p row means the whole table, in memory only: the
-    /// largest number of its rows, which splits them all. A table in a file gives 0.
+    /// The number of fields of a row. For a negative \p row, a table in memory splits all rows and
+    /// returns the largest number of fields; a table in a file returns 0.
     virtual int numColumns(int row) = 0;
 
-    /// Whether a cell is empty, or, with a negative \p col, a row. In memory the row is looked at
-    /// as it is held, split or not.
+    /// Whether a cell is empty, or a row if \p col is negative. In memory, a row is tested as it is
+    /// held, split or not.
     virtual bool isEmpty(int row, int col) = 0;
 
     // Fields as text, and as numbers
@@ -44,32 +45,32 @@ public:
     virtual Data::String data(int row, int col) = 0;
     virtual QList<double> dataValue(int row) = 0;
 
-    /// The number in a cell. \p ok tells, if given, whether there is one.
+    /// The number in a cell. If \p ok is not null, it is set to whether there is a number.
     virtual double dataValue(int row, int col, bool *ok) = 0;
 
-    /// A column from \p firstRow on: an entry a row, empty where the row is too short, or negative.
-    /// The last row gives none when it has no field, or one that is empty. The list is empty when
-    /// \p firstRow is further than csvReach below the table.
+    /// A column from \p firstRow on, one entry per row; an entry is empty when the row is too short
+    /// or negative. The last row is left out when it has no field or a single empty one. The list
+    /// is empty when \p firstRow is less than -csvReach.
     virtual QStringList colData(int col, int firstRow) = 0;
     virtual QList<double> colDataValue(int col, int firstRow) = 0;
 
     virtual bool isReadOnly() const;
 
-    /// Puts \p text into a cell, with the rows and fields before it made as needed. Ignored when
-    /// the cell is negative, or further than csvReach behind what is there.
+    /// Puts \p text into a cell, and creates the rows and fields before it as needed. Ignored when
+    /// an index is negative, or more than csvReach after the last existing row or field.
     virtual void setData(int row, int col, const Data::String &text);
 
     virtual void removeColumn(int col);
 
-    /// Removes many rows at once, as removeRow() does one. Their numbers are in ascending order.
+    /// Removes many rows at once. \p rows is in ascending order.
     virtual void removeRows(const QList<int> &rows);
 
     /// CRC-16 of the number of all rows in decimal and the first \p rows rows, as
-    /// CSVTable::checksum() has it.
+    /// CSVTable::checksum() returns it.
     virtual quint16 checksum(int rows) = 0;
 
 protected:
-    /// The same of what \p appendRow appends for each row.
+    /// The same for the bytes that \p appendRow appends for each row.
     quint16 checksumOf(int rows,
                        const std::function<void(int row, QByteArray &to)> &appendRow) const;
 };

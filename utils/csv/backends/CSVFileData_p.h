@@ -5,8 +5,8 @@
 
 namespace Utils {
 
-/// The backend that holds no cells, and reads each row from the file when it is asked for. It
-/// cannot be changed, and has a hole number of its own.
+/// The backend that holds no cells, and reads each row from the file on demand. It cannot be
+/// changed, and has its own hole number.
 class CSVFileData : public CSVData
 {
 public:

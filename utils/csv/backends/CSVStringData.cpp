@@ -10,7 +10,7 @@ namespace Utils {
 
 static const QChar lineFeed = QLatin1Char('\n');
 
-// No functions, which would be called by a pointer.
+// Lambdas rather than functions: functions would be called through a pointer.
 static const auto cellNumber = [](const TextChunk &chunk, int cell) {
     return chunk.number(cell, nullptr);
 };
@@ -46,7 +46,7 @@ QStringList CSVStringData::data(int row)
     return listToKeep(row);
 }
 
-/// Apart from data(), which is short where there is nothing to do.
+/// The slow path of data(), in a function of its own so that data() stays short.
 QStringList CSVStringData::listToKeep(int row)
 {
     parseRow(row);
@@ -137,12 +137,12 @@ void CSVStringData::appendText(const CSVText &text, bool parseNow, Progress *pro
         progress->setLabel(label);
     }
     appendChunk(std::move(chunk));
-    // All lines are done at once, in less time than it takes to tell about them.
+    // All lines have been split at once, in less time than it takes to report them.
     for (int line = 0; progress && line < count; ++line)
         progress->tick(1);
 }
 
-/// Appends the lines as rows of their own, since only \p splitter knows where their cells are.
+/// Appends each line as a list of fields, because only \p splitter can find its cells.
 void CSVStringData::appendSplit(const CSVText &text, const LineSplitter &splitter,
                                 Progress *progress, const Data::String &label)
 {
@@ -151,7 +151,7 @@ void CSVStringData::appendSplit(const CSVText &text, const LineSplitter &splitte
         progress->setMaxSteps(all.count(lineFeed) + 1);
         progress->setLabel(label);
     }
-    // Appended at the end, when there is memory for all of them.
+    // Collected first and appended at the end: all rows, or none when the memory does not suffice.
     QList<QStringList> rows;
     const QChar *const end = all.constData() + all.size();
     const QChar *line = all.constData();
@@ -168,7 +168,7 @@ void CSVStringData::appendSplit(const CSVText &text, const LineSplitter &splitte
     m_rows.appendParsed(rows);
 }
 
-/// Appends the lines that are no comments.
+/// Appends the lines that are not comments.
 void CSVStringData::appendChunk(TextChunk chunk)
 {
     if (comment.isEmpty())
@@ -202,7 +202,7 @@ QStringList CSVStringData::split(const QString &line) const
 void CSVStringData::setHeldRows(int firstRow, int lastRow, const QList<QStringList> &rows)
 {
     for (int row = firstRow; row <= lastRow; ++row)
-        m_rows.rowToHold(row); // all the memory that it takes
+        m_rows.rowToHold(row); // allocates all memory that is needed
     for (int row = firstRow; row <= lastRow; ++row)
         m_rows.rowToHold(row) = rows.at(row);
 }

@@ -10,8 +10,7 @@ class LineSplitter;
 
 /// The backend that holds text.
 ///
-/// A row that is asked for as a list is held as one from then on: whoever asks for it once most
-/// often does so again.
+/// A row that is requested as a list is cached as a list, because most callers request it again.
 class CSVStringData final : public CSVTextData
 {
 public:

@@ -8,21 +8,20 @@
 
 namespace Utils {
 
-/// The rows of a table in memory: what the backends for text and for bytes have in common.
+/// The rows of a table in memory: the common part of the backends for text and for bytes.
 ///
-/// A row comes in as its raw line, which stands in for its fields as a single one, and is split
-/// when it is first used: that is up to the backend, which calls parse() before it reads a row.
-/// Whether a row is split is known by its index alone. Removing a row does not shift that: after it
-/// the marks are stale, and stay so for rows that come later. Editing marks a row without splitting
-/// it.
+/// A row is added as its raw line, which counts as its only field, and is split on first use: the
+/// backend calls parse() before it reads a row. Split rows are marked by their index alone.
+/// Removing a row does not shift the marks: they are stale from then on, also for rows that are
+/// added later. Editing marks a row without splitting it.
 ///
-/// Cells are not held one by one. A \p Chunk holds the text of many rows, which is never changed,
-/// and knows where their cells are. A row that becomes anything else than what its chunk has,
-/// because it is edited or split later, is held as a \p Row from then on.
+/// Cells are not stored one by one. A \p Chunk holds the text of many rows, which never changes,
+/// and the positions of their cells. A row that differs from its chunk, because it is edited or
+/// split later, is held as a \p Row from then on.
 ///
-/// When the memory does not suffice, an operation throws std::bad_alloc, and nothing has changed
-/// but that rows may be split, as reading them does. So what needs memory comes first: the row to
-/// change as a list of its own, and room for its mark.
+/// When the memory does not suffice, an operation throws std::bad_alloc and changes nothing, except
+/// that rows may be split, as by reading them. So each operation allocates first: the list of the
+/// row to change, and room for its mark.
 template <typename Row, typename Chunk>
 class MemoryRows
 {
@@ -32,7 +31,7 @@ public:
     int size() const { return m_order.size(); }
     bool has(int row) const { return row >= 0 && row < size(); }
 
-    /// What a row, which exists, is known by wherever it moves.
+    /// The id of an existing row, which stays the same when the row moves.
     int idOf(int row) const { return m_order.idAt(row); }
 
     // Splitting
@@ -42,13 +41,13 @@ public:
 
     bool needsParse(int row) const { return has(row) && !isParsed(row); }
 
-    /// Splits a row that exists, by \p split. One that was made to fill up has no line, and keeps
-    /// no fields.
+    /// Splits an existing row by \p split. A row that was created only to fill a gap has no line,
+    /// and stays without fields.
     template <typename Split>
     void parse(int row, const Split &split)
     {
         m_parsed.reserve(row + 1);
-        // What stands for its line, even if it is a row that was split and moved here.
+        // The first field counts as the raw line, even if the row was split before it moved here.
         if (numFields(row) > 0)
             rowToHold(row) = split(heldRow(row).first());
         m_parsed.mark(row, row + 1);
@@ -65,7 +64,7 @@ public:
             [](const Chunk &chunk, int line) { return chunk.numCells(line); });
     }
 
-    /// Whether a cell is empty, or, with a negative \p col, a row.
+    /// Whether a cell is empty, or a row if \p col is negative.
     bool isEmpty(int row, int col) const
     {
         if (!has(row))
@@ -88,7 +87,8 @@ public:
         return onLine(located.chunk, id - located.firstId);
     }
 
-    /// The same with a field, or null when the row has none there, and with its cell.
+    /// The same for one field: calls \p onField with the field, or with null when the row has no
+    /// such field, or \p onCell with the chunk and cell that has it.
     template <typename OnField, typename OnCell>
     auto visitField(int row, int col, const OnField &onField, const OnCell &onCell) const
     {
@@ -103,8 +103,8 @@ public:
             });
     }
 
-    /// A list of what \p onField and \p onCell make of the fields of a row, none when there is no
-    /// such row.
+    /// The fields of a row converted by \p onField and \p onCell. Empty when the row does not
+    /// exist.
     template <typename Result, typename OnField, typename OnCell>
     QList<Result> fields(int row, const OnField &onField, const OnCell &onCell) const
     {
@@ -126,8 +126,8 @@ public:
         return results;
     }
 
-    /// The same of a column from \p firstRow on, as CSVData::colData() has it. \p parse is called
-    /// with each row before it is read.
+    /// The same for a column from \p firstRow on, as CSVData::colData() returns it. \p parse is
+    /// called with each row before the row is read.
     template <typename Result, typename Parse, typename OnField, typename OnCell>
     QList<Result> column(int col, int firstRow, const Parse &parse, const OnField &onField,
                          const OnCell &onCell) const
@@ -148,8 +148,8 @@ public:
         return results;
     }
 
-    /// A row as it is held: one item, its raw line, while it is not split. None when it does not
-    /// exist.
+    /// A row as it is held: a single item, its raw line, while it is not split. Empty when the row
+    /// does not exist.
     Row heldRow(int row) const
     {
         if (!has(row))
@@ -161,13 +161,15 @@ public:
 
     // Rows that are held as lists
 
-    /// The fields of a row that rowToKeep() has returned, else null, or null where rows have moved.
+    /// The fields of a row for which rowToKeep() was called. Null for other rows, and when rows
+    /// have moved.
     const Row *keptRow(int row) const
     {
         return m_order.isPlain() ? m_held.findMarked(row) : nullptr;
     }
 
-    /// The fields of a row that exists, as a list that is held and found by keptRow() from now on.
+    /// The fields of an existing row as a list, which is held from now on and which keptRow()
+    /// finds.
     const Row &rowToKeep(int row)
     {
         const Row &fields = rowToHold(row);
@@ -176,7 +178,7 @@ public:
         return fields;
     }
 
-    /// The same without keptRow(), to be changed.
+    /// The same for changing the row; keptRow() does not find it.
     Row &rowToHold(int row)
     {
         const int id = m_order.idAt(row);
@@ -188,14 +190,14 @@ public:
 
     // Changes
 
-    /// Whether a cell is there or so near that setField() makes it.
+    /// Whether a cell exists, or is so near that setField() creates it.
     bool isInReach(int row, int col) const
     {
         return row >= 0 && col >= 0 && qint64(row) - size() <= csvReach &&
                qint64(col) - numFields(row) <= csvReach;
     }
 
-    /// Puts a field into a cell that is in reach, and makes the rows and fields before it.
+    /// Puts a field into a cell that is in reach, and creates the rows and fields before it.
     void setField(int row, int col, const Field &field)
     {
         m_parsed.reserve(row + 1);
@@ -228,25 +230,25 @@ public:
             m_order.remove(row);
     }
 
-    /// The same with many, in ascending order.
+    /// The same for many rows, in ascending order.
     void remove(const QList<int> &rows)
     {
-        if (!rows.isEmpty()) // which would cost the order its short form
+        if (!rows.isEmpty()) // no rows keep the order plain
             m_order.remove(rows);
     }
 
     /// Changes the order of the rows from \p firstRow on, as RowOrder::reorder() does.
     void reorder(int firstRow, const QList<int> &order) { m_order.reorder(firstRow, order); }
 
-    /// Appends the rows of a chunk, but for those that \p isWanted is false of. All of them, or,
-    /// when the memory does not suffice, none, with std::bad_alloc.
+    /// Appends the rows of a chunk for which \p isWanted returns true. Appends none when it throws
+    /// std::bad_alloc.
     template <typename IsWanted>
     void append(Chunk chunk, const IsWanted &isWanted)
     {
         appendWhole(chunk.numLines(), chunk.isSplit(), [&] {
             const int id =
                 m_order.append(chunk.numLines(), [&](int line) { return isWanted(chunk, line); });
-            m_chunks.push_back({id, std::move(chunk)}); // last, as it is not taken back
+            m_chunks.push_back({id, std::move(chunk)}); // last, because it is not rolled back
         });
     }
     void append(Chunk chunk)
@@ -254,7 +256,7 @@ public:
         append(std::move(chunk), [](const Chunk &, int) { return true; });
     }
 
-    /// Appends rows that are split already. All of them, or none, too.
+    /// Appends rows that are split already; all, or none when it throws.
     void appendParsed(const QList<Row> &rows)
     {
         appendWhole(rows.size(), /*areParsed=*/true, [&] {
@@ -263,7 +265,7 @@ public:
         });
     }
 
-    /// Forgets all rows, and which are split.
+    /// Removes all rows and all marks of split rows.
     void clear()
     {
         m_chunks.clear();
@@ -298,7 +300,7 @@ private:
         return fields;
     }
 
-    /// Whether a row, which exists, has no fields or one that is empty.
+    /// Whether an existing row has no field or a single empty one.
     bool isBlank(int row) const
     {
         return visit(
@@ -311,8 +313,8 @@ private:
             });
     }
 
-    /// Appends what a column has in the lines from \p row on that are split and stand where they
-    /// came in, up to \p endRow. Returns the row after them.
+    /// Appends the fields of a column in the lines from \p row up to \p endRow, as long as these
+    /// are split and have not moved. Returns the row after them.
     template <typename Results, typename OnField, typename OnCell>
     int appendLines(int row, int endRow, int col, Results &results, const OnField &onField,
                     const OnCell &onCell) const
@@ -336,7 +338,7 @@ private:
         return row;
     }
 
-    /// Calls \p append, which adds rows, and takes back what it has added when it throws.
+    /// Calls \p append, which adds rows, and removes these rows again when it throws.
     template <typename Append>
     void appendOrNothing(const Append &append)
     {
@@ -350,7 +352,7 @@ private:
         }
     }
 
-    /// The same with rows that may be split, at most \p most.
+    /// The same for at most \p most rows, which are marked as split if \p areParsed.
     template <typename Append>
     void appendWhole(int most, bool areParsed, const Append &append)
     {
@@ -362,8 +364,7 @@ private:
             m_parsed.mark(first, size());
     }
 
-    /// Appends empty fields until there is one at \p col, all or none, and makes the list one that
-    /// is not shared.
+    /// Appends empty fields up to \p col, all or none, and detaches the list.
     static void fillUp(Row &fields, int col)
     {
         const int before = fields.size();
@@ -379,7 +380,7 @@ private:
     }
 
     RowOrder m_order;
-    std::vector<LocatedChunk> m_chunks; // in the order of identities
+    std::vector<LocatedChunk> m_chunks; // in the order of ids
     RowStore<Row> m_held;
     RowMarks m_parsed;
 };

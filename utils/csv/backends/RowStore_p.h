@@ -16,7 +16,7 @@ template <typename Row>
 class RowStore
 {
 public:
-    /// Null when the row is not there.
+    /// Null when there is no such row.
     const Row *find(int id) const
     {
         const Piece *const piece = pieceOf(id);
@@ -24,23 +24,24 @@ public:
     }
     Row *find(int id) { return const_cast<Row *>(static_cast<const RowStore *>(this)->find(id)); }
 
-    /// A row that was marked and is there since then, else null, at once. Any number will do.
+    /// A row that was marked by mark() and has not been removed since; otherwise null. Fast. \p id
+    /// may be any number.
     const Row *findMarked(int id) const
     {
         const Piece *const piece = pieceOf(id);
         return piece && (piece->marked & bitOf(id)) != 0 ? &piece->rows[indexOf(id)] : nullptr;
     }
 
-    /// Marks a row that is there.
+    /// Marks an existing row.
     void mark(int id) { m_pieces[numberOf(id)]->marked |= bitOf(id); }
 
-    /// Whether \p id is among many that are not there, and how many there are at least from \p id
-    /// on.
+    /// Whether no row is stored in the whole block of \p id, and how many ids from \p id on are
+    /// free at least.
     bool isFree(int id) const { return !pieceOf(id); }
     int numFree(int id) const { return pieceSize - static_cast<int>(indexOf(id)); }
 
-    /// Puts a row in, instead of the one that was there. When the memory does not suffice,
-    /// nothing changes, with std::bad_alloc.
+    /// Inserts a row, or replaces the row with this id. Changes nothing when it throws
+    /// std::bad_alloc.
     Row &insert(int id, const Row &row)
     {
         const std::size_t number = numberOf(id);
@@ -62,7 +63,7 @@ public:
         }
     }
 
-    /// Removes \p id and all above it.
+    /// Removes \p id and all greater ids.
     void removeFrom(int id)
     {
         for (; indexOf(id) != 0; ++id)
@@ -104,7 +105,7 @@ public:
                m_marks[static_cast<unsigned>(row)];
     }
 
-    /// After this mark() needs no memory for rows up to \p endRow.
+    /// Allocates, so that mark() needs no memory for rows up to \p endRow.
     void reserve(qint64 endRow)
     {
         const auto end = static_cast<std::size_t>(endRow);
@@ -126,20 +127,20 @@ private:
     std::vector<bool> m_marks;
 };
 
-/// The order of the rows of a table: the identity of each, which it has for good.
+/// The order of the rows of a table: the id of each row, which never changes.
 ///
-/// While rows are only appended they are their own identities, and nothing is kept.
+/// As long as rows are only appended, the id of a row is its index, and nothing is stored.
 class RowOrder
 {
 public:
     int size() const { return m_isPlain ? m_nextId : static_cast<int>(m_ids.size()); }
-    /// Whether each row is its own identity.
+    /// Whether the id of each row is its index.
     bool isPlain() const { return m_isPlain; }
 
     int idAt(int row) const { return m_isPlain ? row : m_ids[static_cast<std::size_t>(row)]; }
 
-    /// Makes \p count identities and returns the first, and appends those that \p isWanted is true
-    /// of, counted from 0.
+    /// Creates \p count ids and returns the first one. Appends the ids for whose number, counted
+    /// from 0, \p isWanted returns true.
     template <typename IsWanted>
     int append(int count, const IsWanted &isWanted)
     {
@@ -158,7 +159,7 @@ public:
         return append(1, [](int) { return true; });
     }
 
-    /// How far the order goes.
+    /// The end of the order.
     struct End
     {
         int id; // of the next row
@@ -167,7 +168,7 @@ public:
     };
     End end() const { return {m_nextId, m_ids.size(), m_isPlain}; }
 
-    /// Forgets what was appended since the order went as far as \p end.
+    /// Removes all ids that were appended since end() returned \p end.
     void cut(const End &end)
     {
         m_nextId = end.id;
@@ -183,7 +184,7 @@ public:
         m_ids.erase(m_ids.begin() + row);
     }
 
-    /// The same with many, in ascending order.
+    /// The same for many rows, in ascending order.
     void remove(const QList<int> &rows)
     {
         list();
@@ -198,7 +199,7 @@ public:
         m_ids.resize(left);
     }
 
-    /// Changes the rows from \p firstRow on: after it, the row \p firstRow + \p order[i] is at
+    /// Reorders the rows from \p firstRow on: the row \p firstRow + \p order[i] moves to
     /// \p firstRow + i.
     void reorder(int firstRow, const QList<int> &order)
     {

@@ -65,7 +65,8 @@ double ByteChunk::number(int cell, bool *ok) const
     return csvNumber(found.begin, found.end, csvHoleValue, ok);
 }
 
-/// Whether the cells of a line are what its bytes are, with nothing to trim and no zero byte.
+/// Whether the cells of a line equal its bytes: nothing is to be trimmed, and there is no zero
+/// byte.
 bool ByteChunk::isAsIs(int line) const
 {
     if (!m_index.isAscii())

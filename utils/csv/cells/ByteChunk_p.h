@@ -7,7 +7,7 @@
 
 namespace Utils {
 
-/// The bytes of many rows, shared with whoever has given them.
+/// The bytes of many rows, implicitly shared with the caller's array.
 class ByteChunk
 {
 public:
@@ -31,7 +31,7 @@ public:
 
     double number(int cell, bool *ok) const;
 
-    /// Appends the text() of the cells of a line, with \p separator in between, in UTF-8.
+    /// Appends the text() of the cells of a line, in UTF-8, separated by \p separator.
     void appendLine(int line, char separator, QByteArray &to) const;
 
 private:

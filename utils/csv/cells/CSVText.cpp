@@ -37,7 +37,8 @@ QString CSVText::part(int begin, int end) const
     if (!isUtf8())
         return m_text.mid(begin, end - begin);
 
-    // A mark within the text is a character of it, but none to Qt at the start of what it decodes.
+    // A byte order mark within the text is a character, but Qt drops it at the start of the bytes
+    // that it decodes.
     QString marks;
     for (; startsWithMark(bytes() + begin, end - begin); begin += markSize)
         marks += QChar(QChar::ByteOrderMark);

@@ -13,10 +13,10 @@ static quint64 below(quint64 bit) { return bit - 1; }
 static quint64 lowest(quint64 bits) { return bits & (0 - bits); }
 
 static unsigned anyWide(const Units<char> &bytes) { return bytes.anyWide(); }
-static unsigned anyWide(const Units<ushort> &) { return 0; } // nobody asks
+static unsigned anyWide(const Units<ushort> &) { return 0; } // not needed for code units
 
-/// Calls \p visit with the units of the text, 64 at a time, and where they start. The last ones are
-/// filled up with zeros: \p visit gets which of them count.
+/// Calls \p visit with the units of the text, 64 at a time, their position, and a mask of the units
+/// that count: the last ones are padded with zeros.
 template <typename Unit, typename Visit>
 static void forEachUnits(const Unit *text, int size, const Visit &visit)
 {
@@ -47,7 +47,8 @@ CellIndex::CellIndex(const ushort *text, int size, ushort delimiter, Quotes quot
         find(text, size, delimiter);
 }
 
-/// The first cell and line. Large tables get much room, since what grows may have to move.
+/// Starts the first cell and line. Reserves much room for large tables, because growing may move
+/// the data.
 void CellIndex::start(int size)
 {
     m_cells.reserve(static_cast<std::size_t>(size) / 4 + 16);
@@ -65,7 +66,7 @@ void CellIndex::finish(int size)
     m_lines.squeeze();
 }
 
-/// Appends the cells and lines after those that end among 64 units.
+/// For each cell and line that ends among these 64 units, appends the start of the next one.
 void CellIndex::appendCells(quint64 ends, quint64 feeds, quint32 from)
 {
     const auto cells = static_cast<quint32>(m_cells.size());
@@ -92,31 +93,31 @@ void CellIndex::find(const Unit *text, int size, Unit delimiter)
     finish(size);
 }
 
-/// Whether a piece begins and ends with a quote, other than one and the same.
+/// Whether a piece begins with a quote and ends with another one.
 template <typename Unit>
 static bool isBetweenQuotes(const Unit *begin, const Unit *end)
 {
     return end - begin > 1 && *begin == '"' && end[-1] == '"';
 }
 
-/// Whether a piece ends the cell that an earlier one has opened.
+/// Whether a piece ends the cell that an earlier piece has opened.
 template <typename Unit>
 static bool closesCell(const Unit *begin, const Unit *end)
 {
     return begin != end && end[-1] == '"' && (end - begin == 1 || *begin != '"');
 }
 
-/// Where quotes count: which of the cells that have one go on after a delimiter.
+/// Finds out which cells with quotes continue after a delimiter.
 template <typename Unit>
 class QuotedCell
 {
 public:
-    /// Whether there is a quote in the cell, so far.
+    /// Whether a quote has been found in the current cell.
     bool hasQuote() const { return m_hasQuote; }
     void addQuotes(bool areThere) { m_hasQuote = m_hasQuote || areThere; }
 
-    /// Whether the cell from \p begin on, which has a quote, ends at \p end, which is a delimiter
-    /// or the end of its line. If so, the next cell starts.
+    /// Whether the cell that starts at \p begin and has a quote ends at \p end, a delimiter or the
+    /// end of its line. If so, the next cell starts.
     bool endsAt(const Unit *begin, const Unit *end, bool endsLine)
     {
         if (m_isOpen)
@@ -133,8 +134,8 @@ public:
 
 private:
     bool m_hasQuote = false;
-    bool m_isOpen = false;         // it goes on after a delimiter
-    const Unit *m_piece = nullptr; // of a cell that is open
+    bool m_isOpen = false;         // continues after a delimiter
+    const Unit *m_piece = nullptr; // the current piece of an open cell
 };
 
 template <typename Unit>
@@ -159,7 +160,7 @@ void CellIndex::findQuoted(const Unit *text, int size, Unit delimiter)
     finish(size);
 }
 
-/// The same as appendCells() with units among which there are quotes, or where one came before.
+/// The same as appendCells() for units with quotes, or in a cell that already has a quote.
 template <typename Unit>
 void CellIndex::appendQuoted(const Unit *text, quint64 ends, quint64 feeds, quint64 quotes,
                              quint32 from, QuotedCell<Unit> &cell)

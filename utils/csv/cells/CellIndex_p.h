@@ -7,10 +7,11 @@ namespace Utils {
 template <typename Unit>
 class QuotedCell;
 
-/// Where the lines and cells of a text begin, without the text: a number a cell, and one a line.
+/// The positions of the lines and cells of a text, without the text: one number per cell, and one
+/// per line.
 ///
-/// Cells are counted through all lines. They are separated by one character each, a delimiter or a
-/// line feed, so that each ends before the character that the next one follows.
+/// Cells are numbered across all lines. They are separated by single characters, a delimiter or a
+/// line feed, so a cell ends one character before the start of the next cell.
 class CellIndex
 {
 public:
@@ -22,8 +23,8 @@ public:
 
     CellIndex() = default;
 
-    /// The cells of the \p size bytes or code units at \p text between delimiters. Where quotes are
-    /// counted, they may hold a delimiter, as List::safeSplit() has it.
+    /// The cells of the \p size bytes or code units at \p text between delimiters. If quotes are
+    /// counted, a quoted cell may contain a delimiter, as in List::safeSplit().
     CellIndex(const char *text, int size, char delimiter, Quotes quotes);
     CellIndex(const ushort *text, int size, ushort delimiter, Quotes quotes);
 
@@ -41,7 +42,7 @@ public:
     int begin(int cell) const { return static_cast<int>(m_cells[cell] & ~quoteFlag); }
     int end(int cell) const { return begin(cell + 1) - 1; }
 
-    /// Whether there is a quote in a cell, where they count.
+    /// Whether a cell contains a quote. Always false if quotes are not counted.
     bool hasQuote(int cell) const { return (m_cells[cell] & quoteFlag) != 0; }
 
     /// Whether all characters are ASCII.
@@ -61,8 +62,8 @@ private:
     void appendCells(quint64 ends, quint64 feeds, quint32 from);
     void finish(int size);
 
-    NumberBuffer m_lines; // the first cell of each, and what follows the last one
-    NumberBuffer m_cells; // where each begins, and one more
+    NumberBuffer m_lines; // the first cell of each line, and of one more
+    NumberBuffer m_cells; // the start of each cell, and of one more
     bool m_isAscii = true;
 };
 

@@ -6,12 +6,12 @@
 
 #include <algorithm>
 
-// What all ways to hold cells agree on.
+// Rules that all kinds of chunks and backends share.
 
 namespace Utils {
 
-/// How far beyond a table an index may lead to empty entries: 16 million. Beyond that it is taken
-/// for a mistake, which would otherwise use up the memory.
+/// How far outside a table an index may be and still yield empty entries: 16 million. An index
+/// further away counts as an error, which would otherwise use up the memory.
 constexpr int csvReach = 1 << 24;
 
 /// The fields from \p firstCol to \p lastCol, or to the end when \p lastCol is smaller.
@@ -23,8 +23,8 @@ Row csvPart(const Row &row, int firstCol, int lastCol)
     return begin < end ? row.mid(begin, end - begin) : Row();
 }
 
-/// A \p text or bytes that may be kept. What was made by fromRawData() belongs to somebody else,
-/// who may change or free it at any time: it is copied.
+/// A copy of \p text, or bytes, that is safe to store. Data from fromRawData() is copied deeply,
+/// because its owner may change or free it at any time.
 template <typename Text>
 Text csvToKeep(const Text &text)
 {
@@ -40,7 +40,7 @@ bool isAsciiBlank(Unit unit)
     return unit == ' ' || (unit >= '\t' && unit <= '\r');
 }
 
-/// Takes white space of ASCII off both ends, as QByteArray::trimmed() does.
+/// Removes white space of ASCII from both ends, as QByteArray::trimmed() does.
 template <typename Unit>
 void trimAscii(const Unit *&begin, const Unit *&end)
 {
@@ -50,7 +50,7 @@ void trimAscii(const Unit *&begin, const Unit *&end)
         --end;
 }
 
-/// Takes white space off both ends, as QString::trimmed() does.
+/// Removes white space from both ends, as QString::trimmed() does.
 inline void trimBlanks(const QChar *&begin, const QChar *&end)
 {
     while (begin != end && begin->isSpace())
@@ -61,15 +61,16 @@ inline void trimBlanks(const QChar *&begin, const QChar *&end)
 
 // Numbers
 
-/// The number that stands for an empty field in every table that holds its cells in memory.
+/// The hole number: the value of an empty field in every table that holds its cells in memory.
 double &csvHoleValue();
 
-/// The number in \p text, in the C locale, up to a "{". The hole number, with \p ok false, when
-/// the text is empty, and 0.0 when it is no number.
+/// Converts \p text up to a "{" to a number in the C locale. Returns the hole number and sets \p ok
+/// to false when the text is empty; returns 0.0 when it is not a number.
 double csvNumber(const QString &text, bool *ok);
 
-/// The number in the trimmed bytes from \p begin to \p end, in the C locale. What \p hole returns,
-/// with \p ok false, when nothing is left of them, and 0.0 when they are no number.
+/// Converts the trimmed bytes from \p begin to \p end to a number in the C locale. Returns the
+/// value of \p hole and sets \p ok to false when no byte is left; returns 0.0 when they are not a
+/// number.
 template <typename Hole>
 double csvNumber(const char *begin, const char *end, const Hole &hole, bool *ok)
 {

@@ -9,11 +9,11 @@
 
 namespace Utils {
 
-/// Numbers that are appended one by one, many millions of them.
+/// A list of numbers that are appended one by one, many millions of them.
 ///
-/// It grows by realloc(), which moves large pieces of memory without a copy where the system can: a
-/// vector would hold old and new ones at the same time, and so double the memory that a table
-/// takes.
+/// It grows by realloc(), which moves large blocks without copying where the system supports it. A
+/// vector would hold the old and the new block at the same time, and so double the memory of a
+/// table.
 class NumberBuffer
 {
 public:
@@ -21,7 +21,8 @@ public:
     quint32 operator[](int i) const { return m_numbers.get()[i]; }
     quint32 &operator[](int i) { return m_numbers.get()[i]; }
 
-    /// Room for \p count more numbers after the last one, which count when setEnd() is called.
+    /// Returns room for \p count more numbers after the last one. They are appended when setEnd()
+    /// is called.
     quint32 *room(std::size_t count)
     {
         if (m_capacity - m_size < count)
@@ -29,7 +30,7 @@ public:
         return m_numbers.get() + m_size;
     }
 
-    /// Counts what was written into room() up to \p end.
+    /// Appends the numbers that were written into room(), up to \p end.
     void setEnd(const quint32 *end) { m_size = static_cast<std::size_t>(end - m_numbers.get()); }
 
     void append(quint32 number)
@@ -39,11 +40,11 @@ public:
         setEnd(next + 1);
     }
 
-    /// Room for as many as there may be. What is not used takes no memory where the system supplies
-    /// it lazily.
+    /// Allocates room for the largest possible number. Unused room takes no memory where the system
+    /// allocates it lazily.
     void reserve(std::size_t count) { setCapacity(std::max(count, m_size)); }
 
-    /// Frees what is not needed.
+    /// Frees the unused room.
     void squeeze() { setCapacity(m_size); }
 
 private:

@@ -11,7 +11,7 @@ static bool isAsciiByte(char byte) { return static_cast<unsigned char>(byte) < 0
 static void trim(const char *&begin, const char *&end) { trimAscii(begin, end); }
 static void trim(const QChar *&begin, const QChar *&end) { trimBlanks(begin, end); }
 
-/// The number in a cell that has nothing else, but for blanks around it.
+/// Parses the number in a cell that contains only a number and blanks around it.
 template <typename Unit>
 static bool parseCell(const Unit *text, int first, int last, double &value)
 {
@@ -88,13 +88,13 @@ QString TextChunk::text(int cell) const
     trimAscii(begin, end);
     if (m_index.isAscii())
         return QString::fromLatin1(begin, static_cast<int>(end - begin));
-    // There are more blanks than those of ASCII.
+    // White space outside ASCII is trimmed, too.
     const QString decoded = m_text.part(static_cast<int>(begin - m_text.bytes()),
                                         static_cast<int>(end - m_text.bytes()));
     return decoded.trimmed();
 }
 
-/// What becomes of a cell with quotes does not depend on those around it.
+/// The text of a cell with quotes. It does not depend on the cells around it.
 QString TextChunk::quotedText(int cell) const
 {
     const QString all = m_text.part(m_index.begin(cell), m_index.end(cell));
@@ -116,7 +116,7 @@ double TextChunk::number(int cell, bool *ok) const
     return value;
 }
 
-/// Whether the cells of a line are what its bytes are, with nothing to trim.
+/// Whether the cells of a line equal its bytes, so that nothing is to be trimmed.
 bool TextChunk::isAsIs(int line) const
 {
     for (int cell = m_index.firstCell(line); cell < m_index.firstCell(line + 1); ++cell) {
@@ -141,7 +141,7 @@ void TextChunk::appendLine(int line, const QString &separator, QByteArray &to) c
         return;
     }
 
-    // As one text, since a character may begin in one cell and end in the next.
+    // Encoded as one text, because a surrogate pair may begin in one cell and end in the next.
     QString text;
     for (int cell = first; cell < end; ++cell) {
         if (cell > first)

@@ -14,7 +14,7 @@ public:
     /// Each line as one cell, as it is.
     explicit TextChunk(const CSVText &text);
 
-    /// The cells between delimiters, which are trimmed. Of UTF-8 the delimiter must be ASCII.
+    /// The cells between delimiters, trimmed. For UTF-8 the delimiter must be ASCII.
     TextChunk(const CSVText &text, QChar delimiter, Quotes quotes);
 
     bool isSplit() const { return m_isSplit; }
@@ -22,7 +22,8 @@ public:
     int numCells(int line) const { return m_index.numCells(line); }
     int firstCell(int line) const { return m_index.firstCell(line); }
 
-    /// A line as it is, and whether it may start with a character: a quick look that is often no.
+    /// A line as it is; and whether it may start with a character, a quick test that is often
+    /// false.
     QString line(int line) const;
     bool mayStartWith(int line, QChar character) const;
 
@@ -31,7 +32,7 @@ public:
     QString field(int cell) const { return text(cell); }
     double number(int cell, bool *ok) const;
 
-    /// Appends the cells of a line, with \p separator in between, in UTF-8.
+    /// Appends the cells of a line, in UTF-8, separated by \p separator.
     void appendLine(int line, const QString &separator, QByteArray &to) const;
 
 private:
