@@ -2,10 +2,11 @@
 
 namespace Data {
 
-/// An object with static storage, one of each type, that may still be asked for after its end.
+/// An object with static storage, one of each type, that may still be accessed after its
+/// destruction.
 ///
-/// Objects that die later test what ifAlive() returns. It reads a plain bool, which outlives every
-/// object.
+/// Objects that are destroyed later test the result of ifAlive(). It reads a plain bool, which
+/// outlives every object.
 template <typename State>
 class ProcessWide
 {
@@ -16,13 +17,13 @@ public:
     ProcessWide(const ProcessWide &) = delete;
     ProcessWide &operator=(const ProcessWide &) = delete;
 
-    /// The state, or null once it is gone.
+    /// The state, or null after its destruction.
     State *ifAlive() { return isAlive ? &m_state : nullptr; }
 
-    /// For callers that know that it is alive.
+    /// Only for callers that know that the state is alive.
     State *operator->() { return &m_state; }
 
-    /// For tests, which make it false for a while.
+    /// Public for tests, which set it to false temporarily.
     static inline bool isAlive = true;
 
 private:

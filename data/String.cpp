@@ -23,7 +23,7 @@ const char *String::c_str() const
         return "";
 
     // Assigned in place: the buffer keeps its memory from one conversion to the next, so a pointer
-    // kept too long usually shows the wrong text rather than freed memory.
+    // that is kept too long usually points to a different text rather than to freed memory.
     const QByteArray utf8 = toUtf8();
     buffer->text.assign(utf8.constData(), static_cast<std::size_t>(utf8.size()));
     return buffer->text.c_str();

@@ -5,7 +5,7 @@
 
 namespace Data {
 
-/// Whether \p text says yes: "true", "yes" or "1", in any case and with nothing around it.
+/// Whether \p text is "true", "yes" or "1", in any case, without other characters around it.
 inline bool saysYes(const QString &text)
 {
     const QString lower = text.toLower();

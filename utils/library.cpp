@@ -1,7 +1,8 @@
 // Every process-wide object of the library that has state when the library loads, in load order,
-// and nothing else. They are torn down in the reverse order, and nothing here depends on Qt's
-// application object or on the host. What is made on first use is a function-local static in the
-// source of its class. What may be asked for after its end is a Data::ProcessWide.
+// and nothing else. They are destroyed in the reverse order, and do not depend on Qt's application
+// object or on the host. Objects that are created on first use are function-local statics in the
+// sources of their classes. An object that may be accessed after its destruction is a
+// Data::ProcessWide.
 
 #ifdef KELMUTILS_SCRIPTING
 #include "bindings/Modules.h"
@@ -19,7 +20,7 @@
 
 namespace Utils {
 
-PendingCalls pendingCalls; // signals: ids of the single-shot calls that wait
+PendingCalls pendingCalls; // signals: ids of the pending single-shot calls
 
 Data::ProcessWide<SignalRegistry> signalRegistry; // signals: the named signals
 
@@ -49,8 +50,8 @@ ScriptableModuleKelmData scriptableModuleKelmData;   // bindings: its companion
 
 ProgressState progressState; // feedback: the chains of reporters, and the label shown last
 
-// The superclass links of the meta-objects of Signal and Slot are set here in load order where the
-// platform does not let the linker set them; they need no line.
+// Where the linker cannot set the superclass links of the meta-objects of Signal and Slot, they are
+// set at this position in load order; they need no line here.
 
 } // namespace Utils
 

@@ -9,7 +9,7 @@
 namespace Utils {
 
 /// Calls \p found with the index of each line feed among \p size bytes, in order, up to the first
-/// zero byte. Returns whether there is one.
+/// zero byte. Returns whether there is a zero byte.
 ///
 /// scanLineFeeds() does the same, several bytes at a time where the processor can.
 template <typename Found>
@@ -26,12 +26,11 @@ bool scanLineFeedsPlainly(const char *bytes, int size, const Found &found, int s
     return zero != nullptr;
 }
 
-/// The address after \p count delimiters from \p next on, or null when there are fewer up to \p
-/// end.
+/// The address after \p count delimiters from \p next on. Null when there are fewer before \p end.
 inline const char *skipFieldsPlainly(const char *next, const char *end, char delimiter, int count)
 {
     for (; count > 0; --count) {
-        // Nothing may be no bytes at all, which memchr() must not be given.
+        // An empty range may be null pointers, which memchr() does not accept.
         const void *const at =
             next == end ? nullptr
                         : std::memchr(next, delimiter, static_cast<std::size_t>(end - next));

@@ -4,12 +4,12 @@
 
 namespace Utils {
 
-static constexpr int slices = 8;              // bytes that are taken in one go
+static constexpr int slices = 8;              // bytes that are processed at once
 static constexpr quint16 polynomial = 0x8408; // x^16 + x^12 + x^5 + 1, lowest bit first
 
 using Table = std::array<quint16, 256>;
 
-/// At [i][byte], what a byte changes in the remainder when i more bytes have followed it.
+/// The element [i][byte] is the effect of a byte on the remainder after i more bytes.
 static constexpr std::array<Table, slices> makeTables()
 {
     std::array<Table, slices> tables = {};
@@ -36,7 +36,7 @@ void Checksum::add(const char *bytes, std::size_t size)
     const auto at = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
     unsigned remainder = m_remainder;
     for (; end - bytes >= slices; bytes += slices) {
-        // The remainder is two bytes long and so meets the first two.
+        // The remainder is two bytes long, so it is combined with the first two bytes.
         const unsigned first = at(0) ^ (remainder & 0xff);
         const unsigned second = at(1) ^ (remainder >> 8);
         remainder = static_cast<unsigned>(tables[7][first] ^ tables[6][second] ^ tables[5][at(2)] ^

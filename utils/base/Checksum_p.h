@@ -6,8 +6,8 @@
 
 namespace Utils {
 
-/// The checksum that qChecksum() gives, CRC-16 of ISO 3309, several times as fast and of bytes that
-/// come in pieces.
+/// The checksum that qChecksum() returns, CRC-16 of ISO 3309, but several times as fast, and for
+/// bytes that arrive in pieces.
 ///
 ///     Checksum sum;
 ///     sum.add("123", 3);

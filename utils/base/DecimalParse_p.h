@@ -12,7 +12,7 @@ constexpr int decimalReach = 16;
 
 #ifdef KELMUTILS_SSE2
 
-/// The whole number of 16 decimal digits, the first of which is in the lowest byte.
+/// The integer with these 16 decimal digits. The first digit is in the lowest byte.
 inline quint64 numberOfDigits(__m128i digits)
 {
     const __m128i odd = _mm_srli_epi16(digits, 8);
@@ -26,7 +26,7 @@ inline quint64 numberOfDigits(__m128i digits)
     return quint64(high) * 100000000 + low;
 }
 
-/// The number in the last \p size of 16 bytes, without a sign: digits, and one point or none.
+/// Parses the number in the last \p size of 16 bytes: digits and at most one point, without a sign.
 inline bool parseDecimalBytes(__m128i bytes, unsigned size, double &value)
 {
     if (size - 1 >= decimalReach)
@@ -37,7 +37,7 @@ inline bool parseDecimalBytes(__m128i bytes, unsigned size, double &value)
         return _mm_cmplt_epi8(places, _mm_set1_epi8(static_cast<char>(place)));
     };
     const __m128i zeros = _mm_set1_epi8('0');
-    __m128i digits = _mm_xor_si128(bytes, zeros); // a digit becomes its value, all else is above 9
+    __m128i digits = _mm_xor_si128(bytes, zeros); // digits become values, others exceed 9
     digits = _mm_andnot_si128(isBelow(decimalReach - size), digits);
 
     unsigned decimals = 0;
@@ -45,7 +45,7 @@ inline bool parseDecimalBytes(__m128i bytes, unsigned size, double &value)
     if (const auto found = static_cast<unsigned>(_mm_movemask_epi8(points))) {
         if (size == 1)
             return false;
-        // What is in front of the point moves over it.
+        // The digits before the point are shifted over it.
         const unsigned place = qCountTrailingZeroBits(found);
         decimals = decimalReach - 1 - place;
         const __m128i isBehind = _mm_cmpgt_epi8(places, _mm_set1_epi8(static_cast<char>(place)));
@@ -62,10 +62,10 @@ inline bool parseDecimalBytes(__m128i bytes, unsigned size, double &value)
     return true;
 }
 
-/// A number as most tables have them, of up to 16 characters, without a branch on each of them.
+/// Parses a number of up to 16 characters, as in most tables, without a branch per character.
 ///
-/// Returns what parsePureNumber() returns, but false also for some that are numbers. It reads
-/// decimalReach bytes before \p end, of any value.
+/// Returns the same as parsePureNumber(), but may also return false for a valid number. Reads
+/// decimalReach bytes or code units before \p end; those before \p begin may have any value.
 inline bool parseDecimal(const char *begin, const char *end, double &value)
 {
     const bool isNegative = begin != end && *begin == '-';
@@ -80,7 +80,7 @@ inline bool parseDecimal(const QChar *begin, const QChar *end, double &value)
 {
     const bool isNegative = begin != end && *begin == QLatin1Char('-');
     const auto *const units = reinterpret_cast<const __m128i *>(end - decimalReach);
-    // What is no byte becomes 0 or 255, and so no digit.
+    // A code unit above 255 becomes 0 or 255, so it is not taken for a digit.
     const __m128i bytes = _mm_packus_epi16(_mm_loadu_si128(units), _mm_loadu_si128(units + 1));
     if (!parseDecimalBytes(bytes, static_cast<unsigned>(end - begin) - isNegative, value))
         return false;

@@ -12,8 +12,8 @@ namespace Utils {
 using Platform::Entry;
 using Platform::EntryStatus;
 
-/// The same by Qt: of a resource, of a path with a prefix of QDir, and of one that the system has
-/// in another encoding.
+/// The same as determined by Qt: for resources, paths with a prefix of QDir, and paths that the
+/// system has in another encoding.
 static EntryStatus statusByQt(const QString &path, bool followLinks)
 {
     QFileInfo file(path);

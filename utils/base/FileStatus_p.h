@@ -7,10 +7,10 @@ class QString;
 namespace Utils {
 
 /// The current status of \p path, as returned by Platform::entryStatus(); also for a path that only
-/// Qt can open, such as that of a resource. "" and a path with a zero byte name nothing.
+/// Qt can open, such as that of a resource. There is no file for "" or for a path with a zero byte.
 ///
-/// The times of Qt cannot be used: Qt has no time for the epoch itself, and a wrong one for earlier
-/// times, where the offset of the time zone was different from today.
+/// The times that Qt returns cannot be used: Qt returns an invalid time for the epoch itself, and a
+/// wrong time for earlier times, when the offset of the time zone was different from today.
 Platform::EntryStatus fileStatus(const QString &path, bool followLinks = true);
 
 /// The time of the last modification, in seconds since the Unix epoch. 0 for earlier times, and the

@@ -4,10 +4,10 @@
 
 namespace Utils {
 
-/// The longest text that a QString can hold, less some room for its own record.
+/// The length of the longest text that a QString can hold, with some room for its header.
 constexpr int maxTextLength = std::numeric_limits<int>::max() / 2 - 64;
 
-/// The most bytes that a QByteArray can hold, in the same way.
+/// The same for the bytes of a QByteArray.
 constexpr int maxByteCount = std::numeric_limits<int>::max() - 64;
 
 } // namespace Utils

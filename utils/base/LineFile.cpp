@@ -8,14 +8,14 @@
 
 namespace Utils {
 
-// Of the search for lines: whole blocks, whole buffers of a file, which is so passed by, and small
-// enough for the second cache.
+// The chunk size of the search for lines: a multiple of the block size and of the buffer size of a
+// file, so that this buffer is bypassed, and small enough for the second-level cache.
 static const int scanSize = 16 * LineFile::blockSize;
 
 void LineStarts::squeeze()
 {
     if (m_pieces.size() != 1)
-        return; // less than a piece of several
+        return; // of several pieces, less than one is unused
     auto exact = std::unique_ptr<int[]>(new int[m_size]);
     std::copy_n(m_pieces.front().get(), m_size, exact.get());
     m_pieces.front() = std::move(exact);
@@ -47,7 +47,7 @@ bool LineFile::findLines(const std::function<void()> &tick)
             if (size.count == 0)
                 break;
             for (int block = 0; block < size.count; block += blockSize) {
-                const int origin = start + block + 1; // of the line after a line feed
+                const int origin = start + block + 1; // the start of the line after feed 0
                 const auto append = [&](int feed) { lines.append(origin + feed); };
                 const int length = std::min(blockSize, size.count - block);
                 m_hasZeroBytes |= scanLineFeeds(bytes.get() + block, length, append);
@@ -76,15 +76,15 @@ LineFile::Count LineFile::read(char *bytes, int size)
         return result;
     }
     while (result.count < size && !result.hasFailed) {
-        std::clearerr(m_file.get()); // of what failed before
+        std::clearerr(m_file.get()); // errors of earlier reads
         const auto wanted = static_cast<std::size_t>(size - result.count);
         result.count += static_cast<int>(std::fread(bytes + result.count, 1, wanted, m_file.get()));
         if (!std::ferror(m_file.get()))
-            break; // all, or the end of the file
+            break; // complete, or the end of the file
         result.hasFailed = errno != EINTR;
     }
     m_position += result.count;
-    m_filePosition = result.hasFailed ? -1 : m_position; // no read tells where it has failed
+    m_filePosition = result.hasFailed ? -1 : m_position; // unknown after a failure
     return result;
 }
 
@@ -110,7 +110,7 @@ void LineFile::moveWindow(int offset, int size)
     if (!m_bytes)
         m_bytes.reset(new char[static_cast<std::size_t>(m_window.largest) + scanPadding]);
 
-    // A line feed is between a line and the next one.
+    // There is a line feed between this line and its neighbor.
     const qint64 end = qint64(offset) + size;
     const bool goesOn = offset >= m_start && offset <= qint64(m_start) + m_count.count + 1;
     const bool goesBack = offset < m_start && end + 1 >= m_start;
@@ -119,7 +119,7 @@ void LineFile::moveWindow(int offset, int size)
     m_step = std::max(m_step, size);
     const qint64 start = isNear && goesBack ? std::max<qint64>(end + 1 - m_step, 0) : offset;
     m_start = static_cast<int>(std::min<qint64>(start, offset));
-    m_count = readAt(m_start, m_bytes.get(), m_step); // what is there is good
+    m_count = readAt(m_start, m_bytes.get(), m_step); // may be short
 }
 
 } // namespace Utils

@@ -18,10 +18,10 @@ struct FileCloser
 /// A file of the C library that is closed with its owner.
 using OwnedFile = std::unique_ptr<std::FILE, FileCloser>;
 
-/// Where the lines of a file start.
+/// The start positions of the lines of a file.
 ///
-/// Kept in pieces, so that it takes the memory of its numbers and no more while it grows: a vector
-/// that doubles would take three times as much.
+/// Stored in pieces, so that it needs no more memory than its numbers while it grows: a vector that
+/// doubles its capacity would need three times as much.
 class LineStarts
 {
 public:
@@ -32,12 +32,12 @@ public:
     {
         if (m_size % pieceSize == 0)
             m_pieces.push_back(
-                std::unique_ptr<int[]>(new int[pieceSize])); // not lost without memory
+                std::unique_ptr<int[]>(new int[pieceSize])); // no leak if push_back() throws
         m_pieces.back()[m_size % pieceSize] = start;
         ++m_size;
     }
 
-    /// Frees what a few lines do not need.
+    /// Frees the unused memory if there are few lines.
     void squeeze();
 
 private:
@@ -47,31 +47,31 @@ private:
     std::size_t m_size = 0;
 };
 
-/// A file that is read a line at a time, with an index of its lines, and a window: the bytes around
-/// the last line, since a seek and a read a line would be slow.
+/// A file that is read line by line, with an index of its lines and a window: the bytes around the
+/// last line that was read, because a seek and a read per line would be slow.
 ///
 /// A line ends at a line feed, but not at one that follows a zero byte in the same block of 10,240
-/// bytes. Blocks count from where the search for lines starts. What is read at once is larger than
-/// they are, without an effect on results.
+/// bytes. Blocks are counted from the position where the search for lines starts. Each read covers
+/// several blocks, which does not affect results.
 ///
-/// Offsets are ints: what is beyond \p maxBytes of the file is not there. A read that a signal
-/// interrupts goes on; all other errors are failures. What fails for lack of memory throws
-/// std::bad_alloc, but for findLines().
+/// Offsets are ints: bytes of the file after \p maxBytes are ignored. A read that is interrupted by
+/// a signal is continued; all other errors are failures. All functions except findLines() throw
+/// std::bad_alloc when the memory does not suffice.
 class LineFile
 {
 public:
     static constexpr int blockSize = 10240;
 
-    /// How many bytes are read into the window: at a new place, and, growing with each read next to
-    /// the last one, at most. So many bytes may a line have that is asked for by view().
+    /// How many bytes are read into the window: first at a new position, then more with each
+    /// adjacent read, up to largest. view() accepts lines of up to largest bytes.
     struct Window
     {
         int first;
         int largest;
     };
 
-    /// How many bytes there are: fewer than asked for at the end of the file, and where it cannot
-    /// be read, which hasFailed tells.
+    /// The number of bytes read. It is less than requested at the end of the file, and on a read
+    /// error, when hasFailed is true.
     struct Count
     {
         int count = 0;
@@ -88,40 +88,40 @@ public:
 
     bool isOpen() const { return m_file != nullptr; }
 
-    /// Closes the file. Its lines are still counted, but nothing can be read any more.
+    /// Closes the file. The index of its lines remains, but nothing can be read any more.
     void close();
 
     // The index
 
-    /// Finds all lines from the current position on, and calls \p tick, if there is one, once a
-    /// block. The first line starts at 0 all the same. False, with no line, when the file cannot be
-    /// read to its end, and when the memory does not suffice.
+    /// Finds all lines from the current position on, and calls \p tick, unless it is empty, once
+    /// per block. The first line always starts at 0. Returns false, and leaves no lines, when the
+    /// file cannot be read to its end or the memory does not suffice.
     bool findLines(const std::function<void()> &tick);
 
-    /// One more than there are line feeds that end a line.
+    /// The number of line feeds that end a line, plus one.
     std::size_t numLines() const { return m_lines.size(); }
     int lineStart(std::size_t line) const { return m_lines.at(line); }
 
-    /// Before the line feed, or the end of the file for the last line.
+    /// The position of the line feed, or of the end of the file for the last line.
     int lineEnd(std::size_t line) const
     {
         return line + 1 < m_lines.size() ? m_lines.at(line + 1) - 1 : m_end;
     }
 
-    /// Whether there is any. Without, all line feeds are line ends.
+    /// Whether the file has zero bytes. If not, all line feeds end a line.
     bool hasZeroBytes() const { return m_hasZeroBytes; }
 
     // The bytes
 
     qint64 position() const { return m_position; }
-    void seek(qint64 position) { m_position = position; } // when it is read next
+    void seek(qint64 position) { m_position = position; } // takes effect at the next read
 
-    /// Reads up to \p size bytes at the current position, which moves after them.
+    /// Reads up to \p size bytes at the current position, and moves it after them.
     Count read(char *bytes, int size);
     Count readAt(int offset, char *bytes, int size);
 
-    /// The bytes at \p offset, from the window, with scanPadding bytes that may be read after them.
-    /// Valid until the next call. Moves the current position.
+    /// The bytes at \p offset, from the window, followed by scanPadding readable bytes. Valid until
+    /// the next call. Moves the current position.
     View view(int offset, int size);
 
 private:
@@ -137,16 +137,16 @@ private:
     const Window m_window;
 
     LineStarts m_lines;
-    int m_end = 0; // of the last line
+    int m_end = 0; // the end of the last line
     bool m_hasZeroBytes = false;
 
     qint64 m_position = 0;
-    qint64 m_filePosition = 0; // of the file itself, -1 where that is not known
+    qint64 m_filePosition = 0; // of the FILE, -1 if unknown
 
-    std::unique_ptr<char[]> m_bytes; // of the window
+    std::unique_ptr<char[]> m_bytes; // the window
     int m_start = 0;
     Count m_count;
-    int m_step = 0; // how many bytes were asked for
+    int m_step = 0; // how many bytes were requested
 };
 
 } // namespace Utils

@@ -7,7 +7,7 @@
 namespace Utils {
 
 constexpr quint64 signBit = Q_UINT64_C(1) << 63;
-constexpr quint64 firstKey = Q_UINT64_C(0x000fffffffffffff); // of -infinity, before it is moved
+constexpr quint64 firstKey = Q_UINT64_C(0x000fffffffffffff); // -infinity's, before the shift
 
 inline quint64 bitsOf(double value)
 {
@@ -23,13 +23,13 @@ inline double fromBits(quint64 bits)
     return value;
 }
 
-/// A whole number that is greater where \p value is: they go from -infinity over -0.0 and 0.0 to
-/// infinity without a gap, and all NaNs come after.
+/// An integer with the order of \p value: the keys ascend without a gap from -infinity over -0.0
+/// and 0.0 to infinity. The keys of all NaNs follow.
 inline quint64 keyOf(double value)
 {
     const quint64 bits = bitsOf(value);
     const quint64 ordered = bits & signBit ? ~bits : bits | signBit;
-    // NaNs with a sign come out before all numbers. From there they wrap around to the end.
+    // NaNs with a sign are before all numbers here. The subtraction wraps them around to the end.
     return ordered - firstKey;
 }
 

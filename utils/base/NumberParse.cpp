@@ -5,11 +5,11 @@
 
 namespace Utils {
 
-static const int maxPlainLength = 18; // its digits fit into 64 bits, its fraction into the powers
+static const int maxPlainLength = 18; // digits fit into 64 bits, fraction into the powers
 static const quint64 maxExactInteger = quint64(1) << 53;
 
-/// A short number without exponent. A whole number and a power of ten that are both exact have a
-/// quotient that is the double nearest to the text.
+/// Parses a short number without exponent. When an integer and a power of ten are both exact as
+/// doubles, their quotient is the double nearest to the text.
 static bool parsePlain(const char *next, const char *end, double &value)
 {
     if (end - next > maxPlainLength)
@@ -45,9 +45,9 @@ static bool parsePlain(const char *next, const char *end, double &value)
     return true;
 }
 
-/// Any other number that starts with a digit. Both round to nearest, so that they cannot differ;
-/// what they treat in different ways is left to Qt: a sign or blank in front, inf and nan, and
-/// numbers out of range.
+/// Parses any other number that starts with a digit. Both this function and Qt round to nearest, so
+/// their results are equal. What they treat differently is left to Qt: a leading sign or blank, inf
+/// and nan, and numbers out of range.
 static bool parseAny(const char *text, const char *end, double &value)
 {
     const char *const first = text != end && *text == '-' ? text + 1 : text;
@@ -75,7 +75,7 @@ double parseNumber(const char *text, int size, bool *ok)
     double value = 0.0;
     if (parse(text, size, value))
         return succeed(value, ok);
-    // A copy, since only those end in a zero byte, as Qt may take for granted.
+    // A copy, because Qt may rely on a terminating zero byte, which only a copy has for certain.
     return QByteArray(text, size).toDouble(ok);
 }
 

@@ -10,19 +10,19 @@
 
 namespace Utils {
 
-// As many as the shortest digits of a double are at most.
+// The largest number of digits that the shortest text of a double can have.
 static const int mostFastDigits = 17;
 
-/// A number as 0.d1d2d3... times a power of ten.
+/// A number in the form 0.d1d2d3... times a power of ten.
 struct Decimal
 {
     char digits[mostFastDigits];
-    int count; // of digits; the last one is no zero
-    int point; // the power of ten: how many digits stand in front of the point
+    int count; // of digits; the last one is not zero
+    int point; // the power of ten: the number of digits before the point
 };
 
-/// The fewest digits that are read back as \p value, the nearest to it of that many. \p value is
-/// finite and above 0.
+/// The shortest decimal that is parsed as \p value; of several such, the nearest to it. \p value
+/// must be finite and above 0.
 static Decimal shortestDecimal(double value)
 {
     char text[32]; // "1.2345678901234567e-308" is the longest
@@ -46,14 +46,14 @@ static Decimal shortestDecimal(double value)
     return decimal;
 }
 
-/// \p value rounded to \p precision digits, by a multiplication. False when that comes to a tie,
-/// for more than 15 digits, or when it takes powers of ten that a double does not hold exactly.
+/// Rounds \p value to \p precision digits by a multiplication. Returns false for a tie, for more
+/// than 15 digits, or when it needs a power of ten that a double does not hold exactly.
 static bool roundByScaling(Decimal &decimal, double value, int precision)
 {
     if (precision > DBL_DIG)
         return false;
 
-    // The logarithm of the power of two below the value, so the guess is right or one too low.
+    // The estimate comes from the power of two not above the value, so it is exact or one too low.
     int exponentOfTwo = 0;
     std::frexp(value, &exponentOfTwo);
     int point = ((exponentOfTwo - 1) * 1233 >> 12) + 1;
@@ -68,16 +68,17 @@ static bool roundByScaling(Decimal &decimal, double value, int precision)
         ++point;
     }
 
-    // One operation on exact numbers, so the nearest double to the true one. Of up to 15 digits all
-    // halves are doubles, too: what lies below or above one does not come to lie on its other side,
-    // but on itself at most.
+    // This is one operation on exact numbers, so the result is the double nearest to the true
+    // value. With up to 15 digits each half is a double, too: a true value below or above a half is
+    // rounded to that half at most, never to its other side.
     auto digits = static_cast<quint64>(scaled);
     const double rest = scaled - static_cast<double>(digits);
     if (rest == 0.5)
         return false;
     if (rest > 0.5)
         ++digits;
-    // When that makes it a power of ten, it has one digit more, and after the zeros have gone, one.
+    // Rounding up to a power of ten adds a digit before the point. After the zeros are removed, a
+    // single digit remains.
     if (static_cast<double>(digits) >= powersOfTen[precision])
         ++point;
     while (digits % 10 == 0)
@@ -89,19 +90,19 @@ static bool roundByScaling(Decimal &decimal, double value, int precision)
     return true;
 }
 
-/// Rounds \p decimal, the shortest one of \p value, to \p precision digits. False when its digits
-/// do not tell which way \p value itself goes.
+/// Rounds \p decimal, the shortest decimal of \p value, to \p precision digits. False when its
+/// digits do not determine in which direction \p value itself is rounded.
 static bool round(Decimal &decimal, double value, int precision)
 {
     if (decimal.count <= precision) {
-        // Of up to 15 digits a normal number keeps all, so the missing ones are zeros. Beyond that
-        // they are the number's own.
+        // A normal number preserves up to 15 digits, so the missing digits are zeros. Further
+        // digits depend on the exact value.
         return precision <= DBL_DIG && value >= DBL_MIN;
     }
 
-    // A number exactly half way between two neighbours of that many digits would be as short as
-    // these digits, and nearer to the value, if it lay between them and the value. So they lie on
-    // the value's side of it, unless they are that number themselves.
+    // Consider the number exactly half way between two neighbors of that many digits. If it were
+    // between these digits and the value, it would be as short as the digits and nearer to the
+    // value. So the digits are on the same side of it as the value, unless they equal it.
     char *const tail = decimal.digits + precision;
     if (*tail == '5' && decimal.count == precision + 1)
         return false;
@@ -111,7 +112,7 @@ static bool round(Decimal &decimal, double value, int precision)
     decimal.count = precision;
     while (decimal.count > 0 && decimal.digits[decimal.count - 1] == removed)
         --decimal.count;
-    if (decimal.count == 0) { // all nines
+    if (decimal.count == 0) { // only nines
         decimal.digits[decimal.count++] = '1';
         ++decimal.point;
     } else if (goesUp) {
@@ -120,7 +121,7 @@ static bool round(Decimal &decimal, double value, int precision)
     return true;
 }
 
-/// Writes \p decimal to \p out as the format 'g' does. Gives the end.
+/// Writes \p decimal to \p out in the format 'g'. Returns the end.
 static char *writeGeneral(char *out, const Decimal &decimal, int precision)
 {
     const char *const digits = decimal.digits;
@@ -169,7 +170,7 @@ Data::String numberText(double value, char format, int precision)
 
     if (precision >= 6 && value > -1e6 && value < 1e6) {
         const int whole = static_cast<int>(value);
-        if (whole == value) // takes -0.0, too, which shows no sign
+        if (whole == value) // includes -0.0, which is written without a sign
             return upTo(std::to_chars(text, text + sizeof(text), whole).ptr);
     }
     if (!std::isfinite(value) || value == 0.0)

@@ -9,19 +9,20 @@ namespace Utils {
 /// Whether \p value is a whole number that an int holds.
 inline bool isWholeNumber(double value)
 {
-    // Outside these limits the conversion has no defined result; a NaN is outside.
+    // Outside these limits, and for a NaN, the conversion is undefined.
     return value >= std::numeric_limits<int>::min() && value <= std::numeric_limits<int>::max() &&
            static_cast<int>(value) == value;
 }
 
-/// The most digits behind the point that a number is written with. A double needs 1074 at most;
-/// from about two thousand million on Qt ends the process, and long before that the memory ends.
+/// The maximal number of digits after the point. A double needs at most 1074. From about two
+/// thousand million digits on Qt ends the process, and the memory is exhausted long before.
 constexpr int mostDigits = 1000000;
 
-/// The text of \p value in the C locale, exactly as QString::number() gives it for the same
-/// arguments, decimal ties away from zero included. A \p precision above mostDigits is mostDigits.
+/// The text of \p value in the C locale, exactly as QString::number() returns it for the same
+/// arguments, including that decimal ties are rounded away from zero. A \p precision above
+/// mostDigits counts as mostDigits.
 ///
-/// Format 'g' with up to 17 digits is a good deal faster than Qt's.
+/// The format 'g' with up to 17 digits is much faster than in Qt.
 Data::String numberText(double value, char format = 'g', int precision = 6);
 
 } // namespace Utils

@@ -11,18 +11,19 @@
 
 namespace Utils {
 
-// Below this the counts of a radix sort cost more than they save.
+// For fewer elements the counting of a radix sort costs more than it saves.
 constexpr std::ptrdiff_t shortRange = 1000;
 
 template <int mostDigits, typename Element>
 void sortByKey(Element *start, Element *end, Element *spare, quint64 differences);
 
-/// Sorts the elements from \p start to \p end by their `quint64 sortKey() const`. Elements of equal
-/// keys stay in the order in which they stand, which must be that of their operator<(); it compares
-/// the keys first. \p spare has room for as many elements.
+/// Sorts the elements from \p start to \p end by their `quint64 sortKey() const`. Elements with
+/// equal keys keep their order, which must already be the order of operator<(). That operator
+/// compares the keys first. \p spare has room for the same number of elements.
 ///
-/// The sort goes by \p mostDigits digits of 11 bits and compares what these do not tell apart. The
-/// more elements there are, the more digits it takes to tell nearly all of them apart.
+/// Sorts by at most \p mostDigits digits of 11 bits, and then each run of elements that these
+/// digits do not distinguish. The more elements there are, the more digits are needed to
+/// distinguish nearly all of them.
 template <int mostDigits, typename Element>
 void sortByKey(Element *start, Element *end, Element *spare)
 {
@@ -32,7 +33,7 @@ void sortByKey(Element *start, Element *end, Element *spare)
     sortByKey<mostDigits>(start, end, spare, differences);
 }
 
-/// The same where it is known in which bits keys differ.
+/// The same when the bits in which keys differ are known.
 template <int mostDigits, typename Element>
 void sortByKey(Element *start, Element *end, Element *spare, quint64 differences)
 {
@@ -41,8 +42,8 @@ void sortByKey(Element *start, Element *end, Element *spare, quint64 differences
         return;
     }
 
-    // The highest bits in which keys differ, in digits, the lowest first, each sort keeping the
-    // order of the one before. A sort by the bits below them as well takes twice the time.
+    // Sorts by the highest bits in which keys differ, divided into digits, the lowest digit first.
+    // Each pass is stable. Sorting by the bits below them as well takes twice the time.
     constexpr int digitBits = 11;
     constexpr std::size_t mask = (1u << digitBits) - 1;
     const int bits = 64 - static_cast<int>(qCountLeadingZeroBits(differences));
@@ -76,7 +77,7 @@ void sortByKey(Element *start, Element *end, Element *spare, quint64 differences
         while (runEnd != end && (runEnd->sortKey() ^ run->sortKey()) >> lowest == 0)
             ++runEnd;
         if (runEnd - run > 1)
-            sortByKey<mostDigits>(run, runEnd, spare); // not deep: there are fewer bits each time
+            sortByKey<mostDigits>(run, runEnd, spare); // fewer bits each time, so not deep
         run = runEnd;
     }
 }

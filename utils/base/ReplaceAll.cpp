@@ -15,7 +15,7 @@ QString replaceAll(const QString &text, const QString &before, const QString &af
         replaced.append(text.constData() + copied, at - copied);
         replaced.append(after);
         copied = at + before.size();
-        // An empty text is found in front of each character and at the end.
+        // An empty text is found before each character and at the end.
         at = text.indexOf(before, before.isEmpty() ? at + 1 : copied);
     }
     replaced.append(text.constData() + copied, text.size() - copied);

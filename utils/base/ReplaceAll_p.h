@@ -4,9 +4,9 @@
 
 namespace Utils {
 
-/// \p text with every \p before replaced by \p after, from the left, exactly as QString::replace()
-/// does it, but in time that grows with the text alone: Qt moves the rest of the text once per
-/// thousand places.
+/// \p text with every \p before replaced by \p after, from the left, exactly as by
+/// QString::replace(), but in linear time: Qt moves the rest of the text once per thousand
+/// occurrences.
 QString replaceAll(const QString &text, const QString &before, const QString &after);
 
 } // namespace Utils

@@ -2,9 +2,9 @@
 
 #include <QtGlobal>
 
-// The one place that knows what the processor does with several values at once. Whoever uses its
-// instructions asks for KELMUTILS_SSE2 and has a plain twin beside them. The build option
-// KELMUTILS_SCALAR leaves the twins only.
+// The only file that determines whether the processor has vector instructions. Code that uses them
+// tests KELMUTILS_SSE2 and has a scalar variant beside them. With the build option KELMUTILS_SCALAR
+// only the scalar variants are compiled.
 #if !defined(KELMUTILS_SCALAR) && (defined(__SSE2__) || defined(_M_X64))
 #define KELMUTILS_SSE2
 #include <emmintrin.h>
@@ -12,8 +12,8 @@
 
 namespace Utils {
 
-/// 64 bytes, or code units of UTF-16, that are compared at once. Bit i of a result stands for the
-/// unit i. The plain twin of SimdUnits.
+/// 64 bytes, or code units of UTF-16, that are compared at once. Bit i of a result is for the unit
+/// i. The scalar variant of SimdUnits.
 template <typename Unit>
 class PlainUnits
 {
@@ -38,7 +38,7 @@ public:
     /// The bytes that are not ASCII.
     quint64 wide() const { return atLeast(0x80); }
 
-    /// Not 0 when there is a byte that is not ASCII, or one that is zero.
+    /// Nonzero if any byte is not ASCII, or if any byte is zero, respectively.
     unsigned anyWide() const { return wide() != 0; }
     unsigned anyZero() const { return equalTo(0) != 0; }
 
@@ -154,7 +154,7 @@ using Units = PlainUnits<Unit>;
 
 #endif
 
-/// Has the memory at \p address fetched, for loops that would outrun it.
+/// Prefetches the memory at \p address, for loops that would otherwise wait for it.
 inline void prefetch(const void *address)
 {
 #ifdef KELMUTILS_SSE2

@@ -15,7 +15,7 @@ namespace Utils {
 
 static constexpr int stride = 16;
 
-/// How many of the \p stride bytes at \p source are ASCII, up to the first that is not.
+/// The number of ASCII bytes among the \p stride bytes at \p source, up to the first other byte.
 static int asciiLength(const char *source)
 {
     constexpr quint64 highBits = 0x8080808080808080;
@@ -26,11 +26,12 @@ static int asciiLength(const char *source)
     return 8 + static_cast<int>(qCountTrailingZeroBits(second)) / 8;
 }
 
-/// Writes \p source, \p stride bytes of ASCII or not, to \p target, a code unit a byte. Gives the
-/// number of ASCII bytes in front; the code units behind those mean nothing.
+/// Writes \p stride bytes from \p source to \p target, one code unit per byte. Returns the number
+/// of leading ASCII bytes; the code units after those are undefined.
 static int widen(const char *source, QChar *target)
 {
-    // By way of arrays, which cannot overlap, so that compilers do it with a few instructions.
+    // Uses local arrays, which cannot overlap, so that compilers generate a few vector
+    // instructions.
     std::array<uchar, stride> bytes;
     std::array<ushort, stride> units;
     std::memcpy(bytes.data(), source, sizeof(bytes));
@@ -41,11 +42,11 @@ static int widen(const char *source, QChar *target)
     return asciiLength(source);
 }
 
-/// The six bits of the byte at \p source when it goes on with a sequence, else more than six.
+/// The six payload bits of the continuation byte at \p source; a value above 0x3f for other bytes.
 static uint continuation(const char *source) { return uchar(*source) ^ 0x80; }
 
-/// Decodes the sequence at \p source, which is not ASCII, and gives its length: 0 when it is
-/// invalid, and more than \p room, the bytes that are left, when it is cut off.
+/// Decodes the sequence at \p source, which is not ASCII, and returns its length: 0 when it is
+/// invalid, and more than \p room, the number of bytes left, when it is cut off.
 static int decodeSequence(const char *source, std::ptrdiff_t room, QChar *&target)
 {
     const uint first = uchar(*source);
@@ -132,8 +133,8 @@ bool isValidUtf8Plainly(const char *begin, const char *end)
 
 namespace {
 
-/// Checks 64 bytes at once, each of which is a bit. What a byte asks of those after it is carried
-/// over to the next 64.
+/// Validates 64 bytes at once, with one bit per byte. What a byte requires of the bytes after it is
+/// carried over to the next 64.
 class Utf8Check
 {
 public:
@@ -144,7 +145,7 @@ public:
             return;
 
         const quint64 leads = bytes.atLeast(0xc0);
-        const quint64 ofThree = bytes.atLeast(0xe0); // or more
+        const quint64 ofThree = bytes.atLeast(0xe0); // of three bytes or more
         const quint64 ofFour = ofThree == 0 ? 0 : bytes.atLeast(0xf0);
         const quint64 wanted = m_wanted | leads << 1 | ofThree << 2 | ofFour << 3;
         m_isInvalid |= (wide & ~leads) ^ wanted;
@@ -153,8 +154,8 @@ public:
         if (ofThree == 0 && m_limits == 0)
             return;
 
-        // The byte after some leads has limits of its own: sequences that are too long, surrogates
-        // and what is beyond the last character.
+        // After some lead bytes, the next byte has special limits, which exclude overlong
+        // sequences, surrogates and code points after the last one.
         const quint64 least = equalTo(bytes, 0xe0);
         const quint64 surrogates = equalTo(bytes, 0xed);
         const quint64 leastOfFour = equalTo(bytes, 0xf0);
@@ -180,8 +181,8 @@ private:
         return bytes.equalTo(static_cast<char>(byte));
     }
 
-    quint64 m_wanted = 0; // which of the next bytes go on with a sequence
-    quint64 m_limits = 0; // those that the first of them has, a bit each
+    quint64 m_wanted = 0; // which of the next bytes must be continuations
+    quint64 m_limits = 0; // which special limits the next byte has, a bit each
     quint64 m_isInvalid = 0;
 };
 
@@ -193,7 +194,7 @@ bool isValidUtf8(const char *begin, const char *end)
     Utf8Check check;
     for (; end - begin >= length; begin += length)
         check.add(SimdUnits<char>(begin));
-    char rest[length] = {}; // ASCII after the end, which shows what is cut off
+    char rest[length] = {}; // padded with ASCII, which invalidates a sequence cut off
     std::copy(begin, end, rest);
     check.add(SimdUnits<char>(rest));
     return check.isValid();

@@ -24,9 +24,10 @@ CatalogueKey::CatalogueKey(const Data::String &key) : m_key(key)
     if (!texts || texts->language.isEmpty() || !key.startsWith(dot))
         return;
 
-    // The prefixes of the key are views, because copies would take as long as the search. Of all
-    // names up to a prefix in sort order, the last one has the longest common start with it. Either
-    // it is the table, or the length of the common start limits that of the next prefix.
+    // The prefixes of the key are views, because copies would take as long as the search. Among all
+    // names that are not after a prefix in sort order, the last one has the longest common start
+    // with it. Either this name is the wanted table, or the common start limits the length of the
+    // next prefix.
     QMap<Data::String, CatalogueTable> &tables = texts->tables;
     int length = key.lastIndexOf(dot);
     Data::String part(QString::fromRawData(key.constData(), length));

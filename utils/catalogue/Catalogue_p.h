@@ -13,7 +13,7 @@ class Translator;
 
 using TextsById = QMap<Data::String, Data::String>;
 
-/// What a file of strings holds.
+/// The content of a file of strings.
 struct CatalogueTable
 {
     TextsById strings;                           // in the current language
@@ -21,27 +21,28 @@ struct CatalogueTable
     QMap<Data::String, TextsById> localeStrings; // by language, read on demand
 };
 
-/// The texts in memory. StringTable, the public face, fills it.
+/// The texts in memory. They are filled by StringTable, the public interface.
 struct Catalogue
 {
     QMap<Data::String, CatalogueTable> tables; // by "." and the name of the table
     Data::String language;                     // such as "en"; "" before initialize()
     Data::String contexts;                     // names, separated by ";"
-    Data::String productContext;               // one more name
+    Data::String productContext;               // an additional name
     QMap<Data::String, Data::String> uiIndex;  // name of a form => key of its table
-    Translator *translator = nullptr;          // never deleted: the application may use it
+    Translator *translator = nullptr;          // never deleted, as the application may use it
     QHash<Data::String, Data::String> found;   // key => text, looked up since load()
 };
 extern Data::ProcessWide<Catalogue> catalogue;
 
-/// A key, with the loaded table of the longest name whose components it begins with.
+/// A key, and the loaded table for it: the one with the longest name whose components begin the
+/// key.
 class CatalogueKey
 {
 public:
     /// \p key must outlive the object.
     explicit CatalogueKey(const Data::String &key);
 
-    /// Null when there is none, and before or after the life of the catalogue.
+    /// Null when there is none, and before and after the lifetime of the catalogue.
     CatalogueTable *table() const { return m_table; }
 
     /// The name of the table, with a leading ".".
@@ -59,7 +60,7 @@ private:
     Data::String m_id; // a view of the end of the key
 };
 
-/// A deep copy, also when \p text is a view of another text.
+/// A deep copy, even when \p text is a view of another text.
 Data::String copyOf(const QString &text);
 
 /// The text of \p key in the current language, as StringTable::lookup() returns it.
