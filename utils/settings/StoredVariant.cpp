@@ -20,10 +20,11 @@ bool hasGuiApplication() { return qobject_cast<QGuiApplication *>(QCoreApplicati
 
 namespace {
 
-/// Reads a QVariant as QVariant::load() does, but for what would end the process. Each function
-/// passes over what it is named after and returns false when that cannot be read.
+/// Reads a QVariant as QVariant::load() does, but without anything that would end the process. Each
+/// function skips the item that it is named after, and returns false when that item cannot be read
+/// safely.
 ///
-/// Where the bytes end or are damaged, the rest can be read: Qt stops there, too.
+/// Bytes that are incomplete or damaged count as readable: Qt stops reading there, too.
 class Check
 {
 public:
@@ -87,7 +88,7 @@ private:
         return value;
     }
 
-    /// The head of a QVariant. The numbers of types have changed since streams of Qt 4.
+    /// The header of a QVariant. The type numbers in streams of Qt 4 are different.
     int variantType()
     {
         auto type = read<quint32>();
@@ -118,7 +119,8 @@ private:
         return true;
     }
 
-    /// Whether the elements that are counted next can be there, of \p size bytes at least.
+    /// Reads ahead the number of elements, and returns whether as many can follow, with at least
+    /// \p size bytes each.
     bool hasRoomFor(int size)
     {
         m_stream.startTransaction();
@@ -155,7 +157,7 @@ private:
         bool isReadable = !isOld() || style != Qt::TexturePattern;
         if (isGradient) {
             for (int i = isOld() ? 1 : 4; i > 0; --i)
-                read<qint32>(); // its kind, and how it goes on beyond its end
+                read<qint32>(); // the type, spread and modes of the gradient
             const auto stops = read<quint32>();
             isReadable = !isGood() || qint64(stops) * 19 <= m_stream.device()->bytesAvailable();
         }
@@ -180,7 +182,7 @@ private:
             return false;
         read<QVector<double>>(); // the dashes
         if (!isOld())
-            read<double>(); // where they begin
+            read<double>(); // the dash offset
         return true;
     }
 

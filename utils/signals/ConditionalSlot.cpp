@@ -12,7 +12,7 @@ static bool isText(const Data::Variant &value) { return value.userType() == QMet
 
 static bool fits(const Data::Variant &value, const Data::Variant &wanted)
 {
-    // QVariant's comparison is not symmetric: the wanted value stays on the left.
+    // The comparison of QVariant is not symmetric: the wanted value must be on the left.
     if (!wanted.isValid() || wanted == value)
         return true;
     if (!isText(value) || !isText(wanted))
@@ -46,7 +46,7 @@ void ConditionalSlot::addData(const Data::String &key, const Data::Variant &valu
 
 bool ConditionalSlot::connect(Signal *signal)
 {
-    // Through the base, whose virtual connect() a derived signal may hide.
+    // Called through the base class, because a derived signal may hide its virtual connect().
     return signal && signal->connect(static_cast<const QObject *>(this),
                                      SLOT(onSig(const Data::VariantCollection &)));
 }

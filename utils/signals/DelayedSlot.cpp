@@ -27,7 +27,7 @@ void DelayedSlot::postPending()
     if (isPending())
         return;
 
-    // A withdrawn call has left its timer queued, and that one serves again.
+    // The timer of a withdrawn call is still queued, and is used again.
     if (m_pending == Pending::None)
         QTimer::singleShot(0, this, SLOT(callDelegate()));
     m_pending = Pending::Waits;
@@ -90,7 +90,7 @@ void DelayedSlot::callDelegate()
         return;
 
     if (m_pending == Pending::None) {
-        m_pending = Pending::InOverride; // makes our own onSig(), a post, do nothing
+        m_pending = Pending::InOverride; // so that our own onSig() does not post
         onSig();
         if (!self)
             return;

@@ -10,8 +10,8 @@
 
 namespace Utils {
 
-// A QPointer would do the same, but its reference counts, two locked operations a send, cost more
-// than all else that a send adds to its emissions.
+// A QPointer would do the same, but its reference counts, two atomic operations per send, cost more
+// than everything else that a send does besides its emissions.
 class Signal::Sending
 {
 public:
@@ -28,7 +28,7 @@ public:
 
     bool isSignalAlive() const { return m_signal != nullptr; }
 
-    /// Tells this send and those around it that the signal dies.
+    /// Notifies this send and all outer ones that the signal is being destroyed.
     void endAll()
     {
         for (Sending *sending = this; sending; sending = sending->m_outer)
@@ -43,7 +43,7 @@ private:
 Signal *Signal::find(const Data::String &name)
 {
     SignalRegistry *const registry = signalRegistry.ifAlive();
-    return registry ? registry->byName[name] : nullptr; // an unknown name is taken from here on
+    return registry ? registry->byName[name] : nullptr; // an unknown name is taken from now on
 }
 
 Signal &Signal::addData(const Data::String &key, const Data::Variant &value)
@@ -60,7 +60,7 @@ void Signal::setFlag(int flag) { m_flag = flag; }
 
 bool Signal::connect(const Slot *slot)
 {
-    // Overrides receive this very text.
+    // Overrides of connect() receive exactly this text.
     // clang-format off
     return connect(slot, SLOT(onSig(const Data::VariantCollection&)));
     // clang-format on
@@ -68,7 +68,7 @@ bool Signal::connect(const Slot *slot)
 
 bool Signal::reconnect(const QObject *receiver, const char *method)
 {
-    if (receiver) // null would mean every receiver
+    if (receiver) // null would disconnect every receiver
         QObject::disconnect(this, nullptr, receiver, nullptr);
     return connect(receiver, method);
 }
@@ -90,7 +90,7 @@ void Signal::singleShot(const QObject *receiver, const char *method,
     if (!signalRegistry.ifAlive() || (!id.isEmpty() && pendingCalls.ids.contains(id)))
         return;
 
-    Signal *call = new SingleShot(id.c_str()); // deletes itself when its time has come
+    Signal *call = new SingleShot(id.c_str()); // deletes itself after its timeout
     call->connect(receiver, method);
     call->m_data = data;
     QTimer::singleShot(msec, call, SLOT(sendSignals()));
@@ -111,7 +111,7 @@ void Signal::cancelSingleShot(const Data::String &id)
 bool Signal::sendSignals()
 {
     const Sending send(this);
-    // Held to the end of the send, since what is in them may own the signal.
+    // Held until the end of the send, because a payload may own the signal.
     Data::VariantCollection payload;
     Data::VariantCollection changed;
     m_aborted = false;
@@ -121,9 +121,9 @@ bool Signal::sendSignals()
         return false;
 
     if (!m_data.isEmpty()) {
-        // Emitted from one copy, which shares its contents: a receiver that sends again empties
-        // m_data, and one that deletes the signal releases it. What a receiver of sig() has changed
-        // counts; what one of sig(value) changes does not reach the pair any more.
+        // The emissions use one implicitly shared copy: a receiver that sends again clears m_data,
+        // and a receiver that deletes the signal destroys it. Changes by receivers of sig() are
+        // included; changes by receivers of sig(value) do not affect sig(key, value).
         payload = m_data;
         const bool hasOneEntry = payload.size() == 1;
         const auto entry =
@@ -141,7 +141,7 @@ bool Signal::sendSignals()
 
         if (m_data.isSharedWith(payload)) {
             Q_EMIT sig(payload);
-        } else if (!m_data.isEmpty()) { // a receiver has changed it
+        } else if (!m_data.isEmpty()) { // changed by a receiver
             changed = m_data;
             Q_EMIT sig(changed);
         }
@@ -180,7 +180,7 @@ Signal::Signal(const char *name, QObject *parent) : QObject(parent)
     if (!registry)
         return;
 
-    // A name that is there already becomes ambiguous, whoever has it.
+    // A name that the registry already contains becomes ambiguous, no matter why it is there.
     const bool isTaken = registry->byName.contains(text);
     registry->byName.insert(text, isTaken ? nullptr : this);
 }

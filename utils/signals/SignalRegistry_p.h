@@ -12,17 +12,17 @@ class Signal;
 
 /// The named signals of the process.
 ///
-/// A name that is null in the map is ambiguous: two signals have asked for it, or it was looked up
-/// before there was one. An entry may point to a signal that has died under
-/// another name, so nothing here may be dereferenced.
+/// A name with a null entry is ambiguous: two signals were created with it, or find() was called
+/// before any was. An entry may point to a signal that was destroyed under another name, so do not
+/// dereference entries.
 struct SignalRegistry
 {
     QMap<Data::String, Signal *> byName;
 };
 extern Data::ProcessWide<SignalRegistry> signalRegistry;
 
-/// The ids of the single-shot calls that wait. They are released after the signal registry, so
-/// where that is alive they are, too.
+/// The ids of the pending single-shot calls. They are destroyed after the signal registry, so they
+/// are valid while the registry is alive.
 struct PendingCalls
 {
     QSet<Data::String> ids;

@@ -18,7 +18,7 @@ bool SingleShot::sendSignals()
     const Data::String id = objectName();
     const bool isUncancellable = id == QLatin1String("singleShot");
     if (signalRegistry.ifAlive() && (isUncancellable || pendingCalls.ids.contains(id))) {
-        pendingCalls.ids.remove(id); // before the send, in which the id may be requested again
+        pendingCalls.ids.remove(id); // before the send, which may use the id again
         Signal::sendSignals();
         if (!self)
             return false;

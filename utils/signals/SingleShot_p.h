@@ -4,19 +4,19 @@
 
 namespace Utils {
 
-/// A call that waits for its timer, keyed by its name. It deletes itself when its time has come.
+/// A call that waits for its timer, identified by its name. Deletes itself after its timeout.
 class SingleShot : public Signal
 {
     Q_OBJECT
 
 public:
-    /// Enters \p id into the pending ids. Null gives the name "singleshot", which is not entered,
-    /// so that the call is dropped at its time.
+    /// Inserts \p id into the pending ids. A null id becomes the name "singleshot", which is not
+    /// inserted, so the call is dropped after its timeout.
     explicit SingleShot(const char *id);
 
 protected:
-    /// Sends if the id still waits, or is "singleShot", which cannot be cancelled. Note the capital
-    /// letter: the two names are different and meant to be.
+    /// Sends if the id is still pending, or is "singleShot", which cannot be cancelled. Note the
+    /// capital letter: the two names differ intentionally.
     bool sendSignals() override;
 };
 

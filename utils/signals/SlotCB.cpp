@@ -18,7 +18,7 @@ FunctionCB::FunctionCB(void (*function)(const Data::VariantCollection &))
 
 void FunctionCB::call(Slot *slot)
 {
-    // Exactly one is set, so nothing is read behind a call, which may have deleted this object.
+    // Exactly one is set, so nothing is read after the call, which may have deleted this object.
     if (m_function)
         m_function();
     else if (m_functionWithSlot)

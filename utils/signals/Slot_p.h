@@ -6,8 +6,8 @@
 
 namespace Utils {
 
-/// Holds what a payload is at the start of a scope up to its end: it may own the slot, which would
-/// die where it goes.
+/// Holds a copy of a payload until the end of a scope: the payload may own the slot, which would be
+/// destroyed with it.
 class PayloadHold
 {
 public:
@@ -17,8 +17,8 @@ private:
     const Data::VariantCollection m_held;
 };
 
-/// A delivery to a slot that stores what it is given. At the end the store is emptied, unless the
-/// slot has died meanwhile.
+/// A delivery to a slot that stores its payload. Clears the store at the end, unless the slot has
+/// been destroyed meanwhile.
 class StoredDelivery
 {
 public:

@@ -115,7 +115,7 @@ Tag &Tag::remove(const Data::String &key)
     const int index = keys.indexOf(key);
     if (index < 0)
         return *this;
-    // What copies share is copied before anything goes.
+    // Shared lists are detached before anything is removed.
     keys.detach();
     values.detach();
     keys.removeAt(index);
@@ -137,7 +137,7 @@ Tag &Tag::replace(const Data::String &key, const Data::String &value)
 
 namespace {
 
-/// The lines of properties as a list. A colon in a key stays as it is.
+/// Collects the lines of properties in a list. A colon in a key is not escaped.
 struct ListOfLines
 {
     void comment(const QString &text) { lines.append(text); }
@@ -165,10 +165,10 @@ QStringList Tag::toStringList(int first, int options) const
     return list.lines;
 }
 
-/// Adds the properties that \p lines hold to \p tag.
+/// Adds the properties in \p lines to \p tag.
 static void addLines(Tag &tag, const QStringList &lines, int options)
 {
-    // By iterators of a copy, since the caller may pass the very lists that grow here.
+    // Iterates over a copy, because the caller may pass the keys or values of the tag itself.
     const QStringList source = lines;
     auto next = source.begin();
     while (next != source.end()) {

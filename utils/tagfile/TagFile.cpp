@@ -19,7 +19,7 @@ void tell(Data::String &error, const char *id, const Data::String &path)
     try {
         error = message(".Kelm.Utils", id, {path});
     } catch (const std::bad_alloc &) {
-        // false tells enough
+        // the result false suffices
     }
 }
 
@@ -28,14 +28,14 @@ void append(QStringList &errors, const Data::String &error)
     try {
         errors.append(error);
     } catch (const std::bad_alloc &) {
-        // false tells enough
+        // the result false suffices
     }
 }
 
-// The tags that stand for a miss are never released: static objects of a host may still look for
-// tags when the process ends.
+// The tags that represent a failed search are never destroyed: static objects of a host may still
+// search for tags when the process ends.
 
-/// What a failed search gives.
+/// The result of a failed search.
 static const Tag &noTagFound()
 {
     static const auto &none = *new Tag(Data::String());
@@ -141,7 +141,7 @@ const Tag &TagFile::findTag(const Data::String &name, const Data::String &key,
 {
     int at = index ? std::max(*index, 0) : 0;
     while (const Tag *const candidate = tag(name, at)) {
-        // A missing key has the value "", so an empty value needs no test of its own.
+        // A missing key has the value "", so an empty value needs no separate test.
         if (key.isEmpty() || candidate->get(key, 0) == value ||
             (value.isEmpty() && candidate->contains(key)))
         {

@@ -17,8 +17,8 @@ public:
     int options = TagFile::BlankLines | TagFile::WriteYesNo | TagFile::WriteComments;
     Data::VariantCollection meta;
 
-    /// Writes to the open stream, if there is one, the text that \p append appends to its argument.
-    /// When that fails, the file ends there: anything after a gap would be useless.
+    /// Writes the text that \p append appends to its argument to the open stream, if there is one.
+    /// After a failure nothing more is written: anything after a gap would be useless.
     template <typename Append>
     void write(const Append &append);
 
@@ -31,10 +31,10 @@ public:
 constexpr const char *typeTagName = "TYPE";
 
 /// Sets \p error to the text of the catalogue for \p id, such as ".err.fileread", with \p path
-/// filled in. It stays as it was when there is not enough memory.
+/// filled in. It stays unchanged when the memory does not suffice.
 void tell(Data::String &error, const char *id, const Data::String &path);
 
-/// Appends \p error to \p errors, unless there is not enough memory.
+/// Appends \p error to \p errors, unless the memory does not suffice.
 void append(QStringList &errors, const Data::String &error);
 
 } // namespace Utils

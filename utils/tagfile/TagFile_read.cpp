@@ -25,7 +25,7 @@ bool TagFile::read(const Data::String &path, Data::String &error)
             return true;
         }
     } catch (const std::bad_alloc &) {
-        // told as what cannot be read
+        // reported as a file that cannot be read
     }
     tell(error, ".err.fileread", path);
     return false;
@@ -45,7 +45,7 @@ bool TagFile::read(QTextStream &in, Data::String &)
     try {
         readTags(in, d->options, d->tags);
     } catch (const std::bad_alloc &) {
-        // What was read up to here stays.
+        // The tags that were read completely remain.
     }
     return true;
 }

@@ -26,7 +26,7 @@ void TagFilePrivate::write(const Append &append)
         append(text);
         *stream << text;
     } catch (const std::bad_alloc &) {
-        stream->setStatus(QTextStream::WriteFailed); // which also drops what it holds
+        stream->setStatus(QTextStream::WriteFailed); // also discards its buffer
     }
 }
 
@@ -36,7 +36,7 @@ bool TagFile::open(const Data::String &path, Data::String &error)
         return false;
     close();
     try {
-        // Both are there before the old file is gone.
+        // Both are allocated before the old file is overwritten.
         auto file = std::make_unique<QFile>(path);
         auto stream = std::make_unique<QTextStream>(file.get());
         stream->setCodec("UTF-8");
@@ -46,7 +46,7 @@ bool TagFile::open(const Data::String &path, Data::String &error)
             return true;
         }
     } catch (const std::bad_alloc &) {
-        // told as what cannot be opened
+        // reported as a file that cannot be opened
     }
     tell(error, ".err.filewrite", path);
     return false;
@@ -58,7 +58,7 @@ void TagFile::close()
         try {
             d->stream->flush();
         } catch (const std::bad_alloc &) {
-            d->stream->setStatus(QTextStream::WriteFailed); // or its end would throw
+            d->stream->setStatus(QTextStream::WriteFailed); // or its destructor would throw
         }
     }
     delete d->stream;
@@ -93,21 +93,21 @@ TagFile &TagFile::writeProperty(const Data::String &key, const Data::String &val
 
 // Writing all tags
 
-/// Makes the memory bring \p text, where the compiler knows how to ask for it.
+/// Prefetches \p text, if the compiler supports it.
 static void prefetch(const QString &text)
 {
 #ifdef __GNUC__
-    __builtin_prefetch(const_cast<QString &>(text).data_ptr()); // gives a pointer, and no copy
+    __builtin_prefetch(const_cast<QString &>(text).data_ptr()); // a pointer, without a copy
 #else
     Q_UNUSED(text);
 #endif
 }
 
-/// Does so with all texts of a tag that is to be written soon. Waiting for them one by one takes
-/// longer than to write them.
+/// Prefetches all texts of a tag that will be written soon. Waiting for them one by one takes
+/// longer than writing them.
 static void prefetch(const TagFile::Tag &tag)
 {
-    const int count = std::min(tag.numProps(), 64); // more would drive out the first ones
+    const int count = std::min(tag.numProps(), 64); // more would displace the first ones
     for (int i = 0; i < count; ++i) {
         prefetch(tag.keys[i]);
         prefetch(tag.values[i]);
@@ -156,16 +156,16 @@ private:
 
 static constexpr int stride = 4;
 
-/// A number with \p unit in each of its four quarters.
+/// A number with \p unit in each of its four 16-bit parts.
 static constexpr quint64 inEach(quint64 unit) { return unit * 0x0001000100010001; }
 
-/// Writes \p stride characters to \p target, a byte each. False, with bytes that mean nothing, when
-/// one is beyond ASCII, or is what \p special has in each quarter.
+/// Writes \p stride characters to \p target, one byte each. Returns false, with undefined bytes,
+/// when one is not ASCII or equals the character in each 16-bit part of \p special.
 static bool narrowFour(const QChar *source, char *target, quint64 special)
 {
     quint64 units;
     std::memcpy(&units, source, sizeof(units));
-    const quint64 others = units ^ special; // with a zero quarter where the special one is
+    const quint64 others = units ^ special; // zero in the part of a special character
     const quint64 found = (others - inEach(1)) & ~others & inEach(0x8000);
     const quint64 pairs = (units | units >> 8) & 0x0000ffff0000ffff;
     const quint32 bytes = static_cast<quint32>(pairs | pairs >> 16);
@@ -191,12 +191,13 @@ static bool narrow(const QString &text, char *target, ushort special)
         if (!narrowFour(source + i, target + i, inEach(special)))
             return false;
     }
-    // The last ones, some of them for the second time.
+    // The last characters, some of them for the second time.
     const int last = size - stride;
     return narrowFour(source + last, target + last, inEach(special));
 }
 
-/// Writes UTF-8 to a file, past the stream, whose cost per text is the most of it.
+/// Writes UTF-8 directly to a file: through a QTextStream, most of the time would be its overhead
+/// per text.
 class FileSink
 {
 public:
@@ -232,15 +233,15 @@ public:
 
     void flush()
     {
-        // A full disk ends it: what would fit behind the gap is of no use.
+        // Stops when the disk is full: anything after a gap would be useless.
         m_isFull = m_isFull || m_file.write(m_chunk.get(), m_size) != m_size;
         m_size = 0;
     }
 
 private:
-    static constexpr ushort nothing = 0x80; // special to no text that is ASCII
+    static constexpr ushort nothing = 0x80; // not ASCII, so no character is special
 
-    /// Where the next \p size bytes go; null when that is more than a chunk.
+    /// The room for the next \p size bytes; null when they are more than a chunk.
     char *room(qint64 size)
     {
         if (size > chunkSize)
@@ -250,8 +251,8 @@ private:
         return m_chunk.get() + m_size;
     }
 
-    /// Writes what most properties are: a key and a value of ASCII in one line. False, with nothing
-    /// written, for others.
+    /// Writes a property with an ASCII key and an ASCII value in one line, as most are. Returns
+    /// false and writes nothing for others.
     bool writePlainly(const QString &key, const QString &value)
     {
         if (key.size() == 1 && isComment(key))
@@ -273,7 +274,7 @@ private:
         return true;
     }
 
-    /// Adds the lines that were appended to m_text, whose end is never within a character.
+    /// Adds the lines that were appended to m_text. They never end within a surrogate pair.
     void addText()
     {
         const QByteArray bytes = m_text.toUtf8();
@@ -290,7 +291,7 @@ private:
     QFile &m_file;
     const int m_options;
     std::unique_ptr<char[]> m_chunk;
-    int m_size = 0; // of what is in the chunk
+    int m_size = 0; // of the bytes in the chunk
     QString m_text;
     bool m_isFull = false;
 };
@@ -302,14 +303,14 @@ bool TagFile::save(const Data::String &path, Data::String &error)
     close();
     try {
         QFile file(path);
-        FileSink sink(file, d->options); // has its memory before the old file is gone
+        FileSink sink(file, d->options); // allocates before the old file is overwritten
         if (!hasZeroByte(path) && file.open(QIODevice::WriteOnly)) {
             d->writeTags(sink);
             sink.flush();
             return true;
         }
     } catch (const std::bad_alloc &) {
-        // told as what cannot be written
+        // reported as a file that cannot be written
     }
     tell(error, ".err.filewrite", path);
     return false;

@@ -17,11 +17,11 @@ using Tag = TagFile::Tag;
 static const QLatin1Char lineFeed('\n');
 static const QLatin1Char carriageReturn('\r');
 
-/// What stands for "\:" in a line until it is split at its first plain colon.
+/// Replaces "\:" in a line until the line is split at its first plain colon.
 static QString colonMarker() { return QStringLiteral("*COLON*"); }
 
-/// For how many properties of a tag there is room from the start, at most: those who have fewer
-/// than the tag above do not give it back.
+/// For how many properties of a tag room is reserved at most. A tag with fewer properties than the
+/// previous one does not release this room.
 static constexpr int maxExpected = 32;
 
 /// The lines of a stream.
@@ -32,14 +32,14 @@ public:
 
     bool atEnd() const { return m_isEnded || m_in.atEnd(); }
 
-    /// The next line. Holds until the end or the one behind it is asked for.
+    /// The next line. Valid until the next call of next() or atEnd().
     QStringView next()
     {
         m_isEnded = !m_in.readLineInto(&m_line, m_maxLength);
         return m_line;
     }
 
-    /// Whether the line may hold what stands for a colon.
+    /// Whether the line may contain an escaped colon or the marker.
     bool mayHoldColons() const { return true; }
 
 private:
@@ -49,11 +49,11 @@ private:
     bool m_isEnded = false; // a device may have less than it says
 };
 
-/// The lines that a QTextStream on a device gives.
+/// The lines of a device, as a QTextStream returns them.
 ///
-/// They are the same for any bytes since the device is read and decoded in the same blocks: what
-/// becomes of a mark or of an invalid sequence depends on where in a block it is. What takes the
-/// stream its time is the way from there to a line.
+/// They are the same for any bytes, because the device is read and decoded in the same blocks: the
+/// result for a byte order mark or an invalid sequence depends on its position in a block. It is
+/// faster because QTextStream needs most of its time to get from a block to a line.
 class DeviceLines
 {
 public:
@@ -85,11 +85,11 @@ public:
         return m_device.atEnd() ? withoutReturn(m_line) : QStringView(m_line);
     }
 
-    /// Only a block that holds such text somewhere makes its lines take the long way.
+    /// Lines are searched for colons only if their block contains such text.
     bool mayHoldColons() const { return m_mayHoldColons || !m_line.isEmpty(); }
 
 private:
-    /// The line that \p end ends.
+    /// The line that ends with \p end.
     QStringView joined(QStringView end)
     {
         if (m_line.isEmpty())
@@ -102,8 +102,8 @@ private:
         return line.endsWith(carriageReturn) ? line.chopped(1) : line;
     }
 
-    /// Whether as much was read as there is. Where that cannot be told Qt takes any place for the
-    /// end.
+    /// Whether the whole device was read. When its size is unknown, this is false, whereas Qt
+    /// reports the end at any position.
     bool isBehindAll() const
     {
         const qint64 size = m_device.size();
@@ -129,17 +129,17 @@ private:
     QIODevice &m_device;
     const int m_maxLength;
     bool m_isEnded = false;          // a device may have less than it says
-    bool m_hasFailed = false;        // for good: what would come then is not what is next
-    std::array<char, 16384> m_block; // as large as that of a QTextStream
-    QTextCodec *m_codec = nullptr;   // known from the first block
+    bool m_hasFailed = false;        // permanently: a later read would skip bytes
+    std::array<char, 16384> m_block; // the block size of QTextStream
+    QTextCodec *m_codec = nullptr;   // detected in the first block
     QTextCodec::ConverterState m_state;
-    QString m_text; // of the block
-    int m_at = 0;   // how much of it was taken
+    QString m_text; // the decoded block
+    int m_at = 0;   // how much of it has been returned
     bool m_mayHoldColons = false;
-    QString m_line; // the start of a line that began in an earlier block
+    QString m_line; // the start of a line that begins in an earlier block
 };
 
-/// Keys, which come again and again, share their text.
+/// Implicitly shares the text of keys, which occur again and again.
 class SharedKeys
 {
 public:
@@ -157,7 +157,7 @@ public:
     }
 
 private:
-    std::array<QString, 1024> m_texts; // of equal hashes, the latest
+    std::array<QString, 1024> m_texts; // the latest key of each hash
 };
 
 template <typename Lines>
@@ -193,14 +193,14 @@ private:
     const int m_options;
     qint64 m_lineNumber = 0;
     SharedKeys m_sharedKeys;
-    int m_expected = 0; // properties, as many as the tag above had
+    int m_expected = 0; // number of properties, from the previous tag
     QString m_block;
 };
 
 template <typename Lines>
 void TagReader<Lines>::read(TagList &tags)
 {
-    QString pending; // a tag line that ended the tag above it
+    QString pending; // a tag line that ended the previous tag
     while (!m_lines.atEnd()) {
         ++m_lineNumber;
         const QString held = pending;
@@ -228,8 +228,8 @@ void TagReader<Lines>::read(TagList &tags)
     }
 }
 
-/// Reads the property that \p line starts. The number of lines of a block counts even when they are
-/// not there.
+/// Reads the property that starts with \p line. The line number grows by the stated number of lines
+/// of a block even if the file has fewer.
 template <typename Lines>
 void TagReader<Lines>::readProperty(Tag &tag, QStringView line)
 {
@@ -253,7 +253,7 @@ void TagReader<Lines>::readProperty(Tag &tag, QStringView line)
     }
 }
 
-/// Reads the next \p count lines, or as many as there are.
+/// Reads the next \p count lines, or fewer at the end of the file.
 template <typename Lines>
 QString TagReader<Lines>::readBlock(int count)
 {
@@ -272,7 +272,7 @@ void TagReader<Lines>::add(Tag &tag, const QString &key, QString value)
     }
     tag.keys.append(key);
     tag.values.append(QString());
-    tag.values.last().swap(value); // cheaper than a second reference for a moment
+    tag.values.last().swap(value); // cheaper than a temporary second reference
 }
 
 void readTags(QTextStream &in, int options, TagList &tags, int maxLineLength)

@@ -12,7 +12,7 @@ namespace Utils {
 /// Tags in order. Each keeps its address when others are added or removed.
 using TagList = std::vector<std::unique_ptr<TagFile::Tag>>;
 
-// Qt aborts the program when a string becomes too long, as the line of a file of zeros would.
+// Qt ends the process when a string becomes too long, as the line of a file of zeros would.
 constexpr int maxTagLineLength = 1 << 28;
 
 /// Appends the tags in the rest of \p in to \p tags, with the options of TagFile. Lines of more

@@ -43,7 +43,7 @@ void appendTag(QString &out, const QString &name, const QString &comment, bool b
 
 namespace {
 
-/// The lines of a property at the end of a text.
+/// Appends the lines of a property to a text.
 class TextLines
 {
 public:

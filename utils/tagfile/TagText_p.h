@@ -6,8 +6,8 @@
 
 namespace Utils {
 
-// The grammar of tags and their properties, by options of TagFile: every reader and every writer
-// goes by what stands here.
+// The grammar of tags and their properties, by options of TagFile: all readers and writers use
+// these functions.
 //
 //     * name           a tag
 //     key: value       a property in one line
@@ -16,7 +16,7 @@ namespace Utils {
 
 // How they are read
 
-/// A property as its first line has it.
+/// A property as parsed from its first line.
 struct PropertyLine
 {
     QStringView key;
@@ -25,7 +25,7 @@ struct PropertyLine
     int numLines = 0;
 };
 
-/// Takes \p line apart at its first colon. False when it has none and so is no property.
+/// Splits \p line at its first colon. False when it has none, so that it is not a property.
 inline bool parseProperty(QStringView line, PropertyLine &property)
 {
     const auto colon = line.indexOf(QLatin1Char(':'));
@@ -42,13 +42,13 @@ inline bool parseProperty(QStringView line, PropertyLine &property)
     return true;
 }
 
-/// Whether a property with this value in one line is not read at all.
+/// Whether a property with this one-line value is ignored when reading.
 inline bool isDropped(QStringView value, int options)
 {
     return options & TagFile::DropNone && value == QLatin1String("NONE");
 }
 
-/// Appends a line of a block to \p block, which holds those before it.
+/// Appends a line of a block to \p block, which contains the lines before it.
 inline void appendBlockLine(QString &block, QStringView line)
 {
     if (!block.isEmpty())
@@ -64,7 +64,7 @@ inline bool isComment(const QString &name) { return name == QLatin1String("$"); 
 /// \p text as comment lines, without the line feed after the last.
 QString commentLines(const QString &text);
 
-/// Whether a property with this value, which has no line feed, is not written at all.
+/// Whether a property with this value, which has no line feed, is omitted when writing.
 bool isLeftOut(const QString &value, int options);
 
 /// The text that is written for a value without line feeds.
