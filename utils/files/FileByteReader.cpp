@@ -20,7 +20,7 @@ public:
         : file(std::move(newFile), std::numeric_limits<int>::max(), {windowSize, windowSize})
     {}
 
-    bool hasLine(); // finds the lines when that is not done yet
+    bool hasLine(); // finds the lines on the first call
     bool takeLine(QByteArray &line);
 
     LineFile file;
@@ -36,7 +36,7 @@ bool FileByteReaderPrivate::hasLine()
 {
     if (!isIndexed && file.isOpen()) {
         isIndexed = true;
-        file.findLines({}); // none, rather than those up to a fault, which would pass for all
+        file.findLines({}); // no lines after an error, rather than some that would pass for all
     }
     return static_cast<std::size_t>(currentLine) + 1 < file.numLines();
 }
@@ -58,7 +58,7 @@ bool FileByteReaderPrivate::readNext(QByteArray &line)
     ++currentLine;
 
     file.seek(offset);
-    LineFile::Count size; // smaller than the length where the file was cut meanwhile
+    LineFile::Count size; // less than the length if the file was truncated meanwhile
     if (length > windowSize && length <= maxByteCount) {
         line.resize(length);
         size = file.read(line.data(), length);
@@ -70,7 +70,7 @@ bool FileByteReaderPrivate::readNext(QByteArray &line)
         size = bytes.size;
         file.seek(qint64(offset) + size.count);
 
-        // One resize, as it is what a short line costs.
+        // Resized only once, because this dominates the cost of a short line.
         const bool hasReturn = size.count > 0 && bytes.begin[size.count - 1] == '\r';
         line.resize(size.count - hasReturn);
         std::memcpy(line.data(), bytes.begin, static_cast<std::size_t>(line.size()));
@@ -128,7 +128,7 @@ QByteArray FileByteReader::read(long n)
     if (!d->file.isOpen() || n <= 0)
         return bytes;
 
-    // Grows with what is found, so that a caller may ask for more than there is.
+    // Grows with the bytes read, so that a caller may request more bytes than there are.
     const int wanted = static_cast<int>(std::min<long>(n, maxByteCount));
     int size = 0;
     int asked = 0;

@@ -10,7 +10,7 @@
 
 namespace Utils {
 
-// Qt ends the program where a string grows too long, as that of a file of zeros would.
+// Qt ends the process when a string becomes too long, as the line of a file of zeros would.
 static const qint64 maxLineLength = 1 << 28;
 
 class FileReaderPrivate
@@ -26,14 +26,15 @@ public:
     int linesRead = 0;
 };
 
-/// False when the line cannot be read whole, or is larger than the memory.
+/// False when the line cannot be read completely, or is larger than the memory.
 bool FileReaderPrivate::read(Data::String &line)
 {
     try {
         const bool isRead = stream.readLineInto(&line, maxLineLength);
-        // A read that fails is the last of those for a line, so that a part of the line is there.
+        // A failed read is always the last one for a line, and leaves a part of the line.
         isBroken = file.error() != QFile::NoError;
-        // A mark, or bytes that make no character, are a line of no length at the end.
+        // At the end of the file, a byte order mark or bytes without a character count as an empty
+        // line.
         if (!isBroken && (isRead || stream.atEnd()))
             return true;
     } catch (const std::bad_alloc &) {

@@ -52,7 +52,7 @@ void FileWatchPrivate::stopTimer()
 void FileWatchPrivate::readTime()
 {
     const Platform::EntryStatus status = fileStatus(q->objectName());
-    if (status.entry != Platform::Entry::Unknown) // else it may be as it was
+    if (status.entry != Platform::Entry::Unknown) // else it may be unchanged
         timestamp = timestampOf(status);
 }
 
@@ -174,7 +174,7 @@ void FileWatch::timerEvent(QTimerEvent *event)
     if (!self || !isAccepted || d->timerId != noTimer)
         return;
     d->startTimer();
-    d->timestamp = modified; // where it cannot be told any more
+    d->timestamp = modified; // used if readTime() cannot read it
     d->readTime();
 }
 

@@ -34,10 +34,11 @@ static bool open(QFile &file, QIODevice::OpenMode mode)
     return isName(file.fileName()) && file.open(mode);
 }
 
-/// Reads on until \p bytes are \p most, or \p file ends. False when a read fails.
+/// Appends bytes of \p file until \p bytes has \p most bytes or the file ends. False when a read
+/// fails.
 ///
-/// The reads of Qt do not tell that: one that fails after some bytes is short, as one at the end of
-/// a file is, and only the next one has nothing but the error.
+/// A single read of Qt does not report that: a read that fails after some bytes is short, like a
+/// read at the end of a file, and only the next read reports the error.
 static bool readOn(QFile &file, QByteArray &bytes, qint64 most)
 {
     char block[4096];
@@ -51,10 +52,10 @@ static bool readOn(QFile &file, QByteArray &bytes, qint64 most)
     return true;
 }
 
-/// The text of \p file, or "" when it is no valid UTF-8 or cannot be read to its end.
+/// The text of \p file, or "" when it is not valid UTF-8 or cannot be read to its end.
 ///
-/// A QTextStream would take longer, and would not tell: it puts a replacement in the place of what
-/// is invalid, and drops a sequence that is cut off at the end.
+/// A QTextStream would be slower, and would not report the error: it replaces invalid bytes by a
+/// replacement character, and drops a sequence that is cut off at the end.
 static QString readUtf8(QFile &file)
 {
     const QByteArray mark("\xef\xbb\xbf");
@@ -64,7 +65,7 @@ static QString readUtf8(QFile &file)
     QString text(static_cast<int>(file.size()), Qt::Uninitialized);
     int used = 0;
     std::vector<char> block(64 * 1024);
-    int kept = 0; // bytes of a sequence that the last block has cut off
+    int kept = 0; // bytes of a sequence that the previous block cut off
     while (true) {
         const auto length = static_cast<int>(file.read(block.data() + kept, block.size() - kept));
         if (length < 0)
@@ -74,7 +75,7 @@ static QString readUtf8(QFile &file)
 
         const char *source = block.data();
         const char *const end = source + kept + length;
-        if (text.size() - used < end - source) // it has no size or has grown
+        if (text.size() - used < end - source) // the file has no size or has grown
             text.resize(used + static_cast<int>(end - source));
         QChar *target = text.data() + used;
         if (!decodeUtf8(source, end, target))
@@ -87,7 +88,7 @@ static QString readUtf8(QFile &file)
         return {};
 
     text.resize(used);
-    text.squeeze(); // what is not ASCII is shorter than its bytes
+    text.squeeze(); // characters that are not ASCII have more bytes than code units
     return text;
 }
 
@@ -105,7 +106,7 @@ static QString readAll(QFile &file)
     return file.error() == QFile::NoError ? text : QString();
 }
 
-/// The first \p lines lines, each ended by a line feed.
+/// The first \p lines lines, each followed by a line feed.
 static QString readHead(QFile &file, int lines)
 {
     QTextStream stream(&file);
@@ -117,12 +118,12 @@ static QString readHead(QFile &file, int lines)
     return file.error() == QFile::NoError ? text : QString();
 }
 
-/// The end of \p file, from the start of the block on that brings the line feeds, counted from
-/// behind and added to \p lines, above zero.
+/// The end of \p file. Counts line feeds block by block from the end of the file, adds them to
+/// \p lines, and starts at the block where the sum exceeds zero.
 static QString readTail(QFile &file, int lines)
 {
     constexpr int blockSize = 200;
-    constexpr int windowSize = 1000 * blockSize; // so much is read at once
+    constexpr int windowSize = 1000 * blockSize; // the number of bytes read at once
 
     const qint64 size = file.size();
     qint64 start = 0;
@@ -141,10 +142,10 @@ static QString readTail(QFile &file, int lines)
             if (!readOn(file, window, std::min<qint64>(windowSize, size - windowStart)))
                 return {};
         }
-        // The window is short where the file has shrunk meanwhile.
+        // The window is short if the file has shrunk meanwhile.
         const int offset = qMin(static_cast<int>(position - windowStart), window.size());
         const char *const block = window.constData() + offset;
-        // Nothing is counted behind a zero byte of the block.
+        // Line feeds after a zero byte of the block are not counted.
         const uint length = qstrnlen(block, qMin(window.size() - offset, blockSize));
         count += static_cast<int>(std::count(block, block + length, '\n'));
         start = position;
@@ -190,7 +191,7 @@ QByteArray File::readRaw(const Data::String &path)
     }
 }
 
-/// Replaces the file at \p path with what \p put puts into a stream.
+/// Replaces the content of the file at \p path by the text that \p put writes to a stream.
 template <typename Put>
 static bool writeText(const QString &path, const Put &put)
 {
@@ -229,7 +230,8 @@ bool File::writeRaw(const Data::String &path, const QByteArray &bytes)
     return true;
 }
 
-/// Opens by Platform::openFile, whose errno outlives the texts that are made for the call.
+/// Opens a file by Platform::openFile(). Its errno is preserved when the temporary texts of the
+/// call are destroyed.
 static std::FILE *openStream(const QString &path, const char *mode)
 {
     int error = 0;

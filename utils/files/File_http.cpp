@@ -31,7 +31,7 @@ struct HttpLimits // 0 for none
 
 } // namespace
 
-/// As many bytes as a text can be made of.
+/// The largest number of bytes that can be converted to a text.
 static constexpr qint64 maxBodySize = std::numeric_limits<int>::max() / 2 - 64;
 
 static HttpLimits &httpLimits()
@@ -45,9 +45,9 @@ void File::setHttpLimits(int msec, qint64 bytes)
     httpLimits() = {std::max(msec, 0), std::max(bytes, qint64(0))};
 }
 
-/// Whether the body of \p reply is shorter than the answer tells. Qt reports that only when it
-/// finds the end of the connection before the bytes in front of it are read. Of a packed body it
-/// keeps no length to compare with.
+/// Whether the body of \p reply is shorter than its header states. Qt reports this error only if it
+/// detects the end of the connection before it has read the bytes before that. For a compressed
+/// body, Qt keeps no length to compare with.
 static bool isCutOff(const QNetworkReply &reply)
 {
     const QVariant told = reply.header(QNetworkRequest::ContentLengthHeader);
@@ -57,11 +57,11 @@ static bool isCutOff(const QNetworkReply &reply)
 
 namespace {
 
-/// The proxies of the application, without the one by which Qt takes its sockets for unbuffered.
+/// The proxies of the application, without the type for which Qt regards its sockets as unbuffered.
 ///
-/// When a request cannot be written to such a socket, as its connection is broken already, Qt does
-/// not notice, and waits for the answer without end. The default proxy is none either, unless the
-/// application has set one.
+/// When a request cannot be written to such a socket, because its connection is broken already, Qt
+/// does not detect it and waits for the reply forever. The default proxy, which is used instead,
+/// also means a direct connection unless the application has set one.
 class BufferedProxies : public QNetworkProxyFactory
 {
 public:
@@ -80,21 +80,22 @@ public:
 
 QString readHttp(const QString &address)
 {
-    // There is no event loop to wait in.
+    // Without an application there is no event loop to wait in.
     if (!QCoreApplication::instance())
         return {};
 
     const WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
     const HttpLimits limits = httpLimits();
     QNetworkAccessManager manager;
-    manager.setProxyFactory(new BufferedProxies); // which it owns
+    manager.setProxyFactory(new BufferedProxies); // takes ownership
     QNetworkRequest request(QUrl::fromEncoded(address.toLocal8Bit(), QUrl::TolerantMode));
     request.setAttribute(QNetworkRequest::HttpPipeliningAllowedAttribute, false);
     request.setRawHeader("User-Agent", "none");
-    // Qt unpacks all that has arrived in one go, a thousand times as much, before it tells of any.
+    // Qt decompresses all received data at once, up to a thousand times its size, before it reports
+    // any.
     if (limits.bytes > 0)
         request.setRawHeader("Accept-Encoding", "identity");
-    const QPointer<QNetworkReply> reply(manager.get(request)); // handlers of the host may reach it
+    const QPointer<QNetworkReply> reply(manager.get(request)); // handlers of the host may delete it
     if (!reply)
         return {};
 
@@ -110,8 +111,9 @@ QString readHttp(const QString &address)
     if (limits.msec > 0)
         timer.start(limits.msec);
 
-    // The last event may be handled in front of the sleep, in the same pass. A handler that runs
-    // events itself may use the wake-up up, so that there is another one from time to time.
+    // The last event may be handled in the same pass before the sleep, so the end of the reply
+    // wakes the dispatcher up. A handler that processes events itself may consume this wake-up, so
+    // a timer wakes it up regularly, too.
     QAbstractEventDispatcher *const dispatcher = QAbstractEventDispatcher::instance();
     QObject::connect(reply, &QNetworkReply::finished, dispatcher,
                      &QAbstractEventDispatcher::wakeUp);
@@ -126,9 +128,9 @@ QString readHttp(const QString &address)
     if (reply->error() != QNetworkReply::NoError || isTooLarge() || isCutOff(*reply))
         return {};
     if (limits.bytes > 0 && reply->hasRawHeader("Content-Encoding"))
-        return {}; // packed though it was asked for otherwise
+        return {}; // compressed, contrary to the request
 
-    // With its length: taken as a QByteArray the body would end at its first zero byte.
+    // With its length: converted from the QByteArray, the body would end at its first zero byte.
     try {
         const QByteArray body = reply->readAll();
         return QString::fromUtf8(body.constData(), body.size());

@@ -62,7 +62,7 @@ bool File::isRelative(const Data::String &path)
     return !isRooted && !isOnDrive && !isOnServer;
 }
 
-/// Whether \p test holds for two paths as they stand, in lower case, cleaned, or both.
+/// Whether \p test is true for two paths as they are, in lower case, cleaned, or both.
 template <typename Test>
 static bool holdsInAnyForm(const QString &a, const QString &b, Test test)
 {
@@ -90,7 +90,7 @@ bool File::checkFilter(const Data::String &path, const Data::String &filter)
     const int open = filter.indexOf(QLatin1Char('('));
     if (open >= 0 && filter.contains(QLatin1Char(')'))) {
         const int close = filter.indexOf(QLatin1Char(')'), open);
-        // Without a ")" behind it the text goes on to its end.
+        // Without a ")" after it, the patterns extend to the end of the text.
         patterns = close < 0 ? filter.mid(open + 1) : filter.mid(open + 1, close - open - 1);
     }
 
@@ -114,7 +114,7 @@ Data::String File::abbreviateName(const Data::String &path, int maxChars, int ma
 
     const QString ellipsis = QStringLiteral("...");
     pieces.insert(2, ellipsis);
-    int length = copy.size() + ellipsis.size() + 1; // of the pieces joined
+    int length = copy.size() + ellipsis.size() + 1; // of the joined pieces
     while (pieces.size() > limit + 2 || (pieces.size() > 4 && length > maxChars))
         length -= pieces.takeAt(3).size() + 1;
     return pieces.join(separator);

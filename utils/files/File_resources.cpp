@@ -83,7 +83,8 @@ Data::String File::findResource(const Data::String &name, const Data::String &ex
     if (isFile(name))
         return name;
 
-    // Never destroyed: static objects of a host may still call this when the process ends.
+    // Never destroyed, because static objects of a host may still call this function when the
+    // process ends.
     static auto &cache = *new QMap<Data::String, Data::String>;
     const Data::String key = name + extensions;
     const auto known = cache.constFind(key);

@@ -12,8 +12,8 @@ namespace Utils {
 
 namespace {
 
-/// The folders that a search is in: all from \p top down to \p bottom, and those in \p outer, from
-/// which a link has led to \p top. The paths are canonical.
+/// The folders that a search has entered and not left: all from \p top down to \p bottom, and those
+/// in \p outer, where a link to \p top was followed. The paths are canonical.
 struct OpenFolders
 {
     QString top;
@@ -41,7 +41,7 @@ static bool isOpen(const QString &folder, const OpenFolders *open)
 
 namespace {
 
-/// Names that fit one of several wildcards, just as QDir takes them.
+/// Matches names against several wildcards, exactly as QDir does.
 class NameFilter
 {
 public:
@@ -76,7 +76,7 @@ struct Search
     bool recursive;
     int maxCount;
 
-    /// Appends to \p found what is in \p folder, which is in \p open.
+    /// Appends the matching files in \p folder, which is in \p open, to \p found.
     void run(const QString &folder, const OpenFolders &open, QStringList &found) const
     {
         if (!File::exists(folder))
@@ -85,8 +85,8 @@ struct Search
         const int before = found.size();
         const auto isFull = [&] { return maxCount > 0 && found.size() - before >= maxCount; };
 
-        // One pass for both kinds. QDir would take one for each, and compile the wildcards anew in
-        // every folder.
+        // One pass for files and folders. QDir would need one pass for each, and compile the
+        // wildcards again in every folder.
         QFileInfoList folders;
         {
             const QDir dir(folder);
@@ -106,7 +106,7 @@ struct Search
                 if (isFull())
                     return;
             }
-        } // closed before it goes down, as depth must not cost file handles
+        } // closed before the recursion, which would else use a handle per level
 
         for (const QFileInfo &below : qAsConst(folders)) {
             enter(below, folder, open, found);
@@ -116,7 +116,7 @@ struct Search
     }
 
 private:
-    /// Goes on in \p below, an entry of \p folder.
+    /// Continues the search in \p below, an entry of \p folder.
     void enter(const QFileInfo &below, const QString &folder, const OpenFolders &open,
                QStringList &found) const
     {

@@ -25,7 +25,7 @@ static const QDir::Filters folders = QDir::Dirs | QDir::NoDotAndDotDot;
 
 static bool isPattern(const QString &path) { return path.contains(QLatin1Char('*')); }
 
-/// The folders that fit \p pattern, a path that ends in a wildcard.
+/// The folders that match \p pattern, a path that ends with a wildcard.
 static QFileInfoList foldersThatFit(const Data::String &pattern)
 {
     if (!isName(pattern))
@@ -35,11 +35,11 @@ static QFileInfoList foldersThatFit(const Data::String &pattern)
                                 QDir::Unsorted);
 }
 
-/// The steps of a reporter, which is inert when a progress is shown already.
+/// The steps of a reporter; -1, which makes it inert, when a progress is shown already.
 static int stepsUnlessNested(int steps) { return Progress::current(true) ? -1 : steps; }
 
-/// The path without links, "" where there is nothing. Nothing where it cannot be told, for which Qt
-/// would give the path as it is.
+/// The path without links, or "" when it does not exist. No value when this cannot be determined;
+/// Qt would return the path unchanged then.
 static std::optional<QString> canonicalPath(const QString &path)
 {
     if (!path.startsWith(QLatin1Char(':'))) {
@@ -52,8 +52,8 @@ static std::optional<QString> canonicalPath(const QString &path)
     return QFileInfo(path).canonicalFilePath(); // a resource, a prefix of QDir, another encoding
 }
 
-/// Whether \p target is the directory entry that \p source leads to, by another path. Removing the
-/// one would lose the other. Nothing where it cannot be told.
+/// Whether \p target is another path of the directory entry that \p source leads to, so that
+/// removing the target would also lose the source. No value when this cannot be determined.
 static std::optional<bool> isSameEntry(const Data::String &source, const Data::String &target)
 {
     const QFileInfo entry(target);
@@ -64,7 +64,8 @@ static std::optional<bool> isSameEntry(const Data::String &source, const Data::S
     return !file->isEmpty() && file == QDir(*folder).filePath(entry.fileName());
 }
 
-/// Whether \p source is newer than \p target, in whole seconds. Nothing where it cannot be told.
+/// Whether \p source is newer than \p target, in whole seconds. No value when this cannot be
+/// determined.
 static std::optional<bool> isNewer(const Data::String &source, const Data::String &target)
 {
     const EntryStatus from = fileStatus(source);
@@ -74,15 +75,15 @@ static std::optional<bool> isNewer(const Data::String &source, const Data::Strin
     return timestampOf(from) > timestampOf(to);
 }
 
-/// Copies in one go. False when the copy is not complete, and then nothing is left of it.
+/// Copies the whole file at once. When the copy is incomplete, removes it and returns false.
 static bool copyAtOnce(const Data::String &source, const Data::String &target)
 {
     const EntryStatus from = fileStatus(source);
     if (from.entry != Entry::File || !QFile::copy(source, target)) // a pipe may have no end
         return false;
 
-    // For Qt a file whose size it cannot tell is at its end at once. One that grows meanwhile, or
-    // tells no size, gives more.
+    // For Qt, a file of unknown size is at its end at once. The copy may be larger than the source
+    // if that grows meanwhile or reports no size.
     const EntryStatus to = fileStatus(target);
     if (to.entry == Entry::File && to.size >= from.size)
         return true;
@@ -90,8 +91,8 @@ static bool copyAtOnce(const Data::String &source, const Data::String &target)
     return false;
 }
 
-/// Copies in small chunks, with a reporter of its own. False when the copy is not complete, and
-/// then nothing is left of it.
+/// Copies in small chunks, with its own reporter. When the copy is incomplete, removes it and
+/// returns false.
 static bool copyInChunks(const Data::String &source, const Data::String &target, qint64 size)
 {
     const qint64 steps = std::min<qint64>(size / 1024 / 4, std::numeric_limits<int>::max());
@@ -109,9 +110,9 @@ static bool copyInChunks(const Data::String &source, const Data::String &target,
         if (length < 1 || to.write(chunk, length) != length)
             break;
         copied += length;
-        progress.tick(); // not asked whether it was cancelled: what has begun is completed
+        progress.tick(); // result ignored: a copy that has begun is completed
     }
-    // What the buffer still holds may not fit on the disk.
+    // The rest of the buffer may not fit on the disk.
     const bool isComplete = to.flush() && copied == size;
     to.close();
     if (!isComplete)
@@ -132,7 +133,7 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
     if (isSame == true)
         return true;
 
-    // Not exists(), for which a "*" in the name is a wildcard.
+    // Not File::exists(), which interprets a "*" in the name as a wildcard.
     if (QFileInfo::exists(file)) {
         if (overwrite == 0)
             return false;
@@ -153,7 +154,7 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
 
 namespace {
 
-/// A folder that a copy does not enter, as a canonical path, and the others.
+/// A list of folders that a copy does not enter: the canonical path of one, and the others.
 struct ClosedFolder
 {
     QString path;
@@ -168,19 +169,20 @@ struct ClosedFolder
     }
 };
 
-/// What a call of copyDir() keeps on its way down.
+/// A call of copyDir(), with the arguments that are the same for all levels.
 class FolderCopy
 {
 public:
     FolderCopy(int overwrite, bool cancelable) : m_overwrite(overwrite), m_cancelable(cancelable) {}
 
-    /// Copies \p source, which is \p canonicalSource, into \p target. Null for \p closed in the
-    /// outermost folder. 1 when something was copied, else 0, and -1 when it was cancelled.
+    /// Copies \p source, whose canonical path is \p canonicalSource, into \p target. \p closed is
+    /// null for the outermost folder. Returns 1 when something was copied, 0 when nothing was, and
+    /// -1 when the copy was cancelled.
     int run(const Data::String &source, const QString &canonicalSource, const Data::String &target,
             const ClosedFolder *closed = nullptr) const;
 
 private:
-    // They return what run() does.
+    // The same return values as run().
     int copyFiles(const QFileInfoList &files, const Data::String &destination,
                   Progress &progress) const;
     int copyFolders(const QFileInfoList &sources, const QString &canonicalParent,
@@ -201,12 +203,13 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
     if (File::isSamePath(destination, source))
         return 1;
 
-    // Where there is nothing then, each file would be copied onto the folder's path, over the one
-    // before. A file that stands there is a target of copy(), which overwrite decides about.
+    // If the folder did not exist, each file would be copied to the path of the folder, over the
+    // previous one. An existing file at this path is a target of copy(), to which overwrite
+    // applies.
     if (!File::createDir(destination) && !QFileInfo::exists(destination))
         return 0;
-    // Below the destination the copy would find its own work and, through a link, a folder that it
-    // is in already, again and again.
+    // Below the destination, the copy would find its own output and, through a link, again and
+    // again a folder that it has already entered.
     const ClosedFolder ownWork = {closed ? QString() : QFileInfo(destination).canonicalFilePath(),
                                   nullptr};
     const ClosedFolder closedBelow = {canonicalSource, closed ? closed : &ownWork};
@@ -250,7 +253,7 @@ int FolderCopy::copyFolders(const QFileInfoList &sources, const QString &canonic
 {
     int result = 0;
     for (const QFileInfo &folder : sources) {
-        // Put together where no link is followed, as asking for it looks at each folder on the way.
+        // Joined if no link is followed: canonicalFilePath() would access each folder of the path.
         const QString canonical = folder.isSymLink()
                                       ? folder.canonicalFilePath()
                                       : QDir(canonicalParent).filePath(folder.fileName());
@@ -284,7 +287,7 @@ int File::copyDir(const Data::String &source, const Data::String &target, int ov
 
     int result = 0;
     for (const QFileInfo &folder : sources) {
-        // Not copyDir(), for which a "*" in the name of a folder would be a wildcard again.
+        // Not copyDir(), which would again interpret a "*" in the name of a folder as a wildcard.
         const int nested = copy.run(folder.filePath(), folder.canonicalFilePath(), target);
         if (nested < 0 || !progress.tick())
             return -1;
@@ -308,8 +311,9 @@ void File::moveDir(const Data::String &source, const Data::String &target)
         move(folder.filePath(), target);
 }
 
-/// The names of \p entries that \p exceptions keeps, as they are counted: with repeated and empty
-/// ones. The folder is not listed for it: what such a list lacks by a fault would be removed.
+/// The names that \p exceptions keeps among \p entries, including repeated and empty names, which
+/// count, too. The folder is not listed again: names missing from that list by an error would be
+/// removed.
 static QStringList namesToKeep(const QStringList &entries, const Data::String &exceptions)
 {
     const QLatin1Char separator('\n');
@@ -325,11 +329,11 @@ static QStringList namesToKeep(const QStringList &entries, const Data::String &e
     return names;
 }
 
-/// Removes what is in the folder of \p path, which ends in "/*".
+/// Removes the content of a folder. \p path is the path of the folder followed by "/*".
 static int removeContents(const Data::String &path, const Data::String &exceptions, bool cancelable)
 {
     const QString name = path.chopped(std::min(path.size(), 2));
-    if (!isName(name) || QDir(name).isRoot()) // as of "/*", "*" and "//*"
+    if (!isName(name) || QDir(name).isRoot()) // as for "/*", "*" and "//*"
         return 0;
 
     const QDir folder(name);
@@ -351,7 +355,8 @@ static int removeContents(const Data::String &path, const Data::String &exceptio
         if (kept.contains(below))
             continue;
 
-        // What is no folder for certain may be a link, and what that leads to is never removed.
+        // An entry that is not known to be a folder may be a link, and the target of a link is
+        // never removed.
         const Data::String entryPath = File::join(name, below);
         const Entry entry = fileStatus(entryPath, /*followLinks=*/false).entry;
         if (entry == Entry::Link) {
@@ -382,7 +387,7 @@ static int removeOne(const Data::String &path)
 
     QString name = path;
     while (name.size() > 1 && name.endsWith(QLatin1Char('/')))
-        name.chop(1); // as "link/" is the folder that the link leads to
+        name.chop(1); // because "link/" is the target of the link
     const Entry entry = fileStatus(name, /*followLinks=*/false).entry;
     if (entry == Entry::Link)
         return QFile::remove(name) ? 1 : 0;
@@ -423,7 +428,7 @@ bool File::createDir(const Data::String &path)
     QStringList missing;
     do {
         missing.append(folder.dirName());
-        if (missing.size() > path.size()) // in a current folder that may not be entered
+        if (missing.size() > path.size()) // the current folder cannot be entered
             return false;
         folder.setPath(QDir::cleanPath(folder.filePath(QStringLiteral(".."))));
     } while (!folder.isRoot() && !folder.exists());

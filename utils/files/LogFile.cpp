@@ -20,20 +20,20 @@ public:
     QFile file;
     bool removeIfEmpty = false;
     bool hasTimestamp = false;
-    bool isOurs = false; // has been opened, and so emptied, by this log
+    bool isOurs = false; // was opened, and so truncated, by this log
 };
 
 bool LogFilePrivate::open(const Data::String &name)
 {
     file.setFileName(name);
-    // Appended by the system, so that an entry never stands over others: the seek to the end fails
-    // where the size cannot be told, or goes to the start.
+    // In append mode, so that an entry never overwrites others: if the size is unknown, the seek to
+    // the end fails or goes to the start.
     isOurs =
         isName(name) && file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Append);
     return isOurs;
 }
 
-/// Whether the running program is in \p folder and its name does not tell so by a suffix.
+/// Whether the running program is in \p folder and has a name without the suffix ".exe".
 static bool isFolderOfPlainProgram(const Data::String &folder)
 {
     if (!QCoreApplication::instance())
@@ -44,7 +44,7 @@ static bool isFolderOfPlainProgram(const Data::String &folder)
                                           QCoreApplication::applicationDirPath());
 }
 
-/// Whether a log at \p path would stand among programs.
+/// Whether a log at \p path would be in a folder of programs.
 static bool isBesidePrograms(const Data::String &path)
 {
     Data::String folder = File::parentFolder(path);
@@ -73,8 +73,8 @@ LogFile::LogFile(const Data::String &path, bool removeIfEmpty)
 LogFile::~LogFile()
 {
     d->file.close();
-    // A file that could not be opened is somebody else's. One of which nothing can be told, whose
-    // size is 0 to Qt and which is no plain file, may have something in it.
+    // A file that could not be opened belongs to another owner. A file whose status cannot be read,
+    // for which Qt reports the size 0 and no regular file, may have content.
     const QFileInfo left(d->file.fileName());
     if (d->removeIfEmpty && d->isOurs && left.isFile() && left.size() == 0)
         d->file.remove();
@@ -91,7 +91,7 @@ LogFile &LogFile::append(const Data::String &text, bool newLine)
     entry += text;
     if (newLine)
         entry += QLatin1Char('\n');
-    d->file.seek(d->file.size()); // whoever has the object may have moved it
+    d->file.seek(d->file.size()); // other users of the QFile may have moved it
     d->file.write(entry.toUtf8());
     d->file.flush();
     return *this;
