@@ -14,7 +14,7 @@ static const qint64 millisecondsPerSecond = 1000;
 static const qint64 millisecondsPerMinute = 60 * millisecondsPerSecond;
 static const qint64 millisecondsPerHour = 60 * millisecondsPerMinute;
 
-// A little less than 64 bits hold, so that a month or a time zone may be added.
+// Slightly less than the range of 64 bits, so that a month or a time zone can be added.
 static const double farthestMilliseconds = 9.2e18;
 
 static double fromQDateTime(const QDateTime &dateTime)
@@ -22,7 +22,7 @@ static double fromQDateTime(const QDateTime &dateTime)
     return dateTime.toMSecsSinceEpoch() / 1000.0;
 }
 
-/// Invalid for a time that no calendar holds.
+/// Returns an invalid QDateTime for a time that is out of range.
 static QDateTime toQDateTime(double time)
 {
     const double milliseconds = time * 1000.0;
@@ -31,8 +31,8 @@ static QDateTime toQDateTime(double time)
     return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(milliseconds));
 }
 
-// Reckoned in milliseconds since 1970, as a local time of day does not tell the two passes apart
-// of an hour that the clocks go through twice.
+// Calculates in milliseconds since 1970, because a local time of day is ambiguous in the hour that
+// the clocks repeat.
 static DateTime nextUnit(double time, qint64 unit)
 {
     const QDateTime from = toQDateTime(time);
@@ -43,8 +43,8 @@ static DateTime nextUnit(double time, qint64 unit)
     return (from.toMSecsSinceEpoch() + unit - past) / 1000.0;
 }
 
-// Not the day with its time set to 0:00, which the clocks may skip: a step would then end where it
-// began. A zone that changes its side of the date line skips a whole day.
+// Does not set the time of the day to 0:00, which the clocks may skip: a step would then end where
+// it began. A zone that moves across the date line skips a whole day.
 static DateTime startOfDay(const QDate &day)
 {
     const QDateTime start = day.startOfDay();

@@ -18,8 +18,8 @@ struct DateTimeFormats
     static const Data::String ui;
 };
 
-/// As QDateTime::toString(), with names in the language of the system, but with the digits 0 to 9
-/// in every language: the texts are written to files, which others read.
+/// As QDateTime::toString(), with names in the language of the system, but always with the digits 0
+/// to 9: the texts are written to files, which others read.
 QString dateTimeText(const QDateTime &dateTime, const QString &pattern);
 
 } // namespace Utils

@@ -10,7 +10,7 @@
 
 namespace Utils {
 
-/// -\p value, and INT_MIN for itself.
+/// Returns -\p value, and INT_MIN for INT_MIN.
 static int negated(int value) { return static_cast<int>(0u - static_cast<unsigned int>(value)); }
 
 static QSet<int> toSet(const QList<int> &list) { return {list.begin(), list.end()}; }
@@ -64,12 +64,12 @@ QList<int> List::applyIndexList(const QList<int> &selection, const QList<int> &m
 
 namespace {
 
-/// A list of numbers in chunks of about the square root of its length, so that finding a place in
-/// it and making room there takes that long only.
+/// A list of numbers in chunks of about the square root of its length, so that finding a position
+/// and inserting there takes time proportional to this square root.
 class ChunkList
 {
 public:
-    /// For \p values, and so many to be inserted.
+    /// Starts with \p values; expects \p insertions more.
     ChunkList(const QList<int> &values, int insertions)
         : m_chunkSize(static_cast<std::size_t>(std::sqrt(double(values.size()) + insertions)) + 1)
     {
@@ -79,7 +79,7 @@ public:
 
     bool contains(int value) const { return m_firstChunk.contains(value); }
 
-    /// Inserts \p value, which is not in the list, in front of the first \p other, which is.
+    /// Inserts \p value, which must not be in the list, before the first \p other, which must be.
     void insertBefore(int other, int value)
     {
         const ChunkIterator chunk = m_firstChunk.value(other);
@@ -87,7 +87,7 @@ public:
         insert(chunk, place - chunk->values.begin(), value);
     }
 
-    /// Inserts \p value, which is not in the list, in front of the first greater one or at the end.
+    /// Inserts \p value, which must not be in the list, before the first greater one or at the end.
     void insertBeforeGreater(int value)
     {
         const auto isGreater = [=](int other) { return other > value; };
@@ -118,7 +118,7 @@ private:
     };
     using ChunkIterator = std::list<Chunk>::iterator;
 
-    /// At \p offset of \p chunk, or behind everything when that is the end.
+    /// Inserts \p value at \p offset of \p chunk, or at the end of the list if \p chunk is the end.
     void insert(ChunkIterator chunk, std::ptrdiff_t offset, int value)
     {
         if (chunk == m_chunks.end()) {
@@ -152,18 +152,18 @@ private:
     }
 
     std::list<Chunk> m_chunks;
-    QHash<int, ChunkIterator> m_firstChunk; // by value, which may be in the list more than once
+    QHash<int, ChunkIterator> m_firstChunk; // by value; a value may occur more than once
     std::size_t m_chunkSize;
 };
 
 } // namespace
 
-/// For each position of \p from, the first one behind it whose element \p into holds when the walk
-/// over \p from comes to that position; -1 without one.
+/// For each position of \p from, the first later position whose element is in \p into when the
+/// iteration over \p from reaches the former position; -1 if there is none.
 static std::vector<int> nextHeld(const QList<int> &from, const ChunkList &into)
 {
-    // The walk leaves every element in the list that it has passed. So the element at a position
-    // is held from the start, or after its first position in the list.
+    // After the iteration has passed an element, the list contains it. So an element is in the list
+    // from the start, or after its first position in \p from.
     std::vector<int> heldAfter;
     QHash<int, int> firstPosition;
     for (int i = 0; i < from.size(); ++i) {
@@ -177,8 +177,9 @@ static std::vector<int> nextHeld(const QList<int> &from, const ChunkList &into)
         }
     }
 
-    // From the end, with the positions that may count on a stack, the foremost on top. One that is
-    // not held yet is not held further to the front either, and goes for good.
+    // Iterates from the end, with a stack of the possible positions, the first one on top. An
+    // element that is not in the list yet is not in it for earlier positions either, and is removed
+    // from the stack.
     std::vector<int> next(heldAfter.size());
     std::vector<int> candidates;
     for (int i = from.size() - 1; i >= 0; --i) {

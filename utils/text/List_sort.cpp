@@ -15,7 +15,7 @@ namespace Utils {
 
 namespace {
 
-/// Stands for an element while it is sorted.
+/// Represents an element while the list is sorted.
 struct Item
 {
     quint64 sortKey() const { return key; }
@@ -29,7 +29,7 @@ struct Item
     int position;
 };
 
-/// A fixed number of items. Not a vector, which would write them all before they are set.
+/// A fixed number of items. Not a vector, which would initialize all of them before they are set.
 struct Items
 {
     explicit Items(std::size_t itemCount) : data(new Item[itemCount]), size(itemCount) {}
@@ -58,9 +58,10 @@ static QList<int> positions(const Items &items, bool ascending)
 
 namespace {
 
-/// Sorts elements some of which are odd: they break the order. So no sort of the standard library
-/// takes them, and what comes out depends on the sort. This one takes any relation, as no scan
-/// leaves the range. Its pivot is the middle of first, centre and last.
+/// Sorts elements of which some are odd: for these the relation is not an order. So the sorts of
+/// the standard library cannot be used, and the result depends on the algorithm. This quicksort
+/// accepts any relation, because no scan leaves the range. Its pivot is the median of the first,
+/// the center and the last element.
 template <typename IsOdd, typename Relation>
 class QuickSort
 {
@@ -69,7 +70,7 @@ public:
 
     void sort(const Items &items)
     {
-        // A few odd elements are enough to drive some lists to quadratic time.
+        // Limits the steps: with some lists, a few odd elements suffice for quadratic time.
         m_stepsLeft = 100000000 + 200 * static_cast<qint64>(items.size);
         sort(items.begin(), items.end());
     }
@@ -78,8 +79,8 @@ private:
     void sort(Item *start, Item *end)
     {
         while (end - start >= 2) {
-            // What has an order comes out the same by whatever sort. Quicksort on its own makes
-            // most ranges of this kind from a sorted list with one odd element, and the worst.
+            // Without odd elements, every sort yields the same result. A sorted list with one odd
+            // element leads to most such ranges, and to the worst ones for quicksort.
             m_stepsLeft -= end - start;
             if (m_stepsLeft < 0 || std::none_of(start, end, m_isOdd)) {
                 std::sort(start, end);
@@ -89,7 +90,7 @@ private:
             if (pivot == nullptr)
                 return;
 
-            // The shorter side first, so that the stack stays low.
+            // The shorter side first, which limits the depth of the recursion.
             if (pivot - start < end - pivot) {
                 sort(start, pivot);
                 start = pivot + 1;
@@ -100,7 +101,8 @@ private:
         }
     }
 
-    /// The pivot, in its place between the two sides. Null when the range is sorted by then.
+    /// Moves the pivot to its position between the two sides and returns it. Null when the range is
+    /// already sorted.
     Item *partition(Item *start, Item *end)
     {
         Item *const last = end - 1;
@@ -143,7 +145,7 @@ private:
 
 } // namespace
 
-// What is not a number comes after all numbers as a key, and its value is never used.
+// The key of a NaN is after those of all numbers; its value is never used.
 static const quint64 keyOfNoNumber = ~quint64(0);
 
 static quint64 itemKey(int value) { return static_cast<quint32>(value) ^ (quint32(1) << 31); }
@@ -200,7 +202,7 @@ QList<int> List::indexSort(const QVector<double> &values, bool ascending)
 
 namespace {
 
-/// A text as it is compared: by its units, and a beginning before what goes on.
+/// A text for comparison: compared by its units, and a prefix is before a longer text.
 template <typename Unit>
 struct Text
 {
@@ -214,13 +216,14 @@ struct Text
         return std::equal(begin, end(), other.begin, other.end());
     }
 
-    /// Whether it is before \p other, with which it is known to share \p depth units.
+    /// Whether it is before \p other. The first \p depth units must be equal.
     bool isBefore(const Text &other, int depth) const
     {
         return std::lexicographical_compare(begin + depth, end(), other.begin + depth, other.end());
     }
 
-    /// How many units it shares with \p other: \p depth, as is known, up to \p most.
+    /// The length of the common prefix with \p other, at most \p most. The first \p depth units
+    /// must be equal.
     int shared(const Text &other, int depth, int most) const
     {
         const Unit *const mostEnd = begin + std::min({size, other.size, most});
@@ -228,7 +231,7 @@ struct Text
                                 begin);
     }
 
-    /// As many units as go into a key, from \p depth on; zeros behind the end.
+    /// The units from \p depth on, as many as fit into a key, with zeros after the end.
     quint64 key(int depth) const
     {
         quint64 key = 0;
@@ -244,7 +247,7 @@ struct Text
 
 namespace {
 
-/// Puts texts in order, equal ones by position.
+/// Sorts texts; equal texts are sorted by position.
 template <typename Unit>
 class TextSort
 {
@@ -253,7 +256,7 @@ public:
         : m_texts(texts), m_items(texts.size()), m_spare(texts.size())
     {}
 
-    /// The items of all texts. Their keys are of no use. To be called once.
+    /// Returns the sorted items of all texts, with undefined keys. May be called only once.
     Items sort()
     {
         int position = 0;
@@ -272,7 +275,7 @@ public:
     }
 
 private:
-    /// Items in the order of their positions, whose texts share \p depth units.
+    /// Items in the order of their positions, whose texts have the first \p depth units in common.
     struct Range
     {
         Item *start;
@@ -294,19 +297,19 @@ private:
         });
     }
 
-    /// How many units all texts of \p range share, as far as this looks.
+    /// The length of the common prefix of all texts in \p range, up to a limit.
     int sharedUnits(const Range &range) const
     {
-        // No further at once: a few others in each of many ranges would have all the rest of a
-        // long common beginning read again and again.
+        // The limit: in many ranges with a few different texts, the rest of a long common prefix
+        // would otherwise be read again and again.
         int shared = range.depth + 64;
         for (const Item *item = range.start; item != range.end && shared > range.depth; ++item)
             shared = text(*range.start).shared(text(*item), range.depth, shared);
         return shared;
     }
 
-    /// Sorts \p range by the next units, as many as make a key. What these do not tell apart
-    /// becomes ranges of its own.
+    /// Sorts \p range by the next units, as many as fit into a key. Texts that these do not
+    /// distinguish become new ranges.
     void sortByUnits(const Range &range)
     {
         const int shared = sharedUnits(range);
@@ -326,8 +329,8 @@ private:
         }
     }
 
-    /// Sorts the texts of a run that end before \p depth to its start, the shorter first: the
-    /// zeros after their end may be units of the others. The start of the others.
+    /// Moves the texts that end before \p depth to the start of a run, the shorter first: the zeros
+    /// after their end may be units of the other texts. Returns the start of the others.
     Item *sortEndedFirst(Item *run, Item *runEnd, int depth)
     {
         const auto ends = [&](const Item &item) { return text(item).size <= depth; };
@@ -342,13 +345,14 @@ private:
     const std::vector<Text<Unit>> &m_texts;
     Items m_items;
     const Items m_spare;
-    // Not by recursion, which a list of beginnings of one text would take as deep as that is long.
+    // Not by recursion, which for a list of prefixes of one text would be as deep as the text is
+    // long.
     std::vector<Range> m_ranges;
 };
 
 } // namespace
 
-/// The positions of \p values, which are compared as \p texts.
+/// The sorted positions of \p values, which are compared as \p texts.
 template <typename Unit>
 static QList<int> sortedByTexts(const QStringList &values, const std::vector<Text<Unit>> &texts,
                                 bool ascending, bool caseSensitive)
@@ -360,8 +364,8 @@ static QList<int> sortedByTexts(const QStringList &values, const std::vector<Tex
     if (items.size == 0 || (caseSensitive && text(*items.begin()).size > 0))
         return positions(items, ascending);
 
-    // The key is the rank, and odd where the relation is no order: for an empty text, and for texts
-    // that are compared as equal and are not.
+    // The key is the rank. It is odd if the relation is not an order: for an empty text, and for
+    // texts that compare as equal but differ.
     const quint64 keyOfEmpty = 1;
     const auto isOdd = [](const Item &item) { return item.key % 2 == 1; };
     bool hasOdd = false;
@@ -402,7 +406,7 @@ static ushort asciiWithoutCase(ushort unit)
     return unit >= 'A' && unit <= 'Z' ? unit + 'a' - 'A' : unit;
 }
 
-/// \p unit without case as QString::compare() folds it: by itself, but the second one of a
+/// Folds the case of \p unit as QString::compare() does: each unit alone, but the second one of a
 /// surrogate pair as the character of both.
 static uint withoutCase(ushort unit, ushort previous)
 {
@@ -412,8 +416,8 @@ static uint withoutCase(ushort unit, ushort previous)
     return QChar::toCaseFolded(isPair ? QChar::surrogateToUcs4(previous, unit) : unit);
 }
 
-/// The positions of \p values. Each unit that is compared goes into a Unit: the smaller, the more
-/// of them go into a key.
+/// The sorted positions of \p values. Each compared unit must fit into a Unit. The smaller a Unit
+/// is, the more of them fit into a key.
 template <typename Unit>
 static QList<int> sortedAs(const QStringList &values, bool ascending, bool caseSensitive)
 {

@@ -11,7 +11,7 @@ namespace Utils {
 static const QLatin1Char quote('"');
 static const QLatin1Char rangeSign('-');
 
-// 800 MB. QList itself ends at 268 million, and not with an empty result.
+// 800 MB. QList itself allows 268 million, and does not fail with an empty result.
 static const qint64 longestIndexList = 100000000;
 
 Data::String List::joinIndexList(const QList<int> &list, const char *separator)
@@ -49,7 +49,7 @@ static void appendRange(QList<int> &list, qint64 start, qint64 end)
     if (size > longestIndexList)
         return;
     try {
-        // Short ranges are left to append(), which grows the list by a part of its length.
+        // For short ranges, append() grows the list by a fraction of its length.
         if (size > 2 * qint64(sizeBefore))
             list.reserve(static_cast<int>(size));
         for (qint64 number = start; number <= end; ++number)
@@ -67,7 +67,7 @@ QList<int> List::splitIndexList(const Data::String &text, const char *separator)
     for (const QStringRef &piece : pieces) {
         const int sign = piece.indexOf(rangeSign);
         bool isNumber = false;
-        const int start = piece.left(sign).toInt(&isNumber); // all of the piece without a sign
+        const int start = piece.left(sign).toInt(&isNumber); // the whole piece if there is no sign
         if (!isNumber)
             continue;
         const int end = sign < 0 ? start : piece.mid(sign + 1).toInt(&isNumber);
@@ -77,7 +77,7 @@ QList<int> List::splitIndexList(const Data::String &text, const char *separator)
     return list;
 }
 
-// Not by QString::replace(), which moves the rest of the text once for every 1024 quotes.
+// Not by QString::replace(), which moves the rest of the text once per 1024 quotes.
 static QString withQuotesDoubled(const QString &item)
 {
     const int quotes = item.count(quote);
@@ -125,7 +125,7 @@ QString List::safeJoin(const QStringList &list, const QString &separator)
     return text;
 }
 
-/// Whether a quoted item begins with \p piece and goes on in the next one.
+/// Whether a quoted item begins with \p piece and continues in the next one.
 static bool opensItem(const QStringRef &piece)
 {
     return piece.startsWith(quote) && (piece.size() == 1 || !piece.endsWith(quote));
@@ -146,8 +146,8 @@ static QString withBackslashQuotes(const QString &item)
     return quote + item.mid(mark.size(), item.size() - 2 * mark.size()) + quote;
 }
 
-// The pieces of a quoted item and the separators between them stand in the text one behind the
-// other, so that an item is cut out once its last piece is found.
+// The pieces of a quoted item and the separators between them are contiguous in the text, so an
+// item is extracted when its last piece is found.
 QStringList List::safeSplit(const QString &text, const QString &separator, bool backslashQuotes)
 {
     if (separator.isEmpty())

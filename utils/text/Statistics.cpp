@@ -17,9 +17,9 @@ int lengthOf(const Selection &selection)
     return length;
 }
 
-// Each addition waits for the one before, as sums are added up in order: that is the time it takes,
-// and all else fits in beside it as long as no branch is guessed wrong. So holes are not passed
-// over but added as 0.0, which changes no sum that began as 0.0.
+// Sums are added in order, so each addition waits for the previous one. This latency determines the
+// time, and everything else runs in parallel unless a branch is mispredicted. So holes are not
+// skipped but added as 0.0, which does not change a sum that starts with 0.0.
 template <typename Term>
 static Sum sumUp(const Selection &selection, Term term)
 {
@@ -48,7 +48,7 @@ Sum squaresOf(const Selection &selection, double mean)
     return sumUp(selection, [=](double value) { return (value - mean) * (value - mean); });
 }
 
-/// The first of the values that equal \p number, which tells -0.0 from 0.0.
+/// The first value that equals \p number, to distinguish -0.0 from 0.0.
 static double firstEqualTo(double number, const Selection &selection)
 {
     bool isFound = false;
@@ -63,7 +63,8 @@ static double firstEqualTo(double number, const Selection &selection)
     return number;
 }
 
-/// The ends of the values that are added, two at a time, each beside its own ends.
+/// The smallest and largest of the values that are added, two at a time, each with its own pair of
+/// ends.
 class EndsOfPairs
 {
 public:
@@ -72,7 +73,7 @@ public:
     {
         const __m128d pair = _mm_loadu_pd(values);
         const __m128d isHole = _mm_cmpeq_pd(pair, _mm_set1_pd(Data::noValue));
-        const __m128d numbers = _mm_or_pd(pair, isHole); // a hole is NaN, which is passed over
+        const __m128d numbers = _mm_or_pd(pair, isHole); // a hole becomes NaN, which is ignored
         m_low = _mm_min_pd(numbers, m_low);
         m_high = _mm_max_pd(numbers, m_high);
         m_holes = _mm_sub_epi64(m_holes, _mm_castpd_si128(isHole));
@@ -141,7 +142,7 @@ Ends endsOf(const Selection &selection)
         for (; i < count; ++i) {
             const double withHole[] = {values[i], Data::noValue};
             a.add(withHole);
-            --holes; // the one that was added
+            --holes; // the one that was added here
         }
         a.addTo(low, high, holes);
         b.addTo(low, high, holes);
@@ -152,7 +153,7 @@ Ends endsOf(const Selection &selection)
     if (ends.count == 0)
         return ends;
 
-    const bool isNumber = low <= high; // and not all are NaN
+    const bool isNumber = low <= high; // false if all are NaN
     ends.min = isNumber ? low : std::numeric_limits<double>::quiet_NaN();
     ends.max = isNumber ? high : std::numeric_limits<double>::quiet_NaN();
     if (ends.min == 0.0)
@@ -164,7 +165,7 @@ Ends endsOf(const Selection &selection)
 
 double sampleDeviation(const Sum &squares)
 {
-    // The variance, times n, and not the bare sum: the last digits differ.
+    // The variance times n instead of the sum itself: the last digits differ.
     const double n = squares.count;
     return squares.count < 2 ? 0.0 : std::sqrt(squares.mean() * n / (n - 1.0));
 }

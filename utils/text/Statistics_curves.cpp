@@ -38,7 +38,7 @@ static bool isSentOn(double value, double edge, double tolerance)
     return value > edge && std::abs(value - edge) > tolerance;
 }
 
-/// The largest value that \p edge does not send on.
+/// The largest value that does not continue after \p edge.
 static double reachOf(double edge, double tolerance)
 {
     const auto isKept = [=](quint64 key) { return !isSentOn(fromKey(key), edge, tolerance); };
@@ -56,12 +56,13 @@ static double reachOf(double edge, double tolerance)
     return fromKey(kept);
 }
 
-/// The bins of a histogram, of which a value belongs into the first whose edge does not send it on.
+/// The bins of a histogram. A value belongs into the first bin whose edge does not send it on to
+/// the next.
 class Bins
 {
 public:
-    /// The last of \p edges sends nothing on. \p first is how far the first bin is away from \p
-    /// low, in bins, as far as is known.
+    /// The last edge sends no value on. \p first is the approximate distance of the first bin from
+    /// \p low, in bins.
     Bins(const QList<double> &edges, double low, double width, int first, double tolerance)
         : m_low(low), m_perStep(steps / width), m_before(static_cast<double>(first) * steps),
           m_lastPosition((edges.size() - 0.5) * steps)
@@ -72,7 +73,7 @@ public:
         m_isEven = areStepsEven();
     }
 
-    /// NaN is in the last one.
+    /// The index of the bin of \p value. NaN is in the last bin.
     int indexOf(double value) const
     {
         if (m_isEven)
@@ -83,17 +84,17 @@ public:
         return static_cast<int>(found - m_reaches.begin());
     }
 
-    /// Adds to \p found, by bin, how many of \p count values are in it.
+    /// Adds the number of \p values in each bin to \p found.
     void count(const double *values, int count, std::vector<int> &found) const
     {
-        static const int few = 32; // whose positions are kept beside the registers
+        static const int few = 32; // positions in the first-level cache
         static const int ahead = 512;
         int *const counts = found.data();
         int i = 0;
         for (; m_isEven && i + few <= count; i += few) {
             for (int j = 0; j < few && i + few + ahead <= count; j += 8)
                 prefetch(values + i + ahead + j);
-            // A loop of its own, of which compilers make one that takes several values at a time.
+            // A separate loop, so that compilers can vectorize it.
             quint32 positions[few];
             quint32 near = 0;
             for (int j = 0; j < few; ++j) {
@@ -113,9 +114,9 @@ public:
     }
 
 private:
-    // Bins are cut into steps, so few that the positions in all of them are whole numbers.
+    // Bins are divided into steps, so few that all positions fit into an int.
     static const quint32 steps = 2048;
-    static const quint32 nearSteps = 2; // to an edge, which is where tolerance and rounding decide
+    static const quint32 nearSteps = 2; // to an edge, where tolerance and rounding decide
 
     quint32 positionOf(double value) const
     {
@@ -138,9 +139,10 @@ private:
         return index;
     }
 
-    // Positions rise with the values. So when the values at each edge are near it by their
-    // position, all others are in the bin of theirs. They are not where edges are so close that
-    // many of them are rounded to one, or where the bins start at an infinite value.
+    // Positions ascend with the values. So when the positions of the values at each edge are near
+    // this edge, all other values are in the bin of their position. This is not the case when edges
+    // are so close that many of them are rounded to one, or when the bins start at an infinite
+    // value.
     bool areStepsEven() const
     {
         for (quint32 i = 1; i < m_reaches.size(); ++i) {
@@ -157,14 +159,14 @@ private:
     double m_low;
     double m_perStep;
     double m_before;
-    // The middles of the first and the last bin, beyond which all values are in these. Both are
-    // held as numbers: with a constant, compilers make more of the loop in count() than it is.
+    // The middle of the first and the last bin: all values beyond are in these bins. Both are
+    // members because compilers generate worse code for the loop in count() if one is a constant.
     double m_firstPosition = 0.5 * steps;
     double m_lastPosition;
     bool m_isEven;
 };
 
-/// The largest value that is finite, and what is below every other when there is none.
+/// The largest finite value, or -infinity when there is none.
 static double largestFinite(const Selection &selection, const Ends &ends)
 {
     if (std::isfinite(ends.max))
@@ -200,8 +202,9 @@ int Statistics::histogramData(const Data::Array &array, int bins, QList<int> &co
     QList<double> opened{low + width};
     const auto openNext = [&] { opened.append((before + opened.size() + 1) * width + low); };
 
-    // A value goes on from edge to edge, so its bin does not depend on the values before it, and
-    // the largest opens as many bins as all of them together. Without a width there is no end.
+    // A value is sent on from edge to edge, so its bin does not depend on the previous values, and
+    // the largest value opens as many bins as all values together. With a width of zero this would
+    // never end.
     const double largest = largestFinite(selection, ends);
     while (width > 0.0 && opened.size() < maxBins && isSentOn(largest, opened.last(), tolerance))
         openNext();
@@ -210,7 +213,7 @@ int Statistics::histogramData(const Data::Array &array, int bins, QList<int> &co
     std::vector<int> found(static_cast<size_t>(opened.size()));
     forEachRun(selection,
                [&](const double *values, int count) { all.count(values, count, found); });
-    // Holes were counted like any number, which is faster than to look for them.
+    // Holes were counted like numbers, which is faster than testing for them.
     found[all.indexOf(Data::noValue)] -= selection.size() - ends.count;
 
     while (before + opened.size() < wanted && opened.size() < maxBins) {

@@ -13,8 +13,8 @@ namespace Utils {
 
 namespace {
 
-/// The key of a number, in the memory of that number. It is never read as one, which not every
-/// machine would leave as it is.
+/// The key of a number, stored in the memory of that number. It is never read as a double, because
+/// not every processor preserves all bits of one.
 struct StoredKey
 {
     char bytes[sizeof(quint64)];
@@ -31,8 +31,8 @@ struct StoredKey
 
 } // namespace
 
-/// Puts numbers in order by their keys. These tell all values apart, so that whatever way they are
-/// sorted in, the result is the same to the last bit.
+/// Sorts numbers by their keys. Different values have different keys, so every algorithm yields the
+/// same result to the last bit.
 static void sortNumbers(QVector<double> &numbers)
 {
     const auto isBefore = [](double left, double right) { return keyOf(left) < keyOf(right); };
@@ -70,10 +70,10 @@ static QVector<double> reduced(const Selection &selection)
     return values;
 }
 
-/// The values of a selection by their place in the order, found without sorting.
+/// The values of a selection by their position in sorted order, found without sorting.
 ///
-/// A place is narrowed down by sixteen bits of the key at a time, by counting, until the values
-/// that share all bits so far are few enough to be gathered.
+/// Narrows a position down by counting, sixteen bits of the key at a time, until the values that
+/// have all these bits in common are few enough to be gathered.
 class Ranking
 {
 public:
@@ -105,16 +105,16 @@ private:
     static const int stepValues = 1 << stepBits;
     static const int mostGathered = 1 << 16;
 
-    /// All values whose keys begin alike.
+    /// All values whose keys start with the same bits.
     struct Window
     {
         bool holds(quint64 key) const { return freeBits == 64 || key >> freeBits == start; }
 
-        int freeBits = 64; ///< how many bits of the key are not the same
-        quint64 start = 0; ///< those that are
-        int first = 0;     ///< the place of the first of them
+        int freeBits = 64; ///< the number of bits that differ
+        quint64 start = 0; ///< the common bits
+        int first = 0;     ///< the position of the first value
         int size = 0;
-        std::vector<int> counts; ///< by the next bits
+        std::vector<int> counts; ///< the number of values by the next bits
     };
 
     std::vector<int> countsBelow(const Window &window) const
@@ -146,7 +146,7 @@ private:
         if (window.freeBits > 0) {
             gather(window);
         } else {
-            m_first = place; // all are the same
+            m_first = place; // all values are equal
             m_gathered.assign(1, window.start);
         }
     }
@@ -164,7 +164,7 @@ private:
 
     const Selection &m_selection;
     Window m_all;
-    int m_first = 0;                 // the place of the first of those gathered
+    int m_first = 0;                 // the position of the first gathered value
     std::vector<quint64> m_gathered; // keys
 };
 

@@ -9,7 +9,7 @@
 #include <algorithm>
 
 // How Statistics reads columns. The function for each value is a template parameter, so that the
-// compiler makes one loop of both.
+// compiler inlines it into the loop.
 
 namespace Utils {
 
@@ -63,7 +63,8 @@ private:
     int m_size;
 };
 
-/// Calls \p visit with a pointer to values and their count, until all were passed, even holes.
+/// Calls \p visit with a pointer to values and their count, until all values, including holes, were
+/// passed.
 template <typename Visit>
 void forEachRun(const Selection &selection, Visit visit)
 {

@@ -11,11 +11,11 @@ namespace Utils {
 
 static const QLatin1Char backslash('\\');
 
-// A text of that many characters is given up: each backslash in the characters to escape doubles
-// the backslashes that are there.
+// A text of this length or more yields "": each backslash in the characters to escape doubles the
+// existing backslashes.
 static const qint64 mostCharacters = 1 << 29;
 
-/// What stands behind the backslash in the escape sequence of \p character.
+/// The letter after the backslash in the escape sequence of \p character.
 static QChar escapeLetter(QChar character)
 {
     switch (character.unicode()) {
@@ -30,7 +30,8 @@ static QChar escapeLetter(QChar character)
     }
 }
 
-/// Something by character. Asking is cheap for those of ASCII, and while there are no others.
+/// A map from character to value. Lookup is fast for ASCII, and as long as the map contains nothing
+/// else.
 template <typename Value>
 class CharacterMap
 {
@@ -41,7 +42,7 @@ public:
         return place < 0 ? nullptr : &m_values[static_cast<std::size_t>(place)];
     }
 
-    /// All values, in no order.
+    /// All values, in no particular order.
     std::vector<Value> &values() { return m_values; }
 
     Value &operator[](QChar character)
@@ -69,17 +70,17 @@ private:
         return m_others.isEmpty() ? -1 : m_others.value(code, -1);
     }
 
-    int m_ascii[asciiSize] = {}; // places from 1 on
+    int m_ascii[asciiSize] = {}; // positions, counted from 1
     QHash<ushort, int> m_others;
     std::vector<Value> m_values;
 };
 
-/// What becomes of each character when backslashes are doubled and then one character after the
+/// The result for each character when the backslashes are doubled and then one character after the
 /// other is replaced by its escape sequence in the whole text.
 ///
-/// It is always some backslashes and a last character: an escape sequence puts one more in front of
-/// each, and that of the backslash doubles them. So they are counted, rather than put into a text
-/// that is gone through for every character.
+/// The result is always some backslashes and a last character: an escape sequence inserts one more
+/// backslash before a character, and that of the backslash doubles them. So backslashes are
+/// counted, instead of rewriting the text for every character.
 class Escapes
 {
 public:
@@ -96,14 +97,14 @@ public:
                 addBackslashBehindLetter(character);
             } else if (!m_escapes.find(character)) {
                 addBackslash(m_escapes[character], letter);
-            } // else it does not stand in the text any more
+            } // else the text does not contain it any more
         }
         for (Escape &escape : m_escapes.values())
             escape.backslashes = doubled(escape.backslashes, m_doublings - escape.doublings);
         m_escapes[backslash] = {backslash, doubled(2, m_doublings) - 1, m_doublings};
     }
 
-    /// "" when that is too long.
+    /// Returns "" when the result is too long.
     QString apply(const QString &text)
     {
         qint64 size = text.size();
@@ -131,7 +132,7 @@ private:
     struct Escape
     {
         QChar letter;
-        qint64 backslashes = 0; // at the moment of the last change
+        qint64 backslashes = 0; // at the time of the last change
         int doublings = 0;      // in front of it
     };
 
@@ -147,7 +148,7 @@ private:
         escape.letter = letter;
     }
 
-    // The letter in the escape sequence of a blank is like any other one.
+    // The letter in the escape sequence of a blank is escaped like any other letter.
     void addBackslashBehindLetter(QChar letter)
     {
         for (const char blank : {' ', '\t', '\n'}) {
@@ -160,17 +161,17 @@ private:
     }
 
     CharacterMap<Escape> m_escapes;
-    int m_doublings = 0; // backslashes met so far
+    int m_doublings = 0; // backslashes found so far
 };
 
-/// The ends of \p text replaced by their escape sequences, for one character after the other.
+/// Replaces the ends of \p text by their escape sequences, for one character after the other.
 static QString escapeEnds(const QString &text, const QString &characters)
 {
     if (text.isEmpty() || characters.isEmpty())
         return text;
 
-    // Only backslashes come in: in front of the text and in front of its last character. The two
-    // ends of a single character are the same.
+    // Only backslashes are inserted: before the text and before its last character. For a single
+    // character, both ends are the same.
     const bool isSingle = text.size() == 1;
     QChar first = text.front();
     QChar last = text.back();
@@ -208,7 +209,8 @@ Data::String StringUtil::escape(Data::String text, const Data::String &chars,
     return escapeEnds(Escapes(chars).apply(text), edgeChars);
 }
 
-/// \p text with each backslash and letter that is in \p characters replaced by what is held there.
+/// Replaces each backslash followed by a letter in \p characters by the character that is stored
+/// there for this letter.
 static QString replaceSequences(const QString &text, CharacterMap<QChar> &characters)
 {
     QString replaced(text.size(), Qt::Uninitialized);
@@ -226,15 +228,15 @@ static QString replaceSequences(const QString &text, CharacterMap<QChar> &charac
 
 Data::String StringUtil::unescape(Data::String text, const Data::String &chars)
 {
-    // No sequence holds another one, nor comes to do so, so all are replaced at once. The first
-    // character of those with the same letter gets it.
+    // No sequence contains another one, or forms one after a replacement, so all are replaced at
+    // once. Of several characters with the same letter, the first one is used.
     CharacterMap<QChar> characters;
     for (const QChar character : chars) {
         if (!characters.find(escapeLetter(character)))
             characters[escapeLetter(character)] = character;
     }
 
-    // The placeholder only shows where the text has some of it.
+    // The placeholder matters only if the text contains a part of it.
     if (!text.contains(QLatin1Char('*'))) {
         characters[backslash] = backslash;
         return replaceSequences(text, characters);

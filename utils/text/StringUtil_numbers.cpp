@@ -15,7 +15,7 @@ namespace Utils {
 static const char usualFormat = 'g';
 static const int usualPrecision = 6;
 
-/// Whether output() leaves the locale alone; frozen by the first call.
+/// Whether output() ignores the locale; determined by the first call.
 static bool isTesting()
 {
     static const bool testing = Data::saysYes(Data::String(std::getenv("TQA_TESTING")));
@@ -51,7 +51,7 @@ double StringUtil::displayNumber(const Data::String &text)
 {
     bool isNumber = false;
     const double number = QLocale().toDouble(text, &isNumber);
-    return isNumber ? number : 0.0; // of a number too large Qt gives the infinity
+    return isNumber ? number : 0.0; // for a too large number Qt returns infinity
 }
 
 double StringUtil::displayNumber(const Data::Variant &value)

@@ -21,7 +21,7 @@ static QStringList splitItems(const QString &text, char pairSep)
     return items.split(QLatin1String("]["));
 }
 
-/// What \p items hold. Later entries replace earlier ones of the same key.
+/// The properties in \p items. Later entries replace earlier ones with the same key.
 template <typename Value>
 static QMap<Data::String, Value> toMap(const QStringList &items, char keySep)
 {

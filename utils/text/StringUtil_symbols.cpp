@@ -15,10 +15,10 @@ static const char *const greekLetters[] = {
                                                        // would go with it have no entity
     "Sigma", "Tau", "Upsilon", "Phi", "Chi", "Psi", "Omega"};
 
-// Looked for one by one: a table that is looked up faster would be gone when static objects of a
-// host still show texts at the end of the process, and it is seldom that a name is looked for.
+// Searched linearly: a hash table would already be destroyed when static objects of a host show
+// texts at the end of the process, and names are rarely searched.
 
-/// The code point of the Greek letter \p name, a capital when that begins with one. 0 for none.
+/// The code point of the Greek letter \p name, a capital if the name begins with one. 0 if unknown.
 static uint greekLetter(const QStringRef &name)
 {
     if (name.isEmpty())
@@ -37,7 +37,7 @@ static uint greekLetter(const QStringRef &name)
     return 0;
 }
 
-/// The code point that \p entity stands for, from its "&" to its ";". 0 when it is none.
+/// The code point of \p entity, a text from its "&" to its ";". 0 when it is not an entity.
 static uint codePointOf(const QString &entity)
 {
     if (!entity.startsWith(QLatin1String("&#")))
@@ -56,24 +56,24 @@ static uint codePointOf(const QString &entity)
 
 /// Replaces the entities of a text, in one pass over it.
 ///
-/// What it stands for: again and again the first entity of the text is replaced, and with it all
-/// that look like it in the whole text, until the first "&" begins none. Done like that, each
-/// different entity costs a pass. What makes it more than a look at one entity after the other is
-/// that a replacement may put in a "&", a ";" or a letter of a name, and so form a new entity
-/// further on, which was not there yet when its like was replaced.
+/// The result is defined as follows: again and again, the first entity of the text is replaced,
+/// together with all equal ones in the whole text, until the first "&" does not begin an entity.
+/// Implemented like that, each different entity would cost a pass. Replacing one entity after the
+/// other does not suffice: a replacement may insert a "&", a ";" or a letter of a name, and so form
+/// a new entity further on, which did not exist yet when the equal ones were replaced.
 ///
-/// So the replacements are numbered, and each character knows the number of the one that put it in,
-/// 0 when none did. An entity came to be with the last of its characters, and was replaced by the
-/// first replacement of its like after that. Entities nest as brackets do, "&" opening and ";"
-/// closing: a piece of text between them with neither inside is replaced or blocks what is around
-/// it, since no entity holds another ";".
+/// So replacements are numbered, and each character has the number of the replacement that inserted
+/// it, 0 for none. An entity exists from the latest replacement that inserted one of its
+/// characters, and is replaced by the first later replacement of an equal entity. Entities nest
+/// like brackets, "&" opens and ";" closes: a piece between them without other brackets is either
+/// replaced or blocks the text around it, because no entity contains another ";".
 class SymbolReader
 {
 public:
     QString read(const QString &text)
     {
         m_replaced.reserve(text.size());
-        m_open.reserve(16); // and stays, where an empty text would lose its memory
+        m_open.reserve(16); // kept, whereas an empty text would release it
         for (const QChar character : text)
             add(character, 0);
         giveUpOpen();
@@ -87,16 +87,16 @@ private:
         uint codePoint;
     };
 
-    /// A "&" whose ";" has not come yet.
+    /// A "&" whose ";" has not been found yet.
     struct Open
     {
         int start;  // in m_open
-        int number; // of the latest replacement that put a character in
+        int number; // of the latest replacement that inserted a character
     };
 
     void add(QChar character, int number)
     {
-        // Each round closes an entity; the character that it stands for may close one more.
+        // Each iteration closes an entity; the resulting character may close another one.
         for (;;) {
             if (character == QLatin1Char('&'))
                 m_opens.push_back({m_open.size(), number});
@@ -127,7 +127,7 @@ private:
         }
     }
 
-    /// What has replaced \p entity since the replacement \p number, or replaces it now.
+    /// The first replacement of \p entity after the replacement \p number; or a new one, made now.
     Replacement replacementOf(const QString &entity, int number)
     {
         const auto done = m_done.constFind(entity);
@@ -140,8 +140,8 @@ private:
                 return *next;
         }
 
-        // Only the first entity of the text is replaced anew. Behind the first "&" that begins
-        // none, nothing is.
+        // A new replacement is made only for the first entity of the text. After the first "&" that
+        // does not begin an entity, none is made.
         const bool isFirst = m_opens.size() == 1 && !m_isStopped;
         const uint codePoint = isFirst ? codePointOf(entity) : 0;
         if (codePoint == 0) {
@@ -152,7 +152,7 @@ private:
         return {m_count, codePoint};
     }
 
-    /// What is open begins no entity: it stays as it is.
+    /// The open text does not begin an entity and remains unchanged.
     void giveUpOpen()
     {
         m_replaced += m_open;
@@ -160,7 +160,7 @@ private:
         m_opens.clear();
     }
 
-    QString m_replaced;                              // what is done with
+    QString m_replaced;                              // the finished text
     QString m_open;                                  // the text from the first "&" that is open
     std::vector<Open> m_opens;                       // from the outer to the inner ones
     QHash<QString, std::vector<Replacement>> m_done; // in the order of their numbers

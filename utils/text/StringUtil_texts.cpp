@@ -31,7 +31,7 @@ QStringList StringUtil::replaceInList(const QStringList &list, const Data::Strin
     return replaced;
 }
 
-/// \p text, in bold instead of a "*" in front.
+/// Returns \p text; if it starts with "*", without it and in bold.
 static QString tableText(const QString &text)
 {
     if (!text.startsWith(QLatin1Char('*')))
@@ -87,7 +87,7 @@ Data::String StringUtil::makeLabel(Data::String name, bool keepCase)
         return name;
 
     QString label = name.front().toUpper();
-    bool previous = !name.front().isDigit(); // whether a capital belongs to what is before it
+    bool previous = !name.front().isDigit(); // whether a capital belongs to the previous word
     for (int at = 1; at < name.size(); ++at) {
         const QChar character = name.at(at);
         const bool startsWord = character.isUpper() && !previous &&
@@ -103,7 +103,7 @@ Data::String StringUtil::makeLabel(Data::String name, bool keepCase)
     return label;
 }
 
-/// Whether \p line, which follows \p lineBefore, starts something of its own.
+/// Whether \p line, which follows \p lineBefore, starts a new paragraph or item.
 static bool startsAnew(const QStringRef &line, const QStringRef &lineBefore)
 {
     const QStringRef trimmed = line.trimmed();
@@ -120,8 +120,8 @@ static bool startsAnew(const QStringRef &line, const QStringRef &lineBefore)
 Data::String StringUtil::combineLines(const Data::String &text, const Data::String &separator,
                                       const Data::String &lineBreak)
 {
-    // The lines are cut as QString::split() does it: an empty separator stands in front of each
-    // character and at the end.
+    // The lines are split as by QString::split(): an empty separator matches before each character
+    // and at the end.
     const int step = separator.isEmpty() ? 1 : 0;
     int end = text.indexOf(separator);
     QStringRef line = text.leftRef(end); // all, for -1
