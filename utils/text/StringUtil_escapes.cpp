@@ -133,7 +133,7 @@ private:
     {
         QChar letter;
         qint64 backslashes = 0; // at the time of the last change
-        int doublings = 0;      // in front of it
+        int doublings = 0;      // before the last change
     };
 
     static qint64 doubled(qint64 count, int times)

@@ -9,8 +9,8 @@
 namespace Utils {
 namespace Xml {
 
-/// The names in the toolkit's text of a start tag, which are between a blank and an equals sign.
-/// Values are in double quotes, and have none of them within.
+/// The names in a start tag as written by Qt, where each name is between a blank and an equals
+/// sign. Values are in double quotes, and contain none.
 static QStringList namesInTag(const QString &tag)
 {
     QStringList names;
@@ -35,8 +35,8 @@ QList<QDomNode> manyAttributes(const QDomElement &element)
     const QDomNamedNodeMap map = element.attributes();
     const QStringList names = namesInTag(tag);
     QList<QDomNode> attributes;
-    // Other names come from namespaces, from what no file could hold, and from attributes that are
-    // there twice.
+    // The names differ for namespaces, for names that a file cannot contain, and for attributes
+    // that exist twice.
     const QSet<QString> different(names.begin(), names.end());
     if (names.size() == map.count() && different.size() == names.size()) {
         for (const QString &name : names)

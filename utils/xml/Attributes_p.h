@@ -10,7 +10,7 @@ namespace Xml {
 /// hours for very many.
 constexpr int fewAttributes = 100;
 
-/// All attributes of \p element, also when these are very many.
+/// All attributes of \p element; fast even for very many.
 QList<QDomNode> manyAttributes(const QDomElement &element);
 
 /// Calls \p visit with each attribute of \p element, as a QDomNode, in no particular order. It must

@@ -23,7 +23,7 @@ namespace Xml {
 static const QLatin1Char dot('.');
 static const QLatin1String elementPrefix("docElem:");
 
-/// As a processor converts: what an int cannot hold is its lowest.
+/// Converts like a processor: a value that is out of range becomes the lowest int.
 static int truncated(double value)
 {
     constexpr double limit = 2147483648.0;
@@ -32,7 +32,7 @@ static int truncated(double value)
     return std::numeric_limits<int>::min();
 }
 
-/// Two decimals. 0.4 and not 0.5, so that half a unit is cut off.
+/// Rounds to two decimals. Adds 0.4, not 0.5, so that half a unit is rounded down.
 static double rounded(double version) { return truncated(version * 100.0 + 0.4) * 0.01; }
 
 /// The digits at the start of \p text, with the first "." and those that follow a second one.
@@ -71,12 +71,12 @@ static ParseLimits bearableLimits()
     return limits;
 }
 
-// QXmlInputSource is said to be on its way out, while it is what QDomDocument reads every device
-// by. Only here can be seen what the parser sees, in whatever encoding the file is.
+// QXmlInputSource is deprecated, but QDomDocument uses it to read every device. Only here is the
+// text available as the parser receives it, in any encoding of the file.
 QT_WARNING_PUSH
 QT_WARNING_DISABLE_DEPRECATED
 
-/// Hands a file to the toolkit's parser, up to where it goes beyond what that bears.
+/// Passes a file to Qt's parser, up to the position where it exceeds the limits of ParseGuard.
 class GuardedSource : public QXmlInputSource
 {
 public:
@@ -91,8 +91,8 @@ protected:
     {
         QString text = QXmlInputSource::fromRawData(data, beginning);
         bool isAccepted = m_guard.accepts(text, data.size(), m_size);
-        // The parser looks for each entity in all others as they come, so it gets none before all
-        // of them are known to be few enough.
+        // The parser searches each entity for all others as soon as it is declared, so the parser
+        // receives none before all declarations have been found to be few enough.
         while (isAccepted && m_guard.isInDeclarations()) {
             const QByteArray more = m_file->read(declarationsSize);
             if (more.isEmpty())
@@ -101,19 +101,19 @@ protected:
             isAccepted = m_guard.accepts(moreText, more.size(), m_size);
             text += moreText;
         }
-        return isAccepted ? text : QString(); // no text ends the document
+        return isAccepted ? text : QString(); // an empty text ends the document
     }
 
 private:
-    static constexpr qint64 declarationsSize = 64 * 1024; // bytes that are read at once
+    static constexpr qint64 declarationsSize = 64 * 1024; // bytes read at once
 
     QFile *const m_file;
     const qint64 m_size;
     ParseGuard m_guard;
 };
 
-/// Reads \p file into \p document. False, with what is wrong and where in \p error, when it is not
-/// well-formed or goes beyond the limits of ParseGuard.
+/// Reads \p file into \p document. Returns false and sets \p error to the reason and its position
+/// when the file is not well-formed or exceeds the limits of ParseGuard.
 static bool parse(QFile &file, QDomDocument &document, Data::String &error)
 {
     GuardedSource source(&file);
@@ -129,8 +129,8 @@ static bool parse(QFile &file, QDomDocument &document, Data::String &error)
         line = guard.line();
         column = guard.column();
     }
-    // The parser takes any place for the end from where nothing more is read. What is in front of a
-    // bad block may be a document by chance.
+    // The parser treats any position where nothing more can be read as the end. The content before
+    // an unreadable block may be a valid document by chance.
     file.unsetError();
     if (isRead && (!file.read(1).isEmpty() || file.error() != QFile::NoError)) {
         isRead = false;

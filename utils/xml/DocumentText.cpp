@@ -21,16 +21,16 @@ static const QLatin1Char lineEnd('\n');
 
 int bearableDepth()
 {
-    // Qt's parser takes 340 bytes of the stack for each level, a copy of the tree 110 and its end
+    // Per level, Qt's parser uses 340 bytes of the stack, copying the tree 110 and destroying it
     // 60.
     constexpr std::size_t perLevel = 512;
-    constexpr std::size_t least = 256 * 1024; // where the stack is not known
+    constexpr std::size_t least = 256 * 1024; // if the stack size is unknown
     const std::size_t stack = Platform::freeStack();
     const std::size_t levels = (stack == 0 ? least : stack) / perLevel;
     return static_cast<int>(std::min<std::size_t>(levels, std::numeric_limits<int>::max()));
 }
 
-/// A text whose place in a QHash is that of seed 0.
+/// A text whose position in a QHash is that for the seed 0.
 struct UnseededText
 {
     QString text;
@@ -43,7 +43,7 @@ struct UnseededText
     friend uint qHash(const UnseededText &key, uint /*seed*/) { return ::qHash(key.text, 0U); }
 };
 
-/// The order of \p names in a QHash that they were put into in their own order.
+/// The order of \p names in a QHash into which they were inserted in their own order.
 static QVector<int> hashOrder(const QVector<QString> &names)
 {
     QHash<UnseededText, int> hash;
@@ -55,7 +55,7 @@ static QVector<int> hashOrder(const QVector<QString> &names)
     return order;
 }
 
-/// The codec by which the toolkit would write \p document.
+/// The codec that Qt would use to write \p document.
 static QTextCodec *codecOf(const QDomDocument &document)
 {
     const QDomNode first = document.firstChild();
@@ -72,29 +72,29 @@ static QTextCodec *codecOf(const QDomDocument &document)
     return codec ? codec : QTextCodec::codecForName("UTF-8");
 }
 
-/// Whether \p name is a name as files have it: a tag with such names is taken apart into them.
+/// Whether \p name is a name as in files: a tag is split correctly into such names.
 static bool isPlainName(const QString &name)
 {
     const auto isPlain = [](QChar character) {
         const ushort code = character.unicode();
-        // What is above "?" are letters, mostly.
+        // The characters above "?" are mostly letters.
         return code > '?' || (code > ' ' && code != '"' && code != '<' && code != '>' &&
                               code != '=' && code != '/' && code != '!' && code != '?');
     };
     return !name.isEmpty() && std::all_of(name.cbegin(), name.cend(), isPlain);
 }
 
-/// The name that the toolkit writes of \p node, without its prefix.
+/// The name that Qt writes for \p node, without its prefix.
 static QString writtenName(const QDomNode &node)
 {
     const QString name = node.nodeName();
     if (!name.contains(QLatin1Char(':')))
         return name;
-    const QString local = node.localName(); // null unless made for namespaces
+    const QString local = node.localName(); // null unless created with a namespace
     return local.isNull() ? name : local;
 }
 
-/// Whether \p character may have to be written as something else, whatever the codec.
+/// Whether \p character may have to be escaped with any codec.
 static bool isSpecial(ushort character)
 {
     return character == '<' || character == '>' || character == '&' || character == '"' ||
@@ -108,9 +108,9 @@ static bool isDeclaration(const QDomNode &node)
 
 /// The text of an XML declaration with \p data.
 ///
-/// The toolkit reads values with references in them, and between quotes or apostrophes; then it has
-/// them as they are between apostrophes, where it could not read them again. What a host made stays
-/// as it is.
+/// Qt reads values between quotes or apostrophes, and resolves references in them. It then stores
+/// the resolved values between apostrophes, where it could not read all of them again. A text that
+/// was set by the host remains unchanged.
 static QString declarationText(const QString &data)
 {
     const QString quoted = QStringLiteral("\\s*=\\s*('[^'<&]*'|\"[^\"<&]*\")");
@@ -123,7 +123,7 @@ static QString declarationText(const QString &data)
     QString text = data;
     if (data.endsWith(QLatin1Char('\'')) && !readable.match(data).hasMatch()) {
         const QRegularExpressionMatch match = toolkits.match(data);
-        for (const int group : {3, 1}) { // the last one first, which moves no other
+        for (const int group : {3, 1}) { // from the last, as this moves no other
             if (match.capturedStart(group) < 0)
                 continue;
             QString value = match.captured(group);
@@ -139,7 +139,7 @@ static QString declarationText(const QString &data)
 DocumentText::DocumentText(const QDomDocument &document)
     : m_document(document), m_codec(codecOf(document))
 {
-    // UTF-8, and those of 16 and 32 bits
+    // UTF-8, UTF-16 and UTF-32
     const int mib = m_codec->mibEnum();
     m_isUnicode = mib == 106 || (mib >= 1013 && mib <= 1019);
 }
@@ -157,7 +157,7 @@ QStringList DocumentText::pieces()
             node = closeElement();
             continue;
         }
-        // The document type follows the XML declaration.
+        // The document type is written after the XML declaration.
         if (!hasType && !isDeclaration(node)) {
             writeDocumentType();
             hasType = true;
@@ -176,7 +176,7 @@ QStringList DocumentText::pieces()
     return m_pieces;
 }
 
-/// The texts of declarations, each with its name, in the toolkit's order with seed 0.
+/// The texts of declarations, each with its name, in the order of Qt for the seed 0.
 static QString inHashOrder(QVector<QPair<QString, QString>> declarations)
 {
     std::sort(declarations.begin(), declarations.end());
@@ -189,21 +189,21 @@ static QString inHashOrder(QVector<QPair<QString, QString>> declarations)
     return texts;
 }
 
-/// The toolkit's text, with notations and entities in a fixed order.
+/// Writes the document type as Qt does, with notations and entities in a fixed order.
 void DocumentText::writeDocumentType()
 {
     const QDomDocumentType type = m_document.doctype();
     QVector<QPair<QString, QString>> notations;
     QVector<QPair<QString, QString>> entities;
-    // They are children as well. By their index in the map they would be found by counting, which
-    // takes hours where there are very many.
+    // Notations and entities are also children. Access by index to their map counts from the start,
+    // which would take hours for very many.
     for (QDomNode node = type.firstChild(); !node.isNull(); node = node.nextSibling()) {
         if (node.isNotation())
             notations.append({node.nodeName(), toolkitText(node)});
         else if (node.isEntity())
             entities.append({node.nodeName(), toolkitText(node)});
     }
-    // Where there are two of a name and one was removed, its map has none.
+    // If two had the same name and one was removed, the map contains neither.
     const auto readMap = [this](const QDomNamedNodeMap &map, auto &declarations) {
         if (declarations.size() == map.count())
             return;
@@ -222,8 +222,8 @@ void DocumentText::writeDocumentType()
     flushLine();
 }
 
-/// Writes the start tag of \p node. Gives what follows: its first child, or its next sibling if it
-/// has none.
+/// Writes the start tag of \p node. Returns the node to write next: its first child, or its next
+/// sibling if it has none.
 QDomNode DocumentText::openElement(const QDomNode &node)
 {
     const bool isLineStart = m_line.isEmpty();
@@ -267,7 +267,7 @@ QDomNode DocumentText::openElement(const QDomNode &node)
     return next;
 }
 
-/// Writes the end tag of the innermost element. Gives its next sibling.
+/// Writes the end tag of the innermost element. Returns its next sibling.
 QDomNode DocumentText::closeElement()
 {
     const Level level = m_levels.back();
@@ -332,7 +332,7 @@ void DocumentText::readAttributes(const QDomElement &element)
         m_sorted.push_back(&attribute);
 }
 
-/// By the text of each, of which what follows the name counts, too: "a1=" < "a=".
+/// Compares by the text of the attributes, including the "=" after the name: "a1=" < "a=".
 bool DocumentText::isBefore(const Attribute *left, const Attribute *right)
 {
     if (left->rank != right->rank)
@@ -350,7 +350,7 @@ bool DocumentText::isBefore(const Attribute *left, const Attribute *right)
     return oneNext < otherNext;
 }
 
-/// Sorts the attributes as they are laid out. False when that takes their text.
+/// Sorts the attributes in the order of the layout. False when that requires their text.
 bool DocumentText::sortByText()
 {
     for (Attribute &attribute : m_attributes) {
@@ -363,14 +363,14 @@ bool DocumentText::sortByText()
             attribute.rank = 1;
     }
     std::sort(m_sorted.begin(), m_sorted.end(), isBefore);
-    // The tree can be made to hold one twice.
+    // A host can create a tree that contains an attribute twice.
     const auto isSame = [](const Attribute *left, const Attribute *right) {
         return left->name == right->name;
     };
     return std::adjacent_find(m_sorted.begin(), m_sorted.end(), isSame) == m_sorted.end();
 }
 
-/// Sorts the attributes as the toolkit does with seed 0.
+/// Sorts the attributes as Qt does with the seed 0.
 void DocumentText::sortByHash()
 {
     const int count = static_cast<int>(m_sorted.size());
@@ -434,7 +434,7 @@ void DocumentText::indent()
 
 void DocumentText::add(QStringView text)
 {
-    if (text.isEmpty()) // as a null one is, which the array refuses in a debug build
+    if (text.isEmpty()) // null, too, which the array rejects in debug builds
         return;
     m_line.append(text.data(), static_cast<int>(text.size()));
 }
@@ -497,7 +497,7 @@ void DocumentText::endLine()
     m_piece.reserve(pieceSize + 1024);
 }
 
-/// Adds the line to the text. A tag that was written as it is laid out stays as it is, and so does
+/// Adds the line to the text. A tag that was written in the layout remains unchanged, and so does
 /// every line with an end tag.
 void DocumentText::flushLine()
 {

@@ -24,7 +24,7 @@ int bearableDepth();
 ///   every run: that of a QHash with the seed 0 into which they were inserted by name. In Qt the
 ///   seed, and so the order, differs from run to run.
 /// - Deeply nested elements do not overflow the stack.
-/// - Lines that are known to be in the layout already are not parsed again.
+/// - Lines that are already in the layout are not parsed again.
 class DocumentText
 {
 public:
@@ -77,7 +77,7 @@ private:
     const QDomDocument m_document;
     QTextCodec *m_codec;
     bool m_isUnicode;                    // everything can be encoded, even half a character
-    QHash<ushort, bool> m_encodable;     // of other codecs, for the characters asked for so far
+    QHash<ushort, bool> m_encodable;     // by other codecs, for the characters tested so far
     std::vector<Level> m_levels;         // the open elements
     std::vector<Attribute> m_attributes; // of the current element
     std::vector<Attribute *> m_sorted;   // the same, sorted

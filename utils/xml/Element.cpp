@@ -17,15 +17,16 @@ static const QLatin1Char blank(' ');
 static const QLatin1Char lineEnd('\n');
 static const QLatin1Char placeholderMark('%');
 
-/// Each text of an element doubles the next one when it is replaced, so that a paragraph of forty
-/// would fill the memory. No text is set once the joined text is longer than this...
+/// Replacing in one text of an element doubles the next one, so that a paragraph of forty texts
+/// would fill the memory. No more text is set when the joined text is longer than this...
 static constexpr qint64 maxGrownText = 8 * 1024 * 1024;
-/// ... and so many times longer than it was,
+/// ... and this many times longer than before,
 static constexpr qint64 maxGrowth = 100;
-/// or than this, which is not far from what a text can hold.
+/// or longer than this, which is near the maximum of a QString.
 static constexpr qint64 maxText = 128 * 1024 * 1024;
-/// The joined text is read for each text of an element, so that very many short ones would take
-/// hours: no text is set once so many characters were read, where a text counts as some, too.
+/// The joined text is read for each text of an element, so that very many short texts would take
+/// hours: no more text is set when this many characters were read, where each text counts as some
+/// characters, too.
 static constexpr qint64 maxRead = 1024LL * 1024 * 1024;
 static constexpr qint64 readPerText = 16;
 
@@ -81,14 +82,14 @@ bool Element::getAttribute(const QString &name, bool &value) const
     return true;
 }
 
-/// What a child adds to the text of its element.
+/// The part of a child in the text of its element.
 struct TextPart
 {
     QString text;
-    bool takesLineEnds = false; // at the end of the text in front
+    bool takesLineEnds = false; // removes those at the end of the previous text
 };
 
-/// The part of \p child, which is text or CDATA.
+/// The part of \p child, which must be text or CDATA.
 static TextPart textPart(const QDomNode &child)
 {
     QString text = child.nodeValue();
@@ -127,7 +128,7 @@ QList<QDomAttr> Element::orderedAttributes() const
     const QDomNamedNodeMap map = attributes();
     QStringList names;
     forEachAttribute(*this, [&](const QDomNode &attribute) { names.append(attribute.nodeName()); });
-    // By case first, so that names that differ in nothing else have one order.
+    // First sorted by case, so that names that differ only in case have a defined order.
     names.sort(Qt::CaseSensitive);
     std::stable_sort(names.begin(), names.end(), [](const QString &left, const QString &right) {
         return left.compare(right, Qt::CaseInsensitive) < 0;
@@ -153,7 +154,7 @@ void Element::appendSpace(Document &document)
     appendChild(document.createComment(QStringLiteral("*")));
 }
 
-/// \p value with \p oldValue replaced as a whole, as a part of a list, or as a placeholder.
+/// Replaces \p oldValue in \p value, as the whole value, as an item of a list, or as a placeholder.
 static QString replaced(const QString &value, const QString &oldValue, const QString &newValue)
 {
     if (value == oldValue)
@@ -210,7 +211,8 @@ static void replaceInTexts(const QDomElement &element, const QString &oldValue,
     qint64 read = 0;
     for (std::size_t i = 0; i < parts.size(); ++i) {
         read += text.size() + readPerText * static_cast<qint64>(parts.size());
-        // As long as nothing is replaced, what holds for one child holds for all.
+        // If the joined text does not contain the value for one child, it does not for any later
+        // one.
         if (text.size() > limit || read > maxRead || !text.contains(oldValue))
             break;
         children[i].setNodeValue(replaced(text, oldValue, newValue));
@@ -221,7 +223,7 @@ static void replaceInTexts(const QDomElement &element, const QString &oldValue,
 
 void Element::replaceInValues(const Data::String &oldValue, const Data::String &newValue)
 {
-    // Not by a call for each element, which would use up the stack where they nest deeply.
+    // Not recursive, because deeply nested elements would overflow the stack.
     QDomElement element = *this;
     while (!element.isNull()) {
         replaceInAttributes(element, oldValue, newValue);

@@ -13,14 +13,14 @@ static bool startsWith(QStringView text, QStringView start)
     return text.size() >= start.size() && std::equal(start.cbegin(), start.cend(), text.cbegin());
 }
 
-/// By code unit. The comparison of QStringView is a call into the toolkit, which costs more than
-/// most tokens, of which the first character tells.
+/// Compares code units. The comparison of QStringView is a function call into Qt, which is slower
+/// than comparing most tokens: they differ in their first character.
 static bool isBefore(QStringView left, QStringView right)
 {
     return std::lexicographical_compare(left.cbegin(), left.cend(), right.cbegin(), right.cend());
 }
 
-/// Puts \p text at \p target, and gives what is behind it.
+/// Writes \p text to \p target, and returns the position after it.
 static QChar *put(QStringView text, QChar *target)
 {
     return std::copy(text.cbegin(), text.cend(), target);
@@ -34,7 +34,7 @@ static QChar *put(QLatin1Char character, QChar *target)
 
 void LineLayout::append(QStringView text, QString &target)
 {
-    // No line gets longer: each token that is kept had a character behind it that is not.
+    // No line gets longer: a character after each kept token is dropped.
     const int before = target.size();
     target.resize(before + static_cast<int>(text.size()));
     QChar *end = target.data() + before;
@@ -82,7 +82,7 @@ static bool isTag(QStringView line)
            line[1] != QLatin1Char('!') && line[1] != QLatin1Char('?');
 }
 
-/// Reads the tokens of the trimmed line \p tag. False when it does not look like a start tag with
+/// Parses the tokens of the trimmed line \p tag. False when it does not look like a start tag with
 /// attributes.
 bool LineLayout::readTokens(QStringView tag)
 {
@@ -144,7 +144,7 @@ bool LineLayout::splitTag(QStringView tag)
     return hasBlank && hasValue;
 }
 
-/// Puts \p token where it is written.
+/// Stores \p token according to its position in the layout.
 void LineLayout::addToken(QStringView token)
 {
     if (m_tag.isEmpty())

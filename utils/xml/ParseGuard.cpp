@@ -22,7 +22,7 @@ static bool isQuote(QChar character)
     return character == QLatin1Char('"') || character == QLatin1Char('\'');
 }
 
-/// Whether the parser knows \p name by itself, whatever is declared for it.
+/// Whether \p name is predefined by the parser, which ignores declarations of it.
 static bool isPredefined(const QString &name)
 {
     for (const char *known : {"amp", "lt", "gt", "apos", "quot"}) {
@@ -32,7 +32,7 @@ static bool isPredefined(const QString &name)
     return false;
 }
 
-/// The character that \p reference, such as "#65" or "#x41", stands for.
+/// The character for \p reference, such as "#65" or "#x41".
 static QString referredCharacter(const QString &reference)
 {
     const bool isHex = reference.startsWith(QLatin1String("#x"));
@@ -40,7 +40,8 @@ static QString referredCharacter(const QString &reference)
     return code <= QChar::LastValidCodePoint ? QString::fromUcs4(&code, 1) : QString();
 }
 
-/// What the parser reads of an entity with \p text where quotes would end something.
+/// The text that the parser reads for an entity with \p text at positions where a quote would end
+/// the value.
 static QString quoted(const QString &text)
 {
     return replaceAll(replaceAll(text, QStringLiteral("\""), QStringLiteral("&quot;")),
@@ -94,7 +95,7 @@ void ParseGuard::readOpenEntities()
     }
 }
 
-/// Reads what is nothing but text, which most of a document is. Returns where something else
+/// Skips plain text, the largest part of most documents. Returns the position where something else
 /// begins.
 const QChar *ParseGuard::skip(const QChar *at, const QChar *end)
 {
@@ -180,7 +181,7 @@ void ParseGuard::readContent(QChar character)
         startReference(character, m_state);
 }
 
-/// Reads what follows a "<".
+/// Reads the character after a "<".
 void ParseGuard::readMarkup(QChar character)
 {
     m_previous = QChar();
@@ -218,7 +219,7 @@ void ParseGuard::readEndTag(QChar character)
     }
 }
 
-/// Reads what follows a "<!".
+/// Reads the characters after a "<!".
 void ParseGuard::readDeclaration(QChar character)
 {
     m_run = 0;
@@ -231,7 +232,7 @@ void ParseGuard::readDeclaration(QChar character)
         m_state = m_home == State::Subset ? State::Keyword : State::DocType;
 }
 
-/// Reads a comment or CDATA, which ends at two of \p mark and a ">".
+/// Reads a comment or CDATA, which ends with two \p mark and a ">".
 void ParseGuard::readUpToRun(QChar character, QChar mark)
 {
     if (character == QLatin1Char('>') && m_run >= 2)
@@ -360,7 +361,7 @@ void ParseGuard::readReference(QChar character)
         return;
     }
 
-    // It was none.
+    // It was not a reference.
     m_state = m_beforeReference;
     if (m_state == State::EntityValue)
         m_text += m_mark + m_name;
@@ -375,7 +376,7 @@ void ParseGuard::endReference()
         if (m_name.startsWith(QLatin1Char('#')))
             m_text += referredCharacter(m_name);
         else
-            m_text += m_mark + m_name + QLatin1Char(';'); // expanded where the entity is
+            m_text += m_mark + m_name + QLatin1Char(';'); // expanded when the entity is used
     } else if (isParameter) {
         open(m_parameters);
     } else if (!isPredefined(m_name)) {
@@ -393,7 +394,7 @@ void ParseGuard::open(Entities &entities)
     if (m_expanded > m_limit)
         refuse(QStringLiteral("entities expand to more than %1 characters").arg(m_limit));
 
-    // An entity in itself is not noticed before there are more of them than were declared. Until
+    // A recursive entity is detected only when more entities are open than were declared. Until
     // then it opens as many elements.
     if (m_sources.size() > std::max(m_entities.size(), m_parameters.size())) {
         m_sources.clear();
@@ -429,7 +430,7 @@ void ParseGuard::startEntityValue(QChar character)
         m_state = State::EntityValue;
         return;
     }
-    // What is in another file is not read. It is declared all the same.
+    // An entity in another file is not read, but is declared.
     declareEntity();
     quote(character, m_state, /*withReferences=*/false);
 }
@@ -445,7 +446,8 @@ void ParseGuard::endEntityValue()
     }
 }
 
-/// False when it was before: the first declaration of a name holds.
+/// Declares the current entity. False if it was declared before: the first declaration of a name
+/// counts.
 bool ParseGuard::declareEntity()
 {
     Entities &entities = m_isParameter ? m_parameters : m_entities;
@@ -454,7 +456,7 @@ bool ParseGuard::declareEntity()
     return entities.emplace(m_entity, Entity{m_text}).second;
 }
 
-/// The parser calls itself for each group of a declaration.
+/// Counts the groups of a declaration, because the parser is recursive for each of them.
 void ParseGuard::readGroups(QChar character)
 {
     if (character == QLatin1Char('('))

@@ -20,8 +20,8 @@ struct ParseLimits
     qint64 search = 8LL * 1024 * 1024 * 1024;
 };
 
-/// Reads a document before Qt's parser does, and refuses what would exceed the resources of the
-/// process there.
+/// Reads a document before Qt's parser does, and rejects it when the parser would exceed the
+/// resources of the process.
 ///
 /// Parser and tree overflow the stack when elements, or the groups in a declaration, are nested
 /// deeply. They fill the memory or take very long when a small file has entities that expand to
@@ -70,7 +70,7 @@ private:
         EntityValue,
         AttributeList,
         OtherDeclaration,
-        Quoted,           // nothing is looked at up to the quote
+        Quoted,           // everything up to the quote is skipped
         QuotedReferences, // the same with references to entities
         Reference,        // after "&" or "%"
         Ended,            // the parser stops
