@@ -93,8 +93,8 @@ private:
 ///
 ///     Utils::Bindings::setStarted(sipAPI_Host, "_Host_started");
 ///
-/// \p mark is the name of an entry of `sys` that tells that the interpreter has the module: a
-/// second registration would damage it.
+/// \p mark is the name of an entry of `sys` that marks the module as registered in this
+/// interpreter: a second registration would damage it.
 inline bool prepare(sipExportedModuleDef &module, const char *mark)
 {
     static std::map<sipExportedModuleDef *, ModuleTables> known;

@@ -40,7 +40,7 @@ Py_ssize_t length(const QString &text)
 
 bool partOf(const QString &text, PyObject *index, Data::String &part)
 {
-    // One character of a text is asked for often, mostly of a text without surrogates.
+    // Requests for a single character are frequent, mostly in a text without surrogates.
     const long position = PyInt_Check(index) ? PyInt_AS_LONG(index) : -1;
     if (position >= 0 && position < text.size() && !hasSurrogates(text)) {
         part = QString(text.at(int(position)));

@@ -110,7 +110,7 @@ void LineFile::moveWindow(int offset, int size)
     if (!m_bytes)
         m_bytes.reset(new char[static_cast<std::size_t>(m_window.largest) + scanPadding]);
 
-    // There is a line feed between this line and its neighbor.
+    // There is a line feed between this line and its neighbour.
     const qint64 end = qint64(offset) + size;
     const bool goesOn = offset >= m_start && offset <= qint64(m_start) + m_count.count + 1;
     const bool goesBack = offset < m_start && end + 1 >= m_start;

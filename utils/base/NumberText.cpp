@@ -100,7 +100,7 @@ static bool round(Decimal &decimal, double value, int precision)
         return precision <= DBL_DIG && value >= DBL_MIN;
     }
 
-    // Consider the number exactly half way between two neighbors of that many digits. If it were
+    // Consider the number exactly half way between two neighbours of that many digits. If it were
     // between these digits and the value, it would be as short as the digits and nearer to the
     // value. So the digits are on the same side of it as the value, unless they equal it.
     char *const tail = decimal.digits + precision;

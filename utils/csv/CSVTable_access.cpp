@@ -190,7 +190,7 @@ int CSVTable::columnIndex(const Data::String &label, int *row)
     if (row && length < label.size())
         *row = label.midRef(length).toInt() - 1;
 
-    // Unsigned, so that a label that is too long for an int overflows without undefined behavior.
+    // Unsigned, so that a label that is too long for an int overflows without undefined behaviour.
     unsigned index = 0;
     for (int i = 0; i < length; ++i) {
         const auto character = static_cast<unsigned char>(label.at(i).toLatin1());

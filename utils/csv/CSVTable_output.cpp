@@ -102,8 +102,8 @@ bool CSVTable::write(const Data::String &path) const
         if (!isName(path) || !file.open(QIODevice::WriteOnly))
             return false;
 
-        // Writes the bytes that a QTextStream writes for all rows at once: "?" for an unpaired
-        // surrogate. Stops when the disk is full: rows after a gap would be useless.
+        // Writes the same bytes as a QTextStream that gets the text of all rows: "?" for an
+        // unpaired surrogate. Stops when the disk is full: rows after a gap would be useless.
         for (int row = 0; row < d->textData->numRows(); ++row) {
             d->textData->appendHeldRow(row, delimiter, lines);
             lines.append('\n');

@@ -70,7 +70,7 @@ private:
 /// How a table holds its cells in memory.
 struct CSVBackends
 {
-    /// The library's own.
+    /// The backends of the library.
     static CSVBackends standard();
 
     std::unique_ptr<CSVTextData> (*makeText)();

@@ -82,8 +82,8 @@ static bool copyAtOnce(const Data::String &source, const Data::String &target)
     if (from.entry != Entry::File || !QFile::copy(source, target)) // a pipe may have no end
         return false;
 
-    // For Qt, a file of unknown size is at its end at once. The copy may be larger than the source
-    // if that grows meanwhile or reports no size.
+    // For Qt, a file of unknown size is immediately at its end. The copy may be larger than the
+    // source if that grows meanwhile or reports no size.
     const EntryStatus to = fileStatus(target);
     if (to.entry == Entry::File && to.size >= from.size)
         return true;

@@ -26,7 +26,7 @@ static double fromQDateTime(const QDateTime &dateTime)
 static QDateTime toQDateTime(double time)
 {
     const double milliseconds = time * 1000.0;
-    if (!(std::abs(milliseconds) <= farthestMilliseconds)) // takes what is not a number, too
+    if (!(std::abs(milliseconds) <= farthestMilliseconds)) // true for NaN, too
         return {};
     return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(milliseconds));
 }
@@ -137,7 +137,7 @@ static QString unitWord(QLatin1String word, int count, int style)
 Data::String DateTime::toString(double seconds, int precision, int style)
 {
     const double length = std::abs(seconds);
-    if (!(length < std::numeric_limits<int>::max() + 1.0)) // takes what is not a number, too
+    if (!(length < std::numeric_limits<int>::max() + 1.0)) // true for NaN, too
         return {};
 
     const int total = static_cast<int>(length);

@@ -29,7 +29,7 @@ struct Item
     int position;
 };
 
-/// A fixed number of items. Not a vector, which would initialize all of them before they are set.
+/// A fixed number of items. Not a vector, which would initialise all of them before they are set.
 struct Items
 {
     explicit Items(std::size_t itemCount) : data(new Item[itemCount]), size(itemCount) {}
@@ -61,7 +61,7 @@ namespace {
 /// Sorts elements of which some are odd: for these the relation is not an order. So the sorts of
 /// the standard library cannot be used, and the result depends on the algorithm. This quicksort
 /// accepts any relation, because no scan leaves the range. Its pivot is the median of the first,
-/// the center and the last element.
+/// the centre and the last element.
 template <typename IsOdd, typename Relation>
 class QuickSort
 {

@@ -127,7 +127,8 @@ private:
         }
     }
 
-    /// The first replacement of \p entity after the replacement \p number; or a new one, made now.
+    /// The first replacement of \p entity after the replacement \p number; or a new one, which is
+    /// added.
     Replacement replacementOf(const QString &entity, int number)
     {
         const auto done = m_done.constFind(entity);

@@ -45,7 +45,7 @@ private:
         QString name;
         QString value;
         QString prefix;
-        QString space; // null when it was not made for namespaces
+        QString space; // null when created without a namespace
         int rank = 2;  // 0 of a "name", 1 of a "type"
     };
     /// Characters that are written as references, in addition to those that always are.

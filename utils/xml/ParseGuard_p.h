@@ -79,7 +79,7 @@ private:
     struct Entity
     {
         QString text;
-        QString quotedText = {}; // the text as read within quotes, made on first use
+        QString quotedText = {}; // the text as read within quotes, created on first use
     };
     using Entities = std::map<QString, Entity>;
 
