@@ -47,7 +47,7 @@ bool LineFile::findLines(const std::function<void()> &tick)
             if (size.count == 0)
                 break;
             for (int block = 0; block < size.count; block += blockSize) {
-                const int origin = start + block + 1; // the start of the line after feed 0
+                const int origin = start + block + 1; // start of the line after a feed at 0
                 const auto append = [&](int feed) { lines.append(origin + feed); };
                 const int length = std::min(blockSize, size.count - block);
                 m_hasZeroBytes |= scanLineFeeds(bytes.get() + block, length, append);

@@ -30,7 +30,7 @@ void CSVTablePrivate::useBackends(CSVTable &table, const CSVBackends &newBackend
 
 CSVTable::CSVTable(const Data::String &delimiter) : d(new CSVTablePrivate)
 {
-    d->addDelimiter(delimiter, /*alternate=*/false); // throws: rows would be split differently
+    d->addDelimiter(delimiter, /*alternate=*/false); // throws: else rows would be split differently
 }
 
 CSVTable::~CSVTable() = default;

@@ -7,7 +7,7 @@
 
 namespace Utils {
 
-/// The bytes of many rows, implicitly shared with the caller's array.
+/// The bytes of many rows, implicitly shared with the caller.
 class ByteChunk
 {
 public:

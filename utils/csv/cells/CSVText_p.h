@@ -7,8 +7,8 @@
 
 namespace Utils {
 
-/// An unchanged text, implicitly shared with the caller's: code units, or the UTF-8 of a file,
-/// which takes half the memory and is decoded one cell at a time.
+/// An unchanged text, implicitly shared with the caller: code units, or the UTF-8 of a file, which
+/// takes half the memory and is decoded one cell at a time.
 class CSVText
 {
 public:
