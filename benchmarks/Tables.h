@@ -7,9 +7,9 @@
 #include <random>
 #include <stdexcept>
 
-// The inputs of the programs that measure tables. The same seed gives the same table everywhere.
+// The inputs of the programs that measure tables. The same seed yields the same table everywhere.
 
-/// Rows of a time and nine measured values of one to six digits before and up to six behind the
+/// Rows of a time and nine measured values of one to six digits before and up to six after the
 /// point, as a logger writes them.
 inline QByteArray makeNumericTable(int rows, int columns, unsigned seed = 1)
 {

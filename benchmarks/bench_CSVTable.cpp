@@ -252,8 +252,8 @@ static double sumOf(const QList<double> &numbers)
     return std::accumulate(numbers.begin(), numbers.end(), 0.0);
 }
 
-/// Where the cells of a table without quotes end in its bytes. A cell begins behind the end of the
-/// one before.
+/// Where the cells of a table without quotes end in its bytes. A cell begins after the end of the
+/// previous one.
 static std::vector<int> cellEnds(const Input &input)
 {
     std::vector<int> ends;

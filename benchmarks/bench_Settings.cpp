@@ -38,8 +38,8 @@ static void getByToolkit(State &state, const Data::String &key, int expected)
     }
 }
 
-/// A folder with as many files as a recent list has paths. A link to it gives the files new names,
-/// which have not been checked yet.
+/// A folder with as many files as a recent list has paths. Through a link to it the files have new
+/// names, which have not been checked yet.
 class RecentFiles
 {
 public:

@@ -52,7 +52,7 @@ static std::vector<double> makeNumbers(Kind kind)
     return numbers;
 }
 
-/// Words and whatever else \p pieces has, in any order, up to \p size characters.
+/// Random picks of \p pieces, joined, up to \p size characters.
 static String makeText(int size, const QStringList &pieces)
 {
     std::mt19937 random(1);

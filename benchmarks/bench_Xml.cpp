@@ -1,5 +1,5 @@
-// Documents read and written beside the toolkit, and their layout beside another library's writer.
-// benchmarks/report tells how names and counters make pairs and targets.
+// Documents read and written, compared with Qt; and their layout, compared with the writer of
+// another library. benchmarks/report explains how names and counters make pairs and targets.
 
 #include "benchmarks/Pairs.h"
 #include "tests/xml/PlainLayout.h"

@@ -1,8 +1,8 @@
 # Where things lie below the prefix that they are installed to. All is relative to it, so that an
 # installed tree may be moved, unless CMAKE_INSTALL_LIBDIR and the like are set to other folders.
 
-# Debian's own folder for the libraries of an architecture, whatever the prefix: a package has the
-# layout of the tree that it was tested in.
+# Debian's own folder for the libraries of an architecture, for any prefix: a package has the layout
+# of the tree that it was tested in.
 if(EXISTS /etc/debian_version AND CMAKE_LIBRARY_ARCHITECTURE)
     set(CMAKE_INSTALL_LIBDIR "lib/${CMAKE_LIBRARY_ARCHITECTURE}"
         CACHE PATH "Folder of libraries below the prefix")

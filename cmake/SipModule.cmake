@@ -1,8 +1,8 @@
 # kelm_add_sip_module(<target> <Module> <file>...): adds a Python module to the sources of a target.
 #
 # The files are its definition, relative to the folder of this call's CMakeLists.txt; the module's
-# own one is <Module>/<Module>.sip, and whatever a definition includes or imports is named as it is
-# below that folder or below bindings/.
+# own one is <Module>/<Module>.sip, and the files that a definition includes or imports are named
+# relative to that folder or to bindings/.
 function(kelm_add_sip_module target module)
     list(TRANSFORM ARGN PREPEND "${CMAKE_CURRENT_SOURCE_DIR}/" OUTPUT_VARIABLE definition)
     file(GLOB imported CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/bindings/KelmData/*.sip")

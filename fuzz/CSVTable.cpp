@@ -1,5 +1,5 @@
-// Tables: the library answers as the plain table of its tests does, whatever is asked and changed,
-// and the three ways to hold cells agree where they are to.
+// Tables: after any calls and changes the library returns what the plain table of its tests
+// returns, and the three ways to store cells agree where they must.
 
 #include "utils/csv/CSVTable.h"
 

@@ -29,8 +29,8 @@ static void askElements(const QDomElement &parent)
         askElements(child);
 }
 
-/// Whether the file of \p document is to be read. Its XML declaration stays as it is, whatever
-/// encoding it names, and a line that starts and ends as a tag does, but is none, may be damaged.
+/// Whether the file of \p document is to be read. Its XML declaration stays as it is, with any
+/// encoding, and a line that starts and ends like a tag, but is none, may be damaged.
 static bool comesBack(const Document &document)
 {
     // Qt takes an encoding also from what begins as the declaration does.

@@ -9,7 +9,7 @@
 
 using Utils::FileByteReader;
 
-/// Where lines start. Line feeds behind a zero byte are not seen up to the end of the block, which
+/// Where lines start. Line feeds after a zero byte are not found up to the end of the block, which
 /// counts from \p start.
 static std::vector<int> lineStarts(const QByteArray &bytes, int start)
 {

@@ -24,7 +24,7 @@ static bool isRenamed(const String &key)
     return key.startsWith(general, Qt::CaseInsensitive) && !key.startsWith(general);
 }
 
-/// All values at \p group and below it. \p prefix is the group with a "/" behind it, or "".
+/// All values at \p group and below it. \p prefix is the group followed by "/", or "".
 static void collect(const Settings &settings, const String &group, const String &prefix,
                     QMap<QString, QVariant> &values)
 {

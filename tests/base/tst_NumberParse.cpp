@@ -31,17 +31,17 @@ static Outcome outcome(const Convert &convert)
     bool ok = false;
     const double value = convert(&ok);
     bool opposite = true;
-    convert(&opposite); // whatever the flag was
+    convert(&opposite); // the initial flag must not matter
     return Outcome(value, ok && opposite);
 }
 
-/// "" when all forms give what Qt gives, else the one that does not.
+/// "" when all forms return what Qt returns, else the form that does not.
 static QByteArray difference(const QByteArray &bytes)
 {
     const QString text = QString::fromUtf8(bytes.constData(), bytes.size());
     const Outcome ofBytes = outcome([&](bool *ok) { return bytes.toDouble(ok); });
     const Outcome ofText = outcome([&](bool *ok) { return text.toDouble(ok); });
-    // What stands behind the bytes must not matter.
+    // The bytes after the number must not matter.
     const QByteArray longer = bytes + "7e1";
 
     if (!(outcome([&](bool *ok) { return parseNumber(bytes, ok); }) == ofBytes))
@@ -55,7 +55,7 @@ static QByteArray difference(const QByteArray &bytes)
               return parseUtf8Number(longer.constData(), bytes.size(), ok);
           }) == ofText))
         return "UTF-8 " + bytes;
-    // Nor what stands in front of them; it may leave a number to the others.
+    // Nor those before it. parseDecimal() may leave a number to the other functions.
     const QByteArray bytesBehind = "9.8,7;-5e+43210." + bytes;
     const QString textBehind = QString::fromLatin1("9.8,7;-5e+43210.") + text;
     double value = 0.0;

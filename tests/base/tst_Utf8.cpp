@@ -32,7 +32,7 @@ static Decoded decode(const QByteArray &bytes)
     return {static_cast<int>(source - bytes.constData()), isValid, text};
 }
 
-/// Whether all of \p bytes is valid, to the toolkit.
+/// Whether Qt takes all of \p bytes for valid UTF-8.
 static bool isValid(const QByteArray &bytes)
 {
     QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);

@@ -1,9 +1,10 @@
 # -*- coding: utf-8 -*-
 """Compares the stubs, the text STUB, of the module MODULE with the module itself.
 
-It runs in Python 2.7, which cannot parse stubs, so they are read line by line. What a call takes is
-found out by calls that are refused: with an argument too few, too many, or of no use at each place.
-What it gives is taken from the module's definition, the texts DEFINITIONS by class.
+It runs in Python 2.7, which cannot parse stubs, so they are read line by line. The arguments
+of a call are found by calls that are refused: with one argument too few, one too many, or one of a
+wrong type at each position. The result is that of the module's definition, the texts DEFINITIONS by
+class.
 """
 
 import re

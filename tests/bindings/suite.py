@@ -52,8 +52,8 @@ class TestCase(unittest.TestCase):
     def assertRefusesTypes(self, name, call, good, minimum=None):
         """call, shown as name, wants arguments like the tuple good, the first minimum of them.
 
-        It must refuse one argument fewer, one more, and at each place None, an object and whatever
-        cannot stand for a text or a number that is wanted there.
+        It must refuse one argument fewer, one more, and at each position None, an object, and any
+        value that does not convert to the text or number expected there.
         """
         minimum = len(good) if minimum is None else minimum
         if minimum:
@@ -84,7 +84,7 @@ class FolderTestCase(TestCase):
         return os.path.join(self.folder, *names)
 
     def make(self, name, contents='x'):
-        """Writes a file, with the folders that it needs, and gives its path."""
+        """Writes a file, with the folders that it needs, and returns its path."""
         path = self.path(name)
         if not os.path.isdir(os.path.dirname(path)):
             os.makedirs(os.path.dirname(path))

@@ -1,5 +1,5 @@
 # Fails unless the library exports the two functions that make its modules, and nothing else of
-# what is behind them.
+# their implementation.
 execute_process(COMMAND "${NM}" -D --defined-only --format=posix "${LIBRARY}"
     OUTPUT_VARIABLE lines COMMAND_ERROR_IS_FATAL ANY)
 string(REGEX MATCHALL "[^\n]+" lines "${lines}")

@@ -1,8 +1,8 @@
 # -*- coding: utf-8 -*-
-"""Nothing is left behind by any call, neither objects nor references nor memory.
+"""No call leaks objects, references or memory.
 
-Each call is made ten thousand times in all, with texts of each kind, which are long enough for a
-copy of them that is left behind to show in the memory of the process.
+Each call is made ten thousand times in all, with texts of each kind. The texts are so long that a
+leaked copy shows in the memory of the process.
 """
 
 import gc
@@ -19,7 +19,7 @@ File, MemoryChecker, Process, Progress = (
 Settings, StringTable, WaitCursor, WorkspaceSettings = (
     Utils.Settings, Utils.StringTable, Utils.WaitCursor, Utils.WorkspaceSettings)
 
-# The sanitizers slow calls down, and find by themselves what was left behind by a few.
+# The sanitizers slow calls down, and find leaks of a few calls by themselves.
 COUNT = 1000 if testhost.sanitized else 10000
 TEXT = '/dev/null/' + 4000 * 'x'  # where nothing can be made
 KINDS = {'bytes': TEXT, 'unicode': unicode(TEXT), 'wrapped': Data.String(TEXT)}

@@ -94,7 +94,7 @@ struct Outcome
     QString output;
 };
 
-/// Runs the statements \p code, and gives the value of \p variable then.
+/// Runs the statements \p code and returns the value of \p variable.
 static Variant run(const String &code, const char *variable)
 {
     Variant result = variable;

@@ -9,8 +9,8 @@
 ///             break; // it needs no more than n
 ///     }
 ///
-/// A test that uses it links the target FailingMemory, whose functions stand in front of those of
-/// the C library.
+/// A test that uses it links the target FailingMemory, whose functions replace those of the C
+/// library.
 class FailingMemory
 {
 public:

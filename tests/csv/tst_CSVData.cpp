@@ -110,7 +110,7 @@ private Q_SLOTS:
         QCOMPARE(vtableIndex(&CSVData::isReadOnly), 13);
         QCOMPARE(vtableIndex(&CSVData::setData), 14);
         QCOMPARE(vtableIndex(&CSVData::removeColumn), 15);
-        QCOMPARE(vtableIndex(&CSVData::removeRows), 16); // ours, behind them
+        QCOMPARE(vtableIndex(&CSVData::removeRows), 16); // ours, after them
     }
 
     void isValidWithARow_data() { addBackends(/*withFile=*/false); }
@@ -207,7 +207,7 @@ private Q_SLOTS:
     {
         QFETCH(bool, inMemory);
 
-        // In the file a field is trimmed behind the test only.
+        // In a file, a field is trimmed only after the test for an empty line.
         QCOMPARE(makeData("a\n ")->colData(0, 0),
                  inMemory ? QStringList({"a"}) : QStringList({"a", ""}));
     }
@@ -707,7 +707,7 @@ private Q_SLOTS:
 
         const auto hidden = byteData(QByteArray("\0b", 2));
         QCOMPARE(hidden->data(0, 0), Data::String());
-        QVERIFY(!hidden->isEmpty(0, 0)); // there are bytes, whatever their text is
+        QVERIFY(!hidden->isEmpty(0, 0)); // there are bytes, even if their text is empty
         QCOMPARE(hidden->colData(0, 0), QStringList({""}));
     }
 

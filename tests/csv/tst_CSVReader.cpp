@@ -71,7 +71,7 @@ private Q_SLOTS:
 
     void cleanup() { Utils::setApplication(nullptr); }
 
-    // In front of tests that leave memory behind, which would be used again, as is the next one.
+    // Before all tests that free memory which malloc() would use again; the next test is one.
     void answersNothingWhereTheMemoryEnds()
     {
 #ifdef __SANITIZE_ADDRESS__
@@ -825,7 +825,7 @@ private Q_SLOTS:
         QCOMPARE(rowsOf(reader), (Rows{{"a"}, {"b"}, {""}}));
         QVERIFY(read(reader, "a\nb\n\n"));
         QVERIFY(reader.checksum() != sum);
-        QVERIFY(read(reader, "123456789")); // "1" in front of it
+        QVERIFY(read(reader, "123456789")); // a "1" comes before it
         QCOMPARE(reader.checksum(), qChecksum("1123456789", 10));
     }
 
@@ -1241,7 +1241,7 @@ private Q_SLOTS:
             QCOMPARE(reader.data(2 + i), Fields{lines[i]});
             QCOMPARE(reader.data(2 + i, -1), lines[i]);
         }
-        // Of the line in front of them, which is two gibibytes long, the zero bytes are hidden.
+        // The zero bytes of the line before, which is two gibibytes long, are hidden.
         QVERIFY(QByteArray(block, 'x').startsWith(reader.data(1, -1)));
     }
 

@@ -232,8 +232,8 @@ private Q_SLOTS:
         const Data::String large = longPath;
         const int filesBefore = openFiles();
 
-        // Each operation on a fresh reader; then the reader gives all there is, or has no rows
-        // where the operation has read and failed.
+        // Each operation on a new reader; afterwards the reader returns all rows, or has none
+        // when the operation has read and failed.
         struct Operation
         {
             const char *name;

@@ -458,7 +458,7 @@ private Q_SLOTS:
             CSVTable third;
             third.setHoleValue(1e300);
         }
-        QCOMPARE(table.dataValue(0, 1), 1e300); // also behind the end of who set it
+        QCOMPARE(table.dataValue(0, 1), 1e300); // also after the object that set it is destroyed
     }
 
     // Properties

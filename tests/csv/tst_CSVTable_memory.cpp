@@ -18,8 +18,7 @@ enum Outcome
     WasBroken
 };
 
-/// What \p task gives in a process of its own: what is left of its memory would change the next
-/// one.
+/// The outcome of \p task in a process of its own: memory that it frees would change the next one.
 template <typename Task>
 static Outcome inAChild(const Task &task)
 {

@@ -297,7 +297,7 @@ private Q_SLOTS:
     void knowsItsSum()
     {
         CSVTable table;
-        table.setData("23456789"); // behind the row count: the test vector of that CRC
+        table.setData("23456789"); // after the row count: the test vector of that CRC
 
         QCOMPARE(table.checksum(), static_cast<unsigned short>(36974));
     }
@@ -431,7 +431,7 @@ private Q_SLOTS:
         inFile.read(file("a,b"), limitOfNoBytes);
         QCOMPARE(written(inFile), QByteArray());
         inFile.appendData(Data::String("x"));
-        QCOMPARE(written(inFile), QByteArray("x\n")); // the text rows, whatever is shown
+        QCOMPARE(written(inFile), QByteArray("x\n")); // the text rows, whether shown or not
 
         makeFile(target(), "before");
         QCOMPARE(written(CSVTable()), QByteArray());

@@ -18,7 +18,7 @@ static const Value &anyOf(Random &random, const Value (&values)[count])
     return values[below(random, int(count))];
 }
 
-/// What one call gives, whatever it is.
+/// The result of one call, of any type.
 struct Result
 {
     QStringList texts;
@@ -329,7 +329,7 @@ static QString anyText(Random &random, int pieces, const QString &delimiter)
     return text;
 }
 
-/// As a file may have it: with a mark in front, cut or spoilt here and there.
+/// Bytes as a file may have them: after a byte order mark, cut off, or damaged in places.
 static QByteArray anyBytes(Random &random, const QString &text)
 {
     QByteArray bytes = text.toUtf8();

@@ -453,7 +453,7 @@ private Q_SLOTS:
                  QList<QByteArray>({"# ab", "\"c", "d\" ", " 1.5{mm}"})); // trimming, ends, quotes
         CSVTable whole;
         whole.read(path, 0, /*quoted=*/true);
-        // The blank behind the closing quote hides it, so the rest of the line is in the field.
+        // The blank after the closing quote hides it, so the rest of the line is in the field.
         QCOMPARE(whole.data(0), QStringList({"# a\rb", "c,d\" , 1.5{mm}"}));
         QCOMPARE(whole.numColumns(1), 1);
 

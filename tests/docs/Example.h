@@ -12,7 +12,7 @@
 #include <initializer_list>
 
 #ifdef __GNUC__
-// An example shows a call, and need not use what it gives.
+// An example shows a call and need not use its result.
 #pragma GCC diagnostic ignored "-Wunused-variable"
 #pragma GCC diagnostic ignored "-Wunused-but-set-variable"
 #endif

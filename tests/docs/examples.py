@@ -1,18 +1,18 @@
 #!/usr/bin/env python3
-"""Takes the examples out of README.md and the guides, and holds them to what they show.
+"""Extracts the examples of README.md and the guides, runs them and checks the output they show.
 
     examples.py extract GUIDE FOLDER     writes the sources, and prints their paths
     examples.py run GUIDE FOLDER ROOT    runs what was built of them in FOLDER
 
-A fenced block of a guide is one of these, by the word behind the fence:
+A fenced block of a guide is one of these, by the word after the fence:
 
-    cpp          a program, when it has a main(), or else the inside of a function that gives true.
-                 It must run well, and print what the block "text" behind it says, or nothing.
-                 "// => value" behind a statement tells what its expression gives, or the variable
+    cpp          a program, when it has a main(), or else the body of a function that returns
+                 true. It must succeed, and print what the block "text" after it shows, or nothing.
+                 "// => value" after a statement is the value of its expression, or of the variable
                  that it declares.
     python       a script, for which the same holds. The program kelm runs it.
-    text         what the example in front of it prints
-    console      commands, each behind "$ ", and what each prints; a line "..." stands for any lines
+    text         what the example before it prints
+    console      commands, each after "$ ", and what each prints; a line "..." stands for any lines
     LANG file=F  the file F, which lies where the examples of the guide run; it may be an example
     others       those in SHOWN, which show a form or what is done by hand
 

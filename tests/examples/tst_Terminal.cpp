@@ -50,7 +50,7 @@ public:
                  ssize_t(keys.size()));
     }
 
-    /// Reads until \p text is on the terminal, behind all that was waited for before.
+    /// Reads until \p text is on the terminal, after the texts of earlier calls.
     bool waitFor(const QByteArray &text)
     {
         int place = 0;
@@ -62,7 +62,7 @@ public:
         return true;
     }
 
-    /// Waits for the end, and gives the status as shells do; -1 when there is none.
+    /// Waits for the end and returns the exit status as a shell reports it; -1 when there is none.
     int finish()
     {
         while (readMore()) {
@@ -106,7 +106,7 @@ private:
             return false;
         const ssize_t count = read(m_terminal, bytes, sizeof(bytes));
         if (count <= 0)
-            return false; // EIO: nobody has the terminal any more
+            return false; // EIO: no process has the terminal any more
         m_screen.append(bytes, static_cast<int>(count));
         return true;
     }

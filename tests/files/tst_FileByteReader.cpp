@@ -381,7 +381,7 @@ private Q_SLOTS:
         QCOMPARE(reader.read(1), QByteArray("\n"));
         QCOMPARE(reader.read(1), QByteArray("c"));
         QCOMPARE(reader.nextLine(), QByteArray("cd")); // the index does not care
-        QCOMPARE(reader.read(2), QByteArray("\n\n"));  // behind the CR, which was read
+        QCOMPARE(reader.read(2), QByteArray("\n\n"));  // after the CR, which was read
         QCOMPARE(reader.nextLine(), QByteArray());     // a line of no length
         QCOMPARE(reader.read(1), QByteArray("\n"));
         QCOMPARE(reader.nextLine(), QByteArray("ef"));
@@ -567,7 +567,7 @@ private Q_SLOTS:
         const QString memory = "/dev/shm";
         const QTemporaryDir folder((QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) +
                                    "/tst_FileByteReader");
-        // Sparse, with a line feed in front of the zero bytes of every 6,000th block.
+        // Sparse, with a line feed before the zero bytes of every 6,000th block.
         const qint64 limit = qint64(INT_MAX);
         const qint64 step = 6000 * qint64(block);
         QFile file(folder.filePath("file"));
@@ -618,7 +618,7 @@ private Q_SLOTS:
     void keepsTheOrderOfItsVirtualOperations()
     {
         QVERIFY(std::has_virtual_destructor_v<FileByteReader>);
-        QCOMPARE(ByteCollector::lineReadIndex(), 2); // behind the two entries of the destructor
+        QCOMPARE(ByteCollector::lineReadIndex(), 2); // after the two entries of the destructor
     }
 
 private:

@@ -173,7 +173,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("contents");
         QTest::addColumn<int>("offset"); // of the first byte that cannot be read
-        QTest::addColumn<int>("whole");  // lines in front of it
+        QTest::addColumn<int>("whole");  // lines before it
 
         const QByteArray eights = QByteArray("1234567\n").repeated(8000);
         // clang-format off
@@ -411,7 +411,7 @@ private Q_SLOTS:
     void keepsTheOrderOfItsVirtualOperations()
     {
         QVERIFY(std::has_virtual_destructor_v<FileReader>);
-        QCOMPARE(Collector::lineReadIndex(), 2); // behind the two entries of the destructor
+        QCOMPARE(Collector::lineReadIndex(), 2); // after the two entries of the destructor
     }
 
 private:

@@ -532,7 +532,7 @@ private Q_SLOTS:
 
         QVERIFY(started > 0);
         QCOMPARE(timerOf(watch).timerId, started);
-        QCOMPARE(watch.timestamp(), 2000u); // of the reset, so that the change behind it fires
+        QCOMPARE(watch.timestamp(), 2000u); // of the reset, so the change after it fires
         QVERIFY(poll(watch));
         QCOMPARE(recorder.calls.size(), 4);
     }
@@ -707,7 +707,7 @@ private Q_SLOTS:
 
         watch.setProperty("enabled", false);
         QVERIFY(!watch.isEnabled());
-        QVERIFY(timerOf(watch).timerId > 0); // nobody has looked yet
+        QVERIFY(timerOf(watch).timerId > 0); // no poll has run yet
         watch.setEnabled(false);             // as it is already
         QVERIFY(timerOf(watch).timerId > 0);
         watch.setEnabled(true); // not one timer more

@@ -458,7 +458,7 @@ private Q_SLOTS:
     {
         const QByteArray contents = QByteArray("1234567\n").repeated(100 * 1000);
         const QString file = makeFile(path("a"), contents);
-        ReadFault fault(file, 40003); // in the line behind 5,000 others
+        ReadFault fault(file, 40003); // in the line after 5,000 others
 
         QCOMPARE(File::read(file, 1), Data::String("1234567\n"));
         QCOMPARE(File::read(file, 5000).toUtf8(), contents.left(40000));
@@ -469,7 +469,7 @@ private Q_SLOTS:
     void readsTheEndBehindWhatCannotBeRead_data()
     {
         QTest::addColumn<int>("size");
-        QTest::addColumn<int>("bad"); // so many bytes in front of the end
+        QTest::addColumn<int>("bad"); // so many bytes before the end
         QTest::addColumn<int>("lines");
         QTest::addColumn<bool>("isRead");
 

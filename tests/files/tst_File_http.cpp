@@ -259,7 +259,7 @@ private Q_SLOTS:
 
     void readsNothingWhereNobodyListens()
     {
-        QTcpSocket taken; // a port that nobody else can listen at meanwhile
+        QTcpSocket taken; // no other socket can listen at its port meanwhile
         QVERIFY(taken.bind(QHostAddress(QHostAddress::LocalHost)));
 
         QCOMPARE(File::read(QString("http://127.0.0.1:%1/file").arg(taken.localPort())),

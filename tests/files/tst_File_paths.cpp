@@ -329,7 +329,7 @@ private Q_SLOTS:
         row("a.png", "(*.png", false); // one bracket is a plain character
         row("(a.png", "(*.png", true);
         row("a.png)", "*.png)", true);
-        row("a.png", ")x (*.jpg *.png", true); // only a ")" in front: up to the end
+        row("a.png", ")x (*.jpg *.png", true); // the only ")" comes before: up to the end
         row("x", ")x (*.jpg *.png", false);
         row("a.png", "Images ()", false);
         row("a.png", "x)(*.png)", true);

@@ -73,7 +73,7 @@ public:
         Nothing,
         Link,   ///< what it is itself
         Target, ///< what it leads to
-        Way     ///< the way behind links
+        Way     ///< its path after links are resolved
     };
 
     Unknown(Kind kind, const QString &path) : m_path(QFile::encodeName(path))
@@ -203,7 +203,7 @@ private:
     /// What is below the folder \p name, separated by blanks.
     QString below(const QString &name) const { return tree(path(name)).join(' '); }
 
-    /// Runs \p react behind the host's call \p call.
+    /// Runs \p react after the host's call \p call.
     void on(const QString &call, const std::function<void()> &react)
     {
         m_host->reaction = [call, react](const QString &made) {

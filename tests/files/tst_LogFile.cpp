@@ -308,7 +308,7 @@ private Q_SLOTS:
 
         QVERIFY(qobject_cast<QFile *>(log.object())->seek(0));
         log.append("d", false);
-        QFile other(path); // which writes behind its back
+        QFile other(path); // which the log does not know of
         QVERIFY(other.open(QIODevice::Append) && other.write("efg") == 3);
         other.close();
         log.append("h", false);

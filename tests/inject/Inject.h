@@ -8,7 +8,7 @@
 ///
 /// Calls are counted from 1 while it is armed, and only those of the process that armed it: neither
 /// those of its children nor, through LD_PRELOAD, those of the programs that it runs. A function of
-/// the C library counts as one call of the group that it belongs to, whatever it calls itself.
+/// the C library counts as one call of its group, even when it calls others.
 namespace Inject {
 
 /// The groups, each with the error that its calls fail with. Reading counts for regular files and
@@ -41,8 +41,8 @@ constexpr const char *groupNames[] = {"",       "open",  "read",   "write", "sho
 
 static_assert(sizeof(groupNames) / sizeof(*groupNames) == GroupCount);
 
-/// Lies in memory that a process shares with those that it forks, so that the one that waits for
-/// another sees what that did, whatever end it took.
+/// Lies in memory that a process shares with those that it forks. The parent can read there what a
+/// child did, however the child ended.
 struct State
 {
     int group;

@@ -15,8 +15,8 @@ struct Outcome
     /// Whether it reported a failure: by false, an empty result, 0 or a text, as its header says.
     bool isTold = false;
 
-    /// What data there is then, in few words: those of contents(), of a value in memory, or both.
-    /// It is compared with that of a run without faults, so equal data must give equal words.
+    /// The data after the operation, in a few words: those of contents(), of a value in memory, or
+    /// both. They are compared with those of a run without faults: equal data, equal words.
     QByteArrayList states;
 
     /// What has been lost though nothing allows it, be it told or not. "" when nothing has.
@@ -34,7 +34,7 @@ struct Run
 
 struct Scenario
 {
-    const char *name;             ///< of the operation, and behind a colon what is special
+    const char *name;             ///< of the operation; after a colon, its special case
     const char *groups;           ///< of Inject::groupNames, or "all"
     std::function<Run()> prepare; ///< makes the files that are needed
     long most = 1000000;          ///< the largest n, for what makes as many calls as there is time

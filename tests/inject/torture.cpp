@@ -1,15 +1,14 @@
 // Runs scenarios, each in a process of its own, while a system call of theirs fails.
 //
 //     torture_scenarios --list        the scenarios, and the groups of each
-//     torture_scenarios FOLDER        reads lines of "scenario, group, largest n", with tabs
-//     between
-//                                     them, and prints one line a run, and "done" behind the last
+//     torture_scenarios FOLDER        reads lines of "scenario, group, largest n", separated by
+//                                     tabs; prints a line for each run, and "done" after the last
 //
-// A run is told as: n, "once" or "lasting", the class, the state, descriptors left, processes left,
-// the call that failed, and where it came from, as module+offset.
+// The line of a run is: n, "once" or "lasting", the class, the state, descriptors left, processes
+// left, the call that failed, and its caller as module+offset.
 //
-// It must be the child of the first process of a PID namespace, which tools/torture makes: a failed
-// fork has been taken for a process before, and a signal to it goes to all there are.
+// It must be the child of the first process of a PID namespace, which tools/torture makes: if the
+// result of a failed fork is used as a process id, the signal goes to all processes.
 
 #include "tests/inject/Torture.h"
 
@@ -57,7 +56,7 @@ namespace {
 constexpr int timeLimit = 20000; // ms
 constexpr int mostHung = 4;      // of a scenario in a group; then it is left
 
-/// What a run leaves for the process that waits for it, whatever its end.
+/// What a run reports to the process that waits for it, however the run ends.
 struct Report
 {
     bool isComplete;
@@ -285,7 +284,7 @@ int endLeftProcesses()
     return count;
 }
 
-/// \a address as "libX.so+0x123", with ":name" behind it where the library tells a name.
+/// \a address as "libX.so+0x123", with ":name" after it when the symbol is known.
 std::string place(void *address)
 {
     Dl_info info;

@@ -284,7 +284,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<Call>("call");
 
-        // Signal 0 asks whether one could be sent, and sends none, whatever happens here.
+        // Signal 0 only checks whether a signal could be sent; it never sends one.
         QTest::newRow("all processes") << Call([] { return kill(-1, 0) == 0; });
         QTest::newRow("the own group") << Call([] { return kill(0, 0) == 0; });
         QTest::newRow("the first process") << Call([] { return kill(1, 0) == 0; });

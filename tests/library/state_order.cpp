@@ -1,5 +1,5 @@
-// Prints when each process-wide object of the library is made and when it goes, with the state of
-// the alive flags behind each end. See tst_Library.cpp.
+// Prints when each process-wide object of the library is constructed and destroyed, with the state
+// of the alive flags after each destruction. See tst_Library.cpp.
 
 #ifdef KELMUTILS_SCRIPTING
 #include "bindings/ScriptableModuleKelmUtils.h"

@@ -16,7 +16,7 @@
 #define MODULES_GONE
 #endif
 
-/// What \p program prints, with its errors and, when it is not 0, its exit code behind.
+/// The output of \p program, then its errors and, when it is not 0, its exit code.
 static QByteArray outputOf(const char *program)
 {
     QProcess process;

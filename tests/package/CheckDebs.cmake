@@ -55,7 +55,7 @@ foreach(package IN LISTS packages)
     expect(${package} Installed-Size "^[1-9][0-9]+$")
     expect(${package} Description "^[a-z][^\n]+\n [A-Z]")
 
-    # Owned by root, and changed by nobody else.
+    # Owned by root, and writable for no other user.
     run(dpkg-deb --contents "${file}")
     string(REGEX MATCHALL "[^\n]+" lines "${output}")
     list(FILTER lines EXCLUDE REGEX "^(l|[-d]rwxr-xr-x|-rw-r--r--)[^ ]* root/root ")

@@ -5,7 +5,7 @@ macro(run)
     execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY OUTPUT_VARIABLE output)
 endmacro()
 
-# What the console host says to the arguments behind \p expected must be that.
+# The console host, called with the arguments after \p expected, must print that.
 function(check_kelm expected)
     execute_process(
         COMMAND "${PREFIX}/bin/kelm" ${ARGN}

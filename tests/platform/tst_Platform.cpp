@@ -32,7 +32,7 @@
 namespace Platform = Utils::Platform;
 using namespace std::chrono_literals;
 
-/// What is left behind \p size bytes more of the stack.
+/// The free stack after \p size more bytes of it are used.
 static std::size_t freeStackBelow(std::size_t size)
 {
     auto *const bytes = static_cast<volatile char *>(alloca(size));

@@ -22,7 +22,7 @@
 
 using Utils::Process;
 
-/// Should nobody find it, it ends by itself after so many seconds.
+/// A process that is not killed ends by itself after so many seconds.
 static const unsigned int longest = 20;
 
 static const int levels = 3;

@@ -340,8 +340,8 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(marked.ids(), QList<pid_t>(), 60000);
     }
 
-    /// Stopped processes of a group are set going by the system when nobody above them is left, so
-    /// the one above must not be killed first.
+    /// The system continues the stopped processes of a group when their last ancestor is gone, so
+    /// a parent must not be killed before its children.
     void takesWhatIsStartedWithoutAnEnd_data()
     {
         QTest::addColumn<QString>("how");

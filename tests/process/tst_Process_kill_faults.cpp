@@ -67,7 +67,7 @@ static bool opens(const char *path)
     return false;
 }
 
-// They stand in front of those of the C library.
+// They replace those of the C library.
 extern "C" __attribute__((visibility("default"))) int open(const char *path, int flags, ...)
 {
     va_list arguments;

@@ -93,8 +93,8 @@ private Q_SLOTS:
         Process process("/bin/sh", shellArguments("read line; echo ended"));
         process.setMessage(message);
         QVERIFY(process.start());
-        // At the second report the program may end, and is seen to have ended in the wait behind
-        // it, unless the machine has something better to do.
+        // At the second report the program may end. The wait after it notices that, unless the
+        // machine is busy.
         endAt(2, process);
 
         QVERIFY(process.wait(showProgress));

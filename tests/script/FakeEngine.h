@@ -16,7 +16,7 @@ class FakeEngine : public Utils::IScriptEngine
 public:
     FakeEngine(const QString &name, QStringList &calls) : m_name(name), m_calls(calls) {}
 
-    bool succeeds = true; ///< what runFile(), runCode() and validate() give
+    bool succeeds = true; ///< what runFile(), runCode() and validate() return
     int status = 0;
     Data::String error;
     QMap<QString, Data::Variant> variables; ///< what getData() knows

@@ -33,7 +33,7 @@ public:
     ~PythonFixture() { Utils::setApplication(nullptr); }
     Q_DISABLE_COPY(PythonFixture)
 
-    /// Writes a script and gives its path.
+    /// Writes a script and returns its path.
     QString script(const QByteArray &text, const QString &name = "script.py") const
     {
         return makeFile(folder.filePath(name), text);

@@ -10,8 +10,8 @@
 /// What an application supplies to scripts, in Python text as far as it goes:
 ///
 ///     KelmData       Data.Variant, which holds a value
-///     KelmFramework  Framework.app().setScriptResult(), which gives the value of a variant to the
-///                    manager: an int, a float or a str
+///     KelmFramework  Framework.app().setScriptResult(), which passes the value of a variant to
+///                    the manager: an int, a float or a str
 ///     host           host.call(text), which calls `reaction` and raises the error that this sets
 ///
 /// They are modules of the interpreter for as long as it runs, and again in the next one while the

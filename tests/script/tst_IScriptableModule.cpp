@@ -180,7 +180,7 @@ private Q_SLOTS:
         QCOMPARE(initialized, (QStringList{"a", "b"})); // each was tried once
 
         initialize();
-        QCOMPARE(initialized, (QStringList{"a", "b", "a"})); // "b" was initialised behind the reset
+        QCOMPARE(initialized, (QStringList{"a", "b", "a"})); // "b" was initialised after the reset
     }
 
     void isCopiedWithItsStateButNotListed()

@@ -379,7 +379,7 @@ private Q_SLOTS:
 
         QVERIFY(!PyErr_Occurred());
         QVERIFY(!d->engine.getData("x").isValid());
-        QCOMPARE(d->value("'y' in globals()"), Variant(false)); // whatever it was by then
+        QCOMPARE(d->value("'y' in globals()"), Variant(false)); // removed, though the script has changed it
     }
 
     void importsAModuleOnceUntilAnyDataOfItIsPopped()

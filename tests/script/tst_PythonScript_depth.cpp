@@ -400,7 +400,7 @@ private Q_SLOTS:
     }
 
 private:
-    /// Those of a host that has what Python needs, with \p steps behind them.
+    /// The steps of a host that has what Python needs, followed by \p steps.
     QStringList childSteps(const QStringList &steps) const
     {
         return QStringList{QString("PYTHON_DIR=") + KELMUTILS_PYTHON_HOME,

@@ -484,7 +484,7 @@ private Q_SLOTS:
     {
         manager().pushData("x", 3, "py");
         manager().pushData("cfg.y", 4, "a.py");
-        manager().pushData("z", 5, "tcl"); // noted, though nobody takes it
+        manager().pushData("z", 5, "tcl"); // noted, though no engine takes it
         manager().pushData("x", 6, "lua");
         m_calls.clear();
 

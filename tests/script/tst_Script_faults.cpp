@@ -21,7 +21,7 @@ static QString text(const char *id, const QString &first = "", const QString &se
     return found.replace("%1", first).replace("%2", second).replace('\n', "\\n");
 }
 
-/// What the host shows behind a file that failed with a traceback.
+/// What the host shows after a file that failed with a traceback.
 static QString failed(const QString &error = "")
 {
     return "false " + text(".err.scriptRun", "-1", error);
@@ -281,7 +281,7 @@ private Q_SLOTS:
         QCOMPARE(lines[2], lines[0]);
     }
 
-    // What scripts leave behind
+    // What remains after a script
 
     void scriptThatSpoilsTheInterpreter_data()
     {
@@ -491,7 +491,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("line");
 
-        // The path stands in a line of Python as it is, which is meant.
+        // On purpose, the path is put into a line of Python unescaped.
         const QString added = "true True";
         const QString lost = "true False";
         QTest::newRow("plain") << "res" << added;

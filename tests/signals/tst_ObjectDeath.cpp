@@ -207,7 +207,7 @@ private:
     const Row &m_row;
 };
 
-/// A sender, a slot that acts at its first delivery, and two bystanders that are connected behind
+/// A sender, a slot that acts at its first delivery, and two bystanders that are connected after
 /// it: a receiver of every shape, and a slot of the same shape.
 class Scene
 {
@@ -383,7 +383,7 @@ void Scene::act()
         break;
     }
 
-    if (slot) { // which must be able to answer whatever has died
+    if (slot) { // which must answer no matter which object was deleted
         slot->data();
         slot->signalName();
         slot->getSender();
@@ -394,11 +394,11 @@ void Scene::act()
 static QStringList expectedEmissions(Sender kind, const Row &row, int index, Action action)
 {
     const QStringList &emissions = row.emissions;
-    // A single value and its pair belong together. What comes behind needs a payload.
+    // A single value and its pair belong together. The later ones need a payload.
     const int own = row.shapes[index] == Shape::Single ? 2 : 1;
 
     switch (action) {
-    case Action::DeleteSender: // the bystander is connected behind the slot that acts
+    case Action::DeleteSender: // the bystander is connected after the slot that acts
         return emissions.mid(0, index);
     case Action::BlockSignals:
         return emissions.mid(0, index + 1);

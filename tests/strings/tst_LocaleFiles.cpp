@@ -20,7 +20,7 @@ static const struct
     const char *table;
     const char *id;
     const char *markers; // that the text must have, once each
-    const char *source;  // the text of the toolkit, or null
+    const char *source;  // the text of Qt, or null
 } texts[] = {
     // clang-format off
     {"Kelm.Data",      ".err.noopen",         "%1",    nullptr}, // path
@@ -143,7 +143,7 @@ private Q_SLOTS:
     void giveNoLetterTwiceInAMenuOrADialog_data()
     {
         QTest::addColumn<QStringList>("ids");
-        QTest::addColumn<QString>("taken"); // by what the toolkit shows in English
+        QTest::addColumn<QString>("taken"); // by what Qt shows in English
 
         // clang-format off
         QTest::newRow("menu") << QStringList{"undo", "redo", "cut", "copy", "copylink", "paste"} << "";

@@ -10,7 +10,7 @@ using Utils::catalogue;
 using Utils::StringTable;
 using Utils::Translator;
 
-/// Every text of the toolkit that the catalogue knows, with its id.
+/// Every text of Qt that the catalogue knows, with its id.
 static const struct
 {
     const char *context;

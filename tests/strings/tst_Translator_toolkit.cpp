@@ -1,4 +1,4 @@
-// The toolkit itself in German: its menus, dialogs and shortcuts, and a form.
+// Qt itself in German: its menus, dialogs and shortcuts, and a form.
 
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 #include "tests/support/SettingsHome.h"
@@ -17,7 +17,7 @@
 
 using Utils::StringTable;
 
-/// What the actions of \p menu are called, without the shortcuts behind.
+/// The texts of the actions in \p menu, without the shortcuts after them.
 static QStringList textsOf(const QMenu &menu)
 {
     QStringList texts;

@@ -13,7 +13,7 @@ class FakeHost : public Data::IApplication
 public:
     QStringList calls;
     QMap<QString, Data::String> variables;
-    std::function<void(const QString &call)> reaction; ///< run behind each note
+    std::function<void(const QString &call)> reaction; ///< called after each entry of calls
 
     Data::String getVariable(const char *key, const Data::String &defaultValue) override
     {

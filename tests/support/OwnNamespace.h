@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 /// A PID namespace of its own, for tests that reach the limits of processes or whose faults would
-/// send signals to others: what goes wrong in there reaches nobody outside.
+/// send signals to others: their signals reach no process outside.
 ///
 ///     void initTestCase() { ENTER_OWN_NAMESPACE_OR_SKIP(); }
 ///     ...

@@ -7,8 +7,7 @@
 /// While it lives, this program can read the file at a path up to an offset only, as from a disk
 /// with a bad block there: what is read from there on fails. There is one at a time.
 ///
-/// A test that uses it links the target ReadFault, whose functions stand in front of those of the C
-/// library.
+/// A test that uses it links the target ReadFault, whose functions replace those of the C library.
 class ReadFault
 {
 public:

@@ -23,7 +23,7 @@ class Recorder : public QObject
 
 public:
     QStringList calls;
-    std::function<void()> reaction; ///< run behind each note
+    std::function<void()> reaction; ///< called after each entry of calls
 
 public Q_SLOTS:
     void bare();

@@ -100,7 +100,7 @@ private Q_SLOTS:
         const Data::String file = path("large");
         QVERIFY(written.save(file, error));
         TagFile tags;
-        // Where it stands first in what is read at one go, for Qt tries again behind others.
+        // At the start of what Qt reads at once: after other bytes, Qt would try the read again.
         const ReadFault bad(file, 32768, EIO, 1);
 
         const bool isRead = tags.read(file, error);
@@ -342,7 +342,7 @@ private Q_SLOTS:
         QVERIFY(failures > 3);
     }
 
-    // Of open() only what comes behind it: Qt does not bear to connect a stream without memory.
+    // Starts after open(): Qt crashes when memory runs out while a stream is connected.
 
     void streamsUpToWhereTheMemoryEnds_data() { addModes(); }
 

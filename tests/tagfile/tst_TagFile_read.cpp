@@ -41,7 +41,7 @@ private:
 
     QString path(const char *name) const { return m_folder->filePath(name); }
 
-    /// Reads \p content as a file and as a stream, which must give the same.
+    /// Reads \p content as a file and as a stream, which must yield the same.
     QStringList read(const QByteArray &content, int options = 7)
     {
         TagFile fromFile;

@@ -593,7 +593,7 @@ private Q_SLOTS:
         QCOMPARE(contentsOf(path("saved")), QByteArray("*held\n"));
     }
 
-    // The stream that this leaves behind is exempt from the leak check by the name of the function.
+    // The stream that stays open here is exempt from the leak check by the name of the function.
     void losesWhatIsNotClosed()
     {
         auto file = std::make_unique<TagFile>();

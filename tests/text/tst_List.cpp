@@ -376,7 +376,7 @@ private Q_SLOTS:
         row("umlauts fold", {QString(QChar(0xe4)), "Z", QChar(0xc4) + QString("a")})
             << Numbers{1, 2, 0} << Numbers{1, 0, 2};
 
-        // An empty text comes before whatever stands behind it, but not behind anything.
+        // An empty text sorts before each text that follows it, but after none.
         row("empty last", {"b", ""}) << Numbers{0, 1} << Numbers{0, 1};
         row("empty first", {"", "b"}) << Numbers{0, 1} << Numbers{0, 1};
         row("empty between", {"b", "", "a"}) << Numbers{1, 2, 0} << Numbers{1, 2, 0};

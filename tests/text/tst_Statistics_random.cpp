@@ -25,7 +25,7 @@ static Data::Array column(const Numbers &numbers)
 }
 
 // What each call means, written without a thought to its time. The order of the additions is part
-// of it, so the library has to give the same to the last bit.
+// of it, so the library has to return the same to the last bit.
 
 static Numbers selected(const Numbers &numbers, const Indices &indices)
 {

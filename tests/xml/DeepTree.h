@@ -2,8 +2,8 @@
 
 #include <QDomDocument>
 
-/// Puts \p levels elements "a", each in the one before it, into \p document, and gives the last
-/// one. From within: appending to an element takes the longer the deeper it is.
+/// Adds \p levels nested elements "a" to \p document and returns the innermost. Built from the
+/// inside out: appending to an element takes longer the deeper it is.
 inline QDomElement addDeepTree(QDomDocument &document, int levels)
 {
     const QDomElement innermost = document.createElement("a");

@@ -2,7 +2,7 @@
 
 #include <QStringList>
 
-// The layout of a document in plain steps over the toolkit's text.
+// The layout of a document in plain steps over the text that Qt writes.
 
 /// The trimmed line \p tag in its layout: what follows its "<".
 inline QString plainTag(const QString &tag)
@@ -64,7 +64,7 @@ inline QString plainLine(const QString &line)
     return isPlainTag(text) ? line.left(line.indexOf('<') + 1) + plainTag(text) : line;
 }
 
-/// The text that a file has for the toolkit's text \p text.
+/// The text that a file has when Qt writes \p text.
 inline QString plainLayout(const QString &text)
 {
     QString laidOut;

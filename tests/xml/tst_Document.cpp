@@ -829,7 +829,7 @@ private Q_SLOTS:
             error = String();
             const std::clock_t start = std::clock();
             document.open(path, "", error);
-            return std::clock() - start; // of this process, whatever else the machine does
+            return std::clock() - start; // CPU time of this process only
         };
 
         const std::clock_t few = cost(5000);

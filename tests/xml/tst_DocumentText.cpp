@@ -197,7 +197,7 @@ private Q_SLOTS:
         QVERIFY(lines > 30 * 1000);
     }
 
-    // The toolkit has an order of its own in lines that are not laid out.
+    // Qt has an order of its own in lines that are not laid out.
     void writesTheToolkitsAttributes()
     {
         int lines = 0;
@@ -283,7 +283,7 @@ private Q_SLOTS:
 
     void writesDeclarationsInOneOrder_data()
     {
-        QTest::addColumn<int>("seed"); // of the toolkit's hashes, -1 is a random one
+        QTest::addColumn<int>("seed"); // of Qt's hashes, -1 is a random one
         for (const int seed : {0, 1, 2, 12345, -1})
             QTest::addRow("%d", seed) << seed;
     }
@@ -308,7 +308,7 @@ private Q_SLOTS:
 
         QCOMPARE(written(document),
                  expected.arg("<!NOTATION n SYSTEM 'again'>\n<!NOTATION n SYSTEM 's'>\n"));
-        // The toolkit forgets both when one of them is removed.
+        // Qt forgets both when one of them is removed.
         QDomNode type = document.doctype();
         type.removeChild(type.firstChild().nextSibling());
         QVERIFY(!document.toString().contains("again"));
@@ -344,7 +344,7 @@ private Q_SLOTS:
         QVERIFY(written(document) == plainLayout(document.toString(2)));
     }
 
-    // The toolkit itself takes a time that grows with the square of the length.
+    // The time of Qt itself grows with the square of the length.
     void writesLongTextsInTime()
     {
         QDomDocument document;

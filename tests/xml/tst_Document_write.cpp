@@ -257,7 +257,7 @@ private Q_SLOTS:
 
     void writesTheSameInEveryRun_data()
     {
-        QTest::addColumn<QString>("seed"); // of the toolkit's hashes, "" is a random one
+        QTest::addColumn<QString>("seed"); // of Qt's hashes, "" is a random one
         for (const char *seed : {"0", "1", "2", "12345", "2147483647", ""})
             QTest::newRow(*seed ? seed : "random") << seed;
     }

@@ -169,7 +169,7 @@ private Q_SLOTS:
         row("an unknown name", "<a>" + QString("&o;%o;").repeated(600), "");
         row("an entity in itself", withDeclarations("<!ENTITY e '&e;'><!ENTITY % p '&#37;p;'>%p;", "<a>&e;</a>"), "");
         row("entities in each other", withDeclarations("<!ENTITY e '&f;'><!ENTITY f '&e;'>", "<a b='&e;'>&f;</a>"), "");
-        // The parser gives up when more are open than are declared.
+        // The parser stops when more are open than are declared.
         row("an entity in itself that opens",
             withDeclarations(entities(509, 1) + "<!ENTITY o '<b>&o;'>", "<a>&o;</a>"), "");
         row("an entity in itself that opens too many",
@@ -345,7 +345,7 @@ private Q_SLOTS:
 
         QVERIFY(!accepts);
         QCOMPARE(guard.line(), 4);
-        QCOMPARE(guard.column(), 4); // behind what tells that it is a start tag
+        QCOMPARE(guard.column(), 4); // after the characters that make it a start tag
         QVERIFY(!guard.accepts("", 0, 0));
         QVERIFY(!guard.accepts("</b>", 0, 0));
         QCOMPARE(guard.line(), 4);

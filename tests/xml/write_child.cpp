@@ -1,5 +1,5 @@
 // Writes each file "source" of its arguments "source target source target..." to "target", for
-// tst_Document_write, which starts it with different seeds of the toolkit's hashes.
+// tst_Document_write, which starts it with different seeds of Qt's hashes.
 
 #include "utils/xml/Document.h"
 
