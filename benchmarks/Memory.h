@@ -8,7 +8,7 @@
 
 #include <malloc.h>
 
-// How a benchmark program tells the most memory that a run takes.
+// How a benchmark program reports the peak memory of a run.
 
 /// The memory of this process in bytes, as the line \p name of its status has it. 0 where there is
 /// no such thing.

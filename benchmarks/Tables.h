@@ -32,7 +32,7 @@ inline QByteArray makeNumericTable(int rows, int columns, unsigned seed = 1)
 /// Rows of eight fields of words, codes and remarks, until there are \p size bytes of UTF-8. A
 /// third of the remarks is in quotes, with commas and doubled quotes; some words are not ASCII.
 ///
-/// No quote stands beside a comma within a field, where readers differ.
+/// No quote is next to a comma within a field, where readers differ.
 inline QByteArray makeMixedTable(int size, unsigned seed = 2)
 {
     static const char *const words[] = {"bolt",

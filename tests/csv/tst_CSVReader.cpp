@@ -984,7 +984,7 @@ private Q_SLOTS:
                 calls += reader.read(inner) && reader.data(0) == Fields{"1"};
         };
         Utils::Progress progress(1);
-        progress.show(); // reports are told from here on
+        progress.show(); // reports are counted from here on
 
         QVERIFY(read(reader, QByteArray(block, '\n').repeated(50) + "last", &progress));
 

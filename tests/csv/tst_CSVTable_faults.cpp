@@ -42,7 +42,7 @@ class tst_CSVTable_faults : public QObject
 private:
     using Table = std::unique_ptr<CSVTable>;
     using Make = std::function<Table()>;
-    using Change = std::function<bool(CSVTable &)>; // false when it tells of a failure
+    using Change = std::function<bool(CSVTable &)>; // false when it reports a failure
 
     const QTemporaryDir m_folder;
     Data::String m_source; // of tables that are read

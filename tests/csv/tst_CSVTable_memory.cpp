@@ -126,7 +126,7 @@ private Q_SLOTS:
 
 int main(int argc, char **argv)
 {
-    // What is freed goes back, and there is no second heap with memory that counts as in use.
+    // Freed memory returns to the system, and no second heap has memory that counts as in use.
     mallopt(M_MMAP_THRESHOLD, 64 * 1024);
     mallopt(M_ARENA_MAX, 1);
     QCoreApplication application(argc, argv);

@@ -369,7 +369,7 @@ static Input anyInput(Random &random, int pieces, const QString &delimiter, cons
 static Call anyCall(Random &random, int rows, const QString &delimiter)
 {
     Call call;
-    // Those that change how it goes on are rarer.
+    // Those that change later results are rarer.
     call.kind = below(random, 3) > 0 ? below(random, Call::SetText) : below(random, Call::Count);
     if (call.kind >= Call::AddDelimiter && below(random, 2) == 0)
         call.kind = Call::Column + below(random, 2);

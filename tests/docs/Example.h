@@ -1,6 +1,6 @@
 #pragma once
 
-// What the examples of the guides stand in. See examples.py.
+// The surroundings of each example in the guides. See examples.py.
 
 #include "utils/KelmUtils.h"
 

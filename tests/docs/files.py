@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Fails where a guide names a file or folder that is not there: files.py GUIDE ROOT
 
-A path is what stands between backquotes and begins with a folder of the project. In a row of a table
+A path is a text between backquotes and begins with a folder of the project. In a row of a table
 whose first two cells are a file and a name, the file must have that name in it, as a whole word.
 """
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Fails unless the picture of the README shows the tour as it is now: picture.py SVG TOUR
 
-All headings of the script TOUR must stand in the picture, in order, and so must the commands that
+All headings of the script TOUR must be in the picture, in order, and so must the commands that
 hold nothing but plain words.
 """
 

@@ -10,7 +10,7 @@
 //     idle             waits, without a task
 //     message          writes to both streams while there is a bar
 //
-// Status 130 tells that the task was cancelled, 0 that it came to its end.
+// Status 130 means that the task was cancelled, 0 that it was completed.
 
 #include "examples/console/ExitCode.h"
 #include "examples/console/Host.h"

@@ -1193,7 +1193,7 @@ private Q_SLOTS:
         Progress progress(0);
         host->reaction = [&](const QString &call) {
             if (call.startsWith("showProgress(1") && host->calls.size() < 100)
-                progress.tick(); // as from an event that the host handles meanwhile
+                progress.tick(); // as from an event that the host handles during the call
         };
         now += 2000;
         takeCalls();

@@ -380,7 +380,7 @@ private Q_SLOTS:
         QCOMPARE(reader.nextLine(), QByteArray("ab"));
         QCOMPARE(reader.read(1), QByteArray("\n"));
         QCOMPARE(reader.read(1), QByteArray("c"));
-        QCOMPARE(reader.nextLine(), QByteArray("cd")); // the index does not care
+        QCOMPARE(reader.nextLine(), QByteArray("cd")); // independent of the index
         QCOMPARE(reader.read(2), QByteArray("\n\n"));  // after the CR, which was read
         QCOMPARE(reader.nextLine(), QByteArray());     // a line of no length
         QCOMPARE(reader.read(1), QByteArray("\n"));

@@ -55,7 +55,7 @@ static bool setModified(const QString &path, qint64 milliseconds)
     return utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0) == 0;
 }
 
-static QByteArray unknownPath; // of which the system tells nothing
+static QByteArray unknownPath; // of which the system reports nothing
 
 // In front of the call by which the time is asked for.
 extern "C" __attribute__((visibility("default"))) int stat(const char *path,

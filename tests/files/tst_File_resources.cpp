@@ -11,7 +11,7 @@ using Utils::File;
 static const SettingsHome home;
 
 // What has been found is found from then on, so no name is looked for in two tests. In rows, "@"
-// stands for a number that is new each time.
+// is replaced by a number that is new each time.
 
 class tst_File_resources : public QObject
 {

@@ -64,7 +64,7 @@ extern "C" __attribute__((visibility("default"))) int mkdir(const char *path, mo
     return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
 }
 
-/// While it lives, the system cannot tell of a path what the calls of one kind ask for.
+/// While it exists, the system calls that determine \a kind fail for a path.
 class Unknown
 {
 public:

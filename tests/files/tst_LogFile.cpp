@@ -29,7 +29,7 @@ static void noteMessage(QtMsgType, const QMessageLogContext &, const QString &te
     messages.append(text);
 }
 
-static QByteArray unknownPath;        // of a file of which nothing can be told
+static QByteArray unknownPath;        // of a file whose properties cannot be determined
 static bool failsToTellSizes = false; // of open files
 
 // In front of the calls by which Qt asks for the size of a file.

@@ -19,7 +19,7 @@ struct Outcome
     /// both. They are compared with those of a run without faults: equal data, equal words.
     QByteArrayList states;
 
-    /// What has been lost though nothing allows it, be it told or not. "" when nothing has.
+    /// What was lost but must stay, reported or not. "" when nothing was.
     QByteArray damage;
 
     void add(const QByteArray &state) { states.append(state); }

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <sstream>
 
-// Without the library that is looked at, and without Qt where that could fail in the same way.
+// Without the library under test, and without Qt where it could fail in the same way.
 
 QByteArray bytesOf(const QString &path)
 {

@@ -1,4 +1,4 @@
-// libinject.so: preloaded, it stands between a program and the C library, and makes the n-th call
+// libinject.so: preloaded, it is between a program and the C library, and makes the n-th call
 // of a group fail. A program arms it by inject_arm(); a program that knows nothing of it is armed
 // from its start by the environment:
 //
@@ -691,7 +691,7 @@ static int refuse(const char *call, long id)
     return -1;
 }
 
-/// The process that \a handle stands for; 0 when that cannot be told, -1 when it has gone.
+/// The process of \a handle; 0 when it cannot be determined, -1 when the process has ended.
 static long processOf(int handle)
 {
     const Inside inside;

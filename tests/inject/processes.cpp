@@ -28,7 +28,7 @@ using Utils::ScriptManager;
 // Of what a process needs, and not what a program reads when Python starts in it.
 static const char processGroups[] = "open read write short fork pipe stat readdir seek lock malloc";
 
-// A tree of processes is looked at until it has stopped.
+// A tree of processes is examined until it has stopped.
 static const long killCalls = 60;
 
 template <typename Type>

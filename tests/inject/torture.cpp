@@ -365,7 +365,7 @@ Result runOnce(const Scenario &scenario, int group, long nth, bool isLasting,
     Result result;
     const bool hasEnded = waitFor(child);
     if (!hasEnded && child > 1) {
-        kill(child, SIGABRT); // has it tell where it is
+        kill(child, SIGABRT); // makes it report where it is
         usleep(200000);
         kill(child, SIGKILL);
     }

@@ -32,7 +32,7 @@ extern char **environ;
 
 using Inject::Group;
 
-/// A call that can be made again and again: true when it went well. errno tells why not.
+/// A call that can be made again and again: true on success; else errno has the reason.
 using Call = std::function<bool()>;
 Q_DECLARE_METATYPE(Call)
 

@@ -1,8 +1,8 @@
-// Writes the file "target" in the folder that it is told, again and again, by one operation of the
+// Writes the file "target" in the folder of its argument, again and again, by one operation of the
 // library, for tools/kill-test to end it in the middle of that:
 //
 //     kill_writer --list             the names of the operations
-//     kill_writer OPERATION FOLDER   writes FOLDER/old and FOLDER/new once, tells "ready", and then
+//     kill_writer OPERATION FOLDER   writes FOLDER/old and FOLDER/new, prints "ready", and then
 //                                    puts the one and the other in the place of FOLDER/target
 
 #include "utils/KelmUtils.h"

@@ -89,7 +89,7 @@ extern "C" __attribute__((visibility("default"))) void setUpLatecomer()
     Utils::File::setSearchPath(LIBRARY_RESOURCES, "");
     lateSignal = new (signalStorage) Utils::PublicSignal("late", nullptr);
     lateModule = new (moduleStorage) Module;
-    Utils::ScriptManager::instance(); // is told of the end of modules only while it lives
+    Utils::ScriptManager::instance(); // is notified of the end of modules only while it exists
     callAtTheEnd(tearDown);
     Data::String(QString(100, 'x')).c_str(); // makes the buffer, which is released before the end
     report("start");

@@ -7,7 +7,7 @@
 #include <algorithm>
 
 /// The rooms of the house, from the ground up. A file may include what is in its own room and below
-/// it; rooms of one row do not include each other. script stands above strings, for it may include
+/// it; rooms of one row do not include each other. script is above strings because it may include
 /// that. A file directly in utils/ is a room by itself.
 static const QList<QStringList> floors = {
     {"utils/Export.h"},
@@ -35,7 +35,7 @@ static QString roomOf(const QString &path)
     return path.section('/', 0, isInUtils);
 }
 
-/// The floor of \p room, or -1 when it stands on none.
+/// The floor of \p room, or -1 when it has none.
 static int floorOf(const QString &room)
 {
     const auto holds = [&](const QStringList &rooms) { return rooms.contains(room); };

@@ -52,7 +52,7 @@ static Function next(Function, const char *name)
     return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
 }
 
-// They stand before those of the C library.
+// They replace those of the C library.
 
 #define KELM_IN_FRONT extern "C" __attribute__((visibility("default")))
 
@@ -139,7 +139,7 @@ static void callOn(char *stack, std::size_t size, std::function<void()> function
     swapcontext(&here, &there);
 }
 
-/// What freeStack() tells in a call on the deep stack, in MiB.
+/// What freeStack() returns in a call on the deep stack, in MiB.
 static int deepStackSize()
 {
     std::size_t size = 0;

@@ -373,7 +373,7 @@ private Q_SLOTS:
         QCOMPARE(contents(log), QByteArray("before:a\nb\n"));
     }
 
-    /// A piece that ends no character is none: its time would stand in the middle of a line.
+    /// Bytes that do not complete a character are no chunk: their time stamp would split a line.
     void writesNoEmptyEntries()
     {
         Process process("/bin/sh", shellArguments("printf '\\303'; read line; printf '\\244'"));
@@ -623,7 +623,7 @@ private Q_SLOTS:
             QVERIFY(process.start());
             QVERIFY(waitForOutput(process, ".\n"));
             QVERIFY(!makeFile(folder.filePath("go")).isEmpty());
-            // What it writes is not read, so nothing but this tells how far it has come.
+            // Its output is not read, so only this shows how far it has come.
             for (int i = 0; i < 60000 && !QFile::exists(folder.filePath("gone")); ++i)
                 QThread::msleep(1);
             QVERIFY(QFile::exists(folder.filePath("gone")));

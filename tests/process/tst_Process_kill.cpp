@@ -270,7 +270,7 @@ private Q_SLOTS:
         QVERIFY(process.wait(false));
     }
 
-    /// Without a file that may be opened nothing is known of who has started whom.
+    /// When no file can be opened, the parents of processes are not known.
     void takesTheProgramAtLeast()
     {
         const MarkedProcesses marked;

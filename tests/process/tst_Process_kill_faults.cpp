@@ -286,7 +286,8 @@ private Q_SLOTS:
         QTest::newRow("for good, without handles") << true << false;
     }
 
-    /// What fails once is tried again. Else what was found is killed; without handles it goes on.
+    /// A call that fails once is tried again. If it keeps failing, the processes found so far are
+    /// killed, if necessary without handles.
     void stopsNothingForGoodWhereProcessesCannotBeRead()
     {
         QFETCH(bool, forGood);

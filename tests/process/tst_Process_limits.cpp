@@ -203,7 +203,7 @@ private Q_SLOTS:
         QCOMPARE(Utils::File::read(target), Data::String("new"));
     }
 
-    /// An engine that cannot start its start-up program goes on, as where there is none.
+    /// An engine that cannot start its start-up program continues as if there were none.
     void runsScriptsWithoutTheStartUpProgram_data() { addErrors(); }
 
     void runsScriptsWithoutTheStartUpProgram()
@@ -237,7 +237,7 @@ private Q_SLOTS:
 #endif
     }
 
-    /// The program has ended, nothing has told so yet, and another process has its number.
+    /// The program has ended unnoticed, and another process has its id.
     void leavesWhoHasGotTheNumberOfItsProgram_data()
     {
         QTest::addColumn<Process::KillModes>("mode");
@@ -283,7 +283,7 @@ private Q_SLOTS:
         QCOMPARE(marked.ids(), QList<pid_t>());
     }
 
-    /// The signal of its end interrupts what waits in the system, which must go on.
+    /// The signal of its end interrupts a waiting system call, which must be continued.
     void letsReadsGoOnWhenItsProgramEnds()
     {
         int ends[2];

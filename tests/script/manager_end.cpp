@@ -21,7 +21,7 @@ public:
     bool initialize() override { return true; }
 };
 
-/// An engine that tells of its end, and has a module that ends with it.
+/// An engine that reports its end, and has a module that ends with it.
 class MortalEngine : public FakeEngine
 {
 public:

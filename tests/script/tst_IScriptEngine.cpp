@@ -7,7 +7,7 @@
 
 using Utils::IScriptEngine;
 
-/// What is left when an engine tells nothing of its own.
+/// An engine with the default implementation of each optional function.
 class SilentEngine : public IScriptEngine
 {
 public:

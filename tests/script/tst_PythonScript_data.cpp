@@ -379,7 +379,7 @@ private Q_SLOTS:
 
         QVERIFY(!PyErr_Occurred());
         QVERIFY(!d->engine.getData("x").isValid());
-        QCOMPARE(d->value("'y' in globals()"), Variant(false)); // removed, though the script has changed it
+        QCOMPARE(d->value("'y' in globals()"), Variant(false)); // though the script changed it
     }
 
     void importsAModuleOnceUntilAnyDataOfItIsPopped()

@@ -100,7 +100,7 @@ private Q_SLOTS:
         const QString sum = "x = 1" + QString("+1").repeated(60'000);
         const String file = d->script(sum.toUtf8() + '\n');
 
-        // The memory does not suffice for another stack.
+        // There is not enough memory for another stack.
         const QStringList lines =
             runPythonChild(childSteps({"memory:36", "check:" + sum, "code:" + sum, "file:" + file,
                                        "check:x = 1" + QString("+1").repeated(4'000), "value:6*7"}),

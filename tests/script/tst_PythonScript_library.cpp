@@ -23,7 +23,7 @@ static const QString goodHome = KELMUTILS_PYTHON_HOME;
 static const QString library = "/lib/python2.7/";
 static const QString notStarted = "bad: Python not initialized";
 
-/// A standard library that is damaged, as the user of a host meets it: the start fails and is told,
+/// A damaged standard library, as the user of a host meets it: the start fails and is reported,
 /// and the host lives on.
 class tst_PythonScript_library : public QObject
 {
@@ -324,7 +324,7 @@ private:
     QStringList damage(const QString &path) const
     {
         const QByteArray whole = contents(goodPath(path));
-        const int headerSize = path.endsWith(".pyc") ? 8 : 0; // what tells that it is up to date
+        const int headerSize = path.endsWith(".pyc") ? 8 : 0; // what marks it as up to date
         QByteArray garbage = whole.left(headerSize);
         for (unsigned number = 1; garbage.size() < whole.size();
              number = number * 48271 % 0x7fffffff)

@@ -175,7 +175,7 @@ private Q_SLOTS:
             if (how == "check")
                 QVERIFY(d->engine.validate("x = 1"));
             QVERIFY(Py_IsInitialized());
-            // What else the host does goes on, too.
+            // Other work of the host continues, too.
             d->engine.pushData("given", 5);
             QCOMPARE(d->engine.getData("given"), Variant(5));
         };

@@ -18,7 +18,7 @@ using Utils::PublicSignal;
 using Utils::Signal;
 using Utils::signalRegistry;
 
-/// A signal that tells how its virtual operations are reached, and opens the protected ones.
+/// A signal that records calls of its virtual functions, and makes the protected ones public.
 class DerivedSignal : public Signal
 {
     Q_OBJECT

@@ -68,7 +68,7 @@ private:
     bool m_callsBase;
 };
 
-/// A callback that tells of its death.
+/// A callback that reports its destruction.
 class MortalCB : public Utils::SlotCB
 {
 public:

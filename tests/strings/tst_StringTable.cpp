@@ -9,7 +9,7 @@
 using Utils::catalogue;
 using Utils::StringTable;
 
-/// Sets the catalogue up when the application hears of a translator, and tells how it was then.
+/// Sets the catalogue up when the application hears of a translator, and reports its state then.
 class SetUpByEvent : public QObject
 {
 public:

@@ -290,7 +290,7 @@ private Q_SLOTS:
 
     void isNotInstalledWithoutAnApplication()
     {
-        // Only one application may be in a process, so that another process tells.
+        // Only one application may be in a process, so another process reports.
         QProcess process;
         process.start(QCoreApplication::applicationFilePath(), {"--without-application"});
         QVERIFY(process.waitForFinished(-1));
@@ -301,7 +301,7 @@ private Q_SLOTS:
     }
 };
 
-/// Sets the catalogue up before there is an application, and tells what the application shows.
+/// Sets the catalogue up before there is an application; reports what the application shows.
 static int runWithoutApplication(int &argc, char **argv)
 {
     StringTable::initialize("en", "", "");

@@ -1,4 +1,4 @@
-# Fails unless PROGRAM succeeds and prints what stands in the file EXPECTED.
+# Fails unless PROGRAM succeeds and prints the contents of the file EXPECTED.
 
 execute_process(COMMAND "${PROGRAM}" OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
 file(READ "${EXPECTED}" expected)

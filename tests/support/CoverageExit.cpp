@@ -6,7 +6,7 @@
 
 extern "C" void __gcov_dump();
 
-// Visible, so that it stands before the function of the C library for all that a program loads.
+// Visible, so that it replaces the function of the C library for all that a program loads.
 extern "C" __attribute__((visibility("default"))) void _exit(int status)
 {
     __gcov_dump();

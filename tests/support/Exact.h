@@ -5,9 +5,9 @@
 #include <cmath>
 
 // Comparing numbers to the last bit: QCOMPARE takes doubles for equal that are only close, and 0.0
-// for -0.0. No NaN is told from another.
+// for -0.0. All NaN values are equal.
 
-/// A number as text that tells it from all others.
+/// A number as text that is different for each number.
 inline QString exact(double value)
 {
     return std::isnan(value) ? QStringLiteral("nan")

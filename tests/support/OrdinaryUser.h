@@ -7,7 +7,7 @@
 
 #include <sys/fsuid.h>
 
-/// While it lives, the rights of files hold for this thread even when the program runs as root.
+/// While it exists, file permissions apply to this thread even when the program runs as root.
 /// What is above \p folder must be open to everyone; the folder itself is opened here.
 class OrdinaryUser
 {

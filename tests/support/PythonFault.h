@@ -10,7 +10,7 @@
 ///             break; // it makes no more than n such calls
 ///     }
 ///
-/// A test that uses it links the target PythonFault, whose functions stand before those of Python.
+/// A test that uses it links the target PythonFault, whose functions replace those of Python.
 class PythonFault
 {
 public:

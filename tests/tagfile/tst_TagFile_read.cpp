@@ -510,7 +510,7 @@ private Q_SLOTS:
 
     void readsAFileThatIsShorterThanItSays()
     {
-        // What the kernel tells has the size of a page, however short it is.
+        // A file of the kernel reports the size of a page, however short it is.
         const QString file = "/sys/kernel/mm/transparent_hugepage/enabled";
         if (!QFile::exists(file))
             QSKIP("No such file here.");

@@ -725,7 +725,7 @@ private Q_SLOTS:
         row("1 hour 30", 3600.0);
         row("0 hours 30", 30.0);
         row("1 minute -60 seconds 30", 0.0);
-        row("1 hour -1 minutes 30", 3570.0); // the units, taken as they stand, add up to 0
+        row("1 hour -1 minutes 30", 3570.0); // the units, each with its sign, add up to 0
         row("1 hour -1 seconds 30", 3630.0);
         row("30 20", 20.0);
         row("5  minutes", 0.0);

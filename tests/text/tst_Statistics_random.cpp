@@ -282,7 +282,7 @@ class tst_Statistics_random : public QObject
 {
     Q_OBJECT
 
-    // Shorter and longer than what is looked at in one go, or gathered to be sorted.
+    // Shorter and longer than what is examined at once, or collected for sorting.
     static QVector<int> sizes() { return {1, 2, 3, 5, 17, 100, 1023, 1024, 1025, 3000}; }
 
     static void addKinds()

@@ -35,7 +35,7 @@ protected:
 
 static const uint smallStack = 1U << 20; // bytes
 
-/// The number of levels that \p error tells of, or 0.
+/// The number of levels that \p error names, or 0.
 static int limitIn(const String &error)
 {
     return QRegularExpression("deeper than (\\d+) levels").match(error).captured(1).toInt();
@@ -669,7 +669,7 @@ private Q_SLOTS:
         QString text = "<?xml version='1.0'";
         if (!declaration.isEmpty())
             text += " encoding='" + declaration + "'";
-        // The letter stands at every place in the pieces that a file is read in.
+        // The letter is at every position of the chunks in which a file is read.
         text += "?><!DOCTYPE a [";
         for (int i = 0; i < 3000; ++i)
             text += "<!-- " + letter.repeated(80 + i % 7) + " -->";

@@ -22,7 +22,7 @@ private:
     String m_text;
 };
 
-/// The root element of \p contents, as it stands in \p document.
+/// The root element of \p contents, parsed into \p document.
 static Element parse(Document &document, const QString &contents)
 {
     QString error;

@@ -318,7 +318,7 @@ private Q_SLOTS:
 
         QVERIFY(!ParseGuard().accepts(text, 0, 163839));
         QVERIFY(ParseGuard().accepts(text, 0, 163840));
-        QVERIFY(!ParseGuard().accepts(text, 163839, 0)); // of a file that does not tell its size
+        QVERIFY(!ParseGuard().accepts(text, 163839, 0)); // of a file that does not report its size
         QVERIFY(ParseGuard().accepts(text, 163840, 0));
         ParseGuard guard;
         QVERIFY(guard.accepts("<!-- -->", 100000, 5));
