@@ -342,7 +342,7 @@ private Q_SLOTS:
         QVERIFY(failures > 3);
     }
 
-    // Starts after open(): Qt crashes when memory runs out while a stream is connected.
+    // Memory runs out only after open(): Qt does not survive it while a stream is connected.
 
     void streamsUpToWhereTheMemoryEnds_data() { addModes(); }
 
