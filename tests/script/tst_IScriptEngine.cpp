@@ -7,7 +7,7 @@
 
 using Utils::IScriptEngine;
 
-/// An engine with the default implementation of each optional function.
+/// An engine that overrides only the pure virtual functions.
 class SilentEngine : public IScriptEngine
 {
 public:
