@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QPair>
 #include <QTemporaryFile>
 
 #include <algorithm>
@@ -110,6 +111,28 @@ void SettingsFile::storeAll()
     }
 }
 
+/// Lets \p safe, a format of this file, have the folders of \p plain.
+static void followFolders(QSettings::Format plain, QSettings::Format safe)
+{
+    // To find them out, open the settings of an organisation that has none.
+    static const QString nobody = QStringLiteral("Kelm has no settings");
+    static QHash<QPair<int, int>, QString> known; // of the safe formats, by format and scope
+    for (const auto scope : {QSettings::UserScope, QSettings::SystemScope}) {
+        const auto folder = [&](QSettings::Format format) {
+            return QFileInfo(QSettings(format, scope, nobody).fileName()).path();
+        };
+        QString &now = known[qMakePair(int(safe), int(scope))];
+        const QString wanted = folder(plain);
+        // A format without folders of its own has those of IniFormat. The system scope keeps them
+        // while they are right, as QSettings searches fewer folders of the system once it is set.
+        const bool isSystem = scope == QSettings::SystemScope;
+        if (now != wanted && !(isSystem && now.isEmpty() && folder(safe) == wanted)) {
+            QSettings::setPath(safe, scope, wanted);
+            now = wanted;
+        }
+    }
+}
+
 std::unique_ptr<QSettings> SettingsFile::openSafely()
 {
     const QSettings::Format plain = QSettings::defaultFormat();
@@ -117,16 +140,8 @@ std::unique_ptr<QSettings> SettingsFile::openSafely()
     if (plain != QSettings::NativeFormat && plain != QSettings::IniFormat)
         return std::make_unique<QSettings>();
 
-    // The host chooses the folders, for each format. To find them out, open the settings of an
-    // organisation that has none.
-    const QString nobody = QStringLiteral("Kelm has no settings");
-    for (const auto scope : {QSettings::UserScope, QSettings::SystemScope}) {
-        const auto folder = [&](QSettings::Format format) {
-            return QFileInfo(QSettings(format, scope, nobody).fileName()).path();
-        };
-        if (folder(safe) != folder(plain))
-            QSettings::setPath(safe, scope, folder(plain));
-    }
+    // The host chooses the folders, for each format, and may change them at any time.
+    followFolders(plain, safe);
     const QString name = QCoreApplication::organizationName();
     auto settings = std::make_unique<QSettings>(
         safe, QSettings::UserScope, name.isEmpty() ? QCoreApplication::organizationDomain() : name,

@@ -15,11 +15,11 @@ static std::unique_ptr<QSettings> openSettings()
         if (SettingsFile::isAnyChanged())
             return SettingsFile::openSafely();
     }
-    // All QSettings on a file share what the first has read. A plain one reads values that end the
-    // process when there is no QGuiApplication.
+    // A plain QSettings reads values that end the process when there is no QGuiApplication.
     if (!hasGuiApplication()) {
-        qRegisterMetaTypeStreamOperators<UnbuiltValue>();
-        SettingsFile::openSafely();
+        static const int type = qRegisterMetaTypeStreamOperators<UnbuiltValue>();
+        Q_UNUSED(type)
+        return SettingsFile::openSafely();
     }
     return std::make_unique<QSettings>();
 }

@@ -11,8 +11,8 @@ namespace Utils {
 class SettingsFile;
 
 /// The QSettings of one Settings object and of its copies. Values are read from a plain QSettings,
-/// and changes are made in the writer of the file. Both share their values with each other
-/// QSettings for the file.
+/// or without a QGuiApplication from a safe one, and changes are made in the writer of the file.
+/// Both share their values with each other QSettings for the file.
 class SettingsStore
 {
 public:
