@@ -10,6 +10,8 @@
 #include <QPointer>
 #include <QProcess>
 
+#include <cerrno>
+#include <cstring>
 #include <new>
 
 namespace Utils {
@@ -52,6 +54,27 @@ public:
         const int pipeError = Platform::errorOfPipes(3);
         if (pipeError != 0)
             setErrorString(qt_error_string(pipeError));
+    }
+
+    /// Ends a start that lacked memory: no program runs after that.
+    void abandon() noexcept
+    {
+        try {
+            setErrorString(QString()); // not that of an earlier program
+            if (state() != NotRunning && Platform::isChild(processId())) {
+                kill();
+                waitForFinished(1000);
+            }
+        } catch (const std::bad_alloc &) {
+            // Qt waits for the child as soon as it ends.
+        }
+        try {
+            if (state() != NotRunning)
+                setProcessState(NotRunning);
+            setErrorString(QString::fromLocal8Bit(std::strerror(ENOMEM)));
+        } catch (const std::bad_alloc &) {
+            // errorMessage() is "" as long as there is no memory for another one.
+        }
     }
 };
 
@@ -153,9 +176,17 @@ bool Process::start()
     if (d->killMode == KillDefault && isBatch)
         d->killMode = KillTree;
 
-    d->output.clear();
-    d->process.run(d->command, d->arguments);
-    return d->process.state() != QProcess::NotRunning && d->process.waitForStarted(3000);
+    const bool wasRunning = d->process.state() != QProcess::NotRunning;
+    try {
+        d->output.clear();
+        d->process.run(d->command, d->arguments);
+        return d->process.state() != QProcess::NotRunning && d->process.waitForStarted(3000);
+    } catch (const std::bad_alloc &) {
+        if (wasRunning)
+            return true;
+        d->process.abandon();
+        return false;
+    }
 }
 
 bool Process::wait(bool showProgress)
@@ -216,7 +247,14 @@ bool Process::normalExit() const
 
 int Process::exitCode() const { return d->process.exitCode(); }
 
-Data::String Process::errorMessage() const { return d->process.errorString(); }
+Data::String Process::errorMessage() const
+{
+    try {
+        return d->process.errorString();
+    } catch (const std::bad_alloc &) {
+        return Data::String();
+    }
+}
 
 qint64 Process::getPID() const { return d->process.processId(); }
 
