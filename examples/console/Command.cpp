@@ -109,7 +109,7 @@ static Result parseAndRun(const Command &command, const QStringList &arguments)
     changed.setCallback(&log, &SettingsLog::add);
     Utils::Settings::SettingChanged().connect(&changed);
     loadTexts(variables["RES_DIR"], parser.value("language"));
-    const Result result = command.run(parser, host);
+    Result result = command.run(parser, host);
     Utils::setApplication(nullptr);
     return result;
 }

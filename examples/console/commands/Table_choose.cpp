@@ -16,7 +16,7 @@ static bool isEmptyRow(const QStringList &fields)
 QStringList topRow(const CSVTable &table)
 {
     for (int row = 0; row < table.numRows(); ++row) {
-        const QStringList fields = table.data(row);
+        QStringList fields = table.data(row);
         if (!isEmptyRow(fields))
             return fields;
     }
