@@ -186,6 +186,24 @@ static void changeFields(QList<QStringList> &rows, const std::vector<int> &wide,
     }
 }
 
+/// Puts the fields of column \p col that contain \p delimiter in quotes.
+static void quoteFields(QList<QStringList> &rows, const std::vector<int> &wide, int col,
+                        const QString &delimiter)
+{
+    changeFields(rows, wide, col, [&](const QString &field) {
+        return field.contains(delimiter) ? QString(quote + field + quote) : field;
+    });
+}
+
+/// Pads the fields of column \p col to \p size characters, after them when \p isLeft.
+static void padFields(QList<QStringList> &rows, const std::vector<int> &wide, int col, int size,
+                      bool isLeft)
+{
+    changeFields(rows, wide, col, [&](const QString &field) {
+        return isLeft ? field.leftJustified(size) : field.rightJustified(size);
+    });
+}
+
 void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStringList> &rows,
                          int maxWidth, int leftColumn, const QString &delimiter) const
 {
@@ -207,16 +225,11 @@ void CSVTable::alignData(int firstRow, int lastRow, int numColumns, QList<QStrin
         // Only the first row is split: the others are measured as they are held.
         if (!wide.empty())
             d->textData->parseRow(firstRow);
-        if (quotes) {
-            changeFields(rows, wide, col, [&](const QString &field) {
-                return field.contains(delimiter) ? QString(quote + field + quote) : field;
-            });
-        }
+        if (quotes)
+            quoteFields(rows, wide, col, delimiter);
         const int size = widthOf(rows, wide, col, maxWidth) + 1;
         const bool isLeft = col == leftColumn || leftColumn == -2;
-        changeFields(rows, wide, col, [&](const QString &field) {
-            return isLeft ? field.leftJustified(size) : field.rightJustified(size);
-        });
+        padFields(rows, wide, col, size, isLeft);
         task.tick();
     }
 }

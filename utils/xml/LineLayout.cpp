@@ -102,6 +102,11 @@ bool LineLayout::readTokens(QStringView tag)
     return true;
 }
 
+static bool isFollowedBy(QLatin1Char character, const QChar *at, const QChar *end)
+{
+    return at + 1 != end && at[1] == character;
+}
+
 /// Splits \p tag into tokens. False when it has no attributes, or an end tag follows.
 bool LineLayout::splitTag(QStringView tag)
 {
@@ -118,7 +123,7 @@ bool LineLayout::splitTag(QStringView tag)
             inQuotes = !inQuotes;
             break;
         case '<':
-            if (at + 1 != end && at[1] == QLatin1Char('/'))
+            if (isFollowedBy(QLatin1Char('/'), at, end))
                 return false;
             if (!inQuotes && !isCut && at[-1] == QLatin1Char('>')) {
                 m_ending = QStringView(at - 1, end);
@@ -126,7 +131,7 @@ bool LineLayout::splitTag(QStringView tag)
             }
             break;
         case '/':
-            if (at + 1 == end || at[1] != QLatin1Char('>'))
+            if (!isFollowedBy(QLatin1Char('>'), at, end))
                 break;
             Q_FALLTHROUGH();
         case '>':
