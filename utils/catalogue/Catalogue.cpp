@@ -41,7 +41,7 @@ CatalogueKey::CatalogueKey(const Data::String &key) : m_key(key)
         if (!name.isEmpty() && part.startsWith(name) && key[name.size()] == dot) {
             m_table = &*table;
             m_id = std::move(part);
-            m_id.setRawData(key.constData() + name.size(), uint(key.size() - name.size()));
+            m_id.setRawData(key.constData() + name.size(), key.size() - name.size());
             return;
         }
         length = key.lastIndexOf(dot, commonLength(name, part));

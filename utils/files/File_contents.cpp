@@ -64,10 +64,11 @@ static QString readUtf8(QFile &file)
 
     QString text(static_cast<int>(file.size()), Qt::Uninitialized);
     int used = 0;
-    std::vector<char> block(64 * 1024);
+    constexpr int blockSize = 64 * 1024;
+    std::vector<char> block(blockSize);
     int kept = 0; // bytes of a sequence that the previous block cut off
     while (true) {
-        const auto length = static_cast<int>(file.read(block.data() + kept, block.size() - kept));
+        const auto length = static_cast<int>(file.read(block.data() + kept, blockSize - kept));
         if (length < 0)
             return {};
         if (length == 0)

@@ -42,7 +42,7 @@ static Data::String findInResources(const Data::String &name, const Data::String
                                     const Data::String &prefix)
 {
     const Data::String &root = SearchPaths::resources;
-    const Data::String found = firstOf({File::join(root, prefix + name)});
+    Data::String found = firstOf({File::join(root, prefix + name)});
     if (!found.isEmpty() || extension.isEmpty() || name.endsWith(extension))
         return found;
 
@@ -60,7 +60,7 @@ static Data::String findInPlugins(const Data::String &name, const Data::String &
     if (root.isEmpty())
         return {};
 
-    const Data::String found = firstOf({File::join(root, name)});
+    Data::String found = firstOf({File::join(root, name)});
     if (!found.isEmpty() || !name.contains(dot))
         return found;
 

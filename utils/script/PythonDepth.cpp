@@ -38,7 +38,7 @@ static const std::size_t bytesPerPart = 256;
 
 // Also of the stack, for each level that Python counts. Its own code takes up to 1,600, a program
 // that runs an event loop in between may take more.
-static const std::size_t bytesPerCall = 16 * 1024;
+static const std::size_t bytesPerCall = std::size_t(16) * 1024;
 
 // So many calls take about a gigabyte.
 static const std::size_t maxRecursionLimit = 1'000'000;

@@ -188,7 +188,7 @@ void TagFile::addErrorMessage(const Data::String &message)
 
 Data::String TagFile::errorMessage(bool clear)
 {
-    const Data::String text = getMeta(messagesName).toString();
+    Data::String text = getMeta(messagesName).toString();
     if (clear)
         d->meta.remove(messagesName);
     return text;

@@ -112,7 +112,8 @@ private:
 
     bool decodeBlock()
     {
-        const qint64 size = m_hasFailed ? -1 : m_device.read(m_block.data(), m_block.size());
+        const int size =
+            m_hasFailed ? -1 : static_cast<int>(m_device.read(m_block.data(), blockSize));
         m_hasFailed = size < 0;
         if (size <= 0)
             return false;
@@ -120,18 +121,20 @@ private:
             const QByteArray start = QByteArray::fromRawData(m_block.data(), size);
             m_codec = QTextCodec::codecForUtfText(start, QTextCodec::codecForName("UTF-8"));
         }
-        m_text = m_codec->toUnicode(m_block.data(), static_cast<int>(size), &m_state);
+        m_text = m_codec->toUnicode(m_block.data(), size, &m_state);
         m_at = 0;
         m_mayHoldColons = m_text.contains(QLatin1Char('\\')) || m_text.contains(colonMarker());
         return true;
     }
 
+    static constexpr int blockSize = 16384; // as large as that of a QTextStream
+
     QIODevice &m_device;
     const int m_maxLength;
-    bool m_isEnded = false;          // a device may have less than it says
-    bool m_hasFailed = false;        // permanently: a later read would skip bytes
-    std::array<char, 16384> m_block; // the block size of QTextStream
-    QTextCodec *m_codec = nullptr;   // detected in the first block
+    bool m_isEnded = false;   // a device may have less than it says
+    bool m_hasFailed = false; // permanently: a later read would skip bytes
+    std::array<char, blockSize> m_block;
+    QTextCodec *m_codec = nullptr; // detected in the first block
     QTextCodec::ConverterState m_state;
     QString m_text; // the decoded block
     int m_at = 0;   // how much of it has been returned

@@ -17,9 +17,11 @@ static const qint64 millisecondsPerHour = 60 * millisecondsPerMinute;
 // Slightly less than the range of 64 bits, so that a month or a time zone can be added.
 static const double farthestMilliseconds = 9.2e18;
 
+static double inSeconds(qint64 milliseconds) { return static_cast<double>(milliseconds) / 1000.0; }
+
 static double fromQDateTime(const QDateTime &dateTime)
 {
-    return dateTime.toMSecsSinceEpoch() / 1000.0;
+    return inSeconds(dateTime.toMSecsSinceEpoch());
 }
 
 /// Returns an invalid QDateTime for a time that is out of range.
@@ -40,7 +42,7 @@ static DateTime nextUnit(double time, qint64 unit)
         return 0.0;
     const QDateTime ahead = from.addMSecs(unit);
     const qint64 past = ahead.time().msecsSinceStartOfDay() % unit;
-    return (from.toMSecsSinceEpoch() + unit - past) / 1000.0;
+    return inSeconds(from.toMSecsSinceEpoch() + unit - past);
 }
 
 // Does not set the time of the day to 0:00, which the clocks may skip: a step would then end where
@@ -63,7 +65,7 @@ DateTime::DateTime(const Data::String &text, const Data::String &format) : m_tim
     }
 
     if (format == formatPath()) {
-        m_time = fileStatus(text).modified / 1000.0;
+        m_time = inSeconds(fileStatus(text).modified);
         return;
     }
 
@@ -117,7 +119,7 @@ QString dateTimeText(const QDateTime &dateTime, const QString &pattern)
 
 static QString unitWord(QLatin1String word, int count, int style)
 {
-    const QString full = word;
+    QString full = word;
     switch (style) {
     case -1:
         return full.left(1);

@@ -284,12 +284,12 @@ double Statistics::coefficientMultDetermination(const Data::Array &a, const Data
 double Statistics::coefficientMultDeterminationAdjusted(const Data::Array &a, const Data::Array &b,
                                                         int parameters, const QList<int> &indices)
 {
-    const qint64 n = std::min(length(a, indices), length(b, indices));
-    const qint64 freedom = n - parameters;
-    if (freedom < 1)
+    const double n = std::min(length(a, indices), length(b, indices));
+    const double freedom = n - parameters;
+    if (freedom < 1.0)
         return 0.0;
 
-    return 1.0 - (1.0 - coefficientMultDetermination(a, b, indices)) * (n - 1) / freedom;
+    return 1.0 - (1.0 - coefficientMultDetermination(a, b, indices)) * (n - 1.0) / freedom;
 }
 
 double Statistics::residualSumSquare(const Data::Array &a, const Data::Array &b,

@@ -203,6 +203,7 @@ static QString escapeEnds(const QString &text, const QString &characters)
     return escaped.append(last);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): hosts are built against this signature
 Data::String StringUtil::escape(Data::String text, const Data::String &chars,
                                 const Data::String &edgeChars)
 {
@@ -226,6 +227,7 @@ static QString replaceSequences(const QString &text, CharacterMap<QChar> &charac
     return replaced;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): hosts are built against this signature
 Data::String StringUtil::unescape(Data::String text, const Data::String &chars)
 {
     // No sequence contains another one, or forms one after a replacement, so all are replaced at

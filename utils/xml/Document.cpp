@@ -105,7 +105,7 @@ protected:
     }
 
 private:
-    static constexpr qint64 declarationsSize = 64 * 1024; // bytes read at once
+    static constexpr qint64 declarationsSize = 64LL * 1024; // bytes read at once
 
     QFile *const m_file;
     const qint64 m_size;

@@ -24,7 +24,7 @@ int bearableDepth()
     // Per level, Qt's parser uses 340 bytes of the stack, copying the tree 110 and destroying it
     // 60.
     constexpr std::size_t perLevel = 512;
-    constexpr std::size_t least = 256 * 1024; // if the stack size is unknown
+    constexpr std::size_t least = std::size_t(256) * 1024; // if the stack size is unknown
     const std::size_t stack = Platform::freeStack();
     const std::size_t levels = (stack == 0 ? least : stack) / perLevel;
     return static_cast<int>(std::min<std::size_t>(levels, std::numeric_limits<int>::max()));
@@ -87,7 +87,7 @@ static bool isPlainName(const QString &name)
 /// The name that Qt writes for \p node, without its prefix.
 static QString writtenName(const QDomNode &node)
 {
-    const QString name = node.nodeName();
+    QString name = node.nodeName();
     if (!name.contains(QLatin1Char(':')))
         return name;
     const QString local = node.localName(); // null unless created with a namespace

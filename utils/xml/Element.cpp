@@ -19,11 +19,11 @@ static const QLatin1Char placeholderMark('%');
 
 /// Replacing in one text of an element doubles the next one, so that a paragraph of forty texts
 /// would fill the memory. No more text is set when the joined text is longer than this...
-static constexpr qint64 maxGrownText = 8 * 1024 * 1024;
+static constexpr qint64 maxGrownText = 8LL * 1024 * 1024;
 /// ... and this many times longer than before,
 static constexpr qint64 maxGrowth = 100;
 /// or longer than this, which is near the maximum of a QString.
-static constexpr qint64 maxText = 128 * 1024 * 1024;
+static constexpr qint64 maxText = 128LL * 1024 * 1024;
 /// The joined text is read for each text of an element, so that very many short texts would take
 /// hours: no more text is set when this many characters were read, where each text counts as some
 /// characters, too.

@@ -13,7 +13,7 @@ struct ParseLimits
 {
     int depth = 512; // of elements, and of the groups in a declaration
     /// This many characters of expanded entities are always accepted...
-    qint64 expansion = 8 * 1024 * 1024;
+    qint64 expansion = 8LL * 1024 * 1024;
     /// ... and so are this many for each byte of the file.
     qint64 expansionPerByte = 100;
     /// The parser searches each entity for all others. This many characters take about ten seconds.

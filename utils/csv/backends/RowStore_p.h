@@ -205,9 +205,9 @@ public:
     {
         list();
         const std::vector<int> before = m_ids;
-        for (int i = 0; i < order.size(); ++i)
-            m_ids[static_cast<std::size_t>(firstRow + i)] =
-                before[static_cast<std::size_t>(firstRow + order.at(i))];
+        const auto first = before.begin() + firstRow;
+        std::transform(order.begin(), order.end(), m_ids.begin() + firstRow,
+                       [&](int row) { return first[row]; });
     }
 
     void clear() { *this = RowOrder(); }
