@@ -172,11 +172,11 @@ private Q_SLOTS:
     }
 
 private:
-    /// What a thread called \p name, which will not end, is waited for. Others are not waited for
-    /// longer than they take, which is much on a busy machine.
+    /// How long to wait for a thread called \p name, which does not end. Threads without a name
+    /// end, which may take long on a busy machine; some end only after half of this time.
     static QString patience(const QString &name)
     {
-        return name.isEmpty() ? "patience:20000" : "patience:300";
+        return name.isEmpty() ? "patience:3000" : "patience:300";
     }
 
     /// Code that runs \p body in a thread.
