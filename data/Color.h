@@ -14,8 +14,8 @@ public:
     Color() = default; ///< the invalid colour
     Color(const QColor &other) : QColor(other) {}
 
-    /// The colour that \p variant holds or converts to. Invalid when it does not convert, or holds
-    /// an invalid colour.
+    /// The colour that \p variant holds or converts to. Invalid when \p variant does not convert to
+    /// a colour, or holds an invalid one.
     static Color fromVariant(const QVariant &variant) { return variant.value<QColor>(); }
 };
 

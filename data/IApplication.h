@@ -18,20 +18,22 @@ public:
     ///     "RES_DIR"     the resources folder
     virtual String getVariable(const char *key, const String &defaultValue) = 0;
 
-    /// Shows a message line to the user. The library always passes true.
+    /// Shows the message line \p text to the user. The library always passes true for \p flag.
     virtual void showMessage(const String &text, bool flag) = 0;
 
-    /// Writes a diagnostic line. The library always passes the level 3.
+    /// Writes the diagnostic line \p text. The library always passes 3 for \p level.
     virtual void logMessage(const String &text, int level) = 0;
 
-    /// Reports progress: \p count of \p maxSteps steps are done. Here and below, \p popup selects
-    /// the popup display instead of the ordinary one.
+    /// Reports progress: \p count of \p maxSteps steps are done. The host has two progress
+    /// displays: in this function and the next two, \p popup selects the popup display instead of
+    /// the ordinary one.
     virtual void setProgress(int count, int maxSteps, bool popup) = 0;
 
     /// Sets the text of the progress display.
     virtual void setProgressLabel(const String &text, bool popup) = 0;
 
-    /// Shows or hides the progress display.
+    /// Shows or hides the progress display. With \p cancelable, the display lets the user cancel
+    /// the task.
     virtual void showProgress(bool visible, bool cancelable, bool popup) = 0;
 
     virtual ~IApplication();

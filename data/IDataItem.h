@@ -8,8 +8,8 @@
 
 namespace Data {
 
-/// An object of the host that a variant carries as a pointer, by convention under the payload key
-/// "item". The library never owns one.
+/// An object of the host. A variant carries a pointer to it, see itemVariant(). In the payload of a
+/// signal, the key of such a variant is "item" by convention. The library never owns an item.
 class KELMUTILS_EXPORT IDataItem
 {
 public:

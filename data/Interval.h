@@ -4,7 +4,7 @@
 
 namespace Data {
 
-/// A range of numbers, each end of which may be open.
+/// A range of numbers. Its flags tell which of the two ends are set.
 struct Interval
 {
     enum Flag : qint32

@@ -13,8 +13,9 @@ namespace Data {
 
 /// The text type of the library: a QString that also works with C strings, which are UTF-8.
 ///
-/// It adds no field, so it passes wherever a QString is expected, and the two convert freely by
-/// implicit sharing. Order, equality and hash are QString's: case-sensitive, by UTF-16 code unit.
+/// The class adds no field to QString. A String can be passed wherever a QString is expected, and
+/// the two types convert to each other by implicit sharing. Order, equality and hash are QString's:
+/// case-sensitive, by UTF-16 code unit.
 class String : public QString
 {
 public:
@@ -45,11 +46,12 @@ inline String toText(char character) { return QString(QLatin1Char(character)); }
 
 } // namespace Detail
 
-/// Concatenates two texts. One side is a String, the other a String, a C string, or any other type
-/// that QString converts from; C strings and bytes are UTF-8 up to their first zero.
+/// Concatenates two texts. One side is a String. The other side is a String, a C string, or another
+/// type of text: a QString or a type that converts to it, QStringRef, QByteArray, QChar, or a char
+/// in Latin-1. C strings and byte arrays are UTF-8 up to their first zero byte.
 ///
-/// It is a template so that overload resolution prefers it to QString's own operators; otherwise a
-/// mixed sum would be ambiguous.
+/// The operator is a template, so that overload resolution prefers it to the operators of QString.
+/// Otherwise a sum of different types would be ambiguous.
 template <
     typename Left, typename Right,
     typename = std::enable_if_t<std::is_same_v<Left, String> || std::is_same_v<Right, String>>>

@@ -11,10 +11,10 @@
 
 namespace Data {
 
-/// The value type of payloads and settings: a QVariant with no added field.
+/// The value type of signal payloads and settings. The class adds no field to QVariant.
 ///
-/// Text is always held as a plain QString, so that it compares and converts like one. A conversion
-/// that is not possible yields the empty value of the target type.
+/// Text is always held as a plain QString, so that it compares and converts like a QString. A
+/// conversion that is not possible yields the empty value of the target type.
 class Variant : public QVariant
 {
 public:
@@ -26,8 +26,8 @@ public:
     Variant(const QStringList &list) : QVariant(list) {}
     Variant(const QColor &color) : QVariant(color) {}
 
-    /// Accepts a bool or a QVariant, but nothing that merely converts to one: pointers, functions
-    /// and lambdas would become true. Use itemVariant() for a Data::IDataItem.
+    /// Accepts a bool or a QVariant, but nothing that only converts to bool: otherwise pointers,
+    /// functions and lambdas would become true. Use itemVariant() for a Data::IDataItem.
     template <typename T,
               std::enable_if_t<std::is_same_v<T, bool> || std::is_same_v<T, QVariant>, bool> = true>
     Variant(T value) : QVariant(std::move(value))

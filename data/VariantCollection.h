@@ -8,7 +8,8 @@
 
 namespace Data {
 
-/// Values by name, in key order: the payload of the signal bus. Copies share their contents.
+/// Values by name, in the order of the names. It is the type of the payload of a Utils::Signal.
+/// Copies share their contents.
 using VariantCollection = QMap<String, Variant>;
 
 } // namespace Data

@@ -5,9 +5,10 @@
 
 namespace Utils {
 
-/// Sets the host application, replacing an earlier one. A host calls this first.
+/// Sets the host application, replacing an earlier one. A host calls this function before all
+/// others of the library.
 ///
-/// The caller keeps the ownership, and the host must stay alive until it is replaced. With null the
+/// The library does not own \p app, which must stay alive until it is replaced. With null the
 /// library makes no calls to a host.
 KELMUTILS_EXPORT void setApplication(Data::IApplication *app);
 
