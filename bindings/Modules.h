@@ -4,16 +4,16 @@
 
 extern "C" {
 
-/// Makes the module KelmUtils in the running interpreter, for scripts to import.
+/// Creates the module KelmUtils in the running Python interpreter, so that scripts can import it.
 ///
-/// Does nothing when no interpreter runs, or when it has the module already. Without the module sip
-/// the module stays empty. The engine of ScriptManager calls this function; a host that runs an
-/// interpreter of its own may call it, too.
+/// Does nothing when no interpreter runs, or when it has the module already. If the Python module
+/// sip cannot be imported, KelmUtils stays empty. The engine of ScriptManager calls this function;
+/// a host that runs an interpreter of its own may call it, too.
 KELMUTILS_EXPORT void initKelmUtils();
 
-/// Makes the module KelmData, which KelmUtils imports, in the same way.
+/// Creates the module KelmData in the same way. KelmUtils imports it.
 ///
-/// Does nothing either when another module of that name exists: the one of a sibling library, which
-/// has more.
+/// Also does nothing when another module named KelmData exists already: a sibling library may
+/// supply one, which contains more.
 KELMUTILS_EXPORT void initKelmData();
 }

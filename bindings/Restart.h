@@ -1,7 +1,7 @@
 #pragma once
 
-// For the source that SIP generates for a module of this library or of a host. It is a header, so
-// that it is compiled with the sip.h of that module.
+// Included by the source that SIP generates for a module of this library or of a host. All code is
+// in this header, so that it is compiled with the sip.h of that module.
 
 #include <sip.h>
 
@@ -12,12 +12,13 @@
 
 namespace Utils::Bindings {
 
-/// What the sip module changes in the tables of a generated module when it registers it.
+/// A copy of those tables of a generated module that the sip module changes when it registers the
+/// generated module.
 ///
-/// It expects one interpreter in a process: types stay marked as registered, and the names of
-/// imported types are overwritten by pointers to these. A new interpreter would find the module
-/// half registered. So the tables are saved before the first registration, and restored before
-/// every later one.
+/// The sip module expects only one interpreter in the life of a process: the types stay marked as
+/// registered, and pointers to the imported types overwrite the names of these types. A new
+/// interpreter would find the generated module half registered. Therefore the tables are saved
+/// before the first registration, and restored before each later one.
 class ModuleTables
 {
 public:
@@ -84,9 +85,9 @@ private:
 };
 
 /// Prepares the registration of \p module in the running interpreter, which may be a new one after
-/// another was finalised. False when none runs, or when the module is registered in it already.
-/// Call it first in the module's init function, in its %PreInitialisationCode, and setStarted() in
-/// its %PostInitialisationCode:
+/// an earlier one was finalised. False when no interpreter runs, or when the module is registered
+/// in the running one already. Call it first in the module's init function, in its
+/// %PreInitialisationCode, and setStarted() in its %PostInitialisationCode:
 ///
 ///     if (!Utils::Bindings::prepare(sipModuleAPI_Host, "_Host_started"))
 ///         return;
@@ -117,7 +118,8 @@ inline bool prepare(sipExportedModuleDef &module, const char *mark)
     return true;
 }
 
-/// Stores that the module of \p mark is registered with \p sip.
+/// Stores in the running interpreter that the module is registered. \p sip is the API of the sip
+/// module, and \p mark is the name that was passed to prepare().
 inline void setStarted(const sipAPIDef *sip, const char *mark)
 {
     // Objects in reference cycles, and what they wrap, would survive the interpreter. They are

@@ -12,8 +12,9 @@ public:
     bool initialize() override; ///< Returns true even if the module could not be made.
 };
 
-/// Offers the module KelmData to scripts. That of a sibling library is built later, and so
-/// initialised before this one, which then does nothing.
+/// Offers the module KelmData to scripts. If a sibling library offers a module of the same name,
+/// that one is constructed later, becomes the first of the list of modules, and so is initialised
+/// before this one. This one then does nothing.
 class ScriptableModuleKelmData : public IScriptableModule
 {
 public:
