@@ -33,12 +33,13 @@ class Progress;
 ///              ignored: no field is empty, and "" has no fields. This reads aligned columns.
 ///
 /// A row is read when it is accessed. Row 0 and the row that was split last are kept in memory. If
-/// the file is changed, rows may show the old or the new contents; of a row that was partly cut off
-/// the file, what is left is read. The part of a file beyond 2 GiB is ignored.
+/// the file is changed while it is open, rows may have the old or the new contents; when the file
+/// was cut off within a row, this row is what is left of it. The part of a file beyond 2 GiB is
+/// ignored.
 ///
 /// A row that cannot be read, because of a disk error or for lack of memory, is an empty line,
-/// never a part of the row, and cannot be distinguished from an empty row. It is not kept: the next
-/// access tries again. A result that does not fit into memory is empty.
+/// never a part of the row, and cannot be distinguished from an empty row. Such a row is not kept:
+/// the next access tries to read it again. A result that does not fit into memory is empty.
 ///
 /// Although access is const, it changes the position in the file: a reader and its copies must not
 /// be used by several threads.
@@ -49,23 +50,24 @@ class Progress;
 /// - Each carriage return is removed, even in the middle of a line: "a\rb" is "ab".
 /// - The file is searched for line feeds in blocks of 10,240 bytes from its start. A zero byte
 ///   hides the line feeds after it in the same block.
-/// - A line is read in blocks of 10,240 bytes from its start. A zero byte hides what is after it in
-///   the same block.
-/// - The rows in memory are not split again when a delimiter is added: row 0 not until read(), the
-///   other one not until another row was split.
-/// - Copies share the open file. The first copy that is destroyed, or calls read(), closes it; from
-///   then on the rows of the others are empty, except those in memory.
+/// - A line is read in blocks of 10,240 bytes from its start. A zero byte hides the text after it
+///   in the same block.
+/// - The rows in memory are not split again when a delimiter is added. Row 0 keeps its fields until
+///   the next read(), and the other row keeps them until another row is split.
+/// - Copies share the open file. The first of them that is destroyed, or calls read(), closes it.
+///   From then on the rows of the other copies are empty, except the rows in memory.
 class KELMUTILS_EXPORT CSVReader
 {
 public:
-    /// A zero byte stands for no delimiter.
+    /// Constructs a reader without rows. A \p delimiter of 0 means no delimiter.
     explicit CSVReader(char delimiter = ',');
     CSVReader(const CSVReader &other);
-    /// Does not close the previous file, which a copy may still use.
+    /// Does not close the file that this reader had open, because a copy may still use it.
     CSVReader &operator=(const CSVReader &other);
     ~CSVReader();
 
-    /// Adds a delimiter byte, unless it is zero or exists already, or the memory does not suffice.
+    /// Adds a delimiter byte. Does nothing when it is 0 or exists already, or when the memory does
+    /// not suffice.
     void addDelimiter(char delimiter);
 
     /// Finds the lines of the file \p path and keeps the file open. Rows read before are discarded;
@@ -75,10 +77,10 @@ public:
     /// or cannot be read to its end, when it is not a regular file, and when its lines do not fit
     /// into memory.
     ///
-    /// \p progress, if not null, receives a step for each block of 10,240 bytes. Its maximum is the
-    /// number of whole blocks, so it may receive one step more.
+    /// \p progress, if not null, receives a step for each block of 10,240 bytes. Its maximum is set
+    /// to the number of whole blocks, so it may receive one step more than its maximum.
     ///
-    /// \compat A cancel of \p progress is ignored.
+    /// \compat The call continues when \p progress is cancelled.
     bool read(const Data::String &path, Progress *progress = nullptr);
 
     /// The number that stands for an empty field (a hole), 0.0 at first.
@@ -95,13 +97,14 @@ public:
     /// The number of fields of \p row; 0 for -1, unlike CSVTable::numColumns().
     int numColumns(int row) const;
 
-    /// Whether row 0 has a field that, when trimmed, is not a number. Neither an empty field nor
-    /// one beyond the range of a double is a number. Numbers are those of the C locale.
+    /// Whether row 0 has a field that, when trimmed, is not a number. Numbers are those of the C
+    /// locale. An empty field is not a number, nor is a number beyond the range of a double.
     bool hasHeader() const;
 
-    /// A CRC-16, as computed by qChecksum(), of the number of all rows in decimal followed by the
-    /// first \p rows lines, without carriage returns and without separators. All lines when \p rows
-    /// is negative or too large. A row that cannot be read counts as an empty line.
+    /// A CRC-16, as computed by qChecksum(), of a text: the number of all rows in decimal, followed
+    /// by the first \p rows lines without carriage returns and without separators. When \p rows is
+    /// negative or too large, these are all lines. A row that cannot be read counts as an empty
+    /// line.
     ///
     /// Files that differ only in CR LF and LF have the same checksum. An additional line feed at
     /// the end changes it.
@@ -117,9 +120,10 @@ public:
     /// than \p firstCol, all fields from \p firstCol on.
     QList<QByteArray> rowData(int row, int firstCol, int lastCol = -1) const;
 
-    /// The fields of a column, from \p firstRow on. A row that is too short adds an empty field,
-    /// and so does each negative row when \p firstRow is negative. Empty when \p col is negative,
-    /// when there are more than 16 million negative rows, and when the memory does not suffice.
+    /// The fields of a column, from \p firstRow on. A row that is too short yields an empty field.
+    /// When \p firstRow is negative, each negative row yields an empty field, too. The result is
+    /// empty when \p col is negative, when there are more than 16 million negative rows, and when
+    /// the memory does not suffice.
     ///
     /// The last row is left out if it has no fields or a single empty one, as after a final line
     /// feed.
@@ -135,8 +139,8 @@ public:
     // Fields as numbers, in the C locale: the hole value if the trimmed field is empty, otherwise
     // the result of QByteArray::toDouble(), which is 0.0 for a text that is not a number
 
-    /// \p ok, if not null, is set to whether the field is a number. It is false for an empty field
-    /// and for a field out of range; both return the hole value.
+    /// \p ok, if not null, is set to whether the field is a number. For an empty field and for an
+    /// index out of range, \p ok is set to false and the result is the hole value.
     double dataValue(int row, int col, bool *ok = nullptr) const;
     QList<double> dataValue(int row) const;
     QList<double> rowDataValue(int row, int firstCol, int lastCol = -1) const;

@@ -30,19 +30,20 @@ class Progress;
 /// of range, too.
 ///
 /// *Format.* Lines end at line feeds, so a text that ends with a line feed has a last row of one
-/// empty field. Delimiters are parts of one QRegExp, joined by "|" without escaping: "." is any
+/// empty field. The delimiters are joined by "|" to one QRegExp, without escaping: "." is any
 /// character and "\\s+" any run of white space. When several match at a position, the longest match
 /// counts. An invalid pattern splits nothing. Fields are trimmed; empty fields are kept.
 ///
 /// *Numbers* are those of the C locale. A cell may have an annotation in braces, as in "1.5{mm}";
-/// only the text before it is the number. "{mm}" is 0.0 and not a number. An empty cell is a hole;
-/// its number is the hole number, see setHoleValue().
+/// only the text before the brace is read as the number. "{mm}" is not a number and yields 0.0. An
+/// empty cell is a hole; its number is the hole number, see setHoleValue().
 ///
-/// *Storage.* The cells are stored as text; or as bytes; or they stay in the file and are read from
-/// it on access, which is called "in the file" here. Bytes and file need a single delimiter of one
-/// character.
+/// *Storage.* A table is stored in one of three ways: as text; as bytes; or "in the file", which
+/// means that the cells stay in the file and are read from it on access. Storage as bytes or in the
+/// file needs a single delimiter of one character. read() and setData() describe which way is used.
 ///
-/// \compat The three kinds of storage do not read alike:
+/// \compat The three kinds of storage differ. Alternates are the alternate delimiters, see
+/// addDelimiter(); for quotes see read(), for comment lines setComment():
 ///
 ///                      text                   bytes              file, by a CSVReader
 ///     delimiters       patterns, several      one byte           one byte
@@ -63,19 +64,20 @@ class Progress;
 /// text or bytes. A table in the file keeps the value that it had when it was read. Numbers that
 /// are written are compared with the table's own value.
 ///
-/// *Text rows* are the rows of a table stored as text. They are kept when the table is then stored
-/// in another way. Reading text appends to them; only clear() removes them all.
+/// *Text rows* are the rows of a table stored as text. They are kept when another read() or
+/// setData() stores the table in another way. Reading text appends to them; only clear() removes
+/// them all.
 ///
 /// \compat Some functions use the text rows only, even while the table is stored in another way.
 /// Their descriptions say so.
 ///
 /// *Memory.* Text and bytes are stored as they were read, plus four bytes for each cell. Text
-/// passed as a string is shared with the caller. A row that is accessed as a list is kept as one,
-/// so a loop over all rows as lists needs memory for their strings. Access to columns and single
-/// cells needs none.
+/// passed as a string is shared with the caller. A row that is accessed as a list is kept as a
+/// list, so a loop that accesses all rows as lists needs memory for all their strings. Access to
+/// columns and single cells needs no such memory.
 ///
 /// *Faults.* A change for which the memory does not suffice is not made, and this is not reported;
-/// rows may be split after it, as by access. A result for which the memory does not suffice is
+/// it may leave rows split, as an access does. A result for which the memory does not suffice is
 /// empty: "", an empty list, false, 0, or 0.0. In the file, a row that can no longer be read is an
 /// empty line, never a part of the row: its cells are empty, its numbers are holes, and checksum()
 /// counts it as an empty line. This is not reported, and the next access tries again. See
@@ -86,7 +88,8 @@ class Progress;
 class KELMUTILS_EXPORT CSVTable
 {
 public:
-    /// An empty \p delimiter stands for no delimiter; text is then split between all characters.
+    /// Constructs a table without rows. With an empty \p delimiter the table has no delimiter, and
+    /// text is split between all characters.
     explicit CSVTable(const Data::String &delimiter = QStringLiteral(","));
     CSVTable(const CSVTable &) = delete;
     CSVTable &operator=(const CSVTable &) = delete;
@@ -96,21 +99,23 @@ public:
     /// or exists already.
     ///
     /// Alternates are for text only. They replace the delimiters when the first line of the text,
-    /// even a comment, does not contain the first delimiter as plain text, which a pattern such as
-    /// "\\s+" hardly ever is. They then stay the delimiters for all later texts.
+    /// even a comment, does not contain the first delimiter as plain text. A pattern such as "\\s+"
+    /// hardly ever occurs as plain text. Alternates that have replaced the delimiters stay the
+    /// delimiters for all later texts.
     void addDelimiter(const Data::String &delimiter, bool alternate = false);
 
-    /// When text is read, lines that start with \p comment are skipped, except those in which the
-    /// character \p except follows. Lines are not trimmed before, and comparison is case-sensitive.
-    /// "" skips no lines.
+    /// Sets the text that starts a comment line. When text is read, lines that start with
+    /// \p comment are skipped, except those in which the character \p except follows the comment
+    /// text. Lines are not trimmed before the comparison, which is case-sensitive. When \p comment
+    /// is "", no lines are skipped.
     ///
     /// \compat Without \p except a previous exception is kept. It consists of the comment text of
     /// that earlier call and its character.
     void setComment(const Data::String &comment, char except = 0);
     Data::String comment() const;
 
-    /// With \p on, rows are split when they are first accessed, not when they are read. Read a row
-    /// before you change it.
+    /// With \p on, rows are split when they are first accessed, not when they are read. Access a
+    /// row before you change it.
     ///
     /// \compat A row that is changed before it was split is never split: its whole line stays its
     /// first field.
@@ -124,12 +129,13 @@ public:
     /// for reading in all tables that are stored as text or bytes.
     void setHoleValue(double value);
 
-    /// Sets a reporter for reading and aligning, or null for none. It is not owned. It receives a
-    /// step for each line, for each block of 10,240 bytes of a table in the file, or for each
-    /// column that is aligned, between its save() and restore(). Reading with setDemandParse()
+    /// Sets a reporter for reading and aligning, with the label that it shows meanwhile; null means
+    /// no reporter. The table does not own it. It receives a step for each line, for each block of
+    /// 10,240 bytes of a table in the file, or for each column that is aligned. The steps come
+    /// after a call of its save() and before one of its restore(). Reading with setDemandParse()
     /// reports nothing.
     ///
-    /// \compat A cancel of the reporter is ignored.
+    /// \compat Reading and aligning continue when the reporter is cancelled.
     void setProgress(Progress *progress, const Data::String &label = Data::String());
     Progress *progress() const;
 
@@ -143,21 +149,21 @@ public:
     ///                                         when the environment variable KLT_NORAWREAD is set
     ///                                         to any value
     ///
-    /// The variable is read once in the process. As text, an address that starts with "http://" can
-    /// be read, too, by File::read().
+    /// The variable is read once in the process. When the storage is text, \p path may also be an
+    /// address that starts with "http://"; see File::read().
     ///
     /// \p quoted allows quoted fields, in text with fewer than two delimiters. The delimiter is
     /// then plain text, not a pattern. A quote at the start of a field opens a quoted field, in
     /// which two quotes stand for one. A quoted field that contains no delimiter keeps its quotes.
-    /// With a space before the opening quote, or a carriage return after the closing one, that
-    /// quote is an ordinary character. Bytes and file know no quotes.
+    /// An opening quote after a space is an ordinary character, and so is a closing quote before a
+    /// carriage return. Quotes have no meaning in a table stored as bytes or in the file.
     ///
     ///     a,"b,c",d    => three fields
     ///     "a",b        => two fields, the first with its quotes
     ///
     /// For text, a single byte that is not valid UTF-8 makes the call fail, unless the file starts
-    /// with a byte order mark of UTF-16 or UTF-32 and is decoded accordingly. Bytes and file accept
-    /// all bytes.
+    /// with a byte order mark of UTF-16 or UTF-32 and is decoded accordingly. A table stored as
+    /// bytes or in the file accepts all bytes.
     ///
     /// False when the file cannot be opened or read to its end, is larger than the memory, is
     /// empty, or has comments only. A table in the file accepts an empty file. After a failure none
@@ -178,13 +184,14 @@ public:
     bool setData(const Data::String &text, bool quoted = false);
     bool setData(const char *text, bool quoted = false);
 
-    /// Reads bytes, which replace the rows of the table. They are shared like text. False when they
-    /// are empty and when the memory does not suffice.
+    /// Reads bytes, which replace the rows of the table. The bytes are shared like text. False when
+    /// \p bytes is empty and when the memory does not suffice.
     ///
     /// Without a single delimiter of one character, the bytes up to the first zero byte are read as
     /// text in Latin-1, without quotes, and appended to the text rows.
     ///
-    /// A delimiter outside Latin-1 stands for a zero byte here, and for no delimiter in a file.
+    /// A delimiter outside Latin-1 means a zero byte as the delimiter here, and no delimiter for a
+    /// table in the file.
     ///
     /// \compat A cell stored as bytes is decoded as Latin-1 by data(row, col), but as UTF-8 by the
     /// functions that return rows and columns. Both stop at a zero byte.
@@ -199,8 +206,8 @@ public:
     bool isValid() const; ///< whether the table has rows
     int numRows() const;
 
-    /// The number of fields of \p row. When \p row is negative, the largest number of all rows,
-    /// which splits them all; in the file 0.
+    /// The number of fields of \p row. When \p row is negative, the number of fields of the longest
+    /// row: all rows are split for this. In the file, that number is 0.
     int numColumns(int row = -1) const;
 
     /// Whether a cell is empty; when \p col is negative, whether a row is empty.
@@ -209,7 +216,8 @@ public:
     /// characters; white space counts.
     bool isEmpty(int row, int col = -1) const;
 
-    /// Whether row 0 has a field that is not a number. An empty field and "1.5{mm}" are not.
+    /// Whether row 0 has a field that is not a number. An empty field and "1.5{mm}" are not numbers
+    /// here.
     bool hasHeader() const;
 
     // Cells as text
@@ -227,7 +235,7 @@ public:
 
     /// The cell in the column that has the label \p label in row 0, or "" without such a column.
     ///
-    /// \compat In the file, without such a column, the whole line.
+    /// \compat In the file, the result is the whole line when there is no such column.
     Data::String data(int row, const Data::String &label) const;
 
     /// The cell to the right of a key. The key is the first cell in column \p col, from \p firstRow
@@ -247,8 +255,9 @@ public:
     /// fields from \p firstCol on.
     QStringList rowData(int row, int firstCol = 0, int lastCol = -1) const;
 
-    /// The fields of a column, from \p firstRow on, one for each row: empty if the row is too short
-    /// or negative. The last row is left out if it has no fields or a single empty one.
+    /// The fields of a column, from \p firstRow on, one for each row. A row that is too short, or
+    /// negative, yields an empty field. The last row is left out if it has no fields or a single
+    /// empty one.
     QStringList colData(int col, int firstRow = 0) const;
 
     // Cells as numbers: 0.0 for a text that is not a number, the hole number for an empty cell
@@ -258,8 +267,8 @@ public:
     /// \p ok, if not null, is set to whether the cell is a number.
     double dataValue(int row, int col, bool *ok = nullptr) const;
 
-    // The following convert the text of the cells in each kind of storage, up to a "{", with the
-    // hole number that all tables share.
+    // The following convert the text of the cells in each kind of storage, up to a "{". An empty
+    // cell yields the hole number that all tables share.
     QList<double> dataValue(int row, int col, const Data::String &separator) const;
     double dataValue(int row, const Data::String &label, bool *ok = nullptr) const;
     double dataValue(const Data::String &key, int col, int firstRow = 0, int *foundRow = nullptr,
@@ -283,8 +292,8 @@ public:
 
     /// Sets the text of a cell. Missing rows, and missing fields before the cell, are added.
     ///
-    /// \compat A table in the file gives up the file and its rows, and is stored as text: its rows
-    /// are the text rows, of which there are normally none.
+    /// \compat A table in the file closes the file, loses the rows of the file, and is stored as
+    /// text from then on. Its rows are then the text rows, of which there are normally none.
     CSVTable &setData(int row, int col, const Data::String &text);
 
     /// Sets a cell to a number, in the C locale; \p format and \p precision are those of
@@ -322,10 +331,10 @@ public:
     /// Sorts the text rows from \p firstRow on by a column. A table stored as bytes or in a file is
     /// not changed.
     ///
-    /// The cell of \p firstRow decides how: numerically if it is empty or a number, which "1.5{mm}"
-    /// is not; otherwise by text, case-sensitively. Numerically, an empty cell is the hole number,
-    /// and a text that is not a number is 0.0. Rows that compare equal keep their order when
-    /// \p ascending is true, and are reversed when it is false.
+    /// The cell of \p firstRow decides how. If it is empty or a number, the rows are sorted by
+    /// numbers, otherwise by text, case-sensitively. "1.5{mm}" is not a number here. For a sort by
+    /// numbers, an empty cell is the hole number, and a text that is not a number is 0.0. Rows that
+    /// compare equal keep their order when \p ascending is true, and are reversed when it is false.
     void sort(int col, int firstRow = 0, bool ascending = true);
 
     /// Pads the fields of the text rows with spaces, each to one character more than the longest
@@ -340,9 +349,10 @@ public:
     /// alternates and hole number are kept.
     void clear();
 
-    // Output. The delimiter between fields is the text of the first one, or "," without any.
+    // Output. The delimiter between fields is the text of the first delimiter, or "," when there is
+    // none.
 
-    /// A row of the text rows as one line. A row that is not split yet is returned as it was read.
+    /// The text row \p row as one line. A row that is not split yet is returned as it was read.
     /// Otherwise its fields are joined by the delimiter. Fields that contain the delimiter are in
     /// quotes, unless the delimiter is two spaces.
     ///
@@ -367,9 +377,10 @@ public:
     /// There are as many columns as \p firstRow has fields. Fields that contain the delimiter are
     /// in quotes, as in stringData(). A row that is not split yet is one field, even \p firstRow.
     ///
-    /// Fields are padded as by alignColumns(), with spaces before the text; after the text in the
-    /// column \p leftColumn, or in all columns when that is -2. Fields longer than \p maxWidth, if
-    /// this is above 0, do not count for the width of their column.
+    /// Fields are padded as by alignColumns(), with spaces before the text. In the column
+    /// \p leftColumn, or in all columns when that is -2, the spaces are after the text. If
+    /// \p maxWidth is above 0, fields of more than \p maxWidth characters do not count for the
+    /// width of their column.
     ///
     /// The cells of the table do not change, but \p firstRow is split by the call, as stringData()
     /// and a second call show.
@@ -400,12 +411,13 @@ public:
     // Names of cells in spreadsheets
 
     /// The column of a name such as "C" or "C5". \p row, if not null, is set to the row of the
-    /// name, or to -1 when its number cannot be read; it is unchanged when the name has no row.
-    /// Letters are expected in upper case, and nothing is checked: "a" is 32, and "" is -1.
+    /// name, or to -1 when its number cannot be read; \p row is unchanged when the name has no row.
+    /// Letters must be in upper case, but this is not checked: "a" is 32, and "" is -1.
     static int columnIndex(const Data::String &label, int *row = nullptr);
 
-    /// The name of a column, followed by the row unless this is negative: (0, -1) is "A", (26, 0)
-    /// is "AA1". A negative column yields a character before "A".
+    /// The name of the column \p col, followed by the number of \p row counted from 1, unless
+    /// \p row is negative: (0, -1) is "A", (26, 0) is "AA1". A negative column yields a character
+    /// before "A".
     static Data::String columnLabel(int col, int row = -1);
 
 private:
