@@ -34,11 +34,11 @@ public:
     static void setCheckAlways(bool always = true);
     static void setKeepFreed(bool keep = true);
 
-    /// A number without a meaning: 0.
+    /// Returns 0, which has no meaning.
     long startId();
 
     /// Creates the empty file \p path. Nothing is ever written to it. Does nothing when \p path is
-    /// empty, when it exists already, or when the file cannot be created.
+    /// empty, when a file exists there already, or when the file cannot be created.
     ///
     /// \compat On Windows the file stays open until the process ends, and no other code can open it
     /// meanwhile.

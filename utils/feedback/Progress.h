@@ -9,12 +9,12 @@ namespace Utils {
 
 class ProgressPrivate;
 
-/// Reports the progress of a task to the host, for as long as the object is in scope.
+/// Reports the progress of a task to the host, until the object is destroyed.
 ///
 /// Objects of this class, called reporters, are stack objects and nest; the innermost one reports
-/// for the task. It calls the host through Data::IApplication. The host draws, processes events,
-/// handles the Esc key and calls cancel(); this class processes no events. Without a host
-/// everything works, only the calls to it are left out.
+/// for the task. A reporter calls the host through Data::IApplication. The host draws, processes
+/// events, handles the Esc key and calls cancel(); this class processes no events. Without a host
+/// everything works, except that no host is called.
 ///
 ///     Progress progress(numFiles, "Reading", /*cancelable=*/true);
 ///     for (const Data::String &file : files) {
@@ -24,21 +24,22 @@ class ProgressPrivate;
 ///     }
 ///
 /// There are two chains of nested reporters, the ordinary chain and the popup chain, each with a
-/// display of its own. They do not interact. In the first two seconds of a task the host gets only
-/// labels, unless the display is shown already. The first report after that shows the display,
-/// unless 90 % of the steps are done by then. The display is hidden when the outermost reporter of
-/// its chain ends.
+/// display of its own. The two chains do not interact. In the first two seconds of a task the host
+/// gets only labels, unless the display is shown already. The first report after that shows the
+/// display, unless 90 % of the steps are done by then. The display is hidden when the outermost
+/// reporter of its chain ends.
 ///
-/// A nested reporter inherits the elapsed time and whether the display is shown. When it ends, the
-/// host gets the label of the outer reporter again and, if the display is shown, its progress. The
-/// outer reporter takes over whether the nested one was cancelled. So a cancellation moves
-/// outwards, one level each time a reporter ends, even to reporters that are not cancelable.
+/// A nested reporter takes over from the outer one the elapsed time and whether the display is
+/// shown. When it ends, the host gets the label of the outer reporter again and, if the display is
+/// shown, its progress. If the nested reporter was cancelled, the outer one is then cancelled, too.
+/// So a cancellation moves outwards, one level each time a reporter ends, even to reporters that
+/// are not cancelable.
 ///
 /// \compat A nested reporter that ends without being cancelled clears a cancellation that the outer
-/// one received meanwhile.
+/// reporter received meanwhile.
 ///
 /// A reporter that is destroyed before one nested in it leaves the chain without notifying the
-/// host. No reporter may be deleted during a call to the host that it makes.
+/// host. A reporter must not be deleted during a call that it makes to the host.
 class KELMUTILS_EXPORT Progress
 {
 public:
@@ -48,18 +49,20 @@ public:
     ///     negative  => inert: in no chain, no label, no wait cursor; tick() and setCount() change
     ///                  and report nothing, all other functions work
     ///
-    /// The label is \p label. For a cancelable ordinary reporter the hint "Press Esc to cancel."
-    /// follows on a line of its own. \p waitCursor shows the wait cursor until the reporter ends.
+    /// The label is \p label. With \p cancelable, the user can cancel the task; the label of an
+    /// ordinary reporter then ends with the hint "Press Esc to cancel." on a line of its own.
+    /// \p popup selects the popup chain. \p waitCursor shows the wait cursor until the reporter
+    /// ends.
     ///
-    /// Progress is reported each time a twentieth of the steps is done; from 10,020 steps on, a
-    /// hundredth.
+    /// Progress is reported each time a twentieth of the steps is done. From 10,020 steps on, it is
+    /// reported each time a hundredth is done.
     explicit Progress(int maxSteps, const Data::String &label = Data::String(),
                       bool cancelable = false, bool waitCursor = false, bool popup = false);
 
     /// Constructs a background reporter: without a known end, not cancelable and in no chain. When
     /// the outermost reporter of a chain ends, the host gets the label of the background reporter
-    /// again, which then reports at its next tick() or setCount(). All background reporters share
-    /// one label, which remains after their destruction.
+    /// again. The background reporter then reports at its next tick() or setCount(). All background
+    /// reporters share one label, which remains after their destruction.
     Progress();
 
     Progress(const Progress &) = delete;
@@ -92,7 +95,7 @@ public:
     int count() const;
     int maxSteps() const;
 
-    /// A tag for the owner's use. The library does not interpret it.
+    /// An id for the use of the caller. The library does not interpret it.
     void setId(const Data::String &id);
     Data::String id() const;
 
@@ -114,25 +117,26 @@ public:
     /// it begins with its own construction.
     int elapsed() const;
 
-    /// Shows or hides the display now. hide() of a background reporter also clears the label that
-    /// the background reporters share.
+    /// Shows or hides the display at once. hide() of a background reporter also clears the label
+    /// that the background reporters share.
     void show();
     void hide();
 
-    /// save() remembers the count, maxSteps(), the interval between reports and the label.
-    /// restore() sets them again, as often as it is called, and passes only the label to the host.
-    /// Without an earlier save() it does nothing.
+    /// save() remembers the count, maxSteps(), the interval between reports and the label. Each
+    /// restore() sets them again, and passes only the label to the host. Without an earlier save(),
+    /// restore() does nothing.
     void save();
     void restore();
 
-    /// The innermost popup reporter. Without one, the innermost ordinary reporter; without that,
-    /// null.
+    /// The innermost popup reporter, or the innermost ordinary reporter when there is no popup
+    /// reporter. Null when there is neither.
     static Progress *any();
 
     /// The innermost reporter of the chain that \p popup selects, or null.
     static Progress *current(bool popup);
 
-    /// The label of the innermost ordinary reporter. Without one, that of the background reporters.
+    /// The label of the innermost ordinary reporter. When there is none, the label of the
+    /// background reporters.
     static Data::String currentLabel();
 
     /// Whether the innermost ordinary reporter can be cancelled. False when there is none.

@@ -4,24 +4,26 @@
 
 namespace Utils {
 
-/// Shows the wait cursor for a scope, or, with \p suspend, the normal cursor, for a dialog during a
-/// long task. It sets the override cursors of QGuiApplication, in its thread.
+/// Shows the wait cursor until the object is destroyed. With \p suspend, it shows the normal cursor
+/// instead, as for a dialog during a long task. The class sets the override cursors of
+/// QGuiApplication, so it must be used in the thread of that.
 ///
 ///     const WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
 ///
-/// With \p enable false, the object does nothing, neither now nor at its end, so that a caller
-/// needs only one code path. Nor does any object in a program without QGuiApplication.
+/// When \p enable is false, neither the constructor nor the destructor does anything, so that a
+/// caller needs only one code path. In a program without QGuiApplication no object does anything.
 ///
 /// Wait cursors nest: while an override cursor of any shape is set, a further object changes
-/// nothing. A suspension changes nothing when no override cursor is set.
+/// nothing. A suspension is an object constructed with \p suspend; it changes nothing when no
+/// override cursor is set.
 ///
 /// \compat Four corners:
 /// - An object that has set the wait cursor removes all override cursors at its end, even those
 ///   that other code has set meanwhile, and even when it ends during a suspension.
-/// - A suspension removes all override cursors, and at its end sets one wait cursor, however many
-///   there were, and even if other code has set one meanwhile.
-/// - A copy undoes the change once more at its own end.
-/// - An assignment discards what the target itself had to undo.
+/// - A suspension removes all override cursors, and at its end sets a single wait cursor, even if
+///   it has removed several, and even if other code has set an override cursor meanwhile.
+/// - A copy also undoes the change of the original, at its own end.
+/// - After an assignment, the target no longer undoes its own change.
 class KELMUTILS_EXPORT WaitCursor
 {
 public:
