@@ -12,15 +12,16 @@ namespace Utils {
 
 /// Paths, file contents, folder trees and resources: static functions, no instances.
 ///
-/// Paths are written with "/". Text files are UTF-8. A failure is an empty result, false, or a
-/// count; no function throws or shows a message.
+/// Paths are written with "/". Text files are UTF-8. A function that fails returns an empty result,
+/// false or a count, as described for each; no function throws or shows a message.
 class KELMUTILS_EXPORT File
 {
 public:
     File() = delete;
 
-    // Paths: what the text of a path tells. Two paths are compared case-insensitively on every
-    // system. A path that makes no sense yields "" or false.
+    // Paths. These functions use only the text of a path, except currentDir(), isDir(), isFile(),
+    // and those whose description says otherwise. Two paths are compared case-insensitively on
+    // every system. A text that is not a valid path yields "" or false.
 
     /// The non-empty arguments, in order, joined by "/". The arguments themselves are not changed.
     ///
@@ -60,7 +61,7 @@ public:
     /// The opposite of isRelative().
     static bool isAbsolute(const Data::String &path);
 
-    /// Whether the text of \p path is that of a relative path.
+    /// Whether \p path is a relative path. Only the text is used.
     ///
     ///     "", "a", "a/b"       => true
     ///     ".config/x", "../x"  => true   every path that starts with "."
@@ -70,23 +71,25 @@ public:
     ///     "C:", "C:x"          => true   a name without a folder
     static bool isRelative(const Data::String &path);
 
-    /// Whether two texts name the same path, as given or cleaned, case-insensitively. The file
-    /// system is not consulted, and relative paths are not made absolute.
+    /// Whether \p a and \p b are the same text, either as passed or after cleanPath(),
+    /// case-insensitively. The file system is not consulted, and relative paths are not made
+    /// absolute.
     static bool isSamePath(const Data::String &a, const Data::String &b);
 
-    /// Whether the text of \p path starts with that of \p folder, as given or cleaned,
-    /// case-insensitively.
+    /// Whether the text of \p path starts with the text of \p folder, either as passed or after
+    /// cleanPath(), case-insensitively.
     ///
     /// \compat Plain text is compared: "/data/abc" is contained in "/data/ab", every path is
     /// contained in "", and a folder is contained in itself.
     static bool isContainedIn(const Data::String &path, const Data::String &folder);
 
     /// Whether the file name in \p path, with its extension, matches one of the wildcard patterns
-    /// of \p filter, case-insensitively. Patterns are separated by single spaces; an empty one
+    /// of \p filter, case-insensitively. Patterns are separated by single spaces; an empty pattern
     /// matches only an empty name.
     ///
-    /// In a filter with brackets, as file dialogs show it, only the text between the first "(" and
-    /// the next ")" counts. If every ")" is before the first "(", all text after the "(" counts.
+    /// In a filter with brackets, in the form that file dialogs use, only the text between the
+    /// first "(" and the next ")" counts. If every ")" is before the first "(", all text after the
+    /// "(" counts.
     ///
     ///     "a.PNG", "Images (*.png *.jpg)"  => true
     static bool checkFilter(const Data::String &path, const Data::String &filter);
@@ -98,8 +101,8 @@ public:
     /// A path with fewer than \p maxParts parts, or fewer than \p maxChars characters, is returned
     /// unchanged.
     ///
-    /// \compat A path of exactly \p maxChars characters is shortened. A path of three parts becomes
-    /// longer.
+    /// \compat A path of exactly \p maxChars characters is shortened, too. A shortened path of
+    /// three parts is longer than before.
     ///
     ///     "C:/one/two/three/four/five/six.txt", 10, 3  => "C:/one/.../six.txt"
     static Data::String abbreviateName(const Data::String &path, int maxChars = 80,
@@ -121,16 +124,18 @@ public:
     ///     "1500000000000"  => "1.39 TB"
     ///
     /// \compat The unit changes at powers of 1024, but the number is divided by powers of 1020.
-    /// Above TB there is no unit, and the text ends with the space before it.
+    /// There is no unit above TB: the text of such a size ends with the space that comes before a
+    /// unit.
     static Data::String sizeString(const Data::String &pathOrNumber);
 
-    /// Image files. The two lists differ on purpose.
+    /// The filter for image files: with \p extensionsOnly a list of suffixes, otherwise the text
+    /// for a file dialog. The two results list different suffixes on purpose.
     ///
     ///     true   => ".png;.xpm"                              findResource() tests for these
     ///     false  => "Image Files (*.png *.xpm *.jpg *.gif)"  for file dialogs
     static Data::String imageFilter(bool extensionsOnly);
 
-    /// Layout files.
+    /// The filter for layout files.
     ///
     ///     true   => ".ui"
     ///     false  => "Layout Files (*.ui)"
@@ -144,8 +149,9 @@ public:
     // A named pipe is opened like a file, which blocks until a process opens its other end. A path
     // that contains a zero byte names no file.
 
-    /// The text of a file, or of an address that starts with "http://". "" when it is missing,
-    /// cannot be opened or loaded, or is too large for a string, as a whole file of 1 GiB is.
+    /// The text of a file, or of an address that starts with "http://". "" when the file is missing
+    /// or cannot be opened, when the address cannot be loaded, or when the text is too large for a
+    /// string, as a whole file of 1 GiB is.
     ///
     ///     lines 0    the whole text, unchanged; "" when it is not valid UTF-8
     ///     lines 3    the first three lines, or fewer, each with "\n" as line end
@@ -154,40 +160,41 @@ public:
     /// When the requested part cannot be read completely, as on a damaged disk, the result is "",
     /// never a shorter part.
     ///
-    /// A byte order mark is removed. When it is that of UTF-16 or UTF-32, the text is decoded
-    /// accordingly unless \p lines is negative. When \p lines is not 0, each invalid byte becomes
+    /// A byte order mark is removed. When it is the mark of UTF-16 or UTF-32, the text is decoded
+    /// accordingly, unless \p lines is negative. When \p lines is not 0, each invalid byte becomes
     /// U+FFFD.
     ///
     /// \compat The end of a text is approximate. It consists of blocks of 200 bytes, counted back
     /// from the last byte but one, until these contain one line feed more than lines were
     /// requested. So it usually starts in the middle of a line. Line feeds after a zero byte in the
     /// same block are not counted. When the file has too few line feeds, the result starts at the
-    /// first whole block, and the up to 200 bytes before it are left out. A file of up to 201 bytes
-    /// is returned whole.
+    /// first whole block, and the bytes before that block, 200 at most, are left out. A file of up
+    /// to 201 bytes is returned whole.
     ///
     /// For an address \p lines is ignored. The call shows the wait cursor and processes events,
     /// except user input, until the reply is complete: event handlers run during the call, and an
-    /// application that quits does so after it. The time is unlimited unless setHttpLimits() limits
-    /// it. Redirects are not followed; the text is the body of the redirecting reply. A reply that
-    /// is shorter than its announced length yields "". A reply without a length, or a compressed
-    /// one, ends when its connection ends. Without a QCoreApplication the result is "", as there is
-    /// no event loop.
+    /// application that is told to quit during the call quits after it. The time is unlimited
+    /// unless setHttpLimits() limits it. Redirects are not followed; the text is the body of the
+    /// redirecting reply. A reply that is shorter than its announced length yields "". A reply
+    /// without a length, or a compressed reply, ends when its connection ends. Without a
+    /// QCoreApplication the result is "", because there is no event loop.
     static Data::String read(const Data::String &path, int lines = 0);
 
-    /// Limits each read() of an address that starts after this call, in the whole process: to
-    /// \p msec milliseconds until the reply is complete, and to \p bytes bytes. When a limit is
-    /// exceeded, the request is aborted and read() returns "".
+    /// Sets the limits of read() for an address: \p msec milliseconds until the reply is complete,
+    /// and \p bytes bytes. They are used in the whole process by each read() that starts after this
+    /// call. When a limit is exceeded, the request is aborted and read() returns "".
     ///
     /// There are no limits at first. A value of 0 or less means no limit. With a limit of bytes the
     /// server is asked for an uncompressed reply, and a reply that is compressed anyway yields "".
     static void setHttpLimits(int msec, qint64 bytes);
 
-    /// All bytes of a file. Empty when it is missing, cannot be opened, cannot be read to its end,
-    /// or is too large: 2 GiB or more, or larger than the memory.
+    /// All bytes of a file. Empty when the file is missing, cannot be opened, cannot be read to its
+    /// end, or is too large: 2 GiB or more, or larger than the memory.
     static QByteArray readRaw(const Data::String &path);
 
-    /// Replaces the contents of a file by \p text in UTF-8. The file is written in place, without a
-    /// backup and without a temporary file. The wait cursor is shown meanwhile.
+    /// Replaces the contents of a file by \p text in UTF-8, or creates the file. The file is
+    /// written in place, without a backup and without a temporary file. The wait cursor is shown
+    /// during the call.
     ///
     /// False when the file cannot be opened; it is then unchanged.
     ///
@@ -217,12 +224,12 @@ public:
     ///     "a/*.txt"   true for a matching file in a; hidden files and folders do not count
     static bool exists(const Data::String &path);
 
-    /// The current size in bytes; 0 when \p path does not exist.
+    /// The size of the file in bytes, at the time of the call; 0 when \p path does not exist.
     static qint64 size(const Data::String &path);
 
-    /// The current time of the last modification, in seconds since the Unix epoch. 0 when \p path
-    /// does not exist, when the system cannot determine the time, and for times before the epoch.
-    /// Times beyond 32 bits are not supported.
+    /// The time of the last modification, as it is at the time of the call, in seconds since the
+    /// Unix epoch. 0 when \p path does not exist, when the system cannot determine the time, and
+    /// for times before the epoch. Times beyond 32 bits are not supported.
     static unsigned int timestamp(const Data::String &path);
 
     /// The time of the last modification as text: local time in the QDateTime format \p format, or
@@ -233,11 +240,11 @@ public:
     /// The version in the resources of a program or library, as in "19.02.1.5". "" when it has
     /// none, and on systems whose programs have no such resource.
     ///
-    /// \compat Only the second number is padded.
+    /// \compat Only the second number is padded, to two digits.
     static Data::String version(const Data::String &path);
 
     /// Whether the text of a file or address, as read() returns it, contains \p word with neither a
-    /// letter nor a digit directly before or after it; "_" counts as neither. An empty word is
+    /// letter nor a digit directly before or after it; "_" is neither of these. An empty word is
     /// found in an empty text, and at any position without a letter or digit on either side.
     static bool containsWord(const Data::String &path, const Data::String &word,
                              bool caseSensitive);
@@ -248,15 +255,16 @@ public:
 
     // Trees: copy, move, remove and create
 
-    // Hidden entries, broken links, sockets and pipes in a folder are ignored; they may keep the
-    // folder from being empty. Operations on a folder with six or more entries report through a
-    // Progress on the popup display, unless a popup reporter exists already. With \p cancelable the
-    // user can cancel them there; otherwise they show the wait cursor. What was done before a
-    // cancel stays. For remove() only folders count as entries, and each name to keep reduces the
-    // count by one. A path that contains a zero byte names nothing.
+    // Hidden entries, broken links, sockets and pipes in a folder are ignored, so a folder that
+    // contains one may not be empty after remove(). Operations on a folder with six or more entries
+    // report through a Progress on the popup display, unless a popup reporter exists already. With
+    // \p cancelable the user can cancel them there; otherwise they show the wait cursor. What was
+    // done before a cancel stays. For remove() only folders count as entries, and each name to keep
+    // reduces the count by one. A path that contains a zero byte names nothing.
 
-    /// Copies one file. When \p target is an existing folder, the copy goes into it, under the name
-    /// of the source. False when the file cannot be copied completely; no part of a copy remains.
+    /// Copies one file. When \p target is an existing folder, the copy is created in it under the
+    /// name of the source. False when the file cannot be copied completely; no part of a copy
+    /// remains.
     ///
     /// When the target file exists, \p overwrite decides:
     ///
@@ -272,8 +280,8 @@ public:
     /// file.
     ///
     /// While a popup reporter exists, a file of more than 2048 KB is copied in small chunks, with a
-    /// reporter and a wait cursor of its own and without its permissions. It cannot be cancelled
-    /// meanwhile.
+    /// reporter and a wait cursor of its own and without its permissions. This copy cannot be
+    /// cancelled.
     ///
     /// \compat Three corners:
     /// - Paths that differ only in case count as the same file: nothing is copied and the result is
@@ -285,8 +293,8 @@ public:
                      bool showWaitCursor = true);
 
     /// Copies the folder \p source, with everything below it, into the folder \p target, which is
-    /// created when it is missing. 1 when copy() returned true for at least one file, 0 when it did
-    /// for none, -1 when the user cancelled.
+    /// created when it is missing. Returns 1 when copy() returned true for at least one file, 0
+    /// when it returned true for none, and -1 when the user cancelled.
     ///
     ///     "x/ab", "y"    => y/ab
     ///     "x/a.b", "y"   => y/a         the copy is named base(source), without the extension
@@ -295,30 +303,31 @@ public:
     ///     "x/a*", "y"    => y/ab, ...   each matching folder, but no files; case-insensitive
     ///
     /// Only the last part of \p source may contain wildcards. A folder found for a pattern is
-    /// copied under its own name, even when this contains a "*". Links are copied as what they lead
-    /// to. A folder is skipped when it is the destination of this copy or is being copied already,
-    /// so that copies below their own source and loops of links end. An empty \p source is not a
-    /// folder.
+    /// copied under its own name, even when this name contains a "*". For a link, the file or
+    /// folder that it leads to is copied. A folder is skipped when it is the destination of this
+    /// copy or is being copied already, so that copies below their own source and loops of links
+    /// end. An empty \p source is not a folder.
     ///
     /// The result does not report what could not be copied: files for which copy() returns false,
     /// folders that cannot be listed, and the contents of folders that cannot be created.
     ///
     /// \compat When a file exists where a folder has to be created, it is the target of copy() for
-    /// each file directly in that folder, one after the other: the last one remains.
+    /// each file directly in that source folder, one after the other. The contents of the last one
+    /// remain.
     static int copyDir(const Data::String &source, const Data::String &target, int overwrite = 1,
                        bool cancelable = false);
 
     /// Moves a file or folder by the command of the system, and returns when that has finished. An
     /// existing file \p target is replaced; into an existing folder \p target the source is moved.
-    /// A failure is not reported. An empty path does nothing.
+    /// A failure is not reported. Does nothing when a path is empty.
     static void move(const Data::String &source, const Data::String &target);
 
     /// As move(). When \p source contains a "*", its last part is a wildcard pattern, and each
     /// matching folder is moved to the same \p target.
     static void moveDir(const Data::String &source, const Data::String &target);
 
-    /// Removes files and folders. Returns the number of those removed, or -1 when the user
-    /// cancelled.
+    /// Removes files and folders. Returns the number of removed files and folders, or -1 when the
+    /// user cancelled.
     ///
     ///     "dir/*"      everything in dir, with all subfolders, but not dir itself
     ///     "dir/*.txt"  the files, but not the folders, that search() finds in dir
@@ -329,19 +338,20 @@ public:
     /// is one wildcard pattern, case-insensitive, or, if it contains a line feed, a list of exact
     /// names separated by line feeds.
     ///
-    /// A link is removed as a link; what it leads to is kept. A folder is also kept when the system
-    /// cannot determine whether it is a link. Only links within \p path itself are followed:
-    /// "link/*" empties the folder that the link leads to.
+    /// When an entry is a link, the link is removed, and the file or folder that it leads to is
+    /// kept. A folder is also kept when the system cannot determine whether it is a link. Only
+    /// links within \p path itself are followed: "link/*" empties the folder that the link leads
+    /// to.
     ///
-    /// "/*", "//*" and "*" remove nothing: a path in which the folder name is missing by mistake
-    /// must empty neither the root nor the current directory. Write "./*" for the current
+    /// "/*", "//*" and "*" remove nothing, so that a path in which the folder name is missing by
+    /// mistake empties neither the root nor the current directory. Write "./*" for the current
     /// directory.
     static int remove(const Data::String &path, const Data::String &exceptions = Data::String(),
                       bool cancelable = false);
 
     /// Creates a folder and its missing parents. True when the folder exists after the call, also
-    /// when it existed before. False when one cannot be created; parents that were created stay.
-    /// "" is the current directory.
+    /// when it existed before. False when one of them cannot be created; parents that the call has
+    /// created stay. "" is the current directory.
     static bool createDir(const Data::String &path);
 
     // Search: files by name, by content, and by resource name
@@ -355,15 +365,16 @@ public:
     ///     "" or "*.a; "   an empty pattern matches nothing; spaces are part of a pattern
     ///
     /// The files of a folder come before those of its subfolders, unsorted. Hidden entries, sockets
-    /// and pipes are ignored. Links to folders are followed, except to a folder that the search is
-    /// in already, so that loops of links end. What cannot be listed or examined is skipped, and
-    /// this is not reported.
+    /// and pipes are ignored. Links to folders are followed, except a link to a folder in which the
+    /// search already is, so that loops of links end. What cannot be listed or examined is skipped,
+    /// and this is not reported.
     ///
-    /// With \p maxCount above 0 the search stops when it has found that many files.
+    /// When \p maxCount is above 0, the search of a folder ends when it has found \p maxCount files
+    /// in the folder and its subfolders.
     ///
-    /// \compat Each subfolder counts from 0 again, so the result may have more than \p maxCount
-    /// files. A folder whose name contains a "*" is skipped, unless a file beside it matches that
-    /// name as a pattern.
+    /// \compat Files are counted from 0 again in each subfolder, so the result may have more than
+    /// \p maxCount files. A folder whose name contains a "*" is skipped, unless a file in the same
+    /// parent folder matches that name as a pattern.
     static QStringList search(const Data::String &folder, const Data::String &filter,
                               bool recursive = true, int maxCount = 0);
 
@@ -377,7 +388,7 @@ public:
     static Data::String searchInFiles(const Data::String &text, const QStringList &files,
                                       int lines = 0);
 
-    /// The same for the files in \p folder, without its subfolders, that match \p filter as in
+    /// The same for those files in \p folder, without its subfolders, that match \p filter as in
     /// search().
     static Data::String searchInFiles(const Data::String &text, const Data::String &folder,
                                       const Data::String &filter, int lines = 0);
@@ -406,8 +417,9 @@ public:
     ///
     /// \compat A path that was found once, other than the name itself, is returned from then on,
     /// even after it was removed or setSearchPath() was called. It is stored under the name
-    /// followed by the extensions, so "a" with ".png" and "a.png" without share their result. A
-    /// search that found nothing is repeated by the next call.
+    /// followed by the extensions, so the name "a" with the extensions ".png" and the name "a.png"
+    /// without extensions share one result. A search that found nothing is repeated by the next
+    /// call.
     static Data::String findResource(const Data::String &name,
                                      const Data::String &extensions = Data::String());
 
@@ -416,7 +428,8 @@ public:
     /// searched when their folder is empty.
     static void setSearchPath(const Data::String &resourcePath, const Data::String &pluginPath);
 
-    /// The folder for temporary files: the setting "gui/tempPath", or the folder of the system.
+    /// The folder for temporary files: the value of the setting "gui/tempPath", or the temporary
+    /// folder of the system.
     static Data::String tempPath();
 
     /// The two folders of templates, whether they exist or not: "TORVE/templates" in the folder

@@ -11,12 +11,12 @@ namespace Utils {
 
 class FileByteReaderPrivate;
 
-/// Reads the lines of a file as bytes, by an index of line starts that is built on first use.
+/// Reads the lines of a file as bytes. On first use the class builds an index of the line starts.
 ///
 /// Either call readLine() for each line, or derive a class, override lineRead() and call
 /// readFile(). A line ends with LF; one CR before the LF is removed.
 ///
-/// \compat These differences from FileReader:
+/// \compat The class differs from FileReader in these points:
 /// - Text after the last LF is not a line.
 /// - For an empty line that ends with LF alone, readLine() returns false, as at the end of the
 ///   file. The reader has moved past that line, so reading can continue.
@@ -34,7 +34,8 @@ public:
     FileByteReader(const FileByteReader &) = delete;
     FileByteReader &operator=(const FileByteReader &) = delete;
 
-    /// False for a file that is missing, cannot be read, or is a folder: there are no lines then.
+    /// Whether the file is open. False for a file that is missing, cannot be read, or is a folder:
+    /// there are no lines then.
     bool isOpen() const;
 
     /// Reads the next line into \p line, and with \p trim removes ASCII white space from both ends.
@@ -46,22 +47,24 @@ public:
     /// The next line. Empty when readLine() returns false.
     QByteArray nextLine();
 
-    /// Goes back by one line. At the first line it stays there.
+    /// Goes back by one line, so that the next readLine() reads the same line again. Before the
+    /// first line it does nothing.
     void rereadLine();
 
     /// The number of lines read so far, which is the index of the next line.
     int lineCount() const;
 
     /// Passes the remaining lines to lineRead(), until that returns false or up to a line for which
-    /// readLine() returns false. The lines are counted, and another call continues after that line.
+    /// readLine() returns false. The lines are counted by lineCount(). Another call continues after
+    /// the last line that was read.
     void readFile();
 
-    /// Up to \p n bytes from the current position: at first the start of the file; after a line was
-    /// read, the line feed at its end; after the index was built, the end of the file. Empty for a
-    /// negative \p n.
+    /// Returns up to \p n bytes from the current position. At first this is the start of the file;
+    /// after a line was read, it is the line feed at the end of that line; after the index was
+    /// built, it is the end of the file. Empty for a negative \p n.
     ///
-    /// A read error ends the result, after the bytes before it: fewer than \p n bytes do not always
-    /// mean the end of the file.
+    /// On a read error, the result is the bytes before the error: fewer than \p n bytes do not
+    /// always mean the end of the file.
     ///
     /// \compat Bytes that are read before the index is built belong to the first line, and line
     /// feeds among them end no line.

@@ -19,12 +19,12 @@ class FileReaderPrivate;
 ///     while (reader.readLine(line, /*trim=*/true))
 ///         ...
 ///
-/// A line ends with LF or CR LF, which are not part of it. A line of more than 268,435,456
-/// characters is returned in pieces of that length. FileByteReader differs in more than the type of
-/// its lines.
+/// A line ends with LF or CR LF, which is not part of the line. A line of more than 268,435,456
+/// characters is returned in pieces of that length. FileByteReader reads lines as bytes, and
+/// differs in further points; see there.
 ///
-/// A read error, as on a damaged disk, ends the lines for good; no part of the line in which it
-/// occurs is returned.
+/// A read error, as on a damaged disk, ends the lines for good: no later line is read, and no part
+/// of the line with the error is returned.
 class KELMUTILS_EXPORT FileReader
 {
 public:
@@ -34,25 +34,26 @@ public:
     FileReader(const FileReader &) = delete;
     FileReader &operator=(const FileReader &) = delete;
 
-    /// False for a file that is missing, cannot be read, or is a folder: there are no lines then.
+    /// Whether the file is open. False for a file that is missing, cannot be read, or is a folder:
+    /// there are no lines then.
     bool isOpen() const;
 
     /// Reads the next line into \p line, and with \p trim removes white space from both ends. False
     /// when there is no further line, with \p line unchanged, and when the line cannot be read,
     /// with \p line empty.
     ///
-    /// After rereadLine() it returns true and does not change \p line.
+    /// After rereadLine() the function returns true and does not change \p line.
     bool readLine(Data::String &line, bool trim);
 
     /// The next line, or "" when there is none.
     ///
-    /// \compat After rereadLine() it returns "".
+    /// \compat After rereadLine() the function returns "".
     Data::String nextLine();
 
     /// Makes the next readLine() return true without reading, for a caller whose variable still
-    /// contains the line.
+    /// contains the line that was read last.
     ///
-    /// \compat After the last line it has no effect: readLine() returns false.
+    /// \compat At the end of the file the call has no effect: the next readLine() returns false.
     void rereadLine();
 
     /// The number of lines that readLine() and nextLine() have read so far.

@@ -20,12 +20,14 @@ class FileWatchPrivate;
 /// not a change. When a missing file appears, that is a change, unless it has the same time as
 /// before its removal.
 ///
-/// The object name is the path, but the signal is registered under the empty name: Signal::find()
-/// does not find it by its path. The state of isEnabled() is the dynamic property "enabled".
-/// Setting this property directly neither stops nor starts the timer; call reset() afterwards.
+/// The object name of the watch is the path, but the signal is registered under the empty name:
+/// Signal::find() does not find it by the path. The state of isEnabled() is the dynamic property
+/// "enabled". Setting this property directly neither stops nor starts the timer; call reset()
+/// afterwards.
 ///
-/// Each change is logged by the host. If the host's variable "verbose" is 3 or more when the watch
-/// is constructed, each check of the file is logged, too. Without a host nothing is logged.
+/// The library passes each change to Data::IApplication::logMessage() of the host. If the host's
+/// variable "verbose" is 3 or more when the watch is constructed, each check of the file is logged,
+/// too. Without a host nothing is logged.
 class KELMUTILS_EXPORT FileWatch : public Signal
 {
     Q_OBJECT
@@ -40,16 +42,17 @@ public:
 
     /// Enables or disables the watch. Changes made while it is disabled are not reported.
     ///
-    /// \compat A receiver that only disables the watch does not stop it: the timer is started again
-    /// after the receivers have run. abort() stops it, and so does reset() after setEnabled(false).
+    /// \compat A receiver that calls only setEnabled(false) does not stop the watch: the timer is
+    /// started again after the receivers have run. To stop the watch, the receiver calls abort(),
+    /// or reset() after setEnabled(false).
     void setEnabled(bool enabled);
 
     /// Sets the interval in milliseconds. An enabled watch then starts anew from the current state
-    /// of the file. Does nothing for less than 100, and for the interval that is already set.
+    /// of the file. Does nothing when \p interval is below 100 or is the current interval.
     void setInterval(unsigned int interval);
 
     /// Starts anew from the current state of the file: earlier changes that were not reported yet
-    /// never will be. Restarts a watch that abort() has stopped, if it is enabled.
+    /// are not reported any more. Restarts a watch that abort() has stopped, if it is enabled.
     void reset();
 
     /// The modification time that was last seen, in seconds since the Unix epoch. 0 when the file
@@ -62,19 +65,19 @@ public:
     /// determine the time.
     Data::String modifiedTime(const Data::String &format) const;
 
-    /// As in Signal, but a method whose text contains "String" is connected to
-    /// sig(const Data::String &) and receives only the path.
+    /// Connects \p method as Signal::connect() does, but a method whose text contains "String" is
+    /// connected to sig(const Data::String &) and receives only the path.
     ///
     /// \compat The name of the method counts, too: "1setString()" is connected this way. A method
-    /// with a key and a value cannot be connected: the result is false.
+    /// that receives a key and a value cannot be connected: the result is false.
     bool connect(const QObject *receiver, const char *method) override;
     using Signal::connect;
 
     using Signal::sig;
 
 Q_SIGNALS:
-    /// Emitted with the path of the file, before the emissions of Signal, whose payload has the
-    /// only entry "path". A receiver that calls abort() here suppresses those emissions and stops
+    /// Emitted with the path of the file, before the emissions of Signal. Their payload has only
+    /// the entry "path". A receiver that calls abort() here suppresses those emissions and stops
     /// the watch.
     void sig(const Data::String &path);
 
