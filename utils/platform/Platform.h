@@ -11,7 +11,7 @@
 /// Everything that differs between operating systems, for internal use.
 ///
 /// Text is UTF-8; paths are in the form of the system. A path that contains a zero byte names
-/// nothing. A function for which a system has no means returns its empty result.
+/// nothing. On a system that does not support a function, the function returns its empty result.
 namespace Utils::Platform {
 
 /// Opens the file at \p path in the fopen() mode \p mode. Null when that fails, and for a folder.
@@ -39,8 +39,8 @@ struct EntryStatus
     std::int64_t modified = 0; ///< in milliseconds since the Unix epoch, rounded down
 };
 
-/// The state of the entry at \p path: of a link itself, or with \p followLinks of what it leads to.
-/// Size and time are not valid for a link.
+/// The state of the entry at \p path. For a link it is the state of the link itself, or with
+/// \p followLinks of what the link leads to. Size and time are not valid for a link.
 EntryStatus entryStatus(const std::string &path, bool followLinks);
 
 /// The absolute path, with "/" and without links, of what \p path leads to. "" when nothing exists
@@ -60,53 +60,56 @@ struct FileVersion
 /// none, and on a system whose programs have no such resource.
 std::optional<FileVersion> fileVersion(const std::string &path);
 
-/// The numbers in decimal.
+/// The four numbers of \p version in decimal, separated by dots.
 ///
-/// \compat Only the second is padded, to two digits.
+/// \compat Only the second number is padded, to two digits.
 ///
 ///     19, 2, 1, 5   => "19.02.1.5"
 ///     3, 12, 0, 1   => "3.12.0.1"
 std::string formatVersion(const FileVersion &version);
 
 /// Moves a file or folder by the command of the system, also to another file system, and returns
-/// when that has finished. An existing file at \p target is replaced; into an existing folder the
-/// source is moved. Nothing is printed, and a failure is not reported.
+/// when the command has finished. An existing file at \p target is replaced. When \p target is an
+/// existing folder, the source is moved into it. Nothing is printed, and a failure is not reported.
 ///
 /// On Unix, if the command cannot be started, the source is renamed, with the same result on one
-/// file system. It is not moved to another file system, nor when the kind of the target cannot be
-/// determined.
+/// file system. In this case it is not moved to another file system, and it is not moved when the
+/// kind of the target cannot be determined.
 ///
 /// The paths must be clean and have native separators. Does nothing when one of them is empty.
 void moveReplacing(const std::string &source, const std::string &target);
 
-/// The command line for a move on Windows. "" when a path contains a double quote, which is not
-/// allowed in paths there and would end the quoting.
+/// The command line that moves a file or folder on Windows. "" when a path contains a double quote,
+/// which is not allowed in paths there and would end the quoting.
 ///
-/// A path with white space is quoted. So is a path with another character that has a meaning for
-/// the command interpreter, which would otherwise run part of the path as a command.
+/// A path with white space is quoted. A path with another character that has a meaning for the
+/// command interpreter is quoted, too: otherwise the interpreter would run part of the path as a
+/// command.
 ///
 ///     C:\a, D:\b      => cmd.exe /C move /Y C:\a D:\b
 ///     C:\a b, D:\c&d  => cmd.exe /C move /Y "C:\a b" "D:\c&d"
 std::string moveCommandLine(const std::string &source, const std::string &target);
 
-/// Calls \p start, which starts a child process, and repairs what Qt changes by it:
+/// Calls \p start, which starts a child process, and repairs what Qt changes in this process when
+/// it starts a child:
 ///
 /// - If a handler for the signal of an ended child was installed, system calls that the signal
 ///   interrupts are restarted. Other code of the process is not affected by the child.
 /// - A write to a pipe without a reader has the same effect as before.
 void startChild(const std::function<void()> &start);
 
-/// The error number why \p count pipes cannot be open at the same time, or 0 when they can.
+/// 0 when \p count further pipes can be opened at the same time, otherwise the error number (errno)
+/// that tells why they cannot.
 int errorOfPipes(int count);
 
-/// Whether \p id is the number of a child of this process that has not been waited for. While it
-/// is, no other process has this number, and a signal to it reaches the child.
+/// Whether \p id is the number of a child of this process that has not been waited for. While this
+/// is true, no other process has the number, and a signal to the number reaches the child.
 ///
-/// On Windows true for every process: an open handle keeps the number in use.
+/// On Windows the result is true for every process: an open handle keeps the number in use.
 bool isChild(std::int64_t id);
 
-/// Kills the process \p id and all its descendants, and waits for their end, but for five seconds
-/// at most. It is not reported when a descendant cannot be killed.
+/// Kills the process \p id and all its descendants, and waits for their end, for five seconds at
+/// most. It is not reported when a descendant cannot be killed.
 ///
 /// False when the process cannot be killed, or when nothing can be learned of it, because /proc
 /// hides it or no file descriptor is left. Also false, and nothing is done, for a number without a
@@ -117,16 +120,16 @@ bool isChild(std::int64_t id);
 /// before its children are searched, so that it starts no others after the search. When no new
 /// process is found, all are killed. A process is identified by its number and its start time,
 /// before it is stopped and again before it is killed: a process that has received the number of
-/// another is not touched. The calling process may be among them and is killed last.
+/// another is not touched. The calling process may be one of them; it is killed last.
 ///
 /// If the memory does not suffice to find all, those that were found are killed, or nothing is
-/// done. If /proc can no longer be read, after three attempts, the processes with a handle are
-/// killed and the others are resumed: none stays stopped.
+/// done. If three attempts to read /proc have failed, the processes with a handle are killed and
+/// the others are resumed: none stays stopped.
 ///
 /// A descendant whose parent had ended before the call is not found, and stays.
 bool killProcessTree(std::int64_t id);
 
-/// The command line for a kill on Windows.
+/// The command line that kills the process \p id and its descendants on Windows.
 ///
 ///     4711  => taskkill /PID 4711 /T /F
 std::string killCommandLine(std::int64_t id);
@@ -149,16 +152,16 @@ std::string sharedDataFolder();
 /// plugin can use its symbols.
 void makeSymbolsGlobal(const void *address);
 
-/// The result of \p function in a copy of this process, which exists only during the call.
+/// The result of \p function in a copy of this process. The copy exists only during the call.
 ///
-/// False, too, when the function does not return there: it ends the copy, crashes, throws, or runs
-/// longer than \p limit, in which case the copy is killed with all its descendants. The calling
-/// process waits, and its memory does not change. std::nullopt when the system cannot copy
-/// processes, or cannot copy this one now.
+/// The result is also false when \p function does not return in the copy: when it ends the copy,
+/// crashes, throws, or runs longer than \p limit. In the last case the copy is killed with all its
+/// descendants. The calling process waits, and its memory does not change. std::nullopt when the
+/// system cannot copy processes, or cannot copy this one now.
 ///
-/// The copy has only the calling thread: a lock held by another thread stays locked. Output of the
-/// function is lost, except on standard error. No core file is written, and no exit functions and
-/// signal handlers of the process are run.
+/// The copy has only the calling thread: a lock held by another thread stays locked. What the
+/// function writes is lost, except to standard error. No core file is written, and neither exit
+/// functions nor signal handlers of the process are run.
 std::optional<bool> tryInCopy(const std::function<bool()> &function,
                               std::chrono::milliseconds limit);
 
@@ -166,17 +169,19 @@ std::optional<bool> tryInCopy(const std::function<bool()> &function,
 /// a system where text does not depend on the locale.
 std::string localeCodeset();
 
-/// Whether QSettings writes the keys of an INI file sorted. Windows keeps them in their order.
+/// Whether QSettings writes the keys of an INI file sorted. On Windows the keys keep their order,
+/// and the result is false.
 bool hasSortedSettings();
 
 /// Calls \p function with \p context on a stack for deep recursion, on the calling thread, and
-/// returns when it has returned. A nested call uses the same stack. \p function must not throw.
+/// returns when \p function has returned. A nested call uses the same stack. \p function must not
+/// throw.
 ///
-/// The process has one such stack, which only one thread uses at a time; another thread that calls
-/// meanwhile stays on its own stack. It is half as large as the memory of the machine, and at least
-/// 2 GiB, so that a recursion that also allocates memory runs out of memory first. It consists of
-/// reserved addresses, which take no memory until they are used. When a call has used more than
-/// 16 MiB, the memory is released after it.
+/// The process has one such stack, which only one thread uses at a time; if another thread calls
+/// meanwhile, \p function runs on the stack of that thread. The deep stack is half as large as the
+/// memory of the machine, and at least 2 GiB, so that a recursion that also allocates memory runs
+/// out of memory first. It consists of reserved addresses, which take no memory until they are
+/// used. When a call has used more than 16 MiB, the memory is released after it.
 ///
 /// If the limits of the process do not permit this size, the stack has two fifths of the size that
 /// they permit; on a system that sets memory aside for all reserved addresses, 64 MiB. If that is
@@ -188,7 +193,7 @@ void callOnDeepStack(void (*function)(void *), void *context);
 std::size_t deepThreadStack();
 
 /// The number of unused bytes of the calling thread's stack; 0 when it cannot be determined. The
-/// end of a thread's stack is determined once.
+/// end of the stack is determined once for each thread.
 std::size_t freeStack();
 
 } // namespace Utils::Platform
