@@ -27,11 +27,12 @@ class ProcessPrivate;
 ///     return process.output();
 ///
 /// The output is read while an event loop runs and during calls that wait. It is decoded as UTF-8,
-/// also when a character arrives in several pieces. Invalid bytes become U+FFFD, and a byte order
+/// even when a character arrives in several pieces. Invalid bytes become U+FFFD, and a byte order
 /// mark at the start is removed.
 ///
-/// An object can run several programs, one after the other. The destructor kills a program that is
-/// still running, but not the processes it has started, for any kill mode, and waits for its end.
+/// An object can run several programs, one after the other. In any kill mode, the destructor kills
+/// a program that is still running, but not the processes that this program has started, and waits
+/// for its end.
 class KELMUTILS_EXPORT Process
 {
 public:
@@ -39,7 +40,8 @@ public:
     /// the program.
     ///
     /// \compat start() permanently changes KillDefault to KillTree for a command that ends with
-    /// ".bat" or ".cmd", case-sensitively. Both modes do the same.
+    /// ".bat" or ".cmd", case-sensitively. As KillDefault and KillTree do the same, this has no
+    /// further effect.
     enum KillModes : int
     {
         KillDefault = 0,
@@ -54,22 +56,23 @@ public:
     ~Process();
 
     /// Sets the program: a path, or a name that is searched in the PATH of this process, not in
-    /// that of setEnvironment(). It is started directly, without a command interpreter.
+    /// that of setEnvironment(). The program is started directly, without a command interpreter.
     void setCommand(const Data::String &command);
 
     void setArguments(const QStringList &arguments);
 
-    /// Sets the label that wait() shows.
+    /// Sets the text that wait() shows as the label of its progress display.
     void setMessage(const Data::String &text);
 
     void setWorkingDirectory(const Data::String &folder);
 
-    /// Sets the environment for the next start: that of this process, in which \p variables replace
-    /// those of the same name.
+    /// Sets the environment for the next start: the environment of this process, in which
+    /// \p variables are added or replace those of the same name.
     ///
-    /// A value for "PATH" or "LD_LIBRARY_PATH" may refer to the value that this process has for the
-    /// variable, as "%PATH%" or "$PATH". With \p keepPath, a value without such a reference gets
-    /// one at its end. If this process has no such value, or an empty one, the text is unchanged.
+    /// A value for "PATH" or "LD_LIBRARY_PATH" may contain a reference to the value that the
+    /// variable has in this process: "%PATH%" or "$PATH", for example. With \p keepPath, a value
+    /// without such a reference gets one at its end. If the variable is not set in this process, or
+    /// is empty there, the text is unchanged.
     ///
     ///     PATH, "/opt", keepPath        => "/opt;/usr/bin"
     ///     PATH, "/opt"                  => "/opt"
@@ -81,13 +84,15 @@ public:
 
     void setKillMode(KillModes mode);
 
-    /// Also writes the output to \p file as it arrives; null stops this. The file is not owned: it
-    /// must exist until then, or as long as this object. Output that contains no complete character
-    /// makes no entry; its bytes are added to the next entry.
+    /// Also writes the output to \p file as it arrives; null stops this. The object does not own
+    /// \p file, which must exist until another call replaces it, or as long as this object. Output
+    /// that contains no complete character is not written at once; its bytes are added to the next
+    /// entry of the log.
     ///
     /// Without \p keepOutput, nothing more is added to output(), and of the output not yet returned
-    /// by recentOutput() only the last line is kept: the incomplete one, or the one just ended,
-    /// with its "\n". Carriage returns are removed when earlier lines are discarded.
+    /// by recentOutput() only the last line is kept. This is the incomplete line, or the line that
+    /// has just ended, with its "\n". Carriage returns are removed when earlier lines are
+    /// discarded.
     ///
     ///     "a\nb\n"    => "b\n"
     ///     "a\r\nb\rc" => "bc"
@@ -95,50 +100,51 @@ public:
     void setLogFile(LogFile *file, bool keepOutput);
 
     /// Makes the object delete itself when its program ends, even within wait(). The object must be
-    /// on the heap and must not be accessed after that; a call in progress returns normally. When
-    /// start() fails, the object is not deleted.
+    /// on the heap and must not be accessed after its deletion; a call in progress returns
+    /// normally. When start() fails, the object is not deleted.
     void deleteWhenFinished();
 
     /// Starts the program and waits up to 3 seconds until it has started. The output is cleared
     /// first. False when the program could not be started; errorMessage() tells why.
     ///
-    /// It is also false when the system cannot create another process, or lacks memory or file
-    /// descriptors. getPID() is then 0, and this object sends no signal to any process.
+    /// The result is also false when the system cannot create another process, or lacks memory or
+    /// file descriptors. getPID() is then 0, and this object sends no signal to any process.
     ///
     /// On Unix the first start in a process makes Qt install a handler for SIGCHLD, which calls the
     /// previous handler. If that handler is replaced, or all threads block the signal, the end of a
     /// program is not detected.
     ///
-    /// \compat While a program is running, no other is started; the output is cleared and the
-    /// result is true.
+    /// \compat While a program is running, no other program is started, but the output is cleared
+    /// and the result is true.
     bool start();
 
     /// Waits for the end of the program. False when the user cancelled: the program is then killed
     /// as by kill(), and may still be running when the call returns.
     ///
     /// No events are processed. Every 100 ms a Progress with the label of setMessage() calls the
-    /// host. With \p showProgress the user can cancel it; it is on the popup display if the label
-    /// is not empty. Without \p showProgress it is on the ordinary display and cannot be cancelled.
-    /// The wait cursor is shown meanwhile.
+    /// host. With \p showProgress the user can cancel this Progress, which is on the popup display
+    /// if the label is not empty, and otherwise on the ordinary display. Without \p showProgress
+    /// the Progress is on the ordinary display and cannot be cancelled. The wait cursor is shown
+    /// during the call.
     bool wait(bool showProgress);
 
     /// Kills the program according to the kill mode. Its end is noticed by wait() or by the event
-    /// loop. Does nothing when it has ended, even if that was not noticed yet.
+    /// loop. Does nothing when the program has ended, even if its end was not noticed yet.
     void kill();
 
     /// Kills the process \p pid and all its descendants, and returns when this is done. Does
     /// nothing for a number below 1, nor for 1, the ancestor of all processes. A process that
     /// cannot be killed stays, and this is not reported.
     ///
-    /// Processes that are started meanwhile are killed, too. A process that received the number of
-    /// one that has ended meanwhile is not. A descendant whose parent had ended before the call is
-    /// not found, and stays.
+    /// Processes that are started meanwhile are killed, too. When a process has ended meanwhile and
+    /// another process has received its number, this other process is not killed. A descendant
+    /// whose parent had ended before the call is not found, and stays.
     static void kill(qint64 pid);
 
     /// Writes \p text to the standard input of the program, as UTF-8, and waits up to \p timeout
-    /// milliseconds, or without limit if this is negative. Returns whether all text was written.
-    /// Text that was not written in time is written later. False, too, when there is nothing to
-    /// write: the text is empty, and all earlier text has been written.
+    /// milliseconds, or without limit if \p timeout is negative. Returns whether all text was
+    /// written. Text that was not written in time is written later. The result is also false when
+    /// there is nothing to write: the text is empty, and all earlier text has been written.
     ///
     /// On Unix the first text that is written makes Qt ignore SIGPIPE in the whole process.
     ///
@@ -148,31 +154,32 @@ public:
 
     bool isRunning() const;
 
-    /// Whether no program is running and the last one did not crash. True before the first start.
+    /// Whether no program is running and the last one did not crash. The result is true before the
+    /// first start.
     bool normalExit() const;
 
-    /// The exit code of the last program; 0 before any has ended. For a program that was ended by a
-    /// signal it is the number of the signal.
+    /// The exit code of the last program; 0 before any program has ended. For a program that was
+    /// ended by a signal, the result is the number of the signal.
     int exitCode() const;
 
-    /// Qt's text for the last error; "Unknown error" when there was none.
+    /// The text that Qt has for the last error; "Unknown error" when there was none.
     ///
     /// \compat A wait() of more than 100 ms sets the text to "Process operation timed out", even if
-    /// it succeeds. So use this text only when start() or normalExit() is false.
+    /// it succeeds. So use this text only when start() or normalExit() returns false.
     Data::String errorMessage() const;
 
     /// The number of the running process, or 0.
     qint64 getPID() const;
 
-    /// All output since the last start. Neither this nor recentOutput() has more than 1,000,000,000
-    /// code units; any further output is lost.
+    /// All output since the last start. Neither this text nor that of recentOutput() has more than
+    /// 1,000,000,000 code units; further output is lost.
     Data::String output() const;
 
     /// The output since the last call of this function.
     Data::String recentOutput();
 
-    /// The command and its arguments, separated by spaces, for display. Those that contain a space
-    /// are in double quotes; nothing is escaped.
+    /// The command and its arguments, separated by spaces, for display. A command or argument that
+    /// contains a space is in double quotes; nothing is escaped.
     ///
     ///     C:/a b/x.exe with -f, c d  => "C:/a b/x.exe" -f "c d"
     Data::String fullCommand() const;
@@ -182,7 +189,7 @@ public:
     /// variables.
     Data::String info() const;
 
-    /// The QProcess, for connections.
+    /// The QProcess, for connections to its Qt signals. This object owns it.
     QObject *object() const;
 
 private:
