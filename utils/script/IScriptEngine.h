@@ -6,9 +6,11 @@
 
 namespace Utils {
 
-/// Runs scripts of one language for ScriptManager, which describes what its callers see.
+/// The interface of an engine, which runs scripts of one language for ScriptManager. The behaviour
+/// for callers is described at ScriptManager.
 ///
-/// A name is the name of a variable in the scope of scripts, or "module.variable".
+/// The argument \p name of the functions is the name of a variable in the scope of scripts, or
+/// "module.variable".
 ///
 /// The order of the virtual functions is part of the binary interface.
 class KELMUTILS_EXPORT IScriptEngine
@@ -41,7 +43,7 @@ public:
     /// errorMessage() then returns the reason.
     virtual bool validate(const Data::String &code) = 0;
 
-    /// Returns the exit status of the last file; 0 means success. The default is 0.
+    /// Returns the exit status of the last run of a file; 0 means success. The default is 0.
     virtual int exitStatus() const;
 
     /// Returns the text of the last error. The default is "".
@@ -51,7 +53,8 @@ public:
     /// more.
     virtual void moduleRemoved(const Data::String &moduleName) = 0;
 
-    /// Returns the lines that import what an expression may use. The default is "".
+    /// Returns the lines of code that import the names that an expression may use. The default is
+    /// "".
     virtual Data::String importCode();
 
     /// Ends the interpreter of the language. The next run starts it again.

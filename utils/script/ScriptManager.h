@@ -22,8 +22,9 @@ struct ScriptManagerPrivate;
 ///     if (scripts.execute("width * 2", "py", result, error)) // the value of the expression
 ///         use(result.toDouble());
 ///
-/// An expression needs modules of the application; see docs/scripting.md. Without these modules,
-/// run a statement and pass the name of its variable in the result.
+/// An expression can be run only with modules that the application supplies; see docs/scripting.md.
+/// Without these modules, run a statement that sets a variable, and pass the name of this variable
+/// in \p result.
 ///
 /// A script runs on an engine: the first one that supports the language or the path of the call.
 /// A language and a path are the same kind of argument: "py" and "script.py" both mean Python. A
@@ -44,25 +45,25 @@ public:
 
     /// Runs the file \p path. Returns false when no engine supports it, or when it fails.
     ///
-    /// If a host is set, it shows the texts of these keys:
+    /// If a host is set, it shows the texts that the StringTable has for these keys:
     ///
     ///     ".Kelm.Utils.msg.scriptRunning"  before the run, also without an engine; %1 is \p path
     ///     ".Kelm.Utils.msg.scriptRun"      after a run that succeeded
-    ///     ".Kelm.Utils.err.scriptRun"      after a run that failed; %1 is the engine's exit
-    ///     status,
-    ///                                      %2 its error. Not shown without an engine.
+    ///     ".Kelm.Utils.err.scriptRun"      after a run that failed; %1 is the exit status, %2 the
+    ///                                      error of the engine. Not shown without an engine.
     ///
-    /// The output of the script is flushed before the second text. At the end the signal
-    /// ScriptExecuted() is sent, also without an engine; isExecuting() does not count this run any
-    /// more by then.
+    /// The output of the script is flushed before the text after the run. At the end the signal
+    /// ScriptExecuted() is sent, even without an engine. At that time isExecuting() does not count
+    /// this run any more.
     bool execute(const Data::String &path);
 
-    /// Runs the text \p code. Shows and sends nothing, and isExecuting() does not count the run.
+    /// Runs the text \p code. Shows no message and sends no signal, and isExecuting() does not
+    /// count the run.
     ///
     /// On entry, the text of \p result is the name of the variable to read after the run:
-    /// "variable" or "module.variable". If that text is empty, the result is the value that the
-    /// script has passed to setScriptResult(), or invalid. If there is no such variable, the result
-    /// is invalid and the run succeeds.
+    /// "variable" or "module.variable". If that text is empty, \p result is set to the value that
+    /// the script has passed to setScriptResult(), or to an invalid variant. If there is no such
+    /// variable, \p result is set to an invalid variant and the call returns true.
     ///
     /// \compat The text of a variant of any type is used: the number 5 means the variable "5".
     ///
@@ -80,13 +81,15 @@ public:
     bool validate(const Data::String &code, const Data::String &language,
                   Data::String &error) const;
 
-    /// Returns the lines that import what an expression may use; "" without an engine.
+    /// Returns the lines of code that import the names that an expression may use; "" without an
+    /// engine.
     Data::String importCode(const Data::String &language);
 
     /// Sets the variable \p name of scripts, "variable" or "module.variable", to \p value, in every
     /// engine that supports \p language. See docs/scripting.md for the types of values.
     ///
-    /// The name is added to the current data context, also when no engine supports the language.
+    /// The name is added to the current data context, see setDataContext(), even when no engine
+    /// supports the language.
     void pushData(const Data::String &name, const Data::Variant &value,
                   const Data::String &language);
 
@@ -94,19 +97,19 @@ public:
     /// evaluation.
     ///
     /// The data of the previous context is removed from every engine that supports \p language, and
-    /// the list of its names is cleared, also when no engine supports the language.
+    /// the list of its names is cleared, even when no engine supports the language.
     ///
     /// Returns false, and does nothing, when \p context is current already. The first context is
     /// "".
     bool setDataContext(const Data::String &context, const Data::String &language);
 
-    /// Sets the result of the running text. Called by the module through which scripts use the
-    /// application.
+    /// Sets the result of the text that is being run. The function is called by the module through
+    /// which scripts use the application.
     void setScriptResult(const Data::Variant &value);
 
     /// Ends the interpreter of every engine that supports \p language, or of every engine when
-    /// \p language is empty. While scripts run, the interpreter ends after the outermost one.
-    /// An interpreter is kept while a thread of a script does not end; see docs/scripting.md.
+    /// \p language is empty. While scripts run, the interpreter ends after the outermost script. An
+    /// interpreter is kept as long as a thread of a script does not end; see docs/scripting.md.
     ///
     /// Returns true.
     bool reset(const Data::String &language);
