@@ -21,12 +21,14 @@ class SettingsStore;
 ///     const int width = settings.getInt("width", 640);
 ///     settings.setInt("width", 800); // sends "View/width" with 800
 ///
-/// The organisation and application names of the host determine where the values are stored.
+/// The organisation name and the application name of QCoreApplication, which the host sets,
+/// determine where the values are stored.
 ///
 /// A settings file is replaced completely or not at all. When that fails, for instance on a full
-/// disk, the old file stays, and the changes stay in memory until the process ends. Each further
-/// change, each new object, the destructor of each object that has made changes, and sync() try
-/// again. A file that cannot be read completely is not written. status() reports both failures.
+/// disk, the old file stays, and the changes stay in memory until the process ends. The write is
+/// tried again by each further change, each new object, the destructor of each object that has made
+/// changes, and sync(). A file that cannot be read completely is not written. status() reports both
+/// failures.
 ///
 /// This protection does not cover
 /// - what a QSettings of the host writes, including the changes that are pending when it is
@@ -42,14 +44,15 @@ class SettingsStore;
 /// reported, and reading it returns the default.
 ///
 /// A stored value keeps its type only within the process; a later process may read it as text. The
-/// typed getters convert it. They return the default only for an absent key; a value that does not
-/// convert yields 0, false or "". getColor() is the exception.
+/// typed getters convert it. The getters return the default only for an absent key; a value that
+/// does not convert yields 0, false or "". Only getColor() returns the default for such a value,
+/// too.
 ///
 /// Without a QGuiApplication Qt cannot build a QPixmap, QBitmap, QIcon or QCursor, nor a value that
-/// contains one. Such a value in the file then reads as the invalid value, as does a damaged
-/// container, and the file keeps it. With a QGuiApplication values are read as by QSettings. This
-/// does not cover stores in the registry or in a format of the host, INI files on Windows, and a
-/// store that a QSettings of the host has read before and whose file this process may not write.
+/// contains one. Such a value in the file is then read as an invalid variant, and so is a damaged
+/// container; the file keeps the value. This does not cover stores in the registry or in a format
+/// of the host, INI files on Windows, and a store that a QSettings of the host has read before and
+/// whose file this process may not write. With a QGuiApplication values are read as by QSettings.
 ///
 /// Copies share one QSettings and with it the current group. The destruction of one copy does not
 /// affect the others.
@@ -65,8 +68,8 @@ public:
     Settings &operator=(const Settings &other);
     virtual ~Settings();
 
-    /// Enters \p group below the current group. Each call needs an endGroup(), which returns to the
-    /// group before.
+    /// Enters \p group below the current group. Each call needs a call of endGroup(), which returns
+    /// to the previous group. Both return this object.
     Settings &beginGroup(const Data::String &group) const;
     Settings &endGroup() const;
 
@@ -98,8 +101,8 @@ public:
     /// An empty \p from or \p to is the current group.
     ///
     /// Each group is read when the copy reaches it: first its keys, then its subgroups by name.
-    /// When one of \p from and \p to lies in the other, the copy also reads what it has written
-    /// there:
+    /// When one of the groups \p from and \p to lies in the other, the copy also reads the values
+    /// that it has written there:
     ///
     ///     a/x=1, a/b/y=2:  from "a" to "a/b", recursive  => adds a/b/x=1, a/b/b/x=1, a/b/b/y=2
     ///
@@ -108,8 +111,8 @@ public:
     /// as \p to lies below \p from.
     ///
     /// SettingChanged() is sent with an invalid value for each subgroup of \p to that corresponds
-    /// to a copied one, inner ones first, and for \p to last, even when nothing was written. It is
-    /// not sent for single values.
+    /// to a copied subgroup, inner subgroups first. Last it is sent for \p to, even when nothing
+    /// was written. It is not sent for single values.
     Settings &copyKey(const Data::String &from, const Data::String &to, bool recursive = false);
 
     /// Copies the values in \p from to \p to, as copyKey() does, then removes the key \p from and
@@ -117,18 +120,19 @@ public:
     /// invalid value.
     ///
     /// When the two names are equal or differ only in case, the values move through a temporary
-    /// group "@@@_temp_@@@". SettingChanged() is sent for that group, too. At the end it is
-    /// removed; values that were in it before are moved as well. There are two exceptions, which
-    /// would lose all values otherwise: a rename of "" to itself does not remove \p from, and a
-    /// rename of "@@@_temp_@@@" to itself neither removes it nor uses a temporary group.
+    /// group "@@@_temp_@@@". SettingChanged() is sent for that group, too. At the end the temporary
+    /// group is removed; values that were in it before are moved as well. There are two exceptions,
+    /// because otherwise all values would be lost: a rename of "" to itself does not remove
+    /// \p from, and a rename of "@@@_temp_@@@" to itself neither removes it nor uses a temporary
+    /// group.
     ///
-    /// \compat Values that copyKey() does not copy are lost: that of the key \p from itself and,
-    /// without \p recursive, those in its subgroups. So is the part of the copy that lies in
-    /// \p from: a group that is moved into itself is lost completely.
+    /// \compat Values that copyKey() does not copy are lost: the value of the key \p from itself
+    /// and, without \p recursive, the values in its subgroups. The part of the copy that lies in
+    /// \p from is lost, too: a group that is moved into itself is lost completely.
     Settings &renameKey(const Data::String &from, const Data::String &to, bool recursive = false);
 
     /// The keys that have a value, or the groups, directly in \p group, or in the current group
-    /// when \p group is empty. Sorted, case-sensitively.
+    /// when \p group is empty. The result is sorted, case-sensitively.
     QStringList keys(const Data::String &group) const;
     QStringList groups(const Data::String &group) const;
 
@@ -145,8 +149,8 @@ public:
     /// processes. False when writing or reading fails.
     bool sync();
 
-    /// The status of all changes to the store. \p reason is set to the path and the cause of the
-    /// failure, or to "" when there is none.
+    /// The status of all changes to the store. \p reason, if not null, is set to the path and the
+    /// cause of the failure, or to "" when there is none.
     Status status(Data::String *reason = nullptr) const;
 
     /// Stores \p value if \p key has no value yet; an empty text is a value. With \p keepDefault,
@@ -156,54 +160,58 @@ public:
     Settings &setDefault(const Data::String &key, const Data::Variant &value,
                          bool keepDefault = false);
 
-    /// Stores whether \p group takes part in export and in reset: under its key "Default", as
-    /// "export reset", "noexport reset", "export noreset" or "noexport noreset". SettingChanged()
-    /// is not sent.
+    /// Stores whether the host may export and may reset \p group. The key "Default" in the group
+    /// then has the value "export reset", "export noreset", "noexport reset" or "noexport noreset".
+    /// SettingChanged() is not sent.
     void setFlags(const Data::String &group, bool canExport, bool canReset);
 
-    /// The flags that setFlags() stored; true when it stored none. The group "MRU" is never
+    /// The flags that setFlags() has stored; true when it has stored none. The group "MRU" is never
     /// exported.
     bool canExport(const Data::String &group) const;
     bool canReset(const Data::String &group) const;
 
-    /// Inserts \p path at the front of the recent list \p list, with "/" for each backslash, and
-    /// removes its first earlier occurrence; comparison is case-sensitive. SettingChanged() is sent
-    /// with the key "MRU/" followed by \p list, without the current group, and with \p path as it
-    /// was passed. Nothing happens when \p list is "" or slashes only.
+    /// Inserts \p path at the front of the list of recent paths named \p list, with "/" for each
+    /// backslash, and removes the first earlier occurrence of the path; comparison is
+    /// case-sensitive. SettingChanged() is sent with the key "MRU/" followed by \p list, without
+    /// the current group, and with \p path as it was passed. Nothing happens when \p list is "" or
+    /// consists of slashes only.
     ///
-    /// A list is a group in "MRU" with the entries "aa", "ab" to "zz", newest first. It holds at
-    /// most 676 entries; the oldest are dropped.
+    /// A list is a group in "MRU" with the keys "aa", "ab" to "zz", the newest path first. It holds
+    /// at most 676 paths; the oldest are dropped.
     ///
-    /// \compat Entries whose names are no longer needed are not removed: after removeMRU() has left
-    /// a gap in the names, a path may be in the list twice.
+    /// \compat Keys that are no longer needed are not removed: after removeMRU() has left a gap
+    /// between the keys, a path may be in the list twice.
     Settings &addMRU(const Data::String &list, const Data::String &path);
 
     /// The first \p count paths in \p list. 0 stands for the number stored as "MRU/Count", or 20
     /// when none is stored. A negative \p count means no limit, and so does a stored number of 0 or
-    /// below. An empty \p list returns the values directly in "MRU", including "Count".
+    /// below. When \p list is empty, the result is the values directly in the group "MRU",
+    /// including that of "Count".
     ///
     /// With \p checkExists, only paths that exist are returned. If \p suffixes is not empty, a file
     /// is then returned only if its suffix is a case-sensitive substring of \p suffixes; folders
     /// and files without a suffix always pass.
     ///
-    /// \compat Each path is checked once in the life of the process: neither the creation or
-    /// removal of the file nor other \p suffixes change the first result.
+    /// \compat Each path is checked only once in the life of the process. The first result stays,
+    /// even when the file is created or removed later, or when other \p suffixes are passed.
     QStringList getMRU(const Data::String &list, bool checkExists = true, int count = 0,
                        const Data::String &suffixes = Data::String()) const;
 
     /// Removes the first entry of \p list that equals \p path, with "/" for each backslash. The
-    /// other entries keep their names. SettingChanged() is not sent.
+    /// other entries keep their keys. SettingChanged() is not sent.
     Settings &removeMRU(const Data::String &list, const Data::String &path);
 
-    /// The folder of the first path in \p list that exists, or the path itself when it is not a
-    /// file; "" when no path exists. Existence is checked as by getMRU().
+    /// The folder of the first path in \p list that exists, or this path itself when it is not a
+    /// file; "" when no path in the list exists. Existence is checked as by getMRU().
     Data::String firstMRUPath(const Data::String &list) const;
 
-    /// The signal of the process that is sent for every change. The first call constructs it. Must
-    /// not be called once the destruction of static objects has begun.
+    /// The signal that is sent for every change; the process has one. The first call of this
+    /// function constructs it. Do not call this function after the destruction of static objects
+    /// has begun.
     static SettingsSignal &SettingChanged();
 
-    /// Whether SettingChanged() may still be called. Once this is false, changes are not reported.
+    /// Whether SettingChanged() may still be called. When the result is false, changes are no
+    /// longer reported.
     static bool isSettingChangedAlive();
 
 private:

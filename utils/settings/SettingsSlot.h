@@ -16,7 +16,7 @@ namespace Utils {
 ///
 /// The callback finds the change in data(), under "key" and "value"; the value is invalid when the
 /// key was removed. Only deliveries of a key and a value are filtered: deliveries of another
-/// payload shape, which the caller connects itself, all pass as in a plain Slot.
+/// payload shape, which the caller connects itself, all reach the callback as in a plain Slot.
 ///
 ///     m_slot.setCallback(this, &Panel::refresh); // Utils::SettingsSlot m_slot{"View/", nullptr};
 class KELMUTILS_EXPORT SettingsSlot : public Slot
@@ -25,9 +25,9 @@ class KELMUTILS_EXPORT SettingsSlot : public Slot
 
 public:
     /// Constructs a slot named "SettingsSlot" with the prefixes in \p keys, which are separated by
-    /// ";". Empty prefixes are dropped and spaces belong to a prefix; a slot without prefixes
+    /// ";". Empty prefixes are dropped; spaces are part of a prefix; a slot without prefixes
     /// receives nothing. The slot is connected to Settings::SettingChanged(), unless \p keys is
-    /// "-": the caller then connects it, and "-" is a prefix like any other.
+    /// "-". In this case the caller connects the slot, and "-" is a prefix like any other.
     SettingsSlot(const Data::String &keys, QObject *parent);
     ~SettingsSlot() override;
 

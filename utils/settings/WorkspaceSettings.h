@@ -4,7 +4,7 @@
 
 namespace Utils {
 
-/// The settings of one named workspace: those in the group "Workspaces/<name>".
+/// The settings of one named workspace: the settings in the group "Workspaces/<name>".
 class KELMUTILS_EXPORT WorkspaceSettings : public Settings
 {
 public:
