@@ -9,11 +9,13 @@ namespace Utils {
 
 class Signal;
 
-/// A slot that delivers a payload only if one of its keys has a wanted value.
+/// A slot that delivers a payload only if a key in the payload has a wanted value. A key with its
+/// wanted values is a condition.
 ///
 /// One key with one of its wanted values is enough; keys that the payload does not have are
 /// ignored. A wanted text that contains "*" is a wildcard pattern for the whole text, in which "?"
-/// and "[...]" work too; without a "*" they are plain characters. Comparison is case-sensitive.
+/// and "[...]" have their meaning, too; without a "*" they are plain characters. Comparison is
+/// case-sensitive.
 ///
 ///     wanted         delivered             not delivered
 ///     mode: "a*"     mode: "abc"           mode: "Abc", mode: 5, other: 1
@@ -21,8 +23,8 @@ class Signal;
 ///     mode: invalid  any payload that has a mode
 ///
 /// Values are compared by QVariant's ==, with the wanted value on the left. A slot with conditions
-/// delivers nothing that has no payload, and no single values; a slot without conditions delivers
-/// everything.
+/// delivers only emissions of sig(payload), no single values and nothing without a payload; a slot
+/// without conditions delivers everything.
 class KELMUTILS_EXPORT ConditionalSlot : public Slot
 {
     Q_OBJECT

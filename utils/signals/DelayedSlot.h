@@ -5,15 +5,15 @@
 namespace Utils {
 
 /// A slot that merges any number of posts into one call of its callback, on the next pass of the
-/// event loop. Each delivery is a post.
+/// event loop. A post is a call of postPending() or a delivery to the slot.
 ///
 ///     postPending("a", 1), postPending("b", 2)  => one call with both
 ///     two payload deliveries                    => one call with the second payload
 ///     a delivery of a key and a value, or of    => one call with an empty payload; what was
 ///     a value                                      pending before is lost, too
 ///
-/// One timer serves a burst of posts. Whether the slot is enabled is checked when the call is made,
-/// not when it is posted.
+/// All posts before the call share one timer. Whether the slot is enabled is checked when the call
+/// is made, not when it is posted.
 class KELMUTILS_EXPORT DelayedSlot : public Slot
 {
     Q_OBJECT
@@ -29,7 +29,7 @@ public:
     DelayedSlot &operator=(const DelayedSlot &other);
     ~DelayedSlot() override;
 
-    /// Posts a call. The second form first sets the value of \p key in its payload.
+    /// Posts a call. The second form first sets the value of \p key in the payload of this call.
     void postPending();
     void postPending(const Data::String &key, const Data::Variant &value);
 
@@ -41,7 +41,8 @@ public:
     /// Cancels the pending call and clears its payload.
     void ignorePending();
 
-    /// While true, each pass of the event loop delays a pending call to the next pass.
+    /// While \p postpone is true, each pass of the event loop delays a pending call to the next
+    /// pass.
     void postponePending(bool postpone);
 
     using Slot::onSig;
@@ -53,8 +54,8 @@ public:
     void onSig(const Data::VariantCollection &payload) override;
 
 private Q_SLOTS:
-    /// Makes the pending call, then clears the payload. An override of onSig() in a derived class
-    /// is called once after the callback.
+    /// Makes the pending call, then clears the payload. If a derived class overrides onSig(), its
+    /// onSig() is called once after the callback.
     ///
     /// \compat The payload of posts that the callback itself makes is cleared, too.
     void callDelegate();

@@ -11,8 +11,9 @@ namespace Utils {
 
 class Slot;
 
-/// The sender of the bus: a named QObject with a payload and four Qt signals, one for each payload
-/// shape. A receiver chooses the shape by the signature of the method that it connects.
+/// The sender of the signal bus: a named QObject with a payload, which is a map of keys to values,
+/// and four Qt signals, one for each shape of the payload. The signature of the connected method
+/// determines the shape that a receiver gets.
 ///
 /// A send emits these signals, in this order, and then clears the payload:
 ///
@@ -25,11 +26,12 @@ class Slot;
 /// The first signal constructed with a name registers it. A name that a second signal uses, or that
 /// was looked up before any signal had it, becomes ambiguous: find() returns null for it from then
 /// on. The signals themselves keep working. The destructor frees the current name of the signal,
-/// even when another signal registered it. A signal that others look up must therefore keep its
-/// name: after a rename the old name still refers to it, even after its destruction.
+/// even when another signal registered it. Therefore a signal that other code finds by its name
+/// must keep the name: after a rename the old name still refers to the signal, even after its
+/// destruction.
 ///
 /// Receivers may do anything during a delivery, even delete the signal: the send then stops and
-/// returns false. A signal belongs to the host's main thread.
+/// returns false. A signal must be used only on the main thread of the host.
 class KELMUTILS_EXPORT Signal : public QObject
 {
     Q_OBJECT
@@ -45,16 +47,16 @@ public:
     Signal &addData(const Data::String &key, const Data::Variant &value);
     Data::VariantCollection data() const;
 
-    /// A number for the owner's use, 0 at first. The library does not interpret it.
+    /// A number for the use of the caller, 0 at first. The library does not interpret it.
     int flag() const;
     void setFlag(int flag);
 
-    /// Connects the payload shape of \p slot. False when it is null.
+    /// Connects sig(payload) to \p slot. False when \p slot is null.
     bool connect(const Slot *slot);
 
     /// Disconnects \p receiver from this signal, then connects \p method and returns the result of
-    /// connect(). When the method cannot be connected, the receiver stays disconnected. Null
-    /// disconnects nothing and returns false.
+    /// connect(). When the method cannot be connected, the receiver stays disconnected. When
+    /// \p receiver is null, nothing is disconnected and the result is false.
     bool reconnect(const QObject *receiver, const char *method);
 
     /// Calls \p slot once, after \p msec milliseconds, with \p data as the payload that
@@ -63,19 +65,19 @@ public:
                            const Data::String &id = Data::String());
     static void singleShot(Slot *slot, int msec, const Data::String &id = Data::String());
 
-    /// Sends \p data to \p method of \p receiver once, after \p msec milliseconds; 0 is the next
-    /// pass of the event loop. The method text is that of connect(). Nothing is reported when the
-    /// receiver is destroyed earlier or the method cannot be connected. With a negative delay the
-    /// call is never made and its id stays in use.
+    /// Sends \p data to \p method of \p receiver once, after \p msec milliseconds; with 0, on the
+    /// next pass of the event loop. \p method is a method text as in connect(). Nothing is reported
+    /// when the receiver is destroyed earlier or the method cannot be connected. With a negative
+    /// \p msec the call is never made, and \p id stays in use.
     ///
     /// While a call with this \p id is pending, another request with the same id is dropped, with
     /// its receiver, payload and delay, and find() returns a signal for the id.
     ///
     /// \compat Three corners:
-    /// - Requests with the empty id are not merged, but when two of them are pending at the same
-    ///   time, only the one whose time comes first is made.
-    /// - When a cancelled call is requested again before its time, two timers run and only the one
-    ///   that ends first makes its call.
+    /// - Requests with the empty id are not merged, but when two such calls are pending at the same
+    ///   time, only the call whose time comes first is made.
+    /// - When a cancelled call is requested again before its time, two timers run, and only the
+    ///   timer that ends first makes its call.
     /// - The id "singleShot" cannot be cancelled.
     static void singleShot(const QObject *receiver, const char *method,
                            const Data::VariantCollection &data, int msec,
@@ -96,11 +98,11 @@ Q_SIGNALS:
 
     // The order of the virtual functions is that of the vtable, on which callers rely.
 protected Q_SLOTS:
-    /// Sends the payload as described above. False when a receiver has called abort(), which stops
-    /// no delivery, or when the signal was deleted during the send.
+    /// Sends the payload as described above. False when a receiver has called abort(), or when the
+    /// signal was deleted during the send. abort() stops no delivery.
     ///
-    /// A nested send, started by a receiver, is complete in itself; the outer send then continues
-    /// with an empty payload and the abort state of the inner one.
+    /// A nested send, started by a receiver, runs to its end first. The outer send then continues
+    /// with an empty payload and with the abort state of the nested send.
     ///
     /// An override that emits signals itself must expect to be deleted by a receiver.
     virtual bool sendSignals();
@@ -120,10 +122,10 @@ public:
     ///     none of them                           sig()
     ///
     /// The receiver's declaration must spell the types like this. Each call adds an auto
-    /// connection. False, with a warning by Qt, when Qt cannot make it.
+    /// connection. False, with a warning by Qt, when Qt cannot make the connection.
     ///
-    /// An override hides the overload that takes a slot; a using declaration makes it visible
-    /// again.
+    /// An override hides the overload that takes a Slot; a using declaration makes that overload
+    /// visible again.
     virtual bool connect(const QObject *receiver, const char *method);
 
 protected:

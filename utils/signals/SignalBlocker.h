@@ -7,13 +7,16 @@
 
 namespace Utils {
 
-/// Blocks the signals of an object for a scope, or unblocks them with \p unblock.
+/// Blocks the signals of a QObject until the blocker is destroyed. With \p unblock, it unblocks
+/// them instead. Null is allowed and does nothing.
 ///
-/// An object that is in the wanted state already is not changed, nor at the end of the scope, so
-/// blockers nest: only the outermost restores the object. The object may be deleted in the scope.
+/// If the object is already in the wanted state, neither the constructor nor the destructor changes
+/// it. So blockers nest: only the outermost blocker restores the object. The object may be deleted
+/// before the blocker.
 ///
-/// \compat The end inverts the state that the object then has: if other code unblocks the object in
-/// the scope, the end blocks it. A copy refers to the same object and inverts its state once more.
+/// \compat The destructor inverts the state that the object has at that time: if other code has
+/// unblocked the object meanwhile, the destructor blocks it. A copy refers to the same object and
+/// inverts its state once more.
 class KELMUTILS_EXPORT SignalBlocker
 {
 public:
@@ -22,7 +25,7 @@ public:
     SignalBlocker &operator=(const SignalBlocker &other);
     ~SignalBlocker();
 
-    /// Restores the object now and releases it.
+    /// Restores the object at once; the destructor then does nothing.
     void reset();
 
 private:

@@ -12,14 +12,16 @@
 
 namespace Utils {
 
-/// The receiver of the bus: a QObject with one receiver method for each shape of Signal::sig, all
-/// of which run one callback. An object that owns a Slot can react to signals without being a
-/// QObject itself. A slot also works with any other Qt signal of these shapes.
+/// The receiver of the signal bus: a QObject with one receiver method for each of the four signals
+/// Signal::sig(). All of these methods run one callback. An object that owns a Slot can react to
+/// signals without being a QObject itself. A slot can also be connected to any other Qt signal with
+/// the arguments of one of these methods.
 ///
 ///     m_slot.setCallback(this, &Panel::refresh);
 ///     signal->connect(&m_slot);
 ///
-/// The callback may delete the slot, replace itself, disconnect the sender or delete it.
+/// The callback may delete the slot, replace itself by another callback, and disconnect or delete
+/// the sender.
 class KELMUTILS_EXPORT Slot : public QObject
 {
     Q_OBJECT
@@ -69,7 +71,7 @@ public:
     bool isEnabled() const;
     void setEnabled(bool enabled);
 
-    /// A number for the owner's use, 0 at first. The library does not interpret it.
+    /// A number for the use of the caller, 0 at first. The library does not interpret it.
     int flag() const;
     void setFlag(int flag);
 
@@ -88,18 +90,19 @@ public Q_SLOTS:
     virtual void onSig(const Data::Variant &value);
     virtual void onSig(const Data::String &key, const Data::Variant &value);
 #else
-    /// Stores the pair as payload, calls the virtual onSig() and clears the payload, also when
-    /// disabled.
+    /// Stores the pair as the payload, calls the virtual onSig() and clears the payload, even when
+    /// the slot is disabled.
     virtual void onSig(const Data::String &key, const Data::Variant &value);
 
     /// Stores \p value under "item" if it carries a Data::IDataItem, calls the virtual onSig() and
-    /// clears the payload, also when disabled. Any other value is delivered without a payload.
+    /// clears the payload, even when the slot is disabled. Any other value is delivered without a
+    /// payload.
     virtual void onSig(const Data::Variant &value);
 
     /// If enabled, stores the payload, runs the callback and clears the payload.
     ///
-    /// \compat It does not call the virtual onSig(): an override of that sees no payload
-    /// deliveries.
+    /// \compat The function does not call the virtual onSig(): an override of onSig() receives no
+    /// deliveries of a payload.
     virtual void onSig(const Data::VariantCollection &payload);
 
     /// Runs the callback if enabled.

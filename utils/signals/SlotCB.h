@@ -7,7 +7,7 @@ namespace Utils {
 
 class Slot;
 
-/// T in a non-deduced context.
+/// The type T itself, in a form from which a template argument is not deduced.
 template <typename T>
 struct ExactlyType
 {
@@ -18,8 +18,8 @@ using Exactly = typename ExactlyType<T>::Type;
 
 /// The callback of a Slot. Slot::setCallback() creates the right kind; the slot owns it.
 ///
-/// A call may delete its slot, and with it the running callback: after the user's function has
-/// started, no member of the callback is accessed.
+/// The called function may delete the slot, and with it the callback that is running. So call()
+/// accesses no member of the callback after the function has been called.
 class KELMUTILS_EXPORT SlotCB
 {
 public:
