@@ -15,9 +15,9 @@ struct CatalogueTable;
 ///
 ///     ".Kelm.Data.err.noopen"  => ".err.noopen" of the table "Kelm.Data"
 ///
-/// The catalogue belongs to the main thread. The lookup functions report no failure: a key that is
-/// not found is returned itself, as described below. Once the catalogue is destroyed at the end of
-/// the process, every key is returned itself.
+/// The catalogue must be used only on the main thread. The lookup functions report no failure: a
+/// key that is not found is returned itself, as described below. After the catalogue is destroyed
+/// at the end of the process, every key is returned itself.
 class KELMUTILS_EXPORT StringTable
 {
 public:
@@ -74,9 +74,10 @@ public:
 
     /// The text of \p key. The caller replaces its placeholders %1, %2 and so on.
     ///
-    /// Searches one table: of those whose name \p key begins with, by whole components, the one
-    /// with the longest name. At least one component must be left for the id. For example, when
-    /// only the table "Kelm.Utils" is loaded, and it contains only ".err.x":
+    /// Searches only one table. \p key begins with the name of this table, by whole components; if
+    /// this is true of several tables, the table with the longest name is searched. At least one
+    /// component must be left for the id. For example, when only the table "Kelm.Utils" is loaded,
+    /// and it contains only ".err.x":
     ///
     ///     ".Kelm.Utils.err.x"  => its text
     ///     ".Kelm.Utils.err.y"  => ".err.y"        the id is unknown
@@ -90,9 +91,10 @@ public:
     /// even if one with a shorter name contains the id.
     static Data::String lookup(const Data::String &key);
 
-    /// The string \p text of the form \p uiName: the result of Translator::translate() for that
-    /// context, or "" when it has none. When \p uiName is null, or before initialize(), the text of
-    /// the key \p text. Both are UTF-8; null for \p text is the empty text.
+    /// The string \p text of the form \p uiName: the result of Translator::translate() for the
+    /// context \p uiName, or "" when that is null. When \p uiName is null, or before initialize(),
+    /// the result is the text of the key \p text. Both arguments are UTF-8; null for \p text is the
+    /// empty text.
     static Data::String lookup(const char *text, const char *uiName = nullptr);
 
     /// The text of \p key, which may be short: a key with fewer than three dots is looked up in the
@@ -106,8 +108,9 @@ public:
     /// Splits the text of \p key at \p separator and returns the item at \p index, trimmed. The
     /// first item has the index 0. "" when there is no such item.
     ///
-    /// \compat The items of the last key are kept, and found again by the key alone: the next call
-    /// with the same key uses the same items, even with another \p separator or after load().
+    /// \compat The items of the last key are kept, and they are found again by the key alone: the
+    /// next call with the same key uses the same items, even with another \p separator or after
+    /// load().
     static Data::String lookupi(const Data::String &key, int index, char separator = ';');
 
     /// The value of \p subKey in the text of \p key, or \p defaultValue when there is none.
@@ -120,13 +123,14 @@ public:
                                 const Data::String &defaultValue);
 
     /// The text of \p key in \p language, which is written as in the file names; "" is the current
-    /// language. An id that the file of that language does not contain yields the id, as in
+    /// language. If the file of that language does not contain the id, the result is the id, as in
     /// lookup().
     ///
     /// The first call for a table and a language reads the file; the forms in it are ignored. When
     /// there is no such file, the English one is read instead, unless the current language is
-    /// English. When there is none either, or the file cannot be read completely, returns the text
-    /// in the current language, and the next call tries again.
+    /// English. When there is no English file either, or when the file cannot be read completely,
+    /// the result is the text in the current language, and the next call tries to read the file
+    /// again.
     static Data::String lookupl(const Data::String &key, const Data::String &language);
 
     /// As lookupi(), in \p language. Items are kept for the current language only.

@@ -10,8 +10,8 @@ namespace Utils {
 ///
 ///     static const Utils::StringTableLoader loader("TORVE.Solver");
 ///
-/// Nothing is loaded before StringTable::initialize(). The class is therefore for libraries that a
-/// running host loads.
+/// Nothing is loaded before StringTable::initialize(). The class is therefore for libraries that
+/// are loaded after the host has called that function.
 class KELMUTILS_EXPORT StringTableLoader
 {
 public:

@@ -16,12 +16,12 @@ class KELMUTILS_EXPORT Translator : public QTranslator
     Q_OBJECT
 
 public:
-    /// Installs itself in the application object, if that exists.
+    /// Constructs a translator that installs itself in the application object, if that exists.
     explicit Translator(QObject *parent = nullptr);
     ~Translator() override;
 
-    /// The translation of \p sourceText in \p context. Null when there is none, or it is empty.
-    /// \p n is not used. Null is the same as "" for the other arguments.
+    /// The translation of \p sourceText in \p context. Null when there is no translation, or when
+    /// it is empty. \p n is not used. For the other arguments, null is the same as "".
     ///
     /// - One of 24 texts of Qt itself, such as "&Undo" in the context "QLineEdit", yields its text
     ///   in the table "Kelm.Widgets", here that of the key ".Kelm.Widgets.ctx.undo".
