@@ -16,7 +16,8 @@ namespace Utils {
 
 class TagFilePrivate;
 
-/// A text file of tagged records in UTF-8. The class reads it, holds its tags, and writes them.
+/// A text file of tagged records in UTF-8. The class reads the file, holds its tags, and writes
+/// them. A tag is a record: a name and properties. A property is a key with a value.
 ///
 ///     $ a comment
 ///     *TYPE
@@ -30,7 +31,7 @@ class TagFilePrivate;
 ///     two lines
 ///     of text
 ///
-/// Tags are either built in memory and saved, or streamed to the file one at a time:
+/// Tags are either added in memory and saved together, or streamed to the file one at a time:
 ///
 ///     Utils::TagFile file(path);               Utils::TagFile file;
 ///     file.addTag("steel", "").add_g(...);     file.open(path, error);
@@ -51,10 +52,11 @@ class TagFilePrivate;
 ///                      is lost.
 ///     others        => ignored, and so are properties before the first tag
 ///
-/// "\:" in a key or in a one-line value stands for ":". A key needs it, because the first other
-/// colon ends the key.
+/// "\:" in a key or in a one-line value stands for ":". A colon in a key must be written like this,
+/// because the first other colon ends the key.
 ///
-/// \compat What is written is not always read back as it was:
+/// \compat Not everything that is written is read back unchanged. In this table "nothing" means
+/// that it is lost:
 ///
 ///     comments                                => nothing
 ///     a key that starts with "$" or "*"       => a comment, or a tag
@@ -70,8 +72,8 @@ class TagFilePrivate;
 ///     the last tag, without properties        => nothing, unless it is the only tag, or a comment
 ///                                                or an empty line follows
 ///
-/// A name or key that contains a line feed is written as it is and read as two lines. A line of
-/// more than 268,435,456 characters is read in pieces of that length.
+/// A name or key that contains a line feed is written unchanged, and is then read as two lines. A
+/// line of more than 268,435,456 characters is read in pieces of that length.
 class KELMUTILS_EXPORT TagFile
 {
 public:
@@ -93,8 +95,8 @@ public:
     /// Reads the file \p path. When that fails, there are no tags; the failure is not reported.
     explicit TagFile(const Data::String &path);
 
-    /// \compat Does not call close(). A file that is still being streamed then stays open and is
-    /// never completed, so call close() before.
+    /// \compat The destructor does not call close(). A file that is still being streamed then stays
+    /// open and is never completed, so call close() first.
     ~TagFile();
 
     TagFile(const TagFile &) = delete;
@@ -110,8 +112,8 @@ public:
     // Reading. Tags are appended to the existing ones, so that the tags of several files add up.
 
     /// Reads the file \p path. False for an empty path, and with a text in \p error when the file
-    /// cannot be opened, cannot be read completely, or is too large for the memory. None of its
-    /// tags is added then.
+    /// cannot be opened, cannot be read completely, or is too large for the memory. In these cases
+    /// no tag of the file is added.
     bool read(const Data::String &path, Data::String &error);
 
     /// The same, but appends the text to \p errors.
@@ -130,9 +132,9 @@ public:
     /// Calls close(), then writes all tags to the file \p path, in place of its contents. An
     /// existing file keeps its permissions.
     ///
-    /// False for an empty path; nothing happens then. False with a text in \p error when the file
-    /// cannot be opened, and then stays as it was; or when there is not enough memory, and it then
-    /// stays as it was or ends early.
+    /// False for an empty path; the function then does nothing. False with a text in \p error when
+    /// the file cannot be opened; it then stays as it was. False with a text in \p error, too, when
+    /// there is not enough memory; the file then stays as it was or ends early.
     ///
     /// \compat A failed write is not reported. On a full disk the result is true, and the file ends
     /// where the disk was full.
@@ -150,7 +152,7 @@ public:
 
     /// Calls close(), then begins to write the file \p path, in place of its contents. False, with
     /// a text in \p error, when it cannot be opened or there is not enough memory; no file is open
-    /// then. False for an empty path; nothing happens then.
+    /// then. False for an empty path; the function then does nothing.
     bool open(const Data::String &path, Data::String &error);
 
     /// Completes the file. Does nothing when no file is open. A failed write is not reported: when
@@ -171,8 +173,8 @@ public:
 
     // Tags. A reference to a tag stays valid until that tag is removed, even when tags are added.
 
-    /// Inserts the tag "TYPE" before all others, with the properties "name" and "version", the
-    /// latter even if it is empty.
+    /// Inserts the tag "TYPE" before all others, with the properties "name" and "version";
+    /// "version" is added even if it is empty.
     ///
     /// \compat Inserts the tag even if there is one of this name already.
     Tag &addFileType(const Data::String &name, const Data::String &version,
@@ -180,7 +182,7 @@ public:
 
     Tag &addTag(const Data::String &name, const Data::String &comment);
 
-    /// Appends a copy of \p tag if that is valid.
+    /// Appends a copy of \p tag if \p tag is valid.
     void addTag(const Tag &tag);
 
     /// Appends a comment without a tag. It counts as a tag with the name "$".
@@ -194,34 +196,36 @@ public:
 
     int numTags() const;
 
-    /// The tag at \p index. When there is none, an invalid tag that all files share.
+    /// The tag at \p index, which counts from 0. When there is none, an invalid tag that all
+    /// TagFile objects share.
     const Tag &tag(int index) const;
 
-    /// The tag at \p index, to be changed. When there is none, an invalid tag that all files share,
-    /// but not the one of tag().
+    /// The tag at \p index, to be changed. When there is none, an invalid tag that all TagFile
+    /// objects share. It is not the invalid tag of tag().
     ///
-    /// \compat Changes of the invalid tag stay, also in the results of all later calls that fail.
+    /// \compat Changes of the invalid tag stay: all later calls that fail return the changed tag.
     Tag &mtag(int index);
 
     /// The first tag with the name \p name from \p index on. Sets \p index to its position. Null
-    /// when there is none, with \p index set to -1; or unchanged when it was out of range.
+    /// when there is none; \p index is then set to -1, or is unchanged when it was out of range.
     const Tag *tag(const Data::String &name, int &index) const;
 
-    /// The first tag with the name \p name, or an invalid tag that all files share.
+    /// The first tag with the name \p name, or an invalid tag that all TagFile objects share.
     const Tag &findTag(const Data::String &name) const;
 
     /// The first tag with the name \p name in which the first property \p key has the value
     /// \p value, or an invalid tag. An empty \p key matches every tag of this name.
     ///
-    /// The search starts at \p index, or at 0 when that is null or negative. Sets \p index to the
-    /// position of the tag, or to -1 when there is none. Add 1 to search for the next one.
+    /// The search starts at the position \p index, or at 0 when \p index is null or its value is
+    /// negative. Sets \p index to the position of the tag, or to -1 when there is none. Add 1 to
+    /// \p index to search for the next tag.
     ///
     /// \compat An empty \p value also matches every tag of this name, with or without the key.
     const Tag &findTag(const Data::String &name, const Data::String &key, const Data::String &value,
                        int *index = nullptr) const;
 
-    /// The properties "name" and "version" of the first tag; "" when that is not "TYPE". The
-    /// library does not check them: read() accepts every file.
+    /// The properties "name" and "version" of the first tag; "" when the name of that tag is not
+    /// "TYPE". The library does not check these properties: read() accepts every file.
     Data::String fileType() const;
     Data::String fileVersion() const;
 
@@ -229,7 +233,7 @@ public:
 
     /// The meta value \p name; invalid when there is none.
     ///
-    /// \compat When there is none, the call creates an invalid one.
+    /// \compat When there is none, the call creates an entry with an invalid value.
     QVariant getMeta(const Data::String &name);
 
     /// Sets a meta value. An invalid one removes the entry.
@@ -238,8 +242,9 @@ public:
     /// Sets all \p values, invalid ones, too. Other entries stay.
     void setMeta(const QMap<Data::String, Data::Variant> &values);
 
-    /// A text in which the application collects messages of its own, one per line. It is the meta
-    /// value "_errmsg". The library adds nothing to it. \p clear removes it after it has been read.
+    /// A text in which the application collects messages of its own, one per line. The text is the
+    /// meta value "_errmsg". The library adds nothing to it. With \p clear, errorMessage() removes
+    /// the text after it has read it.
     ///
     /// \compat Without \p clear, errorMessage() creates an invalid entry when there is none.
     void addErrorMessage(const Data::String &message);
@@ -264,8 +269,8 @@ private:
 /// and replace() first fills up the values with empty ones.
 struct KELMUTILS_EXPORT TagFile::Tag
 {
-    /// The number of the line of the tag in the file that it was read from; the first line is 1.
-    /// Otherwise -1.
+    /// The number of the line of the tag in the file that it was read from; the first line is 1. -1
+    /// for a tag that was not read from a file.
     ///
     /// \compat The count in "key:2" is added to the line numbers of later tags even when it is
     /// negative or the file has fewer lines.
@@ -277,11 +282,12 @@ struct KELMUTILS_EXPORT TagFile::Tag
 
     explicit Tag(const Data::String &tagName);
 
-    /// Whether it has a name.
+    /// Whether the tag has a name.
     bool isValid() const;
 
-    // Adding. Appends one pair, even when the key exists already. When there is not enough memory,
-    // the functions that change a tag leave it as it was and throw std::bad_alloc.
+    // Adding. Each function appends one pair of a key and a value, even when the key exists
+    // already. When there is not enough memory, the functions that change a tag leave it as it was
+    // and throw std::bad_alloc.
 
     Tag &add(const Data::String &key, const Data::String &value);
 
@@ -347,7 +353,7 @@ struct KELMUTILS_EXPORT TagFile::Tag
     /// a number; infinity when it is too large for a double.
     double getDouble(const Data::String &key, int skip) const;
 
-    /// The bytes that the value has as hexadecimal digits. Other characters are ignored.
+    /// The bytes that the hexadecimal digits in the value stand for. Other characters are ignored.
     QByteArray getBytes(const Data::String &key, int skip) const;
 
     /// The value split at \p separator, which is UTF-8; empty items are kept. No items when the
@@ -368,8 +374,8 @@ struct KELMUTILS_EXPORT TagFile::Tag
     // lines loses its leading empty lines, and a key with a colon loses what follows the colon, and
     // its value.
 
-    /// The properties from index \p first on, as lines, with the TagFile::Option bits \p options. 0
-    /// or below stands for all properties. Colons in keys are not escaped.
+    /// The properties from index \p first on, as lines, with the TagFile::Option bits \p options. A
+    /// \p first of 0 or below stands for all properties. Colons in keys are not escaped.
     ///
     ///     k, "v"     => "k: v"
     ///     k, "v\nw"  => "k:2", "v", "w"
