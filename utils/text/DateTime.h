@@ -11,7 +11,7 @@ namespace Utils {
 /// Text is in local time. Names of months and days are in the language of the system, not of the
 /// default QLocale. Digits are written as 0 to 9 in every language; the digits of the language of
 /// the system are read, too. A conversion to a calendar date truncates the fraction to
-/// milliseconds: 1.001 becomes 1000 ms, because the double lies just below it.
+/// milliseconds: 1.001 becomes 1000 ms, because the nearest double is slightly below 1.001.
 ///
 /// A value that no calendar date represents (NaN, infinite, more than 290 million years away) has
 /// no text, except with formatSerialize(), and nextSecond() to nextMonth() return 0 for it.
@@ -28,17 +28,18 @@ public:
     DateTime(unsigned int seconds);
     DateTime(double time) : m_time(time) {}
 
-    /// Reads a time from \p text. The value is 0 when \p text is not a time in this format.
+    /// Reads a time from \p text. The value is 0 when \p text is not a time in the format
+    /// \p format.
     ///
     ///     formatSerialize()  => the number of seconds, in the C locale
     ///     formatPath()       => the last modification of the file or folder with the path \p text
     ///     ""                 => as formatDefault()
     ///     any other          => a date pattern of QDateTime
     ///
-    /// A time before 1970 is read, but is below 0 and so counts as no time.
+    /// A time before 1970 is read, but its value is below 0, and so isValid() returns false for it.
     ///
     /// \compat Only as many characters of \p text are read as the pattern has. Further text is
-    /// ignored; but where a field of the text is longer than its pattern, the end of it is lost:
+    /// ignored. Where a field of the text is longer than its pattern, the end of the field is lost:
     /// "d" reads "12" as 1, and "MMM" finds no month in a longer name. So formatUI() cannot read a
     /// time with a two-digit day or hour.
     DateTime(const Data::String &text, const Data::String &format);
@@ -50,7 +51,7 @@ public:
     /// that no calendar date represents.
     unsigned int toTime_t() const;
 
-    /// Whether there is a time. False for NaN.
+    /// Whether the value is a time, that is, above 0. False for NaN.
     bool isValid() const { return m_time > 0.0; }
 
     /// The seconds from this time to now.
@@ -74,8 +75,8 @@ public:
     /// The time as text in a date pattern of QDateTime; formatDefault() when \p format is empty. ""
     /// when there is no time.
     ///
-    /// formatSerialize() yields the number itself with three decimals, for any value. formatPath()
-    /// is a pattern like any other here.
+    /// With formatSerialize(), the result is the number of seconds with three decimals, for any
+    /// value. formatPath() is a pattern like any other here.
     Data::String toString(const Data::String &format) const;
 
     /// A duration in words, without its sign.
@@ -121,7 +122,8 @@ public:
     /// - Words in upper case are no units.
     static double toDiff(const Data::String &text);
 
-    /// Converts \p seconds to days, hours or minutes. 0 for a negative number.
+    /// Converts \p seconds to days, hours or minutes, with a fraction. Returns 0 for a negative
+    /// number.
     static double days(double seconds);
     static double hours(double seconds);
     static double minutes(double seconds);

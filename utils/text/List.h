@@ -19,8 +19,8 @@ public:
     List() = delete;
 
     /// The positions of the elements of \p values in sorted order. Equal elements keep the order of
-    /// their positions. The descending result is the ascending one reversed, so it reverses equal
-    /// elements, too.
+    /// their positions. Positions count from 0. The descending result is the ascending one in
+    /// reverse order, so equal elements are reversed, too.
     ///
     ///     3.0, 1.0, 2.0  => 1, 2, 0    descending 0, 2, 1
     ///     5, 5, 5        => 0, 1, 2    descending 2, 1, 0
@@ -80,8 +80,9 @@ public:
     /// Only positive numbers survive joinIndexList() followed by splitIndexList().
     static QList<int> splitIndexList(const Data::String &text, const char *separator);
 
-    /// Joins the items of \p list to one text. Quotes in an item are doubled. An item that then
-    /// contains \p separator is enclosed in quotes; with an empty separator that is every item.
+    /// Joins the items of \p list to one text. Double quotes in an item are doubled. An item that
+    /// then contains \p separator is enclosed in quotes; with an empty separator that is every
+    /// item.
     ///
     ///     "a,b", "c"  => "\"a,b\",c"
     ///     "say \"a\"" => "say \"\"a\"\""
@@ -95,9 +96,9 @@ public:
     ///     "\"a,b"      => "a,b"                 an unclosed quote includes all the rest
     ///
     /// With \p backslashQuotes, in an item that begins and ends with a backslash and a quote, each
-    /// of these two pairs becomes a quote; an item of one pair only becomes one quote. With an
-    /// empty \p separator the whole text is one item, in which only doubled quotes become single
-    /// ones.
+    /// of these two pairs becomes a quote. An item that consists of a single such pair becomes one
+    /// quote. With an empty \p separator the whole text is one item, in which doubled quotes become
+    /// single quotes; nothing else is changed.
     ///
     /// \compat The items of safeJoin() are not restored in these cases:
     /// - An item without a separator begins with a quote and does not end with one: it absorbs the
@@ -118,18 +119,18 @@ public:
     /// \compat An index that only \p b has is in the result as often as in \p b.
     static QList<int> mergeIndexList(const QList<int> &a, const QList<int> &b);
 
-    /// Applies \p merged, a result of mergeIndexList(), to \p selection. Keeps the indices that
-    /// \p merged has with either sign, then appends the positive indices of \p merged that are not
-    /// there yet. Entries of \p selection below 1 are removed.
+    /// Applies \p merged, a result of mergeIndexList(), to \p selection. Keeps the indices of
+    /// \p selection that \p merged has with either sign, then appends the positive indices of
+    /// \p merged that are not in the result yet. Entries of \p selection below 1 are removed.
     ///
     ///     1, 4 under -1, 2, -3  => 1, 2
     static QList<int> applyIndexList(const QList<int> &selection, const QList<int> &merged);
 
     /// Inserts into \p into the elements that only \p from has. An element is inserted before the
-    /// first of its successors in \p from that \p into has at that moment; if it has none, before
-    /// the first greater element of \p into; if there is none either, at the end. So the result
-    /// keeps the order of \p from where the two lists agree. An empty \p into becomes a copy of
-    /// \p from.
+    /// first of its successors in \p from that \p into has at that moment. If \p into has none of
+    /// them, the element is inserted before the first greater element of \p into, or at the end if
+    /// there is no greater one. So the result keeps the order of \p from where the two lists agree.
+    /// An empty \p into becomes a copy of \p from.
     ///
     ///     1, 2, 3 into 3, 5  => 1, 2, 3, 5
     ///     2, 9 into 1, 5     => 1, 2, 5, 9

@@ -14,10 +14,10 @@ namespace Utils {
 ///
 /// A value of exactly Data::noValue is a hole and does not count.
 ///
-/// \p indices selects rows, in the order of the list and as often as it names them. An empty list
-/// selects all rows; a list of a single negative index selects none. An index outside the column
-/// selects a hole. A column without data is empty, and so is one whose size is negative in its
-/// lower 32 bits.
+/// \p indices selects rows, in the order of the list. Rows count from 0; a row that is in the list
+/// several times is selected as often. An empty list selects all rows; a list of a single negative
+/// index selects none. An index outside the column selects a hole. A column whose data is null is
+/// empty, and so is a column of which the lower 32 bits of the size are a negative number.
 ///
 /// A function of two columns goes through both selections row by row, to the end of the shorter
 /// one. A pair of values counts only if neither is a hole.
@@ -53,7 +53,8 @@ public:
     static double minimum(const Data::Array &array, const QList<int> &indices = {});
     static double maximum(const Data::Array &array, const QList<int> &indices = {});
 
-    /// minimum() and maximum(), both set; the empty interval when there are no values.
+    /// The interval from minimum() to maximum(), with both flags set. The empty interval, with no
+    /// flags, when there are no values.
     static Data::Interval range(const Data::Array &array, const QList<int> &indices = {});
 
     /// The population variance: the mean of the squared distances from mean(). 0.0 when there are
@@ -79,8 +80,8 @@ public:
 
     /// The population covariance. 0.0 when no pair counts.
     ///
-    /// \compat The means are those of each column alone. They include rows whose partner is a hole
-    /// or missing.
+    /// \compat The two means are computed from each column alone. They include values whose partner
+    /// in the other column is a hole or missing.
     static double covariance(const Data::Array &a, const Data::Array &b,
                              const QList<int> &indices = {});
 
@@ -131,11 +132,12 @@ public:
     /// at most 2 GiB.
     static QVector<double> reduce(const Data::Array &array, const QList<int> &indices = {});
 
-    /// The values of reduce(), sorted. NaN is last in both directions.
+    /// The values of reduce(), sorted. NaN is last, whether \p ascending is true or false.
     static QVector<double> sort(const Data::Array &array, bool ascending,
                                 const QList<int> &indices = {});
 
-    /// The y of the curve through the knots \p xs and \p ys at v, the value x[index].
+    /// The y value at v = x[index] of the curve through knots. The coordinates of the knots are
+    /// \p xs and \p ys; \p index counts from 0.
     ///
     ///     xs[index] equals v             => ys[index]
     ///     v between two ascending knots  => on the straight line between the first such knots
@@ -160,11 +162,13 @@ public:
     ///     0 1 2 3 4, 2 bins, from 1 to 3  => counts 3 1 1,  edges 2 3 4
     ///     5 5 5, 4 bins                   => counts 3 0 0 0, edges 5 5 5 5
     ///
-    /// A value on an edge belongs to the bin below it. So does a value above the edge, if it is
-    /// above by at most 0.0001 times the width of a bin, and at most 0.0001 times the upper end.
+    /// A value on an edge belongs to the bin below it. A value above the edge also belongs to that
+    /// bin, if its distance from the edge is at most 0.0001 times the width of a bin, and at most
+    /// 0.0001 times the upper end.
     ///
-    /// A value that no bin can reach, because the width is 0 or the value is infinity or NaN, is
-    /// counted in the last bin that the other values need. Empty bins up to \p bins follow.
+    /// A value that is in no bin, however many are appended, because the width is 0 or the value is
+    /// infinity or NaN, is counted in the last bin that the other values need. Empty bins up to
+    /// \p bins follow.
     ///
     /// A call appends at most 1,000,000 bins. A greater \p bins stands for that number, and values
     /// above the last bin are counted in it.
@@ -191,8 +195,8 @@ public:
     ///     PeakScale     => 1
     ///     CountScale    => rows * (range / bins) / sqrt(v * 2 * pi)
     ///
-    /// With CountScale the curve is as high as a histogram with \p bins bins; \p bins 0 yields
-    /// infinite or NaN heights. \p bins above 1,000,000 stands for that number.
+    /// With CountScale the curve is as high as a histogram with \p bins bins. When \p bins is 0,
+    /// the heights are infinite or NaN. When \p bins is above 1,000,000, it stands for 1,000,000.
     ///
     /// \compat Three corners:
     /// - The shape of the curve uses the population variance, its extent the sample deviation.

@@ -17,8 +17,8 @@ public:
 
     // Numbers
 
-    /// The text of \p value in the default QLocale, with its group separators. "" for the no-value
-    /// number Data::noValue, in any format.
+    /// The text of \p value in the default QLocale, with its group separators. "" when \p value is
+    /// Data::noValue, the no-value number, in any format.
     ///
     /// \p format and \p precision are those of QLocale::toString(); a precision above a million
     /// stands for a million. A number halfway between two decimals is rounded away from zero. NaN
@@ -40,8 +40,8 @@ public:
     static Data::String output(double value); ///< in format 'g' with 6 digits
     static Data::String output(const Data::Variant &value);
 
-    /// The number in \p text, read in the default QLocale. 0.0 when \p text is not a number, or one
-    /// that is too large for a double.
+    /// The number in \p text, read in the default QLocale. 0.0 when \p text is not a number, or is
+    /// a number too large for a double.
     ///
     ///     "1,000"  => 1000.0    where "," is the group separator
     ///     "1,00"   => 0.0       there, too, as the group is too short
@@ -58,7 +58,7 @@ public:
     static double displayNumber(const QString &text) { return displayNumber(Data::String(text)); }
     static double displayNumber(const char *utf8) { return displayNumber(Data::String(utf8)); }
 
-    /// \p fraction as a percentage in the default QLocale, a fraction of 1.0 as "100%".
+    /// The text of \p fraction as a percentage in the default QLocale: the fraction 1.0 is "100%".
     ///
     ///     0.5, 0         => "50%"        from 1 to 10000 percent: \p precision decimals
     ///     0.005, 0       => "0.5%"       outside of them: at least 2 significant digits
@@ -70,15 +70,15 @@ public:
     static Data::String formatPercent(double fraction, int precision);
 
     /// The signs for "less than or equal" and "greater than or equal" as rich text: in the font
-    /// Symbol, or as a character reference.
+    /// Symbol when \p symbolFont is true, otherwise as a character reference.
     static Data::String lessthanequal(bool symbolFont);
     static Data::String greaterthanequal(bool symbolFont);
 
     // Escapes and brackets
 
-    /// Doubles the backslashes of \p text, then replaces each character of \p chars by its escape
-    /// sequence, everywhere, then each character of \p edgeChars at the start and at the end of the
-    /// text.
+    /// Doubles the backslashes of \p text. Then replaces each character of \p chars by its escape
+    /// sequence, everywhere in the text. Then does the same for each character of \p edgeChars, but
+    /// only at the start and at the end of the text.
     ///
     /// An escape sequence is a backslash followed by "s" for a space, "t" for a tab, "n" for a line
     /// feed, or any other character itself.
@@ -90,14 +90,14 @@ public:
     ///
     /// Returns "" when the result would reach 2^29 characters.
     ///
-    /// \compat The characters are replaced one after the other, each in the result of those before.
-    /// So a character that is given twice is escaped twice, and a backslash among them doubles all
-    /// backslashes again.
+    /// \compat The characters are replaced one after the other, each in the result of the earlier
+    /// replacements. So a character that is passed twice is escaped twice, and a backslash in
+    /// \p chars doubles all backslashes again.
     static Data::String escape(Data::String text, const Data::String &chars,
                                const Data::String &edgeChars);
 
     /// Replaces the escape sequences of \p chars by their characters, and doubled backslashes by
-    /// single ones. The latter also when \p chars is empty.
+    /// single ones. Doubled backslashes are replaced even when \p chars is empty.
     ///
     /// Except for the corner below, unescape() restores the text that was passed to escape() if
     /// - each escaped character was passed to escape() once and is in \p chars;
@@ -112,8 +112,8 @@ public:
     static Data::String unescape(Data::String text, const Data::String &chars);
 
     /// The index of the bracket that closes the one at \p pos: ")", ">", "]" or "}". Any other
-    /// character is closed by itself, like quotes. -1 when there is none, or \p pos is out of
-    /// range.
+    /// character is closed by itself, like quotes. The result is -1 when there is no closing
+    /// bracket, or \p pos is out of range.
     ///
     ///     "(a(b)c)", 0  => 6
     ///     "(a\)b)", 0   => 5     a character after one backslash is ignored,
@@ -169,8 +169,8 @@ public:
                                     int spacing);
 
     /// Makes a label from the identifier \p name: the first character becomes a capital, and a
-    /// space is inserted before each word. A word begins with a capital, which is kept with
-    /// \p keepCase.
+    /// space is inserted before each word. A word begins with a capital, which becomes a small
+    /// letter unless \p keepCase is true.
     ///
     ///     "maxLoadValue", false  => "Max load value"
     ///     "maxLoadValue", true   => "Max Load Value"
@@ -192,8 +192,8 @@ public:
     static Data::String combineLines(const Data::String &text, const Data::String &separator,
                                      const Data::String &lineBreak);
 
-    /// Removes everything between "<" and ">", and these two, across lines, too. "1<2 and 3>2"
-    /// yields "12".
+    /// Removes everything from each "<" to the next ">", including these two characters and any
+    /// line feeds between them. "1<2 and 3>2" yields "12".
     static Data::String removeTags(const Data::String &text);
 
     /// Replaces the character entities in \p text.
@@ -205,8 +205,8 @@ public:
     ///     "&foo; &alpha;"                  => the same  replacement ends at an unknown entity,
     ///     "a & b &alpha;"                  => the same  and at any other "&"
     ///
-    /// \compat After the first "&" that does not begin an entity, only entities are replaced that
-    /// also occur before it: "&alpha; &foo; &alpha;" yields "α &foo; α".
+    /// \compat After the first "&" that does not begin an entity, an entity is replaced only if it
+    /// also occurs before that "&": "&alpha; &foo; &alpha;" yields "α &foo; α".
     static Data::String replaceSymbol(const Data::String &text);
 
     /// Splits a link into scheme, host and path, followed by its parameters. A missing scheme, host
@@ -234,7 +234,8 @@ public:
     /// Nothing is escaped: an item that contains "][", or \p pairSep, is not read back as one item.
     static Data::String joinStringMap(const QStringList &items, char pairSep);
 
-    /// The same for a map. Each item is a key, \p keySep and the value, in the order of the keys.
+    /// The same for a map. Each item is a key, \p keySep and the value. The items are in the order
+    /// of the keys.
     static Data::Variant joinStringMap(const QMap<Data::String, Data::String> &map, char pairSep,
                                        char keySep);
 
@@ -249,13 +250,14 @@ public:
 
     /// The keys in \p text in the order of the text, each as often as it occurs.
     ///
-    /// \compat An item without \p keySep is a key as a whole. So an empty text has one empty key.
+    /// \compat An item without \p keySep is one key as a whole. So an empty text has one empty key.
     static QStringList stringMapKeys(const Data::String &text, char pairSep, char keySep);
 
     /// The values of \p map in the order of the keys.
     static QStringList mapValues(const QMap<Data::String, Data::String> &map);
 
-    // Properties: the same with '[' and '=', as in "[width=3][name=a b]"
+    // Properties: keys and values in one text as above, with '[' and '='. An example is
+    // "[width=3][name=a b]".
 
     /// Joins items or a map to a property text. A variant is converted to text. splitProps2()
     /// restores the map if no key contains "=" and neither a key nor a value contains "][".
