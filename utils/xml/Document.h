@@ -9,10 +9,10 @@
 namespace Utils {
 namespace Xml {
 
-/// An XML document with a type and a version, which is read from a file and written to a file.
+/// An XML document with a type and a version. It can be read from a file and written to a file.
 ///
-/// It is a QDomDocument. Copies share its tree, but each copy has its own versions, meta values and
-/// messages.
+/// The class is derived from QDomDocument. Copies share the tree, but each copy has its own
+/// versions, meta values and messages.
 ///
 ///     Utils::Xml::Document document(Utils::Xml::Document::Normal, 0.0);
 ///     Data::String error;
@@ -53,26 +53,27 @@ public:
     ///     "docElem:A"   => a document whose root element is A, with any DOCTYPE or none
     ///
     /// Names are case-sensitive. documentVersion() becomes what stringToVersion() returns for the
-    /// attribute "version" of the root element; 0.0 without that attribute, and after a failure.
-    /// After a failure the tree contains what was read up to the error, or the whole document when
-    /// only its type is wrong; it is unchanged when the file cannot be opened. \p error is set only
-    /// on failure.
+    /// attribute "version" of the root element; it is 0.0 without that attribute, and after a
+    /// failure. After a failure the tree contains what was read up to the error, or the whole
+    /// document when only its type is wrong. When the file cannot be opened, the tree is unchanged.
+    /// \p error is set only on failure.
     ///
-    /// Documents that would overflow the stack, fill the memory or take minutes in Qt are refused,
-    /// like documents that are not well-formed:
+    /// Documents that would overflow the stack, fill the memory or take minutes in Qt are refused
+    /// in the same way as documents that are not well-formed. A document is refused in these cases:
     /// - Elements, or groups in a declaration, are nested deeper than one level for each 512 bytes
     ///   of unused stack: 16,000 levels on a stack of 8 MiB.
     /// - Entities expand to more than 8 Mi characters, and also to more than 100 characters for
     ///   each byte of the file.
     /// - There are more than about 10,000 short entities, or fewer long ones.
     ///
-    /// Copy and destroy a deep tree where about as much stack is unused as when it was read.
+    /// Copying and destroying a deep tree needs about as much unused stack as reading it.
     /// QDomDocument::toString() needs four times as much; write() does not recurse.
     bool open(const Data::String &path, const Data::String &docType, Data::String &error);
 
     /// Writes the document to the file at \p path, as UTF-8, by File::write(). False, with the file
-    /// unchanged, when it cannot be opened, when the memory does not suffice, and when elements are
-    /// nested deeper than 5000 levels or than open() can read with the currently unused stack.
+    /// unchanged, when the file cannot be opened, when the memory does not suffice, when elements
+    /// are nested deeper than 5000 levels, and when they are nested deeper than open() could read
+    /// with the currently unused stack.
     ///
     /// Each level is indented by two spaces. The attributes of an element are written in the order
     /// "name", "type", then the others by their text, upper case first. The comment "*" becomes an
@@ -83,18 +84,18 @@ public:
     /// `<?xml version='1&apos;'?>`.
     ///
     /// A tree that is nested far deeper than 5000 levels overflows the stack when the last copy of
-    /// the document is destroyed; remove its levels first.
+    /// the document is destroyed; remove its inner levels before that.
     ///
-    /// \compat An XML declaration that names another encoding than UTF-8 is not changed; the file
-    /// then cannot be read correctly. The layout works on lines of text, without regard to their
-    /// context:
+    /// \compat An XML declaration that names another encoding than UTF-8 is not changed, although
+    /// the file is written as UTF-8; the file then cannot be read correctly. The layout works on
+    /// lines of text, without regard to their context:
     /// - A line of a CDATA section or of a comment that looks like a tag is laid out as a tag.
     /// - A start tag is damaged when text and another tag follow it on the same line: the line
     ///   `<f z="1">a<g/>` becomes `<f a<g z="1"/>`.
     /// - The attributes of an element with text on the same line are not sorted. Their order is
-    ///   that of a QHash with the seed 0 into which they were inserted by name. So it is the same
-    ///   in every run. It is also that of Qt with this seed, except for names in the same bucket of
-    ///   the hash, for which Qt's order depends on how the tree was built.
+    ///   that of a QHash with the seed 0 into which they were inserted by name. So the order is the
+    ///   same in every run. It is also the order that Qt writes with this seed, except for names in
+    ///   the same bucket of the hash, for which Qt's order depends on how the tree was built.
     bool write(const Data::String &path) const;
 
     /// Whether the DOCTYPE names \p type, case-sensitively.
@@ -106,16 +107,17 @@ public:
     /// The version given to the constructor, or read by open().
     double documentVersion() const;
 
-    /// The version of the caller, as set by setCurrentVersion(); 0.0 at first.
+    /// The version of the calling program, as set by setCurrentVersion(); 0.0 at first.
     double currentVersion() const;
 
-    /// Sets the version of the caller, to two decimals.
+    /// Sets the version of the calling program, to two decimals.
     void setCurrentVersion(double version);
 
-    /// Sets a value for the caller's use. These values are not written to the file.
+    /// Sets the meta value \p key, which is for the use of the caller. Meta values are not written
+    /// to the file.
     void setMeta(const Data::String &key, const Data::String &value);
 
-    /// The value of \p key, or "" when there is none.
+    /// The meta value \p key, or "" when there is none.
     Data::String getMeta(const Data::String &key) const;
 
     /// Appends \p text to the messages as a line of its own, unless the messages contain it
@@ -129,8 +131,8 @@ public:
     /// Calls Element::replaceInValues() for the root element.
     void replaceInValues(const Data::String &oldValue, const Data::String &newValue);
 
-    /// Registers \p text as the name of \p version, which is stored unchanged, for the whole
-    /// process.
+    /// Registers \p text as the name of \p version for the whole process. The version is stored
+    /// unchanged.
     static void registerVersionString(const Data::String &text, double version);
 
     /// The version that \p text names.

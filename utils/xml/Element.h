@@ -14,8 +14,8 @@ class Document;
 
 /// An element with typed access to its attributes, and with functions for serialisation.
 ///
-/// It is a QDomElement: it shares its node with its copies and with the element it was constructed
-/// from.
+/// The class is derived from QDomElement: an element shares its node with its copies and with the
+/// element from which it was constructed.
 class KELMUTILS_EXPORT Element : public QDomElement
 {
 public:
@@ -24,14 +24,16 @@ public:
 
     Element &operator=(const QDomElement &other);
 
-    /// Sets the attribute, unless \p value is empty.
+    /// Sets the attribute \p name to \p value, unless \p value is empty.
     void addAttributeIf(const QString &name, const Data::String &value);
 
-    /// Sets the attribute to the text of \p item, even an empty one, unless \p item is null.
+    /// Sets the attribute \p name to the text of \p item, even to an empty text, unless \p item is
+    /// null.
     void addAttributeIf(const QString &name, Data::IDataItem *item);
 
-    /// Reads an attribute. False, with \p value unchanged, when the attribute does not exist. If
-    /// its text cannot be converted, the result is still true, and \p value is 0 or false.
+    /// Sets \p value to the value of the attribute \p name. False, with \p value unchanged, when
+    /// the attribute does not exist. If its text cannot be converted, the result is still true, and
+    /// \p value is 0 or false.
     bool getAttribute(const QString &name, int &value) const;
     bool getAttribute(const QString &name, double &value) const;
     bool getAttribute(const QString &name, Data::String &value) const;
@@ -41,10 +43,11 @@ public:
 
     /// The joined text and CDATA sections of the element, without those of its child elements.
     ///
-    /// A text in which a line, other than the first, starts with a space was indented by hand: it
-    /// becomes a single line, with single spaces between its words. A text that itself starts with
-    /// a space keeps one space there; white space at its end is removed, and so are line feeds at
-    /// the end of what is before it. Other texts, and CDATA sections, are unchanged.
+    /// A text in which a line, other than the first, starts with a space counts as indented by
+    /// hand. It becomes a single line, with single spaces between its words. A text that itself
+    /// starts with a space keeps one space there; in this case white space at the end of the text
+    /// is removed, and so are line feeds at the end of the texts before it. Other texts, and CDATA
+    /// sections, are unchanged.
     ///
     ///     "a\nb"           => "a\nb"
     ///     " one\n   two "  => " one two"
@@ -55,7 +58,7 @@ public:
     /// attribute created for a namespace is returned as a null attribute, because
     /// QDomNamedNodeMap::namedItem() does not find it.
     ///
-    /// \compat Document::write() sorts case-sensitively: "a", "B" here is "B", "a" there.
+    /// \compat Document::write() sorts case-sensitively: the order "a", "B" here is "B", "a" there.
     QList<QDomAttr> orderedAttributes() const;
 
     /// Appends a comment after the last child.
@@ -67,8 +70,9 @@ public:
     void appendSpace(Document &document);
 
     /// Replaces \p oldValue by \p newValue in the attributes and texts of this element and of all
-    /// elements below it. A whole value is replaced, or a whole part of a list separated by ",",
-    /// ";" or line ends. Comparison is case-sensitive, and white space counts.
+    /// elements below it. \p oldValue is replaced where it is a whole value, or a whole item of a
+    /// list separated by ",", ";" or line ends. Comparison is case-sensitive, and white space
+    /// counts.
     ///
     ///     "b" to "x"   "a;b;c"  => "a;x;c"
     ///     "b" to "x"   "abc"    => "abc"
