@@ -31,8 +31,9 @@ class Progress;
 ///
 /// *Format.* Lines end at line feeds, so a text that ends with a line feed has a last row of one
 /// empty field. The delimiters are joined by "|" to one QRegExp, without escaping: "." is any
-/// character and "\\s+" any run of white space. When several match at a position, the longest match
-/// counts. An invalid pattern splits nothing. Fields are trimmed; empty fields are kept.
+/// character and "\\s+" any run of white space. When several delimiters match at a position, the
+/// longest match counts. An invalid pattern splits nothing. Fields are trimmed; empty fields are
+/// kept.
 ///
 /// *Numbers* are those of the C locale. A cell may have an annotation in braces, as in "1.5{mm}";
 /// only the text before the brace is read as the number. "{mm}" is not a number and yields 0.0. An
@@ -58,7 +59,8 @@ class Progress;
 ///     changes          yes                    yes                start an empty table
 ///
 /// In bytes, a cell that does not exist is 0.0 only for dataValue() by row and column. For
-/// colDataValue(), and for the functions that convert a text to a number, it is the hole number.
+/// colDataValue(), and for the functions that convert a text to a number, such a cell is the hole
+/// number.
 ///
 /// \compat setHoleValue() of any table sets the hole number for reading in all tables stored as
 /// text or bytes. A table in the file keeps the value that it had when it was read. Numbers that
@@ -165,11 +167,12 @@ public:
     /// with a byte order mark of UTF-16 or UTF-32 and is decoded accordingly. A table stored as
     /// bytes or in the file accepts all bytes.
     ///
-    /// False when the file cannot be opened or read to its end, is larger than the memory, is
-    /// empty, or has comments only. A table in the file accepts an empty file. After a failure none
-    /// of the file's rows are in the table, and the text rows are unchanged. Rows stored as bytes
-    /// or in a file may be lost. If the cells were to stay in the file, the table has no rows.
-    /// path() returns \p path in each case.
+    /// False when the file cannot be opened or read to its end, is larger than the memory, or is
+    /// empty. False, too, when it has comments only and the table therefore has no rows; a line
+    /// feed at the end of the file makes an empty row. A table in the file accepts an empty file.
+    /// After a failure none of the file's rows are in the table, and the text rows are unchanged.
+    /// Rows stored as bytes or in a file may be lost. After a failure to read a table in the file,
+    /// the table has no rows. path() returns \p path in each case.
     ///
     /// \compat The limit in bytes is a 32-bit number that overflows: from 2048 megabytes on almost
     /// every file exceeds it.
