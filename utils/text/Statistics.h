@@ -153,8 +153,8 @@ public:
     /// upper edge to \p edges, and returns the new size of \p counts. For fewer than two values,
     /// returns 0 and appends nothing.
     ///
-    /// The bins start at the lower end of range(), or of \p interval when that has flags and its
-    /// min is below its max. There are \p bins bins up to the upper end. With \p bins below 2,
+    /// The bins start at the lower end of range(), or of \p interval when \p interval has flags and
+    /// its min is below its max. There are \p bins bins up to the upper end. With \p bins below 2,
     /// there are as many as needed with the width 3.5 * standardDeviation / cube root of length
     /// (Scott's rule).
     ///
@@ -176,8 +176,9 @@ public:
     /// \compat Two corners:
     /// - Nothing is clipped: a value below \p interval is counted in the first bin, and for a value
     ///   above it as many further bins as needed are appended.
-    /// - When \p counts is not empty, its entries count as bins: the edges of further bins are
-    ///   placed by its size, and it is filled up to the size \p bins.
+    /// - When \p counts is not empty, its entries count as bins: bins are appended until its size
+    ///   is \p bins, and the edge of each appended bin but the first is higher by the width of a
+    ///   bin times the original size of \p counts.
     static int histogramData(const Data::Array &array, int bins, QList<int> &counts,
                              QList<double> &edges, const QList<int> &indices = {},
                              const Data::Interval &interval = {});
