@@ -55,6 +55,7 @@ public:
         return installCallback(std::make_unique<MemberCB<T>>(object, member));
     }
 
+    /// Deletes the callback. A delivery then does nothing.
     void resetCallback();
 
     /// During a delivery by a Signal, the whole payload of that signal, for each of its emissions.

@@ -88,7 +88,7 @@ public:
     /// Before initialize(), every key yields itself.
     ///
     /// \compat An unknown id in a known table yields the id alone. Other tables are not searched,
-    /// even if one with a shorter name contains the id.
+    /// even if a table with a shorter name contains the id.
     static Data::String lookup(const Data::String &key);
 
     /// The string \p text of the form \p uiName: the result of Translator::translate() for the

@@ -23,8 +23,9 @@ public:
     /// The translation of \p sourceText in \p context. Null when there is no translation, or when
     /// it is empty. \p n is not used. For the other arguments, null is the same as "".
     ///
-    /// - One of 24 texts of Qt itself, such as "&Undo" in the context "QLineEdit", yields its text
-    ///   in the table "Kelm.Widgets", here that of the key ".Kelm.Widgets.ctx.undo".
+    /// - One of 24 texts of Qt itself, such as "&Undo" in the context "QLineEdit", yields its
+    ///   translation in the table "Kelm.Widgets", in this example the text of the key
+    ///   ".Kelm.Widgets.ctx.undo".
     /// - ".x" in a context "Widgets::...", or in a context "Q..." with the disambiguation "_Qok",
     ///   yields the text of the key ".Kelm.Widgets.x". Keys that start with ".Kelm.Widgets" or
     ///   ".TORVE." are looked up as they are.
