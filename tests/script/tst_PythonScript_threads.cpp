@@ -48,7 +48,7 @@ private Q_SLOTS:
         if (!name.isEmpty())
             lines.insert(1, leftThread.arg(name));
 
-        QCOMPARE(child({home, patience(name), "code:" + code}), lines);
+        QCOMPARE(child({home, "patience:300", "code:" + code}), lines);
     }
 
     void givesThreadsASecondAndEndsBeforeTwo_data()
@@ -86,7 +86,7 @@ private Q_SLOTS:
         if (!name.isEmpty())
             lines << leftThread.arg(name);
 
-        QCOMPARE(child({home, patience(name), "code:kept = 1\n" + code, "reset", "value:1+1",
+        QCOMPARE(child({home, "patience:300", "code:kept = 1\n" + code, "reset", "value:1+1",
                         "value:str('kept' in globals())"}),
                  lines + QStringList("exit 3"));
     }
@@ -172,13 +172,6 @@ private Q_SLOTS:
     }
 
 private:
-    /// How long to wait for a thread called \p name, which does not end. Threads without a name
-    /// end, which may take long on a busy machine; some end only after half of this time.
-    static QString patience(const QString &name)
-    {
-        return name.isEmpty() ? "patience:3000" : "patience:300";
-    }
-
     /// Code that runs \p body in a thread.
     static QString run(const QString &body, const QString &setUp = "pass")
     {

@@ -166,6 +166,25 @@ static void interruptThreads()
     }
 }
 
+/// While it exists, Python looks for a raised exception before each instruction of a thread. By
+/// default it looks every hundred instructions, for which a thread that sleeps at times takes long.
+class PromptCheck
+{
+public:
+    PromptCheck()
+    {
+        _Py_CheckInterval = 0;
+        _Py_Ticker = 0;
+    }
+    ~PromptCheck() { _Py_CheckInterval = m_interval; }
+
+    PromptCheck(const PromptCheck &) = delete;
+    PromptCheck &operator=(const PromptCheck &) = delete;
+
+private:
+    const int m_interval = _Py_CheckInterval;
+};
+
 /// The end of the threads, step by step.
 class ThreadsEnd
 {
@@ -196,6 +215,7 @@ public:
 
     void interrupt()
     {
+        const PromptCheck isPrompt;
         for (const auto end = m_end + 300ms;
              m_isLockOurs && hasPythonThreads() && Clock::now() < end;) {
             interruptThreads(); // repeatedly, as a thread may catch it
