@@ -35,8 +35,9 @@ void DelayedSlot::postPending()
 
 void DelayedSlot::postPending(const Data::String &key, const Data::Variant &value)
 {
-    const PayloadHold hold(m_data);
-    m_data[key] = value;
+    // The replaced value may own the slot, which is then destroyed at the end.
+    Data::Variant replaced = value;
+    m_data[key].swap(replaced);
     postPending();
 }
 

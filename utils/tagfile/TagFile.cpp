@@ -180,10 +180,21 @@ void TagFile::setMeta(const QMap<Data::String, Data::Variant> &values)
 
 void TagFile::addErrorMessage(const Data::String &message)
 {
-    Data::String text = errorMessage(/*clear=*/false);
-    if (!text.isEmpty())
-        text += QLatin1Char('\n');
-    setMeta(messagesName, text + message);
+    // Taken out of the entry, so that the text is not shared and grows in place.
+    Data::Variant &entry = d->meta[messagesName];
+    Data::String text = entry.toString();
+    entry = Data::Variant();
+    const int size = text.size();
+    try {
+        if (size > 0)
+            text += QLatin1Char('\n');
+        text += message;
+    } catch (const std::bad_alloc &) {
+        text.truncate(size);
+        entry = text;
+        throw;
+    }
+    entry = text;
 }
 
 Data::String TagFile::errorMessage(bool clear)

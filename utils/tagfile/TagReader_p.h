@@ -2,15 +2,16 @@
 
 #include "utils/tagfile/TagFile.h"
 
+#include <deque>
 #include <memory>
-#include <vector>
 
 QT_FORWARD_DECLARE_CLASS(QIODevice)
 
 namespace Utils {
 
-/// Tags in order. Each keeps its address when others are added or removed.
-using TagList = std::vector<std::unique_ptr<TagFile::Tag>>;
+/// Tags in order, in a container that is fast to change at both ends. Each tag keeps its address
+/// when others are added or removed.
+using TagList = std::deque<std::unique_ptr<TagFile::Tag>>;
 
 // Qt ends the process when a string becomes too long, as the line of a file of zeros would.
 constexpr int maxTagLineLength = 1 << 28;

@@ -6,6 +6,7 @@
 #include "utils/files/File.h"
 #include "utils/xml/DocumentText_p.h"
 #include "utils/xml/Element.h"
+#include "utils/xml/MessageIndex_p.h"
 #include "utils/xml/ParseGuard_p.h"
 #include "utils/xml/VersionStrings_p.h"
 
@@ -223,11 +224,7 @@ Data::String Document::getMeta(const Data::String &key) const { return m_meta.va
 
 void Document::appendMessage(const Data::String &text)
 {
-    if (m_messages.contains(text))
-        return;
-    if (!m_messages.isEmpty())
-        m_messages += QLatin1Char('\n');
-    m_messages += text;
+    appendUnlessContained(m_messages, text);
 }
 
 Data::String Document::messages() const { return m_messages; }
