@@ -4,13 +4,13 @@
 
 #include <QTextStream>
 
+#include <deque>
 #include <memory>
-#include <vector>
 
 // The format of tag files once more, written down step by step on a text stream: what the library
 // is compared with.
 
-using PlainTags = std::vector<std::unique_ptr<Utils::TagFile::Tag>>;
+using PlainTags = std::deque<std::unique_ptr<Utils::TagFile::Tag>>;
 
 inline void readPlainly(QTextStream &in, int options, PlainTags &tags, qint64 maxLineLength = 0)
 {

@@ -75,20 +75,20 @@ Tag &TagFile::addFileType(const Data::String &name, const Data::String &version,
     auto tag = std::make_unique<Tag>(typeTagName);
     tag->comment = comment;
     tag->add("name", name).add("version", version);
-    return **d->tags.insert(d->tags.begin(), std::move(tag));
+    return d->tags.prependLent(std::move(tag));
 }
 
 Tag &TagFile::addTag(const Data::String &name, const Data::String &comment)
 {
-    d->tags.push_back(std::make_unique<Tag>(name));
-    d->tags.back()->comment = comment;
-    return *d->tags.back();
+    Tag &tag = d->tags.appendLent(std::make_unique<Tag>(name));
+    tag.comment = comment;
+    return tag;
 }
 
 void TagFile::addTag(const Tag &tag)
 {
     if (tag.isValid())
-        d->tags.push_back(std::make_unique<Tag>(tag));
+        d->tags.append(std::make_unique<Tag>(tag));
 }
 
 void TagFile::addComment(const Data::String &text) { addTag("$", text); }
@@ -97,36 +97,33 @@ bool TagFile::removeTag(int index)
 {
     if (index < 0 || index >= numTags())
         return false;
-    d->tags.erase(d->tags.begin() + index);
+    d->tags.remove(index);
     return true;
 }
 
 void TagFile::clear() { d->tags.clear(); }
 
-int TagFile::numTags() const { return static_cast<int>(d->tags.size()); }
+int TagFile::numTags() const { return d->tags.size(); }
 
 const Tag &TagFile::tag(int index) const
 {
     static const auto &none = *new Tag(Data::String());
-    return index >= 0 && index < numTags() ? *d->tags[index] : none;
+    return index >= 0 && index < numTags() ? d->tags.at(index) : none;
 }
 
 Tag &TagFile::mtag(int index)
 {
     static auto &none = *new Tag(Data::String());
-    return index >= 0 && index < numTags() ? *d->tags[index] : none;
+    return index >= 0 && index < numTags() ? d->tags.lend(index) : none;
 }
 
 const Tag *TagFile::tag(const Data::String &name, int &index) const
 {
     if (index < 0 || index >= numTags())
         return nullptr;
-    for (; index < numTags(); ++index) {
-        if (d->tags[index]->name == name)
-            return d->tags[index].get();
-    }
-    index = -1;
-    return nullptr;
+    const int found = d->tags.find(name, Data::String(), Data::String(), index);
+    index = found < numTags() ? found : -1;
+    return index < 0 ? nullptr : &d->tags.at(index);
 }
 
 const Tag &TagFile::findTag(const Data::String &name) const
@@ -139,21 +136,12 @@ const Tag &TagFile::findTag(const Data::String &name) const
 const Tag &TagFile::findTag(const Data::String &name, const Data::String &key,
                             const Data::String &value, int *index) const
 {
-    int at = index ? std::max(*index, 0) : 0;
-    while (const Tag *const candidate = tag(name, at)) {
-        // A missing key has the value "", so an empty value needs no separate test.
-        if (key.isEmpty() || candidate->get(key, 0) == value ||
-            (value.isEmpty() && candidate->contains(key)))
-        {
-            if (index)
-                *index = at;
-            return *candidate;
-        }
-        ++at;
-    }
+    // A missing key has the value "", so an empty value needs no separate test.
+    const int found = d->tags.find(name, key, value, index ? std::max(*index, 0) : 0);
+    const bool isFound = found < numTags();
     if (index)
-        *index = -1;
-    return noTagFound();
+        *index = isFound ? found : -1;
+    return isFound ? d->tags.at(found) : noTagFound();
 }
 
 Data::String TagFile::fileType() const { return headerValue(tag(0), "name"); }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "utils/tagfile/HeldTags_p.h"
 #include "utils/tagfile/TagFile.h"
-#include "utils/tagfile/TagReader_p.h"
 
 QT_FORWARD_DECLARE_CLASS(QFile)
 
@@ -10,7 +10,7 @@ namespace Utils {
 class TagFilePrivate
 {
 public:
-    TagList tags;
+    HeldTags tags;
     Data::String filename;
     QFile *file = nullptr;         // while a file is streamed; only close() deletes it
     QTextStream *stream = nullptr; // the same

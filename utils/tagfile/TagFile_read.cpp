@@ -6,8 +6,8 @@
 
 #include <QFile>
 
-#include <iterator>
 #include <new>
+#include <utility>
 
 namespace Utils {
 
@@ -20,8 +20,7 @@ bool TagFile::read(const Data::String &path, Data::String &error)
         TagList tags;
         if (!hasZeroByte(path) && file.open(QIODevice::ReadOnly) &&
             readTags(file, d->options, tags)) {
-            d->tags.insert(d->tags.end(), std::make_move_iterator(tags.begin()),
-                           std::make_move_iterator(tags.end()));
+            d->tags.append(std::move(tags));
             return true;
         }
     } catch (const std::bad_alloc &) {
@@ -43,7 +42,7 @@ bool TagFile::read(const Data::String &path, QStringList &errors)
 bool TagFile::read(QTextStream &in, Data::String &)
 {
     try {
-        readTags(in, d->options, d->tags);
+        d->tags.appendFrom([&](TagList &tags) { readTags(in, d->options, tags); });
     } catch (const std::bad_alloc &) {
         // The tags that were read completely remain.
     }

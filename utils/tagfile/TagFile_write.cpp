@@ -119,10 +119,10 @@ void TagFilePrivate::writeTags(Sink &sink) const
 {
     const bool isSeparating = options & TagFile::BlankLines;
     bool separate = isSeparating;
-    for (std::size_t at = 0; at < tags.size(); ++at) {
+    for (int at = 0; at < tags.size(); ++at) {
         if (at + 2 < tags.size())
-            prefetch(*tags[at + 2]);
-        const TagFile::Tag &tag = *tags[at];
+            prefetch(tags.at(at + 2));
+        const TagFile::Tag &tag = tags.at(at);
         const int count = tag.numProps();
         const bool blankLine = isSeparating && (count > 0 || separate);
         if (tag.isValid())
