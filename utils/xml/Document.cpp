@@ -222,10 +222,7 @@ void Document::setMeta(const Data::String &key, const Data::String &value)
 
 Data::String Document::getMeta(const Data::String &key) const { return m_meta.value(key); }
 
-void Document::appendMessage(const Data::String &text)
-{
-    appendUnlessContained(m_messages, text);
-}
+void Document::appendMessage(const Data::String &text) { appendUnlessContained(m_messages, text); }
 
 Data::String Document::messages() const { return m_messages; }
 
