@@ -125,7 +125,7 @@ static std::unique_ptr<CSVTable> bytesTableOf(int rows)
 static std::unique_ptr<CSVTable> fileTableOf(int rows)
 {
     auto table = std::make_unique<CSVTable>();
-    table->read(written("rows.csv", rowsOfNumbers(rows)), 1);
+    table->read(written("rows.csv", rowsOfNumbers(rows)), 4096); // wraps to no bytes: of any size
     return table;
 }
 
@@ -192,7 +192,7 @@ static QByteArray tagTextOf(int tags)
 {
     QByteArray text;
     for (int i = 0; i < tags; ++i)
-        text += "POINT\n  id: key" + QByteArray::number(i) + "\n  value: 1.5\n";
+        text += "*point\nid: key" + QByteArray::number(i) + "\nvalue: 1.5\n";
     return text;
 }
 
@@ -470,7 +470,13 @@ static const std::vector<Operation> tagOperations = {
          String error;
          return timeOf([&] { file->save(pathOf("saved.txt"), error); });
      }},
-    {"TagFile::findTag of each by value", 100,
+    {"TagFile::findTag of each by value, read", 100,
+     [](int count) {
+         TagFile file(written("tags.txt", tagTextOf(count)));
+         return timeOfEach(count,
+                           [&](int i) { sink = file.findTag("point", "id", keyOf(i)).line; });
+     }},
+    {"TagFile::findTag of each by value, added", 100,
      [](int count) {
          const auto file = tagsOf(count);
          return timeOfEach(count,
@@ -635,13 +641,13 @@ static const std::vector<Operation> tableOperations = {
      [](int count) {
          const QString path = written("rows.csv", rowsOfNumbers(count));
          CSVTable table;
-         return timeOf([&] { table.read(path); });
+         return timeOf([&] { table.read(path, 100); });
      }},
     {"CSVTable::read in the file", 10000,
      [](int count) {
          const QString path = written("rows.csv", rowsOfNumbers(count));
          CSVTable table;
-         return timeOf([&] { table.read(path, 1); });
+         return timeOf([&] { table.read(path, 4096); });
      }},
     {"CSVTable::data(row, col) of each, as text", 1000,
      [](int count) {
@@ -664,7 +670,7 @@ static const std::vector<Operation> tableOperations = {
          for (int i = 0; i < count; ++i)
              table.appendData(QStringList{keyOf(i), QString::number(i)});
          return timeOfEach(count,
-                           [&](int i) { sink = table.data(keyOf(i), 1, 0, nullptr, true).size(); });
+                           [&](int i) { sink = table.data(keyOf(i), 0, 0, nullptr, true).size(); });
      }},
     {"CSVTable::colDataValue", 10000,
      [](int count) {

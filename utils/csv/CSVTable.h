@@ -247,6 +247,9 @@ public:
     ///
     /// Cells in negative rows are empty: an empty \p key with a negative \p firstRow is found in
     /// that row.
+    ///
+    /// A table in memory that is searched often keeps an index, of 8 bytes for each row and length
+    /// of the keys, until a cell changes.
     Data::String data(const Data::String &key, int col, int firstRow = 0, int *foundRow = nullptr,
                       bool exact = false) const;
 

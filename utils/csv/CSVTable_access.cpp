@@ -49,19 +49,11 @@ Data::String CSVTable::data(const Data::String &key, int col, int firstRow, int 
             *foundRow = firstRow;
         return {};
     }
-    for (int row = std::max(firstRow, 0); row < numRows(); ++row) {
-        const Data::String cell = data(row, col);
-        // An empty key is tested first: for a null key, startsWith() distinguishes null and empty
-        // cells.
-        if (exact ? cell == key : key.isEmpty() || cell.startsWith(key)) {
-            if (foundRow)
-                *foundRow = row;
-            return col < std::numeric_limits<int>::max() ? data(row, col + 1) : Data::String();
-        }
-    }
+    const int row = d->keys.find(d->current(), {key, col, exact}, std::max(firstRow, 0));
     if (foundRow)
-        *foundRow = -1;
-    return {};
+        *foundRow = row;
+    const bool hasNext = row >= 0 && col < std::numeric_limits<int>::max();
+    return hasNext ? data(row, col + 1) : Data::String();
 }
 
 void CSVTable::data(int row, int col, Data::String &annotation, Data::String &value) const

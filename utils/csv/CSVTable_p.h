@@ -1,6 +1,7 @@
 #pragma once
 
 #include "utils/csv/CSVTable.h"
+#include "utils/csv/KeyIndex_p.h"
 #include "utils/csv/backends/CSVTextData_p.h"
 #include "utils/csv/cells/CSVText_p.h"
 #include "utils/feedback/Progress.h"
@@ -139,6 +140,7 @@ public:
     CSVBackends backends = CSVBackends::standard();
     std::unique_ptr<CSVTextData> textData = backends.makeText(); // never null
     std::unique_ptr<CSVData> backend;                            // null while text is current
+    KeyIndex keys;                                               // of the current backend
 };
 
 } // namespace Utils

@@ -113,9 +113,9 @@ int HeldTags::find(const Data::String &name, const Data::String &key, const Data
         if (m_indexes.size() >= maxKeys && m_indexes.count(wanted.key) == 0)
             m_indexes.clear();
         Index &index = m_indexes[wanted.key];
-        if (index.entries.empty() && index.numCompared > qint64(costOfIndex) * size())
+        if (index.positions.isEmpty() && index.numCompared > qint64(costOfIndex) * size())
             make(index, wanted.key);
-        if (!index.entries.empty())
+        if (!index.positions.isEmpty())
             return findIn(index, wanted, from);
         const int found = compareAll(wanted, from);
         index.numCompared += found - from;
@@ -141,15 +141,9 @@ int HeldTags::compareAll(const Wanted &wanted, int from) const
 
 int HeldTags::findIn(const Index &index, const Wanted &wanted, int from) const
 {
-    int found = size();
-    const uint hash = wanted.hash();
-    const Entry first = {hash, from};
-    auto entry = std::lower_bound(index.entries.begin(), index.entries.end(), first);
-    for (; entry != index.entries.end() && entry->hash == hash && found == size(); ++entry) {
-        if (matches(entry->position,
-                    wanted)) // a lent tag may have changed, or the hashes are equal
-            found = entry->position;
-    }
+    const int indexed = index.positions.find(
+        wanted.hash(), from, [&](int position) { return matches(position, wanted); });
+    int found = indexed < 0 ? size() : indexed;
     auto lent = std::lower_bound(m_lentPositions.begin(), m_lentPositions.end(), from);
     for (; lent != m_lentPositions.end() && *lent < found; ++lent) {
         if (matches(*lent, wanted))
@@ -162,20 +156,19 @@ int HeldTags::findIn(const Index &index, const Wanted &wanted, int from) const
 void HeldTags::make(Index &index, const Data::String &key) const
 {
     std::vector<int> lentPositions;
-    std::vector<Entry> entries;
+    HashedPositions positions;
     for (int position = 0; position < size(); ++position) {
         const Tag &tag = at(position);
         if (m_lent.contains(&tag))
             lentPositions.push_back(position);
         const Data::String value = key.isEmpty() ? Data::String() : tag.get(key, 0);
         if (key.isEmpty())
-            entries.push_back({qHash(tag.name), position});
+            positions.add(qHash(tag.name), position);
         else if (!value.isEmpty())
-            entries.push_back({Wanted::hashOf(tag.name, value), position});
+            positions.add(Wanted::hashOf(tag.name, value), position);
     }
-    std::sort(entries.begin(), entries.end());
     index.numCompared = 0; // if there is no entry, it is made again after as many comparisons
-    index.entries = std::move(entries);
+    index.positions = std::move(positions);
     m_lentPositions = std::move(lentPositions);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "utils/base/HashedPositions_p.h"
 #include "utils/tagfile/TagReader_p.h"
 
 #include <QSet>
@@ -57,20 +58,10 @@ public:
 private:
     struct Wanted;
 
-    struct Entry
-    {
-        uint hash;
-        int position;
-        bool operator<(const Entry &other) const
-        {
-            return hash != other.hash ? hash < other.hash : position < other.position;
-        }
-    };
-
     struct Index
     {
-        std::vector<Entry> entries; // sorted; none until it is made
-        qint64 numCompared = 0;     // by searches without it
+        HashedPositions positions; // none until it is made
+        qint64 numCompared = 0;    // by searches without it
     };
 
     void setLent(int position);

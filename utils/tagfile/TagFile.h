@@ -220,6 +220,9 @@ public:
     /// negative. Sets \p index to the position of the tag, or to -1 when there is none. Add 1 to
     /// \p index to search for the next tag.
     ///
+    /// Many searches for one key take time that does not grow with the number of tags, unless the
+    /// tags were added one by one or requested by mtag(): those are compared each time.
+    ///
     /// \compat An empty \p value also matches every tag of this name, with or without the key.
     const Tag &findTag(const Data::String &name, const Data::String &key, const Data::String &value,
                        int *index = nullptr) const;

@@ -22,6 +22,7 @@ public:
     explicit CSVArrayData(char delimiter) : m_delimiter(delimiter) {}
 
     int numRows() const override { return m_rows.size(); }
+    quint64 revision() const override { return m_rows.revision(); }
     int numColumns(int row) override;
     bool isEmpty(int row, int col) override;
 

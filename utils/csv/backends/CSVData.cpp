@@ -9,6 +9,8 @@ namespace Utils {
 CSVData::~CSVData() = default;
 
 bool CSVData::isValid() const { return numRows() > 0; }
+quint64 CSVData::revision() const { return 0; }
+
 bool CSVData::isReadOnly() const { return false; }
 void CSVData::setData(int, int, const Data::String &) {}
 void CSVData::removeColumn(int) {}

@@ -69,6 +69,10 @@ public:
     /// CSVTable::checksum() returns it.
     virtual quint16 checksum(int rows) = 0;
 
+    /// A number that changes with the existing rows, and that no other backend of the process
+    /// returns. Rows that are appended may leave it. 0 when rows may change unnoticed.
+    virtual quint64 revision() const;
+
 protected:
     /// The same for the bytes that \p appendRow appends for each row.
     quint16 checksumOf(int rows,

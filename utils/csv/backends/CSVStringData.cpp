@@ -204,7 +204,7 @@ void CSVStringData::setHeldRows(int firstRow, int lastRow, const QList<QStringLi
     for (int row = firstRow; row <= lastRow; ++row)
         m_rows.rowToHold(row); // allocates all memory that is needed
     for (int row = firstRow; row <= lastRow; ++row)
-        m_rows.rowToHold(row) = rows.at(row);
+        m_rows.setRow(row, rows.at(row));
 }
 
 void CSVStringData::appendHeldRow(int row, const QString &separator, QByteArray &to) const

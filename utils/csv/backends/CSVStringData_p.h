@@ -15,6 +15,7 @@ class CSVStringData final : public CSVTextData
 {
 public:
     int numRows() const override { return m_rows.size(); }
+    quint64 revision() const override { return m_rows.revision(); }
     int numColumns(int row) override;
     bool isEmpty(int row, int col) override;
 

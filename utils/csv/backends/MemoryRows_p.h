@@ -29,6 +29,11 @@ public:
     using Field = typename Row::value_type;
 
     int size() const { return m_order.size(); }
+
+    /// A number that is different after each change of existing rows, and in each object. Rows that
+    /// are appended do not change it.
+    quint64 revision() const { return m_revision; }
+
     bool has(int row) const { return row >= 0 && row < size(); }
 
     /// The id of an existing row, which stays the same when the row moves.
@@ -197,9 +202,17 @@ public:
                qint64(col) - numFields(row) <= csvReach;
     }
 
+    /// Replaces the fields of an existing row. Needs no memory after rowToHold().
+    void setRow(int row, const Row &fields)
+    {
+        noteChange();
+        rowToHold(row) = fields;
+    }
+
     /// Puts a field into a cell that is in reach, and creates the rows and fields before it.
     void setField(int row, int col, const Field &field)
     {
+        noteChange();
         m_parsed.reserve(row + 1);
         appendOrNothing([&] {
             while (row >= size())
@@ -213,6 +226,7 @@ public:
     /// Removes a field from each row that has it.
     void removeColumn(int col)
     {
+        noteChange();
         const auto isWide = [&](int row) { return col >= 0 && col < numFields(row); };
         for (int row = 0; row < size(); ++row) {
             if (isWide(row))
@@ -226,6 +240,7 @@ public:
 
     void remove(int row)
     {
+        noteChange();
         if (has(row))
             m_order.remove(row);
     }
@@ -233,12 +248,17 @@ public:
     /// The same for many rows, in ascending order.
     void remove(const QList<int> &rows)
     {
+        noteChange();
         if (!rows.isEmpty()) // no rows keep the order plain
             m_order.remove(rows);
     }
 
     /// Changes the order of the rows from \p firstRow on, as RowOrder::reorder() does.
-    void reorder(int firstRow, const QList<int> &order) { m_order.reorder(firstRow, order); }
+    void reorder(int firstRow, const QList<int> &order)
+    {
+        noteChange();
+        m_order.reorder(firstRow, order);
+    }
 
     /// Appends the rows of a chunk for which \p isWanted returns true. Appends none when it throws
     /// std::bad_alloc.
@@ -268,6 +288,7 @@ public:
     /// Removes all rows and all marks of split rows.
     void clear()
     {
+        noteChange();
         m_chunks.clear();
         m_held.clear();
         m_order.clear();
@@ -280,6 +301,14 @@ private:
         int firstId;
         Chunk chunk;
     };
+
+    static quint64 nextRevision()
+    {
+        static quint64 latest = 0;
+        return ++latest;
+    }
+
+    void noteChange() { m_revision = nextRevision(); }
 
     const LocatedChunk &chunkOf(int id) const
     {
@@ -383,6 +412,7 @@ private:
     std::vector<LocatedChunk> m_chunks; // in the order of ids
     RowStore<Row> m_held;
     RowMarks m_parsed;
+    quint64 m_revision = nextRevision();
 };
 
 } // namespace Utils
