@@ -1,0 +1,73 @@
+// Programs from their start to their end, in processor time, beside programs without the library.
+
+#include "benchmarks/Pairs.h"
+
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+using benchmark::State;
+using Command = std::vector<std::string>;
+
+/// The processor time that the children of this process have used, in seconds.
+static double secondsOfChildren()
+{
+    rusage used{};
+    getrusage(RUSAGE_CHILDREN, &used);
+    const auto seconds = [](const timeval &time) {
+        return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+    };
+    return seconds(used.ru_utime) + seconds(used.ru_stime);
+}
+
+/// Whether the program ended with 0. Its output is dropped.
+static bool run(const Command &command)
+{
+    std::vector<char *> arguments;
+    for (const std::string &argument : command)
+        arguments.push_back(const_cast<char *>(argument.c_str()));
+    arguments.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t child = 0;
+    int status = 1;
+    const bool isStarted =
+        posix_spawn(&child, arguments[0], &actions, nullptr, arguments.data(), environ) == 0;
+    posix_spawn_file_actions_destroy(&actions);
+    return isStarted && waitpid(child, &status, 0) == child && status == 0;
+}
+
+static void measure(State &state, const Command &command)
+{
+    const double before = secondsOfChildren();
+    for (auto _ : state) {
+        if (!run(command))
+            state.SkipWithError("the program failed");
+    }
+    const double used = secondsOfChildren() - before;
+    state.counters["child_ns"] = 1e9 * used / static_cast<double>(state.iterations());
+}
+
+static void add(const char *topic, const char *detail, double target, const Command &ours,
+                const Command &peer)
+{
+    addPair(
+        topic, detail, target, [=](State &state) { measure(state, ours); },
+        [=](State &state) { measure(state, peer); });
+}
+
+int main(int argc, char **argv)
+{
+    add("start and end", "an empty host beside its Qt alone", 1.15, {START_HOST}, {START_QT});
+#ifdef KELM
+    add("start and end", "kelm eval 1+1 beside python -c 1+1", 2.0, {KELM, "eval", "1+1"},
+        {PYTHON, "-c", "1+1"});
+#endif
+    return runBenchmarks(argc, argv);
+}
