@@ -55,12 +55,6 @@ public:
     bool isParsed(int row) const { return m_rows.isParsed(row); }
 
 private:
-    int splitSize(int row)
-    {
-        parseRow(row);
-        return m_rows.numFields(row);
-    }
-
     void splitRow(int row);
     QList<QByteArray> split(const QByteArray &line) const;
     void appendRow(int row, QByteArray &to);

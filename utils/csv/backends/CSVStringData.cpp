@@ -23,20 +23,12 @@ void CSVStringData::splitRow(int row)
 
 int CSVStringData::numColumns(int row)
 {
-    if (row >= 0)
-        return splitSize(row);
-
-    int largest = 0;
-    for (int each = 0; each < numRows(); ++each)
-        largest = std::max(largest, splitSize(each));
-    return largest;
+    return m_rows.numColumns(row, [this](int each) { parseRow(each); });
 }
 
 bool CSVStringData::isEmpty(int row, int col)
 {
-    if (col >= 0)
-        parseRow(row);
-    return m_rows.isEmpty(row, col);
+    return m_rows.isEmpty(row, col, [this](int each) { parseRow(each); });
 }
 
 QStringList CSVStringData::data(int row)

@@ -56,12 +56,6 @@ public:
     void clear() override { m_rows.clear(); }
 
 private:
-    int splitSize(int row)
-    {
-        parseRow(row);
-        return m_rows.numFields(row);
-    }
-
     void splitRow(int row);
     Q_NEVER_INLINE QStringList listToKeep(int row);
     void appendText(const CSVText &text, bool parseNow, Progress *progress,

@@ -69,9 +69,31 @@ public:
             [](const Chunk &chunk, int line) { return chunk.numCells(line); });
     }
 
-    /// Whether a cell is empty, or a row if \p col is negative.
-    bool isEmpty(int row, int col) const
+    /// The number of fields of a row, or the largest one of all rows if \p row is negative. \p
+    /// parse is called with each row before the row is read.
+    template <typename Parse>
+    int numColumns(int row, const Parse &parse) const
     {
+        const auto count = [&](int each) {
+            parse(each);
+            return numFields(each);
+        };
+        if (row >= 0)
+            return count(row);
+
+        int largest = 0;
+        for (int each = 0; each < size(); ++each)
+            largest = std::max(largest, count(each));
+        return largest;
+    }
+
+    /// Whether a cell is empty, or a row if \p col is negative. \p parse is called with the row
+    /// before a cell is read; a row is not split for this question.
+    template <typename Parse>
+    bool isEmpty(int row, int col, const Parse &parse) const
+    {
+        if (col >= 0)
+            parse(row);
         if (!has(row))
             return true;
         if (col < 0)
