@@ -1,12 +1,12 @@
 #include "utils/script/PythonInterpreter_p.h"
 
 #include "utils/Application_p.h"
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/files/File.h"
 #include "utils/process/Process.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/script/PythonStart_p.h"
 #include "utils/script/PythonThreads_p.h"
-#include "utils/script/ScriptTexts_p.h"
 
 #include <Python.h>
 
@@ -33,9 +33,9 @@ static std::optional<PythonHome> findHome()
 }
 
 /// Runs the program with which a host prepares Python, until it has once succeeded. False when it
-/// fails, with the reason in \a message; one that cannot be started, or is cancelled, is no
+/// fails, with the reason in \a messages; one that cannot be started, or is cancelled, is no
 /// failure.
-static bool runStartUpProgram(const Data::String &home, Data::String &message)
+static bool runStartUpProgram(const Data::String &home, Data::String &messages)
 {
     if (PythonInterpreter::isStartUpProgramDone)
         return true;
@@ -47,7 +47,7 @@ static bool runStartUpProgram(const Data::String &home, Data::String &message)
     if (!program.start() || !program.wait(/*showProgress=*/false))
         return true;
     if (program.exitCode() != 0) {
-        message = scriptText(".err.pythonInit", {program.output()});
+        messages = message(".Kelm.Utils", ".err.pythonInit", {program.output()});
         return false;
     }
     PythonInterpreter::isStartUpProgramDone = true;
@@ -97,7 +97,7 @@ PythonInterpreter::~PythonInterpreter()
 
 bool PythonInterpreter::isCallable() { return Py_IsInitialized() && ownsPythonLock(); }
 
-bool PythonInterpreter::ensureStarted(Data::String &message)
+bool PythonInterpreter::ensureStarted(Data::String &messages)
 {
     if (m_isEnding || !ownsPythonLock()) // what scripts leave to the end may call the engine
         return false;
@@ -106,28 +106,28 @@ bool PythonInterpreter::ensureStarted(Data::String &message)
     if (!ownsPythonLock()) // the functions at the exit may start threads
         return false;
     if (!Py_IsInitialized())
-        return start(message);
-    initializeModules(message);
+        return start(messages);
+    initializeModules(messages);
     return true;
 }
 
-bool PythonInterpreter::start(Data::String &message)
+bool PythonInterpreter::start(Data::String &messages)
 {
     if (!application()) {
-        message = scriptText(".err.pythonapp");
+        messages = message(".Kelm.Utils", ".err.pythonapp", {});
         return false;
     }
     setProgramName();
     PythonHome home;
     if (!setHome(home)) {
-        message = scriptText(".err.pythonInit", {QString()});
+        messages = message(".Kelm.Utils", ".err.pythonInit", {QString()});
         return false;
     }
-    if (!runStartUpProgram(home.folder, message) || !startPython(home))
+    if (!runStartUpProgram(home.folder, messages) || !startPython(home))
         return false;
 
     addSitePackages();
-    initializeModules(message);
+    initializeModules(messages);
     // Modules that were initialised before there was an interpreter count as initialised, though
     // that had no effect.
     makeLibraryModule();

@@ -42,9 +42,9 @@ public:
     /// Starts the interpreter when none runs, and initialises the modules that are not initialised
     /// yet. Call it under a RunGuard.
     ///
-    /// When true, \p message has what modules have reported, one line for each. When false, it has
+    /// When true, \p messages has what modules have reported, one line for each. When false, it has
     /// the reason, or "" when there is no text for it.
-    bool ensureStarted(Data::String &message);
+    bool ensureStarted(Data::String &messages);
 
     /// Ends the interpreter after the outermost run. Does nothing while it is ending.
     void requestEnd();
@@ -63,7 +63,7 @@ public:
     static void (*const makeLibraryModule)();
 
 private:
-    bool start(Data::String &message);
+    bool start(Data::String &messages);
     bool setHome(PythonHome &home);
     void setProgramName();
 

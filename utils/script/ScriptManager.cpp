@@ -1,10 +1,10 @@
 #include "utils/script/ScriptManager.h"
 
 #include "utils/Application_p.h"
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/script/IScriptEngine.h"
 #include "utils/script/ScriptEngines_p.h"
 #include "utils/script/ScriptManager_p.h"
-#include "utils/script/ScriptTexts_p.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -55,7 +55,7 @@ QList<IScriptEngine *> ScriptManagerPrivate::enginesFor(const Data::String &lang
 static void showText(const char *id, const QStringList &values = QStringList())
 {
     if (Data::IApplication *const host = application())
-        host->showMessage(scriptText(id, values), true);
+        host->showMessage(message(".Kelm.Utils", id, values), true);
 }
 
 ScriptManager &ScriptManager::instance()
