@@ -16,7 +16,7 @@ void LineStarts::squeeze()
 {
     if (m_pieces.size() != 1)
         return; // of several pieces, less than one is unused
-    auto exact = std::unique_ptr<int[]>(new int[m_size]);
+    std::unique_ptr<int[]> exact(new int[m_size]);
     std::copy_n(m_pieces.front().get(), m_size, exact.get());
     m_pieces.front() = std::move(exact);
 }

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace Utils {
@@ -30,9 +31,10 @@ public:
 
     void append(int start)
     {
-        if (m_size % pieceSize == 0)
-            m_pieces.push_back(
-                std::unique_ptr<int[]>(new int[pieceSize])); // no leak if push_back() throws
+        if (m_size % pieceSize == 0) {
+            std::unique_ptr<int[]> piece(new int[pieceSize]); // without setting it to zeros
+            m_pieces.push_back(std::move(piece));
+        }
         m_pieces.back()[m_size % pieceSize] = start;
         ++m_size;
     }

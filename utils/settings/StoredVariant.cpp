@@ -170,11 +170,13 @@ private:
 
     bool pen()
     {
-        if (isOld())
+        if (isOld()) {
             read<quint8>(); // the style
-        else
-            read<quint16>(), read<bool>(); // and whether it is cosmetic
-        read<double>();                    // the width
+        } else {
+            read<quint16>(); // the style
+            read<bool>();    // whether it is cosmetic
+        }
+        read<double>(); // the width
         if (!brush())
             return false;
         read<double>(); // the miter
