@@ -524,6 +524,19 @@ static const std::vector<Operation> tagOperations = {
      }},
 };
 
+/// Times how \a Reader reads a file of \p count lines.
+template <typename Reader, typename Line>
+static double timeOfLines(int count)
+{
+    const QString path = written("text.txt", rowsOfNumbers(count));
+    return timeOf([&] {
+        Reader reader(path);
+        Line line;
+        while (reader.readLine(line, false))
+            sink = line.size();
+    });
+}
+
 static const std::vector<Operation> fileOperations = {
     {"File::read", 10000,
      [](int count) {
@@ -535,26 +548,8 @@ static const std::vector<Operation> fileOperations = {
          const QStringList lines = textsOf(count);
          return timeOf([&] { File::write(pathOf("lines.txt"), lines); });
      }},
-    {"FileReader::readLine", 10000,
-     [](int count) {
-         const QString path = written("text.txt", rowsOfNumbers(count));
-         return timeOf([&] {
-             Utils::FileReader reader(path);
-             String line;
-             while (reader.readLine(line, false))
-                 sink = line.size();
-         });
-     }},
-    {"FileByteReader::readLine", 10000,
-     [](int count) {
-         const QString path = written("text.txt", rowsOfNumbers(count));
-         return timeOf([&] {
-             Utils::FileByteReader reader(path);
-             QByteArray line;
-             while (reader.readLine(line, false))
-                 sink = line.size();
-         });
-     }},
+    {"FileReader::readLine", 10000, timeOfLines<Utils::FileReader, String>},
+    {"FileByteReader::readLine", 10000, timeOfLines<Utils::FileByteReader, QByteArray>},
     {"File::containsWord", 10000,
      [](int count) {
          const QString path = written("text.txt", rowsOfNumbers(count));
