@@ -70,8 +70,8 @@ inline const char *skipFields(const char *next, const char *end, char delimiter,
         auto found = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(part, wanted)));
         for (; found != 0; found &= found - 1) {
             if (--count == 0) {
-                const char *const behind = next + qCountTrailingZeroBits(found) + 1;
-                return behind <= end ? behind : nullptr;
+                const char *const nextField = next + qCountTrailingZeroBits(found) + 1;
+                return nextField <= end ? nextField : nullptr;
             }
         }
     }

@@ -12,7 +12,7 @@ namespace Utils {
 
 namespace {
 
-struct ToolkitText
+struct QtText
 {
     const char *contexts[2]; // the second may be null
     const char *source;
@@ -22,7 +22,7 @@ struct ToolkitText
 } // namespace
 
 // clang-format off
-static const ToolkitText toolkitTexts[] = {
+static const QtText qtTexts[] = {
     {{"QLineEdit", "QTextControl"}, "&Undo",                 ".ctx.undo"},
     {{"QLineEdit", "QTextControl"}, "&Redo",                 ".ctx.redo"},
     {{"QLineEdit", "QTextControl"}, "Cu&t",                  ".ctx.cut"},
@@ -53,14 +53,14 @@ static const ToolkitText toolkitTexts[] = {
 static bool isEqual(const char *a, const char *b) { return b && std::strcmp(a, b) == 0; }
 
 /// The id in the catalogue of a text of Qt, or null.
-static const char *toolkitTextId(const char *context, const char *source)
+static const char *idOfQtText(const char *context, const char *source)
 {
-    const auto isIt = [&](const ToolkitText &text) {
+    const auto isIt = [&](const QtText &text) {
         return isEqual(source, text.source) &&
                (isEqual(context, text.contexts[0]) || isEqual(context, text.contexts[1]));
     };
-    const auto found = std::find_if(std::begin(toolkitTexts), std::end(toolkitTexts), isIt);
-    return found == std::end(toolkitTexts) ? nullptr : found->id;
+    const auto found = std::find_if(std::begin(qtTexts), std::end(qtTexts), isIt);
+    return found == std::end(qtTexts) ? nullptr : found->id;
 }
 
 static Data::String widgetText(const Data::String &source)
@@ -116,7 +116,7 @@ QString Translator::translate(const char *context, const char *sourceText,
         if (isToolkit && !isMarked)
             return {};
     } else {
-        if (const char *const id = toolkitTextId(context, sourceText))
+        if (const char *const id = idOfQtText(context, sourceText))
             return toAnswer(StringTable::lookup(Data::String(".Kelm.Widgets") + id));
         if (!isWidget)
             return {};

@@ -139,15 +139,15 @@ private:
     {
         std::vector<int> &values = chunk->values;
         const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-        const ChunkIterator behind = m_chunks.insert(
+        const ChunkIterator rest = m_chunks.insert(
             std::next(chunk), {{middle, values.end()}, *std::max_element(middle, values.end())});
         values.erase(middle, values.end());
         chunk->highest = *std::max_element(values.begin(), values.end());
 
-        for (const int value : behind->values) {
+        for (const int value : rest->values) {
             ChunkIterator &first = m_firstChunk[value];
             if (first == chunk && std::find(values.begin(), values.end(), value) == values.end())
-                first = behind;
+                first = rest;
         }
     }
 

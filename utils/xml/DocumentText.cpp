@@ -116,13 +116,13 @@ static QString declarationText(const QString &data)
     const QString quoted = QStringLiteral("\\s*=\\s*('[^'<&]*'|\"[^\"<&]*\")");
     static const QRegularExpression readable(
         QStringLiteral("^\\s*version%1(\\s+encoding%1)?(\\s+standalone%1)?\\s*$").arg(quoted));
-    static const QRegularExpression toolkits(
+    static const QRegularExpression written(
         QStringLiteral("^version='(.*?)'( encoding='(.*?)')?( standalone='(yes|no)')?\\z"),
         QRegularExpression::DotMatchesEverythingOption);
 
     QString text = data;
     if (data.endsWith(QLatin1Char('\'')) && !readable.match(data).hasMatch()) {
-        const QRegularExpressionMatch match = toolkits.match(data);
+        const QRegularExpressionMatch match = written.match(data);
         for (const int group : {3, 1}) { // from the last, as this moves no other
             if (match.capturedStart(group) < 0)
                 continue;
@@ -199,9 +199,9 @@ void DocumentText::writeDocumentType()
     // which would take hours for very many.
     for (QDomNode node = type.firstChild(); !node.isNull(); node = node.nextSibling()) {
         if (node.isNotation())
-            notations.append({node.nodeName(), toolkitText(node)});
+            notations.append({node.nodeName(), qtText(node)});
         else if (node.isEntity())
-            entities.append({node.nodeName(), toolkitText(node)});
+            entities.append({node.nodeName(), qtText(node)});
     }
     // If two had the same name and one was removed, the map contains neither.
     const auto readMap = [this](const QDomNamedNodeMap &map, auto &declarations) {
@@ -209,12 +209,12 @@ void DocumentText::writeDocumentType()
             return;
         declarations.clear();
         for (int i = 0; i < map.count(); ++i)
-            declarations.append({map.item(i).nodeName(), toolkitText(map.item(i))});
+            declarations.append({map.item(i).nodeName(), qtText(map.item(i))});
     };
     readMap(type.notations(), notations);
     readMap(type.entities(), entities);
     const QString declarations = inHashOrder(notations) + inHashOrder(entities);
-    QString text = toolkitText(type);
+    QString text = qtText(type);
     const int end = text.lastIndexOf(QLatin1String("]>\n"));
     if (end >= declarations.size())
         text.replace(end - declarations.size(), declarations.size(), declarations);
@@ -304,7 +304,7 @@ void DocumentText::writeLeaf(const QDomNode &node)
         return;
     }
 
-    QString text = isDeclaration(node) ? declarationText(node.nodeValue()) : toolkitText(node);
+    QString text = isDeclaration(node) ? declarationText(node.nodeValue()) : qtText(node);
     const bool isLineEnd = text.endsWith(lineEnd);
     if (isLineEnd)
         text.chop(1);
@@ -416,7 +416,7 @@ void DocumentText::writeAttributes(const QString &elementPrefix)
     }
 }
 
-QString DocumentText::toolkitText(const QDomNode &node) const
+QString DocumentText::qtText(const QDomNode &node) const
 {
     QString text;
     QTextStream stream(&text);

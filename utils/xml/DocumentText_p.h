@@ -65,7 +65,7 @@ private:
     bool sortByText();
     void sortByHash();
     void writeAttributes(const QString &elementPrefix);
-    QString toolkitText(const QDomNode &node) const;
+    QString qtText(const QDomNode &node) const;
 
     void indent();
     void add(QStringView text);
