@@ -11,9 +11,9 @@ class Progress;
 /// The backend that holds bytes, separated by a single delimiter byte. It supports no patterns,
 /// quotes or comments, and no "{" in a number.
 ///
-/// \compat Kept for compatibility: a cell requested by row and column is read as Latin-1, while
-/// rows and columns of text are read as UTF-8; both end at a zero byte. The number of a cell that
-/// does not exist is 0.0, not the hole number.
+/// \compat A cell requested by row and column is read as Latin-1, while rows and columns of text
+/// are read as UTF-8; both end at a zero byte. The number of a cell that does not exist is 0.0, not
+/// the hole number.
 ///
 /// A row that is requested as a list of text is cached as such a list, besides its bytes.
 class CSVArrayData final : public CSVData
