@@ -28,7 +28,7 @@ static void getOurs(State &state, const Data::String &key, int expected)
     }
 }
 
-static void getByToolkit(State &state, const Data::String &key, int expected)
+static void getByQt(State &state, const Data::String &key, int expected)
 {
     QSettings settings;
     settings.beginGroup(group);
@@ -129,11 +129,11 @@ int main(int argc, char **argv)
     addPair(
         "getInt beside QSettings::value", "a stored value", 1.2,
         [](State &state) { getOurs(state, "width", 1200); },
-        [](State &state) { getByToolkit(state, "width", 1200); });
+        [](State &state) { getByQt(state, "width", 1200); });
     addPair(
         "getInt beside QSettings::value", "the default", 1.2,
         [](State &state) { getOurs(state, "height", -1); },
-        [](State &state) { getByToolkit(state, "height", -1); });
+        [](State &state) { getByQt(state, "height", -1); });
 
     RecentFiles files(folder.path());
     addPair(

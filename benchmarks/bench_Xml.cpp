@@ -83,7 +83,7 @@ static void writeOurs(State &state, const Input &input, const Data::String &path
     }
 }
 
-static void writeByToolkit(State &state, const Input &input)
+static void writeByQt(State &state, const Input &input)
 {
     for (auto _ : state)
         benchmark::DoNotOptimize(input.document.toString(2).size());
@@ -145,7 +145,7 @@ static void openOurs(State &state, const Data::String &path)
     }
 }
 
-static void openByToolkit(State &state, const Data::String &path)
+static void openByQt(State &state, const Data::String &path)
 {
     for (auto _ : state) {
         QFile file(path);
@@ -160,7 +160,7 @@ static void addDocument(const char *detail, const Input &input, const Data::Stri
     addPair(
         "write a document of 20 MB beside QDomDocument::toString", detail, 1.3,
         [=, &input](State &state) { writeOurs(state, input, path); },
-        [&input](State &state) { writeByToolkit(state, input); });
+        [&input](State &state) { writeByQt(state, input); });
     addPair(
         "lay its text out beside pugixml's save", detail, 2.2,
         [&input](State &state) { layOutOurs(state, input); },
@@ -188,6 +188,6 @@ int main(int argc, char **argv)
     addPair(
         "open a document of 20 MB beside QDomDocument::setContent", "attributes", 1.2,
         [=](State &state) { openOurs(state, source); },
-        [=](State &state) { openByToolkit(state, source); });
+        [=](State &state) { openByQt(state, source); });
     return runBenchmarks(argc, argv);
 }

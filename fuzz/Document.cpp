@@ -45,13 +45,13 @@ static bool comesBack(const Document &document)
         QStringLiteral("^<[^\\s<>\"/]+( [^\\s<>\"=]+=\"[^\"<]*\")+ ?/?>$"));
     for (const QString &line : document.toString(2).split(QLatin1Char('\n'))) {
         const QString text = line.trimmed();
-        const bool looksLikeTag = text.startsWith(QLatin1Char('<')) &&
-                                  text.endsWith(QLatin1Char('>')) &&
-                                  text.contains(QLatin1String("=\""));
+        const bool isLikeTag = text.startsWith(QLatin1Char('<')) &&
+                               text.endsWith(QLatin1Char('>')) &&
+                               text.contains(QLatin1String("=\""));
         const bool isLeftAlone = text.startsWith(QLatin1String("<!")) ||
                                  text.startsWith(QLatin1String("<?")) ||
                                  text.contains(QLatin1String("</"));
-        if (looksLikeTag && !isLeftAlone && !tag.match(text).hasMatch())
+        if (isLikeTag && !isLeftAlone && !tag.match(text).hasMatch())
             return false;
     }
     return true;

@@ -39,7 +39,7 @@ static void checkPaths(const String &some, const String &other)
     if (File::isSamePath(some, other))
         require(isWithin, "the same path is contained");
     const String joined = File::join(some, other);
-    require(some.isEmpty() || joined.startsWith(some), "the first path is in front");
+    require(some.isEmpty() || joined.startsWith(some), "the first path comes first");
     require(other.isEmpty() || joined.endsWith(other), "the last one is at the end");
     require(joined.size() <= some.size() + other.size() + 1, "with one separator");
 }

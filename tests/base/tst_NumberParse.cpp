@@ -151,9 +151,9 @@ private Q_SLOTS:
         // clang-format on
         for (const QByteArray &text : texts)
             QTest::newRow(text.toPercentEncoding(" +,;{}'()").constData()) << text;
-        QTest::newRow("a zero byte behind it") << QByteArray("1\0", 2);
-        QTest::newRow("a zero byte in front of it") << QByteArray("\0001", 2);
-        QTest::newRow("a zero byte behind nan") << QByteArray("nan\0", 4);
+        QTest::newRow("a zero byte after it") << QByteArray("1\0", 2);
+        QTest::newRow("a zero byte before it") << QByteArray("\0001", 2);
+        QTest::newRow("a zero byte after nan") << QByteArray("nan\0", 4);
         QTest::newRow("only a zero byte") << QByteArray(1, '\0');
         QTest::newRow("many digits") << QByteArray(5000, '7');
         QTest::newRow("many decimals") << "0." + QByteArray(5000, '3');
@@ -196,8 +196,8 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("a digit") << "7" << 7.0;
         QTest::newRow("negative") << "-12.75" << -12.75;
-        QTest::newRow("no digit in front") << ".5" << 0.5;
-        QTest::newRow("no digit behind") << "5." << 5.0;
+        QTest::newRow("no digit at the start") << ".5" << 0.5;
+        QTest::newRow("no digit after it") << "5." << 5.0;
         QTest::newRow("sixteen characters") << "12345678.1234567" << 12345678.1234567;
         QTest::newRow("sixteen and a sign") << "-1234567890123456" << -1234567890123456.0;
         QTest::newRow("the largest whole number") << "9007199254740992" << 9007199254740992.0;
@@ -208,12 +208,12 @@ private Q_SLOTS:
     {
         QFETCH(QString, text);
         QFETCH(double, expected);
-        const QString behind = "0123456789abcdef" + text;
-        const QByteArray bytes = behind.toLatin1();
+        const QString padded = "0123456789abcdef" + text;
+        const QByteArray bytes = padded.toLatin1();
         double ofText = 0.0;
         double ofBytes = 0.0;
 
-        QVERIFY(parseDecimal(behind.constEnd() - text.size(), behind.constEnd(), ofText));
+        QVERIFY(parseDecimal(padded.constEnd() - text.size(), padded.constEnd(), ofText));
         QVERIFY(parseDecimal(bytes.constEnd() - text.size(), bytes.constEnd(), ofBytes));
 
         QCOMPARE(ofText, expected);

@@ -101,9 +101,9 @@ private Q_SLOTS:
 
         QTest::newRow("invalid") << QByteArray("\x80") << false;
         QTest::newRow("invalid, further on") << QByteArray("\xe2\x82z") << false;
-        QTest::newRow("cut off behind one byte") << QByteArray("\xf0") << true;
-        QTest::newRow("cut off behind two bytes") << QByteArray("\xe2\x82") << true;
-        QTest::newRow("cut off behind three bytes") << QByteArray("\xf0\x9f\x98") << true;
+        QTest::newRow("cut off after one byte") << QByteArray("\xf0") << true;
+        QTest::newRow("cut off after two bytes") << QByteArray("\xe2\x82") << true;
+        QTest::newRow("cut off after three bytes") << QByteArray("\xf0\x9f\x98") << true;
     }
 
     void stopsInFrontOfWhatIsInvalidOrCutOff()

@@ -183,7 +183,7 @@ private Q_SLOTS:
         row("a delimiter beyond ASCII", "a\xa7" "b", "\xa7", {{"a", "b"}});
         row("several delimiters beyond ASCII", "a\xa7\xff" "b", "\xa7\xff", {{"a", "b"}});
         row("any bytes", "\xff\xfe,\xef\xbb\xbf", ",", {{"\xff\xfe", "\xef\xbb\xbf"}});
-        row("a zero byte hides the line feeds behind it", QByteArray("a\nb,\0c\nd,e\n", 11), ",", {{"a"}, {"b", ""}});
+        row("a zero byte hides the line feeds after it", QByteArray("a\nb,\0c\nd,e\n", 11), ",", {{"a"}, {"b", ""}});
         // clang-format on
     }
 
@@ -302,8 +302,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("row");
 
-        QTest::newRow("the one behind the last") << 2;
-        QTest::newRow("far behind the last") << 5;
+        QTest::newRow("the one after the last") << 2;
+        QTest::newRow("far after the last") << 5;
         QTest::newRow("the largest") << INT_MAX;
         QTest::newRow("negative") << -1;
         QTest::newRow("the smallest") << INT_MIN;
@@ -440,7 +440,7 @@ private Q_SLOTS:
         QTest::newRow("all") << 0 << -1 << Rows{a, fresh[1], fresh[2], d};
         QTest::newRow("not the first") << 1 << -1 << Rows{fresh[0], fresh[1], fresh[2], d};
         QTest::newRow("the last alone") << 3 << -1 << Rows{fresh[0], fresh[1], fresh[2], d};
-        QTest::newRow("in front of the first") << -3 << -1 << Rows{a, fresh[1], fresh[2], d};
+        QTest::newRow("before the first") << -3 << -1 << Rows{a, fresh[1], fresh[2], d};
     }
 
     void keepsWhatAColumnHasSplit()
@@ -613,13 +613,13 @@ private Q_SLOTS:
         QTest::newRow("past the end") << 3 << 9 << QByteArray("de");
         QTest::newRow("as far as there is") << 1 << INT_MAX << QByteArray("bcde");
         QTest::newRow("all there is") << 0 << INT_MAX << QByteArray("abcde");
-        QTest::newRow("behind the end") << 5 << 9 << QByteArray();
-        QTest::newRow("behind the end, to the end") << 5 << -1 << QByteArray();
-        QTest::newRow("far behind the end") << INT_MAX << INT_MAX << QByteArray();
-        QTest::newRow("from in front of the start") << -1 << 1 << QByteArray("ab");
-        QTest::newRow("only in front of the start") << -3 << -1 << QByteArray();
-        QTest::newRow("one in front of the start") << -1 << -1 << QByteArray();
-        QTest::newRow("from in front of the start to the end") << -2 << -3 << QByteArray("abcde");
+        QTest::newRow("after the end") << 5 << 9 << QByteArray();
+        QTest::newRow("after the end, to the end") << 5 << -1 << QByteArray();
+        QTest::newRow("far after the end") << INT_MAX << INT_MAX << QByteArray();
+        QTest::newRow("from before the start") << -1 << 1 << QByteArray("ab");
+        QTest::newRow("only before the start") << -3 << -1 << QByteArray();
+        QTest::newRow("one before the start") << -1 << -1 << QByteArray();
+        QTest::newRow("from before the start to the end") << -2 << -3 << QByteArray("abcde");
         QTest::newRow("between the extremes") << INT_MIN << INT_MAX << QByteArray("abcde");
         QTest::newRow("from the smallest") << INT_MIN << 2 << QByteArray("abc");
         QTest::newRow("up to the smallest") << INT_MIN << INT_MIN << QByteArray();
@@ -682,18 +682,18 @@ private Q_SLOTS:
         row("only the empty row", "", ",", 0, 0, none);
         row("from the last, empty row on", "a\n", ",", 0, 1, none);
         row("from the last row on", "a\nb", ",", 0, 1, {"b"});
-        row("from behind the last row on", "a\nb", ",", 0, 2, none);
-        row("far behind", "a\nb", ",", 0, INT_MAX, none);
-        row("from in front of the first row on", "a\nb", ",", 0, -2, {"", "", "a", "b"});
-        row("from as far in front as the smallest", "a\nb", ",", 0, INT_MIN, none);
-        row("from too far in front", "a\nb", ",", 0, -(1 << 24) - 1, none);
+        row("from after the last row on", "a\nb", ",", 0, 2, none);
+        row("far after", "a\nb", ",", 0, INT_MAX, none);
+        row("from before the first row on", "a\nb", ",", 0, -2, {"", "", "a", "b"});
+        row("from as far before as the smallest", "a\nb", ",", 0, INT_MIN, none);
+        row("from too far before", "a\nb", ",", 0, -(1 << 24) - 1, none);
         row("a negative column", "a\nb", ",", -1, 0, none);
         row("the smallest column", "a\nb", ",", INT_MIN, 0, none);
         row("untrimmed", " a \r\n b ", ",", 0, 0, {" a ", " b "});
         row("CRs are no fields", "x\na, \r ,b\r\n\r,c\ny", ", ", 1, 0, {"", "b", "", ""});
         row("CRs within fields", "x\na,\rb\rc\r\nd,e\ny", ",", 1, 0, {"", "bc", "e", ""});
         row("a CR as delimiter is never found", "x\na\rb\ny", "\r", 0, 0, {"x", "ab", "y"});
-        row("nor behind one field", "x\na\rb\ny", "\r", 1, 0, {"", "", ""});
+        row("nor after one field", "x\na\rb\ny", "\r", 1, 0, {"", "", ""});
         row("nor among several", "x\na\rb,c\ny", ",\r", 0, 0, {"x", "ab", "y"});
         row("long lines", QByteArray(300000, 'x') + ",a\n" + QByteArray(20000, 'y') + ",b\n,c\n", ",", 1, 0, {"a", "b", "c"});
         // clang-format on
@@ -896,10 +896,10 @@ private Q_SLOTS:
             return QByteArray(bytes).replace(position, 1, zero);
         };
         QTest::newRow("the only byte") << zero << Fields{""};
-        QTest::newRow("in front") << zero + "a" << Fields{""};
+        QTest::newRow("at the start") << zero + "a" << Fields{""};
         QTest::newRow("within") << "a" + zero + "b" << Fields{"a"};
-        QTest::newRow("a line feed behind it") << "a" + zero + "b\nc" << Fields{"a"};
-        QTest::newRow("a line feed in front of it") << "a\n" + zero + "b\nc" << Fields{"a", ""};
+        QTest::newRow("a line feed after it") << "a" + zero + "b\nc" << Fields{"a"};
+        QTest::newRow("a line feed before it") << "a\n" + zero + "b\nc" << Fields{"a", ""};
         QTest::newRow("the last byte of a block")
             << cut(x, block - 1) + "a\nb" << Fields{x.mid(1) + "a", "b"};
         QTest::newRow("the first of the next one") << x + zero + "a\nb" << Fields{x};
@@ -1197,9 +1197,9 @@ private Q_SLOTS:
 
     void keepsToTheFirstTwoGibibytes_data()
     {
-        QTest::addColumn<QByteArray>("end");    // of what is looked at
-        QTest::addColumn<QByteArray>("behind"); // that is not
-        QTest::addColumn<Fields>("lines");      // the last ones
+        QTest::addColumn<QByteArray>("end");  // of what is read
+        QTest::addColumn<QByteArray>("rest"); // that is not
+        QTest::addColumn<Fields>("lines");    // the last ones
 
         QTest::newRow("a line that is cut")
             << QByteArray("\nab\ncd") << QByteArray("ef\ngh") << Fields{"ab", "cd"};
@@ -1207,14 +1207,14 @@ private Q_SLOTS:
             << QByteArray("\nab\ncd\n") << QByteArray("ef\n") << Fields{"ab", "cd", ""};
         QTest::newRow("a zero byte in the line that is cut")
             << QByteArray("\nab\nc\0d", 7) << QByteArray("ef\ngh") << Fields{"ab", "c"};
-        QTest::newRow("a line feed right behind")
+        QTest::newRow("a line feed right after")
             << QByteArray("\nab\ncd") << QByteArray("\n\n") << Fields{"ab", "cd"};
     }
 
     void keepsToTheFirstTwoGibibytes()
     {
         QFETCH(QByteArray, end);
-        QFETCH(QByteArray, behind);
+        QFETCH(QByteArray, rest);
         QFETCH(Fields, lines);
         // Where holes are read without filling the system's cache, if there is such a place.
         const QString memory = "/dev/shm";
@@ -1225,7 +1225,7 @@ private Q_SLOTS:
         QFile file(folder.filePath("file"));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(3 * limit));
         QVERIFY(file.write("first,\n") == 7 && file.seek(lastBlock));
-        QVERIFY(file.write(QByteArray(int(limit - lastBlock) - end.size(), 'x') + end + behind +
+        QVERIFY(file.write(QByteArray(int(limit - lastBlock) - end.size(), 'x') + end + rest +
                            QByteArray(block, 'y')) > 0);
         file.close();
         CSVReader reader;

@@ -43,10 +43,10 @@ private Q_SLOTS:
 
         QTest::newRow("at its start") << qint64(0);
         QTest::newRow("in a line") << qint64(1234);
-        QTest::newRow("behind a line feed") << qint64(1230);
-        QTest::newRow("behind a block") << qint64(10240);
-        QTest::newRow("behind what is read at once") << qint64(163840);
-        QTest::newRow("in front of its last byte") << qint64(199999);
+        QTest::newRow("after a line feed") << qint64(1230);
+        QTest::newRow("after a block") << qint64(10240);
+        QTest::newRow("after what is read at once") << qint64(163840);
+        QTest::newRow("before its last byte") << qint64(199999);
         QTest::newRow("at its end") << qint64(200000);
     }
 

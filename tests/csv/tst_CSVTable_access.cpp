@@ -115,10 +115,10 @@ private Q_SLOTS:
         QTest::newRow("case matters at the beginning") << "F" << 0 << 0 << false << "" << -1;
         QTest::newRow("the first of two") << "force" << 0 << 0 << false << "3" << 1;
         QTest::newRow("from a row on") << "force" << 0 << 2 << false << "4" << 2;
-        QTest::newRow("from behind the end on") << "force" << 0 << 9 << false << "" << -1;
+        QTest::newRow("from after the end on") << "force" << 0 << 9 << false << "" << -1;
         QTest::newRow("from before the start on") << "speed" << 0 << -5 << true << "10" << 0;
         QTest::newRow("from far before the start on") << "speed" << 0 << intMin << true << "10" << 0;
-        QTest::newRow("from far behind the end on") << "speed" << 0 << intMax << true << "" << -1;
+        QTest::newRow("from far after the end on") << "speed" << 0 << intMax << true << "" << -1;
         QTest::newRow("an empty key before the start") << "" << 0 << -5 << true << "" << -5;
         QTest::newRow("an empty beginning before the start") << "" << 0 << intMin << false << "" << intMin;
         QTest::newRow("another column") << "10" << 1 << 0 << true << "km/h" << 0;
@@ -214,9 +214,9 @@ private Q_SLOTS:
         QTest::newRow("an end only") << "2}"
                                      << "before"
                                      << "2}" << 0.0;
-        QTest::newRow("a blank in front") << "2 {a}"
-                                          << "a"
-                                          << "2 " << 2.0;
+        QTest::newRow("a blank at the start") << "2 {a}"
+                                              << "a"
+                                              << "2 " << 2.0;
     }
 
     void takesACellApart()
@@ -271,13 +271,13 @@ private Q_SLOTS:
         QTest::newRow("a last one that is smaller") << 1 << 0 << Numbers{2, 3};
         QTest::newRow("beyond the end") << 1 << 99 << Numbers{2, 3};
         QTest::newRow("far beyond the end") << 1 << intMax << Numbers{2, 3};
-        QTest::newRow("behind the end") << 3 << -1 << Numbers();
-        QTest::newRow("far behind the end") << intMax << intMax << Numbers();
+        QTest::newRow("after the end") << 3 << -1 << Numbers();
+        QTest::newRow("far after the end") << intMax << intMax << Numbers();
         QTest::newRow("a negative first") << -1 << 1 << Numbers{1, 2};
         QTest::newRow("a negative first and last") << -5 << -2 << Numbers();
         QTest::newRow("a negative first to the end") << -1 << -2 << Numbers{1, 2, 3};
         QTest::newRow("everything there can be") << intMin << intMax << Numbers{1, 2, 3};
-        QTest::newRow("nothing in front") << intMin << -1 << Numbers();
+        QTest::newRow("from far before the start") << intMin << -1 << Numbers();
         QTest::newRow("the least") << intMin << intMin << Numbers();
     }
 
@@ -354,7 +354,7 @@ private Q_SLOTS:
         QTest::newRow("an annotation only") << "{mm}" << 0.0 << false;
         QTest::newRow("blanks that were set") << "  " << 0.0 << false;
         QTest::newRow("text") << "abc" << 0.0 << false;
-        QTest::newRow("text behind a number") << "1 m" << 0.0 << false;
+        QTest::newRow("text after a number") << "1 m" << 0.0 << false;
         QTest::newRow("of another locale") << "1,5" << 0.0 << false;
         QTest::newRow("grouped") << "1,000" << 0.0 << false;
         QTest::newRow("blanks around that were set") << " 7 " << 7.0 << true;
@@ -483,13 +483,13 @@ private Q_SLOTS:
         QTest::newRow("an empty key and value") << QStringList{"{}"} << false << Properties{{"", ""}};
         QTest::newRow("the key ends at the first end") << QStringList{"1{a}b}"} << false << Properties{{"a", "1"}};
         QTest::newRow("the key begins at the first start") << QStringList{"1{a{b}"} << false << Properties{{"a{b", "1"}};
-        QTest::newRow("an end in front only") << QStringList{"1}2{ab"} << false << Properties{{"ab", "1}2"}};
-        QTest::newRow("an end in front and behind") << QStringList{"1}2{a}b"} << false << Properties{{"a", "1}2"}};
+        QTest::newRow("an end at the start only") << QStringList{"1}2{ab"} << false << Properties{{"ab", "1}2"}};
+        QTest::newRow("an end before and after") << QStringList{"1}2{a}b"} << false << Properties{{"a", "1}2"}};
         QTest::newRow("braces come before the arrow") << QStringList{"x->{u}", "y"} << false << Properties{{"u", "x->"}};
         QTest::newRow("an arrow with half a pair of braces") << QStringList{"x{->y", "z"} << false << Properties{{"x{", QStringList{"y", "z"}}};
-        QTest::newRow("nothing behind the arrow") << QStringList{"k->", "a", "b"} << false << Properties{{"k", QStringList{"a", "b"}}};
-        QTest::newRow("a blank behind the arrow") << QStringList{" k -> ", "a"} << false << Properties{{"k", QStringList{" ", "a"}}};
-        QTest::newRow("nothing at all behind it") << QStringList{"k->"} << false << Properties{{"k", QStringList{}}};
+        QTest::newRow("nothing after the arrow") << QStringList{"k->", "a", "b"} << false << Properties{{"k", QStringList{"a", "b"}}};
+        QTest::newRow("a blank after the arrow") << QStringList{" k -> ", "a"} << false << Properties{{"k", QStringList{" ", "a"}}};
+        QTest::newRow("nothing at all after it") << QStringList{"k->"} << false << Properties{{"k", QStringList{}}};
         QTest::newRow("a second arrow in the cell") << QStringList{"k->a->b"} << false << Properties{{"k", QStringList{"a->b"}}};
         QTest::newRow("empty cells are items") << QStringList{"k->a", "", " b "} << false << Properties{{"k", QStringList{"a", "", " b "}}};
         QTest::newRow("a list ends at an arrow") << QStringList{"k->a", "l->b", "c"} << false << Properties{{"k", QStringList{"a"}}, {"l", QStringList{"b", "c"}}};
@@ -549,7 +549,7 @@ private Q_SLOTS:
         QTest::newRow("the last of one letter") << 25 << -1 << "Z";
         QTest::newRow("the first of two") << 26 << 0 << "AA1";
         QTest::newRow("the next") << 27 << -1 << "AB";
-        QTest::newRow("behind AZ") << 52 << -1 << "BA";
+        QTest::newRow("after AZ") << 52 << -1 << "BA";
         QTest::newRow("the last of two") << 701 << -1 << "ZZ";
         QTest::newRow("the first of three") << 702 << -1 << "AAA";
         QTest::newRow("with a row") << 2 << 4 << "C5";
@@ -593,7 +593,7 @@ private Q_SLOTS:
         QTest::newRow("leading noughts") << "A007" << 0 << 6;
         QTest::newRow("small letters") << "a" << 32 << 99;
         QTest::newRow("small letters, two") << "aa" << 33 * 26 + 32 << 99;
-        QTest::newRow("letters behind the row") << "A1B" << 0 << -1;
+        QTest::newRow("letters after the row") << "A1B" << 0 << -1;
         QTest::newRow("a row that is too large") << "A99999999999" << 0 << -1;
         QTest::newRow("the largest row") << "A2147483647" << 0 << 2147483646;
         QTest::newRow("digits of another script") << QString("B") + QChar(0x0663) << 1 << -1;

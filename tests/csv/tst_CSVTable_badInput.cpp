@@ -349,7 +349,7 @@ private Q_SLOTS:
         QTest::newRow("UTF-16") << 0 << wide << Rows{{"ä", "b"}, {"c"}};
         QTest::newRow("nothing but a mark") << 0 << QByteArray("\xef\xbb\xbf") << none;
         QTest::newRow("no Unicode") << 0 << QByteArray("\xe4,b") << none;
-        QTest::newRow("no Unicode behind a mark") << 0 << QByteArray("\xef\xbb\xbf\xe4") << none;
+        QTest::newRow("no Unicode after a mark") << 0 << QByteArray("\xef\xbb\xbf\xe4") << none;
     }
 
     void opensAPipeOnce()

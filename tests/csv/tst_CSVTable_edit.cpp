@@ -326,14 +326,14 @@ private Q_SLOTS:
         QTest::newRow("from a row on") << QByteArray("\n\na\n\n") << 1 << -1 << 3 << " a";
         QTest::newRow("to a row") << QByteArray("\n\na\n\n") << 0 << 1 << 2 << "a  ";
         QTest::newRow("one") << QByteArray("\n\n\n") << 1 << 1 << 1 << "  ";
-        QTest::newRow("to a row behind the end") << QByteArray("a\n") << 0 << 99 << 1 << "a";
-        QTest::newRow("to a row far behind it") << QByteArray("a\n") << 0 << intMax << 1 << "a";
+        QTest::newRow("to a row after the end") << QByteArray("a\n") << 0 << 99 << 1 << "a";
+        QTest::newRow("to a row far after it") << QByteArray("a\n") << 0 << intMax << 1 << "a";
         QTest::newRow("to any negative row") << QByteArray("a\n") << 0 << intMin << 1 << "a";
         QTest::newRow("from before the start on") << QByteArray("\na") << -3 << -1 << 1 << "a";
         QTest::newRow("from far before it on") << QByteArray("\na") << intMin << -1 << 1 << "a";
-        QTest::newRow("from behind the end on") << QByteArray("a\n") << 2 << -1 << 0 << "a ";
-        QTest::newRow("from far behind it on") << QByteArray("a\n") << intMax << intMax << 0 << "a ";
-        QTest::newRow("a last one in front of the first") << QByteArray("a\n\n") << 2 << 1 << 0 << "a  ";
+        QTest::newRow("from after the end on") << QByteArray("a\n") << 2 << -1 << 0 << "a ";
+        QTest::newRow("from far after it on") << QByteArray("a\n") << intMax << intMax << 0 << "a ";
+        QTest::newRow("a last one before the first") << QByteArray("a\n\n") << 2 << 1 << 0 << "a  ";
         QTest::newRow("nothing is left") << QByteArray("\n\n") << 0 << -1 << 3 << "none";
         // clang-format on
     }
@@ -456,8 +456,8 @@ private Q_SLOTS:
         QTest::newRow("a negative first row") << "a,2\nb,1" << 1 << -4 << true << "b a";
         QTest::newRow("the most negative first row") << "a,2\nb,1" << 1 << intMin << true << "b a";
         QTest::newRow("a first row at the end") << "a,2\nb,1" << 1 << 1 << true << "a b";
-        QTest::newRow("a first row behind the end") << "a,2\nb,1" << 1 << 2 << true << "a b";
-        QTest::newRow("a first row far behind the end") << "a,2\nb,1" << 1 << intMax << true << "a b";
+        QTest::newRow("a first row after the end") << "a,2\nb,1" << 1 << 2 << true << "a b";
+        QTest::newRow("a first row far after the end") << "a,2\nb,1" << 1 << intMax << true << "a b";
         // clang-format on
     }
 

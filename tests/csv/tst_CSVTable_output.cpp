@@ -163,13 +163,13 @@ private Q_SLOTS:
         QTest::newRow("a last one that is smaller") << 2 << 1 << QStringList{"c"};
         QTest::newRow("the first row, it alone") << 0 << 0 << QStringList{"a,1", "b", "c"};
         QTest::newRow("beyond the end") << 1 << 4 << QStringList{"b", "c", "", ""};
-        QTest::newRow("behind the end") << 5 << 7 << QStringList{"", "", ""};
-        QTest::newRow("behind the end, to the end") << 5 << -1 << QStringList();
+        QTest::newRow("after the end") << 5 << 7 << QStringList{"", "", ""};
+        QTest::newRow("after the end, to the end") << 5 << -1 << QStringList();
         QTest::newRow("from before the start on") << -2 << 0 << QStringList{"", "", "a,1"};
         QTest::newRow("before the start") << -2 << -1 << QStringList{"", ""};
         QTest::newRow("far beyond the end") << 0 << intMax << QStringList();
         QTest::newRow("from far before the start on") << intMin << -1 << QStringList();
-        QTest::newRow("far behind the end") << intMax << intMax << QStringList();
+        QTest::newRow("far after the end") << intMax << intMax << QStringList();
         // clang-format on
     }
 
@@ -205,7 +205,7 @@ private Q_SLOTS:
         QTest::newRow("the marker itself becomes the delimiter") << QStringList{","} << "a\\,**ESCAPE**" << QStringList{"a,,"};
         QTest::newRow("but not without an escape") << QStringList{","} << "**ESCAPE**" << QStringList{"**ESCAPE**"};
         QTest::newRow("a blank that takes its place stays") << QStringList{" "} << "a\\  b" << QStringList{"a ", "b"};
-        QTest::newRow("trimmed in front of what takes its place") << QStringList{","} << " a\\, b , c" << QStringList{"a, b", "c"};
+        QTest::newRow("trimmed before what takes its place") << QStringList{","} << " a\\, b , c" << QStringList{"a, b", "c"};
         // clang-format on
     }
 
@@ -640,17 +640,17 @@ private Q_SLOTS:
         QTest::newRow("the columns of the first row") << 2 << -1 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
         QTest::newRow("to a row") << 0 << 1 << -1 << false << Rows{{"   a", " b"}, {" ccc", " d", "e"}, {"ff"}};
         QTest::newRow("one row") << 0 << 0 << -1 << false << Rows{{" a", " b"}, {"ccc", "d", "e"}, {"ff"}};
-        QTest::newRow("to a row behind the end") << 2 << 3 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
-        QTest::newRow("to a row far behind the end") << 2 << intMax << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
+        QTest::newRow("to a row after the end") << 2 << 3 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
+        QTest::newRow("to a row far after the end") << 2 << intMax << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
         QTest::newRow("to the most negative row") << 2 << intMin << intMin << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
-        QTest::newRow("a last one in front of the first") << 2 << 1 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
+        QTest::newRow("a last one before the first") << 2 << 1 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
         QTest::newRow("one column") << 0 << -1 << 1 << false << Rows{{"   a", "b"}, {" ccc", "d", "e"}, {"  ff"}};
         QTest::newRow("no column") << 0 << -1 << 0 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
         QTest::newRow("more columns than the first row has") << 0 << -1 << 3 << false << Rows{{"   a", " b"}, {" ccc", " d", " e"}, {"  ff"}};
         QTest::newRow("more columns than there are") << 0 << -1 << 9 << false << Rows{{"   a", " b"}, {" ccc", " d", " e"}, {"  ff"}};
         QTest::newRow("as many as there can be") << 0 << -1 << intMax << false << Rows{{"   a", " b"}, {" ccc", " d", " e"}, {"  ff"}};
-        QTest::newRow("behind the end") << 3 << -1 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
-        QTest::newRow("behind the end, any columns") << intMax << -1 << 3 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
+        QTest::newRow("after the end") << 3 << -1 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
+        QTest::newRow("after the end, any columns") << intMax << -1 << 3 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
         QTest::newRow("from before the start on") << intMin << 0 << -1 << false << Rows{{" a", " b"}, {"ccc", "d", "e"}, {"ff"}};
         // clang-format on
     }

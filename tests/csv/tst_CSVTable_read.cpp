@@ -211,8 +211,8 @@ private Q_SLOTS:
         QTest::newRow("none there") << "," << "a;b\nc;d,e" << Rows{{"a", "b"}, {"c", "d,e"}};
         QTest::newRow("there") << "," << "a,b\nc;d" << Rows{{"a", "b"}, {"c;d"}};
         QTest::newRow("in the second line only") << "," << "a;b\nc,d" << Rows{{"a", "b"}, {"c,d"}};
-        QTest::newRow("in the comment in front") << "," << "#,\na;b" << Rows{{"a;b"}};
-        QTest::newRow("not in the comment in front") << "," << "#\na,b;c" << Rows{{"a,b", "c"}};
+        QTest::newRow("in the comment before") << "," << "#,\na;b" << Rows{{"a;b"}};
+        QTest::newRow("not in the comment before") << "," << "#\na,b;c" << Rows{{"a,b", "c"}};
         QTest::newRow("as plain text: a pattern is not found") << "\\s+" << "a b;c" << Rows{{"a b", "c"}};
         QTest::newRow("as plain text: a dot is not any character") << "." << "ab;c" << Rows{{"ab", "c"}};
         QTest::newRow("the second delimiter does not count") << ", x" << "axb;c" << Rows{{"axb", "c"}};
@@ -298,9 +298,9 @@ private Q_SLOTS:
         QTest::newRow("a lone quote closes") << "\"a,\",b" << QStringList{"a,", "b"};
         QTest::newRow("a piece in quotes closes nothing") << "\"a,\"b\",c\",d" << QStringList{"a,\"b\",c", "d"};
         QTest::newRow("a quote within is ordinary") << "a\"b,c\"" << QStringList{"a\"b", "c\""};
-        QTest::newRow("a blank in front hides the opening one") << " \"a,b\"" << QStringList{"\"a", "b\""};
+        QTest::newRow("a blank at the start hides the opening one") << " \"a,b\"" << QStringList{"\"a", "b\""};
         QTest::newRow("a carriage return hides the closing one") << "\"a,b\"\r" << QStringList{"a,b\""};
-        QTest::newRow("trimmed behind the split") << "\" a, b \", c " << QStringList{"a, b", "c"};
+        QTest::newRow("trimmed after the split") << "\" a, b \", c " << QStringList{"a, b", "c"};
         QTest::newRow("empty") << "," << QStringList{"", ""};
         // clang-format on
     }
@@ -358,10 +358,10 @@ private Q_SLOTS:
         QTest::addColumn<Rows>("rows");
 
         // clang-format off
-        QTest::newRow("in front") << "#x\n1,2" << '\0' << Rows{{"1", "2"}};
-        QTest::newRow("between and behind") << "1\n#x\n2\n#" << '\0' << Rows{{"1"}, {"2"}};
-        QTest::newRow("behind a blank it is data") << " #x" << '\0' << Rows{{"#x"}};
-        QTest::newRow("behind data it is data") << "1,2 #x" << '\0' << Rows{{"1", "2 #x"}};
+        QTest::newRow("at the start") << "#x\n1,2" << '\0' << Rows{{"1", "2"}};
+        QTest::newRow("between and after") << "1\n#x\n2\n#" << '\0' << Rows{{"1"}, {"2"}};
+        QTest::newRow("after a blank it is data") << " #x" << '\0' << Rows{{"#x"}};
+        QTest::newRow("after data it is data") << "1,2 #x" << '\0' << Rows{{"1", "2 #x"}};
         QTest::newRow("with the exception it is data") << "#!keep,this\n#drop" << '!' << Rows{{"#!keep", "this"}};
         QTest::newRow("an exception elsewhere is none") << "# !\n1" << '!' << Rows{{"1"}};
         QTest::newRow("the exception alone is data") << "!x\n#!" << '!' << Rows{{"!x"}, {"#!"}};
@@ -686,9 +686,9 @@ private Q_SLOTS:
         QTest::newRow("texts") << QByteArray("a,b\n1,2") << true;
         QTest::newRow("numbers above texts") << QByteArray("1,2\na,b") << false;
         QTest::newRow("numbers") << QByteArray(" 1.5 ,-2,+3,1e5,.5") << false;
-        QTest::newRow("a text behind numbers") << QByteArray("1,2,x") << true;
-        QTest::newRow("an empty field in front") << QByteArray(",1") << true;
-        QTest::newRow("an empty field behind") << QByteArray("1,") << true;
+        QTest::newRow("a text after numbers") << QByteArray("1,2,x") << true;
+        QTest::newRow("an empty field at the start") << QByteArray(",1") << true;
+        QTest::newRow("an empty field at the end") << QByteArray("1,") << true;
         QTest::newRow("an empty row") << QByteArray("\n1") << true;
         QTest::newRow("an annotation") << QByteArray("1.5{mm}") << true;
         QTest::newRow("not a number") << QByteArray("nan,-inf") << false;

@@ -609,9 +609,9 @@ private Q_SLOTS:
         QTest::newRow("set to no") << "set=0 raw" << "text";
         QTest::newRow("set later") << "unset raw set=1 raw" << "bytes bytes";
         QTest::newRow("not set any more") << "set=1 raw unset raw" << "text text";
-        QTest::newRow("set behind a table without a limit") << "unset text set=1 raw" << "text bytes";
-        QTest::newRow("set behind a quoted table") << "unset quoted set=1 raw" << "text bytes";
-        QTest::newRow("set behind a table in the file") << "unset file set=1 raw" << "file text";
+        QTest::newRow("set after a table without a limit") << "unset text set=1 raw" << "text bytes";
+        QTest::newRow("set after a quoted table") << "unset quoted set=1 raw" << "text bytes";
+        QTest::newRow("set after a table in the file") << "unset file set=1 raw" << "file text";
         // clang-format on
     }
 

@@ -44,7 +44,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("source");
 
         QTest::newRow("plain") << "in";
-        QTest::newRow("with a slash behind it") << "in/";
+        QTest::newRow("with a slash at its end") << "in/";
     }
 
     void copiesAFolder()

@@ -26,7 +26,7 @@ private Q_SLOTS:
         QTest::newRow("given numbers") << QStringList{"--set", "a=2.5", "--set", "b=2", "a * b"}
             << "5\n";
         QTest::newRow("a given text") << QStringList{"--set", "a=x=y", "a + '!'"} << "x=y!\n";
-        QTest::newRow("behind the mark") << QStringList{"--", "-3 * 2"} << "-6\n";
+        QTest::newRow("after the mark") << QStringList{"--", "-3 * 2"} << "-6\n";
         // clang-format on
     }
 
@@ -148,9 +148,9 @@ private Q_SLOTS:
         QTest::newRow("in the second line")
             << QByteArray("#!/bin/x\n# -*- coding: utf-8 -*-\nprint 'ü'\n") << true;
         QTest::newRow("in the third line") << QByteArray("#\n#\n# coding: utf-8\n'ü'\n") << false;
-        QTest::newRow("in the second line, behind an empty one")
+        QTest::newRow("in the second line, after an empty one")
             << QByteArray("\r\n# coding: utf-8\r\n'ü'\n") << true;
-        QTest::newRow("in the second line, behind code")
+        QTest::newRow("in the second line, after code")
             << QByteArray("x = 1\n# coding: utf-8\n'ü'\n") << false;
         QTest::newRow("a byte order mark") << QByteArray("\xef\xbb\xbfprint 'ü'\n") << true;
     }

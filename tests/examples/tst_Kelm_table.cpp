@@ -319,7 +319,7 @@ private Q_SLOTS:
             << "\"" + bolts + "\" has no column \"Mass\"";
         QTest::newRow("column 0") << QStringList{bolts, "--column", "0"} << 1
             << "\"" + bolts + "\" has no column \"0\"";
-        QTest::newRow("column behind the end") << QStringList{bolts, "--sort", "6"} << 1
+        QTest::newRow("column after the end") << QStringList{bolts, "--sort", "6"} << 1
             << "\"" + bolts + "\" has no column \"6\"";
         QTest::newRow("cannot be written") << QStringList{bolts, "--to", folder + "/no/out.csv"} << 1
             << "Cannot write \"" + folder + "/no/out.csv\": No such file or directory";

@@ -67,7 +67,7 @@ private Q_SLOTS:
         QTest::newRow("a line in pieces") << "printf a; sleep 0.2; printf 'b\\nc'; sleep 0.2; printf d" << "ab\ncd\n";
         QTest::newRow("a cut character") << "printf 'a\\303'" << "a\ufffd\n";
         QTest::newRow("a cut character alone") << "printf 'a\\n\\303'" << "a\n\ufffd\n";
-        QTest::newRow("behind the end of its input") << "cat; echo ended" << "ended\n";
+        QTest::newRow("after the end of its input") << "cat; echo ended" << "ended\n";
         // clang-format on
     }
 
@@ -154,7 +154,7 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("no command") << QStringList("file")
             << "The arguments must be FILE -- COMMAND...";
-        QTest::newRow("no command behind the mark") << QStringList{"file", "--"}
+        QTest::newRow("no command after the mark") << QStringList{"file", "--"}
             << "The arguments must be FILE -- COMMAND...";
         QTest::newRow("interval") << QStringList{"--interval", "99", "file", "--", "true"}
             << "--interval must be a whole number from 100 on";

@@ -80,7 +80,7 @@ private Q_SLOTS:
         row("blanks", "  a \n\t\n", {"  a ", "\t"});
         row("any bytes", "\xff\xfe\n\xef\xbb\xbf" "a\n", {"\xff\xfe", "\xef\xbb\xbf" "a"});
         row("a zero byte", QByteArray("a\0b\nc\n", 6), {});
-        row("a zero byte behind a line", QByteArray("a\nb\0c\nd\n", 8), {"a"});
+        row("a zero byte after a line", QByteArray("a\nb\0c\nd\n", 8), {"a"});
         // clang-format on
     }
 
@@ -458,8 +458,8 @@ private Q_SLOTS:
         QTest::addColumn<int>("offset"); // of the first byte that cannot be read
         QTest::newRow("at the start") << 0;
         QTest::newRow("within a line") << 13;
-        QTest::newRow("behind a line") << 16;
-        QTest::newRow("behind the blocks of an index") << 40 * block;
+        QTest::newRow("after a line") << 16;
+        QTest::newRow("after the blocks of an index") << 40 * block;
         QTest::newRow("in the last byte") << 499999;
     }
 

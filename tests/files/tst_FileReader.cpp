@@ -180,11 +180,11 @@ private Q_SLOTS:
         QTest::newRow("at the start") << eights << 0 << 0;
         QTest::newRow("within the first line") << eights << 3 << 0;
         QTest::newRow("at a line end") << eights << 7 << 0;
-        QTest::newRow("behind a line end") << eights << 8 << 1;
+        QTest::newRow("after a line end") << eights << 8 << 1;
         QTest::newRow("between CR and LF") << QByteArray("a\r\nb\r\nc\r\n") << 5 << 1;
-        QTest::newRow("in a line, far behind") << eights << 40003 << 5000;
-        QTest::newRow("behind a line, far behind") << eights << 40000 << 5000;
-        QTest::newRow("in front of a block of a stream") << eights << 16381 << 2047;
+        QTest::newRow("in a line, far on") << eights << 40003 << 5000;
+        QTest::newRow("after a line, far on") << eights << 40000 << 5000;
+        QTest::newRow("before a block of a stream") << eights << 16381 << 2047;
         QTest::newRow("between blocks of a stream") << eights << 16384 << 2048;
         QTest::newRow("between blocks and in a line") << QByteArray("x" + eights) << 16384 << 2047;
         QTest::newRow("within a character") << QByteArray("a\nb\xe2\x82\xac\n") << 5 << 1;

@@ -603,8 +603,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("isThere");
 
         // clang-format off
-        QTest::newRow("on a look") << "Modification check for watched.txt" << true;
-        QTest::newRow("on a look for a missing file") << "Modification check for watched.txt" << false;
+        QTest::newRow("on a check") << "Modification check for watched.txt" << true;
+        QTest::newRow("on a check for a missing file") << "Modification check for watched.txt" << false;
         QTest::newRow("on a change") << "Modification detected for watched.txt" << true;
         QTest::newRow("on a missing file") << "Path does not exists: " << false;
         // clang-format on
@@ -910,9 +910,9 @@ private Q_SLOTS:
         QVERIFY(QFile::remove(m_path));
         QVERIFY(poll(watch));
 
-        const QString look = "logMessage(Modification check for watched.txt, 3)";
+        const QString check = "logMessage(Modification check for watched.txt, 3)";
         const QString missing = "logMessage(Path does not exists: " + m_path + ", 3)";
-        QCOMPARE(m_host->calls, isVerbose ? QStringList({look, look, missing}) : QStringList());
+        QCOMPARE(m_host->calls, isVerbose ? QStringList({check, check, missing}) : QStringList());
     }
 
     void tellsTheHostOfEachChange_data()

@@ -199,9 +199,9 @@ private Q_SLOTS:
         QTest::newRow("too long a form") << bytes("\xc0\x80");
         QTest::newRow("half a surrogate pair") << bytes("\xed\xa0\x80");
         QTest::newRow("beyond the last code point") << bytes("\xf4\x90\x80\x80");
-        QTest::newRow("behind a mark") << bytes("\xef\xbb\xbf\x80");
-        QTest::newRow("far behind") << QByteArray(200000, 'x') + "\x80" + QByteArray(200000, 'x');
-        QTest::newRow("far behind, at the end") << QByteArray(32 * 1024 - 1, 'x') + "\xc3";
+        QTest::newRow("after a mark") << bytes("\xef\xbb\xbf\x80");
+        QTest::newRow("far after") << QByteArray(200000, 'x') + "\x80" + QByteArray(200000, 'x');
+        QTest::newRow("far on, at the end") << QByteArray(32 * 1024 - 1, 'x') + "\xc3";
     }
 
     void readsNoTextThatIsNoUtf8()
@@ -313,10 +313,10 @@ private Q_SLOTS:
 
         QByteArray withZero = withLineFeeds(500, {310, 320, 330, 110, 120});
         withZero[309] = '\0';
-        QTest::newRow("nothing counts behind a zero byte") << withZero << -1 << 99;
+        QTest::newRow("nothing counts after a zero byte") << withZero << -1 << 99;
         withZero[309] = 'x';
         withZero[321] = '\0';
-        QTest::newRow("what is in front of it counts") << withZero << -1 << 299;
+        QTest::newRow("what is before it counts") << withZero << -1 << 299;
     }
 
     void readsTheEndInBlocks()
@@ -425,14 +425,14 @@ private Q_SLOTS:
         const QByteArray wide = "\xff\xfe" + bytes("a\0 \0w\0o\0r\0d\0\n\0").repeated(50 * 1000);
         QTest::newRow("at the start") << lines << 0;
         QTest::newRow("within a mark") << "\xef\xbb\xbf" + lines << 2;
-        QTest::newRow("behind the first line") << lines << 7;
-        QTest::newRow("behind the buffer of a file") << lines << 16384;
-        QTest::newRow("behind a block that is decoded") << lines << 65536;
+        QTest::newRow("after the first line") << lines << 7;
+        QTest::newRow("after the buffer of a file") << lines << 16384;
+        QTest::newRow("after a block that is decoded") << lines << 65536;
         QTest::newRow("within a block") << lines << 100000;
         QTest::newRow("in the last byte") << lines << 699999;
         QTest::newRow("UTF-16, at the start") << wide << 0;
-        QTest::newRow("UTF-16, behind the mark") << wide << 2;
-        QTest::newRow("UTF-16, behind the buffer of a file") << wide << 16384;
+        QTest::newRow("UTF-16, after the mark") << wide << 2;
+        QTest::newRow("UTF-16, after the buffer of a file") << wide << 16384;
         QTest::newRow("UTF-16, within a character") << wide << 100001;
         QTest::newRow("UTF-16, in the last byte") << wide << 700001;
     }
@@ -840,9 +840,9 @@ private Q_SLOTS:
         std::FILE *stream = File::openWrite(file, /*append=*/true);
         QVERIFY(stream);
         std::rewind(stream); // goes to the end all the same
-        std::fputs(" behind", stream);
+        std::fputs(" after", stream);
         std::fclose(stream);
-        QCOMPARE(contentsOf(file), QByteArray("before behind"));
+        QCOMPARE(contentsOf(file), QByteArray("before after"));
 
         std::fclose(File::openWrite(file, /*append=*/false));
         QCOMPARE(contentsOf(file), QByteArray(""));
@@ -1026,7 +1026,7 @@ private Q_SLOTS:
 
         QTest::newRow("ahead by another time than now") << QByteArray("Asia/Kathmandu");
         QTest::newRow("on the other side of the date line") << QByteArray("Pacific/Apia");
-        QTest::newRow("behind") << QByteArray("America/St_Johns");
+        QTest::newRow("west of Greenwich") << QByteArray("America/St_Johns");
     }
 
     void tellsNoTimeBeforeTheEpochInAnyZone()
@@ -1104,8 +1104,8 @@ private Q_SLOTS:
         QTest::newRow("missing") << text("text") << "word" << false;
         QTest::newRow("the front of another") << text("wordy") << "word" << false;
         QTest::newRow("the end of another") << text("sword") << "word" << false;
-        QTest::newRow("with a digit behind") << text("word2") << "word" << false;
-        QTest::newRow("with a digit in front") << text("2word") << "word" << false;
+        QTest::newRow("with a digit after it") << text("word2") << "word" << false;
+        QTest::newRow("with a digit at the start") << text("2word") << "word" << false;
         QTest::newRow("with a letter beyond ASCII") << text("wordä") << "word" << false;
         QTest::newRow("with another kind of number") << text("word²") << "word" << false;
         QTest::newRow("with underscores") << text("_word_") << "word" << true;
@@ -1119,7 +1119,7 @@ private Q_SLOTS:
         QTest::newRow("empty, between boundaries") << text("a  b") << "" << true;
         QTest::newRow("empty, in nothing") << text("") << "" << true;
         QTest::newRow("in nothing") << text("") << "word" << false;
-        QTest::newRow("behind a zero byte") << text("a\0word") << "word" << true;
+        QTest::newRow("after a zero byte") << text("a\0word") << "word" << true;
         // clang-format on
     }
 
@@ -1158,7 +1158,7 @@ private Q_SLOTS:
         QTest::newRow("in capitals") << "A.PNG" << true;
         QTest::newRow("another format") << "a.bmp" << true;
         QTest::newRow("the last extension counts") << "a.txt.png" << true;
-        QTest::newRow("another extension behind") << "a.png.txt" << false;
+        QTest::newRow("another extension last") << "a.png.txt" << false;
         QTest::newRow("a part of one") << "a.pn" << false;
         QTest::newRow("more than one") << "a.pngx" << false;
         QTest::newRow("text") << "a.txt" << false;

@@ -10,7 +10,7 @@ using Utils::File;
 
 static const SettingsHome home;
 
-// What has been found is found from then on, so no name is looked for in two tests. In rows, "@"
+// What has been found is found from then on, so no name is searched for in two tests. In rows, "@"
 // is replaced by a number that is new each time.
 
 class tst_File_resources : public QObject
@@ -47,7 +47,7 @@ private:
     }
 
 private Q_SLOTS:
-    void looksInItsFirstFolders() // before any are set
+    void searchesItsFirstFolders() // before any are set
     {
         m_folder.reset(new QTemporaryDir);
         makeFile(path("res/icons/first.png"));
@@ -64,7 +64,7 @@ private Q_SLOTS:
         QCOMPARE(File::templatePaths().last(), QString("../res/templates"));
     }
 
-    void looksInOrder_data()
+    void searchesInOrder_data()
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("extensions");
@@ -102,7 +102,7 @@ private Q_SLOTS:
             "R/locale/plugins/s/a@.y P/s/a@/a@.y P/s/a@.y P/s/res/a@.y");
         row("both suffixes of icons", "i@", ".png;.xpm",
             "R/icons/i@ R/icons/i@.png R/locale/i@.png P/i@ R/icons/i@.xpm R/locale/i@.xpm");
-        row("an empty suffix behind another", "e@", ".z;", "R/e@ R/e@.z R/locale/e@.z P/e@");
+        row("an empty suffix after another", "e@", ".z;", "R/e@ R/e@.z R/locale/e@.z P/e@");
         row("the second suffix of icons", "i@", ".xpm", "R/icons/i@ R/icons/i@.xpm");
         row("a part of the text of icons", "i@", ".p", "R/icons/i@ R/icons/i@.p");
         row("no dot in the suffix", "i@", "png", "R/icons/i@ R/icons/i@png R/locale/i@png");
@@ -118,7 +118,7 @@ private Q_SLOTS:
         // clang-format on
     }
 
-    void looksInOrder()
+    void searchesInOrder()
     {
         QFETCH(QString, name);
         QFETCH(QString, extensions);
@@ -138,7 +138,7 @@ private Q_SLOTS:
         }
     }
 
-    void looksNowhereElse_data()
+    void searchesNowhereElse_data()
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("extensions");
@@ -161,7 +161,7 @@ private Q_SLOTS:
         // clang-format on
     }
 
-    void looksNowhereElse()
+    void searchesNowhereElse()
     {
         QFETCH(QString, name);
         QFETCH(QString, extensions);
@@ -172,7 +172,7 @@ private Q_SLOTS:
         QCOMPARE(find(name.replace('@', number), extensions), QString());
     }
 
-    void looksInTheToolkitFirst_data()
+    void searchesQtFirst_data()
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("extensions");
@@ -203,7 +203,7 @@ private Q_SLOTS:
         // clang-format on
     }
 
-    void looksInTheToolkitFirst()
+    void searchesQtFirst()
     {
         QFETCH(QString, name);
         QFETCH(QString, extensions);
@@ -216,14 +216,14 @@ private Q_SLOTS:
         QCOMPARE(find(name, extensions), found);
     }
 
-    void looksInTheToolkitForEachSuffix()
+    void searchesQtForEachSuffix()
     {
         make("R/late.y R/locale/late.y");
 
         QCOMPARE(find("late", ".z;.y"), QString(":/late.y"));
     }
 
-    void looksForNoEmptyName()
+    void findsNoEmptyName()
     {
         make("R/.png R/locale/.png R/icons/.png P/.png");
 
@@ -276,7 +276,7 @@ private Q_SLOTS:
         QCOMPARE(find("logo3", ".xpm"), QString("R/icons/logo3"));
     }
 
-    void looksAgainForWhatItDidNotFind()
+    void searchesAgainForWhatItDidNotFind()
     {
         make("");
         QCOMPARE(find("late4", ".z"), QString());
@@ -286,7 +286,7 @@ private Q_SLOTS:
         QCOMPARE(find("late4", ".z"), QString("R/late4.z"));
     }
 
-    void looksInTheFoldersThatAreSet()
+    void searchesTheFoldersThatAreSet()
     {
         make("R/a5.z P/c5");
         File::setSearchPath(path("P"), path("R"));
@@ -300,7 +300,7 @@ private Q_SLOTS:
         QCOMPARE(find("b.a5", ".z"), QString("R/a5.z"));
     }
 
-    void looksInNoPluginsWithoutTheirFolder()
+    void searchesNoPluginsWithoutTheirFolder()
     {
         make("");
         File::setSearchPath(path("R"), "");

@@ -342,10 +342,10 @@ private Q_SLOTS:
         row("nowhere",                    "gamma",      0,  "");
         row("over two lines",             "one\nalpha", 0,  "a.txt");
         row("within the head",            "one",        1,  "a.txt");
-        row("behind the head",            "alpha",      1,  "");
+        row("after the head",             "alpha",      1,  "");
         row("at the head's end",          "alpha",      2,  "a.txt");
         row("in a tail",                  "last",       -1, "b.txt");
-        row("in front of a tail",         "first of b", -1, "");
+        row("before a tail",              "first of b", -1, "");
         row("non-ASCII",                  "Größe",      0,  "b.txt");
         row("empty",                      "",           0,  "missing.txt");
         // clang-format on

@@ -37,7 +37,7 @@ static const int chunkedSize = 2049 * 1024; // the least that is copied in chunk
 static bool sawWaitCursor = false;
 static int warnings = 0; // of Qt
 
-static void lookForWaitCursor(int) { sawWaitCursor = WaitCursor::activated(); }
+static void noteWaitCursor(int) { sawWaitCursor = WaitCursor::activated(); }
 
 /// While it lives, the folder at a path cannot be made, as where the disk has no room for it.
 class NoFolder
@@ -608,7 +608,7 @@ private Q_SLOTS:
         QTest::newRow("at once, at the start") << 10000 << 0 << false;
         QTest::newRow("at once, in the middle") << 10000 << 5000 << false;
         QTest::newRow("at once, in the last byte") << 10000 << 9999 << false;
-        QTest::newRow("at once, far behind") << (20 << 20) << (17 << 20) << false;
+        QTest::newRow("at once, far on") << (20 << 20) << (17 << 20) << false;
         QTest::newRow("in chunks, at the start") << chunkedSize << 0 << true;
         QTest::newRow("in chunks, in the middle") << chunkedSize << 1000000 << true;
         QTest::newRow("in chunks, between two") << chunkedSize << 40960 << true;
@@ -637,7 +637,7 @@ private Q_SLOTS:
     void showsTheWaitCursorOnlyWhenTold()
     {
         make("a", QByteArray(10000, 'a'));
-        const FullDisk disk(5000, lookForWaitCursor); // which looks in the middle of the copy
+        const FullDisk disk(5000, noteWaitCursor); // called in the middle of the copy
 
         QVERIFY(!File::copy(path("a"), path("b"), 1, true));
         QVERIFY(sawWaitCursor);
@@ -1262,7 +1262,7 @@ private Q_SLOTS:
         QFETCH(QString, source);
         QFETCH(bool, cancelable);
         make("x/a", QByteArray(10000, 'a'));
-        const FullDisk disk(5000, lookForWaitCursor); // which looks in the middle of the copy
+        const FullDisk disk(5000, noteWaitCursor); // called in the middle of the copy
 
         QCOMPARE(File::copyDir(path(source), path("y"), 1, cancelable), 0);
 

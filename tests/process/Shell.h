@@ -11,7 +11,7 @@ inline QStringList shellArguments(const char *script, const QStringList &argumen
     return QStringList{"-c", script, "sh"} + arguments;
 }
 
-inline QProcess *toolkitProcess(const Utils::Process &process)
+inline QProcess *qProcess(const Utils::Process &process)
 {
     return qobject_cast<QProcess *>(process.object());
 }

@@ -40,8 +40,8 @@ private Q_SLOTS:
         QCOMPARE(process.recentOutput(), Data::String());
         QCOMPARE(process.fullCommand(), Data::String());
         QCOMPARE(process.info(), Data::String());
-        QVERIFY(toolkitProcess(process));
-        QCOMPARE(toolkitProcess(process)->processChannelMode(), QProcess::MergedChannels);
+        QVERIFY(qProcess(process));
+        QCOMPARE(qProcess(process)->processChannelMode(), QProcess::MergedChannels);
         process.kill();
     }
 
@@ -403,7 +403,7 @@ private Q_SLOTS:
         QVERIFY(process.sendData("", 0));
         QVERIFY(!process.sendData("", 100)); // nothing to write
         QVERIFY(process.sendData("b", 0));
-        toolkitProcess(process)->closeWriteChannel();
+        qProcess(process)->closeWriteChannel();
         QVERIFY(process.wait(false));
 
         QCOMPARE(process.output(), Data::String("a\u00e4\U0001f600\nb"));
@@ -417,7 +417,7 @@ private Q_SLOTS:
         const int size = 3 * 1000 * 1000;
 
         QVERIFY(process.sendData(Data::String(QString(size, 'x')), 60000));
-        toolkitProcess(process)->closeWriteChannel();
+        qProcess(process)->closeWriteChannel();
         QVERIFY(process.wait(false));
 
         QCOMPARE(process.output().trimmed().toInt(), size);
@@ -434,8 +434,8 @@ private Q_SLOTS:
         QVERIFY(!process.sendData(text, 200)); // the pipe takes the start of it
 
         QVERIFY(process.isRunning());
-        QVERIFY(toolkitProcess(process)->bytesToWrite() > 0);
-        QVERIFY(toolkitProcess(process)->bytesToWrite() < text.size());
+        QVERIFY(qProcess(process)->bytesToWrite() > 0);
+        QVERIFY(qProcess(process)->bytesToWrite() < text.size());
         process.kill();
         QVERIFY(process.wait(false));
     }
@@ -475,7 +475,7 @@ private Q_SLOTS:
         }
 
         QVERIFY(process.isRunning());
-        QVERIFY(toolkitProcess(process)->bytesToWrite() > 0);
+        QVERIFY(qProcess(process)->bytesToWrite() > 0);
         process.kill();
         QVERIFY(process.wait(false));
     }
@@ -542,7 +542,7 @@ private Q_SLOTS:
         process.setEnvironment({{Data::String(name.constData()), value}}, keepPath);
         qputenv(name, before);
 
-        QCOMPARE(toolkitProcess(process)->processEnvironment().value(name), QString(result));
+        QCOMPARE(qProcess(process)->processEnvironment().value(name), QString(result));
         run(process);
         QCOMPARE(process.output(), result);
     }
@@ -584,7 +584,7 @@ private Q_SLOTS:
             QProcessEnvironment environment;
             for (auto one = variables.begin(); one != variables.end(); ++one)
                 environment.insert(one.key(), one.value());
-            toolkitProcess(process)->setProcessEnvironment(environment);
+            qProcess(process)->setProcessEnvironment(environment);
         };
 
         set({{"b", "1"}, {"B", "%1=%2"}, {"a", ""}, {"_", "\u00e4"}, {"", "nothing"}});

@@ -58,10 +58,10 @@ private Q_SLOTS:
         row("carriage returns go with a line", {"a\r\nb\rc"}, "bc");
         row("carriage returns stay without", {"10\r20\r"}, "10\r20\r");
         row("and go when the line ends", {"10\r20\r", "\n"}, "1020\n");
-        row("they are behind the end", {"a\n\r"}, "a\n");
+        row("they are after the end", {"a\n\r"}, "a\n");
         row("they are all", {"\n\r\r"}, "\n");
-        row("they come behind the end", {"a\n", "\r"}, "a\n");
-        row("they come behind the cut", {"a\nb", "\rc"}, "b\rc");
+        row("they come after the end", {"a\n", "\r"}, "a\n");
+        row("they come after the cut", {"a\nb", "\rc"}, "b\rc");
         // clang-format on
     }
 
@@ -133,11 +133,11 @@ private Q_SLOTS:
 
         QTest::newRow("a wrong byte") << QByteArray("a\xff z") << Data::String("a\ufffd z");
         QTest::newRow("Latin-1") << QByteArray("\xe4 z") << Data::String("\ufffd z");
-        QTest::newRow("a mark in front") << QByteArray("\xef\xbb\xbf z") << Data::String(" z");
+        QTest::newRow("a mark at the start") << QByteArray("\xef\xbb\xbf z") << Data::String(" z");
         QTest::newRow("two marks")
             << QByteArray("\xef\xbb\xbf\xef\xbb\xbf") << Data::String(QString(QChar(0xfeff)));
         QTest::newRow("a mark within") << QByteArray("a\xef\xbb\xbfz") << Data::String("a\ufeffz");
-        QTest::newRow("a mark behind a wrong byte")
+        QTest::newRow("a mark after a wrong byte")
             << QByteArray("\xff\xef\xbb\xbfz") << Data::String("\ufffd\ufeffz");
         QTest::newRow("wrong, then right, then cut")
             << QByteArray("\xff\xc3\xa4\xe6") << Data::String("\ufffd\u00e4\ufffd");

@@ -81,7 +81,7 @@ private Q_SLOTS:
         marked.mark(process);
         QVERIFY(process.start());
         while (process.output().count('.') < 3)
-            QVERIFY(toolkitProcess(process)->waitForReadyRead(60000));
+            QVERIFY(qProcess(process)->waitForReadyRead(60000));
 
         process.kill();
 
@@ -358,7 +358,7 @@ private Q_SLOTS:
         marked.mark(process);
         QVERIFY(process.start());
         while (!process.output().contains("started"))
-            QVERIFY(toolkitProcess(process)->waitForReadyRead(60000));
+            QVERIFY(qProcess(process)->waitForReadyRead(60000));
 
         process.kill();
 

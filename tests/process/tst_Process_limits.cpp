@@ -81,7 +81,7 @@ private Q_SLOTS:
             process.reset();
         }
 
-        QVERIFY(!bystander.isRunning() || !toolkitProcess(bystander)->waitForFinished(200));
+        QVERIFY(!bystander.isRunning() || !qProcess(bystander)->waitForFinished(200));
         QVERIFY(bystander.isRunning());
         QCOMPARE(marked.ids(), QList<pid_t>{static_cast<pid_t>(bystander.getPID())});
         bystander.kill();
@@ -269,7 +269,7 @@ private Q_SLOTS:
             QSKIP("numbers of processes cannot be chosen here");
         QVERIFY(other.sendData("\n", 60000));
         while (!other.output().endsWith('\n'))
-            QVERIFY(toolkitProcess(other)->waitForReadyRead(60000));
+            QVERIFY(qProcess(other)->waitForReadyRead(60000));
         QCOMPARE(other.output().trimmed().toLongLong(), pid);
 
         if (isKilled)

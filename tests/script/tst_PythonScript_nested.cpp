@@ -369,13 +369,13 @@ private Q_SLOTS:
                              "    def __del__(self):\n"
                              "        self.call('gone')\n"
                              "beam = Beam()\n";
-        QTest::newRow("behind a script")
+        QTest::newRow("after a script")
             << QStringList{beam} << QStringList{"good", "gone", "exit 3"};
         QTest::newRow("within a script")
             << QStringList{beam, "code:host.call('exit')"} << QStringList{"good", "exit 4"};
         QTest::newRow("within a file")
             << QStringList{beam, "file:%1"} << QStringList{"good", "exit 4"};
-        QTest::newRow("behind a reset")
+        QTest::newRow("after a reset")
             << QStringList{beam, "reset"} << QStringList{"good", "gone", "exit 3"};
         QTest::newRow("with an object in a list of ours, without an interpreter")
             << QStringList{beam, "push:x", "code:x.append(beam)", "reset"}

@@ -186,8 +186,8 @@ private Q_SLOTS:
         QTest::newRow("not ASCII in a unicode literal")
             << "u'\u00e4'.encode('utf-8')" << QVariant("\u00c3\u00a4");
         QTest::newRow("two statements") << "2; print" << QVariant(2);
-        QTest::newRow("blanks behind it") << "3  " << QVariant(3);
-        QTest::newRow("a comment behind it") << "3 # beams" << QVariant(3);
+        QTest::newRow("blanks after it") << "3  " << QVariant(3);
+        QTest::newRow("a comment after it") << "3 # beams" << QVariant(3);
     }
 
     void givesTheValueOfAnExpression()
@@ -207,8 +207,8 @@ private Q_SLOTS:
 
         QTest::newRow("an assignment") << "x=1";
         QTest::newRow("a comparison") << "1 == 1";
-        QTest::newRow("a newline behind") << "1+1\n";
-        QTest::newRow("a newline in front") << "\n1+1";
+        QTest::newRow("a newline at the end") << "1+1\n";
+        QTest::newRow("a newline at the start") << "\n1+1";
         QTest::newRow("an equal sign in a text") << "'='";
         QTest::newRow("two lines") << "x = 1\nx";
     }
@@ -268,7 +268,7 @@ private Q_SLOTS:
                                   "    sys.modules[name].__dict__.update(members)\n"
                                   "module('first', step='first', last='first')\n"
                                   "module('second', step='second', last='second')\n"
-                                  "sys.modules['KelmData'].step = 'KelmData' + ' behind'\n"
+                                  "sys.modules['KelmData'].step = 'KelmData' + ' after'\n"
                                   "sys.modules['KelmFramework'].step = 'KelmFramework'\n"));
         setImports("from first import *;from second import *");
 
@@ -292,9 +292,9 @@ private Q_SLOTS:
         QTest::newRow("one import") << "from math import *"
                                     << ")"
                                     << "invalid syntax\nline: 5\ncolumn: 8";
-        QTest::newRow("an empty import in front") << ";from math import *"
-                                                  << "1+"
-                                                  << "invalid syntax\nline: 6\ncolumn: 10";
+        QTest::newRow("an empty import at the start") << ";from math import *"
+                                                      << "1+"
+                                                      << "invalid syntax\nline: 6\ncolumn: 10";
         QTest::newRow("empty imports only") << ";"
                                             << "1+"
                                             << "invalid syntax\nline: 6\ncolumn: 10";
@@ -557,8 +557,8 @@ private Q_SLOTS:
                                                  << "import a\n\n";
         QTest::newRow("an empty one in between") << "import a;;import b"
                                                  << "import a\n\nimport b\n";
-        QTest::newRow("an empty one in front") << ";import a"
-                                               << "\nimport a\n";
+        QTest::newRow("an empty one at the start") << ";import a"
+                                                   << "\nimport a\n";
         QTest::newRow("nothing") << ""
                                  << "";
         QTest::newRow("a separator only") << ";"

@@ -439,9 +439,9 @@ private Q_SLOTS:
         QVERIFY(d->engine.runCode("x = 1"));
 
         for (int number : signalNumbers) {
-            struct sigaction behind = {};
-            QCOMPARE(sigaction(number, nullptr, &behind), 0);
-            QVERIFY(behind.sa_handler == SIG_DFL);
+            struct sigaction after = {};
+            QCOMPARE(sigaction(number, nullptr, &after), 0);
+            QVERIFY(after.sa_handler == SIG_DFL);
         }
     }
 

@@ -235,7 +235,7 @@ private Q_SLOTS:
         QTest::newRow("exit()")              << "exit()"                     << "";
         QTest::newRow("of no variant")       << "object()"                   << "";
         QTest::newRow("recursion")           << "(lambda f: f(f))(lambda f: f(f))" << "maximum recursion depth exceeded";
-        QTest::newRow("a rest behind it")    << "1; unknown"                 << "name 'unknown' is not defined";
+        QTest::newRow("a rest after it")     << "1; unknown"                 << "name 'unknown' is not defined";
         // clang-format on
     }
 

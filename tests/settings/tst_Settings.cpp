@@ -16,7 +16,7 @@ using Utils::Settings;
 
 static const SettingsHome home;
 
-/// What a program of its own prints, with the error behind when it fails.
+/// What a program of its own prints, followed by the error when it fails.
 static QString outputOf(const QStringList &arguments)
 {
     QProcess process;
@@ -409,7 +409,7 @@ private Q_SLOTS:
             Settings settings("g");
             settings.setInt("i", 5).setString("s", "Größe 日本, a;b").setBool("b", true);
             settings.setColor("c", QColor(1, 2, 3)).setValue("d", 1.5);
-        } // written behind this line
+        } // written here
 
         const QString list = outputOf({"list"});
         QVERIFY2(list.contains("g/b=true "), qPrintable(list));

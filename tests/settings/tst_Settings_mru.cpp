@@ -15,14 +15,14 @@ using Utils::Settings;
 
 static const SettingsHome home;
 
-// How often the disk is asked for each path: these stand in front of the calls that Qt makes.
+// How often the disk is asked for each path. These functions replace the calls that Qt makes.
 
-static QHash<QByteArray, int> lookUps;
+static QHash<QByteArray, int> queries;
 
-static void countLookUp(const char *path)
+static void countQuery(const char *path)
 {
     if (QByteArray(path).contains("/counted/"))
-        ++lookUps[path];
+        ++queries[path];
 }
 
 template <typename Function>
@@ -34,14 +34,14 @@ static Function next(Function, const char *name)
 extern "C" __attribute__((visibility("default"))) int statx(int folder, const char *path, int flags,
                                                             unsigned mask, struct statx *result)
 {
-    countLookUp(path);
+    countQuery(path);
     return next(&statx, "statx")(folder, path, flags, mask, result);
 }
 
 extern "C" __attribute__((visibility("default"))) int stat64(const char *path,
                                                              struct stat64 *result)
 {
-    countLookUp(path);
+    countQuery(path);
     return next(static_cast<int (*)(const char *, struct stat64 *)>(&stat64), "stat64")(path,
                                                                                         result);
 }
@@ -49,13 +49,13 @@ extern "C" __attribute__((visibility("default"))) int stat64(const char *path,
 extern "C" __attribute__((visibility("default"))) int lstat64(const char *path,
                                                               struct stat64 *result)
 {
-    countLookUp(path);
+    countQuery(path);
     return next(&lstat64, "lstat64")(path, result);
 }
 
 extern "C" __attribute__((visibility("default"))) int access(const char *path, int mode) noexcept
 {
-    countLookUp(path);
+    countQuery(path);
     return next(&access, "access")(path, mode);
 }
 
@@ -111,7 +111,7 @@ private Q_SLOTS:
     {
         home.fill("");
         m_recorder.calls.clear();
-        lookUps.clear();
+        queries.clear();
     }
 
     void addsAPath_data()
@@ -137,7 +137,7 @@ private Q_SLOTS:
         row("empty",            "aa=A",                "",             "aa= ab=A");
         row("no path",          "aa=A",                "?*",           "aa=?* ab=A");
         row("over a gap",       "aa=A ac=C",           "D",            "aa=D ab=A ac=C");
-        row("from behind a gap", "aa=A ac=C",          "C",            "aa=C ab=A ac=C");
+        row("from after a gap", "aa=A ac=C",          "C",            "aa=C ab=A ac=C");
         row("beside others",    "AA=X aa=A zzz=Z",     "B",            "AA=X aa=B ab=X ac=A ad=Z zzz=Z");
         // clang-format on
     }
@@ -413,19 +413,19 @@ private Q_SLOTS:
             settings.setValue("MRU/list/" + names[i], path);
             paths.insert(path.toUtf8());
         }
-        lookUps.clear();
+        queries.clear();
 
         const QStringList found = Settings().getMRU("list", true, -1, "txt");
 
         QCOMPARE(found.size(), 541);
-        const QList<QByteArray> asked = lookUps.keys();
+        const QList<QByteArray> asked = queries.keys();
         QCOMPARE(QSet<QByteArray>(asked.begin(), asked.end()), paths);
         for (const QByteArray &path : asked)
-            QVERIFY2(lookUps[path] == 1, path.constData());
+            QVERIFY2(queries[path] == 1, path.constData());
 
-        lookUps.clear();
+        queries.clear();
         QCOMPARE(Settings().getMRU("list", true, -1, "csv"), found);
-        QVERIFY(lookUps.isEmpty());
+        QVERIFY(queries.isEmpty());
     }
 
     void asksNoMoreThanItGives()
@@ -433,12 +433,12 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         fillList("list", "aa=" + makeFile(folder.filePath("counted/a")) +
                              " ab=" + makeFile(folder.filePath("counted/b")));
-        lookUps.clear();
+        queries.clear();
 
         QCOMPARE(Settings().getMRU("list", true, 1).size(), 1);
-        QCOMPARE(lookUps.size(), 1);
+        QCOMPARE(queries.size(), 1);
         QCOMPARE(Settings().getMRU("list", false).size(), 2);
-        QCOMPARE(lookUps.size(), 1);
+        QCOMPARE(queries.size(), 1);
     }
 
     void knowsTheFolderOfItsFirstPath()

@@ -79,7 +79,7 @@ private Q_SLOTS:
         QTest::newRow("six characters with IDS")   << Data::String("engIDS")  << Data::String("engIDS");
         QTest::newRow("four characters with IDS")  << Data::String("eIDS")    << Data::String("eIDS");
         QTest::newRow("IDS in lower case")         << Data::String("enids")   << Data::String("enids");
-        QTest::newRow("IDS in front")              << Data::String("IDSen")   << Data::String("IDSen");
+        QTest::newRow("IDS at the start")          << Data::String("IDSen")   << Data::String("IDSen");
         QTest::newRow("with a country")            << Data::String("de_DE")   << Data::String("de");
         QTest::newRow("with two of them")          << Data::String("a_b_c")   << Data::String("a");
         QTest::newRow("with an encoding")          << Data::String("de.utf8") << Data::String("de.utf8");
@@ -157,7 +157,7 @@ private Q_SLOTS:
         QVERIFY(catalogue->translator != first.data());
     }
 
-    void answersTheToolkitOnceItIsSetUp()
+    void answersQtOnceItIsSetUp()
     {
         putText(".Kelm.Widgets", ".ctx.undo", "Zurück");
         QCOMPARE(QCoreApplication::translate("QLineEdit", "&Undo"), QString("&Undo"));
@@ -204,7 +204,7 @@ private Q_SLOTS:
         row("an id that goes on",             ".A.B.C.D.E",             ".C.D.E");
         row("a table's name alone",           ".A",                     ".A");
         row("two names of a table",           ".Kelm.Utils",            ".Kelm.Utils");
-        row("a table behind other dots",      "..A.only",               "..A.only");
+        row("a table after other dots",       "..A.only",               "..A.only");
         row("a dot at the end",               ".A.B.",                  ".");
         row("an empty component",             ".A..id",                 "..id");
         row("dots only",                      "....",                   "....");
@@ -212,7 +212,7 @@ private Q_SLOTS:
         row("one component",                  ".x",                     ".x");
         row("a text is text",                 "plain text",             "plain text");
         row("a text that ends in a key",      "A.B.id",                 "A.B.id");
-        row("a blank in front",               " .A.B.id",               " .A.B.id");
+        row("a blank at the start",           " .A.B.id",               " .A.B.id");
         row("nothing",                        "",                       "");
         row("a text that is empty",           ".Kelm.Utils.empty",      "");
         row("a text that is a key",           ".Kelm.Utils.key",        ".A.B.id");
@@ -444,10 +444,10 @@ private Q_SLOTS:
         row("blanks stay",               "[a= 1 ][ b=2]", "a",   " 1 ");
         row("blanks before a name",      "[a=1][ b=2]",   "b",   "default");
         row("no brackets",               "a=1",           "a",   "1");
-        row("no bracket in front",       "a=1][b=2]",     "a",   "1");
-        row("no bracket behind",         "[a=1][b=2",     "b",   "2");
-        row("two brackets in front",     "[[a=1]",        "[a",  "1");
-        row("two brackets behind",       "[a=1]]",        "a",   "1]");
+        row("no bracket at the start",   "a=1][b=2]",     "a",   "1");
+        row("no bracket at the end",     "[a=1][b=2",     "b",   "2");
+        row("two brackets at the start", "[[a=1]",        "[a",  "1");
+        row("two brackets at the end",   "[a=1]]",        "a",   "1]");
         row("a bracket in it",           "[a=x]y][b=2]",  "a",   "x]y");
         row("an empty part",             "[a=1][][b=2]",  "b",   "2");
         row("an empty name",             "[a=1][=2]",     "",    "2");

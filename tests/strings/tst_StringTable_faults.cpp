@@ -47,7 +47,7 @@ private Q_SLOTS:
         const QString path = makeFile(m_root.filePath("locale/Kept_en.xml"), tableOf(1, "before"));
         StringTable::initialize("en", "", "");
         QVERIFY(StringTable::load("Kept"));
-        makeFile(path, tableOf(2000, "behind"));
+        makeFile(path, tableOf(2000, "after"));
         const int filesBefore = openFiles();
         ReadFault bad(path, offset);
 
@@ -61,7 +61,7 @@ private Q_SLOTS:
 
         bad.repair();
         QVERIFY(StringTable::load("Kept"));
-        QCOMPARE(StringTable::lookup(".Kept.1999"), Data::String("text 1999 behind"));
+        QCOMPARE(StringTable::lookup(".Kept.1999"), Data::String("text 1999 after"));
     }
 
     void standsInForALanguageWhoseFileBreaksOff()

@@ -242,8 +242,8 @@ private Q_SLOTS:
         row("a backslash at the end",        R"(a\)",                        "a\\");
         row("the word for a backslash",      R"(a*SLASH*b)",                 "a\\b");
         row("a path",                        R"(C:\\temp\\new)",             "C:\\temp\\\new");
-        row("a blank in front",              R"(  a )",                      " a");
-        row("a blank behind",                R"(a  )",                       "a  ");
+        row("a blank at the start",          R"(  a )",                      " a");
+        row("a blank at the end",            R"(a  )",                       "a  ");
         row("indented",                      "\n      one\n      two\n    ", "one two");
         row("lines that are not indented",   "one\ntwo",                     "one\ntwo");
         row("CDATA",                         R"(x<![CDATA[ & ]]>y)",         "x & y");

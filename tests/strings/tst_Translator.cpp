@@ -16,7 +16,7 @@ static const struct
     const char *context;
     const char *source;
     const char *id;
-} toolkitTexts[] = {
+} qtTexts[] = {
     // clang-format off
     {"QLineEdit",    "&Undo",                 ".ctx.undo"},
     {"QTextControl", "&Undo",                 ".ctx.undo"},
@@ -57,7 +57,7 @@ static const struct
 static void fillCatalogue()
 {
     auto &tables = catalogue->tables;
-    for (const auto &text : toolkitTexts)
+    for (const auto &text : qtTexts)
         tables[".Kelm.Widgets"].strings[text.id] = Data::String("text of ") + text.id;
     tables[".Kelm.Widgets"].strings[".x"] = "widget x";
     tables[".Kelm.Widgets"].strings["plain"] = "widget plain";
@@ -81,17 +81,17 @@ class tst_Translator : public QObject
 private Q_SLOTS:
     void cleanup() { resetCatalogue(); }
 
-    void knowsTheTextsOfTheToolkit_data()
+    void knowsTheTextsOfQt_data()
     {
         QTest::addColumn<QByteArray>("context");
         QTest::addColumn<QByteArray>("source");
         QTest::addColumn<Data::String>("id");
-        for (const auto &text : toolkitTexts)
+        for (const auto &text : qtTexts)
             QTest::addRow("%s %s", text.context, text.source)
                 << QByteArray(text.context) << QByteArray(text.source) << Data::String(text.id);
     }
 
-    void knowsTheTextsOfTheToolkit()
+    void knowsTheTextsOfQt()
     {
         QFETCH(QByteArray, context);
         QFETCH(QByteArray, source);
@@ -110,7 +110,7 @@ private Q_SLOTS:
         QCOMPARE(translator.translate(context, source), QString(id));
     }
 
-    void knowsNoOtherTextsOfTheToolkit()
+    void knowsNoOtherTextsOfQt()
     {
         StringTable::initialize("en", "", "");
         fillCatalogue();
@@ -125,7 +125,7 @@ private Q_SLOTS:
         for (const char *context : contexts) {
             for (const char *source : others)
                 QVERIFY2(translator.translate(context, source).isNull(), source);
-            for (const auto &text : toolkitTexts)
+            for (const auto &text : qtTexts)
                 answered += translator.translate(context, text.source).isNull() ? 0 : 1;
         }
         QCOMPARE(answered,
@@ -146,7 +146,7 @@ private Q_SLOTS:
                                 << QByteArray(disambiguation) << answer;
         };
         // clang-format off
-        row("a class of the toolkit",            "QFileDialog",     ".x",               nullptr,  none);
+        row("a class of Qt",                     "QFileDialog",     ".x",               nullptr,  none);
         row("the same, marked",                  "QFileDialog",     ".x",               "_Qok",   "widget x");
         row("the same, marked otherwise",        "QFileDialog",     ".x",               "_qok",   none);
         row("the same, with more than the mark", "QFileDialog",     ".x",               "_Qok ",  none);
@@ -169,11 +169,11 @@ private Q_SLOTS:
         row("a panel, text that is an id",       "Widgets::Panel",  "plain",            nullptr,  "widget plain");
         row("a panel, any other text",           "Widgets::Panel",  "hello",            nullptr,  "hello");
         row("a panel, text with a dot",          "Widgets::Panel",  "a.b",              nullptr,  "a.b");
-        row("a panel, text of the toolkit",      "Widgets::Panel",  "&Undo",            nullptr,  "&Undo");
+        row("a panel, text of Qt",               "Widgets::Panel",  "&Undo",            nullptr,  "&Undo");
         row("nearly a panel",                    "Widgets:Panel",   ".x",               nullptr,  none);
         row("nearly a panel, text",              "Widgets:Panel",   "plain",            nullptr,  none);
         row("a panel in lower case",             "widgets::Panel",  ".x",               nullptr,  none);
-        row("behind a panel",                    "A Widgets::Pane", ".x",               nullptr,  none);
+        row("after a panel",                     "A Widgets::Pane", ".x",               nullptr,  none);
         row("a form",                            "Form",            ".title",           nullptr,  "form title");
         row("a form, marked",                    "Form",            ".title",           "_Qok",   "form title");
         row("a form, unknown id",                "Form",            ".no",              nullptr,  ".no");
@@ -278,7 +278,7 @@ private Q_SLOTS:
         QVERIFY(!translator);
     }
 
-    void letsTheToolkitKeepItsText()
+    void letsQtKeepItsText()
     {
         StringTable::initialize("en", "", "");
         fillCatalogue();

@@ -345,7 +345,7 @@ private Q_SLOTS:
         QTest::newRow("negative")        << "-12"        << -12  << -12.0;
         QTest::newRow("plus")            << "+5"         << 5    << 5.0;
         QTest::newRow("blanks around")   << " 12 "       << 12   << 12.0;
-        QTest::newRow("letters behind")  << "12abc"      << 0    << 0.0;
+        QTest::newRow("letters after")   << "12abc"      << 0    << 0.0;
         QTest::newRow("fraction")        << "1.5"        << 0    << 1.5;
         QTest::newRow("exponent")        << "1e3"        << 0    << 1000.0;
         QTest::newRow("comma")           << "1,5"        << 0    << 0.0;
@@ -644,7 +644,7 @@ private Q_SLOTS:
         row("zero",                       {"k:0", "a: b"},             0,  {"k", "", "a", "b"});
         row("a malformed count",          {"k:x", "a: b"},             0,  {"k", "", "a", "b"});
         row("a count and more",           {"k:2x", "a: b"},            0,  {"k", "", "a", "b"});
-        row("a count behind a tab",       {"k:\t1", "a"},              0,  {"k", "a"});
+        row("a count after a tab",        {"k:\t1", "a"},              0,  {"k", "a"});
         row("a count before a blank",     {"k:1 ", "a"},               0,  {"k", "a"});
         row("a blank is no count",        {"k: 1", "a"},               0,  {"k", "1"});
         row("tag lines are nothing",      {"*t", "k: v"},              0,  {"k", "v"});

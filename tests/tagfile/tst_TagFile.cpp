@@ -367,10 +367,10 @@ private Q_SLOTS:
         row("by value",                          "a", "k", "2", 0,       2);
         row("the next one",                      "a", "k", "2", 3,       4);
         row("from the place itself",             "a", "k", "2", 4,       4);
-        row("none behind",                       "a", "k", "2", 5,       -1);
-        row("far behind",                        "a", "k", "2", INT_MAX, -1);
-        row("from in front of all",              "a", "k", "2", -1,      2);
-        row("from far in front",                 "a", "k", "2", INT_MIN, 2);
+        row("none after it",                     "a", "k", "2", 5,       -1);
+        row("far after",                         "a", "k", "2", INT_MAX, -1);
+        row("from before all",                   "a", "k", "2", -1,      2);
+        row("from far before",                   "a", "k", "2", INT_MIN, 2);
         row("of another name",                   "b", "k", "1", 0,       1);
         row("no such value",                     "a", "k", "3", 0,       -1);
         row("no such key",                       "a", "m", "3", 0,       -1);

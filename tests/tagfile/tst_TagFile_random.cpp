@@ -192,9 +192,9 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("filler");
 
         // clang-format off
-        QTest::newRow("behind one line") << 5000000u << QByteArray("x");
-        QTest::newRow("behind many lines") << 6000000u << "*t\nkey: " + QByteArray(300, 'v') + "\n";
-        QTest::newRow("behind text beyond ASCII") << 7000000u << "k: " + QByteArray("\xc3\xa4").repeated(100) + "\n";
+        QTest::newRow("after one line") << 5000000u << QByteArray("x");
+        QTest::newRow("after many lines") << 6000000u << "*t\nkey: " + QByteArray(300, 'v') + "\n";
+        QTest::newRow("after text beyond ASCII") << 7000000u << "k: " + QByteArray("\xc3\xa4").repeated(100) + "\n";
         // clang-format on
     }
 
@@ -360,20 +360,20 @@ private Q_SLOTS:
             QTest::newRow(name) << end << ascii;
             QTest::newRow(qPrintable(QString(name) + ", beyond ASCII")) << end << beyond;
         };
-        row("a cut sequence behind the block", "\n\xe4\xb8");
+        row("a cut sequence after the block", "\n\xe4\xb8");
         row("a cut sequence across", "\xe4\xb8");
         row("a whole sequence across", "\xc3\xa4\n*b\nx: 1");
         row("a broken sequence across", "\xe4\x41\xb8\n*b\nx: 1");
         row("CR LF across", "\r\n*b\nx: 1");
         row("CR across", "\rx\n*b\nx: 1");
         row("CR at the end", "\r");
-        row("CR at the end behind", "x\r");
-        row("a mark behind", "x\xef\xbb\xbfk: 1\n");
+        row("CR at the end", "x\r");
+        row("a mark later", "x\xef\xbb\xbfk: 1\n");
         row("a mark across", "\xef\xbb\xbfk: 1\n");
         row("a mark at the start of a line", "\n\xef\xbb\xbfk: 1\n");
         row("an escape across", "\\:k: 1\n");
-        row("a tag behind", "\n*b\n");
-        row("a tag behind, with a cut sequence", "\n*b\n\xe4");
+        row("a tag after it", "\n*b\n");
+        row("a tag after it, with a cut sequence", "\n*b\n\xe4");
     }
 
     void cutsLongLinesAsAStreamDoes()

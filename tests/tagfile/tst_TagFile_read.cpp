@@ -86,7 +86,7 @@ private Q_SLOTS:
         row("nothing",                         "",                                {});
         row("empty lines",                     "\n\n\r\n",                        {});
         row("comments only",                   "$ a\n$\n$b\n",                    {});
-        row("properties in front",             "x: 1\nk:2\n*a\n*b\nz: 1\n",       {"3 a: ", "4 b: z=1"});
+        row("properties at the start",         "x: 1\nk:2\n*a\n*b\nz: 1\n",       {"3 a: ", "4 b: z=1"});
         row("one tag",                         "*a\nx: 1\n",                      {"1 a: x=1"});
         row("no line feed at the end",         "*a\nx: 1",                        {"1 a: x=1"});
         row("CR LF",                           "*a\r\nx: 1\r\ny: 2\r\n",          {"1 a: x=1|y=2"});
@@ -103,7 +103,7 @@ private Q_SLOTS:
         row("a tag without a name",            "*\nx: 1\n",                       {"1 : x=1"});
         row("names keep colons and escapes",   "*a\\:b:c *COLON*\nx: 1\n",        {"1 a\\:b:c *COLON*: x=1"});
         row("a second star",                   "**a\nx: 1\n",                     {"1 *a: x=1"});
-        row("a blank in front is no tag",      "*a\n *b: 1\n $c: 2\n",            {"1 a:  *b=1| $c=2"});
+        row("a blank at the start is no tag",  "*a\n *b: 1\n $c: 2\n",            {"1 a:  *b=1| $c=2"});
         row("only the first line's kind",      "x\n$\n*a\nx: 1\n",                {"3 a: x=1"});
         // clang-format on
     }
@@ -128,7 +128,7 @@ private Q_SLOTS:
         row("one line",                    "k: v",             "k=v");
         row("nothing is trimmed",          " k :  v ",         " k = v ");
         row("one blank only",              "k:  v",            "k= v");
-        row("nothing behind the blank",    "k: ",              "k=");
+        row("nothing after the blank",     "k: ",              "k=");
         row("colons in the value",         "a: b: c",          "a=b: c");
         row("no colon",                    "key",              "");
         row("a colon alone",               "k:",               "k=");
@@ -137,7 +137,7 @@ private Q_SLOTS:
         row("no number",                   "k:abc",            "k=");
         row("a number and more",           "k:1x\na",          "k=");
         row("a tab is no blank",           "k:\tv",            "k=");
-        row("a number behind a tab",       "k:\t1\na",         "k=a");
+        row("a number after a tab",        "k:\t1\na",         "k=a");
         row("a number before a blank",     "k:1 \na",          "k=a");
         row("a number with a plus",        "k:+1\na",          "k=a");
         row("a blank makes it a value",    "k: 1\nl: a",       "k=1|l=a");
@@ -152,7 +152,7 @@ private Q_SLOTS:
         row("a marker in the making",      "a: *COLON\\:*",    "a=:COLON**");
         row("escape in a count",           "a:1\\:\nb: c",     "a=|b=c");
         row("escape at the start",         "\\:x: 1",          ":x=1");
-        row("escape behind a star",        "*\\:x: 1",         "");
+        row("escape after a star",         "*\\:x: 1",         "");
         row("yes and no stay",             "a: yes\nb: no",    "a=yes|b=no");
         row("NONE stays",                  "a: NONE",          "a=NONE");
         row("the same key again",          "a: 1\na: 2",       "a=1|a=2");
@@ -184,7 +184,7 @@ private Q_SLOTS:
         row("tags and comments",     "k:4\n*b\n$ c\nx: y\n\\:", "k=*b/$ c/x: y/\\:");
         row("the marker",            "k:1\n*COLON*",            "k=*COLON*");
         row("empty lines at first",  "k:4\n\n\na\nb",           "k=a/b");
-        row("empty lines behind",    "k:4\na\n\nb\n\n",           "k=a//b/");
+        row("empty lines after",     "k:4\na\n\nb\n\n",           "k=a//b/");
         row("empty lines alone",     "k:2\n\n\nl: v",           "k=|l=v");
         row("CR LF",                 "k:2\r\na\r\nb\r\nl: v",   "k=a/b|l=v");
         row("CR alone is a line",    "k:2\n\r\r\nb",            "k=\r/b");
@@ -216,10 +216,10 @@ private Q_SLOTS:
         };
         const int min = std::numeric_limits<int>::min();
         // clang-format off
-        row("in front of the first",    "\n$\nx: 1\n*a\n$",                       {4});
-        row("behind a block",           "*a\nk:2\n1\n2\n*b\nx: 1",                {1, 5});
-        row("behind empty tags",        "*a\n*b\n*c\n\n*d\nx: 1",                 {1, 2, 3, 5});
-        row("behind blocks and others", "*a\nk:2\n1\n*\n\n$ c\nl:1\nx\n*b\n*c\nx: 1", {1, 9, 10});
+        row("before the first",         "\n$\nx: 1\n*a\n$",                       {4});
+        row("after a block",            "*a\nk:2\n1\n2\n*b\nx: 1",                {1, 5});
+        row("after empty tags",         "*a\n*b\n*c\n\n*d\nx: 1",                 {1, 2, 3, 5});
+        row("after blocks and others",  "*a\nk:2\n1\n*\n\n$ c\nl:1\nx\n*b\n*c\nx: 1", {1, 9, 10});
         row("a dropped property",       "*a\nx\ny: 1\n*b\nx: 1",                  {1, 4});
         row("a negative count",         "*a\nk:-3\n*b\nx: 1",                     {1, 0});
         row("the least count",          "*a\nk:-2147483648\n*b\nx: 1",            {1, min + 3});
@@ -256,8 +256,8 @@ private Q_SLOTS:
         row("without",                     "*a\nx: 1\n*b",          {"1 a: x=1"});
         row("with CR LF",                  "*a\r\nx: 1\r\n*b\r\n",  {"1 a: x=1"});
         row("with CR",                     "*a\nx: 1\n*b\r",        {"1 a: x=1"});
-        row("behind an empty tag",         "*a\n*b\n",              {"1 a: "});
-        row("behind two",                  "*a\n*b\n*c",            {"1 a: ", "2 b: "});
+        row("after an empty tag",          "*a\n*b\n",              {"1 a: "});
+        row("after two",                   "*a\n*b\n*c",            {"1 a: ", "2 b: "});
         row("not with an empty line",      "*a\nx: 1\n*b\n\n",      {"1 a: x=1", "3 b: "});
         row("not with an empty CR LF",     "*a\nx: 1\n*b\n\r\n",    {"1 a: x=1", "3 b: "});
         row("nor with a CR",               "*a\nx: 1\n*b\n\r",      {"1 a: x=1", "3 b: "});
@@ -265,7 +265,7 @@ private Q_SLOTS:
         row("not with a line of anything", "*a\nx: 1\n*b\nx",       {"1 a: x=1", "3 b: "});
         row("not when it is alone",        "*a",                    {"1 a: "});
         row("nor with a line feed",        "*a\n",                  {"1 a: "});
-        row("nor behind comments",         "$ c\n\nx: 1\n*a\n",     {"4 a: "});
+        row("nor after comments",          "$ c\n\nx: 1\n*a\n",     {"4 a: "});
         // clang-format on
     }
 
@@ -479,7 +479,7 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("tags");
 
         QTest::newRow("nothing") << QByteArray() << QStringList();
-        QTest::newRow("in front of all tags") << QByteArray("x") << QStringList();
+        QTest::newRow("before all tags") << QByteArray("x") << QStringList();
         QTest::newRow("in a tag") << QByteArray("*a\nk: v\n") << QStringList("1 a: k=v");
         QTest::newRow("in a line") << QByteArray("*a\nk: v") << QStringList("1 a: k=v");
         QTest::newRow("in a block, with the line that is not there")

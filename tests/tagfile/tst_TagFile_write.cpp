@@ -290,10 +290,10 @@ private Q_SLOTS:
         QTest::newRow("one")                          << "A"      << "*A";
         QTest::newRow("two")                          << "AB"     << "*A .*B";
         QTest::newRow("one without")                  << "a"      << "*a";
-        QTest::newRow("with behind without")          << "aB"     << "*a .*B";
+        QTest::newRow("with after without")           << "aB"     << "*a .*B";
         QTest::newRow("a run without at the start")   << "abC"    << "*a *b .*C";
-        QTest::newRow("a run without behind one with") << "AbcdE" << "*A .*b *c *d .*E";
-        QTest::newRow("without behind two with")      << "ABcD"   << "*A .*B .*c .*D";
+        QTest::newRow("a run without after one with") << "AbcdE" << "*A .*b *c *d .*E";
+        QTest::newRow("without after two with")       << "ABcD"   << "*A .*B .*c .*D";
         QTest::newRow("comments")                     << "A$$B"   << "*A .$ c $ c .*B";
         QTest::newRow("a comment at the start")       << "$A"     << "$ c .*A";
         QTest::newRow("no name, none")                << "A-b"    << "*A *b";

@@ -94,7 +94,7 @@ private Q_SLOTS:
         QTest::newRow("none") << 0u;
         QTest::newRow("one") << 1u;
         QTest::newRow("a day in 2020") << 1583298367u;
-        QTest::newRow("behind 2038") << 3000000000u;
+        QTest::newRow("after 2038") << 3000000000u;
         QTest::newRow("the last") << 4294967294u;
     }
 
@@ -123,7 +123,7 @@ private Q_SLOTS:
         QTest::newRow("before 1970") << -1.0 << false << noTime_t;
         QTest::newRow("a fraction before 1970") << -0.5 << false << 0u;
         QTest::newRow("the last time_t") << 4294967294.5 << true << 4294967294u;
-        QTest::newRow("behind time_t") << 4294967296.0 << true << noTime_t;
+        QTest::newRow("after time_t") << 4294967296.0 << true << noTime_t;
         QTest::newRow("no value") << 1e300 << true << noTime_t;
         QTest::newRow("largest") << largest << true << noTime_t;
         QTest::newRow("most negative") << -largest << false << noTime_t;
@@ -191,20 +191,20 @@ private Q_SLOTS:
         // clang-format off
         row("default format",         "04 Mar 2020 05:06:07",            "",           "2020-03-04 04:06:07.000");
         row("month in any case",      "04 mAR 2020 05:06:07",            "",           "2020-03-04 04:06:07.000");
-        row("default, text behind",   "04 Mar 2020 05:06:07 and more",   "",           "2020-03-04 04:06:07.000");
+        row("default, text after",    "04 Mar 2020 05:06:07 and more",   "",           "2020-03-04 04:06:07.000");
         row("default, cut short",     "04 Mar 2020 05:06",               "",           "");
         row("nonsense",               "nonsense",                        "",           "");
         row("nothing",                "",                                "",           "");
         row("nothing, ISO",           "",                                iso,          "");
         row("ISO",                    "2020-03-04T05:06:07",             iso,          "2020-03-04 04:06:07.000");
-        row("ISO, text behind",       "2020-03-04T05:06:07 trailing",    iso,          "2020-03-04 04:06:07.000");
+        row("ISO, text after",        "2020-03-04T05:06:07 trailing",    iso,          "2020-03-04 04:06:07.000");
         row("ISO, more digits",       "2020-03-04T05:06:078",            iso,          "2020-03-04 04:06:07.000");
         row("ISO, text before",       " 2020-03-04T05:06:07",            iso,          "");
         row("ISO, a day too many",    "2020-02-30T05:06:07",             iso,          "");
         row("ISO, hour 24",           "2020-02-20T24:00:00",             iso,          "");
         row("ISO in summer",          "2020-07-04T05:06:07",             iso,          "2020-07-04 03:06:07.000");
         row("ISO with ms",            "2020-03-04T05:06:07.089",         isoMs,        "2020-03-04 04:06:07.089");
-        row("ISO with ms, behind",    "2020-03-04T05:06:07.089Z",        isoMs,        "2020-03-04 04:06:07.089");
+        row("ISO with ms, Z",         "2020-03-04T05:06:07.089Z",        isoMs,        "2020-03-04 04:06:07.089");
         row("ISO with ms, no ms",     "2020-03-04T05:06:07",             isoMs,        "");
         row("for people",             "Mar 4, 2020 @ 5:06",              ui,           "2020-03-04 04:06:00.000");
         row("for people, longer day",      "Mar 14, 2020 @ 5:06",             ui,           "");
@@ -213,7 +213,7 @@ private Q_SLOTS:
         row("a digit is not lost",    "2.03.2020",                       "d.MM.yyyy",  "2020-03-01 23:00:00.000");
         row("a year is cut",          "2020-03",                         "yyyy",       "2019-12-31 23:00:00.000");
         row("1970",                   "01 Jan 1970 01:00:00",            "",           "");
-        row("behind 1970",            "01 Jan 1970 01:00:01",            "",           "1970-01-01 00:00:01.000");
+        row("after 1970",             "01 Jan 1970 01:00:01",            "",           "1970-01-01 00:00:01.000");
         row("end of summer time",     "2020-10-25T03:00:00",             iso,          "2020-10-25 02:00:00.000");
         // clang-format on
     }
@@ -634,11 +634,11 @@ private Q_SLOTS:
         row("fraction below 5 s",      4.75,                1,  0, "4.750 seconds");
         row("no fraction from 5 s",    5.25,                1,  0, "5 seconds");
         row("but when precise",        5.25,               -1,  0, "5.250 seconds");
-        row("no fraction behind 1 min", 61.5,               1,  0, "1 minute 1 second");
+        row("no fraction after 1 min", 61.5,               1,  0, "1 minute 1 second");
         row("but when precise, too",   61.5,               -1,  0, "1 minute 1.500 second");
-        row("no fraction behind 1 h",  hour + 1.5,          1,  0, "1 hour 1 second");
-        row("no fraction behind 1 d",  day + 1.5,           1,  0, "1 day 1 second");
-        row("precise behind 1 d",      day + 0.5,          -1,  0, "1 day 0.500 second");
+        row("no fraction after 1 h",   hour + 1.5,          1,  0, "1 hour 1 second");
+        row("no fraction after 1 d",   day + 1.5,           1,  0, "1 day 1 second");
+        row("precise after 1 d",       day + 0.5,          -1,  0, "1 day 0.500 second");
         row("any negative precision",  day + 0.5,          -7,  0, "1 day 0.500 second");
         row("any positive precision",  4.75,                9,  0, "4.750 seconds");
         row("fraction alone, plural",  0.75,                1,  0, "0.750 second");

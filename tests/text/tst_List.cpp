@@ -796,7 +796,7 @@ private Q_SLOTS:
         row("the separator alone", {",", "c"})   << "," << quoted("',',c");
         row("quotes", {quoted("say 'a'"), "c"})       << "," << quoted("say ''a'',c");
         row("quotes and a separator", {quoted("'a',")}) << "," << quoted("'''a'','");
-        row("a quote in front", {quoted("'ab"), "c"}) << "," << quoted("''ab,c");
+        row("a quote at the start", {quoted("'ab"), "c"}) << "," << quoted("''ab,c");
         row("a long separator", {"a", "b::c", "d:"}) << "::" << quoted("a::'b::c'::d:");
         row("two quotes as separator", {quoted("a'b"), "c"}) << quoted("''") << quoted("'a''b'''c");
         row("no separator", {"a", "", quoted("b'")})  << "" << quoted("'a''''b'''");
@@ -848,7 +848,7 @@ private Q_SLOTS:
         row("an end without a beginning", quoted("a,b',c"), {"a", quoted("b'"), "c"});
         row("a beginning takes in what follows", quoted("''ab,c,d"), {quoted("'ab,c,d")});
         row("a beginning takes in up to an end", quoted("''ab,c',d"), {quoted("'ab,c"), "d"});
-        row("a quote behind a separator", quoted("'a,''b',c"), {quoted("a,'b',c")});
+        row("a quote after a separator", quoted("'a,''b',c"), {quoted("a,'b',c")});
         row("a quote before a separator", quoted("'a'',b',c"), {quoted("'a'"), quoted("b'"), "c"});
         // clang-format on
     }

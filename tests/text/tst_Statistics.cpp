@@ -85,7 +85,7 @@ private Q_SLOTS:
         QTest::newRow("a negative index first") << Indices{-1, 1} << Numbers{2};
         QTest::newRow("only negative indices") << Indices{-1, -1} << Numbers{};
         QTest::newRow("the last row") << Indices{3} << Numbers{4};
-        QTest::newRow("behind the last row") << Indices{4, 3} << Numbers{4};
+        QTest::newRow("after the last row") << Indices{4, 3} << Numbers{4};
         QTest::newRow("far outside") << Indices{INT_MAX, 0, INT_MIN} << Numbers{1};
     }
 
@@ -609,7 +609,7 @@ private Q_SLOTS:
         row("descending, then ascending", 3, {4, 2, 6}, {0, 10, 50}, 20);
         row("the first of two steps", 3, {2, 4, 2, 4}, {0, 2, 100, 200}, 1);
         row("on two equal knots", 2, {2, 2, 3}, {7, 8, 9}, 7);
-        row("equal knots behind a step", 2, {1, 2, 2}, {5, 7, 8}, 7);
+        row("equal knots after a step", 2, {1, 2, 2}, {5, 7, 8}, 7);
         row("a falling curve", 3, {2, 4}, {8, 0}, 4);
         row("up to a hole", 2, {1, hole}, {5, 6}, 5);
         row("a hole in y", 1.5, {1, 2}, {0, hole}, 0.5 * hole);

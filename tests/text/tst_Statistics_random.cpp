@@ -292,18 +292,18 @@ class tst_Statistics_random : public QObject
             QTest::newRow(qPrintable(kind)) << kind;
     }
 
-    /// Calls \p look with columns of \p kind and with selections of them, and with what is
+    /// Calls \p check with columns of \p kind and with selections of them, and with what is
     /// selected.
-    template <typename Look>
-    static void forEachColumn(const QString &kind, Look look)
+    template <typename Check>
+    static void forEachColumn(const QString &kind, Check check)
     {
         Columns columns(20231);
         for (const int size : sizes()) {
             for (const double holes : {0.0, 0.05, 0.9}) {
                 const Numbers numbers = columns.column(kind, size, holes);
-                look(numbers, Indices());
-                look(numbers, columns.indices(size, size));
-                look(numbers, columns.indices(size, 2000));
+                check(numbers, Indices());
+                check(numbers, columns.indices(size, size));
+                check(numbers, columns.indices(size, 2000));
             }
         }
     }

@@ -105,8 +105,8 @@ private Q_SLOTS:
         QTest::newRow("the letter of a line feed") << "\n" << "\nn"  << ""   << "\\\\n";
         QTest::newRow("given twice")          << "a"       << "aa"   << ""   << "\\\\a";
         QTest::newRow("a blank given twice")  << " "       << "  "   << ""   << "\\s";
-        QTest::newRow("backslash in front")   << "\\a"     << "\\a"  << ""   << "\\\\\\\\\\a";
-        QTest::newRow("backslash behind")     << "\\a"     << "a\\"  << ""   << "\\\\\\\\\\\\a";
+        QTest::newRow("backslash first")      << "\\a"     << "\\a"  << ""   << "\\\\\\\\\\a";
+        QTest::newRow("backslash last")       << "\\a"     << "a\\"  << ""   << "\\\\\\\\\\\\a";
         QTest::newRow("both ends of a single one") << "s"  << ""     << "s"  << "\\\\s";
         QTest::newRow("single blank, then its letter") << " " << ""  << " s" << "\\\\s";
         QTest::newRow("ends in order")        << " a "     << ""     << " \\s" << "\\\\sa\\\\s";
@@ -151,8 +151,8 @@ private Q_SLOTS:
         QTest::newRow("the backslash asked for") << "\\\\a\\"      << "\\"   << "\\a\\";
         QTest::newRow("the placeholder")         << "a*SLASH*b"    << ""     << "a\\b";
         QTest::newRow("a placeholder in parts")  << "*SLA\\SH*"    << "S"    << "\\";
-        QTest::newRow("a half one in front")     << "*SLASH\\\\"   << ""     << "\\SLASH*";
-        QTest::newRow("a half one behind")       << "\\\\SLASH*"   << ""     << "\\SLASH*";
+        QTest::newRow("a half one before it")    << "*SLASH\\\\"   << ""     << "\\SLASH*";
+        QTest::newRow("a half one after it")     << "\\\\SLASH*"   << ""     << "\\SLASH*";
         // clang-format on
     }
 
@@ -275,10 +275,10 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("nested")             << "(a(b)c)"     << 0     << 6  << "a(b)c";
         QTest::newRow("the inner one")      << "(a(b)c)"     << 2     << 4  << "b";
-        QTest::newRow("behind a backslash") << "(a\\)b)"     << 0     << 5  << "a\\)b";
-        QTest::newRow("behind two")         << "(a\\\\)b)"   << 0     << 4  << "a\\\\";
-        QTest::newRow("behind three")       << "(a\\\\\\)b)" << 0     << 5  << "a\\\\\\";
-        QTest::newRow("opened behind one")  << "(a\\(b)c)"   << 0     << 5  << "a\\(b";
+        QTest::newRow("after a backslash")  << "(a\\)b)"     << 0     << 5  << "a\\)b";
+        QTest::newRow("after two")          << "(a\\\\)b)"   << 0     << 4  << "a\\\\";
+        QTest::newRow("after three")        << "(a\\\\\\)b)" << 0     << 5  << "a\\\\\\";
+        QTest::newRow("opened after one")   << "(a\\(b)c)"   << 0     << 5  << "a\\(b";
         QTest::newRow("never closed")       << "(a"          << 0     << -1 << "a";
         QTest::newRow("not deep enough")    << "((a)"        << 0     << -1 << "(a)";
         QTest::newRow("a function")         << "f(x)"        << 1     << 3  << "x";
@@ -293,14 +293,14 @@ private Q_SLOTS:
         QTest::newRow("others do not count") << "(a]})"      << 0     << 4  << "a]}";
         QTest::newRow("empty inside")       << "()"          << 0     << 1  << "";
         QTest::newRow("the last one")       << "a("          << 1     << -1 << "";
-        QTest::newRow("behind the start")   << "\\)a)"       << 1     << 3  << "a";
+        QTest::newRow("after the start")    << "\\)a)"       << 1     << 3  << "a";
         QTest::newRow("a backslash")        << "\\a\\"       << 0     << 2  << "a";
         QTest::newRow("a backslash beside") << "\\\\\\"      << 0     << 2  << "\\";
         QTest::newRow("an empty text")      << ""            << 0     << -1 << "";
-        QTest::newRow("in front of it")     << "(a)"         << -1    << -1 << "";
+        QTest::newRow("before it")          << "(a)"         << -1    << -1 << "";
         QTest::newRow("at its end")         << "(a)"         << 3     << -1 << "";
-        QTest::newRow("far behind it")      << "(a)"         << most  << -1 << "";
-        QTest::newRow("far in front of it") << "(a)"         << least << -1 << "";
+        QTest::newRow("far after it")       << "(a)"         << most  << -1 << "";
+        QTest::newRow("far before it")      << "(a)"         << least << -1 << "";
         // clang-format on
     }
 

@@ -78,12 +78,12 @@ private Q_SLOTS:
         QTest::newRow("none")                   << "a b"                   << "a b";
         QTest::newRow("no semicolon")           << "a & b"                 << "a & b";
         QTest::newRow("no ampersand")           << "a ; b"                 << "a ; b";
-        QTest::newRow("a semicolon in front")   << "; & b"                 << "; & b";
+        QTest::newRow("a semicolon first")      << "; & b"                 << "; & b";
         QTest::newRow("an unknown one")         << "&foo; &alpha;"         << "&foo; &alpha;";
-        QTest::newRow("an unknown one behind")  << "&alpha; &foo;"         << "\u03b1 &foo;";
+        QTest::newRow("then an unknown one")    << "&alpha; &foo;"         << "\u03b1 &foo;";
         QTest::newRow("one whose like came earlier") << "&alpha; &foo; &alpha; &beta;" << "\u03b1 &foo; \u03b1 &beta;";
         QTest::newRow("an ampersand of its own") << "a & b &alpha;"        << "a & b &alpha;";
-        QTest::newRow("markup behind an unknown one") << "&foo; &lt;"      << "&foo; <";
+        QTest::newRow("markup after an unknown one") << "&foo; &lt;"      << "&foo; <";
         QTest::newRow("escaped name")           << "&amp;alpha;"           << "\u03b1";
         QTest::newRow("escaped markup")         << "&amp;lt;"              << "<";
         QTest::newRow("escaped twice")          << "&amp;amp;"             << "&amp;";
@@ -114,10 +114,10 @@ private Q_SLOTS:
         QTest::newRow("one met before")         << "&#59;&alpha&#59;"      << ";\u03b1";
         QTest::newRow("a letter met before")    << "&#112;&al&#112;ha;"    << "p\u03b1";
         QTest::newRow("a letter not met")       << "&al&#112;ha;"          << "&al&#112;ha;";
-        QTest::newRow("a fresh ampersand in front of another")   << "&#38;&#59;alpha&#59;"  << "&&#59;alpha&#59;";
-        QTest::newRow("formed behind its like") << "&#112;&alpha;&al&#112;ha;" << "p\u03b1\u03b1";
-        QTest::newRow("formed behind it, and blocked")     << "&#38;&#38;#38;"        << "&&#38;";
-        QTest::newRow("formed too late for an unknown one in front") << "&#38;foo;&#38;alpha;" << "&foo;&alpha;";
+        QTest::newRow("a fresh ampersand before another")   << "&#38;&#59;alpha&#59;"  << "&&#59;alpha&#59;";
+        QTest::newRow("formed after its like") << "&#112;&alpha;&al&#112;ha;" << "p\u03b1\u03b1";
+        QTest::newRow("formed after it, and blocked")     << "&#38;&#38;#38;"        << "&&#38;";
+        QTest::newRow("formed too late for an unknown one before") << "&#38;foo;&#38;alpha;" << "&foo;&alpha;";
         QTest::newRow("formed between an earlier like and the end")
             << "&alpha;&#112;&foo;&al&#112;ha;" << "\u03b1p&foo;&alpha;";
         // clang-format on
@@ -139,11 +139,11 @@ private Q_SLOTS:
 
         QTest::newRow("the first capital") << "&Alpha;" << 913;
         QTest::newRow("the last capital before the gap") << "&Rho;" << 929;
-        QTest::newRow("the first capital behind it") << "&Sigma;" << 931;
+        QTest::newRow("the first capital after it") << "&Sigma;" << 931;
         QTest::newRow("the last capital") << "&Omega;" << 937;
         QTest::newRow("the first letter") << "&alpha;" << 945;
         QTest::newRow("the last letter before the gap") << "&rho;" << 961;
-        QTest::newRow("the first letter behind it") << "&sigma;" << 963;
+        QTest::newRow("the first letter after it") << "&sigma;" << 963;
         QTest::newRow("the last letter") << "&omega;" << 969;
         for (const QString &name : greekLetters) {
             QTest::addRow("%s", qPrintable(name)) << "&" + name + ";" << int(greekLetter(name));

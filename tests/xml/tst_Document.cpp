@@ -73,8 +73,8 @@ private Q_SLOTS:
         const QString system = qt_error_string(EIO);
         QTest::newRow("at its start") << 0 << "unexpected end of file";
         QTest::newRow("within the root") << 20000 << "unexpected end of file";
-        QTest::newRow("behind the root") << 50000 << system;
-        QTest::newRow("in front of its last byte") << 99999 << system;
+        QTest::newRow("after the root") << 50000 << system;
+        QTest::newRow("before its last byte") << 99999 << system;
     }
 
     void opensNothingOfAFileThatBreaksOff()
@@ -414,7 +414,7 @@ private Q_SLOTS:
         row("blanks around it", a, " A ;B", "found A for  A ;B");
         row("no DOCTYPE", none, "A;B", "found  for A;B");
         row("no DOCTYPE, with an empty part", none, "A;", "");
-        row("no DOCTYPE, with an empty part in front", none, ";A", "");
+        row("no DOCTYPE, with an empty part at the start", none, ";A", "");
         row("no DOCTYPE, separator alone", none, ";", "");
         row("a DOCTYPE, separator alone", a, ";", "found A for ;");
         row("the root element", a, "docElem:Model", "");
@@ -455,7 +455,7 @@ private Q_SLOTS:
         QTest::newRow("none") << QByteArray("<a/>") << 0.0;
         QTest::newRow("number") << QByteArray("<a version='2.75'/>") << 275 * 0.01;
         QTest::newRow("rounded") << QByteArray("<a version='1.999'/>") << 2.0;
-        QTest::newRow("text behind") << QByteArray("<a version='3.2.1 x'/>") << 321 * 0.01;
+        QTest::newRow("text at the end") << QByteArray("<a version='3.2.1 x'/>") << 321 * 0.01;
         QTest::newRow("no number") << QByteArray("<a version='x'/>") << 0.0;
         QTest::newRow("empty") << QByteArray("<a version=''/>") << 0.0;
         QTest::newRow("registered") << QByteArray("<a version='alpha'/>") << 0.55555;
@@ -551,7 +551,7 @@ private Q_SLOTS:
         QTest::newRow("tag mismatch") << QByteArray("<a>\n<b></c></a>") << String("tag mismatch\nline: 2  column: 7");
         QTest::newRow("empty") << QByteArray() << String("unexpected end of file\nline: 1  column: 1");
         QTest::newRow("cut off") << QByteArray("<a><b/>") << String("unexpected end of file\nline: 1  column: 8");
-        QTest::newRow("text behind the root") << QByteArray("<a/>x") << String("unexpected character\nline: 1  column: 5");
+        QTest::newRow("text after the root") << QByteArray("<a/>x") << String("unexpected character\nline: 1  column: 5");
         QTest::newRow("recursive entity") << QByteArray("<!DOCTYPE a [<!ENTITY e \"x&e;\">]><a>&e;</a>")
             << String("recursive entities\nline: 1  column: 39");
         // clang-format on
@@ -816,7 +816,7 @@ private Q_SLOTS:
         QCOMPARE(error.section('\n', 0, 0), QString(message).replace('#', limit));
     }
 
-    // The parser looks for each entity in all others.
+    // The parser searches each entity for all others.
     void refusesManyEntitiesSoonerThanItReadsAFew()
     {
         String error;
@@ -918,7 +918,7 @@ private Q_SLOTS:
     }
 
     // What guards the parser makes no difference to it.
-    void readsAsTheToolkitDoes()
+    void readsAsQtDoes()
     {
         static const char *const pieces[] = {"<",
                                              ">",

@@ -179,7 +179,7 @@ class tst_DocumentText : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void writesAsTheToolkitAndThePlainStepsDo()
+    void writesAsQtAndThePlainStepsDo()
     {
         int lines = 0;
         for (unsigned seed = 1; seed <= 5000; ++seed) {
@@ -198,7 +198,7 @@ private Q_SLOTS:
     }
 
     // Qt has an order of its own in lines that are not laid out.
-    void writesTheToolkitsAttributes()
+    void writesTheAttributesOfQt()
     {
         int lines = 0;
         for (unsigned seed = 1; seed <= 2000; ++seed) {
@@ -246,7 +246,7 @@ private Q_SLOTS:
         QCOMPARE(sorted(written(document)), sorted(plainLayout(document.toString(2))));
     }
 
-    void keepsTheToolkitsOrderOfSeed0()
+    void keepsTheOrderOfQtForSeed0()
     {
         std::mt19937 random(1);
         qSetGlobalQHashSeed(0);
@@ -264,7 +264,7 @@ private Q_SLOTS:
         qSetGlobalQHashSeed(-1);
     }
 
-    void keepsTheToolkitsOrderOfDeclarations()
+    void keepsTheOrderOfQtForDeclarations()
     {
         std::mt19937 random(2);
         qSetGlobalQHashSeed(0);

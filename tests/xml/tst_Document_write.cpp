@@ -134,8 +134,8 @@ private Q_SLOTS:
         row("mixed content", "<f z='1'>a<g/></f>", "<f a<g z=\"1\"/>\n</f>\n\n");
         row("text that ends like a tag", "<r><h z='1'>x &gt;\n</h></r>", "<r>\n  <h x z=\"1\">\n</h>\n</r>\n\n");
         row("another tag on the line", "<r>t<a z='1'/><b/></r>", "<r t<a z=\"1\"/>\n  <b/>\n</r>\n\n");
-        row("text behind a first comment", "<a><!--x-->text</a>", "<a>\n  <!--x-->text</a>\n\n");
-        row("'*' behind text", "<a>text<!--*--></a>", "<a>text<!--*-->\n</a>\n\n");
+        row("text after a first comment", "<a><!--x-->text</a>", "<a>\n  <!--x-->text</a>\n\n");
+        row("'*' after text", "<a>text<!--*--></a>", "<a>text<!--*-->\n</a>\n\n");
         row("letters beyond ASCII", "<\xc3\xa4 \xc3\xb6='\xe2\x82\xac' a='\xf0\x9f\x98\x80'/>",
             "<\xc3\xa4 a=\"\xf0\x9f\x98\x80\" \xc3\xb6=\"\xe2\x82\xac\"/>\n\n");
         row("characters that Latin-1 lacks", "<?xml version='1.0' encoding='ISO-8859-1'?><a b='\xe4&#x20ac;'/>",

@@ -246,16 +246,16 @@ private Q_SLOTS:
         row("lines with a tab", "<a>one\n\ttwo</a>", "one\n\ttwo");
         row("blanks within a line", "<a>one  two</a>", "one  two");
         row("blanks at the end", "<a>one  </a>", "one  ");
-        row("a blank in front", "<a>  one  </a>", " one");
+        row("a blank at the start", "<a>  one  </a>", " one");
         row("elements have no part", "<a>x<b>y</b>z</a>", "xz");
         row("comments have no part", "<a>x<!--y-->z<?p q?></a>", "xz");
-        row("a blank takes line ends in front away", "<a>x\n\n<b/> y</a>", "x y");
+        row("a blank takes line ends before it away", "<a>x\n\n<b/> y</a>", "x y");
         row("of CDATA as well", "<a><![CDATA[x\n\n]]> y</a>", "x y");
         row("but no other white space", "<a><![CDATA[x\n \n]]> y</a>", "x\n  y");
         row("no line end at all", "<a>x\n<b/>y</a>", "x\ny");
-        row("simplified without a blank in front", "<a>x\n<b/>\n y</a>", "x\ny");
-        row("simplified with a blank in front", "<a>x\n<b/> \n y</a>", "x y");
-        row("a tab in front is no blank", "<a>x\n<b/>\ty\n z</a>", "x\ny z");
+        row("simplified without a blank at the start", "<a>x\n<b/>\n y</a>", "x\ny");
+        row("simplified with a blank at the start", "<a>x\n<b/> \n y</a>", "x y");
+        row("a tab at the start is no blank", "<a>x\n<b/>\ty\n z</a>", "x\ny z");
         row("no-break space is white space", "<a> \u00a0y\u00a0</a>", " y");
         // clang-format on
     }
@@ -316,8 +316,8 @@ private Q_SLOTS:
         row("placeholder that is the value", "%b%", "%b%", "x", "x");
         row("placeholder in other case", "%B%;%b%", "%b%", "x", "%B%;x");
         row("a percent sign alone", "5%;%", "%", "x", "5x;x");
-        row("percent sign in front only", "a%bc;%b", "%b", "x", "a%bc;x");
-        row("percent sign behind only", "ab%c;b%", "b%", "x", "ab%c;x");
+        row("percent sign at the start only", "a%bc;%b", "%b", "x", "a%bc;x");
+        row("percent sign at the end only", "ab%c;b%", "b%", "x", "ab%c;x");
         row("by nothing", "a;b", "b", "", "a;");
         row("a placeholder by nothing", "a%b%", "%b%", "", "a");
         row("nothing in a list", "a,,b", "", "z", "a,z,b");

@@ -80,7 +80,7 @@ private Q_SLOTS:
         QTest::newRow("many blanks") << "<a b=\"\"" + QString(size, ' ') + ">";
         QTest::newRow("many quotes") << "<a b=" + QString(size, '"') + ">";
         QTest::newRow("many brackets") << "<a b=\"\"" + QString(size, '>') + ">";
-        QTest::newRow("many blanks in front") << QString(size, ' ') + "<a b=\"\">";
+        QTest::newRow("many blanks at the start") << QString(size, ' ') + "<a b=\"\">";
         QString many = "<a";
         for (int i = 0; i < 100 * 1000; ++i)
             many += QString(" a%1=\"%2\"").arg((i * 7919) % 100003).arg(i);

@@ -178,7 +178,7 @@ private Q_SLOTS:
             withDeclarations(entities(600, 1) + "<!ENTITY o '<b>&p;'><!ENTITY p '<b>&o;'>",
                              "<a>&o;</a>"),
             tooDeep);
-        row("what is behind an entity in itself",
+        row("what is after an entity in itself",
             withDeclarations("<!ENTITY e '&e;&e;&e;'>", "<a>&e;" + deep(600)), "");
         // clang-format on
 
@@ -245,7 +245,7 @@ private Q_SLOTS:
     }
 
     // Whatever a document is made of: put into as many levels as there may be, and into one more.
-    void countsTheLevelsThatTheToolkitSees()
+    void countsTheLevelsThatQtSees()
     {
         static const char *const pieces[] = {"<b>",
                                              "</b>",

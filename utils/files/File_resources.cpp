@@ -25,7 +25,7 @@ static Data::String firstOf(std::initializer_list<Data::String> paths)
     return {};
 }
 
-static Data::String findInToolkit(const Data::String &name, const Data::String &extension)
+static Data::String findInQt(const Data::String &name, const Data::String &extension)
 {
     const Data::String root(":/");
     if (name.endsWith(extension))
@@ -96,7 +96,7 @@ Data::String File::findResource(const Data::String &name, const Data::String &ex
 
     const QStringList pieces = extensions.split(QLatin1Char(';'));
     for (const QString &extension : pieces) {
-        Data::String found = findInToolkit(name, extension);
+        Data::String found = findInQt(name, extension);
         if (found.isEmpty())
             found = findInResources(name, extension, prefix);
         if (found.isEmpty())

@@ -109,11 +109,11 @@ QString Translator::translate(const char *context, const char *sourceText,
     if (!sourceText)
         sourceText = "";
 
-    const bool isToolkit = context[0] == 'Q';
-    const bool isMarked = isToolkit && isEqual("_Qok", disambiguation);
+    const bool isOfQt = context[0] == 'Q';
+    const bool isMarked = isOfQt && isEqual("_Qok", disambiguation);
     const bool isWidget = std::strncmp(context, "Widgets::", 9) == 0;
     if (sourceText[0] == '.') {
-        if (isToolkit && !isMarked)
+        if (isOfQt && !isMarked)
             return {};
     } else {
         if (const char *const id = idOfQtText(context, sourceText))
