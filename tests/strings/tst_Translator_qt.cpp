@@ -40,7 +40,7 @@ static QStringList textsIn(const QWidget &window)
     return texts;
 }
 
-class tst_Translator_toolkit : public QObject
+class tst_Translator_qt : public QObject
 {
     Q_OBJECT
 
@@ -155,8 +155,8 @@ int main(int argc, char *argv[])
     const SettingsHome home; // the dialog of colours reads settings
     qputenv("QT_STYLE_OVERRIDE", "fusion");
     const QApplication application(argc, argv);
-    tst_Translator_toolkit test;
+    tst_Translator_qt test;
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "tst_Translator_toolkit.moc"
+#include "tst_Translator_qt.moc"
