@@ -695,7 +695,8 @@ private Q_SLOTS:
         row("a CR as delimiter is never found", "x\na\rb\ny", "\r", 0, 0, {"x", "ab", "y"});
         row("nor after one field", "x\na\rb\ny", "\r", 1, 0, {"", "", ""});
         row("nor among several", "x\na\rb,c\ny", ",\r", 0, 0, {"x", "ab", "y"});
-        row("long lines", QByteArray(300000, 'x') + ",a\n" + QByteArray(20000, 'y') + ",b\n,c\n", ",", 1, 0, {"a", "b", "c"});
+        row("long lines", QByteArray(300000, 'x') + ",a\n" + QByteArray(20000, 'y') + ",b\n,c\n",
+            ",", 1, 0, {"a", "b", "c"});
         // clang-format on
     }
 

@@ -482,22 +482,35 @@ private Q_SLOTS:
         QTest::newRow("nor is its key") << QStringList{"2{ k }"} << false << Properties{{" k ", "2"}};
         QTest::newRow("an empty key and value") << QStringList{"{}"} << false << Properties{{"", ""}};
         QTest::newRow("the key ends at the first end") << QStringList{"1{a}b}"} << false << Properties{{"a", "1"}};
-        QTest::newRow("the key begins at the first start") << QStringList{"1{a{b}"} << false << Properties{{"a{b", "1"}};
+        QTest::newRow("the key begins at the first start") << QStringList{"1{a{b}"} << false
+            << Properties{{"a{b", "1"}};
         QTest::newRow("an end at the start only") << QStringList{"1}2{ab"} << false << Properties{{"ab", "1}2"}};
         QTest::newRow("an end before and after") << QStringList{"1}2{a}b"} << false << Properties{{"a", "1}2"}};
-        QTest::newRow("braces come before the arrow") << QStringList{"x->{u}", "y"} << false << Properties{{"u", "x->"}};
-        QTest::newRow("an arrow with half a pair of braces") << QStringList{"x{->y", "z"} << false << Properties{{"x{", QStringList{"y", "z"}}};
-        QTest::newRow("nothing after the arrow") << QStringList{"k->", "a", "b"} << false << Properties{{"k", QStringList{"a", "b"}}};
-        QTest::newRow("a blank after the arrow") << QStringList{" k -> ", "a"} << false << Properties{{"k", QStringList{" ", "a"}}};
+        QTest::newRow("braces come before the arrow") << QStringList{"x->{u}", "y"} << false
+            << Properties{{"u", "x->"}};
+        QTest::newRow("an arrow with half a pair of braces") << QStringList{"x{->y", "z"} << false
+            << Properties{{"x{", QStringList{"y", "z"}}};
+        QTest::newRow("nothing after the arrow") << QStringList{"k->", "a", "b"} << false
+            << Properties{{"k", QStringList{"a", "b"}}};
+        QTest::newRow("a blank after the arrow") << QStringList{" k -> ", "a"} << false
+            << Properties{{"k", QStringList{" ", "a"}}};
         QTest::newRow("nothing at all after it") << QStringList{"k->"} << false << Properties{{"k", QStringList{}}};
-        QTest::newRow("a second arrow in the cell") << QStringList{"k->a->b"} << false << Properties{{"k", QStringList{"a->b"}}};
-        QTest::newRow("empty cells are items") << QStringList{"k->a", "", " b "} << false << Properties{{"k", QStringList{"a", "", " b "}}};
-        QTest::newRow("a list ends at an arrow") << QStringList{"k->a", "l->b", "c"} << false << Properties{{"k", QStringList{"a"}}, {"l", QStringList{"b", "c"}}};
-        QTest::newRow("a list ends at braces") << QStringList{"k->a", "1{b}", "c"} << false << Properties{{"k", QStringList{"a"}}, {"b", "1"}};
-        QTest::newRow("a list ends at a start of braces") << QStringList{"k->a", "b{", "c"} << false << Properties{{"k", QStringList{"a"}}};
-        QTest::newRow("an end of braces is an item") << QStringList{"k->a", "b}", "c"} << false << Properties{{"k", QStringList{"a", "b}", "c"}}};
-        QTest::newRow("the later of two with one key") << QStringList{"1{a}", "2{a}"} << false << Properties{{"a", "2"}};
-        QTest::newRow("also when they are made plain") << QStringList{"1{A}", "a->x"} << true << Properties{{"a", QStringList{"x"}}};
+        QTest::newRow("a second arrow in the cell") << QStringList{"k->a->b"} << false
+            << Properties{{"k", QStringList{"a->b"}}};
+        QTest::newRow("empty cells are items") << QStringList{"k->a", "", " b "} << false
+            << Properties{{"k", QStringList{"a", "", " b "}}};
+        QTest::newRow("a list ends at an arrow") << QStringList{"k->a", "l->b", "c"} << false
+            << Properties{{"k", QStringList{"a"}}, {"l", QStringList{"b", "c"}}};
+        QTest::newRow("a list ends at braces") << QStringList{"k->a", "1{b}", "c"} << false
+            << Properties{{"k", QStringList{"a"}}, {"b", "1"}};
+        QTest::newRow("a list ends at a start of braces") << QStringList{"k->a", "b{", "c"} << false
+            << Properties{{"k", QStringList{"a"}}};
+        QTest::newRow("an end of braces is an item") << QStringList{"k->a", "b}", "c"} << false
+            << Properties{{"k", QStringList{"a", "b}", "c"}}};
+        QTest::newRow("the later of two with one key") << QStringList{"1{a}", "2{a}"} << false
+            << Properties{{"a", "2"}};
+        QTest::newRow("also when they are made plain") << QStringList{"1{A}", "a->x"} << true
+            << Properties{{"a", QStringList{"x"}}};
         // clang-format on
     }
 

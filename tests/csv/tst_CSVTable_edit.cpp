@@ -444,7 +444,8 @@ private Q_SLOTS:
         QTest::newRow("equal ones reversed") << "a,1\nb,1\nc,2" << 1 << 0 << false << "c b a";
         QTest::newRow("equal texts in order") << "a,x\nb,x\nc,w" << 1 << 0 << true << "c a b";
         QTest::newRow("the first cell is a number: texts are 0") << "a,1\nb,x\nc,-1" << 1 << 0 << true << "c b a";
-        QTest::newRow("the first cell is empty: by number") << "h,n\na,\nb,y\nc,-1\nd,x" << 1 << 1 << true << "h c a b d";
+        QTest::newRow("the first cell is empty: by number") << "h,n\na,\nb,y\nc,-1\nd,x" << 1 << 1
+            << true << "h c a b d";
         QTest::newRow("the first cell is a text: numbers are texts") << "a,x\nb,10\nc,9" << 1 << 0 << true << "b c a";
         QTest::newRow("the first cell is annotated: by text") << "a,2{m}\nb,10{m}\nc,1{m}" << 1 << 0 << true << "b c a";
         QTest::newRow("later cells may be annotated") << "a,9\nb,10{m}\nc,2{m}" << 1 << 0 << true << "c a b";

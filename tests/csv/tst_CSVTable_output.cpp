@@ -92,14 +92,16 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("with it") << QStringList{";"} << QStringList{"a;b", "c"} << "\"a;b\";c";
         QTest::newRow("without it") << QStringList{";"} << QStringList{"a,b", "c"} << "a,b;c";
-        QTest::newRow("inner quotes are not doubled") << QStringList{","} << QStringList{"a\"b,c", "\"d\""} << "\"a\"b,c\",\"d\"";
+        QTest::newRow("inner quotes are not doubled") << QStringList{","}
+            << QStringList{"a\"b,c", "\"d\""} << "\"a\"b,c\",\"d\"";
         QTest::newRow("twice with it") << QStringList{","} << QStringList{"a,b,c"} << "\"a,b,c\"";
         QTest::newRow("the first of two") << QStringList{",", ";"} << QStringList{"a,b", "c;d"} << "\"a,b\",c;d";
         QTest::newRow("two blanks") << QStringList{"  "} << QStringList{"a  b", "c"} << "a  b  c";
         QTest::newRow("one blank") << QStringList{" "} << QStringList{"a b", "c"} << "\"a b\" c";
         QTest::newRow("three blanks") << QStringList{"   "} << QStringList{"a   b", "c"} << "\"a   b\"   c";
         QTest::newRow("a pattern is plain text") << QStringList{"\\s+"} << QStringList{"a b", "c"} << "a b\\s+c";
-        QTest::newRow("a pattern in the field") << QStringList{"\\s+"} << QStringList{"a\\s+b", "c"} << "\"a\\s+b\"\\s+c";
+        QTest::newRow("a pattern in the field") << QStringList{"\\s+"} << QStringList{"a\\s+b", "c"}
+            << "\"a\\s+b\"\\s+c";
         QTest::newRow("none") << QStringList{} << QStringList{"a,b", "c"} << "\"a,b\",c";
         // clang-format on
     }
@@ -202,10 +204,12 @@ private Q_SLOTS:
         QTest::newRow("two blanks are never") << QStringList{"  "} << "a\\  b" << QStringList{"a\\", "b"};
         QTest::newRow("two blanks and another") << QStringList{"  ", ";"} << "a\\  b;c" << QStringList{"a  b", "c"};
         QTest::newRow("no delimiter") << QStringList{} << "\\" << QStringList{"", "\\", ""};
-        QTest::newRow("the marker itself becomes the delimiter") << QStringList{","} << "a\\,**ESCAPE**" << QStringList{"a,,"};
+        QTest::newRow("the marker itself becomes the delimiter") << QStringList{","}
+            << "a\\,**ESCAPE**" << QStringList{"a,,"};
         QTest::newRow("but not without an escape") << QStringList{","} << "**ESCAPE**" << QStringList{"**ESCAPE**"};
         QTest::newRow("a blank that takes its place stays") << QStringList{" "} << "a\\  b" << QStringList{"a ", "b"};
-        QTest::newRow("trimmed before what takes its place") << QStringList{","} << " a\\, b , c" << QStringList{"a, b", "c"};
+        QTest::newRow("trimmed before what takes its place") << QStringList{","} << " a\\, b , c"
+            << QStringList{"a, b", "c"};
         // clang-format on
     }
 
@@ -539,7 +543,8 @@ private Q_SLOTS:
         QTest::newRow("nothing but empty fields") << ";" << 0 << -1 << 0 << " ; ";
         QTest::newRow("a row that is too short") << "a;b\nc" << 0 << -1 << 0 << " a; b\n c";
         QTest::newRow("columns that the first row lacks") << "a\nb;c" << 0 << -1 << 0 << " a\n b;c";
-        QTest::newRow("below a row that stays") << "wide;x;y\na;b\ncc;d;e" << 0 << -1 << 1 << "wide;x;y\n  a; b\n cc; d;e";
+        QTest::newRow("below a row that stays") << "wide;x;y\na;b\ncc;d;e" << 0 << -1 << 1
+            << "wide;x;y\n  a; b\n cc; d;e";
         QTest::newRow("below the last row") << "a;b\nc" << 0 << -1 << 2 << "a;b\nc";
         QTest::newRow("far below it") << "a;b\nc" << 0 << -1 << intMax << "a;b\nc";
         QTest::newRow("from before the first row") << "a;b" << 0 << -1 << intMin << " a; b";
@@ -635,23 +640,34 @@ private Q_SLOTS:
 
         // clang-format off
         QTest::newRow("all") << 0 << -1 << -1 << false << Rows{{"   a", " b"}, {" ccc", " d", "e"}, {"  ff"}};
-        QTest::newRow("all to the left") << 0 << -1 << -1 << true << Rows{{"a   ", "b "}, {"ccc ", "d ", "e"}, {"ff  "}};
+        QTest::newRow("all to the left") << 0 << -1 << -1 << true
+            << Rows{{"a   ", "b "}, {"ccc ", "d ", "e"}, {"ff  "}};
         QTest::newRow("from a row on") << 1 << -1 << -1 << false << Rows{{"a", "b"}, {" ccc", " d", " e"}, {"  ff"}};
-        QTest::newRow("the columns of the first row") << 2 << -1 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
+        QTest::newRow("the columns of the first row") << 2 << -1 << -1 << false
+            << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
         QTest::newRow("to a row") << 0 << 1 << -1 << false << Rows{{"   a", " b"}, {" ccc", " d", "e"}, {"ff"}};
         QTest::newRow("one row") << 0 << 0 << -1 << false << Rows{{" a", " b"}, {"ccc", "d", "e"}, {"ff"}};
-        QTest::newRow("to a row after the end") << 2 << 3 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
-        QTest::newRow("to a row far after the end") << 2 << intMax << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
-        QTest::newRow("to the most negative row") << 2 << intMin << intMin << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
-        QTest::newRow("a last one before the first") << 2 << 1 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
+        QTest::newRow("to a row after the end") << 2 << 3 << -1 << false
+            << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
+        QTest::newRow("to a row far after the end") << 2 << intMax << -1 << false
+            << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
+        QTest::newRow("to the most negative row") << 2 << intMin << intMin << false
+            << Rows{{"a", "b"}, {"ccc", "d", "e"}, {" ff"}};
+        QTest::newRow("a last one before the first") << 2 << 1 << -1 << false
+            << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
         QTest::newRow("one column") << 0 << -1 << 1 << false << Rows{{"   a", "b"}, {" ccc", "d", "e"}, {"  ff"}};
         QTest::newRow("no column") << 0 << -1 << 0 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
-        QTest::newRow("more columns than the first row has") << 0 << -1 << 3 << false << Rows{{"   a", " b"}, {" ccc", " d", " e"}, {"  ff"}};
-        QTest::newRow("more columns than there are") << 0 << -1 << 9 << false << Rows{{"   a", " b"}, {" ccc", " d", " e"}, {"  ff"}};
-        QTest::newRow("as many as there can be") << 0 << -1 << intMax << false << Rows{{"   a", " b"}, {" ccc", " d", " e"}, {"  ff"}};
+        QTest::newRow("more columns than the first row has") << 0 << -1 << 3 << false
+            << Rows{{"   a", " b"}, {" ccc", " d", " e"}, {"  ff"}};
+        QTest::newRow("more columns than there are") << 0 << -1 << 9 << false
+            << Rows{{"   a", " b"}, {" ccc", " d", " e"}, {"  ff"}};
+        QTest::newRow("as many as there can be") << 0 << -1 << intMax << false
+            << Rows{{"   a", " b"}, {" ccc", " d", " e"}, {"  ff"}};
         QTest::newRow("after the end") << 3 << -1 << -1 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
-        QTest::newRow("after the end, any columns") << intMax << -1 << 3 << false << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
-        QTest::newRow("from before the start on") << intMin << 0 << -1 << false << Rows{{" a", " b"}, {"ccc", "d", "e"}, {"ff"}};
+        QTest::newRow("after the end, any columns") << intMax << -1 << 3 << false
+            << Rows{{"a", "b"}, {"ccc", "d", "e"}, {"ff"}};
+        QTest::newRow("from before the start on") << intMin << 0 << -1 << false
+            << Rows{{" a", " b"}, {"ccc", "d", "e"}, {"ff"}};
         // clang-format on
     }
 

@@ -74,7 +74,8 @@ private Q_SLOTS:
         QTest::newRow("rows of different length") << "a\nb,c\nd,e,f" << Rows{{"a"}, {"b", "c"}, {"d", "e", "f"}};
         QTest::newRow("braces mean nothing") << "1{a,b},2" << Rows{{"1{a", "b}", "2"}};
         QTest::newRow("nor do quotes") << "x,\"a,b\",y" << Rows{{"x", "\"a", "b\"", "y"}};
-        QTest::newRow("a zero character is one as any other") << QString("a") + QChar(0) + "b,c" << Rows{{QString("a") + QChar(0) + "b", "c"}};
+        QTest::newRow("a zero character is one as any other") << QString("a") + QChar(0) + "b,c"
+            << Rows{{QString("a") + QChar(0) + "b", "c"}};
         // clang-format on
     }
 
@@ -153,7 +154,8 @@ private Q_SLOTS:
         QTest::newRow("a group is no field") << "(,)" << "a,b" << QStringList{"a", "b"};
         QTest::newRow("no delimiter") << "" << "ab" << QStringList{"", "a", "b", ""};
         for (const char *invalid : {"(", ")", "[", "*", "+", "?", "\\", "{", "[a", "(a", "a{2"})
-            QTest::addRow("invalid %s", invalid) << invalid << QString("a%1b , c").arg(invalid) << QStringList{QString("a%1b , c").arg(invalid)};
+            QTest::addRow("invalid %s", invalid) << invalid << QString("a%1b , c").arg(invalid)
+                << QStringList{QString("a%1b , c").arg(invalid)};
         QTest::newRow("one that makes all invalid") << ", (" << "a,b" << QStringList{"a,b"};
         // clang-format on
     }

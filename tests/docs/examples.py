@@ -77,7 +77,10 @@ class Guide:
             self.blocks[-1].output = block.text
             return
         if not block.name and block.language not in EXAMPLES | SHOWN:
-            self.fail(block.line, f"a block of {block.language or 'no language'} is not tested: see {Path(__file__).name}")
+            language = block.language or "no language"
+            self.fail(
+                block.line, f"a block of {language} is not tested: see {Path(__file__).name}"
+            )
         self.blocks.append(block)
 
 

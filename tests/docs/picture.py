@@ -35,7 +35,9 @@ def main():
     for text in wanted(sys.argv[2]):
         count += 1
         if text not in lines:
-            sys.exit(f"{sys.argv[1]} does not show, in its place, {text}\nMake it by tools/picture.")
+            sys.exit(
+                f"{sys.argv[1]} does not show, in its place, {text}\nMake it by tools/picture."
+            )
     if count < 2:
         sys.exit(f"{sys.argv[2]} has no headings")
 

@@ -86,11 +86,13 @@ private Q_SLOTS:
 
         // clang-format off
         QTest::newRow("label") << Data::String("Load") << false << false << Data::String("Load");
-        QTest::newRow("label, cancelable") << Data::String("Load") << true << false << Data::String("Load \nPress Esc to cancel.");
+        QTest::newRow("label, cancelable") << Data::String("Load") << true << false
+            << Data::String("Load \nPress Esc to cancel.");
         QTest::newRow("label, popup") << Data::String("Load") << false << true << Data::String("Load");
         QTest::newRow("label, cancelable popup") << Data::String("Load") << true << true << Data::String("Load");
         QTest::newRow("no label") << Data::String() << false << false << Data::String();
-        QTest::newRow("no label, cancelable") << Data::String() << true << false << Data::String("Press Esc to cancel.");
+        QTest::newRow("no label, cancelable") << Data::String() << true << false
+            << Data::String("Press Esc to cancel.");
         QTest::newRow("no label, popup") << Data::String() << false << true << Data::String();
         QTest::newRow("no label, cancelable popup") << Data::String() << true << true << Data::String();
         // clang-format on

@@ -169,7 +169,8 @@ private Q_SLOTS:
         QTest::newRow("a replacement character") << bytes("\xef\xbf\xbd") << text("\xef\xbf\xbd");
         QTest::newRow("a mark is dropped") << bytes("\xef\xbb\xbf" "a") << text("a");
         QTest::newRow("a mark and nothing else") << bytes("\xef\xbb\xbf") << text("");
-        QTest::newRow("one mark is dropped") << bytes("\xef\xbb\xbf\xef\xbb\xbf") << Data::String(QString(QChar(0xfeff)));
+        QTest::newRow("one mark is dropped") << bytes("\xef\xbb\xbf\xef\xbb\xbf")
+            << Data::String(QString(QChar(0xfeff)));
         QTest::newRow("a mark further on") << bytes("a\xef\xbb\xbf") << Data::String("a" + QString(QChar(0xfeff)));
         QTest::newRow("UTF-16, low byte first") << bytes("\xff\xfe" "a\0\xac\x20") << text("a€");
         QTest::newRow("UTF-16, high byte first") << bytes("\xfe\xff" "\0a\x20\xac") << text("a€");
@@ -634,7 +635,8 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("nothing") << text("") << bytes("");
         QTest::newRow("line ends stay") << text("a\nb\r\nc\r") << bytes("a\nb\r\nc\r");
-        QTest::newRow("beyond ASCII, with no mark") << text("ä€😀") << bytes("\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80");
+        QTest::newRow("beyond ASCII, with no mark") << text("ä€😀")
+            << bytes("\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80");
         QTest::newRow("a mark that is text") << Data::String(QString(QChar(0xfeff))) << bytes("\xef\xbb\xbf");
         QTest::newRow("zero bytes") << text("a\0b") << bytes("a\0b");
         // clang-format on

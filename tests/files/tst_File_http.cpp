@@ -90,7 +90,8 @@ private Q_SLOTS:
         QTest::newRow("text") << response("200 OK", "a\r\nb\n") << Data::String("a\r\nb\n");
         QTest::newRow("beyond ASCII") << response("200 OK", "ä€😀") << Data::String("ä€😀");
         QTest::newRow("empty") << response("200 OK", "") << Data::String();
-        QTest::newRow("zero bytes") << response("200 OK", QByteArray("a\0b", 3)) << Data::String(QString("a") + QChar(0) + "b");
+        QTest::newRow("zero bytes") << response("200 OK", QByteArray("a\0b", 3))
+            << Data::String(QString("a") + QChar(0) + "b");
         QTest::newRow("a mark is dropped") << response("200 OK", "\xef\xbb\xbf" "a") << Data::String("a");
         QTest::newRow("invalid bytes") << response("200 OK", "a\x80" "b") << Data::String("a\xef\xbf\xbd" "b");
         QTest::newRow("of no told length") << QByteArray("HTTP/1.0 200 OK\r\n\r\ntext") << Data::String("text");

@@ -1822,7 +1822,7 @@ private Q_SLOTS:
         row("six, one kept",             "x/1/ x/2/ x/3/ x/4/ x/5/ x/6/",             "6",       0, 0);
         row("seven, a file kept counts", "x/1/ x/2/ x/3/ x/4/ x/5/ x/6/ x/7/ x/file", "file",    6, 7);
         row("eight, empty names count",  "x/1/ x/2/ x/3/ x/4/ x/5/ x/6/ x/7/ x/8/",   "\n",      6, 8);
-        row("and large ones below",      "x/1/1/ x/1/2/ x/1/3/ x/1/4/ x/1/5/ x/1/6/ x/2/ x/3/ x/4/ x/5/ x/6/", "", 6, 6);
+        row("and large ones below", "x/1/1/ x/1/2/ x/1/3/ x/1/4/ x/1/5/ x/1/6/ x/2/ x/3/ x/4/ x/5/ x/6/", "", 6, 6);
         row("large ones below only",     "x/1/1/ x/1/2/ x/1/3/ x/1/4/ x/1/5/ x/1/6/", "",        6, 6);
         // clang-format on
     }
@@ -1908,11 +1908,11 @@ private Q_SLOTS:
         QTest::addColumn<int>("left");
 
         // clang-format off
-        QTest::newRow("here")           << QByteArray("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")                << true  << -1 << 4;
+        QTest::newRow("here") << QByteArray("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/") << true << -1 << 4;
         QTest::newRow("far below")
             << QByteArray("x/x/1/ x/x/2/ x/x/3/ x/x/4/ x/x/5/ x/x/6/ x/y/1/ x/y/2/ x/y/3/ x/y/4/ x/y/5/ x/y/6/")
             << true << -1 << 10;
-        QTest::newRow("not cancelable") << QByteArray("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/")                << false << 7  << 0;
+        QTest::newRow("not cancelable") << QByteArray("x/a x/1/ x/2/ x/3/ x/4/ x/5/ x/6/") << false << 7 << 0;
         // clang-format on
     }
 

@@ -141,17 +141,21 @@ private Q_SLOTS:
         QTest::newRow("below") << "utils/text/A.h" << "#include \"utils/base/B_p.h\"\n" << "";
         QTest::newRow("of Qt") << "utils/text/A.h" << "#include <QString>\n" << "";
         QTest::newRow("script on strings") << "utils/script/A.h" << "#include \"utils/strings/B.h\"\n" << "";
-        QTest::newRow("strings on script") << "utils/strings/A.h" << "#include \"utils/script/B.h\"\n" << "utils/script/B.h";
+        QTest::newRow("strings on script") << "utils/strings/A.h"
+            << "#include \"utils/script/B.h\"\n" << "utils/script/B.h";
         QTest::newRow("above") << "utils/text/A.h" << "#include \"utils/files/B.h\"\n" << "utils/files/B.h";
         QTest::newRow("beside") << "utils/text/A.h" << "#include \"utils/tagfile/B.h\"\n" << "utils/tagfile/B.h";
-        QTest::newRow("within a condition") << "data/A.h" << "#ifdef B\n  #  include \"utils/base/B.h\"\n#endif\n" << "utils/base/B.h";
+        QTest::newRow("within a condition") << "data/A.h"
+            << "#ifdef B\n  #  include \"utils/base/B.h\"\n#endif\n" << "utils/base/B.h";
         QTest::newRow("in angles") << "data/A.cpp" << "#include <utils/base/B.h>\n" << "utils/base/B.h";
         QTest::newRow("without its folder") << "utils/text/A.h" << "#include \"B.h\"\n" << "B.h";
         QTest::newRow("all headers") << "bindings/A.cpp" << "#include \"utils/KelmUtils.h\"\n" << "utils/KelmUtils.h";
-        QTest::newRow("host in base") << "utils/base/A.cpp" << "#include \"utils/Application_p.h\"\n" << "utils/Application_p.h";
+        QTest::newRow("host in base") << "utils/base/A.cpp"
+            << "#include \"utils/Application_p.h\"\n" << "utils/Application_p.h";
         QTest::newRow("host in signals") << "utils/signals/A.cpp" << "#include \"utils/Application_p.h\"\n" << "";
         QTest::newRow("definition") << "bindings/M/A.sip" << "%Include M/B.sip\n%Import(name = N/B.sip)\n" << "";
-        QTest::newRow("code of a definition") << "bindings/M/A.sip" << "%TypeHeaderCode\n#include \"utils/KelmUtils.h\"\n%End\n" << "utils/KelmUtils.h";
+        QTest::newRow("code of a definition") << "bindings/M/A.sip"
+            << "%TypeHeaderCode\n#include \"utils/KelmUtils.h\"\n%End\n" << "utils/KelmUtils.h";
         // clang-format on
     }
 

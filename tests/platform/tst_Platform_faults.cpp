@@ -343,10 +343,12 @@ private Q_SLOTS:
         QTest::addColumn<int>("least");   // the size in MiB
         QTest::addColumn<int>("most");
 
-        // clang-format off
-        const auto row = [](const char *name, const char *overcommit, bool hasInformation, int largest, int least, int most) {
-            QTest::newRow(name) << QByteArray(overcommit) << hasInformation << largest << least << most;
+        const auto row = [](const char *name, const char *overcommit, bool hasInformation,
+                            int largest, int least, int most) {
+            QTest::newRow(name) << QByteArray(overcommit) << hasInformation << largest << least
+                                << most;
         };
+        // clang-format off
         row("no limit",                              "0", true,      0, 2000, 1 << 30);
         row("each address takes memory",             "2", true,      0,   62,      63);
         row("the rule is not known",                 "",  true,      0, 2000, 1 << 30);

@@ -124,7 +124,7 @@ private Q_SLOTS:
         // clang-format off
         row("direct keys",        "a/x=1 a/sub/y=2",       "",  "a",    "b",    false, "b/x=1",             "b");
         row("all keys",           "a/x=1 a/sub/y=2",       "",  "a",    "b",    true,  "b/x=1 b/sub/y=2",   "b/sub b");
-        row("in a group",         "g/a/x=1 g/a/s/y=2 a/z=3", "g", "a",  "b",    true,  "g/b/x=1 g/b/s/y=2", "g/b/s g/b");
+        row("in a group", "g/a/x=1 g/a/s/y=2 a/z=3", "g", "a", "b", true, "g/b/x=1 g/b/s/y=2", "g/b/s g/b");
         row("a plain value",      "a=1",                   "",  "a",    "b",    true,  "",                  "b");
         row("value and group",    "a=1 a/x=2",             "",  "a",    "b",    true,  "b/x=2",             "b");
         row("nothing",            "a=1",                   "",  "c",    "b",    true,  "",                  "b");
@@ -132,21 +132,21 @@ private Q_SLOTS:
         row("onto other keys",    "a/x=1 b/x=5 b/z=6",     "",  "a",    "c",    true,  "c/x=1",             "c");
         row("inner groups first", "a/s/t/x=1 a/s/y=2 a/r/z=3", "", "a", "b",    true,  "b/s/t/x=1 b/s/y=2 b/r/z=3",
             "b/r b/s/t b/s b");
-        row("groups without keys", "a/s/t/x=1",            "",  "a",    "b",    true,  "b/s/t/x=1",         "b/s/t b/s b");
+        row("groups without keys", "a/s/t/x=1", "", "a", "b", true, "b/s/t/x=1", "b/s/t b/s b");
         row("groups by name",     "a/p/x=1 a/p!/x=2 a/P/x=3 a/p/q/x=4", "", "a", "b", true,
             "b/p/x=1 b/p!/x=2 b/P/x=3 b/p/q/x=4", "b/P b/p/q b/p b/p! b");
         row("deep paths",         "a/b/x=1",               "",  "a/b",  "c/d",  true,  "c/d/x=1",           "c/d");
         row("as it is written",   "a/x=1 a/s/y=2",         "g", "/../", "b",    true,  "",                  "g/b");
-        row("needless slashes",   "a/x=1 a/s/y=2",         "",  "/a/",  "b//c", true,  "b/c/x=1 b/c/s/y=2", "b//c/s b//c");
+        row("needless slashes", "a/x=1 a/s/y=2", "", "/a/", "b//c", true, "b/c/x=1 b/c/s/y=2", "b//c/s b//c");
         row("from the root",      "x=1 s/y=2",             "",  "",     "b",    false, "b/x=1",             "b");
         row("into the root",      "a/x=1 a/s/y=2",         "",  "a",    "",     true,  "x=1 s/y=2",         "/s ");
         row("into its group",     "g/a/x=1 g/a/s/y=2",     "g", "a",    "",     true,  "g/x=1 g/s/y=2",     "g//s g/");
         row("onto itself",        "a/x=1 a/s/y=2",         "",  "a",    "a",    true,  "",                  "a/s a");
-        row("into itself",        "a/x=1 a/s/y=2",         "",  "a",    "a/b",  true,  "a/b/x=1 a/b/s/y=2", "a/b/s a/b");
+        row("into itself", "a/x=1 a/s/y=2", "", "a", "a/b", true, "a/b/x=1 a/b/s/y=2", "a/b/s a/b");
         row("into its group in itself", "a/x=1 a/b/y=2",   "",  "a",    "a/b",  true,  "a/b/x=1 a/b/b/x=1 a/b/b/y=2",
             "a/b/b a/b");
         row("deep into itself",   "a/x=1",                 "",  "a",    "a/b/c", true, "a/b/c/x=1",         "a/b/c");
-        row("the root into itself", "x=1 b/y=2",           "",  "",     "b",    true,  "b/x=1 b/b/x=1 b/b/y=2", "b/b b");
+        row("the root into itself", "x=1 b/y=2", "", "", "b", true, "b/x=1 b/b/x=1 b/b/y=2", "b/b b");
         row("deep into its group in itself", "a/x=1 a/b/y=2", "", "a", "a/b/c", true,
             "a/b/c/x=1 a/b/c/b/y=2 a/b/c/b/c/x=1 a/b/c/b/c/b/y=2", "a/b/c/b/c/b a/b/c/b/c a/b/c/b a/b/c");
         row("to a group that holds it twice", "p/g/g/x=1 p/g/x=2 p/g/g/g/x=3", "", "p/g", "p", true,
@@ -329,12 +329,12 @@ private Q_SLOTS:
             "@@@_temp_@@@/s @@@_temp_@@@ a a/s a @@@_temp_@@@");
         row("the same, direct", "a/x=1 a/s/y=2",         "",  "a",   "a",   false, "a/x=1",
             "@@@_temp_@@@ a a @@@_temp_@@@");
-        row("the same, with a slash", "a/x=1 a/s/y=2",   "",  "a",   "a/",  true,  "",                      "a//s a/ a");
-        row("into itself",      "a/x=1 a/s/y=2 b=3",     "",  "a",   "a/b", true,  "b=3",                   "a/b/s a/b a");
-        row("onto its own group", "a/x=1 a/b/x=2 a/b/y=3", "", "a",  "a/b", true, "",                       "a/b/b a/b a");
+        row("the same, with a slash", "a/x=1 a/s/y=2", "", "a", "a/", true, "", "a//s a/ a");
+        row("into itself", "a/x=1 a/s/y=2 b=3", "", "a", "a/b", true, "b=3", "a/b/s a/b a");
+        row("onto its own group", "a/x=1 a/b/x=2 a/b/y=3", "", "a", "a/b", true, "", "a/b/b a/b a");
         row("into itself, direct", "a/x=1 a/s/y=2 a/b/z=3", "", "a", "a/b", false, "",                      "a/b a");
         row("a name's beginning", "a/x=1 ab/y=2",        "",  "a",   "ab",  true,  "ab/x=1 ab/y=2",         "ab a");
-        row("out of itself",    "a/b/x=1 a/b/b/y=2 a/z=3", "", "a/b", "a",  true,  "a/x=1 a/z=3",           "a/b a a/b");
+        row("out of itself", "a/b/x=1 a/b/b/y=2 a/z=3", "", "a/b", "a", true, "a/x=1 a/z=3", "a/b a a/b");
         row("the root",         "x=1 s/y=2",             "",  "",    "b",   true,  "",                      "b/s b ");
         row("the root, direct", "x=1 s/y=2",             "",  "",    "b",   false, "",                      "b ");
         row("the root as slash", "x=1 s/y=2",            "",  "/",   "b",   true,  "",                      "b/s b /");
@@ -344,13 +344,13 @@ private Q_SLOTS:
             "@@@_temp_@@@/s @@@_temp_@@@  /s  @@@_temp_@@@");
         row("the root to itself, direct", "x=1",         "",  "",    "",    false, "x=1",
             "@@@_temp_@@@   @@@_temp_@@@");
-        row("the temporary group", "@@@_temp_@@@/x=1",   "",  "@@@_temp_@@@", "a", true, "a/x=1",          "a @@@_temp_@@@");
-        row("the temporary group to itself", "@@@_temp_@@@/x=1", "", "@@@_temp_@@@", "@@@_temp_@@@", true, "@@@_temp_@@@/x=1",
-            "@@@_temp_@@@ @@@_temp_@@@");
-        row("the temporary group, other case", "@@@_temp_@@@/x=1", "", "@@@_temp_@@@", "@@@_TEMP_@@@", true, "@@@_TEMP_@@@/x=1",
-            "@@@_TEMP_@@@ @@@_temp_@@@");
-        row("to the temporary group, other case", "@@@_Temp_@@@/x=1", "", "@@@_Temp_@@@", "@@@_temp_@@@", true, "@@@_temp_@@@/x=1",
-            "@@@_temp_@@@ @@@_Temp_@@@");
+        row("the temporary group", "@@@_temp_@@@/x=1", "", "@@@_temp_@@@", "a", true, "a/x=1", "a @@@_temp_@@@");
+        row("the temporary group to itself", "@@@_temp_@@@/x=1", "", "@@@_temp_@@@", "@@@_temp_@@@",
+            true, "@@@_temp_@@@/x=1", "@@@_temp_@@@ @@@_temp_@@@");
+        row("the temporary group, other case", "@@@_temp_@@@/x=1", "", "@@@_temp_@@@",
+            "@@@_TEMP_@@@", true, "@@@_TEMP_@@@/x=1", "@@@_TEMP_@@@ @@@_temp_@@@");
+        row("to the temporary group, other case", "@@@_Temp_@@@/x=1", "", "@@@_Temp_@@@",
+            "@@@_temp_@@@", true, "@@@_temp_@@@/x=1", "@@@_temp_@@@ @@@_Temp_@@@");
         // clang-format on
     }
 

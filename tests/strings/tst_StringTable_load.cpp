@@ -115,24 +115,33 @@ private Q_SLOTS:
             "<string id='.a'>1</string><context name='One'><string id='.a'>2</string></context>", ".a=2");
         bodyRow("a context is replaced",
             "<context name='One'><string id='.a'>2</string></context><string id='.a'>1</string>", ".a=1");
-        bodyRow("contexts in contexts",    "<context name='One'><context name='Two'><string id='.a'>1</string></context>"
-                                           "<context name='Three'><string id='.b'>1</string></context></context>", ".a=1");
+        bodyRow("contexts in contexts",
+            "<context name='One'><context name='Two'><string id='.a'>1</string></context>"
+            "<context name='Three'><string id='.b'>1</string></context></context>", ".a=1");
         bodyRow("active in inactive",
             "<context name='Three'><context name='One'><string id='.a'>1</string></context></context>", "");
         bodyRow("a form",                  "<ui name='F'><string id='.a'>1</string></ui><string id='.a'>2</string>",
             ".a=2 F(.a=1)");
         bodyRow("a form in upper case",    "<UI name='F'><string id='.a'>1</string></UI>",         " F(.a=1)");
-        bodyRow("two forms",               "<ui name='G'><string id='.a'>1</string></ui><ui name='F'><string id='.a'>2</string></ui>", " F(.a=2) G(.a=1)");
-        bodyRow("a form twice",            "<ui name='F'><string id='.a'>1</string><string id='.b'>1</string></ui>"
-                                           "<ui name='F'><string id='.b'>2</string><string id='.c'>2</string></ui>", " F(.a=1|.b=2|.c=2)");
+        bodyRow("two forms",
+            "<ui name='G'><string id='.a'>1</string></ui><ui name='F'><string id='.a'>2</string></ui>",
+            " F(.a=2) G(.a=1)");
+        bodyRow("a form twice",
+            "<ui name='F'><string id='.a'>1</string><string id='.b'>1</string></ui>"
+            "<ui name='F'><string id='.b'>2</string><string id='.c'>2</string></ui>", " F(.a=1|.b=2|.c=2)");
         bodyRow("an empty form",           "<ui name='F'/>",                                       " F()");
         bodyRow("no name of a form",       "<ui><string id='.a'>1</string></ui>",                  " (.a=1)");
-        bodyRow("a form in a form",        "<ui name='F'><ui name='G'><string id='.a'>1</string></ui><string id='.b'>2</string></ui>", " F(.b=2) G(.a=1)");
-        bodyRow("a form in itself",        "<ui name='F'><ui name='F'><string id='.a'>1</string></ui></ui>", " F(.a=1)");
-        bodyRow("a context in a form",     "<ui name='F'><context name='One'><string id='.a'>1</string></context>"
-                                           "<context name='Three'><string id='.b'>1</string></context></ui>", " F(.a=1)");
-        bodyRow("a form in a context",     "<context name='One'><ui name='F'><string id='.a'>1</string></ui></context>"
-                                           "<context name='Three'><ui name='G'><string id='.a'>1</string></ui></context>", " F(.a=1)");
+        bodyRow("a form in a form",
+            "<ui name='F'><ui name='G'><string id='.a'>1</string></ui><string id='.b'>2</string></ui>",
+            " F(.b=2) G(.a=1)");
+        bodyRow("a form in itself",
+            "<ui name='F'><ui name='F'><string id='.a'>1</string></ui></ui>", " F(.a=1)");
+        bodyRow("a context in a form",
+            "<ui name='F'><context name='One'><string id='.a'>1</string></context>"
+            "<context name='Three'><string id='.b'>1</string></context></ui>", " F(.a=1)");
+        bodyRow("a form in a context",
+            "<context name='One'><ui name='F'><string id='.a'>1</string></ui></context>"
+            "<context name='Three'><ui name='G'><string id='.a'>1</string></ui></context>", " F(.a=1)");
         bodyRow("text between elements",   "text<string id='.a'>1</string>text",                   ".a=1");
         bodyRow("escaped text",            "<string id='.a'>&lt;b&gt; &amp; &#228;</string>",      ".a=<b> & ä");
         row("a root of another name",  docType + "<x><string id='.a'>1</string></x>",              ".a=1");

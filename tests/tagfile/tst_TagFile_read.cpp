@@ -96,7 +96,7 @@ private Q_SLOTS:
         row("other ends of lines stay",        "*a\nx: 1\v\f\xe2\x80\xa8" "2\n",  {"1 a: x=1\v\f\u2028" "2"});
         row("two tags",                        "*a\nx: 1\n\n*b\ny: 2\n",          {"1 a: x=1", "4 b: y=2"});
         row("a tag without properties",        "*a\n*b\nx: 1\n",                  {"1 a: ", "2 b: x=1"});
-        row("several of them",                 "*a\n*b\n\n*c\n$\n*d\nx: 1",       {"1 a: ", "2 b: ", "4 c: ", "6 d: x=1"});
+        row("several of them", "*a\n*b\n\n*c\n$\n*d\nx: 1", {"1 a: ", "2 b: ", "4 c: ", "6 d: x=1"});
         row("empty lines and comments within", "*a\n\n$ c\nx: 1\n\ny: 2\n",       {"1 a: x=1|y=2"});
         row("comments with colons",            "*a\n$ c: d\n$:2\nx: 1\n",         {"1 a: x=1"});
         row("names are not trimmed",           "*  a b \nx: 1\n",                 {"1   a b : x=1"});

@@ -1192,7 +1192,7 @@ private Q_SLOTS:
         QTest::newRow("general")        << 'g' << 6 << QStringList{"1234.5", "-0.125", "1e+30"};
         QTest::newRow("general, short") << 'g' << 3 << QStringList{"1.23e+03", "-0.125", "1e+30"};
         QTest::newRow("exponent")       << 'E' << 1 << QStringList{"1.2E+03", "-1.3E-01", "1.0E+30"};
-        QTest::newRow("plain")          << 'f' << 2 << QStringList{"1234.50", "-0.13", "1000000000000000019884624838656.00"};
+        QTest::newRow("plain") << 'f' << 2 << QStringList{"1234.50", "-0.13", "1000000000000000019884624838656.00"};
         // clang-format on
     }
 

@@ -102,14 +102,17 @@ private Q_SLOTS:
         QTest::newRow("closing bracket") << "[a=1][b=2]" << ']' << '=' << "{a}: {1}, {b}: {2}" << QStringList{"a", "b"};
         QTest::newRow("another sign") << "b=2;a=1" << ';' << '=' << "{a}: {1}, {b}: {2}" << QStringList{"b", "a"};
         QTest::newRow("another key sign") << "a:1;b:2" << ';' << ':' << "{a}: {1}, {b}: {2}" << QStringList{"a", "b"};
-        QTest::newRow("the first key sign") << "[a=1][b=x=y]" << '[' << '=' << "{a}: {1}, {b}: {x=y}" << QStringList{"a", "b"};
+        QTest::newRow("the first key sign") << "[a=1][b=x=y]" << '[' << '='
+            << "{a}: {1}, {b}: {x=y}" << QStringList{"a", "b"};
         QTest::newRow("no key sign") << "[a]" << '[' << '=' << "" << QStringList{"a"};
         QTest::newRow("some without") << "[a][b=1][]" << '[' << '=' << "{b}: {1}" << QStringList{"a", "b", ""};
         QTest::newRow("the last of a key") << "[a=1][b=2][a=3]" << '[' << '=' << "{a}: {3}, {b}: {2}"
             << QStringList{"a", "b", "a"};
-        QTest::newRow("no brackets at the ends") << "a=1][b=2" << '[' << '=' << "{a}: {1}, {b}: {2}" << QStringList{"a", "b"};
+        QTest::newRow("no brackets at the ends") << "a=1][b=2" << '[' << '=' << "{a}: {1}, {b}: {2}"
+            << QStringList{"a", "b"};
         QTest::newRow("one bracket at each end") << "[[a=1]]" << '[' << '=' << "{[a}: {1]}" << QStringList{"[a"};
-        QTest::newRow("brackets inside") << "[a=[1]][b=(2)]" << '[' << '=' << "{a}: {[1]}, {b}: {(2)}" << QStringList{"a", "b"};
+        QTest::newRow("brackets inside") << "[a=[1]][b=(2)]" << '[' << '='
+            << "{a}: {[1]}, {b}: {(2)}" << QStringList{"a", "b"};
         QTest::newRow("brackets within a value") << "[a=1][2]" << '[' << '=' << "{a}: {1}" << QStringList{"a", "2"};
         QTest::newRow("a bracket alone") << "[" << '[' << '=' << "" << QStringList{""};
         QTest::newRow("a closing one alone") << "]" << '[' << '=' << "" << QStringList{""};
@@ -118,7 +121,8 @@ private Q_SLOTS:
         QTest::newRow("nothing") << "" << '[' << '=' << "" << QStringList{""};
         QTest::newRow("nothing, another sign") << "" << ';' << '=' << "" << QStringList{""};
         QTest::newRow("empty parts") << ";a=1;;" << ';' << '=' << "{a}: {1}" << QStringList{"", "a", "", ""};
-        QTest::newRow("empty keys and values") << "[=1][a=]" << '[' << '=' << "{}: {1}, {a}: {}" << QStringList{"", "a"};
+        QTest::newRow("empty keys and values") << "[=1][a=]" << '[' << '=' << "{}: {1}, {a}: {}"
+            << QStringList{"", "a"};
         QTest::newRow("no trimming") << "[ a = 1 ]" << '[' << '=' << "{ a }: { 1 }" << QStringList{" a "};
         QTest::newRow("brackets under another sign") << "[a=1];b=2" << ';' << '=' << "{[a}: {1]}, {b}: {2}"
             << QStringList{"[a", "b"};

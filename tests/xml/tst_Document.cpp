@@ -551,7 +551,8 @@ private Q_SLOTS:
         QTest::newRow("tag mismatch") << QByteArray("<a>\n<b></c></a>") << String("tag mismatch\nline: 2  column: 7");
         QTest::newRow("empty") << QByteArray() << String("unexpected end of file\nline: 1  column: 1");
         QTest::newRow("cut off") << QByteArray("<a><b/>") << String("unexpected end of file\nline: 1  column: 8");
-        QTest::newRow("text after the root") << QByteArray("<a/>x") << String("unexpected character\nline: 1  column: 5");
+        QTest::newRow("text after the root") << QByteArray("<a/>x")
+            << String("unexpected character\nline: 1  column: 5");
         QTest::newRow("recursive entity") << QByteArray("<!DOCTYPE a [<!ENTITY e \"x&e;\">]><a>&e;</a>")
             << String("recursive entities\nline: 1  column: 39");
         // clang-format on

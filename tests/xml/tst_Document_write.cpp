@@ -111,7 +111,8 @@ private Q_SLOTS:
         row("values are carried whole", "<x title='a > b' b='/>' a=' /&gt; ' c='>' name='&lt;&quot;&amp;'/>",
             "<x name=\"&lt;&quot;&amp;\" a=\" /> \" b=\"/>\" c=\">\" title=\"a > b\"/>\n\n");
         row("']]>' in a value", "<x b='1' a=']]&gt;'/>", "<x a=\"]]&gt;\" b=\"1\"/>\n\n");
-        row("white space in a value", "<x b='1&#9;2&#10;3&#13;4' a='  '/>", "<x a=\"  \" b=\"1&#x9;2&#xa;3&#xd;4\"/>\n\n");
+        row("white space in a value", "<x b='1&#9;2&#10;3&#13;4' a='  '/>",
+            "<x a=\"  \" b=\"1&#x9;2&#xa;3&#xd;4\"/>\n\n");
         row("an empty element", "<item/>", "<item/>\n\n");
         row("indent", "<r><s><item b='1' a='2'><t/></item></s></r>",
             "<r>\n  <s>\n    <item a=\"2\" b=\"1\">\n      <t/>\n    </item>\n  </s>\n</r>\n\n");
@@ -130,7 +131,8 @@ private Q_SLOTS:
             "<a><![CDATA[<x b=\"1\" a=\"2\">\n]]></a>\n\n");
         row("a tag in a comment", "<a><!--\n<x b=\"1\" a=\"2\">\n<!x b=\"1\" a=\"2\">\n--></a>",
             "<a>\n  <!--\n<x a=\"2\" b=\"1\">\n<!x b=\"1\" a=\"2\">\n-->\n</a>\n\n");
-        row("an empty line in a CDATA section", "<a><![CDATA[x\n  <!--*-->  \ny]]></a>", "<a><![CDATA[x\n\ny]]></a>\n\n");
+        row("an empty line in a CDATA section", "<a><![CDATA[x\n  <!--*-->  \ny]]></a>",
+            "<a><![CDATA[x\n\ny]]></a>\n\n");
         row("mixed content", "<f z='1'>a<g/></f>", "<f a<g z=\"1\"/>\n</f>\n\n");
         row("text that ends like a tag", "<r><h z='1'>x &gt;\n</h></r>", "<r>\n  <h x z=\"1\">\n</h>\n</r>\n\n");
         row("another tag on the line", "<r>t<a z='1'/><b/></r>", "<r t<a z=\"1\"/>\n  <b/>\n</r>\n\n");

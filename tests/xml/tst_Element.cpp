@@ -368,9 +368,11 @@ private Q_SLOTS:
         QTest::newRow("no match") << "<a>a<k/>c</a>" << "b" << "z" << "<a>a<k/>c</a>";
         QTest::newRow("text and CDATA") << "<a>%b%<![CDATA[ c]]></a>" << "%b%" << "z" << "<a>z c<![CDATA[ c]]></a>";
         QTest::newRow("CDATA") << "<a><![CDATA[<%b%>]]></a>" << "%b%" << "z" << "<a><![CDATA[<z>]]></a>";
-        QTest::newRow("comments and instructions stay") << "<a><!--b--><?p b?>b</a>" << "b" << "z" << "<a><!--b--><?p b?>z</a>";
+        QTest::newRow("comments and instructions stay") << "<a><!--b--><?p b?>b</a>" << "b" << "z"
+            << "<a><!--b--><?p b?>z</a>";
         QTest::newRow("indented text becomes one line") << "<a>\n  %b%\n  y\n</a>" << "%b%" << "z" << "<a>z y</a>";
-        QTest::newRow("indented text without a match stays") << "<a>\n  x\n  y\n</a>" << "%b%" << "z" << "<a>\n  x\n  y\n</a>";
+        QTest::newRow("indented text without a match stays") << "<a>\n  x\n  y\n</a>" << "%b%"
+            << "z" << "<a>\n  x\n  y\n</a>";
         QTest::newRow("elements in order") << "<a>b<k>b<l>b</l></k><m n='b'/></a>" << "b" << "z"
             << "<a>z<k>z<l>z</l></k><m n=\"z\"/></a>";
         // clang-format on
