@@ -12,8 +12,8 @@
 #include <csignal>
 #include <sys/types.h>
 
-/// The processes that a test starts, and those that they start: all that have its mark in their
-/// environment. What is left of them at its end is killed.
+/// The processes that a test starts, and their descendants: all that have its mark in their
+/// environment. The destructor kills those that still run.
 class MarkedProcesses
 {
 public:
@@ -33,7 +33,7 @@ public:
         process.setEnvironment({{m_name.constData(), m_value.constData()}}, false);
     }
 
-    /// Those that live. What waits for its parent to look at its end has no environment any more.
+    /// Those that run. A zombie process has no environment any more.
     QList<pid_t> ids() const
     {
         const QByteArray entry = m_name + '=' + m_value;

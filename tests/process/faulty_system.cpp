@@ -1,11 +1,11 @@
-// Does what its first argument says where calls of the system fail with the error number that the
-// second one is, in a PID namespace of its own:
+// Executes its first argument, in a PID namespace of its own in which system calls fail with the
+// error number in the second argument:
 //
-//     start ERROR      starts a process, which fails; says what came of it
-//     move ERROR A B   moves a file, for which no process can be started
-//     run ERROR P ...  becomes the program P, which can start no process
-//     kill ERROR ID    kills a process and what it has started, without handles of processes
-//     send ERROR ID    the same, without a signal by a handle
+//     start ERROR      starts a process, which fails, and prints the result
+//     move ERROR A B   moves a file when no process can be started
+//     run ERROR P ...  executes the program P, which cannot start processes
+//     kill ERROR ID    kills a process and its descendants, without handles of processes
+//     send ERROR ID    the same, when no signal can be sent by a handle
 
 #include "utils/files/File.h"
 #include "utils/process/Process.h"

@@ -1,10 +1,10 @@
-// Kills a tree that keeps growing, again and again, in a PID namespace of its own, and says in one
-// line what came of it:
+// Kills a process tree that keeps growing, many times, in a PID namespace of its own, and prints
+// the result in one line:
 //
 //     kill_rounds [ROUNDS]
 //
-// Ends with 0 when nothing of any tree was left, with 1 when something was, and with 77 where such
-// a namespace is not allowed.
+// The exit code is 0 when no process of any tree was left, 1 when one was, and 77 when such a
+// namespace is not allowed.
 
 #include "utils/process/Process.h"
 
@@ -27,7 +27,7 @@ static const unsigned int longest = 20;
 
 static const int levels = 3;
 
-/// Has two processes below it, which have two each, and starts others for as long as it lives.
+/// Has two children, which have two children each, and keeps starting others.
 [[noreturn]] static void grow(int level)
 {
     alarm(longest);
@@ -52,7 +52,7 @@ static const int levels = 3;
     _exit(0);
 }
 
-/// How many processes of the namespace live, but for this one.
+/// The number of processes that run in the namespace, without this one.
 static int countOthers()
 {
     int count = 0;
@@ -68,7 +68,7 @@ static int countOthers()
     return count;
 }
 
-/// The first process of a namespace becomes the parent of those that have lost theirs.
+/// The first process of a namespace becomes the parent of orphans.
 static void forgetOrphans()
 {
     while (waitpid(-1, nullptr, WNOHANG) > 0) {
@@ -102,7 +102,7 @@ int main(int argc, char **argv)
             std::fprintf(stderr, "kill_rounds: %s\n", process.errorMessage().c_str());
             return 2;
         }
-        // Each round at another moment of its growth.
+        // In each round at a different moment of the growth.
         const auto isGrown = [&] { return process.output().count('.') == 1 << (levels - 1); };
         if (!QTest::qWaitFor(isGrown, 10000)) {
             std::fprintf(stderr, "kill_rounds: a tree did not grow\n");

@@ -1,7 +1,7 @@
-// Does what its argument says:
+// Executes its argument:
 //
-//     killOwnTree       starts two children and kills itself with them
-//     killParent        kills the one that started it, and all below that
+//     killOwnTree       starts two children and kills its own tree
+//     killParent        kills the tree of its parent
 //     waitInThreads     starts threads that wait
 //     startFromThreads  starts children from several threads for a while
 //     startFromGroup    starts many children, the last of which starts others for a while, in a
@@ -36,7 +36,7 @@ static void say(const char *text)
     std::fflush(stdout);
 }
 
-/// Says when it has begun and when it ends.
+/// Prints when it has begun and when it ends.
 static void startSleepers(int count, std::chrono::milliseconds interval)
 {
     for (int i = 0; i < count; ++i) {

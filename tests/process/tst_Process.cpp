@@ -15,7 +15,7 @@ using Utils::Process;
 
 using Variables = QMap<Data::String, Data::String>;
 
-/// Runs it to its end.
+/// Runs the process to its end.
 static void run(Process &process)
 {
     QVERIFY2(process.start(), process.errorMessage().c_str());
@@ -431,7 +431,7 @@ private Q_SLOTS:
         QVERIFY(process.start());
         const Data::String text(QString(1000 * 1000, 'x'));
 
-        QVERIFY(!process.sendData(text, 200)); // the pipe takes the start of it
+        QVERIFY(!process.sendData(text, 200)); // the pipe accepts the beginning
 
         QVERIFY(process.isRunning());
         QVERIFY(qProcess(process)->bytesToWrite() > 0);
@@ -469,7 +469,7 @@ private Q_SLOTS:
         marked.mark(process);
         QVERIFY(process.start());
 
-        // More than a pipe takes in without a reader.
+        // More than a pipe holds without a reader.
         QVERIFY(process.sendData(Data::String(QString(16 * 1024 * 1024, 'x')), 0));
         for (int i = 0; i < 1000 && process.sendData("", 10); ++i) {
         }
@@ -513,8 +513,11 @@ private Q_SLOTS:
             path("named in both ways", percents + dollar + percents + dollar, true, "/a:/b/a:/b/a:/b/a:/b");
             path("empty, kept", "", true, ";/a:/b");
             path("empty, not kept", "", false, "");
-            path("the old names itself", percents, true, ("x" + percents + "x" + percents + dollar).constData(), ("x" + percents + dollar).constData());
-            path("the old is empty", "x;" + percents + ";" + dollar, true, ("x;" + percents + ";" + dollar).constData(), "");
+            path("the old names itself", percents, true,
+                 ("x" + percents + "x" + percents + dollar).constData(),
+                 ("x" + percents + dollar).constData());
+            path("the old is empty", "x;" + percents + ";" + dollar, true,
+                 ("x;" + percents + ";" + dollar).constData(), "");
             // clang-format on
         }
         row("another one, kept", "KELM_A", "/a:/b", "x;%KELM_A%;$KELM_A", true,
@@ -604,7 +607,7 @@ private Q_SLOTS:
         QVERIFY(lines.contains("PATH=" + qEnvironmentVariable("PATH")));
     }
 
-    // The end of the object
+    // Destruction
 
     void killsItsProgramWhenItGoes()
     {
@@ -623,7 +626,7 @@ private Q_SLOTS:
             QVERIFY(process.start());
             QVERIFY(waitForOutput(process, ".\n"));
             QVERIFY(!makeFile(folder.filePath("go")).isEmpty());
-            // Its output is not read, so only this shows how far it has come.
+            // Its output is not read, so only this shows its progress.
             for (int i = 0; i < 60000 && !QFile::exists(folder.filePath("gone")); ++i)
                 QThread::msleep(1);
             QVERIFY(QFile::exists(folder.filePath("gone")));
@@ -706,7 +709,7 @@ private Q_SLOTS:
         process->deleteWhenFinished();
         QVERIFY(process->start());
 
-        // The program ends without reading, which is found out while it is written to.
+        // The program ends without reading, which is noticed while data is written to it.
         while (object)
             process->sendData(Data::String(QString(100 * 1000, 'x')), 100);
     }

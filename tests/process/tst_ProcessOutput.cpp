@@ -8,7 +8,7 @@
 
 using Utils::ProcessOutput;
 
-/// What takes each piece as a whole, and looks at all of the recent text each time.
+/// A plain variant that stores each chunk whole, and searches all of the recent text each time.
 struct PlainOutput
 {
     QString text;
@@ -213,13 +213,13 @@ private Q_SLOTS:
         QCOMPARE(output.text(), Data::String("abcde"));
         QCOMPARE(output.takeRecent(), Data::String("abcde"));
 
-        output.append("fg", true); // is recent all the same
+        output.append("fg", true); // is recent nevertheless
         QCOMPARE(output.text(), Data::String("abcde"));
         QCOMPARE(output.takeRecent(), Data::String("fg"));
 
         output.append("abcdef", false);
         QCOMPARE(output.append("gh", false), Data::String("gh"));
-        output.append("\nb", false); // is found all the same
+        output.append("\nb", false); // is found nevertheless
         QCOMPARE(output.text(), Data::String("abcde"));
         QCOMPARE(output.takeRecent(), Data::String("b"));
     }
@@ -231,7 +231,7 @@ private Q_SLOTS:
         QCOMPARE(output.text().size(), 1000000);
     }
 
-    /// A line that grows must not be gone through for each of its pieces: that would take minutes.
+    /// A growing line must not be searched again for each of its chunks: that would take minutes.
     void growsALongLineInLinearTime()
     {
         const QByteArray piece(100, 'a');

@@ -26,7 +26,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("script");
         QTest::addColumn<int>("count");
 
-        // Each says that it is there when it is not to be ended by kinder means any more.
+        // Each process prints a dot when it is ready. Those that ignore signals do so by then.
         QTest::newRow("a child alone") << QByteArray("echo .; while :; do sleep 60; done") << 1;
         QTest::newRow("children that ignore the signal to end")
             << QByteArray("trap '' TERM HUP INT; sleep 60 & sleep 60 & echo ..; wait") << 3;
@@ -63,8 +63,8 @@ private Q_SLOTS:
         QVERIFY(!process.normalExit());
     }
 
-    /// The forkers end by themselves after a while, so that nothing runs for ever should they not
-    /// be found.
+    /// The forking processes end by themselves after a while, so that none runs for ever if it is
+    /// not found.
     void takesWhatIsStartedBetweenTheLookAndTheKill()
     {
         const MarkedProcesses marked;
@@ -216,12 +216,12 @@ private Q_SLOTS:
 
         Process::kill(process.output().trimmed().toLongLong());
 
-        QVERIFY(process.wait(false)); // which has nothing to wait for any more
+        QVERIFY(process.wait(false)); // returns at once
         QVERIFY(process.normalExit());
         QCOMPARE(marked.ids(), QList<pid_t>());
     }
 
-    // Not tried: the first process of the system. Whoever breaks that would end this machine.
+    // The first process of the system is not tested: a fault there would end this machine.
     void doesNothingForANumberThatIsNoProcess()
     {
         const MarkedProcesses marked;
@@ -310,7 +310,7 @@ private Q_SLOTS:
         QCOMPARE(process.getPID(), qint64(0));
     }
 
-    /// A program that kills itself, and what it has started, by this call.
+    /// A program that kills its own tree by this call.
     void takesTheCallerLast()
     {
         const MarkedProcesses marked;
@@ -325,7 +325,7 @@ private Q_SLOTS:
         QCOMPARE(marked.ids(), QList<pid_t>());
     }
 
-    /// The caller is below the one that it kills.
+    /// The caller is a descendant of the process that it kills.
     void takesTheParentOfTheCaller()
     {
         const MarkedProcesses marked;

@@ -31,7 +31,7 @@ using Utils::Process;
 
 namespace Platform = Utils::Platform;
 
-/// After so many of them the heap has no room for one more; negative when it always has.
+/// The number of allocations that succeed; negative when all do.
 static int allocationsLeft = -1;
 
 void *operator new(std::size_t size)
@@ -49,7 +49,7 @@ void *operator new(std::size_t size)
 void operator delete(void *memory) noexcept { std::free(memory); }
 void operator delete(void *memory, std::size_t) noexcept { std::free(memory); }
 
-/// How many files in /proc can be opened before the next one cannot; negative when all can.
+/// The number of files in /proc that can be opened; negative when all can.
 static int opensLeft = -1;
 static bool failsForGood = false;
 static bool hasHandles = true;
@@ -67,7 +67,7 @@ static bool opens(const char *path)
     return false;
 }
 
-// They replace those of the C library.
+// They replace the functions of the C library.
 extern "C" __attribute__((visibility("default"))) int open(const char *path, int flags, ...)
 {
     va_list arguments;
@@ -100,7 +100,7 @@ extern "C" __attribute__((visibility("default"))) long syscall(long number, ...)
     return next(number, values[0], values[1], values[2], values[3], values[4], values[5]);
 }
 
-/// What a call of the system does once, after some that are as they should be.
+/// The result of one system call, after some normal ones.
 enum class Fault
 {
     None,
@@ -152,7 +152,7 @@ extern "C" __attribute__((visibility("default"))) int kill(pid_t id, int number)
     return static_cast<int>(syscall(SYS_kill, id, number));
 }
 
-/// Trees that are killed where the system lacks something.
+/// Process trees that are killed when system calls fail.
 class tst_Process_kill_faults : public QObject
 {
     Q_OBJECT
@@ -198,7 +198,7 @@ private Q_SLOTS:
         QCOMPARE(tree.exitCode(), SIGKILL);
     }
 
-    /// A single descriptor is enough; without one the program alone goes.
+    /// A single descriptor is enough; without one, only the program itself is killed.
     void takesWhatItCanWithFewDescriptors_data()
     {
         QTest::addColumn<int>("room");
@@ -240,7 +240,8 @@ private Q_SLOTS:
         QCOMPARE(marked.ids().size(), left);
     }
 
-    /// Whatever was found before the memory was out is killed. Nobody stays stopped.
+    /// The processes that were found before the memory was exhausted are killed. None stays
+    /// stopped.
     void stopsNothingForGoodWhenTheMemoryIsOut()
     {
         bool isOut = true;
@@ -260,7 +261,7 @@ private Q_SLOTS:
             if (!isOut) {
                 QVERIFY(isKilled);
                 QCOMPARE(marked.ids(), QList<pid_t>());
-            } else if (isKilled) { // who was found is on its way, as nothing could wait for it
+            } else if (isKilled) { // it is being killed, but could not be waited for
                 ++parts;
                 QVERIFY(tree.wait(false));
             } else {
@@ -420,7 +421,7 @@ private Q_SLOTS:
         QCOMPARE(tree.exitCode(), SIGKILL);
     }
 
-    /// /proc may hide what the user may not look into, as a program that may be run but not read.
+    /// /proc may hide what the user cannot read, such as a program without the right to read it.
     void takesTheProgramThatCannotBeRead()
     {
         const QTemporaryDir folder;

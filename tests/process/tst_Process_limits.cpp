@@ -20,13 +20,13 @@ using Utils::Process;
 
 Q_DECLARE_METATYPE(Utils::Process::KillModes)
 
-/// Processes that cannot be started, where a signal to the wrong ones would end all of the user.
+/// Processes that cannot be started. A signal to a wrong id would end all processes of the user.
 class tst_Process_limits : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    // First, as Qt prepares for children at the first start only.
+    // The first test, because Qt prepares for children at the first start only.
     void leavesWritesToAPipeWithoutAReaderAsTheyWere()
     {
         const auto original = std::signal(SIGPIPE, SIG_DFL);
@@ -112,9 +112,10 @@ private Q_SLOTS:
         Process bystander("/bin/sleep", QStringList("60"));
         marked.mark(bystander);
         QVERIFY(bystander.start());
-        // A sanitizer looks by a pipe whether what is called as a QIODevice is one, just once.
+        // A sanitizer checks the type of a QIODevice once, which needs a pipe.
         QVERIFY(bystander.sendData("", 0));
-        // Without holes each number counts.
+        // Uses all numbers below the largest one, so that a limit for the numbers is one for the
+        // count.
         const int used = descriptors().last().toInt() + 1;
         QList<int> fillers;
         const auto free =
@@ -127,7 +128,7 @@ private Q_SLOTS:
         int failures = 0;
         QStringList texts;
 
-        // What a start holds at once is far below 20.
+        // A start needs far fewer than 20 descriptors at once.
         for (bool isStarted = false; !isStarted && room < 20; ++room) {
             Process process("/bin/true");
             qint64 pid = -1;
@@ -237,7 +238,7 @@ private Q_SLOTS:
 #endif
     }
 
-    /// The program has ended unnoticed, and another process has its id.
+    /// The program has ended without being noticed, and another process has its id.
     void leavesWhoHasGotTheNumberOfItsProgram_data()
     {
         QTest::addColumn<Process::KillModes>("mode");
@@ -283,7 +284,7 @@ private Q_SLOTS:
         QCOMPARE(marked.ids(), QList<pid_t>());
     }
 
-    /// The signal of its end interrupts a waiting system call, which must be continued.
+    /// The signal for its end interrupts a waiting system call, which must be continued.
     void letsReadsGoOnWhenItsProgramEnds()
     {
         int ends[2];
@@ -312,14 +313,14 @@ private:
         QTest::newRow("descriptors of the system") << ENFILE;
     }
 
-    /// The numbers of the open ones, in order.
+    /// The open descriptors, in ascending order.
     static QStringList descriptors()
     {
         QList<int> numbers;
         const QStringList names =
             QDir("/proc/self/fd").entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
         for (const QString &name : names) {
-            if (fcntl(name.toInt(), F_GETFD) != -1) // not that of the list itself
+            if (fcntl(name.toInt(), F_GETFD) != -1) // except the descriptor of this list
                 numbers.append(name.toInt());
         }
         std::sort(numbers.begin(), numbers.end());

@@ -15,7 +15,7 @@ using Utils::Process;
 
 Q_DECLARE_METATYPE(FailingMemory::Mode)
 
-/// The start of a program where memory ends.
+/// The start of a program when the memory is exhausted.
 class tst_Process_memory : public QObject
 {
     Q_OBJECT
@@ -42,8 +42,8 @@ private Q_SLOTS:
         QFETCH(FailingMemory::Mode, mode);
         const int filesBefore = openFiles();
         int failed = 0;
-        // Some way further on Qt itself ends the process, where it connects what it has no memory
-        // for.
+        // With a larger n, Qt itself ends the process, because it connects objects that it could
+        // not allocate.
         for (int n = 0; n < 2; ++n) {
             const MarkedProcesses marked;
             auto process = std::make_unique<Process>("/bin/sleep", QStringList("60"));

@@ -23,7 +23,7 @@ class tst_Process_wait : public QObject
 private:
     std::unique_ptr<FakeHost> m_host;
 
-    /// Lets the program, which reads a line, end at the \p count-th report.
+    /// Lets the program, which waits for a line, end at the \p count-th report.
     void endAt(int count, const Process &process)
     {
         m_host->reaction = [count, &process](const QString &call) {
@@ -212,7 +212,7 @@ private Q_SLOTS:
 
         QTRY_COMPARE_WITH_TIMEOUT(marked.ids().size(), left, 60000);
         m_host->reaction = nullptr;
-        QVERIFY(process.wait(true)); // sees the end
+        QVERIFY(process.wait(true)); // notices the end
         QVERIFY(!process.isRunning());
         QVERIFY(!process.normalExit());
     }
@@ -285,7 +285,7 @@ private Q_SLOTS:
             if (!object || !call.startsWith(at))
                 return;
             process->sendData("\n", 0);
-            QVERIFY(QTest::qWaitFor([&] { return !object; }, 60000)); // handles events
+            QVERIFY(QTest::qWaitFor([&] { return !object; }, 60000)); // processes events
         };
 
         QVERIFY(process->wait(true));

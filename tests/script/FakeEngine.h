@@ -9,8 +9,8 @@
 
 #include <functional>
 
-/// An engine that notes every call but supports(), in order, as "name.operation(arguments)", and
-/// then reacts to it. It takes its name as a language, and every path that ends with "." and that.
+/// An engine that records every call except supports(), in order, as "name.operation(arguments)",
+/// and then calls `reaction`. It supports its name as a language, and as the suffix of a path.
 class FakeEngine : public Utils::IScriptEngine
 {
 public:
@@ -76,8 +76,8 @@ private:
     QStringList &m_calls;
 };
 
-/// Puts engines of the test's own in place of those of the manager, for as long as it lives, and
-/// leaves the manager as it was when it was made.
+/// Replaces the engines of the manager during its lifetime. Its destructor restores the state that
+/// the manager had before.
 class EngineReplacement
 {
 public:

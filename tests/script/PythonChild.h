@@ -4,9 +4,8 @@
 #include <QString>
 #include <QStringList>
 
-/// What the program python_child prints when it is given \p steps, without what scripts print to
-/// the standard error, and with the way it ended as its last line. \p limits are commands of the
-/// shell that limit it.
+/// The standard output of the program python_child with the arguments \p steps. The last line tells
+/// how it ended. \p limits are shell commands that limit it.
 inline QStringList runPythonChild(const QStringList &steps, const QString &limits = ":")
 {
     QProcess process;

@@ -15,8 +15,8 @@
 #include <memory>
 #include <optional>
 
-/// A host, an engine that the manager uses in place of its own, and what scripts need. It has no
-/// start-up program, and expressions import nothing but "math".
+/// A host, an engine that replaces that of the manager, and the modules that scripts need. There is
+/// no start-up program, and expressions import "math" only.
 class PythonFixture
 {
 public:
@@ -39,7 +39,7 @@ public:
         return makeFile(folder.filePath(name), text);
     }
 
-    /// The value of an expression in the scope of scripts, found without the engine's expressions.
+    /// The value of an expression in the scope of scripts, evaluated without the engine.
     Data::Variant value(const QString &expression)
     {
         if (!engine.runCode("_value = " + expression + "\n"))

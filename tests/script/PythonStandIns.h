@@ -7,15 +7,15 @@
 
 #include <functional>
 
-/// What an application supplies to scripts, in Python text as far as it goes:
+/// The modules that an application supplies to scripts, written in Python where possible:
 ///
 ///     KelmData       Data.Variant, which holds a value
 ///     KelmFramework  Framework.app().setScriptResult(), which passes the value of a variant to
 ///                    the manager: an int, a float or a str
 ///     host           host.call(text), which calls `reaction` and raises the error that this sets
 ///
-/// They are modules of the interpreter for as long as it runs, and again in the next one while the
-/// object lives.
+/// They exist until the interpreter ends, and are made again in the next one during the lifetime of
+/// the object.
 class PythonStandIns : public Utils::IScriptableModule
 {
 public:

@@ -1,4 +1,4 @@
-// Prints how the manager goes at the end of the process. See tst_ScriptManager.cpp.
+// Prints how the manager is destroyed at the end of the process. See tst_ScriptManager.cpp.
 
 #include "utils/script/IScriptableModule.h"
 #include "utils/script/ModuleList_p.h"

@@ -1,4 +1,4 @@
-// A program that knows nothing of the library, and loads a plugin that uses it for itself alone.
+// A program that does not use the library, and loads a plugin that does.
 
 #include <dlfcn.h>
 

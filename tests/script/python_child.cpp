@@ -1,5 +1,5 @@
-// A host that does what its arguments tell, one after the other, and prints how it went, and what
-// is logged:
+// A host that executes the steps in its arguments in order, and prints their results and the log
+// messages:
 //
 //     NAME=value    sets a variable of the host
 //     file:path     runs a file
@@ -7,18 +7,18 @@
 //     check:text    checks code
 //     value:text    prints the value of an expression
 //     push:name     pushes a list
-//     memory:MiB    limits its address space to so much more than it has
-//     no-fork       can start no process or thread from then on, nor copy itself
-//     no-process    the same by the limit of an ordinary user, whose one it is from then on
+//     memory:MiB    limits its address space to so much more than it uses
+//     no-fork       cannot start processes or threads from then on, nor copy itself
+//     no-process    the same by the limit of an ordinary user, as whom it runs from then on
 //     reset         ends the interpreter
-//     patience:ms   how long threads have to end by themselves
-//     wait:ms       waits until code runs, for no longer
-//     no-host       is no host any more
-//     limit:ms      how long a start may take where it is tried
-//     put:file=from puts a copy in place of a file; nothing is left there when there is none
+//     patience:ms   how long the end waits for threads
+//     wait:ms       waits until code runs, at most so long
+//     no-host       removes the host
+//     limit:ms      how long a trial start may take
+//     put:file=from replaces a file by a copy of another, or removes it if there is no other
 //
-// Python looks at its home and at the program's name once in a process, so tests of these need one
-// for each.
+// Python reads its home and the program's name once in a process, so each test of these needs a new
+// process.
 
 #include "utils/Application.h"
 #include "utils/script/PythonStart_p.h"

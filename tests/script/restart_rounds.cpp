@@ -1,4 +1,4 @@
-// Restarts the interpreter over and over, and prints what the process has grown by:
+// Restarts the interpreter many times, and prints by how much the process has grown:
 //
 //     restart_rounds 200
 //

@@ -1,18 +1,18 @@
-// A host that does what its arguments say, one after the other, and prints what comes of it, a line
-// an argument: so a script that ended the host, or brought it down, would be seen.
+// A host that executes its arguments in order, and prints a line for the result of each. So it is
+// visible when a script ends the host or crashes it.
 //
 //     NAME=VALUE       sets a host variable
-//     --no-host        is no host any more
+//     --no-host        removes the host
 //     --module NAME    adds a module that fails to initialise
 //     --cancel         cancels the start-up program as soon as it runs
 //     --file PATH      runs a script
 //     --code TEXT      runs a text
-//     --value TEXT     runs a text and shows the variable "value" then
+//     --value TEXT     runs a text and prints the variable "value"
 //     --check TEXT     validates a text
 //     --reset          ends the interpreter
 //
-// The lines are "true" or "false", then what there is to tell: the error, the value, or the message
-// of the host.
+// A line consists of "true" or "false", followed by the error, the value, or the message that the
+// host shows.
 
 #include "utils/Application.h"
 #include "utils/feedback/Progress.h"
@@ -67,8 +67,8 @@ static void runText(const QString &code, const char *variable)
     print(ran, ran ? result.toString() : error);
 }
 
-/// Cancels the innermost reporter from within a call that it makes, as a nested task would that the
-/// user cancels. It cannot be cancelled itself.
+/// Cancels the innermost reporter from within a call by it, as a nested task does that the user
+/// cancels. It cannot be cancelled itself.
 static void cancelByNestedTask()
 {
     Progress nested(1, "", /*cancelable=*/true);

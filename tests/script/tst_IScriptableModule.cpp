@@ -46,7 +46,7 @@ class tst_IScriptableModule : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    // The modules of the library itself, if it was built with any, stay out of it.
+    // The modules of the library itself, if there are any, are not used here.
     void initTestCase() { moduleList->modules.clear(); }
 
     void init()
@@ -196,7 +196,7 @@ private Q_SLOTS:
         assigned = module;
         QCOMPARE(assigned.name(), String("a"));
         initialize();
-        QCOMPARE(initialized, QStringList("a")); // the state came along
+        QCOMPARE(initialized, QStringList("a")); // the state has moved with it
     }
 
     void declaresItsOperationsInTheirOrder()

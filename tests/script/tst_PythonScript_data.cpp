@@ -32,7 +32,7 @@ class tst_PythonScript_data : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    // A start takes its time, so the rows of a test share an interpreter.
+    // A start takes long, so the rows of a test share an interpreter.
     void init()
     {
         if (m_function == QTest::currentTestFunction())
@@ -45,8 +45,8 @@ private Q_SLOTS:
 
     void registersTheListsOfNumbersAtTheirFirstUse()
     {
-        // Qt makes its own name of a type known with a variant that holds it, so those are not
-        // asked for.
+        // Qt registers its own name of a type when a variant holds it, so these names are not
+        // tested.
         QCOMPARE(QMetaType::type("QInt32List"), int(QMetaType::UnknownType));
         QCOMPARE(QMetaType::type("QDoubleList"), int(QMetaType::UnknownType));
         start();
@@ -311,7 +311,7 @@ private Q_SLOTS:
         QVERIFY(!d->engine.getData("missing").isValid());
 
         QVERIFY(PyErr_ExceptionMatches(PyExc_AttributeError));
-        d->engine.pushData("x", 1); // goes on all the same
+        d->engine.pushData("x", 1); // works in spite of the exception
         QCOMPARE(d->engine.getData("x"), Variant(1));
     }
 
@@ -393,7 +393,7 @@ private Q_SLOTS:
 
         d->engine.popData("cfg.x");
 
-        // Also for what is left in it.
+        // Its remaining data must be imported, too.
         QVERIFY(!d->engine.runCode("r = cfg.y"));
         QCOMPARE(d->engine.errorMessage(), String("name 'cfg' is not defined"));
         QVERIFY(d->engine.runCode("r = other.z"));
@@ -445,7 +445,7 @@ private Q_SLOTS:
         const Variant list(QVariant::fromValue(QList<int>{1}));
         QVERIFY(d->engine.runCode("import sys\n"));
 
-        // A name in the module, one reference of ours, and what the count itself holds.
+        // A name in the module, our own reference, and the argument of getrefcount().
         d->engine.pushData(name, list);
         QCOMPARE(d->value("sys.getrefcount(" + name + ")"), Variant(3));
         QVERIFY(d->engine.runCode("kept = " + name));
@@ -509,7 +509,7 @@ private:
     void start() { QVERIFY2(d->engine.runCode("pass\n"), qPrintable(d->engine.errorMessage())); }
 
     std::optional<PythonFixture> d;
-    QByteArray m_function; // that d was made for
+    QByteArray m_function; // for which d was created
 };
 
 QTEST_GUILESS_MAIN(tst_PythonScript_data)

@@ -15,7 +15,7 @@ static const SettingsHome home;
 
 static const char tooDeep[] = "the code is nested too deeply";
 
-/// Code on which Python's compiler goes a level down for each repeated part.
+/// Code for which the compiler of Python recurses one level deeper for each repeated part.
 struct Code
 {
     QByteArray repeated(int count) const { return before + part.repeated(count) + after; }
@@ -34,7 +34,7 @@ private Q_SLOTS:
     void initTestCase() { d.emplace(); }
     void cleanupTestCase() { d.reset(); }
 
-    // The first one, as what others have freed can be had in spite of the limit.
+    // The first test, because memory that others have freed is available in spite of the limit.
     void refusesCodeForWhichTheMemoryDoesNotSuffice()
     {
 #ifdef __SANITIZE_ADDRESS__
@@ -109,7 +109,7 @@ private Q_SLOTS:
         const QString refused = QString("bad: ") + tooDeep;
         QCOMPARE(lines.size(), 6);
         QCOMPARE(lines.mid(0, 2), (QStringList{refused, refused}));
-        QVERIFY2(lines[2].startsWith("bad: "), qPrintable(lines[2])); // printed, as every error
+        QVERIFY2(lines[2].startsWith("bad: "), qPrintable(lines[2])); // printed, like every error
         QCOMPARE(lines.mid(3), (QStringList{"good", "42", "exit 3"}));
     }
 
@@ -243,7 +243,7 @@ private Q_SLOTS:
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
         QFETCH(QString, part);
-        // The first ones take more stack than a small share of the memory would be.
+        // The first ones need more stack than a small part of the memory.
         const QString code = "code:def f(n):\n  exec 'def f(a):\\n a' + '%1' * n\n"
                              "x = 0\nfor n in (400000, 800000, 3000000):\n"
                              "  try: f(n)\n  except MemoryError: x = n\n";
@@ -319,10 +319,16 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("that go")         << "for i in xrange(200000): x = enumerate(x)\ndel x";
         QTest::newRow("that are hashed") << "for i in xrange(200000): x = (x,)\nhash(x)";
-        QTest::newRow("that are caught") << "for i in xrange(200000): x = (x,)\ntry:\n  try: raise ValueError\n  except x: pass\nexcept ValueError: pass";
-        QTest::newRow("that iterate")    << "import itertools\nx = iter([1])\nfor i in xrange(200000): x = itertools.ifilter(None, x)\nx.next()";
-        QTest::newRow("of a parser")     << "import parser\np = parser.suite('x=1' + '+1' * 100000)\nparser.sequence2st(p.totuple()).compile()";
-        QTest::newRow("of syntax")       << "import ast\nx = ast.Num(1, lineno=1, col_offset=1)\nfor i in xrange(50000): x = ast.UnaryOp(ast.Not(), x, lineno=1, col_offset=1)\ncompile(ast.Expression(x), '', 'eval')";
+        QTest::newRow("that are caught")
+            << "for i in xrange(200000): x = (x,)\ntry:\n  try: raise ValueError\n"
+                "  except x: pass\nexcept ValueError: pass";
+        QTest::newRow("that iterate") << "import itertools\nx = iter([1])\n"
+                "for i in xrange(200000): x = itertools.ifilter(None, x)\nx.next()";
+        QTest::newRow("of a parser") << "import parser\np = parser.suite('x=1' + '+1' * 100000)\n"
+                "parser.sequence2st(p.totuple()).compile()";
+        QTest::newRow("of syntax") << "import ast\nx = ast.Num(1, lineno=1, col_offset=1)\n"
+                "for i in xrange(50000): x = ast.UnaryOp(ast.Not(), x, lineno=1, col_offset=1)\n"
+                "compile(ast.Expression(x), '', 'eval')";
         // clang-format on
     }
 

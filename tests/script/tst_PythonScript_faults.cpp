@@ -21,7 +21,7 @@ Q_DECLARE_METATYPE(Operation)
 
 static const SettingsHome home;
 
-/// The engine where Python has no memory for an object.
+/// The engine when Python cannot allocate an object.
 class tst_PythonScript_faults : public QObject
 {
     Q_OBJECT
@@ -112,7 +112,7 @@ private Q_SLOTS:
         QVERIFY(undone > 0);
     }
 
-    /// What it has pushed stays its own where its module cannot be had for the removal.
+    /// When the module is not accessible, the engine forgets the data, but the name remains.
     void removesDataWhoseModuleCannotBeHad()
     {
         QVERIFY(d->engine.runCode("x = 2\n"));
@@ -125,7 +125,7 @@ private Q_SLOTS:
 
         d->engine.popData("pushed");
 
-        QCOMPARE(d->value("pushed"), Variant(2)); // as a name of the scope
+        QCOMPARE(d->value("pushed"), Variant(2)); // the name of the scope remains
     }
 
     void tellsTerminalsTheCharacterSetOfTheLocale_data()
@@ -169,7 +169,7 @@ private Q_SLOTS:
     }
 
 private:
-    /// Pushes \p value. True where it is there then.
+    /// Pushes \p value. True when it exists afterwards.
     static Operation pushing(const Variant &value)
     {
         return [value](Utils::PythonScript &engine) {

@@ -23,8 +23,7 @@ static const QString goodHome = KELMUTILS_PYTHON_HOME;
 static const QString library = "/lib/python2.7/";
 static const QString notStarted = "bad: Python not initialized";
 
-/// A damaged standard library, as the user of a host meets it: the start fails and is reported,
-/// and the host lives on.
+/// A damaged standard library: the start fails, the failure is reported, and the host continues.
 class tst_PythonScript_library : public QObject
 {
     Q_OBJECT
@@ -38,7 +37,7 @@ private Q_SLOTS:
         const QString root = QFileInfo(m_folder.path()).canonicalFilePath() + '/';
         m_home = root + "home";
         linkFiles(goodHome + library, m_home + library);
-        // The modules that are loaded by the start.
+        // The modules that a start loads.
         const QStringList output =
             runPythonChild({"PYTHON_DIR=" + m_home,
                             "value:' '.join(m.__file__ for m in sys.modules.values() "
@@ -83,11 +82,11 @@ private Q_SLOTS:
             QCOMPARE(output.mid(0, refused), repeated(notStarted, refused));
             QCOMPARE(output.mid(output.size() - 2), (QStringList{"good", "exit 3"}));
             m_refused += refused;
-            damaged = damaged.mid(refused + 1); // once one has succeeded starts are not tried
+            damaged = damaged.mid(refused + 1); // after the first success there are no trial starts
         }
     }
 
-    void refusesMostDamagedFiles() // else the test before this one shows nothing
+    void refusesMostDamagedFiles() // otherwise the previous test proves nothing
     {
         QVERIFY2(m_refused > m_files.size() * 2, qPrintable(QString::number(m_refused)));
     }
@@ -138,14 +137,20 @@ private Q_SLOTS:
         QTest::newRow("an exit")           << QByteArray("import os\nos._exit(3)\n");
         QTest::newRow("a good exit")       << QByteArray("import os\nos._exit(0)\n");
         QTest::newRow("an exit of Python") << QByteArray("import sys\nsys.exit(0)\n");
-        QTest::newRow("an exit at the end") << QByteArray("import atexit, sys\natexit.register(sys.exit, 3)\nsys.exit(0)\n");
+        QTest::newRow("an exit at the end")
+            << QByteArray("import atexit, sys\natexit.register(sys.exit, 3)\nsys.exit(0)\n");
         QTest::newRow("an abort")          << QByteArray("import os\nos.abort()\n");
         QTest::newRow("a kill")            << QByteArray("import os\nos.kill(os.getpid(), 9)\n");
         QTest::newRow("a crash")           << QByteArray("import os\nos.kill(os.getpid(), 11)\n");
-        QTest::newRow("senseless code")    << QByteArray("f = lambda: 0\nc = f.func_code\nf.func_code = type(c)(0, 0, 0, 0, '\\x65\\xff\\xff' * 9, (), (), (), '', '', 0, '')\nf()\n");
+        QTest::newRow("senseless code")
+            << QByteArray("f = lambda: 0\nc = f.func_code\n"
+                "f.func_code = type(c)(0, 0, 0, 0, '\\x65\\xff\\xff' * 9, (), (), (), '', '', 0, '')\n"
+                "f()\n");
         QTest::newRow("a loop")            << QByteArray("while True: pass\n");
         QTest::newRow("a long sleep")      << QByteArray("import time\ntime.sleep(1e6)\n");
-        QTest::newRow("a thread that ends never") << QByteArray("import threading, time\nthreading.Thread(target=time.sleep, args=(1e6,)).start()\nraise SystemExit\n");
+        QTest::newRow("a thread that ends never")
+            << QByteArray("import threading, time\n"
+                "threading.Thread(target=time.sleep, args=(1e6,)).start()\nraise SystemExit\n");
         // clang-format on
     }
 
@@ -182,7 +187,7 @@ private Q_SLOTS:
                                   "archive.close()\n"),
                  qPrintable(d.engine.errorMessage()));
         const QByteArray whole = contents(archive);
-        QByteArray garbled = whole; // but for its directory
+        QByteArray garbled = whole; // except its directory
         for (int i = 100; i < garbled.size() / 2; i += 3)
             garbled[i] = static_cast<char>(garbled[i] ^ i);
         const QString good = makeFile(folder.filePath("good"), whole);
@@ -226,15 +231,19 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("locale");
         QTest::addColumn<QByteArray>("streams");
         QTest::addColumn<bool>("isTerminal");
-        QTest::addColumn<QString>("values"); // of names of files, input, output and errors
+        QTest::addColumn<QString>("values"); // of file names, input, output and errors
 
         // clang-format off
-        QTest::newRow("UTF-8")                << QByteArray("C.UTF-8") << QByteArray() << false << "UTF-8 None None None";
-        QTest::newRow("ASCII")                << QByteArray("C")       << QByteArray() << false << "ANSI_X3.4-1968 None None None";
-        QTest::newRow("UTF-8 on a terminal")  << QByteArray("C.UTF-8") << QByteArray() << true  << "UTF-8 UTF-8 UTF-8 UTF-8";
-        QTest::newRow("ASCII on a terminal")  << QByteArray("C")       << QByteArray() << true  << "ANSI_X3.4-1968 ANSI_X3.4-1968 ANSI_X3.4-1968 ANSI_X3.4-1968";
-        QTest::newRow("another for streams")  << QByteArray("C.UTF-8") << QByteArray("latin-1") << false << "UTF-8 latin-1 latin-1 latin-1";
-        QTest::newRow("another on a terminal") << QByteArray("C.UTF-8") << QByteArray("latin-1") << true << "UTF-8 latin-1 latin-1 latin-1";
+        QTest::newRow("UTF-8") << QByteArray("C.UTF-8") << QByteArray() << false << "UTF-8 None None None";
+        QTest::newRow("ASCII") << QByteArray("C") << QByteArray() << false << "ANSI_X3.4-1968 None None None";
+        QTest::newRow("UTF-8 on a terminal") << QByteArray("C.UTF-8") << QByteArray() << true
+            << "UTF-8 UTF-8 UTF-8 UTF-8";
+        QTest::newRow("ASCII on a terminal") << QByteArray("C") << QByteArray() << true
+            << "ANSI_X3.4-1968 ANSI_X3.4-1968 ANSI_X3.4-1968 ANSI_X3.4-1968";
+        QTest::newRow("another for streams") << QByteArray("C.UTF-8") << QByteArray("latin-1")
+            << false << "UTF-8 latin-1 latin-1 latin-1";
+        QTest::newRow("another on a terminal") << QByteArray("C.UTF-8") << QByteArray("latin-1")
+            << true << "UTF-8 latin-1 latin-1 latin-1";
         // clang-format on
     }
 
@@ -277,7 +286,7 @@ private Q_SLOTS:
     }
 
 private:
-    /// Makes folders like those in \p source, with links to the files in there.
+    /// Creates the same folders as in \p source, with links to the files in them.
     static void linkFiles(const QString &source, const QString &target)
     {
         QVERIFY(QDir().mkpath(target));
@@ -320,11 +329,12 @@ private:
         }
     }
 
-    /// Damaged versions of the file \p path, one of which is missing.
+    /// Damaged versions of the file \p path. One of them is a missing file.
     QStringList damage(const QString &path) const
     {
         const QByteArray whole = contents(goodPath(path));
-        const int headerSize = path.endsWith(".pyc") ? 8 : 0; // what marks it as up to date
+        const int headerSize =
+            path.endsWith(".pyc") ? 8 : 0; // by which Python finds that it is up to date
         QByteArray garbage = whole.left(headerSize);
         for (unsigned number = 1; garbage.size() < whole.size();
              number = number * 48271 % 0x7fffffff)
@@ -339,7 +349,7 @@ private:
         return paths;
     }
 
-    /// What python_child prints on a terminal.
+    /// The output of python_child on a terminal.
     static QStringList runOnATerminal(const QStringList &steps)
     {
         QList<QByteArray> words{PYTHON_CHILD};

@@ -8,7 +8,7 @@
 
 static const QString home = "PYTHON_DIR=" KELMUTILS_PYTHON_HOME;
 
-/// What a start of the interpreter does where the system refuses another process.
+/// The start of the interpreter when the system refuses another process.
 class tst_PythonScript_limits : public QObject
 {
     Q_OBJECT
@@ -18,7 +18,7 @@ private Q_SLOTS:
     {
         ENTER_OWN_NAMESPACE_OR_SKIP();
         QVERIFY(m_folder.isValid());
-        // For an ordinary user, too.
+        // Also as an ordinary user.
         QVERIFY(QFile::setPermissions(m_folder.path(), QFile::Permissions(0x7777)));
         m_log = m_folder.filePath("log");
         makeFile(m_folder.filePath("sitecustomize.py"),
@@ -31,7 +31,7 @@ private Q_SLOTS:
 
     void cleanup() { QFile::remove(m_log); }
 
-    void startsInACopyFirstAsLongAsThereCanBeOne() // else the tests after this one show nothing
+    void startsInACopyFirstAsLongAsThereCanBeOne() // otherwise the next tests prove nothing
     {
         QCOMPARE(runPythonChild({home, "value:6*7"}), (QStringList{"42", "exit 3"}));
         QCOMPARE(log(), QByteArray("xx"));
@@ -56,7 +56,7 @@ private Q_SLOTS:
         QFETCH(QString, refusal);
         QFETCH(bool, hasStartUpProgram);
         QStringList steps{refusal, home, "value:6*7", "reset", "value:6*7"};
-        if (hasStartUpProgram) // which cannot be started, and counts for nothing
+        if (hasStartUpProgram) // which cannot be started, and is ignored
             steps.prepend("HOME_DIR=" + m_folder.path());
         qputenv("LSAN_OPTIONS", "detect_leaks=0"); // which would need a thread
         QElapsedTimer timer;

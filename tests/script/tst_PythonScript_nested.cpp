@@ -96,7 +96,7 @@ private Q_SLOTS:
         QVERIFY(!d->engine.runCode("host.call('')\nraise ValueError('outer')\n"));
         QCOMPARE(d->engine.errorMessage(), String("outer"));
 
-        // What an error does when it is turned into text belongs to the run, too.
+        // The conversion of an error to text belongs to the run, too.
         QVERIFY(!d->engine.runCode("class E(Exception):\n"
                                    "    def __str__(self):\n"
                                    "        host.call('')\n"
@@ -194,7 +194,7 @@ private Q_SLOTS:
         QVERIFY(d->engine.runCode("import host\n"));
         QCOMPARE(d->standIns.initialized, initialized + 1);
         QVERIFY(d->engine.runCode("x = 1"));
-        QVERIFY(Py_IsInitialized()); // the reset has been made once
+        QVERIFY(Py_IsInitialized()); // the interpreter was reset only once
     }
 
     void tellsTheOutcomeOfARunThatWasReset()
@@ -209,7 +209,7 @@ private Q_SLOTS:
         Variant result("x");
         String error;
         QVERIFY(manager().execute("import host\nx = 1\nhost.call('')\n", "py", result, error));
-        QVERIFY(!result.isValid()); // the variable has gone
+        QVERIFY(!result.isValid()); // the variable has been removed
     }
 
     void putsAResetOffThatAModuleAsksForInItsInitialization()
@@ -284,7 +284,7 @@ private Q_SLOTS:
             d->engine.pushData("x", 1);
             d->engine.getData("beam");
             d->engine.popData("x");
-            const Module module; // dies here
+            const Module module; // is destroyed here
             d->engine.reset();
         };
 
@@ -325,7 +325,7 @@ private Q_SLOTS:
         d->standIns.reaction = [&](const QString &text) {
             calls.append(text);
             if (text == "at exit") {
-                d->engine.pushData("x", 1); // ends the object
+                d->engine.pushData("x", 1); // destroys the object
                 QVERIFY(Py_IsInitialized());
             } else {
                 d->engine.reset();
@@ -337,7 +337,7 @@ private Q_SLOTS:
         QCOMPARE(calls, (QStringList{"at exit", "end of an object"}));
         d->standIns.reaction = nullptr;
         QVERIFY(d->engine.runCode("y = 1"));
-        QVERIFY(Py_IsInitialized()); // nothing has been put off
+        QVERIFY(Py_IsInitialized()); // no reset is pending
     }
 
     void endsARecursionThroughTheHost()

@@ -29,7 +29,7 @@ class tst_PythonScript_run : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    // A start takes its time, so the rows of a test share an interpreter.
+    // A start takes long, so the rows of a test share an interpreter.
     void init()
     {
         if (m_function == QTest::currentTestFunction())
@@ -261,7 +261,7 @@ private Q_SLOTS:
 
     void importsInAFixedOrder()
     {
-        // Each module overwrites the name that the one before it has set.
+        // Each module overwrites the name that the previous one has set.
         QVERIFY(d->engine.runCode("import sys\n"
                                   "def module(name, **members):\n"
                                   "    sys.modules[name] = type(sys)(name)\n"
@@ -283,7 +283,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("code");
         QTest::addColumn<QString>("error");
 
-        // The line counts the imports.
+        // The line number includes the imports.
         QTest::newRow("the default imports") << defaultImports << "1+"
                                              << "invalid syntax\nline: 6\ncolumn: 10";
         QTest::newRow("no imports") << ""
@@ -392,7 +392,7 @@ private Q_SLOTS:
         row("an exception", "raise ValueError('no beam')\n", "no beam");
         row("not ASCII", "raise ValueError('\xc3\xa4')\n", "\u00e4");
         row("no text", "raise ValueError\n", "");
-        row("a key", "x = {}['k']", "('k',)"); // the value as Python sets it, not as it prints it
+        row("a key", "x = {}['k']", "('k',)"); // the value of the exception, not its printed text
         row("a number", "x = 1/0", "integer division or modulo by zero");
         row("a file", "open('/missing/file')\n",
             QString("(2, '%1', '/missing/file')")
@@ -426,7 +426,7 @@ private Q_SLOTS:
 
         const String text = d->engine.errorMessage();
         if (QByteArray(QTest::currentDataTag()) == "endless recursion")
-            QVERIFY2(text.startsWith(error), qPrintable(text)); // Python may tell where
+            QVERIFY2(text.startsWith(error), qPrintable(text)); // Python may add where
         else
             QCOMPARE(text, String(error));
         QVERIFY(!PyErr_Occurred());
@@ -634,7 +634,7 @@ private:
     }
 
     std::optional<PythonFixture> d;
-    QByteArray m_function; // that d was made for
+    QByteArray m_function; // for which d was created
 };
 
 QTEST_GUILESS_MAIN(tst_PythonScript_run)

@@ -56,7 +56,7 @@ private Q_SLOTS:
     {
         d.reset();
         resetCatalogue();
-        QVERIFY(!Py_IsInitialized()); // the end of the engine is that of the interpreter
+        QVERIFY(!Py_IsInitialized()); // the destructor of the engine ends the interpreter
     }
 
     void startsAtTheFirstRunOrCheck_data()
@@ -146,7 +146,7 @@ private Q_SLOTS:
     {
         const QStringList values{"value:sys.executable", "value:sys.prefix",
                                  "value:sys.exec_prefix"};
-        // Python looks at them once in a process, and the engine asks for the name once, too.
+        // Python reads them once in a process, and the engine asks for the name once, too.
         const QStringList output = runPythonChild(
             QStringList{"PYTHON_DIR=" KELMUTILS_PYTHON_HOME, "APP_PATH=/opt/\u00e4/app"} + values +
             QStringList{"reset", "APP_PATH=/opt/other/app"} + values);
@@ -182,10 +182,10 @@ private Q_SLOTS:
         whenAsked([&] { QVERIFY(d->engine.runCode("x = 1")); });
         QVERIFY2(d->engine.runCode("y = x"), qPrintable(d->engine.errorMessage()));
 
-        d.emplace(); // with an engine that asks for everything again
+        d.emplace(); // with a new engine, which asks for everything again
         whenAsked([&] { d->engine.reset(); });
         QVERIFY(d->engine.runCode("x = 1"));
-        QVERIFY(!Py_IsInitialized()); // the reset has waited
+        QVERIFY(!Py_IsInitialized()); // the reset was delayed until here
 
         d.emplace();
         whenAsked([] { Utils::setApplication(nullptr); });
@@ -231,7 +231,7 @@ private Q_SLOTS:
 
     void takesAnArchiveInTheHomeOfTheApplication()
     {
-        // The archive is made by the interpreter itself.
+        // The interpreter itself creates the archive.
         const String archive = d->folder.filePath("python27.zip");
         QVERIFY2(d->engine.runCode("import os, sys, zipfile\n"
                                    "library = os.path.dirname(os.__file__)\n"
@@ -423,7 +423,7 @@ private Q_SLOTS:
 
     void leavesTheHandlingOfSignalsToTheHost()
     {
-        // What Python would take for itself, as a process finds it.
+        // The signals that Python handles by default. A new process has no handlers for them.
         const int signalNumbers[] = {SIGINT, SIGXFSZ};
         struct sigaction before[2] = {};
         for (int i = 0; i < 2; ++i) {
@@ -644,7 +644,7 @@ private Q_SLOTS:
     }
 
 private:
-    /// What fails when the engine cannot start.
+    /// Operations that fail when the engine cannot start.
     QList<std::function<bool()>> everyRun()
     {
         return {[this] { return !d->engine.runFile(d->script("x = 1\n")); },
@@ -664,7 +664,7 @@ private:
         makeProgram("#!/bin/sh\n" + commands + "\n");
     }
 
-    /// What start-up programs have written to the file "log" in the home.
+    /// The text that start-up programs have written to the file "log" in the home.
     QString log() const
     {
         QFile file(d->folder.filePath("log"));

@@ -9,7 +9,7 @@
 static const QString home = "PYTHON_DIR=" KELMUTILS_PYTHON_HOME;
 static const QString leftThread = "logMessage(Thread of a script goes on: %1 (N), 3)";
 
-/// Threads that scripts leave behind, at the end of the interpreter and of the process.
+/// Threads of scripts that still run at the end of the interpreter and of the process.
 class tst_PythonScript_threads : public QObject
 {
     Q_OBJECT
@@ -18,7 +18,7 @@ private Q_SLOTS:
     void endsWithTheProcessWhateverThreadsGoOn_data()
     {
         QTest::addColumn<QString>("code");
-        QTest::addColumn<QString>("name"); // of the thread that is left, if one is
+        QTest::addColumn<QString>("name"); // of the remaining thread, if there is one
 
         // clang-format off
         QTest::newRow("none")                      << "pass" << "";
@@ -29,14 +29,28 @@ private Q_SLOTS:
         QTest::newRow("a daemon that computes")    << run("\n while True: pass", "t.daemon = True") << "";
         QTest::newRow("one that sleeps")           << run("time.sleep(1e6)") << "Worker";
         QTest::newRow("a daemon that sleeps")      << run("time.sleep(1e6)", "t.daemon = True") << "Worker";
-        QTest::newRow("one that waits for a lock") << "import threading\nl = threading.Lock()\nl.acquire()\n" + run("l.acquire()") << "Worker";
-        QTest::newRow("one that will not end")     << run("\n while True:\n  try:\n   while True: pass\n  except: pass") << "Worker";
-        QTest::newRow("one that has no name")      << "import thread, time\nthread.start_new_thread(time.sleep, (1e6,))\n" << "without a name";
-        QTest::newRow("one with another name")     << run("time.sleep(1e6)", "t.name = u'\\u00e4'.encode('utf-8')") << "\u00e4";
-        QTest::newRow("one that starts at the exit") << "import atexit\ndef g():\n " + run("time.sleep(1e6)").replace("\n", "\n ") + "\natexit.register(g)\n" << "Worker";
-        QTest::newRow("one that the exit ends")    << "import atexit, threading\ne = threading.Event()\natexit.register(e.set)\n" + run("e.wait()", "t.daemon = True") << "";
-        QTest::newRow("one in a spoiled module")   << run("time.sleep(1e6)") + "time.sleep(0.05)\nthreading.enumerate = threading._active = None\n" << "without a name";
-        QTest::newRow("one that imported the module") << "import thread, time\ndef f():\n import threading\n time.sleep(0.1)\nthread.start_new_thread(f, ())\ntime.sleep(0.05)\n" << "";
+        QTest::newRow("one that waits for a lock")
+            << "import threading\nl = threading.Lock()\nl.acquire()\n" + run("l.acquire()")
+            << "Worker";
+        QTest::newRow("one that will not end")
+            << run("\n while True:\n  try:\n   while True: pass\n  except: pass") << "Worker";
+        QTest::newRow("one that has no name")
+            << "import thread, time\nthread.start_new_thread(time.sleep, (1e6,))\n"
+            << "without a name";
+        QTest::newRow("one with another name")
+            << run("time.sleep(1e6)", "t.name = u'\\u00e4'.encode('utf-8')") << "\u00e4";
+        QTest::newRow("one that starts at the exit")
+            << "import atexit\ndef g():\n " + run("time.sleep(1e6)").replace("\n", "\n ") +
+                "\natexit.register(g)\n" << "Worker";
+        QTest::newRow("one that the exit ends")
+            << "import atexit, threading\ne = threading.Event()\n"
+                "atexit.register(e.set)\n" + run("e.wait()", "t.daemon = True") << "";
+        QTest::newRow("one in a spoiled module")
+            << run("time.sleep(1e6)") + "time.sleep(0.05)\n"
+                "threading.enumerate = threading._active = None\n" << "without a name";
+        QTest::newRow("one that imported the module")
+            << "import thread, time\ndef f():\n import threading\n time.sleep(0.1)\n"
+                "thread.start_new_thread(f, ())\ntime.sleep(0.05)\n" << "";
         // clang-format on
     }
 
@@ -70,7 +84,7 @@ private Q_SLOTS:
 
         QVERIFY2(timer.elapsed() > 1000, qPrintable(QString::number(timer.elapsed())));
         QVERIFY2(timer.elapsed() < 4000,
-                 qPrintable(QString::number(timer.elapsed()))); // with its start
+                 qPrintable(QString::number(timer.elapsed()))); // including its start
     }
 
     void goesOnAfterAResetWhateverThreadsDo_data() { endsWithTheProcessWhateverThreadsGoOn_data(); }
@@ -183,7 +197,7 @@ private:
                setUp + "\nt.start()\n";
     }
 
-    /// The same with a call of C that keeps the lock of Python for some seconds.
+    /// The same with a call of C code that holds the lock of Python for some seconds.
     static QString runWithLock(int seconds)
     {
         return "import ctypes\n" +
@@ -192,7 +206,7 @@ private:
 
     static QString script() { return PYTHON_CHILD; }
 
-    /// What python_child prints, with the numbers of threads as N.
+    /// The output of python_child, in which N replaces the numbers of threads.
     static QStringList child(const QStringList &steps)
     {
         QStringList lines = runPythonChild(steps);

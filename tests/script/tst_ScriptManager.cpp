@@ -25,7 +25,7 @@ using Data::String;
 using Data::Variant;
 using Utils::ScriptManager;
 
-/// Sends what is written to \p stream into a file, for as long as it lives.
+/// Redirects \p stream to a file during its lifetime.
 class Redirection
 {
 public:
@@ -46,7 +46,7 @@ public:
 
     bool isValid() const { return m_isValid; }
 
-    /// What has arrived in the file.
+    /// The content of the file.
     QByteArray arrived() const
     {
         QFile file(m_file.fileName());
@@ -75,7 +75,7 @@ class tst_ScriptManager : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        // The manager is not made by what only asks whether there is one.
+        // A query for whether there is a manager does not create it.
         {
             const Module module("a");
         }
@@ -248,7 +248,7 @@ private Q_SLOTS:
         QFETCH(bool, succeeds);
         std::FILE *const stream = isError ? stderr : stdout;
         static char buffer[BUFSIZ];
-        std::setvbuf(stream, buffer, _IOFBF, sizeof(buffer)); // stderr has none by itself
+        std::setvbuf(stream, buffer, _IOFBF, sizeof(buffer)); // stderr has no buffer by default
         m_py->succeeds = succeeds;
         m_py->reaction = [=](const QString &) { std::fputs("loads", stream); };
         QByteArray arrived;
@@ -393,7 +393,7 @@ private Q_SLOTS:
         QVERIFY(manager().execute("1 + 1", "py", result, error));
         QCOMPARE(result, Variant(2));
 
-        // What a text has set is not the result of the next one.
+        // The result of a text is not that of the next one.
         m_py->reaction = nullptr;
         result = wanted;
         QVERIFY(manager().execute("x = 1", "py", result, error));
@@ -437,7 +437,7 @@ private Q_SLOTS:
         QVERIFY(!manager().execute("code", "tcl", result, error));
         QCOMPARE(result, Variant("x"));
         QCOMPARE(error, String("before"));
-        QVERIFY(!EngineReplacement::state().scriptResult.isValid()); // cleared all the same
+        QVERIFY(!EngineReplacement::state().scriptResult.isValid()); // cleared nevertheless
 
         QVERIFY(!manager().validate("code", "tcl", error));
         QCOMPARE(error, String("before"));
@@ -484,7 +484,7 @@ private Q_SLOTS:
     {
         manager().pushData("x", 3, "py");
         manager().pushData("cfg.y", 4, "a.py");
-        manager().pushData("z", 5, "tcl"); // noted, though no engine takes it
+        manager().pushData("z", 5, "tcl"); // recorded, although no engine supports it
         manager().pushData("x", 6, "lua");
         m_calls.clear();
 
@@ -579,7 +579,7 @@ private Q_SLOTS:
         const int numOthers = Utils::moduleList->modules.size();
         auto module = std::make_unique<Module>("beams");
         bool isListed = true;
-        m_py->reaction = [&](const QString &) { // its address is no use any more
+        m_py->reaction = [&](const QString &) { // its address is not valid any more
             isListed = Utils::moduleList->modules.size() != numOthers;
         };
 

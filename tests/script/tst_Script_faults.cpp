@@ -14,22 +14,22 @@ using Data::String;
 static const SettingsHome home; // also of the hosts
 static const QString examples = KELMUTILS_EXAMPLES_DIR;
 
-/// The text of \p id in the catalogue, with its placeholders filled.
+/// The text of \p id in the catalogue, with its placeholders replaced.
 static QString text(const char *id, const QString &first = "", const QString &second = "")
 {
     QString found = Utils::StringTable::lookup(String(".Kelm.Utils") + id);
     return found.replace("%1", first).replace("%2", second).replace('\n', "\\n");
 }
 
-/// What the host shows after a file that failed with a traceback.
+/// The message of the host after a file has failed with a traceback.
 static QString failed(const QString &error = "")
 {
     return "false " + text(".err.scriptRun", "-1", error);
 }
 static QString finished() { return "true " + text(".msg.scriptRun"); }
 
-/// What goes wrong in scripts and around them, as the user of a host meets it. Each row is a host
-/// of its own, script_host, that must live to its last line.
+/// Failures in scripts and around them, as the user of a host sees them. Each row runs a separate
+/// host, script_host, which must reach its last line.
 class tst_Script_faults : public QObject
 {
     Q_OBJECT
@@ -54,24 +54,33 @@ private Q_SLOTS:
         QTest::addColumn<QString>("shown"); // in the traceback
 
         // clang-format off
-        QTest::newRow("by a syntax error")       << QByteArray("x = \n")                        << "SyntaxError: invalid syntax";
+        QTest::newRow("by a syntax error") << QByteArray("x = \n") << "SyntaxError: invalid syntax";
         QTest::newRow("by its indentation")      << QByteArray("if 1:\nx\n")                    << "IndentationError";
-        QTest::newRow("by tabs and blanks")      << QByteArray("if 1:\n        x=1\n\ty=1\n  z=1\n") << "IndentationError";
-        QTest::newRow("by a return")             << QByteArray("return 5\n")                    << "'return' outside function";
+        QTest::newRow("by tabs and blanks") << QByteArray("if 1:\n        x=1\n\ty=1\n  z=1\n") << "IndentationError";
+        QTest::newRow("by a return") << QByteArray("return 5\n") << "'return' outside function";
         QTest::newRow("by too deep brackets")    << QByteArray(5000, '(')                       << "MemoryError";
         QTest::newRow("by too many blocks")      << deepBlocks(30)                              << "SyntaxError";
         QTest::newRow("by an exception")         << QByteArray("raise ValueError('text')\n")    << "ValueError: text";
         QTest::newRow("by one with any text")    << QByteArray("raise ValueError(u'\\xe4')\n")  << "ValueError";
-        QTest::newRow("by one that shows none")  << QByteArray("class E(Exception):\n  def __str__(self):\n    return 5\nraise E\n") << "E: <";
-        QTest::newRow("by one that fails to")    << QByteArray("class E(Exception):\n  def __str__(self):\n    raise E\nraise E\n") << "E: <";
+        QTest::newRow("by one that shows none")
+            << QByteArray("class E(Exception):\n  def __str__(self):\n    return 5\nraise E\n")
+            << "E: <";
+        QTest::newRow("by one that fails to")
+            << QByteArray("class E(Exception):\n  def __str__(self):\n    raise E\nraise E\n")
+            << "E: <";
         QTest::newRow("by a class of old style") << QByteArray("class E: pass\nraise E\n")      << "E: <";
         QTest::newRow("by what is no exception") << QByteArray("raise 'text'\n")                << "TypeError";
-        QTest::newRow("by an unknown name")      << QByteArray("unknown\n")                     << "NameError: name 'unknown' is not defined";
-        QTest::newRow("by an unknown module")    << QByteArray("import unknown\n")              << "ImportError: No module named unknown";
+        QTest::newRow("by an unknown name") << QByteArray("unknown\n") << "NameError: name 'unknown' is not defined";
+        QTest::newRow("by an unknown module") << QByteArray("import unknown\n")
+            << "ImportError: No module named unknown";
         QTest::newRow("by an interruption")      << QByteArray("raise KeyboardInterrupt\n")     << "KeyboardInterrupt";
-        QTest::newRow("by recursion")            << QByteArray("def f(): f()\nf()\n")           << "maximum recursion depth exceeded";
-        QTest::newRow("by recursion in repr")    << QByteArray("class C:\n  def __repr__(self): return repr(self)\nC().__repr__()\n") << "maximum recursion depth exceeded";
-        QTest::newRow("by recursion in calls")   << QByteArray("from KelmUtils import Utils\nclass S(str):\n  def __init__(self): S()\nUtils.File.join(S(), 'a')\n") << "maximum recursion depth exceeded";
+        QTest::newRow("by recursion") << QByteArray("def f(): f()\nf()\n") << "maximum recursion depth exceeded";
+        QTest::newRow("by recursion in repr")
+            << QByteArray("class C:\n  def __repr__(self): return repr(self)\nC().__repr__()\n")
+            << "maximum recursion depth exceeded";
+        QTest::newRow("by recursion in calls")
+            << QByteArray("from KelmUtils import Utils\nclass S(str):\n  def __init__(self): S()\n"
+                "Utils.File.join(S(), 'a')\n") << "maximum recursion depth exceeded";
         QTest::newRow("by the memory")           << QByteArray("'x' * (2 ** 62)\n")             << "MemoryError";
         QTest::newRow("by sys.exit()")           << QByteArray("import sys\nsys.exit()\n")      << "SystemExit";
         QTest::newRow("by sys.exit(0)")          << QByteArray("import sys\nsys.exit(0)\n")     << "SystemExit: 0";
@@ -79,10 +88,12 @@ private Q_SLOTS:
         QTest::newRow("by sys.exit('text')")     << QByteArray("import sys\nsys.exit('text')\n") << "SystemExit: text";
         QTest::newRow("by exit()")               << QByteArray("exit()\n")                      << "SystemExit";
         QTest::newRow("by SystemExit")           << QByteArray("raise SystemExit(7)\n")         << "SystemExit: 7";
-        QTest::newRow("by Latin-1")              << QByteArray("x = '\xe4'\n")                  << "Non-ASCII character '\\xe4'";
-        QTest::newRow("by UTF-8 undeclared")     << QByteArray("x = '\xc3\xa4'\n")              << "Non-ASCII character '\\xc3'";
-        QTest::newRow("by bytes that are no UTF-8") << QByteArray("# -*- coding: utf-8 -*-\nx = u'\xe4'\n") << "SyntaxError";
-        QTest::newRow("by an unknown coding")    << QByteArray("# -*- coding: unknown -*-\n")   << "encoding problem: unknown";
+        QTest::newRow("by Latin-1") << QByteArray("x = '\xe4'\n") << "Non-ASCII character '\\xe4'";
+        QTest::newRow("by UTF-8 undeclared") << QByteArray("x = '\xc3\xa4'\n") << "Non-ASCII character '\\xc3'";
+        QTest::newRow("by bytes that are no UTF-8")
+            << QByteArray("# -*- coding: utf-8 -*-\nx = u'\xe4'\n") << "SyntaxError";
+        QTest::newRow("by an unknown coding") << QByteArray("# -*- coding: unknown -*-\n")
+            << "encoding problem: unknown";
         QTest::newRow("by UTF-16")               << QByteArray("\xff\xfex\0=\0" "1\0\n\0", 10)  << "SyntaxError";
         // clang-format on
     }
@@ -107,11 +118,18 @@ private Q_SLOTS:
         QTest::newRow("empty")                     << QByteArray("")                                       << "";
         QTest::newRow("without a last line end")   << QByteArray("value = 5")                              << "5";
         QTest::newRow("with line ends of Windows") << QByteArray("if 1:\r\n  value = 5\r\n")               << "5";
-        QTest::newRow("in UTF-8 with a mark")      << QByteArray("\xef\xbb\xbfvalue = '\xc3\xa4'\n")       << QString::fromUtf8("ä");
-        QTest::newRow("in UTF-8 as declared")      << QByteArray("# coding: utf-8\nvalue = '\xc3\xa4'\n")  << QString::fromUtf8("ä");
-        QTest::newRow("in Latin-1 as declared")    << QByteArray("# coding: latin-1\nvalue = u'\xe4'.encode('utf-8')\n") << QString::fromUtf8("ä");
-        QTest::newRow("that catches its exit")     << QByteArray("import sys\ntry:\n  sys.exit(5)\nexcept SystemExit as e:\n  value = e.code\n") << "5";
-        QTest::newRow("that catches its recursion") << QByteArray("def f(): f()\ntry:\n  f()\nexcept RuntimeError:\n  value = 5\n") << "5";
+        QTest::newRow("in UTF-8 with a mark") << QByteArray("\xef\xbb\xbfvalue = '\xc3\xa4'\n")
+            << QString::fromUtf8("ä");
+        QTest::newRow("in UTF-8 as declared") << QByteArray("# coding: utf-8\nvalue = '\xc3\xa4'\n")
+            << QString::fromUtf8("ä");
+        QTest::newRow("in Latin-1 as declared")
+            << QByteArray("# coding: latin-1\nvalue = u'\xe4'.encode('utf-8')\n")
+            << QString::fromUtf8("ä");
+        QTest::newRow("that catches its exit")
+            << QByteArray("import sys\ntry:\n  sys.exit(5)\nexcept SystemExit as e:\n"
+                "  value = e.code\n") << "5";
+        QTest::newRow("that catches its recursion")
+            << QByteArray("def f(): f()\ntry:\n  f()\nexcept RuntimeError:\n  value = 5\n") << "5";
         // clang-format on
     }
 
@@ -186,16 +204,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("error");
 
         // clang-format off
-        QTest::newRow("by a syntax error")      << "x =\n"                          << "invalid syntax\\nline: 1\\ncolumn: 4";
-        QTest::newRow("in its second line")     << "x = 1\ny = = 2"                 << "invalid syntax\\nline: 2\\ncolumn: 5";
+        QTest::newRow("by a syntax error") << "x =\n" << "invalid syntax\\nline: 1\\ncolumn: 4";
+        QTest::newRow("in its second line") << "x = 1\ny = = 2" << "invalid syntax\\nline: 2\\ncolumn: 5";
         QTest::newRow("by a return")            << "x = 1\nreturn x"                << "'return' outside function";
         QTest::newRow("by an exception")        << "x = 1\nraise ValueError('text')" << "text";
-        QTest::newRow("by one with any text")   << QString::fromUtf8("x = 1\nraise ValueError('ä')") << QString::fromUtf8("ä");
-        QTest::newRow("by one that shows none") << "class E(Exception):\n  def __str__(self): return 5\nraise E()" << "";
+        QTest::newRow("by one with any text") << QString::fromUtf8("x = 1\nraise ValueError('ä')")
+            << QString::fromUtf8("ä");
+        QTest::newRow("by one that shows none")
+            << "class E(Exception):\n  def __str__(self): return 5\nraise E()" << "";
         QTest::newRow("by an unknown name")     << "x = unknown"                    << "name 'unknown' is not defined";
-        QTest::newRow("by recursion")           << "def f(): f()\nf()"              << "maximum recursion depth exceeded";
+        QTest::newRow("by recursion") << "def f(): f()\nf()" << "maximum recursion depth exceeded";
         QTest::newRow("by too deep brackets")   << "x = " + QString(5000, '(')      << "";
-        QTest::newRow("by a division")          << "x = 1 / 0"                      << "integer division or modulo by zero";
+        QTest::newRow("by a division") << "x = 1 / 0" << "integer division or modulo by zero";
         QTest::newRow("by sys.exit()")          << "import sys\nsys.exit()"         << "";
         QTest::newRow("by sys.exit(5)")         << "import sys\nsys.exit(5)"        << "5";
         QTest::newRow("by sys.exit('text')")    << "import sys\nsys.exit('text')"   << "text";
@@ -215,7 +235,8 @@ private Q_SLOTS:
                  qPrintable(lines[0]));
         QCOMPARE(lines[1], QString("true 5"));
         QCOMPARE(lines[2], lines[0]);
-        QVERIFY2(!m_errors.contains("Traceback"), qPrintable(m_errors)); // the error has it all
+        QVERIFY2(!m_errors.contains("Traceback"),
+                 qPrintable(m_errors)); // the error text contains it
     }
 
     void expressionThatFails_data()
@@ -234,7 +255,7 @@ private Q_SLOTS:
         QTest::newRow("sys.exit(5)")         << "__import__('sys').exit(5)"  << "5";
         QTest::newRow("exit()")              << "exit()"                     << "";
         QTest::newRow("of no variant")       << "object()"                   << "";
-        QTest::newRow("recursion")           << "(lambda f: f(f))(lambda f: f(f))" << "maximum recursion depth exceeded";
+        QTest::newRow("recursion") << "(lambda f: f(f))(lambda f: f(f))" << "maximum recursion depth exceeded";
         QTest::newRow("a rest after it")     << "1; unknown"                 << "name 'unknown' is not defined";
         // clang-format on
     }
@@ -261,7 +282,7 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("unfinished")        << "1+"              << "false invalid syntax\\nline: 1\\ncolumn: ";
         QTest::newRow("in its third line") << "a\nb\nc d"       << "false invalid syntax\\nline: 3\\ncolumn: ";
-        QTest::newRow("indented")          << "if 1:\nx"        << "false expected an indented block\\nline: 2\\ncolumn: ";
+        QTest::newRow("indented") << "if 1:\nx" << "false expected an indented block\\nline: 2\\ncolumn: ";
         QTest::newRow("a lone return")     << "return 5"        << "false 'return' outside function\\nline: 1";
         QTest::newRow("unclosed text")     << "x = 'a"          << "false EOL while scanning string literal\\nline: 1";
         QTest::newRow("too deep brackets") << QString(5000, '(') << "false";
@@ -277,11 +298,11 @@ private Q_SLOTS:
 
         QCOMPARE(lines.size(), 3);
         QVERIFY2(lines[0].startsWith(error), qPrintable(lines[0]));
-        QCOMPARE(lines[1], QString("true")); // nothing is run
+        QCOMPARE(lines[1], QString("true")); // no code is run
         QCOMPARE(lines[2], lines[0]);
     }
 
-    // What remains after a script
+    // Remains of a script
 
     void scriptThatSpoilsTheInterpreter_data()
     {
@@ -295,17 +316,23 @@ private Q_SLOTS:
         QTest::newRow("by its builtins")        << "import __builtin__\n__builtin__.__dict__.clear()";
         QTest::newRow("by its own module")      << "import sys\ndel sys.modules['__main__']";
         QTest::newRow("by its names")           << "globals().clear()";
-        QTest::newRow("by a hook of errors")    << "import sys\ndef hook(*a): raise SystemExit(3)\nsys.excepthook = hook";
-        QTest::newRow("by a trace")             << "import sys\ndef trace(*a): raise SystemExit(3)\nsys.settrace(trace)";
+        QTest::newRow("by a hook of errors") << "import sys\ndef hook(*a): raise SystemExit(3)\nsys.excepthook = hook";
+        QTest::newRow("by a trace") << "import sys\ndef trace(*a): raise SystemExit(3)\nsys.settrace(trace)";
         QTest::newRow("by an exit to come")     << "import atexit, sys\natexit.register(sys.exit, 5)";
         QTest::newRow("by a failure to come")   << "import atexit\natexit.register(lambda: 1 / 0)";
         QTest::newRow("by an exit function")    << "import sys\nsys.exitfunc = lambda: sys.exit(5)";
-        QTest::newRow("by a death that fails")  << "class C(object):\n  def __del__(self): 1 / 0\nx = C()\n__builtins__.kept = C()";
-        QTest::newRow("by a death that exits")  << "import sys\nclass C(object):\n  def __del__(self): sys.exit(5)\nx = C()\n__builtins__.kept = C()";
+        QTest::newRow("by a death that fails")
+            << "class C(object):\n  def __del__(self): 1 / 0\nx = C()\n__builtins__.kept = C()";
+        QTest::newRow("by a death that exits")
+            << "import sys\nclass C(object):\n  def __del__(self): sys.exit(5)\nx = C()\n"
+                "__builtins__.kept = C()";
         QTest::newRow("by its folder")          << "import os\nos.chdir('/')";
-        QTest::newRow("by a signal")            << "import os, signal\nsignal.signal(signal.SIGUSR1, lambda *a: 1 / 0)\nos.kill(os.getpid(), signal.SIGUSR1)";
+        QTest::newRow("by a signal") << "import os, signal\n"
+                "signal.signal(signal.SIGUSR1, lambda *a: 1 / 0)\n"
+                "os.kill(os.getpid(), signal.SIGUSR1)";
         QTest::newRow("by a child")             << "import os\np = os.fork()\nif p == 0: os._exit(3)\nos.waitpid(p, 0)";
-        QTest::newRow("by a thread")            << "import threading\nt = threading.Thread(target=lambda: 1 / 0)\nt.start()\nt.join()";
+        QTest::newRow("by a thread") << "import threading\n"
+                "t = threading.Thread(target=lambda: 1 / 0)\nt.start()\nt.join()";
         QTest::newRow("by its limit of calls")  << "import sys\nsys.setrecursionlimit(30)";
         QTest::newRow("by collecting nothing")  << "import gc\ngc.disable()\nx = []\nx.append(x)";
         // clang-format on
@@ -331,7 +358,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, code);
 
-        const QStringList lines = run({"--code", code}); // run() looks at the exit code
+        const QStringList lines = run({"--code", code}); // run() checks the exit code
 
         QCOMPARE(lines.size(), 1);
     }
@@ -441,12 +468,14 @@ private Q_SLOTS:
 
         // clang-format off
         QTest::newRow("that succeeds")       << QByteArray("#!/bin/sh\necho text\nexit 0\n") << "true 5";
-        QTest::newRow("that fails")          << QByteArray("#!/bin/sh\necho out\necho err >&2\nexit 3\n") << "false " + text(".err.pythonInit", "out\nerr\n");
-        QTest::newRow("that fails silently") << QByteArray("#!/bin/sh\nexit 1\n")            << "false " + text(".err.pythonInit");
-        QTest::newRow("that is killed")      << QByteArray("#!/bin/sh\nkill -9 $$\n")        << "false " + text(".err.pythonInit");
+        QTest::newRow("that fails") << QByteArray("#!/bin/sh\necho out\necho err >&2\nexit 3\n")
+            << "false " + text(".err.pythonInit", "out\nerr\n");
+        QTest::newRow("that fails silently") << QByteArray("#!/bin/sh\nexit 1\n") << "false " + text(".err.pythonInit");
+        QTest::newRow("that is killed") << QByteArray("#!/bin/sh\nkill -9 $$\n") << "false " + text(".err.pythonInit");
         QTest::newRow("of no kind")          << QByteArray("\x7f" "ELF nonsense")            << "true 5";
         QTest::newRow("without its shell")   << QByteArray("#!/nowhere/sh\n")                << "true 5";
-        QTest::newRow("that leaves a child") << QByteArray("#!/bin/sh\nexec >/dev/null 2>&1\nsleep 0.2 &\nexit 0\n") << "true 5";
+        QTest::newRow("that leaves a child")
+            << QByteArray("#!/bin/sh\nexec >/dev/null 2>&1\nsleep 0.2 &\nexit 0\n") << "true 5";
         // clang-format on
     }
 
@@ -491,7 +520,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("line");
 
-        // On purpose, the path is put into a line of Python unescaped.
+        // The path is inserted into a line of Python without escaping, on purpose.
         const QString added = "true True";
         const QString lost = "true False";
         QTest::newRow("plain") << "res" << added;
@@ -574,8 +603,8 @@ private:
         QVERIFY(QFile::setPermissions(path, QFile::Permissions(0x7555)));
     }
 
-    /// The lines that script_host prints with \p arguments, and last how it ended if that was not
-    /// well. What it wrote to its standard error is in m_errors then.
+    /// The output of script_host with \p arguments, as lines. The last one tells how it ended,
+    /// unless that was normal. Its standard error is then in m_errors.
     QStringList run(const QStringList &arguments)
     {
         const QStringList usual{QString("PYTHON_DIR=") + KELMUTILS_PYTHON_HOME,

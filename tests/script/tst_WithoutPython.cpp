@@ -16,7 +16,7 @@ using Data::String;
 using Data::Variant;
 using Utils::ScriptManager;
 
-/// A library that is built without scripting: everything is there, and there is no engine.
+/// A library that is built without scripting has all functions, but no engine.
 class tst_WithoutPython : public QObject
 {
     Q_OBJECT
@@ -66,7 +66,7 @@ private Q_SLOTS:
         QVERIFY(!scripts().execute("script.py"));
 
         QCOMPARE(recorder.calls, QStringList("sig({path=script.py, result=false})"));
-        QCOMPARE(host->calls.size(), 1); // that the script runs, and no other text
+        QCOMPARE(host->calls.size(), 1); // only the text that a script runs
         QVERIFY(host->calls.first().startsWith("showMessage("));
         QVERIFY(!scripts().isExecuting());
     }
