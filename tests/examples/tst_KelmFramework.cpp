@@ -54,7 +54,7 @@ private Q_SLOTS:
                                value + "\nFramework.app().setScriptResult(Data.Variant(rval))"),
                  QString());
 
-        const Data::Variant set = Utils::ScriptManagerPrivate::alive->scriptResult;
+        const Data::Variant set = Utils::ScriptManagerPrivate::ifAlive()->scriptResult;
         QCOMPARE(set, Data::Variant(result));
         QCOMPARE(set.userType(), result.userType());
     }
@@ -74,7 +74,7 @@ private Q_SLOTS:
                                    "Framework.app().setScriptResult(" +
                                    QByteArray::number(i) + ")"),
                      QString());
-            QCOMPARE(Utils::ScriptManagerPrivate::alive->scriptResult.toInt(), i);
+            QCOMPARE(Utils::ScriptManagerPrivate::ifAlive()->scriptResult.toInt(), i);
             cleanup();
             init();
         }

@@ -97,7 +97,7 @@ public:
     }
     Q_DISABLE_COPY(EngineReplacement)
 
-    static Utils::ScriptManagerPrivate &state() { return *Utils::ScriptManagerPrivate::alive; }
+    static Utils::ScriptManagerPrivate &state() { return *Utils::ScriptManagerPrivate::ifAlive(); }
 
 private:
     QList<Utils::IScriptEngine *> m_own;

@@ -12,7 +12,7 @@ using Utils::ScriptManagerPrivate;
 
 namespace {
 
-const char *describeManager() { return ScriptManagerPrivate::alive ? "manager" : "no manager"; }
+const char *describeManager() { return ScriptManagerPrivate::ifAlive() ? "manager" : "no manager"; }
 
 class Module : public Utils::IScriptableModule
 {
@@ -31,7 +31,7 @@ public:
     ~MortalEngine() override
     {
         std::printf("end of an engine: %s with %d engines, modules %s\n", describeManager(),
-                    ScriptManagerPrivate::alive->engines.size(),
+                    ScriptManagerPrivate::ifAlive()->engines.size(),
                     Utils::moduleList.isAlive ? "alive" : "dead");
     }
     void moduleRemoved(const Data::String &moduleName) override
@@ -52,7 +52,7 @@ int main()
     static QStringList calls;
     Utils::ScriptManager::instance();
     std::printf("main: %s\n", describeManager());
-    QList<Utils::IScriptEngine *> &engines = ScriptManagerPrivate::alive->engines;
+    QList<Utils::IScriptEngine *> &engines = ScriptManagerPrivate::ifAlive()->engines;
     qDeleteAll(engines);
     engines = {new MortalEngine("a", calls, /*hasModule=*/true),
                new MortalEngine("b", calls, /*hasModule=*/false)};

@@ -79,11 +79,11 @@ private Q_SLOTS:
         {
             const Module module("a");
         }
-        QVERIFY(!Utils::ScriptManagerPrivate::alive);
+        QVERIFY(!Utils::ScriptManagerPrivate::ifAlive());
 
         ScriptManager &manager = ScriptManager::instance();
 
-        QVERIFY(Utils::ScriptManagerPrivate::alive);
+        QVERIFY(Utils::ScriptManagerPrivate::ifAlive());
         QCOMPARE(&ScriptManager::instance(), &manager);
         QVERIFY(!manager.isExecuting());
         QCOMPARE(Utils::Signal::find("ScriptExecuted"), &manager.ScriptExecuted());

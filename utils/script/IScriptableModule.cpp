@@ -15,9 +15,10 @@ IScriptableModule::~IScriptableModule()
 {
     if (ModuleList *const list = moduleList.ifAlive())
         list->modules.removeAll(this);
-    if (!ScriptManagerPrivate::alive)
+    const ScriptManagerPrivate *const manager = ScriptManagerPrivate::ifAlive();
+    if (!manager)
         return;
-    const QList<IScriptEngine *> engines = ScriptManagerPrivate::alive->engines;
+    const QList<IScriptEngine *> engines = manager->engines;
     for (IScriptEngine *engine : engines)
         engine->moduleRemoved(m_moduleName);
 }

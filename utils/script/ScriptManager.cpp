@@ -11,8 +11,6 @@
 
 namespace Utils {
 
-ScriptManagerPrivate *ScriptManagerPrivate::alive = nullptr;
-
 ScriptManagerPrivate::ScriptManagerPrivate()
 {
     alive = this;

@@ -30,9 +30,12 @@ struct ScriptManagerPrivate
     Data::Variant scriptResult;
     PublicSignal scriptExecuted{"ScriptExecuted", nullptr};
 
-    /// The state of the manager while that exists, else null. A plain pointer, so that objects that
-    /// are created before it or destroyed after it can read it.
-    static ScriptManagerPrivate *alive;
+    /// The state of the manager, or null before its creation and after its destruction. It reads a
+    /// plain pointer, which outlives every object.
+    static ScriptManagerPrivate *ifAlive() { return alive; }
+
+private:
+    static inline ScriptManagerPrivate *alive = nullptr;
 };
 
 } // namespace Utils
