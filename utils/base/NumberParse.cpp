@@ -19,7 +19,7 @@ static bool parsePlain(const char *next, const char *end, double &value)
     if (isNegative)
         ++next;
     quint64 number = 0;
-    const auto takeDigits = [&] {
+    const auto parseDigits = [&] {
         for (; next != end; ++next) {
             const auto digit = static_cast<unsigned char>(*next - '0');
             if (digit > 9)
@@ -28,12 +28,12 @@ static bool parsePlain(const char *next, const char *end, double &value)
         }
     };
     const char *const whole = next;
-    takeDigits();
+    parseDigits();
     auto digits = next - whole;
     decltype(digits) decimals = 0;
     if (next != end && *next == '.') {
         const char *const fraction = ++next;
-        takeDigits();
+        parseDigits();
         decimals = next - fraction;
         digits += decimals;
     }

@@ -53,18 +53,19 @@ void sortByKey(Element *start, Element *end, Element *spare, quint64 differences
         return (element.sortKey() >> (lowest + digit * digitBits)) & mask;
     };
 
-    std::array<std::array<quint32, mask + 1>, mostDigits> places{};
+    std::array<std::array<quint32, mask + 1>, mostDigits> offsets{};
     for (const Element *element = start; element != end; ++element) {
         for (int digit = 0; digit < digits; ++digit)
-            ++places[digit][digitOf(*element, digit)];
+            ++offsets[digit][digitOf(*element, digit)];
     }
     Element *from = start;
     Element *to = spare;
     const std::ptrdiff_t size = end - start;
     for (int digit = 0; digit < digits; ++digit) {
-        std::exclusive_scan(places[digit].begin(), places[digit].end(), places[digit].begin(), 0u);
+        std::exclusive_scan(offsets[digit].begin(), offsets[digit].end(), offsets[digit].begin(),
+                            0u);
         for (const Element *element = from; element != from + size; ++element)
-            to[places[digit][digitOf(*element, digit)]++] = *element;
+            to[offsets[digit][digitOf(*element, digit)]++] = *element;
         std::swap(from, to);
     }
     if (from != start)

@@ -21,7 +21,7 @@ public:
     {}
 
     bool hasLine(); // finds the lines on the first call
-    bool takeLine(QByteArray &line);
+    bool nextLine(QByteArray &line);
 
     LineFile file;
     int currentLine = 0;
@@ -41,7 +41,7 @@ bool FileByteReaderPrivate::hasLine()
     return static_cast<std::size_t>(currentLine) + 1 < file.numLines();
 }
 
-bool FileByteReaderPrivate::takeLine(QByteArray &line)
+bool FileByteReaderPrivate::nextLine(QByteArray &line)
 {
     try {
         return readNext(line);
@@ -89,7 +89,7 @@ bool FileByteReader::isOpen() const { return d->file.isOpen(); }
 
 bool FileByteReader::readLine(QByteArray &line, bool trim)
 {
-    if (!d->hasLine() || !d->takeLine(line)) {
+    if (!d->hasLine() || !d->nextLine(line)) {
         line.clear();
         return false;
     }
@@ -116,7 +116,7 @@ int FileByteReader::lineCount() const { return d->currentLine; }
 void FileByteReader::readFile()
 {
     QByteArray line;
-    while (d->hasLine() && d->takeLine(line)) {
+    while (d->hasLine() && d->nextLine(line)) {
         if (!lineRead(line))
             return;
     }

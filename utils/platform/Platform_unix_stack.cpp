@@ -251,9 +251,9 @@ std::size_t deepThreadStack()
 
 std::size_t freeStack()
 {
-    const char *const place = static_cast<const char *>(__builtin_frame_address(0));
-    if (deepStack.has(place)) {
-        const auto left = static_cast<std::size_t>(place - deepStack.start);
+    const char *const frame = static_cast<const char *>(__builtin_frame_address(0));
+    if (deepStack.has(frame)) {
+        const auto left = static_cast<std::size_t>(frame - deepStack.start);
         return left - std::min(left, deepGuard);
     }
 
@@ -278,7 +278,7 @@ std::size_t freeStack()
     };
     // For the main thread this reads the memory map of the process, which takes a while.
     static thread_local const Bounds bounds;
-    const auto here = reinterpret_cast<std::uintptr_t>(place);
+    const auto here = reinterpret_cast<std::uintptr_t>(frame);
     return here > bounds.low && here <= bounds.high ? here - bounds.low : 0;
 }
 

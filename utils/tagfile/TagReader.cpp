@@ -62,7 +62,7 @@ public:
     bool atEnd()
     {
         return m_at == m_text.size() &&
-               (m_isEnded || (m_device.atEnd() && (isBehindAll() || !decodeBlock())));
+               (m_isEnded || (m_device.atEnd() && (isAtKnownEnd() || !decodeBlock())));
     }
 
     bool hasFailed() const { return m_hasFailed; }
@@ -104,7 +104,7 @@ private:
 
     /// Whether the whole device was read. When its size is unknown, this is false, whereas Qt
     /// reports the end at any position.
-    bool isBehindAll() const
+    bool isAtKnownEnd() const
     {
         const qint64 size = m_device.size();
         return size > 0 && m_device.pos() >= size;

@@ -83,8 +83,8 @@ public:
     void insertBefore(int other, int value)
     {
         const ChunkIterator chunk = m_firstChunk.value(other);
-        const auto place = std::find(chunk->values.begin(), chunk->values.end(), other);
-        insert(chunk, place - chunk->values.begin(), value);
+        const auto position = std::find(chunk->values.begin(), chunk->values.end(), other);
+        insert(chunk, position - chunk->values.begin(), value);
     }
 
     /// Inserts \p value, which must not be in the list, before the first greater one or at the end.
@@ -96,8 +96,8 @@ public:
                          [=](const Chunk &candidate) { return candidate.highest > value; });
         if (chunk == m_chunks.end())
             return insert(chunk, 0, value);
-        const auto place = std::find_if(chunk->values.begin(), chunk->values.end(), isGreater);
-        insert(chunk, place - chunk->values.begin(), value);
+        const auto position = std::find_if(chunk->values.begin(), chunk->values.end(), isGreater);
+        insert(chunk, position - chunk->values.begin(), value);
     }
 
     QList<int> toList() const

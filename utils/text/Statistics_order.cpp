@@ -91,11 +91,11 @@ public:
 
     int size() const { return m_all.size; }
 
-    double operator[](int place)
+    double operator[](int index)
     {
-        if (place < m_first || place >= m_first + static_cast<int>(m_gathered.size()))
-            gatherAround(place);
-        const auto found = m_gathered.begin() + (place - m_first);
+        if (index < m_first || index >= m_first + static_cast<int>(m_gathered.size()))
+            gatherAround(index);
+        const auto found = m_gathered.begin() + (index - m_first);
         std::nth_element(m_gathered.begin(), found, m_gathered.end());
         return fromKey(*found);
     }
@@ -129,14 +129,14 @@ private:
         return counts;
     }
 
-    void gatherAround(int place)
+    void gatherAround(int index)
     {
         Window window = m_all;
         while (window.size > mostGathered && window.freeBits > 0) {
             if (window.counts.empty())
                 window.counts = countsBelow(window);
             quint64 digit = 0;
-            while (place >= window.first + window.counts[digit])
+            while (index >= window.first + window.counts[digit])
                 window.first += window.counts[digit++];
             window.size = window.counts[digit];
             window.freeBits -= stepBits;
@@ -146,7 +146,7 @@ private:
         if (window.freeBits > 0) {
             gather(window);
         } else {
-            m_first = place; // all values are equal
+            m_first = index; // all values are equal
             m_gathered.assign(1, window.start);
         }
     }

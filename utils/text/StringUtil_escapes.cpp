@@ -38,8 +38,8 @@ class CharacterMap
 public:
     Value *find(QChar character)
     {
-        const int place = placeOf(character.unicode());
-        return place < 0 ? nullptr : &m_values[static_cast<std::size_t>(place)];
+        const int index = indexOf(character.unicode());
+        return index < 0 ? nullptr : &m_values[static_cast<std::size_t>(index)];
     }
 
     /// All values, in no particular order.
@@ -48,22 +48,22 @@ public:
     Value &operator[](QChar character)
     {
         const ushort code = character.unicode();
-        int place = placeOf(code);
-        if (place < 0) {
-            place = static_cast<int>(m_values.size());
+        int index = indexOf(code);
+        if (index < 0) {
+            index = static_cast<int>(m_values.size());
             m_values.push_back(Value());
             if (code < asciiSize)
-                m_ascii[code] = place + 1;
+                m_ascii[code] = index + 1;
             else
-                m_others.insert(code, place);
+                m_others.insert(code, index);
         }
-        return m_values[static_cast<std::size_t>(place)];
+        return m_values[static_cast<std::size_t>(index)];
     }
 
 private:
     static const int asciiSize = 128;
 
-    int placeOf(ushort code) const
+    int indexOf(ushort code) const
     {
         if (code < asciiSize)
             return m_ascii[code] - 1;
