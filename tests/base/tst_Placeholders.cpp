@@ -16,6 +16,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("filled");
 
         const QStringList two{"a", "b"};
+        const QStringList ten{"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
         // clang-format off
         QTest::newRow("none")                   << "text"      << two                    << "text";
         QTest::newRow("in order")               << "%1 of %2"  << two                    << "a of b";
@@ -25,6 +26,8 @@ private Q_SLOTS:
         QTest::newRow("values hold markers")    << "%1%2"      << QStringList{"%2", "b"} << "%2b";
         QTest::newRow("a marker with no value") << "%1 %3"     << two                    << "a %3";
         QTest::newRow("one digit only")         << "%12"       << two                    << "a2";
+        QTest::newRow("the ninth")              << "%9"        << ten                    << "i";
+        QTest::newRow("no tenth")               << "%10"       << ten                    << "a0";
         QTest::newRow("no marker")              << "100% %0 %" << two                    << "100% %0 %";
         QTest::newRow("a doubled sign")         << "%%1"       << two                    << "%a";
         QTest::newRow("no values")              << "%1"        << QStringList()          << "%1";

@@ -380,6 +380,16 @@ private Q_SLOTS:
         QCOMPARE(data->data(0), QStringList({"x,y", "b"}));
     }
 
+    void splitsARowWhenItsFirstCellIsTested_data() { addBackends(/*withFile=*/false); }
+
+    void splitsARowWhenItsFirstCellIsTested()
+    {
+        const auto data = makeData(",b", /*parseNow=*/false);
+
+        QVERIFY(data->isEmpty(0, 0));
+        QVERIFY(isParsed(*data, 0));
+    }
+
     void takesARowAsItIsHeldForEmpty_data() { addBackends(/*withFile=*/false); }
 
     void takesARowAsItIsHeldForEmpty()

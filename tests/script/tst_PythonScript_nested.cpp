@@ -1,5 +1,6 @@
 #include "utils/script/PythonScript_p.h"
 
+#include "utils/script/PythonThreads_p.h"
 #include "utils/script/ScriptManager.h"
 #include "utils/signals/Signal.h"
 
@@ -11,6 +12,9 @@
 #include <QtTest>
 
 #include <Python.h>
+
+#include <chrono>
+#include <utility>
 
 using Data::String;
 using Data::Variant;
@@ -338,6 +342,33 @@ private Q_SLOTS:
         d->standIns.reaction = nullptr;
         QVERIFY(d->engine.runCode("y = 1"));
         QVERIFY(Py_IsInitialized()); // no reset is pending
+    }
+
+    /// A kept interpreter ends before the next run after its last thread, but not before a nested
+    /// one.
+    void keepsTheInterpreterForARunInWhichItsLastThreadHasEnded()
+    {
+        const auto patience = std::exchange(Utils::threadPatience, std::chrono::milliseconds(100));
+        const auto restore = qScopeGuard([=] { Utils::threadPatience = patience; });
+        QVERIFY(d->engine.runCode("import threading, time\n"
+                                  "e = threading.Event()\n"
+                                  "def wait():\n"
+                                  "  while not e.is_set():\n"
+                                  "    try: time.sleep(0.01)\n"
+                                  "    except SystemExit: pass\n"
+                                  "t = threading.Thread(target=wait)\n"
+                                  "t.start()\n"));
+        d->engine.reset();
+        QVERIFY(Py_IsInitialized());
+        bool isNested = false;
+        d->standIns.reaction = [&](const QString &) { isNested = d->engine.runCode("y = x + 1"); };
+
+        QVERIFY(d->engine.runCode("import host\nx = 1\ne.set()\nt.join()\nhost.call('')\nz = y"));
+
+        QVERIFY(isNested);
+        QCOMPARE(d->engine.getData("z"), Variant(2));
+        QVERIFY(d->engine.runCode("y = 1"));
+        QVERIFY(!d->engine.getData("x").isValid()); // the interpreter has ended before
     }
 
     void endsARecursionThroughTheHost()

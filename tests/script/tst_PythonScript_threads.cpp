@@ -139,6 +139,17 @@ private Q_SLOTS:
                  (QStringList{"good", leftThread.arg("Worker"), "1", "", "False", "exit 3"}));
     }
 
+    void keepsTheModulesWithTheInterpreter()
+    {
+        const QString code =
+            "import KelmFramework\nKelmFramework.kept = 1\n" + run("time.sleep(1e6)");
+
+        QCOMPARE(child({home, "patience:300", "code:" + code, "reset",
+                        "value:str(hasattr(__import__('KelmFramework'), 'kept'))"}),
+                 (QStringList{"good", leftThread.arg("Worker"), "True", leftThread.arg("Worker"),
+                              "exit 3"}));
+    }
+
     void runsWhatIsRegisteredForTheExitOnce()
     {
         const QString code =
