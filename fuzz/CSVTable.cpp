@@ -180,7 +180,7 @@ static Answer apply(Utils::CSVTable &table, const Call &call)
     return answer;
 }
 
-/// Gives \p bytes to \p table in one of five ways.
+/// Passes \p bytes to \p table in one of five ways.
 static bool read(Utils::CSVTable &table, int way, bool isQuoted, const QByteArray &bytes)
 {
     const int limits[] = {asText, asBytes, inFile};

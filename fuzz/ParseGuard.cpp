@@ -29,7 +29,7 @@ static void measure(const QDomNode &parent, int depth, Measure &result)
     }
 }
 
-/// Gives \p text to \p guard in pieces of \p length characters.
+/// Passes \p text to \p guard in pieces of \p length characters.
 static bool accepts(ParseGuard &guard, const QString &text, int length)
 {
     for (int at = 0; at < text.size(); at += length) {

@@ -22,7 +22,7 @@ using Utils::CSVTable;
 static const int intMin = std::numeric_limits<int>::min();
 static const int intMax = std::numeric_limits<int>::max();
 
-/// Calls every operation that reads, with good and bad indices. Gives how many rows there are by
+/// Calls every operation that reads, with good and bad indices. Returns how many rows there are by
 /// each of several ways to count them, which must agree.
 static QList<int> useAll(const CSVTable &table)
 {

@@ -191,10 +191,10 @@ private Q_SLOTS:
         row("an id of a table",               ".Kelm.Utils.err.x",      "An error: %1 %2");
         row("an id of one component",         ".Kelm.Utils.y",          "y");
         row("an id of three components",      ".Kelm.Utils.err.x.more", "More");
-        row("an unknown id gives the id",     ".Kelm.Utils.err.no",     ".err.no");
+        row("an unknown id yields the id",    ".Kelm.Utils.err.no",     ".err.no");
         row("case matters in an id",          ".Kelm.Utils.err.X",      ".err.X");
         row("case matters in a table",        ".kelm.Utils.err.x",      ".kelm.Utils.err.x");
-        row("an unknown table gives the key", ".Other.err.x",           ".Other.err.x");
+        row("no known table yields the key",  ".Other.err.x",           ".Other.err.x");
         row("the longer name wins",           ".A.B.id",                "long");
         row("the shorter one is not tried",   ".A.B.only",              ".only");
         row("the shorter one by itself",      ".A.only",                "only");

@@ -45,7 +45,7 @@ class tst_StringTable_load : public QObject
     Q_OBJECT
 
 private:
-    /// Writes a file of strings below the resources. Gives the name of the table, a new one for
+    /// Writes a file of strings below the resources. Returns the name of the table, a new one for
     /// each call with an empty \p name: where File found a resource once, it finds it ever after.
     Data::String makeTable(const QByteArray &contents, const Data::String &language = "en",
                            const Data::String &name = Data::String())

@@ -216,7 +216,7 @@ private Q_SLOTS:
             const QString replaced = StringUtil::replaceSymbol(text);
 
             if (replaced != expected)
-                QFAIL(qPrintable(text + " gives " + replaced + ", not " + expected));
+                QFAIL(qPrintable(text + " yields " + replaced + ", not " + expected));
         }
         QVERIFY(replacedCount > 2000);
     }
