@@ -225,8 +225,8 @@ public:
 
     double dataValue(int row, int col, bool *ok) override { return number(data(row, col), ok); }
 
-    bool setText(const Utils::CSVText &text, bool parseNow, Progress *progress,
-                 const Data::String &label) override
+    bool appendText(const Utils::CSVText &text, bool parseNow, Progress *progress,
+                    const Data::String &label) override
     {
         const QStringList lines = text.toString().split(QLatin1Char('\n'));
         if (!alternateDelimiters.isEmpty() &&

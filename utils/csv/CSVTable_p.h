@@ -112,7 +112,7 @@ public:
     char byteDelimiter() const { return textData->delimiters.first().at(0).toLatin1(); }
 
     /// Appends \p text to the text rows, which become the current backend.
-    bool setText(const CSVText &text, bool quoted);
+    bool appendText(const CSVText &text, bool quoted);
 
     /// Opens the file as a backend that reads rows on demand. It becomes the current backend even
     /// when the file cannot be read; it has no rows then.

@@ -34,7 +34,7 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
             return setData(File::read(path), quoted);
         // Read only once: a second read of a pipe would wait for another writer.
         const CSVText text = CSVText::fromFile(File::readRaw(path));
-        return !text.isEmpty() && d->setText(text, quoted);
+        return !text.isEmpty() && d->appendText(text, quoted);
     });
 }
 
@@ -51,7 +51,7 @@ bool CSVTablePrivate::readInFile()
     return isRead;
 }
 
-bool CSVTablePrivate::setText(const CSVText &text, bool quoted)
+bool CSVTablePrivate::appendText(const CSVText &text, bool quoted)
 {
     useText();
     const bool wasQuoted = textData->quoted;
@@ -59,7 +59,7 @@ bool CSVTablePrivate::setText(const CSVText &text, bool quoted)
     bool isWhole = false;
     {
         const TaskProgress task(progress);
-        isWhole = textData->setText(text, /*parseNow=*/!demandParse, progress, progressLabel);
+        isWhole = textData->appendText(text, /*parseNow=*/!demandParse, progress, progressLabel);
     }
     if (!isWhole)
         textData->quoted = wasQuoted;
@@ -68,7 +68,8 @@ bool CSVTablePrivate::setText(const CSVText &text, bool quoted)
 
 bool CSVTable::setData(const Data::String &text, bool quoted)
 {
-    return emptyWithoutMemory([&] { return !text.isEmpty() && d->setText(CSVText(text), quoted); });
+    return emptyWithoutMemory(
+        [&] { return !text.isEmpty() && d->appendText(CSVText(text), quoted); });
 }
 
 bool CSVTable::setData(const char *text, bool quoted)

@@ -89,12 +89,12 @@ QList<double> CSVStringData::colDataValue(int col, int firstRow)
         cellNumber);
 }
 
-bool CSVStringData::setText(const CSVText &text, bool parseNow, Progress *progress,
-                            const Data::String &label)
+bool CSVStringData::appendText(const CSVText &text, bool parseNow, Progress *progress,
+                               const Data::String &label)
 {
     const QStringList delimitersBefore = delimiters;
     try {
-        appendText(text, parseNow, progress, label);
+        appendOrThrow(text, parseNow, progress, label);
         return true;
     } catch (const std::bad_alloc &) {
         delimiters = delimitersBefore;
@@ -102,8 +102,8 @@ bool CSVStringData::setText(const CSVText &text, bool parseNow, Progress *progre
     }
 }
 
-void CSVStringData::appendText(const CSVText &text, bool parseNow, Progress *progress,
-                               const Data::String &label)
+void CSVStringData::appendOrThrow(const CSVText &text, bool parseNow, Progress *progress,
+                                  const Data::String &label)
 {
     if (!alternateDelimiters.isEmpty() &&
         (delimiters.isEmpty() || !text.firstLine().contains(delimiters.first())))

@@ -29,10 +29,10 @@ public:
     bool setData(const Data::String &text, bool parseNow, Progress *progress,
                  const Data::String &label)
     {
-        return setText(CSVText(text), parseNow, progress, label);
+        return appendText(CSVText(text), parseNow, progress, label);
     }
-    bool setText(const CSVText &text, bool parseNow, Progress *progress,
-                 const Data::String &label) override;
+    bool appendText(const CSVText &text, bool parseNow, Progress *progress,
+                    const Data::String &label) override;
 
     void setData(int row, int col, const Data::String &text) override;
     void removeRow(int row) override { m_rows.remove(row); }
@@ -58,8 +58,8 @@ public:
 private:
     void splitRow(int row);
     Q_NEVER_INLINE QStringList listToKeep(int row);
-    void appendText(const CSVText &text, bool parseNow, Progress *progress,
-                    const Data::String &label);
+    void appendOrThrow(const CSVText &text, bool parseNow, Progress *progress,
+                       const Data::String &label);
     void appendSplit(const CSVText &text, const LineSplitter &splitter, Progress *progress,
                      const Data::String &label);
     void appendChunk(TextChunk chunk);

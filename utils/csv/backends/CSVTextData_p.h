@@ -25,8 +25,8 @@ public:
     /// Appends the lines of \p text that are not comments, split or, unless \p parseNow, as they
     /// are. Progress is reported, one tick per line, only when they are split. Returns false and
     /// changes nothing when the memory does not suffice.
-    virtual bool setText(const CSVText &text, bool parseNow, Progress *progress,
-                         const Data::String &label) = 0;
+    virtual bool appendText(const CSVText &text, bool parseNow, Progress *progress,
+                            const Data::String &label) = 0;
 
     /// The fields of \p line, trimmed. A comment is split like any other line.
     virtual QStringList split(const QString &line) const = 0;
