@@ -101,15 +101,15 @@ void CSVReaderPrivate::setSource(const std::shared_ptr<LineSource> &newSource)
 QList<QByteArray> CSVReaderPrivate::split(const char *next, const char *end) const
 {
     QList<QByteArray> fields;
-    const auto append = [&](const char *begin, const char *behind) {
-        fields.append(QByteArray(begin, static_cast<int>(behind - begin)));
+    const auto append = [&](const char *begin, const char *fieldEnd) {
+        fields.append(QByteArray(begin, static_cast<int>(fieldEnd - begin)));
     };
     const auto isAt = [&](char byte) { return isDelimiter[static_cast<unsigned char>(byte)]; };
     if (delimiters.size() == 1) {
         const char delimiter = delimiters.at(0);
-        while (const char *const behind = skipFieldsPlainly(next, end, delimiter, 1)) {
-            append(next, behind - 1);
-            next = behind;
+        while (const char *const nextField = skipFieldsPlainly(next, end, delimiter, 1)) {
+            append(next, nextField - 1);
+            next = nextField;
         }
         append(next, end);
     } else if (!delimiters.isEmpty()) {
@@ -327,10 +327,10 @@ unsigned short CSVReader::checksum(int rows) const
     for (int row = 0; row < end; ++row) {
         const LineSource::Line line = d->line(row);
         for (const char *next = line.begin; next != line.end;) {
-            const char *const behind = skipFieldsPlainly(next, line.end, '\r', 1);
-            const char *const pieceEnd = behind ? behind - 1 : line.end;
+            const char *const nextPiece = skipFieldsPlainly(next, line.end, '\r', 1);
+            const char *const pieceEnd = nextPiece ? nextPiece - 1 : line.end;
             sum.add(next, static_cast<std::size_t>(pieceEnd - next));
-            next = behind ? behind : line.end;
+            next = nextPiece ? nextPiece : line.end;
         }
     }
     return sum.value();
