@@ -420,6 +420,41 @@ private Q_SLOTS:
         QCOMPARE(Settings().getInt("g/d"), 2);               // but not here
     }
 
+    void isReadByAnotherProcessWhenEachObjectEnds()
+    {
+        for (int i = 1; i <= 3; ++i) {
+            Settings("g").setInt("k", i); // no event loop runs, and nothing else is called
+            QCOMPARE(outputOf({"getInt", "g/k"}), QString::number(i));
+        }
+        Settings("g").removeKey("k");
+        QCOMPARE(outputOf({"getInt", "g/k"}), QString("-1"));
+    }
+
+    void isReadByAnotherProcessAfterSyncAndTheEventLoop()
+    {
+        Settings settings("g");
+        settings.setInt("k", 1);
+        QCOMPARE(outputOf({"getInt", "g/k"}), QString("-1"));
+        QVERIFY(settings.sync());
+        QCOMPARE(outputOf({"getInt", "g/k"}), QString("1"));
+
+        settings.setInt("k", 2);
+        QCOMPARE(outputOf({"getInt", "g/k"}), QString("1"));
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(outputOf({"getInt", "g/k"}), QString("2"));
+    }
+
+    void readsWhatAnotherProcessWroteSinceTheLastObject()
+    {
+        for (int i = 1; i <= 3; ++i) {
+            const QString text = QString(i, 'x'); // each as long as no other
+            QCOMPARE(outputOf({"setString", "g/k", text}), QString());
+            QCOMPARE(Settings("g").getString("k"), Data::String(text));
+            Settings("g").setInt("mine", i);
+            QCOMPARE(outputOf({"list"}), QString("g/k=%1 g/mine=%2").arg(text).arg(i));
+        }
+    }
+
     void readsWhatAnotherProcessWrote()
     {
         QCOMPARE(outputOf({"setString", "g/k", "42"}), QString());

@@ -17,6 +17,8 @@ using Utils::Settings;
 using Utils::SettingsSignal;
 using Utils::Signal;
 
+Q_DECLARE_METATYPE(std::function<QMetaObject::Connection(const Recorder &)>)
+
 static const SettingsHome home;
 
 /// A signal of settings that anybody may make and send.
@@ -48,6 +50,112 @@ private Q_SLOTS:
         QCOMPARE(&Settings::SettingChanged(), &Settings::SettingChanged());
         QCOMPARE(Settings::SettingChanged().objectName(), QString("SettingChanged"));
         QCOMPARE(Settings::SettingChanged().parent(), nullptr);
+    }
+
+    void isReceivedHoweverItIsConnected_data()
+    {
+        using Connect = std::function<QMetaObject::Connection(const Recorder &)>;
+        QTest::addColumn<Connect>("connect");
+
+        const auto row = [](const char *name, const Connect &connect) {
+            QTest::newRow(name) << connect;
+        };
+        const SettingsSignal *const signal = &Settings::SettingChanged();
+        const auto toBare = [=](const char *emission) {
+            return Connect([=](const Recorder &recorder) {
+                return QObject::connect(signal, emission, &recorder, SLOT(bare()));
+            });
+        };
+        row("the empty form", toBare(SIGNAL(sig())));
+        row("the key and the value", toBare(SIGNAL(sig(Data::String, Data::Variant))));
+        row("the payload", toBare(SIGNAL(sig(Data::VariantCollection))));
+        row("by index", [=](const Recorder &recorder) {
+            return QMetaObject::connect(signal, Signal::staticMetaObject.methodOffset(), &recorder,
+                                        Recorder::staticMetaObject.indexOfMethod("bare()"));
+        });
+        row("by method", [=](const Recorder &recorder) {
+            const QMetaObject &type = Signal::staticMetaObject;
+            return QObject::connect(signal, type.method(type.indexOfMethod("sig()")), &recorder,
+                                    Recorder::staticMetaObject.method(
+                                        Recorder::staticMetaObject.indexOfMethod("bare()")));
+        });
+        row("by pointer", [=](const Recorder &recorder) {
+            return QObject::connect(signal, qOverload<>(&Signal::sig), &recorder, &Recorder::bare);
+        });
+        row("once", [=](const Recorder &recorder) {
+            return QObject::connect(signal, SIGNAL(sig()), &recorder, SLOT(bare()),
+                                    Qt::UniqueConnection);
+        });
+        row("by a function", [=](const Recorder &recorder) {
+            return QObject::connect(signal, qOverload<>(&Signal::sig), [&recorder] {
+                QMetaObject::invokeMethod(const_cast<Recorder *>(&recorder), "bare");
+            });
+        });
+    }
+
+    void isReceivedHoweverItIsConnected()
+    {
+        QFETCH(std::function<QMetaObject::Connection(const Recorder &)>, connect);
+        Settings settings;
+        settings.setInt("before", 1); // nobody receives it
+
+        for (int i = 0; i < 2; ++i) {
+            Recorder recorder;
+            const QMetaObject::Connection connection = connect(recorder);
+            QVERIFY(connection);
+            settings.setInt("k", 1);
+            QCOMPARE(recorder.calls.size(), 1);
+
+            if (i == 0)
+                QVERIFY(QObject::disconnect(connection));
+            settings.setInt("k", 2);
+            QCOMPARE(recorder.calls.size(), i + 1);
+            QObject::disconnect(connection); // that of the function outlives the recorder
+        }
+        settings.setInt("after", 1);
+    }
+
+    void isReceivedByASpyASlotAndAnotherSignal()
+    {
+        Settings settings;
+        settings.setInt("before", 1);
+        {
+            const QSignalSpy spy(&Settings::SettingChanged(), SIGNAL(sig()));
+            settings.setInt("k", 1);
+            QCOMPARE(spy.size(), 1);
+        }
+        settings.setInt("between", 1);
+        {
+            static VariantCollection seen;
+            Utils::Slot slot("", nullptr);
+            slot.setCallback(+[](const VariantCollection &data) { seen = data; });
+            QVERIFY(Settings::SettingChanged().connect(&slot));
+            settings.setInt("k", 2);
+            QCOMPARE(seen, (VariantCollection{{"key", "k"}, {"value", 2}}));
+        }
+        settings.setInt("between", 2);
+        OpenSignal another;
+        Recorder recorder;
+        QVERIFY(connectAllShapes(another, recorder));
+        QVERIFY(QObject::connect(&Settings::SettingChanged(),
+                                 SIGNAL(sig(Data::String, Data::Variant)), &another,
+                                 SIGNAL(sig(Data::String, Data::Variant))));
+        settings.setInt("k", 3);
+        QCOMPARE(recorder.calls, QStringList("sig(k, 3)"));
+    }
+
+    void isClearedThoughNobodyReceivesIt()
+    {
+        SettingsSignal &signal = Settings::SettingChanged();
+        signal.addData("more", 1).abort();
+
+        Settings().setInt("k", 1);
+
+        QVERIFY(signal.data().isEmpty());
+        Recorder recorder;
+        QVERIFY(connectAllShapes(signal, recorder));
+        Settings().setInt("k", 2);
+        QCOMPARE(recorder.calls, (QStringList{"sig(k, 2)", "sig()", "sig({key=k, value=2})"}));
     }
 
     void sendsKeyAndValueBeforeAllOthers()

@@ -3,6 +3,8 @@
 #include "utils/settings/SettingsSignal.h"
 #include "utils/settings/SettingsStore_p.h"
 
+#include <QMetaMethod>
+
 #include <algorithm>
 
 namespace Utils {
@@ -10,6 +12,64 @@ namespace Utils {
 // Set when the signal of the process, which the first use constructs, has been destroyed. Static
 // objects of a host that are destroyed later can still write settings.
 static bool signalHasDied = false;
+
+namespace {
+
+/// The signal of the process, which knows whether it has receivers. A payload costs several times
+/// as much as the change of a setting, so without receivers none is built.
+class ChangeSignal : public SettingsSignal
+{
+public:
+    ChangeSignal() : SettingsSignal("SettingChanged") {}
+
+    static ChangeSignal &ofProcess()
+    {
+        static ChangeSignal signal;
+        static const struct EndOfSignal
+        {
+            ~EndOfSignal() { signalHasDied = true; }
+        } endOfSignal;
+        return signal;
+    }
+
+    bool hasReceivers()
+    {
+        // Not every disconnection is reported, and the query takes a lock for each emission.
+        if (m_mayHaveReceivers)
+            m_mayHaveReceivers = isAnyConnected();
+        return m_mayHaveReceivers;
+    }
+
+    /// Leaves the signal as a send without receivers does.
+    void skip()
+    {
+        clearAborted();
+        clearData();
+    }
+
+protected:
+    void connectNotify(const QMetaMethod &signal) override
+    {
+        m_mayHaveReceivers = true;
+        SettingsSignal::connectNotify(signal);
+    }
+
+private:
+    bool isAnyConnected() const
+    {
+        const QMetaObject &type = Signal::staticMetaObject;
+        for (int i = type.methodOffset(); i < type.methodCount(); ++i) {
+            const QMetaMethod method = type.method(i);
+            if (method.methodType() == QMetaMethod::Signal && isSignalConnected(method))
+                return true;
+        }
+        return false;
+    }
+
+    bool m_mayHaveReceivers = false;
+};
+
+} // namespace
 
 Settings::Settings(const Data::String &group) : m_settings(std::make_shared<SettingsStore>())
 {
@@ -68,7 +128,14 @@ Settings &Settings::setValue(const Data::String &key, const Data::Variant &value
         m_settings->setValue(key, value);
     else
         m_settings->remove(key);
-    notify(fullKey(*m_settings, key), value);
+
+    if (signalHasDied)
+        return *this;
+    ChangeSignal &signal = ChangeSignal::ofProcess();
+    if (signal.hasReceivers())
+        notify(fullKey(*m_settings, key), value);
+    else
+        signal.skip();
     return *this;
 }
 
@@ -116,15 +183,7 @@ Settings::Status Settings::status(Data::String *reason) const
     return m_settings->isStored() ? Stored : Pending;
 }
 
-SettingsSignal &Settings::SettingChanged()
-{
-    static SettingsSignal signal("SettingChanged");
-    static const struct EndOfSignal
-    {
-        ~EndOfSignal() { signalHasDied = true; }
-    } endOfSignal;
-    return signal;
-}
+SettingsSignal &Settings::SettingChanged() { return ChangeSignal::ofProcess(); }
 
 bool Settings::isSettingChangedAlive() { return !signalHasDied; }
 

@@ -54,14 +54,6 @@ static bool isPlainFile(const QSettings &settings)
            (path.endsWith(QLatin1String(".conf")) || path.endsWith(QLatin1String(".ini")));
 }
 
-/// Whether QSettings can find \p key. A file that was edited by hand may contain keys that it
-/// cannot.
-static bool isNormal(const QString &key)
-{
-    return !key.isEmpty() && !key.startsWith(QLatin1Char('/')) && !key.endsWith(QLatin1Char('/')) &&
-           !key.contains(QLatin1String("//"));
-}
-
 static bool isAtOrBelow(const QString &key, const QString &group)
 {
     return group.isEmpty() || key == group || key.startsWith(group + QLatin1Char('/'));
@@ -148,6 +140,18 @@ std::unique_ptr<QSettings> SettingsFile::openSafely()
         QCoreApplication::applicationName());
     at(settings->fileName()).m_wasRead = false;
     return settings;
+}
+
+bool SettingsFile::isNormal(const QString &key)
+{
+    bool isName = false;
+    for (const QChar c : key) {
+        const bool wasName = isName;
+        isName = c != QLatin1Char('/');
+        if (!isName && !wasName)
+            return false;
+    }
+    return isName;
 }
 
 void SettingsFile::setProcessEnds() { processEnds = true; }

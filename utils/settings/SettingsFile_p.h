@@ -37,6 +37,10 @@ public:
     /// can.
     static std::unique_ptr<QSettings> openSafely();
 
+    /// Whether QSettings can find \p key. A file that was edited by hand may contain keys that it
+    /// cannot.
+    static bool isNormal(const QString &key);
+
     /// Must be called before the static objects are destroyed that a new QSettings needs.
     static void setProcessEnds();
 

@@ -4,6 +4,8 @@
 #include "utils/settings/SettingsFile_p.h"
 #include "utils/settings/StoredVariant_p.h"
 
+#include <algorithm>
+
 namespace Utils {
 
 static const QLatin1Char separator('/');
@@ -40,6 +42,18 @@ SettingsStore::~SettingsStore()
 {
     if (m_file && m_isChanged && m_file->isChanged())
         m_file->store();
+}
+
+void SettingsStore::beginGroup(const QString &group)
+{
+    m_prefix.reset();
+    m_settings->beginGroup(group);
+}
+
+void SettingsStore::endGroup()
+{
+    m_prefix.reset();
+    m_settings->endGroup();
 }
 
 QVariant SettingsStore::value(const QString &key, const QVariant &defaultValue) const
@@ -100,13 +114,22 @@ QString SettingsStore::reason() const
 }
 
 /// The key from the root, normalised as by QSettings.
-QString SettingsStore::fullKey(const QString &key) const
+QString SettingsStore::fullKey(const QString &key)
 {
-    const QString group = m_settings->group();
-    const QString full = group.isEmpty() ? key : QString(group + separator + key);
-    const bool isNormal = !full.startsWith(separator) && !full.endsWith(separator) &&
-                          !full.contains(QLatin1String("//"));
-    return isNormal ? full : full.split(separator, Qt::SkipEmptyParts).join(separator);
+    if (!m_prefix) {
+        const QString group = m_settings->group();
+        m_prefix = group.isEmpty() ? group : QString(group + separator);
+    }
+    if (!SettingsFile::isNormal(key)) {
+        const QString full = *m_prefix + key;
+        return full.split(separator, Qt::SkipEmptyParts).join(separator);
+    }
+    if (m_prefix->isEmpty())
+        return key;
+    // The operator + would allocate twice.
+    QString full(m_prefix->size() + key.size(), Qt::Uninitialized);
+    std::copy(key.begin(), key.end(), std::copy(m_prefix->begin(), m_prefix->end(), full.begin()));
+    return full;
 }
 
 } // namespace Utils

@@ -5,6 +5,7 @@
 #include <QVariant>
 
 #include <memory>
+#include <optional>
 
 namespace Utils {
 
@@ -23,8 +24,8 @@ public:
     SettingsStore &operator=(const SettingsStore &) = delete;
 
     // As in QSettings.
-    void beginGroup(const QString &group) { m_settings->beginGroup(group); }
-    void endGroup() { m_settings->endGroup(); }
+    void beginGroup(const QString &group);
+    void endGroup();
     QString group() const { return m_settings->group(); }
     QVariant value(const QString &key, const QVariant &defaultValue = QVariant()) const;
     QStringList allKeys() const { return m_settings->allKeys(); }
@@ -44,11 +45,12 @@ public:
     QString reason() const;
 
 private:
-    QString fullKey(const QString &key) const;
+    QString fullKey(const QString &key);
 
     std::unique_ptr<QSettings> m_settings;
-    SettingsFile *m_file;     ///< null where QSettings itself writes the changes
-    bool m_isChanged = false; ///< by this object
+    std::optional<QString> m_prefix; ///< the group and a "/", or "" at the root, once it was needed
+    SettingsFile *m_file;            ///< null where QSettings itself writes the changes
+    bool m_isChanged = false;        ///< by this object
 };
 
 /// Enters a group of a store for a scope, and leaves it even when an exception passes.
