@@ -4,6 +4,7 @@
 #include "tests/support/Print.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/SettingsHome.h"
+#include "utils/settings/IniText_p.h"
 #include "utils/settings/Settings.h"
 #include "utils/settings/SettingsSignal.h"
 #include "utils/settings/SettingsSlot.h"
@@ -17,6 +18,7 @@
 #include <unistd.h>
 
 using Utils::Settings;
+namespace IniText = Utils::IniText;
 
 #ifdef __SANITIZE_ADDRESS__
 #define KELM_BEHIND(name) __interceptor_##name
@@ -129,6 +131,29 @@ private Q_SLOTS:
         }
         set();
         QCOMPARE(allocationsOf(set), ofPlain);
+    }
+
+    void formatsValuesWithoutAnAllocationForEach_data()
+    {
+        QTest::addColumn<QVariant>("value");
+
+        QTest::newRow("number") << QVariant(-123456789);
+        QTest::newRow("text") << QVariant(QString(50, 'x'));
+        QTest::newRow("text in quotes") << QVariant(QString(50, ';'));
+    }
+
+    void formatsValuesWithoutAnAllocationForEach()
+    {
+        QFETCH(QVariant, value);
+        QSettings::SettingsMap values;
+        for (int i = 0; i < 10000; ++i)
+            values["group/" + keyOf(i)] = value;
+        QByteArray text;
+
+        const int count = allocationsOf([&] { text = IniText::write(values); });
+
+        QCOMPARE(text.count('\n'), 10001);
+        QVERIFY2(count < 100, QByteArray::number(count));
     }
 
     void writesOnceForAllChangesOfAnObject()

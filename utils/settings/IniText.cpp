@@ -2,7 +2,6 @@
 
 #include "utils/settings/StoredVariant_p.h"
 
-#include <QByteArrayList>
 #include <QDataStream>
 #include <QMap>
 #include <QPoint>
@@ -13,6 +12,9 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
+#include <new>
+#include <string>
 
 namespace Utils {
 namespace IniText {
@@ -163,87 +165,89 @@ static QVariant valueOf(const QStringList &texts)
     return plain;
 }
 
-static QByteArray escapedKey(const QString &key)
+static void appendKey(std::string &text, const QStringRef &key)
 {
     static const char digits[] = "0123456789ABCDEF";
-    QByteArray result;
     for (const QChar c : key) {
         const ushort code = c.unicode();
         const bool isPlain = (code >= 'a' && code <= 'z') || (code >= 'A' && code <= 'Z') ||
                              (code >= '0' && code <= '9') || code == '_' || code == '-' ||
                              code == '.';
         if (code == '/') {
-            result += '\\';
+            text += '\\';
         } else if (isPlain) {
-            result += static_cast<char>(code);
+            text += static_cast<char>(code);
         } else {
-            result += code > 0xff ? "%U" : "%";
+            text += code > 0xff ? "%U" : "%";
             for (int shift = code > 0xff ? 12 : 4; shift >= 0; shift -= 4)
-                result += digits[(code >> shift) % 16];
+                text += digits[(code >> shift) % 16];
         }
     }
-    return result;
 }
 
-static QByteArray escaped(const QString &text)
+static void appendEscaped(std::string &text, const QString &value)
 {
-    QByteArray result;
+    const std::size_t start = text.size();
     bool needsQuotes = false;
     bool wasNumber = false; // after which a digit would be read as a part of it
-    for (const QChar c : text) {
+    for (const QChar c : value) {
         const ushort code = c.unicode();
         needsQuotes = needsQuotes || code == ';' || code == ',' || code == '=';
 
         const bool isDigit = (code >= '0' && code <= '9') || (code >= 'a' && code <= 'f') ||
                              (code >= 'A' && code <= 'F');
         if (wasNumber && isDigit) {
-            result += "\\x" + QByteArray::number(code, 16);
+            text += "\\x";
+            text += QByteArray::number(code, 16).constData();
             continue;
         }
         wasNumber = false;
         switch (code) {
         case '\0':
-            result += "\\0";
+            text += "\\0";
             wasNumber = true;
             break;
         case '\a':
-            result += "\\a";
+            text += "\\a";
             break;
         case '\b':
-            result += "\\b";
+            text += "\\b";
             break;
         case '\f':
-            result += "\\f";
+            text += "\\f";
             break;
         case '\n':
-            result += "\\n";
+            text += "\\n";
             break;
         case '\r':
-            result += "\\r";
+            text += "\\r";
             break;
         case '\t':
-            result += "\\t";
+            text += "\\t";
             break;
         case '\v':
-            result += "\\v";
+            text += "\\v";
             break;
         case '"':
         case '\\':
-            result += '\\';
-            result += static_cast<char>(code);
+            text += '\\';
+            text += static_cast<char>(code);
             break;
         default:
             if (code < 0x20 || code >= 0x7f) {
-                result += "\\x" + QByteArray::number(code, 16);
+                text += "\\x";
+                text += QByteArray::number(code, 16).constData();
                 wasNumber = true;
             } else {
-                result += static_cast<char>(code);
+                text += static_cast<char>(code);
             }
         }
     }
-    if (needsQuotes || result.startsWith(' ') || result.endsWith(' '))
-        return '"' + result + '"';
-    return result;
+    const bool hasText = text.size() > start;
+    if (needsQuotes || (hasText && (text[start] == ' ' || text.back() == ' '))) {
+        text.insert(start, 1, '"');
+        text += '"';
+    }
 }
 
 static bool isUnbuilt(const QVariant &value)
@@ -276,55 +280,85 @@ QVariant built(const QVariant &value)
     return values;
 }
 
-QByteArray writeValue(const QVariant &value)
+static void appendText(std::string &text, const QVariant &value)
+{
+    if (value.userType() == QMetaType::Int)
+        text += std::to_string(value.toInt());
+    else
+        appendEscaped(text, textOf(value));
+}
+
+static void appendValue(std::string &text, const QVariant &value)
 {
     // A QVariantList of one item is written as one @Variant. Written as a list, it would be read as
     // the item itself.
     const bool isList = value.userType() == QMetaType::QStringList ||
                         (value.userType() == QMetaType::QVariantList && value.toList().size() != 1);
-    if (!isList)
-        return escaped(textOf(value));
+    if (!isList) {
+        appendText(text, value);
+        return;
+    }
 
     const QVariantList values = value.toList();
     if (values.isEmpty())
-        return "@Invalid()";
-    QByteArrayList texts;
-    for (const QVariant &each : values)
-        texts.append(escaped(textOf(each)));
-    return texts.join(", ");
+        text += "@Invalid()";
+    const char *comma = "";
+    for (const QVariant &each : values) {
+        text += comma;
+        appendText(text, each);
+        comma = ", ";
+    }
+}
+
+static QByteArray bytesOf(const std::string &text)
+{
+    if (text.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()))
+        throw std::bad_alloc(); // as QByteArray does
+    return QByteArray(text.data(), static_cast<int>(text.size()));
+}
+
+QByteArray writeValue(const QVariant &value)
+{
+    std::string text;
+    appendValue(text, value);
+    return bytesOf(text);
 }
 
 QByteArray write(const QSettings::SettingsMap &values)
 {
     // Sorted by section first: the key "a-b/x" sorts before "a/x", but the section "a" before
     // "a-b". The keys of a section are adjacent nevertheless.
-    QMap<QString, QByteArray> sections;
+    QMap<QString, std::string> sections;
     for (auto entry = values.begin(); entry != values.end();) {
         const int slash = entry.key().indexOf(QLatin1Char('/'));
         const QString section = entry.key().left(qMax(slash, 0));
-        QByteArray &text = sections[section];
+        std::string &text = sections[section];
         for (; entry != values.end(); ++entry) {
             const int end = entry.key().indexOf(QLatin1Char('/'));
             if (end != slash || entry.key().leftRef(qMax(end, 0)) != section)
                 break;
-            text += escapedKey(entry.key().mid(slash + 1)) + '=' + writeValue(*entry) + '\n';
+            appendKey(text, entry.key().midRef(slash + 1));
+            text += '=';
+            appendValue(text, *entry);
+            text += '\n';
         }
     }
 
-    QByteArray text;
+    std::string text;
     for (auto section = sections.begin(); section != sections.end(); ++section) {
-        if (!text.isEmpty())
+        if (!text.empty())
             text += '\n';
-        const QByteArray name = escapedKey(section.key());
-        if (name.isEmpty())
+        std::string name;
+        appendKey(name, QStringRef(&section.key()));
+        if (name.empty())
             text += "[General]\n";
-        else if (name.compare("general", Qt::CaseInsensitive) == 0)
+        else if (qstricmp(name.c_str(), "general") == 0)
             text += "[%General]\n";
         else
             text += '[' + name + "]\n";
         text += *section;
     }
-    return text;
+    return bytesOf(text);
 }
 
 static bool isLineEnd(char c) { return c == '\n' || c == '\r'; }

@@ -24,6 +24,10 @@ class SettingsStore;
 /// The organisation name and the application name of QCoreApplication, which the host sets,
 /// determine where the values are stored.
 ///
+/// Each object that has made changes writes them at its end, the whole file at a time, so that
+/// another process reads them at once. For many changes in a row use one object, or copies of it,
+/// which write once; see Status for the other moments.
+///
 /// A settings file is replaced completely or not at all. When that fails, for instance on a full
 /// disk, the old file stays, and the changes stay in memory until the process ends. The write is
 /// tried again by each further change, each new object, the destructor of each object that has made

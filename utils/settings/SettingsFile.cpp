@@ -380,8 +380,12 @@ bool SettingsFile::holdsWhatIsStored(const QSettings::SettingsMap &values)
             return false;
         keys = IniText::read(bytes).keys();
     }
-    return std::all_of(keys.cbegin(), keys.cend(),
-                       [&](const QString &key) { return values.contains(key) || isRemoved(key); });
+    auto value = values.keyBegin(); // sorted, as the keys are
+    return std::all_of(keys.cbegin(), keys.cend(), [&](const QString &key) {
+        value = std::find_if(value, values.keyEnd(),
+                             [&](const QString &other) { return !(other < key); });
+        return (value != values.keyEnd() && *value == key) || isRemoved(key);
+    });
 }
 
 bool SettingsFile::isRemoved(const QString &key) const
