@@ -93,4 +93,15 @@ __attribute__((visibility("default"))) int statx(int folder, const char *path, i
     return next(folder, path, flags, mask, result);
 }
 
+__attribute__((visibility("default"))) int stat(const char *path, struct stat *result)
+{
+    static const auto next =
+        reinterpret_cast<int (*)(const char *, struct stat *)>(dlsym(RTLD_NEXT, "stat"));
+    if (statsToPass >= 0 && isSettings(std::string(path)) && fails(statsToPass, statsToFail)) {
+        errno = EIO;
+        return -1;
+    }
+    return next(path, result);
+}
+
 } // extern "C"

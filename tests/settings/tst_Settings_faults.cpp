@@ -9,6 +9,9 @@
 
 #include <memory>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 using Utils::Settings;
 
 static const SettingsHome home;
@@ -226,6 +229,22 @@ private Q_SLOTS:
 
         QCOMPARE(settings.getInt("g/theirs"), 2);
         QCOMPARE(contents(), QByteArray("[g]\nlater=3\nmine=1\ntheirs=2\n"));
+    }
+
+    void readsAndWritesAFileFromTheEpoch()
+    {
+        QVERIFY(Settings("g").setInt("old", 1).sync());
+        const timespec epoch[] = {{0, 0}, {0, 0}}; // as an archive without times unpacks it
+        QCOMPARE(utimensat(AT_FDCWD, QFile::encodeName(home.file()), epoch, 0), 0);
+
+        Settings settings("g");
+        Data::String reason;
+        QCOMPARE(settings.getInt("old"), 1);
+        QVERIFY2((settings.status(&reason), reason).isEmpty(), qPrintable(reason));
+        settings.setInt("new", 2);
+
+        QVERIFY2(settings.sync(), qPrintable((settings.status(&reason), reason)));
+        QCOMPARE(contents(), QByteArray("[g]\nnew=2\nold=1\n"));
     }
 
     void keepsToTheFoldersOfTheHostWhereItFails()

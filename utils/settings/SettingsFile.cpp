@@ -1,9 +1,11 @@
 #include "utils/settings/SettingsFile_p.h"
 
+#include "utils/base/FileStatus_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/settings/IniText_p.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QEvent>
 #include <QFile>
 #include <QFileInfo>
@@ -118,7 +120,10 @@ static void followFolders(QSettings::Format plain, QSettings::Format safe)
         // A format without folders of its own has those of IniFormat. The system scope keeps them
         // while they are right, as QSettings searches fewer folders of the system once it is set.
         const bool isSystem = scope == QSettings::SystemScope;
-        if (now != wanted && !(isSystem && now.isEmpty() && folder(safe) == wanted)) {
+        const auto isRight = [&] {
+            return plain == QSettings::IniFormat || folder(safe) == wanted;
+        };
+        if (now != wanted && !(isSystem && now.isEmpty() && isRight())) {
             QSettings::setPath(safe, scope, wanted);
             now = wanted;
         }
@@ -421,13 +426,11 @@ bool SettingsFile::removesWhatWasUnread()
 
 SettingsFile::State SettingsFile::state() const
 {
-    const QFileInfo info(m_path);
+    const Platform::EntryStatus status = fileStatus(m_path);
     State state;
-    state.modified = info.lastModified(); // first: this call queries all properties at once
-    if (state.modified.isValid()) {
-        state.size = info.size();
-    } else if (info.exists()) {
-        state.size = State::Unknown;
+    if (status.entry != Platform::Entry::Missing) {
+        state.size = status.size;
+        state.modified = status.modified;
     }
     // When the query fails, the file looks empty or missing.
     if (state.isEmpty()) {

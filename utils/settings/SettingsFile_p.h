@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QDateTime>
 #include <QSet>
 #include <QSettings>
 #include <QStringList>
@@ -75,7 +74,7 @@ private:
         static constexpr qint64 Unknown = -2;
 
         qint64 size = NoFile;
-        QDateTime modified;
+        qint64 modified = 0; ///< in milliseconds since the Unix epoch
 
         bool isEmpty() const { return size == 0 || size == NoFile; }
         bool operator==(const State &other) const
