@@ -3,14 +3,17 @@
 
 #include "benchmarks/Pairs.h"
 #include "utils/settings/Settings.h"
+#include "utils/settings/SettingsSlot.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSettings>
 #include <QTemporaryDir>
 
 #include <stdexcept>
+#include <string>
 
 using benchmark::State;
 using Utils::Settings;
@@ -35,6 +38,89 @@ static void getByQt(State &state, const Data::String &key, int expected)
     for (auto _ : state) {
         if (settings.value(key, -1).toInt() != expected)
             state.SkipWithError("another value");
+    }
+}
+
+static void setOurs(State &state)
+{
+    Settings settings(group);
+    const Data::String key = "width";
+    int value = 0;
+    for (auto _ : state)
+        settings.setInt(key, ++value);
+}
+
+static void setWithReceiver(State &state)
+{
+    const Utils::SettingsSlot slot(group + '/', nullptr);
+    setOurs(state);
+}
+
+static void setByToolkit(State &state)
+{
+    QSettings settings;
+    settings.beginGroup(group);
+    const QString key = QStringLiteral("width");
+    int value = 0;
+    for (auto _ : state)
+        settings.setValue(key, ++value);
+}
+
+/// Another store, with as many settings as \p count.
+class FilledStore
+{
+public:
+    explicit FilledStore(int count) : m_name(QCoreApplication::applicationName())
+    {
+        QCoreApplication::setApplicationName(QStringLiteral("Settings%1").arg(count));
+        Settings settings(group);
+        for (int i = 0; i < count; ++i)
+            settings.setInt("key" + QString::number(i), i);
+        if (!settings.sync())
+            throw std::runtime_error("cannot store the settings");
+    }
+    ~FilledStore() { QCoreApplication::setApplicationName(m_name); }
+
+    FilledStore(const FilledStore &) = delete;
+    FilledStore &operator=(const FilledStore &) = delete;
+
+private:
+    const QString m_name;
+};
+
+static void setByObjectEach(State &state, int count)
+{
+    const FilledStore store(count);
+    int value = 0;
+    for (auto _ : state)
+        Settings(group).setInt("key1", ++value);
+}
+
+static void setByToolkitEach(State &state, int count)
+{
+    const FilledStore store(count);
+    int value = 0;
+    for (auto _ : state) {
+        QSettings settings;
+        settings.beginGroup(group);
+        settings.setValue(QStringLiteral("key1"), ++value);
+    }
+}
+
+static void makeOurs(State &state)
+{
+    for (auto _ : state) {
+        Settings settings(group);
+        benchmark::DoNotOptimize(settings);
+    }
+}
+
+static void makeByToolkit(State &state)
+{
+    for (auto _ : state) {
+        QSettings settings;
+        settings.beginGroup(group);
+        benchmark::DoNotOptimize(settings);
     }
 }
 
@@ -115,9 +201,17 @@ static void getAgain(State &state, RecentFiles &files, bool checkExists)
     files.show();
 }
 
+/// In memory where that is to be had: each write of settings waits for the disk.
+static QString folderTemplate()
+{
+    const QFileInfo memory(QStringLiteral("/dev/shm"));
+    return (memory.isWritable() ? memory.filePath() : QDir::tempPath()) +
+           QStringLiteral("/settings-XXXXXX");
+}
+
 int main(int argc, char **argv)
 {
-    const QTemporaryDir folder;
+    const QTemporaryDir folder(folderTemplate());
     QCoreApplication::setOrganizationName(QStringLiteral("bench"));
     QCoreApplication::setApplicationName(QStringLiteral("Settings"));
     QSettings::setDefaultFormat(QSettings::IniFormat);
@@ -134,6 +228,18 @@ int main(int argc, char **argv)
         "getInt beside QSettings::value", "the default", 1.2,
         [](State &state) { getOurs(state, "height", -1); },
         [](State &state) { getByQt(state, "height", -1); });
+
+    addPair("setInt beside QSettings::setValue", "nobody receives it", 1.5, setOurs, setByToolkit);
+    addPair("setInt beside QSettings::setValue", "a SettingsSlot receives it", 0.0, setWithReceiver,
+            setByToolkit);
+    for (const int count : {10, 1000, 10000}) {
+        addPair(
+            "an object for each setInt, beside QSettings", std::to_string(count) + " stored", 1.2,
+            [=](State &state) { setByObjectEach(state, count); },
+            [=](State &state) { setByToolkitEach(state, count); });
+    }
+    addPair("an object that changes nothing, beside QSettings", "in a group", 0.0, makeOurs,
+            makeByToolkit);
 
     RecentFiles files(folder.path());
     addPair(

@@ -303,6 +303,14 @@ static const std::vector<Operation> settingsOperations = {
      [](int count) {
          return timeOfEach(count, [&](int i) { Settings("growth").setValue(keyOf(i), i); });
      }},
+    {"Settings::setValue, 20 objects, by keys stored", 100,
+     [](int count) {
+         Settings settings("growth");
+         for (int i = 0; i < count; ++i)
+             settings.setValue(keyOf(i), i);
+         settings.sync();
+         return timeOfEach(20, [&](int i) { Settings("growth").setValue(keyOf(i), -i); });
+     }},
     {"Settings::getValue of each key", 1000,
      [](int count) {
          Settings settings("growth");
