@@ -17,7 +17,12 @@ using Utils::Settings;
 using Utils::SettingsSignal;
 using Utils::Signal;
 
-Q_DECLARE_METATYPE(std::function<QMetaObject::Connection(const Recorder &)>)
+/// A way to connect a receiver.
+struct Connect
+{
+    std::function<QMetaObject::Connection(const Recorder &)> to;
+};
+Q_DECLARE_METATYPE(Connect)
 
 static const SettingsHome home;
 
@@ -54,17 +59,16 @@ private Q_SLOTS:
 
     void isReceivedHoweverItIsConnected_data()
     {
-        using Connect = std::function<QMetaObject::Connection(const Recorder &)>;
         QTest::addColumn<Connect>("connect");
 
-        const auto row = [](const char *name, const Connect &connect) {
-            QTest::newRow(name) << connect;
+        const auto row = [](const char *name, const decltype(Connect::to) &connect) {
+            QTest::newRow(name) << Connect{connect};
         };
         const SettingsSignal *const signal = &Settings::SettingChanged();
         const auto toBare = [=](const char *emission) {
-            return Connect([=](const Recorder &recorder) {
+            return [=](const Recorder &recorder) {
                 return QObject::connect(signal, emission, &recorder, SLOT(bare()));
-            });
+            };
         };
         row("the empty form", toBare(SIGNAL(sig())));
         row("the key and the value", toBare(SIGNAL(sig(Data::String, Data::Variant))));
@@ -95,13 +99,13 @@ private Q_SLOTS:
 
     void isReceivedHoweverItIsConnected()
     {
-        QFETCH(std::function<QMetaObject::Connection(const Recorder &)>, connect);
+        QFETCH(Connect, connect);
         Settings settings;
         settings.setInt("before", 1); // nobody receives it
 
         for (int i = 0; i < 2; ++i) {
             Recorder recorder;
-            const QMetaObject::Connection connection = connect(recorder);
+            const QMetaObject::Connection connection = connect.to(recorder);
             QVERIFY(connection);
             settings.setInt("k", 1);
             QCOMPARE(recorder.calls.size(), 1);
