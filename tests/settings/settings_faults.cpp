@@ -229,9 +229,11 @@ static int failCalls(const QString &file)
                     inProcess([] {
                         Settings settings;
                         setAll(settings, "old");
+                        settings.setString("part/a", "gone").setString("part/b/c", "gone");
                     });
                     const QByteArray old = contents(file);
                     CHECK(count(old, "old") == keys, "%d", count(old, "old"));
+                    CHECK(count(old, "gone") == 2, "%d", count(old, "gone"));
                     const QByteArray name = QByteArray(way) + ", " + QByteArray::number(passed) +
                                             " passed, " + QByteArray::number(lasting) + " failed";
 
@@ -250,6 +252,8 @@ static int failCalls(const QString &file)
                             settings = std::make_unique<Settings>();
                         settings->setString("new/key", "old");
                         settings->removeKey(keyOf(0));
+                        settings->removeKey("part").setString("part/a/d",
+                                                              "kept"); // below one of them
                         const bool isStored = settings->sync();
                         const bool hasMet = arm && failuresLeft() < lasting;
                         CHECK(isStored || settings->status() == Settings::Failed, "%s",
@@ -267,6 +271,10 @@ static int failCalls(const QString &file)
                         const QByteArray text = contents(file);
                         CHECK(count(text, "old") == keys, "%s: %d", name.constData(),
                               count(text, "old"));
+                        CHECK(count(text, "gone") == 0, "%s: %d", name.constData(),
+                              count(text, "gone"));
+                        CHECK(count(text, "kept") == 1, "%s: %d", name.constData(),
+                              count(text, "kept"));
                         CHECK(settings->getString(keyOf(0), "none") == "none", "removed");
                         CHECK(settings->getString(keyOf(1), "none") == "old", "%s",
                               name.constData());
@@ -286,6 +294,38 @@ static int failCalls(const QString &file)
     return 0;
 }
 
+static int failRenames(const QString &file)
+{
+    const auto fail = reinterpret_cast<void (*)(int)>(dlsym(RTLD_DEFAULT, "failRenames"));
+    if (!fail) {
+        std::printf("not preloaded");
+        return 2;
+    }
+    Settings settings;
+    setAll(settings, "old");
+    CHECK(settings.sync(), "nothing fails");
+    const QByteArray old = contents(file);
+    const QDir folder = QFileInfo(file).dir();
+    const QStringList files = folder.entryList(QDir::Files);
+
+    setAll(settings, "new");
+    fail(1);
+    CHECK(!settings.sync(), "the rename fails");
+    Data::String reason;
+    CHECK(settings.status(&reason) == Settings::Failed, "told");
+    CHECK(reason == file + ": The file could not be replaced", "%s", qPrintable(reason));
+    CHECK(contents(file) == old, "the old file");
+    CHECK(settings.getString(keyOf(7)) == "new", "in memory");
+
+    CHECK(settings.sync(), "the next one does not");
+    CHECK(settings.status(&reason) == Settings::Stored && reason.isEmpty(), "%s",
+          qPrintable(reason));
+    CHECK(count(contents(file), "new") == keys, "%d", count(contents(file), "new"));
+    CHECK(folder.entryList(QDir::Files) == files, "%s",
+          qPrintable(folder.entryList(QDir::Files).join(' ')));
+    return 0;
+}
+
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
@@ -297,6 +337,8 @@ int main(int argc, char **argv)
         result = fillDisk(file);
     else if (argc == 2 && std::strcmp(argv[1], "killWriters") == 0)
         result = killWriters(file);
+    else if (argc == 2 && std::strcmp(argv[1], "failRenames") == 0)
+        result = failRenames(file);
     else if (argc == 2 && std::strcmp(argv[1], "failCalls") == 0)
         result = failCalls(file);
     std::fflush(stdout);

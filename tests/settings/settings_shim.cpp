@@ -1,5 +1,5 @@
 // Preloaded into a program, it lets chosen system calls on settings files fail: those that ask for
-// bytes or for what is known of a file whose name ends in ".conf".
+// bytes or for what is known of a file whose name ends in ".conf", or replace such a file.
 
 #include <cerrno>
 #include <cstdio>
@@ -18,6 +18,7 @@ int readsToPass = -1; // before the first failure; none fails when negative
 int readsToFail = 0;
 int statsToPass = -1;
 int statsToFail = 0;
+int renamesToFail = 0;
 
 bool isSettings(const std::string &path)
 {
@@ -61,6 +62,8 @@ __attribute__((visibility("default"))) void failStats(int passed, int failed)
     statsToFail = failed;
 }
 
+__attribute__((visibility("default"))) void failRenames(int failed) { renamesToFail = failed; }
+
 __attribute__((visibility("default"))) int failuresLeft() { return readsToFail + statsToFail; }
 
 __attribute__((visibility("default"))) ssize_t read(int file, void *buffer, size_t size)
@@ -102,6 +105,18 @@ __attribute__((visibility("default"))) int stat(const char *path, struct stat *r
         return -1;
     }
     return next(path, result);
+}
+
+__attribute__((visibility("default"))) int rename(const char *from, const char *to) noexcept
+{
+    static const auto next =
+        reinterpret_cast<int (*)(const char *, const char *)>(dlsym(RTLD_NEXT, "rename"));
+    if (renamesToFail > 0 && isSettings(std::string(to))) {
+        --renamesToFail;
+        errno = EIO;
+        return -1;
+    }
+    return next(from, to);
 }
 
 } // extern "C"

@@ -1,4 +1,5 @@
 #include "tests/support/FullDisk.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
 #include "tests/support/SettingsHome.h"
 #include "utils/settings/Settings.h"
@@ -62,6 +63,7 @@ private:
 private Q_SLOTS:
     void init()
     {
+        SettingsHome::nameApplication();
         QVERIFY(Settings().removeKey("g").removeKey("h").sync());
         home.fill("");
     }
@@ -231,6 +233,93 @@ private Q_SLOTS:
         QCOMPARE(contents(), QByteArray("[g]\nlater=3\nmine=1\ntheirs=2\n"));
     }
 
+    void tellsWhenItCannotReadWhatAPlainObjectMissed()
+    {
+        QCoreApplication::setOrganizationName("Stale");
+        const QString path = home.file();
+        const auto put = [&](const QByteArray &bytes, const QDateTime &time) {
+            QFile file(path);
+            return QDir().mkpath(QFileInfo(path).path()) && file.open(QIODevice::WriteOnly) &&
+                   file.write(bytes) == bytes.size() && file.flush() &&
+                   file.setFileTime(time, QFileDevice::FileModificationTime);
+        };
+        const QDateTime time = QDateTime::currentDateTime();
+        QVERIFY(put("[g]\nk=1\n", time));
+        const QSettings plain;
+        QCOMPARE(plain.value("g/k").toInt(), 1);
+        QVERIFY(put("[g]\nk=2\n", time)); // of which a QSettings sees nothing
+        const auto readable = QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther;
+        QVERIFY(QFile::setPermissions(path, readable));
+
+        {
+            const OrdinaryUser user(home.path());
+            Settings settings("g");
+            Data::String reason;
+            QCOMPARE(settings.status(&reason), Settings::Failed);
+            QCOMPARE(reason, Data::String(path + ": The file could not be read whole"));
+            QVERIFY(!settings.sync());
+        }
+        QVERIFY(QFile::setPermissions(path, readable | QFile::WriteOwner));
+
+        Settings settings("g");
+        QCOMPARE(settings.status(), Settings::Stored);
+        QCOMPARE(settings.getInt("k"), 2);
+    }
+
+    void keepsKeysThatNobodyCanFind_data()
+    {
+        QTest::addColumn<int>("room");
+        QTest::addColumn<bool>("isPlain");
+
+        QTest::newRow("written by it") << 10000 << false;
+        QTest::newRow("written by a plain object") << 10000 << true;
+        QTest::newRow("a part written by a plain object") << 10 << true;
+    }
+
+    void keepsKeysThatNobodyCanFind()
+    {
+        QFETCH(int, room);
+        QFETCH(bool, isPlain);
+        Settings settings("g");
+        QVERIFY(settings.setInt("k", 1).sync());
+        QFile file(home.file());
+        QVERIFY(file.open(QIODevice::Append));
+        file.write("x\\\\y=5\n"); // edited by hand
+        file.close();
+        QCOMPARE(Settings("g").getInt("x//y"), 0);
+
+        settings.setInt("k", 2);
+        {
+            const FullDisk disk(room);
+            if (isPlain)
+                QSettings().sync();
+            QCOMPARE(settings.sync(), room > 100);
+            const Settings another("g");
+            QCOMPARE(another.status(), room > 100 ? Settings::Stored : Settings::Failed);
+        }
+
+        QVERIFY(settings.sync());
+        QCOMPARE(contents(), QByteArray("[g]\nk=2\nx\\\\y=5\n"));
+        QVERIFY(settings.removeKey("x").sync()); // the group above
+        QCOMPARE(contents(), QByteArray("[g]\nk=2\n"));
+    }
+
+    void storesAMoveOfEverythingAfterARemoval()
+    {
+        Settings settings;
+        QVERIFY(settings.setInt("g/a", 1).setInt("g/b", 1).sync());
+
+        settings.removeKey("g").setInt("g/a", 2).setInt("h", 3);
+        settings.renameKey("", "g", /*recursive=*/true);
+        QVERIFY(settings.sync());
+
+        QCOMPARE(contents(), QByteArray());
+        settings.setInt("g/a", 4).removeKey("g").setInt("g/c", 5).setInt("g/d", 6);
+        settings.removeKey("g/d");
+        QVERIFY(settings.sync());
+        QCOMPARE(contents(), QByteArray("[g]\nc=5\n"));
+    }
+
     void readsAndWritesAFileFromTheEpoch()
     {
         QVERIFY(Settings("g").setInt("old", 1).sync());
@@ -281,6 +370,8 @@ private Q_SLOTS:
     void survivesAFullDisk() { run("fillDisk"); }
 
     void survivesKills() { run("killWriters"); }
+
+    void survivesAFailedReplacement() { run("failRenames", /*isPreloaded=*/true); }
 
     void survivesReadErrors() { run("failCalls", /*isPreloaded=*/true); }
 };
