@@ -11,12 +11,17 @@
 #include "tests/support/Print.h"
 #include "tests/support/ReadFault.h"
 
+#include <QTemporaryDir>
 #include <QtTest>
+
+#include <new>
 
 using Utils::CSVTable;
 using Utils::File;
 using Utils::FileByteReader;
 using Utils::TagFile;
+
+Q_DECLARE_METATYPE(FailingMemory::Mode)
 
 static const int mebibyte = 1 << 20;
 
@@ -68,6 +73,39 @@ private Q_SLOTS:
 
         QVERIFY(memory.hasFailed());
         QCOMPARE(bytes, QByteArray());
+    }
+
+    void removesNothingThatIsToBeKept_data()
+    {
+        QTest::addColumn<FailingMemory::Mode>("mode");
+
+        QTest::newRow("once") << FailingMemory::Once;
+        QTest::newRow("from then on") << FailingMemory::FromThenOn;
+    }
+
+    void removesNothingThatIsToBeKept()
+    {
+        QFETCH(FailingMemory::Mode, mode);
+        bool hasFailed = true;
+        int n = 0;
+        for (; hasFailed && n < 2000; ++n) {
+            const QTemporaryDir folder;
+            const QString kept = makeFile(folder.filePath("kept.txt"), "a");
+            makeFile(folder.filePath("other.txt"), "b");
+            const Data::String all = folder.filePath("*");
+            const Data::String exceptions = "K*";
+            {
+                FailingMemory memory(n, mode);
+                try {
+                    File::remove(all, exceptions);
+                } catch (const std::bad_alloc &) {
+                }
+                memory.end();
+                hasFailed = memory.hasFailed();
+            }
+            QVERIFY2(QFile::exists(kept), qPrintable(QString::number(n)));
+        }
+        QVERIFY2(n > 10 && !hasFailed, qPrintable(QString::number(n)));
     }
 
     void readsNoAnswerThatIsTooLong()

@@ -9,11 +9,13 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QSet>
 #include <QStringList>
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <optional>
 
 namespace Utils {
@@ -311,6 +313,24 @@ void File::moveDir(const Data::String &source, const Data::String &target)
         move(folder.filePath(), target);
 }
 
+/// The expression that QDir::match() makes of \p wildcard; an invalid one fits no name.
+///
+/// Throws std::bad_alloc when the memory does not suffice: to Qt, the expression is invalid then.
+static QRegularExpression expressionOf(const QString &wildcard)
+{
+    const auto compiled = [](const QString &text) {
+        return QRegularExpression(QRegularExpression::wildcardToRegularExpression(text),
+                                  QRegularExpression::CaseInsensitiveOption);
+    };
+    QRegularExpression expression = compiled(wildcard);
+    if (!expression.isValid())
+        expression = compiled(wildcard);
+    const QString plain(wildcard.size(), QLatin1Char('x'));
+    if (!expression.isValid() && !compiled(plain).isValid())
+        throw std::bad_alloc();
+    return expression;
+}
+
 /// The names that \p exceptions keeps among \p entries, including repeated and empty names, which
 /// count, too. The folder is not listed again: names missing from that list by an error would be
 /// removed.
@@ -321,9 +341,13 @@ static QStringList namesToKeep(const QStringList &entries, const Data::String &e
         return {};
     if (exceptions.contains(separator))
         return exceptions.split(separator);
+    const QRegularExpression expression = expressionOf(exceptions);
+    if (!expression.isValid())
+        return {};
     QStringList names;
     for (const QString &entry : entries) {
-        if (QDir::match(QStringList(exceptions), entry))
+        const QRegularExpressionMatch match = expression.match(entry);
+        if (match.hasMatch() || !match.isValid()) // the latter for lack of memory
             names.append(entry);
     }
     return names;
