@@ -113,7 +113,8 @@ static void followFolders(QSettings::Format plain, QSettings::Format safe)
     static QHash<QPair<int, int>, QString> known; // of the safe formats, by format and scope
     for (const auto scope : {QSettings::UserScope, QSettings::SystemScope}) {
         const auto folder = [&](QSettings::Format format) {
-            return QFileInfo(QSettings(format, scope, nobody).fileName()).path();
+            const QString path = QSettings(format, scope, nobody).fileName();
+            return path.left(path.lastIndexOf(QLatin1Char('/')));
         };
         QString &now = known[qMakePair(int(safe), int(scope))];
         const QString wanted = folder(plain);
@@ -426,9 +427,10 @@ bool SettingsFile::removesWhatWasUnread()
 
 SettingsFile::State SettingsFile::state() const
 {
+    // Not by QFileInfo, which converts the time to local time for longer than the query takes.
     const Platform::EntryStatus status = fileStatus(m_path);
     State state;
-    if (status.entry != Platform::Entry::Missing) {
+    if (status.entry != Platform::Entry::Missing && status.entry != Platform::Entry::Unknown) {
         state.size = status.size;
         state.modified = status.modified;
     }
