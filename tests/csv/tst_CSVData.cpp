@@ -761,6 +761,7 @@ private Q_SLOTS:
         const auto data = fileData("a,b\nc,d");
 
         data->removeRow(0);
+        data->removeRows({0, 1});
         data->removeColumn(0);
         data->setData(0, 0, "x");
 

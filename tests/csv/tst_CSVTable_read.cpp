@@ -2,10 +2,12 @@
 
 #include "tests/csv/Rows.h"
 #include "tests/support/FakeHost.h"
+#include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 #include "utils/Application.h"
 #include "utils/feedback/Progress.h"
 
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include <memory>
@@ -406,6 +408,17 @@ private Q_SLOTS:
         QVERIFY(!table.isValid());
         QVERIFY(table.setData("a"));
         QVERIFY(table.setData("#a")); // it is about what is there
+    }
+
+    void readsAFileOfCommentsThatEndsWithALineFeedAsAnEmptyRow()
+    {
+        const QTemporaryDir folder;
+        CSVTable table;
+        table.setComment("#");
+
+        QVERIFY(!table.read(makeFile(folder.filePath("open.csv"), "#a")));
+        QVERIFY(table.read(makeFile(folder.filePath("closed.csv"), "#a\n")));
+        QCOMPARE(rowsOf(table), Rows({{""}}));
     }
 
     void keepsTheExceptionOfAnotherComment()

@@ -177,11 +177,9 @@ void makeSymbolsGlobal(const void *address)
 
 std::string localeCodeset()
 {
-    const char *const current = std::setlocale(LC_CTYPE, nullptr);
-    const std::string original = current ? current : "C";
+    const std::string original = std::setlocale(LC_CTYPE, nullptr);
     std::setlocale(LC_CTYPE, "");
-    const char *const name = nl_langinfo(CODESET);
-    std::string codeset = name ? name : "";
+    std::string codeset = nl_langinfo(CODESET);
     std::setlocale(LC_CTYPE, original.c_str());
     return codeset;
 }

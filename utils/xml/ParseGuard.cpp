@@ -115,8 +115,6 @@ const QChar *ParseGuard::skip(const QChar *at, const QChar *end)
         m_text.append(at, static_cast<int>(stop - at));
         return stop;
     }
-    case State::Ended:
-        return end;
     default:
         return at;
     }
