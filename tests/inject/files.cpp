@@ -247,14 +247,15 @@ std::vector<Scenario> fileScenarios()
          [=] {
              return reading(text, [] {
                  QByteArray bytes;
-                 if (std::FILE *const file = File::openRead("a.txt")) {
+                 const std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(
+                     File::openRead("a.txt"), &std::fclose);
+                 if (file) {
                      char block[4096];
                      std::size_t count = 0;
-                     while ((count = std::fread(block, 1, sizeof(block), file)) > 0)
+                     while ((count = std::fread(block, 1, sizeof(block), file.get())) > 0)
                          bytes.append(block, static_cast<int>(count));
-                     if (std::ferror(file))
+                     if (std::ferror(file.get()))
                          bytes.clear(); // what every caller has to look at
-                     std::fclose(file);
                  }
                  return bytes;
              });

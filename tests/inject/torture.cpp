@@ -128,8 +128,13 @@ void whenCrashed(int signal)
 
 void whenTerminated()
 {
+    const bool isMemoryRefused = library.state()->group == Inject::Malloc;
     library.disarm();
     try {
+        // Where a function may not throw, the compiler may have it end without a look at the
+        // exception. While memory is refused, there is no other one.
+        if (!std::current_exception() && std::uncaught_exceptions() > 0 && isMemoryRefused)
+            report->isOutOfMemory = true;
         if (std::current_exception())
             std::rethrow_exception(std::current_exception());
     } catch (const std::bad_alloc &) {
@@ -197,7 +202,13 @@ void runHere(const Scenario &scenario, int group, long nth, bool isLasting,
         library.disarm();
         report->isOutOfMemory = true;
     }
-    const auto after = descriptors();
+    // Qt closes its pipe to a killed child when it is told that the child has ended.
+    const std::size_t expected = before.size() + static_cast<std::size_t>(plainLeft);
+    auto after = descriptors();
+    for (int i = 0; i < 20 && after.size() > expected; ++i) {
+        usleep(5000);
+        after = descriptors();
+    }
     QByteArray files;
     for (const auto &file : after) {
         if (before.count(file.first) == 0) {
