@@ -431,9 +431,13 @@ static Run changing(const QString &key, const QString &before, const QString &af
     text += "\n[Group]\na=first\nb=second\ninner\\c=third\n\n[MRU]\nFiles\\aa=/one\n"
             "Files\\ab=/two\n";
     makeFile("home/Company/Torture.conf", text);
-    return {[=](Outcome &) {
-                Settings settings;
-                act(settings);
+    return {[=](Outcome &outcome) {
+                const Settings other;
+                {
+                    Settings settings;
+                    act(settings);
+                } // stores the changes
+                outcome.isTold = other.status() == Settings::Failed;
             },
             [=](Outcome &outcome) {
                 outcome.add(storedState(key, after, before));
