@@ -11,8 +11,10 @@
 #include <QProcess>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <new>
+#include <thread>
 
 namespace Utils {
 
@@ -66,7 +68,11 @@ public:
                 waitForFinished(1000);
             }
         } catch (const std::bad_alloc &) {
-            // Qt waits for the child as soon as it ends.
+            // When the child ends, Qt writes to a pipe of this object. If that were closed by then,
+            // a signal would end this process.
+            for (int i = 0; i < 1000 && Platform::isChild(processId()); ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            std::this_thread::sleep_for(std::chrono::milliseconds(10)); // in another thread
         }
         try {
             if (state() != NotRunning)
