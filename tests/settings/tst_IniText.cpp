@@ -288,6 +288,7 @@ private Q_SLOTS:
         row("section in a section", "[a\\b]\nc=1\n[a]\nb\\c=2\n");
         row("other line ends",     "a=1\r\nb=2\rc=3\n\rd=4");
         row("two lines",           "a=x\\\ny\nb=x\\\r\nz\nc=\"p\nq\"\n");
+        row("lines in quotes",     "a=\"x\\\n\ny\"\nb=\"x\\\r\ry\"\nc=\"x\\\r\ny\"\nd=\"x\\\n\ry\"\n");
         row("unknown escapes",     "a=\\q\\z\\!\nb=\\xg\\x\nc=\\777\\8\nd=x\\");
         row("quotes",              "a=\"b\nc=\"d\" e \"f\" \ng=h\"i,j\"k, l\n");
         row("lists",               "a=1,2,3\nb=,\nc=a , \"b \" , c \nd=@Invalid(), @@x, @Size(1 2)\n");

@@ -399,10 +399,8 @@ public:
             if (c == '=') {
                 if (!isQuoted && line.equals < 0)
                     line.equals = i - 1;
-            } else if (isLineEnd(c)) {
-                if (i == line.start + 1) {
-                    ++line.start;
-                } else if (!isQuoted) {
+            } else if (isLineEnd(c)) { // never the first character, as white space was skipped
+                if (!isQuoted) {
                     --i;
                     break;
                 }
