@@ -8,8 +8,12 @@
 
 #include <QtTest>
 
+#include <csignal>
 #include <memory>
 #include <new>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 using Utils::Process;
 
@@ -71,6 +75,43 @@ private Q_SLOTS:
             QCOMPARE(openFiles(), filesBefore);
         }
         QVERIFY(failed > 0);
+    }
+
+    void doesNotEndTheHostByASignalOfItsPipe()
+    {
+        int failed = 0;
+        for (int n = 0; n < 50; ++n) {
+            // Each in a process of its own, as Qt itself ends some.
+            const pid_t child = fork();
+            QVERIFY(child >= 0);
+            if (child == 0) {
+                for (const int signal : {SIGPIPE, SIGSEGV, SIGBUS, SIGABRT})
+                    ::signal(signal, SIG_DFL);
+                _exit(isStartedWithMemoryFor(n) ? 1 : 0);
+            }
+            int status = 0;
+            QCOMPARE(waitpid(child, &status, 0), child);
+            QVERIFY2(!WIFSIGNALED(status) || WTERMSIG(status) != SIGPIPE,
+                     qPrintable(QString::number(n)));
+            failed += WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 1 : 0;
+        }
+        QVERIFY2(failed > 10, qPrintable(QString::number(failed)));
+    }
+
+private:
+    /// Whether a process starts when all allocations after \p count of them fail. Returns when the
+    /// process has ended after its Process.
+    static bool isStartedWithMemoryFor(int count)
+    {
+        bool isStarted = false;
+        {
+            Process process("/bin/sleep", QStringList("60"));
+            process.setKillMode(Process::KillSingle);
+            const FailingMemory memory(count, FailingMemory::FromThenOn);
+            isStarted = process.start();
+        }
+        usleep(30000);
+        return isStarted;
     }
 };
 
