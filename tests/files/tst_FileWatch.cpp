@@ -200,14 +200,15 @@ private Q_SLOTS:
         QVERIFY(setModified(m_path, time.toMSecsSinceEpoch())); // asked for anew each time
 
         QCOMPARE(watch.modifiedTime("yyyy/MM/dd hh-mm-ss.zzz"),
-                 String(time.toString("yyyy/MM/dd hh-mm-ss.zzz")));
-        QCOMPARE(watch.modifiedTime(""), String(time.toString("yyyy-MM-ddThh:mm:ss")));
+                 String(QLocale::c().toString(time, "yyyy/MM/dd hh-mm-ss.zzz")));
+        QCOMPARE(watch.modifiedTime(""),
+                 String(QLocale::c().toString(time, "yyyy-MM-ddThh:mm:ss")));
         const QDateTime epoch =
             QDateTime::fromSecsSinceEpoch(0); // no time to Qt, but one of a file
         QFile file(m_path);
         QVERIFY(file.open(QIODevice::ReadWrite));
         QVERIFY(file.setFileTime(epoch, QFileDevice::FileModificationTime));
-        QCOMPARE(watch.modifiedTime("yyyy"), String(epoch.toString("yyyy")));
+        QCOMPARE(watch.modifiedTime("yyyy"), String(QLocale::c().toString(epoch, "yyyy")));
         file.close();
         QVERIFY(QFile::remove(m_path));
         QCOMPARE(watch.modifiedTime(""), String());

@@ -1013,7 +1013,7 @@ private Q_SLOTS:
         setModified(file, 0); // which Qt takes for no time
         QCOMPARE(File::timestamp(file), 0u);
         QCOMPARE(File::timestampString(file, "yyyy"),
-                 Data::String(QDateTime::fromSecsSinceEpoch(0).toString("yyyy")));
+                 Data::String(QLocale::c().toString(QDateTime::fromSecsSinceEpoch(0), "yyyy")));
         setModified(file, -1); // another time for Qt, in zones with clocks that differed then
         QCOMPARE(File::timestamp(file), 0u);
         QVERIFY(!File::timestampString(file).isEmpty());
@@ -1048,8 +1048,8 @@ private Q_SLOTS:
             setModified(file, seconds);
             QCOMPARE(File::timestamp(file), 0u);
             QCOMPARE(File::timestampString(file, "yyyy-MM-dd hh:mm:ss"),
-                     Data::String(
-                         QDateTime::fromSecsSinceEpoch(seconds).toString("yyyy-MM-dd hh:mm:ss")));
+                     Data::String(QLocale::c().toString(QDateTime::fromSecsSinceEpoch(seconds),
+                                                        "yyyy-MM-dd hh:mm:ss")));
         }
         setModified(file, 1);
         QCOMPARE(File::timestamp(file), 1u);
