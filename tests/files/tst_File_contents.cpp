@@ -613,6 +613,20 @@ private Q_SLOTS:
         const QByteArray contents = all.repeated(1000);
 
         QCOMPARE(File::readRaw(makeFile(path("ä ö"), contents)), contents);
+        QVERIFY(File::readRaw(makeFile(path("large"), contents.repeated(50))) ==
+                contents.repeated(50));
+    }
+
+    void readsTheBytesOfAFileThatIsShorterThanItsSize()
+    {
+        const QString name = "/sys/devices/system/cpu/online"; // has the size of a page
+        QFile file(name);
+        if (!file.open(QIODevice::ReadOnly))
+            QSKIP("the system has no such file");
+        const QByteArray contents = file.readLine();
+        QVERIFY(file.size() > contents.size());
+
+        QCOMPARE(File::readRaw(name), contents);
     }
 
     void readsNoBytesOfWhatIsNoFile()

@@ -779,7 +779,56 @@ private Q_SLOTS:
         QCOMPARE(QByteArray(setlocale(LC_CTYPE, nullptr)), current);
     }
 
+    void asksForLargePagesInLargeMemoryOnly_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<bool>("isAsked");
+
+        QTest::newRow("8 MiB") << (8 << 20) << true;
+        QTest::newRow("a byte less") << (8 << 20) - 1 << false;
+    }
+
+    void asksForLargePagesInLargeMemoryOnly()
+    {
+        QFETCH(int, size);
+        QFETCH(bool, isAsked);
+        if (!QFile::exists("/sys/kernel/mm/transparent_hugepage/enabled"))
+            QSKIP("the system has no large pages");
+        const auto length = static_cast<std::size_t>(size);
+        const auto free = [](char *bytes) { std::free(bytes); };
+        const std::unique_ptr<char, decltype(free)> bytes(static_cast<char *>(std::malloc(length)),
+                                                          free);
+        bytes.get()[0] = 'a';
+        bytes.get()[length - 1] = 'z';
+
+        Platform::useLargePages(bytes.get(), length);
+
+        QCOMPARE(hasFlag(bytes.get(), " hg"), isAsked);
+        QCOMPARE(hasFlag(bytes.get() + length - 1, " hg"), isAsked);
+        QCOMPARE(bytes.get()[0], 'a');
+        QCOMPARE(bytes.get()[length - 1], 'z');
+    }
+
 private:
+    /// Whether the memory at \p address has \p flag, as /proc names the flags.
+    static bool hasFlag(const char *address, const QByteArray &flag)
+    {
+        QFile file("/proc/self/smaps");
+        file.open(QIODevice::ReadOnly);
+        bool isThere = false;
+        for (const QByteArray &line : file.readAll().split('\n')) {
+            const QList<QByteArray> range = line.left(line.indexOf(' ')).split('-');
+            if (range.size() == 2 && !range.at(0).isEmpty()) {
+                const auto place = reinterpret_cast<quintptr>(address);
+                isThere = range.at(0).toULongLong(nullptr, 16) <= place &&
+                          place < range.at(1).toULongLong(nullptr, 16);
+            } else if (isThere && line.startsWith("VmFlags:")) {
+                return line.contains(flag);
+            }
+        }
+        return false;
+    }
+
     std::string pathOf(const QByteArray &name) const
     {
         return (m_folder->path().toUtf8() + "/" + name).toStdString();

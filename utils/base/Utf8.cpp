@@ -140,10 +140,10 @@ class Utf8Check
 public:
     Q_ALWAYS_INLINE void add(const SimdUnits<char> &bytes)
     {
-        const quint64 wide = bytes.wide();
-        if (wide == 0 && m_wanted == 0)
+        if (bytes.anyWide() == 0 && m_wanted == 0)
             return;
 
+        const quint64 wide = bytes.wide();
         const quint64 leads = bytes.atLeast(0xc0);
         const quint64 ofThree = bytes.atLeast(0xe0); // of three bytes or more
         const quint64 ofFour = ofThree == 0 ? 0 : bytes.atLeast(0xf0);

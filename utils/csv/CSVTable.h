@@ -73,7 +73,7 @@ class Progress;
 /// \compat Some functions use the text rows only, even while the table is stored in another way.
 /// Their descriptions say so.
 ///
-/// *Memory.* Text and bytes are stored as they were read, plus four bytes for each cell. Text
+/// *Memory.* Text and bytes are stored as they were read, plus two bytes for each cell. Text
 /// passed as a string is shared with the caller. A row that is accessed as a list is kept as a
 /// list, so a loop that accesses all rows as lists needs memory for all their strings. Access to
 /// columns and single cells needs no such memory.

@@ -177,14 +177,30 @@ Data::String File::read(const Data::String &path, int lines)
     }
 }
 
+/// The bytes of \p file as far as a single read returns them, of which there are \p size or, if
+/// that is 0, an unknown number. As QFile::readAll(), but into memory with large pages.
+static QByteArray readOnce(QFile &file, qint64 size)
+{
+    if (size == 0)
+        return file.readAll();
+    QByteArray bytes(static_cast<int>(size), Qt::Uninitialized);
+    Platform::useLargePages(bytes.data(), static_cast<std::size_t>(bytes.size()));
+    const qint64 length = file.read(bytes.data(), bytes.size());
+    bytes.resize(static_cast<int>(std::max<qint64>(length, 0)));
+    return bytes;
+}
+
 QByteArray File::readRaw(const Data::String &path)
 {
     QFile file(path);
-    if (!open(file, QIODevice::ReadOnly) || file.size() > maxByteCount)
+    if (!open(file, QIODevice::ReadOnly))
+        return {};
+    const qint64 size = file.size();
+    if (size > maxByteCount)
         return {};
 
     try {
-        QByteArray bytes = file.readAll();
+        QByteArray bytes = readOnce(file, size);
         const bool isWhole = readOn(file, bytes, maxByteCount) && bytes.size() < maxByteCount;
         return isWhole ? bytes : QByteArray();
     } catch (const std::bad_alloc &) {

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <clocale>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 
@@ -9,6 +10,7 @@
 #include <fcntl.h>
 #include <langinfo.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -185,5 +187,19 @@ std::string localeCodeset()
 }
 
 bool hasSortedSettings() { return true; }
+
+void useLargePages(void *memory, std::size_t size)
+{
+    static constexpr std::size_t least = 8 * 1024 * 1024;
+    if (size < least)
+        return;
+    // From the start of the first page: a request for less than all pages of a large allocation
+    // would split it into areas, which realloc() then cannot move without copying.
+    const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto address = reinterpret_cast<std::uintptr_t>(memory);
+    const std::uintptr_t first = address / pageSize * pageSize;
+    const std::uintptr_t end = (address + size + pageSize - 1) / pageSize * pageSize;
+    madvise(reinterpret_cast<void *>(first), end - first, MADV_HUGEPAGE); // may fail
+}
 
 } // namespace Utils::Platform

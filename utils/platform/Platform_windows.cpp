@@ -188,4 +188,6 @@ std::string localeCodeset() { return {}; }
 
 bool hasSortedSettings() { return false; }
 
+void useLargePages(void *, std::size_t) {}
+
 } // namespace Utils::Platform

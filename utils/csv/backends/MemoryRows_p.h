@@ -8,6 +8,56 @@
 
 namespace Utils {
 
+/// A list of known size to which items are appended.
+template <typename Item>
+class ListWriter
+{
+public:
+    /// \p size is the largest possible one, and at least 1.
+    explicit ListWriter(int size) { m_list.reserve(size); }
+
+    void append(const Item &item) { m_list.append(item); }
+
+    /// The list of what was appended. Called once, at the end.
+    const QList<Item> &list() { return m_list; }
+
+private:
+    QList<Item> m_list;
+};
+
+/// The same for numbers. They are written into the memory of a list that has its full size from the
+/// start, because QList::append() takes longer than the conversion of many a number.
+template <>
+class ListWriter<double>
+{
+public:
+    explicit ListWriter(int size)
+    {
+        static_assert(!QTypeInfo<double>::isLarge && !QTypeInfo<double>::isStatic,
+                      "a QList stores numbers in one block");
+        m_list.reserve(size);
+        QList<double> zeros;
+        while (zeros.size() < 128)
+            zeros.append(0.0);
+        while (size - m_list.size() > zeros.size())
+            m_list += zeros;
+        m_list += zeros.mid(0, size - m_list.size());
+        m_next = &m_list.first();
+    }
+
+    void append(double number) { *m_next++ = number; }
+
+    const QList<double> &list()
+    {
+        m_list.erase(m_list.begin() + static_cast<int>(m_next - &m_list.first()), m_list.end());
+        return m_list;
+    }
+
+private:
+    QList<double> m_list;
+    double *m_next;
+};
+
 /// The rows of a table in memory: the common part of the backends for text and for bytes.
 ///
 /// A row is added as its raw line, which counts as its only field, and is split on first use: the
@@ -74,17 +124,24 @@ public:
     template <typename Parse>
     int numColumns(int row, const Parse &parse) const
     {
-        const auto count = [&](int each) {
-            parse(each);
-            return numFields(each);
-        };
-        if (row >= 0)
-            return count(row);
+        if (row >= 0) {
+            parse(row);
+            return numFields(row);
+        }
 
-        int largest = 0;
-        for (int each = 0; each < size(); ++each)
-            largest = std::max(largest, count(each));
-        return largest;
+        int most = 0;
+        for (int next = 0; next < size();) {
+            const Lines lines = linesFrom(next, size());
+            if (lines.count > 0) {
+                most = std::max(most, lines.chunk->mostCells(lines.first, lines.count));
+                next += lines.count;
+            } else {
+                parse(next);
+                most = std::max(most, numFields(next));
+                ++next;
+            }
+        }
+        return most;
     }
 
     /// Whether a cell is empty, or a row if \p col is negative. \p parse is called with the row
@@ -159,12 +216,11 @@ public:
     QList<Result> column(int col, int firstRow, const Parse &parse, const OnField &onField,
                          const OnCell &onCell) const
     {
-        QList<Result> results;
         if (col < 0 || firstRow < -csvReach || firstRow >= size())
-            return results;
+            return {};
 
         const int lastRow = size() - 1;
-        results.reserve(lastRow - firstRow + 1);
+        ListWriter<Result> results(lastRow - firstRow + 1);
         for (int row = firstRow; row <= lastRow; ++row) {
             row = appendLines(row, lastRow, col, results, onField, onCell);
             parse(row);
@@ -172,7 +228,7 @@ public:
                 break;
             results.append(has(row) ? visitField(row, col, onField, onCell) : onField(nullptr));
         }
-        return results;
+        return results.list();
     }
 
     /// A row as it is held: a single item, its raw line, while it is not split. Empty when the row
@@ -295,7 +351,10 @@ public:
     }
     void append(Chunk chunk)
     {
-        append(std::move(chunk), [](const Chunk &, int) { return true; });
+        appendWhole(chunk.numLines(), chunk.isSplit(), [&] {
+            const int id = m_order.append(chunk.numLines());
+            m_chunks.push_back({id, std::move(chunk)});
+        });
     }
 
     /// Appends rows that are split already; all, or none when it throws.
@@ -364,29 +423,48 @@ private:
             });
     }
 
+    /// Lines of a chunk, one after the other.
+    struct Lines
+    {
+        const Chunk *chunk;
+        int first;
+        int count;
+    };
+
+    /// As many rows from \p row up to \p endRow as are lines of one chunk that is split, and have
+    /// not moved. The count may be 0.
+    Lines linesFrom(int row, int endRow) const
+    {
+        if (row < 0 || row >= endRow || !m_order.isPlain() || !m_held.isFree(row))
+            return {nullptr, 0, 0};
+        const LocatedChunk &located = chunkOf(row);
+        if (!located.chunk.isSplit())
+            return {nullptr, 0, 0};
+        const int line = row - located.firstId;
+        const int count =
+            std::min({located.chunk.numLines() - line, endRow - row, m_held.numFree(row)});
+        return {&located.chunk, line, count};
+    }
+
     /// Appends the fields of a column in the lines from \p row up to \p endRow, as long as these
     /// are split and have not moved. Returns the row after them.
     template <typename Results, typename OnField, typename OnCell>
     int appendLines(int row, int endRow, int col, Results &results, const OnField &onField,
                     const OnCell &onCell) const
     {
-        while (row >= 0 && row < endRow && m_order.isPlain() && m_held.isFree(row)) {
-            const LocatedChunk &located = chunkOf(row);
-            const int line = row - located.firstId;
-            const int count =
-                std::min({located.chunk.numLines() - line, endRow - row, m_held.numFree(row)});
-            if (!located.chunk.isSplit())
-                break;
-            int first = located.chunk.firstCell(line);
-            for (int each = line; each < line + count; ++each) {
-                const int next = located.chunk.firstCell(each + 1);
-                results.append(col < next - first ? onCell(located.chunk, first + col)
-                                                  : onField(nullptr));
+        while (true) {
+            const Lines lines = linesFrom(row, endRow);
+            if (lines.count == 0)
+                return row;
+            const Chunk &chunk = *lines.chunk;
+            int first = chunk.firstCell(lines.first);
+            for (int line = lines.first; line < lines.first + lines.count; ++line) {
+                const int next = chunk.firstCell(line + 1);
+                results.append(col < next - first ? onCell(chunk, first + col) : onField(nullptr));
                 first = next;
             }
-            row += count;
+            row += lines.count;
         }
-        return row;
     }
 
     /// Calls \p append, which adds rows, and removes these rows again when it throws.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <numeric>
 #include <vector>
@@ -38,7 +39,11 @@ public:
     /// Whether no row is stored in the whole block of \p id, and how many ids from \p id on are
     /// free at least.
     bool isFree(int id) const { return !pieceOf(id); }
-    int numFree(int id) const { return pieceSize - static_cast<int>(indexOf(id)); }
+    int numFree(int id) const
+    {
+        return numberOf(id) < m_pieces.size() ? pieceSize - static_cast<int>(indexOf(id))
+                                              : std::numeric_limits<int>::max();
+    }
 
     /// Inserts a row, or replaces the row with this id. Changes nothing when it throws
     /// std::bad_alloc.
@@ -154,9 +159,13 @@ public:
         }
         return first;
     }
-    int append()
+    int append(int count = 1)
     {
-        return append(1, [](int) { return true; });
+        const int first = m_nextId;
+        m_nextId += count;
+        for (int id = first; !m_isPlain && id < m_nextId; ++id)
+            m_ids.push_back(id);
+        return first;
     }
 
     /// The end of the order.

@@ -1,6 +1,5 @@
 #include "utils/csv/cells/ByteChunk_p.h"
 
-#include "utils/base/DecimalParse_p.h"
 #include "utils/csv/cells/Cells_p.h"
 
 #include <cstring>
@@ -20,8 +19,8 @@ ByteChunk::ByteChunk(const QByteArray &bytes, char delimiter)
 
 ByteChunk::Span ByteChunk::span(int cell) const
 {
-    Span found = {m_bytes.constData() + m_index.begin(cell),
-                  m_bytes.constData() + m_index.end(cell)};
+    const CellIndex::Span place = m_index.span(cell);
+    Span found = {m_bytes.constData() + place.begin, m_bytes.constData() + place.end};
     if (m_isSplit)
         trimAscii(found.begin, found.end);
     return found;
@@ -52,17 +51,9 @@ QString ByteChunk::latin1(int cell) const
     return QString::fromLatin1(found.begin, sizeToZero(found.begin, found.size()));
 }
 
-double ByteChunk::number(int cell, bool *ok) const
+double ByteChunk::otherNumber(const char *begin, const char *end, bool *ok)
 {
-    Span found = {m_bytes.constData() + m_index.begin(cell),
-                  m_bytes.constData() + m_index.end(cell)};
-    double value = 0.0;
-    if (m_index.end(cell) >= decimalReach && parseDecimal(found.begin, found.end, value)) {
-        if (ok)
-            *ok = true;
-        return value;
-    }
-    return csvNumber(found.begin, found.end, csvHoleValue, ok);
+    return csvNumber(begin, end, csvHoleValue, ok);
 }
 
 /// Whether the cells of a line equal its bytes: nothing is to be trimmed, and there is no zero
@@ -74,8 +65,9 @@ bool ByteChunk::isAsIs(int line) const
     const int first = m_index.firstCell(line);
     const int end = m_index.firstCell(line + 1);
     for (int cell = first; cell < end; ++cell) {
-        const char *const begin = m_bytes.constData() + m_index.begin(cell);
-        const char *const last = m_bytes.constData() + m_index.end(cell) - 1;
+        const CellIndex::Span place = m_index.span(cell);
+        const char *const begin = m_bytes.constData() + place.begin;
+        const char *const last = m_bytes.constData() + place.end - 1;
         if (begin <= last && !(*begin > ' ' && *last > ' '))
             return false;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "utils/base/DecimalParse_p.h"
 #include "utils/csv/cells/CellIndex_p.h"
 
 #include <QByteArray>
@@ -22,6 +23,9 @@ public:
     int numCells(int line) const { return m_index.numCells(line); }
     int firstCell(int line) const { return m_index.firstCell(line); }
 
+    /// The largest number of cells of a line, among \p count lines from \p line on.
+    int mostCells(int line, int count) const { return m_index.mostCells(line, count); }
+
     bool isEmpty(int cell) const;
     QByteArray field(int cell) const;
 
@@ -29,7 +33,18 @@ public:
     QString text(int cell) const;
     QString latin1(int cell) const;
 
-    double number(int cell, bool *ok) const;
+    double number(int cell, bool *ok) const
+    {
+        const CellIndex::Span place = m_index.span(cell);
+        const char *const begin = m_bytes.constData() + place.begin;
+        const char *const end = m_bytes.constData() + place.end;
+        double value = 0.0;
+        if (place.end < decimalReach || !parseDecimal(begin, end, value))
+            return otherNumber(begin, end, ok);
+        if (ok)
+            *ok = true;
+        return value;
+    }
 
     /// Appends the text() of the cells of a line, in UTF-8, separated by \p separator.
     void appendLine(int line, char separator, QByteArray &to) const;
@@ -43,6 +58,7 @@ private:
     };
     Span span(int cell) const;
     bool isAsIs(int line) const;
+    static double otherNumber(const char *begin, const char *end, bool *ok);
 
     QByteArray m_bytes;
     CellIndex m_index;

@@ -12,6 +12,16 @@ namespace Utils {
 static quint64 below(quint64 bit) { return bit - 1; }
 static quint64 lowest(quint64 bits) { return bits & (0 - bits); }
 
+/// How many bits are set. Without the processor's own instruction, which the baseline lacks, this
+/// is faster than the function that compilers call.
+static quint32 numBits(quint64 bits)
+{
+    bits -= bits >> 1 & 0x5555555555555555;
+    bits = (bits & 0x3333333333333333) + (bits >> 2 & 0x3333333333333333);
+    bits = (bits + (bits >> 4)) & 0x0f0f0f0f0f0f0f0f;
+    return static_cast<quint32>(bits * 0x0101010101010101 >> 56);
+}
+
 static unsigned anyWide(const Units<char> &bytes) { return bytes.anyWide(); }
 static unsigned anyWide(const Units<ushort> &) { return 0; } // not needed for code units
 
@@ -33,53 +43,149 @@ static void forEachUnits(const Unit *text, int size, const Visit &visit)
 
 CellIndex::CellIndex(const char *text, int size, char delimiter, Quotes quotes)
 {
-    if (quotes == Counted)
-        findQuoted(text, size, delimiter);
-    else
-        find(text, size, delimiter);
+    find(text, size, delimiter, quotes);
 }
 
 CellIndex::CellIndex(const ushort *text, int size, ushort delimiter, Quotes quotes)
 {
-    if (quotes == Counted)
-        findQuoted(text, size, delimiter);
-    else
-        find(text, size, delimiter);
+    find(text, size, delimiter, quotes);
+}
+
+template <typename Unit>
+void CellIndex::find(const Unit *text, int size, Unit delimiter, Quotes quotes)
+{
+    const auto findAll = [&] {
+        if (quotes == Counted)
+            findQuoted(text, size, delimiter);
+        else
+            findPlain(text, size, delimiter);
+    };
+    findAll();
+    if (!m_isTooLong)
+        return;
+    *this = CellIndex();
+    m_isWide = true;
+    findAll();
+}
+
+int CellIndex::mostCells(int line, int count) const
+{
+    int most = line < m_regularLines ? m_regularCells : 0;
+    for (int each = std::max(line, m_regularLines); each < line + count; ++each)
+        most = std::max(most, numCells(each));
+    return most;
 }
 
 /// Starts the first cell and line. Reserves much room for large tables, because growing may move
 /// the data.
 void CellIndex::start(int size)
 {
-    m_cells.reserve(static_cast<std::size_t>(size) / 4 + 16);
-    m_lines.reserve(static_cast<std::size_t>(size) / 16 + 16);
-    m_cells.append(0);
-    m_lines.append(0);
+    const std::size_t expected = static_cast<std::size_t>(size) / 4 + 16;
+    if (m_isWide)
+        m_wide.reserve(expected);
+    else
+        m_low.reserve(expected);
+    appendCell(0);
 }
 
 /// The end of the text ends the last cell and the last line.
 void CellIndex::finish(int size)
 {
-    m_cells.append(static_cast<quint32>(size) + 1);
-    m_lines.append(static_cast<quint32>(m_cells.size()) - 1);
-    m_cells.squeeze();
+    appendLine(static_cast<quint32>(numStored()));
+    appendCell(static_cast<quint32>(size) + 1);
+    checkBlock(static_cast<quint32>(size) + 1);
     m_lines.squeeze();
+    m_low.squeeze();
+    m_blocks.squeeze();
+    m_wide.squeeze();
+    m_quotes.squeeze();
+}
+
+/// The next cell after a line is \p nextCell.
+Q_ALWAYS_INLINE void CellIndex::appendLine(quint32 nextCell)
+{
+    ++m_numLines;
+    if (nextCell == m_nextRegular) {
+        ++m_regularLines;
+        m_nextRegular += static_cast<quint32>(m_regularCells);
+    } else {
+        appendOtherLine(nextCell);
+    }
 }
 
 /// For each cell and line that ends among these 64 units, appends the start of the next one.
-void CellIndex::appendCells(quint64 ends, quint64 feeds, quint32 from)
+Q_ALWAYS_INLINE void CellIndex::appendCells(quint64 ends, quint64 feeds, quint32 from)
 {
-    const auto cells = static_cast<quint32>(m_cells.size());
+    const auto cells = static_cast<quint32>(numStored());
     for (; feeds != 0; feeds &= feeds - 1)
-        m_lines.append(cells + qPopulationCount(ends & below(lowest(feeds))));
-    quint32 *next = m_cells.room(64);
+        appendLine(cells + numBits(ends & below(lowest(feeds))));
+    if (m_isWide)
+        return appendWide(ends, from);
+
+    quint16 *next = m_low.room(64);
     for (; ends != 0; ends &= ends - 1)
-        *next++ = from + qCountTrailingZeroBits(ends) + 1;
-    m_cells.setEnd(next);
+        *next++ = static_cast<quint16>(from + qCountTrailingZeroBits(ends) + 1);
+    m_low.setEnd(next);
+    if (m_low.size() > m_blocks.size() * blockSize)
+        appendBlock(from);
+}
+
+void CellIndex::appendWide(quint64 ends, quint32 from)
+{
+    for (; ends != 0; ends &= ends - 1)
+        m_wide.append(from + qCountTrailingZeroBits(ends) + 1);
+}
+
+void CellIndex::appendCell(quint32 begin)
+{
+    if (m_isWide) {
+        m_wide.append(begin);
+    } else {
+        m_low.append(static_cast<quint16>(begin));
+        if (m_low.size() > m_blocks.size() * blockSize)
+            appendBlock(begin);
+    }
+}
+
+/// Appends a block, of which the first cell starts at most 64 units after \p from.
+void CellIndex::appendBlock(quint32 from)
+{
+    const quint16 low = m_low[m_blocks.size() * blockSize];
+    const quint32 begin = from + static_cast<quint16>(low - from);
+    if (m_blocks.size() > 0)
+        checkBlock(begin);
+    m_blocks.append(begin);
+}
+
+/// Checks whether the last block is too long: it ends at \p end.
+void CellIndex::checkBlock(quint32 end)
+{
+    if (!m_isWide && end - m_blocks[m_blocks.size() - 1] > 0xffff)
+        m_isTooLong = true;
+}
+
+/// The same for the first line, and for lines that follow a line of another number of cells.
+void CellIndex::appendOtherLine(quint32 nextCell)
+{
+    if (m_numLines == 1) {
+        m_regularLines = 1;
+        m_regularCells = static_cast<int>(nextCell);
+        m_nextRegular = 2 * nextCell;
+    } else {
+        m_nextRegular = 0;
+        m_lines.append(nextCell);
+    }
+}
+
+void CellIndex::addQuote(int cell)
+{
+    while (m_quotes.size() <= cell / wordBits)
+        m_quotes.append(0);
+    m_quotes[cell / wordBits] |= quint32(1) << cell % wordBits;
 }
 
 template <typename Unit>
-void CellIndex::find(const Unit *text, int size, Unit delimiter)
+void CellIndex::findPlain(const Unit *text, int size, Unit delimiter)
 {
     start(size);
     unsigned wide = 0;
@@ -156,7 +262,7 @@ void CellIndex::findQuoted(const Unit *text, int size, Unit delimiter)
     });
     m_isAscii = wide == 0;
     if (cell.hasQuote())
-        m_cells[m_cells.size() - 1] |= quoteFlag;
+        addQuote(numStored() - 1);
     finish(size);
 }
 
@@ -172,14 +278,14 @@ void CellIndex::appendQuoted(const Unit *text, quint64 ends, quint64 feeds, quin
         const quint32 offset = from + qCountTrailingZeroBits(bit);
         const bool endsLine = (feeds & bit) != 0;
         if (cell.hasQuote()) {
-            quint32 &begin = m_cells[m_cells.size() - 1];
-            if (!cell.endsAt(text + begin, text + offset, endsLine))
+            const int current = numStored() - 1;
+            if (!cell.endsAt(text + begin(current), text + offset, endsLine))
                 continue;
-            begin |= quoteFlag;
+            addQuote(current);
         }
         if (endsLine)
-            m_lines.append(static_cast<quint32>(m_cells.size()));
-        m_cells.append(offset + 1);
+            appendLine(static_cast<quint32>(numStored()));
+        appendCell(offset + 1);
     }
     cell.addQuotes(quotes != 0);
 }

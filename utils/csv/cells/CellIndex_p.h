@@ -7,11 +7,15 @@ namespace Utils {
 template <typename Unit>
 class QuotedCell;
 
-/// The positions of the lines and cells of a text, without the text: one number per cell, and one
-/// per line.
+/// The positions of the lines and cells of a text, without the text: two bytes per cell, and none
+/// per line as long as all lines have as many cells as the first one.
 ///
 /// Cells are numbered across all lines. They are separated by single characters, a delimiter or a
 /// line feed, so a cell ends one character before the start of the next cell.
+///
+/// Of the position of a cell only the low 16 bits are stored. The others follow from the position
+/// of the first of its block of cells. If a block is too long for this, all positions are stored in
+/// full.
 class CellIndex
 {
 public:
@@ -19,6 +23,12 @@ public:
     {
         Ignored,
         Counted
+    };
+
+    struct Span
+    {
+        int begin;
+        int end;
     };
 
     CellIndex() = default;
@@ -35,24 +45,55 @@ public:
         return CellIndex(text, size, Unit('\n'), Ignored);
     }
 
-    int numLines() const { return m_lines.size() - 1; }
+    int numLines() const { return m_numLines; }
     int numCells(int line) const { return firstCell(line + 1) - firstCell(line); }
-    int firstCell(int line) const { return static_cast<int>(m_lines[line]); }
+    int firstCell(int line) const
+    {
+        return line <= m_regularLines ? line * m_regularCells
+                                      : static_cast<int>(m_lines[line - m_regularLines - 1]);
+    }
 
-    int begin(int cell) const { return static_cast<int>(m_cells[cell] & ~quoteFlag); }
+    /// The largest number of cells of a line, among \p count lines from \p line on.
+    int mostCells(int line, int count) const;
+
+    int begin(int cell) const
+    {
+        return static_cast<int>(m_isWide ? m_wide[cell] : nearBegin(cell));
+    }
     int end(int cell) const { return begin(cell + 1) - 1; }
+    Span span(int cell) const
+    {
+        if (m_isWide)
+            return {begin(cell), end(cell)};
+        const quint32 first = nearBegin(cell);
+        const auto size = static_cast<quint16>(m_low[cell + 1] - m_low[cell]);
+        return {static_cast<int>(first), static_cast<int>(first + size - 1)};
+    }
 
     /// Whether a cell contains a quote. Always false if quotes are not counted.
-    bool hasQuote(int cell) const { return (m_cells[cell] & quoteFlag) != 0; }
+    bool hasQuote(int cell) const
+    {
+        return cell / wordBits < m_quotes.size() &&
+               (m_quotes[cell / wordBits] >> cell % wordBits & 1) != 0;
+    }
 
     /// Whether all characters are ASCII.
     bool isAscii() const { return m_isAscii; }
 
 private:
-    static constexpr quint32 quoteFlag = 0x80000000;
+    static constexpr int blockSize = 64; // in cells
+    static constexpr int wordBits = 32;
+
+    quint32 nearBegin(int cell) const
+    {
+        const quint32 first = m_blocks[cell / blockSize];
+        return first + static_cast<quint16>(m_low[cell] - first);
+    }
 
     template <typename Unit>
-    void find(const Unit *text, int size, Unit delimiter);
+    void find(const Unit *text, int size, Unit delimiter, Quotes quotes);
+    template <typename Unit>
+    void findPlain(const Unit *text, int size, Unit delimiter);
     template <typename Unit>
     void findQuoted(const Unit *text, int size, Unit delimiter);
     template <typename Unit>
@@ -60,10 +101,32 @@ private:
                       QuotedCell<Unit> &cell);
     void start(int size);
     void appendCells(quint64 ends, quint64 feeds, quint32 from);
+    void appendWide(quint64 ends, quint32 from);
+    void appendCell(quint32 begin);
+    void appendBlock(quint32 from);
+    void checkBlock(quint32 end);
+    void appendLine(quint32 nextCell);
+    void appendOtherLine(quint32 nextCell);
+    void addQuote(int cell);
+    int numStored() const { return m_isWide ? m_wide.size() : m_low.size(); }
     void finish(int size);
 
-    NumberBuffer m_lines; // the first cell of each line, and of one more
-    NumberBuffer m_cells; // the start of each cell, and of one more
+    // Lines: the first ones have as many cells as the first line. For each of the others, the first
+    // cell of the next line.
+    int m_numLines = 0;
+    int m_regularLines = 0;
+    int m_regularCells = 0;
+    quint32 m_nextRegular = 0; // the first cell of the next line, if it is regular
+    NumberBuffer<quint32> m_lines;
+
+    // Where each cell starts, and one more
+    NumberBuffer<quint16> m_low;    // the low bits
+    NumberBuffer<quint32> m_blocks; // in full, of each first cell of a block
+    NumberBuffer<quint32> m_wide;   // in full, instead of both
+    bool m_isWide = false;
+    bool m_isTooLong = false; // a block
+
+    NumberBuffer<quint32> m_quotes; // a bit for each cell, up to the last one that has a quote
     bool m_isAscii = true;
 };
 

@@ -59,8 +59,9 @@ bool TextChunk::mayStartWith(int line, QChar character) const
 bool TextChunk::isEmpty(int cell) const
 {
     if (m_text.isUtf8() && m_isSplit && !m_index.hasQuote(cell)) {
-        const char *begin = m_text.bytes() + m_index.begin(cell);
-        const char *end = m_text.bytes() + m_index.end(cell);
+        const CellIndex::Span place = m_index.span(cell);
+        const char *begin = m_text.bytes() + place.begin;
+        const char *end = m_text.bytes() + place.end;
         trimAscii(begin, end);
         if (begin == end || isAsciiByte(*begin))
             return begin == end;
@@ -70,8 +71,7 @@ bool TextChunk::isEmpty(int cell) const
 
 QString TextChunk::text(int cell) const
 {
-    int first = m_index.begin(cell);
-    int last = m_index.end(cell);
+    const auto [first, last] = m_index.span(cell);
     if (!m_isSplit)
         return m_text.part(first, last);
     if (m_index.hasQuote(cell))
@@ -97,15 +97,15 @@ QString TextChunk::text(int cell) const
 /// The text of a cell with quotes. It does not depend on the cells around it.
 QString TextChunk::quotedText(int cell) const
 {
-    const QString all = m_text.part(m_index.begin(cell), m_index.end(cell));
+    const auto [first, last] = m_index.span(cell);
+    const QString all = m_text.part(first, last);
     const QStringList items = List::safeSplit(all, m_delimiter, /*backslashQuotes=*/false);
     return items.first().trimmed();
 }
 
 double TextChunk::number(int cell, bool *ok) const
 {
-    const int first = m_index.begin(cell);
-    const int last = m_index.end(cell);
+    const auto [first, last] = m_index.span(cell);
     double value = 0.0;
     const bool isPure = m_text.isUtf8() ? parseCell(m_text.bytes(), first, last, value)
                                         : parseCell(m_text.characters(), first, last, value);
@@ -122,8 +122,9 @@ bool TextChunk::isAsIs(int line) const
     for (int cell = m_index.firstCell(line); cell < m_index.firstCell(line + 1); ++cell) {
         if (m_index.hasQuote(cell))
             return false;
-        const char *const begin = m_text.bytes() + m_index.begin(cell);
-        const char *const end = m_text.bytes() + m_index.end(cell);
+        const CellIndex::Span place = m_index.span(cell);
+        const char *const begin = m_text.bytes() + place.begin;
+        const char *const end = m_text.bytes() + place.end;
         const auto isBare = [](char byte) { return isAsciiByte(byte) && byte > ' '; };
         if (begin != end && !(isBare(*begin) && isBare(end[-1])))
             return false;

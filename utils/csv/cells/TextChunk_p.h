@@ -22,6 +22,9 @@ public:
     int numCells(int line) const { return m_index.numCells(line); }
     int firstCell(int line) const { return m_index.firstCell(line); }
 
+    /// The largest number of cells of a line, among \p count lines from \p line on.
+    int mostCells(int line, int count) const { return m_index.mostCells(line, count); }
+
     /// A line as it is; and whether it may start with a character, a quick test that is often
     /// false.
     QString line(int line) const;
