@@ -32,13 +32,16 @@ inline bool parseDecimalBytes(__m128i bytes, unsigned size, double &value)
     if (size - 1 >= decimalReach)
         return false;
 
-    const __m128i places = _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-    const auto isBelow = [&](unsigned place) {
-        return _mm_cmplt_epi8(places, _mm_set1_epi8(static_cast<char>(place)));
+    // A mask of the last bytes, as many as the start of the load lies after the first byte.
+    alignas(32) static const signed char masks[] = {0,  0,  0,  0,  0,  0,  0,  0,  0,  0,  0,
+                                                    0,  0,  0,  0,  0,  -1, -1, -1, -1, -1, -1,
+                                                    -1, -1, -1, -1, -1, -1, -1, -1, -1, -1};
+    const auto last = [](unsigned count) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i *>(masks + count));
     };
     const __m128i zeros = _mm_set1_epi8('0');
     __m128i digits = _mm_xor_si128(bytes, zeros); // digits become values, others exceed 9
-    digits = _mm_andnot_si128(isBelow(decimalReach - size), digits);
+    digits = _mm_and_si128(last(size), digits);
 
     unsigned decimals = 0;
     const __m128i points = _mm_cmpeq_epi8(digits, _mm_set1_epi8('.' ^ '0'));
@@ -48,15 +51,16 @@ inline bool parseDecimalBytes(__m128i bytes, unsigned size, double &value)
         // The digits before the point are shifted over it.
         const unsigned place = qCountTrailingZeroBits(found);
         decimals = decimalReach - 1 - place;
-        const __m128i isBehind = _mm_cmpgt_epi8(places, _mm_set1_epi8(static_cast<char>(place)));
-        digits = _mm_or_si128(_mm_and_si128(isBehind, digits),
-                              _mm_andnot_si128(isBehind, _mm_slli_si128(digits, 1)));
+        const __m128i isAfter = last(decimals);
+        digits = _mm_or_si128(_mm_and_si128(isAfter, digits),
+                              _mm_andnot_si128(isAfter, _mm_slli_si128(digits, 1)));
     }
-    const __m128i nines = _mm_set1_epi8(9);
-    if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(digits, nines), nines)) != 0xffff)
+    const __m128i aboveNine = _mm_adds_epu8(digits, _mm_set1_epi8(0x7f - 9)); // sets the top bit
+    if (_mm_movemask_epi8(aboveNine) != 0)
         return false;
-    const quint64 number = numberOfDigits(digits);
-    if (number > quint64(1) << 53)
+    // Signed, because processors convert only signed integers in one step.
+    const auto number = static_cast<qint64>(numberOfDigits(digits));
+    if (number > qint64(1) << 53)
         return false;
     value = static_cast<double>(number) / powersOfTen[decimals];
     return true;
