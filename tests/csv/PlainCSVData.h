@@ -1,6 +1,7 @@
 #pragma once
 
 #include "utils/csv/CSVTable_p.h"
+#include "utils/csv/cells/CSVRowBuilder_p.h"
 #include "utils/text/List.h"
 
 #include <QByteArray>
@@ -117,6 +118,17 @@ public:
             if (col >= 0 && col < row.size())
                 row.removeAt(col);
         }
+    }
+
+    bool visit(int firstRow, int lastRow, const typename Base::Visitor &visitor) override
+    {
+        for (int row = firstRow; row <= std::min(lastRow, m_rows.size() - 1); ++row) {
+            Utils::CSVRowBuilder cells;
+            cells.startWith(splitRow(row));
+            if (!visitor(cells.row(row)))
+                return false;
+        }
+        return true;
     }
 
     quint16 checksum(int rows) override

@@ -1,22 +1,76 @@
 #include "utils/csv/CSVTable.h"
 
+#include "tests/csv/Rows.h"
+#include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 
+#include <QTemporaryDir>
 #include <QtTest>
 
+#include <functional>
 #include <limits>
 
+#include <malloc.h>
+
+using Utils::CSVCell;
+using Utils::CSVRow;
 using Utils::CSVTable;
 
+using Ints = QList<int>;
 using Numbers = QList<double>;
 using Properties = QMap<Data::String, Data::Variant>;
 
 static const int intMin = std::numeric_limits<int>::min();
 static const int intMax = std::numeric_limits<int>::max();
 
+// As QCOMPARE, in a visitor, which returns whether to continue.
+#define COMPARE(actual, expected)                                                       \
+    do {                                                                                \
+        if (!QTest::qCompare(actual, expected, #actual, #expected, __FILE__, __LINE__)) \
+            return false;                                                               \
+    } while (false)
+
 class tst_CSVTable_access : public QObject
 {
     Q_OBJECT
+
+private:
+    enum Storage
+    {
+        Text,
+        TextOfFile,
+        QuotedText,
+        TextOnDemand,
+        Bytes,
+        BytesOnDemand,
+        InFile
+    };
+
+    static void addStorages()
+    {
+        QTest::addColumn<int>("storage");
+
+        QTest::newRow("text") << int(Text);
+        QTest::newRow("text of a file") << int(TextOfFile);
+        QTest::newRow("quoted text") << int(QuotedText);
+        QTest::newRow("text on demand") << int(TextOnDemand);
+        QTest::newRow("bytes") << int(Bytes);
+        QTest::newRow("bytes on demand") << int(BytesOnDemand);
+        QTest::newRow("file") << int(InFile);
+    }
+
+    static void makeTable(CSVTable &table, int storage, const QTemporaryDir &folder,
+                          const QByteArray &bytes)
+    {
+        const QString path = makeFile(folder.filePath("table.csv"), bytes);
+        table.setDemandParse(storage == TextOnDemand || storage == BytesOnDemand);
+        if (storage == Text || storage == TextOnDemand)
+            table.setData(Data::String(QString::fromUtf8(bytes)));
+        else if (storage == Bytes || storage == BytesOnDemand)
+            table.setData(bytes);
+        else
+            table.read(path, storage == InFile ? limitOfNoBytes : 0, storage == QuotedText);
+    }
 
 private Q_SLOTS:
     void cleanup() { CSVTable().setHoleValue(0.0); }
@@ -634,6 +688,211 @@ private Q_SLOTS:
         QCOMPARE(row, 99);
         CSVTable::columnIndex("A" + QString(100000, '9'), &row);
         QCOMPARE(row, -1);
+    }
+
+    // Cells without copies
+
+    void visitsTheRowsOfEachStorage_data() { addStorages(); }
+
+    void visitsTheRowsOfEachStorage()
+    {
+        QFETCH(int, storage);
+        const QTemporaryDir folder;
+        CSVTable table;
+        makeTable(table, storage, folder, "a, b ,c\n1.5,\xc3\xa9,\n\n-2,x\n");
+
+        QList<QStringList> rows;
+        const bool isWhole = table.visit(0, -1, [&](const CSVRow &row) {
+            QStringList fields;
+            for (const CSVCell &cell : row)
+                fields.append(cell.text());
+            rows.append(fields);
+            return true;
+        });
+
+        QVERIFY(isWhole);
+        QCOMPARE(rows,
+                 QList<QStringList>({{"a", "b", "c"}, {"1.5", "é", ""}, {""}, {"-2", "x"}, {""}}));
+    }
+
+    void visitsCellsAsNumbers_data() { addStorages(); }
+
+    void visitsCellsAsNumbers()
+    {
+        QFETCH(int, storage);
+        const QTemporaryDir folder;
+        CSVTable table;
+        table.setHoleValue(-7.0);
+        makeTable(table, storage, folder, "1.5{mm},,x, 25 ,1e3,inf\n");
+
+        table.visit(0, 0, [&](const CSVRow &row) {
+            for (int col = 0; col < row.size(); ++col) {
+                bool ok = true;
+                bool expectedOk = true;
+                COMPARE(row[col].number(&ok), table.dataValue(0, col, &expectedOk));
+                COMPARE(ok, expectedOk);
+            }
+            COMPARE(row[1].number(), -7.0);
+            COMPARE(row[1].isEmpty(), true);
+            COMPARE(row[3].number(), 25.0);
+            return true;
+        });
+    }
+
+    void visitsTheRowsOfARange_data()
+    {
+        QTest::addColumn<int>("first");
+        QTest::addColumn<int>("last");
+        QTest::addColumn<Ints>("numbers");
+
+        QTest::newRow("all") << 0 << -1 << Ints{0, 1, 2, 3};
+        QTest::newRow("some") << 1 << 2 << Ints{1, 2};
+        QTest::newRow("one") << 2 << 2 << Ints{2};
+        QTest::newRow("to the end") << 2 << 99 << Ints{2, 3};
+        QTest::newRow("to the largest number") << 3 << intMax << Ints{3};
+        QTest::newRow("from above the first") << intMin << 0 << Ints{0};
+        QTest::newRow("backwards") << 2 << 1 << Ints{};
+        QTest::newRow("after the last") << 4 << -1 << Ints{};
+        QTest::newRow("after the last one of all") << intMax << intMax << Ints{};
+    }
+
+    void visitsTheRowsOfARange()
+    {
+        QFETCH(int, first);
+        QFETCH(int, last);
+        QFETCH(Ints, numbers);
+        for (const bool asBytes : {false, true}) {
+            CSVTable table;
+            const QByteArray bytes = "a\nb\nc\nd";
+            asBytes ? table.setData(bytes) : table.setData(Data::String("a\nb\nc\nd"));
+            Ints visited;
+
+            const bool isWhole = table.visit(first, last, [&](const CSVRow &row) {
+                visited.append(row.number());
+                return true;
+            });
+
+            QVERIFY(isWhole);
+            QCOMPARE(visited, numbers);
+        }
+    }
+
+    void visitsNoMoreRowsWhenTheVisitorStops_data() { addStorages(); }
+
+    void visitsNoMoreRowsWhenTheVisitorStops()
+    {
+        QFETCH(int, storage);
+        const QTemporaryDir folder;
+        CSVTable table;
+        makeTable(table, storage, folder, "a\nb\nc");
+        int visits = 0;
+
+        QVERIFY(!table.visit(0, -1, [&](const CSVRow &row) { return ++visits, row.number() < 1; }));
+        QCOMPARE(visits, 2);
+    }
+
+    void showsBytesWhereTheyAre()
+    {
+        const QByteArray bytes = "ab, cd \nef";
+        CSVTable table;
+        table.setData(bytes);
+
+        table.visit(0, 0, [&](const CSVRow &row) {
+            COMPARE(row[0].bytes() == bytes.constData(), true);
+            COMPARE(row[0].size(), 2);
+            COMPARE(row[1].bytes() == bytes.constData() + 4, true);
+            COMPARE(row[1].size(), 2);
+            COMPARE(row[1].isUtf16(), false);
+            COMPARE(row[1].characters() == nullptr, true);
+            return true;
+        });
+    }
+
+    void showsTextWhereItIs()
+    {
+        const Data::String text = "ab, cd \nef";
+        CSVTable table;
+        table.setData(text);
+
+        table.visit(0, 0, [&](const CSVRow &row) {
+            COMPARE(row[1].characters() == text.constData() + 4, true);
+            COMPARE(row[1].size(), 2);
+            COMPARE(row[1].isUtf16(), true);
+            COMPARE(row[1].bytes() == nullptr, true);
+            return true;
+        });
+    }
+
+    void keepsAVisitedRowThatIsChangedMeanwhile_data() { addStorages(); }
+
+    void keepsAVisitedRowThatIsChangedMeanwhile()
+    {
+        QFETCH(int, storage);
+        const QTemporaryDir folder;
+        using Change = std::function<void(CSVTable &)>;
+        const QList<Change> changes = {
+            [](CSVTable &table) { table.clear(); },
+            [](CSVTable &table) { table.setData(0, 0, "changed"); },
+            [](CSVTable &table) { table.removeColumn(0); },
+            [](CSVTable &table) { table.removeEmptyRows(); },
+            [](CSVTable &table) { table.sort(0, 0, false); },
+            [](CSVTable &table) { table.setData(QByteArray("x,y\nz")); },
+            [](CSVTable &table) { table.clear(), table.setData(Data::String("x,y\nz")); },
+            [&](CSVTable &table) { table.read(folder.filePath("table.csv"), limitOfNoBytes); },
+        };
+        for (const Change &change : changes) {
+            CSVTable table;
+            makeTable(table, storage, folder, "first,second\n\nthird,\"fourth\n");
+            int visits = 0;
+
+            table.visit(0, -1, [&](const CSVRow &row) {
+                if (++visits == 1) {
+                    change(table);
+                    COMPARE(row.size(), 2);
+                    COMPARE(row[0].text(), Data::String("first"));
+                    COMPARE(row[1].text(), Data::String("second"));
+                }
+                for (const CSVCell &cell : row)
+                    cell.text();
+                return true;
+            });
+
+            QVERIFY(visits >= 1 && visits <= 4);
+        }
+    }
+
+    void keepsNoListOfARowThatIsAccessedOnce_data()
+    {
+        QTest::addColumn<bool>("asBytes");
+
+        QTest::newRow("text") << false;
+        QTest::newRow("bytes") << true;
+    }
+
+    void keepsNoListOfARowThatIsAccessedOnce()
+    {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("memory is counted differently in a program that checks its addresses");
+#endif
+        QFETCH(bool, asBytes);
+        const int rows = 2000;
+        const QByteArray bytes = QByteArray("some text,more text,1.5\n").repeated(rows);
+        CSVTable table;
+        asBytes ? table.setData(bytes) : table.setData(Data::String(QString::fromLatin1(bytes)));
+        const auto growthOfAWalk = [&] {
+            const auto before = mallinfo2().uordblks;
+            for (int row = 0; row < rows; ++row)
+                table.data(row);
+            return mallinfo2().uordblks - before;
+        };
+
+        const auto first = growthOfAWalk();
+        const auto second = growthOfAWalk();
+        const auto third = growthOfAWalk();
+
+        QVERIFY(first < 10000); // a bit per row
+        QVERIFY(second > rows * 100);
+        QVERIFY(third < 10000);
     }
 };
 

@@ -35,6 +35,17 @@ static QString described(CSVTable &table)
     return lines.join('\n');
 }
 
+/// A visitor that wants all of each cell.
+static bool readAllCells(const Utils::CSVRow &row)
+{
+    for (const Utils::CSVCell &cell : row) {
+        cell.text();
+        cell.number();
+        cell.isEmpty();
+    }
+    return true;
+}
+
 class tst_CSVTable_faults : public QObject
 {
     Q_OBJECT
@@ -344,6 +355,7 @@ private Q_SLOTS:
             [](const CSVTable &table, Answer &to) { to.number = table.checksum(); },
             [](const CSVTable &, Answer &to) { to.text = CSVTable::columnLabel(700, 5); },
             [&](const CSVTable &table, Answer &to) { table.data(3, 0, to.text, to.text); },
+            [](const CSVTable &table, Answer &to) { to.number = table.visit(0, -1, readAllCells); },
         };
         // clang-format on
         for (int at = 0; at < questions.size(); ++at) {
@@ -381,6 +393,38 @@ private Q_SLOTS:
                 }
             }
         }
+    }
+
+    void visitsRowsWithoutMemoryForEach_data()
+    {
+        QTest::addColumn<bool>("asBytes");
+
+        QTest::newRow("text") << false;
+        QTest::newRow("bytes") << true;
+    }
+
+    void visitsRowsWithoutMemoryForEach()
+    {
+        QFETCH(bool, asBytes);
+        const QByteArray bytes = QByteArray("a,b, c ,1.5\n").repeated(1000);
+        CSVTable table;
+        asBytes ? table.setData(bytes) : table.setData(Data::String(QString::fromLatin1(bytes)));
+        std::unique_ptr<FailingMemory> memory;
+        int visits = 0;
+        double sum = 0.0;
+
+        const bool isWhole = table.visit(0, 999, [&](const Utils::CSVRow &row) {
+            if (++visits == 1)
+                memory = std::make_unique<FailingMemory>(0, FailingMemory::FromThenOn);
+            sum += row[3].number() + row[2].size();
+            return true;
+        });
+        memory->end();
+
+        QVERIFY(isWhole);
+        QVERIFY(!memory->hasFailed());
+        QCOMPARE(visits, 1000);
+        QCOMPARE(sum, 2500.0);
     }
 
     void writesAllRowsOrTellsWhereTheMemoryEnds()

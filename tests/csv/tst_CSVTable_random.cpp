@@ -63,6 +63,7 @@ struct Call
         Aligned,
         Checksum,
         Write,
+        Visit,
         SetText,
         SetNumber,
         AppendLine,
@@ -123,6 +124,41 @@ static QByteArray contentsOf(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("none");
+}
+
+/// All that the cells of the rows of a call tell.
+static Result visitRows(const Utils::CSVTable &table, const Call &call)
+{
+    Result result;
+    table.visit(call.row, call.last, [&](const Utils::CSVRow &row) {
+        result.numbers += {double(row.number()), double(row.size())};
+        for (const Utils::CSVCell &cell : row) {
+            bool ok = call.flag;
+            result.texts += cell.text();
+            result.numbers += {cell.number(&ok), double(ok), cell.number(), double(cell.isEmpty())};
+        }
+        return true;
+    });
+    return result;
+}
+
+/// The same from the functions that have been there before.
+static Result readRows(const Utils::CSVTable &table, const Call &call)
+{
+    Result result;
+    const int last = call.last < 0 ? table.numRows() - 1 : call.last;
+    for (int row = std::max(call.row, 0); row <= std::min(last, table.numRows() - 1); ++row) {
+        const QStringList fields = table.data(row);
+        const QList<double> values = table.dataValue(row);
+        result.numbers += {double(row), double(fields.size())};
+        for (int col = 0; col < fields.size(); ++col) {
+            bool ok = call.flag;
+            result.texts += fields.at(col);
+            result.numbers += {table.dataValue(row, col, &ok), double(ok), values.at(col),
+                               double(table.isEmpty(row, col))};
+        }
+    }
+    return result;
 }
 
 static Result apply(Utils::CSVTable &table, const Call &call, const Input &input,
@@ -209,6 +245,9 @@ static Result apply(Utils::CSVTable &table, const Call &call, const Input &input
         QFile::remove(output); // to cut it short would wait for the disk to have the last one
         result.numbers.append(table.write(output));
         result.bytes = contentsOf(output);
+        break;
+    case Call::Visit:
+        result = visitRows(table, call);
         break;
     case Call::SetText:
         table.setData(call.row, call.col, Data::String(call.text));
@@ -478,7 +517,12 @@ private:
             if (call.kind == Call::Read)
                 input = anyInput(random, pieces, delimiter, path);
             result = apply(table, call, input, output);
-            if (!(result == apply(plain, call, input, output)))
+            Result expected = apply(plain, call, input, output);
+            if (call.kind == Call::Visit) {
+                expected = readRows(plain, call);
+                expected.numbers.append(plain.numRows());
+            }
+            if (!(result == expected))
                 return "call " + QByteArray::number(call.kind) + " of row " +
                        QByteArray::number(call.row) + ", column " + QByteArray::number(call.col) +
                        " and " + QByteArray::number(call.last) + " of " + QByteArray::number(rows);

@@ -3,6 +3,7 @@
 #include "data/String.h"
 #include "data/Variant.h"
 #include "utils/Export.h"
+#include "utils/csv/CSVRow.h"
 
 #include <QByteArray>
 #include <QList>
@@ -10,6 +11,7 @@
 #include <QStringList>
 #include <QVector>
 
+#include <functional>
 #include <memory>
 
 namespace Utils {
@@ -74,9 +76,9 @@ class Progress;
 /// Their descriptions say so.
 ///
 /// *Memory.* Text and bytes are stored as they were read, plus two bytes for each cell. Text
-/// passed as a string is shared with the caller. A row that is accessed as a list is kept as a
-/// list, so a loop that accesses all rows as lists needs memory for all their strings. Access to
-/// columns and single cells needs no such memory.
+/// passed as a string is shared with the caller. A row that is accessed as a list a second time is
+/// kept as a list; loops that access all rows as lists several times need memory for all their
+/// strings. Access to columns and single cells, and visit(), need no such memory.
 ///
 /// *Faults.* A change for which the memory does not suffice is not made, and this is not reported;
 /// it may leave rows split, as an access does. A result for which the memory does not suffice is
@@ -283,6 +285,27 @@ public:
 
     QList<double> rowDataValue(int row, int firstCol = 0, int lastCol = -1) const;
     QList<double> colDataValue(int col, int firstRow = 0) const;
+
+    // Cells without copies
+
+    /// A function that receives a row. Returns whether to continue with the next row.
+    using RowVisitor = std::function<bool(const CSVRow &row)>;
+
+    /// Calls \p visitor with each row from \p firstRow to \p lastRow, one after the other: the
+    /// fastest way to read many cells. A negative \p firstRow stands for row 0. A \p lastRow that
+    /// is negative or too large stands for the last row.
+    ///
+    /// A row has the fields of data(row); an empty last row is not left out. The row and its cells
+    /// are valid only until \p visitor returns. No copies are made except for quoted fields, for
+    /// rows that are split when they are accessed, and for a table in the file.
+    ///
+    /// False when \p visitor has returned false, and when the memory does not suffice for a row. No
+    /// further rows are visited then.
+    ///
+    /// \p visitor may change the table. When it replaces the rows of a table stored as bytes or in
+    /// the file, the old rows are visited to their end; otherwise the next rows are as changed. It
+    /// must not destroy the table.
+    bool visit(int firstRow, int lastRow, const RowVisitor &visitor) const;
 
     /// The named values in a row:
     ///

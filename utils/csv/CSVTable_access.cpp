@@ -134,6 +134,15 @@ QList<double> CSVTable::colDataValue(int col, int firstRow) const
     return emptyWithoutMemory([&] { return d->current().colDataValue(col, firstRow); });
 }
 
+bool CSVTable::visit(int firstRow, int lastRow, const RowVisitor &visitor) const
+{
+    const std::shared_ptr<CSVData> kept = d->backend; // the visitor may change the table
+    return emptyWithoutMemory([&] {
+        const int last = lastRow < 0 ? std::numeric_limits<int>::max() : lastRow;
+        return d->current().visit(std::max(firstRow, 0), last, visitor);
+    });
+}
+
 // Properties and names
 
 QMap<Data::String, Data::Variant> CSVTable::propertyValues(int row, bool normalizeKeys) const

@@ -139,8 +139,8 @@ public:
     Progress *progress = nullptr; // not owned
     CSVBackends backends = CSVBackends::standard();
     std::unique_ptr<CSVTextData> textData = backends.makeText(); // never null
-    std::unique_ptr<CSVData> backend;                            // null while text is current
-    KeyIndex keys;                                               // of the current backend
+    std::shared_ptr<CSVData> backend; // null while text is current; shared with visitors
+    KeyIndex keys;                    // of the current backend
 };
 
 } // namespace Utils

@@ -46,12 +46,13 @@ QStringList CSVArrayData::data(int row)
     parseRow(row);
     if (!m_rows.has(row))
         return {};
-    if (const QStringList *const texts = m_texts.find(m_rows.idOf(row)))
+    const int id = m_rows.idOf(row);
+    if (const QStringList *const texts = m_texts.find(id))
         return *texts;
 
     const QStringList texts = m_rows.fields<QString>(
         row, [](const QByteArray *field) { return toText(*field); }, cellText);
-    return m_texts.insert(m_rows.idOf(row), texts);
+    return m_requests.isFirst(id) ? texts : m_texts.insert(id, texts);
 }
 
 Data::String CSVArrayData::data(int row, int col)
@@ -138,6 +139,12 @@ void CSVArrayData::removeColumn(int col)
 {
     m_rows.removeColumn(col);
     m_texts.clear();
+}
+
+bool CSVArrayData::visit(int firstRow, int lastRow, const Visitor &visitor)
+{
+    return m_rows.visitRows(
+        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor);
 }
 
 quint16 CSVArrayData::checksum(int rows)

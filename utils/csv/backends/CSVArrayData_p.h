@@ -15,7 +15,8 @@ class Progress;
 /// are read as UTF-8; both end at a zero byte. The number of a cell that does not exist is 0.0, not
 /// the hole number.
 ///
-/// A row that is requested as a list of text is cached as such a list, besides its bytes.
+/// A row that is requested as a list of text a second time is cached as such a list, besides its
+/// bytes.
 class CSVArrayData final : public CSVData
 {
 public:
@@ -43,6 +44,7 @@ public:
     void removeColumn(int col) override;
     void removeRows(const QList<int> &rows) override { m_rows.remove(rows); }
     quint16 checksum(int rows) override;
+    bool visit(int firstRow, int lastRow, const Visitor &visitor) override;
 
     /// Splits a row, unless that is done or it does not exist.
     void parseRow(int row)
@@ -61,6 +63,7 @@ private:
 
     MemoryRows<QList<QByteArray>, ByteChunk> m_rows;
     RowStore<QStringList> m_texts; // the cached lists of text
+    RowRequests m_requests;        // of such lists
     const char m_delimiter;
 };
 

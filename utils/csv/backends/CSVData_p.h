@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/String.h"
+#include "utils/csv/CSVRow.h"
 
 #include <QByteArray>
 #include <QList>
@@ -69,12 +70,19 @@ public:
     /// CSVTable::checksum() returns it.
     virtual quint16 checksum(int rows) = 0;
 
+    using Visitor = std::function<bool(const CSVRow &row)>;
+
+    /// Calls \p visitor with each row from \p firstRow, which is not negative, to \p lastRow or to
+    /// the last row. Returns false, and calls it no more, when it returns false. The visitor may
+    /// change the rows.
+    virtual bool visit(int firstRow, int lastRow, const Visitor &visitor) = 0;
+
     /// A number that changes with the existing rows, and that no other backend of the process
     /// returns. Rows that are appended may leave it. 0 when rows may change unnoticed.
     virtual quint64 revision() const;
 
 protected:
-    /// The same for the bytes that \p appendRow appends for each row.
+    /// The result of checksum() for the bytes that \p appendRow appends for each row.
     quint16 checksumOf(int rows,
                        const std::function<void(int row, QByteArray &to)> &appendRow) const;
 };

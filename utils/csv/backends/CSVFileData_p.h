@@ -30,6 +30,7 @@ public:
     }
     bool isReadOnly() const override { return true; }
     quint16 checksum(int rows) override { return reader.checksum(rows); }
+    bool visit(int firstRow, int lastRow, const Visitor &visitor) override;
 };
 
 } // namespace Utils

@@ -35,14 +35,14 @@ QStringList CSVStringData::data(int row)
 {
     if (const QStringList *const fields = m_rows.keptRow(row))
         return *fields;
-    return listToKeep(row);
+    return listOf(row);
 }
 
 /// The slow path of data(), in a function of its own so that data() stays short.
-QStringList CSVStringData::listToKeep(int row)
+QStringList CSVStringData::listOf(int row)
 {
     parseRow(row);
-    return m_rows.has(row) ? m_rows.rowToKeep(row) : QStringList();
+    return m_rows.has(row) ? m_rows.rowOnRequest(row) : QStringList();
 }
 
 Data::String CSVStringData::data(int row, int col)
@@ -175,6 +175,12 @@ void CSVStringData::setData(int row, int col, const Data::String &text)
 {
     if (m_rows.isInReach(row, col))
         m_rows.setField(row, col, text);
+}
+
+bool CSVStringData::visit(int firstRow, int lastRow, const Visitor &visitor)
+{
+    return m_rows.visitRows(
+        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor);
 }
 
 quint16 CSVStringData::checksum(int rows)

@@ -10,7 +10,7 @@ class LineSplitter;
 
 /// The backend that holds text.
 ///
-/// A row that is requested as a list is cached as a list, because most callers request it again.
+/// A row that is requested as a list a second time is cached as a list.
 class CSVStringData final : public CSVTextData
 {
 public:
@@ -39,6 +39,7 @@ public:
     void removeColumn(int col) override { m_rows.removeColumn(col); }
     void removeRows(const QList<int> &rows) override { m_rows.remove(rows); }
     quint16 checksum(int rows) override;
+    bool visit(int firstRow, int lastRow, const Visitor &visitor) override;
 
     QStringList split(const QString &line) const override;
     void appendRow(const QStringList &fields) override { m_rows.appendParsed({fields}); }
@@ -57,7 +58,7 @@ public:
 
 private:
     void splitRow(int row);
-    Q_NEVER_INLINE QStringList listToKeep(int row);
+    Q_NEVER_INLINE QStringList listOf(int row);
     void appendOrThrow(const CSVText &text, bool parseNow, Progress *progress,
                        const Data::String &label);
     void appendSplit(const CSVText &text, const LineSplitter &splitter, Progress *progress,

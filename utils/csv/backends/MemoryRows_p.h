@@ -1,9 +1,11 @@
 #pragma once
 
 #include "utils/csv/backends/RowStore_p.h"
+#include "utils/csv/cells/CSVRowBuilder_p.h"
 #include "utils/csv/cells/Cells_p.h"
 
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 namespace Utils {
@@ -16,7 +18,7 @@ public:
     /// \p size is the largest possible one, and at least 1.
     explicit ListWriter(int size) { m_list.reserve(size); }
 
-    void append(const Item &item) { m_list.append(item); }
+    void append(Item item) { csvAppend(m_list, std::move(item)); }
 
     /// The list of what was appended. Called once, at the end.
     const QList<Item> &list() { return m_list; }
@@ -168,7 +170,7 @@ public:
         if (const Row *const fields = m_held.find(id))
             return onRow(*fields);
         const LocatedChunk &located = chunkOf(id);
-        return onLine(located.chunk, id - located.firstId);
+        return onLine(*located.chunk, id - located.firstId);
     }
 
     /// The same for one field: calls \p onField with the field, or with null when the row has no
@@ -200,12 +202,12 @@ public:
             [&](const Row &fields) {
                 results.reserve(fields.size());
                 for (const Field &field : fields)
-                    results.append(onField(&field));
+                    csvAppend(results, Result(onField(&field)));
             },
             [&](const Chunk &chunk, int line) {
                 results.reserve(chunk.numCells(line));
                 for (int cell = chunk.firstCell(line); cell < chunk.firstCell(line + 1); ++cell)
-                    results.append(onCell(chunk, cell));
+                    csvAppend(results, Result(onCell(chunk, cell)));
             });
         return results;
     }
@@ -229,6 +231,27 @@ public:
             results.append(has(row) ? visitField(row, col, onField, onCell) : onField(nullptr));
         }
         return results.list();
+    }
+
+    /// Calls \p visitor with the rows from \p firstRow to \p lastRow, as CSVData::visit() does.
+    /// \p parse is called with each row before the row is read.
+    template <typename Parse, typename Visitor>
+    bool visitRows(int firstRow, int lastRow, const Parse &parse, const Visitor &visitor) const
+    {
+        CSVRowBuilder cells;
+        for (qint64 next = firstRow; next <= lastRow && next < size(); ++next) {
+            const auto row = static_cast<int>(next);
+            parse(row);
+            visit(
+                row, [&](const Row &fields) { cells.startWith(fields); },
+                [&](const Chunk &chunk, int line) {
+                    cells.keep(chunkOf(m_order.idAt(row)).chunk);
+                    chunk.addCells(line, cells);
+                });
+            if (!visitor(cells.row(row)))
+                return false;
+        }
+        return true;
     }
 
     /// A row as it is held: a single item, its raw line, while it is not split. Empty when the row
@@ -261,6 +284,16 @@ public:
         return fields;
     }
 
+    /// The fields of an existing row as a list, which is held from the second request on: a loop
+    /// over all rows should not need memory for all lists.
+    Row rowOnRequest(int row)
+    {
+        const int id = m_order.idAt(row);
+        if (m_held.find(id) || !m_requests.isFirst(id))
+            return rowToKeep(row);
+        return heldRow(row);
+    }
+
     /// The same for changing the row; keptRow() does not find it.
     Row &rowToHold(int row)
     {
@@ -268,7 +301,7 @@ public:
         if (Row *const fields = m_held.find(id))
             return *fields;
         const LocatedChunk &located = chunkOf(id);
-        return m_held.insert(id, rowOf(located.chunk, id - located.firstId));
+        return m_held.insert(id, rowOf(*located.chunk, id - located.firstId));
     }
 
     // Changes
@@ -343,18 +376,15 @@ public:
     template <typename IsWanted>
     void append(Chunk chunk, const IsWanted &isWanted)
     {
-        appendWhole(chunk.numLines(), chunk.isSplit(), [&] {
-            const int id =
-                m_order.append(chunk.numLines(), [&](int line) { return isWanted(chunk, line); });
-            m_chunks.push_back({id, std::move(chunk)}); // last, because it is not rolled back
+        appendChunk(std::move(chunk), [&](const Chunk &lines) {
+            return m_order.append(lines.numLines(),
+                                  [&](int line) { return isWanted(lines, line); });
         });
     }
     void append(Chunk chunk)
     {
-        appendWhole(chunk.numLines(), chunk.isSplit(), [&] {
-            const int id = m_order.append(chunk.numLines());
-            m_chunks.push_back({id, std::move(chunk)});
-        });
+        appendChunk(std::move(chunk),
+                    [&](const Chunk &lines) { return m_order.append(lines.numLines()); });
     }
 
     /// Appends rows that are split already; all, or none when it throws.
@@ -374,13 +404,14 @@ public:
         m_held.clear();
         m_order.clear();
         m_parsed.clear();
+        m_requests.clear();
     }
 
 private:
     struct LocatedChunk
     {
         int firstId;
-        Chunk chunk;
+        std::shared_ptr<const Chunk> chunk; // shared with visitors
     };
 
     static quint64 nextRevision()
@@ -406,7 +437,7 @@ private:
         Row fields;
         fields.reserve(chunk.numCells(line));
         for (int cell = chunk.firstCell(line); cell < chunk.firstCell(line + 1); ++cell)
-            fields.append(chunk.field(cell));
+            csvAppend(fields, Field(chunk.field(cell)));
         return fields;
     }
 
@@ -438,12 +469,12 @@ private:
         if (row < 0 || row >= endRow || !m_order.isPlain() || !m_held.isFree(row))
             return {nullptr, 0, 0};
         const LocatedChunk &located = chunkOf(row);
-        if (!located.chunk.isSplit())
+        if (!located.chunk->isSplit())
             return {nullptr, 0, 0};
         const int line = row - located.firstId;
         const int count =
-            std::min({located.chunk.numLines() - line, endRow - row, m_held.numFree(row)});
-        return {&located.chunk, line, count};
+            std::min({located.chunk->numLines() - line, endRow - row, m_held.numFree(row)});
+        return {located.chunk.get(), line, count};
     }
 
     /// Appends the fields of a column in the lines from \p row up to \p endRow, as long as these
@@ -465,6 +496,17 @@ private:
             }
             row += lines.count;
         }
+    }
+
+    /// Appends a chunk. \p append adds its rows to the order and returns the first id.
+    template <typename Append>
+    void appendChunk(Chunk chunk, const Append &append)
+    {
+        const auto shared = std::make_shared<const Chunk>(std::move(chunk));
+        appendWhole(shared->numLines(), shared->isSplit(), [&] {
+            const int id = append(*shared);
+            m_chunks.push_back({id, shared}); // last, because it is not rolled back
+        });
     }
 
     /// Calls \p append, which adds rows, and removes these rows again when it throws.
@@ -513,6 +555,7 @@ private:
     RowStore<Row> m_held;
     RowMarks m_parsed;
     quint64 m_revision = nextRevision();
+    RowRequests m_requests;
 };
 
 } // namespace Utils

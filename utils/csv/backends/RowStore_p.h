@@ -132,6 +132,26 @@ private:
     std::vector<bool> m_marks;
 };
 
+/// Which rows were requested as lists, by id.
+class RowRequests
+{
+public:
+    /// Whether this is the first request of the row \p id.
+    bool isFirst(int id)
+    {
+        if (m_marks.isMarked(id))
+            return false;
+        m_marks.reserve(qint64(id) + 1);
+        m_marks.mark(id, id + 1);
+        return true;
+    }
+
+    void clear() { m_marks.clear(); }
+
+private:
+    RowMarks m_marks;
+};
+
 /// The order of the rows of a table: the id of each row, which never changes.
 ///
 /// As long as rows are only appended, the id of a row is its index, and nothing is stored.

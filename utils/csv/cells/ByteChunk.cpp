@@ -34,21 +34,28 @@ QByteArray ByteChunk::field(int cell) const
     return QByteArray(found.begin, found.size());
 }
 
-static int sizeToZero(const char *begin, int size)
-{
-    return static_cast<int>(qstrnlen(begin, static_cast<uint>(size)));
-}
-
 QString ByteChunk::text(int cell) const
 {
     const Span found = span(cell);
-    return QString::fromUtf8(found.begin, sizeToZero(found.begin, found.size()));
+    return QString::fromUtf8(found.begin, csvSizeToZero(found.begin, found.size()));
 }
 
 QString ByteChunk::latin1(int cell) const
 {
     const Span found = span(cell);
-    return QString::fromLatin1(found.begin, sizeToZero(found.begin, found.size()));
+    return QString::fromLatin1(found.begin, csvSizeToZero(found.begin, found.size()));
+}
+
+void ByteChunk::addCells(int line, CSVRowBuilder &row) const
+{
+    row.start(numCells(line));
+    m_index.forEachSpan(line, [&](int, int first, int last) {
+        const char *begin = m_bytes.constData() + first;
+        const char *end = m_bytes.constData() + last;
+        if (m_isSplit)
+            trimAscii(begin, end);
+        row.add(CSVRowBuilder::Bytes, m_bytes.constData(), begin, end);
+    });
 }
 
 double ByteChunk::otherNumber(const char *begin, const char *end, bool *ok)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "utils/base/DecimalParse_p.h"
+#include "utils/csv/cells/CSVRowBuilder_p.h"
 #include "utils/csv/cells/CellIndex_p.h"
 
 #include <QByteArray>
@@ -45,6 +46,9 @@ public:
             *ok = true;
         return value;
     }
+
+    /// Adds the cells of a line, which refer to the chunk.
+    void addCells(int line, CSVRowBuilder &row) const;
 
     /// Appends the text() of the cells of a line, in UTF-8, separated by \p separator.
     void appendLine(int line, char separator, QByteArray &to) const;

@@ -32,18 +32,28 @@ CSVText CSVText::fromFile(const QByteArray &bytes)
     return text;
 }
 
-QString CSVText::part(int begin, int end) const
+QString csvDecoded(const char *begin, const char *end)
 {
-    if (!isUtf8())
-        return m_text.mid(begin, end - begin);
-
     // A byte order mark within the text is a character, but Qt drops it at the start of the bytes
     // that it decodes.
     QString marks;
-    for (; startsWithMark(bytes() + begin, end - begin); begin += markSize)
+    for (; startsWithMark(begin, static_cast<int>(end - begin)); begin += markSize)
         marks += QChar(QChar::ByteOrderMark);
-    const QString text = QString::fromUtf8(bytes() + begin, end - begin);
+    const QString text = QString::fromUtf8(begin, static_cast<int>(end - begin));
     return marks.isEmpty() ? text : marks + text;
+}
+
+QString csvUtf8Text(const char *begin, const char *end)
+{
+    const auto isWide = [](char byte) { return static_cast<unsigned char>(byte) >= 0x80; };
+    const QString text = csvDecoded(begin, end);
+    const bool mayHaveBlanks = begin != end && (isWide(*begin) || isWide(end[-1]));
+    return mayHaveBlanks ? text.trimmed() : text;
+}
+
+QString CSVText::part(int begin, int end) const
+{
+    return isUtf8() ? csvDecoded(bytes() + begin, bytes() + end) : m_text.mid(begin, end - begin);
 }
 
 QString CSVText::firstLine() const

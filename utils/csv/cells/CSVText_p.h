@@ -7,6 +7,12 @@
 
 namespace Utils {
 
+/// The text of valid UTF-8. A byte order mark at its start is a character of the text.
+QString csvDecoded(const char *begin, const char *end);
+
+/// The same without white space at the ends. White space of ASCII has been removed before.
+QString csvUtf8Text(const char *begin, const char *end);
+
 /// An unchanged text, implicitly shared with the caller: code units, or the UTF-8 of a file, which
 /// takes half the memory and is decoded one cell at a time.
 class CSVText

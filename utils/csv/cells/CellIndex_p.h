@@ -70,7 +70,22 @@ public:
         return {static_cast<int>(first), static_cast<int>(first + size - 1)};
     }
 
-    /// Whether a cell contains a quote. Always false if quotes are not counted.
+    /// Calls \p visit with the number of each cell of a line, and where it begins and ends.
+    template <typename Visit>
+    void forEachSpan(int line, const Visit &visit) const
+    {
+        const int endCell = firstCell(line + 1);
+        int cell = firstCell(line);
+        for (int first = begin(cell); cell < endCell; ++cell) {
+            const int next = m_isWide ? begin(cell + 1)
+                                      : first + static_cast<quint16>(m_low[cell + 1] - m_low[cell]);
+            visit(cell, first, next - 1);
+            first = next;
+        }
+    }
+
+    /// Whether any cell, or one cell, contains a quote. Always false if quotes are not counted.
+    bool hasQuotes() const { return m_quotes.size() > 0; }
     bool hasQuote(int cell) const
     {
         return cell / wordBits < m_quotes.size() &&

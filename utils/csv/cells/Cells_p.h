@@ -2,9 +2,13 @@
 
 #include "utils/base/NumberParse_p.h"
 
+#include <QByteArray>
+#include <QList>
 #include <QString>
 
 #include <algorithm>
+#include <type_traits>
+#include <utility>
 
 // Rules that all kinds of chunks and backends share.
 
@@ -23,12 +27,31 @@ Row csvPart(const Row &row, int firstCol, int lastCol)
     return begin < end ? row.mid(begin, end - begin) : Row();
 }
 
+/// Appends \p item without a copy. QList::append() would count its references up and down, which
+/// takes as long as half of the allocation of a short text.
+template <typename Item>
+void csvAppend(QList<Item> &list, Item &&item)
+{
+    if constexpr (std::is_trivially_copyable_v<Item>) {
+        list.append(item);
+    } else {
+        list.append(Item());
+        list.last().swap(item);
+    }
+}
+
 /// A copy of \p text, or bytes, that is safe to store. Data from fromRawData() is copied deeply,
 /// because its owner may change or free it at any time.
 template <typename Text>
 Text csvToKeep(const Text &text)
 {
     return text.capacity() > 0 ? text : Text(text.constData(), text.size());
+}
+
+/// The number of the \p size bytes at \p begin before the first zero byte.
+inline int csvSizeToZero(const char *begin, int size)
+{
+    return static_cast<int>(qstrnlen(begin, static_cast<uint>(size)));
 }
 
 // Blanks
@@ -44,6 +67,8 @@ bool isAsciiBlank(Unit unit)
 template <typename Unit>
 void trimAscii(const Unit *&begin, const Unit *&end)
 {
+    if (begin == end || (*begin > ' ' && end[-1] > ' ')) // most cells
+        return;
     while (begin != end && isAsciiBlank(*begin))
         ++begin;
     while (begin != end && isAsciiBlank(end[-1]))

@@ -86,12 +86,8 @@ QString TextChunk::text(int cell) const
     const char *begin = m_text.bytes() + first;
     const char *end = m_text.bytes() + last;
     trimAscii(begin, end);
-    if (m_index.isAscii())
-        return QString::fromLatin1(begin, static_cast<int>(end - begin));
-    // White space outside ASCII is trimmed, too.
-    const QString decoded = m_text.part(static_cast<int>(begin - m_text.bytes()),
-                                        static_cast<int>(end - m_text.bytes()));
-    return decoded.trimmed();
+    return m_index.isAscii() ? QString::fromLatin1(begin, static_cast<int>(end - begin))
+                             : csvUtf8Text(begin, end);
 }
 
 /// The text of a cell with quotes. It does not depend on the cells around it.
@@ -101,6 +97,32 @@ QString TextChunk::quotedText(int cell) const
     const QString all = m_text.part(first, last);
     const QStringList items = List::safeSplit(all, m_delimiter, /*backslashQuotes=*/false);
     return items.first().trimmed();
+}
+
+void TextChunk::addCells(int line, CSVRowBuilder &row) const
+{
+    row.start(numCells(line));
+    const auto addUtf8 = [&](int, int first, int last) {
+        const char *begin = m_text.bytes() + first;
+        const char *end = m_text.bytes() + last;
+        trimAscii(begin, end);
+        row.add(CSVRowBuilder::Utf8, m_text.bytes(), begin, end);
+    };
+    if (m_isSplit && m_text.isUtf8() && !m_index.hasQuotes())
+        return m_index.forEachSpan(line, addUtf8);
+
+    m_index.forEachSpan(line, [&](int cell, int first, int last) {
+        if (!m_isSplit || m_index.hasQuote(cell)) {
+            row.add(text(cell));
+        } else if (m_text.isUtf8()) {
+            addUtf8(cell, first, last);
+        } else {
+            const QChar *begin = m_text.characters() + first;
+            const QChar *end = m_text.characters() + last;
+            trimBlanks(begin, end);
+            row.add(begin, end);
+        }
+    });
 }
 
 double TextChunk::number(int cell, bool *ok) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "utils/csv/cells/CSVRowBuilder_p.h"
 #include "utils/csv/cells/CSVText_p.h"
 #include "utils/csv/cells/CellIndex_p.h"
 
@@ -34,6 +35,9 @@ public:
     QString text(int cell) const;
     QString field(int cell) const { return text(cell); }
     double number(int cell, bool *ok) const;
+
+    /// Adds the cells of a line, which refer to the chunk.
+    void addCells(int line, CSVRowBuilder &row) const;
 
     /// Appends the cells of a line, in UTF-8, separated by \p separator.
     void appendLine(int line, const QString &separator, QByteArray &to) const;
