@@ -690,6 +690,30 @@ private Q_SLOTS:
         QCOMPARE(row, -1);
     }
 
+    void givesManyColumnsAsEachOfThem_data() { addStorages(); }
+
+    void givesManyColumnsAsEachOfThem()
+    {
+        QFETCH(int, storage);
+        const QTemporaryDir folder;
+        CSVTable table;
+        QByteArray bytes = "1.5,a,3\n\n,2{mm}\n";
+        for (int i = 0; i < 200; ++i) // more than are read at once
+            bytes += QByteArray::number(i) + ",0.5," + QByteArray::number(-i) + '\n';
+        makeTable(table, storage, folder, bytes);
+        const QList<int> cols = {2, 0, -1, 1, 9, intMax, intMin, 0};
+
+        for (const int firstRow : {0, 1, 2, 3, 100, 202, 203, 204, -1, -3, intMin, intMax}) {
+            const QList<Numbers> columns = table.colDataValues(cols, firstRow);
+
+            QCOMPARE(columns.size(), cols.size());
+            for (int i = 0; i < cols.size(); ++i)
+                QCOMPARE(columns.at(i), table.colDataValue(cols.at(i), firstRow));
+        }
+        QCOMPARE(table.colDataValues({}), QList<Numbers>());
+        QCOMPARE(table.colDataValue(2, 200), Numbers({-197, -198, -199}));
+    }
+
     // Cells without copies
 
     void visitsTheRowsOfEachStorage_data() { addStorages(); }

@@ -319,6 +319,7 @@ private Q_SLOTS:
         const Data::String blank = " ";
         const Data::String label = "name";
         const Data::String key = "c";
+        const QList<int> cols = {0, 1};
         struct Answer
         {
             Data::String text;
@@ -355,6 +356,7 @@ private Q_SLOTS:
             [](const CSVTable &table, Answer &to) { to.number = table.checksum(); },
             [](const CSVTable &, Answer &to) { to.text = CSVTable::columnLabel(700, 5); },
             [&](const CSVTable &table, Answer &to) { table.data(3, 0, to.text, to.text); },
+            [&](const CSVTable &table, Answer &to) { to.numbers = table.colDataValues(cols).value(1); },
             [](const CSVTable &table, Answer &to) { to.number = table.visit(0, -1, readAllCells); },
         };
         // clang-format on

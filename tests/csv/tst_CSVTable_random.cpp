@@ -8,6 +8,7 @@
 #include <cstring>
 #include <random>
 
+using Numbers = QList<double>;
 using Random = std::mt19937_64;
 
 static int below(Random &random, int count) { return int(random() % quint64(count)); }
@@ -47,6 +48,7 @@ struct Call
         CellValue,
         Column,
         ColumnValues,
+        ManyColumnValues,
         Parts,
         RowPart,
         RowPartValues,
@@ -188,6 +190,10 @@ static Result apply(Utils::CSVTable &table, const Call &call, const Input &input
         break;
     case Call::ColumnValues:
         result.numbers = table.colDataValue(call.col, call.row);
+        break;
+    case Call::ManyColumnValues:
+        for (const auto &column : table.colDataValues({call.col, 1, call.last, call.col}, call.row))
+            result.numbers += Numbers{double(column.size())} + column;
         break;
     case Call::Parts:
         result.texts = table.data(call.row, call.col, Data::String(call.text));

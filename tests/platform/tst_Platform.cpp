@@ -784,8 +784,8 @@ private Q_SLOTS:
         QTest::addColumn<int>("size");
         QTest::addColumn<bool>("isAsked");
 
-        QTest::newRow("8 MiB") << (8 << 20) << true;
-        QTest::newRow("a byte less") << (8 << 20) - 1 << false;
+        QTest::newRow("4 MiB") << (4 << 20) << true;
+        QTest::newRow("a byte less") << (4 << 20) - 1 << false;
     }
 
     void asksForLargePagesInLargeMemoryOnly()

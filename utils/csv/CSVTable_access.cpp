@@ -134,6 +134,11 @@ QList<double> CSVTable::colDataValue(int col, int firstRow) const
     return emptyWithoutMemory([&] { return d->current().colDataValue(col, firstRow); });
 }
 
+QList<QList<double>> CSVTable::colDataValues(const QList<int> &cols, int firstRow) const
+{
+    return emptyWithoutMemory([&] { return d->current().colDataValues(cols, firstRow); });
+}
+
 bool CSVTable::visit(int firstRow, int lastRow, const RowVisitor &visitor) const
 {
     const std::shared_ptr<CSVData> kept = d->backend; // the visitor may change the table

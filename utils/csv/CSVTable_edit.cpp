@@ -119,13 +119,14 @@ void CSVTablePrivate::sort(int col, int firstRow, bool ascending)
     cell.toDouble(&isNumeric);
     QList<int> order;
     if (cell.isEmpty() || isNumeric) {
-        QList<double> values;
-        for (int row = firstRow; row < textData->numRows(); ++row)
+        // Whole columns are fast, but leave an empty last row out, and are empty without a column.
+        QList<double> values = textData->colDataValue(col, firstRow);
+        for (int row = firstRow + values.size(); row < textData->numRows(); ++row)
             values.append(textData->dataValue(row, col, nullptr));
         order = List::indexSort(values, ascending);
     } else {
-        QStringList texts;
-        for (int row = firstRow; row < textData->numRows(); ++row)
+        QStringList texts = textData->colData(col, firstRow);
+        for (int row = firstRow + texts.size(); row < textData->numRows(); ++row)
             texts.append(textData->data(row, col));
         order = List::indexSort(texts, ascending, /*caseSensitive=*/true);
     }

@@ -198,7 +198,7 @@ std::size_t freeStack();
 
 /// Asks the system for large pages in the \p size bytes at \p memory, which the caller has
 /// allocated and is going to fill: large pages make this several times as fast. Does nothing for
-/// less than 8 MiB, and on a system without large pages for such memory.
+/// less than 4 MiB, and on a system without large pages for such memory.
 void useLargePages(void *memory, std::size_t size);
 
 } // namespace Utils::Platform

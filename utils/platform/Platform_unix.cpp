@@ -190,7 +190,7 @@ bool hasSortedSettings() { return true; }
 
 void useLargePages(void *memory, std::size_t size)
 {
-    static constexpr std::size_t least = 8 * 1024 * 1024;
+    static constexpr std::size_t least = 4 * 1024 * 1024;
     if (size < least)
         return;
     // From the start of the first page: a request for less than all pages of a large allocation

@@ -94,15 +94,22 @@ double CSVArrayData::dataValue(int row, int col, bool *ok)
 
 QStringList CSVArrayData::colData(int col, int firstRow)
 {
-    return m_rows.column<QString>(
-        col, firstRow, [this](int row) { parseRow(row); },
-        [](const QByteArray *field) { return field ? toText(*field) : QString(); }, cellText);
+    return m_rows
+        .columns<QString>(
+            {col}, firstRow, [this](int row) { parseRow(row); },
+            [](const QByteArray *field) { return field ? toText(*field) : QString(); }, cellText)
+        .first();
 }
 
 QList<double> CSVArrayData::colDataValue(int col, int firstRow)
 {
-    return m_rows.column<double>(
-        col, firstRow, [this](int row) { parseRow(row); },
+    return colDataValues({col}, firstRow).first();
+}
+
+QList<QList<double>> CSVArrayData::colDataValues(const QList<int> &cols, int firstRow)
+{
+    return m_rows.columns<double>(
+        cols, firstRow, [this](int row) { parseRow(row); },
         [](const QByteArray *field) { return field ? toNumber(*field, nullptr) : csvHoleValue(); },
         cellNumber);
 }

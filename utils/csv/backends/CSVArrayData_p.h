@@ -44,6 +44,7 @@ public:
     void removeColumn(int col) override;
     void removeRows(const QList<int> &rows) override { m_rows.remove(rows); }
     quint16 checksum(int rows) override;
+    QList<QList<double>> colDataValues(const QList<int> &cols, int firstRow) override;
     bool visit(int firstRow, int lastRow, const Visitor &visitor) override;
 
     /// Splits a row, unless that is done or it does not exist.

@@ -16,6 +16,14 @@ void CSVData::setData(int, int, const Data::String &) {}
 void CSVData::removeColumn(int) {}
 void CSVData::removeRows(const QList<int> &) {}
 
+QList<QList<double>> CSVData::colDataValues(const QList<int> &cols, int firstRow)
+{
+    QList<QList<double>> columns;
+    for (const int col : cols)
+        columns.append(colDataValue(col, firstRow));
+    return columns;
+}
+
 quint16 CSVData::checksumOf(int rows, const std::function<void(int, QByteArray &)> &appendRow) const
 {
     static const int chunkSize = 64 * 1024; // added at once

@@ -70,6 +70,9 @@ public:
     /// CSVTable::checksum() returns it.
     virtual quint16 checksum(int rows) = 0;
 
+    /// The result of colDataValue() for each of \p cols.
+    virtual QList<QList<double>> colDataValues(const QList<int> &cols, int firstRow);
+
     using Visitor = std::function<bool(const CSVRow &row)>;
 
     /// Calls \p visitor with each row from \p firstRow, which is not negative, to \p lastRow or to

@@ -76,15 +76,22 @@ double CSVStringData::dataValue(int row, int col, bool *ok)
 
 QStringList CSVStringData::colData(int col, int firstRow)
 {
-    return m_rows.column<QString>(
-        col, firstRow, [this](int row) { parseRow(row); },
-        [](const QString *field) { return field ? *field : QString(); }, cellText);
+    return m_rows
+        .columns<QString>(
+            {col}, firstRow, [this](int row) { parseRow(row); },
+            [](const QString *field) { return field ? *field : QString(); }, cellText)
+        .first();
 }
 
 QList<double> CSVStringData::colDataValue(int col, int firstRow)
 {
-    return m_rows.column<double>(
-        col, firstRow, [this](int row) { parseRow(row); },
+    return colDataValues({col}, firstRow).first();
+}
+
+QList<QList<double>> CSVStringData::colDataValues(const QList<int> &cols, int firstRow)
+{
+    return m_rows.columns<double>(
+        cols, firstRow, [this](int row) { parseRow(row); },
         [](const QString *field) { return field ? csvNumber(*field, nullptr) : csvHoleValue(); },
         cellNumber);
 }

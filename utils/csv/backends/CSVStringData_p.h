@@ -39,6 +39,7 @@ public:
     void removeColumn(int col) override { m_rows.removeColumn(col); }
     void removeRows(const QList<int> &rows) override { m_rows.remove(rows); }
     quint16 checksum(int rows) override;
+    QList<QList<double>> colDataValues(const QList<int> &cols, int firstRow) override;
     bool visit(int firstRow, int lastRow, const Visitor &visitor) override;
 
     QStringList split(const QString &line) const override;

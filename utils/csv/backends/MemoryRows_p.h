@@ -3,6 +3,10 @@
 #include "utils/csv/backends/RowStore_p.h"
 #include "utils/csv/cells/CSVRowBuilder_p.h"
 #include "utils/csv/cells/Cells_p.h"
+#include "utils/platform/Platform.h"
+
+#include <QList>
+#include <QVector>
 
 #include <algorithm>
 #include <memory>
@@ -10,54 +14,63 @@
 
 namespace Utils {
 
-/// A list of known size to which items are appended.
+/// A list to which items are appended. extend() is called before, with the number of items that
+/// follow.
 template <typename Item>
 class ListWriter
 {
 public:
-    /// \p size is the largest possible one, and at least 1.
+    static constexpr int mostAtOnce = 64; // that are appended fast
+
+    /// \p size is the largest possible one.
     explicit ListWriter(int size) { m_list.reserve(size); }
 
+    void extend(int) {}
     void append(Item item) { csvAppend(m_list, std::move(item)); }
-
-    /// The list of what was appended. Called once, at the end.
-    const QList<Item> &list() { return m_list; }
+    const QList<Item> &list() const { return m_list; }
 
 private:
     QList<Item> m_list;
 };
 
-/// The same for numbers. They are written into the memory of a list that has its full size from the
-/// start, because QList::append() takes longer than the conversion of many a number.
+/// The same for numbers. They are written into the memory of the list, because QList::append()
+/// takes longer than the conversion of many a number.
 template <>
 class ListWriter<double>
 {
 public:
+    static constexpr int mostAtOnce = 64;
+
     explicit ListWriter(int size)
     {
         static_assert(!QTypeInfo<double>::isLarge && !QTypeInfo<double>::isStatic,
                       "a QList stores numbers in one block");
         m_list.reserve(size);
-        QList<double> zeros;
-        while (zeros.size() < 128)
-            zeros.append(0.0);
-        while (size - m_list.size() > zeros.size())
+        m_room = size;
+    }
+
+    void extend(int count)
+    {
+        static const QList<double> zeros = QVector<double>(mostAtOnce, 0.0).toList();
+        const int used = m_list.size();
+        if (count == zeros.size()) {
             m_list += zeros;
-        m_list += zeros.mid(0, size - m_list.size());
-        m_next = &m_list.first();
+        } else {
+            for (int i = 0; i < count; ++i)
+                m_list.append(0.0);
+        }
+        m_next = &m_list[used];
+        if (used == 0)
+            Platform::useLargePages(m_next, static_cast<std::size_t>(m_room) * sizeof(double));
     }
 
     void append(double number) { *m_next++ = number; }
-
-    const QList<double> &list()
-    {
-        m_list.erase(m_list.begin() + static_cast<int>(m_next - &m_list.first()), m_list.end());
-        return m_list;
-    }
+    const QList<double> &list() const { return m_list; }
 
 private:
     QList<double> m_list;
-    double *m_next;
+    int m_room;
+    double *m_next = nullptr;
 };
 
 /// The rows of a table in memory: the common part of the backends for text and for bytes.
@@ -212,25 +225,57 @@ public:
         return results;
     }
 
-    /// The same for a column from \p firstRow on, as CSVData::colData() returns it. \p parse is
+    /// The same for columns from \p firstRow on, each as CSVData::colData() returns it. \p parse is
     /// called with each row before the row is read.
     template <typename Result, typename Parse, typename OnField, typename OnCell>
-    QList<Result> column(int col, int firstRow, const Parse &parse, const OnField &onField,
-                         const OnCell &onCell) const
+    QList<QList<Result>> columns(const QList<int> &cols, int firstRow, const Parse &parse,
+                                 const OnField &onField, const OnCell &onCell) const
     {
-        if (col < 0 || firstRow < -csvReach || firstRow >= size())
-            return {};
-
+        // A negative column splits no row.
+        const bool hasRows =
+            firstRow >= -csvReach && firstRow < size() &&
+            std::any_of(cols.begin(), cols.end(), [](int col) { return col >= 0; });
         const int lastRow = size() - 1;
-        ListWriter<Result> results(lastRow - firstRow + 1);
-        for (int row = firstRow; row <= lastRow; ++row) {
-            row = appendLines(row, lastRow, col, results, onField, onCell);
+        std::vector<ListWriter<Result>> results;
+        results.reserve(static_cast<std::size_t>(cols.size()));
+        for (const int col : cols)
+            results.emplace_back(hasRows && col >= 0 ? lastRow - firstRow + 1 : 0);
+        const auto forEachColumn = [&](const auto &append) {
+            for (std::size_t i = 0; i < results.size(); ++i) {
+                const int col = cols.at(static_cast<int>(i));
+                if (col >= 0)
+                    append(col, results[i]);
+            }
+        };
+
+        // All columns of some lines, then those of the next lines: the processor's cache holds the
+        // text of so many lines.
+        for (int row = hasRows ? firstRow : size(); row <= lastRow;) {
+            const int count = std::min(lastRow - row, ListWriter<Result>::mostAtOnce);
+            const Lines lines = linesFrom(row, row + count);
+            if (lines.count > 0) {
+                forEachColumn([&](int col, ListWriter<Result> &to) {
+                    to.extend(lines.count);
+                    appendLines(lines, col, to, onField, onCell);
+                });
+                row += lines.count;
+                continue;
+            }
             parse(row);
             if (row == lastRow && (!has(row) || isBlank(row)))
                 break;
-            results.append(has(row) ? visitField(row, col, onField, onCell) : onField(nullptr));
+            forEachColumn([&](int col, ListWriter<Result> &to) {
+                to.extend(1);
+                to.append(has(row) ? visitField(row, col, onField, onCell) : onField(nullptr));
+            });
+            ++row;
         }
-        return results.list();
+
+        QList<QList<Result>> lists;
+        lists.reserve(cols.size());
+        for (const ListWriter<Result> &each : results)
+            lists.append(each.list());
+        return lists;
     }
 
     /// Calls \p visitor with the rows from \p firstRow to \p lastRow, as CSVData::visit() does.
@@ -477,24 +522,17 @@ private:
         return {located.chunk.get(), line, count};
     }
 
-    /// Appends the fields of a column in the lines from \p row up to \p endRow, as long as these
-    /// are split and have not moved. Returns the row after them.
+    /// Appends the fields of a column in these lines.
     template <typename Results, typename OnField, typename OnCell>
-    int appendLines(int row, int endRow, int col, Results &results, const OnField &onField,
-                    const OnCell &onCell) const
+    static void appendLines(const Lines &lines, int col, Results &results, const OnField &onField,
+                            const OnCell &onCell)
     {
-        while (true) {
-            const Lines lines = linesFrom(row, endRow);
-            if (lines.count == 0)
-                return row;
-            const Chunk &chunk = *lines.chunk;
-            int first = chunk.firstCell(lines.first);
-            for (int line = lines.first; line < lines.first + lines.count; ++line) {
-                const int next = chunk.firstCell(line + 1);
-                results.append(col < next - first ? onCell(chunk, first + col) : onField(nullptr));
-                first = next;
-            }
-            row += lines.count;
+        const Chunk &chunk = *lines.chunk;
+        int first = chunk.firstCell(lines.first);
+        for (int line = lines.first; line < lines.first + lines.count; ++line) {
+            const int next = chunk.firstCell(line + 1);
+            results.append(col < next - first ? onCell(chunk, first + col) : onField(nullptr));
+            first = next;
         }
     }
 

@@ -1,6 +1,5 @@
 #include "utils/csv/cells/TextChunk_p.h"
 
-#include "utils/base/DecimalParse_p.h"
 #include "utils/csv/cells/Cells_p.h"
 #include "utils/text/List.h"
 
@@ -125,7 +124,8 @@ void TextChunk::addCells(int line, CSVRowBuilder &row) const
     });
 }
 
-double TextChunk::number(int cell, bool *ok) const
+/// Parses a cell that number() does not parse fast.
+double TextChunk::otherNumber(int cell, bool *ok) const
 {
     const auto [first, last] = m_index.span(cell);
     double value = 0.0;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "utils/base/DecimalParse_p.h"
 #include "utils/csv/cells/CSVRowBuilder_p.h"
 #include "utils/csv/cells/CSVText_p.h"
 #include "utils/csv/cells/CellIndex_p.h"
@@ -34,7 +35,17 @@ public:
     bool isEmpty(int cell) const;
     QString text(int cell) const;
     QString field(int cell) const { return text(cell); }
-    double number(int cell, bool *ok) const;
+    double number(int cell, bool *ok) const
+    {
+        const CellIndex::Span place = m_index.span(cell);
+        double value = 0.0;
+        if (place.end < decimalReach || !m_text.isUtf8() ||
+            !parseDecimal(m_text.bytes() + place.begin, m_text.bytes() + place.end, value))
+            return otherNumber(cell, ok);
+        if (ok)
+            *ok = true;
+        return value;
+    }
 
     /// Adds the cells of a line, which refer to the chunk.
     void addCells(int line, CSVRowBuilder &row) const;
@@ -45,6 +56,7 @@ public:
 private:
     bool isAsIs(int line) const;
     QString quotedText(int cell) const;
+    double otherNumber(int cell, bool *ok) const;
 
     CSVText m_text;
     CellIndex m_index;
