@@ -82,6 +82,11 @@ private Q_SLOTS:
             fill(units, wanted, random);
             QCOMPARE(Utils::SimdUnits<ushort>(units).equalTo(wanted),
                      Utils::PlainUnits<ushort>(units).equalTo(wanted));
+            for (ushort &unit : units)
+                unit &= 0x7f;
+            units[random() % 64] = static_cast<ushort>(1 << random() % 16);
+            QCOMPARE(Utils::SimdUnits<ushort>(units).anyWide() != 0,
+                     Utils::PlainUnits<ushort>(units).anyWide() != 0);
         }
 #endif
     }

@@ -2,6 +2,7 @@
 
 #include "utils/text/List.h"
 
+#include <QRegExp>
 #include <QtTest>
 
 #include <random>
@@ -104,6 +105,54 @@ private Q_SLOTS:
                 const QByteArray message = "seed " + QByteArray::number(seed);
                 QVERIFY2(linesOf(ofBytes, text) == expected, message);
                 QVERIFY2(linesOf(ofText, text) == expected, message);
+            }
+        }
+    }
+
+    void findsCellsBetweenBlanks_data()
+    {
+        QTest::addColumn<QStringList>("pieces");
+        QTest::addColumn<bool>("isAscii");
+
+        const QStringList ascii = {" ", " ", "\t", "\r", "\v", "\f", "\n", "a", "1.5", ",", "\x1c"};
+        QTest::newRow("of ASCII") << ascii << true;
+        QTest::newRow("of all kinds")
+            << ascii + QStringList{QChar(0xa0),   QChar(0x85),   QChar(0x3000),
+                                   QChar(0x2028), QChar(0x200b), "\u00e9"}
+            << false;
+    }
+
+    void findsCellsBetweenBlanks()
+    {
+        QFETCH(QStringList, pieces);
+        QFETCH(bool, isAscii);
+        const QRegExp blanks("\\s+");
+
+        for (unsigned seed = 0; seed < 2000; ++seed) {
+            std::mt19937 random(seed);
+            QString text;
+            for (unsigned i = random() % 300; i > 0; --i)
+                text +=
+                    pieces.at(static_cast<int>(random() % static_cast<unsigned>(pieces.size())));
+            QList<QStringList> expected;
+            for (const QString &line : text.split(QLatin1Char('\n')))
+                expected.append(line.split(blanks));
+            const auto trimmed = [&](const CellIndex &index) {
+                QList<QStringList> lines = linesOf(index, text);
+                for (QStringList &line : lines) {
+                    for (QString &cell : line)
+                        cell = cell.trimmed();
+                }
+                return lines;
+            };
+            const QByteArray message = "seed " + QByteArray::number(seed);
+
+            QVERIFY2(trimmed(CellIndex::betweenBlanks(text.utf16(), text.size())) == expected,
+                     message);
+            if (isAscii) {
+                const QByteArray bytes = text.toLatin1();
+                const auto index = CellIndex::betweenBlanks(bytes.constData(), bytes.size());
+                QVERIFY2(trimmed(index) == expected, message);
             }
         }
     }

@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+#include <type_traits>
+
 // The only file that determines whether the processor has vector instructions. Code that uses them
 // tests KELMUTILS_SSE2 and has a scalar variant beside them. With the build option KELMUTILS_SCALAR
 // only the scalar variants are compiled.
@@ -38,8 +40,11 @@ public:
     /// The bytes that are not ASCII.
     quint64 wide() const { return atLeast(0x80); }
 
-    /// Nonzero if any byte is not ASCII, or if any byte is zero, respectively.
-    unsigned anyWide() const { return wide() != 0; }
+    /// Nonzero if any unit is not ASCII, or if any unit is zero, respectively.
+    unsigned anyWide() const
+    {
+        return collect([](Unit unit) { return std::make_unsigned_t<Unit>(unit) >= 0x80; }) != 0;
+    }
     unsigned anyZero() const { return equalTo(0) != 0; }
 
 private:
@@ -138,6 +143,16 @@ public:
             return static_cast<quint64>(static_cast<unsigned>(_mm_movemask_epi8(both)));
         };
         return bits(0) | bits(2) << 16 | bits(4) << 32 | bits(6) << 48;
+    }
+
+    unsigned anyWide() const
+    {
+        __m128i all = m_parts[0];
+        for (int i = 1; i < 8; ++i)
+            all = _mm_or_si128(all, m_parts[i]);
+        const __m128i isNarrow = _mm_cmpeq_epi16(
+            _mm_and_si128(all, _mm_set1_epi16(static_cast<short>(0xff80))), _mm_setzero_si128());
+        return static_cast<unsigned>(_mm_movemask_epi8(isNarrow)) ^ 0xffffU;
     }
 
 private:

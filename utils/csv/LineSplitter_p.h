@@ -30,6 +30,9 @@ public:
     /// The same with quotes.
     bool isSingleQuoted() const { return m_way == Quoted && isCharacter(); }
 
+    /// Whether lines are split at runs of white space.
+    bool isBlanks() const { return m_way == Blanks; }
+
     QChar character() const { return m_delimiters.first().at(0); }
 
 private:

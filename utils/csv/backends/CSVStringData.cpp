@@ -123,13 +123,20 @@ void CSVStringData::appendOrThrow(const CSVText &text, bool parseNow, Progress *
 
     const LineSplitter splitter(delimiters, quoted);
     const bool isSingle = splitter.isSingle() || splitter.isSingleQuoted();
-    if (!isSingle || (text.isUtf8() && splitter.character() > QChar(0x7f))) {
+    if (splitter.isBlanks()) {
+        appendAll(TextChunk::betweenBlanks(text), progress, label);
+    } else if (!isSingle || (text.isUtf8() && splitter.character() > QChar(0x7f))) {
         appendSplit(text.isUtf8() ? CSVText(text.toString()) : text, splitter, progress, label);
-        return;
+    } else {
+        const CellIndex::Quotes quotes =
+            splitter.isSingle() ? CellIndex::Ignored : CellIndex::Counted;
+        appendAll(TextChunk(text, splitter.character(), quotes), progress, label);
     }
+}
 
-    TextChunk chunk(text, splitter.character(),
-                    splitter.isSingle() ? CellIndex::Ignored : CellIndex::Counted);
+/// Appends the lines of a chunk that are not comments, and reports all of its lines.
+void CSVStringData::appendAll(TextChunk chunk, Progress *progress, const Data::String &label)
+{
     const int count = chunk.numLines();
     if (progress) {
         progress->setMaxSteps(count);

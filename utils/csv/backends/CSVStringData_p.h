@@ -64,6 +64,7 @@ private:
                        const Data::String &label);
     void appendSplit(const CSVText &text, const LineSplitter &splitter, Progress *progress,
                      const Data::String &label);
+    void appendAll(TextChunk chunk, Progress *progress, const Data::String &label);
     void appendChunk(TextChunk chunk);
 
     MemoryRows<QStringList, TextChunk> m_rows;

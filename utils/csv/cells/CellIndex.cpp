@@ -51,21 +51,43 @@ CellIndex::CellIndex(const ushort *text, int size, ushort delimiter, Quotes quot
     find(text, size, delimiter, quotes);
 }
 
+CellIndex CellIndex::betweenBlanks(const char *text, int size)
+{
+    CellIndex index;
+    index.findAll([&] { index.findBlanks(text, size); });
+    return index;
+}
+
+CellIndex CellIndex::betweenBlanks(const ushort *text, int size)
+{
+    CellIndex index;
+    index.findAll([&] { index.findBlanks(text, size); });
+    return index;
+}
+
 template <typename Unit>
 void CellIndex::find(const Unit *text, int size, Unit delimiter, Quotes quotes)
 {
-    const auto findAll = [&] {
+    findAll([&] {
         if (quotes == Counted)
             findQuoted(text, size, delimiter);
         else
-            findPlain(text, size, delimiter);
-    };
-    findAll();
+            findPlain(text, size, [delimiter](const Units<Unit> &units, quint32) {
+                return units.equalTo(delimiter);
+            });
+    });
+}
+
+/// Calls \p find, which finds all cells, and again if a block is too long.
+template <typename Find>
+void CellIndex::findAll(const Find &find)
+{
+    find();
     if (!m_isTooLong)
         return;
     *this = CellIndex();
     m_isWide = true;
-    findAll();
+    find();
 }
 
 int CellIndex::mostCells(int line, int count) const
@@ -184,19 +206,53 @@ void CellIndex::addQuote(int cell)
     m_quotes[cell / wordBits] |= quint32(1) << cell % wordBits;
 }
 
-template <typename Unit>
-void CellIndex::findPlain(const Unit *text, int size, Unit delimiter)
+/// \p separators returns those of 64 units and their position.
+template <typename Unit, typename Separators>
+void CellIndex::findPlain(const Unit *text, int size, Separators separators)
 {
     start(size);
     unsigned wide = 0;
     forEachUnits(text, size, [&](const Units<Unit> &units, quint32 from, quint64 counted) {
         const quint64 feeds = units.equalTo('\n') & counted;
-        const quint64 ends = (units.equalTo(delimiter) & counted) | feeds;
+        const quint64 ends = (separators(units, from) & counted) | feeds;
         wide |= anyWide(units);
         appendCells(ends, feeds, from);
     });
     m_isAscii = wide == 0;
     finish(size);
+}
+
+/// The white space among 64 units from \p text on, of which \p size or more exist.
+static quint64 blanksOf(const Units<char> &bytes, const char *, int)
+{
+    return bytes.equalTo(' ') | (bytes.atLeast('\t') & ~bytes.atLeast('\r' + 1));
+}
+
+static quint64 blanksOf(const Units<ushort> &units, const ushort *text, int size)
+{
+    quint64 blanks = 0;
+    if (units.anyWide() == 0) {
+        for (const ushort blank : {' ', '\t', '\n', '\v', '\f', '\r'})
+            blanks |= units.equalTo(blank);
+        return blanks;
+    }
+    for (int i = 0; i < std::min(size, Units<ushort>::length); ++i)
+        blanks |= quint64(QChar(text[i]).isSpace()) << i;
+    return blanks;
+}
+
+template <typename Unit>
+void CellIndex::findBlanks(const Unit *text, int size)
+{
+    quint64 last = 0; // whether the last unit is white space
+    findPlain(text, size, [&](const Units<Unit> &units, quint32 from) {
+        // A line feed ends a line, also within a run.
+        const quint64 blanks =
+            blanksOf(units, text + from, size - static_cast<int>(from)) & ~units.equalTo('\n');
+        const quint64 first = blanks & ~(blanks << 1 | last);
+        last = blanks >> 63;
+        return first;
+    });
 }
 
 /// Whether a piece begins with a quote and ends with another one.

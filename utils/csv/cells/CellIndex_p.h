@@ -38,6 +38,11 @@ public:
     CellIndex(const char *text, int size, char delimiter, Quotes quotes);
     CellIndex(const ushort *text, int size, ushort delimiter, Quotes quotes);
 
+    /// The cells between runs of white space, which must be of ASCII in a text of bytes. The first
+    /// character of a run separates; the others belong to the next cell and are to be trimmed.
+    static CellIndex betweenBlanks(const char *text, int size);
+    static CellIndex betweenBlanks(const ushort *text, int size);
+
     /// Each line as one cell.
     template <typename Unit>
     static CellIndex ofLines(const Unit *text, int size)
@@ -105,10 +110,14 @@ private:
         return first + static_cast<quint16>(m_low[cell] - first);
     }
 
+    template <typename Find>
+    void findAll(const Find &find);
     template <typename Unit>
     void find(const Unit *text, int size, Unit delimiter, Quotes quotes);
+    template <typename Unit, typename Separators>
+    void findPlain(const Unit *text, int size, Separators separators);
     template <typename Unit>
-    void findPlain(const Unit *text, int size, Unit delimiter);
+    void findBlanks(const Unit *text, int size);
     template <typename Unit>
     void findQuoted(const Unit *text, int size, Unit delimiter);
     template <typename Unit>

@@ -39,6 +39,22 @@ TextChunk::TextChunk(const CSVText &text, QChar delimiter, Quotes quotes)
       m_isSplit(true)
 {}
 
+TextChunk::TextChunk(const CSVText &text, CellIndex index)
+    : m_text(text), m_index(std::move(index)), m_isSplit(true)
+{}
+
+TextChunk TextChunk::betweenBlanks(const CSVText &text)
+{
+    if (text.isUtf8()) {
+        CellIndex index = CellIndex::betweenBlanks(text.bytes(), text.size());
+        // White space outside ASCII is more than one byte.
+        return index.isAscii() ? TextChunk(text, std::move(index))
+                               : betweenBlanks(CSVText(text.toString()));
+    }
+    const auto *const units = reinterpret_cast<const ushort *>(text.characters());
+    return TextChunk(text, CellIndex::betweenBlanks(units, text.size()));
+}
+
 QString TextChunk::line(int line) const
 {
     return m_text.part(m_index.begin(firstCell(line)), m_index.end(firstCell(line + 1) - 1));

@@ -19,6 +19,9 @@ public:
     /// The cells between delimiters, trimmed. For UTF-8 the delimiter must be ASCII.
     TextChunk(const CSVText &text, QChar delimiter, Quotes quotes);
 
+    /// The cells between runs of white space.
+    static TextChunk betweenBlanks(const CSVText &text);
+
     bool isSplit() const { return m_isSplit; }
     int numLines() const { return m_index.numLines(); }
     int numCells(int line) const { return m_index.numCells(line); }
@@ -54,13 +57,15 @@ public:
     void appendLine(int line, const QString &separator, QByteArray &to) const;
 
 private:
+    TextChunk(const CSVText &text, CellIndex index);
+
     bool isAsIs(int line) const;
     QString quotedText(int cell) const;
     double otherNumber(int cell, bool *ok) const;
 
     CSVText m_text;
     CellIndex m_index;
-    QChar m_delimiter;
+    QString m_delimiter; // "" for white space
     bool m_isSplit;
 };
 
