@@ -2,6 +2,7 @@
 
 #include "utils/base/Simd_p.h"
 
+#include <QChar>
 #include <QtAlgorithms>
 
 #include <algorithm>

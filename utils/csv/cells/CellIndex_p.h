@@ -2,6 +2,8 @@
 
 #include "utils/csv/cells/NumberBuffer_p.h"
 
+#include <QtGlobal>
+
 namespace Utils {
 
 template <typename Unit>
