@@ -14,12 +14,14 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <numeric>
 #include <vector>
 
 #include <csv.h>
 #include <fast_float/fast_float.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 using benchmark::State;
@@ -229,19 +231,28 @@ static void loadBytesByLibcsv(State &state, const Input &input)
     measurePeak(state, 0.0, load);
 }
 
-/// Memory that is not cleared, unlike that of a vector.
+/// Memory straight from the system: that of malloc() may be warm from an earlier round.
 class FreshBytes
 {
 public:
     explicit FreshBytes(std::size_t size)
-        : m_bytes(static_cast<char *>(std::malloc(size)), std::free), m_size(size)
-    {}
-    char *data() { return m_bytes.get(); }
+        : m_bytes(static_cast<char *>(
+              mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))),
+          m_size(size)
+    {
+        if (m_bytes == MAP_FAILED)
+            throw std::bad_alloc();
+    }
+    FreshBytes(const FreshBytes &) = delete;
+    FreshBytes &operator=(const FreshBytes &) = delete;
+    ~FreshBytes() { munmap(m_bytes, m_size); }
+
+    char *data() { return m_bytes; }
     std::size_t size() const { return m_size; }
 
 private:
-    std::unique_ptr<char, decltype(&std::free)> m_bytes;
-    std::size_t m_size;
+    char *const m_bytes;
+    const std::size_t m_size;
 };
 
 static void loadByReading(State &state, const Input &input)
