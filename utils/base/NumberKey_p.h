@@ -23,15 +23,17 @@ inline double fromBits(quint64 bits)
     return value;
 }
 
-/// An integer with the order of \p value: the keys ascend without a gap from -infinity over -0.0
-/// and 0.0 to infinity. The keys of all NaNs follow.
-inline quint64 keyOf(double value)
+/// The key of the number with these \p bits, see keyOf().
+inline quint64 keyOfBits(quint64 bits)
 {
-    const quint64 bits = bitsOf(value);
     const quint64 ordered = bits & signBit ? ~bits : bits | signBit;
     // NaNs with a sign are before all numbers here. The subtraction wraps them around to the end.
     return ordered - firstKey;
 }
+
+/// An integer with the order of \p value: the keys ascend without a gap from -infinity over -0.0
+/// and 0.0 to infinity. The keys of all NaNs follow.
+inline quint64 keyOf(double value) { return keyOfBits(bitsOf(value)); }
 
 inline double fromKey(quint64 key)
 {

@@ -14,28 +14,16 @@ namespace Utils {
 // For fewer elements the counting of a radix sort costs more than it saves.
 constexpr std::ptrdiff_t shortRange = 1000;
 
-template <int mostDigits, typename Element>
-void sortByKey(Element *start, Element *end, Element *spare, quint64 differences);
-
 /// Sorts the elements from \p start to \p end by their `quint64 sortKey() const`. Elements with
 /// equal keys keep their order, which must already be the order of operator<(). That operator
 /// compares the keys first. \p spare has room for the same number of elements.
 ///
-/// Sorts by at most \p mostDigits digits of 11 bits, and then each run of elements that these
-/// digits do not distinguish. The more elements there are, the more digits are needed to
-/// distinguish nearly all of them.
-template <int mostDigits, typename Element>
+/// Sorts by at most \p mostDigits digits of \p digitBits bits, and then each run of elements that
+/// these digits do not distinguish. The more elements there are, the more digits are needed to
+/// distinguish nearly all of them. Longer digits need fewer passes, but the passes take longer when
+/// the elements do not fit into the caches: with 11 bits twice as long as with 10.
+template <int mostDigits, int digitBits, typename Element>
 void sortByKey(Element *start, Element *end, Element *spare)
-{
-    quint64 differences = 0;
-    for (const Element *element = start; element != end; ++element)
-        differences |= element->sortKey() ^ start->sortKey();
-    sortByKey<mostDigits>(start, end, spare, differences);
-}
-
-/// The same when the bits in which keys differ are known.
-template <int mostDigits, typename Element>
-void sortByKey(Element *start, Element *end, Element *spare, quint64 differences)
 {
     if (end - start < shortRange) {
         std::sort(start, end);
@@ -44,7 +32,9 @@ void sortByKey(Element *start, Element *end, Element *spare, quint64 differences
 
     // Sorts by the highest bits in which keys differ, divided into digits, the lowest digit first.
     // Each pass is stable. Sorting by the bits below them as well takes twice the time.
-    constexpr int digitBits = 11;
+    quint64 differences = 0;
+    for (const Element *element = start; element != end; ++element)
+        differences |= element->sortKey() ^ start->sortKey();
     constexpr std::size_t mask = (1u << digitBits) - 1;
     const int bits = 64 - static_cast<int>(qCountLeadingZeroBits(differences));
     const int lowest = std::max(0, bits - mostDigits * digitBits);
@@ -78,7 +68,8 @@ void sortByKey(Element *start, Element *end, Element *spare, quint64 differences
         while (runEnd != end && (runEnd->sortKey() ^ run->sortKey()) >> lowest == 0)
             ++runEnd;
         if (runEnd - run > 1)
-            sortByKey<mostDigits>(run, runEnd, spare); // fewer bits each time, so not deep
+            sortByKey<mostDigits, digitBits>(run, runEnd,
+                                             spare); // fewer bits each time, so not deep
         run = runEnd;
     }
 }

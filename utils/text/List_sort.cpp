@@ -180,7 +180,7 @@ static QList<int> sortedNumbers(const Values &values, bool ascending)
         QuickSort(isOdd, relation).sort(items);
     } else if (!isSorted) {
         const Items spare(items.size);
-        sortByKey<3>(items.begin(), items.end(), spare.begin());
+        sortByKey<3, 11>(items.begin(), items.end(), spare.begin());
     }
     return positions(items, ascending);
 }
@@ -315,7 +315,7 @@ private:
         const int shared = sharedUnits(range);
         for (Item *item = range.start; item != range.end; ++item)
             item->key = text(*item).key(shared);
-        sortByKey<3>(range.start, range.end, m_spare.begin());
+        sortByKey<3, 11>(range.start, range.end, m_spare.begin());
 
         const int nextDepth = shared + Text<Unit>::unitsOfKey;
         for (Item *run = range.start; run != range.end;) {
@@ -338,7 +338,7 @@ private:
             return run;
         for (Item *item = run; item != runEnd; ++item)
             item->key = static_cast<quint64>(std::min(text(*item).size, depth + 1));
-        sortByKey<3>(run, runEnd, m_spare.begin());
+        sortByKey<3, 11>(run, runEnd, m_spare.begin());
         return std::find_if_not(run, runEnd, ends);
     }
 

@@ -13,51 +13,40 @@ namespace Utils {
 
 namespace {
 
-/// The key of a number, stored in the memory of that number. It is never read as a double, because
-/// not every processor preserves all bits of one.
-struct StoredKey
+/// A number in the memory of a double. It is never read as one, because not every processor
+/// preserves all bits of a double.
+struct StoredNumber
 {
-    char bytes[sizeof(quint64)];
+    char bytes[sizeof(double)];
 
     quint64 sortKey() const
     {
-        quint64 key;
-        std::memcpy(&key, bytes, sizeof key);
-        return key;
+        quint64 bits;
+        std::memcpy(&bits, bytes, sizeof bits);
+        return keyOfBits(bits);
     }
 
-    bool operator<(const StoredKey &other) const { return sortKey() < other.sortKey(); }
+    bool operator<(const StoredNumber &other) const { return sortKey() < other.sortKey(); }
 };
 
 } // namespace
 
 /// Sorts numbers by their keys. Different values have different keys, so every algorithm yields the
-/// same result to the last bit.
+/// same result to the last bit. The keys are computed in each pass, which takes less time than two
+/// more passes that convert the numbers to keys and back.
 static void sortNumbers(QVector<double> &numbers)
 {
-    const auto isBefore = [](double left, double right) { return keyOf(left) < keyOf(right); };
-    double *const begin = numbers.data();
-    double *const end = begin + numbers.size();
-    if (std::is_sorted(begin, end, isBefore))
+    auto *const begin = reinterpret_cast<StoredNumber *>(numbers.data());
+    auto *const end = begin + numbers.size();
+    if (std::is_sorted(begin, end))
         return;
 
-    const std::unique_ptr<StoredKey[]> spare(
-        new (std::nothrow) StoredKey[static_cast<std::size_t>(numbers.size())]);
-    if (!spare) {
-        std::sort(begin, end, isBefore);
-        return;
-    }
-    auto *const keys = reinterpret_cast<StoredKey *>(begin);
-    const quint64 first = keyOf(*begin);
-    quint64 differences = 0;
-    for (double *number = begin; number != end; ++number) {
-        const quint64 key = keyOf(*number);
-        differences |= key ^ first;
-        std::memcpy(number, &key, sizeof key);
-    }
-    sortByKey<4>(keys, keys + numbers.size(), spare.get(), differences);
-    for (int i = 0; i < numbers.size(); ++i)
-        begin[i] = fromKey(keys[i].sortKey());
+    const std::unique_ptr<StoredNumber[]> spare(
+        new (std::nothrow) StoredNumber[static_cast<std::size_t>(numbers.size())]);
+    if (spare)
+        sortByKey<4, 10>(begin, end, spare.get());
+    else
+        std::sort(begin, end);
 }
 
 static QVector<double> reduced(const Selection &selection)
