@@ -5,7 +5,6 @@
 #include "utils/text/Statistics.h"
 
 #include <gsl/gsl_histogram.h>
-#include <gsl/gsl_sort.h>
 #include <gsl/gsl_statistics_double.h>
 
 #include <QVector>
@@ -13,6 +12,7 @@
 #include <algorithm>
 #include <cstring>
 #include <random>
+#include <vector>
 
 using benchmark::State;
 using Utils::Statistics;
@@ -60,11 +60,11 @@ static quint64 readAll(const QVector<double> &numbers)
     return sums[0] + sums[1] + sums[2] + sums[3];
 }
 
-static double medianByGsl(QVector<double> &reduced)
+/// Reorders its numbers, so it takes a copy, as whoever keeps a column has to.
+static double medianByGsl(const QVector<double> &reduced)
 {
-    gsl_sort(reduced.data(), 1, static_cast<size_t>(reduced.size()));
-    return gsl_stats_median_from_sorted_data(reduced.constData(), 1,
-                                             static_cast<size_t>(reduced.size()));
+    std::vector<double> copy(reduced.begin(), reduced.end());
+    return gsl_stats_median(copy.data(), 1, copy.size());
 }
 
 /// Takes a fresh copy for each call, outside of the time that is measured.
@@ -125,9 +125,9 @@ int main(int argc, char **argv)
         },
         read);
     addPair(
-        "median", "beside gsl_sort and its median", 0.35,
+        "median", "beside gsl_stats_median of a copy", 0.20,
         [&](State &state) { measure(state, [&] { return Statistics::median(column(numbers)); }); },
-        [&](State &state) { measureOnCopy(state, numbers, medianByGsl); });
+        [&](State &state) { measure(state, [&] { return medianByGsl(reduced); }); });
     addPair(
         "histogram of 100 bins", "beside gsl_histogram", 0.45,
         [&](State &state) { measure(state, [&] { return histogramOurs(numbers); }); },

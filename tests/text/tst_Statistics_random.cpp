@@ -1,5 +1,6 @@
 #include "utils/text/Statistics.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Exact.h"
 
 #include <QtTest>
@@ -465,6 +466,83 @@ private Q_SLOTS:
             QCOMPARE(exact(found), exact(five));
             QCOMPARE(exact(Statistics::median(column(numbers), indices)), exact(five[2]));
         }
+    }
+
+    void selectsFromColumnsThatMisleadItsSample_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<double>("odd"); // the value where the sample is taken
+
+        QTest::newRow("smaller") << 70000 << -1.0;
+        QTest::newRow("larger") << 70000 << 1e9;
+        QTest::newRow("a hole") << 70000 << hole;
+        QTest::newRow("larger than a hole") << 70000 << 1e301;
+        QTest::newRow("NaN") << 70000 << NaN;
+        QTest::newRow("NaN with a sign") << 70000 << -NaN;
+        QTest::newRow("infinity") << 70000 << infinity;
+        QTest::newRow("-infinity") << 70000 << -infinity;
+        QTest::newRow("smaller, in many") << 600000 << -1.0;
+        QTest::newRow("a hole, in many") << 600000 << hole;
+    }
+
+    void selectsFromColumnsThatMisleadItsSample()
+    {
+        QFETCH(int, size);
+        QFETCH(double, odd);
+        Columns columns(5);
+        Numbers numbers = columns.column("uniform", size, 0.0);
+        // The positions that the library takes as its sample.
+        const int stretch = size / std::min(1 << 15, size / 16);
+        quint32 random = 1;
+        for (int first = 0; first <= size - stretch; first += stretch) {
+            random = random * 1664525u + 1013904223u;
+            numbers[first + static_cast<int>((quint64(random) * quint32(stretch)) >> 32)] = odd;
+        }
+
+        Numbers found(5);
+        Statistics::quartiles(column(numbers), found[0], found[1], found[2], found[3], found[4]);
+
+        const Numbers five = plainQuartiles(plainSort(withoutHoles(numbers)));
+        QCOMPARE(exact(found), exact(five));
+        QCOMPARE(exact(Statistics::median(column(numbers))), exact(five[2]));
+    }
+
+    void selectsWithoutMemory_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<int>("size");
+        for (const char *kind : {"normal", "two values", "equal", "any bits", "with NaN", "zeros"})
+        {
+            for (const int size : {1, 1000, 70000})
+                QTest::addRow("%d, %s", size, kind) << kind << size;
+        }
+    }
+
+    void selectsWithoutMemory()
+    {
+        QFETCH(QString, kind);
+        QFETCH(int, size);
+        const Numbers numbers = Columns(6).column(kind, size, size == 1 ? 0.0 : 0.05);
+        const Numbers five = plainQuartiles(plainSort(withoutHoles(numbers)));
+
+        int failures = 0;
+        for (bool hasFailed = true; hasFailed; ++failures) {
+            for (const auto mode : {FailingMemory::Once, FailingMemory::FromThenOn}) {
+                double found[6];
+                FailingMemory memory(failures, mode);
+                Statistics::quartiles(column(numbers), found[0], found[1], found[2], found[3],
+                                      found[4]);
+                hasFailed = memory.hasFailed();
+                memory.end();
+                FailingMemory memoryOfMedian(failures, mode);
+                found[5] = Statistics::median(column(numbers));
+                memoryOfMedian.end();
+
+                QCOMPARE(exact(Numbers(found, found + 5)), exact(five));
+                QCOMPARE(exact(found[5]), exact(five[2]));
+            }
+        }
+        QVERIFY(failures > 1);
     }
 
     void countsInBinsAsInOrder_data() { addKinds(); }
