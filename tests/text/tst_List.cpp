@@ -1,5 +1,6 @@
 #include "utils/text/List.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Limits.h"
 #include "tests/support/Print.h"
 
@@ -1156,6 +1157,26 @@ private Q_SLOTS:
             QCOMPARE(List::mergeIndexList(a, b), Plainly::mergeIndexList(a, b));
             QCOMPARE(List::applyIndexList(a, b), Plainly::applyIndexList(a, b));
             QCOMPARE(merged, plainlyMerged);
+        }
+    }
+
+    void takesMemoryForTheResultOnlyWhenNumbersAreSorted()
+    {
+        QVector<double> values;
+        for (int i = 0; i < 100000; ++i)
+            values.append(i / 3);
+        const int resultBytes = values.size() * static_cast<int>(sizeof(void *));
+
+        FailingMemory memory(resultBytes + 1000, FailingMemory::Larger);
+        const Numbers ascending = List::indexSort(values, true);
+        const Numbers descending = List::indexSort(values, false);
+        memory.end();
+
+        QVERIFY(!memory.hasFailed());
+        QCOMPARE(ascending.size(), values.size());
+        for (int i = 0; i < values.size(); ++i) {
+            QCOMPARE(ascending[i], i);
+            QCOMPARE(descending[i], values.size() - 1 - i);
         }
     }
 

@@ -65,14 +65,17 @@ QList<int> List::applyIndexList(const QList<int> &selection, const QList<int> &m
 namespace {
 
 /// A list of numbers in chunks of about the square root of its length, so that finding a position
-/// and inserting there takes time proportional to this square root.
+/// in a chunk and inserting there takes time proportional to this square root. The chunk is found
+/// by binary search.
 class ChunkList
 {
 public:
     /// Starts with \p values; expects \p insertions more.
     ChunkList(const QList<int> &values, int insertions)
-        : m_chunkSize(static_cast<std::size_t>(std::sqrt(double(values.size()) + insertions)) + 1)
+        : m_chunkSize(static_cast<std::size_t>(std::sqrt(double(values.size()) + insertions) / 3) +
+                      1)
     {
+        m_firstChunk.reserve(values.size() + std::min(insertions, values.size()));
         for (const int value : values)
             insert(m_chunks.end(), 0, value);
     }
@@ -91,11 +94,11 @@ public:
     void insertBeforeGreater(int value)
     {
         const auto isGreater = [=](int other) { return other > value; };
+        const auto found = std::upper_bound(m_highestUpTo.begin(), m_highestUpTo.end(), value);
+        if (found == m_highestUpTo.end())
+            return insert(m_chunks.end(), 0, value);
         const ChunkIterator chunk =
-            std::find_if(m_chunks.begin(), m_chunks.end(),
-                         [=](const Chunk &candidate) { return candidate.highest > value; });
-        if (chunk == m_chunks.end())
-            return insert(chunk, 0, value);
+            m_order[static_cast<std::size_t>(found - m_highestUpTo.begin())];
         const auto position = std::find_if(chunk->values.begin(), chunk->values.end(), isGreater);
         insert(chunk, position - chunk->values.begin(), value);
     }
@@ -103,6 +106,10 @@ public:
     QList<int> toList() const
     {
         QList<int> list;
+        std::size_t size = 0;
+        for (const Chunk &chunk : m_chunks)
+            size += chunk.values.size();
+        list.reserve(static_cast<int>(size));
         for (const Chunk &chunk : m_chunks) {
             for (const int value : chunk.values)
                 list.append(value);
@@ -115,6 +122,7 @@ private:
     {
         std::vector<int> values;
         int highest;
+        std::size_t index; // in m_order
     };
     using ChunkIterator = std::list<Chunk>::iterator;
 
@@ -122,13 +130,17 @@ private:
     void insert(ChunkIterator chunk, std::ptrdiff_t offset, int value)
     {
         if (chunk == m_chunks.end()) {
-            if (m_chunks.empty())
-                m_chunks.push_back({{}, value});
+            if (m_chunks.empty()) {
+                m_chunks.push_back({{}, value, 0});
+                updateOrder();
+            }
             chunk = std::prev(chunk);
             offset = static_cast<std::ptrdiff_t>(chunk->values.size());
         }
         chunk->values.insert(chunk->values.begin() + offset, value);
         chunk->highest = std::max(chunk->highest, value);
+        for (std::size_t i = chunk->index; i < m_order.size() && m_highestUpTo[i] < value; ++i)
+            m_highestUpTo[i] = value;
         if (!m_firstChunk.contains(value))
             m_firstChunk.insert(value, chunk);
         if (chunk->values.size() > 2 * m_chunkSize)
@@ -140,7 +152,7 @@ private:
         std::vector<int> &values = chunk->values;
         const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
         const ChunkIterator rest = m_chunks.insert(
-            std::next(chunk), {{middle, values.end()}, *std::max_element(middle, values.end())});
+            std::next(chunk), {{middle, values.end()}, *std::max_element(middle, values.end()), 0});
         values.erase(middle, values.end());
         chunk->highest = *std::max_element(values.begin(), values.end());
 
@@ -149,9 +161,25 @@ private:
             if (first == chunk && std::find(values.begin(), values.end(), value) == values.end())
                 first = rest;
         }
+        updateOrder();
+    }
+
+    void updateOrder()
+    {
+        m_order.clear();
+        m_highestUpTo.clear();
+        for (auto chunk = m_chunks.begin(); chunk != m_chunks.end(); ++chunk) {
+            const bool isFirst = m_order.empty();
+            chunk->index = m_order.size();
+            m_order.push_back(chunk);
+            m_highestUpTo.push_back(isFirst ? chunk->highest
+                                            : std::max(chunk->highest, m_highestUpTo.back()));
+        }
     }
 
     std::list<Chunk> m_chunks;
+    std::vector<ChunkIterator> m_order;
+    std::vector<int> m_highestUpTo;         // of all chunks up to this one, so it ascends
     QHash<int, ChunkIterator> m_firstChunk; // by value; a value may occur more than once
     std::size_t m_chunkSize;
 };

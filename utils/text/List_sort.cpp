@@ -157,17 +157,28 @@ static quint64 itemKey(double value)
     return keyOf(value == 0.0 ? 0.0 : value); // the same for both zeros
 }
 
+/// The positions of \p count elements that are sorted already.
+static QList<int> sortedPositions(int count, bool ascending)
+{
+    QList<int> result;
+    result.reserve(count);
+    for (int i = 0; i < count; ++i)
+        result.append(ascending ? i : count - 1 - i);
+    return result;
+}
+
 template <typename Values>
 static QList<int> sortedNumbers(const Values &values, bool ascending)
 {
-    Items items(static_cast<std::size_t>(values.size()));
     const auto isNoStep = [](auto value, auto next) { return !(value <= next); };
-    const bool isSorted =
-        std::adjacent_find(values.begin(), values.end(), isNoStep) == values.end();
+    if (std::adjacent_find(values.begin(), values.end(), isNoStep) == values.end())
+        return sortedPositions(values.size(), ascending);
+
+    Items items(static_cast<std::size_t>(values.size()));
     bool hasNoNumber = false;
     int position = 0;
     for (Item &item : items) {
-        item = {isSorted ? 0 : itemKey(values[position]), position};
+        item = {itemKey(values[position]), position};
         hasNoNumber = hasNoNumber || item.key == keyOfNoNumber;
         ++position;
     }
@@ -178,7 +189,7 @@ static QList<int> sortedNumbers(const Values &values, bool ascending)
             return !isOdd(a) && !isOdd(b) && a < b;
         };
         QuickSort(isOdd, relation).sort(items);
-    } else if (!isSorted) {
+    } else {
         const Items spare(items.size);
         sortByKey<3, 11>(items.begin(), items.end(), spare.begin());
     }
@@ -247,6 +258,8 @@ struct Text
 
 namespace {
 
+constexpr quint64 keyOfSame = 1;
+
 /// Sorts texts; equal texts are sorted by position.
 template <typename Unit>
 class TextSort
@@ -256,7 +269,8 @@ public:
         : m_texts(texts), m_items(texts.size()), m_spare(texts.size())
     {}
 
-    /// Returns the sorted items of all texts, with undefined keys. May be called only once.
+    /// Returns the sorted items of all texts. The key of an item is keyOfSame if its text equals
+    /// that of the item before it, else 0. May be called only once.
     Items sort()
     {
         int position = 0;
@@ -295,6 +309,20 @@ private:
                 return true;
             return !text(b).isBefore(text(a), range.depth) && a.position < b.position;
         });
+        setKeys(range.start, range.end, [&](const Item &item, const Item &previous) {
+            return text(item) == text(previous);
+        });
+    }
+
+    /// Sets the keys of items that are in their final order.
+    template <typename IsSame>
+    static void setKeys(Item *start, Item *end, IsSame isSame)
+    {
+        if (start == end)
+            return;
+        for (Item *item = end - 1; item != start; --item) // isSame() may compare keys
+            item->key = isSame(*item, item[-1]) ? keyOfSame : 0;
+        start->key = 0;
     }
 
     /// The length of the common prefix of all texts in \p range, up to a limit.
@@ -325,6 +353,8 @@ private:
                 run = sortEndedFirst(run, runEnd, nextDepth);
             if (runEnd - run > 1)
                 m_ranges.push_back({run, runEnd, nextDepth});
+            else if (runEnd != run)
+                run->key = 0;
             run = runEnd;
         }
     }
@@ -339,7 +369,9 @@ private:
         for (Item *item = run; item != runEnd; ++item)
             item->key = static_cast<quint64>(std::min(text(*item).size, depth + 1));
         sortByKey<3, 11>(run, runEnd, m_spare.begin());
-        return std::find_if_not(run, runEnd, ends);
+        Item *const others = std::find_if_not(run, runEnd, ends);
+        setKeys(run, others, [](const Item &a, const Item &b) { return a.key == b.key; });
+        return others;
     }
 
     const std::vector<Text<Unit>> &m_texts;
@@ -371,12 +403,12 @@ static QList<int> sortedByTexts(const QStringList &values, const std::vector<Tex
     bool hasOdd = false;
     quint64 rank = 0;
     for (Item *run = items.begin(); run != items.end();) {
-        const auto differs = [&](const Item &item) { return !(text(item) == text(*run)); };
+        const auto differs = [&](const Item &item) { return item.key != keyOfSame; };
         const auto differsInCase = [&](const Item &item) {
             return values[item.position] != values[run->position];
         };
         Item *const runEnd = std::find_if(run + 1, items.end(), differs);
-        const bool isEmpty = text(*run).size == 0;
+        const bool isEmpty = run == items.begin() && text(*run).size == 0;
         const bool isOddRun = isEmpty || std::any_of(run + 1, runEnd, differsInCase);
         rank += isEmpty ? 0 : 2;
         hasOdd = hasOdd || isOddRun;
