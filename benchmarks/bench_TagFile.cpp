@@ -13,6 +13,7 @@
 #include <memory>
 #include <random>
 #include <stdexcept>
+#include <vector>
 
 using benchmark::State;
 using Utils::TagFile;
@@ -112,6 +113,36 @@ static void readByPlainReader(State &state, const Input &input)
     measurePeak(state, 0.0, [&] { tagsByPlainReader(input); });
 }
 
+/// What one writes who needs no blocks and no escapes.
+static void readBriefly(State &state, const Input &input)
+{
+    struct Record
+    {
+        QString name;
+        QStringList keys;
+        QStringList values;
+    };
+    for (auto _ : state) {
+        QFile file(input.path);
+        file.open(QIODevice::ReadOnly);
+        std::vector<Record> records;
+        while (!file.atEnd()) {
+            const QString line = QString::fromUtf8(file.readLine()).chopped(1);
+            const int colon = line.indexOf(QLatin1Char(':'));
+            if (line.startsWith(QLatin1Char('*'))) {
+                records.push_back({line.mid(1), {}, {}});
+            } else if (colon > 0 && !records.empty()) {
+                records.back().keys.append(line.left(colon));
+                records.back().values.append(line.mid(colon + 2));
+            }
+        }
+        check(state, static_cast<qint64>(records.size()), input.file.numTags());
+        state.PauseTiming();
+        records.clear();
+        state.ResumeTiming();
+    }
+}
+
 // Writing
 
 static void saveOurs(State &state, Input &input)
@@ -153,6 +184,10 @@ int main(int argc, char **argv)
     addPair(
         "TagFile::read", "50 MB", 0.40, [&](State &state) { readOurs(state, input); },
         [&](State &state) { readByPlainReader(state, input); });
+    addPair(
+        "TagFile::read", "50 MB, beside ten lines", 0.40,
+        [&](State &state) { readOurs(state, input); },
+        [&](State &state) { readBriefly(state, input); });
     addPair(
         "TagFile::save", "50 MB", 1.0, [&](State &state) { saveOurs(state, input); },
         [&](State &state) { saveByStream(state, input); });
