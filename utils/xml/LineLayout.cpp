@@ -1,5 +1,9 @@
 #include "utils/xml/LineLayout_p.h"
 
+#include "utils/base/Simd_p.h"
+
+#include <QtAlgorithms>
+
 #include <algorithm>
 
 namespace Utils {
@@ -102,6 +106,36 @@ bool LineLayout::readTokens(QStringView tag)
     return true;
 }
 
+/// Whether splitTag() examines \p unit: a quote, a space, "/", "<" or ">".
+static bool isSpecial(ushort unit)
+{
+    constexpr quint64 specials = quint64(1) << '"' | quint64(1) << ' ' | quint64(1) << '/' |
+                                 quint64(1) << '<' | quint64(1) << '>';
+    return unit < 64 && (specials >> unit & 1) != 0;
+}
+
+/// The next character from \p at on that splitTag() examines, or \p end. There are a few others
+/// between two of them, in which a branch for each would take most of the time.
+static const QChar *nextSpecial(const QChar *at, const QChar *end)
+{
+#ifdef KELMUTILS_SSE2
+    for (; end - at >= 8; at += 8) {
+        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
+        const auto equalTo = [&](char unit) {
+            return _mm_cmpeq_epi16(units, _mm_set1_epi16(unit));
+        };
+        const __m128i brackets = _mm_or_si128(equalTo('<'), equalTo('>'));
+        const __m128i others = _mm_or_si128(equalTo('"'), _mm_or_si128(equalTo(' '), equalTo('/')));
+        const int found = _mm_movemask_epi8(_mm_or_si128(brackets, others));
+        if (found != 0)
+            return at + qCountTrailingZeroBits(static_cast<quint32>(found)) / 2;
+    }
+#endif
+    while (at != end && !isSpecial(at->unicode()))
+        ++at;
+    return at;
+}
+
 static bool isFollowedBy(QLatin1Char character, const QChar *at, const QChar *end)
 {
     return at + 1 != end && at[1] == character;
@@ -116,50 +150,48 @@ bool LineLayout::splitTag(QStringView tag)
     bool inQuotes = false;
     bool isCut = false; // another tag begins: nothing after its start is split
     const QChar *token = tag.data() + 1;
-    for (const QChar *at = token; at != end; ++at) {
-        switch (at->unicode()) {
-        case '"':
+    for (const QChar *at = nextSpecial(token, end); at != end; at = nextSpecial(at + 1, end)) {
+        // Not a switch: its jump would depend on a table.
+        const QChar character = *at;
+        if (character == QLatin1Char('"')) {
             hasValue = hasValue || at[-1] == QLatin1Char('=');
             inQuotes = !inQuotes;
-            break;
-        case '<':
+            continue;
+        }
+        if (character == QLatin1Char('<')) {
             if (isFollowedBy(QLatin1Char('/'), at, end))
                 return false;
             if (!inQuotes && !isCut && at[-1] == QLatin1Char('>')) {
                 m_ending = QStringView(at - 1, end);
                 isCut = true;
             }
-            break;
-        case '/':
-            if (!isFollowedBy(QLatin1Char('>'), at, end))
-                break;
-            Q_FALLTHROUGH();
-        case '>':
-        case ' ':
-            hasBlank = hasBlank || *at == blank;
-            if (!inQuotes && !isCut) {
-                addToken(QStringView(token, at));
-                token = at + 1;
-            }
-            break;
-        default:
-            break;
+            continue;
+        }
+        if (character == QLatin1Char('/') && !isFollowedBy(QLatin1Char('>'), at, end))
+            continue;
+        hasBlank = hasBlank || character == blank;
+        if (!inQuotes && !isCut) {
+            addToken(token, at);
+            token = at + 1;
         }
     }
     return hasBlank && hasValue;
 }
 
-/// Stores \p token according to its position in the layout.
-void LineLayout::addToken(QStringView token)
+/// Stores the token from \p begin to \p end according to its position in the layout.
+void LineLayout::addToken(const QChar *begin, const QChar *end)
 {
+    const QStringView token(begin, end);
     if (m_tag.isEmpty())
         m_tag = token;
-    else if (m_name.isEmpty() && startsWith(token, u"name="))
+    else if (begin == end)
+        return;
+    else if (*begin == QLatin1Char('n') && m_name.isEmpty() && startsWith(token, u"name="))
         m_name = token;
-    else if (m_type.isEmpty() && startsWith(token, u"type="))
+    else if (*begin == QLatin1Char('t') && m_type.isEmpty() && startsWith(token, u"type="))
         m_type = token;
-    else if (!token.isEmpty())
-        m_others.push_back(token);
+    else
+        m_others.emplace_back(begin, end); // the processor would wait for a copy of the view
 }
 
 } // namespace Xml

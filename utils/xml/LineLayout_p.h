@@ -19,7 +19,7 @@ private:
     QChar *putLine(QStringView line, QChar *target);
     bool readTokens(QStringView tag);
     bool splitTag(QStringView tag);
-    void addToken(QStringView token);
+    void addToken(const QChar *begin, const QChar *end);
 
     QStringView m_tag;
     QStringView m_name;
