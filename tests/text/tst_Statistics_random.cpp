@@ -507,6 +507,21 @@ private Q_SLOTS:
         QCOMPARE(exact(Statistics::median(column(numbers))), exact(five[2]));
     }
 
+    void selectsFromNumbersThatAreLargerThanHoles()
+    {
+        Columns columns(8);
+        Numbers numbers = columns.column("uniform", 100000, 0.0);
+        for (double &value : numbers)
+            value = columns.below(1000) == 0 ? hole : 1e301 * (20 + value);
+
+        Numbers found(5);
+        Statistics::quartiles(column(numbers), found[0], found[1], found[2], found[3], found[4]);
+
+        const Numbers five = plainQuartiles(plainSort(withoutHoles(numbers)));
+        QCOMPARE(exact(found), exact(five));
+        QCOMPARE(exact(Statistics::median(column(numbers))), exact(five[2]));
+    }
+
     void selectsWithoutMemory_data()
     {
         QTest::addColumn<QString>("kind");
