@@ -528,9 +528,11 @@ private Q_SLOTS:
         QTest::addColumn<int>("size");
         for (const char *kind : {"normal", "two values", "equal", "any bits", "with NaN", "zeros"})
         {
-            for (const int size : {1, 1000, 70000})
+            for (const int size : {1, 1000})
                 QTest::addRow("%d, %s", size, kind) << kind << size;
         }
+        for (const char *kind : {"normal", "two values"}) // where there is a sample
+            QTest::addRow("70000, %s", kind) << kind << 70000;
     }
 
     void selectsWithoutMemory()
