@@ -167,10 +167,10 @@ public:
     }
 
 private:
-    static const int stepBits = 16;
-    static const int stepValues = 1 << stepBits;
-    static const int mostGathered = 1 << 16;
-    static const int mostSampled = 1 << 15;
+    static constexpr int stepBits = 16;
+    static constexpr int stepValues = 1 << stepBits;
+    static constexpr int mostGathered = 1 << 16;
+    static constexpr int mostSampled = 1 << 15;
 
     /// All values whose keys start with the same bits.
     struct Window
