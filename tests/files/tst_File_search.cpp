@@ -5,9 +5,41 @@
 
 #include <QtTest>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 using Utils::File;
+
+static int examinations = 0; // of paths
+
+// Before the calls that Qt makes, and those of the library.
+
+#define KELM_IN_FRONT extern "C" __attribute__((visibility("default")))
+
+KELM_IN_FRONT int statx(int folder, const char *path, int flags, unsigned mask,
+                        struct statx *result) noexcept
+{
+    ++examinations;
+    return static_cast<int>(syscall(SYS_statx, folder, path, flags, mask, result));
+}
+
+KELM_IN_FRONT int fstatat(int folder, const char *path, struct stat *result, int flags) noexcept
+{
+    ++examinations;
+    return static_cast<int>(syscall(SYS_newfstatat, folder, path, result, flags));
+}
+
+KELM_IN_FRONT int stat(const char *path, struct stat *result) noexcept
+{
+    return fstatat(AT_FDCWD, path, result, 0);
+}
+
+KELM_IN_FRONT int lstat(const char *path, struct stat *result) noexcept
+{
+    return fstatat(AT_FDCWD, path, result, AT_SYMLINK_NOFOLLOW);
+}
 
 class tst_File_search : public QObject
 {
@@ -208,6 +240,22 @@ private Q_SLOTS:
         link("nowhere", "broken");
 
         QCOMPARE(names(File::search(m_folder, "*")), QString("a"));
+    }
+
+    void examinesLinksOnly()
+    {
+        make("l");
+        for (int i = 0; i < 100; ++i)
+            QVERIFY(!makeFile(path(QString("d%1/%2").arg(i % 5).arg(i))).isEmpty());
+        for (int i = 0; i < 10; ++i)
+            link(path("l"), QString("d0/l%1").arg(i));
+
+        examinations = 0;
+        QCOMPARE(File::search(m_folder, "*").size(), 111);
+
+        // What is above the folder is examined for its canonical path.
+        const int above = m_folder.count('/');
+        QVERIFY2(examinations <= 10 + 2 * above, qPrintable(QString::number(examinations)));
     }
 
     void searchesThroughLinks()

@@ -1,7 +1,8 @@
 #include "utils/files/File.h"
 
+#include "utils/base/FolderList_p.h"
+
 #include <QDir>
-#include <QDirIterator>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QVector>
@@ -79,7 +80,7 @@ struct Search
     /// Appends the matching files in \p folder, which is in \p open, to \p found.
     void run(const QString &folder, const OpenFolders &open, QStringList &found) const
     {
-        if (!File::exists(folder))
+        if (!mayExist(folder))
             return;
 
         const int before = found.size();
@@ -87,28 +88,23 @@ struct Search
 
         // One pass for files and folders. QDir would need one pass for each, and compile the
         // wildcards again in every folder.
-        QFileInfoList folders;
-        {
-            const QDir dir(folder);
-            const QDir::Filters kinds = QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Files;
-            QDirIterator entry(dir.path(), recursive ? kinds : QDir::Files);
-            while (entry.hasNext()) {
-                entry.next();
-                const QFileInfo info = entry.fileInfo();
-                if (info.isDir()) {
-                    folders.append(info);
-                    continue;
-                }
-                const QString name = info.fileName();
-                if (!filter.fits(name))
-                    continue;
-                found.append(dir.filePath(name));
-                if (isFull())
-                    return;
+        QString prefix = QDir(folder).filePath(QStringLiteral("x"));
+        prefix.chop(1);
+        QVector<Below> folders;
+        listFolder(folder, [&](const FolderItem &item) {
+            if (item.isFolder) {
+                if (recursive)
+                    folders.append({prefix + item.name, item.isLink});
+                return true;
             }
-        } // closed before the recursion, which would else use a handle per level
+            if (filter.fits(item.name))
+                found.append(prefix + item.name);
+            return !isFull();
+        }); // closed before the recursion, which would else use a handle per level
+        if (isFull())
+            return;
 
-        for (const QFileInfo &below : qAsConst(folders)) {
+        for (const Below &below : qAsConst(folders)) {
             enter(below, folder, open, found);
             if (isFull())
                 return;
@@ -116,17 +112,31 @@ struct Search
     }
 
 private:
+    /// A folder, or a link to a folder, in the folder that is searched.
+    struct Below
+    {
+        QString path;
+        bool isLink;
+    };
+
+    /// Whether the search continues in \p folder. A missing folder has no entries, too.
+    static bool mayExist(const QString &folder)
+    {
+        return folder.contains(QLatin1Char('*')) || !nativePath(folder) ? File::exists(folder)
+                                                                        : true;
+    }
+
     /// Continues the search in \p below, an entry of \p folder.
-    void enter(const QFileInfo &below, const QString &folder, const OpenFolders &open,
+    void enter(const Below &below, const QString &folder, const OpenFolders &open,
                QStringList &found) const
     {
-        if (!below.isSymLink())
-            return run(below.filePath(), open, found);
+        if (!below.isLink)
+            return run(below.path, open, found);
 
-        const QString target = below.canonicalFilePath();
+        const QString target = QFileInfo(below.path).canonicalFilePath();
         const OpenFolders here = {open.top, QFileInfo(folder).canonicalFilePath(), open.outer};
         if (!isOpen(target, &here))
-            run(below.filePath(), {target, QString(), &here}, found);
+            run(below.path, {target, QString(), &here}, found);
     }
 };
 

@@ -47,6 +47,24 @@ EntryStatus entryStatus(const std::string &path, bool followLinks);
 /// there; std::nullopt when the system cannot determine it.
 std::optional<std::string> canonicalPath(const std::string &path);
 
+/// A visible entry of a folder.
+struct FolderEntry
+{
+    const char *name; ///< as the system has it; valid during the call
+    Entry entry;      ///< what it is; for a link, what that leads to: a File, a Folder or Other
+    bool isLink;
+};
+
+/// Calls \p visit for the visible files and folders of the folder \p path, in the order in which
+/// the system lists them, until \p visit returns false. Does nothing when the folder cannot be
+/// opened.
+///
+/// Not visible are entries whose names begin with ".", pipes, devices and sockets, and links that
+/// lead nowhere. Only a link is examined, and an entry of a file system that lists no kinds.
+///
+/// False, and nothing is done, on a system where the caller has to list the folder in another way.
+bool listFolder(const std::string &path, const std::function<bool(const FolderEntry &)> &visit);
+
 /// The four numbers of a program's version, the most significant first.
 struct FileVersion
 {

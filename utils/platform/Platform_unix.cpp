@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <langinfo.h>
@@ -113,6 +114,52 @@ std::optional<std::string> canonicalPath(const std::string &path)
     if (errno == ENOENT || errno == ENOTDIR)
         return std::string();
     return std::nullopt;
+}
+
+/// What the entry of \p folder is, or the target of a link. Missing when it cannot be determined.
+static Entry visibleEntry(DIR *folder, const dirent &item)
+{
+    switch (item.d_type) {
+    case DT_REG:
+        return Entry::File;
+    case DT_DIR:
+        return Entry::Folder;
+    case DT_LNK:
+    case DT_UNKNOWN:
+        struct stat status;
+        return fstatat(dirfd(folder), item.d_name, &status, 0) == 0 ? entryOf(status.st_mode)
+                                                                    : Entry::Missing;
+    default:
+        return Entry::Other;
+    }
+}
+
+/// Whether the entry of \p folder is a link.
+static bool isLink(DIR *folder, const dirent &item)
+{
+    struct stat status;
+    return item.d_type == DT_LNK ||
+           (item.d_type == DT_UNKNOWN &&
+            fstatat(dirfd(folder), item.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+            S_ISLNK(status.st_mode));
+}
+
+bool listFolder(const std::string &path, const std::function<bool(const FolderEntry &)> &visit)
+{
+    const std::unique_ptr<DIR, int (*)(DIR *)> folder(
+        isUsable(path) ? opendir(path.c_str()) : nullptr, &closedir);
+    const dirent *item = nullptr;
+    while (folder && (item = readdir(folder.get()))) {
+        if (item->d_name[0] == '.')
+            continue;
+        const Entry entry = visibleEntry(folder.get(), *item);
+        const bool isItselfLink = entry != Entry::Missing && isLink(folder.get(), *item);
+        if (entry == Entry::Missing || (entry == Entry::Other && !isItselfLink))
+            continue;
+        if (!visit({item->d_name, entry, isItselfLink}))
+            break;
+    }
+    return true;
 }
 
 std::optional<FileVersion> fileVersion(const std::string &) { return {}; }

@@ -138,6 +138,11 @@ std::optional<std::string> canonicalPath(const std::string &path)
     return fromWide(resolved);
 }
 
+bool listFolder(const std::string &, const std::function<bool(const FolderEntry &)> &)
+{
+    return false;
+}
+
 std::optional<FileVersion> fileVersion(const std::string &path)
 {
     if (!isUsable(path))

@@ -184,31 +184,31 @@ private:
         std::vector<int> counts; ///< the number of values by the next bits
     };
 
-    bool isGathered(int place) const
+    bool isGathered(int index) const
     {
-        return place >= m_first && place < m_first + static_cast<int>(m_gathered.size());
+        return index >= m_first && index < m_first + static_cast<int>(m_gathered.size());
     }
 
-    /// Gathers values among which the one at \p place is.
-    void gatherValues(int place)
+    /// Gathers values among which the one at \p index is.
+    void gatherValues(int index)
     {
         if (m_selection.size() <= mostGathered) {
             gather(m_all);
             return;
         }
-        m_isSampleUsed = m_isSampleUsed && gatherBySample(place) && isGathered(place);
+        m_isSampleUsed = m_isSampleUsed && gatherBySample(index) && isGathered(index);
         if (!m_isSampleUsed)
-            gatherAround(place);
+            gatherAround(index);
     }
 
-    quint64 keyWithoutMemory(int place) const
+    quint64 keyWithoutMemory(int index) const
     {
         quint64 found = 0;
         for (int bit = 63; bit >= 0; --bit) {
             const quint64 next = found | quint64(1) << bit;
             int below = 0;
             forEachValue(m_selection, [&](double value) { below += keyOf(value) < next; });
-            if (below <= place)
+            if (below <= index)
                 found = next;
         }
         return found;
@@ -231,15 +231,15 @@ private:
         }
     }
 
-    quint64 sampled(int place)
+    quint64 sampled(int index)
     {
-        const auto found = m_sample.begin() + place;
+        const auto found = m_sample.begin() + index;
         std::nth_element(m_sample.begin(), found, m_sample.end());
         return *found;
     }
 
-    /// Gathers the values around \p place as guessed from a sample. False when that does not help.
-    bool gatherBySample(int place)
+    /// Gathers the values around \p index as guessed from a sample. False when that does not help.
+    bool gatherBySample(int index)
     {
         if (m_sample.empty())
             takeSample();
@@ -248,7 +248,7 @@ private:
             return false;
         // Four standard deviations of the position of a median
         const int margin = static_cast<int>(2 * std::sqrt(count)) + 1;
-        const int centre = static_cast<int>(qint64(place) * count / m_all.size);
+        const int centre = static_cast<int>(qint64(index) * count / m_all.size);
         const double infinity = std::numeric_limits<double>::infinity();
         const double low = centre < margin ? -infinity : fromKey(sampled(centre - margin));
         double high = centre + margin < count ? fromKey(sampled(centre + margin)) : infinity;

@@ -1,0 +1,178 @@
+#include "utils/base/FolderList_p.h"
+
+#include "tests/support/OrdinaryUser.h"
+
+#include <QDirIterator>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <dirent.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using Utils::FolderItem;
+using Utils::listFolder;
+using Utils::nativePath;
+
+static bool tellsKinds = true; // the system, of the entries of a folder
+
+// Before the call of the library. Qt calls readdir64().
+extern "C" __attribute__((visibility("default"))) dirent *readdir(DIR *folder)
+{
+    static const auto plain = reinterpret_cast<dirent *(*)(DIR *)>(dlsym(RTLD_NEXT, "readdir"));
+    dirent *const item = plain(folder);
+    if (item && !tellsKinds)
+        item->d_type = DT_UNKNOWN;
+    return item;
+}
+
+static QString described(const QString &name, bool isFile, bool isFolder, bool isLink)
+{
+    return QString("%1 %2 %3 %4").arg(name).arg(isFile).arg(isFolder).arg(isLink);
+}
+
+static QStringList listed(const QString &folder)
+{
+    QStringList items;
+    listFolder(folder, [&](const FolderItem &item) {
+        items.append(described(item.name, item.isFile, item.isFolder, item.isLink));
+        return true;
+    });
+    return items;
+}
+
+static QStringList listedByQt(const QString &folder)
+{
+    QStringList items;
+    QDirIterator item(folder, QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Files);
+    while (item.hasNext()) {
+        item.next();
+        const QFileInfo info = item.fileInfo();
+        items.append(described(info.fileName(), info.isFile(), info.isDir(), info.isSymLink()));
+    }
+    return items;
+}
+
+class tst_FolderList : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_temporary;
+    QString m_folder;
+
+    QByteArray path(const QByteArray &name) const
+    {
+        return QFile::encodeName(m_folder) + '/' + name;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_folder = m_temporary.filePath("list");
+        QVERIFY(QDir().mkdir(m_folder));
+        for (const char *name : {"a.txt", ".hidden", "b b",
+                                 "gr\xC3\xB6\xC3\x9F"
+                                 "e",
+                                 "two\nlines", "\xF0\x9F\x98\x80", "\xEF\xBB\xBFmark", "e\xCC\x81",
+                                 "\xEF\xBF\xBE", "\xEF\xBF\xBD", "*", "a:b", "back\\slash",
+                                 // No UTF-8: not started, cut off, a surrogate, longer than needed.
+                                 "bad\xFF", "bad\xC3", "bad\xED\xA0\x80", "bad\xC0\x80"})
+        {
+            const int file = open(path(name), O_CREAT | O_WRONLY, 0600);
+            QVERIFY2(file >= 0, name);
+            close(file);
+        }
+        QCOMPARE(mkdir(path("folder"), 0700), 0);
+        QCOMPARE(mkdir(path(".folder"), 0700), 0);
+        QCOMPARE(mkdir(path("bad\xFE"), 0700), 0);
+        QCOMPARE(mkfifo(path("pipe"), 0600), 0);
+        QCOMPARE(symlink("a.txt", path("link to a file")), 0);
+        QCOMPARE(symlink("folder", path("link to a folder")), 0);
+        QCOMPARE(symlink("nowhere", path("broken link")), 0);
+        QCOMPARE(symlink("circle", path("circle")), 0);
+        QCOMPARE(symlink("pipe", path("link to a pipe")), 0);
+        QCOMPARE(symlink("/dev/null", path("link to a device")), 0);
+        QCOMPARE(symlink(".hidden", path("link to a hidden file")), 0);
+    }
+
+    // Qt does not see all of them, and would leave the folder.
+    void cleanupTestCase()
+    {
+        QCOMPARE(chmod(path(""), 0755), 0);
+        QCOMPARE(QProcess::execute("rm", {"-rf", m_folder}), 0);
+    }
+
+    void listsAsQtDoes_data()
+    {
+        QTest::addColumn<bool>("kinds");
+        QTest::addColumn<uint>("mode"); // of the folder
+
+        QTest::newRow("kinds are told") << true << 0755u;
+        QTest::newRow("kinds are not told") << false << 0755u;
+        QTest::newRow("entries cannot be examined") << true << 0744u;
+        QTest::newRow("the folder cannot be read") << true << 0711u;
+    }
+
+    void listsAsQtDoes()
+    {
+        QFETCH(bool, kinds);
+        QFETCH(uint, mode);
+        QCOMPARE(chmod(path(""), mode), 0);
+        const OrdinaryUser user(m_temporary.path());
+        const QStringList expected = listedByQt(m_folder);
+
+        tellsKinds = kinds;
+        const QStringList items = listed(m_folder);
+        tellsKinds = true;
+
+        QCOMPARE(items, expected);
+        QCOMPARE(items.isEmpty(), mode == 0711u && geteuid() == 0); // others are its owner
+    }
+
+    void listsWhatIsNoFolderAsQtDoes_data()
+    {
+        QTest::addColumn<QString>("path");
+
+        QTest::newRow("missing") << m_folder + "/missing";
+        QTest::newRow("file") << m_folder + "/a.txt";
+        QTest::newRow("resource") << ":/";
+        QTest::newRow("current") << ".";
+        QTest::newRow("root") << "/";
+    }
+
+    void listsWhatIsNoFolderAsQtDoes()
+    {
+        QFETCH(QString, path);
+        QCOMPARE(listed(path), listedByQt(path));
+    }
+
+    void listsAFolderOfTheSearchPaths()
+    {
+        QDir::setSearchPaths("prefix", {m_folder});
+        QCOMPARE(listed("prefix:/"), listedByQt("prefix:/"));
+        QVERIFY(!listed("prefix:/").isEmpty());
+    }
+
+    void stopsWhenTold()
+    {
+        int visits = 0;
+        listFolder(m_folder, [&](const FolderItem &) { return ++visits < 2; });
+        QCOMPARE(visits, 2);
+    }
+
+    void knowsThePathsOfTheSystem()
+    {
+        QCOMPARE(nativePath(QString::fromUtf8("gr\xC3\xBC/a")).value_or(""),
+                 std::string("gr\xC3\xBC/a"));
+        for (const QString &path :
+             {QString(), QString(":/a"), QString("prefix:a"), QString("a") + QChar::Null + "b"})
+            QVERIFY2(!nativePath(path), qPrintable(path));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_FolderList)
+#include "tst_FolderList.moc"

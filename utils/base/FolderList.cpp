@@ -1,0 +1,64 @@
+#include "utils/base/FolderList_p.h"
+
+#include "utils/base/FileName_p.h"
+#include "utils/base/Utf8_p.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QTextCodec>
+
+#include <cstring>
+
+namespace Utils {
+
+using Platform::Entry;
+using Platform::FolderEntry;
+
+std::optional<std::string> nativePath(const QString &path)
+{
+    // With a colon: a resource, or a name of QDir::searchPaths().
+    const int utf8 = 106; // in the register of character sets
+    if (!isName(path) || path.contains(QLatin1Char(':')) ||
+        QTextCodec::codecForLocale()->mibEnum() != utf8)
+        return std::nullopt;
+    return path.toStdString();
+}
+
+/// The text of a file name, which may start with a byte order mark. Null for bytes that are not
+/// UTF-8; Qt skips such an entry.
+static QString decodeName(const char *bytes)
+{
+    const char *const end = bytes + std::strlen(bytes);
+    QString name(static_cast<int>(end - bytes), Qt::Uninitialized);
+    QChar *to = name.data();
+    if (!decodeUtf8(bytes, end, to) || bytes != end)
+        return QString();
+    name.resize(static_cast<int>(to - name.constData()));
+    return name;
+}
+
+static void listByQt(const QString &folder, const std::function<bool(const FolderItem &)> &visit)
+{
+    QDirIterator item(QDir(folder).path(), QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Files);
+    while (item.hasNext()) {
+        item.next();
+        const QFileInfo info = item.fileInfo();
+        if (!visit({info.fileName(), info.isFile(), info.isDir(), info.isSymLink()}))
+            return;
+    }
+}
+
+void listFolder(const QString &folder, const std::function<bool(const FolderItem &)> &visit)
+{
+    const std::optional<std::string> path = nativePath(folder);
+    const auto visitEntry = [&](const FolderEntry &found) {
+        const QString name = decodeName(found.name);
+        return name.isNull() || visit({name, found.entry == Entry::File,
+                                       found.entry == Entry::Folder, found.isLink});
+    };
+    if (!path || !Platform::listFolder(*path, visitEntry))
+        listByQt(folder, visit);
+}
+
+} // namespace Utils

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "utils/platform/Platform.h"
+
+#include <QString>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace Utils {
+
+/// The path that the system uses for \p path. No value for a path that only Qt can find, such as
+/// that of a resource, and for one that names nothing.
+std::optional<std::string> nativePath(const QString &path);
+
+/// A file or folder in a folder.
+struct FolderItem
+{
+    QString name;
+    bool isFile;   ///< both are false for a link to a device or a pipe
+    bool isFolder; ///< also for a link to a folder
+    bool isLink;
+};
+
+/// Calls \p visit for the files and folders of \p folder that QDirIterator lists with the filter
+/// QDir::AllDirs | QDir::Files | QDir::NoDotAndDotDot, in the same order, until \p visit returns
+/// false. The system tells the kind of an entry, so that only links have to be examined.
+void listFolder(const QString &folder, const std::function<bool(const FolderItem &)> &visit);
+
+} // namespace Utils
