@@ -14,8 +14,10 @@
 #include <QtTest>
 
 #include <cerrno>
+#include <cstdarg>
 #include <limits>
 #include <memory>
+#include <vector>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -109,6 +111,9 @@ Unknown::Kind Unknown::s_kind = Unknown::Nothing;
 const Unknown *Unknown::s_current = nullptr;
 
 static bool failsToTellSizes = false; // of open files
+static bool hasUnnamedFiles = true;   // as has a file system of this system, but not each
+static int examinations = 0;          // of paths and open files
+static int synced = 0;                // files whose contents were forced to the disk
 
 // In front of the calls that Qt makes, and of those of the library.
 
@@ -117,6 +122,7 @@ static bool failsToTellSizes = false; // of open files
 KELM_IN_FRONT int statx(int folder, const char *path, int flags, unsigned mask,
                         struct statx *result) noexcept
 {
+    ++examinations;
     const bool isFile = *path == '\0';
     if (isFile && failsToTellSizes) {
         errno = EIO;
@@ -130,6 +136,7 @@ KELM_IN_FRONT int statx(int folder, const char *path, int flags, unsigned mask,
 
 KELM_IN_FRONT int fstat64(int file, struct stat64 *result) noexcept
 {
+    ++examinations;
     if (failsToTellSizes) {
         errno = EIO;
         return -1;
@@ -139,6 +146,7 @@ KELM_IN_FRONT int fstat64(int file, struct stat64 *result) noexcept
 
 KELM_IN_FRONT int lstat(const char *path, struct stat *result) noexcept
 {
+    ++examinations;
     return Unknown::covers(Unknown::Link, path)
                ? -1
                : fstatat(AT_FDCWD, path, result, AT_SYMLINK_NOFOLLOW);
@@ -146,11 +154,45 @@ KELM_IN_FRONT int lstat(const char *path, struct stat *result) noexcept
 
 KELM_IN_FRONT int stat(const char *path, struct stat *result) noexcept
 {
+    ++examinations;
     return Unknown::covers(Unknown::Target, path) ? -1 : fstatat(AT_FDCWD, path, result, 0);
+}
+
+KELM_IN_FRONT int fstat(int file, struct stat *result) noexcept
+{
+    ++examinations;
+    return fstatat(file, "", result, AT_EMPTY_PATH);
+}
+
+KELM_IN_FRONT int access(const char *path, int mode) noexcept
+{
+    ++examinations;
+    return faccessat(AT_FDCWD, path, mode, 0);
+}
+
+KELM_IN_FRONT int open(const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const bool isCreated = (flags & O_CREAT) || (flags & O_TMPFILE) == O_TMPFILE;
+    const mode_t mode = isCreated ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    if (!hasUnnamedFiles && (flags & O_TMPFILE) == O_TMPFILE) {
+        errno = EOPNOTSUPP;
+        return -1;
+    }
+    return openat(AT_FDCWD, path, flags, mode);
+}
+
+KELM_IN_FRONT int fdatasync(int file)
+{
+    ++synced;
+    return static_cast<int>(syscall(SYS_fdatasync, file));
 }
 
 KELM_IN_FRONT char *realpath(const char *path, char *resolved) noexcept
 {
+    ++examinations;
     if (Unknown::covers(Unknown::Way, path))
         return nullptr;
     static const auto plain =
@@ -1069,6 +1111,120 @@ private Q_SLOTS:
         QCOMPARE(File::copyDir(path("z"), path("y")), 0);
 
         QCOMPARE(below("y"), QString("x/ x/a x/c z/"));
+    }
+
+    void copiesNewFilesWithFewSystemCalls()
+    {
+        const int files = 50;
+        for (int i = 0; i < files; ++i)
+            make(QString("x/%1").arg(i), QByteArray(i % 2, 'a'));
+        makeAll("y/");
+        examinations = 0;
+        synced = 0;
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QVERIFY2(examinations < 6 * files, qPrintable(QString::number(examinations)));
+        QCOMPARE(synced, 0);
+        QCOMPARE(tree(path("y/x")).size(), files);
+        QCOMPARE(contents("y/x/0"), QByteArray());
+        QCOMPARE(contents("y/x/1"), QByteArray("a"));
+    }
+
+    // A file that was replaced is lost otherwise when the power fails.
+    void forcesTheContentsOfAReplacedFileToTheDisk()
+    {
+        make("x/a", "new");
+        make("y/x/a", "old");
+        synced = 0;
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QCOMPARE(contents("y/x/a"), QByteArray("new"));
+        QVERIFY(synced > 0);
+    }
+
+    void copiesAFolderWhereTheSystemLacksACall_data()
+    {
+        QTest::addColumn<bool>("unnamedFiles");
+        QTest::addColumn<int>("firstFault"); // of the source, only once
+
+        QTest::newRow("no files without a name") << false << intMax;
+        QTest::newRow("no copies by the system") << true << 0;
+        QTest::newRow("no copies by the system, in the middle") << true << 5000;
+    }
+
+    void copiesAFolderWhereTheSystemLacksACall()
+    {
+        QFETCH(bool, unnamedFiles);
+        QFETCH(int, firstFault);
+        const QByteArray data = QByteArray(50000, 'a') + "end";
+        make("x/a", data);
+        make("x/b", "");
+        makeAll("y/");
+        const ReadFault fault(path("x/a"), firstFault, EINVAL, 1);
+        hasUnnamedFiles = unnamedFiles;
+        const int result = File::copyDir(path("x"), path("y"));
+        hasUnnamedFiles = true;
+
+        QCOMPARE(result, 1);
+        QCOMPARE(fault.count(), unnamedFiles ? 1 : 0);
+        QCOMPARE(below("y"), QString("x/ x/a x/b"));
+        QVERIFY(contents("y/x/a") == data);
+    }
+
+    void copiesTheContentsOfAFileThatTellsNoSize()
+    {
+        const QByteArray release = [] {
+            QFile file("/proc/sys/kernel/osrelease");
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        }();
+        if (release.isEmpty())
+            QSKIP("there is no /proc");
+        makeAll("x/ y/");
+        link("/proc/sys/kernel/osrelease", "x/release");
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QCOMPARE(contents("y/x/release"), release);
+    }
+
+    void copiesThePermissionsOfEachFileAsCopyDoes()
+    {
+        std::vector<mode_t> modes;
+        for (mode_t mode = 0; mode <= 0777; mode += 037)
+            modes.push_back(mode);
+        modes.insert(modes.end(), {0, 0111, 0222, 0444, 0011, 0022, 0044, 0666, 0777, 07755});
+        makeAll("y/ z/");
+        for (const mode_t mode : modes) {
+            const QString name = "x/" + QString::number(mode, 8);
+            make(name);
+            QCOMPARE(chmod(qPrintable(path(name)), mode), 0);
+        }
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        for (const mode_t mode : modes) {
+            const QString name = "x/" + QString::number(mode, 8);
+            QVERIFY(File::copy(path(name), path("z")));
+            struct stat copy;
+            struct stat expected;
+            QCOMPARE(stat(qPrintable(path("y/" + name)), &copy), 0);
+            QCOMPARE(stat(qPrintable(path("z/" + name.mid(2))), &expected), 0);
+            QCOMPARE(QString::number(copy.st_mode, 8), QString::number(expected.st_mode, 8));
+        }
+    }
+
+    // QDir lists what such a link leads to among the files, and among the folders.
+    void makesAFolderOfALinkToADevice()
+    {
+        make("x/a");
+        makeAll("y/");
+        link("/dev/null", "x/null");
+
+        QCOMPARE(File::copyDir(path("x"), path("y")), 1);
+
+        QCOMPARE(below("y"), QString("x/ x/a x/null/"));
     }
 
     void copiesNothingOfAnEmptyPath()

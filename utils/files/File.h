@@ -311,6 +311,10 @@ public:
     /// The result does not report what could not be copied: files for which copy() returns false,
     /// folders that cannot be listed, and the contents of folders that cannot be created.
     ///
+    /// A file that is replaced is forced to the disk, as by copy(). A new file is not, which would
+    /// take most of the time: when the power fails shortly after the call, it may be incomplete.
+    /// When the process ends during the call, each file is complete or missing.
+    ///
     /// \compat When a file exists where a folder has to be created, it is the target of copy() for
     /// each file directly in that source folder, one after the other. The contents of the last one
     /// remain.

@@ -2,6 +2,7 @@
 
 #include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
+#include "utils/base/FolderList_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/platform/Platform.h"
@@ -12,6 +13,7 @@
 #include <QRegularExpression>
 #include <QSet>
 #include <QStringList>
+#include <QVector>
 
 #include <algorithm>
 #include <limits>
@@ -20,6 +22,7 @@
 
 namespace Utils {
 
+using Platform::CopyResult;
 using Platform::Entry;
 using Platform::EntryStatus;
 
@@ -93,6 +96,9 @@ static bool copyAtOnce(const Data::String &source, const Data::String &target)
     return false;
 }
 
+/// Whether a file of this size is copied in chunks when a progress is shown.
+static bool isCopiedInChunks(qint64 size) { return size / 1024 > 2048; }
+
 /// Copies in small chunks, with its own reporter. When the copy is incomplete, removes it and
 /// returns false.
 static bool copyInChunks(const Data::String &source, const Data::String &target, qint64 size)
@@ -147,7 +153,7 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
     }
 
     const qint64 bytes = size(source);
-    if (Progress::current(true) && bytes / 1024 > 2048 && copyInChunks(source, file, bytes))
+    if (Progress::current(true) && isCopiedInChunks(bytes) && copyInChunks(source, file, bytes))
         return true;
 
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/showWaitCursor);
@@ -171,6 +177,13 @@ struct ClosedFolder
     }
 };
 
+/// A folder, or a link to one, below a folder that is copied.
+struct FolderBelow
+{
+    QString path;
+    bool isLink;
+};
+
 /// A call of copyDir(), with the arguments that are the same for all levels.
 class FolderCopy
 {
@@ -185,9 +198,9 @@ public:
 
 private:
     // The same return values as run().
-    int copyFiles(const QFileInfoList &files, const Data::String &destination,
+    int copyFiles(const QString &folder, const QStringList &names, const Data::String &destination,
                   Progress &progress) const;
-    int copyFolders(const QFileInfoList &sources, const QString &canonicalParent,
+    int copyFolders(const QVector<FolderBelow> &sources, const QString &canonicalParent,
                     const Data::String &destination, const ClosedFolder &closed,
                     Progress &progress) const;
 
@@ -217,18 +230,24 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
     const ClosedFolder closedBelow = {canonicalSource, closed ? closed : &ownWork};
 
     const QDir folder(source);
-    QFileInfoList filesHere;
-    QFileInfoList foldersHere;
-    if (isName(source)) {
-        filesHere = folder.entryInfoList(QDir::Files, QDir::Unsorted);
-        foldersHere = folder.entryInfoList(folders, QDir::Unsorted);
-    }
+    QStringList filesHere;
+    QVector<FolderBelow> foldersHere;
+    const auto note = [&](const FolderItem &item) {
+        // For QDir, a link to a pipe or a device is a file and also a folder.
+        if (!item.isFolder)
+            filesHere.append(item.name);
+        if (!item.isFile)
+            foldersHere.append({folder.filePath(item.name), item.isLink});
+        return true;
+    };
+    if (isName(source))
+        listFolder(source, note);
     const int total = filesHere.size() + foldersHere.size();
     Progress progress(total < 6 ? -1 : stepsUnlessNested(total), QLatin1String("Copying ") + source,
                       m_cancelable, /*waitCursor=*/!m_cancelable,
                       /*popup=*/true);
 
-    const int fromFiles = copyFiles(filesHere, destination, progress);
+    const int fromFiles = copyFiles(source, filesHere, destination, progress);
     if (fromFiles < 0)
         return -1;
     const int fromFolders =
@@ -236,12 +255,41 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
     return fromFolders < 0 ? -1 : fromFiles | fromFolders;
 }
 
-int FolderCopy::copyFiles(const QFileInfoList &files, const Data::String &destination,
-                          Progress &progress) const
+/// Copies the file \p source into the folder \p destination under its own name, as File::copy()
+/// does, when nothing exists there. No value when File::copy() has to do it.
+static std::optional<bool> copyToNewFile(const QString &source, const QString &destination,
+                                         const QString &name)
 {
+    const auto from = nativePath(source);
+    const auto folder = nativePath(destination);
+    if (!from || !folder || Platform::entryStatus(*folder, true).entry != Entry::Folder)
+        return std::nullopt;
+    const std::string to = *folder + '/' + name.toStdString();
+    if (Platform::entryStatus(to, /*followLinks=*/false).entry != Entry::Missing)
+        return std::nullopt;
+    if (Progress::current(true) && isCopiedInChunks(Platform::entryStatus(*from, true).size))
+        return std::nullopt;
+
+    switch (Platform::copyToNewFile(*from, to)) {
+    case CopyResult::Copied:
+        return true;
+    case CopyResult::Failed:
+        return false;
+    case CopyResult::NotTried:
+        break;
+    }
+    return std::nullopt;
+}
+
+int FolderCopy::copyFiles(const QString &folder, const QStringList &names,
+                          const Data::String &destination, Progress &progress) const
+{
+    const QDir source(folder);
     int result = 0;
-    for (const QFileInfo &file : files) {
-        if (File::copy(file.filePath(), destination, m_overwrite, /*showWaitCursor=*/false))
+    for (const QString &name : names) {
+        const QString file = source.filePath(name);
+        const std::optional<bool> copied = copyToNewFile(file, destination, name);
+        if (copied ? *copied : File::copy(file, destination, m_overwrite, /*showWaitCursor=*/false))
             result = 1;
         if (!progress.tick())
             return -1;
@@ -249,18 +297,18 @@ int FolderCopy::copyFiles(const QFileInfoList &files, const Data::String &destin
     return result;
 }
 
-int FolderCopy::copyFolders(const QFileInfoList &sources, const QString &canonicalParent,
+int FolderCopy::copyFolders(const QVector<FolderBelow> &sources, const QString &canonicalParent,
                             const Data::String &destination, const ClosedFolder &closed,
                             Progress &progress) const
 {
     int result = 0;
-    for (const QFileInfo &folder : sources) {
+    for (const FolderBelow &folder : sources) {
         // Joined if no link is followed: canonicalFilePath() would access each folder of the path.
-        const QString canonical = folder.isSymLink()
-                                      ? folder.canonicalFilePath()
-                                      : QDir(canonicalParent).filePath(folder.fileName());
+        const QFileInfo info(folder.path);
+        const QString canonical = folder.isLink ? info.canonicalFilePath()
+                                                : QDir(canonicalParent).filePath(info.fileName());
         if (!closed.contains(canonical)) {
-            const int nested = run(folder.filePath(), canonical, destination, &closed);
+            const int nested = run(folder.path, canonical, destination, &closed);
             if (nested < 0)
                 return -1;
             result |= nested;

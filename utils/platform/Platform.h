@@ -65,6 +65,22 @@ struct FolderEntry
 /// False, and nothing is done, on a system where the caller has to list the folder in another way.
 bool listFolder(const std::string &path, const std::function<bool(const FolderEntry &)> &visit);
 
+/// How copyToNewFile() ended.
+enum class CopyResult
+{
+    Copied,
+    Failed,  ///< the source cannot be read to its end, or the disk is full; there is no target
+    NotTried ///< the caller has to copy in another way, or to find out why this is not possible
+};
+
+/// Copies the regular file \p source to \p target, with its permissions, as QFile::copy() does on
+/// a file system that supports files without a name: the copy gets its name when it is complete, so
+/// that no part of it is ever visible. Unlike there, the contents are not forced to the disk
+/// before.
+///
+/// NotTried when something exists at \p target, for example.
+CopyResult copyToNewFile(const std::string &source, const std::string &target);
+
 /// The four numbers of a program's version, the most significant first.
 struct FileVersion
 {

@@ -10,8 +10,11 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <langinfo.h>
+#include <linux/fs.h>
 #include <spawn.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -116,6 +119,30 @@ std::optional<std::string> canonicalPath(const std::string &path)
     return std::nullopt;
 }
 
+namespace {
+
+/// A file descriptor that is closed at the end of the scope.
+class Descriptor
+{
+public:
+    explicit Descriptor(int file) : m_file(file) {}
+    ~Descriptor()
+    {
+        if (m_file >= 0)
+            close(m_file);
+    }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+
+    bool isOpen() const { return m_file >= 0; }
+    operator int() const { return m_file; }
+
+private:
+    const int m_file;
+};
+
+} // namespace
+
 /// What the entry of \p folder is, or the target of a link. Missing when it cannot be determined.
 static Entry visibleEntry(DIR *folder, const dirent &item)
 {
@@ -160,6 +187,101 @@ bool listFolder(const std::string &path, const std::function<bool(const FolderEn
             break;
     }
     return true;
+}
+
+/// The permissions that QFile::setPermissions() sets for those that QFile::permissions() returns:
+/// what the user of the process may do, the owner of the copy may do, too.
+static mode_t copiedPermissions(const char *source, mode_t mode)
+{
+    const auto mayUser = [&](int right) { return access(source, right) == 0; };
+    mode &= S_IRWXU | S_IRWXG | S_IRWXO;
+    if (!(mode & S_IRUSR) && mayUser(R_OK))
+        mode |= S_IRUSR;
+    if (!(mode & S_IWUSR) && mayUser(W_OK))
+        mode |= S_IWUSR;
+    // Nobody may run a file that is executable for none.
+    if (!(mode & S_IXUSR) && (mode & (S_IXGRP | S_IXOTH)) && mayUser(X_OK))
+        mode |= S_IXUSR;
+    return mode;
+}
+
+/// Writes the \p size bytes at \p bytes. False when they do not fit.
+static bool writeAll(int file, const char *bytes, ssize_t size)
+{
+    while (size > 0) {
+        const ssize_t written = write(file, bytes, static_cast<std::size_t>(size));
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        bytes += written;
+        size -= written;
+    }
+    return true;
+}
+
+/// The number of bytes copied, by reading and writing from the start of both files; -1 when one of
+/// them fails.
+static std::int64_t copyByBlocks(int from, int to)
+{
+    if (ftruncate(to, 0) != 0 || lseek(from, 0, SEEK_SET) != 0 || lseek(to, 0, SEEK_SET) != 0)
+        return -1;
+    char block[16384];
+    std::int64_t copied = 0;
+    for (;;) {
+        const ssize_t size = read(from, block, sizeof(block));
+        if (size < 0 && errno == EINTR)
+            continue;
+        if (size <= 0)
+            return size < 0 ? -1 : copied;
+        if (!writeAll(to, block, size))
+            return -1;
+        copied += size;
+    }
+}
+
+/// Copies all contents, at least \p size bytes. False when that fails.
+static bool copyContents(int from, int to, std::int64_t size)
+{
+    // A file system that can share the blocks of files copies none of them.
+    if (size > 0 && ioctl(to, FICLONE, from) == 0)
+        return true;
+    // Not copy_file_range(), which takes files of /proc, without a size, for empty.
+    const std::size_t largest = 0x7FFFF000;
+    std::int64_t copied = 0;
+    ssize_t sent;
+    while ((sent = sendfile(to, from, nullptr, largest)) > 0)
+        copied += sent;
+    if (sent < 0)
+        copied = copyByBlocks(from, to);
+    return copied >= size;
+}
+
+CopyResult copyToNewFile(const std::string &source, const std::string &target)
+{
+    struct stat status;
+    if (!isUsable(source) || !isUsable(target) || stat(source.c_str(), &status) != 0 ||
+        !S_ISREG(status.st_mode)) // opening a pipe could wait without end
+        return CopyResult::NotTried;
+    const Descriptor from(open(source.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!from.isOpen())
+        return CopyResult::NotTried;
+
+    const std::size_t slash = target.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : target.substr(0, slash + 1);
+    const Descriptor to(open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!to.isOpen())
+        return CopyResult::NotTried;
+    if (!copyContents(from, to, status.st_size))
+        return CopyResult::Failed;
+
+    // Where permissions cannot be set, the copy keeps those that it has.
+    if (fstat(from, &status) == 0)
+        (void)!fchmod(to, copiedPermissions(source.c_str(), status.st_mode));
+    const std::string nameless = "/proc/self/fd/" + std::to_string(to);
+    return linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, target.c_str(), AT_SYMLINK_FOLLOW) == 0
+               ? CopyResult::Copied
+               : CopyResult::NotTried;
 }
 
 std::optional<FileVersion> fileVersion(const std::string &) { return {}; }

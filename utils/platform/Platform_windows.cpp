@@ -143,6 +143,8 @@ bool listFolder(const std::string &, const std::function<bool(const FolderEntry 
     return false;
 }
 
+CopyResult copyToNewFile(const std::string &, const std::string &) { return CopyResult::NotTried; }
+
 std::optional<FileVersion> fileVersion(const std::string &path)
 {
     if (!isUsable(path))
