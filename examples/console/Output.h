@@ -18,7 +18,8 @@ void print(const QString &line);
 /// Writes \p line as it is, also on a terminal: for the output of another program.
 void printUnchanged(const QString &line);
 
-/// Prints a table in columns that are aligned to the right; \p leftColumn is aligned to the left.
+/// Prints a table with the delimiter "  " in columns that are aligned to the right; \p leftColumn
+/// is aligned to the left. White space at the end of a line is left out.
 void printAligned(const Utils::CSVTable &table, int leftColumn);
 
 /// Writes \p line and a line feed to standard error, as UTF-8, on a terminal withoutControls().

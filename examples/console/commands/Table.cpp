@@ -202,6 +202,11 @@ static Result run(const QCommandLineParser &given, Host &)
     TableChoice choice;
     if (const std::optional<QString> missing = readChoice(given, top, choice))
         return failed(QString("\"%1\" has no column \"%2\"").arg(path, *missing));
+    if (!sizeLimit)
+        removeEmptyEnd(table);
+    // Copied only if needed. A table that is held as bytes has other numbers.
+    if (!sizeLimit && isAllOf(table, choice))
+        return show(given, path, table, choice.hasHeader);
     CSVTable chosen("  "); // which puts nothing in quotes
     choose(table, choice, chosen);
     return show(given, path, chosen, choice.hasHeader);

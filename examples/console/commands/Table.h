@@ -41,6 +41,9 @@ struct TableChoice
     int numRows = -1; ///< besides the header, -1 for all
 };
 
+/// Removes the empty rows at the end of a table, such as the one after the last line feed.
+void removeEmptyEnd(Utils::CSVTable &table);
+
 /// The first row that is not empty. None when there is no such row.
 QStringList topRow(const Utils::CSVTable &table);
 
@@ -52,6 +55,9 @@ QStringList numberedLabels(int count);
 
 /// The index in a row of labels of the column that \p name names, -1 when there is none.
 int findColumn(const QStringList &labels, const QString &name);
+
+/// Whether the choice is the whole of \p table, in the order of the file and without empty rows.
+bool isAllOf(const Utils::CSVTable &table, const TableChoice &choice);
 
 /// Appends the chosen part of \p table to \p chosen, which holds text even if the other does not.
 void choose(const Utils::CSVTable &table, const TableChoice &choice, Utils::CSVTable &chosen);

@@ -13,6 +13,21 @@ static bool isEmptyRow(const QStringList &fields)
     return fields.size() < 2 && fields.value(0).isEmpty();
 }
 
+/// The same without a list of the fields.
+static bool isEmptyRow(const CSVTable &table, int row)
+{
+    return table.numColumns(row) < 2 && table.data(row, 0).isEmpty();
+}
+
+void removeEmptyEnd(CSVTable &table)
+{
+    int end = table.numRows();
+    while (end > 0 && isEmptyRow(table, end - 1))
+        --end;
+    if (end < table.numRows())
+        table.removeEmptyRows(end);
+}
+
 QStringList topRow(const CSVTable &table)
 {
     for (int row = 0; row < table.numRows(); ++row) {
@@ -53,6 +68,16 @@ int findColumn(const QStringList &labels, const QString &name)
     return number <= labels.size() ? number - 1 : -1;
 }
 
+bool isAllOf(const CSVTable &table, const TableChoice &choice)
+{
+    if (choice.sortColumn >= 0 || !choice.columns.isEmpty() || choice.numRows >= 0)
+        return false;
+    int row = 0;
+    while (row < table.numRows() && !isEmptyRow(table, row))
+        ++row;
+    return row == table.numRows();
+}
+
 void choose(const CSVTable &table, const TableChoice &choice, CSVTable &chosen)
 {
     const bool isSorted = choice.sortColumn >= 0;
@@ -60,22 +85,29 @@ void choose(const CSVTable &table, const TableChoice &choice, CSVTable &chosen)
                             ? table.numRows()
                             : choice.numRows + choice.hasHeader;
 
-    CSVTable rows;
-    for (int row = 0; row < table.numRows() && (isSorted || rows.numRows() < numRows); ++row) {
-        const QStringList all = table.data(row);
-        if (isEmptyRow(all))
-            continue;
-        QStringList fields = choice.columns.isEmpty() ? all : QStringList();
+    const auto chosenFields = [&](const QStringList &all) {
+        QStringList fields;
         for (const int col : choice.columns)
             fields.append(all.value(col));
-        if (isSorted)
-            fields.prepend(all.value(choice.sortColumn)); // which may not be a wanted column
-        rows.appendData(fields);
+        return choice.columns.isEmpty() ? all : fields;
+    };
+    if (!isSorted) {
+        for (int row = 0; row < table.numRows() && chosen.numRows() < numRows; ++row) {
+            const QStringList all = table.data(row);
+            if (!isEmptyRow(all))
+                chosen.appendData(chosenFields(all));
+        }
+        return;
     }
-    if (isSorted) {
-        rows.sort(0, choice.hasHeader, choice.isAscending);
-        rows.removeColumn(0);
+
+    CSVTable rows;
+    for (int row = 0; row < table.numRows(); ++row) {
+        const QStringList all = table.data(row);
+        if (!isEmptyRow(all)) // the first field may not be a wanted column
+            rows.appendData(QStringList(all.value(choice.sortColumn)) + chosenFields(all));
     }
+    rows.sort(0, choice.hasHeader, choice.isAscending);
+    rows.removeColumn(0);
     for (int row = 0; row < std::min(rows.numRows(), numRows); ++row)
         chosen.appendData(rows.data(row));
 }

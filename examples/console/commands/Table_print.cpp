@@ -37,10 +37,22 @@ static Data::Array view(const QVector<double> &values)
     return {values.constData(), static_cast<quint64>(values.size())};
 }
 
+/// Whether a column has a number. Ends at the first one.
+static bool isColumnOfNumbers(const CSVTable &table, int col, bool hasHeader)
+{
+    for (int row = hasHeader; row < table.numRows(); ++row) {
+        bool isNumber = false;
+        const double value = table.dataValue(row, col, &isNumber);
+        if (isNumber && std::isfinite(value) && value != Data::noValue)
+            return true;
+    }
+    return false;
+}
+
 bool hasNumbers(const CSVTable &table, bool hasHeader)
 {
     for (int col = 0; col < table.numColumns(0); ++col) {
-        if (Statistics::length(view(numbers(table, col, hasHeader))) > 0)
+        if (isColumnOfNumbers(table, col, hasHeader))
             return true;
     }
     return false;
@@ -114,12 +126,11 @@ void printHistograms(const CSVTable &table, bool hasHeader, int bins)
 void printTable(const CSVTable &table, bool hasHeader)
 {
     // The first column of text: only one column can be aligned to the left.
-    int textColumn = -1;
-    for (int col = table.numColumns(0) - 1; col >= 0; --col) {
-        if (Statistics::length(view(numbers(table, col, hasHeader))) == 0)
-            textColumn = col;
-    }
-    printAligned(table, textColumn);
+    const int count = table.numColumns(0);
+    int textColumn = 0;
+    while (textColumn < count && isColumnOfNumbers(table, textColumn, hasHeader))
+        ++textColumn;
+    printAligned(table, textColumn < count ? textColumn : -1);
 }
 
 } // namespace Kelm
