@@ -1,5 +1,6 @@
 #include "utils/files/FileReader.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
@@ -12,6 +13,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <random>
 #include <type_traits>
 
 using Data::String;
@@ -386,6 +388,126 @@ private Q_SLOTS:
         reader.readFile();
 
         QCOMPARE(reader.lines, lines);
+    }
+
+    void readsAsATextStreamDoes_data()
+    {
+        QTest::addColumn<int>("size");  // from which on the contents end soon
+        QTest::addColumn<int>("valid"); // bytes between those that are not UTF-8
+
+        for (const int size : {0, 5, 16384, 32768, 65536, 131072}) {
+            for (const int valid : {3, 500, 20000})
+                QTest::addRow("%d bytes, %d valid", size, valid) << size << valid;
+        }
+    }
+
+    void readsAsATextStreamDoes()
+    {
+        QFETCH(int, size);
+        QFETCH(int, valid);
+        const QByteArrayList plain = {"a",
+                                      "word ",
+                                      "\n",
+                                      "\r\n",
+                                      "\r",
+                                      "\n\n",
+                                      "\xc3\xa4",
+                                      "\xe2\x82\xac",
+                                      "\xf0\x9f\x98\x80",
+                                      QByteArray("\0", 1),
+                                      "\xef\xbb\xbf",
+                                      QByteArray(40, 'l')};
+        const QByteArrayList invalid = {"\xff",         "\xc3",   "\xe2\x82",
+                                        "\xf0\x9f\x98", "\x80",   "\xed\xa0\x80",
+                                        "\xc0\x80",     "\xe2\n", "\xf0\x9f\n"};
+        std::mt19937 random(static_cast<unsigned>(size + valid));
+        const auto oneOf = [&](const QByteArrayList &pieces) {
+            return pieces[static_cast<int>(random() % static_cast<unsigned>(pieces.size()))];
+        };
+        for (int run = 0; run < 12; ++run) {
+            QByteArray contents = random() % 3 == 0 ? "\xef\xbb\xbf" : "";
+            int next = valid;
+            const int end = std::max(0, size + static_cast<int>(random() % 9) - 4);
+            while (contents.size() < end) {
+                contents += oneOf(plain);
+                if (contents.size() > next) {
+                    contents += oneOf(invalid);
+                    next = contents.size() + valid;
+                }
+            }
+            contents.truncate(end); // between the pieces of the stream, or near
+            if (random() % 2 == 0)
+                contents += oneOf(invalid);
+            const QString path = makeFile(m_folder->filePath("file"), contents);
+            QStringList expected;
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QTextStream stream(&file);
+            stream.setCodec("UTF-8");
+            while (!stream.atEnd())
+                expected.append(stream.readLine());
+
+            FileReader reader(path);
+            QStringList lines;
+            String line;
+            while (lines.size() <= expected.size() && reader.readLine(line, false))
+                lines.append(line);
+
+            QCOMPARE(lines, expected);
+        }
+    }
+
+    void readsIntoTheMemoryOfTheCaller()
+    {
+        const QByteArray words = QByteArray("one line of words, as they come\n").repeated(1000);
+        FileReader reader(makeFile(m_folder->filePath("file"), words));
+        String line;
+        QVERIFY(reader.readLine(line, false));
+        bool isSame = true;
+
+        FailingMemory memory(0, FailingMemory::FromThenOn);
+        for (int i = 1; i < 1000; ++i)
+            isSame = isSame && reader.readLine(line, false) && line.size() == 31;
+        memory.end();
+
+        QVERIFY(isSame);
+        QVERIFY(!memory.hasFailed());
+        QCOMPARE(line, String("one line of words, as they come"));
+    }
+
+    void continuesInAFileThatGrows()
+    {
+        const QString path = makeFile(m_folder->filePath("file"), "a\nb\xe2\x82");
+        FileReader reader(path);
+        String line;
+        QVERIFY(reader.readLine(line, false) && reader.readLine(line, false));
+        QCOMPARE(line, String("b"));
+        QVERIFY(!reader.readLine(line, false));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::Append));
+        file.write("\nc\n");
+        file.close();
+
+        QVERIFY(reader.readLine(line, false));
+        while (reader.readLine(line, false))
+            continue;
+
+        QCOMPARE(line, String("c"));
+    }
+
+    void readsALineThatIsLargerThanItsBlocks()
+    {
+        const QByteArray mark = "\xef\xbb\xbf";
+        for (const int size : {70000, 1 << 20, 20 << 20}) {
+            FileReader reader(makeFile(m_folder->filePath("file"),
+                                       "a\n" + mark + QByteArray(size, 'x') + "\r\nb"));
+
+            QCOMPARE(reader.nextLine(), String("a"));
+            QVERIFY(reader.nextLine() == QChar(QChar::ByteOrderMark) + QString(size, 'x'));
+            QCOMPARE(reader.nextLine(), String("b"));
+            QCOMPARE(reader.nextLine(), String());
+            QCOMPARE(reader.lineCount(), 3);
+        }
     }
 
     void cutsALineThatIsTooLongForAText()

@@ -86,8 +86,20 @@ static int decodeSequence(const char *source, std::ptrdiff_t room, QChar *&targe
     return 4;
 }
 
+/// Decodes the last bytes up to \p end, fewer than \p stride, together with ASCII bytes before them
+/// that \p target has already; \p plain is the first of those. Does nothing unless all are ASCII.
+static void decodeEnd(const char *&source, const char *end, const char *plain, QChar *&target)
+{
+    const std::ptrdiff_t again = stride - (end - source);
+    if (source - plain < again || widen(end - stride, target - again) != stride)
+        return;
+    target += end - source;
+    source = end;
+}
+
 bool decodeUtf8(const char *&source, const char *end, QChar *&target)
 {
+    const char *plain = source; // ASCII from there on
     while (source != end) {
         if (end - source >= stride) {
             const int length = widen(source, target);
@@ -102,8 +114,10 @@ bool decodeUtf8(const char *&source, const char *end, QChar *&target)
             if (length == 0 || length > room)
                 return length > 0;
             source += length;
+            plain = source;
         }
         if (end - source < stride) {
+            decodeEnd(source, end, plain, target);
             while (source != end && uchar(*source) < 0x80)
                 *target++ = QLatin1Char(*source++);
         }
