@@ -15,9 +15,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <random>
 #include <stdexcept>
+#include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -115,9 +118,9 @@ static void readLinesByStream(State &state, const Data::String &path, int lines)
         file.open(QIODevice::ReadOnly);
         QTextStream stream(&file);
         stream.setCodec("UTF-8");
+        QString line;
         int count = 0;
-        while (!stream.atEnd()) {
-            const QString line = stream.readLine();
+        while (stream.readLineInto(&line)) {
             benchmark::DoNotOptimize(line.size());
             ++count;
         }
@@ -206,6 +209,75 @@ static void searchByIterator(State &state, const Data::String &root, const char 
     }
 }
 
+static int countFiles(const std::string &folder)
+{
+    int files = 0;
+    DIR *const entries = opendir(folder.c_str());
+    while (const dirent *const entry = entries ? readdir(entries) : nullptr) {
+        if (entry->d_name[0] == '.')
+            continue;
+        files += entry->d_type == DT_DIR ? countFiles(folder + '/' + entry->d_name) : 1;
+    }
+    if (entries)
+        closedir(entries);
+    return files;
+}
+
+static void searchByReaddir(State &state, const Data::String &root, int count)
+{
+    for (auto _ : state)
+        check(state, countFiles(root.toStdString()), count);
+}
+
+/// Calls \p copy for the same folder again and again, each time without its copy of before.
+template <typename Copy>
+static void copyFolder(State &state, const QString &to, int count, Copy copy)
+{
+    for (auto _ : state) {
+        copy();
+        state.PauseTiming();
+        check(state, QDir(to + QStringLiteral("/from")).entryList(QDir::Files).size(), count);
+        QDir(to).removeRecursively();
+        QDir().mkdir(to);
+        state.ResumeTiming();
+    }
+}
+
+/// The system calls of cp -r for a folder of files.
+static void copyByCalls(const std::string &from, const std::string &to)
+{
+    mkdir(to.c_str(), 0777);
+    DIR *const entries = opendir(from.c_str());
+    while (const dirent *const entry = entries ? readdir(entries) : nullptr) {
+        if (entry->d_name[0] == '.')
+            continue;
+        const std::string target = to + '/' + entry->d_name;
+        const int source = openat(dirfd(entries), entry->d_name, O_RDONLY | O_NOFOLLOW);
+        struct stat status;
+        if (fstatat(dirfd(entries), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0 ||
+            fstat(source, &status) != 0)
+            throw std::runtime_error("cannot examine " + target);
+        const int copy = open(target.c_str(), O_WRONLY | O_CREAT | O_EXCL, status.st_mode & 0777);
+        while (copy_file_range(source, nullptr, copy, nullptr, 1 << 30, 0) > 0)
+            continue;
+        close(copy);
+        close(source);
+    }
+    if (entries)
+        closedir(entries);
+}
+
+static void addCopies(const QString &from, const QString &to, const char *detail, int count)
+{
+    addPair(
+        "copy a folder of 1,000 files beside the calls of cp -r", detail, 2.0,
+        [=](State &state) { copyFolder(state, to, count, [=] { File::copyDir(from, to); }); },
+        [=](State &state) {
+            copyFolder(state, to, count,
+                       [=] { copyByCalls(from.toStdString(), to.toStdString() + "/from"); });
+        });
+}
+
 template <typename Ours, typename Peer>
 static void addFilePair(const char *topic, const char *detail, double target, Ours ours, Peer peer,
                         const Data::String &path, int expected)
@@ -220,7 +292,7 @@ static void addText(const Data::String &path, const char *detail, const QByteArr
     makeFile(path, text);
     addFilePair("read a file of 100 MB beside QTextStream::readAll", detail, 1.0, readOurs,
                 readByStream, path, QString::fromUtf8(text).size());
-    addFilePair("lines of text beside QTextStream::readLine", detail, 1.1, readLinesOurs,
+    addFilePair("lines of text beside QTextStream::readLineInto", detail, 0.75, readLinesOurs,
                 readLinesByStream, path, text.count('\n'));
 }
 
@@ -240,6 +312,22 @@ static void addTree(const Data::String &root, const char *filter, int expected)
         [=](State &state) { searchByIterator(state, root, filter, expected); });
 }
 
+/// Files in memory, so that no disk is measured.
+static void addCopies(const QTemporaryDir &memory)
+{
+    const int count = 1000;
+    for (const int size : {0, 1000}) {
+        const QString folder = memory.filePath(QString::number(size));
+        const QString from = folder + QStringLiteral("/from");
+        const QString to = folder + QStringLiteral("/to");
+        QDir().mkpath(from);
+        QDir().mkpath(to);
+        for (int i = 0; i < count; ++i)
+            makeFile(from + QStringLiteral("/file%1").arg(i), QByteArray(size, 'a'));
+        addCopies(from, to, size == 0 ? "empty" : "1,000 bytes", count);
+    }
+}
+
 int main(int argc, char **argv)
 {
     const QTemporaryDir folder;
@@ -254,5 +342,12 @@ int main(int argc, char **argv)
     makeTree(root, count);
     addTree(root, "*", count);
     addTree(root, "*.csv", count / 10);
+    addPair(
+        "search 50,000 files beside readdir", "*", 1.5,
+        [=](State &state) { searchOurs(state, root, "*", count); },
+        [=](State &state) { searchByReaddir(state, root, count); });
+    const QTemporaryDir memory(QStringLiteral("/dev/shm/bench_Files-XXXXXX"));
+    if (memory.isValid())
+        addCopies(memory);
     return runBenchmarks(argc, argv);
 }
