@@ -1124,7 +1124,7 @@ private Q_SLOTS:
 
         QCOMPARE(File::copyDir(path("x"), path("y")), 1);
 
-        QVERIFY2(examinations < 6 * files, qPrintable(QString::number(examinations)));
+        QVERIFY2(examinations < 3 * files, qPrintable(QString::number(examinations)));
         QCOMPARE(synced, 0);
         QCOMPARE(tree(path("y/x")).size(), files);
         QCOMPARE(contents("y/x/0"), QByteArray());

@@ -96,8 +96,8 @@ static bool copyAtOnce(const Data::String &source, const Data::String &target)
     return false;
 }
 
-/// Whether a file of this size is copied in chunks when a progress is shown.
-static bool isCopiedInChunks(qint64 size) { return size / 1024 > 2048; }
+// A larger file is copied in chunks when a progress is shown.
+static const qint64 largestAtOnce = 2049 * 1024 - 1;
 
 /// Copies in small chunks, with its own reporter. When the copy is incomplete, removes it and
 /// returns false.
@@ -153,7 +153,7 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
     }
 
     const qint64 bytes = size(source);
-    if (Progress::current(true) && isCopiedInChunks(bytes) && copyInChunks(source, file, bytes))
+    if (Progress::current(true) && bytes > largestAtOnce && copyInChunks(source, file, bytes))
         return true;
 
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/showWaitCursor);
@@ -177,6 +177,13 @@ struct ClosedFolder
     }
 };
 
+/// A file in a folder that is copied.
+struct FileBelow
+{
+    QString name;
+    bool isKnown; ///< false for a link to a device or a pipe
+};
+
 /// A folder, or a link to one, below a folder that is copied.
 struct FolderBelow
 {
@@ -198,8 +205,8 @@ public:
 
 private:
     // The same return values as run().
-    int copyFiles(const QString &folder, const QStringList &names, const Data::String &destination,
-                  Progress &progress) const;
+    int copyFiles(const QString &folder, const QVector<FileBelow> &files,
+                  const Data::String &destination, Progress &progress) const;
     int copyFolders(const QVector<FolderBelow> &sources, const QString &canonicalParent,
                     const Data::String &destination, const ClosedFolder &closed,
                     Progress &progress) const;
@@ -230,12 +237,12 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
     const ClosedFolder closedBelow = {canonicalSource, closed ? closed : &ownWork};
 
     const QDir folder(source);
-    QStringList filesHere;
+    QVector<FileBelow> filesHere;
     QVector<FolderBelow> foldersHere;
     const auto note = [&](const FolderItem &item) {
         // For QDir, a link to a pipe or a device is a file and also a folder.
         if (!item.isFolder)
-            filesHere.append(item.name);
+            filesHere.append({item.name, item.isFile});
         if (!item.isFile)
             foldersHere.append({folder.filePath(item.name), item.isLink});
         return true;
@@ -255,22 +262,14 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
     return fromFolders < 0 ? -1 : fromFiles | fromFolders;
 }
 
-/// Copies the file \p source into the folder \p destination under its own name, as File::copy()
-/// does, when nothing exists there. No value when File::copy() has to do it.
-static std::optional<bool> copyToNewFile(const QString &source, const QString &destination,
-                                         const QString &name)
+/// Copies a new file of up to \p largest bytes as copyAtOnce() does. No value when File::copy() has
+/// to do it, as for a file that exists at the target.
+static std::optional<bool> copyToNewFile(const std::string &source, const std::string &target,
+                                         std::int64_t largest)
 {
-    const auto from = nativePath(source);
-    const auto folder = nativePath(destination);
-    if (!from || !folder || Platform::entryStatus(*folder, true).entry != Entry::Folder)
+    if (Platform::entryStatus(target, /*followLinks=*/false).entry != Entry::Missing)
         return std::nullopt;
-    const std::string to = *folder + '/' + name.toStdString();
-    if (Platform::entryStatus(to, /*followLinks=*/false).entry != Entry::Missing)
-        return std::nullopt;
-    if (Progress::current(true) && isCopiedInChunks(Platform::entryStatus(*from, true).size))
-        return std::nullopt;
-
-    switch (Platform::copyToNewFile(*from, to)) {
+    switch (Platform::copyToNewFile(source, target, largest)) {
     case CopyResult::Copied:
         return true;
     case CopyResult::Failed:
@@ -281,16 +280,24 @@ static std::optional<bool> copyToNewFile(const QString &source, const QString &d
     return std::nullopt;
 }
 
-int FolderCopy::copyFiles(const QString &folder, const QStringList &names,
+int FolderCopy::copyFiles(const QString &folder, const QVector<FileBelow> &files,
                           const Data::String &destination, Progress &progress) const
 {
-    const QDir source(folder);
+    const auto from = nativePath(folder);
+    const auto to = nativePath(destination);
     int result = 0;
-    for (const QString &name : names) {
-        const QString file = source.filePath(name);
-        const std::optional<bool> copied = copyToNewFile(file, destination, name);
-        if (copied ? *copied : File::copy(file, destination, m_overwrite, /*showWaitCursor=*/false))
-            result = 1;
+    for (const FileBelow &file : files) {
+        std::optional<bool> copied;
+        if (from && to && file.isKnown) {
+            const std::string name = '/' + file.name.toStdString();
+            const bool isInChunks = Progress::current(true);
+            copied = copyToNewFile(*from + name, *to + name,
+                                   isInChunks ? largestAtOnce : std::numeric_limits<qint64>::max());
+        }
+        if (!copied)
+            copied = File::copy(QDir(folder).filePath(file.name), destination, m_overwrite,
+                                /*showWaitCursor=*/false);
+        result |= *copied ? 1 : 0;
         if (!progress.tick())
             return -1;
     }

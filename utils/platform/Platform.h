@@ -78,8 +78,10 @@ enum class CopyResult
 /// that no part of it is ever visible. Unlike there, the contents are not forced to the disk
 /// before.
 ///
-/// NotTried when something exists at \p target, for example.
-CopyResult copyToNewFile(const std::string &source, const std::string &target);
+/// NotTried for a file of more than \p largest bytes, and when something exists at \p target, for
+/// example. A device is opened all the same.
+CopyResult copyToNewFile(const std::string &source, const std::string &target,
+                         std::int64_t largest);
 
 /// The four numbers of a program's version, the most significant first.
 struct FileVersion

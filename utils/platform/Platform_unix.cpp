@@ -257,14 +257,15 @@ static bool copyContents(int from, int to, std::int64_t size)
     return copied >= size;
 }
 
-CopyResult copyToNewFile(const std::string &source, const std::string &target)
+CopyResult copyToNewFile(const std::string &source, const std::string &target, std::int64_t largest)
 {
-    struct stat status;
-    if (!isUsable(source) || !isUsable(target) || stat(source.c_str(), &status) != 0 ||
-        !S_ISREG(status.st_mode)) // opening a pipe could wait without end
+    if (!isUsable(source) || !isUsable(target))
         return CopyResult::NotTried;
-    const Descriptor from(open(source.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!from.isOpen())
+    // Without O_NONBLOCK, opening a pipe could wait without end.
+    const Descriptor from(open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    struct stat status;
+    if (!from.isOpen() || fstat(from, &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_size > largest)
         return CopyResult::NotTried;
 
     const std::size_t slash = target.rfind('/');
@@ -276,8 +277,7 @@ CopyResult copyToNewFile(const std::string &source, const std::string &target)
         return CopyResult::Failed;
 
     // Where permissions cannot be set, the copy keeps those that it has.
-    if (fstat(from, &status) == 0)
-        (void)!fchmod(to, copiedPermissions(source.c_str(), status.st_mode));
+    (void)!fchmod(to, copiedPermissions(source.c_str(), status.st_mode));
     const std::string nameless = "/proc/self/fd/" + std::to_string(to);
     return linkat(AT_FDCWD, nameless.c_str(), AT_FDCWD, target.c_str(), AT_SYMLINK_FOLLOW) == 0
                ? CopyResult::Copied

@@ -143,7 +143,10 @@ bool listFolder(const std::string &, const std::function<bool(const FolderEntry 
     return false;
 }
 
-CopyResult copyToNewFile(const std::string &, const std::string &) { return CopyResult::NotTried; }
+CopyResult copyToNewFile(const std::string &, const std::string &, std::int64_t)
+{
+    return CopyResult::NotTried;
+}
 
 std::optional<FileVersion> fileVersion(const std::string &path)
 {
