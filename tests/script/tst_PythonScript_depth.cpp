@@ -9,6 +9,10 @@
 
 #include <QtTest>
 
+#include <random>
+
+#include <dlfcn.h>
+
 using Data::String;
 
 static const SettingsHome home;
@@ -25,6 +29,18 @@ struct Code
     QByteArray after;
 };
 Q_DECLARE_METATYPE(Code)
+
+static int parses = 0; // for the depth
+
+// Before the function of Python.
+extern "C" __attribute__((visibility("default"))) struct _node *
+PyParser_SimpleParseStringFlags(const char *source, int start, int flags)
+{
+    static const auto plain = reinterpret_cast<struct _node *(*)(const char *, int, int)>(
+        dlsym(RTLD_NEXT, "PyParser_SimpleParseStringFlags"));
+    ++parses;
+    return plain(source, start, flags);
+}
 
 class tst_PythonScript_depth : public QObject
 {
@@ -380,6 +396,104 @@ private Q_SLOTS:
 
         QVERIFY(d->engine.validate(QString::fromUtf8(text)));
         QVERIFY(d->engine.runFile(d->script(text)));
+    }
+
+    void parsesLongCodeOnlyOnce_data()
+    {
+        QTest::addColumn<Code>("code");
+
+        QTest::newRow("statements") << Code{"", "x = 1\n", ""};
+        QTest::newRow("texts") << Code{"# coding: utf-8\n", "a = '''\ndef x(\n''' + \"\\\"[\"\n",
+                                       ""};
+        QTest::newRow("functions") << Code{"", "def f(a):\n    if a < 1: return [a,\n1]\n", ""};
+        QTest::newRow("classes") << Code{
+            "", "class C(object):\r\n    def f(a):\r\n        return a\r\n", ""};
+        QTest::newRow("calls") << Code{"", "dict(a + '#', # ]\n [1,\n2])\n", ""};
+    }
+
+    void parsesLongCodeOnlyOnce()
+    {
+        QVERIFY(d->engine.validate("1")); // starts Python
+        QFETCH(Code, code);
+        const std::size_t stack = std::size_t(128) << 20;
+        const QByteArray text = code.repeated(600'000 / code.part.size());
+        QVERIFY(Utils::mayBeTooDeepForPython(static_cast<std::size_t>(text.size()), stack));
+        parses = 0;
+
+        QVERIFY(!Utils::isTooDeepForPython(text, stack));
+
+        QCOMPARE(parses, 0);
+        QVERIFY(!Utils::isParsedTooDeepForPython(text, stack));
+        QCOMPARE(parses, 1);
+    }
+
+    // Without the tree nothing may pass that has too deep a tree.
+    void judgesWithoutATreeAsWithIt()
+    {
+        QVERIFY(d->engine.validate("1")); // starts Python
+        const QByteArrayList pieces = {"x = 1\n",
+                                       "def f(a):\n    return a\n",
+                                       "    if a: pass\n",
+                                       "class C:\n    x = 1\n",
+                                       "if a:\n    pass\nelif b:\n    pass\n",
+                                       "'''\ndef\n'''\n",
+                                       "x = '\\'def'\n",
+                                       "# def '\n",
+                                       "# if a\rif a: pass\n",
+                                       "def g(): return a < b\n",
+                                       "x = [1,\ndef_,\n2]\n",
+                                       "assert a and b or c\n",
+                                       "\f",
+                                       "\t",
+                                       "x = a \\\n+ b\n",
+                                       "with a, b, c: pass\n",
+                                       "try: pass\nexcept E: pass\n",
+                                       "[b for b in a if b]\n",
+                                       "x = lambda: a if b else c\n",
+                                       "@d\n",
+                                       "@d(a < b)\ndef h(): pass\n",
+                                       "r'\\'' 'def '\n",
+                                       "\"\"\"a\\\"\"\"\ndef \"\"\"\n",
+                                       "\r\n",
+                                       "\n",
+                                       "x\n",
+                                       "(",
+                                       ")",
+                                       "'",
+                                       "while a: pass\nelse: pass\n",
+                                       "x = 1 == 2 != 3 <> 4\n",
+                                       "`a`\n"};
+        const QByteArrayList links = {"+1", ".a", "<2", "()", "|1", " and a", " in b", "[0]"};
+        std::mt19937 random(1);
+        const auto oneOf = [&](const QByteArrayList &list) {
+            return list[static_cast<int>(random() % static_cast<unsigned>(list.size()))];
+        };
+        const std::size_t stack = std::size_t(3) << 19; // 6,144 parts
+        int deep = 0;
+        int flat = 0;
+        for (int run = 0; run < 150; ++run) {
+            QByteArrayList chosen;
+            for (unsigned kinds = 1 + random() % 5; kinds > 0; --kinds)
+                chosen.append(oneOf(pieces));
+            QByteArray text;
+            const int size = 2000 + static_cast<int>(random() % 25'000);
+            while (text.size() < size)
+                text += oneOf(chosen);
+            if (random() % 3 == 0) {
+                const int count = static_cast<int>(random() % 6000);
+                text += "x = 1" + oneOf(links).repeated(count) + "\n";
+            }
+            const bool isLong =
+                Utils::mayBeTooDeepForPython(static_cast<std::size_t>(text.size()), stack);
+            const bool isDeep = isLong && Utils::isParsedTooDeepForPython(text, stack);
+            parses = 0;
+
+            QCOMPARE(Utils::isTooDeepForPython(text, stack), isDeep);
+
+            deep += isDeep;
+            flat += isLong && parses == 0;
+        }
+        QVERIFY2(deep > 10 && flat > 10, qPrintable(QString("%1, %2").arg(deep).arg(flat)));
     }
 
     void refusesAFileThatIsLargerThanTheMemory()

@@ -10,6 +10,8 @@
 #include <pythread.h>
 
 #include <algorithm>
+#include <cctype>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <utility>
@@ -117,11 +119,191 @@ bool mayBeTooDeepForPython(std::size_t size, std::size_t stack)
     return size > stack / bytesPerPart;
 }
 
+/// Whether the characters of ASCII are the same in the source as in what Python parses: its first
+/// two lines name no other encoding.
+static bool hasPlainEncoding(const QByteArray &source)
+{
+    const QByteArray key = "coding";
+    const QByteArray head = source.left(source.indexOf('\n', source.indexOf('\n') + 1));
+    const int at = head.indexOf(key);
+    if (at < 0)
+        return true;
+    const QByteArray tail = head.mid(at + key.size() + 1).trimmed();
+    const auto isName = [](char sign) {
+        return std::isalnum(uchar(sign)) || std::strchr("-_.", sign);
+    };
+    const auto end = std::find_if_not(tail.begin(), tail.end(), isName);
+    const QByteArray name = tail.left(static_cast<int>(end - tail.begin())).toLower();
+    return head.lastIndexOf(key) == at &&
+           (name == "utf-8" || name == "utf8" || name == "latin-1" || name == "ascii");
+}
+
+namespace {
+
+/// Divides a source into its statements at the left margin, without parsing it.
+class SourceParts
+{
+public:
+    explicit SourceParts(const QByteArray &source) : m_source(source) {}
+
+    /// A number that is not exceeded by what isParsedTooDeepForPython() counts: the size of the
+    /// largest statement, or if that is larger, the jumps of all that are no functions and classes.
+    /// The size of the source when this cannot be told.
+    std::size_t bound();
+
+private:
+    char at(int i) const { return i < m_source.size() ? m_source[i] : '\0'; }
+    bool startsDefinition(int i) const;
+    void startPart(int i);
+    int afterText(int i) const;
+    int afterWord(int i);
+    int afterSign(int i);
+
+    const QByteArray &m_source;
+    int m_part = 0; // where it starts
+    bool m_isDefinition = false;
+    int m_brackets = 0;
+    bool m_isLineStart = true;  // of a statement
+    bool m_hasContexts = false; // each of which jumps, in the current part
+    std::size_t m_jumps = 0;    // in the current part
+    std::size_t m_others = 0;
+    std::size_t m_largest = 0;
+};
+
+} // namespace
+
+bool SourceParts::startsDefinition(int i) const
+{
+    for (const QByteArray word : {"def", "class"}) {
+        const char next = at(i + word.size());
+        if (m_source.mid(i, word.size()) == word && (next == ' ' || next == '\t'))
+            return true;
+    }
+    return false;
+}
+
+/// Ends the current part before \p i.
+void SourceParts::startPart(int i)
+{
+    const auto size = static_cast<std::size_t>(i - m_part);
+    m_largest = std::max(m_largest, size);
+    if (!m_isDefinition)
+        m_others += m_hasContexts ? size : m_jumps;
+    m_part = i;
+    m_isDefinition = startsDefinition(i);
+    m_hasContexts = false;
+    m_jumps = 0;
+}
+
+/// The index after the text in quotes that starts at \p i; -1 when it has no end.
+int SourceParts::afterText(int i) const
+{
+    const char quote = at(i);
+    const bool isLong = at(i + 1) == quote && at(i + 2) == quote;
+    const int length = isLong ? 3 : 1;
+    for (i += length; i < m_source.size(); ++i) {
+        if (at(i) == '\\')
+            ++i; // also in a raw text
+        else if (at(i) == '\n' && !isLong)
+            return -1;
+        else if (at(i) == quote && (!isLong || (at(i + 1) == quote && at(i + 2) == quote)))
+            return i + length;
+    }
+    return -1;
+}
+
+/// The index after the word at \p i. One that jumps has up to nine parts in the tree.
+int SourceParts::afterWord(int i)
+{
+    static const QByteArray words = " and assert elif else except finally for if in is not or try "
+                                    "while with ";
+    const int start = i;
+    while (std::isalnum(uchar(at(i))) || at(i) == '_')
+        ++i;
+    const QByteArray word = m_source.mid(start, i - start);
+    if (word.size() < 8 && words.contains(' ' + word + ' ')) {
+        m_jumps += 9;
+        m_hasContexts = m_hasContexts || word == "with";
+    }
+    return i;
+}
+
+/// The index after the sign, word, text or comment at \p i; -1 when it cannot be told.
+int SourceParts::afterSign(int i)
+{
+    m_isLineStart = false;
+    switch (at(i)) {
+    case '#':
+        while (i < m_source.size() && at(i) != '\n' && at(i) != '\r')
+            ++i;
+        return i;
+    case '\'':
+    case '"':
+        return afterText(i);
+    case '(':
+    case '[':
+    case '{':
+        ++m_brackets;
+        return i + 1;
+    case ')':
+    case ']':
+    case '}':
+        --m_brackets;
+        return m_brackets < 0 ? -1 : i + 1;
+    case '\n':
+        m_isLineStart = m_brackets == 0;
+        return i + 1;
+    case '\r':
+        return at(i + 1) == '\n' ? i + 1 : -1;
+    case '\\':
+        return at(i + 1) == '\n' ? i + 2 : at(i + 1) == '\r' && at(i + 2) == '\n' ? i + 3 : -1;
+    case '\0':
+    case '\f':
+    case '\v':
+        return -1;
+    case '<':
+    case '>':
+    case '=':
+        m_jumps += 3;
+        return i + 1;
+    default:
+        return std::isalpha(uchar(at(i))) || at(i) == '_' ? afterWord(i) : i + 1;
+    }
+}
+
+std::size_t SourceParts::bound()
+{
+    const auto all = static_cast<std::size_t>(m_source.size());
+    if (!hasPlainEncoding(m_source))
+        return all;
+    int i = 0;
+    while (i >= 0 && i < m_source.size()) {
+        const char sign = at(i);
+        const bool isBlank = sign == ' ' || sign == '\t' || sign == '\r' || sign == '\n';
+        if (m_isLineStart && !isBlank && sign != '#')
+            startPart(i);
+        i = afterSign(i);
+    }
+    if (i < 0)
+        return all;
+    startPart(m_source.size());
+    return std::max(m_largest, m_others);
+}
+
 bool isTooDeepForPython(const QByteArray &source, std::size_t stack)
 {
     if (!mayBeTooDeepForPython(static_cast<std::size_t>(source.size()), stack))
         return false;
+    // The compiler does not recurse from one statement to the next, and a function or class jumps
+    // for itself. What is nested without a chain is bounded by the parser: it refuses more than
+    // 1,500 levels.
+    const std::size_t levels = 2000;
+    return mayBeTooDeepForPython(SourceParts(source).bound() + levels, stack) &&
+           isParsedTooDeepForPython(source, stack);
+}
 
+bool isParsedTooDeepForPython(const QByteArray &source, std::size_t stack)
+{
     const std::unique_ptr<node, FreeTree> tree(
         PyParser_SimpleParseStringFlags(source.constData(), Py_file_input, 0));
     if (!tree) {

@@ -17,6 +17,10 @@ bool mayBeTooDeepForPython(std::size_t size, std::size_t stack);
 /// the memory does not suffice.
 bool isTooDeepForPython(const QByteArray &source, std::size_t stack);
 
+/// The same, found in the tree of the whole source. It is parsed for this, which takes as long as
+/// Python itself does for it, so isTooDeepForPython() calls it only for sources with a long part.
+bool isParsedTooDeepForPython(const QByteArray &source, std::size_t stack);
+
 /// Sets the Python error for a source that is too deep: a MemoryError, as Python's parser does.
 void setDepthError();
 
