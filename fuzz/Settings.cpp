@@ -24,6 +24,14 @@ static bool isRenamed(const String &key)
     return key.startsWith(general, Qt::CaseInsensitive) && !key.startsWith(general);
 }
 
+/// Whether \p value is a list without items: Qt stores it as it stores the invalid value.
+static bool isEmptyList(const QVariant &value)
+{
+    const bool isList =
+        value.userType() == QMetaType::QVariantList || value.userType() == QMetaType::QStringList;
+    return isList && value.toList().isEmpty();
+}
+
 /// All values at \p group and below it. \p prefix is the group followed by "/", or "".
 static void collect(const Settings &settings, const String &group, const String &prefix,
                     QMap<QString, QVariant> &values)
@@ -34,7 +42,8 @@ static void collect(const Settings &settings, const String &group, const String 
         const Data::Variant value = settings.getValue(path);
         // The invalid value would remove the key. What has a NaN, and a QSizePolicy without
         // QtWidgets, equals none.
-        const bool isComparable = value.userType() != QMetaType::QSizePolicy && value == value;
+        const bool isComparable =
+            value.userType() != QMetaType::QSizePolicy && value == value && !isEmptyList(value);
         if (!key.isEmpty() && value.isValid() && isComparable && !isRenamed(path))
             values.insert(path, value);
     }
