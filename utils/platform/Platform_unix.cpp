@@ -359,16 +359,15 @@ bool hasSortedSettings() { return true; }
 
 void useLargePages(void *memory, std::size_t size)
 {
-    static constexpr std::size_t least = 4 * 1024 * 1024;
+    static constexpr std::size_t least = std::size_t(4) << 20;
     if (size < least)
         return;
     // From the start of the first page: a request for less than all pages of a large allocation
     // would split it into areas, which realloc() then cannot move without copying.
     const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const auto address = reinterpret_cast<std::uintptr_t>(memory);
-    const std::uintptr_t first = address / pageSize * pageSize;
-    const std::uintptr_t end = (address + size + pageSize - 1) / pageSize * pageSize;
-    madvise(reinterpret_cast<void *>(first), end - first, MADV_HUGEPAGE); // may fail
+    const std::size_t before = reinterpret_cast<std::uintptr_t>(memory) % pageSize;
+    const std::size_t length = (before + size + pageSize - 1) / pageSize * pageSize;
+    madvise(static_cast<char *>(memory) - before, length, MADV_HUGEPAGE); // may fail
 }
 
 } // namespace Utils::Platform

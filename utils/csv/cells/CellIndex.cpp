@@ -233,7 +233,7 @@ static quint64 blanksOf(const Units<ushort> &units, const ushort *text, int size
 {
     quint64 blanks = 0;
     if (units.anyWide() == 0) {
-        for (const ushort blank : {' ', '\t', '\n', '\v', '\f', '\r'})
+        for (const unsigned char blank : {' ', '\t', '\n', '\v', '\f', '\r'})
             blanks |= units.equalTo(blank);
         return blanks;
     }
