@@ -74,7 +74,17 @@ void *operator new(std::size_t size)
 }
 
 void *operator new[](std::size_t size) { return operator new(size); }
+void *operator new(std::size_t size, const std::nothrow_t &) noexcept
+{
+    return std::malloc(size > 0 ? size : 1);
+}
+void *operator new[](std::size_t size, const std::nothrow_t &) noexcept
+{
+    return std::malloc(size > 0 ? size : 1);
+}
 void operator delete(void *bytes) noexcept { std::free(bytes); }
 void operator delete(void *bytes, std::size_t) noexcept { std::free(bytes); }
 void operator delete[](void *bytes) noexcept { std::free(bytes); }
 void operator delete[](void *bytes, std::size_t) noexcept { std::free(bytes); }
+void operator delete(void *bytes, const std::nothrow_t &) noexcept { std::free(bytes); }
+void operator delete[](void *bytes, const std::nothrow_t &) noexcept { std::free(bytes); }
