@@ -8,6 +8,7 @@
 #include <QMap>
 #include <QProcessEnvironment>
 #include <QUuid>
+#include <QtTest>
 
 #include <csignal>
 #include <sys/types.h>
@@ -49,7 +50,29 @@ public:
         return found;
     }
 
+    /// Waits for a minute at most until so many run. A process that starts another program in its
+    /// place has no environment for a moment, so their number may fall again until the next look.
+    bool waitFor(int count) const
+    {
+        return wait([=](int running) { return running == count; });
+    }
+    bool waitForAtLeast(int count) const
+    {
+        return wait([=](int running) { return running >= count; });
+    }
+
 private:
+    template <typename IsReached>
+    bool wait(const IsReached &isReached) const
+    {
+        for (int i = 0; i < 6000; ++i) {
+            if (isReached(ids().size()))
+                return true;
+            QTest::qWait(10);
+        }
+        return false;
+    }
+
     const QByteArray m_name = "KELMUTILS_TEST_MARK";
     const QByteArray m_value = QUuid::createUuid().toByteArray();
 };

@@ -53,7 +53,7 @@ private Q_SLOTS:
         marked.mark(process);
         QVERIFY(process.start());
         QTRY_COMPARE_WITH_TIMEOUT(process.output().count('.'), script.count('.'), 60000);
-        QTRY_VERIFY_WITH_TIMEOUT(marked.ids().size() >= count, 60000);
+        QVERIFY(marked.waitForAtLeast(count));
 
         process.kill();
 
@@ -113,7 +113,7 @@ private Q_SLOTS:
         marked.mark(process);
         QVERIFY2(process.start(), process.errorMessage().c_str());
         QVERIFY(waitForOutput(process, ".\n"));
-        QTRY_COMPARE_WITH_TIMEOUT(marked.ids().size(), 3, 60000);
+        QVERIFY(marked.waitFor(3));
 
         Process::kill(process.getPID());
 
@@ -139,7 +139,7 @@ private Q_SLOTS:
         process.setKillMode(Process::KillSingle);
         QVERIFY(process.start());
         QVERIFY(waitForOutput(process, ".\n"));
-        QTRY_COMPARE_WITH_TIMEOUT(marked.ids().size(), 2, 60000);
+        QVERIFY(marked.waitFor(2));
 
         process.kill();
 
@@ -172,7 +172,7 @@ private Q_SLOTS:
         process.setKillMode(mode);
         QVERIFY(process.start());
         QVERIFY(waitForOutput(process, ".\n"));
-        QTRY_COMPARE_WITH_TIMEOUT(marked.ids().size(), 2, 60000);
+        QVERIFY(marked.waitFor(2));
 
         process.kill();
 
@@ -192,7 +192,7 @@ private Q_SLOTS:
         QVERIFY(second.start());
         QVERIFY(waitForOutput(first, ".\n"));
         QVERIFY(waitForOutput(second, ".\n"));
-        QTRY_COMPARE_WITH_TIMEOUT(marked.ids().size(), 4, 60000);
+        QVERIFY(marked.waitFor(4));
 
         first.kill();
 
@@ -212,7 +212,7 @@ private Q_SLOTS:
         marked.mark(process);
         QVERIFY(process.start());
         QVERIFY(waitForOutput(process, "\n"));
-        QTRY_COMPARE_WITH_TIMEOUT(marked.ids().size(), 3, 60000);
+        QVERIFY(marked.waitFor(3));
 
         Process::kill(process.output().trimmed().toLongLong());
 
@@ -376,7 +376,7 @@ private Q_SLOTS:
         marked.mark(process);
         QVERIFY(process.start());
         QVERIFY(waitForOutput(process, ".\n"));
-        QTRY_COMPARE_WITH_TIMEOUT(marked.ids().size(), 3, 60000);
+        QVERIFY(marked.waitFor(3));
 
         process.kill();
 
@@ -393,7 +393,7 @@ private Q_SLOTS:
             process.setKillMode(Process::KillTree);
             QVERIFY(process.start());
             QVERIFY(waitForOutput(process, ".\n"));
-            QTRY_COMPARE_WITH_TIMEOUT(marked.ids().size(), 2, 60000);
+            QVERIFY(marked.waitFor(2));
             QTest::ignoreMessage(QtWarningMsg, "QProcess: Destroyed while process (\"/bin/sh\") is "
                                                "still running.");
         }
