@@ -44,7 +44,7 @@ static void getByQt(State &state, const Data::String &key, int expected)
 static void setOurs(State &state)
 {
     Settings settings(group);
-    const Data::String key = "width";
+    const Data::String key = "changes";
     int value = 0;
     for (auto _ : state)
         settings.setInt(key, ++value);
@@ -56,11 +56,11 @@ static void setWithReceiver(State &state)
     setOurs(state);
 }
 
-static void setByToolkit(State &state)
+static void setByQt(State &state)
 {
     QSettings settings;
     settings.beginGroup(group);
-    const QString key = QStringLiteral("width");
+    const QString key = QStringLiteral("changes");
     int value = 0;
     for (auto _ : state)
         settings.setValue(key, ++value);
@@ -96,7 +96,7 @@ static void setByObjectEach(State &state, int count)
         Settings(group).setInt("key1", ++value);
 }
 
-static void setByToolkitEach(State &state, int count)
+static void setByQtEach(State &state, int count)
 {
     const FilledStore store(count);
     int value = 0;
@@ -229,14 +229,14 @@ int main(int argc, char **argv)
         [](State &state) { getOurs(state, "height", -1); },
         [](State &state) { getByQt(state, "height", -1); });
 
-    addPair("setInt beside QSettings::setValue", "nobody receives it", 1.5, setOurs, setByToolkit);
+    addPair("setInt beside QSettings::setValue", "nobody receives it", 1.5, setOurs, setByQt);
     addPair("setInt beside QSettings::setValue", "a SettingsSlot receives it", 0.0, setWithReceiver,
-            setByToolkit);
+            setByQt);
     for (const int count : {10, 1000, 10000}) {
         addPair(
             "an object for each setInt, beside QSettings", std::to_string(count) + " stored", 1.2,
             [=](State &state) { setByObjectEach(state, count); },
-            [=](State &state) { setByToolkitEach(state, count); });
+            [=](State &state) { setByQtEach(state, count); });
     }
     addPair("an object that changes nothing, beside QSettings", "in a group", 0.0, makeOurs,
             makeByToolkit);
