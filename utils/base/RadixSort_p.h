@@ -67,9 +67,9 @@ void sortByKey(Element *start, Element *end, Element *spare)
         Element *runEnd = run + 1;
         while (runEnd != end && (runEnd->sortKey() ^ run->sortKey()) >> lowest == 0)
             ++runEnd;
+        // With fewer bits each time, so the recursion is not deep.
         if (runEnd - run > 1)
-            sortByKey<mostDigits, digitBits>(run, runEnd,
-                                             spare); // fewer bits each time, so not deep
+            sortByKey<mostDigits, digitBits>(run, runEnd, spare);
         run = runEnd;
     }
 }

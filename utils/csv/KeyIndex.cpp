@@ -38,8 +38,10 @@ int KeyIndex::findBy(Index &index, CSVData &rows, const CSVKey &key, int firstRo
 {
     constexpr int costOfIndex = 4; // in comparisons for each row
 
-    if (index.numCompared > qint64(costOfIndex) * m_end && index.end == 0)
-        addRows(index, rows, key);
+    if (index.end == 0 && index.numCompared > qint64(costOfIndex) * m_end) {
+        while (index.end < m_end)
+            addRow(index, rows, key);
+    }
     if (index.end == 0 || firstRow > index.end) {
         const int found = compareFrom(rows, key, firstRow);
         const int end = found >= 0 ? found + 1 : rows.numRows();
@@ -85,13 +87,6 @@ void KeyIndex::addRow(Index &index, CSVData &rows, const CSVKey &key)
     else if (cell.size() >= key.text.size())
         index.positions.add(qHash(QStringView(cell).left(key.text.size())), index.end);
     ++index.end;
-}
-
-/// Adds all rows that were compared.
-void KeyIndex::addRows(Index &index, CSVData &rows, const CSVKey &key) const
-{
-    while (index.end < m_end)
-        addRow(index, rows, key);
 }
 
 } // namespace Utils

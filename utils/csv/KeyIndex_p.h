@@ -47,7 +47,6 @@ private:
     bool matches(CSVData &rows, const CSVKey &key, int row);
     int compareFrom(CSVData &rows, const CSVKey &key, int row);
     int findBy(Index &index, CSVData &rows, const CSVKey &key, int firstRow);
-    void addRows(Index &index, CSVData &rows, const CSVKey &key) const;
     static void addRow(Index &index, CSVData &rows, const CSVKey &key);
 
     quint64 m_revision = 0;                         // of the rows that the indexes are of

@@ -7,9 +7,10 @@ namespace Xml {
 
 /// Appends \p text to \p messages on a line of its own, unless it occurs somewhere in them.
 ///
-/// Short messages are searched. For long ones, the last ones to which a text was appended have an
-/// index, which takes about 20 bytes for each character, so that many different texts take time
-/// that grows with their length alone. Without memory for it they are searched as well.
+/// Short messages are searched. Long messages have an index, so that many different texts take time
+/// that grows with their length alone. Only the messages to which a text was appended last have
+/// one; it takes up to 16 bytes for each character, and a copy of each text. Without memory for it,
+/// long messages are searched as well.
 void appendUnlessContained(QString &messages, const QString &text);
 
 } // namespace Xml
