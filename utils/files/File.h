@@ -208,6 +208,14 @@ public:
     /// The same with bytes, which are written unchanged, and without the wait cursor.
     static bool writeRaw(const Data::String &path, const QByteArray &bytes);
 
+    /// The reason why the last operation of this thread on a file failed, as a text for users from
+    /// the string catalogue in the current language: "" after a success, and the key of the text
+    /// when the catalogue has none.
+    ///
+    /// The operations are those of File, TagFile, CSVTable, CSVReader, Document and Settings that
+    /// can fail. Those that do not fail, such as File::join(), keep the reason.
+    static Data::String lastError();
+
     /// Opens a file to read its bytes. The caller closes the stream. Null when the file cannot be
     /// opened, and for a folder. errno is 0 after success and otherwise tells why this call failed.
     static std::FILE *openRead(const Data::String &path);

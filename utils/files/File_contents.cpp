@@ -4,6 +4,7 @@
 #include "utils/base/FileStatus_p.h"
 #include "utils/base/Limits_p.h"
 #include "utils/base/Utf8_p.h"
+#include "utils/catalogue/LastError_p.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File_p.h"
 #include "utils/platform/Platform.h"
@@ -261,6 +262,8 @@ static std::FILE *openStream(const QString &path, const char *mode)
     errno = error;
     return stream;
 }
+
+Data::String File::lastError() { return LastError::text(); }
 
 std::FILE *File::openRead(const Data::String &path) { return openStream(path, "rb"); }
 
