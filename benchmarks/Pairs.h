@@ -2,13 +2,16 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -66,6 +69,39 @@ inline std::string patternOf(const std::string &name)
     return pattern + "$";
 }
 
+/// Makes each page of memory that this process shares with its parent its own. Otherwise the first
+/// write to it, such as to the reference count of a string of the input, would copy the page during
+/// the measurement.
+inline void ownMemory()
+{
+    const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    std::ifstream maps("/proc/self/maps");
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(maps, line);)
+        lines.push_back(line);
+    const int pages = open("/proc/self/pagemap", O_RDONLY);
+    for (const std::string &line : lines) {
+        std::uintptr_t begin = 0;
+        std::uintptr_t end = 0;
+        char rights[5] = {};
+        if (std::sscanf(line.c_str(), "%lx-%lx %4s", &begin, &end, rights) != 3 ||
+            std::strcmp(rights, "rw-p") != 0)
+            continue;
+        std::vector<std::uint64_t> entries((end - begin) / pageSize);
+        const std::size_t size = entries.size() * sizeof(std::uint64_t);
+        const auto offset = static_cast<off_t>(begin / pageSize * sizeof(std::uint64_t));
+        if (pread(pages, entries.data(), size, offset) != static_cast<ssize_t>(size))
+            continue;
+        const std::uint64_t present = std::uint64_t(1) << 63;
+        for (std::size_t i = 0; i < entries.size(); ++i) {
+            auto *const byte = reinterpret_cast<volatile char *>(begin + i * pageSize);
+            if (entries[i] & present)
+                *byte = *byte;
+        }
+    }
+    close(pages);
+}
+
 /// Runs the benchmark \p name in a child of this process, whose memory no other benchmark has used,
 /// and writes its result as JSON. Returns false when it fails.
 inline bool runInChild(const std::string &name)
@@ -73,6 +109,7 @@ inline bool runInChild(const std::string &name)
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
+        ownMemory();
         benchmark::JSONReporter reporter;
         reporter.SetOutputStream(&std::cout);
         reporter.SetErrorStream(&std::cerr);

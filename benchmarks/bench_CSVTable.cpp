@@ -56,7 +56,13 @@ static void check(State &state, double found, double expected)
 
 struct Fields
 {
-    std::vector<char> bytes;
+    explicit Fields(const Input &input)
+        : bytes(new char[std::size_t(input.bytes.size())]), end(bytes.get())
+    {
+    }
+
+    std::unique_ptr<char[]> bytes; // large enough for all fields of the input
+    char *end;                     // of the fields so far
     std::vector<unsigned int> ends;
     std::vector<unsigned int> rowEnds;
 };
@@ -64,9 +70,9 @@ struct Fields
 static void copyField(void *field, std::size_t size, void *data)
 {
     auto &fields = *static_cast<Fields *>(data);
-    const char *const begin = static_cast<const char *>(field);
-    fields.bytes.insert(fields.bytes.end(), begin, begin + size);
-    fields.ends.push_back(static_cast<unsigned int>(fields.bytes.size()));
+    std::memcpy(fields.end, field, size);
+    fields.end += size;
+    fields.ends.push_back(static_cast<unsigned int>(fields.end - fields.bytes.get()));
 }
 
 static void endRow(int, void *data)
@@ -206,8 +212,7 @@ static void loadString(State &state, const Input &input)
 static void loadByLibcsv(State &state, const Input &input)
 {
     const auto load = [&] {
-        Fields fields;
-        fields.bytes.reserve(std::size_t(input.bytes.size()));
+        Fields fields(input);
         parseFile(input, 0, copyField, endRow, &fields);
         check(state, double(fields.rowEnds.size()), input.rows);
         check(state, double(fields.ends.size()), double(input.rows) * input.columns);
@@ -220,8 +225,7 @@ static void loadByLibcsv(State &state, const Input &input)
 static void loadBytesByLibcsv(State &state, const Input &input)
 {
     const auto load = [&] {
-        Fields fields;
-        fields.bytes.reserve(std::size_t(input.bytes.size()));
+        Fields fields(input);
         parseBytes(input, copyField, endRow, &fields);
         check(state, double(fields.rowEnds.size()), input.rows);
         check(state, double(fields.ends.size()), double(input.rows) * input.columns);
