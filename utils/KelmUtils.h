@@ -44,6 +44,8 @@
 #include "utils/tagfile/TagFile.h"
 #include "utils/text/DateTime.h"
 #include "utils/text/List.h"
+#include "utils/text/PolynomialFit.h"
+#include "utils/text/RunningStatistics.h"
 #include "utils/text/Statistics.h"
 #include "utils/text/StringUtil.h"
 #include "utils/xml/Document.h"

@@ -3,6 +3,7 @@
 #include "data/Array.h"
 #include "data/Interval.h"
 #include "utils/Export.h"
+#include "utils/text/PolynomialFit.h"
 
 #include <QList>
 #include <QVector>
@@ -215,6 +216,104 @@ public:
 
     /// \p value, or \p fallback when it is NaN or infinite. A hole is a value here.
     static double validate(double value, double fallback);
+
+    /// The value that \p percent percent of the sorted values do not exceed: 0 is the smallest
+    /// value, 50 the median, 100 the largest value. 0.0 when there are no values, and
+    /// Data::noValue when \p percent is NaN or not between 0 and 100.
+    ///
+    /// Counted from 0, the result is the sorted value at position (n - 1) * percent / 100. Between
+    /// two positions it is on the straight line between their values. In the list of definitions by
+    /// Hyndman and Fan this is type 7.
+    ///
+    ///     10 20 30 40, 50  => 25
+    ///     10 20 30 40, 90  => 37
+    ///     10 20 30 40, 95  => 38.5
+    ///     10 20 30 nan, 95 => nan     NaN is the largest value
+    ///
+    /// Between a number and infinity the result is infinite, between two different infinities NaN.
+    static double percentile(const Data::Array &array, double percent,
+                             const QList<int> &indices = {});
+
+    /// The median of the distances from median(), a measure of spread that up to half of the values
+    /// cannot distort. 0.0 when there are no values, Data::noValue when there is no memory for the
+    /// distances.
+    ///
+    /// NaN is the largest distance. When the median is infinite, the distance of infinite values
+    /// from it is NaN.
+    static double medianAbsoluteDeviation(const Data::Array &array, const QList<int> &indices = {});
+
+    /// 1.482602218505602 * medianAbsoluteDeviation(): for many normally distributed values about
+    /// their standardDeviation(), and for some outliers among them still about the same. The limits
+    /// are the same as well.
+    static double robustDeviation(const Data::Array &array, const QList<int> &indices = {});
+
+    /// The mean in which each value counts as often as \p weights tells: the sum of the products
+    /// divided by the sum of the weights. 0.0 when no pair counts.
+    ///
+    /// A pair of value and weight counts only if neither is a hole and the weight is above 0. The
+    /// result is NaN when a weight is NaN or infinite.
+    ///
+    /// Here and in the functions below, sums include the rounding errors of the additions. So the
+    /// results are precise also for values that are large compared to their distances.
+    static double weightedMean(const Data::Array &array, const Data::Array &weights,
+                               const QList<int> &indices = {});
+
+    /// The sample standard deviation with \p weights that tell how reliable each value is. It is
+    /// standardDeviation() when all weights are equal. 0.0 when fewer than two pairs count.
+    ///
+    /// With W the sum of the weights w, S that of their squares, and m the weightedMean():
+    ///
+    ///     sqrt(W / (W * W - S) * sum of w * (value - m)^2)
+    ///
+    /// Pairs count as in weightedMean(). The result is NaN when a value or a weight is NaN or
+    /// infinite, and when the values are so far apart that their distance exceeds a double.
+    static double weightedStandardDeviation(const Data::Array &array, const Data::Array &weights,
+                                            const QList<int> &indices = {});
+
+    /// The correlation of two columns (Pearson's), from -1.0 to 1.0. 0.0 when fewer than two pairs
+    /// count, and when all values of a column are equal.
+    ///
+    /// Only pairs count, row by row, also in the means. This is the difference from
+    /// coefficientCorrelation(), with which the result agrees where there are no holes. The result
+    /// is NaN when a value of a pair is NaN or infinite, and when values are so far apart that
+    /// their distance exceeds a double.
+    static double correlation(const Data::Array &a, const Data::Array &b,
+                              const QList<int> &indices = {});
+
+    /// The straight line through pairs of \p x and \p y with the least sum of squared residuals.
+    static PolynomialFit fitLine(const Data::Array &x, const Data::Array &y,
+                                 const QList<int> &indices = {});
+
+    /// The same for a polynomial of \p degree, from 0 to 20.
+    ///
+    /// The fit is not valid
+    /// - when fewer than \p degree + 1 of the x are different, or when they are so close together
+    ///   that rounding would determine the polynomial;
+    /// - when a pair that counts has NaN or infinity, or values that are so far apart that their
+    ///   distance exceeds a double;
+    /// - when \p degree is out of range;
+    /// - when there is no memory for the residuals. A QVector holds at most 2 GiB.
+    ///
+    /// Pairs count as in all functions of two columns. Their x may be large compared to their
+    /// distances: the polynomial is computed around the mean of x, by a QR decomposition.
+    static PolynomialFit fitPolynomial(const Data::Array &x, const Data::Array &y, int degree,
+                                       const QList<int> &indices = {});
+
+    /// For each selected row, the mean of the rows from \p before rows before it to \p after rows
+    /// after it. A negative number of rows stands for 0.
+    ///
+    /// Holes and rows beyond the ends of the column do not count. So at the ends the mean is that
+    /// of fewer rows, and a hole is replaced by the mean of its neighbours; the row becomes
+    /// Data::noValue only when there is no value among them. NaN and infinite values have an
+    /// effect only on rows whose mean includes them.
+    ///
+    ///     1 2 6 hole hole hole 4, 1 and 1  => 1.5 3 4 6 hole 4 4
+    ///     1 2 6, 2 and 0                   => 1 1.5 3
+    ///
+    /// The time does not depend on the number of rows in a mean. The result is empty when there is
+    /// no memory for it. A QVector holds at most 2 GiB.
+    static QVector<double> movingAverage(const Data::Array &array, int before, int after,
+                                         const QList<int> &indices = {});
 };
 
 } // namespace Utils

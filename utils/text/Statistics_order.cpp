@@ -372,6 +372,63 @@ void Statistics::quartiles(const Data::Array &array, double &minimum, double &lo
     upper = h % 2 == 1 ? s[r] : between(s[r - 1], s[r]);
 }
 
+/// The number at \p part of the distance from \p a to \p b, which is not below \p a.
+static double onTheWay(double a, double b, double part)
+{
+    if (part == 0.0 || a == b)
+        return a;
+    // The difference of two numbers may be too large for a double, and infinity has none.
+    if (std::signbit(a) != std::signbit(b) || !std::isfinite(a))
+        return a * (1.0 - part) + b * part;
+    const double number = a + (b - a) * part;
+    return number > b ? b : number;
+}
+
+double Statistics::percentile(const Data::Array &array, double percent, const QList<int> &indices)
+{
+    if (!(percent >= 0.0 && percent <= 100.0))
+        return Data::noValue;
+    const Selection selection(array, indices);
+    Ranking s(selection);
+    if (s.size() == 0)
+        return 0.0;
+
+    // Divided as late as possible: 3.6 - 3 is not 0.6.
+    const double hundredfold = (s.size() - 1) * percent;
+    const double rest = std::fmod(hundredfold, 100.0);
+    const int index = static_cast<int>(std::lround((hundredfold - rest) / 100.0));
+    const double lower = s[index];
+    return index + 1 == s.size() ? lower : onTheWay(lower, s[index + 1], rest / 100.0);
+}
+
+double Statistics::medianAbsoluteDeviation(const Data::Array &array, const QList<int> &indices)
+{
+    const Selection selection(array, indices);
+    const std::ptrdiff_t size = lengthOf(selection);
+    if (size == 0)
+        return 0.0;
+    const std::unique_ptr<quint64[]> keys(new (std::nothrow)
+                                              quint64[static_cast<std::size_t>(size)]);
+    if (!keys)
+        return Data::noValue;
+
+    const double centre = median(array, indices);
+    quint64 *end = keys.get();
+    forEachValue(selection, [&](double value) { *end++ = keyOf(std::abs(value - centre)); });
+    quint64 *const middle = keys.get() + size / 2;
+    std::nth_element(keys.get(), middle, end);
+    const double upper = fromKey(*middle);
+    return size % 2 == 1 ? upper : between(fromKey(*std::max_element(keys.get(), middle)), upper);
+}
+
+double Statistics::robustDeviation(const Data::Array &array, const QList<int> &indices)
+{
+    // 1 / (the upper quartile of the standard normal distribution)
+    static const double deviationsPerMedian = 1.482602218505602;
+    const double deviation = medianAbsoluteDeviation(array, indices);
+    return Data::isHole(deviation) ? deviation : deviation * deviationsPerMedian;
+}
+
 QVector<double> Statistics::reduce(const Data::Array &array, const QList<int> &indices)
 {
     try {
