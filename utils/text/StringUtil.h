@@ -276,6 +276,64 @@ public:
 
     /// The values in \p text in the order of the text. Items without "=" are ignored.
     static QStringList propValues(const Data::String &text);
+
+    // Numbers with units
+
+    /// The text of \p value with the prefix of the SI that makes it a number from 1 to below 1000,
+    /// a space and \p unit, in the default QLocale. Prefixes are those for powers of 1000, from "q"
+    /// for 1e-30 to "Q" for 1e30.
+    ///
+    ///     1500, "N", 4         => "1.5 kN"
+    ///     0.000012, "m", 4     => "12 µm"
+    ///     -0.0123456, "m/s", 4 => "-12.35 mm/s"
+    ///     999.96, "Pa", 4      => "1 kPa"       a number that is rounded up to 1000
+    ///     12345, "Pa", 1       => "12 kPa"      digits before the point are always shown
+    ///     0.0, "V", 4          => "0 V"         for -0.0 as well
+    ///
+    /// \p digits is the number of significant digits, from 1 to 15; values outside stand for these
+    /// limits. Zeros at the end of the decimals are removed. A number halfway between two decimals
+    /// is rounded away from zero.
+    ///
+    /// A prefix is inserted only before m, g, s, A, K, mol, cd, the derived units of the SI with a
+    /// name of their own (rad, sr, Hz, N, Pa, J, W, C, V, F, Ω, S, Wb, T, H, lm, lx, Bq, Gy, Sv,
+    /// kat), and l, L, t, bar, eV, B, bit, Ah, Wh, VA, var, Nm; alone, or before "/", "*", "·" or a
+    /// space. Any other unit is used as it is, with display(value, 'g', digits): one that has a
+    /// prefix already, a power such as "m²", "%", "°C", "min", "rows" and "".
+    ///
+    ///     1500, "mm", 4        => "1500 mm"
+    ///     1500, "m²", 4        => "1500 m²"
+    ///     0.5, "", 4           => "0.5"
+    ///
+    /// So are numbers for which there is no prefix, and NaN and infinity: "1e+40 N", "nan N". The
+    /// no-value number yields "".
+    static Data::String displayUnit(double value, const Data::String &unit, int digits = 4);
+
+    /// The units of displaySize().
+    enum SizeUnits
+    {
+        BinaryUnits, ///< powers of 1024: KiB, MiB, GiB, TiB, PiB, EiB (IEC 80000)
+        DecimalUnits ///< powers of 1000: kB, MB, GB, TB, PB, EB (SI)
+    };
+
+    /// The text of a size in bytes in the default QLocale, with its group separators. Rounding is
+    /// that of displayUnit(): 1023 KiB are 1,023 KiB for any \p digits.
+    ///
+    ///     512            => "512 B"      bytes have no decimals
+    ///     1536           => "1.5 KiB"    with DecimalUnits "1.54 kB"
+    ///     1048575        => "1 MiB"      a number that is rounded up to 1024
+    ///     -1536          => "-1.5 KiB"
+    static Data::String displaySize(qint64 bytes, SizeUnits units = BinaryUnits, int digits = 3);
+
+    /// The shortest text in the C locale that is read back as exactly \p value, also by
+    /// QString::toDouble() and CSVTable. No locale and no setting changes it.
+    ///
+    ///     0.1              => "0.1"
+    ///     0.1 + 0.2        => "0.30000000000000004"
+    ///     100000           => "1e+05"     where this is shorter than the digits
+    ///     -0.0             => "-0"
+    ///     NaN, infinity    => "nan", "inf", "-inf"
+    ///     Data::noValue    => "1e+300", so that it is read back as a hole
+    static Data::String shortest(double value);
 };
 
 } // namespace Utils
