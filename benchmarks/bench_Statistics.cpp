@@ -4,7 +4,10 @@
 #include "benchmarks/Pairs.h"
 #include "utils/text/Statistics.h"
 
+#include <gsl/gsl_fit.h>
 #include <gsl/gsl_histogram.h>
+#include <gsl/gsl_multifit.h>
+#include <gsl/gsl_sort_double.h>
 #include <gsl/gsl_statistics_double.h>
 
 #include <QVector>
@@ -19,6 +22,8 @@ using Utils::Statistics;
 
 static const int rows = 10000000;
 static const int bins = 100;
+static const int fitRows = 1000000;
+static const int degree = 3;
 
 /// Numbers around 50, every twentieth of which is a hole.
 static QVector<double> makeNumbers()
@@ -39,11 +44,11 @@ static Data::Array column(const QVector<double> &numbers)
 }
 
 template <typename Call>
-static void measure(State &state, Call call)
+static void measure(State &state, Call call, int count = rows)
 {
     for (auto _ : state)
         benchmark::DoNotOptimize(call());
-    state.SetItemsProcessed(state.iterations() * rows);
+    state.SetItemsProcessed(state.iterations() * count);
 }
 
 /// One read of the memory: all its bits, with four sums that do not wait for each other.
@@ -102,6 +107,56 @@ static int histogramOurs(const QVector<double> &numbers)
     return counts[bins / 2];
 }
 
+/// It has no percentile of what is not sorted.
+static double percentileByGsl(const QVector<double> &reduced)
+{
+    std::vector<double> copy(reduced.begin(), reduced.end());
+    gsl_sort(copy.data(), 1, copy.size());
+    return gsl_stats_quantile_from_sorted_data(copy.data(), 1, copy.size(), 0.9);
+}
+
+/// Numbers that ascend on the whole, without holes.
+static QVector<double> makeTimes(const QVector<double> &reduced)
+{
+    QVector<double> times;
+    times.reserve(fitRows);
+    for (int i = 0; i < fitRows; ++i)
+        times.append(0.001 * i + reduced[i]);
+    return times;
+}
+
+static double lineByGsl(const QVector<double> &x, const QVector<double> &y)
+{
+    double intercept, slope, variance, covariance, slopeVariance, square;
+    gsl_fit_linear(x.constData(), 1, y.constData(), 1, fitRows, &intercept, &slope, &variance,
+                   &covariance, &slopeVariance, &square);
+    return slope;
+}
+
+static double polynomialByGsl(const QVector<double> &x, const QVector<double> &y)
+{
+    gsl_matrix *powers = gsl_matrix_alloc(fitRows, degree + 1);
+    gsl_vector_const_view values = gsl_vector_const_view_array(y.constData(), fitRows);
+    gsl_vector *factors = gsl_vector_alloc(degree + 1);
+    gsl_matrix *covariance = gsl_matrix_alloc(degree + 1, degree + 1);
+    gsl_multifit_linear_workspace *space = gsl_multifit_linear_alloc(fitRows, degree + 1);
+    for (int i = 0; i < fitRows; ++i) {
+        double power = 1.0;
+        for (int j = 0; j <= degree; ++j) {
+            gsl_matrix_set(powers, static_cast<size_t>(i), static_cast<size_t>(j), power);
+            power *= x[i];
+        }
+    }
+    double square = 0.0;
+    gsl_multifit_linear(powers, &values.vector, factors, covariance, &square, space);
+    const double first = gsl_vector_get(factors, 0);
+    gsl_multifit_linear_free(space);
+    gsl_matrix_free(covariance);
+    gsl_vector_free(factors);
+    gsl_matrix_free(powers);
+    return first;
+}
+
 int main(int argc, char **argv)
 {
     const QVector<double> numbers = makeNumbers();
@@ -129,6 +184,12 @@ int main(int argc, char **argv)
         [&](State &state) { measure(state, [&] { return Statistics::median(column(numbers)); }); },
         [&](State &state) { measure(state, [&] { return medianByGsl(reduced); }); });
     addPair(
+        "percentile", "beside gsl_sort of a copy and gsl_stats_quantile_from_sorted_data", 0.05,
+        [&](State &state) {
+            measure(state, [&] { return Statistics::percentile(column(numbers), 90.0); });
+        },
+        [&](State &state) { measure(state, [&] { return percentileByGsl(reduced); }); });
+    addPair(
         "histogram of 100 bins", "beside gsl_histogram", 0.45,
         [&](State &state) { measure(state, [&] { return histogramOurs(numbers); }); },
         [&](State &state) { measure(state, [&] { return histogramByGsl(reduced); }); });
@@ -142,6 +203,31 @@ int main(int argc, char **argv)
                 std::sort(copy.begin(), copy.end());
                 return copy.last();
             });
+        });
+    const QVector<double> times = makeTimes(reduced);
+    const QVector<double> values = reduced.mid(fitRows, fitRows);
+    const auto fit = [&](int ofDegree) {
+        return Statistics::fitPolynomial(column(times), column(values), ofDegree).coefficients[0];
+    };
+    addPair(
+        "line through 1,000,000 points", "beside gsl_fit_linear, which has no residuals", 0.0,
+        [&](State &state) {
+            measure(
+                state, [&] { return fit(1); }, fitRows);
+        },
+        [&](State &state) {
+            measure(
+                state, [&] { return lineByGsl(times, values); }, fitRows);
+        });
+    addPair(
+        "polynomial of degree 3", "beside gsl_multifit_linear, which has no residuals", 0.50,
+        [&](State &state) {
+            measure(
+                state, [&] { return fit(degree); }, fitRows);
+        },
+        [&](State &state) {
+            measure(
+                state, [&] { return polynomialByGsl(times, values); }, fitRows);
         });
     return runBenchmarks(argc, argv);
 }

@@ -59,18 +59,22 @@ class Centre
 public:
     void add(double value)
     {
+        // Distances from the first value: rounding of their sum is in proportion to the range of
+        // the values, however large these are.
+        const double scaled = value * sumScale;
+        m_first = m_count == 0 ? scaled : m_first;
+        m_sum += scaled - m_first;
         m_low = std::min(m_low, value);
         m_high = std::max(m_high, value);
-        m_isFinite &= std::isfinite(value);
-        m_sum.add(value * sumScale);
         ++m_count;
     }
 
     void finish()
     {
+        m_isFinite = std::isfinite(m_sum);
         if (!m_isFinite || m_count == 0)
             return;
-        const double mean = m_sum.value() / m_count / sumScale;
+        const double mean = (m_first + m_sum / m_count) / sumScale;
         m_mean = isConstant() ? m_low : std::clamp(mean, m_low, m_high);
         const double reach = std::max(m_high - m_mean, m_mean - m_low);
         m_isFinite = std::isfinite(reach);
@@ -83,6 +87,7 @@ public:
     /// False if one of the values is NaN or infinite, or if the values are too far apart.
     bool isFinite() const { return m_isFinite; }
 
+    /// The mean, except for its last digits.
     double mean() const { return m_mean; }
     double scale() const { return m_scale; }
 
@@ -95,9 +100,10 @@ private:
 
     double m_low = std::numeric_limits<double>::infinity();
     double m_high = -std::numeric_limits<double>::infinity();
-    bool m_isFinite = true;
-    PreciseSum m_sum;
+    double m_first = 0.0;
+    double m_sum = 0.0;
     int m_count = 0;
+    bool m_isFinite = true;
     double m_mean = 0.0;
     double m_scale = 1.0;
 };

@@ -39,8 +39,8 @@ struct KELMUTILS_EXPORT PolynomialFit
     /// The same polynomial around the middle of the pairs: value() is #centreY plus the sum of
     /// these factors times 1, u, u^2 and so on, where u is (x - #centreX) * #scaleX.
     QVector<double> centred;
-    double centreX = 0.0; ///< the mean of x
-    double centreY = 0.0; ///< the mean of y
+    double centreX = 0.0; ///< about the mean of x
+    double centreY = 0.0; ///< about the mean of y
     double scaleX = 1.0;  ///< a power of two: u is between -1 and 1 for all pairs
 };
 

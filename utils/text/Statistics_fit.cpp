@@ -183,20 +183,27 @@ static QVector<double> residualsOf(const Selection &x, const Selection &y, const
                                    PreciseSum &squares)
 {
     const int size = std::min(x.size(), y.size());
+    const double unscaled = 1.0 / centreY.scale();
+    double bufferX[Selection::bufferSize];
+    double bufferY[Selection::bufferSize];
     QVector<double> residuals(size);
-    for (int i = 0; i < size; ++i) {
-        double bufferX;
-        double bufferY;
-        const double valueX = *x.values(i, 1, &bufferX);
-        const double valueY = *y.values(i, 1, &bufferY);
-        if (Data::isHole(valueX) || Data::isHole(valueY)) {
-            residuals[i] = Data::noValue;
-            continue;
+    double *residual = residuals.data();
+    for (qint64 first = 0; first < size; first += Selection::bufferSize) {
+        const int begin = static_cast<int>(first);
+        const int count = std::min<int>(Selection::bufferSize, size - begin);
+        const double *const valuesX = x.values(begin, count, bufferX);
+        const double *const valuesY = y.values(begin, count, bufferY);
+        double sum = 0.0;
+        for (int i = 0; i < count; ++i, ++residual) {
+            *residual = Data::noValue;
+            if (Data::isHole(valuesX[i]) || Data::isHole(valuesY[i]))
+                continue;
+            const double distance = centreY.distanceOf(valuesY[i]) -
+                                    polynomialAt(factors, centreX.distanceOf(valuesX[i]));
+            sum += distance * distance;
+            *residual = distance * unscaled;
         }
-        const double residual =
-            centreY.distanceOf(valueY) - polynomialAt(factors, centreX.distanceOf(valueX));
-        squares.add(residual * residual);
-        residuals[i] = residual / centreY.scale();
+        squares.add(sum);
     }
     return residuals;
 }
