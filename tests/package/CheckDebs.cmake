@@ -118,6 +118,7 @@ if(output)
 endif()
 
 check_tree()
+check_gdb_file("/usr")
 foreach(METHOD IN ITEMS find_package pkg-config)
     include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")
 endforeach()

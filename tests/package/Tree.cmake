@@ -18,6 +18,15 @@ function(check_kelm expected)
     endif()
 endfunction()
 
+# gdb must find how it shows our types by the path of the library, which is below \p folder once it
+# is installed.
+function(check_gdb_file folder)
+    set(file "${folder}/${LIBDIR}/libKelmUtils.so.${VERSION}-gdb.py")
+    if(NOT EXISTS "${PREFIX}/${DATADIR}/gdb/auto-load${file}")
+        message(FATAL_ERROR "Not installed: ${DATADIR}/gdb/auto-load${file}")
+    endif()
+endfunction()
+
 function(check_tree)
     file(GLOB_RECURSE internal "${PREFIX}/include/*_p.h" "${PREFIX}/include/*.cpp")
     if(internal)
