@@ -1,7 +1,7 @@
 # The Debian packages that cpack makes of the installed components:
 #
 #   Library      libkelmutils1            the library and its texts
-#   Development  libkelmutils-dev         headers, also those of Python, and descriptions
+#   Development  libkelmutils-dev         headers, also those of Python, descriptions, and printers for gdb
 #   Python       libkelmutils-python27    the private Python 2.7 with its SIP runtime
 #   Console      kelm                     the console host with its resources
 
@@ -78,7 +78,8 @@ several languages, child processes, scripts and progress."
 )
 kelm_package(Development libkelmutils-dev libdevel
 "utility layer for engineering desktop tools, for development
-Headers of KelmUtils and of its private Python, and what CMake and pkg-config find them by."
+Headers of KelmUtils and of its private Python, what CMake and pkg-config find them by, and what gdb
+shows of its types."
     DEPENDS "libkelmutils1 ${same}" ${python} "qtbase5-dev (>= 5.15)"
 )
 set(program "")

@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Checks what gdb shows of the types of the library: printers.py SOURCE HOST LIBRARY
+"""Checks what gdb shows of the types of the library:
+
+    printers.py SOURCE HOST LIBRARY
+    printers.py GUIDE HOST LIBRARY    for a guide: a session, where "..." is any text
 
 HOST is the program that is made of SOURCE, whose comments promise what gdb shows. Its functions call
 look() at their end, where gdb must keep the promises of the function: in the running program, and
@@ -180,11 +183,39 @@ def loaded(debugger):
     return bool(is_loaded)
 
 
+def transcript(guide):
+    """The commands and the texts of the session in a guide."""
+    text = guide.read_text(encoding="utf-8")
+    for part in text.split("\n(gdb) ")[1:]:
+        command, _, output = part.partition("\n")
+        yield command, output.split("```")[0].rstrip("\n")
+
+
+def check_guide(guide, debugger):
+    debugger.folder = str(guide.parent.parent)  # where the examples are
+    steps = list(transcript(guide))
+    commands = []
+    for command, _ in steps:
+        commands += [f"echo {MARK}", command]
+    output, complaints = debugger.run(commands)
+    is_right = len(steps) > 5 and is_quiet(complaints, "guide")
+    for (command, text), is_shown in zip(steps, output.split(MARK)[1:]):
+        pattern = re.escape(re.sub("0x[0-9a-f]+", "ADDRESS", text)).replace(r"\.\.\.", "(?s:.*)")
+        is_shown = is_shown.rstrip("\n")
+        if not re.fullmatch(pattern.replace("ADDRESS", "0x[0-9a-f]+"), is_shown):
+            print(f"{guide}: {command} shows\n{is_shown}\ninstead of\n{text}")
+            is_right = False
+    return is_right
+
+
 def main():
     source, host, library = (Path(argument) for argument in sys.argv[1:])
     if not shutil.which("gdb"):
         print("gdb is not installed")
         sys.exit(77)
+    if source.suffix == ".md":
+        with tempfile.TemporaryDirectory() as folder:
+            sys.exit(0 if check_guide(source, Debugger(host, library, folder)) else 1)
     groups = promises(source)
     if sum(len(group) for group in groups) < 70:
         sys.exit(f"{source} has too few promises")
