@@ -33,9 +33,6 @@ COUNTED_ROWS = 100  # by which the columns of a table are counted
 SEARCHED_KEYS = 2000  # of a settings file
 
 # Members of our classes. A path with dots goes through members of members.
-SIGNAL_PAYLOAD = "m_data"
-SLOT_PAYLOAD = "m_data"
-SLOT_ENABLED = "m_enabled"
 DATETIME_SECONDS = "m_time"
 TAG_NAME, TAG_KEYS, TAG_VALUES = "name", "keys", "values"
 TAGFILE, TAGFILE_PATH, TAGFILE_TAGS = "d", "filename", "tags.m_tags"
@@ -58,6 +55,9 @@ STORAGES = {
     "Utils::CSVArrayData": "as bytes",
     "Utils::CSVFileData": "in the file",
 }
+
+# Offsets in our classes, which are the same in all versions: hosts have been built with them.
+PAYLOAD, SLOT_ENABLED = 16, 32
 
 # Offsets in types of Qt.
 OBJECT_PRIVATE = 8
@@ -186,14 +186,12 @@ def at(address, kind):
     return gdb.Value(address).cast(kind.pointer()).dereference()
 
 
-def pointee(smart, dynamic=False):
+def pointee(smart):
     """The object of a std::unique_ptr or std::shared_ptr; null is invalid."""
     address = first_word(smart)
     if not address:
         raise Invalid
     value = at(address, smart.type.strip_typedefs().template_argument(0).unqualified())
-    if dynamic:
-        value = value.cast(value.dynamic_type)
     if not value.type.fields():
         raise Unknown
     return value
@@ -515,6 +513,14 @@ def class_name(address):
     table = gdb.Value(pointer(address)).cast(gdb.lookup_type("void").pointer())
     found = re.search(r"<vtable for (.+)\+\d+>", table.format_string(symbols=True))
     return found[1].replace("Utils::", "") if found else ""
+
+
+def payload(address):
+    """That of a signal or slot, as a value, or as its text where gdb knows no such type."""
+    try:
+        return at(address + PAYLOAD, gdb.lookup_type("QMap<Data::String, Data::Variant>"))
+    except gdb.error:
+        return guarded(variant_map_text)(read(address + PAYLOAD, 8), 0)
 
 
 @guarded
@@ -901,21 +907,20 @@ class TablePrinter(Printer):
         return pointee(member(self.value, TABLE))
 
     def data(self):
-        """What holds the cells: a class derived from CSVData."""
-        other = member(self.table(), TABLE_OTHER)
-        if first_word(other):
-            return pointee(other, dynamic=True)
-        return pointee(member(self.table(), TABLE_TEXT), dynamic=True)
+        """What holds the cells: an object of one of the classes of STORAGES."""
+        other = first_word(member(self.table(), TABLE_OTHER))
+        address = other or first_word(member(self.table(), TABLE_TEXT))
+        name = f"Utils::{class_name(address)}"
+        if name not in STORAGES:
+            raise Invalid
+        return at(address, gdb.lookup_type(name))
 
     def rows(self):
         data = self.data()
         return FileRows(data) if str(data.type) == "Utils::CSVFileData" else MemoryRows(data)
 
     def text(self):
-        storage = str(self.data().dynamic_type)
-        if storage not in STORAGES:
-            raise Invalid
-        parts = [guarded(self.size_text)(), STORAGES[storage]]
+        parts = [guarded(self.size_text)(), STORAGES[str(self.data().type)]]
         path = string_text(first_word(member(self.table(), TABLE_PATH)))
         if path != '""':
             parts.append(path)
@@ -944,7 +949,7 @@ class SignalPrinter(Printer):
         return f"{name}, {plural(len(receivers(address)), 'receiver')}"
 
     def items(self):
-        yield "payload", member(self.value, SIGNAL_PAYLOAD)
+        yield "payload", payload(self.address())
         for i, receiver in enumerate(receivers(self.address())):
             yield f"receiver {i}", object_text(receiver)
 
@@ -952,11 +957,11 @@ class SignalPrinter(Printer):
 class SlotPrinter(Printer):
     def text(self):
         address = self.address()
-        enabled = "enabled" if member(self.value, SLOT_ENABLED) else "disabled"
+        enabled = "enabled" if read(address + SLOT_ENABLED, 1)[0] else "disabled"
         return f"{class_name(address) or 'Slot'} {object_name(address)}, {enabled}"
 
     def items(self):
-        yield "payload", member(self.value, SLOT_PAYLOAD)
+        yield "payload", payload(self.address())
         for i, sender in enumerate(senders(self.address())):
             yield f"sender {i}", object_text(sender)
 

@@ -166,7 +166,7 @@ def returned(debugger):
 
 def noise(debugger):
     """Random memory as objects, in a core file, which is read faster."""
-    script = SHOW_NOISE.format(types=TYPES, last=8 * 60)
+    script = SHOW_NOISE.format(types=TYPES, last=8 * 30)
     command = f"python exec({script!r})"
     output, complaints = debugger.run(["core-file core0", command])
     if "Error" in complaints:
