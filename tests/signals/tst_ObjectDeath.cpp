@@ -47,7 +47,10 @@ enum class Callback
     FunctionWithData,
     Member,
     MemberWithSlot,
-    MemberWithData
+    MemberWithData,
+    Lambda,
+    LambdaWithSlot,
+    LambdaWithData
 };
 
 Q_DECLARE_METATYPE(Sender)
@@ -85,6 +88,9 @@ static const Named<Callback> callbacks[] = {
     {Callback::Member, "member"},
     {Callback::MemberWithSlot, "member with slot"},
     {Callback::MemberWithData, "member with data"},
+    {Callback::Lambda, "lambda"},
+    {Callback::LambdaWithSlot, "lambda with slot"},
+    {Callback::LambdaWithData, "lambda with data"},
 };
 
 enum class Shape
@@ -220,6 +226,7 @@ public:
 
     static Scene *current; // for the callbacks that are plain functions
     void act();
+    void actAndRead(const QString &captured);
     void noteReplaced() { ++replacedCalls; }
 
     /// Has the slot as a member, and is the object of the member callbacks.
@@ -247,6 +254,7 @@ public:
     int actingCalls = 0;
     int replacedCalls = 0;
     int bystanderCalls = 0;
+    int intactCalls = 0; // of lambdas that find afterwards what they have captured
 };
 
 Scene *Scene::current = nullptr;
@@ -307,6 +315,7 @@ bool Scene::connectTo(const QObject *receiver, const char *method)
 
 void Scene::install(Slot &target, Callback callback)
 {
+    const QString text(100, 'y');
     switch (callback) {
     case Callback::Function:
         target.setCallback([] { current->act(); });
@@ -326,7 +335,22 @@ void Scene::install(Slot &target, Callback callback)
     case Callback::MemberWithData:
         target.setCallback(owner, &Owner::withData);
         break;
+    case Callback::Lambda:
+        target.setCallback([this, text] { actAndRead(text); });
+        break;
+    case Callback::LambdaWithSlot:
+        target.setCallback([this, text](const Slot *) { actAndRead(text); });
+        break;
+    case Callback::LambdaWithData:
+        target.setCallback([this, text](const VariantCollection &) { actAndRead(text); });
+        break;
     }
+}
+
+void Scene::actAndRead(const QString &captured)
+{
+    act();
+    intactCalls += captured == QString(100, 'y');
 }
 
 void Scene::run()
@@ -470,6 +494,8 @@ private Q_SLOTS:
         const bool isServedTwice = action == Action::SendAgain && sender != Sender::SingleShot;
         QCOMPARE(scene.actingCalls, isServedTwice ? 2 : 1);
         QCOMPARE(scene.replacedCalls, 0); // not before the next delivery
+        if (callback >= Callback::Lambda)
+            QCOMPARE(scene.intactCalls, scene.actingCalls);
     }
 
     void hasLastingEffectsOnTheNextSend_data()

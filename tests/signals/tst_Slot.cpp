@@ -8,7 +8,9 @@
 
 #include <QtTest>
 
+#include <functional>
 #include <memory>
+#include <stdexcept>
 #include <type_traits>
 
 using Data::VariantCollection;
@@ -159,6 +161,117 @@ private Q_SLOTS:
         QCOMPARE(seen, QStringList("data {a=1}"));
     }
 
+    void callsALambdaWithCapturesOfEachShape()
+    {
+        Slot slot("s", nullptr);
+        const VariantCollection payload{{"a", 1}};
+        const QString captured("captured ");
+
+        slot.setCallback([captured] { seen.append(captured + "plain"); }).onSig(payload);
+        slot.setCallback([captured](const Slot *from) {
+                seen.append(captured + "slot " + describe(from->data()));
+            })
+            .onSig(payload);
+        slot.setCallback([captured](const VariantCollection &data) {
+                seen.append(captured + "data " + describe(data));
+            })
+            .onSig(payload);
+
+        QCOMPARE(seen,
+                 (QStringList{"captured plain", "captured slot {a=1}", "captured data {a=1}"}));
+    }
+
+    void callsAnyFunctionObject()
+    {
+        struct Counter
+        {
+            std::shared_ptr<int> calls;
+            int operator()() { return ++*calls; }
+        };
+        Slot slot("s", nullptr);
+        const VariantCollection payload{{"a", 1}};
+        const auto calls = std::make_shared<int>(0);
+        const std::function<void(const Slot *)> function = withSlot;
+        Owner owner;
+
+        slot.setCallback(Counter{calls}).onSig();
+        slot.setCallback([calls, own = 0]() mutable { *calls += ++own * 10; });
+        slot.onSig();
+        slot.onSig();
+        QCOMPARE(*calls, 31);
+
+        slot.setCallback(function).onSig(payload);
+        slot.setCallback(std::bind(&Owner::withData, &owner, std::placeholders::_1)).onSig(payload);
+        slot.setCallback(std::function<void()>()).onSig(payload); // does nothing
+        slot.setCallback(std::function<void(const Slot *)>()).onSig(payload);
+        slot.setCallback(std::function<void(const VariantCollection &)>()).onSig(payload);
+        slot.setCallback([] { return 1; }).onSig(payload); // converts to no plain function
+
+        QCOMPARE(seen, (QStringList{"slot {a=1}", "member data {a=1}"}));
+        QCOMPARE(calls.use_count(), 1L);
+    }
+
+    void callsAFunctionObjectInTheFirstShapeOfSeveral()
+    {
+        struct Overloaded
+        {
+            QString captured;
+            void operator()(const Slot *) const { seen.append("slot"); }
+            void operator()(const VariantCollection &) const { seen.append("data"); }
+        };
+        Slot slot("s", nullptr);
+
+        slot.setCallback(Overloaded()).onSig();
+        slot.setCallback(
+                [n = 0](auto &&...all) { seen.append(QString::number(n + sizeof...(all))); })
+            .onSig();
+
+        QCOMPARE(seen, (QStringList{"data", "0"}));
+    }
+
+    void passesOnWhatACallbackThrows_data()
+    {
+        QTest::addColumn<bool>("isLambda");
+        QTest::newRow("member") << false;
+        QTest::newRow("lambda") << true;
+    }
+
+    void passesOnWhatACallbackThrows()
+    {
+        QFETCH(bool, isLambda);
+        struct Thrower
+        {
+            bool isOn = true;
+            void act()
+            {
+                if (isOn)
+                    throw std::runtime_error("thrown by a callback");
+                seen.append("calm");
+            }
+        };
+        Thrower thrower;
+        PublicSignal signal("x", nullptr);
+        Slot slot("s", nullptr);
+        Recorder recorder;
+        if (isLambda)
+            slot.setCallback([&thrower] { thrower.act(); });
+        else
+            slot.setCallback(&thrower, &Thrower::act);
+        QVERIFY(signal.connect(&slot));
+        QVERIFY(connectAllShapes(signal, recorder));
+
+        QVERIFY_EXCEPTION_THROWN(send(signal, {{"a", 1}}), std::runtime_error);
+
+        QCOMPARE(recorder.calls, (QStringList{"sig()", "sig(1)", "sig(a, 1)"}));
+        QCOMPARE(describe(slot.data()), QString("{}"));
+        QCOMPARE(describe(signal.data()), QString("{a=1}")); // it is sent next time
+        thrower.isOn = false;
+        recorder.calls.clear();
+        QVERIFY(signal.sendSignals());
+        QCOMPARE(seen, QStringList("calm"));
+        QCOMPARE(recorder.calls, (QStringList{"sig()", "sig(1)", "sig(a, 1)", "sig({a=1})"}));
+    }
+
     void doesNothingForANullFunctionOrObject()
     {
         Slot slot("", nullptr);
@@ -185,6 +298,24 @@ private Q_SLOTS:
         slot.setCallback(plain);
 
         QCOMPARE(seen, QStringList("callback died"));
+    }
+
+    void destroysALambdaWhenItIsReplacedButNotWhileItRuns()
+    {
+        Slot slot("s", nullptr);
+        const auto captured = std::make_shared<int>(0);
+        long ownersInside = 0;
+        slot.setCallback([&slot, &ownersInside, captured] {
+            slot.setCallback([captured] {});
+            slot.resetCallback();
+            ownersInside = captured.use_count();
+        });
+        QCOMPARE(captured.use_count(), 2L);
+
+        slot.onSig();
+
+        QCOMPARE(ownersInside, 2L);
+        QCOMPARE(captured.use_count(), 1L);
     }
 
     void deletesACallbackWhenItIsReset()

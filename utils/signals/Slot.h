@@ -9,6 +9,8 @@
 #include <QObject>
 
 #include <memory>
+#include <type_traits>
+#include <utility>
 
 namespace Utils {
 
@@ -36,6 +38,23 @@ public:
     Slot &setCallback(void (*function)());
     Slot &setCallback(void (*function)(const Slot *));
     Slot &setCallback(void (*function)(const Data::VariantCollection &));
+
+    /// Installs a function object, such as a lambda with captures or a std::function, that can be
+    /// called with nothing, with a const Data::VariantCollection & or with a const Slot *; the
+    /// first of these is taken. Deletes the previous callback. With an empty std::function a
+    /// delivery does nothing.
+    ///
+    ///     m_slot.setCallback([this, row] { select(row); });
+    ///
+    /// What it has captured lives as long as the callback. A callback that replaces itself or
+    /// deletes the slot is not destroyed before it returns.
+    template <typename F, typename Function = FunctionObject<std::decay_t<F>>,
+              std::enable_if_t<!std::is_void_v<Function>, bool> = true>
+    Slot &setCallback(F &&function)
+    {
+        return installCallback(
+            std::make_unique<FunctionObjectCB>(Function(std::forward<F>(function))));
+    }
 
     /// Installs a member function of \p object, which must outlive the callback. With a null object
     /// a delivery does nothing.

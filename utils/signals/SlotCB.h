@@ -3,6 +3,9 @@
 #include "data/VariantCollection.h"
 #include "utils/Export.h"
 
+#include <functional>
+#include <type_traits>
+
 namespace Utils {
 
 class Slot;
@@ -52,6 +55,41 @@ private:
     void (*m_functionWithSlot)(const Slot *) = nullptr;
     void (*m_functionWithData)(const Data::VariantCollection &) = nullptr;
 };
+
+/// Calls a function object of one of three shapes, such as a lambda with captures. An empty
+/// function is allowed and does nothing. The function is destroyed with the callback or, if it is
+/// running then, after its return.
+class KELMUTILS_EXPORT FunctionObjectCB : public SlotCB
+{
+public:
+    explicit FunctionObjectCB(std::function<void()> function);
+    explicit FunctionObjectCB(std::function<void(const Slot *)> function);
+    explicit FunctionObjectCB(std::function<void(const Data::VariantCollection &)> function);
+    ~FunctionObjectCB() override;
+
+    void call(Slot *slot) override;
+
+private:
+    struct Body;
+    class Running;
+
+    Body *m_body;
+};
+
+/// The std::function in which a function object of the type \p F is held: the first of the three
+/// shapes in which it can be called. void when it can be called in none of them, and for what
+/// converts to a plain function, such as a lambda without captures.
+template <typename F>
+using FunctionObject = std::conditional_t<
+    std::is_convertible_v<F, void (*)()> || std::is_convertible_v<F, void (*)(const Slot *)> ||
+        std::is_convertible_v<F, void (*)(const Data::VariantCollection &)>,
+    void,
+    std::conditional_t<
+        std::is_invocable_v<F &>, std::function<void()>,
+        std::conditional_t<std::is_invocable_v<F &, const Data::VariantCollection &>,
+                           std::function<void(const Data::VariantCollection &)>,
+                           std::conditional_t<std::is_invocable_v<F &, const Slot *>,
+                                              std::function<void(const Slot *)>, void>>>>;
 
 /// Calls a member function of one of three shapes on an object, which must outlive the callback. A
 /// null object or member is allowed and does nothing.
