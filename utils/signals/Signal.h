@@ -4,12 +4,34 @@
 #include "data/Variant.h"
 #include "data/VariantCollection.h"
 #include "utils/Export.h"
+#include "utils/signals/Connection.h"
 
 #include <QObject>
+
+#include <functional>
+#include <type_traits>
+#include <utility>
+#include <variant>
 
 namespace Utils {
 
 class Slot;
+
+/// A function that Signal::connect() connects, in the shape of one of the emissions.
+using SignalFunction =
+    std::variant<std::function<void()>, std::function<void(const Data::VariantCollection &)>,
+                 std::function<void(const Data::String &, const Data::Variant &)>,
+                 std::function<void(const Data::Variant &)>>;
+
+/// The index in SignalFunction of the first shape in which \p F can be called; -1 when it can be
+/// called in none of them.
+template <typename F>
+constexpr int signalShape =
+    std::is_invocable_v<F>                                                ? 0
+    : std::is_invocable_v<F, const Data::VariantCollection &>             ? 1
+    : std::is_invocable_v<F, const Data::String &, const Data::Variant &> ? 2
+    : std::is_invocable_v<F, const Data::Variant &>                       ? 3
+                                                                          : -1;
 
 /// The sender of the signal bus: a named QObject with a payload, which is a map of keys to values,
 /// and four Qt signals, one for each shape of the payload. The signature of the connected method
@@ -53,6 +75,42 @@ public:
 
     /// Connects sig(payload) to \p slot. False when \p slot is null.
     bool connect(const Slot *slot);
+
+    /// Connects \p function, which may be a lambda with captures. What it can be called with
+    /// selects the emission, as the text of a method does below; the first of these is taken:
+    ///
+    ///     nothing                                      sig()
+    ///     const Data::VariantCollection &              sig(payload)
+    ///     const Data::String &, const Data::Variant &  sig(key, value)
+    ///     const Data::Variant &                        sig(value)
+    ///
+    /// The connection ends with the signal or, in the second form, with \p context if that is
+    /// destroyed first. The function may do anything that a receiver may do, such as disconnect
+    /// itself: it is not destroyed while it runs. An empty std::function or a null \p context is
+    /// not connected. An exception that the function throws leaves the send, as with any receiver.
+    template <typename F, std::enable_if_t<(signalShape<std::decay_t<F> &> >= 0), bool> = true>
+    Connection connect(F &&function)
+    {
+        return connectFunction(this, asFunction(std::forward<F>(function)), Times::Each);
+    }
+    template <typename F, std::enable_if_t<(signalShape<std::decay_t<F> &> >= 0), bool> = true>
+    Connection connect(const QObject *context, F &&function)
+    {
+        return connectFunction(context, asFunction(std::forward<F>(function)), Times::Each);
+    }
+
+    /// Connects \p function as connect() does, for one delivery: it is disconnected before it is
+    /// called, so a nested send does not call it again.
+    template <typename F, std::enable_if_t<(signalShape<std::decay_t<F> &> >= 0), bool> = true>
+    Connection connectOnce(F &&function)
+    {
+        return connectFunction(this, asFunction(std::forward<F>(function)), Times::Once);
+    }
+    template <typename F, std::enable_if_t<(signalShape<std::decay_t<F> &> >= 0), bool> = true>
+    Connection connectOnce(const QObject *context, F &&function)
+    {
+        return connectFunction(context, asFunction(std::forward<F>(function)), Times::Once);
+    }
 
     /// Disconnects \p receiver from this signal, then connects \p method and returns the result of
     /// connect(). When the method cannot be connected, the receiver stays disconnected. When
@@ -143,6 +201,20 @@ private:
     /// A send in progress, on the stack of sendSignals(). The destructor notifies all of them
     /// through this chain, the innermost first.
     class Sending;
+
+    enum class Times
+    {
+        Each,
+        Once
+    };
+
+    template <typename F>
+    static SignalFunction asFunction(F &&function)
+    {
+        constexpr auto shape = static_cast<std::size_t>(signalShape<std::decay_t<F> &>);
+        return SignalFunction(std::in_place_index<shape>, std::forward<F>(function));
+    }
+    Connection connectFunction(const QObject *context, SignalFunction function, Times times);
 
     Signal(const Signal &) = delete;
     // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it assigns nothing
