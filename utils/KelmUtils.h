@@ -38,6 +38,7 @@
 #include "utils/signals/ScopedConnection.h"
 #include "utils/signals/Signal.h"
 #include "utils/signals/SignalBlocker.h"
+#include "utils/signals/SignalTrace.h"
 #include "utils/signals/Slot.h"
 #include "utils/signals/SlotCB.h"
 #include "utils/strings/StringTable.h"

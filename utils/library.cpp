@@ -15,6 +15,7 @@
 #include "utils/files/File_p.h"
 #include "utils/script/ModuleList_p.h"
 #include "utils/signals/SignalRegistry_p.h"
+#include "utils/signals/SignalTracer_p.h"
 #include "utils/text/DateTime_p.h"
 #include "utils/xml/VersionStrings_p.h"
 
@@ -23,6 +24,8 @@ namespace Utils {
 PendingCalls pendingCalls; // signals: ids of the pending single-shot calls
 
 Data::ProcessWide<SignalRegistry> signalRegistry; // signals: the named signals
+
+Data::ProcessWide<SignalTracer> signalTracer; // signals: the function that sees each send
 
 // files: the folders in which File looks for resources
 Data::String SearchPaths::resources(QStringLiteral("../res"));

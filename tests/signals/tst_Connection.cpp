@@ -336,7 +336,11 @@ private Q_SLOTS:
             QVERIFY(connection.disconnect());
 
         QCOMPARE(captured.use_count(), 1L); // although the handles exist
+        int receivers = -1;
+        Signal::setTracer([&](const Utils::SignalTrace &trace) { receivers = trace.receivers; });
         signal.sendSignals();
+        Signal::setTracer(nullptr);
+        QCOMPARE(receivers, 0);
         QCOMPARE(*captured, 1000);
     }
 

@@ -1,6 +1,7 @@
 #include "utils/signals/Signal.h"
 
 #include "utils/signals/SignalRegistry_p.h"
+#include "utils/signals/SignalTracer_p.h"
 #include "utils/signals/SingleShot_p.h"
 #include "utils/signals/Slot.h"
 
@@ -109,6 +110,13 @@ void Signal::cancelSingleShot(const Data::String &id)
 }
 
 bool Signal::sendSignals()
+{
+    if (Q_UNLIKELY(SignalTracer::active))
+        return sendTraced();
+    return send();
+}
+
+bool Signal::send()
 {
     const Sending send(this);
     // Held until the end of the send, because a payload may own the signal.

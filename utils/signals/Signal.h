@@ -5,6 +5,7 @@
 #include "data/VariantCollection.h"
 #include "utils/Export.h"
 #include "utils/signals/Connection.h"
+#include "utils/signals/SignalTrace.h"
 
 #include <QObject>
 
@@ -112,6 +113,14 @@ public:
         return connectFunction(context, asFunction(std::forward<F>(function)), Times::Once);
     }
 
+    /// Calls \p tracer at the end of each send of each signal of the process, from now on. An empty
+    /// function ends that. A nested send is reported before the outer one.
+    ///
+    /// The tracer may do anything; sends that it makes itself are not traced, and an exception that
+    /// it throws is dropped. What an override of sendSignals() emits in addition is not a part of
+    /// the send. Without a tracer a send costs one test of a pointer more.
+    static void setTracer(std::function<void(const SignalTrace &)> tracer);
+
     /// Disconnects \p receiver from this signal, then connects \p method and returns the result of
     /// connect(). When the method cannot be connected, the receiver stays disconnected. When
     /// \p receiver is null, nothing is disconnected and the result is false.
@@ -215,6 +224,9 @@ private:
         return SignalFunction(std::in_place_index<shape>, std::forward<F>(function));
     }
     Connection connectFunction(const QObject *context, SignalFunction function, Times times);
+
+    bool send();
+    bool sendTraced();
 
     Signal(const Signal &) = delete;
     // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it assigns nothing

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "data/String.h"
+
+namespace Utils {
+
+/// A send of a Signal, as the tracer sees it; see Signal::setTracer().
+struct SignalTrace
+{
+    /// The rows of the table of emissions in Signal.
+    enum class Shape
+    {
+        Empty,     ///< sig()
+        OneEntry,  ///< sig(), sig(v), sig(k, v), sig(payload)
+        Item,      ///< sig(), sig("item", item), sig(payload)
+        Collection ///< sig(), sig(payload)
+    };
+
+    Data::String name;         ///< of the signal
+    Shape shape;               ///< of the payload when the send began
+    int receivers = 0;         ///< connections to the emissions of the shape, when the send began
+    double microseconds = 0.0; ///< from the begin of the send to its end, nested sends included
+    int depth = 0;             ///< 0, or the number of sends within which this one was made
+};
+
+} // namespace Utils
