@@ -3,6 +3,7 @@
 
 #include "benchmarks/Pairs.h"
 #include "utils/feedback/Progress.h"
+#include "utils/feedback/ProgressRange.h"
 
 #include <limits>
 
@@ -31,6 +32,17 @@ int main(int argc, char **argv)
     addLimited("step between reports", "setCount", 5.0, [](State &state) {
         stepBetweenReports(
             state, [count = 0](Progress &progress) mutable { return progress.setCount(++count); });
+    });
+    addLimited("step in a part of another task", "tick", 5.0, [](State &state) {
+        Progress whole(2);
+        const Utils::ProgressRange part(whole, 0, 1);
+        stepBetweenReports(state, [](Progress &progress) { return progress.tick(); });
+    });
+    addLimited("estimate between reports", "remaining", 200.0, [](State &state) {
+        Progress progress(manySteps);
+        progress.tick(1000);
+        for (auto _ : state)
+            benchmark::DoNotOptimize(progress.remaining());
     });
     addLimited("step of an inert reporter", "tick", 5.0, [](State &state) {
         Progress progress(-1);

@@ -17,6 +17,7 @@
 #include "utils/csv/CSVTable.h"
 #include "utils/feedback/MemoryChecker.h"
 #include "utils/feedback/Progress.h"
+#include "utils/feedback/ProgressRange.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File.h"
 #include "utils/files/FileByteReader.h"

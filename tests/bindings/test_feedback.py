@@ -176,6 +176,28 @@ class ProgressReports(suite.TestCase):
         self.assertIs(type(elapsed), int)
         self.assertGreaterEqual(elapsed, 0)
 
+    def test_remaining_and_rate(self):
+        progress = Progress(100)
+        self.assertInt(progress.remaining(), -1)
+        self.assertEqual(progress.rate(), 0.0)
+        self.assertIs(type(progress.rate()), float)
+        while progress.elapsed() < 3:
+            pass
+        progress.tick(50)
+        self.assertIs(type(progress.remaining()), int)
+        self.assertGreater(progress.remaining(), 0)
+        self.assertGreater(progress.rate(), 0.0)
+        progress.tick(50)
+        self.assertInt(progress.remaining(), 0)
+
+    def test_unit(self):
+        progress = Progress(100)
+        self.assertText(progress.unit(), '')
+        self.assertIsNone(progress.setUnit(u'St\xfcck'))
+        self.assertText(progress.unit(), u'St\xfcck')
+        self.assertEqual(testhost.calls(), [])
+        self.assertRefusesTypes('Progress.setUnit', progress.setUnit, ('a',))
+
     def test_ends_with_its_last_reference(self):
         progress = Progress(100, 'a')
         other = progress
@@ -187,15 +209,16 @@ class ProgressReports(suite.TestCase):
     def test_methods_without_arguments_take_none(self):
         progress = Progress(100)
         for name in ('cancel', 'cancelled', 'count', 'elapsed', 'hide', 'id', 'isCancelable',
-                     'isPopup', 'label', 'maxSteps', 'restore', 'save', 'show'):
+                     'isPopup', 'label', 'maxSteps', 'rate', 'remaining', 'restore', 'save',
+                     'show', 'unit'):
             self.assertRefuses('Progress.%s(): too many arguments' % name,
                                getattr(progress, name), 1)
 
     def test_has_these_methods_and_no_others(self):
         self.assertEqual([name for name in dir(Progress) if not name.startswith('_')], [
             'cancel', 'cancelled', 'count', 'current', 'elapsed', 'hide', 'id', 'isCancelable',
-            'isPopup', 'label', 'maxSteps', 'restore', 'save', 'setCount', 'setId', 'setLabel',
-            'setMaxSteps', 'show', 'tick'])
+            'isPopup', 'label', 'maxSteps', 'rate', 'remaining', 'restore', 'save', 'setCount',
+            'setId', 'setLabel', 'setMaxSteps', 'setUnit', 'show', 'tick', 'unit'])
 
 
 class WaitCursors(suite.TestCase):

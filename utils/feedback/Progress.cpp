@@ -1,6 +1,8 @@
 #include "utils/feedback/Progress.h"
 
 #include "utils/Application_p.h"
+#include "utils/feedback/ProgressPace_p.h"
+#include "utils/feedback/ProgressRange.h"
 #include "utils/feedback/Progress_p.h"
 #include "utils/feedback/WaitCursor.h"
 
@@ -35,6 +37,35 @@ public:
     std::unique_ptr<WaitCursor> waitCursor;
     Progress *previous = nullptr; // the enclosing reporter of the same chain
     qint64 start = progressState.now();
+
+    Data::String unit;
+    ProgressPace pace{start}; // of this reporter, as the start may be that of an outer one
+    ProgressPace savedPace{start};
+    ProgressRange *range = nullptr; // the current part, which nested reporters fill
+    double filled = 0.0;            // the count including the fraction that parts have filled
+
+    double position() const { return std::max<double>(count, filled); }
+};
+
+/// What the host is told when a reporter reports.
+struct ShownProgress
+{
+    const ProgressPrivate &reporter;
+
+    /// Whether there is no need to show the display for the rest.
+    bool isNearlyDone() const
+    {
+        return reporter.maxSteps != 0 && reporter.position() / reporter.maxSteps >= 0.9;
+    }
+
+    void tell(Data::IApplication &host) const
+    {
+        // The fraction of a step that a part has done is shown, too.
+        const bool hasFraction = reporter.filled > reporter.count;
+        const int scale = hasFraction ? std::max(1000 / reporter.maxSteps, 1) : 1;
+        const int count = hasFraction ? static_cast<int>(reporter.filled * scale) : reporter.count;
+        host.setProgress(count, reporter.maxSteps * scale, reporter.popup);
+    }
 };
 
 static int stepFor(int maxSteps)
@@ -107,6 +138,9 @@ Progress::Progress() : d(new ProgressPrivate) { d->background = true; }
 
 Progress::~Progress()
 {
+    for (ProgressRange *range = d->range; range; range = range->m_outer)
+        range->m_parent = nullptr;
+
     const bool popup = d->popup;
     Progress *const previous = d->previous;
     if (head(popup) != this) {
@@ -165,9 +199,12 @@ void Progress::setMaxSteps(int maxSteps)
 {
     d->count = 0;
     d->lastCount = 0;
+    d->filled = 0.0;
     d->maxSteps = static_cast<int>(std::min<qint64>(magnitude(maxSteps), largestCount));
+    const qint64 now = progressState.now();
     if (d->maxSteps == 0)
-        d->start = progressState.now();
+        d->start = now;
+    d->pace = ProgressPace(now);
     d->step = maxSteps < 0 ? d->maxSteps / 100 : stepFor(d->maxSteps);
     update();
 }
@@ -211,6 +248,32 @@ int Progress::elapsed() const
     return static_cast<int>(std::min<qint64>(progressState.now() - d->start, largestCount));
 }
 
+int Progress::remaining() const
+{
+    if (d->maxSteps <= 0 || d->cancelled)
+        return -1;
+    const double time = d->pace.remaining(progressState.now(), d->position(), d->step, d->maxSteps);
+    return static_cast<int>(std::min<double>(time, largestCount));
+}
+
+double Progress::rate() const
+{
+    return d->maxSteps < 0 ? 0.0 : d->pace.rate(progressState.now(), d->position(), d->step);
+}
+
+void Progress::setUnit(const Data::String &unit) { d->unit = unit; }
+Data::String Progress::unit() const { return d->unit; }
+
+Progress *Progress::whole()
+{
+    Progress *outermost = this;
+    for (Progress *outer = d->previous; outer; outer = outer->d->previous) {
+        if (outer->d->range)
+            outermost = outer;
+    }
+    return outermost;
+}
+
 void Progress::show()
 {
     d->visible = true; // first: a host that processes events may call this again
@@ -238,6 +301,7 @@ void Progress::save()
     d->savedLastCount = d->lastCount;
     d->savedMaxSteps = d->maxSteps;
     d->savedLabel = d->label;
+    d->savedPace = d->pace;
 }
 
 void Progress::restore()
@@ -249,6 +313,9 @@ void Progress::restore()
     d->step = d->savedStep;
     d->lastCount = d->savedLastCount;
     d->maxSteps = d->savedMaxSteps;
+    d->filled = 0.0;
+    d->pace = d->savedPace;
+    d->pace.resume(progressState.now(), d->count);
     setLabel(d->savedLabel);
 }
 
@@ -278,15 +345,75 @@ void Progress::report()
 
 void Progress::update()
 {
+    const qint64 now = progressState.now();
+    d->pace.report(now, d->position());
+    fillParts(now);
+    const ShownProgress shown{*whole()->d};
     if (!d->visible) {
-        if (elapsed() < progressState.popupDelay)
+        if (now - d->start < progressState.popupDelay)
             return;
         // What is nearly done is not worth a display.
-        if (d->maxSteps == 0 || static_cast<double>(d->count) / d->maxSteps < 0.9)
+        if (!shown.isNearlyDone())
             show();
     }
     if (Data::IApplication *const host = application())
-        host->setProgress(d->count, d->maxSteps, d->popup);
+        shown.tell(*host);
+}
+
+/// Moves the outer reporters of which this one is a part.
+void Progress::fillParts(qint64 now)
+{
+    const Progress *inner = this;
+    for (Progress *outer = d->previous; outer && outer->d->range; outer = outer->d->previous) {
+        ProgressPrivate &whole = *outer->d;
+        if (inner->d->maxSteps <= 0 || whole.maxSteps <= 0)
+            return;
+        const double share = std::min(inner->d->position() / inner->d->maxSteps, 1.0);
+        const double position = std::min<double>(whole.range->position(share), whole.maxSteps);
+        whole.filled = std::max(whole.filled, position);
+        whole.count = std::max(whole.count, static_cast<int>(whole.filled));
+        whole.lastCount = whole.count;
+        whole.pace.report(now, whole.position());
+        inner = outer;
+    }
+}
+
+void Progress::beginPart(ProgressRange *range)
+{
+    range->m_outer = d->range;
+    d->range = range;
+}
+
+void Progress::endPart(ProgressRange *range)
+{
+    // Also one that does not end in the order of scopes.
+    for (ProgressRange **link = &d->range; *link; link = &(*link)->m_outer) {
+        if (*link == range) {
+            *link = range->m_outer;
+            break;
+        }
+    }
+    if (d->maxSteps <= 0 || d->cancelled)
+        return;
+    d->count = std::max(d->count, std::min(range->m_to, d->maxSteps));
+    report();
+}
+
+ProgressRange::ProgressRange(Progress &parent, int from, int to)
+    : m_parent(&parent), m_outer(nullptr), m_from(std::max(from, 0)), m_to(std::max(to, m_from))
+{
+    parent.beginPart(this);
+}
+
+ProgressRange::~ProgressRange()
+{
+    if (m_parent)
+        m_parent->endPart(this);
+}
+
+double ProgressRange::position(double share) const
+{
+    return m_from + (static_cast<double>(m_to) - m_from) * share;
 }
 
 } // namespace Utils

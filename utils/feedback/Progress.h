@@ -8,6 +8,7 @@
 namespace Utils {
 
 class ProgressPrivate;
+class ProgressRange;
 
 /// Reports the progress of a task to the host, until the object is destroyed.
 ///
@@ -142,11 +143,38 @@ public:
     /// Whether the innermost ordinary reporter can be cancelled. False when there is none.
     static bool isCancelable();
 
+    /// The milliseconds until the task of this reporter is likely to end; never negative, except
+    /// for -1 when that is not known: without a known end, before the first step, and after the
+    /// task was cancelled.
+    ///
+    /// The estimate is smoothed, with more weight on what was done recently, and moves between
+    /// reports, too. Neither this nor rate() calls the host. tick() and setCount() read no clock
+    /// for it, except when they report.
+    int remaining() const;
+
+    /// Steps per second, smoothed as remaining() is; 0 before the first step. It is known also
+    /// without a known end.
+    double rate() const;
+
+    /// What a step is, for those who show the count and the rate, such as "rows" or "MB". Empty at
+    /// first. The host is not called.
+    void setUnit(const Data::String &unit);
+    Data::String unit() const;
+
+    /// The reporter whose progress the host gets when this one reports: the outermost one that is
+    /// divided into parts by a ProgressRange and in which this one is nested, or this one. A host
+    /// asks it for what it shows, such as remaining().
+    Progress *whole();
+
 private:
+    friend class ProgressRange;
     friend struct ProgressState;
 
     void report();
     void update();
+    void fillParts(qint64 now);
+    void beginPart(ProgressRange *range);
+    void endPart(ProgressRange *range);
 
     const std::unique_ptr<ProgressPrivate> d;
 };
