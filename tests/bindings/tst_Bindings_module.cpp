@@ -106,7 +106,8 @@ private Q_SLOTS:
                "setWorkingDirectory* start* wait*";
         QTest::newRow("Progress")
             << "cancel* cancelled* count* current elapsed* hide* id* isCancelable isPopup* label* "
-               "maxSteps* restore* save* setCount* setId* setLabel* setMaxSteps* show* tick*";
+               "maxSteps* rate* remaining* restore* save* setCount* setId* setLabel* setMaxSteps* "
+               "setUnit* show* tick* unit*";
         QTest::newRow("Settings")
             << "addMRU* beginGroup* copyKey* endGroup* firstMRUPath* getBool* getInt* getMRU* "
                "getString* getValue* groups* keys* removeKey* removeMRU* renameKey* setBool* "
