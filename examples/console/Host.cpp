@@ -85,8 +85,13 @@ void Host::redraw()
         return;
     }
     ProgressBar::State state = display(popup).state;
-    if (const Utils::Progress *const task = Utils::Progress::current(popup))
+    if (Utils::Progress *const task = Utils::Progress::current(popup)) {
         state.elapsed = task->elapsed();
+        const Utils::Progress *const shown = task->whole();
+        state.remaining = shown->remaining();
+        state.rate = shown->rate();
+        state.unit = withoutControls(shown->unit().simplified());
+    }
     m_bar.draw(state);
 }
 

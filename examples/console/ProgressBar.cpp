@@ -3,16 +3,18 @@
 #include "examples/console/Terminal.h"
 
 #include <algorithm>
+#include <climits>
 
 namespace Kelm {
 
 static const int barWidth = 20;
+static const int shortBarWidth = 10;
 static const QString gap = "  ";
 
-static QString bar(int filled)
+static QString bar(int filled, int width)
 {
-    return QString("[") + QString(filled, QChar(0x2588)) +
-           QString(barWidth - filled, QChar(0x2591)) + ']';
+    return QString("[") + QString(filled, QChar(0x2588)) + QString(width - filled, QChar(0x2591)) +
+           ']';
 }
 
 /// Returns a text such as "0:03" or "1:02:03".
@@ -25,6 +27,34 @@ static QString clock(int milliseconds)
     if (minutes < 60)
         return QString::number(minutes) + rest;
     return QString::number(minutes / 60) + ':' + twoDigits(minutes % 60) + rest;
+}
+
+/// Returns a text such as "0:03 left", "" when that is unknown. A part of a second counts as one.
+static QString remaining(const ProgressBar::State &state)
+{
+    if (state.remaining < 0 || state.maxSteps <= 0)
+        return {};
+    const qint64 seconds = (qint64(state.remaining) + 999) / 1000;
+    return gap + clock(static_cast<int>(std::min<qint64>(seconds * 1000, INT_MAX))) + " left";
+}
+
+/// Returns a text such as "12 files/s" or "1.5/min", "" when that is unknown.
+static QString rate(const ProgressBar::State &state)
+{
+    if (!(state.rate > 0.0))
+        return {};
+    const bool isSlow = state.rate < 0.95;
+    double number = isSlow ? state.rate * 60.0 : state.rate;
+    QString scale;
+    for (const char *const next : {"k", "M", "G"}) {
+        if (number < 9999.5)
+            break;
+        number /= 1000.0;
+        scale = next;
+    }
+    const QString digits = QString::number(number, 'f', number < 9.95 ? 1 : 0);
+    const QString unit = state.unit.isEmpty() ? QString() : ' ' + state.unit;
+    return gap + digits + scale + unit + (isSlow ? "/min" : "/s");
 }
 
 ProgressBar::ProgressBar() : m_canDraw(Terminal::canDraw()) {}
@@ -52,24 +82,35 @@ void ProgressBar::erase()
 
 QString ProgressBar::text(const State &state, int width)
 {
-    QString figures = clock(state.elapsed);
-    if (state.cancelable)
-        figures += gap + "Esc cancels";
-    if (state.maxSteps > 0) {
+    const QString times = clock(state.elapsed) + remaining(state);
+    const QString hint = state.cancelable ? gap + "Esc cancels" : QString();
+    const auto figures = [&](int ofBar, const QString &speed) {
+        if (state.maxSteps <= 0)
+            return times + speed + hint;
         // In integers: with doubles 29 of 100 steps would be 28 %.
         const qint64 count = std::clamp(state.count, 0, state.maxSteps);
         const auto share = [&](int of) { return static_cast<int>(count * of / state.maxSteps); };
-        figures = QString("%1 %").arg(share(100), 3) + gap + figures;
-        const QString withBar = bar(share(barWidth)) + gap + figures;
-        if (withBar.size() <= width)
-            figures = withBar;
-    }
+        const QString beside = ofBar > 0 ? bar(share(ofBar), ofBar) + gap : QString();
+        return beside + QString("%1 %").arg(share(100), 3) + gap + times + speed + hint;
+    };
+    const auto fits = [&](const QString &chosen) {
+        return state.label.size() + gap.size() + chosen.size() <= width;
+    };
 
-    const int room = width - figures.size() - gap.size();
+    const QString speed = rate(state);
+    QString chosen = figures(barWidth, speed);
+    if (!speed.isEmpty() && !fits(chosen))
+        chosen = figures(shortBarWidth, speed);
+    if (!fits(chosen))
+        chosen = figures(barWidth, QString());
+    if (chosen.size() > width)
+        chosen = figures(0, QString());
+
+    const int room = width - chosen.size() - gap.size();
     QString label = state.label;
     if (label.size() > room)
         label = room > 3 ? label.left(room - 3) + "..." : QString();
-    const QString line = label.isEmpty() ? figures : label + gap + figures;
+    const QString line = label.isEmpty() ? chosen : label + gap + chosen;
     return line.left(std::max(width, 0));
 }
 

@@ -6,7 +6,7 @@ namespace Kelm {
 
 /// A line on the terminal that shows the progress of a task:
 ///
-///     Copying  [██████████░░░░░░░░░░]  50 %  0:03  Esc cancels
+///     Copying  [██████████░░░░░░░░░░]   50 %  0:03  0:03 left  12 files/s  Esc cancels
 ///
 /// Without a terminal nothing is drawn, and no keys are read.
 class ProgressBar
@@ -24,6 +24,9 @@ public:
         int maxSteps = 0; ///< 0 when the number of steps is unknown
         int elapsed = 0;  ///< in milliseconds
         bool cancelable = false;
+        int remaining = -1; ///< in milliseconds; negative when it is unknown
+        double rate = 0.0;  ///< steps per second; 0 when it is unknown
+        QString unit{};     ///< of the steps
     };
 
     void draw(const State &state);
@@ -31,7 +34,8 @@ public:
     /// Clears the line, before something is printed or when the task has ended.
     void erase();
 
-    /// Returns the line in at most \p width characters: the label is cut, then the bar is left out.
+    /// Returns the line in at most \p width characters: the bar is made shorter, the rate is left
+    /// out, the label is cut, and then the bar is left out.
     static QString text(const State &state, int width);
 
 private:

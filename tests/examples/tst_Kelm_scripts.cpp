@@ -73,6 +73,24 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.status, 0);
     }
 
+    void tracesTheSignalsOfAScript()
+    {
+        const QString path = script("a.py", "from KelmUtils import Utils\n"
+                                            "Utils.Settings('View').setValue('width', 800)\n");
+
+        QVERIFY(m_kelm.run({"run", "--quiet", "--trace", path}));
+
+        const QStringList lines = m_kelm.error.split('\n');
+        QCOMPARE(lines.size(), 3);
+        const QRegularExpression changed(
+            "^trace: SettingChanged: collection, [0-9]+ receivers?, [0-9]+\\.[0-9] us$");
+        const QRegularExpression executed(
+            "^trace: ScriptExecuted: collection, 1 receiver, [0-9]+\\.[0-9] us$");
+        QVERIFY2(changed.match(lines[0]).hasMatch(), qPrintable(lines[0]));
+        QVERIFY2(executed.match(lines[1]).hasMatch(), qPrintable(lines[1]));
+        QCOMPARE(m_kelm.status, 0);
+    }
+
     void findsModulesBesideTheScript()
     {
         script("beside.py", "value = 7\n");

@@ -2,6 +2,8 @@
 
 #include <QtTest>
 
+#include <climits>
+
 using Kelm::ProgressBar;
 
 class tst_ProgressBar : public QObject
@@ -46,6 +48,73 @@ private Q_SLOTS:
         QFETCH(QString, text);
 
         QCOMPARE(ProgressBar::text({"Copying", count, maxSteps, elapsed, cancelable}, 79), text);
+    }
+
+    void tellsTheRemainingTimeAndTheRate_data()
+    {
+        QTest::addColumn<int>("remaining");
+        QTest::addColumn<double>("rate");
+        QTest::addColumn<QString>("unit");
+        QTest::addColumn<QString>("text"); // after the elapsed time
+
+        // clang-format off
+        QTest::newRow("unknown") << -1 << 0.0 << "rows" << "";
+        QTest::newRow("remaining only") << 3000 << 0.0 << "rows" << "  0:03 left";
+        QTest::newRow("part of a second") << 1 << 0.0 << "" << "  0:01 left";
+        QTest::newRow("nothing left") << 0 << 12.0 << "" << "  0:00 left  12/s";
+        QTest::newRow("longest") << INT_MAX << 0.0 << "" << "  596:31:23 left";
+        QTest::newRow("with unit") << 61000 << 120.4 << "files" << "  1:01 left  120 files/s";
+        QTest::newRow("few") << -1 << 9.94 << "MB" << "  9.9 MB/s";
+        QTest::newRow("ten") << -1 << 9.96 << "MB" << "  10 MB/s";
+        QTest::newRow("one") << -1 << 0.951 << "MB" << "  1.0 MB/s";
+        QTest::newRow("slow") << -1 << 0.5 << "runs" << "  30 runs/min";
+        QTest::newRow("slower") << -1 << 0.025 << "runs" << "  1.5 runs/min";
+        QTest::newRow("thousands") << -1 << 9999.0 << "rows" << "  9999 rows/s";
+        QTest::newRow("many") << -1 << 12000.0 << "rows" << "  12k rows/s";
+        QTest::newRow("millions") << -1 << 2.3e7 << "rows" << "  23M rows/s";
+        QTest::newRow("more") << -1 << 1e12 << "" << "  1000G/s";
+        QTest::newRow("no number") << -1 << qQNaN() << "rows" << "";
+        // clang-format on
+    }
+
+    void tellsTheRemainingTimeAndTheRate()
+    {
+        QFETCH(int, remaining);
+        QFETCH(double, rate);
+        QFETCH(QString, unit);
+        QFETCH(QString, text);
+        const ProgressBar::State state{"Copying", 5, 10, 3999, false, remaining, rate, unit};
+
+        const QString line = ProgressBar::text(state, 1000);
+
+        const QString half = QString(10, QChar(0x2588)) + QString(10, QChar(0x2591));
+        QCOMPARE(line, "Copying  [" + half + "]   50 %  0:03" + text);
+    }
+
+    void tellsNoRemainingTimeWithoutAKnownEnd()
+    {
+        QCOMPARE(ProgressBar::text({"Reading", 5, 0, 3999, true, 1000, 50.0, "rows"}, 79),
+                 QString("Reading  0:03  50 rows/s  Esc cancels"));
+    }
+
+    void fitsTheRateIntoTheLine()
+    {
+        const ProgressBar::State state{"Reading", 1, 2, 3000, true, 3000, 1200.0, "rows"};
+        const auto bar = [](int width) {
+            return QString("[") + QString(width / 2, QChar(0x2588)) +
+                   QString(width / 2, QChar(0x2591)) + ']';
+        };
+        const QString times = "   50 %  0:03  0:03 left";
+
+        QCOMPARE(ProgressBar::text(state, 81),
+                 "Reading  " + bar(20) + times + "  1200 rows/s  Esc cancels");
+        QCOMPARE(ProgressBar::text(state, 80),
+                 "Reading  " + bar(10) + times + "  1200 rows/s  Esc cancels");
+        QCOMPARE(ProgressBar::text(state, 71),
+                 "Reading  " + bar(10) + times + "  1200 rows/s  Esc cancels");
+        QCOMPARE(ProgressBar::text(state, 70), "Reading  " + bar(20) + times + "  Esc cancels");
+        QCOMPARE(ProgressBar::text(state, 67), "Rea...  " + bar(20) + times + "  Esc cancels");
+        QCOMPARE(ProgressBar::text(state, 58), "Reading" + times + "  Esc cancels");
     }
 
     void fitsIntoTheLine()

@@ -2,6 +2,7 @@
 
 #include "utils/settings/SettingsSignal.h"
 #include "utils/settings/SettingsStore_p.h"
+#include "utils/signals/SignalTracer_p.h"
 
 #include <QMetaMethod>
 
@@ -34,6 +35,8 @@ public:
 
     bool hasReceivers()
     {
+        if (SignalTracer::active) // which sees each send
+            return true;
         // Not every disconnection is reported, and the query takes a lock for each emission.
         if (m_mayHaveReceivers)
             m_mayHaveReceivers = isAnyConnected();

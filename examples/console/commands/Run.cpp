@@ -8,6 +8,8 @@
 #include "utils/signals/Signal.h"
 #include "utils/signals/Slot.h"
 
+#include <optional>
+
 namespace Kelm {
 
 using Utils::ScriptManager;
@@ -15,6 +17,7 @@ using Utils::ScriptManager;
 static void declare(QCommandLineParser &parser)
 {
     // Everything after the script is an argument of the script.
+    parser.addOption({"trace", "Prints each signal that is sent on standard error."});
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
 }
 
@@ -43,6 +46,29 @@ static bool prepare(const QStringList &arguments, Data::String &error)
                            "py", result, error);
 }
 
+/// Prints each send of a signal while it exists, indented by the sends in which it was made.
+class Trace
+{
+public:
+    explicit Trace(Host &host)
+    {
+        Utils::Signal::setTracer([&host](const Utils::SignalTrace &send) {
+            const char *const shapes[] = {"empty", "one entry", "item", "collection"};
+            const char *const receivers = send.receivers == 1 ? "receiver" : "receivers";
+            host.printError(QString("trace: %1%2: %3, %4 %5, %6 us")
+                                .arg(QString(2 * send.depth, QChar(' ')), send.name,
+                                     shapes[static_cast<int>(send.shape)])
+                                .arg(send.receivers)
+                                .arg(receivers)
+                                .arg(send.microseconds, 0, 'f', 1));
+        });
+    }
+    ~Trace() { Utils::Signal::setTracer(nullptr); }
+
+    Trace(const Trace &) = delete;
+    Trace &operator=(const Trace &) = delete;
+};
+
 static Result run(const QCommandLineParser &given, Host &host)
 {
     const QString path = given.positionalArguments().constFirst();
@@ -60,6 +86,9 @@ static Result run(const QCommandLineParser &given, Host &host)
     executed.setCallback(&report, &ScriptReport::show);
     ScriptManager::instance().ScriptExecuted().connect(&executed);
 
+    std::optional<Trace> trace;
+    if (given.isSet("trace"))
+        trace.emplace(host);
     const bool isGood = ScriptManager::instance().execute(path);
     if (host.hasCancelled())
         return cancelled();
