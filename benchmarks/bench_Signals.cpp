@@ -173,6 +173,47 @@ static void deliverToSlot(State &state, const Row &row)
     checkDeliveries(state, receivers);
 }
 
+static void deliverToLambda(State &state, const Row &row)
+{
+    Utils::PublicSignal signal("bench", nullptr);
+    Receivers receivers(1);
+    Receiver *const receiver = &receivers.front();
+    Utils::Slot slot("bench", nullptr);
+    slot.setCallback(
+        [receiver](const Data::VariantCollection &payload) { receiver->onSig(payload); });
+    signal.connect(&slot);
+
+    send(state, signal, row);
+    checkDeliveries(state, receivers);
+}
+
+static void deliverToFunction(State &state, const Row &row)
+{
+    Utils::PublicSignal signal("bench", nullptr);
+    Receivers receivers(1);
+    Receiver *const receiver = &receivers.front();
+    signal.connect(
+        [receiver](const Data::VariantCollection &payload) { receiver->onSig(payload); });
+
+    send(state, signal, row);
+    checkDeliveries(state, receivers);
+}
+
+static void sendAfterDeadConnections(State &state, const Row &row, int count)
+{
+    Utils::PublicSignal signal("bench", nullptr);
+    std::vector<Utils::Connection> connections;
+    for (int i = 0; i < count; ++i)
+        connections.push_back(signal.connect([] {}));
+    for (Utils::Connection &connection : connections)
+        connection.disconnect();
+    Receivers receivers(1);
+    connectInTurn(signal, row, receivers);
+
+    send(state, signal, row);
+    checkDeliveries(state, receivers);
+}
+
 template <typename Post>
 static void postAgain(State &state, Post post)
 {
@@ -221,6 +262,18 @@ static void addBenchmarks()
         "payload to a callback beside a bare receiver", "receivers: 1", 0.0,
         [=](State &state) { deliverToSlot(state, payload); },
         [=](State &state) { sendOurs(state, payload, 1); });
+
+    const auto toMember = [=](State &state) { deliverToSlot(state, payload); };
+    addPair(
+        "send to a lambda beside a member", "callback of a slot", 1.05,
+        [=](State &state) { deliverToLambda(state, payload); }, toMember);
+    addPair(
+        "send to a lambda beside a member", "connected itself", 1.05,
+        [=](State &state) { deliverToFunction(state, payload); }, toMember);
+    addPair(
+        "send after dead connections beside none", "dead: 1000", 1.05,
+        [=](State &state) { sendAfterDeadConnections(state, empty, 1000); },
+        [=](State &state) { sendAfterDeadConnections(state, empty, 0); });
 
     addLimited("post to a waiting DelayedSlot", "postPending", 10.0, [](State &state) {
         postAgain(state, [](Utils::DelayedSlot &slot) { slot.postPending(); });
