@@ -158,7 +158,24 @@ private Q_SLOTS:
         QVERIFY(document.write(path));
 
         QCOMPARE(Utils::File::readRaw(path), written);
+        QCOMPARE(document.toText().toUtf8(), written);
         QCOMPARE(document.toString(), before);
+    }
+
+    void hasTheTextThatIsWritten()
+    {
+        const QString path = m_folder->filePath("a.xml");
+        Document document("Model", Document::Normal, 0.0);
+        Element root = document.createElement("model");
+        document.appendChild(root);
+        root.setAttribute("b", QString(QChar(0xd800)) + "x" + QChar::Null); // half a character
+        root.setAttribute("name", QString::fromUtf8("😀\r\n"));
+
+        QVERIFY(document.write(path));
+
+        const QByteArray written = Utils::File::readRaw(path);
+        QVERIFY(written.contains("name="));
+        QCOMPARE(document.toText().toUtf8(), written);
     }
 
     void writesADocumentWithoutChildren()
@@ -167,6 +184,7 @@ private Q_SLOTS:
 
         QVERIFY(Document(Document::Normal, 0.0).write(path));
         QCOMPARE(Utils::File::readRaw(path), QByteArray("\n"));
+        QCOMPARE(Document(Document::Normal, 0.0).toText(), String("\n"));
         QVERIFY(Document("Model", Document::Normal, 0.0).write(path));
         QCOMPARE(Utils::File::readRaw(path), QByteArray("\n"));
     }
@@ -232,6 +250,7 @@ private Q_SLOTS:
             QCOMPARE(contents.count("<a/>"), 1);
         else
             QCOMPARE(contents, QByteArray("before"));
+        QCOMPARE(document.toText().toUtf8(), isWritten ? contents : QByteArray());
         takeApart(document);
     }
 
@@ -255,6 +274,7 @@ private Q_SLOTS:
         QVERIFY(document.write(path));
 
         QCOMPARE(Utils::File::read(path), Utils::File::read(QString(DOCUMENTS "/written/") + name));
+        QCOMPARE(document.toText().toUtf8(), Utils::File::readRaw(path));
     }
 
     void writesTheSameInEveryRun_data()

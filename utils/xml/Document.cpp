@@ -203,6 +203,16 @@ bool Document::write(const Data::String &path) const
     return !pieces.isEmpty() && File::write(path, pieces);
 }
 
+Data::String Document::toText() const
+{
+    try {
+        const QStringList pieces = DocumentText(*this).pieces();
+        return pieces.isEmpty() ? QString() : pieces.join(QLatin1Char('\n')) + QLatin1Char('\n');
+    } catch (const std::bad_alloc &) {
+        return {}; // larger than the memory
+    }
+}
+
 bool Document::isDocType(const Data::String &type) const { return doctype().name() == type; }
 
 bool Document::isCopy() const { return m_mode == Copy; }

@@ -98,6 +98,12 @@ public:
     ///   the same bucket of the hash, for which Qt's order depends on how the tree was built.
     bool write(const Data::String &path) const;
 
+    /// The text that write() writes, which in UTF-8 is the content of the file to the byte. "" when
+    /// write() would fail for another reason than its file.
+    ///
+    /// QDomDocument::toString() returns the same document in the layout of Qt.
+    Data::String toText() const;
+
     /// Whether the DOCTYPE names \p type, case-sensitively.
     bool isDocType(const Data::String &type) const;
 
