@@ -15,6 +15,8 @@ inline void resetCatalogue()
     state.uiIndex.clear();
     state.translator = nullptr;
     state.found.clear();
+    state.missing.clear();
+    state.missingHandler = nullptr;
 }
 
 /// Puts \p text into the catalogue, under \p id of the table \p table, as if it had been loaded.

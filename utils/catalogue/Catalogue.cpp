@@ -3,6 +3,7 @@
 #include "utils/base/Placeholders_p.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace Utils {
@@ -69,13 +70,43 @@ Data::String textOf(const Data::String &key)
         return *known;
 
     const CatalogueKey parts(key);
-    if (!parts.table())
-        return key;
-    const Data::String *const text = parts.textIn(parts.table()->strings);
-    if (!text)
-        return parts.id();
+    const Data::String *const text = parts.table() ? parts.textIn(parts.table()->strings) : nullptr;
+    if (!text) {
+        const Data::String result = parts.table() ? parts.id() : key;
+        noteMissing(key, texts->language);
+        return result;
+    }
     found.insert(copyOf(key), *text);
     return *text;
+}
+
+void noteMissing(const Data::String &key, const Data::String &language)
+{
+    static const int mostKeys = 10000; // of a language, so that made-up keys do not fill the memory
+
+    Catalogue *const texts = catalogue.ifAlive();
+    if (!texts || texts->language.isEmpty())
+        return;
+    try {
+        QSet<Data::String> &missing = texts->missing[language];
+        if (missing.size() >= mostKeys || missing.contains(key))
+            return;
+        missing.insert(copyOf(key));
+    } catch (const std::bad_alloc &) {
+        return; // the lookup has its result nevertheless
+    }
+
+    // It may look up texts itself, and may be replaced by itself. Its own keys are only recorded.
+    static bool isRunning = false;
+    const auto handler = texts->missingHandler;
+    if (!handler || isRunning)
+        return;
+    const struct Run
+    {
+        Run() { isRunning = true; }
+        ~Run() { isRunning = false; }
+    } run;
+    handler(key, language);
 }
 
 Data::String message(const char *prefix, const char *id, const QStringList &values)

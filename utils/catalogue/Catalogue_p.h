@@ -5,7 +5,10 @@
 
 #include <QHash>
 #include <QMap>
+#include <QSet>
 #include <QStringList>
+
+#include <functional>
 
 namespace Utils {
 
@@ -31,6 +34,9 @@ struct Catalogue
     QMap<Data::String, Data::String> uiIndex;  // name of a form => key of its table
     Translator *translator = nullptr;          // never deleted, as the application may use it
     QHash<Data::String, Data::String> found;   // key => text, looked up since load()
+
+    QMap<Data::String, QSet<Data::String>> missing; // keys that were not found, by language
+    std::function<void(const Data::String &key, const Data::String &language)> missingHandler;
 };
 extern Data::ProcessWide<Catalogue> catalogue;
 
@@ -65,6 +71,10 @@ Data::String copyOf(const QString &text);
 
 /// The text of \p key in the current language, as StringTable::lookup() returns it.
 Data::String textOf(const Data::String &key);
+
+/// Records that \p key has no text in \p language, and tells the handler of the host when it is the
+/// first time. Does nothing before the language is known.
+void noteMissing(const Data::String &key, const Data::String &language);
 
 /// The text of the key that \p prefix and \p id form, as ".Kelm.Utils" and ".err.fileread" do, with
 /// \p values in place of its %1, %2...

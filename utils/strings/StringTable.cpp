@@ -95,10 +95,26 @@ Data::String StringTable::lookupk(const Data::String &key, const Data::String &s
     return valueOf(lookup(key), subKey, defaultValue);
 }
 
-static bool isCurrentLanguage(const Data::String &language)
+bool isCurrentLanguage(const Data::String &language)
 {
     const Catalogue *const texts = catalogue.ifAlive();
     return !texts || language.isEmpty() || language == texts->language;
+}
+
+const TextsById *textsIn(const Data::String &language, const CatalogueKey &key)
+{
+    if (!key.table() || isCurrentLanguage(language))
+        return key.table() ? &key.table()->strings : nullptr;
+
+    auto &languages = key.table()->localeStrings;
+    auto texts = languages.constFind(language);
+    if (texts == languages.constEnd()) {
+        CatalogueTable table;
+        if (!readStringTable(table, key.name().mid(1), language))
+            return nullptr;
+        texts = languages.insert(copyOf(language), table.strings);
+    }
+    return &*texts;
 }
 
 Data::String StringTable::lookupl(const Data::String &key, const Data::String &language)
@@ -107,16 +123,14 @@ Data::String StringTable::lookupl(const Data::String &key, const Data::String &l
     if (isCurrentLanguage(language) || !parts.table())
         return lookup(key);
 
-    auto &languages = parts.table()->localeStrings;
-    auto texts = languages.constFind(language);
-    if (texts == languages.constEnd()) {
-        CatalogueTable table;
-        if (!readStringTable(table, parts.name().mid(1), language))
-            return lookup(key);
-        texts = languages.insert(copyOf(language), table.strings);
-    }
-    const Data::String *const text = parts.textIn(*texts);
-    return text ? *text : parts.id();
+    const TextsById *const texts = textsIn(language, parts);
+    if (!texts)
+        return lookup(key);
+    if (const Data::String *const text = parts.textIn(*texts))
+        return *text;
+    const Data::String id = parts.id();
+    noteMissing(key, language);
+    return id;
 }
 
 Data::String StringTable::lookupil(const Data::String &key, int index, char separator,

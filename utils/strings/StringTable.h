@@ -3,6 +3,10 @@
 #include "data/String.h"
 #include "utils/Export.h"
 
+#include <QStringList>
+
+#include <functional>
+
 namespace Utils {
 
 struct CatalogueTable;
@@ -140,6 +144,48 @@ public:
     /// As lookupk(), in \p language and with the default "".
     static Data::String lookupkl(const Data::String &key, const Data::String &subKey,
                                  const Data::String &language);
+
+    /// The text of \p key for the count \p n, by the plural rules of the current language. The file
+    /// contains a text for each form of the language, whose id ends with the name of the form:
+    ///
+    ///     <string id=".msg.files.one">%1 file</string>
+    ///     <string id=".msg.files.other">%1 files</string>
+    ///
+    ///     ".Kelm.Utils.msg.files", 1    => "%1 file"
+    ///     ".Kelm.Utils.msg.files", 2    => "%1 files"
+    ///     ".Kelm.Utils.msg.files", 1.5  => "%1 files"
+    ///
+    /// The forms are those of Unicode CLDR: "zero", "one", "two", "few", "many" and "other"; see
+    /// pluralForms(). When the text of the form is missing, the result is that of "other", and then
+    /// that of \p key itself. As with lookup(), the caller replaces the placeholders.
+    ///
+    /// The form depends on the digits that are shown, as in "1 metre" and "1.0 metres". \p decimals
+    /// is the number of digits after the point; when it is negative, they are as many as \p n
+    /// needs. The sign has no effect, and NaN and infinities have the form "other".
+    static Data::String lookupn(const Data::String &key, double n, int decimals = -1);
+
+    /// As lookupn(), in \p language; see lookupl(). The rules are those of \p language.
+    static Data::String lookupnl(const Data::String &key, double n, const Data::String &language,
+                                 int decimals = -1);
+
+    /// The plural forms of \p language, which is written as "en" or "pt_BR"; "" is the current
+    /// language. The last one is "other". A language that CLDR does not know has only this one.
+    static QStringList pluralForms(const Data::String &language = Data::String());
+
+    /// The keys that were looked up in \p language but not found, sorted; "" is the current
+    /// language. A key counts when it begins with "." and initialize() has been called. The first
+    /// 10,000 keys of a language are kept, and all calls of load() leave them.
+    static QStringList missingKeys(const Data::String &language = Data::String());
+
+    /// Is called for a key that is not found, with the language in which it was looked up.
+    using MissingKeyHandler =
+        std::function<void(const Data::String &key, const Data::String &language)>;
+
+    /// Sets the function that is called for each key when it becomes one of missingKeys(), after
+    /// the lookup has failed; an empty one ends the calls. The handler may call all functions of
+    /// this class, and is not called for keys that it looks up itself. The lookup returns what it
+    /// returns without a handler.
+    static void setMissingKeyHandler(const MissingKeyHandler &handler);
 };
 
 } // namespace Utils
