@@ -5,6 +5,7 @@
 #include "data/Variant.h"
 #include "utils/Export.h"
 
+#include <QMap>
 #include <QStringList>
 
 #include <memory>
@@ -174,6 +175,53 @@ public:
     bool canExport(const Data::String &group) const;
     bool canReset(const Data::String &group) const;
 
+    /// Writes the values in the current group and below it to the file at \p path, from which
+    /// importFrom() reads them, in this program or in another one. Keys are relative to the current
+    /// group. False, with the file unchanged and the reason in File::lastError(), when it cannot be
+    /// written completely, when it is the file in which the settings are stored, and when
+    /// canExport() is false for the current group.
+    ///
+    /// Left out are
+    /// - the groups for which canExport() is false, and all groups in them: those that setFlags()
+    ///   has marked, and the recent lists in each group "MRU";
+    /// - the flags that setFlags() has stored, and the defaults that setDefault() has kept under
+    ///   another key, because both belong to the program;
+    /// - values that only a program with a QGuiApplication can read, such as a QPixmap.
+    ///
+    /// The file is text in the form of an INI file, between two comments, and is replaced
+    /// completely or not at all.
+    bool exportTo(const Data::String &path) const;
+
+    /// Stores the values of a file that exportTo() has written, in the current group. Other values
+    /// stay, and so does all that exportTo() leaves out, even when the file contains it.
+    ///
+    /// False, with all values as they were and the reason in File::lastError(), when the file
+    /// cannot be read, was not written by exportTo(), is incomplete, or has a line that is not a
+    /// setting; when canExport() is false for the current group; and when there is not enough
+    /// memory. The whole file is examined before the first value is stored.
+    ///
+    /// The file may be changed in an editor: it is UTF-8, lines may be removed and added, but the
+    /// first and the last line must stay.
+    ///
+    /// After all values are stored, SettingChanged() is sent for each one that has changed, sorted
+    /// by key. The result is true as soon as the values are in memory; status() tells whether they
+    /// are on the disk.
+    bool importFrom(const Data::String &path);
+
+    /// Stores the kept default of each key in \p group and below it: the one that setDefault() has
+    /// stored under the key followed by "_default". Keys without a kept default keep their value.
+    /// Groups for which canReset() is false, and all groups in them, are left out. When it is false
+    /// for \p group itself, the result is false, with the reason in File::lastError(), and so it is
+    /// when there is not enough memory. An empty \p group is the current group.
+    ///
+    /// After all defaults are stored, SettingChanged() is sent for each value that has changed,
+    /// sorted by key.
+    bool resetGroup(const Data::String &group);
+
+    /// The keys in the current group and below it whose value is not the kept default, or which
+    /// have been removed. They are relative to the current group, and sorted.
+    QStringList changedFromDefaults() const;
+
     /// Inserts \p path at the front of the list of recent paths named \p list, with "/" for each
     /// backslash, and removes the first earlier occurrence of the path; comparison is
     /// case-sensitive. SettingChanged() is sent with the key "MRU/" followed by \p list, without
@@ -232,6 +280,9 @@ private:
                             bool recursive);
 
     bool hasFlag(const Data::String &group, QLatin1String word) const;
+    bool isPrivate(const QMap<QString, QVariant> &stored) const;
+    static void storeTogether(SettingsStore &settings, const QMap<QString, QVariant> &values,
+                              const QMap<QString, QVariant> &stored);
 
     std::shared_ptr<SettingsStore> m_settings;
 };

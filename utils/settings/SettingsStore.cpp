@@ -61,6 +61,18 @@ QVariant SettingsStore::value(const QString &key, const QVariant &defaultValue) 
     return IniText::built(m_settings->value(key, defaultValue));
 }
 
+QSettings::SettingsMap SettingsStore::values() const
+{
+    QSettings::SettingsMap values;
+    QStringList keys = m_settings->allKeys();
+    keys.sort(Qt::CaseSensitive);
+    for (const QString &key : qAsConst(keys)) {
+        if (SettingsFile::isNormal(key))
+            values.insert(values.cend(), key, m_settings->value(key));
+    }
+    return values;
+}
+
 void SettingsStore::copy(const QString &from, const QString &to)
 {
     setValue(to, m_settings->value(from));

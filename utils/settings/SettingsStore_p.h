@@ -28,11 +28,16 @@ public:
     void endGroup();
     QString group() const { return m_settings->group(); }
     QVariant value(const QString &key, const QVariant &defaultValue = QVariant()) const;
+    QString fileName() const { return m_settings->fileName(); }
     QStringList allKeys() const { return m_settings->allKeys(); }
     QStringList childKeys() const { return m_settings->childKeys(); }
     QStringList childGroups() const { return m_settings->childGroups(); }
     void setValue(const QString &key, const QVariant &value);
     void remove(const QString &key);
+
+    /// All values in the current group and below it, by their keys, as they are stored: value()
+    /// need not be able to return them.
+    QSettings::SettingsMap values() const;
 
     /// Stores under \p to what is stored at \p from, which value() need not be able to return.
     void copy(const QString &from, const QString &to);

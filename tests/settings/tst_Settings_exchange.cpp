@@ -1,0 +1,492 @@
+#include "tests/support/Files.h"
+#include "tests/support/FullDisk.h"
+#include "tests/support/Print.h"
+#include "tests/support/Recorder.h"
+#include "tests/support/SettingsHome.h"
+#include "utils/files/File.h"
+#include "utils/settings/Settings.h"
+#include "utils/settings/SettingsSignal.h"
+#include "utils/settings/WorkspaceSettings.h"
+
+#include <QColor>
+#include <QIcon>
+#include <QPixmap>
+#include <QtTest>
+
+#include <memory>
+
+#include <sys/stat.h>
+
+using Data::Variant;
+using Utils::File;
+using Utils::Settings;
+
+static const SettingsHome home;
+
+static const QByteArray firstLine = "; Exported settings, format 1\n";
+static const QByteArray lastLine = "; End of the exported settings\n";
+
+static QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    file.open(QIODevice::ReadOnly);
+    return file.readAll();
+}
+
+/// The reason of the last failure as its key, as no texts are loaded.
+static QString reason() { return QString(File::lastError()).section('.', -1); }
+
+class tst_Settings_exchange : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<Recorder> m_recorder;
+
+    QString path(const char *name = "export.ini") const { return m_folder->filePath(name); }
+
+    /// The path of a file of exported settings with \p lines between the first and the last one.
+    QString exported(const QByteArray &lines) const
+    {
+        return makeFile(path(), firstLine + lines + lastLine);
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        home.fill("");
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_recorder = std::make_unique<Recorder>();
+        QVERIFY(Settings::SettingChanged().connect(
+            m_recorder.get(), SLOT(pair(const Data::String &, const Data::Variant &))));
+    }
+
+    void exportsTheValuesOfTheCurrentGroup_data()
+    {
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("group");
+        QTest::addColumn<QByteArray>("lines");
+
+        const auto row = [](const char *name, const char *stored, const char *group,
+                            const char *lines) {
+            QTest::newRow(name) << QString(stored) << QString(group) << QByteArray(lines);
+        };
+        // clang-format off
+        row("nothing",             "",                        "",    "");
+        row("all",                 "b=1 a/x=2 a/y/z=3",       "",    "[General]\nb=1\n\n[a]\nx=2\ny\\z=3\n");
+        row("a group",             "b=1 a/x=2 a/y/z=3",       "a",   "[General]\nx=2\n\n[y]\nz=3\n");
+        row("a missing group",     "b=1",                     "a",   "");
+        row("recent lists",        "a=1 MRU/files/aa=2 MRU/Count=3 g/MRU/l/aa=4 xMRU/a=5", "",
+            "[General]\na=1\n\n[xMRU]\na=5\n");
+        row("kept defaults",       "a=1 a_default=2 g/b=3 g/b_default=4 _default=5 g/_default=6", "",
+            "[General]\n_default=5\na=1\n\n[g]\n_default=6\nb=3\n");
+        row("a setting Default",   "g/Default=steel g/xDefault=1", "", "[g]\nDefault=steel\nxDefault=1\n");
+        // clang-format on
+    }
+
+    void exportsTheValuesOfTheCurrentGroup()
+    {
+        QFETCH(QString, stored);
+        QFETCH(QString, group);
+        QFETCH(QByteArray, lines);
+        home.fill(stored);
+
+        QVERIFY(Settings(group).exportTo(path()));
+
+        QCOMPARE(contents(path()), firstLine + lines + lastLine);
+        QCOMPARE(File::lastError(), Data::String());
+        QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), QStringList("export.ini"));
+    }
+
+    void leavesOutGroupsWithSuchAFlag()
+    {
+        home.fill("a=1 g/x=2 g/h/y=3 gh/z=4 h/x=5 h/i/y=6");
+        Settings().setFlags("g", false, true);
+        Settings().setFlags("h", true, false);
+        Settings().setFlags("h/i", false, false);
+
+        QVERIFY(Settings().exportTo(path()));
+
+        QCOMPARE(contents(path()),
+                 firstLine + "[General]\na=1\n\n[gh]\nz=4\n\n[h]\nx=5\n" + lastLine);
+    }
+
+    void refusesToExportAGroupWithSuchAFlag()
+    {
+        home.fill("g/x=2");
+        Settings().setFlags("g", false, true);
+        makeFile(path(), "before");
+
+        QVERIFY(!Settings("g").exportTo(path()));
+        QCOMPARE(reason(), QString("noExport"));
+        QVERIFY(!Settings("MRU").exportTo(path()));
+        QCOMPARE(reason(), QString("noExport"));
+        QVERIFY(!Settings("a/MRU/files").exportTo(path()));
+        QCOMPARE(contents(path()), QByteArray("before"));
+    }
+
+    void refusesToExportOntoItsOwnFile()
+    {
+        home.fill("a=1");
+        const QString store = home.file();
+        const QByteArray before = contents(store);
+        const QFileInfo file(store);
+        QVERIFY(QFile::link(store, path("link")));
+        QVERIFY(QFile::link(file.path(), path("folder")));
+
+        const QStringList names = {store,
+                                   file.path() + "/../Company/./" + file.fileName(),
+                                   path("link"),
+                                   path("folder/") + file.fileName(),
+                                   file.path() + "/TESTS.conf",
+                                   QDir::current().relativeFilePath(store)};
+        for (const QString &name : names) {
+            QVERIFY2(!Settings().exportTo(name), qPrintable(name));
+            QCOMPARE(reason(), QString("exportOwnFile"));
+        }
+        QCOMPARE(contents(store), before);
+
+        // Also before anything has been stored.
+        QVERIFY(QFile::remove(store));
+        QVERIFY(!Settings().exportTo(store));
+        QVERIFY(!QFile::exists(store));
+    }
+
+    void keepsTheFileWhenTheDiskIsFull()
+    {
+        home.fill("a=" + QString(5000, 'x'));
+        makeFile(path(), "before");
+
+        const FullDisk disk(4096);
+        QVERIFY(!Settings().exportTo(path()));
+
+        QCOMPARE(reason(), QString("exportWrite"));
+        QCOMPARE(contents(path()), QByteArray("before"));
+        QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), QStringList("export.ini"));
+    }
+
+    void writesNothingWhereNoFileCanBe()
+    {
+        QVERIFY(mkfifo(QFile::encodeName(path("pipe")), 0600) == 0);
+
+        for (const QString &target : {QString(), m_folder->path(), path("pipe"), path("no/a")}) {
+            QVERIFY2(!Settings().exportTo(target), qPrintable(target));
+            QVERIFY(reason() == "filewrite" || reason() == "exportWrite");
+        }
+        QVERIFY(!QFile::exists(path("no")));
+    }
+
+    void importsWhatItHasExported_data()
+    {
+        QTest::addColumn<Variant>("value");
+
+        QTest::newRow("true") << Variant(true);
+        QTest::newRow("number") << Variant(-5);
+        QTest::newRow("fraction") << Variant(1.5);
+        QTest::newRow("text") << Variant("a b;c\n=\"\\,@ ");
+        QTest::newRow("empty text") << Variant("");
+        QTest::newRow("marked text") << Variant("@Invalid()");
+        QTest::newRow("text like a variant") << Variant("@Variant(x)");
+        QTest::newRow("non-ASCII text") << Variant(QString::fromUtf8("Größe 日本 😀"));
+        QTest::newRow("zero byte") << Variant(QString(QChar(QChar::Null)) + "1");
+        QTest::newRow("list") << Variant(QVariant(QStringList{"a", "b, c", "@d"}));
+        QTest::newRow("bytes") << Variant(QVariant(QByteArray("\0\xff\n", 3)));
+        QTest::newRow("colour") << Variant(QVariant(QColor(1, 2, 3)));
+        QTest::newRow("date") << Variant(QVariant(QDateTime(QDate(2026, 1, 2), QTime(3, 4))));
+        QTest::newRow("rectangle") << Variant(QVariant(QRect(1, 2, 3, 4)));
+        QTest::newRow("mixed list")
+            << Variant(QVariant(QVariantList{1, QColor(1, 2, 3), "@Variant(a"}));
+    }
+
+    void importsWhatItHasExported()
+    {
+        QFETCH(Variant, value);
+        Settings("from").setValue("g/k", value).setString(QString::fromUtf8("é /%,"), "name");
+        QVERIFY(Settings("from").exportTo(path()));
+
+        QVERIFY(Settings("to").importFrom(path()));
+
+        const Settings settings("to");
+        QCOMPARE(settings.getString("g/k"), Data::String(value.toString()));
+        if (value.toString().isEmpty())
+            QCOMPARE(settings.getValue("g/k").toStringList(), value.toStringList());
+        if (value.type() == QVariant::Color)
+            QCOMPARE(settings.getValue("g/k"), value);
+        QCOMPARE(settings.getString(QString::fromUtf8("é /%,")), Data::String("name"));
+        QCOMPARE(settings.keys("g"), QStringList("k"));
+    }
+
+    void importsAnEmptyList()
+    {
+        Settings("from").setValue("k", QStringList());
+        Settings("to").setValue("k", QStringList("a"));
+        QVERIFY(Settings("from").exportTo(path()));
+
+        QVERIFY(Settings("to").importFrom(path()));
+
+        QCOMPARE(Settings("to").getValue("k").toStringList(), QStringList());
+        QCOMPARE(Settings("to").keys(""), QStringList("k"));
+    }
+
+    void neitherExportsNorImportsWhatNeedsAGuiApplication()
+    {
+        const QPixmap pixmap(2, 2);
+        Settings("from").setValue("a", QVariant(pixmap)).setInt("b", 1);
+        QVERIFY(Settings("from").exportTo(path()));
+        QCOMPARE(contents(path()), firstLine + "[General]\nb=1\n" + lastLine);
+
+        Settings("other").setValue("a", QVariant(pixmap)).sync();
+        const QByteArray stored = contents(home.file());
+        const int start = stored.indexOf("[other]\n") + 8;
+        const QByteArray line = stored.mid(start, stored.indexOf('\n', start) + 1 - start);
+        QVERIFY(line.startsWith("a=") && line.contains("@Variant("));
+        exported(line);
+        QVERIFY(!Settings("to").importFrom(path()));
+        QCOMPARE(reason(), QString("importLine"));
+    }
+
+    void tellsEachChangedKeyAfterAllAreStored()
+    {
+        home.fill("g/a=1 g/b=2 g/c=3 g/d=4");
+        exported("[General]\nb=20\na=1\ne=5\nc=30\n[h]\ny=6\n");
+        QStringList stored;
+        m_recorder->reaction = [&] { stored.append(home.stored()); };
+
+        QVERIFY(Settings("g").importFrom(path()));
+
+        QCOMPARE(m_recorder->calls,
+                 QStringList({"sig(g/b, 20)", "sig(g/c, 30)", "sig(g/e, 5)", "sig(g/h/y, 6)"}));
+        QCOMPARE(QSet<QString>(stored.begin(), stored.end()).values(),
+                 QStringList("g/a=1 g/b=20 g/c=30 g/d=4 g/e=5 g/h/y=6"));
+        QCOMPARE(File::lastError(), Data::String());
+    }
+
+    void takesAReceiverThatDeletesTheObject()
+    {
+        exported("a=1\nb=2\n");
+        auto settings = std::make_unique<Settings>("g");
+        m_recorder->reaction = [&] { settings.reset(); };
+
+        QVERIFY(settings->importFrom(path()));
+
+        QCOMPARE(m_recorder->calls, QStringList({"sig(g/a, 1)", "sig(g/b, 2)"}));
+        QCOMPARE(home.stored(), QString("g/a=1 g/b=2"));
+    }
+
+    void importsNothingThatIsNotExported()
+    {
+        home.fill("a_default=1 g/x=2 s/Default=steel");
+        Settings().setFlags("g", false, true);
+        Settings().setFlags("r", true, false);
+        const QString before = home.stored();
+        exported("a_default=5\n[MRU]\nfiles\\aa=5\n[g]\nx=5\nh\\y=5\nDefault=export reset\n"
+                 "[r]\nDefault=steel\n[n]\nDefault=noexport noreset\nMRU\\l\\aa=5\n");
+
+        QVERIFY(Settings().importFrom(path()));
+
+        QCOMPARE(home.stored(), before);
+        QCOMPARE(m_recorder->calls, QStringList());
+
+        exported("Default=wood\n");
+        QVERIFY(Settings("s").importFrom(path()));
+        QCOMPARE(Settings("s").getString("Default"), Data::String("wood"));
+        m_recorder->calls.clear();
+        QVERIFY(!Settings("g").importFrom(path()));
+        QCOMPARE(reason(), QString("noExport"));
+        QCOMPARE(m_recorder->calls, QStringList());
+    }
+
+    void importsWhatWasEdited_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QString>("stored");
+
+        const auto row = [](const char *name, const QByteArray &file, const QString &stored) {
+            QTest::newRow(name) << file << stored;
+        };
+        // clang-format off
+        row("line ends of Windows", QByteArray(firstLine + "[g]\na=1\n" + lastLine).replace("\n", "\r\n"), "g/a=1");
+        row("no last line end",     (firstLine + "a=1\n" + lastLine).chopped(1), "a=1");
+        row("empty lines at the end", firstLine + "a=1\n" + lastLine + "\n \n", "a=1");
+        row("byte order mark",      "\xef\xbb\xbf" + firstLine + "a=1\n" + lastLine, "a=1");
+        row("UTF-8",                firstLine + "a=gr\xc3\xb6\xc3\x9f" "er\n" + lastLine, QString::fromUtf8("a=größer"));
+        row("both",                 "\xef\xbb\xbf" + firstLine + "a=\xc3\xb6\n" + lastLine, QString::fromUtf8("a=ö"));
+        row("blanks",               firstLine + " [ g ] \n\t a = 1 \n" + lastLine, "g/a=1");
+        row("comments",             firstLine + "; \"\na=1 ; it's \"so\n" + lastLine, "a=1");
+        row("a key twice",          firstLine + "a=1\na=2\n" + lastLine, "a=2");
+        row("a section twice",      firstLine + "[g]\na=1\n[h]\nb=2\n[g]\nc=3\n" + lastLine, "g/a=1 g/c=3 h/b=2");
+        row("no values",            firstLine + lastLine, "");
+        row("an empty value",       firstLine + "a=\n" + lastLine, "a=");
+        row("quotes in a value",    firstLine + "a=\"1;2\"\n" + lastLine, "a=1;2");
+        row("a wrong escape",       firstLine + "a=\\q1\n" + lastLine, "a=1");
+        // clang-format on
+    }
+
+    void importsWhatWasEdited()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QString, stored);
+        makeFile(path(), file);
+
+        QVERIFY2(Settings().importFrom(path()), qPrintable(File::lastError()));
+
+        QCOMPARE(home.stored(), stored);
+    }
+
+    void refusesABrokenFileWhole_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QString>("why");
+
+        const auto row = [](const char *name, const QByteArray &file, const char *why) {
+            QTest::newRow(name) << file << QString(why);
+        };
+        const auto line = [&](const char *name, const QByteArray &bad) {
+            row(name, firstLine + "a=5\n" + bad + "\nc=5\n" + lastLine, "importLine");
+        };
+        // clang-format off
+        row("empty",               "",                                    "importForeign");
+        row("a settings file",     "[General]\na=5\n",                    "importForeign");
+        row("text",                "Hello\n",                             "importForeign");
+        row("another format",      "; Exported settings, format 2\na=5\n" + lastLine, "importForeign");
+        row("a line before",       "\n" + firstLine + "a=5\n" + lastLine, "importForeign");
+        row("UTF-16",              QByteArray("\xff\xfe;\0 \0", 6),       "importForeign");
+        row("only the first line", firstLine,                             "importShort");
+        row("cut off",             firstLine + "a=5\nc=5\n",              "importShort");
+        row("cut off in a line",   firstLine + "a=5\nc",                  "importLine");
+        row("cut off in the last", (firstLine + "a=5\n" + lastLine).chopped(2), "importShort");
+        row("continued",           firstLine + "a=5\n" + lastLine + "c=5\n", "importShort");
+        line("no value",           "b");
+        line("no key",             "=5");
+        line("open quotes",        "b=\"5");
+        line("open quotes after an escape", "b=\"5\\\"");
+        line("joined lines",       "b=5\\");
+        line("a quote in a key",   "\"b\"=5");
+        line("a cut section",      "[g");
+        line("text after a section", "[g] b=5");
+        line("an empty section",   "[]");
+        line("an empty name",      "g\\\\b=5");
+        line("a name that ends in \\", "g\\=5");
+        line("a name that begins with \\", "\\b=5");
+        line("a slash in a name",  "g/b=5");
+        line("a wrong number",     "b%g5=5");
+        line("a short number",     "b%5=5");
+        line("a short long number", "b%U00e=5");
+        line("a zero byte",        QByteArray("b=\0" "5", 4));
+        line("a control character", "b=\x1b");
+        line("an old line end",    "b=5\rd=5");
+        line("Latin-1",            "b=\xf6");
+        line("a key that is not ASCII", "\xc3\xb6=5");
+        line("a damaged variant",  "b=@Variant(\\0\\0\\0\\n\\0\\0)");
+        line("an endless list",    "b=@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)");
+        line("a damaged variant in quotes", "b=\"@Variant(\\0\\0\\0\\n\\0\\0)\"");
+        line("a damaged variant in a list", "b=1, @Variant(\\0\\0\\0\\n\\0\\0), 2");
+        line("a damaged date",     "b=@DateTime(\\0\\0)");
+        line("a variant with more", "b=@Variant(\\0\\0\\0\\x2\\0\\0\\0\\x5x)");
+        // clang-format on
+    }
+
+    void refusesABrokenFileWhole()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QString, why);
+        home.fill("a=1 b=2 g/b=3");
+        makeFile(path(), file);
+
+        QVERIFY(!Settings().importFrom(path()));
+
+        QCOMPARE(reason(), why);
+        QCOMPARE(home.stored(), QString("a=1 b=2 g/b=3"));
+        QCOMPARE(m_recorder->calls, QStringList());
+    }
+
+    void importsNothingWhereNoFileIs()
+    {
+        QVERIFY(mkfifo(QFile::encodeName(path("pipe")), 0600) == 0);
+
+        for (const QString &source : {QString(), m_folder->path(), path("pipe"), path("missing")}) {
+            QVERIFY2(!Settings().importFrom(source), qPrintable(source));
+            QCOMPARE(reason(), QString("fileread"));
+        }
+    }
+
+    void resetsToTheKeptDefaults_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("group");
+        QTest::addColumn<QString>("after");
+        QTest::addColumn<QStringList>("told");
+
+        const auto row = [](const char *name, const char *before, const char *group,
+                            const char *after, const QStringList &told) {
+            QTest::newRow(name) << QString(before) << QString(group) << QString(after) << told;
+        };
+        // clang-format off
+        row("all",          "a=1 a_default=2 g/b=3 g/b_default=4", "",
+                            "a=2 a_default=2 g/b=4 g/b_default=4", {"sig(a, 2)", "sig(g/b, 4)"});
+        row("a group",      "a=1 a_default=2 g/b=3 g/b_default=4", "g",
+                            "a=1 a_default=2 g/b=4 g/b_default=4", {"sig(g/b, 4)"});
+        row("the same",     "a=2 a_default=2", "", "a=2 a_default=2", {});
+        row("removed",      "a_default=2",     "", "a=2 a_default=2", {"sig(a, 2)"});
+        row("no default",   "a=1",             "", "a=1",             {});
+        row("not a name",   "_default=2",      "", "_default=2",      {});
+        row("a default of a default", "a=1 a_default=2 a_default_default=3", "",
+                            "a=2 a_default=2 a_default_default=3", {"sig(a, 2)"});
+        row("a flag inside", "g/a=1 g/a_default=2 g/h/Default=noreset g/h/a=1 g/h/a_default=2", "g",
+                            "g/a=2 g/a_default=2 g/h/Default=noreset g/h/a=1 g/h/a_default=2",
+                            {"sig(g/a, 2)"});
+        // clang-format on
+    }
+
+    void resetsToTheKeptDefaults()
+    {
+        QFETCH(QString, before);
+        QFETCH(QString, group);
+        QFETCH(QString, after);
+        QFETCH(QStringList, told);
+        home.fill(before);
+
+        QVERIFY(Settings().resetGroup(group));
+
+        QCOMPARE(home.stored(), after);
+        QCOMPARE(m_recorder->calls, told);
+        QCOMPARE(File::lastError(), Data::String());
+    }
+
+    void resetsNoGroupWithSuchAFlag()
+    {
+        home.fill("g/a=1 g/a_default=2 g/h/a=1 g/h/a_default=2");
+        Settings().setFlags("g", true, false);
+
+        QVERIFY(!Settings().resetGroup("g"));
+        QCOMPARE(reason(), QString("noReset"));
+        QVERIFY(Settings().resetGroup("")); // without this group, and those in it
+        QCOMPARE(Settings().changedFromDefaults(), QStringList({"g/a", "g/h/a"}));
+        QCOMPARE(m_recorder->calls, QStringList());
+    }
+
+    void resetsBelowTheCurrentGroup()
+    {
+        home.fill("Workspaces/w/g/a=1 Workspaces/w/g/a_default=2 g/a=1 g/a_default=2");
+
+        QVERIFY(Utils::WorkspaceSettings("w").resetGroup("g"));
+
+        QCOMPARE(m_recorder->calls, QStringList("sig(Workspaces/w/g/a, 2)"));
+        QCOMPARE(Settings().getInt("g/a"), 1);
+    }
+
+    void listsWhatDiffersFromTheKeptDefaults()
+    {
+        home.fill("z=1 z_default=2 a=1 a_default=1 g/b=3 g/b_default=4 g/c_default=5 n=6");
+        QCOMPARE(Settings().changedFromDefaults(), QStringList({"g/b", "g/c", "z"}));
+        QCOMPARE(Settings("g").changedFromDefaults(), QStringList({"b", "c"}));
+        QCOMPARE(Settings("none").changedFromDefaults(), QStringList());
+
+        Settings().setDefault("n", 6, /*keepDefault=*/true); // a number, where a text is stored
+        QCOMPARE(Settings("").changedFromDefaults(), QStringList({"g/b", "g/c", "z"}));
+    }
+};
+
+QTEST_MAIN(tst_Settings_exchange)
+#include "tst_Settings_exchange.moc"

@@ -1,0 +1,169 @@
+#include "utils/settings/ExchangeText_p.h"
+
+#include "utils/base/Utf8_p.h"
+#include "utils/settings/IniText_p.h"
+#include "utils/settings/StoredVariant_p.h"
+
+#include <QDataStream>
+#include <QVariant>
+
+#include <algorithm>
+#include <cctype>
+
+namespace Utils {
+namespace ExchangeText {
+
+static const char byteOrderMark[] = "\xef\xbb\xbf";
+static const char firstLine[] = "; Exported settings, format 1";
+static const char lastLine[] = "; End of the exported settings";
+
+static const char variantMark[] = "@Variant(";
+static const char dateTimeMark[] = "@DateTime(";
+
+static bool isControl(char c) { return static_cast<unsigned char>(c) < ' ' && c != '\t'; }
+static bool isAscii(char c) { return static_cast<unsigned char>(c) < 0x80; }
+
+/// Whether \p text, such as "@Variant(...)", is a complete value that any program can read.
+static bool isWholeVariant(const QString &text)
+{
+    const bool isDateTime = text.startsWith(QLatin1String(dateTimeMark));
+    if (!isDateTime && !text.startsWith(QLatin1String(variantMark)))
+        return true;
+    if (!text.endsWith(QLatin1Char(')')))
+        return true; // it is read as a text
+
+    const int start = text.indexOf(QLatin1Char('(')) + 1;
+    const QByteArray bytes = text.mid(start, text.size() - start - 1).toLatin1();
+    const auto version = isDateTime ? QDataStream::Qt_5_6 : QDataStream::Qt_4_0;
+    if (!isReadableWithoutGui(bytes, version))
+        return false;
+    QDataStream stream(bytes);
+    stream.setVersion(version);
+    QVariant value;
+    stream >> value;
+    return stream.status() == QDataStream::Ok && stream.atEnd();
+}
+
+/// Whether what follows the "=" of a line can be read by any program. It is examined as texts,
+/// because a damaged value must not be built.
+static bool isReadable(const QByteArray &written)
+{
+    if (!written.contains(variantMark) && !written.contains(dateTimeMark))
+        return true;
+    QByteArray asText = written;
+    asText.replace(variantMark, QByteArray("@") + variantMark);
+    asText.replace(dateTimeMark, QByteArray("@") + dateTimeMark);
+    const QSettings::SettingsMap read = IniText::read("k=" + asText);
+    const QStringList texts = read.value(QStringLiteral("k")).toStringList();
+    return std::all_of(texts.begin(), texts.end(), isWholeVariant);
+}
+
+QByteArray write(const QSettings::SettingsMap &values)
+{
+    QSettings::SettingsMap written;
+    for (auto value = values.begin(); value != values.end(); ++value) {
+        if (isReadable(IniText::writeValue(*value)))
+            written.insert(written.cend(), value.key(), *value);
+    }
+    return firstLine + QByteArray("\n") + IniText::write(written) + lastLine + '\n';
+}
+
+/// Whether the "%" in \p key begin numbers, and no name in it is empty. A "\" separates names.
+static bool isKey(const QByteArray &key)
+{
+    const auto isDigit = [&](int i) {
+        return i < key.size() && std::isxdigit(static_cast<unsigned char>(key[i]));
+    };
+    bool isInName = false;
+    for (int i = 0; i < key.size(); ++i) {
+        const char c = key[i];
+        if (!isAscii(c) || c == '"' || c == ';' || c == '/')
+            return false;
+        if (c == '\\' && !isInName)
+            return false;
+        isInName = c != '\\';
+        const int first = i + (i + 1 < key.size() && key[i + 1] == 'U' ? 2 : 1);
+        const int digits = first == i + 2 ? 4 : 2;
+        for (int digit = first; c == '%' && digit < first + digits; ++digit) {
+            if (!isDigit(digit))
+                return false;
+        }
+    }
+    return isInName;
+}
+
+/// Whether the value \p written ends on its line: its quotes are closed, and no backslash joins it
+/// with the next line.
+static bool isClosed(const QByteArray &written)
+{
+    bool isQuoted = false;
+    for (int i = 0; i < written.size(); ++i) {
+        const char c = written[i];
+        if (c == '\\') {
+            if (++i == written.size())
+                return false;
+        } else if (c == '"') {
+            isQuoted = !isQuoted;
+        } else if (c == ';' && !isQuoted) {
+            break; // a comment
+        }
+    }
+    return !isQuoted;
+}
+
+static bool isSection(const QByteArray &line)
+{
+    const QByteArray name = line.mid(1, line.size() - 2).trimmed();
+    return line.endsWith(']') && !name.contains(']') && !name.contains('=') &&
+           (name == "%General" || isKey(name));
+}
+
+/// Whether \p line, without blanks around it, is one that settings are read from.
+static bool isLine(const QByteArray &line)
+{
+    if (line.isEmpty() || line.startsWith(';'))
+        return true;
+    if (line.startsWith('['))
+        return isSection(line);
+    const int equals = line.indexOf('=');
+    const QByteArray value = line.mid(equals + 1);
+    return equals > 0 && isKey(line.left(equals).trimmed()) && isClosed(value) && isReadable(value);
+}
+
+Outcome read(const QByteArray &text, QSettings::SettingsMap &values, int &badLine)
+{
+    const bool hasMark = text.startsWith(byteOrderMark);
+    const int start = hasMark ? 3 : 0;
+    int line = 0;
+    bool isEnded = false;
+    for (int i = start; i < text.size(); ++line) {
+        int end = text.indexOf('\n', i);
+        if (end < 0)
+            end = text.size();
+        const int length = end > i && text[end - 1] == '\r' ? end - 1 - i : end - i;
+        const QByteArray bytes = QByteArray::fromRawData(text.constData() + i, length);
+        const QByteArray trimmed = bytes.trimmed();
+        if (line == 0 && trimmed != firstLine)
+            return Outcome::Foreign;
+        if (!trimmed.isEmpty())
+            isEnded = trimmed == lastLine;
+        const char *const first = bytes.constData();
+        const char *const last = first + length;
+        if (std::any_of(first, last, isControl) || !isValidUtf8(first, last) || !isLine(trimmed)) {
+            badLine = line + 1;
+            return Outcome::BadLine;
+        }
+        i = end + 1;
+    }
+    if (line == 0)
+        return Outcome::Foreign;
+    if (!isEnded)
+        return Outcome::Incomplete;
+
+    // The mark makes texts that are not ASCII be read as UTF-8.
+    values = IniText::read(hasMark ? text : byteOrderMark + text);
+    return Outcome::Complete;
+}
+
+} // namespace ExchangeText
+} // namespace Utils

@@ -1,0 +1,289 @@
+#include "utils/settings/Settings.h"
+
+#include "utils/base/FileName_p.h"
+#include "utils/base/FileStatus_p.h"
+#include "utils/catalogue/LastError_p.h"
+#include "utils/settings/ExchangeText_p.h"
+#include "utils/settings/IniText_p.h"
+#include "utils/settings/SettingsFile_p.h"
+#include "utils/settings/SettingsStore_p.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QVector>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+namespace Utils {
+
+static const QLatin1Char separator('/');
+static const QLatin1String flagsKey("Default");
+static const QLatin1String defaultEnd("_default");
+
+static bool areFlags(const QVariant &value)
+{
+    const QString text = value.toString();
+    return text == QLatin1String("export reset") || text == QLatin1String("noexport reset") ||
+           text == QLatin1String("export noreset") || text == QLatin1String("noexport noreset");
+}
+
+static bool isFlagsKey(const QString &key)
+{
+    return key.endsWith(flagsKey) &&
+           (key.size() == flagsKey.size() || key[key.size() - flagsKey.size() - 1] == separator);
+}
+
+/// Whether \p key holds the default of another one.
+static bool isDefaultKey(const QString &key)
+{
+    const int start = key.size() - defaultEnd.size();
+    return start > 0 && key.endsWith(defaultEnd) && key[start - 1] != separator;
+}
+
+static bool isInRecentLists(const QString &key)
+{
+    return key.startsWith(QLatin1String("MRU/")) || key.contains(QLatin1String("/MRU/"));
+}
+
+static bool areAlike(const QVariant &a, const QVariant &b)
+{
+    return IniText::writeValue(a) == IniText::writeValue(b);
+}
+
+namespace {
+
+/// The groups whose flags contain a word, and all groups in them.
+class FlaggedGroups
+{
+public:
+    FlaggedGroups(const QSettings::SettingsMap &values, QLatin1String word)
+    {
+        for (auto value = values.begin(); value != values.end(); ++value) {
+            if (!isFlagsKey(value.key()) || !value->toString().contains(word))
+                continue;
+            const int length = value.key().size() - flagsKey.size();
+            m_prefixes.insert(value.key().left(length));
+            m_longest = std::max(m_longest, length);
+        }
+    }
+
+    /// Whether the current group is one of them, and with it all others.
+    bool areAll() const { return m_prefixes.contains(QString()); }
+
+    bool contain(const QString &key) const
+    {
+        int end = key.indexOf(separator) + 1;
+        for (; end > 0 && end <= m_longest; end = key.indexOf(separator, end) + 1) {
+            if (m_prefixes.contains(key.left(end)))
+                return true;
+        }
+        return false;
+    }
+
+private:
+    QSet<QString> m_prefixes; // each ends with a "/", or is ""
+    int m_longest = 0;
+};
+
+} // namespace
+
+/// Of \p values those that leave the program, and come into one that has \p stored.
+static QSettings::SettingsMap exchanged(const QSettings::SettingsMap &values,
+                                        const QSettings::SettingsMap &stored)
+{
+    const FlaggedGroups kept(stored, QLatin1String("noexport"));
+    QSettings::SettingsMap result;
+    for (auto value = values.begin(); value != values.end(); ++value) {
+        const QString &key = value.key();
+        const bool isFlags = isFlagsKey(key) && (areFlags(*value) || areFlags(stored.value(key)));
+        if (!isFlags && !isDefaultKey(key) && !isInRecentLists(key) && !kept.contain(key))
+            result.insert(result.cend(), key, *value);
+    }
+    return result;
+}
+
+/// Of the keys in \p values, those whose value is not the default that is stored for it, with this
+/// default.
+static QSettings::SettingsMap changedDefaults(const QSettings::SettingsMap &values)
+{
+    QSettings::SettingsMap result;
+    for (auto kept = values.begin(); kept != values.end(); ++kept) {
+        if (!isDefaultKey(kept.key()))
+            continue;
+        const QString key = kept.key().chopped(defaultEnd.size());
+        const auto value = values.constFind(key);
+        if (!isDefaultKey(key) && (value == values.end() || !areAlike(*value, *kept)))
+            result.insert(key, *kept);
+    }
+    return result;
+}
+
+/// What a path leads to, also when no file is there yet.
+static QString destinationOf(const QString &path)
+{
+    const QFileInfo file(path);
+    const QString canonical = file.canonicalFilePath();
+    if (!canonical.isEmpty())
+        return canonical;
+    const QString folder = QFileInfo(file.absolutePath()).canonicalFilePath();
+    return folder.isEmpty() ? QDir::cleanPath(file.absoluteFilePath())
+                            : QDir(folder).filePath(file.fileName());
+}
+
+static bool writeWhole(const QString &path, const QByteArray &text)
+{
+    const Platform::Entry entry = fileStatus(path).entry;
+    if (!isName(path) || entry == Platform::Entry::Folder || entry == Platform::Entry::Other)
+        return LastError::set(".err.filewrite", {path});
+    QSaveFile file(path);
+    // A short write is no error for the device, so the bytes are counted.
+    if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush() &&
+        file.commit())
+        return true;
+    if (file.error() == QFile::NoError)
+        return LastError::set(".err.filewrite", {path});
+    return LastError::set(".err.exportWrite", {path, file.errorString()});
+}
+
+bool Settings::exportTo(const Data::String &path) const
+{
+    LastError operation;
+    try {
+        const bool isStore = destinationOf(path).compare(destinationOf(m_settings->fileName()),
+                                                         Qt::CaseInsensitive) == 0;
+        if (isStore)
+            return LastError::set(".err.exportOwnFile", {path});
+        const QSettings::SettingsMap stored = m_settings->values();
+        if (isPrivate(stored))
+            return false;
+        const QByteArray text = ExchangeText::write(exchanged(stored, stored));
+        return writeWhole(path, text) && operation.succeeded();
+    } catch (const std::bad_alloc &) {
+        return LastError::set(".err.settingsMemory", {path});
+    }
+}
+
+/// Whether the flags of the current group exclude it from exports. Stores the reason then.
+bool Settings::isPrivate(const QMap<QString, QVariant> &stored) const
+{
+    const QString group = m_settings->group();
+    const bool isRecent = isInRecentLists(group + separator);
+    if (!isRecent && !FlaggedGroups(stored, QLatin1String("noexport")).areAll())
+        return false;
+    LastError::set(".err.noExport", {group});
+    return true;
+}
+
+static bool readWhole(const QString &path, QByteArray &text)
+{
+    const Platform::Entry entry = fileStatus(path).entry;
+    QFile file(path);
+    if (!isName(path) || entry == Platform::Entry::Folder || entry == Platform::Entry::Other ||
+        !file.open(QIODevice::ReadOnly))
+        return LastError::set(".err.fileread", {path});
+    if (file.size() > std::numeric_limits<int>::max() / 2)
+        return LastError::set(".err.settingsMemory", {path});
+    text = file.readAll();
+    if (file.error() != QFile::NoError || text.size() != file.size())
+        return LastError::set(".err.fileread", {path});
+    return true;
+}
+
+static bool readExport(const QString &path, QSettings::SettingsMap &values)
+{
+    QByteArray text;
+    if (!readWhole(path, text))
+        return false;
+    int line = 0;
+    switch (ExchangeText::read(text, values, line)) {
+    case ExchangeText::Outcome::Complete:
+        return true;
+    case ExchangeText::Outcome::Foreign:
+        return LastError::set(".err.importForeign", {path});
+    case ExchangeText::Outcome::Incomplete:
+        return LastError::set(".err.importShort", {path});
+    case ExchangeText::Outcome::BadLine:
+        return LastError::set(".err.importLine", {path, QString::number(line)});
+    }
+    return false;
+}
+
+bool Settings::importFrom(const Data::String &path)
+{
+    LastError operation;
+    const std::shared_ptr<SettingsStore> settings = m_settings;
+    try {
+        const QSettings::SettingsMap stored = settings->values();
+        QSettings::SettingsMap values;
+        if (isPrivate(stored) || !readExport(path, values))
+            return false;
+        storeTogether(*settings, exchanged(values, stored), stored);
+        return operation.succeeded();
+    } catch (const std::bad_alloc &) {
+        return LastError::set(".err.settingsMemory", {path});
+    }
+}
+
+bool Settings::resetGroup(const Data::String &group)
+{
+    LastError operation;
+    const std::shared_ptr<SettingsStore> settings = m_settings;
+    try {
+        const GroupScope scope(*settings, group);
+        const QSettings::SettingsMap stored = settings->values();
+        const FlaggedGroups kept(stored, QLatin1String("noreset"));
+        if (kept.areAll())
+            return LastError::set(".err.noReset", {settings->group()});
+        const QSettings::SettingsMap changed = changedDefaults(stored);
+        QSettings::SettingsMap defaults;
+        for (auto value = changed.begin(); value != changed.end(); ++value) {
+            if (!kept.contain(value.key()))
+                defaults.insert(defaults.cend(), value.key(), *value);
+        }
+        storeTogether(*settings, defaults, stored);
+        return operation.succeeded();
+    } catch (const std::bad_alloc &) {
+        return LastError::set(".err.settingsMemory", {settings->fileName()});
+    }
+}
+
+QStringList Settings::changedFromDefaults() const
+{
+    return changedDefaults(m_settings->values()).keys();
+}
+
+/// Stores all of \p values, or none when there is not enough memory. Then the signal is sent for
+/// each that is new, or another one than in \p stored.
+void Settings::storeTogether(SettingsStore &settings, const QMap<QString, QVariant> &values,
+                             const QMap<QString, QVariant> &stored)
+{
+    QVector<QString> changed;
+    for (auto value = values.begin(); value != values.end(); ++value) {
+        const auto old = stored.constFind(value.key());
+        if (old == stored.end() || !areAlike(*old, *value))
+            changed.append(value.key());
+    }
+
+    const Data::String prefix = fullKey(settings, QString());
+    int count = 0;
+    try {
+        for (; count < changed.size(); ++count)
+            settings.setValue(changed[count], values[changed[count]]);
+    } catch (const std::bad_alloc &) {
+        for (int i = 0; i <= count; ++i) {
+            const auto old = stored.constFind(changed[i]);
+            if (old == stored.end())
+                settings.remove(changed[i]);
+            else
+                settings.setValue(changed[i], *old);
+        }
+        throw;
+    }
+    for (const QString &key : qAsConst(changed))
+        notify(prefix + key, IniText::built(values[key]));
+}
+
+} // namespace Utils
