@@ -2,10 +2,13 @@
 // it, whose environment it inherits.
 
 #include "tests/support/SettingsHome.h"
+#include "utils/settings/Setting.h"
 #include "utils/settings/Settings.h"
 #include "utils/settings/SettingsSlot.h"
+#include "utils/settings/SettingsWatch.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -27,6 +30,26 @@ struct LateWriter
 };
 LateWriter lateWriter;
 
+int changesLeft = 0;
+
+/// Prints \p count changes that other processes make, each as soon as it is known.
+int printChanges(int count)
+{
+    changesLeft = count;
+    const Utils::SettingsWatch watch(100);
+    Utils::SettingsSlot slot("watched", nullptr);
+    slot.setCallback([](const Data::VariantCollection &change) {
+        std::printf("%s=%s\n", qPrintable(change["key"].toString()),
+                    qPrintable(change["value"].toString()));
+        std::fflush(stdout);
+        if (--changesLeft == 0)
+            QCoreApplication::quit();
+    });
+    std::puts("ready");
+    std::fflush(stdout);
+    return QCoreApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -42,6 +65,13 @@ int main(int argc, char **argv)
         std::printf("%s", qPrintable(Utils::Settings().getColor(argv[2]).name()));
     } else if (argc == 4 && std::strcmp(argv[1], "setString") == 0) {
         Utils::Settings().setString(argv[2], argv[3]);
+    } else if (argc == 4 && std::strcmp(argv[1], "printList") == 0) {
+        const Utils::Setting<QStringList> list(argv[2], QStringList(argv[3]));
+        std::printf("%s|", qPrintable(list.value().join(';')));
+    } else if (argc == 3 && std::strcmp(argv[1], "removeKey") == 0) {
+        Utils::Settings().removeKey(argv[2]);
+    } else if (argc == 3 && std::strcmp(argv[1], "printChanges") == 0) {
+        return printChanges(std::atoi(argv[2]));
     } else if (argc == 2 && std::strcmp(argv[1], "writeAtTheEnd") == 0) {
         lateWriter.settings = std::make_unique<Utils::Settings>();
         lateWriter.settings->setInt("early", 1);

@@ -267,6 +267,8 @@ public:
     static bool isSettingChangedAlive();
 
 private:
+    friend class SettingsWatchPrivate;
+
     static bool isNameless(const Data::String &key);
     static Data::String fullKey(const SettingsStore &settings, const Data::String &key);
     static void notify(const Data::String &fullKey, const Data::Variant &value);

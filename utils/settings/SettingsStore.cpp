@@ -10,6 +10,8 @@ namespace Utils {
 
 static const QLatin1Char separator('/');
 
+StoreObserver *SettingsStore::s_observer = nullptr;
+
 static std::unique_ptr<QSettings> openSettings()
 {
     if (SettingsFile::isAnyChanged()) {
@@ -88,6 +90,8 @@ void SettingsStore::setValue(const QString &key, const QVariant &value)
     } else {
         m_settings->setValue(key, value);
     }
+    if (s_observer)
+        s_observer->changed(m_settings->fileName(), fullKey(key), value);
 }
 
 void SettingsStore::remove(const QString &key)
@@ -100,6 +104,8 @@ void SettingsStore::remove(const QString &key)
     } else {
         m_settings->remove(key);
     }
+    if (s_observer)
+        s_observer->removed(m_settings->fileName(), fullKey(key));
 }
 
 bool SettingsStore::sync()

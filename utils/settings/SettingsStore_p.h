@@ -11,6 +11,16 @@ namespace Utils {
 
 class SettingsFile;
 
+/// Is called after each change that this process makes through Settings, with the key from the
+/// root.
+class StoreObserver
+{
+public:
+    virtual ~StoreObserver() = default;
+    virtual void changed(const QString &file, const QString &key, const QVariant &value) = 0;
+    virtual void removed(const QString &file, const QString &key) = 0; ///< and all below it
+};
+
 /// The QSettings of one Settings object and of its copies. Values are read from a plain QSettings,
 /// or without a QGuiApplication from a safe one, and changes are made in the writer of the file.
 /// Both share their values with each other QSettings for the file.
@@ -19,6 +29,9 @@ class SettingsStore
 public:
     SettingsStore();
     ~SettingsStore();
+
+    /// Sets the observer of all stores of the process, or none.
+    static void setObserver(StoreObserver *observer) { s_observer = observer; }
 
     SettingsStore(const SettingsStore &) = delete;
     SettingsStore &operator=(const SettingsStore &) = delete;
@@ -51,6 +64,8 @@ public:
 
 private:
     QString fullKey(const QString &key);
+
+    static StoreObserver *s_observer; // a plain pointer, so that what dies late may ask
 
     std::unique_ptr<QSettings> m_settings;
     std::optional<QString> m_prefix; ///< the group and a "/", or "" at the root, once it was needed

@@ -1,0 +1,225 @@
+#include "tests/support/Print.h"
+#include "tests/support/Recorder.h"
+#include "tests/support/SettingsHome.h"
+#include "utils/settings/Settings.h"
+#include "utils/settings/SettingsSignal.h"
+#include "utils/settings/SettingsWatch.h"
+
+#include <QtTest>
+
+#include <memory>
+
+using Utils::Settings;
+using Utils::SettingsWatch;
+
+static const SettingsHome home;
+
+class tst_SettingsWatch : public QObject
+{
+    Q_OBJECT
+
+private:
+    static constexpr unsigned int never = 3600 * 1000; // milliseconds
+
+    std::unique_ptr<Recorder> m_recorder;
+
+    /// Another process. False when it fails.
+    static bool runChild(const QStringList &arguments)
+    {
+        return QProcess::execute(SETTINGS_CHILD, arguments) == 0;
+    }
+    static bool setByChild(const char *key, const char *value)
+    {
+        return runChild({"setString", key, value});
+    }
+
+    QStringList seen() const { return m_recorder->calls; }
+
+private Q_SLOTS:
+    void init()
+    {
+        home.fill("a=1 g/b=2 g/h/c=3");
+        m_recorder = std::make_unique<Recorder>();
+        QVERIFY(Settings::SettingChanged().connect(
+            m_recorder.get(), SLOT(pair(const Data::String &, const Data::Variant &))));
+    }
+
+    void reportsWhatAnotherProcessChanges()
+    {
+        SettingsWatch watch(never);
+        QCOMPARE(watch.check(), 0);
+
+        QVERIFY(setByChild("g/b", "5"));
+        QVERIFY(setByChild("n", "6"));
+        QVERIFY(runChild({"removeKey", "g/h"}));
+        QVERIFY(setByChild("a", "1")); // as it is
+
+        QCOMPARE(watch.check(), 3);
+        QCOMPARE(seen(), QStringList({"sig(g/b, 5)", "sig(g/h/c, invalid)", "sig(n, 6)"}));
+        QCOMPARE(Settings().getInt("g/b"), 5);
+        QCOMPARE(watch.check(), 0);
+    }
+
+    void checksAtAnInterval()
+    {
+        const SettingsWatch watch(0); // which is raised to 100 ms
+        QElapsedTimer time;
+
+        QVERIFY(setByChild("a", "5"));
+        time.start();
+
+        QTRY_COMPARE(seen(), QStringList("sig(a, 5)"));
+        QVERIFY2(time.elapsed() < 2000, "longer than many intervals");
+        QVERIFY(setByChild("a", "6"));
+        QTRY_COMPARE(seen(), QStringList({"sig(a, 5)", "sig(a, 6)"}));
+    }
+
+    void isHeardInBothProcesses()
+    {
+        const SettingsWatch watch(100);
+        QProcess child;
+        child.start(SETTINGS_CHILD, {"printChanges", "2"});
+        QVERIFY(child.waitForReadyRead());
+        QCOMPARE(child.readLine(), QByteArray("ready\n"));
+
+        Settings().setInt("watched/x", 7);
+        QTRY_VERIFY(child.canReadLine());
+        QCOMPARE(child.readLine(), QByteArray("watched/x=7\n"));
+        QVERIFY(setByChild("watched/y", "8"));
+        QVERIFY(child.waitForFinished());
+
+        QCOMPARE(child.readAll(), QByteArray("watched/y=8\n"));
+        QTRY_COMPARE(seen(), QStringList({"sig(watched/x, 7)", "sig(watched/y, 8)"}));
+    }
+
+    void doesNotReportWhatThisProcessChanges()
+    {
+        SettingsWatch watch(never);
+        Settings settings("g");
+        settings.setInt("b", 5).setDefault("d", 1, true).addMRU("list", "path").copyKey("", "/k//");
+        settings.removeMRU("list", "path").renameKey("h", "i").setInt("//x/", 1).removeKey("k");
+        settings.setFlags("z", false, false);
+        const QStringList own = seen();
+        QCOMPARE(watch.check(), 0);
+        QVERIFY(settings.sync());
+        QCOMPARE(watch.check(), 0);
+
+        QVERIFY(setByChild("a", "5"));
+        settings.removeKey("").removeKey("/");
+        settings.setInt("late", 1); // pending while the file is read
+        QCOMPARE(watch.check(), 1);
+
+        QCOMPARE(seen(), own + QStringList({"sig(g/late, 1)", "sig(a, 5)"}));
+    }
+
+    void doesNotReportTheWholeStoreWhenThisProcessEmptiesIt()
+    {
+        SettingsWatch watch(never);
+        Settings().renameKey("", "all");
+        const QStringList own = seen();
+
+        QCOMPARE(watch.check(), 0);
+        QCOMPARE(seen(), own);
+    }
+
+    void reportsWhatThisProcessHasReadBefore()
+    {
+        SettingsWatch watch(never);
+        QVERIFY(setByChild("a", "5"));
+        QCOMPARE(Settings().getInt("a"), 5);
+
+        QCOMPARE(watch.check(), 1);
+        QCOMPARE(seen(), QStringList("sig(a, 5)"));
+    }
+
+    void doesNotReportWhatThisProcessHasReplaced()
+    {
+        SettingsWatch watch(never);
+        QVERIFY(setByChild("a", "5"));
+        Settings().setInt("a", 6);
+
+        QCOMPARE(watch.check(), 0);
+        QCOMPARE(seen(), QStringList("sig(a, 6)"));
+        QCOMPARE(Settings().getInt("a"), 6);
+    }
+
+    void reportsWhatAQSettingsOfTheHostChanges()
+    {
+        SettingsWatch watch(never);
+        QSettings().setValue("g/b", 5);
+
+        QCOMPARE(watch.check(), 1);
+        QCOMPARE(seen(), QStringList("sig(g/b, 5)"));
+    }
+
+    void reportsThatTheFileIsGone()
+    {
+        SettingsWatch watch(never);
+        QVERIFY(QFile::remove(home.file()));
+
+        QCOMPARE(watch.check(), 3);
+        QCOMPARE(seen(),
+                 QStringList({"sig(a, invalid)", "sig(g/b, invalid)", "sig(g/h/c, invalid)"}));
+    }
+
+    void reportsEachChangeOnceWhenThereAreSeveral()
+    {
+        auto first = std::make_unique<SettingsWatch>(never);
+        SettingsWatch second(never);
+        QVERIFY(setByChild("a", "5"));
+        QCOMPARE(first->check() + second.check(), 1);
+
+        QVERIFY(setByChild("a", "6"));
+        QCOMPARE(second.check() + first->check(), 1);
+        first.reset();
+        Settings().setInt("a", 7);
+        QVERIFY(setByChild("g/b", "8"));
+        QCOMPARE(second.check(), 1);
+
+        QCOMPARE(seen(), QStringList({"sig(a, 5)", "sig(a, 6)", "sig(a, 7)", "sig(g/b, 8)"}));
+    }
+
+    void endsWhenAReceiverDeletesIt()
+    {
+        auto watch = std::make_unique<SettingsWatch>(never);
+        m_recorder->reaction = [&] { watch.reset(); };
+        QVERIFY(setByChild("a", "5"));
+        QVERIFY(setByChild("g/b", "6"));
+
+        QCOMPARE(watch->check(), 1);
+        QCOMPARE(seen(), QStringList("sig(a, 5)"));
+    }
+
+    void doesNotReportWhatAReceiverSets()
+    {
+        SettingsWatch watch(never);
+        m_recorder->reaction = [&] {
+            m_recorder->reaction = nullptr;
+            Settings().setInt("g/b", 7);
+        };
+        QVERIFY(setByChild("a", "5"));
+        QVERIFY(setByChild("g/b", "6"));
+
+        QCOMPARE(watch.check(), 1);
+        QCOMPARE(seen(), QStringList({"sig(a, 5)", "sig(g/b, 7)"}));
+        QCOMPARE(watch.check(), 0);
+    }
+
+    void triesAgainWhenTheFileCannotBeRead()
+    {
+        SettingsWatch watch(never);
+        QVERIFY(setByChild("a", "5"));
+        const QString file = home.file();
+        QVERIFY(QFile::rename(file, file + ".aside"));
+        QVERIFY(QDir().mkpath(file)); // a folder cannot be read
+        QCOMPARE(watch.check(), 0);
+
+        QVERIFY(QDir().rmdir(file));
+        QVERIFY(QFile::rename(file + ".aside", file));
+        QCOMPARE(watch.check(), 1);
+        QCOMPARE(seen(), QStringList("sig(a, 5)"));
+    }
+};
+
+QTEST_MAIN(tst_SettingsWatch)
+#include "tst_SettingsWatch.moc"

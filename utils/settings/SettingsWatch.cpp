@@ -1,0 +1,201 @@
+#include "utils/settings/SettingsWatch.h"
+
+#include "utils/base/FileStatus_p.h"
+#include "utils/settings/IniText_p.h"
+#include "utils/settings/Settings.h"
+#include "utils/settings/SettingsFile_p.h"
+#include "utils/settings/SettingsStore_p.h"
+
+#include <QBasicTimer>
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QObject>
+#include <QPointer>
+#include <QTimerEvent>
+#include <QVector>
+
+#include <algorithm>
+
+namespace Utils {
+
+static const unsigned int shortestInterval = 100;
+
+/// The values as they are written, by their keys.
+using Texts = QMap<QString, QByteArray>;
+
+class SettingsWatchPrivate : public QObject
+{
+public:
+    explicit SettingsWatchPrivate(unsigned int interval);
+    ~SettingsWatchPrivate() override;
+
+    int check();
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+private:
+    class Observer;
+    struct Change
+    {
+        QString key;
+        QByteArray text; // null of a removed key
+        QVariant value;
+    };
+
+    static QVector<SettingsWatchPrivate *> &watches();
+
+    void readStatus();
+    bool hasChanged() const;
+    QVector<Change> changes();
+
+    SettingsStore m_store;
+    Platform::EntryStatus m_status; // of the file when it was compared last
+    Texts m_known;                  // what was reported, or changed by this process
+    bool m_isSettled = false;       // the file was read, and had not been written just before
+    QBasicTimer m_timer;
+};
+
+/// Follows what this process changes itself.
+class SettingsWatchPrivate::Observer : public StoreObserver
+{
+public:
+    void changed(const QString &file, const QString &key, const QVariant &value) override
+    {
+        for (SettingsWatchPrivate *watch : watches()) {
+            if (watch->m_store.fileName() == file)
+                watch->m_known.insert(key, IniText::writeValue(value));
+        }
+    }
+
+    void removed(const QString &file, const QString &key) override
+    {
+        const QString prefix = key + QLatin1Char('/');
+        for (SettingsWatchPrivate *watch : watches()) {
+            Texts &known = watch->m_known;
+            if (watch->m_store.fileName() != file)
+                continue;
+            if (key.isEmpty())
+                known.clear();
+            known.remove(key);
+            auto below = known.lowerBound(prefix);
+            while (below != known.end() && below.key().startsWith(prefix))
+                below = known.erase(below);
+        }
+    }
+};
+
+QVector<SettingsWatchPrivate *> &SettingsWatchPrivate::watches()
+{
+    // Never destroyed: static objects of a host may change settings when the process ends.
+    static auto &watches = *new QVector<SettingsWatchPrivate *>;
+    return watches;
+}
+
+static Texts textsOf(const QSettings::SettingsMap &values)
+{
+    Texts texts;
+    for (auto value = values.begin(); value != values.end(); ++value)
+        texts.insert(texts.cend(), value.key(), IniText::writeValue(*value));
+    return texts;
+}
+
+SettingsWatchPrivate::SettingsWatchPrivate(unsigned int interval)
+{
+    readStatus();
+    m_isSettled = m_isSettled && m_store.reason().isEmpty();
+    m_known = textsOf(m_store.values());
+
+    static auto &observer = *new Observer;
+    watches().append(this);
+    SettingsStore::setObserver(&observer);
+    if (QCoreApplication::instance())
+        m_timer.start(static_cast<int>(std::max(interval, shortestInterval)), this);
+}
+
+SettingsWatchPrivate::~SettingsWatchPrivate()
+{
+    watches().removeOne(this);
+    if (watches().isEmpty())
+        SettingsStore::setObserver(nullptr);
+}
+
+void SettingsWatchPrivate::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() == m_timer.timerId())
+        check();
+}
+
+void SettingsWatchPrivate::readStatus()
+{
+    // A file that is written twice within a tick of the clock has the same time after both.
+    static const qint64 longestTick = 100; // milliseconds
+
+    m_status = fileStatus(m_store.fileName());
+    m_isSettled = QDateTime::currentMSecsSinceEpoch() - m_status.modified > longestTick;
+}
+
+bool SettingsWatchPrivate::hasChanged() const
+{
+    const Platform::EntryStatus now = fileStatus(m_store.fileName());
+    return !m_isSettled || now.entry != m_status.entry || now.size != m_status.size ||
+           now.modified != m_status.modified;
+}
+
+/// What others have changed since the last call.
+QVector<SettingsWatchPrivate::Change> SettingsWatchPrivate::changes()
+{
+    readStatus(); // before the file is read: a change after that is found by the next check
+    if (!m_store.sync()) {
+        m_isSettled = false;
+        return {};
+    }
+    const QSettings::SettingsMap values = m_store.values();
+    const Texts texts = textsOf(values);
+
+    QVector<Change> changes;
+    for (auto text = texts.begin(); text != texts.end(); ++text) {
+        const auto known = m_known.constFind(text.key());
+        if (known == m_known.constEnd() || *known != *text)
+            changes.append({text.key(), *text, IniText::built(values[text.key()])});
+    }
+    for (auto known = m_known.cbegin(); known != m_known.cend(); ++known) {
+        if (!texts.contains(known.key()))
+            changes.append({known.key(), QByteArray(), QVariant()});
+    }
+    std::sort(changes.begin(), changes.end(),
+              [](const Change &a, const Change &b) { return a.key < b.key; });
+
+    for (SettingsWatchPrivate *watch : qAsConst(watches())) {
+        if (watch->m_store.fileName() == m_store.fileName())
+            watch->m_known = texts;
+    }
+    return changes;
+}
+
+int SettingsWatchPrivate::check()
+{
+    if (!hasChanged())
+        return 0;
+    const QPointer<QObject> self(this);
+    int count = 0;
+    for (const Change &change : changes()) {
+        if (!self)
+            break;
+        if (m_known.value(change.key) != change.text)
+            continue; // a receiver has set it
+        Settings::notify(change.key, change.value);
+        ++count;
+    }
+    return count;
+}
+
+SettingsWatch::SettingsWatch(unsigned int interval)
+    : d(std::make_unique<SettingsWatchPrivate>(interval))
+{}
+
+SettingsWatch::~SettingsWatch() = default;
+
+int SettingsWatch::check() { return d->check(); }
+
+} // namespace Utils
