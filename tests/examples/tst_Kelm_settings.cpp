@@ -134,6 +134,83 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output, QString("b\n"));
     }
 
+    void exportsAndImports()
+    {
+        const QString file = m_folder.filePath("exported.ini");
+        QVERIFY(set("View/width", "800") && set("View/x/y", "1") && set("other", "2"));
+        QVERIFY(m_kelm.run({"settings", "mru", "files", "--add", "a"}));
+
+        QVERIFY(m_kelm.run({"settings", "export", file}));
+        QCOMPARE(m_kelm.error + m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, 0);
+        QVERIFY(m_kelm.run({"settings", "remove", "View"}));
+        QVERIFY(m_kelm.run({"settings", "import", file, "--verbose"}));
+        QCOMPARE(m_kelm.error, QString("SettingChanged: key View/width, value 800\n"
+                                       "SettingChanged: key View/x/y, value 1\n"));
+
+        QVERIFY(m_kelm.run({"settings", "export", file, "View"}));
+        QVERIFY(m_kelm.run({"settings", "import", file, "Copy"}));
+        QVERIFY(m_kelm.run({"settings", "list"}));
+        QCOMPARE(m_kelm.output, QString("other=2\nCopy/width=800\nCopy/x/y=1\nMRU/files/aa=a\n"
+                                        "View/width=800\nView/x/y=1\n"));
+    }
+
+    void importsNothingOfABrokenFile()
+    {
+        QVERIFY(set("a", "1"));
+        const QString file =
+            makeFile(m_folder.filePath("broken.ini"), "; Exported settings, format 1\na=2\nb\n"
+                                                      "; End of the exported settings\n");
+
+        QVERIFY(m_kelm.run({"settings", "import", file}));
+        QCOMPARE(m_kelm.error,
+                 "kelm settings: Line 3 of the file \"" + file + "\" is not a setting.\n");
+        QCOMPARE(m_kelm.status, 1);
+        QVERIFY(m_kelm.run({"settings", "import", file, "--language", "de"}));
+        QCOMPARE(m_kelm.error, QString::fromUtf8("kelm settings: Zeile 3 der Datei „") + file +
+                                   QString::fromUtf8("“ ist keine Einstellung.\n"));
+        QVERIFY(m_kelm.run({"settings", "list"}));
+        QCOMPARE(m_kelm.output, QString("a=1\n"));
+    }
+
+    void keepsItsOwnFileWhenExporting()
+    {
+        QVERIFY(set("a", "1"));
+        const QString file = m_home.filePath("Kelm/kelm.conf");
+
+        QVERIFY(m_kelm.run({"settings", "export", file}));
+
+        QCOMPARE(m_kelm.error, "kelm settings: The program stores its settings in the file \"" +
+                                   file + "\". Export them to another file.\n");
+        QCOMPARE(m_kelm.status, 1);
+        QVERIFY(m_kelm.run({"settings", "get", "a"}));
+        QCOMPARE(m_kelm.output, QString("1\n"));
+    }
+
+    void resetsToTheKeptDefaults()
+    {
+        makeFile(m_home.filePath("Kelm/kelm.conf"),
+                 "[General]\na=1\na_default=2\nn=3\n[g]\nb=4\nb_default=5\nc_default=6\n"
+                 "[h]\nDefault=export noreset\nd=7\nd_default=8\n");
+
+        QVERIFY(m_kelm.run({"settings", "diff"}));
+        QCOMPARE(m_kelm.output, QString("a=1 (default 2)\ng/b=4 (default 5)\n"
+                                        "g/c is not set (default 6)\nh/d=7 (default 8)\n"));
+        QVERIFY(m_kelm.run({"settings", "diff", "g"}));
+        QCOMPARE(m_kelm.output, QString("g/b=4 (default 5)\ng/c is not set (default 6)\n"));
+        QVERIFY(m_kelm.run({"settings", "reset", "g"}));
+        QCOMPARE(m_kelm.error + m_kelm.output, QString());
+        QVERIFY(m_kelm.run({"settings", "diff"}));
+        QCOMPARE(m_kelm.output, QString("a=1 (default 2)\nh/d=7 (default 8)\n"));
+        QVERIFY(m_kelm.run({"settings", "reset"}));
+        QVERIFY(m_kelm.run({"settings", "diff"}));
+        QCOMPARE(m_kelm.output, QString("h/d=7 (default 8)\n"));
+        QVERIFY(m_kelm.run({"settings", "reset", "h"}));
+        QCOMPARE(m_kelm.error,
+                 QString("kelm settings: The settings in the group \"h\" cannot be reset.\n"));
+        QCOMPARE(m_kelm.status, 1);
+    }
+
     void tellsWhenTheSettingsCannotBeWritten_data()
     {
         QTest::addColumn<QStringList>("change");
@@ -160,7 +237,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("error");
 
         const QString actions = "The arguments must be list [GROUP], get KEY, set KEY VALUE, "
-                                "remove KEY or mru LIST. See kelm settings --help";
+                                "remove KEY, mru LIST, export FILE [GROUP], import FILE [GROUP], "
+                                "reset [GROUP] or diff [GROUP]. See kelm settings --help";
         // clang-format off
         QTest::newRow("missing") << QStringList{"get", "no/such"} << 1
             << "There is no setting \"no/such\"";
@@ -180,6 +258,12 @@ private Q_SLOTS:
         QTest::newRow("set nothing") << QStringList{"set", "a"} << 2 << actions;
         QTest::newRow("remove nothing") << QStringList("remove") << 2 << actions;
         QTest::newRow("mru of nothing") << QStringList("mru") << 2 << actions;
+        QTest::newRow("export nowhere") << QStringList("export") << 2 << actions;
+        QTest::newRow("import of three") << QStringList{"import", "a", "b", "c"} << 2 << actions;
+        QTest::newRow("reset of two") << QStringList{"reset", "a", "b"} << 2 << actions;
+        QTest::newRow("diff of two") << QStringList{"diff", "a", "b"} << 2 << actions;
+        QTest::newRow("import of nothing") << QStringList{"import", "/no/such"} << 1
+            << "Cannot read the file \"/no/such\".";
         // clang-format on
     }
 

@@ -104,6 +104,157 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.status, 0);
     }
 
+    void looksUpTheFormOfACount()
+    {
+        makeFile(m_folder.filePath("forms/locale/Forms_en.xml"),
+                 "<!DOCTYPE StringTable><s><string id='.n.one'>%1 file</string>"
+                 "<string id='.n.other'>%1 files</string></s>");
+        const QStringList options{"--table",    "Forms", "--res-dir", m_folder.filePath("forms"),
+                                  "--language", "en"};
+        const QList<QPair<QString, QString>> expected{
+            {"1", "1 file\n"}, {"2", "2 files\n"}, {"1.0", "1.0 files\n"}};
+        for (const auto &count : expected) {
+            QVERIFY(m_kelm.run(QStringList{"strings", ".Forms.n", count.first} + options +
+                               QStringList{"--count", count.first}));
+            QCOMPARE(m_kelm.error, QString());
+            QCOMPARE(m_kelm.output, count.second);
+        }
+    }
+
+    void findsTheMistakesOfTables()
+    {
+        const auto make = [&](const char *name, const char *strings) {
+            const QByteArray text =
+                QByteArray("<!DOCTYPE StringTable>\n<s>\n") + strings + "</s>\n";
+            return makeFile(m_folder.filePath(name), text);
+        };
+        // Every kind of mistake once, and beside each what is no mistake.
+        const QString english = make("M_en.xml", R"(<string id=".err.a">Plate %1 has %2 mm</string>
+<string id=".err.b">One</string>
+<string id=".err.b">Another</string>
+<string id=".err.c">Only here</string>
+<string>No id</string>
+<string id=".n.one">a file</string>
+<string id=".n.other">%1 files</string>
+<string id=".ctx.other">Other</string>
+<string id=".err.e">Text</string>
+<context name="Desktop"><string id=".msg.open">Click</string></context>
+<context name="Tablet"><string id=".msg.open">Tap</string></context>
+<ui name="Form"><string id=".title">Plate</string><string id=".b">B</string></ui>
+)");
+        const QString polish = make("M_pl.xml", R"(<string id=".err.a">Blacha %2 %1</string>
+<string id=".err.b">Jeden</string>
+<string id=".n.one">plik</string>
+<string id=".n.two">pliki</string>
+<string id=".n.few">%1 pliki</string>
+<string id=".n.other">pliku</string>
+<string id=".ctx.other">Inny</string>
+<string id=".err.d">Tylko tutaj</string>
+<string id=".err.e"/>
+<context name="Desktop"><string id=".msg.open">Kliknij %1</string></context>
+<context name="Tablet"><string id=".msg.open">Stuknij</string></context>
+<ui name="Form"><string id=".title">Blacha</string></ui>
+)");
+        const QString german = make("M_de.xml", R"(<string id=".err.a">Blech %1</string>
+<string id=".err.b">Eins</string>
+<string id=".err.c">Nur hier</string>
+<string id=".n.one">eine Datei</string>
+<string id=".n.other">%1 Dateien</string>
+<string id=".ctx.other">Andere</string>
+<string id=".err.d">Nur dort</string>
+<string id=".err.e">Text</string>
+<context name="Desktop"><string id=".msg.open">Klicken</string></context>
+<context name="Tablet"><string id=".msg.open">Tippen</string></context>
+<ui name="Form"><string id=".title">Blech</string><string id=".b">B</string></ui>
+)");
+        const QString broken = makeFile(m_folder.filePath("M_fr.xml"), "<s/>");
+        const QString nameless = make("Other.xml", "");
+        const auto lines = [](const QString &path, const QStringList &mistakes) {
+            QString text;
+            for (const QString &mistake : mistakes)
+                text += path + ": " + mistake + "\n";
+            return text;
+        };
+
+        QVERIFY(m_kelm.run({"strings", "--check", german, english, polish}));
+
+        QCOMPARE(
+            m_kelm.output,
+            lines(german, {"The text of \".err.a\" lacks \"%2\""}) +
+                lines(english,
+                      {"The id \".err.b\" occurs again in line 5",
+                       "Line 7 has a text without an id", "The id \".err.d\" is missing"}) +
+                lines(polish,
+                      {"The id \".err.c\" is missing", "The text of \".err.e\" is empty",
+                       "The text of \".msg.open\" of the context \"Desktop\" has "
+                       "\"%1\" in addition",
+                       "The id \".b\" of the form \"Form\" is missing",
+                       "The id \".n.two\" is of no use: the language has no such form",
+                       "The id \".n.many\" is missing", "The text of \".n.other\" lacks \"%1\""}));
+        QCOMPARE(m_kelm.error, QString("kelm strings: There are 11 mistakes\n"));
+        QCOMPARE(m_kelm.status, 1);
+
+        QVERIFY(m_kelm.run({"strings", "--check", broken, nameless, "--language", "en"}));
+        QCOMPARE(
+            m_kelm.output,
+            lines(broken, {"The file is of the type \"\", not of the type \"StringTable\"."}) +
+                lines(nameless, {"The name does not end with a language, as in Plates_en.xml"}));
+        QCOMPARE(m_kelm.error, QString("kelm strings: There are 2 mistakes\n"));
+        QVERIFY(m_kelm.run({"strings", "--check", broken}));
+        QCOMPARE(m_kelm.error, QString("kelm strings: There is 1 mistake\n"));
+    }
+
+    void findsNoMistakesInTheTablesOfTheProject()
+    {
+        QStringList files;
+        for (const char *folder : {"../res/locale", "../../res/locale"}) {
+            for (const QFileInfo &file : QDir(sample(folder)).entryInfoList({"*.xml"}))
+                files.append(file.filePath());
+        }
+        QVERIFY(files.size() >= 10);
+
+        QVERIFY(m_kelm.run(QStringList{"strings", "--check"} + files));
+
+        QCOMPARE(m_kelm.output + m_kelm.error, QString());
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void printsAPseudoLocale()
+    {
+        const QString file = makeFile(m_folder.filePath("P_en.xml"),
+                                      "<!DOCTYPE StringTable><s>"
+                                      "<string id='.a'>Plate %1 of\\nS235</string>"
+                                      "<string id='.b'><![CDATA[<b>Open</b> &amp; more]]></string>"
+                                      "<string id='.c'>&amp;Open</string>"
+                                      "<string id='.d'>[min=Least][max=Most %1]</string>"
+                                      "<string id='.e'>mm; cm</string>"
+                                      "<string id='.f'>+</string><string id='.g'/>"
+                                      "<ui name='Form'><string id='.t'>Title</string></ui></s>");
+
+        QVERIFY(m_kelm.run({"strings", "--pseudo", file}));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, QString::fromUtf8(R"(<!DOCTYPE StringTable>
+<s>
+  <string id=".a">[Pļåţé %1 õf\nŠ235~~~~~]</string>
+  <string id=".b">[&lt;b>Õpéñ&lt;/b> &amp;amp; mõŕé~~~~~~~]</string>
+  <string id=".c">[&amp;Opéñ~]</string>
+  <string id=".d">[min=Ļéåšţ][max=Mõšţ %1]</string>
+  <string id=".e">[mm; çm~~]</string>
+  <string id=".f">+</string>
+  <string id=".g"/>
+  <ui name="Form">
+    <string id=".t">[Ţîţļé~]</string>
+  </ui>
+</s>
+
+)"));
+        // It is a string table that has the same placeholders and escape sequences.
+        makeFile(m_folder.filePath("P_xx.xml"), m_kelm.output.toUtf8());
+        QVERIFY(m_kelm.run({"strings", "--check", file, m_folder.filePath("P_xx.xml")}));
+        QCOMPARE(m_kelm.output, QString());
+    }
+
     void tellsWhatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -129,6 +280,10 @@ private Q_SLOTS:
             << 1 << "The text of \".Kelm.Console.msg.welcome\" has no place for so many values";
         QTest::newRow("negative item") << QStringList{".Kelm.Console.ctx.units", "--item", "-1"} << 2
             << "--item must be a whole number from 0 on. See kelm strings --help";
+        QTest::newRow("no count") << QStringList{".a.b", "--count", "x"} << 2
+            << "--count must be a number. See kelm strings --help";
+        QTest::newRow("two for a pseudo-locale") << QStringList{"a", "b", "--pseudo"} << 2
+            << "--pseudo needs one file. See kelm strings --help";
         // clang-format on
     }
 

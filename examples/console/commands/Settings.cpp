@@ -7,6 +7,8 @@
 
 #include <QCoreApplication>
 
+#include <optional>
+
 namespace Kelm {
 
 using Utils::File;
@@ -19,6 +21,13 @@ static void declare(QCommandLineParser &parser)
     parser.addPositionalArgument("set KEY VALUE", "Stores a value.");
     parser.addPositionalArgument("remove KEY", "Removes a value, and all below it.");
     parser.addPositionalArgument("mru LIST", "Prints the list of recent files LIST.");
+    parser.addPositionalArgument("export FILE [GROUP]",
+                                 "Writes all settings, or those in GROUP, to FILE.");
+    parser.addPositionalArgument("import FILE [GROUP]",
+                                 "Stores the settings in FILE, which was exported, in GROUP.");
+    parser.addPositionalArgument("reset [GROUP]", "Stores the kept defaults.");
+    parser.addPositionalArgument("diff [GROUP]",
+                                 "Prints the settings that differ from their kept defaults.");
     parser.addOptions({
         {"organization",
          "The organization of the program whose settings are used; Kelm by default.", "NAME",
@@ -90,6 +99,54 @@ static Result mru(const QString &list, const QCommandLineParser &given)
     return written(settings);
 }
 
+/// The outcome of an operation of the library that has the result \p isDone.
+static Result outcome(Settings &settings, bool isDone)
+{
+    return isDone ? written(settings) : failed(File::lastError());
+}
+
+static Result exchange(const QString &action, const QString &path, const QString &group)
+{
+    Settings settings(group);
+    if (action == "import")
+        return outcome(settings, settings.importFrom(path));
+    return settings.exportTo(path) ? good() : failed(File::lastError());
+}
+
+static Result reset(const QString &group)
+{
+    Settings settings;
+    return outcome(settings, settings.resetGroup(group));
+}
+
+static Result diff(const QString &group)
+{
+    const Settings settings(group);
+    for (const QString &key : settings.changedFromDefaults()) {
+        const Data::Variant value = settings.getValue(key);
+        print(File::join(group, key) + (value.isValid() ? "=" + text(value) : " is not set") +
+              " (default " + text(settings.getValue(key + "_default")) + ")");
+    }
+    return good();
+}
+
+/// The actions whose argument may be a group.
+static std::optional<Result> runOnGroup(const QString &action, const QStringList &arguments)
+{
+    if (action == "list" && arguments.size() < 2) {
+        printGroup(Settings(), arguments.value(0));
+        return good();
+    }
+    if (action == "reset" && arguments.size() < 2)
+        return reset(arguments.value(0));
+    if (action == "diff" && arguments.size() < 2)
+        return diff(arguments.value(0));
+    const bool isExchange = action == "export" || action == "import";
+    if (isExchange && (arguments.size() == 1 || arguments.size() == 2))
+        return exchange(action, arguments[0], arguments.value(1));
+    return std::nullopt;
+}
+
 static Result run(const QCommandLineParser &given, Host &)
 {
     for (const char *const option : {"organization", "application"}) {
@@ -105,11 +162,9 @@ static Result run(const QCommandLineParser &given, Host &)
     const QString action = arguments.constFirst();
     const QString key = arguments.value(1);
     const int count = arguments.size() - 1;
-    if (action == "list" && count < 2) {
-        printGroup(Settings(), key);
-        return good();
-    }
-    if (action != "list" && count > 0 && QString(key).remove('/').isEmpty())
+    if (const std::optional<Result> result = runOnGroup(action, arguments.mid(1)))
+        return *result;
+    if (count > 0 && QString(key).remove('/').isEmpty())
         return misused("There is no name in \"" + key + "\"");
     if (action == "get" && count == 1)
         return get(key);
@@ -119,12 +174,13 @@ static Result run(const QCommandLineParser &given, Host &)
         return set(key, Data::Variant());
     if (action == "mru" && count == 1)
         return mru(key, given);
-    return misused("The arguments must be list [GROUP], get KEY, set KEY VALUE, remove KEY or "
-                   "mru LIST");
+    return misused("The arguments must be list [GROUP], get KEY, set KEY VALUE, remove KEY, "
+                   "mru LIST, export FILE [GROUP], import FILE [GROUP], reset [GROUP] or "
+                   "diff [GROUP]");
 }
 
 const Command settingsCommand = {
-    "settings", "ACTION...", 1, -1, "Reads and changes settings.", declare, run,
+    "settings", "ACTION...", 1, -1, "Reads, changes, exports and imports settings.", declare, run,
 };
 
 } // namespace Kelm

@@ -1,4 +1,6 @@
-// kelm strings: looks a text up in the catalogue.
+// kelm strings: looks a text up in the catalogue, or checks string tables.
+
+#include "examples/console/commands/Strings.h"
 
 #include "examples/console/Output.h"
 #include "examples/console/commands/Commands.h"
@@ -19,6 +21,12 @@ static void declare(QCommandLineParser &parser)
         {"item", "Prints only the item NUMBER, from 0, of a text such as \"mm; cm; m\".", "NUMBER"},
         {"part", "Prints only the value of NAME in a text such as \"[min=Least][max=Most]\".",
          "NAME"},
+        {"count", "Prints the form of the text for NUMBER, as of \"1 file\" and \"2 files\".",
+         "NUMBER"},
+        {"check", "Prints the mistakes in the string tables FILE..., in each one and between the "
+                  "languages of a table."},
+        {"pseudo", "Prints the string table FILE for a language that nobody speaks: its texts are "
+                   "longer and have accents."},
     });
 }
 
@@ -54,17 +62,30 @@ static bool putValues(QString &text, const QStringList &values)
 static Result run(const QCommandLineParser &given, Host &)
 {
     const QStringList arguments = given.positionalArguments();
+    if (given.isSet("check"))
+        return checkStrings(arguments);
+    if (given.isSet("pseudo"))
+        return arguments.size() == 1 ? printPseudoLocale(arguments.constFirst())
+                                     : misused("--pseudo needs one file");
+
     const QString key = arguments.constFirst();
     const auto item = wholeNumber(given.value("item"), 0);
     if (given.isSet("item") && !item)
         return misused("--item must be a whole number from 0 on");
+    const QString count = given.value("count");
+    bool isNumber = false;
+    const double number = count.toDouble(&isNumber);
+    if (given.isSet("count") && !isNumber)
+        return misused("--count must be a number");
 
     for (const QString &table : given.values("table")) {
         if (!StringTable::load(table))
             return failed(QString("There is no table \"%1\"").arg(table));
     }
 
-    QString text = StringTable::lookup(key);
+    QString text = given.isSet("count")
+                       ? StringTable::lookupn(key, number, count.section('.', 1).size())
+                       : StringTable::lookup(key);
     // When nothing is found, the text is the key, or its id, which begins with a dot.
     if (text == key || (text.startsWith('.') && key.endsWith(text)))
         return failed(QString("There is no text for \"%1\"").arg(key));
@@ -83,10 +104,10 @@ static Result run(const QCommandLineParser &given, Host &)
 
 const Command stringsCommand = {
     "strings",
-    "KEY [VALUE...]",
+    "KEY [VALUE...] | --check FILE... | --pseudo FILE",
     1,
     -1,
-    "Looks a text up in the catalogue, and puts values into it.",
+    "Looks a text up in the catalogue and puts values into it, or checks string tables.",
     declare,
     run,
 };
