@@ -11,9 +11,10 @@ Settings = Utils.Settings
 WorkspaceSettings = Utils.WorkspaceSettings
 
 METHODS = [
-    'addMRU', 'beginGroup', 'copyKey', 'endGroup', 'firstMRUPath', 'getBool', 'getInt', 'getMRU',
-    'getString', 'getValue', 'groups', 'keys', 'removeKey', 'removeMRU', 'renameKey', 'setBool',
-    'setDefault', 'setInt', 'setString', 'setValue', 'status', 'sync']
+    'addMRU', 'beginGroup', 'changedFromDefaults', 'copyKey', 'endGroup', 'exportTo',
+    'firstMRUPath', 'getBool', 'getInt', 'getMRU', 'getString', 'getValue', 'groups', 'importFrom',
+    'keys', 'removeKey', 'removeMRU', 'renameKey', 'resetGroup', 'setBool', 'setDefault', 'setInt',
+    'setString', 'setValue', 'status', 'sync']
 
 
 class Store(suite.TestCase):
@@ -191,6 +192,42 @@ class Store(suite.TestCase):
         self.assertTexts(settings.groups('c'), [])
         self.assertTexts(settings.groups('B'), ['sub'])
         self.assertRefusesTypes('Settings.renameKey', settings.renameKey, ('a', 'b', True), 2)
+
+
+class Exchange(suite.FolderTestCase):
+
+    def setUp(self):
+        super(Exchange, self).setUp()
+        self.settings = Settings('Test')
+        self.addCleanup(Settings().removeKey, 'Test')
+
+    def test_export_and_import(self):
+        settings, path = self.settings, self.path('a.ini')
+        settings.setInt('k', 5).setString('g/t', u'\xe4')
+        self.assertIs(settings.exportTo(path), True)
+        settings.setInt('k', 6).removeKey('g')
+        self.assertIs(settings.importFrom(path), True)
+        self.assertText(settings.getString('k'), '5')
+        self.assertText(settings.getString('g/t'), u'\xe4')
+
+        broken = self.make('broken.ini', '; Exported settings, format 1\nk=7\n')
+        self.assertIs(settings.importFrom(broken), False)
+        self.assertText(settings.getString('k'), '5')
+        self.assertIs(settings.importFrom(self.path('missing')), False)
+        self.assertIs(settings.exportTo(self.folder), False)
+        self.assertRefusesTypes('Settings.exportTo', settings.exportTo, ('a',))
+        self.assertRefusesTypes('Settings.importFrom', settings.importFrom, ('a',))
+
+    def test_reset(self):
+        settings = self.settings
+        settings.setInt('g/k', 5).setDefault('g/k', 1, True).setDefault('g/l', 1, True)
+        self.assertTexts(settings.changedFromDefaults(), ['g/k'])
+        self.assertIs(settings.resetGroup('g'), True)
+        self.assertTexts(settings.changedFromDefaults(), [])
+        self.assertText(settings.getString('g/k'), '1')
+        settings.setString('g/Default', 'export noreset')
+        self.assertIs(settings.resetGroup('g'), False)
+        self.assertRefusesTypes('Settings.resetGroup', settings.resetGroup, ('a',))
 
 
 class RecentFiles(suite.FolderTestCase):

@@ -13,6 +13,8 @@ TABLE = u'''<!DOCTYPE StringTable>
   <string id=".items">one; two ;three,four</string>
   <string id=".commas">one,two</string>
   <string id=".record">[a=1][b=x=y]</string>
+  <string id=".n.one">%1 file</string>
+  <string id=".n.other">%1 files</string>
   <ui name="Form"><string id=".close">Schlie\xdfen</string></ui>
 </StringTable>
 '''
@@ -32,6 +34,7 @@ class Catalogue(suite.FolderTestCase):
         self.assertIs(StringTable.load(u'Bound.Table'), True)
         self.texts()
         self.texts_of_a_form()
+        self.forms_of_a_count()
         StringTable.initialize('de', '', '')  # which changes nothing
         self.texts()
 
@@ -82,6 +85,18 @@ class Catalogue(suite.FolderTestCase):
         self.assertText(StringTable.lookupk('.Bound.Table.record', u'a'), '1')
         self.assertText(StringTable.lookupk('.Bound.Table.record', 'c'), '')  # no default
 
+    def forms_of_a_count(self):
+        for n, decimals, text in [(1, -1, '%1 file'), (2, -1, '%1 files'), (1.5, -1, '%1 files'),
+                                  (1, 1, '%1 files')]:
+            self.assertText(StringTable.lookupn('.Bound.Table.n', n, decimals), text)
+        self.assertText(StringTable.lookupn('.Bound.Table.n', 1), '%1 file')
+        self.assertTexts(StringTable.pluralForms(), ['one', 'other'])
+        self.assertTexts(StringTable.pluralForms('pl'), ['one', 'few', 'many', 'other'])
+        self.assertTexts(StringTable.missingKeys(), ['.Bound.Table.err.y', '.Other.err.x', '.close'])
+        self.assertTexts(StringTable.missingKeys('de'), [])
+        self.assertRefuses("StringTable.lookupn(): argument 2 has unexpected type 'str'",
+                           StringTable.lookupn, 'a', 'b')
+
     def texts_of_a_form(self):
         # Two plain strings are the first form of the call.
         self.assertText(StringTable.lookup('.close', 'Form'), u'Schlie\xdfen')
@@ -124,7 +139,8 @@ class Class(suite.TestCase):
 
     def test_has_these_methods_and_no_others(self):
         self.assertEqual([name for name in dir(StringTable) if not name.startswith('_')],
-                         ['initialize', 'load', 'lookup', 'lookupi', 'lookupk', 'lookupx'])
+                         ['initialize', 'load', 'lookup', 'lookupi', 'lookupk', 'lookupn', 'lookupx',
+                          'missingKeys', 'pluralForms'])
 
 
 suite.run()
