@@ -99,6 +99,21 @@ static void storeSettings(const String &path, int version)
         settings.setString(QStringLiteral("key%1").arg(i), line(version, i));
 }
 
+/// An export of what is stored beside \p path, for each version.
+static void exportSettings(const String &path, int version)
+{
+    const String folder = Utils::File::parentFolder(path);
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, folder);
+    const String group = QStringLiteral("version%1").arg(version);
+    Utils::Settings settings(group);
+    if (settings.keys("").isEmpty()) {
+        for (int i = 0; i < lines; ++i)
+            settings.setString(QStringLiteral("key%1").arg(i), line(version, i));
+        settings.sync();
+    }
+    settings.exportTo(path);
+}
+
 using Operation = std::function<void(const String &path, int version)>;
 
 static const std::map<std::string, Operation> operations = {
@@ -112,6 +127,7 @@ static const std::map<std::string, Operation> operations = {
     {"TagFile::writeTag", streamTagFile},
     {"Document::write", writeDocument},
     {"CSVTable::write", writeTable},
+    {"Settings::exportTo", exportSettings},
     {"Settings::setValue", storeSettings},
 };
 
