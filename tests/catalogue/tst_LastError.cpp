@@ -54,41 +54,41 @@ private Q_SLOTS:
     void isTheTextOfTheFailure()
     {
         fails("a");
-        QCOMPARE(LastError::text(), String("cannot read a"));
+        QCOMPARE(Utils::lastErrorText(), String("cannot read a"));
     }
 
     void isEmptyAfterASuccess()
     {
         fails("a");
         QVERIFY(recovers());
-        QCOMPARE(LastError::text(), String());
+        QCOMPARE(Utils::lastErrorText(), String());
     }
 
     void isThatOfTheNextFailure()
     {
         fails("a");
         fails("b");
-        QCOMPARE(LastError::text(), String("cannot read b"));
+        QCOMPARE(Utils::lastErrorText(), String("cannot read b"));
     }
 
     void isTheFirstOneWithinAnOperation()
     {
         failsBy("a");
-        QCOMPARE(LastError::text(), String("cannot read a"));
+        QCOMPARE(Utils::lastErrorText(), String("cannot read a"));
     }
 
     void isInTheLanguageOfTheMoment()
     {
         fails("a");
         putText(".Kelm.Utils", ".err.fileread", "%1 ist nicht lesbar");
-        QCOMPARE(LastError::text(), String("a ist nicht lesbar"));
+        QCOMPARE(Utils::lastErrorText(), String("a ist nicht lesbar"));
     }
 
     void belongsToItsThread()
     {
         fails("a");
         std::thread([] { fails("b"); }).join();
-        QCOMPARE(LastError::text(), String("cannot read a"));
+        QCOMPARE(Utils::lastErrorText(), String("cannot read a"));
     }
 };
 

@@ -1,9 +1,11 @@
 // Writes the file "target" in the folder of its argument, again and again, by one operation of the
 // library, for tools/kill-test to end it in the middle of that:
 //
-//     kill_writer --list             the names of the operations
+//     kill_writer --list             the names of the operations; those that begin with "safe:" are
+//                                    done under File::setSafeWriting()
 //     kill_writer OPERATION FOLDER   writes FOLDER/old and FOLDER/new, prints "ready", and then
 //                                    puts the one and the other in the place of FOLDER/target
+//     kill_writer OPERATION FOLDER once   does so only once
 
 #include "utils/KelmUtils.h"
 
@@ -129,6 +131,14 @@ static const std::map<std::string, Operation> operations = {
     {"CSVTable::write", writeTable},
     {"Settings::exportTo", exportSettings},
     {"Settings::setValue", storeSettings},
+    {"safe:writeSafely",
+     [](const String &path, int v) { Utils::File::writeSafely(path, text(v)); }},
+    {"safe:File::write", [](const String &path, int v) { Utils::File::write(path, text(v)); }},
+    {"safe:File::copy", copyFile},
+    {"safe:TagFile::save", writeTagFile},
+    {"safe:TagFile::writeTag", streamTagFile},
+    {"safe:Document::write", writeDocument},
+    {"safe:CSVTable::write", writeTable},
 };
 
 int main(int argc, char *argv[])
@@ -141,14 +151,17 @@ int main(int argc, char *argv[])
             std::puts(operation.first.c_str());
         return 0;
     }
-    const auto operation = argc == 3 ? operations.find(argv[1]) : operations.end();
+    const auto operation = argc >= 3 ? operations.find(argv[1]) : operations.end();
     if (operation == operations.end())
         return 2;
+    Utils::File::setSafeWriting(operation->first.compare(0, 5, "safe:") == 0);
     const Operation &write = operation->second;
     const QString folder = QString::fromLocal8Bit(argv[2]) + QLatin1Char('/');
     write(folder + "old", 1);
     write(folder + "new", 2);
     write(folder + "target", 1);
+    if (argc > 3)
+        return 0;
     std::puts("ready");
     std::fflush(stdout);
     for (int version = 2;; version = 3 - version)

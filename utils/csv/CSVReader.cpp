@@ -2,6 +2,7 @@
 
 #include "utils/base/ByteScan_p.h"
 #include "utils/base/Checksum_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/csv/LineSource_p.h"
 #include "utils/csv/cells/Cells_p.h"
 #include "utils/feedback/Progress.h"
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <filesystem>
@@ -262,16 +264,26 @@ void CSVReader::addDelimiter(char delimiter)
     }
 }
 
+/// Stores why what is no regular file is not read. Returns false.
+static bool tellNoFile(const Data::String &path)
+{
+    return File::isDir(path) ? LastError::cannotRead(path, EISDIR)
+                             : LastError::setFor(".err.nofiletype", path);
+}
+
 bool CSVReader::read(const Data::String &path, Progress *progress)
 {
+    LastError operation;
     d->path = path;
     d->setSource(nullptr);
     try {
         // Opening a pipe waits for a writer, and its content could not be read twice.
         std::error_code error;
-        if (path.isEmpty() ||
-            !std::filesystem::is_regular_file(std::filesystem::u8path(path.toStdString()), error))
-            return false;
+        if (path.isEmpty())
+            return LastError::set(".err.noname");
+        if (!std::filesystem::is_regular_file(std::filesystem::u8path(path.toStdString()), error))
+            return error ? LastError::cannotRead(path, error.default_error_condition().value())
+                         : tellNoFile(path);
         OwnedFile file(File::openRead(path));
         if (!file)
             return false;
@@ -283,13 +295,14 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
             const qint64 steps = File::size(path) / LineSource::blockSize;
             progress->setMaxSteps(static_cast<int>(qMin<qint64>(steps, LineSource::maxFileSize)));
         }
+        errno = 0;
         if (!source->findLines(progress))
-            return false;
+            return LastError::cannotRead(path, errno == 0 ? ENOMEM : errno);
         d->path = path;
         d->setSource(source);
-        return true;
+        return operation.succeeded();
     } catch (const std::bad_alloc &) {
-        return false;
+        return LastError::set(".err.memory");
     }
 }
 

@@ -431,6 +431,8 @@ public:
     ///
     /// False when the file cannot be opened; it is then unchanged. False, too, when the memory does
     /// not suffice for a row; the file then contains the rows before it, or some of them.
+    /// With File::setSafeWriting() the file has all rows when the result is true, and otherwise its
+    /// old contents.
     ///
     /// \compat Three corners:
     /// - Nothing is quoted, unlike in stringData().
@@ -438,7 +440,7 @@ public:
     ///   result is true. Writing a table in the file to its own path loses its rows. Read it
     ///   without a limit before you change or write it.
     /// - Write errors are not reported: on a full disk the result is true, and the file ends where
-    ///   the disk was full.
+    ///   the disk was full. Only File::lastError() tells the reason.
     bool write(const Data::String &path) const;
 
     // Names of cells in spreadsheets

@@ -1,11 +1,12 @@
 #include "utils/csv/CSVTable.h"
 
-#include "utils/base/FileName_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/base/ReplaceAll_p.h"
+#include "utils/base/SafeFile_p.h"
 #include "utils/csv/CSVTable_p.h"
 #include "utils/feedback/Progress.h"
 
-#include <QFile>
+#include <QIODevice>
 
 #include <numeric>
 #include <vector>
@@ -93,13 +94,14 @@ unsigned short CSVTable::checksum(int rows) const
 
 bool CSVTable::write(const Data::String &path) const
 {
-    return emptyWithoutMemory([&] {
+    const LastError operation;
+    return falseWithoutMemory([&] {
         // All memory is allocated before the old file is overwritten.
         const Data::String delimiter = d->outputDelimiter();
         QByteArray lines;
         lines.reserve(chunkSize + chunkSize / 4);
-        QFile file(path);
-        if (!isName(path) || !file.open(QIODevice::WriteOnly))
+        const std::unique_ptr<QIODevice> file = makeOutput(path);
+        if (!openOutput(*file))
             return false;
 
         // Writes the same bytes as a QTextStream that gets the text of all rows: "?" for an
@@ -108,13 +110,12 @@ bool CSVTable::write(const Data::String &path) const
             d->textData->appendHeldRow(row, delimiter, lines);
             lines.append('\n');
             if (lines.size() >= chunkSize) {
-                if (file.write(lines) != lines.size())
-                    return true;
+                if (file->write(lines) != lines.size())
+                    return finishOutput(*file, /*isWritten=*/false);
                 lines.resize(0);
             }
         }
-        file.write(lines);
-        return true;
+        return finishOutput(*file, file->write(lines) == lines.size());
     });
 }
 

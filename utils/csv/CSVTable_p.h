@@ -1,5 +1,6 @@
 #pragma once
 
+#include "utils/base/LastError_p.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/csv/KeyIndex_p.h"
 #include "utils/csv/backends/CSVTextData_p.h"
@@ -19,6 +20,17 @@ auto emptyWithoutMemory(const Task &task) -> decltype(task())
         return task();
     } catch (const std::bad_alloc &) {
         return decltype(task())();
+    }
+}
+
+/// What \p task returns. When the memory does not suffice, false, with this reason.
+template <typename Task>
+bool falseWithoutMemory(const Task &task)
+{
+    try {
+        return task();
+    } catch (const std::bad_alloc &) {
+        return LastError::set(".err.memory");
     }
 }
 

@@ -1,5 +1,8 @@
 #include "utils/csv/CSVTable.h"
 
+#include "utils/base/LastError_p.h"
+#include "utils/base/Limits_p.h"
+#include "utils/base/Utf8_p.h"
 #include "utils/csv/CSVTable_p.h"
 #include "utils/csv/backends/CSVFileData_p.h"
 #include "utils/files/File.h"
@@ -15,13 +18,31 @@ static int inBytes(int megabytes)
     return static_cast<int>(static_cast<unsigned>(megabytes) << 20);
 }
 
+/// Sets the \p content of a file. What is empty is reported by the caller.
+template <typename Content, typename Set>
+static bool setUnlessEmpty(const Content &content, const Set &set)
+{
+    return !content.isEmpty() && set(content);
+}
+
+/// Stores why the \p bytes of the file \p path are no text. Returns false.
+static bool tellNoText(const QByteArray &bytes, const Data::String &path)
+{
+    if (bytes.size() > maxTextLength)
+        return LastError::setFor(".err.toolarge", path);
+    const bool isText = startsWithWideMark(bytes) ||
+                        isValidUtf8(bytes.constData(), bytes.constData() + bytes.size());
+    return LastError::setFor(isText ? ".err.empty" : ".err.utf8", path);
+}
+
 // A backend becomes current only when it is complete: the host may call the table while progress is
 // reported.
 
 bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
 {
+    LastError operation;
     d->path = path;
-    return emptyWithoutMemory([&] {
+    const bool isRead = falseWithoutMemory([&] {
         const bool limited = fileSizeLimit >= 1;
         if (limited && File::exists(path) && File::size(path) > inBytes(fileSizeLimit) &&
             d->hasSingleDelimiter())
@@ -29,13 +50,17 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
 
         static const bool isRawReadOff = qEnvironmentVariableIsSet("KLT_NORAWREAD");
         if (limited && !quoted && d->hasSingleDelimiter() && !isRawReadOff)
-            return setData(File::readRaw(path));
+            return setUnlessEmpty(File::readRaw(path),
+                                  [&](const auto &bytes) { return setData(bytes); });
         if (path.startsWith(QLatin1String("http://"))) // which File::read() fetches
-            return setData(File::read(path), quoted);
+            return setUnlessEmpty(File::read(path),
+                                  [&](const auto &text) { return setData(text, quoted); });
         // Read only once: a second read of a pipe would wait for another writer.
-        const CSVText text = CSVText::fromFile(File::readRaw(path));
-        return !text.isEmpty() && d->appendText(text, quoted);
+        const QByteArray bytes = File::readRaw(path);
+        const CSVText text = CSVText::fromFile(bytes);
+        return text.isEmpty() ? tellNoText(bytes, path) : d->appendText(text, quoted);
     });
+    return isRead ? operation.succeeded() : LastError::setFor(".err.empty", path);
 }
 
 bool CSVTablePrivate::readInFile()
@@ -61,25 +86,31 @@ bool CSVTablePrivate::appendText(const CSVText &text, bool quoted)
         const TaskProgress task(progress);
         isWhole = textData->appendText(text, /*parseNow=*/!demandParse, progress, progressLabel);
     }
-    if (!isWhole)
+    if (!isWhole) {
         textData->quoted = wasQuoted;
-    return isWhole && current().isValid();
+        return LastError::set(".err.memory");
+    }
+    return current().isValid() || LastError::set(".err.norows");
 }
 
 bool CSVTable::setData(const Data::String &text, bool quoted)
 {
-    return emptyWithoutMemory(
-        [&] { return !text.isEmpty() && d->appendText(CSVText(text), quoted); });
+    LastError operation;
+    const bool isSet =
+        falseWithoutMemory([&] { return !text.isEmpty() && d->appendText(CSVText(text), quoted); });
+    return isSet ? operation.succeeded() : LastError::set(".err.notext");
 }
 
 bool CSVTable::setData(const char *text, bool quoted)
 {
-    return emptyWithoutMemory([&] { return setData(Data::String(text), quoted); });
+    const LastError operation;
+    return falseWithoutMemory([&] { return setData(Data::String(text), quoted); });
 }
 
 bool CSVTable::setData(const QByteArray &bytes)
 {
-    return emptyWithoutMemory([&] {
+    LastError operation;
+    const bool isSet = falseWithoutMemory([&] {
         if (!d->hasSingleDelimiter())
             return setData(Data::String(QString::fromLatin1(bytes)), /*quoted=*/false);
         if (bytes.isEmpty())
@@ -95,6 +126,7 @@ bool CSVTable::setData(const QByteArray &bytes)
         d->backend = std::move(backend);
         return isValid();
     });
+    return isSet ? operation.succeeded() : LastError::set(".err.notext");
 }
 
 bool CSVTable::hasHeader() const

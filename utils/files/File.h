@@ -193,13 +193,13 @@ public:
     static QByteArray readRaw(const Data::String &path);
 
     /// Replaces the contents of a file by \p text in UTF-8, or creates the file. The file is
-    /// written in place, without a backup and without a temporary file. The wait cursor is shown
-    /// during the call.
+    /// written in place, without a backup and without a temporary file, unless setSafeWriting() is
+    /// on. The wait cursor is shown during the call.
     ///
     /// False when the file cannot be opened; it is then unchanged.
     ///
     /// \compat Write errors are not reported: on a full disk the result is true and the file is
-    /// incomplete.
+    /// incomplete. Only lastError() tells the reason.
     static bool write(const Data::String &path, const Data::String &text);
 
     /// The same with \p lines, each followed by "\n".
@@ -208,12 +208,65 @@ public:
     /// The same with bytes, which are written unchanged, and without the wait cursor.
     static bool writeRaw(const Data::String &path, const QByteArray &bytes);
 
+    /// Replaces the contents of a file by \p text in UTF-8, or creates the file, so that nothing is
+    /// lost: when the call fails, and also when the process is killed or the power fails at any
+    /// moment, the file has all of its old contents or all of the new ones. The result is true when
+    /// the new contents are on the disk.
+    ///
+    /// The contents are written to another file in the same folder, flushed to the disk, and then
+    /// replace the file. Permissions, the access control list and extended attributes of users are
+    /// kept, and owner and group as far as the user may set them. For a symbolic link, the file it
+    /// leads to is replaced.
+    ///
+    /// False, with a reason in lastError() and the old contents in place, when
+    /// - the file may not be written, or the disk is full;
+    /// - no file can be created in its folder, unless the file is empty;
+    /// - it is a disk.
+    ///
+    /// The result is also false, with the new contents in place, when the disk does not confirm
+    /// that it has them; lastError() says so.
+    ///
+    /// Three exceptions:
+    /// - A file with several names (hard links) keeps them: it is written in place, after the new
+    ///   contents are on the disk and space for them is reserved. A kill or a power failure during
+    ///   that copy leaves it incomplete; a full disk does not.
+    /// - Devices and pipes are written directly.
+    /// - A kill between the last two steps, which take microseconds, may leave a hidden file
+    ///   ".kelm-saving-" with a number beside the file, and on file systems that have no files
+    ///   without a name, such as network drives, a kill during the whole call. The next call for
+    ///   the same file removes it.
+    static bool writeSafely(const Data::String &path, const Data::String &text);
+    static bool writeSafely(const Data::String &path, const char *text);
+
+    /// The same with \p lines, each followed by "\n".
+    static bool writeSafely(const Data::String &path, const QStringList &lines);
+
+    /// The same with bytes, which are written unchanged, and without the wait cursor.
+    static bool writeSafely(const Data::String &path, const QByteArray &bytes);
+
+    /// Sets whether all functions of the library that replace a file do so as writeSafely() does,
+    /// with its result: write(), writeRaw(), copy(), TagFile::save(), Xml::Document::write() and
+    /// CSVTable::write(). TagFile::open() begins a new file, and TagFile::close() puts it in place
+    /// of the old one. It is off at first, and holds for the whole process.
+    ///
+    /// Without \p flush the contents are not forced to the disk, which takes most of the time. They
+    /// are then protected from a kill and a full disk, but not from a power failure.
+    ///
+    /// Not affected are streams of openWrite(), a LogFile, which appends, and Settings, which are
+    /// always protected.
+    static void setSafeWriting(bool on, bool flush = true);
+    static bool isSafeWriting();
+
     /// The reason why the last operation of this thread on a file failed, as a text for users from
     /// the string catalogue in the current language: "" after a success, and the key of the text
     /// when the catalogue has none.
     ///
     /// The operations are those of File, TagFile, CSVTable, CSVReader, Document and Settings that
     /// can fail. Those that do not fail, such as File::join(), keep the reason.
+    ///
+    /// Some operations return true, or nothing, although they could not do all: write() and others
+    /// on a full disk, copyDir(), move(), remove(). The reason is then that of the first part that
+    /// failed.
     static Data::String lastError();
 
     /// Opens a file to read its bytes. The caller closes the stream. Null when the file cannot be
@@ -290,6 +343,9 @@ public:
     /// While a popup reporter exists, a file of more than 2048 KB is copied in small chunks, with a
     /// reporter and a wait cursor of its own and without its permissions. This copy cannot be
     /// cancelled.
+    ///
+    /// With setSafeWriting() a file is replaced as by writeSafely(), with the permissions of the
+    /// source: a target that may not be written is kept. A link at the target is removed first.
     ///
     /// \compat Three corners:
     /// - Paths that differ only in case count as the same file: nothing is copied and the result is

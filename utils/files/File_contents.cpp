@@ -3,6 +3,7 @@
 #include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
 #include "utils/base/Limits_p.h"
+#include "utils/base/SafeFile_p.h"
 #include "utils/base/Utf8_p.h"
 #include "utils/catalogue/LastError_p.h"
 #include "utils/feedback/WaitCursor.h"
@@ -30,9 +31,30 @@ static const char utf8[] = "UTF-8";
 static const QLatin1Char wildcard('*');
 static const QLatin1String httpScheme("http://");
 
-static bool open(QFile &file, QIODevice::OpenMode mode)
+/// Opens a file to read it. A failure stores its reason.
+static bool open(QFile &file)
 {
-    return isName(file.fileName()) && file.open(mode);
+    return (isName(file.fileName()) && file.open(QIODevice::ReadOnly)) ||
+           LastError::cannotRead(file);
+}
+
+/// Stores why the content of \p file is no result, and returns none.
+static QString unreadable(const QFile &file)
+{
+    LastError::cannotRead(file);
+    return {};
+}
+
+static QString notUtf8(const QFile &file)
+{
+    LastError::setFor(".err.utf8", file.fileName());
+    return {};
+}
+
+static QString tooLarge(const QFile &file)
+{
+    LastError::setFor(".err.toolarge", file.fileName());
+    return {};
 }
 
 /// Appends bytes of \p file until \p bytes has \p most bytes or the file ends. False when a read
@@ -71,7 +93,7 @@ static QString readUtf8(QFile &file)
     while (true) {
         const auto length = static_cast<int>(file.read(block.data() + kept, blockSize - kept));
         if (length < 0)
-            return {};
+            return unreadable(file);
         if (length == 0)
             break;
 
@@ -81,13 +103,13 @@ static QString readUtf8(QFile &file)
             text.resize(used + static_cast<int>(end - source));
         QChar *target = text.data() + used;
         if (!decodeUtf8(source, end, target))
-            return {};
+            return notUtf8(file);
         used = static_cast<int>(target - text.constData());
         kept = static_cast<int>(end - source);
         std::copy(source, end, block.begin());
     }
     if (kept > 0)
-        return {};
+        return notUtf8(file);
 
     text.resize(used);
     text.squeeze(); // characters that are not ASCII have more bytes than code units
@@ -98,14 +120,14 @@ static QString readUtf8(QFile &file)
 static QString readAll(QFile &file)
 {
     if (file.size() > maxTextLength)
-        return {};
+        return tooLarge(file);
     if (!startsWithWideMark(file.peek(4)))
         return readUtf8(file);
 
     QTextStream stream(&file);
     stream.setCodec(utf8);
     const QString text = stream.readAll();
-    return file.error() == QFile::NoError ? text : QString();
+    return file.error() == QFile::NoError ? text : unreadable(file);
 }
 
 /// The first \p lines lines, each followed by a line feed.
@@ -117,7 +139,7 @@ static QString readHead(QFile &file, int lines)
     QString line;
     for (int i = 0; i < lines && stream.readLineInto(&line); ++i)
         text += line + QLatin1Char('\n');
-    return file.error() == QFile::NoError ? text : QString();
+    return file.error() == QFile::NoError ? text : unreadable(file);
 }
 
 /// The end of \p file. Counts line feeds block by block from the end of the file, adds them to
@@ -135,14 +157,14 @@ static QString readTail(QFile &file, int lines)
     for (qint64 position = size - blockSize - 1; position > 0 && count <= 0; position -= blockSize)
     {
         if (size - position > maxTextLength)
-            return {};
+            return tooLarge(file);
         if (position < windowStart) {
             windowStart = std::max(position + blockSize - windowSize, qint64(0));
             if (!file.seek(windowStart))
-                return {};
+                return unreadable(file);
             window = file.read(windowSize);
             if (!readOn(file, window, std::min<qint64>(windowSize, size - windowStart)))
-                return {};
+                return unreadable(file);
         }
         // The window is short if the file has shrunk meanwhile.
         const int offset = qMin(static_cast<int>(position - windowStart), window.size());
@@ -153,20 +175,21 @@ static QString readTail(QFile &file, int lines)
         start = position;
     }
     if (!file.seek(start))
-        return {};
+        return unreadable(file);
     QByteArray tail = file.read(size - start);
     if (!readOn(file, tail, size - start))
-        return {};
+        return unreadable(file);
     return QString::fromUtf8(tail.constData(), tail.size());
 }
 
 Data::String File::read(const Data::String &path, int lines)
 {
+    const LastError operation;
     if (path.startsWith(httpScheme))
         return readHttp(path);
 
     QFile file(path);
-    if (!open(file, QIODevice::ReadOnly))
+    if (!open(file))
         return {};
 
     try {
@@ -174,7 +197,8 @@ Data::String File::read(const Data::String &path, int lines)
             return readAll(file);
         return lines > 0 ? readHead(file, lines) : readTail(file, lines);
     } catch (const std::bad_alloc &) {
-        return {}; // larger than the memory
+        LastError::set(".err.memory");
+        return {};
     }
 }
 
@@ -193,36 +217,55 @@ static QByteArray readOnce(QFile &file, qint64 size)
 
 QByteArray File::readRaw(const Data::String &path)
 {
+    const LastError operation;
     QFile file(path);
-    if (!open(file, QIODevice::ReadOnly))
+    if (!open(file))
         return {};
     const qint64 size = file.size();
-    if (size > maxByteCount)
-        return {};
 
     try {
+        if (size > maxByteCount)
+            return tooLarge(file).toUtf8();
         QByteArray bytes = readOnce(file, size);
-        const bool isWhole = readOn(file, bytes, maxByteCount) && bytes.size() < maxByteCount;
-        return isWhole ? bytes : QByteArray();
+        if (!readOn(file, bytes, maxByteCount))
+            return unreadable(file).toUtf8();
+        return bytes.size() < maxByteCount ? bytes : tooLarge(file).toUtf8();
     } catch (const std::bad_alloc &) {
-        return {}; // larger than the memory
+        LastError::set(".err.memory");
+        return {};
     }
 }
 
-/// Replaces the content of the file at \p path by the text that \p put writes to a stream.
-template <typename Put>
-static bool writeText(const QString &path, const Put &put)
+/// Replaces the content of \p output, a result of makeOutput() or a SafeFile, by the text that
+/// \p put writes to a stream. \p finish completes it, knowing whether all was written.
+template <typename Put, typename Finish>
+static bool writeText(QIODevice &output, const Put &put, const Finish &finish)
 {
-    QFile file(path);
-    if (!open(file, QIODevice::WriteOnly))
+    const LastError operation;
+    if (!openOutput(output))
         return false;
 
     const WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
-    QTextStream stream(&file);
+    QTextStream stream(&output);
     stream.setCodec(utf8);
     put(stream);
     stream.flush();
-    return true;
+    return finish(output, stream.status() == QTextStream::Ok);
+}
+
+template <typename Put>
+static bool writeText(const QString &path, const Put &put)
+{
+    return writeText(*makeOutput(path), put, &finishOutput);
+}
+
+template <typename Put>
+static bool writeTextSafely(const QString &path, const Put &put)
+{
+    SafeFile file(path);
+    return writeText(file, put, [&](QIODevice &, bool isWritten) {
+        return isWritten ? file.commit(/*flush=*/true) : file.tellProblem();
+    });
 }
 
 bool File::write(const Data::String &path, const Data::String &text)
@@ -230,28 +273,57 @@ bool File::write(const Data::String &path, const Data::String &text)
     return writeText(path, [&](QTextStream &stream) { stream << text; });
 }
 
+static void putLines(QTextStream &stream, const QStringList &lines)
+{
+    for (const QString &line : lines)
+        stream << line << '\n';
+}
+
 bool File::write(const Data::String &path, const QStringList &lines)
 {
-    return writeText(path, [&](QTextStream &stream) {
-        for (const QString &line : lines)
-            stream << line << '\n';
-    });
+    return writeText(path, [&](QTextStream &stream) { putLines(stream, lines); });
 }
 
 bool File::writeRaw(const Data::String &path, const QByteArray &bytes)
 {
-    QFile file(path);
-    if (!open(file, QIODevice::WriteOnly))
-        return false;
-
-    file.write(bytes);
-    return true;
+    const LastError operation;
+    const std::unique_ptr<QIODevice> output = makeOutput(path);
+    return openOutput(*output) && finishOutput(*output, output->write(bytes) == bytes.size());
 }
+
+bool File::writeSafely(const Data::String &path, const Data::String &text)
+{
+    return writeTextSafely(path, [&](QTextStream &stream) { stream << text; });
+}
+
+bool File::writeSafely(const Data::String &path, const char *text)
+{
+    return writeSafely(path, Data::String(text));
+}
+
+bool File::writeSafely(const Data::String &path, const QStringList &lines)
+{
+    return writeTextSafely(path, [&](QTextStream &stream) { putLines(stream, lines); });
+}
+
+bool File::writeSafely(const Data::String &path, const QByteArray &bytes)
+{
+    const LastError operation;
+    SafeFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    return file.write(bytes) == bytes.size() ? file.commit(/*flush=*/true) : file.tellProblem();
+}
+
+void File::setSafeWriting(bool on, bool flush) { SafeFile::setUsed(on, flush); }
+
+bool File::isSafeWriting() { return SafeFile::isUsed(); }
 
 /// Opens a file by Platform::openFile(). Its errno is preserved when the temporary texts of the
 /// call are destroyed.
 static std::FILE *openStream(const QString &path, const char *mode)
 {
+    const LastError operation;
     int error = 0;
     std::FILE *stream = nullptr;
     {
@@ -259,11 +331,15 @@ static std::FILE *openStream(const QString &path, const char *mode)
         stream = Platform::openFile(name, mode);
         error = errno;
     }
+    if (!stream && *mode == 'r')
+        LastError::cannotRead(path, error);
+    else if (!stream)
+        LastError::cannotWrite(path, error);
     errno = error;
     return stream;
 }
 
-Data::String File::lastError() { return LastError::text(); }
+Data::String File::lastError() { return lastErrorText(); }
 
 std::FILE *File::openRead(const Data::String &path) { return openStream(path, "rb"); }
 

@@ -1,5 +1,6 @@
 #include "utils/files/File_p.h"
 
+#include "utils/catalogue/LastError_p.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File.h"
 
@@ -80,9 +81,13 @@ public:
 
 QString readHttp(const QString &address)
 {
+    const auto fail = [&](const char *id, const QString &value = QString()) {
+        LastError::set(id, {address, value});
+        return QString();
+    };
     // Without an application there is no event loop to wait in.
     if (!QCoreApplication::instance())
-        return {};
+        return fail(".err.httploop");
 
     const WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
     const HttpLimits limits = httpLimits();
@@ -97,7 +102,7 @@ QString readHttp(const QString &address)
         request.setRawHeader("Accept-Encoding", "identity");
     const QPointer<QNetworkReply> reply(manager.get(request)); // handlers of the host may delete it
     if (!reply)
-        return {};
+        return fail(".err.httpcut");
 
     const qint64 mostBytes = limits.bytes > 0 ? std::min(limits.bytes, maxBodySize) : maxBodySize;
     const auto isTooLarge = [&] { return reply->bytesAvailable() > mostBytes; };
@@ -107,7 +112,11 @@ QString readHttp(const QString &address)
     });
     QTimer timer;
     timer.setSingleShot(true);
-    QObject::connect(&timer, &QTimer::timeout, reply, &QNetworkReply::abort);
+    bool isLate = false;
+    QObject::connect(&timer, &QTimer::timeout, reply, [&] {
+        isLate = true;
+        reply->abort();
+    });
     if (limits.msec > 0)
         timer.start(limits.msec);
 
@@ -119,23 +128,32 @@ QString readHttp(const QString &address)
                      &QAbstractEventDispatcher::wakeUp);
     QTimer alarm;
     alarm.start(longestSleep);
-    while (reply && !reply->isFinished())
-        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
-                                        QEventLoop::WaitForMoreEvents);
+    {
+        const LastError::Apart ofHandlers;
+        while (reply && !reply->isFinished())
+            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
+                                            QEventLoop::WaitForMoreEvents);
+    }
     if (!reply)
-        return {};
+        return fail(".err.httpcut");
     reply->deleteLater();
-    if (reply->error() != QNetworkReply::NoError || isTooLarge() || isCutOff(*reply))
-        return {};
+    if (isTooLarge())
+        return fail(".err.httpsize", QString::number(mostBytes));
+    if (reply->error() != QNetworkReply::NoError)
+        return isLate ? fail(".err.httptime", QString::number(limits.msec))
+                      : fail(".err.http", reply->errorString());
+    if (isCutOff(*reply))
+        return fail(".err.httpcut");
     if (limits.bytes > 0 && reply->hasRawHeader("Content-Encoding"))
-        return {}; // compressed, contrary to the request
+        return fail(".err.httppacked"); // contrary to the request
 
     // With its length: converted from the QByteArray, the body would end at its first zero byte.
     try {
         const QByteArray body = reply->readAll();
         return QString::fromUtf8(body.constData(), body.size());
     } catch (const std::bad_alloc &) {
-        return {}; // larger than the memory
+        LastError::set(".err.memory");
+        return {};
     }
 }
 

@@ -3,6 +3,8 @@
 #include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
 #include "utils/base/FolderList_p.h"
+#include "utils/base/LastError_p.h"
+#include "utils/base/SafeFile_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/platform/Platform.h"
@@ -16,9 +18,11 @@
 #include <QVector>
 
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 #include <new>
 #include <optional>
+#include <vector>
 
 namespace Utils {
 
@@ -80,12 +84,39 @@ static std::optional<bool> isNewer(const Data::String &source, const Data::Strin
     return timestampOf(from) > timestampOf(to);
 }
 
+/// Stores why what is no file cannot be copied. Returns false.
+static bool notReadable(const QString &path, Entry entry)
+{
+    switch (entry) {
+    case Entry::Missing:
+        return LastError::cannotRead(path, ENOENT);
+    case Entry::Folder:
+        return LastError::cannotRead(path, EISDIR);
+    case Entry::Unknown:
+        return LastError::cannotRead(path, EACCES);
+    default:
+        return LastError::setFor(".err.nofiletype", path);
+    }
+}
+
+/// Stores why \p file could not be copied to \p target. Returns false.
+static bool notCopied(const QFile &file, const QString &target)
+{
+    QFile source(file.fileName());
+    if (!source.open(QIODevice::ReadOnly))
+        return LastError::cannotRead(source);
+    return LastError::setFor(".err.copyfault", file.fileName(), target, file.errorString());
+}
+
 /// Copies the whole file at once. When the copy is incomplete, removes it and returns false.
 static bool copyAtOnce(const Data::String &source, const Data::String &target)
 {
     const EntryStatus from = fileStatus(source);
-    if (from.entry != Entry::File || !QFile::copy(source, target)) // a pipe may have no end
-        return false;
+    if (from.entry != Entry::File) // a pipe may have no end
+        return notReadable(source, from.entry);
+    QFile file(source);
+    if (!file.copy(target))
+        return notCopied(file, target);
 
     // For Qt, a file of unknown size is immediately at its end. The copy may be larger than the
     // source if that grows meanwhile or reports no size.
@@ -93,7 +124,7 @@ static bool copyAtOnce(const Data::String &source, const Data::String &target)
     if (to.entry == Entry::File && to.size >= from.size)
         return true;
     QFile::remove(target);
-    return false;
+    return LastError::setFor(".err.copy", source, target);
 }
 
 // A larger file is copied in chunks when a progress is shown.
@@ -108,8 +139,10 @@ static bool copyInChunks(const Data::String &source, const Data::String &target,
                       /*cancelable=*/false, /*waitCursor=*/true, /*popup=*/true);
     QFile from(source);
     QFile to(target);
-    if (!from.open(QIODevice::ReadOnly) || !to.open(QIODevice::ReadWrite | QIODevice::NewOnly))
-        return false;
+    if (!from.open(QIODevice::ReadOnly))
+        return LastError::cannotRead(from);
+    if (!to.open(QIODevice::ReadWrite | QIODevice::NewOnly))
+        return LastError::cannotWrite(to);
 
     char chunk[4096];
     qint64 copied = 0;
@@ -122,17 +155,41 @@ static bool copyInChunks(const Data::String &source, const Data::String &target,
     }
     // The rest of the buffer may not fit on the disk.
     const bool isComplete = to.flush() && copied == size;
+    if (!isComplete)
+        LastError::setFor(".err.copy", source, target);
     to.close();
     if (!isComplete)
         to.remove();
     return isComplete;
 }
 
+/// Copies a file over another one, which stays as it was until the copy is complete.
+static bool copySafely(const Data::String &source, const Data::String &target)
+{
+    const Entry entry = fileStatus(source).entry;
+    if (entry != Entry::File)
+        return notReadable(source, entry);
+    QFile from(source);
+    if (!from.open(QIODevice::ReadOnly))
+        return LastError::cannotRead(from);
+    SafeFile to(target);
+    if (!to.open(QIODevice::WriteOnly) || !to.takePermissions(source))
+        return false;
+    std::vector<char> chunk(64 * 1024);
+    qint64 length;
+    while ((length = from.read(chunk.data(), static_cast<qint64>(chunk.size()))) > 0) {
+        if (to.write(chunk.data(), length) != length)
+            break; // commit() fails
+    }
+    return length < 0 ? LastError::cannotRead(from) : to.commit();
+}
+
 bool File::copy(const Data::String &source, const Data::String &target, int overwrite,
                 bool showWaitCursor)
 {
+    LastError operation;
     if (hasZeroByte(source) || hasZeroByte(target))
-        return false;
+        return LastError::setFor(".err.badname", hasZeroByte(source) ? source : target);
 
     const bool isInto = QFileInfo(target).isDir();
     const Data::String file = isInto ? join(target, base(source, /*withExtension=*/true)) : target;
@@ -142,22 +199,30 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
         return true;
 
     // Not File::exists(), which interprets a "*" in the name as a wildcard.
+    bool isReplaced = false;
     if (QFileInfo::exists(file)) {
         if (overwrite == 0)
-            return false;
+            return LastError::setFor(".err.exists", file);
         const std::optional<bool> replaces = overwrite < 0 ? isNewer(source, file) : true;
         if (replaces == false)
             return true;
-        if (!replaces || !isSame || !QFile::remove(file))
-            return false;
+        if (!replaces || !isSame)
+            return LastError::setFor(".err.copy", source, file);
+        isReplaced = SafeFile::isUsed() && !QFileInfo(file).isSymLink();
+        QFile old(file);
+        if (!isReplaced && !old.remove())
+            return LastError::cannotWrite(old);
     }
 
     const qint64 bytes = size(source);
-    if (Progress::current(true) && bytes > largestAtOnce && copyInChunks(source, file, bytes))
-        return true;
+    const bool isInChunks = Progress::current(true) && bytes > largestAtOnce;
+    if (isInChunks && !isReplaced && copyInChunks(source, file, bytes))
+        return operation.succeeded();
 
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/showWaitCursor);
-    return copyAtOnce(source, file);
+    if (isReplaced ? copySafely(source, file) : copyAtOnce(source, file))
+        return operation.succeeded();
+    return false;
 }
 
 namespace {
@@ -273,7 +338,8 @@ static std::optional<bool> copyToNewFile(const std::string &source, const std::s
     case CopyResult::Copied:
         return true;
     case CopyResult::Failed:
-        return false;
+        return LastError::set(".err.copy",
+                              {QString::fromStdString(source), QString::fromStdString(target)});
     case CopyResult::NotTried:
         break;
     }
@@ -288,6 +354,10 @@ int FolderCopy::copyFiles(const QString &folder, const QVector<FileBelow> &files
     int result = 0;
     for (const FileBelow &file : files) {
         std::optional<bool> copied;
+        // A file that overwrite keeps is no failure.
+        std::optional<LastError::Apart> apart;
+        if (m_overwrite == 0 && QFileInfo::exists(QDir(destination).filePath(file.name)))
+            apart.emplace();
         if (from && to && file.isKnown) {
             const std::string name = '/' + file.name.toStdString();
             const bool isInChunks = Progress::current(true);
@@ -326,15 +396,16 @@ int FolderCopy::copyFolders(const QVector<FolderBelow> &sources, const QString &
     return result;
 }
 
-int File::copyDir(const Data::String &source, const Data::String &target, int overwrite,
-                  bool cancelable)
+/// The result of copyDir(), whose reason is stored.
+static int copyFolderOrFolders(const Data::String &source, const Data::String &target,
+                               int overwrite, bool cancelable)
 {
-    if (hasZeroByte(source) || hasZeroByte(target))
-        return 0;
-
     const FolderCopy copy(overwrite, cancelable);
-    if (!isPattern(source))
+    if (!isPattern(source)) {
+        if (!QFileInfo(source).isDir())
+            LastError::setFor(".err.notafolder", source);
         return copy.run(source, QFileInfo(source).canonicalFilePath(), target);
+    }
 
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/!cancelable);
     const QFileInfoList sources = foldersThatFit(source);
@@ -353,9 +424,31 @@ int File::copyDir(const Data::String &source, const Data::String &target, int ov
     return result;
 }
 
+int File::copyDir(const Data::String &source, const Data::String &target, int overwrite,
+                  bool cancelable)
+{
+    const LastError operation;
+    if (hasZeroByte(source) || hasZeroByte(target)) {
+        LastError::setFor(".err.badname", hasZeroByte(source) ? source : target);
+        return 0;
+    }
+    const int result = copyFolderOrFolders(source, target, overwrite, cancelable);
+    if (result < 0)
+        LastError::set(".err.cancelled");
+    return result;
+}
+
 void File::move(const Data::String &source, const Data::String &target)
 {
+    const LastError operation;
+    const auto isThere = [&] {
+        return fileStatus(cleanPath(source), /*followLinks=*/false).entry != Entry::Missing;
+    };
+    if (!isThere())
+        LastError::cannotRead(source, ENOENT);
     Platform::moveReplacing(cleanPath(source).toStdString(), cleanPath(target).toStdString());
+    if (isThere())
+        LastError::setFor(".err.move", source, target);
 }
 
 void File::moveDir(const Data::String &source, const Data::String &target)
@@ -363,9 +456,25 @@ void File::moveDir(const Data::String &source, const Data::String &target)
     if (!isPattern(source))
         return move(source, target);
 
+    const LastError operation;
     const QFileInfoList sources = foldersThatFit(source);
     for (const QFileInfo &folder : sources)
         move(folder.filePath(), target);
+}
+
+/// QFile::remove() and QDir::rmdir(), which store why they fail.
+static bool removeFile(const QString &path)
+{
+    QFile file(path);
+    if (file.remove())
+        return true;
+    const bool isMissing = fileStatus(path, /*followLinks=*/false).entry == Entry::Missing;
+    return isMissing ? LastError::cannotRead(path, ENOENT) : LastError::cannotWrite(file);
+}
+
+static bool removeFolder(const QString &path)
+{
+    return QDir().rmdir(path) || LastError::setFor(".err.rmdir", path);
 }
 
 /// The expression that QDir::match() makes of \p wildcard; an invalid one fits no name.
@@ -423,7 +532,7 @@ static int removeContents(const Data::String &path, const Data::String &exceptio
 
     int removed = 0;
     for (const QString &file : filesHere) {
-        if (!kept.contains(file) && QFile::remove(folder.filePath(file)))
+        if (!kept.contains(file) && removeFile(folder.filePath(file)))
             ++removed;
     }
 
@@ -439,13 +548,13 @@ static int removeContents(const Data::String &path, const Data::String &exceptio
         const Data::String entryPath = File::join(name, below);
         const Entry entry = fileStatus(entryPath, /*followLinks=*/false).entry;
         if (entry == Entry::Link) {
-            removed += QFile::remove(entryPath) ? 1 : 0;
+            removed += removeFile(entryPath) ? 1 : 0;
         } else if (entry == Entry::Folder) {
             const int nested = File::remove(File::join(entryPath, QStringLiteral("*")),
                                             Data::String(), cancelable);
             if (nested < 0)
                 return -1;
-            removed += nested + (folder.rmdir(below) ? 1 : 0);
+            removed += nested + (removeFolder(folder.filePath(below)) ? 1 : 0);
         }
         if (!progress.tick())
             return -1;
@@ -455,21 +564,20 @@ static int removeContents(const Data::String &path, const Data::String &exceptio
 
 static int removeFiles(const QStringList &files)
 {
-    const auto remove = [](const QString &file) { return QFile::remove(file); };
-    return static_cast<int>(std::count_if(files.begin(), files.end(), remove));
+    return static_cast<int>(std::count_if(files.begin(), files.end(), &removeFile));
 }
 
 static int removeOne(const Data::String &path)
 {
     if (!QFileInfo(path).isDir())
-        return QFile::remove(path) ? 1 : 0;
+        return removeFile(path) ? 1 : 0;
 
     QString name = path;
     while (name.size() > 1 && name.endsWith(QLatin1Char('/')))
         name.chop(1); // because "link/" is the target of the link
     const Entry entry = fileStatus(name, /*followLinks=*/false).entry;
     if (entry == Entry::Link)
-        return QFile::remove(name) ? 1 : 0;
+        return removeFile(name) ? 1 : 0;
     if (entry != Entry::Folder)
         return 0;
 
@@ -478,23 +586,30 @@ static int removeOne(const Data::String &path)
     for (QString &file : files)
         file = folder.filePath(file);
     const int removed = removeFiles(files);
-    return removed + (QDir().rmdir(name) ? 1 : 0);
+    return removed + (removeFolder(name) ? 1 : 0);
 }
 
 int File::remove(const Data::String &path, const Data::String &exceptions, bool cancelable)
 {
-    if (!isName(path))
+    const LastError operation;
+    if (!isName(path)) {
+        LastError::cannotWrite(path, 0);
         return 0;
+    }
 
     const Data::String name = base(path, /*withExtension=*/true);
-    if (name == QLatin1String("*"))
-        return removeContents(path, exceptions, cancelable);
+    if (name == QLatin1String("*")) {
+        const int removed = removeContents(path, exceptions, cancelable);
+        if (removed < 0)
+            LastError::set(".err.cancelled");
+        return removed;
+    }
     if (isPattern(path))
         return removeFiles(search(parentFolder(path), name, /*recursive=*/false));
     return removeOne(path);
 }
 
-bool File::createDir(const Data::String &path)
+static bool makeFolders(const Data::String &path)
 {
     if (hasZeroByte(path))
         return false;
@@ -520,6 +635,12 @@ bool File::createDir(const Data::String &path)
             return false;
     }
     return true;
+}
+
+bool File::createDir(const Data::String &path)
+{
+    const LastError operation;
+    return makeFolders(path) || LastError::setFor(".err.createdir", path);
 }
 
 } // namespace Utils

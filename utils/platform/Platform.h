@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -82,6 +83,77 @@ enum class CopyResult
 /// example. A device is opened all the same.
 CopyResult copyToNewFile(const std::string &source, const std::string &target,
                          std::int64_t largest);
+
+/// What an error number (errno) means for a file that is opened, read or written.
+enum class FileFault
+{
+    Missing, ///< the file, or a folder of its path
+    Folder,  ///< it is one
+    NoRight,
+    ReadOnly, ///< the file system
+    Full,     ///< the file system, or what the user may use of it
+    NoMemory,
+    Other
+};
+FileFault fileFault(int error);
+
+/// Whether paths are always UTF-8, as in this interface. Otherwise they are in the encoding of the
+/// locale.
+bool hasUtf8Paths();
+
+/// A new content of a file, which replaces the old content when it is complete. At each moment,
+/// also after a kill of the process, the file has all of the one or all of the other.
+///
+/// The content is written to a file in the same folder, which has no name where the system supports
+/// this, and then gets the name of the target. What links lead to is replaced, and the links stay.
+/// The permissions, the extended attributes of users and the access control list of the old file
+/// are kept, and its owner and group if the user may set them; without its group the new file has
+/// no permissions for a group that differ from those of others.
+///
+/// - A file with several names (hard links) keeps them. It is written in place at the end, after
+///   the system has set aside the space, so that a full disk leaves the old content. A kill during
+///   that copy does not.
+/// - Devices and pipes, which hold no content, are written directly. So is an empty file in a
+///   folder in which the user may not create files.
+/// - A disk, and a file with contents in such a folder, are refused.
+///
+/// Where files without a name are not supported, as on most network drives, or between the last
+/// two steps, a kill leaves a file ".kelm-saving-" with a number in the folder. The next
+/// replacement of the same file removes it. One of a process that still runs is locked and stays.
+class FileReplacement
+{
+public:
+    FileReplacement();
+    ~FileReplacement(); ///< the old content stays, unless finish() has been called
+    FileReplacement(const FileReplacement &) = delete;
+    FileReplacement &operator=(const FileReplacement &) = delete;
+
+    /// All return false when they fail; nothing works after that but the destructor.
+    bool open(const std::string &path);
+    bool write(const char *bytes, std::size_t size);
+
+    /// Copies the permissions of the file \p path, in place of those of the old content.
+    bool takePermissions(const std::string &path);
+
+    /// Makes the new content that of the file. With \p flush, it is on the disk before, and its
+    /// name after that.
+    bool finish(bool flush);
+
+    enum class Problem
+    {
+        None,
+        System,      ///< see error()
+        Folder,      ///< no file can be created in the folder of the target; see error()
+        Disk,        ///< the target is a disk
+        NotConfirmed ///< the file is replaced, but not known to be on the disk; see error()
+    };
+    Problem problem() const;
+    int error() const; ///< the error number (errno) of the failed call
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
 
 /// The four numbers of a program's version, the most significant first.
 struct FileVersion

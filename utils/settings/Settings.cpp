@@ -1,5 +1,6 @@
 #include "utils/settings/Settings.h"
 
+#include "utils/base/LastError_p.h"
 #include "utils/settings/SettingsSignal.h"
 #include "utils/settings/SettingsStore_p.h"
 #include "utils/signals/SignalTracer_p.h"
@@ -174,7 +175,11 @@ QStringList Settings::groups(const Data::String &group) const
     return names;
 }
 
-bool Settings::sync() { return m_settings->sync(); }
+bool Settings::sync()
+{
+    const LastError operation;
+    return m_settings->sync() || LastError::setFor(".err.settings", m_settings->reason());
+}
 
 Settings::Status Settings::status(Data::String *reason) const
 {

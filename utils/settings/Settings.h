@@ -151,7 +151,7 @@ public:
     };
 
     /// Writes the changes made through any object on the same store, and reads those of other
-    /// processes. False when writing or reading fails.
+    /// processes. False when writing or reading fails, with the reason in File::lastError(), too.
     bool sync();
 
     /// The status of all changes to the store. \p reason, if not null, is set to the path and the

@@ -4,6 +4,9 @@
 #include "utils/tagfile/TagFile_p.h"
 #include "utils/tagfile/TagText_p.h"
 
+#include <QFile>
+#include <QTextStream>
+
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -56,7 +59,15 @@ TagFile::TagFile(const Data::String &path) : TagFile()
     read(path, error);
 }
 
-TagFile::~TagFile() = default;
+TagFile::~TagFile()
+{
+    // A new content beside the old one is discarded.
+    if (!d->file || qobject_cast<QFile *>(d->file))
+        return;
+    d->stream->setStatus(QTextStream::WriteFailed); // or its destructor would write
+    delete d->stream;
+    delete d->file;
+}
 
 Data::String TagFile::filename() const { return d->filename; }
 

@@ -96,7 +96,8 @@ public:
     explicit TagFile(const Data::String &path);
 
     /// \compat The destructor does not call close(). A file that is still being streamed then stays
-    /// open and is never completed, so call close() first.
+    /// open and is never completed, so call close() first. With File::setSafeWriting() the old
+    /// contents of the file stay.
     ~TagFile();
 
     TagFile(const TagFile &) = delete;
@@ -136,8 +137,11 @@ public:
     /// the file cannot be opened; it then stays as it was. False with a text in \p error, too, when
     /// there is not enough memory; the file then stays as it was or ends early.
     ///
+    /// With File::setSafeWriting() the file has all tags when the result is true, and otherwise its
+    /// old contents.
+    ///
     /// \compat A failed write is not reported. On a full disk the result is true, and the file ends
-    /// where the disk was full.
+    /// where the disk was full. Only File::lastError() tells the reason.
     bool save(const Data::String &path, Data::String &error);
 
     /// The same, but appends the text to \p errors.
@@ -157,7 +161,10 @@ public:
 
     /// Completes the file. Does nothing when no file is open. A failed write is not reported: when
     /// the disk was full or there was not enough memory, the file ends there, and everything
-    /// written later is missing.
+    /// written later is missing. Only File::lastError() tells the reason.
+    ///
+    /// With File::setSafeWriting() the file has its old contents until this call, and also after it
+    /// when a write has failed.
     void close();
 
     /// Writes the tag "TYPE" with the properties "name" and, if it is not empty, "version".

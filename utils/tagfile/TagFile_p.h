@@ -3,7 +3,7 @@
 #include "utils/tagfile/HeldTags_p.h"
 #include "utils/tagfile/TagFile.h"
 
-QT_FORWARD_DECLARE_CLASS(QFile)
+QT_FORWARD_DECLARE_CLASS(QIODevice)
 
 namespace Utils {
 
@@ -12,8 +12,9 @@ class TagFilePrivate
 public:
     HeldTags tags;
     Data::String filename;
-    QFile *file = nullptr;         // while a file is streamed; only close() deletes it
+    QIODevice *file = nullptr;     // while a file is streamed; only close() deletes a QFile
     QTextStream *stream = nullptr; // the same
+    bool hasNoMemory = false;      // then what is streamed is incomplete
     int options = TagFile::BlankLines | TagFile::WriteYesNo | TagFile::WriteComments;
     Data::VariantCollection meta;
 

@@ -1,6 +1,7 @@
 #include "utils/tagfile/TagFile.h"
 
 #include "utils/base/FileName_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/tagfile/TagFile_p.h"
 #include "utils/tagfile/TagReader_p.h"
 
@@ -13,8 +14,9 @@ namespace Utils {
 
 bool TagFile::read(const Data::String &path, Data::String &error)
 {
+    const LastError operation;
     if (path.isEmpty())
-        return false;
+        return LastError::set(".err.noname");
     try {
         QFile file(path);
         TagList tags;
@@ -23,8 +25,9 @@ bool TagFile::read(const Data::String &path, Data::String &error)
             d->tags.append(std::move(tags));
             return true;
         }
+        LastError::cannotRead(file);
     } catch (const std::bad_alloc &) {
-        // reported as a file that cannot be read
+        LastError::set(".err.memory");
     }
     tell(error, ".err.fileread", path);
     return false;

@@ -1,10 +1,11 @@
 #include "utils/tagfile/TagFile.h"
 
-#include "utils/base/FileName_p.h"
+#include "utils/base/LastError_p.h"
+#include "utils/base/SafeFile_p.h"
 #include "utils/tagfile/TagFile_p.h"
 #include "utils/tagfile/TagText_p.h"
 
-#include <QFile>
+#include <QIODevice>
 #include <QTextStream>
 
 #include <algorithm>
@@ -27,26 +28,29 @@ void TagFilePrivate::write(const Append &append)
         *stream << text;
     } catch (const std::bad_alloc &) {
         stream->setStatus(QTextStream::WriteFailed); // also discards its buffer
+        hasNoMemory = true;
     }
 }
 
 bool TagFile::open(const Data::String &path, Data::String &error)
 {
+    const LastError operation;
     if (path.isEmpty())
-        return false;
+        return LastError::set(".err.noname");
     close();
     try {
         // Both are allocated before the old file is overwritten.
-        auto file = std::make_unique<QFile>(path);
+        auto file = makeOutput(path);
         auto stream = std::make_unique<QTextStream>(file.get());
         stream->setCodec("UTF-8");
-        if (!hasZeroByte(path) && file->open(QIODevice::WriteOnly)) {
+        if (openOutput(*file)) {
             d->stream = stream.release();
             d->file = file.release();
+            d->hasNoMemory = false;
             return true;
         }
     } catch (const std::bad_alloc &) {
-        // reported as a file that cannot be opened
+        LastError::set(".err.memory");
     }
     tell(error, ".err.filewrite", path);
     return false;
@@ -54,13 +58,18 @@ bool TagFile::open(const Data::String &path, Data::String &error)
 
 void TagFile::close()
 {
-    if (d->stream) {
-        try {
-            d->stream->flush();
-        } catch (const std::bad_alloc &) {
-            d->stream->setStatus(QTextStream::WriteFailed); // or its destructor would throw
-        }
+    if (!d->stream)
+        return;
+    const LastError operation;
+    try {
+        d->stream->flush();
+    } catch (const std::bad_alloc &) {
+        d->stream->setStatus(QTextStream::WriteFailed); // or its destructor would throw
+        d->hasNoMemory = true;
     }
+    if (d->hasNoMemory)
+        LastError::set(".err.memory");
+    finishOutput(*d->file, d->stream->status() == QTextStream::Ok);
     delete d->stream;
     delete d->file;
     d->stream = nullptr;
@@ -201,7 +210,7 @@ static bool narrow(const QString &text, char *target, ushort special)
 class FileSink
 {
 public:
-    FileSink(QFile &file, int options)
+    FileSink(QIODevice &file, int options)
         : m_file(file), m_options(options), m_chunk(std::make_unique<char[]>(chunkSize))
     {}
 
@@ -230,6 +239,9 @@ public:
             addText();
         }
     }
+
+    /// Whether all tags were written, after flush().
+    bool isWhole() const { return !m_isFull; }
 
     void flush()
     {
@@ -288,7 +300,7 @@ private:
         m_isFull = m_isFull || m_file.write(bytes) != bytes.size();
     }
 
-    QFile &m_file;
+    QIODevice &m_file;
     const int m_options;
     std::unique_ptr<char[]> m_chunk;
     int m_size = 0; // of the bytes in the chunk
@@ -298,19 +310,21 @@ private:
 
 bool TagFile::save(const Data::String &path, Data::String &error)
 {
+    const LastError operation;
     if (path.isEmpty())
-        return false;
+        return LastError::set(".err.noname");
     close();
     try {
-        QFile file(path);
-        FileSink sink(file, d->options); // allocates before the old file is overwritten
-        if (!hasZeroByte(path) && file.open(QIODevice::WriteOnly)) {
+        const std::unique_ptr<QIODevice> file = makeOutput(path);
+        FileSink sink(*file, d->options); // allocates before the old file is overwritten
+        if (openOutput(*file)) {
             d->writeTags(sink);
             sink.flush();
-            return true;
+            if (finishOutput(*file, sink.isWhole()))
+                return true;
         }
     } catch (const std::bad_alloc &) {
-        // reported as a file that cannot be written
+        LastError::set(".err.memory");
     }
     tell(error, ".err.filewrite", path);
     return false;

@@ -1,6 +1,7 @@
 #include "utils/xml/Document.h"
 
 #include "utils/base/FileName_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/base/Placeholders_p.h"
 #include "utils/catalogue/Catalogue_p.h"
 #include "utils/files/File.h"
@@ -141,11 +142,14 @@ static bool parse(QFile &file, QDomDocument &document, Data::String &error)
         line = guard.line();
         column = guard.column();
     }
-    if (!isRead) {
-        error = fillPlaceholders(QStringLiteral("%1\nline: %2  column: %3"),
-                                 {message, QString::number(line), QString::number(column)});
-    }
-    return isRead;
+    if (isRead)
+        return true;
+    const QStringList place = {QString::number(line), QString::number(column)};
+    error =
+        fillPlaceholders(QStringLiteral("%1\nline: %2  column: %3"), QStringList{message} + place);
+    if (file.error() != QFile::NoError)
+        return LastError::cannotRead(file);
+    return LastError::set(".err.xml", QStringList{file.fileName(), message} + place);
 }
 
 QT_WARNING_POP
@@ -158,12 +162,13 @@ Document::Document(Mode mode, double version) : m_mode(mode), m_documentVersion(
 
 bool Document::open(const Data::String &path, const Data::String &docType, Data::String &error)
 {
+    const LastError operation;
     m_documentVersion = 0.0;
 
     QFile file(path);
     if (!isName(path) || !file.open(QIODevice::ReadOnly)) {
         error = message(".Kelm.Data", ".err.noopen", {path});
-        return false;
+        return LastError::cannotRead(file);
     }
 
     if (!parse(file, *this, error))
@@ -175,13 +180,13 @@ bool Document::open(const Data::String &path, const Data::String &docType, Data:
         const QString found = documentElement().tagName();
         if (found != wanted) {
             error = message(".Kelm.Data", ".err.doctype", {found, wanted});
-            return false;
+            return LastError::setFor(".err.rootelement", path, found, wanted);
         }
     } else if (!docType.isEmpty()) {
         const QString found = doctype().name();
         if (!docType.split(QLatin1Char(';')).contains(found)) {
             error = message(".Kelm.Data", ".err.doctype", {found, docType});
-            return false;
+            return LastError::setFor(".err.doctype", path, found, docType);
         }
     }
 
@@ -194,13 +199,16 @@ bool Document::open(const Data::String &path, const Data::String &docType, Data:
 
 bool Document::write(const Data::String &path) const
 {
+    const LastError operation;
     QStringList pieces;
     try {
         pieces = DocumentText(*this).pieces();
     } catch (const std::bad_alloc &) {
-        return false; // larger than the memory
+        return LastError::set(".err.memory");
     }
-    return !pieces.isEmpty() && File::write(path, pieces);
+    if (pieces.isEmpty())
+        return LastError::setFor(".err.toodeep", path);
+    return File::write(path, pieces);
 }
 
 Data::String Document::toText() const

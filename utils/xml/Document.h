@@ -73,7 +73,8 @@ public:
     /// Writes the document to the file at \p path, as UTF-8, by File::write(). False, with the file
     /// unchanged, when the file cannot be opened, when the memory does not suffice, when elements
     /// are nested deeper than 5000 levels, and when they are nested deeper than open() could read
-    /// with the currently unused stack.
+    /// with the currently unused stack. With File::setSafeWriting() the file has the whole document
+    /// when the result is true, and otherwise its old contents. File::lastError() tells the reason.
     ///
     /// Each level is indented by two spaces. The attributes of an element are written in the order
     /// "name", "type", then the others by their text, upper case first. The comment "*" becomes an

@@ -1,0 +1,174 @@
+#include "utils/base/LastError_p.h"
+
+#include "utils/base/FileName_p.h"
+#include "utils/base/FileStatus_p.h"
+
+#include <QFileDevice>
+
+#include <new>
+
+namespace Utils {
+
+using Platform::FileFault;
+
+namespace {
+
+/// The reason of a thread. It has no destructor: static objects of a host, which are destroyed
+/// after the objects of the main thread, may still call operations.
+struct Reason
+{
+    const char *id;      // null when there is none
+    QStringList *values; // null when there are none
+    int depth;           // operations that run
+
+    void clear()
+    {
+        id = nullptr;
+        if (values)
+            values->clear();
+    }
+};
+
+thread_local Reason reason = {nullptr, nullptr, 0};
+
+/// Frees the values when the thread ends.
+struct EndOfThread
+{
+    ~EndOfThread()
+    {
+        reason.id = nullptr;
+        delete reason.values;
+        reason.values = nullptr;
+    }
+};
+
+} // namespace
+
+static void setValues(const QStringList &values)
+{
+    if (!reason.values && values.isEmpty())
+        return;
+    static thread_local const EndOfThread end;
+    if (!reason.values)
+        reason.values = new QStringList;
+    *reason.values = values;
+}
+
+LastError::LastError()
+{
+    if (reason.depth++ == 0)
+        reason.clear();
+}
+
+LastError::~LastError() { --reason.depth; }
+
+bool LastError::succeeded()
+{
+    if (reason.depth == 1)
+        reason.clear();
+    return true;
+}
+
+bool LastError::set(const char *id, const QStringList &values)
+{
+    if (reason.id)
+        return false;
+    reason.id = id;
+    try {
+        setValues(values);
+    } catch (const std::bad_alloc &) {
+        // shown without the values
+    }
+    return false;
+}
+
+const char *LastError::id() { return reason.id; }
+
+QStringList LastError::values() { return reason.values ? *reason.values : QStringList(); }
+
+LastError::Apart::Apart() : m_id(reason.id), m_values(reason.values), m_depth(reason.depth)
+{
+    reason = {nullptr, nullptr, 0};
+}
+
+LastError::Apart::~Apart()
+{
+    delete reason.values;
+    reason = {m_id, m_values, m_depth};
+}
+
+// Files
+
+/// Stores the reason of \p fault. The ids are those for a file that is missing, and for others.
+static bool setFault(const QString &path, FileFault fault, const QString &text, bool isReading)
+{
+    if (path.isEmpty())
+        return LastError::set(".err.noname");
+    if (hasZeroByte(path))
+        return LastError::setFor(".err.badname", path);
+    switch (fault) {
+    case FileFault::Missing:
+        return LastError::setFor(isReading ? ".err.nofile" : ".err.nofolder", path);
+    case FileFault::Folder:
+        return LastError::setFor(".err.isfolder", path);
+    case FileFault::NoRight:
+        return LastError::setFor(isReading ? ".err.noread" : ".err.nowrite", path);
+    case FileFault::ReadOnly:
+        return LastError::setFor(".err.readonly", path);
+    case FileFault::Full:
+        return LastError::setFor(".err.diskfull", path);
+    case FileFault::NoMemory:
+        return LastError::set(".err.memory");
+    case FileFault::Other:
+        break;
+    }
+    return LastError::setFor(isReading ? ".err.readfault" : ".err.writefault", path, text);
+}
+
+static bool setNumber(const QString &path, int error, bool isReading)
+{
+    try {
+        return setFault(path, Platform::fileFault(error), qt_error_string(error), isReading);
+    } catch (const std::bad_alloc &) {
+        return LastError::set(".err.memory");
+    }
+}
+
+bool LastError::cannotRead(const QString &path, int error)
+{
+    return setNumber(path, error, /*isReading=*/true);
+}
+
+bool LastError::cannotWrite(const QString &path, int error)
+{
+    return setNumber(path, error, /*isReading=*/false);
+}
+
+/// The last failure of \p file. Qt keeps only its text.
+static FileFault faultOf(const QFileDevice &file)
+{
+    if (fileStatus(file.fileName()).entry == Platform::Entry::Folder)
+        return FileFault::Folder;
+    const QString text = file.errorString();
+    const int lastError = 133; // the error numbers of a system begin with 1
+    for (int error = 1; error <= lastError; ++error) {
+        if (Platform::fileFault(error) != FileFault::Other && text == qt_error_string(error))
+            return Platform::fileFault(error);
+    }
+    return FileFault::Other;
+}
+
+static bool setFile(const QFileDevice &file, bool isReading)
+{
+    try {
+        return setFault(file.fileName(), faultOf(file), file.errorString(), isReading);
+    } catch (const std::bad_alloc &) {
+        return LastError::set(".err.memory");
+    }
+}
+
+bool LastError::cannotRead(const QFileDevice &file) { return setFile(file, /*isReading=*/true); }
+
+bool LastError::cannotWrite(const QFileDevice &file) { return setFile(file, /*isReading=*/false); }
+
+} // namespace Utils

@@ -1,0 +1,120 @@
+#include "utils/base/SafeFile_p.h"
+
+#include "utils/base/FileName_p.h"
+#include "utils/base/LastError_p.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <atomic>
+#include <cerrno>
+#include <new>
+
+namespace Utils {
+
+static std::atomic<bool> isSafe{false};
+static std::atomic<bool> isDurable{true};
+
+/// \p path in the encoding of the system. A path with a colon may have a prefix of QDir.
+static std::string systemPath(const QString &path)
+{
+    const QString full =
+        path.contains(QLatin1Char(':')) ? QFileInfo(path).absoluteFilePath() : path;
+    return Platform::hasUtf8Paths() ? full.toStdString() : QFile::encodeName(full).toStdString();
+}
+
+void SafeFile::setUsed(bool on, bool flush)
+{
+    isSafe = on;
+    isDurable = flush;
+}
+
+bool SafeFile::isUsed() { return isSafe; }
+
+bool SafeFile::isFlushed() { return isDurable; }
+
+SafeFile::SafeFile(const QString &path) : m_path(path) {}
+
+SafeFile::~SafeFile() = default;
+
+bool SafeFile::open(OpenMode mode)
+{
+    // A resource of Qt cannot be written.
+    if (!isName(m_path) || m_path.startsWith(QLatin1Char(':')))
+        return LastError::cannotWrite(m_path, EACCES);
+    if (!m_replacement.open(systemPath(m_path)))
+        return tellProblem();
+    return QIODevice::open(mode | Unbuffered);
+}
+
+bool SafeFile::takePermissions(const QString &path)
+{
+    return m_replacement.takePermissions(systemPath(path)) || tellProblem();
+}
+
+bool SafeFile::commit(bool flush)
+{
+    const bool isReplaced = m_replacement.finish(flush);
+    if (isOpen())
+        close();
+    return isReplaced || tellProblem();
+}
+
+qint64 SafeFile::readData(char *, qint64) { return -1; }
+
+qint64 SafeFile::writeData(const char *bytes, qint64 size)
+{
+    return m_replacement.write(bytes, static_cast<std::size_t>(size)) ? size : -1;
+}
+
+bool SafeFile::tellProblem()
+{
+    using Problem = Platform::FileReplacement::Problem;
+    switch (m_replacement.problem()) {
+    case Problem::None:
+        return false;
+    case Problem::System:
+        return LastError::cannotWrite(m_path, m_replacement.error());
+    case Problem::Folder:
+        return LastError::setFor(".err.nobeside", m_path);
+    case Problem::Disk:
+        return LastError::setFor(".err.nosafe", m_path);
+    case Problem::NotConfirmed:
+        return LastError::setFor(".err.notflushed", m_path, qt_error_string(m_replacement.error()));
+    }
+    return false;
+}
+
+std::unique_ptr<QIODevice> makeOutput(const QString &path)
+{
+    if (SafeFile::isUsed())
+        return std::make_unique<SafeFile>(path);
+    return std::make_unique<QFile>(path);
+}
+
+bool openOutput(QIODevice &output)
+{
+    auto *const file = qobject_cast<QFile *>(&output);
+    if (!file)
+        return output.open(QIODevice::WriteOnly);
+    // For an empty path QFile prints a warning, and it would cut a path at a zero byte.
+    return (isName(file->fileName()) && file->open(QIODevice::WriteOnly)) ||
+           LastError::cannotWrite(*file);
+}
+
+bool finishOutput(QIODevice &output, bool isWritten)
+{
+    auto *const file = qobject_cast<QFile *>(&output);
+    if (!file) {
+        auto &safe = static_cast<SafeFile &>(output);
+        return isWritten ? safe.commit() : safe.tellProblem();
+    }
+    const bool isComplete = isWritten && file->flush();
+    if (!isComplete && file->error() == QFile::NoError)
+        LastError::setFor(".err.diskfull", file->fileName()); // a part was written
+    else if (!isComplete)
+        LastError::cannotWrite(*file);
+    return true;
+}
+
+} // namespace Utils

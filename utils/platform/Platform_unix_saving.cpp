@@ -1,0 +1,449 @@
+#include "utils/platform/Platform.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <ctime>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+namespace Utils::Platform {
+
+FileFault fileFault(int error)
+{
+    switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+        return FileFault::Missing;
+    case EISDIR:
+        return FileFault::Folder;
+    case EACCES:
+    case EPERM:
+        return FileFault::NoRight;
+    case EROFS:
+        return FileFault::ReadOnly;
+    case ENOSPC:
+    case EDQUOT:
+        return FileFault::Full;
+    case ENOMEM:
+        return FileFault::NoMemory;
+    default:
+        return FileFault::Other;
+    }
+}
+
+bool hasUtf8Paths() { return false; }
+
+static const char thisProcess[] = "/proc/self/fd/";
+
+/// The folder of \p path, with its "/", or "" for the current one.
+static std::string folderOf(const std::string &path) { return path.substr(0, path.rfind('/') + 1); }
+
+/// Replaces a path to a link by what the link leads to, even if that is missing.
+static bool followLinks(std::string &path)
+{
+    const int most = 40; // as many as the system follows
+    for (int links = 0; links < most; ++links) {
+        char text[PATH_MAX];
+        const ssize_t size = readlink(path.c_str(), text, sizeof(text));
+        if (size < 0)
+            return errno == EINVAL || errno == ENOENT; // no link, or missing
+        const std::string target(text, static_cast<std::size_t>(size));
+        path = target.front() == '/' ? target : folderOf(path) + target;
+    }
+    errno = ELOOP;
+    return false;
+}
+
+static bool isSameFile(const struct stat &left, const struct stat &right)
+{
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
+}
+
+/// Calls \p task until no signal interrupts it.
+template <typename Task>
+static auto uninterrupted(const Task &task) -> decltype(task())
+{
+    decltype(task()) result;
+    do {
+        result = task();
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+/// Whether all bytes of \p file are on the disk. A file system may not support that.
+static bool flushToDisk(int file)
+{
+    return uninterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOSYS ||
+           errno == EBADF; // a folder that may not be read
+}
+
+/// The name number \p number, for the new content of the file \p target in the same folder.
+static std::string savingName(const std::string &target, int number)
+{
+    std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+    for (const char byte : target)
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
+    char name[64];
+    std::snprintf(name, sizeof(name), ".kelm-saving-%016llx",
+                  static_cast<unsigned long long>(hash));
+    return number == 0 ? name : name + ('-' + std::to_string(number));
+}
+
+namespace {
+
+/// While it lives, no other replacement in a folder gives a file a name, so that a file with such a
+/// name is either locked or left over. Tries for a fifth of a second: a program that is none of
+/// ours may lock the folder, too.
+class FolderLock
+{
+public:
+    explicit FolderLock(int folder) : m_folder(folder)
+    {
+        const int attempts = 200;
+        for (int i = 0; i < attempts; ++i) {
+            m_isHeld = flock(folder, LOCK_EX | LOCK_NB) == 0;
+            if (m_isHeld || (errno != EWOULDBLOCK && errno != EINTR))
+                return;
+            const timespec pause = {0, 1000000};
+            nanosleep(&pause, nullptr);
+        }
+    }
+    ~FolderLock()
+    {
+        const int error = errno;
+        if (m_isHeld)
+            flock(m_folder, LOCK_UN);
+        errno = error;
+    }
+    FolderLock(const FolderLock &) = delete;
+    FolderLock &operator=(const FolderLock &) = delete;
+
+    bool isHeld() const { return m_isHeld; }
+
+private:
+    const int m_folder;
+    bool m_isHeld = false;
+};
+
+} // namespace
+
+/// Removes the file \p name of \p folder if no process holds its lock. Called under a FolderLock.
+static bool removeLeftOver(int folder, const std::string &name)
+{
+    const int file = openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0)
+        return errno == ENOENT;
+    struct stat status;
+    const bool isLeftOver =
+        fstat(file, &status) == 0 && S_ISREG(status.st_mode) && flock(file, LOCK_SH | LOCK_NB) == 0;
+    const bool isRemoved = isLeftOver && unlinkat(folder, name.c_str(), 0) == 0;
+    close(file);
+    return isRemoved;
+}
+
+struct FileReplacement::State
+{
+    ~State()
+    {
+        if (!temporary.empty())
+            unlinkat(folder, temporary.c_str(), 0);
+        for (const int descriptor : {file, target, folder}) {
+            if (descriptor >= 0)
+                close(descriptor);
+        }
+    }
+
+    /// Stores why a call of the system failed. Returns false.
+    bool fail(int newError, Problem newProblem = Problem::System)
+    {
+        problem = newProblem;
+        error = newError;
+        return false;
+    }
+    /// The same for a call in the folder.
+    bool failInFolder(int newError)
+    {
+        const bool isRight = newError == EACCES || newError == EPERM;
+        return fail(newError, isRight ? Problem::Folder : Problem::System);
+    }
+
+    bool open(const std::string &path);
+    bool openTarget(std::string path);
+    bool create();
+    bool keepAttributes();
+    bool finishDirectly(bool flush);
+    bool overwrite(bool flush);
+    bool replace();
+
+    template <typename Create>
+    bool makeNamed(const Create &create);
+
+    Problem problem = Problem::None;
+    int error = 0;
+    bool isDirect = false; // written in place at once
+    bool exists = false;   // then target is open, and old is its status
+    struct stat old = {};
+    mode_t mode = 0;       // for the new content, 0 for that of the old or of new files
+    std::string name;      // of the target in its folder
+    std::string temporary; // the name of the new content, "" while it has none
+    int folder = -1;
+    int target = -1;
+    int file = -1; // the new content
+};
+
+bool FileReplacement::State::open(const std::string &path)
+{
+    if (path.empty() || path.find('\0') != std::string::npos)
+        return fail(ENOENT);
+    exists = stat(path.c_str(), &old) == 0;
+    if (!exists && errno != ENOENT)
+        return fail(errno);
+    if (exists && S_ISDIR(old.st_mode))
+        return fail(EISDIR);
+    if (exists && S_ISBLK(old.st_mode))
+        return fail(ENOTSUP, Problem::Disk);
+    if (exists && !S_ISREG(old.st_mode)) {
+        isDirect = true;
+        file = uninterrupted([&] { return ::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC); });
+        return file >= 0 || fail(errno);
+    }
+    return openTarget(path) && create();
+}
+
+/// Opens the folder and, if there is one, the old file, which shows whether the user may write it.
+bool FileReplacement::State::openTarget(std::string path)
+{
+    if (!followLinks(path))
+        return fail(errno);
+    const std::string parent = folderOf(path);
+    name = path.substr(parent.size());
+    if (name.empty())
+        return fail(EISDIR);
+    const char *const parentName = parent.empty() ? "." : parent.c_str();
+    folder = ::open(parentName, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0 && errno == EACCES)
+        folder = ::open(parentName, O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0)
+        return fail(errno);
+    if (!exists)
+        return true;
+
+    target = openat(folder, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    struct stat status;
+    if (target < 0 || fstat(target, &status) != 0)
+        return fail(errno);
+    if (!isSameFile(status, old)) // a link of /proc to a file that has no name any more
+        return fail(ENOENT);
+    return true;
+}
+
+/// Gives the new content the first name that is free, by \p create.
+template <typename Create>
+bool FileReplacement::State::makeNamed(const Create &create)
+{
+    const FolderLock lock(folder);
+    const int most = 100;
+    for (int i = 0; i < most; ++i) {
+        const std::string candidate = savingName(name, i);
+        do {
+            if (create(candidate.c_str())) {
+                temporary = candidate;
+                return true;
+            }
+            if (errno != EEXIST)
+                return false;
+        } while (lock.isHeld() && removeLeftOver(folder, candidate));
+    }
+    errno = EEXIST;
+    return false;
+}
+
+/// Creates the file for the new content.
+bool FileReplacement::State::create()
+{
+    // Until it has the permissions of the old one, nobody else may read it.
+    const mode_t start =
+        exists ? S_IRUSR | S_IWUSR : S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    const bool canBeNamed = access(thisProcess, X_OK) == 0;
+    if (canBeNamed)
+        file = openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, start);
+    const bool isSupported =
+        file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT);
+    if (file >= 0)
+        flock(file, LOCK_EX | LOCK_NB); // for the moment in which it has a name of its own
+    else if (!canBeNamed || !isSupported)
+        makeNamed([&](const char *candidate) {
+            file = openat(folder, candidate, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, start);
+            if (file >= 0)
+                flock(file, LOCK_EX | LOCK_NB);
+            return file >= 0;
+        });
+    if (file >= 0)
+        return true;
+    if (!exists || old.st_size > 0)
+        return exists ? failInFolder(errno) : fail(errno);
+    // Nothing can be lost of an empty file.
+    isDirect = true;
+    file = target;
+    target = -1;
+    return true;
+}
+
+/// Copies the attributes that users set and the access control list. What the file system does not
+/// support, the old file does not have.
+static void copyExtendedAttributes(int from, int to)
+{
+    const std::string prefix = "user.";
+    char names[16384];
+    const ssize_t size = flistxattr(from, names, sizeof(names));
+    for (ssize_t at = 0; at < size;) {
+        const std::string attribute = names + at;
+        at += static_cast<ssize_t>(attribute.size()) + 1;
+        if (attribute.compare(0, prefix.size(), prefix) != 0 &&
+            attribute != "system.posix_acl_access")
+            continue;
+        char value[16384];
+        const ssize_t length = fgetxattr(from, attribute.c_str(), value, sizeof(value));
+        if (length >= 0)
+            (void)!fsetxattr(to, attribute.c_str(), value, static_cast<std::size_t>(length), 0);
+    }
+}
+
+/// Gives the new content owner, group and permissions. False, with errno set, when its permissions
+/// would be others.
+bool FileReplacement::State::keepAttributes()
+{
+    struct stat status;
+    if (fstat(file, &status) != 0)
+        return false;
+    const mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
+    mode_t wanted = mode;
+    if (exists) {
+        // As after every change of its content, it is not run as another user.
+        if (wanted == 0)
+            wanted = old.st_mode & (permissions | S_ISVTX);
+        const bool isSameOwner = status.st_uid == old.st_uid && status.st_gid == old.st_gid;
+        if (!isSameOwner && fchown(file, old.st_uid, old.st_gid) != 0 &&
+            fchown(file, static_cast<uid_t>(-1), old.st_gid) != 0)
+            wanted = (wanted & ~mode_t(S_IRWXG)) | (wanted & S_IRWXO) << 3;
+        copyExtendedAttributes(target, file);
+    }
+    if (wanted == 0 || (status.st_mode & ~mode_t(S_IFMT)) == wanted)
+        return true;
+    return fchmod(file, wanted) == 0;
+}
+
+bool FileReplacement::State::finishDirectly(bool flush)
+{
+    if (flush && S_ISREG(old.st_mode) && !flushToDisk(file))
+        return fail(errno);
+    const int written = file;
+    file = -1;
+    return close(written) == 0 || fail(errno);
+}
+
+/// Copies the new content into the old file.
+bool FileReplacement::State::overwrite(bool flush)
+{
+    struct stat status;
+    if (fstat(file, &status) != 0)
+        return fail(errno);
+    const off_t size = status.st_size;
+    if (size > 0 && fallocate(target, FALLOC_FL_KEEP_SIZE, 0, size) != 0 && errno != EOPNOTSUPP &&
+        errno != ENOSYS)
+        return fail(errno);
+    char block[65536];
+    for (off_t at = 0; at < size;) {
+        const ssize_t count = uninterrupted([&] { return pread(file, block, sizeof(block), at); });
+        const ssize_t written = count <= 0 ? count : uninterrupted([&] {
+            return pwrite(target, block, static_cast<std::size_t>(count), at);
+        });
+        if (written <= 0)
+            return fail(written < 0 ? errno : EIO);
+        at += written;
+    }
+    if (ftruncate(target, size) != 0 || (mode != 0 && fchmod(target, mode) != 0))
+        return fail(errno);
+    return !flush || flushToDisk(target) || fail(errno, Problem::NotConfirmed);
+}
+
+/// Gives the new content the name of the target.
+bool FileReplacement::State::replace()
+{
+    const std::string nameless = thisProcess + std::to_string(file);
+    const auto giveName = [&](const char *newName) {
+        return linkat(AT_FDCWD, nameless.c_str(), folder, newName, AT_SYMLINK_FOLLOW) == 0;
+    };
+    if (temporary.empty() && !exists) {
+        if (giveName(name.c_str()))
+            return true;
+        if (errno != EEXIST)
+            return failInFolder(errno);
+    }
+    if (temporary.empty() && !makeNamed(giveName))
+        return failInFolder(errno);
+    if (renameat(folder, temporary.c_str(), folder, name.c_str()) != 0)
+        return failInFolder(errno);
+    temporary.clear();
+    return true;
+}
+
+FileReplacement::FileReplacement() : m_state(std::make_unique<State>()) {}
+
+FileReplacement::~FileReplacement() = default;
+
+bool FileReplacement::open(const std::string &path) { return m_state->open(path); }
+
+bool FileReplacement::write(const char *bytes, std::size_t size)
+{
+    if (m_state->problem != Problem::None)
+        return false;
+    while (size > 0) {
+        const ssize_t written = uninterrupted([&] { return ::write(m_state->file, bytes, size); });
+        if (written <= 0)
+            return m_state->fail(written < 0 ? errno : EIO);
+        bytes += written;
+        size -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+bool FileReplacement::takePermissions(const std::string &path)
+{
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0)
+        return m_state->fail(errno);
+    m_state->mode = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    return true;
+}
+
+bool FileReplacement::finish(bool flush)
+{
+    State &state = *m_state;
+    if (state.problem != Problem::None || state.file < 0)
+        return false;
+    if (state.isDirect)
+        return state.finishDirectly(flush);
+    if (!state.keepAttributes())
+        return state.fail(errno);
+    // A file system without files that have no name may report a full disk only now.
+    if ((flush || !state.temporary.empty()) && !flushToDisk(state.file))
+        return state.fail(errno);
+    struct stat status;
+    if (state.exists && fstat(state.target, &status) == 0 && status.st_nlink > 1)
+        return state.overwrite(flush);
+    if (!state.replace())
+        return false;
+    return !flush || flushToDisk(state.folder) || state.fail(errno, Problem::NotConfirmed);
+}
+
+FileReplacement::Problem FileReplacement::problem() const { return m_state->problem; }
+
+int FileReplacement::error() const { return m_state->error; }
+
+} // namespace Utils::Platform

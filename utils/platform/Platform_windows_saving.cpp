@@ -1,0 +1,266 @@
+#include "utils/platform/Platform.h"
+
+#include "utils/platform/Platform_windows_p.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+namespace Utils::Platform {
+
+FileFault fileFault(int error)
+{
+    switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+        return FileFault::Missing;
+    case EISDIR:
+        return FileFault::Folder;
+    case EACCES:
+    case EPERM:
+        return FileFault::NoRight;
+    case EROFS:
+        return FileFault::ReadOnly;
+    case ENOSPC:
+        return FileFault::Full;
+    case ENOMEM:
+        return FileFault::NoMemory;
+    default:
+        return FileFault::Other;
+    }
+}
+
+bool hasUtf8Paths() { return true; }
+
+/// The error number (errno) for the last error of the system.
+static int lastErrorNumber()
+{
+    switch (GetLastError()) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_NAME:
+        return ENOENT;
+    case ERROR_ACCESS_DENIED:
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_LOCK_VIOLATION:
+        return EACCES;
+    case ERROR_WRITE_PROTECT:
+        return EROFS;
+    case ERROR_DISK_FULL:
+    case ERROR_HANDLE_DISK_FULL:
+        return ENOSPC;
+    case ERROR_NOT_ENOUGH_MEMORY:
+    case ERROR_OUTOFMEMORY:
+        return ENOMEM;
+    case ERROR_FILE_EXISTS:
+    case ERROR_ALREADY_EXISTS:
+        return EEXIST;
+    default:
+        return EIO;
+    }
+}
+
+/// The folder of \p path, with its separator, or "" for the current one.
+static std::wstring folderOf(const std::wstring &path)
+{
+    return path.substr(0, path.find_last_of(L"/\\") + 1);
+}
+
+/// The name number \p number, for the new content of the file \p target in the same folder.
+static std::wstring savingName(const std::wstring &target, int number)
+{
+    std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+    for (const wchar_t unit : target)
+        hash = (hash ^ unit) * 0x100000001b3;
+    char text[64];
+    std::snprintf(text, sizeof(text), ".kelm-saving-%08x%08x", static_cast<unsigned>(hash >> 32),
+                  static_cast<unsigned>(hash));
+    const std::wstring name = toWide(text);
+    return number == 0 ? name : name + L'-' + std::to_wstring(number);
+}
+
+struct FileReplacement::State
+{
+    ~State()
+    {
+        closeFile();
+        if (!temporary.empty())
+            DeleteFileW(temporary.c_str());
+    }
+
+    /// Stores why a call of the system failed. Returns false.
+    bool fail(int newError, Problem newProblem = Problem::System)
+    {
+        problem = newProblem;
+        error = newError;
+        return false;
+    }
+
+    void closeFile()
+    {
+        if (file != INVALID_HANDLE_VALUE)
+            CloseHandle(file);
+        file = INVALID_HANDLE_VALUE;
+    }
+
+    bool open(const std::string &givenPath);
+    bool create();
+    bool overwrite(bool flush);
+    bool replace();
+
+    Problem problem = Problem::None;
+    int error = 0;
+    bool isDirect = false; // written in place at once
+    bool exists = false;
+    bool hasOtherNames = false;
+    std::wstring path;      // of the target
+    std::wstring temporary; // path of the new content, "" while there is none
+    HANDLE file = INVALID_HANDLE_VALUE;
+};
+
+bool FileReplacement::State::open(const std::string &givenPath)
+{
+    if (givenPath.empty() || givenPath.find('\0') != std::string::npos)
+        return fail(ENOENT);
+    const std::optional<std::string> resolved = canonicalPath(givenPath);
+    path = toWide(resolved && !resolved->empty() ? *resolved : givenPath);
+    const EntryStatus status = entryStatus(givenPath, /*followLinks=*/true);
+    if (status.entry == Entry::Folder)
+        return fail(EISDIR);
+    exists = status.entry != Entry::Missing;
+    if (!exists)
+        return create();
+
+    // Shows whether the user may write it, and whether it is a file.
+    const HANDLE old = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                   nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (old == INVALID_HANDLE_VALUE)
+        return fail(lastErrorNumber());
+    if (GetFileType(old) != FILE_TYPE_DISK) {
+        isDirect = true;
+        file = old;
+        return true;
+    }
+    BY_HANDLE_FILE_INFORMATION information = {};
+    hasOtherNames = GetFileInformationByHandle(old, &information) && information.nNumberOfLinks > 1;
+    CloseHandle(old);
+    return create();
+}
+
+/// Creates the file for the new content under the first name that is free. Nobody else can remove
+/// the file while it is open, so one that can be removed is left over.
+bool FileReplacement::State::create()
+{
+    const std::wstring folder = folderOf(path);
+    const std::wstring name = path.substr(folder.size());
+    const int most = 100;
+    for (int i = 0; i < most; ++i) {
+        const std::wstring candidate = folder + savingName(name, i);
+        do {
+            file = CreateFileW(candidate.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                               CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+            if (file != INVALID_HANDLE_VALUE) {
+                temporary = candidate;
+                return true;
+            }
+            if (lastErrorNumber() == EACCES && exists)
+                return fail(EACCES, Problem::Folder);
+            if (lastErrorNumber() != EEXIST)
+                return fail(lastErrorNumber());
+        } while (DeleteFileW(candidate.c_str()));
+    }
+    return fail(EEXIST);
+}
+
+/// Copies the new content into the old file, after space for it is set aside.
+bool FileReplacement::State::overwrite(bool flush)
+{
+    const HANDLE old = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+                                   FILE_ATTRIBUTE_NORMAL, nullptr);
+    LARGE_INTEGER size = {};
+    const LARGE_INTEGER start = {};
+    FILE_ALLOCATION_INFO room = {};
+    bool isWritten = old != INVALID_HANDLE_VALUE && GetFileSizeEx(file, &size) &&
+                     SetFilePointerEx(file, start, nullptr, FILE_BEGIN);
+    if (isWritten) {
+        room.AllocationSize = size;
+        isWritten = SetFileInformationByHandle(old, FileAllocationInfo, &room, sizeof(room));
+    }
+    char block[65536];
+    DWORD count = 0;
+    while (isWritten && (isWritten = ReadFile(file, block, sizeof(block), &count, nullptr)) &&
+           count > 0)
+    {
+        DWORD written = 0;
+        isWritten = WriteFile(old, block, count, &written, nullptr) && written == count;
+    }
+    isWritten = isWritten && SetEndOfFile(old) && (!flush || FlushFileBuffers(old));
+    const int number = isWritten ? 0 : lastErrorNumber();
+    if (old != INVALID_HANDLE_VALUE)
+        CloseHandle(old);
+    return isWritten || fail(number);
+}
+
+bool FileReplacement::State::replace()
+{
+    closeFile();
+    // Keeps the attributes and the access control list of the old file.
+    const bool isReplaced =
+        (exists && ReplaceFileW(path.c_str(), temporary.c_str(), nullptr,
+                                REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr, nullptr)) ||
+        MoveFileExW(temporary.c_str(), path.c_str(),
+                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    if (!isReplaced)
+        return fail(lastErrorNumber());
+    temporary.clear();
+    return true;
+}
+
+FileReplacement::FileReplacement() : m_state(std::make_unique<State>()) {}
+
+FileReplacement::~FileReplacement() = default;
+
+bool FileReplacement::open(const std::string &path) { return m_state->open(path); }
+
+bool FileReplacement::write(const char *bytes, std::size_t size)
+{
+    if (m_state->problem != Problem::None)
+        return false;
+    const std::size_t largest = 1 << 30;
+    while (size > 0) {
+        DWORD written = 0;
+        const DWORD wanted = static_cast<DWORD>(std::min(size, largest));
+        if (!WriteFile(m_state->file, bytes, wanted, &written, nullptr))
+            return m_state->fail(lastErrorNumber());
+        if (written == 0)
+            return m_state->fail(ENOSPC);
+        bytes += written;
+        size -= written;
+    }
+    return true;
+}
+
+bool FileReplacement::takePermissions(const std::string &) { return true; }
+
+bool FileReplacement::finish(bool flush)
+{
+    State &state = *m_state;
+    if (state.problem != Problem::None || state.file == INVALID_HANDLE_VALUE)
+        return false;
+    if (state.isDirect) {
+        state.closeFile();
+        return true;
+    }
+    if (flush && !FlushFileBuffers(state.file))
+        return state.fail(lastErrorNumber());
+    return state.hasOtherNames ? state.overwrite(flush) : state.replace();
+}
+
+FileReplacement::Problem FileReplacement::problem() const { return m_state->problem; }
+
+int FileReplacement::error() const { return m_state->error; }
+
+} // namespace Utils::Platform
