@@ -231,10 +231,10 @@ public:
     ///   contents are on the disk and space for them is reserved. A kill or a power failure during
     ///   that copy leaves it incomplete; a full disk does not.
     /// - Devices and pipes are written directly.
-    /// - A kill between the last two steps, which take microseconds, may leave a hidden file
-    ///   ".kelm-saving-" with a number beside the file, and on file systems that have no files
-    ///   without a name, such as network drives, a kill during the whole call. The next call for
-    ///   the same file removes it.
+    /// - A kill leaves no other file on file systems that have files without a name, as those of
+    ///   local disks do. On others, such as network drives, and when all processes of a group are
+    ///   killed at once within microseconds, a hidden file ".kelm-saving-" with a number stays
+    ///   beside the file. The next call for the same file removes it.
     static bool writeSafely(const Data::String &path, const Data::String &text);
     static bool writeSafely(const Data::String &path, const char *text);
 

@@ -117,9 +117,11 @@ bool hasUtf8Paths();
 ///   folder in which the user may not create files.
 /// - A disk, and a file with contents in such a folder, are refused.
 ///
-/// Where files without a name are not supported, as on most network drives, or between the last
-/// two steps, a kill leaves a file ".kelm-saving-" with a number in the folder. The next
-/// replacement of the same file removes it. One of a process that still runs is locked and stays.
+/// A file without a name gets that of the target by way of another one. A process of its own does
+/// this, in microseconds, so that a kill of this process leaves nothing. A kill of a whole group,
+/// a power failure, and any kill where files without a name are not supported, as on most network
+/// drives, may leave a file ".kelm-saving-" with a number in the folder. The next replacement of
+/// the same file removes it. One of a process that still runs is locked and stays.
 class FileReplacement
 {
 public:

@@ -2,12 +2,15 @@
 
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <ctime>
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -57,11 +60,6 @@ static bool followLinks(std::string &path)
     }
     errno = ELOOP;
     return false;
-}
-
-static bool isSameFile(const struct stat &left, const struct stat &right)
-{
-    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
 /// Calls \p task until no signal interrupts it.
@@ -144,6 +142,62 @@ static bool removeLeftOver(int folder, const std::string &name)
     const bool isRemoved = isLeftOver && unlinkat(folder, name.c_str(), 0) == 0;
     close(file);
     return isRemoved;
+}
+
+/// Calls \p task in a process of its own, which shares the memory of this one, while the calling
+/// thread waits: a kill of this process does not end the task. Where no process can be started,
+/// calls it in this one. \p task calls only functions that are allowed after vfork().
+static void callApart(int (*task)(void *), void *argument)
+{
+    alignas(16) char stack[32768];
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all); // handlers of signals must not run in the other process
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    // Without a signal at its end: the host neither receives one nor waits for this process.
+    const pid_t child = clone(task, stack + sizeof(stack), CLONE_VM | CLONE_VFORK, argument);
+    if (child < 0)
+        task(argument);
+    else
+        uninterrupted([&] { return waitpid(child, nullptr, __WCLONE); });
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+namespace {
+
+/// How a file without a name gets the name of another one, which needs a name in between.
+struct Renaming
+{
+    const char *nameless; // its path in /proc
+    int folder;
+    const char *between;
+    const char *target;
+    int error; // of the system, 0 after success
+};
+
+} // namespace
+
+#if defined(__has_attribute)
+#if __has_attribute(no_sanitize)
+__attribute__((no_sanitize("address", "undefined"))) // it has a stack that is freed after it
+#endif
+#endif
+static int
+renameNameless(void *argument)
+{
+    auto *const renaming = static_cast<Renaming *>(argument);
+    if (linkat(AT_FDCWD, renaming->nameless, renaming->folder, renaming->between,
+               AT_SYMLINK_FOLLOW) != 0)
+    {
+        renaming->error = errno;
+        return 0;
+    }
+    const bool isRenamed =
+        renameat(renaming->folder, renaming->between, renaming->folder, renaming->target) == 0;
+    renaming->error = isRenamed ? 0 : errno;
+    if (!isRenamed)
+        unlinkat(renaming->folder, renaming->between, 0);
+    return 0;
 }
 
 struct FileReplacement::State
@@ -234,12 +288,12 @@ bool FileReplacement::State::openTarget(std::string path)
         return true;
 
     target = openat(folder, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    struct stat status;
-    if (target < 0 || fstat(target, &status) != 0)
+    exists = target >= 0 || errno != ENOENT; // it may have been removed meanwhile, or replaced
+    if (!exists)
+        return true;
+    if (target < 0 || fstat(target, &old) != 0)
         return fail(errno);
-    if (!isSameFile(status, old)) // a link of /proc to a file that has no name any more
-        return fail(ENOENT);
-    return true;
+    return S_ISREG(old.st_mode) || fail(EINVAL);
 }
 
 /// Gives the new content the first name that is free, by \p create.
@@ -375,22 +429,27 @@ bool FileReplacement::State::overwrite(bool flush)
 /// Gives the new content the name of the target.
 bool FileReplacement::State::replace()
 {
+    if (!temporary.empty()) {
+        if (renameat(folder, temporary.c_str(), folder, name.c_str()) != 0)
+            return failInFolder(errno);
+        temporary.clear();
+        return true;
+    }
     const std::string nameless = thisProcess + std::to_string(file);
-    const auto giveName = [&](const char *newName) {
-        return linkat(AT_FDCWD, nameless.c_str(), folder, newName, AT_SYMLINK_FOLLOW) == 0;
-    };
-    if (temporary.empty() && !exists) {
-        if (giveName(name.c_str()))
+    if (!exists) {
+        if (linkat(AT_FDCWD, nameless.c_str(), folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0)
             return true;
         if (errno != EEXIST)
             return failInFolder(errno);
     }
-    if (temporary.empty() && !makeNamed(giveName))
-        return failInFolder(errno);
-    if (renameat(folder, temporary.c_str(), folder, name.c_str()) != 0)
-        return failInFolder(errno);
-    temporary.clear();
-    return true;
+    const bool isReplaced = makeNamed([&](const char *between) {
+        Renaming renaming = {nameless.c_str(), folder, between, name.c_str(), EIO};
+        callApart(&renameNameless, &renaming);
+        errno = renaming.error;
+        return renaming.error == 0;
+    });
+    temporary.clear(); // it has the name of the target now
+    return isReplaced || failInFolder(errno);
 }
 
 FileReplacement::FileReplacement() : m_state(std::make_unique<State>()) {}

@@ -1,5 +1,6 @@
 #include "utils/strings/StringTable.h"
 
+#include "utils/base/LastError_p.h"
 #include "utils/base/ReplaceAll_p.h"
 #include "utils/files/File.h"
 #include "utils/strings/StringTable_p.h"
@@ -61,6 +62,7 @@ static void readStrings(const QDomElement &parent, CatalogueTable &table, TextsB
 
 bool readStringTable(CatalogueTable &table, const Data::String &name, const Data::String &language)
 {
+    const LastError::Apart apart; // or the texts of a reason could not be loaded without losing it
     Data::String path = File::findResource(name, "_" + language + ".xml");
     // The current language decides, even when another one was requested.
     if (path.isEmpty() && catalogue->language != QLatin1String("en"))

@@ -133,6 +133,8 @@ static bool parse(QFile &file, QDomDocument &document, Data::String &error)
     }
     // The parser treats any position where nothing more can be read as the end. The content before
     // an unreadable block may be a valid document by chance.
+    if (!isRead && file.error() != QFile::NoError)
+        LastError::cannotRead(file);
     file.unsetError();
     if (isRead && (!file.read(1).isEmpty() || file.error() != QFile::NoError)) {
         isRead = false;

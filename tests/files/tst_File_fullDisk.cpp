@@ -1,0 +1,209 @@
+// Safe writing on a disk of 2 MiB that fills at each page of the new content, in a mount namespace
+// of its own.
+
+#include "utils/KelmUtils.h"
+
+#include "tests/support/Files.h"
+#include "tests/support/Print.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cerrno>
+#include <functional>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+using Data::String;
+using Utils::File;
+
+using Write = std::function<bool(const QString &, int version)>;
+Q_DECLARE_METATYPE(Write)
+
+static const int rows = 3000;
+
+static QString row(int version, int number)
+{
+    return QStringLiteral("%1 %2 ").arg(version).arg(number) + QString(80, QLatin1Char('x'));
+}
+
+static QStringList text(int version)
+{
+    QStringList all;
+    for (int i = 0; i < rows; ++i)
+        all.append(row(version, i));
+    return all;
+}
+
+static bool saveTags(const QString &path, int version)
+{
+    Utils::TagFile file;
+    for (int i = 0; i < rows; ++i)
+        file.addTag("row", "").add("text", String(row(version, i)));
+    String error;
+    return file.save(path, error);
+}
+
+static bool streamTags(const QString &path, int version)
+{
+    Utils::TagFile file;
+    String error;
+    if (!file.open(path, error))
+        return false;
+    for (int i = 0; i < rows; ++i)
+        file.writeTag("row", "", false).writeProperty("text", row(version, i));
+    file.close();
+    return File::lastError().isEmpty();
+}
+
+static bool writeDocument(const QString &path, int version)
+{
+    Utils::Xml::Document document("Model", Utils::Xml::Document::Normal, 1.0);
+    QDomElement root = document.createElement("model");
+    for (int i = 0; i < rows; ++i) {
+        QDomElement element = document.createElement("row");
+        element.setAttribute("text", row(version, i));
+        root.appendChild(element);
+    }
+    document.appendChild(root);
+    return document.write(path);
+}
+
+static bool writeTable(const QString &path, int version)
+{
+    Utils::CSVTable table(";");
+    for (int i = 0; i < rows; ++i)
+        table.appendData(QStringList(row(version, i)));
+    return table.write(path);
+}
+
+static QByteArray contentsOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("cannot be opened");
+}
+
+class tst_File_fullDisk : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_folder;
+    bool m_isMounted = false;
+
+    /// Fills the disk until only \p pages pages are free.
+    static void fillUp(const QString &path, long pages)
+    {
+        const int file = open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT, 0600);
+        struct statvfs disk = {};
+        fstatvfs(file, &disk);
+        const long taken = static_cast<long>(disk.f_bfree) - pages;
+        if (taken > 0 && posix_fallocate(file, 0, taken * static_cast<long>(disk.f_bsize)) != 0)
+            QFAIL("the disk cannot be filled");
+        close(file);
+    }
+
+    QStringList entries() const
+    {
+        return QDir(m_folder.path())
+            .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        const QByteArray folder = QFile::encodeName(m_folder.path());
+        if (unshare(CLONE_NEWNS) != 0 ||
+            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("none", folder.constData(), "tmpfs", 0, "size=2m") != 0)
+            QSKIP("a disk cannot be mounted here");
+        m_isMounted = true;
+        File::setSafeWriting(true);
+    }
+
+    void cleanupTestCase()
+    {
+        File::setSafeWriting(false);
+        if (m_isMounted)
+            umount(QFile::encodeName(m_folder.path()).constData());
+    }
+
+    void losesNothing_data()
+    {
+        QTest::addColumn<Write>("write");
+        QTest::newRow("writeSafely") << Write([](const QString &path, int version) {
+            return File::writeSafely(path, text(version));
+        });
+        QTest::newRow("write") << Write(
+            [](const QString &path, int version) { return File::write(path, text(version)); });
+        QTest::newRow("writeRaw") << Write([](const QString &path, int version) {
+            return File::writeRaw(path, text(version).join('\n').toUtf8());
+        });
+        QTest::newRow("TagFile::save") << Write(&saveTags);
+        QTest::newRow("TagFile::open") << Write(&streamTags);
+        QTest::newRow("Document::write") << Write(&writeDocument);
+        QTest::newRow("CSVTable::write") << Write(&writeTable);
+    }
+
+    void losesNothing()
+    {
+        QFETCH(Write, write);
+        const QString file = m_folder.filePath("file");
+        QVERIFY(write(file, 1));
+        const QByteArray old = contentsOf(file);
+        QVERIFY(old.size() > 250000);
+        const long pages = old.size() / 4096 + 4;
+
+        int failures = 0;
+        for (long room = 0; room <= pages; ++room) {
+            fillUp(m_folder.filePath("filler"), room);
+            const bool isWritten = write(file, 2);
+            const String reason = File::lastError();
+            const QByteArray found = contentsOf(file);
+            QVERIFY(QFile::remove(m_folder.filePath("filler")));
+
+            QCOMPARE(entries(), QStringList("file"));
+            if (isWritten) {
+                QCOMPARE(found.size(), old.size());
+                QVERIFY(found != old);
+                QVERIFY(write(file, 1));
+            } else {
+                ++failures;
+                QCOMPARE(found, old);
+                QCOMPARE(reason, String(".Kelm.Utils.err.diskfull"));
+            }
+        }
+        QVERIFY2(failures >= pages - 6, QByteArray::number(failures));
+        QVERIFY(failures <= pages);
+    }
+
+    void losesNothingOfAFileWithTwoNames()
+    {
+        const QString file = m_folder.filePath("file");
+        const QString other = m_folder.filePath("other");
+        QVERIFY(File::writeSafely(file, QByteArray(300000, '1')));
+        QVERIFY(link(QFile::encodeName(file), QFile::encodeName(other)) == 0);
+        for (long room = 0; room < 180; ++room) {
+            fillUp(m_folder.filePath("filler"), room);
+            const bool isWritten = File::writeSafely(file, QByteArray(600000, '2'));
+            const QByteArray found = contentsOf(other);
+            QVERIFY(QFile::remove(m_folder.filePath("filler")));
+
+            QCOMPARE(isWritten, false); // the new content is held twice for a moment
+            QCOMPARE(found, QByteArray(300000, '1'));
+            QCOMPARE(contentsOf(file), QByteArray(300000, '1'));
+        }
+        QVERIFY(File::writeSafely(file, QByteArray(600000, '2')));
+        QCOMPARE(contentsOf(other), QByteArray(600000, '2'));
+        QVERIFY(QFile::remove(other));
+        QVERIFY(QFile::remove(file));
+    }
+};
+
+QTEST_MAIN(tst_File_fullDisk)
+#include "tst_File_fullDisk.moc"
