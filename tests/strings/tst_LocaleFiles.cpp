@@ -28,6 +28,13 @@ static const struct
     {"Kelm.Framework", ".msg.plusmore",       "%1",    nullptr}, // number
     {"Kelm.Utils",     ".err.fileread",       "%1",    nullptr}, // path
     {"Kelm.Utils",     ".err.filewrite",      "%1",    nullptr}, // path
+    {"Kelm.Utils",     ".err.decode",         "%1 %2", nullptr}, // path, encoding
+    {"Kelm.Utils",     ".err.decodeText",     "%1",    nullptr}, // encoding
+    {"Kelm.Utils",     ".err.encode",         "%1 %2", nullptr}, // path, encoding
+    {"Kelm.Utils",     ".err.encoding",       "%1",    nullptr}, // name
+    {"Kelm.Utils",     ".err.filesize",       "%1",    nullptr}, // path
+    {"Kelm.Utils",     ".err.lineEncoding",   "%1 %2", nullptr}, // path, encoding
+    {"Kelm.Utils",     ".err.tooManyRows",    "%1 %2", nullptr}, // path, number
     {"Kelm.Utils",     ".msg.scriptRunning",  "%1",    nullptr}, // path
     {"Kelm.Utils",     ".msg.scriptRun",      "",      nullptr},
     {"Kelm.Utils",     ".err.scriptRun",      "%1 %2", nullptr}, // exit status, message

@@ -314,6 +314,52 @@ public:
     /// formats is requested from Qt once in the process.
     static bool isSupportedImage(const Data::String &path);
 
+    // Encodings: texts of other programs. An encoding has the name that QTextCodec has for it, such
+    // as "windows-1252", "ISO-8859-15", "Shift_JIS" or "UTF-16LE".
+
+    /// The encoding of the text in a file, as far as its bytes tell:
+    ///
+    ///     a byte order mark                     the encoding of the mark
+    ///     every second byte of ASCII is zero    "UTF-16LE", "UTF-16BE" or UTF-32; a guess
+    ///     valid UTF-8                           "UTF-8"; a guess when fewer than four characters
+    ///                                           are outside ASCII, or with zero bytes or escapes
+    ///     other bytes                           the fallback encoding; a guess
+    ///
+    /// Plain ASCII, and an empty file, are "UTF-8" and no guess, because they read the same in all
+    /// other encodings. A mark and zero bytes are found in the first 64 KiB; a file is read up to
+    /// the first byte that is not valid UTF-8.
+    ///
+    /// \p isGuess, if not null, is set to whether the result may be wrong: an encoding in which
+    /// every byte has a meaning cannot be distinguished from another one of that kind. "" when the
+    /// file cannot be read.
+    static Data::String encoding(const Data::String &path, bool *isGuess = nullptr);
+
+    /// The same for the bytes of a text.
+    static Data::String encodingOf(const QByteArray &bytes, bool *isGuess = nullptr);
+
+    /// Sets the encoding of texts that are neither UTF-8 nor UTF-16 nor UTF-32, "windows-1252" at
+    /// first, in the whole process. False when there is no encoding of that name.
+    static bool setFallbackEncoding(const Data::String &name);
+    static Data::String fallbackEncoding();
+
+    /// The whole text of a file in an encoding, or with "auto" in its encoding(). A byte order mark
+    /// of the encoding is removed. "UTF-16" and "UTF-32" without an order follow the mark; without
+    /// a mark they are little-endian.
+    ///
+    /// The result is "" when the file cannot be read, is too large, or has bytes that are not valid
+    /// in the encoding; lastError() tells which. Each byte is valid in windows-1252: the five that
+    /// it does not define are the control characters U+0081, U+008D, U+008F, U+0090 and U+009D. An
+    /// address is not loaded.
+    static Data::String read(const Data::String &path, const Data::String &encoding);
+
+    /// Replaces the contents of a file by \p text in an encoding, as writeRaw() does. A byte order
+    /// mark is written for "UTF-16" and "UTF-32" only.
+    ///
+    /// False, with the file unchanged, when the file cannot be opened, when there is no encoding of
+    /// that name, and when \p text has a character that the encoding does not have.
+    static bool write(const Data::String &path, const Data::String &text,
+                      const Data::String &encoding);
+
     // Trees: copy, move, remove and create
 
     // Hidden entries, broken links, sockets and pipes in a folder are ignored, so a folder that

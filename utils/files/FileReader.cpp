@@ -1,7 +1,10 @@
 #include "utils/files/FileReader.h"
 
+#include "utils/base/Encoding_p.h"
 #include "utils/base/FileName_p.h"
 #include "utils/base/Utf8_p.h"
+#include "utils/catalogue/LastError_p.h"
+#include "utils/files/File.h"
 
 #include <QFile>
 #include <QTextCodec>
@@ -155,10 +158,13 @@ static std::size_t markSize(const LineBytes &bytes)
 class FileReaderPrivate
 {
 public:
+    bool open(const QString &path);
+    bool setEncoding(const QString &path, const QString &name);
     bool isAtEnd() const;
     bool read(Data::String &line);
 
     QFile file;
+    Encoding encoding; // invalid for UTF-8
     LineBytes bytes{file};
     QTextStream stream;
     bool isStream = false; // that reads the lines, and not the bytes
@@ -168,6 +174,7 @@ public:
 
 private:
     bool isCutOff() const;
+    void decode(const char *begin, std::size_t size, qint64 position, QString &line) const;
     bool readBytes(Data::String &line);
     bool readSpecial(LineBytes::Outcome outcome, std::size_t size, bool isFirst,
                      Data::String &line);
@@ -189,7 +196,7 @@ bool FileReaderPrivate::isAtEnd() const
 bool FileReaderPrivate::isCutOff() const
 {
     const std::size_t longest = 3; // which is a part
-    if (bytes.size() > longest || bytes.position() == 0 || !file.atEnd())
+    if (encoding.isValid() || bytes.size() > longest || bytes.position() == 0 || !file.atEnd())
         return false;
     const qint64 last = bytes.position() + static_cast<qint64>(bytes.size()) - 1;
     return bytes.position() > last - last % streamPiece &&
@@ -215,9 +222,18 @@ bool FileReaderPrivate::readBytes(Data::String &line)
     const LineBytes::Outcome outcome = bytes.find(size);
     if (isFirst || outcome != LineBytes::Outcome::Found)
         return readSpecial(outcome, size, isFirst, line);
-    decodeLine(bytes.begin(), size, bytes.position(), line);
+    decode(bytes.begin(), size, bytes.position(), line);
     bytes.skip(size);
     return true;
+}
+
+void FileReaderPrivate::decode(const char *begin, std::size_t size, qint64 position,
+                               QString &line) const
+{
+    if (encoding.isValid())
+        line = encoding.toText(begin, begin + size - lineEndSize(begin, size));
+    else
+        decodeLine(begin, size, position, line);
 }
 
 /// Reads the first line, one without an end, or one that is very long.
@@ -225,10 +241,11 @@ bool FileReaderPrivate::readSpecial(LineBytes::Outcome outcome, std::size_t size
                                     Data::String &line)
 {
     const int start = static_cast<int>(std::min<std::size_t>(bytes.size(), 4));
-    if (isFirst && startsWithWideMark(QByteArray::fromRawData(bytes.begin(), start)))
+    const bool isUtf8 = !encoding.isValid();
+    if (isUtf8 && isFirst && startsWithWideMark(QByteArray::fromRawData(bytes.begin(), start)))
         return startStream() && readStream(line);
 
-    const std::size_t mark = markSize(bytes);
+    const std::size_t mark = isUtf8 ? markSize(bytes) : 0;
     switch (outcome) {
     case LineBytes::Outcome::Failed:
         isBroken = true;
@@ -247,8 +264,8 @@ bool FileReaderPrivate::readSpecial(LineBytes::Outcome outcome, std::size_t size
         break;
     }
     const std::size_t skipped = isFirst ? mark : 0;
-    decodeLine(bytes.begin() + skipped, size - skipped,
-               bytes.position() + static_cast<qint64>(skipped), line);
+    decode(bytes.begin() + skipped, size - skipped, bytes.position() + static_cast<qint64>(skipped),
+           line);
     bytes.skip(size);
     return true;
 }
@@ -263,8 +280,8 @@ bool FileReaderPrivate::startStream()
         return false;
     }
     stream.setDevice(&file);
-    stream.setCodec("UTF-8");
-    stream.setAutoDetectUnicode(position == 0);
+    stream.setCodec(encoding.isValid() ? encoding.name().toLatin1().constData() : "UTF-8");
+    stream.setAutoDetectUnicode(position == 0 && !encoding.isValid());
     return true;
 }
 
@@ -278,16 +295,60 @@ bool FileReaderPrivate::readStream(Data::String &line)
     return !isBroken && (isRead || stream.atEnd());
 }
 
+bool FileReaderPrivate::open(const QString &path)
+{
+    file.setFileName(path);
+    return isName(path) && file.open(QIODevice::ReadOnly);
+}
+
+/// Sets the encoding of the open file. False when there is none of that name, or when the file
+/// cannot be read to find it.
+bool FileReaderPrivate::setEncoding(const QString &path, const QString &name)
+{
+    constexpr qint64 largestPeek = 64 * 1024;
+    QString found = name;
+    if (name == QLatin1String("auto"))
+        found =
+            file.isSequential() ? File::encodingOf(file.peek(largestPeek)) : File::encoding(path);
+    const Encoding named(found);
+    if (!named.isValid())
+        return found.isEmpty() ? false : LastError::set(".err.encoding", {name});
+    if (named.isUtf8())
+        return true;
+    encoding = named;
+    isStream = !named.keepsLinesAndFields('\n');
+    return true;
+}
+
 FileReader::FileReader(const Data::String &path) : d(std::make_unique<FileReaderPrivate>())
 {
-    d->file.setFileName(path);
-    if (!isName(path) || !d->file.open(QIODevice::ReadOnly))
-        return;
-    if (d->file.isSequential()) { // which cannot be read ahead
+    if (d->open(path) && d->file.isSequential()) { // which cannot be read ahead
         d->isStream = true;
         d->stream.setDevice(&d->file);
         d->stream.setCodec("UTF-8");
     }
+}
+
+FileReader::FileReader(const Data::String &path, const Data::String &encoding)
+    : d(std::make_unique<FileReaderPrivate>())
+{
+    LastError operation;
+    if (!d->open(path)) {
+        LastError::set(".err.fileread", {path});
+        return;
+    }
+    if (!d->setEncoding(path, encoding)) {
+        d->file.close();
+        return;
+    }
+    if (d->file.isSequential() || d->isStream) {
+        d->isStream = true;
+        d->stream.setDevice(&d->file);
+        d->stream.setCodec(d->encoding.isValid() ? d->encoding.name().toLatin1().constData()
+                                                 : "UTF-8");
+        d->stream.setAutoDetectUnicode(!d->encoding.isValid());
+    }
+    operation.succeeded();
 }
 
 FileReader::~FileReader() = default;

@@ -29,6 +29,11 @@ class KELMUTILS_EXPORT FileReader
 {
 public:
     explicit FileReader(const Data::String &path);
+
+    /// For a text in an encoding such as "windows-1252", or with "auto" in its File::encoding().
+    /// What is not valid in the encoding becomes U+FFFD. The file is not open, and
+    /// File::lastError() tells why, when there is no encoding of that name.
+    FileReader(const Data::String &path, const Data::String &encoding);
     virtual ~FileReader();
 
     FileReader(const FileReader &) = delete;

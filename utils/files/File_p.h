@@ -2,6 +2,8 @@
 
 #include "data/String.h"
 
+#include <QByteArray>
+
 namespace Utils {
 
 /// The folders that File::findResource() searches.
@@ -13,5 +15,20 @@ struct SearchPaths
 
 /// What File::read() returns for an "http://" address.
 QString readHttp(const QString &address);
+
+/// The text of a file, decoded.
+struct DecodedFile
+{
+    QByteArray utf8; ///< without a byte order mark
+    QString encoding;
+    bool isGuess = false;
+};
+
+/// Decodes the \p bytes of the file \p path, "" for bytes that are from no file, by the encoding of
+/// that name, or by the one that they seem to have for "auto". False, with a reason, when the name
+/// is not known, and when the bytes are not valid. Throws std::bad_alloc when the memory does not
+/// suffice.
+bool decodeFile(const QByteArray &bytes, const QString &path, const QString &encoding,
+                DecodedFile &decoded);
 
 } // namespace Utils

@@ -1,0 +1,430 @@
+// The encodings of texts that other programs wrote.
+
+#include "utils/files/File.h"
+#include "utils/files/FileReader.h"
+
+#include "tests/strings/Catalogue.h" // resetCatalogue
+#include "tests/support/Files.h"     // makeFile
+#include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
+#include "utils/strings/StringTable.h"
+
+#include <QTemporaryDir>
+#include <QTextCodec>
+#include <QtTest>
+
+#include <algorithm>
+
+using Data::String;
+using Utils::File;
+using Utils::FileReader;
+
+/// Bytes from a literal that may hold zero bytes.
+template <int size>
+static QByteArray bytes(const char (&literal)[size])
+{
+    return QByteArray(literal, size - 1);
+}
+
+static const QString german = QStringLiteral("Temperatur {\u00B0C};Kr\u00E4fte;\u20AC\n20;1,5;3\n");
+static const QString japanese = QStringLiteral("\u6E29\u5EA6,\u8377\u91CD\uFF71\uFF72\n20,1.5\n");
+
+/// How \p text looks in an encoding, as Qt writes it, without a mark.
+static QByteArray encoded(const QString &text, const QByteArray &encoding)
+{
+    if (encoding.startsWith("UTF-32")) { // which Qt writes with zero bytes that are too many
+        QByteArray bytes;
+        for (const uint code : text.toUcs4()) {
+            const char big[] = {0, char(code >> 16), char(code >> 8), char(code)};
+            bytes.append(big, 4);
+            if (encoding.endsWith("LE"))
+                std::reverse(bytes.end() - 4, bytes.end());
+        }
+        return bytes;
+    }
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    QTextCodec *const codec = QTextCodec::codecForName(encoding);
+    return codec->fromUnicode(text.constData(), text.size(), &state);
+}
+
+class tst_File_encoding : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        QVERIFY(m_folder.isValid());
+        File::setSearchPath(LIBRARY_RESOURCES, "");
+        Utils::StringTable::initialize("en", "", "");
+        QVERIFY(Utils::StringTable::load("Kelm.Utils"));
+    }
+
+    void cleanup()
+    {
+        File::setFallbackEncoding("windows-1252");
+        resetCatalogue();
+    }
+
+    void findsTheEncodingOfAFile_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<String>("encoding");
+        QTest::addColumn<bool>("isGuess");
+
+        const auto row = [](const char *name, const QByteArray &contents, const char *encoding,
+                            bool isGuess) {
+            QTest::newRow(name) << contents << String(encoding) << isGuess;
+        };
+        const bool certain = false;
+        const bool guess = true;
+        const QByteArray utf16Little = encoded(german, "UTF-16LE");
+        const QByteArray utf16Big = encoded(german, "UTF-16BE");
+        // clang-format off
+        row("nothing", "", "UTF-8", certain);
+        row("ASCII", "a,b\n1,2\n", "UTF-8", certain);
+        row("ASCII with an escape", "a\x1b[0m\n", "UTF-8", guess);
+        row("ASCII with a zero byte", bytes("plain text\0 and more of it\n"), "UTF-8", guess);
+        row("UTF-8 with a mark", "\xef\xbb\xbf" + german.toUtf8(), "UTF-8", certain);
+        row("a mark of UTF-8 alone", "\xef\xbb\xbf", "UTF-8", certain);
+        row("UTF-8", "\xc3\xa4\xc3\xb6\xc3\xbc\xe2\x82\xac", "UTF-8", certain);
+        row("UTF-8 with three characters", "\xc3\xa4\xc3\xb6\xe2\x82\xac", "UTF-8", guess);
+        row("windows-1252", encoded(german, "windows-1252"), "windows-1252", guess);
+        row("ISO-8859-15 taken for windows-1252", encoded(german, "ISO-8859-15"), "windows-1252", guess);
+        row("Shift-JIS taken for windows-1252", encoded(japanese, "Shift_JIS"), "windows-1252", guess);
+        row("windows-1252 taken for UTF-8", "\xc3\xa9", "UTF-8", guess);
+        row("a sequence of UTF-8 cut off", "abc \xe2\x82", "windows-1252", guess);
+        row("an invalid sequence of UTF-8", "abc \xed\xa0\x80", "windows-1252", guess);
+        row("UTF-16 with a mark, little", "\xff\xfe" + utf16Little, "UTF-16LE", certain);
+        row("UTF-16 with a mark, big", "\xfe\xff" + utf16Big, "UTF-16BE", certain);
+        row("UTF-16, little", utf16Little, "UTF-16LE", guess);
+        row("UTF-16, big", utf16Big, "UTF-16BE", guess);
+        row("UTF-16 of Japanese, little", encoded(japanese, "UTF-16LE"), "UTF-16LE", guess);
+        row("UTF-16 of Japanese, big", encoded(japanese, "UTF-16BE"), "UTF-16BE", guess);
+        row("UTF-16 of a smile", encoded(QStringLiteral("a \U0001F600\n"), "UTF-16BE"), "UTF-16BE", guess);
+        row("UTF-16 cut off", utf16Little.chopped(1), "windows-1252", guess);
+        row("UTF-16 cut off in ASCII", encoded("abc\n", "UTF-16LE").chopped(1), "UTF-8", guess);
+        row("UTF-32 with a mark", bytes("\xff\xfe\0\0") + encoded(german, "UTF-32LE"), "UTF-32LE", certain);
+        row("UTF-32, little", encoded(german, "UTF-32LE"), "UTF-32LE", guess);
+        row("UTF-32, big", encoded(german, "UTF-32BE"), "UTF-32BE", guess);
+        row("a program", bytes("\x7f""ELF\2\1\1\0\0\0\0\0\xff\xfe\x90\x91"), "windows-1252", guess);
+        row("zero bytes", QByteArray(100, '\0'), "UTF-8", guess);
+        // clang-format on
+    }
+
+    void findsTheEncodingOfAFile()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(String, encoding);
+        QFETCH(bool, isGuess);
+        const String path = makeFile(m_folder.filePath("file"), contents);
+
+        bool isGuessOfFile = !isGuess;
+        QCOMPARE(File::encoding(path, &isGuessOfFile), encoding);
+        bool isGuessOfBytes = !isGuess;
+        QCOMPARE(File::encodingOf(contents, &isGuessOfBytes), encoding);
+
+        QCOMPARE(isGuessOfFile, isGuess);
+        QCOMPARE(isGuessOfBytes, isGuess);
+        QCOMPARE(File::encoding(path), encoding);
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void findsUtf8AcrossThePiecesOfAFile_data()
+    {
+        QTest::addColumn<QByteArray>("end");
+        QTest::addColumn<String>("encoding");
+        QTest::newRow("valid") << QByteArray("\xf0\x9f\x98\x80") << String("UTF-8");
+        QTest::newRow("invalid") << QByteArray("\xf0\x9f\x98\x20") << String("windows-1252");
+        QTest::newRow("cut off") << QByteArray("\xf0\x9f\x98") << String("windows-1252");
+        QTest::newRow("too long") << QByteArray("\xf0\x9f\x98\x80\x80") << String("windows-1252");
+    }
+
+    void findsUtf8AcrossThePiecesOfAFile()
+    {
+        QFETCH(QByteArray, end);
+        QFETCH(String, encoding);
+        for (int cut = 0; cut <= 5; ++cut) {
+            const String path =
+                makeFile(m_folder.filePath("file"), QByteArray((1 << 20) - cut, 'x') + end);
+
+            QCOMPARE(File::encoding(path), encoding);
+        }
+    }
+
+    void findsNoEncodingOfAFileThatCannotBeRead()
+    {
+        const String path = m_folder.filePath("none");
+        bool isGuess = false;
+
+        QCOMPARE(File::encoding(path, &isGuess), String());
+
+        QVERIFY(isGuess);
+        QCOMPARE(File::lastError(), String("Cannot read the file \"" + path + "\"."));
+        QCOMPARE(File::encoding(""), String());
+        QCOMPARE(File::encoding(m_folder.path()), String());
+    }
+
+    void fallsBackOnTheEncodingThatIsSet()
+    {
+        QCOMPARE(File::fallbackEncoding(), String("windows-1252"));
+        QVERIFY(File::setFallbackEncoding("latin9"));
+
+        QCOMPARE(File::fallbackEncoding(), String("ISO-8859-15"));
+        QCOMPARE(File::encodingOf("\xa4"), String("ISO-8859-15"));
+        const String path = makeFile(m_folder.filePath("file"), "\xa4");
+        QCOMPARE(File::read(path, "auto"), String(QStringLiteral("\u20AC")));
+
+        QVERIFY(!File::setFallbackEncoding("no such"));
+        QCOMPARE(File::lastError(), String("There is no encoding \"no such\"."));
+        QCOMPARE(File::fallbackEncoding(), String("ISO-8859-15"));
+    }
+
+    void readsAFileInAnEncoding_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<String>("encoding");
+        QTest::addColumn<String>("text");
+
+        const auto row = [](const char *name, const QByteArray &contents, const char *encoding,
+                            const QString &text) {
+            QTest::newRow(name) << contents << String(encoding) << String(text);
+        };
+        const QByteArray mark = "\xef\xbb\xbf";
+        const QString controls = QStringLiteral("\u0081\u008D\u008F\u0090\u009D");
+        const QByteArray little = encoded(german, "UTF-16LE");
+        const QByteArray big = encoded(german, "UTF-16BE");
+        // clang-format off
+        row("nothing", "", "windows-1252", "");
+        row("ASCII", "abc\r\n", "windows-1252", "abc\r\n");
+        row("a short text", "\xb0""C", "windows-1252", QStringLiteral("\u00B0C"));
+        row("windows-1252", encoded(german, "windows-1252"), "windows-1252", german);
+        row("in another case", encoded(german, "windows-1252"), "WINDOWS-1252", german);
+        row("by another name", encoded(german, "windows-1252"), " cp1252", german);
+        row("undefined bytes", "\x81\x8d\x8f\x90\x9d", "windows-1252", controls);
+        row("ISO-8859-1", "\x80\xff", "latin1", QStringLiteral("\u0080\u00FF"));
+        row("ISO-8859-15", encoded(german, "ISO-8859-15"), "ISO-8859-15", german);
+        row("Shift-JIS", encoded(japanese, "Shift_JIS"), "Shift_JIS", japanese);
+        row("EUC-JP", encoded(japanese, "EUC-JP"), "EUC-JP", japanese);
+        row("UTF-8", german.toUtf8(), "UTF-8", german);
+        row("UTF-8 with a mark", mark + german.toUtf8(), "UTF-8", german);
+        row("UTF-8 with two marks", mark + mark + "a", "UTF-8", QStringLiteral("\uFEFFa"));
+        row("zero bytes", bytes("a\0b"), "windows-1252", QString("a\0b").replace("a", QString("a") + QChar(0) + "b"));
+        row("UTF-16LE", little, "UTF-16LE", german);
+        row("UTF-16LE with a mark", "\xff\xfe" + little, "UTF-16LE", german);
+        row("UTF-16BE", big, "UTF-16BE", german);
+        row("UTF-16BE with a mark", "\xfe\xff" + big, "UTF-16BE", german);
+        row("UTF-16 without a mark", little, "UTF-16", german);
+        row("UTF-16 with a little mark", "\xff\xfe" + little, "UTF-16", german);
+        row("UTF-16 with a big mark", "\xfe\xff" + big, "UTF-16", german);
+        row("UTF-32", bytes("\0\0\xfe\xff") + encoded(german, "UTF-32BE"), "UTF-32", german);
+        row("auto: windows-1252", "\xb0""C", "auto", QStringLiteral("\u00B0C"));
+        row("auto: UTF-8", mark + german.toUtf8(), "auto", german);
+        row("auto: UTF-16", big, "auto", german);
+        // clang-format on
+    }
+
+    void readsAFileInAnEncoding()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(String, encoding);
+        QFETCH(String, text);
+        const String path = makeFile(m_folder.filePath("file"), contents);
+
+        QCOMPARE(File::read(path, encoding), text);
+
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void readsALongFileInAnEncoding_data()
+    {
+        QTest::addColumn<QByteArray>("encoding");
+        for (const char *encoding :
+             {"windows-1252", "KOI8-R", "Shift_JIS", "GB18030", "UTF-16LE", "UTF-16BE", "UTF-32LE"})
+            QTest::newRow(encoding) << QByteArray(encoding);
+    }
+
+    // In pieces, which cut characters apart.
+    void readsALongFileInAnEncoding()
+    {
+        QFETCH(QByteArray, encoding);
+        const bool isUnicode = encoding.startsWith("UTF") || encoding == "GB18030";
+        const QString piece = encoding == "KOI8-R"      ? QStringLiteral("abc \u0416\u0443\u043A")
+                              : isUnicode               ? QStringLiteral("a\U0001F600\u20ACxy")
+                              : encoding == "Shift_JIS" ? japanese
+                                                        : german;
+        const QString text = "a" + piece.repeated((3 << 20) / piece.size());
+        const QByteArray contents = encoded(text, encoding);
+        QVERIFY(contents.size() > (2 << 20));
+
+        const String path = makeFile(m_folder.filePath("file"), contents);
+
+        QVERIFY(File::read(path, QString(encoding)) == String(text));
+    }
+
+    void doesNotReadWhatIsNotValid_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<String>("encoding");
+
+        const auto row = [](const char *name, const QByteArray &contents, const char *encoding) {
+            QTest::newRow(name) << contents << String(encoding);
+        };
+        row("UTF-8", "a\xb0", "UTF-8");
+        row("UTF-8 cut off", "a\xe2\x82", "UTF-8");
+        row("an undefined byte", "a\xd2", "ISO-8859-8");
+        row("Shift-JIS", "\x81\x20x", "Shift_JIS");
+        row("Shift-JIS cut off", "abc\x81", "Shift_JIS");
+        row("UTF-16 with half a character", "abc", "UTF-16LE");
+        row("UTF-16 with the first half of a pair", bytes("a\0\x3d\xd8"), "UTF-16LE");
+        row("UTF-16 with the second half of a pair", bytes("a\0\x00\xde"), "UTF-16LE");
+        row("UTF-32 beyond Unicode", bytes("\0\0\x11\0"), "UTF-32LE");
+    }
+
+    void doesNotReadWhatIsNotValid()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(String, encoding);
+        const String path = makeFile(m_folder.filePath("file"), contents);
+
+        QCOMPARE(File::read(path, encoding), String());
+
+        QCOMPARE(File::lastError(),
+                 String("The file \"" + path + "\" is not valid " + encoding + "."));
+    }
+
+    void tellsWhyNothingIsRead()
+    {
+        const String path = makeFile(m_folder.filePath("file"), "x");
+
+        QCOMPARE(File::read(path, "no such"), String());
+        QCOMPARE(File::lastError(), String("There is no encoding \"no such\"."));
+        QCOMPARE(File::read(path, ""), String());
+        QCOMPARE(File::lastError(), String("There is no encoding \"\"."));
+        QCOMPARE(File::read(m_folder.filePath("none"), "auto"), String());
+        QCOMPARE(File::lastError(),
+                 String("Cannot read the file \"" + m_folder.filePath("none") + "\"."));
+        QCOMPARE(File::read(path, "auto"), String("x"));
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void writesAFileInAnEncoding_data()
+    {
+        QTest::addColumn<String>("encoding");
+        QTest::addColumn<String>("text");
+        QTest::addColumn<QByteArray>("contents");
+
+        const auto row = [](const char *encoding, const QString &text, const QByteArray &contents) {
+            QTest::newRow(encoding) << String(encoding) << String(text) << contents;
+        };
+        row("windows-1252", german, encoded(german, "windows-1252"));
+        row("ISO-8859-15", german, encoded(german, "ISO-8859-15"));
+        row("Shift_JIS", japanese, encoded(japanese, "Shift_JIS"));
+        row("UTF-8", german, german.toUtf8());
+        const QString smile = QStringLiteral("a\U0001F600b");
+        row("UTF-16BE", german, encoded(german, "UTF-16BE"));
+        row("UTF-32BE", smile, encoded(smile, "UTF-32BE"));
+        row("UTF-32", smile, bytes("\xff\xfe\0\0") + encoded(smile, "UTF-32LE"));
+        row("UTF-16", german, "\xff\xfe" + encoded(german, "UTF-16LE"));
+    }
+
+    void writesAFileInAnEncoding()
+    {
+        QFETCH(String, encoding);
+        QFETCH(String, text);
+        QFETCH(QByteArray, contents);
+        const String path = m_folder.filePath("written");
+
+        QVERIFY(File::write(path, text, encoding));
+
+        QCOMPARE(File::readRaw(path), contents);
+        QCOMPARE(File::read(path, encoding), text);
+    }
+
+    void keepsTheFileWhenATextCannotBeEncoded_data()
+    {
+        QTest::addColumn<String>("encoding");
+        QTest::addColumn<String>("text");
+        QTest::addColumn<QString>("reason");
+        const QString lacks = "The file \"%1\" cannot be written in %2, which lacks a character of "
+                              "the text.";
+        QTest::newRow("a single byte") << String("windows-1252") << String(japanese) << lacks;
+        QTest::newRow("several bytes")
+            << String("Shift_JIS") << String(QStringLiteral("\U0001F600")) << lacks;
+        QTest::newRow("half a pair") << String("UTF-8") << String(QChar(0xd800)) << lacks;
+        QTest::newRow("no such") << String("no such") << String("x")
+                                 << "There is no encoding \"%2\".";
+        QTest::newRow("auto") << String("auto") << String("x") << "There is no encoding \"%2\".";
+    }
+
+    void keepsTheFileWhenATextCannotBeEncoded()
+    {
+        QFETCH(String, encoding);
+        QFETCH(String, text);
+        QFETCH(QString, reason);
+        const String path = makeFile(m_folder.filePath("written"), "before");
+
+        QVERIFY(!File::write(path, text, encoding));
+
+        QCOMPARE(File::readRaw(path), QByteArray("before"));
+        QCOMPARE(File::lastError(), String(reason.replace("%1", path).replace("%2", encoding)));
+        QVERIFY(!File::write(m_folder.path(), "x", "UTF-8"));
+        QCOMPARE(File::lastError(), String("Cannot write the file \"" + m_folder.path() + "\"."));
+    }
+
+    // FileReader
+
+    void readerReadsLinesInAnEncoding_data() { readsAFileInAnEncoding_data(); }
+
+    void readerReadsLinesInAnEncoding()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(String, encoding);
+        QFETCH(String, text);
+        const String path = makeFile(m_folder.filePath("file"), contents);
+        QStringList expected = QString(text).remove('\r').split('\n');
+        if (expected.last().isEmpty())
+            expected.removeLast();
+
+        FileReader reader(path, encoding);
+        QVERIFY(reader.isOpen());
+        QStringList lines;
+        String line;
+        while (reader.readLine(line, /*trim=*/false))
+            lines.append(line);
+
+        QCOMPARE(lines, expected);
+    }
+
+    void readerReplacesWhatIsNotValid()
+    {
+        const String hebrew = makeFile(m_folder.filePath("hebrew"), "a\xd2"
+                                                                    "b\nc\n");
+        const String shiftJis = makeFile(m_folder.filePath("shift"), "a\x81\nc\n");
+
+        FileReader ofOneByte(hebrew, "ISO-8859-8");
+        QCOMPARE(ofOneByte.nextLine(), String(QStringLiteral("a\uFFFDb")));
+        QCOMPARE(ofOneByte.nextLine(), String("c"));
+        FileReader ofTwoBytes(shiftJis, "Shift_JIS");
+        QCOMPARE(ofTwoBytes.nextLine(), String(QStringLiteral("a\uFFFD")));
+        QCOMPARE(ofTwoBytes.nextLine(), String("c"));
+    }
+
+    void readerIsNotOpenWithoutAnEncoding()
+    {
+        const String path = makeFile(m_folder.filePath("file"), "x\n");
+
+        QVERIFY(!FileReader(path, "no such").isOpen());
+        QCOMPARE(File::lastError(), String("There is no encoding \"no such\"."));
+        QVERIFY(!FileReader(m_folder.filePath("none"), "auto").isOpen());
+        QCOMPARE(File::lastError(),
+                 String("Cannot read the file \"" + m_folder.filePath("none") + "\"."));
+        QVERIFY(FileReader(path, "auto").isOpen());
+        QCOMPARE(File::lastError(), String());
+    }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+QTEST_GUILESS_MAIN(tst_File_encoding)
+#include "tst_File_encoding.moc"

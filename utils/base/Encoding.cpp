@@ -1,0 +1,374 @@
+#include "utils/base/Encoding_p.h"
+
+#include "utils/base/Limits_p.h"
+#include "utils/base/Utf8_p.h"
+
+#include <QTextCodec>
+#include <QVector>
+#include <QtAlgorithms>
+#include <QtEndian>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace Utils {
+
+static const QChar replacement(QChar::ReplacementCharacter);
+
+/// A character of a single-byte encoding: its code unit, and its bytes in UTF-8.
+struct SingleByte
+{
+    ushort unit = QChar::ReplacementCharacter;
+    bool isDefined = false;
+    uchar length = 3;
+    std::array<char, 4> bytes = {'\xef', '\xbf', '\xbd', '\0'};
+};
+
+struct EncodingTable
+{
+    QTextCodec *codec = nullptr; // Qt owns it
+    QString name;
+    bool isUtf8 = false;
+    bool isWide = false;     // UTF-16 or UTF-32
+    bool keepsAscii = false; // line ends, blanks, digits and their like are ASCII
+    bool isSingleByte = false;
+    std::array<SingleByte, 256> characters; // if isSingleByte
+};
+
+static QString decode(QTextCodec *codec, const char *bytes, int size)
+{
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    return codec->toUnicode(bytes, size, &state);
+}
+
+static SingleByte singleByte(QChar character)
+{
+    SingleByte result;
+    if (character == replacement)
+        return result;
+    const QByteArray bytes = QString(character).toUtf8();
+    result.unit = character.unicode();
+    result.isDefined = true;
+    result.length = static_cast<uchar>(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), result.bytes.begin());
+    return result;
+}
+
+/// Decodes each byte on its own, to find out what kind of encoding it is.
+static void examineBytes(EncodingTable &table)
+{
+    bool isAscii = true;
+    table.keepsAscii = true;
+    table.isSingleByte = true;
+    for (int byte = 0; byte < 256; ++byte) {
+        const char source = static_cast<char>(byte);
+        const QString text = decode(table.codec, &source, 1);
+        const bool isOne = text.size() == 1; // else it is a part of a longer sequence
+        const bool isSame = isOne && text.at(0) == QChar(byte);
+        isAscii = isAscii && (isSame || byte >= 0x80);
+        const bool isField = byte == '\t' || byte == '\n' || byte == '\r' ||
+                             (byte >= ' ' && byte < 0x40); // which lines and numbers need
+        table.keepsAscii = table.keepsAscii && (isSame || (isOne && !isField) || byte >= 0x80);
+        table.isSingleByte = table.isSingleByte && isOne && !text.at(0).isSurrogate();
+        if (table.isSingleByte)
+            table.characters[static_cast<std::size_t>(byte)] = singleByte(text.at(0));
+    }
+    table.isSingleByte = table.isSingleByte && isAscii;
+}
+
+Encoding::Encoding(const QString &name)
+{
+    QTextCodec *const codec = QTextCodec::codecForName(name.trimmed().toLatin1());
+    if (!codec)
+        return;
+    const auto table = std::make_shared<EncodingTable>();
+    table->codec = codec;
+    table->name = QString::fromLatin1(codec->name());
+    table->isUtf8 = table->name == QLatin1String("UTF-8");
+    table->isWide = table->name.startsWith(QLatin1String("UTF-16")) ||
+                    table->name.startsWith(QLatin1String("UTF-32"));
+    if (table->isUtf8) {
+        table->keepsAscii = true;
+    } else if (!table->isWide) {
+        examineBytes(*table);
+        if (table->name == QLatin1String("windows-1252")) {
+            for (const int byte : {0x81, 0x8d, 0x8f, 0x90, 0x9d})
+                table->characters[static_cast<std::size_t>(byte)] = singleByte(QChar(byte));
+        }
+    }
+    m_table = table;
+}
+
+QString Encoding::name() const { return m_table ? m_table->name : QString(); }
+bool Encoding::isUtf8() const { return m_table && m_table->isUtf8; }
+bool Encoding::isSingleByte() const { return m_table && m_table->isSingleByte; }
+
+bool Encoding::keepsLinesAndFields(char delimiter) const
+{
+    if (!m_table || !m_table->keepsAscii)
+        return false;
+    if (m_table->isUtf8 || m_table->isSingleByte)
+        return true;
+    // After the first byte of a character, neither may be the next one of it.
+    for (const char next : {'\n', delimiter}) {
+        for (int byte = 0x80; byte < 0x100; ++byte) {
+            const char sequence[] = {static_cast<char>(byte), next};
+            if (!decode(m_table->codec, sequence, 2).endsWith(QLatin1Char(next)))
+                return false;
+        }
+    }
+    return true;
+}
+
+// Decoding
+
+/// The number of leading bytes of ASCII among 16.
+static int asciiLength(const char *bytes)
+{
+    constexpr quint64 highBits = 0x8080808080808080;
+    const quint64 first = qFromLittleEndian<quint64>(bytes) & highBits;
+    if (first != 0)
+        return static_cast<int>(qCountTrailingZeroBits(first)) / 8;
+    const quint64 second = qFromLittleEndian<quint64>(bytes + 8) & highBits;
+    return 8 + static_cast<int>(qCountTrailingZeroBits(second)) / 8;
+}
+
+static const int stride = 16; // bytes that are copied at once
+
+/// Decodes bytes of a single-byte encoding. Most of a text is ASCII as a rule, which is copied.
+static Encoding::Outcome decodeSingleBytes(const EncodingTable &table, const QByteArray &bytes,
+                                           QByteArray &utf8)
+{
+    const auto isWide = [](char byte) { return static_cast<signed char>(byte) < 0; };
+    const qint64 wide = std::count_if(bytes.begin(), bytes.end(), isWide);
+    if (wide == 0) {
+        utf8 = bytes;
+        return Encoding::Outcome::Decoded;
+    }
+    const qint64 room = bytes.size() + 2 * wide + stride;
+    if (room > maxByteCount)
+        return Encoding::Outcome::TooLong;
+
+    QByteArray result(static_cast<int>(room), Qt::Uninitialized);
+    const char *source = bytes.constData();
+    const char *const end = source + bytes.size();
+    char *target = result.data();
+    const auto decodeNext = [&] {
+        const SingleByte &next = table.characters[static_cast<unsigned char>(*source)];
+        std::memcpy(target, next.bytes.data(), next.bytes.size());
+        target += next.length;
+        ++source;
+        return next.isDefined;
+    };
+    while (end - source >= stride) {
+        std::memcpy(target, source, stride);
+        const int length = asciiLength(source);
+        source += length;
+        target += length;
+        if (length < stride && !decodeNext())
+            return Encoding::Outcome::Invalid;
+    }
+    while (source != end) {
+        if (!decodeNext())
+            return Encoding::Outcome::Invalid;
+    }
+    result.resize(static_cast<int>(target - result.constData()));
+    result.squeeze();
+    utf8 = result;
+    return Encoding::Outcome::Decoded;
+}
+
+/// The codec of a text in UTF-16 or UTF-32, in the order that its byte order mark tells. Moves
+/// \p begin after the mark.
+static QTextCodec *wideCodec(const EncodingTable &table, const char *&begin, const char *end)
+{
+    const int unit = table.name.startsWith(QLatin1String("UTF-16")) ? 2 : 4;
+    const QByteArray start =
+        QByteArray::fromRawData(begin, static_cast<int>(std::min<qint64>(unit, end - begin)));
+    const QByteArray little = QByteArray("\xff\xfe\0\0", 4).left(unit);
+    const QByteArray big = QByteArray("\0\0\xfe\xff", 4).right(unit);
+    const QString family = table.name.left(6);
+    const bool isOpen = table.name.size() == family.size(); // without an order
+    const bool isBig = isOpen ? start == big : table.name.endsWith(QLatin1String("BE"));
+    if (start == (isBig ? big : little))
+        begin += unit;
+    const QString name = family + QLatin1String(isBig ? "BE" : "LE");
+    return QTextCodec::codecForName(name.toLatin1());
+}
+
+namespace {
+
+/// Decodes bytes by Qt, piece by piece, so that only a piece of the text is in memory as UTF-16.
+class CodecDecoder
+{
+public:
+    CodecDecoder(const QTextCodec &codec, bool isWide) : m_codec(codec), m_isWide(isWide) {}
+
+    /// Appends the text of a piece. False when it is not valid.
+    bool add(const char *bytes, int size, QByteArray &utf8)
+    {
+        QString text = m_half + m_codec.toUnicode(bytes, size, &m_state);
+        m_half.clear();
+        if (!text.isEmpty() && qAsConst(text).back().isHighSurrogate()) {
+            m_half = text.right(1);
+            text.chop(1);
+        }
+        // Where Qt replaces what is not valid, it does not count that in each case.
+        if (!text.isValidUtf16() || (!m_isWide && text.contains(replacement)))
+            return false;
+        utf8 += text.toUtf8();
+        return true;
+    }
+
+    /// False when the text ends within a character.
+    bool finish()
+    {
+        if (m_isWide)
+            return m_half.isEmpty() && m_state.remainingChars == 0;
+        // A codec tells of a part of a character only when another one follows.
+        return m_codec.toUnicode("\n", 1, &m_state) == QLatin1String("\n");
+    }
+
+private:
+    const QTextCodec &m_codec;
+    const bool m_isWide;
+    QTextCodec::ConverterState m_state{QTextCodec::IgnoreHeader};
+    QString m_half; // the first half of a surrogate pair
+};
+
+} // namespace
+
+static Encoding::Outcome decodeByCodec(const EncodingTable &table, const QByteArray &bytes,
+                                       QByteArray &utf8)
+{
+    constexpr qint64 pieceSize = 1 << 20;
+    constexpr qint64 largest = 8 * pieceSize; // in UTF-8, with room to spare
+    const char *next = bytes.constData();
+    const char *const end = next + bytes.size();
+    CodecDecoder decoder(table.isWide ? *wideCodec(table, next, end) : *table.codec, table.isWide);
+    QByteArray result;
+    while (next != end) {
+        if (result.size() > maxByteCount - largest)
+            return Encoding::Outcome::TooLong;
+        const auto size = static_cast<int>(std::min<qint64>(pieceSize, end - next));
+        if (!decoder.add(next, size, result))
+            return Encoding::Outcome::Invalid;
+        next += size;
+    }
+    if (!decoder.finish())
+        return Encoding::Outcome::Invalid;
+    utf8 = result;
+    return Encoding::Outcome::Decoded;
+}
+
+Encoding::Outcome Encoding::toUtf8(const QByteArray &bytes, QByteArray &utf8) const
+{
+    if (!m_table)
+        return Outcome::Invalid;
+    if (m_table->isSingleByte)
+        return decodeSingleBytes(*m_table, bytes, utf8);
+    if (!m_table->isUtf8)
+        return decodeByCodec(*m_table, bytes, utf8);
+    if (!isValidUtf8(bytes.constData(), bytes.constData() + bytes.size()))
+        return Outcome::Invalid;
+    const QByteArray mark("\xef\xbb\xbf");
+    utf8 = bytes.startsWith(mark) ? bytes.mid(mark.size()) : bytes;
+    return Outcome::Decoded;
+}
+
+QString Encoding::toText(const char *begin, const char *end) const
+{
+    const auto size = static_cast<int>(end - begin);
+    if (!m_table || size == 0)
+        return {};
+    if (m_table->isUtf8)
+        return QString::fromUtf8(begin, size);
+    if (!m_table->isSingleByte) {
+        QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+        QString text = m_table->codec->toUnicode(begin, size, &state);
+        text += m_table->codec->toUnicode("\n", 1, &state); // tells of a character cut off
+        text.chop(1);
+        return text;
+    }
+    QString text(size, Qt::Uninitialized);
+    std::transform(begin, end, text.begin(), [this](char byte) {
+        return QChar(m_table->characters[static_cast<unsigned char>(byte)].unit);
+    });
+    return text;
+}
+
+// Encoding
+
+/// The byte of a character. False when the encoding does not have the character.
+static bool findByte(const EncodingTable &table, QChar character, char &byte)
+{
+    byte = character.toLatin1();
+    const auto fits = [&](const SingleByte &each) {
+        return each.isDefined && each.unit == character.unicode();
+    };
+    if (fits(table.characters[static_cast<unsigned char>(byte)]))
+        return true;
+    const auto found = std::find_if(table.characters.begin(), table.characters.end(), fits);
+    byte = static_cast<char>(found - table.characters.begin());
+    return found != table.characters.end();
+}
+
+/// Encodes as UTF-32. That of Qt adds zero bytes for each pair of surrogates.
+static QByteArray toUtf32(const QString &text, bool isBig)
+{
+    const QVector<uint> codes = text.toUcs4();
+    QByteArray bytes(4 * codes.size(), Qt::Uninitialized);
+    char *next = bytes.data();
+    for (const uint code : codes) {
+        if (isBig)
+            qToBigEndian(code, next);
+        else
+            qToLittleEndian(code, next);
+        next += 4;
+    }
+    return bytes;
+}
+
+bool Encoding::fromText(const QString &text, QByteArray &bytes) const
+{
+    if (!m_table)
+        return false;
+    QByteArray result;
+    if (m_table->isSingleByte) {
+        result.resize(text.size());
+        for (int i = 0; i < text.size(); ++i) {
+            if (!findByte(*m_table, text.at(i), result.data()[i]))
+                return false;
+        }
+        bytes = result;
+        return true;
+    }
+    if (!text.isValidUtf16())
+        return false;
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    const bool hasMark = m_table->isWide && m_table->name.size() == 6; // without an order
+    const QString marked = hasMark ? QChar(QChar::ByteOrderMark) + text : text;
+    result = m_table->name.startsWith(QLatin1String("UTF-32"))
+                 ? toUtf32(marked, m_table->name.endsWith(QLatin1String("BE")))
+                 : m_table->codec->fromUnicode(marked.constData(), marked.size(), &state);
+    // A codec replaces characters that it does not have, and does not tell in each case.
+    QByteArray utf8;
+    if (toUtf8(result, utf8) != Outcome::Decoded || utf8 != text.toUtf8())
+        return false;
+    bytes = result;
+    return true;
+}
+
+QString textOfUtf8(const QByteArray &utf8)
+{
+    QString text(utf8.size(), Qt::Uninitialized);
+    const char *source = utf8.constData();
+    QChar *target = text.data();
+    decodeUtf8(source, source + utf8.size(), target);
+    text.resize(static_cast<int>(target - text.constData()));
+    text.squeeze();
+    return text;
+}
+
+} // namespace Utils

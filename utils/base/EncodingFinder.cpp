@@ -1,0 +1,145 @@
+#include "utils/base/EncodingFinder_p.h"
+
+#include "utils/base/Utf8_p.h"
+
+#include <QTextCodec>
+#include <QtEndian>
+
+#include <algorithm>
+#include <cstring>
+
+namespace Utils {
+
+static const int headSize = 64 * 1024;
+static const int enoughSequences = 4; // so many are hardly valid UTF-8 by chance
+
+// UTF-16 and UTF-32
+
+/// Whether a code unit or code point may stand in a text, which has no control characters except
+/// white space.
+static bool isOfText(quint32 code)
+{
+    const bool isControl = code < 0x20 && (code < '\t' || code > '\r') && code != 0x1b;
+    const bool isNoCharacter = code == 0xfffe || code == 0xffff || code > QChar::LastValidCodePoint;
+    return !isControl && code != 0x7f && !isNoCharacter;
+}
+
+template <typename Unit>
+static Unit unitAt(const char *bytes, bool isBig)
+{
+    return isBig ? qFromBigEndian<Unit>(bytes) : qFromLittleEndian<Unit>(bytes);
+}
+
+/// Whether \p bytes may be a text in UTF-32.
+static bool mayBeUtf32(const QByteArray &bytes, bool isBig)
+{
+    if (bytes.size() < 4)
+        return false;
+    for (int i = 0; i + 4 <= bytes.size(); i += 4) {
+        const auto code = unitAt<quint32>(bytes.constData() + i, isBig);
+        if (!isOfText(code) || QChar::isSurrogate(code))
+            return false;
+    }
+    return true;
+}
+
+/// The number of characters of \p bytes as a text in UTF-16 that have a zero byte, as those of
+/// ASCII have. 0 when this cannot be a text in UTF-16.
+static int countNarrow(const QByteArray &bytes, bool isBig)
+{
+    bool isPair = false; // whether the second half of a surrogate pair must follow
+    int narrow = 0;
+    for (int i = 0; i + 2 <= bytes.size(); i += 2) {
+        const auto unit = unitAt<quint16>(bytes.constData() + i, isBig);
+        if (!isOfText(unit) || QChar::isLowSurrogate(unit) != isPair)
+            return 0;
+        isPair = QChar::isHighSurrogate(unit);
+        narrow += unit < 0x100;
+    }
+    // A text of ASCII with some zero bytes in it looks like rare characters of UTF-16.
+    const auto isAscii = [](char byte) { return static_cast<signed char>(byte) >= 0; };
+    const int count = bytes.size() / 2;
+    const bool isAllAscii = std::all_of(bytes.begin(), bytes.end(), isAscii);
+    return !isAllAscii || narrow > count - count / 4 ? narrow : 0;
+}
+
+static QByteArray wideName(const QByteArray &head, bool isWhole)
+{
+    if (head.count('\0') == 0 || (isWhole && head.size() % 2 != 0))
+        return {};
+    if (!isWhole || head.size() % 4 == 0) {
+        if (mayBeUtf32(head, /*isBig=*/false))
+            return "UTF-32LE";
+        if (mayBeUtf32(head, /*isBig=*/true))
+            return "UTF-32BE";
+    }
+    const int little = countNarrow(head, /*isBig=*/false);
+    const int big = countNarrow(head, /*isBig=*/true);
+    if (little == 0 && big == 0)
+        return {};
+    return big > little ? "UTF-16BE" : "UTF-16LE";
+}
+
+// The finder
+
+bool EncodingFinder::isFull() const { return m_head.size() == headSize; }
+
+bool EncodingFinder::add(const char *bytes, int size)
+{
+    if (size <= 0)
+        return true;
+    m_head.append(bytes, std::min(size, headSize - m_head.size()));
+    if (m_isUtf8) {
+        m_hasEscape = m_hasEscape || std::memchr(bytes, '\x1b', static_cast<std::size_t>(size));
+        addUtf8(bytes, bytes + size);
+    }
+    return m_isUtf8 || !isFull();
+}
+
+/// The number of bytes of the sequence that starts with \p first; 1 for other bytes.
+static int sequenceLength(char first)
+{
+    const auto byte = static_cast<unsigned char>(first);
+    return byte < 0xc0 ? 1 : byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
+}
+
+static bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }
+
+void EncodingFinder::addUtf8(const char *begin, const char *end)
+{
+    const auto isLead = [](char byte) { return static_cast<unsigned char>(byte) >= 0xc0; };
+    while (!m_cut.isEmpty() && begin != end) {
+        m_cut += *begin++;
+        if (m_cut.size() < sequenceLength(m_cut.at(0)))
+            continue;
+        m_isUtf8 = m_isUtf8 && isValidUtf8(m_cut.constData(), m_cut.constData() + m_cut.size());
+        m_cut.clear();
+    }
+    const char *last = end;
+    for (int back = 0; back < 3 && last != begin && isContinuation(last[-1]); ++back)
+        --last;
+    if (last != begin && isLead(last[-1]) && sequenceLength(last[-1]) > end - last + 1)
+        --last;
+    else
+        last = end;
+    m_isUtf8 = m_isUtf8 && isValidUtf8(begin, last);
+    if (m_sequences < enoughSequences)
+        m_sequences += static_cast<int>(std::count_if(begin, end, isLead));
+    m_cut += QByteArray(last, static_cast<int>(end - last));
+}
+
+EncodingFinder::Result EncodingFinder::result() const
+{
+    const QTextCodec *const marked = QTextCodec::codecForUtfText(m_head, nullptr);
+    if (marked)
+        return {marked->name(), /*isGuess=*/false};
+    const QByteArray wide = wideName(m_head, !isFull());
+    if (!wide.isEmpty())
+        return {wide, /*isGuess=*/true};
+    if (!m_isUtf8 || !m_cut.isEmpty())
+        return {};
+    const bool isAscii = m_sequences == 0 && !m_hasEscape && !m_head.contains('\0');
+    return {"UTF-8", !isAscii && m_sequences < enoughSequences};
+}
+
+} // namespace Utils

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <memory>
+
+namespace Utils {
+
+struct EncodingTable;
+
+/// How a text is written as bytes: one of the encodings that QTextCodec knows.
+///
+/// The five bytes that windows-1252 does not define, 0x81, 0x8D, 0x8F, 0x90 and 0x9D, are the
+/// control characters with the same numbers, as web browsers read them.
+///
+/// All functions throw std::bad_alloc when the memory does not suffice.
+class Encoding
+{
+public:
+    enum class Outcome
+    {
+        Decoded,
+        Invalid, ///< bytes that have no meaning in the encoding, or a character that is cut off
+        TooLong  ///< more bytes of UTF-8 than a QByteArray can hold
+    };
+
+    /// Constructs an invalid encoding.
+    Encoding() = default;
+
+    /// The encoding with a name such as "windows-1252", "latin1" or "Shift_JIS", in any case.
+    /// Invalid when there is none.
+    explicit Encoding(const QString &name);
+
+    bool isValid() const { return m_table != nullptr; }
+
+    /// The usual name.
+    QString name() const;
+
+    bool isUtf8() const;
+
+    /// Whether each byte is a character, and those below 0x80 are ASCII.
+    bool isSingleByte() const;
+
+    /// Whether lines, fields and numbers can be found in the bytes: line ends and the characters
+    /// from the space to "?" are the bytes of ASCII, and neither a line feed nor \p delimiter, a
+    /// byte of ASCII, is a part of another character.
+    bool keepsLinesAndFields(char delimiter) const;
+
+    /// Decodes a whole text to UTF-8, without its byte order mark. \p utf8 may share \p bytes, and
+    /// is unchanged unless the outcome is Decoded.
+    Outcome toUtf8(const QByteArray &bytes, QByteArray &utf8) const;
+
+    /// Decodes a part of a text. What is not valid becomes U+FFFD.
+    QString toText(const char *begin, const char *end) const;
+
+    /// Encodes a whole text, with a byte order mark in "UTF-16" and "UTF-32" only. False when
+    /// \p text has a character that the encoding does not have.
+    bool fromText(const QString &text, QByteArray &bytes) const;
+
+private:
+    std::shared_ptr<const EncodingTable> m_table;
+};
+
+/// The text of valid UTF-8. A byte order mark at its start is a character.
+QString textOfUtf8(const QByteArray &utf8);
+
+} // namespace Utils

@@ -1,0 +1,147 @@
+#include "utils/files/File.h"
+
+#include "utils/base/EncodingFinder_p.h"
+#include "utils/base/Encoding_p.h"
+#include "utils/base/FileName_p.h"
+#include "utils/base/Limits_p.h"
+#include "utils/catalogue/LastError_p.h"
+#include "utils/files/File_p.h"
+
+#include <QFile>
+
+#include <new>
+#include <vector>
+
+namespace Utils {
+
+static const QLatin1String automatic("auto");
+
+static QString &fallback()
+{
+    static QString name = QStringLiteral("windows-1252");
+    return name;
+}
+
+static Data::String nameOf(const EncodingFinder::Result &result, bool *isGuess)
+{
+    if (isGuess)
+        *isGuess = result.isGuess;
+    return result.name.isEmpty() ? fallback() : QString::fromLatin1(result.name);
+}
+
+/// Passes the bytes of \p file to \p finder, as many as it needs. False when a read fails.
+static bool findEncoding(QFile &file, EncodingFinder &finder)
+{
+    std::vector<char> block(1 << 20);
+    for (;;) {
+        const qint64 count = file.read(block.data(), static_cast<qint64>(block.size()));
+        if (count <= 0)
+            return count == 0;
+        if (!finder.add(block.data(), static_cast<int>(count)))
+            return true;
+    }
+}
+
+Data::String File::encoding(const Data::String &path, bool *isGuess)
+{
+    LastError operation;
+    try {
+        QFile file(path);
+        EncodingFinder finder;
+        if (isName(path) && file.open(QIODevice::ReadOnly) && findEncoding(file, finder)) {
+            operation.succeeded();
+            return nameOf(finder.result(), isGuess);
+        }
+    } catch (const std::bad_alloc &) {
+        // as for a file that cannot be read
+    }
+    LastError::set(".err.fileread", {path});
+    if (isGuess)
+        *isGuess = true;
+    return {};
+}
+
+Data::String File::encodingOf(const QByteArray &bytes, bool *isGuess)
+{
+    EncodingFinder finder;
+    finder.add(bytes.constData(), bytes.size());
+    return nameOf(finder.result(), isGuess);
+}
+
+bool File::setFallbackEncoding(const Data::String &name)
+{
+    LastError operation;
+    const Encoding encoding(name);
+    if (!encoding.isValid())
+        return LastError::set(".err.encoding", {name});
+    fallback() = encoding.name();
+    return operation.succeeded();
+}
+
+Data::String File::fallbackEncoding() { return fallback(); }
+
+bool decodeFile(const QByteArray &bytes, const QString &path, const QString &encoding,
+                DecodedFile &decoded)
+{
+    bool isGuess = false;
+    const bool isAutomatic = encoding == automatic;
+    const QString name = isAutomatic ? QString(File::encodingOf(bytes, &isGuess)) : encoding;
+    const Encoding used(name);
+    if (!used.isValid())
+        return LastError::set(".err.encoding", {name});
+    QByteArray utf8;
+    const Encoding::Outcome outcome = used.toUtf8(bytes, utf8);
+    if (outcome == Encoding::Outcome::Invalid && path.isEmpty())
+        return LastError::set(".err.decodeText", {used.name()});
+    if (outcome == Encoding::Outcome::Invalid)
+        return LastError::set(".err.decode", {path, used.name()});
+    if (outcome == Encoding::Outcome::TooLong)
+        return LastError::set(".err.filesize", {path});
+    decoded = {utf8, used.name(), isGuess};
+    return true;
+}
+
+Data::String File::read(const Data::String &path, const Data::String &encoding)
+{
+    LastError operation;
+    try {
+        const QByteArray bytes = readRaw(path);
+        DecodedFile decoded;
+        if (bytes.isEmpty() && !(exists(path) && size(path) == 0)) {
+            LastError::set(".err.fileread", {path});
+            return {};
+        }
+        if (!decodeFile(bytes, path, encoding, decoded))
+            return {};
+        if (decoded.utf8.size() > maxTextLength) {
+            LastError::set(".err.filesize", {path});
+            return {};
+        }
+        const QString text = textOfUtf8(decoded.utf8);
+        operation.succeeded();
+        return text;
+    } catch (const std::bad_alloc &) {
+        LastError::set(".err.filesize", {path});
+        return {};
+    }
+}
+
+bool File::write(const Data::String &path, const Data::String &text, const Data::String &encoding)
+{
+    LastError operation;
+    try {
+        const Encoding used(encoding);
+        if (!used.isValid())
+            return LastError::set(".err.encoding", {encoding});
+        QByteArray bytes;
+        if (!used.fromText(text, bytes))
+            return LastError::set(".err.encode", {path, used.name()});
+        if (!writeRaw(path, bytes))
+            return LastError::set(".err.filewrite", {path});
+        return operation.succeeded();
+    } catch (const std::bad_alloc &) {
+        return LastError::set(".err.filewrite", {path});
+    }
+}
+
+} // namespace Utils
