@@ -24,7 +24,7 @@ private Q_SLOTS:
         QVERIFY(lines.findLines({}));
 
         QCOMPARE(int(lines.numLines()), 4);
-        QCOMPARE(bounds(lines), (QList<int>{0, 1, 2, 2, 3, 6, 7, 8}));
+        QCOMPARE(bounds(lines), (QList<qint64>{0, 1, 2, 2, 3, 6, 7, 8}));
         QVERIFY(!lines.hasZeroBytes());
     }
 
@@ -34,7 +34,7 @@ private Q_SLOTS:
 
         QVERIFY(lines.findLines({}));
 
-        QCOMPARE(bounds(lines), (QList<int>{0, 0}));
+        QCOMPARE(bounds(lines), (QList<qint64>{0, 0}));
     }
 
     void seesNoLineFeedAfterAZeroByteOfItsBlock()
@@ -48,8 +48,8 @@ private Q_SLOTS:
 
         QVERIFY(lines.findLines({}));
 
-        QCOMPARE(bounds(lines), (QList<int>{0, 3, 4, LineFile::blockSize, LineFile::blockSize + 1,
-                                            2 * LineFile::blockSize}));
+        QCOMPARE(bounds(lines), (QList<qint64>{0, 3, 4, LineFile::blockSize,
+                                               LineFile::blockSize + 1, 2 * LineFile::blockSize}));
         QVERIFY(lines.hasZeroBytes());
     }
 
@@ -84,7 +84,7 @@ private Q_SLOTS:
 
         QVERIFY(lines.findLines({}));
 
-        QCOMPARE(bounds(lines), (QList<int>{0, 3, 4, 5}));
+        QCOMPARE(bounds(lines), (QList<qint64>{0, 3, 4, 5}));
         QCOMPARE(lines.position(), qint64(5));
     }
 
@@ -94,9 +94,69 @@ private Q_SLOTS:
 
         QVERIFY(lines.findLines({}));
 
-        QCOMPARE(bounds(lines), (QList<int>{0, 1, 2, 3}));
+        QCOMPARE(bounds(lines), (QList<qint64>{0, 1, 2, 3}));
         char bytes[8];
         QCOMPARE(lines.readAt(1, bytes, 8).count, 2);
+    }
+
+    void doesNotIndexMoreLinesThanItMay()
+    {
+        LineFile three = open("a\nb\nc", intMax, {16, 16}, /*maxLines=*/3);
+        QVERIFY(three.findLines({}));
+        QVERIFY(!three.hasTooManyLines());
+
+        LineFile four = open("a\nb\nc\n", intMax, {16, 16}, /*maxLines=*/3);
+        QVERIFY(!four.findLines({}));
+        QVERIFY(four.hasTooManyLines());
+        QCOMPARE(int(four.numLines()), 0);
+    }
+
+    void findsAndReadsLinesBeyond4GiB_data()
+    {
+        QTest::addColumn<qint64>("position");
+        QTest::newRow("2 GiB") << (qint64(1) << 31);
+        QTest::newRow("4 GiB") << (qint64(1) << 32);
+        QTest::newRow("8 GiB") << (qint64(1) << 33);
+    }
+
+    void findsAndReadsLinesBeyond4GiB()
+    {
+        QFETCH(qint64, position);
+        const QByteArray bytes = "a\nbcd\nefg\n\nh";
+        for (int before = 0; before <= bytes.size(); ++before) { // how much is before the position
+            const qint64 start = position - before;
+            QFile sparse(m_folder.filePath("sparse"));
+            QVERIFY(sparse.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            QVERIFY(sparse.seek(start) && sparse.write(bytes) == bytes.size() && sparse.flush());
+            LineFile lines(openFile(sparse.fileName()), std::numeric_limits<qint64>::max(),
+                           {16, 16});
+            lines.seek(start); // the zeros before it would take long
+
+            QVERIFY(lines.findLines({}));
+
+            QCOMPARE(bounds(lines),
+                     (QList<qint64>{0, start + 1, start + 2, start + 5, start + 6, start + 9,
+                                    start + 10, start + 10, start + 11, start + 12}));
+            const LineFile::View view = lines.view(lines.lineStart(2), 3);
+            QCOMPARE(QByteArray(view.begin, view.size.count), QByteArray("efg"));
+            const LineFile::View last = lines.view(lines.lineStart(4), 1);
+            QCOMPARE(QByteArray(last.begin, last.size.count), QByteArray("h"));
+        }
+    }
+
+    void indexesLinesOfSeveralGiB()
+    {
+        const qint64 gigabyte = qint64(1) << 30;
+        const QList<qint64> starts = {
+            0, 1, 3 * gigabyte, 13 * gigabyte, 13 * gigabyte + 5, 16 * gigabyte, 17 * gigabyte};
+        Utils::LineStarts lines;
+        for (const qint64 start : starts)
+            lines.append(start);
+        lines.squeeze();
+
+        QCOMPARE(int(lines.size()), starts.size());
+        for (int i = 0; i < starts.size(); ++i)
+            QCOMPARE(lines.at(std::size_t(i)), starts.at(i));
     }
 
     void viewsTheBytesAtAnyOffset_data()
@@ -156,16 +216,20 @@ private Q_SLOTS:
     }
 
 private:
-    LineFile open(const QByteArray &bytes, int maxBytes = intMax,
-                  LineFile::Window window = {1024, 1024})
+    LineFile open(const QByteArray &bytes, qint64 maxBytes = intMax,
+                  LineFile::Window window = {1024, 1024}, std::size_t maxLines = intMax)
     {
-        const QString path = makeFile(m_folder.filePath("file"), bytes);
-        return {OwnedFile(std::fopen(QFile::encodeName(path).constData(), "rb")), maxBytes, window};
+        return {openFile(makeFile(m_folder.filePath("file"), bytes)), maxBytes, window, maxLines};
     }
 
-    static QList<int> bounds(const LineFile &lines)
+    static OwnedFile openFile(const QString &path)
     {
-        QList<int> bounds;
+        return OwnedFile(std::fopen(QFile::encodeName(path).constData(), "rb"));
+    }
+
+    static QList<qint64> bounds(const LineFile &lines)
+    {
+        QList<qint64> bounds;
         for (std::size_t line = 0; line < lines.numLines(); ++line)
             bounds << lines.lineStart(line) << lines.lineEnd(line);
         return bounds;

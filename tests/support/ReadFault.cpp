@@ -147,3 +147,13 @@ KELM_IN_FRONT int fseek(std::FILE *stream, long offset, int whence)
     }
     return plain(stream, offset, whence);
 }
+
+KELM_IN_FRONT int fseeko(std::FILE *stream, off_t offset, int whence)
+{
+    static const auto plain = next(&fseeko, "fseeko");
+    if (hasBadSeeks && isBrokenFile(fileno(stream))) {
+        fail();
+        return -1;
+    }
+    return plain(stream, offset, whence);
+}

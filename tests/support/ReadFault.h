@@ -20,7 +20,7 @@ public:
     ReadFault(const ReadFault &) = delete;
     ReadFault &operator=(const ReadFault &) = delete;
 
-    /// Also refuses to go to any place in the file, where that is done by fseek().
+    /// Also refuses to go to any place in the file, where that is done by fseek() or fseeko().
     void refuseSeeks();
 
     /// Lets the file be read again.

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -19,23 +20,33 @@ struct FileCloser
 /// A file of the C library that is closed with its owner.
 using OwnedFile = std::unique_ptr<std::FILE, FileCloser>;
 
-/// The start positions of the lines of a file.
+/// The start positions of the lines of a file, in ascending order.
 ///
 /// Stored in pieces, so that it needs no more memory than its numbers while it grows: a vector that
 /// doubles its capacity would need three times as much.
+///
+/// Only the lower 32 bits of each position are stored, and with them, once for every 4 GiB of the
+/// file, the first line from there on.
 class LineStarts
 {
 public:
     std::size_t size() const { return m_size; }
-    int at(std::size_t line) const { return m_pieces[line / pieceSize][line % pieceSize]; }
 
-    void append(int start)
+    qint64 at(std::size_t line) const
+    {
+        const qint64 low = m_pieces[line / pieceSize][line % pieceSize];
+        return m_firstLines.empty() ? low : upperBits(line) | low;
+    }
+
+    void append(qint64 start)
     {
         if (m_size % pieceSize == 0) {
-            std::unique_ptr<int[]> piece(new int[pieceSize]); // without setting it to zeros
+            std::unique_ptr<quint32[]> piece(new quint32[pieceSize]); // without setting it to zeros
             m_pieces.push_back(std::move(piece));
         }
-        m_pieces.back()[m_size % pieceSize] = start;
+        if (start >= m_end)
+            moveEnd(start);
+        m_pieces.back()[m_size % pieceSize] = static_cast<quint32>(start);
         ++m_size;
     }
 
@@ -44,9 +55,15 @@ public:
 
 private:
     static constexpr std::size_t pieceSize = 1 << 16;
+    static constexpr qint64 span = qint64(1) << 32; // of the bits that are stored
 
-    std::vector<std::unique_ptr<int[]>> m_pieces;
+    qint64 upperBits(std::size_t line) const;
+    void moveEnd(qint64 start);
+
+    std::vector<std::unique_ptr<quint32[]>> m_pieces;
+    std::vector<std::size_t> m_firstLines; // after each multiple of the span
     std::size_t m_size = 0;
+    qint64 m_end = span; // the next multiple
 };
 
 /// A file that is read line by line, with an index of its lines and a window: the bytes around the
@@ -56,9 +73,9 @@ private:
 /// bytes. Blocks are counted from the position where the search for lines starts. Each read covers
 /// several blocks, which does not affect results.
 ///
-/// Offsets are ints: bytes of the file after \p maxBytes are ignored. A read that is interrupted by
-/// a signal is continued; all other errors are failures. All functions except findLines() throw
-/// std::bad_alloc when the memory does not suffice.
+/// Bytes of the file after \p maxBytes are ignored. A read that is interrupted by a signal is
+/// continued; all other errors are failures. All functions except findLines() throw std::bad_alloc
+/// when the memory does not suffice.
 class LineFile
 {
 public:
@@ -86,7 +103,8 @@ public:
         Count size;
     };
 
-    LineFile(OwnedFile file, int maxBytes, Window window);
+    LineFile(OwnedFile file, qint64 maxBytes, Window window,
+             std::size_t maxLines = std::numeric_limits<std::size_t>::max());
 
     bool isOpen() const { return m_file != nullptr; }
 
@@ -97,15 +115,19 @@ public:
 
     /// Finds all lines from the current position on, and calls \p tick, unless it is empty, once
     /// per block. The first line always starts at 0. Returns false, and leaves no lines, when the
-    /// file cannot be read to its end or the memory does not suffice.
+    /// file cannot be read to its end, when it has too many lines, or when the memory does not
+    /// suffice.
     bool findLines(const std::function<void()> &tick);
+
+    /// Whether the last findLines() failed because of the number of lines.
+    bool hasTooManyLines() const { return m_hasTooManyLines; }
 
     /// The number of line feeds that end a line, plus one.
     std::size_t numLines() const { return m_lines.size(); }
-    int lineStart(std::size_t line) const { return m_lines.at(line); }
+    qint64 lineStart(std::size_t line) const { return m_lines.at(line); }
 
     /// The position of the line feed, or of the end of the file for the last line.
-    int lineEnd(std::size_t line) const
+    qint64 lineEnd(std::size_t line) const
     {
         return line + 1 < m_lines.size() ? m_lines.at(line + 1) - 1 : m_end;
     }
@@ -120,33 +142,35 @@ public:
 
     /// Reads up to \p size bytes at the current position, and moves it after them.
     Count read(char *bytes, int size);
-    Count readAt(int offset, char *bytes, int size);
+    Count readAt(qint64 offset, char *bytes, int size);
 
     /// The bytes at \p offset, from the window, followed by scanPadding readable bytes. Valid until
     /// the next call. Moves the current position.
-    View view(int offset, int size);
+    View view(qint64 offset, int size);
 
 private:
-    bool isInWindow(int offset, int size) const
+    bool isInWindow(qint64 offset, int size) const
     {
-        return offset >= m_start && qint64(offset) + size <= qint64(m_start) + m_count.count;
+        return offset >= m_start && offset + size <= m_start + m_count.count;
     }
 
-    void moveWindow(int offset, int size);
+    void moveWindow(qint64 offset, int size);
 
     OwnedFile m_file;
-    const int m_maxBytes;
+    const qint64 m_maxBytes;
+    const std::size_t m_maxLines;
     const Window m_window;
 
     LineStarts m_lines;
-    int m_end = 0; // the end of the last line
+    qint64 m_end = 0; // the end of the last line
     bool m_hasZeroBytes = false;
+    bool m_hasTooManyLines = false;
 
     qint64 m_position = 0;
     qint64 m_filePosition = 0; // of the FILE, -1 if unknown
 
     std::unique_ptr<char[]> m_bytes; // the window
-    int m_start = 0;
+    qint64 m_start = 0;
     Count m_count;
     int m_step = 0; // how many bytes were requested
 };

@@ -14,6 +14,7 @@
 #include <charconv>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <new>
 
 namespace Utils {
@@ -293,11 +294,16 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
         const auto source = std::make_shared<LineSource>(std::move(file));
         if (progress) {
             const qint64 steps = File::size(path) / LineSource::blockSize;
-            progress->setMaxSteps(static_cast<int>(qMin<qint64>(steps, LineSource::maxFileSize)));
+            const qint64 most = std::numeric_limits<int>::max();
+            progress->setMaxSteps(static_cast<int>(std::min(steps, most)));
         }
         errno = 0;
-        if (!source->findLines(progress))
+        if (!source->findLines(progress)) {
+            if (source->hasTooManyLines())
+                return LastError::set(".err.tooManyRows",
+                                      {path, QString::number(LineSource::maxLines)});
             return LastError::cannotRead(path, errno == 0 ? ENOMEM : errno);
+        }
         d->path = path;
         d->setSource(source);
         return operation.succeeded();

@@ -34,8 +34,8 @@ class Progress;
 ///
 /// A row is read when it is accessed. Row 0 and the row that was split last are kept in memory. If
 /// the file is changed while it is open, rows may have the old or the new contents; when the file
-/// was cut off within a row, this row is what is left of it. The part of a file beyond 2 GiB is
-/// ignored.
+/// was cut off within a row, this row is what is left of it. A file may be larger than 2 GiB, but
+/// has at most 2,147,483,647 rows; four bytes of memory are needed for each.
 ///
 /// A row that cannot be read, because of a disk error or for lack of memory, is an empty line,
 /// never a part of the row, and cannot be distinguished from an empty row. Such a row is not kept:
@@ -75,7 +75,7 @@ public:
     ///
     /// False, with no rows and no open file, when the path is empty, when the file cannot be opened
     /// or cannot be read to its end, when it is not a regular file, and when its lines do not fit
-    /// into memory.
+    /// into memory or are too many. File::lastError() tells when they are too many.
     ///
     /// \p progress, if not null, receives a step for each block of 10,240 bytes. Its maximum is set
     /// to the number of whole blocks, so it may receive one step more than its maximum.

@@ -1,6 +1,7 @@
 #include "utils/csv/LineSource_p.h"
 
 #include "utils/base/ByteScan_p.h"
+#include "utils/base/Limits_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <cstring>
@@ -17,7 +18,8 @@ static OwnedFile withoutBuffer(OwnedFile file)
     return file;
 }
 
-LineSource::LineSource(OwnedFile file) : m_file(withoutBuffer(std::move(file)), maxFileSize, window)
+LineSource::LineSource(OwnedFile file)
+    : m_file(withoutBuffer(std::move(file)), std::numeric_limits<qint64>::max(), window, maxLines)
 {}
 
 bool LineSource::findLines(Progress *progress)
@@ -30,14 +32,14 @@ bool LineSource::findLines(Progress *progress)
 LineSource::Line LineSource::line(int number)
 {
     const auto index = static_cast<std::size_t>(number);
-    const int start = m_file.lineStart(index);
-    const int size = m_file.lineEnd(index) - start;
+    const qint64 start = m_file.lineStart(index);
+    const qint64 size = m_file.lineEnd(index) - start;
     Line line;
     if (size == 0)
         return line;
     try {
         if (size <= window.largest && m_file.isOpen()) {
-            const LineFile::View bytes = m_file.view(start, size);
+            const LineFile::View bytes = m_file.view(start, static_cast<int>(size));
             // A line feed within the line always follows a zero byte of the line.
             const bool isWhole = bytes.size.count == size &&
                                  (!m_file.hasZeroBytes() ||
@@ -65,7 +67,7 @@ LineSource::Line LineSource::line(int number)
 /// Reads a line that may contain zero bytes. A zero byte hides the bytes after it up to the end of
 /// the block; blocks count from the start of the line. False when the line cannot be read to its
 /// end.
-bool LineSource::readByBlocks(int offset, QByteArray &line)
+bool LineSource::readByBlocks(qint64 offset, QByteArray &line)
 {
     char block[blockSize];
     while (true) {
@@ -75,6 +77,8 @@ bool LineSource::readByBlocks(int offset, QByteArray &line)
         const void *const feed = std::memchr(block, '\n', static_cast<std::size_t>(end - block));
         if (feed)
             end = static_cast<const char *>(feed);
+        if (line.size() > maxByteCount - blockSize)
+            throw std::bad_alloc();
         line.append(block, static_cast<int>(end - block));
         if (feed || hasFailed || count == 0)
             return feed || !hasFailed;

@@ -16,8 +16,8 @@ class LineSource
 public:
     static constexpr int blockSize = LineFile::blockSize;
 
-    /// How many bytes of a file are read. The number of lines fits into an int, too.
-    static constexpr int maxFileSize = std::numeric_limits<int>::max() - 1;
+    /// The largest number of lines, for which their count and their indexes are ints.
+    static constexpr int maxLines = std::numeric_limits<int>::max();
 
     /// The bytes of a line, without its line feed. Valid until the next call of the source, and as
     /// long as \p holder lives.
@@ -37,8 +37,11 @@ public:
     void close() { m_file.close(); }
 
     /// Finds all lines, and ticks once per block. False when the memory does not suffice for them,
-    /// or when the file cannot be read to its end.
+    /// when they are too many, or when the file cannot be read to its end.
     bool findLines(Progress *progress);
+
+    /// Whether the last findLines() failed because of the number of lines.
+    bool hasTooManyLines() const { return m_file.hasTooManyLines(); }
 
     int numLines() const { return static_cast<int>(m_file.numLines()); }
 
@@ -48,7 +51,7 @@ public:
     Line line(int number);
 
 private:
-    bool readByBlocks(int offset, QByteArray &line);
+    bool readByBlocks(qint64 offset, QByteArray &line);
 
     LineFile m_file;
 };

@@ -53,8 +53,8 @@ bool FileByteReaderPrivate::nextLine(QByteArray &line)
 bool FileByteReaderPrivate::readNext(QByteArray &line)
 {
     const auto index = static_cast<std::size_t>(currentLine);
-    const int offset = file.lineStart(index);
-    const int length = file.lineEnd(index) - offset;
+    const qint64 offset = file.lineStart(index);
+    const auto length = static_cast<int>(file.lineEnd(index) - offset);
     ++currentLine;
 
     file.seek(offset);
@@ -68,7 +68,7 @@ bool FileByteReaderPrivate::readNext(QByteArray &line)
     } else if (length > 0 && length <= windowSize) {
         const LineFile::View bytes = file.view(offset, length);
         size = bytes.size;
-        file.seek(qint64(offset) + size.count);
+        file.seek(offset + size.count);
 
         // Resized only once, because this dominates the cost of a short line.
         const bool hasReturn = size.count > 0 && bytes.begin[size.count - 1] == '\r';

@@ -21,6 +21,9 @@ namespace Utils::Platform {
 /// folders, it is EISDIR for a folder.
 std::FILE *openFile(const std::string &path, const char *mode);
 
+/// Moves the position of \p file, which may be beyond 2 GiB. Returns whether it succeeded.
+bool seekFile(std::FILE *file, std::int64_t position);
+
 /// The kind of a directory entry.
 enum class Entry
 {

@@ -84,6 +84,11 @@ std::FILE *openFile(const std::string &path, const char *mode)
     return file;
 }
 
+bool seekFile(std::FILE *file, std::int64_t position)
+{
+    return fseeko(file, position, SEEK_SET) == 0;
+}
+
 static Entry entryOf(mode_t mode)
 {
     return S_ISREG(mode)   ? Entry::File

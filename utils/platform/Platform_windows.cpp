@@ -50,6 +50,11 @@ std::FILE *openFile(const std::string &path, const char *mode)
     return file;
 }
 
+bool seekFile(std::FILE *file, std::int64_t position)
+{
+    return _fseeki64(file, position, SEEK_SET) == 0;
+}
+
 static bool isMissing(DWORD error)
 {
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ||
