@@ -32,7 +32,6 @@ static const struct
     {"Kelm.Utils",     ".err.decodeText",     "%1",    nullptr}, // encoding
     {"Kelm.Utils",     ".err.encode",         "%1 %2", nullptr}, // path, encoding
     {"Kelm.Utils",     ".err.encoding",       "%1",    nullptr}, // name
-    {"Kelm.Utils",     ".err.filesize",       "%1",    nullptr}, // path
     {"Kelm.Utils",     ".err.lineEncoding",   "%1 %2", nullptr}, // path, encoding
     {"Kelm.Utils",     ".err.tooManyRows",    "%1 %2", nullptr}, // path, number
     {"Kelm.Utils",     ".msg.scriptRunning",  "%1",    nullptr}, // path

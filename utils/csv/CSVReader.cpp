@@ -2,6 +2,7 @@
 
 #include "utils/base/ByteScan_p.h"
 #include "utils/base/Checksum_p.h"
+#include "utils/base/Encoding_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/csv/LineSource_p.h"
 #include "utils/csv/cells/Cells_p.h"
@@ -19,17 +20,42 @@
 
 namespace Utils {
 
+/// The encoding of a file.
+struct FileEncoding
+{
+    QString name; // "" when none was set
+    bool isGuess = false;
+    Encoding encoding;    // invalid for UTF-8
+    bool hasMark = false; // whether a mark at the start is not part of the text
+};
+
 class CSVReaderPrivate
 {
 public:
     void addDelimiter(char delimiter);
+
+    /// Determines the encoding of the file. False, with a reason, when its lines and fields cannot
+    /// be found.
+    bool findEncoding(FileEncoding &found) const;
 
     /// Discards the current source and closes its file, also for copies, and sets \p newSource.
     void setSource(const std::shared_ptr<LineSource> &newSource);
 
     int numRows() const { return source ? source->numLines() : 0; }
 
-    LineSource::Line line(int row) const { return source->line(row); }
+    LineSource::Line line(int row) const
+    {
+        return row == 0 && decoded.hasMark ? firstLine() : source->line(row);
+    }
+    LineSource::Line firstLine() const; // without a byte order mark
+
+    QString toText(const char *begin, const char *end) const
+    {
+        const QString text = decoded.encoding.isValid()
+                                 ? decoded.encoding.toText(begin, end)
+                                 : QString::fromUtf8(begin, static_cast<int>(end - begin));
+        return text.trimmed();
+    }
 
     QList<QByteArray> split(const char *next, const char *end) const;
 
@@ -57,6 +83,8 @@ public:
     std::array<bool, 256> isDelimiter = {}; // in a line without carriage returns
     double holeValue = 0.0;
     Data::String path;
+    QString encodingName; // as set
+    FileEncoding decoded; // of the source
     QList<QByteArray> firstRow;
     QList<QByteArray> lastRow;
     int lastRowIndex = -1;
@@ -77,17 +105,41 @@ static QByteArray withoutReturns(const char *begin, const char *end)
     return bytes;
 }
 
-static QString toText(const char *begin, const char *end)
-{
-    return QString::fromUtf8(begin, static_cast<int>(end - begin)).trimmed();
-}
-
 void CSVReaderPrivate::addDelimiter(char delimiter)
 {
     if (delimiter == '\0' || delimiters.contains(delimiter))
         return;
     delimiters.append(delimiter);
     isDelimiter[static_cast<unsigned char>(delimiter)] = delimiter != '\r';
+}
+
+bool CSVReaderPrivate::findEncoding(FileEncoding &found) const
+{
+    found = {};
+    if (encodingName.isEmpty())
+        return true;
+    found.name = encodingName == QLatin1String("auto")
+                     ? QString(File::encoding(path, &found.isGuess))
+                     : encodingName;
+    const Encoding encoding(found.name);
+    const auto isKept = [&](char delimiter) { return encoding.keepsLinesAndFields(delimiter); };
+    if (!isKept('\n') || !std::all_of(delimiters.begin(), delimiters.end(), isKept))
+        return LastError::set(".err.lineEncoding", {path, found.name});
+    found.hasMark = encoding.isUtf8();
+    if (!encoding.isUtf8())
+        found.encoding = encoding;
+    return true;
+}
+
+LineSource::Line CSVReaderPrivate::firstLine() const
+{
+    const char mark[] = {'\xef', '\xbb', '\xbf'};
+    LineSource::Line line = source->line(0);
+    const bool hasMark = line.end - line.begin >= std::ptrdiff_t(sizeof(mark)) &&
+                         std::memcmp(line.begin, mark, sizeof(mark)) == 0;
+    if (hasMark)
+        line.begin += sizeof(mark);
+    return line;
 }
 
 void CSVReaderPrivate::setSource(const std::shared_ptr<LineSource> &newSource)
@@ -277,6 +329,7 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
     LastError operation;
     d->path = path;
     d->setSource(nullptr);
+    d->decoded = {};
     try {
         // Opening a pipe waits for a writer, and its content could not be read twice.
         std::error_code error;
@@ -286,7 +339,8 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
             return error ? LastError::cannotRead(path, error.default_error_condition().value())
                          : tellNoFile(path);
         OwnedFile file(File::openRead(path));
-        if (!file)
+        FileEncoding encoding;
+        if (!file || !d->findEncoding(encoding))
             return false;
 
         // Set only when the index of lines is complete: the host may call the reader while progress
@@ -306,10 +360,35 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
         }
         d->path = path;
         d->setSource(source);
+        d->decoded = encoding;
         return operation.succeeded();
     } catch (const std::bad_alloc &) {
         return LastError::set(".err.memory");
     }
+}
+
+bool CSVReader::setEncoding(const Data::String &name)
+{
+    LastError operation;
+    try {
+        const bool isSpecial = name.isEmpty() || name == QLatin1String("auto");
+        const QString usual = isSpecial ? QString(name) : Encoding(name).name();
+        if (usual.isEmpty() && !isSpecial)
+            return LastError::set(".err.encoding", {name});
+        d->encodingName = usual;
+        return true;
+    } catch (const std::bad_alloc &) {
+        return LastError::set(".err.memory");
+    }
+}
+
+Data::String CSVReader::encoding() const { return d->encodingName; }
+
+Data::String CSVReader::detectedEncoding(bool *isGuess) const
+{
+    if (isGuess)
+        *isGuess = d->decoded.isGuess;
+    return d->decoded.name;
 }
 
 void CSVReader::setHoleValue(double value) { d->holeValue = value; }
@@ -392,7 +471,7 @@ Data::String CSVReader::dataD(int row, int col) const
 {
     const QByteArray field = data(row, col);
     try {
-        return toText(field.constData(), field.constData() + field.size());
+        return d->toText(field.constData(), field.constData() + field.size());
     } catch (const std::bad_alloc &) {
         return {};
     }
@@ -407,7 +486,9 @@ QStringList CSVReader::rowDataD(int row, int firstCol, int lastCol) const
 
 QStringList CSVReader::colDataD(int col, int firstRow) const
 {
-    return d->column<QStringList>(col, firstRow, toText);
+    return d->column<QStringList>(col, firstRow, [this](const char *begin, const char *end) {
+        return d->toText(begin, end);
+    });
 }
 
 double CSVReader::dataValue(int row, int col, bool *ok) const
@@ -441,7 +522,7 @@ QStringList CSVReader::baToStrList(const QList<QByteArray> &fields) const
         QStringList texts;
         texts.reserve(fields.size());
         for (const QByteArray &field : fields)
-            texts.append(toText(field.constData(), field.constData() + field.size()));
+            texts.append(d->toText(field.constData(), field.constData() + field.size()));
         return texts;
     } catch (const std::bad_alloc &) {
         return {};

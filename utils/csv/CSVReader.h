@@ -83,6 +83,24 @@ public:
     /// \compat The call continues when \p progress is cancelled.
     bool read(const Data::String &path, Progress *progress = nullptr);
 
+    /// Sets the encoding of the fields as text, such as "windows-1252", from the next read() on;
+    /// "auto" for the File::encoding() of the file, which is searched for it. With "", as at first,
+    /// this is UTF-8. False, with nothing changed, when there is no encoding of that name.
+    ///
+    /// With an encoding, a byte order mark of UTF-8 is not part of row 0. What is not valid in the
+    /// encoding becomes U+FFFD. read() fails, with a reason in File::lastError(), for an encoding
+    /// in which the bytes of line feeds and delimiters can be part of other characters, such as
+    /// UTF-16.
+    bool setEncoding(const Data::String &name);
+
+    /// The name last set: "" or "auto", or the usual name of the encoding.
+    Data::String encoding() const;
+
+    /// The encoding by which the last successful read() decodes. \p isGuess, if not null, is set
+    /// to whether it may be wrong, as for File::encoding(); false unless "auto" was set. "" when no
+    /// encoding was set.
+    Data::String detectedEncoding(bool *isGuess = nullptr) const;
+
     /// The number that stands for an empty field (a hole), 0.0 at first.
     void setHoleValue(double value);
 
@@ -129,7 +147,7 @@ public:
     /// feed.
     QList<QByteArray> colData(int col, int firstRow = 0) const;
 
-    // Fields as text: decoded from UTF-8 and then trimmed
+    // Fields as text: decoded from UTF-8, or from the encoding that was set, and then trimmed
 
     Data::String dataD(int row, int col) const;
     QStringList dataD(int row) const;

@@ -129,6 +129,35 @@ public:
     /// setDemandParse().
     bool isDemandRead() const;
 
+    /// Sets the encoding of the files and bytes that are read from then on, such as "windows-1252";
+    /// "auto" for their File::encoding(). With "", as at first, files are read as UTF-8, and bytes
+    /// as read() and setData() describe. False, with nothing changed, when there is no encoding of
+    /// that name.
+    ///
+    /// With an encoding, a byte order mark is not part of the text, and the encoding is the same in
+    /// each kind of storage, for each function:
+    ///
+    ///     text    decoded when it is read
+    ///     bytes   decoded when they are read, and stored as UTF-8
+    ///     file    decoded when accessed; what is not valid in the encoding becomes U+FFFD
+    ///
+    /// As text and bytes, a file that is not valid in the encoding is not read: read() returns
+    /// false and File::lastError() tells why. Encodings in which a line feed or the delimiter can
+    /// be part of another character, such as UTF-16, are not read in the file; such a file is read
+    /// into memory, whatever its size. The same applies to a delimiter that is not ASCII, with
+    /// which a table is always stored as text.
+    ///
+    /// Texts passed as strings, addresses, and files that are written are not affected.
+    bool setEncoding(const Data::String &name);
+
+    /// The name last set: "" or "auto", or the usual name of the encoding.
+    Data::String encoding() const;
+
+    /// The encoding of the file or bytes that were read last. \p isGuess, if not null, is set to
+    /// whether it may be wrong, as for File::encoding(); false unless "auto" was set. "" when no
+    /// encoding was set.
+    Data::String detectedEncoding(bool *isGuess = nullptr) const;
+
     /// Sets the number that stands for an empty field, 0.0 at first: for writing in this table, and
     /// for reading in all tables that are stored as text or bytes.
     void setHoleValue(double value);

@@ -123,6 +123,27 @@ public:
     /// The delimiter for backends that read bytes: in Latin-1, or 0 when Latin-1 does not have it.
     char byteDelimiter() const { return textData->delimiters.first().at(0).toLatin1(); }
 
+    /// The same, and by the encoding that is set the delimiter is a single byte, as the other
+    /// backends need it.
+    bool hasPlainDelimiter() const;
+
+    /// Determines the encoding of the file. Returns whether its lines and cells can be found in the
+    /// bytes.
+    bool canReadInFile();
+
+    /// Decodes \p bytes to UTF-8 by the encoding that is set, if any. False, with a reason, when
+    /// they are not valid. \p source is the path for the reason, or "".
+    bool decode(QByteArray &bytes, const QString &source);
+
+    /// The text of the file; "" when it cannot be read or decoded.
+    CSVText textOfFile();
+
+    /// Reads the file as bytes.
+    bool readBytes();
+
+    /// As CSVTable::setData(). \p source is the path for a reason, or "".
+    bool setBytes(QByteArray bytes, const QString &source);
+
     /// Appends \p text to the text rows, which become the current backend.
     bool appendText(const CSVText &text, bool quoted);
 
@@ -148,6 +169,9 @@ public:
     double holeValue = 0.0; // of this table; tables in memory use that of the process
     Data::String progressLabel;
     Data::String path;
+    QString encoding;             // as set: a name, "auto" or ""
+    QString detectedEncoding;     // of the last text
+    bool isEncodingGuess = false; // whether it may be wrong
     Progress *progress = nullptr; // not owned
     CSVBackends backends = CSVBackends::standard();
     std::unique_ptr<CSVTextData> textData = backends.makeText(); // never null

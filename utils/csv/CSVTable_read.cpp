@@ -1,8 +1,7 @@
 #include "utils/csv/CSVTable.h"
 
+#include "utils/base/Encoding_p.h"
 #include "utils/base/LastError_p.h"
-#include "utils/base/Limits_p.h"
-#include "utils/base/Utf8_p.h"
 #include "utils/csv/CSVTable_p.h"
 #include "utils/csv/backends/CSVFileData_p.h"
 #include "utils/files/File.h"
@@ -18,23 +17,6 @@ static int inBytes(int megabytes)
     return static_cast<int>(static_cast<unsigned>(megabytes) << 20);
 }
 
-/// Sets the \p content of a file. What is empty is reported by the caller.
-template <typename Content, typename Set>
-static bool setUnlessEmpty(const Content &content, const Set &set)
-{
-    return !content.isEmpty() && set(content);
-}
-
-/// Stores why the \p bytes of the file \p path are no text. Returns false.
-static bool tellNoText(const QByteArray &bytes, const Data::String &path)
-{
-    if (bytes.size() > maxTextLength)
-        return LastError::setFor(".err.toolarge", path);
-    const bool isText = startsWithWideMark(bytes) ||
-                        isValidUtf8(bytes.constData(), bytes.constData() + bytes.size());
-    return LastError::setFor(isText ? ".err.empty" : ".err.utf8", path);
-}
-
 // A backend becomes current only when it is complete: the host may call the table while progress is
 // reported.
 
@@ -45,20 +27,19 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
     const bool isRead = falseWithoutMemory([&] {
         const bool limited = fileSizeLimit >= 1;
         if (limited && File::exists(path) && File::size(path) > inBytes(fileSizeLimit) &&
-            d->hasSingleDelimiter())
+            d->hasPlainDelimiter() && d->canReadInFile())
             return d->readInFile();
 
         static const bool isRawReadOff = qEnvironmentVariableIsSet("KLT_NORAWREAD");
-        if (limited && !quoted && d->hasSingleDelimiter() && !isRawReadOff)
-            return setUnlessEmpty(File::readRaw(path),
-                                  [&](const auto &bytes) { return setData(bytes); });
-        if (path.startsWith(QLatin1String("http://"))) // which File::read() fetches
-            return setUnlessEmpty(File::read(path),
-                                  [&](const auto &text) { return setData(text, quoted); });
+        if (limited && !quoted && d->hasPlainDelimiter() && !isRawReadOff)
+            return d->readBytes();
+        if (path.startsWith(QLatin1String("http://"))) { // which File::read() fetches
+            const Data::String text = File::read(path);
+            return !text.isEmpty() && setData(text, quoted);
+        }
         // Read only once: a second read of a pipe would wait for another writer.
-        const QByteArray bytes = File::readRaw(path);
-        const CSVText text = CSVText::fromFile(bytes);
-        return text.isEmpty() ? tellNoText(bytes, path) : d->appendText(text, quoted);
+        const CSVText text = d->textOfFile();
+        return !text.isEmpty() && d->appendText(text, quoted);
     });
     return isRead ? operation.succeeded() : LastError::setFor(".err.empty", path);
 }
@@ -67,6 +48,10 @@ bool CSVTablePrivate::readInFile()
 {
     auto inFile = std::make_unique<CSVFileData>(byteDelimiter());
     inFile->reader.setHoleValue(holeValue);
+    if (!detectedEncoding.isEmpty()) {
+        inFile->reader.setEncoding(detectedEncoding);
+        inFile->setEncoding(Encoding(detectedEncoding));
+    }
     Progress *const reporter = progress;
     TaskProgress task(reporter);
     task.start(/*steps=*/0, progressLabel);
@@ -74,6 +59,12 @@ bool CSVTablePrivate::readInFile()
     const bool isRead = inFile->reader.read(path, reporter);
     backend = std::move(inFile);
     return isRead;
+}
+
+bool CSVTablePrivate::readBytes()
+{
+    QByteArray bytes = File::readRaw(path);
+    return !bytes.isEmpty() && setBytes(std::move(bytes), path);
 }
 
 bool CSVTablePrivate::appendText(const CSVText &text, bool quoted)
@@ -110,23 +101,33 @@ bool CSVTable::setData(const char *text, bool quoted)
 bool CSVTable::setData(const QByteArray &bytes)
 {
     LastError operation;
-    const bool isSet = falseWithoutMemory([&] {
-        if (!d->hasSingleDelimiter())
-            return setData(Data::String(QString::fromLatin1(bytes)), /*quoted=*/false);
-        if (bytes.isEmpty())
-            return false;
-
-        clearCSV(); // the text rows remain when the memory does not suffice
-        std::unique_ptr<CSVData> backend;
-        {
-            const TaskProgress task(d->progress);
-            backend = d->backends.makeBytes(bytes, d->byteDelimiter(), /*parseNow=*/!d->demandParse,
-                                            d->progress, d->progressLabel);
-        }
-        d->backend = std::move(backend);
-        return isValid();
-    });
+    const bool isSet = falseWithoutMemory([&] { return d->setBytes(bytes, QString()); });
     return isSet ? operation.succeeded() : LastError::set(".err.notext");
+}
+
+bool CSVTablePrivate::setBytes(QByteArray bytes, const QString &source)
+{
+    const bool isEncoded = !encoding.isEmpty();
+    if (!isEncoded && !hasSingleDelimiter()) {
+        const QString text = QString::fromLatin1(bytes);
+        return !text.isEmpty() && appendText(CSVText(text), /*quoted=*/false);
+    }
+    if (!decode(bytes, source) || bytes.isEmpty())
+        return false;
+    if (!hasPlainDelimiter())
+        return appendText(CSVText::fromUtf8(bytes), /*quoted=*/false);
+
+    useText(); // the text rows remain when the memory does not suffice
+    std::unique_ptr<CSVData> newBackend;
+    {
+        const TaskProgress task(progress);
+        newBackend = backends.makeBytes(bytes, byteDelimiter(), /*parseNow=*/!demandParse, progress,
+                                        progressLabel);
+    }
+    if (isEncoded)
+        newBackend->setUtf8();
+    backend = std::move(newBackend);
+    return current().isValid();
 }
 
 bool CSVTable::hasHeader() const

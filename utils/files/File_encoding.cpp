@@ -96,7 +96,7 @@ bool decodeFile(const QByteArray &bytes, const QString &path, const QString &enc
     if (outcome == Encoding::Outcome::Invalid)
         return LastError::set(".err.decode", {path, used.name()});
     if (outcome == Encoding::Outcome::TooLong)
-        return LastError::set(".err.filesize", {path});
+        return LastError::set(".err.toolarge", {path});
     decoded = {utf8, used.name(), isGuess};
     return true;
 }
@@ -114,14 +114,14 @@ Data::String File::read(const Data::String &path, const Data::String &encoding)
         if (!decodeFile(bytes, path, encoding, decoded))
             return {};
         if (decoded.utf8.size() > maxTextLength) {
-            LastError::set(".err.filesize", {path});
+            LastError::set(".err.toolarge", {path});
             return {};
         }
         const QString text = textOfUtf8(decoded.utf8);
         operation.succeeded();
         return text;
     } catch (const std::bad_alloc &) {
-        LastError::set(".err.filesize", {path});
+        LastError::set(".err.toolarge", {path});
         return {};
     }
 }

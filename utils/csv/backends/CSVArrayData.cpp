@@ -64,8 +64,14 @@ Data::String CSVArrayData::data(int row, int col)
         return {};
     return m_rows.visitField(
         row, col,
-        [](const QByteArray *field) { return field ? QString::fromLatin1(*field) : QString(); },
-        [](const ByteChunk &chunk, int cell) { return chunk.latin1(cell); });
+        [this](const QByteArray *field) {
+            if (!field)
+                return QString();
+            return m_isUtf8 ? toText(*field) : QString::fromLatin1(*field);
+        },
+        [this](const ByteChunk &chunk, int cell) {
+            return m_isUtf8 ? chunk.text(cell) : chunk.latin1(cell);
+        });
 }
 
 QList<double> CSVArrayData::dataValue(int row)

@@ -11,9 +11,9 @@ class Progress;
 /// The backend that holds bytes, separated by a single delimiter byte. It supports no patterns,
 /// quotes or comments, and no "{" in a number.
 ///
-/// \compat A cell requested by row and column is read as Latin-1, while rows and columns of text
-/// are read as UTF-8; both end at a zero byte. The number of a cell that does not exist is 0.0, not
-/// the hole number.
+/// \compat A cell requested by row and column is read as Latin-1, unless setUtf8() was called,
+/// while rows and columns of text are read as UTF-8; both end at a zero byte. The number of a cell
+/// that does not exist is 0.0, not the hole number.
 ///
 /// A row that is requested as a list of text a second time is cached as such a list, besides its
 /// bytes.
@@ -40,6 +40,7 @@ public:
                  const Data::String &label);
 
     void setData(int row, int col, const Data::String &text) override;
+    void setUtf8() override { m_isUtf8 = true; }
     void removeRow(int row) override { m_rows.remove(row); }
     void removeColumn(int col) override;
     void removeRows(const QList<int> &rows) override { m_rows.remove(rows); }
@@ -66,6 +67,7 @@ private:
     RowStore<QStringList> m_texts; // the cached lists of text
     RowRequests m_requests;        // of such lists
     const char m_delimiter;
+    bool m_isUtf8 = false;
 };
 
 } // namespace Utils

@@ -70,6 +70,9 @@ public:
     /// CSVTable::checksum() returns it.
     virtual quint16 checksum(int rows) = 0;
 
+    /// Tells that the bytes are UTF-8, in which each access by row and column decodes them, too.
+    virtual void setUtf8() {}
+
     /// The result of colDataValue() for each of \p cols.
     virtual QList<QList<double>> colDataValues(const QList<int> &cols, int firstRow);
 

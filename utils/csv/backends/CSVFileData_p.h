@@ -1,5 +1,6 @@
 #pragma once
 
+#include "utils/base/Encoding_p.h"
 #include "utils/csv/CSVReader.h"
 #include "utils/csv/backends/CSVData_p.h"
 
@@ -31,6 +32,15 @@ public:
     bool isReadOnly() const override { return true; }
     quint16 checksum(int rows) override { return reader.checksum(rows); }
     bool visit(int firstRow, int lastRow, const Visitor &visitor) override;
+
+    /// Sets the encoding of the cells that visit() passes. That of the reader is set apart.
+    void setEncoding(const Encoding &encoding)
+    {
+        m_encoding = encoding.isUtf8() ? Encoding() : encoding;
+    }
+
+private:
+    Encoding m_encoding; // invalid for UTF-8
 };
 
 } // namespace Utils

@@ -32,6 +32,14 @@ CSVText CSVText::fromFile(const QByteArray &bytes)
     return text;
 }
 
+CSVText CSVText::fromUtf8(const QByteArray &utf8)
+{
+    CSVText text{QString()};
+    if (utf8.size() <= maxTextLength)
+        text.m_utf8 = csvToKeep(utf8);
+    return text;
+}
+
 QString csvDecoded(const char *begin, const char *end)
 {
     // A byte order mark within the text is a character, but Qt drops it at the start of the bytes

@@ -25,6 +25,9 @@ public:
     /// for a text that is too long.
     static CSVText fromFile(const QByteArray &bytes);
 
+    /// The text of valid UTF-8, in which a byte order mark is a character. "" when it is too long.
+    static CSVText fromUtf8(const QByteArray &utf8);
+
     bool isEmpty() const { return size() == 0; }
     bool isUtf8() const { return !m_utf8.isNull(); }
     int size() const { return isUtf8() ? m_utf8.size() - m_start : m_text.size(); }

@@ -1,0 +1,95 @@
+#include "utils/csv/CSVTable.h"
+
+#include "utils/base/Encoding_p.h"
+#include "utils/base/LastError_p.h"
+#include "utils/base/Limits_p.h"
+#include "utils/base/Utf8_p.h"
+#include "utils/csv/CSVTable_p.h"
+#include "utils/files/File.h"
+#include "utils/files/File_p.h"
+
+namespace Utils {
+
+static const QLatin1String automatic("auto");
+
+bool CSVTable::setEncoding(const Data::String &name)
+{
+    LastError operation;
+    return falseWithoutMemory([&] {
+        const bool isSpecial = name.isEmpty() || name == automatic;
+        const QString usual = isSpecial ? QString(name) : Encoding(name).name();
+        if (usual.isEmpty() && !isSpecial)
+            return LastError::set(".err.encoding", {name});
+        d->encoding = usual;
+        return operation.succeeded();
+    });
+}
+
+Data::String CSVTable::encoding() const { return d->encoding; }
+
+Data::String CSVTable::detectedEncoding(bool *isGuess) const
+{
+    if (isGuess)
+        *isGuess = d->isEncodingGuess;
+    return d->detectedEncoding;
+}
+
+bool CSVTablePrivate::hasPlainDelimiter() const
+{
+    return hasSingleDelimiter() &&
+           (encoding.isEmpty() || textData->delimiters.first().at(0) < QChar(0x80));
+}
+
+bool CSVTablePrivate::canReadInFile()
+{
+    detectedEncoding.clear();
+    isEncodingGuess = false;
+    if (encoding.isEmpty())
+        return true;
+    const QString found =
+        encoding == automatic ? QString(File::encoding(path, &isEncodingGuess)) : encoding;
+    if (!Encoding(found).keepsLinesAndFields(byteDelimiter()))
+        return false;
+    detectedEncoding = found;
+    return true;
+}
+
+bool CSVTablePrivate::decode(QByteArray &bytes, const QString &source)
+{
+    detectedEncoding.clear();
+    isEncodingGuess = false;
+    if (encoding.isEmpty())
+        return true;
+    DecodedFile decoded;
+    if (!decodeFile(bytes, source, encoding, decoded))
+        return false;
+    bytes = decoded.utf8;
+    detectedEncoding = decoded.encoding;
+    isEncodingGuess = decoded.isGuess;
+    return true;
+}
+
+/// Stores why the \p bytes of the file \p path are no text.
+static void tellNoText(const QByteArray &bytes, const Data::String &path)
+{
+    if (bytes.size() > maxTextLength) {
+        LastError::setFor(".err.toolarge", path);
+        return;
+    }
+    const bool isText = startsWithWideMark(bytes) ||
+                        isValidUtf8(bytes.constData(), bytes.constData() + bytes.size());
+    LastError::setFor(isText ? ".err.empty" : ".err.utf8", path);
+}
+
+CSVText CSVTablePrivate::textOfFile()
+{
+    QByteArray bytes = File::readRaw(path);
+    if (!decode(bytes, path))
+        return CSVText(QString());
+    const CSVText text = encoding.isEmpty() ? CSVText::fromFile(bytes) : CSVText::fromUtf8(bytes);
+    if (text.isEmpty())
+        tellNoText(bytes, path);
+    return text;
+}
+
+} // namespace Utils
