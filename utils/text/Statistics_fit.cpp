@@ -63,13 +63,15 @@ public:
 
     double at(int row, int column) const
     {
-        return m_triangle[static_cast<std::size_t>(row * m_columns + column)];
+        return m_triangle[static_cast<std::size_t>(row) * static_cast<std::size_t>(m_columns) +
+                          static_cast<std::size_t>(column)];
     }
 
 private:
     double &at(int row, int column)
     {
-        return m_triangle[static_cast<std::size_t>(row * m_columns + column)];
+        return m_triangle[static_cast<std::size_t>(row) * static_cast<std::size_t>(m_columns) +
+                          static_cast<std::size_t>(column)];
     }
 
     static double product(const double *a, const double *b, int size)

@@ -380,8 +380,7 @@ static double onTheWay(double a, double b, double part)
     // The difference of two numbers may be too large for a double, and infinity has none.
     if (std::signbit(a) != std::signbit(b) || !std::isfinite(a))
         return a * (1.0 - part) + b * part;
-    const double number = a + (b - a) * part;
-    return number > b ? b : number;
+    return a + (b - a) * part;
 }
 
 double Statistics::percentile(const Data::Array &array, double percent, const QList<int> &indices)

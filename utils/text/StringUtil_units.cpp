@@ -90,7 +90,7 @@ Data::String StringUtil::displayUnit(double value, const Data::String &unit, int
         return {};
     const int precision = std::clamp(digits, 1, mostUnitDigits);
     const auto asItIs = [&] {
-        const Data::String number = display(value == 0.0 ? 0.0 : value, 'g', precision);
+        const Data::String number = display(value, 'g', precision);
         return unit.isEmpty() ? number : number + ' ' + unit;
     };
     if (value == 0.0 || !std::isfinite(value) || !takesPrefix(unit))
