@@ -87,6 +87,9 @@ static const struct
     {"Kelm.Utils",     ".err.utf8",           "%1",     nullptr},
     {"Kelm.Utils",     ".err.writefault",     "%1 %2",  nullptr},
     {"Kelm.Utils",     ".err.xml",            "%1 %2 %3 %4", nullptr},
+    {"Kelm.Utils",     ".err.csvdelimiter",   "",      nullptr},
+    {"Kelm.Utils",     ".err.csvquote",       "%1",    nullptr}, // line
+    {"Kelm.Utils",     ".err.csvinput",       "%1",    nullptr}, // path
     {"Kelm.Widgets",   ".ctx.undo",           "",      "&Undo"},
     {"Kelm.Widgets",   ".ctx.redo",           "",      "&Redo"},
     {"Kelm.Widgets",   ".ctx.cut",            "",      "Cu&t"},

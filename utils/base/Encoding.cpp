@@ -330,6 +330,11 @@ static QByteArray toUtf32(const QString &text, bool isBig)
     return bytes;
 }
 
+QByteArray Encoding::partToUtf8(const QByteArray &part) const
+{
+    return toText(part.constData(), part.constData() + part.size()).toUtf8();
+}
+
 bool Encoding::fromText(const QString &text, QByteArray &bytes) const
 {
     if (!m_table)

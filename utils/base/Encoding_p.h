@@ -53,6 +53,7 @@ public:
 
     /// Decodes a part of a text. What is not valid becomes U+FFFD.
     QString toText(const char *begin, const char *end) const;
+    QByteArray partToUtf8(const QByteArray &part) const;
 
     /// Encodes a whole text, with a byte order mark in "UTF-16" and "UTF-32" only. False when
     /// \p text has a character that the encoding does not have.

@@ -29,6 +29,8 @@ QString CSVCell::toText() const
         return QString(characters(), m_size);
     case Utf8:
         return csvUtf8Text(bytes(), bytes() + m_size);
+    case Exact:
+        return csvDecoded(bytes(), bytes() + m_size);
     case Bytes:
         return QString::fromUtf8(bytes(), csvSizeToZero(bytes(), m_size));
     default:
@@ -52,20 +54,25 @@ double CSVCell::number(bool *ok) const
 /// Parses a cell that contains only a number, as most do that are read as numbers.
 bool CSVCell::toPureNumber(double &value) const
 {
-    if (isUtf16())
-        return parsePureNumber(characters(), m_size, value);
     if (m_hasRoom && parseDecimal(bytes(), bytes() + m_size, value))
         return true;
-    return m_form == Utf8 && parsePureNumber(bytes(), m_size, value);
+    if (m_hasComma)
+        return isUtf16() ? parseCommaNumber(characters(), characters() + m_size, value)
+                         : parseCommaNumber(bytes(), bytes() + m_size, value);
+    if (isUtf16())
+        return parsePureNumber(characters(), m_size, value);
+    return (m_form == Utf8 || m_form == Exact) && parsePureNumber(bytes(), m_size, value);
 }
 
 /// Parses any cell.
 double CSVCell::toNumber(bool *ok) const
 {
-    if (m_form == Utf16 || m_form == Utf8)
-        return csvNumber(toText(), ok);
+    const char point = m_hasComma ? ',' : '.';
+    if (m_form == Utf16 || m_form == Utf8 || (m_form == Exact && m_size > 0))
+        return csvNumber(toText(), ok, point);
     const auto hole = [this] { return *m_hole; };
-    return csvNumber(bytes(), bytes() + m_size, hole, ok);
+    return m_hasComma ? csvCommaNumber(bytes(), bytes() + m_size, hole, ok)
+                      : csvNumber(bytes(), bytes() + m_size, hole, ok);
 }
 
 } // namespace Utils

@@ -24,7 +24,7 @@ public:
     /// In a table stored as text they are valid UTF-8. White space of ASCII at the ends is not part
     /// of the cell, but white space outside ASCII, which text() does not return, may be. In a table
     /// in the file, no white space is removed. With CSVTable::setEncoding() they are UTF-8 in each
-    /// kind of storage.
+    /// kind of storage. With CSVTable::Rfc4180 they are the contents of the cell, exactly.
     const char *bytes() const { return isUtf16() ? nullptr : static_cast<const char *>(m_data); }
 
     /// The cell as UTF-16; null when it is stored as bytes.
@@ -51,14 +51,16 @@ private:
     enum Form : unsigned char
     {
         Utf16,
-        Utf8,  // trimmed at ASCII white space
-        Bytes, // of any encoding; ends at a zero byte as text
-        InFile // not trimmed
+        Utf8,   // trimmed at ASCII white space
+        Bytes,  // of any encoding; ends at a zero byte as text
+        InFile, // not trimmed
+        Exact   // UTF-8; text with all white space
     };
 
     CSVCell() = default;
-    CSVCell(const void *data, int size, Form form, bool hasRoom, const double *hole)
-        : m_data(data), m_hole(hole), m_size(size), m_form(form), m_hasRoom(hasRoom)
+    CSVCell(const void *data, int size, Form form, bool hasRoom, bool hasComma, const double *hole)
+        : m_data(data), m_hole(hole), m_size(size), m_form(form), m_hasRoom(hasRoom),
+          m_hasComma(hasComma)
     {}
 
     QString toText() const;
@@ -69,7 +71,8 @@ private:
     const double *m_hole; // the hole number
     int m_size;
     Form m_form;
-    bool m_hasRoom; // whether the memory before the end of the cell may be read, for fast parsing
+    bool m_hasRoom;  // whether the memory before the end of the cell may be read, for fast parsing
+    bool m_hasComma; // whether numbers have a decimal comma, and are not parsed fast
 };
 
 } // namespace Utils

@@ -92,6 +92,13 @@ class Progress;
 class KELMUTILS_EXPORT CSVTable
 {
 public:
+    /// How fields are quoted, see setQuoting().
+    enum Quoting
+    {
+        Classic, ///< as read() and stringData() describe
+        Rfc4180
+    };
+
     /// Constructs a table without rows. With an empty \p delimiter the table has no delimiter, and
     /// text is split between all characters.
     explicit CSVTable(const Data::String &delimiter = QStringLiteral(","));
@@ -161,6 +168,62 @@ public:
     /// Sets the number that stands for an empty field, 0.0 at first: for writing in this table, and
     /// for reading in all tables that are stored as text or bytes.
     void setHoleValue(double value);
+
+    /// Sets how fields are quoted in all that is read and written from now on, Classic at first.
+    ///
+    /// Rfc4180 reads and writes what spreadsheets and the csv modules of other languages do. All
+    /// three kinds of storage read alike then:
+    ///
+    /// - A quote at the start of a field opens it. Delimiters, line breaks and blanks up to the
+    ///   closing quote are content, and two quotes stand for one.
+    /// - Text after the closing quote is content, too: "\"a\"b" is "ab". There, and in a field that
+    ///   does not start with a quote, quotes are ordinary characters.
+    /// - Nothing is trimmed: blanks beside delimiters are content.
+    /// - A row ends at LF, CR LF, or CR; a file may mix them. A line break at the end adds no row.
+    ///   Any other empty line is a row of one empty field.
+    /// - Comment lines are skipped. Quotes in them do not count. A row that starts with a quote is
+    ///   no comment.
+    /// - Zero bytes are content. Bytes that are not UTF-8 become U+FFFD, except that text fails.
+    ///   A byte order mark at the start is skipped.
+    /// - The number of a cell is that of text: "1.5{mm}" is 1.5. A cell of blanks only is not
+    ///   empty: its number is 0.0.
+    /// - The argument "quoted" and setDemandParse() have no effect, and a table in the file needs a
+    ///   file with rows. There, checksum() is that of the fields.
+    ///
+    /// A quote that is not closed makes the call fail, because rows have probably been lost in its
+    /// field. The rest of the file is this field, and the rows are in the table nevertheless;
+    /// File::lastError() tells the line. A call fails, too, unless there is a single delimiter of
+    /// one character, which is no quote or line break, and for a table in the file is ASCII.
+    ///
+    /// A line passed to appendData() is split in this way; a line break outside quotes ends a field
+    /// of it.
+    ///
+    /// stringData(), lineData() and write() use the rows of the table in every kind of storage.
+    /// They put fields in quotes where this is needed, and double the quotes in them: what they
+    /// return or write is read as the same fields. A row of a single empty field is two quotes.
+    /// write() fails for the file from which a table in the file is read. alignedStringData() does
+    /// not change.
+    ///
+    /// Set it before reading. Rows that were read before stay as they are, unless they are not
+    /// split yet.
+    void setQuoting(Quoting quoting);
+    Quoting quoting() const;
+
+    /// Sets the decimal point of the numbers in cells, '.' at first. Only '.' and ',' are accepted;
+    /// the call does nothing for another character.
+    ///
+    /// With a comma, all functions that return numbers read "2,5" as 2.5, and numbers that are set
+    /// or appended are written so. A point, or a second comma, makes a text no number, because
+    /// nobody can know whether "1.500" is 1500 or 1.5. hasHeader() and sort() follow. Cells that
+    /// are stored do not change.
+    void setDecimalPoint(char point);
+    char decimalPoint() const;
+
+    /// With \p on, stringData(), lineData() and write() put an apostrophe before each field that
+    /// starts with "=", "+", "-" or "@" and is not a number. Spreadsheets would run such a field as
+    /// a formula. "-1.5{mm}" is not a number here. Rows are split for this.
+    void setEscapeFormulas(bool on);
+    bool escapeFormulas() const;
 
     /// Sets a reporter for reading and aligning, with the label that it shows meanwhile; null means
     /// no reporter. The table does not own it. It receives a step for each line, for each block of

@@ -8,12 +8,12 @@ static const QLatin1Char openBrace('{');
 static const QLatin1Char closeBrace('}');
 static const QLatin1String arrow("->");
 
-static QList<double> toNumbers(const QStringList &texts)
+static QList<double> toNumbers(const QStringList &texts, char point)
 {
     QList<double> numbers;
     numbers.reserve(texts.size());
     for (const QString &text : texts)
-        numbers.append(csvNumber(text, nullptr));
+        numbers.append(csvNumber(text, nullptr, point));
     return numbers;
 }
 
@@ -94,14 +94,15 @@ double CSVTable::dataValue(int row, int col, bool *ok) const
 
 QList<double> CSVTable::dataValue(int row, int col, const Data::String &separator) const
 {
-    return emptyWithoutMemory([&] { return toNumbers(data(row, col, separator)); });
+    return emptyWithoutMemory(
+        [&] { return toNumbers(data(row, col, separator), d->decimalPoint()); });
 }
 
 double CSVTable::dataValue(int row, const Data::String &label, bool *ok) const
 {
     if (ok)
         *ok = false;
-    return emptyWithoutMemory([&] { return csvNumber(data(row, label), ok); });
+    return emptyWithoutMemory([&] { return csvNumber(data(row, label), ok, d->decimalPoint()); });
 }
 
 double CSVTable::dataValue(const Data::String &key, int col, int firstRow, int *foundRow,
@@ -109,8 +110,9 @@ double CSVTable::dataValue(const Data::String &key, int col, int firstRow, int *
 {
     if (ok)
         *ok = false;
-    return emptyWithoutMemory(
-        [&] { return csvNumber(data(key, col, firstRow, foundRow, exact), ok); });
+    return emptyWithoutMemory([&] {
+        return csvNumber(data(key, col, firstRow, foundRow, exact), ok, d->decimalPoint());
+    });
 }
 
 void CSVTable::dataValue(int row, int col, Data::String &annotation, double &value) const
@@ -119,7 +121,7 @@ void CSVTable::dataValue(int row, int col, Data::String &annotation, double &val
         Data::String text;
         Data::String unit = annotation;
         data(row, col, unit, text);
-        value = csvNumber(text, nullptr);
+        value = csvNumber(text, nullptr, d->decimalPoint());
         annotation = unit;
     });
 }

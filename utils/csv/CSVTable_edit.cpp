@@ -6,23 +6,26 @@
 
 namespace Utils {
 
-/// The text of a number in a cell of a table with the hole number \p hole. Whole numbers have their
-/// own format.
-static QString cellText(double value, char format, int precision, double hole)
+/// The text of a number in a cell of the table \p table. Whole numbers have their own format.
+static QString cellText(double value, char format, int precision, const CSVTablePrivate &table)
 {
-    if (hole != 0.0 && value == hole)
+    if (table.holeValue != 0.0 && value == table.holeValue)
         return QString();
-    return isWholeNumber(value) ? QString::number(value, 'g', 6)
-                                : QString::number(value, format, precision);
+    QString text = isWholeNumber(value) ? QString::number(value, 'g', 6)
+                                        : QString::number(value, format, precision);
+    if (table.decimalPoint() != '.')
+        text.replace(QLatin1Char('.'), QLatin1Char(table.decimalPoint()));
+    return text;
 }
 
 template <typename List>
-static QStringList cellTexts(const List &values, char format, int precision, double hole)
+static QStringList cellTexts(const List &values, char format, int precision,
+                             const CSVTablePrivate &table)
 {
     QStringList texts;
     texts.reserve(values.size());
     for (const double value : values)
-        texts.append(cellText(value, format, precision, hole));
+        texts.append(cellText(value, format, precision, table));
     return texts;
 }
 
@@ -41,7 +44,7 @@ CSVTable &CSVTable::setData(int row, int col, const Data::String &text)
 
 CSVTable &CSVTable::setData(int row, int col, double value, char format, int precision)
 {
-    unlessOutOfMemory([&] { setData(row, col, cellText(value, format, precision, d->holeValue)); });
+    unlessOutOfMemory([&] { setData(row, col, cellText(value, format, precision, *d)); });
     return *this;
 }
 
@@ -64,13 +67,13 @@ CSVTable &CSVTable::appendData(const QStringList &fields)
 
 CSVTable &CSVTable::appendData(const QList<double> &values, char format, int precision)
 {
-    unlessOutOfMemory([&] { appendData(cellTexts(values, format, precision, d->holeValue)); });
+    unlessOutOfMemory([&] { appendData(cellTexts(values, format, precision, *d)); });
     return *this;
 }
 
 CSVTable &CSVTable::appendData(const QVector<double> &values, char format, int precision)
 {
-    unlessOutOfMemory([&] { appendData(cellTexts(values, format, precision, d->holeValue)); });
+    unlessOutOfMemory([&] { appendData(cellTexts(values, format, precision, *d)); });
     return *this;
 }
 
@@ -116,7 +119,7 @@ void CSVTablePrivate::sort(int col, int firstRow, bool ascending)
 {
     const Data::String cell = textData->data(firstRow, col);
     bool isNumeric = false;
-    cell.toDouble(&isNumeric);
+    csvToDouble(cell, decimalPoint(), &isNumeric);
     QList<int> order;
     if (cell.isEmpty() || isNumeric) {
         // Whole columns are fast, but leave an empty last row out, and are empty without a column.

@@ -22,7 +22,7 @@ static const int chunkSize = 64 * 1024; // written at once
 
 Data::String CSVTable::stringData(int row) const
 {
-    return emptyWithoutMemory([&] { return d->line(row); });
+    return emptyWithoutMemory([&] { return d->line(row, d->escapesFormulas); });
 }
 
 Data::String CSVTable::stringData() const
@@ -30,20 +30,26 @@ Data::String CSVTable::stringData() const
     return emptyWithoutMemory([&]() -> Data::String {
         QStringList lines;
         for (int row = 0; row < numRows(); ++row)
-            lines.append(d->line(row));
+            lines.append(d->line(row, d->escapesFormulas));
         return lines.join(lineFeed);
     });
 }
 
 static bool isTwoBlanks(const QString &delimiter) { return delimiter == QLatin1String("  "); }
 
-Data::String CSVTablePrivate::line(int row) const
+Data::String CSVTablePrivate::line(int row, bool escapes) const
 {
-    if (!textData->isParsed(row))
+    if (textData->isRfc4180)
+        return quotedLine(row, escapes);
+    if (!textData->isParsed(row) && !(escapes && isText()))
         return textData->heldRow(row).value(0);
 
     const Data::String delimiter = outputDelimiter();
     QStringList fields = current().data(row);
+    if (escapes) {
+        for (QString &field : fields)
+            field = withoutFormula(field);
+    }
     if (!isTwoBlanks(delimiter)) {
         for (QString &field : fields) {
             if (field.contains(delimiter))
@@ -62,7 +68,7 @@ QStringList CSVTable::lineData(int firstRow, int lastRow) const
 
     return emptyWithoutMemory([&] {
         for (qint64 row = firstRow; row < end; ++row)
-            lines.append(d->line(static_cast<int>(row)));
+            lines.append(d->line(static_cast<int>(row), d->escapesFormulas));
         return lines;
     });
 }
@@ -76,7 +82,7 @@ QStringList CSVTable::escapedData(int row, char escape) const
     return emptyWithoutMemory([&] {
         const QString marker = QStringLiteral("**ESCAPE**");
         const QString target = QLatin1Char(escape) + delimiters.first();
-        const QString line = d->line(row);
+        const QString line = d->line(row, /*escapes=*/false);
         if (!line.contains(target))
             return data(row);
 
@@ -96,6 +102,8 @@ bool CSVTable::write(const Data::String &path) const
 {
     const LastError operation;
     return falseWithoutMemory([&] {
+        if (d->isReadFrom(path))
+            return LastError::set(".err.csvinput", {path});
         // All memory is allocated before the old file is overwritten.
         const Data::String delimiter = d->outputDelimiter();
         QByteArray lines;
@@ -106,8 +114,12 @@ bool CSVTable::write(const Data::String &path) const
 
         // Writes the same bytes as a QTextStream that gets the text of all rows: "?" for an
         // unpaired surrogate. Stops when the disk is full: rows after a gap would be useless.
-        for (int row = 0; row < d->textData->numRows(); ++row) {
-            d->textData->appendHeldRow(row, delimiter, lines);
+        const bool isClassic = d->isClassicOutput();
+        for (int row = 0; row < d->numOutputRows(); ++row) {
+            if (isClassic)
+                d->textData->appendHeldRow(row, delimiter, lines);
+            else
+                d->appendOutputRow(row, lines);
             lines.append('\n');
             if (lines.size() >= chunkSize) {
                 if (file->write(lines) != lines.size())

@@ -151,13 +151,50 @@ public:
     /// when the file cannot be read; it has no rows then.
     bool readInFile();
 
+    /// The same for a file that is quoted as in RFC 4180.
+    bool readRecords();
+
+    /// Makes a backend for bytes that are quoted as in RFC 4180 the current one.
+    bool setQuotedBytes(const QByteArray &bytes);
+
+    /// Makes \p newBackend the current backend.
+    void use(std::unique_ptr<CSVData> newBackend)
+    {
+        newBackend->decimalPoint = textData->decimalPoint;
+        backend = std::move(newBackend);
+    }
+
+    char decimalPoint() const { return textData->decimalPoint; }
+
     /// Sorts the text rows from \p firstRow on. Changes nothing when it throws std::bad_alloc.
     void sort(int col, int firstRow, bool ascending);
 
     QMap<Data::String, Data::Variant> propertyValues(int row, bool normalizeKeys) const;
 
-    /// A text row as one line, as CSVTable::stringData() returns it.
-    Data::String line(int row) const;
+    /// A text row as one line, as CSVTable::stringData() returns it, or without escaped formulas.
+    Data::String line(int row, bool escapes) const;
+
+    // Output as CSVTable::setQuoting() and setEscapeFormulas() request it
+
+    bool isClassicOutput() const { return !textData->isRfc4180 && !escapesFormulas; }
+
+    /// How many rows are written.
+    int numOutputRows() const
+    {
+        return textData->isRfc4180 ? current().numRows() : textData->numRows();
+    }
+
+    /// Whether the rows cannot be written to the file \p target, because they are read from it.
+    bool isReadFrom(const QString &target) const;
+
+    /// Appends a row as write() writes it.
+    void appendOutputRow(int row, QByteArray &to) const;
+
+    /// A row as one line that is quoted as in RFC 4180.
+    QString quotedLine(int row, bool escapes) const;
+
+    /// \p field, with an apostrophe before it if it is a formula.
+    QString withoutFormula(const QString &field) const;
 
     /// The text that is written between fields.
     Data::String outputDelimiter() const
@@ -166,6 +203,8 @@ public:
     }
 
     bool demandParse = false;
+    bool escapesFormulas = false;
+    int numHeaderRows = 0;
     double holeValue = 0.0; // of this table; tables in memory use that of the process
     Data::String progressLabel;
     Data::String path;

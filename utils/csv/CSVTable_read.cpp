@@ -31,7 +31,9 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
             return d->readInFile();
 
         static const bool isRawReadOff = qEnvironmentVariableIsSet("KLT_NORAWREAD");
-        if (limited && !quoted && d->hasPlainDelimiter() && !isRawReadOff)
+        const bool isRaw =
+            !quoted || d->textData->isRfc4180; // which bytes know, unlike other quotes
+        if (limited && isRaw && d->hasPlainDelimiter() && !isRawReadOff)
             return d->readBytes();
         if (path.startsWith(QLatin1String("http://"))) { // which File::read() fetches
             const Data::String text = File::read(path);
@@ -46,6 +48,8 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
 
 bool CSVTablePrivate::readInFile()
 {
+    if (textData->isRfc4180)
+        return readRecords();
     auto inFile = std::make_unique<CSVFileData>(byteDelimiter());
     inFile->reader.setHoleValue(holeValue);
     if (!detectedEncoding.isEmpty()) {
@@ -57,7 +61,7 @@ bool CSVTablePrivate::readInFile()
     task.start(/*steps=*/0, progressLabel);
     useText();
     const bool isRead = inFile->reader.read(path, reporter);
-    backend = std::move(inFile);
+    use(std::move(inFile));
     return isRead;
 }
 
@@ -81,6 +85,9 @@ bool CSVTablePrivate::appendText(const CSVText &text, bool quoted)
         textData->quoted = wasQuoted;
         return LastError::set(".err.memory");
     }
+    const int line = textData->openQuoteLine;
+    if (line > 0)
+        return LastError::set(".err.csvquote", {QString::number(line)});
     return current().isValid() || LastError::set(".err.norows");
 }
 
@@ -114,6 +121,8 @@ bool CSVTablePrivate::setBytes(QByteArray bytes, const QString &source)
     }
     if (!decode(bytes, source) || bytes.isEmpty())
         return false;
+    if (textData->isRfc4180 && hasSingleDelimiter())
+        return setQuotedBytes(bytes);
     if (!hasPlainDelimiter())
         return appendText(CSVText::fromUtf8(bytes), /*quoted=*/false);
 
@@ -126,7 +135,7 @@ bool CSVTablePrivate::setBytes(QByteArray bytes, const QString &source)
     }
     if (isEncoded)
         newBackend->setUtf8();
-    backend = std::move(newBackend);
+    use(std::move(newBackend));
     return current().isValid();
 }
 
@@ -134,9 +143,9 @@ bool CSVTable::hasHeader() const
 {
     return emptyWithoutMemory([&] {
         const QStringList fields = data(0);
-        return std::any_of(fields.begin(), fields.end(), [](const QString &field) {
+        return std::any_of(fields.begin(), fields.end(), [&](const QString &field) {
             bool isNumber = false;
-            field.toDouble(&isNumber);
+            csvToDouble(field, d->decimalPoint(), &isNumber);
             return !isNumber;
         });
     });

@@ -17,6 +17,18 @@ static const auto cellNumber = [](const ByteChunk &chunk, int cell) {
 };
 static const auto cellText = [](const ByteChunk &chunk, int cell) { return chunk.text(cell); };
 
+// The same with a decimal comma
+static double toCommaNumber(const QByteArray &field, bool *ok)
+{
+    return csvCommaNumber(field.constData(), field.constData() + field.size(), csvHoleValue, ok);
+}
+static const auto commaNumber = [](const ByteChunk &chunk, int cell) {
+    return chunk.commaNumber(cell, nullptr);
+};
+static const auto fieldCommaNumber = [](const QByteArray *field) {
+    return field ? toCommaNumber(*field, nullptr) : csvHoleValue();
+};
+
 void CSVArrayData::splitRow(int row)
 {
     m_rows.parse(row, [this](const QByteArray &line) { return split(line); });
@@ -77,6 +89,8 @@ Data::String CSVArrayData::data(int row, int col)
 QList<double> CSVArrayData::dataValue(int row)
 {
     parseRow(row);
+    if (decimalPoint == ',')
+        return m_rows.fields<double>(row, fieldCommaNumber, commaNumber);
     return m_rows.fields<double>(
         row, [](const QByteArray *field) { return toNumber(*field, nullptr); }, cellNumber);
 }
@@ -93,6 +107,11 @@ double CSVArrayData::dataValue(int row, int col, bool *ok)
     parseRow(row);
     if (!m_rows.has(row))
         return noCell();
+    if (decimalPoint == ',')
+        return m_rows.visitField(
+            row, col,
+            [&](const QByteArray *field) { return field ? toCommaNumber(*field, ok) : noCell(); },
+            [&](const ByteChunk &chunk, int cell) { return chunk.commaNumber(cell, ok); });
     return m_rows.visitField(
         row, col, [&](const QByteArray *field) { return field ? toNumber(*field, ok) : noCell(); },
         [&](const ByteChunk &chunk, int cell) { return chunk.number(cell, ok); });
@@ -114,6 +133,9 @@ QList<double> CSVArrayData::colDataValue(int col, int firstRow)
 
 QList<QList<double>> CSVArrayData::colDataValues(const QList<int> &cols, int firstRow)
 {
+    if (decimalPoint == ',')
+        return m_rows.columns<double>(
+            cols, firstRow, [this](int row) { parseRow(row); }, fieldCommaNumber, commaNumber);
     return m_rows.columns<double>(
         cols, firstRow, [this](int row) { parseRow(row); },
         [](const QByteArray *field) { return field ? toNumber(*field, nullptr) : csvHoleValue(); },
@@ -157,7 +179,7 @@ void CSVArrayData::removeColumn(int col)
 bool CSVArrayData::visit(int firstRow, int lastRow, const Visitor &visitor)
 {
     return m_rows.visitRows(
-        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor);
+        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor, decimalPoint);
 }
 
 quint16 CSVArrayData::checksum(int rows)

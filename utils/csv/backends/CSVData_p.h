@@ -26,6 +26,9 @@ public:
     CSVData &operator=(const CSVData &) = delete;
     virtual ~CSVData();
 
+    /// That of numbers, '.' or ','.
+    char decimalPoint = '.';
+
     /// Whether there is at least one row.
     virtual bool isValid() const;
 

@@ -4,22 +4,49 @@
 
 namespace Utils {
 
-/// A field in UTF-8, in which a CSVCell expects it.
-static QByteArray toUtf8(const Encoding &encoding, const QByteArray &field)
+/// The numbers of \p fields with a decimal comma, of which the reader knows nothing.
+QList<double> CSVFileData::commaNumbers(const QList<QByteArray> &fields) const
 {
-    return encoding.toText(field.constData(), field.constData() + field.size()).toUtf8();
+    const double holeValue = hole();
+    QList<double> numbers;
+    numbers.reserve(fields.size());
+    for (const QByteArray &field : fields)
+        numbers.append(csvCommaNumber(
+            field.constData(), field.constData() + field.size(), [&] { return holeValue; },
+            nullptr));
+    return numbers;
+}
+
+QList<double> CSVFileData::dataValue(int row)
+{
+    return decimalPoint == ',' ? commaNumbers(reader.data(row)) : reader.dataValue(row);
+}
+
+double CSVFileData::dataValue(int row, int col, bool *ok)
+{
+    if (decimalPoint != ',')
+        return reader.dataValue(row, col, ok);
+    const QByteArray field = reader.data(row, col);
+    return csvCommaNumber(
+        field.constData(), field.constData() + field.size(), [this] { return hole(); }, ok);
+}
+
+QList<double> CSVFileData::colDataValue(int col, int firstRow)
+{
+    return decimalPoint == ',' ? commaNumbers(reader.colData(col, firstRow))
+                               : reader.colDataValue(col, firstRow);
 }
 
 bool CSVFileData::visit(int firstRow, int lastRow, const Visitor &visitor)
 {
-    const double hole = reader.dataValue(-1, 0); // that of a row that does not exist
-    CSVRowBuilder cells(hole);
+    const double holeValue = hole();
+    CSVRowBuilder cells(decimalPoint, holeValue);
     for (qint64 next = firstRow; next <= lastRow && next < numRows(); ++next) {
         const auto row = static_cast<int>(next);
         QList<QByteArray> fields = reader.data(row);
         if (m_encoding.isValid()) {
             for (QByteArray &field : fields)
-                field = toUtf8(m_encoding, field);
+                field = m_encoding.partToUtf8(field);
         }
         cells.startWith(fields, CSVRowBuilder::InFile);
         if (!visitor(cells.row(row)))

@@ -1,6 +1,8 @@
 #include "utils/csv/backends/CSVStringData_p.h"
 
+#include "utils/catalogue/LastError_p.h"
 #include "utils/csv/LineSplitter_p.h"
+#include "utils/csv/cells/QuoteScanner_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <algorithm>
@@ -15,6 +17,14 @@ static const auto cellNumber = [](const TextChunk &chunk, int cell) {
     return chunk.number(cell, nullptr);
 };
 static const auto cellText = [](const TextChunk &chunk, int cell) { return chunk.text(cell); };
+
+// The same with a decimal comma
+static const auto commaNumber = [](const TextChunk &chunk, int cell) {
+    return chunk.commaNumber(cell, nullptr);
+};
+static const auto fieldCommaNumber = [](const QString *field) {
+    return field ? csvNumber(*field, nullptr, ',') : csvHoleValue();
+};
 
 void CSVStringData::splitRow(int row)
 {
@@ -59,6 +69,8 @@ Data::String CSVStringData::data(int row, int col)
 QList<double> CSVStringData::dataValue(int row)
 {
     parseRow(row);
+    if (decimalPoint == ',')
+        return m_rows.fields<double>(row, fieldCommaNumber, commaNumber);
     return m_rows.fields<double>(
         row, [](const QString *field) { return csvNumber(*field, nullptr); }, cellNumber);
 }
@@ -70,8 +82,13 @@ double CSVStringData::dataValue(int row, int col, bool *ok)
     if (col < 0 || !m_rows.has(row))
         return csvNumber(QString(), ok);
     return m_rows.visitField(
-        row, col, [&](const QString *field) { return csvNumber(field ? *field : QString(), ok); },
-        [&](const TextChunk &chunk, int cell) { return chunk.number(cell, ok); });
+        row, col,
+        [&](const QString *field) {
+            return csvNumber(field ? *field : QString(), ok, decimalPoint);
+        },
+        [&](const TextChunk &chunk, int cell) {
+            return decimalPoint == ',' ? chunk.commaNumber(cell, ok) : chunk.number(cell, ok);
+        });
 }
 
 QStringList CSVStringData::colData(int col, int firstRow)
@@ -90,6 +107,9 @@ QList<double> CSVStringData::colDataValue(int col, int firstRow)
 
 QList<QList<double>> CSVStringData::colDataValues(const QList<int> &cols, int firstRow)
 {
+    if (decimalPoint == ',')
+        return m_rows.columns<double>(
+            cols, firstRow, [this](int row) { parseRow(row); }, fieldCommaNumber, commaNumber);
     return m_rows.columns<double>(
         cols, firstRow, [this](int row) { parseRow(row); },
         [](const QString *field) { return field ? csvNumber(*field, nullptr) : csvHoleValue(); },
@@ -101,24 +121,29 @@ bool CSVStringData::appendText(const CSVText &text, bool parseNow, Progress *pro
 {
     const QStringList delimitersBefore = delimiters;
     try {
-        appendOrThrow(text, parseNow, progress, label);
-        return true;
+        if (appendOrThrow(text, parseNow, progress, label))
+            return true;
     } catch (const std::bad_alloc &) {
-        delimiters = delimitersBefore;
-        return false;
+        // nothing has been appended
     }
+    delimiters = delimitersBefore;
+    return false;
 }
 
-void CSVStringData::appendOrThrow(const CSVText &text, bool parseNow, Progress *progress,
+/// Returns false when the delimiters do not allow quotes as requested.
+bool CSVStringData::appendOrThrow(const CSVText &text, bool parseNow, Progress *progress,
                                   const Data::String &label)
 {
     if (!alternateDelimiters.isEmpty() &&
         (delimiters.isEmpty() || !text.firstLine().contains(delimiters.first())))
         delimiters = alternateDelimiters;
 
+    openQuoteLine = 0;
+    if (isRfc4180)
+        return appendQuoted(text, progress, label);
     if (!parseNow) {
         appendChunk(TextChunk(text));
-        return;
+        return true;
     }
 
     const LineSplitter splitter(delimiters, quoted);
@@ -132,6 +157,7 @@ void CSVStringData::appendOrThrow(const CSVText &text, bool parseNow, Progress *
             splitter.isSingle() ? CellIndex::Ignored : CellIndex::Counted;
         appendAll(TextChunk(text, splitter.character(), quotes), progress, label);
     }
+    return true;
 }
 
 /// Appends the lines of a chunk that are not comments, and reports all of its lines.
@@ -174,10 +200,25 @@ void CSVStringData::appendSplit(const CSVText &text, const LineSplitter &splitte
     m_rows.appendParsed(rows);
 }
 
+/// Appends the rows of a text that is quoted as in RFC 4180.
+bool CSVStringData::appendQuoted(const CSVText &text, Progress *progress, const Data::String &label)
+{
+    if (!hasQuotableDelimiter())
+        return LastError::set(".err.csvdelimiter");
+    const QChar delimiter = delimiters.first().at(0);
+    const bool isWide = text.isUtf8() && delimiter > QChar(0x7f);
+    TextChunk chunk = TextChunk::quoted(isWide ? CSVText(text.toString()) : text, delimiter,
+                                        usableComment(), commentException);
+    const int line = chunk.openQuoteLine();
+    appendAll(std::move(chunk), progress, label);
+    openQuoteLine = line;
+    return true;
+}
+
 /// Appends the lines that are not comments.
 void CSVStringData::appendChunk(TextChunk chunk)
 {
-    if (comment.isEmpty())
+    if (usableComment().isEmpty())
         m_rows.append(std::move(chunk));
     else
         m_rows.append(std::move(chunk), [this](const TextChunk &lines, int line) {
@@ -194,7 +235,7 @@ void CSVStringData::setData(int row, int col, const Data::String &text)
 bool CSVStringData::visit(int firstRow, int lastRow, const Visitor &visitor)
 {
     return m_rows.visitRows(
-        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor);
+        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor, decimalPoint);
 }
 
 quint16 CSVStringData::checksum(int rows)
@@ -206,8 +247,28 @@ quint16 CSVStringData::checksum(int rows)
     });
 }
 
+/// The fields of a line, or of several lines, that are quoted as in RFC 4180.
+static QStringList splitQuoted(const QString &line, QChar delimiter)
+{
+    QStringList fields;
+    const ushort *next = line.utf16();
+    const ushort *const end = next + line.size();
+    while (true) {
+        const ushort *const cellEnd = quotedCellEnd(next, end, delimiter.unicode());
+        QString field;
+        appendContents<QString, QChar>(next, cellEnd, field);
+        fields.append(field);
+        const bool isLast = cellEnd == end || (cellEnd + 1 == end && *cellEnd != delimiter);
+        if (isLast)
+            return fields;
+        next = cellEnd + 1;
+    }
+}
+
 QStringList CSVStringData::split(const QString &line) const
 {
+    if (isRfc4180 && hasQuotableDelimiter())
+        return splitQuoted(line, delimiters.first().at(0));
     return LineSplitter(delimiters, quoted).split(line);
 }
 

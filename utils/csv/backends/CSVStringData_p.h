@@ -60,10 +60,11 @@ public:
 private:
     void splitRow(int row);
     Q_NEVER_INLINE QStringList listOf(int row);
-    void appendOrThrow(const CSVText &text, bool parseNow, Progress *progress,
+    bool appendOrThrow(const CSVText &text, bool parseNow, Progress *progress,
                        const Data::String &label);
     void appendSplit(const CSVText &text, const LineSplitter &splitter, Progress *progress,
                      const Data::String &label);
+    bool appendQuoted(const CSVText &text, Progress *progress, const Data::String &label);
     void appendAll(TextChunk chunk, Progress *progress, const Data::String &label);
     void appendChunk(TextChunk chunk);
 

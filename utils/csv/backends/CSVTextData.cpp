@@ -11,6 +11,20 @@ QList<QStringList> CSVTextData::heldRows() const
     return rows;
 }
 
+bool CSVTextData::hasQuotableDelimiter() const
+{
+    const QString delimiter = delimiters.value(0);
+    return delimiters.size() == 1 && delimiter.size() == 1 &&
+           !QStringLiteral("\"\r\n").contains(delimiter);
+}
+
+Data::String CSVTextData::usableComment() const
+{
+    const bool hasBreak =
+        comment.contains(QLatin1Char('\n')) || comment.contains(QLatin1Char('\r'));
+    return hasBreak ? Data::String() : comment;
+}
+
 bool CSVTextData::isComment(const QString &line) const
 {
     return !comment.isEmpty() && line.startsWith(comment) &&

@@ -19,6 +19,11 @@ public:
     Data::String comment;            ///< the start of a comment line, "" for none
     Data::String commentException;   ///< the start of a line that is data, not a comment
     bool quoted = false;             ///< the first delimiter is literal text, and quotes count
+    bool isRfc4180 = false;          ///< lines are split as in RFC 4180; quoted does not matter
+
+    /// When a quote is not closed in the text that was appended last, the number of the line in
+    /// the text, from 1 on, where its row starts; otherwise 0.
+    int openQuoteLine = 0;
 
     using CSVData::setData;
 
@@ -46,6 +51,14 @@ public:
     /// A row as it is held: a single item, its raw line, while it is not split. Empty when the row
     /// does not exist.
     virtual QStringList heldRow(int row) const = 0;
+
+    /// Whether there is a single delimiter of one character that is neither a quote nor a line
+    /// break, as RFC 4180 needs.
+    bool hasQuotableDelimiter() const;
+
+    /// The start of a comment line. "" when it contains a line break: no row starts with it, not
+    /// even one that has line breaks in quotes.
+    Data::String usableComment() const;
 
     /// All rows as they are held.
     QList<QStringList> heldRows() const;

@@ -279,11 +279,12 @@ public:
     }
 
     /// Calls \p visitor with the rows from \p firstRow to \p lastRow, as CSVData::visit() does.
-    /// \p parse is called with each row before the row is read.
+    /// \p parse is called with each row before the row is read. \p point is the decimal point.
     template <typename Parse, typename Visitor>
-    bool visitRows(int firstRow, int lastRow, const Parse &parse, const Visitor &visitor) const
+    bool visitRows(int firstRow, int lastRow, const Parse &parse, const Visitor &visitor,
+                   char point) const
     {
-        CSVRowBuilder cells;
+        CSVRowBuilder cells(point);
         for (qint64 next = firstRow; next <= lastRow && next < size(); ++next) {
             const auto row = static_cast<int>(next);
             parse(row);

@@ -58,6 +58,12 @@ void ByteChunk::addCells(int line, CSVRowBuilder &row) const
     });
 }
 
+double ByteChunk::commaNumber(int cell, bool *ok) const
+{
+    const Span found = span(cell);
+    return csvCommaNumber(found.begin, found.end, csvHoleValue, ok);
+}
+
 double ByteChunk::otherNumber(const char *begin, const char *end, bool *ok)
 {
     return csvNumber(begin, end, csvHoleValue, ok);

@@ -47,6 +47,9 @@ public:
         return value;
     }
 
+    /// The same with a decimal comma.
+    double commaNumber(int cell, bool *ok) const;
+
     /// Adds the cells of a line, which refer to the chunk.
     void addCells(int line, CSVRowBuilder &row) const;
 

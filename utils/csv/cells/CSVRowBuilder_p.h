@@ -22,9 +22,15 @@ public:
     static constexpr Form Utf8 = CSVCell::Utf8;
     static constexpr Form Bytes = CSVCell::Bytes;
     static constexpr Form InFile = CSVCell::InFile;
+    static constexpr Form Exact = CSVCell::Exact;
 
-    /// \p hole is the number of an empty cell of bytes, and must outlive the builder.
-    explicit CSVRowBuilder(const double &hole = csvHoleValue()) : m_hole(&hole) {}
+    /// \p hole is the number of an empty cell of bytes, and must outlive the builder. \p point is
+    /// the decimal point.
+    explicit CSVRowBuilder(char point = '.', const double &hole = csvHoleValue())
+        : m_hole(&hole), m_hasComma(point == ',')
+    {}
+
+    static bool isExact(const CSVCell &cell) { return cell.m_form == Exact; }
 
     CSVRow row(int number) const { return CSVRow(number, m_cells.get(), m_cells.get() + m_size); }
 
@@ -52,13 +58,13 @@ public:
     /// Adds a cell in memory that is kept. \p text is the start of the text that contains the cell.
     void add(Form form, const char *text, const char *begin, const char *end)
     {
-        m_cells[m_size++] =
-            CSVCell(begin, static_cast<int>(end - begin), form, end - text >= decimalReach, m_hole);
+        m_cells[m_size++] = CSVCell(begin, static_cast<int>(end - begin), form,
+                                    !m_hasComma && end - text >= decimalReach, m_hasComma, m_hole);
     }
     void add(const QChar *begin, const QChar *end)
     {
-        m_cells[m_size++] =
-            CSVCell(begin, static_cast<int>(end - begin), CSVCell::Utf16, false, m_hole);
+        m_cells[m_size++] = CSVCell(begin, static_cast<int>(end - begin), CSVCell::Utf16, false,
+                                    m_hasComma, m_hole);
     }
 
     /// Adds a cell with a text of its own.
@@ -88,6 +94,7 @@ public:
 
 private:
     const double *m_hole;
+    const bool m_hasComma;
     std::unique_ptr<CSVCell[]> m_cells;
     int m_size = 0;
     int m_room = 0;

@@ -40,6 +40,16 @@ CSVText CSVText::fromUtf8(const QByteArray &utf8)
     return text;
 }
 
+CSVText CSVText::ofBytes(const QByteArray &bytes)
+{
+    if (startsWithWideMark(bytes))
+        return fromFile(bytes);
+    CSVText text{QString()};
+    text.m_utf8 = csvToKeep(bytes);
+    text.m_start = startsWithMark(bytes.constData(), bytes.size()) ? markSize : 0;
+    return text;
+}
+
 QString csvDecoded(const char *begin, const char *end)
 {
     // A byte order mark within the text is a character, but Qt drops it at the start of the bytes

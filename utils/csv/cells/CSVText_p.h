@@ -28,6 +28,10 @@ public:
     /// The text of valid UTF-8, in which a byte order mark is a character. "" when it is too long.
     static CSVText fromUtf8(const QByteArray &utf8);
 
+    /// The same text for bytes that are not checked: of any other encoding, they are wrong UTF-8,
+    /// which is decoded one cell at a time.
+    static CSVText ofBytes(const QByteArray &bytes);
+
     bool isEmpty() const { return size() == 0; }
     bool isUtf8() const { return !m_utf8.isNull(); }
     int size() const { return isUtf8() ? m_utf8.size() - m_start : m_text.size(); }

@@ -1,6 +1,7 @@
 #include "utils/csv/cells/CellIndex_p.h"
 
 #include "utils/base/Simd_p.h"
+#include "utils/csv/cells/QuoteScanner_p.h"
 
 #include <QChar>
 #include <QtAlgorithms>
@@ -66,6 +67,22 @@ CellIndex CellIndex::betweenBlanks(const ushort *text, int size)
     return index;
 }
 
+CellIndex CellIndex::ofQuoted(const char *text, int size, const QuotedFormat<char> &format,
+                              bool &isClosed)
+{
+    CellIndex index;
+    index.findAll([&] { isClosed = index.findRows(text, size, format); });
+    return index;
+}
+
+CellIndex CellIndex::ofQuoted(const ushort *text, int size, const QuotedFormat<ushort> &format,
+                              bool &isClosed)
+{
+    CellIndex index;
+    index.findAll([&] { isClosed = index.findRows(text, size, format); });
+    return index;
+}
+
 template <typename Unit>
 void CellIndex::find(const Unit *text, int size, Unit delimiter, Quotes quotes)
 {
@@ -116,7 +133,13 @@ void CellIndex::finish(int size)
 {
     appendLine(static_cast<quint32>(numStored()));
     appendCell(static_cast<quint32>(size) + 1);
-    checkBlock(static_cast<quint32>(size) + 1);
+    finishAtLineEnd(size + 1);
+}
+
+/// The same for a text whose last line has ended before \p size.
+void CellIndex::finishAtLineEnd(int size)
+{
+    checkBlock(static_cast<quint32>(size));
     m_lines.squeeze();
     m_low.squeeze();
     m_blocks.squeeze();
@@ -345,6 +368,26 @@ void CellIndex::appendQuoted(const Unit *text, quint64 ends, quint64 feeds, quin
         appendCell(offset + 1);
     }
     cell.addQuotes(quotes != 0);
+}
+
+/// Returns whether the last quote is closed.
+template <typename Unit>
+bool CellIndex::findRows(const Unit *text, int size, const QuotedFormat<Unit> &format)
+{
+    start(size);
+    unsigned wide = 0;
+    QuoteScanner<Unit> scanner(format);
+    scanner.scan(text, size, /*isEnd=*/true,
+                 [&](quint64 cells, quint64 rows, const Units<Unit> &units, int from) {
+                     wide |= anyWide(units);
+                     appendCells(cells, rows, static_cast<quint32>(from));
+                 });
+    m_isAscii = wide == 0;
+    if (scanner.isAtRowStart())
+        finishAtLineEnd(size);
+    else
+        finish(size);
+    return !scanner.isInQuotes();
 }
 
 } // namespace Utils

@@ -8,6 +8,8 @@ namespace Utils {
 
 template <typename Unit>
 class QuotedCell;
+template <typename Unit>
+struct QuotedFormat;
 
 /// The positions of the lines and cells of a text, without the text: two bytes per cell, and none
 /// per line as long as all lines have as many cells as the first one.
@@ -44,6 +46,14 @@ public:
     /// character of a run separates; the others belong to the next cell and are to be trimmed.
     static CellIndex betweenBlanks(const char *text, int size);
     static CellIndex betweenBlanks(const ushort *text, int size);
+
+    /// The raw cells of a text that is quoted as in RFC 4180, each row as a line: see
+    /// QuoteScanner. A line break at the end starts no line. \p isClosed is set to whether the last
+    /// quote is closed. \p text must not be empty.
+    static CellIndex ofQuoted(const char *text, int size, const QuotedFormat<char> &format,
+                              bool &isClosed);
+    static CellIndex ofQuoted(const ushort *text, int size, const QuotedFormat<ushort> &format,
+                              bool &isClosed);
 
     /// Each line as one cell.
     template <typename Unit>
@@ -123,6 +133,8 @@ private:
     template <typename Unit>
     void findQuoted(const Unit *text, int size, Unit delimiter);
     template <typename Unit>
+    bool findRows(const Unit *text, int size, const QuotedFormat<Unit> &format);
+    template <typename Unit>
     void appendQuoted(const Unit *text, quint64 ends, quint64 feeds, quint64 quotes, quint32 from,
                       QuotedCell<Unit> &cell);
     void start(int size);
@@ -136,6 +148,7 @@ private:
     void addQuote(int cell);
     int numStored() const { return m_isWide ? m_wide.size() : m_low.size(); }
     void finish(int size);
+    void finishAtLineEnd(int size);
 
     // Lines: the first ones have as many cells as the first line. For each of the others, the first
     // cell of the next line.

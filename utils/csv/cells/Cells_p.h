@@ -93,6 +93,19 @@ double &csvHoleValue();
 /// to false when the text is empty; returns 0.0 when it is not a number.
 double csvNumber(const QString &text, bool *ok);
 
+/// The same with the decimal point \p point, '.' or ','. With a comma, a text with a point, or with
+/// several commas, is not a number: what they group cannot be known.
+double csvNumber(const QString &text, bool *ok, char point);
+
+/// The result of toDouble() with the decimal point \p point.
+double csvToDouble(const QString &text, char point, bool *ok);
+double csvToDouble(const QByteArray &text, char point, bool *ok);
+
+/// Converts bytes that contain only a number with a decimal comma. False for all other bytes, some
+/// of which csvNumber() converts.
+bool parseCommaNumber(const char *begin, const char *end, double &value);
+bool parseCommaNumber(const QChar *begin, const QChar *end, double &value);
+
 /// Converts the trimmed bytes from \p begin to \p end to a number in the C locale. Returns the
 /// value of \p hole and sets \p ok to false when no byte is left; returns 0.0 when they are not a
 /// number.
@@ -105,6 +118,25 @@ double csvNumber(const char *begin, const char *end, const Hole &hole, bool *ok)
     if (ok)
         *ok = false;
     return hole();
+}
+
+/// The same with a decimal comma.
+template <typename Hole>
+double csvCommaNumber(const char *begin, const char *end, const Hole &hole, bool *ok)
+{
+    trimAscii(begin, end);
+    if (begin == end) {
+        if (ok)
+            *ok = false;
+        return hole();
+    }
+    double value = 0.0;
+    const bool isPure = parseCommaNumber(begin, end, value);
+    if (!isPure)
+        return csvToDouble(QByteArray(begin, static_cast<int>(end - begin)), ',', ok);
+    if (ok)
+        *ok = true;
+    return value;
 }
 
 } // namespace Utils

@@ -1,7 +1,10 @@
 #include "utils/csv/cells/TextChunk_p.h"
 
 #include "utils/csv/cells/Cells_p.h"
+#include "utils/csv/cells/QuoteScanner_p.h"
 #include "utils/text/List.h"
+
+#include <algorithm>
 
 namespace Utils {
 
@@ -30,17 +33,16 @@ static CellIndex makeIndex(const CSVText &text, QChar delimiter, CellIndex::Quot
 }
 
 TextChunk::TextChunk(const CSVText &text)
-    : m_text(text), m_index(makeIndex(text, QLatin1Char('\n'), CellIndex::Ignored)),
-      m_isSplit(false)
+    : m_text(text), m_index(makeIndex(text, QLatin1Char('\n'), CellIndex::Ignored)), m_form(Lines)
 {}
 
 TextChunk::TextChunk(const CSVText &text, QChar delimiter, Quotes quotes)
     : m_text(text), m_index(makeIndex(text, delimiter, quotes)), m_delimiter(delimiter),
-      m_isSplit(true)
+      m_form(Trimmed)
 {}
 
-TextChunk::TextChunk(const CSVText &text, CellIndex index)
-    : m_text(text), m_index(std::move(index)), m_isSplit(true)
+TextChunk::TextChunk(const CSVText &text, CellIndex index, Form form)
+    : m_text(text), m_index(std::move(index)), m_form(form)
 {}
 
 TextChunk TextChunk::betweenBlanks(const CSVText &text)
@@ -53,6 +55,50 @@ TextChunk TextChunk::betweenBlanks(const CSVText &text)
     }
     const auto *const units = reinterpret_cast<const ushort *>(text.characters());
     return TextChunk(text, CellIndex::betweenBlanks(units, text.size()));
+}
+
+template <typename Unit>
+static std::vector<Unit> unitsOf(const QString &marker);
+
+template <>
+std::vector<char> unitsOf(const QString &marker)
+{
+    const QByteArray bytes = marker.toUtf8();
+    return std::vector<char>(bytes.begin(), bytes.end());
+}
+
+template <>
+std::vector<ushort> unitsOf(const QString &marker)
+{
+    return std::vector<ushort>(marker.utf16(), marker.utf16() + marker.size());
+}
+
+static const char *unitsOf(const CSVText &text, char) { return text.bytes(); }
+
+static const ushort *unitsOf(const CSVText &text, ushort)
+{
+    return reinterpret_cast<const ushort *>(text.characters());
+}
+
+TextChunk TextChunk::quoted(const CSVText &text, QChar delimiter, const QString &comment,
+                            const QString &exception)
+{
+    const auto make = [&](auto unit) {
+        using Unit = decltype(unit);
+        const QuotedFormat<Unit> format = {static_cast<Unit>(delimiter.unicode()),
+                                           unitsOf<Unit>(comment), unitsOf<Unit>(exception)};
+        const Unit *const units = unitsOf(text, unit);
+        bool isClosed = true;
+        TextChunk chunk(text, CellIndex::ofQuoted(units, text.size(), format, isClosed), Exact);
+        if (!isClosed) {
+            const int firstCell = chunk.firstCell(chunk.numLines() - 1);
+            const Unit *const end = units + chunk.m_index.begin(firstCell);
+            chunk.m_openQuoteLine = static_cast<int>(std::count(units, end, Unit('\n'))) + 1;
+        }
+        chunk.m_delimiter = delimiter;
+        return chunk;
+    };
+    return text.isUtf8() ? make(char()) : make(ushort());
 }
 
 QString TextChunk::line(int line) const
@@ -73,7 +119,7 @@ bool TextChunk::mayStartWith(int line, QChar character) const
 
 bool TextChunk::isEmpty(int cell) const
 {
-    if (m_text.isUtf8() && m_isSplit && !m_index.hasQuote(cell)) {
+    if (m_text.isUtf8() && m_form == Trimmed && !m_index.hasQuote(cell)) {
         const CellIndex::Span place = m_index.span(cell);
         const char *begin = m_text.bytes() + place.begin;
         const char *end = m_text.bytes() + place.end;
@@ -87,8 +133,8 @@ bool TextChunk::isEmpty(int cell) const
 QString TextChunk::text(int cell) const
 {
     const auto [first, last] = m_index.span(cell);
-    if (!m_isSplit)
-        return m_text.part(first, last);
+    if (m_form != Trimmed)
+        return m_form == Lines ? m_text.part(first, last) : exactText(cell);
     if (m_index.hasQuote(cell))
         return quotedText(cell);
     if (!m_text.isUtf8()) {
@@ -114,20 +160,89 @@ QString TextChunk::quotedText(int cell) const
     return items.first().trimmed();
 }
 
+/// Returns what \p visit returns for the first and last unit of a cell, as bytes or code units.
+template <typename Visit>
+auto TextChunk::visitCell(int cell, const Visit &visit) const
+{
+    const auto [first, last] = m_index.span(cell);
+    if (m_text.isUtf8())
+        return visit(m_text.bytes() + first, m_text.bytes() + last);
+    const auto *const units = unitsOf(m_text, ushort());
+    return visit(units + first, units + last);
+}
+
+static QString toText(const char *begin, const char *end) { return csvDecoded(begin, end); }
+
+static QString toText(const ushort *begin, const ushort *end)
+{
+    return QString(reinterpret_cast<const QChar *>(begin), static_cast<int>(end - begin));
+}
+
+static QString unquoted(const char *begin, const char *end)
+{
+    QByteArray bytes;
+    appendContents<QByteArray, char>(begin, end, bytes);
+    return csvDecoded(bytes.constData(), bytes.constData() + bytes.size());
+}
+
+static QString unquoted(const ushort *begin, const ushort *end)
+{
+    QString text;
+    appendContents<QString, QChar>(begin, end, text);
+    return text;
+}
+
+/// The text of a cell that is quoted as in RFC 4180.
+QString TextChunk::exactText(int cell) const
+{
+    return visitCell(cell, [this](auto begin, auto end) {
+        if (!narrowToContents(begin, end))
+            return unquoted(begin, end);
+        if constexpr (std::is_same_v<decltype(begin), const char *>) {
+            if (m_index.isAscii())
+                return QString::fromLatin1(begin, static_cast<int>(end - begin));
+        }
+        return toText(begin, end);
+    });
+}
+
+void TextChunk::addExactCells(int line, CSVRowBuilder &row) const
+{
+    m_index.forEachSpan(line, [&](int, int first, int last) {
+        if (m_text.isUtf8()) {
+            const char *begin = m_text.bytes() + first;
+            const char *end = m_text.bytes() + last;
+            if (narrowToContents(begin, end))
+                row.add(CSVRowBuilder::Exact, m_text.bytes(), begin, end);
+            else
+                row.add(unquoted(begin, end));
+            return;
+        }
+        const auto *begin = unitsOf(m_text, ushort()) + first;
+        const auto *end = unitsOf(m_text, ushort()) + last;
+        if (narrowToContents(begin, end))
+            row.add(reinterpret_cast<const QChar *>(begin), reinterpret_cast<const QChar *>(end));
+        else
+            row.add(unquoted(begin, end));
+    });
+}
+
 void TextChunk::addCells(int line, CSVRowBuilder &row) const
 {
     row.start(numCells(line));
+    if (m_form == Exact)
+        return addExactCells(line, row);
     const auto addUtf8 = [&](int, int first, int last) {
         const char *begin = m_text.bytes() + first;
         const char *end = m_text.bytes() + last;
         trimAscii(begin, end);
         row.add(CSVRowBuilder::Utf8, m_text.bytes(), begin, end);
     };
-    if (m_isSplit && m_text.isUtf8() && !m_index.hasQuotes())
+    if (m_form == Trimmed && m_text.isUtf8() && !m_index.hasQuotes())
         return m_index.forEachSpan(line, addUtf8);
 
     m_index.forEachSpan(line, [&](int cell, int first, int last) {
-        if (!m_isSplit || m_index.hasQuote(cell)) {
+        if (m_form == Lines || m_index.hasQuote(cell)) {
             row.add(text(cell));
         } else if (m_text.isUtf8()) {
             addUtf8(cell, first, last);
@@ -140,11 +255,59 @@ void TextChunk::addCells(int line, CSVRowBuilder &row) const
     });
 }
 
+static bool parseNumberOf(const char *begin, const char *end, double &value)
+{
+    return parsePureNumber(begin, static_cast<int>(end - begin), value);
+}
+
+static bool parseNumberOf(const ushort *begin, const ushort *end, double &value)
+{
+    return parsePureNumber(reinterpret_cast<const QChar *>(begin), static_cast<int>(end - begin),
+                           value);
+}
+
+static bool parseCommaNumberOf(const char *begin, const char *end, double &value)
+{
+    return parseCommaNumber(begin, end, value);
+}
+
+static bool parseCommaNumberOf(const ushort *begin, const ushort *end, double &value)
+{
+    return parseCommaNumber(reinterpret_cast<const QChar *>(begin),
+                            reinterpret_cast<const QChar *>(end), value);
+}
+
+double TextChunk::commaNumber(int cell, bool *ok) const
+{
+    double value = 0.0;
+    const bool isPure = visitCell(cell, [&](auto begin, auto end) {
+        if (m_form == Exact && !narrowToContents(begin, end))
+            return false;
+        trimAscii(begin, end);
+        return parseCommaNumberOf(begin, end, value);
+    });
+    if (!isPure)
+        return csvNumber(text(cell), ok, ',');
+    if (ok)
+        *ok = true;
+    return value;
+}
+
 /// Parses a cell that number() does not parse fast.
 double TextChunk::otherNumber(int cell, bool *ok) const
 {
     const auto [first, last] = m_index.span(cell);
     double value = 0.0;
+    if (m_form == Exact) {
+        const bool isNumber = visitCell(cell, [&](auto begin, auto end) {
+            return narrowToContents(begin, end) && parseNumberOf(begin, end, value);
+        });
+        if (!isNumber)
+            return csvNumber(exactText(cell), ok);
+        if (ok)
+            *ok = true;
+        return value;
+    }
     const bool isPure = m_text.isUtf8() ? parseCell(m_text.bytes(), first, last, value)
                                         : parseCell(m_text.characters(), first, last, value);
     if (!isPure)
@@ -174,7 +337,9 @@ void TextChunk::appendLine(int line, const QString &separator, QByteArray &to) c
 {
     const int first = m_index.firstCell(line);
     const int end = m_index.firstCell(line + 1);
-    if (m_text.isUtf8() && (!m_isSplit || (separator == m_delimiter && isAsIs(line)))) {
+    if (m_text.isUtf8() &&
+        (m_form == Lines || (m_form == Trimmed && separator == m_delimiter && isAsIs(line))))
+    {
         to.append(m_text.bytes() + m_index.begin(first),
                   m_index.end(end - 1) - m_index.begin(first));
         return;

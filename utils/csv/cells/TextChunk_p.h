@@ -22,7 +22,16 @@ public:
     /// The cells between runs of white space.
     static TextChunk betweenBlanks(const CSVText &text);
 
-    bool isSplit() const { return m_isSplit; }
+    /// The cells of a text that is quoted as in RFC 4180, as they are within their quotes. Comments
+    /// are lines of one cell. The text must not be empty. For UTF-8 the delimiter must be ASCII.
+    static TextChunk quoted(const CSVText &text, QChar delimiter, const QString &comment,
+                            const QString &exception);
+
+    /// When a quote is not closed, the number of the line in the text, from 1 on, where its row
+    /// starts; otherwise 0.
+    int openQuoteLine() const { return m_openQuoteLine; }
+
+    bool isSplit() const { return m_form != Lines; }
     int numLines() const { return m_index.numLines(); }
     int numCells(int line) const { return m_index.numCells(line); }
     int firstCell(int line) const { return m_index.firstCell(line); }
@@ -50,6 +59,9 @@ public:
         return value;
     }
 
+    /// The same with a decimal comma.
+    double commaNumber(int cell, bool *ok) const;
+
     /// Adds the cells of a line, which refer to the chunk.
     void addCells(int line, CSVRowBuilder &row) const;
 
@@ -57,16 +69,28 @@ public:
     void appendLine(int line, const QString &separator, QByteArray &to) const;
 
 private:
-    TextChunk(const CSVText &text, CellIndex index);
+    enum Form : unsigned char
+    {
+        Lines,   // not split
+        Trimmed, // split, and cells are without white space at the ends
+        Exact    // split as in RFC 4180
+    };
+
+    TextChunk(const CSVText &text, CellIndex index, Form form = Trimmed);
 
     bool isAsIs(int line) const;
     QString quotedText(int cell) const;
+    QString exactText(int cell) const;
+    void addExactCells(int line, CSVRowBuilder &row) const;
+    template <typename Visit>
+    auto visitCell(int cell, const Visit &visit) const;
     double otherNumber(int cell, bool *ok) const;
 
     CSVText m_text;
     CellIndex m_index;
     QString m_delimiter; // "" for white space
-    bool m_isSplit;
+    int m_openQuoteLine = 0;
+    Form m_form;
 };
 
 } // namespace Utils

@@ -1,0 +1,212 @@
+#include "utils/csv/CSVTable.h"
+
+#include "utils/catalogue/LastError_p.h"
+#include "utils/csv/CSVTable_p.h"
+#include "utils/csv/backends/CSVRecordData_p.h"
+#include "utils/csv/backends/CSVStringData_p.h"
+#include "utils/csv/cells/CSVRowBuilder_p.h"
+#include "utils/feedback/Progress.h"
+
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+namespace Utils {
+
+void CSVTable::setQuoting(Quoting quoting) { d->textData->isRfc4180 = quoting == Rfc4180; }
+
+CSVTable::Quoting CSVTable::quoting() const { return d->textData->isRfc4180 ? Rfc4180 : Classic; }
+
+void CSVTable::setDecimalPoint(char point)
+{
+    if (point != '.' && point != ',')
+        return;
+    d->textData->decimalPoint = point;
+    d->current().decimalPoint = point;
+}
+
+char CSVTable::decimalPoint() const { return d->decimalPoint(); }
+
+void CSVTable::setEscapeFormulas(bool on) { d->escapesFormulas = on; }
+bool CSVTable::escapeFormulas() const { return d->escapesFormulas; }
+
+// Reading
+
+bool CSVTablePrivate::setQuotedBytes(const QByteArray &bytes)
+{
+    if (!textData->hasQuotableDelimiter())
+        return LastError::set(".err.csvdelimiter");
+    auto rows = std::make_unique<CSVStringData>();
+    rows->delimiters = textData->delimiters;
+    rows->comment = textData->comment;
+    rows->commentException = textData->commentException;
+    rows->isRfc4180 = true;
+    const CSVText text = CSVText::ofBytes(bytes);
+    useText();
+    bool isWhole = !text.isEmpty();
+    if (isWhole) {
+        const TaskProgress task(progress);
+        isWhole = rows->appendText(text, /*parseNow=*/true, progress, progressLabel);
+    }
+    if (!isWhole)
+        return false;
+    const int line = rows->openQuoteLine;
+    use(std::move(rows));
+    if (line > 0)
+        return LastError::set(".err.csvquote", {QString::number(line)});
+    return current().isValid();
+}
+
+bool CSVTablePrivate::readRecords()
+{
+    const QChar delimiter = textData->delimiters.first().at(0);
+    if (!textData->hasQuotableDelimiter() || delimiter > QChar(0x7f))
+        return LastError::set(".err.csvdelimiter");
+    const auto units = [](const QString &marker) {
+        const QByteArray bytes = marker.toUtf8();
+        return std::vector<char>(bytes.begin(), bytes.end());
+    };
+    const QuotedFormat<char> format = {delimiter.toLatin1(), units(textData->usableComment()),
+                                       units(textData->commentException)};
+    auto records = std::make_unique<CSVRecordData>(format, holeValue);
+    if (!detectedEncoding.isEmpty())
+        records->setEncoding(Encoding(detectedEncoding));
+    Progress *const reporter = progress;
+    TaskProgress task(reporter);
+    task.start(/*steps=*/0, progressLabel);
+    useText();
+    const bool isRead = records->open(path, reporter);
+    const qint64 line = records->openQuoteLine();
+    use(std::move(records));
+    if (!isRead)
+        return LastError::set(".err.fileread", {path});
+    if (line > 0)
+        return LastError::set(".err.csvquote", {QString::number(line)});
+    return current().isValid();
+}
+
+// Output
+
+static QByteArray doubled(QByteArray field) { return field.replace('"', "\"\""); }
+
+static QString doubled(QString field)
+{
+    return field.replace(QLatin1Char('"'), QLatin1String("\"\""));
+}
+
+/// Appends fields to a text, in quotes where this is needed.
+template <typename Text>
+class QuotedOutput
+{
+public:
+    /// The texts are given, because \p Text may be bytes or code units.
+    QuotedOutput(const Text &delimiter, const Text &comment, const Text &mark, const Text &quote,
+                 const Text &lineFeed, const Text &carriageReturn)
+        : m_special{delimiter, quote, lineFeed, carriageReturn}, m_comment(comment), m_mark(mark)
+    {}
+
+    void append(const Text &field, bool isFirst, Text &to) const
+    {
+        if (!isFirst)
+            to += m_special[0];
+        if (needsQuotes(field, isFirst))
+            to += m_special[1] + doubled(field) + m_special[1];
+        else
+            to += field;
+    }
+
+    /// For a row that would be an empty line, which other programs may ignore.
+    void appendEmptyRow(Text &to) const { to += m_special[1] + m_special[1]; }
+
+private:
+    bool needsQuotes(const Text &field, bool isFirst) const
+    {
+        const bool mayBeComment = isFirst && !m_comment.isEmpty() && field.startsWith(m_comment);
+        return mayBeComment || field.startsWith(m_mark) ||
+               std::any_of(std::begin(m_special), std::end(m_special),
+                           [&](const Text &special) { return field.contains(special); });
+    }
+
+    const Text m_special[4];
+    const Text m_comment;
+    const Text m_mark; // a byte order mark, which is skipped at the start of a file
+};
+
+static QuotedOutput<QString> outputOf(const QString &delimiter, const QString &comment)
+{
+    return {delimiter,
+            comment,
+            QString(QChar(QChar::ByteOrderMark)),
+            QStringLiteral("\""),
+            QStringLiteral("\n"),
+            QStringLiteral("\r")};
+}
+
+static QuotedOutput<QByteArray> byteOutputOf(const QString &delimiter, const QString &comment)
+{
+    return {delimiter.toUtf8(), comment.toUtf8(), "\xef\xbb\xbf", "\"", "\n", "\r"};
+}
+
+static bool mayBeFormula(char first) { return std::strchr("=+-@", first) && first != '\0'; }
+
+QString CSVTablePrivate::withoutFormula(const QString &field) const
+{
+    bool isNumber = true;
+    if (!field.isEmpty() && mayBeFormula(field.at(0).toLatin1()))
+        csvToDouble(field, decimalPoint(), &isNumber);
+    return isNumber ? field : QLatin1Char('\'') + field;
+}
+
+QString CSVTablePrivate::quotedLine(int row, bool escapes) const
+{
+    const QStringList fields = current().data(row);
+    const QuotedOutput<QString> output = outputOf(outputDelimiter(), textData->comment);
+    QString line;
+    for (int col = 0; col < fields.size(); ++col) {
+        const QString &field = fields.at(col);
+        output.append(escapes ? withoutFormula(field) : field, /*isFirst=*/col == 0, line);
+    }
+    if (line.isEmpty() && row >= 0 && row < current().numRows())
+        output.appendEmptyRow(line);
+    return line;
+}
+
+void CSVTablePrivate::appendOutputRow(int row, QByteArray &to) const
+{
+    if (!textData->isRfc4180) {
+        textData->parseRow(row);
+        QStringList fields = textData->heldRow(row);
+        for (QString &field : fields)
+            field = withoutFormula(field);
+        to += fields.join(outputDelimiter()).toUtf8();
+        return;
+    }
+    const QuotedOutput<QByteArray> output = byteOutputOf(outputDelimiter(), textData->comment);
+    const auto bytesOf = [&](const CSVCell &cell) {
+        // Bytes that are no UTF-8 stay what they are.
+        if (!CSVRowBuilder::isExact(cell))
+            return (escapesFormulas ? withoutFormula(cell.text()) : QString(cell.text())).toUtf8();
+        const QByteArray bytes(cell.bytes(), cell.size());
+        const bool isFormula = escapesFormulas && !bytes.isEmpty() && mayBeFormula(bytes.at(0)) &&
+                               withoutFormula(cell.text()) != cell.text();
+        return isFormula ? '\'' + bytes : bytes;
+    };
+    current().visit(row, row, [&](const CSVRow &cells) {
+        const int start = to.size();
+        for (int col = 0; col < cells.size(); ++col)
+            output.append(bytesOf(cells[col]), /*isFirst=*/col == 0, to);
+        if (to.size() == start)
+            output.appendEmptyRow(to);
+        return true;
+    });
+}
+
+bool CSVTablePrivate::isReadFrom(const QString &target) const
+{
+    return textData->isRfc4180 && current().isReadOnly() &&
+           QFileInfo(target).canonicalFilePath() == QFileInfo(path).canonicalFilePath();
+}
+
+} // namespace Utils

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "utils/csv/cells/QuoteScanner_p.h"
+
+#include <QFile>
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+namespace Utils {
+
+class Progress;
+
+/// The positions where the rows of a file start: four bytes for each.
+class RecordStarts
+{
+public:
+    int size() const { return m_size; }
+    qint64 at(int row) const;
+
+    /// \p start must be larger than the previous one.
+    void append(qint64 start);
+
+private:
+    struct Piece
+    {
+        qint64 base;
+        int firstRow;
+        std::vector<quint32> offsets;
+    };
+
+    std::vector<Piece> m_pieces;
+    int m_size = 0;
+};
+
+/// A file of rows that are quoted as in RFC 4180, with an index of its rows and a window: the bytes
+/// around the row that was read last. A byte order mark of UTF-8 and comments are no rows.
+class RecordFile
+{
+public:
+    /// The bytes of a row, with its line break, and perhaps with comments after it.
+    struct Record
+    {
+        const char *begin = nullptr;
+        const char *end = nullptr;
+        bool isRead = true; ///< false when it could not be read; empty then
+    };
+
+    /// Opens a regular file and finds its rows. \p progress, if not null, receives a step for each
+    /// block of 10,240 bytes. Returns false when the file cannot be read to its end or has too many
+    /// rows; throws std::bad_alloc when the memory does not suffice.
+    bool open(const QString &path, const QuotedFormat<char> &format, Progress *progress);
+
+    /// Forgets all rows.
+    void clear() { m_starts = RecordStarts(); }
+
+    int numRows() const { return m_starts.size(); }
+
+    /// When a quote is not closed, the number of the line, from 1 on, where its row starts;
+    /// otherwise 0.
+    qint64 openQuoteLine() const { return m_openQuoteLine; }
+
+    /// An existing row. Valid until the next call. When the file has become shorter, the part of
+    /// the row that remains.
+    Record record(int row);
+
+private:
+    bool findRows(const QuotedFormat<char> &format, Progress *progress);
+    bool readAt(qint64 offset, char *bytes, qint64 size, qint64 &count);
+    qint64 lineAt(qint64 offset);
+
+    QFile m_file;
+    RecordStarts m_starts;
+    qint64 m_end = 0;
+    qint64 m_openQuoteLine = 0;
+
+    std::unique_ptr<char[]> m_window;
+    qint64 m_room = 0;
+    qint64 m_start = 0; // of the window in the file
+    qint64 m_count = 0; // of its bytes
+};
+
+} // namespace Utils

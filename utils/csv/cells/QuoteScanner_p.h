@@ -1,0 +1,262 @@
+#pragma once
+
+#include "utils/base/Simd_p.h"
+
+#include <QtAlgorithms>
+
+#include <algorithm>
+#include <vector>
+
+namespace Utils {
+
+/// What separates the cells and rows of a text that is quoted as in RFC 4180.
+template <typename Unit>
+struct QuotedFormat
+{
+    Unit delimiter = ',';        ///< neither a quote nor a line break
+    std::vector<Unit> comment;   ///< the start of a comment line; empty for none
+    std::vector<Unit> exception; ///< the start of a line that is no comment; empty for none
+
+    /// Whether the row that starts at \p begin is a comment.
+    bool isComment(const Unit *begin, const Unit *end) const
+    {
+        const auto startsWith = [&](const std::vector<Unit> &marker) {
+            return static_cast<std::size_t>(end - begin) >= marker.size() &&
+                   std::equal(marker.begin(), marker.end(), begin);
+        };
+        return !comment.empty() && startsWith(comment) &&
+               (exception.empty() || !startsWith(exception));
+    }
+};
+
+/// Finds the ends of the cells and rows of a text that is quoted as in RFC 4180.
+///
+/// A quote at the start of a cell opens it; two quotes in an open cell stand for one. After the
+/// closing quote, and in a cell that does not start with a quote, quotes are ordinary characters. A
+/// row ends at LF, at CR LF, which ends it at its LF, and at CR. A comment ends with its line, and
+/// is one cell.
+///
+/// The text is scanned 64 units at a time. If each quote opens or closes a cell or is one of two,
+/// which is the case for all text of a correct writer, the quoted parts are found by arithmetic.
+/// Otherwise these 64 units are scanned one by one.
+template <typename Unit>
+class QuoteScanner
+{
+public:
+    explicit QuoteScanner(const QuotedFormat<Unit> &format) : m_format(format) {}
+
+    /// Scans the next part of the text. \p found receives, for each 64 units, masks of the units
+    /// that end a cell and that end a row, the units, and their index in the part. A unit that ends
+    /// a row ends a cell, too.
+    ///
+    /// Returns how many units were scanned: all of them if \p isEnd says that nothing follows. The
+    /// next part must start with the others, for which the scanner has to know what follows.
+    template <typename Found>
+    int scan(const Unit *text, int size, bool isEnd, const Found &found)
+    {
+        const int ahead = static_cast<int>(
+            std::max({m_format.comment.size(), m_format.exception.size(), std::size_t(1)}));
+        const Unit *const textEnd = text + size;
+        int start = 0;
+        for (; size - start >= length + (isEnd ? 0 : ahead); start += length) {
+            const Units<Unit> units(text + start);
+            const Ends ends = endsOf(units, text + start, length, textEnd);
+            found(ends.cells, ends.rows, units, start);
+        }
+        if (!isEnd || start == size)
+            return start;
+        Unit rest[length] = {};
+        std::copy(text + start, textEnd, rest);
+        const Units<Unit> units(rest);
+        const Ends ends = endsOf(units, text + start, size - start, textEnd);
+        found(ends.cells, ends.rows, units, start);
+        return size;
+    }
+
+    /// Whether the units scanned so far end in an open cell.
+    bool isInQuotes() const { return m_state == Quoted; }
+
+    /// Whether they end with the end of a row. True before the first unit.
+    bool isAtRowStart() const { return m_state == RowStart; }
+
+private:
+    static constexpr int length = Units<Unit>::length;
+
+    /// What the previous unit was.
+    enum State
+    {
+        RowStart, // the end of a row
+        CellStart,
+        Plain,
+        Quoted,
+        Closed, // the quote that closes a cell, or the first one of two
+        Comment
+    };
+
+    struct Ends
+    {
+        quint64 cells;
+        quint64 rows;
+    };
+
+    static bool isFeed(const Unit *next, const Unit *textEnd)
+    {
+        return next != textEnd && *next == '\n';
+    }
+
+    /// For each bit, whether the number of bits up to it is odd.
+    static quint64 prefixXor(quint64 bits)
+    {
+        for (int shift = 1; shift < 64; shift *= 2)
+            bits ^= bits << shift;
+        return bits;
+    }
+
+    /// \p count units from \p block on are in \p units.
+    Ends endsOf(const Units<Unit> &units, const Unit *block, int count, const Unit *textEnd)
+    {
+        const quint64 counted = ~quint64(0) >> (length - count);
+        const quint64 quotes = units.equalTo('"') & counted;
+        const bool isOpen = m_state == Quoted;
+        if (isOpen && quotes == 0)
+            return {0, 0};
+
+        const quint64 feeds = units.equalTo('\n') & counted;
+        const quint64 returns = units.equalTo('\r') & counted;
+        quint64 rows = feeds;
+        if (returns != 0)
+            rows |=
+                returns & ~(feeds >> 1 | quint64(isFeed(block + count, textEnd)) << (count - 1));
+        quint64 inside = 0; // an opening quote is inside, a closing one is not
+        if (quotes != 0)
+            inside = prefixXor(quotes) ^ (isOpen ? ~quint64(0) : 0);
+        rows &= ~inside;
+        const quint64 cells = (units.equalTo(m_format.delimiter) & counted & ~inside) | rows;
+        const quint64 closing = quotes & ~inside;
+
+        bool isRegular = m_state != Comment;
+        if (quotes != 0) {
+            const quint64 opening = quotes & inside;
+            const quint64 starts = cells << 1 | quint64(m_state <= CellStart);
+            const quint64 closed = closing << 1 | quint64(m_state == Closed);
+            isRegular = isRegular && (opening & ~(starts | closed)) == 0 &&
+                        (closed & counted & ~(cells | opening | returns)) == 0;
+        }
+        if (!m_format.comment.empty()) {
+            const quint64 starts = rows << 1 | quint64(m_state == RowStart);
+            isRegular = isRegular && (starts & units.equalTo(m_format.comment.front())) == 0;
+        }
+        if (!isRegular)
+            return endsOneByOne(block, count, textEnd);
+
+        const quint64 last = quint64(1) << (count - 1);
+        if ((inside & last) != 0)
+            m_state = Quoted;
+        else if ((closing & last) != 0)
+            m_state = Closed;
+        else if ((rows & last) != 0)
+            m_state = RowStart;
+        else
+            m_state = (cells & last) != 0 ? CellStart : Plain;
+        return {cells, rows};
+    }
+
+    Ends endsOneByOne(const Unit *block, int count, const Unit *textEnd)
+    {
+        Ends ends = {0, 0};
+        for (int i = 0; i < count; ++i) {
+            const Unit *const unit = block + i;
+            advance(unit, textEnd);
+            ends.cells |= quint64(m_state <= CellStart) << i;
+            ends.rows |= quint64(m_state == RowStart) << i;
+        }
+        return ends;
+    }
+
+    /// Changes the state for one unit.
+    void advance(const Unit *unit, const Unit *textEnd)
+    {
+        const bool isQuote = *unit == '"';
+        if (m_state == RowStart && m_format.isComment(unit, textEnd))
+            m_state = Comment;
+        if (m_state == Quoted) {
+            m_state = isQuote ? Closed : Quoted;
+        } else if (isQuote && (m_state <= CellStart || m_state == Closed)) {
+            m_state = Quoted;
+        } else if (*unit == '\n' || (*unit == '\r' && !isFeed(unit + 1, textEnd))) {
+            m_state = RowStart;
+        } else if (m_state != Comment) {
+            m_state = *unit == m_format.delimiter ? CellStart : Plain;
+        }
+    }
+
+    QuotedFormat<Unit> m_format;
+    State m_state = RowStart;
+};
+
+// A raw cell is the text between two ends. The CR of a CR LF is part of it.
+
+/// The end of the raw cell that starts at \p next: its delimiter, line break or \p end.
+template <typename Unit>
+const Unit *quotedCellEnd(const Unit *next, const Unit *end, Unit delimiter)
+{
+    if (next != end && *next == '"') {
+        ++next;
+        while ((next = std::find(next, end, Unit('"'))) != end && next + 1 != end && next[1] == '"')
+            next += 2;
+        if (next != end)
+            ++next;
+    }
+    const auto isEnd = [&](const Unit &unit) {
+        return unit == delimiter || unit == '\n' ||
+               (unit == '\r' && (&unit + 1 == end || (&unit)[1] != '\n'));
+    };
+    while (next != end && !isEnd(*next))
+        ++next;
+    return next;
+}
+
+/// Narrows a raw cell to its contents. False, and leaves it as it is, when they are not a part of
+/// it: when it has doubled quotes, or text after the closing quote.
+template <typename Unit>
+bool narrowToContents(const Unit *&begin, const Unit *&end)
+{
+    if (begin == end)
+        return true;
+    if (*begin != '"') {
+        if (end[-1] == '\r')
+            --end;
+        return true;
+    }
+    const Unit *const quote = std::find(begin + 1, end, Unit('"'));
+    const bool isLast = end - quote < 2 || (end - quote == 2 && quote[1] == '\r');
+    if (!isLast)
+        return false;
+    ++begin;
+    end = quote;
+    return true;
+}
+
+/// Appends the contents of a raw cell to \p text, whose units are \p Character.
+template <typename Text, typename Character, typename Unit>
+void appendContents(const Unit *begin, const Unit *end, Text &text)
+{
+    const auto append = [&](const Unit *from, const Unit *to) {
+        text.append(reinterpret_cast<const Character *>(from), static_cast<int>(to - from));
+    };
+    if (narrowToContents(begin, end))
+        return append(begin, end);
+    for (const Unit *next = begin + 1;;) {
+        const Unit *const quote = std::find(next, end, Unit('"'));
+        append(next, quote);
+        if (quote == end)
+            return;
+        next = quote + 1;
+        if (next == end || *next != '"')
+            return append(next, next != end && end[-1] == '\r' ? end - 1 : end);
+        append(next, next + 1);
+        ++next;
+    }
+}
+
+} // namespace Utils
