@@ -7,6 +7,8 @@
 #include "utils/files/File.h"
 
 #include <QElapsedTimer>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -268,6 +270,71 @@ private Q_SLOTS:
             }
         }
         QVERIFY(numClosed > 300);
+    }
+
+    void readsWhatPythonWritesAndWritesWhatPythonReads()
+    {
+        const QString python = QStandardPaths::findExecutable("python3");
+        if (python.isEmpty())
+            QSKIP("needs python3");
+        const QTemporaryDir folder;
+        const auto run = [&](const char *action) {
+            QProcess process;
+            process.start(python, {QUOTED_TABLES, action, folder.path()});
+            process.waitForFinished(-1);
+            const QByteArray message = process.readAllStandardError();
+            return process.exitCode() == 0 ? message : "failed: " + message;
+        };
+        QCOMPARE(run("make"), QByteArray());
+
+        for (int number = 0; number < 1000; ++number) {
+            const QString base = folder.filePath(QString::number(number));
+            QList<QByteArray> lines = File::readRaw(base + ".hex").split('\n');
+            const QString delimiter = QChar(lines.takeFirst().toInt());
+            lines.removeLast(); // after the last line feed
+            Rows rows;
+            for (const QByteArray &line : qAsConst(lines)) {
+                QStringList row;
+                for (const QByteArray &field : line.split(' ')) {
+                    const QByteArray bytes = QByteArray::fromHex(field == "-" ? "" : field);
+                    row.append(QString::fromUtf8("x" + bytes).mid(1)); // keeps a byte order mark
+                }
+                rows.append(row);
+            }
+            for (const Storage storage : storages) {
+                CSVTable table(delimiter);
+                table.setQuoting(CSVTable::Rfc4180);
+                QVERIFY2(read(table, base + ".csv", storage), qPrintable(base));
+                QCOMPARE(rowsOf(table), rows);
+                if (int(storage) == number / 16 % 4)
+                    QVERIFY(table.write(base + ".written"));
+            }
+        }
+
+        QCOMPARE(run("check"), QByteArray());
+    }
+
+    void readsASampleOfPython_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+
+        // What Python 3.11 writes, with QUOTE_MINIMAL, QUOTE_ALL and QUOTE_NONNUMERIC.
+        QTest::newRow("minimal") << QByteArray(
+            "name,\"a \"\"b\"\"\",\"x,y\"\r\n1.5, z ,\"p\r\nq\"\r\n\"\"\r\n\"\n\",#,'\r\n");
+        QTest::newRow("all") << QByteArray("\"name\",\"a \"\"b\"\"\",\"x,y\"\r\n\"1.5\",\" z \",\"p"
+                                           "\r\nq\"\r\n\"\"\r\n\"\n\",\"#\",\"'\"\r\n");
+        QTest::newRow("not numeric")
+            << QByteArray("\"name\",\"a \"\"b\"\"\",\"x,y\"\r\n1.5,\" z \",\"p\r\nq\"\r\n\"\"\r\n"
+                          "\"\n\",\"#\",\"'\"\r\n");
+    }
+
+    void readsASampleOfPython()
+    {
+        QFETCH(QByteArray, bytes);
+        QVERIFY(!makeFile(path(), bytes).isEmpty());
+
+        compareStorages(
+            {{"name", "a \"b\"", "x,y"}, {"1.5", " z ", "p\r\nq"}, {""}, {"\n", "#", "'"}});
     }
 
     void readsRowsOfAnyLengthAcrossBlocks()
