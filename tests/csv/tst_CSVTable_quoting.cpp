@@ -625,6 +625,21 @@ private Q_SLOTS:
         QCOMPARE(File::read(path("written.csv")), table.stringData() + "\n");
     }
 
+    void writesNoRowAsAComment()
+    {
+        for (const char *const comment : {",", "a", "ab", "a,", "a,b,"}) {
+            CSVTable table;
+            table.setQuoting(CSVTable::Rfc4180);
+            table.setComment(comment);
+            const Rows rows{{"", "b"}, {"a", "b", "c"}, {"ab", "c"}, {"a,b"}, {"b"}};
+            for (const QStringList &row : rows)
+                table.appendData(row);
+            QVERIFY(table.write(path()));
+
+            compareStorages(rows, comment);
+        }
+    }
+
     void writesRowsWithoutFieldsAsRows()
     {
         CSVTable table;

@@ -111,20 +111,26 @@ public:
     {
         if (!isFirst)
             to += m_special[0];
-        if (needsQuotes(field, isFirst))
-            to += m_special[1] + doubled(field) + m_special[1];
-        else
-            to += field;
+        to += needsQuotes(field) ? quoted(field) : field;
     }
 
-    /// For a row that would be an empty line, which other programs may ignore.
-    void appendEmptyRow(Text &to) const { to += m_special[1] + m_special[1]; }
+    /// Changes the row that starts at \p start of \p text and has the first field \p first, if it
+    /// would not be read as this row: a comment, or an empty line, which other programs may ignore.
+    void finishRow(Text &text, int start, const Text &first) const
+    {
+        const bool isEmpty = text.size() == start;
+        const bool isComment =
+            !m_comment.isEmpty() && text.mid(start, m_comment.size()) == m_comment;
+        if (isEmpty || (isComment && !needsQuotes(first)))
+            text.replace(start, first.size(), quoted(first));
+    }
 
 private:
-    bool needsQuotes(const Text &field, bool isFirst) const
+    Text quoted(const Text &field) const { return m_special[1] + doubled(field) + m_special[1]; }
+
+    bool needsQuotes(const Text &field) const
     {
-        const bool mayBeComment = isFirst && !m_comment.isEmpty() && field.startsWith(m_comment);
-        return mayBeComment || field.startsWith(m_mark) ||
+        return field.startsWith(m_mark) ||
                std::any_of(std::begin(m_special), std::end(m_special),
                            [&](const Text &special) { return field.contains(special); });
     }
@@ -161,15 +167,17 @@ QString CSVTablePrivate::withoutFormula(const QString &field) const
 
 QString CSVTablePrivate::quotedLine(int row, bool escapes) const
 {
-    const QStringList fields = current().data(row);
-    const QuotedOutput<QString> output = outputOf(outputDelimiter(), textData->comment);
     QString line;
+    if (row < 0 || row >= current().numRows())
+        return line;
+    QStringList fields = current().data(row);
+    const QuotedOutput<QString> output = outputOf(outputDelimiter(), textData->comment);
     for (int col = 0; col < fields.size(); ++col) {
-        const QString &field = fields.at(col);
-        output.append(escapes ? withoutFormula(field) : field, /*isFirst=*/col == 0, line);
+        if (escapes)
+            fields[col] = withoutFormula(fields.at(col));
+        output.append(fields.at(col), /*isFirst=*/col == 0, line);
     }
-    if (line.isEmpty() && row >= 0 && row < current().numRows())
-        output.appendEmptyRow(line);
+    output.finishRow(line, 0, fields.value(0));
     return line;
 }
 
@@ -195,10 +203,14 @@ void CSVTablePrivate::appendOutputRow(int row, QByteArray &to) const
     };
     current().visit(row, row, [&](const CSVRow &cells) {
         const int start = to.size();
-        for (int col = 0; col < cells.size(); ++col)
-            output.append(bytesOf(cells[col]), /*isFirst=*/col == 0, to);
-        if (to.size() == start)
-            output.appendEmptyRow(to);
+        QByteArray first;
+        for (int col = 0; col < cells.size(); ++col) {
+            const QByteArray field = bytesOf(cells[col]);
+            output.append(field, /*isFirst=*/col == 0, to);
+            if (col == 0)
+                first = field;
+        }
+        output.finishRow(to, start, first);
         return true;
     });
 }
