@@ -197,6 +197,52 @@ static void loadText(State &state, const Input &input)
     measurePeak(state, 0.0, load);
 }
 
+/// With quotes as in RFC 4180.
+static void loadQuoted(State &state, const Input &input, int limit)
+{
+    const auto load = [&] {
+        CSVTable table;
+        table.setQuoting(CSVTable::Rfc4180);
+        table.read(input.path, limit);
+        check(state, table.numRows(), input.rows);
+        check(state, table.numColumns(input.rows - 1), input.columns);
+    };
+    for (auto _ : state)
+        load();
+    measurePeak(state, 0.0, load);
+}
+
+/// Without quotes, in the file.
+static void loadInFile(State &state, const Input &input)
+{
+    for (auto _ : state) {
+        CSVTable table;
+        table.read(input.path, fileLimit);
+        check(state, table.numRows(), input.rows + 1);
+    }
+}
+
+/// A column of numbers in quotes.
+static void columnQuoted(State &state, const Input &input, int limit, double sum)
+{
+    CSVTable table;
+    table.setQuoting(CSVTable::Rfc4180);
+    table.read(input.path, limit);
+    for (auto _ : state) {
+        const QList<double> values = table.colDataValue(column);
+        check(state, std::accumulate(values.begin(), values.end(), 0.0), sum);
+    }
+}
+
+/// The same table with each field in quotes.
+static QByteArray quotedTable(const QByteArray &table)
+{
+    QByteArray quoted = "\"" + table;
+    quoted.chop(1); // the last line feed
+    quoted.replace(",", "\",\"").replace("\n", "\"\n\"");
+    return quoted + "\"\n";
+}
+
 static void loadString(State &state, const Input &input)
 {
     const auto load = [&] {
@@ -735,6 +781,34 @@ int main(int argc, char **argv)
     const auto oneColumn = [&](int limit) {
         return [=](State &state, const Input &input) { columnOurs(state, input, limit, sum); };
     };
+
+    // Quotes: the peer is the table itself, without quotes.
+    const Input quoted =
+        makeNumericInput(folder.filePath(QStringLiteral("quoted.csv")), quotedTable(table));
+    const auto addQuoted = [&](const std::string &topic, const char *detail, double target,
+                               const Input &input, const auto &ours, const Input &peerInput,
+                               const auto &peer) {
+        addPair(
+            topic, detail, target, [=](State &state) { ours(state, input); },
+            [=](State &state) { peer(state, peerInput); });
+    };
+    const auto loadWith = [](int limit) {
+        return [=](State &state, const Input &input) { loadQuoted(state, input, limit); };
+    };
+    addQuoted("load quoted bytes beside bytes", million, 1.5, quoted, loadWith(rawLimit), numeric,
+              loadRaw);
+    addQuoted("load quoted text beside bytes", million, 1.5, quoted, loadWith(0), numeric, loadRaw);
+    addQuoted("load quoted words as bytes beside classic quotes", words, 1.0, mixed,
+              loadWith(rawLimit), mixed, loadText);
+    addQuoted("find quoted rows of a file beside lines", million, 0.0, quoted, loadWith(fileLimit),
+              numeric, loadInFile);
+    const auto quotedColumn = [&](int limit) {
+        return [=](State &state, const Input &input) { columnQuoted(state, input, limit, sum); };
+    };
+    addQuoted("a column of quoted bytes beside bytes", million, 0.0, quoted, quotedColumn(rawLimit),
+              numeric, oneColumn(rawLimit));
+    addQuoted("a column of quoted rows of a file beside lines", million, 0.0, quoted,
+              quotedColumn(fileLimit), numeric, oneColumn(fileLimit));
     const auto strtodColumn = [=](State &state, const Input &input) {
         columnBy(state, input, sum, byStrtod);
     };

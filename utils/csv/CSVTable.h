@@ -3,6 +3,7 @@
 #include "data/String.h"
 #include "data/Variant.h"
 #include "utils/Export.h"
+#include "utils/csv/CSVColumn.h"
 #include "utils/csv/CSVRow.h"
 
 #include <QByteArray>
@@ -224,6 +225,24 @@ public:
     /// a formula. "-1.5{mm}" is not a number here. Rows are split for this.
     void setEscapeFormulas(bool on);
     bool escapeFormulas() const;
+
+    /// Sets how many rows above the data are header rows, 0 at first: the labels of the columns,
+    /// then their units, then the objects that they belong to. Further ones are only skipped.
+    ///
+    /// Only columns() uses them. The numbers of rows do not change: row 0 is still the first row
+    /// of the table, and the data start in the row headerRows(). A negative \p count is 0.
+    void setHeaderRows(int count);
+    int headerRows() const;
+
+    /// Counts the cells of all rows below the header rows. There are as many columns as the longest
+    /// row has fields. An empty last row is left out, as in colData(). Rows are split for this.
+    ///
+    ///     label row     unit row   => label, unit
+    ///     "Force{kN}"              => "Force", "kN"
+    ///     "Force [kN]"             => "Force", "kN"
+    ///     "Force"       "[kN]"     => "Force", "kN"     the same with "kN", "{kN}" and "(kN)"
+    ///     "Force{kN}"   "N"        => "Force", "N"
+    QList<CSVColumn> columns() const;
 
     /// Sets a reporter for reading and aligning, with the label that it shows meanwhile; null means
     /// no reporter. The table does not own it. It receives a step for each line, for each block of

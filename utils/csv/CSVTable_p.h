@@ -171,6 +171,8 @@ public:
 
     QMap<Data::String, Data::Variant> propertyValues(int row, bool normalizeKeys) const;
 
+    QList<CSVColumn> columns() const;
+
     /// A text row as one line, as CSVTable::stringData() returns it, or without escaped formulas.
     Data::String line(int row, bool escapes) const;
 
