@@ -12,6 +12,7 @@
 #include "data/VariantCollection.h"
 #include "utils/Application.h"
 #include "utils/csv/CSVCell.h"
+#include "utils/csv/CSVDialect.h"
 #include "utils/csv/CSVReader.h"
 #include "utils/csv/CSVRow.h"
 #include "utils/csv/CSVTable.h"

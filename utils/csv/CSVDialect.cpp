@@ -1,0 +1,183 @@
+#include "utils/csv/CSVDialect.h"
+
+#include "utils/csv/CSVDialect_p.h"
+#include "utils/csv/dialect/DialectDetector_p.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QJsonValue>
+#include <QStringList>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Utils {
+
+static const char *const propertyNames[] = {"encoding", "delimiter", "quotes",
+                                            "comment",  "header",    "decimalPoint"};
+static const QLatin1String blanks("\\s+");
+
+CSVDialect::CSVDialect() : d(new CSVDialectPrivate) {}
+CSVDialect::CSVDialect(const CSVDialect &other) = default;
+CSVDialect &CSVDialect::operator=(const CSVDialect &other) = default;
+CSVDialect::~CSVDialect() = default;
+
+CSVDialect CSVDialect::detect(const Data::String &path, const CSVDialect &known)
+{
+    return DialectDetector::detectFile(path, known);
+}
+
+CSVDialect CSVDialect::detectBytes(const QByteArray &bytes, const CSVDialect &known)
+{
+    return DialectDetector::detectBytes(bytes, known);
+}
+
+bool CSVDialect::isValid() const { return d->isValid; }
+
+double CSVDialect::confidence(Property property) const
+{
+    const bool isProperty = property >= Encoding && property <= DecimalPoint;
+    return isProperty ? d->confidences[property] : 0.0;
+}
+
+Data::String CSVDialect::encoding() const { return d->encoding; }
+
+void CSVDialect::setEncoding(const Data::String &name)
+{
+    d->encoding = name;
+    d->confidences[Encoding] = 1.0;
+}
+
+Data::String CSVDialect::delimiter() const { return d->delimiter; }
+
+void CSVDialect::setDelimiter(const Data::String &delimiter)
+{
+    d->delimiter = delimiter;
+    d->confidences[Delimiter] = 1.0;
+}
+
+bool CSVDialect::isAligned() const { return d->delimiter == blanks; }
+
+CSVDialect::Quotes CSVDialect::quotes() const { return d->quotes; }
+
+void CSVDialect::setQuotes(Quotes quotes)
+{
+    d->quotes = quotes;
+    d->confidences[Quoting] = 1.0;
+}
+
+Data::String CSVDialect::comment() const { return d->comment; }
+
+void CSVDialect::setComment(const Data::String &marker)
+{
+    d->comment = marker;
+    d->confidences[Comment] = 1.0;
+}
+
+int CSVDialect::headerRow() const { return d->headerRow; }
+int CSVDialect::unitRow() const { return d->unitRow; }
+int CSVDialect::firstDataRow() const { return d->firstDataRow; }
+
+void CSVDialect::setHeader(int headerRow, int unitRow, int firstDataRow)
+{
+    d->headerRow = std::max(headerRow, -1);
+    d->unitRow = std::max(unitRow, -1);
+    d->firstDataRow = std::max(firstDataRow, 0);
+    d->confidences[Header] = 1.0;
+}
+
+char CSVDialect::decimalPoint() const { return d->decimalPoint; }
+
+void CSVDialect::setDecimalPoint(char point)
+{
+    d->decimalPoint = point;
+    d->confidences[DecimalPoint] = 1.0;
+}
+
+bool CSVDialect::hasGroupedDigits() const { return d->hasGroupedDigits; }
+void CSVDialect::setGroupedDigits(bool on) { d->hasGroupedDigits = on; }
+
+bool CSVDialect::operator==(const CSVDialect &other) const
+{
+    const CSVDialectPrivate &a = *d;
+    const CSVDialectPrivate &b = *other.d;
+    return a.isValid == b.isValid && a.encoding == b.encoding && a.delimiter == b.delimiter &&
+           a.quotes == b.quotes && a.comment == b.comment && a.headerRow == b.headerRow &&
+           a.unitRow == b.unitRow && a.firstDataRow == b.firstDataRow &&
+           a.decimalPoint == b.decimalPoint && a.hasGroupedDigits == b.hasGroupedDigits;
+}
+
+static QString delimiterText(const QString &delimiter)
+{
+    if (delimiter.isEmpty())
+        return QStringLiteral("one column");
+    if (delimiter == blanks)
+        return QStringLiteral("columns aligned by blanks");
+    if (delimiter == QLatin1String("\t"))
+        return QStringLiteral("delimiter tab");
+    return QStringLiteral("delimiter '%1'").arg(delimiter);
+}
+
+static QString headerText(const CSVDialect &dialect)
+{
+    QString text = QStringLiteral("no labels");
+    if (dialect.hasHeader())
+        text = QStringLiteral("labels in row %1").arg(dialect.headerRow() + 1);
+    if (dialect.unitRow() >= 0)
+        text += QStringLiteral(", units in row %1").arg(dialect.unitRow() + 1);
+    if (dialect.hasHeader() || dialect.firstDataRow() > 0)
+        text += QStringLiteral(", data from row %1").arg(dialect.firstDataRow() + 1);
+    return text;
+}
+
+Data::String CSVDialect::toText() const
+{
+    if (!d->isValid)
+        return QStringLiteral("unknown");
+    const QString quoting =
+        d->quotes == NoQuotes ? QStringLiteral("no quotes") : QStringLiteral("double quotes");
+    const QString commenting = d->comment.isEmpty() ? QStringLiteral("no comments")
+                                                    : QStringLiteral("comments after '%1'");
+    QString point =
+        d->decimalPoint == ',' ? QStringLiteral("decimal comma") : QStringLiteral("decimal point");
+    if (d->hasGroupedDigits)
+        point += QStringLiteral(", separators between thousands");
+
+    const QString texts[] = {
+        d->encoding,       delimiterText(d->delimiter),
+        quoting,           d->comment.isEmpty() ? commenting : commenting.arg(d->comment),
+        headerText(*this), point};
+    const double doubtful = 0.5;
+    QStringList parts;
+    for (int i = 0; i < CSVDialectPrivate::numProperties; ++i) {
+        const bool isDoubtful = d->confidences[static_cast<std::size_t>(i)] < doubtful;
+        parts.append(isDoubtful ? texts[i] + QStringLiteral(" (?)") : texts[i]);
+    }
+    return parts.join(QStringLiteral(", "));
+}
+
+Data::String CSVDialect::toJson() const
+{
+    QJsonObject confidences;
+    for (int i = 0; i < CSVDialectPrivate::numProperties; ++i) {
+        const double rounded = std::floor(d->confidences[static_cast<std::size_t>(i)] * 100) / 100;
+        confidences.insert(QLatin1String(propertyNames[i]), rounded);
+    }
+    const auto rowOf = [](int row) { return row < 0 ? QJsonValue() : QJsonValue(row); };
+    const QJsonObject object{
+        {QStringLiteral("encoding"), d->encoding},
+        {QStringLiteral("delimiter"), d->delimiter},
+        {QStringLiteral("quotes"),
+         d->quotes == NoQuotes ? QJsonValue() : QStringLiteral("RFC 4180")},
+        {QStringLiteral("comment"), d->comment},
+        {QStringLiteral("headerRow"), rowOf(d->headerRow)},
+        {QStringLiteral("unitRow"), rowOf(d->unitRow)},
+        {QStringLiteral("firstDataRow"), d->firstDataRow},
+        {QStringLiteral("decimalPoint"), QString(QLatin1Char(d->decimalPoint))},
+        {QStringLiteral("groupedDigits"), d->hasGroupedDigits},
+        {QStringLiteral("confidence"), confidences},
+    };
+    return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
+}
+
+} // namespace Utils

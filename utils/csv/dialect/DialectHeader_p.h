@@ -1,0 +1,30 @@
+#pragma once
+
+#include "utils/csv/dialect/DialectRows_p.h"
+
+namespace Utils {
+
+/// Which rows are above the data.
+struct DialectHeader
+{
+    int headerRow = -1;
+    int unitRow = -1;
+    int firstDataRow = 0;
+    double confidence = 0.0;
+
+    static DialectHeader find(const DialectRows &rows);
+};
+
+/// What the numbers of a sample tell of the decimal point.
+struct DialectNumbers
+{
+    char decimalPoint = '.';
+    bool isGrouped = false;
+    double confidence = 0.0;
+
+    /// Finds out from the rows at and below \p firstRow. \p isCommaFree tells that no cell can have
+    /// a comma.
+    static DialectNumbers find(const DialectRows &rows, int firstRow, bool isCommaFree);
+};
+
+} // namespace Utils
