@@ -1,5 +1,8 @@
 #include "tests/examples/Program.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
 class tst_Kelm_table : public QObject
 {
     Q_OBJECT
@@ -87,6 +90,69 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.error, QString());
         QCOMPARE(m_kelm.output, output);
         QCOMPARE(m_kelm.status, 0);
+    }
+
+    void tellsTheDialect()
+    {
+        const QString path =
+            file("% bench 3\nZeit;Kraft\ns;kN\n" + QByteArray("0,1;2,5\n").repeated(60));
+
+        QVERIFY(m_kelm.run({"table", path, "--dialect"}));
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output,
+                 QString("UTF-8, delimiter ';', no quotes, comments after '%', labels in row 1, "
+                         "units in row 2, data from row 3, decimal comma\n"));
+        QVERIFY(m_kelm.run({"table", path, "--dialect", "--json"}));
+        QCOMPARE(m_kelm.output.count('\n'), 1);
+        const QJsonObject object = QJsonDocument::fromJson(m_kelm.output.toUtf8()).object();
+        QCOMPARE(object["delimiter"].toString(), QString(";"));
+        QCOMPARE(object["decimalPoint"].toString(), QString(","));
+        QCOMPARE(object["unitRow"].toInt(), 1);
+        QVERIFY(object["confidence"].toObject()["delimiter"].toDouble() > 0.9);
+    }
+
+    void tellsTheDialectWithWhatIsGiven()
+    {
+        const QString path = file("a,b;c\n" + QByteArray("1,2;3\n").repeated(20));
+
+        QVERIFY(m_kelm.run(
+            {"table", path, "--dialect", "-d", ";", "--quotes", "yes", "--comment", "//"}));
+
+        QCOMPARE(m_kelm.output.section(',', 1, 3),
+                 QString(" delimiter ';', double quotes, comments after '//'"));
+    }
+
+    void tellsTheDialectOfATextThatIsNotUtf8()
+    {
+        QVERIFY(m_kelm.run({"table",
+                            file("T,\xb0"
+                                 "C\n1,2\n2,3\n3,4\n"),
+                            "--dialect"}));
+
+        QVERIFY(m_kelm.output.startsWith("windows-1252, delimiter ','"));
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void tellsWhatItTookForGrantedWhenVerbose()
+    {
+        const QString path = file("a;b\n" + QByteArray("1;2.5\n").repeated(30));
+
+        QVERIFY(m_kelm.run({"table", path, "--verbose", "--rows", "0"}));
+
+        QCOMPARE(m_kelm.error, "Dialect of \"" + path +
+                                   "\": UTF-8, delimiter ';', no quotes, no comments, "
+                                   "labels in row 1, data from row 2, decimal point\n");
+        QCOMPARE(m_kelm.output, QString("a    b\n"));
+    }
+
+    void detectsCommentsOfAnyKind()
+    {
+        const QString path = file("! made, by hand\na,b\n1,2\n3,4\n");
+
+        QVERIFY(m_kelm.run({"table", path}));
+        QCOMPARE(m_kelm.output, QString(" a   b\n 1   2\n 3   4\n"));
+        QVERIFY(m_kelm.run({"table", path, "--comment", ""}));
+        QCOMPARE(m_kelm.output.count('\n'), 4);
     }
 
     void readsALargeTableFromTheDisk()
@@ -346,6 +412,10 @@ private Q_SLOTS:
             << "--descending needs --sort. See kelm table --help";
         QTest::newRow("rows") << QStringList{bolts, "--rows", "x"} << 2
             << "--rows must be a whole number from 0 on. See kelm table --help";
+        QTest::newRow("JSON of a table") << QStringList{bolts, "--json"} << 2
+            << "--json needs --dialect. See kelm table --help";
+        QTest::newRow("dialect of nothing") << QStringList{folder + "/no.csv", "--dialect"} << 1
+            << "Cannot read \"" + folder + "/no.csv\": No such file or directory";
         QTest::newRow("delimiter") << QStringList{bolts, "--delimiter", ""} << 2
             << "--delimiter must not be empty. See kelm table --help";
         // clang-format on

@@ -3,6 +3,8 @@
 #include "examples/console/commands/Table.h"
 
 #include "examples/console/Files.h"
+#include "examples/console/Host.h"
+#include "examples/console/Output.h"
 #include "examples/console/commands/Commands.h"
 #include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
@@ -14,6 +16,7 @@
 
 namespace Kelm {
 
+using Utils::CSVDialect;
 using Utils::CSVTable;
 using Utils::File;
 
@@ -22,11 +25,12 @@ static void declare(QCommandLineParser &parser)
     parser.addOptions({
         {{"d", "delimiter"},
          "What is between fields: a text, \"tab\" or \"blanks\". Without this option it is "
-         "guessed.",
+         "detected.",
          "TEXT"},
         {"comment",
-         "Lines that begin with TEXT are comments; \"\" for none. It is \"#\" otherwise.", "TEXT",
-         "#"},
+         "Lines that begin with TEXT are comments; \"\" for none. Without this option it is "
+         "detected.",
+         "TEXT"},
         {"quotes", "Whether fields may be in quotes: yes, no or guess. It is guess otherwise.",
          "WHETHER", "guess"},
         {"no-header", "The first row is no header."},
@@ -46,6 +50,8 @@ static void declare(QCommandLineParser &parser)
         {"stats", "Prints count, mean, deviation and quartiles of each column of numbers."},
         {"histogram", "Draws a histogram of each column of numbers."},
         {"bins", "Number of bins of the histogram; by Scott's rule otherwise.", "COUNT"},
+        {"dialect", "Prints how FILE is laid out, and nothing else."},
+        {"json", "With --dialect: prints it as JSON, with the confidence of each property."},
         {"to", "Writes the rows to FILE: with tabs between fields in a .tsv, else commas.", "FILE"},
     });
 }
@@ -107,6 +113,8 @@ static QString whyMisused(const QCommandLineParser &given)
         return "--descending needs --sort";
     if (given.isSet("delimiter") && given.value("delimiter").isEmpty())
         return "--delimiter must not be empty";
+    if (given.isSet("json") && !given.isSet("dialect"))
+        return "--json needs --dialect";
     return {};
 }
 
@@ -119,13 +127,24 @@ static QString wantedDelimiter(const QCommandLineParser &given)
     return delimiter == "blanks" ? QString(blanks) : delimiter;
 }
 
-static TableLayout wantedLayout(const QCommandLineParser &given)
+/// Returns what the options tell of the dialect.
+static CSVDialect knownDialect(const QCommandLineParser &given)
 {
-    TableLayout layout = guessLayout(given.positionalArguments().constFirst(),
-                                     given.value("comment"), wantedDelimiter(given));
+    CSVDialect known;
+    if (given.isSet("delimiter"))
+        known.setDelimiter(wantedDelimiter(given));
+    if (given.isSet("comment"))
+        known.setComment(given.value("comment"));
     if (given.value("quotes") != "guess")
-        layout.isQuoted = given.value("quotes") == "yes";
-    else if (given.isSet("size-limit"))
+        known.setQuotes(given.value("quotes") == "yes" ? CSVDialect::Rfc4180Quotes
+                                                       : CSVDialect::NoQuotes);
+    return known;
+}
+
+static TableLayout wantedLayout(const QCommandLineParser &given, const CSVDialect &dialect)
+{
+    TableLayout layout = layoutOf(dialect);
+    if (given.isSet("size-limit") && given.value("quotes") == "guess")
         layout.isQuoted = false;
     return layout;
 }
@@ -177,7 +196,7 @@ static Result show(const QCommandLineParser &given, const QString &path, const C
     return good();
 }
 
-static Result run(const QCommandLineParser &given, Host &)
+static Result run(const QCommandLineParser &given, Host &host)
 {
     const QString misuse = whyMisused(given);
     if (!misuse.isEmpty())
@@ -187,10 +206,16 @@ static Result run(const QCommandLineParser &given, Host &)
     if (!problem.isEmpty())
         return failed(problem);
 
-    const TableLayout layout = wantedLayout(given);
+    const CSVDialect dialect = CSVDialect::detect(path, knownDialect(given));
+    if (given.isSet("dialect")) {
+        print(given.isSet("json") ? dialect.toJson() : dialect.toText());
+        return good();
+    }
+    host.logMessage("Dialect of \"" + path + "\": " + dialect.toText(), 3);
+    const TableLayout layout = wantedLayout(given, dialect);
     const auto sizeLimit = wholeNumber(given.value("size-limit"), 1);
     CSVTable table(tableDelimiter(layout, sizeLimit.has_value()));
-    table.setComment(given.value("comment"));
+    table.setComment(layout.comment);
     read(path, layout, sizeLimit.value_or(0), table);
     const QStringList top = topRow(table);
     const bool isRead = !layout.isAligned() && !top.isEmpty(); // as UTF-8

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "utils/csv/CSVDialect.h"
 #include "utils/csv/CSVTable.h"
 
 #include <QString>
@@ -8,7 +9,7 @@
 
 namespace Kelm {
 
-// The steps of the command "table": guess how fields are separated, read the file, choose rows and
+// The steps of the command "table": detect how fields are separated, read the file, choose rows and
 // columns, and print them.
 
 // Table_guess.cpp
@@ -16,18 +17,21 @@ namespace Kelm {
 /// The delimiter of columns that are aligned with blanks, a pattern.
 inline const char *const blanks = "\\s+";
 
-/// How fields are separated.
+/// What starts a comment, unless a file shows another marker.
+inline const char *const usualComment = "#";
+
+/// How a table is read.
 struct TableLayout
 {
     QString delimiter; ///< the plain text, or the pattern blanks
+    QString comment;   ///< "" for none
     bool isQuoted = false;
 
     bool isAligned() const { return delimiter == blanks; }
 };
 
-/// Guesses the layout from the first lines of the file \p path, without those that begin with
-/// \p comment. The delimiter is \p delimiter unless that is "".
-TableLayout guessLayout(const QString &path, const QString &comment, const QString &delimiter);
+/// The layout of a table of the dialect \p dialect.
+TableLayout layoutOf(const Utils::CSVDialect &dialect);
 
 // Table_choose.cpp
 

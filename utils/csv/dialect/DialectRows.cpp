@@ -75,10 +75,12 @@ void DialectRows::splitPart(QStringView text, int part)
     }
 }
 
-void DialectRows::addCell(QStringView cell)
+void DialectRows::addCell(QStringView cell, bool isQuoted)
 {
-    if (m_numCells++ < mostCells)
+    if (m_numCells++ < mostCells) {
         m_cells.push_back(cell);
+        m_areQuoted.push_back(isQuoted);
+    }
 }
 
 void DialectRows::splitAtBlanks(QStringView line)
@@ -147,7 +149,7 @@ Position DialectRows::splitRow(Position next, Position end)
                               QLatin1Char('"'))
                         .base() -
                     1;
-                addCell(QStringView(begin + 1, close).trimmed());
+                addCell(QStringView(begin + 1, close).trimmed(), true);
                 next = after;
                 if (next == end || *next == QLatin1Char('\n'))
                     return next;

@@ -44,6 +44,12 @@ public:
                                       : QStringView();
     }
 
+    /// Whether a cell that is stored was in quotes.
+    bool isQuoted(const Row &row, int column) const
+    {
+        return m_areQuoted[static_cast<std::size_t>(row.first + column)];
+    }
+
     /// The number of cells that most rows have, 0 without rows.
     int usualCount() const { return m_usualCount; }
 
@@ -61,13 +67,14 @@ private:
                                            QStringView::const_iterator end);
     bool isDelimiterAt(QStringView::const_iterator next, QStringView::const_iterator end) const;
     void splitAtBlanks(QStringView line);
-    void addCell(QStringView cell);
+    void addCell(QStringView cell, bool isQuoted = false);
     void findUsualCount();
 
     const DialectFormat m_format;
     std::vector<Row> m_rows;
     std::vector<QStringView> m_cells;
-    int m_numCells = 0; // of the current row
+    std::vector<bool> m_areQuoted; // by cell
+    int m_numCells = 0;            // of the current row
     int m_usualCount = 0;
     int m_numQuoted = 0;
     int m_numMisquoted = 0;

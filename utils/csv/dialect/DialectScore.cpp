@@ -40,13 +40,18 @@ static double cleannessOfText(QStringView text, const DialectFormat &format)
     return cleanness;
 }
 
-static double cleannessOfCell(QStringView text, const DialectFormat &format, bool commaInHeader)
+/// How clean a cell is. \p commaInHeader tells that its label has a comma: where each cell has one,
+/// too, commas are delimiters rather.
+static double cleannessOfCell(QStringView text, const CellClass &cell, const DialectFormat &format,
+                              bool commaInHeader)
 {
-    const CellClass cell = classifyCell(text);
-    const bool hasComma = cell.decimalPoint == ',' || (cell.isGrouped && cell.decimalPoint == '.');
-    if (cell.kind == CellKind::Number && hasComma && commaInHeader)
-        return 0.1; // as many commas in the header and below: they are delimiters
-    return cell.kind == CellKind::Text ? cleannessOfText(text, format) : 1.0;
+    const bool isNumber = cell.kind == CellKind::Number;
+    const double clean = cell.kind == CellKind::Text ? cleannessOfText(text, format) : 1.0;
+    if (!commaInHeader || (!isNumber && cell.kind != CellKind::Text))
+        return clean;
+    const int comma = static_cast<int>(text.indexOf(QLatin1Char(',')));
+    const bool isBeforeBlank = comma + 1 < text.size() && text[comma + 1] == QLatin1Char(' ');
+    return comma < 0 || isBeforeBlank ? clean : std::min(clean, 0.1);
 }
 
 /// The share of rows that have the usual number of fields. Other rows count a little, those before
@@ -121,9 +126,12 @@ DialectScore DialectScore::of(const DialectRows &rows, const DialectFormat &form
         for (int column = 0; column < row.numStored; ++column) {
             const auto index = static_cast<std::size_t>(column);
             const QStringView cell = rows.cell(row, column);
-            const CellKind kind = classifyCell(cell).kind;
-            values += kind == CellKind::Number || kind == CellKind::Date;
-            clean += cleannessOfCell(cell, format, index < commas.size() && commas[index]);
+            const CellClass found = classifyCell(cell);
+            values += found.kind == CellKind::Number || found.kind == CellKind::Date;
+            const bool commaInHeader = index < commas.size() && commas[index];
+            clean += rows.isQuoted(row, column)
+                         ? 1.0 // anything may be in quotes
+                         : cleannessOfCell(cell, found, format, commaInHeader);
         }
         numCells += row.numStored;
     }
