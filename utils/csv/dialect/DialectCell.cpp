@@ -410,18 +410,4 @@ bool isUnit(QStringView text)
     return true;
 }
 
-bool isWholeNumber(QStringView text, qint64 &number)
-{
-    const int longest = 9;
-    if (text.isEmpty() || text.size() > longest)
-        return false;
-    number = 0;
-    for (const QChar character : text) {
-        if (!isDigit(character))
-            return false;
-        number = number * 10 + (character.unicode() - '0');
-    }
-    return true;
-}
-
 } // namespace Utils

@@ -31,7 +31,4 @@ CellClass classifyCell(QStringView text);
 /// Whether \p text is a unit, such as "mm", "[kN/mm2]" or "%".
 bool isUnit(QStringView text);
 
-/// Whether \p text is a whole number in digits, and which.
-bool isWholeNumber(QStringView text, qint64 &number);
-
 } // namespace Utils

@@ -63,6 +63,31 @@ QStringList FormatFinder::delimiters() const
             QStringLiteral("|"), QStringLiteral("\\s+"), QString()};
 }
 
+/// Lowers the scores of formats beside others that leave nothing to explain.
+static void weighRivals(std::vector<Candidate> &candidates)
+{
+    const double all = 0.999;
+    const auto fitsAll = [&](const Candidate &candidate) {
+        return candidate.score.consistency >= all && candidate.score.numDelimiters > 0 &&
+               !candidate.format.isAligned();
+    };
+    const bool hasOther = std::any_of(candidates.begin(), candidates.end(), fitsAll);
+    const bool hasTab =
+        std::any_of(candidates.begin(), candidates.end(), [](const auto &candidate) {
+            const double nearlyAll = 0.9;
+            return candidate.format.delimiter == QLatin1String("\t") &&
+                   candidate.score.consistency >= nearlyAll && candidate.score.numDelimiters > 0;
+        });
+    for (Candidate &candidate : candidates) {
+        // Texts have blanks, and hardly any tabs.
+        if (candidate.format.isAligned() && hasTab)
+            candidate.score.value *= 0.6;
+        // A delimiter that the first row lacks, where another one is in all rows
+        if (hasOther && candidate.score.isMissingAtTop && !candidate.format.delimiter.isEmpty())
+            candidate.score.value *= 0.5;
+    }
+}
+
 /// The best format with the comment marker \p comment. \p next is set to the score of the best one
 /// with another delimiter.
 Candidate FormatFinder::bestOf(const QString &comment, double *next) const
@@ -89,6 +114,7 @@ Candidate FormatFinder::bestOf(const QString &comment, double *next) const
         }
         candidates.push_back(better);
     }
+    weighRivals(candidates);
     std::size_t first = 0;
     for (std::size_t i = 1; i < candidates.size(); ++i) {
         if (candidates[i].score.value > candidates[first].score.value * 1.001)

@@ -2,10 +2,10 @@
 
 #include "utils/csv/dialect/DialectCell_p.h"
 
-#include <QHash>
 #include <QSet>
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 namespace Utils {
@@ -23,6 +23,14 @@ public:
 private:
     using Row = DialectRows::Row;
 
+    /// How the numbers of a row follow one another.
+    enum class Order
+    {
+        None,
+        Monotonic, // all rising, or all falling
+        EqualSteps
+    };
+
     /// How a row fits the columns of values.
     struct Fit
     {
@@ -33,9 +41,12 @@ private:
     void findValueColumns();
     Fit fitOf(const Row &row) const;
     bool isData(const Row &row) const;
-    bool isSteps(const Row &row) const;
+    Order orderOf(const Row &row) const;
+    bool hasNumericLabels() const;
     bool isUnits(const Row &row) const;
+    bool isRuler(const Row &row) const;
     bool isWide(const Row &row) const;
+    int countFilled(const Row &row) const;
     DialectHeader findAboveValues() const;
     void chooseHeader(std::size_t firstData, DialectHeader &header) const;
     DialectHeader findAboveTexts() const;
@@ -53,7 +64,7 @@ private:
 HeaderFinder::HeaderFinder(const DialectRows &rows) : m_rows(rows)
 {
     for (const Row &row : rows.rows()) {
-        if (row.part == 0)
+        if (row.part == 0 && !isRuler(row))
             m_start.push_back(row);
     }
     const std::size_t first = bodyStart();
@@ -63,6 +74,21 @@ HeaderFinder::HeaderFinder(const DialectRows &rows) : m_rows(rows)
     }
     m_numColumns = rows.usualCount();
     findValueColumns();
+}
+
+/// Whether a row is a line that is drawn below a header, as "----+----".
+bool HeaderFinder::isRuler(const Row &row) const
+{
+    int length = 0;
+    for (int column = 0; column < row.numStored; ++column) {
+        for (const QChar character : m_rows.cell(row, column)) {
+            if (!QStringLiteral("-+=:").contains(character))
+                return false;
+            ++length;
+        }
+    }
+    const int shortest = 3;
+    return length >= shortest * row.numCells;
 }
 
 /// There are some header rows at most, and less than half of all rows.
@@ -114,6 +140,14 @@ bool HeaderFinder::isWide(const Row &row) const
     return m_numColumns < 2 || row.numCells * 2 > m_numColumns;
 }
 
+int HeaderFinder::countFilled(const Row &row) const
+{
+    int count = 0;
+    for (int column = 0; column < std::min(row.numCells, m_numColumns); ++column)
+        count += !m_rows.cell(row, column).isEmpty();
+    return count;
+}
+
 bool HeaderFinder::isData(const Row &row) const
 {
     const Fit fit = fitOf(row);
@@ -122,27 +156,61 @@ bool HeaderFinder::isData(const Row &row) const
     return fit.values > 0 && fit.values >= fit.texts && isWide(row);
 }
 
-/// Whether the numbers of a row are labels, such as years: whole numbers of equal steps.
-bool HeaderFinder::isSteps(const Row &row) const
+/// How the numbers of a row follow one another.
+HeaderFinder::Order HeaderFinder::orderOf(const Row &row) const
 {
-    qint64 before = 0;
-    qint64 step = 0;
-    int count = 0;
+    std::vector<double> numbers;
+    bool areWhole = true;
     for (int column = 0; column < m_numColumns; ++column) {
         const QStringView cell = m_rows.cell(row, column);
-        qint64 number = 0;
         if (classifyCell(cell).kind != CellKind::Number)
             continue;
-        if (!isWholeNumber(cell, number))
-            return false;
-        if (count == 1)
-            step = number - before;
-        if (step < 0 || (count > 0 && (number - before != step || step == 0)))
-            return false;
-        before = number;
-        ++count;
+        bool isNumber = false;
+        numbers.push_back(
+            cell.toString().replace(QLatin1Char(','), QLatin1Char('.')).toDouble(&isNumber));
+        areWhole = areWhole && isNumber && numbers.back() == std::floor(numbers.back());
+        if (!isNumber)
+            return Order::None;
     }
-    return count > 2;
+    const std::size_t fewest = 3;
+    if (numbers.size() < fewest)
+        return Order::None;
+    const double step = numbers[1] - numbers[0];
+    bool isMonotonic = true;
+    bool hasEqualSteps = areWhole;
+    for (std::size_t i = 1; i < numbers.size(); ++i) {
+        const double next = numbers[i] - numbers[i - 1];
+        isMonotonic = isMonotonic && next * step > 0.0;
+        hasEqualSteps = hasEqualSteps && next == step;
+    }
+    if (!isMonotonic)
+        return Order::None;
+    return hasEqualSteps ? Order::EqualSteps : Order::Monotonic;
+}
+
+/// Whether the first row, which has numbers, may be labels, such as years or wavelengths.
+bool HeaderFinder::hasNumericLabels() const
+{
+    const std::size_t fewest = 4;
+    const Row &top = m_start.front();
+    const Order order = orderOf(top);
+    if (order == Order::None || m_start.size() < fewest)
+        return false;
+    for (std::size_t i = 1; i < fewest; ++i) {
+        if (orderOf(m_start[i]) == order)
+            return false;
+    }
+    if (order == Order::EqualSteps)
+        return true;
+    double votes = 0.0;
+    int numTexts = 0;
+    for (int column = 0; column < m_numColumns; ++column) {
+        if (!m_isValue[static_cast<std::size_t>(column)]) {
+            votes += voteOf(top, column);
+            ++numTexts;
+        }
+    }
+    return numTexts > 0 && votes > 0.0;
 }
 
 bool HeaderFinder::isUnits(const Row &row) const
@@ -160,47 +228,56 @@ bool HeaderFinder::isUnits(const Row &row) const
     return units > others;
 }
 
-/// Finds the rows of labels and units among the rows before \p firstData.
+/// Finds the rows of labels and units among the rows before \p firstData: those as wide as the
+/// data, without what is above an empty line or a shorter row.
 void HeaderFinder::chooseHeader(std::size_t firstData, DialectHeader &header) const
 {
-    int labels = -1;
-    int units = -1;
-    for (std::size_t i = 0; i < firstData; ++i) {
-        const Row &row = m_start[i];
-        const bool isLast = i + 1 == firstData;
-        if (!isWide(row) || (m_numColumns == 1 && labels < 0 && !isLast && firstData > 3))
-            continue;
-        if (labels >= 0 && units < 0 && isUnits(row))
-            units = row.number;
-        else if (labels < 0)
-            labels = row.number;
+    std::size_t top = firstData;
+    bool areUnits = true; // all so far
+    while (top > 0) {
+        const Row &row = m_start[top - 1];
+        const bool isNext = row.number + 1 == m_start[top == firstData ? top - 1 : top].number;
+        const bool isFull = row.numCells == m_numColumns && countFilled(row) * 2 >= m_numColumns;
+        if (!isFull || (top < firstData && !isNext && !areUnits))
+            break;
+        areUnits = areUnits && isUnits(row);
+        --top;
     }
-    header.headerRow = labels;
-    header.unitRow = units;
+    if (top == firstData) { // labels with blanks in them, or some that are missing
+        const Row &row = m_start[firstData - 1];
+        if (isWide(row))
+            header.headerRow = row.number;
+        return;
+    }
+    header.headerRow = m_start[top].number;
+    for (std::size_t i = top + 1; i < firstData && header.unitRow < 0; ++i) {
+        if (isUnits(m_start[i]))
+            header.unitRow = m_start[i].number;
+    }
 }
 
 DialectHeader HeaderFinder::findAboveValues() const
 {
     DialectHeader header;
     std::size_t first = 0;
-    while (first < m_start.size() && !isData(m_start[first]))
+    const auto isDataAt = [&](std::size_t i) { return i >= m_start.size() || isData(m_start[i]); };
+    while (first < m_start.size() && !(isDataAt(first) && isDataAt(first + 1)))
         ++first;
     if (first == m_start.size())
         first = std::min<std::size_t>(1, first); // the values are further down only
 
     if (first == 0) {
         const Row &top = m_start.front();
-        const bool mayBeSteps = isSteps(top) && m_start.size() > 2;
         const Fit fit = fitOf(top);
-        if (mayBeSteps && !isSteps(m_start[1]) && !isSteps(m_start[2])) {
+        if (hasNumericLabels()) {
             header.headerRow = top.number;
             header.firstDataRow = m_start[1].number;
             header.confidence = 0.55;
             return header;
         }
         header.confidence = fit.texts > 0 ? 0.6 : fit.values > 1 ? 0.95 : 0.9;
-        if (mayBeSteps)
-            header.confidence = 0.7;
+        if (orderOf(top) != Order::None)
+            header.confidence = std::min(header.confidence, 0.85);
         return header;
     }
 
@@ -274,6 +351,7 @@ double HeaderFinder::voteOf(const Row &top, int column) const
     int signs = 0;
     int sameLength = 0;
     int blanks = 0;
+    int capitals = 0; // at the start
     for (const Row &row : m_body) {
         const QStringView cell = m_rows.cell(row, column);
         if (cell.isEmpty())
@@ -283,6 +361,7 @@ double HeaderFinder::voteOf(const Row &top, int column) const
         digits += characters.hasDigits;
         signs += characters.hasSigns;
         blanks += characters.hasBlanks;
+        capitals += cell.front().isUpper();
         sameLength += cell.size() == label.size();
         values.insert(cell.toString());
     }
@@ -302,6 +381,10 @@ double HeaderFinder::voteOf(const Row &top, int column) const
         vote += own.hasSigns ? -0.4 : 0.6;
     if (blanks > nearlyAll * count)
         vote += own.hasBlanks ? -0.2 : 0.3;
+    if (capitals > nearlyAll * count && label.front().isLower())
+        vote += 0.7;
+    if (capitals == 0 && label.front().isUpper())
+        vote += 0.3;
     if (count > 2 && sameLength == count)
         vote -= 0.5;
     if (count > 3 && values.size() * 10 < count * 7)

@@ -137,6 +137,7 @@ DialectScore DialectScore::of(const DialectRows &rows, const DialectFormat &form
     }
     score.clean = numCells > 0 ? clean / numCells : 0.0;
 
+    score.isMissingAtTop = top.numCells == 1;
     score.isSingleBlanks = format.isAligned() && !rows.hasWideBlanks();
     score.values = numCells > 0 ? values / double(numCells) : 0.0;
 

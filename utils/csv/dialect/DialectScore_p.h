@@ -13,6 +13,7 @@ struct DialectScore
     int numDelimiters = 0;    ///< in rows with the usual number of fields
     int numRows = 0;
     double values = 0.0;         ///< the share of cells that are numbers and dates
+    bool isMissingAtTop = false; ///< the first row has no delimiter
     bool isSingleBlanks = false; ///< nothing but single blanks separates fields
 
     static DialectScore of(const DialectRows &rows, const DialectFormat &format);
