@@ -266,6 +266,17 @@ private Q_SLOTS:
             QCOMPARE(dialect.confidence(property), 1.0);
     }
 
+    void keepsADelimiterThatStartsComments()
+    {
+        CSVDialect known;
+        known.setDelimiter("#");
+
+        const CSVDialect dialect = CSVDialect::detectBytes("#1#2\na#3#4\n#5#6\n", known);
+
+        QCOMPARE(dialect.delimiter(), Data::String("#"));
+        QCOMPARE(dialect.comment(), Data::String());
+    }
+
     void detectsTheRestByWhatIsKnown()
     {
         CSVDialect known;

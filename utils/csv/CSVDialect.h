@@ -52,8 +52,9 @@ public:
     /// at its end. So the time does not depend on the size of the file. What is set in \p known is
     /// kept, and helps to detect the rest.
     ///
-    /// A file that is empty, or is no text, has the defaults with confidences below 0.5. When the
-    /// file cannot be read, the result is not valid, and File::lastError() has the reason.
+    /// For a file that is empty or is no text, all confidences but that of the encoding are below
+    /// 0.5. When the file cannot be read, or is no regular file, the result is not valid, and
+    /// File::lastError() has the reason.
     static CSVDialect detect(const Data::String &path, const CSVDialect &known = CSVDialect());
 
     /// The same for the contents of a file.

@@ -3,6 +3,7 @@
 #include "utils/catalogue/LastError_p.h"
 #include "utils/csv/CSVDialect_p.h"
 #include "utils/csv/dialect/DialectHeader_p.h"
+#include "utils/csv/dialect/DialectNumbers_p.h"
 #include "utils/csv/dialect/DialectRows_p.h"
 #include "utils/csv/dialect/DialectScore_p.h"
 
@@ -36,6 +37,8 @@ public:
 
 private:
     QStringList delimiters() const;
+    Candidate bestWith(const QString &delimiter, const QString &comment) const;
+    bool mayBe(const DialectFormat &format) const;
     Candidate bestOf(const QString &comment, double *next = nullptr) const;
     void findComment();
     bool isComment(const QString &marker, const Candidate &with, const Candidate &without) const;
@@ -88,31 +91,59 @@ static void weighRivals(std::vector<Candidate> &candidates)
     }
 }
 
+/// The better one of the formats with and without quotes.
+Candidate FormatFinder::bestWith(const QString &delimiter, const QString &comment) const
+{
+    Candidate better;
+    better.format = {delimiter, comment, false};
+    for (const bool isQuoted : {false, true}) {
+        const DialectFormat format{delimiter, comment, isQuoted};
+        if (!mayBe(format))
+            continue;
+        const DialectRows rows(m_parts, format);
+        const bool isGuess = m_known.confidence(CSVDialect::Quoting) < 1.0;
+        if (isQuoted && isGuess && rows.numQuoted() <= rows.numMisquoted())
+            continue;
+        const DialectScore score = DialectScore::of(rows, format);
+        if (score.value > better.score.value || (isQuoted && score.value >= better.score.value))
+            better = {format, score};
+    }
+    return better;
+}
+
+/// Whether the quotes of a format agree with what is known, and with the sample.
+bool FormatFinder::mayBe(const DialectFormat &format) const
+{
+    if (format.isAligned())
+        return !format.isQuoted;
+    if (m_known.confidence(CSVDialect::Quoting) >= 1.0)
+        return format.isQuoted == (m_known.quotes() != CSVDialect::NoQuotes);
+    return !format.isQuoted || m_hasQuotes;
+}
+
+/// The largest score of a format with another delimiter than that of \p winner.
+static double nextBest(const std::vector<Candidate> &candidates, const Candidate &winner)
+{
+    double next = 0.0;
+    for (const Candidate &other : candidates) {
+        // Tabs are blanks, too: where they fit, blanks often fit nearly as well.
+        const bool isWeak =
+            winner.format.delimiter == QLatin1String("\t") && other.format.isAligned();
+        if (&other != &winner)
+            next = std::max(next, other.score.value * (isWeak ? 0.5 : 1.0));
+    }
+    return next;
+}
+
 /// The best format with the comment marker \p comment. \p next is set to the score of the best one
 /// with another delimiter.
 Candidate FormatFinder::bestOf(const QString &comment, double *next) const
 {
     std::vector<Candidate> candidates;
-    for (const QString &delimiter : delimiters()) {
-        if (!delimiter.isEmpty() && delimiter == comment)
-            continue;
-        Candidate better;
-        better.format = {delimiter, comment, false};
-        const bool isKnown = m_known.confidence(CSVDialect::Quoting) >= 1.0;
-        const bool mayBeQuoted = !better.format.isAligned() &&
-                                 (isKnown ? m_known.quotes() != CSVDialect::NoQuotes : m_hasQuotes);
-        for (const bool isQuoted : {false, true}) {
-            if (isQuoted ? !mayBeQuoted : isKnown && mayBeQuoted)
-                continue;
-            const DialectFormat format{delimiter, comment, isQuoted};
-            const DialectRows rows(m_parts, format);
-            if (isQuoted && !isKnown && rows.numQuoted() <= rows.numMisquoted())
-                continue;
-            const DialectScore score = DialectScore::of(rows, format);
-            if (score.value > better.score.value || (isQuoted && score.value >= better.score.value))
-                better = {format, score};
-        }
-        candidates.push_back(better);
+    const QStringList all = delimiters();
+    for (const QString &delimiter : all) {
+        if (delimiter != comment || delimiter.isEmpty() || all.size() == 1)
+            candidates.push_back(bestWith(delimiter, comment));
     }
     weighRivals(candidates);
     std::size_t first = 0;
@@ -120,17 +151,8 @@ Candidate FormatFinder::bestOf(const QString &comment, double *next) const
         if (candidates[i].score.value > candidates[first].score.value * 1.001)
             first = i;
     }
-    if (next) {
-        *next = 0.0;
-        const Candidate &winner = candidates[first];
-        for (const Candidate &other : candidates) {
-            // Tabs are blanks, too: where they fit, blanks often fit nearly as well.
-            const bool isWeak =
-                winner.format.delimiter == QLatin1String("\t") && other.format.isAligned();
-            if (&other != &winner)
-                *next = std::max(*next, other.score.value * (isWeak ? 0.5 : 1.0));
-        }
-    }
+    if (next)
+        *next = nextBest(candidates, candidates[first]);
     return candidates[first];
 }
 
@@ -204,7 +226,7 @@ void FormatFinder::findComment()
         const bool occurs = std::any_of(m_parts.cbegin(), m_parts.cend(), [&](const QString &part) {
             return part.startsWith(comment) || part.contains(QLatin1Char('\n') + comment);
         });
-        if (!occurs)
+        if (!occurs || m_known.delimiter() == comment)
             continue;
         commentConfidence = 0.6;
         const Candidate with = bestOf(comment);

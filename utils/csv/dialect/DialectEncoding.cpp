@@ -13,13 +13,13 @@ namespace Utils {
 static const struct
 {
     const char *bytes;
-    int size;
     const char *name;
+    int size;
     int unitSize;
 } marks[] = {
-    {"\xff\xfe\0\0", 4, "UTF-32LE", 4}, {"\0\0\xfe\xff", 4, "UTF-32BE", 4},
-    {"\xff\xfe", 2, "UTF-16LE", 2},     {"\xfe\xff", 2, "UTF-16BE", 2},
-    {"\xef\xbb\xbf", 3, "UTF-8", 1},
+    {"\xff\xfe\0\0", "UTF-32LE", 4, 4}, {"\0\0\xfe\xff", "UTF-32BE", 4, 4},
+    {"\xff\xfe", "UTF-16LE", 2, 2},     {"\xfe\xff", "UTF-16BE", 2, 2},
+    {"\xef\xbb\xbf", "UTF-8", 3, 1},
 };
 
 static DialectEncoding findMark(const QByteArray &start)

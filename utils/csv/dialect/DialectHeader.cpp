@@ -1,8 +1,7 @@
 #include "utils/csv/dialect/DialectHeader_p.h"
 
 #include "utils/csv/dialect/DialectCell_p.h"
-
-#include <QSet>
+#include "utils/csv/dialect/DialectLabel_p.h"
 
 #include <algorithm>
 #include <cmath>
@@ -296,47 +295,6 @@ DialectHeader HeaderFinder::findAboveValues() const
 
 // Texts only
 
-/// What kinds of characters a text has.
-struct Characters
-{
-    bool hasDigits = false;
-    bool hasSigns = false; // other than blanks and "_"
-    bool hasBlanks = false;
-    bool hasUpper = false;
-    bool hasLower = false;
-
-    explicit Characters(QStringView text)
-    {
-        for (const QChar character : text) {
-            hasDigits = hasDigits || character.isDigit();
-            hasBlanks = hasBlanks || character.isSpace();
-            hasUpper = hasUpper || character.isUpper();
-            hasLower = hasLower || character.isLower();
-            hasSigns = hasSigns || (!character.isLetterOrNumber() && !character.isSpace() &&
-                                    character != QLatin1Char('_'));
-        }
-    }
-};
-
-static bool isUsualLabel(QStringView text)
-{
-    static const char *const labels[] = {
-        "name",      "id",        "key",        "code",        "type",     "date",     "time",
-        "value",     "unit",      "city",       "state",       "label",    "country",  "group",
-        "comment",   "status",    "title",      "text",        "email",    "first",    "last",
-        "number",    "nr",        "no",         "user",        "class",    "category", "datum",
-        "zeit",      "wert",      "einheit",    "stadt",       "land",     "typ",      "ort",
-        "kommentar", "part",      "author",     "color",       "colour",   "symbol",   "source",
-        "target",    "address",   "note",       "description", "material", "kanal",    "channel",
-        "sensor",    "bemerkung", "bezeichnung"};
-    const QString lower = text.toString().toLower();
-    return std::any_of(std::begin(labels), std::end(labels), [&](const char *label) {
-        const QLatin1String word(label);
-        return lower == word || (word.size() > 3 && lower.contains(word)) ||
-               lower.endsWith(QLatin1Char('_') + word) || lower.startsWith(word + QLatin1Char('_'));
-    });
-}
-
 /// How much a column speaks for a header: above 0, or against it.
 double HeaderFinder::voteOf(const Row &top, int column) const
 {
@@ -345,51 +303,13 @@ double HeaderFinder::voteOf(const Row &top, int column) const
         return 0.0;
     if (classifyCell(label).kind != CellKind::Text)
         return -1.0;
-    QSet<QString> values;
-    int count = 0;
-    int digits = 0;
-    int signs = 0;
-    int sameLength = 0;
-    int blanks = 0;
-    int capitals = 0; // at the start
+    std::vector<QStringView> cells;
     for (const Row &row : m_body) {
         const QStringView cell = m_rows.cell(row, column);
-        if (cell.isEmpty())
-            continue;
-        ++count;
-        const Characters characters(cell);
-        digits += characters.hasDigits;
-        signs += characters.hasSigns;
-        blanks += characters.hasBlanks;
-        capitals += cell.front().isUpper();
-        sameLength += cell.size() == label.size();
-        values.insert(cell.toString());
+        if (!cell.isEmpty())
+            cells.push_back(cell);
     }
-    if (count == 0)
-        return 0.0;
-    if (values.contains(label.toString()))
-        return -2.0;
-
-    const Characters own(label);
-    const double nearlyAll = 0.8;
-    double vote = isUsualLabel(label) ? 1.0 : 0.0;
-    if (label.contains(QLatin1Char('_')) && !own.hasUpper)
-        vote += 0.7;
-    if (digits > nearlyAll * count)
-        vote += own.hasDigits ? -0.4 : 1.0;
-    if (signs > nearlyAll * count)
-        vote += own.hasSigns ? -0.4 : 0.6;
-    if (blanks > nearlyAll * count)
-        vote += own.hasBlanks ? -0.2 : 0.3;
-    if (capitals > nearlyAll * count && label.front().isLower())
-        vote += 0.7;
-    if (capitals == 0 && label.front().isUpper())
-        vote += 0.3;
-    if (count > 2 && sameLength == count)
-        vote -= 0.5;
-    if (count > 3 && values.size() * 10 < count * 7)
-        vote += 0.5; // words that come again, and this one does not
-    return vote;
+    return voteForLabel(label, cells);
 }
 
 DialectHeader HeaderFinder::findAboveTexts() const
@@ -426,55 +346,5 @@ DialectHeader HeaderFinder::find() const
 }
 
 DialectHeader DialectHeader::find(const DialectRows &rows) { return HeaderFinder(rows).find(); }
-
-// Numbers
-
-DialectNumbers DialectNumbers::find(const DialectRows &rows, int firstRow, bool isCommaFree)
-{
-    int points = 0; // numbers with a decimal point that cannot separate thousands
-    int commas = 0;
-    int doubtfulPoints = 0;
-    int doubtfulCommas = 0;
-    int grouped = 0;
-    int wholes = 0;
-    for (const DialectRows::Row &row : rows.rows()) {
-        if (row.part == 0 && row.number < firstRow)
-            continue;
-        for (int column = 0; column < row.numStored; ++column) {
-            const CellClass cell = classifyCell(rows.cell(row, column));
-            if (cell.kind != CellKind::Number)
-                continue;
-            grouped += cell.isGrouped;
-            wholes += cell.decimalPoint == 0 && !cell.isGrouped;
-            if (cell.decimalPoint == '.')
-                ++(cell.isPointAmbiguous ? doubtfulPoints : points);
-            else if (cell.decimalPoint == ',')
-                ++(cell.isPointAmbiguous ? doubtfulCommas : commas);
-        }
-    }
-
-    DialectNumbers numbers;
-    const int clear = points + commas;
-    const int doubtful = doubtfulPoints + doubtfulCommas;
-    const double most = 0.98;
-    if (clear > 0) {
-        numbers.decimalPoint = commas > points ? ',' : '.';
-        const int winners = std::max(points, commas);
-        const double share = winners / double(clear);
-        numbers.confidence = most * share * (1.0 - 0.5 / (winners + 1.0));
-        const int others = commas > points ? doubtfulPoints : doubtfulCommas;
-        numbers.isGrouped = grouped > 0 || others > 0;
-    } else if (grouped > 0) {
-        numbers.isGrouped = true;
-        numbers.confidence = 0.4;
-    } else if (doubtful > 0) {
-        // Three figures after each: a decimal comma rather, as wholes would have groups as well.
-        numbers.decimalPoint = doubtfulCommas > doubtfulPoints ? ',' : '.';
-        numbers.confidence = doubtfulPoints > 0 && doubtfulCommas == 0 ? 0.7 : 0.45;
-    } else {
-        numbers.confidence = isCommaFree ? 0.6 : 0.4;
-    }
-    return numbers;
-}
 
 } // namespace Utils

@@ -15,16 +15,4 @@ struct DialectHeader
     static DialectHeader find(const DialectRows &rows);
 };
 
-/// What the numbers of a sample tell of the decimal point.
-struct DialectNumbers
-{
-    char decimalPoint = '.';
-    bool isGrouped = false;
-    double confidence = 0.0;
-
-    /// Finds out from the rows at and below \p firstRow. \p isCommaFree tells that no cell can have
-    /// a comma.
-    static DialectNumbers find(const DialectRows &rows, int firstRow, bool isCommaFree);
-};
-
 } // namespace Utils

@@ -40,15 +40,11 @@ public:
     /// A cell, trimmed. Empty when the row has no such cell.
     QStringView cell(const Row &row, int column) const
     {
-        return column < row.numStored ? m_cells[static_cast<std::size_t>(row.first + column)]
-                                      : QStringView();
+        return column < row.numStored ? m_cells[indexOf(row, column)] : QStringView();
     }
 
     /// Whether a cell that is stored was in quotes.
-    bool isQuoted(const Row &row, int column) const
-    {
-        return m_areQuoted[static_cast<std::size_t>(row.first + column)];
-    }
+    bool isQuoted(const Row &row, int column) const { return m_areQuoted[indexOf(row, column)]; }
 
     /// The number of cells that most rows have, 0 without rows.
     int usualCount() const { return m_usualCount; }
@@ -60,6 +56,11 @@ public:
     int numMisquoted() const { return m_numMisquoted; } ///< that begin with a quote, and are not
 
 private:
+    static std::size_t indexOf(const Row &row, int column)
+    {
+        return static_cast<std::size_t>(row.first) + static_cast<std::size_t>(column);
+    }
+
     void splitPart(QStringView text, int part);
     QStringView::const_iterator splitRow(QStringView::const_iterator next,
                                          QStringView::const_iterator end);

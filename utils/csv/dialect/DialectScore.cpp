@@ -40,14 +40,14 @@ static double cleannessOfText(QStringView text, const DialectFormat &format)
     return cleanness;
 }
 
-/// How clean a cell is. \p commaInHeader tells that its label has a comma: where each cell has one,
+/// How clean a cell is. \p commaAtTop tells that its label has a comma: where each cell has one,
 /// too, commas are delimiters rather.
 static double cleannessOfCell(QStringView text, const CellClass &cell, const DialectFormat &format,
-                              bool commaInHeader)
+                              bool commaAtTop)
 {
     const bool isNumber = cell.kind == CellKind::Number;
     const double clean = cell.kind == CellKind::Text ? cleannessOfText(text, format) : 1.0;
-    if (!commaInHeader || (!isNumber && cell.kind != CellKind::Text))
+    if (!commaAtTop || (!isNumber && cell.kind != CellKind::Text))
         return clean;
     const int comma = static_cast<int>(text.indexOf(QLatin1Char(',')));
     const bool isBeforeBlank = comma + 1 < text.size() && text[comma + 1] == QLatin1Char(' ');
@@ -97,6 +97,65 @@ static bool isDecimalCommas(const DialectRows &rows)
     return isBelowLabel;
 }
 
+/// Whether the labels in the first row have commas, by column.
+static std::vector<bool> commasAtTop(const DialectRows &rows)
+{
+    std::vector<bool> commas;
+    const DialectRows::Row &top = rows.rows().front();
+    for (int column = 0; column < rows.usualCount(); ++column) {
+        const QStringView label = rows.cell(top, column);
+        commas.push_back(label.contains(QLatin1Char(',')) &&
+                         classifyCell(label).kind == CellKind::Text);
+    }
+    return commas;
+}
+
+/// Sets the shares of cells that are clean, and of those that are values.
+static void rateCells(const DialectRows &rows, const DialectFormat &format, DialectScore &score)
+{
+    const std::vector<bool> commas = commasAtTop(rows);
+    const int mostCells = 20000;
+    double clean = 0.0;
+    int numCells = 0;
+    int values = 0;
+    for (const DialectRows::Row &row : rows.rows()) {
+        if (numCells > mostCells)
+            break;
+        for (int column = 0; column < row.numStored; ++column) {
+            const auto index = static_cast<std::size_t>(column);
+            const QStringView cell = rows.cell(row, column);
+            const CellClass found = classifyCell(cell);
+            const bool commaAtTop = index < commas.size() && commas[index];
+            values += found.kind == CellKind::Number || found.kind == CellKind::Date;
+            clean += rows.isQuoted(row, column) // which allows for anything
+                         ? 1.0
+                         : cleannessOfCell(cell, found, format, commaAtTop);
+        }
+        numCells += row.numStored;
+    }
+    if (numCells > 0) {
+        score.clean = clean / numCells;
+        score.values = values / double(numCells);
+    }
+}
+
+/// More fields are less likely to come about by chance; one field hardly has a chance to differ.
+static double preferenceFor(const DialectRows &rows, const DialectFormat &format,
+                            const DialectScore &score)
+{
+    const double fewValues = 0.2;
+    double preference = 1.0 - 0.3 / rows.usualCount();
+    if (format.isAligned())
+        preference *= 0.9;
+    if (format.isAligned() && !rows.hasWideBlanks() && score.values < fewValues)
+        preference *= 0.5; // words of a text
+    if (format.delimiter == QLatin1String(",") && isDecimalCommas(rows))
+        preference *= 0.6;
+    if (rows.numMisquoted() > 0)
+        preference *= rows.numQuoted() / double(rows.numMisquoted() + rows.numQuoted());
+    return preference;
+}
+
 DialectScore DialectScore::of(const DialectRows &rows, const DialectFormat &format)
 {
     DialectScore score;
@@ -105,53 +164,12 @@ DialectScore DialectScore::of(const DialectRows &rows, const DialectFormat &form
     if (score.numRows == 0 || (usual < 2 && !format.delimiter.isEmpty()))
         return score;
     score.consistency = consistencyOf(rows);
-
-    // Whether cells of the first row have commas, by column
-    std::vector<bool> commas;
-    const DialectRows::Row &top = rows.rows().front();
-    for (int column = 0; column < top.numStored; ++column) {
-        const QStringView label = rows.cell(top, column);
-        commas.push_back(classifyCell(label).kind == CellKind::Text &&
-                         label.contains(QLatin1Char(',')));
-    }
-    double clean = 0.0;
-    int numCells = 0;
-    int values = 0;
-    const int mostCells = 20000;
-    for (const DialectRows::Row &row : rows.rows()) {
-        if (row.numCells == usual)
-            score.numDelimiters += usual - 1;
-        if (numCells > mostCells)
-            continue;
-        for (int column = 0; column < row.numStored; ++column) {
-            const auto index = static_cast<std::size_t>(column);
-            const QStringView cell = rows.cell(row, column);
-            const CellClass found = classifyCell(cell);
-            values += found.kind == CellKind::Number || found.kind == CellKind::Date;
-            const bool commaInHeader = index < commas.size() && commas[index];
-            clean += rows.isQuoted(row, column)
-                         ? 1.0 // anything may be in quotes
-                         : cleannessOfCell(cell, found, format, commaInHeader);
-        }
-        numCells += row.numStored;
-    }
-    score.clean = numCells > 0 ? clean / numCells : 0.0;
-
-    score.isMissingAtTop = top.numCells == 1;
-    score.isSingleBlanks = format.isAligned() && !rows.hasWideBlanks();
-    score.values = numCells > 0 ? values / double(numCells) : 0.0;
-
-    // More fields are less likely to come about by chance; one field hardly has a chance to differ.
-    double preference = 1.0 - 0.3 / usual;
-    if (format.isAligned())
-        preference *= 0.9;
-    if (score.isSingleBlanks && score.values < 0.2)
-        preference *= 0.5; // words of a text
-    if (format.delimiter == QLatin1String(",") && isDecimalCommas(rows))
-        preference *= 0.6;
-    if (rows.numMisquoted() > 0)
-        preference *= 1.0 - rows.numMisquoted() / double(rows.numMisquoted() + rows.numQuoted());
-    score.value = score.consistency * score.consistency * score.clean * score.clean * preference;
+    score.isMissingAtTop = rows.rows().front().numCells == 1;
+    for (const DialectRows::Row &row : rows.rows())
+        score.numDelimiters += row.numCells == usual ? usual - 1 : 0;
+    rateCells(rows, format, score);
+    score.value = score.consistency * score.consistency * score.clean * score.clean *
+                  preferenceFor(rows, format, score);
     return score;
 }
 

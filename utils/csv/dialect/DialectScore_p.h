@@ -14,7 +14,6 @@ struct DialectScore
     int numRows = 0;
     double values = 0.0;         ///< the share of cells that are numbers and dates
     bool isMissingAtTop = false; ///< the first row has no delimiter
-    bool isSingleBlanks = false; ///< nothing but single blanks separates fields
 
     static DialectScore of(const DialectRows &rows, const DialectFormat &format);
 };
