@@ -23,6 +23,8 @@ private Q_SLOTS:
         QTest::newRow("blanks, ragged") << QByteArray("  a   b\n 1  2 \n10 \t 20\n") << QStringList()
             << "  a    b\n  1    2\n 10   20\n";
         QTest::newRow("one column") << QByteArray("a\n1\n") << QStringList() << " a\n 1\n";
+        QTest::newRow("one column with decimal commas") << QByteArray("Kraft\n") + "1,5\n22,75\n3,5\n4,5\n"
+            << QStringList() << "Kraft\n1,5\n22,75\n3,5\n4,5\n";
         QTest::newRow("more commas in some lines") << QByteArray("x,y;1\ny;2\n") << QStringList()
             << "x,y    1\ny      2\n";
         QTest::newRow("given") << QByteArray("a.b\n1.2\n") << QStringList{"-d", "."}

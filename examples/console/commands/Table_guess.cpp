@@ -8,8 +8,8 @@ TableLayout layoutOf(const CSVDialect &dialect)
 {
     TableLayout layout;
     layout.delimiter = dialect.delimiter();
-    if (layout.delimiter.isEmpty()) // one column, whatever the delimiter
-        layout.delimiter = ",";
+    if (layout.delimiter.isEmpty()) // one column: a character that no text has
+        layout.delimiter = "\x1f";
     layout.comment = dialect.comment();
     if (dialect.comment().isEmpty() && dialect.confidence(CSVDialect::Comment) < 1.0)
         layout.comment = usualComment;
