@@ -4,6 +4,7 @@
 
 #include <QDirIterator>
 #include <QFileInfo>
+#include <QTextCodec>
 
 #include <cerrno>
 
@@ -46,6 +47,11 @@ QString whyUnreadableFolder(const QString &path, bool recursive)
             return problem.arg(below.filePath());
     }
     return {};
+}
+
+bool isEncoding(const QString &name)
+{
+    return name == "auto" || QTextCodec::codecForName(name.toLatin1());
 }
 
 QString writeFile(const QString &path, const QString &text)

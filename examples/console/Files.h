@@ -15,6 +15,9 @@ QString whyUnreadable(const QString &path);
 /// below it, cannot be read: the library skips such folders. Returns "" when there is none.
 QString whyUnreadableFolder(const QString &path, bool recursive);
 
+/// Whether \p name is the name of an encoding, or "auto".
+bool isEncoding(const QString &name);
+
 /// Replaces the content of the file \p path by \p text in UTF-8. Returns the reason of a failure,
 /// or
 /// "".

@@ -139,7 +139,46 @@ class Contents(suite.FolderTestCase):
         self.assertText(File.read(path, -1), 'one\r\ntwo\r\nthrää')
         self.assertText(File.read(self.make('bad', 'a\xffb')), '')
         self.assertText(File.read(self.path('missing')), '')
-        self.assertRefusesTypes('File.read', File.read, ('a', 1), 1)
+        for value in (None, [1], object()):
+            kind = type(value).__name__
+            self.assertRefuses(
+                "File.read(): arguments did not match any overloaded call:\n"
+                "  overload 1: argument 2 has unexpected type '{0}'\n"
+                "  overload 2: argument 2 has unexpected type '{0}'".format(kind),
+                File.read, path, value)
+        self.assertRefuses(
+            "File.read(): arguments did not match any overloaded call:\n"
+            "  overload 1: not enough arguments\n"
+            "  overload 2: not enough arguments", File.read)
+
+    def test_read_in_an_encoding(self):
+        path = self.make('file', 'thr\xe4\xe4\r\n')
+        self.assertText(File.read(path, 'windows-1252'), 'thrää\r\n')
+        self.assertText(File.read(path, u'auto'), 'thrää\r\n')
+        self.assertText(File.read(path, Data.String('UTF-8')), '')
+        self.assertText(File.read(path, 'none'), '')
+        self.assertText(File.read(self.path('missing'), 'auto'), '')
+
+    def test_encoding(self):
+        path = self.make('file', 'thr\xe4\xe4')
+        name, is_guess = File.encoding(path)
+        self.assertText(name, 'windows-1252')
+        self.assertIs(is_guess, True)
+        name, is_guess = File.encoding(self.make('marked', '\xef\xbb\xbfx'))
+        self.assertText(name, 'UTF-8')
+        self.assertIs(is_guess, False)
+        self.assertText(File.encoding(self.path('missing'))[0], '')
+        self.assertRefusesTypes('File.encoding', File.encoding, ('a',))
+
+    def test_fallback_encoding(self):
+        self.assertText(File.fallbackEncoding(), 'windows-1252')
+        self.addCleanup(File.setFallbackEncoding, 'windows-1252')
+        self.assertIs(File.setFallbackEncoding('latin9'), True)
+        self.assertText(File.fallbackEncoding(), 'ISO-8859-15')
+        self.assertIs(File.setFallbackEncoding('none'), False)
+        self.assertText(File.encoding(self.make('file', '\xe4'))[0], 'ISO-8859-15')
+        self.assertRefusesTypes('File.fallbackEncoding', File.fallbackEncoding, ())
+        self.assertRefusesTypes('File.setFallbackEncoding', File.setFallbackEncoding, ('a',))
 
     def test_write_a_text(self):
         for number, text in enumerate(['täxt\n', u'täxt\n', Data.String(u'täxt\n')]):
@@ -368,10 +407,11 @@ class Class(suite.FolderTestCase):
         names = [name for name in dir(File) if not name.startswith('_')]
         self.assertEqual(names, [
             'abbreviateName', 'base', 'checkFilter', 'cleanPath', 'copy', 'copyDir', 'createDir',
-            'exists', 'extension', 'find', 'findResource', 'imageFilter', 'isAbsolute', 'isDir',
-            'isFile', 'isRelative', 'isSamePath', 'join', 'layoutFilter', 'move', 'moveDir',
-            'parentFolder', 'read', 'remove', 'search', 'searchInFiles', 'setSearchPath', 'size',
-            'sizeString', 'tempPath', 'timestamp', 'timestampString', 'validate', 'write'])
+            'encoding', 'exists', 'extension', 'fallbackEncoding', 'find', 'findResource',
+            'imageFilter', 'isAbsolute', 'isDir', 'isFile', 'isRelative', 'isSamePath', 'join',
+            'layoutFilter', 'move', 'moveDir', 'parentFolder', 'read', 'remove', 'search',
+            'searchInFiles', 'setFallbackEncoding', 'setSearchPath', 'size', 'sizeString',
+            'tempPath', 'timestamp', 'timestampString', 'validate', 'write'])
 
     def test_takes_and_gives_any_text(self):
         for text in (u'', u'plain', u'\xe4\xf6\u20ac', u'\u65e5\u672c', u'\U0001f600', u'a\0b'):

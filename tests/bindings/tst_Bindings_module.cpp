@@ -92,10 +92,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("names"); // those of an instance are marked
 
         QTest::newRow("File") << "abbreviateName base checkFilter cleanPath copy copyDir createDir "
-                                 "exists extension find findResource imageFilter isAbsolute isDir "
-                                 "isFile isRelative isSamePath join layoutFilter move moveDir "
-                                 "parentFolder read remove search searchInFiles setSearchPath size "
-                                 "sizeString tempPath timestamp timestampString validate write";
+                                 "encoding exists extension fallbackEncoding find findResource "
+                                 "imageFilter isAbsolute isDir isFile isRelative isSamePath join "
+                                 "layoutFilter move moveDir parentFolder read remove search "
+                                 "searchInFiles setFallbackEncoding setSearchPath size sizeString "
+                                 "tempPath timestamp timestampString validate write";
         QTest::newRow("MemoryChecker")
             << "check* checkHeap dumpDifference* dumpLeaks dumpLeaksAtExit dumpNewObjects* "
                "setBreakAlloc setBreakAllocOffset* setCheckAlways setKeepFreed setReportFile "

@@ -1,5 +1,7 @@
 #include "tests/examples/Program.h"
 
+#include <QTextCodec>
+
 class tst_Kelm_find : public QObject
 {
     Q_OBJECT
@@ -27,10 +29,17 @@ private Q_SLOTS:
         QTest::newRow("two patterns") << QStringList{"a*", "*.csv"} << QStringList{"a.txt", "b.csv"};
         QTest::newRow("none fits") << QStringList("*.xml") << QStringList();
         QTest::newRow("flat") << QStringList{"*.txt", "--flat"} << QStringList{"a.txt"};
-        QTest::newRow("text") << QStringList{"--contains", "beam"} << QStringList{"a.txt", "sub/c.txt"};
-        QTest::newRow("word") << QStringList{"--word", "beam"} << QStringList("a.txt");
+        QTest::newRow("text") << QStringList{"--contains", "beam"}
+            << QStringList{"a.txt", "sub/c.txt", "sub/deep/d.TXT"};
+        QTest::newRow("text in UTF-8") << QStringList{"--contains", "beam", "--encoding", "UTF-8"}
+            << QStringList{"a.txt", "sub/c.txt"};
+        QTest::newRow("text in any encoding") << QStringList{"--contains", QString::fromUtf8("\u00FF beam")}
+            << QStringList{"sub/deep/d.TXT"};
+        QTest::newRow("word") << QStringList{"--word", "beam"} << QStringList{"a.txt", "sub/deep/d.TXT"};
+        QTest::newRow("word in UTF-8") << QStringList{"--word", "beam", "--encoding", "UTF-8"}
+            << QStringList("a.txt");
         QTest::newRow("word in any case") << QStringList{"--word", "beam", "--ignore-case"}
-            << QStringList{"a.txt", "b.csv"};
+            << QStringList{"a.txt", "b.csv", "sub/deep/d.TXT"};
         QTest::newRow("text and word") << QStringList{"--contains", "1", "--word", "Beam"}
             << QStringList("b.csv");
         // clang-format on
@@ -49,6 +58,25 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.error, QString());
         QCOMPARE(m_kelm.output, output);
         QCOMPARE(m_kelm.status, 0);
+    }
+
+    void findsTextsInOtherEncodings()
+    {
+        const QTemporaryDir folder;
+        const QString text = QString::fromUtf8("Kr\u00E4fte\n");
+        const QString latin = makeFile(folder.filePath("latin"), text.toLatin1());
+        const QString wide = makeFile(folder.filePath("wide"),
+                                      QTextCodec::codecForName("UTF-16BE")->fromUnicode(text));
+        makeFile(folder.filePath("picture"), QByteArray("\x89\0\0\0 Kr\xe4"
+                                                        "fte\n",
+                                                        13));
+
+        QVERIFY(m_kelm.run({"find", folder.path(), "--contains", text.trimmed()}));
+
+        QCOMPARE(m_kelm.output, latin + "\n" + wide + "\n");
+        QVERIFY(
+            m_kelm.run({"find", folder.path(), "--word", text.trimmed(), "--encoding", "latin1"}));
+        QCOMPARE(m_kelm.output, latin + "\n" + folder.filePath("picture") + "\n");
     }
 
     void tellsSizeAndTime()
@@ -120,6 +148,8 @@ private Q_SLOTS:
         QTest::newRow("no folder") << QStringList(path + "s") << 1
             << "There is no folder \"" + path + "s\"";
         QTest::newRow("a file") << QStringList(path) << 1 << "There is no folder \"" + path + "\"";
+        QTest::newRow("no encoding") << QStringList{path, "--encoding", "none"} << 2
+            << "--encoding must be the name of an encoding, or auto. See kelm find --help";
         QTest::newRow("no resource") << QStringList{"--resource", "No"} << 1
             << "There is no resource \"No\"";
         // clang-format on

@@ -2,6 +2,7 @@
 
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QTextCodec>
 
 class tst_Kelm_table : public QObject
 {
@@ -360,6 +361,38 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output, before);
     }
 
+    void readsOtherEncodings_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<QStringList>("options");
+
+        const QString text = QString::fromUtf8("T{\u00B0"
+                                               "C},\u00C4\n20,1\n");
+        const QByteArray wide = QTextCodec::codecForName("UTF-16BE")->fromUnicode(text);
+        QTest::newRow("by name") << text.toLatin1() << QStringList{"--encoding", "windows-1252"};
+        QTest::newRow("by a guess") << text.toLatin1() << QStringList{"--encoding", "auto"};
+        QTest::newRow("UTF-16") << wide << QStringList{"--encoding", "auto"};
+        QTest::newRow("bytes") << text.toLatin1()
+                               << QStringList{"--encoding", "latin1", "--size-limit", "1"};
+        QTest::newRow("in the file")
+            << text.toLatin1() << QStringList{"--encoding", "latin1", "--size-limit", "4096"};
+        QTest::newRow("aligned") << QString(text).replace(',', "  ").toLatin1()
+                                 << QStringList{"--encoding", "latin1"};
+    }
+
+    void readsOtherEncodings()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(QStringList, options);
+        const QString path = makeFile(m_folder.filePath("encoded.csv"), contents);
+
+        QVERIFY(m_kelm.run(QStringList{"table", path} + options));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, QString::fromUtf8(" T{\u00B0"
+                                                  "C}   \u00C4\n    20   1\n"));
+    }
+
     void tellsWhatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");
@@ -383,6 +416,10 @@ private Q_SLOTS:
             << "No table is in \"" + folder + "/c.csv\"";
         QTest::newRow("not UTF-8") << QStringList(makeFile(folder + "/l.csv", "a,\xff\n")) << 1
             << "Cannot read \"" + folder + "/l.csv\": It is no text in UTF-8";
+        QTest::newRow("not Shift-JIS") << QStringList{folder + "/l.csv", "--encoding", "Shift_JIS"} << 1
+            << "Cannot read \"" + folder + "/l.csv\": It is no text in Shift_JIS";
+        QTest::newRow("no encoding") << QStringList{bolts, "--encoding", "none"} << 2
+            << "--encoding must be the name of an encoding, or auto. See kelm table --help";
         QTest::newRow("no such column") << QStringList{bolts, "--column", "Mass"} << 1
             << "\"" + bolts + "\" has no column \"Mass\"";
         QTest::newRow("column 0") << QStringList{bolts, "--column", "0"} << 1

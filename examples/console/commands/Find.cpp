@@ -18,6 +18,11 @@ static void declare(QCommandLineParser &parser)
         {"contains", "Finds only text files that contain TEXT.", "TEXT"},
         {"word", "Finds only text files that contain WORD.", "WORD"},
         {"ignore-case", "With --word: ignores case."},
+        {"encoding",
+         "With --contains and --word: the encoding of the files, such as windows-1252. Without "
+         "this "
+         "option it is guessed for each file.",
+         "NAME", "auto"},
         {"details", "Prints the size and the time of each file."},
         {"resource", "Finds the resource NAME instead, such as Kelm.Utils_de.", "NAME"},
         {"suffixes", "With --resource: the suffixes that it may have, between \";\".", "SUFFIXES",
@@ -25,13 +30,38 @@ static void declare(QCommandLineParser &parser)
     });
 }
 
+/// Returns the text of a file, or "" when it is no text.
+static QString textOf(const QString &path, const QString &encoding)
+{
+    const QString text = File::read(path, encoding);
+    if (encoding != "auto" || !text.contains(QChar::Null))
+        return text;
+    // Each byte has a meaning in the encoding of last resort, even those of a picture.
+    return File::encoding(path) == File::fallbackEncoding() ? QString() : text;
+}
+
+/// Whether \p text has \p word between characters that are neither letters nor digits.
+static bool hasWord(const QString &text, const QString &word, Qt::CaseSensitivity rule)
+{
+    const auto isBoundary = [&](int position) {
+        return position < 0 || position >= text.size() || !text.at(position).isLetterOrNumber();
+    };
+    for (int at = text.indexOf(word, 0, rule); at >= 0; at = text.indexOf(word, at + 1, rule)) {
+        if (isBoundary(at - 1) && isBoundary(at + word.size()))
+            return true;
+    }
+    return false;
+}
+
 static bool hasText(const QCommandLineParser &given, const QString &path)
 {
-    if (given.isSet("contains") &&
-        File::searchInFiles(given.value("contains"), QStringList(path)).isEmpty())
+    if (!given.isSet("contains") && !given.isSet("word"))
+        return true;
+    const QString text = textOf(path, given.value("encoding"));
+    if (given.isSet("contains") && !text.contains(given.value("contains")))
         return false;
-    return !given.isSet("word") ||
-           File::containsWord(path, given.value("word"), !given.isSet("ignore-case"));
+    const auto rule = given.isSet("ignore-case") ? Qt::CaseInsensitive : Qt::CaseSensitive;
+    return !given.isSet("word") || hasWord(text, given.value("word"), rule);
 }
 
 static void printFiles(const QStringList &paths)
@@ -62,6 +92,8 @@ static Result run(const QCommandLineParser &given, Host &)
     const QStringList arguments = given.positionalArguments();
     if (given.isSet("resource") != arguments.isEmpty())
         return misused("Either a FOLDER or --resource must be given");
+    if (!isEncoding(given.value("encoding")))
+        return misused("--encoding must be the name of an encoding, or auto");
     if (given.isSet("resource"))
         return findResource(given.value("resource"), given.value("suffixes"));
 

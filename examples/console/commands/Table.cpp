@@ -33,6 +33,10 @@ static void declare(QCommandLineParser &parser)
          "TEXT"},
         {"quotes", "Whether fields may be in quotes: yes, no or guess. It is guess otherwise.",
          "WHETHER", "guess"},
+        {"encoding",
+         "The encoding of the file, such as windows-1252, or auto for a guess. Without this option "
+         "it is UTF-8.",
+         "NAME"},
         {"no-header", "The first row is no header."},
         {"size-limit",
          "Holds a file of up to MB megabytes as bytes and leaves a larger one on the disk. "
@@ -56,17 +60,26 @@ static void declare(QCommandLineParser &parser)
     });
 }
 
+/// Appends the rows of a table whose columns are aligned with blanks.
+static void readAligned(Utils::FileReader &reader, CSVTable &table)
+{
+    // Blanks at both ends of a line do not separate fields, so they are removed before.
+    Data::String line;
+    while (reader.readLine(line, /*trim=*/true)) {
+        if (table.comment().isEmpty() || !line.startsWith(table.comment()))
+            table.appendData(line);
+    }
+}
+
 static void read(const QString &path, const TableLayout &layout, int sizeLimit, CSVTable &table)
 {
-    if (layout.isAligned()) {
-        // Blanks at both ends of a line do not separate fields, so they are removed before.
+    if (layout.isAligned() && table.encoding().isEmpty()) {
         Utils::FileReader reader(path);
-        Data::String line;
-        while (reader.readLine(line, /*trim=*/true)) {
-            if (table.comment().isEmpty() || !line.startsWith(table.comment()))
-                table.appendData(line);
-        }
-        return;
+        return readAligned(reader, table);
+    }
+    if (layout.isAligned()) {
+        Utils::FileReader reader(path, table.encoding());
+        return readAligned(reader, table);
     }
     Utils::Progress progress(0, "Reading " + File::base(path, /*withExtension=*/true));
     table.setProgress(&progress);
@@ -99,6 +112,8 @@ static QString whyMisused(const QCommandLineParser &given)
 
     if (!QStringList{"yes", "no", "guess"}.contains(given.value("quotes")))
         return "--quotes must be yes, no or guess";
+    if (given.isSet("encoding") && !isEncoding(given.value("encoding")))
+        return "--encoding must be the name of an encoding, or auto";
     if (given.isSet("size-limit") && !wholeNumber(given.value("size-limit"), 1))
         return "--size-limit must be a whole number from 1 on";
     if (bins.value_or(0) > mostBins)
@@ -135,6 +150,8 @@ static CSVDialect knownDialect(const QCommandLineParser &given)
         known.setDelimiter(wantedDelimiter(given));
     if (given.isSet("comment"))
         known.setComment(given.value("comment"));
+    if (given.isSet("encoding") && given.value("encoding") != "auto")
+        known.setEncoding(given.value("encoding"));
     if (given.value("quotes") != "guess")
         known.setQuotes(given.value("quotes") == "yes" ? CSVDialect::Rfc4180Quotes
                                                        : CSVDialect::NoQuotes);
@@ -196,6 +213,13 @@ static Result show(const QCommandLineParser &given, const QString &path, const C
     return good();
 }
 
+/// Whether the file is valid text in the encoding; in UTF-8 if that is "".
+static bool isText(const QString &path, const QString &encoding)
+{
+    return File::size(path) == 0 ||
+           !(encoding.isEmpty() ? File::read(path) : File::read(path, encoding)).isEmpty();
+}
+
 static Result run(const QCommandLineParser &given, Host &host)
 {
     const QString misuse = whyMisused(given);
@@ -216,11 +240,14 @@ static Result run(const QCommandLineParser &given, Host &host)
     const auto sizeLimit = wholeNumber(given.value("size-limit"), 1);
     CSVTable table(tableDelimiter(layout, sizeLimit.has_value()));
     table.setComment(layout.comment);
+    table.setEncoding(given.value("encoding"));
     read(path, layout, sizeLimit.value_or(0), table);
     const QStringList top = topRow(table);
-    const bool isRead = !layout.isAligned() && !top.isEmpty(); // as UTF-8
-    if (!isRead && File::size(path) > 0 && File::read(path).isEmpty())
-        return failed(QString("Cannot read \"%1\": It is no text in UTF-8").arg(path));
+    const bool isRead = !layout.isAligned() && !top.isEmpty(); // as valid text
+    if (!isRead && !isText(path, given.value("encoding"))) {
+        const QString encoding = given.isSet("encoding") ? given.value("encoding") : "UTF-8";
+        return failed(QString("Cannot read \"%1\": It is no text in %2").arg(path, encoding));
+    }
     if (top.isEmpty())
         return failed(QString("No table is in \"%1\"").arg(path));
 
