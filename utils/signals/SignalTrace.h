@@ -16,11 +16,11 @@ struct SignalTrace
         Collection ///< sig(), sig(payload)
     };
 
-    Data::String name;         ///< of the signal
-    Shape shape;               ///< of the payload when the send began
-    int receivers = 0;         ///< connections to the emissions of the shape, when the send began
-    double microseconds = 0.0; ///< from the begin of the send to its end, nested sends included
-    int depth = 0;             ///< 0, or the number of sends within which this one was made
+    Data::String name;          ///< of the signal
+    Shape shape = Shape::Empty; ///< of the payload when the send began
+    int receivers = 0;          ///< connections to the emissions of the shape, when the send began
+    double microseconds = 0.0;  ///< from the begin of the send to its end, nested sends included
+    int depth = 0;              ///< 0, or the number of sends within which this one was made
 };
 
 } // namespace Utils
