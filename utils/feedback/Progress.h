@@ -172,9 +172,9 @@ private:
 
     void report();
     void update();
-    void fillParts(qint64 now);
-    void beginPart(ProgressRange *range);
-    void endPart(ProgressRange *range);
+    Q_DECL_HIDDEN void fillParts(qint64 now);
+    Q_DECL_HIDDEN void beginPart(ProgressRange *range);
+    Q_DECL_HIDDEN void endPart(ProgressRange *range);
 
     const std::unique_ptr<ProgressPrivate> d;
 };

@@ -2,6 +2,8 @@
 
 #include "utils/Export.h"
 
+#include <QtGlobal>
+
 namespace Utils {
 
 class Progress;
@@ -38,7 +40,7 @@ private:
     friend class Progress;
 
     /// The count of the parent when \p share of the part is done.
-    double position(double share) const;
+    Q_DECL_HIDDEN double position(double share) const;
 
     Progress *m_parent;     // null after its destruction
     ProgressRange *m_outer; // the part of the same parent in which this one began

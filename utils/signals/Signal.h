@@ -225,8 +225,8 @@ private:
     }
     Connection connectFunction(const QObject *context, SignalFunction function, Times times);
 
-    bool send();
-    bool sendTraced();
+    Q_DECL_HIDDEN bool send();
+    Q_DECL_HIDDEN bool sendTraced();
 
     Signal(const Signal &) = delete;
     // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it assigns nothing
