@@ -38,7 +38,8 @@ Connection Signal::connectFunction(const QObject *context, SignalFunction functi
     if (!context)
         return {};
     const auto connectAny = [&](auto &&shape) {
-        return connectShape(this, context, std::move(shape), times == Times::Once);
+        return connectShape(this, context, std::forward<decltype(shape)>(shape),
+                            times == Times::Once);
     };
     return Connection(std::visit(connectAny, std::move(function)));
 }
