@@ -72,7 +72,7 @@ Data::String textOf(const Data::String &key)
     const CatalogueKey parts(key);
     const Data::String *const text = parts.table() ? parts.textIn(parts.table()->strings) : nullptr;
     if (!text) {
-        const Data::String result = parts.table() ? parts.id() : key;
+        Data::String result = parts.table() ? parts.id() : key;
         noteMissing(key, texts->language);
         return result;
     }

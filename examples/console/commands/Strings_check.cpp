@@ -121,7 +121,7 @@ static QStringList placeholdersIn(const QString &text)
 /// The place without the name of a plural form, and this form. "" when it has none.
 static QString takeForm(Place &place)
 {
-    const QString end = place.id.section('.', -1);
+    QString end = place.id.section('.', -1);
     if (!allForms().contains(end))
         return {};
     place.id.chop(end.size() + 1);
