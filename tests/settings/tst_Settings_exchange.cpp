@@ -1,3 +1,4 @@
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
 #include "tests/support/FullDisk.h"
 #include "tests/support/Print.h"
@@ -260,6 +261,34 @@ private Q_SLOTS:
         QCOMPARE(QSet<QString>(stored.begin(), stored.end()).values(),
                  QStringList("g/a=1 g/b=20 g/c=30 g/d=4 g/e=5 g/h/y=6"));
         QCOMPARE(File::lastError(), Data::String());
+    }
+
+    void changesAllOrNothingWhenTheMemoryEnds()
+    {
+        home.fill("a=1 c=3 z=9");
+        const QString source = exported("a=10\nb=20\nc=30\n[g]\nd=40\n");
+        int failures = 0;
+        File::lastError(); // glibc ends the process when it has no memory for the first call
+        for (int n = 0;; ++n) {
+            Settings settings;
+            FailingMemory memory(n, FailingMemory::Once);
+            bool isDone = false;
+            try {
+                isDone = settings.importFrom(source);
+            } catch (const std::bad_alloc &) {
+                isDone = false;
+            }
+            memory.end();
+            const bool hasFailed = memory.hasFailed();
+            QVERIFY2(isDone || hasFailed, qPrintable(QString::number(n)));
+            QCOMPARE(QString::number(n) + " " + home.stored(),
+                     QString::number(n) + (isDone ? " a=10 b=20 c=30 g/d=40 z=9" : " a=1 c=3 z=9"));
+            failures += isDone ? 0 : 1;
+            if (!hasFailed)
+                break;
+            settings.removeKey("b").removeKey("g").setInt("a", 1).setInt("c", 3);
+        }
+        QVERIFY(failures > 10);
     }
 
     void takesAReceiverThatDeletesTheObject()

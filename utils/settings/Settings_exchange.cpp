@@ -282,8 +282,13 @@ void Settings::storeTogether(SettingsStore &settings, const QMap<QString, QVaria
         }
         throw;
     }
-    for (const QString &key : qAsConst(changed))
-        notify(prefix + key, IniText::built(values[key]));
+    for (const QString &key : qAsConst(changed)) {
+        try {
+            notify(prefix + key, IniText::built(values[key]));
+        } catch (const std::bad_alloc &) {
+            // All values are stored, which is the result. This one cannot be told.
+        }
+    }
 }
 
 } // namespace Utils
