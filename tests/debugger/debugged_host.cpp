@@ -59,6 +59,27 @@ struct Noise
     quint64 words[8192];
 };
 
+/// Marks an object as one whose QObject is destroyed, as long as the mark exists.
+class Marked
+{
+public:
+    explicit Marked(QObject &object)
+    {
+        char *const objectPrivate = reinterpret_cast<char **>(&object)[1];
+        m_flags = reinterpret_cast<quint32 *>(objectPrivate + 32);
+        *m_flags |= wasDeleted;
+    }
+    ~Marked() { *m_flags &= ~wasDeleted; }
+
+    Marked(const Marked &) = delete;
+    Marked &operator=(const Marked &) = delete;
+
+private:
+    static constexpr quint32 wasDeleted = 4;
+
+    quint32 *m_flags;
+};
+
 class HostSignal : public Utils::PublicSignal
 {
 public:
@@ -109,6 +130,9 @@ static int strings()
     const Data::String *const pointer = &plain;
     // *pointer => "Hex bolt"
 
+    Data::String overrun("overrun");
+    overrun.data()[overrun.size()] = '!'; // where the text must end
+    // overrun => <invalid>
     const Room<Data::String> zeros(0);
     // *(Data::String *)zeros.bytes => <invalid>
     const Room<Data::String> ones(0xFF);
@@ -350,6 +374,9 @@ static int bus()
     // closed => PublicSignal "Closed", 1 receiver = {payload = no values,
     //     receiver 0 = Slot "Left" at ADDRESS}
 
+    Utils::PublicSignal dying("Dying", nullptr);
+    Marked mark(dying);
+    // dying => <invalid>
     const Room<Utils::PublicSignal> zeros(0);
     // *(Utils::PublicSignal *)zeros.bytes => <invalid>
     const Room<Utils::Slot> stack(0xA5);
@@ -369,6 +396,7 @@ static int settings()
     group.setInt("count", 12);
     group.setString("grade", "8.8");
     group.setBool("isNew", true);
+    group.sync();
     group.removeKey("isNew");
     // group => Settings "Bolts", "FOLDER/Company/Host.conf" = {["count"] = 12, ["grade"] = "8.8"}
     Utils::Settings inner("Bolts");
