@@ -396,15 +396,15 @@ static int settings()
     group.setInt("count", 12);
     group.setString("grade", "8.8");
     group.setBool("isNew", true);
-    group.sync();
-    group.removeKey("isNew");
-    // group => Settings "Bolts", "FOLDER/Company/Host.conf" = {["count"] = 12, ["grade"] = "8.8"}
+    group.setInt("size", 8);
+    // group => Settings "Bolts", "FOLDER/Company/Host.conf" = {["count"] = 12, ["grade"] = "8.8",
+    //     ["size"] = 16}
     Utils::Settings inner("Bolts");
     inner.beginGroup("M16");
     // inner => Settings "Bolts/M16", "FOLDER/Company/Host.conf"
     Utils::Settings root;
     // root => Settings "", "FOLDER/Company/Host.conf" = {["Bolts/count"] = 12,
-    //     ["Bolts/grade"] = "8.8", ["Workspaces/Flange/scale"] = 2.5}
+    //     ["Bolts/grade"] = "8.8", ["Bolts/size"] = 16, ["Workspaces/Flange/scale"] = 2.5}
     Utils::WorkspaceSettings workspace("Flange");
     workspace.setValue("scale", 2.5);
     // workspace => Settings "Workspaces/Flange", "FOLDER/Company/Host.conf" = {["scale"] = 2.5}
@@ -415,6 +415,10 @@ static int settings()
     // *(Utils::Settings *)stack.bytes => <invalid>
     [[maybe_unused]] const auto destroyed = Room<Utils::Settings>::destroyed("Bolts");
     // *(Utils::Settings *)destroyed.bytes => <invalid>
+    // What is on the disk and what is changed since.
+    group.sync();
+    group.removeKey("isNew");
+    group.setInt("size", 16);
     look();
     return 0;
 }
