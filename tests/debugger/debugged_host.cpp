@@ -124,7 +124,10 @@ static int strings()
     // half => "\ud83d"
     const Data::String zero = QString::fromLatin1("a\0b", 3);
     // zero => "a\0b"
-    const Data::String longText = QString(1000, 'x');
+    const Data::String longText = QString("1234 ").repeated(100);
+    // longText => "1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234
+    //     1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234 1234
+    //     1234 1234 1234 1234 1234 1234 "...
     const Data::String &reference = plain;
     // reference => "Hex bolt"
     const Data::String *const pointer = &plain;
@@ -245,7 +248,7 @@ static int tags()
     // steel => Tag "STEEL", 2 properties = {["name"] = "S235", ["E"] = "210000"}
     Utils::TagFile many;
     for (int i = 0; i < 1000; ++i)
-        many.addTag("T", "");
+        many.addTag(QString("T%1").arg(i), "");
     const Utils::TagFile none;
     // none => TagFile "", 0 tags
 

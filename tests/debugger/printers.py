@@ -164,6 +164,17 @@ def returned(debugger):
     return is_kept & is_quiet(complaints, "returned values")
 
 
+def all_children(debugger):
+    """More of them than gdb shows."""
+    children = "list(gdb.default_visualizer(gdb.parse_and_eval('many')).children())"
+    commands = ["core-file core3", "up", f"python tags = {children}"]
+    output, complaints = debugger.run([*commands, "python print(len(tags), tags[999][1])"])
+    is_kept = output.endswith('1000 Tag "T999", 0 properties\n')
+    if not is_kept:
+        print(f"many tags are shown as\n{output}")
+    return is_kept & is_quiet(complaints, "many tags")
+
+
 def noise(debugger):
     """Random memory as objects, in a core file, which is read faster."""
     script = SHOW_NOISE.format(types=TYPES, last=8 * 30)
@@ -227,6 +238,7 @@ def main():
             in_core(debugger, groups),
             in_ascii(debugger, groups),
             returned(debugger),
+            all_children(debugger),
             noise(debugger),
         ]
     sys.exit(0 if all(results) else 1)
