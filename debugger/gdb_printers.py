@@ -42,7 +42,8 @@ ROWS, ROWS_ORDER, ROWS_CHUNKS, ROWS_HELD = "m_rows", "m_order", "m_chunks", "m_h
 ORDER_PLAIN, ORDER_NEXT, ORDER_IDS = "m_isPlain", "m_nextId", "m_ids"
 LOCATED_FIRST, LOCATED_CHUNK = "firstId", "chunk"
 PIECE_ROWS, PIECE_HELD, PIECE_SIZE = "rows", "held", 64
-CHUNK_INDEX, CHUNK_SPLIT, CHUNK_BYTES = "m_index", "m_isSplit", "m_bytes"
+CHUNK_INDEX, CHUNK_BYTES = "m_index", "m_bytes"
+CHUNK_FORMS = ("m_form", "m_isSplit")  # 0: not split, 1: cells are trimmed, 2: cells are not
 CHUNK_UTF8, CHUNK_UTF8_START, CHUNK_UTF16 = "m_text.m_utf8", "m_text.m_start", "m_text.m_text"
 INDEX_REGULAR_LINES, INDEX_REGULAR_CELLS = "m_regularLines", "m_regularCells"
 INDEX_LINES, INDEX_WIDE, INDEX_IS_WIDE = "m_lines", "m_wide", "m_isWide"
@@ -180,6 +181,12 @@ def member(value, path):
             raise Unknown
         value = value[name]
     return value
+
+
+def any_member(value, names):
+    """The member with the first of \p names that exists: it has had another name before."""
+    known = {field.name for field in value.type.strip_typedefs().fields()}
+    return member(value, next((name for name in names if name in known), names[0]))
 
 
 def at(address, kind):
@@ -645,7 +652,7 @@ class Chunk:
 
     def __init__(self, value):
         self.index = Index(member(value, CHUNK_INDEX))
-        self.is_split = bool(member(value, CHUNK_SPLIT))
+        self.form = int(any_member(value, CHUNK_FORMS))
         self.encoding, self.width = "utf-8", 1
         if any(field.name == CHUNK_BYTES for field in value.type.fields()):
             self.begin, self.size = array(first_word(member(value, CHUNK_BYTES)), 1)
@@ -671,7 +678,7 @@ class Chunk:
         data = read(self.begin + begin * self.width, size * self.width)
         handler = "surrogatepass" if self.width == 2 else "backslashreplace"
         text = data.decode(self.encoding, handler)
-        return quoted(text.strip() if self.is_split else text, is_cut)
+        return quoted(text.strip() if self.form == 1 else text, is_cut)
 
 
 class MemoryRows:
@@ -731,7 +738,7 @@ class MemoryRows:
         return chunk.num_cells(line)
 
     def is_split(self):
-        return not self.chunks or Chunk(pointee(self.chunks[0][1])).is_split
+        return not self.chunks or Chunk(pointee(self.chunks[0][1])).form != 0
 
     @guarded
     def row(self, row):
