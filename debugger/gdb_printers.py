@@ -51,10 +51,12 @@ INDEX_LOW, INDEX_BLOCKS, INDEX_BLOCK_SIZE = "m_low", "m_blocks", 64
 BUFFER, BUFFER_SIZE = "m_numbers", "m_size"
 READER, READER_SOURCE, READER_LINES = "reader.d", "source", "m_file.m_lines.m_size"
 READER_FIRST, READER_LAST, READER_LAST_ROW = "firstRow", "lastRow", "lastRowIndex"
+RECORDS_SIZE, RECORDS_LAST, RECORDS_LAST_ROW = "m_file.m_starts.m_size", "m_fields", "m_row"
 STORAGES = {
     "Utils::CSVStringData": "as text",
     "Utils::CSVArrayData": "as bytes",
     "Utils::CSVFileData": "in the file",
+    "Utils::CSVRecordData": "in the file",
 }
 
 # Offsets in our classes, which are the same in all versions: hosts have been built with them.
@@ -764,13 +766,26 @@ class MemoryRows:
 class FileRows:
     """The rows of a table in the file. Only those that were read last are in memory."""
 
-    def __init__(self, data):
+    def __init__(self, size, first, last, last_row):
+        self.size = size
+        self.first = list_words(first_word(first)) if first is not None else ()
+        self.last = list_words(first_word(last))
+        self.last_row = last_row
+
+    @staticmethod
+    def of_reader(data):
+        """Of a CSVFileData."""
         reader = pointee(member(data, READER))
         source = member(reader, READER_SOURCE)
-        self.size = int(member(pointee(source), READER_LINES)) if first_word(source) else 0
-        self.first = list_words(first_word(member(reader, READER_FIRST)))
-        self.last = list_words(first_word(member(reader, READER_LAST)))
-        self.last_row = int(member(reader, READER_LAST_ROW))
+        size = int(member(pointee(source), READER_LINES)) if first_word(source) else 0
+        first, last = member(reader, READER_FIRST), member(reader, READER_LAST)
+        return FileRows(size, first, last, int(member(reader, READER_LAST_ROW)))
+
+    @staticmethod
+    def of_records(data):
+        """Of a CSVRecordData, which holds the row that was read last."""
+        last, last_row = member(data, RECORDS_LAST), int(member(data, RECORDS_LAST_ROW))
+        return FileRows(int(member(data, RECORDS_SIZE)), None, last, last_row)
 
     def is_split(self):
         return True
@@ -782,7 +797,7 @@ class FileRows:
     def shown(self):
         if self.first:
             yield "row 0", in_braces(self.first, bytes_at)
-        if self.last_row > 0:
+        if self.last_row >= (1 if self.first else 0):
             yield f"row {self.last_row}", in_braces(self.last, bytes_at)
 
 
@@ -924,7 +939,11 @@ class TablePrinter(Printer):
 
     def rows(self):
         data = self.data()
-        return FileRows(data) if str(data.type) == "Utils::CSVFileData" else MemoryRows(data)
+        kinds = {
+            "Utils::CSVFileData": FileRows.of_reader,
+            "Utils::CSVRecordData": FileRows.of_records,
+        }
+        return kinds.get(str(data.type), MemoryRows)(data)
 
     def text(self):
         parts = [guarded(self.size_text)(), STORAGES[str(self.data().type)]]
