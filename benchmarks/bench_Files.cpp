@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QSaveFile>
 #include <QTemporaryDir>
 #include <QTextStream>
 
@@ -328,6 +329,52 @@ static void addCopies(const QTemporaryDir &memory)
     }
 }
 
+// Saving without loss
+
+enum class Saving
+{
+    InPlace,
+    Beside, // not flushed
+    Flushed
+};
+
+static void save(State &state, const Data::String &path, const QByteArray &bytes, Saving saving)
+{
+    File::setSafeWriting(saving != Saving::InPlace, saving == Saving::Flushed);
+    for (auto _ : state) {
+        if (!File::writeRaw(path, bytes))
+            state.SkipWithError("the file cannot be written");
+    }
+    File::setSafeWriting(false);
+}
+
+/// QSaveFile flushes, too.
+static void saveByQt(State &state, const Data::String &path, const QByteArray &bytes)
+{
+    for (auto _ : state) {
+        QSaveFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
+            state.SkipWithError("the file cannot be written");
+    }
+}
+
+/// On the disk of the temporary folder. No targets, as disks differ.
+static void addSaving(const QString &path, const QByteArray &bytes)
+{
+    const Data::String target = path;
+    const auto inPlace = [=](State &state) { save(state, target, bytes, Saving::InPlace); };
+    addPair(
+        "save 10 MB", "beside, beside in place", 0.0,
+        [=](State &state) { save(state, target, bytes, Saving::Beside); }, inPlace);
+    addPair(
+        "save 10 MB", "flushed, beside in place", 0.0,
+        [=](State &state) { save(state, target, bytes, Saving::Flushed); }, inPlace);
+    addPair(
+        "save 10 MB", "flushed, beside QSaveFile", 0.0,
+        [=](State &state) { save(state, target, bytes, Saving::Flushed); },
+        [=](State &state) { saveByQt(state, target, bytes); });
+}
+
 int main(int argc, char **argv)
 {
     const QTemporaryDir folder;
@@ -336,6 +383,8 @@ int main(int argc, char **argv)
     addText(folder.filePath(QStringLiteral("ascii.txt")), "ASCII", ascii);
     addText(folder.filePath(QStringLiteral("utf8.txt")), "UTF-8", makeText(size, 10));
     addBytes(folder.filePath(QStringLiteral("ascii.txt")), "100 MB", ascii);
+
+    addSaving(folder.filePath(QStringLiteral("saved.txt")), ascii.left(10 * 1000 * 1000));
 
     const QString root = folder.filePath(QStringLiteral("tree"));
     const int count = 50000;

@@ -6,8 +6,6 @@
 #include <QFileInfo>
 #include <QTextCodec>
 
-#include <cerrno>
-
 namespace Kelm {
 
 using Utils::File;
@@ -27,7 +25,7 @@ QString whyUnreadable(const QString &path)
         std::fclose(file);
         return {};
     }
-    return QString("Cannot read \"%1\": %2").arg(path, qt_error_string(errno));
+    return File::lastError();
 }
 
 QString whyUnreadableFolder(const QString &path, bool recursive)
@@ -56,18 +54,7 @@ bool isEncoding(const QString &name)
 
 QString writeFile(const QString &path, const QString &text)
 {
-    // Not File::write(), which does not report an incomplete write: the disk may be full.
-    const QByteArray bytes = text.toUtf8();
-    const std::size_t size = static_cast<std::size_t>(bytes.size());
-    std::FILE *const file = File::openWrite(path, /*append=*/false);
-    bool isWritten = file && std::fwrite(bytes.constData(), 1, size, file) == size;
-    int reason = errno;
-    if (file && std::fclose(file) != 0 && isWritten) {
-        isWritten = false;
-        reason = errno;
-    }
-    return isWritten ? QString()
-                     : QString("Cannot write \"%1\": %2").arg(path, qt_error_string(reason));
+    return File::writeSafely(path, text) ? QString() : QString(File::lastError());
 }
 
 } // namespace Kelm

@@ -7,8 +7,8 @@ namespace Kelm {
 /// Whether \p path exists and is neither a file nor a folder, but a pipe or a device.
 bool isDevice(const QString &path);
 
-/// Returns why the file \p path cannot be read, such as 'Cannot read "path": No such file or
-/// directory'. Returns "" when it can be read.
+/// Returns why the file \p path cannot be read, such as 'The file "path" does not exist.'. Returns
+/// "" when it can be read.
 QString whyUnreadable(const QString &path);
 
 /// Returns 'Cannot read the folder "path"' when the folder \p path, or with \p recursive a folder
@@ -18,9 +18,8 @@ QString whyUnreadableFolder(const QString &path, bool recursive);
 /// Whether \p name is the name of an encoding, or "auto".
 bool isEncoding(const QString &name);
 
-/// Replaces the content of the file \p path by \p text in UTF-8. Returns the reason of a failure,
-/// or
-/// "".
+/// Replaces the content of the file \p path by \p text in UTF-8, as File::writeSafely() does.
+/// Returns the reason of a failure, or "".
 QString writeFile(const QString &path, const QString &text);
 
 } // namespace Kelm

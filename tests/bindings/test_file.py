@@ -199,6 +199,44 @@ class Contents(suite.FolderTestCase):
         File.write(self.path('x'), '')
         self.assertEqual(self.contents('x'), '')
 
+    def test_write_safely(self):
+        path = self.make('file', 'old')
+        for value, expected in [('t\xc3\xa4xt', 't\xc3\xa4xt'), (u'b', 'b'), (['a', u'b'], 'a\nb\n')]:
+            before = os.stat(path).st_ino
+            self.assertIs(File.writeSafely(path, value), True)
+            self.assertEqual(self.contents('file'), expected)
+            self.assertNotEqual(os.stat(path).st_ino, before)
+        self.assertEqual(os.listdir(self.folder), ['file'])
+        self.assertIs(File.writeSafely(self.path('missing', 'x'), 'text'), False)
+        self.assertRefuses(
+            "File.writeSafely(): arguments did not match any overloaded call:\n"
+            "  overload 1: argument 2 has unexpected type 'int'\n"
+            "  overload 2: argument 2 has unexpected type 'int'", File.writeSafely, path, 1)
+
+    def test_set_safe_writing(self):
+        path = self.make('file', 'old')
+        before = os.stat(path).st_ino
+        self.assertIs(File.isSafeWriting(), False)
+        self.assertIs(File.write(path, 'in place'), True)
+        self.assertEqual(os.stat(path).st_ino, before)
+        for arguments in [(True,), (True, False), (True, True)]:
+            before = os.stat(path).st_ino
+            self.assertIs(File.setSafeWriting(*arguments), None)
+            self.assertIs(File.isSafeWriting(), True)
+            self.assertIs(File.write(path, 'beside'), True)
+            self.assertNotEqual(os.stat(path).st_ino, before)
+        File.setSafeWriting(False)
+        self.assertIs(File.isSafeWriting(), False)
+        self.assertRefusesTypes('File.setSafeWriting', File.setSafeWriting, (False, True), 1)
+
+    def test_last_error(self):
+        self.assertText(File.read(self.path('none')), '')
+        self.assertText(File.lastError(), '.Kelm.Utils.err.nofile')  # its texts are not loaded
+        self.assertText(File.read(self.make('bad', 'a\xffb')), '')
+        self.assertText(File.lastError(), '.Kelm.Utils.err.utf8')
+        self.assertText(File.read(self.make('good', 'a')), 'a')
+        self.assertText(File.lastError(), '')
+
     def test_write_refuses_both(self):
         path = self.path('x')
         for value in (None, 1, 1.5, True, {}, object(), [1], ['a', None], [['a']]):
@@ -408,10 +446,11 @@ class Class(suite.FolderTestCase):
         self.assertEqual(names, [
             'abbreviateName', 'base', 'checkFilter', 'cleanPath', 'copy', 'copyDir', 'createDir',
             'encoding', 'exists', 'extension', 'fallbackEncoding', 'find', 'findResource',
-            'imageFilter', 'isAbsolute', 'isDir', 'isFile', 'isRelative', 'isSamePath', 'join',
-            'layoutFilter', 'move', 'moveDir', 'parentFolder', 'read', 'remove', 'search',
-            'searchInFiles', 'setFallbackEncoding', 'setSearchPath', 'size', 'sizeString',
-            'tempPath', 'timestamp', 'timestampString', 'validate', 'write'])
+            'imageFilter', 'isAbsolute', 'isDir', 'isFile', 'isRelative', 'isSafeWriting',
+            'isSamePath', 'join', 'lastError', 'layoutFilter', 'move', 'moveDir',
+            'parentFolder', 'read', 'remove', 'search', 'searchInFiles', 'setFallbackEncoding',
+            'setSafeWriting', 'setSearchPath', 'size', 'sizeString', 'tempPath', 'timestamp',
+            'timestampString', 'validate', 'write', 'writeSafely'])
 
     def test_takes_and_gives_any_text(self):
         for text in (u'', u'plain', u'\xe4\xf6\u20ac', u'\u65e5\u672c', u'\U0001f600', u'a\0b'):

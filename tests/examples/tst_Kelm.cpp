@@ -157,8 +157,8 @@ private Q_SLOTS:
         QCOMPARE(kelm.error, QString());
         QCOMPARE(kelm.output, QString(" a   b\n 1   2\n"));
         QVERIFY(kelm.run({"table", folder.path() + "/Bäume.csv"}));
-        QCOMPARE(kelm.error, "kelm table: Cannot read \"" + folder.path() +
-                                 "/Bäume.csv\": No such file or directory\n");
+        QCOMPARE(kelm.error,
+                 "kelm table: The file \"" + folder.path() + "/Bäume.csv\" does not exist.\n");
     }
 
 private:

@@ -269,7 +269,7 @@ private Q_SLOTS:
         QTest::newRow("no target of a folder") << QStringList{folder + "/in", ""} << 2
             << "TARGET must not be empty. See kelm copy --help";
         QTest::newRow("missing") << QStringList{folder + "/no", folder + "/x"} << 1
-            << "Cannot read \"" + folder + "/no\": No such file or directory";
+            << "The file \"" + folder + "/no\" does not exist.";
         QTest::newRow("no such folder") << QStringList{file, folder + "/no/x"} << 1
             << "Cannot copy \"" + file + "\" to \"" + folder + "/no/x\"";
         QTest::newRow("a folder into a file") << QStringList{folder + "/in/sub", file} << 1

@@ -297,17 +297,17 @@ private Q_SLOTS:
         QTest::newRow("no script") << QStringList("run") << 2
             << "kelm run: The arguments must be SCRIPT [ARGUMENT...]. See kelm run --help";
         QTest::newRow("missing script") << QStringList{"run", folder + "/no.py"} << 1
-            << "kelm run: Cannot read \"" + folder + "/no.py\": No such file or directory";
+            << "kelm run: The file \"" + folder + "/no.py\" does not exist.";
         QTest::newRow("folder") << QStringList{"run", folder} << 1
-            << "kelm run: Cannot read \"" + folder + "\": Is a directory";
+            << "kelm run: \"" + folder + "\" is a folder, not a file.";
         QTest::newRow("another language") << QStringList{"run", text} << 1
             << "kelm run: Nothing here runs \"" + text + "\"";
         QTest::newRow("nothing to check") << QStringList("check") << 2
             << "kelm check: The arguments must be SCRIPT.... See kelm check --help";
         QTest::newRow("missing script to check") << QStringList{"check", folder + "/no.py"} << 1
-            << "kelm check: Cannot read \"" + folder + "/no.py\": No such file or directory";
+            << "kelm check: The file \"" + folder + "/no.py\" does not exist.";
         QTest::newRow("no text") << QStringList{"check", bytes} << 1
-            << "kelm check: Cannot read \"" + bytes + "\": It is no text in UTF-8";
+            << "kelm check: The file \"" + bytes + "\" is not valid UTF-8.";
         for (const char *command : {"eval", "run", "check"}) {
             QTest::newRow(qPrintable(QString("no Python for ") + command))
                 << QStringList{command, "--language", "en", "--python-dir", "/no", script("c.py", "1")} << 1

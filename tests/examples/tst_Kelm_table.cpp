@@ -403,9 +403,9 @@ private Q_SLOTS:
         const QString folder = m_folder.path();
         // clang-format off
         QTest::newRow("missing") << QStringList(folder + "/no.csv") << 1
-            << "Cannot read \"" + folder + "/no.csv\": No such file or directory";
+            << "The file \"" + folder + "/no.csv\" does not exist.";
         QTest::newRow("folder") << QStringList(folder) << 1
-            << "Cannot read \"" + folder + "\": Is a directory";
+            << "\"" + folder + "\" is a folder, not a file.";
         QTest::newRow("device") << QStringList("/dev/zero") << 1
             << "Cannot read \"/dev/zero\": It is no file";
         QTest::newRow("empty") << QStringList(makeFile(folder + "/empty.csv", "")) << 1
@@ -415,9 +415,9 @@ private Q_SLOTS:
         QTest::newRow("comments only") << QStringList(makeFile(folder + "/c.csv", "#a,b\n")) << 1
             << "No table is in \"" + folder + "/c.csv\"";
         QTest::newRow("not UTF-8") << QStringList(makeFile(folder + "/l.csv", "a,\xff\n")) << 1
-            << "Cannot read \"" + folder + "/l.csv\": It is no text in UTF-8";
+            << "The file \"" + folder + "/l.csv\" is not valid UTF-8.";
         QTest::newRow("not Shift-JIS") << QStringList{folder + "/l.csv", "--encoding", "Shift_JIS"} << 1
-            << "Cannot read \"" + folder + "/l.csv\": It is no text in Shift_JIS";
+            << "The file \"" + folder + "/l.csv\" is not valid Shift_JIS.";
         QTest::newRow("no encoding") << QStringList{bolts, "--encoding", "none"} << 2
             << "--encoding must be the name of an encoding, or auto. See kelm table --help";
         QTest::newRow("no such column") << QStringList{bolts, "--column", "Mass"} << 1
@@ -427,11 +427,11 @@ private Q_SLOTS:
         QTest::newRow("column after the end") << QStringList{bolts, "--sort", "6"} << 1
             << "\"" + bolts + "\" has no column \"6\"";
         QTest::newRow("cannot be written") << QStringList{bolts, "--to", folder + "/no/out.csv"} << 1
-            << "Cannot write \"" + folder + "/no/out.csv\": No such file or directory";
+            << "The folder of the file \"" + folder + "/no/out.csv\" does not exist.";
         QTest::newRow("full disk") << QStringList{bolts, "--to", "/dev/full"} << 1
-            << "Cannot write \"/dev/full\": No space left on device";
+            << "The file \"/dev/full\" cannot be written completely: the disk is full.";
         QTest::newRow("not UTF-8, blanks") << QStringList(makeFile(folder + "/b.txt", "a b\n1 \xff\n"))
-            << 1 << "Cannot read \"" + folder + "/b.txt\": It is no text in UTF-8";
+            << 1 << "The file \"" + folder + "/b.txt\" is not valid UTF-8.";
         const QString texts = makeFile(folder + "/texts.csv", "a,b\nx,nan\n");
         QTest::newRow("no numbers") << QStringList{texts, "--stats"} << 1
             << "No numbers are in \"" + texts + "\"";

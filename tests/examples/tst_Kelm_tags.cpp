@@ -75,9 +75,9 @@ private Q_SLOTS:
         const QString none = makeFile(folder + "/none.tag", "no tag\n");
         // clang-format off
         QTest::newRow("missing") << QStringList(folder + "/no.tag") << 1
-            << "Cannot read \"" + folder + "/no.tag\": No such file or directory";
+            << "The file \"" + folder + "/no.tag\" does not exist.";
         QTest::newRow("folder") << QStringList(folder) << 1
-            << "Cannot read \"" + folder + "\": Is a directory";
+            << "\"" + folder + "\" is a folder, not a file.";
         QTest::newRow("no tags") << QStringList(none) << 1 << "No tags are in \"" + none + "\"";
         QTest::newRow("no such name") << QStringList{beams(), "--name", "Beam"} << 1
             << "No such tag is in \"" + beams() + "\"";
@@ -94,7 +94,7 @@ private Q_SLOTS:
         QTest::newRow("values to a file") << QStringList{beams(), "--key", "name", "--to", "x"} << 2
             << "--key and --to exclude each other. See kelm tags --help";
         QTest::newRow("cannot be written") << QStringList{beams(), "--to", folder + "/no/x"} << 1
-            << "Cannot write \"" + folder + "/no/x\": No such file or directory";
+            << "The folder of the file \"" + folder + "/no/x\" does not exist.";
         // clang-format on
     }
 

@@ -138,9 +138,9 @@ private Q_SLOTS:
         const QString broken = makeFile(folder + "/broken.xml", "<a>\n<b>\n</a>\n");
         // clang-format off
         QTest::newRow("missing") << QStringList(folder + "/no.xml") << 1
-            << "Cannot read \"" + folder + "/no.xml\": No such file or directory";
+            << "The file \"" + folder + "/no.xml\" does not exist.";
         QTest::newRow("folder") << QStringList(folder) << 1
-            << "Cannot read \"" + folder + "\": Is a directory";
+            << "\"" + folder + "\" is a folder, not a file.";
         QTest::newRow("broken") << QStringList(broken) << 1
             << "\"" + broken + "\": tag mismatch; line: 3  column: 4";
         QTest::newRow("empty") << QStringList(makeFile(folder + "/empty.xml", "")) << 1
@@ -152,9 +152,9 @@ private Q_SLOTS:
         QTest::newRow("no such folder") << QStringList{frame, "--to", folder + "/no/x.xml"} << 1
             << "Cannot write \"" + folder + "/no/x.xml\": No such file or directory";
         QTest::newRow("full disk") << QStringList{frame, "--to", "/dev/full"} << 1
-            << "Cannot write \"/dev/full\": No space left on device";
+            << "The file \"/dev/full\" cannot be written completely: the disk is full.";
         QTest::newRow("a folder") << QStringList{frame, "--to", folder} << 1
-            << "Cannot write \"" + folder + "\": Is a directory";
+            << "\"" + folder + "\" is a folder, not a file.";
         // clang-format on
     }
 

@@ -364,6 +364,21 @@ private Q_SLOTS:
         QCOMPARE(entries(), QStringList({"from", "pipe"}));
     }
 
+    void writesAnOpenStreamInPlace()
+    {
+        const QString file = makeFile(path("file"), "old");
+        const int stream = open(QFile::encodeName(file).constData(), O_WRONLY);
+        const auto before = statusOf(file);
+        const QString link = path("stream");
+        QVERIFY(QFile::link(QStringLiteral("/proc/self/fd/%1").arg(stream), link));
+
+        QVERIFY(File::writeSafely(link, "new"));
+
+        QCOMPARE(contentsOf(file), QByteArray("new"));
+        QCOMPARE(statusOf(file).st_ino, before.st_ino);
+        close(stream);
+    }
+
     void refuses_data()
     {
         QTest::addColumn<QString>("name");

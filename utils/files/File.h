@@ -230,7 +230,7 @@ public:
     /// - A file with several names (hard links) keeps them: it is written in place, after the new
     ///   contents are on the disk and space for them is reserved. A kill or a power failure during
     ///   that copy leaves it incomplete; a full disk does not.
-    /// - Devices and pipes are written directly.
+    /// - Devices, pipes and open streams, such as /dev/stdout, are written directly.
     /// - A kill leaves no other file on file systems that have files without a name, as those of
     ///   local disks do. On others, such as network drives, and when all processes of a group are
     ///   killed at once within microseconds, a hidden file ".kelm-saving-" with a number stays

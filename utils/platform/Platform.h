@@ -116,8 +116,8 @@ bool hasUtf8Paths();
 /// - A file with several names (hard links) keeps them. It is written in place at the end, after
 ///   the system has set aside the space, so that a full disk leaves the old content. A kill during
 ///   that copy does not.
-/// - Devices and pipes, which hold no content, are written directly. So is an empty file in a
-///   folder in which the user may not create files.
+/// - Devices and pipes, which hold no content, and open streams such as /dev/stdout are written
+///   directly. So is an empty file in a folder in which the user may not create files.
 /// - A disk, and a file with contents in such a folder, are refused.
 ///
 /// A file without a name gets that of the target by way of another one. A process of its own does

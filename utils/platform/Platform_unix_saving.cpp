@@ -46,11 +46,17 @@ static const char thisProcess[] = "/proc/self/fd/";
 /// The folder of \p path, with its "/", or "" for the current one.
 static std::string folderOf(const std::string &path) { return path.substr(0, path.rfind('/') + 1); }
 
-/// Replaces a path to a link by what the link leads to, even if that is missing.
+/// Whether \p path is in /proc, whose links lead to what processes have open.
+static bool isInProc(const std::string &path) { return path.compare(0, 6, "/proc/") == 0; }
+
+/// Replaces a path to a link by what the link leads to, even if that is missing. Ends at a link in
+/// /proc.
 static bool followLinks(std::string &path)
 {
     const int most = 40; // as many as the system follows
     for (int links = 0; links < most; ++links) {
+        if (isInProc(path))
+            return true;
         char text[PATH_MAX];
         const ssize_t size = readlink(path.c_str(), text, sizeof(text));
         if (size < 0)
@@ -227,7 +233,7 @@ struct FileReplacement::State
     }
 
     bool open(const std::string &path);
-    bool openTarget(std::string path);
+    bool openTarget(const std::string &path);
     bool create();
     bool keepAttributes();
     bool finishDirectly(bool flush);
@@ -261,19 +267,20 @@ bool FileReplacement::State::open(const std::string &path)
         return fail(EISDIR);
     if (exists && S_ISBLK(old.st_mode))
         return fail(ENOTSUP, Problem::Disk);
-    if (exists && !S_ISREG(old.st_mode)) {
+    std::string resolved = path;
+    if (!followLinks(resolved))
+        return fail(errno);
+    if ((exists && !S_ISREG(old.st_mode)) || isInProc(resolved)) {
         isDirect = true;
         file = uninterrupted([&] { return ::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC); });
         return file >= 0 || fail(errno);
     }
-    return openTarget(path) && create();
+    return openTarget(resolved) && create();
 }
 
 /// Opens the folder and, if there is one, the old file, which shows whether the user may write it.
-bool FileReplacement::State::openTarget(std::string path)
+bool FileReplacement::State::openTarget(const std::string &path)
 {
-    if (!followLinks(path))
-        return fail(errno);
     const std::string parent = folderOf(path);
     name = path.substr(parent.size());
     if (name.empty())

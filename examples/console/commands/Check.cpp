@@ -42,8 +42,8 @@ static Result run(const QCommandLineParser &given, Host &)
         if (!problem.isEmpty())
             return failed(problem);
         const Data::String code = File::read(path);
-        if (code.isEmpty() && File::size(path) > 0)
-            return failed(QString("Cannot read \"%1\": It is no text in UTF-8").arg(path));
+        if (code.isEmpty() && !File::lastError().isEmpty())
+            return failed(File::lastError());
         if (!isAscii(code) && !hasCodingLine(code) &&
             !File::readRaw(path).startsWith(byteOrderMark))
             return failed(QString("\"%1\": It is not ASCII and has no coding line").arg(path));
