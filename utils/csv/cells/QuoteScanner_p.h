@@ -58,26 +58,28 @@ public:
             std::max({m_format.comment.size(), m_format.exception.size(), std::size_t(1)}));
         const Unit *const textEnd = text + size;
         int start = 0;
-        for (; size - start >= length + (isEnd ? 0 : ahead); start += length) {
+        for (; size - start >= length + ahead; start += length) {
             const Units<Unit> units(text + start);
-            const Ends ends = endsOf(units, text + start, length, textEnd);
+            const Ends ends = endsOf<length>(units, text + start, length, textEnd);
             found(ends.cells, ends.rows, units, start);
         }
-        if (!isEnd || start == size)
-            return start;
-        Unit rest[length] = {};
-        std::copy(text + start, textEnd, rest);
-        const Units<Unit> units(rest);
-        const Ends ends = endsOf(units, text + start, size - start, textEnd);
-        found(ends.cells, ends.rows, units, start);
-        return size;
+        while (isEnd && start < size) {
+            Unit block[length] = {};
+            const int count = std::min(size - start, length);
+            std::copy(text + start, text + start + count, block);
+            const Units<Unit> units(block);
+            const Ends ends = endsOf<0>(units, text + start, count, textEnd);
+            found(ends.cells, ends.rows, units, start);
+            start += count;
+        }
+        return start;
     }
 
     /// Whether the units scanned so far end in an open cell.
-    bool isInQuotes() const { return m_state == Quoted; }
+    bool isInQuotes() const { return m_quoted != 0; }
 
     /// Whether they end with the end of a row. True before the first unit.
-    bool isAtRowStart() const { return m_state == RowStart; }
+    bool isAtRowStart() const { return m_rowEnded != 0; }
 
 private:
     static constexpr int length = Units<Unit>::length;
@@ -112,86 +114,99 @@ private:
         return bits;
     }
 
-    /// \p count units from \p block on are in \p units.
-    Ends endsOf(const Units<Unit> &units, const Unit *block, int count, const Unit *textEnd)
+    /// \p units are the \p numUnits units from \p block on; that is \p count unless it is 0.
+    template <int count>
+    Q_ALWAYS_INLINE Ends endsOf(const Units<Unit> &units, const Unit *block, int numUnits,
+                                const Unit *textEnd)
     {
-        const quint64 counted = ~quint64(0) >> (length - count);
+        numUnits = count > 0 ? count : numUnits; // a constant
+        const quint64 counted = ~quint64(0) >> (length - numUnits);
         const quint64 quotes = units.equalTo('"') & counted;
-        const bool isOpen = m_state == Quoted;
-        if (isOpen && quotes == 0)
+        if (m_quoted != 0 && quotes == 0)
             return {0, 0};
 
         const quint64 feeds = units.equalTo('\n') & counted;
         const quint64 returns = units.equalTo('\r') & counted;
         quint64 rows = feeds;
         if (returns != 0)
-            rows |=
-                returns & ~(feeds >> 1 | quint64(isFeed(block + count, textEnd)) << (count - 1));
-        quint64 inside = 0; // an opening quote is inside, a closing one is not
-        if (quotes != 0)
-            inside = prefixXor(quotes) ^ (isOpen ? ~quint64(0) : 0);
+            rows |= returns &
+                    ~(feeds >> 1 | quint64(isFeed(block + numUnits, textEnd)) << (numUnits - 1));
+        // An opening quote is inside, a closing one is not.
+        const quint64 inside = prefixXor(quotes) ^ m_quoted;
         rows &= ~inside;
         const quint64 cells = (units.equalTo(m_format.delimiter) & counted & ~inside) | rows;
         const quint64 closing = quotes & ~inside;
+        const quint64 opening = quotes & inside;
+        const quint64 starts = cells << 1 | m_cellEnded;
+        const quint64 closed = closing << 1 | m_closed;
+        // Text after a closing quote does not matter before the next quote.
+        quint64 irregular = opening & ~(starts | closed);
+        if (quotes != 0)
+            irregular |= closed & counted & ~(cells | opening | returns);
+        if (!m_format.comment.empty())
+            irregular |= (rows << 1 | m_rowEnded) & units.equalTo(m_format.comment.front());
+        if (irregular != 0 || m_isComment)
+            return endsOneByOne(block, numUnits, textEnd);
 
-        bool isRegular = m_state != Comment;
-        if (quotes != 0) {
-            const quint64 opening = quotes & inside;
-            const quint64 starts = cells << 1 | quint64(m_state <= CellStart);
-            const quint64 closed = closing << 1 | quint64(m_state == Closed);
-            isRegular = isRegular && (opening & ~(starts | closed)) == 0 &&
-                        (closed & counted & ~(cells | opening | returns)) == 0;
-        }
-        if (!m_format.comment.empty()) {
-            const quint64 starts = rows << 1 | quint64(m_state == RowStart);
-            isRegular = isRegular && (starts & units.equalTo(m_format.comment.front())) == 0;
-        }
-        if (!isRegular)
-            return endsOneByOne(block, count, textEnd);
-
-        const quint64 last = quint64(1) << (count - 1);
-        if ((inside & last) != 0)
-            m_state = Quoted;
-        else if ((closing & last) != 0)
-            m_state = Closed;
-        else if ((rows & last) != 0)
-            m_state = RowStart;
-        else
-            m_state = (cells & last) != 0 ? CellStart : Plain;
+        const int last = numUnits - 1;
+        m_quoted = 0 - (inside >> last & 1);
+        m_closed = closing >> last & 1;
+        m_cellEnded = cells >> last & 1;
+        m_rowEnded = rows >> last & 1;
         return {cells, rows};
     }
 
-    Ends endsOneByOne(const Unit *block, int count, const Unit *textEnd)
+    Q_NEVER_INLINE Ends endsOneByOne(const Unit *block, int count, const Unit *textEnd)
     {
+        State state = Plain;
+        if (m_isComment)
+            state = Comment;
+        else if (m_quoted != 0)
+            state = Quoted;
+        else if (m_closed != 0)
+            state = Closed;
+        else if (m_cellEnded != 0)
+            state = m_rowEnded != 0 ? RowStart : CellStart;
+
         Ends ends = {0, 0};
         for (int i = 0; i < count; ++i) {
-            const Unit *const unit = block + i;
-            advance(unit, textEnd);
-            ends.cells |= quint64(m_state <= CellStart) << i;
-            ends.rows |= quint64(m_state == RowStart) << i;
+            advance(state, block + i, textEnd);
+            ends.cells |= quint64(state <= CellStart) << i;
+            ends.rows |= quint64(state == RowStart) << i;
         }
+        m_isComment = state == Comment;
+        m_quoted = 0 - quint64(state == Quoted);
+        m_closed = state == Closed;
+        m_cellEnded = state <= CellStart;
+        m_rowEnded = state == RowStart;
         return ends;
     }
 
     /// Changes the state for one unit.
-    void advance(const Unit *unit, const Unit *textEnd)
+    void advance(State &state, const Unit *unit, const Unit *textEnd) const
     {
         const bool isQuote = *unit == '"';
-        if (m_state == RowStart && m_format.isComment(unit, textEnd))
-            m_state = Comment;
-        if (m_state == Quoted) {
-            m_state = isQuote ? Closed : Quoted;
-        } else if (isQuote && (m_state <= CellStart || m_state == Closed)) {
-            m_state = Quoted;
+        if (state == RowStart && m_format.isComment(unit, textEnd))
+            state = Comment;
+        if (state == Quoted) {
+            state = isQuote ? Closed : Quoted;
+        } else if (isQuote && (state <= CellStart || state == Closed)) {
+            state = Quoted;
         } else if (*unit == '\n' || (*unit == '\r' && !isFeed(unit + 1, textEnd))) {
-            m_state = RowStart;
-        } else if (m_state != Comment) {
-            m_state = *unit == m_format.delimiter ? CellStart : Plain;
+            state = RowStart;
+        } else if (state != Comment) {
+            state = *unit == m_format.delimiter ? CellStart : Plain;
         }
     }
 
     QuotedFormat<Unit> m_format;
-    State m_state = RowStart;
+
+    // The state after the last unit. A row end is a cell end, too.
+    quint64 m_quoted = 0; // all bits, or none
+    quint64 m_closed = 0; // the lowest bit, or none
+    quint64 m_cellEnded = 1;
+    quint64 m_rowEnded = 1;
+    bool m_isComment = false;
 };
 
 // A raw cell is the text between two ends. The CR of a CR LF is part of it.
