@@ -807,8 +807,6 @@ int main(int argc, char **argv)
     };
     addQuoted("a column of quoted bytes beside bytes", million, 0.0, quoted, quotedColumn(rawLimit),
               numeric, oneColumn(rawLimit));
-    addQuoted("a column of quoted rows of a file beside lines", million, 0.0, quoted,
-              quotedColumn(fileLimit), numeric, oneColumn(fileLimit));
     const auto strtodColumn = [=](State &state, const Input &input) {
         columnBy(state, input, sum, byStrtod);
     };

@@ -66,6 +66,16 @@ private Q_SLOTS:
             << QStringList{"--quotes", "no"} << " a  b      c\n 1  \"x    y\"\n";
         QTest::newRow("quotes switched on") << QByteArray("a,b\n1,2\n").repeated(20) + "\"1,2\",3\n"
             << QStringList{"--quotes", "yes", "--rows", "0"} << "a    b\n";
+        QTest::newRow("quotes as in RFC 4180") << QByteArray("a,b\n1,\"x\ny, \"\"z\"\"\"\n")
+            << QStringList{"--quotes", "rfc"} << QString(" a  b\n 1  x") + QChar(0x21b5) + "y, \"z\"\n";
+        QTest::newRow("the same, as bytes") << QByteArray("#c\na,b\n1,\"x\r\ny\"\n")
+            << QStringList{"--quotes", "rfc", "--size-limit", "1"} << QString(" a  b\n 1  x") + QChar(0x21b5) + "y\n";
+        QTest::newRow("the same, written") << QByteArray("b;a\n\"x\ny; \"\"z\"\"\";1,5\n")
+            << QStringList{"-d", ";", "--quotes", "rfc", "--to", "/dev/stdout"} << "b,a\n\"x\ny; \"\"z\"\"\",\"1,5\"\n";
+        QTest::newRow("decimal commas") << QByteArray("a;b\n10,5;x\n9,25;y\n") << QStringList{"--decimal-comma", "--sort", "a"}
+            << "    a  b\n 9,25  y\n 10,5  x\n";
+        QTest::newRow("decimal commas in the first row") << QByteArray("10,5;1\n9,25;2\n")
+            << QStringList{"--decimal-comma", "-d", ";", "--column", "1", "--sort", "1"} << " 9,25\n 10,5\n";
         QTest::newRow("no line end") << QByteArray("a,b\n1,2") << QStringList() << " a   b\n 1   2\n";
         QTest::newRow("empty lines") << QByteArray("\na,b\n\n1,2\n\n\n") << QStringList{"-d", ","}
             << " a   b\n 1   2\n";
@@ -403,9 +413,9 @@ private Q_SLOTS:
         const QString folder = m_folder.path();
         // clang-format off
         QTest::newRow("missing") << QStringList(folder + "/no.csv") << 1
-            << "The file \"" + folder + "/no.csv\" does not exist.";
+            << "Cannot read \"" + folder + "/no.csv\": No such file or directory";
         QTest::newRow("folder") << QStringList(folder) << 1
-            << "\"" + folder + "\" is a folder, not a file.";
+            << "Cannot read \"" + folder + "\": Is a directory";
         QTest::newRow("device") << QStringList("/dev/zero") << 1
             << "Cannot read \"/dev/zero\": It is no file";
         QTest::newRow("empty") << QStringList(makeFile(folder + "/empty.csv", "")) << 1
@@ -415,11 +425,14 @@ private Q_SLOTS:
         QTest::newRow("comments only") << QStringList(makeFile(folder + "/c.csv", "#a,b\n")) << 1
             << "No table is in \"" + folder + "/c.csv\"";
         QTest::newRow("not UTF-8") << QStringList(makeFile(folder + "/l.csv", "a,\xff\n")) << 1
-            << "The file \"" + folder + "/l.csv\" is not valid UTF-8.";
+            << "Cannot read \"" + folder + "/l.csv\": It is no text in UTF-8";
         QTest::newRow("not Shift-JIS") << QStringList{folder + "/l.csv", "--encoding", "Shift_JIS"} << 1
-            << "The file \"" + folder + "/l.csv\" is not valid Shift_JIS.";
+            << "Cannot read \"" + folder + "/l.csv\": It is no text in Shift_JIS";
         QTest::newRow("no encoding") << QStringList{bolts, "--encoding", "none"} << 2
             << "--encoding must be the name of an encoding, or auto. See kelm table --help";
+        const QString open = makeFile(folder + "/open.csv", "a,b\nc,\"d\n");
+        QTest::newRow("open quote") << QStringList{open, "--quotes", "rfc"} << 1
+            << "Cannot read \"" + open + "\": The row that starts in line 2 has a quote that is not closed.";
         QTest::newRow("no such column") << QStringList{bolts, "--column", "Mass"} << 1
             << "\"" + bolts + "\" has no column \"Mass\"";
         QTest::newRow("column 0") << QStringList{bolts, "--column", "0"} << 1
@@ -427,11 +440,11 @@ private Q_SLOTS:
         QTest::newRow("column after the end") << QStringList{bolts, "--sort", "6"} << 1
             << "\"" + bolts + "\" has no column \"6\"";
         QTest::newRow("cannot be written") << QStringList{bolts, "--to", folder + "/no/out.csv"} << 1
-            << "The folder of the file \"" + folder + "/no/out.csv\" does not exist.";
+            << "Cannot write \"" + folder + "/no/out.csv\": No such file or directory";
         QTest::newRow("full disk") << QStringList{bolts, "--to", "/dev/full"} << 1
-            << "The file \"/dev/full\" cannot be written completely: the disk is full.";
+            << "Cannot write \"/dev/full\": No space left on device";
         QTest::newRow("not UTF-8, blanks") << QStringList(makeFile(folder + "/b.txt", "a b\n1 \xff\n"))
-            << 1 << "The file \"" + folder + "/b.txt\" is not valid UTF-8.";
+            << 1 << "Cannot read \"" + folder + "/b.txt\": It is no text in UTF-8";
         const QString texts = makeFile(folder + "/texts.csv", "a,b\nx,nan\n");
         QTest::newRow("no numbers") << QStringList{texts, "--stats"} << 1
             << "No numbers are in \"" + texts + "\"";
@@ -440,7 +453,7 @@ private Q_SLOTS:
         QTest::newRow("very many bins") << QStringList{bolts, "--bins", "1001"} << 2
             << "--bins must be at most 1000. See kelm table --help";
         QTest::newRow("quotes") << QStringList{bolts, "--quotes", "maybe"} << 2
-            << "--quotes must be yes, no or guess. See kelm table --help";
+            << "--quotes must be yes, no, guess or rfc. See kelm table --help";
         QTest::newRow("size limit") << QStringList{bolts, "--size-limit", "0"} << 2
             << "--size-limit must be a whole number from 1 on. See kelm table --help";
         QTest::newRow("bins") << QStringList{bolts, "--bins", "1"} << 2

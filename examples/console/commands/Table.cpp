@@ -31,12 +31,17 @@ static void declare(QCommandLineParser &parser)
          "Lines that begin with TEXT are comments; \"\" for none. Without this option it is "
          "detected.",
          "TEXT"},
-        {"quotes", "Whether fields may be in quotes: yes, no or guess. It is guess otherwise.",
+        {"quotes",
+         "Whether fields may be in quotes: yes, no, guess, or rfc for quotes as in RFC 4180, with "
+         "line breaks in them. It is guess otherwise.",
          "WHETHER", "guess"},
         {"encoding",
          "The encoding of the file, such as windows-1252, or auto for a guess. Without this option "
          "it is UTF-8.",
          "NAME"},
+        {"decimal-comma",
+         "Numbers have a decimal comma, as 2,5. Without this option it is detected, and applied when "
+         "that is certain."},
         {"no-header", "The first row is no header."},
         {"size-limit",
          "Holds a file of up to MB megabytes as bytes and leaves a larger one on the disk. "
@@ -71,30 +76,35 @@ static void readAligned(Utils::FileReader &reader, CSVTable &table)
     }
 }
 
-static void read(const QString &path, const TableLayout &layout, int sizeLimit, CSVTable &table)
+/// Reads the file. Returns why it cannot be read, or "".
+static QString read(const QString &path, const TableLayout &layout, int sizeLimit, CSVTable &table)
 {
     if (layout.isAligned() && table.encoding().isEmpty()) {
         Utils::FileReader reader(path);
-        return readAligned(reader, table);
+        readAligned(reader, table);
+        return {};
     }
     if (layout.isAligned()) {
         Utils::FileReader reader(path, table.encoding());
-        return readAligned(reader, table);
+        readAligned(reader, table);
+        return {};
     }
     Utils::Progress progress(0, "Reading " + File::base(path, /*withExtension=*/true));
     table.setProgress(&progress);
-    table.read(path, sizeLimit, layout.isQuoted);
+    const bool isRead = table.read(path, sizeLimit, layout.isQuoted);
     table.setProgress(nullptr);
+    return isRead || table.quoting() == CSVTable::Classic ? QString() : QString(File::lastError());
 }
 
 static Result write(const CSVTable &table, const QString &path)
 {
     const QString delimiter = File::extension(path).toLower() == "tsv" ? "\t" : ",";
     CSVTable written(delimiter);
+    written.setQuoting(table.quoting());
     for (int row = 0; row < table.numRows(); ++row) {
         QStringList fields = table.data(row);
         for (QString &field : fields) {
-            if (field.contains(delimiter))
+            if (table.quoting() == CSVTable::Classic && field.contains(delimiter))
                 field.replace('"', "\"\""); // the table quotes the field, and doubles no quotes
         }
         written.appendData(fields);
@@ -110,8 +120,8 @@ static QString whyMisused(const QCommandLineParser &given)
     const int mostBins = 1000;
     const auto bins = wholeNumber(given.value("bins"), 2);
 
-    if (!QStringList{"yes", "no", "guess"}.contains(given.value("quotes")))
-        return "--quotes must be yes, no or guess";
+    if (!QStringList{"yes", "no", "guess", "rfc"}.contains(given.value("quotes")))
+        return "--quotes must be yes, no, guess or rfc";
     if (given.isSet("encoding") && !isEncoding(given.value("encoding")))
         return "--encoding must be the name of an encoding, or auto";
     if (given.isSet("size-limit") && !wholeNumber(given.value("size-limit"), 1))
@@ -150,12 +160,24 @@ static CSVDialect knownDialect(const QCommandLineParser &given)
         known.setDelimiter(wantedDelimiter(given));
     if (given.isSet("comment"))
         known.setComment(given.value("comment"));
-    if (given.isSet("encoding") && given.value("encoding") != "auto")
-        known.setEncoding(given.value("encoding"));
+    if (given.isSet("decimal-comma"))
+        known.setDecimalPoint(',');
+    const QString encoding = given.value("encoding");
+    if (!encoding.isEmpty() && encoding != "auto")
+        known.setEncoding(encoding);
     if (given.value("quotes") != "guess")
-        known.setQuotes(given.value("quotes") == "yes" ? CSVDialect::Rfc4180Quotes
-                                                       : CSVDialect::NoQuotes);
+        known.setQuotes(given.value("quotes") == "no" ? CSVDialect::NoQuotes
+                                                      : CSVDialect::Rfc4180Quotes);
     return known;
+}
+
+/// A decimal comma is applied only if it is certain: it makes a text a number.
+static char decimalPoint(const QCommandLineParser &given, const CSVDialect &dialect)
+{
+    const double certain = 0.9;
+    const bool isComma = dialect.decimalPoint() == ',' &&
+                         dialect.confidence(CSVDialect::DecimalPoint) > certain;
+    return isComma || given.isSet("decimal-comma") ? ',' : '.';
 }
 
 static TableLayout wantedLayout(const QCommandLineParser &given, const CSVDialect &dialect)
@@ -180,7 +202,8 @@ static QString tableDelimiter(const TableLayout &layout, bool hasSizeLimit)
 static std::optional<QString> readChoice(const QCommandLineParser &given, const QStringList &top,
                                          TableChoice &choice)
 {
-    choice.hasHeader = !given.isSet("no-header") && isHeader(top);
+    choice.hasHeader =
+        !given.isSet("no-header") && isHeader(top, given.isSet("decimal-comma") ? ',' : '.');
     choice.isAscending = !given.isSet("descending");
     choice.numRows = wholeNumber(given.value("rows"), 0).value_or(-1);
     const QStringList labels = choice.hasHeader ? top : numberedLabels(top.size());
@@ -213,10 +236,11 @@ static Result show(const QCommandLineParser &given, const QString &path, const C
     return good();
 }
 
-/// The text of the file in the encoding; in UTF-8 if that is "".
-static QString textOf(const QString &path, const QString &encoding)
+/// Whether the file is valid text in the encoding; in UTF-8 if that is "".
+static bool isText(const QString &path, const QString &encoding)
 {
-    return encoding.isEmpty() ? File::read(path) : File::read(path, encoding);
+    return File::size(path) == 0 ||
+           !(encoding.isEmpty() ? File::read(path) : File::read(path, encoding)).isEmpty();
 }
 
 static Result run(const QCommandLineParser &given, Host &host)
@@ -240,11 +264,18 @@ static Result run(const QCommandLineParser &given, Host &host)
     CSVTable table(tableDelimiter(layout, sizeLimit.has_value()));
     table.setComment(layout.comment);
     table.setEncoding(given.value("encoding"));
-    read(path, layout, sizeLimit.value_or(0), table);
+    if (given.value("quotes") == "rfc")
+        table.setQuoting(CSVTable::Rfc4180);
+    table.setDecimalPoint(decimalPoint(given, dialect));
+    const QString reason = read(path, layout, sizeLimit.value_or(0), table);
+    if (!reason.isEmpty())
+        return failed(QString("Cannot read \"%1\": %2").arg(path, reason));
     const QStringList top = topRow(table);
     const bool isRead = !layout.isAligned() && !top.isEmpty(); // as valid text
-    if (!isRead && textOf(path, given.value("encoding")).isEmpty() && !File::lastError().isEmpty())
-        return failed(File::lastError());
+    if (!isRead && !isText(path, given.value("encoding"))) {
+        const QString encoding = given.isSet("encoding") ? given.value("encoding") : "UTF-8";
+        return failed(QString("Cannot read \"%1\": It is no text in %2").arg(path, encoding));
+    }
     if (top.isEmpty())
         return failed(QString("No table is in \"%1\"").arg(path));
 
@@ -257,6 +288,8 @@ static Result run(const QCommandLineParser &given, Host &host)
     if (!sizeLimit && isAllOf(table, choice))
         return show(given, path, table, choice.hasHeader);
     CSVTable chosen("  "); // which puts nothing in quotes
+    chosen.setQuoting(table.quoting());
+    chosen.setDecimalPoint(table.decimalPoint());
     choose(table, choice, chosen);
     return show(given, path, chosen, choice.hasHeader);
 }

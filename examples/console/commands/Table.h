@@ -51,7 +51,8 @@ void removeEmptyEnd(Utils::CSVTable &table);
 /// The first row that is not empty. None when there is no such row.
 QStringList topRow(const Utils::CSVTable &table);
 
-bool isHeader(const QStringList &fields);
+/// Whether the fields of the first row are a header. \p point is the decimal point of numbers.
+bool isHeader(const QStringList &fields, char point);
 
 /// The label of a column in a table without a header: "Column 1" for the first.
 QString numberedLabel(int column);

@@ -38,9 +38,10 @@ QStringList topRow(const CSVTable &table)
     return {};
 }
 
-bool isHeader(const QStringList &fields)
+bool isHeader(const QStringList &fields, char point)
 {
     CSVTable table;
+    table.setDecimalPoint(point);
     table.appendData(fields);
     return table.hasHeader();
 }
@@ -101,6 +102,7 @@ void choose(const CSVTable &table, const TableChoice &choice, CSVTable &chosen)
     }
 
     CSVTable rows;
+    rows.setDecimalPoint(table.decimalPoint());
     for (int row = 0; row < table.numRows(); ++row) {
         const QStringList all = table.data(row);
         if (!isEmptyRow(all)) // the first field may not be a wanted column

@@ -5,6 +5,8 @@
 #include "utils/text/Statistics.h"
 #include "utils/text/StringUtil.h"
 
+#include <QRegExp>
+
 #include <algorithm>
 #include <cmath>
 
@@ -130,7 +132,16 @@ void printTable(const CSVTable &table, bool hasHeader)
     int textColumn = 0;
     while (textColumn < count && isColumnOfNumbers(table, textColumn, hasHeader))
         ++textColumn;
-    printAligned(table, textColumn < count ? textColumn : -1);
+    const int leftColumn = textColumn < count ? textColumn : -1;
+    if (table.quoting() == CSVTable::Classic)
+        return printAligned(table, leftColumn);
+
+    // A field with line breaks would not stay in its column.
+    static const QRegExp lineBreak("\r\n|\r|\n");
+    CSVTable shown("  ");
+    for (int row = 0; row < table.numRows(); ++row)
+        shown.appendData(table.data(row).replaceInStrings(lineBreak, QChar(0x21b5)));
+    printAligned(shown, leftColumn);
 }
 
 } // namespace Kelm
