@@ -13,7 +13,7 @@ bool CSVCell::isEmpty() const
 {
     if (m_size == 0)
         return true;
-    const bool mayBeBlank = m_form == InFile || (m_form == Utf8 && !isAscii(*bytes()));
+    const bool mayBeBlank = form() == InFile || (form() == Utf8 && !isAscii(*bytes()));
     return mayBeBlank && text().isEmpty();
 }
 
@@ -24,7 +24,7 @@ Data::String CSVCell::text() const
 
 QString CSVCell::toText() const
 {
-    switch (m_form) {
+    switch (form()) {
     case Utf16:
         return QString(characters(), m_size);
     case Utf8:
@@ -54,24 +54,24 @@ double CSVCell::number(bool *ok) const
 /// Parses a cell that contains only a number, as most do that are read as numbers.
 bool CSVCell::toPureNumber(double &value) const
 {
+    if (isUtf16())
+        return hasComma() ? parseCommaNumber(characters(), characters() + m_size, value)
+                          : parsePureNumber(characters(), m_size, value);
     if (m_hasRoom && parseDecimal(bytes(), bytes() + m_size, value))
         return true;
-    if (m_hasComma)
-        return isUtf16() ? parseCommaNumber(characters(), characters() + m_size, value)
-                         : parseCommaNumber(bytes(), bytes() + m_size, value);
-    if (isUtf16())
-        return parsePureNumber(characters(), m_size, value);
+    if (hasComma())
+        return parseCommaNumber(bytes(), bytes() + m_size, value);
     return (m_form == Utf8 || m_form == Exact) && parsePureNumber(bytes(), m_size, value);
 }
 
 /// Parses any cell.
 double CSVCell::toNumber(bool *ok) const
 {
-    const char point = m_hasComma ? ',' : '.';
-    if (m_form == Utf16 || m_form == Utf8 || (m_form == Exact && m_size > 0))
+    const char point = hasComma() ? ',' : '.';
+    if (isUtf16() || form() == Utf8 || (form() == Exact && m_size > 0))
         return csvNumber(toText(), ok, point);
     const auto hole = [this] { return *m_hole; };
-    return m_hasComma ? csvCommaNumber(bytes(), bytes() + m_size, hole, ok)
+    return hasComma() ? csvCommaNumber(bytes(), bytes() + m_size, hole, ok)
                       : csvNumber(bytes(), bytes() + m_size, hole, ok);
 }
 

@@ -51,17 +51,20 @@ private:
     enum Form : unsigned char
     {
         Utf16,
-        Utf8,   // trimmed at ASCII white space
-        Bytes,  // of any encoding; ends at a zero byte as text
-        InFile, // not trimmed
-        Exact   // UTF-8; text with all white space
+        Utf8,     // trimmed at ASCII white space
+        Bytes,    // of any encoding; ends at a zero byte as text
+        InFile,   // not trimmed
+        Exact,    // UTF-8; text with all white space
+        Comma = 8 // a flag of the forms of bytes: numbers have a decimal comma
     };
 
     CSVCell() = default;
-    CSVCell(const void *data, int size, Form form, bool hasRoom, bool hasComma, const double *hole)
-        : m_data(data), m_hole(hole), m_size(size), m_form(form), m_hasRoom(hasRoom),
-          m_hasComma(hasComma)
+    CSVCell(const void *data, int size, Form form, bool hasRoom, const double *hole)
+        : m_data(data), m_hole(hole), m_size(size), m_form(form), m_hasRoom(hasRoom)
     {}
+
+    Form form() const { return static_cast<Form>(m_form & ~Comma); }
+    bool hasComma() const { return isUtf16() ? m_hasRoom : (m_form & Comma) != 0; }
 
     QString toText() const;
     bool toPureNumber(double &value) const;
@@ -71,8 +74,9 @@ private:
     const double *m_hole; // the hole number
     int m_size;
     Form m_form;
-    bool m_hasRoom;  // whether the memory before the end of the cell may be read, for fast parsing
-    bool m_hasComma; // whether numbers have a decimal comma, and are not parsed fast
+    // Whether the memory before the end of the cell may be read, for fast parsing; of UTF-16,
+    // whether numbers have a decimal comma.
+    bool m_hasRoom;
 };
 
 } // namespace Utils

@@ -27,10 +27,10 @@ public:
     /// \p hole is the number of an empty cell of bytes, and must outlive the builder. \p point is
     /// the decimal point.
     explicit CSVRowBuilder(char point = '.', const double &hole = csvHoleValue())
-        : m_hole(&hole), m_hasComma(point == ',')
+        : m_hole(&hole), m_hasComma(point == ','), m_comma(m_hasComma ? CSVCell::Comma : 0)
     {}
 
-    static bool isExact(const CSVCell &cell) { return cell.m_form == Exact; }
+    static bool isExact(const CSVCell &cell) { return cell.form() == Exact; }
 
     CSVRow row(int number) const { return CSVRow(number, m_cells.get(), m_cells.get() + m_size); }
 
@@ -58,13 +58,14 @@ public:
     /// Adds a cell in memory that is kept. \p text is the start of the text that contains the cell.
     void add(Form form, const char *text, const char *begin, const char *end)
     {
-        m_cells[m_size++] = CSVCell(begin, static_cast<int>(end - begin), form,
-                                    !m_hasComma && end - text >= decimalReach, m_hasComma, m_hole);
+        const bool hasRoom = !m_hasComma && end - text >= decimalReach;
+        m_cells[m_size++] = CSVCell(begin, static_cast<int>(end - begin),
+                                    static_cast<Form>(form | m_comma), hasRoom, m_hole);
     }
     void add(const QChar *begin, const QChar *end)
     {
-        m_cells[m_size++] = CSVCell(begin, static_cast<int>(end - begin), CSVCell::Utf16, false,
-                                    m_hasComma, m_hole);
+        m_cells[m_size++] =
+            CSVCell(begin, static_cast<int>(end - begin), CSVCell::Utf16, m_hasComma, m_hole);
     }
 
     /// Adds a cell with a text of its own.
@@ -95,6 +96,7 @@ public:
 private:
     const double *m_hole;
     const bool m_hasComma;
+    const unsigned char m_comma; // the flag
     std::unique_ptr<CSVCell[]> m_cells;
     int m_size = 0;
     int m_room = 0;
