@@ -2,7 +2,7 @@
 """Fails where a Natvis file is not as the sources are: natvis.py FILE PRINTERS ROOT
 
 The file must be well-formed and have only known elements. A header must declare each type and each
-member of ours that it names, and offsets in types of Qt must be those of PRINTERS, which are tested.
+member of ours that it names. Offsets in types of Qt must be those of PRINTERS, which are tested.
 """
 
 import re

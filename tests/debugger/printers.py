@@ -4,9 +4,9 @@
     printers.py SOURCE HOST LIBRARY
     printers.py GUIDE HOST LIBRARY    for a guide: a session, where "..." is any text
 
-HOST is the program that is made of SOURCE, whose comments promise what gdb shows. Its functions call
-look() at their end, where gdb must keep the promises of the function: in the running program, and
-in a core file of it. gdb loads the printers by itself, because they are beside LIBRARY.
+HOST is the program that is made of SOURCE, whose comments promise what gdb shows. Its functions
+call look() at their end, where gdb must keep the promises of the function: in the running program,
+and in a core file of it. gdb loads the printers by itself, because they are beside LIBRARY.
 
 Ends with 77 when gdb is missing, or may not run a program.
 """
@@ -28,6 +28,9 @@ TYPES = (
     "Utils::TagFile", "Utils::TagFile::Tag", "Utils::CSVTable", "Utils::PublicSignal",
     "Utils::Slot", "Utils::Settings",
 )  # fmt: skip
+# For the host: freed memory is overwritten at once. Otherwise it depends on chance whether a
+# destroyed object still looks valid.
+TUNABLES = "glibc.malloc.tcache_count=0:glibc.malloc.perturb=165"
 # Shows random memory as each type.
 SHOW_NOISE = """
 import gdb
@@ -67,7 +70,8 @@ class Debugger:
 
     def run(self, commands, locale="C.UTF-8"):
         """What gdb prints for the commands, and what it complains of."""
-        settings = ("set pagination off", "set width 0", "set confirm off")
+        settings = ["set pagination off", "set width 0", "set confirm off"]
+        settings.append(f"set environment GLIBC_TUNABLES {TUNABLES}")
         line = ["gdb", "-batch", "-nx", "-iex", f"add-auto-load-safe-path {self.library.parent}"]
         line += ["-iex", "set debuginfod enabled off"]
         for command in (*settings, *commands):
