@@ -7,6 +7,7 @@
 #include "tests/support/Print.h"
 
 #include <QDir>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -16,6 +17,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -180,6 +182,45 @@ private Q_SLOTS:
         }
         QVERIFY2(failures >= pages - 6, QByteArray::number(failures));
         QVERIFY(failures <= pages);
+    }
+
+    /// Without /proc, a file without a name cannot be given one, as on disks that have none.
+    void losesNothingWithoutFilesThatHaveNoName()
+    {
+        if (mount("none", "/proc", "tmpfs", 0, "size=4k") != 0)
+            QSKIP("/proc cannot be hidden here");
+        const auto showProc = qScopeGuard([] { umount("/proc"); });
+        QVERIFY(!QFileInfo::exists("/proc/self/fd"));
+        const QString file = makeFile(m_folder.filePath("file"), "old");
+        const QByteArray name = QFile::encodeName(file);
+        QCOMPARE(chmod(name.constData(), 0640), 0);
+        {
+            Utils::TagFile tags;
+            String error;
+            QVERIFY(tags.open(file, error));
+            QCOMPARE(entries().size(), 2);
+            QVERIFY(entries().first().startsWith(".kelm-saving-"));
+            // Another one at the same time has another name.
+            QVERIFY(File::writeSafely(file, QByteArray(100000, 'n')));
+            QCOMPARE(contentsOf(file), QByteArray(100000, 'n'));
+        }
+        QCOMPARE(entries(), QStringList("file"));
+        struct stat status = {};
+        QCOMPARE(stat(name.constData(), &status), 0);
+        QCOMPARE(status.st_mode & 07777, mode_t(0640));
+
+        for (long room = 0; room < 25; ++room) {
+            fillUp(m_folder.filePath("filler"), room);
+            const bool isWritten = File::writeSafely(file, QByteArray(100000, 'f'));
+            const String reason = File::lastError();
+            const QByteArray found = contentsOf(file);
+            QVERIFY(QFile::remove(m_folder.filePath("filler")));
+            QVERIFY(!isWritten);
+            QCOMPARE(reason, String(".Kelm.Utils.err.diskfull"));
+            QCOMPARE(found, QByteArray(100000, 'n'));
+            QCOMPARE(entries(), QStringList("file"));
+        }
+        QVERIFY(QFile::remove(file));
     }
 
     void losesNothingOfAFileWithTwoNames()

@@ -513,6 +513,53 @@ private Q_SLOTS:
         QCOMPARE(entries(), QStringList({"file", "from"}));
     }
 
+    void tellsWhatItCannotReplaceAtTheEnd()
+    {
+        const QString file = makeFile(path("file"), "old");
+        Utils::TagFile tags;
+        String error;
+        QVERIFY(tags.open(file, error));
+        tags.writeTag("row", "", false);
+        QVERIFY(QFile::remove(file) && QDir(m_folder->path()).mkdir("file"));
+
+        tags.close();
+
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.isfolder"));
+        QCOMPARE(entries(), QStringList({"file", "from"}));
+    }
+
+    void replacesWhatCameMeanwhile()
+    {
+        const QString file = path("file");
+        Utils::TagFile tags;
+        String error;
+        QVERIFY(tags.open(file, error));
+        tags.writeTag("row", "", false);
+        makeFile(file, "of another program");
+
+        tags.close();
+
+        QCOMPARE(File::lastError(), String());
+        QCOMPARE(contentsOf(file), QByteArray("*row\n"));
+        QCOMPARE(entries(), QStringList({"file", "from"}));
+    }
+
+    void writesAFileThatWentMeanwhile()
+    {
+        const QString file = makeFile(path("file"), "old");
+        Utils::TagFile tags;
+        String error;
+        QVERIFY(tags.open(file, error));
+        tags.writeTag("row", "", false);
+        QVERIFY(QFile::remove(file));
+
+        tags.close();
+
+        QCOMPARE(File::lastError(), String());
+        QCOMPARE(contentsOf(file), QByteArray("*row\n"));
+        QCOMPARE(entries(), QStringList({"file", "from"}));
+    }
+
     void writesTwoStreamsToOneFile()
     {
         const QString file = makeFile(path("file"), "old");

@@ -70,6 +70,27 @@ static Run writing(const QByteArray &fresh, const Write &write)
             [=](Outcome &outcome) { outcome.add(contents("a.txt", fresh, old)); }};
 }
 
+/// The same under File::setSafeWriting(): the file may not be anything but old or new.
+template <typename Write>
+static Run writingSafely(const QByteArray &fresh, const Write &write)
+{
+    const Run run = writing(fresh, write);
+    return {[=](Outcome &outcome) {
+                File::setSafeWriting(true);
+                run.act(outcome);
+                File::setSafeWriting(false);
+            },
+            [=](Outcome &outcome) {
+                run.inspect(outcome);
+                if (outcome.states.last() != "old" && outcome.states.last() != "new")
+                    outcome.damage = "neither the old nor the new content";
+                for (const QByteArray &entry : treeOf(".")) {
+                    if (entry.contains(".kelm-saving-"))
+                        outcome.damage = "a file beside it";
+                }
+            }};
+}
+
 /// A tree of three levels in "from/tree".
 static void makeTree()
 {
@@ -243,6 +264,22 @@ std::vector<Scenario> fileScenarios()
          }},
         {"File::writeRaw", everything,
          [=] { return writing(text, [=] { return File::writeRaw("a.txt", text); }); }},
+        {"File::write:safely", everything,
+         [=] { return writingSafely(text, [=] { return File::write("a.txt", unicode); }); }},
+        {"File::writeRaw:safely", everything,
+         [=] { return writingSafely(text, [=] { return File::writeRaw("a.txt", text); }); }},
+        {"File::writeRaw:safely, two names", everything,
+         [=] {
+             // It is written in place at the end, so a fault in there is only reported.
+             const Run run = writing(text, [=] {
+                 File::setSafeWriting(true);
+                 const bool isWritten = File::writeRaw("a.txt", text);
+                 File::setSafeWriting(false);
+                 return isWritten;
+             });
+             (void)!::link("a.txt", "from-b.txt");
+             return run;
+         }},
         {"File::openRead", everything,
          [=] {
              return reading(text, [] {

@@ -228,8 +228,8 @@ public:
     ///
     /// Three exceptions:
     /// - A file with several names (hard links) keeps them: it is written in place, after the new
-    ///   contents are on the disk and space for them is reserved. A kill or a power failure during
-    ///   that copy leaves it incomplete; a full disk does not.
+    ///   contents are on the disk and space for them is reserved. A kill, a power failure or a disk
+    ///   error during that copy leaves it incomplete; a full disk does not.
     /// - Devices, pipes and open streams, such as /dev/stdout, are written directly.
     /// - A kill leaves no other file on file systems that have files without a name, as those of
     ///   local disks do. On others, such as network drives, and when all processes of a group are
