@@ -212,6 +212,19 @@ static void loadQuoted(State &state, const Input &input, int limit)
     measurePeak(state, 0.0, load);
 }
 
+static void loadEncoded(State &state, const Input &input, const char *encoding, int limit)
+{
+    const auto load = [&] {
+        CSVTable table;
+        table.setEncoding(encoding);
+        table.read(input.path, limit, limit == 0 && input.quoted);
+        check(state, table.numRows(), input.rows + 1); // as bytes, quotes make more columns
+    };
+    for (auto _ : state)
+        load();
+    measurePeak(state, 0.0, load);
+}
+
 /// Without quotes, in the file.
 static void loadInFile(State &state, const Input &input)
 {
@@ -724,6 +737,35 @@ static Input makeMixedInput(const QString &path, int size)
     return input;
 }
 
+/// The same table in UTF-8 and in windows-1252.
+struct EncodedInputs
+{
+    Input utf8;
+    Input latin;
+};
+
+static EncodedInputs makeEncodedInputs(const QTemporaryDir &folder, QString text, int columns)
+{
+    for (QChar &character : text) {
+        if (character > QChar(0xff)) // which windows-1252 does not have, except for the euro sign
+            character = QChar(0x20ac);
+    }
+    EncodedInputs inputs;
+    const QString name = QString::number(columns) + QStringLiteral(".csv");
+    inputs.utf8 =
+        makeInput(folder.filePath(QStringLiteral("utf8-") + name), text.toUtf8(), columns);
+    inputs.utf8.quoted = true;
+    inputs.latin = inputs.utf8;
+    inputs.latin.path = folder.filePath(QStringLiteral("windows-1252-") + name);
+    QByteArray bytes = text.toLatin1();
+    for (int i = 0; i < text.size(); ++i) {
+        if (text.at(i) == QChar(0x20ac))
+            bytes[i] = '\x80';
+    }
+    writeTable(inputs.latin.path, bytes);
+    return inputs;
+}
+
 /// The sums of the columns, each in the order of its rows.
 static std::array<double, numericColumns> columnSums(const Input &input)
 {
@@ -777,6 +819,26 @@ int main(int argc, char **argv)
         numeric);
     add("load a QString beside libcsv copying bytes", words, 0.2, loadString, loadBytesByLibcsv,
         mixed);
+
+    const EncodedInputs encoded =
+        makeEncodedInputs(folder, QString::fromUtf8(makeMixedTable(100 * 1000 * 1000)), 8);
+    const QString labels = QString::fromUtf8("t{s},T{\u00b0"
+                                             "C}") +
+                           QStringLiteral(",F").repeated(numericColumns - 2);
+    const EncodedInputs measured =
+        makeEncodedInputs(folder, labels + QLatin1Char('\n') + numeric.text, numericColumns);
+    const auto loadIn = [&](const char *encoding, const Input &input, int limit) {
+        return [=](State &state) { loadEncoded(state, input, encoding, limit); };
+    };
+    const char *const manyWords = "100 MB of words";
+    addPair("load text in windows-1252 beside UTF-8", "1,000,000 x 10 and labels", 1.3,
+            loadIn("windows-1252", measured.latin, 0), loadIn("", measured.utf8, 0));
+    addPair("load text in windows-1252 beside UTF-8", manyWords, 1.3,
+            loadIn("windows-1252", encoded.latin, 0), loadIn("", encoded.utf8, 0));
+    addPair("load text with a guess, windows-1252, beside UTF-8", manyWords, 1.3,
+            loadIn("auto", encoded.latin, 0), loadIn("", encoded.utf8, 0));
+    addPair("load bytes in windows-1252 beside UTF-8", manyWords, 0.0,
+            loadIn("windows-1252", encoded.latin, rawLimit), loadIn("", encoded.utf8, rawLimit));
 
     const auto oneColumn = [&](int limit) {
         return [=](State &state, const Input &input) { columnOurs(state, input, limit, sum); };

@@ -13,6 +13,7 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <random>
 
 using Data::String;
 using Utils::File;
@@ -145,7 +146,7 @@ private Q_SLOTS:
         QFETCH(String, encoding);
         for (int cut = 0; cut <= 5; ++cut) {
             const String path =
-                makeFile(m_folder.filePath("file"), QByteArray((1 << 20) - cut, 'x') + end);
+                makeFile(m_folder.filePath("file"), QByteArray((1 << 18) - cut, 'x') + end);
 
             QCOMPARE(File::encoding(path), encoding);
         }
@@ -259,6 +260,32 @@ private Q_SLOTS:
         const String path = makeFile(m_folder.filePath("file"), contents);
 
         QVERIFY(File::read(path, QString(encoding)) == String(text));
+    }
+
+    void decodesSingleBytesAsQtDoes_data()
+    {
+        QTest::addColumn<QByteArray>("encoding");
+        for (const char *encoding : {"windows-1252", "ISO-8859-15", "KOI8-R", "IBM850"})
+            QTest::newRow(encoding) << QByteArray(encoding);
+    }
+
+    // The longer text takes the place of the bytes, several of which are moved at once.
+    void decodesSingleBytesAsQtDoes()
+    {
+        QFETCH(QByteArray, encoding);
+        QTextCodec *const codec = QTextCodec::codecForName(encoding);
+        QVERIFY(codec);
+        std::mt19937 random(1);
+        for (int i = 0; i < 200; ++i) {
+            const unsigned distance = 1 + random() % 50; // of bytes that are not ASCII
+            QByteArray contents(int(random() % 400), 'x');
+            for (char &byte : contents)
+                byte = char(random() % distance == 0 ? 0x80 + random() % 0x80 : random() % 0x80);
+            const String path =
+                makeFile(m_folder.filePath(encoding + QByteArray::number(i)), contents);
+
+            QCOMPARE(File::read(path, QString(encoding)), String(codec->toUnicode(contents)));
+        }
     }
 
     void doesNotReadWhatIsNotValid_data()

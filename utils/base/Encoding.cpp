@@ -1,6 +1,7 @@
 #include "utils/base/Encoding_p.h"
 
 #include "utils/base/Limits_p.h"
+#include "utils/base/Simd_p.h"
 #include "utils/base/Utf8_p.h"
 
 #include <QTextCodec>
@@ -22,7 +23,7 @@ struct SingleByte
     ushort unit = QChar::ReplacementCharacter;
     bool isDefined = false;
     uchar length = 3;
-    std::array<char, 4> bytes = {'\xef', '\xbf', '\xbd', '\0'};
+    std::array<char, 4> bytes = {'\0', '\xef', '\xbf', '\xbd'}; // at the end
 };
 
 struct EncodingTable
@@ -42,6 +43,16 @@ static QString decode(QTextCodec *codec, const char *bytes, int size)
     return codec->toUnicode(bytes, size, &state);
 }
 
+/// Keeps the data of a codec loaded, which otherwise are loaded again for each text.
+class LoadedCodec
+{
+public:
+    explicit LoadedCodec(const QTextCodec &codec) { codec.toUnicode("x", 1, &m_state); }
+
+private:
+    QTextCodec::ConverterState m_state;
+};
+
 static SingleByte singleByte(QChar character)
 {
     SingleByte result;
@@ -51,13 +62,14 @@ static SingleByte singleByte(QChar character)
     result.unit = character.unicode();
     result.isDefined = true;
     result.length = static_cast<uchar>(bytes.size());
-    std::copy(bytes.begin(), bytes.end(), result.bytes.begin());
+    std::copy(bytes.begin(), bytes.end(), result.bytes.end() - bytes.size());
     return result;
 }
 
 /// Decodes each byte on its own, to find out what kind of encoding it is.
 static void examineBytes(EncodingTable &table)
 {
+    const LoadedCodec loaded(*table.codec);
     bool isAscii = true;
     table.keepsAscii = true;
     table.isSingleByte = true;
@@ -70,7 +82,8 @@ static void examineBytes(EncodingTable &table)
         const bool isField = byte == '\t' || byte == '\n' || byte == '\r' ||
                              (byte >= ' ' && byte < 0x40); // which lines and numbers need
         table.keepsAscii = table.keepsAscii && (isSame || (isOne && !isField) || byte >= 0x80);
-        table.isSingleByte = table.isSingleByte && isOne && !text.at(0).isSurrogate();
+        table.isSingleByte = table.isSingleByte && isOne && !text.at(0).isSurrogate() &&
+                             (byte < 0x80 || text.at(0) >= QChar(0x80));
         if (table.isSingleByte)
             table.characters[static_cast<std::size_t>(byte)] = singleByte(text.at(0));
     }
@@ -110,6 +123,7 @@ bool Encoding::keepsLinesAndFields(char delimiter) const
         return false;
     if (m_table->isUtf8 || m_table->isSingleByte)
         return true;
+    const LoadedCodec loaded(*m_table->codec);
     // After the first byte of a character, neither may be the next one of it.
     for (const char next : {'\n', delimiter}) {
         for (int byte = 0x80; byte < 0x100; ++byte) {
@@ -123,59 +137,89 @@ bool Encoding::keepsLinesAndFields(char delimiter) const
 
 // Decoding
 
-/// The number of leading bytes of ASCII among 16.
-static int asciiLength(const char *bytes)
+static bool isWide(char byte) { return static_cast<signed char>(byte) < 0; }
+
+/// The number of bytes of the text in UTF-8; -1 when a byte has no character.
+static qint64 sizeInUtf8(const EncodingTable &table, const QByteArray &bytes)
 {
-    constexpr quint64 highBits = 0x8080808080808080;
-    const quint64 first = qFromLittleEndian<quint64>(bytes) & highBits;
-    if (first != 0)
-        return static_cast<int>(qCountTrailingZeroBits(first)) / 8;
-    const quint64 second = qFromLittleEndian<quint64>(bytes + 8) & highBits;
-    return 8 + static_cast<int>(qCountTrailingZeroBits(second)) / 8;
+    constexpr int length = Units<char>::length;
+    qint64 size = bytes.size();
+    bool isValid = true;
+    const auto add = [&](char byte) {
+        const SingleByte &character = table.characters[static_cast<unsigned char>(byte)];
+        isValid = isValid && character.isDefined;
+        size += character.length - 1;
+    };
+    const char *next = bytes.constData();
+    const char *const end = next + bytes.size();
+    for (; end - next >= length; next += length) {
+        for (quint64 wide = Units<char>(next).wide(); wide != 0; wide &= wide - 1)
+            add(next[qCountTrailingZeroBits(wide)]);
+    }
+    std::for_each(next, end, add);
+    return isValid ? size : -1;
 }
 
 static const int stride = 16; // bytes that are copied at once
 
-/// Decodes bytes of a single-byte encoding. Most of a text is ASCII as a rule, which is copied.
-static Encoding::Outcome decodeSingleBytes(const EncodingTable &table, const QByteArray &bytes,
-                                           QByteArray &utf8)
+/// The number of bytes of ASCII at the end of \p stride bytes.
+static int asciiAtEnd(const char *bytes)
 {
-    const auto isWide = [](char byte) { return static_cast<signed char>(byte) < 0; };
-    const qint64 wide = std::count_if(bytes.begin(), bytes.end(), isWide);
-    if (wide == 0) {
-        utf8 = bytes;
-        return Encoding::Outcome::Decoded;
-    }
-    const qint64 room = bytes.size() + 2 * wide + stride;
-    if (room > maxByteCount)
-        return Encoding::Outcome::TooLong;
+#ifdef KELMUTILS_SSE2
+    const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
+    const auto wide = static_cast<quint32>(_mm_movemask_epi8(units));
+    return static_cast<int>(qCountLeadingZeroBits(wide << stride | quint32(0x8000)));
+#else
+    int count = 0;
+    while (count < stride && !isWide(bytes[stride - 1 - count]))
+        ++count;
+    return count;
+#endif
+}
 
-    QByteArray result(static_cast<int>(room), Qt::Uninitialized);
-    const char *source = bytes.constData();
-    const char *const end = source + bytes.size();
-    char *target = result.data();
-    const auto decodeNext = [&] {
+/// Moves the text before \p source so that it ends at \p target, and decodes it: from its end to
+/// its start, up to where no further byte becomes longer. Most of a text is ASCII as a rule.
+static void decodeBackwards(const EncodingTable &table, char *begin, char *source, char *target)
+{
+    while (source != target) {
+        // A byte of ASCII after 16 others is decoded, too, which is faster than a branch.
+        const bool isFar = target - source > stride && source - begin > stride;
+        int ascii = 0;
+        if (isFar) {
+            ascii = asciiAtEnd(source - stride);
+            std::memcpy(target - stride, source - stride, stride);
+        } else { // not often: there are few bytes left that become longer, or few at all
+            while (!isWide(source[-1 - ascii]))
+                ++ascii;
+            std::memmove(target - ascii, source - ascii, static_cast<std::size_t>(ascii));
+        }
+        source -= ascii + 1;
+        target -= ascii;
         const SingleByte &next = table.characters[static_cast<unsigned char>(*source)];
-        std::memcpy(target, next.bytes.data(), next.bytes.size());
-        target += next.length;
-        ++source;
-        return next.isDefined;
-    };
-    while (end - source >= stride) {
-        std::memcpy(target, source, stride);
-        const int length = asciiLength(source);
-        source += length;
-        target += length;
-        if (length < stride && !decodeNext())
-            return Encoding::Outcome::Invalid;
+        if (isFar)
+            std::memcpy(target - next.bytes.size(), next.bytes.data(), next.bytes.size());
+        else
+            std::copy_n(next.bytes.end() - next.length, next.length, target - next.length);
+        target -= next.length;
     }
-    while (source != end) {
-        if (!decodeNext())
-            return Encoding::Outcome::Invalid;
-    }
-    result.resize(static_cast<int>(target - result.constData()));
-    result.squeeze();
-    utf8 = result;
+}
+
+/// Decodes bytes of a single-byte encoding in place.
+static Encoding::Outcome decodeSingleBytes(const EncodingTable &table, QByteArray &bytes)
+{
+    const qint64 size = sizeInUtf8(table, bytes);
+    if (size < 0)
+        return Encoding::Outcome::Invalid;
+    if (size > maxByteCount)
+        return Encoding::Outcome::TooLong;
+    if (size == bytes.size())
+        return Encoding::Outcome::Decoded;
+
+    const int sizeBefore = bytes.size();
+    bytes.reserve(static_cast<int>(size)); // resize() would add room for a larger text
+    bytes.resize(static_cast<int>(size));
+    char *const begin = bytes.data();
+    decodeBackwards(table, begin, begin + sizeBefore, begin + size);
     return Encoding::Outcome::Decoded;
 }
 
@@ -239,8 +283,7 @@ private:
 
 } // namespace
 
-static Encoding::Outcome decodeByCodec(const EncodingTable &table, const QByteArray &bytes,
-                                       QByteArray &utf8)
+static Encoding::Outcome decodeByCodec(const EncodingTable &table, QByteArray &bytes)
 {
     constexpr qint64 pieceSize = 1 << 20;
     constexpr qint64 largest = 8 * pieceSize; // in UTF-8, with room to spare
@@ -258,22 +301,23 @@ static Encoding::Outcome decodeByCodec(const EncodingTable &table, const QByteAr
     }
     if (!decoder.finish())
         return Encoding::Outcome::Invalid;
-    utf8 = result;
+    bytes = result;
     return Encoding::Outcome::Decoded;
 }
 
-Encoding::Outcome Encoding::toUtf8(const QByteArray &bytes, QByteArray &utf8) const
+Encoding::Outcome Encoding::toUtf8(QByteArray &bytes) const
 {
     if (!m_table)
         return Outcome::Invalid;
     if (m_table->isSingleByte)
-        return decodeSingleBytes(*m_table, bytes, utf8);
+        return decodeSingleBytes(*m_table, bytes);
     if (!m_table->isUtf8)
-        return decodeByCodec(*m_table, bytes, utf8);
+        return decodeByCodec(*m_table, bytes);
     if (!isValidUtf8(bytes.constData(), bytes.constData() + bytes.size()))
         return Outcome::Invalid;
     const QByteArray mark("\xef\xbb\xbf");
-    utf8 = bytes.startsWith(mark) ? bytes.mid(mark.size()) : bytes;
+    if (bytes.startsWith(mark))
+        bytes.remove(0, mark.size());
     return Outcome::Decoded;
 }
 
@@ -358,8 +402,8 @@ bool Encoding::fromText(const QString &text, QByteArray &bytes) const
                  ? toUtf32(marked, m_table->name.endsWith(QLatin1String("BE")))
                  : m_table->codec->fromUnicode(marked.constData(), marked.size(), &state);
     // A codec replaces characters that it does not have, and does not tell in each case.
-    QByteArray utf8;
-    if (toUtf8(result, utf8) != Outcome::Decoded || utf8 != text.toUtf8())
+    QByteArray decoded = result;
+    if (toUtf8(decoded) != Outcome::Decoded || decoded != text.toUtf8())
         return false;
     bytes = result;
     return true;

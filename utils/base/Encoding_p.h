@@ -47,9 +47,9 @@ public:
     /// byte of ASCII, is a part of another character.
     bool keepsLinesAndFields(char delimiter) const;
 
-    /// Decodes a whole text to UTF-8, without its byte order mark. \p utf8 may share \p bytes, and
-    /// is unchanged unless the outcome is Decoded.
-    Outcome toUtf8(const QByteArray &bytes, QByteArray &utf8) const;
+    /// Replaces the \p bytes of a whole text by its UTF-8, without its byte order mark. They are
+    /// unchanged unless the outcome is Decoded. No second array is needed when they are not shared.
+    Outcome toUtf8(QByteArray &bytes) const;
 
     /// Decodes a part of a text. What is not valid becomes U+FFFD.
     QString toText(const char *begin, const char *end) const;

@@ -61,7 +61,7 @@ bool CSVTablePrivate::decode(QByteArray &bytes, const QString &source)
     if (encoding.isEmpty())
         return true;
     DecodedFile decoded;
-    if (!decodeFile(bytes, source, encoding, decoded))
+    if (!decodeFile(std::move(bytes), source, encoding, decoded))
         return false;
     bytes = decoded.utf8;
     detectedEncoding = decoded.encoding;

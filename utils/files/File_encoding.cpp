@@ -9,12 +9,14 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <new>
 #include <vector>
 
 namespace Utils {
 
 static const QLatin1String automatic("auto");
+static const int pieceSize = 256 * 1024; // of which the encoding is searched for at once
 
 static QString &fallback()
 {
@@ -32,7 +34,7 @@ static Data::String nameOf(const EncodingFinder::Result &result, bool *isGuess)
 /// Passes the bytes of \p file to \p finder, as many as it needs. False when a read fails.
 static bool findEncoding(QFile &file, EncodingFinder &finder)
 {
-    std::vector<char> block(1 << 20);
+    std::vector<char> block(pieceSize);
     for (;;) {
         const qint64 count = file.read(block.data(), static_cast<qint64>(block.size()));
         if (count <= 0)
@@ -64,7 +66,10 @@ Data::String File::encoding(const Data::String &path, bool *isGuess)
 Data::String File::encodingOf(const QByteArray &bytes, bool *isGuess)
 {
     EncodingFinder finder;
-    finder.add(bytes.constData(), bytes.size());
+    for (int next = 0; next < bytes.size(); next += pieceSize) {
+        if (!finder.add(bytes.constData() + next, std::min(pieceSize, bytes.size() - next)))
+            break;
+    }
     return nameOf(finder.result(), isGuess);
 }
 
@@ -80,7 +85,7 @@ bool File::setFallbackEncoding(const Data::String &name)
 
 Data::String File::fallbackEncoding() { return fallback(); }
 
-bool decodeFile(const QByteArray &bytes, const QString &path, const QString &encoding,
+bool decodeFile(QByteArray bytes, const QString &path, const QString &encoding,
                 DecodedFile &decoded)
 {
     bool isGuess = false;
@@ -89,15 +94,14 @@ bool decodeFile(const QByteArray &bytes, const QString &path, const QString &enc
     const Encoding used(name);
     if (!used.isValid())
         return LastError::set(".err.encoding", {name});
-    QByteArray utf8;
-    const Encoding::Outcome outcome = used.toUtf8(bytes, utf8);
+    const Encoding::Outcome outcome = used.toUtf8(bytes);
     if (outcome == Encoding::Outcome::Invalid && path.isEmpty())
         return LastError::set(".err.decodeText", {used.name()});
     if (outcome == Encoding::Outcome::Invalid)
         return LastError::set(".err.decode", {path, used.name()});
     if (outcome == Encoding::Outcome::TooLong)
         return LastError::set(".err.toolarge", {path});
-    decoded = {utf8, used.name(), isGuess};
+    decoded = {bytes, used.name(), isGuess};
     return true;
 }
 
@@ -105,13 +109,13 @@ Data::String File::read(const Data::String &path, const Data::String &encoding)
 {
     LastError operation;
     try {
-        const QByteArray bytes = readRaw(path);
+        QByteArray bytes = readRaw(path);
         DecodedFile decoded;
         if (bytes.isEmpty() && !(exists(path) && size(path) == 0)) {
             LastError::set(".err.fileread", {path});
             return {};
         }
-        if (!decodeFile(bytes, path, encoding, decoded))
+        if (!decodeFile(std::move(bytes), path, encoding, decoded))
             return {};
         if (decoded.utf8.size() > maxTextLength) {
             LastError::set(".err.toolarge", {path});

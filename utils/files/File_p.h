@@ -28,7 +28,7 @@ struct DecodedFile
 /// that name, or by the one that they seem to have for "auto". False, with a reason, when the name
 /// is not known, and when the bytes are not valid. Throws std::bad_alloc when the memory does not
 /// suffice.
-bool decodeFile(const QByteArray &bytes, const QString &path, const QString &encoding,
+bool decodeFile(QByteArray bytes, const QString &path, const QString &encoding,
                 DecodedFile &decoded);
 
 } // namespace Utils
