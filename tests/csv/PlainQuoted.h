@@ -10,6 +10,25 @@ struct PlainQuoted
     QString comment;   // the start of a comment line, "" for none
     QString exception; // the start of a line that is no comment
 
+    /// The rows of \p text. \p isClosed, if not null, is set to whether all quotes are.
+    Rows rows(const QString &text, bool *isClosed = nullptr) const
+    {
+        Rows rows;
+        bool isOpen = false;
+        for (int at = 0; at < text.size();) {
+            const bool isRow = !isComment(text, at);
+            if (isRow)
+                rows.append(row(text, at, isOpen));
+            else
+                plainText(text, at, /*isComment=*/true);
+            skipBreak(text, at);
+        }
+        if (isClosed)
+            *isClosed = !isOpen;
+        return rows;
+    }
+
+private:
     bool isComment(const QString &text, int from) const
     {
         const QStringRef rest = text.midRef(from);
@@ -17,60 +36,56 @@ struct PlainQuoted
                (exception.isEmpty() || !rest.startsWith(exception));
     }
 
-    /// The rows of \p text. \p isClosed, if not null, is set to whether all quotes are.
-    Rows rows(const QString &text, bool *isClosed = nullptr) const
+    static bool isAt(const QString &text, int at, QChar character)
+    {
+        return at < text.size() && text.at(at) == character;
+    }
+
+    static void skipBreak(const QString &text, int &at)
+    {
+        if (text.midRef(at).startsWith(QLatin1String("\r\n")))
+            ++at;
+        ++at;
+    }
+
+    /// The text up to the next delimiter or line break, or up to the next line break.
+    QString plainText(const QString &text, int &at, bool isComment) const
+    {
+        const int start = at;
+        while (at < text.size() && text.at(at) != QLatin1Char('\n') &&
+               text.at(at) != QLatin1Char('\r') && (isComment || text.at(at) != delimiter))
+            ++at;
+        return text.mid(start, at - start);
+    }
+
+    /// The text after an opening quote, and the closing quote, unless \p isOpen.
+    static QString quotedText(const QString &text, int &at, bool &isOpen)
     {
         const QChar quote = QLatin1Char('"');
-        Rows rows;
-        int at = 0;
-        bool isOpen = false;
-        const auto isBreak = [&] {
-            return at < text.size() &&
-                   (text.at(at) == QLatin1Char('\n') || text.at(at) == QLatin1Char('\r'));
-        };
-        const auto skipBreak = [&] {
-            if (text.midRef(at).startsWith(QLatin1String("\r\n")))
+        QString field;
+        for (isOpen = true; isOpen && at < text.size(); ++at) {
+            const bool isTwo = isAt(text, at, quote) && isAt(text, at + 1, quote);
+            if (isTwo)
                 ++at;
-            ++at;
-        };
-        while (at < text.size()) {
-            if (isComment(text, at)) {
-                while (at < text.size() && !isBreak())
-                    ++at;
-                skipBreak();
-                continue;
-            }
-            QStringList row;
-            bool isRow = true;
-            while (isRow) {
-                QString field;
-                if (at < text.size() && text.at(at) == quote) {
-                    isOpen = true;
-                    ++at;
-                    while (isOpen && at < text.size()) {
-                        const bool isQuote = text.at(at) == quote;
-                        const bool isTwo =
-                            isQuote && at + 1 < text.size() && text.at(at + 1) == quote;
-                        if (isQuote && !isTwo)
-                            isOpen = false;
-                        else
-                            field += text.at(at);
-                        at += isTwo ? 2 : 1;
-                    }
-                }
-                while (at < text.size() && text.at(at) != delimiter && !isBreak())
-                    field += text.at(at++);
-                row.append(field);
-                isRow = at < text.size() && text.at(at) == delimiter;
-                if (isRow)
-                    ++at;
-                else if (at < text.size())
-                    skipBreak();
-            }
-            rows.append(row);
+            if (isTwo || text.at(at) != quote)
+                field += text.at(at);
+            else
+                isOpen = false;
         }
-        if (isClosed)
-            *isClosed = !isOpen;
-        return rows;
+        return field;
+    }
+
+    QStringList row(const QString &text, int &at, bool &isOpen) const
+    {
+        QStringList fields;
+        while (true) {
+            QString field;
+            if (isAt(text, at, QLatin1Char('"')))
+                field = quotedText(text, ++at, isOpen);
+            fields.append(field + plainText(text, at, /*isComment=*/false));
+            if (!isAt(text, at, delimiter))
+                return fields;
+            ++at;
+        }
     }
 };
