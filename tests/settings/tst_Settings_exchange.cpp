@@ -218,6 +218,17 @@ private Q_SLOTS:
         QCOMPARE(settings.keys("g"), QStringList("k"));
     }
 
+    void leavesOutKeysThatAreTooLong()
+    {
+        const QString longest = QString(1999, QChar(0x20ac)) + "x";
+        Settings("from").setInt(longest, 1).setInt(longest + "y", 2);
+        QVERIFY(Settings("from").exportTo(path()));
+
+        QVERIFY(Settings("to").importFrom(path()));
+
+        QCOMPARE(Settings("to").keys(""), QStringList(longest));
+    }
+
     void importsAnEmptyList()
     {
         Settings("from").setValue("k", QStringList());
@@ -408,6 +419,8 @@ private Q_SLOTS:
         line("Latin-1",            "b=\xf6");
         line("a key that is not ASCII", "\xc3\xb6=5");
         line("a damaged variant",  "b=@Variant(\\0\\0\\0\\n\\0\\0)");
+        line("a key that is too long", QByteArray(12001, 'k') + "=5");
+        line("groups without end", QByteArray("g\\").repeated(1000 * 1000) + "k=5");
         line("an endless list",    "b=@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)");
         line("a damaged variant in quotes", "b=\"@Variant(\\0\\0\\0\\n\\0\\0)\"");
         line("a damaged variant in a list", "b=1, @Variant(\\0\\0\\0\\n\\0\\0), 2");

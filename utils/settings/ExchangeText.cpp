@@ -17,6 +17,11 @@ static const char byteOrderMark[] = "\xef\xbb\xbf";
 static const char firstLine[] = "; Exported settings, format 1";
 static const char lastLine[] = "; End of the exported settings";
 
+// In characters, each of which takes up to six when it is written. Settings take time that grows
+// with the square of the number of groups in a key.
+static const int longestKey = 2000;
+static const int longestWrittenKey = 6 * longestKey;
+
 static const char variantMark[] = "@Variant(";
 static const char dateTimeMark[] = "@DateTime(";
 
@@ -62,18 +67,21 @@ QByteArray write(const QSettings::SettingsMap &values)
 {
     QSettings::SettingsMap written;
     for (auto value = values.begin(); value != values.end(); ++value) {
-        if (isReadable(IniText::writeValue(*value)))
+        if (value.key().size() <= longestKey && isReadable(IniText::writeValue(*value)))
             written.insert(written.cend(), value.key(), *value);
     }
     return firstLine + QByteArray("\n") + IniText::write(written) + lastLine + '\n';
 }
 
-/// Whether the "%" in \p key begin numbers, and no name in it is empty. A "\" separates names.
+/// Whether \p key is not too long, the "%" in it begin numbers, and no name in it is empty. A "\"
+/// separates names.
 static bool isKey(const QByteArray &key)
 {
     const auto isDigit = [&](int i) {
         return i < key.size() && std::isxdigit(static_cast<unsigned char>(key[i]));
     };
+    if (key.size() > longestWrittenKey)
+        return false;
     bool isInName = false;
     for (int i = 0; i < key.size(); ++i) {
         const char c = key[i];

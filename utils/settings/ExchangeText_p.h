@@ -17,7 +17,7 @@ namespace Utils {
 namespace ExchangeText {
 
 /// The text for \p values. Those that read() would refuse are left out: the values that only a
-/// program with a QGuiApplication can read.
+/// program with a QGuiApplication can read, and keys of more than 2000 characters.
 QByteArray write(const QSettings::SettingsMap &values);
 
 enum class Outcome

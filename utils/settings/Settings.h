@@ -186,7 +186,8 @@ public:
     ///   has marked, and the recent lists in each group "MRU";
     /// - the flags that setFlags() has stored, and the defaults that setDefault() has kept under
     ///   another key, because both belong to the program;
-    /// - values that only a program with a QGuiApplication can read, such as a QPixmap.
+    /// - values that only a program with a QGuiApplication can read, such as a QPixmap;
+    /// - keys of more than 2000 characters.
     ///
     /// The file is text in the form of an INI file, between two comments, and is replaced
     /// completely or not at all.
