@@ -266,6 +266,14 @@ private Q_SLOTS:
             QCOMPARE(dialect.confidence(property), 1.0);
     }
 
+    void detectsTheDelimiterBesideAQuoteThatIsNotClosed()
+    {
+        CSVDialect known;
+        known.setQuotes(CSVDialect::Rfc4180Quotes);
+
+        QCOMPARE(CSVDialect::detectBytes("a,b\nc,\"d\n", known).delimiter(), Data::String(","));
+    }
+
     void keepsADelimiterThatStartsComments()
     {
         CSVDialect known;

@@ -152,7 +152,7 @@ static double preferenceFor(const DialectRows &rows, const DialectFormat &format
     if (format.delimiter == QLatin1String(",") && isDecimalCommas(rows))
         preference *= 0.6;
     if (rows.numMisquoted() > 0)
-        preference *= rows.numQuoted() / double(rows.numMisquoted() + rows.numQuoted());
+        preference *= (rows.numQuoted() + 1) / double(rows.numMisquoted() + rows.numQuoted() + 2);
     return preference;
 }
 
