@@ -158,6 +158,18 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output, QString("a    b\n"));
     }
 
+    void readsDecimalCommasThatAreCertain()
+    {
+        const QByteArray rows = QByteArray("0,5;1,25\n1,5;2,75\n").repeated(30);
+
+        QVERIFY(m_kelm.run({"table", file("0,5;9,5\n" + rows), "--sort", "2", "--rows", "1"}));
+        QCOMPARE(m_kelm.output, QString(" 0,5   1,25\n")); // no header, and sorted by numbers
+        QVERIFY(
+            m_kelm.run({"table", file("t;x\n" + rows), "--stats", "-c", "x", "--language", "C"}));
+        QCOMPARE(m_kelm.output.split('\n').value(1).simplified().section(' ', 0, 2),
+                 QString("x 60 2"));
+    }
+
     void detectsCommentsOfAnyKind()
     {
         const QString path = file("! made, by hand\na,b\n1,2\n3,4\n");

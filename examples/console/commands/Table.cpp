@@ -39,9 +39,9 @@ static void declare(QCommandLineParser &parser)
          "The encoding of the file, such as windows-1252, or auto for a guess. Without this option "
          "it is UTF-8.",
          "NAME"},
-        {"decimal-comma",
-         "Numbers have a decimal comma, as 2,5. Without this option it is detected, and applied when "
-         "that is certain."},
+        {"decimal-comma", "Numbers have a decimal comma, as 2,5. Without this option it is "
+                          "detected, and applied when "
+                          "that is certain."},
         {"no-header", "The first row is no header."},
         {"size-limit",
          "Holds a file of up to MB megabytes as bytes and leaves a larger one on the disk. "
@@ -175,8 +175,8 @@ static CSVDialect knownDialect(const QCommandLineParser &given)
 static char decimalPoint(const QCommandLineParser &given, const CSVDialect &dialect)
 {
     const double certain = 0.9;
-    const bool isComma = dialect.decimalPoint() == ',' &&
-                         dialect.confidence(CSVDialect::DecimalPoint) > certain;
+    const bool isComma =
+        dialect.decimalPoint() == ',' && dialect.confidence(CSVDialect::DecimalPoint) > certain;
     return isComma || given.isSet("decimal-comma") ? ',' : '.';
 }
 
@@ -200,10 +200,9 @@ static QString tableDelimiter(const TableLayout &layout, bool hasSizeLimit)
 /// Reads the choice of rows and columns for a table whose first row is \p top. Returns the name of
 /// a column that is not there, if any.
 static std::optional<QString> readChoice(const QCommandLineParser &given, const QStringList &top,
-                                         TableChoice &choice)
+                                         char point, TableChoice &choice)
 {
-    choice.hasHeader =
-        !given.isSet("no-header") && isHeader(top, given.isSet("decimal-comma") ? ',' : '.');
+    choice.hasHeader = !given.isSet("no-header") && isHeader(top, point);
     choice.isAscending = !given.isSet("descending");
     choice.numRows = wholeNumber(given.value("rows"), 0).value_or(-1);
     const QStringList labels = choice.hasHeader ? top : numberedLabels(top.size());
@@ -280,7 +279,7 @@ static Result run(const QCommandLineParser &given, Host &host)
         return failed(QString("No table is in \"%1\"").arg(path));
 
     TableChoice choice;
-    if (const std::optional<QString> missing = readChoice(given, top, choice))
+    if (const std::optional<QString> missing = readChoice(given, top, table.decimalPoint(), choice))
         return failed(QString("\"%1\" has no column \"%2\"").arg(path, *missing));
     if (!sizeLimit)
         removeEmptyEnd(table);
