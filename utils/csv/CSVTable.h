@@ -17,6 +17,7 @@
 
 namespace Utils {
 
+class CSVDialect;
 class CSVTablePrivate;
 class Progress;
 
@@ -243,6 +244,20 @@ public:
     ///     "Force"       "[kN]"     => "Force", "kN"     the same with "kN", "{kN}" and "(kN)"
     ///     "Force{kN}"   "N"        => "Force", "N"
     QList<CSVColumn> columns() const;
+
+    /// Sets delimiter, comment, encoding, quoting, decimal point and header rows to those of
+    /// \p dialect, which CSVDialect::detect() may have found. Alternates are removed. False, with
+    /// nothing changed, when the dialect is not valid or has an encoding that is not known.
+    ///
+    ///     CSVTable table;
+    ///     table.setDialect(CSVDialect::detect(path)) && table.read(path);
+    ///
+    /// Set it before reading. The argument "quoted" of read() and setData() stays false: fields in
+    /// quotes are read as Rfc4180. Header rows are set when the labels are in row 0; a preamble
+    /// above them stays in the table. A single column with decimal commas is not split at them. A
+    /// table with the delimiter "|" is always stored as text, unless there are quotes. With columns
+    /// aligned by blanks, a row that starts with a blank has an empty first field.
+    bool setDialect(const CSVDialect &dialect);
 
     /// Sets a reporter for reading and aligning, with the label that it shows meanwhile; null means
     /// no reporter. The table does not own it. It receives a step for each line, for each block of

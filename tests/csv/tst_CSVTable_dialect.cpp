@@ -1,0 +1,126 @@
+#include "tests/support/Files.h"
+#include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "utils/csv/CSVDialect.h"
+#include "utils/csv/CSVTable.h"
+#include "utils/files/File.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+using Utils::CSVColumn;
+using Utils::CSVDialect;
+using Utils::CSVTable;
+using Utils::File;
+
+class tst_CSVTable_dialect : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void readsByADetectedDialect_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QStringList>("first"); // the first data row
+        QTest::addColumn<double>("number");     // its last cell
+        QTest::addColumn<QStringList>("last");
+
+        const QStringList label{"a", "b"};
+        const auto table = [](const QByteArray &head, const QByteArray &row) {
+            return head + row.repeated(30);
+        };
+        // clang-format off
+        QTest::newRow("decimal commas") << table("a;b\n", "1,5;2,25\n") << QStringList{"1,5", "2,25"} << 2.25 << label;
+        QTest::newRow("windows-1252") << table("a;b\n", "\xb0" "C;-2\n") << QStringList{QString::fromUtf8("\u00b0C"), "-2"} << -2.0 << label;
+        QTest::newRow("quotes") << table("a,b\n", "\"x,\n\"\"y\"\"\",3.5\n") << QStringList{"x,\n\"y\"", "3.5"} << 3.5 << label;
+        QTest::newRow("bars") << table("a|b\n", "x|4\n") << QStringList{"x", "4"} << 4.0 << label;
+        QTest::newRow("blanks") << table("a  b\n", "1  2.5\n") << QStringList{"1", "2.5"} << 2.5 << label;
+        QTest::newRow("comments") << table("% x;y\na\tb\n", "1,25\t5,5\n") << QStringList{"1,25", "5,5"} << 5.5 << label;
+        QTest::newRow("UTF-16") << QByteArray::fromRawData("\xff\xfe" "a\0;\0b\0\n\0" "1\0;\0" "2\0\n\0" "3\0;\0" "4\0\n\0", 26)
+            << QStringList{"1", "2"} << 2.0 << label;
+        QTest::newRow("one column") << table("a\n", "12,75\n") << QStringList{"12,75"} << 12.75 << QStringList("a");
+        // clang-format on
+    }
+
+    void readsByADetectedDialect()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QStringList, first);
+        QFETCH(double, number);
+        QFETCH(QStringList, last);
+        const QString path = makeFile(m_folder.filePath("table.csv"), bytes);
+        const bool hasComments = bytes.startsWith('%'); // which are data in a table of bytes
+        for (const int limit : {0, 1}) {
+            if (limit > 0 && hasComments)
+                continue;
+            CSVTable table(".");
+            table.addDelimiter("b", /*alternate=*/true);
+            table.setComment("a", '!');
+
+            QVERIFY(table.setDialect(CSVDialect::detect(path)));
+            QVERIFY2(table.read(path, limit), qPrintable(File::lastError()));
+
+            QCOMPARE(table.data(1), first);
+            QCOMPARE(table.dataValue(1, first.size() - 1), number);
+            QCOMPARE(table.data(0), last);
+            QCOMPARE(table.headerRows(), 1);
+            QCOMPARE(table.columns().first().label, Data::String("a"));
+        }
+    }
+
+    void setsUnits()
+    {
+        CSVDialect dialect;
+        dialect.setDelimiter(";");
+        dialect.setHeader(0, 1, 2);
+        CSVTable table;
+        QVERIFY(table.setDialect(dialect));
+
+        QVERIFY(table.setData("Kraft;Weg\nkN;mm\n1;2"));
+
+        QCOMPARE(table.headerRows(), 2);
+        QCOMPARE(table.columns().at(1).unit, Data::String("mm"));
+    }
+
+    void keepsItsOwnDialectWhenTheOtherOneIsWrong()
+    {
+        CSVDialect unknown;
+        unknown.setDelimiter(";");
+        unknown.setEncoding("no such encoding");
+        CSVTable table;
+        table.setComment("#");
+        table.setEncoding("windows-1252");
+        table.setDecimalPoint(',');
+
+        QVERIFY(!table.setDialect(unknown));
+        QVERIFY(!File::lastError().isEmpty());
+        QVERIFY(!table.setDialect(CSVDialect::detect(m_folder.filePath("missing"))));
+        QVERIFY(File::lastError().endsWith(".err.fileread")); // no texts are loaded
+
+        QCOMPARE(table.comment(), Data::String("#"));
+        QCOMPARE(table.encoding(), Data::String("windows-1252"));
+        QCOMPARE(table.decimalPoint(), ',');
+        QVERIFY(table.setData("1,2"));
+        QCOMPARE(table.numColumns(0), 2);
+    }
+
+    void readsWhatDoesNotFitTheDialect()
+    {
+        CSVDialect dialect;
+        dialect.setDelimiter(";");
+        dialect.setQuotes(CSVDialect::Rfc4180Quotes);
+        dialect.setHeader(0, 1, 9);
+        CSVTable table;
+        QVERIFY(table.setDialect(dialect));
+
+        QVERIFY(table.setData("1,2"));
+
+        QCOMPARE(table.data(0), QStringList("1,2"));
+        QVERIFY(table.columns().size() <= 1);
+    }
+
+private:
+    const QTemporaryDir m_folder;
+};
+
+QTEST_GUILESS_MAIN(tst_CSVTable_dialect)
+#include "tst_CSVTable_dialect.moc"
