@@ -139,10 +139,8 @@ private:
         const quint64 opening = quotes & inside;
         const quint64 starts = cells << 1 | m_cellEnded;
         const quint64 closed = closing << 1 | m_closed;
-        // Text after a closing quote does not matter before the next quote.
+        // Text after a closing quote is regular up to the next quote, which opens no cell.
         quint64 irregular = opening & ~(starts | closed);
-        if (quotes != 0)
-            irregular |= closed & counted & ~(cells | opening | returns);
         if (!m_format.comment.empty())
             irregular |= (rows << 1 | m_rowEnded) & units.equalTo(m_format.comment.front());
         if (irregular != 0 || m_isComment)
