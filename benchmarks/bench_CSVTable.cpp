@@ -58,8 +58,7 @@ struct Fields
 {
     explicit Fields(const Input &input)
         : bytes(new char[std::size_t(input.bytes.size())]), end(bytes.get())
-    {
-    }
+    {}
 
     std::unique_ptr<char[]> bytes; // large enough for all fields of the input
     char *end;                     // of the fields so far

@@ -263,7 +263,7 @@ private Q_SLOTS:
         QTest::newRow("reset of two") << QStringList{"reset", "a", "b"} << 2 << actions;
         QTest::newRow("diff of two") << QStringList{"diff", "a", "b"} << 2 << actions;
         QTest::newRow("import of nothing") << QStringList{"import", "/no/such"} << 1
-            << "Cannot read the file \"/no/such\".";
+            << "The file \"/no/such\" does not exist.";
         // clang-format on
     }
 

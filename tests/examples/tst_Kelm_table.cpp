@@ -425,9 +425,9 @@ private Q_SLOTS:
         const QString folder = m_folder.path();
         // clang-format off
         QTest::newRow("missing") << QStringList(folder + "/no.csv") << 1
-            << "Cannot read \"" + folder + "/no.csv\": No such file or directory";
+            << "The file \"" + folder + "/no.csv\" does not exist.";
         QTest::newRow("folder") << QStringList(folder) << 1
-            << "Cannot read \"" + folder + "\": Is a directory";
+            << "\"" + folder + "\" is a folder, not a file.";
         QTest::newRow("device") << QStringList("/dev/zero") << 1
             << "Cannot read \"/dev/zero\": It is no file";
         QTest::newRow("empty") << QStringList(makeFile(folder + "/empty.csv", "")) << 1
@@ -437,9 +437,9 @@ private Q_SLOTS:
         QTest::newRow("comments only") << QStringList(makeFile(folder + "/c.csv", "#a,b\n")) << 1
             << "No table is in \"" + folder + "/c.csv\"";
         QTest::newRow("not UTF-8") << QStringList(makeFile(folder + "/l.csv", "a,\xff\n")) << 1
-            << "Cannot read \"" + folder + "/l.csv\": It is no text in UTF-8";
+            << "The file \"" + folder + "/l.csv\" is not valid UTF-8.";
         QTest::newRow("not Shift-JIS") << QStringList{folder + "/l.csv", "--encoding", "Shift_JIS"} << 1
-            << "Cannot read \"" + folder + "/l.csv\": It is no text in Shift_JIS";
+            << "The file \"" + folder + "/l.csv\" is not valid Shift_JIS.";
         QTest::newRow("no encoding") << QStringList{bolts, "--encoding", "none"} << 2
             << "--encoding must be the name of an encoding, or auto. See kelm table --help";
         const QString open = makeFile(folder + "/open.csv", "a,b\nc,\"d\n");
@@ -452,11 +452,11 @@ private Q_SLOTS:
         QTest::newRow("column after the end") << QStringList{bolts, "--sort", "6"} << 1
             << "\"" + bolts + "\" has no column \"6\"";
         QTest::newRow("cannot be written") << QStringList{bolts, "--to", folder + "/no/out.csv"} << 1
-            << "Cannot write \"" + folder + "/no/out.csv\": No such file or directory";
+            << "The folder of the file \"" + folder + "/no/out.csv\" does not exist.";
         QTest::newRow("full disk") << QStringList{bolts, "--to", "/dev/full"} << 1
-            << "Cannot write \"/dev/full\": No space left on device";
+            << "The file \"/dev/full\" cannot be written completely: the disk is full.";
         QTest::newRow("not UTF-8, blanks") << QStringList(makeFile(folder + "/b.txt", "a b\n1 \xff\n"))
-            << 1 << "Cannot read \"" + folder + "/b.txt\": It is no text in UTF-8";
+            << 1 << "The file \"" + folder + "/b.txt\" is not valid UTF-8.";
         const QString texts = makeFile(folder + "/texts.csv", "a,b\nx,nan\n");
         QTest::newRow("no numbers") << QStringList{texts, "--stats"} << 1
             << "No numbers are in \"" + texts + "\"";
@@ -479,7 +479,7 @@ private Q_SLOTS:
         QTest::newRow("JSON of a table") << QStringList{bolts, "--json"} << 2
             << "--json needs --dialect. See kelm table --help";
         QTest::newRow("dialect of nothing") << QStringList{folder + "/no.csv", "--dialect"} << 1
-            << "Cannot read \"" + folder + "/no.csv\": No such file or directory";
+            << "The file \"" + folder + "/no.csv\" does not exist.";
         QTest::newRow("delimiter") << QStringList{bolts, "--delimiter", ""} << 2
             << "--delimiter must not be empty. See kelm table --help";
         // clang-format on

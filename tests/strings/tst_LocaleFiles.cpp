@@ -40,13 +40,11 @@ static const struct
     {"Kelm.Utils",     ".err.pythonInit",     "%1",    nullptr}, // detail
     {"Kelm.Utils",     ".err.pythonapp",      "",      nullptr},
     {"Kelm.Utils",     ".err.exportOwnFile",  "%1",    nullptr}, // path
-    {"Kelm.Utils",     ".err.exportWrite",    "%1 %2", nullptr}, // path, cause
     {"Kelm.Utils",     ".err.importForeign",  "%1",    nullptr}, // path
     {"Kelm.Utils",     ".err.importLine",     "%1 %2", nullptr}, // path, number
     {"Kelm.Utils",     ".err.importShort",    "%1",    nullptr}, // path
     {"Kelm.Utils",     ".err.noExport",       "%1",    nullptr}, // group
     {"Kelm.Utils",     ".err.noReset",        "%1",    nullptr}, // group
-    {"Kelm.Utils",     ".err.settingsMemory", "%1",    nullptr}, // path
     {"Kelm.Utils",     ".err.badname",        "%1",     nullptr},
     {"Kelm.Utils",     ".err.cancelled",      "",       nullptr},
     {"Kelm.Utils",     ".err.copy",           "%1 %2",  nullptr},

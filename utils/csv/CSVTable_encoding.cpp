@@ -48,9 +48,6 @@ bool CSVTablePrivate::canReadInFile()
         return true;
     const QString found =
         encoding == automatic ? QString(File::encoding(path, &isEncodingGuess)) : encoding;
-    const bool isReadAsRecords = textData->isRfc4180; // which are UTF-8
-    if (isReadAsRecords && !Encoding(found).isUtf8())
-        return false;
     if (!Encoding(found).keepsLinesAndFields(byteDelimiter()))
         return false;
     detectedEncoding = found;

@@ -2,15 +2,16 @@
 
 #include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
-#include "utils/catalogue/LastError_p.h"
+#include "utils/base/LastError_p.h"
+#include "utils/base/SafeFile_p.h"
 #include "utils/settings/ExchangeText_p.h"
 #include "utils/settings/IniText_p.h"
 #include "utils/settings/SettingsFile_p.h"
 #include "utils/settings/SettingsStore_p.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QVector>
 
 #include <algorithm>
@@ -133,19 +134,18 @@ static QString destinationOf(const QString &path)
                             : QDir(folder).filePath(file.fileName());
 }
 
+static bool isNoFile(const QString &path)
+{
+    return isName(path) && fileStatus(path).entry == Platform::Entry::Other;
+}
+
 static bool writeWhole(const QString &path, const QByteArray &text)
 {
-    const Platform::Entry entry = fileStatus(path).entry;
-    if (!isName(path) || entry == Platform::Entry::Folder || entry == Platform::Entry::Other)
-        return LastError::set(".err.filewrite", {path});
-    QSaveFile file(path);
-    // A short write is no error for the device, so the bytes are counted.
-    if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush() &&
-        file.commit())
-        return true;
-    if (file.error() == QFile::NoError)
-        return LastError::set(".err.filewrite", {path});
-    return LastError::set(".err.exportWrite", {path, file.errorString()});
+    if (isNoFile(path))
+        return LastError::set(".err.nofiletype", {path});
+    SafeFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() &&
+           file.commit(/*flush=*/true);
 }
 
 bool Settings::exportTo(const Data::String &path) const
@@ -162,7 +162,7 @@ bool Settings::exportTo(const Data::String &path) const
         const QByteArray text = ExchangeText::write(exchanged(stored, stored));
         return writeWhole(path, text) && operation.succeeded();
     } catch (const std::bad_alloc &) {
-        return LastError::set(".err.settingsMemory", {path});
+        return LastError::set(".err.memory");
     }
 }
 
@@ -179,17 +179,16 @@ bool Settings::isPrivate(const QMap<QString, QVariant> &stored) const
 
 static bool readWhole(const QString &path, QByteArray &text)
 {
-    const Platform::Entry entry = fileStatus(path).entry;
+    if (isNoFile(path))
+        return LastError::set(".err.nofiletype", {path});
     QFile file(path);
-    if (!isName(path) || entry == Platform::Entry::Folder || entry == Platform::Entry::Other ||
-        !file.open(QIODevice::ReadOnly))
-        return LastError::set(".err.fileread", {path});
+    if (!isName(path) || !file.open(QIODevice::ReadOnly))
+        return LastError::cannotRead(file);
     if (file.size() > std::numeric_limits<int>::max() / 2)
-        return LastError::set(".err.settingsMemory", {path});
+        return LastError::set(".err.toolarge", {path});
     text = file.readAll();
-    if (file.error() != QFile::NoError || text.size() != file.size())
-        return LastError::set(".err.fileread", {path});
-    return true;
+    return (file.error() == QFile::NoError && text.size() == file.size()) ||
+           LastError::cannotRead(file);
 }
 
 static bool readExport(const QString &path, QSettings::SettingsMap &values)
@@ -223,7 +222,7 @@ bool Settings::importFrom(const Data::String &path)
         storeTogether(*settings, exchanged(values, stored), stored);
         return operation.succeeded();
     } catch (const std::bad_alloc &) {
-        return LastError::set(".err.settingsMemory", {path});
+        return LastError::set(".err.memory");
     }
 }
 
@@ -246,7 +245,7 @@ bool Settings::resetGroup(const Data::String &group)
         storeTogether(*settings, defaults, stored);
         return operation.succeeded();
     } catch (const std::bad_alloc &) {
-        return LastError::set(".err.settingsMemory", {settings->fileName()});
+        return LastError::set(".err.memory");
     }
 }
 

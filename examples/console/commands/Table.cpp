@@ -235,11 +235,10 @@ static Result show(const QCommandLineParser &given, const QString &path, const C
     return good();
 }
 
-/// Whether the file is valid text in the encoding; in UTF-8 if that is "".
-static bool isText(const QString &path, const QString &encoding)
+/// The text of the file in the encoding; in UTF-8 if that is "".
+static QString textOf(const QString &path, const QString &encoding)
 {
-    return File::size(path) == 0 ||
-           !(encoding.isEmpty() ? File::read(path) : File::read(path, encoding)).isEmpty();
+    return encoding.isEmpty() ? File::read(path) : File::read(path, encoding);
 }
 
 static Result run(const QCommandLineParser &given, Host &host)
@@ -268,13 +267,12 @@ static Result run(const QCommandLineParser &given, Host &host)
     table.setDecimalPoint(decimalPoint(given, dialect));
     const QString reason = read(path, layout, sizeLimit.value_or(0), table);
     if (!reason.isEmpty())
-        return failed(QString("Cannot read \"%1\": %2").arg(path, reason));
+        return failed(reason.contains(path) ? reason
+                                            : QString("Cannot read \"%1\": %2").arg(path, reason));
     const QStringList top = topRow(table);
     const bool isRead = !layout.isAligned() && !top.isEmpty(); // as valid text
-    if (!isRead && !isText(path, given.value("encoding"))) {
-        const QString encoding = given.isSet("encoding") ? given.value("encoding") : "UTF-8";
-        return failed(QString("Cannot read \"%1\": It is no text in %2").arg(path, encoding));
-    }
+    if (!isRead && textOf(path, given.value("encoding")).isEmpty() && !File::lastError().isEmpty())
+        return failed(File::lastError());
     if (top.isEmpty())
         return failed(QString("No table is in \"%1\"").arg(path));
 
