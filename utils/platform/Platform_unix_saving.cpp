@@ -95,7 +95,10 @@ static std::string savingName(const std::string &target, int number)
     char name[64];
     std::snprintf(name, sizeof(name), ".kelm-saving-%016llx",
                   static_cast<unsigned long long>(hash));
-    return number == 0 ? name : name + ('-' + std::to_string(number));
+    std::string result = name;
+    if (number > 0)
+        result.append(1, '-').append(std::to_string(number));
+    return result;
 }
 
 namespace {
@@ -150,10 +153,11 @@ static bool removeLeftOver(int folder, const std::string &name)
     return isRemoved;
 }
 
-/// Calls \p task in a process of its own, which shares the memory of this one, while the calling
-/// thread waits: a kill of this process does not end the task. Where no process can be started,
-/// calls it in this one. \p task calls only functions that are allowed after vfork().
-static void callApart(int (*task)(void *), void *argument)
+/// The result of \p task, an error number, which runs in a process of its own, which shares the
+/// memory of this one, while the calling thread waits: a kill of this process does not end the
+/// task. Where no process can be started, calls it in this one. \p task calls only functions that
+/// are allowed after vfork().
+static int callApart(int (*task)(void *), void *argument)
 {
     alignas(16) char stack[32768];
     sigset_t all;
@@ -162,11 +166,15 @@ static void callApart(int (*task)(void *), void *argument)
     pthread_sigmask(SIG_SETMASK, &all, &before);
     // Without a signal at its end: the host neither receives one nor waits for this process.
     const pid_t child = clone(task, stack + sizeof(stack), CLONE_VM | CLONE_VFORK, argument);
+    int result = EIO;
+    int status = 0;
     if (child < 0)
-        task(argument);
-    else
-        uninterrupted([&] { return waitpid(child, nullptr, __WCLONE); });
+        result = task(argument);
+    else if (uninterrupted([&] { return waitpid(child, &status, __WCLONE); }) == child &&
+             WIFEXITED(status))
+        result = WEXITSTATUS(status);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return result;
 }
 
 namespace {
@@ -178,7 +186,6 @@ struct Renaming
     int folder;
     const char *between;
     const char *target;
-    int error; // of the system, 0 after success
 };
 
 } // namespace
@@ -191,19 +198,15 @@ __attribute__((no_sanitize("address", "undefined"))) // it has a stack that is f
 static int
 renameNameless(void *argument)
 {
-    auto *const renaming = static_cast<Renaming *>(argument);
+    const auto *const renaming = static_cast<const Renaming *>(argument);
     if (linkat(AT_FDCWD, renaming->nameless, renaming->folder, renaming->between,
                AT_SYMLINK_FOLLOW) != 0)
-    {
-        renaming->error = errno;
+        return errno;
+    if (renameat(renaming->folder, renaming->between, renaming->folder, renaming->target) == 0)
         return 0;
-    }
-    const bool isRenamed =
-        renameat(renaming->folder, renaming->between, renaming->folder, renaming->target) == 0;
-    renaming->error = isRenamed ? 0 : errno;
-    if (!isRenamed)
-        unlinkat(renaming->folder, renaming->between, 0);
-    return 0;
+    const int error = errno;
+    unlinkat(renaming->folder, renaming->between, 0);
+    return error;
 }
 
 struct FileReplacement::State
@@ -450,10 +453,9 @@ bool FileReplacement::State::replace()
             return failInFolder(errno);
     }
     const bool isReplaced = makeNamed([&](const char *between) {
-        Renaming renaming = {nameless.c_str(), folder, between, name.c_str(), EIO};
-        callApart(&renameNameless, &renaming);
-        errno = renaming.error;
-        return renaming.error == 0;
+        Renaming renaming = {nameless.c_str(), folder, between, name.c_str()};
+        errno = callApart(&renameNameless, &renaming);
+        return errno == 0;
     });
     temporary.clear(); // it has the name of the target now
     return isReplaced || failInFolder(errno);
