@@ -93,10 +93,11 @@ private Q_SLOTS:
 
         QTest::newRow("File") << "abbreviateName base checkFilter cleanPath copy copyDir createDir "
                                  "encoding exists extension fallbackEncoding find findResource "
-                                 "imageFilter isAbsolute isDir isFile isRelative isSamePath join "
-                                 "layoutFilter move moveDir parentFolder read remove search "
-                                 "searchInFiles setFallbackEncoding setSearchPath size sizeString "
-                                 "tempPath timestamp timestampString validate write";
+                                 "imageFilter isAbsolute isDir isFile isRelative isSafeWriting "
+                                 "isSamePath join lastError layoutFilter move moveDir parentFolder "
+                                 "read remove search searchInFiles setFallbackEncoding "
+                                 "setSafeWriting setSearchPath size sizeString tempPath timestamp "
+                                 "timestampString validate write writeSafely";
         QTest::newRow("MemoryChecker")
             << "check* checkHeap dumpDifference* dumpLeaks dumpLeaksAtExit dumpNewObjects* "
                "setBreakAlloc setBreakAllocOffset* setCheckAlways setKeepFreed setReportFile "
@@ -110,10 +111,12 @@ private Q_SLOTS:
                "maxSteps* rate* remaining* restore* save* setCount* setId* setLabel* setMaxSteps* "
                "setUnit* show* tick* unit*";
         QTest::newRow("Settings")
-            << "addMRU* beginGroup* copyKey* endGroup* firstMRUPath* getBool* getInt* getMRU* "
-               "getString* getValue* groups* keys* removeKey* removeMRU* renameKey* setBool* "
-               "setDefault* setInt* setString* setValue* status* sync*";
-        QTest::newRow("StringTable") << "initialize load lookup lookupi lookupk lookupx";
+            << "addMRU* beginGroup* changedFromDefaults* copyKey* endGroup* exportTo* "
+               "firstMRUPath* getBool* getInt* getMRU* getString* getValue* groups* importFrom* "
+               "keys* removeKey* removeMRU* renameKey* resetGroup* setBool* setDefault* setInt* "
+               "setString* setValue* status* sync*";
+        QTest::newRow("StringTable")
+            << "initialize load lookup lookupi lookupk lookupn lookupx missingKeys pluralForms";
         QTest::newRow("WaitCursor") << "activated reset*";
         QTest::newRow("WorkspaceSettings") << "";
     }

@@ -329,24 +329,29 @@ private Q_SLOTS:
     void isNotValidForAFileThatCannotBeRead_data()
     {
         QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("reason"); // with %1 for the path
 
-        QTest::newRow("missing") << m_folder.filePath("missing.csv");
-        QTest::newRow("folder") << m_folder.path();
-        QTest::newRow("empty path") << "";
-        QTest::newRow("device") << "/dev/zero";
+        QTest::newRow("missing") << m_folder.filePath("missing.csv")
+                                 << "The file \"%1\" does not exist.";
+        QTest::newRow("folder") << m_folder.path() << "\"%1\" is a folder, not a file.";
+        QTest::newRow("empty path") << ""
+                                    << "The file name is missing.";
+        const QString noFile = "\"%1\" is a device or a pipe, not a file.";
+        QTest::newRow("device") << "/dev/zero" << noFile;
         const QString pipe = m_folder.filePath("pipe");
         QVERIFY(::mkfifo(QFile::encodeName(pipe).constData(), 0600) == 0);
-        QTest::newRow("pipe") << pipe;
+        QTest::newRow("pipe") << pipe << noFile;
     }
 
     void isNotValidForAFileThatCannotBeRead()
     {
         QFETCH(QString, path);
+        QFETCH(QString, reason);
 
         const CSVDialect dialect = CSVDialect::detect(path);
 
         QVERIFY(!dialect.isValid());
-        QCOMPARE(File::lastError(), "Cannot read the file \"" + Data::String(path) + "\".");
+        QCOMPARE(File::lastError(), Data::String(reason.replace("%1", path)));
         QCOMPARE(dialect.confidence(CSVDialect::Encoding), 0.0);
         QCOMPARE(dialect.toText(), Data::String("unknown"));
         QVERIFY(CSVDialect::detect(makeFile(m_folder.filePath("good.csv"), "a,b\n")).isValid());

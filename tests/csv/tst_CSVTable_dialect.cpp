@@ -94,7 +94,7 @@ private Q_SLOTS:
         QVERIFY(!table.setDialect(unknown));
         QVERIFY(!File::lastError().isEmpty());
         QVERIFY(!table.setDialect(CSVDialect::detect(m_folder.filePath("missing"))));
-        QVERIFY(File::lastError().endsWith(".err.fileread")); // no texts are loaded
+        QVERIFY(File::lastError().endsWith(".err.nofile")); // no texts are loaded
 
         QCOMPARE(table.comment(), Data::String("#"));
         QCOMPARE(table.encoding(), Data::String("windows-1252"));

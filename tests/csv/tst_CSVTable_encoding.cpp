@@ -358,7 +358,8 @@ private Q_SLOTS:
     {
         QFile sparse(m_folder.filePath("sparse"));
         QVERIFY(sparse.open(QIODevice::WriteOnly) && sparse.resize(qint64(1) << 31));
-        const String reason = "The file \"" + sparse.fileName() + "\" is too large for the memory.";
+        const String reason =
+            "The file \"" + sparse.fileName() + "\" is too large to be held in memory as a whole.";
         CSVTable table;
 
         QVERIFY(!table.read(sparse.fileName()));

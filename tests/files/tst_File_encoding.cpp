@@ -160,7 +160,7 @@ private Q_SLOTS:
         QCOMPARE(File::encoding(path, &isGuess), String());
 
         QVERIFY(isGuess);
-        QCOMPARE(File::lastError(), String("Cannot read the file \"" + path + "\"."));
+        QCOMPARE(File::lastError(), String("The file \"" + path + "\" does not exist."));
         QCOMPARE(File::encoding(""), String());
         QCOMPARE(File::encoding(m_folder.path()), String());
     }
@@ -329,7 +329,7 @@ private Q_SLOTS:
         QCOMPARE(File::lastError(), String("There is no encoding \"\"."));
         QCOMPARE(File::read(m_folder.filePath("none"), "auto"), String());
         QCOMPARE(File::lastError(),
-                 String("Cannot read the file \"" + m_folder.filePath("none") + "\"."));
+                 String("The file \"" + m_folder.filePath("none") + "\" does not exist."));
         QCOMPARE(File::read(path, "auto"), String("x"));
         QCOMPARE(File::lastError(), String());
     }
@@ -392,10 +392,10 @@ private Q_SLOTS:
 
         QVERIFY(!File::write(path, text, encoding));
 
-        QCOMPARE(File::readRaw(path), QByteArray("before"));
         QCOMPARE(File::lastError(), String(reason.replace("%1", path).replace("%2", encoding)));
+        QCOMPARE(File::readRaw(path), QByteArray("before"));
         QVERIFY(!File::write(m_folder.path(), "x", "UTF-8"));
-        QCOMPARE(File::lastError(), String("Cannot write the file \"" + m_folder.path() + "\"."));
+        QCOMPARE(File::lastError(), String("\"" + m_folder.path() + "\" is a folder, not a file."));
     }
 
     // FileReader
@@ -444,7 +444,7 @@ private Q_SLOTS:
         QCOMPARE(File::lastError(), String("There is no encoding \"no such\"."));
         QVERIFY(!FileReader(m_folder.filePath("none"), "auto").isOpen());
         QCOMPARE(File::lastError(),
-                 String("Cannot read the file \"" + m_folder.filePath("none") + "\"."));
+                 String("The file \"" + m_folder.filePath("none") + "\" does not exist."));
         QVERIFY(FileReader(path, "auto").isOpen());
         QCOMPARE(File::lastError(), String());
     }

@@ -5,6 +5,7 @@
 
 #include <QFileDevice>
 
+#include <cerrno>
 #include <new>
 
 namespace Utils {
@@ -170,5 +171,25 @@ static bool setFile(const QFileDevice &file, bool isReading)
 bool LastError::cannotRead(const QFileDevice &file) { return setFile(file, /*isReading=*/true); }
 
 bool LastError::cannotWrite(const QFileDevice &file) { return setFile(file, /*isReading=*/false); }
+
+/// The error of the system for a path that is not the path of a file.
+static int errorFor(Platform::Entry entry)
+{
+    switch (entry) {
+    case Platform::Entry::Folder:
+        return EISDIR;
+    case Platform::Entry::Unknown:
+        return EACCES;
+    default:
+        return ENOENT;
+    }
+}
+
+bool LastError::isNoFile(const QString &path)
+{
+    const Platform::Entry entry = fileStatus(path).entry;
+    return entry == Platform::Entry::Other ? setFor(".err.nofiletype", path)
+                                           : cannotRead(path, errorFor(entry));
+}
 
 } // namespace Utils

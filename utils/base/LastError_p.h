@@ -55,6 +55,10 @@ public:
     static bool cannotRead(const QFileDevice &file);
     static bool cannotWrite(const QFileDevice &file);
 
+    /// Stores why \p path, which is no regular file, is not read: it is missing, a folder, or
+    /// another kind of file. Returns false.
+    static bool isNoFile(const QString &path);
+
     /// The id of the reason, null without one, and its values.
     static const char *id();
     static QStringList values();

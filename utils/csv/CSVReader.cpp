@@ -317,13 +317,6 @@ void CSVReader::addDelimiter(char delimiter)
     }
 }
 
-/// Stores why what is no regular file is not read. Returns false.
-static bool tellNoFile(const Data::String &path)
-{
-    return File::isDir(path) ? LastError::cannotRead(path, EISDIR)
-                             : LastError::setFor(".err.nofiletype", path);
-}
-
 bool CSVReader::read(const Data::String &path, Progress *progress)
 {
     LastError operation;
@@ -337,7 +330,7 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
             return LastError::set(".err.noname");
         if (!std::filesystem::is_regular_file(std::filesystem::u8path(path.toStdString()), error))
             return error ? LastError::cannotRead(path, error.default_error_condition().value())
-                         : tellNoFile(path);
+                         : LastError::isNoFile(path);
         OwnedFile file(File::openRead(path));
         FileEncoding encoding;
         if (!file || !d->findEncoding(encoding))

@@ -1,6 +1,6 @@
 #include "utils/csv/CSVTable.h"
 
-#include "utils/catalogue/LastError_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/csv/CSVDialect.h"
 #include "utils/csv/CSVTable_p.h"
 
@@ -24,7 +24,7 @@ bool CSVTable::setDialect(const CSVDialect &dialect)
     if (!dialect.isValid())
         return false; // the reason of detect() stays
     LastError operation;
-    return emptyWithoutMemory([&] {
+    return falseWithoutMemory([&] {
         const QStringList delimiters(tableDelimiter(dialect));
         const Data::String marker = dialect.comment();
         if (!setEncoding(dialect.encoding()))
@@ -37,7 +37,7 @@ bool CSVTable::setDialect(const CSVDialect &dialect)
         setQuoting(dialect.quotes() == CSVDialect::NoQuotes ? Classic : Rfc4180);
         setDecimalPoint(dialect.decimalPoint());
         setHeaderRows(dialect.headerRow() == 0 ? dialect.firstDataRow() : 0);
-        return true;
+        return operation.succeeded();
     });
 }
 

@@ -1,6 +1,6 @@
 #include "utils/csv/CSVTable.h"
 
-#include "utils/catalogue/LastError_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/csv/CSVTable_p.h"
 #include "utils/csv/backends/CSVRecordData_p.h"
 #include "utils/csv/backends/CSVStringData_p.h"
@@ -81,7 +81,7 @@ bool CSVTablePrivate::readRecords()
     const qint64 line = records->openQuoteLine();
     use(std::move(records));
     if (!isRead)
-        return LastError::set(".err.fileread", {path});
+        return false;
     if (line > 0)
         return LastError::set(".err.csvquote", {QString::number(line)});
     return current().isValid();

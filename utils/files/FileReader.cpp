@@ -2,8 +2,8 @@
 
 #include "utils/base/Encoding_p.h"
 #include "utils/base/FileName_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/base/Utf8_p.h"
-#include "utils/catalogue/LastError_p.h"
 #include "utils/files/File.h"
 
 #include <QFile>
@@ -334,7 +334,7 @@ FileReader::FileReader(const Data::String &path, const Data::String &encoding)
 {
     LastError operation;
     if (!d->open(path)) {
-        LastError::set(".err.fileread", {path});
+        LastError::cannotRead(d->file);
         return;
     }
     if (!d->setEncoding(path, encoding)) {

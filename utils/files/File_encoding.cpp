@@ -3,8 +3,8 @@
 #include "utils/base/EncodingFinder_p.h"
 #include "utils/base/Encoding_p.h"
 #include "utils/base/FileName_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/base/Limits_p.h"
-#include "utils/catalogue/LastError_p.h"
 #include "utils/files/File_p.h"
 
 #include <QFile>
@@ -54,10 +54,10 @@ Data::String File::encoding(const Data::String &path, bool *isGuess)
             operation.succeeded();
             return nameOf(finder.result(), isGuess);
         }
+        LastError::cannotRead(file);
     } catch (const std::bad_alloc &) {
-        // as for a file that cannot be read
+        LastError::set(".err.memory");
     }
-    LastError::set(".err.fileread", {path});
     if (isGuess)
         *isGuess = true;
     return {};
@@ -111,10 +111,8 @@ Data::String File::read(const Data::String &path, const Data::String &encoding)
     try {
         QByteArray bytes = readRaw(path);
         DecodedFile decoded;
-        if (bytes.isEmpty() && !(exists(path) && size(path) == 0)) {
-            LastError::set(".err.fileread", {path});
+        if (bytes.isEmpty() && !(exists(path) && size(path) == 0))
             return {};
-        }
         if (!decodeFile(std::move(bytes), path, encoding, decoded))
             return {};
         if (decoded.utf8.size() > maxTextLength) {
@@ -125,14 +123,14 @@ Data::String File::read(const Data::String &path, const Data::String &encoding)
         operation.succeeded();
         return text;
     } catch (const std::bad_alloc &) {
-        LastError::set(".err.toolarge", {path});
+        LastError::set(".err.memory");
         return {};
     }
 }
 
 bool File::write(const Data::String &path, const Data::String &text, const Data::String &encoding)
 {
-    LastError operation;
+    const LastError operation;
     try {
         const Encoding used(encoding);
         if (!used.isValid())
@@ -140,11 +138,9 @@ bool File::write(const Data::String &path, const Data::String &text, const Data:
         QByteArray bytes;
         if (!used.fromText(text, bytes))
             return LastError::set(".err.encode", {path, used.name()});
-        if (!writeRaw(path, bytes))
-            return LastError::set(".err.filewrite", {path});
-        return operation.succeeded();
+        return writeRaw(path, bytes);
     } catch (const std::bad_alloc &) {
-        return LastError::set(".err.filewrite", {path});
+        return LastError::set(".err.memory");
     }
 }
 

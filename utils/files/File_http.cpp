@@ -1,6 +1,6 @@
 #include "utils/files/File_p.h"
 
-#include "utils/catalogue/LastError_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File.h"
 

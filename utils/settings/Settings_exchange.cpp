@@ -144,8 +144,10 @@ static bool writeWhole(const QString &path, const QByteArray &text)
     if (isNoFile(path))
         return LastError::set(".err.nofiletype", {path});
     SafeFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(text) == text.size() &&
-           file.commit(/*flush=*/true);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    file.write(text); // a failure is that of commit(), too
+    return file.commit(/*flush=*/true);
 }
 
 bool Settings::exportTo(const Data::String &path) const

@@ -1,6 +1,6 @@
 #include "utils/csv/backends/CSVStringData_p.h"
 
-#include "utils/catalogue/LastError_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/csv/LineSplitter_p.h"
 #include "utils/csv/cells/QuoteScanner_p.h"
 #include "utils/feedback/Progress.h"

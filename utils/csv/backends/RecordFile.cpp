@@ -1,6 +1,7 @@
 #include "utils/csv/backends/RecordFile_p.h"
 
 #include "utils/base/FileName_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <QFileInfo>
@@ -46,9 +47,11 @@ void RecordStarts::append(qint64 start)
 bool RecordFile::open(const QString &path, const QuotedFormat<char> &format, Progress *progress)
 {
     if (!isName(path) || !QFileInfo(path).isFile())
-        return false;
+        return LastError::isNoFile(path);
     m_file.setFileName(path);
-    return m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) && findRows(format, progress);
+    return (m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) &&
+            findRows(format, progress)) ||
+           LastError::cannotRead(m_file);
 }
 
 /// Reads \p size bytes, or up to the end of the file. False when they cannot be read.
@@ -66,6 +69,12 @@ bool RecordFile::readAt(qint64 offset, char *bytes, qint64 size, qint64 &count)
         count += more;
     }
     return true;
+}
+
+static bool tellTooManyRows(const QString &path)
+{
+    return LastError::set(".err.tooManyRows",
+                          {path, QString::number(std::numeric_limits<int>::max())});
 }
 
 bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
@@ -97,7 +106,9 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     };
     qint64 numTicks = 0;
     for (bool isEnd = false, isFirst = true; !isEnd; isFirst = false) {
-        if (!readAt(base + kept, bytes.get() + kept, scanSize, count) || hasTooMany)
+        if (hasTooMany)
+            return tellTooManyRows(m_file.fileName());
+        if (!readAt(base + kept, bytes.get() + kept, scanSize, count))
             return false;
         isEnd = count < scanSize;
         size = kept + static_cast<int>(count);
@@ -113,7 +124,7 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     m_end = base;
     if (scanner.isInQuotes())
         m_openQuoteLine = lineAt(m_starts.at(numRows() - 1));
-    return !hasTooMany;
+    return !hasTooMany || tellTooManyRows(m_file.fileName());
 }
 
 /// The number of the line in the file, from 1 on, at \p offset; 1 when it cannot be read.

@@ -48,8 +48,8 @@ public:
     };
 
     /// Opens a regular file and finds its rows. \p progress, if not null, receives a step for each
-    /// block of 10,240 bytes. Returns false when the file cannot be read to its end or has too many
-    /// rows; throws std::bad_alloc when the memory does not suffice.
+    /// block of 10,240 bytes. Returns false, with a reason, when the file cannot be read to its end
+    /// or has too many rows; throws std::bad_alloc when the memory does not suffice.
     bool open(const QString &path, const QuotedFormat<char> &format, Progress *progress);
 
     /// Forgets all rows.

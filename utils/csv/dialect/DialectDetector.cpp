@@ -1,6 +1,7 @@
 #include "utils/csv/dialect/DialectDetector_p.h"
 
-#include "utils/catalogue/LastError_p.h"
+#include "utils/base/FileName_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/csv/CSVDialect_p.h"
 #include "utils/csv/dialect/DialectHeader_p.h"
 #include "utils/csv/dialect/DialectNumbers_p.h"
@@ -389,8 +390,12 @@ CSVDialect DialectDetector::detectFile(const Data::String &path, const CSVDialec
     failed.d->isValid = false;
     QFile file(path);
     // A pipe would be emptied, and a device need not end.
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        LastError::set(".err.fileread", {path});
+    if (!isName(path) || !QFileInfo(path).isFile()) {
+        LastError::isNoFile(path);
+        return failed;
+    }
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        LastError::cannotRead(file);
         return failed;
     }
     bool isRead = true;
@@ -408,7 +413,7 @@ CSVDialect DialectDetector::detectFile(const Data::String &path, const CSVDialec
     };
     const DialectSample sample = DialectSample::take(file.size(), knownEncoding(known), read);
     if (!isRead) {
-        LastError::set(".err.fileread", {path});
+        LastError::cannotRead(file);
         return failed;
     }
     operation.succeeded();
