@@ -1,4 +1,5 @@
 #include "tests/bindings/Interpreter.h"
+#include "tests/support/Files.h" // contentsOf
 
 #include "bindings/Modules.h"
 
@@ -50,13 +51,6 @@ private Q_SLOTS:
     }
 
 private:
-    static QByteArray contentsOf(const QString &path)
-    {
-        QFile file(path);
-        [&] { QVERIFY(file.open(QIODevice::ReadOnly)); }();
-        return file.readAll();
-    }
-
     static void set(const char *name, const QByteArray &text)
     {
         PyObject *const value = PyString_FromString(text.constData());

@@ -42,16 +42,9 @@ private:
 
     QString target() const { return m_folder.filePath("written.csv"); }
 
-    static QByteArray contents(const QString &path)
-    {
-        QFile source(path);
-        source.open(QIODevice::ReadOnly);
-        return source.readAll();
-    }
-
     QByteArray written(const CSVTable &table) const
     {
-        return table.write(target()) ? contents(target()) : QByteArray("not written");
+        return table.write(target()) ? contentsOf(target()) : QByteArray("not written");
     }
 
 private Q_SLOTS:
@@ -360,7 +353,7 @@ private Q_SLOTS:
 
         QVERIFY(table.write(target()));
 
-        QCOMPARE(contents(target()), QByteArray("a;b;\xe2\x82\xac\n\n1;2\n"));
+        QCOMPARE(contentsOf(target()), QByteArray("a;b;\xe2\x82\xac\n\n1;2\n"));
     }
 
     void addsAnEmptyLineEachTime()
@@ -514,7 +507,7 @@ private Q_SLOTS:
             QVERIFY(!table.write(path));
         }
 
-        QCOMPARE(contents(path), QByteArray("before"));
+        QCOMPARE(contentsOf(path), QByteArray("before"));
     }
 
     // Alignment

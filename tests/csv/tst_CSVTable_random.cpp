@@ -1,6 +1,7 @@
 #include "utils/csv/CSVTable.h"
 
 #include "tests/csv/PlainCSVData.h"
+#include "tests/support/Files.h" // contentsOf
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -120,12 +121,6 @@ static bool readInput(Utils::CSVTable &table, const Input &input)
     default:
         return table.read(input.path, input.limit, input.quoted);
     }
-}
-
-static QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("none");
 }
 
 /// All that the cells of the rows of a call tell.

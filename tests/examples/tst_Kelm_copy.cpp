@@ -1,4 +1,5 @@
 #include "tests/examples/Program.h"
+#include "tests/support/Files.h" // contentsOf
 #include "tests/support/Tree.h"
 
 #include <sys/stat.h>
@@ -26,7 +27,7 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.error, QString());
         QCOMPARE(m_kelm.output, QString());
         QCOMPARE(m_kelm.status, 0);
-        QCOMPARE(contents(target), QByteArray("a"));
+        QCOMPARE(contentsOf(target), QByteArray("a"));
     }
 
     void copiesAFileIntoAFolder()
@@ -36,7 +37,7 @@ private Q_SLOTS:
         QVERIFY(m_kelm.run({"copy", in("a.txt"), m_folder.filePath("out")}));
 
         QCOMPARE(m_kelm.status, 0);
-        QCOMPARE(contents(out("a.txt")), QByteArray("a"));
+        QCOMPARE(contentsOf(out("a.txt")), QByteArray("a"));
     }
 
     void copiesAFolder_data()
@@ -103,7 +104,7 @@ private Q_SLOTS:
 
         QVERIFY(m_kelm.run(QStringList{"copy", in("a.txt"), target} + options));
 
-        QCOMPARE(contents(target), expected);
+        QCOMPARE(contentsOf(target), expected);
         QCOMPARE(m_kelm.status, status);
         QCOMPARE(m_kelm.error,
                  status == 0 ? QString() : "kelm copy: \"" + target + "\" is there already\n");
@@ -151,7 +152,7 @@ private Q_SLOTS:
 
         QCOMPARE(m_kelm.error, QString());
         QCOMPARE(m_kelm.status, 0);
-        QCOMPARE(contents(in("a.txt")), QByteArray("a"));
+        QCOMPARE(contentsOf(in("a.txt")), QByteArray("a"));
     }
 
     void tellsOfEachFileThatCouldNotBeCopied()
@@ -163,7 +164,7 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.error, "kelm copy: 1 of 2 files could not be copied, the first is \"" +
                                    in("a.txt") + "\"\n");
         QCOMPARE(m_kelm.status, 1);
-        QCOMPARE(contents(out("in/sub/b.txt")), QByteArray("b"));
+        QCOMPARE(contentsOf(out("in/sub/b.txt")), QByteArray("b"));
     }
 
     void leavesAFileAloneThatStandsInAFoldersWay_data()
@@ -184,7 +185,7 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.error,
                  "kelm copy: Cannot make the folder \"" + out(name) + "\": There is a file\n");
         QCOMPARE(m_kelm.status, 1);
-        QCOMPARE(contents(out(name)), QByteArray("old"));
+        QCOMPARE(contentsOf(out(name)), QByteArray("old"));
     }
 
     void tellsOfAFileThatCouldNotBeReplaced_data()
@@ -248,7 +249,7 @@ private Q_SLOTS:
 
         QCOMPARE(m_kelm.error, "kelm copy: Cannot read the folder \"" + in("sub") + "\"\n");
         QCOMPARE(m_kelm.status, 1);
-        QCOMPARE(contents(out("in/a.txt")), QByteArray("a"));
+        QCOMPARE(contentsOf(out("in/a.txt")), QByteArray("a"));
     }
 
     void tellsWhatIsWrong_data()
@@ -303,12 +304,6 @@ private:
 
     QString in(const QString &name) const { return m_folder.filePath("in/" + name); }
     QString out(const QString &name) const { return m_folder.filePath("out/" + name); }
-
-    static QByteArray contents(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
 
     const QTemporaryDir m_home;
     const QTemporaryDir m_folder;

@@ -1,4 +1,5 @@
 #include "tests/examples/Program.h"
+#include "tests/support/Files.h" // contentsOf
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -358,7 +359,7 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.error, QString());
         QCOMPARE(m_kelm.output, QString());
         QCOMPARE(m_kelm.status, 0);
-        QCOMPARE(contents(target), written);
+        QCOMPARE(contentsOf(target), written);
     }
 
     void writesToAPipe()
@@ -516,12 +517,6 @@ private:
     QString file(const QByteArray &contents) const
     {
         return makeFile(m_folder.filePath("table.txt"), contents);
-    }
-
-    static QByteArray contents(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     const QTemporaryDir m_home;

@@ -1,4 +1,5 @@
 #include "tests/examples/Program.h"
+#include "tests/support/Files.h" // contentsOf
 
 class tst_Kelm_xml : public QObject
 {
@@ -69,9 +70,9 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.error, QString());
         QCOMPARE(m_kelm.output, QString());
         QCOMPARE(m_kelm.status, 0);
-        QCOMPARE(contents(target), ordered);
-        QCOMPARE(contents(path), unordered);
-        QCOMPARE(contents(target + ".new"), QByteArray("of the user"));
+        QCOMPARE(contentsOf(target), ordered);
+        QCOMPARE(contentsOf(path), unordered);
+        QCOMPARE(contentsOf(target + ".new"), QByteArray("of the user"));
         QCOMPARE(QDir(folder.path()).entryList(QDir::Files),
                  QStringList({"out.xml", "out.xml.new"}));
     }
@@ -83,7 +84,7 @@ private Q_SLOTS:
         QVERIFY(m_kelm.run({"xml", path, "--rewrite"}));
 
         QCOMPARE(m_kelm.status, 0);
-        QCOMPARE(contents(path), ordered);
+        QCOMPARE(contentsOf(path), ordered);
     }
 
     void writesToAPipe()
@@ -123,7 +124,7 @@ private Q_SLOTS:
                                         "\" cannot be written in this layout. "));
         QCOMPARE(m_kelm.error.count('\n'), 1);
         QCOMPARE(m_kelm.status, 1);
-        QCOMPARE(contents(path), mixed);
+        QCOMPARE(contentsOf(path), mixed);
         QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList("in.xml"));
     }
 
@@ -176,12 +177,6 @@ private:
                                  "<a><b z='1' type='t' name='n' B='2'/></a>";
     const QByteArray ordered = "<?xml version='1.0' encoding='UTF-8'?>\n<!DOCTYPE A>\n<a>\n"
                                "  <b name=\"n\" type=\"t\" B=\"2\" z=\"1\"/>\n</a>\n\n";
-
-    static QByteArray contents(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
 
     const QTemporaryDir m_home;
     const QTemporaryDir m_folder;

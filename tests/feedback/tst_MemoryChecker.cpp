@@ -10,12 +10,6 @@
 
 using Utils::MemoryChecker;
 
-static QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("not there");
-}
-
 class tst_MemoryChecker : public QObject
 {
     Q_OBJECT

@@ -60,12 +60,6 @@ static Data::String text(const char (&literal)[size])
     return QString::fromUtf8(literal, size - 1);
 }
 
-static QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("not there");
-}
-
 /// Makes a file of \p size bytes that takes next to no room on the disk.
 static bool makeSparseFile(const QString &path, qint64 size, const QByteArray &start = {})
 {

@@ -84,12 +84,6 @@ static bool writeTable(const QString &path, int version)
     return table.write(path);
 }
 
-static QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("cannot be opened");
-}
-
 class tst_File_fullDisk : public QObject
 {
     Q_OBJECT

@@ -29,12 +29,6 @@ using Utils::File;
 using Write = std::function<bool(const QString &)>;
 Q_DECLARE_METATYPE(Write)
 
-static QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("cannot be opened");
-}
-
 static struct stat statusOf(const QString &path)
 {
     struct stat status = {};

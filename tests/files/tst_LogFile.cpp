@@ -100,7 +100,7 @@ private Q_SLOTS:
         QVERIFY(log.isValid());
         QCOMPARE(log.path(), path);
         log.append("text", false);
-        QCOMPARE(contents(path), QByteArray("text"));
+        QCOMPARE(contentsOf(path), QByteArray("text"));
         QVERIFY(!QFile::exists(m_home + "/x.log"));
     }
 
@@ -158,9 +158,9 @@ private Q_SLOTS:
         const String expected = isRedirected ? m_home + "/" + QFileInfo(name).fileName() : path;
         QVERIFY(log.isValid());
         QCOMPARE(log.path(), expected);
-        QCOMPARE(contents(expected), QByteArray("text"));
+        QCOMPARE(contentsOf(expected), QByteArray("text"));
         if (!companion.isEmpty())
-            QCOMPARE(contents(m_folder->filePath(companion)), QByteArray("kept"));
+            QCOMPARE(contentsOf(m_folder->filePath(companion)), QByteArray("kept"));
     }
 
     void takesABareNameAsOneInTheCurrentFolder_data()
@@ -284,7 +284,7 @@ private Q_SLOTS:
 
         const LogFile log(path, false);
 
-        QCOMPARE(contents(path), QByteArray());
+        QCOMPARE(contentsOf(path), QByteArray());
     }
 
     void appendsEntriesInUtf8()
@@ -293,11 +293,11 @@ private Q_SLOTS:
         LogFile log(path, false);
 
         LogFile &same = log.append("a", true).append("\u00e4\u65e5", false).append("", true);
-        QCOMPARE(contents(path), QByteArray("a\n\xc3\xa4\xe6\x97\xa5\n")); // not closed yet
+        QCOMPARE(contentsOf(path), QByteArray("a\n\xc3\xa4\xe6\x97\xa5\n")); // not closed yet
         log.append("", false).append("b\nc\r\n", false);
 
         QCOMPARE(&same, &log);
-        QCOMPARE(contents(path), QByteArray("a\n\xc3\xa4\xe6\x97\xa5\nb\nc\r\n"));
+        QCOMPARE(contentsOf(path), QByteArray("a\n\xc3\xa4\xe6\x97\xa5\nb\nc\r\n"));
     }
 
     void appendsToTheEndWhereverTheFileStands()
@@ -313,7 +313,7 @@ private Q_SLOTS:
         other.close();
         log.append("h", false);
 
-        QCOMPARE(contents(path), QByteArray("abcdefgh"));
+        QCOMPARE(contentsOf(path), QByteArray("abcdefgh"));
     }
 
     void appendsToTheEndAlsoWhereTheSizeCannotBeTold()
@@ -329,7 +329,7 @@ private Q_SLOTS:
         failsToTellSizes = false;
 
         QCOMPARE(size, qint64(0)); // which is where it went to
-        QCOMPARE(contents(path), QByteArray("abcde"));
+        QCOMPARE(contentsOf(path), QByteArray("abcde"));
     }
 
     void startsEachEntryWithTheTimeWhenToldTo()
@@ -348,8 +348,8 @@ private Q_SLOTS:
         const QString time = "(\\d\\d:\\d\\d:\\d\\d\\.\\d{3}): ";
         const QRegularExpression pattern("^before\\n" + time + "x\\n" + time + "y" + time + "z" +
                                          time + "\\nafter$");
-        const auto match = pattern.match(contents(path));
-        QVERIFY2(match.hasMatch(), contents(path).constData());
+        const auto match = pattern.match(contentsOf(path));
+        QVERIFY2(match.hasMatch(), contentsOf(path).constData());
         for (int i = 1; i <= 4; ++i) {
             const QTime noted = QTime::fromString(match.captured(i), "hh:mm:ss.zzz");
             QVERIFY(noted.isValid());
@@ -387,7 +387,7 @@ private Q_SLOTS:
 
         QCOMPARE(QFile::exists(path), isLeft);
         if (isLeft)
-            QCOMPARE(contents(path), text);
+            QCOMPARE(contentsOf(path), text);
     }
 
     void leavesAFileWhoseSizeCannotBeTold()
@@ -400,7 +400,7 @@ private Q_SLOTS:
         }
         unknownPath.clear();
 
-        QCOMPARE(contents(path), QByteArray("text"));
+        QCOMPARE(contentsOf(path), QByteArray("text"));
     }
 
     void leavesNoEmptyFileInTheHomeFolderEither()
@@ -445,9 +445,9 @@ private Q_SLOTS:
         log.append("text", true);
 
         QVERIFY(!log.isValid());
-        QCOMPARE(contents(path), QByteArray("before"));
+        QCOMPARE(contentsOf(path), QByteArray("before"));
         QVERIFY(!LogFile("", false).setPath(path + QChar(0)));
-        QCOMPARE(contents(path), QByteArray("before"));
+        QCOMPARE(contentsOf(path), QByteArray("before"));
         QCOMPARE(QDir(m_home).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
     }
 
@@ -475,12 +475,12 @@ private Q_SLOTS:
         QVERIFY(log.setPath(amongPrograms));
         QVERIFY(log.isValid());
         QCOMPARE(log.path(), String());
-        QCOMPARE(contents(amongPrograms), QByteArray());
+        QCOMPARE(contentsOf(amongPrograms), QByteArray());
         log.append("text", false);
         QVERIFY(!log.setPath(path)); // it has a file now
         log.append("more", false);
 
-        QCOMPARE(contents(amongPrograms), QByteArray("textmore"));
+        QCOMPARE(contentsOf(amongPrograms), QByteArray("textmore"));
         QVERIFY(!QFile::exists(path));
     }
 
@@ -533,7 +533,7 @@ private Q_SLOTS:
         qobject_cast<QFile *>(log.object())->close();
         QVERIFY(!log.isValid());
         log.append("lost", true);
-        QCOMPARE(contents(path), QByteArray());
+        QCOMPARE(contentsOf(path), QByteArray());
     }
 
     void cannotBeCopied()
@@ -544,12 +544,6 @@ private Q_SLOTS:
     }
 
 private:
-    static QByteArray contents(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("not to be read");
-    }
-
     std::unique_ptr<QTemporaryDir> m_folder;
     QString m_home;
 };

@@ -612,12 +612,6 @@ private:
         });
     }
 
-    static QByteArray contentsOf(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("cannot be opened");
-    }
-
     QTemporaryDir m_folder;
     Inject::State *(*m_state)() = nullptr;
     void (*m_arm)(int, long, bool) = nullptr;

@@ -1,5 +1,6 @@
 #include "utils/platform/Platform.h"
 
+#include "tests/support/Files.h" // contentsOf
 #include "tests/support/OwnNamespace.h"
 
 #include <QtTest>
@@ -204,7 +205,7 @@ private Q_SLOTS:
         move(folder.filePath("a"), folder.filePath("b"));
 
         QVERIFY(!QFile::exists(folder.filePath("a")));
-        QCOMPARE(contents(folder.filePath("b")), QByteArray("new"));
+        QCOMPARE(contentsOf(folder.filePath("b")), QByteArray("new"));
     }
 
     void movesNothingToWhatCannotBeLookedAt()
@@ -217,7 +218,7 @@ private Q_SLOTS:
 
         move(folder.filePath("a"), loop);
 
-        QCOMPARE(contents(folder.filePath("a")), QByteArray("new"));
+        QCOMPARE(contentsOf(folder.filePath("a")), QByteArray("new"));
         QVERIFY(QFileInfo(loop).isSymLink());
     }
 
@@ -230,7 +231,7 @@ private Q_SLOTS:
         move(folder.filePath("a"), folder.filePath("b"));
 
         QCOMPARE(broken.interruptedWaits, 0);
-        QCOMPARE(contents(folder.filePath("b")), QByteArray("new"));
+        QCOMPARE(contentsOf(folder.filePath("b")), QByteArray("new"));
         QCOMPARE(waitpid(-1, nullptr, WNOHANG), -1); // nothing is left of it
     }
 
@@ -243,7 +244,7 @@ private Q_SLOTS:
         move(folder.filePath("a"), folder.filePath("b"));
 
         std::signal(SIGCHLD, original);
-        QCOMPARE(contents(folder.filePath("b")), QByteArray("new"));
+        QCOMPARE(contentsOf(folder.filePath("b")), QByteArray("new"));
     }
 
     void tellsNothingOfAPathThatCannotBeFollowed()
@@ -436,13 +437,6 @@ private:
         QFile file(path);
         file.open(QIODevice::WriteOnly);
         file.write(bytes);
-    }
-
-    static QByteArray contents(const QString &path)
-    {
-        QFile file(path);
-        file.open(QIODevice::ReadOnly);
-        return file.readAll();
     }
 
     static void move(const QString &from, const QString &to)

@@ -2,6 +2,7 @@
 
 #include "tests/script/PythonChild.h"
 #include "tests/script/PythonFixture.h"
+#include "tests/support/Files.h" // contentsOf
 #include "tests/support/Print.h"
 
 #include <QElapsedTimer>
@@ -186,7 +187,7 @@ private Q_SLOTS:
                                   "add('plat-' + getattr(sys, '_multiarch', ''), '')\n"
                                   "archive.close()\n"),
                  qPrintable(d.engine.errorMessage()));
-        const QByteArray whole = contents(archive);
+        const QByteArray whole = contentsOf(archive);
         QByteArray garbled = whole; // except its directory
         for (int i = 100; i < garbled.size() / 2; i += 3)
             garbled[i] = static_cast<char>(garbled[i] ^ i);
@@ -282,7 +283,7 @@ private Q_SLOTS:
             {"PYTHON_DIR=" + m_home, "code:x = 1", "reset", "code:x = 1", "reset", "code:x = 1"});
 
         QCOMPARE(output, (QStringList{"good", "good", "good", "exit 3"}));
-        QCOMPARE(contents(log), QByteArray("xxxx"));
+        QCOMPARE(contentsOf(log), QByteArray("xxxx"));
     }
 
 private:
@@ -298,12 +299,6 @@ private:
             else
                 QVERIFY(QFile::link(entry.canonicalFilePath(), target + entry.fileName()));
         }
-    }
-
-    static QByteArray contents(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     QString goodPath(const QString &path) const { return goodHome + path.mid(m_home.size()); }
@@ -332,7 +327,7 @@ private:
     /// Damaged versions of the file \p path. One of them is a missing file.
     QStringList damage(const QString &path) const
     {
-        const QByteArray whole = contents(goodPath(path));
+        const QByteArray whole = contentsOf(goodPath(path));
         const int headerSize =
             path.endsWith(".pyc") ? 8 : 0; // by which Python finds that it is up to date
         QByteArray garbage = whole.left(headerSize);

@@ -2,6 +2,7 @@
 // should. Run in a PID namespace of its own, by tst_Settings_faults: it kills processes, fills a
 // disk that it mounts and lets system calls fail.
 
+#include "tests/support/Files.h" // contentsOf
 #include "tests/support/SettingsHome.h"
 #include "utils/settings/Settings.h"
 #include "utils/settings/SettingsSignal.h"
@@ -36,13 +37,6 @@ static int failures = 0;
     } while (false)
 
 static const int keys = 300;
-
-static QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    file.open(QIODevice::ReadOnly);
-    return file.readAll();
-}
 
 static void put(const QString &path, const QByteArray &bytes)
 {
@@ -99,7 +93,7 @@ static int fillDisk(const QString &file)
                     setAll(settings, "old");
                     CHECK(settings.sync(), "with room");
                 });
-                const QByteArray old = contents(file);
+                const QByteArray old = contentsOf(file);
                 CHECK(count(old, "old") == keys, "%d", count(old, "old"));
                 const QByteArray value(length, 'n');
 
@@ -125,7 +119,7 @@ static int fillDisk(const QString &file)
                         CHECK(another.getString(keyOf(0)) == QString(value), "another object");
                     }
                     const bool isStored = settings->status(&reason) == Settings::Stored;
-                    const QByteArray now = contents(file);
+                    const QByteArray now = contentsOf(file);
                     if (isStored) {
                         CHECK(count(now, value) == keys, "%d pages, %s: %d stored", pages, way,
                               count(now, value));
@@ -143,7 +137,7 @@ static int fillDisk(const QString &file)
                     Settings later;
                     CHECK(later.sync(), "there is room again");
                     CHECK(later.status(&reason) == Settings::Stored, "%s", qPrintable(reason));
-                    CHECK(count(contents(file), value) == keys, "nothing is forgotten");
+                    CHECK(count(contentsOf(file), value) == keys, "nothing is forgotten");
                     const QStringList left = QDir(folder).entryList(QDir::Files);
                     CHECK(left.size() == 1, "%s", qPrintable(left.join(' ')));
                     if (!failures)
@@ -194,7 +188,7 @@ static int killWriters(const QString &file)
         waitpid(child, &status, 0);
         QFile::remove(file + ".lock"); // QSettings waits half a minute for one that is not signed
 
-        const QByteArray text = contents(file);
+        const QByteArray text = contentsOf(file);
         const int start = text.indexOf("=") + 1;
         const QByteArray value = text.mid(start, text.indexOf("\n", start) - start);
         CHECK(count(text, value) == keys, "kill %d: %d of %s", i, count(text, value),
@@ -231,7 +225,7 @@ static int failCalls(const QString &file)
                         setAll(settings, "old");
                         settings.setString("part/a", "gone").setString("part/b/c", "gone");
                     });
-                    const QByteArray old = contents(file);
+                    const QByteArray old = contentsOf(file);
                     CHECK(count(old, "old") == keys, "%d", count(old, "old"));
                     CHECK(count(old, "gone") == 2, "%d", count(old, "gone"));
                     const QByteArray name = QByteArray(way) + ", " + QByteArray::number(passed) +
@@ -261,14 +255,14 @@ static int failCalls(const QString &file)
                         if (arm)
                             arm(-1, 0);
                         // Either the new file, without one old key, or the old one.
-                        const int now = count(contents(file), "old");
+                        const int now = count(contentsOf(file), "old");
                         CHECK(now == keys, "%s: %d are left", name.constData(), now);
 
                         Data::String reason;
                         CHECK(settings->sync(), "%s: %s", name.constData(),
                               qPrintable((settings->status(&reason), reason)));
                         CHECK(settings->status() == Settings::Stored, "%s", name.constData());
-                        const QByteArray text = contents(file);
+                        const QByteArray text = contentsOf(file);
                         CHECK(count(text, "old") == keys, "%s: %d", name.constData(),
                               count(text, "old"));
                         CHECK(count(text, "gone") == 0, "%s: %d", name.constData(),
@@ -304,7 +298,7 @@ static int failRenames(const QString &file)
     Settings settings;
     setAll(settings, "old");
     CHECK(settings.sync(), "nothing fails");
-    const QByteArray old = contents(file);
+    const QByteArray old = contentsOf(file);
     const QDir folder = QFileInfo(file).dir();
     const QStringList files = folder.entryList(QDir::Files);
 
@@ -314,13 +308,13 @@ static int failRenames(const QString &file)
     Data::String reason;
     CHECK(settings.status(&reason) == Settings::Failed, "told");
     CHECK(reason == file + ": The file could not be replaced", "%s", qPrintable(reason));
-    CHECK(contents(file) == old, "the old file");
+    CHECK(contentsOf(file) == old, "the old file");
     CHECK(settings.getString(keyOf(7)) == "new", "in memory");
 
     CHECK(settings.sync(), "the next one does not");
     CHECK(settings.status(&reason) == Settings::Stored && reason.isEmpty(), "%s",
           qPrintable(reason));
-    CHECK(count(contents(file), "new") == keys, "%d", count(contents(file), "new"));
+    CHECK(count(contentsOf(file), "new") == keys, "%d", count(contentsOf(file), "new"));
     CHECK(folder.entryList(QDir::Files) == files, "%s",
           qPrintable(folder.entryList(QDir::Files).join(' ')));
     return 0;

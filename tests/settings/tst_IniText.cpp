@@ -1,18 +1,13 @@
 #include "utils/settings/IniText_p.h"
 
+#include "tests/support/Files.h" // contentsOf
+
 #include <QColor>
 #include <QtTest>
 
 #include <algorithm>
 
 namespace IniText = Utils::IniText;
-
-static QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    file.open(QIODevice::ReadOnly);
-    return file.readAll();
-}
 
 class tst_IniText : public QObject
 {

@@ -27,13 +27,6 @@ static const SettingsHome home;
 static const QByteArray firstLine = "; Exported settings, format 1\n";
 static const QByteArray lastLine = "; End of the exported settings\n";
 
-static QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    file.open(QIODevice::ReadOnly);
-    return file.readAll();
-}
-
 /// The reason of the last failure as its key, as no texts are loaded.
 static QString reason() { return QString(File::lastError()).section('.', -1); }
 
@@ -95,7 +88,7 @@ private Q_SLOTS:
 
         QVERIFY(Settings(group).exportTo(path()));
 
-        QCOMPARE(contents(path()), firstLine + lines + lastLine);
+        QCOMPARE(contentsOf(path()), firstLine + lines + lastLine);
         QCOMPARE(File::lastError(), Data::String());
         QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), QStringList("export.ini"));
     }
@@ -109,7 +102,7 @@ private Q_SLOTS:
 
         QVERIFY(Settings().exportTo(path()));
 
-        QCOMPARE(contents(path()),
+        QCOMPARE(contentsOf(path()),
                  firstLine + "[General]\na=1\n\n[gh]\nz=4\n\n[h]\nx=5\n" + lastLine);
     }
 
@@ -124,14 +117,14 @@ private Q_SLOTS:
         QVERIFY(!Settings("MRU").exportTo(path()));
         QCOMPARE(reason(), QString("noExport"));
         QVERIFY(!Settings("a/MRU/files").exportTo(path()));
-        QCOMPARE(contents(path()), QByteArray("before"));
+        QCOMPARE(contentsOf(path()), QByteArray("before"));
     }
 
     void refusesToExportOntoItsOwnFile()
     {
         home.fill("a=1");
         const QString store = home.file();
-        const QByteArray before = contents(store);
+        const QByteArray before = contentsOf(store);
         const QFileInfo file(store);
         QVERIFY(QFile::link(store, path("link")));
         QVERIFY(QFile::link(file.path(), path("folder")));
@@ -146,7 +139,7 @@ private Q_SLOTS:
             QVERIFY2(!Settings().exportTo(name), qPrintable(name));
             QCOMPARE(reason(), QString("exportOwnFile"));
         }
-        QCOMPARE(contents(store), before);
+        QCOMPARE(contentsOf(store), before);
 
         // Also before anything has been stored.
         QVERIFY(QFile::remove(store));
@@ -163,7 +156,7 @@ private Q_SLOTS:
         QVERIFY(!Settings().exportTo(path()));
 
         QCOMPARE(reason(), QString("writefault")); // a limit of the size of files
-        QCOMPARE(contents(path()), QByteArray("before"));
+        QCOMPARE(contentsOf(path()), QByteArray("before"));
         QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), QStringList("export.ini"));
     }
 
@@ -250,10 +243,10 @@ private Q_SLOTS:
         const QPixmap pixmap(2, 2);
         Settings("from").setValue("a", QVariant(pixmap)).setInt("b", 1);
         QVERIFY(Settings("from").exportTo(path()));
-        QCOMPARE(contents(path()), firstLine + "[General]\nb=1\n" + lastLine);
+        QCOMPARE(contentsOf(path()), firstLine + "[General]\nb=1\n" + lastLine);
 
         Settings("other").setValue("a", QVariant(pixmap)).sync();
-        const QByteArray stored = contents(home.file());
+        const QByteArray stored = contentsOf(home.file());
         const int start = stored.indexOf("[other]\n") + 8;
         const QByteArray line = stored.mid(start, stored.indexOf('\n', start) + 1 - start);
         QVERIFY(line.startsWith("a=") && line.contains("@Variant("));

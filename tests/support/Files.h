@@ -6,7 +6,7 @@
 #include <QFileInfo>
 #include <QString>
 
-/// Writes \p contents to the file \p path, making the folders it needs. Gives the path, or "" when
+/// Writes \p contents to the file \p path, and creates its folders. Returns the path, or "" when
 /// the file cannot be written.
 inline QString makeFile(const QString &path, const QByteArray &contents = "x")
 {
@@ -15,4 +15,11 @@ inline QString makeFile(const QString &path, const QByteArray &contents = "x")
         file.write(contents) != contents.size())
         return QString();
     return path;
+}
+
+/// The bytes of the file \p path, or a text that says so when it cannot be opened.
+inline QByteArray contentsOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("cannot be opened");
 }

@@ -37,12 +37,6 @@ static void fill(TagFile &file, int tags = 3)
     }
 }
 
-static QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("?");
-}
-
 class tst_TagFile_faults : public QObject
 {
     Q_OBJECT

@@ -15,12 +15,6 @@
 using Utils::TagFile;
 using Tag = TagFile::Tag;
 
-static QByteArray contentsOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
-}
-
 /// One tag "a", with \p properties: key, value, key, value...
 static void addProperties(TagFile &file, const QStringList &properties)
 {
