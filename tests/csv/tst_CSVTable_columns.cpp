@@ -106,6 +106,22 @@ private Q_SLOTS:
         QCOMPARE(columns.first().numCells, 0);
     }
 
+    void countsALongRowAmongShortOnesInATimeThatGrowsWithTheCells()
+    {
+        const int numFields = 100000;
+        const int numRows = 100000;
+        CSVTable table;
+        table.setData(QByteArray("1,").repeated(numFields) + '\n' +
+                      QByteArray("2\n").repeated(numRows));
+
+        const QList<CSVColumn> columns = table.columns(); // ten thousand million steps otherwise
+
+        QCOMPARE(columns.size(), numFields + 1);
+        QCOMPARE(columns.first().numHoles, 0);
+        QCOMPARE(columns.at(1).numHoles, numRows);
+        QCOMPARE(columns.last().numHoles, numRows + 1);
+    }
+
     void countsAllRowsWithoutHeaderRows()
     {
         CSVTable table;

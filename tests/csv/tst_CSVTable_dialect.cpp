@@ -67,18 +67,53 @@ private Q_SLOTS:
         }
     }
 
-    void setsUnits()
+    void usesTheRowsOfLabelsAndUnits_data()
     {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QVector<int>>("rows"); // of labels and units, and the first of the data
+        QTest::addColumn<QString>("unit");
+
+        // clang-format off
+        QTest::newRow("labels and units") << QByteArray("Kraft;Weg\nkN;mm\n1;2") << QVector<int>{0, 1, 2} << "mm";
+        QTest::newRow("a line below the labels") << QByteArray("Kraft;Weg\n-----;---\n1;2") << QVector<int>{0, -1, 2} << "";
+        QTest::newRow("sensors between them") << QByteArray("Kraft;Weg\nS1;S2\nkN;mm\n1;2") << QVector<int>{0, 2, 3} << "mm";
+        QTest::newRow("a preamble") << QByteArray("Pruefstand 3\nKraft;Weg\nkN;mm\n1;2") << QVector<int>{1, 2, 3} << "mm";
+        // clang-format on
+    }
+
+    void usesTheRowsOfLabelsAndUnits()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QVector<int>, rows);
+        QFETCH(QString, unit);
         CSVDialect dialect;
         dialect.setDelimiter(";");
-        dialect.setHeader(0, 1, 2);
+        dialect.setHeader(rows.at(0), rows.at(1), rows.at(2));
         CSVTable table;
         QVERIFY(table.setDialect(dialect));
 
-        QVERIFY(table.setData("Kraft;Weg\nkN;mm\n1;2"));
+        QVERIFY(table.setData(Data::String(QString::fromUtf8(bytes))));
 
-        QCOMPARE(table.headerRows(), 2);
-        QCOMPARE(table.columns().at(1).unit, Data::String("mm"));
+        QCOMPARE(table.headerRows(), rows.at(2));
+        QCOMPARE(table.columns().at(1).label, Data::String("Weg"));
+        QCOMPARE(table.columns().at(1).unit, Data::String(unit));
+        QCOMPARE(table.columns().at(1).object, Data::String());
+        QCOMPARE(table.columns().at(1).numCells, 1);
+    }
+
+    void readsWhatTheSampleLacks()
+    {
+        QByteArray bytes = QByteArray("a;b\n") + QByteArray("1;2\n").repeated(150000);
+        bytes.replace(200004, 4, "\xb0;2\n"); // between the parts that are examined
+        const QString path = makeFile(m_folder.filePath("large.csv"), bytes);
+        CSVTable table;
+        const CSVDialect dialect = CSVDialect::detect(path);
+        QCOMPARE(dialect.encoding(), Data::String("UTF-8"));
+
+        QVERIFY(table.setDialect(dialect));
+        QVERIFY2(table.read(path), qPrintable(File::lastError()));
+
+        QCOMPARE(table.data(50001, 0), Data::String(QChar(0xb0)));
     }
 
     void keepsItsOwnDialectWhenTheOtherOneIsWrong()

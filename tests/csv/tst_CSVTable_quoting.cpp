@@ -15,6 +15,8 @@
 #include <cstring>
 #include <random>
 
+#include <unistd.h>
+
 using Utils::CSVCell;
 using Utils::CSVRow;
 using Utils::CSVTable;
@@ -693,11 +695,15 @@ private Q_SLOTS:
         const QString link = path("link.csv");
         QFile::remove(link);
         QVERIFY(QFile::link(path(), link));
+        const QString otherName = path("other name.csv");
+        QCOMPARE(::link(QFile::encodeName(path()), QFile::encodeName(otherName)), 0);
         CSVTable table;
         table.setQuoting(CSVTable::Rfc4180);
         QVERIFY(read(table, path(), Storage::InFile));
+        QVERIFY(!table.read(path("missing.csv"), 1)); // which sets the path only
+        table.clearPath();
 
-        for (const QString &target : {path(), link}) {
+        for (const QString &target : {path(), link, otherName}) {
             QVERIFY(!table.write(target));
             QCOMPARE(File::lastError(), Data::String(target + " is read"));
         }
@@ -705,6 +711,38 @@ private Q_SLOTS:
         QCOMPARE(File::readRaw(path()), bytes);
         QVERIFY(table.write(path("written.csv")));
         QCOMPARE(File::lastError(), Data::String());
+    }
+
+    void writesToTheNameOfTheFileThatItReadsWhenThatIsGone()
+    {
+        QVERIFY(!makeFile(path(), "a,\"b\"\n").isEmpty());
+        CSVTable table;
+        table.setQuoting(CSVTable::Rfc4180);
+        QVERIFY(read(table, path(), Storage::InFile));
+        QVERIFY(QFile::remove(path()));
+
+        QVERIFY(table.write(path()));
+
+        QCOMPARE(File::readRaw(path()), QByteArray("a,b\n"));
+    }
+
+    void doesNotWriteRowsThatItCannotRead()
+    {
+        QVERIFY(!makeFile(path(), "a,b\n" + QByteArray("\"c\nd\",e\n").repeated(100000)).isEmpty());
+        CSVTable table;
+        table.setQuoting(CSVTable::Rfc4180);
+        QVERIFY(read(table, path(), Storage::InFile));
+        QVERIFY(QFile::resize(path(), 400000)); // by another program
+
+        QVERIFY(!table.write(path("written.csv")));
+        QVERIFY(!File::lastError().isEmpty());
+
+        QVERIFY(!makeFile(path("kept.csv"), "before").isEmpty());
+        File::setSafeWriting(true);
+        const bool isWritten = table.write(path("kept.csv"));
+        File::setSafeWriting(false);
+        QVERIFY(!isWritten);
+        QCOMPARE(File::readRaw(path("kept.csv")), QByteArray("before"));
     }
 
     void splitsRowsWithoutRegardToDemandParse()

@@ -19,14 +19,18 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("commas") << QByteArray("a,b\n1,22\n") << QStringList() << " a    b\n 1   22\n";
         QTest::newRow("semicolons") << QByteArray("a;b\n1,5;2\n") << QStringList()
-            << "a      b\n1,5    2\n";
+            << "   a   b\n 1,5   2\n";
+        QTest::newRow("an encoding that is detected") << QByteArray("a;T{\xb0""C}\n1;20\n")
+            << QStringList() << QString(" a   T{") + QChar(0xb0) + "C}\n 1      20\n";
+        QTest::newRow("line breaks in quotes that are detected") << QByteArray("a,b\n1,\"x\ny\"\n2,\"z\"\n")
+            << QStringList() << QString(" a  b\n 1  x") + QChar(0x21b5) + "y\n 2  z\n";
         QTest::newRow("tabs") << QByteArray("a\tb\n1\t2\n") << QStringList() << " a   b\n 1   2\n";
         QTest::newRow("bars") << QByteArray("a|b\n1|2\n") << QStringList() << " a   b\n 1   2\n";
         QTest::newRow("blanks, ragged") << QByteArray("  a   b\n 1  2 \n10 \t 20\n") << QStringList()
             << "  a    b\n  1    2\n 10   20\n";
         QTest::newRow("one column") << QByteArray("a\n1\n") << QStringList() << " a\n 1\n";
         QTest::newRow("one column with decimal commas") << QByteArray("Kraft\n") + "1,5\n22,75\n3,5\n4,5\n"
-            << QStringList() << "Kraft\n1,5\n22,75\n3,5\n4,5\n";
+            << QStringList() << " Kraft\n   1,5\n 22,75\n   3,5\n   4,5\n";
         QTest::newRow("more commas in some lines") << QByteArray("x,y;1\ny;2\n") << QStringList()
             << "x,y    1\ny      2\n";
         QTest::newRow("given") << QByteArray("a.b\n1.2\n") << QStringList{"-d", "."}
@@ -56,7 +60,7 @@ private Q_SLOTS:
         QTest::newRow("quotes between what is given") << QByteArray("a,b;\"1;2\"\nc,d;\"3;4\"\n")
             << QStringList{"-d", ";"} << "a,b    1;2\nc,d    3;4\n";
         QTest::newRow("a delimiter in half of the lines") << QByteArray("a b\n1 2,3\n")
-            << QStringList() << " a  b\n 1  2,3\n";
+            << QStringList() << " a     b\n 1   2,3\n";
         QTest::newRow("as many of two") << QByteArray("a,b;c\n1,2;3\n") << QStringList()
             << " a  b;c\n 1  2;3\n";
         QTest::newRow("quotes as bytes") << QByteArray("a,b\n1,\"2,3\"\n")
@@ -437,7 +441,7 @@ private Q_SLOTS:
             << "No table is in \"" + folder + "/lines.csv\"";
         QTest::newRow("comments only") << QStringList(makeFile(folder + "/c.csv", "#a,b\n")) << 1
             << "No table is in \"" + folder + "/c.csv\"";
-        QTest::newRow("not UTF-8") << QStringList(makeFile(folder + "/l.csv", "a,\xff\n")) << 1
+        QTest::newRow("not UTF-8") << QStringList{makeFile(folder + "/l.csv", "a,\xff\n"), "--encoding", "UTF-8"} << 1
             << "The file \"" + folder + "/l.csv\" is not valid UTF-8.";
         QTest::newRow("not Shift-JIS") << QStringList{folder + "/l.csv", "--encoding", "Shift_JIS"} << 1
             << "The file \"" + folder + "/l.csv\" is not valid Shift_JIS.";
@@ -456,7 +460,7 @@ private Q_SLOTS:
             << "The folder of the file \"" + folder + "/no/out.csv\" does not exist.";
         QTest::newRow("full disk") << QStringList{bolts, "--to", "/dev/full"} << 1
             << "The file \"/dev/full\" cannot be written completely: the disk is full.";
-        QTest::newRow("not UTF-8, blanks") << QStringList(makeFile(folder + "/b.txt", "a b\n1 \xff\n"))
+        QTest::newRow("not UTF-8, blanks") << QStringList{makeFile(folder + "/b.txt", "a b\n1 \xff\n"), "--encoding", "UTF-8"}
             << 1 << "The file \"" + folder + "/b.txt\" is not valid UTF-8.";
         const QString texts = makeFile(folder + "/texts.csv", "a,b\nx,nan\n");
         QTest::newRow("no numbers") << QStringList{texts, "--stats"} << 1

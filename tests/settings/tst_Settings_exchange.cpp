@@ -17,6 +17,7 @@
 #include <memory>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 using Data::Variant;
 using Utils::File;
@@ -120,6 +121,22 @@ private Q_SLOTS:
         QCOMPARE(contentsOf(path()), QByteArray("before"));
     }
 
+    void exportsNothingOfAStoreThatCannotBeRead()
+    {
+        home.fill("a=1");
+        makeFile(path(), "before");
+        QVERIFY(QFile::remove(home.file()));
+        QVERIFY(QDir().mkpath(home.file()));
+
+        const bool isExported = Settings().exportTo(path());
+        const QString why = reason();
+        QVERIFY(QDir().rmdir(home.file()));
+
+        QVERIFY(!isExported);
+        QCOMPARE(why, QString("settings"));
+        QCOMPARE(contentsOf(path()), QByteArray("before"));
+    }
+
     void refusesToExportOntoItsOwnFile()
     {
         home.fill("a=1");
@@ -128,8 +145,11 @@ private Q_SLOTS:
         const QFileInfo file(store);
         QVERIFY(QFile::link(store, path("link")));
         QVERIFY(QFile::link(file.path(), path("folder")));
+        const QString otherName = file.path() + "/other name";
+        QCOMPARE(::link(QFile::encodeName(store), QFile::encodeName(otherName)), 0);
 
         const QStringList names = {store,
+                                   otherName,
                                    file.path() + "/../Company/./" + file.fileName(),
                                    path("link"),
                                    path("folder/") + file.fileName(),

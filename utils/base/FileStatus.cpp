@@ -1,11 +1,15 @@
 #include "utils/base/FileStatus_p.h"
 
+#include "utils/base/FileName_p.h"
+
 #include <QDateTime>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
+#include <system_error>
 
 namespace Utils {
 
@@ -43,6 +47,16 @@ unsigned int timestampOf(const EntryStatus &status)
 {
     const std::int64_t most = std::numeric_limits<unsigned int>::max();
     return static_cast<unsigned int>(std::clamp<std::int64_t>(status.modified / 1000, 0, most));
+}
+
+bool isSameFile(const QString &a, const QString &b)
+{
+    if (!isName(a) || !isName(b))
+        return false;
+    std::error_code error;
+    const bool isSame = std::filesystem::equivalent(
+        std::filesystem::u8path(a.toStdString()), std::filesystem::u8path(b.toStdString()), error);
+    return isSame && !error;
 }
 
 } // namespace Utils

@@ -13,6 +13,10 @@ namespace Utils {
 /// wrong time for earlier times, when the offset of the time zone was different from today.
 Platform::EntryStatus fileStatus(const QString &path, bool followLinks = true);
 
+/// Whether both paths lead to the same existing file, which may have several names. False, too,
+/// when the system cannot determine it.
+bool isSameFile(const QString &a, const QString &b);
+
 /// The time of the last modification, in seconds since the Unix epoch. 0 for earlier times, and the
 /// largest number for times that do not fit.
 unsigned int timestampOf(const Platform::EntryStatus &status);

@@ -160,7 +160,8 @@ Data::String CSVDialect::toJson() const
 {
     QJsonObject confidences;
     for (int i = 0; i < CSVDialectPrivate::numProperties; ++i) {
-        const double rounded = std::floor(d->confidences[static_cast<std::size_t>(i)] * 100) / 100;
+        const double rounded =
+            std::floor(d->confidences[static_cast<std::size_t>(i)] * 100 + 1e-9) / 100;
         confidences.insert(QLatin1String(propertyNames[i]), rounded);
     }
     const auto rowOf = [](int row) { return row < 0 ? QJsonValue() : QJsonValue(row); };

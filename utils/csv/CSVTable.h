@@ -253,10 +253,12 @@ public:
     ///     table.setDialect(CSVDialect::detect(path)) && table.read(path);
     ///
     /// Set it before reading. The argument "quoted" of read() and setData() stays false: fields in
-    /// quotes are read as Rfc4180. Header rows are set when the labels are in row 0; a preamble
-    /// above them stays in the table. A single column with decimal commas is not split at them. A
-    /// table with the delimiter "|" is always stored as text, unless there are quotes. With columns
-    /// aligned by blanks, a row that starts with a blank has an empty first field.
+    /// quotes are read as Rfc4180. columns() uses the label row and the unit row of the dialect,
+    /// wherever they are; a preamble above them stays in the table. UTF-8 that was detected without
+    /// certainty becomes "auto", because the sample may lack what is in another encoding. A single
+    /// column with decimal commas is not split at them. A table with the delimiter "|" is always
+    /// stored as text, unless there are quotes. With columns aligned by blanks, a row that starts
+    /// with a blank has an empty first field.
     bool setDialect(const CSVDialect &dialect);
 
     /// Sets a reporter for reading and aligning, with the label that it shows meanwhile; null means
@@ -429,8 +431,8 @@ public:
     /// are valid only until \p visitor returns. No copies are made except for quoted fields, for
     /// rows that are split when they are accessed, and for a table in the file.
     ///
-    /// False when \p visitor has returned false, and when the memory does not suffice for a row. No
-    /// further rows are visited then.
+    /// False when \p visitor has returned false, when the memory does not suffice for a row, and,
+    /// with Rfc4180, when a row cannot be read from the file. No further rows are visited then.
     ///
     /// \p visitor may change the table. When it replaces the rows of a table stored as bytes or in
     /// the file, the old rows are visited to their end; otherwise the next rows are as changed. It
@@ -556,7 +558,8 @@ public:
     /// is written as it was read. An existing file keeps its permissions.
     ///
     /// False when the file cannot be opened; it is then unchanged. False, too, when the memory does
-    /// not suffice for a row; the file then contains the rows before it, or some of them.
+    /// not suffice for a row, and when a row of a table in the file cannot be read any more; the
+    /// file then contains the rows before it, or some of them.
     /// With File::setSafeWriting() the file has all rows when the result is true, and otherwise its
     /// old contents.
     ///

@@ -3,11 +3,12 @@
 #include "utils/csv/CSVTable_p.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Utils {
 
-void CSVTable::setHeaderRows(int count) { d->numHeaderRows = std::max(count, 0); }
-int CSVTable::headerRows() const { return d->numHeaderRows; }
+void CSVTable::setHeaderRows(int count) { d->headers = {std::max(count, 0), 0, 1, 2}; }
+int CSVTable::headerRows() const { return d->headers.count; }
 
 /// Removes the part of \p label from \p open on, if \p close ends it, and returns what is between.
 static QString takeUnit(QString &label, QChar open, QChar close)
@@ -29,20 +30,19 @@ static QString unitOf(const QString &cell)
     return isPair ? cell.mid(1, cell.size() - 2).trimmed() : cell;
 }
 
-/// Counts a row of cells. Columns that appear first in this row are holes in the rows before.
-static void countRow(const CSVRow &row, int numRowsBefore, QList<CSVColumn> &columns)
+/// Counts the cells of a row. Cells that are not empty are counted in numCells.
+static void countRow(const CSVRow &row, QList<CSVColumn> &columns)
 {
-    while (columns.size() < row.size()) {
-        CSVColumn column;
-        column.numHoles = numRowsBefore;
-        columns.append(column);
-    }
-    for (int col = 0; col < columns.size(); ++col) {
+    while (columns.size() < row.size())
+        columns.append(CSVColumn());
+    for (int col = 0; col < row.size(); ++col) {
+        if (row[col].isEmpty())
+            continue;
         CSVColumn &column = columns[col];
         bool isNumber = false;
-        if (col >= row.size() || row[col].isEmpty())
-            ++column.numHoles;
-        else if (row[col].number(&isNumber); !isNumber)
+        row[col].number(&isNumber);
+        ++column.numCells;
+        if (!isNumber)
             ++column.numNonNumbers;
     }
 }
@@ -50,13 +50,13 @@ static void countRow(const CSVRow &row, int numRowsBefore, QList<CSVColumn> &col
 QList<CSVColumn> CSVTablePrivate::columns() const
 {
     QList<CSVColumn> columns;
-    const int numHeaders = std::min(numHeaderRows, current().numRows());
+    const int numHeaders = std::min(headers.count, current().numRows());
     const auto header = [&](int row) {
-        return row < numHeaders ? current().data(row) : QStringList();
+        return row >= 0 && row < numHeaders ? current().data(row) : QStringList();
     };
-    const QStringList labels = header(0);
-    const QStringList units = header(1);
-    const QStringList objects = header(2);
+    const QStringList labels = header(headers.labels);
+    const QStringList units = header(headers.units);
+    const QStringList objects = header(headers.objects);
     for (int i = std::max({labels.size(), units.size(), objects.size()}); i > 0; --i)
         columns.append(CSVColumn());
 
@@ -67,15 +67,15 @@ QList<CSVColumn> CSVTablePrivate::columns() const
         const bool isBlank = row.size() == 0 || (row.size() == 1 && row[0].isEmpty());
         if (row.number() == last && isBlank)
             return false;
-        countRow(row, numRows, columns);
+        countRow(row, columns);
         ++numRows;
         return true;
     });
 
     for (int col = 0; col < columns.size(); ++col) {
         CSVColumn &column = columns[col];
-        column.numCells = numRows;
-        const int numFilled = numRows - column.numHoles;
+        const int numFilled = std::exchange(column.numCells, numRows);
+        column.numHoles = numRows - numFilled;
         const int numNumbers = numFilled - column.numNonNumbers;
         if (numFilled > 0)
             column.type = 2 * numNumbers > numFilled ? CSVColumn::Numbers : CSVColumn::Texts;

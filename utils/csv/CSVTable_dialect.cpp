@@ -19,6 +19,15 @@ static QString tableDelimiter(const CSVDialect &dialect)
                                                     : QString(dialect.delimiter());
 }
 
+/// The encoding of a table. A file whose sample is UTF-8 may be in another encoding.
+static Data::String encodingFor(const CSVDialect &dialect)
+{
+    const double certain = 0.9;
+    const bool mayDiffer = dialect.encoding() == QLatin1String("UTF-8") &&
+                           dialect.confidence(CSVDialect::Encoding) <= certain;
+    return mayDiffer ? Data::String("auto") : dialect.encoding();
+}
+
 bool CSVTable::setDialect(const CSVDialect &dialect)
 {
     if (!dialect.isValid())
@@ -27,7 +36,7 @@ bool CSVTable::setDialect(const CSVDialect &dialect)
     return falseWithoutMemory([&] {
         const QStringList delimiters(tableDelimiter(dialect));
         const Data::String marker = dialect.comment();
-        if (!setEncoding(dialect.encoding()))
+        if (!setEncoding(encodingFor(dialect)))
             return false;
 
         d->textData->delimiters = delimiters;
@@ -36,7 +45,8 @@ bool CSVTable::setDialect(const CSVDialect &dialect)
         d->textData->commentException.clear();
         setQuoting(dialect.quotes() == CSVDialect::NoQuotes ? Classic : Rfc4180);
         setDecimalPoint(dialect.decimalPoint());
-        setHeaderRows(dialect.headerRow() == 0 ? dialect.firstDataRow() : 0);
+        d->headers = {dialect.hasHeader() ? dialect.firstDataRow() : 0, dialect.headerRow(),
+                      dialect.unitRow(), /*objects=*/-1};
         return operation.succeeded();
     });
 }

@@ -118,8 +118,8 @@ bool CSVTable::write(const Data::String &path) const
         for (int row = 0; row < d->numOutputRows(); ++row) {
             if (isClassic)
                 d->textData->appendHeldRow(row, delimiter, lines);
-            else
-                d->appendOutputRow(row, lines);
+            else if (!d->appendOutputRow(row, lines))
+                return LastError::cannotRead(d->current().source, EIO);
             lines.append('\n');
             if (lines.size() >= chunkSize) {
                 if (file->write(lines) != lines.size())

@@ -93,6 +93,15 @@ struct CSVBackends
                                           Progress *progress, const Data::String &label);
 };
 
+/// The rows above the data. A row that is -1 or not above the data is missing.
+struct CSVHeaders
+{
+    int count = 0;
+    int labels = 0;
+    int units = 1;
+    int objects = 2;
+};
+
 class CSVTablePrivate
 {
 public:
@@ -189,8 +198,8 @@ public:
     /// Whether the rows cannot be written to the file \p target, because they are read from it.
     bool isReadFrom(const QString &target) const;
 
-    /// Appends a row as write() writes it.
-    void appendOutputRow(int row, QByteArray &to) const;
+    /// Appends a row as write() writes it. False when the row cannot be read from the file.
+    bool appendOutputRow(int row, QByteArray &to) const;
 
     /// A row as one line that is quoted as in RFC 4180.
     QString quotedLine(int row, bool escapes) const;
@@ -206,7 +215,7 @@ public:
 
     bool demandParse = false;
     bool escapesFormulas = false;
-    int numHeaderRows = 0;
+    CSVHeaders headers;
     double holeValue = 0.0; // of this table; tables in memory use that of the process
     Data::String progressLabel;
     Data::String path;

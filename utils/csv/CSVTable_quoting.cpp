@@ -1,5 +1,6 @@
 #include "utils/csv/CSVTable.h"
 
+#include "utils/base/FileStatus_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/csv/CSVTable_p.h"
 #include "utils/csv/backends/CSVRecordData_p.h"
@@ -51,12 +52,12 @@ bool CSVTablePrivate::setQuotedBytes(const QByteArray &bytes)
         isWhole = rows->appendText(text, /*parseNow=*/true, progress, progressLabel);
     }
     if (!isWhole)
-        return false;
+        return LastError::set(".err.memory");
     const int line = rows->openQuoteLine;
     use(std::move(rows));
     if (line > 0)
         return LastError::set(".err.csvquote", {QString::number(line)});
-    return current().isValid();
+    return current().isValid() || LastError::set(".err.norows");
 }
 
 bool CSVTablePrivate::readRecords()
@@ -77,6 +78,7 @@ bool CSVTablePrivate::readRecords()
     TaskProgress task(reporter);
     task.start(/*steps=*/0, progressLabel);
     useText();
+    records->source = QFileInfo(path).absoluteFilePath();
     const bool isRead = records->open(path, reporter);
     const qint64 line = records->openQuoteLine();
     use(std::move(records));
@@ -84,7 +86,7 @@ bool CSVTablePrivate::readRecords()
         return false;
     if (line > 0)
         return LastError::set(".err.csvquote", {QString::number(line)});
-    return current().isValid();
+    return current().isValid() || LastError::set(".err.norows");
 }
 
 // Output
@@ -181,7 +183,7 @@ QString CSVTablePrivate::quotedLine(int row, bool escapes) const
     return line;
 }
 
-void CSVTablePrivate::appendOutputRow(int row, QByteArray &to) const
+bool CSVTablePrivate::appendOutputRow(int row, QByteArray &to) const
 {
     if (!textData->isRfc4180) {
         textData->parseRow(row);
@@ -189,7 +191,7 @@ void CSVTablePrivate::appendOutputRow(int row, QByteArray &to) const
         for (QString &field : fields)
             field = withoutFormula(field);
         to += fields.join(outputDelimiter()).toUtf8();
-        return;
+        return true;
     }
     const QuotedOutput<QByteArray> output = byteOutputOf(outputDelimiter(), textData->comment);
     const auto bytesOf = [&](const CSVCell &cell) {
@@ -201,7 +203,7 @@ void CSVTablePrivate::appendOutputRow(int row, QByteArray &to) const
                                withoutFormula(cell.text()) != cell.text();
         return isFormula ? '\'' + bytes : bytes;
     };
-    current().visit(row, row, [&](const CSVRow &cells) {
+    return current().visit(row, row, [&](const CSVRow &cells) {
         const int start = to.size();
         QByteArray first;
         for (int col = 0; col < cells.size(); ++col) {
@@ -217,8 +219,7 @@ void CSVTablePrivate::appendOutputRow(int row, QByteArray &to) const
 
 bool CSVTablePrivate::isReadFrom(const QString &target) const
 {
-    return textData->isRfc4180 && current().isReadOnly() &&
-           QFileInfo(target).canonicalFilePath() == QFileInfo(path).canonicalFilePath();
+    return textData->isRfc4180 && isSameFile(target, current().source);
 }
 
 } // namespace Utils

@@ -6,6 +6,8 @@
 #include "utils/csv/backends/CSVFileData_p.h"
 #include "utils/files/File.h"
 
+#include <QFileInfo>
+
 #include <algorithm>
 
 namespace Utils {
@@ -51,6 +53,7 @@ bool CSVTablePrivate::readInFile()
     if (textData->isRfc4180)
         return readRecords();
     auto inFile = std::make_unique<CSVFileData>(byteDelimiter());
+    inFile->source = QFileInfo(path).absoluteFilePath();
     inFile->reader.setHoleValue(holeValue);
     if (!detectedEncoding.isEmpty()) {
         inFile->reader.setEncoding(detectedEncoding);

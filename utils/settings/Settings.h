@@ -178,8 +178,8 @@ public:
     /// Writes the values in the current group and below it to the file at \p path, from which
     /// importFrom() reads them, in this program or in another one. Keys are relative to the current
     /// group. False, with the file unchanged and the reason in File::lastError(), when it cannot be
-    /// written completely, when it is the file in which the settings are stored, and when
-    /// canExport() is false for the current group.
+    /// written completely, when it is the file in which the settings are stored, when
+    /// these cannot be read completely, and when canExport() is false for the current group.
     ///
     /// Left out are
     /// - the groups for which canExport() is false, and all groups in them: those that setFlags()

@@ -131,6 +131,13 @@ QString SettingsStore::reason() const
                      : QString();
 }
 
+bool SettingsStore::isReadable() const
+{
+    if (m_file)
+        m_file->check();
+    return !isStored() || reason().isEmpty();
+}
+
 /// The key from the root, normalised as by QSettings.
 QString SettingsStore::fullKey(const QString &key)
 {

@@ -62,6 +62,10 @@ public:
     /// The cause of the failure of the last attempt to read or to store, or "".
     QString reason() const;
 
+    /// Whether the store can be read completely. True, too, while there are changes that cannot be
+    /// stored.
+    bool isReadable() const;
+
 private:
     QString fullKey(const QString &key);
 

@@ -126,12 +126,18 @@ static QSettings::SettingsMap changedDefaults(const QSettings::SettingsMap &valu
 static QString destinationOf(const QString &path)
 {
     const QFileInfo file(path);
-    QString canonical = file.canonicalFilePath();
+    const QString canonical = file.canonicalFilePath();
     if (!canonical.isEmpty())
         return canonical;
     const QString folder = QFileInfo(file.absolutePath()).canonicalFilePath();
     return folder.isEmpty() ? QDir::cleanPath(file.absoluteFilePath())
                             : QDir(folder).filePath(file.fileName());
+}
+
+/// Whether both paths lead to the same file, which may have several names, or will do so.
+static bool areSameFile(const QString &a, const QString &b)
+{
+    return destinationOf(a).compare(destinationOf(b), Qt::CaseInsensitive) == 0 || isSameFile(a, b);
 }
 
 static bool isNoFile(const QString &path)
@@ -154,10 +160,10 @@ bool Settings::exportTo(const Data::String &path) const
 {
     LastError operation;
     try {
-        const bool isStore = destinationOf(path).compare(destinationOf(m_settings->fileName()),
-                                                         Qt::CaseInsensitive) == 0;
-        if (isStore)
+        if (areSameFile(path, m_settings->fileName()))
             return LastError::set(".err.exportOwnFile", {path});
+        if (!m_settings->isReadable())
+            return LastError::set(".err.settings", {m_settings->reason()});
         const QSettings::SettingsMap stored = m_settings->values();
         if (isPrivate(stored))
             return false;

@@ -71,7 +71,7 @@ static Result get(const QString &key)
 
 static Result written(Settings &settings)
 {
-    return settings.sync() ? good() : failed("The settings cannot be written");
+    return settings.sync() ? good() : failed(File::lastError());
 }
 
 /// Stores a value, or removes it when it is invalid.

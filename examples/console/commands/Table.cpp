@@ -32,12 +32,13 @@ static void declare(QCommandLineParser &parser)
          "detected.",
          "TEXT"},
         {"quotes",
-         "Whether fields may be in quotes: yes, no, guess, or rfc for quotes as in RFC 4180, with "
-         "line breaks in them. It is guess otherwise.",
+         "Whether fields may be in quotes: yes, no, rfc for quotes as in RFC 4180, with line "
+         "breaks "
+         "in them, or guess, which is rfc when quotes are detected. It is guess otherwise.",
          "WHETHER", "guess"},
         {"encoding",
-         "The encoding of the file, such as windows-1252, or auto for a guess. Without this option "
-         "it is UTF-8.",
+         "The encoding of the file, such as windows-1252. Without this option, and for auto, it is "
+         "detected.",
          "NAME"},
         {"decimal-comma", "Numbers have a decimal comma, as 2,5. Without this option it is "
                           "detected, and applied when "
@@ -101,6 +102,7 @@ static Result write(const CSVTable &table, const QString &path)
     const QString delimiter = File::extension(path).toLower() == "tsv" ? "\t" : ",";
     CSVTable written(delimiter);
     written.setQuoting(table.quoting());
+    written.setComment(table.comment()); // what looks like a comment is put in quotes
     for (int row = 0; row < table.numRows(); ++row) {
         QStringList fields = table.data(row);
         for (QString &field : fields) {
@@ -171,12 +173,12 @@ static CSVDialect knownDialect(const QCommandLineParser &given)
     return known;
 }
 
-/// A decimal comma is applied only if it is certain: it makes a text a number.
+/// A decimal comma is applied unless it is only a guess: it makes a text a number.
 static char decimalPoint(const QCommandLineParser &given, const CSVDialect &dialect)
 {
-    const double certain = 0.9;
+    const double probable = 0.5;
     const bool isComma =
-        dialect.decimalPoint() == ',' && dialect.confidence(CSVDialect::DecimalPoint) > certain;
+        dialect.decimalPoint() == ',' && dialect.confidence(CSVDialect::DecimalPoint) >= probable;
     return isComma || given.isSet("decimal-comma") ? ',' : '.';
 }
 
@@ -261,8 +263,11 @@ static Result run(const QCommandLineParser &given, Host &host)
     const auto sizeLimit = wholeNumber(given.value("size-limit"), 1);
     CSVTable table(tableDelimiter(layout, sizeLimit.has_value()));
     table.setComment(layout.comment);
-    table.setEncoding(given.value("encoding"));
-    if (given.value("quotes") == "rfc")
+    const bool isUsual =
+        dialect.encoding() == "UTF-8"; // which is also read in its marks' encodings
+    table.setEncoding(isUsual && !given.isSet("encoding") ? QString()
+                                                          : QString(dialect.encoding()));
+    if (given.value("quotes") == "rfc" || (given.value("quotes") == "guess" && layout.isQuoted))
         table.setQuoting(CSVTable::Rfc4180);
     table.setDecimalPoint(decimalPoint(given, dialect));
     const QString reason = read(path, layout, sizeLimit.value_or(0), table);
@@ -271,7 +276,7 @@ static Result run(const QCommandLineParser &given, Host &host)
                                             : QString("Cannot read \"%1\": %2").arg(path, reason));
     const QStringList top = topRow(table);
     const bool isRead = !layout.isAligned() && !top.isEmpty(); // as valid text
-    if (!isRead && textOf(path, given.value("encoding")).isEmpty() && !File::lastError().isEmpty())
+    if (!isRead && textOf(path, table.encoding()).isEmpty() && !File::lastError().isEmpty())
         return failed(File::lastError());
     if (top.isEmpty())
         return failed(QString("No table is in \"%1\"").arg(path));

@@ -29,6 +29,9 @@ public:
     /// That of numbers, '.' or ','.
     char decimalPoint = '.';
 
+    /// The absolute path of the file that rows are read from on demand; "" when they are in memory.
+    QString source;
+
     /// Whether there is at least one row.
     virtual bool isValid() const;
 

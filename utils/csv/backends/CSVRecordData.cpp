@@ -166,7 +166,7 @@ bool CSVRecordData::visit(int firstRow, int lastRow, const Visitor &visitor)
     for (qint64 next = firstRow; next <= lastRow && next < numRows(); ++next) {
         const auto row = static_cast<int>(next);
         cells.startWith(fieldsOf(row), CSVRowBuilder::Exact);
-        if (!visitor(cells.row(row)))
+        if (m_row != row || !visitor(cells.row(row))) // it is not kept when it cannot be read
             return false;
     }
     return true;

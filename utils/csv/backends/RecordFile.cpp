@@ -170,7 +170,7 @@ RecordFile::Record RecordFile::record(int row)
     }
     const char *const begin = m_window.get() + (start - m_start);
     const qint64 left = std::clamp<qint64>(m_start + m_count - start, 0, size);
-    return {begin, begin + left, true};
+    return {begin, begin + left, left == size};
 }
 
 } // namespace Utils

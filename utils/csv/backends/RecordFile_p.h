@@ -44,7 +44,7 @@ public:
     {
         const char *begin = nullptr;
         const char *end = nullptr;
-        bool isRead = true; ///< false when it could not be read; empty then
+        bool isRead = true; ///< whether it is complete; it is empty when it could not be read
     };
 
     /// Opens a regular file and finds its rows. \p progress, if not null, receives a step for each
@@ -52,8 +52,12 @@ public:
     /// or has too many rows; throws std::bad_alloc when the memory does not suffice.
     bool open(const QString &path, const QuotedFormat<char> &format, Progress *progress);
 
-    /// Forgets all rows.
-    void clear() { m_starts = RecordStarts(); }
+    /// Forgets all rows, and closes the file.
+    void clear()
+    {
+        m_starts = RecordStarts();
+        m_file.close();
+    }
 
     int numRows() const { return m_starts.size(); }
 
