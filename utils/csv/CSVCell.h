@@ -24,7 +24,7 @@ public:
     /// In a table stored as text they are valid UTF-8. White space of ASCII at the ends is not part
     /// of the cell, but white space outside ASCII, which text() does not return, may be. In a table
     /// in the file, no white space is removed. With CSVTable::setEncoding() they are UTF-8 in each
-    /// kind of storage. With CSVTable::Rfc4180 they are the contents of the cell, exactly.
+    /// kind of storage. With CSVTable::Rfc4180 they are exactly the contents of the cell.
     const char *bytes() const { return isUtf16() ? nullptr : static_cast<const char *>(m_data); }
 
     /// The cell as UTF-16; null when it is stored as bytes.

@@ -19,7 +19,7 @@ struct CSVColumn
     Data::String object; ///< from the third header row
     Type type = Empty;
 
-    int numCells = 0;      ///< one for each row below the header rows
+    int numCells = 0;      ///< one for each row after the header rows
     int numHoles = 0;      ///< cells that are empty or do not exist
     int numNonNumbers = 0; ///< cells that are neither empty nor a number
 };

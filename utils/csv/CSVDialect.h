@@ -19,7 +19,7 @@ class CSVDialectPrivate;
 ///
 /// Each property has a confidence from 0 to 1. It is 1 for a property that was set, and 0 for one
 /// that is neither set nor detected and has its default. A detected property has less than 1: above
-/// 0.9 it is practically certain, below 0.5 it is a guess about which a person should be asked.
+/// 0.9 it is practically certain, below 0.5 it is a guess that a user should confirm.
 ///
 /// Copies share their contents until one of them changes.
 class KELMUTILS_EXPORT CSVDialect
@@ -49,11 +49,11 @@ public:
     ~CSVDialect();
 
     /// Detects the dialect of the file \p path from at most 128 KiB at its start, in its middle and
-    /// at its end. So the time does not depend on the size of the file. What is set in \p known is
-    /// kept, and helps to detect the rest.
+    /// at its end. So the time does not depend on the size of the file. Properties that are set in
+    /// \p known are kept, and are used to detect the others.
     ///
-    /// For a file that is empty or is no text, all confidences but that of the encoding are below
-    /// 0.5. When the file cannot be read, or is no regular file, the result is not valid, and
+    /// For a file that is empty or is no text, all confidences except that of the encoding are
+    /// below 0.5. When the file cannot be read, or is no regular file, the result is not valid, and
     /// File::lastError() has the reason.
     static CSVDialect detect(const Data::String &path, const CSVDialect &known = CSVDialect());
 
@@ -63,12 +63,13 @@ public:
     /// False for the result of detect() when the file could not be read.
     bool isValid() const;
 
+    /// From 0 to 1, see above. 0 for a number that is no property.
     double confidence(Property property) const;
 
-    // Each setter sets the confidence of its property to 1.
+    // Each setter sets the confidence of its property to 1. Texts are not checked.
 
-    /// The name of the encoding, such as "UTF-8", "UTF-16LE" or "windows-1252". The last stands for
-    /// ISO 8859-1, too, of which it is a superset.
+    /// The name of the encoding, such as "UTF-8", "UTF-16LE" or "windows-1252". The last is also
+    /// returned for ISO 8859-1, of which it is a superset.
     Data::String encoding() const;
     void setEncoding(const Data::String &name);
 
@@ -103,12 +104,12 @@ public:
     /// Sets all three. A negative row means that there is no such row.
     void setHeader(int headerRow, int unitRow, int firstDataRow);
 
-    /// The decimal point of the numbers, '.' or ','. '.' when no number has one.
+    /// The decimal point of the numbers, '.' or ','. '.' when no number has a decimal point.
     char decimalPoint() const;
     void setDecimalPoint(char point);
 
-    /// Whether some numbers have separators between thousands, as "1,234,567.8". A table does not
-    /// read them as numbers.
+    /// Whether some numbers have separators between thousands, as "1,234,567.8". In a table, these
+    /// are not numbers. This property has no confidence.
     bool hasGroupedDigits() const;
     void setGroupedDigits(bool on);
 
@@ -116,13 +117,14 @@ public:
     bool operator==(const CSVDialect &other) const;
     bool operator!=(const CSVDialect &other) const { return !(*this == other); }
 
-    /// The dialect as one line for people: "UTF-8, delimiter ';', no quotes, no comments, labels in
+    /// The dialect as one line for users: "UTF-8, delimiter ';', no quotes, no comments, labels in
     /// row 1, data from row 2, decimal comma". Rows count from 1 here. A property with a confidence
-    /// below 0.5 is followed by "(?)".
+    /// below 0.5 is followed by "(?)". "unknown" when the dialect is not valid.
     Data::String toText() const;
 
     /// The dialect as one line of JSON: an object with each property and, in "confidence", an
-    /// object with the confidence of each, rounded to two digits.
+    /// object with the confidence of each, rounded down to two decimals. Rows that do not exist,
+    /// and quotes when there are none, are null.
     Data::String toJson() const;
 
 private:

@@ -75,7 +75,7 @@ public:
     ///
     /// False, with no rows and no open file, when the path is empty, when the file cannot be opened
     /// or cannot be read to its end, when it is not a regular file, and when its lines do not fit
-    /// into memory or are too many. File::lastError() tells when they are too many.
+    /// into memory or are too many. File::lastError() has the reason.
     ///
     /// \p progress, if not null, receives a step for each block of 10,240 bytes. Its maximum is set
     /// to the number of whole blocks, so it may receive one step more than its maximum.
@@ -84,13 +84,14 @@ public:
     bool read(const Data::String &path, Progress *progress = nullptr);
 
     /// Sets the encoding of the fields as text, such as "windows-1252", from the next read() on;
-    /// "auto" for the File::encoding() of the file, which is searched for it. With "", as at first,
-    /// this is UTF-8. False, with nothing changed, when there is no encoding of that name.
+    /// "auto" for the File::encoding() of the file, for which read() searches it. With "", as at
+    /// first, the encoding is UTF-8. False, with nothing changed, when there is no encoding of that
+    /// name.
     ///
-    /// With an encoding, a byte order mark of UTF-8 is not part of row 0. What is not valid in the
-    /// encoding becomes U+FFFD. read() fails, with a reason in File::lastError(), for an encoding
-    /// in which the bytes of line feeds and delimiters can be part of other characters, such as
-    /// UTF-16.
+    /// With an encoding, a byte order mark of UTF-8 is not part of row 0. Bytes that are not valid
+    /// in the encoding become U+FFFD. read() fails, with a reason in File::lastError(), for an
+    /// encoding in which the bytes of line feeds and delimiters can be part of other characters,
+    /// such as UTF-16.
     bool setEncoding(const Data::String &name);
 
     /// The name last set: "" or "auto", or the usual name of the encoding.

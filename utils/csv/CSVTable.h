@@ -148,13 +148,13 @@ public:
     ///
     ///     text    decoded when it is read
     ///     bytes   decoded when they are read, and stored as UTF-8
-    ///     file    decoded when accessed; what is not valid in the encoding becomes U+FFFD
+    ///     file    decoded when accessed; bytes that are not valid in the encoding become U+FFFD
     ///
     /// As text and bytes, a file that is not valid in the encoding is not read: read() returns
-    /// false and File::lastError() tells why. Encodings in which a line feed or the delimiter can
-    /// be part of another character, such as UTF-16, are not read in the file; such a file is read
-    /// into memory, whatever its size. The same applies to a delimiter that is not ASCII, with
-    /// which a table is always stored as text.
+    /// false and File::lastError() has the reason. A file in an encoding in which a line feed or
+    /// the delimiter can be part of another character, such as UTF-16, is never read in the file:
+    /// it is read into memory, even when it is larger than the limit. The same applies to a
+    /// delimiter that is not ASCII, with which a table is always stored as text.
     ///
     /// Texts passed as strings, addresses, and files that are written are not affected.
     bool setEncoding(const Data::String &name);
@@ -173,8 +173,8 @@ public:
 
     /// Sets how fields are quoted in all that is read and written from now on, Classic at first.
     ///
-    /// Rfc4180 reads and writes what spreadsheets and the csv modules of other languages do. All
-    /// three kinds of storage read alike then:
+    /// Rfc4180 is the format of spreadsheets and of the csv modules of other languages. With it,
+    /// all three kinds of storage have the same cells:
     ///
     /// - A quote at the start of a field opens it. Delimiters, line breaks and blanks up to the
     ///   closing quote are content, and two quotes stand for one.
@@ -185,26 +185,26 @@ public:
     ///   Any other empty line is a row of one empty field.
     /// - Comment lines are skipped. Quotes in them do not count. A row that starts with a quote is
     ///   no comment.
-    /// - Zero bytes are content. Bytes that are not UTF-8 become U+FFFD, except that text fails.
-    ///   A byte order mark at the start is skipped.
+    /// - Zero bytes are content. Bytes that are not UTF-8 become U+FFFD; a table stored as text is
+    ///   not read then. A byte order mark at the start is skipped.
     /// - The number of a cell is that of text: "1.5{mm}" is 1.5. A cell of blanks only is not
     ///   empty: its number is 0.0.
     /// - The argument "quoted" and setDemandParse() have no effect, and a table in the file needs a
     ///   file with rows. There, checksum() is that of the fields.
     ///
-    /// A quote that is not closed makes the call fail, because rows have probably been lost in its
-    /// field. The rest of the file is this field, and the rows are in the table nevertheless;
-    /// File::lastError() tells the line. A call fails, too, unless there is a single delimiter of
-    /// one character, which is no quote or line break, and for a table in the file is ASCII.
+    /// read() and setData() fail when a quote is not closed, because its field has probably taken
+    /// in rows. The field extends to the end of the text, and the rows are in the table
+    /// nevertheless; File::lastError() has the number of the line. They also fail unless there is a
+    /// single delimiter of one character that is neither a quote nor a line break, and for a table
+    /// in the file is ASCII.
     ///
-    /// A line passed to appendData() is split in this way; a line break outside quotes ends a field
-    /// of it.
+    /// A line passed to appendData() is split in the same way; a line break outside quotes ends a
+    /// field of it.
     ///
-    /// stringData(), lineData() and write() use the rows of the table in every kind of storage.
-    /// They put fields in quotes where this is needed, and double the quotes in them: what they
-    /// return or write is read as the same fields. A row of a single empty field is two quotes.
-    /// write() fails for the file from which a table in the file is read. alignedStringData() does
-    /// not change.
+    /// stringData(), lineData() and write() use the rows of the table in each kind of storage. They
+    /// put fields in quotes where this is needed, and double the quotes in them: reading the result
+    /// yields the same fields. A row of a single empty field is two quotes. write() fails for the
+    /// file from which a table in the file is read. alignedStringData() does not change.
     ///
     /// Set it before reading. Rows that were read before stay as they are, unless they are not
     /// split yet.
@@ -215,28 +215,30 @@ public:
     /// the call does nothing for another character.
     ///
     /// With a comma, all functions that return numbers read "2,5" as 2.5, and numbers that are set
-    /// or appended are written so. A point, or a second comma, makes a text no number, because
-    /// nobody can know whether "1.500" is 1500 or 1.5. hasHeader() and sort() follow. Cells that
-    /// are stored do not change.
+    /// or appended are written with a comma. A text with a point, or with two commas, is not a
+    /// number, because "1.500" may be 1500 or 1.5. The same applies to hasHeader() and sort().
+    /// Cells that are stored do not change.
     void setDecimalPoint(char point);
     char decimalPoint() const;
 
     /// With \p on, stringData(), lineData() and write() put an apostrophe before each field that
     /// starts with "=", "+", "-" or "@" and is not a number. Spreadsheets would run such a field as
-    /// a formula. "-1.5{mm}" is not a number here. Rows are split for this.
+    /// a formula. "-1.5{mm}" is not a number here. Rows are split for this. It is off at first.
     void setEscapeFormulas(bool on);
     bool escapeFormulas() const;
 
-    /// Sets how many rows above the data are header rows, 0 at first: the labels of the columns,
+    /// Sets how many rows before the data are header rows, 0 at first: the labels of the columns,
     /// then their units, then the objects that they belong to. Further ones are only skipped.
     ///
     /// Only columns() uses them. The numbers of rows do not change: row 0 is still the first row
-    /// of the table, and the data start in the row headerRows(). A negative \p count is 0.
+    /// of the table, and the first row of data is row headerRows(). A negative \p count stands for
+    /// 0.
     void setHeaderRows(int count);
     int headerRows() const;
 
-    /// Counts the cells of all rows below the header rows. There are as many columns as the longest
-    /// row has fields. An empty last row is left out, as in colData(). Rows are split for this.
+    /// The columns with their labels and units, and with the kinds of cells in the rows after the
+    /// header rows. There are as many columns as the longest row has fields. An empty last row is
+    /// left out, as in colData(). Rows are split for this.
     ///
     ///     label row     unit row   => label, unit
     ///     "Force{kN}"              => "Force", "kN"
@@ -246,15 +248,16 @@ public:
     QList<CSVColumn> columns() const;
 
     /// Sets delimiter, comment, encoding, quoting, decimal point and header rows to those of
-    /// \p dialect, which CSVDialect::detect() may have found. Alternates are removed. False, with
-    /// nothing changed, when the dialect is not valid or has an encoding that is not known.
+    /// \p dialect, such as a result of CSVDialect::detect(). Alternate delimiters are removed.
+    /// False, with nothing changed, when the dialect is not valid, or when there is no encoding of
+    /// that name.
     ///
     ///     CSVTable table;
     ///     table.setDialect(CSVDialect::detect(path)) && table.read(path);
     ///
-    /// Set it before reading. The argument "quoted" of read() and setData() stays false: fields in
+    /// Set it before reading. Leave the argument "quoted" of read() and setData() false: fields in
     /// quotes are read as Rfc4180. columns() uses the label row and the unit row of the dialect,
-    /// wherever they are; a preamble above them stays in the table. UTF-8 that was detected without
+    /// wherever they are; a preamble before them stays in the table. UTF-8 that was detected without
     /// certainty becomes "auto", because the sample may lack what is in another encoding. A single
     /// column with decimal commas is not split at them. A table with the delimiter "|" is always
     /// stored as text, unless there are quotes. With columns aligned by blanks, a row that starts
@@ -569,7 +572,7 @@ public:
     ///   result is true. Writing a table in the file to its own path loses its rows. Read it
     ///   without a limit before you change or write it.
     /// - Write errors are not reported: on a full disk the result is true, and the file ends where
-    ///   the disk was full. Only File::lastError() tells the reason.
+    ///   the disk was full. Only File::lastError() has the reason.
     bool write(const Data::String &path) const;
 
     // Names of cells in spreadsheets

@@ -143,27 +143,28 @@ public:
     /// Whether the innermost ordinary reporter can be cancelled. False when there is none.
     static bool isCancelable();
 
-    /// The milliseconds until the task of this reporter is likely to end; never negative, except
-    /// for -1 when that is not known: without a known end, before the first step, and after the
-    /// task was cancelled.
+    /// The milliseconds until the task of this reporter is likely to end. -1 when there is no
+    /// estimate: without a known end, before the first step, after the task was cancelled, and for
+    /// an inert reporter.
     ///
-    /// The estimate is smoothed, with more weight on what was done recently, and moves between
-    /// reports, too. Neither this nor rate() calls the host. tick() and setCount() read no clock
-    /// for it, except when they report.
+    /// The estimate is smoothed: recent steps have more weight. It changes between reports, too.
+    /// Neither this function nor rate() calls the host. tick() and setCount() read the clock for it
+    /// only when they report.
     int remaining() const;
 
-    /// Steps per second, smoothed as remaining() is; 0 before the first step. It is known also
-    /// without a known end.
+    /// Steps per second, smoothed as remaining() is. It needs no known end. 0 before the first step
+    /// and for an inert reporter.
     double rate() const;
 
-    /// What a step is, for those who show the count and the rate, such as "rows" or "MB". Empty at
-    /// first. The host is not called.
+    /// Sets the unit of a step, such as "rows" or "MB", for displays of the count and the rate. It
+    /// is empty at first. The host is not called.
     void setUnit(const Data::String &unit);
     Data::String unit() const;
 
-    /// The reporter whose progress the host gets when this one reports: the outermost one that is
-    /// divided into parts by a ProgressRange and in which this one is nested, or this one. A host
-    /// asks it for what it shows, such as remaining().
+    /// The reporter whose progress the host receives when this one reports: of the reporters in
+    /// which this one is nested, the outermost that has a ProgressRange; this one when none has. A
+    /// host calls functions such as remaining() of it. Never null; the pointer is valid while that
+    /// reporter exists.
     Progress *whole();
 
 private:

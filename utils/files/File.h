@@ -199,7 +199,7 @@ public:
     /// False when the file cannot be opened; it is then unchanged.
     ///
     /// \compat Write errors are not reported: on a full disk the result is true and the file is
-    /// incomplete. Only lastError() tells the reason.
+    /// incomplete. Only lastError() has the reason.
     static bool write(const Data::String &path, const Data::String &text);
 
     /// The same with \p lines, each followed by "\n".
@@ -210,31 +210,31 @@ public:
 
     /// Replaces the contents of a file by \p text in UTF-8, or creates the file, so that nothing is
     /// lost: when the call fails, and also when the process is killed or the power fails at any
-    /// moment, the file has all of its old contents or all of the new ones. The result is true when
-    /// the new contents are on the disk.
+    /// time, the file has all of its old contents or all of the new ones. True when the new
+    /// contents are on the disk.
     ///
     /// The contents are written to another file in the same folder, flushed to the disk, and then
     /// replace the file. Permissions, the access control list and extended attributes of users are
-    /// kept, and owner and group as far as the user may set them. For a symbolic link, the file it
-    /// leads to is replaced.
+    /// kept, and owner and group if the user may set them. For a symbolic link, its target is
+    /// replaced.
     ///
     /// False, with a reason in lastError() and the old contents in place, when
     /// - the file may not be written, or the disk is full;
     /// - no file can be created in its folder, unless the file is empty;
-    /// - it is a disk.
+    /// - the path is that of a disk.
     ///
     /// The result is also false, with the new contents in place, when the disk does not confirm
-    /// that it has them; lastError() says so.
+    /// that it has stored them; lastError() tells this case from the others.
     ///
     /// Three exceptions:
     /// - A file with several names (hard links) keeps them: it is written in place, after the new
     ///   contents are on the disk and space for them is reserved. A kill, a power failure or a disk
     ///   error during that copy leaves it incomplete; a full disk does not.
     /// - Devices, pipes and open streams, such as /dev/stdout, are written directly.
-    /// - A kill leaves no other file on file systems that have files without a name, as those of
-    ///   local disks do. On others, such as network drives, and when all processes of a group are
-    ///   killed at once within microseconds, a hidden file ".kelm-saving-" with a number stays
-    ///   beside the file. The next call for the same file removes it.
+    /// - File systems of local disks have files without a name, so a kill leaves no other file. On
+    ///   other file systems, such as network drives, and when all processes of a group are killed
+    ///   at once within microseconds, a hidden file ".kelm-saving-" with a number stays in the
+    ///   folder. The next call for the same file removes it.
     static bool writeSafely(const Data::String &path, const Data::String &text);
     static bool writeSafely(const Data::String &path, const char *text);
 
@@ -246,25 +246,25 @@ public:
 
     /// Sets whether all functions of the library that replace a file do so as writeSafely() does,
     /// with its result: write(), writeRaw(), copy(), TagFile::save(), Xml::Document::write() and
-    /// CSVTable::write(). TagFile::open() begins a new file, and TagFile::close() puts it in place
-    /// of the old one. It is off at first, and holds for the whole process.
+    /// CSVTable::write(). TagFile::open() begins a new file, and TagFile::close() replaces the old
+    /// one by it. The setting is off at first, and applies to the whole process.
     ///
     /// Without \p flush the contents are not forced to the disk, which takes most of the time. They
     /// are then protected from a kill and a full disk, but not from a power failure.
     ///
-    /// Not affected are streams of openWrite(), a LogFile, which appends, and Settings, which are
-    /// always protected.
+    /// Streams of openWrite(), a LogFile, which appends, and Settings, which are always protected,
+    /// are not affected.
     static void setSafeWriting(bool on, bool flush = true);
     static bool isSafeWriting();
 
     /// The reason why the last operation of this thread on a file failed, as a text for users from
-    /// the string catalogue in the current language: "" after a success, and the key of the text
-    /// when the catalogue has none.
+    /// the string catalogue in the current language. "" after a success; the key of the text when
+    /// the catalogue does not have the text.
     ///
     /// The operations are those of File, TagFile, CSVTable, CSVReader, Document and Settings that
-    /// can fail. Those that do not fail, such as File::join(), keep the reason.
+    /// can fail. Functions that cannot fail, such as File::join(), keep the reason.
     ///
-    /// Some operations return true, or nothing, although they could not do all: write() and others
+    /// Some operations return true, or nothing, although a part of them failed: write() and others
     /// on a full disk, copyDir(), move(), remove(). The reason is then that of the first part that
     /// failed.
     static Data::String lastError();
@@ -314,10 +314,10 @@ public:
     /// formats is requested from Qt once in the process.
     static bool isSupportedImage(const Data::String &path);
 
-    // Encodings: texts of other programs. An encoding has the name that QTextCodec has for it, such
+    // Encodings: texts of other programs. The name of an encoding is that of its QTextCodec, such
     // as "windows-1252", "ISO-8859-15", "Shift_JIS" or "UTF-16LE".
 
-    /// The encoding of the text in a file, as far as its bytes tell:
+    /// The name of the encoding of the text in a file, from its bytes:
     ///
     ///     a byte order mark                     the encoding of the mark
     ///     every second byte of ASCII is zero    "UTF-16LE", "UTF-16BE" or UTF-32; a guess
@@ -325,13 +325,12 @@ public:
     ///                                           are outside ASCII, or with zero bytes or escapes
     ///     other bytes                           the fallback encoding; a guess
     ///
-    /// Plain ASCII, and an empty file, are "UTF-8" and no guess, because they read the same in all
-    /// other encodings. A mark and zero bytes are found in the first 64 KiB; a file is read up to
-    /// the first byte that is not valid UTF-8.
+    /// Plain ASCII, and an empty file, are "UTF-8" and no guess, because their text is the same in
+    /// all other encodings. A mark and zero bytes are searched for in the first 64 KiB; a file is
+    /// read up to the first byte that is not valid UTF-8.
     ///
-    /// \p isGuess, if not null, is set to whether the result may be wrong: an encoding in which
-    /// every byte has a meaning cannot be distinguished from another one of that kind. "" when the
-    /// file cannot be read.
+    /// \p isGuess, if not null, is set to whether the result may be wrong: encodings in which every
+    /// byte is valid cannot be distinguished from each other. "" when the file cannot be read.
     static Data::String encoding(const Data::String &path, bool *isGuess = nullptr);
 
     /// The same for the bytes of a text.
@@ -343,13 +342,13 @@ public:
     static Data::String fallbackEncoding();
 
     /// The whole text of a file in an encoding, or with "auto" in its encoding(). A byte order mark
-    /// of the encoding is removed. "UTF-16" and "UTF-32" without an order follow the mark; without
-    /// a mark they are little-endian.
+    /// of the encoding is removed. The byte order of "UTF-16" and "UTF-32" is that of the mark;
+    /// without a mark they are little-endian.
     ///
-    /// The result is "" when the file cannot be read, is too large, or has bytes that are not valid
-    /// in the encoding; lastError() tells which. Each byte is valid in windows-1252: the five that
-    /// it does not define are the control characters U+0081, U+008D, U+008F, U+0090 and U+009D. An
-    /// address is not loaded.
+    /// "" when there is no encoding of that name, when the file cannot be read, when it is too
+    /// large, and when it has bytes that are not valid in the encoding; lastError() has the reason.
+    /// Each byte is valid in windows-1252: the five that it does not define are the control
+    /// characters U+0081, U+008D, U+008F, U+0090 and U+009D. An address is not loaded.
     static Data::String read(const Data::String &path, const Data::String &encoding);
 
     /// Replaces the contents of a file by \p text in an encoding, as writeRaw() does. A byte order
@@ -390,7 +389,7 @@ public:
     /// reporter and a wait cursor of its own and without its permissions. This copy cannot be
     /// cancelled.
     ///
-    /// With setSafeWriting() a file is replaced as by writeSafely(), with the permissions of the
+    /// With setSafeWriting() a file is replaced as by writeSafely(), but has the permissions of the
     /// source: a target that may not be written is kept. A link at the target is removed first.
     ///
     /// \compat Three corners:

@@ -30,9 +30,9 @@ class KELMUTILS_EXPORT FileReader
 public:
     explicit FileReader(const Data::String &path);
 
-    /// For a text in an encoding such as "windows-1252", or with "auto" in its File::encoding().
-    /// What is not valid in the encoding becomes U+FFFD. The file is not open, and
-    /// File::lastError() tells why, when there is no encoding of that name.
+    /// Opens a text in an encoding such as "windows-1252", or with "auto" in its File::encoding().
+    /// Bytes that are not valid in the encoding become U+FFFD. When there is no encoding of that
+    /// name, the file is not open, and File::lastError() has the reason.
     FileReader(const Data::String &path, const Data::String &encoding);
     virtual ~FileReader();
 

@@ -17,17 +17,16 @@ namespace Utils {
 ///     const Utils::Setting<int> width("View/width", 640, 1, 10000);
 ///     width.value();   // 640, when nothing is stored
 ///     width.set(800);  // sends "View/width"
-///     width.set(0);    // false: outside of the range
+///     width.set(0);    // false: out of the range
 ///     width.reset();   // 640 again
 ///
 /// T is bool, int, double, Data::String, QStringList, or an enum, which is stored as its number.
 ///
-/// A stored value that does not convert to T, or is outside of the range, counts as if none was
-/// stored: value() returns the default. Another program or the user, who may edit the file, can
-/// have stored it.
+/// A stored value that does not convert to T, or is out of the range, is ignored: value() returns
+/// the default. Such a value may come from another program, or from a user who has edited the file.
 ///
 /// The object holds no value. Each call uses the store that a new Settings object would use, and
-/// the key from its root, so the object may be static.
+/// the key from the root of that store. So the object may be static.
 template <typename T>
 class Setting
 {
@@ -60,8 +59,8 @@ public:
         return held && isInRange(*held) ? *held : m_default;
     }
 
-    /// Stores \p value by Settings::setValue(). False, with nothing stored, when it is outside of
-    /// the range or the key has no name. NaN is outside of every range.
+    /// Stores \p value by Settings::setValue(). False, with nothing stored, when it is out of the
+    /// range or the key has no name. NaN is out of every range.
     bool set(const T &value) const
     {
         if (!isInRange(value) || m_key.count(QLatin1Char('/')) == m_key.size())
@@ -73,7 +72,7 @@ public:
     /// Whether value() is the default, stored or not.
     bool isDefault() const { return value() == m_default; }
 
-    /// Removes the stored value by Settings::removeKey(), with everything below the key.
+    /// Removes the stored value, and all values below the key, by Settings::removeKey().
     void reset() const { Settings().removeKey(m_key); }
 
 private:

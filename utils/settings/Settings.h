@@ -151,7 +151,7 @@ public:
     };
 
     /// Writes the changes made through any object on the same store, and reads those of other
-    /// processes. False when writing or reading fails, with the reason in File::lastError(), too.
+    /// processes. False, with a reason in File::lastError(), when writing or reading fails.
     bool sync();
 
     /// The status of all changes to the store. \p reason, if not null, is set to the path and the
@@ -181,7 +181,7 @@ public:
     /// written completely, when it is the file in which the settings are stored, when
     /// these cannot be read completely, and when canExport() is false for the current group.
     ///
-    /// Left out are
+    /// These are left out:
     /// - the groups for which canExport() is false, and all groups in them: those that setFlags()
     ///   has marked, and the recent lists in each group "MRU";
     /// - the flags that setFlags() has stored, and the defaults that setDefault() has kept under
@@ -189,12 +189,12 @@ public:
     /// - values that only a program with a QGuiApplication can read, such as a QPixmap;
     /// - keys of more than 2000 characters.
     ///
-    /// The file is text in the form of an INI file, between two comments, and is replaced
-    /// completely or not at all.
+    /// The file is an INI file between two comments. It is replaced completely or not at all.
     bool exportTo(const Data::String &path) const;
 
     /// Stores the values of a file that exportTo() has written, in the current group. Other values
-    /// stay, and so does all that exportTo() leaves out, even when the file contains it.
+    /// stay as they are, and so do those that exportTo() leaves out, even when the file contains
+    /// them.
     ///
     /// False, with all values as they were and the reason in File::lastError(), when the file
     /// cannot be read, was not written by exportTo(), is incomplete, or has a line that is not a
@@ -205,15 +205,17 @@ public:
     /// first and the last line must stay.
     ///
     /// After all values are stored, SettingChanged() is sent for each one that has changed, sorted
-    /// by key. The result is true as soon as the values are in memory; status() tells whether they
-    /// are on the disk.
+    /// by key. The result is true when the values are in memory; status() tells whether they are on
+    /// the disk.
     bool importFrom(const Data::String &path);
 
     /// Stores the kept default of each key in \p group and below it: the one that setDefault() has
     /// stored under the key followed by "_default". Keys without a kept default keep their value.
-    /// Groups for which canReset() is false, and all groups in them, are left out. When it is false
-    /// for \p group itself, the result is false, with the reason in File::lastError(), and so it is
-    /// when there is not enough memory. An empty \p group is the current group.
+    /// Groups for which canReset() is false, and all groups in them, are left out. An empty
+    /// \p group is the current group.
+    ///
+    /// False, with no value changed and the reason in File::lastError(), when canReset() is false
+    /// for \p group itself, and when there is not enough memory.
     ///
     /// After all defaults are stored, SettingChanged() is sent for each value that has changed,
     /// sorted by key.

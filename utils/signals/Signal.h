@@ -18,7 +18,7 @@ namespace Utils {
 
 class Slot;
 
-/// A function that Signal::connect() connects, in the shape of one of the emissions.
+/// A function that Signal::connect() connects, with the parameters of one of the emissions.
 using SignalFunction =
     std::variant<std::function<void()>, std::function<void(const Data::VariantCollection &)>,
                  std::function<void(const Data::String &, const Data::Variant &)>,
@@ -77,8 +77,9 @@ public:
     /// Connects sig(payload) to \p slot. False when \p slot is null.
     bool connect(const Slot *slot);
 
-    /// Connects \p function, which may be a lambda with captures. What it can be called with
-    /// selects the emission, as the text of a method does below; the first of these is taken:
+    /// Connects \p function, which may be a lambda with captures. The arguments with which it can
+    /// be called select the emission, as the text of a method does below; the first of these is
+    /// used:
     ///
     ///     nothing                                      sig()
     ///     const Data::VariantCollection &              sig(payload)
@@ -88,7 +89,8 @@ public:
     /// The connection ends with the signal or, in the second form, with \p context if that is
     /// destroyed first. The function may do anything that a receiver may do, such as disconnect
     /// itself: it is not destroyed while it runs. An empty std::function or a null \p context is
-    /// not connected. An exception that the function throws leaves the send, as with any receiver.
+    /// not connected: isConnected() of the result is false. An exception that the function throws
+    /// propagates to the caller of the send, as with any receiver.
     template <typename F, std::enable_if_t<(signalShape<std::decay_t<F> &> >= 0), bool> = true>
     Connection connect(F &&function)
     {
@@ -117,8 +119,8 @@ public:
     /// function ends that. A nested send is reported before the outer one.
     ///
     /// The tracer may do anything; sends that it makes itself are not traced, and an exception that
-    /// it throws is dropped. What an override of sendSignals() emits in addition is not a part of
-    /// the send. Without a tracer a send costs one test of a pointer more.
+    /// it throws is dropped. What an override of sendSignals() emits in addition is not part of the
+    /// send. Without a tracer a send has one additional test of a pointer.
     static void setTracer(std::function<void(const SignalTrace &)> tracer);
 
     /// Disconnects \p receiver from this signal, then connects \p method and returns the result of

@@ -4,7 +4,7 @@
 
 namespace Utils {
 
-/// A send of a Signal, as the tracer sees it; see Signal::setTracer().
+/// A send of a Signal, as it is passed to the function of Signal::setTracer().
 struct SignalTrace
 {
     /// The rows of the table of emissions in Signal.
@@ -19,8 +19,8 @@ struct SignalTrace
     Data::String name;          ///< of the signal
     Shape shape = Shape::Empty; ///< of the payload when the send began
     int receivers = 0;          ///< connections to the emissions of the shape, when the send began
-    double microseconds = 0.0;  ///< from the begin of the send to its end, nested sends included
-    int depth = 0;              ///< 0, or the number of sends within which this one was made
+    double microseconds = 0.0;  ///< from the start of the send to its end, nested sends included
+    int depth = 0;              ///< the number of sends in which this one is nested
 };
 
 } // namespace Utils

@@ -41,13 +41,13 @@ public:
 
     /// Installs a function object, such as a lambda with captures or a std::function, that can be
     /// called with nothing, with a const Data::VariantCollection & or with a const Slot *; the
-    /// first of these is taken. Deletes the previous callback. With an empty std::function a
+    /// first of these is used. Deletes the previous callback. With an empty std::function a
     /// delivery does nothing.
     ///
     ///     m_slot.setCallback([this, row] { select(row); });
     ///
-    /// What it has captured lives as long as the callback. A callback that replaces itself or
-    /// deletes the slot is not destroyed before it returns.
+    /// Its captures exist as long as the callback. A callback that replaces itself or deletes the
+    /// slot is not destroyed before it returns.
     template <typename F, typename Function = FunctionObject<std::decay_t<F>>,
               std::enable_if_t<!std::is_void_v<Function>, bool> = true>
     Slot &setCallback(F &&function)

@@ -57,8 +57,8 @@ private:
 };
 
 /// Calls a function object of one of three shapes, such as a lambda with captures. An empty
-/// function is allowed and does nothing. The function is destroyed with the callback or, if it is
-/// running then, after its return.
+/// function is allowed and does nothing. The function is destroyed with the callback, or after its
+/// return if it is running at that time.
 class KELMUTILS_EXPORT FunctionObjectCB : public SlotCB
 {
 public:

@@ -156,8 +156,9 @@ public:
     ///     ".Kelm.Utils.msg.files", 1.5  => "%1 files"
     ///
     /// The forms are those of Unicode CLDR: "zero", "one", "two", "few", "many" and "other"; see
-    /// pluralForms(). When the text of the form is missing, the result is that of "other", and then
-    /// that of \p key itself. As with lookup(), the caller replaces the placeholders.
+    /// pluralForms(). When the text of the form is missing, the result is the text of "other"; when
+    /// that is missing, too, it is lookup() of \p key. As with lookup(), the caller replaces the
+    /// placeholders.
     ///
     /// The form depends on the digits that are shown, as in "1 metre" and "1.0 metres". \p decimals
     /// is the number of digits after the point; when it is negative, they are as many as \p n
@@ -169,22 +170,22 @@ public:
                                  int decimals = -1);
 
     /// The plural forms of \p language, which is written as "en" or "pt_BR"; "" is the current
-    /// language. The last one is "other". A language that CLDR does not know has only this one.
+    /// language. The last one is "other". A language without rules in CLDR has only this one.
     static QStringList pluralForms(const Data::String &language = Data::String());
 
     /// The keys that were looked up in \p language but not found, sorted; "" is the current
     /// language. A key counts when it begins with "." and initialize() has been called. The first
-    /// 10,000 keys of a language are kept, and all calls of load() leave them.
+    /// 10,000 keys of a language are kept; load() does not remove them.
     static QStringList missingKeys(const Data::String &language = Data::String());
 
-    /// Is called for a key that is not found, with the language in which it was looked up.
+    /// A function that is called for a key that is not found, with the language of the lookup.
     using MissingKeyHandler =
         std::function<void(const Data::String &key, const Data::String &language)>;
 
     /// Sets the function that is called for each key when it becomes one of missingKeys(), after
     /// the lookup has failed; an empty one ends the calls. The handler may call all functions of
-    /// this class, and is not called for keys that it looks up itself. The lookup returns what it
-    /// returns without a handler.
+    /// this class, and is not called for keys that it looks up itself. It does not change the
+    /// result of the lookup.
     static void setMissingKeyHandler(const MissingKeyHandler &handler);
 };
 

@@ -141,7 +141,7 @@ public:
     /// old contents.
     ///
     /// \compat A failed write is not reported. On a full disk the result is true, and the file ends
-    /// where the disk was full. Only File::lastError() tells the reason.
+    /// where the disk was full. Only File::lastError() has the reason.
     bool save(const Data::String &path, Data::String &error);
 
     /// The same, but appends the text to \p errors.
@@ -161,7 +161,7 @@ public:
 
     /// Completes the file. Does nothing when no file is open. A failed write is not reported: when
     /// the disk was full or there was not enough memory, the file ends there, and everything
-    /// written later is missing. Only File::lastError() tells the reason.
+    /// written later is missing. Only File::lastError() has the reason.
     ///
     /// With File::setSafeWriting() the file has its old contents until this call, and also after it
     /// when a write has failed.

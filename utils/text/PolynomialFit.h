@@ -15,11 +15,12 @@ struct KELMUTILS_EXPORT PolynomialFit
 
     /// The y of the polynomial at \p x; Data::noValue when isValid() is false or \p x is a hole.
     ///
-    /// Computed from #centred. The sum of the #coefficients times the powers of \p x is the same,
-    /// but without digits where \p x is large compared to the range of the pairs, as in dates.
+    /// It is computed from #centred. The sum of the #coefficients times the powers of \p x is the
+    /// same polynomial, but loses digits where \p x is large compared to the range of the pairs, as
+    /// with dates.
     double value(double x) const;
 
-    /// The factors of 1, x, x^2 and so on. Those of a line are its y at x = 0 and its slope.
+    /// The factors of 1, x, x^2 and so on. Those of a line are its y at x = 0, and its slope.
     QVector<double> coefficients;
 
     /// The y of each selected row minus value() of its x. A row whose pair does not count is a
@@ -39,8 +40,8 @@ struct KELMUTILS_EXPORT PolynomialFit
     /// The same polynomial around the middle of the pairs: value() is #centreY plus the sum of
     /// these factors times 1, u, u^2 and so on, where u is (x - #centreX) * #scaleX.
     QVector<double> centred;
-    double centreX = 0.0; ///< about the mean of x
-    double centreY = 0.0; ///< about the mean of y
+    double centreX = 0.0; ///< the mean of x, except for its last digits
+    double centreY = 0.0; ///< the mean of y, except for its last digits
     double scaleX = 1.0;  ///< a power of two: u is between -1 and 1 for all pairs
 };
 

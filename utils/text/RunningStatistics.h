@@ -9,13 +9,13 @@ namespace Utils {
 
 /// The mean and the spread of numbers that arrive one by one and are not stored.
 ///
-/// Holes are ignored, as in Statistics. NaN and infinite values count: they make the mean what they
-/// make that of Statistics::mean(), and the deviation NaN. Squares of distances from the mean that
-/// exceed the range of a double make variance and deviation infinite, and distances that do so make
-/// the results infinite or NaN.
+/// Holes are ignored, as in Statistics. NaN and infinite values count: the mean is then that of
+/// Statistics::mean(), and the deviation is NaN. When squares of distances from the mean exceed the
+/// range of a double, variance and deviation are infinite; when distances do, the results are
+/// infinite or NaN.
 ///
 /// The results have the precision of a computation from all values at once, also when the values
-/// are large compared to their distances. Two objects, for instance of two parts of a file, can be
+/// are large compared to their distances. Two objects, such as those of two parts of a file, can be
 /// merged.
 ///
 ///     RunningStatistics loads;
@@ -33,7 +33,7 @@ public:
     /// Adds the values of a column, or of the rows that \p indices selects as in Statistics.
     void add(const Data::Array &array, const QList<int> &indices = {});
 
-    /// Adds all values that \p other has. The result is the same as if they had been added here,
+    /// Adds all values of \p other. The results are those of adding each value to this object,
     /// except for the last digits. \p other may be this object itself.
     void merge(const RunningStatistics &other);
 
@@ -56,9 +56,9 @@ private:
     qint64 m_count = 0;
     qint64 m_finite = 0;        // the number of values that are neither NaN nor infinite
     double m_mean = 0.0;        // of these
-    double m_meanRest = 0.0;    // what the mean is greater than m_mean
+    double m_meanRest = 0.0;    // the mean minus m_mean
     double m_squares = 0.0;     // the sum of the squared distances from the mean
-    double m_squaresRest = 0.0; // what the sum is greater than m_squares
+    double m_squaresRest = 0.0; // that sum minus m_squares
     double m_infinite = 0.0;    // the sum of the other values: infinite or NaN if there are any
     double m_minimum = 0.0;
     double m_maximum = 0.0;

@@ -234,53 +234,54 @@ public:
     static double percentile(const Data::Array &array, double percent,
                              const QList<int> &indices = {});
 
-    /// The median of the distances from median(), a measure of spread that up to half of the values
-    /// cannot distort. 0.0 when there are no values, Data::noValue when there is no memory for the
-    /// distances.
+    /// The median of the distances from median(): a measure of spread on which outliers have little
+    /// effect, as long as they are less than half of the values. 0.0 when there are no values, and
+    /// Data::noValue when there is no memory for the distances.
     ///
     /// NaN is the largest distance. When the median is infinite, the distance of infinite values
     /// from it is NaN.
     static double medianAbsoluteDeviation(const Data::Array &array, const QList<int> &indices = {});
 
-    /// 1.482602218505602 * medianAbsoluteDeviation(): for many normally distributed values about
-    /// their standardDeviation(), and for some outliers among them still about the same. The limits
-    /// are the same as well.
+    /// 1.482602218505602 * medianAbsoluteDeviation(). For normally distributed values it estimates
+    /// their standard deviation, also when there are outliers among them. 0.0 when there are no
+    /// values, and Data::noValue when there is no memory.
     static double robustDeviation(const Data::Array &array, const QList<int> &indices = {});
 
-    /// The mean in which each value counts as often as \p weights tells: the sum of the products
-    /// divided by the sum of the weights. 0.0 when no pair counts.
+    /// The mean with \p weights: the sum of the products of value and weight, divided by the sum of
+    /// the weights. 0.0 when no pair counts.
     ///
     /// A pair of value and weight counts only if neither is a hole and the weight is above 0. The
-    /// result is NaN when a weight is NaN or infinite.
+    /// result is NaN when a weight is NaN or infinite, and NaN or infinite when a value is.
     ///
-    /// Here and in the functions below, sums include the rounding errors of the additions. So the
-    /// results are precise also for values that are large compared to their distances.
+    /// Here and in the functions below, sums are corrected by the rounding errors of the additions.
+    /// So the results are precise also for values that are large compared to their distances.
     static double weightedMean(const Data::Array &array, const Data::Array &weights,
                                const QList<int> &indices = {});
 
-    /// The sample standard deviation with \p weights that tell how reliable each value is. It is
-    /// standardDeviation() when all weights are equal. 0.0 when fewer than two pairs count.
+    /// The sample standard deviation with \p weights, which are the reliability of each value. It
+    /// is standardDeviation() when all weights are equal. 0.0 when fewer than two pairs count.
     ///
     /// With W the sum of the weights w, S that of their squares, and m the weightedMean():
     ///
     ///     sqrt(W / (W * W - S) * sum of w * (value - m)^2)
     ///
     /// Pairs count as in weightedMean(). The result is NaN when a value or a weight is NaN or
-    /// infinite, and when the values are so far apart that their distance exceeds a double.
+    /// infinite, and when the distance of two values exceeds the range of a double.
     static double weightedStandardDeviation(const Data::Array &array, const Data::Array &weights,
                                             const QList<int> &indices = {});
 
     /// The correlation of two columns (Pearson's), from -1.0 to 1.0. 0.0 when fewer than two pairs
     /// count, and when all values of a column are equal.
     ///
-    /// Only pairs count, row by row, also in the means. This is the difference from
-    /// coefficientCorrelation(), with which the result agrees where there are no holes. The result
-    /// is NaN when a value of a pair is NaN or infinite, and when values are so far apart that
-    /// their distance exceeds a double.
+    /// A row counts only if neither value is a hole, also in the means. In this it differs from
+    /// coefficientCorrelation(); without holes the results agree. The result is NaN when a value of
+    /// a row that counts is NaN or infinite, and when the distance of two values of a column
+    /// exceeds the range of a double.
     static double correlation(const Data::Array &a, const Data::Array &b,
                               const QList<int> &indices = {});
 
-    /// The straight line through pairs of \p x and \p y with the least sum of squared residuals.
+    /// The straight line through pairs of \p x and \p y with the least sum of squared residuals:
+    /// fitPolynomial() of degree 1.
     static PolynomialFit fitLine(const Data::Array &x, const Data::Array &y,
                                  const QList<int> &indices = {});
 
@@ -289,8 +290,8 @@ public:
     /// The fit is not valid
     /// - when fewer than \p degree + 1 of the x are different, or when they are so close together
     ///   that rounding would determine the polynomial;
-    /// - when a pair that counts has NaN or infinity, or values that are so far apart that their
-    ///   distance exceeds a double;
+    /// - when a value of a pair that counts is NaN or infinite, or when the distance of two values
+    ///   of a column exceeds the range of a double;
     /// - when \p degree is out of range;
     /// - when there is no memory for the residuals. A QVector holds at most 2 GiB.
     ///
@@ -303,9 +304,9 @@ public:
     /// after it. A negative number of rows stands for 0.
     ///
     /// Holes and rows beyond the ends of the column do not count. So at the ends the mean is that
-    /// of fewer rows, and a hole is replaced by the mean of its neighbours; the row becomes
-    /// Data::noValue only when there is no value among them. NaN and infinite values have an
-    /// effect only on rows whose mean includes them.
+    /// of fewer rows, and a hole is replaced by the mean of its neighbours. The result of a row is
+    /// Data::noValue only when there is no value among them. NaN and infinite values have an effect
+    /// only on rows whose mean includes them.
     ///
     ///     1 2 6 hole hole hole 4, 1 and 1  => 1.5 3 4 6 hole 4 4
     ///     1 2 6, 2 and 0                   => 1 1.5 3

@@ -279,9 +279,9 @@ public:
 
     // Numbers with units
 
-    /// The text of \p value with the prefix of the SI that makes it a number from 1 to below 1000,
-    /// a space and \p unit, in the default QLocale. Prefixes are those for powers of 1000, from "q"
-    /// for 1e-30 to "Q" for 1e30.
+    /// The text of \p value with an SI prefix, a space and \p unit, in the default QLocale. The
+    /// prefix is that for which the number is from 1 to below 1000. Prefixes are those for powers
+    /// of 1000, from "q" for 1e-30 to "Q" for 1e30. In the C locale:
     ///
     ///     1500, "N", 4         => "1.5 kN"
     ///     0.000012, "m", 4     => "12 µm"
@@ -290,12 +290,12 @@ public:
     ///     12345, "Pa", 1       => "12 kPa"      digits before the point are always shown
     ///     0.0, "V", 4          => "0 V"         for -0.0 as well
     ///
-    /// \p digits is the number of significant digits, from 1 to 15; values outside stand for these
-    /// limits. Zeros at the end of the decimals are removed. A number halfway between two decimals
-    /// is rounded away from zero.
+    /// \p digits is the number of significant digits, from 1 to 15; a value below or above stands
+    /// for the limit. Zeros at the end of the decimals are removed. A number halfway between two
+    /// decimals is rounded away from zero.
     ///
-    /// A prefix is inserted only before m, g, s, A, K, mol, cd, the derived units of the SI with a
-    /// name of their own (rad, sr, Hz, N, Pa, J, W, C, V, F, Ω, S, Wb, T, H, lm, lx, Bq, Gy, Sv,
+    /// A prefix is inserted only before m, g, s, A, K, mol, cd, the derived units of the SI that
+    /// have a name (rad, sr, Hz, N, Pa, J, W, C, V, F, Ω, S, Wb, T, H, lm, lx, Bq, Gy, Sv,
     /// kat), and l, L, t, bar, eV, B, bit, Ah, Wh, VA, var, Nm; alone, or before "/", "*", "·" or a
     /// space. Any other unit is used as it is, with display(value, 'g', digits): one that has a
     /// prefix already, a power such as "m²", "%", "°C", "min", "rows" and "".
@@ -304,8 +304,8 @@ public:
     ///     1500, "m²", 4        => "1500 m²"
     ///     0.5, "", 4           => "0.5"
     ///
-    /// So are numbers for which there is no prefix, and NaN and infinity: "1e+40 N", "nan N". The
-    /// no-value number yields "".
+    /// The same applies to numbers for which there is no prefix, and to NaN and infinity:
+    /// "1e+40 N", "nan N". Data::noValue yields "".
     static Data::String displayUnit(double value, const Data::String &unit, int digits = 4);
 
     /// The units of displaySize().
@@ -315,8 +315,8 @@ public:
         DecimalUnits ///< powers of 1000: kB, MB, GB, TB, PB, EB (SI)
     };
 
-    /// The text of a size in bytes in the default QLocale, with its group separators. Rounding is
-    /// that of displayUnit(): 1023 KiB are 1,023 KiB for any \p digits.
+    /// The text of a size in bytes in the default QLocale, with its group separators. \p digits is
+    /// used as in displayUnit(): 1023 KiB are "1,023 KiB" with any number of digits.
     ///
     ///     512            => "512 B"      bytes have no decimals
     ///     1536           => "1.5 KiB"    with DecimalUnits "1.54 kB"
@@ -325,7 +325,7 @@ public:
     static Data::String displaySize(qint64 bytes, SizeUnits units = BinaryUnits, int digits = 3);
 
     /// The shortest text in the C locale that is read back as exactly \p value, also by
-    /// QString::toDouble() and CSVTable. No locale and no setting changes it.
+    /// QString::toDouble() and CSVTable. The default QLocale has no effect on it.
     ///
     ///     0.1              => "0.1"
     ///     0.1 + 0.2        => "0.30000000000000004"

@@ -74,7 +74,7 @@ public:
     /// unchanged, when the file cannot be opened, when the memory does not suffice, when elements
     /// are nested deeper than 5000 levels, and when they are nested deeper than open() could read
     /// with the currently unused stack. With File::setSafeWriting() the file has the whole document
-    /// when the result is true, and otherwise its old contents. File::lastError() tells the reason.
+    /// when the result is true, and otherwise its old contents. File::lastError() has the reason.
     ///
     /// Each level is indented by two spaces. The attributes of an element are written in the order
     /// "name", "type", then the others by their text, upper case first. The comment "*" becomes an
@@ -99,7 +99,7 @@ public:
     ///   the same bucket of the hash, for which Qt's order depends on how the tree was built.
     bool write(const Data::String &path) const;
 
-    /// The text that write() writes, which in UTF-8 is the content of the file to the byte. "" when
+    /// The text that write() writes: in UTF-8, it is byte for byte the content of the file. "" when
     /// write() would fail for another reason than its file.
     ///
     /// QDomDocument::toString() returns the same document in the layout of Qt.
