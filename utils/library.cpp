@@ -25,7 +25,7 @@ PendingCalls pendingCalls; // signals: ids of the pending single-shot calls
 
 Data::ProcessWide<SignalRegistry> signalRegistry; // signals: the named signals
 
-Data::ProcessWide<SignalTracer> signalTracer; // signals: the function that sees each send
+Data::ProcessWide<SignalTracer> signalTracer; // signals: the function called for each send
 
 // files: the folders in which File looks for resources
 Data::String SearchPaths::resources(QStringLiteral("../res"));

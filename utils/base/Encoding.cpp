@@ -66,7 +66,7 @@ static SingleByte singleByte(QChar character)
     return result;
 }
 
-/// Decodes each byte on its own, to find out what kind of encoding it is.
+/// Decodes each byte separately, to find the kind of the encoding.
 static void examineBytes(EncodingTable &table)
 {
     const LoadedCodec loaded(*table.codec);
@@ -178,7 +178,7 @@ static int asciiAtEnd(const char *bytes)
 }
 
 /// Moves the text before \p source so that it ends at \p target, and decodes it: from its end to
-/// its start, up to where no further byte becomes longer. Most of a text is ASCII as a rule.
+/// its start, up to where no further byte becomes longer. Most of a text is usually ASCII.
 static void decodeBackwards(const EncodingTable &table, char *begin, char *source, char *target)
 {
     while (source != target) {
@@ -188,7 +188,7 @@ static void decodeBackwards(const EncodingTable &table, char *begin, char *sourc
         if (isFar) {
             ascii = asciiAtEnd(source - stride);
             std::memcpy(target - stride, source - stride, stride);
-        } else { // not often: there are few bytes left that become longer, or few at all
+        } else { // rare: few bytes are left that become longer, or few at all
             while (!isWide(source[-1 - ascii]))
                 ++ascii;
             std::memmove(target - ascii, source - ascii, static_cast<std::size_t>(ascii));
@@ -258,7 +258,7 @@ public:
             m_half = text.right(1);
             text.chop(1);
         }
-        // Where Qt replaces what is not valid, it does not count that in each case.
+        // Qt does not count all bytes that it replaces because they are not valid.
         if (!text.isValidUtf16() || (!m_isWide && text.contains(replacement)))
             return false;
         utf8 += text.toUtf8();
@@ -270,7 +270,7 @@ public:
     {
         if (m_isWide)
             return m_half.isEmpty() && m_state.remainingChars == 0;
-        // A codec tells of a part of a character only when another one follows.
+        // A codec reports an incomplete character only when another one follows.
         return m_codec.toUnicode("\n", 1, &m_state) == QLatin1String("\n");
     }
 
@@ -331,7 +331,7 @@ QString Encoding::toText(const char *begin, const char *end) const
     if (!m_table->isSingleByte) {
         QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
         QString text = m_table->codec->toUnicode(begin, size, &state);
-        text += m_table->codec->toUnicode("\n", 1, &state); // tells of a character cut off
+        text += m_table->codec->toUnicode("\n", 1, &state); // reports an incomplete character
         text.chop(1);
         return text;
     }
@@ -401,7 +401,7 @@ bool Encoding::fromText(const QString &text, QByteArray &bytes) const
     result = m_table->name.startsWith(QLatin1String("UTF-32"))
                  ? toUtf32(marked, m_table->name.endsWith(QLatin1String("BE")))
                  : m_table->codec->fromUnicode(marked.constData(), marked.size(), &state);
-    // A codec replaces characters that it does not have, and does not tell in each case.
+    // A codec replaces characters that it does not have, and does not report all of them.
     QByteArray decoded = result;
     if (toUtf8(decoded) != Outcome::Decoded || decoded != text.toUtf8())
         return false;

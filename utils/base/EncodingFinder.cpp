@@ -11,11 +11,11 @@
 namespace Utils {
 
 static const int headSize = 64 * 1024;
-static const int enoughSequences = 4; // so many are hardly valid UTF-8 by chance
+static const int enoughSequences = 4; // other encodings rarely have so many valid sequences
 
 // UTF-16 and UTF-32
 
-/// Whether a code unit or code point may stand in a text, which has no control characters except
+/// Whether a code unit or code point may be in a text, which has no control characters except
 /// white space.
 static bool isOfText(quint32 code)
 {

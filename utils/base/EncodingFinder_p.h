@@ -15,7 +15,7 @@ class EncodingFinder
 public:
     struct Result
     {
-        QByteArray name; ///< empty when the bytes do not tell, as those of windows-1252 do not
+        QByteArray name; ///< empty when it cannot be found, as that of windows-1252
         bool isGuess = true;
     };
 
@@ -30,8 +30,8 @@ private:
     bool isFull() const;
 
     QByteArray m_head;    // the first bytes
-    QByteArray m_cut;     // the start of a sequence of UTF-8 that continues in the next bytes
-    int m_sequences = 0;  // of UTF-8, as far as they have been counted
+    QByteArray m_cut;     // the start of a UTF-8 sequence that continues in the next bytes
+    int m_sequences = 0;  // of UTF-8; not counted to the end
     bool m_isUtf8 = true; // so far
     bool m_hasEscape = false;
 };

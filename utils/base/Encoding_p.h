@@ -9,7 +9,7 @@ namespace Utils {
 
 struct EncodingTable;
 
-/// How a text is written as bytes: one of the encodings that QTextCodec knows.
+/// An encoding of text as bytes: one of those of QTextCodec.
 ///
 /// The five bytes that windows-1252 does not define, 0x81, 0x8D, 0x8F, 0x90 and 0x9D, are the
 /// control characters with the same numbers, as web browsers read them.
@@ -21,7 +21,7 @@ public:
     enum class Outcome
     {
         Decoded,
-        Invalid, ///< bytes that have no meaning in the encoding, or a character that is cut off
+        Invalid, ///< bytes are not valid in the encoding, or the last character is incomplete
         TooLong  ///< more bytes of UTF-8 than a QByteArray can hold
     };
 
@@ -51,7 +51,7 @@ public:
     /// unchanged unless the outcome is Decoded. No second array is needed when they are not shared.
     Outcome toUtf8(QByteArray &bytes) const;
 
-    /// Decodes a part of a text. What is not valid becomes U+FFFD.
+    /// Decodes a part of a text. Bytes that are not valid become U+FFFD.
     QString toText(const char *begin, const char *end) const;
     QByteArray partToUtf8(const QByteArray &part) const;
 

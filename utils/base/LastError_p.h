@@ -14,7 +14,7 @@ namespace Utils {
 ///
 /// Each public operation that stores a reason holds an object of this class while it runs. The
 /// object of the outermost operation clears the reason at its start; those of operations that it
-/// calls do nothing. A failure stores its reason where it is found. An operation that succeeds
+/// calls do nothing. A failure stores its reason where it occurs. An operation that succeeds
 /// although one that it called failed clears the reason by succeeded().
 ///
 /// When the memory does not suffice for the values of a text, the text is shown without them.
@@ -31,7 +31,7 @@ public:
 
     /// Stores the text of \p id in the catalogue, such as ".err.nofile", with \p values in place of
     /// its %1, %2... The text is looked up when it is requested. Returns false. \p id must be a
-    /// string literal. A reason that the present operation has stored already is kept, because the
+    /// string literal. A reason that the current operation has stored already is kept, because the
     /// first failure is the cause.
     static bool set(const char *id, const QStringList &values = {});
 
@@ -63,8 +63,9 @@ public:
     static const char *id();
     static QStringList values();
 
-    /// During its lifetime, operations have a reason of their own: those that are tried and may
-    /// fail, and those of the host, which an operation calls. The reason from before is restored.
+    /// During its lifetime, operations have a separate reason: operations that are expected to fail
+    /// at times, and those of a host that an operation calls. The destructor restores the reason
+    /// from before.
     class Apart
     {
     public:

@@ -29,12 +29,12 @@ public:
     bool open(OpenMode mode) override;
     bool isSequential() const override { return true; }
 
-    /// Gives the file the permissions of the file \p path, instead of those of the old one.
+    /// Uses the permissions of the file \p path instead of those of the old file. False on failure.
     bool takePermissions(const QString &path);
 
     /// Replaces the target, and closes the file. False when that fails, and when a write has
-    /// failed; the old content is unchanged then. With \p flush, it is false, too, when the file is
-    /// replaced but the disk does not confirm it.
+    /// failed; the old content is unchanged then. With \p flush, the result is also false when the
+    /// file is replaced but the disk does not confirm it.
     bool commit(bool flush = isFlushed());
 
     /// Stores why the file cannot be replaced, if that is known already. Returns false.
@@ -49,8 +49,8 @@ private:
     Platform::FileReplacement m_replacement;
 };
 
-/// The file \p path for a new content: a SafeFile if these are used, otherwise a QFile, which is
-/// written in place. Not open yet.
+/// A device for a new content of the file \p path: a SafeFile if isUsed(), otherwise a QFile, which
+/// is written in place. It is not open.
 std::unique_ptr<QIODevice> makeOutput(const QString &path);
 
 /// Opens \p output, a result of makeOutput(). On failure it stores the reason and returns false.

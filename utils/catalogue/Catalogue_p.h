@@ -72,8 +72,8 @@ Data::String copyOf(const QString &text);
 /// The text of \p key in the current language, as StringTable::lookup() returns it.
 Data::String textOf(const Data::String &key);
 
-/// Records that \p key has no text in \p language, and tells the handler of the host when it is the
-/// first time. Does nothing before the language is known.
+/// Records that \p key has no text in \p language, and calls the handler of the host when it is the
+/// first time. Does nothing before the language is set.
 void noteMissing(const Data::String &key, const Data::String &language);
 
 /// The text of the key that \p prefix and \p id form, as ".Kelm.Utils" and ".err.fileread" do, with

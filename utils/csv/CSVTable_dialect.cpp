@@ -14,7 +14,7 @@ static QString tableDelimiter(const CSVDialect &dialect)
     if (dialect.isAligned())
         return dialect.delimiter();
     if (dialect.delimiter().isEmpty())
-        return QStringLiteral("\x1f"); // which no text has, so that there is one column
+        return QStringLiteral("\x1f"); // which no text contains, so there is one column
     return dialect.quotes() == CSVDialect::NoQuotes ? QRegExp::escape(dialect.delimiter())
                                                     : QString(dialect.delimiter());
 }

@@ -69,7 +69,7 @@ bool CSVTablePrivate::decode(QByteArray &bytes, const QString &source)
     return true;
 }
 
-/// Stores why the \p bytes of the file \p path are no text.
+/// Stores why the \p bytes of the file \p path are not a text.
 static void tellNoText(const QByteArray &bytes, const Data::String &path)
 {
     if (bytes.size() > maxTextLength) {

@@ -23,7 +23,7 @@ auto emptyWithoutMemory(const Task &task) -> decltype(task())
     }
 }
 
-/// What \p task returns. When the memory does not suffice, false, with this reason.
+/// Returns the result of \p task; false, with a reason, when the memory does not suffice.
 template <typename Task>
 bool falseWithoutMemory(const Task &task)
 {
@@ -132,7 +132,7 @@ public:
     /// The delimiter for backends that read bytes: in Latin-1, or 0 when Latin-1 does not have it.
     char byteDelimiter() const { return textData->delimiters.first().at(0).toLatin1(); }
 
-    /// The same, and by the encoding that is set the delimiter is a single byte, as the other
+    /// The same, and the delimiter is a single byte in the encoding that is set, as the other
     /// backends need it.
     bool hasPlainDelimiter() const;
 

@@ -103,7 +103,7 @@ template <typename Text>
 class QuotedOutput
 {
 public:
-    /// The texts are given, because \p Text may be bytes or code units.
+    /// The special texts are arguments because \p Text may be bytes or code units.
     QuotedOutput(const Text &delimiter, const Text &comment, const Text &mark, const Text &quote,
                  const Text &lineFeed, const Text &carriageReturn)
         : m_special{delimiter, quote, lineFeed, carriageReturn}, m_comment(comment), m_mark(mark)
@@ -195,7 +195,7 @@ bool CSVTablePrivate::appendOutputRow(int row, QByteArray &to) const
     }
     const QuotedOutput<QByteArray> output = byteOutputOf(outputDelimiter(), textData->comment);
     const auto bytesOf = [&](const CSVCell &cell) {
-        // Bytes that are no UTF-8 stay what they are.
+        // Bytes that are not UTF-8 are written unchanged.
         if (!CSVRowBuilder::isExact(cell))
             return (escapesFormulas ? withoutFormula(cell.text()) : QString(cell.text())).toUtf8();
         const QByteArray bytes(cell.bytes(), cell.size());

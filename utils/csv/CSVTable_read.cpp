@@ -34,7 +34,7 @@ bool CSVTable::read(const Data::String &path, int fileSizeLimit, bool quoted)
 
         static const bool isRawReadOff = qEnvironmentVariableIsSet("KLT_NORAWREAD");
         const bool isRaw =
-            !quoted || d->textData->isRfc4180; // which bytes know, unlike other quotes
+            !quoted || d->textData->isRfc4180; // unlike other quotes, the bytes support them
         if (limited && isRaw && d->hasPlainDelimiter() && !isRawReadOff)
             return d->readBytes();
         if (path.startsWith(QLatin1String("http://"))) { // which File::read() fetches

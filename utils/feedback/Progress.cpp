@@ -47,7 +47,7 @@ public:
     double position() const { return std::max<double>(count, filled); }
 };
 
-/// What the host is told when a reporter reports.
+/// The progress that is passed to the host when a reporter reports.
 struct ShownProgress
 {
     const ProgressPrivate &reporter;

@@ -26,8 +26,8 @@ void ProgressPace::report(qint64 now, double count)
     m_count = count;
 }
 
-/// The count that is likely at the time \p now, when tasks count only now and then: at least
-/// \p count, and not so far that there would have been a report.
+/// The count that is likely at the time \p now, for tasks that count rarely: at least \p count, and
+/// below the one at which there would be a report.
 double ProgressPace::expected(qint64 now, double count, int interval) const
 {
     if (m_count <= 0.0 || m_pace <= 0.0)

@@ -4,11 +4,11 @@
 
 namespace Utils {
 
-/// How long a step of a task takes, from the times at which the task reported its count.
+/// Estimates the time of a step of a task from the times at which the task reported its count.
 ///
-/// The mean of all steps so far, in which a step weighs the more the later it was: a step at half
-/// of the count weighs an eighth of the latest one. So the weights depend on what has been done,
-/// not on how long the task is, and what was slow at the beginning is forgotten soon.
+/// The estimate is the mean of all steps so far, with a larger weight for later steps: a step at
+/// half of the count has an eighth of the weight of the latest one. So the weights depend on the
+/// count, not on the length of the task, and a slow start soon has little effect.
 class ProgressPace
 {
 public:

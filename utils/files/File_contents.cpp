@@ -237,7 +237,7 @@ QByteArray File::readRaw(const Data::String &path)
 }
 
 /// Replaces the content of \p output, a result of makeOutput() or a SafeFile, by the text that
-/// \p put writes to a stream. \p finish completes it, knowing whether all was written.
+/// \p put writes to a stream. \p finish completes it; its argument is whether all was written.
 template <typename Put, typename Finish>
 static bool writeText(QIODevice &output, const Put &put, const Finish &finish)
 {

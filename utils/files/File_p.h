@@ -24,10 +24,10 @@ struct DecodedFile
     bool isGuess = false;
 };
 
-/// Decodes the \p bytes of the file \p path, "" for bytes that are from no file, by the encoding of
-/// that name, or by the one that they seem to have for "auto". False, with a reason, when the name
-/// is not known, and when the bytes are not valid. Throws std::bad_alloc when the memory does not
-/// suffice.
+/// Decodes the \p bytes of the file \p path, "" for bytes of no file, by the encoding named
+/// \p encoding; with "auto", by the encoding that is found. False, with a reason, when there is no
+/// encoding of that name, and when the bytes are not valid. Throws std::bad_alloc when the memory
+/// does not suffice.
 bool decodeFile(QByteArray bytes, const QString &path, const QString &encoding,
                 DecodedFile &decoded);
 

@@ -21,7 +21,7 @@ namespace Utils::Platform {
 /// folders, it is EISDIR for a folder.
 std::FILE *openFile(const std::string &path, const char *mode);
 
-/// Moves the position of \p file, which may be beyond 2 GiB. Returns whether it succeeded.
+/// Sets the position of \p file, in bytes from its start, also beyond 2 GiB. False on failure.
 bool seekFile(std::FILE *file, std::int64_t position);
 
 /// The kind of a directory entry.
@@ -90,11 +90,11 @@ CopyResult copyToNewFile(const std::string &source, const std::string &target,
 /// What an error number (errno) means for a file that is opened, read or written.
 enum class FileFault
 {
-    Missing, ///< the file, or a folder of its path
-    Folder,  ///< it is one
-    NoRight,
-    ReadOnly, ///< the file system
-    Full,     ///< the file system, or what the user may use of it
+    Missing,  ///< the file, or a folder of its path, does not exist
+    Folder,   ///< the file is a folder
+    NoRight,  ///< the user may not do it
+    ReadOnly, ///< the file system is read-only
+    Full,     ///< the file system, or the quota of the user, is full
     NoMemory,
     Other
 };
@@ -104,27 +104,28 @@ FileFault fileFault(int error);
 /// locale.
 bool hasUtf8Paths();
 
-/// A new content of a file, which replaces the old content when it is complete. At each moment,
-/// also after a kill of the process, the file has all of the one or all of the other.
+/// A new content of a file, which replaces the old content when it is complete. At any time, also
+/// after a kill of the process, the file has all of the old content or all of the new one.
 ///
 /// The content is written to a file in the same folder, which has no name where the system supports
-/// this, and then gets the name of the target. What links lead to is replaced, and the links stay.
+/// this, and is then renamed to the target. For a symbolic link, the file it refers to is replaced.
 /// The permissions, the extended attributes of users and the access control list of the old file
 /// are kept, and its owner and group if the user may set them; without its group the new file has
 /// no permissions for a group that differ from those of others.
 ///
 /// - A file with several names (hard links) keeps them. It is written in place at the end, after
-///   the system has set aside the space, so that a full disk leaves the old content. A kill during
-///   that copy does not.
+///   the system has reserved the space, so a full disk leaves the old content. A kill during that
+///   copy does not.
 /// - Devices and pipes, which hold no content, and open streams such as /dev/stdout are written
 ///   directly. So is an empty file in a folder in which the user may not create files.
-/// - A disk, and a file with contents in such a folder, are refused.
+/// - open() fails for a disk, and for a file with contents in such a folder.
 ///
-/// A file without a name gets that of the target by way of another one. A process of its own does
-/// this, in microseconds, so that a kill of this process leaves nothing. A kill of a whole group,
-/// a power failure, and any kill where files without a name are not supported, as on most network
-/// drives, may leave a file ".kelm-saving-" with a number in the folder. The next replacement of
-/// the same file removes it. One of a process that still runs is locked and stays.
+/// A file without a name is first linked to a temporary name and then renamed to the target. A
+/// separate process does this, in microseconds, so a kill of this process leaves no temporary file.
+/// A kill of a whole process group, a power failure, and any kill where files without a name are
+/// not supported, as on most network drives, may leave a file ".kelm-saving-" with a number in the
+/// folder. The next replacement of the same file removes it, unless it is locked by a process that
+/// still runs.
 class FileReplacement
 {
 public:
@@ -133,15 +134,15 @@ public:
     FileReplacement(const FileReplacement &) = delete;
     FileReplacement &operator=(const FileReplacement &) = delete;
 
-    /// All return false when they fail; nothing works after that but the destructor.
+    /// All functions return false when they fail. After a failure, the further ones fail, too.
     bool open(const std::string &path);
     bool write(const char *bytes, std::size_t size);
 
-    /// Copies the permissions of the file \p path, in place of those of the old content.
+    /// Uses the permissions of the file \p path instead of those of the old content.
     bool takePermissions(const std::string &path);
 
-    /// Makes the new content that of the file. With \p flush, it is on the disk before, and its
-    /// name after that.
+    /// Replaces the old content. With \p flush, the new content is flushed to the disk before that,
+    /// and the folder after that.
     bool finish(bool flush);
 
     enum class Problem
@@ -150,7 +151,7 @@ public:
         System,      ///< see error()
         Folder,      ///< no file can be created in the folder of the target; see error()
         Disk,        ///< the target is a disk
-        NotConfirmed ///< the file is replaced, but not known to be on the disk; see error()
+        NotConfirmed ///< the file is replaced, but flushing has failed; see error()
     };
     Problem problem() const;
     int error() const; ///< the error number (errno) of the failed call

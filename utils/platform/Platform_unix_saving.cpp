@@ -103,9 +103,9 @@ static std::string savingName(const std::string &target, int number)
 
 namespace {
 
-/// While it lives, no other replacement in a folder gives a file a name, so that a file with such a
-/// name is either locked or left over. Tries for a fifth of a second: a program that is none of
-/// ours may lock the folder, too.
+/// During its lifetime, no other replacement in a folder names a file, so a file with such a name
+/// is either locked or left over. Tries for a fifth of a second, because other programs may lock
+/// the folder, too.
 class FolderLock
 {
 public:
@@ -306,7 +306,7 @@ bool FileReplacement::State::openTarget(const std::string &path)
     return S_ISREG(old.st_mode) || fail(EINVAL);
 }
 
-/// Gives the new content the first name that is free, by \p create.
+/// Names the new content by \p create, with the first name that is free.
 template <typename Create>
 bool FileReplacement::State::makeNamed(const Create &create)
 {
@@ -330,7 +330,7 @@ bool FileReplacement::State::makeNamed(const Create &create)
 /// Creates the file for the new content.
 bool FileReplacement::State::create()
 {
-    // Until it has the permissions of the old one, nobody else may read it.
+    // Until it has the permissions of the old file, no other user may read it.
     const mode_t start =
         exists ? S_IRUSR | S_IWUSR : S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
     const bool canBeNamed = access(thisProcess, X_OK) == 0;
@@ -339,7 +339,7 @@ bool FileReplacement::State::create()
     const bool isSupported =
         file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT);
     if (file >= 0)
-        flock(file, LOCK_EX | LOCK_NB); // for the moment in which it has a name of its own
+        flock(file, LOCK_EX | LOCK_NB); // while it has a temporary name
     else if (!canBeNamed || !isSupported)
         makeNamed([&](const char *candidate) {
             file = openat(folder, candidate, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, start);
@@ -351,15 +351,15 @@ bool FileReplacement::State::create()
         return true;
     if (!exists || old.st_size > 0)
         return exists ? failInFolder(errno) : fail(errno);
-    // Nothing can be lost of an empty file.
+    // An empty file has no contents to lose.
     isDirect = true;
     file = target;
     target = -1;
     return true;
 }
 
-/// Copies the attributes that users set and the access control list. What the file system does not
-/// support, the old file does not have.
+/// Copies the attributes that users set and the access control list. If the file system does not
+/// support them, the old file has none.
 static void copyExtendedAttributes(int from, int to)
 {
     const std::string prefix = "user.";
@@ -378,8 +378,8 @@ static void copyExtendedAttributes(int from, int to)
     }
 }
 
-/// Gives the new content owner, group and permissions. False, with errno set, when its permissions
-/// would be others.
+/// Sets owner, group and permissions of the new content. False, with errno set, when its
+/// permissions would differ from the wanted ones.
 bool FileReplacement::State::keepAttributes()
 {
     struct stat status;
@@ -388,7 +388,7 @@ bool FileReplacement::State::keepAttributes()
     const mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
     mode_t wanted = mode;
     if (exists) {
-        // As after every change of its content, it is not run as another user.
+        // As after every change of contents, the right to run as another user is dropped.
         if (wanted == 0)
             wanted = old.st_mode & (permissions | S_ISVTX);
         const bool isSameOwner = status.st_uid == old.st_uid && status.st_gid == old.st_gid;
@@ -436,7 +436,7 @@ bool FileReplacement::State::overwrite(bool flush)
     return !flush || flushToDisk(target) || fail(errno, Problem::NotConfirmed);
 }
 
-/// Gives the new content the name of the target.
+/// Renames the new content to the target.
 bool FileReplacement::State::replace()
 {
     if (!temporary.empty()) {

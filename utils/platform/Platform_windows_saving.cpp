@@ -150,8 +150,8 @@ bool FileReplacement::State::open(const std::string &givenPath)
     return create();
 }
 
-/// Creates the file for the new content under the first name that is free. Nobody else can remove
-/// the file while it is open, so one that can be removed is left over.
+/// Creates the file for the new content with the first name that is free. An open file cannot be
+/// removed, so one that can be removed is left over.
 bool FileReplacement::State::create()
 {
     const std::wstring folder = folderOf(path);

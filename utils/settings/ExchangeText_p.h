@@ -5,8 +5,8 @@
 
 namespace Utils {
 
-/// The text of a file of exported settings: that of a settings file between two comments, which
-/// tell such a file from others, and a complete one from the beginning of one.
+/// The text of a file of exported settings: that of a settings file between two comments. They
+/// distinguish such a file from other files, and a complete one from one that is cut off.
 ///
 ///     ; Exported settings, format 1
 ///     [View]
@@ -16,7 +16,7 @@ namespace Utils {
 /// It is UTF-8, so that it can be changed in an editor.
 namespace ExchangeText {
 
-/// The text for \p values. Those that read() would refuse are left out: the values that only a
+/// The text for \p values. Values that read() does not accept are left out: those that only a
 /// program with a QGuiApplication can read, and keys of more than 2000 characters.
 QByteArray write(const QSettings::SettingsMap &values);
 

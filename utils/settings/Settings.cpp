@@ -36,7 +36,7 @@ public:
 
     bool hasReceivers()
     {
-        if (SignalTracer::active) // which sees each send
+        if (SignalTracer::active) // which is called for each send
             return true;
         // Not every disconnection is reported, and the query takes a lock for each emission.
         if (m_mayHaveReceivers)

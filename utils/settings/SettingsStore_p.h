@@ -69,7 +69,7 @@ public:
 private:
     QString fullKey(const QString &key);
 
-    static StoreObserver *s_observer; // a plain pointer, so that what dies late may ask
+    static StoreObserver *s_observer; // a plain pointer, which objects that die late may test
 
     std::unique_ptr<QSettings> m_settings;
     std::optional<QString> m_prefix; ///< the group and a "/", or "" at the root, once it was needed

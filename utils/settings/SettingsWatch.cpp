@@ -56,7 +56,7 @@ private:
     QBasicTimer m_timer;
 };
 
-/// Follows what this process changes itself.
+/// Records the changes that this process makes.
 class SettingsWatchPrivate::Observer : public StoreObserver
 {
 public:
@@ -142,7 +142,7 @@ bool SettingsWatchPrivate::hasChanged() const
            now.modified != m_status.modified;
 }
 
-/// What others have changed since the last call.
+/// The changes of other processes since the last call.
 QVector<SettingsWatchPrivate::Change> SettingsWatchPrivate::changes()
 {
     readStatus(); // before the file is read: a change after that is found by the next check

@@ -91,7 +91,7 @@ private:
 
 } // namespace
 
-/// Of \p values those that leave the program, and come into one that has \p stored.
+/// Those of \p values that are exported, and imported into a store that has \p stored.
 static QSettings::SettingsMap exchanged(const QSettings::SettingsMap &values,
                                         const QSettings::SettingsMap &stored)
 {
@@ -122,7 +122,7 @@ static QSettings::SettingsMap changedDefaults(const QSettings::SettingsMap &valu
     return result;
 }
 
-/// What a path leads to, also when no file is there yet.
+/// The file that a path refers to, even if it does not exist yet.
 static QString destinationOf(const QString &path)
 {
     const QFileInfo file(path);
@@ -293,7 +293,7 @@ void Settings::storeTogether(SettingsStore &settings, const QMap<QString, QVaria
         try {
             notify(prefix + key, IniText::built(values[key]));
         } catch (const std::bad_alloc &) {
-            // All values are stored, which is the result. This one cannot be told.
+            // All values are stored, which is the result. This change cannot be reported.
         }
     }
 }

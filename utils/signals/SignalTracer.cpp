@@ -9,7 +9,7 @@ namespace Utils {
 
 using Clock = std::chrono::steady_clock;
 
-/// A traced send, from its begin to its end.
+/// A traced send, from its start to its end.
 class TracedSend
 {
 public:
@@ -58,7 +58,7 @@ void SignalTracer::report(const SignalTrace &trace)
     isRunning = true;
     try {
         (*running)(trace);
-    } catch (...) { // a send does not fail because it is watched
+    } catch (...) { // a send does not fail because of its tracer
     }
     isRunning = false;
     active = function.get();

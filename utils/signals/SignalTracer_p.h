@@ -8,7 +8,7 @@
 
 namespace Utils {
 
-/// The function that sees each send, and how many of these sends are in progress.
+/// The function that is called for each send, and the number of sends in progress.
 struct SignalTracer
 {
     using Function = std::function<void(const SignalTrace &)>;

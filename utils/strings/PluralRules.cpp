@@ -14,7 +14,7 @@ static const int mostDecimals = 300;
 
 namespace {
 
-/// A number as CLDR sees it: by its digits.
+/// The operands of CLDR for a number, which depend on its digits.
 struct Operands
 {
     QByteArray integer;  ///< the digits before the point
@@ -22,7 +22,7 @@ struct Operands
     int exponent = 0;
 };
 
-/// What an operand or its remainder amounts to. A number with a fraction equals no number in a
+/// The value of an operand or of its remainder. A number with a fraction equals no number in a
 /// rule.
 struct Amount
 {
@@ -72,7 +72,7 @@ static QByteArray withoutZerosAtEnd(QByteArray digits)
 }
 
 /// The number in \p digits, or its remainder when it is divided by \p divisor, which may be 0. A
-/// number too large for the rules to name may be any other such number.
+/// number that is larger than all numbers in rules may be replaced by any other such number.
 static qint64 valueOf(const QByteArray &digits, qint64 divisor)
 {
     static constexpr qint64 huge = 1000000000000;

@@ -20,11 +20,11 @@ extern const RuleSet ruleSets[];
 extern const int numRuleSets;
 
 /// The forms of \p language, such as "en", "pt_BR" or "pt-PT", in the order of CLDR: "one" and
-/// "other", for example. A language that CLDR does not know has only "other".
+/// "other", for example. A language without rules in CLDR has only "other".
 QStringList forms(const QString &language);
 
 /// The form of \p number, which is written in the digits that are shown: "1" and "1.0" differ in
-/// some languages. An exponent follows a "c" or an "e", as in "1c6". "other" when it is no number.
+/// some languages. An exponent follows a "c" or an "e", as in "1c6". "other" for any other text.
 QString form(const QString &language, const QByteArray &number);
 
 /// The same with \p decimals digits after the point; with a negative \p decimals, as many as the

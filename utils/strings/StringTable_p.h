@@ -11,8 +11,8 @@ bool readStringTable(CatalogueTable &table, const Data::String &name, const Data
 /// Whether \p language is the current one: also "", and any one after the end of the catalogue.
 bool isCurrentLanguage(const Data::String &language);
 
-/// The texts of the table of \p key in \p language, which are read when they are needed first. Null
-/// when there is no table or they cannot be read.
+/// The texts of the table of \p key in \p language, which are read lazily. Null when there is no
+/// table or they cannot be read.
 const TextsById *textsIn(const Data::String &language, const CatalogueKey &key);
 
 } // namespace Utils

@@ -26,7 +26,7 @@ Data::String StringTable::lookupnl(const Data::String &key, double n, const Data
         if (const Data::String *const text = texts ? parts.textIn(*texts) : nullptr)
             return *text;
     }
-    // Not found, which these lookups record.
+    // It is not found; these lookups record that.
     const bool isRead = textsIn(language, CatalogueKey(key));
     return isRead || isCurrentLanguage(language) ? lookupl(key, language)
                                                  : lookupn(key, n, decimals);

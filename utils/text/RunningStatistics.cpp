@@ -7,8 +7,8 @@
 
 namespace Utils {
 
-/// Adds \p term to a sum that consists of two numbers, the second one of which has the digits that
-/// the first one has no room for.
+/// Adds \p term to a sum of two numbers. The second one has the digits that do not fit into the
+/// first one.
 static void addTo(double &sum, double &rest, double term)
 {
     const double next = sum + term;

@@ -170,8 +170,8 @@ struct Part
 /// The means of the \p width values from each row on, for the first \p means.size() rows.
 ///
 /// The rows are divided into chunks of the width. So each window is the end of one chunk and the
-/// start of the next, whose sums grow row by row. Nothing is subtracted: an infinite value, or one
-/// so large that it absorbs the digits of the others, has no effect on windows without it.
+/// start of the next, whose sums are extended row by row. Nothing is subtracted: an infinite value,
+/// or one so large that it absorbs the digits of the others, has no effect on windows without it.
 template <typename ValueAt>
 static void computeMovingMeans(QVector<double> &means, qint64 width, ValueAt valueAt)
 {

@@ -54,7 +54,7 @@ struct RoundedNumber
             digits.chop(1);
     }
 
-    /// Its text in the default QLocale, divided by 1000 to the power of \p power.
+    /// The text of the number, divided by 1000 to the power of \p power, in the default QLocale.
     QString text(int power, bool isNegative) const
     {
         const int exponent = point - 3 * power - digits.size();

@@ -26,7 +26,7 @@ public:
     CSVData &operator=(const CSVData &) = delete;
     virtual ~CSVData();
 
-    /// That of numbers, '.' or ','.
+    /// The decimal point of numbers, '.' or ','.
     char decimalPoint = '.';
 
     /// The absolute path of the file that rows are read from on demand; "" when they are in memory.
@@ -76,7 +76,7 @@ public:
     /// CSVTable::checksum() returns it.
     virtual quint16 checksum(int rows) = 0;
 
-    /// Tells that the bytes are UTF-8, in which each access by row and column decodes them, too.
+    /// Makes accesses by row and column decode bytes as UTF-8, as all others do.
     virtual void setUtf8() {}
 
     /// The result of colDataValue() for each of \p cols.

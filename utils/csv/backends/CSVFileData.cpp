@@ -4,7 +4,7 @@
 
 namespace Utils {
 
-/// The numbers of \p fields with a decimal comma, of which the reader knows nothing.
+/// The numbers of \p fields with a decimal comma, which the reader does not support.
 QList<double> CSVFileData::commaNumbers(const QList<QByteArray> &fields) const
 {
     const double holeValue = hole();

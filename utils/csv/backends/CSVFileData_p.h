@@ -30,7 +30,7 @@ public:
     quint16 checksum(int rows) override { return reader.checksum(rows); }
     bool visit(int firstRow, int lastRow, const Visitor &visitor) override;
 
-    /// Sets the encoding of the cells that visit() passes. That of the reader is set apart.
+    /// Sets the encoding of the cells that visit() passes. The encoding of the reader is separate.
     void setEncoding(const Encoding &encoding)
     {
         m_encoding = encoding.isUtf8() ? Encoding() : encoding;

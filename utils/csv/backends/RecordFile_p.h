@@ -52,7 +52,7 @@ public:
     /// or has too many rows; throws std::bad_alloc when the memory does not suffice.
     bool open(const QString &path, const QuotedFormat<char> &format, Progress *progress);
 
-    /// Forgets all rows, and closes the file.
+    /// Removes all rows, and closes the file.
     void clear()
     {
         m_starts = RecordStarts();

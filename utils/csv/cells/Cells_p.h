@@ -94,7 +94,7 @@ double &csvHoleValue();
 double csvNumber(const QString &text, bool *ok);
 
 /// The same with the decimal point \p point, '.' or ','. With a comma, a text with a point, or with
-/// several commas, is not a number: what they group cannot be known.
+/// several commas, is not a number, because they may group digits.
 double csvNumber(const QString &text, bool *ok, char point);
 
 /// The result of toDouble() with the decimal point \p point.

@@ -49,8 +49,8 @@ public:
     /// that end a cell and that end a row, the units, and their index in the part. A unit that ends
     /// a row ends a cell, too.
     ///
-    /// Returns how many units were scanned: all of them if \p isEnd says that nothing follows. The
-    /// next part must start with the others, for which the scanner has to know what follows.
+    /// Returns how many units were scanned: all of them if \p isEnd is true, which means that
+    /// nothing follows. The next part must start with the others, which depend on what follows.
     template <typename Found>
     int scan(const Unit *text, int size, bool isEnd, const Found &found)
     {

@@ -23,7 +23,7 @@ struct Candidate
     DialectScore score;
 };
 
-/// Finds the format that fits a sample best, given what is known.
+/// Finds the format that fits a sample best and agrees with the properties that are set.
 class FormatFinder
 {
 public:
@@ -62,12 +62,12 @@ QStringList FormatFinder::delimiters() const
 {
     if (m_known.confidence(CSVDialect::Delimiter) >= 1.0)
         return {m_known.delimiter()};
-    // In this order when several fit as well
+    // Of several that fit equally well, the first is chosen.
     return {QStringLiteral(","), QStringLiteral(";"),    QStringLiteral("\t"),
             QStringLiteral("|"), QStringLiteral("\\s+"), QString()};
 }
 
-/// Lowers the scores of formats beside others that leave nothing to explain.
+/// Lowers the scores of formats that other formats make unlikely.
 static void weighRivals(std::vector<Candidate> &candidates)
 {
     const double all = 0.999;
@@ -83,7 +83,7 @@ static void weighRivals(std::vector<Candidate> &candidates)
                    candidate.score.consistency >= nearlyAll && candidate.score.numDelimiters > 0;
         });
     for (Candidate &candidate : candidates) {
-        // Texts have blanks, and hardly any tabs.
+        // Texts have blanks, but rarely tabs.
         if (candidate.format.isAligned() && hasTab)
             candidate.score.value *= 0.6;
         // A delimiter that the first row lacks, where another one is in all rows
@@ -112,7 +112,7 @@ Candidate FormatFinder::bestWith(const QString &delimiter, const QString &commen
     return better;
 }
 
-/// Whether the quotes of a format agree with what is known, and with the sample.
+/// Whether the quotes of a format agree with the properties that are set and with the sample.
 bool FormatFinder::mayBe(const DialectFormat &format) const
 {
     if (format.isAligned())
@@ -188,7 +188,7 @@ struct MarkedLines
     }
 };
 
-/// Whether lines with \p marker are comments, given the best formats with and without this.
+/// Whether lines with \p marker are comments, from the best formats with and without comments.
 bool FormatFinder::isComment(const QString &marker, const Candidate &with,
                              const Candidate &without) const
 {
@@ -206,7 +206,7 @@ bool FormatFinder::isComment(const QString &marker, const Candidate &with,
         return false; // "#,Name,Value"
     if (lines.numLeading > 0)
         return with.score.value >= without.score.value * 0.9;
-    // Rows of the same kind are data; what breaks the rules is none.
+    // Rows that are alike are data; lines that differ from them may be comments.
     return with.score.value > without.score.value * 1.004;
 }
 
@@ -218,7 +218,7 @@ void FormatFinder::findComment()
         return;
     }
     best = bestOf(QString());
-    // A marker that is not known would show in rows that differ.
+    // An unknown marker would make some rows differ from the others.
     const bool isEven = best.score.consistency > 0.98 && !best.format.delimiter.isEmpty();
     commentConfidence = isEven ? 0.95 : 0.75;
     const Candidate without = best;
@@ -275,7 +275,7 @@ void FormatFinder::rateDelimiter(double next)
         return;
     const double margin = 1.0 - std::min(1.0, next / score.value);
     if (best.format.delimiter.isEmpty()) {
-        // That nothing separates fields is certain when nothing could.
+        // One column is certain when the text has no possible delimiter.
         const double evidence = score.numRows / (score.numRows + 2.0);
         const bool isCertain = next <= 0.0 && !hasAny(m_parts, QStringLiteral(",;\t| "));
         delimiterConfidence = (isCertain ? 0.95 : 0.6) * evidence;
@@ -389,7 +389,7 @@ CSVDialect DialectDetector::detectFile(const Data::String &path, const CSVDialec
     CSVDialect failed;
     failed.d->isValid = false;
     QFile file(path);
-    // A pipe would be emptied, and a device need not end.
+    // Reading would empty a pipe, and a device may have no end.
     if (!isName(path) || !QFileInfo(path).isFile()) {
         LastError::isNoFile(path);
         return failed;

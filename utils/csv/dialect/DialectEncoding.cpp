@@ -40,9 +40,9 @@ static DialectEncoding findMark(const QByteArray &start)
 /// How many bytes of some kind there are, at even and at odd positions.
 using ByPosition = std::array<qint64, 2>;
 
-/// Whether the bytes are UTF-16 without a mark, which has zero bytes at every other position. In
-/// Latin text nearly all are zero, in other text those of blanks, figures, delimiters and line
-/// ends.
+/// Whether the bytes are UTF-16 without a mark, in which ASCII has a zero byte at every other
+/// position: in Latin text nearly all are zero, in other text those of blanks, digits, delimiters
+/// and line ends.
 static DialectEncoding findUtf16(const QVector<QByteArray> &parts)
 {
     ByPosition zeros{};
@@ -60,7 +60,7 @@ static DialectEncoding findUtf16(const QVector<QByteArray> &parts)
     DialectEncoding encoding;
     const std::size_t high = zeros[1] >= zeros[0] ? 1 : 0; // the position of the high bytes
     const qint64 numUnits = numBytes / 2;
-    // A table with a zero byte here and there is none; nor is a column of zero bytes.
+    // A table with some zero bytes is not UTF-16; nor is a column of zero bytes.
     const bool isOneSided = zeros[1 - high] * 50 <= zeros[high];
     if (numUnits < 2 || zeros[high] * 12 < numUnits || !isOneSided)
         return encoding;
@@ -96,9 +96,9 @@ static int utf8End(const QByteArray &part)
     return part.size();
 }
 
-/// Whether a byte that is not ASCII is one that tables in Western Europe have: letters with
-/// accents, the signs of degree, micro, squares, cubes, paragraphs, plus-minus and euro, dashes and
-/// quotes of typography.
+/// Whether a byte that is not ASCII is usual in tables of Western Europe: letters with accents, the
+/// signs of degree, micro, squares, cubes, paragraphs, plus-minus and euro, and typographic dashes
+/// and quotes.
 static bool isUsualIn1252(uchar byte)
 {
     static const QByteArray usual("\x80\x84\x85\x91\x92\x93\x94\x96\x97\x99\xa0\xa3\xa7\xa9\xaa\xab"
@@ -113,7 +113,7 @@ static double confidenceIn1252(const QVector<QByteArray> &parts)
     qint64 wide = 0;
     qint64 usual = 0;
     qint64 all = 0;
-    qint64 longest = 0; // run of them
+    qint64 longest = 0; // run of wide bytes
     qint64 run = 0;
     for (const QByteArray &part : parts) {
         for (const char character : part) {
@@ -154,7 +154,7 @@ DialectEncoding DialectEncoding::find(const QVector<QByteArray> &parts, bool isW
                               [](char byte) { return static_cast<uchar>(byte) >= 0xc0; });
     }
     if (isUtf8) {
-        // ASCII is UTF-8; the rest of a file may be anything.
+        // ASCII is UTF-8; the other parts of the file may be of any encoding.
         encoding.confidence = wide == 0 ? (isWhole ? 0.98 : 0.7) : wide < 3 ? 0.92 : 0.98;
         if (wide > 0 && wide < 3 && !isWhole)
             encoding.confidence = 0.85;

@@ -6,7 +6,7 @@
 
 namespace Utils {
 
-/// The encoding of a text, as far as some parts of it tell.
+/// The encoding of a text, found in parts of it.
 struct DialectEncoding
 {
     QString name = QStringLiteral("UTF-8");
@@ -18,7 +18,7 @@ struct DialectEncoding
     /// tells that there are no other parts. The edges of parts may cut off characters.
     static DialectEncoding find(const QVector<QByteArray> &parts, bool isWhole);
 
-    /// The encoding that has the name \p name.
+    /// The encoding \p name, of a text that starts with the bytes \p start.
     static DialectEncoding named(const QString &name, const QByteArray &start);
 
     QString decode(const QByteArray &part, bool isStart) const;

@@ -11,7 +11,7 @@ namespace Utils {
 
 static bool isValue(CellKind kind) { return kind == CellKind::Number || kind == CellKind::Date; }
 
-/// The rows of the start of a sample, and what the columns of its body are.
+/// The rows of the start of a sample, and the kinds of the columns of its body.
 class HeaderFinder
 {
 public:
@@ -54,7 +54,7 @@ private:
 
     const DialectRows &m_rows;
     std::vector<Row> m_start; // the rows of the first part
-    std::vector<Row> m_body;  // the rows that are data in all likelihood
+    std::vector<Row> m_body;  // the rows that are very likely data
     std::vector<bool> m_isValue;
     int m_numColumns = 0;
     int m_numValueColumns = 0;
@@ -90,7 +90,7 @@ bool HeaderFinder::isRuler(const Row &row) const
     return length >= shortest * row.numCells;
 }
 
-/// There are some header rows at most, and less than half of all rows.
+/// Header rows are few, and less than half of all rows.
 std::size_t HeaderFinder::bodyStart() const
 {
     const std::size_t numRows = m_start.size();
@@ -295,7 +295,7 @@ DialectHeader HeaderFinder::findAboveValues() const
 
 // Texts only
 
-/// How much a column speaks for a header: above 0, or against it.
+/// Rates a column: above 0 when a header is likely, below 0 when it is not.
 double HeaderFinder::voteOf(const Row &top, int column) const
 {
     const QStringView label = m_rows.cell(top, column);

@@ -4,7 +4,7 @@
 
 namespace Utils {
 
-/// Which rows are above the data.
+/// The rows before the data.
 struct DialectHeader
 {
     int headerRow = -1;

@@ -48,7 +48,7 @@ static bool isUsualLabel(QStringView text)
     });
 }
 
-/// How many cells of a column have what.
+/// The number of cells of a column that have a feature.
 struct Cells
 {
     int all = 0;
@@ -77,7 +77,7 @@ struct Cells
     bool areRepeated() const { return all > 3 && texts.size() * 10 < all * 7; }
 };
 
-/// What the characters of a label that differ from those of the cells say for it.
+/// Rates a label by how its characters differ from those of the cells.
 static double voteByCharacters(QStringView label, const Cells &cells)
 {
     const Characters own(label);
@@ -111,7 +111,7 @@ double voteForLabel(QStringView label, const std::vector<QStringView> &column)
     if (cells.all > 2 && cells.sameLength == cells.all)
         vote -= 0.5;
     if (cells.areRepeated())
-        vote += 0.5; // words that come again, and this one does not
+        vote += 0.5; // the cells repeat words, but not this one
     return vote;
 }
 

@@ -6,8 +6,8 @@
 
 namespace Utils {
 
-/// How much the text \p label speaks for being the label of the texts \p cells below it: above 0
-/// for it, and below 0 against it.
+/// Rates the text \p label as the label of the texts \p cells below it: above 0 when it is likely
+/// to be one, below 0 when it is not.
 double voteForLabel(QStringView label, const std::vector<QStringView> &cells);
 
 } // namespace Utils

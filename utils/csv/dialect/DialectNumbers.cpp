@@ -6,7 +6,7 @@
 
 namespace Utils {
 
-/// Numbers by what their separators are.
+/// Numbers counted by their separators.
 struct NumberTally
 {
     int points = 0; // with a decimal point that cannot separate thousands
@@ -57,7 +57,7 @@ DialectNumbers DialectNumbers::find(const DialectRows &rows, int firstRow, bool 
         numbers.isGrouped = true;
         numbers.confidence = 0.4;
     } else if (tally.doubtfulPoints + tally.doubtfulCommas > 0) {
-        // Three figures after each: a comma separates thousands about as often.
+        // Each has three digits after it: a comma separates thousands about as often.
         const bool isComma = tally.doubtfulCommas > tally.doubtfulPoints;
         numbers.decimalPoint = isComma ? ',' : '.';
         numbers.confidence = tally.doubtfulCommas == 0 ? 0.7 : 0.45;

@@ -4,15 +4,15 @@
 
 namespace Utils {
 
-/// What the numbers of a sample tell of the decimal point.
+/// The decimal point of the numbers of a sample.
 struct DialectNumbers
 {
     char decimalPoint = '.';
     bool isGrouped = false; ///< there are separators between thousands
     double confidence = 0.0;
 
-    /// Finds out from the rows at and below \p firstRow. \p isCommaFree tells that no cell can have
-    /// a comma.
+    /// Finds it in the rows from \p firstRow on. \p isCommaFree tells that no cell can have a
+    /// comma.
     static DialectNumbers find(const DialectRows &rows, int firstRow, bool isCommaFree);
 };
 

@@ -53,7 +53,7 @@ public:
     bool hasWideBlanks() const { return m_hasWideBlanks; }
 
     int numQuoted() const { return m_numQuoted; }       ///< fields in quotes
-    int numMisquoted() const { return m_numMisquoted; } ///< that begin with a quote, and are not
+    int numMisquoted() const { return m_numMisquoted; } ///< others that begin with a quote
 
 private:
     static std::size_t indexOf(const Row &row, int column)

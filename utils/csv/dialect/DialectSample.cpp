@@ -7,7 +7,7 @@ namespace Utils {
 static const int startSize = 64 * 1024;
 static const int partSize = 32 * 1024;
 
-/// What is no multiple of all sizes of code units would cut one in two.
+/// A multiple of all sizes of code units, so that none is cut in two.
 static const qint64 alignment = 4;
 
 /// Leaves out the first line, which begins before the part.
@@ -28,7 +28,7 @@ static QString lineFeedsOnly(QString text)
     return text;
 }
 
-/// Whether few characters are controls, which no text has, or do not exist.
+/// Whether few characters are control characters or not valid, as in a text.
 static bool isText(const QStringList &parts)
 {
     qint64 controls = 0;
@@ -67,7 +67,7 @@ DialectSample DialectSample::take(qint64 size, const QString &encoding, const Re
     sample.isText = Utils::isText(sample.parts);
     if (!sample.isText)
         sample.encoding.confidence = std::min(sample.encoding.confidence, 0.2);
-    // Programs of old write a carriage return alone.
+    // Some old programs end lines by a carriage return alone.
     const bool hasFeed =
         std::any_of(sample.parts.cbegin(), sample.parts.cend(),
                     [](const auto &part) { return part.contains(QLatin1Char('\n')); });

@@ -8,7 +8,7 @@
 
 namespace Utils {
 
-/// How clean a text is, from 0 to 1: what else could separate fields makes it doubtful.
+/// How clean a text is, from 0 to 1: other characters that could separate fields make it less so.
 static double cleannessOfText(QStringView text, const DialectFormat &format)
 {
     double cleanness = 0.9;
@@ -40,8 +40,8 @@ static double cleannessOfText(QStringView text, const DialectFormat &format)
     return cleanness;
 }
 
-/// How clean a cell is. \p commaAtTop tells that its label has a comma: where each cell has one,
-/// too, commas are delimiters rather.
+/// How clean a cell is. \p commaAtTop tells that its label has a comma: if each cell has one, too,
+/// commas are more likely delimiters.
 static double cleannessOfCell(QStringView text, const CellClass &cell, const DialectFormat &format,
                               bool commaAtTop)
 {
@@ -127,7 +127,7 @@ static void rateCells(const DialectRows &rows, const DialectFormat &format, Dial
             const CellClass found = classifyCell(cell);
             const bool commaAtTop = index < commas.size() && commas[index];
             values += found.kind == CellKind::Number || found.kind == CellKind::Date;
-            clean += rows.isQuoted(row, column) // which allows for anything
+            clean += rows.isQuoted(row, column) // in quotes, any text is clean
                          ? 1.0
                          : cleannessOfCell(cell, found, format, commaAtTop);
         }
