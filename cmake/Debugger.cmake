@@ -1,4 +1,4 @@
-# How debuggers show our types, where they find it without being told: docs/debugging.md.
+# Puts the files by which debuggers show our types where debuggers load them: docs/debugging.md.
 
 # gdb reads a file that has the name of the library followed by "-gdb.py": beside the library, or
 # below its folder "auto-load" in the path of the library, where Debian allows it to run.
@@ -6,7 +6,8 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     set(gdb_file
         "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/libKelmUtils.so.${PROJECT_VERSION}-gdb.py")
     configure_file(debugger/gdb_printers.py "${gdb_file}" COPYONLY)
-    # The path is known only when it is installed. That of a package is not where cpack collects it.
+    # The path is determined during the installation. For a package, it is not the path from which
+    # cpack collects the file.
     string(CONFIGURE [[
         set(folder "${CMAKE_INSTALL_PREFIX}")
         if(folder MATCHES "/_CPack_Packages/")
@@ -20,7 +21,7 @@ if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     install(CODE "${install_gdb_file}" COMPONENT Development)
 endif()
 
-# Visual Studio reads it from the debug information of the library.
+# Visual Studio reads the views from the debug information of the library.
 if(MSVC)
     target_link_options(KelmUtils PRIVATE
         "/NATVIS:${PROJECT_SOURCE_DIR}/debugger/KelmUtils.natvis")

@@ -1,4 +1,4 @@
-// The dialect of any bytes, alone and with parts of it known.
+// The dialect of any bytes, alone and with some of its properties set.
 
 #include "utils/csv/CSVDialect.h"
 
@@ -12,7 +12,7 @@ static const CSVDialect::Property properties[] = {CSVDialect::Encoding, CSVDiale
                                                   CSVDialect::Quoting,  CSVDialect::Comment,
                                                   CSVDialect::Header,   CSVDialect::DecimalPoint};
 
-/// A dialect of which some properties are known.
+/// A dialect of which some properties are set.
 static CSVDialect knownDialect(Input &input)
 {
     static const char *const encodings[] = {"",          "UTF-8", "UTF-16LE", "windows-1252",

@@ -69,7 +69,8 @@ public:
     // Each setter sets the confidence of its property to 1. Texts are not checked.
 
     /// The name of the encoding, such as "UTF-8", "UTF-16LE" or "windows-1252". The last is also
-    /// returned for ISO 8859-1, of which it is a superset.
+    /// returned for ISO 8859-1, of which it is a superset. File::setFallbackEncoding() has no
+    /// effect on it.
     Data::String encoding() const;
     void setEncoding(const Data::String &name);
 

@@ -257,11 +257,11 @@ public:
     ///
     /// Set it before reading. Leave the argument "quoted" of read() and setData() false: fields in
     /// quotes are read as Rfc4180. columns() uses the label row and the unit row of the dialect,
-    /// wherever they are; a preamble before them stays in the table. UTF-8 that was detected without
-    /// certainty becomes "auto", because the sample may lack what is in another encoding. A single
-    /// column with decimal commas is not split at them. A table with the delimiter "|" is always
-    /// stored as text, unless there are quotes. With columns aligned by blanks, a row that starts
-    /// with a blank has an empty first field.
+    /// wherever they are; a preamble before them stays in the table. UTF-8 that was detected
+    /// without certainty becomes "auto", because the sample may lack what is in another encoding. A
+    /// single column with decimal commas is not split at them. A table with the delimiter "|" is
+    /// always stored as text, unless there are quotes. With columns aligned by blanks, a row that
+    /// starts with a blank has an empty first field.
     bool setDialect(const CSVDialect &dialect);
 
     /// Sets a reporter for reading and aligning, with the label that it shows meanwhile; null means

@@ -36,7 +36,7 @@ static QString textOf(const QString &path, const QString &encoding)
     const QString text = File::read(path, encoding);
     if (encoding != "auto" || !text.contains(QChar::Null))
         return text;
-    // Each byte has a meaning in the encoding of last resort, even those of a picture.
+    // Each byte is valid in the fallback encoding, even those of a picture.
     return File::encoding(path) == File::fallbackEncoding() ? QString() : text;
 }
 

@@ -8,9 +8,9 @@ namespace Kelm {
 /// table. The result is a failure when there is one.
 Result checkStrings(const QStringList &paths);
 
-/// Prints the string table at \p path for a language that nobody speaks. Each text is readable, but
-/// longer and with accents: what stays plain in a program is not in the catalogue, and what is cut
-/// off has too little room.
+/// Prints the string table at \p path for a pseudo language. Each text is readable, but longer and
+/// with accents: a text without accents in a program is not in the catalogue, and a text that is
+/// cut off has too little room.
 Result printPseudoLocale(const QString &path);
 
 } // namespace Kelm

@@ -19,7 +19,7 @@ using Utils::StringTable;
 
 namespace {
 
-/// Where a text stands: in the file itself, or in a context or form of it.
+/// The location of a text: in the file itself, or in a context or form of it.
 struct Place
 {
     QString scope; ///< such as "the form "PlateForm"", or ""

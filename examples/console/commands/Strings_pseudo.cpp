@@ -1,4 +1,4 @@
-// kelm strings --pseudo: a string table for a language that nobody speaks.
+// kelm strings --pseudo: a string table for a pseudo language.
 
 #include "examples/console/Output.h"
 #include "examples/console/commands/Strings.h"
@@ -22,7 +22,7 @@ static QString accented(QString text)
     return text;
 }
 
-/// The same for what a reader sees of \p text: not for placeholders, tags, entities, escape
+/// The same for the visible part of \p text: not for placeholders, tags, entities, escape
 /// sequences and the letter of a shortcut.
 static QString accentedText(const QString &text)
 {

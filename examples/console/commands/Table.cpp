@@ -154,7 +154,7 @@ static QString wantedDelimiter(const QCommandLineParser &given)
     return delimiter == "blanks" ? QString(blanks) : delimiter;
 }
 
-/// Returns what the options tell of the dialect.
+/// Returns the dialect with the properties that the options set.
 static CSVDialect knownDialect(const QCommandLineParser &given)
 {
     CSVDialect known;
@@ -173,7 +173,7 @@ static CSVDialect knownDialect(const QCommandLineParser &given)
     return known;
 }
 
-/// A decimal comma is applied unless it is only a guess: it makes a text a number.
+/// A decimal comma is applied unless it is only a guess, because it makes texts numbers.
 static char decimalPoint(const QCommandLineParser &given, const CSVDialect &dialect)
 {
     const double probable = 0.5;
