@@ -16,7 +16,7 @@ static QString takeUnit(QString &label, QChar open, QChar close)
     const int begin = label.indexOf(open);
     if (begin < 0 || !label.endsWith(close))
         return QString();
-    const QString unit = label.mid(begin + 1, label.size() - begin - 2).trimmed();
+    QString unit = label.mid(begin + 1, label.size() - begin - 2).trimmed();
     label = label.left(begin).trimmed();
     return unit;
 }

@@ -86,7 +86,7 @@ CSVText CSVTablePrivate::textOfFile()
     QByteArray bytes = File::readRaw(path);
     if (!decode(bytes, path))
         return CSVText(QString());
-    const CSVText text = encoding.isEmpty() ? CSVText::fromFile(bytes) : CSVText::fromUtf8(bytes);
+    CSVText text = encoding.isEmpty() ? CSVText::fromFile(bytes) : CSVText::fromUtf8(bytes);
     if (text.isEmpty())
         tellNoText(bytes, path);
     return text;

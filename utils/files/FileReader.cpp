@@ -305,7 +305,7 @@ bool FileReaderPrivate::open(const QString &path)
 /// cannot be read to find it.
 bool FileReaderPrivate::setEncoding(const QString &path, const QString &name)
 {
-    constexpr qint64 largestPeek = 64 * 1024;
+    constexpr qint64 largestPeek = 1 << 16;
     QString found = name;
     if (name == QLatin1String("auto"))
         found =

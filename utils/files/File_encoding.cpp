@@ -119,7 +119,7 @@ Data::String File::read(const Data::String &path, const Data::String &encoding)
             LastError::set(".err.toolarge", {path});
             return {};
         }
-        const QString text = textOfUtf8(decoded.utf8);
+        QString text = textOfUtf8(decoded.utf8);
         operation.succeeded();
         return text;
     } catch (const std::bad_alloc &) {

@@ -175,13 +175,25 @@ static bool copySafely(const Data::String &source, const Data::String &target)
     SafeFile to(target);
     if (!to.open(QIODevice::WriteOnly) || !to.takePermissions(source))
         return false;
-    std::vector<char> chunk(64 * 1024);
+    std::vector<char> chunk(1 << 16);
     qint64 length;
     while ((length = from.read(chunk.data(), static_cast<qint64>(chunk.size()))) > 0) {
         if (to.write(chunk.data(), length) != length)
             break; // commit() fails
     }
     return length < 0 ? LastError::cannotRead(from) : to.commit();
+}
+
+/// Copies a file to a \p target that does not exist or, with \p isReplaced, over an existing one.
+static bool copyContents(const Data::String &source, const Data::String &target, bool isReplaced,
+                         bool showWaitCursor)
+{
+    const qint64 bytes = File::size(source);
+    const bool isInChunks = Progress::current(true) && bytes > largestAtOnce;
+    if (isInChunks && !isReplaced && copyInChunks(source, target, bytes))
+        return true;
+    const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/showWaitCursor);
+    return isReplaced ? copySafely(source, target) : copyAtOnce(source, target);
 }
 
 bool File::copy(const Data::String &source, const Data::String &target, int overwrite,
@@ -214,15 +226,7 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
             return LastError::cannotWrite(old);
     }
 
-    const qint64 bytes = size(source);
-    const bool isInChunks = Progress::current(true) && bytes > largestAtOnce;
-    if (isInChunks && !isReplaced && copyInChunks(source, file, bytes))
-        return operation.succeeded();
-
-    const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/showWaitCursor);
-    if (isReplaced ? copySafely(source, file) : copyAtOnce(source, file))
-        return operation.succeeded();
-    return false;
+    return copyContents(source, file, isReplaced, showWaitCursor) && operation.succeeded();
 }
 
 namespace {

@@ -62,7 +62,7 @@ static bool followLinks(std::string &path)
         if (size < 0)
             return errno == EINVAL || errno == ENOENT; // no link, or missing
         const std::string target(text, static_cast<std::size_t>(size));
-        path = target.front() == '/' ? target : folderOf(path) + target;
+        path = target.front() == '/' ? target : folderOf(path).append(target);
     }
     errno = ELOOP;
     return false;

@@ -126,7 +126,7 @@ static QSettings::SettingsMap changedDefaults(const QSettings::SettingsMap &valu
 static QString destinationOf(const QString &path)
 {
     const QFileInfo file(path);
-    const QString canonical = file.canonicalFilePath();
+    QString canonical = file.canonicalFilePath();
     if (!canonical.isEmpty())
         return canonical;
     const QString folder = QFileInfo(file.absolutePath()).canonicalFilePath();

@@ -128,7 +128,7 @@ Data::String StringTable::lookupl(const Data::String &key, const Data::String &l
         return lookup(key);
     if (const Data::String *const text = parts.textIn(*texts))
         return *text;
-    const Data::String id = parts.id();
+    Data::String id = parts.id();
     noteMissing(key, language);
     return id;
 }

@@ -33,7 +33,7 @@ static void declare(QCommandLineParser &parser)
 /// Returns the text of a file, or "" when it is no text.
 static QString textOf(const QString &path, const QString &encoding)
 {
-    const QString text = File::read(path, encoding);
+    QString text = File::read(path, encoding);
     if (encoding != "auto" || !text.contains(QChar::Null))
         return text;
     // Each byte is valid in the fallback encoding, even those of a picture.

@@ -14,8 +14,8 @@ namespace Utils {
 
 static const int blockSize = 10240;          // of the steps of a reporter
 static const int scanSize = 16 * blockSize;  // searched at once
-static const qint64 nearSize = 256 * 1024;   // read at once for adjacent rows
-static const qint64 farSize = 16 * 1024;     // read at once for another row
+static const qint64 nearSize = 1 << 18;      // read at once for adjacent rows
+static const qint64 farSize = 1 << 14;       // read at once for another row
 static const qint64 maxRecordSize = 1 << 30; // a list of fields holds no more
 
 qint64 RecordStarts::at(int row) const
