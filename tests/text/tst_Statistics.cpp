@@ -2,6 +2,7 @@
 
 #include "tests/support/Exact.h"
 #include "tests/support/Limits.h"
+#include "tests/text/Columns.h"
 
 #include <QtTest>
 
@@ -10,20 +11,6 @@
 #include <limits>
 
 using Utils::Statistics;
-
-using Numbers = QVector<double>;
-using Indices = QList<int>;
-
-static const double hole = 1e300;
-static const double infinity = std::numeric_limits<double>::infinity();
-static const double NaN = std::numeric_limits<double>::quiet_NaN();
-static const double tiny = std::numeric_limits<double>::denorm_min();
-static const double huge = std::numeric_limits<double>::max();
-
-static Data::Array column(const Numbers &numbers)
-{
-    return {numbers.constData(), quint64(numbers.size())};
-}
 
 static Numbers quartiles(const Numbers &numbers, const Indices &indices = {})
 {

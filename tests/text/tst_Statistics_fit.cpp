@@ -3,6 +3,7 @@
 
 #include "tests/csv/FailingMemory.h"
 #include "tests/support/Exact.h"
+#include "tests/text/Columns.h"
 
 #include <QtTest>
 
@@ -12,19 +13,6 @@
 
 using Utils::PolynomialFit;
 using Utils::Statistics;
-
-using Numbers = QVector<double>;
-using Indices = QList<int>;
-
-static const double hole = 1e300;
-static const double infinity = std::numeric_limits<double>::infinity();
-static const double NaN = std::numeric_limits<double>::quiet_NaN();
-static const double huge = std::numeric_limits<double>::max();
-
-static Data::Array column(const Numbers &numbers)
-{
-    return {numbers.constData(), quint64(numbers.size())};
-}
 
 /// Whether all numbers differ by less than \p tolerance.
 static bool areNear(const Numbers &found, const Numbers &expected, double tolerance = 1e-14)

@@ -2,6 +2,7 @@
 
 #include "tests/csv/FailingMemory.h"
 #include "tests/support/Exact.h"
+#include "tests/text/Columns.h"
 
 #include <QtTest>
 
@@ -10,19 +11,6 @@
 #include <random>
 
 using Utils::Statistics;
-
-using Numbers = QVector<double>;
-using Indices = QList<int>;
-
-static const double hole = 1e300;
-static const double infinity = std::numeric_limits<double>::infinity();
-static const double NaN = std::numeric_limits<double>::quiet_NaN();
-static const double huge = std::numeric_limits<double>::max();
-
-static Data::Array column(const Numbers &numbers)
-{
-    return {numbers.constData(), quint64(numbers.size())};
-}
 
 class tst_Statistics_order : public QObject
 {

@@ -1,8 +1,35 @@
 #include "utils/platform/Platform.h"
 
-// Functions that only format text, and so are the same on every system.
+#include <cerrno>
+
+// Functions that are the same on every system.
 
 namespace Utils::Platform {
+
+FileFault fileFault(int error)
+{
+    switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+        return FileFault::Missing;
+    case EISDIR:
+        return FileFault::Folder;
+    case EACCES:
+    case EPERM:
+        return FileFault::NoRight;
+    case EROFS:
+        return FileFault::ReadOnly;
+    case ENOSPC:
+#ifdef EDQUOT // which not every system has
+    case EDQUOT:
+#endif
+        return FileFault::Full;
+    case ENOMEM:
+        return FileFault::NoMemory;
+    default:
+        return FileFault::Other;
+    }
+}
 
 std::string formatVersion(const FileVersion &version)
 {

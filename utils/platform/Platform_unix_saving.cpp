@@ -16,29 +16,6 @@
 
 namespace Utils::Platform {
 
-FileFault fileFault(int error)
-{
-    switch (error) {
-    case ENOENT:
-    case ENOTDIR:
-        return FileFault::Missing;
-    case EISDIR:
-        return FileFault::Folder;
-    case EACCES:
-    case EPERM:
-        return FileFault::NoRight;
-    case EROFS:
-        return FileFault::ReadOnly;
-    case ENOSPC:
-    case EDQUOT:
-        return FileFault::Full;
-    case ENOMEM:
-        return FileFault::NoMemory;
-    default:
-        return FileFault::Other;
-    }
-}
-
 bool hasUtf8Paths() { return false; }
 
 static const char thisProcess[] = "/proc/self/fd/";

@@ -11,28 +11,6 @@
 
 namespace Utils::Platform {
 
-FileFault fileFault(int error)
-{
-    switch (error) {
-    case ENOENT:
-    case ENOTDIR:
-        return FileFault::Missing;
-    case EISDIR:
-        return FileFault::Folder;
-    case EACCES:
-    case EPERM:
-        return FileFault::NoRight;
-    case EROFS:
-        return FileFault::ReadOnly;
-    case ENOSPC:
-        return FileFault::Full;
-    case ENOMEM:
-        return FileFault::NoMemory;
-    default:
-        return FileFault::Other;
-    }
-}
-
 bool hasUtf8Paths() { return true; }
 
 /// The error number (errno) for the last error of the system.
