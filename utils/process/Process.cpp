@@ -3,108 +3,16 @@
 #include "utils/feedback/Progress.h"
 #include "utils/files/LogFile.h"
 #include "utils/platform/Platform.h"
-#include "utils/process/ProcessOutput_p.h"
-#include "utils/signals/Slot.h"
+#include "utils/process/Process_p.h"
 
 #include <QDeadlineTimer>
 #include <QPointer>
-#include <QProcess>
 
-#include <cerrno>
-#include <chrono>
-#include <cstring>
 #include <new>
-#include <thread>
 
 namespace Utils {
 
 static const QLatin1Char blank(' ');
-
-namespace {
-
-/// A QProcess that reports when the system cannot create another process.
-///
-/// For QProcess itself Qt uses a call whose failure it takes for success: the process "runs" with
-/// the number -1, and a signal to that number, which the destructor sends, too, ends all processes
-/// of the user. For derived classes Qt uses fork(), whose failure it detects.
-class ChildProcess : public QProcess
-{
-public:
-    ~ChildProcess() override
-    {
-        // Qt waits for such a child as soon as it ends. Its number may be that of another process
-        // by now, which the base class would kill.
-        if (state() == NotRunning || Platform::isChild(processId()))
-            return;
-        waitForFinished(1000); // fails if Qt ran out of memory when the child ended
-        setProcessState(NotRunning);
-    }
-
-    void run(const QString &program, const QStringList &arguments)
-    {
-        try {
-            Platform::startChild([&] { start(program, arguments, ReadWrite); });
-        } catch (const std::bad_alloc &) {
-            // For Qt it is about to start; it would wait 30 seconds for that.
-            if (processId() == 0)
-                setProcessState(NotRunning);
-            throw;
-        }
-        if (state() != NotRunning || program.isEmpty())
-            return;
-        // Qt prints a warning before it reads errno of the failed pipe, and so loses it.
-        const int pipeError = Platform::errorOfPipes(3);
-        if (pipeError != 0)
-            setErrorString(qt_error_string(pipeError));
-    }
-
-    /// Ends a start that lacked memory: no program runs after that.
-    void abandon() noexcept
-    {
-        try {
-            setErrorString(QString()); // not that of an earlier program
-            if (state() != NotRunning && Platform::isChild(processId())) {
-                kill();
-                waitForFinished(1000);
-            }
-        } catch (const std::bad_alloc &) {
-            // When the child ends, Qt writes to a pipe of this object. If that were closed by then,
-            // a signal would end this process.
-            for (int i = 0; i < 1000 && Platform::isChild(processId()); ++i)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            std::this_thread::sleep_for(std::chrono::milliseconds(10)); // in another thread
-        }
-        try {
-            if (state() != NotRunning)
-                setProcessState(NotRunning);
-            setErrorString(QString::fromLocal8Bit(std::strerror(ENOMEM)));
-        } catch (const std::bad_alloc &) {
-            // errorMessage() is "" as long as there is no memory for another one.
-        }
-    }
-};
-
-} // namespace
-
-class ProcessPrivate
-{
-public:
-    void log(const Data::String &text);
-
-    // Destroyed after the slots, so that a process that is killed by this calls none of them.
-    ChildProcess process;
-    LogFile *logFile = nullptr;
-    Data::String command;
-    QStringList arguments;
-    Data::String message;
-    ProcessOutput output;
-    Slot outputSlot{"stdout", nullptr};
-    Slot endSlot{"end", nullptr};
-    Slot finishedSlot{"finished", nullptr};
-    bool selfDelete = false;
-    bool keepOutput = true;
-    Process::KillModes killMode = Process::KillDefault;
-};
 
 void ProcessPrivate::log(const Data::String &text)
 {
