@@ -1,11 +1,15 @@
 #include "utils/catalogue/LastError_p.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/strings/Catalogue.h" // resetCatalogue
 #include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
 
 #include <QtTest>
 
 #include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 using Data::String;
 using Utils::LastError;
@@ -37,6 +41,26 @@ static bool failsBy(const QString &path)
 class tst_LastError : public QObject
 {
     Q_OBJECT
+
+private:
+    /// The id of the reason of a thread whose first operation fails with memory for \p count
+    /// allocations. \p hasFailed is set to whether one has failed.
+    static QByteArray idWithoutMemory(int count, FailingMemory::Mode mode, bool &hasFailed)
+    {
+        QByteArray id;
+        const QStringList values{"a"};
+        std::thread([&] {
+            FailingMemory memory(count, mode);
+            {
+                const LastError operation;
+                LastError::set(".err.fileread", values);
+            }
+            memory.end();
+            hasFailed = memory.hasFailed();
+            id = LastError::id();
+        }).join();
+        return id;
+    }
 
 private Q_SLOTS:
     void init()
@@ -89,6 +113,43 @@ private Q_SLOTS:
         fails("a");
         std::thread([] { fails("b"); }).join();
         QCOMPARE(Utils::lastErrorText(), String("cannot read a"));
+    }
+
+    void isKeptByAThreadThatHasNoMemoryForItsFirstOne()
+    {
+        for (const auto mode : {FailingMemory::Once, FailingMemory::FromThenOn}) {
+            // In a process of its own, which the C library may end.
+            const pid_t child = fork();
+            QVERIFY(child >= 0);
+            if (child == 0) {
+                bool hasFailed = true;
+                int count = 0;
+                for (; hasFailed && count < 100; ++count) {
+                    if (idWithoutMemory(count, mode, hasFailed) != ".err.fileread")
+                        _exit(1);
+                }
+                _exit(count > 1 && !hasFailed ? 0 : 2);
+            }
+            int status = 0;
+            QCOMPARE(waitpid(child, &status, 0), child);
+            QVERIFY2(WIFEXITED(status), "the process has been ended");
+            QCOMPARE(WEXITSTATUS(status), 0);
+        }
+    }
+
+    void isReleasedByEachThread()
+    {
+        // A sanitizer or valgrind reports what is left.
+        for (int i = 0; i < 100; ++i)
+            std::thread([] { fails(QString(1000, 'x')); }).join();
+        std::thread([] {
+            fails("a");
+            {
+                const LastError::Apart apart;
+                fails("b");
+            }
+            QCOMPARE(LastError::values(), QStringList("a"));
+        }).join();
     }
 };
 

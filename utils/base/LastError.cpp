@@ -2,6 +2,7 @@
 
 #include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
+#include "utils/platform/Platform.h"
 
 #include <QFileDevice>
 
@@ -32,26 +33,27 @@ struct Reason
 
 thread_local Reason reason = {nullptr, nullptr, 0};
 
-/// Frees the values when the thread ends.
-struct EndOfThread
-{
-    ~EndOfThread()
-    {
-        reason.id = nullptr;
-        delete reason.values;
-        reason.values = nullptr;
-    }
-};
-
 } // namespace
+
+/// Frees the values when the thread ends.
+static void releaseValues(void *)
+{
+    reason.id = nullptr;
+    delete reason.values;
+    reason.values = nullptr;
+}
 
 static void setValues(const QStringList &values)
 {
     if (!reason.values && values.isEmpty())
         return;
-    static thread_local const EndOfThread end;
-    if (!reason.values)
+    if (!reason.values) {
+        // Not by a thread-local object: for the destructor of one, the C library needs memory, and
+        // it ends the process when there is none.
+        if (!Platform::callAtThreadEnd(&releaseValues, &reason))
+            return;
         reason.values = new QStringList;
+    }
     *reason.values = values;
 }
 

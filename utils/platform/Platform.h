@@ -310,6 +310,11 @@ std::size_t deepThreadStack();
 /// end of the stack is determined once for each thread.
 std::size_t freeStack();
 
+/// Calls \p function with \p argument, which must not be null, when the calling thread ends. It is
+/// not called when the process ends, for threads that run then. Several calls by a thread count
+/// once. The process can have only one such \p function. False when there is not enough memory.
+bool callAtThreadEnd(void (*function)(void *), void *argument);
+
 /// Asks the system for large pages in the \p size bytes at \p memory, which the caller has
 /// allocated and is going to fill: large pages make this several times as fast. Does nothing for
 /// less than 4 MiB, and on a system without large pages for such memory.

@@ -5,12 +5,14 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <langinfo.h>
 #include <linux/fs.h>
+#include <pthread.h>
 #include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
@@ -361,6 +363,18 @@ std::string localeCodeset()
 }
 
 bool hasSortedSettings() { return true; }
+
+bool callAtThreadEnd(void (*function)(void *), void *argument)
+{
+    // Never deleted: the key is needed as long as there are threads.
+    static const std::optional<pthread_key_t> key = [&]() -> std::optional<pthread_key_t> {
+        pthread_key_t created;
+        if (pthread_key_create(&created, function) != 0)
+            return std::nullopt;
+        return created;
+    }();
+    return key && pthread_setspecific(*key, argument) == 0;
+}
 
 void useLargePages(void *memory, std::size_t size)
 {

@@ -203,6 +203,13 @@ std::string localeCodeset() { return {}; }
 
 bool hasSortedSettings() { return false; }
 
+bool callAtThreadEnd(void (*function)(void *), void *argument)
+{
+    static void (*const called)(void *) = function;
+    static const DWORD key = FlsAlloc([](void *value) { called(value); });
+    return key != FLS_OUT_OF_INDEXES && FlsSetValue(key, argument);
+}
+
 void useLargePages(void *, std::size_t) {}
 
 } // namespace Utils::Platform
