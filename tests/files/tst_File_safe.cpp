@@ -3,6 +3,7 @@
 
 #include "utils/KelmUtils.h"
 
+#include "tests/support/FakeHost.h"
 #include "tests/support/Files.h"
 #include "tests/support/FullDisk.h"
 #include "tests/support/OrdinaryUser.h"
@@ -103,6 +104,12 @@ private:
     }
 
     bool copyFrom(const QString &target) const { return File::copy(path("from/source"), target); }
+
+    /// A source that is copied in chunks while a popup reporter exists.
+    QString makeLargeSource() const
+    {
+        return makeFile(path("from/large"), QByteArray(2100 * 1024 + 1, 'n'));
+    }
 
     /// Each operation that replaces a file.
     void addWriters(bool withSafely = true)
@@ -472,6 +479,24 @@ private Q_SLOTS:
         }
     }
 
+    void leavesNothingOfANewFileOnAFullDisk_data() { addWriters(); }
+
+    void leavesNothingOfANewFileOnAFullDisk()
+    {
+        QFETCH(Write, write);
+        const int size = written(write).size();
+        for (int room = 0; room < size; room += room < 20 ? 1 : 37) {
+            bool isWritten;
+            {
+                const FullDisk disk(static_cast<rlim_t>(room));
+                isWritten = write(path("file"));
+            }
+            QVERIFY2(!isWritten, QByteArray::number(room));
+            QCOMPARE(File::lastError(), String(".Kelm.Utils.err.writefault"));
+            QCOMPARE(entries(), QStringList("from"));
+        }
+    }
+
     void keepsTheOldContentOfAllNamesOnAFullDisk_data() { addWriters(); }
 
     void keepsTheOldContentOfAllNamesOnAFullDisk()
@@ -568,6 +593,138 @@ private Q_SLOTS:
         QCOMPARE(contentsOf(file), QByteArray("*second\n"));
         first.close();
         QCOMPARE(contentsOf(file), QByteArray("*first\n"));
+    }
+
+    void copiesWithThePermissionsOfTheSource()
+    {
+        for (const mode_t mode : {0600, 0640, 0755, 0000}) {
+            if (mode == 0 && geteuid() != 0)
+                continue; // only root may read such a file
+            const QString source = makeFile(path("from/file"), "new");
+            QCOMPARE(chmod(QFile::encodeName(source).constData(), mode), 0);
+            for (int i = 0; i < 2; ++i) { // a new file, and an existing one
+                QVERIFY(File::copy(source, path("file")));
+                QCOMPARE(statusOf(path("file")).st_mode & 07777, mode);
+            }
+            QVERIFY(QFile::remove(path("file")) && QFile::remove(source));
+        }
+    }
+
+    void copiesToWhatALinkLeadsTo()
+    {
+        const QString file = makeFile(path("below/file"), "old");
+        QVERIFY(QFile::link("below/file", path("link")));
+        {
+            const FullDisk disk(500);
+            QVERIFY(!copyFrom(path("link")));
+        }
+        QCOMPARE(contentsOf(file), QByteArray("old"));
+
+        QVERIFY(copyFrom(path("link")));
+
+        QCOMPARE(QFileInfo(path("link")).symLinkTarget(), file);
+        QCOMPARE(contentsOf(file), QByteArray(1000, 'n'));
+        QCOMPARE(entries(), QStringList({"below", "from", "link"}));
+    }
+
+    void copiesNothingToALinkToTheSource()
+    {
+        QVERIFY(QFile::link("from/source", path("link")));
+        const auto before = statusOf(path("from/source"));
+        for (const int overwrite : {0, 1, -1}) {
+            QVERIFY(File::copy(path("from/source"), path("link"), overwrite));
+            QCOMPARE(File::lastError(), String());
+        }
+        QCOMPARE(statusOf(path("from/source")).st_ino, before.st_ino);
+        QVERIFY(QFileInfo(path("link")).isSymLink());
+    }
+
+    void copiesNothingToALinkThatLeadsNowhere()
+    {
+        QVERIFY(QFile::link("missing", path("link")));
+        QVERIFY(!copyFrom(path("link")));
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.exists"));
+        QVERIFY(QFileInfo(path("link")).isSymLink());
+        QVERIFY(!QFile::exists(path("missing")));
+    }
+
+    void tellsWhichSourceItCannotCopy()
+    {
+        const QString file = makeFile(path("file"), "old");
+        for (const QString &target : {file, path("new")}) {
+            QVERIFY(!File::copy(path("from/none"), target));
+            QCOMPARE(File::lastError(), String(".Kelm.Utils.err.nofile"));
+            QVERIFY(!File::copy(path("from"), target));
+            QCOMPARE(File::lastError(), String(".Kelm.Utils.err.isfolder"));
+        }
+        QCOMPARE(contentsOf(file), QByteArray("old"));
+        QCOMPARE(entries(), QStringList({"file", "from"}));
+    }
+
+    void copiesALargeFileWithAReporter_data()
+    {
+        QTest::addColumn<bool>("isReplaced");
+        QTest::newRow("new") << false;
+        QTest::newRow("over another") << true;
+    }
+
+    void copiesALargeFileWithAReporter()
+    {
+        QFETCH(bool, isReplaced);
+        const QString source = makeLargeSource();
+        QCOMPARE(chmod(QFile::encodeName(source).constData(), 0640), 0);
+        const QByteArray old = isReplaced ? "old" : "cannot be opened";
+        if (isReplaced)
+            makeFile(path("file"), old);
+        FakeHost host;
+        Utils::setApplication(&host);
+        QByteArray seen; // at the target during the copy
+        host.reaction = [&](const QString &call) {
+            if (call.endsWith(", 525, 1)")) // of the copy
+                seen = contentsOf(path("file"));
+        };
+        Utils::Progress outer(10, "outer", false, false, /*popup=*/true);
+        outer.show();
+
+        bool isCopied;
+        {
+            const FullDisk disk(2000 * 1024);
+            isCopied = File::copy(source, path("file"));
+        }
+        QVERIFY(!isCopied);
+        QCOMPARE(contentsOf(path("file")), old);
+        host.calls.clear();
+        isCopied = File::copy(source, path("file"));
+        Utils::setApplication(nullptr);
+
+        QVERIFY(isCopied);
+        QVERIFY(host.calls.filter("setProgress(").size() > 10);
+        QVERIFY(host.calls.contains("setProgress(512, 525, 1)"));
+        QCOMPARE(seen, old);
+        QCOMPARE(contentsOf(path("file")), contentsOf(source));
+        QCOMPARE(statusOf(path("file")).st_mode & 07777, mode_t(0640));
+        QCOMPARE(entries(), QStringList({"file", "from"}));
+    }
+
+    void keepsAFileThatCameDuringTheCopyToANewOne()
+    {
+        const QString source = makeLargeSource();
+        FakeHost host;
+        Utils::setApplication(&host);
+        host.reaction = [&](const QString &call) {
+            if (call.startsWith("setProgress("))
+                makeFile(path("file"), "of another program");
+        };
+        Utils::Progress outer(10, "outer", false, false, /*popup=*/true);
+        outer.show();
+
+        const bool isCopied = File::copy(source, path("file"), /*overwrite=*/0);
+        Utils::setApplication(nullptr);
+
+        QVERIFY(!isCopied);
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.exists"));
+        QCOMPARE(contentsOf(path("file")), QByteArray("of another program"));
+        QCOMPARE(entries(), QStringList({"file", "from"}));
     }
 
     void removesWhatAKillHasLeft()

@@ -408,6 +408,26 @@ std::vector<Scenario> fileScenarios()
                                 outcome.damage = "the source has changed";
                         }};
          }},
+        {"File::copy:safely, new", everything,
+         [=] {
+             makeFile("from.txt", text);
+             return Run{[](Outcome &outcome) {
+                            File::setSafeWriting(true);
+                            outcome.isTold = !File::copy("from.txt", "a.txt");
+                            File::setSafeWriting(false);
+                        },
+                        [=](Outcome &outcome) {
+                            outcome.add(contents("a.txt", text));
+                            if (outcome.states.last() != "new" &&
+                                outcome.states.last() != "missing")
+                                outcome.damage = "a part of the copy";
+                        }};
+         }},
+        {"File::copy:safely, over", everything,
+         [=] {
+             makeFile("from.txt", text);
+             return writingSafely(text, [] { return File::copy("from.txt", "a.txt"); });
+         }},
         {"File::copy:keep", everything,
          [=] {
              makeFile("from.txt", text);

@@ -10,6 +10,7 @@
 #include "utils/KelmUtils.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QSettings>
 
 #include <cstdio>
@@ -92,6 +93,51 @@ static void copyFile(const String &path, int version)
     Utils::File::copy(source(path, version), path);
 }
 
+/// The target is missing between two copies.
+static void copyToNewFile(const String &path, int version)
+{
+    Utils::File::remove(path);
+    Utils::File::copy(source(path, version), path);
+}
+
+/// The target is a link, which stays.
+static void copyToLink(const String &path, int version)
+{
+    const String file = Utils::File::join(Utils::File::parentFolder(path), "linked");
+    if (path.endsWith("/target") && !Utils::File::exists(file)) {
+        Utils::File::write(file, text(version));
+        QFile::link("linked", path);
+    }
+    copyFile(path, version);
+}
+
+/// A file of more than 2 MB, as a copy of a folder copies it while a reporter shows its progress.
+static void copyLargeFile(const String &path, int version)
+{
+    const String name =
+        Utils::File::join(Utils::File::parentFolder(path), "source" + QString::number(version));
+    if (!Utils::File::exists(name))
+        Utils::File::write(name, text(version) + text(version) + text(version) + text(version) +
+                                     text(version) + text(version) + text(version));
+    const Utils::Progress reporter(0, "copy", false, false, /*popup=*/true);
+    Utils::File::copy(name, path);
+}
+
+/// A table of texts, which is an XML document.
+static void writeStrings(const String &path, int version)
+{
+    Utils::Xml::Document document("StringTable", Utils::Xml::Document::Normal, 1.0);
+    Utils::Xml::Element root = document.createElement("strings");
+    for (int i = 0; i < lines; ++i) {
+        Utils::Xml::Element entry = document.createElement("string");
+        entry.setAttribute("id", QStringLiteral(".msg.text%1").arg(i));
+        entry.appendChild(document.createTextNode(line(version, i)));
+        root.appendChild(entry);
+    }
+    document.appendChild(root);
+    document.write(path);
+}
+
 /// The store is \p path itself, where the others have a file.
 static void storeSettings(const String &path, int version)
 {
@@ -134,7 +180,15 @@ static const std::map<std::string, Operation> operations = {
     {"safe:writeSafely",
      [](const String &path, int v) { Utils::File::writeSafely(path, text(v)); }},
     {"safe:File::write", [](const String &path, int v) { Utils::File::write(path, text(v)); }},
+    {"safe:File::writeRaw",
+     [](const String &path, int v) {
+         Utils::File::writeRaw(path, text(v).join(QLatin1Char('\n')).toUtf8());
+     }},
     {"safe:File::copy", copyFile},
+    {"safe:File::copy/new", copyToNewFile},
+    {"safe:File::copy/link", copyToLink},
+    {"safe:File::copy/large", copyLargeFile},
+    {"safe:StringTable", writeStrings},
     {"safe:TagFile::save", writeTagFile},
     {"safe:TagFile::writeTag", streamTagFile},
     {"safe:Document::write", writeDocument},

@@ -37,19 +37,26 @@ SafeFile::SafeFile(const QString &path) : m_path(path) {}
 
 SafeFile::~SafeFile() = default;
 
+void SafeFile::requireNewTarget()
+{
+    m_isNewOnly = true;
+    m_replacement.requireNewTarget();
+}
+
+bool SafeFile::copyPermissions(const QString &path)
+{
+    return m_replacement.copyPermissions(systemPath(path)) ||
+           LastError::cannotRead(path, m_replacement.error());
+}
+
 bool SafeFile::open(OpenMode mode)
 {
     // A resource of Qt cannot be written.
     if (!isName(m_path) || m_path.startsWith(QLatin1Char(':')))
         return LastError::cannotWrite(m_path, EACCES);
     if (!m_replacement.open(systemPath(m_path)))
-        return tellProblem();
+        return storeReason();
     return QIODevice::open(mode | Unbuffered);
-}
-
-bool SafeFile::takePermissions(const QString &path)
-{
-    return m_replacement.takePermissions(systemPath(path)) || tellProblem();
 }
 
 bool SafeFile::commit(bool flush)
@@ -57,7 +64,7 @@ bool SafeFile::commit(bool flush)
     const bool isReplaced = m_replacement.finish(flush);
     if (isOpen())
         close();
-    return isReplaced || tellProblem();
+    return isReplaced || storeReason();
 }
 
 qint64 SafeFile::readData(char *, qint64) { return -1; }
@@ -67,13 +74,15 @@ qint64 SafeFile::writeData(const char *bytes, qint64 size)
     return m_replacement.write(bytes, static_cast<std::size_t>(size)) ? size : -1;
 }
 
-bool SafeFile::tellProblem()
+bool SafeFile::storeReason()
 {
     using Problem = Platform::FileReplacement::Problem;
     switch (m_replacement.problem()) {
     case Problem::None:
         return false;
     case Problem::System:
+        if (m_isNewOnly && m_replacement.error() == EEXIST)
+            return LastError::setFor(".err.exists", m_path);
         return LastError::cannotWrite(m_path, m_replacement.error());
     case Problem::Folder:
         return LastError::setFor(".err.nobeside", m_path);
@@ -107,7 +116,7 @@ bool finishOutput(QIODevice &output, bool isWritten)
     auto *const file = qobject_cast<QFile *>(&output);
     if (!file) {
         auto &safe = static_cast<SafeFile &>(output);
-        return isWritten ? safe.commit() : safe.tellProblem();
+        return isWritten ? safe.commit() : safe.storeReason();
     }
     const bool isComplete = isWritten && file->flush();
     if (!isComplete && file->error() == QFile::NoError)

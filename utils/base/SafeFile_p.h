@@ -25,20 +25,25 @@ public:
     explicit SafeFile(const QString &path);
     ~SafeFile() override;
 
+    /// The target must be a new file: open() and commit() fail when a file or a link exists there.
+    /// Called before open().
+    void requireNewTarget();
+
+    /// Uses the permissions of the file \p path instead of those of the old file. False on failure.
+    /// Called before open().
+    bool copyPermissions(const QString &path);
+
     /// \p mode must be WriteOnly.
     bool open(OpenMode mode) override;
     bool isSequential() const override { return true; }
-
-    /// Uses the permissions of the file \p path instead of those of the old file. False on failure.
-    bool takePermissions(const QString &path);
 
     /// Replaces the target, and closes the file. False when that fails, and when a write has
     /// failed; the old content is unchanged then. With \p flush, the result is also false when the
     /// file is replaced but the disk does not confirm it.
     bool commit(bool flush = isFlushed());
 
-    /// Stores why the file cannot be replaced, if that is known already. Returns false.
-    bool tellProblem();
+    /// Stores the reason why the file cannot be replaced, if it is known already. Returns false.
+    bool storeReason();
 
 protected:
     qint64 readData(char *bytes, qint64 most) override;
@@ -46,6 +51,7 @@ protected:
 
 private:
     const QString m_path;
+    bool m_isNewOnly = false;
     Platform::FileReplacement m_replacement;
 };
 

@@ -229,7 +229,8 @@ public:
     /// Three exceptions:
     /// - A file with several names (hard links) keeps them: it is written in place, after the new
     ///   contents are on the disk and space for them is reserved. A kill, a power failure or a disk
-    ///   error during that copy leaves it incomplete; a full disk does not.
+    ///   error during that copy leaves it incomplete. A full disk does not, unless the file system
+    ///   reserves no space, or writes each change to another place, as Btrfs and ZFS do.
     /// - Devices, pipes and open streams, such as /dev/stdout, are written directly.
     /// - File systems of local disks have files without a name, so a kill leaves no other file. On
     ///   other file systems, such as network drives, and when all processes of a group are killed
@@ -389,8 +390,10 @@ public:
     /// reporter and a wait cursor of its own and without its permissions. This copy cannot be
     /// cancelled.
     ///
-    /// With setSafeWriting() a file is replaced as by writeSafely(), but has the permissions of the
-    /// source: a target that may not be written is kept. A link at the target is removed first.
+    /// With setSafeWriting() the copy is written as by writeSafely(), a new one, too, but has the
+    /// permissions of the source. A target that may not be written is kept. When the target is a
+    /// link, the link stays and the file that it leads to is replaced; when that is the source,
+    /// nothing is done and the result is true.
     ///
     /// \compat Three corners:
     /// - Paths that differ only in case count as the same file: nothing is copied and the result is

@@ -264,7 +264,7 @@ static bool writeTextSafely(const QString &path, const Put &put)
 {
     SafeFile file(path);
     return writeText(file, put, [&](QIODevice &, bool isWritten) {
-        return isWritten ? file.commit(/*flush=*/true) : file.tellProblem();
+        return isWritten ? file.commit(/*flush=*/true) : file.storeReason();
     });
 }
 
@@ -312,7 +312,7 @@ bool File::writeSafely(const Data::String &path, const QByteArray &bytes)
     SafeFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return false;
-    return file.write(bytes) == bytes.size() ? file.commit(/*flush=*/true) : file.tellProblem();
+    return file.write(bytes) == bytes.size() ? file.commit(/*flush=*/true) : file.storeReason();
 }
 
 void File::setSafeWriting(bool on, bool flush) { SafeFile::setUsed(on, flush); }

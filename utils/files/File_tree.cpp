@@ -22,7 +22,6 @@
 #include <limits>
 #include <new>
 #include <optional>
-#include <vector>
 
 namespace Utils {
 
@@ -59,6 +58,16 @@ static std::optional<QString> canonicalPath(const QString &path)
             return QString::fromStdString(*resolved);
     }
     return QFileInfo(path).canonicalFilePath(); // a resource, a prefix of QDir, another encoding
+}
+
+/// Whether both paths lead to the same file. No value when this cannot be determined.
+static std::optional<bool> isSameFile(const Data::String &source, const Data::String &target)
+{
+    const std::optional<QString> from = canonicalPath(source);
+    const std::optional<QString> to = canonicalPath(target);
+    if (!from || !to)
+        return std::nullopt;
+    return !from->isEmpty() && from == to;
 }
 
 /// Whether \p target is another path of the directory entry that \p source leads to, so that
@@ -129,13 +138,25 @@ static bool copyAtOnce(const Data::String &source, const Data::String &target)
 
 // A larger file is copied in chunks when a progress is shown.
 static const qint64 largestAtOnce = 2049 * 1024 - 1;
+static const int chunkSize = 4096;
+
+static bool isCopiedInChunks(qint64 size)
+{
+    return Progress::current(true) && size > largestAtOnce;
+}
+
+/// The number of chunks of a file of \p size bytes, as far as a reporter counts them.
+static int chunksOf(qint64 size)
+{
+    const qint64 chunks = size / chunkSize;
+    return static_cast<int>(std::min<qint64>(chunks, std::numeric_limits<int>::max()));
+}
 
 /// Copies in small chunks, with its own reporter. When the copy is incomplete, removes it and
 /// returns false.
 static bool copyInChunks(const Data::String &source, const Data::String &target, qint64 size)
 {
-    const qint64 steps = std::min<qint64>(size / 1024 / 4, std::numeric_limits<int>::max());
-    Progress progress(static_cast<int>(steps), Progress::current(true)->label(),
+    Progress progress(chunksOf(size), Progress::current(true)->label(),
                       /*cancelable=*/false, /*waitCursor=*/true, /*popup=*/true);
     QFile from(source);
     QFile to(target);
@@ -144,7 +165,7 @@ static bool copyInChunks(const Data::String &source, const Data::String &target,
     if (!to.open(QIODevice::ReadWrite | QIODevice::NewOnly))
         return LastError::cannotWrite(to);
 
-    char chunk[4096];
+    char chunk[chunkSize];
     qint64 copied = 0;
     while (!from.atEnd()) {
         const qint64 length = from.read(chunk, sizeof(chunk));
@@ -163,9 +184,17 @@ static bool copyInChunks(const Data::String &source, const Data::String &target,
     return isComplete;
 }
 
-/// Copies a file over another one, which stays as it was until the copy is complete.
-static bool copySafely(const Data::String &source, const Data::String &target)
+/// Copies a file so that no part of a copy is ever at \p target: over an existing file with
+/// \p isReplaced, otherwise to a new one.
+static bool copySafely(const Data::String &source, const Data::String &target, bool isReplaced,
+                       bool showWaitCursor)
 {
+    std::optional<Progress> progress;
+    const qint64 size = File::size(source);
+    if (isCopiedInChunks(size))
+        progress.emplace(chunksOf(size), Progress::current(true)->label(),
+                         /*cancelable=*/false, /*waitCursor=*/true, /*popup=*/true);
+    const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/showWaitCursor);
     const Entry entry = fileStatus(source).entry;
     if (entry != Entry::File)
         return notReadable(source, entry);
@@ -173,27 +202,30 @@ static bool copySafely(const Data::String &source, const Data::String &target)
     if (!from.open(QIODevice::ReadOnly))
         return LastError::cannotRead(from);
     SafeFile to(target);
-    if (!to.open(QIODevice::WriteOnly) || !to.takePermissions(source))
+    if (!isReplaced)
+        to.requireNewTarget();
+    if (!to.copyPermissions(source) || !to.open(QIODevice::WriteOnly))
         return false;
-    std::vector<char> chunk(1 << 16);
+    char chunks[16 * chunkSize];
     qint64 length;
-    while ((length = from.read(chunk.data(), static_cast<qint64>(chunk.size()))) > 0) {
-        if (to.write(chunk.data(), length) != length)
+    while ((length = from.read(chunks, sizeof(chunks))) > 0) {
+        if (to.write(chunks, length) != length)
             break; // commit() fails
+        if (progress)
+            progress->tick(chunksOf(length)); // result ignored, as for copyInChunks()
     }
     return length < 0 ? LastError::cannotRead(from) : to.commit();
 }
 
-/// Copies a file to a \p target that does not exist or, with \p isReplaced, over an existing one.
-static bool copyContents(const Data::String &source, const Data::String &target, bool isReplaced,
+/// Copies a file to a \p target that does not exist.
+static bool copyContents(const Data::String &source, const Data::String &target,
                          bool showWaitCursor)
 {
-    const qint64 bytes = File::size(source);
-    const bool isInChunks = Progress::current(true) && bytes > largestAtOnce;
-    if (isInChunks && !isReplaced && copyInChunks(source, target, bytes))
+    const qint64 size = File::size(source);
+    if (isCopiedInChunks(size) && copyInChunks(source, target, size))
         return true;
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/showWaitCursor);
-    return isReplaced ? copySafely(source, target) : copyAtOnce(source, target);
+    return copyAtOnce(source, target);
 }
 
 bool File::copy(const Data::String &source, const Data::String &target, int overwrite,
@@ -205,8 +237,11 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
 
     const bool isInto = QFileInfo(target).isDir();
     const Data::String file = isInto ? join(target, base(source, /*withExtension=*/true)) : target;
-    const std::optional<bool> isSame =
-        isSamePath(source, file) ? std::optional(true) : isSameEntry(source, file);
+    const bool isSafe = SafeFile::isUsed();
+    std::optional<bool> isSame = true;
+    if (!isSamePath(source,
+                    file)) // a safe copy replaces the file that a link at the target leads to
+        isSame = isSafe ? isSameFile(source, file) : isSameEntry(source, file);
     if (isSame == true)
         return true;
 
@@ -220,13 +255,15 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
             return true;
         if (!replaces || !isSame)
             return LastError::setFor(".err.copy", source, file);
-        isReplaced = SafeFile::isUsed() && !QFileInfo(file).isSymLink();
+        isReplaced = isSafe;
         QFile old(file);
         if (!isReplaced && !old.remove())
             return LastError::cannotWrite(old);
     }
 
-    return copyContents(source, file, isReplaced, showWaitCursor) && operation.succeeded();
+    const bool isCopied = isSafe ? copySafely(source, file, isReplaced, showWaitCursor)
+                                 : copyContents(source, file, showWaitCursor);
+    return isCopied && operation.succeeded();
 }
 
 namespace {

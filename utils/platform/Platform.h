@@ -115,7 +115,8 @@ bool hasUtf8Paths();
 ///
 /// - A file with several names (hard links) keeps them. It is written in place at the end, after
 ///   the system has reserved the space, so a full disk leaves the old content. A kill during that
-///   copy does not.
+///   copy does not, nor does a full disk on a file system that reserves no space, or that writes
+///   each change to another place.
 /// - Devices and pipes, which hold no content, and open streams such as /dev/stdout are written
 ///   directly. So is an empty file in a folder in which the user may not create files.
 /// - open() fails for a disk, and for a file with contents in such a folder.
@@ -134,12 +135,18 @@ public:
     FileReplacement(const FileReplacement &) = delete;
     FileReplacement &operator=(const FileReplacement &) = delete;
 
+    /// The target must be a new file. open() fails when a file or a link exists there, and finish()
+    /// when it was created meanwhile; the error number is EEXIST then. Called before open().
+    void requireNewTarget();
+
     /// All functions return false when they fail. After a failure, the further ones fail, too.
+
+    /// Uses the permissions of the file \p path instead of those of the old content. Called before
+    /// open().
+    bool copyPermissions(const std::string &path);
+
     bool open(const std::string &path);
     bool write(const char *bytes, std::size_t size);
-
-    /// Uses the permissions of the file \p path instead of those of the old content.
-    bool takePermissions(const std::string &path);
 
     /// Replaces the old content. With \p flush, the new content is flushed to the disk before that,
     /// and the folder after that.

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <optional>
 
 #include <fcntl.h>
 #include <sched.h>
@@ -218,6 +219,7 @@ struct FileReplacement::State
     bool keepAttributes();
     bool finishDirectly(bool flush);
     bool overwrite(bool flush);
+    bool renameToNew();
     bool replace();
 
     template <typename Create>
@@ -225,12 +227,13 @@ struct FileReplacement::State
 
     Problem problem = Problem::None;
     int error = 0;
+    bool isNewOnly = false;
     bool isDirect = false; // written in place at once
     bool exists = false;   // then target is open, and old is its status
     struct stat old = {};
-    mode_t mode = 0;       // for the new content, 0 for that of the old or of new files
-    std::string name;      // of the target in its folder
-    std::string temporary; // the name of the new content, "" while it has none
+    std::optional<mode_t> mode; // for the new content, instead of that of the old or of new files
+    std::string name;           // of the target in its folder
+    std::string temporary;      // the name of the new content, "" while it has none
     int folder = -1;
     int target = -1;
     int file = -1; // the new content
@@ -240,6 +243,8 @@ bool FileReplacement::State::open(const std::string &path)
 {
     if (path.empty() || path.find('\0') != std::string::npos)
         return fail(ENOENT);
+    if (isNewOnly && lstat(path.c_str(), &old) == 0)
+        return fail(EEXIST);
     exists = stat(path.c_str(), &old) == 0;
     if (!exists && errno != ENOENT)
         return fail(errno);
@@ -307,9 +312,9 @@ bool FileReplacement::State::makeNamed(const Create &create)
 /// Creates the file for the new content.
 bool FileReplacement::State::create()
 {
-    // Until it has the permissions of the old file, no other user may read it.
-    const mode_t start =
-        exists ? S_IRUSR | S_IWUSR : S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    // Until it has its final permissions, no other user may read it.
+    const mode_t start = exists || mode ? S_IRUSR | S_IWUSR
+                                        : S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
     const bool canBeNamed = access(thisProcess, X_OK) == 0;
     if (canBeNamed)
         file = openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, start);
@@ -363,10 +368,10 @@ bool FileReplacement::State::keepAttributes()
     if (fstat(file, &status) != 0)
         return false;
     const mode_t permissions = S_IRWXU | S_IRWXG | S_IRWXO;
-    mode_t wanted = mode;
+    mode_t wanted = mode.value_or(0);
     if (exists) {
         // As after every change of contents, the right to run as another user is dropped.
-        if (wanted == 0)
+        if (!mode)
             wanted = old.st_mode & (permissions | S_ISVTX);
         const bool isSameOwner = status.st_uid == old.st_uid && status.st_gid == old.st_gid;
         if (!isSameOwner && fchown(file, old.st_uid, old.st_gid) != 0 &&
@@ -374,7 +379,7 @@ bool FileReplacement::State::keepAttributes()
             wanted = (wanted & ~mode_t(S_IRWXG)) | (wanted & S_IRWXO) << 3;
         copyExtendedAttributes(target, file);
     }
-    if (wanted == 0 || (status.st_mode & ~mode_t(S_IFMT)) == wanted)
+    if ((!exists && !mode) || (status.st_mode & ~mode_t(S_IFMT)) == wanted)
         return true;
     return fchmod(file, wanted) == 0;
 }
@@ -408,16 +413,32 @@ bool FileReplacement::State::overwrite(bool flush)
             return fail(written < 0 ? errno : EIO);
         at += written;
     }
-    if (ftruncate(target, size) != 0 || (mode != 0 && fchmod(target, mode) != 0))
+    if (ftruncate(target, size) != 0 || (mode && fchmod(target, *mode) != 0))
         return fail(errno);
     return !flush || flushToDisk(target) || fail(errno, Problem::NotConfirmed);
+}
+
+/// Renames the new content, which has a name, to the target if that does not exist. False, with
+/// errno set, on failure.
+bool FileReplacement::State::renameToNew()
+{
+    if (renameat2(folder, temporary.c_str(), folder, name.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+    // The file system cannot do both in one step.
+    struct stat status;
+    if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)
+        errno = EEXIST;
+    return errno != EEXIST && renameat(folder, temporary.c_str(), folder, name.c_str()) == 0;
 }
 
 /// Renames the new content to the target.
 bool FileReplacement::State::replace()
 {
     if (!temporary.empty()) {
-        if (renameat(folder, temporary.c_str(), folder, name.c_str()) != 0)
+        if (!(isNewOnly ? renameToNew()
+                        : renameat(folder, temporary.c_str(), folder, name.c_str()) == 0))
             return failInFolder(errno);
         temporary.clear();
         return true;
@@ -426,7 +447,7 @@ bool FileReplacement::State::replace()
     if (!exists) {
         if (linkat(AT_FDCWD, nameless.c_str(), folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0)
             return true;
-        if (errno != EEXIST)
+        if (errno != EEXIST || isNewOnly)
             return failInFolder(errno);
     }
     const bool isReplaced = makeNamed([&](const char *between) {
@@ -442,6 +463,17 @@ FileReplacement::FileReplacement() : m_state(std::make_unique<State>()) {}
 
 FileReplacement::~FileReplacement() = default;
 
+void FileReplacement::requireNewTarget() { m_state->isNewOnly = true; }
+
+bool FileReplacement::copyPermissions(const std::string &path)
+{
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0)
+        return m_state->fail(errno);
+    m_state->mode = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+    return true;
+}
+
 bool FileReplacement::open(const std::string &path) { return m_state->open(path); }
 
 bool FileReplacement::write(const char *bytes, std::size_t size)
@@ -455,15 +487,6 @@ bool FileReplacement::write(const char *bytes, std::size_t size)
         bytes += written;
         size -= static_cast<std::size_t>(written);
     }
-    return true;
-}
-
-bool FileReplacement::takePermissions(const std::string &path)
-{
-    struct stat status;
-    if (stat(path.c_str(), &status) != 0)
-        return m_state->fail(errno);
-    m_state->mode = status.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
     return true;
 }
 

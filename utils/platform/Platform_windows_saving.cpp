@@ -91,6 +91,7 @@ struct FileReplacement::State
 
     Problem problem = Problem::None;
     int error = 0;
+    bool isNewOnly = false;
     bool isDirect = false; // written in place at once
     bool exists = false;
     bool hasOtherNames = false;
@@ -109,6 +110,8 @@ bool FileReplacement::State::open(const std::string &givenPath)
     if (status.entry == Entry::Folder)
         return fail(EISDIR);
     exists = status.entry != Entry::Missing;
+    if (exists && isNewOnly)
+        return fail(EEXIST);
     if (!exists)
         return create();
 
@@ -190,7 +193,7 @@ bool FileReplacement::State::replace()
         (exists && ReplaceFileW(path.c_str(), temporary.c_str(), nullptr,
                                 REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr, nullptr)) ||
         MoveFileExW(temporary.c_str(), path.c_str(),
-                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+                    (isNewOnly ? 0 : MOVEFILE_REPLACE_EXISTING) | MOVEFILE_WRITE_THROUGH);
     if (!isReplaced)
         return fail(lastErrorNumber());
     temporary.clear();
@@ -200,6 +203,10 @@ bool FileReplacement::State::replace()
 FileReplacement::FileReplacement() : m_state(std::make_unique<State>()) {}
 
 FileReplacement::~FileReplacement() = default;
+
+void FileReplacement::requireNewTarget() { m_state->isNewOnly = true; }
+
+bool FileReplacement::copyPermissions(const std::string &) { return true; }
 
 bool FileReplacement::open(const std::string &path) { return m_state->open(path); }
 
@@ -220,8 +227,6 @@ bool FileReplacement::write(const char *bytes, std::size_t size)
     }
     return true;
 }
-
-bool FileReplacement::takePermissions(const std::string &) { return true; }
 
 bool FileReplacement::finish(bool flush)
 {
