@@ -1,10 +1,13 @@
 // Safe writing on a disk of 2 MiB that fills at each page of the new content, in a mount namespace
-// of its own.
+// of its own; and at each byte, which takes minutes. tools/full-disk runs that; the test itself
+// takes some of the bytes.
 
 #include "utils/KelmUtils.h"
 
+#include "tests/support/ByteDisk.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h"
+#include "tests/support/SettingsHome.h"
 
 #include <QDir>
 #include <QScopeGuard>
@@ -27,7 +30,11 @@ using Utils::File;
 using Write = std::function<bool(const QString &, int version)>;
 Q_DECLARE_METATYPE(Write)
 
-static const int rows = 3000;
+static const SettingsHome home;
+
+static const int manyRows = 3000; // for which the disk fills page by page
+static const int someRows = 150;  // for which it fills byte by byte
+static int rows = manyRows;
 
 static QString row(int version, int number)
 {
@@ -84,6 +91,42 @@ static bool writeTable(const QString &path, int version)
     return table.write(path);
 }
 
+/// An export of settings that are stored elsewhere.
+static bool exportSettings(const QString &path, int version)
+{
+    Utils::Settings settings(QStringLiteral("version%1").arg(version));
+    if (settings.keys("").size() != rows) {
+        Utils::Settings().removeKey(QStringLiteral("version%1").arg(version));
+        for (int i = 0; i < rows; ++i)
+            settings.setString(QStringLiteral("key%1").arg(i), row(version, i));
+    }
+    return settings.exportTo(path);
+}
+
+/// A table of texts, which is an XML document.
+static bool writeStrings(const QString &path, int version)
+{
+    Utils::Xml::Document document("StringTable", Utils::Xml::Document::Normal, 1.0);
+    QDomElement root = document.createElement("strings");
+    for (int i = 0; i < rows; ++i) {
+        QDomElement element = document.createElement("string");
+        element.setAttribute("id", QStringLiteral(".msg.text%1").arg(i));
+        element.appendChild(document.createTextNode(row(version, i)));
+        root.appendChild(element);
+    }
+    document.appendChild(root);
+    return document.write(path);
+}
+
+/// A copy of a file that is on another disk.
+static bool copyFile(const QString &path, int version)
+{
+    const QString source = home.path() + QStringLiteral("/source%1-%2").arg(version).arg(rows);
+    if (!QFile::exists(source) && !File::write(source, text(version)))
+        return false;
+    return File::copy(source, path);
+}
+
 class tst_File_fullDisk : public QObject
 {
     Q_OBJECT
@@ -110,7 +153,29 @@ private:
             .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
     }
 
+    static void addWriters()
+    {
+        QTest::addColumn<Write>("write");
+        QTest::newRow("writeSafely") << Write([](const QString &path, int version) {
+            return File::writeSafely(path, text(version));
+        });
+        QTest::newRow("write") << Write(
+            [](const QString &path, int version) { return File::write(path, text(version)); });
+        QTest::newRow("writeRaw") << Write([](const QString &path, int version) {
+            return File::writeRaw(path, text(version).join('\n').toUtf8());
+        });
+        QTest::newRow("File::copy") << Write(&copyFile);
+        QTest::newRow("TagFile::save") << Write(&saveTags);
+        QTest::newRow("TagFile::open") << Write(&streamTags);
+        QTest::newRow("Document::write") << Write(&writeDocument);
+        QTest::newRow("CSVTable::write") << Write(&writeTable);
+        QTest::newRow("Settings::exportTo") << Write(&exportSettings);
+        QTest::newRow("string table") << Write(&writeStrings);
+    }
+
 private Q_SLOTS:
+    void init() { rows = manyRows; }
+
     void initTestCase()
     {
         const QByteArray folder = QFile::encodeName(m_folder.path());
@@ -129,22 +194,7 @@ private Q_SLOTS:
             umount(QFile::encodeName(m_folder.path()).constData());
     }
 
-    void losesNothing_data()
-    {
-        QTest::addColumn<Write>("write");
-        QTest::newRow("writeSafely") << Write([](const QString &path, int version) {
-            return File::writeSafely(path, text(version));
-        });
-        QTest::newRow("write") << Write(
-            [](const QString &path, int version) { return File::write(path, text(version)); });
-        QTest::newRow("writeRaw") << Write([](const QString &path, int version) {
-            return File::writeRaw(path, text(version).join('\n').toUtf8());
-        });
-        QTest::newRow("TagFile::save") << Write(&saveTags);
-        QTest::newRow("TagFile::open") << Write(&streamTags);
-        QTest::newRow("Document::write") << Write(&writeDocument);
-        QTest::newRow("CSVTable::write") << Write(&writeTable);
-    }
+    void losesNothing_data() { addWriters(); }
 
     void losesNothing()
     {
@@ -176,6 +226,51 @@ private Q_SLOTS:
         }
         QVERIFY2(failures >= pages - 6, QByteArray::number(failures));
         QVERIFY(failures <= pages);
+    }
+
+    void losesNothingAtEachByte_data() { addWriters(); }
+
+    void losesNothingAtEachByte()
+    {
+        QFETCH(Write, write);
+        rows = someRows;
+        const QString file = m_folder.filePath("file");
+        QVERIFY(write(file, 2));
+        const int size = contentsOf(file).size();
+        QVERIFY(write(file, 1));
+        const QByteArray old = contentsOf(file);
+        QVERIFY(old.size() > 3 * 4096 && size > 3 * 4096);
+        const bool isEachByte = qEnvironmentVariableIsSet("KELMUTILS_EACH_BYTE");
+
+        int failures = 0;
+        for (int room = 0; room < size; ++room) {
+            const bool isAtEnd = room < 8 || room >= size - 8;
+            if (!isEachByte && !isAtEnd && room % 997 != 0)
+                continue;
+            bool isWritten;
+            {
+                const ByteDisk disk(m_folder.path(), room);
+                isWritten = write(file, 2);
+                QVERIFY(disk.isFull());
+            }
+            const QByteArray where = "at byte " + QByteArray::number(room);
+            QVERIFY2(!isWritten, where);
+            QVERIFY2(contentsOf(file) == old, where);
+            QCOMPARE(File::lastError(), String(".Kelm.Utils.err.diskfull"));
+            QCOMPARE(entries(), QStringList("file"));
+            ++failures;
+        }
+        QVERIFY(failures > 20 && (!isEachByte || failures == size));
+        {
+            const ByteDisk disk(m_folder.path(), size);
+            QVERIFY(write(file, 2));
+            QVERIFY(!disk.isFull());
+        }
+        QVERIFY(contentsOf(file) != old);
+        if (isEachByte)
+            qInfo("%-20s full at each of %d bytes: the old file each time", QTest::currentDataTag(),
+                  failures);
+        QVERIFY(QFile::remove(file));
     }
 
     /// Without /proc, a file without a name cannot be given one, as on disks that have none.
@@ -215,6 +310,31 @@ private Q_SLOTS:
             QCOMPARE(entries(), QStringList("file"));
         }
         QVERIFY(QFile::remove(file));
+    }
+
+    /// Its temporary name is never that of a file which others may read, or which is taken.
+    void copiesToANewFileWithoutFilesThatHaveNoName()
+    {
+        if (mount("none", "/proc", "tmpfs", 0, "size=4k") != 0)
+            QSKIP("/proc cannot be hidden here");
+        const auto showProc = qScopeGuard([] { umount("/proc"); });
+        const QString source = makeFile(m_folder.filePath("source"), QByteArray(100000, 's'));
+        QCOMPARE(chmod(QFile::encodeName(source).constData(), 0604), 0);
+        const QString file = m_folder.filePath("file");
+
+        QVERIFY(File::copy(source, file));
+        struct stat status = {};
+        QCOMPARE(stat(QFile::encodeName(file).constData(), &status), 0);
+        QCOMPARE(status.st_mode & 07777, mode_t(0604));
+        QCOMPARE(entries(), QStringList({"file", "source"}));
+
+        QVERIFY(QFile::remove(file));
+        fillUp(m_folder.filePath("filler"), 10);
+        QVERIFY(!File::copy(source, file));
+        QVERIFY(QFile::remove(m_folder.filePath("filler")));
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.diskfull"));
+        QCOMPARE(entries(), QStringList("source"));
+        QVERIFY(QFile::remove(source));
     }
 
     void losesNothingOfAFileWithTwoNames()
