@@ -141,6 +141,42 @@ private Q_SLOTS:
         QCOMPARE(early.isDefault(), value == 640);
     }
 
+    void isTrueOrFalseOnlyForTextsThatSaySo_data()
+    {
+        QTest::addColumn<QVariant>("stored");
+        QTest::addColumn<int>("value"); // -1 for the default
+
+        QTest::newRow("bool") << QVariant(true) << 1;
+        QTest::newRow("bool, false") << QVariant(false) << 0;
+        QTest::newRow("number") << QVariant(1) << 1;
+        QTest::newRow("number, 0") << QVariant(0) << 0;
+        QTest::newRow("text") << QVariant("true") << 1;
+        QTest::newRow("text, false") << QVariant("false") << 0;
+        QTest::newRow("other case") << QVariant("True") << 1;
+        QTest::newRow("other case, false") << QVariant("FALSE") << 0;
+        QTest::newRow("digit") << QVariant("1") << 1;
+        QTest::newRow("digit, 0") << QVariant("0") << 0;
+        QTest::newRow("no") << QVariant("no") << -1;
+        QTest::newRow("yes") << QVariant("yes") << -1;
+        QTest::newRow("a space") << QVariant("true ") << -1;
+        QTest::newRow("empty") << QVariant("") << -1;
+        QTest::newRow("another number") << QVariant(5) << -1;
+        QTest::newRow("a fraction") << QVariant(0.5) << -1;
+        QTest::newRow("a list") << QVariant(QStringList{"true", "true"}) << -1;
+        QTest::newRow("invalid") << QVariant() << -1;
+    }
+
+    void isTrueOrFalseOnlyForTextsThatSaySo()
+    {
+        QFETCH(QVariant, stored);
+        QFETCH(int, value);
+        QSettings().setValue("k", stored);
+        for (const bool isDefault : {true, false}) {
+            const Setting<bool> setting("k", isDefault);
+            QCOMPARE(setting.value(), value < 0 ? isDefault : value == 1);
+        }
+    }
+
     void hasItsDefaultForAnInvalidValue()
     {
         QSettings().setValue("k", QVariant());

@@ -24,6 +24,8 @@ namespace Utils {
 ///
 /// A stored value that does not convert to T, or is out of the range, is ignored: value() returns
 /// the default. Such a value may come from another program, or from a user who has edited the file.
+/// For a bool, only "true", "1", "false" and "0" convert, in any case. This differs from
+/// Settings::getBool(), which returns true for every other text that is not empty, even "no".
 ///
 /// The object holds no value. Each call uses the store that a new Settings object would use, and
 /// the key from the root of that store. So the object may be static.
@@ -98,7 +100,14 @@ private:
         } else if constexpr (std::is_same<T, Data::String>::value) {
             return isGood ? std::optional<T>(value.toString()) : std::nullopt;
         } else if constexpr (std::is_same<T, bool>::value) {
-            return isGood ? std::optional<T>(value.toBool()) : std::nullopt;
+            // A later process reads a bool or a number as text, so this one does, too.
+            const Data::String text = value.toString();
+            const auto isAny = [&](const char *a, const char *b) {
+                return text.compare(QLatin1String(a), Qt::CaseInsensitive) == 0 ||
+                       text == QLatin1String(b);
+            };
+            const bool isTrue = isAny("true", "1");
+            return isTrue || isAny("false", "0") ? std::optional<T>(isTrue) : std::nullopt;
         } else if constexpr (std::is_same<T, double>::value) {
             const double number = value.toDouble(&isGood);
             return isGood ? std::optional<T>(number) : std::nullopt;
