@@ -204,6 +204,54 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.error, QString("kelm strings: There is 1 mistake\n"));
     }
 
+    void findsFormsOfSeveralNumbersWithoutTheNumber()
+    {
+        const auto make = [&](const char *language, const QStringList &forms, const QString &text) {
+            QString strings;
+            for (const QString &form : forms)
+                strings += "<string id='.n." + form + "'>" + text + "</string>\n";
+            return makeFile(m_folder.filePath(QString("Counts_%1.xml").arg(language)),
+                            "<!DOCTYPE StringTable>\n<s>\n" + strings.toUtf8() + "</s>\n");
+        };
+        const QString english = makeFile(m_folder.filePath("Counts_en.xml"),
+                                         "<!DOCTYPE StringTable>\n<s>\n"
+                                         "<string id='.n.one'>a file in %2</string>\n"
+                                         "<string id='.n.other'>%1 files in %2</string>\n</s>\n");
+        const QStringList russianForms{"one", "few", "many", "other"};
+        const QStringList arabicForms{"zero", "one", "two", "few", "many", "other"};
+        // In Russian, "one" is also the form of 21; in French, that of 0.
+        const QString russian = make("ru", russianForms, "text in %2");
+        const QString french = make("fr", {"one", "many", "other"}, "text in %2");
+        const QString slovene = make("sl", {"one", "two", "few", "other"}, "text in %2");
+        const QString arabic = make("ar", arabicForms, "text in %2");
+        const QString danish = make("da", {"one", "other"}, "text");
+        const auto mistakes = [&](const QString &path, const QStringList &forms,
+                                  const QStringList &placeholders = {"%1"}) {
+            QString text;
+            for (const QString &form : forms) {
+                for (const QString &placeholder : placeholders)
+                    text +=
+                        path + ": The text of \".n." + form + "\" lacks \"" + placeholder + "\"\n";
+            }
+            return text;
+        };
+
+        QVERIFY(
+            m_kelm.run({"strings", "--check", english, russian, french, slovene, arabic, danish}));
+
+        // A word may replace the number, but not anything else.
+        QCOMPARE(m_kelm.output, mistakes(russian, russianForms) +
+                                    mistakes(french, {"one", "many", "other"}) +
+                                    mistakes(slovene, {"one", "two", "few", "other"}) +
+                                    mistakes(arabic, {"few", "many", "other"}) +
+                                    mistakes(danish, {"one", "other"}, {"%1", "%2"}));
+
+        const QString good = make("ru", russianForms, "%1 texts in %2");
+        QVERIFY(m_kelm.run({"strings", "--check", english, good}));
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, 0);
+    }
+
     void findsNoMistakesInTheTablesOfTheProject()
     {
         QStringList files;

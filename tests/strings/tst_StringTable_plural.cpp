@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cmath>
+
 using Data::String;
 using Utils::StringTable;
 
@@ -88,6 +90,19 @@ private Q_SLOTS:
         QCOMPARE(StringTable::pluralForms("pl"), QStringList({"one", "few", "many", "other"}));
         QCOMPARE(StringTable::pluralForms("ja"), QStringList("other"));
         QCOMPARE(StringTable::pluralForms("xx"), QStringList("other"));
+    }
+
+    void hasTheFormOfANumber()
+    {
+        QCOMPARE(StringTable::pluralForm(1), String("one"));
+        QCOMPARE(StringTable::pluralForm(0), String("other"));
+        QCOMPARE(StringTable::pluralForm(1, "en", 1), String("other"));
+        QCOMPARE(StringTable::pluralForm(21, "ru"), String("one"));
+        QCOMPARE(StringTable::pluralForm(22, "pl"), String("few"));
+        QCOMPARE(StringTable::pluralForm(0, "fr"), String("one"));
+        QCOMPARE(StringTable::pluralForm(2, "ja"), String("other"));
+        QCOMPARE(StringTable::pluralForm(1, "xx"), String("other"));
+        QCOMPARE(StringTable::pluralForm(std::nan(""), "en"), String("other"));
     }
 
     void keepsTheKeysThatAreMissing()

@@ -173,6 +173,16 @@ public:
     /// language. The last one is "other". A language without rules in CLDR has only this one.
     static QStringList pluralForms(const Data::String &language = Data::String());
 
+    /// The plural form of \p n in \p language, by which lookupnl() selects the text; "" is the
+    /// current language. For \p decimals see lookupn().
+    ///
+    ///     1, "en"      => "one"
+    ///     1, "en", 1   => "other"   1.0
+    ///     21, "ru"     => "one"
+    ///     2, "ja"      => "other"
+    static Data::String pluralForm(double n, const Data::String &language = Data::String(),
+                                   int decimals = -1);
+
     /// The keys that were looked up in \p language but not found, sorted; "" is the current
     /// language. A key counts when it begins with "." and initialize() has been called. The first
     /// 10,000 keys of a language are kept; load() does not remove them.

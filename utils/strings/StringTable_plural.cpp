@@ -18,8 +18,7 @@ Data::String StringTable::lookupn(const Data::String &key, double n, int decimal
 Data::String StringTable::lookupnl(const Data::String &key, double n, const Data::String &language,
                                    int decimals)
 {
-    const QString form = PluralRules::form(languageOr(language), n, decimals);
-    const Data::String wanted = key + "." + form;
+    const Data::String wanted = key + "." + pluralForm(n, language, decimals);
     for (const Data::String &candidate : {wanted, Data::String(key + ".other"), key}) {
         const CatalogueKey parts(candidate);
         const TextsById *const texts = textsIn(language, parts);
@@ -35,6 +34,11 @@ Data::String StringTable::lookupnl(const Data::String &key, double n, const Data
 QStringList StringTable::pluralForms(const Data::String &language)
 {
     return PluralRules::forms(languageOr(language));
+}
+
+Data::String StringTable::pluralForm(double n, const Data::String &language, int decimals)
+{
+    return PluralRules::form(languageOr(language), n, decimals);
 }
 
 QStringList StringTable::missingKeys(const Data::String &language)

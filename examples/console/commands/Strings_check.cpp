@@ -146,15 +146,28 @@ static QSet<QString> pluralsIn(const QList<File *> &files)
     return withOther.intersect(withOneMore);
 }
 
+/// Whether all counts of a plural form of \p language are the same number, as for "one" in English,
+/// but not in Russian, where it is also the form of 21, nor in French, where it is that of 0.
+static bool isFormOfOneNumber(const QString &form, const QString &language)
+{
+    int numbers = 0;
+    for (int n = 0; n <= 1000 && numbers < 2; ++n)
+        numbers += StringTable::pluralForm(n, language) == form;
+    return numbers == 1;
+}
+
 /// Compares the placeholders of \p text with those of \p model, the same text in another language.
-/// A form of few numbers, such as "one", may write the number as a word.
+/// With \p mayLackOne, the number may be a word in \p text.
 static void checkPlaceholders(File &file, const QString &name, const QString &text,
-                              const QString &model, bool mayLack)
+                              const QString &model, bool mayLackOne)
 {
     const QStringList own = placeholdersIn(text);
     const QStringList wanted = placeholdersIn(model);
+    const auto isLacking = [&](const QString &placeholder) { return !own.contains(placeholder); };
+    const auto lacking = std::count_if(wanted.begin(), wanted.end(), isLacking);
+    const bool isGood = mayLackOne && lacking <= 1;
     for (const QString &placeholder : wanted) {
-        if (!mayLack && !own.contains(placeholder))
+        if (!isGood && isLacking(placeholder))
             file.note(QString("The text of %1 lacks \"%2\"").arg(name, placeholder));
     }
     for (const QString &placeholder : own) {
@@ -190,8 +203,8 @@ static void checkForms(File &file, const File &model, const Place &place)
         } else if (!isThere && wanted.contains(form)) {
             file.note(QString("The id %1 is missing").arg(whole.toText()));
         } else if (isThere && !modelText.isEmpty()) {
-            const bool isFewNumbers = form == "zero" || form == "one" || form == "two";
-            checkPlaceholders(file, whole.toText(), *text, modelText, isFewNumbers);
+            checkPlaceholders(file, whole.toText(), *text, modelText,
+                              isFormOfOneNumber(form, file.language));
         }
     }
 }
