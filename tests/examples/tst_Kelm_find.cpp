@@ -79,6 +79,56 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output, latin + "\n" + folder.filePath("picture") + "\n");
     }
 
+    void findsTextsInEachEncoding_data()
+    {
+        QTest::addColumn<QByteArray>("encoding");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("wanted");
+
+        const QString degrees = QString::fromUtf8("Temperatur 20 \u00B0C\n");
+        const QString japanese = QString::fromUtf8("\u6E29\u5EA6,20\n\u5727\u529B,3\n");
+        const QString pressure = QString::fromUtf8("\u5727\u529B");
+        const QString cyrillic = QString::fromUtf8("\u0421\u0438\u043B\u0430 5\n");
+        // clang-format off
+        QTest::newRow("windows-1252") << QByteArray("windows-1252") << degrees << degrees.mid(11, 5);
+        QTest::newRow("UTF-8") << QByteArray("UTF-8") << degrees << degrees.mid(11, 5);
+        QTest::newRow("UTF-16, with a mark") << QByteArray("UTF-16") << japanese << pressure;
+        QTest::newRow("UTF-16LE") << QByteArray("UTF-16LE") << degrees << degrees.mid(11, 5);
+        QTest::newRow("UTF-16BE") << QByteArray("UTF-16BE") << degrees << degrees.mid(11, 5);
+        QTest::newRow("UTF-16LE, little ASCII") << QByteArray("UTF-16LE") << japanese << pressure;
+        QTest::newRow("Shift_JIS") << QByteArray("Shift_JIS") << japanese << pressure;
+        QTest::newRow("EUC-JP") << QByteArray("EUC-JP") << japanese << pressure;
+        QTest::newRow("GB18030") << QByteArray("GB18030") << japanese << pressure;
+        QTest::newRow("windows-1251") << QByteArray("windows-1251") << cyrillic << cyrillic.left(4);
+        QTest::newRow("KOI8-R") << QByteArray("KOI8-R") << cyrillic << cyrillic.left(4);
+        QTest::newRow("ISO-8859-15") << QByteArray("ISO-8859-15") << QString::fromUtf8("\u20AC 20\n")
+            << QString::fromUtf8("\u20AC");
+        // clang-format on
+    }
+
+    void findsTextsInEachEncoding()
+    {
+        QFETCH(QByteArray, encoding);
+        QFETCH(QString, text);
+        QFETCH(QString, wanted);
+        const QTemporaryDir folder;
+        QTextCodec::ConverterState plain(encoding == "UTF-16" ? QTextCodec::DefaultConversion
+                                                              : QTextCodec::IgnoreHeader);
+        const QByteArray bytes =
+            QTextCodec::codecForName(encoding)->fromUnicode(text.constData(), text.size(), &plain);
+        const QString file = makeFile(folder.filePath("file"), bytes);
+        makeFile(folder.filePath("other"), QByteArray("Kr\xe4"
+                                                      "fte\n"));
+
+        for (const char *option : {"--contains", "--word"}) {
+            QVERIFY(m_kelm.run({"find", folder.path(), option, wanted}));
+            QCOMPARE(m_kelm.output, file + "\n");
+            QVERIFY(m_kelm.run(
+                {"find", folder.path(), "file", option, wanted, "--encoding", encoding}));
+            QCOMPARE(m_kelm.output, file + "\n");
+        }
+    }
+
     void tellsSizeAndTime()
     {
         QFile file(m_folder.filePath("a.txt"));

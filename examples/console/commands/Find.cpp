@@ -7,6 +7,10 @@
 #include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
 
+#include <QTextCodec>
+
+#include <algorithm>
+
 namespace Kelm {
 
 using Utils::File;
@@ -20,8 +24,8 @@ static void declare(QCommandLineParser &parser)
         {"ignore-case", "With --word: ignores case."},
         {"encoding",
          "With --contains and --word: the encoding of the files, such as windows-1252. Without "
-         "this "
-         "option it is guessed for each file.",
+         "this option it is guessed for each file, and a text that is not ASCII is searched in "
+         "every encoding that the file may have.",
          "NAME", "auto"},
         {"details", "Prints the size and the time of each file."},
         {"resource", "Finds the resource NAME instead, such as Kelm.Utils_de.", "NAME"},
@@ -53,15 +57,45 @@ static bool hasWord(const QString &text, const QString &word, Qt::CaseSensitivit
     return false;
 }
 
-static bool hasText(const QCommandLineParser &given, const QString &path)
+/// Whether \p text has what the user searches for.
+static bool matches(const QCommandLineParser &given, const QString &text)
 {
-    if (!given.isSet("contains") && !given.isSet("word"))
-        return true;
-    const QString text = textOf(path, given.value("encoding"));
     if (given.isSet("contains") && !text.contains(given.value("contains")))
         return false;
     const auto rule = given.isSet("ignore-case") ? Qt::CaseInsensitive : Qt::CaseSensitive;
     return !given.isSet("word") || hasWord(text, given.value("word"), rule);
+}
+
+/// Encodings whose texts cannot be told from those of the fallback encoding.
+static const char *const otherEncodings[] = {
+    "ISO-8859-15",  "windows-1250", "windows-1251", "windows-1253", "windows-1254", "windows-1255",
+    "windows-1256", "windows-1257", "windows-1258", "KOI8-R",       "KOI8-U",       "Shift_JIS",
+    "EUC-JP",       "EUC-KR",       "GB18030",      "Big5",
+};
+
+/// Whether the file matches in one of these encodings, in which the user's text has other bytes.
+static bool matchesInOtherEncoding(const QCommandLineParser &given, const QString &path)
+{
+    const QString wanted = given.value(given.isSet("contains") ? "contains" : "word");
+    const auto isAscii = [](QChar c) { return c.unicode() < 0x80; };
+    bool isGuess = false;
+    if (std::all_of(wanted.begin(), wanted.end(), isAscii) ||
+        File::encoding(path, &isGuess) != File::fallbackEncoding() || !isGuess)
+        return false;
+    return std::any_of(std::begin(otherEncodings), std::end(otherEncodings), [&](const char *name) {
+        const QTextCodec *const codec = QTextCodec::codecForName(name);
+        return codec && codec->canEncode(wanted) && matches(given, textOf(path, name));
+    });
+}
+
+static bool hasText(const QCommandLineParser &given, const QString &path)
+{
+    if (!given.isSet("contains") && !given.isSet("word"))
+        return true;
+    const QString encoding = given.value("encoding");
+    const QString text = textOf(path, encoding);
+    return matches(given, text) ||
+           (encoding == "auto" && !text.isEmpty() && matchesInOtherEncoding(given, path));
 }
 
 static void printFiles(const QStringList &paths)
