@@ -262,8 +262,9 @@ public:
     /// the string catalogue in the current language. "" after a success; the key of the text when
     /// the catalogue does not have the text.
     ///
-    /// The operations are those of File, TagFile, CSVTable, CSVReader, Document and Settings that
-    /// can fail. Functions that cannot fail, such as File::join(), keep the reason.
+    /// The operations are those of File, TagFile, CSVTable, CSVReader, CSVDialect, Document and
+    /// Settings that can fail, and the constructor of FileReader with an encoding. Functions that
+    /// cannot fail, such as File::join(), keep the reason.
     ///
     /// Some operations return true, or nothing, although a part of them failed: write() and others
     /// on a full disk, copyDir(), move(), remove(). The reason is then that of the first part that
