@@ -117,7 +117,7 @@ def check(module, scope, stub, definitions):
                 pattern = r'^    (?:static )?([^\s(][^(\n]*?) ?(?<=[ &*])%s\(' % name
                 given = [GIVEN[found] for found in
                          re.findall(pattern, definitions[class_name], flags=re.MULTILINE)]
-                if full_name in ('File.encoding', 'File.validate'):
+                if full_name in ('File.encoding', 'File.encodingOf', 'File.validate'):
                     given = ['Tuple[Data.String, bool]']  # and what it writes through a pointer
                 assert [found.given for found in overloads] == given, (full_name, given)
             check_refusals(full_name, call, overloads)

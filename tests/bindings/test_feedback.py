@@ -9,6 +9,7 @@ import suite
 import testhost
 
 MemoryChecker, Progress, WaitCursor = Utils.MemoryChecker, Utils.Progress, Utils.WaitCursor
+ProgressRange = Utils.ProgressRange
 
 
 class ProgressReports(suite.TestCase):
@@ -219,6 +220,54 @@ class ProgressReports(suite.TestCase):
             'cancel', 'cancelled', 'count', 'current', 'elapsed', 'hide', 'id', 'isCancelable',
             'isPopup', 'label', 'maxSteps', 'rate', 'remaining', 'restore', 'save', 'setCount',
             'setId', 'setLabel', 'setMaxSteps', 'setUnit', 'show', 'tick', 'unit'])
+
+
+class ProgressRanges(suite.TestCase):
+
+    def test_make_a_task_a_part_of_another(self):
+        whole = Progress(100, 'whole')
+        part = ProgressRange(whole, 0, 80)
+        inner = Progress(10, 'inner')
+        inner.tick(5)
+        self.assertInt(whole.count(), 40)
+        del inner
+        del part
+        self.assertInt(whole.count(), 80)
+
+    def test_may_end_in_any_order(self):
+        whole = Progress(100)
+        first, second = ProgressRange(whole, 0, 20), ProgressRange(whole, 20, 60)
+        del first
+        self.assertInt(whole.count(), 20)
+        del second
+        self.assertInt(whole.count(), 60)
+
+    def test_may_outlive_the_reporter(self):
+        part = ProgressRange(Progress(100), 0, 50)
+        self.assertIs(Progress.current(), None)
+        del part
+
+    def test_take_no_reporter_that_has_ended(self):
+        testhost.begin(7, 'of the host')
+        progress = Progress.current()
+        testhost.end()
+        with self.assertRaises(RuntimeError):
+            ProgressRange(progress, 0, 5)
+
+    def test_cannot_be_made_otherwise(self):
+        progress = Progress(100)
+        for arguments, reason in [
+                ((), 'not enough arguments'), ((progress, 1), 'not enough arguments'),
+                ((progress, 1, 2, 3), 'too many arguments'),
+                ((1, 1, 2), "argument 1 has unexpected type 'int'"),
+                ((None, 1, 2), "argument 1 has unexpected type 'NoneType'"),
+                ((progress, 'a', 2), "argument 2 has unexpected type 'str'"),
+                ((progress, 1, 'a'), "argument 3 has unexpected type 'str'")]:
+            self.assertRefuses('ProgressRange(): ' + reason, ProgressRange, *arguments)
+        self.assertInt(progress.count(), 0)
+
+    def test_have_no_methods(self):
+        self.assertEqual([name for name in dir(ProgressRange) if not name.startswith('_')], [])
 
 
 class WaitCursors(suite.TestCase):

@@ -170,6 +170,35 @@ class Contents(suite.FolderTestCase):
         self.assertText(File.encoding(self.path('missing'))[0], '')
         self.assertRefusesTypes('File.encoding', File.encoding, ('a',))
 
+    def test_encoding_of_bytes(self):
+        for text, encoding, guess in [
+                ('', 'UTF-8', False), ('plain', 'UTF-8', False), ('thr\xe4\xe4', 'windows-1252', True),
+                ('\xef\xbb\xbfx', 'UTF-8', False), ('\xff\xfea\0', 'UTF-16LE', False),
+                (u'Temperatur 20\n'.encode('utf-16-le'), 'UTF-16LE', True), (None, 'UTF-8', False),
+                (buffer('thr\xe4\xe4'), 'windows-1252', True), (u'plain', 'UTF-8', False)]:
+            name, is_guess = File.encodingOf(text)
+            self.assertText(name, encoding)
+            self.assertIs(is_guess, guess)
+        for value in (1, [], {}, u'\xe4', Data.String('a')):
+            with self.assertRaises(TypeError) as raised:
+                File.encodingOf(value)
+            self.assertTrue(str(raised.exception).startswith('File.encodingOf(): argument 1 has '
+                                                             'unexpected type '))
+        self.assertRefuses('File.encodingOf(): not enough arguments', File.encodingOf)
+
+    def test_write_in_an_encoding(self):
+        path = self.path('file')
+        text = u'20 \xb0C \u20ac\n'
+        for encoding in ('windows-1252', u'ISO-8859-15', Data.String('UTF-16')):
+            self.assertIs(File.write(path, text, encoding), True)
+            self.assertEqual(self.contents('file'), text.encode(str(encoding)))
+            self.assertText(File.read(path, encoding), text)
+        self.assertIs(File.write(path, u'\u65e5', 'ISO-8859-1'), False)
+        self.assertText(File.lastError(), '.Kelm.Utils.err.encode')
+        self.assertIs(File.write(path, 'x', 'none'), False)
+        self.assertText(File.lastError(), '.Kelm.Utils.err.encoding')
+        self.assertText(File.read(path, 'UTF-16'), text)
+
     def test_fallback_encoding(self):
         self.assertText(File.fallbackEncoding(), 'windows-1252')
         self.addCleanup(File.setFallbackEncoding, 'windows-1252')
@@ -244,16 +273,24 @@ class Contents(suite.FolderTestCase):
             self.assertRefuses(
                 "File.write(): arguments did not match any overloaded call:\n"
                 "  overload 1: argument 2 has unexpected type '{0}'\n"
-                "  overload 2: argument 2 has unexpected type '{0}'".format(kind),
+                "  overload 2: argument 2 has unexpected type '{0}'\n"
+                "  overload 3: argument 2 has unexpected type '{0}'".format(kind),
                 File.write, path, value)
         self.assertRefuses(
             "File.write(): arguments did not match any overloaded call:\n"
             "  overload 1: not enough arguments\n"
-            "  overload 2: not enough arguments", File.write, path)
+            "  overload 2: not enough arguments\n"
+            "  overload 3: not enough arguments", File.write, path)
         self.assertRefuses(
             "File.write(): arguments did not match any overloaded call:\n"
             "  overload 1: argument 1 has unexpected type 'int'\n"
-            "  overload 2: argument 1 has unexpected type 'int'", File.write, 1, 'text')
+            "  overload 2: argument 1 has unexpected type 'int'\n"
+            "  overload 3: argument 1 has unexpected type 'int'", File.write, 1, 'text')
+        self.assertRefuses(
+            "File.write(): arguments did not match any overloaded call:\n"
+            "  overload 1: too many arguments\n"
+            "  overload 2: argument 2 has unexpected type 'str'\n"
+            "  overload 3: argument 3 has unexpected type 'int'", File.write, path, 'text', 1)
         self.assertFalse(os.path.exists(path))
 
     def test_size(self):
@@ -445,9 +482,9 @@ class Class(suite.FolderTestCase):
         names = [name for name in dir(File) if not name.startswith('_')]
         self.assertEqual(names, [
             'abbreviateName', 'base', 'checkFilter', 'cleanPath', 'copy', 'copyDir', 'createDir',
-            'encoding', 'exists', 'extension', 'fallbackEncoding', 'find', 'findResource',
-            'imageFilter', 'isAbsolute', 'isDir', 'isFile', 'isRelative', 'isSafeWriting',
-            'isSamePath', 'join', 'lastError', 'layoutFilter', 'move', 'moveDir',
+            'encoding', 'encodingOf', 'exists', 'extension', 'fallbackEncoding', 'find',
+            'findResource', 'imageFilter', 'isAbsolute', 'isDir', 'isFile', 'isRelative',
+            'isSafeWriting', 'isSamePath', 'join', 'lastError', 'layoutFilter', 'move', 'moveDir',
             'parentFolder', 'read', 'remove', 'search', 'searchInFiles', 'setFallbackEncoding',
             'setSafeWriting', 'setSearchPath', 'size', 'sizeString', 'tempPath', 'timestamp',
             'timestampString', 'validate', 'write', 'writeSafely'])

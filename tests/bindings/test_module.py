@@ -10,8 +10,8 @@ import sip
 
 import suite
 
-CLASSES = ['File', 'MemoryChecker', 'Process', 'Progress', 'Settings', 'StringTable', 'WaitCursor',
-           'WorkspaceSettings']
+CLASSES = ['File', 'MemoryChecker', 'Process', 'Progress', 'ProgressRange', 'Settings',
+           'StringTable', 'WaitCursor', 'WorkspaceSettings']
 
 
 class Module(suite.TestCase):

@@ -92,6 +92,10 @@ class Catalogue(suite.FolderTestCase):
         self.assertText(StringTable.lookupn('.Bound.Table.n', 1), '%1 file')
         self.assertTexts(StringTable.pluralForms(), ['one', 'other'])
         self.assertTexts(StringTable.pluralForms('pl'), ['one', 'few', 'many', 'other'])
+        for arguments, form in [((1,), 'one'), ((2, 'en'), 'other'), ((1, u'en', 1), 'other'),
+                                ((21, 'ru'), 'one')]:
+            self.assertText(StringTable.pluralForm(*arguments), form)
+        self.assertRefusesTypes('StringTable.pluralForm', StringTable.pluralForm, (1, 'en', 1), 1)
         self.assertTexts(StringTable.missingKeys(), ['.Bound.Table.err.y', '.Other.err.x', '.close'])
         self.assertTexts(StringTable.missingKeys('de'), [])
         self.assertRefuses("StringTable.lookupn(): argument 2 has unexpected type 'str'",
@@ -140,7 +144,7 @@ class Class(suite.TestCase):
     def test_has_these_methods_and_no_others(self):
         self.assertEqual([name for name in dir(StringTable) if not name.startswith('_')],
                          ['initialize', 'load', 'lookup', 'lookupi', 'lookupk', 'lookupn', 'lookupx',
-                          'missingKeys', 'pluralForms'])
+                          'missingKeys', 'pluralForm', 'pluralForms'])
 
 
 suite.run()

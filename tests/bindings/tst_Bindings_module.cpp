@@ -68,8 +68,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("classes");
 
         QTest::newRow("KelmUtils") << QByteArray("KelmUtils.Utils")
-                                   << "File MemoryChecker Process Progress Settings StringTable "
-                                      "WaitCursor WorkspaceSettings";
+                                   << "File MemoryChecker Process Progress ProgressRange Settings "
+                                      "StringTable WaitCursor WorkspaceSettings";
         QTest::newRow("KelmData") << QByteArray("KelmData.Data") << "String Variant";
     }
 
@@ -91,13 +91,14 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("names"); // those of an instance are marked
 
-        QTest::newRow("File") << "abbreviateName base checkFilter cleanPath copy copyDir createDir "
-                                 "encoding exists extension fallbackEncoding find findResource "
-                                 "imageFilter isAbsolute isDir isFile isRelative isSafeWriting "
-                                 "isSamePath join lastError layoutFilter move moveDir parentFolder "
-                                 "read remove search searchInFiles setFallbackEncoding "
-                                 "setSafeWriting setSearchPath size sizeString tempPath timestamp "
-                                 "timestampString validate write writeSafely";
+        QTest::newRow("File")
+            << "abbreviateName base checkFilter cleanPath copy copyDir createDir "
+               "encoding encodingOf exists extension fallbackEncoding find "
+               "findResource imageFilter isAbsolute isDir isFile isRelative isSafeWriting "
+               "isSamePath join lastError layoutFilter move moveDir parentFolder "
+               "read remove search searchInFiles setFallbackEncoding "
+               "setSafeWriting setSearchPath size sizeString tempPath timestamp "
+               "timestampString validate write writeSafely";
         QTest::newRow("MemoryChecker")
             << "check* checkHeap dumpDifference* dumpLeaks dumpLeaksAtExit dumpNewObjects* "
                "setBreakAlloc setBreakAllocOffset* setCheckAlways setKeepFreed setReportFile "
@@ -110,13 +111,15 @@ private Q_SLOTS:
             << "cancel* cancelled* count* current elapsed* hide* id* isCancelable isPopup* label* "
                "maxSteps* rate* remaining* restore* save* setCount* setId* setLabel* setMaxSteps* "
                "setUnit* show* tick* unit*";
+        QTest::newRow("ProgressRange") << "";
         QTest::newRow("Settings")
             << "addMRU* beginGroup* changedFromDefaults* copyKey* endGroup* exportTo* "
                "firstMRUPath* getBool* getInt* getMRU* getString* getValue* groups* importFrom* "
                "keys* removeKey* removeMRU* renameKey* resetGroup* setBool* setDefault* setInt* "
                "setString* setValue* status* sync*";
         QTest::newRow("StringTable")
-            << "initialize load lookup lookupi lookupk lookupn lookupx missingKeys pluralForms";
+            << "initialize load lookup lookupi lookupk lookupn lookupx missingKeys pluralForm "
+               "pluralForms";
         QTest::newRow("WaitCursor") << "activated reset*";
         QTest::newRow("WorkspaceSettings") << "";
     }
