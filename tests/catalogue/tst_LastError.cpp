@@ -1,4 +1,4 @@
-#include "utils/catalogue/LastError_p.h"
+#include "utils/base/LastError_p.h"
 
 #include "tests/csv/FailingMemory.h"
 #include "tests/strings/Catalogue.h" // resetCatalogue

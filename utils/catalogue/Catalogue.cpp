@@ -1,5 +1,6 @@
 #include "utils/catalogue/Catalogue_p.h"
 
+#include "utils/base/LastError_p.h"
 #include "utils/base/Placeholders_p.h"
 
 #include <algorithm>
@@ -112,6 +113,12 @@ void noteMissing(const Data::String &key, const Data::String &language)
 Data::String message(const char *prefix, const char *id, const QStringList &values)
 {
     return fillPlaceholders(textOf(Data::String(prefix) + id), values);
+}
+
+Data::String lastErrorText()
+{
+    const char *const id = LastError::id();
+    return id ? message(".Kelm.Utils", id, LastError::values()) : Data::String();
 }
 
 } // namespace Utils

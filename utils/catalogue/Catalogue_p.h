@@ -80,4 +80,7 @@ void noteMissing(const Data::String &key, const Data::String &language);
 /// \p values in place of its %1, %2...
 Data::String message(const char *prefix, const char *id, const QStringList &values);
 
+/// The text of the reason that LastError holds, in the current language; "" without one.
+Data::String lastErrorText();
+
 } // namespace Utils

@@ -2,10 +2,11 @@
 
 #include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/base/Limits_p.h"
 #include "utils/base/SafeFile_p.h"
 #include "utils/base/Utf8_p.h"
-#include "utils/catalogue/LastError_p.h"
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File_p.h"
 #include "utils/platform/Platform.h"
