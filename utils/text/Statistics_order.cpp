@@ -373,7 +373,7 @@ void Statistics::quartiles(const Data::Array &array, double &minimum, double &lo
 }
 
 /// The number at \p part of the distance from \p a to \p b, which is not below \p a.
-static double onTheWay(double a, double b, double part)
+static double interpolated(double a, double b, double part)
 {
     if (part == 0.0 || a == b)
         return a;
@@ -397,7 +397,7 @@ double Statistics::percentile(const Data::Array &array, double percent, const QL
     const double rest = std::fmod(hundredfold, 100.0);
     const int index = static_cast<int>(std::lround((hundredfold - rest) / 100.0));
     const double lower = s[index];
-    return index + 1 == s.size() ? lower : onTheWay(lower, s[index + 1], rest / 100.0);
+    return index + 1 == s.size() ? lower : interpolated(lower, s[index + 1], rest / 100.0);
 }
 
 double Statistics::medianAbsoluteDeviation(const Data::Array &array, const QList<int> &indices)
