@@ -235,6 +235,64 @@ private Q_SLOTS:
         QVERIFY(dialect.confidence(CSVDialect::Encoding) > 0.0);
     }
 
+    void detectsCarriageReturns_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("hasReturns");
+
+        QTest::newRow("CR") << QByteArray("a,b\r1,2\r") << true;
+        QTest::newRow("CR LF") << QByteArray("a,b\r\n1,2\r\n") << false;
+        QTest::newRow("CR and LF") << QByteArray("a,b\r1,2\n") << false;
+        QTest::newRow("one line") << QByteArray("a,b") << false;
+    }
+
+    void detectsCarriageReturns()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, hasReturns);
+        CSVDialect known;
+        known.setCarriageReturns(!hasReturns);
+
+        QCOMPARE(CSVDialect::detectBytes(bytes, known).hasCarriageReturns(), hasReturns);
+    }
+
+    void detectsTheEncodingThatFileFinds_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("fallback");
+
+        const QByteArray wide = QByteArray("a,b\n\xb0,2\n").repeated(40);
+        QByteArray utf32;
+        for (const char byte : QByteArray("a,b\n1,2\n").repeated(40))
+            utf32 += QByteArray(3, '\0') + byte;
+        // clang-format off
+        QTest::newRow("fallback") << wide << "windows-1252";
+        QTest::newRow("fallback that was set") << wide << "ISO-8859-15";
+        QTest::newRow("UTF-32BE") << utf32 << "windows-1252";
+        QTest::newRow("UTF-32LE") << QByteArray(utf32.mid(3) + QByteArray(3, '\0')) << "windows-1252";
+        QTest::newRow("zero bytes in ASCII") << QByteArray("a,b\n\0\0,2\n", 9).repeated(40) << "windows-1252";
+        QTest::newRow("zero bytes in every other place") << QByteArray("a\0,\0\0\0\n\0", 8).repeated(40) << "windows-1252";
+        QTest::newRow("UTF-8") << QByteArray("a,\xc3\xa4\n1,2\n").repeated(40) << "windows-1252";
+        QTest::newRow("larger than the sample") << QByteArray("a,\xe2\x82\xac\n").repeated(40001) << "windows-1252";
+        QTest::newRow("the same in windows-1252") << QByteArray("a,\x80,,\n").repeated(40001) << "windows-1252";
+        QTest::newRow("the same in UTF-16") << QByteArray("\xff\xfe", 2) + QByteArray("a\0;\0\xac\x20\n\0", 8).repeated(40001) << "windows-1252";
+        // clang-format on
+    }
+
+    void detectsTheEncodingThatFileFinds()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, fallback);
+        QVERIFY(File::setFallbackEncoding(fallback));
+        const QString path = makeFile(m_folder.filePath("encoded.csv"), bytes);
+
+        const Data::String detected = CSVDialect::detect(path).encoding();
+        const Data::String found = File::encoding(path);
+        File::setFallbackEncoding("windows-1252");
+
+        QCOMPARE(detected, found);
+    }
+
     void refusesToGuessSeparatorsBetweenThousands()
     {
         const CSVDialect clear = CSVDialect::detectBytes("a;b\n" + rows("1,234,567.5;2\n", 20));
@@ -441,6 +499,9 @@ private Q_SLOTS:
         dialect = CSVDialect();
         dialect.setGroupedDigits(true);
         QTest::newRow("thousands") << dialect;
+        dialect = CSVDialect();
+        dialect.setCarriageReturns(true);
+        QTest::newRow("carriage returns") << dialect;
         QTest::newRow("not valid") << CSVDialect::detect("");
     }
 
@@ -477,6 +538,8 @@ private Q_SLOTS:
                  Data::String("windows-1252, delimiter tab, double quotes, comments after '%1', "
                               "labels in row 3, units in row 4, data from row 6, decimal comma, "
                               "separators between thousands"));
+        dialect.setCarriageReturns(true);
+        QVERIFY(dialect.toText().endsWith(", lines end at carriage returns"));
         dialect.setDelimiter("\\s+");
         QVERIFY(dialect.toText().contains("columns aligned by blanks"));
         dialect.setDelimiter("");
@@ -503,6 +566,8 @@ private Q_SLOTS:
         QCOMPARE(object, expected);
         dialect.setQuotes(CSVDialect::Rfc4180Quotes);
         QVERIFY(dialect.toJson().contains("\"quotes\":\"RFC 4180\""));
+        dialect.setCarriageReturns(true);
+        QVERIFY(dialect.toJson().contains("\"carriageReturns\":true"));
     }
 
 private:

@@ -1240,6 +1240,32 @@ private Q_SLOTS:
         QCOMPARE(longLine.count('x'), longLine.size());
     }
 
+    void readsDecimalCommas()
+    {
+        CSVReader reader(';');
+        QVERIFY(read(reader, "2,5; -0,5 ;1.5\n1,2,3;;7\r\n1,5e1;x;\n"));
+        QVERIFY(reader.hasHeader());
+        QCOMPARE(reader.colDataValue(0), (Numbers{0.0, 0.0, 0.0}));
+        reader.setHoleValue(-1.0);
+
+        reader.setDecimalPoint(',');
+        reader.setDecimalPoint(';'); // ignored
+
+        QCOMPARE(reader.decimalPoint(), ',');
+        QCOMPARE(reader.colDataValue(0), (Numbers{2.5, 0.0, 15.0}));
+        QCOMPARE(reader.colDataValue(1), (Numbers{-0.5, -1.0, 0.0}));
+        QCOMPARE(reader.dataValue(0), (Numbers{2.5, -0.5, 0.0}));
+        QCOMPARE(reader.rowDataValue(1, 1), (Numbers{-1.0, 7.0}));
+        bool isNumber = true;
+        QCOMPARE(reader.dataValue(1, 0, &isNumber), 0.0);
+        QVERIFY(!isNumber);
+        QVERIFY(reader.hasHeader()); // "1.5"
+        const CSVReader copy(reader);
+        QCOMPARE(copy.decimalPoint(), ',');
+        QVERIFY(read(reader, "2,5;-0,5"));
+        QVERIFY(!reader.hasHeader());
+    }
+
 private:
     bool read(CSVReader &reader, const QByteArray &contents, Utils::Progress *progress = nullptr)
     {

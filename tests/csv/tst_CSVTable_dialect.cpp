@@ -1,3 +1,4 @@
+#include "tests/csv/Rows.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 #include "utils/csv/CSVDialect.h"
@@ -11,6 +12,8 @@ using Utils::CSVColumn;
 using Utils::CSVDialect;
 using Utils::CSVTable;
 using Utils::File;
+
+Q_DECLARE_METATYPE(CSVDialect)
 
 class tst_CSVTable_dialect : public QObject
 {
@@ -37,6 +40,9 @@ private Q_SLOTS:
         QTest::newRow("comments") << table("% x;y\na\tb\n", "1,25\t5,5\n") << QStringList{"1,25", "5,5"} << 5.5 << label;
         QTest::newRow("UTF-16") << QByteArray::fromRawData("\xff\xfe" "a\0;\0b\0\n\0" "1\0;\0" "2\0\n\0" "3\0;\0" "4\0\n\0", 26)
             << QStringList{"1", "2"} << 2.0 << label;
+        QTest::newRow("carriage returns") << table("a;b\r", "1,5;2,25\r") << QStringList{"1,5", "2,25"} << 2.25 << label;
+        QTest::newRow("carriage returns in UTF-16") << QByteArray::fromRawData("\xff\xfe" "a\0;\0b\0\r\0" "1\0;\0" "2\0\r\0" "3\0;\0" "4\0\r\0", 26)
+            << QStringList{"1", "2"} << 2.0 << label;
         QTest::newRow("one column") << table("a\n", "12,75\n") << QStringList{"12,75"} << 12.75 << QStringList("a");
         // clang-format on
     }
@@ -48,10 +54,7 @@ private Q_SLOTS:
         QFETCH(double, number);
         QFETCH(QStringList, last);
         const QString path = makeFile(m_folder.filePath("table.csv"), bytes);
-        const bool hasComments = bytes.startsWith('%'); // which are data in a table of bytes
-        for (const int limit : {0, 1}) {
-            if (limit > 0 && hasComments)
-                continue;
+        for (const int limit : {0, 1, limitOfNoBytes}) {
             CSVTable table(".");
             table.addDelimiter("b", /*alternate=*/true);
             table.setComment("a", '!');
@@ -65,6 +68,113 @@ private Q_SLOTS:
             QCOMPARE(table.headerRows(), 1);
             QCOMPARE(table.columns().first().label, Data::String("a"));
         }
+    }
+
+    void readsBytesAndTextsByADetectedDialect()
+    {
+        const QByteArray bytes = "# x\ra|b\r" + QByteArray("1|2\r").repeated(30);
+        const CSVDialect dialect = CSVDialect::detectBytes(bytes);
+        QVERIFY(dialect.hasCarriageReturns());
+        for (const bool isText : {false, true}) {
+            CSVTable table;
+            QVERIFY(table.setDialect(dialect));
+
+            QVERIFY(isText ? table.setData(Data::String(QString::fromUtf8(bytes)))
+                           : table.setData(bytes));
+
+            QCOMPARE(table.data(0), (QStringList{"a", "b"}));
+            QCOMPARE(table.data(30), (QStringList{"1", "2"}));
+        }
+    }
+
+    void keepsCarriageReturnsOfATextWithLineFeeds()
+    {
+        CSVDialect dialect;
+        dialect.setCarriageReturns(true);
+        dialect.setDelimiter(";");
+        CSVTable table;
+        QVERIFY(table.setDialect(dialect));
+
+        QVERIFY(table.setData("a;b\r\n1;x\ry\r\n"));
+
+        QCOMPARE(table.numRows(), 3);
+        QCOMPARE(table.data(1), (QStringList{"1", "x\ry"}));
+        CSVTable classic(";");
+        QVERIFY(classic.setData("a\rb"));
+        QCOMPARE(classic.numRows(), 1);
+    }
+
+    void hasCommentsAsDataAgainWhenTheyAreSetLater()
+    {
+        CSVDialect dialect;
+        dialect.setComment("#");
+        const QString path = makeFile(m_folder.filePath("table.csv"), "#1\na,b\n");
+        for (const int limit : {1, limitOfNoBytes}) {
+            CSVTable table;
+            QVERIFY(table.setDialect(dialect));
+            QVERIFY(table.read(path, limit));
+            QVERIFY(!table.isDemandRead());
+            QCOMPARE(table.data(0), (QStringList{"a", "b"}));
+
+            table.setComment("#");
+            QVERIFY(table.read(path, limit));
+
+            QCOMPARE(table.isDemandRead(), limit > 1);
+            QCOMPARE(table.data(0), QStringList("#1"));
+        }
+    }
+
+    void writesWhatItsDialectReads_data()
+    {
+        QTest::addColumn<QString>("delimiter");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QByteArray>("written");
+
+        QTest::newRow("bars") << "|" << QByteArray("a|b.\n1 | 2") << QByteArray("a|b.\n1|2\n");
+        QTest::newRow("points") << "." << QByteArray("a.b\n1,5.2") << QByteArray("a.b\n1,5.2\n");
+        QTest::newRow("two characters")
+            << "||" << QByteArray("a||b|\n1||2") << QByteArray("a||b|\n1||2\n");
+        QTest::newRow("blanks") << "\\s+" << QByteArray("a   b\n1\t2") << QByteArray("a b\n1 2\n");
+        QTest::newRow("a blank at the start")
+            << "\\s+" << QByteArray(" a  b\n  1  2") << QByteArray(" a b\n 1 2\n");
+        QTest::newRow("one column")
+            << "" << QByteArray("a, b\n12,75") << QByteArray("a, b\n12,75\n");
+        QTest::newRow("commas") << "," << QByteArray("a, b\n12,75") << QByteArray("a,b\n12,75\n");
+        QTest::newRow("a backslash")
+            << "\\" << QByteArray("a\\b\n1\\2") << QByteArray("a\\b\n1\\2\n");
+    }
+
+    void writesWhatItsDialectReads()
+    {
+        QFETCH(QString, delimiter);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QByteArray, written);
+        CSVDialect dialect;
+        dialect.setDelimiter(delimiter);
+        CSVTable table;
+        QVERIFY(table.setDialect(dialect));
+        QVERIFY(table.setData(Data::String(QString::fromUtf8(bytes))));
+        const QString path = m_folder.filePath("written.csv");
+
+        QVERIFY(table.write(path));
+
+        QCOMPARE(File::readRaw(path), written);
+        QCOMPARE(QByteArray(table.stringData().toUtf8() + '\n'), written);
+        CSVTable again;
+        QVERIFY(again.setDialect(dialect));
+        QVERIFY(again.setData(Data::String(QString::fromUtf8(written.chopped(1)))));
+        QCOMPARE(rowsOf(again), rowsOf(table));
+    }
+
+    void escapesTheDelimiterOfItsDialect()
+    {
+        CSVDialect dialect;
+        dialect.setDelimiter("|");
+        CSVTable table;
+        QVERIFY(table.setDialect(dialect));
+        QVERIFY(table.setData("a^|b|c"));
+
+        QCOMPARE(table.escapedData(0, '^'), (QStringList{"a|b", "c"}));
     }
 
     void usesTheRowsOfLabelsAndUnits_data()
@@ -136,6 +246,45 @@ private Q_SLOTS:
         QCOMPARE(table.decimalPoint(), ',');
         QVERIFY(table.setData("1,2"));
         QCOMPARE(table.numColumns(0), 2);
+    }
+
+    void tellsWhyAFileDoesNotFitTheDialect_data()
+    {
+        QTest::addColumn<CSVDialect>("dialect");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("reason");
+
+        CSVDialect dialect;
+        dialect.setEncoding("UTF-8");
+        QTest::newRow("encoding") << dialect << QByteArray("T,\xb0\n1,2\n") << ".err.decode";
+        dialect.setQuotes(CSVDialect::Rfc4180Quotes);
+        QTest::newRow("quotes") << dialect << QByteArray("a,\"b\n1,2\n") << ".err.csvquote";
+        dialect.setDelimiter("||");
+        QTest::newRow("quotes and a long delimiter")
+            << dialect << QByteArray("a||b\n") << ".err.csvdelimiter";
+        dialect.setDelimiter("\\s+");
+        QTest::newRow("quotes and blanks") << dialect << QByteArray("a b\n") << ".err.csvdelimiter";
+        dialect = CSVDialect();
+        dialect.setComment("a");
+        QTest::newRow("comments only") << dialect << QByteArray("a b\na") << ".err.norows";
+    }
+
+    void tellsWhyAFileDoesNotFitTheDialect()
+    {
+        QFETCH(CSVDialect, dialect);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, reason);
+        const QString path = makeFile(m_folder.filePath("table.csv"), bytes);
+        for (const int limit : {0, 1, limitOfNoBytes}) {
+            CSVTable table;
+            QVERIFY(table.setDialect(dialect));
+            const bool isInFile = reason == ".err.decode" && limit == limitOfNoBytes;
+
+            QCOMPARE(table.read(path, limit), isInFile); // bytes become U+FFFD there
+
+            QVERIFY2(isInFile || File::lastError().endsWith(reason),
+                     qPrintable(File::lastError())); // no texts are loaded
+        }
     }
 
     void readsWhatDoesNotFitTheDialect()

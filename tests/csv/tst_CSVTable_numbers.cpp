@@ -197,6 +197,49 @@ private Q_SLOTS:
         QCOMPARE(table.dataValue(0), (Numbers{1.5, 2.0}));
     }
 
+    void quotesDecimalCommasBetweenCommasInAFile_data()
+    {
+        QTest::addColumn<bool>("escapes");
+        QTest::newRow("plain") << false;
+        QTest::newRow("escaped formulas") << true;
+    }
+
+    void quotesDecimalCommasBetweenCommasInAFile()
+    {
+        QFETCH(bool, escapes);
+        CSVTable table;
+        table.setDecimalPoint(',');
+        table.setEscapeFormulas(escapes);
+        table.appendData(Numbers{1.5, 2.0}).setData(1, 0, -0.25);
+        const QString path = m_folder.filePath("commas.csv");
+
+        QVERIFY(table.write(path));
+
+        QCOMPARE(File::readRaw(path), QByteArray("\"1,5\",2\n\"-0,25\"\n"));
+        CSVTable again;
+        again.setDecimalPoint(',');
+        QVERIFY(again.read(path, 0, /*quoted=*/true));
+        QCOMPARE(again.dataValue(0), (Numbers{1.5, 2.0}));
+        QCOMPARE(again.dataValue(1), Numbers{-0.25});
+        table.setDecimalPoint('.');
+        table.setEscapeFormulas(false);
+        QVERIFY(table.write(path));
+        QCOMPARE(File::readRaw(path), QByteArray("1,5,2\n-0,25\n"));
+    }
+
+    void quotesNoLineThatIsNotSplit()
+    {
+        CSVTable table;
+        table.setDecimalPoint(',');
+        table.setDemandParse(true);
+        QVERIFY(table.setData("1,5\n2,5"));
+        const QString path = m_folder.filePath("lines.csv");
+
+        QVERIFY(table.write(path));
+
+        QCOMPARE(File::readRaw(path), QByteArray("1,5\n2,5\n"));
+    }
+
     void sortsAndFindsHeadersByDecimalCommas()
     {
         CSVTable table(";");

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <random>
+#include <thread>
 
 using Data::String;
 using Utils::File;
@@ -101,6 +102,8 @@ private Q_SLOTS:
         row("UTF-16, big", utf16Big, "UTF-16BE", guess);
         row("UTF-16 of Japanese, little", encoded(japanese, "UTF-16LE"), "UTF-16LE", guess);
         row("UTF-16 of Japanese, big", encoded(japanese, "UTF-16BE"), "UTF-16BE", guess);
+        row("UTF-16 of Russian, big", encoded(QStringLiteral("\u0410\u0411\u0412, 1\n"), "UTF-16BE"), "UTF-16BE", guess);
+        row("UTF-16 of Russian, little", encoded(QStringLiteral("\u0410\u0411\u0412, 1\n"), "UTF-16LE"), "UTF-16LE", guess);
         row("UTF-16 of a smile", encoded(QStringLiteral("a \U0001F600\n"), "UTF-16BE"), "UTF-16BE", guess);
         row("UTF-16 cut off", utf16Little.chopped(1), "windows-1252", guess);
         row("UTF-16 cut off in ASCII", encoded("abc\n", "UTF-16LE").chopped(1), "UTF-8", guess);
@@ -178,6 +181,24 @@ private Q_SLOTS:
         QVERIFY(!File::setFallbackEncoding("no such"));
         QCOMPARE(File::lastError(), String("There is no encoding \"no such\"."));
         QCOMPARE(File::fallbackEncoding(), String("ISO-8859-15"));
+    }
+
+    void hasAFallbackThatSeveralThreadsSet()
+    {
+        const auto setOften = [](const char *name) {
+            for (int i = 0; i < 3000; ++i)
+                File::setFallbackEncoding(name);
+        };
+        std::thread first(setOften, "ISO-8859-15");
+        std::thread second(setOften, "windows-1252");
+        int others = 0;
+        for (int i = 0; i < 30000; ++i) {
+            const String name = File::encodingOf("\xa4");
+            others += name != "ISO-8859-15" && name != "windows-1252";
+        }
+        first.join();
+        second.join();
+        QCOMPARE(others, 0);
     }
 
     void readsAFileInAnEncoding_data()

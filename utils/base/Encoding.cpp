@@ -1,5 +1,6 @@
 #include "utils/base/Encoding_p.h"
 
+#include "utils/base/LastError_p.h"
 #include "utils/base/Limits_p.h"
 #include "utils/base/Simd_p.h"
 #include "utils/base/Utf8_p.h"
@@ -315,9 +316,7 @@ Encoding::Outcome Encoding::toUtf8(QByteArray &bytes) const
         return decodeByCodec(*m_table, bytes);
     if (!isValidUtf8(bytes.constData(), bytes.constData() + bytes.size()))
         return Outcome::Invalid;
-    const QByteArray mark("\xef\xbb\xbf");
-    if (bytes.startsWith(mark))
-        bytes.remove(0, mark.size());
+    bytes.remove(0, sizeOfUtf8Mark(bytes));
     return Outcome::Decoded;
 }
 
@@ -406,6 +405,16 @@ bool Encoding::fromText(const QString &text, QByteArray &bytes) const
     if (toUtf8(decoded) != Outcome::Decoded || decoded != text.toUtf8())
         return false;
     bytes = result;
+    return true;
+}
+
+bool findUsualName(const QString &name, QString &usual)
+{
+    const bool isSpecial = name.isEmpty() || isAutomatic(name);
+    const QString found = isSpecial ? name : Encoding(name).name();
+    if (found.isEmpty() && !isSpecial)
+        return LastError::set(".err.encoding", {name});
+    usual = found;
     return true;
 }
 

@@ -10,7 +10,6 @@
 
 namespace Utils {
 
-static const int headSize = 64 * 1024;
 static const int enoughSequences = 4; // other encodings rarely have so many valid sequences
 
 // UTF-16 and UTF-32
@@ -56,11 +55,15 @@ static int countNarrow(const QByteArray &bytes, bool isBig)
         isPair = QChar::isHighSurrogate(unit);
         narrow += unit < 0x100;
     }
-    // A text of ASCII with some zero bytes in it looks like rare characters of UTF-16.
+    // A text of ASCII with some zero bytes in it looks like rare characters of UTF-16. The bytes of
+    // other alphabets may be ASCII as well, but some of them are control characters.
     const auto isAscii = [](char byte) { return static_cast<signed char>(byte) >= 0; };
+    const auto isOfAscii = [](char byte) { return byte == '\0' || isOfText(uchar(byte)); };
     const int count = bytes.size() / 2;
-    const bool isAllAscii = std::all_of(bytes.begin(), bytes.end(), isAscii);
-    return !isAllAscii || narrow > count - count / 4 ? narrow : 0;
+    int fewest = 0;
+    if (std::all_of(bytes.begin(), bytes.end(), isAscii))
+        fewest = std::all_of(bytes.begin(), bytes.end(), isOfAscii) ? count - count / 4 : count / 8;
+    return narrow > fewest ? narrow : 0;
 }
 
 static QByteArray wideName(const QByteArray &head, bool isWhole)
@@ -81,6 +84,16 @@ static QByteArray wideName(const QByteArray &head, bool isWhole)
 }
 
 // The finder
+
+ByteOrderMark ByteOrderMark::of(const QByteArray &start)
+{
+    const QTextCodec *const codec = QTextCodec::codecForUtfText(start, nullptr);
+    if (!codec)
+        return {};
+    const QByteArray name = codec->name();
+    const int size = name.startsWith("UTF-32") ? 4 : name.startsWith("UTF-16") ? 2 : 3;
+    return {name, size};
+}
 
 bool EncodingFinder::isFull() const { return m_head.size() == headSize; }
 
@@ -103,11 +116,20 @@ static int sequenceLength(char first)
     return byte < 0xc0 ? 1 : byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
 }
 
+void EncodingFinder::skip()
+{
+    m_cut.clear();
+    m_isAfterGap = true;
+}
+
 static bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }
 
 void EncodingFinder::addUtf8(const char *begin, const char *end)
 {
     const auto isLead = [](char byte) { return static_cast<unsigned char>(byte) >= 0xc0; };
+    for (int i = 0; m_isAfterGap && i < 3 && begin != end && isContinuation(*begin); ++i)
+        ++begin;
+    m_isAfterGap = false;
     while (!m_cut.isEmpty() && begin != end) {
         m_cut += *begin++;
         if (m_cut.size() < sequenceLength(m_cut.at(0)))
@@ -130,9 +152,9 @@ void EncodingFinder::addUtf8(const char *begin, const char *end)
 
 EncodingFinder::Result EncodingFinder::result() const
 {
-    const QTextCodec *const marked = QTextCodec::codecForUtfText(m_head, nullptr);
-    if (marked)
-        return {marked->name(), /*isGuess=*/false};
+    const ByteOrderMark mark = ByteOrderMark::of(m_head);
+    if (mark.size > 0)
+        return {mark.name, /*isGuess=*/false};
     const QByteArray wide = wideName(m_head, !isFull());
     if (!wide.isEmpty())
         return {wide, /*isGuess=*/true};

@@ -4,6 +4,16 @@
 
 namespace Utils {
 
+/// A byte order mark: the name of its encoding, and its bytes. Both are empty without a mark.
+struct ByteOrderMark
+{
+    QByteArray name;
+    int size = 0;
+
+    /// That of a text whose first bytes are \p start, four if there are as many.
+    static ByteOrderMark of(const QByteArray &start);
+};
+
 /// Finds the encoding of a text from its bytes.
 ///
 ///     EncodingFinder finder;
@@ -13,6 +23,8 @@ namespace Utils {
 class EncodingFinder
 {
 public:
+    static constexpr int headSize = 64 * 1024; ///< in which marks and zero bytes are searched for
+
     struct Result
     {
         QByteArray name; ///< empty when it cannot be found, as that of windows-1252
@@ -21,6 +33,10 @@ public:
 
     /// Adds the next bytes. Returns whether further bytes may change the result.
     bool add(const char *bytes, int size);
+
+    /// Tells that bytes are left out here: before the next bytes or, at the end, after the last.
+    /// They may contain a part of a character. The first headSize bytes must be complete.
+    void skip();
 
     /// The result for all bytes.
     Result result() const;
@@ -34,6 +50,7 @@ private:
     int m_sequences = 0;  // of UTF-8; not counted to the end
     bool m_isUtf8 = true; // so far
     bool m_hasEscape = false;
+    bool m_isAfterGap = false; // the next bytes may be the end of a character
 };
 
 } // namespace Utils

@@ -39,6 +39,10 @@ public:
 
     bool isUtf8() const;
 
+    /// The same encoding, but an invalid one for UTF-8: for text that is decoded unless it is
+    /// UTF-8.
+    Encoding unlessUtf8() const { return isUtf8() ? Encoding() : *this; }
+
     /// Whether each byte is a character, and those below 0x80 are ASCII.
     bool isSingleByte() const;
 
@@ -62,6 +66,13 @@ public:
 private:
     std::shared_ptr<const EncodingTable> m_table;
 };
+
+/// Whether a host asks for the encoding that is found, in place of a name.
+inline bool isAutomatic(const QString &encoding) { return encoding == QLatin1String("auto"); }
+
+/// Sets \p usual to what a table stores for an encoding that its host sets: "", "auto", or the
+/// usual name of the encoding \p name. False, with a reason, when there is none of that name.
+bool findUsualName(const QString &name, QString &usual);
 
 /// The text of valid UTF-8. A byte order mark at its start is a character.
 QString textOfUtf8(const QByteArray &utf8);

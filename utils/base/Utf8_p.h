@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QChar>
 
+#include <cstring>
+
 namespace Utils {
 
 /// Decodes valid UTF-8 from \p source up to \p end into \p target, which needs room for one code
@@ -17,6 +19,20 @@ bool isValidUtf8(const char *begin, const char *end);
 
 /// The same, one byte at a time.
 bool isValidUtf8Plainly(const char *begin, const char *end);
+
+/// The byte order mark of UTF-8.
+constexpr char utf8Mark[] = "\xef\xbb\xbf";
+
+/// The size of the byte order mark of UTF-8 with which the bytes start; 0 when there is none.
+inline int sizeOfUtf8Mark(const char *begin, const char *end)
+{
+    constexpr int size = sizeof utf8Mark - 1;
+    return end - begin >= size && std::memcmp(begin, utf8Mark, size) == 0 ? size : 0;
+}
+inline int sizeOfUtf8Mark(const QByteArray &bytes)
+{
+    return sizeOfUtf8Mark(bytes.constData(), bytes.constData() + bytes.size());
+}
 
 /// Whether \p bytes, at least the first four of a text, start with a byte order mark of UTF-16 or
 /// UTF-32.

@@ -1,6 +1,7 @@
 #include "utils/csv/CSVDialect.h"
 
 #include "utils/csv/CSVDialect_p.h"
+#include "utils/csv/cells/Cells_p.h"
 #include "utils/csv/dialect/DialectDetector_p.h"
 
 #include <QJsonDocument>
@@ -10,14 +11,37 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 namespace Utils {
 
 static const char *const propertyNames[] = {"encoding", "delimiter", "quotes",
                                             "comment",  "header",    "decimalPoint"};
-static const QLatin1String blanks("\\s+");
 
-CSVDialect::CSVDialect() : d(new CSVDialectPrivate) {}
+/// Constructs a dialect in memory that is never freed.
+static CSVDialectPrivate *makeForever(unsigned char *memory, bool isValid)
+{
+    auto *const dialect = new (memory) CSVDialectPrivate;
+    dialect->isValid = isValid;
+    dialect->ref.ref();
+    return dialect;
+}
+
+CSVDialectPrivate *CSVDialectPrivate::plain()
+{
+    alignas(CSVDialectPrivate) static unsigned char memory[sizeof(CSVDialectPrivate)];
+    static CSVDialectPrivate *const dialect = makeForever(memory, /*isValid=*/true);
+    return dialect;
+}
+
+CSVDialectPrivate *CSVDialectPrivate::invalid()
+{
+    alignas(CSVDialectPrivate) static unsigned char memory[sizeof(CSVDialectPrivate)];
+    static CSVDialectPrivate *const dialect = makeForever(memory, /*isValid=*/false);
+    return dialect;
+}
+
+CSVDialect::CSVDialect() : d(CSVDialectPrivate::plain()) {}
 CSVDialect::CSVDialect(const CSVDialect &other) = default;
 CSVDialect &CSVDialect::operator=(const CSVDialect &other) = default;
 CSVDialect::~CSVDialect() = default;
@@ -56,7 +80,7 @@ void CSVDialect::setDelimiter(const Data::String &delimiter)
     d->confidences[Delimiter] = 1.0;
 }
 
-bool CSVDialect::isAligned() const { return d->delimiter == blanks; }
+bool CSVDialect::isAligned() const { return d->delimiter == csvBlanks; }
 
 CSVDialect::Quotes CSVDialect::quotes() const { return d->quotes; }
 
@@ -97,6 +121,9 @@ void CSVDialect::setDecimalPoint(char point)
 bool CSVDialect::hasGroupedDigits() const { return d->hasGroupedDigits; }
 void CSVDialect::setGroupedDigits(bool on) { d->hasGroupedDigits = on; }
 
+bool CSVDialect::hasCarriageReturns() const { return d->hasCarriageReturns; }
+void CSVDialect::setCarriageReturns(bool on) { d->hasCarriageReturns = on; }
+
 bool CSVDialect::operator==(const CSVDialect &other) const
 {
     const CSVDialectPrivate &a = *d;
@@ -104,14 +131,15 @@ bool CSVDialect::operator==(const CSVDialect &other) const
     return a.isValid == b.isValid && a.encoding == b.encoding && a.delimiter == b.delimiter &&
            a.quotes == b.quotes && a.comment == b.comment && a.headerRow == b.headerRow &&
            a.unitRow == b.unitRow && a.firstDataRow == b.firstDataRow &&
-           a.decimalPoint == b.decimalPoint && a.hasGroupedDigits == b.hasGroupedDigits;
+           a.decimalPoint == b.decimalPoint && a.hasGroupedDigits == b.hasGroupedDigits &&
+           a.hasCarriageReturns == b.hasCarriageReturns;
 }
 
 static QString delimiterText(const QString &delimiter)
 {
     if (delimiter.isEmpty())
         return QStringLiteral("one column");
-    if (delimiter == blanks)
+    if (delimiter == csvBlanks)
         return QStringLiteral("columns aligned by blanks");
     if (delimiter == QLatin1String("\t"))
         return QStringLiteral("delimiter tab");
@@ -153,6 +181,8 @@ Data::String CSVDialect::toText() const
         const bool isDoubtful = d->confidences[static_cast<std::size_t>(i)] < doubtful;
         parts.append(isDoubtful ? texts[i] + QStringLiteral(" (?)") : texts[i]);
     }
+    if (d->hasCarriageReturns)
+        parts.append(QStringLiteral("lines end at carriage returns"));
     return parts.join(QStringLiteral(", "));
 }
 
@@ -165,7 +195,7 @@ Data::String CSVDialect::toJson() const
         confidences.insert(QLatin1String(propertyNames[i]), rounded);
     }
     const auto rowOf = [](int row) { return row < 0 ? QJsonValue() : QJsonValue(row); };
-    const QJsonObject object{
+    QJsonObject object{
         {QStringLiteral("encoding"), d->encoding},
         {QStringLiteral("delimiter"), d->delimiter},
         {QStringLiteral("quotes"),
@@ -178,6 +208,8 @@ Data::String CSVDialect::toJson() const
         {QStringLiteral("groupedDigits"), d->hasGroupedDigits},
         {QStringLiteral("confidence"), confidences},
     };
+    if (d->hasCarriageReturns)
+        object.insert(QStringLiteral("carriageReturns"), true);
     return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 

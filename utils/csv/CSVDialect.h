@@ -53,14 +53,14 @@ public:
     /// \p known are kept, and are used to detect the others.
     ///
     /// For a file that is empty or is no text, all confidences except that of the encoding are
-    /// below 0.5. When the file cannot be read, or is no regular file, the result is not valid, and
-    /// File::lastError() has the reason.
+    /// below 0.5. When the file cannot be read, is no regular file, or the memory does not suffice,
+    /// the result is not valid, and File::lastError() has the reason.
     static CSVDialect detect(const Data::String &path, const CSVDialect &known = CSVDialect());
 
     /// The same for the contents of a file.
     static CSVDialect detectBytes(const QByteArray &bytes, const CSVDialect &known = CSVDialect());
 
-    /// False for the result of detect() when the file could not be read.
+    /// False for a result of detect() and detectBytes() when they failed.
     bool isValid() const;
 
     /// From 0 to 1, see above. 0 for a number that is no property.
@@ -68,9 +68,9 @@ public:
 
     // Each setter sets the confidence of its property to 1. Texts are not checked.
 
-    /// The name of the encoding, such as "UTF-8", "UTF-16LE" or "windows-1252". The last is also
-    /// returned for ISO 8859-1, of which it is a superset. File::setFallbackEncoding() has no
-    /// effect on it.
+    /// The name of the encoding, such as "UTF-8", "UTF-16LE" or "windows-1252": that which
+    /// File::encodingOf() finds in the sample. For bytes that are in no encoding of Unicode it is
+    /// File::fallbackEncoding(). windows-1252 is a superset of ISO 8859-1.
     Data::String encoding() const;
     void setEncoding(const Data::String &name);
 
@@ -114,6 +114,11 @@ public:
     bool hasGroupedDigits() const;
     void setGroupedDigits(bool on);
 
+    /// Whether lines end at carriage returns alone, as those of some old programs. This property
+    /// has no confidence.
+    bool hasCarriageReturns() const;
+    void setCarriageReturns(bool on);
+
     /// Whether all properties are equal. Confidences are not compared.
     bool operator==(const CSVDialect &other) const;
     bool operator!=(const CSVDialect &other) const { return !(*this == other); }
@@ -125,7 +130,7 @@ public:
 
     /// The dialect as one line of JSON: an object with each property and, in "confidence", an
     /// object with the confidence of each, rounded down to two decimals. Rows that do not exist,
-    /// and quotes when there are none, are null.
+    /// and quotes when there are none, are null. "carriageReturns" is there only when it is true.
     Data::String toJson() const;
 
 private:

@@ -13,6 +13,11 @@ class CSVDialectPrivate : public QSharedData
 public:
     static constexpr int numProperties = CSVDialect::DecimalPoint + 1;
 
+    /// The plain dialect, and one that is not valid: neither is ever deleted, and no memory is
+    /// allocated for them.
+    static CSVDialectPrivate *plain();
+    static CSVDialectPrivate *invalid();
+
     bool isValid = true;
     std::array<double, numProperties> confidences{};
     QString encoding = QStringLiteral("UTF-8");
@@ -24,6 +29,7 @@ public:
     int firstDataRow = 0;
     char decimalPoint = '.';
     bool hasGroupedDigits = false;
+    bool hasCarriageReturns = false;
 };
 
 } // namespace Utils

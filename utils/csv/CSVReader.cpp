@@ -4,6 +4,7 @@
 #include "utils/base/Checksum_p.h"
 #include "utils/base/Encoding_p.h"
 #include "utils/base/LastError_p.h"
+#include "utils/base/Utf8_p.h"
 #include "utils/csv/LineSource_p.h"
 #include "utils/csv/cells/Cells_p.h"
 #include "utils/feedback/Progress.h"
@@ -61,8 +62,9 @@ public:
 
     double toNumber(const char *begin, const char *end, bool *ok) const
     {
-        return csvNumber(
-            begin, end, [this] { return holeValue; }, ok);
+        const auto hole = [this] { return holeValue; };
+        return decimalPoint == ',' ? csvCommaNumber(begin, end, hole, ok)
+                                   : csvNumber(begin, end, hole, ok);
     }
 
     /// Narrows the line from \p begin to \p end to its field \p col, or to an empty range when it
@@ -82,6 +84,7 @@ public:
     QByteArray delimiters;
     std::array<bool, 256> isDelimiter = {}; // in a line without carriage returns
     double holeValue = 0.0;
+    char decimalPoint = '.';
     Data::String path;
     QString encodingName; // as set
     FileEncoding decoded; // of the source
@@ -118,27 +121,21 @@ bool CSVReaderPrivate::findEncoding(FileEncoding &found) const
     found = {};
     if (encodingName.isEmpty())
         return true;
-    found.name = encodingName == QLatin1String("auto")
-                     ? QString(File::encoding(path, &found.isGuess))
-                     : encodingName;
+    found.name =
+        isAutomatic(encodingName) ? QString(File::encoding(path, &found.isGuess)) : encodingName;
     const Encoding encoding(found.name);
     const auto isKept = [&](char delimiter) { return encoding.keepsLinesAndFields(delimiter); };
     if (!isKept('\n') || !std::all_of(delimiters.begin(), delimiters.end(), isKept))
         return LastError::set(".err.lineEncoding", {path, found.name});
     found.hasMark = encoding.isUtf8();
-    if (!encoding.isUtf8())
-        found.encoding = encoding;
+    found.encoding = encoding.unlessUtf8();
     return true;
 }
 
 LineSource::Line CSVReaderPrivate::firstLine() const
 {
-    const char mark[] = {'\xef', '\xbb', '\xbf'};
     LineSource::Line line = source->line(0);
-    const bool hasMark = line.end - line.begin >= std::ptrdiff_t(sizeof(mark)) &&
-                         std::memcmp(line.begin, mark, sizeof(mark)) == 0;
-    if (hasMark)
-        line.begin += sizeof(mark);
+    line.begin += sizeOfUtf8Mark(line.begin, line.end);
     return line;
 }
 
@@ -347,8 +344,7 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
         errno = 0;
         if (!source->findLines(progress)) {
             if (source->hasTooManyLines())
-                return LastError::set(".err.tooManyRows",
-                                      {path, QString::number(LineSource::maxLines)});
+                return csvTooManyRows(path);
             return LastError::cannotRead(path, errno == 0 ? ENOMEM : errno);
         }
         d->path = path;
@@ -364,12 +360,7 @@ bool CSVReader::setEncoding(const Data::String &name)
 {
     LastError operation;
     try {
-        const bool isSpecial = name.isEmpty() || name == QLatin1String("auto");
-        const QString usual = isSpecial ? QString(name) : Encoding(name).name();
-        if (usual.isEmpty() && !isSpecial)
-            return LastError::set(".err.encoding", {name});
-        d->encodingName = usual;
-        return true;
+        return findUsualName(name, d->encodingName) && operation.succeeded();
     } catch (const std::bad_alloc &) {
         return LastError::set(".err.memory");
     }
@@ -386,6 +377,14 @@ Data::String CSVReader::detectedEncoding(bool *isGuess) const
 
 void CSVReader::setHoleValue(double value) { d->holeValue = value; }
 
+void CSVReader::setDecimalPoint(char point)
+{
+    if (point == '.' || point == ',')
+        d->decimalPoint = point;
+}
+
+char CSVReader::decimalPoint() const { return d->decimalPoint; }
+
 bool CSVReader::isValid() const { return numRows() > 0; }
 
 Data::String CSVReader::path() const { return d->path; }
@@ -398,9 +397,9 @@ bool CSVReader::hasHeader() const
 {
     const QList<QByteArray> fields = data(0);
     try {
-        return std::any_of(fields.begin(), fields.end(), [](const QByteArray &field) {
+        return std::any_of(fields.begin(), fields.end(), [this](const QByteArray &field) {
             bool isNumber = false;
-            field.trimmed().toDouble(&isNumber);
+            csvToDouble(field.trimmed(), d->decimalPoint, &isNumber);
             return !isNumber;
         });
     } catch (const std::bad_alloc &) {

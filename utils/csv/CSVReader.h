@@ -105,6 +105,13 @@ public:
     /// The number that stands for an empty field (a hole), 0.0 at first.
     void setHoleValue(double value);
 
+    /// Sets the decimal point of numbers, '.' at first. Only '.' and ',' are accepted; the call
+    /// does nothing for another character. With a comma, "2,5" is 2.5, and a text with a point, or
+    /// with two commas, is not a number: "1.500" may be 1500 or 1.5. The same applies to
+    /// hasHeader().
+    void setDecimalPoint(char point);
+    char decimalPoint() const;
+
     /// Whether the reader has rows, which is the case after a successful read().
     bool isValid() const;
 
@@ -155,8 +162,9 @@ public:
     QStringList rowDataD(int row, int firstCol, int lastCol = -1) const;
     QStringList colDataD(int col, int firstRow = 0) const;
 
-    // Fields as numbers, in the C locale: the hole value if the trimmed field is empty, otherwise
-    // the result of QByteArray::toDouble(), which is 0.0 for a text that is not a number
+    // Fields as numbers, in the C locale or with a decimal comma: the hole value if the trimmed
+    // field is empty, otherwise the result of QByteArray::toDouble(), which is 0.0 for a text that
+    // is not a number
 
     /// \p ok, if not null, is set to whether the field is a number. For an empty field and for an
     /// index out of range, \p ok is set to false and the result is the hole value.

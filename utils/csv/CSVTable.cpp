@@ -54,6 +54,7 @@ void CSVTable::setComment(const Data::String &comment, char except)
             except != 0 ? Data::String(comment + except) : d->textData->commentException;
         d->textData->comment = comment;
         d->textData->commentException = exception;
+        d->dialect.skipsComments = false;
     });
 }
 

@@ -218,6 +218,10 @@ public:
     /// or appended are written with a comma. A text with a point, or with two commas, is not a
     /// number, because "1.500" may be 1500 or 1.5. The same applies to hasHeader() and sort().
     /// Cells that are stored do not change.
+    ///
+    /// When the delimiter contains a comma, too, write() puts fields with the delimiter in quotes,
+    /// as stringData() does. Read such a file with "quoted", or with Rfc4180, which also supports
+    /// quotes in these fields.
     void setDecimalPoint(char point);
     char decimalPoint() const;
 
@@ -259,9 +263,25 @@ public:
     /// quotes are read as Rfc4180. columns() uses the label row and the unit row of the dialect,
     /// wherever they are; a preamble before them stays in the table. UTF-8 that was detected
     /// without certainty becomes "auto", because the sample may lack what is in another encoding. A
-    /// single column with decimal commas is not split at them. A table with the delimiter "|" is
-    /// always stored as text, unless there are quotes. With columns aligned by blanks, a row that
-    /// starts with a blank has an empty first field.
+    /// single column with decimal commas is not split at them. With columns aligned by blanks, a
+    /// row that starts with a blank has an empty first field.
+    ///
+    /// The table then differs from the classic format in these points:
+    ///
+    /// - The delimiter is plain text. It is also what is written between fields: "|" for the
+    ///   delimiter "|", and one space for columns aligned by blanks.
+    /// - Comments are skipped in each kind of storage, until setComment() is called.
+    /// - With CSVDialect::hasCarriageReturns(), the lines of a text without line feeds end at its
+    ///   carriage returns.
+    ///
+    /// Without quotes, a table with comments or such line ends, or with a delimiter that is a
+    /// pattern character, is always stored as text, even above the limit of read().
+    ///
+    /// A dialect that does not fit the file is not an error by itself: a line without the delimiter
+    /// is one field, and a number with another decimal point is a text. read() fails, with a
+    /// reason, when bytes are not valid in the encoding, when a quote is not closed, when there is
+    /// nothing but comments, and when there are quotes and the delimiter is not a single character.
+    /// A decimal point other than '.' and ',' leaves that of the table unchanged.
     bool setDialect(const CSVDialect &dialect);
 
     /// Sets a reporter for reading and aligning, with the label that it shows meanwhile; null means
@@ -567,7 +587,7 @@ public:
     /// old contents.
     ///
     /// \compat Three corners:
-    /// - Nothing is quoted, unlike in stringData().
+    /// - Nothing is quoted, unlike in stringData(), except as setDecimalPoint() describes.
     /// - A table stored as bytes or in a file has no text rows: the written file is empty and the
     ///   result is true. Writing a table in the file to its own path loses its rows. Read it
     ///   without a limit before you change or write it.

@@ -8,15 +8,24 @@
 
 namespace Utils {
 
-/// The delimiter of a table, a pattern unless there are quotes.
-static QString tableDelimiter(const CSVDialect &dialect)
+/// The rules of a table with \p dialect. Its delimiter is a pattern unless there are quotes.
+static CSVDialectRules rulesOf(const CSVDialect &dialect)
 {
-    if (dialect.isAligned())
-        return dialect.delimiter();
-    if (dialect.delimiter().isEmpty())
-        return QStringLiteral("\x1f"); // which no text contains, so there is one column
-    return dialect.quotes() == CSVDialect::NoQuotes ? QRegExp::escape(dialect.delimiter())
-                                                    : QString(dialect.delimiter());
+    CSVDialectRules rules;
+    rules.outputDelimiter = dialect.delimiter();
+    rules.delimiter = dialect.quotes() == CSVDialect::NoQuotes
+                          ? QRegExp::escape(dialect.delimiter())
+                          : QString(dialect.delimiter());
+    if (dialect.isAligned()) {
+        rules.delimiter = dialect.delimiter();
+        rules.outputDelimiter = QStringLiteral(" ");
+    } else if (dialect.delimiter().isEmpty()) {
+        rules.delimiter = QStringLiteral("\x1f"); // which no text contains, so there is one column
+        rules.outputDelimiter = rules.delimiter;
+    }
+    rules.skipsComments = !dialect.comment().isEmpty();
+    rules.endsAtReturns = dialect.hasCarriageReturns();
+    return rules;
 }
 
 /// The encoding of a table. A file whose sample is UTF-8 may be in another encoding.
@@ -34,11 +43,13 @@ bool CSVTable::setDialect(const CSVDialect &dialect)
         return false; // the reason of detect() stays
     LastError operation;
     return falseWithoutMemory([&] {
-        const QStringList delimiters(tableDelimiter(dialect));
+        const CSVDialectRules rules = rulesOf(dialect);
+        const QStringList delimiters(rules.delimiter);
         const Data::String marker = dialect.comment();
         if (!setEncoding(encodingFor(dialect)))
             return false;
 
+        d->dialect = rules;
         d->textData->delimiters = delimiters;
         d->textData->alternateDelimiters.clear();
         d->textData->comment = marker;

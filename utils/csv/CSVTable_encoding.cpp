@@ -10,19 +10,11 @@
 
 namespace Utils {
 
-static const QLatin1String automatic("auto");
-
 bool CSVTable::setEncoding(const Data::String &name)
 {
     LastError operation;
-    return falseWithoutMemory([&] {
-        const bool isSpecial = name.isEmpty() || name == automatic;
-        const QString usual = isSpecial ? QString(name) : Encoding(name).name();
-        if (usual.isEmpty() && !isSpecial)
-            return LastError::set(".err.encoding", {name});
-        d->encoding = usual;
-        return operation.succeeded();
-    });
+    return falseWithoutMemory(
+        [&] { return findUsualName(name, d->encoding) && operation.succeeded(); });
 }
 
 Data::String CSVTable::encoding() const { return d->encoding; }
@@ -36,7 +28,9 @@ Data::String CSVTable::detectedEncoding(bool *isGuess) const
 
 bool CSVTablePrivate::hasPlainDelimiter() const
 {
-    return hasSingleDelimiter() &&
+    const bool needsText =
+        dialect.skipsComments && !textData->isRfc4180 && !textData->comment.isEmpty();
+    return hasSingleDelimiter() && !needsText &&
            (encoding.isEmpty() || textData->delimiters.first().at(0) < QChar(0x80));
 }
 
@@ -44,10 +38,12 @@ bool CSVTablePrivate::canReadInFile()
 {
     detectedEncoding.clear();
     isEncodingGuess = false;
+    if (dialect.endsAtReturns && !textData->isRfc4180)
+        return false;
     if (encoding.isEmpty())
         return true;
     const QString found =
-        encoding == automatic ? QString(File::encoding(path, &isEncodingGuess)) : encoding;
+        isAutomatic(encoding) ? QString(File::encoding(path, &isEncodingGuess)) : encoding;
     if (!Encoding(found).keepsLinesAndFields(byteDelimiter()))
         return false;
     detectedEncoding = found;
@@ -86,6 +82,8 @@ CSVText CSVTablePrivate::textOfFile()
     QByteArray bytes = File::readRaw(path);
     if (!decode(bytes, path))
         return CSVText(QString());
+    if (!encoding.isEmpty() || !startsWithWideMark(bytes))
+        endLinesAtFeeds(bytes);
     CSVText text = encoding.isEmpty() ? CSVText::fromFile(bytes) : CSVText::fromUtf8(bytes);
     if (text.isEmpty())
         tellNoText(bytes, path);

@@ -37,6 +37,32 @@ Data::String CSVTable::stringData() const
 
 static bool isTwoBlanks(const QString &delimiter) { return delimiter == QLatin1String("  "); }
 
+/// The fields of a row as one line. Those that contain the delimiter are in quotes.
+static QString joinedFields(QStringList &fields, const QString &delimiter)
+{
+    if (!isTwoBlanks(delimiter)) {
+        for (QString &field : fields) {
+            if (field.contains(delimiter))
+                field = quote + field + quote;
+        }
+    }
+    return fields.join(delimiter);
+}
+
+void CSVTablePrivate::appendClassicRow(int row, QByteArray &to) const
+{
+    if (escapesFormulas)
+        textData->parseRow(row);
+    QStringList fields = textData->heldRow(row);
+    if (escapesFormulas) {
+        for (QString &field : fields)
+            field = withoutFormula(field);
+    }
+    const Data::String delimiter = outputDelimiter();
+    const bool isQuoted = quotesNumbers() && textData->isParsed(row);
+    to += (isQuoted ? joinedFields(fields, delimiter) : fields.join(delimiter)).toUtf8();
+}
+
 Data::String CSVTablePrivate::line(int row, bool escapes) const
 {
     if (textData->isRfc4180)
@@ -50,13 +76,7 @@ Data::String CSVTablePrivate::line(int row, bool escapes) const
         for (QString &field : fields)
             field = withoutFormula(field);
     }
-    if (!isTwoBlanks(delimiter)) {
-        for (QString &field : fields) {
-            if (field.contains(delimiter))
-                field = quote + field + quote;
-        }
-    }
-    return fields.join(delimiter);
+    return joinedFields(fields, delimiter);
 }
 
 QStringList CSVTable::lineData(int firstRow, int lastRow) const
@@ -81,14 +101,15 @@ QStringList CSVTable::escapedData(int row, char escape) const
 
     return emptyWithoutMemory([&] {
         const QString marker = QStringLiteral("**ESCAPE**");
-        const QString target = QLatin1Char(escape) + delimiters.first();
+        const QString delimiter = d->outputDelimiter();
+        const QString target = QLatin1Char(escape) + delimiter;
         const QString line = d->line(row, /*escapes=*/false);
         if (!line.contains(target))
             return data(row);
 
         QStringList fields = d->textData->split(replaceAll(line, target, marker));
         for (QString &field : fields)
-            field = replaceAll(field, marker, delimiters.first());
+            field = replaceAll(field, marker, delimiter);
         return fields;
     });
 }

@@ -102,6 +102,15 @@ struct CSVHeaders
     int objects = 2;
 };
 
+/// How the classic format differs for a table with a dialect.
+struct CSVDialectRules
+{
+    QString delimiter;          // a pattern
+    QString outputDelimiter;    // the text that is written in its place
+    bool skipsComments = false; // in each kind of storage
+    bool endsAtReturns = false; // lines of a text without line feeds
+};
+
 class CSVTablePrivate
 {
 public:
@@ -133,8 +142,16 @@ public:
     char byteDelimiter() const { return textData->delimiters.first().at(0).toLatin1(); }
 
     /// The same, and the delimiter is a single byte in the encoding that is set, as the other
-    /// backends need it.
+    /// backends need it. False, too, when comments are to be skipped, which only text supports.
     bool hasPlainDelimiter() const;
+
+    /// Replaces carriage returns by line feeds where the dialect requires it.
+    template <typename Text>
+    void endLinesAtFeeds(Text &text) const
+    {
+        if (dialect.endsAtReturns && !textData->isRfc4180)
+            csvReplaceReturns(text);
+    }
 
     /// Determines the encoding of the file. Returns whether its lines and cells can be found in the
     /// bytes.
@@ -169,11 +186,11 @@ public:
     /// Makes \p newBackend the current backend.
     void use(std::unique_ptr<CSVData> newBackend)
     {
-        newBackend->decimalPoint = textData->decimalPoint;
+        newBackend->setDecimalPoint(textData->decimalPoint());
         backend = std::move(newBackend);
     }
 
-    char decimalPoint() const { return textData->decimalPoint; }
+    char decimalPoint() const { return textData->decimalPoint(); }
 
     /// Sorts the text rows from \p firstRow on. Changes nothing when it throws std::bad_alloc.
     void sort(int col, int firstRow, bool ascending);
@@ -187,7 +204,10 @@ public:
 
     // Output as CSVTable::setQuoting() and setEscapeFormulas() request it
 
-    bool isClassicOutput() const { return !textData->isRfc4180 && !escapesFormulas; }
+    bool isClassicOutput() const
+    {
+        return !textData->isRfc4180 && !escapesFormulas && !quotesNumbers();
+    }
 
     /// How many rows are written.
     int numOutputRows() const
@@ -201,6 +221,9 @@ public:
     /// Appends a row as write() writes it. False when the row cannot be read from the file.
     bool appendOutputRow(int row, QByteArray &to) const;
 
+    /// Appends a text row as write() writes it with escaped formulas or quoted numbers.
+    void appendClassicRow(int row, QByteArray &to) const;
+
     /// A row as one line that is quoted as in RFC 4180.
     QString quotedLine(int row, bool escapes) const;
 
@@ -210,12 +233,21 @@ public:
     /// The text that is written between fields.
     Data::String outputDelimiter() const
     {
-        return textData->delimiters.value(0, QStringLiteral(","));
+        const Data::String first = textData->delimiters.value(0, QStringLiteral(","));
+        return first == dialect.delimiter && !first.isEmpty() ? dialect.outputDelimiter : first;
+    }
+
+    /// Whether fields are put in quotes by write() where they contain the delimiter: numbers with a
+    /// decimal comma between commas.
+    bool quotesNumbers() const
+    {
+        return decimalPoint() != '.' && outputDelimiter().contains(QLatin1Char(decimalPoint()));
     }
 
     bool demandParse = false;
     bool escapesFormulas = false;
     CSVHeaders headers;
+    CSVDialectRules dialect;
     double holeValue = 0.0; // of this table; tables in memory use that of the process
     Data::String progressLabel;
     Data::String path;

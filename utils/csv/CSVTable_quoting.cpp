@@ -2,6 +2,7 @@
 
 #include "utils/base/FileStatus_p.h"
 #include "utils/base/LastError_p.h"
+#include "utils/base/Utf8_p.h"
 #include "utils/csv/CSVTable_p.h"
 #include "utils/csv/backends/CSVRecordData_p.h"
 #include "utils/csv/backends/CSVStringData_p.h"
@@ -24,8 +25,8 @@ void CSVTable::setDecimalPoint(char point)
 {
     if (point != '.' && point != ',')
         return;
-    d->textData->decimalPoint = point;
-    d->current().decimalPoint = point;
+    d->textData->setDecimalPoint(point);
+    d->current().setDecimalPoint(point);
 }
 
 char CSVTable::decimalPoint() const { return d->decimalPoint(); }
@@ -154,7 +155,7 @@ static QuotedOutput<QString> outputOf(const QString &delimiter, const QString &c
 
 static QuotedOutput<QByteArray> byteOutputOf(const QString &delimiter, const QString &comment)
 {
-    return {delimiter.toUtf8(), comment.toUtf8(), "\xef\xbb\xbf", "\"", "\n", "\r"};
+    return {delimiter.toUtf8(), comment.toUtf8(), utf8Mark, "\"", "\n", "\r"};
 }
 
 static bool mayBeFormula(char first) { return std::strchr("=+-@", first) && first != '\0'; }
@@ -186,11 +187,7 @@ QString CSVTablePrivate::quotedLine(int row, bool escapes) const
 bool CSVTablePrivate::appendOutputRow(int row, QByteArray &to) const
 {
     if (!textData->isRfc4180) {
-        textData->parseRow(row);
-        QStringList fields = textData->heldRow(row);
-        for (QString &field : fields)
-            field = withoutFormula(field);
-        to += fields.join(outputDelimiter()).toUtf8();
+        appendClassicRow(row, to);
         return true;
     }
     const QuotedOutput<QByteArray> output = byteOutputOf(outputDelimiter(), textData->comment);

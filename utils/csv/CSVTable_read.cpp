@@ -97,8 +97,11 @@ bool CSVTablePrivate::appendText(const CSVText &text, bool quoted)
 bool CSVTable::setData(const Data::String &text, bool quoted)
 {
     LastError operation;
-    const bool isSet =
-        falseWithoutMemory([&] { return !text.isEmpty() && d->appendText(CSVText(text), quoted); });
+    const bool isSet = falseWithoutMemory([&] {
+        QString lines = text;
+        d->endLinesAtFeeds(lines);
+        return !lines.isEmpty() && d->appendText(CSVText(lines), quoted);
+    });
     return isSet ? operation.succeeded() : LastError::set(".err.notext");
 }
 
@@ -119,15 +122,19 @@ bool CSVTablePrivate::setBytes(QByteArray bytes, const QString &source)
 {
     const bool isEncoded = !encoding.isEmpty();
     if (!isEncoded && !hasSingleDelimiter()) {
-        const QString text = QString::fromLatin1(bytes);
+        QString text = QString::fromLatin1(bytes);
+        endLinesAtFeeds(text);
         return !text.isEmpty() && appendText(CSVText(text), /*quoted=*/false);
     }
     if (!decode(bytes, source) || bytes.isEmpty())
         return false;
     if (textData->isRfc4180 && hasSingleDelimiter())
         return setQuotedBytes(bytes);
-    if (!hasPlainDelimiter())
-        return appendText(CSVText::fromUtf8(bytes), /*quoted=*/false);
+    endLinesAtFeeds(bytes);
+    if (!hasPlainDelimiter()) {
+        const CSVText text = isEncoded ? CSVText::fromUtf8(bytes) : CSVText::ofBytes(bytes);
+        return appendText(text, /*quoted=*/false);
+    }
 
     useText(); // the text rows remain when the memory does not suffice
     std::unique_ptr<CSVData> newBackend;

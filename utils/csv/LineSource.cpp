@@ -2,6 +2,7 @@
 
 #include "utils/base/ByteScan_p.h"
 #include "utils/base/Limits_p.h"
+#include "utils/csv/cells/Cells_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <cstring>
@@ -19,7 +20,8 @@ static OwnedFile withoutBuffer(OwnedFile file)
 }
 
 LineSource::LineSource(OwnedFile file)
-    : m_file(withoutBuffer(std::move(file)), std::numeric_limits<qint64>::max(), window, maxLines)
+    : m_file(withoutBuffer(std::move(file)), std::numeric_limits<qint64>::max(), window,
+             csvMostRows)
 {}
 
 bool LineSource::findLines(Progress *progress)

@@ -16,9 +16,6 @@ class LineSource
 public:
     static constexpr int blockSize = LineFile::blockSize;
 
-    /// The largest number of lines, for which their count and their indexes are ints.
-    static constexpr int maxLines = std::numeric_limits<int>::max();
-
     /// The bytes of a line, without its line feed. Valid until the next call of the source, and as
     /// long as \p holder lives.
     struct Line

@@ -7,29 +7,51 @@
 
 namespace Utils {
 
-/// Whether \p delimiter is a pattern that matches itself and nothing else.
-static bool isLiteral(const QString &delimiter)
+/// The only text that the pattern \p delimiter matches; "" when there are others.
+static QString literalOf(const QString &delimiter)
 {
     static const QString special = QStringLiteral("\\^$.|?*+()[]{}");
-    return !delimiter.isEmpty() &&
-           std::none_of(delimiter.begin(), delimiter.end(),
-                        [](QChar character) { return special.contains(character); });
+    QString text;
+    for (auto next = delimiter.begin(); next != delimiter.end(); ++next) {
+        if (special.contains(*next)) {
+            const bool isEscape = *next == QLatin1Char('\\') && next + 1 != delimiter.end();
+            if (!isEscape || !special.contains(*++next))
+                return QString();
+        }
+        text += *next;
+    }
+    return text;
+}
+
+/// The texts that \p delimiters match, if each of them matches a single text only.
+static QStringList literalsOf(const QStringList &delimiters)
+{
+    QStringList texts;
+    for (const QString &delimiter : delimiters) {
+        texts.append(literalOf(delimiter));
+        if (texts.last().isEmpty())
+            return {};
+    }
+    return texts;
 }
 
 LineSplitter::Way LineSplitter::wayOf(const QStringList &delimiters, bool quoted)
 {
     if (quoted)
         return delimiters.value(0) == QLatin1String("\"") ? Literal : Quoted; // no field has one
-    if (!delimiters.isEmpty() && std::all_of(delimiters.begin(), delimiters.end(), isLiteral))
+    if (!literalsOf(delimiters).isEmpty())
         return Literal;
-    return delimiters == QStringList(QStringLiteral("\\s+")) ? Blanks : Pattern;
+    return delimiters == QStringList(csvBlanks) ? Blanks : Pattern;
 }
 
 LineSplitter::LineSplitter(const QStringList &delimiters, bool quoted)
     : m_delimiters(quoted ? QStringList(delimiters.mid(0, 1)) : delimiters),
       m_way(wayOf(delimiters, quoted)),
       m_pattern(m_way == Pattern ? delimiters.join(QLatin1Char('|')) : QString())
-{}
+{
+    if (m_way == Literal && !quoted)
+        m_delimiters = literalsOf(delimiters);
+}
 
 static QString trimmedText(const QChar *begin, const QChar *end)
 {

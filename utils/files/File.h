@@ -335,11 +335,11 @@ public:
     /// byte is valid cannot be distinguished from each other. "" when the file cannot be read.
     static Data::String encoding(const Data::String &path, bool *isGuess = nullptr);
 
-    /// The same for the bytes of a text.
+    /// The same for the bytes of a text. "" when the memory does not suffice.
     static Data::String encodingOf(const QByteArray &bytes, bool *isGuess = nullptr);
 
     /// Sets the encoding of texts that are neither UTF-8 nor UTF-16 nor UTF-32, "windows-1252" at
-    /// first, in the whole process. False when there is no encoding of that name.
+    /// first, in the whole process, from any thread. False when there is no encoding of that name.
     static bool setFallbackEncoding(const Data::String &name);
     static Data::String fallbackEncoding();
 

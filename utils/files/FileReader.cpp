@@ -307,7 +307,7 @@ bool FileReaderPrivate::setEncoding(const QString &path, const QString &name)
 {
     constexpr qint64 largestPeek = 1 << 16;
     QString found = name;
-    if (name == QLatin1String("auto"))
+    if (isAutomatic(name))
         found =
             file.isSequential() ? File::encodingOf(file.peek(largestPeek)) : File::encoding(path);
     const Encoding named(found);

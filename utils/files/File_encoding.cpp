@@ -8,6 +8,7 @@
 #include "utils/files/File_p.h"
 
 #include <QFile>
+#include <QMutex>
 
 #include <algorithm>
 #include <new>
@@ -15,20 +16,40 @@
 
 namespace Utils {
 
-static const QLatin1String automatic("auto");
 static const int pieceSize = 256 * 1024; // of which the encoding is searched for at once
 
-static QString &fallback()
+/// The fallback encoding of the process, which several threads may use.
+class Fallback
 {
-    static QString name = QStringLiteral("windows-1252");
-    return name;
+public:
+    QString name() const
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_name;
+    }
+
+    void setName(const QString &name)
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_name = name;
+    }
+
+private:
+    mutable QMutex m_mutex;
+    QString m_name = QStringLiteral("windows-1252");
+};
+
+static Fallback &fallback()
+{
+    static Fallback fallback;
+    return fallback;
 }
 
-static Data::String nameOf(const EncodingFinder::Result &result, bool *isGuess)
+static QString nameOf(const EncodingFinder::Result &result, bool *isGuess)
 {
     if (isGuess)
         *isGuess = result.isGuess;
-    return result.name.isEmpty() ? fallback() : QString::fromLatin1(result.name);
+    return result.name.isEmpty() ? fallback().name() : QString::fromLatin1(result.name);
 }
 
 /// Passes the bytes of \p file to \p finder, as many as it needs. False when a read fails.
@@ -63,7 +84,8 @@ Data::String File::encoding(const Data::String &path, bool *isGuess)
     return {};
 }
 
-Data::String File::encodingOf(const QByteArray &bytes, bool *isGuess)
+/// As File::encodingOf(), but throws std::bad_alloc when the memory does not suffice.
+static QString findEncodingOf(const QByteArray &bytes, bool *isGuess)
 {
     EncodingFinder finder;
     for (int next = 0; next < bytes.size(); next += pieceSize) {
@@ -73,24 +95,42 @@ Data::String File::encodingOf(const QByteArray &bytes, bool *isGuess)
     return nameOf(finder.result(), isGuess);
 }
 
+Data::String File::encodingOf(const QByteArray &bytes, bool *isGuess)
+{
+    LastError operation;
+    try {
+        const QString name = findEncodingOf(bytes, isGuess);
+        operation.succeeded();
+        return name;
+    } catch (const std::bad_alloc &) {
+        LastError::set(".err.memory");
+    }
+    if (isGuess)
+        *isGuess = true;
+    return {};
+}
+
 bool File::setFallbackEncoding(const Data::String &name)
 {
     LastError operation;
-    const Encoding encoding(name);
-    if (!encoding.isValid())
-        return LastError::set(".err.encoding", {name});
-    fallback() = encoding.name();
-    return operation.succeeded();
+    try {
+        const Encoding encoding(name);
+        if (!encoding.isValid())
+            return LastError::set(".err.encoding", {name});
+        fallback().setName(encoding.name());
+        return operation.succeeded();
+    } catch (const std::bad_alloc &) {
+        return LastError::set(".err.memory");
+    }
 }
 
-Data::String File::fallbackEncoding() { return fallback(); }
+Data::String File::fallbackEncoding() { return fallback().name(); }
 
 bool decodeFile(QByteArray bytes, const QString &path, const QString &encoding,
                 DecodedFile &decoded)
 {
     bool isGuess = false;
-    const bool isAutomatic = encoding == automatic;
-    const QString name = isAutomatic ? QString(File::encodingOf(bytes, &isGuess)) : encoding;
+    const QString name = isAutomatic(encoding) ? findEncodingOf(bytes, &isGuess) : encoding;
     const Encoding used(name);
     if (!used.isValid())
         return LastError::set(".err.encoding", {name});

@@ -11,23 +11,28 @@ static double toNumber(const QByteArray &field, bool *ok)
     return csvNumber(field.constData(), field.constData() + field.size(), csvHoleValue, ok);
 }
 
-// Lambdas rather than functions: functions would be called through a pointer.
-static const auto cellNumber = [](const ByteChunk &chunk, int cell) {
-    return chunk.number(cell, nullptr);
-};
-static const auto cellText = [](const ByteChunk &chunk, int cell) { return chunk.text(cell); };
-
-// The same with a decimal comma
 static double toCommaNumber(const QByteArray &field, bool *ok)
 {
     return csvCommaNumber(field.constData(), field.constData() + field.size(), csvHoleValue, ok);
 }
-static const auto commaNumber = [](const ByteChunk &chunk, int cell) {
-    return chunk.commaNumber(cell, nullptr);
-};
-static const auto fieldCommaNumber = [](const QByteArray *field) {
-    return field ? toCommaNumber(*field, nullptr) : csvHoleValue();
-};
+
+// Lambdas rather than functions: functions would be called through a pointer.
+static const auto cellText = [](const ByteChunk &chunk, int cell) { return chunk.text(cell); };
+
+/// The result of \p read for functions that convert a field, null for none, and a cell to a number.
+template <typename Read>
+static auto readNumbers(bool hasComma, const Read &read)
+{
+    if (hasComma)
+        return read(
+            [](const QByteArray *field) {
+                return field ? toCommaNumber(*field, nullptr) : csvHoleValue();
+            },
+            [](const ByteChunk &chunk, int cell) { return chunk.commaNumber(cell, nullptr); });
+    return read(
+        [](const QByteArray *field) { return field ? toNumber(*field, nullptr) : csvHoleValue(); },
+        [](const ByteChunk &chunk, int cell) { return chunk.number(cell, nullptr); });
+}
 
 void CSVArrayData::splitRow(int row)
 {
@@ -89,10 +94,9 @@ Data::String CSVArrayData::data(int row, int col)
 QList<double> CSVArrayData::dataValue(int row)
 {
     parseRow(row);
-    if (decimalPoint == ',')
-        return m_rows.fields<double>(row, fieldCommaNumber, commaNumber);
-    return m_rows.fields<double>(
-        row, [](const QByteArray *field) { return toNumber(*field, nullptr); }, cellNumber);
+    return readNumbers(hasComma(), [&](const auto &onField, const auto &onCell) {
+        return m_rows.fields<double>(row, onField, onCell);
+    });
 }
 
 double CSVArrayData::dataValue(int row, int col, bool *ok)
@@ -107,14 +111,17 @@ double CSVArrayData::dataValue(int row, int col, bool *ok)
     parseRow(row);
     if (!m_rows.has(row))
         return noCell();
-    if (decimalPoint == ',')
-        return m_rows.visitField(
-            row, col,
-            [&](const QByteArray *field) { return field ? toCommaNumber(*field, ok) : noCell(); },
-            [&](const ByteChunk &chunk, int cell) { return chunk.commaNumber(cell, ok); });
+    const bool isComma = hasComma();
     return m_rows.visitField(
-        row, col, [&](const QByteArray *field) { return field ? toNumber(*field, ok) : noCell(); },
-        [&](const ByteChunk &chunk, int cell) { return chunk.number(cell, ok); });
+        row, col,
+        [&](const QByteArray *field) {
+            if (!field)
+                return noCell();
+            return isComma ? toCommaNumber(*field, ok) : toNumber(*field, ok);
+        },
+        [&](const ByteChunk &chunk, int cell) {
+            return isComma ? chunk.commaNumber(cell, ok) : chunk.number(cell, ok);
+        });
 }
 
 QStringList CSVArrayData::colData(int col, int firstRow)
@@ -133,13 +140,10 @@ QList<double> CSVArrayData::colDataValue(int col, int firstRow)
 
 QList<QList<double>> CSVArrayData::colDataValues(const QList<int> &cols, int firstRow)
 {
-    if (decimalPoint == ',')
+    return readNumbers(hasComma(), [&](const auto &onField, const auto &onCell) {
         return m_rows.columns<double>(
-            cols, firstRow, [this](int row) { parseRow(row); }, fieldCommaNumber, commaNumber);
-    return m_rows.columns<double>(
-        cols, firstRow, [this](int row) { parseRow(row); },
-        [](const QByteArray *field) { return field ? toNumber(*field, nullptr) : csvHoleValue(); },
-        cellNumber);
+            cols, firstRow, [this](int row) { parseRow(row); }, onField, onCell);
+    });
 }
 
 void CSVArrayData::setData(const QByteArray &bytes, bool parseNow, Progress *progress,
@@ -179,7 +183,7 @@ void CSVArrayData::removeColumn(int col)
 bool CSVArrayData::visit(int firstRow, int lastRow, const Visitor &visitor)
 {
     return m_rows.visitRows(
-        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor, decimalPoint);
+        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor, decimalPoint());
 }
 
 quint16 CSVArrayData::checksum(int rows)

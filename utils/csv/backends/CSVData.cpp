@@ -11,6 +11,8 @@ CSVData::~CSVData() = default;
 bool CSVData::isValid() const { return numRows() > 0; }
 quint64 CSVData::revision() const { return 0; }
 
+void CSVData::setDecimalPoint(char point) { m_decimalPoint = point; }
+
 bool CSVData::isReadOnly() const { return false; }
 void CSVData::setData(int, int, const Data::String &) {}
 void CSVData::removeColumn(int) {}

@@ -26,9 +26,6 @@ public:
     CSVData &operator=(const CSVData &) = delete;
     virtual ~CSVData();
 
-    /// The decimal point of numbers, '.' or ','.
-    char decimalPoint = '.';
-
     /// The absolute path of the file that rows are read from on demand; "" when they are in memory.
     QString source;
 
@@ -93,10 +90,19 @@ public:
     /// returns. Rows that are appended may leave it. 0 when rows may change unnoticed.
     virtual quint64 revision() const;
 
+    /// The decimal point of numbers, '.' or ','.
+    char decimalPoint() const { return m_decimalPoint; }
+    virtual void setDecimalPoint(char point);
+
 protected:
+    bool hasComma() const { return m_decimalPoint == ','; }
+
     /// The result of checksum() for the bytes that \p appendRow appends for each row.
     quint16 checksumOf(int rows,
                        const std::function<void(int row, QByteArray &to)> &appendRow) const;
+
+private:
+    char m_decimalPoint = '.';
 };
 
 } // namespace Utils

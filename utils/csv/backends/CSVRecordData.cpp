@@ -94,10 +94,10 @@ double CSVRecordData::toNumber(const QByteArray &field, bool *ok) const
     }
     double value = 0.0;
     const char *const begin = field.constData();
-    const bool isPure = decimalPoint == ',' ? parseCommaNumber(begin, begin + field.size(), value)
-                                            : parsePureNumber(begin, field.size(), value);
+    const bool isPure = hasComma() ? parseCommaNumber(begin, begin + field.size(), value)
+                                   : parsePureNumber(begin, field.size(), value);
     if (!isPure)
-        return csvNumber(toText(field), ok, decimalPoint);
+        return csvNumber(toText(field), ok, decimalPoint());
     if (ok)
         *ok = true;
     return value;
@@ -162,7 +162,7 @@ quint16 CSVRecordData::checksum(int rows)
 
 bool CSVRecordData::visit(int firstRow, int lastRow, const Visitor &visitor)
 {
-    CSVRowBuilder cells(decimalPoint, m_hole);
+    CSVRowBuilder cells(decimalPoint(), m_hole);
     for (qint64 next = firstRow; next <= lastRow && next < numRows(); ++next) {
         const auto row = static_cast<int>(next);
         cells.startWith(fieldsOf(row), CSVRowBuilder::Exact);

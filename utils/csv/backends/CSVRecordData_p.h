@@ -19,10 +19,7 @@ public:
 
     qint64 openQuoteLine() const { return m_file.openQuoteLine(); }
 
-    void setEncoding(const Encoding &encoding)
-    {
-        m_encoding = encoding.isUtf8() ? Encoding() : encoding;
-    }
+    void setEncoding(const Encoding &encoding) { m_encoding = encoding.unlessUtf8(); }
 
     void removeRow(int) override {}
     int numRows() const override { return m_file.numRows(); }

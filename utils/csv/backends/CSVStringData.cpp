@@ -13,18 +13,22 @@ namespace Utils {
 static const QChar lineFeed = QLatin1Char('\n');
 
 // Lambdas rather than functions: functions would be called through a pointer.
-static const auto cellNumber = [](const TextChunk &chunk, int cell) {
-    return chunk.number(cell, nullptr);
-};
 static const auto cellText = [](const TextChunk &chunk, int cell) { return chunk.text(cell); };
 
-// The same with a decimal comma
-static const auto commaNumber = [](const TextChunk &chunk, int cell) {
-    return chunk.commaNumber(cell, nullptr);
-};
-static const auto fieldCommaNumber = [](const QString *field) {
-    return field ? csvNumber(*field, nullptr, ',') : csvHoleValue();
-};
+/// The result of \p read for functions that convert a field, null for none, and a cell to a number.
+template <typename Read>
+static auto readNumbers(bool hasComma, const Read &read)
+{
+    if (hasComma)
+        return read(
+            [](const QString *field) {
+                return field ? csvNumber(*field, nullptr, ',') : csvHoleValue();
+            },
+            [](const TextChunk &chunk, int cell) { return chunk.commaNumber(cell, nullptr); });
+    return read(
+        [](const QString *field) { return field ? csvNumber(*field, nullptr) : csvHoleValue(); },
+        [](const TextChunk &chunk, int cell) { return chunk.number(cell, nullptr); });
+}
 
 void CSVStringData::splitRow(int row)
 {
@@ -69,10 +73,9 @@ Data::String CSVStringData::data(int row, int col)
 QList<double> CSVStringData::dataValue(int row)
 {
     parseRow(row);
-    if (decimalPoint == ',')
-        return m_rows.fields<double>(row, fieldCommaNumber, commaNumber);
-    return m_rows.fields<double>(
-        row, [](const QString *field) { return csvNumber(*field, nullptr); }, cellNumber);
+    return readNumbers(hasComma(), [&](const auto &onField, const auto &onCell) {
+        return m_rows.fields<double>(row, onField, onCell);
+    });
 }
 
 double CSVStringData::dataValue(int row, int col, bool *ok)
@@ -84,10 +87,10 @@ double CSVStringData::dataValue(int row, int col, bool *ok)
     return m_rows.visitField(
         row, col,
         [&](const QString *field) {
-            return csvNumber(field ? *field : QString(), ok, decimalPoint);
+            return csvNumber(field ? *field : QString(), ok, decimalPoint());
         },
         [&](const TextChunk &chunk, int cell) {
-            return decimalPoint == ',' ? chunk.commaNumber(cell, ok) : chunk.number(cell, ok);
+            return hasComma() ? chunk.commaNumber(cell, ok) : chunk.number(cell, ok);
         });
 }
 
@@ -107,13 +110,10 @@ QList<double> CSVStringData::colDataValue(int col, int firstRow)
 
 QList<QList<double>> CSVStringData::colDataValues(const QList<int> &cols, int firstRow)
 {
-    if (decimalPoint == ',')
+    return readNumbers(hasComma(), [&](const auto &onField, const auto &onCell) {
         return m_rows.columns<double>(
-            cols, firstRow, [this](int row) { parseRow(row); }, fieldCommaNumber, commaNumber);
-    return m_rows.columns<double>(
-        cols, firstRow, [this](int row) { parseRow(row); },
-        [](const QString *field) { return field ? csvNumber(*field, nullptr) : csvHoleValue(); },
-        cellNumber);
+            cols, firstRow, [this](int row) { parseRow(row); }, onField, onCell);
+    });
 }
 
 bool CSVStringData::appendText(const CSVText &text, bool parseNow, Progress *progress,
@@ -235,7 +235,7 @@ void CSVStringData::setData(int row, int col, const Data::String &text)
 bool CSVStringData::visit(int firstRow, int lastRow, const Visitor &visitor)
 {
     return m_rows.visitRows(
-        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor, decimalPoint);
+        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor, decimalPoint());
 }
 
 quint16 CSVStringData::checksum(int rows)

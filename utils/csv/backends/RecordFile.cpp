@@ -2,6 +2,8 @@
 
 #include "utils/base/FileName_p.h"
 #include "utils/base/LastError_p.h"
+#include "utils/base/Utf8_p.h"
+#include "utils/csv/cells/Cells_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <QFileInfo>
@@ -71,12 +73,6 @@ bool RecordFile::readAt(qint64 offset, char *bytes, qint64 size, qint64 &count)
     return true;
 }
 
-static bool tellTooManyRows(const QString &path)
-{
-    return LastError::set(".err.tooManyRows",
-                          {path, QString::number(std::numeric_limits<int>::max())});
-}
-
 bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
 {
     const auto ahead = static_cast<int>(std::max(format.comment.size(), format.exception.size()));
@@ -85,10 +81,9 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     QuoteScanner<char> scanner(format);
     qint64 base = 0; // of the bytes in the file
     qint64 count = 0;
-    if (!readAt(0, bytes.get(), 3, count))
+    if (!readAt(0, bytes.get(), sizeof utf8Mark - 1, count))
         return false;
-    if (count == 3 && std::memcmp(bytes.get(), "\xef\xbb\xbf", 3) == 0)
-        base = 3;
+    base = sizeOfUtf8Mark(bytes.get(), bytes.get() + count);
 
     int kept = 0; // bytes that are not scanned yet
     int size = 0;
@@ -96,7 +91,7 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     const auto addRow = [&](int index) {
         const char *const begin = bytes.get() + index;
         const char *const end = bytes.get() + size;
-        hasTooMany = hasTooMany || m_starts.size() == std::numeric_limits<int>::max();
+        hasTooMany = hasTooMany || m_starts.size() == csvMostRows;
         if (begin != end && !hasTooMany && !format.isComment(begin, end))
             m_starts.append(base + index);
     };
@@ -107,7 +102,7 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     qint64 numTicks = 0;
     for (bool isEnd = false, isFirst = true; !isEnd; isFirst = false) {
         if (hasTooMany)
-            return tellTooManyRows(m_file.fileName());
+            return csvTooManyRows(m_file.fileName());
         if (!readAt(base + kept, bytes.get() + kept, scanSize, count))
             return false;
         isEnd = count < scanSize;
@@ -124,7 +119,7 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     m_end = base;
     if (scanner.isInQuotes())
         m_openQuoteLine = lineAt(m_starts.at(numRows() - 1));
-    return !hasTooMany || tellTooManyRows(m_file.fileName());
+    return !hasTooMany || csvTooManyRows(m_file.fileName());
 }
 
 /// The number of the line in the file, from 1 on, at \p offset; 1 when it cannot be read.

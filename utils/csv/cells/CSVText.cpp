@@ -9,14 +9,6 @@
 
 namespace Utils {
 
-static const char mark[] = "\xef\xbb\xbf";
-static const int markSize = 3;
-
-static bool startsWithMark(const char *bytes, int size)
-{
-    return size >= markSize && std::memcmp(bytes, mark, markSize) == 0;
-}
-
 CSVText CSVText::fromFile(const QByteArray &bytes)
 {
     CSVText text{QString()};
@@ -28,7 +20,7 @@ CSVText CSVText::fromFile(const QByteArray &bytes)
         return text;
     }
     text.m_utf8 = bytes;
-    text.m_start = startsWithMark(bytes.constData(), bytes.size()) ? markSize : 0;
+    text.m_start = sizeOfUtf8Mark(bytes);
     return text;
 }
 
@@ -46,7 +38,7 @@ CSVText CSVText::ofBytes(const QByteArray &bytes)
         return fromFile(bytes);
     CSVText text{QString()};
     text.m_utf8 = csvToKeep(bytes);
-    text.m_start = startsWithMark(bytes.constData(), bytes.size()) ? markSize : 0;
+    text.m_start = sizeOfUtf8Mark(bytes);
     return text;
 }
 
@@ -55,7 +47,7 @@ QString csvDecoded(const char *begin, const char *end)
     // A byte order mark within the text is a character, but Qt drops it at the start of the bytes
     // that it decodes.
     QString marks;
-    for (; startsWithMark(begin, static_cast<int>(end - begin)); begin += markSize)
+    for (int size = 0; (size = sizeOfUtf8Mark(begin, end)) > 0; begin += size)
         marks += QChar(QChar::ByteOrderMark);
     const QString text = QString::fromUtf8(begin, static_cast<int>(end - begin));
     return marks.isEmpty() ? text : marks + text;

@@ -1,6 +1,13 @@
 #include "utils/csv/cells/Cells_p.h"
 
+#include "utils/base/LastError_p.h"
+
 namespace Utils {
+
+bool csvTooManyRows(const QString &path)
+{
+    return LastError::set(".err.tooManyRows", {path, QString::number(csvMostRows)});
+}
 
 double &csvHoleValue()
 {

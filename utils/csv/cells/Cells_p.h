@@ -7,6 +7,7 @@
 #include <QString>
 
 #include <algorithm>
+#include <limits>
 #include <type_traits>
 #include <utility>
 
@@ -17,6 +18,12 @@ namespace Utils {
 /// How far outside a table an index may be and still yield empty entries: 16 million. An index
 /// further away counts as an error, which would otherwise use up the memory.
 constexpr int csvReach = 1 << 24;
+
+/// The largest number of rows, for which their count and their indexes are ints.
+constexpr int csvMostRows = std::numeric_limits<int>::max();
+
+/// Stores the reason that the file \p path has more rows. Returns false.
+bool csvTooManyRows(const QString &path);
 
 /// The fields from \p firstCol to \p lastCol, or to the end when \p lastCol is smaller.
 template <typename Row>
@@ -53,6 +60,21 @@ inline int csvSizeToZero(const char *begin, int size)
 {
     return static_cast<int>(qstrnlen(begin, static_cast<uint>(size)));
 }
+
+/// Replaces each carriage return of a text, or of bytes, that has no line feeds by a line feed.
+inline void csvReplaceReturns(QString &text)
+{
+    if (!text.contains(QLatin1Char('\n')))
+        text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+}
+inline void csvReplaceReturns(QByteArray &bytes)
+{
+    if (!bytes.contains('\n'))
+        bytes.replace('\r', '\n');
+}
+
+/// The delimiter of columns that are aligned by blanks, a pattern.
+inline const QLatin1String csvBlanks("\\s+", 3);
 
 // Blanks
 

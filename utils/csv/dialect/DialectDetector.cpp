@@ -12,6 +12,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <new>
 #include <vector>
 
 namespace Utils {
@@ -63,8 +64,8 @@ QStringList FormatFinder::delimiters() const
     if (m_known.confidence(CSVDialect::Delimiter) >= 1.0)
         return {m_known.delimiter()};
     // Of several that fit equally well, the first is chosen.
-    return {QStringLiteral(","), QStringLiteral(";"),    QStringLiteral("\t"),
-            QStringLiteral("|"), QStringLiteral("\\s+"), QString()};
+    return {QStringLiteral(","), QStringLiteral(";"), QStringLiteral("\t"),
+            QStringLiteral("|"), csvBlanks,           QString()};
 }
 
 /// Lowers the scores of formats that other formats make unlikely.
@@ -344,6 +345,7 @@ CSVDialect DialectDetector::detect(const DialectSample &sample, const CSVDialect
     found.delimiter = format.delimiter;
     found.quotes = format.isQuoted ? CSVDialect::Rfc4180Quotes : CSVDialect::NoQuotes;
     found.comment = format.comment;
+    found.hasCarriageReturns = sample.hasReturns;
     const auto rate = [&](CSVDialect::Property property, double confidence) {
         if (!isKnown(property))
             found.confidences[property] = std::clamp(confidence * doubt, 0.0, 0.99);
@@ -375,7 +377,42 @@ static QString knownEncoding(const CSVDialect &known)
     return known.confidence(CSVDialect::Encoding) >= 1.0 ? QString(known.encoding()) : QString();
 }
 
+/// A dialect that is not valid. It needs no memory.
+CSVDialect DialectDetector::invalid()
+{
+    CSVDialect dialect;
+    dialect.d = CSVDialectPrivate::invalid();
+    return dialect;
+}
+
 CSVDialect DialectDetector::detectBytes(const QByteArray &bytes, const CSVDialect &known)
+{
+    LastError operation;
+    try {
+        const CSVDialect dialect = detectInBytes(bytes, known);
+        operation.succeeded();
+        return dialect;
+    } catch (const std::bad_alloc &) {
+        LastError::set(".err.memory");
+        return invalid();
+    }
+}
+
+CSVDialect DialectDetector::detectFile(const Data::String &path, const CSVDialect &known)
+{
+    LastError operation;
+    try {
+        const CSVDialect dialect = detectInFile(path, known);
+        if (dialect.isValid())
+            operation.succeeded();
+        return dialect;
+    } catch (const std::bad_alloc &) {
+        LastError::set(".err.memory");
+        return invalid();
+    }
+}
+
+CSVDialect DialectDetector::detectInBytes(const QByteArray &bytes, const CSVDialect &known)
 {
     const auto read = [&](qint64 position, int size) {
         return bytes.mid(static_cast<int>(position), size);
@@ -383,11 +420,9 @@ CSVDialect DialectDetector::detectBytes(const QByteArray &bytes, const CSVDialec
     return detect(DialectSample::take(bytes.size(), knownEncoding(known), read), known);
 }
 
-CSVDialect DialectDetector::detectFile(const Data::String &path, const CSVDialect &known)
+CSVDialect DialectDetector::detectInFile(const Data::String &path, const CSVDialect &known)
 {
-    LastError operation;
-    CSVDialect failed;
-    failed.d->isValid = false;
+    const CSVDialect failed = invalid();
     QFile file(path);
     // Reading would empty a pipe, and a device may have no end.
     if (!isName(path) || !QFileInfo(path).isFile()) {
@@ -416,7 +451,6 @@ CSVDialect DialectDetector::detectFile(const Data::String &path, const CSVDialec
         LastError::cannotRead(file);
         return failed;
     }
-    operation.succeeded();
     return detect(sample, known);
 }
 

@@ -13,6 +13,9 @@ public:
     static CSVDialect detectBytes(const QByteArray &bytes, const CSVDialect &known);
 
 private:
+    static CSVDialect invalid();
+    static CSVDialect detectInFile(const Data::String &path, const CSVDialect &known);
+    static CSVDialect detectInBytes(const QByteArray &bytes, const CSVDialect &known);
     static CSVDialect detect(const DialectSample &sample, const CSVDialect &known);
 };
 

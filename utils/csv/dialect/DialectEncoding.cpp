@@ -1,99 +1,43 @@
 #include "utils/csv/dialect/DialectEncoding_p.h"
 
-#include "utils/base/Utf8_p.h"
+#include "utils/base/EncodingFinder_p.h"
+#include "utils/base/Encoding_p.h"
+#include "utils/files/File.h"
 
 #include <QTextCodec>
 
 #include <algorithm>
-#include <array>
 
 namespace Utils {
 
-/// The byte order marks. That of UTF-32LE begins with that of UTF-16LE.
-static const struct
+/// The bytes of a code unit of the encoding \p name.
+static int unitSizeOf(const QString &name)
 {
-    const char *bytes;
-    const char *name;
-    int size;
-    int unitSize;
-} marks[] = {
-    {"\xff\xfe\0\0", "UTF-32LE", 4, 4}, {"\0\0\xfe\xff", "UTF-32BE", 4, 4},
-    {"\xff\xfe", "UTF-16LE", 2, 2},     {"\xfe\xff", "UTF-16BE", 2, 2},
-    {"\xef\xbb\xbf", "UTF-8", 3, 1},
-};
-
-static DialectEncoding findMark(const QByteArray &start)
-{
-    DialectEncoding encoding;
-    for (const auto &mark : marks) {
-        if (start.startsWith(QByteArray::fromRawData(mark.bytes, mark.size))) {
-            encoding.name = QLatin1String(mark.name);
-            encoding.confidence = 0.99;
-            encoding.unitSize = mark.unitSize;
-            encoding.markSize = mark.size;
-            break;
-        }
-    }
-    return encoding;
+    if (name.startsWith(QLatin1String("UTF-16"), Qt::CaseInsensitive))
+        return 2;
+    return name.startsWith(QLatin1String("UTF-32"), Qt::CaseInsensitive) ? 4 : 1;
 }
 
-/// How many bytes of some kind there are, at even and at odd positions.
-using ByPosition = std::array<qint64, 2>;
-
-/// Whether the bytes are UTF-16 without a mark, in which ASCII has a zero byte at every other
-/// position: in Latin text nearly all are zero, in other text those of blanks, digits, delimiters
-/// and line ends.
-static DialectEncoding findUtf16(const QVector<QByteArray> &parts)
+/// How certain UTF-16 without a mark is: in Latin text nearly all high bytes are zero, in other
+/// text those of blanks, digits, delimiters and line ends.
+static double confidenceInUtf16(const QVector<QByteArray> &parts, bool isBig)
 {
-    ByPosition zeros{};
-    ByPosition feeds{}; // line feeds whose other byte is zero
-    qint64 numBytes = 0;
+    const int high = isBig ? 0 : 1; // the position of the high byte
+    qint64 zeros = 0;
+    qint64 feeds = 0;
+    qint64 numUnits = 0;
     for (const QByteArray &part : parts) {
-        numBytes += part.size();
+        numUnits += part.size() / 2;
         for (int i = 0; i + 1 < part.size(); i += 2) {
-            zeros[0] += part.at(i) == '\0';
-            zeros[1] += part.at(i + 1) == '\0';
-            feeds[0] += part.at(i) == '\n' && part.at(i + 1) == '\0';
-            feeds[1] += part.at(i) == '\0' && part.at(i + 1) == '\n';
+            const bool isNarrow = part.at(i + high) == '\0';
+            zeros += isNarrow;
+            feeds += isNarrow && part.at(i + 1 - high) == '\n';
         }
     }
-    DialectEncoding encoding;
-    const std::size_t high = zeros[1] >= zeros[0] ? 1 : 0; // the position of the high bytes
-    const qint64 numUnits = numBytes / 2;
-    // A table with some zero bytes is not UTF-16; nor is a column of zero bytes.
-    const bool isOneSided = zeros[1 - high] * 50 <= zeros[high];
-    if (numUnits < 2 || zeros[high] * 12 < numUnits || !isOneSided)
-        return encoding;
-    encoding.name = high == 1 ? QStringLiteral("UTF-16LE") : QStringLiteral("UTF-16BE");
-    encoding.unitSize = 2;
-    const double share = double(zeros[high]) / double(numUnits);
-    encoding.confidence = share > 0.7 && numUnits >= 8 ? 0.95 : 0.6;
-    if (feeds[1 - high] == 0)
-        encoding.confidence = std::min(encoding.confidence, 0.7);
-    return encoding;
-}
-
-/// The start of the first character in \p part, or of the one that its end cuts off.
-static int utf8Start(const QByteArray &part)
-{
-    int start = 0;
-    while (start < std::min(part.size(), 3) && (part.at(start) & 0xc0) == 0x80)
-        ++start;
-    return start;
-}
-
-static int utf8End(const QByteArray &part)
-{
-    for (int back = 1; back <= std::min(part.size(), 3); ++back) {
-        const auto byte = static_cast<uchar>(part.at(part.size() - back));
-        if (byte < 0x80)
-            break;
-        if (byte >= 0xc0) {
-            const int length = byte >= 0xf0 ? 4 : byte >= 0xe0 ? 3 : 2;
-            return length > back ? part.size() - back : part.size();
-        }
-    }
-    return part.size();
+    const double share = double(zeros) / double(std::max<qint64>(numUnits, 1));
+    if (share <= 0.7 || numUnits < 8)
+        return 0.6;
+    return feeds == 0 ? 0.7 : 0.95;
 }
 
 /// Whether a byte that is not ASCII is usual in tables of Western Europe: letters with accents, the
@@ -133,35 +77,49 @@ static double confidenceIn1252(const QVector<QByteArray> &parts)
     return usual == wide ? 0.75 : 0.45;
 }
 
-DialectEncoding DialectEncoding::find(const QVector<QByteArray> &parts, bool isWhole)
+/// How certain it is that a sample of UTF-8 is the start of a file in UTF-8.
+static double confidenceInUtf8(const QVector<QByteArray> &parts, bool isWhole)
 {
-    DialectEncoding encoding = findMark(parts.value(0));
-    if (encoding.markSize > 0)
-        return encoding;
-    encoding = findUtf16(parts);
-    if (encoding.unitSize > 1)
-        return encoding;
-
-    bool isUtf8 = true;
     qint64 wide = 0;
-    for (int i = 0; i < parts.size(); ++i) {
-        const QByteArray &part = parts.at(i);
-        const int start = i == 0 ? 0 : utf8Start(part);
-        const int end = isWhole ? part.size() : utf8End(part);
-        isUtf8 = isUtf8 &&
-                 (start >= end || isValidUtf8(part.constData() + start, part.constData() + end));
+    for (const QByteArray &part : parts)
         wide += std::count_if(part.begin(), part.end(),
                               [](char byte) { return static_cast<uchar>(byte) >= 0xc0; });
+    // ASCII is UTF-8; the other parts of the file may be of any encoding.
+    if (wide == 0)
+        return isWhole ? 0.98 : 0.7;
+    if (wide < 3)
+        return isWhole ? 0.92 : 0.85;
+    return 0.98;
+}
+
+DialectEncoding DialectEncoding::find(const QVector<QByteArray> &parts, bool isWhole)
+{
+    EncodingFinder finder;
+    for (int i = 0; i < parts.size(); ++i) {
+        if (i > 0)
+            finder.skip();
+        finder.add(parts.at(i).constData(), parts.at(i).size());
     }
-    if (isUtf8) {
-        // ASCII is UTF-8; the other parts of the file may be of any encoding.
-        encoding.confidence = wide == 0 ? (isWhole ? 0.98 : 0.7) : wide < 3 ? 0.92 : 0.98;
-        if (wide > 0 && wide < 3 && !isWhole)
-            encoding.confidence = 0.85;
-    } else {
-        encoding.name = QStringLiteral("windows-1252");
+    if (!isWhole)
+        finder.skip();
+    const QString found = QString::fromLatin1(finder.result().name);
+
+    DialectEncoding encoding;
+    encoding.name = found.isEmpty() ? QString(File::fallbackEncoding()) : found;
+    encoding.unitSize = unitSizeOf(encoding.name);
+    encoding.markSize = ByteOrderMark::of(parts.value(0)).size;
+    if (encoding.markSize > 0)
+        encoding.confidence = 0.99;
+    else if (encoding.unitSize == 4)
+        encoding.confidence = parts.value(0).size() >= 32 ? 0.95 : 0.6;
+    else if (encoding.unitSize == 2)
+        encoding.confidence = confidenceInUtf16(parts, encoding.name.endsWith(QLatin1String("BE")));
+    else if (!found.isEmpty())
+        encoding.confidence = confidenceInUtf8(parts, isWhole);
+    else if (encoding.name == QLatin1String("windows-1252"))
         encoding.confidence = confidenceIn1252(parts);
-    }
+    else
+        encoding.confidence = 0.6; // the host has chosen it
     if (parts.size() == 1 && parts.first().isEmpty())
         encoding.confidence = 0.0;
     return encoding;
@@ -169,18 +127,16 @@ DialectEncoding DialectEncoding::find(const QVector<QByteArray> &parts, bool isW
 
 DialectEncoding DialectEncoding::named(const QString &name, const QByteArray &start)
 {
-    DialectEncoding encoding = findMark(start);
-    if (encoding.name.startsWith(name, Qt::CaseInsensitive)) { // "UTF-16" with a mark
-        encoding.confidence = 1.0;
-        return encoding;
-    }
-    encoding = DialectEncoding();
+    DialectEncoding encoding;
     encoding.name = name;
     encoding.confidence = 1.0;
-    if (name.startsWith(QLatin1String("UTF-16"), Qt::CaseInsensitive))
-        encoding.unitSize = 2;
-    else if (name.startsWith(QLatin1String("UTF-32"), Qt::CaseInsensitive))
-        encoding.unitSize = 4;
+    const ByteOrderMark mark = ByteOrderMark::of(start);
+    const QString marked = QString::fromLatin1(mark.name);
+    if (mark.size > 0 && marked.startsWith(name, Qt::CaseInsensitive)) { // "UTF-16" with a mark
+        encoding.name = marked;
+        encoding.markSize = mark.size;
+    }
+    encoding.unitSize = unitSizeOf(encoding.name);
     return encoding;
 }
 
@@ -189,6 +145,9 @@ QString DialectEncoding::decode(const QByteArray &part, bool isStart) const
     const int skipped = isStart ? markSize : 0;
     if (name == QLatin1String("UTF-8"))
         return QString::fromUtf8(part.constData() + skipped, part.size() - skipped);
+    const Encoding encoding(name);
+    if (encoding.isSingleByte())
+        return encoding.toText(part.constData() + skipped, part.constData() + part.size());
     QTextCodec *const codec = QTextCodec::codecForName(name.toLatin1());
     if (!codec)
         return QString::fromLatin1(part.constData() + skipped, part.size() - skipped);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "utils/csv/cells/Cells_p.h"
+
 #include <QString>
 #include <QStringList>
 #include <QStringView>
@@ -15,7 +17,7 @@ struct DialectFormat
     QString comment;   ///< "" for none
     bool isQuoted = false;
 
-    bool isAligned() const { return delimiter == QLatin1String("\\s+"); }
+    bool isAligned() const { return delimiter == csvBlanks; }
 };
 
 /// The rows of a sample, without comments and empty lines: some hundreds at the start and at the

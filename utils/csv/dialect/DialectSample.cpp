@@ -1,10 +1,12 @@
 #include "utils/csv/dialect/DialectSample_p.h"
 
+#include "utils/base/EncodingFinder_p.h"
+
 #include <algorithm>
 
 namespace Utils {
 
-static const int startSize = 64 * 1024;
+static const int startSize = EncodingFinder::headSize;
 static const int partSize = 32 * 1024;
 
 /// A multiple of all sizes of code units, so that none is cut in two.
@@ -68,10 +70,13 @@ DialectSample DialectSample::take(qint64 size, const QString &encoding, const Re
     if (!sample.isText)
         sample.encoding.confidence = std::min(sample.encoding.confidence, 0.2);
     // Some old programs end lines by a carriage return alone.
-    const bool hasFeed =
-        std::any_of(sample.parts.cbegin(), sample.parts.cend(),
-                    [](const auto &part) { return part.contains(QLatin1Char('\n')); });
-    if (!hasFeed)
+    const auto occurs = [&](char character) {
+        return std::any_of(sample.parts.cbegin(), sample.parts.cend(), [=](const QString &part) {
+            return part.contains(QLatin1Char(character));
+        });
+    };
+    sample.hasReturns = occurs('\r') && !occurs('\n');
+    if (sample.hasReturns)
         std::transform(sample.parts.begin(), sample.parts.end(), sample.parts.begin(),
                        lineFeedsOnly);
 

@@ -19,9 +19,10 @@ struct DialectSample
     static DialectSample take(qint64 size, const QString &encoding, const Read &read);
 
     DialectEncoding encoding;
-    QStringList parts;   ///< whole lines that end at line feeds; the first part is the start
-    bool isText = true;  ///< false when there are many control characters
-    bool isWhole = true; ///< whether the parts are the whole text
+    QStringList parts;       ///< whole lines that end at line feeds; the first part is the start
+    bool isText = true;      ///< false when there are many control characters
+    bool isWhole = true;     ///< whether the parts are the whole text
+    bool hasReturns = false; ///< lines ended at carriage returns alone
 };
 
 } // namespace Utils
