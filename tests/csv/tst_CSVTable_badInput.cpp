@@ -199,6 +199,55 @@ private Q_SLOTS:
         QCOMPARE(table.data(0, "8"), Data::String("8"));
     }
 
+    void hasManyColumns_data()
+    {
+        QTest::addColumn<int>("limit");
+        QTest::addColumn<bool>("isQuoted");
+        for (const bool isQuoted : {false, true}) {
+            const char *const quotes = isQuoted ? "with quotes" : "classic";
+            QTest::addRow("text, %s", quotes) << 0 << isQuoted;
+            QTest::addRow("bytes, %s", quotes) << 1000 << isQuoted;
+            QTest::addRow("file, %s", quotes) << limitOfNoBytes << isQuoted;
+        }
+    }
+
+    /// A row of 10,000,000 fields has been measured: the time is that of the fields.
+    void hasManyColumns()
+    {
+        QFETCH(int, limit);
+        QFETCH(bool, isQuoted);
+        const int count = 300000;
+        QByteArray bytes = "first{mm}" + QByteArray(",x").repeated(count - 1) + "\n0";
+        for (int i = 1; i < count; ++i)
+            bytes += ',' + QByteArray::number(i);
+        CSVTable table;
+        table.setQuoting(isQuoted ? CSVTable::Rfc4180 : CSVTable::Classic);
+        table.setHeaderRows(1);
+        QVERIFY(table.read(makeFile(m_folder.filePath("wide.csv"), bytes), limit));
+
+        const QList<Utils::CSVColumn> columns = table.columns();
+
+        QCOMPARE(columns.size(), count);
+        QCOMPARE(columns.first().unit, Data::String("mm"));
+        QCOMPARE(columns.last().label, Data::String("x"));
+        QVERIFY(columns.last().type == Utils::CSVColumn::Numbers);
+        QCOMPARE(columns.last().numCells, 1);
+        QCOMPARE(table.dataValue(1, count - 1), double(count - 1));
+        QCOMPARE(table.colDataValue(count - 1, 1), QList<double>{double(count - 1)});
+    }
+
+    void endsClassicRowsAtLineFeedsOnly_data() { addRoutes(); }
+
+    void endsClassicRowsAtLineFeedsOnly()
+    {
+        QFETCH(int, limit);
+        const QByteArray bytes = "a,b\r\nc,d\ne\r,f\r\n\r\ng\n\rh\r";
+        CSVTable table;
+        QVERIFY(table.read(makeFile(m_folder.filePath("mixed.csv"), bytes), limit));
+
+        QCOMPARE(rowsOf(table), (Rows{{"a", "b"}, {"c", "d"}, {"e", "f"}, {""}, {"g"}, {"h"}}));
+    }
+
     void readsAMillionEmptyRows_data() { addRoutes(); }
 
     void readsAMillionEmptyRows()

@@ -219,6 +219,43 @@ private Q_SLOTS:
         QVERIFY(isClosed);
     }
 
+    void readsAndWritesTheSamplesOfCsvSpectrum_data()
+    {
+        QTest::addColumn<Rows>("rows");
+
+        const Rows simple{{"a", "b", "c"}, {"1", "2", "3"}};
+        const Rows empty{{"a", "b", "c"}, {"1", "", ""}, {"2", "3", "4"}};
+        const QString replaced(QChar(QChar::ReplacementCharacter)); // as it is in the file
+        // clang-format off
+        QTest::newRow("comma_in_quotes") << Rows{{"first", "last", "address", "city", "zip"}, {"John", "Doe", "120 any st.", "Anytown, WW", "08123"}};
+        QTest::newRow("empty") << empty;
+        QTest::newRow("empty_crlf") << empty;
+        QTest::newRow("escaped_quotes") << Rows{{"a", "b"}, {"1", "ha \"ha\" ha"}, {"3", "4"}};
+        QTest::newRow("json") << Rows{{"key", "val"}, {"1", "{\"type\": \"Point\", \"coordinates\": [102.0, 0.5]}"}};
+        QTest::newRow("location_coordinates")
+            << Rows{{"Contact Phone Number", "Location Coordinates", "Cities", "Counties"},
+                    {"2095257564", QString("37" + replaced + "36'37.8\"N 121" + replaced + "2'17.9\"W"), "Modesto", "Stanislaus"}};
+        QTest::newRow("newlines") << Rows{{"a", "b", "c"}, {"1", "2", "3"}, {"Once upon \na time", "5", "6"}, {"7", "8", "9"}};
+        QTest::newRow("newlines_crlf") << Rows{{"a", "b", "c"}, {"1", "2", "3"}, {"Once upon \r\na time", "5", "6"}, {"7", "8", "9"}};
+        QTest::newRow("quotes_and_newlines") << Rows{{"a", "b"}, {"1", "ha \n\"ha\" \nha"}, {"3", "4"}};
+        QTest::newRow("simple") << simple;
+        QTest::newRow("simple_crlf") << simple;
+        QTest::newRow("utf8") << Rows{{"a", "b", "c"}, {"1", "2", "3"}, {"4", "5", QString::fromUtf8("\xca\xa4")}};
+        // clang-format on
+    }
+
+    void readsAndWritesTheSamplesOfCsvSpectrum()
+    {
+        QFETCH(Rows, rows);
+        const QString sample =
+            QString(SAMPLES "/spectrum-%1.csv").arg(QLatin1String(QTest::currentDataTag()));
+        const QByteArray bytes = File::readRaw(sample);
+        QVERIFY(!bytes.isEmpty());
+        QVERIFY(!makeFile(path(), bytes).isEmpty());
+
+        compareStorages(rows);
+    }
+
     void readsWhatThePlainModelReads()
     {
         static const char *const pieces[] = {"",  "",   ",",   ",",   "\"",   "\"",      "\"\"",
