@@ -184,9 +184,11 @@ private Q_SLOTS:
     void failsWhileAThreadOfTheExitKeepsTheLock()
     {
         // It starts at the second end of an interpreter that was kept.
-        const QString keep = "import atexit, ctypes\nc = ctypes.PyDLL(None)\n"
-                             "e = threading.Event()\ndef h():\n"
-                             " try:\n  e.set()\n  time.sleep(0.1)\n finally: c.sleep(3)\n"
+        const QString keep = "import atexit, ctypes, sys, thread\nc = ctypes.PyDLL(None)\n"
+                             "e = threading.Event()\nmain = thread.get_ident()\ndef h():\n"
+                             " try:\n  e.set()\n"
+                             "  while main in sys._current_frames(): time.sleep(0.01)\n"
+                             " finally: c.sleep(3)\n"
                              "def g():\n threading.Thread(target=h).start()\n e.wait()\n"
                              "atexit.register(g)\ntime.sleep(1.5)\n";
 
@@ -208,11 +210,16 @@ private:
                setUp + "\nt.start()\n";
     }
 
-    /// The same with a call of C code that holds the lock of Python for some seconds.
+    /// The same with a call of C code that holds the lock of Python for some seconds, from when the
+    /// script has ended: before that, the script would wait for the lock. The script ends when the
+    /// thread has its name.
     static QString runWithLock(int seconds)
     {
-        return "import ctypes\n" +
-               run(QString("time.sleep(0.1); ctypes.PyDLL(None).sleep(%1)").arg(seconds));
+        return "import ctypes, sys, thread\nmain = thread.get_ident()\n" +
+               run(QString("\n while main in sys._current_frames(): time.sleep(0.01)\n"
+                           " ctypes.PyDLL(None).sleep(%1)")
+                       .arg(seconds)) +
+               "while t.ident not in threading._active: time.sleep(0.001)\n";
     }
 
     static QString script() { return PYTHON_CHILD; }
