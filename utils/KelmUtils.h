@@ -28,6 +28,7 @@
 #include "utils/process/Process.h"
 #include "utils/script/IScriptEngine.h"
 #include "utils/script/IScriptableModule.h"
+#include "utils/script/ScriptError.h"
 #include "utils/script/ScriptManager.h"
 #include "utils/settings/Setting.h"
 #include "utils/settings/Settings.h"

@@ -64,6 +64,7 @@ static const struct
     {"Kelm.Utils",     ".err.memory",         "",       nullptr},
     {"Kelm.Utils",     ".err.move",           "%1 %2",  nullptr},
     {"Kelm.Utils",     ".err.nobeside",       "%1",     nullptr},
+    {"Kelm.Utils",     ".err.noengine",       "%1",     nullptr},
     {"Kelm.Utils",     ".err.nofile",         "%1",     nullptr},
     {"Kelm.Utils",     ".err.nofiletype",     "%1",     nullptr},
     {"Kelm.Utils",     ".err.nofolder",       "%1",     nullptr},

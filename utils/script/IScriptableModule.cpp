@@ -55,6 +55,8 @@ bool IScriptableModule::initializeModules(Data::String &messages)
         if (!messages.isEmpty())
             messages = messages + "\n";
         messages = messages + "ERROR: Failed to initialize scripting module for " + name;
+        if (const auto report = list->moduleFailed) // a copy, as it may be replaced
+            report(name);
     }
 }
 

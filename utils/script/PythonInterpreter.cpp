@@ -5,8 +5,11 @@
 #include "utils/files/File.h"
 #include "utils/process/Process.h"
 #include "utils/script/IScriptableModule.h"
+#include "utils/script/ModuleList_p.h"
+#include "utils/script/PythonError_p.h"
 #include "utils/script/PythonStart_p.h"
 #include "utils/script/PythonThreads_p.h"
+#include "utils/script/ScriptError_p.h"
 
 #include <Python.h>
 
@@ -61,12 +64,6 @@ static void addSitePackages()
     const Data::String code =
         "import sys\nsys.path.append('" + hostVariable("RES_DIR") + "/site-packages')";
     PyRun_SimpleStringFlags(code.toUtf8().constData(), nullptr);
-}
-
-static void initializeModules(Data::String &failures)
-{
-    PyErr_Clear();
-    IScriptableModule::initializeModules(failures);
 }
 
 /// Reports the \a threads that keep the interpreter from its end.
@@ -135,6 +132,34 @@ bool PythonInterpreter::start(Data::String &messages)
     return true;
 }
 
+void PythonInterpreter::initializeModules(Data::String &failures)
+{
+    PyErr_Clear();
+    PythonReference printed = PythonError::printed().value;
+    const auto report = [&](const Data::String &module) {
+        // A module leaves its error as it is, or prints it; or it has none.
+        PythonError error = PythonError::fetch();
+        ScriptError description;
+        if (error.type) {
+            error.normalize();
+            description = error.describe();
+        } else if (PythonError last = PythonError::printed(); last.value != printed) {
+            description = last.describe();
+            printed = std::move(last.value);
+        }
+        std::move(error).restore();
+        if (description.isEmpty())
+            description = ScriptErrorPrivate::ofText(
+                "ERROR: Failed to initialize scripting module for " + module);
+        m_moduleErrors.append(ScriptErrorPrivate::ofModule(description, module));
+    };
+    ModuleList *const list = moduleList.ifAlive();
+    const auto outer = list ? std::exchange(list->moduleFailed, report) : nullptr;
+    IScriptableModule::initializeModules(failures);
+    if (list)
+        list->moduleFailed = outer;
+}
+
 void PythonInterpreter::setProgramName()
 {
     if (!m_programName)
@@ -180,8 +205,10 @@ void PythonInterpreter::end()
             Py_Finalize();
     }
     m_isEnding = false;
-    if (!m_isKept)
-        IScriptableModule::resetModules();
+    if (m_isKept)
+        return;
+    m_moduleErrors.clear();
+    IScriptableModule::resetModules();
 }
 
 PythonInterpreter::RunGuard::RunGuard(PythonInterpreter &interpreter) : m_interpreter(interpreter)

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "data/String.h"
+#include "utils/script/ScriptError.h"
 
+#include <QList>
 #include <QtGlobal>
 
 #include <optional>
@@ -52,6 +54,9 @@ public:
     /// Ends the interpreter at once, or keeps it while a thread of a script does not end.
     void end();
 
+    /// The errors of the modules that have failed in this interpreter, in order.
+    QList<ScriptError> moduleErrors() const { return m_moduleErrors; }
+
     /// Whether calls that may run scripts have not returned yet.
     bool isInUse() const { return m_runs > 0; }
 
@@ -64,11 +69,14 @@ public:
 
 private:
     bool start(Data::String &messages);
+    void initializeModules(Data::String &failures);
     bool setHome(PythonHome &home);
     void setProgramName();
 
     std::optional<std::string> m_programName; // the interpreter points to both
     std::string m_home;
+
+    QList<ScriptError> m_moduleErrors;
 
     int m_runs = 0; // how deep calls that may run scripts are nested
     bool m_isEndRequested = false;

@@ -3,8 +3,10 @@
 #include "utils/base/Placeholders_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/script/PythonDepth_p.h"
+#include "utils/script/PythonError_p.h"
 #include "utils/script/PythonInterpreter_p.h"
 #include "utils/script/PythonReference_p.h"
+#include "utils/script/ScriptError_p.h"
 
 #include <Python.h>
 
@@ -87,36 +89,38 @@ static bool readSyntaxError(PyObject *value, Data::String &text)
     return true;
 }
 
-/// Clears the Python error and returns its text. "" when none is set, or when it has no text.
-static Data::String fetchError()
+/// Stores the Python error in a \a run, and clears it. \a code is the text that was run. Does
+/// nothing when no error is set; the text is "" when it has none.
+static void fetchError(PythonRun &run, const QByteArray &code = QByteArray())
 {
-    if (!PyErr_Occurred())
-        return {};
-    const bool isSyntaxError = PyErr_ExceptionMatches(PyExc_SyntaxError) != 0;
-    PyObject *fetched[3] = {};
-    PyErr_Fetch(&fetched[0], &fetched[1], &fetched[2]);
-    const PythonReference type(fetched[0]);
-    const PythonReference value(fetched[1]);
-    const PythonReference traceback(fetched[2]);
+    PythonError error = PythonError::fetch();
+    if (!error.type)
+        return;
+    const bool isSyntaxError =
+        PyErr_GivenExceptionMatches(error.type.get(), PyExc_SyntaxError) != 0;
 
     // Not normalised, so the value of an error of Python's own may be no exception.
-    Data::String text;
-    const PythonReference valueText(value ? PyObject_Str(value.get()) : nullptr);
+    PythonReference valueText(error.value ? PyObject_Str(error.value.get()) : nullptr);
     if (valueText)
-        text = PyString_AsString(valueText.get());
-    if (isSyntaxError && value)
-        readSyntaxError(value.get(), text);
+        run.error = PyString_AsString(valueText.get());
+    if (isSyntaxError && error.value)
+        readSyntaxError(error.value.get(), run.error);
     PyErr_Clear(); // the value may have another shape, or its text fail
-    return text;
+
+    const PyObject *const value = error.value.get();
+    error.normalize();
+    if (error.value.get() != value)
+        valueText.reset(); // it was that of another object
+    run.details = error.describe(code, valueText.get());
 }
 
-/// Returns the outcome of a run whose \a result is null when it failed.
-static PythonRun outcome(const PythonReference &result)
+/// Returns the outcome of a run of \a code whose \a result is null when it failed.
+static PythonRun outcome(const PythonReference &result, const QByteArray &code)
 {
     PythonRun run;
     run.succeeded = result != nullptr;
     if (!result)
-        run.error = fetchError();
+        fetchError(run, code);
     return run;
 }
 
@@ -127,6 +131,7 @@ PythonRun PythonRun::file(const Data::String &path)
     std::FILE *const file = Platform::openFile(utf8.toStdString(), "r");
     if (!file) {
         run.error = QLatin1String("Unable to open script ") + path;
+        run.details = ScriptErrorPrivate::ofText(run.error, path);
         return run;
     }
 
@@ -144,8 +149,10 @@ PythonRun PythonRun::file(const Data::String &path)
     }
     run.succeeded = status == 0;
     run.exitStatus = status;
-    if (!run.succeeded)
-        run.error = fetchError();
+    if (!run.succeeded) {
+        run.details = PythonError::printed().describe();
+        fetchError(run);
+    }
     return run;
 }
 
@@ -162,7 +169,7 @@ PythonRun PythonRun::code(const QString &statements)
     else if (scope)
         result.reset(PyRun_StringFlags(source.constData(), Py_file_input, scope.get(), scope.get(),
                                        nullptr));
-    return outcome(result);
+    return outcome(result, source);
 }
 
 PythonRun PythonRun::check(const QString &statements)
@@ -174,7 +181,7 @@ PythonRun PythonRun::check(const QString &statements)
         setDepthError();
     else
         compiled.reset(Py_CompileStringFlags(source.constData(), "code", Py_file_input, nullptr));
-    return outcome(compiled);
+    return outcome(compiled, source);
 }
 
 } // namespace Utils

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/String.h"
+#include "utils/script/ScriptError.h"
 
 #include <QStringList>
 
@@ -16,6 +17,7 @@ struct PythonRun
     bool succeeded = false;
     Data::String error;            ///< why it failed; "" where Python has printed that itself
     std::optional<int> exitStatus; ///< of a file that was run, else none
+    ScriptError details;           ///< why it failed, in any case
 
     /// Runs a file in the module __main__. Python prints the error of one that fails.
     static PythonRun file(const Data::String &path);

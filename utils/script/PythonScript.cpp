@@ -63,6 +63,8 @@ static bool isExpression(const QString &code)
     return !code.contains(QLatin1Char('\n')) && !code.contains(QLatin1Char('='));
 }
 
+static Data::String notStarted() { return QStringLiteral("Python not initialized"); }
+
 PythonScript::PythonScript() = default;
 
 PythonScript::~PythonScript()
@@ -182,8 +184,11 @@ bool PythonScript::validate(const Data::String &code)
 {
     return onDeepStack([&] {
         const RunGuard guard(m_interpreter);
-        if (!start())
+        if (!start()) {
+            const Data::String reason = m_errorText.isEmpty() ? notStarted() : m_errorText;
+            m_error = ScriptErrorPrivate::ofText(reason);
             return false;
+        }
         m_errorText.clear();
         return store(PythonRun::check(code));
     });
@@ -214,9 +219,13 @@ void PythonScript::reset()
     onDeepStack([this] { m_interpreter.requestEnd(); });
 }
 
+ScriptError PythonScript::error() const { return m_error; }
+
+QList<ScriptError> PythonScript::moduleErrors() const { return m_interpreter.moduleErrors(); }
+
 bool PythonScript::start()
 {
-    store({/*succeeded=*/true, {}, /*exitStatus=*/0});
+    store({/*succeeded=*/true, {}, /*exitStatus=*/0, {}});
     Data::String message; // modules may run scripts, which store the outcome of their own
     const bool isStarted = m_interpreter.ensureStarted(message);
     m_errorText = message;
@@ -228,13 +237,15 @@ bool PythonScript::startToRun()
     if (start())
         return true;
     if (m_errorText.isEmpty())
-        m_errorText = QStringLiteral("Python not initialized");
+        m_errorText = notStarted();
+    m_error = ScriptErrorPrivate::ofText(m_errorText);
     return false;
 }
 
 bool PythonScript::store(const PythonRun &run)
 {
     m_errorText = run.error;
+    m_error = run.details;
     m_exitStatus = run.exitStatus.value_or(m_exitStatus);
     return run.succeeded;
 }

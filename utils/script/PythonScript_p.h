@@ -2,6 +2,7 @@
 
 #include "utils/script/IScriptEngine.h"
 #include "utils/script/PythonInterpreter_p.h"
+#include "utils/script/ScriptError_p.h"
 
 #include <QMap>
 #include <QStringList>
@@ -63,7 +64,7 @@ struct PythonRun;
 /// that stack fails with a MemoryError. sys.setrecursionlimit() is limited to what that stack
 /// holds, and the limit is 1,000 again after each start. Each thread of a script has a sixteenth of
 /// that stack.
-class PythonScript : public IScriptEngine
+class PythonScript : public IScriptEngine, public IScriptErrors
 {
 public:
     PythonScript();
@@ -111,6 +112,9 @@ public:
 
     void reset() override;
 
+    ScriptError error() const override;
+    QList<ScriptError> moduleErrors() const override;
+
 private:
     bool start();
     bool startToRun();
@@ -119,6 +123,7 @@ private:
 
     int m_exitStatus = 0;
     Data::String m_errorText;
+    ScriptError m_error;
     PythonInterpreter m_interpreter;
     QMap<Data::String, _object *> m_pushedObjects; // by name; a reference is ours
     QStringList m_modules;                         // in names of pushed data, each once

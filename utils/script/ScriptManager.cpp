@@ -4,6 +4,7 @@
 #include "utils/catalogue/Catalogue_p.h"
 #include "utils/script/IScriptEngine.h"
 #include "utils/script/ScriptEngines_p.h"
+#include "utils/script/ScriptError_p.h"
 #include "utils/script/ScriptManager_p.h"
 
 #include <algorithm>
@@ -56,6 +57,22 @@ static void showText(const char *id, const QStringList &values = QStringList())
         host->showMessage(message(".Kelm.Utils", id, values), true);
 }
 
+/// Returns why a run or check of an engine has failed; an empty error when it \p succeeded.
+static ScriptError errorOf(IScriptEngine *engine, bool succeeded)
+{
+    if (succeeded)
+        return {};
+    if (const auto *const errors = dynamic_cast<IScriptErrors *>(engine))
+        return errors->error();
+    return ScriptErrorPrivate::ofText(engine->errorMessage());
+}
+
+/// The error without an engine for \p languageOrPath.
+static ScriptError withoutEngine(const Data::String &languageOrPath)
+{
+    return ScriptErrorPrivate::ofText(message(".Kelm.Utils", ".err.noengine", {languageOrPath}));
+}
+
 ScriptManager &ScriptManager::instance()
 {
     static ScriptManager manager;
@@ -68,8 +85,14 @@ bool ScriptManager::execute(const Data::String &path)
     showText(".msg.scriptRunning", {path});
 
     bool succeeded = false;
-    if (IScriptEngine *const engine = d->engineFor(path)) {
+    IScriptEngine *const engine = d->engineFor(path);
+    if (!engine)
+        d->error = withoutEngine(path);
+    ScriptError error = d->error;
+    if (engine) {
         succeeded = engine->runFile(path);
+        error = errorOf(engine, succeeded);
+        d->error = error;
         std::fflush(stdout);
         std::fflush(stderr);
         if (succeeded)
@@ -80,9 +103,11 @@ bool ScriptManager::execute(const Data::String &path)
     }
 
     --d->executing;
+    d->error = error; // the host may have run others
     d->scriptExecuted.addData(QStringLiteral("path"), path);
     d->scriptExecuted.addData(QStringLiteral("result"), succeeded);
     d->scriptExecuted.sendSignals();
+    d->error = error;
     return succeeded;
 }
 
@@ -91,12 +116,16 @@ bool ScriptManager::execute(const Data::String &code, const Data::String &langua
 {
     d->scriptResult = Data::Variant();
     IScriptEngine *const engine = d->engineFor(language);
-    if (!engine)
+    if (!engine) {
+        d->error = withoutEngine(language);
         return false;
+    }
 
     const Data::String wanted = result.toString();
     result = Data::Variant();
-    if (!engine->runCode(code)) {
+    const bool succeeded = engine->runCode(code);
+    d->error = errorOf(engine, succeeded);
+    if (!succeeded) {
         error = engine->errorMessage();
         return false;
     }
@@ -113,9 +142,13 @@ bool ScriptManager::validate(const Data::String &code, const Data::String &langu
                              Data::String &error) const
 {
     IScriptEngine *const engine = d->engineFor(language);
-    if (!engine)
+    if (!engine) {
+        d->error = withoutEngine(language);
         return false;
-    if (engine->validate(code))
+    }
+    const bool isValid = engine->validate(code);
+    d->error = errorOf(engine, isValid);
+    if (isValid)
         return true;
     error = engine->errorMessage();
     return false;
@@ -161,6 +194,19 @@ bool ScriptManager::reset(const Data::String &language)
     for (IScriptEngine *engine : engines)
         engine->reset();
     return true;
+}
+
+ScriptError ScriptManager::error() const { return d->error; }
+
+QList<ScriptError> ScriptManager::moduleErrors(const Data::String &language) const
+{
+    QList<ScriptError> found;
+    const QList<IScriptEngine *> engines = d->enginesFor(language);
+    for (IScriptEngine *engine : engines) {
+        if (const auto *const errors = dynamic_cast<IScriptErrors *>(engine))
+            found += errors->moduleErrors();
+    }
+    return found;
 }
 
 bool ScriptManager::isExecuting() const { return d->executing != 0; }

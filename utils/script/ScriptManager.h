@@ -4,10 +4,13 @@
 #include "data/Variant.h"
 #include "utils/Export.h"
 
+#include <QList>
+
 #include <memory>
 
 namespace Utils {
 
+class ScriptError;
 class Signal;
 struct ScriptManagerPrivate;
 
@@ -113,6 +116,19 @@ public:
     ///
     /// Returns true.
     bool reset(const Data::String &language);
+
+    /// Returns why the run or check that has ended last has failed; an empty error when it has
+    /// succeeded. A run in which others are nested ends after these: its error, or success, then
+    /// replaces theirs.
+    ///
+    /// The error is set before the host is told of a run by a message or a signal.
+    ScriptError error() const;
+
+    /// Returns the errors of the modules that are not available to scripts, as their initialisation
+    /// has failed since the interpreter of \p language started; see IScriptableModule. A failed
+    /// module does not make a run fail. An exception that the module has raised or printed is
+    /// described; without one, the error has a text only.
+    QList<ScriptError> moduleErrors(const Data::String &language) const;
 
     /// Returns whether a file is being run.
     bool isExecuting() const;

@@ -2,6 +2,7 @@
 
 #include "data/String.h"
 #include "data/Variant.h"
+#include "utils/script/ScriptError.h"
 #include "utils/signals/PublicSignal.h"
 
 #include <QList>
@@ -29,6 +30,7 @@ struct ScriptManagerPrivate
     QStringList pushedNames; // in this context
     Data::Variant scriptResult;
     PublicSignal scriptExecuted{"ScriptExecuted", nullptr};
+    ScriptError error; // of the run or check that ended last
 
     /// The state of the manager, or null before its creation and after its destruction. It reads a
     /// plain pointer, which outlives every object.

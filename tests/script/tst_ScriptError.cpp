@@ -1,0 +1,582 @@
+#include "utils/script/ScriptError.h"
+
+#include "utils/script/ScriptManager.h"
+#include "utils/signals/Signal.h"
+#include "utils/signals/Slot.h"
+#include "utils/signals/SlotCB.h"
+
+#include "tests/script/PythonFixture.h"
+#include "tests/support/Print.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QtTest>
+
+#include <Python.h>
+
+using Data::String;
+using Data::Variant;
+using Utils::ScriptError;
+using Utils::ScriptManager;
+
+static const SettingsHome home;
+
+/// A module that does what a test sets.
+class Module : public Utils::IScriptableModule
+{
+public:
+    explicit Module(std::function<bool()> action)
+        : IScriptableModule("frames"), m_action(std::move(action))
+    {}
+    bool initialize() override { return m_action(); }
+
+private:
+    const std::function<bool()> m_action;
+};
+
+class tst_ScriptError : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { d.emplace(); }
+    void cleanup() { d.reset(); }
+
+    void isEmptyWithoutAnError()
+    {
+        const ScriptError error;
+
+        QVERIFY(error.isEmpty());
+        QCOMPARE(error.type() + error.text() + error.traceback() + error.file(), String());
+        QCOMPARE(error.line() + error.column() + error.exitStatus(), 0);
+        QVERIFY(error.frames().isEmpty());
+        QVERIFY(!error.isExit());
+        QCOMPARE(error.toJson(), String("{}"));
+    }
+
+    void describesAFileThatFails()
+    {
+        const QString path = d->script("def load(n):\n"
+                                       "    return 1 / n  # the last line\n"
+                                       "\n"
+                                       "load(0)\n");
+
+        QVERIFY(!manager().execute(path));
+
+        const ScriptError error = manager().error();
+        QVERIFY(!error.isEmpty());
+        QCOMPARE(error.type(), String("ZeroDivisionError"));
+        QCOMPARE(error.text(), String("integer division or modulo by zero"));
+        QCOMPARE(error.file(), String(path));
+        QCOMPARE(error.line(), 2);
+        QCOMPARE(error.column(), 0);
+        QCOMPARE(frames(error), (QStringList{path + ":4 <module> |load(0)|",
+                                             path + ":2 load |return 1 / n  # the last line|"}));
+        QCOMPARE(error.traceback(),
+                 String("Traceback (most recent call last):\n"
+                        "  File \"" +
+                        path +
+                        "\", line 4, in <module>\n"
+                        "    load(0)\n"
+                        "  File \"" +
+                        path +
+                        "\", line 2, in load\n"
+                        "    return 1 / n  # the last line\n"
+                        "ZeroDivisionError: integer division or modulo by zero\n"));
+        QVERIFY(!error.isExit());
+        QCOMPARE(d->engine.errorMessage(), String()); // as ever
+    }
+
+    void hasTheTracebackThatPythonPrints_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+
+        const auto row = [](const char *name, const QByteArray &script) {
+            QTest::newRow(name) << script;
+        };
+        row("an exception", "1 / 0\n");
+        row("calls", "def f():\n    g()\ndef g():\n\traise KeyError('k')\nf()\n");
+        row("a call in several lines", "def f(x):\n  return x / 0\nf(\n  1)\n");
+        row("a class of the script", "class E(Exception): pass\nraise E('a\\nb')\n");
+        row("an old class", "class E: pass\nraise E()\n");
+        row("no text", "assert False\n");
+        row("an exception without a text", "raise ValueError\n");
+        row("an empty text", "raise ValueError('')\n");
+        row("a text that fails",
+            "class E(Exception):\n def __str__(self): return 1 / 0\nraise E()\n");
+        row("a text that is unicode", "raise ValueError(u'\\xe4')\n");
+        row("a text that is no UTF-8", "raise ValueError('\\xc3\\xa4')\n");
+        row("an error of the system", "open('/none/none')\n");
+        row("an exit", "import sys\nsys.exit(3)\n");
+        row("an exit with a text", "raise SystemExit('done')\n");
+        row("an interrupt of its own", "raise KeyboardInterrupt\n");
+        row("carriage returns", "x = 1\r\n  \r\nif x:\r\n   1 / 0\r\n");
+        row("no syntax", "x = 1\nif x\n");
+        row("no syntax at the start", "1x\n");
+        row("no syntax at the end", "x = (1,\n");
+        row("no syntax, indented", "if 1:\n    x = 1 +\n");
+        row("no syntax, tabs", "if 1:\n\t\tx = = 2\n");
+        row("no syntax in a text of several lines", "x = '''\na\nb''' 5\n");
+        row("a wrong indentation", "if 1:\n    x = 1\n  y = 2\n");
+        row("a return without a function", "x = 1\nreturn x\n");
+        row("a break without a loop", "def f():\n  break\n");
+        row("no coding line", "x = '\xc3\xa4'\n");
+        row("a syntax error in a module", "import damaged\n");
+        row("an exception in a module", "import wrong\nwrong.f()\n");
+        row("a module that is missing", "import none_such\n");
+        row("a syntax error of the script", "raise SyntaxError('mine')\n");
+        row("one with a position", "raise SyntaxError('mine', ('a.py', 3, 5, '  x = 1\\n'))\n");
+        row("one with a position and no text",
+            "raise SyntaxError('mine', ('a.py', 3, None, None))\n");
+        row("evaluated code", "eval('1 / 0')\n");
+        row("executed code", "exec 'def f():\\n  1/0\\nf()'\n");
+        row("executed code without syntax", "exec 'x = ('\n");
+        row("code of another name", "exec compile('\\n\\n1/0', 'none.py', 'exec')\n");
+        row("a recursion", "def f(n):\n  f(n + 1)\nf(0)\n");
+        row("a short traceback",
+            "import sys\nsys.tracebacklimit = 2\ndef f(n):\n  1 / n\n  f(n - 1)\nf(5)\n");
+        row("no traceback", "import sys\nsys.tracebacklimit = 0\n1 / 0\n");
+    }
+
+    void hasTheTracebackThatPythonPrints()
+    {
+        QFETCH(QByteArray, script);
+        d->script("def f(:\n", "damaged.py");
+        d->script("def f():\n    raise IOError('wrong')\n", "wrong.py");
+        run("import sys, cStringIO\nsys.dont_write_bytecode = True\n"
+            "sys.path.insert(0, '" +
+            d->folder.path() + "')\n");
+        run("sys.stderr = cStringIO.StringIO()\n");
+
+        QVERIFY(!manager().execute(d->script(script)));
+
+        const ScriptError error = manager().error();
+        const Variant printed = read("sys.stderr.getvalue()");
+        run("sys.stderr = sys.__stderr__\nif hasattr(sys, 'tracebacklimit'): del "
+            "sys.tracebacklimit\n"
+            "sys.path.pop(0)\n");
+        QVERIFY(!printed.toString().isEmpty());
+        QCOMPARE(error.traceback(), printed.toString());
+        QCOMPARE(error.type().isEmpty(), false);
+    }
+
+    void quotesTheLinesOfCode()
+    {
+        QVERIFY(!run("def load(n):\n"
+                     "    class Part(object):\n"
+                     "        def __init__(self):\n"
+                     "            self.x = 1 / n\r\n"
+                     "    return Part()\n"
+                     "load(0)"));
+
+        const ScriptError error = manager().error();
+        QCOMPARE(frames(error),
+                 (QStringList{"<string>:6 <module> |load(0)|", "<string>:5 load |return Part()|",
+                              "<string>:4 __init__ |self.x = 1 / n|"}));
+        QCOMPARE(error.traceback(),
+                 String("Traceback (most recent call last):\n"
+                        "  File \"<string>\", line 6, in <module>\n"
+                        "    load(0)\n"
+                        "  File \"<string>\", line 5, in load\n"
+                        "    return Part()\n"
+                        "  File \"<string>\", line 4, in __init__\n"
+                        "    self.x = 1 / n\n"
+                        "ZeroDivisionError: integer division or modulo by zero\n"));
+        QCOMPARE(error.file(), String("<string>"));
+        QCOMPARE(error.line(), 4);
+    }
+
+    void quotesNoLinesOfOtherTexts()
+    {
+        QVERIFY(run("def f(n):\n    return 1 / n\n\n"));
+
+        QVERIFY(!run("x = 1\nf(0)\n"));
+        QCOMPARE(frames(manager().error()),
+                 (QStringList{"<string>:2 <module> |f(0)|", "<string>:2 f ||"}));
+
+        QVERIFY(!run("x = 1\nexec 'a = 1\\n\\n1/0'\n"));
+        QCOMPARE(
+            frames(manager().error()),
+            (QStringList{"<string>:2 <module> |exec 'a = 1\\n\\n1/0'|", "<string>:3 <module> ||"}));
+    }
+
+    void readsNoPipe()
+    {
+        const QString path = d->folder.filePath("pipe");
+
+        QVERIFY(!run("import os\nos.mkfifo('" + path + "')\nexec compile('1/0', '" + path +
+                     "', 'exec')\n"));
+
+        QCOMPARE(frames(manager().error()).last(), path + ":1 <module> ||");
+    }
+
+    void describesAnExpression()
+    {
+        Variant result;
+        String text;
+
+        QVERIFY(!manager().execute("1/0", "py", result, text));
+
+        const ScriptError error = manager().error();
+        QCOMPARE(error.type(), String("ZeroDivisionError"));
+        QCOMPARE(frames(error), QStringList("<string>:5 <module> |rval = 1/0|"));
+    }
+
+    void describesSyntaxErrors_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<int>("line");
+        QTest::addColumn<int>("column");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("end"); // of the traceback
+
+        // clang-format off
+        QTest::newRow("an incomplete line") << "x = 1\ny = 2 +\n" << 2 << 8 << "invalid syntax"
+            << "    y = 2 +\n          ^\n";
+        QTest::newRow("no end of line") << "x = 1\ny = 2 +" << 2 << 8 << "invalid syntax"
+            << "    y = 2 +\n          ^\n";
+        QTest::newRow("an open bracket") << "x = (1,\n" << 1 << 8
+            << "unexpected EOF while parsing" << "    x = (1,\n          ^\n";
+        QTest::newRow("a return") << "x = 1\n  \nreturn x\n" << 3 << 0
+            << "'return' outside function" << "    return x\n";
+        // clang-format on
+    }
+
+    void describesSyntaxErrors()
+    {
+        QFETCH(QString, code);
+        QFETCH(int, line);
+        QFETCH(int, column);
+        QFETCH(QString, text);
+        QFETCH(QString, end);
+
+        for (const bool isRun : {true, false}) {
+            String reason;
+            QVERIFY(isRun ? !run(code) : !manager().validate(code, "py", reason));
+
+            const ScriptError error = manager().error();
+            const QString file = isRun ? "<string>" : "code";
+            QCOMPARE(error.type(), String("SyntaxError"));
+            QCOMPARE(error.text(), String(text));
+            QCOMPARE(error.file(), String(file));
+            QCOMPARE(error.line(), line);
+            QCOMPARE(error.column(), column);
+            QVERIFY(error.frames().isEmpty());
+            QCOMPARE(error.traceback(),
+                     String("  File \"" + file + QString("\", line %1\n").arg(line) + end +
+                            "SyntaxError: " + text + "\n"));
+        }
+    }
+
+    void describesAnExit_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("no argument") << "sys.exit()" << 0 << "";
+        QTest::newRow("none") << "sys.exit(None)" << 0 << "";
+        QTest::newRow("zero") << "sys.exit(0)" << 0 << "0";
+        QTest::newRow("a number") << "sys.exit(7)" << 7 << "7";
+        QTest::newRow("true") << "sys.exit(True)" << 1 << "True";
+        QTest::newRow("a text") << "sys.exit('no input')" << 1 << "no input";
+        QTest::newRow("an exception") << "raise SystemExit" << 0 << "";
+        QTest::newRow("several") << "raise SystemExit(1, 2)" << 1 << "(1, 2)";
+    }
+
+    void describesAnExit()
+    {
+        QFETCH(QString, code);
+        QFETCH(int, status);
+        QFETCH(QString, text);
+        const QString script = "import sys\n" + code + "\n";
+
+        for (const bool isFile : {true, false}) {
+            QVERIFY(isFile ? !manager().execute(d->script(script.toUtf8())) : !run(script));
+
+            const ScriptError error = manager().error();
+            QCOMPARE(error.type(), String("SystemExit"));
+            QVERIFY(error.isExit());
+            QCOMPARE(error.exitStatus(), status);
+            QCOMPARE(error.text(), String(text));
+            QCOMPARE(error.line(), 2);
+        }
+    }
+
+    void hasTheTextOfAnExceptionThatPythonCannotPrint()
+    {
+        QVERIFY(!run("raise ValueError(u'\\xe4')\n"));
+
+        QCOMPARE(manager().error().text(), String(QString(QChar(0xe4))));
+    }
+
+    void hasTheTextOfATracebackWhereTheMessageIsRaw()
+    {
+        QVERIFY(!run("{}['k']\n"));
+
+        QCOMPARE(d->engine.errorMessage(), String("('k',)")); // as ever
+        QCOMPARE(manager().error().text(), String("'k'"));
+    }
+
+    void asksForTheTextOfAnExceptionOnce()
+    {
+        QVERIFY(!run("n = 0\nclass E(Exception):\n def __str__(self):\n  global n\n  n += 1\n"
+                     "  return str(n)\nraise E\n"));
+
+        QCOMPARE(manager().error().text(), String("1"));
+        QCOMPARE(read("n"), Variant(1));
+    }
+
+    void isEmptyAfterASuccess()
+    {
+        QVERIFY(!run("1 / 0\n"));
+        QVERIFY(!manager().error().isEmpty());
+        QVERIFY(run("pass\n"));
+        QVERIFY(manager().error().isEmpty());
+
+        QVERIFY(!manager().execute(d->script("1 / 0\n")));
+        QVERIFY(!manager().error().isEmpty());
+        QVERIFY(manager().execute(d->script("pass\n")));
+        QVERIFY(manager().error().isEmpty());
+
+        String reason;
+        QVERIFY(!manager().validate("x =", "py", reason));
+        QVERIFY(!manager().error().isEmpty());
+        QVERIFY(manager().validate("x = 1", "py", reason));
+        QVERIFY(manager().error().isEmpty());
+    }
+
+    void isThatOfTheOuterRun_data()
+    {
+        QTest::addColumn<QString>("inner");
+        QTest::addColumn<QString>("outer");
+
+        QTest::newRow("both fail") << "raise ValueError('inner')\n"
+                                   << "raise KeyError('outer')\n";
+        QTest::newRow("the inner one fails") << "raise ValueError('inner')\n"
+                                             << "pass\n";
+        QTest::newRow("the outer one fails") << "pass\n"
+                                             << "raise KeyError('outer')\n";
+    }
+
+    void isThatOfTheOuterRun()
+    {
+        QFETCH(QString, inner);
+        QFETCH(QString, outer);
+        ScriptError seen;
+        const QString innerFile = d->script(inner.toUtf8(), "inner.py");
+        d->standIns.reaction = [&](const QString &) {
+            manager().execute(innerFile);
+            run(inner);
+            seen = manager().error();
+        };
+        const QString code = "import host\nhost.call('')\n" + outer;
+
+        for (const bool isFile : {true, false}) {
+            seen = ScriptError();
+            QVERIFY((isFile ? manager().execute(d->script(code.toUtf8())) : run(code)) ==
+                    (outer == "pass\n"));
+
+            QCOMPARE(seen.type(), String(inner == "pass\n" ? "" : "ValueError"));
+            QCOMPARE(manager().error().type(), String(outer == "pass\n" ? "" : "KeyError"));
+            QCOMPARE(manager().error().line(), outer == "pass\n" ? 0 : 3);
+        }
+    }
+
+    void isKnownToTheHostWhenItIsTold()
+    {
+        QStringList seen;
+        d->host.reaction = [&](const QString &call) {
+            if (call.contains("scriptRun,") || call.contains("err.scriptRun"))
+                seen.append("message " + manager().error().type());
+        };
+        Utils::Slot slot("slot", nullptr);
+        struct Receiver
+        {
+            void called()
+            {
+                seen.append("signal " + manager().error().type());
+                Variant result;
+                String error;
+                manager().execute("pass\n", "py", result, error);
+            }
+            QStringList &seen;
+        } receiver{seen};
+        slot.setCallback(&receiver, &Receiver::called);
+        QVERIFY(manager().ScriptExecuted().connect(&slot));
+
+        QVERIFY(!manager().execute(d->script("1 / 0\n")));
+
+        QCOMPARE(seen.last(), QString("signal ZeroDivisionError"));
+        QCOMPARE(manager().error().type(), String("ZeroDivisionError")); // not that of the receiver
+    }
+
+    void hasATextWithoutAnException()
+    {
+        QVERIFY(!manager().execute("/none/none.py"));
+        QCOMPARE(manager().error().text(), String("Unable to open script /none/none.py"));
+        QCOMPARE(manager().error().file(), String("/none/none.py"));
+        QCOMPARE(manager().error().type() + manager().error().traceback(), String());
+
+        QVERIFY(!manager().execute("script.none"));
+        QVERIFY(!manager().error().text().isEmpty());
+        Variant result;
+        String reason;
+        QVERIFY(run("pass\n"));
+        QVERIFY(!manager().execute("x", "none", result, reason));
+        QVERIFY(!manager().error().text().isEmpty());
+        QVERIFY(run("pass\n"));
+        QVERIFY(!manager().validate("x", "none", reason));
+        QVERIFY(!manager().error().text().isEmpty());
+        QCOMPARE(reason, String());
+    }
+
+    void hasATextWhenThereIsNoInterpreter()
+    {
+        manager().reset("");
+        Utils::setApplication(nullptr);
+        String reason;
+
+        QVERIFY(!run("pass\n"));
+        QCOMPARE(manager().error().text(), d->engine.errorMessage());
+        QVERIFY(!manager().error().text().isEmpty());
+        QVERIFY(!manager().validate("pass", "py", reason));
+        QVERIFY(!manager().error().text().isEmpty());
+        QVERIFY(!manager().execute(d->script("pass\n")));
+        QVERIFY(!manager().error().text().isEmpty());
+    }
+
+    void hasTheTextOfAnotherEngine()
+    {
+        QStringList calls;
+        FakeEngine engine("fake", calls);
+        engine.succeeds = false;
+        engine.error = "no";
+        const EngineReplacement replacement({&engine});
+        Variant result;
+        String reason;
+
+        QVERIFY(!manager().execute("x", "fake", result, reason));
+
+        QCOMPARE(manager().error().text(), String("no"));
+        QCOMPARE(manager().error().type(), String());
+        QVERIFY(manager().moduleErrors("fake").isEmpty());
+    }
+
+    void describesModulesThatFail_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("the error is left") << "leave"
+                                           << "ZeroDivisionError"
+                                           << "integer division or modulo by zero";
+        QTest::newRow("the error is printed") << "print"
+                                              << "ZeroDivisionError"
+                                              << "integer division or modulo by zero";
+        QTest::newRow("no error") << "none"
+                                  << ""
+                                  << "ERROR: Failed to initialize scripting module for frames";
+    }
+
+    void describesModulesThatFail()
+    {
+        QFETCH(QString, how);
+        QFETCH(QString, type);
+        QFETCH(QString, text);
+        QVERIFY(!manager().execute(d->script("raise KeyError('printed before')\n")));
+        const Module module([&] {
+            if (!Py_IsInitialized())
+                return false;
+            PyErr_Clear();
+            if (how != "none") {
+                PyObject *const scope = PyModule_GetDict(PyImport_AddModule("__main__"));
+                PyRun_String("1 / 0", Py_eval_input, scope, scope);
+            }
+            if (how == "print")
+                PyErr_Print();
+            return false;
+        });
+
+        QVERIFY(run("pass\n"));
+        QVERIFY(run("pass\n"));
+
+        QVERIFY(manager().error().isEmpty()); // the run has succeeded
+        const QList<ScriptError> errors = manager().moduleErrors("py");
+        QCOMPARE(errors.size(), 1);
+        QCOMPARE(errors[0].module(), String("frames"));
+        QCOMPARE(errors[0].type(), String(type));
+        QCOMPARE(errors[0].text(), String(text));
+        QCOMPARE(errors[0].traceback().isEmpty(), type.isEmpty());
+        QVERIFY(manager().moduleErrors("none").isEmpty());
+
+        manager().reset("");
+        QVERIFY(manager().moduleErrors("py").isEmpty());
+        QVERIFY(run("pass\n"));
+        QCOMPARE(manager().moduleErrors("py").size(), 1);
+    }
+
+    void keepsTheInnermostFramesOfADeepRecursion()
+    {
+        QVERIFY(!run("import sys\nsys.setrecursionlimit(3000)\ndef f(n):\n"
+                     "    return f(n + 1) if n < 2000 else 1 / 0\nf(0)\n"));
+
+        const QList<ScriptError::Frame> kept = manager().error().frames();
+        QCOMPARE(kept.size(), 1000);
+        QCOMPARE(kept.first().function, String("f")); // not the module
+        QCOMPARE(manager().error().traceback().count("  File "), 1000);
+        QVERIFY(run("sys.setrecursionlimit(1000)\n"));
+    }
+
+    void isOneLineOfJson()
+    {
+        QVERIFY(!run("def f():\n    raise ValueError('a \"quote\"\\n')\nf()\n"));
+
+        const String json = manager().error().toJson();
+        QVERIFY(!json.contains('\n'));
+        const QJsonObject object = QJsonDocument::fromJson(json.toUtf8()).object();
+        QCOMPARE(object["type"].toString(), QString("ValueError"));
+        QCOMPARE(object["text"].toString(), QString("a \"quote\"\n"));
+        QCOMPARE(object["file"].toString(), QString("<string>"));
+        QCOMPARE(object["line"].toInt(), 2);
+        QVERIFY(object["column"].isNull());
+        QCOMPARE(object["traceback"].toString(), QString(manager().error().traceback()));
+        QCOMPARE(object["frames"].toArray().size(), 2);
+        const QJsonObject frame = object["frames"].toArray().last().toObject();
+        QCOMPARE(frame["file"].toString(), QString("<string>"));
+        QCOMPARE(frame["line"].toInt(), 2);
+        QCOMPARE(frame["function"].toString(), QString("f"));
+        QCOMPARE(frame["source"].toString(), QString("raise ValueError('a \"quote\"\\n')"));
+    }
+
+private:
+    static ScriptManager &manager() { return ScriptManager::instance(); }
+
+    static bool run(const String &code)
+    {
+        Variant result("__name__");
+        String error;
+        return manager().execute(code, "py", result, error);
+    }
+
+    /// The value of an expression in the scope of scripts.
+    Variant read(const QString &expression) { return d->value(expression); }
+
+    static QStringList frames(const ScriptError &error)
+    {
+        QStringList lines;
+        const QList<ScriptError::Frame> all = error.frames();
+        for (const ScriptError::Frame &frame : all)
+            lines.append(
+                QString("%1:%2 %3 |%4|")
+                    .arg(frame.file, QString::number(frame.line), frame.function, frame.source));
+        return lines;
+    }
+
+    std::optional<PythonFixture> d;
+};
+
+QTEST_GUILESS_MAIN(tst_ScriptError)
+#include "tst_ScriptError.moc"
