@@ -29,6 +29,7 @@
 #include "utils/script/IScriptEngine.h"
 #include "utils/script/IScriptableModule.h"
 #include "utils/script/ScriptError.h"
+#include "utils/script/ScriptConsole.h"
 #include "utils/script/ScriptManager.h"
 #include "utils/settings/Setting.h"
 #include "utils/settings/Settings.h"

@@ -8,6 +8,7 @@
 #include "utils/script/ModuleList_p.h"
 #include "utils/script/PythonError_p.h"
 #include "utils/script/PythonStart_p.h"
+#include "utils/script/PythonStreams_p.h"
 #include "utils/script/PythonThreads_p.h"
 #include "utils/script/ScriptError_p.h"
 
@@ -104,6 +105,7 @@ bool PythonInterpreter::ensureStarted(Data::String &messages)
         return false;
     if (!Py_IsInitialized())
         return start(messages);
+    PythonStreams::attach();
     initializeModules(messages);
     return true;
 }
@@ -123,6 +125,7 @@ bool PythonInterpreter::start(Data::String &messages)
     if (!runStartUpProgram(home.folder, messages) || !startPython(home))
         return false;
 
+    PythonStreams::attach();
     addSitePackages();
     initializeModules(messages);
     // Modules that were initialised before there was an interpreter count as initialised, though
@@ -203,6 +206,7 @@ void PythonInterpreter::end()
             reportThreads(threads);
         else
             Py_Finalize();
+        PythonStreams::finish();
     }
     m_isEnding = false;
     if (m_isKept)
@@ -218,6 +222,8 @@ PythonInterpreter::RunGuard::RunGuard(PythonInterpreter &interpreter) : m_interp
 
 PythonInterpreter::RunGuard::~RunGuard()
 {
+    if (m_interpreter.m_runs == 1)
+        PythonStreams::finish(); // while a script that the sink runs is an inner one
     --m_interpreter.m_runs;
     if (m_interpreter.m_runs == 0) {
         if (m_interpreter.m_isEndRequested)

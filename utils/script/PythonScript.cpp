@@ -4,6 +4,7 @@
 #include "utils/platform/Platform.h"
 #include "utils/script/PythonReference_p.h"
 #include "utils/script/PythonRun_p.h"
+#include "utils/script/PythonStreams_p.h"
 #include "utils/script/PythonValues_p.h"
 #include "utils/settings/Settings.h"
 
@@ -81,6 +82,8 @@ PythonScript::~PythonScript()
                 Py_DECREF(object);
         }
         m_interpreter.end();
+        PythonStreams::setSink({});
+        PythonStreams::setSource({});
     });
 }
 
@@ -222,6 +225,13 @@ void PythonScript::reset()
 ScriptError PythonScript::error() const { return m_error; }
 
 QList<ScriptError> PythonScript::moduleErrors() const { return m_interpreter.moduleErrors(); }
+
+void PythonScript::setOutputSink(const ScriptOutputSink &sink) { PythonStreams::setSink(sink); }
+
+void PythonScript::setInputSource(const ScriptInputSource &source)
+{
+    PythonStreams::setSource(source);
+}
 
 bool PythonScript::start()
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "utils/script/IScriptConsole_p.h"
 #include "utils/script/IScriptEngine.h"
 #include "utils/script/PythonInterpreter_p.h"
 #include "utils/script/ScriptError_p.h"
@@ -64,7 +65,7 @@ struct PythonRun;
 /// that stack fails with a MemoryError. sys.setrecursionlimit() is limited to what that stack
 /// holds, and the limit is 1,000 again after each start. Each thread of a script has a sixteenth of
 /// that stack.
-class PythonScript : public IScriptEngine, public IScriptErrors
+class PythonScript : public IScriptEngine, public IScriptErrors, public IScriptConsole
 {
 public:
     PythonScript();
@@ -114,6 +115,9 @@ public:
 
     ScriptError error() const override;
     QList<ScriptError> moduleErrors() const override;
+
+    void setOutputSink(const ScriptOutputSink &sink) override;
+    void setInputSource(const ScriptInputSource &source) override;
 
 private:
     bool start();

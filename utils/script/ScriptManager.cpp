@@ -2,6 +2,7 @@
 
 #include "utils/Application_p.h"
 #include "utils/catalogue/Catalogue_p.h"
+#include "utils/script/IScriptConsole_p.h"
 #include "utils/script/IScriptEngine.h"
 #include "utils/script/ScriptEngines_p.h"
 #include "utils/script/ScriptError_p.h"
@@ -47,6 +48,16 @@ QList<IScriptEngine *> ScriptManagerPrivate::enginesFor(const Data::String &lang
     QList<IScriptEngine *> found;
     std::copy_if(engines.begin(), engines.end(), std::back_inserter(found),
                  [&](IScriptEngine *engine) { return supports(engine, languageOrPath); });
+    return found;
+}
+
+QList<IScriptConsole *> ScriptManagerPrivate::consoles() const
+{
+    QList<IScriptConsole *> found;
+    for (IScriptEngine *engine : engines) {
+        if (auto *const console = dynamic_cast<IScriptConsole *>(engine))
+            found.append(console);
+    }
     return found;
 }
 
@@ -212,6 +223,18 @@ QList<ScriptError> ScriptManager::moduleErrors(const Data::String &language) con
 bool ScriptManager::isExecuting() const { return d->executing != 0; }
 
 Signal &ScriptManager::ScriptExecuted() { return d->scriptExecuted; }
+
+void ScriptManager::setOutputSink(const ScriptOutputSink &sink)
+{
+    for (IScriptConsole *console : d->consoles())
+        console->setOutputSink(sink);
+}
+
+void ScriptManager::setInputSource(const ScriptInputSource &source)
+{
+    for (IScriptConsole *console : d->consoles())
+        console->setInputSource(source);
+}
 
 ScriptManager::ScriptManager() : d(std::make_unique<ScriptManagerPrivate>()) {}
 ScriptManager::~ScriptManager() = default;

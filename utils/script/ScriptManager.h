@@ -3,6 +3,7 @@
 #include "data/String.h"
 #include "data/Variant.h"
 #include "utils/Export.h"
+#include "utils/script/ScriptConsole.h"
 
 #include <QList>
 
@@ -136,6 +137,31 @@ public:
     /// Returns the signal "ScriptExecuted", which is sent after each run of a file. The payload has
     /// "path", the path as it was passed, and "result", the bool that execute() returns.
     Signal &ScriptExecuted();
+
+    /// Passes what scripts write with print, sys.stdout and sys.stderr, and the tracebacks of files
+    /// that fail, to \p sink, as text and in the order in which it is written. An empty function
+    /// removes the sink: the text goes to the streams of the process again, as by default.
+    ///
+    /// The sink is called on the main thread: at once for what that thread writes. What other
+    /// threads of scripts write waits until the main thread executes its next instruction of
+    /// Python, or its run ends. The sink may run scripts, and replace or remove the sink; what is
+    /// written while it runs is passed on after it has returned.
+    ///
+    /// A text is what one call writes, or several joined. A character whose bytes are written one
+    /// after the other arrives whole, and bytes that are not UTF-8 as U+FFFD. If the sink throws an
+    /// exception, the text goes to the stream of the process. So does the text of child processes
+    /// and of C code, and of copies of the process that a script makes.
+    ///
+    /// Remove the sink before what it uses is destroyed: the interpreter may write at its end.
+    void setOutputSink(const ScriptOutputSink &sink);
+
+    /// Makes scripts read \p source: raw_input(), input() and sys.stdin. An empty function removes
+    /// the source: scripts read the standard input of the process again, as by default.
+    ///
+    /// The source is called on the main thread, when a script reads more than it has supplied. A
+    /// read on another thread raises an IOError, and so does one by a script that the source runs,
+    /// and a source that throws an exception.
+    void setInputSource(const ScriptInputSource &source);
 
 private:
     ScriptManager();

@@ -10,6 +10,7 @@
 
 namespace Utils {
 
+class IScriptConsole;
 class IScriptEngine;
 
 /// The state of the manager.
@@ -23,6 +24,9 @@ struct ScriptManagerPrivate
 
     /// Returns every engine that supports \p languageOrPath.
     QList<IScriptEngine *> enginesFor(const Data::String &languageOrPath) const;
+
+    /// Returns the engines on which a console can be built.
+    QList<IScriptConsole *> consoles() const;
 
     QList<IScriptEngine *> engines; // owned
     int executing = 0;              // how deep execute(path) is nested

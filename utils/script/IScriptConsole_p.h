@@ -1,0 +1,18 @@
+#pragma once
+
+#include "utils/script/ScriptConsole.h"
+
+namespace Utils {
+
+/// What an engine adds to IScriptEngine when a console can be built on it. The behaviour for
+/// callers is described at ScriptManager.
+class IScriptConsole
+{
+public:
+    virtual ~IScriptConsole() = default;
+
+    virtual void setOutputSink(const ScriptOutputSink &sink) = 0;
+    virtual void setInputSource(const ScriptInputSource &source) = 0;
+};
+
+} // namespace Utils

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "data/String.h"
+
+#include <functional>
+
+namespace Utils {
+
+/// The stream to which a script has written a text.
+enum class ScriptChannel
+{
+    Output, ///< standard output: print and sys.stdout
+    Error,  ///< standard error: tracebacks, warnings and sys.stderr
+};
+
+/// Receives what scripts write; see ScriptManager::setOutputSink().
+using ScriptOutputSink = std::function<void(const Data::String &text, ScriptChannel channel)>;
+
+/// Supplies what scripts read; see ScriptManager::setInputSource().
+///
+/// Sets \p text to the next part of the input and returns true. Usually that is a line with its
+/// line feed, but it may be any text. Returns false at the end of the input.
+using ScriptInputSource = std::function<bool(Data::String &text)>;
+
+} // namespace Utils

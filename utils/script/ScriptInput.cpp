@@ -1,0 +1,63 @@
+#include "utils/script/ScriptInput_p.h"
+
+#include <QCoreApplication>
+
+#include <utility>
+
+namespace Utils {
+
+void ScriptInput::setSource(const ScriptInputSource &source)
+{
+    const auto replaced = std::exchange(
+        m_source, source ? std::make_shared<const ScriptInputSource>(source) : nullptr);
+    m_thread = std::this_thread::get_id();
+    m_process = QCoreApplication::applicationPid();
+    m_fetched.clear();
+    m_start = 0;
+}
+
+bool ScriptInput::hasSource() const
+{
+    return m_source && m_process == QCoreApplication::applicationPid();
+}
+
+ScriptInput::Outcome ScriptInput::fetch()
+{
+    if (std::this_thread::get_id() != m_thread)
+        return Outcome::OtherThread;
+    if (m_isFetching)
+        return Outcome::InUse;
+
+    const auto source = m_source; // which may be replaced while it runs
+    if (!source)
+        return Outcome::End;
+    m_isFetching = true;
+    Data::String text;
+    Outcome outcome = Outcome::Failed;
+    try {
+        outcome = (*source)(text) ? Outcome::Read : Outcome::End;
+        if (outcome == Outcome::Read && source == m_source) {
+            m_fetched = m_fetched.mid(m_start) + text.toUtf8();
+            m_start = 0;
+        }
+    } catch (...) { // no exception of the host may reach the interpreter
+        outcome = Outcome::Failed;
+    }
+    m_isFetching = false;
+    return outcome;
+}
+
+int ScriptInput::indexOf(char byte, int start) const
+{
+    const int found = m_fetched.indexOf(byte, m_start + start);
+    return found < 0 ? -1 : found - m_start;
+}
+
+QByteArray ScriptInput::take(int size)
+{
+    const QByteArray taken = m_fetched.mid(m_start, size);
+    m_start += taken.size();
+    return taken;
+}
+
+} // namespace Utils
