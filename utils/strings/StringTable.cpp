@@ -1,13 +1,30 @@
 #include "utils/strings/StringTable.h"
 
+#include "utils/files/File.h"
 #include "utils/strings/StringTable_p.h"
 #include "utils/strings/Translator.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QStringList>
+
+#include <new>
 
 namespace Utils {
 
 static const QLatin1Char dot('.');
+
+static unsigned numLanguageChanges = 0;
+
+/// The language that initialize() and setLanguage() select by \p name.
+static Data::String languageOf(const Data::String &name)
+{
+    if (name.contains(QLatin1Char('_')))
+        return name.section(QLatin1Char('_'), 0, 0);
+    if (name.size() == 5 && name.endsWith(QLatin1String("IDS")))
+        return name.left(2);
+    return name;
+}
 
 void StringTable::initialize(const Data::String &language, const Data::String &contexts,
                              const Data::String &productContext)
@@ -25,13 +42,55 @@ void StringTable::initialize(const Data::String &language, const Data::String &c
     texts->translator = new Translator;
     isRunning = false;
 
-    texts->language = language;
-    if (language.size() == 5 && language.endsWith(QLatin1String("IDS")))
-        texts->language = language.left(2);
-    if (language.contains(QLatin1Char('_')))
-        texts->language = language.section(QLatin1Char('_'), 0, 0);
+    texts->language = languageOf(language);
     texts->contexts = contexts;
     texts->productContext = productContext;
+}
+
+bool StringTable::setLanguage(const Data::String &language)
+{
+    Catalogue *const texts = catalogue.ifAlive();
+    const Data::String name = languageOf(language);
+    if (!texts || texts->language.isEmpty() || name.isEmpty())
+        return false;
+    if (name == texts->language)
+        return true;
+
+    try {
+        // Replaced only when everything is complete.
+        QMap<Data::String, CatalogueTable> tables;
+        QMap<Data::String, Data::String> uiIndex = texts->uiIndex;
+        for (auto old = texts->tables.constBegin(); old != texts->tables.constEnd(); ++old) {
+            CatalogueTable &table = tables[old.key()];
+            const Data::String file = old.key().mid(1);
+            const bool exists = !File::findResource(file, "_" + name + ".xml").isEmpty();
+            if (!readStringTable(table, file, exists ? name : Data::String("en")))
+                return false;
+            for (auto form = table.uiStrings.begin(); form != table.uiStrings.end(); ++form) {
+                if (!uiIndex.contains(form.key()))
+                    uiIndex[form.key()] = old.key();
+            }
+        }
+        const Data::String held = copyOf(name);
+        texts->tables.swap(tables);
+        texts->uiIndex.swap(uiIndex);
+        texts->language = held;
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+    texts->found = QHash<Data::String, Data::String>();
+    ++numLanguageChanges;
+    if (QCoreApplication *const application = QCoreApplication::instance()) {
+        QEvent changed(QEvent::LanguageChange);
+        QCoreApplication::sendEvent(application, &changed);
+    }
+    return true;
+}
+
+Data::String StringTable::language()
+{
+    const Catalogue *const texts = catalogue.ifAlive();
+    return texts ? texts->language : Data::String();
 }
 
 Data::String StringTable::lookup(const Data::String &key) { return textOf(key); }
@@ -62,12 +121,13 @@ Data::String StringTable::lookupi(const Data::String &key, int index, char separ
     {
         Data::String key;
         QStringList items;
+        unsigned language; // the number of language changes before
     };
     // Never destroyed: static objects of a host may still call this when the process ends.
-    static auto &last = *new Items;
+    static auto &last = *new Items{};
 
-    if (last.key != key)
-        last = {copyOf(key), lookup(key).split(QLatin1Char(separator))};
+    if (last.key != key || last.language != numLanguageChanges)
+        last = {copyOf(key), lookup(key).split(QLatin1Char(separator)), numLanguageChanges};
     return itemOf(last.items, index);
 }
 

@@ -197,6 +197,18 @@ public:
     /// this class, and is not called for keys that it looks up itself. It does not change the
     /// result of the lookup.
     static void setMissingKeyHandler(const MissingKeyHandler &handler);
+
+    /// Changes the current language while the program runs: loads each loaded table in \p language,
+    /// which is written as for initialize(), then sends QEvent::LanguageChange to the application.
+    /// Qt passes the event to all windows, which then look up their texts anew.
+    ///
+    /// True without an event when \p language is the current one. False, with nothing changed,
+    /// before initialize(), when \p language is empty, when load() of a table would fail, and when
+    /// the memory does not suffice.
+    static bool setLanguage(const Data::String &language);
+
+    /// The current language, such as "en"; "" before initialize().
+    static Data::String language();
 };
 
 } // namespace Utils

@@ -1,0 +1,121 @@
+#include "utils/strings/StringTable.h"
+
+#include "tests/strings/Catalogue.h" // resetCatalogue
+#include "tests/support/Files.h"     // makeFile
+#include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
+#include "utils/files/File.h"
+
+#include <QCoreApplication>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using Utils::StringTable;
+
+/// Counts the events by which Qt tells that the language has changed, and what was shown then.
+class LanguageEvents : public QObject
+{
+public:
+    LanguageEvents() { QCoreApplication::instance()->installEventFilter(this); }
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::LanguageChange)
+            shown.append(StringTable::lookup(".Fruit.msg.apple"));
+        return false;
+    }
+
+    QStringList shown;
+};
+
+class tst_StringTable_language : public QObject
+{
+    Q_OBJECT
+
+private:
+    bool makeTable(const QString &name, const QString &language, const QByteArray &body)
+    {
+        const QString path = m_root.filePath("locale/" + name + '_' + language + ".xml");
+        return !makeFile(path, "<!DOCTYPE StringTable>\n<strings>" + body + "</strings>\n")
+                    .isEmpty();
+    }
+
+    QTemporaryDir m_root;
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        Utils::File::setSearchPath(m_root.path(), "");
+        QVERIFY(
+            makeTable("Fruit", "en",
+                      "<string id='.msg.apple'>apple</string><string id='.ctx.list'>a; b</string>"
+                      "<ui name='Basket'><string id='.title'>Basket</string></ui>"));
+        QVERIFY(
+            makeTable("Fruit", "de",
+                      "<string id='.msg.apple'>Apfel</string><string id='.ctx.list'>c; d</string>"
+                      "<ui name='Basket'><string id='.title'>Korb</string></ui>"));
+        QVERIFY(makeTable("Only", "en", "<string id='.msg.nut'>nut</string>"));
+        QVERIFY(makeTable("Broken", "en", "<string id='.msg.x'>x</string>"));
+        QVERIFY(makeTable("Broken", "de", "<string id='.msg.x'>"));
+    }
+
+    void init()
+    {
+        StringTable::initialize("en", "", "");
+        QVERIFY(StringTable::load("Fruit"));
+    }
+
+    void cleanup() { resetCatalogue(); }
+
+    void changesAllTextsWhileTheProgramRuns()
+    {
+        QVERIFY(StringTable::load("Only"));
+        QCOMPARE(StringTable::lookup(".Fruit.msg.apple"), Data::String("apple"));
+        QCOMPARE(StringTable::lookupi(".Fruit.ctx.list", 1), Data::String("b"));
+        QCOMPARE(StringTable::lookup(".title", "Basket"), Data::String("Basket"));
+
+        QVERIFY(StringTable::setLanguage("de_AT"));
+
+        QCOMPARE(StringTable::language(), Data::String("de"));
+        QCOMPARE(StringTable::lookup(".Fruit.msg.apple"), Data::String("Apfel"));
+        QCOMPARE(StringTable::lookupi(".Fruit.ctx.list", 1), Data::String("d"));
+        QCOMPARE(StringTable::lookup(".title", "Basket"), Data::String("Korb"));
+        QCOMPARE(StringTable::lookup(".Only.msg.nut"), Data::String("nut")); // no file in German
+        QCOMPARE(StringTable::lookupl(".Fruit.msg.apple", "en"), Data::String("apple"));
+    }
+
+    void tellsTheApplicationAfterTheChange()
+    {
+        LanguageEvents events;
+
+        QVERIFY(StringTable::setLanguage("de"));
+        QVERIFY(StringTable::setLanguage("de")); // no change
+
+        QCOMPARE(events.shown, QStringList{"Apfel"});
+    }
+
+    void keepsTheLanguageWhenATableCannotBeRead()
+    {
+        QVERIFY(StringTable::load("Broken"));
+        LanguageEvents events;
+
+        QVERIFY(!StringTable::setLanguage("de"));
+        QVERIFY(!StringTable::setLanguage(""));
+        QVERIFY(!StringTable::setLanguage("_DE"));
+
+        QCOMPARE(StringTable::language(), Data::String("en"));
+        QCOMPARE(StringTable::lookup(".Fruit.msg.apple"), Data::String("apple"));
+        QCOMPARE(events.shown, QStringList());
+    }
+
+    void hasNoLanguageToChangeBeforeItIsSetUp()
+    {
+        resetCatalogue();
+
+        QVERIFY(!StringTable::setLanguage("de"));
+
+        QCOMPARE(StringTable::language(), Data::String());
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_StringTable_language)
+#include "tst_StringTable_language.moc"
