@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QWidget>
+
+QT_FORWARD_DECLARE_CLASS(QFrame)
+QT_FORWARD_DECLARE_CLASS(QLabel)
+QT_FORWARD_DECLARE_CLASS(QPushButton)
+
+namespace Workbench {
+
+class Document;
+class Pane;
+struct DocumentKind;
+
+/// The tab of a document: its view, and above it a bar that tells what happened to the file.
+class DocumentTab : public QWidget
+{
+    Q_OBJECT
+
+public:
+    DocumentTab(const DocumentKind &kind, const QString &path, QWidget *parent);
+
+    Document &document() const { return *m_document; }
+    Pane &view() const { return *m_view; }
+
+    /// The name of the file, with a star when there are unsaved changes.
+    QString title() const;
+
+    /// Tells when the file is not there any more.
+    void checkFile();
+
+    void closeBar();
+
+Q_SIGNALS:
+    void titleChanged();
+    void reloadWanted();
+
+private:
+    void tell(const char *id, bool canReload);
+
+    Document *m_document;
+    QFrame *m_bar;
+    QLabel *m_message;
+    QPushButton *m_reload;
+    QPushButton *m_ignore;
+    Pane *m_view;
+    bool m_isMissing = false;
+};
+
+} // namespace Workbench

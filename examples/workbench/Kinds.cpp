@@ -1,0 +1,41 @@
+#include "examples/workbench/Kinds.h"
+
+#include "examples/workbench/table/TableDocument.h"
+#include "examples/workbench/table/TableView.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace Workbench {
+
+const std::vector<DocumentKind> &documentKinds()
+{
+    // Tables are last: any text may be one.
+    static const std::vector<DocumentKind> kinds = {
+        {".ctx.tables",
+         {"*.csv", "*.tsv", "*.txt", "*.dat"},
+         [](const QString &path) -> Document * { return new TableDocument(path); },
+         [](Document *document, QWidget *parent) -> Pane * {
+             return new TableView(static_cast<TableDocument &>(*document), parent);
+         }},
+    };
+    return kinds;
+}
+
+const DocumentKind &kindOf(const QString &path)
+{
+    const QString name = QFileInfo(path).fileName();
+    for (const DocumentKind &kind : documentKinds()) {
+        if (QDir::match(kind.patterns, name))
+            return kind;
+    }
+    return documentKinds().back();
+}
+
+const std::vector<ToolKind> &toolKinds()
+{
+    static const std::vector<ToolKind> kinds = {};
+    return kinds;
+}
+
+} // namespace Workbench

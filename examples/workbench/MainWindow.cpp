@@ -1,0 +1,361 @@
+#include "examples/workbench/MainWindow.h"
+
+#include "examples/workbench/Document.h"
+#include "examples/workbench/DocumentTab.h"
+#include "examples/workbench/Kinds.h"
+#include "examples/workbench/Pane.h"
+#include "examples/workbench/Preferences.h"
+#include "examples/workbench/Texts.h"
+#include "utils/settings/Settings.h"
+#include "utils/strings/StringTable.h"
+
+#include <QActionGroup>
+#include <QApplication>
+#include <QDockWidget>
+#include <QFileInfo>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QScreen>
+#include <QStackedWidget>
+#include <QStatusBar>
+#include <QStyle>
+#include <QTabWidget>
+#include <QToolBar>
+#include <QToolButton>
+
+namespace Workbench {
+
+static const int layoutVersion = 1; // of the docks and tool bars; another one is not restored
+
+MainWindow::MainWindow()
+    : m_center(new QStackedWidget(this)), m_welcome(new QLabel(m_center)),
+      m_tabs(new QTabWidget(m_center))
+{
+    setObjectName("MainWindow");
+    setAcceptDrops(true);
+    setDockNestingEnabled(true);
+    setCorner(Qt::BottomRightCorner, Qt::RightDockWidgetArea);
+
+    m_welcome->setAlignment(Qt::AlignCenter);
+    m_welcome->setWordWrap(true);
+    bindText(m_welcome, "text", ".msg.welcome");
+    m_tabs->setDocumentMode(true);
+    m_tabs->setTabsClosable(true);
+    m_tabs->setMovable(true);
+    bindText(m_tabs, "accessibleName", ".ctx.documents");
+    m_center->addWidget(m_welcome);
+    m_center->addWidget(m_tabs);
+    setCentralWidget(m_center);
+
+    addFileMenu();
+    addEditMenu();
+    m_viewMenu = addMenu(".ctx.tables");
+    addTools();
+    addWindowMenu();
+    addSettingsMenu();
+    addHelpMenu();
+    addToolBar();
+    addStatusBar();
+
+    connect(m_tabs, &QTabWidget::currentChanged, this, &MainWindow::updateCurrent);
+    connect(m_tabs, &QTabWidget::tabCloseRequested, this,
+            [this](int index) { closeTab(qobject_cast<DocumentTab *>(m_tabs->widget(index))); });
+    m_settings.setCallback(this, &MainWindow::takeSetting);
+    updateCurrent();
+
+    // From the font rather than in pixels, for screens of any resolution.
+    const QSize wanted = fontMetrics().averageCharWidth() * QSize(190, 120);
+    resize(wanted.boundedTo(screen()->availableSize()));
+}
+
+MainWindow::~MainWindow()
+{
+    // The tools must not hear of documents that end after them.
+    disconnect(m_tabs, nullptr, this, nullptr);
+    for (Pane *const tool : m_tools)
+        tool->setCurrentView(nullptr);
+}
+
+DocumentTab *MainWindow::currentTab() const
+{
+    return qobject_cast<DocumentTab *>(m_tabs->currentWidget());
+}
+
+Pane *MainWindow::tool(const QString &name) const
+{
+    const auto *const dock = findChild<QDockWidget *>(name);
+    return dock ? qobject_cast<Pane *>(dock->widget()) : nullptr;
+}
+
+QAction *MainWindow::addCommand(QMenu *menu, const char *name, const QKeySequence &shortcut,
+                                const std::function<void()> &run)
+{
+    auto *const action = new QAction(this);
+    action->setObjectName(name);
+    action->setShortcut(shortcut);
+    bindText(action, "text", QByteArray(".ctx.") + name);
+    connect(action, &QAction::triggered, this, [run] { run(); });
+    menu->addAction(action);
+    return action;
+}
+
+QMenu *MainWindow::addMenu(const char *title)
+{
+    auto *const menu = new QMenu(this);
+    bindText(menu, "title", title);
+    menuBar()->addMenu(menu);
+    return menu;
+}
+
+void MainWindow::addFileMenu()
+{
+    QMenu *const menu = addMenu(".ctx.file");
+    const auto icon = [this](QStyle::StandardPixmap name) { return style()->standardIcon(name); };
+    addCommand(menu, "open", QKeySequence::Open, [this] {
+        askForFiles();
+    })->setIcon(icon(QStyle::SP_DialogOpenButton));
+    m_recent = menu->addMenu(QString());
+    bindText(m_recent, "title", ".ctx.recent");
+    connect(m_recent, &QMenu::aboutToShow, this, &MainWindow::fillRecentMenu);
+    menu->addSeparator();
+
+    QAction *const saves =
+        addCommand(menu, "save", QKeySequence::Save, [this] { save(*currentTab()); });
+    saves->setIcon(icon(QStyle::SP_DialogSaveButton));
+    QAction *const savesAs =
+        addCommand(menu, "saveAs", QKeySequence::SaveAs, [this] { saveAs(*currentTab()); });
+    QAction *const reloads =
+        addCommand(menu, "reload", QKeySequence::Refresh, [this] { reload(*currentTab()); });
+    QAction *const closes =
+        addCommand(menu, "close", QKeySequence::Close, [this] { closeTab(currentTab()); });
+    m_needDocument = {saves, savesAs, reloads, closes};
+    menu->addSeparator();
+    addCommand(menu, "quit", QKeySequence::Quit, [this] { close(); });
+}
+
+void MainWindow::addEditMenu()
+{
+    QMenu *const menu = addMenu(".ctx.edit");
+    QAction *const undo =
+        addCommand(menu, "undo", QKeySequence::Undo, [this] { m_changes.undo(); });
+    QAction *const redo =
+        addCommand(menu, "redo", QKeySequence::Redo, [this] { m_changes.redo(); });
+    undo->setIcon(style()->standardIcon(QStyle::SP_ArrowBack));
+    redo->setIcon(style()->standardIcon(QStyle::SP_ArrowForward));
+    undo->setEnabled(false);
+    redo->setEnabled(false);
+    connect(&m_changes, &QUndoGroup::canUndoChanged, undo, &QAction::setEnabled);
+    connect(&m_changes, &QUndoGroup::canRedoChanged, redo, &QAction::setEnabled);
+}
+
+void MainWindow::addTools()
+{
+    for (const ToolKind &kind : toolKinds()) {
+        auto *const dock = new QDockWidget(this);
+        dock->setObjectName(kind.name);
+        Pane *const tool = kind.make(dock);
+        bindText(dock, "windowTitle", tool->title());
+        dock->setWidget(tool);
+        addDockWidget(kind.area, dock);
+        m_tools.append(tool);
+        if (!tool->actions().isEmpty())
+            addMenu(tool->title())->addActions(tool->actions());
+    }
+}
+
+void MainWindow::addWindowMenu()
+{
+    QMenu *const menu = addMenu(".ctx.window");
+    for (const ToolKind &kind : toolKinds())
+        menu->addAction(findChild<QDockWidget *>(kind.name)->toggleViewAction());
+    menu->addSeparator();
+    addCommand(menu, "nextPane", Qt::Key_F6, [this] { moveFocus(1); });
+    addCommand(menu, "previousPane", Qt::SHIFT + Qt::Key_F6, [this] { moveFocus(-1); });
+}
+
+void MainWindow::addSettingsMenu()
+{
+    QMenu *const menu = addMenu(".ctx.settings");
+    m_languages = menu->addMenu(QString());
+    bindText(m_languages, "title", ".ctx.languages");
+    connect(m_languages, &QMenu::aboutToShow, this, &MainWindow::fillLanguageMenu);
+}
+
+void MainWindow::addHelpMenu()
+{
+    QMenu *const menu = addMenu(".ctx.help");
+    addCommand(menu, "about", {}, [this] {
+        QMessageBox::about(this, text(".ctx.program"),
+                           text(".msg.about").arg(QCoreApplication::applicationVersion()));
+    });
+    addCommand(menu, "aboutQt", {}, [] { QApplication::aboutQt(); });
+}
+
+void MainWindow::addToolBar()
+{
+    QToolBar *const bar = QMainWindow::addToolBar(QString());
+    bar->setObjectName("toolBar");
+    bindText(bar, "windowTitle", ".ctx.toolBar");
+    for (const char *name : {"open", "save", "undo", "redo"})
+        bar->addAction(findChild<QAction *>(name));
+}
+
+void MainWindow::addStatusBar()
+{
+    m_format = new QToolButton(this);
+    m_format->setAutoRaise(true);
+    m_format->setFocusPolicy(Qt::TabFocus);
+    m_format->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    bindText(m_format, "toolTip", ".msg.format");
+    bindText(m_format, "accessibleName", ".ctx.format");
+    statusBar()->addWidget(m_format, 1);
+    // A pane whose documents have a format that can be changed has a command of this name.
+    connect(m_format, &QToolButton::clicked, this, [this] {
+        QAction *const change = currentTab()->view().findChild<QAction *>("format");
+        if (change && change->isEnabled())
+            change->trigger();
+    });
+}
+
+void MainWindow::fillRecentMenu()
+{
+    m_recent->clear();
+    const QStringList paths =
+        Utils::Settings().getMRU(Preferences::recentFiles, /*checkExists=*/true);
+    for (const QString &path : paths) {
+        QString shown = path;
+        QAction *const action = m_recent->addAction(shown.replace('&', "&&"));
+        connect(action, &QAction::triggered, this, [this, path] { openFiles({path}); });
+    }
+    if (paths.isEmpty())
+        m_recent->addAction(text(".ctx.none"))->setEnabled(false);
+}
+
+void MainWindow::fillLanguageMenu()
+{
+    m_languages->clear();
+    auto *const group = new QActionGroup(m_languages);
+    for (const QString &language : languages()) {
+        QAction *const action = m_languages->addAction(nameOf(language));
+        action->setCheckable(true);
+        action->setChecked(language == Utils::StringTable::language());
+        group->addAction(action);
+        connect(action, &QAction::triggered, this,
+                [language] { Preferences::language.set(language); });
+    }
+}
+
+void MainWindow::takeSetting(const Data::VariantCollection &change)
+{
+    if (change["key"].toString() == Preferences::language.key() &&
+        !setLanguage(Preferences::language.value()))
+        tell(text(".err.language").arg(Preferences::language.value()));
+}
+
+void MainWindow::restoreLayout()
+{
+    const Utils::Settings settings("Window");
+    restoreGeometry(settings.getValue("geometry").toByteArray());
+    restoreState(settings.getValue("state").toByteArray(), layoutVersion);
+    for (Pane *const tool : m_tools)
+        tool->restoreState();
+}
+
+void MainWindow::saveLayout() const
+{
+    Utils::Settings settings("Window");
+    settings.setValue("geometry", QVariant(saveGeometry()));
+    settings.setValue("state", QVariant(saveState(layoutVersion)));
+    for (const Pane *const tool : qAsConst(m_tools))
+        tool->saveState();
+}
+
+void MainWindow::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        updateTexts();
+    if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
+        for (DocumentTab *const tab : tabs())
+            tab->checkFile();
+    }
+    QMainWindow::changeEvent(event);
+}
+
+void MainWindow::updateTexts()
+{
+    retranslate(this);
+    updateTitles();
+}
+
+void MainWindow::updateCurrent()
+{
+    DocumentTab *const tab = currentTab();
+    Pane *const view = tab ? &tab->view() : nullptr;
+    m_center->setCurrentWidget(tab ? static_cast<QWidget *>(m_tabs) : m_welcome);
+    m_changes.setActiveStack(tab ? &tab->document().changes() : nullptr);
+    for (QAction *const action : qAsConst(m_needDocument))
+        action->setEnabled(tab);
+
+    m_viewMenu->clear();
+    m_viewMenu->menuAction()->setVisible(view && !view->actions().isEmpty());
+    if (view) {
+        bindText(m_viewMenu, "title", view->title());
+        m_viewMenu->addActions(view->actions());
+        view->setFocus();
+    }
+    for (Pane *const tool : qAsConst(m_tools))
+        tool->setCurrentView(view);
+    updateTitles();
+}
+
+void MainWindow::updateTitles()
+{
+    for (DocumentTab *const tab : tabs()) {
+        const int index = m_tabs->indexOf(tab);
+        m_tabs->setTabText(index, tab->title().replace('&', "&&"));
+        m_tabs->setTabToolTip(index, tab->document().path());
+    }
+    const DocumentTab *const tab = currentTab();
+    const QString program = text(".ctx.program");
+    setWindowTitle(tab ? QFileInfo(tab->document().path()).fileName() + "[*] \u2013 " + program
+                       : program);
+    setWindowModified(tab && tab->document().isChanged());
+    m_format->setText(tab ? tab->document().description() : QString());
+    m_format->setEnabled(tab);
+}
+
+/// The widget in \p pane that gets the focus when the pane does.
+static QWidget *focusTarget(QWidget *pane)
+{
+    if (pane->focusPolicy() != Qt::NoFocus || pane->focusProxy())
+        return pane;
+    const QList<QWidget *> parts = pane->findChildren<QWidget *>();
+    for (QWidget *const part : parts) {
+        if ((part->focusPolicy() & Qt::TabFocus) && part->isVisible() && part->isEnabled())
+            return part;
+    }
+    return pane;
+}
+
+void MainWindow::moveFocus(int step)
+{
+    QList<QWidget *> panes;
+    if (DocumentTab *const tab = currentTab())
+        panes.append(&tab->view());
+    for (Pane *const tool : qAsConst(m_tools)) {
+        if (tool->isVisible())
+            panes.append(tool);
+    }
+    if (panes.isEmpty())
+        return;
+    int current = -1;
+    for (int i = 0; i < panes.size(); ++i) {
+        if (panes[i] == focusWidget() || panes[i]->isAncestorOf(focusWidget()))
+            current = i;
+    }
+    const int next = current < 0 ? 0 : (current + step + panes.size()) % panes.size();
+    focusTarget(panes[next])->setFocus(Qt::ShortcutFocusReason);
+}
+
+} // namespace Workbench

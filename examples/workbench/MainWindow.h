@@ -1,0 +1,96 @@
+#pragma once
+
+#include "utils/settings/SettingsSlot.h"
+#include "utils/settings/SettingsWatch.h"
+
+#include <QMainWindow>
+#include <QUndoGroup>
+
+QT_FORWARD_DECLARE_CLASS(QLabel)
+QT_FORWARD_DECLARE_CLASS(QStackedWidget)
+QT_FORWARD_DECLARE_CLASS(QTabWidget)
+QT_FORWARD_DECLARE_CLASS(QToolButton)
+
+namespace Workbench {
+
+class DocumentTab;
+class Pane;
+
+/// The window: documents in tabs, tools in docks, and a menu for each of them.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    MainWindow();
+    ~MainWindow() override;
+
+    /// Restores size, docks and the choices in the panes from the settings. They are stored when
+    /// the window is closed.
+    void restoreLayout();
+
+    /// Opens files in tabs of their own; a file that is open already becomes the current one. Tells
+    /// the user which ones cannot be read.
+    void openFiles(const QStringList &paths);
+
+    /// The tab that is shown, or null when there is none.
+    DocumentTab *currentTab() const;
+
+    /// The tool that has the name \p name in toolKinds(), or null.
+    Pane *tool(const QString &name) const;
+
+protected:
+    void changeEvent(QEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
+
+private:
+    QAction *addCommand(QMenu *menu, const char *name, const QKeySequence &shortcut,
+                        const std::function<void()> &run);
+    QMenu *addMenu(const char *title);
+    void addFileMenu();
+    void addEditMenu();
+    void addTools();
+    void addWindowMenu();
+    void addSettingsMenu();
+    void addHelpMenu();
+    void addToolBar();
+    void addStatusBar();
+    void fillRecentMenu();
+    void fillLanguageMenu();
+    void saveLayout() const;
+    void takeSetting(const Data::VariantCollection &change);
+
+    // In MainWindow_files.cpp.
+    void askForFiles();
+    bool open(const QString &path);
+    bool save(DocumentTab &tab);
+    bool saveAs(DocumentTab &tab);
+    bool write(DocumentTab &tab, const QString &path);
+    bool mayClose(DocumentTab &tab);
+    void closeTab(DocumentTab *tab);
+    void reload(DocumentTab &tab);
+    void tell(const QString &message);
+    QList<DocumentTab *> tabs() const;
+
+    void updateCurrent();
+    void updateTitles();
+    void updateTexts();
+    void moveFocus(int step);
+
+    QStackedWidget *m_center;
+    QLabel *m_welcome;
+    QTabWidget *m_tabs;
+    QToolButton *m_format = nullptr;
+    QMenu *m_recent = nullptr;
+    QMenu *m_viewMenu = nullptr;
+    QMenu *m_languages = nullptr;
+    QList<QAction *> m_needDocument;
+    QList<Pane *> m_tools;
+    QUndoGroup m_changes;
+    Utils::SettingsWatch m_otherInstances;
+    Utils::SettingsSlot m_settings{"Workbench/", nullptr};
+};
+
+} // namespace Workbench

@@ -1,0 +1,196 @@
+// The files of the main window: opened, saved, read again and closed.
+
+#include "examples/workbench/Document.h"
+#include "examples/workbench/DocumentTab.h"
+#include "examples/workbench/Kinds.h"
+#include "examples/workbench/MainWindow.h"
+#include "examples/workbench/Pane.h"
+#include "examples/workbench/Preferences.h"
+#include "examples/workbench/Texts.h"
+#include "utils/feedback/WaitCursor.h"
+#include "utils/files/File.h"
+#include "utils/settings/Settings.h"
+
+#include <QCloseEvent>
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTabWidget>
+
+namespace Workbench {
+
+using Utils::File;
+using Utils::Settings;
+
+QList<DocumentTab *> MainWindow::tabs() const
+{
+    QList<DocumentTab *> all;
+    for (int i = 0; i < m_tabs->count(); ++i)
+        all.append(qobject_cast<DocumentTab *>(m_tabs->widget(i)));
+    return all;
+}
+
+void MainWindow::tell(const QString &message)
+{
+    QMessageBox::warning(this, text(".ctx.program"), message);
+}
+
+void MainWindow::askForFiles()
+{
+    QStringList filters;
+    QStringList all;
+    for (const DocumentKind &kind : documentKinds()) {
+        filters.append(text(kind.name).remove('&') + " (" + kind.patterns.join(' ') + ')');
+        all += kind.patterns;
+    }
+    filters.prepend(text(".ctx.known") + " (" + all.join(' ') + ')');
+    filters.append(text(".ctx.allFiles") + " (*)");
+    openFiles(QFileDialog::getOpenFileNames(this, text(".ctx.openTitle"),
+                                            Settings().firstMRUPath(Preferences::recentFiles),
+                                            filters.join(";;")));
+}
+
+void MainWindow::openFiles(const QStringList &paths)
+{
+    QStringList problems;
+    for (const QString &path : paths) {
+        if (!open(path))
+            problems.append(File::lastError().isEmpty() ? text(".err.open").arg(path)
+                                                        : QString(File::lastError()));
+    }
+    if (!problems.isEmpty())
+        tell(problems.join('\n'));
+}
+
+bool MainWindow::open(const QString &path)
+{
+    const QString absolute = QFileInfo(path).absoluteFilePath();
+    for (DocumentTab *const tab : tabs()) {
+        if (File::isSamePath(tab->document().path(), absolute)) {
+            m_tabs->setCurrentWidget(tab);
+            return true;
+        }
+    }
+
+    const Utils::WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
+    auto *const tab = new DocumentTab(kindOf(absolute), absolute, m_tabs);
+    tab->hide();
+    if (!tab->document().read()) {
+        delete tab;
+        return false;
+    }
+    m_changes.addStack(&tab->document().changes());
+    connect(tab, &DocumentTab::titleChanged, this, &MainWindow::updateTitles);
+    connect(tab, &DocumentTab::reloadWanted, this, [this, tab] { reload(*tab); });
+    connect(&tab->document(), &Document::contentsReplaced, this, &MainWindow::updateTitles);
+    m_tabs->setCurrentIndex(m_tabs->addTab(tab, tab->title()));
+    Settings().addMRU(Preferences::recentFiles, absolute);
+    return true;
+}
+
+bool MainWindow::write(DocumentTab &tab, const QString &path)
+{
+    const Utils::WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
+    if (!tab.document().write(path)) {
+        const Utils::WaitCursor none(/*suspend=*/true, /*enable=*/true);
+        tell(text(".err.save").arg(QString(File::lastError())));
+        return false;
+    }
+    tab.closeBar();
+    Settings().addMRU(Preferences::recentFiles, tab.document().path());
+    statusBar()->showMessage(text(".msg.saved").arg(tab.title()), 5000);
+    return true;
+}
+
+bool MainWindow::save(DocumentTab &tab)
+{
+    const QString loss = tab.document().whatSavingLoses();
+    if (loss.isEmpty())
+        return write(tab, tab.document().path());
+
+    QMessageBox box(QMessageBox::Question, text(".ctx.program"), loss, QMessageBox::NoButton, this);
+    const QAbstractButton *const all = box.addButton(QMessageBox::Save);
+    const QAbstractButton *const other =
+        box.addButton(text(".ctx.saveAs").remove('&'), QMessageBox::ActionRole);
+    box.addButton(QMessageBox::Cancel);
+    box.exec();
+    if (box.clickedButton() == other)
+        return saveAs(tab);
+    return box.clickedButton() == all && write(tab, tab.document().path());
+}
+
+bool MainWindow::saveAs(DocumentTab &tab)
+{
+    const QString path = QFileDialog::getSaveFileName(
+        this, text(".ctx.saveTitle"), tab.document().path(), tab.document().saveFilter());
+    return !path.isEmpty() && write(tab, path);
+}
+
+bool MainWindow::mayClose(DocumentTab &tab)
+{
+    if (!tab.document().isChanged())
+        return true;
+    m_tabs->setCurrentWidget(&tab);
+    const auto answer = QMessageBox::question(
+        this, text(".ctx.program"),
+        text(".msg.unsaved").arg(QFileInfo(tab.document().path()).fileName()),
+        QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+    return answer == QMessageBox::Save ? save(tab) : answer == QMessageBox::Discard;
+}
+
+void MainWindow::closeTab(DocumentTab *tab)
+{
+    if (!tab || !mayClose(*tab))
+        return;
+    m_tabs->removeTab(m_tabs->indexOf(tab));
+    tab->deleteLater(); // it may be one of its own buttons that was clicked
+}
+
+void MainWindow::reload(DocumentTab &tab)
+{
+    if (tab.document().isChanged() &&
+        QMessageBox::question(this, text(".ctx.program"), text(".msg.reloadLoses")) !=
+            QMessageBox::Yes)
+        return;
+    const Utils::WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
+    if (tab.document().read()) {
+        tab.closeBar();
+        return;
+    }
+    const Utils::WaitCursor none(/*suspend=*/true, /*enable=*/true);
+    tell(File::lastError());
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    for (DocumentTab *const tab : tabs()) {
+        if (!mayClose(*tab)) {
+            event->ignore();
+            return;
+        }
+    }
+    saveLayout();
+    QMainWindow::closeEvent(event);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent *event)
+{
+    if (event->mimeData()->hasUrls())
+        event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent *event)
+{
+    QStringList paths;
+    const QList<QUrl> urls = event->mimeData()->urls();
+    for (const QUrl &url : urls) {
+        if (url.isLocalFile())
+            paths.append(url.toLocalFile());
+    }
+    event->acceptProposedAction();
+    openFiles(paths);
+}
+
+} // namespace Workbench

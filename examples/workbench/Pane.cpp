@@ -1,0 +1,47 @@
+#include "examples/workbench/Pane.h"
+
+#include "examples/workbench/Texts.h"
+
+#include <QAction>
+#include <QEvent>
+
+namespace Workbench {
+
+Pane::Pane(const char *title, QWidget *parent) : QWidget(parent), m_title(title)
+{
+    bindText(this, "windowTitle", title);
+    bindText(this, "accessibleName", title);
+}
+
+void Pane::setCurrentView(Pane *) {}
+void Pane::updateTexts() {}
+void Pane::saveState() const {}
+void Pane::restoreState() {}
+
+QAction *Pane::addCommand(const char *name, const QKeySequence &shortcut,
+                          const std::function<void()> &run)
+{
+    auto *const action = new QAction(this);
+    action->setObjectName(name);
+    action->setShortcut(shortcut);
+    bindText(action, "text", QByteArray(".ctx.") + name);
+    connect(action, &QAction::triggered, this, [run] { run(); });
+    addAction(action);
+    return action;
+}
+
+void Pane::addSeparator()
+{
+    auto *const separator = new QAction(this);
+    separator->setSeparator(true);
+    addAction(separator);
+}
+
+void Pane::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        updateTexts();
+    QWidget::changeEvent(event);
+}
+
+} // namespace Workbench

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QKeySequence>
+#include <QWidget>
+
+#include <functional>
+
+QT_FORWARD_DECLARE_CLASS(QAction)
+
+namespace Workbench {
+
+/// A part of the main window with a task of its own: the view of a document, in a tab, or a tool in
+/// a dock.
+///
+/// To add a pane: derive a class in a folder of its own, list it in Kinds.cpp, and add its texts to
+/// res/locale. The main window makes the dock or the tab, the menu and the shortcuts of the pane.
+class Pane : public QWidget
+{
+    Q_OBJECT
+
+public:
+    /// \p title is the id of the text that is the title of the pane and of its menu.
+    Pane(const char *title, QWidget *parent);
+
+    const char *title() const { return m_title; }
+
+    /// Tells a tool which view of a document is current; null when there is none. The view may be
+    /// of any kind: qobject_cast tells whether it is one that the tool knows.
+    virtual void setCurrentView(Pane *view);
+
+    /// Sets the texts that are not bound by bindText(), after a change of the language.
+    virtual void updateTexts();
+
+    /// Stores what the user has chosen in the pane, and does it again; called at the end and at the
+    /// start of the program. Values belong in a group of the pane's own.
+    virtual void saveState() const;
+    virtual void restoreState();
+
+protected:
+    /// Adds an action to the menu of the pane: QWidget::actions() are the entries, in their order.
+    /// \p name is the id of its text without ".ctx.", and its object name.
+    QAction *addCommand(const char *name, const QKeySequence &shortcut,
+                        const std::function<void()> &run);
+    void addSeparator();
+
+    void changeEvent(QEvent *event) override;
+
+private:
+    const char *const m_title;
+};
+
+} // namespace Workbench

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "utils/settings/Setting.h"
+
+namespace Workbench::Preferences {
+
+// The settings of the program, each with its default and its range. A change, also one by a script
+// or by another instance, arrives at once by Settings::SettingChanged().
+
+/// The language, such as "de"; "" is that of the system.
+inline const Utils::Setting<Data::String> language("Workbench/language", "");
+
+/// A table of more megabytes is not held in memory: it is shown from its file and not changed.
+inline const Utils::Setting<int> memoryLimit("Workbench/memoryLimit", 64, 1, 1024);
+
+/// The list of recent files, as Settings::addMRU() names it.
+inline const Data::String recentFiles = "workbench";
+
+} // namespace Workbench::Preferences

@@ -1,0 +1,179 @@
+#include "examples/workbench/table/RowSearch.h"
+
+#include "data/Array.h"
+#include "examples/workbench/Texts.h"
+#include "examples/workbench/table/TableDocument.h"
+#include "utils/csv/CSVTable.h"
+#include "utils/feedback/Progress.h"
+
+#include <QLocale>
+
+#include <algorithm>
+#include <numeric>
+
+namespace Workbench {
+
+using Utils::CSVCell;
+using Utils::CSVRow;
+using Utils::CSVTable;
+using Utils::Progress;
+
+/// Calls \p visitor with each row of data and its number in the document. False when the user has
+/// cancelled.
+template <typename Visitor>
+static bool visitRows(const TableDocument &document, const char *label, const Visitor &visitor)
+{
+    Progress progress(document.numRows(), text(label), /*cancelable=*/true);
+    const int last = document.tableRow(document.numRows() - 1);
+    if (document.numRows() == 0)
+        return true;
+    bool isCancelled = false;
+    document.table().visit(document.tableRow(0), last, [&](const CSVRow &row) {
+        visitor(row, row.number() - document.tableRow(0));
+        isCancelled = !progress.tick();
+        return !isCancelled;
+    });
+    return !isCancelled;
+}
+
+CellCondition::CellCondition(const QString &text) : m_text(text.trimmed())
+{
+    static const struct
+    {
+        const char *sign;
+        Kind kind;
+    } signs[] = {{"<=", LessOrEqual}, {">=", GreaterOrEqual}, {"!=", Unequal}, {"=", Equal},
+                 {"<", Less},         {">", Greater}};
+
+    if (m_text == "-") {
+        m_kind = Empty;
+        return;
+    }
+    for (const auto &entry : signs) {
+        if (!m_text.startsWith(entry.sign))
+            continue;
+        const QString rest = m_text.mid(QString(entry.sign).size()).trimmed();
+        bool isNumber = false;
+        m_number = rest.toDouble(&isNumber);
+        if (!isNumber)
+            m_number = QLocale().toDouble(rest, &isNumber);
+        if (isNumber)
+            m_kind = entry.kind;
+        return;
+    }
+}
+
+bool CellCondition::holds(const QString &text, double number, bool isNumber) const
+{
+    switch (m_kind) {
+    case Contains:
+        return text.contains(m_text, Qt::CaseInsensitive);
+    case Empty:
+        return text.isEmpty();
+    case Equal:
+        return isNumber && number == m_number;
+    case Unequal:
+        return isNumber && number != m_number;
+    case Less:
+        return isNumber && number < m_number;
+    case LessOrEqual:
+        return isNumber && number <= m_number;
+    case Greater:
+        return isNumber && number > m_number;
+    case GreaterOrEqual:
+        return isNumber && number >= m_number;
+    }
+    return false;
+}
+
+std::optional<QVector<int>> rowsWith(const TableDocument &document, int col,
+                                     const CellCondition &condition)
+{
+    QVector<int> rows;
+    const auto examine = [&](const CSVRow &fields, int row) {
+        const bool exists = col < fields.size();
+        bool isNumber = false;
+        const double number =
+            exists && condition.isOfNumbers() ? fields[col].number(&isNumber) : 0.0;
+        const QString text =
+            exists && !condition.isOfNumbers() ? QString(fields[col].text()) : QString();
+        if (condition.holds(text, number, isNumber))
+            rows.append(row);
+    };
+    if (!visitRows(document, ".msg.filtering", examine))
+        return std::nullopt;
+    return rows;
+}
+
+std::optional<QBitArray> rowsContaining(const TableDocument &document, const QString &text)
+{
+    QBitArray found(document.numRows());
+    const auto examine = [&](const CSVRow &fields, int row) {
+        const auto contains = [&](const CSVCell &cell) {
+            return cell.text().contains(text, Qt::CaseInsensitive);
+        };
+        if (std::any_of(fields.begin(), fields.end(), contains))
+            found.setBit(row);
+    };
+    if (!visitRows(document, ".msg.searching", examine))
+        return std::nullopt;
+    return found;
+}
+
+std::optional<Numbers> numbersOf(const TableDocument &document, const QVector<int> &cols)
+{
+    Numbers numbers;
+    numbers.numNonNumbers.resize(cols.size());
+    for (int i = 0; i < cols.size(); ++i)
+        numbers.columns.append(QVector<double>(document.numRows(), Data::noValue));
+    const auto examine = [&](const CSVRow &fields, int row) {
+        for (int i = 0; i < cols.size(); ++i) {
+            if (cols[i] >= fields.size() || fields[cols[i]].isEmpty())
+                continue;
+            bool isNumber = false;
+            const double number = fields[cols[i]].number(&isNumber);
+            if (isNumber)
+                numbers.columns[i][row] = number;
+            else
+                ++numbers.numNonNumbers[i];
+        }
+    };
+    if (!visitRows(document, ".msg.readingColumns", examine))
+        return std::nullopt;
+    return numbers;
+}
+
+std::optional<QVector<int>> sortedRows(const TableDocument &document, QVector<int> rows, int col,
+                                       bool ascending)
+{
+    // NaN, too, is at the end: it compares with no number.
+    const auto isLast = [](double number) { return Data::isHole(number) || number != number; };
+    if (document.columns().at(col).type == Utils::CSVColumn::Numbers) {
+        const std::optional<Numbers> numbers = numbersOf(document, {col});
+        if (!numbers)
+            return std::nullopt;
+        const double *const keys = numbers->columns.at(0).constData();
+        std::stable_sort(rows.begin(), rows.end(), [&](int a, int b) {
+            if (isLast(keys[a]) || isLast(keys[b]))
+                return !isLast(keys[a]) && isLast(keys[b]);
+            return ascending ? keys[a] < keys[b] : keys[a] > keys[b];
+        });
+        return rows;
+    }
+    QVector<QString> keys(document.numRows());
+    const auto examine = [&](const CSVRow &fields, int row) {
+        if (col < fields.size())
+            keys[row] = fields[col].text();
+    };
+    if (!visitRows(document, ".msg.sorting", examine))
+        return std::nullopt;
+    std::stable_sort(rows.begin(), rows.end(), [&](int a, int b) {
+        if (keys.at(a).isEmpty() || keys.at(b).isEmpty())
+            return !keys.at(a).isEmpty() && keys.at(b).isEmpty();
+        const int order = keys.at(a).compare(keys.at(b), Qt::CaseInsensitive);
+        return ascending ? order < 0 : order > 0;
+    });
+    return rows;
+}
+
+} // namespace Workbench

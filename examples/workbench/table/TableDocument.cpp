@@ -1,0 +1,208 @@
+#include "examples/workbench/table/TableDocument.h"
+
+#include "data/Array.h"
+#include "examples/workbench/Preferences.h"
+#include "examples/workbench/Texts.h"
+#include "utils/csv/CSVTable.h"
+#include "utils/feedback/Progress.h"
+#include "utils/files/File.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QUndoCommand>
+
+#include <algorithm>
+
+namespace Workbench {
+
+using Utils::CSVColumn;
+using Utils::CSVDialect;
+using Utils::CSVTable;
+using Utils::File;
+
+static const qint64 headSize = 64 * 1024; // bytes
+
+bool readHead(const QString &path, const CSVDialect &dialect, CSVTable &head)
+{
+    QFile file(path);
+    if (!head.setDialect(dialect) || !file.open(QIODevice::ReadOnly))
+        return false;
+    QByteArray bytes = file.read(headSize);
+    if (!file.atEnd()) {
+        // The last row is cut. In UTF-16 and UTF-32 a line feed has more than one byte.
+        const bool isWide =
+            dialect.encoding().startsWith("UTF-16") || dialect.encoding().startsWith("UTF-32");
+        if (!isWide)
+            bytes.truncate(bytes.lastIndexOf('\n') + 1);
+    }
+    head.setData(bytes);
+    return head.isValid();
+}
+
+/// A change of a cell that can be undone.
+class TableDocument::Change : public QUndoCommand
+{
+public:
+    Change(TableDocument &document, int row, int col, const QString &newText)
+        : m_document(document), m_row(row), m_col(col), m_old(document.cell(row, col)),
+          m_new(newText)
+    {}
+
+    void undo() override { m_document.putCell(m_row, m_col, m_old); }
+    void redo() override { m_document.putCell(m_row, m_col, m_new); }
+
+private:
+    TableDocument &m_document;
+    const int m_row;
+    const int m_col;
+    const QString m_old;
+    const QString m_new;
+};
+
+TableDocument::TableDocument(const QString &path)
+    : Document(path), m_table(std::make_unique<CSVTable>())
+{}
+
+TableDocument::~TableDocument() = default;
+
+bool TableDocument::readAs(const CSVDialect &dialect)
+{
+    const CSVDialect old = m_dialect;
+    const bool wasChosen = m_isChosen;
+    m_dialect = dialect;
+    m_isChosen = true;
+    if (read())
+        return true;
+    m_dialect = old;
+    m_isChosen = wasChosen;
+    return false;
+}
+
+/// Reads the file \p path, and stores it in memory when it has at most the megabytes that the user
+/// allows.
+static bool readTable(const QString &path, const CSVDialect &dialect, CSVTable &table)
+{
+    const int limit = Preferences::memoryLimit.value();
+    const bool isLarge = File::size(path) > qint64(limit) << 20;
+    const bool hasComments = !dialect.comment().isEmpty();
+    // Comments are skipped in the file only together with quotes as in RFC 4180, and in memory only
+    // in text.
+    if (hasComments && isLarge)
+        table.setQuoting(CSVTable::Rfc4180);
+    const bool isText = hasComments && !isLarge && table.quoting() == CSVTable::Classic;
+
+    Utils::Progress progress(0, text(".msg.reading").arg(QFileInfo(path).fileName()));
+    table.setProgress(&progress, progress.label());
+    const bool isRead = table.read(path, isText ? 0 : limit);
+    table.setProgress(nullptr);
+    return isRead;
+}
+
+/// The row after the last one that is not empty; of the empty rows only the end of a file counts,
+/// which is an empty row when its last line ends with a line feed.
+static int endOf(const CSVTable &table)
+{
+    const int end = table.numRows();
+    return end > 0 && table.numColumns(end - 1) < 2 && table.isEmpty(end - 1, 0) ? end - 1 : end;
+}
+
+bool TableDocument::readFile(const QString &path)
+{
+    const CSVDialect dialect = m_isChosen ? m_dialect : CSVDialect::detect(path);
+    auto table = std::make_unique<CSVTable>();
+    table->setHoleValue(Data::noValue);
+    if (!dialect.isValid() || !table->setDialect(dialect) || !readTable(path, dialect, *table))
+        return false;
+
+    CSVTable head;
+    readHead(path, dialect, head);
+    QList<CSVColumn> columns = head.columns();
+    const int firstRow = std::max(dialect.firstDataRow(), 0);
+    // Of a table in the file the number of columns is not known without reading all of it.
+    for (int col = columns.size(); col < table->numColumns(); ++col)
+        columns.append(CSVColumn());
+
+    m_table = std::move(table);
+    m_dialect = dialect;
+    m_columns = columns;
+    m_firstRow = firstRow;
+    m_numRows = std::max(endOf(*m_table) - firstRow, 0);
+    return true;
+}
+
+bool TableDocument::writeFile(const QString &path)
+{
+    const Data::String delimiter = m_dialect.delimiter();
+    const CSVTable::Quoting quoting = m_table->quoting();
+    if (delimiter.size() == 1) {
+        // With these quotes the rows are written from each kind of storage, and what is written
+        // reads back cell by cell.
+        m_table->setQuoting(CSVTable::Rfc4180);
+        const bool isWritten = m_table->write(path);
+        m_table->setQuoting(quoting);
+        return isWritten;
+    }
+    // Columns that are aligned by blanks have no delimiter that could be written.
+    CSVTable written(File::extension(path).toLower() == "csv" ? "," : "\t");
+    written.setQuoting(CSVTable::Rfc4180);
+    for (int row = 0; row < endOf(*m_table); ++row)
+        written.appendData(m_table->data(row));
+    return written.write(path);
+}
+
+QString TableDocument::label(int col) const
+{
+    const QString name = m_columns.value(col).label;
+    return name.isEmpty() ? QString(CSVTable::columnLabel(col)) : name;
+}
+
+QString TableDocument::cell(int row, int col) const { return m_table->data(tableRow(row), col); }
+
+TableDocument::CellKind TableDocument::kindOf(int row, int col) const
+{
+    if (m_table->isEmpty(tableRow(row), col))
+        return Hole;
+    bool isNumber = false;
+    m_table->dataValue(tableRow(row), col, &isNumber);
+    return isNumber ? Number : NoNumber;
+}
+
+bool TableDocument::canChange() const { return !m_table->isDemandRead(); }
+
+void TableDocument::setCell(int row, int col, const QString &text)
+{
+    if (canChange() && text != cell(row, col))
+        changes().push(new Change(*this, row, col, text));
+}
+
+void TableDocument::putCell(int row, int col, const QString &text)
+{
+    m_table->setData(tableRow(row), col, Data::String(text));
+    Q_EMIT cellChanged(row, col);
+}
+
+QString TableDocument::description() const
+{
+    const QString rows = textFor(".msg.rows", m_numRows);
+    const QString storage = text(m_table->isDemandRead() ? ".msg.inFile" : ".msg.inMemory");
+    return rows + " \u00b7 " + storage + " \u00b7 " + m_dialect.toText();
+}
+
+QString TableDocument::whatSavingLoses() const
+{
+    QStringList losses;
+    if (!m_dialect.comment().isEmpty())
+        losses.append(text(".msg.losesComments"));
+    if (!m_dialect.encoding().startsWith("UTF-8"))
+        losses.append(text(".msg.losesEncoding").arg(QString(m_dialect.encoding())));
+    if (m_dialect.delimiter().size() != 1)
+        losses.append(text(".msg.losesAlignment"));
+    return losses.join(' ');
+}
+
+QString TableDocument::saveFilter() const
+{
+    return text(".ctx.tables").remove('&') + " (*.csv *.tsv *.txt)";
+}
+
+} // namespace Workbench
