@@ -76,6 +76,10 @@ static const struct
     {"Kelm.Utils",     ".err.notext",         "",       nullptr},
     {"Kelm.Utils",     ".err.notflushed",     "%1 %2",  nullptr},
     {"Kelm.Utils",     ".err.nowrite",        "%1",     nullptr},
+    {"Kelm.Utils",     ".err.processrun",     "%1",     nullptr}, // command
+    {"Kelm.Utils",     ".err.processstart",   "%1 %2",  nullptr}, // command, reason
+    {"Kelm.Utils",     ".err.processstays",   "%1 %2",  nullptr}, // command, time
+    {"Kelm.Utils",     ".err.processtime",    "%1 %2",  nullptr}, // command, time
     {"Kelm.Utils",     ".err.readfault",      "%1 %2",  nullptr},
     {"Kelm.Utils",     ".err.readonly",       "%1",     nullptr},
     {"Kelm.Utils",     ".err.rmdir",          "%1",     nullptr},

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// Everything that differs between operating systems, for internal use.
 ///
@@ -250,10 +251,64 @@ bool isChild(std::int64_t id);
 /// A descendant whose parent had ended before the call is not found, and stays.
 bool killProcessTree(std::int64_t id);
 
+/// A child of this process and its descendants, which are to end. No function throws, except that
+/// the constructor throws std::bad_alloc.
+///
+/// A descendant that was found stays known after its parent has ended. As in killProcessTree(), a
+/// process that has received the number of another is not touched. Where the processes of the
+/// system cannot be listed, as on Windows, only the child itself is known.
+class ProcessTree
+{
+public:
+    /// Finds the child \p id and its descendants; nothing if \p id is not the number of a child,
+    /// see isChild().
+    explicit ProcessTree(std::int64_t id);
+    ~ProcessTree();
+    ProcessTree(const ProcessTree &) = delete;
+    ProcessTree &operator=(const ProcessTree &) = delete;
+
+    /// Finds the descendants that were started since the last call.
+    void update();
+
+    /// Asks the child to end, and with \p all also the known descendants, by the signal SIGTERM.
+    /// Each is asked only once. False when the child cannot be asked in this way: the caller has to
+    /// do it in another way.
+    bool ask(bool all);
+
+    /// Whether none of the known processes runs.
+    bool hasEnded() const;
+
+    /// Kills those that still run, with all their descendants, and waits as killProcessTree() does.
+    void kill();
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
 /// The command line that kills the process \p id and its descendants on Windows.
 ///
 ///     4711  => taskkill /PID 4711 /T /F
 std::string killCommandLine(std::int64_t id);
+
+/// The command line that runs \p words, which are a program and its arguments, for display and for
+/// scripts: on Unix that of shellCommandLine(), on Windows that of windowsCommandLine(). A word
+/// ends before its first zero byte, as it does when the program is started.
+std::string commandLine(const std::vector<std::string> &words);
+
+/// The text that a POSIX shell reads as the simple command \p words. A word is in single quotes
+/// unless no character of it has a meaning for any usual shell.
+///
+///     sort, -r, a b.txt  => sort -r 'a b.txt'
+///     it's, ""           => 'it'\''s' ''
+std::string shellCommandLine(const std::vector<std::string> &words);
+
+/// The text that Windows programs split into \p words, by the rules of CommandLineToArgvW(). The
+/// command interpreter has other rules. "" when the program contains a double quote, which is not
+/// allowed in paths there and cannot be written.
+///
+///     C:\a b\x.exe, -f, c d\, "q"  => "C:\a b\x.exe" -f "c d\\" \"q\"
+std::string windowsCommandLine(const std::vector<std::string> &words);
 
 /// Creates an empty file at \p path. False when an entry exists there, which is not changed, and
 /// when the file cannot be created.

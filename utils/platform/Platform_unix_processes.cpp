@@ -54,4 +54,6 @@ bool isChild(std::int64_t id)
            waitid(P_PID, static_cast<id_t>(id), &info, WEXITED | WNOHANG | WNOWAIT) == 0;
 }
 
+std::string commandLine(const std::vector<std::string> &words) { return shellCommandLine(words); }
+
 } // namespace Utils::Platform

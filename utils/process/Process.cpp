@@ -9,10 +9,21 @@
 #include <QPointer>
 
 #include <new>
+#include <string>
+#include <vector>
 
 namespace Utils {
 
 static const QLatin1Char blank(' ');
+
+void ProcessPrivate::prepareStart()
+{
+    errorOutput.clear();
+    lines.clear();
+    if (isChannelModeSet)
+        process.setProcessChannelMode(separatesErrors ? QProcess::SeparateChannels
+                                                      : QProcess::MergedChannels);
+}
 
 void ProcessPrivate::log(const Data::String &text)
 {
@@ -22,7 +33,8 @@ void ProcessPrivate::log(const Data::String &text)
 
 static const char *finishedSignal() { return SIGNAL(finished(int, QProcess::ExitStatus)); }
 
-Process::Process(const Data::String &command, const QStringList &arguments) : d(new ProcessPrivate)
+Process::Process(const Data::String &command, const QStringList &arguments)
+    : d(new ProcessPrivate(this))
 {
     d->command = command;
     d->arguments = arguments;
@@ -93,6 +105,8 @@ bool Process::start()
     const bool wasRunning = d->process.state() != QProcess::NotRunning;
     try {
         d->output.clear();
+        if (!wasRunning)
+            d->prepareStart();
         d->process.run(d->command, d->arguments);
         return d->process.state() != QProcess::NotRunning && d->process.waitForStarted(3000);
     } catch (const std::bad_alloc &) {
@@ -111,9 +125,11 @@ bool Process::wait(bool showProgress)
     const Data::String message = d->message;
     Progress progress(0, message, /*cancelable=*/showProgress, /*waitCursor=*/true,
                       /*popup=*/showProgress && !message.isEmpty());
-    while (process && !process->waitForFinished(100) && process) {
+    while (process && !d->waitForEnd(100) && process) {
         if (!progress.tick()) {
-            if (process)
+            if (process && d->isStopPolicySet)
+                stop();
+            else if (process)
                 kill();
             break;
         }
@@ -149,6 +165,8 @@ bool Process::sendData(const Data::String &text, int timeout) const
     bool isWritten = process->waitForBytesWritten(timeout);
     while (isWritten && process && process->bytesToWrite() > 0)
         isWritten = process->waitForBytesWritten(static_cast<int>(end.remainingTime()));
+    if (process)
+        d->deliverLines();
     return isWritten && isTaken && process;
 }
 
@@ -188,6 +206,14 @@ Data::String Process::fullCommand() const
     return command;
 }
 
+Data::String Process::quotedCommand() const
+{
+    std::vector<std::string> words = {d->command.toStdString()};
+    for (const QString &argument : qAsConst(d->arguments))
+        words.push_back(argument.toStdString());
+    return QString::fromStdString(Platform::commandLine(words));
+}
+
 Data::String Process::info() const
 {
     QStringList lines(fullCommand());
@@ -208,14 +234,22 @@ QObject *Process::object() const { return &d->process; }
 void Process::appendOutput()
 {
     const QByteArray bytes = d->process.readAllStandardOutput();
-    d->log(d->output.append(bytes, d->keepOutput));
+    d->add(d->output.append(bytes, d->keepOutput), StandardOutput);
 }
 
-void Process::endOutput() { d->log(d->output.end(d->keepOutput)); }
+void Process::endOutput()
+{
+    d->add(d->output.end(d->keepOutput), StandardOutput);
+    d->add(d->errorOutput.end(d->keepOutput), StandardError);
+    d->lines.end();
+    d->deliverLines();
+}
 
 void Process::processFinished()
 {
-    if (d->selfDelete)
+    if (d->selfDelete && d->isDelivering)
+        d->isDeletionDue = true;
+    else if (d->selfDelete)
         delete this;
 }
 

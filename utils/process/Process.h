@@ -6,6 +6,7 @@
 #include <QMap>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 
 class QObject;
@@ -48,6 +49,30 @@ public:
         KillSingle = 1,
         KillTree = 2
     };
+
+    /// The result of run().
+    enum RunResult : int
+    {
+        RunFinished = 0,  ///< the program has ended; exitCode() and normalExit() tell how
+        RunTimedOut = 1,  ///< it did not end in time and was stopped
+        RunNotStarted = 2 ///< it was not started; errorMessage() and File::lastError() tell why
+    };
+
+    /// Which processes stop() asks to end.
+    enum StopRequest : int
+    {
+        AskProgram = 0, ///< the program, which is to end its descendants itself
+        AskTree = 1     ///< the program and all its descendants
+    };
+
+    /// The streams that a program writes.
+    enum Channel : int
+    {
+        StandardOutput = 0,
+        StandardError = 1
+    };
+
+    using LineFunction = std::function<void(const Data::String &line, Channel channel)>;
 
     explicit Process(const Data::String &command = Data::String(),
                      const QStringList &arguments = QStringList());
@@ -192,10 +217,97 @@ public:
     /// The QProcess, for connections to its Qt signals. This object owns it.
     QObject *object() const;
 
+    /// Starts the program and waits for its end, \p timeout milliseconds at most, or without limit
+    /// if \p timeout is negative. A program that has not ended by then is stopped as by stop(),
+    /// which adds the time of the stop policy.
+    ///
+    /// Unlike wait(), the call reports no progress and shows no wait cursor, and the user cannot
+    /// cancel it. No events are processed. If a program of this object is running, no other one is
+    /// started, and neither that program nor its output is touched.
+    ///
+    /// For each result but RunFinished, File::lastError() has the reason. The time to start counts,
+    /// too, but does not end before the 3 seconds of start(). Output that descendants write after
+    /// the end of the program is not part of its output.
+    RunResult run(int timeout = -1);
+
+    /// Ends the running program in three steps:
+    ///
+    /// 1. Asks it to end: on Unix by the signal SIGTERM, on Windows by closing its windows, which a
+    ///    program without windows ignores.
+    /// 2. Waits until the program and its descendants have ended, up to the time of
+    /// setStopPolicy().
+    ///    The output is read meanwhile. When the program ends before its descendants, those are
+    ///    asked, too.
+    /// 3. Kills those that still run, with all their descendants.
+    ///
+    /// With KillSingle, only the program is asked, waited for and killed. A descendant that was
+    /// started during the call and whose parent ended within 50 ms may be missed, as well as one
+    /// whose parent had ended before the call; both stay. On Windows, descendants are killed only
+    /// with their program.
+    ///
+    /// True when the program has ended, or none was running. No events are processed. A call during
+    /// another one, from a function of onLine(), returns at once.
+    bool stop();
+
+    /// Sets that stop() waits up to \p waitTime milliseconds after its request, and whom it asks. 0
+    /// kills without a request. From then on a cancelled wait() stops the program as by stop()
+    /// instead of kill().
+    ///
+    /// Without this call, and again after a negative \p waitTime, stop() and run() ask the program
+    /// and wait up to 3,000 ms, and a cancelled wait() kills as it always did.
+    void setStopPolicy(int waitTime, StopRequest request = AskProgram);
+
+    /// Sets \p function to be called with each line of the output, in order; null for none. Set it
+    /// before the start.
+    ///
+    /// A line ends with "\n", "\r\n" or "\r", which are not part of it: programs that show their
+    /// progress end each state of it with "\r". The last line need not have an end. The text is
+    /// decoded as that of output(), which has all lines as well. The channel is StandardOutput,
+    /// unless setSeparateErrorOutput() is set. A line of more than 1,000,000,000 code units is
+    /// divided.
+    ///
+    ///     "a\nb\r\n\n10%\r20%\rend"  => "a", "b", "", "10%", "20%", "end"
+    ///
+    /// The lines arrive when an event loop runs or within 10 ms during wait(), run(), stop() and a
+    /// sendData() that waits, the last ones before others are told by the signal finished(int,
+    /// QProcess::ExitStatus) of object(). A start() drops the lines of an earlier program that have
+    /// not been delivered.
+    ///
+    /// The function may do anything: replace itself, kill() or delete this object, which drops the
+    /// remaining lines, start other programs, or run an event loop. It is not called again before
+    /// it returns: lines that arrive meanwhile follow after that, also those after the end of the
+    /// program; with deleteWhenFinished() the object then lives until they are delivered. An
+    /// exception of the function is dropped.
+    void onLine(LineFunction function);
+
+    /// Sets for the next start whether output() has standard output only, and errorOutput()
+    /// standard error. recentOutput() is then that of standard output, too. A log file receives
+    /// both as they arrive. The order between the two is not exactly that in which the program
+    /// wrote them.
+    void setSeparateErrorOutput(bool separate);
+
+    /// The standard error since the last start, when it is separate, decoded and limited as
+    /// output().
+    Data::String errorOutput() const;
+
+    /// The command and its arguments as a text that a program reads back exactly: on Unix a POSIX
+    /// shell, on Windows a program that splits its command line by the rules of
+    /// CommandLineToArgvW(), which are not those of cmd.exe. Unlike fullCommand(), the text can be
+    /// run.
+    ///
+    ///     sort, -r, a b.txt, it's  => sort -r 'a b.txt' 'it'\''s'
+    ///
+    /// A shell runs its own command, such as "echo" or "test", instead of a program of that name; a
+    /// command with a path is always the program. bash takes a name that begins with "%" for a job.
+    /// On Windows the result is "" if the command
+    /// contains a double quote, which is not allowed in paths there.
+    Data::String quotedCommand() const;
+
 private:
     void appendOutput();
     void endOutput();
     void processFinished();
+    void appendErrorOutput();
 
     std::unique_ptr<ProcessPrivate> d;
 };

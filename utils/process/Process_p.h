@@ -2,8 +2,11 @@
 
 #include "utils/process/ChildProcess_p.h"
 #include "utils/process/Process.h"
+#include "utils/process/ProcessLines_p.h"
 #include "utils/process/ProcessOutput_p.h"
 #include "utils/signals/Slot.h"
+
+#include <memory>
 
 namespace Utils {
 
@@ -12,7 +15,25 @@ class LogFile;
 class ProcessPrivate
 {
 public:
+    explicit ProcessPrivate(Process *process) : owner(process) {}
+
     void log(const Data::String &text);
+
+    /// Called before a program starts, but not while one is running.
+    void prepareStart();
+
+    /// Handles \p text, which has arrived from \p channel.
+    void add(const Data::String &text, Process::Channel channel);
+
+    /// Calls the line function for all lines, unless it is running. It may delete this object.
+    void deliverLines();
+
+    /// Waits up to \p time milliseconds, without limit if it is negative, for the end of the
+    /// program, and delivers lines meanwhile. Returns whether the program has ended meanwhile. This
+    /// object may be deleted during the call.
+    bool waitForEnd(int time);
+
+    Process *const owner;
 
     // Destroyed after the slots, so that a process that is killed by this calls none of them.
     ChildProcess process;
@@ -21,12 +42,31 @@ public:
     QStringList arguments;
     Data::String message;
     ProcessOutput output;
+    ProcessOutput errorOutput;
     Slot outputSlot{"stdout", nullptr};
+    Slot errorSlot{"stderr", nullptr};
     Slot endSlot{"end", nullptr};
     Slot finishedSlot{"finished", nullptr};
     bool selfDelete = false;
     bool keepOutput = true;
     Process::KillModes killMode = Process::KillDefault;
+
+    bool isChannelModeSet = false; // otherwise a host may have set another one
+    bool separatesErrors = false;
+
+    bool isStopPolicySet = false;
+    int stopTime = defaultStopTime; // in milliseconds
+    Process::StopRequest stopRequest = Process::AskProgram;
+    bool isStopping = false;
+
+    // Shared with the running call, which may replace it.
+    std::shared_ptr<const Process::LineFunction> lineFunction;
+    ProcessLines lines;
+    bool isScheduled = false; // deliverLines() by the event loop
+    bool isDelivering = false;
+    bool isDeletionDue = false; // after the delivery
+
+    static constexpr int defaultStopTime = 3000;
 };
 
 } // namespace Utils

@@ -1,0 +1,104 @@
+// The output of a program line by line, and its standard error apart.
+
+#include "utils/base/LastError_p.h"
+#include "utils/process/Process_p.h"
+
+#include <QDeadlineTimer>
+#include <QPointer>
+
+#include <algorithm>
+#include <utility>
+
+namespace Utils {
+
+/// So long lines wait for the next delivery while a program is waited for, in milliseconds.
+static const int deliveryPause = 10;
+
+void ProcessPrivate::add(const Data::String &text, Process::Channel channel)
+{
+    log(text);
+    if (!lineFunction)
+        return;
+    lines.append(text, channel);
+    // Not called at once: Qt accesses the process after its signal, and the function may delete it.
+    if (!std::exchange(isScheduled, true)) {
+        const auto deliver = [this] {
+            isScheduled = false;
+            deliverLines();
+        };
+        QMetaObject::invokeMethod(&process, deliver, Qt::QueuedConnection);
+    }
+}
+
+static void call(const Process::LineFunction &function, const ProcessLines::Line &line)
+{
+    const LastError::Apart apart; // of the operations that it calls
+    try {
+        function(line.text, line.channel);
+    } catch (...) { // a program does not fail because of what its output is used for
+    }
+}
+
+void ProcessPrivate::deliverLines()
+{
+    if (isDelivering)
+        return;
+    const QPointer<QProcess> isAlive = &process;
+    isDelivering = true;
+    while (!lines.isEmpty() && lineFunction) {
+        const std::shared_ptr<const Process::LineFunction> function = lineFunction;
+        call(*function, lines.take());
+        if (!isAlive)
+            return;
+    }
+    isDelivering = false;
+    Process *const finished = isDeletionDue ? owner : nullptr; // not a member during its deletion
+    delete finished;
+}
+
+bool ProcessPrivate::waitForEnd(int time)
+{
+    if (!lineFunction)
+        return process.waitForFinished(time);
+    const QPointer<QProcess> isAlive = &process;
+    const QDeadlineTimer end(std::max(time, -1)); // -1 is no end
+    do {
+        const auto left = end.isForever() ? deliveryPause : end.remainingTime();
+        const bool hasEnded =
+            process.waitForFinished(static_cast<int>(std::min<qint64>(left, deliveryPause)));
+        if (!isAlive)
+            return hasEnded;
+        deliverLines();
+        if (hasEnded || !isAlive || process.state() == QProcess::NotRunning)
+            return hasEnded;
+    } while (!end.hasExpired());
+    return false;
+}
+
+void Process::onLine(LineFunction function)
+{
+    d->lines.clear();
+    d->lineFunction.reset();
+    if (function)
+        d->lineFunction = std::make_shared<const LineFunction>(std::move(function));
+}
+
+void Process::setSeparateErrorOutput(bool separate)
+{
+    if (separate && !d->isChannelModeSet) {
+        d->errorSlot.setCallback(this, &Process::appendErrorOutput);
+        d->errorSlot.connect(&d->process, SIGNAL(readyReadStandardError()));
+    }
+    d->isChannelModeSet = d->isChannelModeSet || separate;
+    d->separatesErrors = separate;
+}
+
+Data::String Process::errorOutput() const { return d->errorOutput.text(); }
+
+void Process::appendErrorOutput()
+{
+    const QByteArray bytes = d->process.readAllStandardError();
+    d->add(d->errorOutput.append(bytes, d->keepOutput), StandardError);
+}
+
+} // namespace Utils
