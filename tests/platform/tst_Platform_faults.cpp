@@ -38,6 +38,7 @@ struct System
     bool hasActions = true;
     int addedActions = 3; ///< before one cannot be added
     int interruptedWaits = 0;
+    bool areChildrenTaken = false; ///< by another thread of the host, which waits for all
     bool hasMemory = true;
     std::size_t largestMapping = SIZE_MAX;
     bool hasInformation = true;
@@ -80,6 +81,12 @@ KELM_IN_FRONT pid_t waitpid(pid_t id, int *status, int options)
         return -1;
     }
     static const auto plain = next(&waitpid, "waitpid");
+    if (broken.areChildrenTaken) {
+        while (plain(-1, nullptr, __WALL) > 0) {
+        }
+        errno = ECHILD;
+        return -1;
+    }
     return plain(id, status, options);
 }
 
@@ -245,6 +252,36 @@ private Q_SLOTS:
 
         std::signal(SIGCHLD, original);
         QCOMPARE(contentsOf(folder.filePath("b")), QByteArray("new"));
+    }
+
+    void replacesAFileThoughItsHostTakesAllChildren_data()
+    {
+        QTest::addColumn<bool>("areIgnored");
+
+        QTest::newRow("ignored") << true;
+        QTest::newRow("waited for by a thread") << false;
+    }
+
+    void replacesAFileThoughItsHostTakesAllChildren()
+    {
+        QFETCH(bool, areIgnored);
+        const QTemporaryDir folder;
+        put(folder.filePath("a"), "old");
+        const auto original = std::signal(SIGCHLD, areIgnored ? SIG_IGN : SIG_DFL);
+        const auto restore = qScopeGuard([&] { std::signal(SIGCHLD, original); });
+        Platform::FileReplacement replacement;
+        QVERIFY(replacement.open(folder.filePath("a").toStdString()));
+        QVERIFY(replacement.write("new", 3));
+        broken.areChildrenTaken = !areIgnored;
+
+        const bool isReplaced = replacement.finish(false);
+
+        broken.areChildrenTaken = false;
+        QCOMPARE(replacement.error(), 0);
+        QVERIFY(isReplaced);
+        QCOMPARE(contentsOf(folder.filePath("a")), QByteArray("new"));
+        QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList("a"));
+        QCOMPARE(waitpid(-1, nullptr, WNOHANG | __WALL), -1); // nothing is left of it
     }
 
     void tellsNothingOfAPathThatCannotBeFollowed()

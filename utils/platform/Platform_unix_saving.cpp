@@ -131,6 +131,31 @@ static bool removeLeftOver(int folder, const std::string &name)
     return isRemoved;
 }
 
+namespace {
+
+/// A call in another process, which shares the memory of this one.
+struct ApartCall
+{
+    int (*task)(void *);
+    void *argument;
+    int result;
+};
+
+} // namespace
+
+#if defined(__has_attribute)
+#if __has_attribute(no_sanitize)
+__attribute__((no_sanitize("address", "undefined"))) // it has a stack that is freed after it
+#endif
+#endif
+static int
+runApart(void *argument)
+{
+    auto *const call = static_cast<ApartCall *>(argument);
+    call->result = call->task(call->argument);
+    return 0;
+}
+
 /// The result of \p task, an error number, which runs in a process of its own, which shares the
 /// memory of this one, while the calling thread waits: a kill of this process does not end the
 /// task. Where no process can be started, calls it in this one. \p task calls only functions that
@@ -143,16 +168,14 @@ static int callApart(int (*task)(void *), void *argument)
     sigfillset(&all); // handlers of signals must not run in the other process
     pthread_sigmask(SIG_SETMASK, &all, &before);
     // Without a signal at its end: the host neither receives one nor waits for this process.
-    const pid_t child = clone(task, stack + sizeof(stack), CLONE_VM | CLONE_VFORK, argument);
-    int result = EIO;
-    int status = 0;
+    ApartCall call = {task, argument, EIO};
+    const pid_t child = clone(&runApart, stack + sizeof(stack), CLONE_VM | CLONE_VFORK, &call);
     if (child < 0)
-        result = task(argument);
-    else if (uninterrupted([&] { return waitpid(child, &status, __WCLONE); }) == child &&
-             WIFEXITED(status))
-        result = WEXITSTATUS(status);
+        call.result = task(argument);
+    else // It has ended. The result is not its exit code, because a host may wait for all children.
+        uninterrupted([&] { return waitpid(child, nullptr, __WCLONE); });
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return result;
+    return call.result;
 }
 
 namespace {
