@@ -26,8 +26,8 @@ KINDS = {'bytes': TEXT, 'unicode': unicode(TEXT), 'wrapped': Data.String(TEXT)}
 
 # What takes too long to be made so often, and how often it is made.
 SLOW = {'File.find': 100, 'File.move': 100, 'File.moveDir': 100, 'File.search': 100,
-        'File.searchInFiles of a folder': 100, 'Process.sendData': 1000, 'Process.start': 30,
-        'Process.wait': 30}
+        'File.searchInFiles of a folder': 100, 'Process.sendData': 1000, 'Process.run': 30,
+        'Process.start': 30, 'Process.wait': 30}
 
 settings = Settings('Leaks')
 workspace = WorkspaceSettings('Leaks')
@@ -118,6 +118,12 @@ CALLS = {
     'Process.normalExit': lambda t: process.normalExit(),
     'Process.output': lambda t: process.output(),
     'Process.recentOutput': lambda t: process.recentOutput(),
+    'Process.errorOutput': lambda t: process.errorOutput(),
+    'Process.quotedCommand': lambda t: Process(t, [t]).quotedCommand(),
+    'Process.run': lambda t: Process('/bin/true', [t]).run(),
+    'Process.setSeparateErrorOutput': lambda t: process.setSeparateErrorOutput(False),
+    'Process.setStopPolicy': lambda t: process.setStopPolicy(-1, True),
+    'Process.stop': lambda t: process.stop(),
     'Process.sendData': lambda t: reader.sendData(t, 60000),
     'Process.setArguments': lambda t: process.setArguments([t, t]),
     'Process.setCommand': lambda t: process.setCommand(t),

@@ -105,6 +105,54 @@ class Processes(suite.FolderTestCase):
         self.assertInt(process.exitCode(), 9)
         self.assertRefuses('Process.kill(): too many arguments', process.kill, 1)
 
+    def test_runs_to_its_end(self):
+        process = shell('echo a; exit 3')
+        for arguments in ((), (-1,), (60000,)):
+            self.assertInt(process.run(*arguments), 0)
+            self.assertInt(process.exitCode(), 3)
+            self.assertText(process.output(), 'a\n')
+        self.assertText(Utils.File.lastError(), '')
+        self.assertInt(Process(self.path('missing')).run(), 2)
+        self.assertNotEqual(Utils.File.lastError(), '')
+        self.assertRefusesTypes('Process.run', process.run, (1,), 0)
+
+    def test_is_stopped(self):
+        process = Process('/bin/sleep', ['60'])
+        self.assertInt(process.run(100), 1)
+        self.assertInt(process.exitCode(), 15)
+        self.assertIs(process.stop(), True)  # again
+        polite = shell("trap 'exit 5' TERM; : >\"$1\"; while :; do sleep 0.01; done",
+                       self.path('ready'))
+        polite.start()
+        while not os.path.exists(self.path('ready')):
+            time.sleep(0.01)
+        self.assertIs(polite.stop(), True)
+        self.assertInt(polite.exitCode(), 5)
+        for arguments in ((0,), (0, False), (0, True)):
+            self.assertIsNone(process.setStopPolicy(*arguments))
+            process.start()
+            self.assertIs(process.stop(), True)
+            self.assertIs(process.normalExit(), False)
+            self.assertInt(process.exitCode(), 9)
+        self.assertRefusesTypes('Process.setStopPolicy', process.setStopPolicy, (1, True), 1)
+
+    def test_separates_standard_error(self):
+        process = shell('echo a; echo b >&2')
+        self.assertText(process.errorOutput(), '')
+        self.assertIsNone(process.setSeparateErrorOutput(True))
+        process.run()
+        self.assertText(process.output(), 'a\n')
+        self.assertText(process.errorOutput(), 'b\n')
+        self.assertRefusesTypes('Process.setSeparateErrorOutput', process.setSeparateErrorOutput,
+                                (True,))
+
+    def test_quotes_its_command(self):
+        process = Process('/bin/echo', ['-', u'a  b\xe4', "it's"])
+        self.assertText(process.quotedCommand(), u"/bin/echo - 'a  b\xe4' 'it'\\''s'")
+        again = Process('/bin/sh', ['-c', process.quotedCommand()])
+        again.run()
+        self.assertText(again.output(), u"- a  b\xe4 it's\n")
+
     def test_is_killed_with_its_last_reference(self):
         process = shell('echo $$ > "$1.part"; mv "$1.part" "$1"; exec sleep 600',
                         self.path('number'))
@@ -127,16 +175,17 @@ class Processes(suite.FolderTestCase):
 
     def test_methods_without_arguments_take_none(self):
         process = Process()
-        for name in ('errorMessage', 'exitCode', 'fullCommand', 'isRunning', 'kill', 'normalExit',
-                     'output', 'recentOutput', 'start'):
+        for name in ('errorMessage', 'errorOutput', 'exitCode', 'fullCommand', 'isRunning', 'kill',
+                     'normalExit', 'output', 'quotedCommand', 'recentOutput', 'start', 'stop'):
             self.assertRefuses('Process.%s(): too many arguments' % name,
                                getattr(process, name), 1)
 
     def test_has_these_methods_and_no_others(self):
         self.assertEqual([name for name in dir(Process) if not name.startswith('_')], [
-            'errorMessage', 'exitCode', 'fullCommand', 'isRunning', 'kill', 'normalExit', 'output',
-            'recentOutput', 'sendData', 'setArguments', 'setCommand', 'setMessage',
-            'setWorkingDirectory', 'start', 'wait'])
+            'errorMessage', 'errorOutput', 'exitCode', 'fullCommand', 'isRunning', 'kill',
+            'normalExit', 'output', 'quotedCommand', 'recentOutput', 'run', 'sendData',
+            'setArguments', 'setCommand', 'setMessage', 'setSeparateErrorOutput', 'setStopPolicy',
+            'setWorkingDirectory', 'start', 'stop', 'wait'])
 
 
 suite.run()

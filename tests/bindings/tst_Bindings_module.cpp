@@ -104,9 +104,10 @@ private Q_SLOTS:
                "setBreakAlloc setBreakAllocOffset* setCheckAlways setKeepFreed setReportFile "
                "startId*";
         QTest::newRow("Process")
-            << "errorMessage* exitCode* fullCommand* isRunning* kill* normalExit* output* "
-               "recentOutput* sendData* setArguments* setCommand* setMessage* "
-               "setWorkingDirectory* start* wait*";
+            << "errorMessage* errorOutput* exitCode* fullCommand* isRunning* kill* normalExit* "
+               "output* quotedCommand* recentOutput* run* sendData* setArguments* setCommand* "
+               "setMessage* setSeparateErrorOutput* setStopPolicy* setWorkingDirectory* start* "
+               "stop* wait*";
         QTest::newRow("Progress")
             << "cancel* cancelled* count* current elapsed* hide* id* isCancelable isPopup* label* "
                "maxSteps* rate* remaining* restore* save* setCount* setId* setLabel* setMaxSteps* "
