@@ -246,6 +246,15 @@ private Q_SLOTS:
         QCOMPARE(QByteArray::fromStdString(result), text);
     }
 
+    void namesTemporaryFilesByTheirTarget()
+    {
+        QCOMPARE(Platform::temporaryName("a.txt", 0), std::string(".kelm-saving-7ed582b5571bbd5a"));
+        QCOMPARE(Platform::temporaryName("a.txt", 2),
+                 std::string(".kelm-saving-7ed582b5571bbd5a-2"));
+        QCOMPARE(Platform::temporaryName("", 0), std::string(".kelm-saving-cbf29ce484222325"));
+        QCOMPARE(Platform::temporaryName("\xc3\xa4", 0).size(), std::size_t(29));
+    }
+
     void movesOverAnExistingFile_data()
     {
         QTest::addColumn<QByteArray>("source");

@@ -1,6 +1,8 @@
 #include "utils/platform/Platform.h"
 
 #include <cerrno>
+#include <cinttypes>
+#include <cstdio>
 
 // Functions that are the same on every system.
 
@@ -29,6 +31,19 @@ FileFault fileFault(int error)
     default:
         return FileFault::Other;
     }
+}
+
+std::string temporaryName(const std::string &target, int number)
+{
+    std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
+    for (const char byte : target)
+        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
+    char name[64];
+    std::snprintf(name, sizeof(name), ".kelm-saving-%016" PRIx64, hash);
+    std::string result = name;
+    if (number > 0)
+        result.append(1, '-').append(std::to_string(number));
+    return result;
 }
 
 std::string formatVersion(const FileVersion &version)

@@ -169,6 +169,14 @@ private:
     std::unique_ptr<State> m_state;
 };
 
+/// A name for the temporary file of a FileReplacement for the file \p target, which is a name
+/// without a folder. It depends on \p target, so that what a kill has left is found again; \p
+/// number distinguishes replacements at the same time.
+///
+///     "a.txt", 0  => ".kelm-saving-7ed582b5571bbd5a"
+///     "a.txt", 2  => ".kelm-saving-7ed582b5571bbd5a-2"
+std::string temporaryName(const std::string &target, int number);
+
 /// The four numbers of a program's version, the most significant first.
 struct FileVersion
 {

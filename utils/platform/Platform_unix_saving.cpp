@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <cstdio>
 #include <ctime>
 #include <optional>
 
@@ -62,21 +61,6 @@ static bool flushToDisk(int file)
 {
     return uninterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOSYS ||
            errno == EBADF; // a folder that may not be read
-}
-
-/// The name number \p number, for the new content of the file \p target in the same folder.
-static std::string savingName(const std::string &target, int number)
-{
-    std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
-    for (const char byte : target)
-        hash = (hash ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
-    char name[64];
-    std::snprintf(name, sizeof(name), ".kelm-saving-%016llx",
-                  static_cast<unsigned long long>(hash));
-    std::string result = name;
-    if (number > 0)
-        result.append(1, '-').append(std::to_string(number));
-    return result;
 }
 
 namespace {
@@ -318,7 +302,7 @@ bool FileReplacement::State::makeNamed(const Create &create)
     const FolderLock lock(folder);
     const int most = 100;
     for (int i = 0; i < most; ++i) {
-        const std::string candidate = savingName(name, i);
+        const std::string candidate = temporaryName(name, i);
         do {
             if (create(candidate.c_str())) {
                 temporary = candidate;

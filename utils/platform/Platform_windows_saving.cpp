@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
@@ -47,19 +46,6 @@ static std::wstring folderOf(const std::wstring &path)
     return path.substr(0, path.find_last_of(L"/\\") + 1);
 }
 
-/// The name number \p number, for the new content of the file \p target in the same folder.
-static std::wstring savingName(const std::wstring &target, int number)
-{
-    std::uint64_t hash = 0xcbf29ce484222325; // FNV-1a
-    for (const wchar_t unit : target)
-        hash = (hash ^ unit) * 0x100000001b3;
-    char text[64];
-    std::snprintf(text, sizeof(text), ".kelm-saving-%08x%08x", static_cast<unsigned>(hash >> 32),
-                  static_cast<unsigned>(hash));
-    const std::wstring name = toWide(text);
-    return number == 0 ? name : name + L'-' + std::to_wstring(number);
-}
-
 struct FileReplacement::State
 {
     ~State()
@@ -96,6 +82,7 @@ struct FileReplacement::State
     bool exists = false;
     bool hasOtherNames = false;
     std::wstring path;      // of the target
+    std::string name;       // of the target in its folder
     std::wstring temporary; // path of the new content, "" while there is none
     HANDLE file = INVALID_HANDLE_VALUE;
 };
@@ -105,7 +92,9 @@ bool FileReplacement::State::open(const std::string &givenPath)
     if (givenPath.empty() || givenPath.find('\0') != std::string::npos)
         return fail(ENOENT);
     const std::optional<std::string> resolved = canonicalPath(givenPath);
-    path = toWide(resolved && !resolved->empty() ? *resolved : givenPath);
+    const std::string target = resolved && !resolved->empty() ? *resolved : givenPath;
+    path = toWide(target);
+    name = target.substr(target.find_last_of("/\\") + 1);
     const EntryStatus status = entryStatus(givenPath, /*followLinks=*/true);
     if (status.entry == Entry::Folder)
         return fail(EISDIR);
@@ -136,10 +125,9 @@ bool FileReplacement::State::open(const std::string &givenPath)
 bool FileReplacement::State::create()
 {
     const std::wstring folder = folderOf(path);
-    const std::wstring name = path.substr(folder.size());
     const int most = 100;
     for (int i = 0; i < most; ++i) {
-        const std::wstring candidate = folder + savingName(name, i);
+        const std::wstring candidate = folder + toWide(temporaryName(name, i));
         do {
             file = CreateFileW(candidate.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
