@@ -3,6 +3,7 @@
 #include "data/String.h"
 
 #include <QByteArray>
+#include <QFileInfoList>
 
 namespace Utils {
 
@@ -12,6 +13,15 @@ struct SearchPaths
     static Data::String resources;
     static Data::String plugins;
 };
+
+/// Whether \p path contains a wildcard.
+bool isPattern(const QString &path);
+
+/// The folders that match \p pattern, a path that ends with a wildcard.
+QFileInfoList foldersThatFit(const Data::String &pattern);
+
+/// The steps of a reporter; -1, which makes it inert, when a progress is shown already.
+int stepsUnlessNested(int steps);
 
 /// What File::read() returns for an "http://" address.
 QString readHttp(const QString &address);
