@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QDataStream>
 #include <QSettings>
 
 namespace Utils {
@@ -31,6 +32,12 @@ bool hasUnbuilt(const QSettings::SettingsMap &values);
 /// \p value as callers see it: what an UnbuiltValue stands for when Qt can build it now, and the
 /// invalid value when it cannot; in a list, too.
 QVariant built(const QVariant &value);
+
+/// The text of \p bytes. It keeps zero bytes, at which QString::fromLatin1(QByteArray) stops.
+QString latin1(const QByteArray &bytes);
+
+/// The format of the bytes of a QDataStream in the file.
+QDataStream::Version streamVersion(bool isDateTime);
 
 } // namespace IniText
 } // namespace Utils
