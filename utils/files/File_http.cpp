@@ -79,6 +79,86 @@ public:
 
 } // namespace
 
+static QNetworkRequest requestFor(const QString &address, const HttpLimits &limits)
+{
+    QNetworkRequest request(QUrl::fromEncoded(address.toLocal8Bit(), QUrl::TolerantMode));
+    request.setAttribute(QNetworkRequest::HttpPipeliningAllowedAttribute, false);
+    request.setRawHeader("User-Agent", "none");
+    // Qt decompresses all received data at once, up to a thousand times its size, before it reports
+    // any.
+    if (limits.bytes > 0)
+        request.setRawHeader("Accept-Encoding", "identity");
+    return request;
+}
+
+namespace {
+
+/// Aborts a reply when it exceeds a limit.
+class ReplyLimiter
+{
+public:
+    ReplyLimiter(QNetworkReply *reply, const HttpLimits &limits)
+        : m_reply(reply),
+          m_mostBytes(limits.bytes > 0 ? std::min(limits.bytes, maxBodySize) : maxBodySize)
+    {
+        QObject::connect(reply, &QNetworkReply::readyRead, reply, [this] {
+            if (isTooLarge())
+                m_reply->abort();
+        });
+        m_timer.setSingleShot(true);
+        QObject::connect(&m_timer, &QTimer::timeout, reply, [this] {
+            m_isLate = true;
+            m_reply->abort();
+        });
+        if (limits.msec > 0)
+            m_timer.start(limits.msec);
+    }
+    ReplyLimiter(const ReplyLimiter &) = delete;
+    ReplyLimiter &operator=(const ReplyLimiter &) = delete;
+
+    qint64 mostBytes() const { return m_mostBytes; }
+    bool isTooLarge() const { return m_reply->bytesAvailable() > m_mostBytes; }
+    bool isLate() const { return m_isLate; }
+
+private:
+    QNetworkReply *const m_reply;
+    const qint64 m_mostBytes;
+    QTimer m_timer;
+    bool m_isLate = false;
+};
+
+} // namespace
+
+/// Processes events until \p reply is finished or deleted.
+static void waitForEnd(const QPointer<QNetworkReply> &reply)
+{
+    // The last event may be handled in the same pass before the sleep, so the end of the reply
+    // wakes the dispatcher up. A handler that processes events itself may consume this wake-up, so
+    // a timer wakes it up regularly, too.
+    QAbstractEventDispatcher *const dispatcher = QAbstractEventDispatcher::instance();
+    QObject::connect(reply, &QNetworkReply::finished, dispatcher,
+                     &QAbstractEventDispatcher::wakeUp);
+    QTimer alarm;
+    alarm.start(longestSleep);
+    const LastError::Apart ofHandlers;
+    while (reply && !reply->isFinished())
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
+                                        QEventLoop::WaitForMoreEvents);
+}
+
+/// The text of \p reply, which is complete.
+static QString bodyOf(QNetworkReply &reply)
+{
+    // With its length: converted from the QByteArray, the body would end at its first zero byte.
+    try {
+        const QByteArray body = reply.readAll();
+        return QString::fromUtf8(body.constData(), body.size());
+    } catch (const std::bad_alloc &) {
+        LastError::set(".err.memory");
+        return {};
+    }
+}
+
 QString readHttp(const QString &address)
 {
     const auto fail = [&](const char *id, const QString &value = QString()) {
@@ -93,68 +173,27 @@ QString readHttp(const QString &address)
     const HttpLimits limits = httpLimits();
     QNetworkAccessManager manager;
     manager.setProxyFactory(new BufferedProxies); // takes ownership
-    QNetworkRequest request(QUrl::fromEncoded(address.toLocal8Bit(), QUrl::TolerantMode));
-    request.setAttribute(QNetworkRequest::HttpPipeliningAllowedAttribute, false);
-    request.setRawHeader("User-Agent", "none");
-    // Qt decompresses all received data at once, up to a thousand times its size, before it reports
-    // any.
-    if (limits.bytes > 0)
-        request.setRawHeader("Accept-Encoding", "identity");
-    const QPointer<QNetworkReply> reply(manager.get(request)); // handlers of the host may delete it
+    // Handlers of the host may delete the reply.
+    const QPointer<QNetworkReply> reply(manager.get(requestFor(address, limits)));
+    if (!reply)
+        return fail(".err.httpcut");
+    const ReplyLimiter limiter(reply, limits);
+    waitForEnd(reply);
     if (!reply)
         return fail(".err.httpcut");
 
-    const qint64 mostBytes = limits.bytes > 0 ? std::min(limits.bytes, maxBodySize) : maxBodySize;
-    const auto isTooLarge = [&] { return reply->bytesAvailable() > mostBytes; };
-    QObject::connect(reply, &QNetworkReply::readyRead, reply, [&] {
-        if (isTooLarge())
-            reply->abort();
-    });
-    QTimer timer;
-    timer.setSingleShot(true);
-    bool isLate = false;
-    QObject::connect(&timer, &QTimer::timeout, reply, [&] {
-        isLate = true;
-        reply->abort();
-    });
-    if (limits.msec > 0)
-        timer.start(limits.msec);
-
-    // The last event may be handled in the same pass before the sleep, so the end of the reply
-    // wakes the dispatcher up. A handler that processes events itself may consume this wake-up, so
-    // a timer wakes it up regularly, too.
-    QAbstractEventDispatcher *const dispatcher = QAbstractEventDispatcher::instance();
-    QObject::connect(reply, &QNetworkReply::finished, dispatcher,
-                     &QAbstractEventDispatcher::wakeUp);
-    QTimer alarm;
-    alarm.start(longestSleep);
-    {
-        const LastError::Apart ofHandlers;
-        while (reply && !reply->isFinished())
-            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
-                                            QEventLoop::WaitForMoreEvents);
-    }
-    if (!reply)
-        return fail(".err.httpcut");
     reply->deleteLater();
-    if (isTooLarge())
-        return fail(".err.httpsize", QString::number(mostBytes));
+    if (limiter.isTooLarge())
+        return fail(".err.httpsize", QString::number(limiter.mostBytes()));
+    if (limiter.isLate() && reply->error() != QNetworkReply::NoError)
+        return fail(".err.httptime", QString::number(limits.msec));
     if (reply->error() != QNetworkReply::NoError)
-        return isLate ? fail(".err.httptime", QString::number(limits.msec))
-                      : fail(".err.http", reply->errorString());
+        return fail(".err.http", reply->errorString());
     if (isCutOff(*reply))
         return fail(".err.httpcut");
     if (limits.bytes > 0 && reply->hasRawHeader("Content-Encoding"))
         return fail(".err.httppacked"); // contrary to the request
-
-    // With its length: converted from the QByteArray, the body would end at its first zero byte.
-    try {
-        const QByteArray body = reply->readAll();
-        return QString::fromUtf8(body.constData(), body.size());
-    } catch (const std::bad_alloc &) {
-        LastError::set(".err.memory");
-        return {};
-    }
+    return bodyOf(*reply);
 }
 
 } // namespace Utils
