@@ -1,5 +1,9 @@
 #include "tests/examples/Program.h"
 
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
 /// The commands run, eval and check.
 class tst_Kelm_scripts : public QObject
 {
@@ -140,6 +144,35 @@ private Q_SLOTS:
                                       ", result false\nkelm run: The script \"" + path +
                                       "\" has failed\n"));
         QCOMPARE(m_kelm.status, 1);
+    }
+
+    void printsErrorsAsJson()
+    {
+        const QString path = script("a.py", "print 'first'\ndef f():\n  return 1 / 0\nf()\n");
+
+        QVERIFY(m_kelm.run({"run", "--quiet", "--json", path}));
+
+        const QStringList lines = m_kelm.output.split('\n');
+        QCOMPARE(lines.size(), 3);
+        QCOMPARE(lines[0], QString("first"));
+        const QJsonObject error = QJsonDocument::fromJson(lines[1].toUtf8()).object();
+        QCOMPARE(error["type"].toString(), QString("ZeroDivisionError"));
+        QCOMPARE(error["file"].toString(), path);
+        QCOMPARE(error["line"].toInt(), 3);
+        QCOMPARE(error["frames"].toArray().size(), 2);
+        // Python has printed it once.
+        const QString traceback = error["traceback"].toString();
+        QCOMPARE(m_kelm.error, traceback + "kelm run: The script \"" + path + "\" has failed\n");
+        QCOMPARE(m_kelm.status, 1);
+
+        QVERIFY(m_kelm.run({"eval", "--json", "--", "1 / 0"}));
+        const QJsonObject value = QJsonDocument::fromJson(m_kelm.output.toUtf8()).object();
+        QCOMPARE(value["type"].toString(), QString("ZeroDivisionError"));
+        QCOMPARE(m_kelm.error, QString("kelm eval: integer division or modulo by zero\n"));
+        QCOMPARE(m_kelm.status, 1);
+
+        QVERIFY(m_kelm.run({"eval", "--json", "1 + 1"}));
+        QCOMPARE(m_kelm.output, QString("2\n"));
     }
 
     void checksScripts()

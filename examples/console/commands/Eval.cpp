@@ -3,6 +3,7 @@
 #include "examples/console/Output.h"
 #include "examples/console/Scripts.h"
 #include "examples/console/commands/Commands.h"
+#include "utils/script/ScriptError.h"
 #include "utils/script/ScriptManager.h"
 
 namespace Kelm {
@@ -18,6 +19,7 @@ static void declare(QCommandLineParser &parser)
          "Prints the variable NAME at the end. A single line without \"=\" is an expression, and "
          "has a value without this option.",
          "NAME"},
+        {"json", "Prints the error of a text that fails as a line of JSON."},
     });
 }
 
@@ -42,8 +44,11 @@ static Result run(const QCommandLineParser &given, Host &)
     }
 
     Data::Variant result = given.value("variable"); // its name at first, then its value
-    if (!scripts.execute(given.positionalArguments().constFirst(), "py", result, error))
+    if (!scripts.execute(given.positionalArguments().constFirst(), "py", result, error)) {
+        if (given.isSet("json"))
+            print(scripts.error().toJson());
         return failed(error);
+    }
     if (!result.isValid() && given.isSet("variable"))
         return failed(QString("There is no value in \"%1\"").arg(given.value("variable")));
     if (result.isValid())

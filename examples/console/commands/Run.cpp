@@ -2,8 +2,10 @@
 
 #include "examples/console/Files.h"
 #include "examples/console/Host.h"
+#include "examples/console/Output.h"
 #include "examples/console/Scripts.h"
 #include "examples/console/commands/Commands.h"
+#include "utils/script/ScriptError.h"
 #include "utils/script/ScriptManager.h"
 #include "utils/signals/Signal.h"
 #include "utils/signals/Slot.h"
@@ -18,6 +20,7 @@ static void declare(QCommandLineParser &parser)
 {
     // Everything after the script is an argument of the script.
     parser.addOption({"trace", "Prints each signal that is sent on standard error."});
+    parser.addOption({"json", "Prints the error of a script that fails as a line of JSON."});
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
 }
 
@@ -90,6 +93,8 @@ static Result run(const QCommandLineParser &given, Host &host)
     if (given.isSet("trace"))
         trace.emplace(host);
     const bool isGood = ScriptManager::instance().execute(path);
+    if (!isGood && given.isSet("json"))
+        print(ScriptManager::instance().error().toJson());
     if (host.hasCancelled())
         return cancelled();
     return isGood ? good() : failed(QString("The script \"%1\" has failed").arg(path));
