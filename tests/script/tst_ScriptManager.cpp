@@ -615,6 +615,20 @@ private Q_SLOTS:
         QCOMPARE(process.exitCode(), 0);
     }
 
+    // Consoles
+
+    void hasNoConsoleOnAnEngineThatIsNone()
+    {
+        bool isCalled = false;
+        manager().setOutputSink([&](const String &, Utils::ScriptChannel) { isCalled = true; });
+        manager().setInputSource([&](String &) { return isCalled = true; });
+
+        QVERIFY(manager().complete("i", "py").isEmpty());
+        QVERIFY(manager().complete("i", "no language").isEmpty());
+        QVERIFY(!isCalled);
+        QCOMPARE(m_calls, QStringList());
+    }
+
 private:
     static ScriptManager &manager() { return ScriptManager::instance(); }
 

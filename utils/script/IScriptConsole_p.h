@@ -13,6 +13,7 @@ public:
 
     virtual void setOutputSink(const ScriptOutputSink &sink) = 0;
     virtual void setInputSource(const ScriptInputSource &source) = 0;
+    virtual QVector<ScriptCompletion> complete(const Data::String &text) = 0;
 };
 
 } // namespace Utils

@@ -2,6 +2,7 @@
 
 #include "utils/files/File.h"
 #include "utils/platform/Platform.h"
+#include "utils/script/PythonCompletion_p.h"
 #include "utils/script/PythonReference_p.h"
 #include "utils/script/PythonRun_p.h"
 #include "utils/script/PythonStreams_p.h"
@@ -231,6 +232,11 @@ void PythonScript::setOutputSink(const ScriptOutputSink &sink) { PythonStreams::
 void PythonScript::setInputSource(const ScriptInputSource &source)
 {
     PythonStreams::setSource(source);
+}
+
+QVector<ScriptCompletion> PythonScript::complete(const Data::String &text)
+{
+    return completePython(text);
 }
 
 bool PythonScript::start()

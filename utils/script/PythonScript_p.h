@@ -118,6 +118,7 @@ public:
 
     void setOutputSink(const ScriptOutputSink &sink) override;
     void setInputSource(const ScriptInputSource &source) override;
+    QVector<ScriptCompletion> complete(const Data::String &text) override;
 
 private:
     bool start();

@@ -2,6 +2,8 @@
 
 #include "data/String.h"
 
+#include <QVector>
+
 #include <functional>
 
 namespace Utils {
@@ -21,5 +23,27 @@ using ScriptOutputSink = std::function<void(const Data::String &text, ScriptChan
 /// Sets \p text to the next part of the input and returns true. Usually that is a line with its
 /// line feed, but it may be any text. Returns false at the end of the input.
 using ScriptInputSource = std::function<bool(Data::String &text)>;
+
+/// A name that can complete what is being written; see ScriptManager::complete().
+struct ScriptCompletion
+{
+    enum Kind
+    {
+        Keyword,
+        Module,
+        Class,
+        Function,
+        Property, ///< what is computed when it is read
+        Variable,
+    };
+
+    Data::String name; ///< the whole name, such as "size" for "File.si"
+    Kind kind = Variable;
+
+    /// How a function or class is called, such as "size(path: Text) -> int". Each overload is a
+    /// line of its own. "" when it is not known.
+    Data::String signature;
+    Data::String documentation; ///< "" when there is none
+};
 
 } // namespace Utils

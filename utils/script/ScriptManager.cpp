@@ -236,6 +236,13 @@ void ScriptManager::setInputSource(const ScriptInputSource &source)
         console->setInputSource(source);
 }
 
+QVector<ScriptCompletion> ScriptManager::complete(const Data::String &text,
+                                                  const Data::String &language) const
+{
+    auto *const console = dynamic_cast<IScriptConsole *>(d->engineFor(language));
+    return console ? console->complete(text) : QVector<ScriptCompletion>();
+}
+
 ScriptManager::ScriptManager() : d(std::make_unique<ScriptManagerPrivate>()) {}
 ScriptManager::~ScriptManager() = default;
 

@@ -163,6 +163,22 @@ public:
     /// and a source that throws an exception.
     void setInputSource(const ScriptInputSource &source);
 
+    /// Returns the names that can complete what \p text ends with, sorted: of "Utils.File.si" the
+    /// attributes of Utils.File that begin with "si". The text is what has been written up to the
+    /// cursor, also of several lines.
+    ///
+    ///     "fl"              => keywords, variables of scripts and builtins
+    ///     "Utils.File."     => attributes; those that begin with "_" only after a "_"
+    ///     "import xml."     => modules
+    ///     "from os import " => names of a loaded module, and modules of a package
+    ///     "'fl", "# fl"     => nothing, as in each text and comment
+    ///
+    /// Nothing of a script is called: no property, no __getattr__ and no import. So what only a
+    /// call could tell is not completed, such as "f()." and attributes of a property. Without a
+    /// running interpreter there are only keywords; it is not started.
+    QVector<ScriptCompletion> complete(const Data::String &text,
+                                       const Data::String &language) const;
+
 private:
     ScriptManager();
     ~ScriptManager();
