@@ -14,6 +14,7 @@ public:
     virtual void setOutputSink(const ScriptOutputSink &sink) = 0;
     virtual void setInputSource(const ScriptInputSource &source) = 0;
     virtual QVector<ScriptCompletion> complete(const Data::String &text) = 0;
+    virtual ScriptReply interpret(const Data::String &code, ScriptUnit unit) = 0;
 };
 
 } // namespace Utils

@@ -3,6 +3,7 @@
 #include "utils/files/File.h"
 #include "utils/platform/Platform.h"
 #include "utils/script/PythonCompletion_p.h"
+#include "utils/script/PythonConsole_p.h"
 #include "utils/script/PythonReference_p.h"
 #include "utils/script/PythonRun_p.h"
 #include "utils/script/PythonStreams_p.h"
@@ -220,6 +221,7 @@ Data::String PythonScript::importCode()
 
 void PythonScript::reset()
 {
+    m_consoleFeatures = 0;
     onDeepStack([this] { m_interpreter.requestEnd(); });
 }
 
@@ -237,6 +239,17 @@ void PythonScript::setInputSource(const ScriptInputSource &source)
 QVector<ScriptCompletion> PythonScript::complete(const Data::String &text)
 {
     return completePython(text);
+}
+
+ScriptReply PythonScript::interpret(const Data::String &code, ScriptUnit unit)
+{
+    return onDeepStack([&]() -> ScriptReply {
+        const RunGuard guard(m_interpreter);
+        if (!startToRun())
+            return {ScriptReply::Failed, 1, m_errorText};
+        addToMainScope(m_modules);
+        return interpretPython(code, unit, m_consoleFeatures);
+    });
 }
 
 bool PythonScript::start()

@@ -119,6 +119,7 @@ public:
     void setOutputSink(const ScriptOutputSink &sink) override;
     void setInputSource(const ScriptInputSource &source) override;
     QVector<ScriptCompletion> complete(const Data::String &text) override;
+    ScriptReply interpret(const Data::String &code, ScriptUnit unit) override;
 
 private:
     bool start();
@@ -132,6 +133,7 @@ private:
     PythonInterpreter m_interpreter;
     QMap<Data::String, _object *> m_pushedObjects; // by name; a reference is ours
     QStringList m_modules;                         // in names of pushed data, each once
+    int m_consoleFeatures = 0;                     // imported from __future__
 };
 
 } // namespace Utils

@@ -46,4 +46,27 @@ struct ScriptCompletion
     Data::String documentation; ///< "" when there is none
 };
 
+/// What ScriptManager::interpret() is given.
+enum class ScriptUnit
+{
+    Statement, ///< a statement that is typed into a console, whose value is printed
+    File,      ///< all statements of a file
+};
+
+/// What ScriptManager::interpret() has done.
+struct ScriptReply
+{
+    enum State
+    {
+        Done,
+        Incomplete, ///< nothing was run, as the statement goes on in a next line
+        Failed,     ///< the error has been printed, or is in \ref error
+        Exit,       ///< the code wants the program to end, as by exit()
+    };
+
+    State state = Failed;
+    int exitStatus = 0; ///< for the program: of Exit the given one, 1 of Failed, else 0
+    Data::String error; ///< why nothing could be run; else ""
+};
+
 } // namespace Utils

@@ -243,6 +243,18 @@ QVector<ScriptCompletion> ScriptManager::complete(const Data::String &text,
     return console ? console->complete(text) : QVector<ScriptCompletion>();
 }
 
+ScriptReply ScriptManager::interpret(const Data::String &code, const Data::String &language,
+                                     ScriptUnit unit)
+{
+    auto *const console = dynamic_cast<IScriptConsole *>(d->engineFor(language));
+    if (!console)
+        return {ScriptReply::Failed, 1, {}};
+    const ScriptReply reply = console->interpret(code, unit);
+    std::fflush(stdout);
+    std::fflush(stderr);
+    return reply;
+}
+
 ScriptManager::ScriptManager() : d(std::make_unique<ScriptManagerPrivate>()) {}
 ScriptManager::~ScriptManager() = default;
 

@@ -179,6 +179,15 @@ public:
     QVector<ScriptCompletion> complete(const Data::String &text,
                                        const Data::String &language) const;
 
+    /// Runs \p code as the console of the language does. A statement is run when it is complete: a
+    /// block when it ends with an empty line. The value of an expression is printed, and so is the
+    /// error of code that fails. SystemExit does not end the process.
+    ///
+    /// Like execute() of a text, it shows no message and sends no signal. Fails without an engine
+    /// that has a console.
+    ScriptReply interpret(const Data::String &code, const Data::String &language,
+                          ScriptUnit unit = ScriptUnit::Statement);
+
 private:
     ScriptManager();
     ~ScriptManager();
