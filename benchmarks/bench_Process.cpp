@@ -1,5 +1,5 @@
-// What a child writes, gathered by Process and by QProcess alone. benchmarks/report tells how names
-// and counters make pairs and targets.
+// What a child writes, gathered by Process and by QProcess alone, and how long a run takes.
+// benchmarks/report tells how names and counters make pairs and targets.
 
 #include "benchmarks/Pairs.h"
 #include "utils/process/Process.h"
@@ -10,6 +10,10 @@
 #include <QTemporaryDir>
 
 #include <stdexcept>
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using benchmark::State;
 
@@ -82,11 +86,43 @@ static void addProgram(const char *detail, const QString &path, const QByteArray
             });
 }
 
+/// A run of the shortest program, to its end.
+static void addRuns()
+{
+    const QString program = QStringLiteral("/bin/true");
+    const auto ours = [=](State &state) {
+        for (auto _ : state) {
+            Utils::Process process(program);
+            check(state, process.run(60000), Utils::Process::RunFinished);
+        }
+    };
+    addPair("run of a program beside QProcess", "true", 0.0, ours, [=](State &state) {
+        for (auto _ : state) {
+            QProcess process;
+            process.start(program, QStringList());
+            check(state, process.waitForFinished(60000) ? 1 : 0, 1);
+        }
+    });
+    addPair("run of a program beside posix_spawn, whose output is not read", "true", 0.0, ours,
+            [=](State &state) {
+                for (auto _ : state) {
+                    char name[] = "/bin/true";
+                    char *const arguments[] = {name, nullptr};
+                    pid_t child = 0;
+                    int status = -1;
+                    check(state, posix_spawn(&child, name, nullptr, nullptr, arguments, environ),
+                          0);
+                    check(state, waitpid(child, &status, 0), child);
+                }
+            });
+}
+
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     const QTemporaryDir folder;
     addProgram("ASCII", folder.filePath(QStringLiteral("ascii")), makeText(0));
     addProgram("UTF-8", folder.filePath(QStringLiteral("utf8")), makeText(10));
+    addRuns();
     return runBenchmarks(argc, argv);
 }
