@@ -15,7 +15,7 @@ class LogFile;
 class ProcessPrivate
 {
 public:
-    explicit ProcessPrivate(Process *process) : owner(process) {}
+    explicit ProcessPrivate(Process *newOwner) : owner(newOwner) {}
 
     void log(const Data::String &text);
 
