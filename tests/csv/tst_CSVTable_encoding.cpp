@@ -3,15 +3,14 @@
 #include "utils/csv/CSVTable.h"
 
 #include "tests/csv/Rows.h"
-#include "tests/strings/Catalogue.h" // resetCatalogue
-#include "tests/support/Files.h"     // makeFile
-#include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
+#include "tests/strings/Catalogue.h" // loadLibraryTexts, resetCatalogue
+#include "tests/support/Encoded.h"
+#include "tests/support/Files.h" // makeFile
+#include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 #include "utils/csv/CSVReader.h"
 #include "utils/files/File.h"
-#include "utils/strings/StringTable.h"
 
 #include <QTemporaryDir>
-#include <QTextCodec>
 #include <QtTest>
 
 #include <limits>
@@ -38,13 +37,6 @@ static const struct
     int limit;
 } routes[] = {
     {"text", Route::Text, 0}, {"bytes", Route::Bytes, 1}, {"file", Route::File, limitOfNoBytes}};
-
-static QByteArray encoded(const QString &text, const char *encoding)
-{
-    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
-    QTextCodec *const codec = QTextCodec::codecForName(encoding);
-    return codec->fromUnicode(text.constData(), text.size(), &state);
-}
 
 static const QString german = QStringLiteral("T{\u00B0C},Kr\u00E4fte,\u20AC\n20, 1.5 ,\n");
 static const Rows germanRows = {
@@ -88,9 +80,7 @@ private Q_SLOTS:
     void init()
     {
         QVERIFY(m_folder.isValid());
-        File::setSearchPath(LIBRARY_RESOURCES, "");
-        Utils::StringTable::initialize("en", "", "");
-        QVERIFY(Utils::StringTable::load("Kelm.Utils"));
+        QVERIFY(loadLibraryTexts(LIBRARY_RESOURCES));
     }
 
     void cleanup()

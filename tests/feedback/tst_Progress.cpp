@@ -2,8 +2,8 @@
 
 #include "tests/support/FakeHost.h"
 #include "tests/support/Print.h"
+#include "tests/support/ProgressClock.h"
 #include "utils/Application.h"
-#include "utils/feedback/Progress_p.h"
 #include "utils/feedback/WaitCursor.h"
 
 #include <QtTest>
@@ -12,19 +12,12 @@
 #include <memory>
 
 using Utils::Progress;
-using Utils::progressState;
 
 static const int intMin = std::numeric_limits<int>::min();
 static const int intMax = std::numeric_limits<int>::max();
 
-static qint64 now = 0; // ms, moved by the tests
-static int clockReads = 0;
-
-static qint64 readClock()
-{
-    ++clockReads;
-    return now;
-}
+static qint64 &now = ProgressClock::now;
+static int &clockReads = ProgressClock::reads;
 
 class tst_Progress : public QObject
 {
@@ -44,9 +37,7 @@ private:
 private Q_SLOTS:
     void init()
     {
-        now = 5000;
-        progressState = Utils::ProgressState();
-        progressState.now = readClock;
+        ProgressClock::start();
         host.reset(new FakeHost);
         Utils::setApplication(host.get());
     }

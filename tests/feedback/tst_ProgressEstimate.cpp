@@ -5,9 +5,9 @@
 
 #include "tests/support/FakeHost.h"
 #include "tests/support/Print.h"
+#include "tests/support/ProgressClock.h"
 #include "utils/Application.h"
 #include "utils/feedback/ProgressRange.h"
-#include "utils/feedback/Progress_p.h"
 
 #include <QtTest>
 
@@ -18,18 +18,11 @@
 
 using Utils::Progress;
 using Utils::ProgressRange;
-using Utils::progressState;
 
 static const int intMax = std::numeric_limits<int>::max();
 
-static qint64 now = 0; // ms
-static int clockReads = 0;
-
-static qint64 readClock()
-{
-    ++clockReads;
-    return now;
-}
+static qint64 &now = ProgressClock::now;
+static int &clockReads = ProgressClock::reads;
 
 /// A line of profiles.txt; it describes the form of the file.
 struct Event
@@ -192,9 +185,7 @@ private:
 private Q_SLOTS:
     void init()
     {
-        now = 5000;
-        progressState = Utils::ProgressState();
-        progressState.now = readClock;
+        ProgressClock::start();
         host.reset(new FakeHost);
         Utils::setApplication(host.get());
     }

@@ -2,9 +2,9 @@
 
 #include "tests/support/FakeHost.h"
 #include "tests/support/Print.h"
+#include "tests/support/ProgressClock.h"
 #include "utils/Application.h"
 #include "utils/feedback/Progress.h"
-#include "utils/feedback/Progress_p.h"
 
 #include <QtTest>
 
@@ -14,9 +14,8 @@
 
 using Utils::Progress;
 using Utils::ProgressRange;
-using Utils::progressState;
 
-static qint64 now = 0; // ms
+static qint64 &now = ProgressClock::now;
 
 class tst_ProgressRange : public QObject
 {
@@ -42,9 +41,7 @@ private:
 private Q_SLOTS:
     void init()
     {
-        now = 5000;
-        progressState = Utils::ProgressState();
-        progressState.now = [] { return now; };
+        ProgressClock::start();
         host.reset(new FakeHost);
         Utils::setApplication(host.get());
     }

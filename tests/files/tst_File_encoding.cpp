@@ -3,16 +3,15 @@
 #include "utils/files/File.h"
 #include "utils/files/FileReader.h"
 
-#include "tests/strings/Catalogue.h" // resetCatalogue
-#include "tests/support/Files.h"     // makeFile
-#include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
-#include "utils/strings/StringTable.h"
+#include "tests/strings/Catalogue.h" // loadLibraryTexts, resetCatalogue
+#include "tests/support/Encoded.h"
+#include "tests/support/Files.h" // makeFile
+#include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 
 #include <QTemporaryDir>
 #include <QTextCodec>
 #include <QtTest>
 
-#include <algorithm>
 #include <random>
 #include <thread>
 
@@ -30,24 +29,6 @@ static QByteArray bytes(const char (&literal)[size])
 static const QString german = QStringLiteral("Temperatur {\u00B0C};Kr\u00E4fte;\u20AC\n20;1,5;3\n");
 static const QString japanese = QStringLiteral("\u6E29\u5EA6,\u8377\u91CD\uFF71\uFF72\n20,1.5\n");
 
-/// How \p text looks in an encoding, as Qt writes it, without a mark.
-static QByteArray encoded(const QString &text, const QByteArray &encoding)
-{
-    if (encoding.startsWith("UTF-32")) { // which Qt writes with zero bytes that are too many
-        QByteArray bytes;
-        for (const uint code : text.toUcs4()) {
-            const char big[] = {0, char(code >> 16), char(code >> 8), char(code)};
-            bytes.append(big, 4);
-            if (encoding.endsWith("LE"))
-                std::reverse(bytes.end() - 4, bytes.end());
-        }
-        return bytes;
-    }
-    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
-    QTextCodec *const codec = QTextCodec::codecForName(encoding);
-    return codec->fromUnicode(text.constData(), text.size(), &state);
-}
-
 class tst_File_encoding : public QObject
 {
     Q_OBJECT
@@ -56,9 +37,7 @@ private Q_SLOTS:
     void init()
     {
         QVERIFY(m_folder.isValid());
-        File::setSearchPath(LIBRARY_RESOURCES, "");
-        Utils::StringTable::initialize("en", "", "");
-        QVERIFY(Utils::StringTable::load("Kelm.Utils"));
+        QVERIFY(loadLibraryTexts(LIBRARY_RESOURCES));
     }
 
     void cleanup()

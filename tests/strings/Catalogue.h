@@ -1,6 +1,8 @@
 #pragma once
 
 #include "utils/catalogue/Catalogue_p.h"
+#include "utils/files/File.h"
+#include "utils/strings/StringTable.h"
 #include "utils/strings/Translator.h"
 
 /// Makes the catalogue what it is when the library loads, but for what lookupi() keeps.
@@ -24,4 +26,12 @@ inline void putText(const Data::String &table, const Data::String &id, const Dat
 {
     Utils::catalogue->tables[table].strings[id] = text;
     Utils::catalogue->found.clear();
+}
+
+/// Loads the library's own texts, in English, from the folder \p resources. False when that fails.
+inline bool loadLibraryTexts(const char *resources)
+{
+    Utils::File::setSearchPath(resources, "");
+    Utils::StringTable::initialize("en", "", "");
+    return Utils::StringTable::load("Kelm.Utils");
 }
