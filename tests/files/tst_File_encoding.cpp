@@ -180,6 +180,54 @@ private Q_SLOTS:
         QCOMPARE(others, 0);
     }
 
+    void decodesALargeFileWhileItIsRead_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+
+        QByteArray all;
+        for (int byte = 1; byte < 256; ++byte)
+            all += static_cast<char>(byte);
+        QByteArray sparse(300000, 'x');
+        for (int i = 0; i < sparse.size(); i += 1 + i % 131)
+            sparse[i] = '\x80';
+        QTest::newRow("every byte") << all.repeated(1500);
+        QTest::newRow("bytes that are three of UTF-8") << QByteArray(700000, '\x80');
+        QTest::newRow("ASCII and others") << sparse;
+        QTest::newRow("ASCII until the end") << QByteArray(131072 * 2 - 1, 'x') + "\xe9";
+        QTest::newRow("the first byte of a piece")
+            << QByteArray(131072, 'x') + "\xe9" + QByteArray(63, 'y');
+    }
+
+    void decodesALargeFileWhileItIsRead()
+    {
+        QFETCH(QByteArray, contents);
+        const QString path = makeFile(m_folder.filePath("large"), contents);
+        QString expected;
+        for (int i = 0; i < contents.size(); i += 60000) { // decoded as small files
+            const QString part = makeFile(m_folder.filePath("part"), contents.mid(i, 60000));
+            expected += File::read(part, "windows-1252");
+        }
+
+        QVERIFY(File::read(path, "windows-1252") == expected);
+        QVERIFY(File::read(path, "auto") == expected);
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void tellsABadByteOfALargeFile()
+    {
+        // The last byte is none of ISO-8859-7, Greek.
+        const QByteArray contents = QByteArray(400000, '\xe1') + "\xff";
+        const QString path = makeFile(m_folder.filePath("large"), contents);
+
+        QCOMPARE(File::read(path, "ISO-8859-7"), String());
+        const String reason = File::lastError();
+        QVERIFY(reason.contains("ISO-8859-7"));
+        QVERIFY(reason.contains(path));
+        File::setFallbackEncoding("ISO-8859-7");
+        QCOMPARE(File::read(path, "auto"), String());
+        QCOMPARE(File::lastError(), reason);
+    }
+
     void readsAFileInAnEncoding_data()
     {
         QTest::addColumn<QByteArray>("contents");

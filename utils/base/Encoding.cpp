@@ -25,6 +25,7 @@ struct SingleByte
     bool isDefined = false;
     uchar length = 3;
     std::array<char, 4> bytes = {'\0', '\xef', '\xbf', '\xbd'}; // at the end
+    std::array<char, 4> first = {'\xef', '\xbf', '\xbd', '\0'}; // the same at the start
 };
 
 struct EncodingTable
@@ -64,6 +65,7 @@ static SingleByte singleByte(QChar character)
     result.isDefined = true;
     result.length = static_cast<uchar>(bytes.size());
     std::copy(bytes.begin(), bytes.end(), result.bytes.end() - bytes.size());
+    std::copy(bytes.begin(), bytes.end(), result.first.begin());
     return result;
 }
 
@@ -222,6 +224,43 @@ static Encoding::Outcome decodeSingleBytes(const EncodingTable &table, QByteArra
     char *const begin = bytes.data();
     decodeBackwards(table, begin, begin + sizeBefore, begin + size);
     return Encoding::Outcome::Decoded;
+}
+
+bool Encoding::decodePart(const char *begin, const char *end, char *&to) const
+{
+    constexpr int length = Units<char>::length;
+    static_assert(stride <= length, "so many bytes are readable");
+    bool isValid = true;
+    char *target = to;
+    while (begin < end) {
+        const qint64 count = std::min<qint64>(end - begin, length);
+        quint64 wide = Units<char>(begin).wide();
+        if (count < length)
+            wide &= (quint64(1) << count) - 1;
+        if (wide == 0) {
+            std::memcpy(target, begin, length);
+            target += count;
+            begin += count;
+            continue;
+        }
+        // Up to the last byte of the 64 that is not ASCII
+        const char *const start = begin;
+        for (; wide != 0; wide &= wide - 1) {
+            const char *const next = start + qCountTrailingZeroBits(wide);
+            const auto run = static_cast<std::size_t>(next - begin);
+            std::memcpy(target, begin, stride); // most runs are short
+            if (run > stride)
+                std::memcpy(target + stride, begin + stride, length - stride);
+            target += run;
+            const SingleByte &character = m_table->characters[static_cast<unsigned char>(*next)];
+            isValid = isValid && character.isDefined;
+            std::memcpy(target, character.first.data(), character.first.size());
+            target += character.length;
+            begin = next + 1;
+        }
+    }
+    to = target;
+    return isValid;
 }
 
 /// The codec of a text in UTF-16 or UTF-32, in the order that its byte order mark tells. Moves

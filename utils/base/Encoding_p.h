@@ -55,6 +55,12 @@ public:
     /// unchanged unless the outcome is Decoded. No second array is needed when they are not shared.
     Outcome toUtf8(QByteArray &bytes) const;
 
+    /// Decodes a part of a text in a single-byte encoding to UTF-8 at \p to, and moves \p to after
+    /// it. Memory: 64 bytes after \p end are readable, and \p to has room for partRoom() bytes.
+    /// False when a byte is not valid.
+    bool decodePart(const char *begin, const char *end, char *&to) const;
+    static constexpr int partRoom(int size) { return 3 * size + 64; }
+
     /// Decodes a part of a text. Bytes that are not valid become U+FFFD.
     QString toText(const char *begin, const char *end) const;
     QByteArray partToUtf8(const QByteArray &part) const;

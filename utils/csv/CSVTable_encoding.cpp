@@ -50,15 +50,30 @@ bool CSVTablePrivate::canReadInFile()
     return true;
 }
 
-bool CSVTablePrivate::decode(QByteArray &bytes, const QString &source)
+bool CSVTablePrivate::readFile(QByteArray &bytes)
+{
+    detectedEncoding.clear();
+    isEncodingGuess = false;
+    if (encoding.isEmpty()) {
+        bytes = File::readRaw(path);
+        return true;
+    }
+    DecodedFile decoded;
+    return readDecoded(path, encoding, decoded) && setDecoded(decoded, bytes);
+}
+
+bool CSVTablePrivate::decode(QByteArray &bytes)
 {
     detectedEncoding.clear();
     isEncodingGuess = false;
     if (encoding.isEmpty())
         return true;
     DecodedFile decoded;
-    if (!decodeFile(std::move(bytes), source, encoding, decoded))
-        return false;
+    return decodeFile(std::move(bytes), QString(), encoding, decoded) && setDecoded(decoded, bytes);
+}
+
+bool CSVTablePrivate::setDecoded(const DecodedFile &decoded, QByteArray &bytes)
+{
     bytes = decoded.utf8;
     detectedEncoding = decoded.encoding;
     isEncodingGuess = decoded.isGuess;
@@ -79,8 +94,8 @@ static void tellNoText(const QByteArray &bytes, const Data::String &path)
 
 CSVText CSVTablePrivate::textOfFile()
 {
-    QByteArray bytes = File::readRaw(path);
-    if (!decode(bytes, path))
+    QByteArray bytes;
+    if (!readFile(bytes))
         return CSVText(QString());
     if (!encoding.isEmpty() || !startsWithWideMark(bytes))
         endLinesAtFeeds(bytes);

@@ -111,6 +111,8 @@ struct CSVDialectRules
     bool endsAtReturns = false; // lines of a text without line feeds
 };
 
+struct DecodedFile;
+
 class CSVTablePrivate
 {
 public:
@@ -157,9 +159,14 @@ public:
     /// bytes.
     bool canReadInFile();
 
-    /// Decodes \p bytes to UTF-8 by the encoding that is set, if any. False, with a reason, when
-    /// they are not valid. \p source is the path for the reason, or "".
-    bool decode(QByteArray &bytes, const QString &source);
+    /// Reads the bytes of the file and decodes them to UTF-8 by the encoding that is set, if any.
+    /// False, with a reason, when they are not valid. Without an encoding, they are "" when the
+    /// file cannot be read.
+    bool readFile(QByteArray &bytes);
+
+    /// The same for bytes of no file.
+    bool decode(QByteArray &bytes);
+    bool setDecoded(const DecodedFile &decoded, QByteArray &bytes);
 
     /// The text of the file; "" when it cannot be read or decoded.
     CSVText textOfFile();
@@ -167,8 +174,9 @@ public:
     /// Reads the file as bytes.
     bool readBytes();
 
-    /// As CSVTable::setData(). \p source is the path for a reason, or "".
-    bool setBytes(QByteArray bytes, const QString &source);
+    /// As CSVTable::setData(), and the same for bytes that are decoded.
+    bool setBytes(QByteArray bytes);
+    bool setDecodedBytes(QByteArray bytes);
 
     /// Appends \p text to the text rows, which become the current backend.
     bool appendText(const CSVText &text, bool quoted);

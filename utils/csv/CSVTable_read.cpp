@@ -70,8 +70,8 @@ bool CSVTablePrivate::readInFile()
 
 bool CSVTablePrivate::readBytes()
 {
-    QByteArray bytes = File::readRaw(path);
-    return !bytes.isEmpty() && setBytes(std::move(bytes), path);
+    QByteArray bytes;
+    return readFile(bytes) && setDecodedBytes(std::move(bytes));
 }
 
 bool CSVTablePrivate::appendText(const CSVText &text, bool quoted)
@@ -114,20 +114,25 @@ bool CSVTable::setData(const char *text, bool quoted)
 bool CSVTable::setData(const QByteArray &bytes)
 {
     LastError operation;
-    const bool isSet = falseWithoutMemory([&] { return d->setBytes(bytes, QString()); });
+    const bool isSet = falseWithoutMemory([&] { return d->setBytes(bytes); });
     return isSet ? operation.succeeded() : LastError::set(".err.notext");
 }
 
-bool CSVTablePrivate::setBytes(QByteArray bytes, const QString &source)
+bool CSVTablePrivate::setBytes(QByteArray bytes)
 {
-    const bool isEncoded = !encoding.isEmpty();
-    if (!isEncoded && !hasSingleDelimiter()) {
+    if (encoding.isEmpty() && !hasSingleDelimiter()) {
         QString text = QString::fromLatin1(bytes);
         endLinesAtFeeds(text);
         return !text.isEmpty() && appendText(CSVText(text), /*quoted=*/false);
     }
-    if (!decode(bytes, source) || bytes.isEmpty())
+    return decode(bytes) && setDecodedBytes(std::move(bytes));
+}
+
+bool CSVTablePrivate::setDecodedBytes(QByteArray bytes)
+{
+    if (bytes.isEmpty())
         return false;
+    const bool isEncoded = !encoding.isEmpty();
     if (textData->isRfc4180 && hasSingleDelimiter())
         return setQuotedBytes(bytes);
     endLinesAtFeeds(bytes);

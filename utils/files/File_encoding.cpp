@@ -6,8 +6,10 @@
 #include "utils/base/LastError_p.h"
 #include "utils/base/Limits_p.h"
 #include "utils/files/File_p.h"
+#include "utils/platform/Platform.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QMutex>
 
 #include <algorithm>
@@ -126,6 +128,15 @@ bool File::setFallbackEncoding(const Data::String &name)
 
 Data::String File::fallbackEncoding() { return fallback().name(); }
 
+/// Stores why the file \p path, or bytes of no file, cannot be decoded. Returns false.
+static bool tellProblem(Encoding::Outcome outcome, const QString &path, const Encoding &encoding)
+{
+    if (outcome == Encoding::Outcome::TooLong)
+        return LastError::set(".err.toolarge", {path});
+    return path.isEmpty() ? LastError::set(".err.decodeText", {encoding.name()})
+                          : LastError::set(".err.decode", {path, encoding.name()});
+}
+
 bool decodeFile(QByteArray bytes, const QString &path, const QString &encoding,
                 DecodedFile &decoded)
 {
@@ -135,25 +146,133 @@ bool decodeFile(QByteArray bytes, const QString &path, const QString &encoding,
     if (!used.isValid())
         return LastError::set(".err.encoding", {name});
     const Encoding::Outcome outcome = used.toUtf8(bytes);
-    if (outcome == Encoding::Outcome::Invalid && path.isEmpty())
-        return LastError::set(".err.decodeText", {used.name()});
-    if (outcome == Encoding::Outcome::Invalid)
-        return LastError::set(".err.decode", {path, used.name()});
-    if (outcome == Encoding::Outcome::TooLong)
-        return LastError::set(".err.toolarge", {path});
+    if (outcome != Encoding::Outcome::Decoded)
+        return tellProblem(outcome, path, used);
     decoded = {bytes, used.name(), isGuess};
     return true;
+}
+
+namespace {
+
+/// Decodes a file in a single-byte encoding piece by piece.
+class PieceDecoder
+{
+public:
+    PieceDecoder(QFile &file, const Encoding &encoding) : m_file(file), m_encoding(encoding) {}
+
+    Encoding::Outcome read(); ///< Invalid, too, when the file cannot be read
+
+    QByteArray utf8;
+    bool hasFailed = false; ///< whether the file could not be read
+
+private:
+    static constexpr int size = 128 * 1024; // of a piece, so that it stays in the processor's cache
+    static constexpr int padding = 64;
+
+    bool reserve(qint64 left);
+
+    QFile &m_file;
+    const Encoding &m_encoding;
+    qint64 m_used = 0; // bytes of the text
+};
+
+/// Makes room for one more piece, and for the other bytes of the file, of which there are \p left.
+bool PieceDecoder::reserve(qint64 left)
+{
+    constexpr qint64 room = Encoding::partRoom(size);
+    if (utf8.size() - m_used >= room)
+        return true;
+    const qint64 wanted = m_used + room + left + left / 16;
+    const qint64 most = maxByteCount;
+    if (m_used + room > most)
+        return false;
+    const bool isFirst = utf8.isEmpty();
+    utf8.reserve(static_cast<int>(std::min(wanted, most))); // resize() would add room
+    utf8.resize(static_cast<int>(std::min(wanted, most)));
+    if (isFirst)
+        Platform::useLargePages(utf8.data(), static_cast<std::size_t>(utf8.size()));
+    return true;
+}
+
+Encoding::Outcome PieceDecoder::read()
+{
+    std::vector<char> piece(size + padding);
+    qint64 left = m_file.size();
+    if (left > maxByteCount)
+        return Encoding::Outcome::TooLong;
+    while (true) {
+        const qint64 count = m_file.read(piece.data(), size);
+        hasFailed = count < 0;
+        if (hasFailed)
+            return Encoding::Outcome::Invalid;
+        if (count == 0)
+            break;
+        left = std::max<qint64>(left - count, 0);
+        if (!reserve(left))
+            return Encoding::Outcome::TooLong;
+        char *to = utf8.data() + m_used;
+        if (!m_encoding.decodePart(piece.data(), piece.data() + count, to))
+            return Encoding::Outcome::Invalid;
+        m_used = to - utf8.constData();
+    }
+    utf8.resize(static_cast<int>(m_used));
+    return Encoding::Outcome::Decoded;
+}
+
+} // namespace
+
+/// The encoding in which the open file can be decoded while it is read; not valid when there is
+/// none, or when this cannot be told from the start of the file.
+static Encoding findSingleByte(QFile &file, const QString &encoding)
+{
+    constexpr qint64 fewest = 64 * 1024; // for which this is worth it
+    if (file.isSequential() || file.size() < fewest)
+        return {};
+    Encoding found;
+    if (isAutomatic(encoding)) {
+        EncodingFinder finder;
+        std::vector<char> start(pieceSize);
+        const qint64 count = file.read(start.data(), static_cast<qint64>(start.size()));
+        const bool isFound = count > 0 && !finder.add(start.data(), static_cast<int>(count)) &&
+                             finder.result().name.isEmpty() && file.seek(0);
+        if (isFound)
+            found = Encoding(fallback().name());
+    } else {
+        found = Encoding(encoding);
+    }
+    return found.isSingleByte() ? found : Encoding();
+}
+
+bool readDecoded(const Data::String &path, const QString &encoding, DecodedFile &decoded)
+{
+    QFile file(path);
+    // A pipe could not be opened a second time.
+    if (isName(path) && QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly)) {
+        const Encoding found = findSingleByte(file, encoding);
+        if (found.isValid()) {
+            PieceDecoder decoder(file, found);
+            const Encoding::Outcome outcome = decoder.read();
+            if (decoder.hasFailed)
+                return LastError::cannotRead(file);
+            if (outcome != Encoding::Outcome::Decoded)
+                return tellProblem(outcome, path, found);
+            decoded = {decoder.utf8, found.name(), isAutomatic(encoding)};
+            return true;
+        }
+        file.close();
+    }
+    QByteArray bytes = File::readRaw(path);
+    if (bytes.isEmpty() && !(File::exists(path) && File::size(path) == 0))
+        return false;
+    return decodeFile(std::move(bytes), path, encoding, decoded);
 }
 
 Data::String File::read(const Data::String &path, const Data::String &encoding)
 {
     LastError operation;
     try {
-        QByteArray bytes = readRaw(path);
         DecodedFile decoded;
-        if (bytes.isEmpty() && !(exists(path) && size(path) == 0))
-            return {};
-        if (!decodeFile(std::move(bytes), path, encoding, decoded))
+        if (!readDecoded(path, encoding, decoded))
             return {};
         if (decoded.utf8.size() > maxTextLength) {
             LastError::set(".err.toolarge", {path});

@@ -41,4 +41,9 @@ struct DecodedFile
 bool decodeFile(QByteArray bytes, const QString &path, const QString &encoding,
                 DecodedFile &decoded);
 
+/// Reads the file \p path and decodes it in the same way. False, with a reason, when it cannot be
+/// read, too. In a single-byte encoding it is decoded piece by piece while it is read, which takes
+/// less time than to decode all of it in memory.
+bool readDecoded(const Data::String &path, const QString &encoding, DecodedFile &decoded);
+
 } // namespace Utils
