@@ -32,6 +32,7 @@ bool Document::write(const QString &path)
     return true;
 }
 
+bool Document::holdsContents() const { return true; }
 QString Document::whatSavingLoses() const { return {}; }
 
 void Document::watch()

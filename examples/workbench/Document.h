@@ -38,6 +38,9 @@ public:
     /// How the file is written, in one line for the status bar.
     virtual QString description() const = 0;
 
+    /// Whether the contents are in memory, so that they can be saved when the file is gone.
+    virtual bool holdsContents() const;
+
     /// What would be lost if the document were saved over its file, in a sentence; "" for nothing.
     virtual QString whatSavingLoses() const;
 

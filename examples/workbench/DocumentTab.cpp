@@ -48,6 +48,11 @@ DocumentTab::DocumentTab(const DocumentKind &kind, const QString &path, QWidget 
     });
 }
 
+DocumentTab::~DocumentTab()
+{
+    m_document->changes().disconnect(this); // it reports that it is clean when it ends
+}
+
 QString DocumentTab::title() const
 {
     const QString name = QFileInfo(m_document->path()).fileName();
@@ -58,7 +63,7 @@ void DocumentTab::checkFile()
 {
     const bool isMissing = !QFileInfo::exists(m_document->path());
     if (isMissing && !m_isMissing)
-        tell(".msg.missingOnDisk", false);
+        tell(m_document->holdsContents() ? ".msg.missingOnDisk" : ".msg.goneFromDisk", false);
     m_isMissing = isMissing;
 }
 

@@ -19,6 +19,7 @@ class DocumentTab : public QWidget
 
 public:
     DocumentTab(const DocumentKind &kind, const QString &path, QWidget *parent);
+    ~DocumentTab() override;
 
     Document &document() const { return *m_document; }
     Pane &view() const { return *m_view; }

@@ -71,10 +71,13 @@ MainWindow::MainWindow()
 
 MainWindow::~MainWindow()
 {
-    // The tools must not hear of documents that end after them.
     disconnect(m_tabs, nullptr, this, nullptr);
-    for (Pane *const tool : m_tools)
-        tool->setCurrentView(nullptr);
+    for (Pane *const tool : qAsConst(m_tools))
+        tool->setCurrentView(nullptr); // before the views end
+    for (DocumentTab *const tab : tabs()) {
+        tab->disconnect(this);
+        delete tab;
+    }
 }
 
 DocumentTab *MainWindow::currentTab() const

@@ -98,8 +98,7 @@ static bool readTable(const QString &path, const CSVDialect &dialect, CSVTable &
     return isRead;
 }
 
-/// The row after the last one that is not empty; of the empty rows only the end of a file counts,
-/// which is an empty row when its last line ends with a line feed.
+/// The row after the last one, but for the empty row after a line feed at the end of a file.
 static int endOf(const CSVTable &table)
 {
     const int end = table.numRows();
@@ -113,6 +112,7 @@ bool TableDocument::readFile(const QString &path)
     table->setHoleValue(Data::noValue);
     if (!dialect.isValid() || !table->setDialect(dialect) || !readTable(path, dialect, *table))
         return false;
+    table->removeEmptyRows(endOf(*table)); // which does nothing in the file
 
     CSVTable head;
     readHead(path, dialect, head);
@@ -132,6 +132,9 @@ bool TableDocument::readFile(const QString &path)
 
 bool TableDocument::writeFile(const QString &path)
 {
+    if (m_table->isDemandRead()) // and so unchanged
+        return File::isSamePath(path, this->path()) || File::copy(this->path(), path);
+
     const Data::String delimiter = m_dialect.delimiter();
     const CSVTable::Quoting quoting = m_table->quoting();
     if (delimiter.size() == 1) {
@@ -145,7 +148,7 @@ bool TableDocument::writeFile(const QString &path)
     // Columns that are aligned by blanks have no delimiter that could be written.
     CSVTable written(File::extension(path).toLower() == "csv" ? "," : "\t");
     written.setQuoting(CSVTable::Rfc4180);
-    for (int row = 0; row < endOf(*m_table); ++row)
+    for (int row = 0; row < m_table->numRows(); ++row)
         written.appendData(m_table->data(row));
     return written.write(path);
 }

@@ -62,6 +62,7 @@ public:
     void setCell(int row, int col, const QString &text);
 
     QString description() const override;
+    bool holdsContents() const override { return canChange(); }
     QString whatSavingLoses() const override;
     QString saveFilter() const override;
 

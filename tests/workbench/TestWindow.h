@@ -1,0 +1,144 @@
+#pragma once
+
+#include "examples/workbench/Document.h"
+#include "examples/workbench/DocumentTab.h"
+#include "examples/workbench/MainWindow.h"
+#include "examples/workbench/Pane.h"
+#include "examples/workbench/Session.h"
+#include "tests/support/Files.h"
+#include "tests/support/Print.h"
+#include "tests/support/SettingsHome.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCompleter>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPointer>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+#include <functional>
+#include <memory>
+
+/// The workbench in a real window, with settings and files of its own. Use it in a program whose
+/// settings are in a SettingsHome.
+class TestWindow
+{
+public:
+    explicit TestWindow(const QString &language = "en") { start(language); }
+
+    /// Ends the program and starts it again, with the same settings and files.
+    void restart(const QString &language = {})
+    {
+        m_session.reset();
+        start(language);
+    }
+
+    Workbench::MainWindow &window() { return m_session->window(); }
+
+    /// A copy of a file of examples/data that the test may change.
+    QString sample(const QString &name)
+    {
+        const QString path = m_folder.filePath(name);
+        QFile::copy(QString(KELMUTILS_SAMPLES) + '/' + name, path);
+        return path;
+    }
+
+    /// A file with \p contents.
+    QString file(const QString &name, const QByteArray &contents)
+    {
+        return makeFile(m_folder.filePath(name), contents);
+    }
+
+    QString path(const QString &name) const { return m_folder.filePath(name); }
+
+    /// Opens a file by the dialog of the menu, with the keyboard.
+    void open(const QString &path)
+    {
+        onDialog([path](QWidget *dialog) {
+            auto *const line = dialog->findChild<QLineEdit *>("fileNameEdit");
+            line->setCompleter(nullptr); // whose list would take the keys
+            // The dialog clears the line when it has listed its folder.
+            const auto isTyped = [&] {
+                if (line->text() == path)
+                    return true;
+                line->clear();
+                QTest::keyClicks(line, path);
+                return false;
+            };
+            QVERIFY(QTest::qWaitFor(isTyped));
+            QTest::keyClick(line, Qt::Key_Return);
+        });
+        press(Qt::Key_O, Qt::ControlModifier);
+    }
+
+    /// Presses a key in the window, when it is the active one: after a dialog, the window manager
+    /// takes a moment for that.
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
+    {
+        window().activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window()));
+        QWidget *const focus = QApplication::focusWidget();
+        QTest::keyClick(focus ? focus : &window(), key, modifiers);
+    }
+
+    /// The view in the current tab as its class, or null.
+    template <typename View>
+    View *view()
+    {
+        Workbench::DocumentTab *const tab = window().currentTab();
+        return tab ? qobject_cast<View *>(&tab->view()) : nullptr;
+    }
+
+    Workbench::Document &document() { return window().currentTab()->document(); }
+
+    /// The command of the window or of one of its panes with the name \p name.
+    QAction *command(const char *name) { return window().findChild<QAction *>(name); }
+
+    /// Calls \p answer once with the next modal dialog, when it is shown. The test fails when the
+    /// answer does not close the dialog.
+    void onDialog(const std::function<void(QWidget *dialog)> &answer)
+    {
+        auto *const timer = new QTimer(&window());
+        QObject::connect(timer, &QTimer::timeout, timer, [timer, answer] {
+            QPointer<QWidget> dialog = QApplication::activeModalWidget();
+            if (!dialog || !dialog->isActiveWindow() || !QApplication::focusWidget())
+                return;
+            timer->stop();
+            timer->deleteLater();
+            answer(dialog);
+            const auto isClosed = [dialog] { return !dialog || !dialog->isVisible(); };
+            if (!QTest::qWaitFor(isClosed)) {
+                QTest::qFail("the dialog is still open", __FILE__, __LINE__);
+                dialog->close();
+            }
+        });
+        timer->start(20);
+    }
+
+    /// Presses the button of a message box that \p standard names.
+    static void pressButton(QWidget *dialog, QMessageBox::StandardButton standard)
+    {
+        auto *const box = qobject_cast<QMessageBox *>(dialog);
+        QVERIFY(box);
+        QTest::mouseClick(box->button(standard), Qt::LeftButton);
+    }
+
+private:
+    void start(const QString &language)
+    {
+        QMap<QString, QString> variables = Workbench::hostVariables();
+        variables["RES_DIR"] = WORKBENCH_RESOURCES;
+        m_session = std::make_unique<Workbench::Session>(variables, language);
+        window().restoreLayout();
+        window().show();
+        QApplication::setActiveWindow(&window());
+        QVERIFY(QTest::qWaitForWindowActive(&window()));
+    }
+
+    QTemporaryDir m_folder;
+    std::unique_ptr<Workbench::Session> m_session;
+};
