@@ -84,6 +84,10 @@ static const struct
     {"Kelm.Utils",     ".err.readonly",       "%1",     nullptr},
     {"Kelm.Utils",     ".err.rmdir",          "%1",     nullptr},
     {"Kelm.Utils",     ".err.rootelement",    "%1 %2 %3", nullptr},
+    {"Kelm.Utils",     ".err.scriptinterrupt", "",      nullptr},
+    {"Kelm.Utils",     ".err.scriptinterruptlate", "%1", nullptr}, // seconds
+    {"Kelm.Utils",     ".err.scriptlimit",    "%1",     nullptr},
+    {"Kelm.Utils",     ".err.scriptlimitlate", "%1 %2", nullptr},
     {"Kelm.Utils",     ".err.settings",       "%1",     nullptr},
     {"Kelm.Utils",     ".err.toodeep",        "%1",     nullptr},
     {"Kelm.Utils",     ".err.toolarge",       "%1",     nullptr},

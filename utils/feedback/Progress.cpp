@@ -1,6 +1,7 @@
 #include "utils/feedback/Progress.h"
 
 #include "utils/Application_p.h"
+#include "utils/base/Interrupt_p.h"
 #include "utils/feedback/ProgressPace_p.h"
 #include "utils/feedback/ProgressRange.h"
 #include "utils/feedback/Progress_p.h"
@@ -340,6 +341,8 @@ void Progress::report()
 {
     d->lastCount = d->count;
     progressState.isDirty = false;
+    if (Interrupt::isRequested())
+        cancel();
     update();
 }
 

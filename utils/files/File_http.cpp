@@ -1,5 +1,6 @@
 #include "utils/files/File_p.h"
 
+#include "utils/base/Interrupt_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/feedback/WaitCursor.h"
 #include "utils/files/File.h"
@@ -141,9 +142,12 @@ static void waitForEnd(const QPointer<QNetworkReply> &reply)
     QTimer alarm;
     alarm.start(longestSleep);
     const LastError::Apart ofHandlers;
-    while (reply && !reply->isFinished())
+    while (reply && !reply->isFinished()) {
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
                                         QEventLoop::WaitForMoreEvents);
+        if (reply && Interrupt::isRequested())
+            reply->abort();
+    }
 }
 
 /// The text of \p reply, which is complete.

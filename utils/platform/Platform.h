@@ -385,6 +385,31 @@ std::size_t freeStack();
 /// once. The process can have only one such \p function. False when there is not enough memory.
 bool callAtThreadEnd(void (*function)(void *), void *argument);
 
+// Alarms, which interrupt a thread in system calls that wait. There is one alarm in the process.
+
+/// Prepares alarms for the calling thread. \p onAlarm is called at each alarm: on Unix on the
+/// thread, in a handler of alarmSignal(); on Windows on a thread of the system, which after that
+/// cancels the input or output for which the thread waits. False when the system has no resources
+/// for it.
+bool openAlarm(void (*onAlarm)());
+
+/// Ends alarms. Must be called on the same thread, and not during startAlarm() or stopAlarm().
+void closeAlarm();
+
+/// The signal of an alarm, one that the process does not use; 0 on Windows, or while no alarm is
+/// open. A system call that waits is not restarted after it: it fails with EINTR.
+int alarmSignal();
+
+/// Installs the handler of the signal again after other code has replaced it. Returns that
+/// handler; null when it was none.
+void (*replaceAlarmHandler())(int);
+
+/// Starts the alarms: the first one after \p delay, and another one every 20 ms. May be called on
+/// any thread, and on Unix in a signal handler, as stopAlarm(). Does nothing while no alarm is
+/// open.
+void startAlarm(std::chrono::milliseconds delay);
+void stopAlarm();
+
 /// Asks the system for large pages in the \p size bytes at \p memory, which the caller has
 /// allocated and is going to fill: large pages make this several times as fast. Does nothing for
 /// less than 4 MiB, and on a system without large pages for such memory.

@@ -18,6 +18,8 @@ public:
 
     /// Ends a start that lacked memory: no program runs after that.
     void abandon() noexcept;
+
+    using QProcess::setErrorString;
 };
 
 } // namespace Utils

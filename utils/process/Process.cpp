@@ -1,5 +1,6 @@
 #include "utils/process/Process.h"
 
+#include "utils/base/Interrupt_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/files/LogFile.h"
 #include "utils/platform/Platform.h"
@@ -125,8 +126,10 @@ bool Process::wait(bool showProgress)
     const Data::String message = d->message;
     Progress progress(0, message, /*cancelable=*/showProgress, /*waitCursor=*/true,
                       /*popup=*/showProgress && !message.isEmpty());
-    while (process && !d->waitForEnd(100) && process) {
-        if (!progress.tick()) {
+    bool isInterrupted = false;
+    while (process && !d->waitForEndOrInterrupt(100) && process) {
+        isInterrupted = Interrupt::isRequested();
+        if (!progress.tick() || isInterrupted) {
             if (process && d->isStopPolicySet)
                 stop();
             else if (process)
@@ -136,7 +139,7 @@ bool Process::wait(bool showProgress)
         if (!process || process->state() == QProcess::NotRunning)
             break;
     }
-    return !progress.cancelled();
+    return !progress.cancelled() && !isInterrupted;
 }
 
 void Process::kill()

@@ -150,7 +150,7 @@ public:
     /// host. With \p showProgress the user can cancel this Progress, which is on the popup display
     /// if the label is not empty, and otherwise on the ordinary display. Without \p showProgress
     /// the Progress is on the ordinary display and cannot be cancelled. The wait cursor is shown
-    /// during the call.
+    /// during the call. ScriptManager::interrupt() cancels the call when a script has made it.
     bool wait(bool showProgress);
 
     /// Kills the program according to the kill mode. Its end is noticed by wait() or by the event
@@ -219,7 +219,8 @@ public:
 
     /// Starts the program and waits for its end, \p timeout milliseconds at most, or without limit
     /// if \p timeout is negative. A program that has not ended by then is stopped as by stop(),
-    /// which adds the time of the stop policy.
+    /// which adds the time of the stop policy. So is one for which a script waits that is
+    /// interrupted, see ScriptManager::interrupt().
     ///
     /// Unlike wait(), the call reports no progress and shows no wait cursor, and the user cannot
     /// cancel it. No events are processed. If a program of this object is running, no other one is

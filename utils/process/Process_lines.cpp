@@ -1,5 +1,6 @@
 // The output of a program line by line, and its standard error apart.
 
+#include "utils/base/Interrupt_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/process/Process_p.h"
 
@@ -73,6 +74,26 @@ bool ProcessPrivate::waitForEnd(int time)
             return hasEnded;
     } while (!end.hasExpired());
     return false;
+}
+
+bool ProcessPrivate::waitForEndOrInterrupt(int time)
+{
+    if (!Interrupt::isPossible())
+        return waitForEnd(time);
+    const int pause = 10; // milliseconds
+    const QPointer<QProcess> isAlive = &process;
+    const QDeadlineTimer end(std::max(time, -1));
+    for (;;) {
+        const qint64 left = end.remainingTime(); // negative without an end
+        const bool isLast = left >= 0 && left <= pause;
+        const QString errorText = process.errorString();
+        if (waitForEnd(isLast ? static_cast<int>(left) : pause))
+            return true;
+        if (!isAlive || process.state() == QProcess::NotRunning || isLast ||
+            Interrupt::isRequested())
+            return false;
+        process.setErrorString(errorText); // the time of the call is not over
+    }
 }
 
 void Process::onLine(LineFunction function)

@@ -33,6 +33,9 @@ public:
     /// object may be deleted during the call.
     bool waitForEnd(int time);
 
+    /// Like waitForEnd(), but returns soon when the script that waits is interrupted.
+    bool waitForEndOrInterrupt(int time);
+
     Process *const owner;
 
     // Destroyed after the slots, so that a process that is killed by this calls none of them.

@@ -1,5 +1,6 @@
 // A program that is run to its end, and stopped.
 
+#include "utils/base/Interrupt_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/process/Process_p.h"
@@ -45,8 +46,8 @@ Process::RunResult Process::run(int timeout)
 
     const qint64 pid = process ? process->processId() : 0;
     const auto isRunning = [&] { return isProgram(process, pid); };
-    while (isRunning() && !end.hasExpired())
-        d->waitForEnd(end.isForever() ? -1 : static_cast<int>(end.remainingTime()));
+    while (isRunning() && !end.hasExpired() && !Interrupt::isRequested())
+        d->waitForEndOrInterrupt(end.isForever() ? -1 : static_cast<int>(end.remainingTime()));
     if (!isRunning())
         return RunFinished;
 

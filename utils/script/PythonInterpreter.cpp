@@ -7,6 +7,7 @@
 #include "utils/script/IScriptableModule.h"
 #include "utils/script/ModuleList_p.h"
 #include "utils/script/PythonError_p.h"
+#include "utils/script/PythonInterrupt_p.h"
 #include "utils/script/PythonStart_p.h"
 #include "utils/script/PythonStreams_p.h"
 #include "utils/script/PythonThreads_p.h"
@@ -88,6 +89,7 @@ PythonInterpreter::~PythonInterpreter()
 {
     if (isInUse())
         return;
+    PythonInterrupt::end();
     static char defaultName[] = "python";
     Py_SetProgramName(defaultName);
     Py_SetPythonHome(nullptr);
@@ -122,10 +124,12 @@ bool PythonInterpreter::start(Data::String &messages)
         messages = message(".Kelm.Utils", ".err.pythonInit", {QString()});
         return false;
     }
+    PythonInterrupt::prepare();
     if (!runStartUpProgram(home.folder, messages) || !startPython(home))
         return false;
 
     PythonStreams::attach();
+    PythonInterrupt::open();
     addSitePackages();
     initializeModules(messages);
     // Modules that were initialised before there was an interpreter count as initialised, though
@@ -202,10 +206,12 @@ void PythonInterpreter::end()
         const std::chrono::milliseconds none(0);
         const QStringList threads = endPythonThreads(m_isKept ? none : threadPatience);
         m_isKept = !threads.isEmpty();
-        if (m_isKept)
+        if (m_isKept) {
             reportThreads(threads);
-        else
+        } else {
+            PythonInterrupt::close();
             Py_Finalize();
+        }
         PythonStreams::finish();
     }
     m_isEnding = false;

@@ -4,6 +4,7 @@
 #include "utils/platform/Platform.h"
 #include "utils/script/PythonCompletion_p.h"
 #include "utils/script/PythonConsole_p.h"
+#include "utils/script/PythonInterrupt_p.h"
 #include "utils/script/PythonReference_p.h"
 #include "utils/script/PythonRun_p.h"
 #include "utils/script/PythonStreams_p.h"
@@ -93,12 +94,15 @@ bool PythonScript::runFile(const Data::String &path)
 {
     return onDeepStack([&] {
         const RunGuard guard(m_interpreter);
+        PythonInterrupt::Run interruptible;
         if (!startToRun())
             return false;
+        interruptible.beginScript();
         const Data::String startText = m_errorText;
         PythonRun run = PythonRun::file(path);
         if (run.error.isEmpty())
             run.error = startText;
+        run.details = interruptible.finish(run.details);
         return store(run);
     });
 }
@@ -107,14 +111,18 @@ bool PythonScript::runCode(const Data::String &code)
 {
     return onDeepStack([&] {
         const RunGuard guard(m_interpreter);
+        PythonInterrupt::Run interruptible;
         if (!startToRun())
             return false;
+        interruptible.beginScript();
         m_errorText.clear();
-        if (isExpression(code))
-            return store(PythonRun::code(expressionProgram(code)));
+        const bool isStatements = !isExpression(code);
         const QStringList modules = m_modules; // that scripts may change meanwhile
-        addToMainScope(modules);
-        return store(PythonRun::code(code));
+        if (isStatements)
+            addToMainScope(modules);
+        PythonRun run = PythonRun::code(isStatements ? QString(code) : expressionProgram(code));
+        run.details = interruptible.finish(run.details);
+        return store(run);
     });
 }
 
@@ -189,6 +197,7 @@ bool PythonScript::validate(const Data::String &code)
 {
     return onDeepStack([&] {
         const RunGuard guard(m_interpreter);
+        const PythonInterrupt::Run interruptible;
         if (!start()) {
             const Data::String reason = m_errorText.isEmpty() ? notStarted() : m_errorText;
             m_error = ScriptErrorPrivate::ofText(reason);

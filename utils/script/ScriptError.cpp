@@ -27,6 +27,17 @@ ScriptError ScriptErrorPrivate::ofModule(const ScriptError &error, const Data::S
     return result;
 }
 
+ScriptError ScriptErrorPrivate::ofInterrupt(const ScriptError &error, bool isTimeLimit, int delay)
+{
+    ScriptError result = error;
+    if (!result.d)
+        return result;
+    result.d->isInterrupted = true;
+    result.d->isTimeLimit = isTimeLimit;
+    result.d->interruptDelay = delay;
+    return result;
+}
+
 /// Used where there is no error.
 static const ScriptErrorPrivate &dataOf(const QSharedDataPointer<ScriptErrorPrivate> &data)
 {
@@ -54,6 +65,10 @@ QList<ScriptError::Frame> ScriptError::frames() const { return dataOf(d).frames;
 
 bool ScriptError::isExit() const { return dataOf(d).exitStatus.has_value(); }
 int ScriptError::exitStatus() const { return dataOf(d).exitStatus.value_or(0); }
+
+bool ScriptError::isInterrupted() const { return dataOf(d).isInterrupted; }
+bool ScriptError::isTimeLimit() const { return dataOf(d).isTimeLimit; }
+int ScriptError::interruptDelay() const { return dataOf(d).interruptDelay; }
 
 Data::String ScriptError::module() const { return dataOf(d).module; }
 

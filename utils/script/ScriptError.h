@@ -72,6 +72,21 @@ public:
     bool isExit() const;
     int exitStatus() const;
 
+    /// Whether the script has ended because of ScriptManager::interrupt() or its time limit, by the
+    /// KeyboardInterrupt that these raise. The text then tells which of them it was, in the
+    /// language of the StringTable: ".Kelm.Utils.err.scriptinterrupt" or
+    /// ".Kelm.Utils.err.scriptlimit".
+    bool isInterrupted() const;
+
+    /// Whether it was the time limit.
+    bool isTimeLimit() const;
+
+    /// The milliseconds from the call of ScriptManager::interrupt(), or from the end of the time
+    /// limit, until the script has noticed it. More than 100 means that it was in a call that
+    /// cannot be interrupted, or that the machine was busy; from 500 on, the text says so, too. 0
+    /// without an interrupt.
+    int interruptDelay() const;
+
     /// The name of the module that failed, for an error of ScriptManager::moduleErrors(); otherwise
     /// "".
     Data::String module() const;

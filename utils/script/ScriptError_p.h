@@ -20,6 +20,9 @@ public:
     /// Returns \p error as the error of a module.
     static ScriptError ofModule(const ScriptError &error, const Data::String &module);
 
+    /// Returns \p error as that of a script that was interrupted.
+    static ScriptError ofInterrupt(const ScriptError &error, bool isTimeLimit, int delay);
+
     Data::String type;
     Data::String text;
     Data::String traceback;
@@ -29,6 +32,9 @@ public:
     QList<ScriptError::Frame> frames;
     std::optional<int> exitStatus; // of sys.exit()
     Data::String module;
+    bool isInterrupted = false;
+    bool isTimeLimit = false;
+    int interruptDelay = 0; // in milliseconds
 };
 
 /// What an engine may implement, besides IScriptEngine, to describe its errors.

@@ -1,6 +1,7 @@
 #include "utils/script/ScriptManager.h"
 
 #include "utils/Application_p.h"
+#include "utils/base/Interrupt_p.h"
 #include "utils/catalogue/Catalogue_p.h"
 #include "utils/script/IScriptConsole_p.h"
 #include "utils/script/IScriptEngine.h"
@@ -219,6 +220,17 @@ QList<ScriptError> ScriptManager::moduleErrors(const Data::String &language) con
     }
     return found;
 }
+
+bool ScriptManager::interrupt() { return Interrupt::request(); }
+
+void ScriptManager::setTimeLimit(int milliseconds)
+{
+    Interrupt::timeLimit = std::max(milliseconds, 0);
+}
+
+int ScriptManager::timeLimit() { return Interrupt::timeLimit; }
+
+int ScriptManager::interruptDelay() { return Interrupt::age(); }
 
 bool ScriptManager::isExecuting() const { return d->executing != 0; }
 

@@ -131,6 +131,33 @@ public:
     /// described; without one, the error has a text only.
     QList<ScriptError> moduleErrors(const Data::String &language) const;
 
+    /// Ends the script that runs: a KeyboardInterrupt is raised in it. Returns false, and does
+    /// nothing, when no script is run or checked.
+    ///
+    /// It may be called on any thread, and in a signal handler. The script notices it within 100
+    /// ms, also while it sleeps, reads a pipe, or waits for a process or in an operation of the
+    /// library; see docs/scripting.md for what cannot be interrupted. A Progress that can be
+    /// cancelled is cancelled.
+    ///
+    /// A script may catch the exception and go on. In nested runs, the innermost one is interrupted
+    /// and, when it has not caught the exception, the one around it after it. A second call while
+    /// the script has not noticed the first one has no effect.
+    static bool interrupt();
+
+    /// Sets how long a run may take, in milliseconds, before it is ended by a KeyboardInterrupt. 0,
+    /// the default, and negative numbers mean no limit.
+    ///
+    /// The limit is that of an outermost run, and includes the runs that are nested in it. The
+    /// start of the interpreter and of modules is not counted. A script that catches the exception
+    /// gets another one each second. The limit applies to runs that begin after the call.
+    static void setTimeLimit(int milliseconds);
+    static int timeLimit();
+
+    /// Returns for how many milliseconds the running script has not noticed an interrupt, or the
+    /// end of its time limit; 0 when there is none. It may be called on any thread, so that a host
+    /// can tell its user that the script is in a call that cannot be interrupted.
+    static int interruptDelay();
+
     /// Returns whether a file is being run.
     bool isExecuting() const;
 

@@ -1,0 +1,280 @@
+#include "utils/script/PythonInterrupt_p.h"
+
+#include "utils/base/Interrupt_p.h"
+#include "utils/catalogue/Catalogue_p.h"
+#include "utils/platform/Platform.h"
+#include "utils/script/PythonReference_p.h"
+#include "utils/script/ScriptError_p.h"
+
+#include <QLocale>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstring>
+#include <new>
+
+namespace Utils::PythonInterrupt {
+
+using std::chrono::milliseconds;
+
+/// A script that has not noticed an interrupt for so long was in a call that cannot be interrupted.
+static const int longDelay = 500; // ms
+
+/// How long after its time limit a script that has caught the exception gets another one.
+static const int repetition = 1000; // ms
+
+// Everything that the handler of the alarm reads. It runs on the thread of the scripts.
+static std::atomic<qint64> deadline = 0; // of the outermost run, 0 without a limit
+static std::atomic<bool> isTimeOver = false;
+static std::atomic<bool> isAlarmOn = false;
+static std::atomic<bool> isOpen = false;
+static std::atomic<void (*)(int)> handlerOfPython = nullptr;
+
+// For the thread of the scripts.
+static Run *innermost = nullptr;
+static quint64 lastRun = 0;
+static int limitOfRun = 0; // in milliseconds
+static void (*initSignalModule)() = nullptr;
+static PyObject *signalModule = nullptr; // the one that is loaded for this
+static PyObject *setHandler = nullptr;   // its function signal()
+
+static void startAlarm(qint64 delay)
+{
+    isAlarmOn = true;
+    Platform::startAlarm(milliseconds(delay));
+}
+
+/// Sets the alarm for the time limit, if there is one, or stops it.
+static void setAlarmForLimit()
+{
+    const qint64 end = deadline;
+    if (end != 0) {
+        startAlarm(std::max<qint64>(end - Interrupt::now(), 0));
+    } else {
+        isAlarmOn = false;
+        Platform::stopAlarm();
+    }
+}
+
+/// Sets the exception. Its text tells the user what has ended the script, \p delay ms late.
+static void setException(bool isLimit, int delay)
+{
+    const auto seconds = [](double ms) { return QLocale().toString(ms / 1000.0, 'g', 6); };
+    const bool isLate = delay >= longDelay;
+    try {
+        QStringList values;
+        if (isLimit)
+            values.append(seconds(limitOfRun));
+        if (isLate)
+            values.append(seconds(std::round(delay / 100.0) * 100.0));
+        const char *id = isLimit ? ".err.scriptlimit" : ".err.scriptinterrupt";
+        if (isLate)
+            id = isLimit ? ".err.scriptlimitlate" : ".err.scriptinterruptlate";
+        const Data::String text = message(".Kelm.Utils", id, values);
+        PyErr_SetString(PyExc_KeyboardInterrupt, text.toUtf8().constData());
+    } catch (const std::bad_alloc &) {
+        PyErr_SetNone(PyExc_KeyboardInterrupt);
+    }
+}
+
+int raiseIfRequested()
+{
+    if (!Interrupt::take())
+        return 0;
+    const auto delay = static_cast<int>(
+        std::clamp<qint64>(Interrupt::now() - Interrupt::requestTime, 0, 1'000'000'000));
+    const bool isLimit = isTimeOver.exchange(false);
+    if (isLimit && deadline != 0)
+        deadline = Interrupt::now() + repetition;
+    setAlarmForLimit();
+    if (Run *const run = innermost) {
+        run->m_isInterrupted = true;
+        run->m_isTimeOver = isLimit;
+        run->m_delay = delay;
+    }
+    setException(isLimit, delay);
+    return -1;
+}
+
+/// What Python calls for the signal. There may be one that comes too late.
+static PyObject *onPythonSignal(PyObject *, PyObject *)
+{
+    if (raiseIfRequested() != 0)
+        return nullptr;
+    Py_RETURN_NONE;
+}
+
+static int onPendingCall(void *) { return raiseIfRequested(); }
+
+/// Makes Python call raiseIfRequested() before its next instruction. Does nothing while Python
+/// starts or ends: the alarm is repeated. Safe in a signal handler.
+static void tellPython()
+{
+    if (!isOpen)
+        return;
+    void (*const handler)(int) = handlerOfPython;
+    if (handler)
+        handler(Platform::alarmSignal());
+    else if (Platform::alarmSignal() == 0)
+        Py_AddPendingCall(onPendingCall, nullptr);
+}
+
+static void onAlarm()
+{
+    const qint64 end = deadline;
+    if (Interrupt::run == 0) {
+        Platform::stopAlarm(); // the run has ended while it was interrupted
+        return;
+    }
+    if (!Interrupt::isRequested() && end != 0 && Interrupt::now() >= end) {
+        isTimeOver = true;
+        Interrupt::requestTime = end;
+        Interrupt::requested = Interrupt::run.load();
+    }
+    if (Interrupt::isRequested())
+        tellPython();
+    else
+        setAlarmForLimit();
+}
+
+/// What an interrupt calls, on any thread.
+static void wake()
+{
+    startAlarm(0);
+    if (Platform::alarmSignal() == 0)
+        tellPython();
+}
+
+/// Gives the signal to the function above, by a module "signal" that has just been made.
+static void handleSignal(PyObject *module)
+{
+    static PyMethodDef definition = {"interrupt", onPythonSignal, METH_VARARGS, nullptr};
+    handlerOfPython = nullptr;
+    PythonReference signal(PyObject_GetAttrString(module, "signal"));
+    const PythonReference function(PyCFunction_New(&definition, nullptr));
+    const PythonReference result(
+        signal && function ? PyObject_CallFunction(signal.get(), const_cast<char *>("iO"),
+                                                   Platform::alarmSignal(), function.get())
+                           : nullptr);
+    if (result)
+        handlerOfPython = Platform::replaceAlarmHandler();
+    PyErr_Clear();
+    Py_XDECREF(setHandler);
+    setHandler = signal.release();
+}
+
+/// Makes the module "signal" for a script.
+static void initForScript()
+{
+    initSignalModule();
+    PyObject *const module = PyDict_GetItemString(PyImport_GetModuleDict(), "signal");
+    if (module && !PyErr_Occurred() && Platform::alarmSignal() != 0)
+        handleSignal(module);
+}
+
+void prepare()
+{
+    for (_inittab *entry = PyImport_Inittab; !initSignalModule && entry->name; ++entry) {
+        if (std::strcmp(entry->name, "signal") == 0) {
+            initSignalModule = entry->initfunc;
+            entry->initfunc = initForScript;
+        }
+    }
+}
+
+void open()
+{
+    Interrupt::wake = wake;
+    isOpen = true;
+    if (!Platform::openAlarm(onAlarm) || Platform::alarmSignal() == 0 || !initSignalModule)
+        return;
+    PyObject *const modules = PyImport_GetModuleDict();
+    if (PyObject *const loaded = PyDict_GetItemString(modules, "signal")) {
+        handleSignal(loaded); // "site" has imported it
+        return;
+    }
+
+    // It handles SIGINT, if nothing else does.
+    const auto original = PyOS_getsig(SIGINT);
+    initSignalModule();
+    if (PyOS_getsig(SIGINT) != original)
+        PyOS_setsig(SIGINT, original);
+    signalModule = PyDict_GetItemString(modules, "signal");
+    if (signalModule) {
+        Py_INCREF(signalModule);
+        handleSignal(signalModule);
+        PyDict_DelItemString(modules, "signal");
+    }
+    PyErr_Clear();
+}
+
+void close()
+{
+    if (setHandler && Platform::alarmSignal() != 0) {
+        // Otherwise Python would give the signal its default action, which ends the process.
+        const PythonReference result(PyObject_CallFunction(setHandler, const_cast<char *>("ii"),
+                                                           Platform::alarmSignal(), 1));
+        PyErr_Clear();
+        Platform::replaceAlarmHandler();
+    }
+    isOpen = false;
+    handlerOfPython = nullptr;
+    Py_CLEAR(setHandler);
+    Py_CLEAR(signalModule);
+}
+
+void end()
+{
+    Interrupt::wake = nullptr;
+    Platform::closeAlarm();
+}
+
+Run::Run() : m_outer(innermost)
+{
+    innermost = this;
+    if (!m_outer)
+        Interrupt::run = ++lastRun;
+}
+
+Run::~Run()
+{
+    innermost = m_outer;
+    if (m_outer)
+        return;
+    Interrupt::run = 0;
+    deadline = 0;
+    isTimeOver = false;
+    if (isAlarmOn.exchange(false))
+        Platform::stopAlarm();
+}
+
+void Run::beginScript()
+{
+    const bool isLimited = !m_outer && Interrupt::timeLimit > 0;
+    if (isLimited) {
+        limitOfRun = Interrupt::timeLimit;
+        deadline = Interrupt::now() + limitOfRun;
+    }
+    if (m_isInterrupted || Interrupt::isRequested()) {
+        m_isInterrupted = false;
+        Interrupt::request();
+    } else if (isLimited) {
+        setAlarmForLimit();
+    }
+}
+
+ScriptError Run::finish(const ScriptError &error)
+{
+    if (!m_isInterrupted || error.type() != QLatin1String("KeyboardInterrupt"))
+        return error;
+    if (m_outer) {
+        isTimeOver = m_isTimeOver;
+        Interrupt::request();
+    }
+    return ScriptErrorPrivate::ofInterrupt(error, m_isTimeOver, m_delay);
+}
+
+} // namespace Utils::PythonInterrupt
