@@ -86,11 +86,16 @@ set(program "")
 if(TARGET kelm)
     set(program "$<TARGET_FILE:kelm>")
     list(APPEND CPACK_COMPONENTS_ALL Console)
+    set(licences "")
+    if(LIBEDIT_FOUND) # which is linked in
+        file(GLOB licences /usr/share/doc/libedit-dev/copyright)
+    endif()
     kelm_package(Console kelm utils
 "console host of the KelmUtils library
 Runs scripts, and shows and changes tables, tag files, XML documents and settings on the command
 line."
         DEPENDS "libkelmutils1 ${same}"
+        LICENCE ${licences}
     )
 endif()
 

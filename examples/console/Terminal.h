@@ -8,6 +8,7 @@ namespace Kelm::Terminal {
 
 enum class Stream
 {
+    Input,
     Output,
     Error
 };
@@ -18,6 +19,9 @@ void replaceClosedStreams();
 
 /// Whether \p stream is a terminal.
 bool isTerminal(Stream stream);
+
+/// Whether the user can edit a line: standard input and output are a terminal that can draw.
+bool canEdit();
 
 /// Whether standard error is a terminal on which a line can be redrawn.
 bool canDraw();
@@ -31,6 +35,10 @@ void drawLine(const std::string &line);
 /// Sets whether keys are read one by one and not shown, or in lines and shown. Does nothing in the
 /// background, or if standard input is no terminal.
 void listenForKeys(bool on);
+
+/// Says that another one, an editor of lines, sets the terminal until it is called with false. A
+/// signal that ends or stops the program meanwhile restores what the terminal was before.
+void lendTerminal(bool on);
 
 /// Whether Esc was pressed since the last call. Other keys are dropped, also those that send Esc
 /// and more characters, such as the arrow keys. False unless listenForKeys() is on.

@@ -108,15 +108,31 @@ void replaceClosedStreams()
     }
 }
 
-static int file(Stream stream) { return stream == Stream::Output ? STDOUT_FILENO : STDERR_FILENO; }
+static int file(Stream stream)
+{
+    switch (stream) {
+    case Stream::Input:
+        return STDIN_FILENO;
+    case Stream::Output:
+        return STDOUT_FILENO;
+    case Stream::Error:
+        break;
+    }
+    return STDERR_FILENO;
+}
 
 bool isTerminal(Stream stream) { return isatty(file(stream)); }
 
-bool canDraw()
+/// Whether the kind of the terminal has what it takes to redraw a line.
+static bool isCapable()
 {
     const char *const kind = std::getenv("TERM");
-    return isTerminal(Stream::Error) && kind && *kind && std::strcmp(kind, "dumb") != 0;
+    return kind && *kind && std::strcmp(kind, "dumb") != 0;
 }
+
+bool canEdit() { return isTerminal(Stream::Input) && isTerminal(Stream::Output) && isCapable(); }
+
+bool canDraw() { return isTerminal(Stream::Error) && isCapable(); }
 
 int width(Stream stream)
 {
@@ -149,6 +165,14 @@ void listenForKeys(bool on)
     isListening = 1; // set before the mode, as a signal may arrive in between
     if (tcsetattr(STDIN_FILENO, TCSANOW, &keyMode) != 0)
         isListening = 0;
+}
+
+void lendTerminal(bool on)
+{
+    if (!on)
+        isListening = 0; // its borrower has restored it
+    else if (isInForeground() && tcgetattr(STDIN_FILENO, &lineMode) == 0)
+        isListening = 1;
 }
 
 bool wasEscapePressed()

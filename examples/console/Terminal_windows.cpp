@@ -22,6 +22,8 @@ static HANDLE input() { return GetStdHandle(STD_INPUT_HANDLE); }
 
 static HANDLE file(Stream stream)
 {
+    if (stream == Stream::Input)
+        return input();
     return GetStdHandle(stream == Stream::Output ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
 }
 
@@ -60,6 +62,8 @@ bool isTerminal(Stream stream)
     return GetConsoleMode(file(stream), &mode);
 }
 
+bool canEdit() { return isTerminal(Stream::Input) && isTerminal(Stream::Output); }
+
 bool canDraw()
 {
     DWORD mode = 0;
@@ -94,6 +98,8 @@ void listenForKeys(bool on)
     const DWORD keyMode = lineMode & ~static_cast<DWORD>(ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT);
     isListening = SetConsoleMode(input(), keyMode);
 }
+
+void lendTerminal(bool) {} // the console itself edits lines
 
 bool wasEscapePressed()
 {

@@ -11,6 +11,7 @@ extern const Command checkCommand;
 extern const Command copyCommand;
 extern const Command evalCommand;
 extern const Command findCommand;
+extern const Command pythonCommand;
 extern const Command runCommand;
 extern const Command settingsCommand;
 extern const Command stringsCommand;
@@ -22,9 +23,9 @@ extern const Command xmlCommand;
 /// Returns all commands, in the order of the help.
 inline QVector<const Command *> allCommands()
 {
-    return {&runCommand,  &evalCommand, &checkCommand,   &tableCommand,
-            &tagsCommand, &xmlCommand,  &stringsCommand, &settingsCommand,
-            &findCommand, &copyCommand, &watchCommand};
+    return {&runCommand,      &evalCommand, &checkCommand, &pythonCommand,
+            &tableCommand,    &tagsCommand, &xmlCommand,   &stringsCommand,
+            &settingsCommand, &findCommand, &copyCommand,  &watchCommand};
 }
 
 } // namespace Kelm
