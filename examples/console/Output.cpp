@@ -173,10 +173,10 @@ bool finishOutput(QString &error)
     // Scripts write to the stream, too. The reason of a flush that failed there is not known.
     if (!outputError && !std::ferror(stdout))
         return true;
-    if (outputError != EPIPE)
+    if (!Terminal::isReaderGone(outputError))
         error = "Cannot write the output";
-    if (outputError && outputError != EPIPE)
-        error += ": " + qt_error_string(outputError);
+    if (outputError && !Terminal::isReaderGone(outputError))
+        error += ": " + QString::fromStdString(Terminal::errorText(outputError));
     // Python flushes the stream at its end. It would try to write the rest of the buffer again and
     // report an error.
     std::ignore = std::freopen(QFile::encodeName(QProcess::nullDevice()), "w", stdout);

@@ -15,6 +15,8 @@ enum class Stream
 
 /// Opens the null device for each standard stream that was closed when the program began. Otherwise
 /// the next file that is opened would become that stream, and receive its output.
+///
+/// On Windows it lets "\n" be written as it is, and not as "\r\n".
 void replaceClosedStreams();
 
 /// Whether \p stream is a terminal.
@@ -25,6 +27,11 @@ bool canEdit();
 
 /// Whether standard error is a terminal on which a line can be redrawn.
 bool canDraw();
+
+/// The text for the error number (errno) of a failed write, and whether it says that nobody reads
+/// standard output any longer.
+std::string errorText(int error);
+bool isReaderGone(int error);
 
 /// Returns the number of characters in a line of \p stream; 80 if it is no terminal.
 int width(Stream stream);

@@ -2,6 +2,8 @@
 
 #include "examples/console/ExitCode.h"
 
+#include <QString>
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -122,6 +124,10 @@ static int file(Stream stream)
 }
 
 bool isTerminal(Stream stream) { return isatty(file(stream)); }
+
+std::string errorText(int error) { return qt_error_string(error).toStdString(); }
+
+bool isReaderGone(int error) { return error == EPIPE; }
 
 /// Whether the kind of the terminal has what it takes to redraw a line.
 static bool isCapable()

@@ -3,8 +3,13 @@
 #include "examples/console/ExitCode.h"
 
 #include <atomic>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
+#include <fcntl.h>
+#include <io.h>
 #include <windows.h>
 
 namespace Kelm::Terminal {
@@ -54,7 +59,11 @@ static BOOL WINAPI onControl(DWORD event)
     return TRUE;
 }
 
-void replaceClosedStreams() {} // handles of files have no fixed numbers
+void replaceClosedStreams() // handles of files have no fixed numbers, so none is replaced
+{
+    for (std::FILE *const stream : {stdout, stderr})
+        _setmode(_fileno(stream), _O_BINARY);
+}
 
 bool isTerminal(Stream stream)
 {
@@ -63,6 +72,15 @@ bool isTerminal(Stream stream)
 }
 
 bool canEdit() { return isTerminal(Stream::Input) && isTerminal(Stream::Output); }
+
+std::string errorText(int error) { return std::strerror(error); }
+
+bool isReaderGone(int error)
+{
+    // The C library has no number for a pipe that is being closed.
+    return error == EPIPE ||
+           (error == EINVAL && GetFileType(file(Stream::Output)) == FILE_TYPE_PIPE);
+}
 
 bool canDraw()
 {
