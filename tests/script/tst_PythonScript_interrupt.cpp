@@ -81,6 +81,8 @@ private Q_SLOTS:
                 });
             else if (text == "wait")
                 m_waited = waitForProcess();
+            else if (text == "run")
+                m_waited = runProcess();
             else if (text == "stuck")
                 sleepInC(700ms);
             else if (text == "tick")
@@ -149,6 +151,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("operation");
 
         QTest::newRow("a process") << "wait";
+        QTest::newRow("a run of a process") << "run";
         QTest::newRow("a task") << "tick";
         QTest::newRow("an address") << "read";
     }
@@ -547,6 +550,13 @@ private:
     {
         Utils::Process process("sleep", {"60"});
         return process.start() && process.wait(/*showProgress=*/false);
+    }
+
+    static bool runProcess()
+    {
+        Utils::Process process("sleep", {"60"});
+        return process.run() != Utils::Process::RunTimedOut ||
+               Utils::File::lastError() != ".Kelm.Utils.err.scriptinterrupt";
     }
 
     void tick()

@@ -51,9 +51,13 @@ Process::RunResult Process::run(int timeout)
     if (!isRunning())
         return RunFinished;
 
+    const bool isInterrupted = Interrupt::isRequested();
     const bool hasEnded = stop();
-    LastError::setFor(hasEnded ? ".err.processtime" : ".err.processstays", command,
-                      QString::number(timeout));
+    if (isInterrupted)
+        LastError::set(".err.scriptinterrupt");
+    else
+        LastError::setFor(hasEnded ? ".err.processtime" : ".err.processstays", command,
+                          QString::number(timeout));
     return RunTimedOut;
 }
 
