@@ -173,8 +173,8 @@ private Q_SLOTS:
         row("\\server/x", true);
         row(":/icons/x.png", true);
         row("ab:/x", true);
-        // Without a "/" the folder of these is "." where "\" is no separator.
-        row("C:", true);
+        // Without a "/" the folder of these is "." where there are no drives.
+        row("C:", !hasBackslashes);
         row("C:x", !hasBackslashes);
         row("C:\\x", !hasBackslashes);
         row("\\\\server\\x", !hasBackslashes);

@@ -197,6 +197,26 @@ private Q_SLOTS:
         QCOMPARE(isOpen, error == 0);
     }
 
+    void tellsWhatACodeOfTheSystemMeans()
+    {
+        using Platform::FileFault;
+        QVERIFY(Platform::systemFault(ENOENT) == FileFault::Missing);
+        QVERIFY(Platform::systemFault(ENOSPC) == FileFault::Full);
+        QVERIFY(Platform::systemFault(EINTR) == FileFault::Other);
+        for (int code = Platform::lastSystemFault() + 1; code < 4096; ++code)
+            QVERIFY(Platform::systemFault(code) == FileFault::Other);
+        QCOMPARE(Platform::errorText(ENOENT), std::string()); // that of the code is the same
+    }
+
+    void comparesNoEntriesThatHaveOneNameOnly()
+    {
+        create("file", "text");
+
+        QVERIFY(!Platform::isSameEntry(pathOf("file"), pathOf("file")));
+        QVERIFY(!Platform::allowRemoval(pathOf("file")));
+        QCOMPARE(contents("file"), QByteArray("text"));
+    }
+
     void opensNothingByAnEmptyPath()
     {
         errno = 0;

@@ -128,10 +128,17 @@ static bool setFault(const QString &path, FileFault fault, const QString &text, 
     return LastError::setFor(isReading ? ".err.readfault" : ".err.writefault", path, text);
 }
 
+/// The text for an error number (errno).
+QString errorText(int error)
+{
+    const std::string text = Platform::errorText(error);
+    return text.empty() ? qt_error_string(error) : QString::fromLocal8Bit(text.c_str());
+}
+
 static bool setNumber(const QString &path, int error, bool isReading)
 {
     try {
-        return setFault(path, Platform::fileFault(error), qt_error_string(error), isReading);
+        return setFault(path, Platform::fileFault(error), errorText(error), isReading);
     } catch (const std::bad_alloc &) {
         return LastError::set(".err.memory");
     }
@@ -153,10 +160,10 @@ static FileFault faultOf(const QFileDevice &file)
     if (fileStatus(file.fileName()).entry == Platform::Entry::Folder)
         return FileFault::Folder;
     const QString text = file.errorString();
-    const int lastError = 133; // the error numbers of a system begin with 1
-    for (int error = 1; error <= lastError; ++error) {
-        if (Platform::fileFault(error) != FileFault::Other && text == qt_error_string(error))
-            return Platform::fileFault(error);
+    for (int code = 1; code <= Platform::lastSystemFault(); ++code) {
+        const FileFault fault = Platform::systemFault(code);
+        if (fault != FileFault::Other && text == qt_error_string(code))
+            return fault;
     }
     return FileFault::Other;
 }

@@ -81,4 +81,8 @@ public:
     };
 };
 
+/// The text of the system for an error number (errno). Not qt_error_string(), which on Windows
+/// takes error codes of another kind.
+QString errorText(int error);
+
 } // namespace Utils

@@ -89,7 +89,7 @@ bool SafeFile::storeReason()
     case Problem::Disk:
         return LastError::setFor(".err.nosafe", m_path);
     case Problem::NotConfirmed:
-        return LastError::setFor(".err.notflushed", m_path, qt_error_string(m_replacement.error()));
+        return LastError::setFor(".err.notflushed", m_path, errorText(m_replacement.error()));
     }
     return false;
 }

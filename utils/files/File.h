@@ -68,7 +68,7 @@ public:
     ///     ":/icons/x.png"      => true   a Qt resource
     ///     "/a", "C:/x"         => false
     ///     "\\server/x"         => false
-    ///     "C:", "C:x"          => true   a name without a folder
+    ///     "C:", "C:x"          => true   a name without a folder; false on Windows, as on a drive
     static bool isRelative(const Data::String &path);
 
     /// Whether \p a and \p b are the same text, either as passed or after cleanPath(),

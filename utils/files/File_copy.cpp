@@ -54,6 +54,8 @@ static std::optional<bool> isSameFile(const Data::String &source, const Data::St
 /// removing the target would also lose the source. No value when this cannot be determined.
 static std::optional<bool> isSameEntry(const Data::String &source, const Data::String &target)
 {
+    if (const auto isSame = Platform::isSameEntry(source.toStdString(), target.toStdString()))
+        return isSame;
     const QFileInfo entry(target);
     const std::optional<QString> file = canonicalPath(source);
     const std::optional<QString> folder = canonicalPath(entry.path());
@@ -237,7 +239,7 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
             return LastError::setFor(".err.copy", source, file);
         isReplaced = isSafe;
         QFile old(file);
-        if (!isReplaced && !old.remove())
+        if (!isReplaced && !removeEntry(old))
             return LastError::cannotWrite(old);
     }
 

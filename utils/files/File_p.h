@@ -5,6 +5,8 @@
 #include <QByteArray>
 #include <QFileInfoList>
 
+class QFile;
+
 namespace Utils {
 
 /// The folders that File::findResource() searches.
@@ -22,6 +24,9 @@ QFileInfoList foldersThatFit(const Data::String &pattern);
 
 /// The steps of a reporter; -1, which makes it inert, when a progress is shown already.
 int stepsUnlessNested(int steps);
+
+/// QFile::remove(), also for a file whose attribute "read-only" forbids it.
+bool removeEntry(QFile &file);
 
 /// What File::read() returns for an "http://" address.
 QString readHttp(const QString &address);

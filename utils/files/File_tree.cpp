@@ -37,6 +37,19 @@ QFileInfoList foldersThatFit(const Data::String &pattern)
 
 int stepsUnlessNested(int steps) { return Progress::current(true) ? -1 : steps; }
 
+bool removeEntry(QFile &file)
+{
+    if (file.remove())
+        return true;
+    const std::string path = file.fileName().toStdString();
+    if (!Platform::allowRemoval(path))
+        return false;
+    if (file.remove())
+        return true;
+    Platform::forbidRemoval(path);
+    return false;
+}
+
 void File::move(const Data::String &source, const Data::String &target)
 {
     const LastError operation;
@@ -65,7 +78,7 @@ void File::moveDir(const Data::String &source, const Data::String &target)
 static bool removeFile(const QString &path)
 {
     QFile file(path);
-    if (file.remove())
+    if (removeEntry(file))
         return true;
     const bool isMissing = fileStatus(path, /*followLinks=*/false).entry == Entry::Missing;
     return isMissing ? LastError::cannotRead(path, ENOENT) : LastError::cannotWrite(file);

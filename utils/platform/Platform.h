@@ -52,6 +52,21 @@ EntryStatus entryStatus(const std::string &path, bool followLinks);
 /// there; std::nullopt when the system cannot determine it.
 std::optional<std::string> canonicalPath(const std::string &path);
 
+/// Whether \p target is a name of the directory entry that \p source leads to, so that removing the
+/// target would also lose the source. std::nullopt on a system where an entry has one name, so that
+/// canonical paths show it, and when the system cannot determine it.
+///
+/// On Windows an entry has a short name, too, and its case is ignored. A hard link is another
+/// entry.
+std::optional<bool> isSameEntry(const std::string &source, const std::string &target);
+
+/// Lets the file \p path be removed when its attribute "read-only" alone forbids it, as on Windows.
+/// True when the attribute has been cleared. On other systems the folder decides.
+bool allowRemoval(const std::string &path);
+
+/// Takes allowRemoval() back.
+void forbidRemoval(const std::string &path);
+
 /// A visible entry of a folder.
 struct FolderEntry
 {
@@ -100,6 +115,15 @@ enum class FileFault
     Other
 };
 FileFault fileFault(int error);
+
+/// What an error code of the system means for a file. The codes are error numbers (errno) on Unix.
+/// A code above lastSystemFault() is FileFault::Other.
+FileFault systemFault(int code);
+int lastSystemFault();
+
+/// The text for an error number (errno). "" on a system whose error codes are such numbers, so that
+/// a text for the code is one for the number.
+std::string errorText(int error);
 
 /// Whether paths are always UTF-8, as in this interface. Otherwise they are in the encoding of the
 /// locale.
@@ -244,13 +268,15 @@ bool isChild(std::int64_t id);
 /// False when the process cannot be killed, or when nothing can be learned of it, because /proc
 /// hides it or no file descriptor is left. Also false, and nothing is done, for a number without a
 /// process, such as that of a thread, and for the first process of the system, the ancestor of all
-/// others. On Windows it is true whenever the number is above 1.
+/// others.
 ///
-/// Windows has a command for this. On Unix the processes are read from /proc. Each one is stopped
-/// before its children are searched, so that it starts no others after the search. When no new
-/// process is found, all are killed. A process is identified by its number and its start time,
-/// before it is stopped and again before it is killed: a process that has received the number of
-/// another is not touched. The calling process may be one of them; it is killed last.
+/// Windows has a command for this. When it fails, the processes are killed one by one, the parents
+/// first, and a process counts as a child only if it is younger than its parent. On Unix the
+/// processes are read from /proc. Each one is stopped before its children are searched, so that it
+/// starts no others after the search. When no new process is found, all are killed. A process is
+/// identified by its number and its start time, before it is stopped and again before it is killed:
+/// a process that has received the number of another is not touched. The calling process may be one
+/// of them; it is killed last.
 ///
 /// If the memory does not suffice to find all, those that were found are killed, or nothing is
 /// done. If three attempts to read /proc have failed, the processes with a handle are killed and

@@ -126,6 +126,18 @@ std::optional<std::string> canonicalPath(const std::string &path)
     return std::nullopt;
 }
 
+std::optional<bool> isSameEntry(const std::string &, const std::string &) { return {}; }
+
+bool allowRemoval(const std::string &) { return false; }
+
+void forbidRemoval(const std::string &) {}
+
+std::string errorText(int) { return {}; }
+
+FileFault systemFault(int code) { return fileFault(code); }
+
+int lastSystemFault() { return 133; } // they begin with 1
+
 namespace {
 
 /// A file descriptor that is closed at the end of the scope.

@@ -2,9 +2,14 @@
 
 #include "utils/platform/Platform_windows_p.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
+
+#include <fcntl.h>
+#include <io.h>
 
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
@@ -25,6 +30,61 @@ std::wstring toWide(const std::string &text)
     return wide;
 }
 
+/// The path \p path with a prefix that lifts the limit of 260 characters, if it comes near to it.
+/// With the prefix, the system neither resolves "." and ".." nor knows "/".
+std::wstring toWidePath(const std::string &path)
+{
+    const std::size_t longest = 200; // leaves room for a name in the folder
+    const std::wstring wide = toWide(path);
+    const bool hasPrefix =
+        wide.compare(0, 4, LR"(\\?\)") == 0 || wide.compare(0, 4, LR"(\\.\)") == 0;
+    if (wide.size() < longest || hasPrefix)
+        return wide;
+    const DWORD room = GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr);
+    std::wstring full(room, L'\0');
+    const DWORD length = GetFullPathNameW(wide.c_str(), room, full.data(), nullptr);
+    if (length == 0 || length >= room)
+        return wide;
+    full.resize(length);
+    const bool isOnServer = full.compare(0, 2, LR"(\\)") == 0;
+    return isOnServer ? LR"(\\?\UNC)" + full.substr(1) : LR"(\\?\)" + full;
+}
+
+int errorNumber(unsigned long code)
+{
+    switch (code) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_NAME:
+    case ERROR_INVALID_DRIVE:
+    case ERROR_BAD_NETPATH:
+    case ERROR_BAD_NET_NAME:
+    case ERROR_NOT_READY:
+        return ENOENT;
+    case ERROR_FILENAME_EXCED_RANGE:
+        return ENAMETOOLONG;
+    case ERROR_ACCESS_DENIED:
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_LOCK_VIOLATION:
+        return EACCES;
+    case ERROR_WRITE_PROTECT:
+        return EROFS;
+    case ERROR_DISK_FULL:
+    case ERROR_HANDLE_DISK_FULL:
+        return ENOSPC;
+    case ERROR_NOT_ENOUGH_MEMORY:
+    case ERROR_OUTOFMEMORY:
+        return ENOMEM;
+    case ERROR_FILE_EXISTS:
+    case ERROR_ALREADY_EXISTS:
+        return EEXIST;
+    case ERROR_TOO_MANY_OPEN_FILES:
+        return EMFILE;
+    default:
+        return EIO;
+    }
+}
+
 static std::string fromWide(const std::wstring &wide)
 {
     const int units = static_cast<int>(wide.size());
@@ -35,18 +95,51 @@ static std::string fromWide(const std::wstring &wide)
     return text;
 }
 
+/// Opens a file to read it. Unlike those of _wfopen(), its handle lets others rename and remove the
+/// file, as every system but this one does.
+static std::FILE *openToRead(const std::wstring &path, const char *mode)
+{
+    const HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        errno = errorNumber(GetLastError());
+        return nullptr;
+    }
+    const int flags = _O_RDONLY | (std::strchr(mode, 'b') ? _O_BINARY : _O_TEXT);
+    const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), flags);
+    if (descriptor < 0) {
+        CloseHandle(handle);
+        return nullptr;
+    }
+    std::FILE *const file = _fdopen(descriptor, mode);
+    if (!file) {
+        const int error = errno;
+        _close(descriptor);
+        errno = error;
+    }
+    return file;
+}
+
 std::FILE *openFile(const std::string &path, const char *mode)
 {
     if (!isUsable(path)) {
         errno = ENOENT;
         return nullptr;
     }
-    const std::wstring widePath = toWide(path);
-    const std::wstring wideMode = toWide(mode);
+    const std::wstring widePath = toWidePath(path);
+    const bool isToRead = *mode == 'r' && !std::strchr(mode, '+');
     errno = 0;
-    std::FILE *const file = _wfopen(widePath.c_str(), wideMode.c_str());
-    if (file)
+    std::FILE *const file =
+        isToRead ? openToRead(widePath, mode) : _wfopen(widePath.c_str(), toWide(mode).c_str());
+    if (file) {
         errno = 0;
+    } else if (errno == EACCES) { // also for a folder
+        const DWORD attributes = GetFileAttributesW(widePath.c_str());
+        const bool isFolder =
+            attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        errno = isFolder ? EISDIR : EACCES;
+    }
     return file;
 }
 
@@ -61,12 +154,12 @@ static bool isMissing(DWORD error)
            error == ERROR_INVALID_NAME || error == ERROR_NOT_READY;
 }
 
-/// Opens a file or folder, following links, to read its properties.
-static HANDLE openForStatus(const std::wstring &path)
+/// Opens a file or folder to read its properties. Without other \p flags, links are followed.
+static HANDLE openForStatus(const std::wstring &path, DWORD flags = 0)
 {
     return CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES,
                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                       OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+                       OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | flags, nullptr);
 }
 
 /// Whether the reparse point \p path is a link to another path. Files that are stored elsewhere,
@@ -86,7 +179,7 @@ EntryStatus entryStatus(const std::string &path, bool followLinks)
 {
     if (!isUsable(path))
         return {};
-    const std::wstring widePath = toWide(path);
+    const std::wstring widePath = toWidePath(path);
     WIN32_FILE_ATTRIBUTE_DATA data = {};
     if (!GetFileAttributesExW(widePath.c_str(), GetFileExInfoStandard, &data))
         return {isMissing(GetLastError()) ? Entry::Missing : Entry::Unknown, 0, 0};
@@ -119,22 +212,38 @@ EntryStatus entryStatus(const std::string &path, bool followLinks)
             modified - epoch};
 }
 
+/// The long path of the open file or folder \p file, with its prefix and in its own case; "" when
+/// it cannot be determined.
+static std::wstring finalPath(HANDLE file)
+{
+    const DWORD longest = 32768; // no path is longer
+    std::wstring path(longest, L'\0');
+    const DWORD length = GetFinalPathNameByHandleW(file, path.data(), longest, 0);
+    if (length == 0 || length >= longest)
+        return {};
+    path.resize(length);
+    std::wstring withLongNames(longest, L'\0');
+    const DWORD longLength = GetLongPathNameW(path.c_str(), withLongNames.data(), longest);
+    if (longLength == 0 || longLength >= longest)
+        return path;
+    withLongNames.resize(longLength);
+    return withLongNames;
+}
+
 std::optional<std::string> canonicalPath(const std::string &path)
 {
     if (!isUsable(path))
         return std::string();
-    const HANDLE file = openForStatus(toWide(path));
+    const HANDLE file = openForStatus(toWidePath(path));
     if (file == INVALID_HANDLE_VALUE) {
         if (isMissing(GetLastError()))
             return std::string();
         return std::nullopt;
     }
-    std::wstring resolved(32768, L'\0'); // no path is longer
-    const DWORD length = GetFinalPathNameByHandleW(file, resolved.data(), 32768, 0);
+    std::wstring resolved = finalPath(file);
     CloseHandle(file);
-    if (length == 0 || length >= resolved.size())
+    if (resolved.empty())
         return std::nullopt;
-    resolved.resize(length);
     if (resolved.compare(0, 8, L"\\\\?\\UNC\\") == 0)
         resolved.replace(0, 8, L"\\\\");
     else if (resolved.compare(0, 4, L"\\\\?\\") == 0)
@@ -142,6 +251,60 @@ std::optional<std::string> canonicalPath(const std::string &path)
     std::replace(resolved.begin(), resolved.end(), L'\\', L'/');
     return fromWide(resolved);
 }
+
+std::optional<bool> isSameEntry(const std::string &source, const std::string &target)
+{
+    if (!isUsable(source) || !isUsable(target))
+        return std::nullopt;
+    const HANDLE a = openForStatus(toWidePath(source));
+    const HANDLE b = openForStatus(toWidePath(target), FILE_FLAG_OPEN_REPARSE_POINT);
+    BY_HANDLE_FILE_INFORMATION ofA = {};
+    BY_HANDLE_FILE_INFORMATION ofB = {};
+    std::optional<bool> isSame;
+    if (a != INVALID_HANDLE_VALUE && b != INVALID_HANDLE_VALUE &&
+        GetFileInformationByHandle(a, &ofA) && GetFileInformationByHandle(b, &ofB))
+    {
+        isSame = ofA.dwVolumeSerialNumber == ofB.dwVolumeSerialNumber &&
+                 ofA.nFileIndexHigh == ofB.nFileIndexHigh && ofA.nFileIndexLow == ofB.nFileIndexLow;
+        if (*isSame && ofA.nNumberOfLinks > 1) { // one entry, or two of the same file
+            const std::wstring pathOfA = finalPath(a);
+            const std::wstring pathOfB = finalPath(b);
+            isSame =
+                CompareStringOrdinal(pathOfA.c_str(), -1, pathOfB.c_str(), -1, TRUE) == CSTR_EQUAL;
+        }
+    }
+    for (const HANDLE file : {a, b}) {
+        if (file != INVALID_HANDLE_VALUE)
+            CloseHandle(file);
+    }
+    return isSame;
+}
+
+bool allowRemoval(const std::string &path)
+{
+    if (!isUsable(path))
+        return false;
+    const std::wstring widePath = toWidePath(path);
+    const DWORD attributes = GetFileAttributesW(widePath.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_READONLY) == 0)
+        return false;
+    return SetFileAttributesW(widePath.c_str(),
+                              attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY));
+}
+
+void forbidRemoval(const std::string &path)
+{
+    const std::wstring widePath = toWidePath(path);
+    const DWORD attributes = GetFileAttributesW(widePath.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES)
+        SetFileAttributesW(widePath.c_str(), attributes | FILE_ATTRIBUTE_READONLY);
+}
+
+std::string errorText(int error) { return std::strerror(error); }
+
+FileFault systemFault(int code) { return fileFault(errorNumber(static_cast<unsigned long>(code))); }
+
+int lastSystemFault() { return ERROR_CANT_ACCESS_FILE; }
 
 bool listFolder(const std::string &, const std::function<bool(const FolderEntry &)> &)
 {
@@ -157,7 +320,7 @@ std::optional<FileVersion> fileVersion(const std::string &path)
 {
     if (!isUsable(path))
         return {};
-    const std::wstring widePath = toWide(path);
+    const std::wstring widePath = toWidePath(path);
     DWORD ignored = 0;
     const DWORD size = GetFileVersionInfoSizeW(widePath.c_str(), &ignored);
     if (size == 0)
@@ -176,17 +339,49 @@ std::optional<FileVersion> fileVersion(const std::string &path)
                        HIWORD(info->dwFileVersionLS), LOWORD(info->dwFileVersionLS)};
 }
 
+/// Whether the command interpreter takes \p path as it is. It replaces what stands between percent
+/// signs, also in quotes, and does not know long paths.
+static bool isPlainForCommands(const std::string &path)
+{
+    const std::size_t longest = 240;
+    return path.find('%') == std::string::npos && toWide(path).size() < longest;
+}
+
+/// The name at the end of \p path.
+static std::string lastName(const std::string &path)
+{
+    return path.substr(path.find_last_of("/\\:") + 1);
+}
+
+/// Moves a file or folder without the command.
+static void moveBySystem(const std::string &source, std::string target)
+{
+    if (entryStatus(target, /*followLinks=*/true).entry == Entry::Folder)
+        target += '\\' + lastName(source);
+    MoveFileExW(toWidePath(source).c_str(), toWidePath(target).c_str(),
+                MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH);
+}
+
 void moveReplacing(const std::string &source, const std::string &target)
 {
-    if (isUsable(source) && isUsable(target))
-        run(moveCommandLine(source, target));
+    if (!isUsable(source) || !isUsable(target))
+        return;
+    std::string from = source;
+    std::string to = target;
+    for (std::string *const path : {&from, &to}) // the command takes what follows "/" for an option
+        std::replace(path->begin(), path->end(), '/', '\\');
+    const std::string command = moveCommandLine(from, to);
+    if (command.empty() || !isPlainForCommands(from) || !isPlainForCommands(to))
+        moveBySystem(from, to);
+    else
+        run(command);
 }
 
 bool createNewFile(const std::string &path)
 {
     if (!isUsable(path))
         return false;
-    const HANDLE file = CreateFileW(toWide(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+    const HANDLE file = CreateFileW(toWidePath(path).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
     return file != INVALID_HANDLE_VALUE; // stays open, see the header
 }

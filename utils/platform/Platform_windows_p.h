@@ -7,7 +7,13 @@ namespace Utils::Platform {
 /// The text \p text, which is UTF-8, as Windows has it.
 std::wstring toWide(const std::string &text);
 
-/// Runs a command and waits for its end.
-void run(const std::string &command);
+/// The same of a path, which may be longer than 260 characters.
+std::wstring toWidePath(const std::string &path);
+
+/// The error number (errno) for the error code \p code of the system.
+int errorNumber(unsigned long code);
+
+/// Runs a command and waits for its end. True when its exit code is 0.
+bool run(const std::string &command);
 
 } // namespace Utils::Platform

@@ -2,16 +2,22 @@
 
 #include "utils/platform/Platform_windows_p.h"
 
+#include <algorithm>
+#include <chrono>
+#include <vector>
+
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
+// After it, of which it needs types.
+#include <tlhelp32.h>
 
 namespace Utils::Platform {
 
-void run(const std::string &command)
+bool run(const std::string &command)
 {
     std::wstring commandLine = toWide(command);
     if (commandLine.empty())
-        return;
+        return false;
 
     // The command inherits no handles and gets no window, so its output is lost.
     STARTUPINFOW startup = {};
@@ -19,10 +25,13 @@ void run(const std::string &command)
     PROCESS_INFORMATION child = {};
     if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
                         nullptr, nullptr, &startup, &child))
-        return;
-    WaitForSingleObject(child.hProcess, INFINITE);
+        return false;
+    DWORD exitCode = 1;
+    const bool hasEnded = WaitForSingleObject(child.hProcess, INFINITE) == WAIT_OBJECT_0 &&
+                          GetExitCodeProcess(child.hProcess, &exitCode);
     CloseHandle(child.hThread);
     CloseHandle(child.hProcess);
+    return hasEnded && exitCode == 0;
 }
 
 void startChild(const std::function<void()> &start) { start(); }
@@ -31,11 +40,126 @@ int errorOfPipes(int) { return 0; }
 
 bool isChild(std::int64_t id) { return id > 1; } // an open handle keeps the number in use
 
+namespace {
+
+/// The processes of a tree. While their handles are open, no other process has their numbers.
+class ProcessTree
+{
+public:
+    ProcessTree() = default;
+    ~ProcessTree()
+    {
+        for (const Member &member : m_members)
+            CloseHandle(member.handle);
+    }
+    ProcessTree(const ProcessTree &) = delete;
+    ProcessTree &operator=(const ProcessTree &) = delete;
+
+    /// Kills the process \p id and adds it. False when that is not possible, and for a process
+    /// that is not younger than its parent, which has the number of an earlier one.
+    bool kill(DWORD id, const FILETIME *startOfParent);
+
+    /// Kills the children of the members that are no members yet. False when there are none.
+    bool killChildren();
+
+    /// Waits for the end of all members but this process.
+    void wait(std::chrono::milliseconds limit) const;
+
+    bool hasThisProcess() const { return m_hasThisProcess; }
+
+private:
+    struct Member
+    {
+        DWORD id;
+        HANDLE handle;
+        FILETIME start;
+    };
+    const Member *find(DWORD id) const;
+
+    std::vector<Member> m_members;
+    bool m_hasThisProcess = false;
+};
+
+} // namespace
+
+const ProcessTree::Member *ProcessTree::find(DWORD id) const
+{
+    const auto hasId = [id](const Member &member) { return member.id == id; };
+    const auto found = std::find_if(m_members.begin(), m_members.end(), hasId);
+    return found == m_members.end() ? nullptr : &*found;
+}
+
+bool ProcessTree::kill(DWORD id, const FILETIME *startOfParent)
+{
+    const DWORD rights = PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE;
+    const HANDLE process = OpenProcess(rights, FALSE, id);
+    if (!process)
+        return false;
+    FILETIME start = {};
+    FILETIME end = {};
+    FILETIME kernelTime = {};
+    FILETIME userTime = {};
+    const bool isMember = GetProcessTimes(process, &start, &end, &kernelTime, &userTime) &&
+                          (!startOfParent || CompareFileTime(&start, startOfParent) >= 0);
+    const bool isThisProcess = id == GetCurrentProcessId();
+    if (!isMember || (!isThisProcess && !TerminateProcess(process, 1) &&
+                      WaitForSingleObject(process, 0) != WAIT_OBJECT_0))
+    {
+        CloseHandle(process);
+        return false;
+    }
+    m_hasThisProcess = m_hasThisProcess || isThisProcess;
+    m_members.push_back({id, process, start});
+    return true;
+}
+
+bool ProcessTree::killChildren()
+{
+    const HANDLE list = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+    if (list == INVALID_HANDLE_VALUE)
+        return false;
+    bool isAnyKilled = false;
+    PROCESSENTRY32W entry = {};
+    entry.dwSize = sizeof(entry);
+    for (BOOL isThere = Process32FirstW(list, &entry); isThere;
+         isThere = Process32NextW(list, &entry)) {
+        const Member *const parent = find(entry.th32ParentProcessID);
+        if (!parent || find(entry.th32ProcessID))
+            continue;
+        const FILETIME startOfParent = parent->start;
+        isAnyKilled = kill(entry.th32ProcessID, &startOfParent) || isAnyKilled;
+    }
+    CloseHandle(list);
+    return isAnyKilled;
+}
+
+void ProcessTree::wait(std::chrono::milliseconds limit) const
+{
+    const auto end = std::chrono::steady_clock::now() + limit;
+    for (const Member &member : m_members) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            end - std::chrono::steady_clock::now());
+        if (member.id != GetCurrentProcessId() && left.count() > 0)
+            WaitForSingleObject(member.handle, static_cast<DWORD>(left.count()));
+    }
+}
+
 bool killProcessTree(std::int64_t id)
 {
-    if (id <= 1)
+    const std::int64_t largest = MAXDWORD;
+    if (id <= 1 || id > largest)
         return false;
-    run(killCommandLine(id));
+    if (run(killCommandLine(id)))
+        return true;
+
+    ProcessTree tree;
+    if (!tree.kill(static_cast<DWORD>(id), nullptr))
+        return false;
+    while (tree.killChildren()) {
+    }
+    tree.wait(std::chrono::seconds(5));
+    if (tree.hasThisProcess())
+        TerminateProcess(GetCurrentProcess(), 1);
     return true;
 }
 

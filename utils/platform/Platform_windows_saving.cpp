@@ -13,32 +13,7 @@ namespace Utils::Platform {
 bool hasUtf8Paths() { return true; }
 
 /// The error number (errno) for the last error of the system.
-static int lastErrorNumber()
-{
-    switch (GetLastError()) {
-    case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND:
-    case ERROR_INVALID_NAME:
-        return ENOENT;
-    case ERROR_ACCESS_DENIED:
-    case ERROR_SHARING_VIOLATION:
-    case ERROR_LOCK_VIOLATION:
-        return EACCES;
-    case ERROR_WRITE_PROTECT:
-        return EROFS;
-    case ERROR_DISK_FULL:
-    case ERROR_HANDLE_DISK_FULL:
-        return ENOSPC;
-    case ERROR_NOT_ENOUGH_MEMORY:
-    case ERROR_OUTOFMEMORY:
-        return ENOMEM;
-    case ERROR_FILE_EXISTS:
-    case ERROR_ALREADY_EXISTS:
-        return EEXIST;
-    default:
-        return EIO;
-    }
-}
+static int lastErrorNumber() { return errorNumber(GetLastError()); }
 
 /// The folder of \p path, with its separator, or "" for the current one.
 static std::wstring folderOf(const std::wstring &path)
@@ -93,7 +68,7 @@ bool FileReplacement::State::open(const std::string &givenPath)
         return fail(ENOENT);
     const std::optional<std::string> resolved = canonicalPath(givenPath);
     const std::string target = resolved && !resolved->empty() ? *resolved : givenPath;
-    path = toWide(target);
+    path = toWidePath(target);
     name = target.substr(target.find_last_of("/\\") + 1);
     const EntryStatus status = entryStatus(givenPath, /*followLinks=*/true);
     if (status.entry == Entry::Folder)
