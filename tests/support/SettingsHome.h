@@ -27,6 +27,12 @@ public:
     {
         QCoreApplication::setOrganizationName("Company");
         QCoreApplication::setApplicationName("Tests");
+#ifdef _WIN32
+        // Not the registry, which all programs of the user share.
+        QSettings::setDefaultFormat(QSettings::IniFormat);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope,
+                           qEnvironmentVariable("XDG_CONFIG_HOME"));
+#endif
     }
 
     QString path() const { return m_folder.path(); }

@@ -383,6 +383,10 @@ std::string localeCodeset();
 /// and the result is false.
 bool hasSortedSettings();
 
+/// Whether the stores of QSettings ignore the case of keys, and the native one is the registry,
+/// which lists a key "Default" as ".". So it is on Windows.
+bool hasRegistry();
+
 /// Calls \p function with \p context on a stack for deep recursion, on the calling thread, and
 /// returns when \p function has returned. A nested call uses the same stack. \p function must not
 /// throw.

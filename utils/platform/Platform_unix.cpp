@@ -376,6 +376,8 @@ std::string localeCodeset()
 
 bool hasSortedSettings() { return true; }
 
+bool hasRegistry() { return false; }
+
 bool callAtThreadEnd(void (*function)(void *), void *argument)
 {
     // Never deleted: the key is needed as long as there are threads.

@@ -398,6 +398,8 @@ std::string localeCodeset() { return {}; }
 
 bool hasSortedSettings() { return false; }
 
+bool hasRegistry() { return true; }
+
 bool callAtThreadEnd(void (*function)(void *), void *argument)
 {
     static void (*const called)(void *) = function;

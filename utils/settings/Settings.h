@@ -49,6 +49,7 @@ class SettingsStore;
 /// reported, and reading it returns the default.
 ///
 /// A stored value keeps its type only within the process; a later process may read it as text. The
+/// registry of Windows keeps the type of few values, also within the process. The
 /// typed getters convert it. The getters return the default only for an absent key; a value that
 /// does not convert yields 0, false or "". Only getColor() returns the default for such a value,
 /// too.

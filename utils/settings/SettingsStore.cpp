@@ -1,5 +1,6 @@
 #include "utils/settings/SettingsStore_p.h"
 
+#include "utils/platform/Platform.h"
 #include "utils/settings/IniText_p.h"
 #include "utils/settings/SettingsFile_p.h"
 #include "utils/settings/StoredVariant_p.h"
@@ -63,10 +64,33 @@ QVariant SettingsStore::value(const QString &key, const QVariant &defaultValue) 
     return IniText::built(m_settings->value(key, defaultValue));
 }
 
+/// The keys of \p settings with the names by which they were stored.
+static QStringList withTheirNames(QStringList keys, const QSettings &settings)
+{
+    if (!Platform::hasRegistry() || settings.format() != QSettings::NativeFormat)
+        return keys;
+    const QString last = QStringLiteral(".");
+    for (QString &key : keys) {
+        if (key == last || key.endsWith(separator + last))
+            key.replace(key.size() - 1, 1, QStringLiteral("Default"));
+    }
+    return keys;
+}
+
+QStringList SettingsStore::allKeys() const
+{
+    return withTheirNames(m_settings->allKeys(), *m_settings);
+}
+
+QStringList SettingsStore::childKeys() const
+{
+    return withTheirNames(m_settings->childKeys(), *m_settings);
+}
+
 QSettings::SettingsMap SettingsStore::values() const
 {
     QSettings::SettingsMap values;
-    QStringList keys = m_settings->allKeys();
+    QStringList keys = allKeys();
     keys.sort(Qt::CaseSensitive);
     for (const QString &key : qAsConst(keys)) {
         if (SettingsFile::isNormal(key))

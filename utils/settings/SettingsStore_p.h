@@ -42,8 +42,8 @@ public:
     QString group() const { return m_settings->group(); }
     QVariant value(const QString &key, const QVariant &defaultValue = QVariant()) const;
     QString fileName() const { return m_settings->fileName(); }
-    QStringList allKeys() const { return m_settings->allKeys(); }
-    QStringList childKeys() const { return m_settings->childKeys(); }
+    QStringList allKeys() const;
+    QStringList childKeys() const;
     QStringList childGroups() const { return m_settings->childGroups(); }
     void setValue(const QString &key, const QVariant &value);
     void remove(const QString &key);
