@@ -62,6 +62,18 @@ private:
         QTest::newRow("send") << Wait::Send;
     }
 
+    /// Starts \p process, which makes the file "ready" when it may be stopped.
+    static void startUntilReady(Process &process)
+    {
+        const QTemporaryDir folder;
+        process.setWorkingDirectory(folder.path());
+        QVERIFY(process.start());
+        const QString path = folder.filePath("ready");
+        for (int i = 0; i < 60000 && !QFile::exists(path); ++i)
+            QTest::qSleep(1); // without events
+        QVERIFY(QFile::exists(path));
+    }
+
     /// Starts \p process and waits until \p isReached.
     template <typename IsReached>
     static void runUntil(Process &process, Wait how, const IsReached &isReached)
@@ -127,11 +139,12 @@ private Q_SLOTS:
     {
         QFETCH(Wait, how);
         // It ends only because it gets an answer to its first line.
-        Process process("/bin/sh", shellArguments("trap 'echo a' TERM\n"
-                                                  "[ \"$1\" = stop ] || echo a\n"
-                                                  "while ! read line; do sleep 0.01; done\n"
-                                                  "printf 'b\\nc'",
-                                                  {how == Wait::Stop ? "stop" : ""}));
+        Process process("/bin/sh",
+                        shellArguments("trap 'echo a' TERM\n"
+                                       "if [ \"$1\" = stop ]; then : >ready; else echo a; fi\n"
+                                       "while ! read line; do sleep 0.01; done\n"
+                                       "printf 'b\\nc'",
+                                       {how == Wait::Stop ? "stop" : ""}));
         const MarkedProcesses marked;
         marked.mark(process);
         process.setStopPolicy(60000);
@@ -142,15 +155,12 @@ private Q_SLOTS:
                 process.sendData("\n", 0);
         });
         if (how == Wait::Stop) {
-            QVERIFY(process.start());
-            QTest::qWait(200); // until it handles the signal
+            startUntilReady(process);
             QVERIFY(process.stop());
         } else {
             runUntil(process, how, [&] { return !process.isRunning(); });
         }
 
-        if (how == Wait::Stop && m_lines.isEmpty())
-            QSKIP("the program was asked before it handled the signal");
         QCOMPARE(m_lines, (QStringList{"a", "b", "c"}));
         QCOMPARE(process.output(), Data::String("a\nb\nc"));
     }
@@ -245,9 +255,11 @@ private Q_SLOTS:
     {
         QFETCH(Wait, how);
         const MarkedProcesses marked;
-        auto *const process =
-            new Process("/bin/sh", shellArguments("trap 'seq 1 1000' TERM; seq 1 1000\n"
-                                                  "while :; do sleep 0.01; done"));
+        auto *const process = new Process(
+            "/bin/sh",
+            shellArguments("trap 'seq 1 1000' TERM; seq 1 1000; [ -z \"$1\" ] || : >ready\n"
+                           "while :; do sleep 0.01; done",
+                           {how == Wait::Stop ? "stop" : ""}));
         marked.mark(*process);
         const QPointer<QObject> object = process->object();
         process->onLine([&](const Data::String &line, Process::Channel) {
@@ -262,8 +274,7 @@ private Q_SLOTS:
 
         if (how == Wait::Stop) {
             process->setStopPolicy(60000);
-            QVERIFY(process->start());
-            QTest::qSleep(300);
+            startUntilReady(*process);
             process->stop();
         } else {
             runUntil(*process, how, [&] { return !object; });
@@ -279,7 +290,9 @@ private Q_SLOTS:
     void isDeletedByItsLastLine()
     {
         QFETCH(Wait, how);
-        auto *const process = new Process("/bin/sh", shellArguments("exec <&-; printf 'a\\nlast'"));
+        auto *const process = new Process(
+            "/bin/sh", shellArguments("exec <&-; printf 'a\\nlast'; [ -z \"$1\" ] || : >ready",
+                                      {how == Wait::Stop ? "stop" : ""}));
         const QPointer<QObject> object = process->object();
         process->deleteWhenFinished(); // at the same time
         process->onLine([&](const Data::String &line, Process::Channel) {
@@ -288,8 +301,7 @@ private Q_SLOTS:
                 delete process;
         });
         if (how == Wait::Stop) {
-            QVERIFY(process->start());
-            QTest::qSleep(300);
+            startUntilReady(*process);
             process->stop();
         } else {
             runUntil(*process, how, [&] { return !object; });
