@@ -75,21 +75,6 @@ static std::optional<bool> isNewer(const Data::String &source, const Data::Strin
     return timestampOf(from) > timestampOf(to);
 }
 
-/// Stores why what is no file cannot be copied. Returns false.
-static bool notReadable(const QString &path, Entry entry)
-{
-    switch (entry) {
-    case Entry::Missing:
-        return LastError::cannotRead(path, ENOENT);
-    case Entry::Folder:
-        return LastError::cannotRead(path, EISDIR);
-    case Entry::Unknown:
-        return LastError::cannotRead(path, EACCES);
-    default:
-        return LastError::setFor(".err.nofiletype", path);
-    }
-}
-
 /// Stores why \p file could not be copied to \p target. Returns false.
 static bool notCopied(const QFile &file, const QString &target)
 {
@@ -104,7 +89,7 @@ static bool copyAtOnce(const Data::String &source, const Data::String &target)
 {
     const EntryStatus from = fileStatus(source);
     if (from.entry != Entry::File) // a pipe may have no end
-        return notReadable(source, from.entry);
+        return LastError::isNoFile(source);
     QFile file(source);
     if (!file.copy(target))
         return notCopied(file, target);
@@ -177,9 +162,8 @@ static bool copySafely(const Data::String &source, const Data::String &target, b
         progress.emplace(chunksOf(size), Progress::current(true)->label(),
                          /*cancelable=*/false, /*waitCursor=*/true, /*popup=*/true);
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/showWaitCursor);
-    const Entry entry = fileStatus(source).entry;
-    if (entry != Entry::File)
-        return notReadable(source, entry);
+    if (fileStatus(source).entry != Entry::File)
+        return LastError::isNoFile(source);
     QFile from(source);
     if (!from.open(QIODevice::ReadOnly))
         return LastError::cannotRead(from);
@@ -431,7 +415,7 @@ static int copyFolderOrFolders(const Data::String &source, const Data::String &t
     }
 
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/!cancelable);
-    const QFileInfoList sources = foldersThatFit(source);
+    const QFileInfoList sources = matchingFolders(source);
     Progress progress(sources.size() > 5 ? stepsUnlessNested(sources.size()) : -1,
                       QLatin1String("Copying ") + source, cancelable, /*waitCursor=*/!cancelable,
                       /*popup=*/true);

@@ -20,7 +20,7 @@ struct SearchPaths
 bool isPattern(const QString &path);
 
 /// The folders that match \p pattern, a path that ends with a wildcard.
-QFileInfoList foldersThatFit(const Data::String &pattern);
+QFileInfoList matchingFolders(const Data::String &pattern);
 
 /// The steps of a reporter; -1, which makes it inert, when a progress is shown already.
 int stepsUnlessNested(int steps);

@@ -26,7 +26,7 @@ static const QDir::Filters folders = QDir::Dirs | QDir::NoDotAndDotDot;
 
 bool isPattern(const QString &path) { return path.contains(QLatin1Char('*')); }
 
-QFileInfoList foldersThatFit(const Data::String &pattern)
+QFileInfoList matchingFolders(const Data::String &pattern)
 {
     if (!isName(pattern))
         return {};
@@ -69,7 +69,7 @@ void File::moveDir(const Data::String &source, const Data::String &target)
         return move(source, target);
 
     const LastError operation;
-    const QFileInfoList sources = foldersThatFit(source);
+    const QFileInfoList sources = matchingFolders(source);
     for (const QFileInfo &folder : sources)
         move(folder.filePath(), target);
 }
