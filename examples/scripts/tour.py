@@ -26,7 +26,7 @@ folder = Utils.File.join(sys.argv[1] if len(sys.argv) > 1 else Utils.File.tempPa
 Utils.File.createDir(folder)
 
 heading("Files: the samples, by pattern, with their sizes")
-samples = sorted(Utils.File.search(data, "*.csv;*.txt;*.tag;*.xml"), key=str)
+samples = sorted(Utils.File.search(data, "*.csv;*.txt;*.tag;*.xml", False), key=str)
 for path in samples:
     print "  %-16s %s" % (Utils.File.base(path, True), Utils.File.sizeString(path))
 print "  S235 is first in", Utils.File.base(Utils.File.searchInFiles("S235", samples), True)

@@ -240,6 +240,12 @@ private Q_SLOTS:
                  "  wc -l gives 1201, with status 0\n",
                  "  1450 lines in 5 files\n",
                  "   11          300        210.8         95.52  ultrasonic",
+                 "=== Tables of other programs",
+                 " Zeit{s}   Pr\u00fcfraum{\u00b0"
+                 "C}   Probe{\u00b0"
+                 "C}\n",
+                 "units in row 2, data from row 3, decimal comma\n",
+                 "ground flush;\u21b5second test: \"no indication\"\n",
                  "Force{kN}             1200",
                  "\n355\n",
                  "Type      Frame\n",
