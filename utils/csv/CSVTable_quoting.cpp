@@ -2,18 +2,16 @@
 
 #include "utils/base/FileStatus_p.h"
 #include "utils/base/LastError_p.h"
-#include "utils/base/Utf8_p.h"
 #include "utils/csv/CSVTable_p.h"
 #include "utils/csv/backends/CSVRecordData_p.h"
 #include "utils/csv/backends/CSVStringData_p.h"
 #include "utils/csv/cells/CSVRowBuilder_p.h"
+#include "utils/csv/cells/QuotedOutput_p.h"
 #include "utils/feedback/Progress.h"
 
 #include <QFileInfo>
 
-#include <algorithm>
 #include <cstring>
-#include <iterator>
 
 namespace Utils {
 
@@ -92,72 +90,6 @@ bool CSVTablePrivate::readRecords()
 
 // Output
 
-static QByteArray doubled(QByteArray field) { return field.replace('"', "\"\""); }
-
-static QString doubled(QString field)
-{
-    return field.replace(QLatin1Char('"'), QLatin1String("\"\""));
-}
-
-/// Appends fields to a text, in quotes where this is needed.
-template <typename Text>
-class QuotedOutput
-{
-public:
-    /// The special texts are arguments because \p Text may be bytes or code units.
-    QuotedOutput(const Text &delimiter, const Text &comment, const Text &mark, const Text &quote,
-                 const Text &lineFeed, const Text &carriageReturn)
-        : m_special{delimiter, quote, lineFeed, carriageReturn}, m_comment(comment), m_mark(mark)
-    {}
-
-    void append(const Text &field, bool isFirst, Text &to) const
-    {
-        if (!isFirst)
-            to += m_special[0];
-        to += needsQuotes(field) ? quoted(field) : field;
-    }
-
-    /// Changes the row that starts at \p start of \p text and has the first field \p first, if it
-    /// would not be read as this row: a comment, or an empty line, which other programs may ignore.
-    void finishRow(Text &text, int start, const Text &first) const
-    {
-        const bool isEmpty = text.size() == start;
-        const bool isComment =
-            !m_comment.isEmpty() && text.mid(start, m_comment.size()) == m_comment;
-        if (isEmpty || (isComment && !needsQuotes(first)))
-            text.replace(start, first.size(), quoted(first));
-    }
-
-private:
-    Text quoted(const Text &field) const { return m_special[1] + doubled(field) + m_special[1]; }
-
-    bool needsQuotes(const Text &field) const
-    {
-        return field.startsWith(m_mark) ||
-               std::any_of(std::begin(m_special), std::end(m_special),
-                           [&](const Text &special) { return field.contains(special); });
-    }
-
-    const Text m_special[4];
-    const Text m_comment;
-    const Text m_mark; // a byte order mark, which is skipped at the start of a file
-};
-
-static QuotedOutput<QString> outputOf(const QString &delimiter, const QString &comment)
-{
-    return {delimiter,
-            comment,
-            QString(QChar(QChar::ByteOrderMark)),
-            QStringLiteral("\""),
-            QStringLiteral("\n"),
-            QStringLiteral("\r")};
-}
-
-static QuotedOutput<QByteArray> byteOutputOf(const QString &delimiter, const QString &comment)
-{
-    return {delimiter.toUtf8(), comment.toUtf8(), utf8Mark, "\"", "\n", "\r"};
-}
-
 static bool mayBeFormula(char first) { return std::strchr("=+-@", first) && first != '\0'; }
 
 QString CSVTablePrivate::withoutFormula(const QString &field) const
@@ -174,7 +106,7 @@ QString CSVTablePrivate::quotedLine(int row, bool escapes) const
     if (row < 0 || row >= current().numRows())
         return line;
     QStringList fields = current().data(row);
-    const QuotedOutput<QString> output = outputOf(outputDelimiter(), textData->comment);
+    const QuotedOutput<QString> output = quotedTextOutput(outputDelimiter(), textData->comment);
     for (int col = 0; col < fields.size(); ++col) {
         if (escapes)
             fields[col] = withoutFormula(fields.at(col));
@@ -190,7 +122,7 @@ bool CSVTablePrivate::appendOutputRow(int row, QByteArray &to) const
         appendClassicRow(row, to);
         return true;
     }
-    const QuotedOutput<QByteArray> output = byteOutputOf(outputDelimiter(), textData->comment);
+    const QuotedOutput<QByteArray> output = quotedByteOutput(outputDelimiter(), textData->comment);
     const auto bytesOf = [&](const CSVCell &cell) {
         // Bytes that are not UTF-8 are written unchanged.
         if (!CSVRowBuilder::isExact(cell))
