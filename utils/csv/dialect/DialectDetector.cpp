@@ -39,13 +39,13 @@ public:
 
 private:
     QStringList delimiters() const;
-    Candidate bestWith(const QString &delimiter, const QString &comment) const;
-    bool mayBe(const DialectFormat &format) const;
-    Candidate bestOf(const QString &comment, double *next = nullptr) const;
+    Candidate bestFormatOf(const QString &delimiter, const QString &comment) const;
+    bool isAllowed(const DialectFormat &format) const;
+    Candidate bestFormatWithComment(const QString &comment, double *next = nullptr) const;
     void findComment();
     bool isComment(const QString &marker, const Candidate &with, const Candidate &without) const;
-    void rateDelimiter(double next);
-    void rateQuotes();
+    void findDelimiterConfidence(double next);
+    void findQuotesConfidence();
 
     const QStringList &m_parts;
     const CSVDialect &m_known;
@@ -69,7 +69,7 @@ QStringList FormatFinder::delimiters() const
 }
 
 /// Lowers the scores of formats that other formats make unlikely.
-static void weighRivals(std::vector<Candidate> &candidates)
+static void lowerUnlikelyScores(std::vector<Candidate> &candidates)
 {
     const double all = 0.999;
     const auto fitsAll = [&](const Candidate &candidate) {
@@ -94,13 +94,13 @@ static void weighRivals(std::vector<Candidate> &candidates)
 }
 
 /// The better one of the formats with and without quotes.
-Candidate FormatFinder::bestWith(const QString &delimiter, const QString &comment) const
+Candidate FormatFinder::bestFormatOf(const QString &delimiter, const QString &comment) const
 {
     Candidate better;
     better.format = {delimiter, comment, false};
     for (const bool isQuoted : {false, true}) {
         const DialectFormat format{delimiter, comment, isQuoted};
-        if (!mayBe(format))
+        if (!isAllowed(format))
             continue;
         const DialectRows rows(m_parts, format);
         const bool isGuess = m_known.confidence(CSVDialect::Quoting) < 1.0;
@@ -114,7 +114,7 @@ Candidate FormatFinder::bestWith(const QString &delimiter, const QString &commen
 }
 
 /// Whether the quotes of a format agree with the properties that are set and with the sample.
-bool FormatFinder::mayBe(const DialectFormat &format) const
+bool FormatFinder::isAllowed(const DialectFormat &format) const
 {
     if (format.isAligned())
         return !format.isQuoted;
@@ -124,7 +124,7 @@ bool FormatFinder::mayBe(const DialectFormat &format) const
 }
 
 /// The largest score of a format with another delimiter than that of \p winner.
-static double nextBest(const std::vector<Candidate> &candidates, const Candidate &winner)
+static double secondBestScore(const std::vector<Candidate> &candidates, const Candidate &winner)
 {
     double next = 0.0;
     for (const Candidate &other : candidates) {
@@ -139,22 +139,22 @@ static double nextBest(const std::vector<Candidate> &candidates, const Candidate
 
 /// The best format with the comment marker \p comment. \p next is set to the score of the best one
 /// with another delimiter.
-Candidate FormatFinder::bestOf(const QString &comment, double *next) const
+Candidate FormatFinder::bestFormatWithComment(const QString &comment, double *next) const
 {
     std::vector<Candidate> candidates;
     const QStringList all = delimiters();
     for (const QString &delimiter : all) {
         if (delimiter != comment || delimiter.isEmpty() || all.size() == 1)
-            candidates.push_back(bestWith(delimiter, comment));
+            candidates.push_back(bestFormatOf(delimiter, comment));
     }
-    weighRivals(candidates);
+    lowerUnlikelyScores(candidates);
     std::size_t first = 0;
     for (std::size_t i = 1; i < candidates.size(); ++i) {
         if (candidates[i].score.value > candidates[first].score.value * 1.001)
             first = i;
     }
     if (next)
-        *next = nextBest(candidates, candidates[first]);
+        *next = secondBestScore(candidates, candidates[first]);
     return candidates[first];
 }
 
@@ -214,11 +214,11 @@ bool FormatFinder::isComment(const QString &marker, const Candidate &with,
 void FormatFinder::findComment()
 {
     if (m_known.confidence(CSVDialect::Comment) >= 1.0) {
-        best = bestOf(m_known.comment());
+        best = bestFormatWithComment(m_known.comment());
         commentConfidence = 1.0;
         return;
     }
-    best = bestOf(QString());
+    best = bestFormatWithComment(QString());
     // An unknown marker would make some rows differ from the others.
     const bool isEven = best.score.consistency > 0.98 && !best.format.delimiter.isEmpty();
     commentConfidence = isEven ? 0.95 : 0.75;
@@ -231,7 +231,7 @@ void FormatFinder::findComment()
         if (!occurs || m_known.delimiter() == comment)
             continue;
         commentConfidence = 0.6;
-        const Candidate with = bestOf(comment);
+        const Candidate with = bestFormatWithComment(comment);
         if (isComment(comment, with, without)) {
             best = with;
             const MarkedLines lines(m_parts, comment);
@@ -265,7 +265,7 @@ static bool hasSentences(const QStringList &parts)
     return blanks * 2 > commas;
 }
 
-void FormatFinder::rateDelimiter(double next)
+void FormatFinder::findDelimiterConfidence(double next)
 {
     const DialectScore &score = best.score;
     if (m_known.confidence(CSVDialect::Delimiter) >= 1.0) {
@@ -292,7 +292,7 @@ void FormatFinder::rateDelimiter(double next)
         delimiterConfidence = std::min(delimiterConfidence, 0.6);
 }
 
-void FormatFinder::rateQuotes()
+void FormatFinder::findQuotesConfidence()
 {
     if (m_known.confidence(CSVDialect::Quoting) >= 1.0) {
         quotesConfidence = 1.0;
@@ -314,9 +314,9 @@ void FormatFinder::find()
 {
     findComment();
     double next = 0.0;
-    best = bestOf(best.format.comment, &next);
-    rateDelimiter(next);
-    rateQuotes();
+    best = bestFormatWithComment(best.format.comment, &next);
+    findDelimiterConfidence(next);
+    findQuotesConfidence();
 }
 
 // The dialect

@@ -1,7 +1,6 @@
 #include "utils/csv/dialect/DialectHeader_p.h"
 
 #include "utils/csv/dialect/DialectCell_p.h"
-#include "utils/csv/dialect/DialectLabel_p.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,6 +2,10 @@
 
 #include "utils/csv/dialect/DialectRows_p.h"
 
+#include <QStringView>
+
+#include <vector>
+
 namespace Utils {
 
 /// The rows before the data.
@@ -14,5 +18,9 @@ struct DialectHeader
 
     static DialectHeader find(const DialectRows &rows);
 };
+
+/// Rates the text \p label as the label of the texts \p cells below it: above 0 when it is likely
+/// to be one, below 0 when it is not.
+double voteForLabel(QStringView label, const std::vector<QStringView> &cells);
 
 } // namespace Utils
