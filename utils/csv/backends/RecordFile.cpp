@@ -9,7 +9,6 @@
 #include <QFileInfo>
 
 #include <cstring>
-#include <limits>
 #include <new>
 
 namespace Utils {
@@ -19,32 +18,6 @@ static const int scanSize = 16 * blockSize;  // searched at once
 static const qint64 nearSize = 1 << 18;      // read at once for adjacent rows
 static const qint64 farSize = 1 << 14;       // read at once for another row
 static const qint64 maxRecordSize = 1 << 30; // a list of fields holds no more
-
-qint64 RecordStarts::at(int row) const
-{
-    const auto next =
-        std::upper_bound(m_pieces.begin(), m_pieces.end(), row,
-                         [](int wanted, const Piece &piece) { return wanted < piece.firstRow; });
-    const Piece &piece = *(next - 1);
-    return piece.base + piece.offsets[static_cast<std::size_t>(row - piece.firstRow)];
-}
-
-void RecordStarts::append(qint64 start)
-{
-    constexpr std::size_t pieceSize = 1 << 16;
-    const bool isFull = m_pieces.empty() || m_pieces.back().offsets.size() == pieceSize ||
-                        start - m_pieces.back().base > std::numeric_limits<quint32>::max();
-    if (isFull) {
-        Piece piece = {start, m_size, {}};
-        if (m_pieces.size() == 1 && m_pieces.back().offsets.size() == pieceSize)
-            piece.offsets.reserve(pieceSize);
-        if (m_pieces.size() > 1)
-            piece.offsets.reserve(m_pieces.back().offsets.size());
-        m_pieces.push_back(std::move(piece));
-    }
-    m_pieces.back().offsets.push_back(static_cast<quint32>(start - m_pieces.back().base));
-    ++m_size;
-}
 
 bool RecordFile::open(const QString &path, const QuotedFormat<char> &format, Progress *progress)
 {
@@ -91,7 +64,7 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     const auto addRow = [&](int index) {
         const char *const begin = bytes.get() + index;
         const char *const end = bytes.get() + size;
-        hasTooMany = hasTooMany || m_starts.size() == csvMostRows;
+        hasTooMany = hasTooMany || numRows() == csvMostRows;
         if (begin != end && !hasTooMany && !format.isComment(begin, end))
             m_starts.append(base + index);
     };
@@ -117,8 +90,9 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
             progress->tick(1);
     }
     m_end = base;
+    m_starts.squeeze();
     if (scanner.isInQuotes())
-        m_openQuoteLine = lineAt(m_starts.at(numRows() - 1));
+        m_openQuoteLine = lineAt(startOf(numRows() - 1));
     return !hasTooMany || csvTooManyRows(m_file.fileName());
 }
 
@@ -141,8 +115,8 @@ qint64 RecordFile::lineAt(qint64 offset)
 RecordFile::Record RecordFile::record(int row)
 {
     const Record none = {nullptr, nullptr, false};
-    const qint64 start = m_starts.at(row);
-    const qint64 size = (row + 1 < numRows() ? m_starts.at(row + 1) : m_end) - start;
+    const qint64 start = startOf(row);
+    const qint64 size = (row + 1 < numRows() ? startOf(row + 1) : m_end) - start;
     if (size > maxRecordSize)
         return none;
     if (start < m_start || start + size > m_start + m_count) {

@@ -1,38 +1,16 @@
 #pragma once
 
+#include "utils/base/LineFile_p.h"
 #include "utils/csv/cells/QuoteScanner_p.h"
 
 #include <QFile>
 #include <QString>
 
 #include <memory>
-#include <vector>
 
 namespace Utils {
 
 class Progress;
-
-/// The positions where the rows of a file start: four bytes for each.
-class RecordStarts
-{
-public:
-    int size() const { return m_size; }
-    qint64 at(int row) const;
-
-    /// \p start must be larger than the previous one.
-    void append(qint64 start);
-
-private:
-    struct Piece
-    {
-        qint64 base;
-        int firstRow;
-        std::vector<quint32> offsets;
-    };
-
-    std::vector<Piece> m_pieces;
-    int m_size = 0;
-};
 
 /// A file of rows that are quoted as in RFC 4180, with an index of its rows and a window: the bytes
 /// around the row that was read last. A byte order mark of UTF-8 and comments are no rows.
@@ -55,11 +33,11 @@ public:
     /// Removes all rows, and closes the file.
     void clear()
     {
-        m_starts = RecordStarts();
+        m_starts = LineStarts();
         m_file.close();
     }
 
-    int numRows() const { return m_starts.size(); }
+    int numRows() const { return static_cast<int>(m_starts.size()); }
 
     /// When a quote is not closed, the number of the line, from 1 on, where its row starts;
     /// otherwise 0.
@@ -70,12 +48,13 @@ public:
     Record record(int row);
 
 private:
+    qint64 startOf(int row) const { return m_starts.at(static_cast<std::size_t>(row)); }
     bool findRows(const QuotedFormat<char> &format, Progress *progress);
     bool readAt(qint64 offset, char *bytes, qint64 size, qint64 &count);
     qint64 lineAt(qint64 offset);
 
     QFile m_file;
-    RecordStarts m_starts;
+    LineStarts m_starts;
     qint64 m_end = 0;
     qint64 m_openQuoteLine = 0;
 
