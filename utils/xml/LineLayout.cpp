@@ -102,7 +102,8 @@ bool LineLayout::readTokens(QStringView tag)
     if (!splitTag(tag) || startsWith(tag, u"</"))
         return false;
 
-    std::sort(m_others.begin(), m_others.end(), isBefore);
+    std::sort(m_others.begin(), m_others.end(),
+              [](QStringView left, QStringView right) { return isBefore(left, right); });
     return true;
 }
 
@@ -114,27 +115,72 @@ static bool isSpecial(ushort unit)
     return unit < 64 && (specials >> unit & 1) != 0;
 }
 
-/// The next character from \p at on that splitTag() examines, or \p end. There are a few others
-/// between two of them, in which a branch for each would take most of the time.
-static const QChar *nextSpecial(const QChar *at, const QChar *end)
+namespace {
+
+/// The characters of a text that splitTag() examines, one after the other. They are found in
+/// blocks: between two of them there are only a few others.
+class Specials
 {
+public:
+    Specials(const QChar *begin, const QChar *end)
+        : m_begin(begin), m_end(end), m_block(begin), m_next(begin)
+    {}
+
+    /// The next one, or the end of the text.
+    const QChar *next()
+    {
+        while (m_found == 0) {
+            if (m_next == m_end)
+                return m_end;
+            findBlock();
+        }
+        const QChar *const at = m_block + qCountTrailingZeroBits(m_found);
+        m_found &= m_found - 1;
+        return at;
+    }
+
+private:
+    static constexpr int blockSize = 16;
+
+    void findBlock()
+    {
 #ifdef KELMUTILS_SSE2
-    for (; end - at >= 8; at += 8) {
-        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i *>(at));
-        const auto equalTo = [&](char unit) {
-            return _mm_cmpeq_epi16(units, _mm_set1_epi16(unit));
-        };
+        if (m_end - m_begin >= blockSize) {
+            m_block = std::min(m_next, m_end - blockSize);
+            const auto before = m_next - m_block; // of the last block, in the one before it
+            m_found = foundIn(m_block) >> before << before;
+            m_next = m_block + blockSize;
+            return;
+        }
+#endif
+        m_block = m_next;
+        m_next += std::min<qptrdiff>(blockSize, m_end - m_next);
+        for (const QChar *at = m_block; at != m_next; ++at)
+            m_found |= quint32(isSpecial(at->unicode())) << (at - m_block);
+    }
+
+#ifdef KELMUTILS_SSE2
+    /// Bit i of the result is for the character i of the block.
+    static quint32 foundIn(const QChar *block)
+    {
+        const auto *const units = reinterpret_cast<const __m128i *>(block);
+        // Characters that are no bytes become 0 or 255.
+        const __m128i bytes = _mm_packus_epi16(_mm_loadu_si128(units), _mm_loadu_si128(units + 1));
+        const auto equalTo = [&](char byte) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(byte)); };
         const __m128i brackets = _mm_or_si128(equalTo('<'), equalTo('>'));
         const __m128i others = _mm_or_si128(equalTo('"'), _mm_or_si128(equalTo(' '), equalTo('/')));
-        const int found = _mm_movemask_epi8(_mm_or_si128(brackets, others));
-        if (found != 0)
-            return at + qCountTrailingZeroBits(static_cast<quint32>(found)) / 2;
+        return static_cast<quint32>(_mm_movemask_epi8(_mm_or_si128(brackets, others)));
     }
 #endif
-    while (at != end && !isSpecial(at->unicode()))
-        ++at;
-    return at;
-}
+
+    [[maybe_unused]] const QChar *const m_begin; ///< not used without vector instructions
+    const QChar *const m_end;
+    const QChar *m_block;
+    const QChar *m_next; ///< the first character that is not in a block yet
+    quint32 m_found = 0; ///< those of the block that are still to come, as bits
+};
+
+} // namespace
 
 static bool isFollowedBy(QLatin1Char character, const QChar *at, const QChar *end)
 {
@@ -150,7 +196,8 @@ bool LineLayout::splitTag(QStringView tag)
     bool inQuotes = false;
     bool isCut = false; // another tag begins: nothing after its start is split
     const QChar *token = tag.data() + 1;
-    for (const QChar *at = nextSpecial(token, end); at != end; at = nextSpecial(at + 1, end)) {
+    Specials specials(token, end);
+    for (const QChar *at = specials.next(); at != end; at = specials.next()) {
         // Not a switch: its jump would depend on a table.
         const QChar character = *at;
         if (character == QLatin1Char('"')) {
