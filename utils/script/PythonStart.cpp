@@ -123,7 +123,10 @@ static bool mayHaveLibrary(const PythonHome &home)
     const QDir folder(home.folder);
     const QFileInfoList folders = folder.entryInfoList({QStringLiteral("lib*")}, QDir::Dirs);
     const auto hasModules = [](const QString &path) {
-        return !QDir(path).entryList({QStringLiteral("os.py*")}, QDir::Files).isEmpty();
+        // The folder has hundreds of files, so it is listed only when there is none of the usual.
+        const QString module = path + QLatin1String("/os.py");
+        return QFileInfo(module).isFile() || QFileInfo(module + QLatin1Char('c')).isFile() ||
+               !QDir(path).entryList({QStringLiteral("os.py*")}, QDir::Files).isEmpty();
     };
     return std::any_of(folders.begin(), folders.end(), [&](const QFileInfo &library) {
         const QString path = library.filePath();
