@@ -15,31 +15,15 @@
 #include <stdexcept>
 #include <string>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 using benchmark::State;
 using Utils::Settings;
 
 static const Data::String group = "window";
 static const Data::String list = "files";
 static const int longestList = 676;
-
-static void getOurs(State &state, const Data::String &key, int expected)
-{
-    const Settings settings(group);
-    for (auto _ : state) {
-        if (settings.getInt(key, -1) != expected)
-            state.SkipWithError("another value");
-    }
-}
-
-static void getByQt(State &state, const Data::String &key, int expected)
-{
-    QSettings settings;
-    settings.beginGroup(group);
-    for (auto _ : state) {
-        if (settings.value(key, -1).toInt() != expected)
-            state.SkipWithError("another value");
-    }
-}
 
 static void setOurs(State &state)
 {
@@ -87,6 +71,59 @@ public:
 private:
     const QString m_name;
 };
+
+/// Another process adds a long list in another group. QSettings parses a group of the file when it
+/// is first asked for; ours reads the whole file.
+static void changeByOtherProcess()
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        {
+            QSettings settings;
+            settings.beginGroup(QStringLiteral("MRU/") + list);
+            for (int i = 0; i < longestList; ++i)
+                settings.setValue(QString::number(i), i);
+        }
+        _exit(0);
+    }
+    int status = 1;
+    if (child < 0 || waitpid(child, &status, 0) != child || status != 0)
+        throw std::runtime_error("cannot change the settings from another process");
+}
+
+static void getOurs(State &state, const Data::String &key, int expected)
+{
+    const Settings settings(group);
+    for (auto _ : state) {
+        if (settings.getInt(key, -1) != expected)
+            state.SkipWithError("another value");
+    }
+}
+
+static void getByQt(State &state, const Data::String &key, int expected)
+{
+    QSettings settings;
+    settings.beginGroup(group);
+    for (auto _ : state) {
+        if (settings.value(key, -1).toInt() != expected)
+            state.SkipWithError("another value");
+    }
+}
+
+/// Adds a pair that reads from a store of its own, which no other benchmark changes.
+static void addGet(const std::string &detail, int count, bool isChanged, const Data::String &key,
+                   int expected)
+{
+    const auto inStore = [=](void (*get)(State &, const Data::String &, int)) {
+        return [=](State &state) {
+            const FilledStore store(count);
+            if (isChanged)
+                changeByOtherProcess();
+            get(state, key, expected);
+        };
+    };
+    addPair("getInt beside QSettings::value", detail, 1.2, inStore(getOurs), inStore(getByQt));
+}
 
 static void setByObjectEach(State &state, int count)
 {
@@ -220,14 +257,13 @@ int main(int argc, char **argv)
     const QCoreApplication application(argc, argv);
     Settings(group).setInt("width", 1200);
 
-    addPair(
-        "getInt beside QSettings::value", "a stored value", 1.2,
-        [](State &state) { getOurs(state, "width", 1200); },
-        [](State &state) { getByQt(state, "width", 1200); });
-    addPair(
-        "getInt beside QSettings::value", "the default", 1.2,
-        [](State &state) { getOurs(state, "height", -1); },
-        [](State &state) { getByQt(state, "height", -1); });
+    for (const int count : {10, 1000}) {
+        const std::string stored = ", " + std::to_string(count) + " stored";
+        addGet("a stored value" + stored, count, /*isChanged=*/false, "key7", 7);
+        addGet("the default" + stored, count, /*isChanged=*/false, "height", -1);
+    }
+    addGet("a stored value, another process has added 676", 10, /*isChanged=*/true, "key7", 7);
+    addGet("the default, another process has added 676", 10, /*isChanged=*/true, "height", -1);
 
     addPair("setInt beside QSettings::setValue", "nobody receives it", 1.5, setOurs, setByQt);
     addPair("setInt beside QSettings::setValue", "a SettingsSlot receives it", 0.0, setWithReceiver,
