@@ -3,6 +3,7 @@
 #include "examples/console/Output.h"
 #include "examples/console/Terminal.h"
 #include "utils/feedback/Progress.h"
+#include "utils/script/ScriptManager.h"
 
 namespace Kelm {
 
@@ -63,7 +64,7 @@ void Host::setProgressLabel(const Data::String &text, bool popup)
     const bool isTaskRunning = Utils::Progress::any();
     Terminal::deferInterrupt(isTaskRunning);
     if (!isTaskRunning && Terminal::wasInterrupted() && !m_hasCancelled)
-        Terminal::endCancelled(); // the task has ended before it could be cancelled
+        interruptOrEnd(); // the task has ended before it could be cancelled
 }
 
 void Host::showProgress(bool visible, bool cancelable, bool popup)
@@ -106,7 +107,14 @@ void Host::checkForCancel()
     if (task && task->cancelled())
         m_hasCancelled = true;
     else if (isInterrupted && !m_hasCancelled)
+        interruptOrEnd();
+}
+
+void Host::interruptOrEnd()
+{
+    if (!Utils::ScriptManager::interrupt())
         Terminal::endCancelled();
+    m_hasCancelled = true;
 }
 
 } // namespace Kelm

@@ -11,8 +11,8 @@ namespace Kelm {
 ///
 /// Writes messages and log lines to standard error, one per line, and shows progress as a bar on
 /// the terminal. Esc cancels the task whose bar is shown. Ctrl-C cancels the task, too, even in the
-/// two seconds before the bar is shown. A second Ctrl-C, or one while no task can be cancelled,
-/// ends the program.
+/// two seconds before the bar is shown. One while no task can be cancelled ends the script that
+/// runs, or without one the program. A second Ctrl-C ends the program.
 class Host : public Data::IApplication
 {
 public:
@@ -54,6 +54,9 @@ private:
     Display &display(bool popup);
     void redraw();
     void checkForCancel();
+
+    /// Ends the script that runs, or without one the program.
+    void interruptOrEnd();
 
     const QMap<QString, QString> m_variables;
     const Messages m_messages;

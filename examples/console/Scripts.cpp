@@ -1,5 +1,6 @@
 #include "examples/console/Scripts.h"
 
+#include "examples/console/Terminal.h"
 #include "utils/script/ScriptManager.h"
 
 namespace Kelm {
@@ -17,5 +18,12 @@ bool startScripts(Data::String &error)
     // The first text starts it, and this one does nothing else.
     return scripts.validate("", "py", error);
 }
+
+InterruptibleScript::InterruptibleScript()
+{
+    Terminal::setInterruptFunction(&Utils::ScriptManager::interrupt);
+}
+
+InterruptibleScript::~InterruptibleScript() { Terminal::setInterruptFunction(nullptr); }
 
 } // namespace Kelm

@@ -61,6 +61,11 @@ void handleSignals();
 void deferInterrupt(bool on);
 bool wasInterrupted();
 
+/// While \p interrupt is not null, the first Ctrl-C calls it instead of ending the program, unless
+/// deferInterrupt() is on: in a signal handler, or on Windows on another thread. When it returns
+/// false, the program ends.
+void setInterruptFunction(bool (*interrupt)());
+
 /// Ends the program at once, as after Ctrl-C.
 [[noreturn]] void endCancelled();
 

@@ -4,6 +4,7 @@
 
 #include <QString>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -24,6 +25,8 @@ static volatile std::sig_atomic_t isLineDrawn = 0;
 static volatile std::sig_atomic_t isListening = 0;
 static volatile std::sig_atomic_t isDeferring = 0;
 static volatile std::sig_atomic_t isInterrupted = 0;
+static std::atomic<bool (*)()> interruptFunction = nullptr;
+static volatile std::sig_atomic_t wasFunctionCalled = 0;
 static termios lineMode; // how the terminal was, valid while listening
 
 static void writeError(const char *bytes, std::size_t size)
@@ -61,8 +64,23 @@ static void leave()
     stopListening();
 }
 
+/// Returns whether something else than the program ends.
+static bool callInterruptFunction()
+{
+    bool (*const function)() = interruptFunction;
+    if (isDeferring || wasFunctionCalled || !function || !function())
+        return false;
+    wasFunctionCalled = 1;
+    return true;
+}
+
 static void onInterrupt(int)
 {
+    const int error = errno;
+    if (callInterruptFunction()) {
+        errno = error;
+        return;
+    }
     if (!isDeferring || isInterrupted)
         endCancelled();
     isInterrupted = 1;
@@ -223,6 +241,12 @@ void handleSignals()
 
 void deferInterrupt(bool on) { isDeferring = on; }
 bool wasInterrupted() { return isInterrupted; }
+
+void setInterruptFunction(bool (*interrupt)())
+{
+    interruptFunction = interrupt;
+    wasFunctionCalled = 0;
+}
 
 void endCancelled()
 {

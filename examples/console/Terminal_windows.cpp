@@ -21,6 +21,8 @@ static std::atomic<bool> isLineDrawn = false;
 static std::atomic<bool> isListening = false;
 static std::atomic<bool> isDeferring = false;
 static std::atomic<bool> isInterrupted = false;
+static std::atomic<bool (*)()> interruptFunction = nullptr;
+static std::atomic<bool> wasFunctionCalled = false;
 static DWORD lineMode = 0; // how the console was, valid while listening
 
 static HANDLE input() { return GetStdHandle(STD_INPUT_HANDLE); }
@@ -48,12 +50,24 @@ static void leave()
         SetConsoleMode(input(), lineMode);
 }
 
+/// Returns whether something else than the program ends.
+static bool callInterruptFunction()
+{
+    bool (*const function)() = interruptFunction;
+    if (isDeferring || wasFunctionCalled || !function || !function())
+        return false;
+    wasFunctionCalled = true;
+    return true;
+}
+
 static BOOL WINAPI onControl(DWORD event)
 {
     if (event != CTRL_C_EVENT) {
         leave();
         return FALSE; // the system's own handler ends the program
     }
+    if (callInterruptFunction())
+        return TRUE;
     if (!isDeferring || isInterrupted.exchange(true))
         endCancelled();
     return TRUE;
@@ -142,6 +156,12 @@ void handleSignals()
 
 void deferInterrupt(bool on) { isDeferring = on; }
 bool wasInterrupted() { return isInterrupted; }
+
+void setInterruptFunction(bool (*interrupt)())
+{
+    interruptFunction = interrupt;
+    wasFunctionCalled = false;
+}
 
 void endCancelled()
 {

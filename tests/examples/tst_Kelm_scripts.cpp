@@ -175,6 +175,28 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output, QString("2\n"));
     }
 
+    void endsAScriptAfterALimit()
+    {
+        const QString path = script("a.py", "import time\ntime.sleep(60)\n");
+
+        QVERIFY(m_kelm.run({"run", "--quiet", "--language", "en", "--limit", "0.2", path}));
+        const QString reason = "The script was ended after its time limit of 0.2 s.\n";
+        QVERIFY2(m_kelm.error.contains("KeyboardInterrupt: " + reason), qPrintable(m_kelm.error));
+        QVERIFY2(m_kelm.error.endsWith("kelm run: " + reason), qPrintable(m_kelm.error));
+        QCOMPARE(m_kelm.status, 1);
+
+        QVERIFY(m_kelm.run({"run", "--quiet", "--limit", "60", script("b.py", "print 5\n")}));
+        QCOMPARE(m_kelm.output, QString("5\n"));
+        QCOMPARE(m_kelm.status, 0);
+
+        for (const QString wrong : {"0", "-1", "x", "nan", "1e300", ""}) {
+            QVERIFY(m_kelm.run({"run", "--limit=" + wrong, path}));
+            QCOMPARE(m_kelm.error, QString("kelm run: --limit must be a number of seconds. See "
+                                           "kelm run --help\n"));
+            QCOMPARE(m_kelm.status, 2);
+        }
+    }
+
     void checksScripts()
     {
         const QString good = script("good.py", "raise ValueError\n");

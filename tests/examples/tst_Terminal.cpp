@@ -386,6 +386,48 @@ private Q_SLOTS:
         session.press(interrupt);
 
         QCOMPARE(session.finish(), 130);
+        QVERIFY(session.screen().contains("KeyboardInterrupt: "));
+        QVERIFY(session.screen().endsWith("kelm run: Cancelled\r\n"));
+        QVERIFY(session.isAsBefore());
+    }
+
+    void endsAWaitOfAScriptByCtrlC()
+    {
+        const QTemporaryDir folder;
+        const QString path =
+            makeFile(folder.filePath("wait.py"), "from KelmUtils import Utils\nimport sys\n"
+                                                 "process = Utils.Process('sleep', ['60'])\n"
+                                                 "process.start()\ntry:\n"
+                                                 "    print 'begun'\n    sys.stdout.flush()\n"
+                                                 "    process.wait(False)\n"
+                                                 "finally:\n    print 'cleaned up'\n");
+        Session session(KELM_PROGRAM, {"run", "--quiet", path});
+        QVERIFY(session.waitFor("begun"));
+
+        session.press(interrupt);
+
+        QCOMPARE(session.finish(), 130);
+        QVERIFY2(session.screen().contains("cleaned up"), qPrintable(session.screen()));
+    }
+
+    void endsAScriptThatCatchesCtrlCByTheSecondOne()
+    {
+        const QTemporaryDir folder;
+        const QString path =
+            makeFile(folder.filePath("catches.py"),
+                     "import sys, time\ndef show(text):\n    print text\n"
+                     "    sys.stdout.flush()\nwhile True:\n    try:\n        show('begun')\n"
+                     "        time.sleep(60)\n    except KeyboardInterrupt:\n"
+                     "        show('caught')\n");
+        Session session(KELM_PROGRAM, {"run", "--quiet", path});
+        QVERIFY(session.waitFor("begun"));
+
+        session.press(interrupt);
+        QVERIFY2(session.waitFor("caught"), qPrintable(session.screen()));
+        session.press(interrupt);
+
+        QCOMPARE(session.finish(), 130);
+        QVERIFY(!session.screen().contains("Cancelled"));
     }
 #endif
 

@@ -44,10 +44,11 @@ static Result run(const QCommandLineParser &given, Host &)
     }
 
     Data::Variant result = given.value("variable"); // its name at first, then its value
+    const InterruptibleScript interruptible;
     if (!scripts.execute(given.positionalArguments().constFirst(), "py", result, error)) {
         if (given.isSet("json"))
             print(scripts.error().toJson());
-        return failed(error);
+        return scripts.error().isInterrupted() ? cancelled() : failed(error);
     }
     if (!result.isValid() && given.isSet("variable"))
         return failed(QString("There is no value in \"%1\"").arg(given.value("variable")));

@@ -10,6 +10,7 @@
 #include "utils/signals/Signal.h"
 #include "utils/signals/Slot.h"
 
+#include <limits>
 #include <optional>
 
 namespace Kelm {
@@ -20,6 +21,7 @@ static void declare(QCommandLineParser &parser)
 {
     // Everything after the script is an argument of the script.
     parser.addOption({"trace", "Prints each signal that is sent on standard error."});
+    parser.addOption({"limit", "Ends the script after that time.", "SECONDS"});
     parser.addOption({"json", "Prints the error of a script that fails as a line of JSON."});
     parser.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
 }
@@ -80,6 +82,13 @@ static Result run(const QCommandLineParser &given, Host &host)
         return failed(problem);
     if (!ScriptManager::instance().supports(path))
         return failed(QString("Nothing here runs \"%1\"").arg(path));
+    if (given.isSet("limit")) {
+        bool isNumber = false;
+        const double limit = given.value("limit").toDouble(&isNumber) * 1000.0;
+        if (!isNumber || !(limit >= 1.0 && limit <= std::numeric_limits<int>::max()))
+            return misused("--limit must be a number of seconds");
+        ScriptManager::setTimeLimit(static_cast<int>(limit));
+    }
     Data::String error;
     if (!startScripts(error) || !prepare(given.positionalArguments(), error))
         return failed(error);
@@ -92,10 +101,14 @@ static Result run(const QCommandLineParser &given, Host &host)
     std::optional<Trace> trace;
     if (given.isSet("trace"))
         trace.emplace(host);
+    const InterruptibleScript interruptible;
     const bool isGood = ScriptManager::instance().execute(path);
+    const Utils::ScriptError failure = ScriptManager::instance().error();
     if (!isGood && given.isSet("json"))
-        print(ScriptManager::instance().error().toJson());
-    if (host.hasCancelled())
+        print(failure.toJson());
+    if (failure.isTimeLimit())
+        return failed(failure.text());
+    if (host.hasCancelled() || failure.isInterrupted())
         return cancelled();
     return isGood ? good() : failed(QString("The script \"%1\" has failed").arg(path));
 }
