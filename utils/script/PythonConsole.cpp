@@ -5,6 +5,8 @@
 #include "utils/script/PythonInterpreter_p.h"
 #include "utils/script/PythonReference_p.h"
 
+#include <QList>
+
 #include <Python.h>
 
 #include <algorithm>
