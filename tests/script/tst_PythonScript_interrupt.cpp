@@ -83,8 +83,6 @@ private Q_SLOTS:
                 m_waited = waitForProcess();
             else if (text == "run")
                 m_waited = runProcess();
-            else if (text == "stuck")
-                sleepInC(700ms);
             else if (text == "tick")
                 tick();
             else if (text == "read")
@@ -112,8 +110,8 @@ private Q_SLOTS:
         QTest::newRow("a line of a file") << "f = os.fdopen(r)\nready()\nf.readline()\n";
         QTest::newRow("the lines of a file") << "f = os.fdopen(r)\nready()\nfor line in f: pass\n";
         QTest::newRow("a child process")
-            << "import subprocess\np = subprocess.Popen(['sleep', '60'])\nready()\n"
-               "try: p.wait()\nfinally:\n  p.kill()\n  p.wait()\n";
+            << "import subprocess\np = subprocess.Popen(['sleep', '60'])\n"
+               "try: ready(); p.wait()\nfinally:\n  p.kill()\n  p.wait()\n";
         QTest::newRow("a descriptor") << "import select\nready()\nselect.select([r], [], [])\n";
         QTest::newRow("a lock, with a limit")
             << "import threading\nready()\nthreading.Event().wait(60)\n";
@@ -160,7 +158,13 @@ private Q_SLOTS:
     {
         QFETCH(QString, operation);
 
-        QVERIFY(!run(setUp() + "ready()\nhost.call('" + operation + "')\n"));
+        const auto react = d->standIns.reaction;
+        d->standIns.reaction = [react](const QString &text) {
+            react("ready");
+            react(text);
+        };
+
+        QVERIFY(!run("import host\nhost.call('" + operation + "')\n"));
 
         QVERIFY2(m_time.elapsed() < 5000, qPrintable(QString::number(m_time.elapsed())));
         QVERIFY(!m_waited);
@@ -170,7 +174,8 @@ private Q_SLOTS:
 
     void takesLittleTime()
     {
-        for (const Wait &wait : waits()) {
+        const QList<Wait> all = waits();
+        for (const Wait &wait : all) {
             std::vector<qint64> times;
             for (int i = 0; i < 50; ++i) {
                 m_delay = std::chrono::microseconds(QRandomGenerator::global()->bounded(5000));
@@ -180,7 +185,9 @@ private Q_SLOTS:
             }
             std::sort(times.begin(), times.end());
             qInfo("%s: median %.2f ms, max %.2f ms", wait.name, times[25] / 1e6, times[49] / 1e6);
-            QVERIFY2(times[25] < 100'000'000, wait.name);
+            // Other processes have to be scheduled for the end of a process.
+            const bool isProcess = &wait == &all.last();
+            QVERIFY2(times[25] < (isProcess ? 1'000'000'000 : 100'000'000), wait.name);
         }
         verifyClean();
     }
@@ -196,7 +203,7 @@ private Q_SLOTS:
 
     void canBeCaught()
     {
-        QVERIFY(run(setUp() + "ready()\ntry:\n  while True: pass\n"
+        QVERIFY(run(setUp() + "try:\n  ready()\n  while True: pass\n"
                               "except KeyboardInterrupt, e: text = str(e)\n"));
 
         QVERIFY(manager().error().isEmpty());
@@ -207,7 +214,7 @@ private Q_SLOTS:
     void canBeCaughtByAScriptThatGoesOn()
     {
         // Only one system call ends, also if the signal is sent again.
-        QVERIFY(run(setUp() + "ready()\ntry: os.read(r, 1)\nexcept KeyboardInterrupt: pass\n"
+        QVERIFY(run(setUp() + "try: ready(); os.read(r, 1)\nexcept KeyboardInterrupt: pass\n"
                               "import threading\n"
                               "def f():\n  time.sleep(0.3)\n  os.write(w, 'x')\n"
                               "threading.Thread(target=f).start()\nx = os.read(r, 1)\n"));
@@ -218,7 +225,7 @@ private Q_SLOTS:
     void endsAScriptThatHasCaughtTheFirstOne()
     {
         QVERIFY(!run(setUp() + "n = 0\n"
-                               "while n < 3:\n  ready()\n  try:\n    while True: pass\n"
+                               "while n < 3:\n  try:\n    ready()\n    while True: pass\n"
                                "  except:\n    n += 1\n"
                                "ready()\ntime.sleep(60)\n"));
 
@@ -243,7 +250,7 @@ private Q_SLOTS:
 
     void runsTheCleanUpOfAScript()
     {
-        QVERIFY(!run(setUp() + "done = 0\nready()\ntry: time.sleep(60)\nfinally: done = 1\n"));
+        QVERIFY(!run(setUp() + "done = 0\ntry: ready(); time.sleep(60)\nfinally: done = 1\n"));
 
         QCOMPARE(d->engine.getData("done"), Variant(1));
     }
@@ -259,7 +266,7 @@ private Q_SLOTS:
         QVERIFY(!hasSucceeded);
         QVERIFY(inner.isInterrupted());
         QVERIFY(manager().error().isInterrupted());
-        QCOMPARE(manager().error().line(), setUp().count('\n') + 1);
+        QVERIFY(manager().error().line() > setUp().count('\n'));
         verifyClean();
     }
 
@@ -267,7 +274,7 @@ private Q_SLOTS:
     {
         bool hasSucceeded = false;
         ScriptError inner;
-        nest("ready()\ntry:\n  while True: pass\nexcept KeyboardInterrupt: pass\n", hasSucceeded,
+        nest("try:\n  ready()\n  while True: pass\nexcept KeyboardInterrupt: pass\n", hasSucceeded,
              inner);
 
         QVERIFY(run(setUp() + "host.call('inner')\ntime.sleep(0.1)\n"));
@@ -385,6 +392,18 @@ private Q_SLOTS:
         std::signal(SIGINT, original);
     }
 
+    void worksWhenAThreadHasImportedTheModule()
+    {
+        QVERIFY(!run(setUp() + "import sys, threading\ndef f():\n  import signal\n"
+                               "  signal.getsignal(signal.SIGINT)\n"
+                               "t = threading.Thread(target=f)\nt.start()\nt.join()\n"
+                               "x = 'signal' in sys.modules\nready()\nos.read(r, 1)\n"));
+
+        QCOMPARE(d->engine.getData("x"), Variant(true));
+        QVERIFY(manager().error().isInterrupted());
+        verifyClean();
+    }
+
     void leavesTheHandlerOfTheHost()
     {
         manager().reset("");
@@ -444,13 +463,13 @@ private Q_SLOTS:
 
     void hasNoEffectOnAShortScript()
     {
-        ScriptManager::setTimeLimit(200);
+        ScriptManager::setTimeLimit(1000);
         QVERIFY(run("import time\ntime.sleep(0.05)\n"));
         QVERIFY(manager().error().isEmpty());
 
         ScriptManager::setTimeLimit(0);
-        QVERIFY(run("import time\nt = time.time()\ntime.sleep(0.4)\nt = time.time() - t\n"));
-        QVERIFY(d->engine.getData("t").toDouble() > 0.39);
+        QVERIFY(run("import time\nt = time.time()\ntime.sleep(1.2)\nt = time.time() - t\n"));
+        QVERIFY(d->engine.getData("t").toDouble() > 1.19);
     }
 
     void limitsTheOutermostRun()
@@ -482,8 +501,8 @@ private Q_SLOTS:
     void doesNotCountTheStartOfPython()
     {
         manager().reset("");
-        const Module module([&] { sleepInC(300ms); });
-        ScriptManager::setTimeLimit(200);
+        const Module module([&] { sleepInC(1200ms); });
+        ScriptManager::setTimeLimit(1000);
 
         QVERIFY(run("import time\ntime.sleep(0.01)\n"));
     }
@@ -493,7 +512,10 @@ private Q_SLOTS:
         QVERIFY(run("pass\n"));
         ScriptManager::setTimeLimit(50);
         std::atomic<int> seen = 0;
-        m_later.emplace(400ms, [&] { seen = ScriptManager::interruptDelay(); });
+        d->standIns.reaction = [&](const QString &) {
+            m_later.emplace(400ms, [&] { seen = ScriptManager::interruptDelay(); });
+            sleepInC(700ms);
+        };
 
         QVERIFY(!run("import host\nhost.call('stuck')\nwhile True: pass\n"));
 
@@ -503,7 +525,8 @@ private Q_SLOTS:
         QVERIFY2(error.interruptDelay() >= 600,
                  qPrintable(QString::number(error.interruptDelay())));
         QVERIFY2(error.text().contains("scriptlimitlate"), qPrintable(error.text()));
-        QVERIFY2(seen > 200 && seen < 650, qPrintable(QString::number(seen))); // while it waited
+        QVERIFY2(seen > 0 && seen <= error.interruptDelay(),
+                 qPrintable(QString::number(seen))); // while it waited
         QCOMPARE(ScriptManager::interruptDelay(), 0);
     }
 

@@ -8,6 +8,8 @@
 
 #include <QLocale>
 
+#include <pythread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -37,6 +39,7 @@ static std::atomic<void (*)(int)> handlerOfPython = nullptr;
 static Run *innermost = nullptr;
 static quint64 lastRun = 0;
 static int limitOfRun = 0; // in milliseconds
+static long threadOfScripts = 0;
 static void (*initSignalModule)() = nullptr;
 static PyObject *signalModule = nullptr; // the one that is loaded for this
 static PyObject *setHandler = nullptr;   // its function signal()
@@ -57,6 +60,8 @@ static void setAlarmForLimit()
         isAlarmOn = false;
         Platform::stopAlarm();
     }
+    if (Interrupt::isRequested()) // by another thread meanwhile
+        startAlarm(0);
 }
 
 /// Sets the exception. Its text tells the user what has ended the script, \p delay ms late.
@@ -166,9 +171,14 @@ static void handleSignal(PyObject *module)
     setHandler = signal.release();
 }
 
-/// Makes the module "signal" for a script.
+/// Makes the module "signal" for a script. Signals are handled in the thread that makes it: another
+/// thread gets the module that is loaded already.
 static void initForScript()
 {
+    if (signalModule && PyThread_get_thread_ident() != threadOfScripts) {
+        PyDict_SetItemString(PyImport_GetModuleDict(), "signal", signalModule);
+        return;
+    }
     initSignalModule();
     PyObject *const module = PyDict_GetItemString(PyImport_GetModuleDict(), "signal");
     if (module && !PyErr_Occurred() && Platform::alarmSignal() != 0)
@@ -189,6 +199,7 @@ void open()
 {
     Interrupt::wake = wake;
     isOpen = true;
+    threadOfScripts = PyThread_get_thread_ident();
     if (!Platform::openAlarm(onAlarm) || Platform::alarmSignal() == 0 || !initSignalModule)
         return;
     PyObject *const modules = PyImport_GetModuleDict();

@@ -1,0 +1,156 @@
+#include "utils/platform/Platform.h"
+
+#include <QElapsedTimer>
+#include <QtTest>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include <pthread.h>
+#include <unistd.h>
+
+namespace Platform = Utils::Platform;
+using namespace std::chrono_literals;
+
+static std::atomic<int> alarms = 0;
+static std::atomic<pthread_t> alarmThread;
+
+static void onAlarm()
+{
+    ++alarms;
+    alarmThread = pthread_self();
+}
+
+/// Reads a pipe to which nothing is written. Returns the error number.
+static int readForEver()
+{
+    int ends[2] = {};
+    char byte = 0;
+    if (pipe(ends) != 0)
+        return 0;
+    const ssize_t count = read(ends[0], &byte, 1);
+    const int error = count < 0 ? errno : 0;
+    close(ends[0]);
+    close(ends[1]);
+    return error;
+}
+
+static struct sigaction actionOf(int number)
+{
+    struct sigaction action = {};
+    sigaction(number, nullptr, &action);
+    return action;
+}
+
+class tst_Platform_alarm : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        alarms = 0;
+        QVERIFY(Platform::openAlarm(onAlarm));
+    }
+
+    void cleanup() { Platform::closeAlarm(); }
+
+    void endsASystemCallThatWaits()
+    {
+        Platform::startAlarm(10ms);
+
+        QCOMPARE(readForEver(), EINTR);
+
+        QVERIFY(alarms > 0);
+        QVERIFY(pthread_equal(alarmThread, pthread_self()));
+    }
+
+    void isStartedByAnotherThread()
+    {
+        std::thread other([] {
+            std::this_thread::sleep_for(20ms);
+            Platform::startAlarm(0ms);
+        });
+
+        const int error = readForEver();
+        other.join();
+
+        QCOMPARE(error, EINTR);
+        QVERIFY(pthread_equal(alarmThread, pthread_self()));
+    }
+
+    void isRepeatedUntilItIsStopped()
+    {
+        Platform::startAlarm(0ms);
+        QCOMPARE(readForEver(), EINTR);
+        QCOMPARE(readForEver(), EINTR);
+        QCOMPARE(readForEver(), EINTR);
+
+        Platform::stopAlarm();
+        const int before = alarms;
+        std::this_thread::sleep_for(100ms);
+        QCOMPARE(alarms.load(), before);
+    }
+
+    void waitsForItsDelay()
+    {
+        QElapsedTimer timer;
+        timer.start();
+        Platform::startAlarm(120ms);
+
+        QCOMPARE(readForEver(), EINTR);
+
+        QVERIFY2(timer.elapsed() >= 120, qPrintable(QString::number(timer.elapsed())));
+    }
+
+    void doesNothingWhileItIsNotOpen()
+    {
+        const int number = Platform::alarmSignal();
+        QVERIFY(number > 0);
+        Platform::closeAlarm();
+
+        QCOMPARE(Platform::alarmSignal(), 0);
+        Platform::startAlarm(0ms);
+        std::this_thread::sleep_for(50ms);
+        Platform::stopAlarm();
+        Platform::closeAlarm();
+
+        QCOMPARE(alarms.load(), 0);
+        QVERIFY(!Platform::replaceAlarmHandler());
+        QVERIFY(actionOf(number).sa_handler == SIG_DFL);
+    }
+
+    void takesASignalThatNothingHandles()
+    {
+        const int number = Platform::alarmSignal();
+        Platform::closeAlarm();
+        auto *const handler = +[](int) {};
+        std::signal(number, handler);
+
+        QVERIFY(Platform::openAlarm(onAlarm));
+
+        QVERIFY(Platform::alarmSignal() != number);
+        QVERIFY(actionOf(number).sa_handler == handler);
+        std::signal(number, SIG_DFL);
+    }
+
+    void takesTheHandlerBack()
+    {
+        const int number = Platform::alarmSignal();
+        auto *const handler = +[](int) {};
+        std::signal(number, handler);
+
+        QVERIFY(Platform::replaceAlarmHandler() == handler);
+        QVERIFY(!Platform::replaceAlarmHandler()); // its own
+
+        Platform::startAlarm(0ms);
+        QCOMPARE(readForEver(), EINTR);
+        QVERIFY(alarms > 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_Platform_alarm)
+#include "tst_Platform_alarm.moc"
