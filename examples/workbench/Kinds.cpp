@@ -1,5 +1,6 @@
 #include "examples/workbench/Kinds.h"
 
+#include "examples/workbench/plot/PlotPane.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
 
@@ -34,7 +35,10 @@ const DocumentKind &kindOf(const QString &path)
 
 const std::vector<ToolKind> &toolKinds()
 {
-    static const std::vector<ToolKind> kinds = {};
+    static const std::vector<ToolKind> kinds = {
+        {"Plot", Qt::RightDockWidgetArea,
+         [](QWidget *parent) -> Pane * { return new PlotPane(parent); }},
+    };
     return kinds;
 }
 

@@ -58,6 +58,20 @@ public:
     /// Opens a file by the dialog of the menu, with the keyboard.
     void open(const QString &path)
     {
+        answerFileDialog(path);
+        press(Qt::Key_O, Qt::ControlModifier);
+    }
+
+    /// Writes a file by the dialog that a key with Ctrl opens.
+    void saveAs(const QString &path, Qt::Key key)
+    {
+        answerFileDialog(path);
+        press(key, Qt::ControlModifier);
+    }
+
+    /// Types \p path into the next file dialog.
+    void answerFileDialog(const QString &path)
+    {
         onDialog([path](QWidget *dialog) {
             auto *const line = dialog->findChild<QLineEdit *>("fileNameEdit");
             line->setCompleter(nullptr); // whose list would take the keys
@@ -72,7 +86,6 @@ public:
             QVERIFY(QTest::qWaitFor(isTyped));
             QTest::keyClick(line, Qt::Key_Return);
         });
-        press(Qt::Key_O, Qt::ControlModifier);
     }
 
     /// Presses a key in the window, when it is the active one: after a dialog, the window manager
@@ -131,7 +144,7 @@ private:
     void start(const QString &language)
     {
         QMap<QString, QString> variables = Workbench::hostVariables();
-        variables["RES_DIR"] = WORKBENCH_RESOURCES;
+        variables["RES_DIR"] = qEnvironmentVariable("KELM_RES_DIR", WORKBENCH_RESOURCES);
         m_session = std::make_unique<Workbench::Session>(variables, language);
         window().restoreLayout();
         window().show();

@@ -101,7 +101,7 @@ void FormatDialog::layOut()
     connect(buttons, &QDialogButtonBox::accepted, this, &FormatDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &FormatDialog::reject);
     connect(detect, &QPushButton::clicked, this, [this] {
-        show(CSVDialect::detect(m_document.path()));
+        show(detectDialect(m_document.path()));
         updatePreview();
     });
 

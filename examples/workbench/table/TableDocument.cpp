@@ -39,6 +39,16 @@ bool readHead(const QString &path, const CSVDialect &dialect, CSVTable &head)
     return head.isValid();
 }
 
+CSVDialect detectDialect(const QString &path)
+{
+    const double certain = 0.9;
+    CSVDialect dialect = CSVDialect::detect(path);
+    const int headerEnd = std::max(dialect.headerRow(), dialect.unitRow()) + 1;
+    if (dialect.firstDataRow() > headerEnd && dialect.confidence(CSVDialect::Header) < certain)
+        dialect.setHeader(dialect.headerRow(), dialect.unitRow(), headerEnd);
+    return dialect;
+}
+
 /// A change of a cell that can be undone.
 class TableDocument::Change : public QUndoCommand
 {
@@ -107,7 +117,7 @@ static int endOf(const CSVTable &table)
 
 bool TableDocument::readFile(const QString &path)
 {
-    const CSVDialect dialect = m_isChosen ? m_dialect : CSVDialect::detect(path);
+    const CSVDialect dialect = m_isChosen ? m_dialect : detectDialect(path);
     auto table = std::make_unique<CSVTable>();
     table->setHoleValue(Data::noValue);
     if (!dialect.isValid() || !table->setDialect(dialect) || !readTable(path, dialect, *table))

@@ -14,6 +14,10 @@ namespace Workbench {
 /// be read, with the reason in File::lastError().
 bool readHead(const QString &path, const Utils::CSVDialect &dialect, Utils::CSVTable &head);
 
+/// The dialect of the file \p path, as it is detected. Where it is not certain where the data begin,
+/// they begin below the labels and units: rows that may be data are not taken for header rows.
+Utils::CSVDialect detectDialect(const QString &path);
+
 /// A table of delimited text.
 ///
 /// Rows and columns of the document count from 0 and have no header rows: row 0 is the first row of

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "examples/workbench/Pane.h"
+#include "examples/workbench/plot/StatisticsTable.h"
+
+#include <QMap>
+#include <QPointer>
+#include <QTimer>
+
+QT_FORWARD_DECLARE_CLASS(QActionGroup)
+QT_FORWARD_DECLARE_CLASS(QLabel)
+QT_FORWARD_DECLARE_CLASS(QSplitter)
+QT_FORWARD_DECLARE_CLASS(QwtPlot)
+QT_FORWARD_DECLARE_CLASS(QwtPlotGrid)
+QT_FORWARD_DECLARE_CLASS(QwtPlotZoomer)
+
+namespace Workbench {
+
+class TableView;
+
+/// Plots the selected columns of the current table, with their statistics beside the plot.
+///
+/// In an x-y plot the first column is x and the others are y; a single column is plotted over the
+/// numbers of its rows. Rows that are filtered out, holes and texts are left out.
+class PlotPane : public Pane
+{
+    Q_OBJECT
+
+public:
+    explicit PlotPane(QWidget *parent);
+
+    enum Kind
+    {
+        XY,
+        Histogram,
+        Box
+    };
+
+    QwtPlot &plot() const { return *m_plot; }
+    StatisticsTable &statistics() const { return *m_statistics; }
+
+    /// Writes the plot to a file whose suffix decides the format: png, svg or pdf. False, with the
+    /// reason in File::lastError(), when it cannot be written.
+    bool exportTo(const QString &path) const;
+
+    void setCurrentView(Pane *view) override;
+    void updateTexts() override;
+    void saveState() const override;
+    void restoreState() override;
+
+protected:
+    void changeEvent(QEvent *event) override;
+
+private:
+    void addCommands();
+    void layOut();
+    void plotLater();
+    void plotNow();
+    bool readColumns();
+    void draw();
+    void drawXY();
+    void drawHistograms();
+    void drawBoxes();
+    void setAxes(const QString &xTitle, const QString &xUnit, const QString &yTitle,
+                 const QString &yUnit);
+    void setColours();
+    void zoom(double factor);
+    void zoomToAll();
+    void askForExport();
+
+    QwtPlot *m_plot;
+    QwtPlotGrid *m_grid;
+    QwtPlotZoomer *m_zoomer;
+    StatisticsTable *m_statistics;
+    QSplitter *m_parts;
+    QActionGroup *m_kinds;
+    Kind m_kind = XY;
+
+    QPointer<TableView> m_view;
+    QMap<int, PlotColumn> m_read;  // columns of the view with all rows, as long as they are right
+    QVector<PlotColumn> m_columns; // that are plotted
+    QTimer m_timer;
+};
+
+} // namespace Workbench

@@ -1,0 +1,153 @@
+// The pictures of the guide, and that nothing in them is cut off: in English, in German, and in a
+// language of longer words that nobody speaks.
+
+#include "tests/workbench/TestWindow.h"
+
+#include "examples/workbench/Texts.h"
+#include "examples/workbench/table/TableView.h"
+#include "utils/strings/StringTable.h"
+
+#include <QAbstractButton>
+#include <QDir>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
+#include <QProcess>
+#include <QScreen>
+#include <QTableView>
+
+using Workbench::TableView;
+
+static const SettingsHome home;
+
+class tst_Workbench_pictures : public QObject
+{
+    Q_OBJECT
+
+private:
+    static void selectColumns(TestWindow &test, const QList<int> &cols)
+    {
+        QHeaderView *const header = test.view<TableView>()->grid().horizontalHeader();
+        Qt::KeyboardModifiers modifiers;
+        for (const int col : cols) {
+            const QPoint position(header->sectionViewportPosition(col) + 9, 9);
+            QTest::mouseClick(header->viewport(), Qt::LeftButton, modifiers, position);
+            modifiers = Qt::ControlModifier;
+        }
+    }
+
+    /// What of the visible texts in \p window is cut off, in a line for each.
+    static QStringList cutTexts(const QWidget &window)
+    {
+        QStringList cut;
+        const auto check = [&](const QWidget &part, const QString &text, int width) {
+            if (part.isVisible() && !text.isEmpty() && width > part.width())
+                cut.append(QString("%1: %2 of %3 pixels").arg(text).arg(part.width()).arg(width));
+        };
+        for (const QAbstractButton *const button : window.findChildren<QAbstractButton *>()) {
+            if (button->icon().isNull()) // tool bars show the icon only
+                check(*button, button->text(),
+                      button->fontMetrics().horizontalAdvance(button->text().remove('&')));
+        }
+        for (const QLabel *const label : window.findChildren<QLabel *>()) {
+            if (!label->wordWrap())
+                check(*label, label->text(), label->minimumSizeHint().width());
+        }
+        for (const QLineEdit *const line : window.findChildren<QLineEdit *>())
+            check(*line, line->placeholderText(),
+                  line->fontMetrics().horizontalAdvance(line->placeholderText()));
+        return cut;
+    }
+
+    /// Checks the texts of \p window, and keeps its picture when pictures are wanted.
+    static void show(QWidget &window, const QString &name, const QString &language)
+    {
+        QTest::qWait(100); // until the window manager has drawn the frame
+        const QStringList cut = cutTexts(window);
+        QVERIFY2(cut.isEmpty(), qPrintable(cut.join('\n')));
+        const QString folder = qEnvironmentVariable("KELM_PICTURES");
+        if (folder.isEmpty() || language == "xx")
+            return;
+        const QPixmap picture = window.grab();
+        QVERIFY(picture.save(QDir(folder).filePath(name + '_' + language + ".png")));
+    }
+
+    /// The resources with a pseudo language, as kelm strings --pseudo makes it.
+    QString resources()
+    {
+        const QDir from(QString(WORKBENCH_RESOURCES) + "/locale");
+        for (const QString &file : from.entryList(QDir::Files)) {
+            const QString to = m_resources.filePath("locale/" + file);
+            if (makeFile(to, contentsOf(from.filePath(file))).isEmpty())
+                return {};
+        }
+        QProcess kelm;
+        kelm.start(KELM_PROGRAM, {"strings", "--pseudo", from.filePath("Kelm.Workbench_en.xml")});
+        kelm.waitForFinished();
+        makeFile(m_resources.filePath("locale/Kelm.Workbench_xx.xml"),
+                 kelm.readAllStandardOutput());
+        return m_resources.path();
+    }
+
+    QTemporaryDir m_resources;
+
+private Q_SLOTS:
+    void initTestCase() { qputenv("KELM_RES_DIR", resources().toUtf8()); }
+
+    void init() { QSettings().clear(); }
+
+    void picturesHaveNoTextThatIsCut_data()
+    {
+        QTest::addColumn<QString>("language");
+
+        for (const char *const language : {"en", "de", "xx"})
+            QTest::newRow(language) << language;
+    }
+
+    void picturesHaveNoTextThatIsCut()
+    {
+        QFETCH(QString, language);
+        TestWindow test(language);
+        QVERIFY(Workbench::setLanguage(language)); // the catalogue is set up once in a process
+        test.window().resize(1280, 800);
+        show(test.window(), "start", language);
+
+        test.open(test.sample("load_curve.csv"));
+        selectColumns(test, {1, 2});
+        QTest::qWait(400);
+        show(test.window(), "plot", language);
+        test.press(Qt::Key_2, Qt::ControlModifier);
+        selectColumns(test, {2});
+        QTest::qWait(400);
+        show(test.window(), "histogram", language);
+        test.press(Qt::Key_3, Qt::ControlModifier);
+        selectColumns(test, {2, 3});
+        QTest::qWait(400);
+        show(test.window(), "box", language);
+        test.press(Qt::Key_1, Qt::ControlModifier);
+
+        test.open(test.sample("bolts.csv"));
+        QTest::qWait(200);
+        show(test.window(), "table", language);
+        test.onDialog([&](QWidget *dialog) {
+            show(*dialog, "format", language);
+            QTest::keyClick(dialog, Qt::Key_Escape);
+        });
+        test.command("format")->trigger();
+    }
+
+    void textsOfAllLanguagesAreComplete()
+    {
+        QProcess kelm;
+        const QDir folder(QString(WORKBENCH_RESOURCES) + "/locale");
+        kelm.start(KELM_PROGRAM, {"strings", "--check", folder.filePath("Kelm.Workbench_en.xml"),
+                                  folder.filePath("Kelm.Workbench_de.xml")});
+        QVERIFY(kelm.waitForFinished());
+        const QByteArray mistakes = kelm.readAllStandardOutput() + kelm.readAllStandardError();
+        QVERIFY2(kelm.exitCode() == 0, mistakes.constData());
+        QCOMPARE(Utils::StringTable::missingKeys(), QStringList());
+    }
+};
+
+QTEST_MAIN(tst_Workbench_pictures)
+#include "tst_Workbench_pictures.moc"

@@ -1,0 +1,317 @@
+#include "tests/workbench/TestWindow.h"
+
+#include "examples/workbench/Preferences.h"
+#include "examples/workbench/table/TableDocument.h"
+#include "examples/workbench/table/TableView.h"
+
+#include <QClipboard>
+#include <QElapsedTimer>
+#include <QHeaderView>
+#include <QInputDialog>
+#include <QLabel>
+#include <QScrollBar>
+#include <QSpinBox>
+#include <QTableView>
+
+using Workbench::TableDocument;
+using Workbench::TableView;
+
+static const SettingsHome home;
+
+static const QByteArray loads = "Joint,Load{kN},Remark\n"
+                                "J1,12.5,ok\n"
+                                "J2,,hole\n"
+                                "J3,41.5,ok\n"
+                                "J4,ERR,failed\n"
+                                "J5,7.25,ok\n"
+                                "J6,9,ok\n"
+                                "J7,8,OK again\n";
+
+class tst_Workbench_table : public QObject
+{
+    Q_OBJECT
+
+private:
+    static QTableView &grid(TestWindow &test) { return test.view<TableView>()->grid(); }
+
+    /// The cells of a column, from top to bottom.
+    static QString column(TestWindow &test, int col)
+    {
+        const QAbstractItemModel *const model = grid(test).model();
+        QStringList cells;
+        for (int row = 0; row < model->rowCount(); ++row)
+            cells.append(model->index(row, col).data().toString());
+        return cells.join(' ');
+    }
+
+    static void click(TestWindow &test, int row, int col)
+    {
+        QTableView &view = grid(test);
+        const QRect cell = view.visualRect(view.model()->index(row, col));
+        QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, cell.center());
+    }
+
+    static void type(TestWindow &test, int row, int col, const QString &text)
+    {
+        click(test, row, col);
+        QTest::keyClick(&grid(test), Qt::Key_F2);
+        QWidget *const editor = grid(test).findChild<QLineEdit *>();
+        QVERIFY(editor);
+        QTest::keyClick(editor, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClicks(editor, text);
+        QTest::keyClick(editor, Qt::Key_Return);
+        QTRY_VERIFY(!grid(test).findChild<QLineEdit *>());
+    }
+
+    static void enter(TestWindow &test, const char *line, const QString &text)
+    {
+        auto *const edit = test.window().findChild<QLineEdit *>(line);
+        edit->setFocus();
+        QTest::keyClick(edit, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClicks(edit, text);
+        QTest::keyClick(edit, Qt::Key_Return);
+    }
+
+    /// A table of \p numRows rows: a number, its square, and every thousandth time "x".
+    static QByteArray largeTable(int numRows)
+    {
+        QByteArray text = "n,square\n";
+        text.reserve(numRows * 24);
+        for (int n = 0; n < numRows; ++n) {
+            text += QByteArray::number(n) + ',';
+            text += (n % 1000 == 999 ? QByteArray("x") : QByteArray::number(double(n) * n)) + '\n';
+        }
+        return text;
+    }
+
+private Q_SLOTS:
+    void init() { QSettings().clear(); }
+
+    void tableShowsUnitsInTheHeader()
+    {
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        const auto header = [&](int col) {
+            return grid(test).model()->headerData(col, Qt::Horizontal).toString();
+        };
+
+        QCOMPARE(header(0), QString("Joint"));
+        QCOMPARE(header(1), QString("Load\n[kN]"));
+        QCOMPARE(column(test, 0), QString("J1 J2 J3 J4 J5 J6 J7"));
+    }
+
+    void tableMarksHolesAndTextsInColumnsOfNumbers()
+    {
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        const auto cell = [&](int row, int col) { return grid(test).model()->index(row, col); };
+
+        QVERIFY(cell(1, 1).data(Qt::BackgroundRole).isValid());
+        QVERIFY(cell(3, 1).data(Qt::FontRole).value<QFont>().bold());
+        QVERIFY(!cell(3, 1).data(Qt::ToolTipRole).toString().isEmpty());
+        for (const QModelIndex &plain : {cell(0, 1), cell(1, 0)}) {
+            QVERIFY(!plain.data(Qt::BackgroundRole).isValid());
+            QVERIFY(!plain.data(Qt::FontRole).isValid());
+        }
+    }
+
+    void tableSortsByNumbersWithHolesAtTheEnd()
+    {
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        click(test, 0, 1);
+
+        test.press(Qt::Key_Up, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(column(test, 1), QString("7.25 8 9 12.5 41.5  ERR"));
+        QCOMPARE(grid(test).horizontalHeader()->sortIndicatorSection(), 1);
+
+        test.press(Qt::Key_Down, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(column(test, 1), QString("41.5 12.5 9 8 7.25  ERR"));
+        QCOMPARE(grid(test).model()->headerData(0, Qt::Vertical).toString(), QString("3"));
+
+        test.press(Qt::Key_A, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(column(test, 0), QString("J1 J2 J3 J4 J5 J6 J7"));
+    }
+
+    void tableFiltersByAColumn_data()
+    {
+        QTest::addColumn<int>("col");
+        QTest::addColumn<QString>("condition");
+        QTest::addColumn<QString>("joints");
+
+        QTest::newRow("a text in any case") << 2 << "ok"
+                                            << "J1 J3 J5 J6 J7";
+        QTest::newRow("greater") << 1 << "> 9"
+                                 << "J1 J3";
+        QTest::newRow("greater or equal") << 1 << ">=9"
+                                          << "J1 J3 J6";
+        QTest::newRow("less") << 1 << "< 8.5"
+                              << "J5 J7";
+        QTest::newRow("less or equal") << 1 << "<= 8"
+                                       << "J5 J7";
+        QTest::newRow("equal, as a number") << 1 << "= 9.0"
+                                            << "J6";
+        QTest::newRow("unequal, of numbers") << 1 << "!= 9"
+                                             << "J1 J3 J5 J7";
+        QTest::newRow("empty") << 1 << "-"
+                               << "J2";
+        QTest::newRow("no number after a sign is a text") << 1 << "> x"
+                                                          << "";
+    }
+
+    void tableFiltersByAColumn()
+    {
+        QFETCH(int, col);
+        QFETCH(QString, condition);
+        QFETCH(QString, joints);
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        click(test, 0, col);
+
+        enter(test, "filterLine", condition);
+        QCOMPARE(column(test, 0), joints);
+
+        test.window().findChild<QLineEdit *>("filterLine")->clear();
+        QCOMPARE(column(test, 0), QString("J1 J2 J3 J4 J5 J6 J7"));
+    }
+
+    void tableFindsATextInEachCell()
+    {
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        const auto current = [&] {
+            const QModelIndex index = grid(test).currentIndex();
+            return QString("%1,%2").arg(index.row()).arg(index.column());
+        };
+        click(test, 2, 0);
+
+        test.press(Qt::Key_F, Qt::ControlModifier);
+        QCOMPARE(QApplication::focusWidget(), test.window().findChild<QWidget *>("findLine"));
+        enter(test, "findLine", "ok");
+        QCOMPARE(current(), QString("2,2"));
+        test.press(Qt::Key_F3);
+        QCOMPARE(current(), QString("4,2"));
+        test.press(Qt::Key_F3, Qt::ShiftModifier);
+        test.press(Qt::Key_F3, Qt::ShiftModifier);
+        test.press(Qt::Key_F3, Qt::ShiftModifier);
+        QCOMPARE(current(), QString("6,2")); // from the end again
+        enter(test, "findLine", "nowhere");
+        QCOMPARE(current(), QString("6,2"));
+    }
+
+    void tableUndoesChanges()
+    {
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        type(test, 1, 1, "30");
+        type(test, 0, 2, "a,\"b\"");
+        QCOMPARE(column(test, 1), QString("12.5 30 41.5 ERR 7.25 9 8"));
+
+        test.press(Qt::Key_Z, Qt::ControlModifier);
+        test.press(Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(column(test, 1), QString("12.5  41.5 ERR 7.25 9 8"));
+        QVERIFY(!test.document().isChanged());
+
+        QTest::keyClick(&test.window(), Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+        QTest::keyClick(&test.window(), Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+        test.press(Qt::Key_S, Qt::ControlModifier);
+        QVERIFY(contentsOf(test.path("loads.csv"))
+                    .startsWith("Joint,Load{kN},Remark\nJ1,12.5,\"a,\"\"b\"\"\"\nJ2,30,hole\n"));
+    }
+
+    void tableChangesTheRightRowWhenItIsSorted()
+    {
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        click(test, 0, 1);
+        test.press(Qt::Key_Down, Qt::ControlModifier | Qt::ShiftModifier);
+
+        type(test, 0, 1, "40"); // that of J3
+
+        test.press(Qt::Key_A, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(column(test, 1), QString("12.5  40 ERR 7.25 9 8"));
+    }
+
+    void tableCopiesTheSelection()
+    {
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        click(test, 0, 0);
+        QTest::keyClick(&grid(test), Qt::Key_Right, Qt::ShiftModifier);
+        QTest::keyClick(&grid(test), Qt::Key_Down, Qt::ShiftModifier);
+
+        test.press(Qt::Key_C, Qt::ControlModifier);
+
+        QCOMPARE(QApplication::clipboard()->text(), QString("J1\t12.5\nJ2\t\n"));
+    }
+
+    void tableGoesToARow()
+    {
+        TestWindow test;
+        test.open(test.sample("load_curve.csv"));
+        test.onDialog([](QWidget *dialog) {
+            QWidget *const box = dialog->findChild<QSpinBox *>();
+            QTest::keyClick(box, Qt::Key_A, Qt::ControlModifier);
+            QTest::keyClicks(box, "1100");
+            QTest::keyClick(box, Qt::Key_Return);
+        });
+        test.press(Qt::Key_G, Qt::ControlModifier);
+
+        QCOMPARE(grid(test).currentIndex().row(), 1099);
+        QVERIFY(grid(test).visualRect(grid(test).currentIndex()).isValid());
+    }
+
+    void tableInItsFileHasTheSameCellsAndIsReadOnly()
+    {
+        Workbench::Preferences::memoryLimit.set(1);
+        TestWindow test;
+        test.open(test.file("large.csv", largeTable(100000)));
+        auto &document = static_cast<TableDocument &>(test.document());
+        QVERIFY(!document.canChange());
+        QCOMPARE(grid(test).model()->rowCount(), 100000);
+
+        click(test, 0, 0);
+        QTest::keyClick(&grid(test), Qt::Key_F2);
+        QVERIFY(!grid(test).findChild<QLineEdit *>());
+        QTest::keyClick(&grid(test), Qt::Key_End, Qt::ControlModifier);
+        QCOMPARE(grid(test).currentIndex().row(), 99999);
+        QCOMPARE(grid(test).currentIndex().data().toString(), QString("x"));
+
+        click(test, grid(test).rowAt(5), 1);
+        enter(test, "filterLine", "> 9999000000");
+        QCOMPARE(grid(test).model()->rowCount(), 3); // n from 99996 on, but for the "x"
+    }
+
+    void tableStaysSmoothWithMillionsOfRows()
+    {
+        const int numRows = 2000000;
+        Workbench::Preferences::memoryLimit.set(1);
+        TestWindow test;
+        test.window().openFiles({test.file("large.csv", largeTable(numRows))});
+        QCOMPARE(grid(test).model()->rowCount(), numRows);
+        QScrollBar &bar = *grid(test).verticalScrollBar();
+        QWidget &cells = *grid(test).viewport();
+        cells.repaint();
+
+        qint64 longest = 0; // of a frame, in milliseconds
+        const auto measure = [&](const std::function<void()> &act) {
+            QElapsedTimer timer;
+            timer.start();
+            act();
+            cells.repaint();
+            longest = std::max(longest, timer.elapsed());
+        };
+        for (int i = 0; i < 50; ++i)
+            measure([&] { bar.setValue(int(qint64(i) * 7919 * 1009 % numRows)); });
+        measure([&] { QTest::keyClick(&grid(test), Qt::Key_End, Qt::ControlModifier); });
+        QCOMPARE(grid(test).currentIndex().row(), numRows - 1);
+        QCOMPARE(grid(test).rowAt(cells.height() - grid(test).rowHeight(0)), numRows - 1);
+        measure([&] { QTest::keyClick(&grid(test), Qt::Key_A, Qt::ControlModifier); });
+
+        // A frame has 50 ms; ten times as much on a machine that does other things as well.
+        QVERIFY2(longest < 500, qPrintable(QString::number(longest)));
+    }
+};
+
+QTEST_MAIN(tst_Workbench_table)
+#include "tst_Workbench_table.moc"
