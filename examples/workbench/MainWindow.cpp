@@ -67,6 +67,10 @@ MainWindow::MainWindow()
     // From the font rather than in pixels, for screens of any resolution.
     const QSize wanted = fontMetrics().averageCharWidth() * QSize(190, 120);
     resize(wanted.boundedTo(screen()->availableSize()));
+    for (const ToolKind &kind : toolKinds()) {
+        if (kind.area == Qt::LeftDockWidgetArea || kind.area == Qt::RightDockWidgetArea)
+            resizeDocks({findChild<QDockWidget *>(kind.name)}, {width() * 2 / 5}, Qt::Horizontal);
+    }
 }
 
 MainWindow::~MainWindow()

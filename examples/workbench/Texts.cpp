@@ -83,10 +83,17 @@ QString textFor(const char *id, int count)
         .arg(QLocale().toString(count));
 }
 
+/// Sets \p property to the text of \p id. Titles of windows have no key as menus and buttons do.
+static void setText(QObject *object, const QByteArray &property, const QByteArray &id)
+{
+    const bool hasKey = property == "text" || property == "title";
+    object->setProperty(property, hasKey ? text(id) : text(id).remove('&'));
+}
+
 void bindText(QObject *object, const char *property, const char *id)
 {
     object->setProperty(prefix + property, QByteArray(id));
-    object->setProperty(property, text(id));
+    setText(object, property, id);
 }
 
 static void setTexts(QObject *object)
@@ -94,8 +101,7 @@ static void setTexts(QObject *object)
     const QList<QByteArray> names = object->dynamicPropertyNames();
     for (const QByteArray &name : names) {
         if (name.startsWith(prefix))
-            object->setProperty(name.mid(prefix.size()),
-                                text(object->property(name).toByteArray()));
+            setText(object, name.mid(prefix.size()), object->property(name).toByteArray());
     }
 }
 

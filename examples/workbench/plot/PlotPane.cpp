@@ -133,11 +133,13 @@ void PlotPane::layOut()
     canvas->setFocusPolicy(Qt::StrongFocus);
     canvas->setFocusIndicator(QwtPlotCanvas::CanvasFocusIndicator);
     canvas->setFrameShape(QFrame::NoFrame);
+    canvas->installEventFilter(this);
     bindText(canvas, "accessibleName", ".ctx.plot");
     bindText(canvas, "toolTip", ".msg.plotHelp");
     (new QwtPlotMagnifier(canvas))->setMouseButton(Qt::NoButton);
     (new QwtPlotPanner(canvas))->setMouseButton(Qt::LeftButton, Qt::ShiftModifier);
     m_plot->setAutoDelete(true);
+    m_plot->setContentsMargins(0, 0, fontMetrics().averageCharWidth() * 3, 0);
     m_plot->plotLayout()->setAlignCanvasToScales(true);
     m_grid->attach(m_plot);
     setColours();
@@ -388,6 +390,21 @@ void PlotPane::setAxes(const QString &xTitle, const QString &xUnit, const QStrin
     };
     m_plot->setAxisTitle(QwtPlot::xBottom, titleOf(xTitle));
     m_plot->setAxisTitle(QwtPlot::yLeft, titleOf(yTitle));
+}
+
+/// Allows as many labels on the x axis as there is room for.
+void PlotPane::fitTicks()
+{
+    const int labelWidth = fontMetrics().averageCharWidth() * 12;
+    m_plot->setAxisMaxMajor(QwtPlot::xBottom,
+                            std::clamp(m_plot->canvas()->width() / labelWidth, 2, 10));
+}
+
+bool PlotPane::eventFilter(QObject *object, QEvent *event)
+{
+    if (event->type() == QEvent::Resize && object == m_plot->canvas())
+        fitTicks();
+    return Pane::eventFilter(object, event);
 }
 
 void PlotPane::setColours()

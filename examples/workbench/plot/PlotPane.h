@@ -50,6 +50,7 @@ public:
 
 protected:
     void changeEvent(QEvent *event) override;
+    bool eventFilter(QObject *object, QEvent *event) override;
 
 private:
     void addCommands();
@@ -63,6 +64,7 @@ private:
     void drawBoxes();
     void setAxes(const QString &xTitle, const QString &xUnit, const QString &yTitle,
                  const QString &yUnit);
+    void fitTicks();
     void setColours();
     void zoom(double factor);
     void zoomToAll();

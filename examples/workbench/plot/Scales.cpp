@@ -24,7 +24,7 @@ QString UnitScale::textOf(double value) const
         value = 0.0;
     const double digits = range > 0.0 ? std::ceil(std::log10(largest / range)) + 3.0 : 4.0;
     return Utils::StringUtil::displayUnit(value, m_unit,
-                                          static_cast<int>(std::clamp(digits, 3.0, 15.0)));
+                                          static_cast<int>(std::clamp(digits, 6.0, 15.0)));
 }
 
 NameScale::NameScale(const QStringList &names) : m_names(names)

@@ -47,7 +47,7 @@ StatisticsTable::StatisticsTable(QWidget *parent) : QTableWidget(numMeasures, 0,
     setEditTriggers(NoEditTriggers);
     setWordWrap(false);
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    verticalHeader()->setDefaultSectionSize(fontMetrics().height() * 3 / 2);
+    verticalHeader()->setDefaultSectionSize(fontMetrics().height() * 5 / 4);
     updateTexts();
 }
 

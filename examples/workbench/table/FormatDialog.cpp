@@ -156,7 +156,7 @@ CSVDialect FormatDialog::chosen() const
 void FormatDialog::updatePreview()
 {
     const CSVDialect dialect = chosen();
-    m_summary->setText(dialect.toText());
+    m_summary->setText(describe(dialect));
     CSVTable head;
     if (!readHead(m_document.path(), dialect, head)) {
         m_preview->setRowCount(0);
@@ -179,6 +179,7 @@ void FormatDialog::updatePreview()
             m_preview->setItem(row, col, item);
         }
     }
+    m_preview->resizeColumnsToContents();
 }
 
 void FormatDialog::accept()

@@ -9,6 +9,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QMap>
 #include <QUndoCommand>
 
 #include <algorithm>
@@ -21,6 +22,24 @@ using Utils::CSVTable;
 using Utils::File;
 
 static const qint64 headSize = 64 * 1024; // bytes
+
+QString describe(const CSVDialect &dialect)
+{
+    static const QMap<QString, const char *> delimiters = {
+        {",", ".ctx.comma"}, {";", ".ctx.semicolon"}, {"\t", ".ctx.tab"},
+        {"|", ".ctx.bar"},   {"\\s+", ".ctx.blanks"}, {"", ".ctx.oneColumn"},
+    };
+    const QString delimiter = dialect.delimiter();
+    QStringList parts{QString(dialect.encoding())};
+    parts.append(delimiters.contains(delimiter) ? text(delimiters[delimiter]) : delimiter);
+    if (dialect.quotes() == CSVDialect::Rfc4180Quotes)
+        parts.append(text(".ctx.quotes").remove('&'));
+    if (!dialect.comment().isEmpty())
+        parts.append(text(".msg.comments").arg(QString(dialect.comment())));
+    if (dialect.decimalPoint() == ',')
+        parts.append(text(".ctx.decimalComma"));
+    return parts.join(" \u00b7 ");
+}
 
 bool readHead(const QString &path, const CSVDialect &dialect, CSVTable &head)
 {
@@ -198,7 +217,7 @@ QString TableDocument::description() const
 {
     const QString rows = textFor(".msg.rows", m_numRows);
     const QString storage = text(m_table->isDemandRead() ? ".msg.inFile" : ".msg.inMemory");
-    return rows + " \u00b7 " + storage + " \u00b7 " + m_dialect.toText();
+    return rows + " \u00b7 " + storage + " \u00b7 " + describe(m_dialect);
 }
 
 QString TableDocument::whatSavingLoses() const

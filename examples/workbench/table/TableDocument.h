@@ -10,12 +10,16 @@ class CSVTable;
 
 namespace Workbench {
 
+/// A dialect in one line in the language of the program.
+QString describe(const Utils::CSVDialect &dialect);
+
 /// The first rows of the file \p path, read in \p dialect, into \p head. False when the file cannot
 /// be read, with the reason in File::lastError().
 bool readHead(const QString &path, const Utils::CSVDialect &dialect, Utils::CSVTable &head);
 
-/// The dialect of the file \p path, as it is detected. Where it is not certain where the data begin,
-/// they begin below the labels and units: rows that may be data are not taken for header rows.
+/// The dialect of the file \p path, as it is detected. Where it is not certain where the data
+/// begin, they begin below the labels and units: rows that may be data are not taken for header
+/// rows.
 Utils::CSVDialect detectDialect(const QString &path);
 
 /// A table of delimited text.

@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
+#include <QSignalBlocker>
 #include <QTableView>
 
 #include <algorithm>
@@ -87,7 +88,7 @@ void TableView::layOut()
     auto *const lines = new QHBoxLayout;
     lines->addWidget(m_find, 2);
     lines->addWidget(m_filter, 3);
-    lines->addWidget(m_state, 2);
+    lines->addWidget(m_state);
     auto *const layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addLayout(lines);
@@ -106,6 +107,9 @@ void TableView::connectParts()
         m_grid->setCurrentIndex(m_model->index(0, col));
         sort(m_sortColumn != col || !m_isAscending);
     });
+    // A click on the header selects the column; only a double click sorts.
+    connect(m_grid->horizontalHeader(), &QHeaderView::sortIndicatorChanged, this,
+            &TableView::updateFilterLabel);
     const QItemSelectionModel *const selection = m_grid->selectionModel();
     connect(selection, &QItemSelectionModel::currentColumnChanged, this,
             &TableView::updateFilterLabel);
@@ -146,6 +150,7 @@ void TableView::updateFilterLabel()
         state.append(textFor(".msg.found", m_found.count(true)));
     m_state->setText(state.join(" \u00b7 "));
     m_state->setToolTip(m_state->text());
+    const QSignalBlocker blocker(m_grid->horizontalHeader());
     m_grid->horizontalHeader()->setSortIndicator(m_sortColumn, m_isAscending ? Qt::AscendingOrder
                                                                              : Qt::DescendingOrder);
 }
