@@ -351,6 +351,19 @@ private Q_SLOTS:
         verifyClean();
     }
 
+    void leavesTheNextRunAloneWhenNoCodeHasNoticedIt()
+    {
+        QVERIFY(run("pass\n"));
+        bool wasRunning = false;
+        const Module module([&] { wasRunning = ScriptManager::interrupt(); });
+        String error;
+
+        QVERIFY(manager().validate("pass\n", "py", error)); // which runs no code
+
+        QVERIFY(wasRunning);
+        verifyClean();
+    }
+
     void worksAfterARestart()
     {
         for (int i = 0; i < 3; ++i) {
