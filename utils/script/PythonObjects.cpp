@@ -192,7 +192,7 @@ static QString argumentsOf(PyObject *object, bool isBound)
         QString argument = nextName();
         if (argument.startsWith(QLatin1Char('.'))) // a tuple that is unpacked
             argument = QStringLiteral("(...)");
-        if (withDefault >= 0)
+        if (defaults && withDefault >= 0)
             argument += QLatin1Char('=') + writtenValue(PyTuple_GET_ITEM(defaults, withDefault));
         arguments.append(argument);
     }
