@@ -139,6 +139,8 @@ std::FILE *openFile(const std::string &path, const char *mode)
         const bool isFolder =
             attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
         errno = isFolder ? EISDIR : EACCES;
+    } else if (errno == EINVAL) { // a character that no name has
+        errno = ENOENT;
     }
     return file;
 }
