@@ -1,5 +1,7 @@
 #include "utils/base/LineFile_p.h"
 
+#include "tests/support/Windows.h"
+
 #include "tests/support/Files.h" // makeFile
 
 #include <QTemporaryDir>
@@ -206,6 +208,7 @@ private Q_SLOTS:
 
     void hasNoLinesOfAFileThatCannotBeRead()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         LineFile lines(OwnedFile(std::fopen("/proc/self/mem", "rb")), intMax, {16, 16});
         QVERIFY(lines.isOpen());
 

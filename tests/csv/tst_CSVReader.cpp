@@ -5,6 +5,7 @@
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/Windows.h"
 #include "utils/Application.h"
 #include "utils/feedback/Progress.h"
 
@@ -74,6 +75,7 @@ private Q_SLOTS:
     // Before all tests that free memory which malloc() would use again; the next test is one.
     void answersNothingWhereTheMemoryEnds()
     {
+        SKIP_ON_WINDOWS("Windows does not limit a process in this way");
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
@@ -95,6 +97,7 @@ private Q_SLOTS:
 
     void isEmptyWhereTheMemoryEnds()
     {
+        SKIP_ON_WINDOWS("Windows does not limit a process in this way");
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
@@ -247,6 +250,7 @@ private Q_SLOTS:
 
     void failsOnWhatItCannotRead()
     {
+        SKIP_ON_WINDOWS("Windows has no pipes in folders");
         QFETCH(QString, name);
         QCOMPARE(mkfifo(QFile::encodeName(m_folder->filePath("pipe")).constData(), 0600), 0);
         makeFile(m_folder->filePath("good.csv"), "a");
@@ -274,6 +278,7 @@ private Q_SLOTS:
 
     void opensNoFileThatMayNotBeRead()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         const OrdinaryUser user(m_folder->path());
         const QString file = makeFile(m_folder->filePath("unreadable"), "a\n");
         QVERIFY(QFile::setPermissions(file, QFile::Permissions()));

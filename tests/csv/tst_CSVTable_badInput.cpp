@@ -3,6 +3,7 @@
 #include "tests/csv/Rows.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/Windows.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -403,6 +404,7 @@ private Q_SLOTS:
 
     void opensAPipeOnce()
     {
+        SKIP_ON_WINDOWS("Windows has no pipes in folders");
         QFETCH(int, limit);
         QFETCH(QByteArray, contents);
         QFETCH(Rows, rows);
@@ -459,6 +461,7 @@ private Q_SLOTS:
 
     void bearsPathsThatNameNothing()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         for (const Data::String &path :
              {Data::String(), Data::String("*"), Data::String(m_folder.path() + "/*"),
               Data::String(QChar(0)), Data::String(m_folder.filePath("a") + QChar(0) + "b"),

@@ -5,6 +5,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/Windows.h"
 #include "utils/Application.h"
 #include "utils/csv/CSVReader.h"
 #include "utils/feedback/Progress.h"
@@ -445,6 +446,7 @@ private Q_SLOTS:
 
     void keepsThePermissionsOfTheFile()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         CSVTable table;
         table.setData("a");
         const QString path = file("before");
@@ -498,6 +500,7 @@ private Q_SLOTS:
 
     void keepsAFileThatItCannotOpen()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         CSVTable table;
         table.setData("a");
         const QString path = makeFile(m_folder.filePath("protected.csv"), "before");

@@ -2,6 +2,8 @@
 
 #include "utils/text/List.h"
 
+#include "tests/support/Windows.h"
+
 #include <QRegExp>
 #include <QtTest>
 
@@ -224,6 +226,7 @@ private Q_SLOTS:
 
     void takesLittleMoreThanTwoBytesForACell()
     {
+        SKIP_ON_WINDOWS("the memory of a program is not counted on Windows");
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("memory is counted differently in a program that checks its addresses");
 #endif

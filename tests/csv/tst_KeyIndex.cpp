@@ -6,6 +6,8 @@
 #include "utils/csv/backends/CSVFileData_p.h"
 #include "utils/csv/backends/CSVStringData_p.h"
 
+#include "tests/support/Windows.h"
+
 #include <QTemporaryFile>
 #include <QtTest>
 
@@ -300,6 +302,7 @@ private Q_SLOTS:
 
     void searchesWithoutMemoryForAnIndex()
     {
+        SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
         const auto rows = textData(linesOf(100));
         const Data::String text = "key99";
 

@@ -1,5 +1,7 @@
 #include "tests/examples/Program.h"
 
+#include "tests/support/Windows.h"
+
 /// What is the same for all commands.
 class tst_Kelm : public QObject
 {
@@ -106,6 +108,7 @@ private Q_SLOTS:
 
     void tellsWhenItsOutputCannotBeWritten()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         Program kelm(m_home.path());
 
         QVERIFY(kelm.runShell("\"$KELM\" table '" + sample("bolts.csv") + "' >/dev/full"));
@@ -127,6 +130,7 @@ private Q_SLOTS:
 
     void tellsWhenItsHelpCannotBeWritten()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         Program kelm(m_home.path());
 
         QVERIFY(kelm.runShell("\"$KELM\" --help >/dev/full"));

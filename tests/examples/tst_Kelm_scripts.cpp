@@ -1,5 +1,7 @@
 #include "tests/examples/Program.h"
 
+#include "tests/support/Windows.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -402,6 +404,7 @@ private Q_SLOTS:
 
     void findsTheHomeByTheEnvironment()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         // The start-up program of the home may refuse.
         const QString program = makeFile(m_folder.filePath("home/solver/pyInit"),
                                          "#!/bin/sh\necho 'no licence'\nexit 1\n");

@@ -1,5 +1,7 @@
 #include "tests/examples/Program.h"
+
 #include "tests/support/Files.h" // contentsOf
+#include "tests/support/Windows.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -368,6 +370,7 @@ private Q_SLOTS:
 
     void writesToAPipe()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         const QString path = file("a b\n1 2\n");
 
         QVERIFY(m_kelm.runShell("\"$KELM\" table '" + path + "' --to /dev/stdout | cat"));

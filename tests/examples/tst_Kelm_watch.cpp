@@ -1,5 +1,7 @@
 #include "tests/examples/Program.h"
 
+#include "tests/support/Windows.h"
+
 class tst_Kelm_watch : public QObject
 {
     Q_OBJECT
@@ -42,6 +44,7 @@ private Q_SLOTS:
 
     void printsWhatTheCommandWritesAtOnce()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         QProcess process;
         // It ends when kelm has ended.
         const QString wait = "while kill -0 $PPID; do sleep 0.1; done 2>/dev/null";

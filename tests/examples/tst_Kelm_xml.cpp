@@ -1,5 +1,7 @@
 #include "tests/examples/Program.h"
+
 #include "tests/support/Files.h" // contentsOf
+#include "tests/support/Windows.h"
 
 class tst_Kelm_xml : public QObject
 {
@@ -89,6 +91,7 @@ private Q_SLOTS:
 
     void writesToAPipe()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         const QString path = makeFile(m_folder.filePath("in.xml"), unordered);
         const QTemporaryDir folder; // of its own, to see what is left there
 
@@ -102,6 +105,7 @@ private Q_SLOTS:
 
     void triesTheLayoutOfWhatGoesToADeviceInTheTemporaryFolder()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         const QString path = makeFile(m_folder.filePath("in.xml"), unordered);
 
         // Nobody can make a file there, not even root.

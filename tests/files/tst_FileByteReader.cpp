@@ -5,6 +5,7 @@
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/ReadFault.h"
 #include "tests/support/Vtable.h"
+#include "tests/support/Windows.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -144,6 +145,7 @@ private Q_SLOTS:
 
     void readsNothingThatIsLargerThanTheMemory()
     {
+        SKIP_ON_WINDOWS("Windows does not limit a process in this way");
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
@@ -158,6 +160,7 @@ private Q_SLOTS:
 
     void opensNoFileThatMayNotBeRead()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         const OrdinaryUser user(m_folder->path());
         const QString file = makeFile(m_folder->filePath("unreadable"), "text\n");
         QVERIFY(QFile::setPermissions(file, QFile::Permissions()));
@@ -465,6 +468,7 @@ private Q_SLOTS:
 
     void hasNoLinesOfAFileThatCannotBeReadWhole()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(int, offset);
         const QByteArray contents = QByteArray("1234567\n").repeated(62500);
         const QString path = makeFile(m_folder->filePath("file"), contents);
@@ -483,6 +487,7 @@ private Q_SLOTS:
 
     void readsOnWhereASignalHasInterrupted()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         const QByteArray line(50 * 1000, 'x');
         const QString path = makeFile(m_folder->filePath("file"), (line + '\n').repeated(10));
         ByteCollector reader(path);
@@ -512,6 +517,7 @@ private Q_SLOTS:
 
     void readsNoLineInPart()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(QByteArray, line);
         QFETCH(int, offset);
         const QByteArray before = QByteArray(100 * 1000, 'a') + '\n' + QByteArray(50 * 1000, 'b');
@@ -544,6 +550,7 @@ private Q_SLOTS:
 
     void readsBytesUpToAFault()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(int, size);
         QFETCH(int, offset);
         QByteArray contents(size, 'x');
@@ -602,6 +609,7 @@ private Q_SLOTS:
 
     void endsOnAFileWithoutEnd()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         FileByteReader reader("/dev/zero");
 
         QCOMPARE(pull(reader), QByteArray("(false)"));

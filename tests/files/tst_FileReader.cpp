@@ -7,6 +7,7 @@
 #include "tests/support/Print.h"
 #include "tests/support/ReadFault.h"
 #include "tests/support/Vtable.h"
+#include "tests/support/Windows.h"
 
 #include <QTemporaryDir>
 #include <QTextCodec>
@@ -197,6 +198,7 @@ private Q_SLOTS:
 
     void endsBeforeALineThatCannotBeReadWhole()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(QByteArray, contents);
         QFETCH(int, offset);
         QFETCH(int, whole);
@@ -233,6 +235,7 @@ private Q_SLOTS:
 
     void readsNothingThatIsLargerThanTheMemory()
     {
+        SKIP_ON_WINDOWS("Windows does not limit a process in this way");
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
@@ -248,6 +251,7 @@ private Q_SLOTS:
 
     void opensNoFileThatMayNotBeRead()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         const OrdinaryUser user(m_folder->path());
         const QString file = makeFile(m_folder->filePath("unreadable"), "text\n");
         QVERIFY(QFile::setPermissions(file, QFile::Permissions()));
@@ -459,6 +463,7 @@ private Q_SLOTS:
 
     void readsIntoTheMemoryOfTheCaller()
     {
+        SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
         const QByteArray words = QByteArray("one line of words, as they come\n").repeated(1000);
         FileReader reader(makeFile(m_folder->filePath("file"), words));
         String line;

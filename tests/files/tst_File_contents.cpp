@@ -6,6 +6,7 @@
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
 #include "tests/support/ReadFault.h"
+#include "tests/support/Windows.h"
 
 #include "utils/feedback/WaitCursor.h"
 
@@ -401,6 +402,7 @@ private Q_SLOTS:
 
     void readsNothingThatItMayNotRead()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         const QString file = makeFile(path("a"), "secret");
         QFile::setPermissions(file, {});
         const OrdinaryUser user(m_folder->path());
@@ -434,6 +436,7 @@ private Q_SLOTS:
 
     void readsNothingOfAFileThatCannotBeReadWhole()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(QByteArray, contents);
         QFETCH(int, offset);
         const QString file = makeFile(path("a"), contents);
@@ -451,6 +454,7 @@ private Q_SLOTS:
 
     void readsTheLinesInFrontOfWhatCannotBeRead()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         const QByteArray contents = QByteArray("1234567\n").repeated(100 * 1000);
         const QString file = makeFile(path("a"), contents);
         ReadFault fault(file, 40003); // in the line after 5,000 others
@@ -476,6 +480,7 @@ private Q_SLOTS:
 
     void readsTheEndBehindWhatCannotBeRead()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(int, size);
         QFETCH(int, bad);
         QFETCH(int, lines);
@@ -527,6 +532,7 @@ private Q_SLOTS:
 
     void readsAllOfAFileThatTellsNoSize()
     {
+        SKIP_ON_WINDOWS("Windows has no pipes in folders");
         const QByteArray contents = QByteArray("ä line\n").repeated(50000);
         const QString pipe = path("pipe");
         QVERIFY(::mkfifo(QFile::encodeName(pipe), 0600) == 0);
@@ -584,6 +590,7 @@ private Q_SLOTS:
 
     void readsNothingThatIsLargerThanTheMemory()
     {
+        SKIP_ON_WINDOWS("Windows does not limit a process in this way");
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
@@ -710,6 +717,7 @@ private Q_SLOTS:
 
     void writesInPlaceAndNothingBeside()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         const QString file = makeFile(path("a"), "before");
         QVERIFY(::link(QFile::encodeName(file), QFile::encodeName(path("b"))) == 0);
 
@@ -747,6 +755,7 @@ private Q_SLOTS:
 
     void leavesAFileAsItWasThatItMayNotWrite()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         const QString file = makeFile(path("a"), "before");
         QFile::setPermissions(file, QFile::Permissions(0x4444));
         const OrdinaryUser user(m_folder->path());
@@ -760,6 +769,7 @@ private Q_SLOTS:
 
     void tellsNothingOfAFullDisk()
     {
+        SKIP_ON_WINDOWS("Windows does not limit the size of files");
         const QString textFile = path("text");
         const QString linesFile = path("lines");
         const QString rawFile = path("raw");
@@ -796,6 +806,7 @@ private Q_SLOTS:
 
     void showsTheWaitCursorWhileItWritesText()
     {
+        SKIP_ON_WINDOWS("Windows has no pipes in folders");
         QFETCH(Write, write);
         QFETCH(bool, showsWaitCursor);
         const QString pipe = path("pipe");
@@ -920,6 +931,7 @@ private Q_SLOTS:
 
     void opensNoStreamThatIsNotAllowed()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         const QString file = makeFile(path("a"), "before");
         QFile::setPermissions(file, {});
         const OrdinaryUser user(m_folder->path());
@@ -936,6 +948,7 @@ private Q_SLOTS:
 
     void tellsWhatIsThere()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         makeFile(path("folder/A.TXT"));
         makeFile(path("folder/sub.d/b"));
         makeFile(path("folder/.hidden.png"));

@@ -113,7 +113,7 @@ private Q_SLOTS:
         };
         row("", "");
         row("/a//b/./c/../d/", "/a/b/d");
-        row("//a", "/a");
+        row("//a", hasBackslashes ? "//a" : "/a"); // there it is a server
         row("/../a", "/../a");
         row("a/..", ".");
         row("./a", "a");

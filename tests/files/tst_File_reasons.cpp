@@ -10,6 +10,7 @@
 #include "tests/support/Print.h"
 #include "tests/support/ReadFault.h"
 #include "tests/support/SettingsHome.h"
+#include "tests/support/Windows.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -230,6 +231,7 @@ private Q_SLOTS:
 
     void areForFilesThatMayNotBeRead()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         QFETCH(Operation, operation);
         const QString file = makeFile(path("file"));
         QFile::setPermissions(file, QFile::Permissions());
@@ -244,6 +246,7 @@ private Q_SLOTS:
 
     void areForDamagedDisks()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(Operation, operation);
         const QString file = makeFile(path("file"), "<Model>" + QByteArray(300000, ' ') + "\n");
         bool isRead;
@@ -314,6 +317,7 @@ private Q_SLOTS:
 
     void areForPipes()
     {
+        SKIP_ON_WINDOWS("Windows has no pipes in folders");
         const QByteArray pipe = QFile::encodeName(path("pipe"));
         QCOMPARE(mkfifo(pipe.constData(), 0600), 0);
         QVERIFY(!readReader(path("pipe")));
@@ -370,6 +374,7 @@ private Q_SLOTS:
 
     void areForFilesThatMayNotBeWritten()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         QFETCH(Operation, operation);
         const QString file = makeFile(path("file"));
         QFile::setPermissions(file, QFile::Permissions(0x4444));
@@ -384,6 +389,7 @@ private Q_SLOTS:
 
     void areForFullDisksAlthoughTheResultIsTrue()
     {
+        SKIP_ON_WINDOWS("Windows does not limit the size of files");
         QFETCH(Operation, operation);
         QVERIFY(operation("/dev/full"));
         verifyReason("The file \"/dev/full\" cannot be written completely: the disk is full.");
@@ -416,6 +422,7 @@ private Q_SLOTS:
 
     void areForCopiesOfFolders()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         QCOMPARE(File::copyDir(path("none"), path("to")), 0);
         verifyReason("\"none\" is no folder.");
         makeFile(path("from/a"));
@@ -447,6 +454,7 @@ private Q_SLOTS:
 
     void areForRemovals()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         QCOMPARE(File::remove(path("none")), 0);
         verifyReason("The file \"none\" does not exist.");
         makeFile(path("folder/below/file"));
@@ -504,6 +512,7 @@ private Q_SLOTS:
 
     void areForSettings()
     {
+        SKIP_ON_WINDOWS("Windows does not limit the size of files");
         Utils::Settings settings("View");
         settings.setInt("width", 1);
         QVERIFY(settings.sync());

@@ -1,6 +1,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/Print.h"
 #include "tests/support/SettingsHome.h"
+#include "tests/support/Windows.h"
 #include "utils/files/File.h"
 #include "utils/settings/Settings.h"
 
@@ -372,6 +373,7 @@ private Q_SLOTS:
 
     void removesALinkByAPrefixAndNotWhatItLeadsTo()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         const QTemporaryDir folder;
         QVERIFY(!makeFile(folder.filePath("target/a")).isEmpty());
         QVERIFY(QFile::link(folder.filePath("target"), folder.filePath("link")));

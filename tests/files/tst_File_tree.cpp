@@ -5,6 +5,7 @@
 #include "tests/support/Print.h"
 #include "tests/support/ReadFault.h"
 #include "tests/support/Tree.h"
+#include "tests/support/Windows.h"
 #include "utils/Application.h"
 #include "utils/feedback/Progress.h"
 #include "utils/feedback/Progress_p.h"
@@ -330,6 +331,7 @@ private Q_SLOTS:
 
     void copiesThePermissionsOfAFile()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         make("a");
         QCOMPARE(chmod(qPrintable(path("a")), 0710), 0);
 
@@ -550,6 +552,7 @@ private Q_SLOTS:
 
     void doesNotCopyWhatIsNoFile()
     {
+        SKIP_ON_WINDOWS("Windows has no pipes in folders");
         QFETCH(QString, source);
         make("folder/a");
         QCOMPARE(mkfifo(qPrintable(path("pipe")), 0600), 0);
@@ -579,6 +582,7 @@ private Q_SLOTS:
 
     void keepsATargetThatCannotBeRemoved()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         make("a", "new");
         make("folder/a/file");
         make("locked/b", QByteArray(chunkedSize + 1, 'b'));
@@ -603,6 +607,7 @@ private Q_SLOTS:
 
     void doesNotCopyWhatItMayNotRead()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         make("a", "secret");
         QCOMPARE(chmod(qPrintable(path("a")), 0), 0);
         const OrdinaryUser user(m_temporary->path());
@@ -627,6 +632,7 @@ private Q_SLOTS:
 
     void leavesNothingOnAFullDisk()
     {
+        SKIP_ON_WINDOWS("Windows does not limit the size of files");
         QFETCH(int, size);
         QFETCH(int, room);
         QFETCH(bool, chunks);
@@ -659,6 +665,7 @@ private Q_SLOTS:
 
     void leavesNoPartOfAFileThatCannotBeReadWhole()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(int, size);
         QFETCH(int, offset);
         QFETCH(bool, chunks);
@@ -678,6 +685,7 @@ private Q_SLOTS:
 
     void showsTheWaitCursorOnlyWhenTold()
     {
+        SKIP_ON_WINDOWS("Windows does not limit the size of files");
         make("a", QByteArray(10000, 'a'));
         const FullDisk disk(5000, noteWaitCursor); // called in the middle of the copy
 
@@ -709,6 +717,7 @@ private Q_SLOTS:
 
     void copiesALargeFileInChunksWithinAPopupReporter()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         QFETCH(int, size);
         QFETCH(int, maxSteps);
         QFETCH(bool, popup);
@@ -770,6 +779,7 @@ private Q_SLOTS:
 
     void copiesAtOnceWhenTheChunksFail()
     {
+        SKIP_ON_WINDOWS("Windows does not limit the size of files");
         make("a", QByteArray(chunkedSize, 'a'));
         const Progress progress(10, "outer", false, false, true);
         FullDisk disk(chunkedSize - 1);
@@ -1100,6 +1110,7 @@ private Q_SLOTS:
 
     void passesOverAFileThatCannotBeReadWhole()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         make("x/a", "good");
         make("x/b", QByteArray(10000, 'b'));
         make("x/c", "good");
@@ -1156,6 +1167,7 @@ private Q_SLOTS:
 
     void copiesAFolderWhereTheSystemLacksACall()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(bool, unnamedFiles);
         QFETCH(int, firstFault);
         const QByteArray data = QByteArray(50000, 'a') + "end";
@@ -1175,6 +1187,7 @@ private Q_SLOTS:
 
     void copiesTheContentsOfAFileThatTellsNoSize()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         const QByteArray release = [] {
             QFile file("/proc/sys/kernel/osrelease");
             return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
@@ -1191,6 +1204,7 @@ private Q_SLOTS:
 
     void copiesThePermissionsOfEachFileAsCopyDoes()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         std::vector<mode_t> modes;
         for (mode_t mode = 0; mode <= 0777; mode += 037)
             modes.push_back(mode);
@@ -1218,6 +1232,7 @@ private Q_SLOTS:
     // QDir lists what such a link leads to among the files, and among the folders.
     void makesAFolderOfALinkToADevice()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         make("x/a");
         makeAll("y/");
         link("/dev/null", "x/null");
@@ -1239,6 +1254,7 @@ private Q_SLOTS:
 
     void passesOverWhatItMayNotRead()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         makeAll("x/a x/b x/locked/file x/open/file y/");
         QCOMPARE(chmod(qPrintable(path("x/a")), 0), 0);
         QCOMPARE(chmod(qPrintable(path("x/locked")), 0), 0);
@@ -1254,6 +1270,7 @@ private Q_SLOTS:
 
     void copiesNothingToWhereItMayNotWrite()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         makeAll("x/a x/b/c y/");
         QCOMPARE(chmod(qPrintable(path("y")), 0555), 0);
         {
@@ -1267,6 +1284,7 @@ private Q_SLOTS:
 
     void copiesWhatFitsOnAFullDisk()
     {
+        SKIP_ON_WINDOWS("Windows does not limit the size of files");
         make("x/large", QByteArray(10000, 'a'));
         make("x/small", QByteArray(10, 'a'));
         make("z/large", QByteArray(10000, 'a'));
@@ -1415,6 +1433,7 @@ private Q_SLOTS:
 
     void showsTheWaitCursorWhileItCopiesAFewFiles()
     {
+        SKIP_ON_WINDOWS("Windows does not limit the size of files");
         QFETCH(QString, source);
         QFETCH(bool, cancelable);
         make("x/a", QByteArray(10000, 'a'));
@@ -1940,6 +1959,7 @@ private Q_SLOTS:
 
     void removesWhatItMayNotWriteButNotFromWhereItMayNot()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         makeAll("x/a x/locked/b x/unreadable/c x/sub/d");
         QCOMPARE(chmod(qPrintable(path("x/a")), 0400), 0);
         QCOMPARE(chmod(qPrintable(path("x/sub")), 0777), 0);
@@ -2238,6 +2258,7 @@ private Q_SLOTS:
 
     void keepsWhatItMadeBeforeItFailed()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         QVERIFY(!File::createDir(path("a/" + QString(300, 'b') + "/c")));
         QCOMPARE(below(""), QString("a/"));
         QVERIFY(!File::createDir(path(QString(4000, 'b'))));
@@ -2248,6 +2269,7 @@ private Q_SLOTS:
 
     void makesNothingWhereItMayNotWrite()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         makeAll("locked/");
         QCOMPARE(chmod(qPrintable(path("locked")), 0555), 0);
         {
@@ -2273,6 +2295,7 @@ private Q_SLOTS:
 
     void makesNothingInACurrentFolderThatItMayNotEnter()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         makeAll("locked/");
         QDir::setCurrent(path("locked"));
         QCOMPARE(chmod(qPrintable(path("locked")), 0), 0);

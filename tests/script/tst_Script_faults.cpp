@@ -3,6 +3,7 @@
 
 #include "tests/support/Files.h" // makeFile
 #include "tests/support/SettingsHome.h"
+#include "tests/support/Windows.h"
 
 #include <QProcess>
 #include <QtTest>
@@ -504,6 +505,7 @@ private Q_SLOTS:
 
     void startUpProgramThatHangsIsCancelled()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         makeStartUpProgram("#!/bin/sh\necho $$ > \"${0%/*}/pid\"\nwhile :; do sleep 600; done\n");
 
         QCOMPARE(run({"HOME_DIR=" + m_folder->path(), "--cancel", "--value", "value = 5"}),

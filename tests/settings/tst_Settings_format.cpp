@@ -3,6 +3,7 @@
 #include "tests/support/FullDisk.h"
 #include "tests/support/Print.h"
 #include "tests/support/SettingsHome.h"
+#include "tests/support/Windows.h"
 
 #include <QtTest>
 
@@ -108,6 +109,7 @@ private Q_SLOTS:
 
     void areThoseOfTheHostWhileOthersWaitToBeStored()
     {
+        SKIP_ON_WINDOWS("Windows does not limit the size of files");
         const QSettings::Format format = QSettings::defaultFormat();
         QSettings::setDefaultFormat(QSettings::NativeFormat);
         Settings waiting;

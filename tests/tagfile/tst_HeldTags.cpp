@@ -2,6 +2,8 @@
 
 #include "tests/csv/FailingMemory.h"
 
+#include "tests/support/Windows.h"
+
 #include <QtTest>
 
 #include <random>
@@ -172,6 +174,7 @@ private Q_SLOTS:
 
     void searchesWithoutMemoryForAnIndex()
     {
+        SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
         HeldTags tags;
         addPoints(tags, 100);
         const Data::String name = "point";
@@ -189,6 +192,7 @@ private Q_SLOTS:
 
     void findsLentTagsWithoutMemoryToNoteThem()
     {
+        SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
         HeldTags tags;
         addPoints(tags, 100);
         for (int i = 0; i < 30; ++i)

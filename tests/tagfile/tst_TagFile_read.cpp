@@ -3,6 +3,7 @@
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
+#include "tests/support/Windows.h"
 #include "tests/tagfile/Tags.h"
 #include "utils/tagfile/TagFile.h"
 #include "utils/tagfile/TagReader_p.h"
@@ -463,6 +464,7 @@ private Q_SLOTS:
 
     void readsAFileWithoutASize()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         if (!QFile::exists("/proc/self/status"))
             QSKIP("No such file here.");
         TagFile file;
@@ -524,6 +526,7 @@ private Q_SLOTS:
 
     void endsWithTheMemory()
     {
+        SKIP_ON_WINDOWS("Windows does not limit a process in this way");
 #if defined(__SANITIZE_ADDRESS__)
         QSKIP("The sanitizer needs an address space without limits.");
 #endif
@@ -607,6 +610,7 @@ private Q_SLOTS:
 
     void tellsWhatCannotBeRead()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         QFETCH(QString, name);
         Utils::Catalogue &state = *Utils::catalogue.ifAlive();
         state.language = "en";

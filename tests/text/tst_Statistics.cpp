@@ -2,6 +2,7 @@
 
 #include "tests/support/Exact.h"
 #include "tests/support/Limits.h"
+#include "tests/support/Windows.h"
 #include "tests/text/Columns.h"
 
 #include <QtTest>
@@ -362,6 +363,7 @@ private Q_SLOTS:
 
     void givesNoListThatIsLargerThanTheMemory()
     {
+        SKIP_ON_WINDOWS("Windows does not limit a process in this way");
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
@@ -377,6 +379,7 @@ private Q_SLOTS:
 
     void sortsWithoutMemoryForMoreThanTheResult()
     {
+        SKIP_ON_WINDOWS("Windows does not limit a process in this way");
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif

@@ -31,7 +31,8 @@ static QStringList run(const QStringList &steps, const char *testing = nullptr)
     if (!child.waitForFinished(-1) || child.exitStatus() != QProcess::NormalExit ||
         child.exitCode() != 0)
         return {"the program failed"};
-    return QString::fromUtf8(child.readAllStandardOutput()).split('\n').mid(0, steps.size());
+    const QByteArray output = child.readAllStandardOutput().replace("\r\n", "\n");
+    return QString::fromUtf8(output).split('\n').mid(0, steps.size());
 }
 
 /// The results of run(), the last of them alone.

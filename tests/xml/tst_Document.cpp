@@ -6,6 +6,7 @@
 #include "tests/support/Print.h"
 #include "tests/support/ReadFault.h"
 #include "tests/support/Stack.h"
+#include "tests/support/Windows.h"
 #include "tests/xml/DeepTree.h"
 #include "utils/files/File.h"
 #include "utils/xml/VersionStrings_p.h"
@@ -79,6 +80,7 @@ private Q_SLOTS:
 
     void opensNothingOfAFileThatBreaksOff()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(int, offset);
         QFETCH(QString, message);
         QByteArray text = "<Model version='2.5'>\n";
@@ -104,6 +106,7 @@ private Q_SLOTS:
 
     void opensAFileThatBreaksOffBehindItsEnd()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         const QByteArray text = "<Model/>" + QByteArray(50000, ' ');
         const String path = makeFile(m_folder->filePath("a.xml"), text);
         Document document(Document::Normal, 1.0);
@@ -500,6 +503,7 @@ private Q_SLOTS:
 
     void tellsAFileThatCannotBeOpened()
     {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
         QFETCH(QString, name);
         makeFile(m_folder->filePath("file"), "<a/>");
         QFile::setPermissions(makeFile(m_folder->filePath("unreadable"), "<a/>"), {});
@@ -989,6 +993,7 @@ private Q_SLOTS:
 
     void opensWhatHasNoSize()
     {
+        SKIP_ON_WINDOWS("Windows does not have what this reads");
         Document document(Document::Normal, 5.0);
         String error;
 

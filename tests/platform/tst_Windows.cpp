@@ -1,0 +1,480 @@
+#include "utils/platform/Platform.h"
+
+#include "utils/base/LastError_p.h"
+#include "utils/csv/CSVReader.h"
+#include "utils/csv/CSVTable.h"
+#include "utils/feedback/MemoryChecker.h"
+#include "utils/files/File.h"
+#include "utils/files/FileByteReader.h"
+#include "utils/process/Process.h"
+#include "utils/settings/Settings.h"
+
+#include "tests/support/Files.h"
+#include "tests/support/Print.h"
+#include "tests/support/Tree.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+namespace Platform = Utils::Platform;
+using Data::String;
+using Utils::File;
+
+static std::wstring wide(const QString &path)
+{
+    return QDir::toNativeSeparators(path).toStdWString();
+}
+
+/// The short path of \p path; the same path on a file system that has no short names.
+static QString shortPath(const QString &path)
+{
+    std::wstring text(32768, L'\0');
+    const DWORD length =
+        GetShortPathNameW(wide(path).c_str(), text.data(), static_cast<DWORD>(text.size()));
+    return QDir::fromNativeSeparators(
+        QString::fromWCharArray(text.data(), static_cast<int>(length)));
+}
+
+static bool isReadOnly(const QString &path)
+{
+    const DWORD attributes = GetFileAttributesW(wide(path).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+}
+
+static bool makeReadOnly(const QString &path)
+{
+    return SetFileAttributesW(wide(path).c_str(), FILE_ATTRIBUTE_READONLY);
+}
+
+/// Whether the process \p id runs.
+static bool isRunning(qint64 id)
+{
+    const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(id));
+    if (!process)
+        return false;
+    const bool isRunning = WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
+    CloseHandle(process);
+    return isRunning;
+}
+
+namespace {
+
+/// While it lives, the settings are in a part of the registry that no other program uses.
+class Registry
+{
+public:
+    Registry()
+    {
+        QCoreApplication::setOrganizationName("KelmUtils tests");
+        QCoreApplication::setApplicationName(
+            QString("tst_Windows %1").arg(QCoreApplication::applicationPid()));
+        QSettings().clear();
+    }
+    ~Registry() { QSettings().clear(); }
+
+    Registry(const Registry &) = delete;
+    Registry &operator=(const Registry &) = delete;
+};
+
+} // namespace
+
+/// What differs on Windows: the names of files, their attributes, who may open what at the same
+/// time, and the commands of the system.
+class tst_Windows : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_folder->isValid());
+    }
+
+    // Names
+
+    void fileCopyKeepsAFileThatIsCopiedToItsShortName()
+    {
+        const QString path = makeFile(inFolder("A Long File Name.text"), "text");
+        const QString other = shortPath(path);
+        if (other == path || other.isEmpty())
+            QSKIP("the file system has no short names");
+
+        QVERIFY(File::copy(path, other));
+        QCOMPARE(contentsOf(path), QByteArray("text"));
+        QVERIFY(File::copy(other, path));
+        QCOMPARE(contentsOf(path), QByteArray("text"));
+        QCOMPARE(tree(m_folder->path()), QStringList("A Long File Name.text"));
+    }
+
+    void fileCopyKeepsAFileThatIsCopiedToItsNameInAnotherCase()
+    {
+        const QString path = makeFile(inFolder("File.txt"), "text");
+
+        QVERIFY(File::copy(path, inFolder("FILE.TXT")));
+        QCOMPARE(contentsOf(path), QByteArray("text"));
+    }
+
+    void fileCopyReplacesAnotherNameOfTheSameFile()
+    {
+        const QString path = makeFile(inFolder("file"), "text");
+        QVERIFY(CreateHardLinkW(wide(inFolder("link")).c_str(), wide(path).c_str(), nullptr));
+
+        QVERIFY(File::copy(path, inFolder("link")));
+
+        QVERIFY(makeFile(path, "changed").size() > 0);
+        QCOMPARE(contentsOf(inFolder("link")), QByteArray("text"));
+    }
+
+    void fileOperationsTakePathsOfAnyLength()
+    {
+        QString folder = m_folder->path();
+        while (folder.size() < 400)
+            folder += "/" + QString(40, 'x');
+        const QString path = folder + "/file.txt";
+
+        QVERIFY(File::createDir(folder));
+        QVERIFY(File::write(path, "text\n"));
+        QCOMPARE(File::read(path), String("text\n"));
+        QVERIFY(File::timestamp(path) > 0);
+        std::FILE *const file = File::openRead(path);
+        QVERIFY(file);
+        std::fclose(file);
+        QVERIFY(File::copy(path, folder + "/copy.txt"));
+        File::move(path, folder + "/moved.txt");
+        QCOMPARE(File::search(folder, "*.txt", false).size(), 2);
+        QCOMPARE(File::read(folder + "/moved.txt"), String("text\n"));
+        QCOMPARE(File::remove(folder + "/*"), 2);
+    }
+
+    void fileOpensTheNullDevice()
+    {
+        std::FILE *const output = File::openWrite("NUL", /*append=*/false);
+        QVERIFY(output);
+        QVERIFY(std::fputs("lost", output) >= 0);
+        QCOMPARE(std::fclose(output), 0);
+
+        QCOMPARE(File::read("NUL"), String());
+        QVERIFY(!QFile::exists(inFolder("NUL")));
+    }
+
+    // Failures
+
+    void fileTellsWhyItCannotOpen_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("error");
+
+        QTest::newRow("a missing file") << "missing" << ENOENT;
+        QTest::newRow("a missing folder") << "no/file" << ENOENT;
+        QTest::newRow("below a file") << "file/x" << ENOENT;
+        QTest::newRow("a folder") << "folder" << EISDIR;
+        QTest::newRow("a forbidden character") << "a<b" << ENOENT;
+    }
+
+    void fileTellsWhyItCannotOpen()
+    {
+        QFETCH(QString, name);
+        QFETCH(int, error);
+        QVERIFY(!makeFile(inFolder("file")).isEmpty());
+        QVERIFY(QDir(m_folder->path()).mkdir("folder"));
+
+        errno = EBADF;
+        QVERIFY(!File::openRead(inFolder(name)));
+        QCOMPARE(errno, error);
+        QVERIFY(!File::openWrite(inFolder(name == "missing" ? "no/missing" : name), false));
+        QCOMPARE(errno, error);
+    }
+
+    void theTextOfAnErrorIsThatOfItsNumber()
+    {
+        QCOMPARE(Utils::errorText(EISDIR), QString("Is a directory"));
+        QCOMPARE(Utils::errorText(ENOENT), QString("No such file or directory"));
+    }
+
+    void theReasonIsThatOfTheFailureOfQt()
+    {
+        QFile file(inFolder("no/file"));
+        QVERIFY(!file.open(QIODevice::WriteOnly));
+        {
+            const Utils::LastError operation;
+            Utils::LastError::cannotWrite(file);
+        }
+        QCOMPARE(QByteArray(Utils::LastError::id()), QByteArray(".err.nofolder"));
+    }
+
+    // Attributes
+
+    void fileCopyReplacesItsOwnReadOnlyCopy()
+    {
+        const QString path = makeFile(inFolder("file"), "one");
+        const QString copy = inFolder("copy");
+        QVERIFY(makeReadOnly(path));
+        QVERIFY(File::copy(path, copy));
+
+        QVERIFY(File::copy(path, copy));
+        QCOMPARE(contentsOf(copy), QByteArray("one"));
+        QCOMPARE(File::remove(copy), 1);
+        QVERIFY(!QFile::exists(copy));
+        QVERIFY(isReadOnly(path));
+    }
+
+    void fileKeepsTheAttributeOfAFileThatCannotBeRemovedOtherwise()
+    {
+        const QString path = makeFile(inFolder("file"), "one");
+        const HANDLE holder = CreateFileW(wide(path).c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                          nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        QVERIFY(holder != INVALID_HANDLE_VALUE);
+        QVERIFY(makeReadOnly(path));
+
+        const int removed = File::remove(path);
+        const bool isKept = isReadOnly(path);
+        CloseHandle(holder);
+
+        QCOMPARE(removed, 0);
+        QVERIFY(isKept);
+    }
+
+    // Sharing
+
+    void aFileThatIsReadCanBeRemoved()
+    {
+        const QString path = makeFile(inFolder("file"), "a\nb\n");
+        std::FILE *const file = File::openRead(path);
+        QVERIFY(file);
+
+        const int removed = File::remove(path);
+        char line[8] = {};
+        const bool isRead = std::fgets(line, sizeof(line), file);
+        std::fclose(file);
+
+        QCOMPARE(removed, 1);
+        QVERIFY(isRead);
+        QCOMPARE(QByteArray(line), QByteArray("a\n"));
+        QVERIFY(!QFile::exists(path));
+    }
+
+    void aFileThatAByteReaderHoldsCanBeRemoved()
+    {
+        const QString path = makeFile(inFolder("file"), "a\nb\n");
+        {
+            Utils::FileByteReader reader(path);
+            QCOMPARE(reader.nextLine(), QByteArray("a"));
+            QCOMPARE(File::remove(path), 1);
+        }
+        QVERIFY(!QFile::exists(path));
+    }
+
+    // Commands
+
+    void fileMoveReplacesAnExistingFile_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("target");
+
+        QTest::newRow("plain") << "a"
+                               << "b";
+        QTest::newRow("blanks") << "a b"
+                                << "c d";
+        QTest::newRow("not ASCII")
+            << QString::fromUtf8("\xc3\xa4") << QString::fromUtf8("\xe6\x97\xa5");
+        QTest::newRow("characters of commands") << "a&b"
+                                                << "c^d(e)";
+        QTest::newRow("a variable") << "100%TEMP%.txt"
+                                    << "%OS%";
+        QTest::newRow("one percent sign") << "50%"
+                                          << "b";
+    }
+
+    void fileMoveReplacesAnExistingFile()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, target);
+        QVERIFY(!makeFile(inFolder(source), "new").isEmpty());
+        QVERIFY(!makeFile(inFolder(target), "old").isEmpty());
+
+        File::move(inFolder(source), inFolder(target));
+
+        QVERIFY(!QFile::exists(inFolder(source)));
+        QCOMPARE(contentsOf(inFolder(target)), QByteArray("new"));
+    }
+
+    void fileMoveTakesARootedPathWithoutADrive()
+    {
+        const QString path = makeFile(inFolder("a"), "text");
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(m_folder->path())); // decides the drive
+        const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
+
+        File::move(path.mid(2), inFolder("b").mid(2));
+
+        QVERIFY(!QFile::exists(path));
+        QCOMPARE(contentsOf(inFolder("b")), QByteArray("text"));
+    }
+
+    void fileMoveMovesAFileWithAPercentSignIntoAFolder()
+    {
+        QVERIFY(!makeFile(inFolder("5%"), "text").isEmpty());
+        QVERIFY(QDir(m_folder->path()).mkdir("folder"));
+
+        File::move(inFolder("5%"), inFolder("folder"));
+
+        QCOMPARE(contentsOf(inFolder("folder/5%")), QByteArray("text"));
+    }
+
+    void processKillsTheWholeTree()
+    {
+        QProcess program;
+        program.start(WINDOWS_CHILD, {"tree"});
+        QVERIFY(program.waitForStarted());
+        QList<qint64> children;
+        while (children.size() < 2 && program.waitForReadyRead()) {
+            while (program.canReadLine())
+                children.append(program.readLine().trimmed().toLongLong());
+        }
+        QCOMPARE(children.size(), 2);
+        QVERIFY(isRunning(children[0]));
+        QVERIFY(isRunning(children[1]));
+
+        QVERIFY(Platform::killProcessTree(program.processId()));
+
+        QVERIFY(program.waitForFinished());
+        QTRY_VERIFY(!isRunning(children[0]));
+        QTRY_VERIFY(!isRunning(children[1]));
+    }
+
+    void processTellsThatNothingWasKilled()
+    {
+        QVERIFY(!Platform::killProcessTree(0));
+        QVERIFY(!Platform::killProcessTree(1));
+        QVERIFY(!Platform::killProcessTree(0x7ffffff0)); // has no process
+    }
+
+    void processKillsItsProgramInAnyMode()
+    {
+        Utils::Process process(WINDOWS_CHILD, {"wait"});
+        process.setKillMode(Utils::Process::KillTree);
+        QVERIFY(process.start());
+        const qint64 id = process.getPID();
+
+        process.kill();
+
+        QTRY_VERIFY(!isRunning(id));
+        QVERIFY(process.wait(/*showProgress=*/false));
+    }
+
+    // The registry
+
+    void settingsListTheKeyDefaultByItsName()
+    {
+        const Registry registry;
+        Utils::Settings settings;
+        settings.setString("group/Default", "export reset");
+
+        QCOMPARE(settings.keys("group"), QStringList("Default"));
+        settings.copyKey("group", "copy");
+        QCOMPARE(settings.getString("copy/Default"), String("export reset"));
+    }
+
+    void settingsKeepTheTemporaryGroupWhenItsCaseChanges()
+    {
+        const Registry registry;
+        Utils::Settings settings;
+        settings.setString("@@@_TEMP_@@@/key", "value");
+
+        settings.renameKey("@@@_TEMP_@@@", "@@@_temp_@@@", /*recursive=*/true);
+        QCOMPARE(settings.getString("@@@_temp_@@@/key"), String("value"));
+        settings.renameKey("@@@_temp_@@@", "@@@_TEMP_@@@", /*recursive=*/true);
+        QCOMPARE(settings.getString("@@@_TEMP_@@@/key"), String("value"));
+    }
+
+    void settingsRenameAGroupByItsCase()
+    {
+        const Registry registry;
+        Utils::Settings settings;
+        settings.setString("Abc/key", "value");
+
+        settings.renameKey("Abc", "abc", /*recursive=*/true);
+
+        QCOMPARE(settings.getString("abc/key"), String("value"));
+        QVERIFY(settings.keys("@@@_temp_@@@").isEmpty());
+    }
+
+    // Other calls of the system
+
+    void fileFindsTheVersionOfALibrary()
+    {
+        const QString path = inFolder(QString::fromUtf8("Gr\xc3\xb6\xc3\x9f"
+                                                        "e \xe6\x97\xa5.dll"));
+        QVERIFY(QFile::copy(VERSIONED, path));
+
+        QCOMPARE(File::version(path), String("19.02.1.5"));
+        QCOMPARE(File::version(QCoreApplication::applicationFilePath()), String());
+        QCOMPARE(File::version(makeFile(inFolder("text"))), String());
+        QCOMPARE(File::version(inFolder("missing")), String());
+    }
+
+    void memoryCheckerCreatesItsReportOnce()
+    {
+        const QString path = inFolder(QString::fromUtf8("\xc3\xa4.txt"));
+
+        Utils::MemoryChecker::setReportFile(path);
+
+        QVERIFY(QFile::exists(path));
+        QVERIFY(!File::openRead(path)); // for this process only
+        const QString other = makeFile(inFolder("other"), "kept");
+        Utils::MemoryChecker::setReportFile(other);
+        QCOMPARE(contentsOf(other), QByteArray("kept"));
+    }
+
+    void kelmIsSilentWhenNobodyReads()
+    {
+        SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
+        HANDLE reader = nullptr;
+        HANDLE writer = nullptr;
+        QVERIFY(CreatePipe(&reader, &writer, &inherited, 0));
+        CloseHandle(reader);
+        const HANDLE errors =
+            CreateFileW(wide(inFolder("errors")).c_str(), GENERIC_WRITE, FILE_SHARE_READ,
+                        &inherited, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+        std::wstring command = L"\"" + wide(KELM_PROGRAM) + L"\" --help";
+        STARTUPINFOW startup = {};
+        startup.cb = sizeof(startup);
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdOutput = writer;
+        startup.hStdError = errors;
+        PROCESS_INFORMATION child = {};
+        QVERIFY(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                               &startup, &child));
+        CloseHandle(writer);
+        CloseHandle(errors);
+
+        const DWORD waited = WaitForSingleObject(child.hProcess, 60000);
+        CloseHandle(child.hThread);
+        CloseHandle(child.hProcess);
+
+        QCOMPARE(waited, DWORD(WAIT_OBJECT_0));
+        QCOMPARE(contentsOf(inFolder("errors")), QByteArray());
+    }
+
+private:
+    QString inFolder(const QString &name) const { return m_folder->path() + "/" + name; }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+QTEST_GUILESS_MAIN(tst_Windows)
+#include "tst_Windows.moc"

@@ -1,0 +1,14 @@
+# The tests that are not built for Windows, each list after its reason. Tests of which only some
+# functions need what Windows does not have skip these there: tests/support/Windows.h.
+
+# They replace functions of the C library, or make calls of the system fail.
+set(not_on_windows
+    CSVReader_faults CSVTable_faults CSVTable_memory File_fullDisk File_memory Platform_faults
+    Process_kill_faults Process_memory Settings_faults StringTable_faults TagFile_faults
+)
+# They are about processes, limits, and terminals of Unix.
+list(APPEND not_on_windows
+    Platform Process Process_kill Process_limits Process_wait Settings_work Terminal
+)
+# They load libraries, or read lists of the system, as on Linux.
+list(APPEND not_on_windows File_safe FolderList Library WithoutPython)
