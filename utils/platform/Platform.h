@@ -383,8 +383,8 @@ std::string localeCodeset();
 /// and the result is false.
 bool hasSortedSettings();
 
-/// Whether the native store of QSettings is the registry of Windows, which ignores the case of keys
-/// and lists a key "Default" as ".".
+/// Whether the stores of QSettings ignore the case of keys, and the native one is the registry,
+/// which lists a key "Default" as ".". So it is on Windows.
 bool hasRegistry();
 
 /// Calls \p function with \p context on a stack for deep recursion, on the calling thread, and

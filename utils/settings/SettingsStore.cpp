@@ -64,17 +64,10 @@ QVariant SettingsStore::value(const QString &key, const QVariant &defaultValue) 
     return IniText::built(m_settings->value(key, defaultValue));
 }
 
-static bool isRegistryOf(const QSettings &settings)
-{
-    return Platform::hasRegistry() && settings.format() == QSettings::NativeFormat;
-}
-
-bool SettingsStore::isRegistry() const { return isRegistryOf(*m_settings); }
-
 /// The keys of \p settings with the names by which they were stored.
 static QStringList withTheirNames(QStringList keys, const QSettings &settings)
 {
-    if (!isRegistryOf(settings))
+    if (!Platform::hasRegistry() || settings.format() != QSettings::NativeFormat)
         return keys;
     const QString last = QStringLiteral(".");
     for (QString &key : keys) {

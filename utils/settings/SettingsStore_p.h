@@ -41,8 +41,6 @@ public:
     void endGroup();
     QString group() const { return m_settings->group(); }
     QVariant value(const QString &key, const QVariant &defaultValue = QVariant()) const;
-    /// Whether it is the registry of Windows, which ignores the case of keys.
-    bool isRegistry() const;
     QString fileName() const { return m_settings->fileName(); }
     QStringList allKeys() const;
     QStringList childKeys() const;

@@ -1,5 +1,6 @@
 #include "utils/settings/Settings.h"
 
+#include "utils/platform/Platform.h"
 #include "utils/settings/SettingsStore_p.h"
 
 #include <algorithm>
@@ -106,11 +107,11 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
     // A rename to the same name must keep the values: a group that contains the temporary group is
     // not removed, and neither is the temporary group when only the case of its name changes and
     // the store ignores that.
-    const auto isSameName = [&](const QString &name, const QString &other) {
-        return settings.isRegistry() ? name.compare(other, Qt::CaseInsensitive) == 0
-                                     : name == other;
+    const auto isSameName = [](const QString &name, const QString &other) {
+        return name.compare(other,
+                            Platform::hasRegistry() ? Qt::CaseInsensitive : Qt::CaseSensitive) == 0;
     };
-    const bool isOntoItself = from == to || (settings.isRegistry() && isSameName(from, target));
+    const bool isOntoItself = from == to || (Platform::hasRegistry() && isSameName(from, target));
     const bool isTemporary = isSameName(from, temporaryGroup);
     if (!isOntoItself || !(isNameless(from) || isTemporary))
         settings.remove(from);
