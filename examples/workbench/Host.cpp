@@ -6,7 +6,6 @@
 #include <QCoreApplication>
 #include <QKeyEvent>
 #include <QStatusBar>
-#include <QTimer>
 
 #include <cstdio>
 
@@ -66,7 +65,7 @@ void Host::setProgressLabel(const Data::String &text, bool popup)
     // The last task sets the label of none when it ends.
     if (!Progress::any() && m_closesAfterTask) {
         m_closesAfterTask = false;
-        QTimer::singleShot(0, m_window, &QWidget::close);
+        QMetaObject::invokeMethod(m_window, &QWidget::close, Qt::QueuedConnection);
     }
 }
 
