@@ -242,12 +242,13 @@ void MainWindow::fillRecentMenu()
 void MainWindow::fillLanguageMenu()
 {
     m_languages->clear();
-    auto *const group = new QActionGroup(m_languages);
+    delete m_languageGroup;
+    m_languageGroup = new QActionGroup(this);
     for (const QString &language : languages()) {
         QAction *const action = m_languages->addAction(nameOf(language));
         action->setCheckable(true);
         action->setChecked(language == Utils::StringTable::language());
-        group->addAction(action);
+        m_languageGroup->addAction(action);
         connect(action, &QAction::triggered, this,
                 [language] { Preferences::language.set(language); });
     }

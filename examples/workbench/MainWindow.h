@@ -6,6 +6,7 @@
 #include <QMainWindow>
 #include <QUndoGroup>
 
+QT_FORWARD_DECLARE_CLASS(QActionGroup)
 QT_FORWARD_DECLARE_CLASS(QLabel)
 QT_FORWARD_DECLARE_CLASS(QStackedWidget)
 QT_FORWARD_DECLARE_CLASS(QTabWidget)
@@ -86,6 +87,7 @@ private:
     QMenu *m_recent = nullptr;
     QMenu *m_viewMenu = nullptr;
     QMenu *m_languages = nullptr;
+    QActionGroup *m_languageGroup = nullptr; // of the menu above
     QList<QAction *> m_needDocument;
     QList<Pane *> m_tools;
     QUndoGroup m_changes;

@@ -236,13 +236,11 @@ void PlotPane::plotNow()
 
 void PlotPane::draw()
 {
-    m_plot->detachItems(QwtPlotItem::Rtti_PlotItem, /*autoDelete=*/false);
     const QwtPlotItemList items = m_plot->itemList();
     for (QwtPlotItem *const item : items) {
         if (item != m_grid)
             delete item;
     }
-    m_grid->attach(m_plot);
     if (m_columns.isEmpty()) {
         m_statistics->setColumns({});
         setAxes({}, {}, {}, {});
