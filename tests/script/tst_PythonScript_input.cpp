@@ -1,10 +1,14 @@
+#include "utils/script/ScriptInput_p.h"
 #include "utils/script/ScriptManager.h"
 
 #include "tests/script/PythonFixture.h"
 #include "tests/support/Print.h"
 
+#include <QElapsedTimer>
 #include <QtTest>
 
+#include <algorithm>
+#include <limits>
 #include <stdexcept>
 
 using Utils::ScriptChannel;
@@ -219,7 +223,61 @@ private Q_SLOTS:
         QCOMPARE(supply.calls, 0);
     }
 
+    void takesTimeInProportionToTheInput()
+    {
+        const int lines = 2500;
+        const qint64 few = fetchTime(lines);
+        const qint64 many = fetchTime(8 * lines);
+
+        qInfo("%d lines in %.2f ms, %d in %.2f ms", lines, double(few) / 1e6, 8 * lines,
+              double(many) / 1e6);
+        QVERIFY(many < 24 * few); // 64 times as long if each line copied those before it
+    }
+
+    void keepsTheOrderWhenPartsAreTaken()
+    {
+        const QByteArray line = "0123456789abcdef\n";
+        Utils::ScriptInput input;
+        input.setSource([&](Data::String &text) {
+            text = QString::fromUtf8(line);
+            return true;
+        });
+
+        QByteArray taken;
+        for (int i = 1; i < 200; ++i) {
+            QCOMPARE(input.fetch(), Utils::ScriptInput::Outcome::Read);
+            QCOMPARE(input.indexOf('\n', input.size() - line.size()), input.size() - 1);
+            taken += input.take(i % 23);
+            QCOMPARE(taken.size() + input.size(), i * line.size());
+        }
+        taken += input.take(input.size());
+
+        QCOMPARE(taken, line.repeated(199));
+        QCOMPARE(input.size(), 0);
+    }
+
 private:
+    /// The nanoseconds in which \p count lines are fetched before the first one is taken, in the
+    /// best of several rounds.
+    static qint64 fetchTime(int count)
+    {
+        const Data::String line = QString(80, 'x') + '\n';
+        qint64 best = std::numeric_limits<qint64>::max();
+        for (int round = 0; round < 7; ++round) {
+            Utils::ScriptInput input;
+            input.setSource([&](Data::String &text) {
+                text = line;
+                return true;
+            });
+            QElapsedTimer timer;
+            timer.start();
+            for (int i = 0; i < count; ++i)
+                input.fetch();
+            best = std::min(best, timer.nsecsElapsed());
+        }
+        return best;
+    }
+
     std::optional<PythonFixture> d;
 };
 

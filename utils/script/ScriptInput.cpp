@@ -36,15 +36,23 @@ ScriptInput::Outcome ScriptInput::fetch()
     Outcome outcome = Outcome::Failed;
     try {
         outcome = (*source)(text) ? Outcome::Read : Outcome::End;
-        if (outcome == Outcome::Read && source == m_source) {
-            m_fetched = m_fetched.mid(m_start) + text.toUtf8();
-            m_start = 0;
-        }
+        if (outcome == Outcome::Read && source == m_source)
+            append(text.toUtf8());
     } catch (...) { // no exception of the host may reach the interpreter
         outcome = Outcome::Failed;
     }
     m_isFetching = false;
     return outcome;
+}
+
+void ScriptInput::append(const QByteArray &bytes)
+{
+    // Only when most of it was taken: a script may fetch many parts before it takes any.
+    if (m_start > m_fetched.size() / 2) {
+        m_fetched.remove(0, m_start);
+        m_start = 0;
+    }
+    m_fetched.append(bytes);
 }
 
 int ScriptInput::indexOf(char byte, int start) const

@@ -43,6 +43,8 @@ public:
     QByteArray take(int size);
 
 private:
+    void append(const QByteArray &bytes);
+
     std::shared_ptr<const ScriptInputSource> m_source;
     std::thread::id m_thread; // both of the source
     qint64 m_process = 0;
