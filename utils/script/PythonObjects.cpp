@@ -4,8 +4,11 @@
 #include "utils/script/PythonStubs_p.h"
 #include "utils/script/PythonText_p.h"
 
+#include <QSet>
+
 #include <structmember.h>
 
+#include <cstddef>
 #include <cstring>
 
 namespace Utils {
@@ -45,27 +48,49 @@ static PyObject *dictionaryOf(PyTypeObject *type)
     return type->tp_dict;
 }
 
-static void visitOldClass(PyObject *object, const Visitor &visit)
+namespace {
+
+/// Visits the names of classes, those of a class of the old style once: its bases may have a base
+/// in common at each level.
+class ClassVisit
 {
+public:
+    explicit ClassVisit(const Visitor &visit) : m_visit(visit) {}
+
+    void visitOldClass(PyObject *object);
+    void visitType(PyTypeObject *type);
+
+private:
+    const Visitor &m_visit;
+    QSet<PyObject *> m_oldClasses; // that have been visited
+};
+
+} // namespace
+
+void ClassVisit::visitOldClass(PyObject *object)
+{
+    if (m_oldClasses.contains(object))
+        return;
+    m_oldClasses.insert(object);
     const auto *const visited = reinterpret_cast<PyClassObject *>(object);
-    PythonObjects::visitDictionary(visited->cl_dict, nullptr, visit);
+    PythonObjects::visitDictionary(visited->cl_dict, nullptr, m_visit);
     for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(visited->cl_bases); ++i) {
         PyObject *const base = PyTuple_GET_ITEM(visited->cl_bases, i);
         if (PyClass_Check(base))
-            visitOldClass(base, visit);
+            visitOldClass(base);
     }
 }
 
-static void visitType(PyTypeObject *type, const Visitor &visit)
+void ClassVisit::visitType(PyTypeObject *type)
 {
     PyObject *const order = type->tp_mro;
     for (Py_ssize_t i = 0; order && i < PyTuple_GET_SIZE(order); ++i) {
         PyObject *const base = PyTuple_GET_ITEM(order, i);
         if (PyClass_Check(base)) {
-            visitOldClass(base, visit);
+            visitOldClass(base);
         } else if (PyType_Check(base)) {
             auto *const baseType = reinterpret_cast<PyTypeObject *>(base);
-            PythonObjects::visitDictionary(dictionaryOf(baseType), baseType, visit);
+            PythonObjects::visitDictionary(dictionaryOf(baseType), baseType, m_visit);
         }
     }
 }
@@ -85,20 +110,21 @@ void PythonObjects::visitDictionary(PyObject *dictionary, PyTypeObject *owner, c
 
 void PythonObjects::visitAttributes(PyObject *object, const Visitor &visit)
 {
+    ClassVisit classes(visit);
     if (PyClass_Check(object)) {
-        visitOldClass(object, visit);
+        classes.visitOldClass(object);
     } else if (PyInstance_Check(object)) {
         const auto *const instance = reinterpret_cast<PyInstanceObject *>(object);
         visitDictionary(instance->in_dict, nullptr, visit);
-        visitOldClass(reinterpret_cast<PyObject *>(instance->in_class), visit);
+        classes.visitOldClass(reinterpret_cast<PyObject *>(instance->in_class));
     } else if (PyType_Check(object)) {
-        visitType(reinterpret_cast<PyTypeObject *>(object), visit);
-        visitType(Py_TYPE(object), visit);
+        classes.visitType(reinterpret_cast<PyTypeObject *>(object));
+        classes.visitType(Py_TYPE(object));
     } else {
         PyObject **const dictionary = _PyObject_GetDictPtr(object);
         if (dictionary)
             visitDictionary(*dictionary, nullptr, visit);
-        visitType(Py_TYPE(object), visit);
+        classes.visitType(Py_TYPE(object));
     }
 }
 
@@ -160,6 +186,20 @@ static QString textOf(PyObject *object)
 
 static QString textOf(const char *text) { return QString::fromUtf8(text); }
 
+/// The longest value in a signature.
+static const int longestWritten = 40;
+
+/// Whether \p value may be written in at most longestWritten characters. Large ones take long.
+static bool mayBeShort(PyObject *value)
+{
+    if (PyString_Check(value))
+        return PyString_GET_SIZE(value) <= longestWritten;
+    if (PyUnicode_Check(value))
+        return PyUnicode_GET_SIZE(value) <= longestWritten;
+    const std::size_t bitsOfDigit = 4; // at most
+    return !PyLong_Check(value) || _PyLong_NumBits(value) <= longestWritten * bitsOfDigit;
+}
+
 /// Returns \p value as it is written, if nothing of a script is run for that.
 static QString writtenValue(PyObject *value)
 {
@@ -167,10 +207,9 @@ static QString writtenValue(PyObject *value)
     const bool isPlain = value == Py_None || type == &PyBool_Type || type == &PyInt_Type ||
                          type == &PyLong_Type || type == &PyFloat_Type || type == &PyString_Type ||
                          type == &PyUnicode_Type;
-    const PythonReference text(isPlain ? PyObject_Repr(value) : nullptr);
+    const PythonReference text(isPlain && mayBeShort(value) ? PyObject_Repr(value) : nullptr);
     const QString written = text ? textOf(text.get()) : QString();
-    const int longest = 40;
-    return written.isEmpty() || written.size() > longest ? QStringLiteral("...") : written;
+    return written.isEmpty() || written.size() > longestWritten ? QStringLiteral("...") : written;
 }
 
 /// Returns the arguments of a function of Python, without the first one if \p isBound.
