@@ -165,9 +165,9 @@ bool Process::sendData(const Data::String &text, int timeout) const
 
     // Qt returns when the first bytes are written.
     const QDeadlineTimer end(qMax(timeout, -1)); // -1 is no end
-    bool isWritten = process->waitForBytesWritten(timeout);
+    bool isWritten = d->waitForWritten(timeout);
     while (isWritten && process && process->bytesToWrite() > 0)
-        isWritten = process->waitForBytesWritten(static_cast<int>(end.remainingTime()));
+        isWritten = d->waitForWritten(static_cast<int>(end.remainingTime()));
     if (process)
         d->deliverLines();
     return isWritten && isTaken && process;

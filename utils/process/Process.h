@@ -169,7 +169,8 @@ public:
     /// Writes \p text to the standard input of the program, as UTF-8, and waits up to \p timeout
     /// milliseconds, or without limit if \p timeout is negative. Returns whether all text was
     /// written. Text that was not written in time is written later. The result is also false when
-    /// there is nothing to write: the text is empty, and all earlier text has been written.
+    /// there is nothing to write: the text is empty, and all earlier text has been written; and
+    /// when a script waits and ScriptManager::interrupt() ends that.
     ///
     /// On Unix the first text that is written makes Qt ignore SIGPIPE in the whole process.
     ///
@@ -220,7 +221,7 @@ public:
     /// Starts the program and waits for its end, \p timeout milliseconds at most, or without limit
     /// if \p timeout is negative. A program that has not ended by then is stopped as by stop(),
     /// which adds the time of the stop policy. So is one for which a script waits that is
-    /// interrupted, see ScriptManager::interrupt().
+    /// interrupted, see ScriptManager::interrupt(), but that adds 50 ms at most.
     ///
     /// Unlike wait(), the call reports no progress and shows no wait cursor, and the user cannot
     /// cancel it. No events are processed. If a program of this object is running, no other one is
@@ -236,9 +237,9 @@ public:
     /// 1. Asks it to end: on Unix by the signal SIGTERM, on Windows by closing its windows, which a
     ///    program without windows ignores.
     /// 2. Waits until the program and its descendants have ended, up to the time of
-    /// setStopPolicy().
-    ///    The output is read meanwhile. When the program ends before its descendants, those are
-    ///    asked, too.
+    ///    setStopPolicy(), but not longer than 50 ms after ScriptManager::interrupt() when a script
+    ///    waits. The output is read meanwhile. When the program ends before its descendants, those
+    ///    are asked, too.
     /// 3. Kills those that still run, with all their descendants.
     ///
     /// With KillSingle, only the program is asked, waited for and killed. A descendant that was
@@ -300,8 +301,8 @@ public:
     ///
     /// A shell runs its own command, such as "echo" or "test", instead of a program of that name; a
     /// command with a path is always the program. bash takes a name that begins with "%" for a job.
-    /// On Windows the result is "" if the command
-    /// contains a double quote, which is not allowed in paths there.
+    /// On Windows the result is "" if the command contains a double quote, which is not allowed in
+    /// paths there.
     Data::String quotedCommand() const;
 
 private:

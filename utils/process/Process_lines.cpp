@@ -12,8 +12,11 @@
 
 namespace Utils {
 
-/// So long lines wait for the next delivery while a program is waited for, in milliseconds.
+/// How long lines wait for the next delivery while a program is waited for, in milliseconds.
 static const int deliveryPause = 10;
+
+/// The interval at which an interrupt is looked for, in milliseconds.
+static const int interruptPause = 10;
 
 void ProcessPrivate::add(const Data::String &text, Process::Channel channel)
 {
@@ -80,17 +83,39 @@ bool ProcessPrivate::waitForEndOrInterrupt(int time)
 {
     if (!Interrupt::isPossible())
         return waitForEnd(time);
-    const int pause = 10; // milliseconds
     const QPointer<QProcess> isAlive = &process;
     const QDeadlineTimer end(std::max(time, -1));
     for (;;) {
         const qint64 left = end.remainingTime(); // negative without an end
-        const bool isLast = left >= 0 && left <= pause;
+        const bool isLast = left >= 0 && left <= interruptPause;
         const QString errorText = process.errorString();
-        if (waitForEnd(isLast ? static_cast<int>(left) : pause))
+        if (waitForEnd(isLast ? static_cast<int>(left) : interruptPause))
             return true;
         if (!isAlive || process.state() == QProcess::NotRunning || isLast ||
             Interrupt::isRequested())
+            return false;
+        process.setErrorString(errorText); // the time of the call is not over
+    }
+}
+
+bool ProcessPrivate::waitForWritten(int time)
+{
+    if (!Interrupt::isPossible())
+        return process.waitForBytesWritten(time);
+    const QPointer<QProcess> isAlive = &process;
+    const QDeadlineTimer end(std::max(time, -1));
+    for (;;) {
+        const qint64 left = end.remainingTime(); // negative without an end
+        const bool isLast = left >= 0 && left <= interruptPause;
+        const QDeadlineTimer slice(isLast ? left : interruptPause);
+        const QString errorText = process.errorString();
+        if (process.waitForBytesWritten(static_cast<int>(slice.remainingTime())))
+            return true;
+        if (!isAlive || isLast || Interrupt::isRequested())
+            return false;
+        const bool isOnlyLate = process.error() == QProcess::Timedout && slice.hasExpired() &&
+                                process.state() != QProcess::NotRunning;
+        if (!isOnlyLate || process.bytesToWrite() == 0)
             return false;
         process.setErrorString(errorText); // the time of the call is not over
     }

@@ -36,6 +36,11 @@ public:
     /// Like waitForEnd(), but returns soon when the script that waits is interrupted.
     bool waitForEndOrInterrupt(int time);
 
+    /// Waits up to \p time milliseconds, without limit if it is negative, until some bytes are
+    /// written to the program. Returns whether they are; false soon when the script that waits is
+    /// interrupted. This object may be deleted during the call.
+    bool waitForWritten(int time);
+
     Process *const owner;
 
     // Destroyed after the slots, so that a process that is killed by this calls none of them.

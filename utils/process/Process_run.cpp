@@ -8,6 +8,7 @@
 #include <QDeadlineTimer>
 #include <QPointer>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <new>
@@ -16,10 +17,13 @@
 
 namespace Utils {
 
-/// So often descendants are searched while their end is waited for.
+/// The interval at which descendants are searched while their end is waited for, in milliseconds.
 static const int searchPause = 50;
 
-/// So long the end of a program that was killed is waited for.
+/// How long their end is waited for when the script that waits is interrupted.
+static const int interruptedStopTime = 50;
+
+/// How long the end of a program that was killed is waited for.
 static const int killTime = 5000;
 
 /// Whether \p process runs the program with the number \p pid. It does not after its end, and when
@@ -79,17 +83,21 @@ static std::unique_ptr<Platform::ProcessTree> makeTree(qint64 pid)
 }
 
 /// Waits up to \p time milliseconds until the program of \p d with the number \p pid, and \p tree
-/// if there is one, have ended. The object may be deleted meanwhile.
+/// if there is one, have ended. An interrupt leaves only interruptedStopTime. The object may be
+/// deleted meanwhile.
 static void waitForTree(ProcessPrivate *d, qint64 pid, Platform::ProcessTree *tree, int time)
 {
     const QPointer<QProcess> process = &d->process;
     const auto isRunning = [&] { return isProgram(process, pid); };
-    const QDeadlineTimer end(time);
+    QDeadlineTimer end(time);
+    bool isInterrupted = false;
     bool isLeft = false; // the tree, by its program
     while (!end.hasExpired() && (isRunning() || (tree && !tree->hasEnded()))) {
+        if (Interrupt::isRequested() && !std::exchange(isInterrupted, true))
+            end = std::min(end, QDeadlineTimer(interruptedStopTime));
         const auto pause = static_cast<int>(qMin<qint64>(searchPause, end.remainingTime()));
         if (isRunning())
-            d->waitForEnd(pause);
+            d->waitForEndOrInterrupt(pause);
         else
             std::this_thread::sleep_for(std::chrono::milliseconds(qMin(pause, 5)));
         if (!tree)
