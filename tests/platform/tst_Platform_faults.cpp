@@ -44,6 +44,7 @@ struct System
     bool hasInformation = true;
     bool hasAttributes = true;
     bool isOrphan = false;
+    bool interruptsFiles = false;     ///< each first call that opens, reserves or cuts one
     const char *overcommit = nullptr; ///< the file in place of the one in /proc
 };
 static System broken;
@@ -57,6 +58,15 @@ static Function next(Function, const char *name)
 // They replace those of the C library.
 
 #define KELM_IN_FRONT extern "C" __attribute__((visibility("default")))
+
+/// Whether a signal interrupts a call, which has \p wasInterrupted to know whether it was before.
+static bool interrupts(bool &wasInterrupted)
+{
+    wasInterrupted = broken.interruptsFiles && !wasInterrupted;
+    if (wasInterrupted)
+        errno = EINTR;
+    return wasInterrupted;
+}
 
 KELM_IN_FRONT int posix_spawn_file_actions_init(posix_spawn_file_actions_t *actions) noexcept
 {
@@ -124,10 +134,39 @@ KELM_IN_FRONT int open(const char *path, int flags, ...)
     va_start(arguments, flags);
     const auto mode = va_arg(arguments, mode_t);
     va_end(arguments);
+    static bool wasInterrupted = false;
+    if (interrupts(wasInterrupted))
+        return -1;
     const bool isOvercommit = qstrcmp(path, "/proc/sys/vm/overcommit_memory") == 0;
     return static_cast<int>(syscall(SYS_openat, AT_FDCWD,
                                     isOvercommit && broken.overcommit ? broken.overcommit : path,
                                     flags, mode));
+}
+
+KELM_IN_FRONT int openat(int folder, const char *path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    const auto mode = va_arg(arguments, mode_t);
+    va_end(arguments);
+    static bool wasInterrupted = false;
+    return interrupts(wasInterrupted)
+               ? -1
+               : static_cast<int>(syscall(SYS_openat, folder, path, flags, mode));
+}
+
+KELM_IN_FRONT int fallocate(int file, int mode, off_t at, off_t size)
+{
+    static bool wasInterrupted = false;
+    return interrupts(wasInterrupted)
+               ? -1
+               : static_cast<int>(syscall(SYS_fallocate, file, mode, at, size));
+}
+
+KELM_IN_FRONT int ftruncate(int file, off_t size) noexcept
+{
+    static bool wasInterrupted = false;
+    return interrupts(wasInterrupted) ? -1 : static_cast<int>(syscall(SYS_ftruncate, file, size));
 }
 
 static std::function<void()> *calledThere = nullptr;
@@ -227,6 +266,44 @@ private Q_SLOTS:
 
         QCOMPARE(contentsOf(folder.filePath("a")), QByteArray("new"));
         QVERIFY(QFileInfo(loop).isSymLink());
+    }
+
+    void replacesFilesThoughSignalsCome_data()
+    {
+        QTest::addColumn<bool>("exists");
+        QTest::addColumn<bool>("hasSecondName");
+
+        QTest::newRow("a new file") << false << false;
+        QTest::newRow("an old one") << true << false;
+        QTest::newRow("one that is written in place") << true << true;
+    }
+
+    void replacesFilesThoughSignalsCome()
+    {
+        QFETCH(bool, exists);
+        QFETCH(bool, hasSecondName);
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("a");
+        if (exists)
+            put(path, "old contents");
+        if (hasSecondName)
+            QCOMPARE(link(qPrintable(path), qPrintable(folder.filePath("b"))), 0);
+
+        bool isReplaced = false;
+        int error = 0;
+        {
+            broken.interruptsFiles = true;
+            Platform::FileReplacement file;
+            isReplaced = file.open(path.toStdString()) && file.write("new", 3) && file.finish(true);
+            error = file.error();
+            broken = {};
+        }
+
+        QCOMPARE(error, 0);
+        QVERIFY(isReplaced);
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        if (hasSecondName)
+            QCOMPARE(contentsOf(folder.filePath("b")), QByteArray("new"));
     }
 
     void waitsForTheCommandThoughSignalsCome()

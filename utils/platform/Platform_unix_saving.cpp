@@ -278,15 +278,20 @@ bool FileReplacement::State::openTarget(const std::string &path)
     if (name.empty())
         return fail(EISDIR);
     const char *const parentName = parent.empty() ? "." : parent.c_str();
-    folder = ::open(parentName, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const auto openFolder = [&](int access) {
+        return uninterrupted([&] { return ::open(parentName, access | O_DIRECTORY | O_CLOEXEC); });
+    };
+    folder = openFolder(O_RDONLY);
     if (folder < 0 && errno == EACCES)
-        folder = ::open(parentName, O_PATH | O_DIRECTORY | O_CLOEXEC);
+        folder = openFolder(O_PATH);
     if (folder < 0)
         return fail(errno);
     if (!exists)
         return true;
 
-    target = openat(folder, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    target = uninterrupted([&] {
+        return openat(folder, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    });
     exists = target >= 0 || errno != ENOENT; // it may have been removed meanwhile, or replaced
     if (!exists)
         return true;
@@ -324,14 +329,17 @@ bool FileReplacement::State::create()
                                         : S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
     const bool canBeNamed = access(thisProcess, X_OK) == 0;
     if (canBeNamed)
-        file = openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, start);
+        file = uninterrupted(
+            [&] { return openat(folder, ".", O_TMPFILE | O_RDWR | O_CLOEXEC, start); });
     const bool isSupported =
         file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL && errno != ENOENT);
     if (file >= 0)
         flock(file, LOCK_EX | LOCK_NB); // while it has a temporary name
     else if (!canBeNamed || !isSupported)
         makeNamed([&](const char *candidate) {
-            file = openat(folder, candidate, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, start);
+            file = uninterrupted([&] {
+                return openat(folder, candidate, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, start);
+            });
             if (file >= 0)
                 flock(file, LOCK_EX | LOCK_NB);
             return file >= 0;
@@ -407,8 +415,8 @@ bool FileReplacement::State::overwrite(bool flush)
     if (fstat(file, &status) != 0)
         return fail(errno);
     const off_t size = status.st_size;
-    if (size > 0 && fallocate(target, FALLOC_FL_KEEP_SIZE, 0, size) != 0 && errno != EOPNOTSUPP &&
-        errno != ENOSYS)
+    const auto reserve = [&] { return fallocate(target, FALLOC_FL_KEEP_SIZE, 0, size); };
+    if (size > 0 && uninterrupted(reserve) != 0 && errno != EOPNOTSUPP && errno != ENOSYS)
         return fail(errno);
     char block[65536];
     for (off_t at = 0; at < size;) {
@@ -420,7 +428,8 @@ bool FileReplacement::State::overwrite(bool flush)
             return fail(written < 0 ? errno : EIO);
         at += written;
     }
-    if (ftruncate(target, size) != 0 || (mode && fchmod(target, *mode) != 0))
+    if (uninterrupted([&] { return ftruncate(target, size); }) != 0 ||
+        (mode && fchmod(target, *mode) != 0))
         return fail(errno);
     return !flush || flushToDisk(target) || fail(errno, Problem::NotConfirmed);
 }
