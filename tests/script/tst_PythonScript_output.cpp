@@ -1,5 +1,7 @@
 #include "utils/script/ScriptManager.h"
+#include "utils/script/ScriptOutput_p.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/script/PythonFixture.h"
 #include "tests/support/Print.h"
 
@@ -470,6 +472,36 @@ private Q_SLOTS:
         }
         QCOMPARE(characters, qint64(6000) * 19999);
         QCOMPARE(received.result().toHex(), written.result().toHex());
+    }
+
+    void throwsNothingAtTheEndOfARun()
+    {
+        for (const auto mode : {FailingMemory::Once, FailingMemory::FromThenOn}) {
+            bool hasFailed = true;
+            for (int number = 0; hasFailed; ++number) {
+                int received = 0;
+                Utils::ScriptOutput output([] {});
+                output.setSink([&](const Data::String &text, ScriptChannel) {
+                    received += text == replacement ? 1 : 100;
+                });
+                output.write("\xc3", 1, ScriptChannel::Output);
+                output.write("\xc3", 1, ScriptChannel::Error);
+
+                bool hasThrown = false;
+                FailingMemory memory(number, mode);
+                try {
+                    output.finish();
+                } catch (...) {
+                    hasThrown = true;
+                }
+                memory.end();
+                hasFailed = memory.hasFailed();
+
+                QVERIFY2(!hasThrown, qPrintable(QString::number(number)));
+                QVERIFY(hasFailed ? received <= 2 : received == 2);
+                QVERIFY(mode != FailingMemory::Once || received > 0); // one channel at least
+            }
+        }
     }
 
 private:

@@ -66,7 +66,7 @@ void ScriptOutput::write(const QString &text, ScriptChannel channel)
     add(isIncomplete ? QChar(QChar::ReplacementCharacter) + text : text, channel);
 }
 
-void ScriptOutput::deliver()
+void ScriptOutput::deliver() noexcept
 {
     if (std::this_thread::get_id() != m_thread)
         return;
@@ -75,12 +75,16 @@ void ScriptOutput::deliver()
         deliver(lock);
 }
 
-void ScriptOutput::finish()
+void ScriptOutput::finish() noexcept
 {
     if (std::this_thread::get_id() != m_thread)
         return;
-    for (const ScriptChannel channel : {ScriptChannel::Output, ScriptChannel::Error})
-        write(QString(), channel);
+    for (const ScriptChannel channel : {ScriptChannel::Output, ScriptChannel::Error}) {
+        try {
+            write(QString(), channel);
+        } catch (const std::bad_alloc &) { // the character is lost
+        }
+    }
     deliver();
 }
 

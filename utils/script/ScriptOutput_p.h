@@ -36,10 +36,10 @@ public:
     void write(const QString &text, ScriptChannel channel);
 
     /// Passes on what waits. Does nothing on another thread than the one of the sink.
-    void deliver();
+    void deliver() noexcept;
 
-    /// Also passes on incomplete characters, each as U+FFFD.
-    void finish();
+    /// Also passes on incomplete characters, each as U+FFFD, unless memory is lacking.
+    void finish() noexcept;
 
 private:
     using Sink = std::shared_ptr<const ScriptOutputSink>;
