@@ -205,8 +205,8 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
     const Data::String file = isInto ? join(target, base(source, /*withExtension=*/true)) : target;
     const bool isSafe = SafeFile::isUsed();
     std::optional<bool> isSame = true;
-    if (!isSamePath(source,
-                    file)) // a safe copy replaces the file that a link at the target leads to
+    // A safe copy replaces the file that a link at the target leads to.
+    if (!isSamePath(source, file))
         isSame = isSafe ? isSameFile(source, file) : isSameEntry(source, file);
     if (isSame == true)
         return true;

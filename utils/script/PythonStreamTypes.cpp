@@ -35,7 +35,7 @@ static PyObject *none(bool succeeded)
     Py_RETURN_NONE;
 }
 
-static bool isInHostsHands(PyObject *self)
+static bool isRedirected(PyObject *self)
 {
     const Stream *const asked = stream(self);
     return asked->output ? asked->output->hasSink() : asked->input->hasSource();
@@ -83,7 +83,7 @@ static bool writeToSink(Stream *to, PyObject *text)
 
 static bool writeText(PyObject *self, PyObject *text)
 {
-    if (isInHostsHands(self))
+    if (isRedirected(self))
         return writeToSink(stream(self), text);
     char method[] = "write";
     char format[] = "(O)";
@@ -107,7 +107,7 @@ static PyObject *writelines(PyObject *self, PyObject *lines)
 
 static PyObject *flush(PyObject *self, PyObject *)
 {
-    if (!isInHostsHands(self))
+    if (!isRedirected(self))
         return callOriginal(self, "flush");
     stream(self)->output->deliver();
     Py_RETURN_NONE;
@@ -182,7 +182,7 @@ static PyObject *readAll(PyObject *self, int limit)
 static PyObject *readLimited(PyObject *self, PyObject *arguments, const char *method,
                              PyObject *(*read)(PyObject *self, int limit))
 {
-    if (!isInHostsHands(self)) {
+    if (!isRedirected(self)) {
         const PythonReference original(PyObject_GetAttrString(stream(self)->original, method));
         return original ? PyObject_CallObject(original.get(), arguments) : nullptr;
     }
@@ -203,7 +203,7 @@ static PyObject *read(PyObject *self, PyObject *arguments)
 /// Returns the next line of an iteration, or null at its end.
 static PyObject *next(PyObject *self)
 {
-    if (!isInHostsHands(self))
+    if (!isRedirected(self))
         return PyIter_Next(stream(self)->original);
     PythonReference line(readLine(self, -1));
     return line && PyString_GET_SIZE(line.get()) > 0 ? line.release() : nullptr;
@@ -250,7 +250,7 @@ static PyObject *iterator(PyObject *self) { return itself(self, nullptr); }
 
 static PyObject *isatty(PyObject *self, PyObject *)
 {
-    if (!isInHostsHands(self))
+    if (!isRedirected(self))
         return callOriginal(self, "isatty");
     Py_RETURN_FALSE;
 }
