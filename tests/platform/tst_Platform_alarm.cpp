@@ -45,6 +45,14 @@ static struct sigaction actionOf(int number)
     return action;
 }
 
+/// Lets system calls go on after an alarm, as siginterrupt() does.
+static void restartCalls()
+{
+    struct sigaction action = actionOf(Platform::alarmSignal());
+    action.sa_flags |= SA_RESTART;
+    sigaction(Platform::alarmSignal(), &action, nullptr);
+}
+
 class tst_Platform_alarm : public QObject
 {
     Q_OBJECT
@@ -149,6 +157,41 @@ private Q_SLOTS:
         Platform::startAlarm(0ms);
         QCOMPARE(readForEver(), EINTR);
         QVERIFY(alarms > 0);
+    }
+
+    void takesTheHandlerBackAtItsStart_data()
+    {
+        QTest::addColumn<bool>("isRestarting");
+        QTest::addColumn<quintptr>("handler");
+
+        QTest::newRow("the default action") << false << reinterpret_cast<quintptr>(SIG_DFL);
+        QTest::newRow("ignored") << false << reinterpret_cast<quintptr>(SIG_IGN);
+        QTest::newRow("a handler") << false << reinterpret_cast<quintptr>(+[](int) {});
+        QTest::newRow("its own, which restarts calls") << true << quintptr(0);
+    }
+
+    void takesTheHandlerBackAtItsStart()
+    {
+        QFETCH(bool, isRestarting);
+        QFETCH(quintptr, handler);
+        const int number = Platform::alarmSignal();
+        if (isRestarting)
+            restartCalls();
+        else
+            std::signal(number, reinterpret_cast<void (*)(int)>(handler));
+
+        Platform::startAlarm(0ms);
+
+        QCOMPARE(readForEver(), EINTR);
+        QVERIFY(alarms > 0);
+    }
+
+    void endsASystemCallWhenCallsAreRestartedMeanwhile()
+    {
+        Platform::startAlarm(20ms);
+        restartCalls();
+
+        QCOMPARE(readForEver(), EINTR);
     }
 };
 

@@ -1,5 +1,6 @@
 #include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
+#include "utils/platform/Platform.h"
 #include "utils/process/Process.h"
 #include "utils/script/PythonScript_p.h"
 #include "utils/script/ScriptError.h"
@@ -430,6 +431,66 @@ private Q_SLOTS:
 
         QCOMPARE(d->engine.getData("x"), Variant(true));
         std::signal(SIGINT, original);
+    }
+
+    void endsAScriptThatHasReplacedAllHandlers_data()
+    {
+        QTest::addColumn<QString>("call");
+        QTest::addColumn<QString>("wait");
+        QTest::addColumn<int>("limit");
+
+        for (const char *const call : {"signal(s, signal.SIG_DFL)", "signal(s, signal.SIG_IGN)",
+                                       "siginterrupt(s, False)", "signal(s, lambda *_: None)"})
+        {
+            for (const Wait &wait : waits()) {
+                const QByteArray name = QByteArray(call) + ", " + wait.name;
+                QTest::newRow(name) << call << wait.code << 0;
+                QTest::newRow(name + ", limit")
+                    << call << QString(wait.code).remove("ready()\n") << 100;
+            }
+        }
+    }
+
+    void endsAScriptThatHasReplacedAllHandlers()
+    {
+        QFETCH(QString, call);
+        QFETCH(QString, wait);
+        QFETCH(int, limit);
+        QVERIFY(run("pass\n"));
+        ScriptManager::setTimeLimit(limit);
+        const QString program =
+            setUp() +
+            "import signal\nold = {}\nfor s in range(1, signal.NSIG):\n"
+            "  if s in (signal.SIGCHLD, signal.SIGALRM): continue\n" // of QtTest, Process
+            "  try:\n    old[s] = signal.getsignal(s)\n    signal." +
+            call + "\n  except Exception: pass\n";
+
+        const bool hasSucceeded = run(program + wait);
+
+        ScriptManager::setTimeLimit(0);
+        const ScriptError error = manager().error();
+        run("for s in old:\n  try: signal.signal(s, old[s] or signal.SIG_DFL)\n"
+            "  except Exception: pass\n");
+        QVERIFY(!hasSucceeded);
+        QVERIFY2(error.isInterrupted(), qPrintable(error.traceback()));
+        QCOMPARE(error.isTimeLimit(), limit != 0);
+        verifyClean();
+    }
+
+    void keepsItsSignal()
+    {
+        QVERIFY(run("import signal\nfree = []\nrefused = []\n"
+                    "for s in range(signal.SIGRTMIN, signal.SIGRTMAX + 1):\n"
+                    "  try: signal.signal(s, signal.SIG_DFL); free.append(s)\n"
+                    "  except RuntimeError, e: refused.append((s, str(e)))\n"
+                    "x = str(refused)\nn = signal.SIGRTMAX + 1 - signal.SIGRTMIN - len(free)\n"));
+
+        const int number = Utils::Platform::alarmSignal();
+        QCOMPARE(d->engine.getData("x"),
+                 Variant(QString("[(%1, \"(22, 'Invalid argument')\")]").arg(number)));
+        QCOMPARE(d->engine.getData("n"), Variant(1));
+        QVERIFY(!run("import signal\nsignal.signal('x', 1)\n"));
+        QCOMPARE(manager().error().text(), String("an integer is required"));
     }
 
     void isNoModuleOfTheScript()

@@ -435,8 +435,8 @@ int alarmSignal();
 void (*replaceAlarmHandler())(int);
 
 /// Starts the alarms: the first one after \p delay, and another one every 20 ms. May be called on
-/// any thread, and on Unix in a signal handler, as stopAlarm(). Does nothing while no alarm is
-/// open.
+/// any thread, and on Unix in a signal handler, as stopAlarm(). Takes the signal back from other
+/// code that handles it. Does nothing while no alarm is open.
 void startAlarm(std::chrono::milliseconds delay);
 void stopAlarm();
 

@@ -20,9 +20,12 @@ static pthread_t alarmThread;
 static struct sigaction originalAction;
 static void (*alarmFunction)();
 
+static void keepHandler();
+
 static void onSignal(int)
 {
     const int error = errno;
+    keepHandler();
     alarmFunction();
     errno = error;
 }
@@ -46,6 +49,16 @@ static void installHandler(struct sigaction *previous)
     sigemptyset(&action.sa_mask);
     action.sa_flags = 0; // a system call that waits ends
     sigaction(signalOfAlarm, &action, previous);
+}
+
+/// Installs the handler again when other code has replaced it, or lets system calls go on after it.
+static void keepHandler()
+{
+    struct sigaction action = {};
+    if (sigaction(signalOfAlarm, nullptr, &action) != 0)
+        return;
+    if (action.sa_handler != onSignal || (action.sa_flags & SA_RESTART) != 0)
+        installHandler(nullptr);
 }
 
 /// Returns whether a timer that signals this thread could be created.
@@ -118,6 +131,11 @@ static void setTimer(std::chrono::nanoseconds first, long interval)
 
 void startAlarm(std::chrono::milliseconds delay)
 {
+    if (!isAlarmOpen)
+        return;
+    const int error = errno;
+    keepHandler();
+    errno = error;
     const std::chrono::nanoseconds soon(1); // 0 would stop the timer
     setTimer(delay.count() > 0 ? std::chrono::nanoseconds(delay) : soon, alarmInterval);
 }

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -42,7 +43,7 @@ static int limitOfRun = 0; // in milliseconds
 static long threadOfScripts = 0;
 static void (*initSignalModule)() = nullptr;
 static PyObject *signalModule = nullptr; // the one that is loaded for this
-static PyObject *setHandler = nullptr;   // its function signal()
+static PyCFunction setHandler = nullptr; // its function signal()
 
 static void startAlarm(qint64 delay)
 {
@@ -120,10 +121,9 @@ static void tellPython()
 {
     if (!isOpen)
         return;
-    void (*const handler)(int) = handlerOfPython;
-    if (handler)
+    if (void (*const handler)(int) = handlerOfPython)
         handler(Platform::alarmSignal());
-    else if (Platform::alarmSignal() == 0)
+    else
         Py_AddPendingCall(onPendingCall, nullptr);
 }
 
@@ -153,22 +153,60 @@ static void wake()
         tellPython();
 }
 
-/// Gives the signal to the function above, by a module "signal" that has just been made.
+/// What scripts call as signal.signal(). The signal of the alarm belongs to nobody else: it is
+/// refused as SIGKILL is.
+static PyObject *onSetHandler(PyObject *self, PyObject *arguments)
+{
+    int number = 0;
+    PyObject *handler = nullptr;
+    if (!PyArg_ParseTuple(arguments, "iO:signal", &number, &handler))
+        return nullptr;
+    if (isOpen && number != 0 && number == Platform::alarmSignal()) {
+        errno = EINVAL;
+        return PyErr_SetFromErrno(PyExc_RuntimeError);
+    }
+    const PythonReference checked(Py_BuildValue("iO", number, handler));
+    return checked ? setHandler(self, checked.get()) : nullptr;
+}
+
+/// Makes \p function, which is that of Python, the one above. There is one table of the functions
+/// of the module in the process. Returns false for another function.
+static bool guardHandler(PyObject *function)
+{
+    if (!function || !PyCFunction_Check(function))
+        return false;
+    PyMethodDef *const method = reinterpret_cast<PyCFunctionObject *>(function)->m_ml;
+    if (method->ml_meth != onSetHandler) {
+        setHandler = method->ml_meth;
+        method->ml_meth = onSetHandler;
+    }
+    return true;
+}
+
+/// Lets Python handle the signal by \p handler, a function or signal.SIG_IGN.
+static bool setPythonHandler(PyObject *handler)
+{
+    const PythonReference arguments(handler ? Py_BuildValue("iO", Platform::alarmSignal(), handler)
+                                            : nullptr);
+    const PythonReference result(arguments ? setHandler(nullptr, arguments.get()) : nullptr);
+    PyErr_Clear();
+    return result != nullptr;
+}
+
+/// Connects the signal to the function above, by a module "signal" that has just been made.
 static void handleSignal(PyObject *module)
 {
     static PyMethodDef definition = {"interrupt", onPythonSignal, METH_VARARGS, nullptr};
+    static void (*original)(int) = nullptr;
     handlerOfPython = nullptr;
-    PythonReference signal(PyObject_GetAttrString(module, "signal"));
+    const PythonReference signal(PyObject_GetAttrString(module, "signal"));
     const PythonReference function(PyCFunction_New(&definition, nullptr));
-    const PythonReference result(
-        signal && function ? PyObject_CallFunction(signal.get(), const_cast<char *>("iO"),
-                                                   Platform::alarmSignal(), function.get())
-                           : nullptr);
-    if (result)
-        handlerOfPython = Platform::replaceAlarmHandler();
+    if (guardHandler(signal.get()) && setPythonHandler(function.get())) {
+        if (void (*const handler)(int) = Platform::replaceAlarmHandler())
+            original = handler; // none when an alarm has taken the signal back meanwhile
+        handlerOfPython = original;
+    }
     PyErr_Clear();
-    Py_XDECREF(setHandler);
-    setHandler = signal.release();
 }
 
 /// Makes the module "signal" for a script. Signals are handled in the thread that makes it: another
@@ -225,15 +263,13 @@ void open()
 void close()
 {
     if (setHandler && Platform::alarmSignal() != 0) {
-        // Otherwise Python would give the signal its default action, which ends the process.
-        const PythonReference result(PyObject_CallFunction(setHandler, const_cast<char *>("ii"),
-                                                           Platform::alarmSignal(), 1));
-        PyErr_Clear();
+        // Otherwise Python would set the signal to its default action, which ends the process.
+        const PythonReference ignore(PyInt_FromLong(1));
+        setPythonHandler(ignore.get());
         Platform::replaceAlarmHandler();
     }
     isOpen = false;
     handlerOfPython = nullptr;
-    Py_CLEAR(setHandler);
     Py_CLEAR(signalModule);
 }
 
