@@ -296,6 +296,78 @@ private Q_SLOTS:
         QVERIFY(!inner.isInterrupted());
     }
 
+    void isNotWhatAScriptRaisesAfterItHasCaughtIt()
+    {
+        for (const bool isFile : {true, false}) {
+            const QString code = setUp() + "try: ready(); time.sleep(60)\n"
+                                           "except KeyboardInterrupt: pass\n"
+                                           "raise KeyboardInterrupt('own')\n";
+            QVERIFY(!(isFile ? manager().execute(d->script(code.toUtf8())) : run(code)));
+
+            m_later.reset();
+            QCOMPARE(manager().error().text(), String("own"));
+            QVERIFY(!manager().error().isInterrupted());
+        }
+        QVERIFY(!run(setUp() + "try: ready(); time.sleep(60)\nexcept KeyboardInterrupt: raise\n"));
+        QVERIFY(manager().error().isInterrupted());
+        verifyClean();
+    }
+
+    void endsTheOuterRunWhenTheErrorOfAnInnerOneIsPrinted_data()
+    {
+        QTest::addColumn<QString>("code");
+
+        QTest::newRow("a hook") << "import sys\nhook = sys.excepthook\ndef f(*_):\n  ready()\n"
+                                   "  while True: pass\nsys.excepthook = f\nraise ValueError\n";
+        QTest::newRow("a text") << "class E(Exception):\n  def __str__(self):\n    ready()\n"
+                                   "    while True: pass\nraise E\n";
+    }
+
+    void endsTheOuterRunWhenTheErrorOfAnInnerOneIsPrinted()
+    {
+        QFETCH(QString, code);
+        bool hasSucceeded = true;
+        ScriptError inner;
+        const QString path = d->script((setUp() + code).toUtf8());
+        const auto outer = d->standIns.reaction;
+        d->standIns.reaction = [&, outer](const QString &text) {
+            if (text != "inner") {
+                outer(text);
+                return;
+            }
+            hasSucceeded = manager().execute(path);
+            inner = manager().error();
+        };
+
+        const bool isGood = run(setUp() + "host.call('inner')\ntime.sleep(1)\n");
+
+        const ScriptError error = manager().error();
+        run("import sys\nsys.excepthook = sys.__excepthook__\n");
+        QVERIFY(!isGood && !hasSucceeded);
+        QVERIFY(inner.type() == "ValueError" || inner.type() == "E");
+        QVERIFY(!inner.isInterrupted());
+        QVERIFY(error.isInterrupted());
+        verifyClean();
+    }
+
+    void endsTheTextOfAConsole()
+    {
+        for (const Wait &wait : waits()) {
+            const auto reply =
+                manager().interpret(setUp() + wait.code, "py", Utils::ScriptUnit::File);
+
+            m_later.reset();
+            QCOMPARE(int(reply.state), int(Utils::ScriptReply::Failed));
+            QVERIFY(m_wasRunning);
+            QVERIFY(manager().error().isInterrupted());
+        }
+        verifyClean();
+        ScriptManager::setTimeLimit(50);
+        manager().interpret("while 1: pass\n", "py");
+        QVERIFY(manager().error().isTimeLimit());
+        QVERIFY(!ScriptManager::interrupt());
+    }
+
     void endsARunWhoseModulesAreInitialised()
     {
         int calls = 0;
@@ -569,6 +641,27 @@ private Q_SLOTS:
                      "time.sleep(60)\n"));
 
         QCOMPARE(d->engine.getData("n"), Variant(1));
+        QVERIFY(manager().error().isTimeLimit());
+    }
+
+    void isTheTimeLimitWhenItEndsModulesOfANestedRun()
+    {
+        QVERIFY(run("pass\n"));
+        bool hasSucceeded = true;
+        ScriptError inner;
+        std::optional<Module> module;
+        nest("while True: pass\n", hasSucceeded, inner);
+        const auto react = d->standIns.reaction;
+        d->standIns.reaction = [&, react](const QString &text) {
+            module.emplace([] { PyRun_SimpleStringFlags("while True: pass\n", nullptr); });
+            react(text);
+        };
+        ScriptManager::setTimeLimit(100);
+
+        QVERIFY(!run("import host\nhost.call('inner')\n"));
+
+        QVERIFY(!hasSucceeded);
+        QVERIFY(inner.isTimeLimit());
         QVERIFY(manager().error().isTimeLimit());
     }
 

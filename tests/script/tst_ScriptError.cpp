@@ -319,13 +319,57 @@ private Q_SLOTS:
         QCOMPARE(manager().error().text(), String("'k'"));
     }
 
+    void asksForTheTextOfAnExceptionOnce_data()
+    {
+        QTest::addColumn<int>("way");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("result");
+        for (const int way : {0, 1, 2}) {
+            QTest::addRow("text %d", way) << way << "1"
+                                          << "str(n)";
+            QTest::addRow("no text %d", way) << way << ""
+                                             << "1 / 0";
+        }
+    }
+
     void asksForTheTextOfAnExceptionOnce()
     {
-        QVERIFY(!run("n = 0\nclass E(Exception):\n def __str__(self):\n  global n\n  n += 1\n"
-                     "  return str(n)\nraise E\n"));
+        QFETCH(int, way); // a text, a file, a console
+        QFETCH(QString, text);
+        QFETCH(QString, result);
+        const QString code = "n = 0\nclass E(Exception):\n def __str__(self):\n  global n\n"
+                             "  n += 1\n  return " +
+                             result + "\nraise E\n";
+        if (way == 0)
+            QVERIFY(!run(code));
+        else if (way == 1)
+            QVERIFY(!manager().execute(d->script(code.toUtf8())));
+        else
+            manager().interpret(code, "py", Utils::ScriptUnit::File);
 
-        QCOMPARE(manager().error().text(), String("1"));
+        QCOMPARE(manager().error().type(), String("E"));
+        QCOMPARE(manager().error().text(), String(text));
         QCOMPARE(read("n"), Variant(1));
+        QVERIFY(run("x = str(E())\n") == !text.isEmpty()); // the class is as before
+        QCOMPARE(read("n"), Variant(2));
+    }
+
+    void isThatOfAConsole()
+    {
+        manager().interpret("1 / 0", "py");
+        QCOMPARE(manager().error().type(), String("ZeroDivisionError"));
+        QCOMPARE(manager().error().file(), String("<stdin>"));
+        QCOMPARE(manager().error().line(), 1);
+
+        manager().interpret("if 1:", "py");
+        QVERIFY(manager().error().isEmpty());
+        manager().interpret("raise SystemExit(3)", "py");
+        QVERIFY(manager().error().isExit());
+        QCOMPARE(manager().error().exitStatus(), 3);
+        manager().interpret("1", "py");
+        QVERIFY(manager().error().isEmpty());
+        manager().interpret("1", "none");
+        QVERIFY(!manager().error().isEmpty());
     }
 
     void isEmptyAfterASuccess()

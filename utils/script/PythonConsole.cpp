@@ -2,7 +2,9 @@
 
 #include "utils/platform/Platform.h"
 #include "utils/script/PythonDepth_p.h"
+#include "utils/script/PythonError_p.h"
 #include "utils/script/PythonInterpreter_p.h"
+#include "utils/script/PythonInterrupt_p.h"
 #include "utils/script/PythonReference_p.h"
 
 #include <QList>
@@ -10,6 +12,7 @@
 #include <Python.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace Utils {
 
@@ -121,17 +124,23 @@ static int takeExitStatus()
     return 1;
 }
 
-/// Reports the error that is set.
-static ScriptReply failed()
+/// Reports the error that is set, and stores it in \p description.
+static ScriptReply failed(ScriptError &description)
 {
-    if (PyErr_ExceptionMatches(PyExc_SystemExit))
+    PythonInterrupt::endScript();
+    if (PyErr_ExceptionMatches(PyExc_SystemExit)) {
+        PythonError error = PythonError::fetch();
+        error.normalize();
+        description = error.describe();
+        std::move(error).restore();
         return {ScriptReply::Exit, takeExitStatus(), {}};
+    }
     const PythonExitGuard guard; // the hook of a script prints the error
-    PyErr_Print();
+    description = printPythonError();
     return {ScriptReply::Failed, 1, {}};
 }
 
-ScriptReply interpretPython(const QString &code, ScriptUnit unit, int &features)
+ScriptReply interpretPython(const QString &code, ScriptUnit unit, int &features, ScriptError &error)
 {
     PyErr_Clear();
     const QByteArray source = code.toUtf8();
@@ -145,7 +154,7 @@ ScriptReply interpretPython(const QString &code, ScriptUnit unit, int &features)
         return {ScriptReply::Incomplete, 0, {}};
     if (!compiled.code) {
         compiled.raise();
-        return failed();
+        return failed(error);
     }
 
     auto *const run = reinterpret_cast<PyCodeObject *>(compiled.code.get());
@@ -156,7 +165,8 @@ ScriptReply interpretPython(const QString &code, ScriptUnit unit, int &features)
     const PythonReference keeper(scope);
     const PythonReference result(scope ? PyEval_EvalCode(run, scope, scope) : nullptr);
     if (!result)
-        return failed();
+        return failed(error);
+    PythonInterrupt::endScript();
     if (Py_FlushLine() != 0)
         PyErr_Clear();
     return {ScriptReply::Done, 0, {}};

@@ -1,6 +1,7 @@
 #include "utils/script/PythonError_p.h"
 
 #include "utils/platform/Platform.h"
+#include "utils/script/PythonErrorText_p.h"
 #include "utils/script/PythonText_p.h"
 #include "utils/script/ScriptError_p.h"
 
@@ -191,7 +192,7 @@ public:
             addExit();
             m_data.traceback = fromBytes(m_traceback);
         } catch (const std::bad_alloc &) {
-            // What there is so far has to do.
+            // The rest of the description is left out.
         }
         PyErr_Clear();
         return m_data;
@@ -278,6 +279,13 @@ private:
         return name.isEmpty() || name == "exceptions" ? className() : name + '.' + className();
     }
 
+    /// Whether unicode() calls code of a script, which str() has called before.
+    static bool isTextOfScript(PyObject *value)
+    {
+        return Py_TYPE(value)->tp_str !=
+               reinterpret_cast<PyTypeObject *>(PyExc_BaseException)->tp_str;
+    }
+
     void addText()
     {
         PyObject *const value = m_error.value.get();
@@ -287,10 +295,11 @@ private:
         }
         if (!m_valueText)
             m_valueText.reset(PyObject_Str(value));
-        if (!m_valueText) {
+        if (!m_valueText || m_valueText.get() == Py_None) {
             PyErr_Clear();
             m_traceback += printedName() + ": <exception str() failed>\n";
-            const PythonReference unicode(PyObject_Unicode(value));
+            const PythonReference unicode(
+                m_valueText && isTextOfScript(value) ? nullptr : PyObject_Unicode(value));
             if (!unicode || !readText(unicode.get(), m_data.text))
                 PyErr_Clear();
             return;
@@ -403,6 +412,21 @@ void PythonError::normalize()
     type.reset(fetched[0]);
     value.reset(fetched[1]);
     traceback.reset(fetched[2]);
+}
+
+ScriptError printPythonError()
+{
+    PythonError error = PythonError::fetch();
+    error.normalize();
+    PythonReference text;
+    {
+        const PythonErrorText keeper(error.value.get());
+        PyErr_Restore(borrowed(error.type.get()).release(), borrowed(error.value.get()).release(),
+                      borrowed(error.traceback.get()).release());
+        PyErr_Print();
+        text = keeper.text();
+    }
+    return error.describe({}, text.get());
 }
 
 ScriptError PythonError::describe(const QByteArray &code, PyObject *valueText) const

@@ -30,9 +30,13 @@ struct PythonError
     ///
     /// \p code is the text that was run, whose lines are quoted. Empty when a file was run, or when
     /// the text is not known. \p valueText is the text of the value, so that it is not requested
-    /// again from the script; it may be null.
+    /// again from the script: None when str() has failed, and null when it is not known.
     ScriptError describe(const QByteArray &code = QByteArray(),
                          PyObject *valueText = nullptr) const;
 };
+
+/// Prints the error that is set, as Python does, and clears it. Returns it as data. The script is
+/// asked once for the text of its exception.
+ScriptError printPythonError();
 
 } // namespace Utils

@@ -139,6 +139,32 @@ bool PythonInterpreter::start(Data::String &messages)
     return true;
 }
 
+namespace {
+
+/// Calls a function for each module that fails, while it exists.
+class FailureReport
+{
+public:
+    using Function = decltype(ModuleList::moduleFailed);
+
+    explicit FailureReport(Function function)
+    {
+        if (ModuleList *const list = moduleList.ifAlive())
+            m_outer = std::exchange(list->moduleFailed, std::move(function));
+    }
+    ~FailureReport()
+    {
+        if (ModuleList *const list = moduleList.ifAlive())
+            list->moduleFailed = std::move(m_outer);
+    }
+    Q_DISABLE_COPY(FailureReport)
+
+private:
+    Function m_outer;
+};
+
+} // namespace
+
 void PythonInterpreter::initializeModules(Data::String &failures)
 {
     PyErr_Clear();
@@ -160,11 +186,8 @@ void PythonInterpreter::initializeModules(Data::String &failures)
                 "ERROR: Failed to initialize scripting module for " + module);
         m_moduleErrors.append(ScriptErrorPrivate::ofModule(description, module));
     };
-    ModuleList *const list = moduleList.ifAlive();
-    const auto outer = list ? std::exchange(list->moduleFailed, report) : nullptr;
+    const FailureReport installed(report);
     IScriptableModule::initializeModules(failures);
-    if (list)
-        list->moduleFailed = outer;
 }
 
 void PythonInterpreter::setProgramName()

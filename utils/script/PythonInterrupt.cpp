@@ -3,6 +3,7 @@
 #include "utils/base/Interrupt_p.h"
 #include "utils/catalogue/Catalogue_p.h"
 #include "utils/platform/Platform.h"
+#include "utils/script/PythonError_p.h"
 #include "utils/script/PythonReference_p.h"
 #include "utils/script/ScriptError_p.h"
 
@@ -18,6 +19,7 @@
 #include <csignal>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace Utils::PythonInterrupt {
 
@@ -65,8 +67,9 @@ static void setAlarmForLimit()
         startAlarm(0);
 }
 
-/// Sets the exception. Its text tells the user what has ended the script, \p delay ms late.
-static void setException(bool isLimit, int delay)
+/// Returns the exception, or null with another one set. Its text tells the user what has ended the
+/// script, \p delay ms late.
+static PythonReference makeException(bool isLimit, int delay)
 {
     const auto seconds = [](double ms) { return QLocale().toString(ms / 1000.0, 'g', 6); };
     const bool isLate = delay >= longDelay;
@@ -80,9 +83,10 @@ static void setException(bool isLimit, int delay)
         if (isLate)
             id = isLimit ? ".err.scriptlimitlate" : ".err.scriptinterruptlate";
         const Data::String text = message(".Kelm.Utils", id, values);
-        PyErr_SetString(PyExc_KeyboardInterrupt, text.toUtf8().constData());
+        return PythonReference(PyObject_CallFunction(
+            PyExc_KeyboardInterrupt, const_cast<char *>("s"), text.toUtf8().constData()));
     } catch (const std::bad_alloc &) {
-        PyErr_SetNone(PyExc_KeyboardInterrupt);
+        return PythonReference(PyObject_CallObject(PyExc_KeyboardInterrupt, nullptr));
     }
 }
 
@@ -96,13 +100,32 @@ int raiseIfRequested()
     if (isLimit && deadline != 0)
         deadline = Interrupt::now() + repetition;
     setAlarmForLimit();
-    if (Run *const run = innermost) {
-        run->m_isInterrupted = true;
-        run->m_isTimeOver = isLimit;
-        run->m_delay = delay;
+    const PythonReference exception = makeException(isLimit, delay);
+    Run *const run = innermost;
+    if (!exception)
+        return -1;
+    if (run) {
+        run->takeException();
+        Py_INCREF(exception.get());
+        run->m_exception = exception.get();
+        if (!run->m_isInterrupted) {
+            run->m_isTimeOver = isLimit;
+            run->m_delay = delay;
+        }
     }
-    setException(isLimit, delay);
+    PyErr_SetObject(PyExc_KeyboardInterrupt, exception.get());
     return -1;
+}
+
+void endScript()
+{
+    Run *const run = innermost;
+    if (!run || !run->m_exception)
+        return;
+    PythonError error = PythonError::fetch();
+    run->m_isInterrupted = error.value.get() == run->m_exception;
+    run->takeException();
+    std::move(error).restore();
 }
 
 /// What Python calls for the signal. There may be one that comes too late.
@@ -288,6 +311,8 @@ Run::Run() : m_outer(innermost)
 
 Run::~Run()
 {
+    if (takeException())
+        passOn();
     innermost = m_outer;
     if (m_outer)
         return;
@@ -298,6 +323,24 @@ Run::~Run()
         Platform::stopAlarm();
 }
 
+/// Releases the exception of the last interrupt. Returns false when there was none.
+bool Run::takeException()
+{
+    if (!m_exception)
+        return false;
+    const PythonReference exception(std::exchange(m_exception, nullptr));
+    return true;
+}
+
+/// Interrupts the run around this one.
+void Run::passOn()
+{
+    if (!m_outer)
+        return;
+    isTimeOver = m_isTimeOver;
+    Interrupt::request();
+}
+
 void Run::beginScript()
 {
     const bool isLimited = !m_outer && Interrupt::timeLimit > 0;
@@ -305,8 +348,10 @@ void Run::beginScript()
         limitOfRun = Interrupt::timeLimit;
         deadline = Interrupt::now() + limitOfRun;
     }
-    if (m_isInterrupted || Interrupt::isRequested()) {
-        m_isInterrupted = false;
+    const bool wasInterrupted = takeException(); // in modules
+    if (wasInterrupted && m_isTimeOver)
+        isTimeOver = true;
+    if (wasInterrupted || Interrupt::isRequested()) {
         Interrupt::request();
     } else if (isLimited) {
         setAlarmForLimit();
@@ -315,12 +360,11 @@ void Run::beginScript()
 
 ScriptError Run::finish(const ScriptError &error)
 {
-    if (!m_isInterrupted || error.type() != QLatin1String("KeyboardInterrupt"))
+    const bool isLate = takeException(); // while the error was printed
+    if (m_isInterrupted || isLate)
+        passOn();
+    if (!m_isInterrupted)
         return error;
-    if (m_outer) {
-        isTimeOver = m_isTimeOver;
-        Interrupt::request();
-    }
     return ScriptErrorPrivate::ofInterrupt(error, m_isTimeOver, m_delay);
 }
 

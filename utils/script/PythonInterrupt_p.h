@@ -4,6 +4,8 @@
 
 #include <QtGlobal>
 
+struct _object; // PyObject, without the header of Python, which only sources include
+
 namespace Utils {
 
 /// Ends scripts by a KeyboardInterrupt: when the host has requested it, or when their time limit is
@@ -30,6 +32,10 @@ void end();
 /// Raises the exception when the end of the script is requested. Returns -1 then, otherwise 0.
 int raiseIfRequested();
 
+/// Call it when the code of the innermost run has ended, with its error set, before that is printed
+/// or described. An interrupt of what this calls cannot be caught any more.
+void endScript();
+
 /// A call of the engine that can be interrupted: a run or a check. Runs can be nested; the
 /// innermost one is interrupted, and then the ones around it.
 class Run
@@ -43,14 +49,20 @@ public:
     /// does not pass it on. The time limit begins.
     void beginScript();
 
-    /// Returns the \p error of the run with what is known of its interruption.
+    /// Returns the \p error of the run with what is known of its interruption. An interrupt that
+    /// the run has not caught is passed on to the run around it.
     ScriptError finish(const ScriptError &error);
 
 private:
     friend int raiseIfRequested();
+    friend void endScript();
+
+    bool takeException();
+    void passOn();
 
     Run *const m_outer;
-    bool m_isInterrupted = false;
+    _object *m_exception = nullptr; // that of the last interrupt, which the script may have caught
+    bool m_isInterrupted = false;   // the run has ended by it
     bool m_isTimeOver = false;
     int m_delay = 0;
 };

@@ -5,6 +5,7 @@
 #include "utils/script/PythonDepth_p.h"
 #include "utils/script/PythonError_p.h"
 #include "utils/script/PythonInterpreter_p.h"
+#include "utils/script/PythonInterrupt_p.h"
 #include "utils/script/PythonReference_p.h"
 #include "utils/script/ScriptError_p.h"
 
@@ -106,6 +107,10 @@ static void fetchError(PythonRun &run, const QByteArray &code = QByteArray())
     if (isSyntaxError && error.value)
         readSyntaxError(error.value.get(), run.error);
     PyErr_Clear(); // the value may have another shape, or its text fail
+    if (error.value && !valueText) {
+        Py_INCREF(Py_None); // tells that it was asked
+        valueText.reset(Py_None);
+    }
 
     const PyObject *const value = error.value.get();
     error.normalize();
@@ -119,9 +124,62 @@ static PythonRun outcome(const PythonReference &result, const QByteArray &code)
 {
     PythonRun run;
     run.succeeded = result != nullptr;
+    PythonInterrupt::endScript();
     if (!result)
         fetchError(run, code);
     return run;
+}
+
+/// Whether PyRun_SimpleFileExFlags runs a \a file as compiled code.
+static bool isCompiled(std::FILE *file, const QByteArray &path)
+{
+    if (path.endsWith(".pyc"))
+        return true;
+    if (std::ftell(file) != 0) // a pipe, which cannot be read again
+        return false;
+    unsigned char start[2] = {};
+    const bool isLong = std::fread(start, 1, sizeof(start), file) == sizeof(start);
+    std::rewind(file);
+    return isLong && (start[0] | start[1] << 8) == (PyImport_GetMagicNumber() & 0xffff);
+}
+
+/// Runs a \a file of statements as PyRun_SimpleFileExFlags does, and closes it. Prints its error
+/// and stores it in \a run. Returns 0, or -1 when it has failed.
+static int runStatements(std::FILE *file, const char *path, PythonRun &run)
+{
+    const char name[] = "__file__";
+    const PythonReference scope = mainScope();
+    const bool isNamed = scope && !PyDict_GetItemString(scope.get(), name);
+    PythonReference result;
+    if (isNamed) {
+        const PythonReference value(PyString_FromString(path));
+        if (value)
+            PyDict_SetItemString(scope.get(), name, value.get());
+    }
+    if (scope && !PyErr_Occurred())
+        result.reset(PyRun_FileExFlags(file, path, Py_file_input, scope.get(), scope.get(),
+                                       /*closeit=*/0, nullptr));
+    std::fclose(file);
+    PythonInterrupt::endScript();
+    if (!result)
+        run.details = printPythonError();
+    else if (Py_FlushLine() != 0)
+        PyErr_Clear();
+    const bool isGood = result != nullptr;
+    result.reset();
+    if (isNamed && PyDict_DelItemString(scope.get(), name) != 0)
+        PyErr_Clear();
+    return isGood ? 0 : -1;
+}
+
+/// Runs a \a file of compiled code, and closes it. Prints its error and stores it in \a run.
+/// Returns 0, or -1 when it has failed.
+static int runCompiled(std::FILE *file, const char *path, PythonRun &run)
+{
+    const int status = PyRun_SimpleFileExFlags(file, path, /*closeit=*/1, nullptr);
+    if (status != 0)
+        run.details = PythonError::printed().describe();
+    return status;
 }
 
 PythonRun PythonRun::file(const Data::String &path)
@@ -142,17 +200,16 @@ PythonRun PythonRun::file(const Data::String &path)
         if (isTooDeepForPython(file)) {
             std::fclose(file);
             setDepthError();
-            PyErr_Print();
+            run.details = printPythonError();
         } else {
-            status = PyRun_SimpleFileExFlags(file, utf8.constData(), /*closeit=*/1, nullptr);
+            const auto runFile = isCompiled(file, utf8) ? runCompiled : runStatements;
+            status = runFile(file, utf8.constData(), run);
         }
     }
     run.succeeded = status == 0;
     run.exitStatus = status;
-    if (!run.succeeded) {
-        run.details = PythonError::printed().describe();
+    if (!run.succeeded)
         fetchError(run);
-    }
     return run;
 }
 

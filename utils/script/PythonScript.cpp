@@ -254,10 +254,15 @@ ScriptReply PythonScript::interpret(const Data::String &code, ScriptUnit unit)
 {
     return onDeepStack([&]() -> ScriptReply {
         const RunGuard guard(m_interpreter);
+        PythonInterrupt::Run interruptible;
         if (!startToRun())
             return {ScriptReply::Failed, 1, m_errorText};
+        interruptible.beginScript();
         addToMainScope(m_modules);
-        return interpretPython(code, unit, m_consoleFeatures);
+        ScriptError error;
+        const ScriptReply reply = interpretPython(code, unit, m_consoleFeatures, error);
+        m_error = interruptible.finish(error);
+        return reply;
     });
 }
 

@@ -46,14 +46,14 @@ struct ScriptCompletion
     Data::String documentation; ///< "" when there is none
 };
 
-/// What ScriptManager::interpret() is given.
+/// How ScriptManager::interpret() runs a text.
 enum class ScriptUnit
 {
     Statement, ///< a statement that is typed into a console, whose value is printed
     File,      ///< all statements of a file
 };
 
-/// What ScriptManager::interpret() has done.
+/// The result of ScriptManager::interpret().
 struct ScriptReply
 {
     enum State

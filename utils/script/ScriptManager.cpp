@@ -258,10 +258,15 @@ QVector<ScriptCompletion> ScriptManager::complete(const Data::String &text,
 ScriptReply ScriptManager::interpret(const Data::String &code, const Data::String &language,
                                      ScriptUnit unit)
 {
-    auto *const console = dynamic_cast<IScriptConsole *>(d->engineFor(language));
-    if (!console)
+    IScriptEngine *const engine = d->engineFor(language);
+    auto *const console = dynamic_cast<IScriptConsole *>(engine);
+    if (!console) {
+        d->error = withoutEngine(language);
         return {ScriptReply::Failed, 1, {}};
+    }
     const ScriptReply reply = console->interpret(code, unit);
+    const bool hasError = reply.state == ScriptReply::Failed || reply.state == ScriptReply::Exit;
+    d->error = errorOf(engine, !hasError);
     std::fflush(stdout);
     std::fflush(stderr);
     return reply;

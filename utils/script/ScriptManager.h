@@ -210,8 +210,9 @@ public:
     /// block when it ends with an empty line. The value of an expression is printed, and so is the
     /// error of code that fails. SystemExit does not end the process.
     ///
-    /// Like execute() of a text, it shows no message and sends no signal. Fails without an engine
-    /// that has a console.
+    /// It is a run: error() then returns why it has failed, or the SystemExit, and interrupt() and
+    /// the time limit end it. Like execute() of a text, it shows no message and sends no signal.
+    /// Fails without an engine that has a console.
     ScriptReply interpret(const Data::String &code, const Data::String &language,
                           ScriptUnit unit = ScriptUnit::Statement);
 
