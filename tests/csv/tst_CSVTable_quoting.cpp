@@ -226,7 +226,7 @@ private Q_SLOTS:
 
         const Rows simple{{"a", "b", "c"}, {"1", "2", "3"}};
         const Rows empty{{"a", "b", "c"}, {"1", "", ""}, {"2", "3", "4"}};
-        const QString replaced(QChar(QChar::ReplacementCharacter)); // as it is in the file
+        const QString replaced{QChar(QChar::ReplacementCharacter)}; // as it is in the file
         // clang-format off
         QTest::newRow("comma_in_quotes") << Rows{{"first", "last", "address", "city", "zip"}, {"John", "Doe", "120 any st.", "Anytown, WW", "08123"}};
         QTest::newRow("empty") << empty;

@@ -142,7 +142,7 @@ static Result run(const QCommandLineParser &given, Host &host)
         return result;
     }
     const bool isGood = runFile();
-    const Result result = runInput();
+    Result result = runInput();
     if (!isGood && result.code == Good)
         return failed(QString("The script \"%1\" has failed").arg(path));
     return result;
