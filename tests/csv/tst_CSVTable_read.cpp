@@ -390,6 +390,15 @@ private Q_SLOTS:
         }
     }
 
+    void dropsCommentsThatStartWithACarriageReturn()
+    {
+        CSVTable table;
+        table.setComment("\r");
+        QVERIFY(table.setData("1\n\r2\n3"));
+
+        QCOMPARE(rowsOf(table), (Rows{{"1"}, {"3"}}));
+    }
+
     void looksAtTheCaseOfAComment()
     {
         CSVTable table;

@@ -218,11 +218,12 @@ bool CSVStringData::appendQuoted(const CSVText &text, Progress *progress, const 
 /// Appends the lines that are not comments.
 void CSVStringData::appendChunk(TextChunk chunk)
 {
-    if (usableComment().isEmpty())
+    const Data::String marker = isRfc4180 ? usableComment() : comment;
+    if (marker.isEmpty())
         m_rows.append(std::move(chunk));
     else
-        m_rows.append(std::move(chunk), [this](const TextChunk &lines, int line) {
-            return !lines.mayStartWith(line, comment.at(0)) || !isComment(lines.line(line));
+        m_rows.append(std::move(chunk), [&](const TextChunk &lines, int line) {
+            return !lines.mayStartWith(line, marker.at(0)) || !isComment(lines.line(line));
         });
 }
 
