@@ -43,17 +43,17 @@ bool isChild(std::int64_t id) { return id > 1; } // an open handle keeps the num
 namespace {
 
 /// The processes of a tree. While their handles are open, no other process has their numbers.
-class ProcessTree
+class KilledTree
 {
 public:
-    ProcessTree() = default;
-    ~ProcessTree()
+    KilledTree() = default;
+    ~KilledTree()
     {
         for (const Member &member : m_members)
             CloseHandle(member.handle);
     }
-    ProcessTree(const ProcessTree &) = delete;
-    ProcessTree &operator=(const ProcessTree &) = delete;
+    KilledTree(const KilledTree &) = delete;
+    KilledTree &operator=(const KilledTree &) = delete;
 
     /// Kills the process \p id and adds it. False when that is not possible, and for a process
     /// that is not younger than its parent, which has the number of an earlier one.
@@ -82,14 +82,14 @@ private:
 
 } // namespace
 
-const ProcessTree::Member *ProcessTree::find(DWORD id) const
+const KilledTree::Member *KilledTree::find(DWORD id) const
 {
     const auto hasId = [id](const Member &member) { return member.id == id; };
     const auto found = std::find_if(m_members.begin(), m_members.end(), hasId);
     return found == m_members.end() ? nullptr : &*found;
 }
 
-bool ProcessTree::kill(DWORD id, const FILETIME *startOfParent)
+bool KilledTree::kill(DWORD id, const FILETIME *startOfParent)
 {
     const DWORD rights = PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE;
     const HANDLE process = OpenProcess(rights, FALSE, id);
@@ -113,7 +113,7 @@ bool ProcessTree::kill(DWORD id, const FILETIME *startOfParent)
     return true;
 }
 
-bool ProcessTree::killChildren()
+bool KilledTree::killChildren()
 {
     const HANDLE list = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
     if (list == INVALID_HANDLE_VALUE)
@@ -133,7 +133,7 @@ bool ProcessTree::killChildren()
     return isAnyKilled;
 }
 
-void ProcessTree::wait(std::chrono::milliseconds limit) const
+void KilledTree::wait(std::chrono::milliseconds limit) const
 {
     const auto end = std::chrono::steady_clock::now() + limit;
     for (const Member &member : m_members) {
@@ -152,7 +152,7 @@ bool killProcessTree(std::int64_t id)
     if (run(killCommandLine(id)))
         return true;
 
-    ProcessTree tree;
+    KilledTree tree;
     if (!tree.kill(static_cast<DWORD>(id), nullptr))
         return false;
     while (tree.killChildren()) {
