@@ -163,8 +163,6 @@ void setInterruptFunction(bool (*interrupt)())
     wasFunctionCalled = false;
 }
 
-void endReadsAtInterrupt(bool) {}
-
 void endCancelled()
 {
     leave();

@@ -30,13 +30,13 @@ static ScriptReply interpret(const QString &code, ScriptUnit unit = ScriptUnit::
     return ScriptManager::instance().interpret(code, "py", unit);
 }
 
-/// Makes the next Ctrl-C end the script that runs, if there is one, and a second one the program.
+/// Makes Ctrl-C raise KeyboardInterrupt in the script that runs.
 static void interruptByKey()
 {
-    Terminal::setInterruptFunction([] {
-        ScriptManager::interrupt();
-        return true;
-    });
+    interpret("import signal\n"
+              "signal.signal(signal.SIGINT, signal.default_int_handler)\n"
+              "del signal\n",
+              ScriptUnit::File);
 }
 
 /// Sets the arguments as Python does, and lets scripts import the modules beside FILE, or in the
@@ -81,7 +81,6 @@ static Result converse(const QCommandLineParser &given, Host &host)
 
     for (;;) {
         QString line;
-        interruptByKey();
         const auto outcome = editor.read(lines.isEmpty() ? ">>> " : "... ", line);
         if (outcome == LineEditor::Outcome::End) {
             std::printf("\n");
@@ -99,7 +98,6 @@ static Result converse(const QCommandLineParser &given, Host &host)
             isKept = false;
         }
         lines.append(line);
-        interruptByKey();
         const ScriptReply reply = interpret(lines.join('\n'));
         if (reply.state == ScriptReply::Exit)
             return {exitCode(reply), {}};
@@ -133,15 +131,12 @@ static Result run(const QCommandLineParser &given, Host &host)
     if (!startScripts(error) || !prepare(arguments, error))
         return failed(error);
 
-    const auto runFile = [&] { return path.isEmpty() || ScriptManager::instance().execute(path); };
-    if (Terminal::isTerminal(Terminal::Stream::Input)) {
+    const bool isConsole = Terminal::isTerminal(Terminal::Stream::Input);
+    if (isConsole)
         interruptByKey();
-        runFile();
-        const Result result = converse(given, host);
-        Terminal::setInterruptFunction(nullptr);
-        return result;
-    }
-    const bool isGood = runFile();
+    const bool isGood = path.isEmpty() || ScriptManager::instance().execute(path);
+    if (isConsole)
+        return converse(given, host);
     Result result = runInput();
     if (!isGood && result.code == Good)
         return failed(QString("The script \"%1\" has failed").arg(path));
