@@ -166,9 +166,11 @@ LineEditor::Outcome LineEditor::read(const QString &prompt, QString &line)
         return readPlainLine(prompt, line);
     d->prompt = prompt.toLocal8Bit();
     d->isInterrupted = false;
+    Terminal::lendTerminal(true);
+    // Before the prompt is shown: a Ctrl-D or Ctrl-C that is typed after it must arrive as a key.
+    el_set(d->edit, EL_PREP_TERM, 1);
     el_resize(d->edit);
     int size = 0;
-    Terminal::lendTerminal(true);
     const char *const text = el_gets(d->edit, &size);
     Terminal::lendTerminal(false);
     if (d->isInterrupted)
