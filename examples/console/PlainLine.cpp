@@ -1,5 +1,7 @@
 #include "examples/console/PlainLine.h"
 
+#include "examples/console/Terminal.h"
+
 #include <QByteArray>
 
 #include <cerrno>
@@ -7,10 +9,24 @@
 
 namespace Kelm {
 
+namespace {
+
+/// Makes Ctrl-C end a read while it exists.
+struct InterruptibleRead
+{
+    InterruptibleRead() { Terminal::endReadsAtInterrupt(true); }
+    ~InterruptibleRead() { Terminal::endReadsAtInterrupt(false); }
+    InterruptibleRead(const InterruptibleRead &) = delete;
+    InterruptibleRead &operator=(const InterruptibleRead &) = delete;
+};
+
+} // namespace
+
 LineEditor::Outcome readPlainLine(const QString &prompt, QString &line)
 {
     std::fputs(prompt.toUtf8().constData(), stdout);
     std::fflush(stdout);
+    const InterruptibleRead interruptible;
     QByteArray bytes;
     for (;;) {
         errno = 0;

@@ -66,6 +66,10 @@ bool wasInterrupted();
 /// false, the program ends.
 void setInterruptFunction(bool (*interrupt)());
 
+/// Sets whether a read that waits ends at Ctrl-C, and fails with EINTR, when the program does not
+/// end. On Windows it always ends.
+void endReadsAtInterrupt(bool on);
+
 /// Ends the program at once, as after Ctrl-C.
 [[noreturn]] void endCancelled();
 

@@ -248,6 +248,12 @@ void setInterruptFunction(bool (*interrupt)())
     wasFunctionCalled = 0;
 }
 
+void endReadsAtInterrupt(bool on)
+{
+    if (!isIgnored(SIGINT))
+        handle(SIGINT, onInterrupt, on ? 0 : SA_RESTART);
+}
+
 void endCancelled()
 {
     leave();

@@ -163,6 +163,8 @@ void setInterruptFunction(bool (*interrupt)())
     wasFunctionCalled = false;
 }
 
+void endReadsAtInterrupt(bool) {}
+
 void endCancelled()
 {
     leave();

@@ -152,6 +152,9 @@ private Q_SLOTS:
 
         QTest::newRow("a loop") << QByteArray(
             "while x: x[0] or sys.stdout.write('go') or x.insert(0, 1)\r\r");
+        QTest::newRow("a process")
+            << QByteArray("sys.stdout.write('go'); sys.stdout.flush(); Utils.Process('setsid', "
+                          "['sleep', '30']).run()\r");
         QTest::newRow("a sleep") << QByteArray(
             "sys.stdout.write('go'); sys.stdout.flush(); time.sleep(60)\r");
     }
@@ -162,7 +165,7 @@ private Q_SLOTS:
         const QTemporaryDir home;
         Console console(home);
         QVERIFY(console.waitFor(">>> "));
-        console.press("import sys, time; x = [0]\r");
+        console.press("import sys, time; from KelmUtils import Utils; x = [0]\r");
         QVERIFY(console.waitFor(">>> "));
         console.press(statement.replace("go') or", "go') or sys.stdout.flush() or"));
         QVERIFY(console.waitFor("\ngo"));
@@ -171,7 +174,7 @@ private Q_SLOTS:
 
         console.press("\x03"); // Ctrl-C
 
-        QVERIFY(console.waitFor("KeyboardInterrupt\r\n"));
+        QVERIFY(console.waitFor("KeyboardInterrupt: The script was interrupted.\r\n"));
         QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
         QVERIFY(console.answers("6 * 7", "42\r\n"));
         QVERIFY(console.waitFor(">>> "));
@@ -202,6 +205,20 @@ private Q_SLOTS:
         const QTemporaryDir home;
         Console console(home, {}, "dumb");
         QVERIFY(console.answers("6 * 7", "42\r\n"));
+        QVERIFY(console.waitFor(">>> "));
+        console.press("if 1:\r");
+        QVERIFY(console.waitFor("... "));
+        console.press("\x03");
+        QVERIFY(console.waitFor("KeyboardInterrupt\r\n"));
+        QVERIFY(console.waitFor(">>> "));
+        console.press("\x03");
+        QVERIFY(console.waitFor("KeyboardInterrupt\r\n"));
+        QVERIFY(console.waitFor(">>> "));
+        console.press("import time; time.sleep(60)\r");
+        QVERIFY(console.waitFor("\n"));
+        QTest::qWait(300);
+        console.press("\x03");
+        QVERIFY(console.waitFor("KeyboardInterrupt"));
         QVERIFY(console.waitFor(">>> "));
         console.press("exit(3)\r");
 

@@ -191,9 +191,10 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output, QString("5\n"));
         QCOMPARE(m_kelm.status, 0);
 
-        for (const QString wrong : {"0", "-1", "x", "nan", "1e300", ""}) {
+        for (const QString wrong : {"0", "-1", "x", "nan", "1e300", "", "0.0005", "3000000"}) {
             QVERIFY(m_kelm.run({"run", "--limit=" + wrong, path}));
-            QCOMPARE(m_kelm.error, QString("kelm run: --limit must be a number of seconds. See "
+            QCOMPARE(m_kelm.error, QString("kelm run: --limit must be a number of seconds from "
+                                           "0.001 to 2147483. See "
                                            "kelm run --help\n"));
             QCOMPARE(m_kelm.status, 2);
         }

@@ -30,13 +30,13 @@ static ScriptReply interpret(const QString &code, ScriptUnit unit = ScriptUnit::
     return ScriptManager::instance().interpret(code, "py", unit);
 }
 
-/// Makes Ctrl-C raise KeyboardInterrupt in the script that runs.
+/// Makes the next Ctrl-C end the script that runs, if there is one, and a second one the program.
 static void interruptByKey()
 {
-    interpret("import signal\n"
-              "signal.signal(signal.SIGINT, signal.default_int_handler)\n"
-              "del signal\n",
-              ScriptUnit::File);
+    Terminal::setInterruptFunction([] {
+        ScriptManager::interrupt();
+        return true;
+    });
 }
 
 /// Sets the arguments as Python does, and lets scripts import the modules beside FILE, or in the
@@ -81,6 +81,7 @@ static Result converse(const QCommandLineParser &given, Host &host)
 
     for (;;) {
         QString line;
+        interruptByKey();
         const auto outcome = editor.read(lines.isEmpty() ? ">>> " : "... ", line);
         if (outcome == LineEditor::Outcome::End) {
             std::printf("\n");
@@ -98,6 +99,7 @@ static Result converse(const QCommandLineParser &given, Host &host)
             isKept = false;
         }
         lines.append(line);
+        interruptByKey();
         const ScriptReply reply = interpret(lines.join('\n'));
         if (reply.state == ScriptReply::Exit)
             return {exitCode(reply), {}};
@@ -131,12 +133,15 @@ static Result run(const QCommandLineParser &given, Host &host)
     if (!startScripts(error) || !prepare(arguments, error))
         return failed(error);
 
-    const bool isConsole = Terminal::isTerminal(Terminal::Stream::Input);
-    if (isConsole)
+    const auto runFile = [&] { return path.isEmpty() || ScriptManager::instance().execute(path); };
+    if (Terminal::isTerminal(Terminal::Stream::Input)) {
         interruptByKey();
-    const bool isGood = path.isEmpty() || ScriptManager::instance().execute(path);
-    if (isConsole)
-        return converse(given, host);
+        runFile();
+        const Result result = converse(given, host);
+        Terminal::setInterruptFunction(nullptr);
+        return result;
+    }
+    const bool isGood = runFile();
     Result result = runInput();
     if (!isGood && result.code == Good)
         return failed(QString("The script \"%1\" has failed").arg(path));

@@ -86,7 +86,7 @@ static Result run(const QCommandLineParser &given, Host &host)
         bool isNumber = false;
         const double limit = given.value("limit").toDouble(&isNumber) * 1000.0;
         if (!isNumber || !(limit >= 1.0 && limit <= std::numeric_limits<int>::max()))
-            return misused("--limit must be a number of seconds");
+            return misused("--limit must be a number of seconds from 0.001 to 2147483");
         ScriptManager::setTimeLimit(static_cast<int>(limit));
     }
     Data::String error;
