@@ -169,6 +169,7 @@ private Q_SLOTS:
         QVERIFY(console.waitFor(">>> "));
         console.press(statement.replace("go') or", "go') or sys.stdout.flush() or"));
         QVERIFY(console.waitFor("\ngo"));
+        QTest::qWait(200); // until it waits
         QElapsedTimer timer;
         timer.start();
 
