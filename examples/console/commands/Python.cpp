@@ -137,7 +137,7 @@ static Result run(const QCommandLineParser &given, Host &host)
     if (Terminal::isTerminal(Terminal::Stream::Input)) {
         interruptByKey();
         runFile();
-        const Result result = converse(given, host);
+        Result result = converse(given, host);
         Terminal::setInterruptFunction(nullptr);
         return result;
     }
