@@ -24,9 +24,9 @@ struct InterruptibleRead
 
 LineEditor::Outcome readPlainLine(const QString &prompt, QString &line)
 {
+    const InterruptibleRead interruptible;
     std::fputs(prompt.toUtf8().constData(), stdout);
     std::fflush(stdout);
-    const InterruptibleRead interruptible;
     QByteArray bytes;
     for (;;) {
         errno = 0;

@@ -209,15 +209,18 @@ private Q_SLOTS:
         QVERIFY(console.waitFor(">>> "));
         console.press("if 1:\r");
         QVERIFY(console.waitFor("... "));
+        QTest::qWait(200); // until it reads
         console.press("\x03");
         QVERIFY(console.waitFor("KeyboardInterrupt\r\n"));
         QVERIFY(console.waitFor(">>> "));
+        QTest::qWait(200); // until it reads
         console.press("\x03");
         QVERIFY(console.waitFor("KeyboardInterrupt\r\n"));
         QVERIFY(console.waitFor(">>> "));
         console.press("import time; time.sleep(60)\r");
         QVERIFY(console.waitFor("\n"));
         QTest::qWait(300);
+        QTest::qWait(200); // until it reads
         console.press("\x03");
         QVERIFY(console.waitFor("KeyboardInterrupt"));
         QVERIFY(console.waitFor(">>> "));
