@@ -219,8 +219,7 @@ private Q_SLOTS:
         QVERIFY(console.waitFor(">>> "));
         console.press("import time; time.sleep(60)\r");
         QVERIFY(console.waitFor("\n"));
-        QTest::qWait(300);
-        QTest::qWait(200); // until it reads
+        QTest::qWait(500); // until it sleeps
         console.press("\x03");
         QVERIFY(console.waitFor("KeyboardInterrupt"));
         QVERIFY(console.waitFor(">>> "));

@@ -270,10 +270,10 @@ public:
     ///
     ///     "a\nb\r\n\n10%\r20%\rend"  => "a", "b", "", "10%", "20%", "end"
     ///
-    /// The lines arrive when an event loop runs or within 10 ms during wait(), run(), stop() and a
-    /// sendData() that waits, the last ones before others are told by the signal finished(int,
-    /// QProcess::ExitStatus) of object(). A start() drops the lines of an earlier program that have
-    /// not been delivered.
+    /// The lines arrive when an event loop runs, within 10 ms during wait(), run() and stop(), and
+    /// at the end of a sendData() that waits; the last ones before others are told by the signal
+    /// finished(int, QProcess::ExitStatus) of object(). A start() drops the lines of an earlier
+    /// program that have not been delivered.
     ///
     /// The function may do anything: replace itself, kill() or delete this object, which drops the
     /// remaining lines, start other programs, or run an event loop. It is not called again before

@@ -335,18 +335,24 @@ static PyGetSetDef inputProperties[] = {
     {nullptr, nullptr, nullptr, nullptr, nullptr},
 };
 
+/// Sets what both types of streams have in common.
+static void prepare(PyTypeObject &type, const char *name)
+{
+    Py_REFCNT(&type) = 1;
+    type.tp_name = name;
+    type.tp_basicsize = sizeof(Stream);
+    type.tp_flags = Py_TPFLAGS_DEFAULT;
+    type.tp_dealloc = release;
+    type.tp_members = members;
+}
+
 /// Returns a type, or null with the error set.
 static PyTypeObject *outputType()
 {
     static PyTypeObject type;
     if (!type.tp_name) {
-        Py_REFCNT(&type) = 1;
-        type.tp_name = "ScriptOutput";
-        type.tp_basicsize = sizeof(Stream);
-        type.tp_flags = Py_TPFLAGS_DEFAULT;
-        type.tp_dealloc = release;
+        prepare(type, "ScriptOutput");
         type.tp_methods = outputMethods;
-        type.tp_members = members;
         type.tp_getset = outputProperties;
     }
     return PyType_Ready(&type) == 0 ? &type : nullptr;
@@ -356,15 +362,10 @@ static PyTypeObject *inputType()
 {
     static PyTypeObject type;
     if (!type.tp_name) {
-        Py_REFCNT(&type) = 1;
-        type.tp_name = "ScriptInput";
-        type.tp_basicsize = sizeof(Stream);
-        type.tp_flags = Py_TPFLAGS_DEFAULT;
-        type.tp_dealloc = release;
+        prepare(type, "ScriptInput");
         type.tp_iter = iterator;
         type.tp_iternext = next;
         type.tp_methods = inputMethods;
-        type.tp_members = members;
         type.tp_getset = inputProperties;
     }
     return PyType_Ready(&type) == 0 ? &type : nullptr;
