@@ -4,6 +4,7 @@
 #   Development  libkelmutils-dev         headers, also those of Python, descriptions, and printers for gdb
 #   Python       libkelmutils-python27    the private Python 2.7 with its SIP runtime
 #   Console      kelm                     the console host with its resources
+#   Workbench    kelm-workbench           the workbench, with what a desktop knows it by
 
 if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
     return()
@@ -23,17 +24,20 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(folder "${PROJECT_BINARY_DIR}/packages")
 set(CPACK_PACKAGE_DIRECTORY "${folder}")
 
-# kelm_package(Component name section description [DEPENDS package...] [LICENCE file...]): the
-# package \p name of a component, which depends on \p package. It has a copyright of its own and of
-# each \p file.
+# kelm_package(Component name section description
+#     [DEPENDS package...] [RECOMMENDS package...] [LICENCE file...]):
+# the package \p name of a component, which depends on \p package. It has a copyright of its own and
+# of each \p file.
 function(kelm_package component name section description)
-    cmake_parse_arguments(PARSE_ARGV 4 arg "" "" "DEPENDS;LICENCE")
+    cmake_parse_arguments(PARSE_ARGV 4 arg "" "" "DEPENDS;RECOMMENDS;LICENCE")
     string(TOUPPER "CPACK_DEBIAN_${component}" prefix)
     string(JOIN ", " depends ${arg_DEPENDS})
+    string(JOIN ", " recommends ${arg_RECOMMENDS})
     set(${prefix}_PACKAGE_NAME "${name}" PARENT_SCOPE)
     set(${prefix}_PACKAGE_SECTION "${section}" PARENT_SCOPE)
     set(${prefix}_DESCRIPTION "${description}" PARENT_SCOPE)
     set(${prefix}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
+    set(${prefix}_PACKAGE_RECOMMENDS "${recommends}" PARENT_SCOPE)
 
     set(texts "${folder}/doc/${name}")
     set(copyright "")
@@ -96,6 +100,19 @@ Runs scripts, and shows and changes tables, tag files, XML documents and setting
 line."
         DEPENDS "libkelmutils1 ${same}"
         LICENCE ${licences}
+    )
+endif()
+set(workbench "")
+if(TARGET workbench)
+    set(workbench "$<TARGET_FILE:workbench>")
+    list(APPEND CPACK_COMPONENTS_ALL Workbench)
+    # A program has one folder of resources, so the two programs share that of the console host.
+    kelm_package(Workbench kelm-workbench science
+"tables, plots and statistics of measurements
+Opens tables in nearly any layout, of any size, and shows, sorts, filters, searches, plots and
+changes them. Plots are written as PNG, SVG and PDF."
+        DEPENDS "libkelmutils1 ${same}" "kelm ${same}"
+        RECOMMENDS qttranslations5-l10n # the texts of Qt's own dialogs
     )
 endif()
 

@@ -9,7 +9,8 @@
 #include "utils/files/File.h"
 #include "utils/settings/Settings.h"
 
-#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QIcon>
 
 namespace Workbench {
 
@@ -18,11 +19,13 @@ Session::Session(const QMap<QString, QString> &variables, const QString &languag
 {
     Utils::setApplication(&m_host);
     const QString preferred = Preferences::language.value();
-    loadTexts(variables.value("RES_DIR"), language.isEmpty() ? preferred : language);
+    const QString resources = variables.value("RES_DIR");
+    loadTexts(resources, language.isEmpty() ? preferred : language);
     Utils::File::setSafeWriting(true);
     Utils::CSVTable().setHoleValue(Data::noValue); // for all tables in memory
     if (Utils::Settings().canExport("Window"))     // which is of this screen
         Utils::Settings().setFlags("Window", /*canExport=*/false, /*canReset=*/true);
+    QGuiApplication::setWindowIcon(QIcon(Utils::File::join(resources, "icons/kelm-workbench.svg")));
     m_window = std::make_unique<MainWindow>();
     m_host.setWindow(m_window.get(), m_window->statusBar());
 }

@@ -34,6 +34,9 @@ endif()
 if(KELM)
     list(APPEND packages kelm)
 endif()
+if(WORKBENCH)
+    list(APPEND packages kelm-workbench)
+endif()
 file(GLOB made RELATIVE "${SCRATCH_DIR}" "${SCRATCH_DIR}/*.deb")
 set(expected "${packages}")
 list(TRANSFORM expected APPEND "_${VERSION}_${ARCHITECTURE}.deb")
@@ -74,6 +77,12 @@ expect(libkelmutils-dev Depends "libkelmutils1 \\(= ${version}\\)" "qtbase5-dev 
 expect(libkelmutils-dev Section "^libdevel$")
 if(KELM)
     expect(kelm Depends "libkelmutils1 \\(= ${version}\\)" "libqt5core5a")
+endif()
+if(WORKBENCH)
+    expect(kelm-workbench Depends "libkelmutils1 \\(= ${version}\\)" "kelm \\(= ${version}\\)"
+        "libqwt-qt5-6" "libqt5widgets5" "libqt5svg5")
+    expect(kelm-workbench Recommends "^qttranslations5-l10n$")
+    expect(kelm-workbench Section "^science$")
 endif()
 if(PYTHON_HOME)
     expect(libkelmutils1 Depends "libkelmutils-python27 \\(= ${version}\\)")
@@ -122,3 +131,45 @@ check_gdb_file("/usr")
 foreach(METHOD IN ITEMS find_package pkg-config)
     include("${CMAKE_CURRENT_LIST_DIR}/Consumer.cmake")
 endforeach()
+
+# Manual pages, and what a desktop knows the workbench by.
+set(files "")
+if(KELM)
+    list(APPEND files man/man1/kelm.1.gz)
+endif()
+if(WORKBENCH)
+    list(APPEND files
+        man/man1/kelm-workbench.1.gz
+        applications/kelm-workbench.desktop
+        icons/hicolor/scalable/apps/kelm-workbench.svg
+        metainfo/example.kelmutils.workbench.metainfo.xml
+        mime/packages/kelm-workbench.xml
+    )
+endif()
+foreach(file IN LISTS files)
+    if(NOT EXISTS "${PREFIX}/share/${file}")
+        message(FATAL_ERROR "Not installed: share/${file}")
+    endif()
+    if(file MATCHES "\\.gz$")
+        run(gzip --test "${PREFIX}/share/${file}")
+    endif()
+endforeach()
+if(WORKBENCH)
+    run(env -u DISPLAY "${PREFIX}/bin/kelm-workbench" --version)
+    if(NOT output STREQUAL "kelm-workbench ${VERSION}\n")
+        message(FATAL_ERROR "kelm-workbench --version prints ${output}")
+    endif()
+    run(env -u DISPLAY "${PREFIX}/bin/kelm-workbench" --help)
+    execute_process(
+        COMMAND "${SOURCE_DIR}/tests/workbench/display"
+            "${PYTHON}" "${CMAKE_CURRENT_LIST_DIR}/window.py"
+            "${PREFIX}/bin/kelm-workbench" "${SOURCE_DIR}/examples/data/load_curve.csv"
+            "${PREFIX}/share/applications/kelm-workbench.desktop"
+        RESULT_VARIABLE result
+    )
+    if(result EQUAL 77)
+        message(STATUS "The window of the installed workbench is not tested")
+    elseif(result)
+        message(FATAL_ERROR "The installed workbench shows no window as it should")
+    endif()
+endif()
