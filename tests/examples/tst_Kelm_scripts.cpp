@@ -286,6 +286,44 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(m_folder.filePath("tour")));
     }
 
+    void demoTellsHowTheWorkbenchIsStarted_data()
+    {
+        QTest::addColumn<QString>("display");
+        QTest::addColumn<QString>("wayland");
+        QTest::addColumn<QString>("workbench");
+        QTest::addColumn<bool>("isTold");
+
+        // Any program stands for it: it is not started.
+        // clang-format off
+        QTest::newRow("with a display") << ":0" << "" << KELM_PROGRAM << true;
+        QTest::newRow("with Wayland") << "" << "wayland-0" << KELM_PROGRAM << true;
+        QTest::newRow("without a display") << "" << "" << KELM_PROGRAM << false;
+        QTest::newRow("not built") << ":0" << "" << KELM_PROGRAM "-none" << false;
+        // clang-format on
+    }
+
+    void demoTellsHowTheWorkbenchIsStarted()
+    {
+        QFETCH(QString, display);
+        QFETCH(QString, wayland);
+        QFETCH(QString, workbench);
+        QFETCH(bool, isTold);
+        Program demo(m_home.path());
+        demo.environment = QStringList{"DISPLAY=" + display, "WAYLAND_DISPLAY=" + wayland};
+        QProcess process;
+        const QString root = QStringLiteral(KELMUTILS_SAMPLES "/../..");
+        demo.start(process, root + "/examples/scripts/window", {workbench});
+
+        QVERIFY(demo.finish(process));
+
+        QCOMPARE(demo.status, 0);
+        const QString line = "$ " + workbench + " examples/data/load_curve.csv\n";
+        QCOMPARE(demo.output.endsWith(line), isTold);
+        QCOMPARE(demo.output.isEmpty(), !isTold);
+        const QByteArray lastOfDemo = contentsOf(root + "/demo").trimmed().split('\n').last();
+        QVERIFY(lastOfDemo.startsWith("examples/scripts/window build/default/bin/"));
+    }
+
     void endsQuietlyWhenNobodyReadsTheScriptsOutput()
     {
         const QString path = script("a.py", "for i in range(100000):\n    print i\n");
