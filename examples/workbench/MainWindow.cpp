@@ -1,5 +1,6 @@
 #include "examples/workbench/MainWindow.h"
 
+#include "examples/workbench/Command.h"
 #include "examples/workbench/Document.h"
 #include "examples/workbench/DocumentTab.h"
 #include "examples/workbench/Kinds.h"
@@ -98,11 +99,7 @@ Pane *MainWindow::tool(const QString &name) const
 QAction *MainWindow::addCommand(QMenu *menu, const char *name, const QKeySequence &shortcut,
                                 const std::function<void()> &run)
 {
-    auto *const action = new QAction(this);
-    action->setObjectName(name);
-    action->setShortcut(shortcut);
-    bindText(action, "text", QByteArray(".ctx.") + name);
-    connect(action, &QAction::triggered, this, [run] { run(); });
+    QAction *const action = makeCommand(this, name, shortcut, run);
     menu->addAction(action);
     return action;
 }

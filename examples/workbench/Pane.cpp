@@ -1,5 +1,6 @@
 #include "examples/workbench/Pane.h"
 
+#include "examples/workbench/Command.h"
 #include "examples/workbench/Texts.h"
 
 #include <QAction>
@@ -21,11 +22,7 @@ void Pane::restoreState() {}
 QAction *Pane::addCommand(const char *name, const QKeySequence &shortcut,
                           const std::function<void()> &run)
 {
-    auto *const action = new QAction(this);
-    action->setObjectName(name);
-    action->setShortcut(shortcut);
-    bindText(action, "text", QByteArray(".ctx.") + name);
-    connect(action, &QAction::triggered, this, [run] { run(); });
+    QAction *const action = makeCommand(this, name, shortcut, run);
     addAction(action);
     return action;
 }

@@ -37,8 +37,8 @@ public:
     virtual void restoreState();
 
 protected:
-    /// Adds an action to the menu of the pane: QWidget::actions() are the entries, in their order.
-    /// \p name is the id of its text without ".ctx.", and its object name.
+    /// Adds the action of makeCommand() to the menu of the pane: QWidget::actions() are the entries,
+    /// in their order.
     QAction *addCommand(const char *name, const QKeySequence &shortcut,
                         const std::function<void()> &run);
     void addSeparator();
