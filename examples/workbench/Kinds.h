@@ -32,6 +32,7 @@ struct ToolKind
     const char *name; ///< of the dock, in the settings
     Qt::DockWidgetArea area;
     Pane *(*make)(QWidget *parent);
+    bool isHiddenAtFirst = false; ///< until the user shows it, by the menu Window
 };
 
 /// All tools, in the order of their menus.

@@ -153,8 +153,22 @@ void MainWindow::addEditMenu()
     connect(&m_changes, &QUndoGroup::canRedoChanged, redo, &QAction::setEnabled);
 }
 
+/// The widget in \p pane that gets the focus when the pane does.
+static QWidget *focusTarget(QWidget *pane)
+{
+    if (pane->focusPolicy() != Qt::NoFocus || pane->focusProxy())
+        return pane;
+    const QList<QWidget *> parts = pane->findChildren<QWidget *>();
+    for (QWidget *const part : parts) {
+        if ((part->focusPolicy() & Qt::TabFocus) && part->isVisible() && part->isEnabled())
+            return part;
+    }
+    return pane;
+}
+
 void MainWindow::addTools()
 {
+    QMap<Qt::DockWidgetArea, QDockWidget *> lastIn;
     for (const ToolKind &kind : toolKinds()) {
         auto *const dock = new QDockWidget(this);
         dock->setObjectName(kind.name);
@@ -162,7 +176,18 @@ void MainWindow::addTools()
         bindText(dock, "windowTitle", tool->title());
         dock->setWidget(tool);
         addDockWidget(kind.area, dock);
+        if (lastIn.contains(kind.area))
+            tabifyDockWidget(lastIn.value(kind.area), dock);
+        lastIn[kind.area] = dock;
+        dock->setHidden(kind.isHiddenAtFirst);
         m_tools.append(tool);
+        connect(tool, &Pane::openWanted, this, [this](const QString &path) { openFiles({path}); });
+        connect(dock->toggleViewAction(), &QAction::triggered, dock, [dock](bool isShown) {
+            if (!isShown)
+                return;
+            dock->raise();
+            focusTarget(dock->widget())->setFocus(Qt::ShortcutFocusReason);
+        });
         if (!tool->actions().isEmpty())
             addMenu(tool->title())->addActions(tool->actions());
     }
@@ -328,19 +353,6 @@ void MainWindow::updateTitles()
     setWindowModified(tab && tab->document().isChanged());
     m_format->setText(tab ? tab->document().description() : QString());
     m_format->setEnabled(tab);
-}
-
-/// The widget in \p pane that gets the focus when the pane does.
-static QWidget *focusTarget(QWidget *pane)
-{
-    if (pane->focusPolicy() != Qt::NoFocus || pane->focusProxy())
-        return pane;
-    const QList<QWidget *> parts = pane->findChildren<QWidget *>();
-    for (QWidget *const part : parts) {
-        if ((part->focusPolicy() & Qt::TabFocus) && part->isVisible() && part->isEnabled())
-            return part;
-    }
-    return pane;
 }
 
 void MainWindow::moveFocus(int step)

@@ -19,6 +19,8 @@
 #include <QStatusBar>
 #include <QTabWidget>
 
+#include <algorithm>
+
 namespace Workbench {
 
 using Utils::File;
@@ -165,11 +167,14 @@ void MainWindow::reload(DocumentTab &tab)
 
 void MainWindow::closeEvent(QCloseEvent *event)
 {
-    for (DocumentTab *const tab : tabs()) {
-        if (!mayClose(*tab)) {
-            event->ignore();
-            return;
-        }
+    const auto documents = tabs();
+    const bool mayEnd =
+        std::all_of(documents.begin(), documents.end(),
+                    [this](DocumentTab *tab) { return mayClose(*tab); }) &&
+        std::all_of(m_tools.begin(), m_tools.end(), [](Pane *tool) { return tool->mayClose(); });
+    if (!mayEnd) {
+        event->ignore();
+        return;
     }
     saveLayout();
     QMainWindow::closeEvent(event);

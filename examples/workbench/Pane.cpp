@@ -4,6 +4,7 @@
 #include "examples/workbench/Texts.h"
 
 #include <QAction>
+#include <QDockWidget>
 #include <QEvent>
 
 namespace Workbench {
@@ -16,8 +17,17 @@ Pane::Pane(const char *title, QWidget *parent) : QWidget(parent), m_title(title)
 
 void Pane::setCurrentView(Pane *) {}
 void Pane::updateTexts() {}
+bool Pane::mayClose() { return true; }
 void Pane::saveState() const {}
 void Pane::restoreState() {}
+
+void Pane::reveal()
+{
+    if (auto *const dock = qobject_cast<QDockWidget *>(parentWidget())) {
+        dock->show();
+        dock->raise();
+    }
+}
 
 QAction *Pane::addCommand(const char *name, const QKeySequence &shortcut,
                           const std::function<void()> &run)

@@ -31,14 +31,24 @@ public:
     /// Sets the texts that are not bound by bindText(), after a change of the language.
     virtual void updateTexts();
 
+    /// Asks the user when closing the window would lose something, such as a program that runs.
+    /// False keeps the window open. After true the pane may be destroyed at any time.
+    virtual bool mayClose();
+
     /// Stores what the user has chosen in the pane, and does it again; called at the end and at the
     /// start of the program. Values belong in a group of the pane's own.
     virtual void saveState() const;
     virtual void restoreState();
 
+Q_SIGNALS:
+    void openWanted(const QString &path); ///< a file, in a tab
+
 protected:
-    /// Adds the action of makeCommand() to the menu of the pane: QWidget::actions() are the entries,
-    /// in their order.
+    /// Shows the dock of a tool, in front of others.
+    void reveal();
+
+    /// Adds the action of makeCommand() to the menu of the pane: QWidget::actions() are the
+    /// entries, in their order.
     QAction *addCommand(const char *name, const QKeySequence &shortcut,
                         const std::function<void()> &run);
     void addSeparator();
