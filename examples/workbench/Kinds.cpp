@@ -1,6 +1,7 @@
 #include "examples/workbench/Kinds.h"
 
 #include "examples/workbench/plot/PlotPane.h"
+#include "examples/workbench/process/ProcessPane.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
 
@@ -38,6 +39,9 @@ const std::vector<ToolKind> &toolKinds()
     static const std::vector<ToolKind> kinds = {
         {"Plot", Qt::RightDockWidgetArea,
          [](QWidget *parent) -> Pane * { return new PlotPane(parent); }},
+        {"Processes", Qt::BottomDockWidgetArea,
+         [](QWidget *parent) -> Pane * { return new ProcessPane(parent); },
+         /*isHiddenAtFirst=*/true},
     };
     return kinds;
 }

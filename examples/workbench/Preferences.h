@@ -13,6 +13,12 @@ inline const Utils::Setting<Data::String> language("Workbench/language", "");
 /// A table of more megabytes is not held in memory: it is shown from its file and not changed.
 inline const Utils::Setting<int> memoryLimit("Workbench/memoryLimit", 64, 1, 1024);
 
+/// How long a program that is cancelled is waited for before it is killed, in seconds.
+inline const Utils::Setting<int> stopTime("Workbench/stopTime", 2, 0, 60);
+
+/// How many lines of the output of a program are kept in the view.
+inline const Utils::Setting<int> outputLines("Workbench/outputLines", 10000, 100, 1000000);
+
 /// The list of recent files, as Settings::addMRU() names it.
 inline const Data::String recentFiles = "workbench";
 

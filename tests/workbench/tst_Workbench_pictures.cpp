@@ -5,14 +5,17 @@
 
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/table/TableView.h"
+#include "utils/settings/Settings.h"
 #include "utils/strings/StringTable.h"
 
 #include <QAbstractButton>
 #include <QDir>
+#include <QDockWidget>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QProcess>
+#include <QProgressBar>
 #include <QScreen>
 #include <QTableView>
 
@@ -89,6 +92,30 @@ private:
         return m_resources.path();
     }
 
+    /// The solver has run, and its result is plotted.
+    static void showProcesses(TestWindow &test, const QString &language)
+    {
+        Workbench::Pane &pane = *test.window().tool("Processes");
+        test.window().findChild<QDockWidget *>("Processes")->toggleViewAction()->trigger();
+        Utils::Settings("gui").setString("tempPath", QFileInfo(test.path("x")).path());
+        qputenv("PATH", QFileInfo(KELM_SOLVER).path().toUtf8() + ':' + qgetenv("PATH"));
+        const QMap<const char *, QString> fields{
+            {"processCommand", QFileInfo(KELM_SOLVER).fileName()},
+            {"processArguments", "--seconds 1 --children 2 --output rod.csv"},
+            {"processFolder", QString()}, // in the picture is none of this machine
+            {"processResult", "rod.csv"},
+            {"processLog", "solver.log"}};
+        for (auto field = fields.begin(); field != fields.end(); ++field)
+            pane.findChild<QLineEdit *>(field.key())->setText(*field);
+        test.press(Qt::Key_F8);
+        QTRY_VERIFY(pane.findChild<QProgressBar *>()->value() >= 50);
+        show(test.window(), "solving", language);
+        QTRY_COMPARE(test.document().path(), test.path("rod.csv"));
+        selectColumns(test, {0, 1});
+        QTest::qWait(400);
+        show(test.window(), "solved", language);
+    }
+
     QTemporaryDir m_resources;
 
 private Q_SLOTS:
@@ -134,6 +161,7 @@ private Q_SLOTS:
             QTest::keyClick(dialog, Qt::Key_Escape);
         });
         test.command("format")->trigger();
+        showProcesses(test, language);
     }
 
     void textsOfAllLanguagesAreComplete()
