@@ -32,6 +32,39 @@ static const QByteArray lastLine = "; End of the exported settings\n";
 /// The reason of the last failure as its key, as no texts are loaded.
 static QString reason() { return QString(File::lastError()).section('.', -1); }
 
+/// While it lives, the settings are those of another application, which nothing has read yet and
+/// nothing can read until repair().
+class UnreadStore
+{
+public:
+    UnreadStore(const char *application, const QByteArray &contents)
+    {
+        QCoreApplication::setApplicationName(application);
+        m_path = home.file();
+        m_isReady = !makeFile(m_path + ".aside", contents).isEmpty() && QDir().mkpath(m_path);
+    }
+    ~UnreadStore()
+    {
+        repair();
+        QFile::remove(m_path);
+        home.nameApplication();
+    }
+    UnreadStore(const UnreadStore &) = delete;
+    UnreadStore &operator=(const UnreadStore &) = delete;
+
+    bool isReady() const { return m_isReady; }
+
+    bool repair() const
+    {
+        return QDir().rmdir(m_path) && QFile::rename(m_path + ".aside", m_path) &&
+               Settings().sync();
+    }
+
+private:
+    QString m_path;
+    bool m_isReady;
+};
+
 class tst_Settings_exchange : public QObject
 {
     Q_OBJECT
@@ -136,6 +169,38 @@ private Q_SLOTS:
         QVERIFY(!isExported);
         QCOMPARE(why, QString("settings"));
         QCOMPARE(contentsOf(path()), QByteArray("before"));
+    }
+
+    void exportsNothingOfAStoreThatCannotBeReadAfterAChangeEither()
+    {
+        const UnreadStore store("ChangedUnread", "[General]\na=1\n");
+        QVERIFY(store.isReady());
+        makeFile(path(), "before");
+
+        Settings().setInt("b", 2);
+        const bool isExported = Settings().exportTo(path());
+        const QString why = reason();
+
+        QVERIFY(store.repair());
+        QVERIFY(!isExported);
+        QCOMPARE(why, QString("settings"));
+        QCOMPARE(contentsOf(path()), QByteArray("before"));
+        QVERIFY(Settings().exportTo(path()));
+        QCOMPARE(contentsOf(path()), firstLine + "[General]\na=1\nb=2\n" + lastLine);
+    }
+
+    void importsNothingIntoAStoreThatCannotBeRead()
+    {
+        const UnreadStore store("ImportUnread", "[own]\nDefault=noexport reset\nkey=kept\n");
+        QVERIFY(store.isReady());
+
+        const bool isImported = Settings().importFrom(exported("[own]\nkey=foreign\n"));
+        const QString why = reason();
+
+        QVERIFY(store.repair());
+        QCOMPARE(Settings().getString("own/key"), Data::String("kept"));
+        QVERIFY(!isImported);
+        QCOMPARE(why, QString("settings"));
     }
 
     void refusesToExportOntoItsOwnFile()
@@ -542,6 +607,20 @@ private Q_SLOTS:
         QVERIFY(Utils::WorkspaceSettings("w").resetGroup("g"));
 
         QCOMPARE(m_recorder->calls, QStringList("sig(Workspaces/w/g/a, 2)"));
+        QCOMPARE(Settings().getInt("g/a"), 1);
+    }
+
+    void resetsNothingOfAStoreThatCannotBeRead()
+    {
+        const UnreadStore store("ResetUnread", "[g]\na=1\na_default=2\n");
+        QVERIFY(store.isReady());
+
+        const bool isReset = Settings().resetGroup("g");
+        const QString why = reason();
+
+        QVERIFY(store.repair());
+        QVERIFY(!isReset);
+        QCOMPARE(why, QString("settings"));
         QCOMPARE(Settings().getInt("g/a"), 1);
     }
 

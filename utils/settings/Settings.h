@@ -199,8 +199,9 @@ public:
     ///
     /// False, with all values as they were and the reason in File::lastError(), when the file
     /// cannot be read, was not written by exportTo(), is incomplete, or has a line that is not a
-    /// setting; when canExport() is false for the current group; and when there is not enough
-    /// memory. The whole file is examined before the first value is stored.
+    /// setting; when the stored settings cannot be read completely; when canExport() is false for
+    /// the current group; and when there is not enough memory. The whole file is examined before
+    /// the first value is stored.
     ///
     /// The file may be changed in an editor: it is UTF-8, lines may be removed and added, but the
     /// first and the last line must stay.
@@ -215,8 +216,9 @@ public:
     /// Groups for which canReset() is false, and all groups in them, are left out. An empty
     /// \p group is the current group.
     ///
-    /// False, with no value changed and the reason in File::lastError(), when canReset() is false
-    /// for \p group itself, and when there is not enough memory.
+    /// False, with no value changed and the reason in File::lastError(), when the stored settings
+    /// cannot be read completely, when canReset() is false for \p group itself, and when there is
+    /// not enough memory.
     ///
     /// After all defaults are stored, SettingChanged() is sent for each value that has changed,
     /// sorted by key.

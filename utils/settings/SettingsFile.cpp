@@ -220,6 +220,24 @@ void SettingsFile::check()
     m_wasRead = false;
 }
 
+bool SettingsFile::isReadable()
+{
+    check();
+    if (!m_isChanged)
+        return m_reason.isEmpty();
+    // With changes, the reason may be that of a write. Then QSettings tells what it has read.
+    if (store())
+        return true;
+    const QSettings settings(m_path, format("conf"));
+    QSettings::SettingsMap held;
+    const QStringList keys = settings.allKeys();
+    for (const QString &key : keys)
+        held.insert(key, QVariant());
+    const bool isWhole = holdsWhatIsStored(held);
+    m_wasRead = false;
+    return isWhole;
+}
+
 bool SettingsFile::store()
 {
     bool isStored = attempt();

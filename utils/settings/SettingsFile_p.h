@@ -55,6 +55,9 @@ public:
     /// QSettings reads the file again.
     void check();
 
+    /// Whether QSettings has all values of the file. Writes the changes, if that is possible.
+    bool isReadable();
+
     /// Writes the changes and reads those of other processes. False when one of them fails.
     bool store();
 

@@ -158,7 +158,7 @@ QString SettingsStore::reason() const
 bool SettingsStore::isReadable() const
 {
     if (m_file)
-        m_file->check();
+        return m_file->isReadable();
     return !isStored() || reason().isEmpty();
 }
 

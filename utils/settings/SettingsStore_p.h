@@ -62,8 +62,8 @@ public:
     /// The cause of the failure of the last attempt to read or to store, or "".
     QString reason() const;
 
-    /// Whether the store can be read completely. True, too, while there are changes that cannot be
-    /// stored.
+    /// Whether the store has been read completely. Otherwise reason() tells why. True, too, while
+    /// there are changes that cannot be stored.
     bool isReadable() const;
 
 private:

@@ -156,14 +156,20 @@ static bool writeWhole(const QString &path, const QByteArray &text)
     return file.commit(/*flush=*/true);
 }
 
+/// Whether all settings are known. Stores the reason otherwise.
+static bool isWhole(const SettingsStore &settings)
+{
+    return settings.isReadable() || LastError::set(".err.settings", {settings.reason()});
+}
+
 bool Settings::exportTo(const Data::String &path) const
 {
     LastError operation;
     try {
         if (areSameFile(path, m_settings->fileName()))
             return LastError::set(".err.exportOwnFile", {path});
-        if (!m_settings->isReadable())
-            return LastError::set(".err.settings", {m_settings->reason()});
+        if (!isWhole(*m_settings))
+            return false;
         const QSettings::SettingsMap stored = m_settings->values();
         if (isPrivate(stored))
             return false;
@@ -223,6 +229,8 @@ bool Settings::importFrom(const Data::String &path)
     LastError operation;
     const std::shared_ptr<SettingsStore> settings = m_settings;
     try {
+        if (!isWhole(*settings)) // whose flags are not known
+            return false;
         const QSettings::SettingsMap stored = settings->values();
         QSettings::SettingsMap values;
         if (isPrivate(stored) || !readExport(path, values))
@@ -239,6 +247,8 @@ bool Settings::resetGroup(const Data::String &group)
     LastError operation;
     const std::shared_ptr<SettingsStore> settings = m_settings;
     try {
+        if (!isWhole(*settings))
+            return false;
         const GroupScope scope(*settings, group);
         const QSettings::SettingsMap stored = settings->values();
         const FlaggedGroups kept(stored, QLatin1String("noreset"));
