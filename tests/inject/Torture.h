@@ -43,6 +43,8 @@ struct Scenario
 std::vector<Scenario> fileScenarios();
 std::vector<Scenario> textScenarios();
 std::vector<Scenario> processScenarios();
+std::vector<Scenario> formatScenarios();
+std::vector<Scenario> runScenarios();
 
 // What a scenario is made of
 

@@ -456,7 +456,8 @@ bool isAlone()
 int main(int argc, char **argv)
 {
     std::vector<Scenario> scenarios;
-    for (const auto &some : {fileScenarios(), textScenarios(), processScenarios()})
+    for (const auto &some :
+         {fileScenarios(), textScenarios(), formatScenarios(), processScenarios(), runScenarios()})
         scenarios.insert(scenarios.end(), some.begin(), some.end());
     if (argc != 2)
         return 2;
