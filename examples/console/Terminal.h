@@ -66,9 +66,17 @@ bool wasInterrupted();
 /// false, the program ends.
 void setInterruptFunction(bool (*interrupt)());
 
-/// Sets whether a read that waits ends at Ctrl-C, and fails with EINTR, when the program does not
-/// end. On Windows it always ends.
-void endReadsAtInterrupt(bool on);
+enum class Typed
+{
+    Line,
+    Interrupted, ///< by Ctrl-C: what was typed is dropped
+    End,         ///< of the input, as after Ctrl-D
+};
+
+/// Writes \p prompt and reads a line, without its end, as the terminal supplies it. Ctrl-C ends it
+/// at any moment after the first character of the prompt, and then calls no interrupt function.
+/// Standard input must have no buffer.
+Typed readLine(const std::string &prompt, std::string &line);
 
 /// Ends the program at once, as after Ctrl-C.
 [[noreturn]] void endCancelled();

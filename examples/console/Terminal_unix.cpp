@@ -6,12 +6,15 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csetjmp>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -27,7 +30,10 @@ static volatile std::sig_atomic_t isDeferring = 0;
 static volatile std::sig_atomic_t isInterrupted = 0;
 static std::atomic<bool (*)()> interruptFunction = nullptr;
 static volatile std::sig_atomic_t wasFunctionCalled = 0;
-static termios lineMode; // how the terminal was, valid while listening
+static termios lineMode;                    // how the terminal was, valid while listening
+static std::atomic<bool> isReading = false; // a line, on the thread below
+static pthread_t reader;
+static sigjmp_buf interruptedRead; // where that thread goes on
 
 static void writeError(const char *bytes, std::size_t size)
 {
@@ -74,10 +80,21 @@ static bool callInterruptFunction()
     return true;
 }
 
+/// Ends the read of a line. Returns false when none is read.
+static bool endReading()
+{
+    if (!isReading)
+        return false;
+    if (pthread_equal(pthread_self(), reader))
+        siglongjmp(interruptedRead, 1);
+    pthread_kill(reader, SIGINT); // a thread of a script has got the signal
+    return true;
+}
+
 static void onInterrupt(int)
 {
     const int error = errno;
-    if (callInterruptFunction()) {
+    if (endReading() || callInterruptFunction()) {
         errno = error;
         return;
     }
@@ -248,10 +265,54 @@ void setInterruptFunction(bool (*interrupt)())
     wasFunctionCalled = 0;
 }
 
-void endReadsAtInterrupt(bool on)
+static constexpr ssize_t interrupted = -2;
+
+/// Reads as read() does, or returns interrupted. \p interrupt is SIGINT, which is blocked at all
+/// other times: one that arrives before the read ends it, too. Has no objects with destructors, as
+/// the signal handler leaves it by a jump.
+static ssize_t readByte(char *byte, const sigset_t *interrupt)
 {
-    if (!isIgnored(SIGINT))
-        handle(SIGINT, onInterrupt, on ? 0 : SA_RESTART);
+    if (sigsetjmp(interruptedRead, 1) != 0)
+        return interrupted;
+    pthread_sigmask(SIG_UNBLOCK, interrupt, nullptr);
+    const ssize_t count = read(STDIN_FILENO, byte, 1);
+    pthread_sigmask(SIG_BLOCK, interrupt, nullptr);
+    return count;
+}
+
+static Typed readBytes(std::string &line, const sigset_t *interrupt)
+{
+    for (;;) {
+        char byte = '\0';
+        const ssize_t count = readByte(&byte, interrupt);
+        if (count == interrupted)
+            return Typed::Interrupted;
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            return line.empty() ? Typed::End : Typed::Line;
+        if (byte == '\n')
+            return Typed::Line;
+        line += byte;
+    }
+}
+
+Typed readLine(const std::string &prompt, std::string &line)
+{
+    line.clear();
+    sigset_t interrupt;
+    sigset_t before;
+    sigemptyset(&interrupt);
+    sigaddset(&interrupt, SIGINT);
+    pthread_sigmask(SIG_BLOCK, &interrupt, &before);
+    reader = pthread_self();
+    isReading = true;
+    std::fputs(prompt.c_str(), stdout);
+    std::fflush(stdout);
+    const Typed typed = readBytes(line, &interrupt);
+    isReading = false;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return typed;
 }
 
 void endCancelled()

@@ -23,7 +23,8 @@ static std::atomic<bool> isDeferring = false;
 static std::atomic<bool> isInterrupted = false;
 static std::atomic<bool (*)()> interruptFunction = nullptr;
 static std::atomic<bool> wasFunctionCalled = false;
-static DWORD lineMode = 0; // how the console was, valid while listening
+static DWORD lineMode = 0;                          // how the console was, valid while listening
+static std::atomic<HANDLE> readInterrupt = nullptr; // an event, while a line is read
 
 static HANDLE input() { return GetStdHandle(STD_INPUT_HANDLE); }
 
@@ -65,6 +66,10 @@ static BOOL WINAPI onControl(DWORD event)
     if (event != CTRL_C_EVENT) {
         leave();
         return FALSE; // the system's own handler ends the program
+    }
+    if (const HANDLE interrupt = readInterrupt) {
+        SetEvent(interrupt);
+        return TRUE;
     }
     if (callInterruptFunction())
         return TRUE;
@@ -163,7 +168,54 @@ void setInterruptFunction(bool (*interrupt)())
     wasFunctionCalled = false;
 }
 
-void endReadsAtInterrupt(bool) {}
+static std::string toUtf8(const std::wstring &text)
+{
+    const auto size = static_cast<int>(text.size());
+    std::string bytes(text.size() * 3, '\0'); // as many as it may need
+    const int count = WideCharToMultiByte(CP_UTF8, 0, text.data(), size, &bytes[0],
+                                          static_cast<int>(bytes.size()), nullptr, nullptr);
+    bytes.resize(static_cast<std::size_t>(count));
+    return bytes;
+}
+
+static Typed readText(HANDLE interrupt, std::wstring &line)
+{
+    const HANDLE events[] = {interrupt, input()};
+    for (;;) {
+        // A read of the console ends at Ctrl-C, but only at one that comes after its start.
+        if (WaitForMultipleObjects(2, events, FALSE, INFINITE) == WAIT_OBJECT_0)
+            return Typed::Interrupted;
+        wchar_t text[512];
+        DWORD count = 0;
+        const bool isRead = ReadConsoleW(input(), text, 512, &count, nullptr);
+        const bool isAborted = count == 0 && GetLastError() == ERROR_OPERATION_ABORTED;
+        // The handler of Ctrl-C may run a moment after that.
+        if (WaitForSingleObject(interrupt, isAborted ? 1000 : 0) == WAIT_OBJECT_0)
+            return Typed::Interrupted;
+        const wchar_t endKey = 26; // Ctrl-Z
+        if (!isRead || count == 0 || (line.empty() && text[0] == endKey))
+            return line.empty() ? Typed::End : Typed::Line;
+        line.append(text, count);
+        if (line.back() == L'\n')
+            return Typed::Line;
+    }
+}
+
+Typed readLine(const std::string &prompt, std::string &line)
+{
+    static const HANDLE interrupt = CreateEventW(nullptr, /*manual reset*/ TRUE, FALSE, nullptr);
+    ResetEvent(interrupt);
+    readInterrupt = interrupt;
+    std::fputs(prompt.c_str(), stdout);
+    std::fflush(stdout);
+    std::wstring text;
+    const Typed typed = readText(interrupt, text);
+    readInterrupt = nullptr;
+    while (!text.empty() && (text.back() == L'\n' || text.back() == L'\r'))
+        text.pop_back();
+    line = toUtf8(text);
+    return typed;
+}
 
 void endCancelled()
 {

@@ -28,6 +28,13 @@ public:
     }
 };
 
+/// Whether the first thread of a process waits for something.
+static bool isAsleep(pid_t process)
+{
+    const QByteArray status = contentsOf(QStringLiteral("/proc/%1/stat").arg(process));
+    return status.mid(status.lastIndexOf(')')).startsWith(") S");
+}
+
 class tst_Kelm_python : public QObject
 {
     Q_OBJECT
@@ -169,7 +176,6 @@ private Q_SLOTS:
         QVERIFY(console.waitFor(">>> "));
         console.press(statement.replace("go') or", "go') or sys.stdout.flush() or"));
         QVERIFY(console.waitFor("\ngo"));
-        QTest::qWait(200); // until it waits
         QElapsedTimer timer;
         timer.start();
 
@@ -209,23 +215,79 @@ private Q_SLOTS:
         QVERIFY(console.waitFor(">>> "));
         console.press("if 1:\r");
         QVERIFY(console.waitFor("... "));
-        QTest::qWait(200); // until it reads
         console.press("\x03");
         QVERIFY(console.waitFor("KeyboardInterrupt\r\n"));
         QVERIFY(console.waitFor(">>> "));
-        QTest::qWait(200); // until it reads
-        console.press("\x03");
-        QVERIFY(console.waitFor("KeyboardInterrupt\r\n"));
-        QVERIFY(console.waitFor(">>> "));
-        console.press("import time; time.sleep(60)\r");
-        QVERIFY(console.waitFor("\n"));
-        QTest::qWait(500); // until it sleeps
+        console.press("import sys, time; sys.stdout.write('go\\n'); time.sleep(60)\r");
+        QVERIFY(console.waitFor("\ngo"));
         console.press("\x03");
         QVERIFY(console.waitFor("KeyboardInterrupt"));
         QVERIFY(console.waitFor(">>> "));
         console.press("exit(3)\r");
 
         QCOMPARE(console.finish(), 3);
+    }
+
+    void dropsALineAtCtrlCAtOnceAfterThePrompt_data()
+    {
+        QTest::addColumn<QByteArray>("before");
+
+        QTest::newRow("one thread") << QByteArray("0");
+        // The system may let it handle the signal.
+        QTest::newRow("a thread of a script") << QByteArray(
+            "import threading, time; t = threading.Thread(target=time.sleep, args=(60,)); "
+            "t.daemon = True; t.start()");
+    }
+
+    void dropsALineAtCtrlCAtOnceAfterThePrompt()
+    {
+        QFETCH(QByteArray, before);
+        const QTemporaryDir home;
+        Console console(home, {}, "dumb");
+        QVERIFY(console.waitFor(">>> "));
+        console.press(before + '\r');
+
+        for (int i = 0; i < 100; ++i) {
+            QVERIFY(console.waitFor(">>"));
+            console.press("\x03");
+            QVERIFY2(console.waitFor("KeyboardInterrupt\r\n"), qPrintable(QString::number(i)));
+        }
+
+        QVERIFY(console.answers("6 * 7", "42\r\n"));
+        QVERIFY(console.waitFor(">>> "));
+        console.press("\x04");
+        QCOMPARE(console.finish(), 0);
+    }
+
+    void dropsALineAtCtrlCWhileThePromptIsWritten()
+    {
+        const QTemporaryDir home;
+        const QString ran = home.filePath("ran");
+        Console console(home, {}, "dumb");
+        QVERIFY(console.waitFor(">>> "));
+        console.press("\x13"); // Ctrl-S: what is written now waits
+        console.press("open('" + ran.toUtf8() + "', 'w').close()\r");
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(ran), 60000);
+        for (int i = 0; i < 10; ++i) {
+            QTRY_VERIFY_WITH_TIMEOUT(isAsleep(console.pid()), 60000);
+            QTest::qWait(10);
+        }
+
+        console.press("\x03"); // the terminal continues to write, too
+
+        QVERIFY(console.waitFor("KeyboardInterrupt\r\n"));
+        QVERIFY(console.answers("6 * 7", "42\r\n"));
+    }
+
+    void readsWhatAScriptHasLeftOfALine()
+    {
+        const QTemporaryDir home;
+        Console console(home, {}, "dumb");
+        QVERIFY(console.answers("import sys; sys.stdin.read(1)", ""));
+
+        console.press("x6 * 7\r");
+
+        QVERIFY(console.waitFor("'x'\r\n>>> 42\r\n"));
     }
 
     void restoresTheTerminalWhenItIsKilled()

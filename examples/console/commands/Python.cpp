@@ -129,12 +129,15 @@ static Result run(const QCommandLineParser &given, Host &host)
     const QString problem = path.isEmpty() ? QString() : whyUnreadable(path);
     if (!problem.isEmpty())
         return failed(problem);
+    const bool isTyped = Terminal::isTerminal(Terminal::Stream::Input);
+    if (isTyped) // what a script leaves of a line is read after it, by the console
+        std::setvbuf(stdin, nullptr, _IONBF, 0);
     Data::String error;
     if (!startScripts(error) || !prepare(arguments, error))
         return failed(error);
 
     const auto runFile = [&] { return path.isEmpty() || ScriptManager::instance().execute(path); };
-    if (Terminal::isTerminal(Terminal::Stream::Input)) {
+    if (isTyped) {
         interruptByKey();
         runFile();
         Result result = converse(given, host);
