@@ -15,6 +15,7 @@
 //     wait:ms       waits until code runs, at most so long
 //     no-host       removes the host
 //     limit:ms      how long a trial start may take
+//     time:ms       how long a run may take
 //     put:file=from replaces a file by a copy of another, or removes it if there is no other
 //
 // Python reads its home and the program's name once in a process, so each test of these needs a new
@@ -95,6 +96,8 @@ static void execute(const QString &step, const QString &text)
         Utils::setApplication(nullptr);
     } else if (step == "limit") {
         Utils::startTrialLimit = std::chrono::milliseconds(text.toInt());
+    } else if (step == "time") {
+        Utils::ScriptManager::setTimeLimit(text.toInt());
     } else if (step == "put") {
         const QString path = text.section('=', 0, 0);
         QFile::remove(path);

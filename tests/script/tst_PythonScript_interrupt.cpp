@@ -674,6 +674,70 @@ private Q_SLOTS:
         QVERIFY(run("import time\ntime.sleep(0.01)\n"));
     }
 
+    void endsWhatIsLeftToTheEnd_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<int>("limit"); // ms
+
+        const QString function = "import atexit\ndef end():\n  ready()\n  %1\n"
+                                 "atexit.register(end)\n";
+        // Python removes the variables of the script before its objects.
+        const QString object =
+            "class End(object):\n  def __del__(self, call=host.call, sleep=time.sleep):\n"
+            "    call('ready')\n    %1\nend = End()\n";
+        for (const int limit : {0, 100}) {
+            const char *const by = limit > 0 ? "by a limit" : "by a call";
+            QTest::addRow("a function, %s", by) << function.arg("while True: pass") << limit;
+            QTest::addRow("a function that sleeps, %s", by)
+                << function.arg("time.sleep(60)") << limit;
+            QTest::addRow("a function that waits for a process, %s", by)
+                << function.arg("host.call('wait')") << limit;
+            QTest::addRow("an object, %s", by) << object.arg("while True: pass") << limit;
+            QTest::addRow("an object that sleeps, %s", by) << object.arg("sleep(60)") << limit;
+        }
+    }
+
+    void endsWhatIsLeftToTheEnd()
+    {
+        QFETCH(QString, code);
+        QFETCH(int, limit);
+        QVERIFY(run(setUp() + code));
+        if (limit > 0) {
+            ScriptManager::setTimeLimit(limit);
+            m_delay = 10s; // so that it comes too late
+            d->standIns.reaction = [](const QString &text) {
+                if (text == "wait")
+                    waitForProcess();
+            };
+        }
+        QElapsedTimer timer;
+        timer.start();
+
+        manager().reset("");
+
+        QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(timer.elapsed() >= limit);
+        m_later.reset();
+        QCOMPARE(m_wasRunning, limit == 0);
+        QVERIFY(!ScriptManager::interrupt());
+        ScriptManager::setTimeLimit(0);
+        verifyClean();
+    }
+
+    void endsEachFunctionThatIsLeftToTheEnd()
+    {
+        QVERIFY(run("import atexit, host\ndef end(name):\n  try:\n    while True: pass\n"
+                    "  except KeyboardInterrupt: host.call(name)\n"
+                    "atexit.register(end, 'second')\natexit.register(end, 'first')\n"));
+        QStringList names;
+        d->standIns.reaction = [&](const QString &text) { names.append(text); };
+        ScriptManager::setTimeLimit(50);
+
+        manager().reset("");
+
+        QCOMPARE(names, (QStringList{"first", "second"}));
+    }
+
     void tellsOfACallThatCannotBeInterrupted()
     {
         QVERIFY(run("pass\n"));

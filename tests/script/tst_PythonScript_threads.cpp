@@ -161,6 +161,23 @@ private Q_SLOTS:
                               leftThread.arg("Worker"), leftThread.arg("Worker"), "exit 3"}));
     }
 
+    void endsWhatNeverReturnsWithTheProcess()
+    {
+        const QString code = "import atexit, host, time\n"
+                             "class End(object):\n"
+                             "  def __del__(self, call=host.call):\n"
+                             "    call('object')\n"
+                             "    while True: pass\n"
+                             "end = End()\n"
+                             "def f():\n"
+                             "  host.call('function')\n"
+                             "  time.sleep(1e6)\n"
+                             "atexit.register(f)\n";
+
+        QCOMPARE(child({home, "code:" + code, "time:100"}),
+                 (QStringList{"good", "function", "object", "exit 3"}));
+    }
+
     void runsAnExitFunctionOnce()
     {
         const QString code =

@@ -232,8 +232,7 @@ void PythonInterpreter::end()
         if (m_isKept) {
             reportThreads(threads);
         } else {
-            PythonInterrupt::close();
-            Py_Finalize();
+            PythonInterrupt::finalizePython();
         }
         PythonStreams::finish();
     }

@@ -69,9 +69,11 @@ static void setAlarmForLimit()
 
 /// Returns the exception, or null with another one set. Its text tells the user what has ended the
 /// script, \p delay ms late.
-static PythonReference makeException(bool isLimit, int delay)
+static PythonReference makeException(bool isLimit, int delay, Run::Kind kind)
 {
-    const auto seconds = [](double ms) { return QLocale().toString(ms / 1000.0, 'g', 6); };
+    // The default locale may have been destroyed when the process ends.
+    const QLocale locale = kind == Run::End ? QLocale::c() : QLocale();
+    const auto seconds = [&](double ms) { return locale.toString(ms / 1000.0, 'g', 6); };
     const bool isLate = delay >= longDelay;
     try {
         QStringList values;
@@ -100,11 +102,14 @@ int raiseIfRequested()
     if (isLimit && deadline != 0)
         deadline = Interrupt::now() + repetition;
     setAlarmForLimit();
-    const PythonReference exception = makeException(isLimit, delay);
     Run *const run = innermost;
+    const PythonReference exception =
+        makeException(isLimit, delay, run ? run->m_kind : Run::Script);
     if (!exception)
         return -1;
-    if (run) {
+    if (run && run->m_kind == Run::End) {
+        run->m_isInterrupted = true; // it keeps no object, as Python ends before it does
+    } else if (run) {
         run->takeException();
         Py_INCREF(exception.get());
         run->m_exception = exception.get();
@@ -283,7 +288,8 @@ void open()
     PyErr_Clear();
 }
 
-void close()
+/// Makes the interrupts that follow raise the exception without the module "signal".
+static void closeSignal()
 {
     if (setHandler && Platform::alarmSignal() != 0) {
         // Otherwise Python would set the signal to its default action, which ends the process.
@@ -291,9 +297,16 @@ void close()
         setPythonHandler(ignore.get());
         Platform::replaceAlarmHandler();
     }
-    isOpen = false;
     handlerOfPython = nullptr;
     Py_CLEAR(signalModule);
+}
+
+void finalizePython()
+{
+    const Run run(Run::End);
+    closeSignal();
+    Py_Finalize();
+    isOpen = false;
 }
 
 void end()
@@ -302,16 +315,18 @@ void end()
     Platform::closeAlarm();
 }
 
-Run::Run() : m_outer(innermost)
+Run::Run(Kind kind) : m_kind(kind), m_outer(innermost)
 {
     innermost = this;
     if (!m_outer)
         Interrupt::run = ++lastRun;
+    if (kind == End)
+        beginScript();
 }
 
 Run::~Run()
 {
-    if (takeException())
+    if (takeException() || (m_kind == End && m_isInterrupted))
         passOn();
     innermost = m_outer;
     if (m_outer)

@@ -23,8 +23,8 @@ void prepare();
 /// Call it when Python has been started. Does nothing on a system without signals.
 void open();
 
-/// Call it before Python is finalised.
-void close();
+/// Finalises Python. What scripts have left to that, as methods __del__, is a run.
+void finalizePython();
 
 /// Call it when the process ends.
 void end();
@@ -41,7 +41,13 @@ void endScript();
 class Run
 {
 public:
-    Run();
+    enum Kind
+    {
+        Script,
+        End, ///< of the interpreter: what scripts have left to it. Its time limit begins at once.
+    };
+
+    explicit Run(Kind kind = Script);
     ~Run();
     Q_DISABLE_COPY(Run)
 
@@ -60,9 +66,10 @@ private:
     bool takeException();
     void passOn();
 
+    const Kind m_kind;
     Run *const m_outer;
     _object *m_exception = nullptr; // that of the last interrupt, which the script may have caught
-    bool m_isInterrupted = false;   // the run has ended by it
+    bool m_isInterrupted = false;   // the run, or a part of the end, has ended by it
     bool m_isTimeOver = false;
     int m_delay = 0;
 };

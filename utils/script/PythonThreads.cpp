@@ -1,5 +1,6 @@
 #include "utils/script/PythonThreads_p.h"
 
+#include "utils/script/PythonInterrupt_p.h"
 #include "utils/script/PythonReference_p.h"
 
 #include <Python.h>
@@ -139,6 +140,7 @@ static void runExitFunctions()
     Py_INCREF(registered);
     const PythonReference function(registered);
     PySys_SetObject(name, nullptr);
+    const PythonInterrupt::Run interruptible(PythonInterrupt::Run::End);
     const PythonReference result(PyObject_CallObject(function.get(), nullptr));
     if (!result) {
         if (!PyErr_ExceptionMatches(PyExc_SystemExit))

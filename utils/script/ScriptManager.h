@@ -149,7 +149,9 @@ public:
     ///
     /// The limit is that of an outermost run, and includes the runs that are nested in it. The
     /// start of the interpreter and of modules is not counted. A script that catches the exception
-    /// gets another one each second. The limit applies to runs that begin after the call.
+    /// gets another one each second. The limit applies to runs that begin after the call. What
+    /// scripts have left to the end of the interpreter, such as functions of the module atexit, is
+    /// a run with a limit of its own.
     static void setTimeLimit(int milliseconds);
     static int timeLimit();
 
