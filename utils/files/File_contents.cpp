@@ -82,9 +82,8 @@ static bool readOn(QFile &file, QByteArray &bytes, qint64 most)
 /// replacement character, and drops a sequence that is cut off at the end.
 static QString readUtf8(QFile &file)
 {
-    const QByteArray mark("\xef\xbb\xbf");
-    if (file.peek(mark.size()) == mark)
-        file.skip(mark.size());
+    if (const int size = sizeOfUtf8Mark(file.peek(sizeof utf8Mark - 1)))
+        file.skip(size);
 
     QString text(static_cast<int>(file.size()), Qt::Uninitialized);
     int used = 0;

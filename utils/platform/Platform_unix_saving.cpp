@@ -115,6 +115,17 @@ static bool removeLeftOver(int folder, const std::string &name)
     return isRemoved;
 }
 
+// Marks a function that runs in another process, which shares the memory of this one: its stack is
+// freed after it, which the sanitizers do not know.
+#if defined(__has_attribute)
+#if __has_attribute(no_sanitize)
+#define APART __attribute__((no_sanitize("address", "undefined")))
+#endif
+#endif
+#ifndef APART
+#define APART
+#endif
+
 namespace {
 
 /// A call in another process, which shares the memory of this one.
@@ -127,13 +138,7 @@ struct ApartCall
 
 } // namespace
 
-#if defined(__has_attribute)
-#if __has_attribute(no_sanitize)
-__attribute__((no_sanitize("address", "undefined"))) // it has a stack that is freed after it
-#endif
-#endif
-static int
-runApart(void *argument)
+APART static int runApart(void *argument)
 {
     auto *const call = static_cast<ApartCall *>(argument);
     call->result = call->task(call->argument);
@@ -175,13 +180,7 @@ struct Renaming
 
 } // namespace
 
-#if defined(__has_attribute)
-#if __has_attribute(no_sanitize)
-__attribute__((no_sanitize("address", "undefined"))) // it has a stack that is freed after it
-#endif
-#endif
-static int
-renameNameless(void *argument)
+APART static int renameNameless(void *argument)
 {
     const auto *const renaming = static_cast<const Renaming *>(argument);
     if (linkat(AT_FDCWD, renaming->nameless, renaming->folder, renaming->between,

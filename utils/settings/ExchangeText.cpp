@@ -13,7 +13,6 @@
 namespace Utils {
 namespace ExchangeText {
 
-static const char byteOrderMark[] = "\xef\xbb\xbf";
 static const char firstLine[] = "; Exported settings, format 1";
 static const char lastLine[] = "; End of the exported settings";
 
@@ -140,8 +139,8 @@ static bool isLine(const QByteArray &line)
 
 Outcome read(const QByteArray &text, QSettings::SettingsMap &values, int &badLine)
 {
-    const bool hasMark = text.startsWith(byteOrderMark);
-    const int start = hasMark ? 3 : 0;
+    const int start = sizeOfUtf8Mark(text);
+    const bool hasMark = start > 0;
     int line = 0;
     bool isEnded = false;
     for (int i = start; i < text.size(); ++line) {
@@ -169,7 +168,7 @@ Outcome read(const QByteArray &text, QSettings::SettingsMap &values, int &badLin
         return Outcome::Incomplete;
 
     // The mark makes texts that are not ASCII be read as UTF-8.
-    values = IniText::read(hasMark ? text : byteOrderMark + text);
+    values = IniText::read(hasMark ? text : utf8Mark + text);
     return Outcome::Complete;
 }
 

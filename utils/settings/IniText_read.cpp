@@ -1,5 +1,6 @@
 #include "utils/settings/IniText_p.h"
 
+#include "utils/base/Utf8_p.h"
 #include "utils/settings/StoredVariant_p.h"
 
 #include <QDataStream>
@@ -399,7 +400,7 @@ static QString prefixOf(const QByteArray &section)
 
 QSettings::SettingsMap read(const QByteArray &text)
 {
-    const bool isUtf8 = text.startsWith("\xef\xbb\xbf");
+    const bool isUtf8 = sizeOfUtf8Mark(text) > 0;
 
     // A section that occurs twice is one section. Sections are read in the order of their names.
     QMap<QString, QByteArray> sections;
