@@ -3,10 +3,7 @@
 #include "utils/base/FileName_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/csv/CSVDialect_p.h"
-#include "utils/csv/dialect/DialectHeader_p.h"
-#include "utils/csv/dialect/DialectNumbers_p.h"
-#include "utils/csv/dialect/DialectRows_p.h"
-#include "utils/csv/dialect/DialectScore_p.h"
+#include "utils/csv/dialect/DialectFindings_p.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,4 +1,4 @@
-#include "utils/csv/dialect/DialectEncoding_p.h"
+#include "utils/csv/dialect/DialectSample_p.h"
 
 #include "utils/base/EncodingFinder_p.h"
 #include "utils/base/Encoding_p.h"

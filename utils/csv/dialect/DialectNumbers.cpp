@@ -1,4 +1,4 @@
-#include "utils/csv/dialect/DialectNumbers_p.h"
+#include "utils/csv/dialect/DialectFindings_p.h"
 
 #include "utils/csv/dialect/DialectCell_p.h"
 
