@@ -56,6 +56,12 @@ private:
         CarriageReturn = 4,
     };
 
+    /// Whether \p name is a name as in files: a tag is split correctly into such names.
+    static bool isPlainName(const QString &name);
+
+    /// The name that Qt writes for \p node, without its prefix.
+    static QString writtenName(const QDomNode &node);
+
     void writeDocumentType();
     QDomNode openElement(const QDomNode &node);
     QDomNode closeElement();
