@@ -4,13 +4,11 @@
 #include "utils/platform/Platform.h"
 #include "utils/settings/IniText_p.h"
 
-#include <QCoreApplication>
 #include <QDateTime>
 #include <QEvent>
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
-#include <QPair>
 #include <QTemporaryFile>
 
 #include <algorithm>
@@ -81,15 +79,6 @@ SettingsFile &SettingsFile::at(const QString &path)
     return *file.release();
 }
 
-QSettings::Format SettingsFile::format(const char *extension)
-{
-    static const QSettings::Format conf =
-        QSettings::registerFormat(QStringLiteral("conf"), &read, &write);
-    static const QSettings::Format ini =
-        QSettings::registerFormat(QStringLiteral("ini"), &read, &write);
-    return *extension == 'c' ? conf : ini;
-}
-
 bool SettingsFile::isAnyChanged()
 {
     return std::any_of(files().cbegin(), files().cend(),
@@ -103,49 +92,6 @@ void SettingsFile::storeAll()
         if (file->m_isChanged)
             file->store();
     }
-}
-
-/// Lets \p safe, a format of this file, have the folders of \p plain.
-static void followFolders(QSettings::Format plain, QSettings::Format safe)
-{
-    // To find them out, open the settings of an organisation that has none.
-    static const QString nobody = QStringLiteral("Kelm has no settings");
-    static QHash<QPair<int, int>, QString> known; // of the safe formats, by format and scope
-    for (const auto scope : {QSettings::UserScope, QSettings::SystemScope}) {
-        const auto folder = [&](QSettings::Format format) {
-            const QString path = QSettings(format, scope, nobody).fileName();
-            return path.left(path.lastIndexOf(QLatin1Char('/')));
-        };
-        QString &now = known[qMakePair(int(safe), int(scope))];
-        const QString wanted = folder(plain);
-        // A format without folders of its own has those of IniFormat. The system scope keeps them
-        // while they are right, as QSettings searches fewer folders of the system once it is set.
-        const bool isSystem = scope == QSettings::SystemScope;
-        const auto isRight = [&] {
-            return plain == QSettings::IniFormat || folder(safe) == wanted;
-        };
-        if (now != wanted && !(isSystem && now.isEmpty() && isRight())) {
-            QSettings::setPath(safe, scope, wanted);
-            now = wanted;
-        }
-    }
-}
-
-std::unique_ptr<QSettings> SettingsFile::openSafely()
-{
-    const QSettings::Format plain = QSettings::defaultFormat();
-    const QSettings::Format safe = format(plain == QSettings::NativeFormat ? "conf" : "ini");
-    if (plain != QSettings::NativeFormat && plain != QSettings::IniFormat)
-        return std::make_unique<QSettings>();
-
-    // The host chooses the folders, for each format, and may change them at any time.
-    followFolders(plain, safe);
-    const QString name = QCoreApplication::organizationName();
-    auto settings = std::make_unique<QSettings>(
-        safe, QSettings::UserScope, name.isEmpty() ? QCoreApplication::organizationDomain() : name,
-        QCoreApplication::applicationName());
-    at(settings->fileName()).m_wasRead = false;
-    return settings;
 }
 
 bool SettingsFile::isNormal(const QString &key)
@@ -326,90 +272,6 @@ bool SettingsFile::storesWhatIsHeld()
     }
     settings.sync();
     return settings.status() == QSettings::NoError && m_wasWritten;
-}
-
-bool SettingsFile::read(QIODevice &device, QSettings::SettingsMap &values)
-{
-    return at(static_cast<QFileDevice &>(device).fileName()).readAll(values);
-}
-
-bool SettingsFile::write(QIODevice &device, const QSettings::SettingsMap &values)
-{
-    auto &file = static_cast<QFileDevice &>(device);
-    return at(file.fileName()).writeAll(file, values);
-}
-
-bool SettingsFile::readAll(QSettings::SettingsMap &values)
-{
-    const State now = state();
-    QByteArray bytes;
-    if (!readBytes(bytes)) {
-        m_mustReadAgain = true;
-        return false;
-    }
-    values = IniText::read(bytes);
-    if (!m_isChanged)
-        m_keysBefore.clear();
-    m_keysBefore += m_keys;
-    m_known = now;
-    m_keys = values.keys();
-    m_wasRead = true;
-    return true;
-}
-
-bool SettingsFile::writeAll(QFileDevice &device, const QSettings::SettingsMap &values)
-{
-    if (!m_wasRead && !holdsWhatIsStored(values)) {
-        m_mustReadAgain = true;
-        m_wasUnread = true;
-        return false;
-    }
-
-    // A key that was removed but exists again, because QSettings had not read it at that time.
-    m_wasUnread = m_wasUnread ||
-                  std::any_of(m_keysBefore.cbegin(), m_keysBefore.cend(), [&](const QString &key) {
-                      return values.contains(key) && isRemoved(key) && !m_setAgain.contains(key);
-                  });
-
-    // An incomplete write is not an error for the device, nor is one in its commit. The next write
-    // or flush reports the reason.
-    const QByteArray text = IniText::write(values);
-    int written = 0;
-    while (written < text.size()) {
-        const qint64 count = device.write(text.constData() + written, text.size() - written);
-        if (count <= 0)
-            break;
-        written += static_cast<int>(count);
-    }
-    if (written < text.size() || (!device.flush() && !device.flush())) {
-        m_reason = messageOf(device.errorString());
-        return false;
-    }
-    m_writtenKeys = values.keys();
-    m_wasWritten = true;
-    m_wasRead = false;
-    return true;
-}
-
-/// Whether \p values, all values that are to be written, contain the keys of the file except those
-/// that were removed. Otherwise QSettings failed to read them, or an object of the host has removed
-/// them; which of these is the case shows when the file is read again.
-bool SettingsFile::holdsWhatIsStored(const QSettings::SettingsMap &values)
-{
-    const State now = state();
-    QStringList keys = m_keys;
-    if (!(now == m_known)) {
-        QByteArray bytes;
-        if (!now.isEmpty() && !readBytes(bytes))
-            return false;
-        keys = IniText::read(bytes).keys();
-    }
-    auto value = values.keyBegin(); // sorted, as the keys are
-    return std::all_of(keys.cbegin(), keys.cend(), [&](const QString &key) {
-        value = std::find_if(value, values.keyEnd(),
-                             [&](const QString &other) { return !(other < key); });
-        return (value != values.keyEnd() && *value == key) || isRemoved(key);
-    });
 }
 
 bool SettingsFile::isRemoved(const QString &key) const
