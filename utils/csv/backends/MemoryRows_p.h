@@ -1,77 +1,17 @@
 #pragma once
 
+#include "utils/csv/backends/ListWriter_p.h"
 #include "utils/csv/backends/RowStore_p.h"
 #include "utils/csv/cells/CSVRowBuilder_p.h"
 #include "utils/csv/cells/Cells_p.h"
-#include "utils/platform/Platform.h"
 
 #include <QList>
-#include <QVector>
 
 #include <algorithm>
 #include <memory>
 #include <vector>
 
 namespace Utils {
-
-/// A list to which items are appended. extend() is called before, with the number of items that
-/// follow.
-template <typename Item>
-class ListWriter
-{
-public:
-    static constexpr int mostAtOnce = 64; // that are appended fast
-
-    /// \p size is the largest possible one.
-    explicit ListWriter(int size) { m_list.reserve(size); }
-
-    void extend(int) {}
-    void append(Item item) { csvAppend(m_list, std::move(item)); }
-    const QList<Item> &list() const { return m_list; }
-
-private:
-    QList<Item> m_list;
-};
-
-/// The same for numbers. They are written into the memory of the list, because QList::append()
-/// takes longer than the conversion of many a number.
-template <>
-class ListWriter<double>
-{
-public:
-    static constexpr int mostAtOnce = 64;
-
-    explicit ListWriter(int size)
-    {
-        static_assert(!QTypeInfo<double>::isLarge && !QTypeInfo<double>::isStatic,
-                      "a QList stores numbers in one block");
-        m_list.reserve(size);
-        m_room = size;
-    }
-
-    void extend(int count)
-    {
-        static const QList<double> zeros = QVector<double>(mostAtOnce, 0.0).toList();
-        const int used = m_list.size();
-        if (count == zeros.size()) {
-            m_list += zeros;
-        } else {
-            for (int i = 0; i < count; ++i)
-                m_list.append(0.0);
-        }
-        m_next = &m_list[used];
-        if (used == 0)
-            Platform::useLargePages(m_next, static_cast<std::size_t>(m_room) * sizeof(double));
-    }
-
-    void append(double number) { *m_next++ = number; }
-    const QList<double> &list() const { return m_list; }
-
-private:
-    QList<double> m_list;
-    int m_room;
-    double *m_next = nullptr;
-};
 
 /// The rows of a table in memory: the common part of the backends for text and for bytes.
 ///
