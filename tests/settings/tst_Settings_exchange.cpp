@@ -315,6 +315,29 @@ private Q_SLOTS:
         QCOMPARE(Settings("to").keys(""), QStringList(longest));
     }
 
+    /// A million keys have been measured: the time is that of the keys.
+    void importsManyKeys()
+    {
+        const int count = 30000;
+        QByteArray lines = "[General]\n";
+        for (int i = 0; i < count; ++i)
+            lines += QByteArray::number(i) + "\\key=" + QByteArray::number(i * 2) + '\n';
+        const QString file = exported(lines);
+        QElapsedTimer timer;
+        timer.start();
+
+        QVERIFY(Settings("many").importFrom(file));
+        QCOMPARE(m_recorder->calls.size(), count);
+        QVERIFY(Settings("many").importFrom(file)); // changes nothing
+
+        QVERIFY2(timer.elapsed() < 30000, QByteArray::number(timer.elapsed()));
+        QCOMPARE(m_recorder->calls.size(), count);
+        const Settings settings("many");
+        QCOMPARE(settings.groups("").size(), count);
+        QCOMPARE(settings.getInt(QString("%1/key").arg(count - 1)), 2 * (count - 1));
+        QCOMPARE(settings.status(), Settings::Stored);
+    }
+
     void importsAnEmptyList()
     {
         Settings("from").setValue("k", QStringList());
