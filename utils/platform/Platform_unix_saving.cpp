@@ -1,16 +1,14 @@
 #include "utils/platform/Platform.h"
+#include "utils/platform/Platform_unix_apart_p.h"
 
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <ctime>
 #include <optional>
 
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -113,84 +111,6 @@ static bool removeLeftOver(int folder, const std::string &name)
     const bool isRemoved = isLeftOver && unlinkat(folder, name.c_str(), 0) == 0;
     close(file);
     return isRemoved;
-}
-
-// Marks a function that runs in another process, which shares the memory of this one: its stack is
-// freed after it, which the sanitizers do not know.
-#if defined(__has_attribute)
-#if __has_attribute(no_sanitize)
-#define APART __attribute__((no_sanitize("address", "undefined")))
-#endif
-#endif
-#ifndef APART
-#define APART
-#endif
-
-namespace {
-
-/// A call in another process, which shares the memory of this one.
-struct ApartCall
-{
-    int (*task)(void *);
-    void *argument;
-    int result;
-};
-
-} // namespace
-
-APART static int runApart(void *argument)
-{
-    auto *const call = static_cast<ApartCall *>(argument);
-    call->result = call->task(call->argument);
-    return 0;
-}
-
-/// The result of \p task, an error number, which runs in a process of its own, which shares the
-/// memory of this one, while the calling thread waits: a kill of this process does not end the
-/// task. Where no process can be started, calls it in this one. \p task calls only functions that
-/// are allowed after vfork().
-static int callApart(int (*task)(void *), void *argument)
-{
-    alignas(16) char stack[32768];
-    sigset_t all;
-    sigset_t before;
-    sigfillset(&all); // handlers of signals must not run in the other process
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    // Without a signal at its end: the host neither receives one nor waits for this process.
-    ApartCall call = {task, argument, EIO};
-    const pid_t child = clone(&runApart, stack + sizeof(stack), CLONE_VM | CLONE_VFORK, &call);
-    if (child < 0)
-        call.result = task(argument);
-    else // It has ended. The result is not its exit code, because a host may wait for all children.
-        uninterrupted([&] { return waitpid(child, nullptr, __WCLONE); });
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return call.result;
-}
-
-namespace {
-
-/// How a file without a name gets the name of another one, which needs a name in between.
-struct Renaming
-{
-    const char *nameless; // its path in /proc
-    int folder;
-    const char *between;
-    const char *target;
-};
-
-} // namespace
-
-APART static int renameNameless(void *argument)
-{
-    const auto *const renaming = static_cast<const Renaming *>(argument);
-    if (linkat(AT_FDCWD, renaming->nameless, renaming->folder, renaming->between,
-               AT_SYMLINK_FOLLOW) != 0)
-        return errno;
-    if (renameat(renaming->folder, renaming->between, renaming->folder, renaming->target) == 0)
-        return 0;
-    const int error = errno;
-    unlinkat(renaming->folder, renaming->between, 0);
-    return error;
 }
 
 struct FileReplacement::State
@@ -466,8 +386,7 @@ bool FileReplacement::State::replace()
             return failInFolder(errno);
     }
     const bool isReplaced = makeNamed([&](const char *between) {
-        Renaming renaming = {nameless.c_str(), folder, between, name.c_str()};
-        errno = callApart(&renameNameless, &renaming);
+        errno = renameApart({nameless.c_str(), folder, between, name.c_str()});
         return errno == 0;
     });
     temporary.clear(); // it has the name of the target now
