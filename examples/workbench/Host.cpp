@@ -16,8 +16,12 @@ using Utils::Progress;
 static const int eventInterval = 20; // milliseconds; more often would only slow the task down
 static const int messageTime = 5000; // milliseconds
 
-Host::Host(const QMap<QString, QString> &variables) : m_variables(variables) {}
-Host::~Host() = default;
+static Host *theHost = nullptr;
+
+Host::Host(const QMap<QString, QString> &variables) : m_variables(variables) { theHost = this; }
+Host::~Host() { theHost = nullptr; }
+
+Host *Host::instance() { return theHost; }
 
 void Host::setWindow(QWidget *window, QStatusBar *bar)
 {
@@ -84,6 +88,7 @@ void Host::cancel()
 {
     if (Progress *const task = Progress::any())
         task->cancel();
+    Q_EMIT cancelled();
 }
 
 void Host::handleEvents()
@@ -102,7 +107,8 @@ void Host::handleEvents()
 bool Host::isForUs(QObject *object) const
 {
     for (; object; object = object->parent()) {
-        if (object == m_popup || object == m_ordinary)
+        if (object == m_popup || object == m_ordinary ||
+            object->property("usableDuringTasks").toBool())
             return true;
     }
     return false;
@@ -114,8 +120,10 @@ bool Host::eventFilter(QObject *object, QEvent *event)
         return false;
     switch (event->type()) {
     case QEvent::KeyPress:
-        if (static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape)
+        if (static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape) {
             cancel();
+            return true; // otherwise each parent would get the key and cancel again
+        }
         return !isForUs(object);
     case QEvent::Shortcut:
     case QEvent::MouseButtonPress:

@@ -17,7 +17,8 @@ class ProgressDisplay;
 ///
 /// While a task runs it draws the windows and lets the user cancel, but nothing else: other input
 /// would start a second task in the middle of the first. Esc, the Cancel button and closing the
-/// window cancel; the window closes when the task has ended.
+/// window cancel; the window closes when the task has ended. Input reaches only objects that belong
+/// to one with the property "usableDuringTasks".
 class Host : public QObject, public Data::IApplication
 {
     Q_OBJECT
@@ -26,6 +27,9 @@ public:
     /// \p variables has the values for getVariable().
     explicit Host(const QMap<QString, QString> &variables);
     ~Host() override;
+
+    /// The host of the program, or null when there is none.
+    static Host *instance();
 
     /// Shows progress and messages in \p window: in its status bar and in a window above it.
     void setWindow(QWidget *window, QStatusBar *bar);
@@ -36,6 +40,9 @@ public:
     void setProgress(int count, int maxSteps, bool popup) override;
     void setProgressLabel(const Data::String &text, bool popup) override;
     void showProgress(bool visible, bool cancelable, bool popup) override;
+
+Q_SIGNALS:
+    void cancelled(); ///< by the user, who may do it again when the task goes on
 
 protected:
     bool eventFilter(QObject *object, QEvent *event) override;

@@ -34,6 +34,15 @@ public:
     /// the user which ones cannot be read.
     void openFiles(const QStringList &paths);
 
+    /// The same for one file. False, without telling the user, when it cannot be read.
+    bool open(const QString &path);
+
+    /// Closes a tab, after asking about unsaved changes. False when it stays open.
+    bool closeTab(DocumentTab *tab);
+
+    /// All tabs, in their order.
+    QList<DocumentTab *> tabs() const;
+
     /// The tab that is shown, or null when there is none.
     DocumentTab *currentTab() const;
 
@@ -65,15 +74,12 @@ private:
 
     // In MainWindow_files.cpp.
     void askForFiles();
-    bool open(const QString &path);
     bool save(DocumentTab &tab);
     bool saveAs(DocumentTab &tab);
     bool write(DocumentTab &tab, const QString &path);
     bool mayClose(DocumentTab &tab);
-    void closeTab(DocumentTab *tab);
     void reload(DocumentTab &tab);
     void tell(const QString &message);
-    QList<DocumentTab *> tabs() const;
 
     void updateCurrent();
     void updateTitles();

@@ -142,12 +142,13 @@ bool MainWindow::mayClose(DocumentTab &tab)
     return answer == QMessageBox::Save ? save(tab) : answer == QMessageBox::Discard;
 }
 
-void MainWindow::closeTab(DocumentTab *tab)
+bool MainWindow::closeTab(DocumentTab *tab)
 {
     if (!tab || !mayClose(*tab))
-        return;
+        return false;
     m_tabs->removeTab(m_tabs->indexOf(tab));
     tab->deleteLater(); // it may be one of its own buttons that was clicked
+    return true;
 }
 
 void MainWindow::reload(DocumentTab &tab)
