@@ -116,6 +116,32 @@ private:
         show(test.window(), "solved", language);
     }
 
+    /// The scripts pane with a script that has run, and one that has failed.
+    static void showScripts(TestWindow &test, const QString &language)
+    {
+        const QString folder = QString(KELMUTILS_SAMPLES) + "/../workbench/script/samples/";
+        const QByteArray code = contentsOf(folder + "strength.py");
+        test.window().openFiles({test.file("strength.py", code)});
+        test.press(Qt::Key_F8);
+        test.press(Qt::Key_F7);
+        QWidget *const line = test.window().findChild<QWidget *>("consoleLine");
+        for (const char *const statement :
+             {"import Workbench", "table = Workbench.table()", "table.column('Force').unit()"})
+        {
+            QTest::keyClicks(line, statement);
+            QTest::keyClick(line, Qt::Key_Return);
+        }
+        QTest::qWait(200);
+        show(test.window(), "script", language);
+
+        QByteArray wrong = code;
+        wrong.replace("len(points), table", "len(point), table");
+        test.window().openFiles({test.file("wrong.py", wrong)});
+        test.press(Qt::Key_F8);
+        QTest::qWait(200);
+        show(test.window(), "scriptError", language);
+    }
+
     QTemporaryDir m_resources;
 
 private Q_SLOTS:
@@ -153,6 +179,10 @@ private Q_SLOTS:
         show(test.window(), "box", language);
         test.press(Qt::Key_1, Qt::ControlModifier);
 
+#ifdef KELM_WORKBENCH_SCRIPTS
+        showScripts(test, language);
+        test.window().findChild<QWidget *>("Scripts")->hide();
+#endif
         test.open(test.sample("bolts.csv"));
         QTest::qWait(200);
         show(test.window(), "table", language);

@@ -59,6 +59,8 @@ private:
         return *test.window().findChild<ConsoleLine *>("consoleLine");
     }
 
+    static QString sources() { return QString(KELMUTILS_SAMPLES) + "/../.."; }
+
     /// Opens a script with \p code.
     static void openScript(TestWindow &test, const QByteArray &code,
                            const QString &name = "script.py")
@@ -784,10 +786,51 @@ private Q_SLOTS:
         QVERIFY(answer(test, "import Workbench; Workbench.tables()").endsWith("[]"));
     }
 
+    void moduleHasTheNamesOfItsStub()
+    {
+        QStringList declared;
+        QString owner;
+        const QString stub = contentsOf(sources() + "/examples/workbench/script/Workbench.pyi");
+        static const QRegularExpression line("^(class|def|    def) (\\w+)",
+                                             QRegularExpression::MultilineOption);
+        for (auto found = line.globalMatch(stub); found.hasNext();) {
+            const QRegularExpressionMatch match = found.next();
+            const bool isMember = match.captured(1).startsWith(' ');
+            if (match.captured(1) == "class")
+                owner = match.captured(2) + '.';
+            if (!match.captured(2).startsWith('_'))
+                declared.append((isMember ? owner : QString()) + match.captured(2));
+        }
+        declared.sort();
+        QVERIFY(declared.size() > 15);
+
+        TestWindow test;
+        const QString printed =
+            run(test, "import Workbench\n"
+                      "names = [n for n in dir(Workbench) if n[0] != '_']\n"
+                      "for kind in (Workbench.Table, Workbench.Column):\n"
+                      "    names += [kind.__name__ + '.' + n for n in dir(kind) if n[0] != '_']\n"
+                      "print ' '.join(sorted(names))\n");
+        QVERIFY2(printed.contains('\n' + declared.join(' ') + '\n'), qPrintable(printed));
+    }
+
+    void exampleOfTheGuideRuns()
+    {
+        const QString guide = contentsOf(sources() + "/docs/workbench.md");
+        const int start = guide.indexOf("\nimport Workbench\n");
+        const QString code = guide.mid(start).section("```", 0, 0);
+        TestWindow test;
+        test.window().openFiles({test.sample("load_curve.csv")});
+        const QString printed = run(test, code.toUtf8());
+
+        QVERIFY2(printed.contains("Result: 1.5\n") && printed.contains("\nkN 1200 -0.021\n"),
+                 qPrintable(printed));
+    }
+
     void samplesRun()
     {
         TestWindow test;
-        const QString folder = QString(KELMUTILS_SAMPLES) + "/../workbench/script/samples/";
+        const QString folder = sources() + "/examples/workbench/script/samples/";
         test.open(test.sample("load_curve.csv"));
         const QString strength = run(test, contentsOf(folder + "strength.py"), "strength.py");
         QVERIFY2(strength.contains("Young's modulus"), qPrintable(strength));

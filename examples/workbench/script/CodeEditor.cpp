@@ -122,12 +122,14 @@ void CodeEditor::paintNumbers(QWidget &area)
         const double height = blockBoundingRect(block).height();
         const int number = block.blockNumber() + 1;
         const QRect row(0, int(top), area.width(), fontMetrics().height());
-        if (number == m_errorLine) {
+        const bool isError = number == m_errorLine;
+        if (isError)
             painter.fillRect(row, shade(palette().color(QPalette::Base), Qt::red, 0.25));
+        QColor colour = palette().color(QPalette::WindowText);
+        colour.setAlpha(isError || number == line() ? 255 : 150);
+        painter.setPen(colour);
+        if (isError)
             painter.drawText(row.adjusted(space / 2, 0, 0, 0), Qt::AlignLeft, "!");
-        }
-        painter.setPen(palette().color(number == line() ? QPalette::Active : QPalette::Disabled,
-                                       QPalette::WindowText));
         painter.drawText(row.adjusted(0, 0, -space / 2, 0), Qt::AlignRight,
                          QString::number(number));
         top += height;

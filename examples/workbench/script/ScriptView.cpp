@@ -39,6 +39,7 @@ void ScriptView::addCommands()
 
 void ScriptView::layOut()
 {
+    m_document.text().setDefaultFont(m_editor->font());
     m_editor->setDocument(&m_document.text());
     m_editor->setObjectName("editor");
     bindText(m_editor, "accessibleName", ".ctx.script");
