@@ -1,5 +1,6 @@
 #include "examples/workbench/Document.h"
 
+#include "utils/files/File.h"
 #include "utils/files/FileWatch.h"
 
 #include <QFileInfo>
@@ -32,6 +33,7 @@ bool Document::write(const QString &path)
     return true;
 }
 
+QString Document::failure() const { return Utils::File::lastError(); }
 bool Document::holdsContents() const { return true; }
 QString Document::whatSavingLoses() const { return {}; }
 

@@ -27,13 +27,17 @@ public:
     QUndoStack &changes() { return m_changes; }
     bool isChanged() const { return !m_changes.isClean(); }
 
-    /// Reads the file, for the first time or again. False, with the reason in File::lastError() and
-    /// the contents as they were, when it cannot be read.
+    /// Reads the file, for the first time or again. False, with the reason in failure() and the
+    /// contents as they were, when it cannot be read.
     bool read();
 
     /// Writes the file \p path, which becomes that of the document. False, with the reason in
-    /// File::lastError() and the document still changed, when it cannot be written.
+    /// failure() and the document still changed, when it cannot be written.
     bool write(const QString &path);
+
+    /// Why the last read() or write() has failed, as a text for the user; by default
+    /// File::lastError().
+    virtual QString failure() const;
 
     /// How the file is written, in one line for the status bar.
     virtual QString description() const = 0;

@@ -41,6 +41,7 @@ DocumentTab::DocumentTab(const DocumentKind &kind, const QString &path, QWidget 
     connect(m_reload, &QPushButton::clicked, this, &DocumentTab::reloadWanted);
     connect(m_ignore, &QPushButton::clicked, this, &DocumentTab::closeBar);
     connect(&m_document->changes(), &QUndoStack::cleanChanged, this, &DocumentTab::titleChanged);
+    connect(&m_document->changes(), &QUndoStack::indexChanged, this, &DocumentTab::titleChanged);
     connect(m_document, &Document::pathChanged, this, &DocumentTab::titleChanged);
     connect(m_document, &Document::changedOnDisk, this, [this] {
         m_isMissing = false;

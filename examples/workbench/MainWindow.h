@@ -34,8 +34,9 @@ public:
     /// the user which ones cannot be read.
     void openFiles(const QStringList &paths);
 
-    /// The same for one file. False, without telling the user, when it cannot be read.
-    bool open(const QString &path);
+    /// The same for one file, without telling the user. Returns why it cannot be read; "" when it
+    /// is open.
+    QString open(const QString &path);
 
     /// Closes a tab, after asking about unsaved changes. False when it stays open.
     bool closeTab(DocumentTab *tab);

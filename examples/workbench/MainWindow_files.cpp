@@ -58,21 +58,21 @@ void MainWindow::openFiles(const QStringList &paths)
 {
     QStringList problems;
     for (const QString &path : paths) {
-        if (!open(path))
-            problems.append(File::lastError().isEmpty() ? text(".err.open").arg(path)
-                                                        : QString(File::lastError()));
+        const QString problem = open(path);
+        if (!problem.isEmpty())
+            problems.append(problem);
     }
     if (!problems.isEmpty())
         tell(problems.join('\n'));
 }
 
-bool MainWindow::open(const QString &path)
+QString MainWindow::open(const QString &path)
 {
     const QString absolute = QFileInfo(path).absoluteFilePath();
     for (DocumentTab *const tab : tabs()) {
         if (File::isSamePath(tab->document().path(), absolute)) {
             m_tabs->setCurrentWidget(tab);
-            return true;
+            return {};
         }
     }
 
@@ -80,8 +80,9 @@ bool MainWindow::open(const QString &path)
     auto *const tab = new DocumentTab(kindOf(absolute), absolute, m_tabs);
     tab->hide();
     if (!tab->document().read()) {
+        const QString reason = tab->document().failure();
         delete tab;
-        return false;
+        return reason.isEmpty() ? text(".err.open").arg(path) : reason;
     }
     m_changes.addStack(&tab->document().changes());
     connect(tab, &DocumentTab::titleChanged, this, &MainWindow::updateTitles);
@@ -89,7 +90,7 @@ bool MainWindow::open(const QString &path)
     connect(&tab->document(), &Document::contentsReplaced, this, &MainWindow::updateTitles);
     m_tabs->setCurrentIndex(m_tabs->addTab(tab, tab->title()));
     Settings().addMRU(Preferences::recentFiles, absolute);
-    return true;
+    return {};
 }
 
 bool MainWindow::write(DocumentTab &tab, const QString &path)
@@ -97,7 +98,7 @@ bool MainWindow::write(DocumentTab &tab, const QString &path)
     const Utils::WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
     if (!tab.document().write(path)) {
         const Utils::WaitCursor none(/*suspend=*/true, /*enable=*/true);
-        tell(text(".err.save").arg(QString(File::lastError())));
+        tell(text(".err.save").arg(tab.document().failure()));
         return false;
     }
     tab.closeBar();
@@ -163,7 +164,7 @@ void MainWindow::reload(DocumentTab &tab)
         return;
     }
     const Utils::WaitCursor none(/*suspend=*/true, /*enable=*/true);
-    tell(File::lastError());
+    tell(tab.document().failure());
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)

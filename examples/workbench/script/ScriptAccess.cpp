@@ -64,7 +64,7 @@ bool ScriptAccess::isOpen(const TableDocument *document) const
     return document && tables().contains(const_cast<TableDocument *>(document));
 }
 
-bool ScriptAccess::open(const QString &path) { return m_window.open(path); }
+QString ScriptAccess::open(const QString &path) { return m_window.open(path); }
 
 bool ScriptAccess::close(const TableDocument *document)
 {

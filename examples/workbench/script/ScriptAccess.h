@@ -39,8 +39,8 @@ public:
 
     bool isOpen(const TableDocument *document) const;
 
-    /// Opens a file in a tab. False when it cannot be read, with the reason in File::lastError().
-    bool open(const QString &path);
+    /// Opens a file in a tab. Returns why it cannot be read; "" when it is open.
+    QString open(const QString &path);
 
     /// Closes the tab of a table, after asking about unsaved changes. False when it stays open.
     bool close(const TableDocument *document);

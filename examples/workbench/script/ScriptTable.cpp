@@ -8,7 +8,6 @@
 #include "examples/workbench/table/RowSearch.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "utils/csv/CSVTable.h"
-#include "utils/files/File.h"
 #include "utils/script/ScriptManager.h"
 
 #include <QCoreApplication>
@@ -267,9 +266,9 @@ ScriptTable openScriptTable(const Data::String &path, bool &isTable)
     ScriptAccess *const program = access();
     if (!program)
         return {};
-    if (!program->open(path)) {
-        const QString reason = Utils::File::lastError();
-        raise(PyExc_IOError, reason.isEmpty() ? text(".err.open").arg(path) : reason);
+    const QString reason = program->open(path);
+    if (!reason.isEmpty()) {
+        raise(PyExc_IOError, reason);
         return {};
     }
     TableDocument *const table = program->table(path);
