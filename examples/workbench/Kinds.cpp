@@ -9,11 +9,19 @@
 #endif
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
+#include "examples/workbench/tags/TagDocument.h"
+#include "examples/workbench/trees/TreeView.h"
+#include "examples/workbench/xml/XmlDocument.h"
 
 #include <QDir>
 #include <QFileInfo>
 
 namespace Workbench {
+
+static Pane *makeTreeView(Document *document, QWidget *parent)
+{
+    return new TreeView(static_cast<TreeDocument &>(*document), parent);
+}
 
 const std::vector<DocumentKind> &documentKinds()
 {
@@ -22,13 +30,25 @@ const std::vector<DocumentKind> &documentKinds()
 #ifdef KELM_WORKBENCH_SCRIPTS
         {".ctx.scripts",
          {"*.py"},
+         nullptr,
          [](const QString &path) -> Document * { return new ScriptDocument(path); },
          [](Document *document, QWidget *parent) -> Pane * {
              return new ScriptView(static_cast<ScriptDocument &>(*document), parent);
          }},
 #endif
+        {".ctx.tagFiles",
+         {"*.tag"},
+         isTagFile,
+         [](const QString &path) -> Document * { return new TagDocument(path); },
+         makeTreeView},
+        {".ctx.xmlDocuments",
+         {"*.xml"},
+         isXmlFile,
+         [](const QString &path) -> Document * { return new XmlDocument(path); },
+         makeTreeView},
         {".ctx.tables",
          {"*.csv", "*.tsv", "*.txt", "*.dat"},
+         nullptr,
          [](const QString &path) -> Document * { return new TableDocument(path); },
          [](Document *document, QWidget *parent) -> Pane * {
              return new TableView(static_cast<TableDocument &>(*document), parent);
@@ -39,9 +59,10 @@ const std::vector<DocumentKind> &documentKinds()
 
 const DocumentKind &kindOf(const QString &path)
 {
-    const QString name = QFileInfo(path).fileName();
+    const QFileInfo file(path);
     for (const DocumentKind &kind : documentKinds()) {
-        if (QDir::match(kind.patterns, name))
+        const bool canLook = kind.hasForm && file.isFile(); // a pipe would wait
+        if (QDir::match(kind.patterns, file.fileName()) || (canLook && kind.hasForm(path)))
             return kind;
     }
     return documentKinds().back();

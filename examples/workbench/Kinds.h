@@ -14,8 +14,9 @@ class Pane;
 /// A kind of file that the workbench opens.
 struct DocumentKind
 {
-    const char *name;     ///< id of a text, such as ".ctx.tables"
-    QStringList patterns; ///< of file names, such as "*.csv"
+    const char *name;                     ///< id of a text, such as ".ctx.tables"
+    QStringList patterns;                 ///< of file names, such as "*.csv"
+    bool (*hasForm)(const QString &path); ///< whether a file of another name is one; may be null
     Document *(*makeDocument)(const QString &path);
     Pane *(*makeView)(Document *document, QWidget *parent); ///< the view owns the document
 };

@@ -18,8 +18,14 @@ inline const Utils::Setting<int> stopTime("Workbench/stopTime", 2, 0, 60);
 
 /// How many lines of the output of a program are kept in the view.
 inline const Utils::Setting<int> outputLines("Workbench/outputLines", 10000, 100, 1000000);
+
 /// How long a script may run, in seconds; 0 for no limit.
 inline const Utils::Setting<int> scriptTimeLimit("Workbench/scriptTimeLimit", 0, 0, 86400);
+
+/// The versions of XML documents that are usual, such as "Frame 2.1", one for each document type.
+/// An older or a newer document is told.
+inline const Utils::Setting<QStringList> documentVersions("Workbench/documentVersions",
+                                                          {"Frame 2.1"});
 
 /// The list of recent files, as Settings::addMRU() names it.
 inline const Data::String recentFiles = "workbench";

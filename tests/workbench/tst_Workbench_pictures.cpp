@@ -5,6 +5,7 @@
 
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/table/TableView.h"
+#include "examples/workbench/trees/TreeView.h"
 #include "utils/settings/Settings.h"
 #include "utils/strings/StringTable.h"
 
@@ -18,8 +19,10 @@
 #include <QProgressBar>
 #include <QScreen>
 #include <QTableView>
+#include <QTreeView>
 
 using Workbench::TableView;
+using Workbench::TreeView;
 
 static const SettingsHome home;
 
@@ -73,6 +76,26 @@ private:
             return;
         const QPixmap picture = window.grab();
         QVERIFY(picture.save(QDir(folder).filePath(name + '_' + language + ".png")));
+    }
+
+    /// Shows the tree in the current tab with the rows of \p paths open, and a number in the last
+    /// one changed to what is none.
+    static void showTree(TestWindow &test, const QList<QList<int>> &paths, const QString &name,
+                         const QString &language)
+    {
+        QTreeView &tree = test.view<TreeView>()->tree();
+        QModelIndex cell;
+        for (const QList<int> &path : paths) {
+            cell = QModelIndex();
+            for (const int row : path)
+                cell = tree.model()->index(row, 0, cell);
+            tree.expand(cell);
+        }
+        tree.setCurrentIndex(cell.siblingAtColumn(1));
+        QTest::keyClick(&tree, Qt::Key_F2);
+        QTest::keyClicks(tree.findChild<QWidget *>("valueEditor"), "23o\\:");
+        show(test.window(), name, language);
+        QTest::keyClick(tree.findChild<QWidget *>("valueEditor"), Qt::Key_Escape);
     }
 
     /// The resources with a pseudo language, as kelm strings --pseudo makes it.
@@ -192,6 +215,11 @@ private Q_SLOTS:
         });
         test.command("format")->trigger();
         showProcesses(test, language);
+
+        test.open(test.sample("materials.tag"));
+        showTree(test, {{3}, {3, 10}}, "tags", language);
+        test.open(test.sample("frame.xml"));
+        showTree(test, {{0, 6}, {0, 12}, {0, 12, 0}}, "xml", language);
     }
 
     void textsOfAllLanguagesAreComplete()
