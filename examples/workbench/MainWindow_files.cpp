@@ -11,6 +11,8 @@
 #include "utils/files/File.h"
 #include "utils/settings/Settings.h"
 
+#include <QAbstractItemView>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QFileDialog>
 #include <QMessageBox>
@@ -107,8 +109,19 @@ bool MainWindow::write(DocumentTab &tab, const QString &path)
     return true;
 }
 
+/// Accepts what is being typed in a cell, so that it is saved, or asked about, with the rest.
+static void acceptTyping()
+{
+    QWidget *part = QApplication::focusWidget();
+    while (part && !qobject_cast<QAbstractItemView *>(part))
+        part = part->parentWidget();
+    if (part)
+        part->setFocus();
+}
+
 bool MainWindow::save(DocumentTab &tab)
 {
+    acceptTyping();
     const QString loss = tab.document().whatSavingLoses();
     if (loss.isEmpty())
         return write(tab, tab.document().path());
@@ -126,6 +139,7 @@ bool MainWindow::save(DocumentTab &tab)
 
 bool MainWindow::saveAs(DocumentTab &tab)
 {
+    acceptTyping();
     const QString path = QFileDialog::getSaveFileName(
         this, text(".ctx.saveTitle"), tab.document().path(), tab.document().saveFilter());
     return !path.isEmpty() && write(tab, path);
@@ -133,6 +147,7 @@ bool MainWindow::saveAs(DocumentTab &tab)
 
 bool MainWindow::mayClose(DocumentTab &tab)
 {
+    acceptTyping();
     if (!tab.document().isChanged())
         return true;
     m_tabs->setCurrentWidget(&tab);
@@ -154,6 +169,7 @@ bool MainWindow::closeTab(DocumentTab *tab)
 
 void MainWindow::reload(DocumentTab &tab)
 {
+    acceptTyping();
     if (tab.document().isChanged() &&
         QMessageBox::question(this, text(".ctx.program"), text(".msg.reloadLoses")) !=
             QMessageBox::Yes)

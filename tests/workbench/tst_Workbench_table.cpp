@@ -219,6 +219,20 @@ private Q_SLOTS:
                     .startsWith("Joint,Load{kN},Remark\nJ1,12.5,\"a,\"\"b\"\"\"\nJ2,30,hole\n"));
     }
 
+    void tableSavesWhatIsBeingTyped()
+    {
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        click(test, 0, 1);
+        QTest::keyClick(&grid(test), Qt::Key_F2);
+        QTest::keyClicks(grid(test).findChild<QLineEdit *>(), "33");
+
+        test.press(Qt::Key_S, Qt::ControlModifier);
+
+        QVERIFY(contentsOf(test.path("loads.csv")).contains("\nJ1,33,ok\n"));
+        QVERIFY(!test.document().isChanged());
+    }
+
     void tableChangesTheRightRowWhenItIsSorted()
     {
         TestWindow test;
