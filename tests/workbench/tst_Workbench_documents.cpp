@@ -313,6 +313,28 @@ private Q_SLOTS:
         QVERIFY(test.document().isChanged());
     }
 
+    void documentLosesNothingElse_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+
+        QTest::newRow("comments and instructions") << QByteArray(
+            "<?xml version=\"1.0\"?>\n<?style plain?>\n<!-- a -->\n<a><!-- b --></a>");
+        QTest::newRow("CDATA") << QByteArray("<a><b><![CDATA[x < y\n z]]></b></a>");
+        QTest::newRow("lines of text") << QByteArray("<a><b>one\ntwo  three\n</b></a>");
+        QTest::newRow("entities") << QByteArray(
+            "<!DOCTYPE a [\n<!ENTITY u \"kN\">\n]>\n<a unit=\"&u;\"><b>&u;</b></a>");
+        QTest::newRow("line ends in an attribute") << QByteArray("<a b=\"1&#10;2&#9;3\"/>");
+    }
+
+    void documentLosesNothingElse()
+    {
+        QFETCH(QByteArray, contents);
+        TreeTest test;
+        test.open(test.file("a.xml", contents));
+
+        QCOMPARE(test.document().whatSavingLoses(), QString());
+    }
+
     void documentThatIsBrokenIsRefusedWithItsLine_data()
     {
         QTest::addColumn<QByteArray>("contents");

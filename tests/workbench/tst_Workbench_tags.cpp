@@ -170,6 +170,22 @@ private Q_SLOTS:
         QCOMPARE(test.text({2, 1}, value), QString("160"));
     }
 
+    void tagFileAsksForWhatIsBeingTyped()
+    {
+        TreeTest test;
+        test.open(test.file("bolts.tag", bolts));
+        test.click({2, 1}, value);
+        test.key(Qt::Key_Return);
+        test.type("170");
+        QString question;
+        test.onMessage(QMessageBox::Save, question);
+
+        test.press(Qt::Key_W, Qt::ControlModifier); // closes the file
+
+        QVERIFY2(question.contains("bolts.tag"), qPrintable(question));
+        QCOMPARE(contentsOf(test.path("bolts.tag")), QByteArray(bolts).replace("160", "170"));
+    }
+
     void tagFileHasValuesOfSeveralLines()
     {
         TreeTest test;

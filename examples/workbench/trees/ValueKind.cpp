@@ -6,6 +6,8 @@
 
 namespace Workbench {
 
+static const int mostExamined = 100000; // characters: a view asks each time that it draws the value
+
 static bool isNumber(const QString &value)
 {
     bool isValid = false;
@@ -72,7 +74,7 @@ QString problemOf(const QString &value, ValueKind kind)
 
 ValueKind kindOfValue(const QString &value)
 {
-    if (value.isEmpty())
+    if (value.isEmpty() || value.size() > mostExamined)
         return ValueKind::Text;
     for (const ValueKind kind : {ValueKind::Number, ValueKind::YesNo, ValueKind::Numbers}) {
         if (problemOf(value, kind).isEmpty())

@@ -16,7 +16,7 @@ enum class ValueKind
 };
 
 /// The kind of \p value: the first one that fits, of numbers, yes and no, lines of numbers and
-/// lists. An empty value is a text.
+/// lists. An empty value is a text, and so is one of more than 100,000 characters.
 ValueKind kindOfValue(const QString &value);
 
 /// Why \p value is not of the kind \p kind, in a sentence for the user; "" when it is. An empty
