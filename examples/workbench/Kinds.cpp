@@ -1,5 +1,6 @@
 #include "examples/workbench/Kinds.h"
 
+#include "examples/workbench/bus/BusPane.h"
 #include "examples/workbench/plot/PlotPane.h"
 #include "examples/workbench/process/ProcessPane.h"
 #ifdef KELM_WORKBENCH_SCRIPTS
@@ -80,6 +81,9 @@ const std::vector<ToolKind> &toolKinds()
         {"Scripts", Qt::BottomDockWidgetArea,
          [](QWidget *parent) -> Pane * { return new ScriptPane(parent); }},
 #endif
+        {"Bus", Qt::BottomDockWidgetArea,
+         [](QWidget *parent) -> Pane * { return new BusPane(parent); },
+         /*isHiddenAtFirst=*/true},
     };
     return kinds;
 }

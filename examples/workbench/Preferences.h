@@ -27,6 +27,9 @@ inline const Utils::Setting<int> scriptTimeLimit("Workbench/scriptTimeLimit", 0,
 inline const Utils::Setting<QStringList> documentVersions("Workbench/documentVersions",
                                                           {"Frame 2.1"});
 
+/// How many sends of signals are kept in the view of the bus.
+inline const Utils::Setting<int> busLength("Workbench/busLength", 10000, 100, 1000000);
+
 /// The list of recent files, as Settings::addMRU() names it.
 inline const Data::String recentFiles = "workbench";
 

@@ -3,10 +3,12 @@
 
 #include "tests/workbench/TestWindow.h"
 
+#include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/table/TableView.h"
 #include "examples/workbench/trees/TreeView.h"
 #include "utils/settings/Settings.h"
+#include "utils/signals/PublicSignal.h"
 #include "utils/strings/StringTable.h"
 
 #include <QAbstractButton>
@@ -165,6 +167,23 @@ private:
         show(test.window(), "scriptError", language);
     }
 
+    /// Signals of documents that are opened, and of settings.
+    static void showBus(TestWindow &test, const QString &language)
+    {
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+        Utils::PublicSignal opened("DocumentOpened", nullptr);
+        Utils::PublicSignal refreshed("ViewRefreshed", nullptr);
+        opened.connect([&] { refreshed.sendSignals(); });
+        for (int i = 0; i < 3; ++i) {
+            opened.addData("path", "rod.csv").addData("rows", 101);
+            opened.sendSignals();
+        }
+        Workbench::Preferences::memoryLimit.set(128);
+        QTest::qWait(200);
+        show(test.window(), "bus", language);
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+    }
+
     QTemporaryDir m_resources;
 
 private Q_SLOTS:
@@ -220,6 +239,7 @@ private Q_SLOTS:
         showTree(test, {{3}, {3, 10}}, "tags", language);
         test.open(test.sample("frame.xml"));
         showTree(test, {{0, 12}, {0, 6}, {0, 6, 1}}, "xml", language);
+        showBus(test, language);
     }
 
     void textsOfAllLanguagesAreComplete()

@@ -1,0 +1,230 @@
+#include "tests/workbench/TestWindow.h"
+
+#include "examples/workbench/Preferences.h"
+#include "examples/workbench/bus/BusPane.h"
+#include "examples/workbench/bus/SendModel.h"
+#include "utils/signals/PublicSignal.h"
+
+#include <QDockWidget>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QScrollBar>
+#include <QTableView>
+#include <QToolButton>
+
+using Utils::PublicSignal;
+using Utils::Signal;
+using Workbench::BusPane;
+using Workbench::SendModel;
+namespace Preferences = Workbench::Preferences;
+
+static const SettingsHome home;
+
+class tst_Workbench_bus : public QObject
+{
+    Q_OBJECT
+
+private:
+    static BusPane &pane(TestWindow &test)
+    {
+        return *qobject_cast<BusPane *>(test.window().tool("Bus"));
+    }
+
+    static int numRows(TestWindow &test) { return pane(test).sends().rowCount(); }
+
+    static QString cell(TestWindow &test, int row, SendModel::Column column)
+    {
+        return pane(test).sends().index(row, column).data().toString();
+    }
+
+    static QStringList names(TestWindow &test)
+    {
+        QStringList found;
+        for (int row = 0; row < numRows(test); ++row)
+            found.append(cell(test, row, SendModel::Name));
+        return found;
+    }
+
+    static QString count(TestWindow &test)
+    {
+        return pane(test).findChild<QLabel *>("busCount")->text();
+    }
+
+    /// Clicks the button of a command.
+    static void click(TestWindow &test, const char *command)
+    {
+        for (QToolButton *const button : pane(test).findChildren<QToolButton *>()) {
+            if (button->defaultAction() == test.command(command))
+                QTest::mouseClick(button, Qt::LeftButton);
+        }
+    }
+
+    static void send(PublicSignal &signal, int times)
+    {
+        for (int i = 0; i < times; ++i)
+            signal.sendSignals();
+    }
+
+private Q_SLOTS:
+    void init() { QSettings().clear(); }
+
+    void busShowsSendsOnlyWhenItIsWanted()
+    {
+        TestWindow test;
+        QVERIFY(!pane(test).isVisible());
+        PublicSignal opened("DocumentOpened", nullptr);
+        send(opened, 3);
+
+        test.press(Qt::Key_F7, Qt::ControlModifier); // which shows the pane
+        QVERIFY(pane(test).isVisible());
+        PublicSignal refreshed("Refreshed", nullptr);
+        opened.connect([&] { refreshed.sendSignals(); });
+        opened.addData("path", "a.csv").addData("rows", 12);
+        opened.sendSignals();
+        QTRY_COMPARE(numRows(test), 2);
+
+        QCOMPARE(names(test),
+                 QStringList({QString(2, QChar::Nbsp) + "Refreshed", "DocumentOpened"}));
+        QCOMPARE(cell(test, 0, SendModel::Payload), QString("empty"));
+        QCOMPARE(cell(test, 1, SendModel::Payload), QString("collection"));
+        QCOMPARE(cell(test, 1, SendModel::Receivers), QString("1"));
+        QVERIFY(cell(test, 1, SendModel::Duration).toDouble() >=
+                cell(test, 0, SendModel::Duration).toDouble());
+        QVERIFY(QTime::fromString(cell(test, 1, SendModel::Time), "HH:mm:ss.zzz").isValid());
+
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+        send(opened, 3);
+        QTest::qWait(300);
+        QCOMPARE(numRows(test), 2);
+    }
+
+    void busDoesNotTraceItself()
+    {
+        TestWindow test;
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+        PublicSignal opened("DocumentOpened", nullptr);
+        send(opened, 50);
+        QTRY_COMPARE(numRows(test), 50);
+        QTest::qWait(500); // it is updated several times meanwhile
+        QCOMPARE(pane(test).sends().numSends(), qint64(50));
+    }
+
+    void busShowsChangesOfSettings()
+    {
+        TestWindow test;
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+        QVERIFY(Preferences::memoryLimit.set(100));
+        QTRY_VERIFY(names(test).contains("SettingChanged"));
+    }
+
+    void busPausesAndIsCleared()
+    {
+        TestWindow test;
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+        PublicSignal opened("DocumentOpened", nullptr);
+        send(opened, 5);
+        QTRY_COMPARE(numRows(test), 5);
+
+        click(test, "pauseBus");
+        send(opened, 5);
+        QTest::qWait(300);
+        QCOMPARE(numRows(test), 5);
+        click(test, "pauseBus");
+        QTRY_COMPARE(numRows(test), 10); // what was sent meanwhile is kept
+        QCOMPARE(count(test), QString("10 sends"));
+
+        click(test, "clearBus");
+        QCOMPARE(numRows(test), 0);
+        QCOMPARE(count(test), QString("0 sends"));
+    }
+
+    void busFiltersByName()
+    {
+        TestWindow test;
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+        PublicSignal opened("DocumentOpened", nullptr);
+        PublicSignal closed("DocumentClosed", nullptr);
+        send(opened, 3);
+        send(closed, 2);
+        QTRY_COMPARE(numRows(test), 5);
+
+        auto *const filter = pane(test).findChild<QLineEdit *>("busFilter");
+        filter->setFocus();
+        QTest::keyClicks(filter, "CLOSED");
+        QCOMPARE(names(test), QStringList({"DocumentClosed", "DocumentClosed"}));
+        send(opened, 3);
+        send(closed, 1);
+        QTRY_COMPARE(numRows(test), 3);
+        QTest::keyClick(filter, Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(filter, Qt::Key_Delete);
+        QCOMPARE(numRows(test), 9);
+    }
+
+    void busKeepsTheLastSends()
+    {
+        TestWindow test;
+        QVERIFY(Preferences::busLength.set(100));
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+        PublicSignal a("First", nullptr);
+        PublicSignal b("Second", nullptr);
+        send(a, 80);
+        QTRY_COMPARE(numRows(test), 80);
+        pane(test).table().selectRow(75);
+        send(b, 70);
+        QTRY_COMPARE(count(test), QString("150 sends"));
+        QCOMPARE(numRows(test), 100);
+        QCOMPARE(names(test).count("First"), 30);
+        QCOMPARE(names(test).last(), QString("Second"));
+        QCOMPARE(pane(test).table().currentIndex().row(), 25); // the selection moves with its row
+
+        send(a, 1000);
+        QTRY_COMPARE(names(test).count("First"), 100);
+        QCOMPARE(numRows(test), 100);
+    }
+
+    void busStaysSmoothWithManySends()
+    {
+        TestWindow test;
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+        PublicSignal moved("Moved", nullptr);
+        moved.connect([] {});
+        qint64 longest = 0;
+        qint64 numSent = 0;
+        QElapsedTimer total;
+        total.start();
+        while (total.elapsed() < 2000) {
+            // 100,000 a second, in portions of a millisecond of that rate.
+            while (numSent < total.elapsed() * 100) {
+                moved.sendSignals();
+                ++numSent;
+            }
+            QElapsedTimer pause;
+            pause.start();
+            QCoreApplication::processEvents();
+            longest = qMax(longest, pause.elapsed());
+        }
+        qInfo("%lld sends in %lld ms; the longest pause was %lld ms",
+              static_cast<long long>(numSent), static_cast<long long>(total.elapsed()),
+              static_cast<long long>(longest));
+        QVERIFY2(longest < 500, qPrintable(QString::number(longest))); // also when others compute
+        QTRY_COMPARE(pane(test).sends().numSends(), numSent);
+        QTRY_COMPARE(numRows(test), Preferences::busLength.value());
+        const QScrollBar *const bar = pane(test).table().verticalScrollBar();
+        QCOMPARE(bar->value(), bar->maximum());
+    }
+
+    void busEndsWithTheWindow()
+    {
+        TestWindow test;
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+        test.restart();
+        PublicSignal opened("DocumentOpened", nullptr);
+        send(opened, 3); // no tracer of the old window
+        QTest::qWait(300);
+        QCOMPARE(numRows(test), 0);
+        QVERIFY(!test.command("traceBus")->isChecked());
+    }
+};
+
+QTEST_MAIN(tst_Workbench_bus)
+#include "tst_Workbench_bus.moc"
