@@ -117,6 +117,21 @@ private Q_SLOTS:
         QVERIFY(side.set(Side::Right));
     }
 
+    void tellsItsRange()
+    {
+        QCOMPARE(early.least(), 1);
+        QCOMPARE(early.most(), 10000);
+        const Setting<double> ratio("r", 0.5, -2.0, 1.0);
+        QCOMPARE(ratio.least(), -2.0);
+        QCOMPARE(ratio.most(), 1.0);
+        const Setting<int> any("a", 5);
+        QCOMPARE(any.least(), std::numeric_limits<int>::min());
+        QCOMPARE(any.most(), std::numeric_limits<int>::max());
+        const Setting<double> anyRatio("b", 5);
+        QVERIFY(anyRatio.set(anyRatio.least()) && anyRatio.set(anyRatio.most()));
+        QCOMPARE(anyRatio.least(), -anyRatio.most());
+    }
+
     void hasItsDefaultForWhatIsStoredWrongly_data()
     {
         QTest::addColumn<QString>("stored");

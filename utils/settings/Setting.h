@@ -6,6 +6,7 @@
 
 #include <QStringList>
 
+#include <limits>
 #include <optional>
 #include <type_traits>
 
@@ -53,6 +54,21 @@ public:
 
     const Data::String &key() const { return m_key; }
     const T &defaultValue() const { return m_default; }
+
+    /// The smallest and the largest value, for an editor of the setting; those of T without a
+    /// range. T must be int or double.
+    T least() const
+    {
+        static_assert(std::is_arithmetic<T>::value && !std::is_same<T, bool>::value,
+                      "only numbers have a smallest value");
+        return m_range ? m_range->least : std::numeric_limits<T>::lowest();
+    }
+    T most() const
+    {
+        static_assert(std::is_arithmetic<T>::value && !std::is_same<T, bool>::value,
+                      "only numbers have a largest value");
+        return m_range ? m_range->most : std::numeric_limits<T>::max();
+    }
 
     /// The stored value, or the default.
     T value() const
