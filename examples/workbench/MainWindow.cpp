@@ -7,6 +7,8 @@
 #include "examples/workbench/Pane.h"
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
+#include "examples/workbench/settings/SettingsDialog.h"
+#include "utils/files/File.h"
 #include "utils/settings/Settings.h"
 #include "utils/strings/StringTable.h"
 
@@ -209,6 +211,8 @@ void MainWindow::addSettingsMenu()
     m_languages = menu->addMenu(QString());
     bindText(m_languages, "title", ".ctx.languages");
     connect(m_languages, &QMenu::aboutToShow, this, &MainWindow::fillLanguageMenu);
+    menu->addSeparator();
+    addCommand(menu, "preferences", Qt::CTRL + Qt::Key_Comma, [this] { showSettings(); });
 }
 
 void MainWindow::addHelpMenu()
@@ -276,10 +280,22 @@ void MainWindow::fillLanguageMenu()
     }
 }
 
+void MainWindow::showSettings()
+{
+    auto *dialog = findChild<SettingsDialog *>();
+    if (!dialog)
+        dialog = new SettingsDialog(this);
+    dialog->show(); // the program is used meanwhile
+    dialog->raise();
+    dialog->activateWindow();
+}
+
 void MainWindow::takeSetting(const Data::VariantCollection &change)
 {
-    if (change["key"].toString() == Preferences::language.key() &&
-        !setLanguage(Preferences::language.value()))
+    const QString key = change["key"].toString();
+    if (key == Preferences::flushFiles.key())
+        Utils::File::setSafeWriting(true, Preferences::flushFiles.value());
+    if (key == Preferences::language.key() && !setLanguage(Preferences::language.value()))
         tell(text(".err.language").arg(Preferences::language.value()));
 }
 

@@ -70,6 +70,7 @@ private:
     void addStatusBar();
     void fillRecentMenu();
     void fillLanguageMenu();
+    void showSettings();
     void saveLayout() const;
     void takeSetting(const Data::VariantCollection &change);
 

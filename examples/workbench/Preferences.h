@@ -2,6 +2,8 @@
 
 #include "utils/settings/Setting.h"
 
+#include <QDir>
+
 namespace Workbench::Preferences {
 
 // The settings of the program, each with its default and its range. A change, also one by a script
@@ -12,6 +14,15 @@ inline const Utils::Setting<Data::String> language("Workbench/language", "");
 
 /// A table of more megabytes is not held in memory: it is shown from its file and not changed.
 inline const Utils::Setting<int> memoryLimit("Workbench/memoryLimit", 64, 1, 1024);
+
+/// The folder for temporary files, as File::tempPath() returns it.
+inline const Utils::Setting<Data::String> tempFolder("gui/tempPath", QDir::tempPath());
+
+/// Whether a file that is saved is on the disk when the call returns: after a power failure, too.
+inline const Utils::Setting<bool> flushFiles("Workbench/flushFiles", true);
+
+/// How many digits the statistics have.
+inline const Utils::Setting<int> digits("Workbench/digits", 5, 2, 15);
 
 /// How long a program that is cancelled is waited for before it is killed, in seconds.
 inline const Utils::Setting<int> stopTime("Workbench/stopTime", 2, 0, 60);

@@ -21,10 +21,12 @@ Session::Session(const QMap<QString, QString> &variables, const QString &languag
     const QString preferred = Preferences::language.value();
     const QString resources = variables.value("RES_DIR");
     loadTexts(resources, language.isEmpty() ? preferred : language);
-    Utils::File::setSafeWriting(true);
+    Utils::File::setSafeWriting(true, Preferences::flushFiles.value());
     Utils::CSVTable().setHoleValue(Data::noValue); // for all tables in memory
-    if (Utils::Settings().canExport("Window"))     // which is of this screen
-        Utils::Settings().setFlags("Window", /*canExport=*/false, /*canReset=*/true);
+    for (const char *group : {"Window", "gui"}) {  // of this screen, and of this disk
+        if (Utils::Settings().canExport(group))
+            Utils::Settings().setFlags(group, /*canExport=*/false, /*canReset=*/true);
+    }
     QGuiApplication::setWindowIcon(QIcon(Utils::File::join(resources, "icons/kelm-workbench.svg")));
     m_window = std::make_unique<MainWindow>();
     m_host.setWindow(m_window.get(), m_window->statusBar());

@@ -33,11 +33,17 @@ static void setLanguageOfQt(const QString &language)
         QCoreApplication::installTranslator(translator);
 }
 
+/// The language of the system, or English when there are no texts in it.
+static QString systemLanguage()
+{
+    const QString system = QLocale::system().name().section('_', 0, 0);
+    return languages().contains(system) ? system : QString("en");
+}
+
 void loadTexts(const QString &resources, const QString &language)
 {
     resourceFolder = resources;
-    const QString system = QLocale::system().name().section('_', 0, 0);
-    const QString wanted = language.isEmpty() ? system : language;
+    const QString wanted = language.isEmpty() ? systemLanguage() : language;
     const QString chosen = languages().contains(wanted) ? wanted : QString("en");
 
     Utils::File::setSearchPath(resources, "");
@@ -63,8 +69,9 @@ QString nameOf(const QString &language)
     return StringTable::lookupl(QString('.') + tableName + ".ctx.language", language);
 }
 
-bool setLanguage(const QString &language)
+bool setLanguage(const QString &wanted)
 {
+    const QString language = wanted.isEmpty() ? systemLanguage() : wanted;
     if (language == StringTable::language())
         return true;
     const QLocale old;

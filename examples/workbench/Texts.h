@@ -17,9 +17,10 @@ QStringList languages();
 /// The name of a language in this language itself, such as "Deutsch".
 QString nameOf(const QString &language);
 
-/// Changes the language while the program runs, also that of Qt's own dialogs and of numbers. All
-/// windows get QEvent::LanguageChange. False, with nothing changed, when the texts cannot be read.
-bool setLanguage(const QString &language);
+/// Changes the language while the program runs, also that of Qt's own dialogs and of numbers; "" is
+/// the language of the system. All windows get QEvent::LanguageChange. False, with nothing changed,
+/// when the texts cannot be read.
+bool setLanguage(const QString &wanted);
 
 /// The text of an id such as ".ctx.open" in the table of the program.
 QString text(const char *id);

@@ -184,6 +184,19 @@ private:
         test.press(Qt::Key_F7, Qt::ControlModifier);
     }
 
+    /// Two settings differ from their defaults.
+    static void showSettings(TestWindow &test, const QString &language)
+    {
+        Workbench::Preferences::tempFolder.set("/tmp");
+        Workbench::Preferences::memoryLimit.set(256);
+        test.press(Qt::Key_Comma, Qt::ControlModifier);
+        auto *const dialog = test.window().findChild<QWidget *>("SettingsDialog");
+        QVERIFY(dialog && QTest::qWaitForWindowActive(dialog));
+        show(*dialog, "settings", language);
+        QTest::keyClick(dialog, Qt::Key_Escape);
+        QVERIFY(!dialog->isVisible());
+    }
+
     QTemporaryDir m_resources;
 
 private Q_SLOTS:
@@ -240,6 +253,7 @@ private Q_SLOTS:
         test.open(test.sample("frame.xml"));
         showTree(test, {{0, 12}, {0, 6}, {0, 6, 1}}, "xml", language);
         showBus(test, language);
+        showSettings(test, language);
     }
 
     void textsOfAllLanguagesAreComplete()

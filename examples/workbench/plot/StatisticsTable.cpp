@@ -1,6 +1,7 @@
 #include "examples/workbench/plot/StatisticsTable.h"
 
 #include "data/Array.h"
+#include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/text/Statistics.h"
@@ -49,6 +50,7 @@ StatisticsTable::StatisticsTable(QWidget *parent) : QTableWidget(numMeasures, 0,
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     verticalHeader()->setDefaultSectionSize(fontMetrics().height() * 5 / 4);
     updateTexts();
+    m_digits.setCallback([this] { setColumns(m_columns); });
 }
 
 void StatisticsTable::updateTexts()
@@ -62,6 +64,8 @@ void StatisticsTable::updateTexts()
 
 void StatisticsTable::setColumns(const QVector<PlotColumn> &columns)
 {
+    m_columns = columns;
+    const int digits = Preferences::digits.value();
     setColumnCount(columns.size());
     for (int col = 0; col < columns.size(); ++col) {
         const PlotColumn &column = columns.at(col);
@@ -74,7 +78,7 @@ void StatisticsTable::setColumns(const QVector<PlotColumn> &columns)
             if (isCount)
                 shown = QLocale().toString(static_cast<int>(values.at(row)));
             else if (!isEmpty)
-                shown = Utils::StringUtil::displayUnit(values.at(row), column.unit, 5);
+                shown = Utils::StringUtil::displayUnit(values.at(row), column.unit, digits);
             auto *const item = new QTableWidgetItem(shown);
             item->setData(Qt::UserRole,
                           isCount || !isEmpty ? QVariant(values.at(row)) : QVariant());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "utils/settings/SettingsSlot.h"
+
 #include <QStringList>
 #include <QTableWidget>
 #include <QVector>
@@ -36,6 +38,10 @@ public:
 
     /// The table with commas between its columns, and numbers with all digits.
     QString toCsv() const;
+
+private:
+    QVector<PlotColumn> m_columns;
+    Utils::SettingsSlot m_digits{"Workbench/digits", nullptr};
 };
 
 } // namespace Workbench
