@@ -12,6 +12,8 @@
 #include <QTableView>
 #include <QToolButton>
 
+#include <ctime>
+
 using Utils::PublicSignal;
 using Utils::Signal;
 using Workbench::BusPane;
@@ -188,7 +190,7 @@ private Q_SLOTS:
         test.press(Qt::Key_F7, Qt::ControlModifier);
         PublicSignal moved("Moved", nullptr);
         moved.connect([] {});
-        qint64 longest = 0;
+        std::clock_t longest = 0; // of processor time: other programs may compute, too
         qint64 numSent = 0;
         QElapsedTimer total;
         total.start();
@@ -198,15 +200,14 @@ private Q_SLOTS:
                 moved.sendSignals();
                 ++numSent;
             }
-            QElapsedTimer pause;
-            pause.start();
+            const std::clock_t start = std::clock();
             QCoreApplication::processEvents();
-            longest = qMax(longest, pause.elapsed());
+            longest = qMax(longest, std::clock() - start);
         }
-        qInfo("%lld sends in %lld ms; the longest pause was %lld ms",
-              static_cast<long long>(numSent), static_cast<long long>(total.elapsed()),
-              static_cast<long long>(longest));
-        QVERIFY2(longest < 500, qPrintable(QString::number(longest))); // also when others compute
+        const double pause = 1000.0 * double(longest) / CLOCKS_PER_SEC;
+        qInfo("%lld sends in %lld ms; the longest pause was %.0f ms",
+              static_cast<long long>(numSent), static_cast<long long>(total.elapsed()), pause);
+        QVERIFY2(pause < 200, qPrintable(QString::number(pause))); // also with sanitizers
         QTRY_COMPARE(pane(test).sends().numSends(), numSent);
         QTRY_COMPARE(numRows(test), Preferences::busLength.value());
         const QScrollBar *const bar = pane(test).table().verticalScrollBar();

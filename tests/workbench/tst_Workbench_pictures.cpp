@@ -132,7 +132,7 @@ private:
             {"processLog", "solver.log"}};
         for (auto field = fields.begin(); field != fields.end(); ++field)
             pane.findChild<QLineEdit *>(field.key())->setText(*field);
-        test.press(Qt::Key_F8);
+        test.press(Qt::Key_F12);
         QTRY_VERIFY(pane.findChild<QProgressBar *>()->value() >= 50);
         show(test.window(), "solving", language);
         QTRY_COMPARE(test.document().path(), test.path("rod.csv"));

@@ -2,7 +2,7 @@
 
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
-#include "examples/workbench/process/OutputView.h"
+#include "examples/workbench/process/LineView.h"
 #include "examples/workbench/process/ProcessPane.h"
 #include "examples/workbench/table/TableView.h"
 
@@ -16,7 +16,9 @@
 #include <QTextBlock>
 #include <QUuid>
 
-using Workbench::OutputView;
+#include <ctime>
+
+using Workbench::LineView;
 using Workbench::ProcessPane;
 using Workbench::ProcessRun;
 using Workbench::TableView;
@@ -129,7 +131,7 @@ private Q_SLOTS:
                 [&](int value) { shown.append(value); });
         const auto *const ordinary = test.window().statusBar()->findChild<QWidget *>("progress");
 
-        test.press(Qt::Key_F8);
+        test.press(Qt::Key_F12);
         QVERIFY(isRunning(test));
         QTRY_VERIFY(display->isVisible());
         QTRY_VERIFY(ordinary->isVisible());
@@ -170,7 +172,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         enter(test, "--seconds 0.1", "old.csv");
-        test.press(Qt::Key_F8);
+        test.press(Qt::Key_F12);
         QTRY_VERIFY(!isRunning(test));
         QVERIFY2(state(test).contains("has not written " + test.path("old.csv")),
                  qPrintable(state(test)));
@@ -205,7 +207,7 @@ private Q_SLOTS:
         TestWindow test;
         enter(test, "--seconds 30");
         type(test, field.toUtf8().constData(), text);
-        test.press(Qt::Key_F8);
+        test.press(Qt::Key_F12);
 
         QVERIFY2(state(test).contains(reason), qPrintable(state(test)));
         QVERIFY(!isRunning(test));
@@ -217,7 +219,7 @@ private Q_SLOTS:
         TestWindow test;
         QVERIFY(Preferences::stopTime.set(1));
         enter(test, "--seconds 60 --stubborn --children 2");
-        test.press(Qt::Key_F8);
+        test.press(Qt::Key_F12);
         QTRY_VERIFY(lines(test).contains("2 children started"));
         QTRY_COMPARE(numRunning(), 3);
 
@@ -231,7 +233,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         enter(test, "--seconds 60 --children 1");
-        test.press(Qt::Key_F8);
+        test.press(Qt::Key_F12);
         QTRY_COMPARE(numRunning(), 2);
         QElapsedTimer time;
         time.start();
@@ -246,31 +248,43 @@ private Q_SLOTS:
         TestWindow test;
         QVERIFY(Preferences::outputLines.set(2000));
         enter(test, "--flood -1");
-        test.press(Qt::Key_F8);
+        test.press(Qt::Key_F12);
         QTRY_VERIFY(pane(test).output().numLeftOut() > 0);
 
-        const OutputView &output = pane(test).output();
-        qint64 longest = 0;
-        QElapsedTimer pause;
+        const LineView &output = pane(test).output();
+        // Processor time: other programs may compute, too.
+        std::clock_t longest = 0;
+        std::clock_t before = std::clock();
         QElapsedTimer total;
-        pause.start();
         total.start();
         bool isTold = false;
         while (total.elapsed() < 2000) {
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
+            longest = qMax(longest, std::clock() - before);
             isTold = isTold || !output.document()->find(" lines left out").isNull();
-            longest = qMax(longest, pause.restart());
+            before = std::clock();
         }
-        qInfo("%lld lines were left out in %lld ms; the longest pause was %lld ms",
+        const double pause = 1000.0 * double(longest) / CLOCKS_PER_SEC;
+        qInfo("%lld lines were left out in %lld ms; the longest pause was %.0f ms",
               static_cast<long long>(output.numLeftOut()), static_cast<long long>(total.elapsed()),
-              static_cast<long long>(longest));
+              pause);
         QVERIFY(isTold);
-        QVERIFY2(longest < 500, qPrintable(QString::number(longest))); // also when others compute
+        QVERIFY2(pause < 200, qPrintable(QString::number(pause))); // also with sanitizers
         QVERIFY(output.blockCount() <= 2000);
         const QScrollBar *const bar = output.verticalScrollBar();
-        QCOMPARE(bar->value(), bar->maximum());
+        QTRY_COMPARE(bar->value(), bar->maximum());
 
-        test.press(Qt::Key_F8, Qt::ShiftModifier);
+        // What the user looks at stays, as far as it is kept.
+        test.window().activateWindow();
+        pane(test).output().setFocus();
+        QTest::keyClick(&pane(test).output(), Qt::Key_Home, Qt::ControlModifier);
+        QTest::qWait(200);
+        QVERIFY(bar->value() < bar->maximum() / 2);
+        QTest::keyClick(&pane(test).output(), Qt::Key_End, Qt::ControlModifier);
+        QTest::qWait(200);
+        QTRY_COMPARE(bar->value(), bar->maximum());
+
+        test.press(Qt::Key_F12, Qt::ShiftModifier);
         QVERIFY(!isRunning(test));
         QVERIFY(lines(test).last().startsWith("Cancelled"));
         QVERIFY(output.blockCount() <= 2000);
@@ -280,7 +294,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         enter(test, "--seconds 60 --children 1");
-        test.press(Qt::Key_F8);
+        test.press(Qt::Key_F12);
         QTRY_COMPARE(numRunning(), 2);
 
         test.onDialog([](QWidget *dialog) { TestWindow::pressButton(dialog, QMessageBox::No); });
@@ -298,7 +312,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         enter(test, "--seconds 60 --stubborn --children 2");
-        test.press(Qt::Key_F8);
+        test.press(Qt::Key_F12);
         QTRY_COMPARE(numRunning(), 3);
         test.restart(); // without closing the window
         QCOMPARE(numRunning(), 0);

@@ -3,7 +3,7 @@
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/ProgressDisplay.h"
 #include "examples/workbench/Texts.h"
-#include "examples/workbench/process/OutputView.h"
+#include "examples/workbench/process/LineView.h"
 #include "utils/files/File.h"
 #include "utils/settings/Settings.h"
 
@@ -28,7 +28,7 @@ namespace Workbench {
 ProcessPane::ProcessPane(QWidget *parent)
     : Pane(".ctx.processes", parent),
       m_progress(new ProgressDisplay(ProgressDisplay::Form::StatusBar, this)),
-      m_state(new QLabel(this)), m_output(new OutputView(this)), m_parts(new QSplitter(this))
+      m_state(new QLabel(this)), m_output(new LineView(this)), m_parts(new QSplitter(this))
 {
     addCommands();
     layOut();
@@ -41,13 +41,13 @@ ProcessPane::~ProcessPane() = default;
 
 void ProcessPane::addCommands()
 {
-    m_start = addCommand("startProcess", Qt::Key_F8, [this] { start(); });
-    m_cancel = addCommand("cancelProcess", Qt::SHIFT + Qt::Key_F8, [this] { cancel(); });
+    m_start = addCommand("startProcess", Qt::Key_F12, [this] { start(); });
+    m_cancel = addCommand("cancelProcess", Qt::SHIFT + Qt::Key_F12, [this] { cancel(); });
     addSeparator();
-    m_openResult = addCommand("openResult", Qt::CTRL + Qt::Key_F8, [this] {
+    m_openResult = addCommand("openResult", Qt::CTRL + Qt::Key_F12, [this] {
         Q_EMIT openWanted(m_run->task().absolute(m_run->task().result));
     });
-    addCommand("clearOutput", {}, [this] { m_output->clearAll(); });
+    addCommand("clearLines", {}, [this] { m_output->clearAll(); });
 }
 
 void ProcessPane::addField(QGridLayout &form, QLineEdit *&field, const char *name,
@@ -148,9 +148,9 @@ void ProcessPane::start()
     m_output->clearAll();
     m_output->setLimit(Preferences::outputLines.value());
     m_run = std::make_unique<ProcessRun>(task(), nullptr);
-    m_output->append(m_run->command(), OutputView::Kind::Command);
+    m_output->append(m_run->command(), LineView::Kind::Command);
     connect(m_run.get(), &ProcessRun::lineRead, this, [this](const QString &line, bool isError) {
-        m_output->append(line, isError ? OutputView::Kind::Error : OutputView::Kind::Output);
+        m_output->append(line, isError ? LineView::Kind::Error : LineView::Kind::Output);
     });
     connect(m_run.get(), &ProcessRun::progressRead, this, &ProcessPane::showProgress);
     connect(m_run.get(), &ProcessRun::ended, this, &ProcessPane::showEnd);
@@ -176,7 +176,7 @@ void ProcessPane::showProgress(int percent)
 void ProcessPane::showEnd()
 {
     updateState();
-    m_output->append(m_state->text(), OutputView::Kind::Note);
+    m_output->append(m_state->text(), LineView::Kind::Note);
     // Later, as the tab may ask how the file is to be read.
     if (m_run->end() == ProcessRun::End::Exited && m_run->code() == 0 && m_run->hasResult())
         QTimer::singleShot(0, m_openResult, &QAction::trigger);

@@ -12,7 +12,7 @@ QT_FORWARD_DECLARE_CLASS(QSplitter)
 
 namespace Workbench {
 
-class OutputView;
+class LineView;
 class ProgressDisplay;
 
 /// Runs a program, such as a solver, while the user works on: its progress, its output, its end.
@@ -25,7 +25,7 @@ public:
     explicit ProcessPane(QWidget *parent);
     ~ProcessPane() override;
 
-    OutputView &output() const { return *m_output; }
+    LineView &output() const { return *m_output; }
 
     /// The program that runs, or the last one; null when none has been started.
     const ProcessRun *run() const { return m_run.get(); }
@@ -62,7 +62,7 @@ private:
     QLineEdit *m_log = nullptr;
     ProgressDisplay *m_progress;
     QLabel *m_state;
-    OutputView *m_output;
+    LineView *m_output;
     QSplitter *m_parts;
     std::unique_ptr<ProcessRun> m_run;
 };

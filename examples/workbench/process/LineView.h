@@ -9,7 +9,7 @@ namespace Workbench {
 
 /// The last lines of the output of a program. It takes lines as fast as they come: it shows a
 /// part of them at a time, and what would leave the view before anybody can read it is left out.
-class OutputView : public QPlainTextEdit
+class LineView : public QPlainTextEdit
 {
     Q_OBJECT
 
@@ -22,7 +22,7 @@ public:
         Note ///< by the workbench
     };
 
-    explicit OutputView(QWidget *parent);
+    explicit LineView(QWidget *parent);
 
     /// How many lines are kept.
     void setLimit(int numLines);
@@ -36,6 +36,9 @@ public:
     qint64 numLeftOut() const { return m_numLeftOut; }
 
     void clearAll();
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
 
 private:
     struct Line
@@ -52,6 +55,7 @@ private:
     qint64 m_numLeftOut = 0;
     qint64 m_numToTell = 0; // of those left out, that the view does not tell yet
     QTimer m_timer;
+    bool m_follows = true; // shows the end, until the user goes elsewhere
 };
 
 } // namespace Workbench

@@ -1,4 +1,4 @@
-#include "examples/workbench/process/OutputView.h"
+#include "examples/workbench/process/LineView.h"
 
 #include "examples/workbench/Texts.h"
 
@@ -12,7 +12,7 @@ static const int interval = 25;       // milliseconds between two parts
 static const size_t mostAtOnce = 400; // lines of a part
 static const int longestLine = 2000;  // characters that are shown
 
-OutputView::OutputView(QWidget *parent) : QPlainTextEdit(parent)
+LineView::LineView(QWidget *parent) : QPlainTextEdit(parent)
 {
     setObjectName("output");
     setReadOnly(true);
@@ -24,16 +24,32 @@ OutputView::OutputView(QWidget *parent) : QPlainTextEdit(parent)
     setLimit(int(m_limit));
     bindText(this, "accessibleName", ".ctx.output");
     m_timer.setInterval(interval);
-    connect(&m_timer, &QTimer::timeout, this, &OutputView::showSome);
+    connect(&m_timer, &QTimer::timeout, this, &LineView::showSome);
+
+    // The user's choice, and not the position: that also moves when lines are removed.
+    QScrollBar *const bar = verticalScrollBar();
+    connect(bar, &QScrollBar::actionTriggered, this,
+            [this, bar] { m_follows = bar->sliderPosition() == bar->maximum(); });
+    connect(bar, &QScrollBar::rangeChanged, this, [this, bar] {
+        if (m_follows)
+            bar->setValue(bar->maximum());
+    });
 }
 
-void OutputView::setLimit(int numLines)
+void LineView::keyPressEvent(QKeyEvent *event)
+{
+    QPlainTextEdit::keyPressEvent(event);
+    // A cursor in the last line may be one line above the end of the bar.
+    m_follows = verticalScrollBar()->value() >= verticalScrollBar()->maximum() - 1;
+}
+
+void LineView::setLimit(int numLines)
 {
     m_limit = size_t(numLines);
     setMaximumBlockCount(numLines);
 }
 
-void OutputView::append(const QString &line, Kind kind)
+void LineView::append(const QString &line, Kind kind)
 {
     if (m_lines.size() >= m_limit) {
         m_lines.pop_front();
@@ -53,7 +69,7 @@ static QColor readable(const QPalette &palette, const QColor &onLight, const QCo
     return palette.color(QPalette::Base).lightness() < 128 ? onDark : onLight;
 }
 
-QTextCharFormat OutputView::formatOf(Kind kind) const
+QTextCharFormat LineView::formatOf(Kind kind) const
 {
     QTextCharFormat format;
     if (kind == Kind::Error)
@@ -65,10 +81,8 @@ QTextCharFormat OutputView::formatOf(Kind kind) const
     return format;
 }
 
-void OutputView::showSome()
+void LineView::showSome()
 {
-    QScrollBar *const bar = verticalScrollBar();
-    const bool isAtEnd = bar->value() == bar->maximum();
     QTextCursor cursor(document());
     cursor.movePosition(QTextCursor::End);
     cursor.beginEditBlock();
@@ -90,24 +104,25 @@ void OutputView::showSome()
         addLines(lines.join('\n'), kind);
     }
     cursor.endEditBlock();
-    if (isAtEnd)
-        bar->setValue(bar->maximum());
+    if (m_follows)
+        verticalScrollBar()->setValue(verticalScrollBar()->maximum());
     if (m_lines.empty())
         m_timer.stop();
 }
 
-void OutputView::flush()
+void LineView::flush()
 {
     while (!m_lines.empty())
         showSome();
 }
 
-void OutputView::clearAll()
+void LineView::clearAll()
 {
     m_lines.clear();
     m_timer.stop();
     m_numLeftOut = 0;
     m_numToTell = 0;
+    m_follows = true;
     clear();
 }
 
