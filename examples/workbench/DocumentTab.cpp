@@ -10,8 +10,11 @@
 #include <QFrame>
 #include <QLabel>
 #include <QPushButton>
+#include <QTimer>
 
 namespace Workbench {
+
+static const int checkInterval = 1000; // milliseconds
 
 DocumentTab::DocumentTab(const DocumentKind &kind, const QString &path, QWidget *parent)
     : QWidget(parent), m_document(kind.makeDocument(path)), m_bar(new QFrame(this)),
@@ -38,14 +41,20 @@ DocumentTab::DocumentTab(const DocumentKind &kind, const QString &path, QWidget 
     layout->addWidget(m_view, 1);
     setFocusProxy(m_view);
 
+    auto *const timer = new QTimer(this); // a watch does not report that a file is gone
+    connect(timer, &QTimer::timeout, this, &DocumentTab::checkFile);
+    timer->start(checkInterval);
     connect(m_reload, &QPushButton::clicked, this, &DocumentTab::reloadWanted);
     connect(m_ignore, &QPushButton::clicked, this, &DocumentTab::closeBar);
     connect(&m_document->changes(), &QUndoStack::cleanChanged, this, &DocumentTab::titleChanged);
     connect(&m_document->changes(), &QUndoStack::indexChanged, this, &DocumentTab::titleChanged);
     connect(m_document, &Document::pathChanged, this, &DocumentTab::titleChanged);
     connect(m_document, &Document::changedOnDisk, this, [this] {
-        m_isMissing = false;
-        tell(m_document->isChanged() ? ".msg.changedBoth" : ".msg.changedOnDisk", true);
+        m_state = State::Readable;
+        const char *const plain =
+            m_document->holdsContents() ? ".msg.changedOnDisk" : ".msg.changedUnder";
+        tell(m_document->isChanged() ? ".msg.changedBoth" : plain, true);
+        m_view->update();
     });
 }
 
@@ -62,10 +71,21 @@ QString DocumentTab::title() const
 
 void DocumentTab::checkFile()
 {
-    const bool isMissing = !QFileInfo::exists(m_document->path());
-    if (isMissing && !m_isMissing)
+    const QFileInfo file(m_document->path());
+    State state = State::Readable;
+    if (!file.exists())
+        state = State::Missing;
+    else if (!file.isFile() || !file.isReadable())
+        state = State::Unreadable;
+    if (state == m_state)
+        return;
+    m_state = state;
+    if (state == State::Missing)
         tell(m_document->holdsContents() ? ".msg.missingOnDisk" : ".msg.goneFromDisk", false);
-    m_isMissing = isMissing;
+    else if (state == State::Unreadable)
+        tell(".msg.unreadable", false);
+    else
+        closeBar();
 }
 
 void DocumentTab::closeBar()

@@ -27,7 +27,7 @@ public:
     /// The name of the file, with a star when there are unsaved changes.
     QString title() const;
 
-    /// Tells when the file is not there any more.
+    /// Tells when the file is not there any more, or cannot be read.
     void checkFile();
 
     void closeBar();
@@ -37,6 +37,13 @@ Q_SIGNALS:
     void reloadWanted();
 
 private:
+    enum class State // of the file
+    {
+        Readable,
+        Missing,
+        Unreadable
+    };
+
     void tell(const char *id, bool canReload);
 
     Document *m_document;
@@ -45,7 +52,7 @@ private:
     QPushButton *m_reload;
     QPushButton *m_ignore;
     Pane *m_view;
-    bool m_isMissing = false;
+    State m_state = State::Readable; // as it was told
 };
 
 } // namespace Workbench

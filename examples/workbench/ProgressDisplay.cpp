@@ -12,6 +12,7 @@
 namespace Workbench {
 
 static const int longestLabel = 60; // characters
+static const int barSteps = 1000;
 
 ProgressDisplay::ProgressDisplay(Form form, QWidget *parent)
     : QWidget(parent, form == Form::Window ? Qt::Dialog : Qt::Widget), m_label(new QLabel(this)),
@@ -52,9 +53,17 @@ void ProgressDisplay::setLabel(const QString &text)
 
 void ProgressDisplay::setProgress(int count, int maxSteps, int remaining)
 {
-    m_bar->setRange(0, maxSteps);
-    m_bar->setValue(qMin(count, maxSteps));
+    // A task may report millions of times: only what changes the picture is passed on.
+    const int range = maxSteps > 0 ? barSteps : 0;
+    const int value = static_cast<int>(qint64(qMin(count, maxSteps)) * range / qMax(maxSteps, 1));
+    if (m_bar->maximum() != range)
+        m_bar->setRange(0, range);
+    if (m_bar->value() != value)
+        m_bar->setValue(value);
     const int seconds = remaining < 0 ? -1 : (remaining + 999) / 1000;
+    if (seconds == m_seconds)
+        return;
+    m_seconds = seconds;
     m_remaining->setText(seconds < 0 ? QString() : textFor(".msg.secondsLeft", seconds));
 }
 

@@ -43,6 +43,7 @@ private:
     QProgressBar *m_bar;
     QLabel *m_remaining;
     QPushButton *m_cancel;
+    int m_seconds = -1; // that are shown as the remaining time
 };
 
 } // namespace Workbench

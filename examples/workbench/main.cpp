@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -42,6 +43,9 @@ int main(int argc, char **argv)
     Workbench::Session session(Workbench::hostVariables(), parser.value("language"));
     session.window().restoreLayout();
     session.window().show();
-    session.window().openFiles(parser.positionalArguments());
+    // In the event loop: the window is there at once, and can be closed while a large file is read.
+    QTimer::singleShot(0, &session.window(), [&] {
+        session.window().openFiles(parser.positionalArguments());
+    });
     return QApplication::exec();
 }

@@ -2,11 +2,14 @@
 
 #include "data/Array.h"
 #include "examples/workbench/Texts.h"
+#include "examples/workbench/plot/Colours.h"
 #include "examples/workbench/plot/Scales.h"
 #include "examples/workbench/plot/ThinnedCurve.h"
+#include "examples/workbench/plot/Zoomer.h"
 #include "examples/workbench/table/RowSearch.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
+#include "utils/feedback/Progress.h"
 #include "utils/settings/Settings.h"
 #include "utils/text/Statistics.h"
 
@@ -26,7 +29,6 @@
 #include <qwt_plot_magnifier.h>
 #include <qwt_plot_panner.h>
 #include <qwt_plot_tradingcurve.h>
-#include <qwt_plot_zoomer.h>
 #include <qwt_scale_widget.h>
 
 #include <algorithm>
@@ -40,50 +42,6 @@ static const int mostAtOnce = 500000; // rows that are read whenever the selecti
 static const int mostColumns = 8;     // that are plotted
 static const int mostRead = 16;       // columns that are kept
 static const int delay = 100;         // milliseconds after the last change of the selection
-
-/// Of lines that belong to no column: seen on white and on black.
-static const QColor neutral("#777777");
-
-/// The colours of curves, which all people can tell apart on white and on black.
-static QColor colourOf(int index)
-{
-    static const QColor colours[] = {"#0072b2", "#d55e00", "#009e73", "#cc79a7",
-                                     "#56b4e9", "#e69f00", "#8f7cc3", "#808080"};
-    return colours[index % mostColumns];
-}
-
-namespace {
-
-/// Zooms to a rectangle, and shows the position of the mouse in the units of the axes.
-class Zoomer : public QwtPlotZoomer
-{
-public:
-    explicit Zoomer(QWidget *canvas) : QwtPlotZoomer(canvas)
-    {
-        setTrackerMode(QwtPicker::AlwaysOn);
-        setMousePattern(QwtEventPattern::MouseSelect2, Qt::RightButton, Qt::ControlModifier);
-        setMousePattern(QwtEventPattern::MouseSelect3, Qt::RightButton);
-    }
-
-protected:
-    QwtText trackerTextF(const QPointF &position) const override
-    {
-        const auto textOn = [this](QwtPlot::Axis axis, double value) {
-            const auto *const scale = dynamic_cast<const UnitScale *>(plot()->axisScaleDraw(axis));
-            return scale ? scale->textOf(value) : QString();
-        };
-        QStringList parts{textOn(QwtPlot::xBottom, position.x()),
-                          textOn(QwtPlot::yLeft, position.y())};
-        parts.removeAll(QString());
-        QwtText shown(parts.join("; "));
-        QColor back = plot()->palette().color(QPalette::ToolTipBase);
-        shown.setBackgroundBrush(back);
-        shown.setColor(plot()->palette().color(QPalette::ToolTipText));
-        return shown;
-    }
-};
-
-} // namespace
 
 PlotPane::PlotPane(QWidget *parent)
     : Pane(".ctx.plot", parent), m_plot(new QwtPlot(this)), m_grid(new QwtPlotGrid),
@@ -100,6 +58,10 @@ PlotPane::PlotPane(QWidget *parent)
         if (isVisible() && !isLarge)
             plotNow();
     });
+    // A timer without an interval comes after the paint events.
+    m_statisticsTimer.setSingleShot(true);
+    connect(&m_statisticsTimer, &QTimer::timeout, this,
+            [this] { m_statistics->setColumns(m_columns); });
 }
 
 void PlotPane::addCommands()
@@ -228,10 +190,14 @@ bool PlotPane::readColumns()
 void PlotPane::plotNow()
 {
     m_timer.stop();
+    if (Utils::Progress::any()) {
+        plotLater(); // after the task that shows its progress
+        return;
+    }
     if (!m_view || !readColumns())
         return;
     draw();
-    m_statistics->setColumns(m_columns);
+    m_statisticsTimer.start(); // first the plot is shown
 }
 
 void PlotPane::draw()
@@ -241,7 +207,9 @@ void PlotPane::draw()
         if (item != m_grid)
             delete item;
     }
+    m_plot->enableAxis(QwtPlot::yRight, false);
     if (m_columns.isEmpty()) {
+        m_statisticsTimer.stop();
         m_statistics->setColumns({});
         setAxes({}, {}, {}, {});
     } else if (m_kind == XY) {
@@ -251,6 +219,7 @@ void PlotPane::draw()
     } else {
         drawBoxes();
     }
+    setItemColours(*m_plot);
     const bool hasLegend = m_kind != Box && m_columns.size() > (m_kind == XY ? 2 : 1);
     if (hasLegend && !m_plot->legend())
         m_plot->insertLegend(new QwtLegend, QwtPlot::BottomLegend);
@@ -270,21 +239,40 @@ static QString commonTitle(const QVector<PlotColumn> &columns, QString &unit)
     return columns.size() == 1 ? columns.first().label : QString();
 }
 
+/// The title of one of two axes, by which it is seen which curves belong to it.
+static QString labelsOf(const QVector<PlotColumn> &columns)
+{
+    QStringList labels;
+    for (const PlotColumn &column : columns)
+        labels.append(column.label);
+    return labels.join(", ");
+}
+
 void PlotPane::drawXY()
 {
     const bool hasX = m_columns.size() > 1;
     const QVector<PlotColumn> ys = m_columns.mid(hasX ? 1 : 0);
     const QVector<double> x = hasX ? m_columns.first().values : QVector<double>();
-    for (int i = 0; i < ys.size(); ++i) {
-        auto *const curve = new ThinnedCurve(ys.at(i).title(), x, ys.at(i).values);
-        curve->setPen(colourOf(i), 0.0);
+    QVector<PlotColumn> onLeft;
+    QVector<PlotColumn> onRight; // of the second unit, when there are two
+    for (const PlotColumn &y : ys)
+        (y.unit == ys.first().unit ? onLeft : onRight).append(y);
+    QString rightUnit;
+    commonTitle(onRight, rightUnit);
+    const bool hasRight = !onRight.isEmpty() && onRight.first().unit == rightUnit;
+    for (const PlotColumn &y : ys) {
+        auto *const curve = new ThinnedCurve(y.title(), x, y.values);
         curve->setLegendAttribute(QwtPlotCurve::LegendShowLine);
+        if (hasRight && y.unit == rightUnit)
+            curve->setYAxis(QwtPlot::yRight);
         curve->attach(m_plot);
     }
     QString unit;
-    const QString title = commonTitle(ys, unit);
+    const QString title = commonTitle(hasRight ? onLeft : ys, unit);
     setAxes(hasX ? m_columns.first().label : text(".ctx.row"),
-            hasX ? m_columns.first().unit : QString(), title, unit);
+            hasX ? m_columns.first().unit : QString(), hasRight ? labelsOf(onLeft) : title, unit);
+    if (hasRight)
+        setAxis(QwtPlot::yRight, labelsOf(onRight), rightUnit);
 }
 
 /// The values without holes and numbers that are not finite, which have no place on an axis.
@@ -313,11 +301,7 @@ void PlotPane::drawHistograms()
             bars.append(QwtIntervalSample(counts.at(bin), lower, edges.at(bin)));
             lower = edges.at(bin);
         }
-        QColor fill = colourOf(i);
-        fill.setAlphaF(0.5);
         auto *const histogram = new QwtPlotHistogram(m_columns.at(i).title());
-        histogram->setBrush(fill);
-        histogram->setPen(colourOf(i));
         histogram->setSamples(bars);
         histogram->attach(m_plot);
 
@@ -325,7 +309,7 @@ void PlotPane::drawHistograms()
         QVector<double> y;
         Statistics::distributionData(array, counts.size(), x, y, Statistics::CountScale);
         auto *const normal = new QwtPlotCurve;
-        normal->setPen(neutral, 1.0, Qt::DashLine);
+        normal->setPen(QPen(Qt::DashLine));
         normal->setItemAttribute(QwtPlotItem::Legend, false);
         normal->setRenderHint(QwtPlotItem::RenderAntialiased);
         normal->setSamples(x, y);
@@ -353,18 +337,13 @@ void PlotPane::drawBoxes()
         boxes.append(box);
 
         auto *const line = new QwtPlotCurve;
-        line->setPen(neutral, 2.0);
+        line->setPen(QPen(Qt::black, 2.0));
         line->setZ(30.0); // above the boxes
         line->setSamples(QVector<double>{i - width / 2, i + width / 2},
                          QVector<double>{median, median});
         line->attach(m_plot);
     }
     auto *const curve = new QwtPlotTradingCurve;
-    QColor fill = colourOf(0);
-    fill.setAlphaF(0.5);
-    for (const auto direction : {QwtPlotTradingCurve::Increasing, QwtPlotTradingCurve::Decreasing})
-        curve->setSymbolBrush(direction, fill);
-    curve->setSymbolPen(colourOf(0));
     curve->setSymbolExtent(width);
     curve->setMaxSymbolWidth(1000.0);
     curve->setSamples(boxes);
@@ -379,15 +358,17 @@ void PlotPane::drawBoxes()
 void PlotPane::setAxes(const QString &xTitle, const QString &xUnit, const QString &yTitle,
                        const QString &yUnit)
 {
-    m_plot->setAxisScaleDraw(QwtPlot::xBottom, new UnitScale(xUnit));
-    m_plot->setAxisScaleDraw(QwtPlot::yLeft, new UnitScale(yUnit));
-    const auto titleOf = [this](const QString &title) {
-        QwtText shown(title, QwtText::PlainText);
-        shown.setFont(font());
-        return shown;
-    };
-    m_plot->setAxisTitle(QwtPlot::xBottom, titleOf(xTitle));
-    m_plot->setAxisTitle(QwtPlot::yLeft, titleOf(yTitle));
+    setAxis(QwtPlot::xBottom, xTitle, xUnit);
+    setAxis(QwtPlot::yLeft, yTitle, yUnit);
+}
+
+void PlotPane::setAxis(int axis, const QString &title, const QString &unit)
+{
+    QwtText shown(title, QwtText::PlainText);
+    shown.setFont(font());
+    m_plot->enableAxis(axis);
+    m_plot->setAxisTitle(axis, shown);
+    m_plot->setAxisScaleDraw(axis, new UnitScale(unit));
 }
 
 /// Allows as many labels on the x axis as there is room for.
@@ -408,10 +389,8 @@ bool PlotPane::eventFilter(QObject *object, QEvent *event)
 void PlotPane::setColours()
 {
     m_plot->setCanvasBackground(palette().base());
-    QColor lines = palette().color(QPalette::Text);
-    lines.setAlphaF(0.15);
-    m_grid->setPen(lines, 0.0);
-    for (const QwtPlot::Axis axis : {QwtPlot::xBottom, QwtPlot::yLeft})
+    setItemColours(*m_plot);
+    for (const QwtPlot::Axis axis : {QwtPlot::xBottom, QwtPlot::yLeft, QwtPlot::yRight})
         m_plot->setAxisFont(axis, font());
     QPen band(palette().color(QPalette::Highlight));
     m_zoomer->setRubberBandPen(band);
@@ -424,6 +403,7 @@ void PlotPane::zoomToAll()
     else
         m_plot->setAxisAutoScale(QwtPlot::xBottom);
     m_plot->setAxisAutoScale(QwtPlot::yLeft);
+    m_plot->setAxisAutoScale(QwtPlot::yRight);
     m_plot->replot();
     m_zoomer->setZoomBase(/*doReplot=*/false);
 }

@@ -12,16 +12,17 @@ QT_FORWARD_DECLARE_CLASS(QLabel)
 QT_FORWARD_DECLARE_CLASS(QSplitter)
 QT_FORWARD_DECLARE_CLASS(QwtPlot)
 QT_FORWARD_DECLARE_CLASS(QwtPlotGrid)
-QT_FORWARD_DECLARE_CLASS(QwtPlotZoomer)
 
 namespace Workbench {
 
 class TableView;
+class Zoomer;
 
 /// Plots the selected columns of the current table, with their statistics beside the plot.
 ///
 /// In an x-y plot the first column is x and the others are y; a single column is plotted over the
-/// numbers of its rows. Rows that are filtered out, holes and texts are left out.
+/// numbers of its rows. Columns of a second unit have an axis of their own at the right; columns of
+/// three and more units share one axis of plain numbers. Rows that are filtered out, holes and texts are left out.
 class PlotPane : public Pane
 {
     Q_OBJECT
@@ -64,6 +65,7 @@ private:
     void drawBoxes();
     void setAxes(const QString &xTitle, const QString &xUnit, const QString &yTitle,
                  const QString &yUnit);
+    void setAxis(int axis, const QString &title, const QString &unit);
     void fitTicks();
     void setColours();
     void zoom(double factor);
@@ -72,7 +74,7 @@ private:
 
     QwtPlot *m_plot;
     QwtPlotGrid *m_grid;
-    QwtPlotZoomer *m_zoomer;
+    Zoomer *m_zoomer;
     StatisticsTable *m_statistics;
     QSplitter *m_parts;
     QActionGroup *m_kinds;
@@ -82,6 +84,7 @@ private:
     QMap<int, PlotColumn> m_read;  // columns of the view with all rows, as long as they are right
     QVector<PlotColumn> m_columns; // that are plotted
     QTimer m_timer;
+    QTimer m_statisticsTimer;
 };
 
 } // namespace Workbench

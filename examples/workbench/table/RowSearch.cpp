@@ -5,11 +5,12 @@
 #include "examples/workbench/table/TableDocument.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/feedback/Progress.h"
+#include "utils/text/List.h"
 
 #include <QLocale>
 
 #include <algorithm>
-#include <numeric>
+#include <cmath>
 
 namespace Workbench {
 
@@ -23,10 +24,10 @@ using Utils::Progress;
 template <typename Visitor>
 static bool visitRows(const TableDocument &document, const char *label, const Visitor &visitor)
 {
-    Progress progress(document.numRows(), text(label), /*cancelable=*/true);
-    const int last = document.tableRow(document.numRows() - 1);
     if (document.numRows() == 0)
         return true;
+    Progress progress(document.numRows(), text(label), /*cancelable=*/true);
+    const int last = document.tableRow(document.numRows() - 1);
     bool isCancelled = false;
     document.table().visit(document.tableRow(0), last, [&](const CSVRow &row) {
         visitor(row, row.number() - document.tableRow(0));
@@ -150,10 +151,10 @@ std::optional<Numbers> numbersOf(const TableDocument &document, const QVector<in
     // The table reads whole columns several times as fast as cells, but a text is 0.0 then. So each
     // zero is looked at, unless there are many.
     const int mostZeros = 10000;
-    const QList<QList<double>> read =
+    QList<QList<double>> read =
         document.table().colDataValues(cols.toList(), document.tableRow(0));
     int numZeros = 0;
-    for (const QList<double> &column : read)
+    for (const QList<double> &column : qAsConst(read))
         numZeros += static_cast<int>(std::count(column.begin(), column.end(), 0.0));
     if (read.size() != cols.size() || numZeros > mostZeros)
         return numbersOfCells(document, cols);
@@ -161,51 +162,92 @@ std::optional<Numbers> numbersOf(const TableDocument &document, const QVector<in
     Numbers numbers;
     numbers.numNonNumbers.resize(cols.size());
     for (int i = 0; i < cols.size(); ++i) {
-        QVector<double> column(document.numRows(), Data::noValue);
-        const int count = std::min(column.size(), read.at(i).size());
-        for (int row = 0; row < count; ++row) {
-            const double number = read.at(i).at(row);
-            if (number == 0.0 && document.kindOf(row, cols.at(i)) == TableDocument::NoNumber)
-                ++numbers.numNonNumbers[i];
-            else
-                column[row] = number;
+        QVector<double> column = read.at(i).toVector();
+        read[i] = {}; // as large columns are not held twice
+        column.reserve(document.numRows());
+        while (column.size() < document.numRows())
+            column.append(Data::noValue);
+        column.resize(document.numRows());
+        for (int row = 0; row < column.size(); ++row) {
+            if (column.at(row) != 0.0 ||
+                document.kindOf(row, cols.at(i)) != TableDocument::NoNumber)
+                continue;
+            column[row] = Data::noValue;
+            ++numbers.numNonNumbers[i];
         }
         numbers.columns.append(column);
     }
     return numbers;
 }
 
-std::optional<QVector<int>> sortedRows(const TableDocument &document, QVector<int> rows, int col,
-                                       bool ascending)
+/// \p rows sorted by numbers, of which there is one for each row of the document.
+static QVector<int> sortedByNumber(const QVector<int> &rows, const QVector<double> &numbers,
+                                   bool ascending)
 {
-    // NaN, too, is at the end: it compares with no number.
-    const auto isLast = [](double number) { return Data::isHole(number) || number != number; };
+    QVector<int> unsorted;
+    QVector<double> keys;
+    QVector<int> last;
+    for (const int row : rows) {
+        const double number = numbers.at(row);
+        // NaN, too, is at the end: it compares with no number.
+        if (Data::isHole(number) || number != number) {
+            last.append(row);
+            continue;
+        }
+        unsorted.append(row);
+        keys.append(ascending ? number : -number); // so that equal rows keep their order
+    }
+    const QList<int> order = Utils::List::indexSort(keys, /*ascending=*/true);
+    QVector<int> sorted;
+    sorted.reserve(rows.size());
+    for (const int position : order)
+        sorted.append(unsorted.at(position));
+    return sorted + last;
+}
+
+/// The same by texts, which are in lower case. Nothing when the user cancels.
+static std::optional<QVector<int>> sortedByText(QVector<int> rows, const QVector<QString> &texts,
+                                                bool ascending)
+{
+    struct Cancelled
+    {};
+    const double numComparisons = rows.size() * std::log2(rows.size() + 1.0);
+    const int stride = 1 + static_cast<int>(numComparisons / 1e9); // there may be billions
+    Progress progress(static_cast<int>(numComparisons / stride), text(".msg.sorting"),
+                      /*cancelable=*/true);
+    qint64 count = 0;
+    try {
+        std::stable_sort(rows.begin(), rows.end(), [&](int a, int b) {
+            if (++count % stride == 0 && !progress.tick())
+                throw Cancelled();
+            if (texts.at(a).isEmpty() || texts.at(b).isEmpty())
+                return !texts.at(a).isEmpty() && texts.at(b).isEmpty();
+            const int order = texts.at(a).compare(texts.at(b));
+            return ascending ? order < 0 : order > 0;
+        });
+    } catch (const Cancelled &) {
+        return std::nullopt;
+    }
+    return rows;
+}
+
+std::optional<QVector<int>> sortedRows(const TableDocument &document, const QVector<int> &rows,
+                                       int col, bool ascending)
+{
     if (document.columns().at(col).type == Utils::CSVColumn::Numbers) {
         const std::optional<Numbers> numbers = numbersOf(document, {col});
         if (!numbers)
             return std::nullopt;
-        const double *const keys = numbers->columns.at(0).constData();
-        std::stable_sort(rows.begin(), rows.end(), [&](int a, int b) {
-            if (isLast(keys[a]) || isLast(keys[b]))
-                return !isLast(keys[a]) && isLast(keys[b]);
-            return ascending ? keys[a] < keys[b] : keys[a] > keys[b];
-        });
-        return rows;
+        return sortedByNumber(rows, numbers->columns.at(0), ascending);
     }
-    QVector<QString> keys(document.numRows());
+    QVector<QString> texts(document.numRows());
     const auto examine = [&](const CSVRow &fields, int row) {
         if (col < fields.size())
-            keys[row] = fields[col].text();
+            texts[row] = QString(fields[col].text()).toCaseFolded();
     };
     if (!visitRows(document, ".msg.sorting", examine))
         return std::nullopt;
-    std::stable_sort(rows.begin(), rows.end(), [&](int a, int b) {
-        if (keys.at(a).isEmpty() || keys.at(b).isEmpty())
-            return !keys.at(a).isEmpty() && keys.at(b).isEmpty();
-        const int order = keys.at(a).compare(keys.at(b), Qt::CaseInsensitive);
-        return ascending ? order < 0 : order > 0;
-    });
-    return rows;
+    return sortedByText(rows, texts, ascending);
 }
 
 } // namespace Workbench

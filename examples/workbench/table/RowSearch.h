@@ -52,8 +52,8 @@ std::optional<QVector<int>> rowsWith(const TableDocument &document, int col,
 /// The rows \p rows in the order of their cells in the column \p col: by number in a column of
 /// numbers, otherwise by text. Cells that are no number are at the end. Rows that compare equal
 /// keep their order.
-std::optional<QVector<int>> sortedRows(const TableDocument &document, QVector<int> rows, int col,
-                                       bool ascending);
+std::optional<QVector<int>> sortedRows(const TableDocument &document, const QVector<int> &rows,
+                                       int col, bool ascending);
 
 /// Which rows of the document have a cell that contains \p text, in upper or lower case.
 std::optional<QBitArray> rowsContaining(const TableDocument &document, const QString &text);

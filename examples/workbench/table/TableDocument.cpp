@@ -21,7 +21,8 @@ using Utils::CSVDialect;
 using Utils::CSVTable;
 using Utils::File;
 
-static const qint64 headSize = 64 * 1024; // bytes
+static const qint64 headSize = 64 * 1024;          // bytes
+static const qint64 mostHead = qint64(16) << 20;   // when the rows are long
 
 QString describe(const CSVDialect &dialect)
 {
@@ -47,7 +48,10 @@ bool readHead(const QString &path, const CSVDialect &dialect, CSVTable &head)
     if (!head.setDialect(dialect) || !file.open(QIODevice::ReadOnly))
         return false;
     QByteArray bytes = file.read(headSize);
-    if (!file.atEnd()) {
+    const int numRows = std::max(dialect.firstDataRow(), 0) + 1;
+    while (!file.atEnd() && bytes.size() < mostHead && bytes.count('\n') < numRows)
+        bytes += file.read(bytes.size());
+    if (!file.atEnd() && bytes.contains('\n')) {
         // The last row is cut. In UTF-16 and UTF-32 a line feed has more than one byte.
         const bool isWide =
             dialect.encoding().startsWith("UTF-16") || dialect.encoding().startsWith("UTF-32");
@@ -148,7 +152,9 @@ bool TableDocument::readFile(const QString &path)
     QList<CSVColumn> columns = head.columns();
     const int firstRow = std::max(dialect.firstDataRow(), 0);
     // Of a table in the file the number of columns is not known without reading all of it.
-    for (int col = columns.size(); col < table->numColumns(); ++col)
+    const int numColumns = std::max(table->numColumns(), table->numColumns(firstRow));
+    columns.reserve(numColumns);
+    while (columns.size() < numColumns)
         columns.append(CSVColumn());
 
     m_table = std::move(table);

@@ -1,5 +1,6 @@
 #include "examples/workbench/table/TableModel.h"
 
+#include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/table/TableDocument.h"
 
@@ -8,6 +9,8 @@
 #include <QGuiApplication>
 #include <QLocale>
 #include <QPalette>
+
+#include <algorithm>
 
 namespace Workbench {
 
@@ -25,16 +28,31 @@ void TableModel::reset(bool showsAll, const QVector<int> &rows)
     beginResetModel();
     m_showsAll = showsAll;
     m_rows = rows;
+    m_partStart = 0;
+    m_partSize = Preferences::rowsAtOnce.value();
     endResetModel();
 }
 
 void TableModel::showRows(const QVector<int> &rows) { reset(false, rows); }
 void TableModel::showAll() { reset(true, {}); }
 
+int TableModel::numShown() const { return m_showsAll ? m_document.numRows() : m_rows.size(); }
+
+int TableModel::showPart(int position)
+{
+    if (position < m_partStart || position >= m_partStart + rowCount()) {
+        beginResetModel();
+        m_partStart =
+            std::clamp(position - m_partSize / 2, 0, std::max(numShown() - m_partSize, 0));
+        endResetModel();
+    }
+    return position - m_partStart;
+}
+
 void TableModel::tellChange(int row, int col)
 {
-    const int shown = m_showsAll ? row : m_rows.indexOf(row);
-    if (shown >= 0)
+    const int shown = (m_showsAll ? row : m_rows.indexOf(row)) - m_partStart;
+    if (shown >= 0 && shown < rowCount())
         Q_EMIT dataChanged(index(shown, col), index(shown, col));
 }
 
@@ -42,7 +60,7 @@ int TableModel::rowCount(const QModelIndex &parent) const
 {
     if (parent.isValid())
         return 0;
-    return m_showsAll ? m_document.numRows() : m_rows.size();
+    return std::min(numShown() - m_partStart, m_partSize);
 }
 
 int TableModel::columnCount(const QModelIndex &parent) const

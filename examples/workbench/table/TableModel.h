@@ -8,6 +8,10 @@ namespace Workbench {
 class TableDocument;
 
 /// The rows of a TableDocument for a view: all of them, or some in another order.
+///
+/// The view gets at most Preferences::rowsAtOnce of them, as it needs memory for each, and its
+/// pixels are counted by an int. These are a part of the rows that are shown, of which showPart()
+/// chooses another one.
 class TableModel : public QAbstractTableModel
 {
     Q_OBJECT
@@ -24,8 +28,20 @@ public:
     /// Whether all rows are shown in the order of the file.
     bool showsAll() const { return m_showsAll; }
 
+    /// The number of rows that are shown in all parts.
+    int numShown() const;
+
+    /// The row of the document at a position among those that are shown in all parts.
+    int rowAt(int position) const { return m_showsAll ? position : m_rows.value(position, -1); }
+
+    /// The position of the first row of the part.
+    int partStart() const { return m_partStart; }
+
+    /// Chooses a part with \p position, unless the current one has it. Returns the row of the view.
+    int showPart(int position);
+
     /// The row of the document for a row of the view.
-    int documentRow(int row) const { return m_showsAll ? row : m_rows.value(row, -1); }
+    int documentRow(int row) const { return rowAt(row + m_partStart); }
 
     int rowCount(const QModelIndex &parent = {}) const override;
     int columnCount(const QModelIndex &parent = {}) const override;
@@ -42,6 +58,8 @@ private:
     TableDocument &m_document;
     QVector<int> m_rows;
     bool m_showsAll = true;
+    int m_partStart = 0;
+    int m_partSize = 0; // at most
 };
 
 } // namespace Workbench

@@ -61,6 +61,7 @@ void TableView::addCommands()
 void TableView::layOut()
 {
     m_grid->setModel(m_model);
+    bindText(m_grid, "accessibleName", ".ctx.table");
     m_grid->setContextMenuPolicy(Qt::ActionsContextMenu);
     m_grid->addActions(actions());
     m_grid->setWordWrap(false);
@@ -145,7 +146,14 @@ void TableView::updateFilterLabel()
     QStringList state;
     if (m_filterColumn >= 0)
         state.append(m_document.label(m_filterColumn) + ' ' + m_filterText + ": " +
-                     textFor(".msg.rows", m_model->rowCount()));
+                     textFor(".msg.rows", m_model->numShown()));
+    if (m_model->rowCount() < m_model->numShown()) {
+        const QLocale locale;
+        state.append(text(".msg.part")
+                         .arg(locale.toString(m_model->partStart() + 1),
+                              locale.toString(m_model->partStart() + m_model->rowCount()),
+                              locale.toString(m_model->numShown())));
+    }
     if (!m_foundText.isEmpty())
         state.append(textFor(".msg.found", m_found.count(true)));
     m_state->setText(state.join(" \u00b7 "));
@@ -214,25 +222,25 @@ void TableView::find(int step)
     }
     updateFilterLabel();
 
-    const int numRows = m_model->rowCount();
+    const int numRows = m_model->numShown();
     const int numColumns = m_model->columnCount();
-    const auto contains = [&](int row, int col) {
-        return m_document.cell(m_model->documentRow(row), col)
-            .contains(wanted, Qt::CaseInsensitive);
+    const auto contains = [&](int position, int col) {
+        return m_document.cell(m_model->rowAt(position), col).contains(wanted, Qt::CaseInsensitive);
     };
     // From the cell after the current one to the end, then on from the start.
-    int row = std::max(m_grid->currentIndex().row(), 0);
+    int position = m_model->partStart() + std::max(m_grid->currentIndex().row(), 0);
     int col = m_grid->currentIndex().column() + step;
-    for (int visited = 0; visited <= numRows; ++visited) {
-        if (m_found.testBit(m_model->documentRow(row))) {
+    for (int visited = 0; numRows > 0 && visited <= numRows; ++visited) {
+        if (m_found.testBit(m_model->rowAt(position))) {
             for (; col >= 0 && col < numColumns; col += step) {
-                if (contains(row, col)) {
-                    m_grid->setCurrentIndex(m_model->index(row, col));
+                if (contains(position, col)) {
+                    m_grid->setCurrentIndex(m_model->index(m_model->showPart(position), col));
+                    updateFilterLabel();
                     return;
                 }
             }
         }
-        row = (row + step + numRows) % numRows;
+        position = (position + step + numRows) % numRows;
         col = step > 0 ? 0 : numColumns - 1;
     }
 }
@@ -268,14 +276,17 @@ void TableView::copy()
 
 void TableView::goToRow()
 {
-    const int most = std::max(m_model->rowCount(), 1);
+    const int most = std::max(m_model->numShown(), 1);
+    const int current = m_model->partStart() + m_grid->currentIndex().row();
     bool isGiven = false;
     const int row = QInputDialog::getInt(this, text(".ctx.goToTitle"),
                                          text(".msg.goToRow").arg(QLocale().toString(most)),
-                                         m_grid->currentIndex().row() + 1, 1, most, 1, &isGiven);
-    if (isGiven)
-        m_grid->setCurrentIndex(
-            m_model->index(row - 1, std::max(m_grid->currentIndex().column(), 0)));
+                                         current + 1, 1, most, 1, &isGiven);
+    if (!isGiven)
+        return;
+    const int col = std::max(m_grid->currentIndex().column(), 0);
+    m_grid->setCurrentIndex(m_model->index(m_model->showPart(row - 1), col));
+    updateFilterLabel();
 }
 
 void TableView::changeFormat() { FormatDialog(m_document, this).exec(); }
@@ -285,36 +296,35 @@ QVector<int> TableView::selectedColumns() const
     QVector<int> cols;
     const QItemSelection selection = m_grid->selectionModel()->selection();
     for (const QItemSelectionRange &range : selection) {
-        for (int col = range.left(); col <= range.right(); ++col) {
-            if (!cols.contains(col))
-                cols.append(col);
-        }
+        for (int col = range.left(); col <= range.right(); ++col)
+            cols.append(col);
     }
     if (cols.isEmpty() && m_grid->currentIndex().isValid())
         cols.append(m_grid->currentIndex().column());
     std::sort(cols.begin(), cols.end());
+    cols.erase(std::unique(cols.begin(), cols.end()), cols.end());
     return cols;
 }
 
 QVector<int> TableView::chosenRows() const
 {
     const int numRows = m_model->rowCount();
-    QVector<QPair<int, int>> spans;
+    QVector<QPair<int, int>> spans; // of positions
     const QItemSelection selection = m_grid->selectionModel()->selection();
     for (const QItemSelectionRange &range : selection) {
         // One cell is where the cursor is, rather than a choice of rows.
         const bool isWhole = range.height() == numRows || range.height() == 1;
         if (!isWhole)
-            spans.append({range.top(), range.bottom()});
+            spans.append({range.top() + m_model->partStart(), range.bottom() + m_model->partStart()});
     }
     if (spans.isEmpty() && m_model->showsAll())
         return {};
     if (spans.isEmpty())
-        spans.append({0, numRows - 1});
+        spans.append({0, m_model->numShown() - 1});
     QVector<int> rows;
     for (const auto &span : qAsConst(spans)) {
-        for (int row = span.first; row <= span.second; ++row)
-            rows.append(m_model->documentRow(row));
+        for (int position = span.first; position <= span.second; ++position)
+            rows.append(m_model->rowAt(position));
     }
     std::sort(rows.begin(), rows.end());
     rows.erase(std::unique(rows.begin(), rows.end()), rows.end());

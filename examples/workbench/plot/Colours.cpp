@@ -1,0 +1,99 @@
+#include "examples/workbench/plot/Colours.h"
+
+#include "examples/workbench/plot/ThinnedCurve.h"
+
+#include <QPalette>
+
+#include <qwt_plot.h>
+#include <qwt_plot_grid.h>
+#include <qwt_plot_histogram.h>
+#include <qwt_plot_tradingcurve.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Workbench {
+
+static const double leastContrast = 3.0; // of lines; that of texts is higher
+
+static double luminance(const QColor &colour)
+{
+    const auto linear = [](double part) {
+        return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+           0.0722 * linear(colour.blueF());
+}
+
+double contrast(const QColor &a, const QColor &b)
+{
+    const auto [dark, light] = std::minmax({luminance(a), luminance(b)});
+    return (light + 0.05) / (dark + 0.05);
+}
+
+QColor readable(const QColor &colour, const QColor &background)
+{
+    // On a background in the middle, black or white has more contrast; one of them has enough.
+    const bool isDark = contrast(background, Qt::white) > contrast(background, Qt::black);
+    const QColor end = isDark ? Qt::white : Qt::black;
+    const int steps = 20;
+    QColor shown = colour;
+    for (int step = 1; contrast(shown, background) < leastContrast && step <= steps; ++step) {
+        const double part = double(step) / steps;
+        shown = QColor::fromRgbF(colour.redF() + (end.redF() - colour.redF()) * part,
+                                 colour.greenF() + (end.greenF() - colour.greenF()) * part,
+                                 colour.blueF() + (end.blueF() - colour.blueF()) * part);
+    }
+    return shown;
+}
+
+QColor curveColour(int index, const QPalette &palette)
+{
+    static const QColor colours[] = {"#0072b2", "#d55e00", "#009e73", "#cc79a7",
+                                     "#56b4e9", "#e69f00", "#8f7cc3", "#808080"};
+    const int count = sizeof colours / sizeof *colours;
+    return readable(colours[index % count], palette.color(QPalette::Base));
+}
+
+/// Half of the colour's opacity: what is below can be seen.
+static QColor translucent(QColor colour)
+{
+    colour.setAlphaF(0.5);
+    return colour;
+}
+
+static void setColour(QwtPlotTradingCurve &boxes, const QColor &colour)
+{
+    for (const auto direction : {QwtPlotTradingCurve::Increasing, QwtPlotTradingCurve::Decreasing})
+        boxes.setSymbolBrush(direction, translucent(colour));
+    boxes.setSymbolPen(colour);
+}
+
+void setItemColours(QwtPlot &plot)
+{
+    const QPalette palette = plot.palette();
+    int numCurves = 0;
+    int numHistograms = 0;
+    const QwtPlotItemList items = plot.itemList();
+    for (QwtPlotItem *const item : items) {
+        if (auto *const curve = dynamic_cast<ThinnedCurve *>(item)) {
+            curve->setPen(curveColour(numCurves++, palette), 0.0);
+        } else if (auto *const histogram = dynamic_cast<QwtPlotHistogram *>(item)) {
+            const QColor colour = curveColour(numHistograms++, palette);
+            histogram->setBrush(translucent(colour));
+            histogram->setPen(colour);
+        } else if (auto *const boxes = dynamic_cast<QwtPlotTradingCurve *>(item)) {
+            setColour(*boxes, curveColour(0, palette));
+        } else if (auto *const line = dynamic_cast<QwtPlotCurve *>(item)) {
+            QPen pen = line->pen(); // of a normal curve or a median
+            pen.setColor(readable("#777777", palette.color(QPalette::Base)));
+            line->setPen(pen);
+        } else if (auto *const grid = dynamic_cast<QwtPlotGrid *>(item)) {
+            QColor lines = palette.color(QPalette::Text);
+            lines.setAlphaF(0.15);
+            grid->setPen(lines, 0.0);
+        }
+    }
+}
+
+} // namespace Workbench
