@@ -4,9 +4,9 @@
 //
 // It prints the time to a usable window, to the first rows of a table of MEGABYTES (100), and to
 // the plot of two of its columns, and the memory of the process. Then it opens a table of ROWS
-// (10,000,000; 0 for none) in each kind of storage, and prints the longest frame of each action: the
-// longest time that the event loop was blocked by an event, painting included. Times are followed
-// by the processor time of the process, which other programs do not disturb as much.
+// (10,000,000; 0 for none) in each kind of storage, and prints the longest frame of each action:
+// the longest time that the event loop was blocked by an event, painting included. Times are
+// followed by the processor time of the process, which other programs do not disturb as much.
 //
 // With a file instead of the numbers it prints the times and the memory for this file; a number
 // after it is the setting "Workbench/memoryLimit".
@@ -223,9 +223,8 @@ void measureFile(Workbench::MainWindow &window, const QString &path)
     settle();
     auto *const pane = static_cast<Workbench::PlotPane *>(window.tool("Plot"));
     const Stopwatch plotting;
-    const Times plotted = untilPainted(pane->plot().canvas(), [&] {
-        window.findChild<QAction *>("plotSelection")->trigger();
-    });
+    const Times plotted = untilPainted(
+        pane->plot().canvas(), [&] { window.findChild<QAction *>("plotSelection")->trigger(); });
     print("plot of two columns", plotted, 300.0);
     while (pane->statistics().columnCount() != 2)
         QApplication::processEvents();
@@ -270,7 +269,8 @@ void measureActions(Workbench::MainWindow &window)
     measureFrames("  select and deselect columns", 6,
                   [&](int i) { clickHeader(grid, i % 2, Qt::ControlModifier); });
     QTest::keyClick(&grid, Qt::Key_Home, Qt::ControlModifier);
-    measureFrames("  move the current cell", 50, [&](int) { QTest::keyClick(&grid, Qt::Key_Down); });
+    measureFrames("  move the current cell", 50,
+                  [&](int) { QTest::keyClick(&grid, Qt::Key_Down); });
     measureFrames("  select down to the end", 1, [&](int) {
         QTest::keyClick(&grid, Qt::Key_End, Qt::ControlModifier | Qt::ShiftModifier);
     });

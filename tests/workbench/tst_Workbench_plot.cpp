@@ -1,6 +1,7 @@
 #include "tests/workbench/TestWindow.h"
 
 #include "data/Array.h"
+#include "examples/workbench/plot/Colours.h"
 #include "examples/workbench/plot/PlotPane.h"
 #include "examples/workbench/plot/ThinnedCurve.h"
 #include "examples/workbench/table/TableView.h"
@@ -11,6 +12,7 @@
 #include <QTableView>
 
 #include <qwt_plot.h>
+#include <qwt_plot_curve.h>
 #include <qwt_plot_histogram.h>
 #include <qwt_plot_tradingcurve.h>
 #include <qwt_scale_draw.h>
@@ -23,6 +25,30 @@ using Workbench::TableView;
 using Workbench::thinned;
 
 static const SettingsHome home;
+
+/// What a plot shows each time that it is painted.
+class PaintLog : public QObject
+{
+public:
+    explicit PaintLog(PlotPane &pane) : m_pane(pane)
+    {
+        pane.plot().canvas()->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint)
+            entries.append(QString("%1 curves, %2 in the statistics")
+                               .arg(m_pane.plot().itemList(QwtPlotItem::Rtti_PlotCurve).size())
+                               .arg(m_pane.statistics().columnCount()));
+        return false;
+    }
+
+    QStringList entries;
+
+private:
+    PlotPane &m_pane;
+};
 
 class tst_Workbench_plot : public QObject
 {
@@ -133,6 +159,124 @@ private Q_SLOTS:
         QTRY_COMPARE(pane(test).statistics().columnCount(), 3);
         QCOMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 2);
         QVERIFY(pane(test).plot().legend());
+    }
+
+    void plotIsPaintedBeforeItsStatistics()
+    {
+        TestWindow test;
+        test.open(test.sample("load_curve.csv"));
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 1); // of the current column
+        PaintLog log(pane(test));
+        select(test, {1, 2, 3});
+
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 3);
+        QVERIFY2(log.entries.contains("2 curves, 1 in the statistics"),
+                 qPrintable(log.entries.join('\n')));
+    }
+
+    void plotHasASecondAxisForASecondUnit()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "t{s},Load{kN},Rest{kN},Strain{mm/m}\n"
+                                     "0,0,1,0.5\n1,10,1,0.75\n2,20,2,1.5\n"));
+        QwtPlot &plot = pane(test).plot();
+        select(test, {0, 1, 2});
+        QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 2);
+        QVERIFY(!plot.axisEnabled(QwtPlot::yRight));
+
+        select(test, {0, 1, 2, 3});
+        QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 3);
+        QVERIFY(plot.axisEnabled(QwtPlot::yRight));
+        QCOMPARE(plot.axisTitle(QwtPlot::yLeft).text(), QString("Load, Rest"));
+        QCOMPARE(plot.axisTitle(QwtPlot::yRight).text(), QString("Strain"));
+        QCOMPARE(plot.axisScaleDraw(QwtPlot::yLeft)->label(5.0).text(), QString("5 kN"));
+        QCOMPARE(plot.axisScaleDraw(QwtPlot::yRight)->label(0.5).text(), QString("0.5 mm/m"));
+        const auto axisOf = [&](int curve) {
+            return plot.itemList(QwtPlotItem::Rtti_PlotCurve).at(curve)->yAxis();
+        };
+        QCOMPARE(axisOf(1), int(QwtPlot::yLeft));
+        QCOMPARE(axisOf(2), int(QwtPlot::yRight));
+
+        // Both axes are zoomed: what was at the same height stays there.
+        const double strain = plot.axisInterval(QwtPlot::yRight).width();
+        const double load = plot.axisInterval(QwtPlot::yLeft).width();
+        plot.canvas()->setFocus();
+        test.press(Qt::Key_Plus, Qt::ControlModifier);
+        QTRY_COMPARE(plot.axisInterval(QwtPlot::yLeft).width(), load / 2);
+        QCOMPARE(plot.axisInterval(QwtPlot::yRight).width(), strain / 2);
+        test.press(Qt::Key_0, Qt::ControlModifier);
+        QTRY_COMPARE(plot.axisInterval(QwtPlot::yRight).width(), strain);
+
+        test.press(Qt::Key_3, Qt::ControlModifier); // boxes share one axis
+        QVERIFY(!plot.axisEnabled(QwtPlot::yRight));
+    }
+
+    void plotOfThreeUnitsHasAnAxisOfPlainNumbers()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "t{s},Load{kN},Strain{mm/m},Heat{K}\n"
+                                     "0,0,0.5,1\n1,10,0.75,2\n2,20,1.5,3\n"));
+        select(test, {0, 1, 2, 3});
+
+        QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 3);
+        const QwtPlot &plot = pane(test).plot();
+        QVERIFY(!plot.axisEnabled(QwtPlot::yRight));
+        QCOMPARE(plot.axisScaleDraw(QwtPlot::yLeft)->label(5.0).text(), QString("5"));
+        QCOMPARE(plot.itemList(QwtPlotItem::Rtti_PlotCurve).at(1)->title().text(),
+                 QString("Strain [mm/m]"));
+    }
+
+    void coloursAreReadableOnEachBackground_data()
+    {
+        QTest::addColumn<QColor>("background");
+
+        for (const char *const name : {"#ffffff", "#000000", "#2b2b2b", "#808080", "#fdf6e3"})
+            QTest::newRow(name) << QColor(name);
+    }
+
+    void coloursAreReadableOnEachBackground()
+    {
+        QFETCH(QColor, background);
+        QPalette palette;
+        palette.setColor(QPalette::Base, background);
+        QSet<QString> names;
+        for (int i = 0; i < 8; ++i) {
+            const QColor colour = Workbench::curveColour(i, palette);
+            names.insert(colour.name());
+            const double contrast = Workbench::contrast(colour, background);
+            QVERIFY2(contrast >= 2.95, qPrintable(QString("%1: %2").arg(i).arg(contrast)));
+        }
+        QCOMPARE(names.size(), 8);
+    }
+
+    void coloursFollowThePalette()
+    {
+        TestWindow test;
+        test.open(test.sample("load_curve.csv"));
+        select(test, {1, 2});
+        QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 1);
+        const auto colour = [&] {
+            const QwtPlotItem *const item =
+                pane(test).plot().itemList(QwtPlotItem::Rtti_PlotCurve).first();
+            return static_cast<const QwtPlotCurve *>(item)->pen().color();
+        };
+        const QColor onLight = colour();
+        const QPalette light = QApplication::palette();
+        QPalette dark = light;
+        dark.setColor(QPalette::Base, "#404040"); // on which the colour for white is not seen
+        dark.setColor(QPalette::Window, Qt::black);
+        dark.setColor(QPalette::Text, Qt::white);
+
+        QApplication::setPalette(dark);
+        QTRY_VERIFY(colour() != onLight);
+        QVERIFY(Workbench::contrast(colour(), "#404040") >= 2.95);
+        QCOMPARE(pane(test).plot().canvasBackground().color(), QColor("#404040"));
+        test.saveAs(test.path("dark.png"), Qt::Key_E); // on white, with the colours for white
+        QApplication::setPalette(light);
+
+        const QImage image(test.path("dark.png"));
+        QCOMPARE(image.pixelColor(0, 0), QColor(Qt::white));
+        QTRY_COMPARE(colour(), onLight);
     }
 
     void plotLeavesOutHolesAndTexts()

@@ -133,6 +133,75 @@ private Q_SLOTS:
         QCOMPARE(column(test, 0), QString("J1 J2 J3 J4 J5 J6 J7"));
     }
 
+    void tableKeepsTheOrderOfEqualRows()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "Load{kN},Name\n2,b\n1,\n2,a\n,B\n1,A\nnan,\n3,a\n"));
+        const auto rows = [&] {
+            QString numbers;
+            for (int row = 0; row < 7; ++row)
+                numbers += grid(test).model()->headerData(row, Qt::Vertical).toString();
+            return numbers;
+        };
+        click(test, 0, 0);
+        test.press(Qt::Key_Up, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(rows(), QString("2513746"));
+        test.press(Qt::Key_Down, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(rows(), QString("7132546"));
+
+        click(test, 0, 1);
+        test.press(Qt::Key_Up, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(rows(), QString("3571426"));
+        test.press(Qt::Key_Down, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(rows(), QString("1435726"));
+    }
+
+    void tableShowsAPartOfVeryManyRows()
+    {
+        Workbench::Preferences::rowsAtOnce.set(1000);
+        TestWindow test;
+        test.open(test.file("a.csv", largeTable(5000)));
+        QCOMPARE(grid(test).model()->rowCount(), 1000);
+        const auto state = [&] {
+            QStringList texts;
+            for (const QLabel *const label : test.view<TableView>()->findChildren<QLabel *>())
+                texts.append(label->text());
+            return texts.join(' ');
+        };
+        QVERIFY2(state().contains("rows 1 to 1,000 of 5,000"), qPrintable(state()));
+
+        test.onDialog([](QWidget *dialog) {
+            QWidget *const box = dialog->findChild<QSpinBox *>();
+            QTest::keyClick(box, Qt::Key_A, Qt::ControlModifier);
+            QTest::keyClicks(box, "4321");
+            QTest::keyClick(box, Qt::Key_Return);
+        });
+        test.press(Qt::Key_G, Qt::ControlModifier);
+        QCOMPARE(grid(test).currentIndex().siblingAtColumn(0).data().toString(), QString("4320"));
+        QCOMPARE(grid(test).model()->headerData(grid(test).currentIndex().row(), Qt::Vertical),
+                 QVariant("4,321"));
+        QVERIFY2(state().contains("rows 3,821 to 4,820 of 5,000"), qPrintable(state()));
+        enter(test, "findLine", "4900"); // of another part
+        QCOMPARE(grid(test).currentIndex().data().toString(), QString("4900"));
+        enter(test, "findLine", "24"); // on from the start
+        QCOMPARE(grid(test).currentIndex().siblingAtColumn(0).data().toString(), QString("4924"));
+
+        // A change, and the selection, are those of the right rows.
+        const int row = grid(test).currentIndex().row();
+        type(test, row, 0, "7");
+        QCOMPARE(static_cast<TableDocument &>(test.document()).cell(4924, 0), QString("7"));
+        QTest::keyClick(&grid(test), Qt::Key_End, Qt::ControlModifier);
+        QTest::keyClick(&grid(test), Qt::Key_Up, Qt::ShiftModifier);
+        const QVector<int> last{4998, 4999};
+        QCOMPARE(test.view<TableView>()->chosenRows(), last);
+        grid(test).selectColumn(0);
+        QCOMPARE(test.view<TableView>()->chosenRows(), QVector<int>()); // all of the document
+        click(test, grid(test).rowAt(5), 0);
+        enter(test, "filterLine", "> 1500");
+        QCOMPARE(test.view<TableView>()->chosenRows().size(), 3498);
+        QCOMPARE(grid(test).model()->rowCount(), 1000);
+    }
+
     void tableFiltersByAColumn_data()
     {
         QTest::addColumn<int>("col");

@@ -54,6 +54,10 @@ PlotPane::PlotPane(QWidget *parent)
     m_timer.setSingleShot(true);
     m_timer.setInterval(delay);
     connect(&m_timer, &QTimer::timeout, this, [this] {
+        if (Utils::Progress::any()) {
+            plotLater(); // after the task that shows its progress
+            return;
+        }
         const bool isLarge = m_view && m_view->document().numRows() > mostAtOnce;
         if (isVisible() && !isLarge)
             plotNow();
@@ -190,10 +194,6 @@ bool PlotPane::readColumns()
 void PlotPane::plotNow()
 {
     m_timer.stop();
-    if (Utils::Progress::any()) {
-        plotLater(); // after the task that shows its progress
-        return;
-    }
     if (!m_view || !readColumns())
         return;
     draw();

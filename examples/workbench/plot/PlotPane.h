@@ -22,7 +22,8 @@ class Zoomer;
 ///
 /// In an x-y plot the first column is x and the others are y; a single column is plotted over the
 /// numbers of its rows. Columns of a second unit have an axis of their own at the right; columns of
-/// three and more units share one axis of plain numbers. Rows that are filtered out, holes and texts are left out.
+/// three and more units share one axis of plain numbers. Rows that are filtered out, holes and
+/// texts are left out.
 class PlotPane : public Pane
 {
     Q_OBJECT

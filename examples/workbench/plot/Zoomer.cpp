@@ -40,8 +40,7 @@ QwtText Zoomer::trackerTextF(const QPointF &position) const
         const auto *const scale = dynamic_cast<const UnitScale *>(plot()->axisScaleDraw(axis));
         return scale ? scale->textOf(value) : QString();
     };
-    QStringList parts{textOn(QwtPlot::xBottom, position.x()),
-                      textOn(QwtPlot::yLeft, position.y())};
+    QStringList parts{textOn(QwtPlot::xBottom, position.x()), textOn(QwtPlot::yLeft, position.y())};
     if (plot()->axisEnabled(QwtPlot::yRight)) {
         const double pixel = plot()->transform(QwtPlot::yLeft, position.y());
         parts.append(textOn(QwtPlot::yRight, plot()->invTransform(QwtPlot::yRight, pixel)));

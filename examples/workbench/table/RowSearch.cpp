@@ -151,8 +151,7 @@ std::optional<Numbers> numbersOf(const TableDocument &document, const QVector<in
     // The table reads whole columns several times as fast as cells, but a text is 0.0 then. So each
     // zero is looked at, unless there are many.
     const int mostZeros = 10000;
-    QList<QList<double>> read =
-        document.table().colDataValues(cols.toList(), document.tableRow(0));
+    QList<QList<double>> read = document.table().colDataValues(cols.toList(), document.tableRow(0));
     int numZeros = 0;
     for (const QList<double> &column : qAsConst(read))
         numZeros += static_cast<int>(std::count(column.begin(), column.end(), 0.0));

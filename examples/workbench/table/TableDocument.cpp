@@ -21,8 +21,8 @@ using Utils::CSVDialect;
 using Utils::CSVTable;
 using Utils::File;
 
-static const qint64 headSize = 64 * 1024;          // bytes
-static const qint64 mostHead = qint64(16) << 20;   // when the rows are long
+static const qint64 headSize = 64 * 1024;        // bytes
+static const qint64 mostHead = qint64(16) << 20; // when the rows are long
 
 QString describe(const CSVDialect &dialect)
 {

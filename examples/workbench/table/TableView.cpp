@@ -315,7 +315,8 @@ QVector<int> TableView::chosenRows() const
         // One cell is where the cursor is, rather than a choice of rows.
         const bool isWhole = range.height() == numRows || range.height() == 1;
         if (!isWhole)
-            spans.append({range.top() + m_model->partStart(), range.bottom() + m_model->partStart()});
+            spans.append(
+                {range.top() + m_model->partStart(), range.bottom() + m_model->partStart()});
     }
     if (spans.isEmpty() && m_model->showsAll())
         return {};
