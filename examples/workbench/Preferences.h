@@ -40,6 +40,7 @@ inline const Utils::Setting<QStringList> documentVersions("Workbench/documentVer
 
 /// How many sends of signals are kept in the view of the bus.
 inline const Utils::Setting<int> busLength("Workbench/busLength", 10000, 100, 1000000);
+
 /// The rows of a table that are shown at once. The others are reached by their numbers or by Find.
 inline const Utils::Setting<int> rowsAtOnce("Workbench/rowsAtOnce", 20000000, 1000, 20000000);
 

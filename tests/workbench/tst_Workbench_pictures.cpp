@@ -1,5 +1,6 @@
-// The pictures of the guide, and that nothing in them is cut off: in English, in German, and in a
-// language of longer words that nobody speaks.
+// The pictures of the guide, and that nothing in them is cut off: in English, in German, in a
+// language of longer words that nobody speaks, with other palettes and scales, and from right to
+// left.
 
 #include "tests/workbench/TestWindow.h"
 
@@ -7,11 +8,15 @@
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/table/TableView.h"
 #include "examples/workbench/trees/TreeView.h"
+#include "utils/feedback/Progress.h"
 #include "utils/settings/Settings.h"
 #include "utils/signals/PublicSignal.h"
 #include "utils/strings/StringTable.h"
 
 #include <QAbstractButton>
+#include <QAbstractSpinBox>
+#include <QAccessible>
+#include <QComboBox>
 #include <QDir>
 #include <QDockWidget>
 #include <QHeaderView>
@@ -67,17 +72,85 @@ private:
         return cut;
     }
 
-    /// Checks the texts of \p window, and keeps its picture when pictures are wanted.
-    static void show(QWidget &window, const QString &name, const QString &language)
+    /// Checks the texts of \p window, and keeps its picture in the folder that the environment has
+    /// for pictures of the guide or, with a \p look, for those of all looks.
+    static void show(QWidget &window, const QString &name, const QString &language,
+                     const QString &look = {})
     {
         QTest::qWait(100); // until the window manager has drawn the frame
         const QStringList cut = cutTexts(window);
-        QVERIFY2(cut.isEmpty(), qPrintable(cut.join('\n')));
-        const QString folder = qEnvironmentVariable("KELM_PICTURES");
+        QVERIFY2(cut.isEmpty(), qPrintable(name + ":\n" + cut.join('\n')));
+        const QString folder =
+            qEnvironmentVariable(look.isEmpty() ? "KELM_PICTURES" : "KELM_LOOKS");
         if (folder.isEmpty() || language == "xx")
             return;
         const QPixmap picture = window.grab();
-        QVERIFY(picture.save(QDir(folder).filePath(name + '_' + language + ".png")));
+        const QString suffix = look.isEmpty() ? language : language + '_' + look;
+        QVERIFY(picture.save(QDir(folder).filePath(name + '_' + suffix + ".png")));
+    }
+
+    /// Shows all that the guide has pictures of.
+    static void showAll(TestWindow &test, const QString &language, const QString &look)
+    {
+        test.window().resize(1280, 800);
+        show(test.window(), "start", language, look);
+
+        test.open(test.sample("load_curve.csv"));
+        selectColumns(test, {1, 2});
+        QTest::qWait(400);
+        show(test.window(), "plot", language, look);
+        selectColumns(test, {0, 1, 2}); // of two units
+        QTest::qWait(400);
+        if (!look.isEmpty())
+            show(test.window(), "units", language, look);
+        test.press(Qt::Key_2, Qt::ControlModifier);
+        selectColumns(test, {2});
+        QTest::qWait(400);
+        show(test.window(), "histogram", language, look);
+        test.press(Qt::Key_3, Qt::ControlModifier);
+        selectColumns(test, {2, 3});
+        QTest::qWait(400);
+        show(test.window(), "box", language, look);
+        test.press(Qt::Key_1, Qt::ControlModifier);
+
+        test.open(test.sample("bolts.csv"));
+        QTest::qWait(200);
+        show(test.window(), "table", language, look);
+        test.onDialog([&](QWidget *dialog) {
+            show(*dialog, "format", language, look);
+            QTest::keyClick(dialog, Qt::Key_Escape);
+        });
+        test.command("format")->trigger();
+        if (look.isEmpty())
+            return;
+        Utils::Progress task(100, "Measuring the joints of the frame", /*cancelable=*/true,
+                             /*waitCursor=*/false, /*popup=*/true);
+        task.show();
+        for (int i = 0; i < 20; ++i) {
+            QTest::qSleep(5);
+            task.tick(2);
+        }
+        show(*test.window().findChild<QWidget *>("progressWindow"), "progress", language, look);
+    }
+
+    static QPalette paletteOf(const QString &look)
+    {
+        QPalette palette;
+        if (look == "dark") {
+            palette = QPalette(QColor("#353535"), QColor("#2b2b2b"));
+            palette.setColor(QPalette::Base, "#1e1e1e");
+            palette.setColor(QPalette::AlternateBase, "#2b2b2b");
+            palette.setColor(QPalette::ToolTipBase, "#3c3c3c");
+            palette.setColor(QPalette::ToolTipText, "#f0f0f0");
+        } else if (look == "contrast") {
+            palette = QPalette(Qt::yellow, Qt::black, Qt::yellow, Qt::yellow, Qt::yellow,
+                               Qt::yellow, Qt::yellow, Qt::black, Qt::black);
+            palette.setColor(QPalette::Highlight, Qt::white);
+            palette.setColor(QPalette::HighlightedText, Qt::black);
+            palette.setColor(QPalette::ToolTipBase, Qt::black);
+            palette.setColor(QPalette::ToolTipText, Qt::yellow);
+        }
+        return palette;
     }
 
     /// Shows the tree in the current tab with the rows of \p paths open, and a number in the last
@@ -197,6 +270,23 @@ private:
         QVERIFY(!dialog->isVisible());
     }
 
+    /// Shows the documents and tools that the guide has pictures of in the ordinary look.
+    static void showTools(TestWindow &test, const QString &language)
+    {
+#ifdef KELM_WORKBENCH_SCRIPTS
+        test.open(test.sample("load_curve.csv"));
+        showScripts(test, language);
+        test.window().findChild<QWidget *>("Scripts")->hide();
+#endif
+        showProcesses(test, language);
+        test.open(test.sample("materials.tag"));
+        showTree(test, {{3}, {3, 10}}, "tags", language);
+        test.open(test.sample("frame.xml"));
+        showTree(test, {{0, 12}, {0, 6}, {0, 6, 1}}, "xml", language);
+        showBus(test, language);
+        showSettings(test, language);
+    }
+
     QTemporaryDir m_resources;
 
 private Q_SLOTS:
@@ -217,43 +307,93 @@ private Q_SLOTS:
         QFETCH(QString, language);
         TestWindow test(language);
         QVERIFY(Workbench::setLanguage(language)); // the catalogue is set up once in a process
-        test.window().resize(1280, 800);
-        show(test.window(), "start", language);
+        const QString look = qEnvironmentVariable("KELM_LOOK");
+        showAll(test, language, look);
+        if (look.isEmpty())
+            showTools(test, language);
+    }
 
-        test.open(test.sample("load_curve.csv"));
-        selectColumns(test, {1, 2});
-        QTest::qWait(400);
-        show(test.window(), "plot", language);
-        test.press(Qt::Key_2, Qt::ControlModifier);
-        selectColumns(test, {2});
-        QTest::qWait(400);
-        show(test.window(), "histogram", language);
-        test.press(Qt::Key_3, Qt::ControlModifier);
-        selectColumns(test, {2, 3});
-        QTest::qWait(400);
-        show(test.window(), "box", language);
-        test.press(Qt::Key_1, Qt::ControlModifier);
+    void picturesOfEachLookHaveNoTextThatIsCut_data()
+    {
+        QTest::addColumn<QString>("look");
 
-#ifdef KELM_WORKBENCH_SCRIPTS
-        showScripts(test, language);
-        test.window().findChild<QWidget *>("Scripts")->hide();
-#endif
+        for (const char *const look : {"dark", "contrast", "right-to-left"})
+            QTest::newRow(look) << look;
+    }
+
+    void picturesOfEachLookHaveNoTextThatIsCut()
+    {
+        QFETCH(QString, look);
+        const QPalette usual = QApplication::palette();
+        TestWindow test("de");
+        QVERIFY(Workbench::setLanguage("de"));
+        if (look == "right-to-left")
+            QApplication::setLayoutDirection(Qt::RightToLeft);
+        else
+            QApplication::setPalette(paletteOf(look));
+
+        showAll(test, "de", look);
+
+        QApplication::setLayoutDirection(Qt::LeftToRight);
+        QApplication::setPalette(usual);
+    }
+
+    void picturesOfEachScaleHaveNoTextThatIsCut_data()
+    {
+        QTest::addColumn<QString>("factor");
+
+        for (const char *const factor : {"1.5", "2"})
+            QTest::newRow(factor) << factor;
+    }
+
+    void picturesOfEachScaleHaveNoTextThatIsCut()
+    {
+        QFETCH(QString, factor);
+        // The factor is that of a whole process.
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("QT_SCALE_FACTOR", factor);
+        environment.insert("KELM_LOOK", "scale" + factor);
+        QProcess scaled;
+        scaled.setProcessEnvironment(environment);
+        scaled.setProcessChannelMode(QProcess::MergedChannels);
+        scaled.start(QCoreApplication::applicationFilePath(), {"picturesHaveNoTextThatIsCut:de"});
+        QVERIFY(scaled.waitForFinished(60000));
+        QVERIFY2(scaled.exitCode() == 0, scaled.readAll().constData());
+    }
+
+    void widgetsThatTakeTheFocusHaveAccessibleNames()
+    {
+        TestWindow test;
         test.open(test.sample("bolts.csv"));
-        QTest::qWait(200);
-        show(test.window(), "table", language);
+        QStringList nameless;
+        int count = 0;
+        const auto check = [&](const QWidget &root) {
+            for (QWidget *const widget : root.findChildren<QWidget *>()) {
+                // Parts of a spin box or combo box stand for the whole.
+                bool isPart = widget->focusProxy();
+                for (const QObject *part = widget->parent(); part; part = part->parent())
+                    isPart = isPart || qobject_cast<const QAbstractSpinBox *>(part) ||
+                             qobject_cast<const QComboBox *>(part);
+                if (widget->focusPolicy() == Qt::NoFocus || isPart)
+                    continue;
+                ++count;
+                QAccessibleInterface *const face = QAccessible::queryAccessibleInterface(widget);
+                if (!face || face->text(QAccessible::Name).isEmpty())
+                    nameless.append(QString("%1 '%2' in %3")
+                                        .arg(widget->metaObject()->className(),
+                                             widget->objectName(),
+                                             widget->parent()->metaObject()->className()));
+            }
+        };
+        check(test.window());
         test.onDialog([&](QWidget *dialog) {
-            show(*dialog, "format", language);
+            check(*dialog);
             QTest::keyClick(dialog, Qt::Key_Escape);
         });
         test.command("format")->trigger();
-        showProcesses(test, language);
 
-        test.open(test.sample("materials.tag"));
-        showTree(test, {{3}, {3, 10}}, "tags", language);
-        test.open(test.sample("frame.xml"));
-        showTree(test, {{0, 12}, {0, 6}, {0, 6, 1}}, "xml", language);
-        showBus(test, language);
-        showSettings(test, language);
+        QVERIFY2(nameless.isEmpty(), qPrintable(nameless.join('\n')));
+        QVERIFY2(count > 15, qPrintable(QString::number(count)));
     }
 
     void textsOfAllLanguagesAreComplete()

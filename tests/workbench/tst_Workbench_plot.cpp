@@ -211,6 +211,23 @@ private Q_SLOTS:
         QVERIFY(!plot.axisEnabled(QwtPlot::yRight));
     }
 
+    void numbersAreInOrderFromRightToLeft()
+    {
+        TestWindow test;
+        const QwtPlot &plot = pane(test).plot();
+        test.open(test.file("a.csv", "Load{kN}\n-1\n-2\n"));
+        select(test, {0});
+        QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 1);
+        const auto label = [&] { return plot.axisScaleDraw(QwtPlot::yLeft)->label(-1.5).text(); };
+        QCOMPARE(label(), QString("-1.5 kN"));
+
+        QApplication::setLayoutDirection(Qt::RightToLeft);
+        const QString fromRight = label();
+        QApplication::setLayoutDirection(Qt::LeftToRight);
+
+        QCOMPARE(fromRight, QString("\u202a-1.5 kN\u202c"));
+    }
+
     void plotOfThreeUnitsHasAnAxisOfPlainNumbers()
     {
         TestWindow test;

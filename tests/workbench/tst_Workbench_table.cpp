@@ -1,12 +1,14 @@
 #include "tests/workbench/TestWindow.h"
 
 #include "examples/workbench/Preferences.h"
+#include "examples/workbench/plot/Colours.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
 
 #include <QClipboard>
 #include <QElapsedTimer>
 #include <QHeaderView>
+#include <QImage>
 #include <QInputDialog>
 #include <QLabel>
 #include <QScrollBar>
@@ -113,6 +115,39 @@ private Q_SLOTS:
             QVERIFY(!plain.data(Qt::BackgroundRole).isValid());
             QVERIFY(!plain.data(Qt::FontRole).isValid());
         }
+    }
+
+    void tableMarksHolesInEachPalette_data()
+    {
+        QTest::addColumn<QPalette>("palette");
+
+        QPalette dark(QColor("#353535"), QColor("#2b2b2b"));
+        dark.setColor(QPalette::Base, "#1e1e1e");
+        const QPalette contrast(Qt::yellow, Qt::black, Qt::yellow, Qt::yellow, Qt::yellow,
+                                Qt::yellow, Qt::yellow, Qt::black, Qt::black);
+        QTest::newRow("usual") << QApplication::palette();
+        QTest::newRow("dark") << dark;
+        QTest::newRow("high contrast") << contrast;
+    }
+
+    void tableMarksHolesInEachPalette()
+    {
+        QFETCH(QPalette, palette);
+        const QPalette usual = QApplication::palette();
+        QApplication::setPalette(palette);
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        const QRect cell = grid(test).visualRect(grid(test).model()->index(1, 1));
+        const QImage image = grid(test).viewport()->grab(cell.adjusted(2, 2, -2, -2)).toImage();
+        QApplication::setPalette(usual);
+
+        double greatest = 1.0;
+        for (int x = 0; x < image.width(); ++x) {
+            const QColor pixel = image.pixelColor(x, image.height() / 2);
+            greatest =
+                std::max(greatest, Workbench::contrast(pixel, palette.color(QPalette::Base)));
+        }
+        QVERIFY2(greatest >= 2.0, qPrintable(QString::number(greatest)));
     }
 
     void tableSortsByNumbersWithHolesAtTheEnd()

@@ -100,6 +100,7 @@ void PlotPane::layOut()
     canvas->setFocusIndicator(QwtPlotCanvas::CanvasFocusIndicator);
     canvas->setFrameShape(QFrame::NoFrame);
     canvas->installEventFilter(this);
+    m_plot->installEventFilter(this);
     bindText(canvas, "accessibleName", ".ctx.plot");
     bindText(canvas, "toolTip", ".msg.plotHelp");
     (new QwtPlotMagnifier(canvas))->setMouseButton(Qt::NoButton);
@@ -383,17 +384,19 @@ bool PlotPane::eventFilter(QObject *object, QEvent *event)
 {
     if (event->type() == QEvent::Resize && object == m_plot->canvas())
         fitTicks();
+    if (event->type() == QEvent::PaletteChange && object == m_plot)
+        setColours(); // not for that of the pane, which comes first
     return Pane::eventFilter(object, event);
 }
 
 void PlotPane::setColours()
 {
-    m_plot->setCanvasBackground(palette().base());
+    const QPalette &palette = m_plot->palette();
+    m_plot->setCanvasBackground(palette.base());
     setItemColours(*m_plot);
     for (const QwtPlot::Axis axis : {QwtPlot::xBottom, QwtPlot::yLeft, QwtPlot::yRight})
         m_plot->setAxisFont(axis, font());
-    QPen band(palette().color(QPalette::Highlight));
-    m_zoomer->setRubberBandPen(band);
+    m_zoomer->setRubberBandPen(QPen(palette.color(QPalette::Highlight)));
 }
 
 void PlotPane::zoomToAll()
@@ -426,10 +429,8 @@ void PlotPane::updateTexts()
 
 void PlotPane::changeEvent(QEvent *event)
 {
-    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::FontChange) {
+    if (event->type() == QEvent::FontChange)
         setColours();
-        m_plot->replot();
-    }
     Pane::changeEvent(event);
 }
 

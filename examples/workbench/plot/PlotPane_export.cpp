@@ -1,7 +1,6 @@
 // The export of a plot to a file.
 
 #include "examples/workbench/Texts.h"
-#include "examples/workbench/plot/Colours.h"
 #include "examples/workbench/plot/PlotPane.h"
 #include "utils/files/File.h"
 #include "utils/settings/Settings.h"
@@ -34,8 +33,7 @@ static QByteArray picture(QwtPlot &plot, const QString &format)
     renderer.setDiscardFlag(QwtPlotRenderer::DiscardCanvasBackground);
     renderer.setDiscardFlag(QwtPlotRenderer::DiscardCanvasFrame);
     const QPalette onScreen = plot.palette();
-    plot.setPalette(QPalette(Qt::lightGray));
-    setItemColours(plot);
+    plot.setPalette(QPalette(Qt::lightGray)); // and the colours of the items with it
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
@@ -68,7 +66,6 @@ static QByteArray picture(QwtPlot &plot, const QString &format)
         image.save(&buffer, "PNG");
     }
     plot.setPalette(onScreen);
-    setItemColours(plot);
     return bytes;
 }
 

@@ -2,6 +2,8 @@
 
 #include "utils/text/StringUtil.h"
 
+#include <QGuiApplication>
+
 #include <qwt_text.h>
 
 #include <algorithm>
@@ -11,7 +13,12 @@ namespace Workbench {
 
 UnitScale::UnitScale(const QString &unit) : m_unit(unit) {}
 
-QwtText UnitScale::label(double value) const { return textOf(value); }
+QString leftToRight(const QString &text)
+{
+    return QGuiApplication::isRightToLeft() ? QChar(0x202a) + text + QChar(0x202c) : text;
+}
+
+QwtText UnitScale::label(double value) const { return leftToRight(textOf(value)); }
 
 QString UnitScale::textOf(double value) const
 {

@@ -6,6 +6,10 @@
 
 namespace Workbench {
 
+/// \p text in the marks that keep a number with its sign and unit in order in a window from right
+/// to left; unchanged in other windows.
+QString leftToRight(const QString &text);
+
 /// An axis whose labels are numbers with a unit and its prefixes, such as "1.5 kN".
 class UnitScale : public QwtScaleDraw
 {

@@ -3,6 +3,7 @@
 #include "data/Array.h"
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
+#include "examples/workbench/table/NumberDelegate.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/text/Statistics.h"
 #include "utils/text/StringUtil.h"
@@ -46,6 +47,7 @@ static QVector<double> measured(const PlotColumn &column)
 StatisticsTable::StatisticsTable(QWidget *parent) : QTableWidget(numMeasures, 0, parent)
 {
     setEditTriggers(NoEditTriggers);
+    setItemDelegate(new NumberDelegate(this));
     setWordWrap(false);
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     verticalHeader()->setDefaultSectionSize(fontMetrics().height() * 5 / 4);

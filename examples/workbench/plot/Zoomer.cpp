@@ -46,7 +46,7 @@ QwtText Zoomer::trackerTextF(const QPointF &position) const
         parts.append(textOn(QwtPlot::yRight, plot()->invTransform(QwtPlot::yRight, pixel)));
     }
     parts.removeAll(QString());
-    QwtText shown(parts.join("; "));
+    QwtText shown(leftToRight(parts.join("; ")));
     shown.setBackgroundBrush(plot()->palette().color(QPalette::ToolTipBase));
     shown.setColor(plot()->palette().color(QPalette::ToolTipText));
     return shown;

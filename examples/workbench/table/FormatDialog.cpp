@@ -1,6 +1,7 @@
 #include "examples/workbench/table/FormatDialog.h"
 
 #include "examples/workbench/Texts.h"
+#include "examples/workbench/table/NumberDelegate.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/files/File.h"
@@ -72,6 +73,7 @@ void FormatDialog::fillChoices()
         box->setSpecialValueText(text(".ctx.none"));
     }
     m_dataRow->setRange(1, 1000);
+    m_preview->setItemDelegate(new NumberDelegate(m_preview));
     m_preview->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_preview->setAccessibleName(text(".ctx.preview"));
     m_preview->setWordWrap(false);

@@ -76,8 +76,11 @@ QVariant TableModel::numberFlaw(int row, int col, int role) const
     if (kind == TableDocument::Number)
         return {};
     const bool isHole = kind == TableDocument::Hole;
-    if (role == Qt::BackgroundRole && isHole)
-        return QBrush(QGuiApplication::palette().color(QPalette::Mid), Qt::BDiagPattern);
+    if (role == Qt::BackgroundRole && isHole) {
+        QColor lines = QGuiApplication::palette().color(QPalette::Text);
+        lines.setAlphaF(0.4); // seen in each palette, and below a text
+        return QBrush(lines, Qt::BDiagPattern);
+    }
     if (role == Qt::FontRole && !isHole) {
         QFont font;
         font.setBold(true);

@@ -2,6 +2,7 @@
 
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/table/FormatDialog.h"
+#include "examples/workbench/table/NumberDelegate.h"
 #include "examples/workbench/table/RowSearch.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableModel.h"
@@ -61,6 +62,7 @@ void TableView::addCommands()
 void TableView::layOut()
 {
     m_grid->setModel(m_model);
+    m_grid->setItemDelegate(new NumberDelegate(m_grid));
     bindText(m_grid, "accessibleName", ".ctx.table");
     m_grid->setContextMenuPolicy(Qt::ActionsContextMenu);
     m_grid->addActions(actions());
