@@ -423,8 +423,10 @@ void PlotPane::zoom(double factor)
 void PlotPane::updateTexts()
 {
     m_statistics->updateTexts();
-    if (!m_columns.isEmpty())
-        plotNow();
+    if (m_columns.isEmpty())
+        return;
+    draw();
+    m_statisticsTimer.start();
 }
 
 void PlotPane::changeEvent(QEvent *event)

@@ -146,12 +146,34 @@ static std::optional<Numbers> numbersOfCells(const TableDocument &document,
     return numbers;
 }
 
+/// The columns \p cols as the table has them. Of a table in its file one is read after the other,
+/// which takes no longer and lets the user cancel in between.
+static std::optional<QList<QList<double>>> wholeColumns(const TableDocument &document,
+                                                        const QVector<int> &cols)
+{
+    const CSVTable &table = document.table();
+    const int firstRow = document.tableRow(0);
+    if (!table.isDemandRead())
+        return table.colDataValues(cols.toList(), firstRow);
+    Progress progress(cols.size(), text(".msg.readingColumns"), /*cancelable=*/true);
+    QList<QList<double>> columns;
+    for (const int col : cols) {
+        columns.append(table.colDataValue(col, firstRow));
+        if (!progress.tick())
+            return std::nullopt;
+    }
+    return columns;
+}
+
 std::optional<Numbers> numbersOf(const TableDocument &document, const QVector<int> &cols)
 {
     // The table reads whole columns several times as fast as cells, but a text is 0.0 then. So each
     // zero is looked at, unless there are many.
     const int mostZeros = 10000;
-    QList<QList<double>> read = document.table().colDataValues(cols.toList(), document.tableRow(0));
+    std::optional<QList<QList<double>>> whole = wholeColumns(document, cols);
+    if (!whole)
+        return std::nullopt;
+    QList<QList<double>> &read = *whole;
     int numZeros = 0;
     for (const QList<double> &column : qAsConst(read))
         numZeros += static_cast<int>(std::count(column.begin(), column.end(), 0.0));
