@@ -2,6 +2,7 @@
 
 #include "utils/settings/SettingsFile_p.h"
 
+#include "utils/platform/Platform.h"
 #include "utils/settings/IniText_p.h"
 
 #include <QCoreApplication>
@@ -15,10 +16,13 @@ namespace Utils {
 
 QSettings::Format SettingsFile::format(const char *extension)
 {
+    // As in the formats of Qt: a plain QSettings shares the values of a file in memory.
+    static const auto caseOfKeys =
+        Platform::hasRegistry() ? Qt::CaseInsensitive : Qt::CaseSensitive;
     static const QSettings::Format conf =
-        QSettings::registerFormat(QStringLiteral("conf"), &read, &write);
+        QSettings::registerFormat(QStringLiteral("conf"), &read, &write, caseOfKeys);
     static const QSettings::Format ini =
-        QSettings::registerFormat(QStringLiteral("ini"), &read, &write);
+        QSettings::registerFormat(QStringLiteral("ini"), &read, &write, caseOfKeys);
     return *extension == 'c' ? conf : ini;
 }
 
@@ -52,7 +56,8 @@ std::unique_ptr<QSettings> SettingsFile::openSafely()
 {
     const QSettings::Format plain = QSettings::defaultFormat();
     const QSettings::Format safe = format(plain == QSettings::NativeFormat ? "conf" : "ini");
-    if (plain != QSettings::NativeFormat && plain != QSettings::IniFormat)
+    const bool isRegistry = plain == QSettings::NativeFormat && Platform::hasRegistry();
+    if (isRegistry || (plain != QSettings::NativeFormat && plain != QSettings::IniFormat))
         return std::make_unique<QSettings>();
 
     // The host chooses the folders, for each format, and may change them at any time.
