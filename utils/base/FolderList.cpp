@@ -25,6 +25,16 @@ std::optional<std::string> nativePath(const QString &path)
     return path.toStdString();
 }
 
+QString canonicalFolder(const QString &path)
+{
+    if (Platform::hasJunctions() && isName(path)) {
+        const auto resolved = Platform::canonicalPath(path.toStdString());
+        if (resolved && !resolved->empty())
+            return QString::fromStdString(*resolved);
+    }
+    return QFileInfo(path).canonicalFilePath();
+}
+
 /// The text of a file name, which may start with a byte order mark. Null for bytes that are not
 /// UTF-8; Qt skips such an entry.
 static QString decodeName(const char *bytes)
@@ -44,7 +54,8 @@ static void listByQt(const QString &folder, const std::function<bool(const Folde
     while (item.hasNext()) {
         item.next();
         const QFileInfo info = item.fileInfo();
-        if (!visit({info.fileName(), info.isFile(), info.isDir(), info.isSymLink()}))
+        const bool isLink = info.isSymLink() || info.isJunction();
+        if (!visit({info.fileName(), info.isFile(), info.isDir(), isLink}))
             return;
     }
 }

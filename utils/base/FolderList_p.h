@@ -14,6 +14,10 @@ namespace Utils {
 /// that of a resource, and for one that names nothing.
 std::optional<std::string> nativePath(const QString &path);
 
+/// The path, without links, of the folder that \p path leads to. "" when it does not exist. Unlike
+/// QFileInfo::canonicalFilePath() it follows the junctions of Windows.
+QString canonicalFolder(const QString &path);
+
 /// A file or folder in a folder.
 struct FolderItem
 {

@@ -304,8 +304,7 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
         return 0;
     // Below the destination, the copy would find its own output and, through a link, again and
     // again a folder that it has already entered.
-    const ClosedFolder ownWork = {closed ? QString() : QFileInfo(destination).canonicalFilePath(),
-                                  nullptr};
+    const ClosedFolder ownWork = {closed ? QString() : canonicalFolder(destination), nullptr};
     const ClosedFolder closedBelow = {canonicalSource, closed ? closed : &ownWork};
 
     const QDir folder(source);
@@ -387,10 +386,10 @@ int FolderCopy::copyFolders(const QVector<FolderBelow> &sources, const QString &
 {
     int result = 0;
     for (const FolderBelow &folder : sources) {
-        // Joined if no link is followed: canonicalFilePath() would access each folder of the path.
-        const QFileInfo info(folder.path);
-        const QString canonical = folder.isLink ? info.canonicalFilePath()
-                                                : QDir(canonicalParent).filePath(info.fileName());
+        // Joined if no link is followed: canonicalFolder() would access each folder of the path.
+        const QString name = QFileInfo(folder.path).fileName();
+        const QString canonical =
+            folder.isLink ? canonicalFolder(folder.path) : QDir(canonicalParent).filePath(name);
         if (!closed.contains(canonical)) {
             const int nested = run(folder.path, canonical, destination, &closed);
             if (nested < 0)
@@ -411,7 +410,7 @@ static int copyFolderOrFolders(const Data::String &source, const Data::String &t
     if (!isPattern(source)) {
         if (!QFileInfo(source).isDir())
             LastError::setFor(".err.notafolder", source);
-        return copy.run(source, QFileInfo(source).canonicalFilePath(), target);
+        return copy.run(source, canonicalFolder(source), target);
     }
 
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/!cancelable);
@@ -423,7 +422,7 @@ static int copyFolderOrFolders(const Data::String &source, const Data::String &t
     int result = 0;
     for (const QFileInfo &folder : sources) {
         // Not copyDir(), which would again interpret a "*" in the name of a folder as a wildcard.
-        const int nested = copy.run(folder.filePath(), folder.canonicalFilePath(), target);
+        const int nested = copy.run(folder.filePath(), canonicalFolder(folder.filePath()), target);
         if (nested < 0 || !progress.tick())
             return -1;
         result |= nested;

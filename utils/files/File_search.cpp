@@ -133,8 +133,8 @@ private:
         if (!below.isLink)
             return run(below.path, open, found);
 
-        const QString target = QFileInfo(below.path).canonicalFilePath();
-        const OpenFolders here = {open.top, QFileInfo(folder).canonicalFilePath(), open.outer};
+        const QString target = canonicalFolder(below.path);
+        const OpenFolders here = {open.top, canonicalFolder(folder), open.outer};
         if (!isOpen(target, &here))
             run(below.path, {target, QString(), &here}, found);
     }
@@ -147,7 +147,7 @@ QStringList File::search(const Data::String &folder, const Data::String &filter,
 {
     QStringList found;
     const Search search = {NameFilter(filter.split(QLatin1Char(';'))), recursive, maxCount};
-    search.run(folder, {QFileInfo(folder).canonicalFilePath(), QString(), nullptr}, found);
+    search.run(folder, {canonicalFolder(folder), QString(), nullptr}, found);
     return found;
 }
 

@@ -42,9 +42,11 @@ bool removeEntry(QFile &file)
     if (file.remove())
         return true;
     const std::string path = file.fileName().toStdString();
+    if (Platform::removeFolderLink(path))
+        return true;
     if (!Platform::allowRemoval(path))
         return false;
-    if (file.remove())
+    if (file.remove() || Platform::removeFolderLink(path))
         return true;
     Platform::forbidRemoval(path);
     return false;

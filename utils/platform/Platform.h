@@ -22,6 +22,11 @@ namespace Utils::Platform {
 /// folders, it is EISDIR for a folder.
 std::FILE *openFile(const std::string &path, const char *mode);
 
+/// Opens the file at \p path to read its bytes, so that others can remove and replace it meanwhile.
+/// Returns the descriptor, which the caller closes; -1 when that fails, and on a system where
+/// whatever is open can be removed.
+int openShared(const std::string &path);
+
 /// Sets the position of \p file, in bytes from its start, also beyond 2 GiB. False on failure.
 bool seekFile(std::FILE *file, std::int64_t position);
 
@@ -66,6 +71,15 @@ bool allowRemoval(const std::string &path);
 
 /// Takes allowRemoval() back.
 void forbidRemoval(const std::string &path);
+
+/// Removes the link to a folder at \p path, and nothing of what it leads to. False when that is not
+/// possible, and for all else than such a link. Windows has such links; on other systems a link is
+/// removed like a file, and the result is false.
+bool removeFolderLink(const std::string &path);
+
+/// Whether there are links to folders that Qt takes for folders, as on Windows, where they are
+/// called junctions. canonicalPath() and entryStatus() know them.
+bool hasJunctions();
 
 /// A visible entry of a folder.
 struct FolderEntry

@@ -86,6 +86,8 @@ std::FILE *openFile(const std::string &path, const char *mode)
     return file;
 }
 
+int openShared(const std::string &) { return -1; }
+
 bool seekFile(std::FILE *file, std::int64_t position)
 {
     return fseeko(file, position, SEEK_SET) == 0;
@@ -131,6 +133,10 @@ std::optional<bool> isSameEntry(const std::string &, const std::string &) { retu
 bool allowRemoval(const std::string &) { return false; }
 
 void forbidRemoval(const std::string &) {}
+
+bool removeFolderLink(const std::string &) { return false; }
+
+bool hasJunctions() { return false; }
 
 std::string errorText(int) { return {}; }
 

@@ -95,23 +95,29 @@ static std::string fromWide(const std::wstring &wide)
     return text;
 }
 
-/// Opens a file to read it. Unlike those of _wfopen(), its handle lets others rename and remove the
-/// file, as every system but this one does.
-static std::FILE *openToRead(const std::wstring &path, const char *mode)
+/// Opens a file to read it, and returns its descriptor or -1. Unlike those of _wfopen(), its handle
+/// lets others rename and remove the file, as every system but this one does.
+static int openDescriptor(const std::wstring &path, int textMode)
 {
     const HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (handle == INVALID_HANDLE_VALUE) {
         errno = errorNumber(GetLastError());
-        return nullptr;
+        return -1;
     }
-    const int flags = _O_RDONLY | (std::strchr(mode, 'b') ? _O_BINARY : _O_TEXT);
-    const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), flags);
-    if (descriptor < 0) {
+    const int descriptor =
+        _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_RDONLY | textMode);
+    if (descriptor < 0)
         CloseHandle(handle);
+    return descriptor;
+}
+
+static std::FILE *openToRead(const std::wstring &path, const char *mode)
+{
+    const int descriptor = openDescriptor(path, std::strchr(mode, 'b') ? _O_BINARY : _O_TEXT);
+    if (descriptor < 0)
         return nullptr;
-    }
     std::FILE *const file = _fdopen(descriptor, mode);
     if (!file) {
         const int error = errno;
@@ -143,6 +149,11 @@ std::FILE *openFile(const std::string &path, const char *mode)
         errno = ENOENT;
     }
     return file;
+}
+
+int openShared(const std::string &path)
+{
+    return isUsable(path) ? openDescriptor(toWidePath(path), _O_BINARY) : -1;
 }
 
 bool seekFile(std::FILE *file, std::int64_t position)
@@ -301,6 +312,20 @@ void forbidRemoval(const std::string &path)
     if (attributes != INVALID_FILE_ATTRIBUTES)
         SetFileAttributesW(widePath.c_str(), attributes | FILE_ATTRIBUTE_READONLY);
 }
+
+bool removeFolderLink(const std::string &path)
+{
+    if (!isUsable(path))
+        return false;
+    const std::wstring widePath = toWidePath(path);
+    const DWORD attributes = GetFileAttributesW(widePath.c_str());
+    const DWORD wanted = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY;
+    const bool isFolderLink = attributes != INVALID_FILE_ATTRIBUTES &&
+                              (attributes & wanted) == wanted && isLink(widePath);
+    return isFolderLink && RemoveDirectoryW(widePath.c_str());
+}
+
+bool hasJunctions() { return true; }
 
 std::string errorText(int error) { return std::strerror(error); }
 

@@ -5,6 +5,7 @@
 #include "utils/base/Utf8_p.h"
 #include "utils/csv/cells/Cells_p.h"
 #include "utils/feedback/Progress.h"
+#include "utils/platform/Platform.h"
 
 #include <QFileInfo>
 
@@ -24,9 +25,11 @@ bool RecordFile::open(const QString &path, const QuotedFormat<char> &format, Pro
     if (!isName(path) || !QFileInfo(path).isFile())
         return LastError::isNoFile(path);
     m_file.setFileName(path);
-    return (m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) &&
-            findRows(format, progress)) ||
-           LastError::cannotRead(m_file);
+    const QIODevice::OpenMode mode = QIODevice::ReadOnly | QIODevice::Unbuffered;
+    const int shared = Platform::openShared(path.toStdString());
+    const bool isOpen =
+        shared < 0 ? m_file.open(mode) : m_file.open(shared, mode, QFile::AutoCloseHandle);
+    return (isOpen && findRows(format, progress)) || LastError::cannotRead(m_file);
 }
 
 /// Reads \p size bytes, or up to the end of the file. False when they cannot be read.
