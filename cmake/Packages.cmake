@@ -6,6 +6,9 @@
 #   Console      kelm                     the console host with its resources
 #   Workbench    kelm-workbench           the workbench, with what a desktop knows it by
 
+if(WIN32)
+    include(cmake/Packages_windows.cmake)
+endif()
 if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
     return()
 endif()

@@ -16,7 +16,7 @@ set(CMAKE_CXX_COMPILER ${triplet}-g++-posix)
 set(CMAKE_RC_COMPILER ${triplet}-windres)
 
 # Libraries of the compiler and Qt; programs such as moc and ccache are those of this machine.
-set(CMAKE_FIND_ROOT_PATH "/usr/${triplet}" "${KELMUTILS_WINDOWS_ROOT}")
+list(APPEND CMAKE_FIND_ROOT_PATH "/usr/${triplet}" "${KELMUTILS_WINDOWS_ROOT}")
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

@@ -1,0 +1,85 @@
+# Makes the zip of a build for Windows, looks it over, unpacks it, and builds and runs a host on what
+# it has, as a user would.
+#
+# Arguments, all required: BUILD_DIR, SOURCE_DIR, SCRATCH_DIR, LIBDIR, DATADIR, VERSION, PYTHON (of
+# this machine), COMPILER, and for a build by cross compilers TOOLCHAIN and EMULATOR.
+
+cmake_policy(VERSION 3.25)
+
+macro(run)
+    execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY OUTPUT_VARIABLE output)
+endmacro()
+
+file(REMOVE_RECURSE "${SCRATCH_DIR}")
+file(MAKE_DIRECTORY "${SCRATCH_DIR}")
+run(cpack --config "${BUILD_DIR}/CPackConfig.cmake" -B "${SCRATCH_DIR}/zip")
+set(name "KelmUtils-${VERSION}-windows-x86_64")
+file(GLOB made RELATIVE "${SCRATCH_DIR}/zip" "${SCRATCH_DIR}/zip/*.zip")
+if(NOT made STREQUAL "${name}.zip")
+    message(FATAL_ERROR "The zip is \"${made}\"")
+endif()
+run("${CMAKE_COMMAND}" -E chdir "${SCRATCH_DIR}"
+    "${CMAKE_COMMAND}" -E tar xf "zip/${name}.zip")
+file(GLOB tops RELATIVE "${SCRATCH_DIR}" "${SCRATCH_DIR}/*")
+if(NOT tops STREQUAL "${name};zip")
+    message(FATAL_ERROR "The zip has unpacked to ${tops}")
+endif()
+set(PREFIX "${SCRATCH_DIR}/${name}")
+
+# What a user looks for.
+set(wanted
+    bin/libKelmUtils.dll bin/kelm.exe bin/platforms/qwindows.dll
+    bin/Qt5Core.dll bin/Qt5Gui.dll bin/Qt5Network.dll bin/Qt5Xml.dll
+    bin/libgcc_s_seh-1.dll bin/libstdc++-6.dll bin/libwinpthread-1.dll
+    ${LIBDIR}/libKelmUtils.dll.a ${LIBDIR}/cmake/KelmUtils/KelmUtilsConfig.cmake
+    ${LIBDIR}/pkgconfig/KelmUtils.pc
+    include/KelmUtils/utils/KelmUtils.h
+    ${DATADIR}/KelmUtils/res/locale/Kelm.Utils_de.xml ${DATADIR}/kelm/res/locale/Kelm.Utils_de.xml
+    ${DATADIR}/doc/KelmUtils/LICENSE ${DATADIR}/doc/KelmUtils/CHANGELOG.md
+    ${DATADIR}/doc/KelmUtils/qt/LICENSE.LGPL3 ${DATADIR}/doc/KelmUtils/qt/copyright
+    ${DATADIR}/doc/KelmUtils/gcc-mingw-w64-base.txt ${DATADIR}/doc/KelmUtils/mingw-w64-common.txt
+)
+foreach(file IN LISTS wanted)
+    if(NOT EXISTS "${PREFIX}/${file}")
+        message(FATAL_ERROR "Not in the zip: ${file}")
+    endif()
+endforeach()
+file(GLOB_RECURSE unwanted
+    "${PREFIX}/include/*_p.h" "${PREFIX}/include/*.cpp" "${PREFIX}/*/tst_*" "${PREFIX}/*/Qt5Test.dll")
+if(unwanted)
+    message(FATAL_ERROR "In the zip, though internal: ${unwanted}")
+endif()
+
+# The programs find all that they need beside themselves.
+set(ENV{KELM_WINDOWS_DLLS} "")
+execute_process(COMMAND ${EMULATOR} "${PREFIX}/bin/kelm.exe" --version
+    OUTPUT_VARIABLE output OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+if(NOT output STREQUAL "kelm ${VERSION}")
+    message(FATAL_ERROR "kelm --version prints ${output}")
+endif()
+execute_process(
+    COMMAND ${EMULATOR} "${PREFIX}/bin/kelm.exe"
+        strings .Kelm.Console.msg.weight S235 812 --language de
+    OUTPUT_VARIABLE output OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+if(NOT output STREQUAL "Ein Rahmen aus S235 wiegt 812 kg.")
+    message(FATAL_ERROR "kelm strings prints ${output}")
+endif()
+
+# The host of the README, by find_package and beside the DLLs.
+set(example "${SCRATCH_DIR}/example")
+run("${PYTHON}" "${SOURCE_DIR}/tests/docs/examples.py" extract "${SOURCE_DIR}/README.md" "${example}")
+set(work "${SCRATCH_DIR}/work")
+run("${CMAKE_COMMAND}" -G Ninja -S "${CMAKE_CURRENT_LIST_DIR}/consumer" -B "${work}"
+    -D CMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -D CMAKE_CXX_COMPILER=${COMPILER}
+    -D CMAKE_FIND_ROOT_PATH=${PREFIX}
+    -D EXAMPLE=${example}/program1.cpp
+    -D RESOURCES=${PREFIX}/${DATADIR}/KelmUtils/res -D PYTHON_HOME=)
+run("${CMAKE_COMMAND}" --build "${work}")
+file(COPY "${work}/consumer.exe" DESTINATION "${PREFIX}/bin")
+execute_process(COMMAND ${EMULATOR} "${PREFIX}/bin/consumer.exe"
+    OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+string(REPLACE "\r" "" output "${output}") # a text stream of the C library
+file(READ "${example}/program1.txt" expected)
+if(NOT output STREQUAL expected)
+    message(FATAL_ERROR "The host prints\n${output}instead of\n${expected}")
+endif()
