@@ -12,3 +12,11 @@ list(APPEND not_on_windows
 )
 # They load libraries, or read lists of the system, as on Linux.
 list(APPEND not_on_windows File_safe FolderList Library WithoutPython)
+
+# Those that tools/check-windows --quick runs: what the system decides, and one of each part.
+add_custom_target(tests_windows_quick)
+set(quick_on_windows
+    Array CSVReader CSVTable_output CSVTable_read File_contents File_paths File_reasons File_search
+    File_tree FileByteReader FileReader FileStatus FileWatch Kelm Kelm_table LastError LineFile
+    LogFile MemoryChecker Settings Signal StringTable_load StringUtil_numbers TagFile Windows
+)

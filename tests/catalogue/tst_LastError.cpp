@@ -3,6 +3,7 @@
 #include "tests/csv/FailingMemory.h"
 #include "tests/strings/Catalogue.h" // resetCatalogue
 #include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
+#include "tests/support/Windows.h"
 
 #include <QtTest>
 
@@ -117,6 +118,7 @@ private Q_SLOTS:
 
     void isKeptByAThreadThatHasNoMemoryForItsFirstOne()
     {
+        SKIP_ON_WINDOWS("Windows does not copy processes");
         for (const auto mode : {FailingMemory::Once, FailingMemory::FromThenOn}) {
             // In a process of its own, which the C library may end.
             const pid_t child = fork();

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "utils/files/File.h"
+
 #include <QByteArray>
+#include <QFile>
 #include <QList>
 #include <QStringList>
 #include <QVector>
@@ -32,7 +35,8 @@ public:
         lastRowIndex = -1;
         ticks = 0;
         close();
-        file = std::fopen(path, "rb");
+        // Not by fopen(), with which Windows lets nobody remove it.
+        file = Utils::File::openRead(QFile::decodeName(path));
         if (!file)
             return false;
 

@@ -4,6 +4,7 @@
 #include "tests/support/FakeHost.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/Windows.h"
 #include "utils/Application.h"
 #include "utils/csv/CSVReader.h"
 #include "utils/feedback/Progress.h"
@@ -570,6 +571,7 @@ private Q_SLOTS:
 
     void isEmptyWhenAFileCannotBeReadOnDemand()
     {
+        SKIP_ON_WINDOWS("a folder has no size on Windows");
         // A folder is there and has a size.
         CSVTable table;
         table.setData("a");
@@ -605,7 +607,9 @@ private Q_SLOTS:
         // clang-format off
         QTest::newRow("not set") << "unset raw text quoted file" << "bytes text text file";
         QTest::newRow("set") << "set=1 raw text quoted file" << "text text text file";
+#ifndef _WIN32 // where a variable cannot be set to nothing
         QTest::newRow("set to nothing") << "set= raw" << "text";
+#endif
         QTest::newRow("set to no") << "set=0 raw" << "text";
         QTest::newRow("set later") << "unset raw set=1 raw" << "bytes bytes";
         QTest::newRow("not set any more") << "set=1 raw unset raw" << "text text";

@@ -1,4 +1,5 @@
 #include "tests/examples/Program.h"
+#include "tests/support/Windows.h"
 
 class tst_Kelm_settings : public QObject
 {
@@ -11,6 +12,12 @@ private Q_SLOTS:
             QFile::remove(m_home.filePath(file));
         QDir(m_home.filePath("Kelm")).removeRecursively();
         QDir(m_home.filePath("Company")).removeRecursively();
+#ifdef _WIN32 // where the program has its settings in the registry
+        for (const char *organization : {"Kelm", "Company"})
+            QSettings(QSettings::NativeFormat, QSettings::UserScope, organization).clear();
+        QSettings("HKEY_CURRENT_USER\\Software\\Kelm", QSettings::NativeFormat).clear();
+        QSettings("HKEY_CURRENT_USER\\Software\\Company", QSettings::NativeFormat).clear();
+#endif
     }
 
     void keepsWhatIsSet()
@@ -62,6 +69,7 @@ private Q_SLOTS:
 
     void listsATextWithCommasAsOne()
     {
+        SKIP_ON_WINDOWS("the settings of the program are in the registry on Windows");
         makeFile(m_home.filePath("Kelm/kelm.conf"), "[General]\nlist=a, b, c\n");
 
         QVERIFY(m_kelm.run({"settings", "get", "list"}));
@@ -71,6 +79,7 @@ private Q_SLOTS:
 
     void listsAFileWithAGroupWithoutAName()
     {
+        SKIP_ON_WINDOWS("the settings of the program are in the registry on Windows");
         makeFile(m_home.filePath("Kelm/kelm.conf"), "[a]\n\\b=1\nc=2\n[d]\ne\\\\f=3\ng=4\n");
 
         QVERIFY(m_kelm.run({"settings", "list"}));
@@ -97,7 +106,9 @@ private Q_SLOTS:
 
         QVERIFY(m_kelm.run(QStringList{"settings", "get", "a"} + other));
         QCOMPARE(m_kelm.output, QString("1\n"));
+#ifndef _WIN32 // where they are in the registry
         QVERIFY(QFile::exists(m_home.filePath("Company/Tool.conf")));
+#endif
         QVERIFY(m_kelm.run({"settings", "get", "a"}));
         QCOMPARE(m_kelm.status, 1);
     }
@@ -175,6 +186,7 @@ private Q_SLOTS:
 
     void keepsItsOwnFileWhenExporting()
     {
+        SKIP_ON_WINDOWS("the settings of the program are in the registry on Windows");
         QVERIFY(set("a", "1"));
         const QString file = m_home.filePath("Kelm/kelm.conf");
 
@@ -189,6 +201,7 @@ private Q_SLOTS:
 
     void resetsToTheKeptDefaults()
     {
+        SKIP_ON_WINDOWS("the settings of the program are in the registry on Windows");
         makeFile(m_home.filePath("Kelm/kelm.conf"),
                  "[General]\na=1\na_default=2\nn=3\n[g]\nb=4\nb_default=5\nc_default=6\n"
                  "[h]\nDefault=export noreset\nd=7\nd_default=8\n");
@@ -221,6 +234,7 @@ private Q_SLOTS:
 
     void tellsWhenTheSettingsCannotBeWritten()
     {
+        SKIP_ON_WINDOWS("the settings of the program are in the registry on Windows");
         QFETCH(QStringList, change);
         makeFile(m_home.filePath("Kelm"), "a file where the folder should be");
 

@@ -154,8 +154,13 @@ private Q_SLOTS:
             << "--at-least must begin with a number. See kelm xml --help";
         QTest::newRow("to and rewrite") << QStringList{frame, "--rewrite", "--to", "x"} << 2
             << "--to and --rewrite exclude each other. See kelm xml --help";
+#ifdef _WIN32
+        const int noFolder = 3; // ERROR_PATH_NOT_FOUND
+#else
+        const int noFolder = ENOENT;
+#endif
         QTest::newRow("no such folder") << QStringList{frame, "--to", folder + "/no/x.xml"} << 1
-            << "Cannot write \"" + folder + "/no/x.xml\": No such file or directory";
+            << "Cannot write \"" + folder + "/no/x.xml\": " + qt_error_string(noFolder);
         QTest::newRow("full disk") << QStringList{frame, "--to", "/dev/full"} << 1
             << "The file \"/dev/full\" cannot be written completely: the disk is full.";
         QTest::newRow("a folder") << QStringList{frame, "--to", folder} << 1

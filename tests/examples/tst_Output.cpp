@@ -35,7 +35,7 @@ public:
         std::fflush(stdout);
         m_original = dup(STDOUT_FILENO);
         const QByteArray path = QFile::encodeName(m_folder.filePath("output"));
-        const int file = open(path.constData(), O_CREAT | O_RDWR | O_TRUNC, 0600);
+        const int file = open(path.constData(), O_CREAT | O_RDWR | O_TRUNC | O_BINARY, 0600);
         dup2(file, STDOUT_FILENO);
         close(file);
     }

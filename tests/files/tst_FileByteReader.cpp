@@ -359,7 +359,8 @@ private Q_SLOTS:
         QTest::newRow("exactly all") << 5 * 1000 * 1000 << qint64(5 * 1000 * 1000);
         QTest::newRow("a part of it") << 5 * 1000 * 1000 << qint64(3 * 1000 * 1000 + 1);
         QTest::newRow("all of a small file") << 10 << qint64(LONG_MAX);
-        QTest::newRow("more than an int") << 10 << (qint64(1) << 32) + 3;
+        if (sizeof(long) > 4)
+            QTest::newRow("more than an int") << 10 << (qint64(1) << 32) + 3;
     }
 
     void readsMoreBytesThanItWasAskedForNever()

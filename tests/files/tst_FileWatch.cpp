@@ -50,12 +50,15 @@ static bool setModified(const QString &path, qint64 milliseconds)
     // Not by Qt, which in some zones sets another time before the epoch.
     const qint64 thousand = 1000;
     const qint64 fraction = (milliseconds % thousand + thousand) % thousand;
-    const timespec time = {(milliseconds - fraction) / thousand, fraction * 1000 * 1000};
+    const timespec time = {(milliseconds - fraction) / thousand,
+                           static_cast<long>(fraction * 1000 * 1000)};
     const timespec times[] = {time, time};
     return utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0) == 0;
 }
 
 static QByteArray unknownPath; // of which the system reports nothing
+
+#ifndef _WIN32 // where no call can be replaced
 
 // In front of the call by which the time is asked for.
 extern "C" __attribute__((visibility("default"))) int stat(const char *path,
@@ -67,6 +70,8 @@ extern "C" __attribute__((visibility("default"))) int stat(const char *path,
     }
     return fstatat(AT_FDCWD, path, result, 0);
 }
+
+#endif
 
 /// The running timer of \p watch, with the id 0 when there is none, and -1 when there are more.
 static QAbstractEventDispatcher::TimerInfo timerOf(QObject &watch)

@@ -33,6 +33,8 @@ using Utils::File;
 
 static int goodSeeks = INT_MAX; // all further ones fail
 
+#ifndef _WIN32 // where no call can be replaced
+
 // In front of the call that Qt makes.
 extern "C" __attribute__((visibility("default"))) off64_t lseek64(int file, off64_t offset,
                                                                   int whence) noexcept
@@ -43,6 +45,8 @@ extern "C" __attribute__((visibility("default"))) off64_t lseek64(int file, off6
     }
     return syscall(SYS_lseek, file, offset, whence);
 }
+
+#endif
 
 using Write = std::function<bool(const QString &)>;
 Q_DECLARE_METATYPE(Write)

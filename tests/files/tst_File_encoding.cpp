@@ -323,6 +323,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, encoding);
         QTextCodec *const codec = QTextCodec::codecForName(encoding);
         QVERIFY(codec);
+        if (encoding == "windows-1252" && codec->toUnicode("\x81") != QString(QChar(0x81)))
+            QSKIP("without ICU, five bytes have no character to Qt");
         std::mt19937 random(1);
         for (int i = 0; i < 200; ++i) {
             const unsigned distance = 1 + random() % 50; // of bytes that are not ASCII
@@ -479,6 +481,8 @@ private Q_SLOTS:
         FileReader ofOneByte(hebrew, "ISO-8859-8");
         QCOMPARE(ofOneByte.nextLine(), String(QStringLiteral("a\uFFFDb")));
         QCOMPARE(ofOneByte.nextLine(), String("c"));
+        if (!keepsLineEnds("Shift_JIS"))
+            QSKIP("without ICU, Qt takes the line end along");
         FileReader ofTwoBytes(shiftJis, "Shift_JIS");
         QCOMPARE(ofTwoBytes.nextLine(), String(QStringLiteral("a\uFFFD")));
         QCOMPARE(ofTwoBytes.nextLine(), String("c"));

@@ -24,6 +24,8 @@ using Utils::File;
 
 static std::atomic<bool> failsToSend; // a request, as the other side has closed the connection
 
+#ifndef _WIN32 // where no call can be replaced
+
 extern "C" __attribute__((visibility("default"))) ssize_t write(int file, const void *bytes,
                                                                 std::size_t size)
 {
@@ -33,6 +35,8 @@ extern "C" __attribute__((visibility("default"))) ssize_t write(int file, const 
     }
     return syscall(SYS_write, file, bytes, size);
 }
+
+#endif
 
 namespace {
 

@@ -158,7 +158,9 @@ private Q_SLOTS:
         row("folder is there",      "n.o.m@", ".z",   "P/n/o/ P/n/m@.z P/n/res/m@.z");
         row("two levels up",        "k.n.o.m@", ".z", "P/k/m@.z P/m@.z");
         row("no dot, no plugin",    "n@",     ".z",   "P/n@.z P/res/n@.z");
+#ifndef _WIN32 // where it is the same name
         row("another case",         "n@",     ".z",   "R/N@.z R/n@.X");
+#endif
         // clang-format on
     }
 
@@ -350,7 +352,7 @@ private Q_SLOTS:
     {
         File::setSearchPath("/res", "/plugins");
 
-        qputenv("ALLUSERSPROFILE", "/shared/größe");
+        qputenv("ALLUSERSPROFILE", QString("/shared/größe").toLocal8Bit());
         QCOMPARE(File::templatePaths(),
                  (QStringList{"/shared/größe/TORVE/templates", "/res/templates"}));
         qputenv("ALLUSERSPROFILE", "");

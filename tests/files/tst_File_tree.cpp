@@ -57,6 +57,8 @@ private:
 
 QByteArray NoFolder::s_path;
 
+#ifndef _WIN32 // where no call can be replaced
+
 // In front of the call that Qt makes.
 extern "C" __attribute__((visibility("default"))) int mkdir(const char *path, mode_t mode) noexcept
 {
@@ -66,6 +68,8 @@ extern "C" __attribute__((visibility("default"))) int mkdir(const char *path, mo
     }
     return static_cast<int>(syscall(SYS_mkdirat, AT_FDCWD, path, mode));
 }
+
+#endif
 
 /// While it exists, the system calls that determine \a kind fail for a path.
 class Unknown
@@ -115,6 +119,8 @@ static bool failsToTellSizes = false; // of open files
 static bool hasUnnamedFiles = true;   // as has a file system of this system, but not each
 static int examinations = 0;          // of paths and open files
 static int synced = 0;                // files whose contents were forced to the disk
+
+#ifndef _WIN32 // where no call can be replaced
 
 // In front of the calls that Qt makes, and of those of the library.
 
@@ -200,6 +206,8 @@ KELM_IN_FRONT char *realpath(const char *path, char *resolved) noexcept
         reinterpret_cast<char *(*)(const char *, char *)>(dlsym(RTLD_NEXT, "realpath"));
     return plain(path, resolved);
 }
+
+#endif
 
 class tst_File_tree : public QObject
 {

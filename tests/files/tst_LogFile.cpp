@@ -33,6 +33,8 @@ static void noteMessage(QtMsgType, const QMessageLogContext &, const QString &te
 static QByteArray unknownPath;        // of a file whose properties cannot be determined
 static bool failsToTellSizes = false; // of open files
 
+#ifndef _WIN32 // where no call can be replaced
+
 // In front of the calls by which Qt asks for the size of a file.
 
 template <typename Function>
@@ -76,6 +78,8 @@ extern "C" __attribute__((visibility("default"))) int fstat64(int file,
     const auto plain = next(static_cast<int (*)(int, struct stat64 *)>(&fstat64), "fstat64");
     return failsToTellSizes ? unknownSize() : plain(file, result);
 }
+
+#endif
 
 class tst_LogFile : public QObject
 {

@@ -70,6 +70,35 @@ static bool isRunning(qint64 id)
     return isRunning;
 }
 
+static bool isLink(const QString &path)
+{
+    const DWORD attributes = GetFileAttributesW(wide(path).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES &&
+           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+/// Makes "link" in \p folder lead to \p target, a path relative to \p folder, as a junction. Wine
+/// has none, but takes a link that its host makes for one.
+static bool makeJunction(const QString &folder, const QString &link, const QString &target)
+{
+    QProcess program;
+    program.setWorkingDirectory(folder);
+    const QVector<QStringList> commands = {{"cmd.exe", "/C", "mklink", "/J", link, target},
+                                           {"Z:\\bin\\ln", "-s", target, link}};
+    for (const QStringList &command : commands) {
+        program.start(command.first(), command.mid(1));
+        if (program.waitForStarted())
+            program.waitForFinished();
+        if (isLink(folder + "/" + link))
+            return true;
+    }
+    return false;
+}
+
+#define NEED_JUNCTION(folder, link, target)  \
+    if (!makeJunction(folder, link, target)) \
+    QSKIP("no junction can be made")
+
 namespace {
 
 /// While it lives, the settings are in a part of the registry that no other program uses.
@@ -267,6 +296,43 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(path));
     }
 
+    void aFileThatIsReadCanBeReplaced_data()
+    {
+        QTest::addColumn<bool>("isSafe");
+
+        QTest::newRow("safe") << true;
+        QTest::newRow("in place") << false;
+    }
+
+    void aFileThatIsReadCanBeReplaced()
+    {
+        QFETCH(bool, isSafe);
+        const QString path = makeFile(inFolder("file"), "old\nb\n");
+        std::FILE *const file = File::openRead(path);
+        QVERIFY(file);
+
+        const bool isWritten =
+            isSafe ? File::writeSafely(path, "new\n") : File::write(path, "new\n");
+        std::fclose(file);
+
+        QVERIFY(isWritten);
+        QCOMPARE(contentsOf(path), QByteArray("new\n"));
+        QCOMPARE(tree(m_folder->path()), QStringList("file"));
+    }
+
+    void aFileThatIsReadCanBeMovedTo()
+    {
+        const QString path = makeFile(inFolder("file"), "old");
+        QVERIFY(!makeFile(inFolder("other"), "new").isEmpty());
+        std::FILE *const file = File::openRead(path);
+        QVERIFY(file);
+
+        File::move(inFolder("other"), path);
+        std::fclose(file);
+
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+    }
+
     void aFileThatAByteReaderHoldsCanBeRemoved()
     {
         const QString path = makeFile(inFolder("file"), "a\nb\n");
@@ -276,6 +342,81 @@ private Q_SLOTS:
             QCOMPARE(File::remove(path), 1);
         }
         QVERIFY(!QFile::exists(path));
+    }
+
+    // Junctions
+
+    void fileRemovesAJunctionAndNotWhatItLeadsTo()
+    {
+        QVERIFY(!makeFile(inFolder("kept/file"), "kept").isEmpty());
+        NEED_JUNCTION(m_folder->path(), "link", "kept");
+
+        QCOMPARE(File::remove(inFolder("link")), 1);
+
+        QVERIFY(!isLink(inFolder("link")));
+        QCOMPARE(contentsOf(inFolder("kept/file")), QByteArray("kept"));
+    }
+
+    void fileRemovesTheJunctionsInAFolder()
+    {
+        QVERIFY(!makeFile(inFolder("kept/file"), "kept").isEmpty());
+        QVERIFY(!makeFile(inFolder("folder/below/file")).isEmpty());
+        NEED_JUNCTION(inFolder("folder/below"), "link", "../../kept");
+
+        QCOMPARE(File::remove(inFolder("folder/*")), 3);
+
+        QVERIFY(QDir(inFolder("folder")).isEmpty());
+        QCOMPARE(contentsOf(inFolder("kept/file")), QByteArray("kept"));
+    }
+
+    void fileSearchFollowsAJunctionOnce()
+    {
+        QVERIFY(!makeFile(inFolder("a/b/file.txt")).isEmpty());
+        NEED_JUNCTION(inFolder("a/b"), "up", "../../a");
+
+        QCOMPARE(File::search(m_folder->path(), "*.txt"), QStringList(inFolder("a/b/file.txt")));
+    }
+
+    void fileCopyDirFollowsAJunctionOnce()
+    {
+        QVERIFY(!makeFile(inFolder("a/b/file.txt")).isEmpty());
+        NEED_JUNCTION(inFolder("a/b"), "up", "../../a");
+
+        QCOMPARE(File::copyDir(inFolder("a"), inFolder("copy")), 1);
+
+        QCOMPARE(tree(inFolder("copy")), QStringList({"a/", "a/b/", "a/b/file.txt"}));
+    }
+
+    // Times
+
+    void fileTimestampIsThatOfTheSystem()
+    {
+        const QString path = makeFile(inFolder("file"));
+        const HANDLE file = CreateFileW(wide(path).c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr,
+                                        OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        QVERIFY(file != INVALID_HANDLE_VALUE);
+        const std::uint64_t ticks = (11644473600ULL + 1000000000ULL) * 10000000ULL;
+        const FILETIME time = {static_cast<DWORD>(ticks), static_cast<DWORD>(ticks >> 32)};
+        const bool isSet = SetFileTime(file, nullptr, nullptr, &time);
+        CloseHandle(file);
+        QVERIFY(isSet);
+
+        QCOMPARE(File::timestamp(path), 1000000000U);
+        QVERIFY(File::copy(path, inFolder("copy")));
+        QVERIFY(File::timestamp(inFolder("copy")) > 0U);
+    }
+
+    // The environment
+
+    void theEnvironmentIsThatOfQtAndOfTheCLibrary()
+    {
+        const QByteArray before = qgetenv("ALLUSERSPROFILE");
+        const auto restore = qScopeGuard([&] { qputenv("ALLUSERSPROFILE", before); });
+
+        QVERIFY(qputenv("ALLUSERSPROFILE", "C:\\shared"));
+        QCOMPARE(Platform::sharedDataFolder(), std::string("C:\\shared"));
+        QVERIFY(qunsetenv("ALLUSERSPROFILE"));
+        QCOMPARE(Platform::sharedDataFolder(), std::string());
     }
 
     // Commands
@@ -363,6 +504,52 @@ private Q_SLOTS:
         QVERIFY(!Platform::killProcessTree(0x7ffffff0)); // has no process
     }
 
+    void processPassesArgumentsOfAnyLanguage()
+    {
+        const QStringList arguments = {
+            "a b",
+            "",
+            "\"quoted\"",
+            "back\\slash\\",
+            "100%TEMP%",
+            QString::fromUtf8("Gr\xc3\xb6\xc3\x9f"
+                              "e \xe6\x97\xa5"),
+        };
+        Utils::Process process(WINDOWS_CHILD, QStringList("print") + arguments);
+
+        QVERIFY(process.start());
+        QVERIFY(process.wait(/*showProgress=*/false));
+
+        // In UTF-8, which the library expects of programs; line ends are those of the program.
+        QCOMPARE(process.output().remove('\r').split('\n'), arguments + QStringList(""));
+        QCOMPARE(process.exitCode(), 7);
+    }
+
+    void processStartsAProgramInAFolderOfAnyLanguage()
+    {
+        const QString folder = inFolder(QString::fromUtf8("\xc3\xa4 \xe6\x97\xa5"));
+        QVERIFY(QDir().mkpath(folder));
+        Utils::Process process(WINDOWS_CHILD, {"folder"});
+        process.setWorkingDirectory(folder);
+
+        QVERIFY(process.start());
+        QVERIFY(process.wait(/*showProgress=*/false));
+
+        QCOMPARE(process.output().trimmed(), folder);
+    }
+
+    void processGivesItsProgramTheEnvironment()
+    {
+        Utils::Process process(WINDOWS_CHILD, {"variable", "KELM_TEST"});
+        process.setEnvironment({{"KELM_TEST", String::fromUtf8("\xe6\x97\xa5")}},
+                               /*keepPath=*/true);
+
+        QVERIFY(process.start());
+        QVERIFY(process.wait(/*showProgress=*/false));
+
+        QCOMPARE(process.output().trimmed(), QString::fromUtf8("\xe6\x97\xa5"));
+    }
+
     void processKillsItsProgramInAnyMode()
     {
         Utils::Process process(WINDOWS_CHILD, {"wait"});
@@ -377,6 +564,35 @@ private Q_SLOTS:
     }
 
     // The registry
+
+    void settingsAreInTheRegistryAlsoWithoutWindows()
+    {
+        const Registry registry;
+        Utils::Settings().setString("Group/key", "value");
+
+        QSettings plain;
+        QCOMPARE(plain.format(), QSettings::NativeFormat);
+        QCOMPARE(plain.value("Group/key").toString(), QString("value"));
+        QVERIFY(!QDir("/HKEY_CURRENT_USER").exists());
+        plain.setValue("Group/key", "changed");
+        QCOMPARE(Utils::Settings().getString("group/KEY"), String("changed"));
+    }
+
+    void settingsInAFileIgnoreTheCaseOfKeys()
+    {
+        QSettings::setDefaultFormat(QSettings::IniFormat);
+        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, m_folder->path());
+        const auto restore =
+            qScopeGuard([] { QSettings::setDefaultFormat(QSettings::NativeFormat); });
+        QCoreApplication::setOrganizationName("Company");
+        QCoreApplication::setApplicationName("Tests");
+
+        Utils::Settings().setString("Group/Key", "value");
+
+        QCOMPARE(Utils::Settings().getString("group/KEY"), String("value"));
+        QCOMPARE(QSettings().value("Group/Key").toString(), QString("value"));
+        QCOMPARE(QSettings().allKeys(), QStringList("Group/Key"));
+    }
 
     void settingsListTheKeyDefaultByItsName()
     {
@@ -425,6 +641,51 @@ private Q_SLOTS:
         QCOMPARE(File::version(QCoreApplication::applicationFilePath()), String());
         QCOMPARE(File::version(makeFile(inFolder("text"))), String());
         QCOMPARE(File::version(inFolder("missing")), String());
+    }
+
+    void fileOpensNamesOfAnyLanguage()
+    {
+        const QString path = inFolder(QString::fromUtf8("Gr\xc3\xb6\xc3\x9f"
+                                                        "e \xe6\x97\xa5.txt"));
+
+        std::FILE *const output = File::openWrite(path, /*append=*/false);
+        QVERIFY(output);
+        QVERIFY(std::fputs("text", output) >= 0);
+        QCOMPARE(std::fclose(output), 0);
+
+        QVERIFY(GetFileAttributesW(wide(path).c_str()) != INVALID_FILE_ATTRIBUTES);
+        std::FILE *const input = File::openRead(path);
+        QVERIFY(input);
+        char text[8] = {};
+        QVERIFY(std::fgets(text, sizeof(text), input));
+        std::fclose(input);
+        QCOMPARE(QByteArray(text), QByteArray("text"));
+    }
+
+    void fileOpensForAppendingAndForWriting()
+    {
+        const QString path = makeFile(inFolder("file"), "one");
+
+        std::FILE *file = File::openWrite(path, /*append=*/true);
+        QVERIFY(file);
+        QVERIFY(std::fputs("two", file) >= 0);
+        QCOMPARE(std::fclose(file), 0);
+        QCOMPARE(contentsOf(path), QByteArray("onetwo"));
+
+        file = File::openWrite(path, /*append=*/false);
+        QVERIFY(file);
+        QCOMPARE(std::fclose(file), 0);
+        QCOMPARE(contentsOf(path), QByteArray());
+    }
+
+    void theLibraryCanBeLoadedAndUnloaded()
+    {
+        QProcess program;
+        program.start(WINDOWS_CHILD, {"load", LIBRARY});
+
+        QVERIFY(program.waitForFinished(60000));
+        QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.exitCode(), 7);
     }
 
     void memoryCheckerCreatesItsReportOnce()

@@ -1,26 +1,69 @@
-// Executes its argument:
+// Executes its arguments:
 //
-//     wait  waits for a minute
-//     tree  starts two children that wait, prints their numbers, and waits
+//     wait            waits for a minute
+//     tree            starts two children that wait, prints their numbers, and waits
+//     print WORD...   prints each word on a line
+//     folder          prints the current folder
+//     variable NAME   prints the environment variable
+//     load PATH       loads and unloads the library PATH, twice
+//
+// What it prints is UTF-8. The exit code of what does not wait is 7 after success.
 #include <QCoreApplication>
+#include <QDir>
 #include <QProcess>
 #include <QThread>
 
 #include <cstdio>
 
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+
+static const int success = 7;
+
+static bool startWaiting()
+{
+    qint64 id = 0;
+    const bool isStarted =
+        QProcess::startDetached(QCoreApplication::applicationFilePath(), {"wait"}, {}, &id);
+    std::printf("%lld\n", static_cast<long long>(id));
+    return isStarted;
+}
+
+static int print(const QString &line)
+{
+    return std::printf("%s\n", line.toUtf8().constData()) < 0 ? 1 : success;
+}
+
+static int load(const QString &path)
+{
+    for (int i = 0; i < 2; ++i) {
+        const HMODULE library = LoadLibraryW(path.toStdWString().c_str());
+        if (!library || !FreeLibrary(library))
+            return 1;
+    }
+    return success;
+}
+
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    if (QCoreApplication::arguments().value(1) == "tree") {
-        for (int i = 0; i < 2; ++i) {
-            qint64 id = 0;
-            if (!QProcess::startDetached(QCoreApplication::applicationFilePath(), {"wait"}, {},
-                                         &id))
-                return 1;
-            std::printf("%lld\n", static_cast<long long>(id));
-        }
-        std::fflush(stdout);
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    const QString task = arguments.value(0);
+    const QString word = arguments.value(1);
+    if (task == "folder")
+        return print(QDir::currentPath());
+    if (task == "variable")
+        return print(qEnvironmentVariable(word.toLatin1().constData()));
+    if (task == "load")
+        return load(word);
+    if (task == "print") {
+        for (const QString &line : arguments.mid(1))
+            print(line);
+        return success;
     }
+    if (task == "tree" && (!startWaiting() || !startWaiting()))
+        return 1;
+    std::fflush(stdout);
     QThread::sleep(60);
     return 0;
 }

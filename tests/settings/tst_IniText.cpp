@@ -1,6 +1,7 @@
 #include "utils/settings/IniText_p.h"
 
 #include "tests/support/Files.h" // contentsOf
+#include "tests/support/Windows.h"
 
 #include <QColor>
 #include <QtTest>
@@ -242,12 +243,14 @@ private Q_SLOTS:
             for (int k = random.bounded(8); k >= 0; --k)
                 values[randomKey(random)] = randomValue(random);
 
-            QCOMPARE(IniText::write(values), writtenByQt(values));
+            // On Windows Qt ends lines in another way.
+            QCOMPARE(IniText::write(values), writtenByQt(values).replace("\r\n", "\n"));
         }
     }
 
     void readsTheValuesThatQSettingsReads()
     {
+        SKIP_ON_WINDOWS("QSettings ignores the case of keys on Windows");
         QRandomGenerator random(2);
 
         for (int i = 0; i < 1500; ++i) {
@@ -296,6 +299,7 @@ private Q_SLOTS:
 
     void readsWhatPeopleEditedAsQSettingsDoes()
     {
+        SKIP_ON_WINDOWS("QSettings ignores the case of keys on Windows");
         QFETCH(QByteArray, text);
 
         QVERIFY(areSame(askable(IniText::read(text)), readByQt(text)));
@@ -303,6 +307,7 @@ private Q_SLOTS:
 
     void readsAnyBytesAsQSettingsDoes()
     {
+        SKIP_ON_WINDOWS("QSettings ignores the case of keys on Windows");
         QRandomGenerator random(3);
 
         for (int i = 0; i < 4000; ++i) {

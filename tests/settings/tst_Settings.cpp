@@ -298,6 +298,7 @@ private Q_SLOTS:
 
     void listsKeysAndGroupsSorted()
     {
+        SKIP_ON_WINDOWS("QSettings ignores the case of keys on Windows");
         home.fill("b=1 B=1 a=1 g/k=1 G/k=1 f/h/k=1 f/j=1 f/i=1 f/I=1 b/x=1");
         const Settings settings;
 
@@ -468,7 +469,8 @@ private Q_SLOTS:
     {
         Settings().setInt("k", 1);
 
-        QCOMPARE(home.file(), home.path() + "/Company/Tests.conf");
+        const QString ending = QSettings::defaultFormat() == QSettings::IniFormat ? "ini" : "conf";
+        QCOMPARE(home.file(), home.path() + "/Company/Tests." + ending);
         QVERIFY(QFile::exists(home.file()));
     }
 

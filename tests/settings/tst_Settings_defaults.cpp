@@ -49,7 +49,9 @@ private Q_SLOTS:
         row("kept before",         "k=2 k_default=3", "", "k",  true,  "k=2 k_default=1");
         row("not kept now",        "k_default=3",   "",  "k",   false, "k=1 k_default=3");
         row("set to empty text",   "k=",            "",  "k",   true,  "k= k_default=1");
+#ifndef _WIN32 // where it is the same key
         row("set in another case", "K=2",           "",  "k",   false, "K=2 k=1");
+#endif
         row("a group",             "k/x=2",         "",  "k",   false, "k=1 k/x=2");
         row("in a group",          "k=2",           "g", "k",   true,  "g/k=1 g/k_default=1 k=2");
         row("a placeholder",       "",              "",  "%1",  true,  "%1=1 %1_default=1");

@@ -92,6 +92,7 @@ private Q_SLOTS:
 
     void areThoseOfADomainWhereTheHostHasNoOrganisation()
     {
+        SKIP_ON_WINDOWS("the native store is the registry on Windows");
         const QString name = QCoreApplication::organizationName();
         const QSettings::Format format = QSettings::defaultFormat();
         QSettings::setDefaultFormat(QSettings::NativeFormat);

@@ -6,6 +6,13 @@
 
 #include <algorithm>
 
+/// Whether a line end stays one after the first byte of a character of \p encoding, as where Qt
+/// decodes by ICU.
+inline bool keepsLineEnds(const QByteArray &encoding)
+{
+    return QTextCodec::codecForName(encoding)->toUnicode("\x81\n").endsWith('\n');
+}
+
 /// The bytes of \p text in an encoding, as Qt writes them, without a byte order mark.
 inline QByteArray encoded(const QString &text, const QByteArray &encoding)
 {

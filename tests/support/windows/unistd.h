@@ -15,15 +15,20 @@ inline int unsupported()
 
 inline uid_t getuid() { return 1000; }
 inline uid_t geteuid() { return 1000; }
-inline int link(const char *, const char *) { return unsupported(); }
+int link(const char *path, const char *newPath);
 inline int symlink(const char *, const char *) { return unsupported(); }
 inline int pipe(int *) { return unsupported(); }
 inline pid_t fork() { return unsupported(); }
+inline int chroot(const char *) { return unsupported(); }
+inline int unshare(int) { return unsupported(); }
 inline void sync() {}
+
+#define CLONE_NEWUSER 0
 
 enum
 {
     _SC_PAGESIZE,
-    _SC_OPEN_MAX
+    _SC_OPEN_MAX,
+    _SC_AVPHYS_PAGES
 };
 inline long sysconf(int) { return unsupported(); }

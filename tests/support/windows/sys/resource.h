@@ -4,6 +4,8 @@
 
 #include <csignal>
 
+#include <sys/time.h>
+
 #define SIGXFSZ 25
 
 using rlim_t = unsigned long long;
@@ -22,6 +24,18 @@ enum ResourceLimit
     RLIMIT_STACK
 };
 #define RLIM_INFINITY (~0ULL)
+
+#define RUSAGE_SELF 0
+struct rusage
+{
+    timeval ru_utime;
+    timeval ru_stime;
+};
+inline int getrusage(int, rusage *usage)
+{
+    *usage = {};
+    return unsupported();
+}
 
 inline int getrlimit(int, rlimit *limit)
 {

@@ -1,0 +1,3 @@
+#pragma once
+
+// There are no numbers of system calls.
