@@ -14,6 +14,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#ifndef O_BINARY
+#define O_BINARY 0
+#endif
+
 using Utils::CSVTable;
 
 static int looks = 0; // at what a stream is

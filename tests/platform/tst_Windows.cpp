@@ -77,27 +77,26 @@ static bool isLink(const QString &path)
            (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
-/// Makes "link" in \p folder lead to \p target, a path relative to \p folder, as a junction. Wine
-/// has none, but takes a link that its host makes for one.
+/// Makes \p link in \p folder lead to \p target, a path relative to \p folder, as a junction. Wine has
+/// none, but takes a link that its host makes for one.
 static bool makeJunction(const QString &folder, const QString &link, const QString &target)
 {
-    QProcess program;
-    program.setWorkingDirectory(folder);
-    const QVector<QStringList> commands = {{"cmd.exe", "/C", "mklink", "/J", link, target},
-                                           {"Z:\\bin\\ln", "-s", target, link}};
-    for (const QStringList &command : commands) {
-        program.start(command.first(), command.mid(1));
-        if (program.waitForStarted())
-            program.waitForFinished();
-        if (isLink(folder + "/" + link))
-            return true;
-    }
-    return false;
+    QProcess command;
+    command.setWorkingDirectory(folder);
+    command.start("cmd.exe", {"/C", "mklink", "/J", link, QDir::toNativeSeparators(target)});
+    command.waitForFinished();
+    if (!isLink(folder + "/" + link))
+        QProcess::startDetached("Z:\\bin\\ln", {"-s", target, link}, folder);
+    return QTest::qWaitFor([&] { return isLink(folder + "/" + link); }, 3000);
 }
 
 #define NEED_JUNCTION(folder, link, target)  \
     if (!makeJunction(folder, link, target)) \
     QSKIP("no junction can be made")
+
+#define NEED_REMOVAL(link)                                                                         \
+    if (isLink(link) && !RemoveDirectoryW(wide(link).c_str()))                                     \
+    QSKIP("the system itself, which is Wine, cannot remove such a link")
 
 namespace {
 
@@ -320,7 +319,7 @@ private Q_SLOTS:
         QCOMPARE(tree(m_folder->path()), QStringList("file"));
     }
 
-    void aFileThatIsReadCanBeMovedTo()
+    void aFileThatIsReadIsReplacedByAMoveOrStays()
     {
         const QString path = makeFile(inFolder("file"), "old");
         QVERIFY(!makeFile(inFolder("other"), "new").isEmpty());
@@ -330,7 +329,14 @@ private Q_SLOTS:
         File::move(inFolder("other"), path);
         std::fclose(file);
 
-        QCOMPARE(contentsOf(path), QByteArray("new"));
+        // Systems before Windows 10 refuse it; then nothing is lost.
+        if (QFile::exists(inFolder("other"))) {
+            QCOMPARE(contentsOf(path), QByteArray("old"));
+            QCOMPARE(contentsOf(inFolder("other")), QByteArray("new"));
+            QVERIFY(!File::lastError().isEmpty());
+        } else {
+            QCOMPARE(contentsOf(path), QByteArray("new"));
+        }
     }
 
     void aFileThatAByteReaderHoldsCanBeRemoved()
@@ -351,10 +357,12 @@ private Q_SLOTS:
         QVERIFY(!makeFile(inFolder("kept/file"), "kept").isEmpty());
         NEED_JUNCTION(m_folder->path(), "link", "kept");
 
-        QCOMPARE(File::remove(inFolder("link")), 1);
+        const int removed = File::remove(inFolder("link"));
 
-        QVERIFY(!isLink(inFolder("link")));
         QCOMPARE(contentsOf(inFolder("kept/file")), QByteArray("kept"));
+        NEED_REMOVAL(inFolder("link"));
+        QCOMPARE(removed, 1);
+        QVERIFY(!isLink(inFolder("link")));
     }
 
     void fileRemovesTheJunctionsInAFolder()
@@ -363,10 +371,12 @@ private Q_SLOTS:
         QVERIFY(!makeFile(inFolder("folder/below/file")).isEmpty());
         NEED_JUNCTION(inFolder("folder/below"), "link", "../../kept");
 
-        QCOMPARE(File::remove(inFolder("folder/*")), 3);
+        const int removed = File::remove(inFolder("folder/*"));
 
-        QVERIFY(QDir(inFolder("folder")).isEmpty());
         QCOMPARE(contentsOf(inFolder("kept/file")), QByteArray("kept"));
+        NEED_REMOVAL(inFolder("folder/below/link"));
+        QCOMPARE(removed, 3);
+        QVERIFY(QDir(inFolder("folder")).isEmpty());
     }
 
     void fileSearchFollowsAJunctionOnce()

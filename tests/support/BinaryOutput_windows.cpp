@@ -2,6 +2,7 @@
 // carriage returns.
 
 #include <cstdio>
+#include <initializer_list>
 
 #include <fcntl.h>
 #include <io.h>

@@ -48,13 +48,19 @@ static QString decodeName(const char *bytes)
     return name;
 }
 
+static bool isJunction(const QString &path)
+{
+    return Platform::hasJunctions() &&
+           Platform::entryStatus(path.toStdString(), /*followLinks=*/false).entry == Entry::Link;
+}
+
 static void listByQt(const QString &folder, const std::function<bool(const FolderItem &)> &visit)
 {
     QDirIterator item(QDir(folder).path(), QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Files);
     while (item.hasNext()) {
         item.next();
         const QFileInfo info = item.fileInfo();
-        const bool isLink = info.isSymLink() || info.isJunction();
+        const bool isLink = info.isSymLink() || (info.isDir() && isJunction(info.filePath()));
         if (!visit({info.fileName(), info.isFile(), info.isDir(), isLink}))
             return;
     }
