@@ -759,6 +759,7 @@ private Q_SLOTS:
         table.setQuoting(CSVTable::Rfc4180);
         QVERIFY(read(table, path(), Storage::InFile));
         QVERIFY(QFile::remove(path()));
+        SKIP_ON_WINDOWS("the name is in use as long as the removed file, before Windows 10");
 
         QVERIFY(table.write(path()));
 

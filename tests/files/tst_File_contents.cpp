@@ -499,6 +499,7 @@ private Q_SLOTS:
 
     void readsNoEndOfAFileThatItCannotSeekIn()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         const QString file = makeFile(path("a"), QByteArray("1234567\n").repeated(100 * 1000));
         QVERIFY(!File::read(file, -3).isEmpty());
         for (int good = 0; good < 2; ++good) { // for the blocks, and for the text
@@ -917,9 +918,16 @@ private Q_SLOTS:
         QTest::addColumn<int>("error");
 
         QTest::newRow("in a missing folder") << text("/missing/a") << ENOENT;
-        QTest::newRow("below a file") << text("/file/a") << ENOTDIR;
+#ifdef _WIN32 // which tells nothing else of a path that it does not find
+        const int noFolder = ENOENT;
+        const int tooLong = ENOENT;
+#else
+        const int noFolder = ENOTDIR;
+        const int tooLong = ENAMETOOLONG;
+#endif
+        QTest::newRow("below a file") << text("/file/a") << noFolder;
         QTest::newRow("a folder") << text("") << EISDIR;
-        QTest::newRow("too long a name") << Data::String("/" + QString(4000, 'x')) << ENAMETOOLONG;
+        QTest::newRow("too long a name") << Data::String("/" + QString(4000, 'x')) << tooLong;
         QTest::newRow("a name with a zero") << text("/a\0b") << ENOENT;
     }
 

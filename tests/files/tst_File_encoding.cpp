@@ -303,6 +303,8 @@ private Q_SLOTS:
                                                         : german;
         const QString text = "a" + piece.repeated((3 << 20) / piece.size());
         const QByteArray contents = encoded(text, encoding);
+        if (QTextCodec::codecForName(encoding)->toUnicode(contents) != text)
+            QSKIP("this Qt itself, without ICU, does not read it");
         QVERIFY(contents.size() > (2 << 20));
 
         const String path = makeFile(m_folder.filePath("file"), contents);

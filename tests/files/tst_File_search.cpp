@@ -120,6 +120,8 @@ private Q_SLOTS:
     {
         QFETCH(QString, filter);
         QFETCH(QString, found);
+        if (found.contains("A.TXT"))
+            SKIP_ON_WINDOWS("two of the names are the same on Windows");
         make("a.txt A.TXT b.md c d[1].md sub/a.txt sub/sub/e.md");
 
         QCOMPARE(sorted(File::search(m_folder, filter)), found);
@@ -266,6 +268,7 @@ private Q_SLOTS:
 
     void searchesThroughLinks()
     {
+        SKIP_ON_WINDOWS("links are others on Windows: see tst_Windows");
         make("d/x e/y");
         link(path("d"), "e/folder");
         link(path("e/y"), "e/file");
@@ -275,6 +278,7 @@ private Q_SLOTS:
 
     void searchesAFolderAgainByEachLinkFromOutside()
     {
+        SKIP_ON_WINDOWS("links are others on Windows: see tst_Windows");
         make("d/x e/y");
         link(path("d"), "e/first");
         link(path("d"), "e/second");
@@ -284,6 +288,7 @@ private Q_SLOTS:
 
     void followsALinkThatLeadsAboveItsFolder()
     {
+        SKIP_ON_WINDOWS("links are others on Windows: see tst_Windows");
         make("x d/y");
         link(m_folder, "d/up");
 
@@ -292,6 +297,7 @@ private Q_SLOTS:
 
     void endsInALoopOfLinks()
     {
+        SKIP_ON_WINDOWS("links are others on Windows: see tst_Windows");
         make("x d/y e/z de/w");
         for (const char *in : {"", "d/", "e/"}) {
             const QString folder(in);
@@ -329,6 +335,7 @@ private Q_SLOTS:
 
     void takesAStarInAFolderForAWildcard()
     {
+        SKIP_ON_WINDOWS("no name on Windows has an asterisk");
         make("a*b/x");
         QCOMPARE(names(File::search(m_folder, "*")), QString());
         QCOMPARE(names(File::search(path("a*b"), "*")), QString());
@@ -340,6 +347,7 @@ private Q_SLOTS:
 
     void searchesNamesOfEveryKind()
     {
+        SKIP_ON_WINDOWS("names are others on Windows");
         const QStringList files = {"with blank", QString::fromUtf8("Grüße-日本.txt"), "two\nlines",
                                    QString(255, 'n'), QString::fromUtf8("😀")};
         make("");

@@ -313,6 +313,8 @@ private Q_SLOTS:
         QFETCH(QString, source);
         QFETCH(QString, target);
         QFETCH(QString, copy);
+        if (source.contains('*') || target.contains('*') || source == "link")
+            SKIP_ON_WINDOWS("names and links are others on Windows");
         const QByteArray data("line\r\n\0\xFF binary", 14);
         makeAll("folder/ other fold.txt");
         make("linked", data);
@@ -424,6 +426,8 @@ private Q_SLOTS:
     {
         QFETCH(QString, source);
         QFETCH(QString, target);
+        if ((source + target).contains("link") || source == "file" || target == "file")
+            SKIP_ON_WINDOWS("links are others on Windows");
         make("folder/a", "contents");
         link(path("folder"), "link");
         link(path("folder/a"), "file");
@@ -438,6 +442,7 @@ private Q_SLOTS:
 
     void takesPathsThatDifferInCaseForOneFile()
     {
+        SKIP_ON_WINDOWS("names ignore case on Windows");
         make("a", "small");
         make("A", "large");
 
@@ -478,6 +483,7 @@ private Q_SLOTS:
 
     void keepsATargetThatMayBeNewer()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(QString, unknown);
         make("a", "new");
         make("b", "old");
@@ -495,6 +501,7 @@ private Q_SLOTS:
 
     void leavesNoEmptyCopyOfAFileWhoseSizeCannotBeTold()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         make("a", "text");
         failsToTellSizes = true;
         const bool isCopied = File::copy(path("a"), path("b"));
@@ -522,6 +529,7 @@ private Q_SLOTS:
 
     void doesNotCopyThroughALinkThatLeadsNowhere()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         make("a", "new");
         make("large", QByteArray(chunkedSize, 'a'));
         link(path("nowhere"), "link");
@@ -822,6 +830,7 @@ private Q_SLOTS:
 
     void copiesAFolderWithAllBelowIt()
     {
+        SKIP_ON_WINDOWS("no name on Windows has an asterisk");
         make("x/from/a b.txt", "1");
         make("x/from/größe/日本.txt", "2");
         make("x/from/we*rd/*", "3");
@@ -892,6 +901,7 @@ private Q_SLOTS:
 
     void keepsTheFilesOfAFolderThatIsCopiedOntoItselfByALink()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         make("x/ab/file", "contents");
         make("x/ab/below/file", "contents below");
         link(path("x"), "link");
@@ -957,6 +967,7 @@ private Q_SLOTS:
 
     void copiesEachFolderThatFitsAWildcard()
     {
+        SKIP_ON_WINDOWS("no name on Windows has an asterisk");
         makeAll("x/ab/file x/AC/file x/a*/file x/b/file x/abc y/");
 
         QCOMPARE(File::copyDir(path("x/a*"), path("y")), 1);
@@ -997,6 +1008,7 @@ private Q_SLOTS:
 
     void endsWhenItCopiesAFolderBelowItself()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         QFETCH(QString, source);
         QFETCH(QString, target);
         QFETCH(QString, made);
@@ -1012,6 +1024,7 @@ private Q_SLOTS:
 
     void endsInALoopOfLinks()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         makeAll("x/a z/b");
         link(path("x"), "x/self");
         link(path("x"), "x/again");
@@ -1032,6 +1045,7 @@ private Q_SLOTS:
 
     void copiesWhatLinksLeadTo()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         makeAll("x/ z/a");
         make("file", "contents");
         link(path("z"), "x/folder");
@@ -1083,6 +1097,7 @@ private Q_SLOTS:
 
     void leavesOutWhatIsInAFolderThatCannotBeMade()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         QFETCH(QString, folder);
         QFETCH(int, result);
         QFETCH(QString, copied);
@@ -1096,6 +1111,7 @@ private Q_SLOTS:
 
     void copiesNothingToAFolderThatCannotBeMade()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         makeAll("x/1 x/2 x/3");
         const NoFolder noFolder(path("y"));
 
@@ -1107,6 +1123,7 @@ private Q_SLOTS:
 
     void countsTheEntriesOfAFolderThatCannotBeMadeAsOneStep()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         makeAll("x/1 x/2 x/3 x/4 x/5 x/ab/6 x/ab/7 x/ab/8 x/ab/9 x/ab/10 x/ab/11 y/");
         const NoFolder noFolder(path("y/x/ab"));
 
@@ -1153,6 +1170,7 @@ private Q_SLOTS:
     // A file that was replaced is lost otherwise when the power fails.
     void forcesTheContentsOfAReplacedFileToTheDisk()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         make("x/a", "new");
         make("y/x/a", "old");
         synced = 0;
@@ -1549,6 +1567,8 @@ private Q_SLOTS:
         QFETCH(QString, source);
         QFETCH(QString, target);
         QFETCH(QString, result);
+        if (source == "folder" && target == "b")
+            SKIP_ON_WINDOWS("the command of Wine replaces a file by a folder");
         makeAll("b folder/c");
         make("a", "moved");
 
@@ -1565,6 +1585,7 @@ private Q_SLOTS:
 
     void movesByNamesOfAnyKind()
     {
+        SKIP_ON_WINDOWS("no name on Windows has an asterisk");
         make("a b", "1");
         make("-f", "2");
         make("we*rd", "3");
@@ -1599,6 +1620,7 @@ private Q_SLOTS:
 
     void movesALinkAsALink()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         makeAll("folder/a to/");
         link(path("folder"), "link");
 
@@ -1619,6 +1641,7 @@ private Q_SLOTS:
 
     void movesEachFolderThatFitsAWildcard()
     {
+        SKIP_ON_WINDOWS("no name on Windows has an asterisk");
         makeAll("x/ab/1 x/AC/2 x/a*/3 x/b/4 x/abc y/");
 
         File::moveDir(path("x/a*"), path("y"));
@@ -1675,6 +1698,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, files);
         QFETCH(int, count);
         QFETCH(QString, left);
+        if (files.contains('*'))
+            SKIP_ON_WINDOWS("no name on Windows has an asterisk");
         makeAll(files);
         makeAll("y/a/b xx/a");
         const bool wasThere = QFileInfo::exists(path("x"));
@@ -1730,6 +1755,7 @@ private Q_SLOTS:
 
     void keepsTheExceptions()
     {
+        SKIP_ON_WINDOWS("two of the names are the same on Windows");
         QFETCH(Data::String, exceptions);
         QFETCH(int, count);
         QFETCH(QString, left);
@@ -1742,6 +1768,7 @@ private Q_SLOTS:
 
     void doesNotTakeAFolderForAWildcard()
     {
+        SKIP_ON_WINDOWS("no name on Windows has an asterisk");
         makeAll("x/we*rd/a x/weird/b");
 
         QCOMPARE(File::remove(path("x/*"), "weird\n"), 2);
@@ -1772,6 +1799,7 @@ private Q_SLOTS:
 
     void removesALinkAsALink()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         QFETCH(QString, argument);
         QFETCH(int, count);
         QFETCH(QString, left);
@@ -1799,6 +1827,7 @@ private Q_SLOTS:
 
     void leavesAloneWhatMayBeALink()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         QFETCH(QString, removed);
         makeAll("other/a other/below/b x/");
         link("../other", "x/link");
@@ -1815,6 +1844,7 @@ private Q_SLOTS:
 
     void followsALinkThatThePathGoesThrough()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         makeAll("x/ z/a z/b/c");
         link(path("z"), "x/link");
 
@@ -1850,6 +1880,7 @@ private Q_SLOTS:
 
     void removesNothingOfTheRoot()
     {
+        SKIP_ON_WINDOWS("Windows does not copy processes");
         // In a root of its own, as a mistake here would cost everything.
         makeAll("root/a root/b/c root/here/d");
         const QString before = below("");
@@ -2129,6 +2160,7 @@ private Q_SLOTS:
 
     void doesNotDescendIntoAFolderThatBecomesALinkMeanwhile()
     {
+        SKIP_ON_WINDOWS("links are others on Windows");
         makeAll("x/1/ x/2/ x/3/ x/4/ x/5/ x/6/ z/a");
         on("setProgress(1, 6, 1)", [&] {
             for (const QString &name : QDir(path("x")).entryList(QDir::Dirs | QDir::NoDotAndDotDot))
@@ -2176,6 +2208,7 @@ private Q_SLOTS:
 
     void endsInADeepTree()
     {
+        SKIP_ON_WINDOWS("the tree is made by calls of Unix");
         // As deep as a path can lead to, and a little deeper.
         const QByteArray name(20, 'd');
         makeAll("x/ y/");
@@ -2239,10 +2272,16 @@ private Q_SLOTS:
         QFETCH(bool, result);
         QFETCH(QString, made);
         makeAll("here/file here/there/");
+#ifdef _WIN32
+        if (argument.startsWith("link") || argument.startsWith("lost") || argument.contains('*'))
+            QSKIP("names and links are others on Windows");
+        const QString before = "file there/";
+#else
         link("there", "here/link");
         link("nowhere", "here/lost");
-        QDir::setCurrent(path("here"));
         const QString before = "file link@ lost@ there/";
+#endif
+        QDir::setCurrent(path("here"));
 
         QCOMPARE(File::createDir(argument), result);
 
@@ -2291,6 +2330,7 @@ private Q_SLOTS:
 
     void makesNothingInACurrentFolderThatIsGone()
     {
+        SKIP_ON_WINDOWS("a current folder cannot be removed on Windows");
         makeAll("gone/");
         QDir::setCurrent(path("gone"));
         QVERIFY(QDir().rmdir(path("gone")));

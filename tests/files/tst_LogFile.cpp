@@ -93,6 +93,9 @@ private Q_SLOTS:
         QVERIFY(QDir(m_folder->path()).mkdir("home"));
         m_home = m_folder->filePath("home");
         qputenv("HOME", m_home.toUtf8());
+#ifdef _WIN32 // which tells the home folder by no variable
+        m_home = QDir::homePath();
+#endif
     }
 
     // Where it goes
@@ -136,7 +139,9 @@ private Q_SLOTS:
         row("app.log", "app.exe", true);
         row("app.log", "app", false);
         row("app.log", "other.exe", false);
+#ifndef _WIN32 // where it is the same name
         row("app.log", "app.EXE", false);
+#endif
         row("a.log.log", "a.exe.exe", true);
         row("a.log.log", "a.log.exe", false);
         row("x.log/a.log", "x.exe/a.exe", true); // each ".log", in folders too
@@ -202,6 +207,7 @@ private Q_SLOTS:
 
     void goesToTheHomeFolderFromBesideTheRunningProgram()
     {
+        SKIP_ON_WINDOWS("a program on Windows has a suffix");
         const QString folder = QCoreApplication::applicationDirPath();
         const QString name = QString("log-%1.log").arg(QCoreApplication::applicationPid());
         const QString before = QDir::currentPath();
@@ -250,6 +256,7 @@ private Q_SLOTS:
 
     void isNotValidWhenTheHomeFolderFailsToo()
     {
+        SKIP_ON_WINDOWS("the home folder is set by no variable on Windows");
         QVERIFY(QDir(m_home).mkdir("x.log")); // no file can be there
 
         LogFile log(m_folder->filePath("missing/x.log"), true);
@@ -324,6 +331,7 @@ private Q_SLOTS:
 
     void appendsToTheEndAlsoWhereTheSizeCannotBeTold()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         const QString path = m_folder->filePath("x.log");
         LogFile log(path, false);
         log.append("abc", false);
@@ -411,6 +419,7 @@ private Q_SLOTS:
 
     void leavesNoEmptyFileInTheHomeFolderEither()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         {
             const LogFile log(m_folder->filePath("missing/x.log"), true);
             QVERIFY(QFile::exists(m_home + "/x.log"));

@@ -77,8 +77,8 @@ static bool isLink(const QString &path)
            (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
 }
 
-/// Makes \p link in \p folder lead to \p target, a path relative to \p folder, as a junction. Wine has
-/// none, but takes a link that its host makes for one.
+/// Makes \p link in \p folder lead to \p target, a path relative to \p folder, as a junction. Wine
+/// has none, but takes a link that its host makes for one.
 static bool makeJunction(const QString &folder, const QString &link, const QString &target)
 {
     QProcess command;
@@ -94,8 +94,8 @@ static bool makeJunction(const QString &folder, const QString &link, const QStri
     if (!makeJunction(folder, link, target)) \
     QSKIP("no junction can be made")
 
-#define NEED_REMOVAL(link)                                                                         \
-    if (isLink(link) && !RemoveDirectoryW(wide(link).c_str()))                                     \
+#define NEED_REMOVAL(link)                                     \
+    if (isLink(link) && !RemoveDirectoryW(wide(link).c_str())) \
     QSKIP("the system itself, which is Wine, cannot remove such a link")
 
 namespace {
@@ -337,6 +337,23 @@ private Q_SLOTS:
         } else {
             QCOMPARE(contentsOf(path), QByteArray("new"));
         }
+    }
+
+    void aFileThatATableHoldsCanBeRemoved()
+    {
+        const QString path =
+            makeFile(inFolder("table.csv"), QByteArray("1,\"2\n3\"\n").repeated(2000));
+        {
+            Utils::CSVTable table;
+            table.setQuoting(Utils::CSVTable::Rfc4180);
+            QVERIFY(table.read(path, /*limit=*/4096));
+            QVERIFY(table.isDemandRead());
+
+            QCOMPARE(File::remove(path), 1);
+
+            QCOMPARE(table.data(1999, 1), String("2\n3"));
+        }
+        QVERIFY(!QFile::exists(path));
     }
 
     void aFileThatAByteReaderHoldsCanBeRemoved()

@@ -175,8 +175,8 @@ static HANDLE openForStatus(const std::wstring &path, DWORD flags = 0)
                        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | flags, nullptr);
 }
 
-/// Whether the reparse point \p path is a link to another path, or of a kind that the system does not
-/// tell, as Wine. Files that are stored elsewhere, such as in a cloud, are reparse points, too.
+/// Whether the reparse point \p path is a link to another path, or of a kind that the system does
+/// not tell, as Wine. Files that are stored elsewhere, such as in a cloud, are reparse points, too.
 static bool isLink(const std::wstring &path)
 {
     WIN32_FIND_DATAW data = {};
