@@ -180,7 +180,6 @@ static void limitTime() { ScriptManager::setTimeLimit(30); }
 
 static const char endlessLoop[] = "while True: pass\n";
 static const char longSleep[] = "import time\ntime.sleep(60)\n";
-static const char longProgram[] = "import subprocess\nsubprocess.call(['/bin/sleep', '60'])\n";
 
 static std::vector<Scenario> interruptOperations()
 {
@@ -189,8 +188,6 @@ static std::vector<Scenario> interruptOperations()
          [] { return interrupting(endlessLoop, interruptSoon); }},
         {"ScriptManager::interrupt:sleep", "all",
          [] { return interrupting(longSleep, interruptSoon); }},
-        {"ScriptManager::interrupt:program", "open read write fork pipe",
-         [] { return interrupting(longProgram, interruptSoon); }},
         {"ScriptManager::setTimeLimit:loop", "all",
          [] { return interrupting(endlessLoop, limitTime); }},
         {"ScriptManager::setTimeLimit:sleep", "all",
