@@ -207,11 +207,10 @@ private:
             pane.findChild<QLineEdit *>(field.key())->setText(*field);
         test.press(Qt::Key_F12);
         QTRY_VERIFY(pane.findChild<QProgressBar *>()->value() >= 50);
-        show(test.window(), "solving", language);
+        show(test.window(), "processes", language);
         QTRY_COMPARE(test.document().path(), test.path("rod.csv"));
         selectColumns(test, {0, 1});
         QTest::qWait(400);
-        show(test.window(), "solved", language);
     }
 
     /// The scripts pane with a script that has run, and one that has failed.

@@ -241,7 +241,7 @@ void ProcessPane::saveState() const
 /// The sample solver, which stands beside the program; "" without it.
 static QString sampleCommand()
 {
-    return QStandardPaths::findExecutable("workbench-solver",
+    return QStandardPaths::findExecutable("kelm-workbench-solver",
                                           {QCoreApplication::applicationDirPath()});
 }
 
