@@ -13,7 +13,7 @@
 #include <QMenuBar>
 #include <QMimeData>
 #include <QStatusBar>
-#include <QTabBar>
+#include <QTabWidget>
 #include <QTableView>
 #include <QTableWidget>
 #include <QToolButton>
@@ -27,7 +27,10 @@ class tst_Workbench_files : public QObject
     Q_OBJECT
 
 private:
-    static int numTabs(TestWindow &test) { return test.window().findChild<QTabBar *>()->count(); }
+    static int numTabs(TestWindow &test)
+    {
+        return test.window().findChild<QTabWidget *>()->count(); // docks have a QTabBar, too
+    }
 
     static QString cell(TestWindow &test, int row, int col)
     {
