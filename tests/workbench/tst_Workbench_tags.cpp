@@ -14,7 +14,7 @@ static const QByteArray bolts = "*TYPE\n"
                                 "*bolt\n"
                                 "name: M16\n"
                                 "preload: 100.5\n"
-                                "tight: yes\n"
+                                "tight: true\n" // which stays so
                                 "uses: flanges; frames\n"
                                 "curve:2\n"
                                 "0 1\n"
@@ -201,6 +201,22 @@ private Q_SLOTS:
         test.press(Qt::Key_S, Qt::ControlModifier);
 
         QVERIFY(contentsOf(test.path("bolts.tag")).contains("\ncurve:3\n0 1\n10 2\n20 3\n"));
+    }
+
+    void tagFileKeepsNoBreakSpacesOfAValue()
+    {
+        TreeTest test;
+        test.open(test.file("a.tag", "*a\nforce: 5\xc2\xa0kN\n"));
+        test.tree().expand(test.cell({0}));
+        test.click({0, 0}, value);
+        QTest::keyClick(&test.tree(), Qt::Key_F2);
+        QTest::keyClick(test.editor(), Qt::Key_Home);
+        QTest::keyClicks(test.editor(), "2");
+        test.accept();
+
+        test.press(Qt::Key_S, Qt::ControlModifier);
+
+        QCOMPARE(contentsOf(test.path("a.tag")), QByteArray("*a\nforce: 25\xc2\xa0kN\n"));
     }
 
     void tagFileAddsRemovesDuplicatesAndMoves()
