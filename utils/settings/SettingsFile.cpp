@@ -120,6 +120,7 @@ QSettings *SettingsFile::writer()
 void SettingsFile::setChanged(const QString &key)
 {
     m_isChanged = true;
+    noteCase(key);
     if (!m_removed.isEmpty())
         m_setAgain.insert(key);
 }

@@ -78,7 +78,24 @@ bool SettingsFile::read(QIODevice &device, QSettings::SettingsMap &values)
 bool SettingsFile::write(QIODevice &device, const QSettings::SettingsMap &values)
 {
     auto &file = static_cast<QFileDevice &>(device);
-    return at(file.fileName()).writeAll(file, values);
+    SettingsFile &settings = at(file.fileName());
+    return settings.writeAll(file, settings.withTheirCase(values));
+}
+
+void SettingsFile::noteCase(const QString &key)
+{
+    if (Platform::hasRegistry())
+        m_names.insert(key.toLower(), key);
+}
+
+QSettings::SettingsMap SettingsFile::withTheirCase(const QSettings::SettingsMap &values) const
+{
+    if (m_names.isEmpty())
+        return values;
+    QSettings::SettingsMap named;
+    for (auto value = values.begin(); value != values.end(); ++value)
+        named.insert(m_names.value(value.key(), value.key()), *value);
+    return named;
 }
 
 bool SettingsFile::readAll(QSettings::SettingsMap &values)
@@ -95,6 +112,8 @@ bool SettingsFile::readAll(QSettings::SettingsMap &values)
     m_keysBefore += m_keys;
     m_known = now;
     m_keys = values.keys();
+    for (const QString &key : qAsConst(m_keys))
+        noteCase(key);
     m_wasRead = true;
     return true;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QSet>
 #include <QSettings>
 #include <QStringList>
@@ -104,6 +105,11 @@ private:
     bool isRemoved(const QString &key) const;
     bool removesWhatWasUnread();
     bool holdsWhatIsStored(const QSettings::SettingsMap &values);
+
+    /// Where the case of keys is ignored, QSettings passes keys in lower case to be written; these
+    /// give them the case in which they were read or set.
+    void noteCase(const QString &key);
+    QSettings::SettingsMap withTheirCase(const QSettings::SettingsMap &values) const;
     QString obstacle() const;
     QString messageOf(const QString &reason) const;
 
@@ -113,6 +119,7 @@ private:
 
     State m_known;      ///< of the file when it was last read or written completely
     QStringList m_keys; ///< of the file at that time
+    QHash<QString, QString> m_names; ///< of keys, by their lower case, where that is ignored
 
     // Since the file was last stored.
     bool m_isChanged = false;
