@@ -455,6 +455,7 @@ private Q_SLOTS:
 
     void opensNothingOfANameWithAZero()
     {
+        SKIP_ON_WINDOWS("the home folder is set by no variable on Windows");
         const QString path = makeFile(m_folder->filePath("a.log"), "before");
 
         LogFile log(path + QChar(0), true);
@@ -471,6 +472,7 @@ private Q_SLOTS:
 
     void opensNothingWithoutAPath()
     {
+        SKIP_ON_WINDOWS("the home folder is set by no variable on Windows");
         LogFile log("", false);
 
         QVERIFY(!log.isValid());
@@ -502,6 +504,7 @@ private Q_SLOTS:
 
     void mayTryALaterPathAgain()
     {
+        SKIP_ON_WINDOWS("the home folder is set by no variable on Windows");
         LogFile log("", true);
 
         QVERIFY(!log.setPath(m_folder->filePath("missing/x.log")));

@@ -358,7 +358,7 @@ private Q_SLOTS:
         QCOMPARE(contentsOf(path()), firstLine + "[General]\nb=1\n" + lastLine);
 
         Settings("other").setValue("a", QVariant(pixmap)).sync();
-        const QByteArray stored = contentsOf(home.file());
+        const QByteArray stored = contentsOf(home.file()).replace("\r\n", "\n");
         const int start = stored.indexOf("[other]\n") + 8;
         const QByteArray line = stored.mid(start, stored.indexOf('\n', start) + 1 - start);
         QVERIFY(line.startsWith("a=") && line.contains("@Variant("));

@@ -21,13 +21,19 @@
 
 #include <memory>
 
+#ifdef _WIN32
+static const char fileName[] = "/Company/Tests.ini";
+#else
+static const char fileName[] = "/Company/Tests.conf";
+#endif
+
 using Utils::Settings;
 
 static std::unique_ptr<SettingsHome> home;
 
 static QByteArray contents()
 {
-    QFile file(qEnvironmentVariable("XDG_CONFIG_HOME") + "/Company/Tests.conf");
+    QFile file(qEnvironmentVariable("XDG_CONFIG_HOME") + fileName);
     file.open(QIODevice::ReadOnly);
     return file.readAll();
 }
@@ -120,7 +126,7 @@ private:
     static void write(const QByteArray &value)
     {
         QDir().mkpath(home->path() + "/Company");
-        QFile file(home->path() + "/Company/Tests.conf");
+        QFile file(home->path() + fileName);
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write("[g]\nother=7\nv=" + value + "\n");
     }

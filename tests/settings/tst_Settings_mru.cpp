@@ -143,7 +143,9 @@ private Q_SLOTS:
         row("no path",          "aa=A",                "?*",           "aa=?* ab=A");
         row("over a gap",       "aa=A ac=C",           "D",            "aa=D ab=A ac=C");
         row("from after a gap", "aa=A ac=C",          "C",            "aa=C ab=A ac=C");
+#ifndef _WIN32 // where two of them are the same key
         row("beside others",    "AA=X aa=A zzz=Z",     "B",            "AA=X aa=B ab=X ac=A ad=Z zzz=Z");
+#endif
         // clang-format on
     }
 
@@ -269,6 +271,7 @@ private Q_SLOTS:
 
     void readsItsEntriesSortedByName()
     {
+        SKIP_ON_WINDOWS("QSettings ignores the case of keys on Windows");
         fillList("list", "ba=4 ab=3 zz=5 AA=1 aa=2 zzz=6");
         QSettings().setValue("MRU/list/group/aa", "no entry");
 
@@ -436,6 +439,7 @@ private Q_SLOTS:
 
     void asksNoMoreThanItGives()
     {
+        SKIP_ON_WINDOWS("no function of the C library can be replaced on Windows");
         const QTemporaryDir folder;
         fillList("list", "aa=" + makeFile(folder.filePath("counted/a")) +
                              " ab=" + makeFile(folder.filePath("counted/b")));

@@ -40,12 +40,18 @@ static QString inUtc(const DateTime &time)
     return moment.toUTC().toString("yyyy-MM-dd hh:mm:ss.zzz");
 }
 
+#ifdef _WIN32 // which knows zones by a rule only
+static const char berlin[] = "CET-1CEST";
+#else
+static const char berlin[] = "Europe/Berlin";
+#endif
+
 /// Changes the time zone for a scope.
 class Zone
 {
 public:
     explicit Zone(const char *name) { set(name); }
-    ~Zone() { set("Europe/Berlin"); }
+    ~Zone() { set(berlin); }
     Q_DISABLE_COPY(Zone)
 
 private:
@@ -816,7 +822,7 @@ static void printDigits()
 
 int main(int argc, char **argv)
 {
-    qputenv("TZ", "Europe/Berlin");
+    qputenv("TZ", berlin);
     tzset();
     const bool printsDigits = argc == 2 && qstrcmp(argv[1], "--print-digits") == 0;
     const bool isChild = printsDigits || (argc == 2 && qstrcmp(argv[1], "--print-may") == 0);
