@@ -186,6 +186,73 @@ private Q_SLOTS:
         QCOMPARE(m_output, QString("'here'\n"));
     }
 
+    void reportsCodeThatIsTooDeepForPython()
+    {
+        const QString deep = QString("(").repeated(200000) + "1" + QString(")").repeated(200000);
+        for (const auto unit : {ScriptUnit::Statement, ScriptUnit::File}) {
+            m_error.clear();
+            QCOMPARE(int(interpret(deep, unit).state), int(ScriptReply::Failed));
+            QVERIFY2(m_error.contains("Error"), qPrintable(m_error));
+        }
+        QCOMPARE(int(interpret("1 + 2").state), int(ScriptReply::Done));
+        QCOMPARE(m_output, QString("3\n"));
+    }
+
+    void endsALineOfAnOutputThatFails()
+    {
+        const char *const output = "import sys\n"
+                                   "class Full(object):\n"
+                                   "    softspace = 1\n"
+                                   "    def write(self, text):\n"
+                                   "        raise IOError('full')\n"
+                                   "plain = sys.stdout\n";
+        QCOMPARE(int(interpret(output, ScriptUnit::File).state), int(ScriptReply::Done));
+
+        QCOMPARE(int(interpret("sys.stdout = Full()").state), int(ScriptReply::Done));
+        const ScriptReply exit = interpret("sys.exit(3)");
+        const ScriptReply reset = interpret("sys.stdout = plain");
+
+        QCOMPARE(int(exit.state), int(ScriptReply::Exit));
+        QCOMPARE(exit.exitStatus, 3);
+        QCOMPARE(int(reset.state), int(ScriptReply::Done));
+        QCOMPARE(int(interpret("1 + 2").state), int(ScriptReply::Done));
+        QCOMPARE(m_output, QString("3\n"));
+    }
+
+    void exitsWithATextThatCannotBeWritten_data()
+    {
+        QTest::addColumn<QString>("change");
+
+        QTest::newRow("no stream") << "sys.stderr = None";
+        QTest::newRow("a stream without write") << "sys.stderr = object()";
+        QTest::newRow("none at all") << "del sys.stderr";
+    }
+
+    void exitsWithATextThatCannotBeWritten()
+    {
+        QFETCH(QString, change);
+        interpret("import sys; plain = sys.stderr");
+        QCOMPARE(int(interpret(change).state), int(ScriptReply::Done));
+        const ScriptReply exit = interpret("sys.exit('why')");
+        interpret("sys.stderr = plain");
+
+        QCOMPARE(int(exit.state), int(ScriptReply::Exit));
+        QCOMPARE(exit.exitStatus, 1);
+        QCOMPARE(int(interpret("1 / 0").state), int(ScriptReply::Failed));
+        QVERIFY(m_error.contains("ZeroDivisionError"));
+    }
+
+    void runsWithoutTheModuleThatAScriptHasRemoved()
+    {
+        QCOMPARE(int(interpret("import sys; del sys.modules['__main__']").state),
+                 int(ScriptReply::Done));
+
+        QCOMPARE(int(interpret("value = 4").state), int(ScriptReply::Done));
+        QCOMPARE(int(interpret("value").state), int(ScriptReply::Done));
+        QCOMPARE(m_output, QString("4\n"));
+        d.reset(); // and with it the interpreter
+    }
+
     void runsAllStatementsOfAFile()
     {
         const ScriptReply reply = interpret("if 1:\n    x = 5\nprint x\nx\n", ScriptUnit::File);
