@@ -187,6 +187,9 @@ private:
         kelm.waitForFinished();
         makeFile(m_resources.filePath("locale/Kelm.Workbench_xx.xml"),
                  kelm.readAllStandardOutput());
+        const QString icon = "icons/kelm-workbench.svg";
+        makeFile(m_resources.filePath(icon),
+                 contentsOf(QString(WORKBENCH_RESOURCES) + '/' + icon));
         return m_resources.path();
     }
 

@@ -140,7 +140,7 @@ private Q_SLOTS:
 
         QVERIFY(!ordinary->isVisible());
         QVERIFY(!display->isVisible());
-        QVERIFY2(shown.size() > 10 && shown.contains(50) && shown.last() == 100,
+        QVERIFY2(shown.size() > 10 && shown.contains(500) && shown.last() == 1000, // thousandths
                  qPrintable(QString::number(shown.size())));
         QVERIFY(lines(test).contains("10 %"));
         QVERIFY2(lines(test).first().contains("--output rod.csv"), qPrintable(lines(test).first()));

@@ -103,6 +103,7 @@ void ProcessPane::layOut()
     m_state->setWordWrap(true);
     m_state->setTextFormat(Qt::PlainText);
     m_state->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    bindText(m_state, "accessibleName", ".ctx.processState");
     auto *const column = new QVBoxLayout(left);
     column->addLayout(form);
     column->addLayout(buttons);
