@@ -22,8 +22,10 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
+#include <QMenuBar>
 #include <QProcess>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QScreen>
 #include <QTableView>
 #include <QTreeView>
@@ -396,6 +398,54 @@ private Q_SLOTS:
 
         QVERIFY2(nameless.isEmpty(), qPrintable(nameless.join('\n')));
         QVERIFY2(count > 15, qPrintable(QString::number(count)));
+    }
+
+    void keysOfMenusAndButtonsDiffer_data()
+    {
+        QTest::addColumn<QString>("language");
+
+        for (const char *const language : {"en", "de"})
+            QTest::newRow(language) << language;
+    }
+
+    /// With each kind of document, and each tool.
+    void keysOfMenusAndButtonsDiffer()
+    {
+        QFETCH(QString, language);
+        TestWindow test(language);
+        QVERIFY(Workbench::setLanguage(language));
+        for (QDockWidget *const dock : test.window().findChildren<QDockWidget *>())
+            dock->show();
+        QStringList files{test.sample("bolts.csv"), test.sample("materials.tag"),
+                          test.sample("frame.xml")};
+#ifdef KELM_WORKBENCH_SCRIPTS
+        files.append(test.file("a.py", "pass\n"));
+#endif
+        for (const QString &file : qAsConst(files)) {
+            test.open(file);
+            QMap<QString, QStringList> texts; // by key
+            const auto add = [&](const QString &text) {
+                const QKeySequence key = QKeySequence::mnemonic(text);
+                if (!key.isEmpty())
+                    texts[key.toString()].append(text);
+            };
+            for (const QAction *const menu : test.window().menuBar()->actions()) {
+                if (menu->isVisible())
+                    add(menu->text());
+            }
+            // The buttons of the bar above a document are there at times.
+            for (const QPushButton *const button : test.window().findChildren<QPushButton *>())
+                add(button->text());
+            for (const QLabel *const label : test.window().findChildren<QLabel *>()) {
+                if (label->buddy())
+                    add(label->text());
+            }
+            for (QStringList &of : texts) {
+                of.removeDuplicates(); // those of several tabs
+                QVERIFY2(of.size() == 1, qPrintable(file + ": " + of.join(", ")));
+            }
+            QVERIFY(texts.size() > 6);
+        }
     }
 
     void textsOfAllLanguagesAreComplete()
