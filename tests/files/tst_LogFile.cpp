@@ -95,6 +95,7 @@ private Q_SLOTS:
         qputenv("HOME", m_home.toUtf8());
 #ifdef _WIN32 // which tells the home folder by no variable
         m_home = QDir::homePath();
+        QFile::remove(m_home + "/x.log");
 #endif
     }
 

@@ -117,8 +117,8 @@ private:
     std::unique_ptr<Writer> m_writer;
     QString m_reason;
 
-    State m_known;      ///< of the file when it was last read or written completely
-    QStringList m_keys; ///< of the file at that time
+    State m_known;                   ///< of the file when it was last read or written completely
+    QStringList m_keys;              ///< of the file at that time
     QHash<QString, QString> m_names; ///< of keys, by their lower case, where that is ignored
 
     // Since the file was last stored.
