@@ -431,7 +431,8 @@ private Q_SLOTS:
         Settings().setFlags("r", true, false);
         const QString before = home.stored();
         exported("a_default=5\n[MRU]\nfiles\\aa=5\n[g]\nx=5\nh\\y=5\nDefault=export reset\n"
-                 "[r]\nDefault=steel\n[n]\nDefault=noexport noreset\nMRU\\l\\aa=5\n");
+                 "[r]\nDefault=steel\n[n]\nDefault=noexport noreset\nMRU\\l\\aa=5\n"
+                 "[o]\nDefault=x noexport\n[p]\nDefault=\"a, noreset\"\n");
 
         QVERIFY(Settings().importFrom(path()));
 

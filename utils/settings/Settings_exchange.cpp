@@ -24,11 +24,12 @@ static const QLatin1Char separator('/');
 static const QLatin1String flagsKey("Default");
 static const QLatin1String defaultEnd("_default");
 
+/// Also when other words are beside them: canExport() and canReset() look for a word anywhere.
 static bool areFlags(const QVariant &value)
 {
     const QString text = value.toString();
-    return text == QLatin1String("export reset") || text == QLatin1String("noexport reset") ||
-           text == QLatin1String("export noreset") || text == QLatin1String("noexport noreset");
+    return text == QLatin1String("export reset") || text.contains(QLatin1String("noexport")) ||
+           text.contains(QLatin1String("noreset"));
 }
 
 static bool isFlagsKey(const QString &key)
