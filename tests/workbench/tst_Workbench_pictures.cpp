@@ -190,8 +190,7 @@ private:
         makeFile(m_resources.filePath("locale/Kelm.Workbench_xx.xml"),
                  kelm.readAllStandardOutput());
         const QString icon = "icons/kelm-workbench.svg";
-        makeFile(m_resources.filePath(icon),
-                 contentsOf(QString(WORKBENCH_RESOURCES) + '/' + icon));
+        makeFile(m_resources.filePath(icon), contentsOf(QString(WORKBENCH_RESOURCES) + '/' + icon));
         return m_resources.path();
     }
 
