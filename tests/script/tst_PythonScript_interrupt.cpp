@@ -173,6 +173,27 @@ private Q_SLOTS:
         verifyClean();
     }
 
+    void endsAScriptInItsLastCall()
+    {
+        // The script ends before the signal arrives.
+        sigset_t alarm;
+        sigemptyset(&alarm);
+        sigaddset(&alarm, Utils::Platform::alarmSignal());
+        d->standIns.reaction = [&](const QString &) {
+            pthread_sigmask(SIG_BLOCK, &alarm, nullptr);
+            m_wasRunning = ScriptManager::interrupt();
+        };
+
+        const bool hasSucceeded = run("import host\nhost.call('x')\n");
+        pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
+
+        QVERIFY(m_wasRunning);
+        QVERIFY(!hasSucceeded);
+        QVERIFY(manager().error().isInterrupted());
+        QCOMPARE(manager().error().type(), String("KeyboardInterrupt"));
+        verifyClean();
+    }
+
     void takesLittleTime()
     {
         const QList<Wait> all = waits();

@@ -119,6 +119,14 @@ static void fetchError(PythonRun &run, const QByteArray &code = QByteArray())
     run.details = error.describe(code, valueText.get());
 }
 
+/// Fails with the exception when the code has ended with a \a result, but after its end was
+/// requested: what it called may have stopped before it was done.
+static void checkForInterrupt(PythonReference &result)
+{
+    if (result && PythonInterrupt::raiseIfRequested() != 0)
+        result.reset();
+}
+
 /// Returns the outcome of a run of \a code whose \a result is null when it failed.
 static PythonRun outcome(const PythonReference &result, const QByteArray &code)
 {
@@ -160,6 +168,7 @@ static int runStatements(std::FILE *file, const char *path, PythonRun &run)
         result.reset(PyRun_FileExFlags(file, path, Py_file_input, scope.get(), scope.get(),
                                        /*closeit=*/0, nullptr));
     std::fclose(file);
+    checkForInterrupt(result);
     PythonInterrupt::endScript();
     if (!result)
         run.details = printPythonError();
@@ -226,6 +235,7 @@ PythonRun PythonRun::code(const QString &statements)
     else if (scope)
         result.reset(PyRun_StringFlags(source.constData(), Py_file_input, scope.get(), scope.get(),
                                        nullptr));
+    checkForInterrupt(result);
     return outcome(result, source);
 }
 
