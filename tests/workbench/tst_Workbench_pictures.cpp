@@ -74,6 +74,39 @@ private:
         return cut;
     }
 
+    /// What has the same key as another of the menus, buttons and fields in \p window, a key in
+    /// each item.
+    static QStringList keysUsedTwice(const QWidget &window)
+    {
+        QMap<QString, QStringList> texts; // by key
+        const auto add = [&](const QString &text) {
+            const QKeySequence key = QKeySequence::mnemonic(text);
+            if (!key.isEmpty() && !texts[key.toString()].contains(text)) // as in several tabs
+                texts[key.toString()].append(text);
+        };
+        if (const auto *const bar = window.findChild<QMenuBar *>()) {
+            for (const QAction *const menu : bar->actions()) {
+                if (menu->isVisible())
+                    add(menu->text());
+            }
+        }
+        // Also those that are there at times, as in the bar above a document.
+        for (const QPushButton *const button : window.findChildren<QPushButton *>()) {
+            if (button->window() == &window)
+                add(button->text());
+        }
+        for (const QLabel *const label : window.findChildren<QLabel *>()) {
+            if (label->buddy() && label->window() == &window)
+                add(label->text());
+        }
+        QStringList twice;
+        for (const QStringList &of : qAsConst(texts)) {
+            if (of.size() > 1)
+                twice.append(of.join(", "));
+        }
+        return twice;
+    }
+
     /// Checks the texts of \p window, and keeps its picture in the folder that the environment has
     /// for pictures of the guide or, with a \p look, for those of all looks.
     static void show(QWidget &window, const QString &name, const QString &language,
@@ -422,29 +455,22 @@ private Q_SLOTS:
 #endif
         for (const QString &file : qAsConst(files)) {
             test.open(file);
-            QMap<QString, QStringList> texts; // by key
-            const auto add = [&](const QString &text) {
-                const QKeySequence key = QKeySequence::mnemonic(text);
-                if (!key.isEmpty())
-                    texts[key.toString()].append(text);
-            };
-            for (const QAction *const menu : test.window().menuBar()->actions()) {
-                if (menu->isVisible())
-                    add(menu->text());
-            }
-            // The buttons of the bar above a document are there at times.
-            for (const QPushButton *const button : test.window().findChildren<QPushButton *>())
-                add(button->text());
-            for (const QLabel *const label : test.window().findChildren<QLabel *>()) {
-                if (label->buddy())
-                    add(label->text());
-            }
-            for (QStringList &of : texts) {
-                of.removeDuplicates(); // those of several tabs
-                QVERIFY2(of.size() == 1, qPrintable(file + ": " + of.join(", ")));
-            }
-            QVERIFY(texts.size() > 6);
+            const QStringList twice = keysUsedTwice(test.window());
+            QVERIFY2(twice.isEmpty(), qPrintable(file + ": " + twice.join("; ")));
         }
+        test.press(Qt::Key_Comma, Qt::ControlModifier);
+        auto *const preferences = test.window().findChild<QWidget *>("SettingsDialog");
+        QVERIFY(preferences);
+        QCOMPARE(keysUsedTwice(*preferences), QStringList());
+        preferences->close();
+        test.open(files.first());
+        QStringList twice{"none"};
+        test.onDialog([&](QWidget *dialog) {
+            twice = keysUsedTwice(*dialog);
+            QTest::keyClick(dialog, Qt::Key_Escape);
+        });
+        test.command("format")->trigger();
+        QCOMPARE(twice, QStringList());
     }
 
     void textsOfAllLanguagesAreComplete()

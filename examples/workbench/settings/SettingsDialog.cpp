@@ -56,10 +56,15 @@ void SettingsDialog::addEditors(QVBoxLayout &layout)
     addGroup(layout, ".ctx.settingsTables",
              {Editor::make(".ctx.setMemoryLimit", Preferences::memoryLimit, ".ctx.megabytes", this),
               Editor::make(".ctx.setDigits", Preferences::digits, nullptr, this)});
-    addGroup(layout, ".ctx.settingsTools",
-             {Editor::make(".ctx.setStopTime", Preferences::stopTime, ".ctx.seconds", this),
-              Editor::make(".ctx.setOutputLines", Preferences::outputLines, nullptr, this),
-              Editor::make(".ctx.setBusLength", Preferences::busLength, nullptr, this)});
+    QVector<Editor *> tools{
+        Editor::make(".ctx.setStopTime", Preferences::stopTime, ".ctx.seconds", this),
+        Editor::make(".ctx.setOutputLines", Preferences::outputLines, nullptr, this),
+        Editor::make(".ctx.setBusLength", Preferences::busLength, nullptr, this)};
+#ifdef KELM_WORKBENCH_SCRIPTS
+    tools.append(
+        Editor::make(".ctx.setScriptTime", Preferences::scriptTimeLimit, ".ctx.seconds", this));
+#endif
+    addGroup(layout, ".ctx.settingsTools", tools);
 }
 
 void SettingsDialog::addGroup(QVBoxLayout &layout, const char *title,
