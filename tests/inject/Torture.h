@@ -5,6 +5,7 @@
 #include <QString>
 
 #include <functional>
+#include <memory>
 #include <vector>
 
 // Scenarios: operations of the library whose system calls are made to fail one after the other.
@@ -47,6 +48,16 @@ std::vector<Scenario> formatScenarios();
 std::vector<Scenario> runScenarios();
 
 // What a scenario is made of
+
+/// The groups of what a process needs, without what a program reads when it starts.
+constexpr char processGroups[] = "open read write short fork pipe stat readdir seek lock malloc";
+
+/// What a scenario keeps between act() and inspect().
+template <typename Type>
+std::shared_ptr<Type> keep(const Type &start = Type())
+{
+    return std::make_shared<Type>(start);
+}
 
 /// The file at \p path in one word: "new" for \p fresh, "old" for \p old, "missing", "empty", "a
 /// part" for the start of the new one, else "other".

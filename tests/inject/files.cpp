@@ -37,16 +37,6 @@ using Utils::File;
 
 static const char everything[] = "all";
 
-/// What a scenario keeps between act() and inspect().
-template <typename Type>
-using Kept = std::shared_ptr<Type>;
-
-template <typename Type>
-static Kept<Type> keep(const Type &start = Type())
-{
-    return std::make_shared<Type>(start);
-}
-
 /// Reads the file "a.txt" of \p whole, as \p read does, into a text.
 template <typename Read>
 static Run reading(const QByteArray &whole, const Read &read)

@@ -29,12 +29,6 @@ using Utils::TagFile;
 
 static const char everything[] = "all";
 
-template <typename Type>
-static std::shared_ptr<Type> keep(const Type &start = Type())
-{
-    return std::make_shared<Type>(start);
-}
-
 /// Whether what failed tells the user why; asked after the faults.
 static void checkReason(bool hasFailed, Outcome &outcome)
 {

@@ -12,8 +12,6 @@
 #include <QElapsedTimer>
 #include <QProcess>
 
-#include <memory>
-
 #include <csignal>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,17 +23,8 @@ using Data::Variant;
 using Utils::Process;
 using Utils::ScriptManager;
 
-// Of what a process needs, and not what a program reads when Python starts in it.
-static const char processGroups[] = "open read write short fork pipe stat readdir seek lock malloc";
-
 // A tree of processes is examined until it has stopped.
 static const long killCalls = 60;
-
-template <typename Type>
-static std::shared_ptr<Type> keep(const Type &start = Type())
-{
-    return std::make_shared<Type>(start);
-}
 
 static const char talker[] = "i=0; while [ $i -lt 500 ]; do echo line $i; i=$((i+1)); done";
 

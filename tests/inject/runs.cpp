@@ -9,8 +9,6 @@
 #include "utils/script/ScriptError.h"
 #include "utils/script/ScriptManager.h"
 
-#include <memory>
-
 #include <csignal>
 #include <unistd.h>
 
@@ -22,17 +20,8 @@ using Data::Variant;
 using Utils::Process;
 using Utils::ScriptManager;
 
-// Without what a program reads when it starts.
-static const char runGroups[] = "open read write short fork pipe stat readdir seek lock malloc";
-
 // A tree of processes is examined until it has ended.
 static const long stopCalls = 60;
-
-template <typename Type>
-static std::shared_ptr<Type> keep(const Type &start = Type())
-{
-    return std::make_shared<Type>(start);
-}
 
 /// What must hold after a run() with \p result: each failure has its reason.
 static void checkReason(Process::RunResult result, Outcome &outcome)
@@ -44,7 +33,7 @@ static void checkReason(Process::RunResult result, Outcome &outcome)
 static std::vector<Scenario> runOperations()
 {
     return {
-        {"Process::run", runGroups,
+        {"Process::run", processGroups,
          [] {
              const auto output = keep<QByteArray>();
              const auto result = keep(Process::RunNotStarted);
@@ -63,7 +52,7 @@ static std::vector<Scenario> runOperations()
                             checkReason(*result, outcome);
                         }};
          }},
-        {"Process::onLine", runGroups,
+        {"Process::onLine", processGroups,
          [] {
              const auto lines = keep<QByteArray>();
              const auto result = keep(Process::RunNotStarted);
@@ -90,7 +79,7 @@ static std::vector<Scenario> runOperations()
                             checkReason(*result, outcome);
                         }};
          }},
-        {"Process::run:too long", runGroups,
+        {"Process::run:too long", processGroups,
          [] {
              const auto result = keep(Process::RunNotStarted);
              return Run{[=](Outcome &outcome) {
@@ -109,7 +98,7 @@ static std::vector<Scenario> runOperations()
                         }};
          },
          stopCalls},
-        {"Process::stop", runGroups,
+        {"Process::stop", processGroups,
          [] {
              return Run{[](Outcome &outcome) {
                             Process process("/bin/sh", {"-c", "sleep 30 & sleep 30"});

@@ -29,12 +29,6 @@ using Utils::TagFile;
 
 static const char everything[] = "all";
 
-template <typename Type>
-static std::shared_ptr<Type> keep(const Type &start = Type())
-{
-    return std::make_shared<Type>(start);
-}
-
 // Tables
 
 /// Rows of a number, its double, and a text.
