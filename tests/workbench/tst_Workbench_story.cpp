@@ -4,7 +4,12 @@
 
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/plot/PlotPane.h"
+#ifdef KELM_WORKBENCH_SCRIPTS
+#include "examples/workbench/script/ScriptOutput.h"
+#include "examples/workbench/script/ScriptView.h"
+#endif
 #include "examples/workbench/table/TableView.h"
+#include "examples/workbench/trees/TreeView.h"
 
 #include <QHeaderView>
 #include <QMenu>
@@ -13,6 +18,7 @@
 #include <QTabWidget>
 #include <QTableView>
 #include <QToolButton>
+#include <QTreeView>
 
 #include <qwt_plot.h>
 
@@ -20,6 +26,7 @@
 
 using Workbench::PlotPane;
 using Workbench::TableView;
+using Workbench::TreeView;
 
 static const SettingsHome home;
 
@@ -251,6 +258,86 @@ static void aPlotIsExported(TestWindow &test)
     QVERIFY(plot.contains("Crosshead") && plot.contains("Force"));
 }
 
+static void aTagFileIsChanged(TestWindow &test)
+{
+    test.open(test.sample("materials.tag"));
+    QVERIFY(test.view<TreeView>());
+    QTreeView &tree = test.view<TreeView>()->tree();
+    const QModelIndex steel = tree.model()->index(3, 0);
+    tree.scrollTo(steel);
+    QTest::mouseClick(tree.viewport(), Qt::LeftButton, {}, tree.visualRect(steel).center());
+    QTest::keyClick(&tree, Qt::Key_Right); // shows its keys
+    const QModelIndex heat = tree.model()->index(10, 1, steel);
+    tree.scrollTo(heat);
+    QTest::mouseClick(tree.viewport(), Qt::LeftButton, {}, tree.visualRect(heat).center());
+    QCOMPARE(heat.siblingAtColumn(0).data().toString(), QString("specificHeat"));
+    QTest::keyClick(&tree, Qt::Key_F2);
+    QWidget *const editor = tree.findChild<QWidget *>("valueEditor");
+    QVERIFY(editor);
+    QTest::keyClick(editor, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClicks(editor, "471");
+    QTest::keyClick(editor, Qt::Key_Return);
+    QTRY_COMPARE(heat.data().toString(), QString("471"));
+
+    QVERIFY(!contentsOf(test.path("materials.tag")).contains("471"));
+    test.onDialog([](QWidget *dialog) { TestWindow::pressButton(dialog, QMessageBox::Save); });
+    test.press(Qt::Key_S, Qt::ControlModifier); // which loses the comments
+    QTRY_VERIFY(!test.document().isChanged());
+    QVERIFY(contentsOf(test.path("materials.tag")).contains("\nspecificHeat: 471\n"));
+
+    test.press(Qt::Key_W, Qt::ControlModifier);
+    QTRY_VERIFY(test.view<TableView>());
+}
+
+#ifdef KELM_WORKBENCH_SCRIPTS
+
+static QString output(TestWindow &test)
+{
+    auto *const view = test.window().findChild<Workbench::ScriptOutput *>("scriptOutput");
+    view->flush();
+    return view->toPlainText();
+}
+
+static void aScriptChangesTheTable(TestWindow &test)
+{
+    test.open(test.file("tare.py", "import Workbench\n"
+                                   "table = Workbench.table()\n"
+                                   "force = table.column('Force')\n"
+                                   "print 'from', force[1]\n"
+                                   "table.setCell(1, 'Force', 2 * force[1])\n"));
+    QVERIFY(test.view<Workbench::ScriptView>());
+    test.press(Qt::Key_F8);
+    QVERIFY2(output(test).contains("\nfrom 3.4\n"), qPrintable(output(test)));
+
+    test.press(Qt::Key_W, Qt::ControlModifier);
+    QTRY_VERIFY(test.view<TableView>());
+    QCOMPARE(cell(test, 1, force), QString("6.8"));
+    test.press(Qt::Key_Z, Qt::ControlModifier);
+    QCOMPARE(cell(test, 1, force), QString("3.4"));
+    QVERIFY(!test.document().isChanged());
+}
+
+static void aScriptIsStopped(TestWindow &test)
+{
+    test.open(test.file("endless.py", "print 'waits'\nwhile True: pass\n"));
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
+        if (!output(test).contains("\nwaits\n"))
+            return;
+        timer.stop();
+        QWidget *const focus = QApplication::focusWidget();
+        QTest::keyClick(focus ? focus : &test.window(), Qt::Key_F8, Qt::ShiftModifier);
+    });
+    timer.start(20);
+    test.press(Qt::Key_F8);
+
+    QVERIFY2(output(test).contains("KeyboardInterrupt"), qPrintable(output(test)));
+    test.press(Qt::Key_W, Qt::ControlModifier);
+    QTRY_VERIFY(test.view<TableView>());
+}
+
+#endif
+
 /// Leaves a window of another size and another kind of plot, for the next chapter.
 static void theProgramIsClosedWithUnsavedWork(TestWindow &test)
 {
@@ -305,6 +392,11 @@ static const std::vector<Chapter> story = {
     {"the table is saved", theTableIsSaved},
     {"another program changes the file", anotherProgramChangesTheFile},
     {"a plot is exported", aPlotIsExported},
+    {"a tag file is changed", aTagFileIsChanged},
+#ifdef KELM_WORKBENCH_SCRIPTS
+    {"a script changes the table", aScriptChangesTheTable},
+    {"a script is stopped", aScriptIsStopped},
+#endif
     {"the program is closed with unsaved work", theProgramIsClosedWithUnsavedWork},
     {"the program starts as it was left", theProgramStartsAsItWasLeft},
 };
