@@ -62,6 +62,7 @@ public:
         variables.insert("HOME", m_home);
         variables.insert("XDG_CONFIG_HOME", m_home);
         variables.insert("XDG_CONFIG_DIRS", m_home);
+        variables.insert("LC_ALL", "C.UTF-8"); // the texts and numbers that the tests expect
         for (const QString &variable : environment)
             variables.insert(variable.section('=', 0, 0), variable.section('=', 1));
         process.setProcessEnvironment(variables);
