@@ -69,7 +69,7 @@ void Host::setProgressLabel(const Data::String &text, bool popup)
     // The last task sets the label of none when it ends.
     if (!Progress::any() && m_closesAfterTask) {
         m_closesAfterTask = false;
-        QMetaObject::invokeMethod(m_window, &QWidget::close, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(m_window, "close", Qt::QueuedConnection);
     }
 }
 

@@ -44,7 +44,10 @@ int main(int argc, char **argv)
     session.window().restoreLayout();
     session.window().show();
     // In the event loop: the window is there at once, and can be closed while a large file is read.
-    QTimer::singleShot(0, &session.window(),
-                       [&] { session.window().openFiles(parser.positionalArguments()); });
+    QTimer opening;
+    opening.setSingleShot(true);
+    QObject::connect(&opening, &QTimer::timeout, &session.window(),
+                     [&] { session.window().openFiles(parser.positionalArguments()); });
+    opening.start(0);
     return QApplication::exec();
 }

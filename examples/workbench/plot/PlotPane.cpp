@@ -62,10 +62,11 @@ void PlotPane::addCommands()
 {
     const char *const names[] = {"plotXY", "plotHistogram", "plotBox"};
     for (const Kind kind : {XY, Histogram, Box}) {
-        QAction *const action = addCommand(names[kind], Qt::CTRL + Qt::Key_1 + kind, [this, kind] {
-            m_kind = kind;
-            plotNow();
-        });
+        QAction *const action =
+            addCommand(names[kind], int(Qt::CTRL) + int(Qt::Key_1) + int(kind), [this, kind] {
+                m_kind = kind;
+                plotNow();
+            });
         action->setCheckable(true);
         action->setChecked(kind == m_kind);
         m_kinds->addAction(action);

@@ -43,7 +43,8 @@ QwtText Zoomer::trackerTextF(const QPointF &position) const
     QStringList parts{textOn(QwtPlot::xBottom, position.x()), textOn(QwtPlot::yLeft, position.y())};
     if (plot()->axisEnabled(QwtPlot::yRight)) {
         const double pixel = plot()->transform(QwtPlot::yLeft, position.y());
-        parts.append(textOn(QwtPlot::yRight, plot()->invTransform(QwtPlot::yRight, pixel)));
+        parts.append(
+            textOn(QwtPlot::yRight, plot()->canvasMap(QwtPlot::yRight).invTransform(pixel)));
     }
     parts.removeAll(QString());
     QwtText shown(leftToRight(parts.join("; ")));

@@ -20,7 +20,6 @@
 #include <QMessageBox>
 #include <QSplitter>
 #include <QStandardPaths>
-#include <QTimer>
 #include <QToolButton>
 
 namespace Workbench {
@@ -180,7 +179,7 @@ void ProcessPane::showEnd()
     m_output->append(m_state->text(), LineView::Kind::Note);
     // Later, as the tab may ask how the file is to be read.
     if (m_run->end() == ProcessRun::End::Exited && m_run->code() == 0 && m_run->hasResult())
-        QTimer::singleShot(0, m_openResult, &QAction::trigger);
+        QMetaObject::invokeMethod(m_openResult, "trigger", Qt::QueuedConnection);
 }
 
 void ProcessPane::updateState()

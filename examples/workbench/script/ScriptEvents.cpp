@@ -100,7 +100,7 @@ struct Sleep
         QElapsedTimer timer;
         timer.start();
         for (;;) {
-            const double rest = seconds - timer.nsecsElapsed() / 1e9;
+            const double rest = seconds - double(timer.nsecsElapsed()) / 1e9;
             if (rest <= 0.0)
                 Py_RETURN_NONE;
             PyObject *const slept = PyObject_CallFunction(original, const_cast<char *>("d"),
