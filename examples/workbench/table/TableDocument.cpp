@@ -21,7 +21,7 @@ using Utils::CSVDialect;
 using Utils::CSVTable;
 using Utils::File;
 
-static const qint64 headSize = 64 * 1024;        // bytes
+static const qint64 headSize = qint64(64) << 10; // bytes
 static const qint64 mostHead = qint64(16) << 20; // when the rows are long
 
 QString describe(const CSVDialect &dialect)

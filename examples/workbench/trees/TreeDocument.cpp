@@ -106,7 +106,7 @@ TreeDocument::TreeDocument(const QString &path) : Document(path) { m_nodes = {{-
 
 bool TreeDocument::fitsMemory(const QString &path)
 {
-    const qint64 megabyte = 1024 * 1024;
+    const qint64 megabyte = qint64(1) << 20;
     const int limit = Preferences::memoryLimit.value();
     const qint64 size = Utils::File::size(path);
     m_failure.clear();
@@ -264,7 +264,7 @@ int TreeDocument::find(int node, int step, const QString &wanted)
 
 QString TreeDocument::problem(int node, Column column, const QString &text, bool asText) const
 {
-    const QString flaw = formProblem(node, column, text);
+    QString flaw = formProblem(node, column, text);
     if (!flaw.isEmpty() || column != Value || asText)
         return flaw;
     return problemOf(text, kindOfValue(textOf(node, Value)));

@@ -27,7 +27,7 @@ TreeView::TreeView(TreeDocument &document, QWidget *parent)
     layOut();
     connectParts();
     setFocusProxy(m_tree);
-    updateTexts();
+    TreeView::updateTexts();
 }
 
 /// Adds a command whose shortcut works in the tree only: keys such as Del have another task in the

@@ -372,7 +372,7 @@ void XmlDocument::setText(int node, Column column, const QString &text)
 }
 
 /// Takes all children out of \p element.
-static QDomDocumentFragment takeChildren(QDomElement element)
+static QDomDocumentFragment takeChildren(const QDomElement &element)
 {
     QDomDocumentFragment taken = element.ownerDocument().createDocumentFragment();
     while (element.hasChildNodes())
