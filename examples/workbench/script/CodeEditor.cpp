@@ -82,7 +82,7 @@ static QColor shade(const QColor &base, const QColor &tint, double part)
 void CodeEditor::updateMarks()
 {
     const QColor base = palette().color(QPalette::Base);
-    const auto mark = [this](const QTextCursor &cursor, const QColor &colour) {
+    const auto mark = [](const QTextCursor &cursor, const QColor &colour) {
         QTextEdit::ExtraSelection selection;
         selection.cursor = cursor;
         selection.cursor.clearSelection();
