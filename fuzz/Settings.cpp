@@ -12,6 +12,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 using Data::String;
 using Utils::Settings;
 
@@ -32,6 +34,31 @@ static bool isEmptyList(const QVariant &value)
     return isList && value.toList().isEmpty();
 }
 
+/// Whether \p value equals another one of the same content: what has a NaN, and a QSizePolicy
+/// without QtWidgets, equals none.
+static bool equalsItself(const QVariant &value)
+{
+    if (value.userType() == QMetaType::QSizePolicy)
+        return false;
+    // Containers that share their items are equal without a look at them.
+    switch (value.userType()) {
+    case QMetaType::QVariantList: {
+        const QVariantList items = value.toList();
+        return std::all_of(items.begin(), items.end(), equalsItself);
+    }
+    case QMetaType::QVariantMap: {
+        const QVariantMap items = value.toMap();
+        return std::all_of(items.begin(), items.end(), equalsItself);
+    }
+    case QMetaType::QVariantHash: {
+        const QVariantHash items = value.toHash();
+        return std::all_of(items.begin(), items.end(), equalsItself);
+    }
+    default:
+        return value == value;
+    }
+}
+
 /// All values at \p group and below it. \p prefix is the group followed by "/", or "".
 static void collect(const Settings &settings, const String &group, const String &prefix,
                     QMap<QString, QVariant> &values)
@@ -40,10 +67,8 @@ static void collect(const Settings &settings, const String &group, const String 
     for (const QString &key : settings.keys(group)) {
         const String path = prefix + key;
         const Data::Variant value = settings.getValue(path);
-        // The invalid value would remove the key. What has a NaN, and a QSizePolicy without
-        // QtWidgets, equals none.
-        const bool isComparable =
-            value.userType() != QMetaType::QSizePolicy && value == value && !isEmptyList(value);
+        // The invalid value would remove the key.
+        const bool isComparable = equalsItself(value) && !isEmptyList(value);
         if (!key.isEmpty() && value.isValid() && isComparable && !isRenamed(path))
             values.insert(path, value);
     }
