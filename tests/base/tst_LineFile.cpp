@@ -9,6 +9,7 @@
 
 #include <limits>
 
+using Utils::ByteWindow;
 using Utils::LineFile;
 using Utils::OwnedFile;
 
@@ -139,9 +140,9 @@ private Q_SLOTS:
             QCOMPARE(bounds(lines),
                      (QList<qint64>{0, start + 1, start + 2, start + 5, start + 6, start + 9,
                                     start + 10, start + 10, start + 11, start + 12}));
-            const LineFile::View view = lines.view(lines.lineStart(2), 3);
+            const ByteWindow::View view = lines.view(lines.lineStart(2), 3);
             QCOMPARE(QByteArray(view.begin, view.size.count), QByteArray("efg"));
-            const LineFile::View last = lines.view(lines.lineStart(4), 1);
+            const ByteWindow::View last = lines.view(lines.lineStart(4), 1);
             QCOMPARE(QByteArray(last.begin, last.size.count), QByteArray("h"));
         }
     }
@@ -178,7 +179,7 @@ private Q_SLOTS:
             bytes += QByteArray::number(i);
         LineFile file = open(bytes, intMax, {first, largest});
         const auto isRight = [&](int offset, int size) {
-            const LineFile::View view = file.view(offset, size);
+            const ByteWindow::View view = file.view(offset, size);
             return QByteArray(view.begin, view.size.count) == bytes.mid(offset, size) &&
                    !view.size.hasFailed;
         };
@@ -220,7 +221,7 @@ private Q_SLOTS:
 
 private:
     LineFile open(const QByteArray &bytes, qint64 maxBytes = intMax,
-                  LineFile::Window window = {1024, 1024}, std::size_t maxLines = intMax)
+                  ByteWindow::Sizes window = {1024, 1024}, std::size_t maxLines = intMax)
     {
         return {openFile(makeFile(m_folder.filePath("file"), bytes)), maxBytes, window, maxLines};
     }

@@ -614,10 +614,12 @@ private Q_SLOTS:
         const int sum = table.checksum();
         QCOMPARE(table.data(1), QStringList({"abc\n", "12"}));
         {
-            const ReadFault bad(path, 300000); // in row 26087
+            const ReadFault bad(path, 300000); // in row 28571
 
             QCOMPARE(table.data(1), QStringList({"abc\n", "12"})); // of what has been read before
             QCOMPARE(table.data(39999), QStringList(""));
+            QCOMPARE(table.data(28571), QStringList(""));
+            QCOMPARE(table.data(28570), QStringList({"name", "value"}));
             QCOMPARE(table.data(39999, 1), Data::String());
             QCOMPARE(table.dataValue(39999, 1), 0.0);
             QCOMPARE(table.numRows(), 40000);

@@ -35,15 +35,14 @@ void LineStarts::squeeze()
     m_pieces.front() = std::move(exact);
 }
 
-LineFile::LineFile(OwnedFile file, qint64 maxBytes, Window window, std::size_t maxLines)
+LineFile::LineFile(OwnedFile file, qint64 maxBytes, ByteWindow::Sizes window, std::size_t maxLines)
     : m_file(std::move(file)), m_maxBytes(maxBytes), m_maxLines(maxLines), m_window(window)
 {}
 
 void LineFile::close()
 {
     m_file.reset();
-    m_bytes.reset();
-    m_count = Count();
+    m_window.clear();
 }
 
 bool LineFile::findLines(const std::function<void()> &tick)
@@ -111,33 +110,11 @@ LineFile::Count LineFile::readAt(qint64 offset, char *bytes, int size)
     return read(bytes, static_cast<int>(std::min<qint64>(size, m_maxBytes - offset)));
 }
 
-LineFile::View LineFile::view(qint64 offset, int size)
+ByteWindow::View LineFile::view(qint64 offset, int size)
 {
-    if (!isInWindow(offset, size))
-        moveWindow(offset, size);
-    View view;
-    view.begin = m_bytes.get() + (offset - m_start);
-    const qint64 left = m_start + m_count.count - offset;
-    view.size.count = static_cast<int>(std::clamp<qint64>(left, 0, size));
-    view.size.hasFailed = view.size.count < size && m_count.hasFailed;
-    return view;
-}
-
-void LineFile::moveWindow(qint64 offset, int size)
-{
-    if (!m_bytes)
-        m_bytes.reset(new char[static_cast<std::size_t>(m_window.largest) + scanPadding]);
-
-    // There is a line feed between this line and its neighbour.
-    const qint64 end = offset + size;
-    const bool goesOn = offset >= m_start && offset <= m_start + m_count.count + 1;
-    const bool goesBack = offset < m_start && end + 1 >= m_start;
-    const bool isNear = m_count.count > 0 && (goesOn || goesBack);
-    m_step = isNear ? std::min(4 * m_step, m_window.largest) : m_window.first;
-    m_step = std::max(m_step, size);
-    const qint64 start = isNear && goesBack ? std::max<qint64>(end + 1 - m_step, 0) : offset;
-    m_start = std::min(start, offset);
-    m_count = readAt(m_start, m_bytes.get(), m_step); // may be short
+    return m_window.view(offset, size, [this](qint64 start, char *bytes, int count) {
+        return readAt(start, bytes, count);
+    });
 }
 
 } // namespace Utils

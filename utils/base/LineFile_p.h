@@ -1,5 +1,7 @@
 #pragma once
 
+#include "utils/base/ByteWindow_p.h"
+
 #include <QtGlobal>
 
 #include <cstddef>
@@ -66,8 +68,7 @@ private:
     qint64 m_end = span; // the next multiple
 };
 
-/// A file that is read line by line, with an index of its lines and a window: the bytes around the
-/// last line that was read, because a seek and a read per line would be slow.
+/// A file that is read line by line, with an index of its lines and a window.
 ///
 /// A line ends at a line feed, but not at one that follows a zero byte in the same block of 10,240
 /// bytes. Blocks are counted from the position where the search for lines starts. Each read covers
@@ -81,29 +82,9 @@ class LineFile
 public:
     static constexpr int blockSize = 10240;
 
-    /// How many bytes are read into the window: first at a new position, then more with each
-    /// adjacent read, up to largest. view() accepts lines of up to largest bytes.
-    struct Window
-    {
-        int first;
-        int largest;
-    };
+    using Count = ByteWindow::Count;
 
-    /// The number of bytes read. It is less than requested at the end of the file, and on a read
-    /// error, when hasFailed is true.
-    struct Count
-    {
-        int count = 0;
-        bool hasFailed = false;
-    };
-
-    struct View
-    {
-        const char *begin = nullptr;
-        Count size;
-    };
-
-    LineFile(OwnedFile file, qint64 maxBytes, Window window,
+    LineFile(OwnedFile file, qint64 maxBytes, ByteWindow::Sizes window,
              std::size_t maxLines = std::numeric_limits<std::size_t>::max());
 
     bool isOpen() const { return m_file != nullptr; }
@@ -144,22 +125,13 @@ public:
     Count read(char *bytes, int size);
     Count readAt(qint64 offset, char *bytes, int size);
 
-    /// The bytes at \p offset, from the window, followed by scanPadding readable bytes. Valid until
-    /// the next call. Moves the current position.
-    View view(qint64 offset, int size);
+    /// The bytes at \p offset, from the window; see ByteWindow::view(). Moves the current position.
+    ByteWindow::View view(qint64 offset, int size);
 
 private:
-    bool isInWindow(qint64 offset, int size) const
-    {
-        return offset >= m_start && offset + size <= m_start + m_count.count;
-    }
-
-    void moveWindow(qint64 offset, int size);
-
     OwnedFile m_file;
     const qint64 m_maxBytes;
     const std::size_t m_maxLines;
-    const Window m_window;
 
     LineStarts m_lines;
     qint64 m_end = 0; // the end of the last line
@@ -169,10 +141,7 @@ private:
     qint64 m_position = 0;
     qint64 m_filePosition = 0; // of the FILE, -1 if unknown
 
-    std::unique_ptr<char[]> m_bytes; // the window
-    qint64 m_start = 0;
-    Count m_count;
-    int m_step = 0; // how many bytes were requested
+    ByteWindow m_window;
 };
 
 } // namespace Utils

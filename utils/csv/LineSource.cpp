@@ -10,7 +10,7 @@
 
 namespace Utils {
 
-static const LineFile::Window window = {16 * 1024, 256 * 1024};
+static const ByteWindow::Sizes window = {16 * 1024, 256 * 1024};
 
 static OwnedFile withoutBuffer(OwnedFile file)
 {
@@ -41,7 +41,7 @@ LineSource::Line LineSource::line(int number)
         return line;
     try {
         if (size <= window.largest && m_file.isOpen()) {
-            const LineFile::View bytes = m_file.view(start, static_cast<int>(size));
+            const ByteWindow::View bytes = m_file.view(start, static_cast<int>(size));
             // A line feed within the line always follows a zero byte of the line.
             const bool isWhole = bytes.size.count == size &&
                                  (!m_file.hasZeroBytes() ||

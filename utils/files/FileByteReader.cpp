@@ -66,7 +66,7 @@ bool FileByteReaderPrivate::readNext(QByteArray &line)
         if (line.endsWith('\r'))
             line.chop(1);
     } else if (length > 0 && length <= windowSize) {
-        const LineFile::View bytes = file.view(offset, length);
+        const ByteWindow::View bytes = file.view(offset, length);
         size = bytes.size;
         file.seek(offset + size.count);
 

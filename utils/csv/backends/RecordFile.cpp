@@ -9,16 +9,17 @@
 
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
 namespace Utils {
 
-static const int blockSize = 10240;          // of the steps of a reporter
-static const int scanSize = 16 * blockSize;  // searched at once
-static const qint64 nearSize = 1 << 18;      // read at once for adjacent rows
-static const qint64 farSize = 1 << 14;       // read at once for another row
-static const qint64 maxRecordSize = 1 << 30; // a list of fields holds no more
+static const int blockSize = LineFile::blockSize; // of the steps of a reporter
+static const int scanSize = 16 * blockSize;       // searched at once
+static const qint64 maxRecordSize = 1 << 30;      // a list of fields holds no more
+
+RecordFile::RecordFile() : m_window({16 * 1024, 256 * 1024}) {}
 
 bool RecordFile::open(const QString &path, const QuotedFormat<char> &format, Progress *progress)
 {
@@ -32,21 +33,19 @@ bool RecordFile::open(const QString &path, const QuotedFormat<char> &format, Pro
     return (isOpen && findRows(format, progress)) || LastError::cannotRead(m_file);
 }
 
-/// Reads \p size bytes, or up to the end of the file. False when they cannot be read.
-bool RecordFile::readAt(qint64 offset, char *bytes, qint64 size, qint64 &count)
+/// Reads \p size bytes, or up to the end of the file.
+ByteWindow::Count RecordFile::readAt(qint64 offset, char *bytes, int size)
 {
-    count = 0;
-    if (m_file.pos() != offset && !m_file.seek(offset))
-        return false;
-    while (count < size) {
-        const qint64 more = m_file.read(bytes + count, size - count);
-        if (more < 0)
-            return false;
-        if (more == 0)
+    ByteWindow::Count result;
+    result.hasFailed = m_file.pos() != offset && !m_file.seek(offset);
+    while (result.count < size && !result.hasFailed) {
+        const qint64 more = m_file.read(bytes + result.count, size - result.count);
+        result.hasFailed = more < 0;
+        if (more <= 0)
             break;
-        count += more;
+        result.count += static_cast<int>(more);
     }
-    return true;
+    return result;
 }
 
 bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
@@ -55,11 +54,10 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     const int mostKept = Units<char>::length + ahead + 1;
     const std::unique_ptr<char[]> bytes(new char[static_cast<std::size_t>(scanSize + mostKept)]);
     QuoteScanner<char> scanner(format);
-    qint64 base = 0; // of the bytes in the file
-    qint64 count = 0;
-    if (!readAt(0, bytes.get(), sizeof utf8Mark - 1, count))
+    const ByteWindow::Count mark = readAt(0, bytes.get(), sizeof utf8Mark - 1);
+    if (mark.hasFailed)
         return false;
-    base = sizeOfUtf8Mark(bytes.get(), bytes.get() + count);
+    qint64 base = sizeOfUtf8Mark(bytes.get(), bytes.get() + mark.count); // of the bytes in the file
 
     int kept = 0; // bytes that are not scanned yet
     int size = 0;
@@ -79,10 +77,11 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     for (bool isEnd = false, isFirst = true; !isEnd; isFirst = false) {
         if (hasTooMany)
             return csvTooManyRows(m_file.fileName());
-        if (!readAt(base + kept, bytes.get() + kept, scanSize, count))
+        const ByteWindow::Count more = readAt(base + kept, bytes.get() + kept, scanSize);
+        if (more.hasFailed)
             return false;
-        isEnd = count < scanSize;
-        size = kept + static_cast<int>(count);
+        isEnd = more.count < scanSize;
+        size = kept + more.count;
         if (isFirst)
             addRow(0);
         const int scanned = scanner.scan(bytes.get(), size, isEnd, addRows);
@@ -105,12 +104,12 @@ qint64 RecordFile::lineAt(qint64 offset)
     const std::unique_ptr<char[]> bytes(new char[scanSize]);
     qint64 line = 1;
     for (qint64 start = 0; start < offset;) {
-        qint64 count = 0;
-        if (!readAt(start, bytes.get(), std::min<qint64>(scanSize, offset - start), count) ||
-            count == 0)
+        const auto wanted = static_cast<int>(std::min<qint64>(scanSize, offset - start));
+        const ByteWindow::Count more = readAt(start, bytes.get(), wanted);
+        if (more.hasFailed || more.count == 0)
             return 1;
-        line += std::count(bytes.get(), bytes.get() + count, '\n');
-        start += count;
+        line += std::count(bytes.get(), bytes.get() + more.count, '\n');
+        start += more.count;
     }
     return line;
 }
@@ -122,27 +121,17 @@ RecordFile::Record RecordFile::record(int row)
     const qint64 size = (row + 1 < numRows() ? startOf(row + 1) : m_end) - start;
     if (size > maxRecordSize)
         return none;
-    if (start < m_start || start + size > m_start + m_count) {
-        const bool isNear = start >= m_start && start <= m_start + m_count;
-        const qint64 wanted = std::max(size, isNear ? nearSize : farSize);
-        m_count = 0;
-        if (wanted > m_room || m_room > std::max(wanted, nearSize)) {
-            m_window.reset();
-            m_room = 0;
-            m_window.reset(new (std::nothrow) char[static_cast<std::size_t>(wanted)]);
-            if (!m_window)
-                return none;
-            m_room = wanted;
-        }
-        m_start = start;
-        if (!readAt(start, m_window.get(), wanted, m_count)) {
-            m_count = 0;
+    try {
+        const auto read = [this](qint64 offset, char *bytes, int count) {
+            return readAt(offset, bytes, count);
+        };
+        const ByteWindow::View view = m_window.view(start, static_cast<int>(size), read);
+        if (view.size.hasFailed)
             return none;
-        }
+        return {view.begin, view.begin + view.size.count, view.size.count == size};
+    } catch (const std::bad_alloc &) {
+        return none;
     }
-    const char *const begin = m_window.get() + (start - m_start);
-    const qint64 left = std::clamp<qint64>(m_start + m_count - start, 0, size);
-    return {begin, begin + left, left == size};
 }
 
 } // namespace Utils

@@ -1,22 +1,26 @@
 #pragma once
 
+#include "utils/base/ByteWindow_p.h"
 #include "utils/base/LineFile_p.h"
 #include "utils/csv/cells/QuoteScanner_p.h"
 
 #include <QFile>
 #include <QString>
 
-#include <memory>
-
 namespace Utils {
 
 class Progress;
 
-/// A file of rows that are quoted as in RFC 4180, with an index of its rows and a window: the bytes
-/// around the row that was read last. A byte order mark of UTF-8 and comments are no rows.
+/// A file of rows that are quoted as in RFC 4180, with an index of its rows and a window. A byte
+/// order mark of UTF-8 and comments are no rows.
+///
+/// Beside LineFile, because a row may contain line breaks, and because the file is one of Qt: its
+/// path may be that of a resource, and a reason is stored when it cannot be read.
 class RecordFile
 {
 public:
+    RecordFile();
+
     /// The bytes of a row, with its line break, and perhaps with comments after it.
     struct Record
     {
@@ -34,6 +38,7 @@ public:
     void clear()
     {
         m_starts = LineStarts();
+        m_window.clear();
         m_file.close();
     }
 
@@ -50,18 +55,14 @@ public:
 private:
     qint64 startOf(int row) const { return m_starts.at(static_cast<std::size_t>(row)); }
     bool findRows(const QuotedFormat<char> &format, Progress *progress);
-    bool readAt(qint64 offset, char *bytes, qint64 size, qint64 &count);
+    ByteWindow::Count readAt(qint64 offset, char *bytes, int size);
     qint64 lineAt(qint64 offset);
 
     QFile m_file;
     LineStarts m_starts;
     qint64 m_end = 0;
     qint64 m_openQuoteLine = 0;
-
-    std::unique_ptr<char[]> m_window;
-    qint64 m_room = 0;
-    qint64 m_start = 0; // of the window in the file
-    qint64 m_count = 0; // of its bytes
+    ByteWindow m_window;
 };
 
 } // namespace Utils
