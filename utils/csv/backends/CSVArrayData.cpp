@@ -48,10 +48,7 @@ QList<QByteArray> CSVArrayData::split(const QByteArray &line) const
     return fields;
 }
 
-int CSVArrayData::numColumns(int row)
-{
-    return m_rows.numColumns(row, [this](int each) { parseRow(each); });
-}
+int CSVArrayData::numColumns(int row) { return reader().numColumns(row); }
 
 bool CSVArrayData::isEmpty(int row, int col)
 {
@@ -126,9 +123,9 @@ double CSVArrayData::dataValue(int row, int col, bool *ok)
 
 QStringList CSVArrayData::colData(int col, int firstRow)
 {
-    return m_rows
+    return reader()
         .columns<QString>(
-            {col}, firstRow, [this](int row) { parseRow(row); },
+            {col}, firstRow,
             [](const QByteArray *field) { return field ? toText(*field) : QString(); }, cellText)
         .first();
 }
@@ -141,8 +138,7 @@ QList<double> CSVArrayData::colDataValue(int col, int firstRow)
 QList<QList<double>> CSVArrayData::colDataValues(const QList<int> &cols, int firstRow)
 {
     return readNumbers(hasComma(), [&](const auto &onField, const auto &onCell) {
-        return m_rows.columns<double>(
-            cols, firstRow, [this](int row) { parseRow(row); }, onField, onCell);
+        return reader().columns<double>(cols, firstRow, onField, onCell);
     });
 }
 
@@ -182,8 +178,7 @@ void CSVArrayData::removeColumn(int col)
 
 bool CSVArrayData::visit(int firstRow, int lastRow, const Visitor &visitor)
 {
-    return m_rows.visitRows(
-        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor, decimalPoint());
+    return reader().visit(firstRow, lastRow, visitor, decimalPoint());
 }
 
 quint16 CSVArrayData::checksum(int rows)

@@ -2,6 +2,7 @@
 
 #include "utils/csv/backends/CSVData_p.h"
 #include "utils/csv/backends/MemoryRows_p.h"
+#include "utils/csv/backends/RowReader_p.h"
 #include "utils/csv/cells/ByteChunk_p.h"
 
 namespace Utils {
@@ -59,6 +60,11 @@ public:
     bool isParsed(int row) const { return m_rows.isParsed(row); }
 
 private:
+    auto reader()
+    {
+        return RowReader(m_rows, [this](int row) { parseRow(row); });
+    }
+
     void splitRow(int row);
     QList<QByteArray> split(const QByteArray &line) const;
     void appendRow(int row, QByteArray &to);

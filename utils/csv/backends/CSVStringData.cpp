@@ -35,10 +35,7 @@ void CSVStringData::splitRow(int row)
     m_rows.parse(row, [this](const QString &line) { return split(line); });
 }
 
-int CSVStringData::numColumns(int row)
-{
-    return m_rows.numColumns(row, [this](int each) { parseRow(each); });
-}
+int CSVStringData::numColumns(int row) { return reader().numColumns(row); }
 
 bool CSVStringData::isEmpty(int row, int col)
 {
@@ -96,10 +93,10 @@ double CSVStringData::dataValue(int row, int col, bool *ok)
 
 QStringList CSVStringData::colData(int col, int firstRow)
 {
-    return m_rows
+    return reader()
         .columns<QString>(
-            {col}, firstRow, [this](int row) { parseRow(row); },
-            [](const QString *field) { return field ? *field : QString(); }, cellText)
+            {col}, firstRow, [](const QString *field) { return field ? *field : QString(); },
+            cellText)
         .first();
 }
 
@@ -111,8 +108,7 @@ QList<double> CSVStringData::colDataValue(int col, int firstRow)
 QList<QList<double>> CSVStringData::colDataValues(const QList<int> &cols, int firstRow)
 {
     return readNumbers(hasComma(), [&](const auto &onField, const auto &onCell) {
-        return m_rows.columns<double>(
-            cols, firstRow, [this](int row) { parseRow(row); }, onField, onCell);
+        return reader().columns<double>(cols, firstRow, onField, onCell);
     });
 }
 
@@ -235,8 +231,7 @@ void CSVStringData::setData(int row, int col, const Data::String &text)
 
 bool CSVStringData::visit(int firstRow, int lastRow, const Visitor &visitor)
 {
-    return m_rows.visitRows(
-        firstRow, lastRow, [this](int row) { parseRow(row); }, visitor, decimalPoint());
+    return reader().visit(firstRow, lastRow, visitor, decimalPoint());
 }
 
 quint16 CSVStringData::checksum(int rows)

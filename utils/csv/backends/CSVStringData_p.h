@@ -2,6 +2,7 @@
 
 #include "utils/csv/backends/CSVTextData_p.h"
 #include "utils/csv/backends/MemoryRows_p.h"
+#include "utils/csv/backends/RowReader_p.h"
 #include "utils/csv/cells/TextChunk_p.h"
 
 namespace Utils {
@@ -58,6 +59,11 @@ public:
     void clear() override { m_rows.clear(); }
 
 private:
+    auto reader()
+    {
+        return RowReader(m_rows, [this](int row) { parseRow(row); });
+    }
+
     void splitRow(int row);
     Q_NEVER_INLINE QStringList listOf(int row);
     bool appendOrThrow(const CSVText &text, bool parseNow, Progress *progress,

@@ -1,8 +1,6 @@
 #pragma once
 
-#include "utils/csv/backends/ListWriter_p.h"
 #include "utils/csv/backends/RowStore_p.h"
-#include "utils/csv/cells/CSVRowBuilder_p.h"
 #include "utils/csv/cells/Cells_p.h"
 
 #include <QList>
@@ -14,6 +12,7 @@
 namespace Utils {
 
 /// The rows of a table in memory: the common part of the backends for text and for bytes.
+/// RowReader reads many of them at once.
 ///
 /// A row is added as its raw line, which counts as its only field, and is split on first use: the
 /// backend calls parse() before it reads a row. Split rows are marked by their index alone.
@@ -74,31 +73,6 @@ public:
             [](const Chunk &chunk, int line) { return chunk.numCells(line); });
     }
 
-    /// The number of fields of a row, or the largest one of all rows if \p row is negative. \p
-    /// parse is called with each row before the row is read.
-    template <typename Parse>
-    int numColumns(int row, const Parse &parse) const
-    {
-        if (row >= 0) {
-            parse(row);
-            return numFields(row);
-        }
-
-        int most = 0;
-        for (int next = 0; next < size();) {
-            const Lines lines = linesFrom(next, size());
-            if (lines.count > 0) {
-                most = std::max(most, lines.chunk->mostCells(lines.first, lines.count));
-                next += lines.count;
-            } else {
-                parse(next);
-                most = std::max(most, numFields(next));
-                ++next;
-            }
-        }
-        return most;
-    }
-
     /// Whether a cell is empty, or a row if \p col is negative. \p parse is called with the row
     /// before a cell is read; a row is not split for this question.
     template <typename Parse>
@@ -113,6 +87,19 @@ public:
         return visitField(
             row, col, [](const Field *field) { return !field || field->isEmpty(); },
             [](const Chunk &chunk, int cell) { return chunk.isEmpty(cell); });
+    }
+
+    /// Whether an existing row has no field or a single empty one.
+    bool isBlank(int row) const
+    {
+        return visit(
+            row,
+            [](const Row &fields) {
+                return fields.isEmpty() || (fields.size() == 1 && fields.first().isEmpty());
+            },
+            [](const Chunk &chunk, int line) {
+                return chunk.numCells(line) == 1 && chunk.isEmpty(chunk.firstCell(line));
+            });
     }
 
     /// Calls \p onRow with the fields of a row, or \p onLine with the chunk and line that has them.
@@ -165,81 +152,6 @@ public:
         return results;
     }
 
-    /// The same for columns from \p firstRow on, each as CSVData::colData() returns it. \p parse is
-    /// called with each row before the row is read.
-    template <typename Result, typename Parse, typename OnField, typename OnCell>
-    QList<QList<Result>> columns(const QList<int> &cols, int firstRow, const Parse &parse,
-                                 const OnField &onField, const OnCell &onCell) const
-    {
-        // A negative column splits no row.
-        const bool hasRows =
-            firstRow >= -csvReach && firstRow < size() &&
-            std::any_of(cols.begin(), cols.end(), [](int col) { return col >= 0; });
-        const int lastRow = size() - 1;
-        std::vector<ListWriter<Result>> results;
-        results.reserve(static_cast<std::size_t>(cols.size()));
-        for (const int col : cols)
-            results.emplace_back(hasRows && col >= 0 ? lastRow - firstRow + 1 : 0);
-        const auto forEachColumn = [&](const auto &append) {
-            for (std::size_t i = 0; i < results.size(); ++i) {
-                const int col = cols.at(static_cast<int>(i));
-                if (col >= 0)
-                    append(col, results[i]);
-            }
-        };
-
-        // All columns of some lines, then those of the next lines: the processor's cache holds the
-        // text of so many lines.
-        for (int row = hasRows ? firstRow : size(); row <= lastRow;) {
-            const int count = std::min(lastRow - row, ListWriter<Result>::mostAtOnce);
-            const Lines lines = linesFrom(row, row + count);
-            if (lines.count > 0) {
-                forEachColumn([&](int col, ListWriter<Result> &to) {
-                    to.extend(lines.count);
-                    appendLines(lines, col, to, onField, onCell);
-                });
-                row += lines.count;
-                continue;
-            }
-            parse(row);
-            if (row == lastRow && (!has(row) || isBlank(row)))
-                break;
-            forEachColumn([&](int col, ListWriter<Result> &to) {
-                to.extend(1);
-                to.append(has(row) ? visitField(row, col, onField, onCell) : onField(nullptr));
-            });
-            ++row;
-        }
-
-        QList<QList<Result>> lists;
-        lists.reserve(cols.size());
-        for (const ListWriter<Result> &each : results)
-            lists.append(each.list());
-        return lists;
-    }
-
-    /// Calls \p visitor with the rows from \p firstRow to \p lastRow, as CSVData::visit() does.
-    /// \p parse is called with each row before the row is read. \p point is the decimal point.
-    template <typename Parse, typename Visitor>
-    bool visitRows(int firstRow, int lastRow, const Parse &parse, const Visitor &visitor,
-                   char point) const
-    {
-        CSVRowBuilder cells(point);
-        for (qint64 next = firstRow; next <= lastRow && next < size(); ++next) {
-            const auto row = static_cast<int>(next);
-            parse(row);
-            visit(
-                row, [&](const Row &fields) { cells.startWith(fields); },
-                [&](const Chunk &chunk, int line) {
-                    cells.keep(chunkOf(m_order.idAt(row)).chunk);
-                    chunk.addCells(line, cells);
-                });
-            if (!visitor(cells.row(row)))
-                return false;
-        }
-        return true;
-    }
-
     /// A row as it is held: a single item, its raw line, while it is not split. Empty when the row
     /// does not exist.
     Row heldRow(int row) const
@@ -249,6 +161,35 @@ public:
         return visit(
             row, [](const Row &fields) { return fields; },
             [](const Chunk &chunk, int line) { return rowOf(chunk, line); });
+    }
+
+    /// Lines of a chunk, one after the other.
+    struct Lines
+    {
+        const Chunk *chunk;
+        int first;
+        int count;
+    };
+
+    /// As many rows from \p row up to \p endRow as are lines of one chunk that is split, and have
+    /// not moved. The count may be 0.
+    Lines linesFrom(int row, int endRow) const
+    {
+        if (row < 0 || row >= endRow || !m_order.isPlain() || !m_held.isFree(row))
+            return {nullptr, 0, 0};
+        const LocatedChunk &located = chunkOf(row);
+        if (!located.chunk->isSplit())
+            return {nullptr, 0, 0};
+        const int line = row - located.firstId;
+        const int count =
+            std::min({located.chunk->numLines() - line, endRow - row, m_held.numFree(row)});
+        return {located.chunk.get(), line, count};
+    }
+
+    /// The chunk of an existing row that is not held as a list. A visitor may share it.
+    const std::shared_ptr<const Chunk> &chunkWith(int row) const
+    {
+        return chunkOf(m_order.idAt(row)).chunk;
     }
 
     // Rows that are held as lists
@@ -425,56 +366,6 @@ private:
         for (int cell = chunk.firstCell(line); cell < chunk.firstCell(line + 1); ++cell)
             csvAppend(fields, Field(chunk.field(cell)));
         return fields;
-    }
-
-    /// Whether an existing row has no field or a single empty one.
-    bool isBlank(int row) const
-    {
-        return visit(
-            row,
-            [](const Row &fields) {
-                return fields.isEmpty() || (fields.size() == 1 && fields.first().isEmpty());
-            },
-            [](const Chunk &chunk, int line) {
-                return chunk.numCells(line) == 1 && chunk.isEmpty(chunk.firstCell(line));
-            });
-    }
-
-    /// Lines of a chunk, one after the other.
-    struct Lines
-    {
-        const Chunk *chunk;
-        int first;
-        int count;
-    };
-
-    /// As many rows from \p row up to \p endRow as are lines of one chunk that is split, and have
-    /// not moved. The count may be 0.
-    Lines linesFrom(int row, int endRow) const
-    {
-        if (row < 0 || row >= endRow || !m_order.isPlain() || !m_held.isFree(row))
-            return {nullptr, 0, 0};
-        const LocatedChunk &located = chunkOf(row);
-        if (!located.chunk->isSplit())
-            return {nullptr, 0, 0};
-        const int line = row - located.firstId;
-        const int count =
-            std::min({located.chunk->numLines() - line, endRow - row, m_held.numFree(row)});
-        return {located.chunk.get(), line, count};
-    }
-
-    /// Appends the fields of a column in these lines.
-    template <typename Results, typename OnField, typename OnCell>
-    static void appendLines(const Lines &lines, int col, Results &results, const OnField &onField,
-                            const OnCell &onCell)
-    {
-        const Chunk &chunk = *lines.chunk;
-        int first = chunk.firstCell(lines.first);
-        for (int line = lines.first; line < lines.first + lines.count; ++line) {
-            const int next = chunk.firstCell(line + 1);
-            results.append(col < next - first ? onCell(chunk, first + col) : onField(nullptr));
-            first = next;
-        }
     }
 
     /// Appends a chunk. \p append adds its rows to the order and returns the first id.
