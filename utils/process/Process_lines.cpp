@@ -1,5 +1,7 @@
 // The output of a program line by line, and its standard error apart.
 
+#include "utils/process/Process.h"
+
 #include "utils/base/Interrupt_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/process/Process_p.h"

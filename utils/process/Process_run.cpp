@@ -1,5 +1,7 @@
 // A program that is run to its end, and stopped.
 
+#include "utils/process/Process.h"
+
 #include "utils/base/Interrupt_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/platform/Platform.h"

@@ -1,5 +1,6 @@
-#include "utils/strings/PluralRules_p.h"
 #include "utils/strings/StringTable.h"
+
+#include "utils/strings/PluralRules_p.h"
 #include "utils/strings/StringTable_p.h"
 
 namespace Utils {

@@ -1,7 +1,8 @@
 // kelm strings --check: finds the mistakes of translators in string tables.
 
-#include "examples/console/Output.h"
 #include "examples/console/commands/Strings.h"
+
+#include "examples/console/Output.h"
 #include "utils/strings/StringTable.h"
 #include "utils/xml/Document.h"
 #include "utils/xml/Element.h"
@@ -20,12 +21,12 @@ using Utils::StringTable;
 namespace {
 
 /// The location of a text: in the file itself, or in a context or form of it.
-struct Place
+struct Location
 {
     QString scope; ///< such as "the form "PlateForm"", or ""
     QString id;
 
-    bool operator<(const Place &other) const
+    bool operator<(const Location &other) const
     {
         return scope == other.scope ? id < other.id : scope < other.scope;
     }
@@ -41,7 +42,7 @@ struct File
     QString path;
     QString table;
     QString language;
-    QMap<Place, QString> texts;
+    QMap<Location, QString> texts;
     QStringList mistakes;
 
     void note(const QString &mistake) { mistakes.append(path + ": " + mistake); }
@@ -67,17 +68,17 @@ static void readTexts(const QDomElement &parent, const QString &scope, File &fil
         }
         if (tag != "string")
             continue;
-        const Place place{scope, child.attribute("id")};
-        if (place.id.isEmpty()) {
+        const Location location{scope, child.attribute("id")};
+        if (location.id.isEmpty()) {
             file.note(QString("Line %1 has a text without an id").arg(child.lineNumber()));
             continue;
         }
-        if (file.texts.contains(place)) {
+        if (file.texts.contains(location)) {
             file.note(QString("The id %1 occurs again in line %2")
-                          .arg(place.toText())
+                          .arg(location.toText())
                           .arg(child.lineNumber()));
         }
-        file.texts[place] = Utils::Xml::Element(child).childTextData();
+        file.texts[location] = Utils::Xml::Element(child).childTextData();
     }
 }
 
@@ -118,29 +119,29 @@ static QStringList placeholdersIn(const QString &text)
     return found;
 }
 
-/// The place without the name of a plural form, and this form. "" when it has none.
-static QString takeForm(Place &place)
+/// The location without the name of a plural form, and this form. "" when it has none.
+static QString takeForm(Location &location)
 {
-    QString end = place.id.section('.', -1);
+    QString end = location.id.section('.', -1);
     if (!allForms().contains(end))
         return {};
-    place.id.chop(end.size() + 1);
+    location.id.chop(end.size() + 1);
     return end;
 }
 
-/// The places of the texts that have plural forms: "other" and at least one more, in some language.
-/// A text such as ".ctx.other" alone is no such text.
+/// The locations of the texts that have plural forms: "other" and at least one more, in some
+/// language. A text such as ".ctx.other" alone is no such text.
 static QSet<QString> pluralsIn(const QList<File *> &files)
 {
     QSet<QString> withOther;
     QSet<QString> withOneMore;
     for (const File *file : files) {
-        for (Place place : file->texts.keys()) {
-            const QString form = takeForm(place);
+        for (Location location : file->texts.keys()) {
+            const QString form = takeForm(location);
             if (form == "other")
-                withOther.insert(place.toText());
+                withOther.insert(location.toText());
             else if (!form.isEmpty())
-                withOneMore.insert(place.toText());
+                withOneMore.insert(location.toText());
         }
     }
     return withOther.intersect(withOneMore);
@@ -176,25 +177,25 @@ static void checkPlaceholders(File &file, const QString &name, const QString &te
     }
 }
 
-/// Compares one text of \p model with what \p file has in its place.
-static void checkText(File &file, const File &model, const Place &place)
+/// Compares one text of \p model with what \p file has at the same location.
+static void checkText(File &file, const File &model, const Location &location)
 {
-    const auto text = file.texts.constFind(place);
+    const auto text = file.texts.constFind(location);
     if (text == file.texts.constEnd())
-        file.note(QString("The id %1 is missing").arg(place.toText()));
-    else if (text->isEmpty() && !model.texts[place].isEmpty())
-        file.note(QString("The text of %1 is empty").arg(place.toText()));
+        file.note(QString("The id %1 is missing").arg(location.toText()));
+    else if (text->isEmpty() && !model.texts[location].isEmpty())
+        file.note(QString("The text of %1 is empty").arg(location.toText()));
     else
-        checkPlaceholders(file, place.toText(), *text, model.texts[place], false);
+        checkPlaceholders(file, location.toText(), *text, model.texts[location], false);
 }
 
-/// Checks the forms of the text at \p place, which has no form in its id.
-static void checkForms(File &file, const File &model, const Place &place)
+/// Checks the forms of the text at \p location, which has no form in its id.
+static void checkForms(File &file, const File &model, const Location &location)
 {
     const QStringList wanted = StringTable::pluralForms(file.language);
-    const QString modelText = model.texts.value({place.scope, place.id + ".other"});
+    const QString modelText = model.texts.value({location.scope, location.id + ".other"});
     for (const QString &form : allForms()) {
-        const Place whole{place.scope, place.id + '.' + form};
+        const Location whole{location.scope, location.id + '.' + form};
         const auto text = file.texts.constFind(whole);
         const bool isThere = text != file.texts.constEnd();
         if (isThere && !wanted.contains(form)) {
@@ -213,23 +214,23 @@ static void checkForms(File &file, const File &model, const Place &place)
 static void compare(const QList<File *> &files)
 {
     const QSet<QString> plurals = pluralsIn(files);
-    QMap<Place, const File *> places; // with the first file that has a text there
-    QMap<Place, const File *> forms;
+    QMap<Location, const File *> locations; // with the first file that has a text there
+    QMap<Location, const File *> forms;
     for (const File *file : files) {
-        for (const Place &place : file->texts.keys()) {
-            Place base = place;
+        for (const Location &location : file->texts.keys()) {
+            Location base = location;
             const bool isForm = !takeForm(base).isEmpty() && plurals.contains(base.toText());
-            QMap<Place, const File *> &found = isForm ? forms : places;
-            const Place &name = isForm ? base : place;
+            QMap<Location, const File *> &found = isForm ? forms : locations;
+            const Location &name = isForm ? base : location;
             if (!found.contains(name))
                 found.insert(name, file);
         }
     }
     for (File *file : files) {
-        for (auto place = places.cbegin(); place != places.cend(); ++place)
-            checkText(*file, **place, place.key());
-        for (auto place = forms.cbegin(); place != forms.cend(); ++place)
-            checkForms(*file, **place, place.key());
+        for (auto location = locations.cbegin(); location != locations.cend(); ++location)
+            checkText(*file, **location, location.key());
+        for (auto location = forms.cbegin(); location != forms.cend(); ++location)
+            checkForms(*file, **location, location.key());
     }
 }
 

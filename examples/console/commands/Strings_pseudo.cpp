@@ -1,7 +1,8 @@
 // kelm strings --pseudo: a string table for a pseudo language.
 
-#include "examples/console/Output.h"
 #include "examples/console/commands/Strings.h"
+
+#include "examples/console/Output.h"
 #include "utils/xml/Document.h"
 #include "utils/xml/Element.h"
 
