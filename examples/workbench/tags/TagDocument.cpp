@@ -263,7 +263,7 @@ bool TagDocument::canMove(int node, int step) const
     return row >= 0 && row < count;
 }
 
-TreeDocument::Place TagDocument::placeFor(int node, bool branch)
+TreeDocument::Position TagDocument::positionFor(int node, bool branch)
 {
     if (branch)
         return {root, node == root ? numChildren(root) : tagRow(node) + 1};

@@ -44,7 +44,7 @@ protected:
     bool writeFile(const QString &path) override;
 
     void listChildren(int node) override;
-    Place placeFor(int node, bool branch) override;
+    Position positionFor(int node, bool branch) override;
     Part newPart(int parent, bool branch) const override;
     Part copyOf(int node) const override;
     void insertPart(int node, const Part &part) override;

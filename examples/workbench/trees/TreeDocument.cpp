@@ -307,14 +307,14 @@ void TreeDocument::move(int node, int step)
         moveTo(node, rowOf(node) + step);
 }
 
-bool TreeDocument::canAdd(int node, bool branch) { return placeFor(node, branch).parent >= 0; }
+bool TreeDocument::canAdd(int node, bool branch) { return positionFor(node, branch).parent >= 0; }
 
 int TreeDocument::add(int node, bool branch)
 {
-    const Place place = placeFor(node, branch);
-    if (place.parent < 0)
+    const Position position = positionFor(node, branch);
+    if (position.parent < 0)
         return root;
-    return insert(place.parent, place.row, newPart(place.parent, branch));
+    return insert(position.parent, position.row, newPart(position.parent, branch));
 }
 
 } // namespace Workbench

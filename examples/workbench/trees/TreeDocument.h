@@ -114,9 +114,9 @@ protected:
     /// Content of a node without its number: of a class of the derived class.
     using Part = std::any;
 
-    struct Place
+    struct Position
     {
-        int parent = -1; // no place
+        int parent = -1; // no position
         int row = 0;
     };
 
@@ -132,7 +132,7 @@ protected:
     void resetNodes();
 
     /// Where add() puts a node, and what.
-    virtual Place placeFor(int node, bool branch) = 0;
+    virtual Position positionFor(int node, bool branch) = 0;
     virtual Part newPart(int parent, bool branch) const = 0;
     virtual Part copyOf(int node) const = 0;
 

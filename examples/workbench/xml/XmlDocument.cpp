@@ -301,7 +301,7 @@ static QString freeName(const QDomElement &element)
     return name;
 }
 
-TreeDocument::Place XmlDocument::placeFor(int node, bool branch)
+TreeDocument::Position XmlDocument::positionFor(int node, bool branch)
 {
     const int owner = elementOf(node);
     if (owner == root)
@@ -315,7 +315,7 @@ TreeDocument::Place XmlDocument::placeFor(int node, bool branch)
     // Elements are written apart from texts: beside an element with a text rather than in it.
     if (!hasTextOnly(dom(owner)))
         return {owner, owner == node || dom(node).isAttr() ? numChildren(owner) : rowOf(node) + 1};
-    return parentOf(owner) == root ? Place() : Place{parentOf(owner), rowOf(owner) + 1};
+    return parentOf(owner) == root ? Position() : Position{parentOf(owner), rowOf(owner) + 1};
 }
 
 TreeDocument::Part XmlDocument::newPart(int parent, bool branch) const
