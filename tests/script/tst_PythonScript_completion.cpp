@@ -256,7 +256,9 @@ private Q_SLOTS:
         QTest::newRow("defaults") << "Utils.File.ba" << "base" << function << "base(path: Text, withExtension: bool = False) -> Data.String";
         QTest::newRow("several lines") << "Utils.File.jo" << "join" << function
             << "join(a: Text, b: Text, c: Text = \"\", d: Text = \"\", e: Text = \"\", f: Text = \"\") -> Data.String";
-        QTest::newRow("overloads") << "Utils.File.wr" << "write" << function << "write(path: Text, text: Text) -> bool\nwrite(path: Text, lines: Texts) -> bool\nwrite(path: Text, text: Text, encoding: Text) -> bool";
+        QTest::newRow("overloads") << "Utils.File.wr" << "write" << function
+            << "write(path: Text, text: Text) -> bool\nwrite(path: Text, lines: Texts) -> bool\n"
+               "write(path: Text, text: Text, encoding: Text) -> bool";
         QTest::newRow("a method") << "Utils.Process.sendD" << "sendData" << function << "sendData(text: Text, timeout: int = 0) -> bool";
         QTest::newRow("a method that returns itself") << "settings.beginG" << "beginGroup" << function << "beginGroup(group: Text) -> Self";
         QTest::newRow("of a base class") << "Utils.WorkspaceSettings.beginG" << "beginGroup" << function << "beginGroup(group: Text) -> Self";

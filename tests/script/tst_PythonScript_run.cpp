@@ -284,28 +284,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("error");
 
         // The line number includes the imports.
-        QTest::newRow("the default imports") << defaultImports << "1+"
-                                             << "invalid syntax\nline: 6\ncolumn: 10";
-        QTest::newRow("no imports") << ""
-                                    << "1+"
-                                    << "invalid syntax\nline: 3\ncolumn: 10";
-        QTest::newRow("one import") << "from math import *"
-                                    << ")"
-                                    << "invalid syntax\nline: 5\ncolumn: 8";
-        QTest::newRow("an empty import at the start") << ";from math import *"
-                                                      << "1+"
-                                                      << "invalid syntax\nline: 6\ncolumn: 10";
-        QTest::newRow("empty imports only") << ";"
-                                            << "1+"
-                                            << "invalid syntax\nline: 6\ncolumn: 10";
-        QTest::newRow("a column that Python does not tell")
-            << ""
-            << "(yield)"
+        // clang-format off
+        QTest::newRow("the default imports") << defaultImports << "1+" << "invalid syntax\nline: 6\ncolumn: 10";
+        QTest::newRow("no imports") << "" << "1+" << "invalid syntax\nline: 3\ncolumn: 10";
+        QTest::newRow("one import") << "from math import *" << ")" << "invalid syntax\nline: 5\ncolumn: 8";
+        QTest::newRow("an empty import at the start") << ";from math import *" << "1+"
+            << "invalid syntax\nline: 6\ncolumn: 10";
+        QTest::newRow("empty imports only") << ";" << "1+" << "invalid syntax\nline: 6\ncolumn: 10";
+        QTest::newRow("a column that Python does not tell") << "" << "(yield)"
             << "'yield' outside function\nline: 3\ncolumn: -1";
-        QTest::newRow("a syntax error of a text that was evaluated")
-            << ""
-            << "eval('1+')"
+        QTest::newRow("a syntax error of a text that was evaluated") << "" << "eval('1+')"
             << "unexpected EOF while parsing\nline: 1\ncolumn: 2";
+        // clang-format on
     }
 
     void tellsTheSyntaxErrorOfAnExpressionWithItsLineAndColumn()
@@ -547,26 +537,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("setting");
         QTest::addColumn<QString>("lines");
 
-        QTest::newRow("one") << "import a"
-                             << "import a\n";
-        QTest::newRow("two") << "import a;import b"
-                             << "import a\nimport b\n";
-        QTest::newRow("blanks") << "  import a ;\timport b  "
-                                << "import a\nimport b\n";
-        QTest::newRow("an empty one at the end") << "import a;"
-                                                 << "import a\n\n";
-        QTest::newRow("an empty one in between") << "import a;;import b"
-                                                 << "import a\n\nimport b\n";
-        QTest::newRow("an empty one at the start") << ";import a"
-                                                   << "\nimport a\n";
-        QTest::newRow("nothing") << ""
-                                 << "";
-        QTest::newRow("a separator only") << ";"
-                                          << "\n\n";
-        QTest::newRow("a blank only") << " "
-                                      << "\n";
-        QTest::newRow("blanks only") << " ; "
-                                     << "\n\n";
+        // clang-format off
+        QTest::newRow("one") << "import a" << "import a\n";
+        QTest::newRow("two") << "import a;import b" << "import a\nimport b\n";
+        QTest::newRow("blanks") << "  import a ;\timport b  " << "import a\nimport b\n";
+        QTest::newRow("an empty one at the end") << "import a;" << "import a\n\n";
+        QTest::newRow("an empty one in between") << "import a;;import b" << "import a\n\nimport b\n";
+        QTest::newRow("an empty one at the start") << ";import a" << "\nimport a\n";
+        QTest::newRow("nothing") << "" << "";
+        QTest::newRow("a separator only") << ";" << "\n\n";
+        QTest::newRow("a blank only") << " " << "\n";
+        QTest::newRow("blanks only") << " ; " << "\n\n";
+        // clang-format on
     }
 
     void givesTheImportsOfTheSetting()

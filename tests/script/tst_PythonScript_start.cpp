@@ -460,20 +460,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("resources");
         QTest::addColumn<QString>("last");
 
-        QTest::newRow("a quote") << "/it's"
-                                 << "";
-        QTest::newRow("a newline") << "/a\nb"
-                                   << "";
-        QTest::newRow("a backslash") << "C:\\lib"
-                                     << "C:\\lib/site-packages";
-        QTest::newRow("an escape sequence") << "C:\\temp"
-                                            << "C:\temp/site-packages";
-        QTest::newRow("not ASCII") << "/\u00e4"
-                                   << "/\u00e4/site-packages";
-        QTest::newRow("an end of the program") << "');sys.exit(3)#"
-                                               << "";
-        QTest::newRow("nothing") << ""
-                                 << "/site-packages";
+        // clang-format off
+        QTest::newRow("a quote") << "/it's" << "";
+        QTest::newRow("a newline") << "/a\nb" << "";
+        QTest::newRow("a backslash") << "C:\\lib" << "C:\\lib/site-packages";
+        QTest::newRow("an escape sequence") << "C:\\temp" << "C:\temp/site-packages";
+        QTest::newRow("not ASCII") << "/\u00e4" << "/\u00e4/site-packages";
+        QTest::newRow("an end of the program") << "');sys.exit(3)#" << "";
+        QTest::newRow("nothing") << "" << "/site-packages";
+        // clang-format on
     }
 
     void doesNotEscapeTheResources()

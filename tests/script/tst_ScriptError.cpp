@@ -396,12 +396,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("inner");
         QTest::addColumn<QString>("outer");
 
-        QTest::newRow("both fail") << "raise ValueError('inner')\n"
-                                   << "raise KeyError('outer')\n";
-        QTest::newRow("the inner one fails") << "raise ValueError('inner')\n"
-                                             << "pass\n";
-        QTest::newRow("the outer one fails") << "pass\n"
-                                             << "raise KeyError('outer')\n";
+        // clang-format off
+        QTest::newRow("both fail") << "raise ValueError('inner')\n" << "raise KeyError('outer')\n";
+        QTest::newRow("the inner one fails") << "raise ValueError('inner')\n" << "pass\n";
+        QTest::newRow("the outer one fails") << "pass\n" << "raise KeyError('outer')\n";
+        // clang-format on
     }
 
     void isThatOfTheOuterRun()
@@ -514,15 +513,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("type");
         QTest::addColumn<QString>("text");
 
-        QTest::newRow("the error is left") << "leave"
-                                           << "ZeroDivisionError"
-                                           << "integer division or modulo by zero";
-        QTest::newRow("the error is printed") << "print"
-                                              << "ZeroDivisionError"
-                                              << "integer division or modulo by zero";
-        QTest::newRow("no error") << "none"
-                                  << ""
-                                  << "ERROR: Failed to initialize scripting module for frames";
+        // clang-format off
+        QTest::newRow("the error is left") << "leave" << "ZeroDivisionError" << "integer division or modulo by zero";
+        QTest::newRow("the error is printed") << "print" << "ZeroDivisionError" << "integer division or modulo by zero";
+        QTest::newRow("no error") << "none" << "" << "ERROR: Failed to initialize scripting module for frames";
+        // clang-format on
     }
 
     void describesModulesThatFail()

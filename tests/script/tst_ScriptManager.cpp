@@ -113,20 +113,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("languageOrPath");
         QTest::addColumn<QString>("engine");
 
-        QTest::newRow("a language") << "py"
-                                    << "py";
-        QTest::newRow("another language") << "lua"
-                                          << "lua";
-        QTest::newRow("a path") << "scripts/loads.py"
-                                << "py";
-        QTest::newRow("another path") << "a.py.lua"
-                                      << "lua";
-        QTest::newRow("a language that nobody takes") << "tcl"
-                                                      << "";
-        QTest::newRow("a path that nobody takes") << "a.txt"
-                                                  << "";
-        QTest::newRow("nothing") << ""
-                                 << "";
+        // clang-format off
+        QTest::newRow("a language") << "py" << "py";
+        QTest::newRow("another language") << "lua" << "lua";
+        QTest::newRow("a path") << "scripts/loads.py" << "py";
+        QTest::newRow("another path") << "a.py.lua" << "lua";
+        QTest::newRow("a language that nobody takes") << "tcl" << "";
+        QTest::newRow("a path that nobody takes") << "a.txt" << "";
+        QTest::newRow("nothing") << "" << "";
+        // clang-format on
     }
 
     void choosesTheFirstEngineThatTakesALanguageOrAPath()
