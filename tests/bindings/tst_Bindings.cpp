@@ -165,25 +165,23 @@ private Q_SLOTS:
         QTest::addColumn<QString>("shown"); // somewhere in the output
 
         const QByteArray head = "import suite\nclass Case(suite.TestCase):\n  def test_it(self):\n";
-        QTest::newRow("that passes")
-            << head + "    self.assertText(suite.Data.String('a'), 'a')\nsuite.run()\n"
+        // clang-format off
+        QTest::newRow("that passes") << head + "    self.assertText(suite.Data.String('a'), 'a')\nsuite.run()\n"
             << true << 1 << "test_it (__main__.Case) ... ok";
         QTest::newRow("of which a test fails") << head + "    self.assertEqual(1, 2)\nsuite.run()\n"
-                                               << false << 1 << "AssertionError: 1 != 2";
+            << false << 1 << "AssertionError: 1 != 2";
         QTest::newRow("of which a test has an error") << head + "    unknown\nsuite.run()\n"
-                                                      << false << 1 << "NameError";
-        QTest::newRow("of which a test shows any text")
-            << head + "    self.fail(u'\\xe4')\nsuite.run()\n"
+            << false << 1 << "NameError";
+        QTest::newRow("of which a test shows any text") << head + "    self.fail(u'\\xe4')\nsuite.run()\n"
             << false << 1 << "FAILED";
-        QTest::newRow("of which a test looks at types")
-            << head + "    self.assertText('a', 'a')\nsuite.run()\n"
+        QTest::newRow("of which a test looks at types") << head + "    self.assertText('a', 'a')\nsuite.run()\n"
             << false << 1 << "AssertionError";
         QTest::newRow("whose tests are skipped") << head + "    self.skipTest('')\nsuite.run()\n"
-                                                 << true << 0 << "skipped";
-        QTest::newRow("without tests")
-            << QByteArray("import suite\nsuite.run()\n") << true << 0 << "Ran 0 tests";
+            << true << 0 << "skipped";
+        QTest::newRow("without tests") << QByteArray("import suite\nsuite.run()\n") << true << 0 << "Ran 0 tests";
         QTest::newRow("that runs none") << head + "    pass\n" << true << 0 << "";
         QTest::newRow("that breaks off") << QByteArray("unknown\n") << false << 0 << "";
+        // clang-format on
     }
 
     void failWithTheScript()

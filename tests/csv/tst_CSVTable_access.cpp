@@ -101,26 +101,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("separator");
         QTest::addColumn<QStringList>("parts");
 
-        QTest::newRow("at a character") << "1/2/3"
-                                        << "/" << QStringList{"1", "2", "3"};
-        QTest::newRow("with empty parts") << "/1//2"
-                                          << "/" << QStringList{"", "1", "", "2"};
-        QTest::newRow("at blanks without") << "1  2 3"
-                                           << " " << QStringList{"1", "2", "3"};
-        QTest::newRow("at two blanks with") << "1    2"
-                                            << "  " << QStringList{"1", "", "2"};
-        QTest::newRow("at a text") << "1 to 2"
-                                   << " to " << QStringList{"1", "2"};
-        QTest::newRow("no pattern") << "1.2"
-                                    << "." << QStringList{"1", "2"};
-        QTest::newRow("nowhere") << "1/2"
-                                 << ";" << QStringList{"1/2"};
-        QTest::newRow("empty at a character") << ""
-                                              << "/" << QStringList{""};
-        QTest::newRow("empty at blanks") << ""
-                                         << " " << QStringList();
-        QTest::newRow("at nothing") << "ab"
-                                    << "" << QStringList{"", "a", "b", ""};
+        // clang-format off
+        QTest::newRow("at a character") << "1/2/3" << "/" << QStringList{"1", "2", "3"};
+        QTest::newRow("with empty parts") << "/1//2" << "/" << QStringList{"", "1", "", "2"};
+        QTest::newRow("at blanks without") << "1  2 3" << " " << QStringList{"1", "2", "3"};
+        QTest::newRow("at two blanks with") << "1    2" << "  " << QStringList{"1", "", "2"};
+        QTest::newRow("at a text") << "1 to 2" << " to " << QStringList{"1", "2"};
+        QTest::newRow("no pattern") << "1.2" << "." << QStringList{"1", "2"};
+        QTest::newRow("nowhere") << "1/2" << ";" << QStringList{"1/2"};
+        QTest::newRow("empty at a character") << "" << "/" << QStringList{""};
+        QTest::newRow("empty at blanks") << "" << " " << QStringList();
+        QTest::newRow("at nothing") << "ab" << "" << QStringList{"", "a", "b", ""};
+        // clang-format on
     }
 
     void splitsACell()
@@ -242,36 +234,18 @@ private Q_SLOTS:
         QTest::addColumn<QString>("value");
         QTest::addColumn<double>("number");
 
-        QTest::newRow("with an annotation") << "1.5{mm}"
-                                            << "mm"
-                                            << "1.5" << 1.5;
-        QTest::newRow("without one") << "1.5"
-                                     << "before"
-                                     << "1.5" << 1.5;
-        QTest::newRow("empty") << ""
-                               << "before"
-                               << "" << -1.0;
-        QTest::newRow("an annotation only") << "{mm}"
-                                            << "mm"
-                                            << "" << -1.0;
-        QTest::newRow("an empty one") << "1.5{}"
-                                      << ""
-                                      << "1.5" << 1.5;
-        QTest::newRow("one that does not end") << "1.5{mm"
-                                               << "mm"
-                                               << "1.5" << 1.5;
-        QTest::newRow("all ends go") << "2{a}b}"
-                                     << "ab"
-                                     << "2" << 2.0;
-        QTest::newRow("further starts stay") << "2{a{b}"
-                                             << "a{b"
-                                             << "2" << 2.0;
-        QTest::newRow("an end only") << "2}"
-                                     << "before"
-                                     << "2}" << 0.0;
-        QTest::newRow("a blank at the start") << "2 {a}"
-                                              << "a"
-                                              << "2 " << 2.0;
+        // clang-format off
+        QTest::newRow("with an annotation") << "1.5{mm}" << "mm" << "1.5" << 1.5;
+        QTest::newRow("without one") << "1.5" << "before" << "1.5" << 1.5;
+        QTest::newRow("empty") << "" << "before" << "" << -1.0;
+        QTest::newRow("an annotation only") << "{mm}" << "mm" << "" << -1.0;
+        QTest::newRow("an empty one") << "1.5{}" << "" << "1.5" << 1.5;
+        QTest::newRow("one that does not end") << "1.5{mm" << "mm" << "1.5" << 1.5;
+        QTest::newRow("all ends go") << "2{a}b}" << "ab" << "2" << 2.0;
+        QTest::newRow("further starts stay") << "2{a{b}" << "a{b" << "2" << 2.0;
+        QTest::newRow("an end only") << "2}" << "before" << "2}" << 0.0;
+        QTest::newRow("a blank at the start") << "2 {a}" << "a" << "2 " << 2.0;
+        // clang-format on
     }
 
     void takesACellApart()

@@ -183,7 +183,8 @@ private Q_SLOTS:
                                                << Rows{{"a", "b"}, {"1", "ha \n\"ha\" \nha"}, {"3", "4"}};
         QTest::newRow("coordinates") << QByteArray("id,place\n1,\"48\xc2\xb0 8' 14.2\"\" N, 11\xc2\xb0 34' 31\"\" E\"\n")
                                      << Rows{{"id", "place"}, {"1", QString::fromUtf8("48\xc2\xb0 8' 14.2\" N, 11\xc2\xb0 34' 31\" E")}};
-        QTest::newRow("UTF-8") << QByteArray("a,b\n1,2\n\xca\xa4,\"\xe6\xb8\xac\"\n") << Rows{{"a", "b"}, {"1", "2"}, {QString::fromUtf8("\xca\xa4"), QString::fromUtf8("\xe6\xb8\xac")}};
+        QTest::newRow("UTF-8") << QByteArray("a,b\n1,2\n\xca\xa4,\"\xe6\xb8\xac\"\n")
+                               << Rows{{"a", "b"}, {"1", "2"}, {QString::fromUtf8("\xca\xa4"), QString::fromUtf8("\xe6\xb8\xac")}};
 
         // Corners
         QTest::newRow("blanks are content") << QByteArray(" a , \"b\" ,\"  \"\t\n") << Rows{{" a ", " \"b\" ", "  \t"}};
@@ -199,7 +200,8 @@ private Q_SLOTS:
         QTest::newRow("one line feed") << QByteArray("\n") << Rows{{""}};
         QTest::newRow("one comma") << QByteArray(",") << Rows{{"", ""}};
         QTest::newRow("comma at the end") << QByteArray("a,\n,b") << Rows{{"a", ""}, {"", "b"}};
-        QTest::newRow("zero bytes") << QByteArray("a\0b,\"\0\",\0\nc", 11) << Rows{{QString::fromLatin1("a\0b", 3), QString(1, QChar(0)), QString(1, QChar(0))}, {"c"}};
+        QTest::newRow("zero bytes") << QByteArray("a\0b,\"\0\",\0\nc", 11)
+                                    << Rows{{QString::fromLatin1("a\0b", 3), QString(1, QChar(0)), QString(1, QChar(0))}, {"c"}};
         QTest::newRow("byte order mark") << QByteArray("\xef\xbb\xbf\"a\",b") << Rows{{"a", "b"}};
         QTest::newRow("two byte order marks") << QByteArray("\xef\xbb\xbf\xef\xbb\xbf" "a,b") << Rows{{QString(QChar(0xfeff)) + "a", "b"}};
         // clang-format on

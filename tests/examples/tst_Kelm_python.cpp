@@ -46,26 +46,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("output");
         QTest::addColumn<int>("status");
 
-        QTest::newRow("nothing") << ""
-                                 << "" << 0;
-        QTest::newRow("statements") << "x = 3\nprint x\nx\n"
-                                    << "3\n"
-                                    << 0;
-        QTest::newRow("a block without an empty line") << "if 1:\n  print 1\nprint 2\n"
-                                                       << "1\n2\n"
-                                                       << 0;
-        QTest::newRow("a failure") << "print 1\n1 / 0\nprint 2\n"
-                                   << "1\n"
-                                   << 1;
-        QTest::newRow("a status") << "import sys\nsys.exit(4)\n"
-                                  << "" << 4;
-        QTest::newRow("arguments") << "import sys; print sys.argv\n"
-                                   << "['']\n"
-                                   << 0;
-        QTest::newRow("the module")
-            << "from KelmUtils import Utils\nprint Utils.File.base('a/b.c')\n"
-            << "b\n"
-            << 0;
+        // clang-format off
+        QTest::newRow("nothing") << "" << "" << 0;
+        QTest::newRow("statements") << "x = 3\nprint x\nx\n" << "3\n" << 0;
+        QTest::newRow("a block without an empty line") << "if 1:\n  print 1\nprint 2\n" << "1\n2\n" << 0;
+        QTest::newRow("a failure") << "print 1\n1 / 0\nprint 2\n" << "1\n" << 1;
+        QTest::newRow("a status") << "import sys\nsys.exit(4)\n" << "" << 4;
+        QTest::newRow("arguments") << "import sys; print sys.argv\n" << "['']\n" << 0;
+        QTest::newRow("the module") << "from KelmUtils import Utils\nprint Utils.File.base('a/b.c')\n" << "b\n" << 0;
+        // clang-format on
     }
 
     void runsItsInputAsAScript()

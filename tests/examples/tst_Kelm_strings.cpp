@@ -82,10 +82,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("output");
 
-        QTest::newRow("the end of the key") << ".Answers.btn.Yes"
-                                            << "Yes\n";
-        QTest::newRow("empty") << ".Answers.btn.None"
-                               << "\n";
+        // clang-format off
+        QTest::newRow("the end of the key") << ".Answers.btn.Yes" << "Yes\n";
+        QTest::newRow("empty") << ".Answers.btn.None" << "\n";
+        // clang-format on
     }
 
     void knowsTextsThatLookLikeNone()

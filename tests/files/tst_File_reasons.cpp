@@ -483,16 +483,13 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("answer");
         QTest::addColumn<QString>("start");
         QTest::addColumn<QString>("end");
-        QTest::newRow("missing") << QByteArray("HTTP/1.1 404 No\r\nContent-Length: 0\r\n\r\n")
-                                 << "The address \""
-                                 << "server replied: No";
-        QTest::newRow("cut off") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nab")
-                                 << ""
-                                 << "";
-        QTest::newRow("too large")
-            << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n123456789")
-            << "The answer of \""
-            << "has more than 8 bytes.";
+        // clang-format off
+        QTest::newRow("missing") << QByteArray("HTTP/1.1 404 No\r\nContent-Length: 0\r\n\r\n") << "The address \""
+            << "server replied: No";
+        QTest::newRow("cut off") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nab") << "" << "";
+        QTest::newRow("too large") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n123456789")
+            << "The answer of \"" << "has more than 8 bytes.";
+        // clang-format on
     }
 
     void areForAddresses()

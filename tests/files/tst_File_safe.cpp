@@ -296,12 +296,11 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("link");
         QTest::addColumn<QString>("target");
-        QTest::newRow("relative") << "link"
-                                  << "below/file";
-        QTest::newRow("to what is missing") << "link"
-                                            << "below/missing";
-        QTest::newRow("up") << "below/link"
-                            << "../from/file";
+        // clang-format off
+        QTest::newRow("relative") << "link" << "below/file";
+        QTest::newRow("to what is missing") << "link" << "below/missing";
+        QTest::newRow("up") << "below/link" << "../from/file";
+        // clang-format on
     }
 
     void keepsLinks()

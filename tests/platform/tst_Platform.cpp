@@ -395,10 +395,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("source");
         QTest::addColumn<QString>("expected");
 
-        QTest::newRow("file") << "a"
-                              << "folder/a";
-        QTest::newRow("folder") << "from"
-                                << "folder/from/b";
+        // clang-format off
+        QTest::newRow("file") << "a" << "folder/a";
+        QTest::newRow("folder") << "from" << "folder/from/b";
+        // clang-format on
     }
 
     void movesIntoAFolderWithoutTheCommandToo()
