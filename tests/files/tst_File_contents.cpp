@@ -1,5 +1,6 @@
 #include "utils/files/File.h"
 
+#include "tests/support/Bytes.h"
 #include "tests/support/Files.h"
 #include "tests/support/FullDisk.h"
 #include "tests/support/Limits.h"
@@ -50,13 +51,6 @@ extern "C" __attribute__((visibility("default"))) off64_t lseek64(int file, off6
 
 using Write = std::function<bool(const QString &)>;
 Q_DECLARE_METATYPE(Write)
-
-/// Bytes from a literal that may hold zero bytes.
-template <int size>
-static QByteArray bytes(const char (&literal)[size])
-{
-    return QByteArray(literal, size - 1);
-}
 
 /// Text from a UTF-8 literal that may hold zero bytes.
 template <int size>

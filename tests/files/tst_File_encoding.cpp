@@ -4,6 +4,7 @@
 #include "utils/files/FileReader.h"
 
 #include "tests/strings/Catalogue.h" // loadLibraryTexts, resetCatalogue
+#include "tests/support/Bytes.h"
 #include "tests/support/Encoded.h"
 #include "tests/support/Files.h" // makeFile
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
@@ -18,13 +19,6 @@
 using Data::String;
 using Utils::File;
 using Utils::FileReader;
-
-/// Bytes from a literal that may hold zero bytes.
-template <int size>
-static QByteArray bytes(const char (&literal)[size])
-{
-    return QByteArray(literal, size - 1);
-}
 
 static const QString german = QStringLiteral("Temperatur {\u00B0C};Kr\u00E4fte;\u20AC\n20;1,5;3\n");
 static const QString japanese = QStringLiteral("\u6E29\u5EA6,\u8377\u91CD\uFF71\uFF72\n20,1.5\n");

@@ -1,4 +1,5 @@
 #include "tests/strings/Catalogue.h"
+#include "tests/support/Bytes.h"
 #include "tests/support/Files.h"
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
@@ -18,13 +19,6 @@
 #include <random>
 
 using Utils::TagFile;
-
-/// Bytes from a literal that may hold zero bytes.
-template <int size>
-static QByteArray bytes(const char (&literal)[size])
-{
-    return QByteArray(literal, size - 1);
-}
 
 /// A device that never says it is at its end, as a file whose size is not what can be read.
 class EndlessBuffer : public QBuffer
