@@ -84,9 +84,8 @@ public:
     bool read(const Data::String &path, Progress *progress = nullptr);
 
     /// Sets the encoding of the fields as text, such as "windows-1252", from the next read() on;
-    /// "auto" for the File::encoding() of the file, for which read() searches it. With "", as at
-    /// first, the encoding is UTF-8. False, with nothing changed, when there is no encoding of that
-    /// name.
+    /// "auto" for the File::encoding() of each file that is read. With "", as at first, the
+    /// encoding is UTF-8. False, with nothing changed, when there is no encoding of that name.
     ///
     /// With an encoding, a byte order mark of UTF-8 is not part of row 0. Bytes that are not valid
     /// in the encoding become U+FFFD. read() fails, with a reason in File::lastError(), for an

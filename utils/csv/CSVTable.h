@@ -583,6 +583,7 @@ public:
     /// False when the file cannot be opened; it is then unchanged. False, too, when the memory does
     /// not suffice for a row, and when a row of a table in the file cannot be read any more; the
     /// file then contains the rows before it, or some of them.
+    ///
     /// With File::setSafeWriting() the file has all rows when the result is true, and otherwise its
     /// old contents.
     ///

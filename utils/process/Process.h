@@ -227,9 +227,9 @@ public:
     /// cancel it. No events are processed. If a program of this object is running, no other one is
     /// started, and neither that program nor its output is touched.
     ///
-    /// For each result but RunFinished, File::lastError() has the reason. The time to start counts,
-    /// too, but does not end before the 3 seconds of start(). Output that descendants write after
-    /// the end of the program is not part of its output.
+    /// For each result but RunFinished, File::lastError() has the reason. The time of the start
+    /// counts, too, but a start may take its 3 seconds even if \p timeout is less. Output that
+    /// descendants write after the end of the program is not part of its output.
     RunResult run(int timeout = -1);
 
     /// Ends the running program in three steps:
@@ -271,9 +271,9 @@ public:
     ///     "a\nb\r\n\n10%\r20%\rend"  => "a", "b", "", "10%", "20%", "end"
     ///
     /// The lines arrive when an event loop runs, within 10 ms during wait(), run() and stop(), and
-    /// at the end of a sendData() that waits; the last ones before others are told by the signal
-    /// finished(int, QProcess::ExitStatus) of object(). A start() drops the lines of an earlier
-    /// program that have not been delivered.
+    /// at the end of a sendData() that waits; the last ones before other receivers of the signal
+    /// finished(int, QProcess::ExitStatus) of object() are called. A start() drops the lines of an
+    /// earlier program that have not been delivered.
     ///
     /// The function may do anything: replace itself, kill() or delete this object, which drops the
     /// remaining lines, start other programs, or run an event loop. It is not called again before

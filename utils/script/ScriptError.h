@@ -53,8 +53,8 @@ public:
     /// position.
     Data::String text() const;
 
-    /// The text that Python prints for the exception, in several lines; "" without an exception. In
-    /// code that was passed as text, each line of it is quoted as the lines of a file are.
+    /// The text that Python prints for the exception, in several lines; "" without an exception. It
+    /// quotes the lines of a file, and also those of code that was passed as text.
     Data::String traceback() const;
 
     /// The position of a syntax error; otherwise that of the innermost frame, which has no column.
@@ -78,7 +78,7 @@ public:
     /// ".Kelm.Utils.err.scriptlimit".
     bool isInterrupted() const;
 
-    /// Whether it was the time limit.
+    /// Whether isInterrupted() is true because of the time limit.
     bool isTimeLimit() const;
 
     /// The milliseconds from the call of ScriptManager::interrupt(), or from the end of the time

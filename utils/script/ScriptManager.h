@@ -119,14 +119,14 @@ public:
     bool reset(const Data::String &language);
 
     /// Returns why the run or check that has ended last has failed; an empty error when it has
-    /// succeeded. A run in which others are nested ends after these: its error, or success, then
+    /// succeeded. A run ends after the runs that are nested in it, so its error, or its success,
     /// replaces theirs.
     ///
     /// The error is set before the host is told of a run by a message or a signal.
     ScriptError error() const;
 
-    /// Returns the errors of the modules that are not available to scripts, as their initialisation
-    /// has failed since the interpreter of \p language started; see IScriptableModule. A failed
+    /// Returns the errors of the modules that are not available to scripts, because their
+    /// initialisation by the interpreter of \p language has failed; see IScriptableModule. A failed
     /// module does not make a run fail. An exception that the module has raised or printed is
     /// described; without one, the error has a text only.
     QList<ScriptError> moduleErrors(const Data::String &language) const;
@@ -139,9 +139,9 @@ public:
     /// library; see docs/scripting.md for what cannot be interrupted. A Progress that can be
     /// cancelled is cancelled.
     ///
-    /// A script may catch the exception and go on. In nested runs, the innermost one is interrupted
-    /// and, when it has not caught the exception, the one around it after it. A second call while
-    /// the script has not noticed the first one has no effect.
+    /// A script may catch the exception and go on. Of nested runs, the innermost one is interrupted
+    /// first. Unless it catches the exception, the run around it is interrupted next, and so on. A
+    /// second call has no effect while the script has not noticed the first one.
     static bool interrupt();
 
     /// Sets how long a run may take, in milliseconds, before it is ended by a KeyboardInterrupt. 0,
@@ -150,8 +150,8 @@ public:
     /// The limit is that of an outermost run, and includes the runs that are nested in it. The
     /// start of the interpreter and of modules is not counted. A script that catches the exception
     /// gets another one each second. The limit applies to runs that begin after the call. What
-    /// scripts have left to the end of the interpreter, such as functions of the module atexit, is
-    /// a run with a limit of its own.
+    /// runs when the interpreter ends, such as functions of the module atexit, is a run with a
+    /// limit of its own.
     static void setTimeLimit(int milliseconds);
     static int timeLimit();
 
@@ -173,13 +173,13 @@ public:
     ///
     /// The sink is called on the main thread: at once for what that thread writes. What other
     /// threads of scripts write waits until the main thread executes its next instruction of
-    /// Python, or its run ends. The sink may run scripts, and replace or remove the sink; what is
-    /// written while it runs is passed on after it has returned.
+    /// Python, or its run ends. The sink may run scripts, and may set another sink or none; what
+    /// is written while it runs is passed on after it has returned.
     ///
     /// A text is what one call writes, or several joined. A character whose bytes are written one
     /// after the other arrives whole, and bytes that are not UTF-8 as U+FFFD. If the sink throws an
-    /// exception, the text goes to the stream of the process. So does the text of child processes
-    /// and of C code, and of copies of the process that a script makes.
+    /// exception, the text goes to the stream of the process. So does what child processes and C
+    /// code write, and what a copy of the process writes that a script has made by os.fork().
     ///
     /// Remove the sink before what it uses is destroyed: the interpreter may write at its end.
     void setOutputSink(const ScriptOutputSink &sink);
@@ -192,7 +192,7 @@ public:
     /// and a source that throws an exception.
     void setInputSource(const ScriptInputSource &source);
 
-    /// Returns the names that can complete what \p text ends with, sorted: of "Utils.File.si" the
+    /// Returns the names that can complete the end of \p text, sorted: for "Utils.File.si" the
     /// attributes of Utils.File that begin with "si". The text is what has been written up to the
     /// cursor, also of several lines.
     ///
@@ -200,11 +200,11 @@ public:
     ///     "Utils.File."     => attributes; those that begin with "_" only after a "_"
     ///     "import xml."     => modules
     ///     "from os import " => names of a loaded module, and modules of a package
-    ///     "'fl", "# fl"     => nothing, as in each text and comment
+    ///     "'fl", "# fl"     => nothing: the end is in a string or comment
     ///
     /// Nothing of a script is called: no property, no __getattr__ and no import. So what only a
-    /// call could tell is not completed, such as "f()." and attributes of a property. Without a
-    /// running interpreter there are only keywords; it is not started.
+    /// call could tell is not completed, such as the attributes of "f()" and of a property. Without
+    /// a running interpreter there are only keywords; it is not started.
     QVector<ScriptCompletion> complete(const Data::String &text,
                                        const Data::String &language) const;
 

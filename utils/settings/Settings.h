@@ -49,10 +49,9 @@ class SettingsStore;
 /// reported, and reading it returns the default.
 ///
 /// A stored value keeps its type only within the process; a later process may read it as text. The
-/// registry of Windows keeps the type of few values, also within the process. The
-/// typed getters convert it. The getters return the default only for an absent key; a value that
-/// does not convert yields 0, false or "". Only getColor() returns the default for such a value,
-/// too.
+/// registry of Windows keeps the type of few values, even within the process. The typed getters
+/// convert the value. The getters return the default only for an absent key; a value that does not
+/// convert yields 0, false or "". Only getColor() returns the default for such a value, too.
 ///
 /// Without a QGuiApplication Qt cannot build a QPixmap, QBitmap, QIcon or QCursor, nor a value that
 /// contains one. Such a value in the file is then read as an invalid variant, and so is a damaged
@@ -179,8 +178,8 @@ public:
     /// Writes the values in the current group and below it to the file at \p path, from which
     /// importFrom() reads them, in this program or in another one. Keys are relative to the current
     /// group. False, with the file unchanged and the reason in File::lastError(), when it cannot be
-    /// written completely, when it is the file in which the settings are stored, when
-    /// these cannot be read completely, and when canExport() is false for the current group.
+    /// written completely, when it is the file in which the settings are stored, when these cannot
+    /// be read completely, and when canExport() is false for the current group.
     ///
     /// These are left out:
     /// - the groups for which canExport() is false, and all groups in them: those that setFlags()
