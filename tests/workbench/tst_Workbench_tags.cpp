@@ -139,7 +139,7 @@ private Q_SLOTS:
         QVERIFY(test.editor()); // it stays open
         QCOMPARE(test.text(path, column), before);
 
-        // What was typed is not lost without a word when the editor is left.
+        // The user is told when the editor is left and what was typed is dropped.
         QTest::mouseClick(test.tree().viewport(), Qt::LeftButton, {},
                           test.tree().visualRect(test.cell({0}, kind)).center());
         QTRY_VERIFY(!test.editor());

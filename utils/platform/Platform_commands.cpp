@@ -6,7 +6,7 @@
 
 namespace Utils::Platform {
 
-/// Whether no shell gives a meaning to \p character within a word.
+/// Whether \p character has no meaning to any shell within a word.
 static bool isPlain(char character)
 {
     const bool isLetter =

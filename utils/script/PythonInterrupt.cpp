@@ -181,7 +181,7 @@ static void wake()
         tellPython();
 }
 
-/// What scripts call as signal.signal(). The signal of the alarm belongs to nobody else: it is
+/// What scripts call as signal.signal(). Scripts cannot handle the signal of the alarm: it is
 /// refused as SIGKILL is.
 static PyObject *onSetHandler(PyObject *self, PyObject *arguments)
 {

@@ -107,7 +107,7 @@ private:
     bool holdsWhatIsStored(const QSettings::SettingsMap &values);
 
     /// Where the case of keys is ignored, QSettings passes keys in lower case to be written; these
-    /// give them the case in which they were read or set.
+    /// restore the case in which they were read or set.
     void noteCase(const QString &key);
     QSettings::SettingsMap withTheirCase(const QSettings::SettingsMap &values) const;
     QString obstacle() const;
