@@ -38,6 +38,22 @@ static ScriptCompletion completion(const QString &text, const QString &name)
     return {};
 }
 
+extern "C" void initDocumented(); // which SIP makes of Documented.sip
+
+/// The module of a host whose classes have texts.
+class DocumentedModule : public Utils::IScriptableModule
+{
+public:
+    DocumentedModule() : IScriptableModule("Documented") {}
+    bool initialize() override
+    {
+        if (!Py_IsInitialized())
+            return false;
+        initDocumented();
+        return !PyErr_Occurred();
+    }
+};
+
 class tst_PythonScript_completion : public QObject
 {
     Q_OBJECT
@@ -313,6 +329,23 @@ private Q_SLOTS:
                "With a type as second argument, return whether that is the object's type.\n"
                "The form using a tuple, isinstance(x, (A, B, ...)), is a shortcut for\n"
                "isinstance(x, A) or isinstance(x, B) or ... (etc.).";
+        QTest::newRow("a function in C with overloads") << "rang" << "range" << int(Kind::Function) << "range(stop) -> list of integers\nrange(start, stop[, step]) -> list of integers"
+            << "Return a list containing an arithmetic progression of integers.\n"
+               "range(i, j) returns [i, i+1, i+2, ..., j-1]; start (!) defaults to 0.\n"
+               "When step is given, it specifies the increment (or decrement).\n"
+               "For example, range(4) returns [0, 1, 2, 3].  The end point is omitted!\n"
+               "These are exactly the valid indices for a list of 4 elements.";
+        QTest::newRow("a method in C with a remark") << "list.ind" << "index" << int(Kind::Function) << "index(value, [start, [stop]]) -> integer"
+            << "return first index of value.\nRaises ValueError if the value is not present.";
+        QTest::newRow("a class in C with overloads of several lines") << "dic" << "dict" << int(Kind::Class) << "dict() -> new empty dictionary"
+            << "dict(mapping) -> new dictionary initialized from a mapping object's\n"
+               "    (key, value) pairs\n"
+               "dict(iterable) -> new dictionary initialized as if via:\n"
+               "    d = {}\n"
+               "    for k, v in iterable:\n"
+               "        d[k] = v\n"
+               "dict(**kwargs) -> new dictionary initialized with the name=value pairs\n"
+               "    in the keyword argument list.  For example:  dict(one=1, two=2)";
         QTest::newRow("a method in C") << "str.isal" << "isalnum" << int(Kind::Function) << "isalnum() -> bool"
             << "Return True if all characters in S are alphanumeric\nand there is at least one character in S, False otherwise.";
         QTest::newRow("a class in C") << "enumer" << "enumerate" << int(Kind::Class) << "enumerate(iterable[, start]) -> iterator for index, value of iterable"
@@ -358,7 +391,95 @@ private Q_SLOTS:
         QCOMPARE(found.documentation, Data::String(documentation));
     }
 
+    void describesTheClassesOfAHost_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<QString>("signature");
+        QTest::addColumn<QString>("documentation");
+
+        const int function = ScriptCompletion::Function;
+        const int type = ScriptCompletion::Class;
+        // clang-format off
+        QTest::newRow("a class") << "Documented.Bea" << "Beam" << type << "Beam(length: float)\nBeam(name: str)" << "A beam.";
+        QTest::newRow("a class without a text") << "Documented.Loa" << "Loads" << type << "" << "";
+        QTest::newRow("a method") << "beam.ben" << "bend" << function << "bend(force: float)" << "Bends the beam.\n\nThe force is in kN.";
+        QTest::newRow("of the class") << "Documented.Beam.ben" << "bend" << function << "bend(force: float)" << "Bends the beam.\n\nThe force is in kN.";
+        QTest::newRow("overloads") << "beam.loa" << "load" << function << "load(int) -> int\nload(str, float = 2.5) -> int" << "";
+        QTest::newRow("no arguments") << "beam.len" << "length" << function << "length() -> float" << "";
+        QTest::newRow("a static method") << "beam.mak" << "make" << function << "make(kind: int = 1) -> Beam" << "Makes one.";
+        QTest::newRow("a text without a signature") << "beam.pai" << "paint" << function << "" << "Paints the beam.";
+        QTest::newRow("no text") << "beam.cu" << "cut" << function << "" << "";
+        QTest::newRow("of a derived class") << "mine.ben" << "bend" << function << "bend(force: float)" << "Bends the beam.\n\nThe force is in kN.";
+        QTest::newRow("of a mixed-in class") << "mine.tota" << "total" << function << "total() -> float" << "The sum.";
+        QTest::newRow("a function of the module") << "Documented.are" << "area" << function << "area(width: float) -> float" << "The area.";
+        // clang-format on
+    }
+
+    void describesTheClassesOfAHost()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, name);
+        QFETCH(int, kind);
+        QFETCH(QString, signature);
+        QFETCH(QString, documentation);
+        const DocumentedModule module;
+        QVERIFY2(d->engine.runCode("import Documented, sip\n"
+                                   "called = []\n"
+                                   "class Mine(Documented.Beam, Documented.Loads):\n"
+                                   "    def __getattribute__(self, name):\n"
+                                   "        called.append(name)\n"
+                                   "        return super(Mine, self).__getattribute__(name)\n"
+                                   "beam = Documented.Beam(2.5)\n"
+                                   "mine = Mine(2.5)\n"
+                                   "del called[:]\n"),
+                 d->engine.errorMessage().c_str());
+
+        const ScriptCompletion found = completion(text, name);
+
+        QCOMPARE(found.name, Data::String(name));
+        QCOMPARE(int(found.kind), kind);
+        QCOMPARE(found.signature, Data::String(signature));
+        QCOMPARE(found.documentation, Data::String(documentation));
+        QCOMPARE(d->value("repr(called) + str(Documented.Beam.calls())"), Data::Variant("[]0"));
+        d.reset(); // the interpreter ends with the module
+    }
+
     // What must not happen
+
+    void isNotMisledByTheNamesOfClasses_data()
+    {
+        QTest::addColumn<QString>("name");
+
+        for (const char *name : {"method_descriptor", "classmethod_descriptor",
+                                 "sip.methoddescriptor", "sip.variabledescriptor"})
+            QTest::newRow(name) << name;
+    }
+
+    void isNotMisledByTheNamesOfClasses()
+    {
+        QFETCH(QString, name);
+        QVERIFY2(d->engine.runCode("called = []\n"
+                                   "def note(*rest): called.append(1)\n"
+                                   "Named = type('" +
+                                   name +
+                                   "', (object,), {'__get__': note, '__slots__': ()})\n"
+                                   "named = Named()\n"
+                                   "class Holder(object): pass\n"
+                                   "Holder.held = named\n"
+                                   "del called[:]\n"),
+                 d->engine.errorMessage().c_str());
+
+        const ScriptCompletion found = completion("named", "named");
+        const ScriptCompletion held = completion("Holder.he", "held");
+
+        QCOMPARE(int(found.kind), int(ScriptCompletion::Variable));
+        QCOMPARE(int(held.kind), int(ScriptCompletion::Variable));
+        QCOMPARE(found.signature + found.documentation + held.signature, Data::String());
+        QCOMPARE(d->value("len(called)"), Data::Variant(0));
+        QVERIFY(d->engine.runCode("del named, Holder\n"));
+    }
 
     void callsNothingOfAScript()
     {

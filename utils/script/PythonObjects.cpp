@@ -4,6 +4,7 @@
 #include "utils/script/PythonStubs_p.h"
 #include "utils/script/PythonText_p.h"
 
+#include <QRegularExpression>
 #include <QSet>
 
 #include <structmember.h>
@@ -24,16 +25,25 @@ PythonObjects::Guard::~Guard() { PyErr_Restore(m_type, m_value, m_traceback); }
 using PythonObjects::Name;
 using PythonObjects::Visitor;
 
-static bool isNamed(const PyTypeObject *type, const char *name)
+/// Whether \p type is the type of C with that name. A class of a script may have the same name, but
+/// its objects have another layout.
+static bool isBuiltIn(const PyTypeObject *type, const char *name)
 {
-    return std::strcmp(type->tp_name, name) == 0;
+    return !(type->tp_flags & Py_TPFLAGS_HEAPTYPE) && std::strcmp(type->tp_name, name) == 0;
 }
 
 /// Whether SIP has made \p type, which fills its dictionary when an attribute is first read.
-static bool isOfSip(PyTypeObject *type)
+static bool isOfSip(PyTypeObject *type) { return isBuiltIn(Py_TYPE(type), "sip.wrappertype"); }
+
+static bool isMethodOfC(PyObject *value)
 {
-    const PyTypeObject *const metaType = Py_TYPE(type);
-    return !(metaType->tp_flags & Py_TPFLAGS_HEAPTYPE) && isNamed(metaType, "sip.wrappertype");
+    const PyTypeObject *const type = Py_TYPE(value);
+    return isBuiltIn(type, "method_descriptor") || isBuiltIn(type, "classmethod_descriptor");
+}
+
+static bool isMethodOfSip(PyObject *value)
+{
+    return isBuiltIn(Py_TYPE(value), "sip.methoddescriptor");
 }
 
 static PyObject *asObject(PyTypeObject *type) { return reinterpret_cast<PyObject *>(type); }
@@ -143,14 +153,13 @@ static bool isFunction(PyObject *value)
     const PyTypeObject *const type = Py_TYPE(value);
     return PyFunction_Check(value) || PyMethod_Check(value) || PyCFunction_Check(value) ||
            type == &PyStaticMethod_Type || type == &PyClassMethod_Type ||
-           type == &PyWrapperDescr_Type || isNamed(type, "method_descriptor") ||
-           isNamed(type, "classmethod_descriptor") || isNamed(type, "sip.methoddescriptor");
+           type == &PyWrapperDescr_Type || isMethodOfC(value) || isMethodOfSip(value);
 }
 
 static bool isProperty(PyObject *value)
 {
     const PyTypeObject *const type = Py_TYPE(value);
-    return type->tp_descr_set || isNamed(type, "sip.variabledescriptor");
+    return type->tp_descr_set || isBuiltIn(type, "sip.variabledescriptor");
 }
 
 PyObject *PythonObjects::findAttribute(PyObject *object, const QByteArray &name)
@@ -244,19 +253,53 @@ static QString argumentsOf(PyObject *object, bool isBound)
     return arguments.join(QLatin1String(", "));
 }
 
-/// Splits the documentation of a function in C, whose first line may be its signature.
+/// Returns the signature of \p name with which \p line of its documentation begins; "" when it has
+/// none. There may be an object before it, as in "S.lower() -> string".
+static QString signatureIn(const QString &line, const QString &name)
+{
+    const int start = line.indexOf(name + QLatin1Char('('));
+    const bool isSignature = start == 0 || (start > 0 && line.at(start - 1) == QLatin1Char('.') &&
+                                            !line.left(start).contains(QLatin1Char(' ')));
+    return isSignature ? line.mid(start) : QString();
+}
+
+/// Splits the documentation of a function in C, whose first lines may be its signatures. What
+/// follows " -- " in a signature is documentation, too.
 static void setFromC(ScriptCompletion &result, const char *text)
 {
-    QString documentation = textOf(text);
-    const QString line = documentation.section(QLatin1Char('\n'), 0, 0);
-    const int start = line.indexOf(result.name + QLatin1Char('('));
-    const bool isSignature = start == 0 || (start > 0 && line.at(start - 1) == QLatin1Char('.'));
-    if (isSignature) {
-        const QString separator = QStringLiteral(" -- ");
-        result.signature = line.mid(start).section(separator, 0, 0).trimmed();
-        documentation = line.section(separator, 1) + documentation.mid(line.size());
+    const QString separator = QStringLiteral(" -- ");
+    QStringList lines = textOf(text).split(QLatin1Char('\n'));
+    QStringList signatures;
+    QString rest; // of the line of the last signature
+    while (!lines.isEmpty() && rest.isEmpty()) {
+        const QString found = signatureIn(lines.constFirst(), result.name);
+        const bool isContinued = lines.value(1).startsWith(QLatin1Char(' '));
+        if (found.isEmpty() || (isContinued && !signatures.isEmpty()))
+            break;
+        signatures.append(found.section(separator, 0, 0).trimmed());
+        rest = found.section(separator, 1);
+        lines.removeFirst();
     }
-    result.documentation = documentation.trimmed();
+    result.signature = signatures.join(QLatin1Char('\n'));
+    result.documentation = (rest + QLatin1Char('\n') + lines.join(QLatin1Char('\n'))).trimmed();
+}
+
+/// Describes a method of a class that SIP has made. Its descriptor has the text in the definition
+/// of the function only, which is private.
+///
+/// Nothing of a script is run: the descriptor's type is one of C, from which no class can be
+/// derived. With None in the place of an object, it only makes the function: it reads no attribute,
+/// and the function is not called.
+static void setFromSip(ScriptCompletion &result, PyObject *descriptor)
+{
+    static const QRegularExpression self(QStringLiteral(R"(\(self(, )?)"));
+    const descrgetfunc get = Py_TYPE(descriptor)->tp_descr_get;
+    const PythonReference made(get ? get(descriptor, Py_None, nullptr) : nullptr);
+    if (!made || !PyCFunction_Check(made.get()))
+        return;
+    setFromC(result, reinterpret_cast<PyCFunctionObject *>(made.get())->m_ml->ml_doc);
+    QString signature = result.signature;
+    result.signature = signature.replace(self, QStringLiteral("("));
 }
 
 static void describeFunction(ScriptCompletion &result, PyObject *value, bool isInClass)
@@ -283,10 +326,10 @@ static void describeFunction(ScriptCompletion &result, PyObject *value, bool isI
                                           : nullptr);
     } else if (PyCFunction_Check(value)) {
         setFromC(result, reinterpret_cast<PyCFunctionObject *>(value)->m_ml->ml_doc);
-    } else if (isNamed(Py_TYPE(value), "method_descriptor") ||
-               isNamed(Py_TYPE(value), "classmethod_descriptor"))
-    {
+    } else if (isMethodOfC(value)) {
         setFromC(result, reinterpret_cast<PyMethodDescrObject *>(value)->d_method->ml_doc);
+    } else if (isMethodOfSip(value)) {
+        setFromSip(result, value);
     } else if (Py_TYPE(value) == &PyWrapperDescr_Type) {
         setFromC(result, reinterpret_cast<PyWrapperDescrObject *>(value)->d_base->doc);
     }

@@ -202,6 +202,9 @@ public:
     ///     "from os import " => names of a loaded module, and modules of a package
     ///     "'fl", "# fl"     => nothing: the end is in a string or comment
     ///
+    /// Signatures and documentation are those of the stubs of KelmUtils, and otherwise what
+    /// functions and classes store, also those of the modules of a host.
+    ///
     /// Nothing of a script is called: no property, no __getattr__ and no import. So what only a
     /// call could tell is not completed, such as the attributes of "f()" and of a property. Without
     /// a running interpreter there are only keywords; it is not started.
