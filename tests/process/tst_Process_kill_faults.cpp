@@ -421,6 +421,37 @@ private Q_SLOTS:
         QCOMPARE(tree.exitCode(), SIGKILL);
     }
 
+    void leavesDescendantsWhereProcessesCannotBeListed_data()
+    {
+        QTest::addColumn<bool>("isStop");
+        QTest::addColumn<int>("exitCode");
+
+        QTest::newRow("kill") << false << SIGKILL;
+        QTest::newRow("stop") << true << SIGTERM;
+    }
+
+    void leavesDescendantsWhereProcessesCannotBeListed()
+    {
+        QFETCH(bool, isStop);
+        QFETCH(int, exitCode);
+        const MarkedProcesses marked;
+        Process tree("/bin/sh");
+        tree.setStopPolicy(60000, Process::AskTree);
+        QVERIFY(startTree(tree, marked));
+
+        failsForGood = true;
+        opensLeft = 0;
+        if (isStop)
+            QVERIFY(tree.stop());
+        else
+            tree.kill();
+        opensLeft = -1;
+
+        QVERIFY(tree.wait(false));
+        QCOMPARE(tree.exitCode(), exitCode);
+        QCOMPARE(marked.ids().size(), 3);
+    }
+
     /// /proc may hide what the user cannot read, such as a program without the right to read it.
     void takesTheProgramThatCannotBeRead()
     {

@@ -154,7 +154,9 @@ public:
     bool wait(bool showProgress);
 
     /// Kills the program according to the kill mode. Its end is noticed by wait() or by the event
-    /// loop. Does nothing when the program has ended, even if its end was not noticed yet.
+    /// loop. Does nothing when the program has ended, even if its end was not noticed yet. Where
+    /// the processes of the system cannot be listed, as on Linux without /proc, the descendants
+    /// stay.
     void kill();
 
     /// Kills the process \p pid and all its descendants, and returns when this is done. Does
@@ -242,10 +244,11 @@ public:
     ///    are asked, too.
     /// 3. Kills those that still run, with all their descendants.
     ///
-    /// With KillSingle, only the program is asked, waited for and killed. A descendant that was
-    /// started during the call and whose parent ended within 50 ms may be missed, as well as one
-    /// whose parent had ended before the call; both stay. On Windows, descendants are killed only
-    /// with their program.
+    /// With KillSingle, only the program is asked, waited for and killed, and so it is where the
+    /// processes of the system cannot be listed, as on Linux without /proc: the descendants stay.
+    /// Otherwise, a descendant that was started during the call and whose parent ended within 50 ms
+    /// may be missed, as well as one whose parent had ended before the call; both stay. On Windows,
+    /// descendants are killed only with their program.
     ///
     /// True when the program has ended, or none was running. No events are processed. A call during
     /// another one, from a function of onLine(), returns at once.
