@@ -1,3 +1,4 @@
+#include "utils/script/PythonStubs_p.h"
 #include "utils/script/ScriptManager.h"
 
 #include "tests/script/PythonFixture.h"
@@ -300,6 +301,40 @@ private Q_SLOTS:
         QCOMPARE(found.name, Data::String(name));
         QCOMPARE(int(found.kind), kind);
         QCOMPARE(found.signature, Data::String(signature));
+    }
+
+    void readsTheDocumentationOfStubs()
+    {
+        Utils::PythonStubs stubs;
+        stubs.add("parts", "class Scope:\n"
+                           "    class Bolt:\n"
+                           "        \"\"\"A bolt.\"\"\"\n"
+                           "        size: int\n"
+                           "        @overload\n"
+                           "        def turn(self, angle: float, /) -> None:\n"
+                           "            \"\"\"Turns it.\n"
+                           "\n"
+                           "            The angle is in degrees.\n"
+                           "            \"\"\"\n"
+                           "        @overload\n"
+                           "        def turn(self, part: str,\n"
+                           "                 angle: float = 1.5, /) -> None: ...\n"
+                           "    class Nut(Bolt): ...\n");
+
+        const auto *const bolt = stubs.find("parts", "Bolt", "");
+        const auto *const turn = stubs.find("parts", "Bolt", "turn");
+        QVERIFY(bolt && turn);
+        QCOMPARE(bolt->documentation, QString("A bolt."));
+        QCOMPARE(bolt->signature, QString());
+        QCOMPARE(turn->documentation, QString("Turns it.\n\nThe angle is in degrees."));
+        QCOMPARE(turn->signature, QString("turn(angle: float) -> None\n"
+                                          "turn(part: str, angle: float = 1.5) -> None"));
+        QVERIFY(stubs.find("parts", "Nut", ""));
+        QCOMPARE(stubs.find("parts", "Nut", "")->documentation, QString());
+        QVERIFY(!stubs.find("parts", "Bolt", "size"));
+        QVERIFY(!stubs.find("other", "Bolt", "turn"));
+        const auto *const text = Utils::PythonStubs::instance().find("KelmData", "Variant", "");
+        QVERIFY(text && text->documentation.startsWith("A value of any type."));
     }
 
     void describesNames_data()

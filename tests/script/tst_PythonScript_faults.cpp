@@ -1,4 +1,6 @@
 #include "utils/script/PythonScript_p.h"
+#include "utils/script/ScriptError.h"
+#include "utils/script/ScriptManager.h"
 
 #include "tests/script/PythonFixture.h"
 #include "tests/support/Print.h"
@@ -15,6 +17,9 @@
 
 using Data::String;
 using Data::Variant;
+using Utils::ScriptManager;
+using Utils::ScriptReply;
+using Utils::ScriptUnit;
 
 using Operation = std::function<bool(Utils::PythonScript &)>; ///< true where it succeeds
 Q_DECLARE_METATYPE(Operation)
@@ -110,6 +115,44 @@ private Q_SLOTS:
             QCOMPARE(d->value("kept"), Variant(1));
         }
         QVERIFY(undone > 0);
+    }
+
+    void tellsAConsoleThatAStatementHasFailed_data()
+    {
+        QTest::addColumn<int>("unit");
+
+        QTest::newRow("a statement") << int(ScriptUnit::Statement);
+        QTest::newRow("a file") << int(ScriptUnit::File);
+    }
+
+    void tellsAConsoleThatAStatementHasFailed()
+    {
+        QFETCH(int, unit);
+        ScriptManager &manager = ScriptManager::instance();
+        const auto assign = [&](int value) {
+            return manager.interpret(QString("value = %1").arg(value), "py", ScriptUnit(unit));
+        };
+
+        bool isOut = true;
+        int failures = 0;
+        for (int n = 0; isOut; ++n) {
+            QCOMPARE(int(assign(1).state), int(ScriptReply::Done));
+            PythonFault fault(n, "PyImport_AddModule");
+            const ScriptReply reply = assign(2 + n);
+            isOut = fault.hasFailed();
+            fault.end();
+
+            const bool isDone = reply.state == ScriptReply::Done;
+            QVERIFY(isDone || isOut);
+            QCOMPARE(d->engine.getData("value"), Variant(isDone ? 2 + n : 1));
+            if (!isDone) {
+                ++failures;
+                QCOMPARE(int(reply.state), int(ScriptReply::Failed));
+                QCOMPARE(reply.exitStatus, 1);
+                QCOMPARE(manager.error().type(), String("MemoryError"));
+            }
+        }
+        QVERIFY(failures > 0);
     }
 
     /// When the module is not accessible, the engine forgets the data, but the name remains.
