@@ -159,6 +159,23 @@ private Q_SLOTS:
         QCOMPARE(d->value(isFile), Data::Variant(true));
     }
 
+    void refusesToIterateOverAnObjectOfAScript()
+    {
+        QVERIFY(d->engine.runCode("import sys\nplain = sys.__stdin__\nsys.__stdin__ = object()\n"));
+        {
+            const Supply supply({"a\n"});
+            QVERIFY(d->engine.runCode("kept = sys.__stdin__\nlines = list(kept)\n"));
+        }
+
+        const bool isRead = d->engine.runCode("for line in kept: pass\n");
+        const Data::String error = d->engine.errorMessage();
+        QVERIFY(d->engine.runCode("sys.__stdin__ = plain\ndel kept\n"));
+
+        QVERIFY(!isRead);
+        QCOMPARE(error, Data::String("'object' object is not an iterator"));
+        QCOMPARE(d->value("repr(lines)"), Data::Variant("['a\\n']"));
+    }
+
     void keepsTheSourceWhenTheInterpreterEnds()
     {
         const Supply supply({"a\n", "b\n"});

@@ -203,8 +203,14 @@ static PyObject *read(PyObject *self, PyObject *arguments)
 /// Returns the next line of an iteration, or null at its end.
 static PyObject *next(PyObject *self)
 {
-    if (!isRedirected(self))
-        return PyIter_Next(stream(self)->original);
+    if (!isRedirected(self)) {
+        PyObject *const original = stream(self)->original; // which a script may have set
+        if (PyIter_Check(original))
+            return PyIter_Next(original);
+        PyErr_Format(PyExc_TypeError, "'%.200s' object is not an iterator",
+                     Py_TYPE(original)->tp_name);
+        return nullptr;
+    }
     PythonReference line(readLine(self, -1));
     return line && PyString_GET_SIZE(line.get()) > 0 ? line.release() : nullptr;
 }
