@@ -70,6 +70,8 @@ EXTRA_NAME = 40
 CONNECTIONS_SIGNALS, CONNECTIONS_SENDERS = 8, 16
 SIGNALS_COUNT, SIGNALS_FIRST, SIGNALS_STEP = 8, 16, 16
 CONNECTION_NEXT_SENDER, CONNECTION_NEXT, CONNECTION_SENDER, CONNECTION_RECEIVER = 0, 16, 32, 40
+CONNECTION_FLAGS = 84
+FLAG_FUNCTION = 1 << 30
 NUM_SIGNALS_OF_QOBJECT = 3
 SETTINGS_GROUP, SETTINGS_FILES = 128, 144
 FILE_STORED, FILE_CHANGED, FILE_REMOVED = 32, 40, 48
@@ -541,8 +543,8 @@ def connection_data(address):
     return pointer(private_of(address) + PRIVATE_CONNECTIONS)
 
 
-def ends(first, next_offset, own, own_offset, other_offset):
-    """The objects at the other ends of a list of connections of the object \\p own."""
+def connections(first, next_offset, own, own_offset, other_offset):
+    """A list of connections of the object \p own, each with the object at its other end."""
     count = 0
     while first:
         count += 1
@@ -552,12 +554,14 @@ def ends(first, next_offset, own, own_offset, other_offset):
         if other:  # or else it has been disconnected
             if pointer(first + own_offset) != own:
                 raise Invalid
-            yield other
+            yield first, other
         first = pointer(first + next_offset)
 
 
 def receivers(address):
-    """The receivers of all signals that its class and derived ones declare; each is listed once."""
+    """What receives the signals that its class and derived ones declare: the address of each
+    object, listed once, and for each function without a context None.
+    """
     data = connection_data(address)
     signals = pointer(data + CONNECTIONS_SIGNALS) if data else 0
     if not signals:
@@ -565,18 +569,27 @@ def receivers(address):
     count = pointer(signals + SIGNALS_COUNT)
     if count > MOST_CONNECTIONS:
         raise Invalid
-    found = []
+    found = {}
     for index in range(NUM_SIGNALS_OF_QOBJECT, count):
         first = pointer(signals + SIGNALS_FIRST + SIGNALS_STEP * (index + 1))
-        found += ends(first, CONNECTION_NEXT, address, CONNECTION_SENDER, CONNECTION_RECEIVER)
-    return list(dict.fromkeys(found))
+        for connection, receiver in connections(
+            first, CONNECTION_NEXT, address, CONNECTION_SENDER, CONNECTION_RECEIVER
+        ):
+            # The context of such a function is the signal itself.
+            is_function = (
+                receiver == address and number(connection + CONNECTION_FLAGS, "I") & FLAG_FUNCTION
+            )
+            found[connection if is_function else receiver] = None if is_function else receiver
+    return list(found.values())
 
 
 def senders(address):
     data = connection_data(address)
     first = pointer(data + CONNECTIONS_SENDERS) if data else 0
-    found = ends(first, CONNECTION_NEXT_SENDER, address, CONNECTION_RECEIVER, CONNECTION_SENDER)
-    return list(dict.fromkeys(found))
+    found = connections(
+        first, CONNECTION_NEXT_SENDER, address, CONNECTION_RECEIVER, CONNECTION_SENDER
+    )
+    return list(dict.fromkeys(sender for _, sender in found))
 
 
 # Settings
@@ -977,7 +990,7 @@ class SignalPrinter(Printer):
     def items(self):
         yield "payload", payload(self.address())
         for i, receiver in enumerate(receivers(self.address())):
-            yield f"receiver {i}", object_text(receiver)
+            yield f"receiver {i}", object_text(receiver) if receiver else "function"
 
 
 class SlotPrinter(Printer):

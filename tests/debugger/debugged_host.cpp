@@ -377,6 +377,18 @@ static int bus()
     // closed => PublicSignal "Closed", 1 receiver = {payload = no values,
     //     receiver 0 = Slot "Left" at ADDRESS}
 
+    Utils::PublicSignal watched("Watched", nullptr);
+    int calls = 0;
+    const Utils::Connection ended = watched.connect([&calls] { calls += 100; });
+    watched.connect([&calls] { ++calls; });
+    watched.connect([&calls](const Data::VariantCollection &) { ++calls; });
+    Utils::Slot caption("Caption", nullptr);
+    watched.connect(&caption, [&calls] { ++calls; });
+    Utils::Connection(ended).disconnect();
+    watched.sendSignals();
+    // watched => PublicSignal "Watched", 3 receivers = {payload = no values,
+    //     receiver 0 = function, receiver 1 = Slot "Caption" at ADDRESS, receiver 2 = function}
+
     Utils::PublicSignal dying("Dying", nullptr);
     Marked mark(dying);
     // dying => <invalid>
@@ -390,7 +402,7 @@ static int bus()
     [[maybe_unused]] const auto lost = Room<Utils::Slot>::destroyed("Was", noParent);
     // *(Utils::Slot *)lost.bytes => <invalid>
     look();
-    return saved.flag();
+    return saved.flag() + calls;
 }
 
 static int settings()
