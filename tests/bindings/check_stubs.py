@@ -10,9 +10,9 @@ class.
 import re
 
 GOOD = {'Text': 'a', 'Texts': ['a'], 'Value': 1, 'int': 1, 'float': 1.5, 'bool': True, 'str': 'a',
-        'Optional[str]': 'a'}
+        'Optional[str]': 'a', 'Optional[LineFunction]': len}
 BAD = {'Text': 1, 'Texts': 'a', 'Value': object(), 'int': 'a', 'float': 'a', 'bool': 'a', 'str': 1,
-       'Optional[str]': 1}
+       'Optional[str]': 1, 'Optional[LineFunction]': 1}
 GIVEN = {'Data::String': 'Data.String', 'Data::Variant': 'Data.Variant', 'bool': 'bool',
          'QStringList': 'List[Data.String]', 'int': 'int', 'long': 'int', 'qint64': 'int',
          'unsigned int': 'int', 'double': 'float', 'void': 'None', 'Utils::Settings &': 'Self',

@@ -27,7 +27,7 @@ KINDS = {'bytes': TEXT, 'unicode': unicode(TEXT), 'wrapped': Data.String(TEXT)}
 # What takes too long to be made so often, and how often it is made.
 SLOW = {'File.find': 100, 'File.move': 100, 'File.moveDir': 100, 'File.search': 100,
         'File.searchInFiles of a folder': 100, 'Process.sendData': 1000, 'Process.run': 30,
-        'Process.start': 30, 'Process.wait': 30}
+        'Process.run with lines': 30, 'Process.start': 30, 'Process.wait': 30}
 
 settings = Settings('Leaks')
 workspace = WorkspaceSettings('Leaks')
@@ -121,6 +121,7 @@ CALLS = {
     'Process.errorOutput': lambda t: process.errorOutput(),
     'Process.quotedCommand': lambda t: Process(t, [t]).quotedCommand(),
     'Process.run': lambda t: Process('/bin/true', [t]).run(),
+    'Process.run with lines': lambda t: Process('/bin/echo', [t]).run(-1, lambda *line: None),
     'Process.setSeparateErrorOutput': lambda t: process.setSeparateErrorOutput(False),
     'Process.setStopPolicy': lambda t: process.setStopPolicy(-1, True),
     'Process.stop': lambda t: process.stop(),

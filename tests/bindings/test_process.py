@@ -2,6 +2,7 @@
 
 import errno
 import os
+import sys
 import time
 
 from KelmData import Data
@@ -114,7 +115,88 @@ class Processes(suite.FolderTestCase):
         self.assertText(Utils.File.lastError(), '')
         self.assertInt(Process(self.path('missing')).run(), 2)
         self.assertNotEqual(Utils.File.lastError(), '')
-        self.assertRefusesTypes('Process.run', process.run, (1,), 0)
+        self.assertRefuses("Process.run(): argument 1 has unexpected type 'str'", process.run, 'a')
+        self.assertRefuses("Process.run(): argument 2 has unexpected type 'int'", process.run, 1, 2)
+        self.assertRefuses('Process.run(): too many arguments', process.run, 1, None, 2)
+
+    def test_calls_a_function_with_each_line(self):
+        process = shell('echo a; sleep 0.3; echo b; printf "$1"', u'\xe4')
+        seen, times = [], []
+
+        def note(line, isError):
+            self.assertIs(type(line), Data.String)
+            seen.append((unicode(line), isError))
+            times.append(time.time())
+
+        self.assertInt(process.run(60000, note), 0)
+        self.assertEqual(seen, [(u'a', False), (u'b', False), (u'\xe4', False)])
+        self.assertGreater(times[1] - times[0], 0.1)  # as they come
+        self.assertText(process.output(), u'a\nb\n\xe4')
+        self.assertInt(process.run(-1, None), 0)
+        self.assertInt(process.run(), 0)
+        self.assertEqual(len(seen), 3)  # of that call only
+
+    def test_tells_lines_of_standard_error(self):
+        process = shell('echo a; echo b >&2')
+        process.setSeparateErrorOutput(True)
+        seen = []
+        process.run(-1, lambda *arguments: seen.append(arguments))
+        self.assertEqual(sorted(map(str, pair) for pair in seen), [['a', 'False'], ['b', 'True']])
+
+    def test_ends_with_the_error_of_its_function(self):
+        process = shell('for i in 1 2 3; do echo $i; done; exec sleep 60')
+        lines = []
+
+        def fail(line, isError):
+            lines.append(str(line))
+            raise KeyError('k')
+
+        start = time.time()
+        with self.assertRaises(KeyError):
+            process.run(-1, fail)
+        self.assertLess(time.time() - start, 30)
+        self.assertEqual(lines, ['1'])
+        self.assertIs(process.isRunning(), False)
+        self.assertInt(process.exitCode(), 9)
+        with self.assertRaises(TypeError):
+            process.run(-1, lambda line: None)
+        self.assertInt(Process('/bin/true').run(-1, fail), 0)
+
+    def test_is_stopped_by_its_function(self):
+        process = shell('echo a; exec sleep 60')
+        process.setStopPolicy(60000)
+        self.assertInt(process.run(-1, lambda line, isError: process.stop()), 0)
+        self.assertInt(process.exitCode(), 15)
+        self.assertInt(process.run(-1, lambda line, isError: process.kill()), 0)
+        self.assertInt(process.exitCode(), 9)
+
+    def test_is_not_run_by_its_own_function(self):
+        process = shell('echo a; echo b')
+        results = []
+
+        def again(line, isError):
+            results.append(Process('/bin/true').run())
+            results.append(process.run(-1, again))
+
+        with self.assertRaises(RuntimeError) as raised:
+            process.run(-1, again)
+        self.assertEqual(str(raised.exception), 'Process.run(): the process is run already')
+        self.assertEqual(results, [0])
+        self.assertInt(process.run(-1, lambda line, isError: None), 0)
+        process = Process('/bin/sleep', ['60'])
+        process.start()
+        self.assertInt(process.run(-1, again), 2)
+        self.assertIs(process.isRunning(), True)
+
+    def test_keeps_nothing_of_its_function(self):
+        class Lines(object):
+            def __call__(self, line, isError):
+                pass
+
+        lines = Lines()
+        process = shell('echo a')
+        process.run(-1, lines)
+        self.assertEqual(sys.getrefcount(lines), 2)
 
     def test_is_stopped(self):
         process = Process('/bin/sleep', ['60'])

@@ -173,6 +173,34 @@ private Q_SLOTS:
         verifyClean();
     }
 
+    void endsARunWhoseLinesAScriptReads_data()
+    {
+        QTest::addColumn<QString>("code");
+
+        QTest::newRow("in its function") << "while True: pass";
+        QTest::newRow("while it waits") << "pass";
+    }
+
+    void endsARunWhoseLinesAScriptReads()
+    {
+        QFETCH(QString, code);
+
+        QVERIFY(!run(setUp() +
+                     "from KelmUtils import Utils\n"
+                     "process = Utils.Process('sh', ['-c', 'echo a; exec sleep 60'])\n"
+                     "def show(line, isError):\n"
+                     "    ready()\n"
+                     "    " +
+                     code +
+                     "\n"
+                     "process.run(-1, show)\n"));
+
+        QVERIFY2(m_time.elapsed() < 5000, qPrintable(QString::number(m_time.elapsed())));
+        QVERIFY2(manager().error().isInterrupted(), qPrintable(manager().error().traceback()));
+        QCOMPARE(d->value("process.isRunning()"), Variant(false));
+        verifyClean();
+    }
+
     void endsAScriptInItsLastCall()
     {
         // The script ends before the signal arrives.
