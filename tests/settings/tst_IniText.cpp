@@ -306,6 +306,51 @@ private Q_SLOTS:
         QVERIFY(areSame(askable(IniText::read(text)), readByQt(text)));
     }
 
+    /// The sums of these wrap around, in Qt and here.
+    void takesTheLargestRectangles()
+    {
+        const QByteArray texts[] = {"@Rect(2147483647 2 3 4)", "@Rect(1 1 -2147483648 4)",
+                                    "@Rect(-2147483648 0 0 -1)"};
+        for (const QByteArray &text : texts) {
+            const QVariant value = IniText::read("k=" + text)["k"];
+
+            QCOMPARE(value.type(), QVariant::Rect);
+            QCOMPARE(IniText::writeValue(value), text);
+        }
+    }
+
+    /// QDataStream ends the process on such a date.
+    void writesADateInNoTimeZoneAsAnInvalidOne()
+    {
+        const QDateTime date(QDate(2000, 1, 1), QTime(12, 0), QTimeZone("Nowhere/Nothing"));
+        const QDateTime good(QDate(2000, 1, 1), QTime(12, 0), QTimeZone("UTC"));
+        const QVariantList list = {date, 1, good};
+        const auto again = [](const QVariant &value) {
+            return IniText::read("k=" + IniText::writeValue(value))["k"];
+        };
+
+        QCOMPARE(again(date), QVariant(QDateTime()));
+        QCOMPARE(again(good), QVariant(good));
+        QCOMPARE(again(list), QVariant(QVariantList({QDateTime(), "1", good})));
+        QCOMPARE(again(QVariantMap{{"a", list}, {"b", good}}),
+                 QVariant(QVariantMap{{"a", QVariantList{QDateTime(), 1, good}}, {"b", good}}));
+        QCOMPARE(again(QVariantHash{{"a", date}}), QVariant(QVariantHash{{"a", QDateTime()}}));
+    }
+
+    void keepsTheCaseOfGeneralWhenAsked()
+    {
+        const QSettings::SettingsMap values = {
+            {"GENERAL/a", "1"}, {"General/a", "2"}, {"a", "3"}, {"general/a", "4"}};
+
+        const QByteArray text = IniText::write(values, IniText::Groups::AsTheyAre);
+
+        QVERIFY2(text.contains("[%General]\na=2\n") && text.contains("[%general]\na=4\n"), text);
+        QVERIFY(areSame(IniText::read(text), values));
+#ifndef _WIN32 // where QSettings ignores the case of keys
+        QVERIFY(areSame(readByQt(text), values));
+#endif
+    }
+
     void readsAnyBytesAsQSettingsDoes()
     {
         SKIP_ON_WINDOWS("QSettings ignores the case of keys on Windows");

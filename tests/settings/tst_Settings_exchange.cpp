@@ -2,6 +2,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/FullDisk.h"
 #include "tests/support/Print.h"
+#include "tests/support/ReadFault.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/SettingsHome.h"
 #include "tests/support/Windows.h"
@@ -315,6 +316,28 @@ private Q_SLOTS:
         QCOMPARE(Settings("to").keys(""), QStringList(longest));
     }
 
+    void importsNoKeyThatIsTooLong()
+    {
+        exported(QByteArray(2001, 'k') + "=5\na=1\n[" + QByteArray(1999, 'g') + "]\nb=5\n");
+
+        QVERIFY(Settings("to").importFrom(path()));
+
+        QCOMPARE(home.stored(), QString("to/a=1"));
+    }
+
+    /// QSettings writes each of them as "General".
+    void keepsGroupsThatDifferFromGeneralInCase()
+    {
+        Settings("from").setInt("general/a", 1).setInt("GENERAL/a", 2).setInt("General/a", 3);
+        QVERIFY(Settings("from").exportTo(path()));
+
+        QVERIFY(Settings("to").importFrom(path()));
+
+        QCOMPARE(Settings("to").getInt("general/a"), 1);
+        QCOMPARE(Settings("to").getInt("GENERAL/a"), 2);
+        QCOMPARE(Settings("to").getInt("General/a"), 3);
+    }
+
     /// A million keys have been measured: the time is that of the keys.
     void importsManyKeys()
     {
@@ -381,6 +404,30 @@ private Q_SLOTS:
         QCOMPARE(QSet<QString>(stored.begin(), stored.end()).values(),
                  QStringList("g/a=1 g/b=20 g/c=30 g/d=4 g/e=5 g/h/y=6"));
         QCOMPARE(File::lastError(), Data::String());
+    }
+
+    /// Its order changes each time when it is written and read, if some names have the same place.
+    void tellsOfNoHashThatIsTheSame()
+    {
+        QVariantHash hash;
+        for (char name = 'a'; name <= 'z'; ++name)
+            hash.insert(QString(QLatin1Char(name)), QVariantHash{{"x", int(name)}, {"y", 1}});
+        Settings settings("g");
+        settings.setValue("k", QVariant(hash));
+        settings.setValue("l", QVariant(QVariantList{hash, QVariantMap{{"m", hash}}}));
+        QVERIFY(settings.exportTo(path()));
+        m_recorder->calls.clear();
+
+        QVERIFY(settings.importFrom(path()));
+        QCOMPARE(m_recorder->calls, QStringList());
+
+        QVariantHash other = hash;
+        other["m"] = 5;
+        settings.setValue("k", QVariant(other));
+        m_recorder->calls.clear();
+        QVERIFY(settings.importFrom(path()));
+        QCOMPARE(m_recorder->calls.size(), 1);
+        QCOMPARE(settings.getValue("k").toHash(), hash);
     }
 
     void changesAllOrNothingWhenTheMemoryEnds()
@@ -465,6 +512,8 @@ private Q_SLOTS:
         row("both",                 "\xef\xbb\xbf" + firstLine + "a=\xc3\xb6\n" + lastLine, QString::fromUtf8("a=ö"));
         row("blanks",               firstLine + " [ g ] \n\t a = 1 \n" + lastLine, "g/a=1");
         row("comments",             firstLine + "; \"\na=1 ; it's \"so\n" + lastLine, "a=1");
+        row("a slash as a number",  firstLine + "g%2Fa=1\n" + lastLine, "g/a=1");
+        row("groups called general", firstLine + "[%GENERAL]\na=1\n[%67eneral]\na=2\n" + lastLine, "GENERAL/a=1 general/a=2");
         row("a key twice",          firstLine + "a=1\na=2\n" + lastLine, "a=2");
         row("a section twice",      firstLine + "[g]\na=1\n[h]\nb=2\n[g]\nc=3\n" + lastLine, "g/a=1 g/c=3 h/b=2");
         row("no values",            firstLine + lastLine, "");
@@ -521,6 +570,10 @@ private Q_SLOTS:
         line("a name that ends in \\", "g\\=5");
         line("a name that begins with \\", "\\b=5");
         line("a slash in a name",  "g/b=5");
+        line("an empty name before a slash as a number", "%2Fb=5");
+        line("an empty name after it", "b%2f=5");
+        line("an empty name between two", "g\\%U002Fb=5");
+        line("a section with an empty name", "[g%2F]\nb=5");
         line("a wrong number",     "b%g5=5");
         line("a short number",     "b%5=5");
         line("a short long number", "b%U00e=5");
@@ -535,7 +588,11 @@ private Q_SLOTS:
         line("an endless list",    "b=@Variant(\\0\\0\\0\\t\\x7f\\xff\\xff\\xff)");
         line("a damaged variant in quotes", "b=\"@Variant(\\0\\0\\0\\n\\0\\0)\"");
         line("a damaged variant in a list", "b=1, @Variant(\\0\\0\\0\\n\\0\\0), 2");
+        line("a damaged variant in UTF-8", "b=@Variant(\\0\\0\\0\\n\\0\\0\\0\\x2\xc3\xa9)");
+        line("a damaged variant behind an escape", "b=\\x40Variant(\\0\\0\\0\\n\\0\\0)");
+        line("a damaged variant after a mark", "b=\xef\xbb\xbf@Variant(\\0\\0\\0\\n\\0\\0)");
         line("a damaged date",     "b=@DateTime(\\0\\0)");
+        line("a date of no kind",  "b=@DateTime(\\0\\0\\0\\x10\\0\\0\\0\\0\\0\\0%\\x8b\\xd2\\0\\xa8\\xc0\\0\\xff)");
         line("a variant with more", "b=@Variant(\\0\\0\\0\\x2\\0\\0\\0\\x5x)");
         // clang-format on
     }
@@ -567,6 +624,23 @@ private Q_SLOTS:
         QCOMPARE(reason(), QString("nofiletype"));
         QVERIFY(!Settings().importFrom(path("missing")));
         QCOMPARE(reason(), QString("nofile"));
+    }
+
+    void importsNothingOfAFileThatBreaksOff()
+    {
+        SKIP_ON_WINDOWS("reading a file on Windows does not fail");
+        home.fill("a=1 b=2");
+        exported("a=5\n[g]\n" + QByteArray("k=5\n").repeated(10000) + "b=5\n");
+        for (const qint64 offset : {0, 4096, 32768}) {
+            const ReadFault fault(path(), offset);
+
+            QVERIFY(!Settings().importFrom(path()));
+
+            QVERIFY(fault.count() > 0);
+            QCOMPARE(reason(), QString("readfault"));
+            QCOMPARE(home.stored(), QString("a=1 b=2"));
+        }
+        QCOMPARE(m_recorder->calls, QStringList());
     }
 
     void resetsToTheKeptDefaults_data()

@@ -10,13 +10,17 @@
 #include <QBitmap>
 #include <QBrush>
 #include <QCursor>
+#include <QDateTime>
+#include <QEasingCurve>
 #include <QGuiApplication>
 #include <QIcon>
 #include <QLinearGradient>
 #include <QPalette>
 #include <QPen>
 #include <QPixmap>
+#include <QRegion>
 #include <QTextFormat>
+#include <QTimeZone>
 #include <QtTest>
 
 #include <memory>
@@ -58,6 +62,21 @@ static QByteArray stored(const QVariant &value, const QByteArray &bytes)
         stream << value;
     text = "@Variant(" + text + bytes + ')';
     const QString whole = QString::fromLatin1(text.constData(), text.size());
+    return Utils::IniText::writeValue(QVariant::fromValue(Utils::UnbuiltValue{whole}));
+}
+
+/// The same for a date in the time zone \p name, or for one whose kind does not exist.
+static QByteArray dateIn(const QString &name)
+{
+    QByteArray text;
+    QDataStream stream(&text, QIODevice::WriteOnly);
+    stream.setVersion(QDataStream::Qt_5_6);
+    stream << quint32(QMetaType::QDateTime) << qint8(0) << QDate(2000, 1, 1) << QTime(12, 0);
+    if (name.isEmpty())
+        stream << qint8(-1);
+    else
+        stream << qint8(Qt::TimeZone) << name;
+    const QString whole = "@DateTime(" + Utils::IniText::latin1(text) + ')';
     return Utils::IniText::writeValue(QVariant::fromValue(Utils::UnbuiltValue{whole}));
 }
 
@@ -178,6 +197,13 @@ private Q_SLOTS:
         QTest::newRow("polygon with too many points")
             << stored({}, number(71) + number(0x7fffffff));
         QTest::newRow("texts with too many") << stored({}, number(11) + number(0x7fffffff));
+        QTest::newRow("region with too many rectangles")
+            << stored({}, number(72) + number(8) + number(10) + number(0x7fffffff));
+        QTest::newRow("region with too many points")
+            << stored({}, number(72) + number(8) + number(3) + number(0x7fffffff));
+        QTest::newRow("easing curve") << stored(QEasingCurve(), QByteArray());
+        QTest::newRow("date in an unknown time zone") << dateIn("Nowhere/Nothing");
+        QTest::newRow("date of no kind") << dateIn({});
         QTest::newRow("lists in lists")
             << stored({}, (number(9) + number(1)).repeated(100'000) + number(0) + number(-1));
     }
@@ -213,6 +239,11 @@ private Q_SLOTS:
         QTest::newRow("polygon") << QVariant(QPolygon(QRect(1, 2, 3, 4)));
         QTest::newRow("font") << QVariant(QFont("x", 12));
         QTest::newRow("image") << QVariant(pixmap().toImage());
+        QTest::newRow("region") << QVariant(QRegion(1, 2, 3, 4) + QRegion(9, 9, 3, 4));
+        QTest::newRow("no region") << QVariant(QRegion());
+        QTest::newRow("date") << QVariant(QDateTime::currentDateTime());
+        QTest::newRow("date in a time zone")
+            << QVariant(QDateTime::currentDateTime().toTimeZone(QTimeZone("UTC+01:00")));
         QTest::newRow("map") << QVariant(QVariantMap{{"a", 1}, {"b", QStringList{"x", "y"}}});
     }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
 
 namespace Utils {
 namespace ExchangeText {
@@ -52,13 +53,9 @@ static bool isWholeVariant(const QString &text)
 /// because a damaged value must not be built.
 static bool isReadable(const QByteArray &written)
 {
-    if (!written.contains(variantMark) && !written.contains(dateTimeMark))
+    if (!written.contains('@') && !written.contains('\\'))
         return true;
-    QByteArray asText = written;
-    asText.replace(variantMark, QByteArray("@") + variantMark);
-    asText.replace(dateTimeMark, QByteArray("@") + dateTimeMark);
-    const QSettings::SettingsMap read = IniText::read("k=" + asText);
-    const QStringList texts = read.value(QStringLiteral("k")).toStringList();
+    const QStringList texts = IniText::readTexts(written);
     return std::all_of(texts.begin(), texts.end(), isWholeVariant);
 }
 
@@ -69,16 +66,30 @@ QByteArray write(const QSettings::SettingsMap &values)
         if (value.key().size() <= longestKey && isReadable(IniText::writeValue(*value)))
             written.insert(written.cend(), value.key(), *value);
     }
-    return firstLine + QByteArray("\n") + IniText::write(written) + lastLine + '\n';
+    return firstLine + QByteArray("\n") + IniText::write(written, IniText::Groups::AsTheyAre) +
+           lastLine + '\n';
+}
+
+/// The character that the "%" at \p i in \p key begins, such as "%20" or "%U20AC", or -1 when that
+/// is no number. Moves \p i to its last digit.
+static int numberedCharacter(const QByteArray &key, int &i)
+{
+    const bool isLong = i + 1 < key.size() && key[i + 1] == 'U';
+    const int first = i + (isLong ? 2 : 1);
+    const int count = isLong ? 4 : 2;
+    i = first + count - 1;
+    if (i >= key.size())
+        return -1;
+    const char *const digits = key.constData() + first;
+    const auto isDigit = [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; };
+    return std::all_of(digits, digits + count, isDigit) ? key.mid(first, count).toInt(nullptr, 16)
+                                                        : -1;
 }
 
 /// Whether \p key is not too long, the "%" in it begin numbers, and no name in it is empty. A "\"
-/// separates names.
+/// separates names, and so does a "/" that is written as a number.
 static bool isKey(const QByteArray &key)
 {
-    const auto isDigit = [&](int i) {
-        return i < key.size() && std::isxdigit(static_cast<unsigned char>(key[i]));
-    };
     if (key.size() > longestWrittenKey)
         return false;
     bool isInName = false;
@@ -86,15 +97,11 @@ static bool isKey(const QByteArray &key)
         const char c = key[i];
         if (!isAscii(c) || c == '"' || c == ';' || c == '/')
             return false;
-        if (c == '\\' && !isInName)
+        const int character = c == '%' ? numberedCharacter(key, i) : c;
+        const bool separates = c == '\\' || character == '/';
+        if (character < 0 || (separates && !isInName))
             return false;
-        isInName = c != '\\';
-        const int first = i + (i + 1 < key.size() && key[i + 1] == 'U' ? 2 : 1);
-        const int digits = first == i + 2 ? 4 : 2;
-        for (int digit = first; c == '%' && digit < first + digits; ++digit) {
-            if (!isDigit(digit))
-                return false;
-        }
+        isInName = !separates;
     }
     return isInName;
 }
@@ -122,7 +129,7 @@ static bool isSection(const QByteArray &line)
 {
     const QByteArray name = line.mid(1, line.size() - 2).trimmed();
     return line.endsWith(']') && !name.contains(']') && !name.contains('=') &&
-           (name == "%General" || isKey(name));
+           (name.compare("%general", Qt::CaseInsensitive) == 0 || isKey(name));
 }
 
 /// Whether \p line, without blanks around it, is one that settings are read from.
@@ -169,6 +176,8 @@ Outcome read(const QByteArray &text, QSettings::SettingsMap &values, int &badLin
 
     // The mark makes texts that are not ASCII be read as UTF-8.
     values = IniText::read(hasMark ? text : utf8Mark + text);
+    for (auto value = values.begin(); value != values.end();)
+        value = value.key().size() > longestKey ? values.erase(value) : std::next(value);
     return Outcome::Complete;
 }
 

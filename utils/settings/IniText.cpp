@@ -15,6 +15,13 @@
 namespace Utils {
 namespace IniText {
 
+/// The numbers from \p first to \p last, as QRect counts them. Of the largest rectangles in a file
+/// the result does not fit, and wraps around.
+static int extent(int first, int last)
+{
+    return static_cast<int>(static_cast<unsigned>(last) - static_cast<unsigned>(first) + 1);
+}
+
 static QString textOf(const QVariant &value)
 {
     if (value.userType() == qMetaTypeId<UnbuiltValue>())
@@ -43,8 +50,9 @@ static QString textOf(const QVariant &value)
     }
     case QMetaType::QRect: {
         const QRect rect = value.toRect();
-        return QString::asprintf("@Rect(%d %d %d %d)", rect.x(), rect.y(), rect.width(),
-                                 rect.height());
+        return QString::asprintf("@Rect(%d %d %d %d)", rect.x(), rect.y(),
+                                 extent(rect.left(), rect.right()),
+                                 extent(rect.top(), rect.bottom()));
     }
     case QMetaType::QSize:
         return QString::asprintf("@Size(%d %d)", value.toSize().width(), value.toSize().height());
@@ -58,7 +66,7 @@ static QString textOf(const QVariant &value)
     QByteArray bytes;
     QDataStream stream(&bytes, QIODevice::WriteOnly);
     stream.setVersion(streamVersion(isDateTime));
-    stream << value;
+    stream << writable(value);
     return marked(isDateTime ? "@DateTime(" : "@Variant(", bytes);
 }
 
@@ -191,7 +199,7 @@ QByteArray writeValue(const QVariant &value)
     return bytesOf(text);
 }
 
-QByteArray write(const QSettings::SettingsMap &values)
+QByteArray write(const QSettings::SettingsMap &values, Groups groups)
 {
     // Sorted by section first: the key "a-b/x" sorts before "a/x", but the section "a" before
     // "a-b". The keys of a section are adjacent nevertheless.
@@ -220,7 +228,7 @@ QByteArray write(const QSettings::SettingsMap &values)
         if (name.empty())
             text += "[General]\n";
         else if (qstricmp(name.c_str(), "general") == 0)
-            text += "[%General]\n";
+            text += groups == Groups::AsTheyAre ? "[%" + name + "]\n" : "[%General]\n";
         else
             text += '[' + name + "]\n";
         text += *section;

@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QDataStream>
 #include <QSettings>
+#include <QStringList>
 
 namespace Utils {
 
@@ -13,9 +14,17 @@ namespace Utils {
 /// instead and checks the device.
 namespace IniText {
 
+/// How write() names the group "general", when it has capital letters in other places than
+/// "General".
+enum class Groups
+{
+    AsQSettings, ///< "General": it is another group when it is read.
+    AsTheyAre    ///< As it is. QSettings reads that, too.
+};
+
 /// The text that QSettings writes for \p values: sections sorted by name, and the keys of each,
 /// too.
-QByteArray write(const QSettings::SettingsMap &values);
+QByteArray write(const QSettings::SettingsMap &values, Groups groups = Groups::AsQSettings);
 
 /// The text of one value, which follows the "=".
 QByteArray writeValue(const QVariant &value);
@@ -23,8 +32,13 @@ QByteArray writeValue(const QVariant &value);
 /// Reads all values that \p text contains. Of a key that occurs twice, the same one counts as in
 /// QSettings.
 ///
-/// Without a QGuiApplication, a value that Qt can only build with one is an UnbuiltValue.
+/// Without a QGuiApplication, a value that Qt cannot build without one is an UnbuiltValue, and so
+/// are others that it cannot read safely.
 QSettings::SettingsMap read(const QByteArray &text);
+
+/// The texts that \p written, which follows the "=" of a line of UTF-8, stands for: several when it
+/// is a list. No value is made of them.
+QStringList readTexts(const QByteArray &written);
 
 /// Whether one of \p values is an UnbuiltValue, or a list with one.
 bool hasUnbuilt(const QSettings::SettingsMap &values);

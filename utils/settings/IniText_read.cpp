@@ -43,6 +43,12 @@ static QVector<int> numbersIn(const QString &text, int count)
     return numbers.size() == count ? numbers : QVector<int>();
 }
 
+/// The last of \p count numbers from \p first on, as QRect counts them. It wraps around.
+static int lastOf(int first, int count)
+{
+    return static_cast<int>(static_cast<unsigned>(first) + static_cast<unsigned>(count) - 1);
+}
+
 /// The value of "@Rect(1 2 3 4)", "@Size(1 2)" or "@Point(1 2)"; invalid when it is none of them.
 static QVariant geometryOf(const QString &text)
 {
@@ -50,8 +56,11 @@ static QVariant geometryOf(const QString &text)
         return text.startsWith(QLatin1String(mark)) ? numbersIn(text, count) : QVector<int>();
     };
     QVector<int> n = numbers("@Rect(", 4);
-    if (!n.isEmpty())
-        return QRect(n[0], n[1], n[2], n[3]);
+    if (!n.isEmpty()) {
+        QRect rect;
+        rect.setCoords(n[0], n[1], lastOf(n[0], n[2]), lastOf(n[1], n[3]));
+        return rect;
+    }
     n = numbers("@Size(", 2);
     if (!n.isEmpty())
         return QSize(n[0], n[1]);
@@ -237,10 +246,8 @@ class Value
 public:
     Value(const QByteArray &text, bool isUtf8) : m_text(text), m_isUtf8(isUtf8) { read(); }
 
-    QVariant value() const
-    {
-        return m_isList ? valueOf(m_list + QStringList(m_current)) : valueOf(m_current);
-    }
+    QStringList texts() const { return m_list + QStringList(m_current); }
+    QVariant value() const { return m_isList ? valueOf(texts()) : valueOf(m_current); }
 
 private:
     void read()
@@ -366,6 +373,15 @@ private:
 };
 
 } // namespace
+
+QStringList readTexts(const QByteArray &written)
+{
+    const QByteArray text = '=' + written;
+    Lines lines(text); // a comment at the end is no part of the value
+    Line line;
+    lines.next(line);
+    return Value(text.mid(1, line.end - 1), /*isUtf8=*/true).texts();
+}
 
 static QString unescapedKey(const QByteArray &key)
 {

@@ -48,14 +48,18 @@ class SettingsStore;
 /// treats "/a//b/" as "a/b". A key without a name, "" or slashes only, is never written, removed or
 /// reported, and reading it returns the default.
 ///
+/// QSettings stores the groups "general" and "GENERAL" at the root as "General": a later process
+/// finds their values there.
+///
 /// A stored value keeps its type only within the process; a later process may read it as text. The
 /// registry of Windows keeps the type of few values, even within the process. The typed getters
 /// convert the value. The getters return the default only for an absent key; a value that does not
 /// convert yields 0, false or "". Only getColor() returns the default for such a value, too.
 ///
 /// Without a QGuiApplication Qt cannot build a QPixmap, QBitmap, QIcon or QCursor, nor a value that
-/// contains one. Such a value in the file is then read as an invalid variant, and so is a damaged
-/// container; the file keeps the value. This does not cover stores in the registry or in a format
+/// contains one. Such a value in the file is then read as an invalid variant, and so are a damaged
+/// container or region, a QEasingCurve, and a date in a time zone that the system does not know; the
+/// file keeps the value. This does not cover stores in the registry or in a format
 /// of the host, INI files on Windows, and a store that a QSettings of the host has read before and
 /// whose file this process may not write. With a QGuiApplication values are read as by QSettings.
 ///
@@ -186,7 +190,8 @@ public:
     ///   has marked, and the recent lists in each group "MRU";
     /// - the flags that setFlags() has stored, and the defaults that setDefault() has kept under
     ///   another key, because both belong to the program;
-    /// - values that only a program with a QGuiApplication can read, such as a QPixmap;
+    /// - values that only a program with a QGuiApplication can read, such as a QPixmap, or that
+    ///   Qt cannot read safely;
     /// - keys of more than 2000 characters.
     ///
     /// The file is an INI file between two comments. It is replaced completely or not at all.

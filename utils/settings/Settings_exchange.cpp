@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QPair>
 #include <QVector>
 
 #include <algorithm>
@@ -50,9 +51,46 @@ static bool isInRecentLists(const QString &key)
     return key.startsWith(QLatin1String("MRU/")) || key.contains(QLatin1String("/MRU/"));
 }
 
+/// \p value with the hashes in it as lists: the order of a hash, and with it what is written of it,
+/// differs between equal ones.
+static QVariant withoutHashes(const QVariant &value)
+{
+    using Entry = QPair<QString, QVariant>;
+
+    if (value.userType() == QMetaType::QVariantMap) {
+        QVariantMap map = value.toMap();
+        for (QVariant &each : map)
+            each = withoutHashes(each);
+        return map;
+    }
+    QVariantList list = value.toList(); // empty unless it is a list
+    if (value.userType() == QMetaType::QVariantHash) {
+        const QVariantHash hash = value.toHash();
+        QVector<Entry> entries;
+        for (auto entry = hash.begin(); entry != hash.end(); ++entry)
+            entries.append({entry.key(), *entry});
+        std::stable_sort(entries.begin(), entries.end(),
+                         [](const Entry &a, const Entry &b) { return a.first < b.first; });
+        list.append(QVariantMap()); // so that no list is like a hash
+        for (const Entry &entry : qAsConst(entries))
+            list << entry.first << entry.second;
+    } else if (value.userType() != QMetaType::QVariantList) {
+        return value;
+    }
+    for (QVariant &each : list)
+        each = withoutHashes(each);
+    return list;
+}
+
 static bool areAlike(const QVariant &a, const QVariant &b)
 {
-    return IniText::writeValue(a) == IniText::writeValue(b);
+    if (IniText::writeValue(a) == IniText::writeValue(b))
+        return true;
+    const int type = a.userType();
+    const bool isContainer = type == QMetaType::QVariantHash || type == QMetaType::QVariantMap ||
+                             type == QMetaType::QVariantList;
+    return isContainer && b.userType() == type &&
+           IniText::writeValue(withoutHashes(a)) == IniText::writeValue(withoutHashes(b));
 }
 
 namespace {

@@ -1,9 +1,13 @@
 #include "utils/settings/StoredVariant_p.h"
 
 #include <QBrush>
+#include <QDateTime>
 #include <QGuiApplication>
 #include <QPalette>
+#include <QTimeZone>
 #include <QVariant>
+
+#include <algorithm>
 
 namespace Utils {
 
@@ -41,6 +45,8 @@ public:
         case QMetaType::QBitmap:
         case QMetaType::QIcon:
         case QMetaType::QCursor:
+        case QMetaType::QEasingCurve: // the address of a function of the process that has written
+                                      // it
             return false;
         case QMetaType::QVariant:
             return level < deepest && variant(level + 1);
@@ -58,6 +64,10 @@ public:
             return pen();
         case QMetaType::QPalette:
             return palette();
+        case QMetaType::QRegion:
+            return region();
+        case QMetaType::QDateTime:
+            return isWritable(read<QDateTime>());
         case QMetaType::QStringList:
         case QMetaType::QByteArrayList:
         case QMetaType::QKeySequence:
@@ -198,10 +208,74 @@ private:
         return true;
     }
 
+    /// Of the kinds that Qt reads, only the one that it writes: a number of rectangles.
+    bool region()
+    {
+        static const qint32 rectangles = 10;
+        static const int sizeOfEach = 16;
+
+        const auto bytes = read<QByteArray>();
+        QDataStream stream(bytes);
+        qint32 kind = 0;
+        quint32 count = 0;
+        stream >> kind >> count;
+        return bytes.isEmpty() ||
+               (kind == rectangles && 8 + qint64(count) * sizeOfEach == bytes.size());
+    }
+
     QDataStream m_stream;
 };
 
 } // namespace
+
+bool isWritable(const QDateTime &time)
+{
+    return time.timeSpec() != Qt::TimeZone || time.timeZone().isValid();
+}
+
+static bool isWritable(const QVariant &value)
+{
+    const auto areWritable = [](const auto &values) {
+        return std::all_of(values.begin(), values.end(),
+                           [](const QVariant &each) { return isWritable(each); });
+    };
+    switch (value.userType()) {
+    case QMetaType::QDateTime:
+        return isWritable(value.toDateTime());
+    case QMetaType::QVariantList:
+        return areWritable(value.toList());
+    case QMetaType::QVariantMap:
+        return areWritable(value.toMap());
+    case QMetaType::QVariantHash:
+        return areWritable(value.toHash());
+    default:
+        return true;
+    }
+}
+
+template <typename Values>
+static QVariant withWritable(Values values)
+{
+    for (QVariant &each : values)
+        each = writable(each);
+    return values;
+}
+
+QVariant writable(const QVariant &value)
+{
+    if (isWritable(value))
+        return value;
+    switch (value.userType()) {
+    case QMetaType::QVariantList:
+        return withWritable(value.toList());
+    case QMetaType::QVariantMap:
+        return withWritable(value.toMap());
+    case QMetaType::QVariantHash:
+        return withWritable(value.toHash());
+    default:
+        return QDateTime();
+    }
+}
 
 bool isReadableWithoutGui(const QByteArray &bytes, QDataStream::Version version)
 {

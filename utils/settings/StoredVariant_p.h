@@ -2,8 +2,10 @@
 
 #include <QByteArray>
 #include <QDataStream>
+#include <QDateTime>
 #include <QMetaType>
 #include <QString>
+#include <QVariant>
 
 namespace Utils {
 
@@ -24,10 +26,18 @@ bool hasGuiApplication();
 
 /// Whether the QVariant in \p bytes can be read without a QGuiApplication.
 ///
-/// False for a QPixmap, QBitmap, QIcon or QCursor, and for a value that contains one. Also false
-/// for a container that claims to have more elements than there are bytes, for which Qt would
-/// allocate memory, and for one that is nested deeper than a hundred levels.
+/// False for a QPixmap, QBitmap, QIcon or QCursor, for a QEasingCurve, for a date that is not
+/// writable, and for a value that contains one. Also false for a container or region that claims to
+/// have more elements than there are bytes, for which Qt would allocate memory, and for a container
+/// that is nested deeper than a hundred levels.
 bool isReadableWithoutGui(const QByteArray &bytes, QDataStream::Version version);
+
+/// Whether QDataStream can write \p time. A date in a time zone that this system does not know ends
+/// the process.
+bool isWritable(const QDateTime &time);
+
+/// \p value with an invalid date in place of each date in it that is not writable.
+QVariant writable(const QVariant &value);
 
 } // namespace Utils
 
