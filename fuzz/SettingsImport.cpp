@@ -78,7 +78,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     require(to.exportTo(exported.path()), "what was imported can be exported");
     require(copy.importFrom(exported.path()), "what was exported can be imported");
     require(copy.exportTo(imported.path()), "and exported again");
-    requireEqual(imported.read(), exported.read(), "as the same text");
+    const QByteArray text = exported.read();
+    // The order of a QVariantHash changes each time when it is written and read.
+    if (!text.contains("\\x1c"))
+        requireEqual(imported.read(), text, "as the same text");
     for (const QString &key : in("copy", stored()).keys())
         require(after.contains("to/" + key), "a copy has no other keys");
     return 0;
