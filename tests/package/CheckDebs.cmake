@@ -140,6 +140,7 @@ endif()
 if(WORKBENCH)
     list(APPEND files
         man/man1/kelm-workbench.1.gz
+        man/man1/kelm-workbench-solver.1.gz
         applications/kelm-workbench.desktop
         icons/hicolor/scalable/apps/kelm-workbench.svg
         metainfo/example.kelmutils.workbench.metainfo.xml
