@@ -2,7 +2,7 @@
 
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
-#include "examples/workbench/process/LineView.h"
+#include "examples/workbench/output/OutputView.h"
 #include "examples/workbench/process/ProcessPane.h"
 #include "examples/workbench/table/TableView.h"
 
@@ -18,7 +18,7 @@
 
 #include <ctime>
 
-using Workbench::LineView;
+using Workbench::OutputView;
 using Workbench::ProcessPane;
 using Workbench::ProcessRun;
 using Workbench::TableView;
@@ -92,7 +92,7 @@ private:
     static QStringList lines(TestWindow &test)
     {
         pane(test).output().flush();
-        return pane(test).output().toPlainText().split('\n');
+        return pane(test).output().toPlainText().chopped(1).split('\n');
     }
 
     static QColor colourOf(TestWindow &test, const QString &line)
@@ -251,7 +251,7 @@ private Q_SLOTS:
         test.press(Qt::Key_F12);
         QTRY_VERIFY(pane(test).output().numLeftOut() > 0);
 
-        const LineView &output = pane(test).output();
+        const OutputView &output = pane(test).output();
         // Processor time: other programs may compute, too.
         std::clock_t longest = 0;
         std::clock_t before = std::clock();

@@ -1,9 +1,9 @@
 #include "tests/workbench/TestWindow.h"
 
 #include "examples/workbench/Preferences.h"
+#include "examples/workbench/output/OutputView.h"
 #include "examples/workbench/script/CodeEditor.h"
 #include "examples/workbench/script/ConsoleLine.h"
-#include "examples/workbench/script/ScriptOutput.h"
 #include "examples/workbench/script/ScriptView.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
@@ -21,7 +21,7 @@
 
 using Workbench::CodeEditor;
 using Workbench::ConsoleLine;
-using Workbench::ScriptOutput;
+using Workbench::OutputView;
 using Workbench::ScriptView;
 using Workbench::TableDocument;
 using Workbench::TableView;
@@ -43,9 +43,9 @@ class tst_Workbench_scripts : public QObject
 private:
     static CodeEditor &editor(TestWindow &test) { return test.view<ScriptView>()->editor(); }
 
-    static ScriptOutput &outputView(TestWindow &test)
+    static OutputView &outputView(TestWindow &test)
     {
-        return *test.window().findChild<ScriptOutput *>("scriptOutput");
+        return *test.window().findChild<OutputView *>("scriptOutput");
     }
 
     static QString output(TestWindow &test)
@@ -300,7 +300,7 @@ private Q_SLOTS:
         QCOMPARE(editor(test).errorLine(), 2);
 
         // The lines of the traceback are links.
-        ScriptOutput &view = outputView(test);
+        OutputView &view = outputView(test);
         const QTextCursor place = view.document()->find("beams.py\", line 2");
         QVERIFY(!place.isNull());
         view.setTextCursor(QTextCursor(place.block()));

@@ -5,7 +5,7 @@
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/plot/PlotPane.h"
 #ifdef KELM_WORKBENCH_SCRIPTS
-#include "examples/workbench/script/ScriptOutput.h"
+#include "examples/workbench/output/OutputView.h"
 #include "examples/workbench/script/ScriptView.h"
 #endif
 #include "examples/workbench/table/TableView.h"
@@ -293,7 +293,7 @@ static void aTagFileIsChanged(TestWindow &test)
 
 static QString output(TestWindow &test)
 {
-    auto *const view = test.window().findChild<Workbench::ScriptOutput *>("scriptOutput");
+    auto *const view = test.window().findChild<Workbench::OutputView *>("scriptOutput");
     view->flush();
     return view->toPlainText();
 }

@@ -3,7 +3,7 @@
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/ProgressDisplay.h"
 #include "examples/workbench/Texts.h"
-#include "examples/workbench/process/LineView.h"
+#include "examples/workbench/output/OutputView.h"
 #include "utils/files/File.h"
 #include "utils/settings/Settings.h"
 
@@ -27,7 +27,7 @@ namespace Workbench {
 ProcessPane::ProcessPane(QWidget *parent)
     : Pane(".ctx.processes", parent),
       m_progress(new ProgressDisplay(ProgressDisplay::Form::StatusBar, this)),
-      m_state(new QLabel(this)), m_output(new LineView(this)), m_parts(new QSplitter(this))
+      m_state(new QLabel(this)), m_output(new OutputView(this)), m_parts(new QSplitter(this))
 {
     addCommands();
     layOut();
@@ -110,6 +110,9 @@ void ProcessPane::layOut()
     column->addWidget(m_state);
     column->addStretch(1);
 
+    m_output->setObjectName("output");
+    m_output->setLineWrapMode(QPlainTextEdit::NoWrap); // there may be columns
+    bindText(m_output, "accessibleName", ".ctx.output");
     m_parts->addWidget(left);
     m_parts->addWidget(m_output);
     m_parts->setStretchFactor(0, 2);
@@ -148,9 +151,9 @@ void ProcessPane::start()
     m_output->clearAll();
     m_output->setLimit(Preferences::outputLines.value());
     m_run = std::make_unique<ProcessRun>(task(), nullptr);
-    m_output->append(m_run->command(), LineView::Kind::Command);
+    m_output->appendLine(m_run->command(), OutputView::Typed);
     connect(m_run.get(), &ProcessRun::lineRead, this, [this](const QString &line, bool isError) {
-        m_output->append(line, isError ? LineView::Kind::Error : LineView::Kind::Output);
+        m_output->appendLine(line, isError ? OutputView::Error : OutputView::Output);
     });
     connect(m_run.get(), &ProcessRun::progressRead, this, &ProcessPane::showProgress);
     connect(m_run.get(), &ProcessRun::ended, this, &ProcessPane::showEnd);
@@ -176,7 +179,7 @@ void ProcessPane::showProgress(int percent)
 void ProcessPane::showEnd()
 {
     updateState();
-    m_output->append(m_state->text(), LineView::Kind::Note);
+    m_output->appendLine(m_state->text(), OutputView::Note);
     // Later, as the tab may ask how the file is to be read.
     if (m_run->end() == ProcessRun::End::Exited && m_run->code() == 0 && m_run->hasResult())
         QMetaObject::invokeMethod(m_openResult, "trigger", Qt::QueuedConnection);

@@ -12,7 +12,7 @@ QT_FORWARD_DECLARE_CLASS(QSplitter)
 
 namespace Workbench {
 
-class LineView;
+class OutputView;
 class ProgressDisplay;
 
 /// Runs a program, such as a solver, while the user works on: its progress, its output, its end.
@@ -25,7 +25,7 @@ public:
     explicit ProcessPane(QWidget *parent);
     ~ProcessPane() override;
 
-    LineView &output() const { return *m_output; }
+    OutputView &output() const { return *m_output; }
 
     /// The program that runs, or the last one; null when none has been started.
     const ProcessRun *run() const { return m_run.get(); }
@@ -62,7 +62,7 @@ private:
     QLineEdit *m_log = nullptr;
     ProgressDisplay *m_progress;
     QLabel *m_state;
-    LineView *m_output;
+    OutputView *m_output;
     QSplitter *m_parts;
     std::unique_ptr<ProcessRun> m_run;
 };

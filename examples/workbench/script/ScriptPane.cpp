@@ -4,12 +4,12 @@
 #include "examples/workbench/DocumentTab.h"
 #include "examples/workbench/MainWindow.h"
 #include "examples/workbench/Texts.h"
+#include "examples/workbench/output/OutputView.h"
 #include "examples/workbench/script/CodeEditor.h"
 #include "examples/workbench/script/ConsoleLine.h"
 #include "examples/workbench/script/ScriptAccess.h"
 #include "examples/workbench/script/ScriptDocument.h"
 #include "examples/workbench/script/ScriptModule.h"
-#include "examples/workbench/script/ScriptOutput.h"
 #include "examples/workbench/script/ScriptRunner.h"
 #include "examples/workbench/script/ScriptView.h"
 #include "utils/files/File.h"
@@ -32,7 +32,7 @@ static MainWindow &mainWindowOf(QWidget *widget)
 
 ScriptPane::ScriptPane(QWidget *parent)
     : Pane(".ctx.scriptPane", parent), m_window(mainWindowOf(parent)),
-      m_runner(new ScriptRunner(this)), m_output(new ScriptOutput(this)),
+      m_runner(new ScriptRunner(this)), m_output(new OutputView(this)),
       m_line(new ConsoleLine(this)), m_prompt(new QLabel(this)), m_stop(new QToolButton(this)),
       m_access(std::make_unique<ScriptAccess>(m_window, *m_runner)),
       m_module(std::make_unique<ScriptModule>())
@@ -58,16 +58,14 @@ void ScriptPane::addCommands()
         addCommand("previousFrame", Qt::SHIFT + Qt::Key_F4, [this] { goToFrame(-1); });
     addSeparator();
     addCommand("console", Qt::Key_F7, [this] { showConsole(); });
-    addCommand("clearOutput", {}, [this] {
-        m_output->flush();
-        m_output->clear();
-    });
+    addCommand("clearOutput", {}, [this] { m_output->clearAll(); });
     m_restart = addCommand("restartPython", {}, [this] { restart(); });
 }
 
 void ScriptPane::layOut()
 {
     m_output->setObjectName("scriptOutput");
+    m_output->setHasLinks(true);
     m_line->setObjectName("consoleLine");
     m_prompt->setObjectName("consolePrompt");
     m_stop->setObjectName("stopButton");
@@ -91,8 +89,8 @@ void ScriptPane::connectParts()
 {
     connect(m_runner, &ScriptRunner::started, this, &ScriptPane::updateState);
     connect(m_runner, &ScriptRunner::ended, this, &ScriptPane::updateState);
-    connect(m_runner, &ScriptRunner::working, m_output, &ScriptOutput::flush);
-    connect(m_output, &ScriptOutput::placeClicked, this, [this](const QString &path, int line) {
+    connect(m_runner, &ScriptRunner::working, m_output, &OutputView::showPart);
+    connect(m_output, &OutputView::placeClicked, this, [this](const QString &path, int line) {
         if (ScriptView *const view = m_runner->isRunning() ? nullptr : open(path))
             view->editor().goTo(line);
     });

@@ -18,7 +18,7 @@ namespace Workbench {
 
 class ConsoleLine;
 class MainWindow;
-class ScriptOutput;
+class OutputView;
 class ScriptAccess;
 class ScriptRunner;
 class ScriptView;
@@ -63,7 +63,7 @@ private:
 
     MainWindow &m_window;
     ScriptRunner *m_runner;
-    ScriptOutput *m_output;
+    OutputView *m_output;
     ConsoleLine *m_line;
     QLabel *m_prompt;
     QToolButton *m_stop;

@@ -1,13 +1,14 @@
 // How the scripts pane runs scripts and statements.
 
 #include "examples/workbench/MainWindow.h"
+#include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
+#include "examples/workbench/output/OutputView.h"
 #include "examples/workbench/script/CodeEditor.h"
 #include "examples/workbench/script/ConsoleLine.h"
 #include "examples/workbench/script/ScriptAccess.h"
 #include "examples/workbench/script/ScriptDocument.h"
 #include "examples/workbench/script/ScriptModule.h"
-#include "examples/workbench/script/ScriptOutput.h"
 #include "examples/workbench/script/ScriptPane.h"
 #include "examples/workbench/script/ScriptRunner.h"
 #include "examples/workbench/script/ScriptView.h"
@@ -44,7 +45,7 @@ void ScriptPane::connectScripts()
     ScriptManager &scripts = ScriptManager::instance();
     scripts.setOutputSink([this](const Data::String &text, Utils::ScriptChannel channel) {
         const bool isError = channel == Utils::ScriptChannel::Error;
-        m_output->append(text, isError ? ScriptOutput::Error : ScriptOutput::Output);
+        m_output->append(text, isError ? OutputView::Error : OutputView::Output);
     });
     scripts.setInputSource([this](Data::String &answer) { return readAnswer(answer); });
     m_line->setCompletions([this](const QString &text) {
@@ -79,12 +80,13 @@ static void prepare(const QString &path)
 bool ScriptPane::run(const QString &name, const std::function<void()> &call)
 {
     QString error;
+    m_output->setLimit(Preferences::outputLines.value());
     const bool wasRun = m_runner->run(name, call, error);
     m_access->endChanges();
     if (wasRun)
         return true;
     if (!error.isEmpty())
-        m_output->appendLine(error, ScriptOutput::Error);
+        m_output->appendLine(error, OutputView::Error);
     return false;
 }
 
@@ -101,7 +103,7 @@ void ScriptPane::runScript()
     parentWidget()->show();
     const QString path = document.path();
     const QString name = QFileInfo(path).fileName();
-    m_output->appendLine(text(".msg.scriptStarts").arg(name), ScriptOutput::Note);
+    m_output->appendLine(text(".msg.scriptStarts").arg(name), OutputView::Note);
     m_view->clearError();
     QElapsedTimer timer;
     ScriptError error;
@@ -139,7 +141,7 @@ void ScriptPane::runSelection()
     m_selectionView = m_view;
     const QString code = dedented(m_view->editor().chosenLines());
     for (const QString &line : code.split('\n'))
-        m_output->appendLine(">>> " + line, ScriptOutput::Typed);
+        m_output->appendLine(">>> " + line, OutputView::Typed);
     const QTextCursor cursor = m_view->editor().textCursor();
     const int above = m_view->editor().document()->findBlock(cursor.selectionStart()).blockNumber();
     const QString name = QFileInfo(m_view->document().path()).fileName();
@@ -157,7 +159,7 @@ void ScriptPane::runSelection()
     if (!wasRun)
         return;
     if (!error.isEmpty() && !error.isExit())
-        m_output->appendLine(error.traceback().trimmed(), ScriptOutput::Error);
+        m_output->appendLine(error.traceback().trimmed(), OutputView::Error);
     tellEnd(name, error, timer.elapsed());
 }
 
@@ -172,11 +174,11 @@ void ScriptPane::tellEnd(const QString &name, const ScriptError &error, qint64 t
     else if (!error.isEmpty())
         outcome = text(".msg.scriptFailed").arg(name, seconds);
     if (!error.isEmpty() && error.type().isEmpty())
-        m_output->appendLine(error.text(), ScriptOutput::Error); // no exception was printed
+        m_output->appendLine(error.text(), OutputView::Error); // no exception was printed
     const QVariant result = m_access->takeResult();
     if (result.isValid())
-        m_output->appendLine(text(".msg.scriptResult").arg(result.toString()), ScriptOutput::Note);
-    m_output->appendLine(outcome, ScriptOutput::Note);
+        m_output->appendLine(text(".msg.scriptResult").arg(result.toString()), OutputView::Note);
+    m_output->appendLine(outcome, OutputView::Note);
     m_output->flush();
     showErrors(error);
 }
@@ -203,14 +205,14 @@ void ScriptPane::restart()
 {
     m_lines.clear();
     ScriptManager::instance().reset("py");
-    m_output->appendLine(text(".msg.restarted"), ScriptOutput::Note);
+    m_output->appendLine(text(".msg.restarted"), OutputView::Note);
     updateState();
 }
 
 void ScriptPane::enter(const QString &line)
 {
     if (m_isReading) {
-        m_output->append(line + '\n', ScriptOutput::Typed);
+        m_output->append(line + '\n', OutputView::Typed);
         m_answer = line + '\n';
         m_hasAnswer = true;
         return;
@@ -219,7 +221,7 @@ void ScriptPane::enter(const QString &line)
         m_line->setText(line); // for later
         return;
     }
-    m_output->append(m_prompt->text() + ' ' + line + '\n', ScriptOutput::Typed);
+    m_output->append(m_prompt->text() + ' ' + line + '\n', OutputView::Typed);
     m_line->remember(line);
     saveState();
     m_lines.append(line);
@@ -247,9 +249,9 @@ void ScriptPane::interpret()
     else
         m_lines.clear();
     if (reply.state == ScriptReply::Exit)
-        m_output->appendLine(text(".msg.exitInConsole"), ScriptOutput::Note);
+        m_output->appendLine(text(".msg.exitInConsole"), OutputView::Note);
     if (!reply.error.isEmpty())
-        m_output->appendLine(reply.error, ScriptOutput::Error);
+        m_output->appendLine(reply.error, OutputView::Error);
     m_output->flush();
     updateState();
 }
@@ -261,7 +263,7 @@ void ScriptPane::interrupt()
         return;
     }
     m_output->append(m_prompt->text() + ' ' + m_line->text() + "\nKeyboardInterrupt\n",
-                     ScriptOutput::Typed);
+                     OutputView::Typed);
     m_lines.clear();
     m_line->clear();
     updateState();
