@@ -277,6 +277,65 @@ private Q_SLOTS:
                  QString("<node name=\"B\" x=\"0\" y=\"5.5\"/>"));
     }
 
+    void documentPastesWhatItCopies()
+    {
+        TreeTest test;
+        test.open(test.file("frame.xml", frame));
+        test.click({0, 5});
+        test.key(Qt::Key_C, Qt::ControlModifier);
+        test.click({0, 6});
+        test.key(Qt::Key_V, Qt::ControlModifier); // an element, after another one
+        QCOMPARE(test.names({0}), QString("name length version (comment) node node bar node note"));
+        QCOMPARE(test.tree().currentIndex(), test.cell({0, 7}));
+
+        test.tree().expand(test.cell({0, 6}));
+        test.click({0, 6, 2});
+        test.key(Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QApplication::clipboard()->text(), QString("from=\"A\""));
+        test.click({0, 7});
+        test.key(Qt::Key_V, Qt::ControlModifier); // an attribute
+        QCOMPARE(test.names({0, 7}), QString("name from x y"));
+        test.press(Qt::Key_S, Qt::ControlModifier);
+        QCOMPARE(contentsOf(test.path("frame.xml")),
+                 QByteArray(frame).replace(
+                     "  <note>", "  <node name=\"B\" from=\"A\" x=\"0\" y=\"5.5\"/>\n  <note>"));
+
+        test.press(Qt::Key_Z, Qt::ControlModifier);
+        test.press(Qt::Key_Z, Qt::ControlModifier);
+        test.press(Qt::Key_S, Qt::ControlModifier);
+        QCOMPARE(contentsOf(test.path("frame.xml")), frame);
+    }
+
+    void documentRefusesToPasteWhatItCannotHold_data()
+    {
+        QTest::addColumn<QString>("pasted");
+        QTest::addColumn<QList<int>>("path");
+        QTest::addColumn<QString>("reason");
+
+        const QString nothing = "The clipboard has nothing that can be added here.";
+        QTest::newRow("a text") << "B" << QList<int>{0, 4} << nothing;
+        QTest::newRow("an element that is not closed") << "<node>" << QList<int>{0, 4} << nothing;
+        QTest::newRow("an attribute that is there already")
+            << "z=\"1\" x=\"2\"" << QList<int>{0, 4}
+            << "The element has an attribute \"x\" already.";
+    }
+
+    void documentRefusesToPasteWhatItCannotHold()
+    {
+        QFETCH(QString, pasted);
+        QFETCH(QList<int>, path);
+        QFETCH(QString, reason);
+        TreeTest test;
+        test.open(test.file("frame.xml", frame));
+        test.click(path);
+        QApplication::clipboard()->setText(pasted);
+        test.key(Qt::Key_V, Qt::ControlModifier);
+
+        QCOMPARE(test.label("state"), "Not changed. " + reason);
+        QVERIFY(!test.document().isChanged());
+        QCOMPARE(test.names(path), QString("name x y"));
+    }
+
     void documentIsWrittenInUtf8WithADeclarationThatSaysSo()
     {
         TreeTest test;

@@ -322,6 +322,89 @@ private Q_SLOTS:
         QCOMPARE(copied(), QString("0 1\n10 2"));
     }
 
+    void tagFilePastesWhatItCopies()
+    {
+        TreeTest test;
+        test.open(test.file("bolts.tag", bolts));
+        const auto copy = [&](const QList<int> &path, int column) {
+            test.click(path, column);
+            test.key(Qt::Key_C, Qt::ControlModifier);
+        };
+        const auto paste = [&](const QList<int> &path, int column) {
+            test.click(path, column);
+            test.key(Qt::Key_V, Qt::ControlModifier);
+        };
+        copy({2}, 0); // a tag, after another one
+        paste({0}, 0);
+        QCOMPARE(test.names({}), QString("TYPE bolt bolt bolt"));
+        QCOMPARE(test.names({1}), QString("name preload length"));
+        QCOMPARE(test.tree().currentIndex(), test.cell({1}));
+        copy({2, 4}, 0); // a key of several lines
+        paste({1, 1}, 0);
+        QCOMPARE(test.names({1}), QString("name preload curve length"));
+        copy({2, 1}, value);
+        paste({1, 1}, value);
+        QCOMPARE(test.text({1, 1}, value), QString("100.5"));
+        test.press(Qt::Key_S, Qt::ControlModifier);
+        QCOMPARE(contentsOf(test.path("bolts.tag")),
+                 QByteArray(bolts).replace("3\n\n*bolt\n",
+                                           "3\n\n*bolt\nname: M20\npreload: 100.5\ncurve:2\n0 1\n"
+                                           "10 2\nlength: 80\n\n*bolt\n"));
+
+        for (int i = 0; i < 3; ++i)
+            test.press(Qt::Key_Z, Qt::ControlModifier);
+        QVERIFY(test.document().isChanged());
+        test.press(Qt::Key_S, Qt::ControlModifier);
+        QCOMPARE(contentsOf(test.path("bolts.tag")), bolts);
+    }
+
+    void tagFilePastesSeveralTagsAsOneChange()
+    {
+        TreeTest test;
+        test.open(test.file("bolts.tag", bolts));
+        QApplication::clipboard()->setText("*nut\r\nsize: 24\r\n\r\n*nut\r\nsize: 30\r\n");
+        test.click({1, 2}, 0);
+
+        test.key(Qt::Key_V, Qt::ControlModifier);
+        QCOMPARE(test.names({}), QString("TYPE bolt nut nut bolt"));
+        QCOMPARE(test.text({3, 0}, value), QString("30"));
+
+        test.press(Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(test.names({}), QString("TYPE bolt bolt"));
+        QVERIFY(!test.document().isChanged());
+    }
+
+    void tagFileRefusesToPasteWhatItCannotHold_data()
+    {
+        QTest::addColumn<QString>("pasted");
+        QTest::addColumn<int>("column");
+        QTest::addColumn<QString>("reason");
+
+        const QString nothing = "The clipboard has nothing that can be added here.";
+        QTest::newRow("nothing") << "" << 0 << nothing;
+        QTest::newRow("a word for a key") << "M20" << 0 << nothing;
+        QTest::newRow("a text for a number")
+            << "about 100" << value
+            << "\"about 100\" is not a number. Shift+F2 changes the value as text.";
+    }
+
+    void tagFileRefusesToPasteWhatItCannotHold()
+    {
+        QFETCH(QString, pasted);
+        QFETCH(int, column);
+        QFETCH(QString, reason);
+        TreeTest test;
+        test.open(test.file("bolts.tag", bolts));
+        test.click({1, 1}, column);
+        QApplication::clipboard()->setText(pasted);
+        test.key(Qt::Key_V, Qt::ControlModifier);
+
+        QCOMPARE(test.label("state"), "Not changed. " + reason);
+        QVERIFY(!test.document().isChanged());
+        QCOMPARE(test.names({1}), QString("name preload tight uses curve"));
+        QCOMPARE(test.text({1, 1}, value), QString("100.5"));
+    }
+
     void tagFileAsksBeforeCommentsAreLost()
     {
         TreeTest test;

@@ -227,6 +227,13 @@ static QString problemOfProperty(const QString &key, const QString &value, bool 
     return read == (isKey ? key : value) ? QString() : text(".msg.readBackAs").arg(read);
 }
 
+static QString problemOfKey(const QString &key)
+{
+    if (key.startsWith('$') || key.startsWith('*'))
+        return text(".msg.keyStart").arg(key.at(0));
+    return problemOfProperty(key, "value", /*isKey=*/true);
+}
+
 static QString problemOfTagName(const QString &name)
 {
     auto file = makeFile();
@@ -246,9 +253,7 @@ QString TagDocument::formProblem(int node, Column column, const QString &text) c
         return text == "$" ? Workbench::text(".msg.notReadBack") : problemOfTagName(text);
     if (column == Value)
         return problemOfProperty("key", text, /*isKey=*/false);
-    if (text.startsWith('$') || text.startsWith('*'))
-        return Workbench::text(".msg.keyStart").arg(text.at(0));
-    return problemOfProperty(text, "value", /*isKey=*/true);
+    return problemOfKey(text);
 }
 
 // Changes
@@ -290,6 +295,47 @@ TreeDocument::Part TagDocument::copyOf(int node) const
     if (isTag(node))
         return tag;
     return Property(tag.keys.value(rowOf(node)), tag.values.value(rowOf(node)));
+}
+
+/// The tags of \p pasted after that of \p node.
+std::vector<TreeDocument::Addition> TagDocument::tagsToAdd(int node, const TagFile &pasted)
+{
+    Place place = placeFor(node, /*branch=*/true);
+    std::vector<Addition> added;
+    for (int i = 0; i < pasted.numTags(); ++i, ++place.row)
+        added.push_back({place, pasted.tag(i)});
+    return added;
+}
+
+/// The keys in \p text, in the tag of \p node.
+std::vector<TreeDocument::Addition> TagDocument::keysToAdd(int node, const QString &text,
+                                                           QString &problem)
+{
+    const auto file = readText("*tag\n" + text);
+    if (file->numTags() != 1)
+        return {};
+    const Tag &pasted = file->tag(0);
+    Place place = placeFor(node, /*branch=*/false);
+    std::vector<Addition> added;
+    for (int i = 0; i < pasted.numProps() && place.parent >= 0; ++i, ++place.row) {
+        const Property property(pasted.keys.at(i), pasted.values.at(i));
+        problem = problemOfKey(property.first);
+        if (problem.isEmpty())
+            problem = problemOfProperty("key", property.second, /*isKey=*/false);
+        if (!problem.isEmpty())
+            return {};
+        added.push_back({place, property});
+    }
+    return added;
+}
+
+std::vector<TreeDocument::Addition> TagDocument::additions(int node, const QString &text,
+                                                           QString &problem)
+{
+    const auto tags = readText(text);
+    if (tags->numTags() > 0)
+        return tagsToAdd(node, *tags);
+    return keysToAdd(node, text, problem);
 }
 
 void TagDocument::insertPart(int node, const Part &part)

@@ -47,6 +47,7 @@ protected:
     Position positionFor(int node, bool branch) override;
     Part newPart(int parent, bool branch) const override;
     Part copyOf(int node) const override;
+    std::vector<Addition> additions(int node, const QString &text, QString &problem) override;
     void insertPart(int node, const Part &part) override;
     Part removePart(int node) override;
     std::any putText(int node, Column column, const QString &text) override;
@@ -56,6 +57,8 @@ protected:
 private:
     bool isTag(int node) const { return parentOf(node) == root; }
     int tagRow(int node) const { return rowOf(isTag(node) ? node : parentOf(node)); }
+    std::vector<Addition> tagsToAdd(int node, const Utils::TagFile &pasted);
+    std::vector<Addition> keysToAdd(int node, const QString &text, QString &problem);
     QStringList linesThatSavingLoses() const;
     QString firstThatIsReadDifferently() const;
 

@@ -317,4 +317,19 @@ int TreeDocument::add(int node, bool branch)
     return insert(position.parent, position.row, newPart(position.parent, branch));
 }
 
+int TreeDocument::paste(int node, const QString &text, QString &problem)
+{
+    const std::vector<Addition> added = additions(node, text, problem);
+    if (added.empty()) {
+        if (problem.isEmpty())
+            problem = Workbench::text(".msg.nothingToPaste");
+        return root;
+    }
+    changes().beginMacro(QString());
+    for (const Addition &addition : added)
+        insert(addition.place.parent, addition.place.row, addition.part);
+    changes().endMacro();
+    return child(added.front().place.parent, added.front().place.row);
+}
+
 } // namespace Workbench

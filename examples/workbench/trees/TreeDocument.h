@@ -98,6 +98,11 @@ public:
     /// Adds a node in \p node or beside it, where that is possible. Returns the new node.
     int add(int node, bool branch);
 
+    /// Adds what fileText() returns of other nodes, in \p node or beside it, as one change. Returns
+    /// the first new node; the root, with the reason in \p problem, when the text has none, or when
+    /// the file cannot hold them there.
+    int paste(int node, const QString &text, QString &problem);
+
     QString failure() const override;
 
 Q_SIGNALS:
@@ -135,6 +140,16 @@ protected:
     virtual Position positionFor(int node, bool branch) = 0;
     virtual Part newPart(int parent, bool branch) const = 0;
     virtual Part copyOf(int node) const = 0;
+
+    /// A part to insert, and where, when those before it are there.
+    struct Addition
+    {
+        Place place;
+        Part part;
+    };
+
+    /// What paste() adds: the nodes in \p text. None, with the reason in \p problem, as there.
+    virtual std::vector<Addition> additions(int node, const QString &text, QString &problem) = 0;
 
     /// Puts \p part into the contents, at the parent and row of \p node, or takes that of \p node
     /// out of them. The nodes themselves are the task of this class.

@@ -63,6 +63,7 @@ void TreeView::addCommands()
     addTreeCommand("moveDown", Qt::CTRL + Qt::SHIFT + Qt::Key_Down, [this] { move(1); });
     addSeparator();
     addTreeCommand("copy", QKeySequence::Copy, [this] { copy(); });
+    addTreeCommand("paste", QKeySequence::Paste, [this] { paste(); });
 }
 
 void TreeView::layOut()
@@ -160,6 +161,7 @@ void TreeView::updateCommands()
     enable("moveUp", m_document.canMove(node, -1));
     enable("moveDown", m_document.canMove(node, 1));
     enable("copy", isNode);
+    enable("paste", isNode || m_document.canAdd(node, /*branch=*/true));
 }
 
 int TreeView::currentNode() const { return m_model->nodeOf(m_tree->currentIndex()); }
@@ -196,6 +198,26 @@ void TreeView::copy()
     const int node = currentNode();
     QApplication::clipboard()->setText(
         column == TreeDocument::Name ? m_document.fileText(node) : m_document.textOf(node, column));
+}
+
+/// Puts a value in place of that in the current cell; beside a name, what copy() copies of a row.
+void TreeView::paste()
+{
+    const QString pasted = QApplication::clipboard()->text().replace("\r\n", "\n");
+    const int node = currentNode();
+    const bool isValue = m_tree->currentIndex().column() == TreeDocument::Value &&
+                         m_document.canEdit(node, TreeDocument::Value);
+    QString problem;
+    if (isValue) {
+        problem = m_document.problem(node, TreeDocument::Value, pasted, /*asText=*/false);
+        if (problem.isEmpty())
+            m_document.setText(node, TreeDocument::Value, pasted);
+    } else {
+        const int added = m_document.paste(node, pasted, problem);
+        if (added != TreeDocument::root)
+            select(added, TreeDocument::Name);
+    }
+    m_state->setText(problem.isEmpty() ? QString() : text(".msg.discarded").arg(problem));
 }
 
 void TreeView::add(bool branch)

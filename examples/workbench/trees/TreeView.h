@@ -37,6 +37,7 @@ private:
     void connectParts();
     void find(int step);
     void copy();
+    void paste();
     void add(bool branch);
     void editValue();
     void editAsText();

@@ -243,9 +243,16 @@ bool XmlDocument::canEdit(int node, Column column)
 QString XmlDocument::fileText(int node) const
 {
     const QDomNode &shown = dom(node);
+    Xml::Document copy(Xml::Document::Normal, 0.0);
+    if (shown.isAttr()) {
+        QDomElement owner = copy.createElement("a");
+        owner.setAttribute(shown.nodeName(), shown.nodeValue());
+        copy.appendChild(owner);
+        const QString written = QString(copy.toText()).trimmed();
+        return written.mid(3).section('/', 0, -2).trimmed(); // without "<a " and "/>"
+    }
     if (!shown.isElement())
         return shown.nodeValue();
-    Xml::Document copy(Xml::Document::Normal, 0.0);
     copy.appendChild(copy.importNode(shown, /*deep=*/true));
     return QString(copy.toText()).trimmed();
 }
@@ -328,6 +335,45 @@ TreeDocument::Part XmlDocument::newPart(int parent, bool branch) const
 TreeDocument::Part XmlDocument::copyOf(int node) const
 {
     return dom(node).cloneNode(/*deep=*/true);
+}
+
+/// The attributes of \p pasted in the element of \p node, in the order of the library.
+std::vector<TreeDocument::Addition>
+XmlDocument::attributesToAdd(int node, const QDomElement &pasted, QString &problem)
+{
+    const int owner = elementOf(node);
+    if (owner == root)
+        return {};
+    QDomElement grown = element(owner).cloneNode(/*deep=*/false).toElement();
+    std::vector<Addition> added;
+    for (const QDomAttr &attribute : Element(pasted).orderedAttributes()) {
+        const QString name = attribute.name();
+        if (grown.hasAttribute(name)) {
+            problem = Workbench::text(".msg.attributeExists").arg(name);
+            return {};
+        }
+        grown.setAttribute(name, attribute.value());
+        added.push_back({{owner, rowOfAttribute(grown, name)}, Attribute(name, attribute.value())});
+    }
+    return added;
+}
+
+std::vector<TreeDocument::Addition> XmlDocument::additions(int node, const QString &text,
+                                                           QString &problem)
+{
+    QDomDocument pasted;
+    if (pasted.setContent("<a " + text + "/>"))
+        return attributesToAdd(node, pasted.documentElement(), problem);
+    // After an element, as a duplicate; at the end of the one that an attribute belongs to.
+    Place place = canDuplicate(node) ? Place{parentOf(node), rowOf(node) + 1}
+                                     : placeFor(node, /*branch=*/true);
+    if (place.parent < 0 || !pasted.setContent("<a>" + text + "</a>"))
+        return {};
+    std::vector<Addition> added;
+    QDomNode next = pasted.documentElement().firstChildElement();
+    for (; !next.isNull(); next = next.nextSiblingElement(), ++place.row)
+        added.push_back({place, m_document->importNode(next, /*deep=*/true)});
+    return added;
 }
 
 void XmlDocument::insertPart(int node, const Part &part)

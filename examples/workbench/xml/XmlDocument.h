@@ -51,6 +51,7 @@ protected:
     Position positionFor(int node, bool branch) override;
     Part newPart(int parent, bool branch) const override;
     Part copyOf(int node) const override;
+    std::vector<Addition> additions(int node, const QString &text, QString &problem) override;
     void insertPart(int node, const Part &part) override;
     Part removePart(int node) override;
     std::any putText(int node, Column column, const QString &text) override;
@@ -58,6 +59,7 @@ protected:
     QString formProblem(int node, Column column, const QString &text) const override;
 
 private:
+    std::vector<Addition> attributesToAdd(int node, const QDomElement &pasted, QString &problem);
     void addNodeOf(int parent, const QDomNode &dom);
     void setDom(int node, const QDomNode &dom);
     const QDomNode &dom(int node) const { return m_doms[std::size_t(node)]; }
