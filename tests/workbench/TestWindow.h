@@ -9,11 +9,13 @@
 #include "tests/support/Print.h"
 #include "tests/support/SettingsHome.h"
 
+#include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
 #include <QCompleter>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -96,6 +98,55 @@ public:
         QVERIFY(QTest::qWaitForWindowActive(&window()));
         QWidget *const focus = QApplication::focusWidget();
         QTest::keyClick(focus ? focus : &window(), key, modifiers);
+    }
+
+    /// Types \p text into a field, in place of what it has.
+    static void typeInto(QWidget &field, const QString &text)
+    {
+        field.setFocus();
+        QTest::keyClick(&field, Qt::Key_A, Qt::ControlModifier);
+        if (text.isEmpty())
+            QTest::keyClick(&field, Qt::Key_Delete);
+        QTest::keyClicks(&field, text);
+    }
+
+    /// The same, and then Return.
+    static void enterInto(QWidget &field, const QString &text)
+    {
+        typeInto(field, text);
+        QTest::keyClick(&field, Qt::Key_Return);
+    }
+
+    /// Clicks a cell of a table or tree, after it was scrolled to.
+    static void clickCell(QAbstractItemView &view, const QModelIndex &index)
+    {
+        QVERIFY(index.isValid());
+        view.scrollTo(index);
+        QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, view.visualRect(index).center());
+        QCOMPARE(view.currentIndex(), index);
+    }
+
+    /// The editor of a cell that is open in \p view, or null.
+    static QWidget *cellEditor(const QAbstractItemView &view)
+    {
+        const auto parts =
+            view.viewport()->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly);
+        for (QWidget *const part : parts) {
+            if (qobject_cast<QLineEdit *>(part) || qobject_cast<QPlainTextEdit *>(part))
+                return part;
+        }
+        return nullptr;
+    }
+
+    /// Replaces the text of a cell, and accepts it.
+    static void changeCell(QAbstractItemView &view, const QModelIndex &index, const QString &text)
+    {
+        clickCell(view, index);
+        QTest::keyClick(&view, Qt::Key_F2);
+        QWidget *const editor = cellEditor(view);
+        QVERIFY(editor);
+        enterInto(*editor, text);
+        QTRY_VERIFY(!cellEditor(view));
     }
 
     /// The view in the current tab as its class, or null.

@@ -6,7 +6,6 @@
 #include <QClipboard>
 #include <QElapsedTimer>
 #include <QLabel>
-#include <QPlainTextEdit>
 #include <QScrollBar>
 #include <QTreeView>
 
@@ -45,14 +44,7 @@ public:
     }
 
     /// Clicks on a cell, after it was scrolled to.
-    void click(const QList<int> &path, int column = 0)
-    {
-        const QModelIndex index = cell(path, column);
-        QVERIFY(index.isValid());
-        tree().scrollTo(index);
-        QTest::mouseClick(tree().viewport(), Qt::LeftButton, {}, tree().visualRect(index).center());
-        QCOMPARE(tree().currentIndex(), index);
-    }
+    void click(const QList<int> &path, int column = 0) { clickCell(tree(), cell(path, column)); }
 
     /// Presses a key in the tree.
     void key(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
@@ -69,10 +61,7 @@ public:
     void type(const QString &text)
     {
         QVERIFY(editor());
-        QTest::keyClick(editor(), Qt::Key_A, Qt::ControlModifier);
-        if (text.isEmpty())
-            QTest::keyClick(editor(), Qt::Key_Delete);
-        QTest::keyClicks(editor(), text);
+        typeInto(*editor(), text);
     }
 
     /// Accepts the text of the open editor.
@@ -85,10 +74,7 @@ public:
     /// Changes a cell.
     void change(const QList<int> &path, int column, const QString &text)
     {
-        click(path, column);
-        QTest::keyClick(&tree(), Qt::Key_F2);
-        type(text);
-        accept();
+        changeCell(tree(), cell(path, column), text);
     }
 
     /// The reason that is shown below the editor, or "".
@@ -137,9 +123,7 @@ public:
         press(Qt::Key_F, Qt::ControlModifier);
         auto *const line = window().currentTab()->findChild<QLineEdit *>("findLine");
         QCOMPARE(QApplication::focusWidget(), line);
-        QTest::keyClick(line, Qt::Key_A, Qt::ControlModifier);
-        QTest::keyClicks(line, wanted);
-        QTest::keyClick(line, Qt::Key_Return);
+        enterInto(*line, wanted);
     }
 
     /// The longest of many jumps through the tree, in milliseconds.

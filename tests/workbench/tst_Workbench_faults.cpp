@@ -9,11 +9,12 @@
 #include "utils/feedback/Progress.h"
 
 #include <QDir>
-#include <QElapsedTimer>
 #include <QHeaderView>
 #include <QLabel>
 #include <QTableView>
 #include <QWindow>
+
+#include <ctime>
 
 using Workbench::PlotPane;
 using Workbench::TableDocument;
@@ -142,14 +143,13 @@ private Q_SLOTS:
     {
         QFETCH(int, limit);
         Workbench::Preferences::memoryLimit.set(limit);
-        const int numColumns = 300000; // a million by hand: takes 2 s
+        const int numColumns = 1000000;
         QByteArray row;
         for (int col = 0; col < numColumns; ++col)
             row += QByteArray::number(col) + ',';
         row.chop(1);
         TestWindow test;
-        QElapsedTimer timer;
-        timer.start();
+        const std::clock_t start = std::clock();
         test.window().openFiles({test.file("wide.csv", row + '\n' + row + '\n')});
         QCOMPARE(grid(test).model()->columnCount(), numColumns);
         QCOMPARE(cell(test, 0, numColumns - 1), QString::number(numColumns - 1));
@@ -160,8 +160,10 @@ private Q_SLOTS:
         QCOMPARE(test.view<TableView>()->selectedColumns().size(), numColumns);
         const auto &pane = static_cast<const PlotPane &>(*test.window().tool("Plot"));
         QTRY_COMPARE(pane.statistics().columnCount(), 8);
-        // On an idle machine 1 s; it was minutes when columns were compared one with all others.
-        QVERIFY2(timer.elapsed() < 20000, qPrintable(QString::number(timer.elapsed())));
+        const double seconds = double(std::clock() - start) / CLOCKS_PER_SEC;
+        qInfo("%.1f s of processor time", seconds);
+        // It was hours when columns were compared one with all others.
+        QVERIFY2(seconds < 20.0, qPrintable(QString::number(seconds)));
     }
 
     void workbenchIsClosedInTheMiddleOfATask_data()

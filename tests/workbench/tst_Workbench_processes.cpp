@@ -56,10 +56,7 @@ private:
     {
         auto *const field = pane(test).findChild<QLineEdit *>(name);
         QVERIFY(field);
-        field->setFocus();
-        QTest::keyClick(field, Qt::Key_A, Qt::ControlModifier);
-        QTest::keyClick(field, Qt::Key_Delete);
-        QTest::keyClicks(field, text);
+        TestWindow::typeInto(*field, text);
         QCOMPARE(field->text(), text);
     }
 
@@ -290,17 +287,28 @@ private Q_SLOTS:
         QVERIFY(output.blockCount() <= 2000);
     }
 
+    void processesAreEndedBeforeTheWindowIs_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<int>("count");
+
+        QTest::newRow("with a child") << "--seconds 60 --children 1" << 2;
+        QTest::newRow("in a flood") << "--flood -1" << 1;
+    }
+
     void processesAreEndedBeforeTheWindowIs()
     {
+        QFETCH(QString, arguments);
+        QFETCH(int, count);
         TestWindow test;
-        enter(test, "--seconds 60 --children 1");
+        enter(test, arguments);
         test.press(Qt::Key_F12);
-        QTRY_COMPARE(numRunning(), 2);
+        QTRY_COMPARE(numRunning(), count);
 
         test.onDialog([](QWidget *dialog) { TestWindow::pressButton(dialog, QMessageBox::No); });
         test.window().close();
         QVERIFY(test.window().isVisible());
-        QCOMPARE(numRunning(), 2);
+        QCOMPARE(numRunning(), count);
 
         test.onDialog([](QWidget *dialog) { TestWindow::pressButton(dialog, QMessageBox::Yes); });
         test.window().close();

@@ -56,14 +56,6 @@ private:
         return false;
     }
 
-    static void typeNumber(QSpinBox &box, const QString &text)
-    {
-        box.setFocus();
-        box.selectAll();
-        QTest::keyClicks(&box, text);
-        QTest::keyClick(&box, Qt::Key_Return);
-    }
-
     static void click(SettingsDialog &dialog, const char *button)
     {
         QTest::mouseClick(&part<QAbstractButton>(dialog, button), Qt::LeftButton);
@@ -85,7 +77,7 @@ private Q_SLOTS:
         QCOMPARE(limit.maximum(), 1024);
         QVERIFY(!isMarked(dialog, "memoryLimit"));
 
-        typeNumber(limit, "128");
+        TestWindow::enterInto(limit, "128");
         QCOMPARE(Preferences::memoryLimit.value(), 128);
         QVERIFY(isMarked(dialog, "memoryLimit"));
         QVERIFY(dialog.isVisible()); // Return ends the entry only
@@ -106,22 +98,17 @@ private Q_SLOTS:
     {
         TestWindow test;
         SettingsDialog &dialog = open(test);
-        typeNumber(part<QSpinBox>(dialog, "memoryLimit"), "99999");
+        TestWindow::enterInto(part<QSpinBox>(dialog, "memoryLimit"), "99999");
         QVERIFY(Preferences::memoryLimit.value() <= 1024);
 
         auto &line = *part<QWidget>(dialog, "tempPath").findChild<QLineEdit *>();
         const QString old = Preferences::tempFolder.value();
-        line.setFocus();
-        line.selectAll();
-        QTest::keyClicks(&line, "/no/such/folder");
-        QTest::keyClick(&line, Qt::Key_Return);
+        TestWindow::enterInto(line, "/no/such/folder");
         QVERIFY(part<QLabel>(dialog, "settingsProblem").text().contains("/no/such/folder"));
         QCOMPARE(Preferences::tempFolder.value(), Data::String(old));
 
         const QString folder = QFileInfo(test.path("x")).path();
-        line.selectAll();
-        QTest::keyClicks(&line, folder);
-        QTest::keyClick(&line, Qt::Key_Return);
+        TestWindow::enterInto(line, folder);
         QCOMPARE(QString(Preferences::tempFolder.value()), folder);
         QCOMPARE(part<QLabel>(dialog, "settingsProblem").text(), QString());
         QVERIFY(isMarked(dialog, "tempPath"));
@@ -188,7 +175,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         SettingsDialog &dialog = open(test);
-        typeNumber(part<QSpinBox>(dialog, "digits"), "7");
+        TestWindow::enterInto(part<QSpinBox>(dialog, "digits"), "7");
         test.answerFileDialog(test.path("mine.ini"));
         click(dialog, "exportSettings");
         const QByteArray exported = contentsOf(test.path("mine.ini"));
@@ -206,7 +193,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         SettingsDialog &dialog = open(test);
-        typeNumber(part<QSpinBox>(dialog, "digits"), "7");
+        TestWindow::enterInto(part<QSpinBox>(dialog, "digits"), "7");
         test.answerFileDialog(test.path("mine.ini"));
         click(dialog, "exportSettings");
         QByteArray damaged = contentsOf(test.path("mine.ini"));
@@ -245,7 +232,7 @@ private Q_SLOTS:
         };
         QTRY_COMPARE(mean(), QString("1.2346"));
         SettingsDialog &dialog = open(test);
-        typeNumber(part<QSpinBox>(dialog, "digits"), "8");
+        TestWindow::enterInto(part<QSpinBox>(dialog, "digits"), "8");
         QCOMPARE(mean(), QString("1.2345679"));
     }
 };

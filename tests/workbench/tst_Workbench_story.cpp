@@ -46,10 +46,7 @@ static int numRows(TestWindow &test) { return grid(test).model()->rowCount(); }
 
 static void clickCell(TestWindow &test, int row, int col)
 {
-    QTableView &view = grid(test);
-    const QModelIndex index = view.model()->index(row, col);
-    view.scrollTo(index);
-    QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, view.visualRect(index).center());
+    TestWindow::clickCell(grid(test), grid(test).model()->index(row, col));
 }
 
 /// Clicks the headers of columns, all but the first with Ctrl.
@@ -68,14 +65,7 @@ static void clickHeaders(TestWindow &test, const QList<int> &cols)
 /// Replaces the text of a cell.
 static void typeInto(TestWindow &test, int row, int col, const QString &text)
 {
-    clickCell(test, row, col);
-    test.press(Qt::Key_F2);
-    QWidget *const editor = grid(test).findChild<QLineEdit *>();
-    QVERIFY(editor);
-    QTest::keyClick(editor, Qt::Key_A, Qt::ControlModifier);
-    QTest::keyClicks(editor, text);
-    QTest::keyClick(editor, Qt::Key_Return);
-    QTRY_VERIFY(!grid(test).findChild<QLineEdit *>());
+    TestWindow::changeCell(grid(test), grid(test).model()->index(row, col), text);
 }
 
 /// Types a text and Return to where the focus is.
@@ -264,19 +254,11 @@ static void aTagFileIsChanged(TestWindow &test)
     QVERIFY(test.view<TreeView>());
     QTreeView &tree = test.view<TreeView>()->tree();
     const QModelIndex steel = tree.model()->index(3, 0);
-    tree.scrollTo(steel);
-    QTest::mouseClick(tree.viewport(), Qt::LeftButton, {}, tree.visualRect(steel).center());
+    TestWindow::clickCell(tree, steel);
     QTest::keyClick(&tree, Qt::Key_Right); // shows its keys
     const QModelIndex heat = tree.model()->index(10, 1, steel);
-    tree.scrollTo(heat);
-    QTest::mouseClick(tree.viewport(), Qt::LeftButton, {}, tree.visualRect(heat).center());
     QCOMPARE(heat.siblingAtColumn(0).data().toString(), QString("specificHeat"));
-    QTest::keyClick(&tree, Qt::Key_F2);
-    QWidget *const editor = tree.findChild<QWidget *>("valueEditor");
-    QVERIFY(editor);
-    QTest::keyClick(editor, Qt::Key_A, Qt::ControlModifier);
-    QTest::keyClicks(editor, "471");
-    QTest::keyClick(editor, Qt::Key_Return);
+    TestWindow::changeCell(tree, heat, "471");
     QTRY_COMPARE(heat.data().toString(), QString("471"));
 
     QVERIFY(!contentsOf(test.path("materials.tag")).contains("471"));

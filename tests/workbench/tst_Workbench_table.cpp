@@ -1,7 +1,7 @@
 #include "tests/workbench/TestWindow.h"
 
-#include "examples/workbench/Preferences.h"
 #include "examples/workbench/plot/Colours.h"
+#include "examples/workbench/Preferences.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
 
@@ -48,30 +48,17 @@ private:
 
     static void click(TestWindow &test, int row, int col)
     {
-        QTableView &view = grid(test);
-        const QRect cell = view.visualRect(view.model()->index(row, col));
-        QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, cell.center());
+        TestWindow::clickCell(grid(test), grid(test).model()->index(row, col));
     }
 
     static void type(TestWindow &test, int row, int col, const QString &text)
     {
-        click(test, row, col);
-        QTest::keyClick(&grid(test), Qt::Key_F2);
-        QWidget *const editor = grid(test).findChild<QLineEdit *>();
-        QVERIFY(editor);
-        QTest::keyClick(editor, Qt::Key_A, Qt::ControlModifier);
-        QTest::keyClicks(editor, text);
-        QTest::keyClick(editor, Qt::Key_Return);
-        QTRY_VERIFY(!grid(test).findChild<QLineEdit *>());
+        TestWindow::changeCell(grid(test), grid(test).model()->index(row, col), text);
     }
 
     static void enter(TestWindow &test, const char *line, const QString &text)
     {
-        auto *const edit = test.window().findChild<QLineEdit *>(line);
-        edit->setFocus();
-        QTest::keyClick(edit, Qt::Key_A, Qt::ControlModifier);
-        QTest::keyClicks(edit, text);
-        QTest::keyClick(edit, Qt::Key_Return);
+        TestWindow::enterInto(*test.window().findChild<QLineEdit *>(line), text);
     }
 
     /// A table of \p numRows rows: a number, its square, and every thousandth time "x".
@@ -206,10 +193,7 @@ private Q_SLOTS:
         QVERIFY2(state().contains("rows 1 to 1,000 of 5,000"), qPrintable(state()));
 
         test.onDialog([](QWidget *dialog) {
-            QWidget *const box = dialog->findChild<QSpinBox *>();
-            QTest::keyClick(box, Qt::Key_A, Qt::ControlModifier);
-            QTest::keyClicks(box, "4321");
-            QTest::keyClick(box, Qt::Key_Return);
+            TestWindow::enterInto(*dialog->findChild<QSpinBox *>(), "4321");
         });
         test.press(Qt::Key_G, Qt::ControlModifier);
         QCOMPARE(grid(test).currentIndex().siblingAtColumn(0).data().toString(), QString("4320"));
@@ -368,10 +352,7 @@ private Q_SLOTS:
         TestWindow test;
         test.open(test.sample("load_curve.csv"));
         test.onDialog([](QWidget *dialog) {
-            QWidget *const box = dialog->findChild<QSpinBox *>();
-            QTest::keyClick(box, Qt::Key_A, Qt::ControlModifier);
-            QTest::keyClicks(box, "1100");
-            QTest::keyClick(box, Qt::Key_Return);
+            TestWindow::enterInto(*dialog->findChild<QSpinBox *>(), "1100");
         });
         test.press(Qt::Key_G, Qt::ControlModifier);
 
