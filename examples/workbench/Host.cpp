@@ -41,10 +41,13 @@ Data::String Host::getVariable(const char *key, const Data::String &defaultValue
     return m_variables.value(QString::fromUtf8(key), defaultValue);
 }
 
+/// The last line of \p text that says something: of a traceback, that is the error.
+static QString lastLine(const QString &text) { return text.trimmed().section('\n', -1).trimmed(); }
+
 void Host::showMessage(const Data::String &text, bool)
 {
     if (m_bar)
-        m_bar->showMessage(text, messageTime);
+        m_bar->showMessage(lastLine(text), messageTime); // it has one line
 }
 
 void Host::logMessage(const Data::String &text, int level)

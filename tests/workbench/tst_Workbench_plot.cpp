@@ -1,6 +1,7 @@
 #include "tests/workbench/TestWindow.h"
 
 #include "data/Array.h"
+#include "examples/workbench/Contrast.h"
 #include "examples/workbench/plot/Colours.h"
 #include "examples/workbench/plot/PlotPane.h"
 #include "examples/workbench/plot/ThinnedCurve.h"

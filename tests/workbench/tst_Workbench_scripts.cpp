@@ -1,5 +1,6 @@
 #include "tests/workbench/TestWindow.h"
 
+#include "examples/workbench/Contrast.h"
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/output/OutputView.h"
 #include "examples/workbench/script/CodeEditor.h"
@@ -15,9 +16,11 @@
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QScrollBar>
+#include <QStatusBar>
 #include <QTabWidget>
 #include <QTextBlock>
 #include <QToolButton>
+#include <QWindow>
 
 using Workbench::CodeEditor;
 using Workbench::ConsoleLine;
@@ -224,6 +227,39 @@ private Q_SLOTS:
         QCOMPARE(editor(test).line(), 2);
     }
 
+    void coloursOfTheCodeAreReadableOnEachBackground_data()
+    {
+        QTest::addColumn<QColor>("text");
+        QTest::addColumn<QColor>("base");
+
+        QTest::newRow("light") << QColor("#1f1c1b") << QColor(Qt::white);
+        QTest::newRow("dark") << QColor("#eff0f1") << QColor("#1e1e1e");
+        QTest::newRow("high contrast") << QColor(Qt::yellow) << QColor(Qt::black);
+    }
+
+    void coloursOfTheCodeAreReadableOnEachBackground()
+    {
+        QFETCH(QColor, text);
+        QFETCH(QColor, base);
+        TestWindow test;
+        openScript(test, "# comment\nimport os\ndef f(x):\n    return 'a%d' % len(x) + 1.5\n");
+        QPalette palette;
+        palette.setColor(QPalette::Base, base);
+        palette.setColor(QPalette::Text, text);
+        editor(test).setPalette(palette); // while it is shown
+        QCoreApplication::processEvents();
+
+        QTextBlock block = editor(test).document()->begin();
+        for (; block.isValid(); block = block.next()) {
+            for (const QTextLayout::FormatRange &range : block.layout()->formats()) {
+                const bool hasColour = range.format.hasProperty(QTextFormat::ForegroundBrush);
+                const QColor colour = hasColour ? range.format.foreground().color() : text;
+                QVERIFY2(Workbench::contrast(colour, base) >= 3.0,
+                         qPrintable(block.text().mid(range.start, range.length) + colour.name()));
+            }
+        }
+    }
+
     void scriptIsSavedAndRunAndItsOutputIsShown()
     {
         TestWindow test;
@@ -261,6 +297,8 @@ private Q_SLOTS:
         QVERIFY2(errorLabel(test).text().startsWith("Line 2: NameError: "),
                  qPrintable(errorLabel(test).text()));
         QVERIFY(output(test).contains("line 5, in <module>"));
+        const QString status = test.window().statusBar()->currentMessage();
+        QVERIFY2(status.startsWith("NameError: "), qPrintable(status));
 
         test.press(Qt::Key_F4); // the caller
         QCOMPARE(editor(test).errorLine(), 5);
@@ -455,6 +493,35 @@ private Q_SLOTS:
 
         QTRY_VERIFY(!test.window().isVisible());
         QVERIFY(output(test).contains("KeyboardInterrupt"));
+    }
+
+    void windowThatIsClosedWhileAScriptWaitsForInputEndsIt()
+    {
+        TestWindow test;
+        openScript(test, "print 'go'\nraw_input()\nprint 'over'\n");
+        whenPrinted(test, "go", [&] {
+            QTimer::singleShot(300, &test.window(), [&] { test.window().windowHandle()->close(); });
+        });
+        test.press(Qt::Key_F8);
+
+        QTRY_VERIFY(!test.window().isVisible());
+        QVERIFY(output(test).contains("KeyboardInterrupt"));
+        QVERIFY(!output(test).contains("\nover\n"));
+    }
+
+    void windowIsNotClosedBehindTheDialogOfAScript()
+    {
+        TestWindow test;
+        openScript(test, "import Workbench\nWorkbench.showMessage('a')\nprint 'over'\n");
+        test.onDialog([&](QWidget *dialog) {
+            test.window().windowHandle()->close();
+            QVERIFY(test.window().isVisible());
+            TestWindow::pressButton(dialog, QMessageBox::Ok);
+        });
+        test.press(Qt::Key_F8);
+
+        QVERIFY(output(test).contains("\nover\n"));
+        QVERIFY(test.window().isVisible());
     }
 
     void windowWithAnEndlessScriptCanBeDestroyedAfterItAndStartsAgain()

@@ -1,6 +1,6 @@
 #include "tests/workbench/TestWindow.h"
 
-#include "examples/workbench/plot/Colours.h"
+#include "examples/workbench/Contrast.h"
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"

@@ -1,6 +1,9 @@
 #include "examples/workbench/script/Highlighting.h"
 
+#include "examples/workbench/Contrast.h"
+
 #include <KSyntaxHighlighting/Definition>
+#include <KSyntaxHighlighting/Format>
 #include <KSyntaxHighlighting/Repository>
 #include <KSyntaxHighlighting/SyntaxHighlighter>
 #include <KSyntaxHighlighting/Theme>
@@ -31,6 +34,19 @@ public:
             rehighlight();
         }
         return SyntaxHighlighter::eventFilter(object, event);
+    }
+
+protected:
+    /// Some colours of the themes are too pale to read.
+    void applyFormat(int offset, int length, const KSyntaxHighlighting::Format &format) override
+    {
+        SyntaxHighlighter::applyFormat(offset, length, format);
+        QTextCharFormat shown = this->format(offset);
+        if (length == 0 || !shown.hasProperty(QTextFormat::ForegroundBrush))
+            return;
+        shown.setForeground(
+            readable(shown.foreground().color(), m_editor.palette().color(QPalette::Base)));
+        setFormat(offset, length, shown);
     }
 
 private:

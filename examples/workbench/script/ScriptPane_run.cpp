@@ -1,5 +1,6 @@
 // How the scripts pane runs scripts and statements.
 
+#include "examples/workbench/Host.h"
 #include "examples/workbench/MainWindow.h"
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
@@ -190,6 +191,7 @@ void ScriptPane::showErrors(const ScriptError &error)
     const bool isGood = error.isExit() && error.exitStatus() == 0;
     if (!isGood && !error.type().isEmpty()) {
         m_errorText = error.type() + ": " + error.text();
+        Host::instance()->showMessage(m_errorText.section('\n', 0, 0), true);
         m_errorColumn = error.column();
         const QList<ScriptError::Frame> frames = error.frames();
         m_frames = QList<ScriptError::Frame>(frames.rbegin(), frames.rend());
