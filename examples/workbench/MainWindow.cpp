@@ -44,7 +44,6 @@ MainWindow::MainWindow()
     m_welcome->setWordWrap(true);
     bindText(m_welcome, "text", ".msg.welcome");
     m_tabs->setDocumentMode(true);
-    m_tabs->setTabsClosable(true);
     m_tabs->setMovable(true);
     bindText(m_tabs, "accessibleName", ".ctx.documents");
     m_center->addWidget(m_welcome);
@@ -62,8 +61,6 @@ MainWindow::MainWindow()
     addStatusBar();
 
     connect(m_tabs, &QTabWidget::currentChanged, this, &MainWindow::updateCurrent);
-    connect(m_tabs, &QTabWidget::tabCloseRequested, this,
-            [this](int index) { closeTab(qobject_cast<DocumentTab *>(m_tabs->widget(index))); });
     m_settings.setCallback(this, &MainWindow::takeSetting);
     updateCurrent();
 

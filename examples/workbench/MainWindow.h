@@ -75,6 +75,7 @@ private:
     void takeSetting(const Data::VariantCollection &change);
 
     // In MainWindow_files.cpp.
+    void addCloseButton(DocumentTab *tab);
     void askForFiles();
     bool save(DocumentTab &tab);
     bool saveAs(DocumentTab &tab);

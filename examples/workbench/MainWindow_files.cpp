@@ -19,7 +19,9 @@
 #include <QMimeData>
 #include <QPushButton>
 #include <QStatusBar>
+#include <QTabBar>
 #include <QTabWidget>
+#include <QToolButton>
 
 #include <algorithm>
 
@@ -68,6 +70,20 @@ void MainWindow::openFiles(const QStringList &paths)
         tell(problems.join('\n'));
 }
 
+/// Adds a button to the tab that is read in each palette: the icon of Qt's own is black.
+void MainWindow::addCloseButton(DocumentTab *tab)
+{
+    auto *const button = new QToolButton(m_tabs);
+    button->setObjectName("closeTab");
+    button->setText(QString(QChar(0xd7))); // a multiplication sign
+    button->setAutoRaise(true);
+    button->setFocusPolicy(Qt::NoFocus); // Ctrl+W closes by the keyboard
+    bindText(button, "toolTip", ".ctx.close");
+    bindText(button, "accessibleName", ".ctx.close");
+    connect(button, &QToolButton::clicked, tab, [this, tab] { closeTab(tab); });
+    m_tabs->tabBar()->setTabButton(m_tabs->indexOf(tab), QTabBar::RightSide, button);
+}
+
 QString MainWindow::open(const QString &path)
 {
     const QString absolute = QFileInfo(path).absoluteFilePath();
@@ -90,7 +106,9 @@ QString MainWindow::open(const QString &path)
     connect(tab, &DocumentTab::titleChanged, this, &MainWindow::updateTitles);
     connect(tab, &DocumentTab::reloadWanted, this, [this, tab] { reload(*tab); });
     connect(&tab->document(), &Document::contentsReplaced, this, &MainWindow::updateTitles);
-    m_tabs->setCurrentIndex(m_tabs->addTab(tab, tab->title()));
+    const int index = m_tabs->addTab(tab, tab->title());
+    addCloseButton(tab);
+    m_tabs->setCurrentIndex(index);
     Settings().addMRU(Preferences::recentFiles, absolute);
     return {};
 }

@@ -42,15 +42,7 @@ private:
     static void type(TestWindow &test, int row, int col, const QString &text)
     {
         QTableView &grid = test.view<TableView>()->grid();
-        grid.setCurrentIndex(grid.model()->index(row, col));
-        grid.setFocus();
-        QTest::keyClick(&grid, Qt::Key_F2);
-        QWidget *const editor = grid.findChild<QLineEdit *>();
-        QVERIFY(editor);
-        QTest::keyClick(editor, Qt::Key_A, Qt::ControlModifier);
-        QTest::keyClicks(editor, text);
-        QTest::keyClick(editor, Qt::Key_Return);
-        QTRY_VERIFY(!grid.findChild<QLineEdit *>());
+        TestWindow::changeCell(grid, grid.model()->index(row, col), text);
     }
 
     /// Writes a file as another program does, a minute later.
@@ -178,6 +170,19 @@ private Q_SLOTS:
         test.window().close();
         QVERIFY(!test.window().isVisible());
         QCOMPARE(contentsOf(test.path("a.csv")), QByteArray("a,b\n7,2\n"));
+    }
+
+    void workbenchClosesAFileByTheButtonOfItsTab()
+    {
+        TestWindow test;
+        test.open(test.sample("bolts.csv"));
+        test.open(test.sample("load_curve.csv"));
+        const auto *const bar = test.window().findChild<QTabWidget *>()->tabBar();
+        QTest::mouseClick(bar->tabButton(0, QTabBar::RightSide), Qt::LeftButton);
+
+        QCOMPARE(numTabs(test), 1);
+        QCOMPARE(test.document().path(), test.path("load_curve.csv"));
+        QVERIFY(bar->tabButton(0, QTabBar::RightSide));
     }
 
     void workbenchTellsWhatSavingWouldLose()

@@ -214,6 +214,20 @@ private Q_SLOTS:
         QCOMPARE(view.all(), QString("first\nsecond\n"));
     }
 
+    void outputViewStaysLeftToRight()
+    {
+        QApplication::setLayoutDirection(Qt::RightToLeft);
+        View view;
+        view.setLineWrapMode(QPlainTextEdit::NoWrap);
+        view.appendLine(QString(300, 'x'), OutputView::Output);
+        view.appendLine("10 %", OutputView::Output);
+        view.flush();
+        const int left = view.cursorRect(view.document()->find("10")).left();
+        QApplication::setLayoutDirection(Qt::LeftToRight);
+
+        QVERIFY2(left < view.width() / 4, qPrintable(QString::number(left)));
+    }
+
     void outputViewHasLinksWhereTheyAreWanted()
     {
         View view;

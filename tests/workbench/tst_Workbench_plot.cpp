@@ -2,14 +2,17 @@
 
 #include "data/Array.h"
 #include "examples/workbench/Contrast.h"
+#include "examples/workbench/Texts.h"
 #include "examples/workbench/plot/Colours.h"
 #include "examples/workbench/plot/PlotPane.h"
 #include "examples/workbench/plot/ThinnedCurve.h"
 #include "examples/workbench/table/TableView.h"
 
 #include <QClipboard>
+#include <QDockWidget>
 #include <QHeaderView>
 #include <QImage>
+#include <QLabel>
 #include <QTableView>
 
 #include <qwt_plot.h>
@@ -160,6 +163,51 @@ private Q_SLOTS:
         QTRY_COMPARE(pane(test).statistics().columnCount(), 3);
         QCOMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 2);
         QVERIFY(pane(test).plot().legend());
+    }
+
+    void plotTellsHowItIsFilled()
+    {
+        TestWindow test;
+        const auto hint = [&] {
+            const auto *const label = pane(test).findChild<QLabel *>("plotHint");
+            return label->isVisible() ? label->text() : QString();
+        };
+        QCOMPARE(hint(), QString("Select columns of a table to plot them."));
+        QVERIFY(Workbench::setLanguage("de"));
+        QTRY_VERIFY2(hint().startsWith("Spalten"), qPrintable(hint()));
+        QVERIFY(Workbench::setLanguage("en"));
+        test.open(test.sample("load_curve.csv"));
+        select(test, {1, 2});
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 2);
+        QCOMPARE(hint(), QString());
+
+        test.open(test.file("large.csv", "n,m\n" + QByteArray("1,2\n").repeated(500001)));
+        QTRY_VERIFY2(hint().contains("F9"), qPrintable(hint()));
+        QVERIFY(pane(test).plot().itemList(QwtPlotItem::Rtti_PlotCurve).isEmpty());
+        select(test, {0, 1});
+        test.press(Qt::Key_F9);
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 2);
+        QCOMPARE(hint(), QString());
+        test.press(Qt::Key_W, Qt::ControlModifier); // back to the small one
+        QTRY_COMPARE(hint(), QString());
+        test.press(Qt::Key_W, Qt::ControlModifier);
+        QVERIFY(!hint().isEmpty());
+    }
+
+    void plotShowsWhatWasSelectedWhileItWasHidden()
+    {
+        TestWindow test;
+        test.open(test.sample("load_curve.csv"));
+        select(test, {1, 2});
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 2);
+        auto *const dock = qobject_cast<QDockWidget *>(pane(test).parentWidget());
+        dock->toggleViewAction()->trigger();
+        select(test, {1, 2, 3});
+        QTest::qWait(300);
+        QCOMPARE(pane(test).statistics().columnCount(), 2);
+
+        dock->toggleViewAction()->trigger();
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 3);
     }
 
     void plotIsPaintedBeforeItsStatistics()
@@ -321,18 +369,11 @@ private Q_SLOTS:
         select(test, {0});
         QTRY_COMPARE(pane(test).statistics().columnCount(), 1);
         auto *const line = test.window().findChild<QLineEdit *>("filterLine");
-        QTest::keyClicks(line, "> 2");
-        QTest::keyClick(line, Qt::Key_Return);
+        TestWindow::enterInto(*line, "> 2");
 
         QTRY_COMPARE(measure(test, 3, 0), QString("4 kN"));
         QTableView &grid = test.view<TableView>()->grid();
-        QTest::mouseClick(grid.viewport(), Qt::LeftButton, {},
-                          grid.visualRect(grid.model()->index(0, 0)).center());
-        QTest::keyClick(&grid, Qt::Key_F2);
-        auto *const editor = grid.findChild<QLineEdit *>();
-        QTest::keyClick(editor, Qt::Key_A, Qt::ControlModifier);
-        QTest::keyClicks(editor, "30");
-        QTest::keyClick(editor, Qt::Key_Return);
+        TestWindow::changeCell(grid, grid.model()->index(0, 0), "30");
         QTRY_COMPARE(measure(test, 3, 0), QString("13 kN"));
     }
 

@@ -22,6 +22,7 @@ static const int usualLine = 100;    // characters; so many of a line that is ke
 OutputView::OutputView(QWidget *parent) : QPlainTextEdit(parent)
 {
     setReadOnly(true);
+    setLayoutDirection(Qt::LeftToRight); // as programs print
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     setTabChangesFocus(true);
     setUndoRedoEnabled(false);

@@ -14,6 +14,7 @@
 #include <QBoxLayout>
 #include <QClipboard>
 #include <QEvent>
+#include <QLabel>
 #include <QSplitter>
 
 #include <qwt_legend.h>
@@ -35,8 +36,9 @@ static const int delay = 100;         // milliseconds after the last change of t
 
 PlotPane::PlotPane(QWidget *parent)
     : Pane(".ctx.plot", parent), m_plot(new QwtPlot(this)), m_grid(new QwtPlotGrid),
-      m_zoomer(new Zoomer(m_plot->canvas())), m_statistics(new StatisticsTable(this)),
-      m_parts(new QSplitter(Qt::Vertical, this)), m_kinds(new QActionGroup(this))
+      m_hint(new QLabel(m_plot->canvas())), m_zoomer(new Zoomer(m_plot->canvas())),
+      m_statistics(new StatisticsTable(this)), m_parts(new QSplitter(Qt::Vertical, this)),
+      m_kinds(new QActionGroup(this))
 {
     addCommands();
     layOut();
@@ -48,8 +50,9 @@ PlotPane::PlotPane(QWidget *parent)
             plotLater(); // after the task that shows its progress
             return;
         }
-        const bool isLarge = m_view && m_view->document().numRows() > mostAtOnce;
-        if (isVisible() && !isLarge)
+        if (isLarge() && m_columns.isEmpty())
+            draw(); // nothing of another table
+        else if (isVisible() && !isLarge())
             plotNow();
     });
     // A timer without an interval comes after the paint events.
@@ -96,6 +99,12 @@ void PlotPane::layOut()
     bindText(canvas, "toolTip", ".msg.plotHelp");
     (new QwtPlotMagnifier(canvas))->setMouseButton(Qt::NoButton);
     (new QwtPlotPanner(canvas))->setMouseButton(Qt::LeftButton, Qt::ShiftModifier);
+    m_hint->setObjectName("plotHint");
+    m_hint->setAlignment(Qt::AlignCenter);
+    m_hint->setWordWrap(true);
+    m_hint->setForegroundRole(QPalette::Text);
+    m_hint->setAttribute(Qt::WA_TransparentForMouseEvents);
+    (new QVBoxLayout(canvas))->addWidget(m_hint);
     m_plot->setAutoDelete(true);
     m_plot->setContentsMargins(0, 0, fontMetrics().averageCharWidth() * 3, 0);
     m_plot->plotLayout()->setAlignCanvasToScales(true);
@@ -139,6 +148,8 @@ void PlotPane::setCurrentView(Pane *view)
 }
 
 void PlotPane::plotLater() { m_timer.start(); }
+
+bool PlotPane::isLarge() const { return m_view && m_view->document().numRows() > mostAtOnce; }
 
 /// Reads the columns that are selected, as far as they are not kept. False when the user cancels.
 bool PlotPane::readColumns()
@@ -200,10 +211,14 @@ void PlotPane::draw()
             delete item;
     }
     m_plot->enableAxis(QwtPlot::yRight, false);
+    m_grid->setVisible(!m_columns.isEmpty());
+    m_hint->setVisible(m_columns.isEmpty());
     if (m_columns.isEmpty()) {
         m_statisticsTimer.stop();
         m_statistics->setColumns({});
-        setAxes({}, {}, {}, {});
+        bindText(m_hint, "text", isLarge() ? ".msg.plotHintLarge" : ".msg.plotHint");
+        m_plot->enableAxis(QwtPlot::xBottom, false);
+        m_plot->enableAxis(QwtPlot::yLeft, false);
     } else if (m_kind == XY) {
         drawXY();
     } else if (m_kind == Histogram) {
@@ -282,6 +297,12 @@ void PlotPane::changeEvent(QEvent *event)
     if (event->type() == QEvent::FontChange)
         setColours();
     Pane::changeEvent(event);
+}
+
+void PlotPane::showEvent(QShowEvent *event)
+{
+    plotLater(); // what was selected while the pane was hidden
+    Pane::showEvent(event);
 }
 
 void PlotPane::saveState() const

@@ -52,6 +52,7 @@ public:
 
 protected:
     void changeEvent(QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
     bool eventFilter(QObject *object, QEvent *event) override;
 
 private:
@@ -60,6 +61,7 @@ private:
     void plotLater();
     void plotNow();
     bool readColumns();
+    bool isLarge() const;
     void draw();
     void drawXY();
     void drawHistograms();
@@ -75,6 +77,7 @@ private:
 
     QwtPlot *m_plot;
     QwtPlotGrid *m_grid;
+    QLabel *m_hint; // in the empty plot
     Zoomer *m_zoomer;
     StatisticsTable *m_statistics;
     QSplitter *m_parts;

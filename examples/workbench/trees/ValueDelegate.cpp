@@ -6,6 +6,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPersistentModelIndex>
+#include <QStyle>
 #include <QTextDocument>
 
 #include <algorithm>
@@ -25,7 +26,7 @@ ValueEditor::ValueEditor(QWidget *parent) : QPlainTextEdit(parent), m_reason(new
     m_reason->setAutoFillBackground(true);
     m_reason->setBackgroundRole(QPalette::ToolTipBase);
     m_reason->setForegroundRole(QPalette::ToolTipText);
-    m_reason->setFrameShape(QFrame::StyledPanel);
+    m_reason->setFrameStyle(int(QFrame::Box) | int(QFrame::Plain)); // seen in each palette
     m_reason->setWordWrap(true);
     m_reason->setTextFormat(Qt::PlainText);
     m_reason->hide();
@@ -143,6 +144,15 @@ void ValueDelegate::updateEditorGeometry(QWidget *editor, const QStyleOptionView
                                          const QModelIndex &) const
 {
     static_cast<ValueEditor *>(editor)->fit(option.rect);
+}
+
+void ValueDelegate::initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const
+{
+    QStyledItemDelegate::initStyleOption(option, index);
+    // From right to left, the numbers of a value would change their order.
+    option->displayAlignment =
+        QStyle::visualAlignment(option->direction, option->displayAlignment) | Qt::AlignAbsolute;
+    option->direction = Qt::LeftToRight;
 }
 
 bool ValueDelegate::eventFilter(QObject *object, QEvent *event)

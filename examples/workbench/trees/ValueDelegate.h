@@ -69,6 +69,7 @@ Q_SIGNALS:
     void discarded(const QString &problem) const;
 
 protected:
+    void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override;
     bool eventFilter(QObject *object, QEvent *event) override;
 
 private:
