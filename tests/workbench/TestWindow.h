@@ -95,7 +95,7 @@ public:
     void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     {
         window().activateWindow();
-        QVERIFY(QTest::qWaitForWindowActive(&window()));
+        QVERIFY(QTest::qWaitForWindowActive(&window(), patience));
         QWidget *const focus = QApplication::focusWidget();
         QTest::keyClick(focus ? focus : &window(), key, modifiers);
     }
@@ -192,6 +192,8 @@ public:
     }
 
 private:
+    static constexpr int patience = 20000; // milliseconds; other programs may compute as well
+
     void start(const QString &language)
     {
         QMap<QString, QString> variables = Workbench::hostVariables();
@@ -200,7 +202,7 @@ private:
         window().restoreLayout();
         window().show();
         QApplication::setActiveWindow(&window());
-        QVERIFY(QTest::qWaitForWindowActive(&window()));
+        QVERIFY(QTest::qWaitForWindowActive(&window(), patience));
     }
 
     QTemporaryDir m_folder;

@@ -124,7 +124,7 @@ private:
         QVERIFY(picture.save(QDir(folder).filePath(name + '_' + suffix + ".png")));
     }
 
-    /// Shows all that the guide has pictures of.
+    /// Shows the tables and plots that the guide has pictures of.
     static void showAll(TestWindow &test, const QString &language, const QString &look)
     {
         test.window().resize(1280, 800);
@@ -191,7 +191,7 @@ private:
     /// Shows the tree in the current tab with the rows of \p paths open, and a number in the last
     /// one changed to what is none.
     static void showTree(TestWindow &test, const QList<QList<int>> &paths, const QString &name,
-                         const QString &language)
+                         const QString &language, const QString &look)
     {
         QTreeView &tree = test.view<TreeView>()->tree();
         QModelIndex cell;
@@ -204,7 +204,7 @@ private:
         tree.setCurrentIndex(cell.siblingAtColumn(1));
         QTest::keyClick(&tree, Qt::Key_F2);
         QTest::keyClicks(tree.findChild<QWidget *>("valueEditor"), "23o");
-        show(test.window(), name, language);
+        show(test.window(), name, language, look);
         QTest::keyClick(tree.findChild<QWidget *>("valueEditor"), Qt::Key_Escape);
     }
 
@@ -228,7 +228,7 @@ private:
     }
 
     /// The solver has run, and its result is plotted.
-    static void showProcesses(TestWindow &test, const QString &language)
+    static void showProcesses(TestWindow &test, const QString &language, const QString &look)
     {
         Workbench::Pane &pane = *test.window().tool("Processes");
         test.window().findChild<QDockWidget *>("Processes")->toggleViewAction()->trigger();
@@ -244,14 +244,14 @@ private:
             pane.findChild<QLineEdit *>(field.key())->setText(*field);
         test.press(Qt::Key_F12);
         QTRY_VERIFY(pane.findChild<QProgressBar *>()->value() >= 50);
-        show(test.window(), "processes", language);
+        show(test.window(), "processes", language, look);
         QTRY_COMPARE(test.document().path(), test.path("rod.csv"));
         selectColumns(test, {0, 1});
         QTest::qWait(400);
     }
 
     /// The scripts pane with a script that has run, and one that has failed.
-    static void showScripts(TestWindow &test, const QString &language)
+    static void showScripts(TestWindow &test, const QString &language, const QString &look)
     {
         const QString folder = QString(KELMUTILS_SAMPLES) + "/../workbench/script/samples/";
         const QByteArray code = contentsOf(folder + "strength.py");
@@ -266,18 +266,18 @@ private:
             QTest::keyClick(line, Qt::Key_Return);
         }
         QTest::qWait(200);
-        show(test.window(), "script", language);
+        show(test.window(), "script", language, look);
 
         QByteArray wrong = code;
         wrong.replace("len(points), table", "len(point), table");
         test.window().openFiles({test.file("wrong.py", wrong)});
         test.press(Qt::Key_F8);
         QTest::qWait(200);
-        show(test.window(), "scriptError", language);
+        show(test.window(), "scriptError", language, look);
     }
 
     /// Signals of documents that are opened, and of settings.
-    static void showBus(TestWindow &test, const QString &language)
+    static void showBus(TestWindow &test, const QString &language, const QString &look)
     {
         test.press(Qt::Key_F7, Qt::ControlModifier);
         Utils::PublicSignal opened("DocumentOpened", nullptr);
@@ -289,38 +289,39 @@ private:
         }
         Workbench::Preferences::memoryLimit.set(128);
         QTest::qWait(200);
-        show(test.window(), "bus", language);
+        show(test.window(), "bus", language, look);
         test.press(Qt::Key_F7, Qt::ControlModifier);
     }
 
     /// Two settings differ from their defaults.
-    static void showSettings(TestWindow &test, const QString &language)
+    static void showSettings(TestWindow &test, const QString &language, const QString &look)
     {
         Workbench::Preferences::tempFolder.set("/tmp");
         Workbench::Preferences::memoryLimit.set(256);
         test.press(Qt::Key_Comma, Qt::ControlModifier);
         auto *const dialog = test.window().findChild<QWidget *>("SettingsDialog");
         QVERIFY(dialog && QTest::qWaitForWindowActive(dialog));
-        show(*dialog, "settings", language);
+        show(*dialog, "settings", language, look);
         QTest::keyClick(dialog, Qt::Key_Escape);
         QVERIFY(!dialog->isVisible());
     }
 
-    /// Shows the documents and tools that the guide has pictures of in the ordinary look.
-    static void showTools(TestWindow &test, const QString &language)
+    /// Shows the documents and tools that the guide has pictures of.
+    static void showTools(TestWindow &test, const QString &language, const QString &look)
     {
+        test.window().resize(1280, 800);
 #ifdef KELM_WORKBENCH_SCRIPTS
         test.open(test.sample("load_curve.csv"));
-        showScripts(test, language);
+        showScripts(test, language, look);
         test.window().findChild<QWidget *>("Scripts")->hide();
 #endif
-        showProcesses(test, language);
+        showProcesses(test, language, look);
         test.open(test.sample("materials.tag"));
-        showTree(test, {{3}, {3, 10}}, "tags", language);
+        showTree(test, {{3}, {3, 10}}, "tags", language, look);
         test.open(test.sample("frame.xml"));
-        showTree(test, {{0, 12}, {0, 6}, {0, 6, 1}}, "xml", language);
-        showBus(test, language);
-        showSettings(test, language);
+        showTree(test, {{0, 12}, {0, 6}, {0, 6, 1}}, "xml", language, look);
+        showBus(test, language, look);
+        showSettings(test, language, look);
     }
 
     QTemporaryDir m_resources;
@@ -345,21 +346,33 @@ private Q_SLOTS:
         QVERIFY(Workbench::setLanguage(language)); // the catalogue is set up once in a process
         const QString look = qEnvironmentVariable("KELM_LOOK");
         showAll(test, language, look);
-        if (look.isEmpty())
-            showTools(test, language);
+    }
+
+    void picturesOfToolsHaveNoTextThatIsCut_data() { picturesHaveNoTextThatIsCut_data(); }
+
+    void picturesOfToolsHaveNoTextThatIsCut()
+    {
+        QFETCH(QString, language);
+        TestWindow test(language);
+        QVERIFY(Workbench::setLanguage(language));
+        showTools(test, language, qEnvironmentVariable("KELM_LOOK"));
     }
 
     void picturesOfEachLookHaveNoTextThatIsCut_data()
     {
         QTest::addColumn<QString>("look");
+        QTest::addColumn<bool>("ofTools");
 
-        for (const char *const look : {"dark", "contrast", "right-to-left"})
-            QTest::newRow(look) << look;
+        for (const char *const look : {"dark", "contrast", "right-to-left"}) {
+            QTest::newRow(look) << look << false;
+            QTest::addRow("%s, tools", look) << look << true;
+        }
     }
 
     void picturesOfEachLookHaveNoTextThatIsCut()
     {
         QFETCH(QString, look);
+        QFETCH(bool, ofTools);
         const QPalette usual = QApplication::palette();
         TestWindow test("de");
         QVERIFY(Workbench::setLanguage("de"));
@@ -368,7 +381,10 @@ private Q_SLOTS:
         else
             QApplication::setPalette(paletteOf(look));
 
-        showAll(test, "de", look);
+        if (ofTools)
+            showTools(test, "de", look);
+        else
+            showAll(test, "de", look);
 
         QApplication::setLayoutDirection(Qt::LeftToRight);
         QApplication::setPalette(usual);
@@ -377,14 +393,18 @@ private Q_SLOTS:
     void picturesOfEachScaleHaveNoTextThatIsCut_data()
     {
         QTest::addColumn<QString>("factor");
+        QTest::addColumn<QString>("function");
 
-        for (const char *const factor : {"1.5", "2"})
-            QTest::newRow(factor) << factor;
+        for (const char *const factor : {"1.5", "2"}) {
+            QTest::newRow(factor) << factor << "picturesHaveNoTextThatIsCut";
+            QTest::addRow("%s, tools", factor) << factor << "picturesOfToolsHaveNoTextThatIsCut";
+        }
     }
 
     void picturesOfEachScaleHaveNoTextThatIsCut()
     {
         QFETCH(QString, factor);
+        QFETCH(QString, function);
         // The factor is that of a whole process.
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("QT_SCALE_FACTOR", factor);
@@ -392,7 +412,7 @@ private Q_SLOTS:
         QProcess scaled;
         scaled.setProcessEnvironment(environment);
         scaled.setProcessChannelMode(QProcess::MergedChannels);
-        scaled.start(QCoreApplication::applicationFilePath(), {"picturesHaveNoTextThatIsCut:de"});
+        scaled.start(QCoreApplication::applicationFilePath(), {function + ":de"});
         QVERIFY(scaled.waitForFinished(60000));
         QVERIFY2(scaled.exitCode() == 0, scaled.readAll().constData());
     }
