@@ -91,7 +91,7 @@ private Q_SLOTS:
         for (int i = 0; i < 2000; ++i) {
             QStringList lines;
             for (unsigned count = random() % 20; count > 0; --count)
-                lines.append(randomText(random, 10));
+                lines.append(randomText(random, random() % 2 == 0 ? 10 : 60));
             const QString text = lines.join('\n');
             QString laidOut;
 

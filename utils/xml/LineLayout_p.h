@@ -16,15 +16,32 @@ public:
     void append(QStringView text, QString &target);
 
 private:
+    struct Token
+    {
+        Token(const QChar *begin, const QChar *end);
+
+        QStringView text;
+        quint64 start; ///< of the text, to compare by
+    };
+
+    /// Where so many characters follow a line, its parts are copied together with what follows
+    /// them, in the text and in the target.
+    static constexpr int slack = 32;
+
     QChar *putLine(QStringView line, QChar *target);
+    QChar *put(QStringView text, QChar *target) const;
+    static QChar *put(QLatin1Char character, QChar *target);
     bool readTokens(QStringView tag);
     bool splitTag(QStringView tag);
     void addToken(const QChar *begin, const QChar *end);
+    static bool isBefore(const Token &left, const Token &right);
 
-    QStringView m_tag;
+    const QChar *m_readable = nullptr; // the end of the text
+    bool m_hasSlack = false;           // after the current line
+    QStringView m_tag;                 // never null
     QStringView m_name;
     QStringView m_type;
-    std::vector<QStringView> m_others; // kept, so that it is allocated once
+    std::vector<Token> m_others; // kept, so that it is allocated once
     QStringView m_ending;
 };
 
