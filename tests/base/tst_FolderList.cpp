@@ -38,7 +38,7 @@ static QStringList listed(const QString &folder)
 {
     QStringList items;
     listFolder(folder, [&](const FolderItem &item) {
-        items.append(described(item.name, item.isFile, item.isFolder, item.isLink));
+        items.append(described(item.name.toString(), item.isFile, item.isFolder, item.isLink));
         return true;
     });
     return items;

@@ -7,6 +7,7 @@
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QTextCodec>
+#include <QVarLengthArray>
 
 #include <cstring>
 
@@ -35,17 +36,15 @@ QString canonicalFolder(const QString &path)
     return QFileInfo(path).canonicalFilePath();
 }
 
-/// The text of a file name, which may start with a byte order mark. Null for bytes that are not
-/// UTF-8; Qt skips such an entry.
-static QString decodeName(const char *bytes)
+/// Stores the text of a file name, which may start with a byte order mark, in \p text, and returns
+/// it. Empty for bytes that are not UTF-8; Qt skips such an entry.
+static QStringView decodeName(const char *bytes, QVarLengthArray<QChar, 256> &text)
 {
     const char *const end = bytes + std::strlen(bytes);
-    QString name(static_cast<int>(end - bytes), Qt::Uninitialized);
-    QChar *to = name.data();
-    if (!decodeUtf8(bytes, end, to) || bytes != end)
-        return QString();
-    name.resize(static_cast<int>(to - name.constData()));
-    return name;
+    text.resize(static_cast<int>(end - bytes));
+    QChar *to = text.data();
+    const bool isValid = decodeUtf8(bytes, end, to) && bytes == end;
+    return isValid ? QStringView(text.constData(), to) : QStringView();
 }
 
 static bool isJunction(const QString &path)
@@ -61,7 +60,8 @@ static void listByQt(const QString &folder, const std::function<bool(const Folde
         item.next();
         const QFileInfo info = item.fileInfo();
         const bool isLink = info.isSymLink() || (info.isDir() && isJunction(info.filePath()));
-        if (!visit({info.fileName(), info.isFile(), info.isDir(), isLink}))
+        const QString name = info.fileName();
+        if (!visit({name, info.isFile(), info.isDir(), isLink}))
             return;
     }
 }
@@ -69,10 +69,11 @@ static void listByQt(const QString &folder, const std::function<bool(const Folde
 void listFolder(const QString &folder, const std::function<bool(const FolderItem &)> &visit)
 {
     const std::optional<std::string> path = nativePath(folder);
+    QVarLengthArray<QChar, 256> text; // names are not longer on most file systems
     const auto visitEntry = [&](const FolderEntry &found) {
-        const QString name = decodeName(found.name);
-        return name.isNull() || visit({name, found.entry == Entry::File,
-                                       found.entry == Entry::Folder, found.isLink});
+        const QStringView name = decodeName(found.name, text);
+        return name.isEmpty() || visit({name, found.entry == Entry::File,
+                                        found.entry == Entry::Folder, found.isLink});
     };
     if (!path || !Platform::listFolder(*path, visitEntry))
         listByQt(folder, visit);

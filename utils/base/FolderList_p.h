@@ -3,6 +3,7 @@
 #include "utils/platform/Platform.h"
 
 #include <QString>
+#include <QStringView>
 
 #include <functional>
 #include <optional>
@@ -21,9 +22,9 @@ QString canonicalFolder(const QString &path);
 /// A file or folder in a folder.
 struct FolderItem
 {
-    QString name;
-    bool isFile;   ///< both are false for a link to a device or a pipe
-    bool isFolder; ///< also for a link to a folder
+    QStringView name; ///< valid during the call
+    bool isFile;      ///< both are false for a link to a device or a pipe
+    bool isFolder;    ///< also for a link to a folder
     bool isLink;
 };
 

@@ -313,9 +313,9 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
     const auto note = [&](const FolderItem &item) {
         // For QDir, a link to a pipe or a device is a file and also a folder.
         if (!item.isFolder)
-            filesHere.append({item.name, item.isFile});
+            filesHere.append({item.name.toString(), item.isFile});
         if (!item.isFile)
-            foldersHere.append({folder.filePath(item.name), item.isLink});
+            foldersHere.append({folder.filePath(item.name.toString()), item.isLink});
         return true;
     };
     if (isName(source))

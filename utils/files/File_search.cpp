@@ -40,6 +40,14 @@ static bool isOpen(const QString &folder, const OpenFolders *open)
     return false;
 }
 
+/// The operator + would need a QString of the name.
+static QString joined(const QString &prefix, QStringView name)
+{
+    QString path(prefix.size() + static_cast<int>(name.size()), Qt::Uninitialized);
+    std::copy(name.begin(), name.end(), std::copy(prefix.begin(), prefix.end(), path.begin()));
+    return path;
+}
+
 namespace {
 
 /// Matches names against several wildcards, exactly as QDir does.
@@ -58,12 +66,15 @@ public:
         }
     }
 
-    bool fits(const QString &name) const
+    bool fits(QStringView name) const
     {
-        const auto fitsName = [&](const QRegularExpression &expression) {
-            return expression.match(name).hasMatch();
-        };
-        return m_fitsAll || std::any_of(m_expressions.begin(), m_expressions.end(), fitsName);
+        if (m_fitsAll)
+            return true;
+        const QString subject = name.toString();
+        return std::any_of(m_expressions.begin(), m_expressions.end(),
+                           [&](const QRegularExpression &expression) {
+                               return expression.match(subject).hasMatch();
+                           });
     }
 
 private:
@@ -94,11 +105,11 @@ struct Search
         listFolder(folder, [&](const FolderItem &item) {
             if (item.isFolder) {
                 if (recursive)
-                    folders.append({prefix + item.name, item.isLink});
+                    folders.append({joined(prefix, item.name), item.isLink});
                 return true;
             }
             if (filter.fits(item.name))
-                found.append(prefix + item.name);
+                found.append(joined(prefix, item.name));
             return !isFull();
         }); // closed before the recursion, which would else use a handle per level
         if (isFull())
