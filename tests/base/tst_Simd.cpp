@@ -60,7 +60,7 @@ private Q_SLOTS:
 
     void doesAtOnceWhatIsPlainlyDone()
     {
-#ifndef KELMUTILS_SSE2
+#ifndef KELMUTILS_SIMD
         QSKIP("there is the plain twin only");
 #else
         const quint64 seed = std::random_device()();
@@ -87,6 +87,79 @@ private Q_SLOTS:
             units[random() % 64] = static_cast<ushort>(1 << random() % 16);
             QCOMPARE(Utils::SimdUnits<ushort>(units).anyWide() != 0,
                      Utils::PlainUnits<ushort>(units).anyWide() != 0);
+        }
+#endif
+    }
+
+    void comparesABlockAsEachOfItsBytes()
+    {
+#ifndef KELMUTILS_SIMD
+        QSKIP("there is the plain twin only");
+#else
+        const quint64 seed = std::random_device()();
+        qInfo("seed %llu", seed);
+        Random random(seed);
+        for (int round = 0; round < 100 * 1000; ++round) {
+            const auto wanted = static_cast<char>(random());
+            const auto other = static_cast<char>(random());
+            char bytes[64];
+            fill(bytes, wanted, random);
+            const Utils::SimdBlock block(bytes);
+            const auto bitsOf = [&](const auto &test) {
+                quint32 bits = 0;
+                for (int i = 0; i < Utils::SimdBlock::length; ++i)
+                    bits |= quint32(test(bytes[i])) << i;
+                return bits;
+            };
+            const auto isEither = [&](char byte) { return byte == wanted || byte == other; };
+            QCOMPARE(block.highBits(), bitsOf([](char byte) { return uchar(byte) >= 0x80; }));
+            QCOMPARE((block.equalTo(wanted) | block.equalTo(other)).highBits(), bitsOf(isEither));
+            QCOMPARE((block ^ Utils::SimdBlock::filled(wanted)).equalTo('\0').highBits(),
+                     bitsOf([&](char byte) { return byte == wanted; }));
+            QCOMPARE((block & Utils::SimdBlock::filled(wanted)).equalTo(other).highBits(),
+                     bitsOf([&](char byte) { return char(byte & wanted) == other; }));
+            QCOMPARE(block.without(Utils::SimdBlock::filled(wanted)).equalTo('\0').highBits(),
+                     bitsOf([&](char byte) { return char(byte & ~wanted) == '\0'; }));
+            QCOMPARE(block.moved().equalTo(wanted).highBits(),
+                     (block.equalTo(wanted).highBits() << 1 & 0xffff) | quint32(wanted == '\0'));
+            const auto most = static_cast<char>(other & 0x7f);
+            QCOMPARE(block.anyAbove(most),
+                     bitsOf([&](char byte) { return uchar(byte) > uchar(most); }) != 0);
+        }
+#endif
+    }
+
+    void narrowsCodeUnitsThatAreBytesOnly()
+    {
+#ifndef KELMUTILS_SIMD
+        QSKIP("there is the plain twin only");
+#else
+        for (int unit = 0; unit <= 0xffff; ++unit) {
+            const QString text = QString(15, QChar('x')) + QChar(ushort(unit));
+            const Utils::SimdBlock block = Utils::SimdBlock::narrowed(text.constData());
+            const quint32 last = 1U << 15;
+            QCOMPARE(block.equalTo('x').highBits(), unit == 'x' ? 0xffffU : last - 1);
+            const bool isByte = unit <= 0xff;
+            const bool isEnd = (block.equalTo('\0') | block.equalTo('\xff')).highBits() == last;
+            QVERIFY(isByte ? block.equalTo(char(unit)).highBits() >> 15 == 1 : isEnd);
+        }
+#endif
+    }
+
+    void readsSixteenDigits()
+    {
+#ifndef KELMUTILS_SIMD
+        QSKIP("there is the plain twin only");
+#else
+        Random random(1);
+        for (int round = 0; round < 100 * 1000; ++round) {
+            quint64 number = 0;
+            char digits[16];
+            for (char &digit : digits) {
+                digit = static_cast<char>(round == 0 ? 9 : random() % 10);
+                number = 10 * number + quint64(digit);
+            }
+            QCOMPARE(Utils::SimdBlock(digits).numberOfDigits(), number);
         }
 #endif
     }

@@ -44,7 +44,7 @@ inline const char *skipFieldsPlainly(const char *next, const char *end, char del
 /// How many bytes after its end skipFields() reads and ignores.
 constexpr int scanPadding = 16;
 
-#ifdef KELMUTILS_SSE2
+#ifdef KELMUTILS_SIMD
 
 template <typename Found>
 bool scanLineFeeds(const char *bytes, int size, const Found &found)
@@ -64,10 +64,8 @@ inline const char *skipFields(const char *next, const char *end, char delimiter,
 {
     if (count == 0)
         return next;
-    const __m128i wanted = _mm_set1_epi8(delimiter);
-    for (; next < end; next += 16) {
-        const __m128i part = _mm_loadu_si128(reinterpret_cast<const __m128i *>(next));
-        auto found = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(part, wanted)));
+    for (; next < end; next += SimdBlock::length) {
+        quint32 found = SimdBlock(next).equalTo(delimiter).highBits();
         for (; found != 0; found &= found - 1) {
             if (--count == 0) {
                 const char *const nextField = next + qCountTrailingZeroBits(found) + 1;

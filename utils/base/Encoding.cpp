@@ -168,9 +168,8 @@ static const int stride = 16; // bytes that are copied at once
 /// The number of bytes of ASCII at the end of \p stride bytes.
 static int asciiAtEnd(const char *bytes)
 {
-#ifdef KELMUTILS_SSE2
-    const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
-    const auto wide = static_cast<quint32>(_mm_movemask_epi8(units));
+#ifdef KELMUTILS_SIMD
+    const quint32 wide = SimdBlock(bytes).highBits();
     return static_cast<int>(qCountLeadingZeroBits(wide << stride | quint32(0x8000)));
 #else
     int count = 0;

@@ -143,7 +143,7 @@ bool isValidUtf8Plainly(const char *begin, const char *end)
     return true;
 }
 
-#ifdef KELMUTILS_SSE2
+#ifdef KELMUTILS_SIMD
 
 namespace {
 

@@ -227,35 +227,24 @@ private:
         return read(padded);
     }
 
-#ifdef KELMUTILS_SSE2
+#ifdef KELMUTILS_SIMD
     static Block read(const QChar *block)
     {
-        const auto *const units = reinterpret_cast<const __m128i *>(block);
-        const auto pack = [](const __m128i *two) {
-            // Characters that are no bytes become 0 or 255.
-            return _mm_packus_epi16(_mm_loadu_si128(two), _mm_loadu_si128(two + 1));
+        // Characters that are no bytes become 0 or 255.
+        const SimdBlock low = SimdBlock::narrowed(block);
+        const SimdBlock high = SimdBlock::narrowed(block + SimdBlock::length);
+        const auto bits = [](SimdBlock first, SimdBlock second) {
+            return first.highBits() | second.highBits() << SimdBlock::length;
         };
-        const __m128i low = pack(units);
-        const __m128i high = pack(units + 2);
-        const auto bits = [](__m128i first, __m128i second) {
-            return static_cast<quint32>(_mm_movemask_epi8(first)) |
-                   static_cast<quint32>(_mm_movemask_epi8(second)) << 16;
-        };
-        const quint32 quotes = bits(equalTo(low, '"'), equalTo(high, '"'));
+        const quint32 quotes = bits(low.equalTo('"'), high.equalTo('"'));
         return {quotes, bits(specialsOf(low), specialsOf(high)) & ~quotes};
     }
 
-    static __m128i equalTo(__m128i bytes, char byte)
-    {
-        return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(byte));
-    }
-
     /// Also the quotes: they and "<" differ from " " and ">" in one bit.
-    static __m128i specialsOf(__m128i bytes)
+    static SimdBlock specialsOf(SimdBlock bytes)
     {
-        const __m128i second = _mm_or_si128(bytes, _mm_set1_epi8(2));
-        return _mm_or_si128(equalTo(bytes, '/'),
-                            _mm_or_si128(equalTo(second, '"'), equalTo(second, '>')));
+        const SimdBlock second = bytes | SimdBlock::filled(2);
+        return bytes.equalTo('/') | second.equalTo('"') | second.equalTo('>');
     }
 #else
     static Block read(const QChar *block)
