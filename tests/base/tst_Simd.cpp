@@ -58,6 +58,19 @@ private Q_SLOTS:
         QCOMPARE(Utils::Units<ushort>(wide).equalTo(0x22), quint64(0));
     }
 
+    void findsASingleUnitThatIsNotAscii()
+    {
+        for (const int unit : {0x7f, 0x80}) {
+            char bytes[64] = {};
+            bytes[40] = char(unit);
+            ushort units[64] = {};
+            units[40] = ushort(unit);
+
+            QCOMPARE(Utils::Units<char>(bytes).anyWide() != 0, unit == 0x80);
+            QCOMPARE(Utils::Units<ushort>(units).anyWide() != 0, unit == 0x80);
+        }
+    }
+
     void doesAtOnceWhatIsPlainlyDone()
     {
 #ifndef KELMUTILS_SIMD
