@@ -6,15 +6,20 @@
 # runtime library may have the name python27klt, under which a host ships a Python of its own; that
 # one goes before the platform's.
 
-set(Python27_ROOT "${PROJECT_SOURCE_DIR}/build/deps/python27"
+set(KELMUTILS_OWN_PYTHON "${PROJECT_SOURCE_DIR}/build/deps/python27")
+if(KELMUTILS_PORT)
+    string(APPEND KELMUTILS_OWN_PYTHON "-${KELMUTILS_PORT}")
+endif()
+set(Python27_ROOT "${KELMUTILS_OWN_PYTHON}"
     CACHE PATH "Folder of the Python 2.7 to embed")
 
 find_path(Python27_INCLUDE_DIR Python.h
-    PATHS "${Python27_ROOT}" PATH_SUFFIXES include/python2.7 include NO_DEFAULT_PATH)
+    PATHS "${Python27_ROOT}" PATH_SUFFIXES include/python2.7 include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
 find_path(Python27_SIP_INCLUDE_DIR sip.h
-    PATHS "${Python27_ROOT}" PATH_SUFFIXES include/python2.7 include NO_DEFAULT_PATH)
+    PATHS "${Python27_ROOT}" PATH_SUFFIXES include/python2.7 include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
 find_library(Python27_LIBRARY NAMES python27klt python2.7 python27
-    PATHS "${Python27_ROOT}" PATH_SUFFIXES "lib/${CMAKE_LIBRARY_ARCHITECTURE}" lib libs NO_DEFAULT_PATH)
+    PATHS "${Python27_ROOT}" PATH_SUFFIXES "lib/${CMAKE_LIBRARY_ARCHITECTURE}" lib libs
+    NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
 find_program(Python27_SIP sip)
 mark_as_advanced(
     Python27_INCLUDE_DIR Python27_SIP_INCLUDE_DIR Python27_LIBRARY Python27_SIP)
