@@ -364,12 +364,11 @@ static bool isPlainUnit(QStringView text)
     };
     if (isOne(text) || text == QLatin1String("%") || text == QLatin1String("1"))
         return true;
-    if (text.size() > 1 && (text.front() == QChar(0x00b0) || text == QString(QChar(0x03a9))))
-        return true; // degrees of any kind
-    if (text == QString(QChar(0x00b0)) || text == QString(QChar(0x2126)) ||
-        text == QString(QChar(0x03a9)))
-        return true;
     const QChar prefix = text.isEmpty() ? QChar() : text.front();
+    if (prefix == QChar(0x00b0)) // degrees of any kind
+        return true;
+    if (text == QString(QChar(0x2126)) || text == QString(QChar(0x03a9)))
+        return true;
     const bool isPrefixed = QStringLiteral("numckMGTdhp").contains(prefix) ||
                             prefix == QChar(0x00b5) || prefix == QChar(0x03bc);
     return isPrefixed && text.size() > 1 &&
