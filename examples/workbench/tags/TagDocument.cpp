@@ -300,10 +300,10 @@ TreeDocument::Part TagDocument::copyOf(int node) const
 /// The tags of \p pasted after that of \p node.
 std::vector<TreeDocument::Addition> TagDocument::tagsToAdd(int node, const TagFile &pasted)
 {
-    Place place = placeFor(node, /*branch=*/true);
+    Position position = positionFor(node, /*branch=*/true);
     std::vector<Addition> added;
-    for (int i = 0; i < pasted.numTags(); ++i, ++place.row)
-        added.push_back({place, pasted.tag(i)});
+    for (int i = 0; i < pasted.numTags(); ++i, ++position.row)
+        added.push_back({position, pasted.tag(i)});
     return added;
 }
 
@@ -315,16 +315,16 @@ std::vector<TreeDocument::Addition> TagDocument::keysToAdd(int node, const QStri
     if (file->numTags() != 1)
         return {};
     const Tag &pasted = file->tag(0);
-    Place place = placeFor(node, /*branch=*/false);
+    Position position = positionFor(node, /*branch=*/false);
     std::vector<Addition> added;
-    for (int i = 0; i < pasted.numProps() && place.parent >= 0; ++i, ++place.row) {
+    for (int i = 0; i < pasted.numProps() && position.parent >= 0; ++i, ++position.row) {
         const Property property(pasted.keys.at(i), pasted.values.at(i));
         problem = problemOfKey(property.first);
         if (problem.isEmpty())
             problem = problemOfProperty("key", property.second, /*isKey=*/false);
         if (!problem.isEmpty())
             return {};
-        added.push_back({place, property});
+        added.push_back({position, property});
     }
     return added;
 }

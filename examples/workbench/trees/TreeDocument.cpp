@@ -327,9 +327,9 @@ int TreeDocument::paste(int node, const QString &text, QString &problem)
     }
     changes().beginMacro(QString());
     for (const Addition &addition : added)
-        insert(addition.place.parent, addition.place.row, addition.part);
+        insert(addition.position.parent, addition.position.row, addition.part);
     changes().endMacro();
-    return child(added.front().place.parent, added.front().place.row);
+    return child(added.front().position.parent, added.front().position.row);
 }
 
 } // namespace Workbench

@@ -144,7 +144,7 @@ protected:
     /// A part to insert, and where, when those before it are there.
     struct Addition
     {
-        Place place;
+        Position position;
         Part part;
     };
 

@@ -365,14 +365,14 @@ std::vector<TreeDocument::Addition> XmlDocument::additions(int node, const QStri
     if (pasted.setContent("<a " + text + "/>"))
         return attributesToAdd(node, pasted.documentElement(), problem);
     // After an element, as a duplicate; at the end of the one that an attribute belongs to.
-    Place place = canDuplicate(node) ? Place{parentOf(node), rowOf(node) + 1}
-                                     : placeFor(node, /*branch=*/true);
-    if (place.parent < 0 || !pasted.setContent("<a>" + text + "</a>"))
+    Position position = canDuplicate(node) ? Position{parentOf(node), rowOf(node) + 1}
+                                     : positionFor(node, /*branch=*/true);
+    if (position.parent < 0 || !pasted.setContent("<a>" + text + "</a>"))
         return {};
     std::vector<Addition> added;
     QDomNode next = pasted.documentElement().firstChildElement();
-    for (; !next.isNull(); next = next.nextSiblingElement(), ++place.row)
-        added.push_back({place, m_document->importNode(next, /*deep=*/true)});
+    for (; !next.isNull(); next = next.nextSiblingElement(), ++position.row)
+        added.push_back({position, m_document->importNode(next, /*deep=*/true)});
     return added;
 }
 
