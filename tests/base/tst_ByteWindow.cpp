@@ -38,6 +38,17 @@ private Q_SLOTS:
         QCOMPARE(m_reads, (QStringList{"200+16", "137+64", "81+64"}));
     }
 
+    void skipsALineFeedBetweenAdjacentReads()
+    {
+        ByteWindow window({16, 64});
+
+        QCOMPARE(bytesIn(window, 200, 8), m_bytes.mid(200, 8));
+        QCOMPARE(bytesIn(window, 217, 8), m_bytes.mid(217, 8)); // one byte after the window
+        QCOMPARE(bytesIn(window, 190, 8), m_bytes.mid(190, 8));
+
+        QCOMPARE(m_reads, (QStringList{"200+16", "217+64", "190+16"}));
+    }
+
     void readsLittleAtANewPosition()
     {
         ByteWindow window({16, 64});
