@@ -443,6 +443,7 @@ private Q_SLOTS:
         QTest::newRow("of the class") << "Documented.Beam.ben" << "bend" << function << "bend(force: float)" << "Bends the beam.\n\nThe force is in kN.";
         QTest::newRow("overloads") << "beam.loa" << "load" << function << "load(int) -> int\nload(str, float = 2.5) -> int" << "";
         QTest::newRow("no arguments") << "beam.len" << "length" << function << "length() -> float" << "";
+        QTest::newRow("an argument that begins with self") << "beam.che" << "check" << function << "check(selfTest: bool)" << "";
         QTest::newRow("a static method") << "beam.mak" << "make" << function << "make(kind: int = 1) -> Beam" << "Makes one.";
         QTest::newRow("a text without a signature") << "beam.pai" << "paint" << function << "" << "Paints the beam.";
         QTest::newRow("no text") << "beam.cu" << "cut" << function << "" << "";

@@ -292,7 +292,7 @@ static void setFromC(ScriptCompletion &result, const char *text)
 /// and the function is not called.
 static void setFromSip(ScriptCompletion &result, PyObject *descriptor)
 {
-    static const QRegularExpression self(QStringLiteral(R"(\(self(, )?)"));
+    static const QRegularExpression self(QStringLiteral(R"(\(self(?:, |(?=\))))"));
     const descrgetfunc get = Py_TYPE(descriptor)->tp_descr_get;
     const PythonReference made(get ? get(descriptor, Py_None, nullptr) : nullptr);
     if (!made || !PyCFunction_Check(made.get()))

@@ -23,6 +23,7 @@ public:
         return m_length;
     }
     void paint() { ++count; }
+    void check(bool) { ++count; }
     void cut() { ++count; }
 
 private:
