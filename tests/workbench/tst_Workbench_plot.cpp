@@ -13,8 +13,11 @@
 #include <QHeaderView>
 #include <QImage>
 #include <QLabel>
+#include <QRegularExpression>
 #include <QTableView>
+#include <QWheelEvent>
 
+#include <qwt_picker.h>
 #include <qwt_plot.h>
 #include <qwt_plot_curve.h>
 #include <qwt_plot_histogram.h>
@@ -424,6 +427,60 @@ private Q_SLOTS:
         QTRY_VERIFY(width() < zoomed);
         test.press(Qt::Key_0, Qt::ControlModifier);
         QTRY_COMPARE(width(), all);
+    }
+
+    void plotIsMovedAndZoomedBackByTheMouse()
+    {
+        TestWindow test;
+        test.open(test.sample("load_curve.csv"));
+        select(test, {0, 2});
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 2);
+        QwtPlot &plot = pane(test).plot();
+        QWidget *const canvas = plot.canvas();
+        const QPoint center = canvas->rect().center();
+        const auto interval = [&] { return plot.axisInterval(QwtPlot::xBottom); };
+        const QwtInterval all = interval();
+        QWheelEvent wheel(center, canvas->mapToGlobal(center), {}, {0, 120}, Qt::NoButton,
+                          Qt::NoModifier, Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(canvas, &wheel);
+        QTRY_VERIFY(interval().width() < all.width());
+        test.press(Qt::Key_0, Qt::ControlModifier);
+        QTRY_COMPARE(interval(), all);
+
+        QTest::mousePress(canvas, Qt::LeftButton, {}, center - QPoint(40, 40));
+        QTest::mouseMove(canvas, center);
+        QTest::mouseMove(canvas, center + QPoint(40, 40));
+        QTest::mouseRelease(canvas, Qt::LeftButton, {}, center + QPoint(40, 40));
+        QTRY_VERIFY(interval().width() < all.width() / 2);
+        const QwtInterval zoomed = interval();
+
+        QTest::mousePress(canvas, Qt::LeftButton, Qt::ShiftModifier, center);
+        QTest::mouseMove(canvas, center + QPoint(30, 0));
+        QTest::mouseRelease(canvas, Qt::LeftButton, Qt::ShiftModifier, center + QPoint(30, 0));
+        QTRY_VERIFY(interval().maxValue() < zoomed.maxValue());
+        QVERIFY(std::abs(interval().width() / zoomed.width() - 1.0) < 0.01);
+
+        QTest::mouseClick(canvas, Qt::RightButton, {}, center);
+        QTRY_VERIFY(interval().width() > zoomed.width() * 1.5);
+    }
+
+    void plotTellsThePositionOfTheMouseInTheUnitsOfItsAxes()
+    {
+        TestWindow test;
+        const auto *const picker = pane(test).findChild<QwtPicker *>();
+        QCOMPARE(picker->trackerText({50, 50}).text(), QString()); // there is no position
+        test.open(test.sample("load_curve.csv"));
+        select(test, {1, 2});
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 2);
+
+        const QwtPlot &plot = pane(test).plot();
+        const QPoint position(plot.canvas()->width() / 2, plot.canvas()->height() / 2);
+        const QString shown = picker->trackerText(position).text();
+        static const QRegularExpression form("([0-9.]+) (\\S*m); .*?([0-9.]+) k?N");
+        const QRegularExpressionMatch match = form.match(shown);
+        QVERIFY2(match.hasMatch(), qPrintable(shown));
+        const double x = plot.invTransform(QwtPlot::xBottom, position.x());
+        QVERIFY2(std::abs(match.captured(1).toDouble() - x) < 0.1, qPrintable(shown));
     }
 
     void plotIsExported_data()

@@ -97,7 +97,9 @@ void PlotPane::layOut()
     m_plot->installEventFilter(this);
     bindText(canvas, "accessibleName", ".ctx.plot");
     bindText(canvas, "toolTip", ".msg.plotHelp");
-    (new QwtPlotMagnifier(canvas))->setMouseButton(Qt::NoButton);
+    auto *const magnifier = new QwtPlotMagnifier(canvas);
+    magnifier->setMouseButton(Qt::NoButton);
+    magnifier->setWheelFactor(1.0 / magnifier->wheelFactor()); // forward zooms in
     (new QwtPlotPanner(canvas))->setMouseButton(Qt::LeftButton, Qt::ShiftModifier);
     m_hint->setObjectName("plotHint");
     m_hint->setAlignment(Qt::AlignCenter);

@@ -38,7 +38,8 @@ QwtText Zoomer::trackerTextF(const QPointF &position) const
 {
     const auto textOn = [this](QwtPlot::Axis axis, double value) {
         const auto *const scale = dynamic_cast<const UnitScale *>(plot()->axisScaleDraw(axis));
-        return scale ? scale->textOf(value) : QString();
+        const bool isShown = scale && plot()->axisEnabled(axis); // none in the empty plot
+        return isShown ? scale->textOf(value) : QString();
     };
     QStringList parts{textOn(QwtPlot::xBottom, position.x()), textOn(QwtPlot::yLeft, position.y())};
     if (plot()->axisEnabled(QwtPlot::yRight)) {
