@@ -1,7 +1,9 @@
 #include "utils/csv/CSVDialect.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/Windows.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/files/File.h"
 #include "utils/strings/StringTable.h"
@@ -416,6 +418,41 @@ private Q_SLOTS:
         QCOMPARE(dialect.toText(), Data::String("unknown"));
         QVERIFY(CSVDialect::detect(makeFile(m_folder.filePath("good.csv"), "a,b\n")).isValid());
         QCOMPARE(File::lastError(), Data::String());
+    }
+
+    void isNotValidWhereTheMemoryEnds_data()
+    {
+        QTest::addColumn<bool>("isFile");
+        QTest::newRow("bytes") << false;
+        QTest::newRow("file") << true;
+    }
+
+    void isNotValidWhereTheMemoryEnds()
+    {
+        SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
+        QFETCH(bool, isFile);
+        const QByteArray bytes = "name;value\n" + rows("a;1,5\n", 50);
+        const Data::String path = makeFile(m_folder.filePath("memory.csv"), bytes);
+        const CSVDialect known;
+        const auto detect = [&] {
+            return isFile ? CSVDialect::detect(path, known) : CSVDialect::detectBytes(bytes, known);
+        };
+        const CSVDialect expected = detect();
+        QVERIFY(expected.isValid());
+        File::lastError(); // glibc ends the process when it has no memory for the first call
+        int failures = 0;
+        for (int n = 0;; n += 1 + n / 20) {
+            FailingMemory memory(n, FailingMemory::Once);
+            const CSVDialect dialect = detect();
+            memory.end();
+
+            QVERIFY(dialect.isValid() ? dialect == expected : memory.hasFailed());
+            QCOMPARE(File::lastError().isEmpty(), dialect.isValid());
+            failures += dialect.isValid() ? 0 : 1;
+            if (!memory.hasFailed())
+                break;
+        }
+        QVERIFY(failures > 10);
     }
 
     void survivesBadInput_data()

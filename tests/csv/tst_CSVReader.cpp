@@ -2,6 +2,7 @@
 
 #include "tests/support/FakeHost.h"
 #include "tests/support/Files.h"
+#include "tests/support/FullSize.h"
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
@@ -35,6 +36,19 @@ static Rows rowsOf(const CSVReader &reader)
     for (int row = 0; row < reader.numRows(); ++row)
         rows.append(reader.data(row));
     return rows;
+}
+
+/// The memory of this process in bytes, without what the system keeps of files.
+static qint64 residentMemory()
+{
+    QFile status("/proc/self/status");
+    if (status.open(QIODevice::ReadOnly)) {
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            if (line.startsWith("RssAnon:"))
+                return line.simplified().split(' ').value(1).toLongLong() * 1024;
+        }
+    }
+    return 0;
 }
 
 static Fields linesOf(const CSVReader &reader)
@@ -1199,6 +1213,41 @@ private Q_SLOTS:
         reader.addDelimiter(' ');
         QCOMPARE(reader.colDataValue(count - 1, 1), (Numbers{8.0, 0.0}));
         QCOMPARE(reader.numColumns(2), 0);
+    }
+
+    void readsEachRowOfFiveGibibytes()
+    {
+        if (!isFullSize())
+            QSKIP("takes minutes and 5 GiB of disk: set KELMUTILS_FULL_SIZE");
+        SKIP_ON_WINDOWS("the memory of the process is found out in another way there");
+        const int size = 50; // of a row
+        const int count = int((qint64(5) << 30) / size);
+        const auto rowOf = [](int number) {
+            return QByteArray::number(number).rightJustified(10, '0') + ',' +
+                   QByteArray(size - 12, char('a' + number % 26));
+        };
+        const QTemporaryDir folder;
+        QFile file(folder.filePath("large.csv"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        for (int i = 0; i < count; ++i)
+            QVERIFY(file.write(rowOf(i) + '\n') == size);
+        QVERIFY(file.flush());
+        const qint64 before = residentMemory();
+        CSVReader reader;
+
+        QVERIFY(reader.read(file.fileName()));
+
+        const double bytesPerRow = double(residentMemory() - before) / count;
+        qInfo("%d rows, %.2f bytes of memory for each", count, bytesPerRow);
+        QVERIFY(bytesPerRow < 4.25);
+        QCOMPARE(reader.numRows(), count + 1);
+        for (int i = 0; i < count; ++i) {
+            if (reader.data(i, -1) != rowOf(i))
+                QCOMPARE(reader.data(i, -1), rowOf(i));
+        }
+        QCOMPARE(reader.data(count - 1, 0), QByteArray("0107374181"));
+        QCOMPARE(reader.dataValue(0, 0), 0.0);
+        QCOMPARE(reader.data(count), Fields{""});
     }
 
     void readsRowsBeyondFourGibibytes()

@@ -4,6 +4,8 @@
 #include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 #include "tests/support/ReadFault.h"
+#include "tests/support/Windows.h"
+#include "utils/files/File.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -319,6 +321,30 @@ private Q_SLOTS:
             QCOMPARE(reader.data(0).size(), 1 + count + !memory.hasFailed());
         }
         QVERIFY(failures > 0);
+    }
+
+    void keepsItsEncodingWhereTheMemoryEnds()
+    {
+        SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
+        Utils::File::lastError(); // glibc ends the process when it has no memory for the first call
+        const Data::String name("iso-8859-15");
+        bool isTold = false;
+        int failures = 0;
+        for (bool goesOn = true; goesOn; failures += goesOn) {
+            CSVReader reader;
+            QVERIFY(reader.setEncoding("windows-1252"));
+            FailingMemory memory(failures, FailingMemory::Once);
+            const bool isSet = reader.setEncoding(name);
+            memory.end();
+            goesOn = memory.hasFailed();
+
+            QCOMPARE(reader.encoding(), Data::String(isSet ? "ISO-8859-15" : "windows-1252"));
+            // A codec that has no memory is one that does not exist, for Qt.
+            QCOMPARE(Utils::File::lastError().isEmpty(), isSet);
+            isTold = isTold || Utils::File::lastError() == ".Kelm.Utils.err.memory";
+            QVERIFY(isSet || goesOn);
+        }
+        QVERIFY(isTold);
     }
 
     void tellsWhereANumberFailsForLackOfMemory()

@@ -1,6 +1,7 @@
 #include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
 #include "tests/support/FullDisk.h"
+#include "tests/support/FullSize.h"
 #include "tests/support/Print.h"
 #include "tests/support/ReadFault.h"
 #include "tests/support/Recorder.h"
@@ -338,10 +339,9 @@ private Q_SLOTS:
         QCOMPARE(Settings("to").getInt("General/a"), 3);
     }
 
-    /// A million keys have been measured: the time is that of the keys.
     void importsManyKeys()
     {
-        const int count = 30000;
+        const int count = fullSize(30'000, 1'000'000);
         QByteArray lines = "[General]\n";
         for (int i = 0; i < count; ++i)
             lines += QByteArray::number(i) + "\\key=" + QByteArray::number(i * 2) + '\n';
@@ -353,7 +353,7 @@ private Q_SLOTS:
         QCOMPARE(m_recorder->calls.size(), count);
         QVERIFY(Settings("many").importFrom(file)); // changes nothing
 
-        QVERIFY2(timer.elapsed() < 30000, QByteArray::number(timer.elapsed()));
+        QVERIFY2(timer.elapsed() < qint64(count), QByteArray::number(timer.elapsed()));
         QCOMPARE(m_recorder->calls.size(), count);
         const Settings settings("many");
         QCOMPARE(settings.groups("").size(), count);

@@ -1,5 +1,6 @@
 #include "utils/xml/Document.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/strings/Catalogue.h" // resetCatalogue
 #include "tests/support/Files.h"
 #include "tests/support/OrdinaryUser.h"
@@ -62,6 +63,32 @@ private Q_SLOTS:
     {
         resetCatalogue();
         Utils::versionStrings.clear();
+    }
+
+    // Memory that ends
+
+    void writesNothingWhereTheMemoryEnds()
+    {
+        SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
+        Document document(Document::Normal, 1.0);
+        auto root = document.createElement("a");
+        root.setAttribute("value", QString(1'000'000, 'x'));
+        document.appendChild(root);
+        const String path = makeFile(m_folder->filePath("a.xml"), "<old/>");
+        Utils::File::lastError(); // glibc ends the process when it has no memory for the first call
+
+        FailingMemory memory(500'000, FailingMemory::Larger);
+        const bool isWritten = document.write(path);
+        const String text = document.toText();
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY(!isWritten);
+        QCOMPARE(Utils::File::lastError(), String(".Kelm.Utils.err.memory"));
+        QCOMPARE(text, String());
+        QCOMPARE(contentsOf(path), QByteArray("<old/>"));
+        QVERIFY(document.write(path));
+        QVERIFY(contentsOf(path).size() > 1'000'000);
     }
 
     // Disks that fail

@@ -58,10 +58,10 @@ class SettingsStore;
 ///
 /// Without a QGuiApplication Qt cannot build a QPixmap, QBitmap, QIcon or QCursor, nor a value that
 /// contains one. Such a value in the file is then read as an invalid variant, and so are a damaged
-/// container or region, a QEasingCurve, and a date in a time zone that the system does not know; the
-/// file keeps the value. This does not cover stores in the registry or in a format
-/// of the host, INI files on Windows, and a store that a QSettings of the host has read before and
-/// whose file this process may not write. With a QGuiApplication values are read as by QSettings.
+/// container or region, a QEasingCurve, and a date in a time zone that the system does not know;
+/// the file keeps the value. This does not cover stores in the registry or in a format of the host,
+/// INI files on Windows, and a store that a QSettings of the host has read before and whose file
+/// this process may not write. With a QGuiApplication values are read as by QSettings.
 ///
 /// Copies share one QSettings and with it the current group. The destruction of one copy does not
 /// affect the others.
