@@ -22,6 +22,13 @@ if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
     endif()
 endif()
 
+# On 32-bit x86, compilers calculate by x87, which rounds to more bits than a double has: a number would
+# differ from the same number read on another system, and from itself once it is stored.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang"
+    AND CMAKE_SYSTEM_PROCESSOR MATCHES "^(i[3-6]86|x86|x86_64|AMD64)$")
+    add_compile_options(-msse2 -mfpmath=sse)
+endif()
+
 if(KELMUTILS_SANITIZE)
     add_compile_options(
         -fsanitize=${KELMUTILS_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -8,6 +8,14 @@ namespace Utils {
 static const int maxPlainLength = 18; // digits fit into 64 bits, fraction into the powers
 static const quint64 maxExactInteger = quint64(1) << 53;
 
+// On 32-bit x86, the C++ library of g++ calculates by x87: it reads 2.074764871048294e+30 as the
+// double after the nearest one.
+#ifdef Q_PROCESSOR_X86_32
+static const bool isStandardExact = false;
+#else
+static const bool isStandardExact = true;
+#endif
+
 /// Parses a short number without exponent. When an integer and a power of ten are both exact as
 /// doubles, their quotient is the double nearest to the text.
 static bool parsePlain(const char *next, const char *end, double &value)
@@ -45,13 +53,13 @@ static bool parsePlain(const char *next, const char *end, double &value)
     return true;
 }
 
-/// Parses any other number that starts with a digit. Both this function and Qt round to nearest, so
-/// their results are equal. What they treat differently is left to Qt: a leading sign or blank, inf
-/// and nan, and numbers out of range.
+/// Parses any other number that starts with a digit, where the C++ library is exact. Both this
+/// function and Qt round to nearest, so their results are equal. What they treat differently is
+/// left to Qt: a leading sign or blank, inf and nan, and numbers out of range.
 static bool parseAny(const char *text, const char *end, double &value)
 {
     const char *const first = text != end && *text == '-' ? text + 1 : text;
-    if (first == end || !((*first >= '0' && *first <= '9') || *first == '.'))
+    if (!isStandardExact || first == end || !((*first >= '0' && *first <= '9') || *first == '.'))
         return false;
     const std::from_chars_result result = std::from_chars(text, end, value);
     return result.ec == std::errc() && result.ptr == end;
