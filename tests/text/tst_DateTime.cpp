@@ -40,26 +40,26 @@ static QString inUtc(const DateTime &time)
     return moment.toUTC().toString("yyyy-MM-dd hh:mm:ss.zzz");
 }
 
-#ifdef _WIN32 // which knows zones by a rule only
-static const char berlin[] = "CET-1CEST";
-#else
 static const char berlin[] = "Europe/Berlin";
+
+static void setZone(const char *name)
+{
+#ifdef _WIN32 // whose C library knows no zones by name: that of the system, which is to be Berlin
+    Q_UNUSED(name)
+    qunsetenv("TZ");
+#else
+    qputenv("TZ", name);
 #endif
+    tzset();
+}
 
 /// Changes the time zone for a scope.
 class Zone
 {
 public:
-    explicit Zone(const char *name) { set(name); }
-    ~Zone() { set(berlin); }
+    explicit Zone(const char *name) { setZone(name); }
+    ~Zone() { setZone(berlin); }
     Q_DISABLE_COPY(Zone)
-
-private:
-    static void set(const char *name)
-    {
-        qputenv("TZ", name);
-        tzset();
-    }
 };
 
 class tst_DateTime : public QObject
@@ -67,6 +67,14 @@ class tst_DateTime : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase()
+    {
+        const QDateTime summer(QDate(2020, 3, 29), QTime(1, 0), Qt::UTC);
+        if (summer.toLocalTime().time() != QTime(3, 0) ||
+            summer.addSecs(-1).toLocalTime().time() != QTime(1, 59, 59))
+            SKIP_ON_WINDOWS("the time zone of the system is not that of Berlin");
+    }
+
     void isOneNumber()
     {
         QCOMPARE(sizeof(DateTime), sizeof(double));
@@ -351,7 +359,9 @@ private Q_SLOTS:
         row("for people",             winter,     DateTime::formatUI(),      "Mar 4, 2020 @ 5:06");
         row("in summer",              summer,     DateTime::formatISO(),     "2020-07-04T05:06:07");
         row("any pattern",            winter,     "'on' d.M.yy",             "on 4.3.20");
+#ifndef _WIN32 // where the zone has another name
         row("the path marker",        winter,     DateTime::formatPath(),    "_pamCET5"); // ap, t and h
+#endif
         row("ms are cut",             1.0019,     "ss.zzz",                  "01.001");
         row("ms are cut in a double", 1.001,      "ss.zzz",                  "01.000");
         row("none",                   0.0,        "",                        "");
@@ -398,6 +408,7 @@ private Q_SLOTS:
 
     void namesMonthsInTheLanguageOfTheSystem()
     {
+        SKIP_ON_WINDOWS("the language of Windows is set by no variable");
         QProcess process; // the language of a process is fixed
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert("LC_ALL", "de_DE.UTF-8");
@@ -423,6 +434,7 @@ private Q_SLOTS:
 
     void writesTheDigitsOfFilesInAnyLanguage()
     {
+        SKIP_ON_WINDOWS("the language of Windows is set by no variable");
         QFETCH(QString, language);
         QFETCH(QByteArray, month);
         QProcess process;
@@ -541,6 +553,7 @@ private Q_SLOTS:
 
     void stepsOverAMidnightThatTheClocksSkip()
     {
+        SKIP_ON_WINDOWS("the C library of Windows knows no zone by its name");
         const Zone zone("America/Sao_Paulo"); // 2017-10-15 starts at 1:00, which is 3:00 UTC
         const DateTime time(utc("2017-10-15 02:30:00.000"));
 
@@ -550,6 +563,7 @@ private Q_SLOTS:
 
     void stepsOverADayThatTheClocksSkip()
     {
+        SKIP_ON_WINDOWS("the C library of Windows knows no zone by its name");
         const Zone zone("Pacific/Apia"); // from the end of 2011-12-29, 10:00 UTC, to 2011-12-31
         const DateTime time(utc("2011-12-29 12:00:00.000"));
 
@@ -559,6 +573,7 @@ private Q_SLOTS:
 
     void stepsForwardWhereTheClocksGoBackByHalfAnHour()
     {
+        SKIP_ON_WINDOWS("the C library of Windows knows no zone by its name");
         const Zone zone("Australia/Lord_Howe"); // 2020-04-05 2:00, which is 15:00 UTC
         const DateTime time(utc("2020-04-04 14:10:00.000"));
 
@@ -822,8 +837,7 @@ static void printDigits()
 
 int main(int argc, char **argv)
 {
-    qputenv("TZ", berlin);
-    tzset();
+    setZone(berlin);
     const bool printsDigits = argc == 2 && qstrcmp(argv[1], "--print-digits") == 0;
     const bool isChild = printsDigits || (argc == 2 && qstrcmp(argv[1], "--print-may") == 0);
     if (!isChild)

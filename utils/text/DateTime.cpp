@@ -53,7 +53,8 @@ static DateTime startOfDay(const QDate &day)
     return fromQDateTime(start.isValid() ? start : day.addDays(1).startOfDay());
 }
 
-DateTime::DateTime() : m_time(fromQDateTime(QDateTime::currentDateTime())) {}
+// Not by the current local time, which is ambiguous in the hour that the clocks repeat.
+DateTime::DateTime() : m_time(inSeconds(QDateTime::currentMSecsSinceEpoch())) {}
 
 DateTime::DateTime(unsigned int seconds) : m_time(fromQDateTime(QDateTime::fromTime_t(seconds))) {}
 
