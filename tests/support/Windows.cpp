@@ -1,10 +1,13 @@
-// What Windows has of the calls of Unix that tests make. Paths are in the code page of the system,
-// as QFile::encodeName() makes them.
+// What Windows has of the calls of Unix and of Qt that tests make. Paths are in the code page of
+// the system, as QFile::encodeName() makes them.
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <ctime>
 
+#include <dlfcn.h>
+#include <process.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -46,3 +49,49 @@ int utimensat(int, const char *path, const timespec *times, int)
     CloseHandle(file);
     return result(isSet);
 }
+
+namespace {
+
+struct Call
+{
+    void (*function)(void *);
+    void *context;
+};
+
+} // namespace
+
+static unsigned __stdcall runCall(void *call)
+{
+    const auto *const called = static_cast<const Call *>(call);
+    called->function(called->context);
+    return 0;
+}
+
+void runOnStack(unsigned bytes, void (*function)(void *), void *context)
+{
+    Call call = {function, context};
+    const std::uintptr_t thread =
+        _beginthreadex(nullptr, bytes, runCall, &call, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+    if (thread == 0)
+        return;
+    const HANDLE handle = reinterpret_cast<HANDLE>(thread);
+    WaitForSingleObject(handle, INFINITE);
+    CloseHandle(handle);
+}
+
+void *dlopen(const char *path, int) { return LoadLibraryA(path); }
+
+void *dlsym(void *library, const char *name)
+{
+    return library ? reinterpret_cast<void *>(GetProcAddress(static_cast<HMODULE>(library), name))
+                   : nullptr;
+}
+
+const char *dlerror()
+{
+    static char text[32];
+    std::snprintf(text, sizeof(text), "error %lu", GetLastError());
+    return text;
+}
+
+int dlclose(void *library) { return FreeLibrary(static_cast<HMODULE>(library)) ? 0 : -1; }

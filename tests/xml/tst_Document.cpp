@@ -37,6 +37,15 @@ protected:
 
 static const uint smallStack = 1U << 20; // bytes
 
+// Levels of elements on it that are read in any case, and never.
+#ifdef _WIN32 // where a call takes more of the stack
+static const int readLevels = 900;
+static const int tooManyLevels = 1024;
+#else
+static const int readLevels = 1800;
+static const int tooManyLevels = 2048;
+#endif
+
 /// The number of levels that \p error names, or 0.
 static int limitIn(const String &error)
 {
@@ -647,7 +656,6 @@ private Q_SLOTS:
 
     void refusesWhatNestsTooDeeply()
     {
-        SKIP_ON_WINDOWS("a thread on Windows has at least the stack of its program");
         QFETCH(QByteArray, codec);
         QFETCH(QByteArray, declaration);
         QFETCH(QString, letter);
@@ -680,7 +688,7 @@ private Q_SLOTS:
             isMoreOpened = open("more.xml", limit + 1);
         });
 
-        QVERIFY2(limit >= 1800 && limit <= 2048, QByteArray::number(limit));
+        QVERIFY2(limit >= readLevels && limit <= tooManyLevels, QByteArray::number(limit));
         QVERIFY(isLimitOpened);
         QVERIFY(!isMoreOpened);
         const int column = start.simplified().size() + (start.isEmpty() ? 0 : 1) + limit * 4 + 3;
@@ -723,7 +731,7 @@ private Q_SLOTS:
         QTest::addColumn<uint>("stack");
         QTest::addColumn<int>("levels");
         QTest::newRow("the deepest tree on an ordinary stack") << (8U << 20) << 5000;
-        QTest::newRow("on a small one") << smallStack << 1800;
+        QTest::newRow("on a small one") << smallStack << readLevels;
     }
 
     void opensWhatItWrites()
@@ -766,8 +774,8 @@ private Q_SLOTS:
 
     void opensDeepGroups()
     {
-        const QByteArray contents = "<!DOCTYPE a [<!ELEMENT a " + QByteArray(1800, '(') + "b" +
-                                    QByteArray(1800, ')') + ">]><a/>";
+        const QByteArray contents = "<!DOCTYPE a [<!ELEMENT a " + QByteArray(readLevels, '(') +
+                                    "b" + QByteArray(readLevels, ')') + ">]><a/>";
         const String path = makeFile(m_folder->filePath("a.xml"), contents);
         bool isOpened = false;
         onStack(smallStack, [&] {

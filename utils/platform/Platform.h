@@ -424,6 +424,10 @@ std::size_t deepThreadStack();
 /// end of the stack is determined once for each thread.
 std::size_t freeStack();
 
+/// The number of bytes of the stack that Qt's XML parser needs for a level of elements, with a
+/// reserve.
+std::size_t stackOfXmlLevel();
+
 /// Calls \p function with \p argument, which must not be null, when the calling thread ends. It is
 /// not called when the process ends, for threads that run then. Several calls by a thread count
 /// once. The process can have only one such \p function. False when there is not enough memory.

@@ -91,4 +91,6 @@ std::size_t freeStack()
     return static_cast<std::size_t>(&here - static_cast<char *>(stack.AllocationBase));
 }
 
+std::size_t stackOfXmlLevel() { return 1024; } // the parser uses 566, as measured with mingw-w64
+
 } // namespace Utils::Platform

@@ -61,7 +61,7 @@ public:
     /// Documents that would overflow the stack, fill the memory or take minutes in Qt are refused
     /// in the same way as documents that are not well-formed. A document is refused in these cases:
     /// - Elements, or groups in a declaration, are nested deeper than one level for each 512 bytes
-    ///   of unused stack: 16,000 levels on a stack of 8 MiB.
+    ///   of unused stack, on Windows 1024: 16,000 or 8,000 levels on a stack of 8 MiB.
     /// - Entities expand to more than 8 Mi characters, and also to more than 100 characters for
     ///   each byte of the file.
     /// - There are more than about 10,000 short entities, or fewer long ones.

@@ -21,12 +21,9 @@ static const QLatin1Char lineEnd('\n');
 
 int bearableDepth()
 {
-    // Per level, Qt's parser uses 340 bytes of the stack, copying the tree 110 and destroying it
-    // 60.
-    constexpr std::size_t perLevel = 512;
     constexpr std::size_t least = std::size_t(256) * 1024; // if the stack size is unknown
     const std::size_t stack = Platform::freeStack();
-    const std::size_t levels = (stack == 0 ? least : stack) / perLevel;
+    const std::size_t levels = (stack == 0 ? least : stack) / Platform::stackOfXmlLevel();
     return static_cast<int>(std::min<std::size_t>(levels, std::numeric_limits<int>::max()));
 }
 

@@ -8,7 +8,8 @@
 #define RTLD_GLOBAL 0
 #define RTLD_NOLOAD 0
 
-inline void *dlopen(const char *, int) { return nullptr; }
-inline void *dlsym(void *, const char *) { return nullptr; }
-inline const char *dlerror() { return "not supported"; }
-inline int dlclose(void *) { return 0; }
+// In tests/support/Windows.cpp.
+void *dlopen(const char *path, int flags);
+void *dlsym(void *library, const char *name); // null for RTLD_DEFAULT and RTLD_NEXT
+const char *dlerror();
+int dlclose(void *library);
