@@ -304,7 +304,7 @@ bool killProcessTree(std::int64_t id);
 ///
 /// A descendant that was found stays known after its parent has ended. As in killProcessTree(), a
 /// process that has received the number of another is not touched. Where the processes of the
-/// system cannot be listed, as on Windows, only the child itself is known.
+/// system cannot be listed, only the child itself is known.
 class ProcessTree
 {
 public:
@@ -318,9 +318,9 @@ public:
     /// Finds the descendants that were started since the last call.
     void update();
 
-    /// Asks the child to end, and with \p all also the known descendants, by the signal SIGTERM.
-    /// Each is asked only once. False when the child cannot be asked in this way: the caller has to
-    /// do it in another way.
+    /// Asks the child to end, and with \p all also the known descendants, by the signal SIGTERM;
+    /// on Windows, by closing their windows. Each is asked only once. False when the child cannot
+    /// be asked in this way: the caller has to do it in another way.
     bool ask(bool all);
 
     /// Whether none of the known processes runs.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <vector>
 
 #define WIN32_LEAN_AND_MEAN
@@ -42,30 +43,37 @@ bool isChild(std::int64_t id) { return id > 1; } // an open handle keeps the num
 
 namespace {
 
-/// The processes of a tree. While their handles are open, no other process has their numbers.
-class KilledTree
+/// A process and its descendants, the parents first. While their handles are open, no other process
+/// has their numbers. A Job object would also take what a program leaves running on purpose after
+/// its end, and before Windows 8 no process can be in two of them.
+class WindowsTree
 {
 public:
-    KilledTree() = default;
-    ~KilledTree()
+    WindowsTree() = default;
+    ~WindowsTree()
     {
         for (const Member &member : m_members)
             CloseHandle(member.handle);
     }
-    KilledTree(const KilledTree &) = delete;
-    KilledTree &operator=(const KilledTree &) = delete;
+    WindowsTree(const WindowsTree &) = delete;
+    WindowsTree &operator=(const WindowsTree &) = delete;
 
-    /// Kills the process \p id and adds it. False when that is not possible, and for a process
-    /// that is not younger than its parent, which has the number of an earlier one.
-    bool kill(DWORD id, const FILETIME *startOfParent);
+    /// Adds the process \p id. False when that is not possible, also for lack of memory, and for a
+    /// process that is not younger than its parent, which has the number of an earlier one.
+    bool add(DWORD id, const FILETIME *startOfParent);
 
-    /// Kills the children of the members that are no members yet. False when there are none.
-    bool killChildren();
+    /// Adds the children of the members that are no members yet. False when there are none.
+    bool addChildren();
 
-    /// Waits for the end of all members but this process.
-    void wait(std::chrono::milliseconds limit) const;
+    /// Closes the windows of the members, each member's once.
+    void close();
 
-    bool hasThisProcess() const { return m_hasThisProcess; }
+    /// Whether no member runs.
+    bool hasEnded() const;
+
+    /// Kills the members, and what they have started meanwhile, and waits for their end. This
+    /// process is killed last. False when the first one cannot be killed.
+    bool kill();
 
 private:
     struct Member
@@ -73,23 +81,30 @@ private:
         DWORD id;
         HANDLE handle;
         FILETIME start;
+        bool isAsked;
     };
+    static bool isRunning(const Member &member);
     const Member *find(DWORD id) const;
+    void wait(std::chrono::milliseconds limit) const;
 
     std::vector<Member> m_members;
-    bool m_hasThisProcess = false;
 };
 
 } // namespace
 
-const KilledTree::Member *KilledTree::find(DWORD id) const
+bool WindowsTree::isRunning(const Member &member)
+{
+    return WaitForSingleObject(member.handle, 0) != WAIT_OBJECT_0;
+}
+
+const WindowsTree::Member *WindowsTree::find(DWORD id) const
 {
     const auto hasId = [id](const Member &member) { return member.id == id; };
     const auto found = std::find_if(m_members.begin(), m_members.end(), hasId);
     return found == m_members.end() ? nullptr : &*found;
 }
 
-bool KilledTree::kill(DWORD id, const FILETIME *startOfParent)
+bool WindowsTree::add(DWORD id, const FILETIME *startOfParent)
 {
     const DWORD rights = PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE;
     const HANDLE process = OpenProcess(rights, FALSE, id);
@@ -99,26 +114,27 @@ bool KilledTree::kill(DWORD id, const FILETIME *startOfParent)
     FILETIME end = {};
     FILETIME kernelTime = {};
     FILETIME userTime = {};
-    const bool isMember = GetProcessTimes(process, &start, &end, &kernelTime, &userTime) &&
-                          (!startOfParent || CompareFileTime(&start, startOfParent) >= 0);
-    const bool isThisProcess = id == GetCurrentProcessId();
-    if (!isMember || (!isThisProcess && !TerminateProcess(process, 1) &&
-                      WaitForSingleObject(process, 0) != WAIT_OBJECT_0))
+    if (!GetProcessTimes(process, &start, &end, &kernelTime, &userTime) ||
+        (startOfParent && CompareFileTime(&start, startOfParent) < 0))
     {
         CloseHandle(process);
         return false;
     }
-    m_hasThisProcess = m_hasThisProcess || isThisProcess;
-    m_members.push_back({id, process, start});
+    try {
+        m_members.push_back({id, process, start, false});
+    } catch (const std::bad_alloc &) {
+        CloseHandle(process);
+        return false;
+    }
     return true;
 }
 
-bool KilledTree::killChildren()
+bool WindowsTree::addChildren()
 {
     const HANDLE list = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
     if (list == INVALID_HANDLE_VALUE)
         return false;
-    bool isAnyKilled = false;
+    bool isAnyAdded = false;
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
     for (BOOL isThere = Process32FirstW(list, &entry); isThere;
@@ -127,13 +143,52 @@ bool KilledTree::killChildren()
         if (!parent || find(entry.th32ProcessID))
             continue;
         const FILETIME startOfParent = parent->start;
-        isAnyKilled = kill(entry.th32ProcessID, &startOfParent) || isAnyKilled;
+        isAnyAdded = add(entry.th32ProcessID, &startOfParent) || isAnyAdded;
     }
     CloseHandle(list);
-    return isAnyKilled;
+    return isAnyAdded;
 }
 
-void KilledTree::wait(std::chrono::milliseconds limit) const
+void WindowsTree::close()
+{
+    const auto closeWindow = [](HWND window, LPARAM tree) -> BOOL {
+        DWORD owner = 0;
+        GetWindowThreadProcessId(window, &owner);
+        const Member *const member = reinterpret_cast<const WindowsTree *>(tree)->find(owner);
+        if (member && !member->isAsked)
+            PostMessageW(window, WM_CLOSE, 0, 0);
+        return TRUE;
+    };
+    EnumWindows(closeWindow, reinterpret_cast<LPARAM>(this));
+    for (Member &member : m_members)
+        member.isAsked = true;
+}
+
+bool WindowsTree::hasEnded() const
+{
+    return std::none_of(m_members.begin(), m_members.end(), isRunning);
+}
+
+bool WindowsTree::kill()
+{
+    const DWORD own = GetCurrentProcessId();
+    std::size_t next = 0;
+    do {
+        for (; next < m_members.size(); ++next) {
+            const Member &member = m_members[next];
+            const bool isKilled =
+                member.id == own || TerminateProcess(member.handle, 1) || !isRunning(member);
+            if (!isKilled && next == 0)
+                return false;
+        }
+    } while (addChildren());
+    wait(std::chrono::seconds(5));
+    if (find(own))
+        TerminateProcess(GetCurrentProcess(), 1);
+    return true;
+}
+
+void WindowsTree::wait(std::chrono::milliseconds limit) const
 {
     const auto end = std::chrono::steady_clock::now() + limit;
     for (const Member &member : m_members) {
@@ -144,66 +199,56 @@ void KilledTree::wait(std::chrono::milliseconds limit) const
     }
 }
 
-bool killProcessTree(std::int64_t id)
+static bool isProcessId(std::int64_t id)
 {
     const std::int64_t largest = MAXDWORD;
-    if (id <= 1 || id > largest)
+    return id > 1 && id <= largest;
+}
+
+bool killProcessTree(std::int64_t id)
+{
+    if (!isProcessId(id))
         return false;
     if (run(killCommandLine(id)))
         return true;
 
-    KilledTree tree;
-    if (!tree.kill(static_cast<DWORD>(id), nullptr))
-        return false;
-    while (tree.killChildren()) {
-    }
-    tree.wait(std::chrono::seconds(5));
-    if (tree.hasThisProcess())
-        TerminateProcess(GetCurrentProcess(), 1);
-    return true;
+    WindowsTree tree;
+    return tree.add(static_cast<DWORD>(id), nullptr) && tree.kill();
 }
 
-/// Holds a handle of the process, so that its number is not used again.
 struct ProcessTree::State
 {
-    std::int64_t id;
-    HANDLE process;
-    bool isAsked = false;
+    WindowsTree tree;
 };
 
-ProcessTree::ProcessTree(std::int64_t id) : m_state(new State{id, nullptr})
+ProcessTree::ProcessTree(std::int64_t id) : m_state(std::make_unique<State>())
 {
-    if (id > 1)
-        m_state->process = OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(id));
+    if (isProcessId(id) && m_state->tree.add(static_cast<DWORD>(id), nullptr))
+        update();
 }
 
-ProcessTree::~ProcessTree()
-{
-    if (m_state->process)
-        CloseHandle(m_state->process);
-}
+ProcessTree::~ProcessTree() = default;
 
-void ProcessTree::update() {}
+void ProcessTree::update()
+{
+    while (m_state->tree.addChildren()) {
+    }
+}
 
 bool ProcessTree::ask(bool all)
 {
-    if (!all || !m_state->process)
+    if (!all)
         return false; // Qt closes the windows of one process
-    if (!m_state->isAsked)
-        run("taskkill /PID " + std::to_string(m_state->id) + " /T");
-    m_state->isAsked = true;
+    m_state->tree.close();
     return true;
 }
 
-bool ProcessTree::hasEnded() const
-{
-    return !m_state->process || WaitForSingleObject(m_state->process, 0) == WAIT_OBJECT_0;
-}
+bool ProcessTree::hasEnded() const { return m_state->tree.hasEnded(); }
 
 void ProcessTree::kill()
 {
     if (!hasEnded())
-        killProcessTree(m_state->id);
+        m_state->tree.kill();
 }
 
 std::string commandLine(const std::vector<std::string> &words) { return windowsCommandLine(words); }

@@ -247,8 +247,7 @@ public:
     /// With KillSingle, only the program is asked, waited for and killed, and so it is where the
     /// processes of the system cannot be listed, as on Linux without /proc: the descendants stay.
     /// Otherwise, a descendant that was started during the call and whose parent ended within 50 ms
-    /// may be missed, as well as one whose parent had ended before the call; both stay. On Windows,
-    /// descendants are killed only with their program.
+    /// may be missed, as well as one whose parent had ended before the call; both stay.
     ///
     /// True when the program has ended, or none was running. No events are processed. A call during
     /// another one, from a function of onLine(), returns at once.
