@@ -16,7 +16,7 @@ enum class Stream
 /// Opens the null device for each standard stream that was closed when the program began. Otherwise
 /// the next file that is opened would become that stream, and receive its output.
 ///
-/// On Windows it lets "\n" be written as it is, and not as "\r\n".
+/// On Windows it lets "\n" be written as it is, and not as "\r\n", and errors at once.
 void replaceClosedStreams();
 
 /// Whether \p stream is a terminal.

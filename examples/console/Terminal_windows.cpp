@@ -82,6 +82,7 @@ void replaceClosedStreams() // handles of files have no fixed numbers, so none i
 {
     for (std::FILE *const stream : {stdout, stderr})
         _setmode(_fileno(stream), _O_BINARY);
+    std::setvbuf(stderr, nullptr, _IONBF, 0); // to files and pipes it has a buffer there
 }
 
 bool isTerminal(Stream stream)

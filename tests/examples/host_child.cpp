@@ -37,6 +37,7 @@ static void countOn(Progress &progress)
 
 int main(int argc, char **argv)
 {
+    Kelm::Terminal::replaceClosedStreams();
     Kelm::Terminal::handleSignals();
     const QCoreApplication application(argc, argv);
     const QStringList arguments = application.arguments();

@@ -15,6 +15,7 @@ private Q_SLOTS:
 
     void runsTheCommandAtEachChange()
     {
+        SKIP_ON_WINDOWS("Windows has no such commands: see tst_Windows");
         QProcess process;
         start(process, {"--times", "2", "--", "sh", "-c", "echo one; printf two"});
         QVERIFY(waitForError(process, "Watching \"" + m_path + "\", Ctrl-C ends it\n"));
@@ -30,6 +31,7 @@ private Q_SLOTS:
 
     void waitsForAFileThatIsMissing()
     {
+        SKIP_ON_WINDOWS("Windows has no such commands: see tst_Windows");
         QFile::remove(m_path);
         QProcess process;
         start(process, {"--times", "1", "--", "echo", "two  words"});
@@ -76,6 +78,7 @@ private Q_SLOTS:
 
     void printsWhatTheCommandWrites()
     {
+        SKIP_ON_WINDOWS("Windows has no such commands: see tst_Windows");
         QFETCH(QString, script);
         QFETCH(QString, output);
         QProcess process;
@@ -91,6 +94,7 @@ private Q_SLOTS:
 
     void goesOnWhenTheCommandFails()
     {
+        SKIP_ON_WINDOWS("Windows has no such commands: see tst_Windows");
         QProcess process;
         start(process, {"--times", "2", "--", "sh", "-c", "echo tried; exit 3"});
         QVERIFY(waitForError(process, "Ctrl-C ends it\n"));
@@ -122,6 +126,7 @@ private Q_SLOTS:
 
     void tellsHowTheCommandEnded()
     {
+        SKIP_ON_WINDOWS("Windows has no such commands: see tst_Windows");
         QFETCH(QStringList, command);
         QFETCH(QString, error);
         QProcess process;
@@ -137,6 +142,7 @@ private Q_SLOTS:
 
     void logsWhatItSeesWhenVerbose()
     {
+        SKIP_ON_WINDOWS("Windows has no such commands: see tst_Windows");
         QProcess process;
         start(process, {"--verbose", "--quiet", "--interval", "100", "--times", "1", "--", "true"});
         QVERIFY(waitForError(process, "Modification check for watched.txt\n"));

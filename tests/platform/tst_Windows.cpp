@@ -28,6 +28,8 @@
 
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
+// After it, of which it needs types.
+#include <shellapi.h>
 
 namespace Platform = Utils::Platform;
 using Data::String;
@@ -57,6 +59,17 @@ static bool isReadOnly(const QString &path)
 static bool makeReadOnly(const QString &path)
 {
     return SetFileAttributesW(wide(path).c_str(), FILE_ATTRIBUTE_READONLY);
+}
+
+/// The numbers of the children that the program "tree" has started.
+static QList<qint64> childrenOf(QProcess &program)
+{
+    QList<qint64> children;
+    while (children.size() < 2 && program.waitForReadyRead()) {
+        while (program.canReadLine())
+            children.append(program.readLine().trimmed().toLongLong());
+    }
+    return children;
 }
 
 /// Whether the process \p id runs.
@@ -97,6 +110,14 @@ static bool makeJunction(const QString &folder, const QString &link, const QStri
 #define NEED_REMOVAL(link)                                     \
     if (isLink(link) && !RemoveDirectoryW(wide(link).c_str())) \
     QSKIP("the system itself, which is Wine, cannot remove such a link")
+
+/// Opens a console for this program and those that it starts, and ignores its keys. False when the
+/// system has none.
+static bool openConsole()
+{
+    FreeConsole();
+    return AllocConsole() && SetConsoleCtrlHandler([](DWORD) -> BOOL { return TRUE; }, TRUE);
+}
 
 namespace {
 
@@ -186,6 +207,45 @@ private Q_SLOTS:
         QCOMPARE(File::search(folder, "*.txt", false).size(), 2);
         QCOMPARE(File::read(folder + "/moved.txt"), String("text\n"));
         QCOMPARE(File::remove(folder + "/*"), 2);
+    }
+
+    void fileLeavesDevicesAlone_data()
+    {
+        QTest::addColumn<QString>("name");
+
+        QTest::newRow("null") << "NUL";
+        QTest::newRow("null in another case") << "nul";
+        QTest::newRow("the console") << "CON";
+    }
+
+    void fileLeavesDevicesAlone()
+    {
+        QFETCH(QString, name);
+        const QString path = makeFile(inFolder("file"), "text");
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(m_folder->path()));
+        const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
+
+        QCOMPARE(File::remove(name), 0);
+        QVERIFY(!File::createDir(name));
+        QCOMPARE(File::version(name), String());
+        QVERIFY(File::search(m_folder->path(), name).isEmpty());
+
+        QCOMPARE(tree(m_folder->path()).join(' '), QString("file"));
+        std::FILE *const input = File::openRead(name);
+        QVERIFY(!input || std::fclose(input) == 0);
+        QCOMPARE(contentsOf(path), QByteArray("text"));
+    }
+
+    void fileWritesSafelyToTheNullDevice()
+    {
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(m_folder->path()));
+        const auto restore = qScopeGuard([&] { QDir::setCurrent(before); });
+
+        QVERIFY(File::writeSafely("NUL", "lost"));
+
+        QCOMPARE(tree(m_folder->path()), QStringList());
     }
 
     void fileOpensTheNullDevice()
@@ -508,11 +568,7 @@ private Q_SLOTS:
         QProcess program;
         program.start(WINDOWS_CHILD, {"tree"});
         QVERIFY(program.waitForStarted());
-        QList<qint64> children;
-        while (children.size() < 2 && program.waitForReadyRead()) {
-            while (program.canReadLine())
-                children.append(program.readLine().trimmed().toLongLong());
-        }
+        const QList<qint64> children = childrenOf(program);
         QCOMPARE(children.size(), 2);
         QVERIFY(isRunning(children[0]));
         QVERIFY(isRunning(children[1]));
@@ -522,6 +578,53 @@ private Q_SLOTS:
         QVERIFY(program.waitForFinished());
         QTRY_VERIFY(!isRunning(children[0]));
         QTRY_VERIFY(!isRunning(children[1]));
+    }
+
+    void processTreeKnowsWhatItsProgramHasLeft()
+    {
+        QProcess program;
+        program.start(WINDOWS_CHILD, {"tree"});
+        QVERIFY(program.waitForStarted());
+        const QList<qint64> children = childrenOf(program);
+        QCOMPARE(children.size(), 2);
+        Platform::ProcessTree tree(program.processId());
+
+        program.kill();
+        QVERIFY(program.waitForFinished());
+        tree.update();
+        QVERIFY(!tree.ask(/*all=*/false));
+        QVERIFY(tree.ask(/*all=*/true)); // they have no windows
+        QVERIFY(!tree.hasEnded());
+        tree.kill();
+
+        QVERIFY(tree.hasEnded());
+        QVERIFY(!isRunning(children[0]));
+        QVERIFY(!isRunning(children[1]));
+    }
+
+    void processTreeOfNothingHasEnded()
+    {
+        for (const qint64 id : {qint64(0), qint64(1), qint64(0x7ffffff0), qint64(1) << 32}) {
+            Platform::ProcessTree tree(id);
+            tree.update();
+            QVERIFY(tree.hasEnded());
+            tree.kill();
+        }
+    }
+
+    void processStopsTheWholeTree()
+    {
+        Utils::Process process(WINDOWS_CHILD, {"tree"});
+        process.setStopPolicy(/*waitTime=*/200);
+        QVERIFY(process.start());
+        QTRY_COMPARE_WITH_TIMEOUT(process.output().count('\n'), 2, 60000);
+        const QStringList children = process.output().remove('\r').split('\n');
+
+        QVERIFY(process.stop());
+
+        QVERIFY(!process.isRunning());
+        QVERIFY(!isRunning(children[0].toLongLong()));
+        QVERIFY(!isRunning(children[1].toLongLong()));
     }
 
     void processTellsThatNothingWasKilled()
@@ -550,6 +653,29 @@ private Q_SLOTS:
         // In UTF-8, which the library expects of programs; line ends are those of the program.
         QCOMPARE(process.output().remove('\r').split('\n'), arguments + QStringList(""));
         QCOMPARE(process.exitCode(), 7);
+    }
+
+    void processQuotesAsTheSystemSplits()
+    {
+        const QStringList words = {"C:\\a b\\x.exe",
+                                   "-f",
+                                   "c d\\",
+                                   "\"q\"",
+                                   "",
+                                   "a\\\\\"b",
+                                   QString::fromUtf8("\xe6\x97\xa5 \t")};
+        const Utils::Process process(words.first(), words.mid(1));
+
+        int count = 0;
+        const QString line = process.quotedCommand();
+        wchar_t **const found = CommandLineToArgvW(line.toStdWString().c_str(), &count);
+        QVERIFY(found);
+        QStringList split;
+        for (int i = 0; i < count; ++i)
+            split.append(QString::fromWCharArray(found[i]));
+        LocalFree(found);
+
+        QCOMPARE(split, words);
     }
 
     void processStartsAProgramInAFolderOfAnyLanguage()
@@ -726,6 +852,92 @@ private Q_SLOTS:
         const QString other = makeFile(inFolder("other"), "kept");
         Utils::MemoryChecker::setReportFile(other);
         QCOMPARE(contentsOf(other), QByteArray("kept"));
+    }
+
+    // The console
+
+    void kelmWatchTellsAtOnceWhatItDoes()
+    {
+        const QString path = makeFile(inFolder("watched"), "text");
+        QProcess kelm;
+        kelm.start(KELM_PROGRAM, {"watch", path, "--interval", "100", "--times", "1", "--",
+                                  WINDOWS_CHILD, "print", "a b", "c"});
+        kelm.setReadChannel(QProcess::StandardError);
+        QVERIFY(kelm.waitForReadyRead(60000));
+        QCOMPARE(QString::fromUtf8(kelm.readLine()), "Watching \"" + path + "\", Ctrl-C ends it\n");
+
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(QDateTime::fromSecsSinceEpoch(1000000000),
+                                 QFileDevice::FileModificationTime));
+        file.close();
+        QVERIFY(kelm.waitForFinished(60000));
+
+        QCOMPARE(kelm.readAllStandardOutput().replace("\r", ""), QByteArray("a b\nc\n"));
+        QVERIFY(kelm.readAllStandardError().endsWith("has failed with status 7\n"));
+        QCOMPARE(kelm.exitCode(), 1);
+    }
+
+    void kelmEndsByTheKeysOfTheConsole_data()
+    {
+        QTest::addColumn<QString>("task");
+        QTest::addColumn<uint>("key");
+        QTest::addColumn<QByteArrayList>("outputs"); // a key is pressed after each
+        QTest::addColumn<uint>("code");
+
+        const uint endedByKey = 0xc000013a; // STATUS_CONTROL_C_EXIT
+        QTest::newRow("Ctrl-C without a task")
+            << "idle" << uint(CTRL_C_EVENT) << QByteArrayList{"Idle\n"} << 130U;
+        QTest::newRow("Ctrl-C in a task")
+            << "hidden" << uint(CTRL_C_EVENT) << QByteArrayList{"Hidden\n"} << 130U;
+        QTest::newRow("the second Ctrl-C")
+            << "deaf" << uint(CTRL_C_EVENT) << QByteArrayList{"Started\n", "Noted\n"} << 130U;
+        QTest::newRow("Ctrl-Break")
+            << "idle" << uint(CTRL_BREAK_EVENT) << QByteArrayList{"Idle\n"} << endedByKey;
+    }
+
+    void kelmEndsByTheKeysOfTheConsole()
+    {
+        QFETCH(QString, task);
+        QFETCH(uint, key);
+        QFETCH(QByteArrayList, outputs);
+        QFETCH(uint, code);
+        if (!openConsole())
+            QSKIP("the system has no console");
+        const auto close = qScopeGuard([] { FreeConsole(); });
+        const QString errors = inFolder("errors");
+        SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
+        const HANDLE file =
+            CreateFileW(wide(errors).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                        &inherited, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+        std::wstring command = L"\"" + wide(HOST_CHILD) + L"\" " + task.toStdWString();
+        STARTUPINFOW startup = {};
+        startup.cb = sizeof(startup);
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdError = file;
+        PROCESS_INFORMATION child = {};
+        QVERIFY(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                               &startup, &child));
+        CloseHandle(file);
+        const auto end = qScopeGuard([&] {
+            TerminateProcess(child.hProcess, 1);
+            WaitForSingleObject(child.hProcess, 5000);
+            CloseHandle(child.hThread);
+            CloseHandle(child.hProcess);
+        });
+
+        for (const QByteArray &output : qAsConst(outputs)) {
+            QTRY_VERIFY_WITH_TIMEOUT(contentsOf(errors).contains(output), 60000);
+            const bool isPressed = GenerateConsoleCtrlEvent(key, 0);
+            if (!isPressed && key == CTRL_BREAK_EVENT)
+                QSKIP("the system itself, which is Wine, cannot send Ctrl-Break");
+            QVERIFY(isPressed);
+        }
+
+        QCOMPARE(WaitForSingleObject(child.hProcess, 30000), DWORD(WAIT_OBJECT_0));
+        DWORD found = 0;
+        QVERIFY(GetExitCodeProcess(child.hProcess, &found));
+        QCOMPARE(uint(found), code);
     }
 
     void kelmIsSilentWhenNobodyReads()
