@@ -10,13 +10,14 @@ set(not_on_windows
 list(APPEND not_on_windows
     Platform Process Process_kill Process_limits Process_wait Settings_work Terminal
 )
-# They load libraries, or read lists of the system, as on Linux.
-list(APPEND not_on_windows File_safe FolderList Library WithoutPython)
+# They replace a function that lists folders; and they are about the rights, owners, links and pipes
+# of Unix: tst_Windows has the safe writing of Windows.
+list(APPEND not_on_windows FolderList File_safe)
 
 # Those that tools/check-windows --quick runs: what the system decides, and one of each part.
 add_custom_target(tests_windows_quick)
 set(quick_on_windows
     Array CSVReader CSVTable_output CSVTable_read File_contents File_paths File_reasons File_search
-    File_tree FileByteReader FileReader FileStatus FileWatch Kelm Kelm_table LastError LineFile
+    File_tree FileByteReader FileReader FileStatus FileWatch Kelm Kelm_table LastError Library LineFile
     LogFile MemoryChecker Settings Signal StringTable_load StringUtil_numbers TagFile Windows
 )

@@ -1,5 +1,11 @@
+#include "tests/support/Windows.h"
+
 #include <QProcess>
 #include <QtTest>
+
+#ifdef _WIN32
+#define STATE_ORDER ""
+#endif
 
 // The library's own modules are there only where it was built with scripting.
 #ifdef KELMUTILS_SCRIPTING
@@ -36,6 +42,7 @@ class tst_Library : public QObject
 private Q_SLOTS:
     void makesItsStateInOrderAndReleasesItBackwards()
     {
+        SKIP_ON_WINDOWS("the compiler for Windows registers no objects");
         QCOMPARE(
             outputOf(STATE_ORDER),
             QByteArray(

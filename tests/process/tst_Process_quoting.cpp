@@ -3,6 +3,7 @@
 
 #include "tests/support/Files.h"
 #include "tests/support/Print.h"
+#include "tests/support/Windows.h"
 
 #include <QProcess>
 #include <QRandomGenerator>
@@ -126,6 +127,7 @@ private Q_SLOTS:
 
     void quotesForAShell()
     {
+        SKIP_ON_WINDOWS("it quotes for Windows there");
         QFETCH(QStringList, words);
         QFETCH(QString, text);
         const Process process(words.first(), words.mid(1));
@@ -135,6 +137,7 @@ private Q_SLOTS:
 
     void quotesUpToAZeroByte()
     {
+        SKIP_ON_WINDOWS("it quotes for Windows there");
         const Process process("x",
                               QStringList{QString("a") + QChar::Null + "b", QString(QChar::Null)});
 
@@ -156,6 +159,7 @@ private Q_SLOTS:
     /// The arguments of 10,000 commands, in one shell.
     void isReadBackByAShell()
     {
+        SKIP_ON_WINDOWS("it is read back by shells");
         QFETCH(QString, shell);
         QFETCH(QByteArray, locale);
         if (shell.isEmpty())
@@ -204,6 +208,7 @@ private Q_SLOTS:
 
     void isReadBackAsTheSameProgram()
     {
+        SKIP_ON_WINDOWS("it is read back by shells");
         QFETCH(QString, name);
         const QTemporaryDir folder;
         QFile file(folder.filePath(name));

@@ -582,7 +582,9 @@ private Q_SLOTS:
         QTest::newRow("non-ASCII") << QString::fromUtf8("Größe/日本/😀");
         QTest::newRow("signs") << "a=b;c%[d]\\@";
         QTest::newRow("control characters") << QString("a\n\t") + QChar(0) + "b";
+#ifndef _WIN32 // where QSettings finds keys by QString::toLower(), which damages this one
         QTest::newRow("half a character") << QString(QChar(0xd800));
+#endif
         QTest::newRow("placeholder") << "%1%2";
         QTest::newRow("General") << "General/general";
         QTest::newRow("long") << QString(100000, 'k');

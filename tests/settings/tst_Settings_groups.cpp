@@ -347,8 +347,10 @@ private Q_SLOTS:
         row("the temporary group", "@@@_temp_@@@/x=1", "", "@@@_temp_@@@", "a", true, "a/x=1", "a @@@_temp_@@@");
         row("the temporary group to itself", "@@@_temp_@@@/x=1", "", "@@@_temp_@@@", "@@@_temp_@@@",
             true, "@@@_temp_@@@/x=1", "@@@_temp_@@@ @@@_temp_@@@");
+#ifndef _WIN32 // where it is the same name
         row("the temporary group, other case", "@@@_temp_@@@/x=1", "", "@@@_temp_@@@",
             "@@@_TEMP_@@@", true, "@@@_TEMP_@@@/x=1", "@@@_TEMP_@@@ @@@_temp_@@@");
+#endif
         row("to the temporary group, other case", "@@@_Temp_@@@/x=1", "", "@@@_Temp_@@@",
             "@@@_temp_@@@", true, "@@@_temp_@@@/x=1", "@@@_temp_@@@ @@@_Temp_@@@");
         // clang-format on
@@ -367,7 +369,12 @@ private Q_SLOTS:
 
         Settings(group).renameKey(from, to, recursive);
 
+#ifdef _WIN32 // where QSettings ignores the case of keys; it keeps it until it reads the file again
+        QCOMPARE(home.stored().toLower(), after.toLower());
+        QCOMPARE(home.storedInFile(), after);
+#else
         QCOMPARE(home.stored(), after);
+#endif
         QCOMPARE(this->told(), told);
     }
 };

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QSettings>
 #include <QStringList>
@@ -50,9 +51,20 @@ public:
     }
 
     /// All that is stored, as fill() takes it, sorted by key.
-    static QString stored()
+    static QString stored() { return textOf(QSettings()); }
+
+    /// The same as it is in the file, which a copy of it tells.
+    static QString storedInFile()
     {
-        const QSettings settings;
+        const QTemporaryDir folder;
+        const QString copy = folder.filePath("copy.ini");
+        return QFile::copy(file(), copy) ? textOf(QSettings(copy, QSettings::IniFormat))
+                                         : QString("no file");
+    }
+
+private:
+    static QString textOf(const QSettings &settings)
+    {
         QStringList keys = settings.allKeys();
         keys.sort(Qt::CaseSensitive);
         for (QString &key : keys)
@@ -60,7 +72,6 @@ public:
         return keys.join(' ');
     }
 
-private:
     /// In memory where that is to be had: each write of settings waits for the disk.
     static QString folderTemplate()
     {
