@@ -13,6 +13,15 @@ struct Decoded
     QString text;
 };
 
+/// Whether \p bytes are valid when they come in pieces of \p pieceSize bytes.
+static bool isValidInPieces(const QByteArray &bytes, int pieceSize)
+{
+    Utils::Utf8Validator validator(bytes.constData());
+    for (int end = pieceSize; end < bytes.size(); end += pieceSize)
+        validator.advance(bytes.constData() + end);
+    return validator.finish(bytes.constData() + bytes.size());
+}
+
 static Decoded decode(const QByteArray &bytes)
 {
     QString text(bytes.size(), QChar('?')); // as much room as is asked for, and no more
@@ -27,7 +36,8 @@ static Decoded decode(const QByteArray &bytes)
     const QByteArray moved = QByteArray(distance, 'x') + bytes;
     if (Utils::isValidUtf8(bytes.constData(), bytes.constData() + bytes.size()) != isWhole ||
         Utils::isValidUtf8(moved.constData(), moved.constData() + moved.size()) != isWhole ||
-        Utils::isValidUtf8Plainly(moved.constData(), moved.constData() + moved.size()) != isWhole)
+        Utils::isValidUtf8Plainly(moved.constData(), moved.constData() + moved.size()) != isWhole ||
+        isValidInPieces(moved, 1 + distance % 67) != isWhole)
         qFatal("taken for valid or invalid: %s", bytes.toHex().constData());
     return {static_cast<int>(source - bytes.constData()), isValid, text};
 }

@@ -642,6 +642,45 @@ private Q_SLOTS:
 
     // Rows that are split on demand
 
+    // A large file is validated in pieces: a character is at the end of one and the start of the
+    // next, wherever pieces of an even size end.
+    void readsALargeFileAsTextIfItIsUtf8_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("isText");
+
+        const QByteArray first = "x" + QByteArray("\xc3\xa4").repeated(300 * 1000);
+        const QByteArray last = QByteArray("\xc3\xa4,\xe2\x82\xac,").repeated(200 * 1000);
+        const QByteArray valid = first + '\n' + last;
+        QByteArray broken = valid;
+        broken[broken.size() / 2] = '\xff';
+        QByteArray swapped = valid; // the first byte of a character is missing
+        swapped[500 * 1001] = 'a';
+        QTest::newRow("valid") << valid << true;
+        QTest::newRow("a byte of no character") << broken << false;
+        QTest::newRow("half a character within") << swapped << false;
+        QTest::newRow("half a character at the end") << valid + '\xc3' << false;
+        QTest::newRow("half a character, and a line") << valid + "\xc3\n" << false;
+    }
+
+    void readsALargeFileAsTextIfItIsUtf8()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, isText);
+        const QTemporaryDir folder;
+        const QString path = makeFile(folder.filePath("large.csv"), bytes);
+        CSVTable table;
+
+        QCOMPARE(table.read(path), isText);
+
+        QCOMPARE(table.numRows(), isText ? 2 : 0);
+        if (!isText)
+            return;
+        QCOMPARE(table.data(0, 0), Data::String('x' + QString(300 * 1000, QChar(0xe4))));
+        QCOMPARE(table.numColumns(1), 400 * 1000 + 1);
+        QCOMPARE(table.data(1, 399 * 1000 + 1), Data::String(QString(QChar(0x20ac))));
+    }
+
     void splitsARowOnDemand()
     {
         CSVTable table;

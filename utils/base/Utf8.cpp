@@ -125,7 +125,9 @@ bool decodeUtf8(const char *&source, const char *end, QChar *&target)
     return true;
 }
 
-bool isValidUtf8Plainly(const char *begin, const char *end)
+/// Skips valid UTF-8. False when it stops before an invalid sequence. Stops before one that \p end
+/// cuts off, too.
+static bool skipUtf8(const char *&begin, const char *end)
 {
     while (begin != end) {
         if (uchar(*begin) < 0x80) {
@@ -137,10 +139,15 @@ bool isValidUtf8Plainly(const char *begin, const char *end)
         const std::ptrdiff_t room = end - begin;
         const int length = decodeSequence(begin, room, target);
         if (length == 0 || length > room)
-            return false;
+            return length > 0;
         begin += length;
     }
     return true;
+}
+
+bool isValidUtf8Plainly(const char *begin, const char *end)
+{
+    return skipUtf8(begin, end) && begin == end;
 }
 
 #ifdef KELMUTILS_SIMD
@@ -149,23 +156,25 @@ namespace {
 
 /// Validates 64 bytes at once, with one bit per byte. What a byte requires of the bytes after it is
 /// carried over to the next 64.
-class Utf8Check
+class Utf8Check : public Utf8Validator::State
 {
 public:
+    explicit Utf8Check(const State &state) : State(state) {}
+
     Q_ALWAYS_INLINE void add(const SimdUnits<char> &bytes)
     {
-        if (bytes.anyWide() == 0 && m_wanted == 0)
+        if (bytes.anyWide() == 0 && wanted == 0)
             return;
 
         const quint64 wide = bytes.wide();
         const quint64 leads = bytes.atLeast(0xc0);
         const quint64 ofThree = bytes.atLeast(0xe0); // of three bytes or more
         const quint64 ofFour = ofThree == 0 ? 0 : bytes.atLeast(0xf0);
-        const quint64 wanted = m_wanted | leads << 1 | ofThree << 2 | ofFour << 3;
-        m_isInvalid |= (wide & ~leads) ^ wanted;
-        m_isInvalid |= leads & ~bytes.atLeast(0xc2);
-        m_wanted = leads >> 63 | ofThree >> 62 | ofFour >> 61;
-        if (ofThree == 0 && m_limits == 0)
+        const quint64 continuations = wanted | leads << 1 | ofThree << 2 | ofFour << 3;
+        invalid |= (wide & ~leads) ^ continuations;
+        invalid |= leads & ~bytes.atLeast(0xc2);
+        wanted = leads >> 63 | ofThree >> 62 | ofFour >> 61;
+        if (ofThree == 0 && limits == 0)
             return;
 
         // After some lead bytes, the next byte has special limits, which exclude overlong
@@ -177,48 +186,63 @@ public:
         const quint64 highs = bytes.atLeast(0xa0);
         const quint64 middles = bytes.atLeast(0x90);
         const auto after = [&](quint64 bits, int number) {
-            return bits << 1 | (m_limits >> number & 1);
+            return bits << 1 | (limits >> number & 1);
         };
-        m_isInvalid |= after(least, 0) & ~highs;
-        m_isInvalid |= after(surrogates, 1) & highs;
-        m_isInvalid |= after(leastOfFour, 2) & ~middles;
-        m_isInvalid |= after(last, 3) & middles;
-        m_isInvalid |= bytes.atLeast(0xf5);
-        m_limits = least >> 63 | surrogates >> 63 << 1 | leastOfFour >> 63 << 2 | last >> 63 << 3;
+        invalid |= after(least, 0) & ~highs;
+        invalid |= after(surrogates, 1) & highs;
+        invalid |= after(leastOfFour, 2) & ~middles;
+        invalid |= after(last, 3) & middles;
+        invalid |= bytes.atLeast(0xf5);
+        limits = least >> 63 | surrogates >> 63 << 1 | leastOfFour >> 63 << 2 | last >> 63 << 3;
     }
-
-    bool isValid() const { return m_isInvalid == 0; }
 
 private:
     static quint64 equalTo(const SimdUnits<char> &bytes, int byte)
     {
         return bytes.equalTo(static_cast<char>(byte));
     }
-
-    quint64 m_wanted = 0; // which of the next bytes must be continuations
-    quint64 m_limits = 0; // which special limits the next byte has, a bit each
-    quint64 m_isInvalid = 0;
 };
 
 } // namespace
 
-bool isValidUtf8(const char *begin, const char *end)
+void Utf8Validator::advance(const char *end)
 {
     constexpr int length = SimdUnits<char>::length;
-    Utf8Check check;
-    for (; end - begin >= length; begin += length)
-        check.add(SimdUnits<char>(begin));
-    char rest[length] = {}; // padded with ASCII, which invalidates a sequence cut off
-    std::copy(begin, end, rest);
+    Utf8Check check(m_state); // a copy, which is in registers
+    const char *next = m_next;
+    for (; end - next >= length; next += length)
+        check.add(SimdUnits<char>(next));
+    m_next = next;
+    m_state = check;
+}
+
+bool Utf8Validator::finish(const char *end)
+{
+    advance(end);
+    char rest[SimdUnits<char>::length] = {}; // padded with ASCII, which invalidates a cut sequence
+    std::copy(m_next, end, rest);
+    Utf8Check check(m_state);
     check.add(SimdUnits<char>(rest));
-    return check.isValid();
+    return check.invalid == 0;
 }
 
 #else
 
-bool isValidUtf8(const char *begin, const char *end) { return isValidUtf8Plainly(begin, end); }
+void Utf8Validator::advance(const char *end)
+{
+    if (m_state.invalid == 0 && !skipUtf8(m_next, end))
+        m_state.invalid = 1;
+}
+
+bool Utf8Validator::finish(const char *end)
+{
+    advance(end);
+    return m_state.invalid == 0 && m_next == end;
+}
 
 #endif
+
+bool isValidUtf8(const char *begin, const char *end) { return Utf8Validator(begin).finish(end); }
 
 bool startsWithWideMark(const QByteArray &bytes)
 {

@@ -20,6 +20,32 @@ bool isValidUtf8(const char *begin, const char *end);
 /// The same, one byte at a time.
 bool isValidUtf8Plainly(const char *begin, const char *end);
 
+/// Validates bytes that are read piece by piece, while the processor has them in its cache.
+class Utf8Validator
+{
+public:
+    /// What the bytes so far require of the next ones.
+    struct State
+    {
+        quint64 wanted = 0; // which of them must be continuations
+        quint64 limits = 0; // which special limits the next one has, a bit each
+        quint64 invalid = 0;
+    };
+
+    /// The pieces follow each other in memory from \p begin on.
+    explicit Utf8Validator(const char *begin) : m_next(begin) {}
+
+    /// Validates the bytes up to \p end, except for the last ones, which may be cut off.
+    void advance(const char *end);
+
+    /// Whether all bytes up to \p end are valid UTF-8, without a sequence that is cut off.
+    bool finish(const char *end);
+
+private:
+    const char *m_next;
+    State m_state;
+};
+
 /// The byte order mark of UTF-8.
 constexpr char utf8Mark[] = "\xef\xbb\xbf";
 

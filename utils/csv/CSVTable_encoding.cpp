@@ -50,12 +50,12 @@ bool CSVTablePrivate::canReadInFile()
     return true;
 }
 
-bool CSVTablePrivate::readFile(QByteArray &bytes)
+bool CSVTablePrivate::readFile(QByteArray &bytes, bool *isUtf8)
 {
     detectedEncoding.clear();
     isEncodingGuess = false;
     if (encoding.isEmpty()) {
-        bytes = File::readRaw(path);
+        bytes = isUtf8 ? readRaw(path, *isUtf8) : File::readRaw(path);
         return true;
     }
     DecodedFile decoded;
@@ -95,11 +95,12 @@ static void tellNoText(const QByteArray &bytes, const Data::String &path)
 CSVText CSVTablePrivate::textOfFile()
 {
     QByteArray bytes;
-    if (!readFile(bytes))
+    bool isUtf8 = true;
+    if (!readFile(bytes, &isUtf8))
         return CSVText(QString());
     if (!encoding.isEmpty() || !startsWithWideMark(bytes))
         endLinesAtFeeds(bytes);
-    CSVText text = encoding.isEmpty() ? CSVText::fromFile(bytes) : CSVText::fromUtf8(bytes);
+    CSVText text = encoding.isEmpty() ? CSVText::fromFile(bytes, isUtf8) : CSVText::fromUtf8(bytes);
     if (text.isEmpty())
         tellNoText(bytes, path);
     return text;

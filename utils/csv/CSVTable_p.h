@@ -161,8 +161,8 @@ public:
 
     /// Reads the bytes of the file and decodes them to UTF-8 by the encoding that is set, if any.
     /// False, with a reason, when they are not valid. Without an encoding, they are "" when the
-    /// file cannot be read.
-    bool readFile(QByteArray &bytes);
+    /// file cannot be read, and *\p isUtf8, if that is wanted, tells whether they are valid UTF-8.
+    bool readFile(QByteArray &bytes, bool *isUtf8 = nullptr);
 
     /// The same for bytes of no file.
     bool decode(QByteArray &bytes);

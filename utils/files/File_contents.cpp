@@ -203,19 +203,22 @@ Data::String File::read(const Data::String &path, int lines)
 }
 
 /// The bytes of \p file as far as a single read returns them, of which there are \p size or, if
-/// that is 0, an unknown number. As QFile::readAll(), but into memory with large pages.
-static QByteArray readOnce(QFile &file, qint64 size)
+/// that is 0, an unknown number. As QFile::readAll(), but into memory with large pages, and by
+/// \p read, which returns how many bytes it has read to an address.
+template <typename Read>
+static QByteArray readOnce(QFile &file, qint64 size, const Read &read)
 {
     if (size == 0)
         return file.readAll();
     QByteArray bytes(static_cast<int>(size), Qt::Uninitialized);
     Platform::useLargePages(bytes.data(), static_cast<std::size_t>(bytes.size()));
-    const qint64 length = file.read(bytes.data(), bytes.size());
+    const qint64 length = read(file, bytes.data(), bytes.size());
     bytes.resize(static_cast<int>(std::max<qint64>(length, 0)));
     return bytes;
 }
 
-QByteArray File::readRaw(const Data::String &path)
+template <typename Read>
+static QByteArray readRawBy(const QString &path, const Read &read)
 {
     const LastError operation;
     QFile file(path);
@@ -226,7 +229,7 @@ QByteArray File::readRaw(const Data::String &path)
     try {
         if (size > maxByteCount)
             return tooLarge(file).toUtf8();
-        QByteArray bytes = readOnce(file, size);
+        QByteArray bytes = readOnce(file, size, read);
         if (!readOn(file, bytes, maxByteCount))
             return unreadable(file).toUtf8();
         return bytes.size() < maxByteCount ? bytes : tooLarge(file).toUtf8();
@@ -234,6 +237,32 @@ QByteArray File::readRaw(const Data::String &path)
         LastError::set(".err.memory");
         return {};
     }
+}
+
+QByteArray File::readRaw(const Data::String &path)
+{
+    return readRawBy(path,
+                     [](QFile &file, char *bytes, qint64 size) { return file.read(bytes, size); });
+}
+
+QByteArray readRaw(const Data::String &path, bool &isUtf8)
+{
+    qint64 validated = 0;
+    const auto read = [&](QFile &file, char *bytes, qint64 size) {
+        constexpr qint64 pieceSize = 256 * 1024; // which the cache of a processor can hold
+        Utf8Validator validator(bytes);
+        for (qint64 count = 1; validated < size && count > 0;) {
+            count = file.read(bytes + validated, std::min(pieceSize, size - validated));
+            validated += std::max<qint64>(count, 0);
+            validator.advance(bytes + validated);
+        }
+        isUtf8 = validator.finish(bytes + validated);
+        return validated;
+    };
+    const QByteArray bytes = readRawBy(path, read);
+    if (bytes.size() != validated) // the file has no size or has grown
+        isUtf8 = isValidUtf8(bytes.constData(), bytes.constData() + bytes.size());
+    return bytes;
 }
 
 /// Replaces the content of \p output, a result of makeOutput() or a SafeFile, by the text that

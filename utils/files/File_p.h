@@ -31,6 +31,10 @@ bool removeEntry(QFile &file);
 /// What File::read() returns for an "http://" address.
 QString readHttp(const QString &address);
 
+/// File::readRaw(), which also tells whether the bytes are valid UTF-8: they are validated while
+/// they are read, which takes less time than to read them from memory again.
+QByteArray readRaw(const Data::String &path, bool &isUtf8);
+
 /// The text of a file, decoded.
 struct DecodedFile
 {

@@ -9,12 +9,12 @@
 
 namespace Utils {
 
-CSVText CSVText::fromFile(const QByteArray &bytes)
+CSVText CSVText::fromFile(const QByteArray &bytes, bool isUtf8)
 {
     CSVText text{QString()};
     if (bytes.size() > maxTextLength)
         return text;
-    if (!isValidUtf8(bytes.constData(), bytes.constData() + bytes.size())) {
+    if (!isUtf8) {
         if (startsWithWideMark(bytes))
             text.m_text = QTextStream(bytes).readAll();
         return text;
@@ -35,7 +35,7 @@ CSVText CSVText::fromUtf8(const QByteArray &utf8)
 CSVText CSVText::ofBytes(const QByteArray &bytes)
 {
     if (startsWithWideMark(bytes))
-        return fromFile(bytes);
+        return fromFile(bytes, /*isUtf8=*/false);
     CSVText text{QString()};
     text.m_utf8 = csvToKeep(bytes);
     text.m_start = sizeOfUtf8Mark(bytes);

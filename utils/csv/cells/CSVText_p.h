@@ -20,10 +20,10 @@ class CSVText
 public:
     explicit CSVText(const QString &text) : m_text(csvToKeep(text)) {}
 
-    /// The text that File::read() returns for a file with these \p bytes: UTF-8, or UTF-16 or
-    /// UTF-32 with a byte order mark, which is not part of the text. "" for any other encoding, and
-    /// for a text that is too long.
-    static CSVText fromFile(const QByteArray &bytes);
+    /// The text that File::read() returns for a file with these \p bytes: UTF-8, which they are
+    /// if \p isUtf8, or UTF-16 or UTF-32 with a byte order mark, which is not part of the text. ""
+    /// for any other encoding, and for a text that is too long.
+    static CSVText fromFile(const QByteArray &bytes, bool isUtf8);
 
     /// The text of valid UTF-8, in which a byte order mark is a character. "" when it is too long.
     static CSVText fromUtf8(const QByteArray &utf8);
