@@ -25,12 +25,12 @@ struct SlowestInput
     Clock::duration duration{};
 };
 
-// The counters of the code that was reached, and the lowest address of the stack, which the compiler
-// has added. The linker makes the names of the section's ends.
+// The counters of the code that was reached, and the lowest address of the stack, which the
+// compiler has added. The linker makes the names of the section's ends.
 extern "C" unsigned char __start___sancov_cntrs[];
 extern "C" unsigned char __stop___sancov_cntrs[];
-extern "C" __attribute__((tls_model("initial-exec"))) thread_local std::uintptr_t
-    __sancov_lowest_stack;
+extern "C"
+    __attribute__((tls_model("initial-exec"))) thread_local std::uintptr_t __sancov_lowest_stack;
 
 static void forgetReachedCode()
 {

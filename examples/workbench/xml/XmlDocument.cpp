@@ -366,7 +366,7 @@ std::vector<TreeDocument::Addition> XmlDocument::additions(int node, const QStri
         return attributesToAdd(node, pasted.documentElement(), problem);
     // After an element, as a duplicate; at the end of the one that an attribute belongs to.
     Position position = canDuplicate(node) ? Position{parentOf(node), rowOf(node) + 1}
-                                     : positionFor(node, /*branch=*/true);
+                                           : positionFor(node, /*branch=*/true);
     if (position.parent < 0 || !pasted.setContent("<a>" + text + "</a>"))
         return {};
     std::vector<Addition> added;
