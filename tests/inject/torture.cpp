@@ -371,7 +371,7 @@ Result runOnce(const Scenario &scenario, int group, long nth, bool isLasting,
         close(input);
         close(output);
         runHere(scenario, group, nth, isLasting, folder);
-        std::_Exit(0);
+        _exit(0); // a build that counts what the tests reach saves its counters here
     }
     Result result;
     const bool hasEnded = waitFor(child);
