@@ -2,6 +2,11 @@
 
 #include "benchmarks/Pairs.h"
 
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <cmath>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -62,12 +67,36 @@ static void add(const char *topic, const char *detail, double target, const Comm
         [=](State &state) { measure(state, peer); });
 }
 
+#ifdef MLR
+/// Writes a table with 200,000 rows of numbers and a text to the file \p path.
+static std::string makeTable(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return {};
+    file.write("Time{s},Force{kN},Strain{mm/m},Remark\n");
+    for (int row = 0; row < 200000; ++row) {
+        const double time = 0.001 * row;
+        char line[64];
+        file.write(line, std::snprintf(line, sizeof(line), "%.3f,%.5f,%.6f,ok %09d\n", time,
+                                       40.0 * std::sin(time), 2.0 * std::cos(time), row));
+    }
+    return path.toStdString();
+}
+#endif
+
 int main(int argc, char **argv)
 {
     add("start and end", "an empty host beside its Qt alone", 1.15, {START_HOST}, {START_QT});
 #ifdef KELM
     add("start and end", "kelm eval 1+1 beside python -c 1+1", 2.0, {KELM, "eval", "1+1"},
         {PYTHON, "-c", "1+1"});
+#ifdef MLR
+    const QTemporaryDir folder;
+    const std::string table = makeTable(folder.filePath("table.csv"));
+    add("kelm table, 200,000 rows, aligned", "beside mlr", 0.5, {KELM, "table", table},
+        {MLR, "--icsv", "--opprint", "--right", "cat", table});
+#endif
 #endif
     return runBenchmarks(argc, argv);
 }
