@@ -117,6 +117,20 @@ public:
         QTest::keyClick(&field, Qt::Key_Return);
     }
 
+    /// Moves the mouse over \p widget while its left button is pressed. The events are sent to the
+    /// widget: QTest::mouseMove() moves the pointer of the X server, which tells so some time later.
+    static void drag(QWidget &widget, const QPoint &from, const QPoint &to,
+                     Qt::KeyboardModifiers modifiers = {})
+    {
+        QTest::mousePress(&widget, Qt::LeftButton, modifiers, from);
+        for (const QPoint &position : {(from + to) / 2, to}) {
+            QMouseEvent move(QEvent::MouseMove, position, widget.mapToGlobal(position),
+                             Qt::NoButton, Qt::LeftButton, modifiers);
+            QCoreApplication::sendEvent(&widget, &move);
+        }
+        QTest::mouseRelease(&widget, Qt::LeftButton, modifiers, to);
+    }
+
     /// Clicks a cell of a table or tree, after it was scrolled to.
     static void clickCell(QAbstractItemView &view, const QModelIndex &index)
     {

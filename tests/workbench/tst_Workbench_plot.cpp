@@ -414,11 +414,8 @@ private Q_SLOTS:
         const auto width = [&] { return plot.axisInterval(QwtPlot::xBottom).width(); };
         const double all = width();
 
-        const QRect canvas = plot.canvas()->rect();
-        QTest::mousePress(plot.canvas(), Qt::LeftButton, {}, canvas.center() - QPoint(40, 40));
-        QTest::mouseMove(plot.canvas(), canvas.center());
-        QTest::mouseMove(plot.canvas(), canvas.center() + QPoint(40, 40));
-        QTest::mouseRelease(plot.canvas(), Qt::LeftButton, {}, canvas.center() + QPoint(40, 40));
+        const QPoint center = plot.canvas()->rect().center();
+        TestWindow::drag(*plot.canvas(), center - QPoint(40, 40), center + QPoint(40, 40));
         QTRY_VERIFY(width() < all / 2);
         const double zoomed = width();
 
@@ -447,16 +444,11 @@ private Q_SLOTS:
         test.press(Qt::Key_0, Qt::ControlModifier);
         QTRY_COMPARE(interval(), all);
 
-        QTest::mousePress(canvas, Qt::LeftButton, {}, center - QPoint(40, 40));
-        QTest::mouseMove(canvas, center);
-        QTest::mouseMove(canvas, center + QPoint(40, 40));
-        QTest::mouseRelease(canvas, Qt::LeftButton, {}, center + QPoint(40, 40));
+        TestWindow::drag(*canvas, center - QPoint(40, 40), center + QPoint(40, 40));
         QTRY_VERIFY(interval().width() < all.width() / 2);
         const QwtInterval zoomed = interval();
 
-        QTest::mousePress(canvas, Qt::LeftButton, Qt::ShiftModifier, center);
-        QTest::mouseMove(canvas, center + QPoint(30, 0));
-        QTest::mouseRelease(canvas, Qt::LeftButton, Qt::ShiftModifier, center + QPoint(30, 0));
+        TestWindow::drag(*canvas, center, center + QPoint(30, 0), Qt::ShiftModifier);
         QTRY_VERIFY(interval().maxValue() < zoomed.maxValue());
         QVERIFY(std::abs(interval().width() / zoomed.width() - 1.0) < 0.01);
 
