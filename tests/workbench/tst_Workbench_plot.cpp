@@ -295,6 +295,25 @@ private Q_SLOTS:
                  QString("Strain [mm/m]"));
     }
 
+    void plotHasNoSecondAxisForAUnitBesideColumnsWithoutUnit()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "t{s},Load{kN},Cycle,Strain{mm/m}\n"
+                                     "0,0,1,0.5\n1,10,2,0.75\n2,20,3,1.5\n"));
+        select(test, {0, 1, 2, 3});
+
+        QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 3);
+        const QwtPlot &plot = pane(test).plot();
+        QVERIFY(!plot.axisEnabled(QwtPlot::yRight));
+        QCOMPARE(plot.axisScaleDraw(QwtPlot::yLeft)->label(5.0).text(), QString("5"));
+
+        select(test, {0, 1, 2}); // no unit is a second one as well
+        QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 2);
+        QVERIFY(plot.axisEnabled(QwtPlot::yRight));
+        QCOMPARE(plot.axisTitle(QwtPlot::yRight).text(), QString("Cycle"));
+        QCOMPARE(plot.axisScaleDraw(QwtPlot::yRight)->label(2.0).text(), QString("2"));
+    }
+
     void coloursAreReadableOnEachBackground_data()
     {
         QTest::addColumn<QColor>("background");

@@ -18,14 +18,18 @@ namespace Workbench {
 
 using Utils::Statistics;
 
+/// Whether all columns have the same unit, or none.
+static bool haveOneUnit(const QVector<PlotColumn> &columns)
+{
+    return std::all_of(columns.begin(), columns.end(), [&](const PlotColumn &column) {
+        return column.unit == columns.first().unit;
+    });
+}
+
 /// The title of an axis for several columns, and their unit if they have one in common.
 static QString commonTitle(const QVector<PlotColumn> &columns, QString &unit)
 {
-    unit = columns.isEmpty() ? QString() : columns.first().unit;
-    for (const PlotColumn &column : columns) {
-        if (column.unit != unit)
-            unit.clear();
-    }
+    unit = !columns.isEmpty() && haveOneUnit(columns) ? columns.first().unit : QString();
     return columns.size() == 1 ? columns.first().label : QString();
 }
 
@@ -47,9 +51,8 @@ void PlotPane::drawXY()
     QVector<PlotColumn> onRight; // of the second unit, when there are two
     for (const PlotColumn &y : ys)
         (y.unit == ys.first().unit ? onLeft : onRight).append(y);
-    QString rightUnit;
-    commonTitle(onRight, rightUnit);
-    const bool hasRight = !onRight.isEmpty() && onRight.first().unit == rightUnit;
+    const bool hasRight = !onRight.isEmpty() && haveOneUnit(onRight);
+    const QString rightUnit = hasRight ? onRight.first().unit : QString();
     for (const PlotColumn &y : ys) {
         auto *const curve = new ThinnedCurve(y.title(), x, y.values);
         curve->setLegendAttribute(QwtPlotCurve::LegendShowLine);
