@@ -314,6 +314,39 @@ private Q_SLOTS:
         QCOMPARE(plot.axisScaleDraw(QwtPlot::yRight)->label(2.0).text(), QString("2"));
     }
 
+    void keysZoomWhatIsShown()
+    {
+        TestWindow test;
+        test.open(test.sample("load_curve.csv"));
+        select(test, {1, 2});
+        QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 1);
+        QwtPlot &plot = pane(test).plot();
+        QWidget &canvas = *plot.canvas();
+        canvas.setFocus();
+        const QPoint from = canvas.rect().center();
+        QTest::mousePress(&canvas, Qt::LeftButton, Qt::ShiftModifier, from);
+        QTest::mouseMove(&canvas, from + QPoint(40, 30));
+        QTest::mouseRelease(&canvas, Qt::LeftButton, Qt::ShiftModifier, from + QPoint(80, 60));
+        const auto middle = [&](int axis) {
+            const QwtInterval shown = plot.axisInterval(axis);
+            return (shown.minValue() + shown.maxValue()) / 2.0;
+        };
+        const QwtInterval x = plot.axisInterval(QwtPlot::xBottom);
+        const double middleX = middle(QwtPlot::xBottom);
+        const double middleY = middle(QwtPlot::yLeft);
+        QVERIFY(x.minValue() < 0.0); // it was moved
+
+        test.press(Qt::Key_Plus, Qt::ControlModifier);
+        QTRY_COMPARE(plot.axisInterval(QwtPlot::xBottom).width(), x.width() / 2.0);
+        QCOMPARE(middle(QwtPlot::xBottom), middleX);
+        QCOMPARE(middle(QwtPlot::yLeft), middleY);
+
+        test.press(Qt::Key_Minus, Qt::ControlModifier);
+        QTRY_COMPARE(plot.axisInterval(QwtPlot::xBottom).width(), x.width());
+        QCOMPARE(middle(QwtPlot::xBottom), middleX);
+        QCOMPARE(middle(QwtPlot::yLeft), middleY);
+    }
+
     void coloursAreReadableOnEachBackground_data()
     {
         QTest::addColumn<QColor>("background");

@@ -278,7 +278,8 @@ void PlotPane::zoomToAll()
 
 void PlotPane::zoom(double factor)
 {
-    QRectF shown = m_zoomer->zoomRect();
+    // What the axes show: the wheel and the panner change it without the zoomer.
+    QRectF shown = m_zoomer->scaleRect();
     const QPointF center = shown.center();
     shown.setSize(shown.size() * factor);
     shown.moveCenter(center);

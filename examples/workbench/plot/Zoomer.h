@@ -12,6 +12,7 @@ class Zoomer : public QwtPlotZoomer
 public:
     explicit Zoomer(QWidget *canvas);
 
+    using QwtPlotZoomer::scaleRect; ///< what the axes show
     using QwtPlotZoomer::setZoomBase;
     void setZoomBase(bool doReplot) override;
 
