@@ -106,6 +106,8 @@ QString MainWindow::open(const QString &path)
     connect(tab, &DocumentTab::titleChanged, this, &MainWindow::updateTitles);
     connect(tab, &DocumentTab::reloadWanted, this, [this, tab] { reload(*tab); });
     connect(&tab->document(), &Document::contentsReplaced, this, &MainWindow::updateTitles);
+    connect(&tab->view(), &Pane::noteWanted, this,
+            [this](const QString &note) { statusBar()->showMessage(note, 10000); });
     const int index = m_tabs->addTab(tab, tab->title());
     addCloseButton(tab);
     m_tabs->setCurrentIndex(index);

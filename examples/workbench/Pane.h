@@ -42,6 +42,7 @@ public:
 
 Q_SIGNALS:
     void openWanted(const QString &path); ///< a file, in a tab
+    void noteWanted(const QString &text); ///< for some seconds in the status bar
 
 protected:
     /// Shows the dock of a tool, in front of others.

@@ -213,6 +213,31 @@ private Q_SLOTS:
         QTRY_COMPARE(pane(test).statistics().columnCount(), 3);
     }
 
+    void plotTellsThatColumnsAreLeftOut()
+    {
+        TestWindow test;
+        const auto note = [&] {
+            const auto *const label = pane(test).findChild<QLabel *>("plotNote");
+            return label->isVisible() ? label->text() : QString();
+        };
+        test.open(test.file("a.csv", "a,b,c,d,e,f,g,h,i,j,k,l\n" +
+                                         QByteArray("1,2,3,4,5,6,7,8,9,10,11,12\n").repeated(3)));
+        select(test, {0, 1, 2, 3, 4, 5, 6, 7});
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 8);
+        QCOMPARE(note(), QString());
+
+        test.view<TableView>()->grid().selectAll();
+        QTRY_COMPARE(note(), QString("Of 12 selected columns, the first 8 are shown."));
+        QCOMPARE(pane(test).statistics().columnCount(), 8);
+        QVERIFY(Workbench::setLanguage("de"));
+        QTRY_COMPARE(note(), QString::fromUtf8("Von 12 gewählten Spalten werden die ersten 8 "
+                                               "gezeigt."));
+        QVERIFY(Workbench::setLanguage("en"));
+
+        select(test, {0, 1});
+        QTRY_COMPARE(note(), QString());
+    }
+
     void plotIsPaintedBeforeItsStatistics()
     {
         TestWindow test;

@@ -13,6 +13,7 @@
 #include <QLabel>
 #include <QScrollBar>
 #include <QSpinBox>
+#include <QStatusBar>
 #include <QTableView>
 
 using Workbench::TableDocument;
@@ -345,6 +346,22 @@ private Q_SLOTS:
         test.press(Qt::Key_C, Qt::ControlModifier);
 
         QCOMPARE(QApplication::clipboard()->text(), QString("J1\t12.5\nJ2\t\n"));
+    }
+
+    void tableTellsThatNotAllIsCopied()
+    {
+        TestWindow test;
+        test.open(test.file("large.csv", "n,m\n" + QByteArray("1,2\n").repeated(500001)));
+        const auto message = [&] { return test.window().statusBar()->currentMessage(); };
+        click(test, 0, 0);
+        test.press(Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(message(), QString());
+
+        grid(test).selectAll();
+        test.press(Qt::Key_C, Qt::ControlModifier);
+
+        QCOMPARE(message(), QString("Of 500,001 rows, the first 500,000 were copied."));
+        QCOMPARE(QApplication::clipboard()->text().count('\n'), 500000);
     }
 
     void tableGoesToARow()

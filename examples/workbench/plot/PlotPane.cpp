@@ -36,9 +36,9 @@ static const int delay = 100;         // milliseconds after the last change of t
 
 PlotPane::PlotPane(QWidget *parent)
     : Pane(".ctx.plot", parent), m_plot(new QwtPlot(this)), m_grid(new QwtPlotGrid),
-      m_hint(new QLabel(m_plot->canvas())), m_zoomer(new Zoomer(m_plot->canvas())),
-      m_statistics(new StatisticsTable(this)), m_parts(new QSplitter(Qt::Vertical, this)),
-      m_kinds(new QActionGroup(this))
+      m_hint(new QLabel(m_plot->canvas())), m_note(new QLabel(this)),
+      m_zoomer(new Zoomer(m_plot->canvas())), m_statistics(new StatisticsTable(this)),
+      m_parts(new QSplitter(Qt::Vertical, this)), m_kinds(new QActionGroup(this))
 {
     addCommands();
     layOut();
@@ -123,6 +123,9 @@ void PlotPane::layOut()
     auto *const layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_parts);
+    m_note->setObjectName("plotNote");
+    m_note->setWordWrap(true);
+    layout->addWidget(m_note);
     draw();
 }
 
@@ -157,7 +160,8 @@ bool PlotPane::isLarge() const { return m_view && m_view->document().numRows() >
 bool PlotPane::readColumns()
 {
     const TableDocument &document = m_view->document();
-    const QVector<int> cols = m_view->selectedColumns().mid(0, mostColumns);
+    const QVector<int> selected = m_view->selectedColumns();
+    const QVector<int> cols = selected.mid(0, mostColumns);
     QVector<int> missing;
     for (const int col : cols) {
         if (!m_read.contains(col))
@@ -180,6 +184,7 @@ bool PlotPane::readColumns()
 
     const QVector<int> rows = m_view->chosenRows();
     m_columns.clear();
+    m_numSelected = selected.size();
     for (const int col : cols) {
         PlotColumn column = m_read.value(col);
         if (!rows.isEmpty()) {
@@ -215,6 +220,8 @@ void PlotPane::draw()
     m_plot->enableAxis(QwtPlot::yRight, false);
     m_grid->setVisible(!m_columns.isEmpty());
     m_hint->setVisible(m_columns.isEmpty());
+    m_note->setVisible(!m_columns.isEmpty() && m_numSelected > m_columns.size());
+    m_note->setText(textFor(".msg.firstColumns", m_numSelected).arg(m_columns.size()));
     if (m_columns.isEmpty()) {
         m_statisticsTimer.stop();
         m_statistics->setColumns({});

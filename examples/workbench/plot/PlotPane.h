@@ -78,6 +78,7 @@ private:
     QwtPlot *m_plot;
     QwtPlotGrid *m_grid;
     QLabel *m_hint; // in the empty plot
+    QLabel *m_note; // of columns that are left out
     Zoomer *m_zoomer;
     StatisticsTable *m_statistics;
     QSplitter *m_parts;
@@ -87,6 +88,7 @@ private:
     QPointer<TableView> m_view;
     QMap<int, PlotColumn> m_read;  // columns of the view with all rows, as long as they are right
     QVector<PlotColumn> m_columns; // that are plotted
+    int m_numSelected = 0;         // columns, with those that are left out
     QTimer m_timer;
     QTimer m_statisticsTimer;
 };

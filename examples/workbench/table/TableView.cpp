@@ -263,7 +263,9 @@ void TableView::copy()
         left = std::min(left, range.left());
         right = std::max(right, range.right());
     }
-    bottom = std::min(bottom, top + mostCopied / (right - left + 1));
+    const int numRows = bottom - top + 1;
+    const int numCopied = std::clamp(mostCopied / (right - left + 1), 1, numRows);
+    bottom = top + numCopied - 1;
     QString copied;
     for (int row = top; row <= bottom; ++row) {
         QStringList cells;
@@ -274,6 +276,8 @@ void TableView::copy()
         copied += cells.join('\t') + '\n';
     }
     QApplication::clipboard()->setText(copied);
+    if (numCopied < numRows)
+        Q_EMIT noteWanted(textFor(".msg.firstRows", numRows).arg(QLocale().toString(numCopied)));
 }
 
 void TableView::goToRow()
