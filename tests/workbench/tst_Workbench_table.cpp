@@ -364,6 +364,30 @@ private Q_SLOTS:
         QCOMPARE(QApplication::clipboard()->text().count('\n'), 500000);
     }
 
+    void tableChoosesRowsThatAreSelectedSingly()
+    {
+        TestWindow test;
+        test.open(test.file("loads.csv", loads));
+        const auto clickRow = [&](int row, Qt::KeyboardModifiers modifiers = {}) {
+            const QHeaderView &header = *grid(test).verticalHeader();
+            const QPoint position(header.width() / 2, header.sectionViewportPosition(row) + 4);
+            QTest::mouseClick(header.viewport(), Qt::LeftButton, modifiers, position);
+        };
+        const auto chosen = [&] { return test.view<TableView>()->chosenRows(); };
+        click(test, 3, 1); // where the cursor is
+        QCOMPARE(chosen(), QVector<int>());
+        clickRow(1);
+        QCOMPARE(chosen(), QVector<int>());
+
+        clickRow(3, Qt::ControlModifier);
+        const QVector<int> singly{1, 3};
+        QCOMPARE(chosen(), singly);
+        clickRow(4, Qt::ControlModifier | Qt::ShiftModifier);
+        clickRow(6, Qt::ControlModifier);
+        const QVector<int> beside{1, 3, 4, 6};
+        QCOMPARE(chosen(), beside);
+    }
+
     void tableGoesToARow()
     {
         TestWindow test;

@@ -318,12 +318,16 @@ QVector<int> TableView::chosenRows() const
     QVector<QPair<int, int>> spans; // of positions
     const QItemSelection selection = m_grid->selectionModel()->selection();
     for (const QItemSelectionRange &range : selection) {
-        // One cell is where the cursor is, rather than a choice of rows.
-        const bool isWhole = range.height() == numRows || range.height() == 1;
-        if (!isWhole)
+        if (range.height() != numRows)
             spans.append(
                 {range.top() + m_model->partStart(), range.bottom() + m_model->partStart()});
     }
+    // One row is where the cursor is, rather than a choice of rows.
+    const bool isOneRow = std::all_of(spans.begin(), spans.end(), [&](const auto &span) {
+        return span.first == spans.first().first && span.second == span.first;
+    });
+    if (isOneRow)
+        spans.clear();
     if (spans.isEmpty() && m_model->showsAll())
         return {};
     if (spans.isEmpty())
