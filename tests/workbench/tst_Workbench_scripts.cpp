@@ -13,8 +13,10 @@
 #include <QClipboard>
 #include <QCompleter>
 #include <QDockWidget>
+#include <QDropEvent>
 #include <QElapsedTimer>
 #include <QLabel>
+#include <QMimeData>
 #include <QScrollBar>
 #include <QStatusBar>
 #include <QTabWidget>
@@ -152,6 +154,36 @@ private Q_SLOTS:
         test.press(Qt::Key_Z, Qt::ControlModifier);
         QVERIFY(!test.document().isChanged());
         QCOMPARE(editor(test).toPlainText(), QString("a = 1\nb = 2\nc = 3"));
+    }
+
+    void editorLeavesFilesThatAreDroppedToTheWindow()
+    {
+        TestWindow test;
+        openScript(test, "print 1\n");
+        QWidget *const viewport = editor(test).viewport();
+        const QPoint position =
+            viewport->mapTo(&test.window(), QPoint(viewport->width() / 2, viewport->height() / 2));
+        const auto drop = [&](const QMimeData &data) {
+            QWindow *const window = test.window().windowHandle(); // as the desktop sends it
+            QDragEnterEvent enters(position, Qt::CopyAction, &data, Qt::LeftButton, {});
+            QApplication::sendEvent(window, &enters);
+            QDropEvent drops(position, Qt::CopyAction, &data, Qt::LeftButton, {});
+            QApplication::sendEvent(window, &drops);
+        };
+        QMimeData words;
+        words.setText("two");
+        drop(words);
+        QTRY_VERIFY(editor(test).toPlainText().contains("two"));
+        const QString code = editor(test).toPlainText();
+        QPointer<CodeEditor> script = &editor(test);
+
+        QMimeData files;
+        files.setUrls({QUrl::fromLocalFile(test.file("loads.csv", loads))});
+        files.setText(files.urls().first().toString());
+        drop(files);
+
+        QTRY_VERIFY(test.view<TableView>());
+        QCOMPARE(script->toPlainText(), code);
     }
 
     void editorForgetsWhatWasTakenBackWhenSomethingElseIsTyped()

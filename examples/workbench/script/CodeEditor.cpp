@@ -4,10 +4,13 @@
 #include <QFontDatabase>
 #include <QLocale>
 #include <QMenu>
+#include <QMimeData>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QTextBlock>
+#include <QUrl>
 
+#include <algorithm>
 #include <memory>
 
 namespace Workbench {
@@ -175,6 +178,15 @@ void CodeEditor::changeEvent(QEvent *event)
         updateMarks();
     if (event->type() == QEvent::FontChange || event->type() == QEvent::LayoutDirectionChange)
         layOutNumbers();
+}
+
+/// Files that are dropped are left to the window, which opens them.
+bool CodeEditor::canInsertFromMimeData(const QMimeData *source) const
+{
+    const QList<QUrl> urls = source->urls();
+    const bool hasFile =
+        std::any_of(urls.begin(), urls.end(), [](const QUrl &url) { return url.isLocalFile(); });
+    return !hasFile && QPlainTextEdit::canInsertFromMimeData(source);
 }
 
 void CodeEditor::contextMenuEvent(QContextMenuEvent *event)
