@@ -372,6 +372,24 @@ private Q_SLOTS:
         QCOMPARE(middle(QwtPlot::yLeft), middleY);
     }
 
+    void boxesOfSeveralUnitsTellThem()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "Load{kN},Rest{kN},Strain{mm/m}\n1,2,3\n2,3,4\n3,4,5\n"));
+        const auto name = [&](int box) {
+            return pane(test).plot().axisScaleDraw(QwtPlot::xBottom)->label(box).text();
+        };
+        select(test, {0, 1});
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 2);
+        test.press(Qt::Key_3, Qt::ControlModifier);
+        QCOMPARE(name(1), QString("Rest")); // the unit is at the axis
+
+        select(test, {0, 1, 2});
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 3);
+        QCOMPARE(name(0), QString("Load [kN]"));
+        QCOMPARE(name(2), QString("Strain [mm/m]"));
+    }
+
     void coloursAreReadableOnEachBackground_data()
     {
         QTest::addColumn<QColor>("background");

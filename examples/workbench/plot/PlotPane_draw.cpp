@@ -115,11 +115,12 @@ void PlotPane::drawHistograms()
 
 void PlotPane::drawBoxes()
 {
-    const double width = 0.5; // of a box; their distance is 1
+    const double width = 0.5;                      // of a box; their distance is 1
+    const bool isOneUnit = haveOneUnit(m_columns); // it is that of the axis
     QStringList names;
     QVector<QwtOHLCSample> boxes;
     for (int i = 0; i < m_columns.size(); ++i) {
-        names.append(m_columns.at(i).label);
+        names.append(isOneUnit ? m_columns.at(i).label : m_columns.at(i).title());
         const QVector<double> values = finiteOf(m_columns.at(i));
         if (values.isEmpty())
             continue;
