@@ -237,7 +237,6 @@ void MainWindow::addStatusBar()
     m_format->setAutoRaise(true);
     m_format->setFocusPolicy(Qt::TabFocus);
     m_format->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    bindText(m_format, "toolTip", ".msg.format");
     bindText(m_format, "accessibleName", ".ctx.format");
     statusBar()->addWidget(m_format, 1);
     // A pane whose documents have a format that can be changed has a command of this name.
@@ -365,7 +364,9 @@ void MainWindow::updateTitles()
                        : program);
     setWindowModified(tab && tab->document().isChanged());
     m_format->setText(tab ? tab->document().description() : QString());
-    m_format->setEnabled(tab);
+    const bool canChange = tab && tab->view().findChild<QAction *>("format");
+    m_format->setEnabled(canChange);
+    m_format->setToolTip(canChange ? text(".msg.format") : QString());
 }
 
 void MainWindow::moveFocus(int step)

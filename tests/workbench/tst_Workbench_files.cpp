@@ -1,6 +1,7 @@
 #include "tests/workbench/TestWindow.h"
 
 #include "examples/workbench/Preferences.h"
+#include "examples/workbench/Texts.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
 
@@ -18,6 +19,7 @@
 #include <QTableWidget>
 #include <QToolButton>
 
+using Workbench::TableDocument;
 using Workbench::TableView;
 
 static const SettingsHome home;
@@ -275,6 +277,25 @@ private Q_SLOTS:
 
         QCOMPARE(cell(test, 0, 0), QString("1"));
         QCOMPARE(cell(test, 0, 1), QString("5;2"));
+    }
+
+    void workbenchOffersTheFormatOnlyOfATable()
+    {
+        TestWindow test;
+        const auto &button = *test.window().statusBar()->findChild<QToolButton *>();
+        test.open(test.sample("materials.tag"));
+        QVERIFY(!button.text().isEmpty());
+        QVERIFY(!button.isEnabled());
+        QCOMPARE(button.toolTip(), QString());
+
+        test.open(test.sample("load_curve.csv"));
+        QVERIFY(button.isEnabled());
+        QVERIFY2(button.toolTip().contains("Click"), qPrintable(button.toolTip()));
+        QVERIFY(Workbench::setLanguage("de"));
+        QTRY_VERIFY2(button.toolTip().contains("Klick"), qPrintable(button.toolTip()));
+        QVERIFY(Workbench::setLanguage("en"));
+        test.press(Qt::Key_W, Qt::ControlModifier);
+        QTRY_COMPARE(button.toolTip(), QString());
     }
 
     void workbenchChangesItsLanguageWhileItRuns()
