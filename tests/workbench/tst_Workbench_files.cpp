@@ -279,6 +279,44 @@ private Q_SLOTS:
         QCOMPARE(cell(test, 0, 1), QString("5;2"));
     }
 
+    void workbenchReadsATableWithAnyDelimiter()
+    {
+        TestWindow test;
+        test.open(test.file("a.txt", "asb\n1s2\n3s4\n"));
+        test.onDialog([](QWidget *dialog) {
+            auto *const preview = dialog->findChild<QTableWidget *>();
+            auto *const delimiters = dialog->findChildren<QComboBox *>().constFirst();
+            QVERIFY(delimiters->isEditable());
+            TestWindow::typeInto(*delimiters->lineEdit(), "s");
+            QTRY_COMPARE(preview->columnCount(), 2);
+            QTest::keyClick(dialog, Qt::Key_Return);
+        });
+        test.command("format")->trigger();
+
+        const auto &table = dynamic_cast<const TableDocument &>(test.document());
+        QCOMPARE(table.dialect().delimiter(), QString("s"));
+        QCOMPARE(cell(test, 1, 1), QString("4"));
+    }
+
+    void workbenchKeepsTheFormatThatIsNotChanged()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", QByteArray("1,2\n").repeated(4000)));
+        auto &table = dynamic_cast<TableDocument &>(test.document());
+        Utils::CSVDialect dialect = table.dialect();
+        dialect.setHeader(1498, 1499, 1500);
+        QVERIFY(table.readAs(dialect));
+        QCOMPARE(table.numRows(), 2500);
+
+        test.onDialog([](QWidget *dialog) { QTest::keyClick(dialog, Qt::Key_Return); });
+        test.command("format")->trigger();
+
+        QCOMPARE(table.dialect().headerRow(), 1498);
+        QCOMPARE(table.dialect().unitRow(), 1499);
+        QCOMPARE(table.dialect().firstDataRow(), 1500);
+        QCOMPARE(table.numRows(), 2500);
+    }
+
     void workbenchOffersTheFormatOnlyOfATable()
     {
         TestWindow test;

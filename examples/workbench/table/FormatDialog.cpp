@@ -29,6 +29,7 @@ using Utils::CSVTable;
 
 static const int previewRows = 40;
 static const int previewColumns = 100;
+static const int mostRows = 1000000; // more than those from which a format is detected
 
 FormatDialog::FormatDialog(TableDocument &document, QWidget *parent)
     : QDialog(parent), m_document(document), m_delimiter(new QComboBox(this)),
@@ -55,6 +56,9 @@ FormatDialog::FormatDialog(TableDocument &document, QWidget *parent)
 
 void FormatDialog::fillChoices()
 {
+    m_delimiter->setEditable(true);
+    m_delimiter->setInsertPolicy(QComboBox::NoInsert);
+    m_delimiter->setCompleter(nullptr); // a letter is a delimiter rather than the start of a name
     m_delimiter->addItem(text(".ctx.comma"), ",");
     m_delimiter->addItem(text(".ctx.semicolon"), ";");
     m_delimiter->addItem(text(".ctx.tab"), "\t");
@@ -69,10 +73,10 @@ void FormatDialog::fillChoices()
         m_encoding->addItem(name);
     m_quotes->setText(text(".ctx.quotes"));
     for (QSpinBox *const box : {m_headerRow, m_unitRow}) {
-        box->setRange(0, 1000);
+        box->setRange(0, mostRows);
         box->setSpecialValueText(text(".ctx.none"));
     }
-    m_dataRow->setRange(1, 1000);
+    m_dataRow->setRange(1, mostRows);
     m_preview->setItemDelegate(new NumberDelegate(m_preview));
     m_preview->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_preview->setAccessibleName(text(".ctx.preview"));
@@ -143,10 +147,18 @@ void FormatDialog::show(const CSVDialect &dialect)
     m_dataRow->setValue(dialect.firstDataRow() + 1);
 }
 
+/// The delimiter of the item that is shown, or what was typed.
+QString FormatDialog::chosenDelimiter() const
+{
+    const QString shown = m_delimiter->currentText();
+    const int index = m_delimiter->findText(shown);
+    return index < 0 ? shown : m_delimiter->itemData(index).toString();
+}
+
 CSVDialect FormatDialog::chosen() const
 {
     CSVDialect dialect;
-    dialect.setDelimiter(m_delimiter->currentData().toString());
+    dialect.setDelimiter(chosenDelimiter());
     dialect.setEncoding(m_encoding->currentText());
     dialect.setDecimalPoint(m_point->currentData().toString().at(0).toLatin1());
     dialect.setQuotes(m_quotes->isChecked() ? CSVDialect::Rfc4180Quotes : CSVDialect::NoQuotes);

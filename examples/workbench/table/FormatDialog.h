@@ -32,6 +32,7 @@ private:
     void fillChoices();
     void layOut();
     void show(const Utils::CSVDialect &dialect);
+    QString chosenDelimiter() const;
     Utils::CSVDialect chosen() const;
     void updatePreview();
 
