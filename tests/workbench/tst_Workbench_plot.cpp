@@ -551,6 +551,38 @@ private Q_SLOTS:
         QTRY_VERIFY(interval().width() > zoomed.width() * 1.5);
     }
 
+    void keysMoveThePlot()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "t{s},Load{kN},Strain{mm/m}\n0,0,0.5\n1,10,0.75\n2,20,1.5\n"));
+        QwtPlot &plot = pane(test).plot();
+        QWidget &canvas = *plot.canvas();
+        select(test, {0, 1, 2});
+        QTRY_VERIFY(plot.axisEnabled(QwtPlot::yRight));
+        const auto shown = [&](int axis) { return plot.axisInterval(axis); };
+        const QwtInterval x = shown(QwtPlot::xBottom);
+        const QwtInterval left = shown(QwtPlot::yLeft);
+        const QwtInterval right = shown(QwtPlot::yRight);
+        canvas.setFocus();
+
+        test.press(Qt::Key_Right, Qt::ShiftModifier); // shows what is at the right
+        QTRY_COMPARE(shown(QwtPlot::xBottom).minValue(), x.minValue() + x.width() / 10);
+        QCOMPARE(shown(QwtPlot::xBottom).maxValue(), x.maxValue() + x.width() / 10);
+        QCOMPARE(shown(QwtPlot::yLeft), left);
+        test.press(Qt::Key_Left, Qt::ShiftModifier);
+        QTRY_COMPARE(shown(QwtPlot::xBottom).maxValue(), x.maxValue());
+
+        test.press(Qt::Key_Up, Qt::ShiftModifier);
+        QTRY_COMPARE(shown(QwtPlot::yLeft).maxValue(), left.maxValue() + left.width() / 10);
+        QCOMPARE(shown(QwtPlot::yRight).maxValue(), right.maxValue() + right.width() / 10);
+        test.press(Qt::Key_Down, Qt::ShiftModifier);
+        QTRY_COMPARE(shown(QwtPlot::yLeft).maxValue(), left.maxValue());
+
+        test.press(Qt::Key_Down, Qt::ShiftModifier);
+        test.press(Qt::Key_0, Qt::ControlModifier);
+        QTRY_COMPARE(shown(QwtPlot::yLeft), left);
+    }
+
     void plotTellsThePositionOfTheMouseInTheUnitsOfItsAxes()
     {
         TestWindow test;

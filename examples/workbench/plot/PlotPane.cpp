@@ -13,7 +13,7 @@
 #include <QApplication>
 #include <QBoxLayout>
 #include <QClipboard>
-#include <QEvent>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QSplitter>
 
@@ -256,6 +256,9 @@ bool PlotPane::eventFilter(QObject *object, QEvent *event)
 {
     if (event->type() == QEvent::Resize && object == m_plot->canvas())
         fitTicks();
+    if (event->type() == QEvent::KeyPress && object == m_plot->canvas() &&
+        moveBy(*static_cast<QKeyEvent *>(event)))
+        return true;
     if (event->type() == QEvent::PaletteChange && object == m_plot)
         setColours(); // not for that of the pane, which comes first
     return Pane::eventFilter(object, event);
@@ -291,6 +294,31 @@ void PlotPane::zoom(double factor)
     shown.setSize(shown.size() * factor);
     shown.moveCenter(center);
     m_zoomer->zoom(shown);
+}
+
+/// Moves what is shown by a tenth, for Shift with an arrow. False for other keys.
+bool PlotPane::moveBy(const QKeyEvent &event)
+{
+    const int key = event.key();
+    const bool isAlong = key == Qt::Key_Left || key == Qt::Key_Right;
+    const bool isArrow = isAlong || key == Qt::Key_Up || key == Qt::Key_Down;
+    const Qt::KeyboardModifiers modifiers = event.modifiers() & ~Qt::KeypadModifier;
+    if (!isArrow || modifiers != Qt::ShiftModifier || m_columns.isEmpty())
+        return false;
+    const double part = key == Qt::Key_Right || key == Qt::Key_Up ? 0.1 : -0.1;
+    const auto move = [&](int axis) {
+        const QwtInterval shown = m_plot->axisInterval(axis);
+        const double step = shown.width() * part;
+        m_plot->setAxisScale(axis, shown.minValue() + step, shown.maxValue() + step);
+    };
+    if (isAlong) {
+        move(QwtPlot::xBottom);
+    } else {
+        move(QwtPlot::yLeft);
+        move(QwtPlot::yRight);
+    }
+    m_plot->replot();
+    return true;
 }
 
 void PlotPane::updateTexts()

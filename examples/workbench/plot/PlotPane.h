@@ -72,6 +72,7 @@ private:
     void fitTicks();
     void setColours();
     void zoom(double factor);
+    bool moveBy(const QKeyEvent &event);
     void zoomToAll();
     void askForExport();
 
