@@ -160,9 +160,133 @@ private Q_SLOTS:
         QVERIFY(m_kelm.run({"table", path, "--verbose", "--rows", "0"}));
 
         QCOMPARE(m_kelm.error, "Dialect of \"" + path +
-                                   "\": UTF-8, delimiter ';', no quotes, no comments, "
-                                   "labels in row 1, data from row 2, decimal point\n");
+                                   "\": UTF-8, delimiter ';', no quotes, comments after "
+                                   "'#', labels in row 1, data from row 2, decimal point\n");
         QCOMPARE(m_kelm.output, QString("a    b\n"));
+    }
+
+    void tellsWhenVerboseWhatTheOptionsHaveSwitchedOff()
+    {
+        const QString path = file("a;b\n" + QByteArray("1;\"2\"\n").repeated(30));
+
+        QVERIFY(m_kelm.run({"table", path, "--verbose", "--rows", "1"}));
+        QVERIFY2(m_kelm.error.contains(", double quotes, comments after '#', "),
+                 qPrintable(m_kelm.error));
+        QCOMPARE(m_kelm.output, QString(" a   b\n 1   2\n"));
+        QVERIFY(m_kelm.run({"table", path, "--verbose", "--rows", "1", "--size-limit", "1"}));
+        QVERIFY2(m_kelm.error.contains(", no quotes, no comments, "), qPrintable(m_kelm.error));
+        QCOMPARE(m_kelm.output, QString(" a  b\n 1  \"2\"\n"));
+        QVERIFY(m_kelm.run({"table", path, "--verbose", "--rows", "0", "--no-header"}));
+        QVERIFY2(m_kelm.error.contains(", no labels, decimal"), qPrintable(m_kelm.error));
+    }
+
+    void readsHeaderRowsThatAreDetected_data()
+    {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QString>("output");
+
+        // clang-format off
+        QTest::newRow("rows") << QStringList{"--rows", "2"}
+            << " Weg   Kraft   Federrate\n  mm       N        N/mm\n 0,5    2,95       5,907\n 1,0    5,88       5,879\n";
+        QTest::newRow("no rows") << QStringList{"-c", "Kraft", "--rows", "0"} << "Kraft\nN\n";
+        QTest::newRow("sorted by numbers") << QStringList{"-c", "Kraft", "--sort", "Kraft", "--rows", "3"}
+            << " Kraft\n     N\n  2,95\n  5,88\n  8,76\n";
+        QTest::newRow("descending") << QStringList{"-c", "Weg", "--sort", "Kraft", "--descending", "--rows", "2"}
+            << "  Weg\n   mm\n 12,0\n 11,5\n";
+        QTest::newRow("written") << QStringList{"-c", "Weg", "-s", "Weg", "--rows", "1", "--to", "/dev/stdout"}
+            << "Weg\nmm\n\"0,5\"\n";
+        // clang-format on
+    }
+
+    void readsHeaderRowsThatAreDetected()
+    {
+        QFETCH(QStringList, options);
+        QFETCH(QString, output);
+
+        QVERIFY(m_kelm.run(QStringList{"table", sample("foreign/spring.csv")} + options));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, output);
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void sortsRowsThatLackValuesBelowTheUnits()
+    {
+        const QString path =
+            file("Zeit;Last\ns;kN\nA;Bock\n3,5;\n0,5;2,5\n" + QByteArray("1,5;3,5\n").repeated(40));
+
+        QVERIFY(m_kelm.run({"table", path, "--sort", "Zeit", "--rows", "1"}));
+        QCOMPARE(m_kelm.output,
+                 QString(" Zeit   Last\n    s     kN\n    A   Bock\n  0,5    2,5\n"));
+        QVERIFY(
+            m_kelm.run({"table", path, "-c", "1", "--sort", "1", "--descending", "--rows", "1"}));
+        QCOMPARE(m_kelm.output, QString(" Zeit\n    s\n    A\n  3,5\n"));
+    }
+
+    void leavesTheUnitsOutOfStatistics()
+    {
+        const QByteArray rows = QByteArray("0,5;2,5\n1,5;3,5\n").repeated(40);
+        const QString units = file("Zeit;Last\ns;kN\n" + rows);
+
+        QVERIFY(m_kelm.run({"table", units, "--stats", "-c", "Last", "--language", "C"}));
+
+        QCOMPARE(m_kelm.output.split('\n').value(1).simplified().section(' ', 0, 2),
+                 QString("Last 80 3"));
+    }
+
+    void findsLabelsBelowOtherLines_data()
+    {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QString>("output");
+
+        // clang-format off
+        QTest::newRow("all") << QStringList{"--rows", "1"} << "   t   Last{kN}\n 0,5        2,5\n";
+        QTest::newRow("column") << QStringList{"--column", "Last", "--rows", "1"} << " Last{kN}\n      2,5\n";
+        QTest::newRow("sorted") << QStringList{"-c", "t", "--sort", "Last", "--descending", "--rows", "1"}
+            << "   t\n 1,5\n";
+        QTest::newRow("bytes") << QStringList{"--column", "Last", "--rows", "1", "--size-limit", "1"}
+            << " Last{kN}\n      2,5\n";
+        // clang-format on
+    }
+
+    void findsLabelsBelowOtherLines()
+    {
+        QFETCH(QStringList, options);
+        QFETCH(QString, output);
+        const QString path = file("Bench 3\nmade by hand\n\nt;Last{kN}\n" +
+                                  QByteArray("0,5;2,5\n1,5;3,5\n").repeated(30));
+
+        QVERIFY(m_kelm.run(QStringList{"table", path} + options));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, output);
+        QVERIFY(m_kelm.run({"table", path, "--no-header"})); // and then no line is left out
+        QVERIFY(m_kelm.output.contains("made by hand"));
+    }
+
+    void readsLinesThatEndAtCarriageReturns_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<QStringList>("options");
+
+        QTest::newRow("text") << QByteArray("a,b\r3,4\r1,2\r") << QStringList();
+        QTest::newRow("bytes") << QByteArray("a,b\r3,4\r1,2\r") << QStringList{"--size-limit", "1"};
+        QTest::newRow("a sign of patterns, as bytes")
+            << QByteArray("a|b\r3|4\r1|2\r") << QStringList{"--size-limit", "1"};
+        QTest::newRow("aligned") << QByteArray("  a   b\r 3   4\r 1   2\r") << QStringList();
+        QTest::newRow("one row for each line")
+            << QByteArray("a,b\r3,4\r1,2\r") << QStringList{"--quotes", "yes"};
+    }
+
+    void readsLinesThatEndAtCarriageReturns()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(QStringList, options);
+
+        QVERIFY(m_kelm.run(QStringList{"table", file(contents), "--sort", "b"} + options));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.output, QString(" a   b\n 1   2\n 3   4\n"));
     }
 
     void readsDecimalCommasThatAreCertain()

@@ -10,8 +10,6 @@
 #include "utils/files/File.h"
 #include "utils/files/FileReader.h"
 
-#include <QRegExp>
-
 #include <optional>
 
 namespace Kelm {
@@ -43,7 +41,7 @@ static void declare(QCommandLineParser &parser)
         {"decimal-comma", "Numbers have a decimal comma, as 2,5. Without this option it is "
                           "detected, and applied when "
                           "that is certain."},
-        {"no-header", "The first row is no header."},
+        {"no-header", "No row is a header: all are data, also those before detected labels."},
         {"size-limit",
          "Holds a file of up to MB megabytes as bytes and leaves a larger one on the disk. "
          "Comments "
@@ -66,33 +64,48 @@ static void declare(QCommandLineParser &parser)
     });
 }
 
-/// Appends the rows of a table whose columns are aligned with blanks.
-static void readAligned(Utils::FileReader &reader, CSVTable &table)
+/// The text of the file in the encoding; in UTF-8 if that is "".
+static QString textOf(const QString &path, const QString &encoding)
 {
-    // Blanks at both ends of a line do not separate fields, so they are removed before.
-    Data::String line;
-    while (reader.readLine(line, /*trim=*/true)) {
-        if (table.comment().isEmpty() || !line.startsWith(table.comment()))
-            table.appendData(line);
+    return encoding.isEmpty() ? File::read(path) : File::read(path, encoding);
+}
+
+/// Appends the line of a table whose columns are aligned with blanks. Blanks at both ends of a line
+/// do not separate fields, so they are removed before.
+static void appendAligned(const Data::String &trimmed, CSVTable &table)
+{
+    if (table.comment().isEmpty() || !trimmed.startsWith(table.comment()))
+        table.appendData(trimmed);
+}
+
+/// Reads a table whose columns are aligned with blanks.
+static void readAligned(const QString &path, const CSVDialect &dialect, CSVTable &table)
+{
+    if (dialect.hasCarriageReturns()) {
+        for (const QString &line : textOf(path, table.encoding()).split('\r'))
+            appendAligned(line.trimmed(), table);
+        return;
     }
+    Utils::FileReader reader = table.encoding().isEmpty()
+                                   ? Utils::FileReader(path)
+                                   : Utils::FileReader(path, table.encoding());
+    Data::String line;
+    while (reader.readLine(line, /*trim=*/true))
+        appendAligned(line, table);
 }
 
 /// Reads the file. Returns why it cannot be read, or "".
-static QString read(const QString &path, const TableLayout &layout, int sizeLimit, CSVTable &table)
+static QString read(const QString &path, const CSVDialect &dialect, int sizeLimit, CSVTable &table)
 {
-    if (layout.isAligned() && table.encoding().isEmpty()) {
-        Utils::FileReader reader(path);
-        readAligned(reader, table);
-        return {};
-    }
-    if (layout.isAligned()) {
-        Utils::FileReader reader(path, table.encoding());
-        readAligned(reader, table);
+    if (dialect.isAligned()) {
+        readAligned(path, dialect, table);
         return {};
     }
     Utils::Progress progress(0, "Reading " + File::base(path, /*withExtension=*/true));
     table.setProgress(&progress);
-    const bool isRead = table.read(path, sizeLimit, layout.isQuoted);
+    const bool isQuoted =
+        table.quoting() == CSVTable::Classic && dialect.quotes() != CSVDialect::NoQuotes;
+    const bool isRead = table.read(path, sizeLimit, isQuoted);
     table.setProgress(nullptr);
     return isRead || table.quoting() == CSVTable::Classic ? QString() : QString(File::lastError());
 }
@@ -170,44 +183,34 @@ static CSVDialect knownDialect(const QCommandLineParser &given)
     if (given.value("quotes") != "guess")
         known.setQuotes(given.value("quotes") == "no" ? CSVDialect::NoQuotes
                                                       : CSVDialect::Rfc4180Quotes);
+    if (given.isSet("no-header"))
+        known.setHeader(-1, -1, 0);
     return known;
 }
 
-/// A decimal comma is applied unless it is only a guess, because it makes texts numbers.
-static char decimalPoint(const QCommandLineParser &given, const CSVDialect &dialect)
+/// Prepares \p table for reading. With \p isPlain, its delimiter is no pattern although its fields
+/// are not read as in RFC 4180. False when that is impossible.
+static bool setDialect(const CSVDialect &dialect, bool isPlain, CSVTable &table)
 {
-    const double probable = 0.5;
-    const bool isComma =
-        dialect.decimalPoint() == ',' && dialect.confidence(CSVDialect::DecimalPoint) >= probable;
-    return isComma || given.isSet("decimal-comma") ? ',' : '.';
+    CSVDialect adapted = dialect;
+    if (isPlain)
+        adapted.setQuotes(CSVDialect::Rfc4180Quotes); // with which the table has a plain delimiter
+    if (!table.setDialect(adapted))
+        return false;
+    if (isPlain)
+        table.setQuoting(CSVTable::Classic);
+    return true;
 }
 
-static TableLayout wantedLayout(const QCommandLineParser &given, const CSVDialect &dialect)
+/// Reads the choice of rows and columns. Returns the name of a column that is not there, if any.
+static std::optional<QString> readChoice(const QCommandLineParser &given, const CSVTable &table,
+                                         TableChoice &choice)
 {
-    TableLayout layout = layoutOf(dialect);
-    if (given.isSet("size-limit") && given.value("quotes") == "guess")
-        layout.isQuoted = false;
-    return layout;
-}
-
-/// Returns the delimiter as CSVTable expects it: a pattern, unless there are quotes or the table is
-/// held as bytes.
-static QString tableDelimiter(const TableLayout &layout, bool hasSizeLimit)
-{
-    const bool isBytes = hasSizeLimit && layout.delimiter.size() == 1;
-    const bool isPlain = layout.isQuoted || isBytes || layout.isAligned();
-    return isPlain ? layout.delimiter : QRegExp::escape(layout.delimiter);
-}
-
-/// Reads the choice of rows and columns for a table whose first row is \p top. Returns the name of
-/// a column that is not there, if any.
-static std::optional<QString> readChoice(const QCommandLineParser &given, const QStringList &top,
-                                         char point, TableChoice &choice)
-{
-    choice.hasHeader = !given.isSet("no-header") && isHeader(top, point);
     choice.isAscending = !given.isSet("descending");
     choice.numRows = wholeNumber(given.value("rows"), 0).value_or(-1);
-    const QStringList labels = choice.hasHeader ? top : numberedLabels(top.size());
+    const QStringList labels = choice.headerRow >= 0
+                                   ? table.data(choice.headerRow)
+                                   : numberedLabels(table.numColumns(topRow(table)));
     for (const QString &name : given.values("column") + given.values("sort")) {
         const int col = findColumn(labels, name);
         if (col < 0)
@@ -221,26 +224,68 @@ static std::optional<QString> readChoice(const QCommandLineParser &given, const 
 
 /// Prints or writes the chosen rows of the file \p path.
 static Result show(const QCommandLineParser &given, const QString &path, const CSVTable &table,
-                   bool hasHeader)
+                   int headerRows)
 {
     const bool isSummary = given.isSet("stats") || given.isSet("histogram");
-    if (isSummary && !hasNumbers(table, hasHeader))
+    if (isSummary && !hasNumbers(table, headerRows))
         return failed(QString("No numbers are in \"%1\"").arg(path));
     if (given.isSet("stats"))
-        printStatistics(table, hasHeader);
+        printStatistics(table, headerRows);
     if (given.isSet("histogram"))
-        printHistograms(table, hasHeader, wholeNumber(given.value("bins"), 2).value_or(0));
+        printHistograms(table, headerRows, wholeNumber(given.value("bins"), 2).value_or(0));
     if (given.isSet("to"))
         return write(table, given.value("to"));
     if (!isSummary)
-        printTable(table, hasHeader);
+        printTable(table, headerRows);
     return good();
 }
 
-/// The text of the file in the encoding; in UTF-8 if that is "".
-static QString textOf(const QString &path, const QString &encoding)
+/// Prints or writes what is chosen of \p table, which was read from the file \p path.
+static Result showChoice(const QCommandLineParser &given, const QString &path, CSVTable &table,
+                         TableChoice &choice)
 {
-    return encoding.isEmpty() ? File::read(path) : File::read(path, encoding);
+    if (const std::optional<QString> missing = readChoice(given, table, choice))
+        return failed(QString("\"%1\" has no column \"%2\"").arg(path, *missing));
+    const bool hasSizeLimit = given.isSet("size-limit");
+    if (!hasSizeLimit)
+        removeEmptyEnd(table);
+    // Copied only if needed. A table that is held as bytes has other numbers.
+    if (!hasSizeLimit && isAllOf(table, choice))
+        return show(given, path, table, choice.firstDataRow);
+    CSVTable chosen("  "); // which puts nothing in quotes
+    chosen.setQuoting(table.quoting());
+    chosen.setDecimalPoint(table.decimalPoint());
+    const int headerRows = choose(table, choice, chosen);
+    return show(given, path, chosen, headerRows);
+}
+
+static Result showFile(const QCommandLineParser &given, const QString &path, Host &host)
+{
+    const auto sizeLimit = wholeNumber(given.value("size-limit"), 1);
+    const bool isRowPerLine = given.value("quotes") == "yes";
+    CSVDialect dialect = detectApplied(path, knownDialect(given), sizeLimit, isRowPerLine);
+    const bool isPlain = isRowPerLine || isHeldAsBytes(path, dialect, sizeLimit, isRowPerLine);
+    CSVTable table;
+    if (!setDialect(dialect, isPlain, table))
+        return failed(File::lastError());
+    if (table.encoding() == "UTF-8" && !given.isSet("encoding"))
+        table.setEncoding(QString()); // so that a table that is held as bytes may have any bytes
+    const QString reason = read(path, dialect, sizeLimit.value_or(0), table);
+
+    TableChoice choice;
+    const bool isEmpty = topRow(table) < 0;
+    if (!isEmpty)
+        chooseHeader(table, !given.isSet("no-header"), dialect, choice);
+    host.logMessage("Dialect of \"" + path + "\": " + dialect.toText(), 3);
+    if (!reason.isEmpty())
+        return failed(reason.contains(path) ? reason
+                                            : QString("Cannot read \"%1\": %2").arg(path, reason));
+    const bool isRead = !dialect.isAligned() && !isEmpty; // as valid text
+    if (!isRead && textOf(path, table.encoding()).isEmpty() && !File::lastError().isEmpty())
+        return failed(File::lastError());
+    if (isEmpty)
+        return failed(QString("No table is in \"%1\"").arg(path));
+    return showChoice(given, path, table, choice);
 }
 
 static Result run(const QCommandLineParser &given, Host &host)
@@ -253,47 +298,12 @@ static Result run(const QCommandLineParser &given, Host &host)
     if (!problem.isEmpty())
         return failed(problem);
 
-    const CSVDialect dialect = CSVDialect::detect(path, knownDialect(given));
     if (given.isSet("dialect")) {
+        const CSVDialect dialect = CSVDialect::detect(path, knownDialect(given));
         print(given.isSet("json") ? dialect.toJson() : dialect.toText());
         return good();
     }
-    host.logMessage("Dialect of \"" + path + "\": " + dialect.toText(), 3);
-    const TableLayout layout = wantedLayout(given, dialect);
-    const auto sizeLimit = wholeNumber(given.value("size-limit"), 1);
-    CSVTable table(tableDelimiter(layout, sizeLimit.has_value()));
-    table.setComment(layout.comment);
-    const bool isUsual =
-        dialect.encoding() == "UTF-8"; // which is also read in its marks' encodings
-    table.setEncoding(isUsual && !given.isSet("encoding") ? QString()
-                                                          : QString(dialect.encoding()));
-    if (given.value("quotes") == "rfc" || (given.value("quotes") == "guess" && layout.isQuoted))
-        table.setQuoting(CSVTable::Rfc4180);
-    table.setDecimalPoint(decimalPoint(given, dialect));
-    const QString reason = read(path, layout, sizeLimit.value_or(0), table);
-    if (!reason.isEmpty())
-        return failed(reason.contains(path) ? reason
-                                            : QString("Cannot read \"%1\": %2").arg(path, reason));
-    const QStringList top = topRow(table);
-    const bool isRead = !layout.isAligned() && !top.isEmpty(); // as valid text
-    if (!isRead && textOf(path, table.encoding()).isEmpty() && !File::lastError().isEmpty())
-        return failed(File::lastError());
-    if (top.isEmpty())
-        return failed(QString("No table is in \"%1\"").arg(path));
-
-    TableChoice choice;
-    if (const std::optional<QString> missing = readChoice(given, top, table.decimalPoint(), choice))
-        return failed(QString("\"%1\" has no column \"%2\"").arg(path, *missing));
-    if (!sizeLimit)
-        removeEmptyEnd(table);
-    // Copied only if needed. A table that is held as bytes has other numbers.
-    if (!sizeLimit && isAllOf(table, choice))
-        return show(given, path, table, choice.hasHeader);
-    CSVTable chosen("  "); // which puts nothing in quotes
-    chosen.setQuoting(table.quoting());
-    chosen.setDecimalPoint(table.decimalPoint());
-    choose(table, choice, chosen);
-    return show(given, path, chosen, choice.hasHeader);
+    return showFile(given, path, host);
 }
 
 const Command tableCommand = {

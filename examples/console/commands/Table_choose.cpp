@@ -6,6 +6,7 @@
 
 namespace Kelm {
 
+using Utils::CSVDialect;
 using Utils::CSVTable;
 
 static bool isEmptyRow(const QStringList &fields)
@@ -28,22 +29,59 @@ void removeEmptyEnd(CSVTable &table)
         table.removeEmptyRows(end);
 }
 
-QStringList topRow(const CSVTable &table)
+int topRow(const CSVTable &table)
 {
     for (int row = 0; row < table.numRows(); ++row) {
-        QStringList fields = table.data(row);
-        if (!isEmptyRow(fields))
-            return fields;
+        if (!isEmptyRow(table, row))
+            return row;
     }
-    return {};
+    return -1;
 }
 
-bool isHeader(const QStringList &fields, char point)
+/// Whether the fields of a row are a header. \p point is the decimal point of numbers.
+static bool isHeader(const QStringList &fields, char point)
 {
     CSVTable table;
     table.setDecimalPoint(point);
     table.appendData(fields);
     return table.hasHeader();
+}
+
+/// Returns the row after the labels and the units. A row with numbers or holes is data, even where
+/// the dialect has a later row as the first one: what is between may lack some values only.
+static int findFirstDataRow(const CSVTable &table, const CSVDialect &dialect)
+{
+    if (dialect.unitRow() < 0)
+        return dialect.headerRow() + 1;
+    const auto isData = [&](int row) {
+        for (int col = 0; col < table.numColumns(row); ++col) {
+            bool isNumber = false;
+            table.dataValue(row, col, &isNumber);
+            if (isNumber || table.isEmpty(row, col))
+                return true;
+        }
+        return false;
+    };
+    int row = dialect.unitRow() + 1;
+    while (row < dialect.firstDataRow() && !isData(row))
+        ++row;
+    return row;
+}
+
+void chooseHeader(const CSVTable &table, bool mayHaveHeader, CSVDialect &dialect,
+                  TableChoice &choice)
+{
+    const bool isProbable = dialect.hasHeader() && dialect.headerRow() < table.numRows() &&
+                            dialect.confidence(CSVDialect::Header) >= probable;
+    if (mayHaveHeader && isProbable) {
+        dialect.setHeader(dialect.headerRow(), dialect.unitRow(), findFirstDataRow(table, dialect));
+    } else {
+        const int top = topRow(table);
+        const bool hasHeader = mayHaveHeader && isHeader(table.data(top), table.decimalPoint());
+        dialect.setHeader(hasHeader ? top : -1, /*unitRow=*/-1, hasHeader ? top + 1 : 0);
+    }
+    choice.headerRow = dialect.headerRow();
+    choice.firstDataRow = dialect.firstDataRow();
 }
 
 QString numberedLabel(int col) { return QString("Column %1").arg(col + 1); }
@@ -71,7 +109,8 @@ int findColumn(const QStringList &labels, const QString &name)
 
 bool isAllOf(const CSVTable &table, const TableChoice &choice)
 {
-    if (choice.sortColumn >= 0 || !choice.columns.isEmpty() || choice.numRows >= 0)
+    if (choice.sortColumn >= 0 || !choice.columns.isEmpty() || choice.numRows >= 0 ||
+        choice.headerRow > 0)
         return false;
     int row = 0;
     while (row < table.numRows() && !isEmptyRow(table, row))
@@ -79,39 +118,55 @@ bool isAllOf(const CSVTable &table, const TableChoice &choice)
     return row == table.numRows();
 }
 
-void choose(const CSVTable &table, const TableChoice &choice, CSVTable &chosen)
+/// Returns the chosen fields of a row, in the chosen order.
+static QStringList chosenFields(const TableChoice &choice, const QStringList &all)
 {
-    const bool isSorted = choice.sortColumn >= 0;
-    const int numRows = choice.numRows < 0 || choice.numRows >= table.numRows()
-                            ? table.numRows()
-                            : choice.numRows + choice.hasHeader;
+    QStringList fields;
+    for (const int col : choice.columns)
+        fields.append(all.value(col));
+    return choice.columns.isEmpty() ? all : fields;
+}
 
-    const auto chosenFields = [&](const QStringList &all) {
-        QStringList fields;
-        for (const int col : choice.columns)
-            fields.append(all.value(col));
-        return choice.columns.isEmpty() ? all : fields;
-    };
-    if (!isSorted) {
-        for (int row = 0; row < table.numRows() && chosen.numRows() < numRows; ++row) {
-            const QStringList all = table.data(row);
-            if (!isEmptyRow(all))
-                chosen.appendData(chosenFields(all));
-        }
-        return;
-    }
-
+/// Appends the first rows of data, sorted.
+static void chooseSorted(const CSVTable &table, const TableChoice &choice, CSVTable &chosen)
+{
     CSVTable rows;
     rows.setDecimalPoint(table.decimalPoint());
-    for (int row = 0; row < table.numRows(); ++row) {
+    for (int row = choice.firstDataRow; row < table.numRows(); ++row) {
         const QStringList all = table.data(row);
         if (!isEmptyRow(all)) // the first field may not be a wanted column
-            rows.appendData(QStringList(all.value(choice.sortColumn)) + chosenFields(all));
+            rows.appendData(QStringList(all.value(choice.sortColumn)) + chosenFields(choice, all));
     }
-    rows.sort(0, choice.hasHeader, choice.isAscending);
+    rows.sort(0, /*firstRow=*/0, choice.isAscending);
     rows.removeColumn(0);
-    for (int row = 0; row < std::min(rows.numRows(), numRows); ++row)
+    const int count = choice.numRows < 0 ? rows.numRows() : choice.numRows;
+    for (int row = 0; row < std::min(rows.numRows(), count); ++row)
         chosen.appendData(rows.data(row));
+}
+
+int choose(const CSVTable &table, const TableChoice &choice, CSVTable &chosen)
+{
+    if (choice.headerRow >= 0) {
+        for (int row = choice.headerRow; row < choice.firstDataRow; ++row) {
+            const QStringList all = table.data(row);
+            if (!isEmptyRow(all))
+                chosen.appendData(chosenFields(choice, all));
+        }
+    }
+    const int headerRows = chosen.numRows();
+    if (choice.sortColumn >= 0) {
+        chooseSorted(table, choice, chosen);
+        return headerRows;
+    }
+    const int count = choice.numRows < 0 ? table.numRows() : choice.numRows;
+    for (int row = choice.firstDataRow;
+         row < table.numRows() && chosen.numRows() - headerRows < count; ++row)
+    {
+        const QStringList all = table.data(row);
+        if (!isEmptyRow(all))
+            chosen.appendData(chosenFields(choice, all));
+    }
+    return headerRows;
 }
 
 } // namespace Kelm

@@ -16,9 +16,9 @@ using Utils::CSVTable;
 using Utils::Statistics;
 using Utils::StringUtil;
 
-static QString label(const CSVTable &table, bool hasHeader, int col)
+static QString label(const CSVTable &table, int headerRows, int col)
 {
-    return hasHeader ? QString(table.data(0, col)) : numberedLabel(col);
+    return headerRows > 0 ? QString(table.data(0, col)) : numberedLabel(col);
 }
 
 /// Returns the numbers of a column, with Data::noValue for cells that have none. The cells "nan"
@@ -40,9 +40,9 @@ static Data::Array view(const QVector<double> &values)
 }
 
 /// Whether a column has a number. Ends at the first one.
-static bool isColumnOfNumbers(const CSVTable &table, int col, bool hasHeader)
+static bool isColumnOfNumbers(const CSVTable &table, int col, int headerRows)
 {
-    for (int row = hasHeader; row < table.numRows(); ++row) {
+    for (int row = headerRows; row < table.numRows(); ++row) {
         bool isNumber = false;
         const double value = table.dataValue(row, col, &isNumber);
         if (isNumber && std::isfinite(value) && value != Data::noValue)
@@ -51,29 +51,29 @@ static bool isColumnOfNumbers(const CSVTable &table, int col, bool hasHeader)
     return false;
 }
 
-bool hasNumbers(const CSVTable &table, bool hasHeader)
+bool hasNumbers(const CSVTable &table, int headerRows)
 {
     for (int col = 0; col < table.numColumns(0); ++col) {
-        if (isColumnOfNumbers(table, col, hasHeader))
+        if (isColumnOfNumbers(table, col, headerRows))
             return true;
     }
     return false;
 }
 
-void printStatistics(const CSVTable &table, bool hasHeader)
+void printStatistics(const CSVTable &table, int headerRows)
 {
     CSVTable summary("  ");
     summary.appendData(QStringList{"Column", "Count", "Mean", "Deviation", "Minimum", "Quartile 1",
                                    "Median", "Quartile 3", "Maximum"});
     for (int col = 0; col < table.numColumns(0); ++col) {
-        const QVector<double> values = numbers(table, col, hasHeader);
+        const QVector<double> values = numbers(table, col, headerRows);
         const Data::Array column = view(values);
         const int count = Statistics::length(column);
         if (count == 0)
             continue;
         double minimum, lower, median, upper, maximum;
         Statistics::quartiles(column, minimum, lower, median, upper, maximum);
-        QStringList fields{label(table, hasHeader, col), QString::number(count)};
+        QStringList fields{label(table, headerRows, col), QString::number(count)};
         for (const double value : {Statistics::mean(column), Statistics::standardDeviation(column),
                                    minimum, lower, median, upper, maximum})
             fields.append(StringUtil::display(value));
@@ -114,23 +114,23 @@ static void printHistogram(const QVector<double> &values, int bins)
     }
 }
 
-void printHistograms(const CSVTable &table, bool hasHeader, int bins)
+void printHistograms(const CSVTable &table, int headerRows, int bins)
 {
     for (int col = 0; col < table.numColumns(0); ++col) {
-        const QVector<double> values = numbers(table, col, hasHeader);
+        const QVector<double> values = numbers(table, col, headerRows);
         if (Statistics::length(view(values)) == 0)
             continue;
-        print(label(table, hasHeader, col));
+        print(label(table, headerRows, col));
         printHistogram(values, bins);
     }
 }
 
-void printTable(const CSVTable &table, bool hasHeader)
+void printTable(const CSVTable &table, int headerRows)
 {
     // The first column of text: only one column can be aligned to the left.
     const int count = table.numColumns(0);
     int textColumn = 0;
-    while (textColumn < count && isColumnOfNumbers(table, textColumn, hasHeader))
+    while (textColumn < count && isColumnOfNumbers(table, textColumn, headerRows))
         ++textColumn;
     const int leftColumn = textColumn < count ? textColumn : -1;
     if (table.quoting() == CSVTable::Classic)
