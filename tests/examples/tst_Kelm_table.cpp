@@ -547,6 +547,28 @@ private Q_SLOTS:
                                                   "C}   \u00C4\n    20   1\n"));
     }
 
+    void readsWhatTheSampleOfItsEncodingLacks_data()
+    {
+        QTest::addColumn<QStringList>("options");
+
+        QTest::newRow("no option") << QStringList();
+        QTest::newRow("auto") << QStringList{"--encoding", "auto"};
+        QTest::newRow("bytes") << QStringList{"--size-limit", "1"};
+    }
+
+    void readsWhatTheSampleOfItsEncodingLacks()
+    {
+        QFETCH(QStringList, options);
+        QByteArray bytes = QByteArray("a;b\n") + QByteArray("1;2\n").repeated(150000);
+        bytes.replace(200004, 4, "\xb0;2\n"); // between the parts that are examined
+
+        QVERIFY(m_kelm.run(QStringList{"table", file(bytes)} + options));
+
+        QCOMPARE(m_kelm.error, QString());
+        QCOMPARE(m_kelm.status, 0);
+        QCOMPARE(m_kelm.output.split('\n').value(50001).simplified(), QString(QChar(0xb0)) + " 2");
+    }
+
     void tellsWhatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");
