@@ -469,6 +469,64 @@ private Q_SLOTS:
         QCOMPARE(File::lastError(), String());
     }
 
+    void areForSearches_data()
+    {
+        QTest::addColumn<Operation>("operation");
+        QTest::newRow("File::search") << Operation(
+            [](const QString &folder) { return !File::search(folder, "*").isEmpty(); });
+        QTest::newRow("File::find")
+            << Operation([](const QString &folder) { return !File::find(folder, "*").isEmpty(); });
+        QTest::newRow("File::searchInFiles") << Operation([](const QString &folder) {
+            return !File::searchInFiles("text", folder, "*").isEmpty();
+        });
+    }
+
+    void areForSearches()
+    {
+        QFETCH(Operation, operation);
+        const QString file = makeFile(path("folder/file"), "text");
+        QVERIFY(!operation(path("none")));
+        verifyReason("The file \"none\" does not exist.");
+        QVERIFY(!operation(path("no*folder")));
+        verifyReason("The file \"no*folder\" does not exist.");
+        QVERIFY(!operation(""));
+        verifyReason("The file name is missing.");
+        QVERIFY(!operation(file));
+        verifyReason("\"folder/file\" is no folder.");
+        QVERIFY(operation(path("folder")));
+        QCOMPARE(File::lastError(), String());
+        QVERIFY(QDir(m_folder->path()).mkdir("empty"));
+        QVERIFY(!operation(path("none")));
+        QVERIFY(!operation(path("empty"))); // nothing is there, and nothing has failed
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void areForSearchesInFoldersThatMayNotBeRead_data() { areForSearches_data(); }
+
+    void areForSearchesInFoldersThatMayNotBeRead()
+    {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
+        QFETCH(Operation, operation);
+        makeFile(path("shut/file"), "text");
+        QFile::setPermissions(path("shut"), QFile::Permissions());
+        {
+            const OrdinaryUser user(m_folder->path());
+            QVERIFY(!operation(path("shut")));
+        }
+        verifyReason("You have no permission to read \"shut\".");
+        QFile::setPermissions(path("shut"), QFile::Permissions(0x7777));
+    }
+
+    void areForTheFirstFileThatASearchCannotRead()
+    {
+        const QString file = makeFile(path("file"), "text");
+        const QStringList files = {path("none"), path("other"), file};
+        QCOMPARE(File::searchInFiles("word", files), String());
+        verifyReason("The file \"none\" does not exist.");
+        QCOMPARE(File::searchInFiles("text", files), String(file));
+        QCOMPARE(File::lastError(), String());
+    }
+
     void areForNewFolders()
     {
         makeFile(path("file"));
@@ -551,6 +609,7 @@ private Q_SLOTS:
         const String reason = File::lastError();
         File::join("a", "b");
         File::exists(path("none"));
+        QVERIFY(!File::exists(path("no/folder/*")));
         File::size(path("none"));
         QCOMPARE(File::lastError(), reason);
     }

@@ -483,8 +483,9 @@ public:
     ///
     /// The files of a folder come before those of its subfolders, unsorted. Hidden entries, sockets
     /// and pipes are ignored. Links to folders are followed, except a link to a folder in which the
-    /// search already is, so that loops of links end. What cannot be listed or examined is skipped,
-    /// and this is not reported.
+    /// search already is, so that loops of links end. Folders below \p folder that cannot be
+    /// listed, and entries that cannot be examined, are skipped without a reason in lastError(). A
+    /// reason is stored when \p folder itself does not exist, is no folder, or cannot be listed.
     ///
     /// When \p maxCount is above 0, the search of a folder ends when it has found \p maxCount files
     /// in the folder and its subfolders.
@@ -501,12 +502,13 @@ public:
 
     /// The first of \p files whose text contains \p text, or "". The text of a file is what read()
     /// returns for it with \p lines. Comparison is case-sensitive. An empty text is found in the
-    /// first of \p files, even when that file does not exist.
+    /// first of \p files, even when that file does not exist. When the text is not found,
+    /// lastError() has the reason for the first file that could not be read.
     static Data::String searchInFiles(const Data::String &text, const QStringList &files,
                                       int lines = 0);
 
     /// The same for those files in \p folder, without its subfolders, that match \p filter as in
-    /// search().
+    /// search(), with its reasons.
     static Data::String searchInFiles(const Data::String &text, const Data::String &folder,
                                       const Data::String &filter, int lines = 0);
 

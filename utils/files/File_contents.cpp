@@ -380,6 +380,7 @@ std::FILE *File::openWrite(const Data::String &path, bool append)
 bool File::exists(const Data::String &path)
 {
     if (path.contains(wildcard)) {
+        const LastError::Apart apart; // no failure: the reason from before is kept
         const Data::String pattern = base(path, /*withExtension=*/true);
         return !search(parentFolder(path), pattern, /*recursive=*/false, 0).isEmpty();
     }

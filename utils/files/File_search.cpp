@@ -1,6 +1,8 @@
 #include "utils/files/File.h"
 
+#include "utils/base/FileName_p.h"
 #include "utils/base/FolderList_p.h"
+#include "utils/base/LastError_p.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -8,6 +10,8 @@
 #include <QVector>
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 namespace Utils {
 
@@ -153,12 +157,36 @@ private:
 
 } // namespace
 
+/// Stores the reason why nothing can be found in \p folder, if there is one.
+static void noteFault(const QString &folder)
+{
+    try {
+        const QFileInfo info(folder);
+        if (!isName(folder) || !info.exists()) {
+            LastError::isNoFile(folder);
+        } else if (!info.isDir()) {
+            LastError::setFor(".err.notafolder", folder);
+        } else if (const auto path = nativePath(folder)) {
+            // Only the system knows whether the folder can be listed: rights are not all there is.
+            std::error_code error;
+            std::filesystem::directory_iterator(std::filesystem::u8path(*path), error);
+            if (error)
+                LastError::cannotRead(folder, error.default_error_condition().value());
+        }
+    } catch (const std::bad_alloc &) {
+        LastError::set(".err.memory");
+    }
+}
+
 QStringList File::search(const Data::String &folder, const Data::String &filter, bool recursive,
                          int maxCount)
 {
+    const LastError operation;
     QStringList found;
     const Search search = {NameFilter(filter.split(QLatin1Char(';'))), recursive, maxCount};
     search.run(folder, {canonicalFolder(folder), QString(), nullptr}, found);
+    if (found.isEmpty())
+        noteFault(folder);
     return found;
 }
 
@@ -169,9 +197,12 @@ Data::String File::find(const Data::String &folder, const Data::String &filter, 
 
 Data::String File::searchInFiles(const Data::String &text, const QStringList &files, int lines)
 {
+    LastError operation;
     for (const QString &file : files) {
-        if (read(file, lines).contains(text))
+        if (read(file, lines).contains(text)) {
+            operation.succeeded();
             return file;
+        }
     }
     return {};
 }
@@ -179,7 +210,12 @@ Data::String File::searchInFiles(const Data::String &text, const QStringList &fi
 Data::String File::searchInFiles(const Data::String &text, const Data::String &folder,
                                  const Data::String &filter, int lines)
 {
-    return searchInFiles(text, search(folder, filter, /*recursive=*/false), lines);
+    LastError operation;
+    const Data::String found =
+        searchInFiles(text, search(folder, filter, /*recursive=*/false), lines);
+    if (!found.isEmpty())
+        operation.succeeded();
+    return found;
 }
 
 } // namespace Utils
