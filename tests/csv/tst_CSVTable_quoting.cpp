@@ -413,6 +413,10 @@ private Q_SLOTS:
             << QByteArray("a\r\n\"b\nc\"\r\nd,\"e,f\r\n\"\"\r\n")
             << Rows{{"a"}, {"b\nc"}, {"d", "e,f\r\n\"\r\n"}} << line4;
         QTest::newRow("two quotes") << QByteArray("a,\"\"\"") << Rows{{"a", "\""}} << line1;
+        QTest::newRow("rows that end at CR")
+            << QByteArray("a\r\"b\rc\"\rd,\"e\r") << Rows{{"a"}, {"b\rc"}, {"d", "e\r"}} << line4;
+        QTest::newRow("rows that end at CR, LF and CR LF")
+            << QByteArray("a\rb\nc\r\n\"d") << Rows{{"a"}, {"b"}, {"c"}, {"d"}} << line4;
     }
 
     void tellsAQuoteThatIsNotClosed()

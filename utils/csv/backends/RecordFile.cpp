@@ -102,16 +102,16 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
 qint64 RecordFile::lineAt(qint64 offset)
 {
     const std::unique_ptr<char[]> bytes(new char[scanSize]);
-    qint64 line = 1;
+    LineBreaks breaks;
     for (qint64 start = 0; start < offset;) {
         const auto wanted = static_cast<int>(std::min<qint64>(scanSize, offset - start));
         const ByteWindow::Count more = readAt(start, bytes.get(), wanted);
         if (more.hasFailed || more.count == 0)
             return 1;
-        line += std::count(bytes.get(), bytes.get() + more.count, '\n');
+        breaks.add(bytes.get(), bytes.get() + more.count);
         start += more.count;
     }
-    return line;
+    return breaks.count() + 1;
 }
 
 RecordFile::Record RecordFile::record(int row)

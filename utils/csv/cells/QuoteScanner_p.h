@@ -29,6 +29,27 @@ struct QuotedFormat
     }
 };
 
+/// Counts the line breaks of a text, which is added in parts: LF, CR LF and CR, as rows end.
+class LineBreaks
+{
+public:
+    template <typename Unit>
+    void add(const Unit *begin, const Unit *end)
+    {
+        for (; begin != end; ++begin) {
+            const bool isReturn = *begin == Unit('\r');
+            m_count += isReturn || (*begin == Unit('\n') && !m_isAfterReturn);
+            m_isAfterReturn = isReturn;
+        }
+    }
+
+    qint64 count() const { return m_count; }
+
+private:
+    qint64 m_count = 0;
+    bool m_isAfterReturn = false;
+};
+
 /// Finds the ends of the cells and rows of a text that is quoted as in RFC 4180.
 ///
 /// A quote at the start of a cell opens it; two quotes in an open cell stand for one. After the

@@ -92,8 +92,9 @@ TextChunk TextChunk::quoted(const CSVText &text, QChar delimiter, const QString 
         TextChunk chunk(text, CellIndex::ofQuoted(units, text.size(), format, isClosed), Exact);
         if (!isClosed) {
             const int firstCell = chunk.firstCell(chunk.numLines() - 1);
-            const Unit *const end = units + chunk.m_index.begin(firstCell);
-            chunk.m_openQuoteLine = static_cast<int>(std::count(units, end, Unit('\n'))) + 1;
+            LineBreaks breaks;
+            breaks.add(units, units + chunk.m_index.begin(firstCell));
+            chunk.m_openQuoteLine = static_cast<int>(breaks.count()) + 1;
         }
         chunk.m_delimiter = delimiter;
         return chunk;
