@@ -118,7 +118,8 @@ public:
     }
 
     /// Moves the mouse over \p widget while its left button is pressed. The events are sent to the
-    /// widget: QTest::mouseMove() moves the pointer of the X server, which tells so some time later.
+    /// widget: QTest::mouseMove() moves the pointer of the X server, which tells so some time
+    /// later.
     static void drag(QWidget &widget, const QPoint &from, const QPoint &to,
                      Qt::KeyboardModifiers modifiers = {})
     {

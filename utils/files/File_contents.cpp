@@ -249,7 +249,7 @@ QByteArray readRaw(const Data::String &path, bool &isUtf8)
 {
     qint64 validated = 0;
     const auto read = [&](QFile &file, char *bytes, qint64 size) {
-        constexpr qint64 pieceSize = 256 * 1024; // which the cache of a processor can hold
+        constexpr qint64 pieceSize = 262144; // bytes, which the cache of a processor can hold
         Utf8Validator validator(bytes);
         for (qint64 count = 1; validated < size && count > 0;) {
             count = file.read(bytes + validated, std::min(pieceSize, size - validated));
@@ -259,7 +259,7 @@ QByteArray readRaw(const Data::String &path, bool &isUtf8)
         isUtf8 = validator.finish(bytes + validated);
         return validated;
     };
-    const QByteArray bytes = readRawBy(path, read);
+    QByteArray bytes = readRawBy(path, read);
     if (bytes.size() != validated) // the file has no size or has grown
         isUtf8 = isValidUtf8(bytes.constData(), bytes.constData() + bytes.size());
     return bytes;

@@ -71,7 +71,7 @@ static std::string joined(const std::vector<std::string> &words, const Quoted &q
     for (const std::string &word : words) {
         if (!isFirst)
             line += ' ';
-        line += quoted(std::string(word.c_str()), isFirst); // up to a zero byte
+        line += quoted(word.substr(0, word.find('\0')), isFirst);
         isFirst = false;
     }
     return line;

@@ -18,6 +18,7 @@
 
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QLabel>
 #include <QLocale>
 #include <QMessageBox>
 #include <QTextBlock>
