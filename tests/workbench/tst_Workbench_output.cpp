@@ -231,7 +231,7 @@ private Q_SLOTS:
     void outputViewHasLinksWhereTheyAreWanted()
     {
         View view;
-        const QString place = "  File \"/work/a b.py\", line 12, in area\n";
+        const QString place = "  File \"/data/a b.py\", line 12, in area\n";
         view.append(place, OutputView::Error);
         view.flush();
         QVERIFY(!view.document()->find("a b.py").charFormat().isAnchor());
@@ -251,7 +251,7 @@ private Q_SLOTS:
             line = number;
         });
         QTest::mouseClick(view.viewport(), Qt::LeftButton, {}, view.cursorRect(found).center());
-        QCOMPARE(path, QString("/work/a b.py"));
+        QCOMPARE(path, QString("/data/a b.py"));
         QCOMPARE(line, 12);
     }
 };
