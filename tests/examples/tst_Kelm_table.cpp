@@ -569,6 +569,34 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output.split('\n').value(50001).simplified(), QString(QChar(0xb0)) + " 2");
     }
 
+    void tellsThatAFileCannotBeRead_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QStringList>("options");
+
+        // These open, and fail to be read at their start. The size of the first one is 0.
+        QTest::newRow("rows") << "/proc/self/mem" << QStringList();
+        QTest::newRow("rows of another size") << "/sys/class/net/lo/speed" << QStringList();
+        QTest::newRow("dialect") << "/sys/class/net/lo/speed" << QStringList{"--dialect"};
+        QTest::newRow("JSON") << "/sys/class/net/lo/speed" << QStringList{"--dialect", "--json"};
+    }
+
+    void tellsThatAFileCannotBeRead()
+    {
+        QFETCH(QString, path);
+        QFETCH(QStringList, options);
+        QFile device(path);
+        if (!device.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || device.getChar(nullptr))
+            QSKIP("No such file that opens and cannot be read");
+
+        QVERIFY(m_kelm.run(QStringList{"table", path} + options));
+
+        QVERIFY2(m_kelm.error.startsWith("kelm table: The file \"" + path + "\" cannot be read"),
+                 qPrintable(m_kelm.error));
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, 1);
+    }
+
     void tellsWhatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");

@@ -70,6 +70,17 @@ static QString textOf(const QString &path, const QString &encoding)
     return encoding.isEmpty() ? File::read(path) : File::read(path, encoding);
 }
 
+/// Returns why the file has no text, or "" when it has some or is empty.
+static QString whyWithoutText(const QString &path, const QString &encoding)
+{
+    const bool hasText = !textOf(path, encoding).isEmpty();
+    const QString reason = File::lastError();
+    if (hasText || !reason.isEmpty())
+        return hasText ? QString() : reason;
+    File::readRaw(path); // a file that only seems to be empty is decoded without a fault
+    return File::lastError();
+}
+
 /// Appends the line of a table whose columns are aligned with blanks. Blanks at both ends of a line
 /// do not separate fields, so they are removed before.
 static void appendAligned(const Data::String &trimmed, CSVTable &table)
@@ -281,8 +292,9 @@ static Result showFile(const QCommandLineParser &given, const QString &path, Hos
         return failed(reason.contains(path) ? reason
                                             : QString("Cannot read \"%1\": %2").arg(path, reason));
     const bool isRead = !dialect.isAligned() && !isEmpty; // as valid text
-    if (!isRead && textOf(path, table.encoding()).isEmpty() && !File::lastError().isEmpty())
-        return failed(File::lastError());
+    const QString fault = isRead ? QString() : whyWithoutText(path, table.encoding());
+    if (!fault.isEmpty())
+        return failed(fault);
     if (isEmpty)
         return failed(QString("No table is in \"%1\"").arg(path));
     return showChoice(given, path, table, choice);
@@ -300,6 +312,8 @@ static Result run(const QCommandLineParser &given, Host &host)
 
     if (given.isSet("dialect")) {
         const CSVDialect dialect = CSVDialect::detect(path, knownDialect(given));
+        if (!dialect.isValid())
+            return failed(File::lastError());
         print(given.isSet("json") ? dialect.toJson() : dialect.toText());
         return good();
     }
