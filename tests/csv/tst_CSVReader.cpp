@@ -1,5 +1,6 @@
 #include "utils/csv/CSVReader.h"
 
+#include "tests/csv/LargeTable.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/Files.h"
 #include "tests/support/FullSize.h"
@@ -36,19 +37,6 @@ static Rows rowsOf(const CSVReader &reader)
     for (int row = 0; row < reader.numRows(); ++row)
         rows.append(reader.data(row));
     return rows;
-}
-
-/// The memory of this process in bytes, without what the system keeps of files.
-static qint64 residentMemory()
-{
-    QFile status("/proc/self/status");
-    if (status.open(QIODevice::ReadOnly)) {
-        for (const QByteArray &line : status.readAll().split('\n')) {
-            if (line.startsWith("RssAnon:"))
-                return line.simplified().split(' ').value(1).toLongLong() * 1024;
-        }
-    }
-    return 0;
 }
 
 static Fields linesOf(const CSVReader &reader)
@@ -1220,30 +1208,22 @@ private Q_SLOTS:
         if (!isFullSize())
             QSKIP("takes minutes and 5 GiB of disk: set KELMUTILS_FULL_SIZE");
         SKIP_ON_WINDOWS("the memory of the process is found out in another way there");
-        const int size = 50; // of a row
-        const int count = int((qint64(5) << 30) / size);
-        const auto rowOf = [](int number) {
-            return QByteArray::number(number).rightJustified(10, '0') + ',' +
-                   QByteArray(size - 12, char('a' + number % 26));
-        };
         const QTemporaryDir folder;
-        QFile file(folder.filePath("large.csv"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        for (int i = 0; i < count; ++i)
-            QVERIFY(file.write(rowOf(i) + '\n') == size);
-        QVERIFY(file.flush());
+        const LargeTable large(folder.filePath("large.csv"), LargeTable::Unquoted);
+        const int count = large.numRows();
+        QVERIFY(count > 0);
         const qint64 before = residentMemory();
         CSVReader reader;
 
-        QVERIFY(reader.read(file.fileName()));
+        QVERIFY(reader.read(large.path()));
 
         const double bytesPerRow = double(residentMemory() - before) / count;
         qInfo("%d rows, %.2f bytes of memory for each", count, bytesPerRow);
         QVERIFY(bytesPerRow < 4.25);
         QCOMPARE(reader.numRows(), count + 1);
         for (int i = 0; i < count; ++i) {
-            if (reader.data(i, -1) != rowOf(i))
-                QCOMPARE(reader.data(i, -1), rowOf(i));
+            if (reader.data(i, -1) != large.row(i))
+                QCOMPARE(reader.data(i, -1), large.row(i));
         }
         QCOMPARE(reader.data(count - 1, 0), QByteArray("0107374181"));
         QCOMPARE(reader.dataValue(0, 0), 0.0);
@@ -1252,32 +1232,15 @@ private Q_SLOTS:
 
     void readsRowsBeyondFourGibibytes()
     {
-        // Where holes are read without filling the system's cache, if there is such a place.
-        const QString memory = "/dev/shm";
-        const QTemporaryDir folder((QFileInfo(memory).isWritable() ? memory : QDir::tempPath()) +
-                                   "/tst_CSVReader");
-        const qint64 size = qint64(5) << 30;
-        QFile file(folder.filePath("file"));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(size));
-        QVERIFY(file.write("first,1\n") == 8);
-        for (const qint64 position : {qint64(1) << 31, qint64(1) << 32, size - 14}) {
-            // In blocks without zero bytes, which would hide line feeds.
-            const qint64 start = (position / block - 1) * block;
-            const QByteArray rows = "\nbefore,2\nacross,3\nafter,4\nx";
-            QByteArray bytes(3 * block, 'x');
-            bytes.replace(int(position - start) - 14, rows.size(), rows);
-            QVERIFY(file.seek(start));
-            const QByteArray inFile = bytes.left(int(qMin<qint64>(bytes.size(), size - start)));
-            QVERIFY(file.write(inFile) == inFile.size());
-        }
-        file.close();
+        const SparseTable sparse("tst_CSVReader");
+        QVERIFY(sparse.isMade());
         CSVReader reader;
         Utils::Progress progress(0);
 
-        QVERIFY(reader.read(file.fileName(), &progress));
+        QVERIFY(reader.read(sparse.path(), &progress));
 
-        QCOMPARE(progress.maxSteps(), int(size / block));
-        QCOMPARE(progress.count(), int(size / block));
+        QCOMPARE(progress.maxSteps(), int(SparseTable::size / block));
+        QCOMPARE(progress.count(), int(SparseTable::size / block));
         QCOMPARE(reader.numRows(), 14);
         QCOMPARE(reader.data(0), (Fields{"first", "1"}));
         for (const int row : {2, 6, 10}) {

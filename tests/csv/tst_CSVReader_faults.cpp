@@ -17,11 +17,52 @@ using Utils::CSVReader;
 using Fields = QList<QByteArray>;
 using Numbers = QList<double>;
 
+/// The last part of the key of the last reason, such as "readfault"; no texts are loaded.
+static QString reason() { return QString(Utils::File::lastError()).section('.', -1); }
+
+static QByteArray joined(const Fields &fields) { return fields.join('|'); }
+static QByteArray joined(const QStringList &texts) { return texts.join('|').toUtf8(); }
+
+static QByteArray joined(const Numbers &numbers)
+{
+    QByteArray text;
+    for (const double number : numbers)
+        text += QByteArray::number(number) + '|';
+    return text;
+}
+
 class tst_CSVReader_faults : public QObject
 {
     Q_OBJECT
 
 private:
+    using Access = std::function<QByteArray(const CSVReader &)>;
+
+    /// Each way to read rows, with its result as one text.
+    static QMap<QString, Access> accesses()
+    {
+        // clang-format off
+        return {
+            {"line", [](const CSVReader &reader) { return reader.data(3, -1); }},
+            {"field", [](const CSVReader &reader) { return reader.data(3, 1); }},
+            {"row", [](const CSVReader &reader) { return joined(reader.data(3)); }},
+            {"part", [](const CSVReader &reader) { return joined(reader.rowData(3, 1)); }},
+            {"column", [](const CSVReader &reader) { return joined(reader.colData(0)); }},
+            {"text", [](const CSVReader &reader) { return reader.dataD(3, 1).toUtf8(); }},
+            {"texts", [](const CSVReader &reader) { return joined(reader.dataD(3)); }},
+            {"part of texts", [](const CSVReader &reader) { return joined(reader.rowDataD(3, 1)); }},
+            {"column of texts", [](const CSVReader &reader) { return joined(reader.colDataD(0)); }},
+            {"number", [](const CSVReader &reader) { return QByteArray::number(reader.dataValue(3, 1)); }},
+            {"numbers", [](const CSVReader &reader) { return joined(reader.dataValue(3)); }},
+            {"part of numbers", [](const CSVReader &reader) { return joined(reader.rowDataValue(3, 1)); }},
+            {"column of numbers", [](const CSVReader &reader) { return joined(reader.colDataValue(1)); }},
+            {"size", [](const CSVReader &reader) { return QByteArray::number(reader.numColumns(3)); }},
+            {"header", [](const CSVReader &reader) { return QByteArray::number(reader.hasHeader()); }},
+            {"sum", [](const CSVReader &reader) { return QByteArray::number(reader.checksum()); }},
+        };
+        // clang-format on
+    }
+
     const QTemporaryDir m_folder;
 
     QString file(const QByteArray &contents) const
@@ -104,6 +145,136 @@ private Q_SLOTS:
         QVERIFY(!ok);
 
         QVERIFY(bad.count() > 0);
+    }
+
+    void tellsWhyRowsAreMissing_data()
+    {
+        QTest::addColumn<QString>("access");
+        const QStringList names = accesses().keys();
+        for (const QString &name : names)
+            QTest::newRow(qPrintable(name)) << name;
+    }
+
+    void tellsWhyRowsAreMissing()
+    {
+        QFETCH(QString, access);
+        const Access run = accesses()[access];
+        const QString path = rows(4);
+        CSVReader whole;
+        QVERIFY(whole.read(path));
+        const QByteArray expected = run(whole);
+
+        int numTold = 0;
+        for (int times = 1;; ++times) {
+            CSVReader reader;
+            QVERIFY(reader.read(path));
+            ReadFault bad(path, 0, EIO, times);
+            const QByteArray result = run(reader);
+            const bool isTold = reason() == "readfault";
+            if (result != expected)
+                QVERIFY2(isTold, result.constData());
+            else if (!isTold)
+                QCOMPARE(reason(), QString());
+            numTold += isTold ? 1 : 0;
+            const bool isEnd = bad.count() < times;
+            bad.repair();
+            QCOMPARE(run(reader), expected);
+            QCOMPARE(reason(), QString());
+            if (isEnd)
+                break;
+            QVERIFY(times < 100);
+        }
+        QVERIFY(numTold > 0);
+    }
+
+    void tellsWhyRowsAreMissingForLackOfMemory_data() { tellsWhyRowsAreMissing_data(); }
+
+    void tellsWhyRowsAreMissingForLackOfMemory()
+    {
+        QFETCH(QString, access);
+        const Access run = accesses()[access];
+        const QString path = rows(4);
+        CSVReader whole;
+        QVERIFY(whole.read(path));
+        const QByteArray expected = run(whole);
+
+        int numTold = 0;
+        for (const auto mode : {FailingMemory::Once, FailingMemory::FromThenOn}) {
+            for (int n = 0;; ++n) {
+                CSVReader reader;
+                QVERIFY(reader.read(path));
+                QByteArray result;
+                bool isOfTest = false;
+                FailingMemory memory(n, mode);
+                try {
+                    result = run(reader);
+                } catch (const std::bad_alloc &) {
+                    isOfTest = true; // which joins the results
+                }
+                memory.end();
+
+                if (!isOfTest && result != expected) {
+                    QCOMPARE(reason(), QString("memory"));
+                    ++numTold;
+                }
+                if (!memory.hasFailed())
+                    break;
+                QVERIFY(n < 1000);
+            }
+        }
+        QVERIFY(numTold > 0);
+    }
+
+    void tellsThatTheFileHasBecomeShorter_data()
+    {
+        QTest::addColumn<QByteArray>("zero"); // which is why a row is read in blocks
+        QTest::newRow("plain") << QByteArray();
+        QTest::newRow("with zero bytes") << QByteArray(1, '\0');
+    }
+
+    void tellsThatTheFileHasBecomeShorter()
+    {
+        QFETCH(QByteArray, zero);
+        const QByteArray contents = QByteArray("first,value\n").repeated(60000) + zero;
+        const QString path = file(contents);
+        CSVReader reader;
+        QVERIFY(reader.read(path));
+        QVERIFY(QFile::resize(path, 12 * 40000 + 8)); // within row 40000
+
+        QCOMPARE(reader.data(39999), (Fields{"first", "value"}));
+        QCOMPARE(reason(), QString());
+        for (int repeat = 0; repeat < 2; ++repeat) {
+            QCOMPARE(reader.data(40000), (Fields{"first", "va"}));
+            QCOMPARE(reason(), QString("shorter"));
+        }
+        QCOMPARE(reader.dataD(40001, 0), Data::String());
+        QCOMPARE(reason(), QString("shorter"));
+        QCOMPARE(reader.data(5, -1), QByteArray("first,value"));
+        QCOMPARE(reason(), QString());
+        QCOMPARE(reader.colData(1, 39999).mid(0, 3), (Fields{"value", "va", ""}));
+        QCOMPARE(reason(), QString("shorter"));
+        reader.checksum();
+        QCOMPARE(reason(), QString("shorter"));
+    }
+
+    void hasNoReasonWhereNothingIsMissing()
+    {
+        const QString path = rows(20);
+        CSVReader reader;
+        QVERIFY(reader.read(path));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::Append) && file.write("more,1") == 6);
+        file.close();
+
+        reader.data(20);
+        QCOMPARE(reason(), QString());
+        reader.checksum();
+        QCOMPARE(reason(), QString());
+        {
+            const CSVReader copy(reader); // closes the file in its end
+        }
+        QCOMPARE(reader.data(7), Fields{""});
+        QCOMPARE(reason(), QString());
     }
 
     void hasAllRowsInFrontOfWhatCannotBeRead()

@@ -47,6 +47,28 @@ static bool readAllCells(const Utils::CSVRow &row)
     return true;
 }
 
+/// The last part of the key of the last reason, such as "readfault"; no texts are loaded.
+static QString reason() { return QString(Utils::File::lastError()).section('.', -1); }
+
+/// The cells of a row as one text.
+static QString joined(const Utils::CSVRow &row)
+{
+    QStringList texts;
+    for (const Utils::CSVCell &cell : row)
+        texts.append(cell.text());
+    return texts.join('|');
+}
+
+static QString joined(const QStringList &texts) { return texts.join('|'); }
+
+static QString joined(const QList<double> &numbers)
+{
+    QString text;
+    for (const double number : numbers)
+        text += QString::number(number) + '|';
+    return text;
+}
+
 class tst_CSVTable_faults : public QObject
 {
     Q_OBJECT
@@ -218,6 +240,94 @@ private:
             {"in the file", [this](CSVTable &table) { return table.read(m_source, limitOfNoBytes); }},
         };
         // clang-format on
+    }
+
+    using Access = std::function<QString(const CSVTable &)>;
+
+    /// Each way to access cells, with its result as one text.
+    QMap<QString, Access> accesses() const
+    {
+        const QString copy = m_folder.filePath("copy.csv");
+        // clang-format off
+        return {
+            {"row", [](const CSVTable &table) { return joined(table.data(3)); }},
+            {"cell", [](const CSVTable &table) { return table.data(3, 1); }},
+            {"parts", [](const CSVTable &table) { return joined(table.data(3, 1, Data::String(" "))); }},
+            {"by label", [](const CSVTable &table) { return table.data(3, Data::String("value")); }},
+            {"by key", [](const CSVTable &table) { return table.data(Data::String("long"), 0); }},
+            {"annotation", [](const CSVTable &table) {
+                 Data::String unit, text;
+                 table.data(3, 1, unit, text);
+                 return text;
+             }},
+            {"part of a row", [](const CSVTable &table) { return joined(table.rowData(3, 1)); }},
+            {"column", [](const CSVTable &table) { return joined(table.colData(0)); }},
+            {"numbers", [](const CSVTable &table) { return joined(table.dataValue(3)); }},
+            {"number", [](const CSVTable &table) { return QString::number(table.dataValue(3, 1)); }},
+            {"number parts", [](const CSVTable &table) {
+                 return joined(table.dataValue(3, 1, Data::String(" ")));
+             }},
+            {"number by label", [](const CSVTable &table) {
+                 return QString::number(table.dataValue(3, Data::String("value")));
+             }},
+            {"number by key", [](const CSVTable &table) {
+                 return QString::number(table.dataValue(Data::String("long"), 0));
+             }},
+            {"annotated number", [](const CSVTable &table) {
+                 Data::String unit;
+                 double number = 0.0;
+                 table.dataValue(3, 1, unit, number);
+                 return QString::number(number);
+             }},
+            {"part of numbers", [](const CSVTable &table) { return joined(table.rowDataValue(3, 1)); }},
+            {"number column", [](const CSVTable &table) { return joined(table.colDataValue(1)); }},
+            {"number columns", [](const CSVTable &table) {
+                 const QList<QList<double>> columns = table.colDataValues({1, 0});
+                 return joined(columns.value(0)) + joined(columns.value(1));
+             }},
+            {"visit", [](const CSVTable &table) {
+                 QString all;
+                 table.visit(0, -1, [&](const Utils::CSVRow &row) {
+                     all += joined(row) + '\n';
+                     return true;
+                 });
+                 return all;
+             }},
+            {"properties", [](const CSVTable &table) {
+                 return table.propertyValues(2).value("mm").toString();
+             }},
+            {"header", [](const CSVTable &table) { return QString::number(table.hasHeader()); }},
+            {"empty", [](const CSVTable &table) { return QString::number(table.isEmpty(3, 0)); }},
+            {"size", [](const CSVTable &table) { return QString::number(table.numColumns(3)); }},
+            {"sum", [](const CSVTable &table) { return QString::number(table.checksum()); }},
+            {"columns", [](const CSVTable &table) {
+                 const QList<Utils::CSVColumn> columns = table.columns();
+                 return columns.isEmpty() ? QString() : QString::number(columns.first().numCells);
+             }},
+            {"escaped", [](const CSVTable &table) { return joined(table.escapedData(3, '\\')); }},
+            {"line", [](const CSVTable &table) { return table.stringData(3); }},
+            {"all lines", [](const CSVTable &table) { return table.stringData(); }},
+            {"lines", [](const CSVTable &table) { return joined(table.lineData(0, 3)); }},
+            {"written", [=](const CSVTable &table) {
+                 return table.write(copy) ? Utils::File::read(copy) : Data::String("nothing");
+             }},
+        };
+        // clang-format on
+    }
+
+    /// Reads a table in its file, unquoted or in quotes.
+    static void readInFile(CSVTable &table, const QString &path, bool isQuoted)
+    {
+        table.setQuoting(isQuoted ? CSVTable::Rfc4180 : CSVTable::Classic);
+        QVERIFY(table.read(path, limitOfNoBytes));
+        QVERIFY(table.isDemandRead());
+    }
+
+    static void addRoutes()
+    {
+        QTest::addColumn<bool>("isQuoted");
+        QTest::newRow("lines") << false;
+        QTest::newRow("quotes") << true;
     }
 
     static void addRows(const QMap<QString, Make> &makers, const QMap<QString, Change> &changes)
@@ -631,6 +741,194 @@ private Q_SLOTS:
         }
         QCOMPARE(table.data(39999), QStringList({"abc\n", "12"}));
         QCOMPARE(int(table.checksum()), sum);
+    }
+
+    void tellsWhyCellsAreMissing_data()
+    {
+        QTest::addColumn<QString>("access");
+        QTest::addColumn<bool>("isQuoted");
+        const QStringList ofTextRows = {"line", "all lines", "lines", "written"};
+        const QStringList names = accesses().keys();
+        for (const QString &name : names) {
+            if (!ofTextRows.contains(name)) // which a table in its file does not have
+                QTest::newRow(qPrintable(name + ", lines")) << name << false;
+            QTest::newRow(qPrintable(name + ", quotes")) << name << true;
+        }
+    }
+
+    void tellsWhyCellsAreMissing()
+    {
+        QFETCH(QString, access);
+        QFETCH(bool, isQuoted);
+        const Access run = accesses()[access];
+        const QString path = file("cells.csv", "name,value\nabc,12\n5{mm},34\nlong,56 7\n");
+        CSVTable whole;
+        readInFile(whole, path, isQuoted);
+        const QString expected = run(whole);
+
+        int numTold = 0;
+        for (int times = 1;; ++times) {
+            CSVTable table;
+            readInFile(table, path, isQuoted);
+            const ReadFault bad(path, 0, EIO, times);
+            const QString result = run(table);
+            const bool isTold = reason() == "readfault";
+            if (result != expected)
+                QVERIFY2(isTold, qPrintable(result));
+            else if (!isTold)
+                QCOMPARE(reason(), QString());
+            numTold += isTold ? 1 : 0;
+            if (bad.count() < times)
+                break;
+            QVERIFY(times < 100);
+        }
+        QVERIFY(numTold > 0);
+
+        CSVTable table;
+        readInFile(table, path, isQuoted);
+        ReadFault bad(path, 0);
+        run(table);
+        QCOMPARE(reason(), QString("readfault"));
+        bad.repair();
+        QCOMPARE(run(table), expected);
+        QCOMPARE(reason(), QString());
+    }
+
+    void tellsThatTheFileHasBecomeShorter_data() { addRoutes(); }
+
+    void tellsThatTheFileHasBecomeShorter()
+    {
+        QFETCH(bool, isQuoted);
+        const QString path = file("shorter.csv", QByteArray("name,value\n").repeated(60000));
+        CSVTable table;
+        readInFile(table, path, isQuoted);
+        QVERIFY(QFile::resize(path, 11 * 40000 + 7)); // within row 40000
+
+        QCOMPARE(table.data(39999), QStringList({"name", "value"}));
+        QCOMPARE(reason(), QString());
+        for (int repeat = 0; repeat < 2; ++repeat) {
+            QCOMPARE(table.data(40000), QStringList({"name", "va"}));
+            QCOMPARE(reason(), QString("shorter"));
+        }
+        QCOMPARE(table.data(40001), QStringList(""));
+        QCOMPARE(reason(), QString("shorter"));
+        QCOMPARE(table.data(7), QStringList({"name", "value"}));
+        QCOMPARE(reason(), QString());
+        QCOMPARE(table.colData(0, 39999).mid(0, 3), QStringList({"name", "name", ""}));
+        QCOMPARE(reason(), QString("shorter"));
+        int numRows = 0;
+        QVERIFY(!table.visit(39990, -1, [&](const Utils::CSVRow &row) {
+            ++numRows;
+            return row[1].text() == "value";
+        }));
+        QCOMPARE(numRows, 10);
+        QCOMPARE(reason(), QString("shorter"));
+        QCOMPARE(table.columns().first().numCells, 40000);
+        QCOMPARE(reason(), QString("shorter"));
+    }
+
+    void visitsUpToARowThatCannotBeRead_data() { addRoutes(); }
+
+    void visitsUpToARowThatCannotBeRead()
+    {
+        QFETCH(bool, isQuoted);
+        const QString path = file("visited.csv", QByteArray("name,value\n").repeated(60000));
+        CSVTable table;
+        readInFile(table, path, isQuoted);
+        int numRows = 0;
+        const auto count = [&](const Utils::CSVRow &row) {
+            ++numRows;
+            return row[1].text() == "value";
+        };
+        ReadFault bad(path, 11 * 40000 + 7); // within row 40000
+
+        QVERIFY(!table.visit(0, 59999, count));
+
+        QCOMPARE(numRows, 40000);
+        QCOMPARE(reason(), QString("readfault"));
+        QVERIFY(table.visit(0, 39999, count));
+        QCOMPARE(reason(), QString());
+        bad.repair();
+        numRows = 0;
+        QVERIFY(table.visit(0, 59999, count));
+        QCOMPARE(numRows, 60000);
+        QCOMPARE(reason(), QString());
+    }
+
+    void leavesAVisitorItsOwnReasons_data()
+    {
+        QTest::addColumn<QString>("made");
+        const QStringList names = makers().keys();
+        for (const QString &name : names)
+            QTest::newRow(qPrintable(name)) << name;
+    }
+
+    void leavesAVisitorItsOwnReasons()
+    {
+        QFETCH(QString, made);
+        const Table table = makers()[made]();
+        const QString missing = m_folder.filePath("missing");
+        QVERIFY(table->numRows() > 2);
+
+        QVERIFY(table->visit(0, -1, [&](const Utils::CSVRow &) {
+            Utils::File::read(missing);
+            const bool isMissing = reason() == "nofile";
+            Utils::File::read(m_folder.path());
+            return isMissing && reason() == "isfolder";
+        }));
+        QCOMPARE(reason(), QString());
+
+        QVERIFY(!table->visit(0, -1, [&](const Utils::CSVRow &row) {
+            return row.number() < 1 || !Utils::File::read(missing).isEmpty();
+        }));
+        QCOMPARE(reason(), QString("nofile"));
+
+        QVERIFY(!table->visit(0, -1, [](const Utils::CSVRow &row) { return row.number() < 1; }));
+        QCOMPARE(reason(), QString());
+    }
+
+    void tellsTheReasonOfARowAfterThoseOfTheVisitor_data() { addRoutes(); }
+
+    void tellsTheReasonOfARowAfterThoseOfTheVisitor()
+    {
+        QFETCH(bool, isQuoted);
+        const QString path = file("visited.csv", QByteArray("name,value\n").repeated(60000));
+        CSVTable table;
+        readInFile(table, path, isQuoted);
+        const ReadFault bad(path, 11 * 40000 + 7);
+
+        QVERIFY(!table.visit(39999, -1, [&](const Utils::CSVRow &) {
+            Utils::File::read(m_folder.filePath("missing"));
+            return reason() == "nofile";
+        }));
+
+        QCOMPARE(reason(), QString("readfault"));
+    }
+
+    void tellsThatARowWasNotVisitedForLackOfMemory_data() { leavesAVisitorItsOwnReasons_data(); }
+
+    void tellsThatARowWasNotVisitedForLackOfMemory()
+    {
+        QFETCH(QString, made);
+        const Make make = makers()[made];
+        for (const auto mode : {FailingMemory::Once, FailingMemory::FromThenOn}) {
+            for (int n = 0;; ++n) {
+                const Table table = make();
+                int numRows = 0;
+                FailingMemory memory(n, mode);
+                const bool isVisited = table->visit(0, -1, [&](const Utils::CSVRow &) {
+                    ++numRows;
+                    return true;
+                });
+                memory.end();
+
+                QCOMPARE(reason(), isVisited ? QString() : QString("memory"));
+                QCOMPARE(isVisited, numRows == table->numRows());
+                if (!memory.hasFailed())
+                    break;
+                QVERIFY(n < 1000);
+            }
+        }
     }
 
     void hasNoPartOfARowThatCannotBeReadLater()

@@ -33,6 +33,7 @@ static const struct
     {"Kelm.Utils",     ".err.encode",         "%1 %2", nullptr}, // path, encoding
     {"Kelm.Utils",     ".err.encoding",       "%1",    nullptr}, // name
     {"Kelm.Utils",     ".err.lineEncoding",   "%1 %2", nullptr}, // path, encoding
+    {"Kelm.Utils",     ".err.shorter",        "%1",    nullptr}, // path
     {"Kelm.Utils",     ".err.tooManyRows",    "%1 %2", nullptr}, // path, number
     {"Kelm.Utils",     ".msg.scriptRunning",  "%1",    nullptr}, // path
     {"Kelm.Utils",     ".msg.scriptRun",      "",      nullptr},

@@ -31,6 +31,20 @@ static QByteArray withoutReturns(const char *begin, const char *end)
     return bytes;
 }
 
+/// Returns the result of \p task, an operation that reads rows, or an empty one, with a reason,
+/// when the memory does not suffice.
+template <typename Task>
+static auto readRows(const Task &task) -> decltype(task())
+{
+    const LastError operation;
+    try {
+        return task();
+    } catch (const std::bad_alloc &) {
+        LastError::set(".err.memory");
+        return decltype(task())();
+    }
+}
+
 void CSVReaderPrivate::addDelimiter(char delimiter)
 {
     if (delimiter == '\0' || delimiters.contains(delimiter))
@@ -106,14 +120,28 @@ void CSVReaderPrivate::cutField(const char *&begin, const char *&end, int col) c
     begin = end;
 }
 
-QList<QByteArray> CSVReaderPrivate::fieldsOf(int row)
+LineSource::Line CSVReaderPrivate::line(int row) const
 {
+    LineSource::Line line = row == 0 && decoded.hasMark ? firstLine() : source->line(row);
+    if (!line.isRead)
+        LastError::cannotRead(path, line.error);
+    else if (line.isCut)
+        LastError::setFor(".err.shorter", path);
+    return line;
+}
+
+QList<QByteArray> CSVReaderPrivate::fieldsOf(int row, bool *isComplete)
+{
+    if (isComplete)
+        *isComplete = true;
     if (row == lastRowIndex)
         return lastRow;
     if (row == 0 && !firstRow.isEmpty())
         return firstRow;
 
     QList<QByteArray> fields;
+    if (isComplete)
+        *isComplete = false;
     try {
         const LineSource::Line line = this->line(row);
         if (!line.isRead)
@@ -124,9 +152,14 @@ QList<QByteArray> CSVReaderPrivate::fieldsOf(int row)
         } else {
             fields = split(line.begin, line.end);
         }
+        if (line.isCut)
+            return fields;
     } catch (const std::bad_alloc &) {
+        LastError::set(".err.memory");
         return {};
     }
+    if (isComplete)
+        *isComplete = true;
     lastRow = fields;
     lastRowIndex = row;
     if (row == 0)
@@ -140,15 +173,11 @@ List CSVReaderPrivate::column(int col, int fromRow, const Convert &convert)
     const qint64 count = qint64(numRows()) - fromRow;
     if (col < 0 || count <= 0 || fromRow < -csvReach)
         return {};
-    try {
-        List column;
-        column.reserve(static_cast<int>(count)); // more than fits into a list exceeds the memory
-        walkColumn(col, fromRow,
-                   [&](const char *begin, const char *end) { column.append(convert(begin, end)); });
-        return column;
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
+    List column;
+    column.reserve(static_cast<int>(count)); // more than fits into a list exceeds the memory
+    walkColumn(col, fromRow,
+               [&](const char *begin, const char *end) { column.append(convert(begin, end)); });
+    return column;
 }
 
 /// Passes the field of each row to \p append, without its carriage returns.
@@ -235,7 +264,7 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
 
         // Set only when the index of lines is complete: the host may call the reader while progress
         // is reported.
-        const auto source = std::make_shared<LineSource>(std::move(file));
+        const auto source = std::make_shared<LineSource>(std::move(file), d->mostRows);
         if (progress) {
             const qint64 steps = File::size(path) / LineSource::blockSize;
             const qint64 most = std::numeric_limits<int>::max();
@@ -244,7 +273,7 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
         errno = 0;
         if (!source->findLines(progress)) {
             if (source->hasTooManyLines())
-                return csvTooManyRows(path);
+                return csvTooManyRows(path, d->mostRows);
             return LastError::cannotRead(path, errno == 0 ? ENOMEM : errno);
         }
         d->path = path;
@@ -276,20 +305,19 @@ int CSVReader::numColumns(int row) const { return data(row).size(); }
 
 bool CSVReader::hasHeader() const
 {
-    const QList<QByteArray> fields = data(0);
-    try {
+    return readRows([this] {
+        const QList<QByteArray> fields = data(0);
         return std::any_of(fields.begin(), fields.end(), [this](const QByteArray &field) {
             bool isNumber = false;
             csvToDouble(field.trimmed(), d->decimalPoint, &isNumber);
             return !isNumber;
         });
-    } catch (const std::bad_alloc &) {
-        return false;
-    }
+    });
 }
 
 unsigned short CSVReader::checksum(int rows) const
 {
+    const LastError operation;
     Checksum sum;
     char count[16];
     const char *const countEnd = std::to_chars(count, count + sizeof(count), numRows()).ptr;
@@ -309,6 +337,7 @@ unsigned short CSVReader::checksum(int rows) const
 
 QByteArray CSVReader::data(int row, int col) const
 {
+    const LastError operation;
     if (row < 0 || row >= numRows())
         return {};
     if (col < 0)
@@ -318,6 +347,7 @@ QByteArray CSVReader::data(int row, int col) const
 
 QList<QByteArray> CSVReader::data(int row) const
 {
+    const LastError operation;
     if (row < 0 || row >= numRows())
         return {};
     return d->fieldsOf(row);
@@ -325,94 +355,87 @@ QList<QByteArray> CSVReader::data(int row) const
 
 QList<QByteArray> CSVReader::rowData(int row, int firstCol, int lastCol) const
 {
-    const QList<QByteArray> fields = data(row);
-    try {
-        return csvPart(fields, firstCol, lastCol);
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
+    return readRows([&] { return csvPart(data(row), firstCol, lastCol); });
 }
 
 QList<QByteArray> CSVReader::colData(int col, int firstRow) const
 {
-    return d->column<QList<QByteArray>>(col, firstRow, [](const char *begin, const char *end) {
-        return QByteArray(begin, static_cast<int>(end - begin));
+    return readRows([&] {
+        return d->column<QList<QByteArray>>(col, firstRow, [](const char *begin, const char *end) {
+            return QByteArray(begin, static_cast<int>(end - begin));
+        });
     });
 }
 
 Data::String CSVReader::dataD(int row, int col) const
 {
-    const QByteArray field = data(row, col);
-    try {
+    return readRows([&]() -> Data::String {
+        const QByteArray field = data(row, col);
         return d->toText(field.constData(), field.constData() + field.size());
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
+    });
 }
 
-QStringList CSVReader::dataD(int row) const { return baToStrList(data(row)); }
+QStringList CSVReader::dataD(int row) const
+{
+    return readRows([&] { return baToStrList(data(row)); });
+}
 
 QStringList CSVReader::rowDataD(int row, int firstCol, int lastCol) const
 {
-    return baToStrList(rowData(row, firstCol, lastCol));
+    return readRows([&] { return baToStrList(rowData(row, firstCol, lastCol)); });
 }
 
 QStringList CSVReader::colDataD(int col, int firstRow) const
 {
-    return d->column<QStringList>(col, firstRow, [this](const char *begin, const char *end) {
-        return d->toText(begin, end);
+    return readRows([&] {
+        return d->column<QStringList>(col, firstRow, [this](const char *begin, const char *end) {
+            return d->toText(begin, end);
+        });
     });
 }
 
 double CSVReader::dataValue(int row, int col, bool *ok) const
 {
-    try {
-        return toValue(data(row, col), ok);
-    } catch (const std::bad_alloc &) {
-        if (ok)
-            *ok = false;
-        return 0.0;
-    }
+    if (ok)
+        *ok = false;
+    return readRows([&] { return toValue(data(row, col), ok); });
 }
 
-QList<double> CSVReader::dataValue(int row) const { return toValues(data(row)); }
+QList<double> CSVReader::dataValue(int row) const
+{
+    return readRows([&] { return toValues(data(row)); });
+}
 
 QList<double> CSVReader::rowDataValue(int row, int firstCol, int lastCol) const
 {
-    return toValues(rowData(row, firstCol, lastCol));
+    return readRows([&] { return toValues(rowData(row, firstCol, lastCol)); });
 }
 
 QList<double> CSVReader::colDataValue(int col, int firstRow) const
 {
-    return d->column<QList<double>>(col, firstRow, [this](const char *begin, const char *end) {
-        return d->toNumber(begin, end, nullptr);
+    return readRows([&] {
+        return d->column<QList<double>>(col, firstRow, [this](const char *begin, const char *end) {
+            return d->toNumber(begin, end, nullptr);
+        });
     });
 }
 
 QStringList CSVReader::baToStrList(const QList<QByteArray> &fields) const
 {
-    try {
-        QStringList texts;
-        texts.reserve(fields.size());
-        for (const QByteArray &field : fields)
-            texts.append(d->toText(field.constData(), field.constData() + field.size()));
-        return texts;
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
+    QStringList texts;
+    texts.reserve(fields.size());
+    for (const QByteArray &field : fields)
+        texts.append(d->toText(field.constData(), field.constData() + field.size()));
+    return texts;
 }
 
 QList<double> CSVReader::toValues(const QList<QByteArray> &fields) const
 {
-    try {
-        QList<double> values;
-        values.reserve(fields.size());
-        for (const QByteArray &field : fields)
-            values.append(toValue(field, nullptr));
-        return values;
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
+    QList<double> values;
+    values.reserve(fields.size());
+    for (const QByteArray &field : fields)
+        values.append(toValue(field, nullptr));
+    return values;
 }
 
 double CSVReader::toValue(const QByteArray &bytes, bool *ok) const
@@ -422,12 +445,10 @@ double CSVReader::toValue(const QByteArray &bytes, bool *ok) const
 
 QByteArray CSVReader::readLine(int row) const
 {
-    const LineSource::Line line = d->line(row);
-    try {
+    return readRows([&] {
+        const LineSource::Line line = d->line(row);
         return withoutReturns(line.begin, line.end);
-    } catch (const std::bad_alloc &) {
-        return {};
-    }
+    });
 }
 
 } // namespace Utils

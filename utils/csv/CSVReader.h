@@ -38,8 +38,10 @@ class Progress;
 /// has at most 2,147,483,647 rows; four bytes of memory are needed for each.
 ///
 /// A row that cannot be read, because of a disk error or for lack of memory, is an empty line,
-/// never a part of the row, and cannot be distinguished from an empty row. Such a row is not kept:
-/// the next access tries to read it again. A result that does not fit into memory is empty.
+/// never a part of the row. Such a row is not kept: the next access tries to read it again. A
+/// result that does not fit into memory is empty. After each call that reads rows,
+/// File::lastError() has the reason of the first row that could not be read or was cut off; "" when
+/// there was none.
 ///
 /// Although access is const, it changes the position in the file: a reader and its copies must not
 /// be used by several threads.
@@ -173,6 +175,8 @@ public:
     QList<double> colDataValue(int col, int firstRow = 0) const;
 
 private:
+    friend class CSVReaderPrivate;
+
     QStringList baToStrList(const QList<QByteArray> &fields) const;
     QList<double> toValues(const QList<QByteArray> &fields) const;
     double toValue(const QByteArray &bytes, bool *ok) const;

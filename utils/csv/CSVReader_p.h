@@ -21,6 +21,9 @@ struct FileEncoding
 class CSVReaderPrivate
 {
 public:
+    /// The private object of \p reader: for tables that read by it, and for tests.
+    static CSVReaderPrivate &of(const CSVReader &reader) { return *reader.d; }
+
     void addDelimiter(char delimiter);
 
     /// Determines the encoding of the file. False, with a reason, when its lines and fields cannot
@@ -32,10 +35,8 @@ public:
 
     int numRows() const { return source ? source->numLines() : 0; }
 
-    LineSource::Line line(int row) const
-    {
-        return row == 0 && decoded.hasMark ? firstLine() : source->line(row);
-    }
+    /// An existing line. Stores a reason when it cannot be read or has been cut off.
+    LineSource::Line line(int row) const;
     LineSource::Line firstLine() const; // without a byte order mark
 
     QString toText(const char *begin, const char *end) const
@@ -59,8 +60,10 @@ public:
     /// has none. The field may still contain carriage returns.
     void cutField(const char *&begin, const char *&end, int col) const;
 
-    /// The fields of an existing row, from the cache or from the file. They are cached.
-    QList<QByteArray> fieldsOf(int row);
+    /// The fields of an existing row, from the cache or from the file. They are cached if the row
+    /// is complete. *\p isComplete, if that is wanted, tells whether it is; otherwise the reason is
+    /// stored.
+    QList<QByteArray> fieldsOf(int row, bool *isComplete = nullptr);
 
     /// The column as a \p List of the fields converted by \p convert.
     template <typename List, typename Convert>
@@ -79,6 +82,7 @@ public:
     QList<QByteArray> firstRow;
     QList<QByteArray> lastRow;
     int lastRowIndex = -1;
+    int mostRows = csvMostRows;
     std::shared_ptr<LineSource> source;
 };
 

@@ -86,8 +86,10 @@ class Progress;
 /// it may leave rows split, as an access does. A result for which the memory does not suffice is
 /// empty: "", an empty list, false, 0, or 0.0. In the file, a row that can no longer be read is an
 /// empty line, never a part of the row: its cells are empty, its numbers are holes, and checksum()
-/// counts it as an empty line. This is not reported, and the next access tries again. See
-/// CSVReader.
+/// counts it as an empty line. The next access tries again. When the file was cut off within a row,
+/// the row is what is left of it. After each call that accesses cells in the file,
+/// File::lastError() has the reason of the first row that could not be read completely; "" when
+/// there was none. visit() and write() end at such a row. See CSVReader.
 ///
 /// Although access is const, it may split rows and read the file: a table must not be used by
 /// several threads.
@@ -242,7 +244,8 @@ public:
 
     /// The columns with their labels and units, and with the kinds of cells in the rows after the
     /// header rows. There are as many columns as the longest row has fields. An empty last row is
-    /// left out, as in colData(). Rows are split for this.
+    /// left out, as in colData(). Rows are split for this. In the file, a row that cannot be read
+    /// completely and the rows after it are not counted; File::lastError() has the reason.
     ///
     ///     label row     unit row   => label, unit
     ///     "Force{kN}"              => "Force", "kN"
@@ -454,8 +457,9 @@ public:
     /// are valid only until \p visitor returns. No copies are made except for quoted fields, for
     /// rows that are split when they are accessed, and for a table in the file.
     ///
-    /// False when \p visitor has returned false, when the memory does not suffice for a row, and,
-    /// with Rfc4180, when a row cannot be read from the file. No further rows are visited then.
+    /// False when \p visitor has returned false, when the memory does not suffice for a row, and
+    /// when a row cannot be read completely from the file. No further rows are visited then. In the
+    /// last two cases File::lastError() has the reason; it is "" when all rows were visited.
     ///
     /// \p visitor may change the table. When it replaces the rows of a table stored as bytes or in
     /// the file, the old rows are visited to their end; otherwise the next rows are as changed. It

@@ -21,24 +21,24 @@ static QList<double> toNumbers(const QStringList &texts, char point)
 
 QStringList CSVTable::data(int row) const
 {
-    return emptyWithoutMemory([&] { return d->current().data(row); });
+    return d->readCells([&] { return d->current().data(row); });
 }
 
 Data::String CSVTable::data(int row, int col) const
 {
-    return emptyWithoutMemory([&] { return d->current().data(row, col); });
+    return d->readCells([&] { return d->current().data(row, col); });
 }
 
 QStringList CSVTable::data(int row, int col, const Data::String &separator) const
 {
     const bool isBlank = separator == QLatin1String(" ");
     const Qt::SplitBehavior parts = isBlank ? Qt::SkipEmptyParts : Qt::KeepEmptyParts;
-    return emptyWithoutMemory([&] { return data(row, col).split(separator, parts); });
+    return d->readCells([&] { return data(row, col).split(separator, parts); });
 }
 
 Data::String CSVTable::data(int row, const Data::String &label) const
 {
-    return data(row, data(0).indexOf(label));
+    return d->readCells([&] { return data(row, data(0).indexOf(label)); });
 }
 
 Data::String CSVTable::data(const Data::String &key, int col, int firstRow, int *foundRow,
@@ -49,11 +49,13 @@ Data::String CSVTable::data(const Data::String &key, int col, int firstRow, int 
             *foundRow = firstRow;
         return {};
     }
-    const int row = d->keys.find(d->current(), {key, col, exact}, std::max(firstRow, 0));
-    if (foundRow)
-        *foundRow = row;
-    const bool hasNext = row >= 0 && col < std::numeric_limits<int>::max();
-    return hasNext ? data(row, col + 1) : Data::String();
+    return d->readCells([&] {
+        const int row = d->keys.find(d->current(), {key, col, exact}, std::max(firstRow, 0));
+        if (foundRow)
+            *foundRow = row;
+        const bool hasNext = row >= 0 && col < std::numeric_limits<int>::max();
+        return hasNext ? data(row, col + 1) : Data::String();
+    });
 }
 
 void CSVTable::data(int row, int col, Data::String &annotation, Data::String &value) const
@@ -70,39 +72,38 @@ void CSVTable::data(int row, int col, Data::String &annotation, Data::String &va
 
 QStringList CSVTable::rowData(int row, int firstCol, int lastCol) const
 {
-    return emptyWithoutMemory([&] { return csvPart(data(row), firstCol, lastCol); });
+    return d->readCells([&] { return csvPart(data(row), firstCol, lastCol); });
 }
 
 QStringList CSVTable::colData(int col, int firstRow) const
 {
-    return emptyWithoutMemory([&] { return d->current().colData(col, firstRow); });
+    return d->readCells([&] { return d->current().colData(col, firstRow); });
 }
 
 // Numbers
 
 QList<double> CSVTable::dataValue(int row) const
 {
-    return emptyWithoutMemory([&] { return d->current().dataValue(row); });
+    return d->readCells([&] { return d->current().dataValue(row); });
 }
 
 double CSVTable::dataValue(int row, int col, bool *ok) const
 {
     if (ok)
         *ok = false;
-    return emptyWithoutMemory([&] { return d->current().dataValue(row, col, ok); });
+    return d->readCells([&] { return d->current().dataValue(row, col, ok); });
 }
 
 QList<double> CSVTable::dataValue(int row, int col, const Data::String &separator) const
 {
-    return emptyWithoutMemory(
-        [&] { return toNumbers(data(row, col, separator), d->decimalPoint()); });
+    return d->readCells([&] { return toNumbers(data(row, col, separator), d->decimalPoint()); });
 }
 
 double CSVTable::dataValue(int row, const Data::String &label, bool *ok) const
 {
     if (ok)
         *ok = false;
-    return emptyWithoutMemory([&] { return csvNumber(data(row, label), ok, d->decimalPoint()); });
+    return d->readCells([&] { return csvNumber(data(row, label), ok, d->decimalPoint()); });
 }
 
 double CSVTable::dataValue(const Data::String &key, int col, int firstRow, int *foundRow,
@@ -110,7 +111,7 @@ double CSVTable::dataValue(const Data::String &key, int col, int firstRow, int *
 {
     if (ok)
         *ok = false;
-    return emptyWithoutMemory([&] {
+    return d->readCells([&] {
         return csvNumber(data(key, col, firstRow, foundRow, exact), ok, d->decimalPoint());
     });
 }
@@ -128,33 +129,38 @@ void CSVTable::dataValue(int row, int col, Data::String &annotation, double &val
 
 QList<double> CSVTable::rowDataValue(int row, int firstCol, int lastCol) const
 {
-    return emptyWithoutMemory([&] { return csvPart(dataValue(row), firstCol, lastCol); });
+    return d->readCells([&] { return csvPart(dataValue(row), firstCol, lastCol); });
 }
 
 QList<double> CSVTable::colDataValue(int col, int firstRow) const
 {
-    return emptyWithoutMemory([&] { return d->current().colDataValue(col, firstRow); });
+    return d->readCells([&] { return d->current().colDataValue(col, firstRow); });
 }
 
 QList<QList<double>> CSVTable::colDataValues(const QList<int> &cols, int firstRow) const
 {
-    return emptyWithoutMemory([&] { return d->current().colDataValues(cols, firstRow); });
+    return d->readCells([&] { return d->current().colDataValues(cols, firstRow); });
 }
 
 bool CSVTable::visit(int firstRow, int lastRow, const RowVisitor &visitor) const
 {
     const std::shared_ptr<CSVData> kept = d->backend; // the visitor may change the table
-    return emptyWithoutMemory([&] {
+    // No operation while the visitor runs, because those that it calls have reasons of their own.
+    LastError().succeeded();
+    try {
         const int last = lastRow < 0 ? std::numeric_limits<int>::max() : lastRow;
-        return d->current().visit(std::max(firstRow, 0), last, visitor);
-    });
+        return d->current().visit(std::max(firstRow, 0), last, visitor) && LastError().succeeded();
+    } catch (const std::bad_alloc &) {
+        const LastError operation;
+        return LastError::set(".err.memory");
+    }
 }
 
 // Properties and names
 
 QMap<Data::String, Data::Variant> CSVTable::propertyValues(int row, bool normalizeKeys) const
 {
-    return emptyWithoutMemory([&] { return d->propertyValues(row, normalizeKeys); });
+    return d->readCells([&] { return d->propertyValues(row, normalizeKeys); });
 }
 
 QMap<Data::String, Data::Variant> CSVTablePrivate::propertyValues(int row, bool normalizeKeys) const

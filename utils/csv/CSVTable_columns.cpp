@@ -94,7 +94,7 @@ QList<CSVColumn> CSVTablePrivate::columns() const
 
 QList<CSVColumn> CSVTable::columns() const
 {
-    return emptyWithoutMemory([this] { return d->columns(); });
+    return d->readCells([this] { return d->columns(); });
 }
 
 } // namespace Utils

@@ -22,12 +22,12 @@ static const int chunkSize = 64 * 1024; // written at once
 
 Data::String CSVTable::stringData(int row) const
 {
-    return emptyWithoutMemory([&] { return d->line(row, d->escapesFormulas); });
+    return d->readCells([&] { return d->line(row, d->escapesFormulas); });
 }
 
 Data::String CSVTable::stringData() const
 {
-    return emptyWithoutMemory([&]() -> Data::String {
+    return d->readCells([&]() -> Data::String {
         QStringList lines;
         for (int row = 0; row < numRows(); ++row)
             lines.append(d->line(row, d->escapesFormulas));
@@ -86,7 +86,7 @@ QStringList CSVTable::lineData(int firstRow, int lastRow) const
     if (firstRow < -csvReach || end - numRows() > csvReach)
         return lines;
 
-    return emptyWithoutMemory([&] {
+    return d->readCells([&] {
         for (qint64 row = firstRow; row < end; ++row)
             lines.append(d->line(static_cast<int>(row), d->escapesFormulas));
         return lines;
@@ -99,7 +99,7 @@ QStringList CSVTable::escapedData(int row, char escape) const
     if (delimiters.isEmpty() || (delimiters.size() == 1 && !needsEscape(delimiters.first())))
         return data(row);
 
-    return emptyWithoutMemory([&] {
+    return d->readCells([&] {
         const QString marker = QStringLiteral("**ESCAPE**");
         const QString delimiter = d->outputDelimiter();
         const QString target = QLatin1Char(escape) + delimiter;
@@ -116,7 +116,7 @@ QStringList CSVTable::escapedData(int row, char escape) const
 
 unsigned short CSVTable::checksum(int rows) const
 {
-    return emptyWithoutMemory([&] { return d->current().checksum(rows); });
+    return d->readCells([&] { return d->current().checksum(rows); });
 }
 
 bool CSVTable::write(const Data::String &path) const
@@ -140,7 +140,7 @@ bool CSVTable::write(const Data::String &path) const
             if (isClassic)
                 d->textData->appendHeldRow(row, delimiter, lines);
             else if (!d->appendOutputRow(row, lines))
-                return LastError::cannotRead(d->current().source, EIO);
+                return false;
             lines.append('\n');
             if (lines.size() >= chunkSize) {
                 if (file->write(lines) != lines.size())

@@ -9,6 +9,7 @@
 
 #include <memory>
 #include <new>
+#include <optional>
 
 namespace Utils {
 
@@ -124,6 +125,9 @@ public:
     /// comment settings. For tests, which have simple backends.
     static void useBackends(CSVTable &table, const CSVBackends &newBackends);
 
+    /// Sets the largest number of rows of a table in the file. For tests, too.
+    static void setMostRows(CSVTable &table, int count) { table.d->mostRows = count; }
+
     void addDelimiter(const Data::String &delimiter, bool alternate);
 
     /// The current backend: the one in use, or the text rows.
@@ -133,6 +137,24 @@ public:
     void useText() { backend.reset(); }
 
     bool isText() const { return !backend; }
+    bool isInFile() const { return backend && !backend->source.isEmpty(); }
+
+    /// Returns the result of \p task, which reads cells, or an empty one when the memory does not
+    /// suffice. For a table in the file it is an operation that stores a reason.
+    template <typename Task>
+    auto readCells(const Task &task) const -> decltype(task())
+    {
+        std::optional<LastError> operation;
+        if (isInFile())
+            operation.emplace();
+        try {
+            return task();
+        } catch (const std::bad_alloc &) {
+            if (operation)
+                LastError::set(".err.memory");
+            return decltype(task())();
+        }
+    }
 
     /// Whether there is exactly one delimiter of one character, which all backends support.
     bool hasSingleDelimiter() const
@@ -252,6 +274,7 @@ public:
         return decimalPoint() != '.' && outputDelimiter().contains(QLatin1Char(decimalPoint()));
     }
 
+    int mostRows = csvMostRows; // of a table in the file
     bool demandParse = false;
     bool escapesFormulas = false;
     CSVHeaders headers;

@@ -70,7 +70,7 @@ bool CSVTablePrivate::readRecords()
     };
     const QuotedFormat<char> format = {delimiter.toLatin1(), units(textData->usableComment()),
                                        units(textData->commentException)};
-    auto records = std::make_unique<CSVRecordData>(format, holeValue);
+    auto records = std::make_unique<CSVRecordData>(format, holeValue, mostRows);
     if (!detectedEncoding.isEmpty())
         records->setEncoding(Encoding(detectedEncoding));
     Progress *const reporter = progress;

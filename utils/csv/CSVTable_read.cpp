@@ -2,6 +2,7 @@
 
 #include "utils/base/Encoding_p.h"
 #include "utils/base/LastError_p.h"
+#include "utils/csv/CSVReader_p.h"
 #include "utils/csv/CSVTable_p.h"
 #include "utils/csv/backends/CSVFileData_p.h"
 #include "utils/files/File.h"
@@ -55,6 +56,7 @@ bool CSVTablePrivate::readInFile()
     auto inFile = std::make_unique<CSVFileData>(byteDelimiter());
     inFile->source = QFileInfo(path).absoluteFilePath();
     inFile->reader.setHoleValue(holeValue);
+    CSVReaderPrivate::of(inFile->reader).mostRows = mostRows;
     if (!detectedEncoding.isEmpty()) {
         inFile->reader.setEncoding(detectedEncoding);
         inFile->setEncoding(Encoding(detectedEncoding));
@@ -156,7 +158,7 @@ bool CSVTablePrivate::setDecodedBytes(QByteArray bytes)
 
 bool CSVTable::hasHeader() const
 {
-    return emptyWithoutMemory([&] {
+    return d->readCells([&] {
         const QStringList fields = data(0);
         return std::any_of(fields.begin(), fields.end(), [&](const QString &field) {
             bool isNumber = false;
@@ -171,12 +173,12 @@ int CSVTable::numRows() const { return d->current().numRows(); }
 
 int CSVTable::numColumns(int row) const
 {
-    return emptyWithoutMemory([&] { return d->current().numColumns(row); });
+    return d->readCells([&] { return d->current().numColumns(row); });
 }
 
 bool CSVTable::isEmpty(int row, int col) const
 {
-    return !emptyWithoutMemory([&] { return !d->current().isEmpty(row, col); });
+    return !d->readCells([&] { return !d->current().isEmpty(row, col); });
 }
 
 } // namespace Utils

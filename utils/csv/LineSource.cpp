@@ -2,10 +2,11 @@
 
 #include "utils/base/ByteScan_p.h"
 #include "utils/base/Limits_p.h"
-#include "utils/csv/cells/Cells_p.h"
 #include "utils/feedback/Progress.h"
 
+#include <cerrno>
 #include <cstring>
+#include <limits>
 #include <new>
 
 namespace Utils {
@@ -19,9 +20,9 @@ static OwnedFile withoutBuffer(OwnedFile file)
     return file;
 }
 
-LineSource::LineSource(OwnedFile file)
+LineSource::LineSource(OwnedFile file, int mostLines)
     : m_file(withoutBuffer(std::move(file)), std::numeric_limits<qint64>::max(), window,
-             csvMostRows)
+             static_cast<std::size_t>(mostLines))
 {}
 
 bool LineSource::findLines(Progress *progress)
@@ -52,38 +53,50 @@ LineSource::Line LineSource::line(int number)
                 return line;
             }
         }
-        if (readByBlocks(start, line.holder)) {
+        readByBlocks(start, start + size, line);
+        if (line.error == 0) {
             line.holder.reserve(line.holder.size() + scanPadding);
             line.begin = line.holder.constData();
             line.end = line.begin + line.holder.size();
             return line;
         }
     } catch (const std::bad_alloc &) {
-        // treated as a line that cannot be read
+        line.error = ENOMEM;
     }
     Line none;
     none.isRead = false;
+    none.error = line.error;
     return none;
 }
 
-/// Reads a line that may contain zero bytes. A zero byte hides the bytes after it up to the end of
-/// the block; blocks count from the start of the line. False when the line cannot be read to its
-/// end.
-bool LineSource::readByBlocks(qint64 offset, QByteArray &line)
+/// Reads a line that may contain zero bytes, from \p offset to \p end. A zero byte hides the bytes
+/// after it up to the end of the block; blocks count from the start of the line. Sets the error
+/// when the line cannot be read to its end.
+void LineSource::readByBlocks(qint64 offset, qint64 end, Line &line)
 {
     char block[blockSize];
     while (true) {
+        errno = 0;
         const auto [count, hasFailed] = m_file.readAt(offset, block, blockSize);
+        const int error = errno == 0 ? EIO : errno;
         const void *const zero = std::memchr(block, '\0', static_cast<std::size_t>(count));
-        const char *end = zero ? static_cast<const char *>(zero) : block + count;
-        const void *const feed = std::memchr(block, '\n', static_cast<std::size_t>(end - block));
+        const char *next = zero ? static_cast<const char *>(zero) : block + count;
+        const void *const feed = std::memchr(block, '\n', static_cast<std::size_t>(next - block));
         if (feed)
-            end = static_cast<const char *>(feed);
-        if (line.size() > maxByteCount - blockSize)
+            next = static_cast<const char *>(feed);
+        if (line.holder.size() > maxByteCount - blockSize)
             throw std::bad_alloc();
-        line.append(block, static_cast<int>(end - block));
-        if (feed || hasFailed || count == 0)
-            return feed || !hasFailed;
+        line.holder.append(block, static_cast<int>(next - block));
+        if (feed)
+            return;
+        if (hasFailed) {
+            line.error = error;
+            return;
+        }
+        if (count == 0) {
+            line.isCut = offset < end && m_file.isOpen();
+            return;
+        }
         offset += count;
     }
 }

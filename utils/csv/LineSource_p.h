@@ -1,10 +1,9 @@
 #pragma once
 
 #include "utils/base/LineFile_p.h"
+#include "utils/csv/cells/Cells_p.h"
 
 #include <QByteArray>
-
-#include <limits>
 
 namespace Utils {
 
@@ -23,10 +22,13 @@ public:
         const char *begin = nullptr;
         const char *end = nullptr;
         bool isRead = true; ///< false when it could not be read; empty then
+        int error = 0;      ///< why it could not be read (errno)
+        bool isCut = false; ///< whether the file has become shorter, and the end is missing
         QByteArray holder;
     };
 
-    explicit LineSource(OwnedFile file);
+    /// \p mostLines is the largest number of lines, beyond which findLines() fails.
+    explicit LineSource(OwnedFile file, int mostLines = csvMostRows);
     LineSource(const LineSource &) = delete;
     LineSource &operator=(const LineSource &) = delete;
 
@@ -48,7 +50,7 @@ public:
     Line line(int number);
 
 private:
-    bool readByBlocks(qint64 offset, QByteArray &line);
+    void readByBlocks(qint64 offset, qint64 end, Line &line);
 
     LineFile m_file;
 };

@@ -82,8 +82,8 @@ public:
     using Visitor = std::function<bool(const CSVRow &row)>;
 
     /// Calls \p visitor with each row from \p firstRow, which is not negative, to \p lastRow or to
-    /// the last row. Returns false, and calls it no more, when it returns false. The visitor may
-    /// change the rows.
+    /// the last row. Returns false, and calls it no more, when it returns false, and, with a
+    /// reason, when a row cannot be read completely. The visitor may change the rows.
     virtual bool visit(int firstRow, int lastRow, const Visitor &visitor) = 0;
 
     /// A number that changes with the existing rows, and that no other backend of the process

@@ -1,5 +1,7 @@
 #include "utils/csv/backends/CSVFileData_p.h"
 
+#include "utils/base/LastError_p.h"
+#include "utils/csv/CSVReader_p.h"
 #include "utils/csv/cells/CSVRowBuilder_p.h"
 
 namespace Utils {
@@ -10,7 +12,14 @@ bool CSVFileData::visit(int firstRow, int lastRow, const Visitor &visitor)
     CSVRowBuilder cells(decimalPoint(), holeValue);
     for (qint64 next = firstRow; next <= lastRow && next < numRows(); ++next) {
         const auto row = static_cast<int>(next);
-        QList<QByteArray> fields = reader.data(row);
+        QList<QByteArray> fields;
+        {
+            const LastError operation; // apart from those of the visitor
+            bool isComplete = false;
+            fields = CSVReaderPrivate::of(reader).fieldsOf(row, &isComplete);
+            if (!isComplete)
+                return false;
+        }
         if (m_encoding.isValid()) {
             for (QByteArray &field : fields)
                 field = m_encoding.partToUtf8(field);

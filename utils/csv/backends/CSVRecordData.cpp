@@ -1,5 +1,6 @@
 #include "utils/csv/backends/CSVRecordData_p.h"
 
+#include "utils/base/LastError_p.h"
 #include "utils/csv/cells/CSVRowBuilder_p.h"
 #include "utils/csv/cells/CSVText_p.h"
 
@@ -45,7 +46,7 @@ QByteArray CSVRecordData::contentsOf(const char *begin, const char *end) const
 }
 
 /// The fields of a row, empty when it does not exist. A row that cannot be read has a single empty
-/// field, and is read again by the next call.
+/// field, and is read again by the next call; the reason is stored.
 const QList<QByteArray> &CSVRecordData::fieldsOf(int row)
 {
     static const QList<QByteArray> none;
@@ -165,7 +166,10 @@ bool CSVRecordData::visit(int firstRow, int lastRow, const Visitor &visitor)
     CSVRowBuilder cells(decimalPoint(), m_hole);
     for (qint64 next = firstRow; next <= lastRow && next < numRows(); ++next) {
         const auto row = static_cast<int>(next);
-        cells.startWith(fieldsOf(row), CSVRowBuilder::Exact);
+        {
+            const LastError operation; // apart from those of the visitor
+            cells.startWith(fieldsOf(row), CSVRowBuilder::Exact);
+        }
         if (m_row != row || !visitor(cells.row(row))) // it is not kept when it cannot be read
             return false;
     }

@@ -12,7 +12,9 @@ namespace Utils {
 class CSVRecordData final : public CSVData
 {
 public:
-    CSVRecordData(const QuotedFormat<char> &format, double hole) : m_format(format), m_hole(hole) {}
+    CSVRecordData(const QuotedFormat<char> &format, double hole, int mostRows = csvMostRows)
+        : m_format(format), m_hole(hole), m_file(mostRows)
+    {}
 
     /// Finds the rows of the file, see RecordFile::open().
     bool open(const QString &path, Progress *progress);

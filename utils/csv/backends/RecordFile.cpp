@@ -3,7 +3,6 @@
 #include "utils/base/FileName_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/base/Utf8_p.h"
-#include "utils/csv/cells/Cells_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/platform/Platform.h"
 
@@ -19,7 +18,7 @@ static const int blockSize = LineFile::blockSize; // of the steps of a reporter
 static const int scanSize = 16 * blockSize;       // searched at once
 static const qint64 maxRecordSize = 1 << 30;      // a list of fields holds no more
 
-RecordFile::RecordFile() : m_window({16 * 1024, 256 * 1024}) {}
+RecordFile::RecordFile(int mostRows) : m_mostRows(mostRows), m_window({16 * 1024, 256 * 1024}) {}
 
 bool RecordFile::open(const QString &path, const QuotedFormat<char> &format, Progress *progress)
 {
@@ -65,8 +64,10 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     const auto addRow = [&](int index) {
         const char *const begin = bytes.get() + index;
         const char *const end = bytes.get() + size;
-        hasTooMany = hasTooMany || numRows() == csvMostRows;
-        if (begin != end && !hasTooMany && !format.isComment(begin, end))
+        if (begin == end || hasTooMany || format.isComment(begin, end))
+            return;
+        hasTooMany = numRows() == m_mostRows;
+        if (!hasTooMany)
             m_starts.append(base + index);
     };
     const auto addRows = [&](quint64, quint64 rows, const Units<char> &, int from) {
@@ -76,7 +77,7 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     qint64 numTicks = 0;
     for (bool isEnd = false, isFirst = true; !isEnd; isFirst = false) {
         if (hasTooMany)
-            return csvTooManyRows(m_file.fileName());
+            return csvTooManyRows(m_file.fileName(), m_mostRows);
         const ByteWindow::Count more = readAt(base + kept, bytes.get() + kept, scanSize);
         if (more.hasFailed)
             return false;
@@ -95,7 +96,7 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     m_starts.squeeze();
     if (scanner.isInQuotes())
         m_openQuoteLine = lineAt(startOf(numRows() - 1));
-    return !hasTooMany || csvTooManyRows(m_file.fileName());
+    return !hasTooMany || csvTooManyRows(m_file.fileName(), m_mostRows);
 }
 
 /// The number of the line in the file, from 1 on, at \p offset; 1 when it cannot be read.
@@ -119,17 +120,23 @@ RecordFile::Record RecordFile::record(int row)
     const Record none = {nullptr, nullptr, false};
     const qint64 start = startOf(row);
     const qint64 size = (row + 1 < numRows() ? startOf(row + 1) : m_end) - start;
-    if (size > maxRecordSize)
-        return none;
     try {
+        if (size > maxRecordSize)
+            throw std::bad_alloc();
         const auto read = [this](qint64 offset, char *bytes, int count) {
             return readAt(offset, bytes, count);
         };
         const ByteWindow::View view = m_window.view(start, static_cast<int>(size), read);
-        if (view.size.hasFailed)
+        if (view.size.hasFailed) {
+            LastError::cannotRead(m_file);
             return none;
-        return {view.begin, view.begin + view.size.count, view.size.count == size};
+        }
+        const bool isWhole = view.size.count == size;
+        if (!isWhole)
+            LastError::setFor(".err.shorter", m_file.fileName());
+        return {view.begin, view.begin + view.size.count, isWhole};
     } catch (const std::bad_alloc &) {
+        LastError::set(".err.memory");
         return none;
     }
 }

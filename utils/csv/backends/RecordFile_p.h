@@ -2,6 +2,7 @@
 
 #include "utils/base/ByteWindow_p.h"
 #include "utils/base/LineFile_p.h"
+#include "utils/csv/cells/Cells_p.h"
 #include "utils/csv/cells/QuoteScanner_p.h"
 
 #include <QFile>
@@ -19,7 +20,8 @@ class Progress;
 class RecordFile
 {
 public:
-    RecordFile();
+    /// \p mostRows is the largest number of rows of a file.
+    explicit RecordFile(int mostRows = csvMostRows);
 
     /// The bytes of a row, with its line break, and perhaps with comments after it.
     struct Record
@@ -49,7 +51,7 @@ public:
     qint64 openQuoteLine() const { return m_openQuoteLine; }
 
     /// An existing row. Valid until the next call. When the file has become shorter, the part of
-    /// the row that remains.
+    /// the row that remains. Stores a reason when the row is not complete.
     Record record(int row);
 
 private:
@@ -58,6 +60,7 @@ private:
     ByteWindow::Count readAt(qint64 offset, char *bytes, int size);
     qint64 lineAt(qint64 offset);
 
+    const int m_mostRows;
     QFile m_file;
     LineStarts m_starts;
     qint64 m_end = 0;

@@ -4,9 +4,9 @@
 
 namespace Utils {
 
-bool csvTooManyRows(const QString &path)
+bool csvTooManyRows(const QString &path, int most)
 {
-    return LastError::set(".err.tooManyRows", {path, QString::number(csvMostRows)});
+    return LastError::set(".err.tooManyRows", {path, QString::number(most)});
 }
 
 double &csvHoleValue()

@@ -22,8 +22,8 @@ constexpr int csvReach = 1 << 24;
 /// The largest number of rows, for which their count and their indexes are ints.
 constexpr int csvMostRows = std::numeric_limits<int>::max();
 
-/// Stores the reason that the file \p path has more rows. Returns false.
-bool csvTooManyRows(const QString &path);
+/// Stores the reason that the file \p path has more than \p most rows. Returns false.
+bool csvTooManyRows(const QString &path, int most);
 
 /// The fields from \p firstCol to \p lastCol, or to the end when \p lastCol is smaller.
 template <typename Row>
