@@ -8,6 +8,7 @@
 
 #include <QtTest>
 
+#include <algorithm>
 #include <memory>
 
 using Utils::Settings;
@@ -73,6 +74,28 @@ private Q_SLOTS:
         QVERIFY2(time.elapsed() < 2000, "longer than many intervals");
         QVERIFY(setByChild("a", "6"));
         QTRY_COMPARE(seen(), QStringList({"sig(a, 5)", "sig(a, 6)"}));
+    }
+
+    void reportsAChangeAtTheNextCheck()
+    {
+        const int interval = 100; // ms, the shortest
+        const int numChanges = 20;
+        const SettingsWatch watch(interval);
+        QList<qint64> delays; // ms from the change of the file to the report
+        m_recorder->reaction = [&] {
+            const QDateTime changed = QFileInfo(SettingsHome::file()).lastModified();
+            delays.append(changed.msecsTo(QDateTime::currentDateTime()));
+        };
+
+        for (int i = 1; i <= numChanges; ++i) {
+            QVERIFY(setByChild("g/b", qPrintable(QString::number(100 + i))));
+            QTRY_COMPARE(seen().size(), i);
+        }
+
+        std::sort(delays.begin(), delays.end());
+        qInfo("%d ms at an interval of %d ms, and at most %d ms", int(delays.at(numChanges / 2)),
+              interval, int(delays.last()));
+        QVERIFY2(delays.first() <= interval + 20, "even the fastest one was not at the next check");
     }
 
     void isHeardInBothProcesses()
