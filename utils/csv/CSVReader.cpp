@@ -120,14 +120,13 @@ void CSVReaderPrivate::cutField(const char *&begin, const char *&end, int col) c
     begin = end;
 }
 
-LineSource::Line CSVReaderPrivate::line(int row) const
+/// Stores why a line is not complete.
+void CSVReaderPrivate::storeReason(const LineSource::Line &line) const
 {
-    LineSource::Line line = row == 0 && decoded.hasMark ? firstLine() : source->line(row);
-    if (!line.isRead)
-        LastError::cannotRead(path, line.error);
-    else if (line.isCut)
+    if (line.isRead)
         LastError::setFor(".err.shorter", path);
-    return line;
+    else
+        LastError::cannotRead(path, line.error);
 }
 
 QList<QByteArray> CSVReaderPrivate::fieldsOf(int row, bool *isComplete)
@@ -342,7 +341,7 @@ QByteArray CSVReader::data(int row, int col) const
         return {};
     if (col < 0)
         return readLine(row);
-    return data(row).value(col);
+    return d->fieldsOf(row).value(col);
 }
 
 QList<QByteArray> CSVReader::data(int row) const

@@ -36,8 +36,15 @@ public:
     int numRows() const { return source ? source->numLines() : 0; }
 
     /// An existing line. Stores a reason when it cannot be read or has been cut off.
-    LineSource::Line line(int row) const;
+    LineSource::Line line(int row) const
+    {
+        LineSource::Line line = row == 0 && decoded.hasMark ? firstLine() : source->line(row);
+        if (!line.isRead || line.isCut)
+            storeReason(line);
+        return line;
+    }
     LineSource::Line firstLine() const; // without a byte order mark
+    void storeReason(const LineSource::Line &line) const;
 
     QString toText(const char *begin, const char *end) const
     {

@@ -22,8 +22,8 @@ public:
         const char *begin = nullptr;
         const char *end = nullptr;
         bool isRead = true; ///< false when it could not be read; empty then
-        int error = 0;      ///< why it could not be read (errno)
         bool isCut = false; ///< whether the file has become shorter, and the end is missing
+        int error = 0;      ///< why it could not be read (errno)
         QByteArray holder;
     };
 
