@@ -107,8 +107,9 @@ private Q_SLOTS:
 
         QCOMPARE(contentsOf(target), expected);
         QCOMPARE(m_kelm.status, status);
-        QCOMPARE(m_kelm.error,
-                 status == 0 ? QString() : "kelm copy: \"" + target + "\" is there already\n");
+        QCOMPARE(m_kelm.error, status == 0
+                                   ? QString()
+                                   : "kelm copy: The file \"" + target + "\" exists already.\n");
     }
 
     void leavesAloneWhatIsNoFile_data()
@@ -164,8 +165,8 @@ private Q_SLOTS:
 
         QVERIFY(m_kelm.run({"copy", m_folder.filePath("in"), m_folder.filePath("out")}));
 
-        QCOMPARE(m_kelm.error, "kelm copy: 1 of 2 files could not be copied, the first is \"" +
-                                   in("a.txt") + "\"\n");
+        QCOMPARE(m_kelm.error, "kelm copy: 1 of 2 files could not be copied: \"" + out("in/a.txt") +
+                                   "\" is a folder, not a file.\n");
         QCOMPARE(m_kelm.status, 1);
         QCOMPARE(contentsOf(out("in/sub/b.txt")), QByteArray("b"));
     }
@@ -234,9 +235,9 @@ private Q_SLOTS:
             QSKIP("No ordinary user can get at the program");
 
         QCOMPARE(m_kelm.error, isGood ? QString()
-                                      : "kelm copy: 1 of 2 files could not be copied, the first "
-                                        "is \"" +
-                                            in("a.txt") + "\"\n");
+                                      : "kelm copy: 1 of 2 files could not be copied: You have no "
+                                        "permission to write \"" +
+                                            out("in/a.txt") + "\".\n");
         QCOMPARE(m_kelm.status, isGood ? 0 : 1);
     }
 
@@ -255,6 +256,25 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.error, "kelm copy: Cannot read the folder \"" + in("sub") + "\"\n");
         QCOMPARE(m_kelm.status, 1);
         QCOMPARE(contentsOf(out("in/a.txt")), QByteArray("a"));
+    }
+
+    void tellsOfAFolderThatItCannotMake()
+    {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
+        QVERIFY(QDir().mkpath(in("empty")));
+        QVERIFY(QDir().mkpath(out("")));
+        openToAll();
+        QFile::setPermissions(m_folder.filePath("out"), QFile::Permissions(0x5555));
+
+        const bool isRun =
+            m_kelm.runAsOrdinaryUser({"copy", in("empty"), m_folder.filePath("out")});
+        QFile::setPermissions(m_folder.filePath("out"), QFile::Permissions(0x7777));
+        if (!isRun)
+            QSKIP("No ordinary user can get at the program");
+
+        QCOMPARE(m_kelm.error,
+                 "kelm copy: The folder \"" + out("empty") + "\" cannot be created.\n");
+        QCOMPARE(m_kelm.status, 1);
     }
 
     void tellsWhatIsWrong_data()
@@ -277,9 +297,10 @@ private Q_SLOTS:
         QTest::newRow("missing") << QStringList{folder + "/no", folder + "/x"} << 1
             << "The file \"" + folder + "/no\" does not exist.";
         QTest::newRow("no such folder") << QStringList{file, folder + "/no/x"} << 1
-            << "Cannot copy \"" + file + "\" to \"" + folder + "/no/x\"";
+            << "\"" + file + "\" could not be copied to \"" + folder + "/no/x\": Cannot create "
+                   + folder + "/no/x for output";
         QTest::newRow("a folder into a file") << QStringList{folder + "/in/sub", file} << 1
-            << "1 of 1 files could not be copied, the first is \"" + folder + "/in/sub/b.txt\"";
+            << "1 of 1 files could not be copied: The folder \"" + file + "/sub\" cannot be created.";
         // clang-format on
     }
 

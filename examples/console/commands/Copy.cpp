@@ -31,11 +31,7 @@ static Result copyFile(const QString &source, const QString &target, int overwri
                              : Data::String(target);
     if (isDevice(path))
         return failed(QString("Cannot replace \"%1\": It is no file").arg(path));
-    if (File::copy(source, target, overwrite))
-        return good();
-    return overwrite == 0 && QFileInfo::exists(path)
-               ? failed(QString("\"%1\" is there already").arg(path))
-               : failed(QString("Cannot copy \"%1\" to \"%2\"").arg(source, target));
+    return File::copy(source, target, overwrite) ? good() : failed(File::lastError());
 }
 
 static bool hasSameContents(const QString &one, const QString &other)
@@ -114,18 +110,23 @@ static Result copyFolder(const QString &source, const QString &target, int overw
         return failed(QString("Cannot make the folder \"%1\": There is a file").arg(inTheWay));
     if (File::copyDir(source, target, overwrite, /*cancelable=*/true) < 0)
         return cancelled();
+    const QString reason = File::lastError();
 
     const QStringList failedFiles = copy.failedFiles();
-    if (!failedFiles.isEmpty())
-        return failed(QString("%1 of %2 files could not be copied, the first is \"%3\"")
-                          .arg(failedFiles.size())
-                          .arg(copy.numFiles())
-                          .arg(failedFiles.first()));
+    if (!failedFiles.isEmpty()) {
+        const QString count = QString("%1 of %2 files could not be copied")
+                                  .arg(failedFiles.size())
+                                  .arg(copy.numFiles());
+        return failed(reason.isEmpty()
+                          ? QString("%1, the first is \"%2\"").arg(count, failedFiles.first())
+                          : QString("%1: %2").arg(count, reason));
+    }
     const QString problem = whyUnreadableFolder(source, /*recursive=*/true);
     if (!problem.isEmpty())
         return failed(problem);
-    return File::isDir(copy.target()) ? good()
-                                      : failed(QString("Cannot make \"%1\"").arg(copy.target()));
+    if (File::isDir(copy.target()))
+        return good();
+    return failed(reason.isEmpty() ? QString("Cannot make \"%1\"").arg(copy.target()) : reason);
 }
 
 static Result run(const QCommandLineParser &given, Host &)
