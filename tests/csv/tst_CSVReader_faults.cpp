@@ -275,6 +275,11 @@ private Q_SLOTS:
         }
         QCOMPARE(reader.data(7), Fields{""});
         QCOMPARE(reason(), QString());
+
+        CSVReader withZero;
+        QVERIFY(withZero.read(this->file(QByteArray("a,1\nb,2\0c", 9))));
+        QCOMPARE(withZero.data(1), (Fields{"b", "2"}));
+        QCOMPARE(reason(), QString());
     }
 
     void hasAllRowsInFrontOfWhatCannotBeRead()

@@ -253,8 +253,8 @@ public:
     /// Without \p flush the contents are not forced to the disk, which takes most of the time. They
     /// are then protected from a kill and a full disk, but not from a power failure.
     ///
-    /// Streams of openWrite(), a LogFile, which appends, and Settings, which are always protected,
-    /// are not affected.
+    /// Streams of openWrite(), a LogFile, which starts empty and grows with each entry, and
+    /// Settings, which are always protected, are not affected.
     static void setSafeWriting(bool on, bool flush = true);
     static bool isSafeWriting();
 
