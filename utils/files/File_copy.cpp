@@ -81,6 +81,8 @@ static bool notCopied(const QFile &file, const QString &target)
     QFile source(file.fileName());
     if (!source.open(QIODevice::ReadOnly))
         return LastError::cannotRead(source);
+    if (!QFileInfo(QFileInfo(target).path()).isDir())
+        return LastError::setFor(".err.nofolder", target);
     return LastError::setFor(".err.copyfault", file.fileName(), target, file.errorString());
 }
 
