@@ -302,7 +302,8 @@ private:
             {"sum", [](const CSVTable &table) { return QString::number(table.checksum()); }},
             {"columns", [](const CSVTable &table) {
                  const QList<Utils::CSVColumn> columns = table.columns();
-                 return columns.isEmpty() ? QString() : QString::number(columns.first().numCells);
+                 return columns.isEmpty() ? QString()
+                                          : columns.first().label + QString::number(columns.first().numCells);
              }},
             {"escaped", [](const CSVTable &table) { return joined(table.escapedData(3, '\\')); }},
             {"line", [](const CSVTable &table) { return table.stringData(3); }},
@@ -319,6 +320,7 @@ private:
     static void readInFile(CSVTable &table, const QString &path, bool isQuoted)
     {
         table.setQuoting(isQuoted ? CSVTable::Rfc4180 : CSVTable::Classic);
+        table.setHeaderRows(1); // for columns()
         QVERIFY(table.read(path, limitOfNoBytes));
         QVERIFY(table.isDemandRead());
     }
@@ -823,7 +825,7 @@ private Q_SLOTS:
         }));
         QCOMPARE(numRows, 10);
         QCOMPARE(reason(), QString("shorter"));
-        QCOMPARE(table.columns().first().numCells, 40000);
+        QCOMPARE(table.columns().first().numCells, 39999);
         QCOMPARE(reason(), QString("shorter"));
     }
 
