@@ -267,8 +267,8 @@ public:
     /// Functions that cannot fail, such as File::join(), keep the reason.
     ///
     /// Some operations return true, or nothing, although a part of them failed: write() and others
-    /// on a full disk, copyDir(), move(), remove(). The reason is then that of the first part that
-    /// failed.
+    /// on a full disk, copyDir(), move(), remove(), access to rows of a table in its file. The
+    /// reason is then that of the first part that failed.
     static Data::String lastError();
 
     /// Opens a file to read its bytes. The caller closes the stream. Null when the file cannot be
