@@ -1,6 +1,9 @@
-// A test with a QGuiApplication, which writes what programs without one are to bear, and the same
-// program without one, which reads it.
+// A test that writes what programs are to bear, and the same program with and without a
+// QGuiApplication, which reads it.
 
+#ifndef _WIN32
+#include "tests/support/OrdinaryUser.h"
+#endif
 #include "tests/support/Print.h"
 #include "tests/support/SettingsHome.h"
 #include "utils/settings/IniText_p.h"
@@ -24,6 +27,7 @@
 #include <QtTest>
 
 #include <memory>
+#include <optional>
 
 #ifdef _WIN32
 static const char fileName[] = "/Company/Tests.ini";
@@ -91,14 +95,23 @@ static bool isHidden(const QVariant &value)
     return !value.isValid() || value == QVariantList{"1", QVariant()};
 }
 
-/// A program without a QGuiApplication, which ends with 0 when all is as it must be.
-static int runWithoutGui(const QByteArray &command)
+/// A program that reads the file, and ends with 0 when all is as it must be.
+static int runReader(const QByteArray &command)
 {
     QSettings::setDefaultFormat(QSettings::NativeFormat);
     SettingsHome::nameApplication();
     std::unique_ptr<QSettings> ofHost;
     if (command == "afterTheHost")
         ofHost = std::make_unique<QSettings>();
+#ifndef _WIN32
+    std::optional<OrdinaryUser> user;
+    if (command == "unwritable") {
+        const QString folder = qEnvironmentVariable("XDG_CONFIG_HOME");
+        QFile::setPermissions(folder + fileName, QFile::Permissions(0x4444));
+        QFile::setPermissions(folder + "/Company", QFile::Permissions(0x7755));
+        user.emplace(folder);
+    }
+#endif
     const QByteArray line = lineOf("v");
     int errors = 0;
     const auto check = [&](bool condition, const char *what) {
@@ -110,6 +123,11 @@ static int runWithoutGui(const QByteArray &command)
         Settings settings("g");
         if (command == "readable") {
             check(settings.getValue("v").isValid(), "the value is read");
+            return errors;
+        }
+        if (command == "unwritable") {
+            check(isHidden(settings.getValue("v", 5)), "it reads as the invalid value");
+            check(settings.getInt("other") == 7, "the other value is read");
             return errors;
         }
         check(settings.keys("") == QStringList({"other", "v"}), "the keys are there");
@@ -150,18 +168,18 @@ private:
         file.write("[g]\nother=7\nv=" + value + "\n");
     }
 
-    static void runOther(const char *command)
+    static void runOther(const char *program, const char *command)
     {
         QProcess process;
         process.setProcessChannelMode(QProcess::MergedChannels);
-        process.start(QCoreApplication::applicationFilePath(), {"--without-gui", command});
+        process.start(QCoreApplication::applicationFilePath(), {program, command});
         QVERIFY(process.waitForFinished(60000));
         const QByteArray output = process.readAll();
         QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0, output);
     }
 
 private Q_SLOTS:
-    void keepsWhatNeedsAGuiApplication_data()
+    void keepsImagesUntilThereIsAGuiApplication_data()
     {
         QTest::addColumn<QByteArray>("value");
 
@@ -193,6 +211,21 @@ private Q_SLOTS:
             << stored({}, number(127) + number(8) + QByteArray("QBitmap", 8));
         QTest::newRow("bitmap in a value of two") << "1, " + stored(QBitmap(1, 1), QByteArray());
         QTest::newRow("bitmap in a stream of Qt 5") << QByteArray("@DateTime(\\0\\0\\0I\\0)");
+    }
+
+    void keepsImagesUntilThereIsAGuiApplication()
+    {
+        QFETCH(QByteArray, value);
+        write(value);
+
+        runOther("--with-gui", "readable");
+        runOther("--without-gui", "unbuilt");
+    }
+
+    void keepsWhatQtCannotReadSafely_data()
+    {
+        QTest::addColumn<QByteArray>("value");
+
         QTest::newRow("list with too many elements") << stored({}, number(9) + number(0x7fffffff));
         QTest::newRow("polygon with too many points")
             << stored({}, number(71) + number(0x7fffffff));
@@ -201,27 +234,53 @@ private Q_SLOTS:
             << stored({}, number(72) + number(8) + number(10) + number(0x7fffffff));
         QTest::newRow("region with too many points")
             << stored({}, number(72) + number(8) + number(3) + number(0x7fffffff));
+        QTest::newRow("gradient with too many stops")
+            << stored({}, number(66) + char(Qt::LinearGradientPattern) + QByteArray(11, 0) +
+                              number(0) + number(0x7fffffff));
+        QTest::newRow("pen with too many dashes") << stored(
+            {}, number(77) + char(Qt::CustomDashLine) + QByteArray(8, 0) + char(Qt::NoBrush) +
+                    QByteArray(11, 0) + QByteArray(8, 0) + number(0x7fffffff));
         QTest::newRow("easing curve") << stored(QEasingCurve(), QByteArray());
+        QTest::newRow("easing curve after images")
+            << stored(QVariantList{pixmap(), QIcon(pixmap()), QCursor(pixmap()), QBitmap(2, 2),
+                                   QBrush(pixmap()), QEasingCurve()},
+                      QByteArray());
+        QTest::newRow("easing curve in a value of two")
+            << "1, " + stored(QEasingCurve(), QByteArray());
         QTest::newRow("date in an unknown time zone") << dateIn("Nowhere/Nothing");
         QTest::newRow("date of no kind") << dateIn({});
         QTest::newRow("lists in lists")
             << stored({}, (number(9) + number(1)).repeated(100'000) + number(0) + number(-1));
     }
 
-    void keepsWhatNeedsAGuiApplication()
+    void keepsWhatQtCannotReadSafely()
     {
         QFETCH(QByteArray, value);
-        write(value);
 
-        runOther("unbuilt");
+        write(value);
+        runOther("--without-gui", "unbuilt");
+        write(value);
+        runOther("--with-gui", "unbuilt");
     }
 
     void keepsItThoughTheHostHasReadTheFile()
     {
         write(stored(pixmap(), QByteArray()));
+        runOther("--without-gui", "afterTheHost");
 
-        runOther("afterTheHost");
+        write(stored(QEasingCurve(), QByteArray()));
+        runOther("--with-gui", "afterTheHost");
     }
+
+#ifndef _WIN32
+    void readsAFileThatCannotBeWritten()
+    {
+        write(stored(QEasingCurve(), QByteArray()));
+
+        runOther("--with-gui", "unwritable");
+        QVERIFY(QFile::remove(home->path() + fileName));
+    }
+#endif
 
     void readsWhatNeedsNone_data()
     {
@@ -252,7 +311,8 @@ private Q_SLOTS:
         QFETCH(QVariant, value);
         write(stored(value, QByteArray()));
 
-        runOther("readable");
+        runOther("--without-gui", "readable");
+        runOther("--with-gui", "readable");
     }
 
     void readsAllWithAGuiApplication()
@@ -270,7 +330,11 @@ private Q_SLOTS:
 int main(int argc, char *argv[])
 {
     if (argc == 3 && QByteArray(argv[1]) == "--without-gui")
-        return runWithoutGui(argv[2]);
+        return runReader(argv[2]);
+    if (argc == 3 && QByteArray(argv[1]) == "--with-gui") {
+        const QGuiApplication application(argc, argv);
+        return runReader(argv[2]);
+    }
     home = std::make_unique<SettingsHome>();
     QGuiApplication application(argc, argv);
     SettingsHome::nameApplication();

@@ -40,7 +40,7 @@ static bool isWholeVariant(const QString &text)
     const int start = text.indexOf(QLatin1Char('(')) + 1;
     const QByteArray bytes = text.mid(start, text.size() - start - 1).toLatin1();
     const auto version = isDateTime ? QDataStream::Qt_5_6 : QDataStream::Qt_4_0;
-    if (!isReadableWithoutGui(bytes, version))
+    if (!isReadable(bytes, version, Images::Refused))
         return false;
     QDataStream stream(bytes);
     stream.setVersion(version);

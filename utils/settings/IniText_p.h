@@ -32,8 +32,8 @@ QByteArray writeValue(const QVariant &value);
 /// Reads all values that \p text contains. Of a key that occurs twice, the same one counts as in
 /// QSettings.
 ///
-/// Without a QGuiApplication, a value that Qt cannot build without one is an UnbuiltValue, and so
-/// are others that it cannot read safely.
+/// A value that Qt cannot read safely is an UnbuiltValue, and without a QGuiApplication so is one
+/// that cannot be built without it.
 QSettings::SettingsMap read(const QByteArray &text);
 
 /// The texts that \p written, which follows the "=" of a line of UTF-8, stands for: several when it

@@ -75,7 +75,8 @@ static QVariant streamedValueOf(const QString &text, const QString &data, bool i
 {
     const QByteArray bytes = data.toLatin1();
     const QDataStream::Version version = streamVersion(isDateTime);
-    if (!hasGuiApplication() && !isReadableWithoutGui(bytes, version))
+    const Images images = hasGuiApplication() ? Images::Built : Images::Refused;
+    if (!isReadable(bytes, version, images))
         return QVariant::fromValue(UnbuiltValue{text});
     QDataStream stream(bytes);
     stream.setVersion(version);

@@ -79,12 +79,6 @@ SettingsFile &SettingsFile::at(const QString &path)
     return *file.release();
 }
 
-bool SettingsFile::isAnyChanged()
-{
-    return std::any_of(files().cbegin(), files().cend(),
-                       [](const SettingsFile *file) { return file->m_isChanged; });
-}
-
 void SettingsFile::storeAll()
 {
     const QList<SettingsFile *> all = files().values();

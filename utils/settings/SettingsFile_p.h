@@ -28,13 +28,12 @@ public:
     /// host; and on Windows, where QSettings keeps the order of keys, which our format does not.
     static SettingsFile *of(const QSettings &settings);
 
-    /// Whether any file has changes that are not on the disk yet. The constructor of a plain
-    /// QSettings for such a file would write them without the checks.
-    static bool isAnyChanged();
+    /// Stores the changes of all files. To be called before a QSettings is constructed: a plain one
+    /// would write them without the checks.
     static void storeAll();
 
-    /// A QSettings that reads what a default-constructed one reads, but writes in our format, if it
-    /// can.
+    /// A QSettings for the files of a default-constructed one that reads and writes them in our
+    /// format, if it can: values that Qt cannot read safely are not built.
     static std::unique_ptr<QSettings> openSafely();
 
     /// Whether QSettings can find \p key. A file that was edited by hand may contain keys that it

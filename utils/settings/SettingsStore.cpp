@@ -15,18 +15,10 @@ StoreObserver *SettingsStore::s_observer = nullptr;
 
 static std::unique_ptr<QSettings> openSettings()
 {
-    if (SettingsFile::isAnyChanged()) {
-        SettingsFile::storeAll();
-        if (SettingsFile::isAnyChanged())
-            return SettingsFile::openSafely();
-    }
-    // A plain QSettings reads values that end the process when there is no QGuiApplication.
-    if (!hasGuiApplication()) {
-        static const int type = qRegisterMetaTypeStreamOperators<UnbuiltValue>();
-        Q_UNUSED(type)
-        return SettingsFile::openSafely();
-    }
-    return std::make_unique<QSettings>();
+    static const int type = qRegisterMetaTypeStreamOperators<UnbuiltValue>();
+    Q_UNUSED(type)
+    SettingsFile::storeAll();
+    return SettingsFile::openSafely();
 }
 
 SettingsStore::SettingsStore() : m_settings(openSettings()), m_file(SettingsFile::of(*m_settings))

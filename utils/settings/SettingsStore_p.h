@@ -21,9 +21,9 @@ public:
     virtual void removed(const QString &file, const QString &key) = 0; ///< and all below it
 };
 
-/// The QSettings of one Settings object and of its copies. Values are read from a plain QSettings,
-/// or without a QGuiApplication from a safe one, and changes are made in the writer of the file.
-/// Both share their values with each other QSettings for the file.
+/// The QSettings of one Settings object and of its copies. A plain one would build values that end
+/// the process, so values are read by that of SettingsFile::openSafely(); changes are made in the
+/// writer of the file. Both share their values with each other QSettings for the file.
 class SettingsStore
 {
 public:

@@ -32,7 +32,8 @@ namespace {
 class Check
 {
 public:
-    Check(const QByteArray &bytes, QDataStream::Version version) : m_stream(bytes)
+    Check(const QByteArray &bytes, QDataStream::Version version, Images images)
+        : m_stream(bytes), m_images(images)
     {
         m_stream.setVersion(version);
     }
@@ -45,6 +46,7 @@ public:
         case QMetaType::QBitmap:
         case QMetaType::QIcon:
         case QMetaType::QCursor:
+            return m_images == Images::Built && value(type);
         case QMetaType::QEasingCurve: // the address of a function of the process that has written
                                       // it
             return false;
@@ -164,7 +166,7 @@ private:
         const bool isGradient = style == Qt::LinearGradientPattern ||
                                 style == Qt::RadialGradientPattern ||
                                 style == Qt::ConicalGradientPattern;
-        bool isReadable = !isOld() || style != Qt::TexturePattern;
+        bool isReadable = !isOld() || style != Qt::TexturePattern || m_images == Images::Built;
         if (isGradient) {
             for (int i = isOld() ? 1 : 4; i > 0; --i)
                 read<qint32>(); // the type, spread and modes of the gradient
@@ -224,6 +226,7 @@ private:
     }
 
     QDataStream m_stream;
+    const Images m_images;
 };
 
 } // namespace
@@ -277,9 +280,9 @@ QVariant writable(const QVariant &value)
     }
 }
 
-bool isReadableWithoutGui(const QByteArray &bytes, QDataStream::Version version)
+bool isReadable(const QByteArray &bytes, QDataStream::Version version, Images images)
 {
-    return Check(bytes, version).variant();
+    return Check(bytes, version, images).variant();
 }
 
 } // namespace Utils

@@ -9,8 +9,8 @@
 
 namespace Utils {
 
-/// A value of a settings file that Qt cannot construct in this process, as its text in the file. It
-/// represents the value in memory, so that the value is written back unchanged.
+/// A value of a settings file that Qt cannot construct in this process, or not safely, as its text
+/// in the file. It represents the value in memory, so that the value is written back unchanged.
 struct UnbuiltValue
 {
     QString text;
@@ -24,13 +24,21 @@ QDataStream &operator>>(QDataStream &stream, UnbuiltValue &value);
 /// constructed.
 bool hasGuiApplication();
 
-/// Whether the QVariant in \p bytes can be read without a QGuiApplication.
+/// Whether a reader builds values that need a QGuiApplication: a QPixmap, QBitmap, QIcon or
+/// QCursor, and a QBrush with a QPixmap.
+enum class Images
+{
+    Refused,
+    Built
+};
+
+/// Whether Qt can read the QVariant in \p bytes safely.
 ///
-/// False for a QPixmap, QBitmap, QIcon or QCursor, for a QEasingCurve, for a date that is not
-/// writable, and for a value that contains one. Also false for a container or region that claims to
-/// have more elements than there are bytes, for which Qt would allocate memory, and for a container
-/// that is nested deeper than a hundred levels.
-bool isReadableWithoutGui(const QByteArray &bytes, QDataStream::Version version);
+/// False for a QEasingCurve, for a date that is not writable, and with Images::Refused for an
+/// image; and for a value that contains one of them. Also false for a container or region that
+/// claims to have more elements than there are bytes, for which Qt would allocate memory, and for a
+/// container that is nested deeper than a hundred levels.
+bool isReadable(const QByteArray &bytes, QDataStream::Version version, Images images);
 
 /// Whether QDataStream can write \p time. A date in a time zone that this system does not know ends
 /// the process.
