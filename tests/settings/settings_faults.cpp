@@ -320,6 +320,40 @@ static int failRenames(const QString &file)
     return 0;
 }
 
+static int failFlushes(const QString &file)
+{
+    const auto fail = reinterpret_cast<void (*)(int)>(dlsym(RTLD_DEFAULT, "failFlushes"));
+    const auto left = reinterpret_cast<int (*)()>(dlsym(RTLD_DEFAULT, "flushFailuresLeft"));
+    if (!fail || !left) {
+        std::printf("not preloaded");
+        return 2;
+    }
+    Settings settings;
+    setAll(settings, "old");
+    CHECK(settings.sync(), "nothing fails");
+    const QByteArray old = contentsOf(file);
+    const QDir folder = QFileInfo(file).dir();
+    const QStringList files = folder.entryList(QDir::Files);
+
+    setAll(settings, "new");
+    fail(1);
+    CHECK(!settings.sync(), "the flush fails");
+    CHECK(left() == 0, "it was tried");
+    Data::String reason;
+    CHECK(settings.status(&reason) == Settings::Failed, "told");
+    CHECK(reason == file + ": Input/output error", "%s", qPrintable(reason));
+    CHECK(contentsOf(file) == old, "the old file");
+    CHECK(settings.getString(keyOf(7)) == "new", "in memory");
+    CHECK(folder.entryList(QDir::Files) == files, "%s",
+          qPrintable(folder.entryList(QDir::Files).join(' ')));
+
+    CHECK(settings.sync(), "the next one does not");
+    CHECK(settings.status(&reason) == Settings::Stored && reason.isEmpty(), "%s",
+          qPrintable(reason));
+    CHECK(count(contentsOf(file), "new") == keys, "%d", count(contentsOf(file), "new"));
+    return 0;
+}
+
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
@@ -333,6 +367,8 @@ int main(int argc, char **argv)
         result = killWriters(file);
     else if (argc == 2 && std::strcmp(argv[1], "failRenames") == 0)
         result = failRenames(file);
+    else if (argc == 2 && std::strcmp(argv[1], "failFlushes") == 0)
+        result = failFlushes(file);
     else if (argc == 2 && std::strcmp(argv[1], "failCalls") == 0)
         result = failCalls(file);
     std::fflush(stdout);

@@ -1,5 +1,6 @@
 // Preloaded into a program, it lets chosen system calls on settings files fail: those that ask for
-// bytes or for what is known of a file whose name ends in ".conf", or replace such a file.
+// bytes or for what is known of a file whose name ends in ".conf", or replace such a file; and
+// those that flush a file to the disk, except locks.
 
 #include <cerrno>
 #include <cstdio>
@@ -19,6 +20,7 @@ int readsToFail = 0;
 int statsToPass = -1;
 int statsToFail = 0;
 int renamesToFail = 0;
+int flushesToFail = 0;
 
 bool isSettings(const std::string &path)
 {
@@ -27,13 +29,18 @@ bool isSettings(const std::string &path)
            path.compare(path.size() - ending.size(), ending.size(), ending) == 0;
 }
 
-bool isSettings(int file)
+std::string pathOf(int file)
 {
     char path[4096];
     const std::string link = "/proc/self/fd/" + std::to_string(file);
     const ssize_t size = readlink(link.c_str(), path, sizeof path);
-    return size > 0 && isSettings(std::string(path, static_cast<std::size_t>(size)));
+    return size > 0 ? std::string(path, static_cast<std::size_t>(size)) : std::string();
 }
+
+bool isSettings(int file) { return isSettings(pathOf(file)); }
+
+/// The lock of a settings file is flushed, too. The new file itself may have no name.
+bool isLock(int file) { return pathOf(file).find(".conf.lock") != std::string::npos; }
 
 bool fails(int &toPass, int &toFail)
 {
@@ -44,6 +51,15 @@ bool fails(int &toPass, int &toFail)
         return false;
     }
     return toFail > 0 && toFail-- > 0;
+}
+
+bool flushFails(int file)
+{
+    if (flushesToFail == 0 || isLock(file))
+        return false;
+    --flushesToFail;
+    errno = EIO;
+    return true;
 }
 
 } // namespace
@@ -63,6 +79,10 @@ __attribute__((visibility("default"))) void failStats(int passed, int failed)
 }
 
 __attribute__((visibility("default"))) void failRenames(int failed) { renamesToFail = failed; }
+
+__attribute__((visibility("default"))) void failFlushes(int failed) { flushesToFail = failed; }
+
+__attribute__((visibility("default"))) int flushFailuresLeft() { return flushesToFail; }
 
 __attribute__((visibility("default"))) int failuresLeft() { return readsToFail + statsToFail; }
 
@@ -117,6 +137,18 @@ __attribute__((visibility("default"))) int rename(const char *from, const char *
         return -1;
     }
     return next(from, to);
+}
+
+__attribute__((visibility("default"))) int fsync(int file)
+{
+    static const auto next = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "fsync"));
+    return flushFails(file) ? -1 : next(file);
+}
+
+__attribute__((visibility("default"))) int fdatasync(int file)
+{
+    static const auto next = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "fdatasync"));
+    return flushFails(file) ? -1 : next(file);
 }
 
 } // extern "C"

@@ -373,6 +373,8 @@ private Q_SLOTS:
 
     void survivesAFailedReplacement() { run("failRenames", /*isPreloaded=*/true); }
 
+    void survivesAFailedFlush() { run("failFlushes", /*isPreloaded=*/true); }
+
     void survivesReadErrors() { run("failCalls", /*isPreloaded=*/true); }
 };
 

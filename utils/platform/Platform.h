@@ -30,6 +30,10 @@ int openShared(const std::string &path);
 /// Sets the position of \p file, in bytes from its start, also beyond 2 GiB. False on failure.
 bool seekFile(std::FILE *file, std::int64_t position);
 
+/// Flushes what was written to the descriptor \p file to the disk. False, with the reason in errno,
+/// when that fails; true on a file system that does not support it.
+bool flushFile(int file);
+
 /// The kind of a directory entry.
 enum class Entry
 {

@@ -54,11 +54,14 @@ static auto uninterrupted(const Task &task) -> decltype(task())
     return result;
 }
 
-/// Whether all bytes of \p file are on the disk. A file system may not support that.
-static bool flushToDisk(int file)
+bool flushFile(int file)
 {
-    return uninterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOSYS ||
-           errno == EBADF; // a folder that may not be read
+    return uninterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOSYS;
+}
+
+static bool flushFolder(int folder)
+{
+    return flushFile(folder) || errno == EBADF; // it may not be read
 }
 
 namespace {
@@ -320,7 +323,7 @@ bool FileReplacement::State::keepAttributes()
 
 bool FileReplacement::State::finishDirectly(bool flush)
 {
-    if (flush && S_ISREG(old.st_mode) && !flushToDisk(file))
+    if (flush && S_ISREG(old.st_mode) && !flushFile(file))
         return fail(errno);
     const int written = file;
     file = -1;
@@ -350,7 +353,7 @@ bool FileReplacement::State::overwrite(bool flush)
     if (uninterrupted([&] { return ftruncate(target, size); }) != 0 ||
         (mode && fchmod(target, *mode) != 0))
         return fail(errno);
-    return !flush || flushToDisk(target) || fail(errno, Problem::NotConfirmed);
+    return !flush || flushFile(target) || fail(errno, Problem::NotConfirmed);
 }
 
 /// Renames the new content, which has a name, to the target if that does not exist. False, with
@@ -434,14 +437,14 @@ bool FileReplacement::finish(bool flush)
     if (!state.keepAttributes())
         return state.fail(errno);
     // A file system without files that have no name may report a full disk only now.
-    if ((flush || !state.temporary.empty()) && !flushToDisk(state.file))
+    if ((flush || !state.temporary.empty()) && !flushFile(state.file))
         return state.fail(errno);
     struct stat status;
     if (state.exists && fstat(state.target, &status) == 0 && status.st_nlink > 1)
         return state.overwrite(flush);
     if (!state.replace())
         return false;
-    return !flush || flushToDisk(state.folder) || state.fail(errno, Problem::NotConfirmed);
+    return !flush || flushFolder(state.folder) || state.fail(errno, Problem::NotConfirmed);
 }
 
 FileReplacement::Problem FileReplacement::problem() const { return m_state->problem; }

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include <io.h>
+
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
 
@@ -14,6 +16,14 @@ bool hasUtf8Paths() { return true; }
 
 /// The error number (errno) for the last error of the system.
 static int lastErrorNumber() { return errorNumber(GetLastError()); }
+
+bool flushFile(int file)
+{
+    if (FlushFileBuffers(reinterpret_cast<HANDLE>(_get_osfhandle(file))))
+        return true;
+    errno = lastErrorNumber();
+    return false;
+}
 
 /// The folder of \p path, with its separator, or "" for the current one.
 static std::wstring folderOf(const std::wstring &path)

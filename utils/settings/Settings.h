@@ -29,11 +29,11 @@ class SettingsStore;
 /// another process reads them at once. For many changes in a row use one object, or copies of it,
 /// which write once; see Status for the other moments.
 ///
-/// A settings file is replaced completely or not at all. When that fails, for instance on a full
-/// disk, the old file stays, and the changes stay in memory until the process ends. The write is
-/// tried again by each further change, each new object, the destructor of each object that has made
-/// changes, and sync(). A file that cannot be read completely is not written. status() reports both
-/// failures.
+/// A settings file is replaced completely or not at all, after the new one has been flushed to the
+/// disk. When one of these fails, for instance on a full disk, the old file stays, and the changes
+/// stay in memory until the process ends. The write is tried again by each further change, each new
+/// object, the destructor of each object that has made changes, and sync(). A file that cannot be
+/// read completely is not written. status() reports both failures.
 ///
 /// This protection does not cover
 /// - what a QSettings of the host writes, including the changes that are pending when it is

@@ -16,9 +16,11 @@ namespace Utils {
 ///
 /// QSettings itself treats an incomplete read as the whole file, and replaces the file by as much
 /// as the disk has room for. This class registers a QSettings format with the same text that checks
-/// both: a file that was not read completely is not written, and an incomplete write leaves the old
-/// file. QSettings then keeps the changes, which all its objects for the file share. This class
-/// keeps a QSettings, so that no change is lost while the disk is full.
+/// both: a file that was not read completely is not written, and an incomplete write, or one that
+/// cannot be flushed to the disk, leaves the old file. QSettings flushes, too, when it replaces the
+/// file, but ignores the result; this class flushes before that. QSettings then keeps the changes,
+/// which all its objects for the file share. This class keeps a QSettings, so that no change is
+/// lost while the disk is full.
 ///
 /// There is one object for each file. It exists until the process ends.
 class SettingsFile
