@@ -17,6 +17,7 @@
 //     limit:ms      how long a trial start may take
 //     time:ms       how long a run may take
 //     put:file=from replaces a file by a copy of another, or removes it if there is no other
+//     clock:        prints the clock of the system, in ms, when all steps are done and it ends
 //
 // Python reads its home and the program's name once in a process, so each test of these needs a new
 // process.
@@ -27,6 +28,7 @@
 #include "utils/script/ScriptManager.h"
 
 #include "tests/script/PythonStandIns.h"
+#include "tests/script/SystemClock.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/Limits.h"
 #include "tests/support/SystemCalls.h"
@@ -45,6 +47,7 @@ using Data::String;
 using Data::Variant;
 
 static FakeHost host;
+static bool showsClock = false;
 
 static void print(const QString &line)
 {
@@ -102,6 +105,8 @@ static void execute(const QString &step, const QString &text)
         const QString path = text.section('=', 0, 0);
         QFile::remove(path);
         QFile::copy(text.section('=', 1), path);
+    } else if (step == "clock") {
+        showsClock = true;
     } else {
         print("unknown: " + step);
     }
@@ -132,5 +137,7 @@ int main(int argc, char **argv)
         else
             execute(step, argument.section(':', 1));
     }
+    if (showsClock)
+        print(QString::number(systemClock()));
     return 3;
 }

@@ -108,6 +108,16 @@ private Q_SLOTS:
         QVERIFY(d->engine.validate(QString::fromUtf8(code.repeated(18))));
     }
 
+    void takesASumOfHalfAsManyLinksAsParts()
+    {
+        const Code sum{"x = 1", "+1", "\n"};
+        const std::size_t stack = 64 << 20;
+        QVERIFY(d->engine.runCode("pass\n"));
+
+        QVERIFY(!Utils::isTooDeepForPython(sum.repeated(130'000), stack));
+        QVERIFY(Utils::isTooDeepForPython(sum.repeated(132'000), stack));
+    }
+
     void tellsThatCodeIsTooDeep()
     {
 #ifdef __SANITIZE_ADDRESS__
