@@ -188,6 +188,15 @@ static QByteArray documentOf(int elements)
     return text + "</test>\n";
 }
 
+/// A document whose root has so many attributes, in an order that is not the written one.
+static QByteArray rootOf(int attributes)
+{
+    QByteArray text = "<!DOCTYPE test>\n<test";
+    for (int i = 0; i < attributes; ++i)
+        text += " key" + QByteArray::number(attributes - i) + "=\"1\"";
+    return text + "/>\n";
+}
+
 static QByteArray tagTextOf(int tags)
 {
     QByteArray text;
@@ -606,6 +615,20 @@ static const std::vector<Operation> documentOperations = {
          Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
          String error;
          document.open(written("document.xml", documentOf(count)), "test", error);
+         return timeOf([&] { document.write(pathOf("out.xml")); });
+     }},
+    {"Document::open, attributes of one element", 10000,
+     [](int count) {
+         const QString path = written("document.xml", rootOf(count));
+         Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
+         String error;
+         return timeOf([&] { document.open(path, "test", error); });
+     }},
+    {"Document::write, attributes of one element", 10000,
+     [](int count) {
+         Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
+         String error;
+         document.open(written("document.xml", rootOf(count)), "test", error);
          return timeOf([&] { document.write(pathOf("out.xml")); });
      }},
     {"Document::replaceInValues", 1000,

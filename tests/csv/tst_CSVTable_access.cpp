@@ -723,8 +723,10 @@ private Q_SLOTS:
         CSVTable table;
         table.setHoleValue(-7.0);
         makeTable(table, storage, folder, "1.5{mm},,x, 25 ,1e3,inf\n");
+        int visits = 0;
 
-        table.visit(0, 0, [&](const CSVRow &row) {
+        const bool isVisited = table.visit(0, 0, [&](const CSVRow &row) {
+            ++visits;
             for (int col = 0; col < row.size(); ++col) {
                 bool ok = true;
                 bool expectedOk = true;
@@ -736,6 +738,9 @@ private Q_SLOTS:
             COMPARE(row[3].number(), 25.0);
             return true;
         });
+
+        QVERIFY(isVisited);
+        QCOMPARE(visits, 1);
     }
 
     void visitsTheRowsOfARange_data()
@@ -795,8 +800,10 @@ private Q_SLOTS:
         const QByteArray bytes = "ab, cd \nef";
         CSVTable table;
         table.setData(bytes);
+        int visits = 0;
 
-        table.visit(0, 0, [&](const CSVRow &row) {
+        const bool isVisited = table.visit(0, 0, [&](const CSVRow &row) {
+            ++visits;
             COMPARE(row[0].bytes() == bytes.constData(), true);
             COMPARE(row[0].size(), 2);
             COMPARE(row[1].bytes() == bytes.constData() + 4, true);
@@ -805,6 +812,9 @@ private Q_SLOTS:
             COMPARE(row[1].characters() == nullptr, true);
             return true;
         });
+
+        QVERIFY(isVisited);
+        QCOMPARE(visits, 1);
     }
 
     void showsTextWhereItIs()
@@ -812,14 +822,19 @@ private Q_SLOTS:
         const Data::String text = "ab, cd \nef";
         CSVTable table;
         table.setData(text);
+        int visits = 0;
 
-        table.visit(0, 0, [&](const CSVRow &row) {
+        const bool isVisited = table.visit(0, 0, [&](const CSVRow &row) {
+            ++visits;
             COMPARE(row[1].characters() == text.constData() + 4, true);
             COMPARE(row[1].size(), 2);
             COMPARE(row[1].isUtf16(), true);
             COMPARE(row[1].bytes() == nullptr, true);
             return true;
         });
+
+        QVERIFY(isVisited);
+        QCOMPARE(visits, 1);
     }
 
     void keepsAVisitedRowThatIsChangedMeanwhile_data() { addStorages(); }
