@@ -13,7 +13,8 @@ namespace Utils {
 /// Paths, file contents, folder trees and resources: static functions, no instances.
 ///
 /// Paths are written with "/". Text files are UTF-8. A function that fails returns an empty result,
-/// false or a count, as described for each; no function throws or shows a message.
+/// false or a count, as described for each. No function shows a message, and none throws, except
+/// std::bad_alloc where its description does not say what happens when the memory does not suffice.
 class KELMUTILS_EXPORT File
 {
 public:
