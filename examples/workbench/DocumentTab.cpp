@@ -17,7 +17,7 @@ namespace Workbench {
 static const int checkInterval = 1000; // milliseconds
 
 DocumentTab::DocumentTab(const DocumentKind &kind, const QString &path, QWidget *parent)
-    : QWidget(parent), m_document(kind.makeDocument(path)), m_bar(new QFrame(this)),
+    : QWidget(parent), m_kind(kind), m_document(kind.makeDocument(path)), m_bar(new QFrame(this)),
       m_message(new QLabel(m_bar)), m_reload(new QPushButton(m_bar)),
       m_ignore(new QPushButton(m_bar)), m_view(kind.makeView(m_document, this))
 {

@@ -18,9 +18,11 @@ class DocumentTab : public QWidget
     Q_OBJECT
 
 public:
+    /// \p kind must be one of documentKinds().
     DocumentTab(const DocumentKind &kind, const QString &path, QWidget *parent);
     ~DocumentTab() override;
 
+    const DocumentKind &kind() const { return m_kind; }
     Document &document() const { return *m_document; }
     Pane &view() const { return *m_view; }
 
@@ -46,6 +48,7 @@ private:
 
     void tell(const char *id, bool canReload);
 
+    const DocumentKind &m_kind;
     Document *m_document;
     QFrame *m_bar;
     QLabel *m_message;

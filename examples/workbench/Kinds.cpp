@@ -29,7 +29,8 @@ const std::vector<DocumentKind> &documentKinds()
     // Tables are last: any text may be one.
     static const std::vector<DocumentKind> kinds = {
 #ifdef KELM_WORKBENCH_SCRIPTS
-        {".ctx.scripts",
+        {"Script",
+         ".ctx.scripts",
          {"*.py"},
          nullptr,
          [](const QString &path) -> Document * { return new ScriptDocument(path); },
@@ -37,17 +38,20 @@ const std::vector<DocumentKind> &documentKinds()
              return new ScriptView(static_cast<ScriptDocument &>(*document), parent);
          }},
 #endif
-        {".ctx.tagFiles",
+        {"TagFile",
+         ".ctx.tagFiles",
          {"*.tag"},
          isTagFile,
          [](const QString &path) -> Document * { return new TagDocument(path); },
          makeTreeView},
-        {".ctx.xmlDocuments",
+        {"XmlDocument",
+         ".ctx.xmlDocuments",
          {"*.xml"},
          isXmlFile,
          [](const QString &path) -> Document * { return new XmlDocument(path); },
          makeTreeView},
-        {".ctx.tables",
+        {"Table",
+         ".ctx.tables",
          {"*.csv", "*.tsv", "*.txt", "*.dat"},
          nullptr,
          [](const QString &path) -> Document * { return new TableDocument(path); },

@@ -14,6 +14,7 @@ class Pane;
 /// A kind of file that the workbench opens.
 struct DocumentKind
 {
+    const char *id;                       ///< on the signal bus, such as "Table"
     const char *name;                     ///< id of a text, such as ".ctx.tables"
     QStringList patterns;                 ///< of file names, such as "*.csv"
     bool (*hasForm)(const QString &path); ///< whether a file of another name is one; may be null

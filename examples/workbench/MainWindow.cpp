@@ -9,7 +9,6 @@
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/settings/SettingsDialog.h"
 #include "utils/files/File.h"
-#include "utils/settings/Settings.h"
 #include "utils/strings/StringTable.h"
 
 #include <QActionGroup>
@@ -28,8 +27,6 @@
 #include <QToolButton>
 
 namespace Workbench {
-
-static const int layoutVersion = 1; // of the docks and tool bars; another one is not restored
 
 MainWindow::MainWindow()
     : m_center(new QStackedWidget(this)), m_welcome(new QLabel(m_center)),
@@ -52,12 +49,12 @@ MainWindow::MainWindow()
 
     addFileMenu();
     addEditMenu();
+    addToolBar();
     m_viewMenu = addMenu(".ctx.tables");
     addTools();
     addWindowMenu();
     addSettingsMenu();
     addHelpMenu();
-    addToolBar();
     addStatusBar();
 
     connect(m_tabs, &QTabWidget::currentChanged, this, &MainWindow::updateCurrent);
@@ -80,6 +77,8 @@ MainWindow::~MainWindow()
         tool->setCurrentView(nullptr); // before the views end
     for (DocumentTab *const tab : tabs()) {
         tab->disconnect(this);
+        m_tabs->removeTab(m_tabs->indexOf(tab));
+        send(m_closed, *tab);
         delete tab;
     }
 }
@@ -126,15 +125,15 @@ void MainWindow::addFileMenu()
     QAction *const saves =
         addCommand(menu, "save", QKeySequence::Save, [this] { save(*currentTab()); });
     saves->setIcon(icon(QStyle::SP_DialogSaveButton));
-    QAction *const savesAs =
-        addCommand(menu, "saveAs", QKeySequence::SaveAs, [this] { saveAs(*currentTab()); });
+    QAction *const savesAs = addCommand(menu, "saveAs", Qt::CTRL + Qt::SHIFT + Qt::Key_S,
+                                        [this] { saveAs(*currentTab()); });
     QAction *const reloads =
         addCommand(menu, "reload", QKeySequence::Refresh, [this] { reload(*currentTab()); });
     QAction *const closes =
         addCommand(menu, "close", QKeySequence::Close, [this] { closeTab(currentTab()); });
     m_needDocument = {saves, savesAs, reloads, closes};
     menu->addSeparator();
-    addCommand(menu, "quit", QKeySequence::Quit, [this] { close(); });
+    addCommand(menu, "quit", Qt::CTRL + Qt::Key_Q, [this] { close(); });
 }
 
 void MainWindow::addEditMenu()
@@ -152,17 +151,13 @@ void MainWindow::addEditMenu()
     connect(&m_changes, &QUndoGroup::canRedoChanged, redo, &QAction::setEnabled);
 }
 
-/// The widget in \p pane that gets the focus when the pane does.
-static QWidget *focusTarget(QWidget *pane)
+void MainWindow::addToolBar()
 {
-    if (pane->focusPolicy() != Qt::NoFocus || pane->focusProxy())
-        return pane;
-    const QList<QWidget *> parts = pane->findChildren<QWidget *>();
-    for (QWidget *const part : parts) {
-        if ((part->focusPolicy() & Qt::TabFocus) && part->isVisible() && part->isEnabled())
-            return part;
-    }
-    return pane;
+    QToolBar *const bar = QMainWindow::addToolBar(QString());
+    bar->setObjectName("toolBar");
+    bindText(bar, "windowTitle", ".ctx.toolBar");
+    for (const char *name : {"open", "save", "undo", "redo"})
+        bar->addAction(findChild<QAction *>(name));
 }
 
 void MainWindow::addTools()
@@ -185,7 +180,7 @@ void MainWindow::addTools()
             if (!isShown)
                 return;
             dock->raise();
-            focusTarget(dock->widget())->setFocus(Qt::ShortcutFocusReason);
+            focusOn(*dock->widget());
         });
         if (!tool->actions().isEmpty())
             addMenu(tool->title())->addActions(tool->actions());
@@ -197,9 +192,19 @@ void MainWindow::addWindowMenu()
     QMenu *const menu = addMenu(".ctx.window");
     for (const ToolKind &kind : toolKinds())
         menu->addAction(findChild<QDockWidget *>(kind.name)->toggleViewAction());
+    menu->addAction(findChild<QToolBar *>("toolBar")->toggleViewAction());
     menu->addSeparator();
     addCommand(menu, "nextPane", Qt::Key_F6, [this] { moveFocus(1); });
     addCommand(menu, "previousPane", Qt::SHIFT + Qt::Key_F6, [this] { moveFocus(-1); });
+    addCommand(menu, "nextDocument", QKeySequence::NextChild, [this] { moveTab(1); });
+    addCommand(menu, "previousDocument", QKeySequence::PreviousChild, [this] { moveTab(-1); });
+    menu->addSeparator();
+    const int key = Qt::Key_F11;
+    addCommand(menu, "wider", key, [this] { resizePane(Qt::Horizontal, 1); });
+    addCommand(menu, "narrower", Qt::SHIFT + key, [this] { resizePane(Qt::Horizontal, -1); });
+    addCommand(menu, "taller", Qt::CTRL + key, [this] { resizePane(Qt::Vertical, 1); });
+    addCommand(menu, "lower", Qt::CTRL + Qt::SHIFT + key, [this] { resizePane(Qt::Vertical, -1); });
+    addCommand(menu, "floatPane", {}, [this] { floatPane(); });
 }
 
 void MainWindow::addSettingsMenu()
@@ -222,15 +227,6 @@ void MainWindow::addHelpMenu()
     addCommand(menu, "aboutQt", {}, [] { QApplication::aboutQt(); });
 }
 
-void MainWindow::addToolBar()
-{
-    QToolBar *const bar = QMainWindow::addToolBar(QString());
-    bar->setObjectName("toolBar");
-    bindText(bar, "windowTitle", ".ctx.toolBar");
-    for (const char *name : {"open", "save", "undo", "redo"})
-        bar->addAction(findChild<QAction *>(name));
-}
-
 void MainWindow::addStatusBar()
 {
     m_format = new QToolButton(this);
@@ -250,8 +246,7 @@ void MainWindow::addStatusBar()
 void MainWindow::fillRecentMenu()
 {
     m_recent->clear();
-    const QStringList paths =
-        Utils::Settings().getMRU(Preferences::recentFiles, /*checkExists=*/true);
+    const QStringList paths = RecentFiles::paths();
     for (const QString &path : paths) {
         QString shown = path;
         QAction *const action = m_recent->addAction(shown.replace('&', "&&"));
@@ -295,24 +290,6 @@ void MainWindow::takeSetting(const Data::VariantCollection &change)
         tell(text(".err.language").arg(Preferences::language.value()));
 }
 
-void MainWindow::restoreLayout()
-{
-    const Utils::Settings settings("Window");
-    restoreGeometry(settings.getValue("geometry").toByteArray());
-    restoreState(settings.getValue("state").toByteArray(), layoutVersion);
-    for (Pane *const tool : m_tools)
-        tool->restoreState();
-}
-
-void MainWindow::saveLayout() const
-{
-    Utils::Settings settings("Window");
-    settings.setValue("geometry", QVariant(saveGeometry()));
-    settings.setValue("state", QVariant(saveState(layoutVersion)));
-    for (const Pane *const tool : qAsConst(m_tools))
-        tool->saveState();
-}
-
 void MainWindow::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::LanguageChange)
@@ -332,6 +309,7 @@ void MainWindow::updateTexts()
 
 void MainWindow::updateCurrent()
 {
+    statusBar()->clearMessage(); // of another document
     DocumentTab *const tab = currentTab();
     Pane *const view = tab ? &tab->view() : nullptr;
     m_center->setCurrentWidget(tab ? static_cast<QWidget *>(m_tabs) : m_welcome);
@@ -367,26 +345,6 @@ void MainWindow::updateTitles()
     const bool canChange = tab && tab->view().findChild<QAction *>("format");
     m_format->setEnabled(canChange);
     m_format->setToolTip(canChange ? text(".msg.format") : QString());
-}
-
-void MainWindow::moveFocus(int step)
-{
-    QList<QWidget *> panes;
-    if (DocumentTab *const tab = currentTab())
-        panes.append(&tab->view());
-    for (Pane *const tool : qAsConst(m_tools)) {
-        if (tool->isVisible())
-            panes.append(tool);
-    }
-    if (panes.isEmpty())
-        return;
-    int current = -1;
-    for (int i = 0; i < panes.size(); ++i) {
-        if (panes[i] == focusWidget() || panes[i]->isAncestorOf(focusWidget()))
-            current = i;
-    }
-    const int next = current < 0 ? 0 : (current + step + panes.size()) % panes.size();
-    focusTarget(panes[next])->setFocus(Qt::ShortcutFocusReason);
 }
 
 } // namespace Workbench

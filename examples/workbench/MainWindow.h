@@ -1,7 +1,9 @@
 #pragma once
 
+#include "examples/workbench/RecentFiles.h"
 #include "utils/settings/SettingsSlot.h"
 #include "utils/settings/SettingsWatch.h"
+#include "utils/signals/PublicSignal.h"
 
 #include <QMainWindow>
 #include <QUndoGroup>
@@ -18,6 +20,10 @@ class DocumentTab;
 class Pane;
 
 /// The window: documents in tabs, tools in docks, and a menu for each of them.
+///
+/// On the signal bus it sends "DocumentOpened" and "DocumentSaved" after a file was opened or
+/// saved, and "DocumentClosed" after its tab is gone. Their payload is "path", the absolute path of
+/// the file, and "kind", the DocumentKind::id.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -62,16 +68,15 @@ private:
     QMenu *addMenu(const char *title);
     void addFileMenu();
     void addEditMenu();
+    void addToolBar();
     void addTools();
     void addWindowMenu();
     void addSettingsMenu();
     void addHelpMenu();
-    void addToolBar();
     void addStatusBar();
     void fillRecentMenu();
     void fillLanguageMenu();
     void showSettings();
-    void saveLayout() const;
     void takeSetting(const Data::VariantCollection &change);
 
     // In MainWindow_files.cpp.
@@ -83,11 +88,19 @@ private:
     bool mayClose(DocumentTab &tab);
     void reload(DocumentTab &tab);
     void tell(const QString &message);
+    static void send(Utils::PublicSignal &signal, const DocumentTab &tab);
 
     void updateCurrent();
     void updateTitles();
     void updateTexts();
+
+    // In MainWindow_layout.cpp.
+    void saveLayout() const;
+    static void focusOn(QWidget &pane);
     void moveFocus(int step);
+    void moveTab(int step);
+    void resizePane(Qt::Orientation orientation, int step);
+    void floatPane();
 
     QStackedWidget *m_center;
     QLabel *m_welcome;
@@ -100,6 +113,10 @@ private:
     QList<QAction *> m_needDocument;
     QList<Pane *> m_tools;
     QUndoGroup m_changes;
+    Utils::PublicSignal m_opened{"DocumentOpened", nullptr};
+    Utils::PublicSignal m_saved{"DocumentSaved", nullptr};
+    Utils::PublicSignal m_closed{"DocumentClosed", nullptr};
+    RecentFiles m_recentFiles; // receives the signals above
     Utils::SettingsWatch m_otherInstances;
     Utils::SettingsSlot m_settings{"Workbench/", nullptr};
 };

@@ -43,6 +43,13 @@ void MainWindow::tell(const QString &message)
     QMessageBox::warning(this, text(".ctx.program"), message);
 }
 
+/// Tells the rest of the program what happened to a file. Last, as a receiver may do anything.
+void MainWindow::send(Utils::PublicSignal &signal, const DocumentTab &tab)
+{
+    signal.addData("path", tab.document().path()).addData("kind", tab.kind().id);
+    signal.sendSignals();
+}
+
 void MainWindow::askForFiles()
 {
     QStringList filters;
@@ -111,7 +118,7 @@ QString MainWindow::open(const QString &path)
     const int index = m_tabs->addTab(tab, tab->title());
     addCloseButton(tab);
     m_tabs->setCurrentIndex(index);
-    Settings().addMRU(Preferences::recentFiles, absolute);
+    send(m_opened, *tab);
     return {};
 }
 
@@ -124,8 +131,8 @@ bool MainWindow::write(DocumentTab &tab, const QString &path)
         return false;
     }
     tab.closeBar();
-    Settings().addMRU(Preferences::recentFiles, tab.document().path());
     statusBar()->showMessage(text(".msg.saved").arg(tab.title()), 5000);
+    send(m_saved, tab);
     return true;
 }
 
@@ -184,6 +191,7 @@ bool MainWindow::closeTab(DocumentTab *tab)
         return false;
     m_tabs->removeTab(m_tabs->indexOf(tab));
     tab->deleteLater(); // it may be one of its own buttons that was clicked
+    send(m_closed, *tab);
     return true;
 }
 

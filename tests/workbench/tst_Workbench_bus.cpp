@@ -1,18 +1,22 @@
 #include "tests/workbench/TestWindow.h"
 
 #include "examples/workbench/Preferences.h"
+#include "examples/workbench/RecentFiles.h"
 #include "examples/workbench/bus/BusPane.h"
 #include "examples/workbench/bus/SendModel.h"
+#include "examples/workbench/table/TableView.h"
 #include "utils/signals/PublicSignal.h"
 
 #include <QDockWidget>
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QScrollBar>
+#include <QTabWidget>
 #include <QTableView>
 #include <QToolButton>
 
 #include <ctime>
+#include <utility>
 
 using Utils::PublicSignal;
 using Utils::Signal;
@@ -61,6 +65,32 @@ private:
         }
     }
 
+    /// What the program sends of its documents, a line for each.
+    class Received
+    {
+    public:
+        Received()
+        {
+            for (const char *const name : {"DocumentOpened", "DocumentSaved", "DocumentClosed"}) {
+                Signal::find(name)->connect(&m_context, [=](const Data::VariantCollection &data) {
+                    m_lines.append(QStringList{name, data["kind"].toString(),
+                                               QFileInfo(data["path"].toString()).fileName()}
+                                       .join(' '));
+                    m_isComplete = m_isComplete && data.size() == 2 &&
+                                   QFileInfo(data["path"].toString()).isAbsolute();
+                });
+            }
+        }
+
+        bool isComplete() const { return m_isComplete; }
+        QStringList take() { return std::exchange(m_lines, {}); }
+
+    private:
+        QObject m_context; // the connections end with it
+        QStringList m_lines;
+        bool m_isComplete = true;
+    };
+
     static void send(PublicSignal &signal, int times)
     {
         for (int i = 0; i < times; ++i)
@@ -74,7 +104,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         QVERIFY(!pane(test).isVisible());
-        PublicSignal opened("DocumentOpened", nullptr);
+        PublicSignal opened("JointOpened", nullptr);
         send(opened, 3);
 
         test.press(Qt::Key_F7, Qt::ControlModifier); // which shows the pane
@@ -85,8 +115,7 @@ private Q_SLOTS:
         opened.sendSignals();
         QTRY_COMPARE(numRows(test), 2);
 
-        QCOMPARE(names(test),
-                 QStringList({QString(2, QChar::Nbsp) + "Refreshed", "DocumentOpened"}));
+        QCOMPARE(names(test), QStringList({QString(2, QChar::Nbsp) + "Refreshed", "JointOpened"}));
         QCOMPARE(cell(test, 0, SendModel::Payload), QString("empty"));
         QCOMPARE(cell(test, 1, SendModel::Payload), QString("collection"));
         QCOMPARE(cell(test, 1, SendModel::Receivers), QString("1"));
@@ -104,7 +133,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         test.press(Qt::Key_F7, Qt::ControlModifier);
-        PublicSignal opened("DocumentOpened", nullptr);
+        PublicSignal opened("JointOpened", nullptr);
         send(opened, 50);
         QTRY_COMPARE(numRows(test), 50);
         QTest::qWait(500); // it is updated several times meanwhile
@@ -119,11 +148,118 @@ private Q_SLOTS:
         QTRY_VERIFY(names(test).contains("SettingChanged"));
     }
 
+    void busTellsWhatHappensToDocuments_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<QString>("kind");
+
+        QTest::newRow("table") << "a.csv" << QByteArray("a,b\n1,2\n") << "Table";
+        QTest::newRow("other name") << "a.log" << QByteArray("a,b\n1,2\n") << "Table";
+        QTest::newRow("tags") << "a.tag" << QByteArray("*TYPE\nname: a\nversion: 1\n") << "TagFile";
+        QTest::newRow("XML") << "a.xml" << QByteArray("<a version=\"1\"/>\n") << "XmlDocument";
+#ifdef KELM_WORKBENCH_SCRIPTS
+        QTest::newRow("script") << "a.py" << QByteArray("pass\n") << "Script";
+#endif
+    }
+
+    void busTellsWhatHappensToDocuments()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, contents);
+        QFETCH(QString, kind);
+        TestWindow test;
+        Received received;
+        test.press(Qt::Key_F7, Qt::ControlModifier);
+        const QString path = test.file(name, contents);
+        test.open(path);
+        test.open(path); // which is open already
+        QCOMPARE(received.take(), QStringList("DocumentOpened " + kind + ' ' + name));
+
+        const QString other = "other" + name;
+        test.answerFileDialog(test.path(other));
+        test.press(Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(received.take(), QStringList("DocumentSaved " + kind + ' ' + other));
+        test.press(Qt::Key_W, Qt::ControlModifier);
+        QCOMPARE(received.take(), QStringList("DocumentClosed " + kind + ' ' + other));
+        QVERIFY(received.isComplete());
+
+        // In the view, with those who receive it: the list of recent files, and this test.
+        QCOMPARE(Workbench::RecentFiles::paths(), QStringList({test.path(other), path}));
+        QTRY_COMPARE(names(test).filter("Document"),
+                     QStringList({"DocumentOpened", "DocumentSaved", "DocumentClosed"}));
+        const QMap<QString, QString> numReceivers{
+            {"DocumentOpened", "2"}, {"DocumentSaved", "2"}, {"DocumentClosed", "1"}};
+        for (int row = 0; row < numRows(test); ++row) {
+            const QString sent = cell(test, row, SendModel::Name);
+            if (numReceivers.contains(sent)) {
+                QCOMPARE(cell(test, row, SendModel::Receivers), numReceivers.value(sent));
+                QCOMPARE(cell(test, row, SendModel::Payload), QString("collection"));
+            }
+        }
+    }
+
+    void busTellsNothingThatHasNotHappened()
+    {
+        TestWindow test;
+        Received received;
+        test.onDialog([](QWidget *dialog) { QTest::keyClick(dialog, Qt::Key_Escape); });
+        test.window().openFiles({test.path("none.csv")});
+        QCOMPARE(received.take(), QStringList());
+
+        const QString folder = test.path("folder");
+        QVERIFY(QDir().mkdir(folder));
+        test.open(test.file("folder/a.csv", "a,b\n1,2\n"));
+        received.take();
+        QTableView &grid = test.view<Workbench::TableView>()->grid();
+        TestWindow::changeCell(grid, grid.model()->index(0, 0), "7");
+        QVERIFY(QDir(folder).removeRecursively());
+        test.onDialog([](QWidget *dialog) { QTest::keyClick(dialog, Qt::Key_Escape); });
+        test.press(Qt::Key_S, Qt::ControlModifier); // the folder is gone
+        QVERIFY(test.document().isChanged());
+        test.onDialog(
+            [](QWidget *dialog) { TestWindow::pressButton(dialog, QMessageBox::Cancel); });
+        test.press(Qt::Key_W, Qt::ControlModifier);
+        QVERIFY(test.window().currentTab());
+        QCOMPARE(received.take(), QStringList());
+    }
+
+    void busTellsThatDocumentsAreClosedWithTheWindow()
+    {
+        QStringList closed;
+        {
+            TestWindow test;
+            test.open(test.file("a.csv", "a,b\n1,2\n"));
+            test.open(test.file("b.csv", "a,b\n1,2\n"));
+            Signal::find("DocumentClosed")->connect([&](const Data::VariantCollection &data) {
+                closed.append(QFileInfo(data["path"].toString()).fileName());
+            });
+            test.window().close();
+            QCOMPARE(closed, QStringList()); // the documents exist until the program ends
+        }
+        QCOMPARE(closed, QStringList({"a.csv", "b.csv"}));
+    }
+
+    void busLetsAReceiverCloseTheDocument()
+    {
+        TestWindow test;
+        const auto close = [&] { test.window().closeTab(test.window().currentTab()); };
+        test.open(test.file("a.csv", "a,b\n1,2\n"));
+        Signal::find("DocumentOpened")->connectOnce(close);
+        test.open(test.file("b.csv", "a,b\n1,2\n"));
+        QCOMPARE(test.window().tabs().size(), 1);
+
+        Signal::find("DocumentSaved")->connectOnce(close);
+        test.press(Qt::Key_S, Qt::ControlModifier);
+        QCOMPARE(test.window().tabs().size(), 0);
+        QTest::qWait(50); // the tabs end in the event loop
+    }
+
     void busPausesAndIsCleared()
     {
         TestWindow test;
         test.press(Qt::Key_F7, Qt::ControlModifier);
-        PublicSignal opened("DocumentOpened", nullptr);
+        PublicSignal opened("JointOpened", nullptr);
         send(opened, 5);
         QTRY_COMPARE(numRows(test), 5);
 
@@ -144,8 +280,8 @@ private Q_SLOTS:
     {
         TestWindow test;
         test.press(Qt::Key_F7, Qt::ControlModifier);
-        PublicSignal opened("DocumentOpened", nullptr);
-        PublicSignal closed("DocumentClosed", nullptr);
+        PublicSignal opened("JointOpened", nullptr);
+        PublicSignal closed("JointClosed", nullptr);
         send(opened, 3);
         send(closed, 2);
         QTRY_COMPARE(numRows(test), 5);
@@ -153,7 +289,7 @@ private Q_SLOTS:
         auto *const filter = pane(test).findChild<QLineEdit *>("busFilter");
         filter->setFocus();
         QTest::keyClicks(filter, "CLOSED");
-        QCOMPARE(names(test), QStringList({"DocumentClosed", "DocumentClosed"}));
+        QCOMPARE(names(test), QStringList({"JointClosed", "JointClosed"}));
         send(opened, 3);
         send(closed, 1);
         QTRY_COMPARE(numRows(test), 3);
@@ -219,7 +355,7 @@ private Q_SLOTS:
         TestWindow test;
         test.press(Qt::Key_F7, Qt::ControlModifier);
         test.restart();
-        PublicSignal opened("DocumentOpened", nullptr);
+        PublicSignal opened("JointOpened", nullptr);
         send(opened, 3); // no tracer of the old window
         QTest::qWait(300);
         QCOMPARE(numRows(test), 0);

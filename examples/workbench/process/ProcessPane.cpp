@@ -24,6 +24,8 @@
 
 namespace Workbench {
 
+static const int fieldWidth = 40; // characters
+
 ProcessPane::ProcessPane(QWidget *parent)
     : Pane(".ctx.processes", parent),
       m_progress(new ProgressDisplay(ProgressDisplay::Form::StatusBar, this)),
@@ -57,6 +59,7 @@ void ProcessPane::addField(QGridLayout &form, QLineEdit *&field, const char *nam
     auto *const label = new QLabel(this);
     field = new QLineEdit(this);
     field->setObjectName(name);
+    field->setMinimumWidth(fontMetrics().averageCharWidth() * fieldWidth);
     label->setBuddy(field);
     bindText(label, "text", id);
     bindText(field, "toolTip", QByteArray(".msg.") + name);

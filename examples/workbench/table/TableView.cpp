@@ -25,6 +25,10 @@
 namespace Workbench {
 
 static const int mostCopied = 1000000; // cells; the clipboard holds the text of all of them
+static const int usualWidth = 16;      // of a column, in characters
+static const int widestAtFirst = 40;
+static const int mostWidened = 30; // columns
+static const int numMeasured = 50; // rows
 
 TableView::TableView(TableDocument &document, QWidget *parent)
     : Pane(".ctx.table", parent), m_document(document), m_model(new TableModel(document, this)),
@@ -55,7 +59,12 @@ void TableView::addCommands()
         showRows();
     });
     addSeparator();
+    addCommand("selectColumn", Qt::CTRL + Qt::Key_Space, [this] { selectColumn(); });
     addCommand("copy", QKeySequence::Copy, [this] { copy(); });
+    addSeparator();
+    addCommand("fitColumn", {}, [this] {
+        m_grid->resizeColumnToContents(std::max(m_grid->currentIndex().column(), 0));
+    });
     addCommand("format", {}, [this] { changeFormat(); });
 }
 
@@ -79,7 +88,8 @@ void TableView::layOut()
     columns->setSelectionModel(new QItemSelectionModel(m_model, columns));
     columns->setSortIndicatorShown(true);
     columns->setSortIndicator(-1, Qt::AscendingOrder);
-    columns->setDefaultSectionSize(fontMetrics().averageCharWidth() * 16);
+    columns->setDefaultSectionSize(fontMetrics().averageCharWidth() * usualWidth);
+    columns->setResizeContentsPrecision(numMeasured);
 
     m_find->setClearButtonEnabled(true);
     m_filter->setClearButtonEnabled(true);
@@ -127,8 +137,20 @@ void TableView::connectParts()
         m_filterColumn = m_sortColumn = -1;
         m_filter->clear();
         m_grid->setCurrentIndex(m_model->index(0, 0));
+        widenColumns();
         updateTexts();
     });
+}
+
+/// Widens columns for what is in their first rows.
+void TableView::widenColumns()
+{
+    const int most = fontMetrics().averageCharWidth() * widestAtFirst;
+    for (int col = 0; col < std::min(m_model->columnCount(), mostWidened); ++col) {
+        const int before = m_grid->columnWidth(col);
+        m_grid->resizeColumnToContents(col);
+        m_grid->setColumnWidth(col, std::max(before, std::min(m_grid->columnWidth(col), most)));
+    }
 }
 
 void TableView::updateTexts()
@@ -245,6 +267,21 @@ void TableView::find(int step)
         position = (position + step + numRows) % numRows;
         col = step > 0 ? 0 : numColumns - 1;
     }
+}
+
+/// Selects or deselects the column of the current cell, as a click on its header with Ctrl does.
+void TableView::selectColumn()
+{
+    const QModelIndex current = m_grid->currentIndex();
+    const QItemSelection selection = m_grid->selectionModel()->selection();
+    const bool isSelected =
+        std::any_of(selection.begin(), selection.end(), [&](const QItemSelectionRange &range) {
+            return range.left() <= current.column() && current.column() <= range.right() &&
+                   range.height() == m_model->rowCount();
+        });
+    m_grid->selectionModel()->select(
+        current, QItemSelectionModel::Columns |
+                     (isSelected ? QItemSelectionModel::Deselect : QItemSelectionModel::Select));
 }
 
 void TableView::copy()

@@ -46,10 +46,12 @@ private:
     void filter();
     void showRows();
     void find(int step);
+    void selectColumn();
     void copy();
     void goToRow();
     void changeFormat();
     void updateFilterLabel();
+    void widenColumns();
 
     TableDocument &m_document;
     TableModel *m_model;

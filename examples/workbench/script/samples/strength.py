@@ -19,12 +19,14 @@ area = math.pi * DIAMETER ** 2 / 4.0
 points = [(strain, 1000.0 * force / area) for strain, force in zip(strains, forces)
           if strain == strain and force == force]
 strength = max(stress for strain, stress in points)
-elastic = [(strain, stress) for strain, stress in points if 20.0 < stress < 300.0 and strain < 2.0]
+elastic = [(strain, stress) for strain, stress in points
+           if 20.0 < stress < 300.0 and strain < 2.0]
 
 # The line through the elastic part; the strain is in mm/m.
 mean_strain = sum(strain for strain, stress in elastic) / len(elastic)
 mean_stress = sum(stress for strain, stress in elastic) / len(elastic)
-slope = (sum((strain - mean_strain) * (stress - mean_stress) for strain, stress in elastic) /
+slope = (sum((strain - mean_strain) * (stress - mean_stress)
+             for strain, stress in elastic) /
          sum((strain - mean_strain) ** 2 for strain, stress in elastic))
 
 print "%d of %d rows have a strain and a force" % (len(points), table.numRows())
