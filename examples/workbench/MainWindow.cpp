@@ -203,7 +203,8 @@ void MainWindow::addWindowMenu()
     addCommand(menu, "wider", key, [this] { resizePane(Qt::Horizontal, 1); });
     addCommand(menu, "narrower", Qt::SHIFT + key, [this] { resizePane(Qt::Horizontal, -1); });
     addCommand(menu, "taller", Qt::CTRL + key, [this] { resizePane(Qt::Vertical, 1); });
-    addCommand(menu, "lower", Qt::CTRL + Qt::SHIFT + key, [this] { resizePane(Qt::Vertical, -1); });
+    addCommand(menu, "shorter", Qt::CTRL + Qt::SHIFT + key,
+               [this] { resizePane(Qt::Vertical, -1); });
     addCommand(menu, "floatPane", {}, [this] { floatPane(); });
 }
 
@@ -235,12 +236,22 @@ void MainWindow::addStatusBar()
     m_format->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     bindText(m_format, "accessibleName", ".ctx.format");
     statusBar()->addWidget(m_format, 1);
+    setFormatColours();
     // A pane whose documents have a format that can be changed has a command of this name.
     connect(m_format, &QToolButton::clicked, this, [this] {
         QAction *const change = currentTab()->view().findChild<QAction *>("format");
         if (change && change->isEnabled())
             change->trigger();
     });
+}
+
+/// A format that cannot be changed is read as well as one that can.
+void MainWindow::setFormatColours()
+{
+    QPalette colours = palette();
+    colours.setColor(QPalette::Disabled, QPalette::ButtonText,
+                     colours.color(QPalette::Active, QPalette::ButtonText));
+    m_format->setPalette(colours);
 }
 
 void MainWindow::fillRecentMenu()
@@ -294,6 +305,8 @@ void MainWindow::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::LanguageChange)
         updateTexts();
+    if (event->type() == QEvent::PaletteChange)
+        setFormatColours();
     if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
         for (DocumentTab *const tab : tabs())
             tab->checkFile();
@@ -341,7 +354,9 @@ void MainWindow::updateTitles()
     setWindowTitle(tab ? QFileInfo(tab->document().path()).fileName() + "[*] \u2013 " + program
                        : program);
     setWindowModified(tab && tab->document().isChanged());
-    m_format->setText(tab ? tab->document().description() : QString());
+    // In an isolate, so that a number at its start stays there in a window from right to left.
+    m_format->setText(tab ? QChar(0x2068) + tab->document().description() + QChar(0x2069)
+                          : QString());
     const bool canChange = tab && tab->view().findChild<QAction *>("format");
     m_format->setEnabled(canChange);
     m_format->setToolTip(canChange ? text(".msg.format") : QString());

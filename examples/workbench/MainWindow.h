@@ -74,6 +74,7 @@ private:
     void addSettingsMenu();
     void addHelpMenu();
     void addStatusBar();
+    void setFormatColours();
     void fillRecentMenu();
     void fillLanguageMenu();
     void showSettings();

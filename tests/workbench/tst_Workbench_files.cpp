@@ -325,6 +325,14 @@ private Q_SLOTS:
         QVERIFY(!button.text().isEmpty());
         QVERIFY(!button.isEnabled());
         QCOMPARE(button.toolTip(), QString());
+        const auto colour = [&](const QWidget &widget) {
+            return widget.palette().color(QPalette::ButtonText).name();
+        };
+        QCOMPARE(colour(button), colour(test.window())); // it is read all the same
+        QPalette other = QApplication::palette();
+        other.setColor(QPalette::ButtonText, Qt::red);
+        test.window().setPalette(other);
+        QCOMPARE(colour(button), QColor(Qt::red).name());
 
         test.open(test.sample("load_curve.csv"));
         QVERIFY(button.isEnabled());

@@ -14,6 +14,8 @@
 #include <QTableView>
 #include <QToolButton>
 
+#include <algorithm>
+
 namespace Workbench {
 
 static const int interval = 100; // milliseconds between two updates of the view
@@ -63,6 +65,8 @@ void BusPane::layOut()
     }
     row->addWidget(m_filter, 1);
     row->addWidget(m_count);
+    const int margin = fontMetrics().averageCharWidth() / 2;
+    row->setContentsMargins(margin, 0, margin, 0);
     m_filter->setObjectName("busFilter");
     m_filter->setClearButtonEnabled(true);
     m_count->setObjectName("busCount");
@@ -80,16 +84,23 @@ void BusPane::layOut()
     m_table->verticalHeader()->hide();
     m_table->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     m_table->verticalHeader()->setDefaultSectionSize(fontMetrics().height() * 5 / 4);
-    const int width = fontMetrics().averageCharWidth();
-    for (const int column :
-         {SendModel::Time, SendModel::Payload, SendModel::Receivers, SendModel::Duration})
-        m_table->setColumnWidth(column, width * 16);
     m_table->horizontalHeader()->setSectionResizeMode(SendModel::Name, QHeaderView::Stretch);
 
     auto *const layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addLayout(row);
     layout->addWidget(m_table, 1);
+    widenColumns();
+}
+
+/// Widens columns for their titles, which are longer in some languages.
+void BusPane::widenColumns()
+{
+    const QHeaderView *const titles = m_table->horizontalHeader();
+    const int usual = fontMetrics().averageCharWidth() * 16;
+    for (const int column :
+         {SendModel::Time, SendModel::Payload, SendModel::Receivers, SendModel::Duration})
+        m_table->setColumnWidth(column, std::max(usual, titles->sectionSizeHint(column)));
 }
 
 void BusPane::setTracing(bool on)
@@ -136,6 +147,7 @@ void BusPane::updateTexts()
 {
     tellCount();
     Q_EMIT m_sends->headerDataChanged(Qt::Horizontal, 0, SendModel::NumColumns - 1);
+    widenColumns();
     m_table->viewport()->update();
 }
 

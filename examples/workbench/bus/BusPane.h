@@ -30,6 +30,7 @@ public:
 private:
     void addCommands();
     void layOut();
+    void widenColumns();
     void setTracing(bool on);
     void setPaused(bool on);
     void update();

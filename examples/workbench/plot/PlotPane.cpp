@@ -108,7 +108,9 @@ void PlotPane::layOut()
     m_hint->setAttribute(Qt::WA_TransparentForMouseEvents);
     (new QVBoxLayout(canvas))->addWidget(m_hint);
     m_plot->setAutoDelete(true);
-    m_plot->setContentsMargins(0, 0, fontMetrics().averageCharWidth() * 3, 0);
+    // Texts of axes are a little larger than Qwt expects.
+    const int unit = fontMetrics().averageCharWidth();
+    m_plot->setContentsMargins(0, 0, unit * 3, unit / 2);
     m_plot->plotLayout()->setAlignCanvasToScales(true);
     m_grid->attach(m_plot);
     setColours();

@@ -78,6 +78,8 @@ void ScriptPane::layOut()
     row->addWidget(m_prompt);
     row->addWidget(m_line, 1);
     row->addWidget(m_stop);
+    const int margin = fontMetrics().averageCharWidth() / 2;
+    row->setContentsMargins(margin, 0, margin, 0);
     auto *const layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_output, 1);

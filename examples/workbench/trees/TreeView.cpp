@@ -81,7 +81,7 @@ void TreeView::layOut()
     QHeaderView *const columns = m_tree->header();
     const int unit = fontMetrics().averageCharWidth();
     columns->resizeSection(TreeDocument::Name, unit * 32);
-    columns->resizeSection(TreeDocument::Kind, unit * 22);
+    columns->resizeSection(TreeDocument::Kind, unit * 31);
     columns->setStretchLastSection(false);
     columns->setSectionResizeMode(TreeDocument::Value, QHeaderView::Stretch);
     columns->setMinimumSectionSize(unit * 8);
