@@ -324,6 +324,57 @@ private Q_SLOTS:
         QVERIFY(lastOfDemo.startsWith("examples/scripts/window build/default/bin/"));
     }
 
+    void demoBuildsWhatItShows_data()
+    {
+        QTest::addColumn<QString>("display");
+        QTest::addColumn<QString>("wayland");
+        QTest::addColumn<QString>("target");
+
+        QTest::newRow("with a display") << ":0"
+                                        << ""
+                                        << "demo_programs";
+        QTest::newRow("with Wayland") << ""
+                                      << "wayland-0"
+                                      << "demo_programs";
+        QTest::newRow("without a display") << ""
+                                           << ""
+                                           << "kelm";
+    }
+
+    /// In a folder in which all that it runs only prints that.
+    void demoBuildsWhatItShows()
+    {
+        SKIP_ON_WINDOWS("it is a script for a shell");
+        QFETCH(QString, display);
+        QFETCH(QString, wayland);
+        QFETCH(QString, target);
+        const QTemporaryDir folder;
+        const QString demo = folder.filePath("demo");
+        QVERIFY(QFile::copy(QStringLiteral(KELMUTILS_SAMPLES "/../../demo"), demo));
+        for (const char *const name :
+             {"tools/setup", "bin/cmake", "examples/scripts/tour", "examples/scripts/window"})
+        {
+            const QString path =
+                makeFile(folder.filePath(name), "#!/bin/sh\necho \"${0##*/} $*\"\n");
+            QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::ExeOwner));
+        }
+        Program program(m_home.path());
+        program.environment = QStringList{"DISPLAY=" + display, "WAYLAND_DISPLAY=" + wayland,
+                                          "PATH=" + folder.filePath("bin") + ':' + qgetenv("PATH")};
+        QProcess process;
+        program.start(process, demo, {});
+
+        QVERIFY(program.finish(process));
+
+        QCOMPARE(program.status, 0);
+        const QStringList lines = program.output.trimmed().split('\n');
+        QCOMPARE(lines.size(), 5);
+        QCOMPARE(lines.at(0), QString("setup "));
+        QVERIFY(lines.at(2).startsWith("cmake --build"));
+        QVERIFY(lines.at(2).endsWith(" --target " + target));
+        QVERIFY(lines.at(4).startsWith("window "));
+    }
+
     void endsQuietlyWhenNobodyReadsTheScriptsOutput()
     {
         const QString path = script("a.py", "for i in range(100000):\n    print i\n");
