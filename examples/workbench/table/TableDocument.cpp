@@ -165,27 +165,50 @@ bool TableDocument::readFile(const QString &path)
     return true;
 }
 
+/// The delimiter of a table in \p dialect in the file \p path when it was written. Columns that are
+/// aligned by blanks have none that could be written, for example.
+static Data::String writtenDelimiter(const CSVDialect &dialect, const QString &path)
+{
+    const Data::String delimiter = dialect.delimiter();
+    if (delimiter.size() == 1 && delimiter != "\"")
+        return delimiter;
+    return File::extension(path).toLower() == "csv" ? "," : "\t";
+}
+
 bool TableDocument::writeFile(const QString &path)
 {
     if (m_table->isDemandRead()) // and so unchanged
         return File::isSamePath(path, this->path()) || File::copy(this->path(), path);
 
-    const Data::String delimiter = m_dialect.delimiter();
-    const CSVTable::Quoting quoting = m_table->quoting();
-    if (delimiter.size() == 1) {
-        // With these quotes the rows are written from each kind of storage, and what is written
-        // reads back cell by cell.
+    CSVDialect dialect = m_dialect;
+    dialect.setEncoding("UTF-8");
+    dialect.setDelimiter(writtenDelimiter(m_dialect, path));
+    dialect.setComment("");
+    dialect.setCarriageReturns(false);
+    // With these quotes the rows are written from each kind of storage, and what is written reads
+    // back cell by cell.
+    dialect.setQuotes(CSVDialect::Rfc4180Quotes);
+
+    if (dialect.delimiter() == m_dialect.delimiter()) {
+        const CSVTable::Quoting quoting = m_table->quoting();
         m_table->setQuoting(CSVTable::Rfc4180);
         const bool isWritten = m_table->write(path);
         m_table->setQuoting(quoting);
-        return isWritten;
+        if (!isWritten)
+            return false;
+    } else {
+        auto written = std::make_unique<CSVTable>();
+        written->setHoleValue(Data::noValue);
+        if (!written->setDialect(dialect))
+            return false;
+        for (int row = 0; row < m_table->numRows(); ++row)
+            written->appendData(m_table->data(row));
+        if (!written->write(path))
+            return false;
+        m_table = std::move(written); // its delimiter is that of the file
     }
-    // Columns that are aligned by blanks have no delimiter that could be written.
-    CSVTable written(File::extension(path).toLower() == "csv" ? "," : "\t");
-    written.setQuoting(CSVTable::Rfc4180);
-    for (int row = 0; row < m_table->numRows(); ++row)
-        written.appendData(m_table->data(row));
-    return written.write(path);
+    m_dialect = dialect;
+    return true;
 }
 
 QString TableDocument::label(int col) const

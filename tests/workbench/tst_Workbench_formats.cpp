@@ -1,0 +1,251 @@
+#include "tests/workbench/TestWindow.h"
+
+#include "examples/workbench/Preferences.h"
+#include "examples/workbench/table/TableDocument.h"
+#include "examples/workbench/table/TableView.h"
+#include "utils/csv/CSVTable.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QStatusBar>
+#include <QTableView>
+#include <QToolButton>
+
+using Utils::CSVDialect;
+using Workbench::TableDocument;
+using Workbench::TableView;
+
+static const SettingsHome home;
+
+// How a table is written, after it was saved and in the dialog for it.
+class tst_Workbench_formats : public QObject
+{
+    Q_OBJECT
+
+private:
+    static TableDocument &table(TestWindow &test)
+    {
+        return dynamic_cast<TableDocument &>(test.document());
+    }
+
+    /// All cells of the view, "|" between columns and a line for each row.
+    static QString cells(TestWindow &test)
+    {
+        const QAbstractItemModel &model = *test.view<TableView>()->grid().model();
+        QStringList rows;
+        for (int row = 0; row < model.rowCount(); ++row) {
+            QStringList texts;
+            for (int col = 0; col < model.columnCount(); ++col)
+                texts.append(model.index(row, col).data().toString());
+            rows.append(texts.join('|'));
+        }
+        return rows.join('\n');
+    }
+
+    static QString labels(TestWindow &test)
+    {
+        QStringList texts;
+        for (int col = 0; col < table(test).numColumns(); ++col)
+            texts.append(table(test).label(col));
+        return texts.join('|');
+    }
+
+    static QString status(TestWindow &test)
+    {
+        return test.window().statusBar()->findChild<QToolButton *>()->text();
+    }
+
+    static void type(TestWindow &test, int row, int col, const QString &text)
+    {
+        QTableView &grid = test.view<TableView>()->grid();
+        QVERIFY(QTest::qWaitForWindowActive(&test.window())); // the dialog was
+        TestWindow::changeCell(grid, grid.model()->index(row, col), text);
+    }
+
+    /// Opens the dialog for the format, and accepts it after \p choose.
+    static void acceptFormat(
+        TestWindow &test, const std::function<void(QWidget *dialog)> &choose = [](QWidget *) {})
+    {
+        test.onDialog([choose](QWidget *dialog) {
+            choose(dialog);
+            QTest::keyClick(dialog, Qt::Key_Return);
+        });
+        QTest::mouseClick(test.window().statusBar()->findChild<QToolButton *>(), Qt::LeftButton);
+    }
+
+    /// Saves by the keyboard, and by the button Save when the program asks. Returns what it asks.
+    static QString save(TestWindow &test)
+    {
+        QString question;
+        QTimer asked;
+        connect(&asked, &QTimer::timeout, &asked, [&] {
+            auto *const box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+            if (!box)
+                return;
+            asked.stop();
+            question = box->text();
+            TestWindow::pressButton(box, QMessageBox::Save);
+        });
+        asked.start(20);
+        test.press(Qt::Key_S, Qt::ControlModifier);
+        return question;
+    }
+
+private Q_SLOTS:
+    void init() { QSettings().clear(); }
+
+    void savedTableIsReadInItsNewFormat_data()
+    {
+        QTest::addColumn<bool>("isChosen"); // the format, before the table is saved
+        QTest::addColumn<bool>("byDialog"); // it is read again by OK in the dialog
+
+        QTest::newRow("detected, F5") << false << false;
+        QTest::newRow("detected, dialog") << false << true;
+        QTest::newRow("chosen, F5") << true << false;
+        QTest::newRow("chosen, dialog") << true << true;
+    }
+
+    void savedTableIsReadInItsNewFormat()
+    {
+        QFETCH(bool, isChosen);
+        QFETCH(bool, byDialog);
+        TestWindow test;
+        test.open(test.file("a.csv", "# Pr\xfc"
+                                     "fung\nL\xe4nge;Gr\xf6\xdf"
+                                     "e\n1,5;\xfc"
+                                     "ber\n2,5;m\xe4\xdfig\n"));
+        if (isChosen)
+            acceptFormat(test);
+        QCOMPARE(QString(table(test).dialect().encoding()), QString("windows-1252"));
+        QCOMPARE(QString(table(test).dialect().comment()), QString("#"));
+        type(test, 0, 0, "7,5");
+
+        const QString question = save(test);
+        QVERIFY2(question.contains("windows-1252") && question.contains("comments"),
+                 qPrintable(question));
+        QCOMPARE(contentsOf(test.path("a.csv")), QByteArray("Länge;Größe\n7,5;über\n2,5;mäßig\n"));
+        QVERIFY2(status(test).contains("UTF-8") && !status(test).contains('#'),
+                 qPrintable(status(test)));
+
+        if (byDialog)
+            acceptFormat(test);
+        else
+            test.press(Qt::Key_F5);
+        QCOMPARE(labels(test), QString("Länge|Größe"));
+        QCOMPARE(cells(test), QString("7,5|über\n2,5|mäßig"));
+
+        type(test, 1, 0, "8");
+        QCOMPARE(save(test), QString());
+        QCOMPARE(contentsOf(test.path("a.csv")), QByteArray("Länge;Größe\n7,5;über\n8;mäßig\n"));
+    }
+
+    void savedTableIsReadInItsNewDelimiter_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<QString>("delimiter"); // typed, "" for what is detected
+        QTest::addColumn<QByteArray>("saved");
+
+        // clang-format off
+        QTest::newRow("aligned")
+            << "a.txt" << QByteArray("x   y\n1   2.5\n10  3.5\n20  4.5\n") << ""
+            << QByteArray("x\ty\n7\t2.5\n10\t3.5\n20\t4.5\n");
+        QTest::newRow("aligned, *.csv")
+            << "a.CSV" << QByteArray("x   y\n1   2.5\n10  3.5\n20  4.5\n") << ""
+            << QByteArray("x,y\n7,2.5\n10,3.5\n20,4.5\n");
+        QTest::newRow("two characters")
+            << "a.txt" << QByteArray("x::y\n1::2.5\n10::3,5\n") << "::"
+            << QByteArray("x\ty\n7\t2.5\n10\t3,5\n");
+        QTest::newRow("two characters, *.csv")
+            << "a.csv" << QByteArray("x::y\n1::2.5\n10::3,5\n") << "::"
+            << QByteArray("x,y\n7,2.5\n10,\"3,5\"\n");
+        QTest::newRow("one column")
+            << "a.txt" << QByteArray("x\n1\n10\n20\n") << ""
+            << QByteArray("x\n7\n10\n20\n");
+        QTest::newRow("one column with commas, *.csv")
+            << "a.csv" << QByteArray("text\n1\nb, c\nd e\n") << "None, one column"
+            << QByteArray("text\n7\n\"b, c\"\nd e\n");
+        QTest::newRow("one column with quotes")
+            << "a.txt" << QByteArray("text\n1\nb \"c\"\n, d\n") << "None, one column"
+            << QByteArray("text\n7\n\"b \"\"c\"\"\"\n, d\n");
+        // clang-format on
+    }
+
+    void savedTableIsReadInItsNewDelimiter()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, contents);
+        QFETCH(QString, delimiter);
+        QFETCH(QByteArray, saved);
+        TestWindow test;
+        test.open(test.file(name, contents));
+        if (!delimiter.isEmpty())
+            acceptFormat(test, [&](QWidget *dialog) {
+                auto *const delimiters = dialog->findChildren<QComboBox *>().constFirst();
+                TestWindow::typeInto(*delimiters->lineEdit(), delimiter);
+            });
+        type(test, 0, 0, "7");
+        const QString shown = cells(test);
+        const QString names = labels(test);
+
+        save(test);
+        QCOMPARE(contentsOf(test.path(name)), saved);
+        QCOMPARE(cells(test), shown);
+        QCOMPARE(save(test), QString());
+        QCOMPARE(contentsOf(test.path(name)), saved);
+
+        acceptFormat(test);
+        QCOMPARE(cells(test), shown);
+        QCOMPARE(labels(test), names);
+        test.press(Qt::Key_Z, Qt::ControlModifier); // nothing: reading again has no undo
+        QCOMPARE(cells(test), shown);
+    }
+
+    void savedTableKeepsItsUndo()
+    {
+        TestWindow test;
+        test.open(test.file("a.txt", "x   y\n1   2.5\n10  3.5\n20  4.5\n"));
+        type(test, 0, 0, "7");
+        save(test);
+
+        test.press(Qt::Key_Z, Qt::ControlModifier);
+
+        QCOMPARE(cells(test), QString("1|2.5\n10|3.5\n20|4.5"));
+        QVERIFY(test.document().isChanged());
+        save(test);
+        QCOMPARE(contentsOf(test.path("a.txt")), QByteArray("x\ty\n1\t2.5\n10\t3.5\n20\t4.5\n"));
+    }
+
+    void savedTableKeepsDecimalCommasAndNumbers()
+    {
+        TestWindow test;
+        test.open(test.file("a.txt", "x     y\n1,25  2,5\n10,5  3,5\n20,5  4,5\n"));
+        QCOMPARE(table(test).dialect().decimalPoint(), ',');
+        type(test, 0, 0, "7,5");
+        save(test);
+
+        QCOMPARE(table(test).kindOf(0, 0), TableDocument::Number);
+        QCOMPARE(table(test).table().dataValue(table(test).tableRow(0), 0), 7.5);
+        acceptFormat(test);
+        QCOMPARE(table(test).table().dataValue(table(test).tableRow(1), 1), 3.5);
+    }
+
+    void savedTableWithQuotesThatAreTextIsReadTheSame()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "x,y\n1,5\" pipe\n2,\"a\n3,b\n"));
+        acceptFormat(test); // without quotes
+        QCOMPARE(table(test).dialect().quotes(), CSVDialect::NoQuotes);
+        type(test, 0, 0, "7");
+        const QString shown = cells(test);
+        QCOMPARE(shown, QString("7|5\" pipe\n2|\"a\n3|b"));
+
+        QCOMPARE(save(test), QString());
+        acceptFormat(test);
+        QCOMPARE(cells(test), shown);
+    }
+};
+
+QTEST_MAIN(tst_Workbench_formats)
+#include "tst_Workbench_formats.moc"
