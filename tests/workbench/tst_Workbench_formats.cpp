@@ -145,29 +145,36 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QByteArray>("contents");
         QTest::addColumn<QString>("delimiter"); // typed, "" for what is detected
+        QTest::addColumn<QString>("question");
         QTest::addColumn<QByteArray>("saved");
 
         // clang-format off
         QTest::newRow("aligned")
             << "a.txt" << QByteArray("x   y\n1   2.5\n10  3.5\n20  4.5\n") << ""
+            << "The columns will be separated by tabs rather than aligned by blanks."
             << QByteArray("x\ty\n7\t2.5\n10\t3.5\n20\t4.5\n");
         QTest::newRow("aligned, *.csv")
             << "a.CSV" << QByteArray("x   y\n1   2.5\n10  3.5\n20  4.5\n") << ""
+            << "The columns will be separated by commas rather than aligned by blanks."
             << QByteArray("x,y\n7,2.5\n10,3.5\n20,4.5\n");
         QTest::newRow("two characters")
             << "a.txt" << QByteArray("x::y\n1::2.5\n10::3,5\n") << "::"
+            << "The columns will be separated by tabs rather than by \"::\"."
             << QByteArray("x\ty\n7\t2.5\n10\t3,5\n");
         QTest::newRow("two characters, *.csv")
             << "a.csv" << QByteArray("x::y\n1::2.5\n10::3,5\n") << "::"
+            << "The columns will be separated by commas rather than by \"::\"."
             << QByteArray("x,y\n7,2.5\n10,\"3,5\"\n");
         QTest::newRow("one column")
-            << "a.txt" << QByteArray("x\n1\n10\n20\n") << ""
+            << "a.txt" << QByteArray("x\n1\n10\n20\n") << "" << ""
             << QByteArray("x\n7\n10\n20\n");
         QTest::newRow("one column with commas, *.csv")
             << "a.csv" << QByteArray("text\n1\nb, c\nd e\n") << "None, one column"
+            << "Cells that are empty, or have commas or double quotes, will be put in double quotes."
             << QByteArray("text\n7\n\"b, c\"\nd e\n");
         QTest::newRow("one column with quotes")
             << "a.txt" << QByteArray("text\n1\nb \"c\"\n, d\n") << "None, one column"
+            << "Cells that are empty, or have tabs or double quotes, will be put in double quotes."
             << QByteArray("text\n7\n\"b \"\"c\"\"\"\n, d\n");
         // clang-format on
     }
@@ -177,6 +184,7 @@ private Q_SLOTS:
         QFETCH(QString, name);
         QFETCH(QByteArray, contents);
         QFETCH(QString, delimiter);
+        QFETCH(QString, question);
         QFETCH(QByteArray, saved);
         TestWindow test;
         test.open(test.file(name, contents));
@@ -189,7 +197,7 @@ private Q_SLOTS:
         const QString shown = cells(test);
         const QString names = labels(test);
 
-        save(test);
+        QCOMPARE(save(test), question);
         QCOMPARE(contentsOf(test.path(name)), saved);
         QCOMPARE(cells(test), shown);
         QCOMPARE(save(test), QString());
@@ -244,6 +252,27 @@ private Q_SLOTS:
         QCOMPARE(save(test), QString());
         acceptFormat(test);
         QCOMPARE(cells(test), shown);
+    }
+
+    void tableInItsFileLosesNothing()
+    {
+        Workbench::Preferences::memoryLimit.set(1);
+        TestWindow test;
+        const QByteArray contents = "# bench 3\nx;y\n" + QByteArray("1;\xfc"
+                                                                    "ber\n2;m\xe4\xdfig\n")
+                                                             .repeated(100000);
+        test.open(test.file("large.csv", contents));
+        acceptFormat(test);
+        QVERIFY(!table(test).canChange());
+        QCOMPARE(QString(table(test).dialect().encoding()), QString("windows-1252"));
+
+        QCOMPARE(save(test), QString());
+
+        QVERIFY(contentsOf(test.path("large.csv")) == contents);
+        QCOMPARE(QString(table(test).dialect().encoding()), QString("windows-1252"));
+        QCOMPARE(QString(table(test).dialect().comment()), QString("#"));
+        test.press(Qt::Key_F5);
+        QCOMPARE(table(test).cell(0, 1), QString("über"));
     }
 };
 

@@ -249,15 +249,36 @@ QString TableDocument::description() const
     return rows + " \u00b7 " + storage + " \u00b7 " + describe(m_dialect);
 }
 
+/// Whether a cell of a table of one column is written in quotes.
+static bool hasCellToQuote(const CSVTable &table, const QString &delimiter)
+{
+    for (int row = 0; row < table.numRows(); ++row) {
+        const QString cell = table.data(row, 0);
+        const auto contains = [&](const QString &part) { return cell.contains(part); };
+        if (cell.isEmpty() || contains(delimiter) || contains("\"") || contains("\n"))
+            return true;
+    }
+    return false;
+}
+
 QString TableDocument::whatSavingLoses() const
 {
+    if (m_table->isDemandRead()) // which is copied
+        return {};
     QStringList losses;
     if (!m_dialect.comment().isEmpty())
         losses.append(text(".msg.losesComments"));
     if (!m_dialect.encoding().startsWith("UTF-8"))
         losses.append(text(".msg.losesEncoding").arg(QString(m_dialect.encoding())));
-    if (m_dialect.delimiter().size() != 1)
-        losses.append(text(".msg.losesAlignment"));
+    const QString delimiter = m_dialect.delimiter();
+    const QString written = writtenDelimiter(m_dialect, path());
+    const QString name = text(written == "," ? ".msg.commas" : ".msg.tabs");
+    if (m_dialect.isAligned())
+        losses.append(text(".msg.losesAlignment").arg(name));
+    else if (delimiter.isEmpty() && hasCellToQuote(*m_table, written))
+        losses.append(text(".msg.losesPlainCells").arg(name));
+    else if (!delimiter.isEmpty() && written != delimiter)
+        losses.append(text(".msg.losesDelimiter").arg(name, delimiter));
     return losses.join(' ');
 }
 
