@@ -274,6 +274,21 @@ private Q_SLOTS:
         test.press(Qt::Key_F5);
         QCOMPARE(table(test).cell(0, 1), QString("über"));
     }
+
+    void formatDialogKeepsWhatItDoesNotShow()
+    {
+        TestWindow test;
+        test.open(test.file("a.txt", "x;y\r1,000.5;2\r2,000.5;3\r"));
+        QVERIFY(table(test).dialect().hasCarriageReturns());
+        QVERIFY(table(test).dialect().hasGroupedDigits());
+        QCOMPARE(cells(test), QString("1,000.5|2\n2,000.5|3"));
+
+        acceptFormat(test);
+
+        QVERIFY(table(test).dialect().hasCarriageReturns());
+        QVERIFY(table(test).dialect().hasGroupedDigits());
+        QCOMPARE(cells(test), QString("1,000.5|2\n2,000.5|3"));
+    }
 };
 
 QTEST_MAIN(tst_Workbench_formats)

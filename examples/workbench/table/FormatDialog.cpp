@@ -137,6 +137,7 @@ void FormatDialog::show(const CSVDialect &dialect)
         QSignalBlocker(m_quotes),    QSignalBlocker(m_comment),  QSignalBlocker(m_headerRow),
         QSignalBlocker(m_unitRow),   QSignalBlocker(m_dataRow),
     };
+    m_shown = dialect;
     choose(*m_delimiter, dialect.delimiter());
     choose(*m_point, QString(dialect.decimalPoint()));
     m_encoding->setCurrentText(dialect.encoding());
@@ -157,7 +158,7 @@ QString FormatDialog::chosenDelimiter() const
 
 CSVDialect FormatDialog::chosen() const
 {
-    CSVDialect dialect;
+    CSVDialect dialect = m_shown;
     dialect.setDelimiter(chosenDelimiter());
     dialect.setEncoding(m_encoding->currentText());
     dialect.setDecimalPoint(m_point->currentData().toString().at(0).toLatin1());

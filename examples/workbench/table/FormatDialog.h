@@ -37,6 +37,7 @@ private:
     void updatePreview();
 
     TableDocument &m_document;
+    Utils::CSVDialect m_shown; // with what the dialog has no fields for
     QComboBox *m_delimiter;
     QComboBox *m_encoding;
     QComboBox *m_point;
