@@ -128,6 +128,59 @@ private:
 private Q_SLOTS:
     void init() { QSettings().clear(); }
 
+    void editorKeepsTheByteOrderMark_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<QByteArray>("saved");
+
+        // clang-format off
+        QTest::newRow("UTF-8")
+            << QByteArray("\xef\xbb\xbf# \xc3\xbc\n") << QByteArray("\xef\xbb\xbf#1 \xc3\xbc\n");
+        QTest::newRow("UTF-8 without one")
+            << QByteArray("# \xc3\xbc\n") << QByteArray("#1 \xc3\xbc\n");
+        QTest::newRow("UTF-16LE")
+            << QByteArray("\xff\xfe#\0 \0\xfc\0\n\0", 10)
+            << QByteArray("\xff\xfe#\0001\0 \0\xfc\0\n\0", 12);
+        QTest::newRow("UTF-16BE")
+            << QByteArray("\xfe\xff\0#\0 \0\xfc\0\r\0\n", 12)
+            << QByteArray("\xfe\xff\0#\0001\0 \0\xfc\0\r\0\n", 14);
+        // clang-format on
+    }
+
+    void editorKeepsTheByteOrderMark()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(QByteArray, saved);
+        TestWindow test;
+        openScript(test, contents);
+        QVERIFY(QTest::qWaitForWindowActive(&test.window()));
+        QTest::keyClick(&editor(test), Qt::Key_Home, Qt::ControlModifier);
+        QTest::keyClick(&editor(test), Qt::Key_Right);
+        QTest::keyClicks(&editor(test), "1");
+
+        test.press(Qt::Key_S, Qt::ControlModifier);
+        QCOMPARE(contentsOf(test.path("script.py")), saved);
+
+        test.file("script.py", "a = 1\n"); // without a mark
+        test.press(Qt::Key_F5);
+        QTest::keyClick(&editor(test), Qt::Key_Home, Qt::ControlModifier);
+        QTest::keyClicks(&editor(test), "#");
+        test.press(Qt::Key_S, Qt::ControlModifier);
+        QCOMPARE(contentsOf(test.path("script.py")), QByteArray("#a = 1\n"));
+    }
+
+    void scriptWithAByteOrderMarkRunsAfterItWasSaved()
+    {
+        TestWindow test;
+        openScript(test, "\xef\xbb\xbfprint len(u'\xc3\xa4\xc3\xb6')\n");
+        QTest::keyClick(&editor(test), Qt::Key_End, Qt::ControlModifier);
+        QTest::keyClicks(&editor(test), "print 'second'");
+
+        test.press(Qt::Key_F8);
+
+        QVERIFY2(output(test).contains("\n2\nsecond\n"), qPrintable(output(test)));
+    }
+
     void editorUndoesWithTheCommandsOfTheWindow()
     {
         TestWindow test;

@@ -3,7 +3,9 @@
 #include "examples/workbench/Texts.h"
 #include "utils/files/File.h"
 
+#include <QFile>
 #include <QPlainTextDocumentLayout>
+#include <QTextCodec>
 #include <QUndoCommand>
 
 namespace Workbench {
@@ -52,6 +54,25 @@ ScriptDocument::~ScriptDocument()
     changes().disconnect(this); // it reports that it is clean when it ends
 }
 
+/// Whether a file starts with a byte order mark.
+static bool hasMark(const QString &path)
+{
+    const qint64 longestMark = 4; // bytes
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) &&
+           QTextCodec::codecForUtfText(file.read(longestMark), nullptr);
+}
+
+/// Writes a text with a byte order mark, which File::write() does only in the byte order of the
+/// computer. Python reads UTF-8 without it as ASCII.
+static bool writeWithMark(const QString &path, const QString &contents, const QString &encoding)
+{
+    const QString text = QChar(QChar::ByteOrderMark) + contents;
+    const QTextCodec *const codec = QTextCodec::codecForName(encoding.toLatin1());
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader); // it would write a second one
+    return File::writeRaw(path, codec->fromUnicode(text.constData(), text.size(), &state));
+}
+
 bool ScriptDocument::readFile(const QString &path)
 {
     const QString encoding = File::encoding(path);
@@ -59,6 +80,7 @@ bool ScriptDocument::readFile(const QString &path)
     if (!QString(File::lastError()).isEmpty())
         return false;
     m_encoding = encoding;
+    m_hasMark = hasMark(path);
     m_lineEnd = contents.contains("\r\n") ? "\r\n" : "\n";
     m_text.setPlainText(contents);
     return true;
@@ -69,7 +91,9 @@ bool ScriptDocument::writeFile(const QString &path)
     QString contents = m_text.toPlainText();
     if (m_lineEnd != "\n")
         contents.replace('\n', m_lineEnd);
-    if (!File::write(path, contents, m_encoding))
+    const bool isWritten = m_hasMark ? writeWithMark(path, contents, m_encoding)
+                                     : File::write(path, contents, m_encoding);
+    if (!isWritten)
         return false;
     m_text.setModified(false);
     return true;

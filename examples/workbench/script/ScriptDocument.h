@@ -6,7 +6,8 @@
 
 namespace Workbench {
 
-/// A script: its text, which an editor shows, with the encoding and the line ends of its file.
+/// A script: its text, which an editor shows, with the encoding, the byte order mark and the line
+/// ends of its file.
 ///
 /// Each step that the text can undo is a command in changes(): call undo() and redo() of this stack
 /// only, never those of the text.
@@ -32,6 +33,7 @@ private:
 
     QTextDocument m_text;
     QString m_encoding = "UTF-8";
+    bool m_hasMark = false; // a byte order mark
     QString m_lineEnd = "\n";
 };
 
