@@ -12,6 +12,15 @@ static const unsigned int watchInterval = 1000; // milliseconds
 Document::Document(const QString &path) : m_path(QFileInfo(path).absoluteFilePath()) {}
 Document::~Document() = default;
 
+bool Document::isAt(const QString &path) const
+{
+    const QFileInfo file(m_path);
+    const QFileInfo other(path);
+    if (file.exists() && other.exists())
+        return file == other;
+    return file.absoluteFilePath() == other.absoluteFilePath();
+}
+
 bool Document::read()
 {
     watch(); // before it is read: a change during that is reported

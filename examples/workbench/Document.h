@@ -23,6 +23,11 @@ public:
 
     QString path() const { return m_path; }
 
+    /// Whether the path \p path leads to the file of the document. Other than for
+    /// File::isSamePath(), names that differ only in case are two files where the file system says
+    /// so, and a link leads to its file.
+    bool isAt(const QString &path) const;
+
     /// The changes that can be undone. The document is changed when the stack is not clean.
     QUndoStack &changes() { return m_changes; }
     bool isChanged() const { return !m_changes.isClean(); }

@@ -8,7 +8,6 @@
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
 #include "utils/feedback/WaitCursor.h"
-#include "utils/files/File.h"
 #include "utils/settings/Settings.h"
 
 #include <QAbstractItemView>
@@ -27,7 +26,6 @@
 
 namespace Workbench {
 
-using Utils::File;
 using Utils::Settings;
 
 QList<DocumentTab *> MainWindow::tabs() const
@@ -95,7 +93,7 @@ QString MainWindow::open(const QString &path)
 {
     const QString absolute = QFileInfo(path).absoluteFilePath();
     for (DocumentTab *const tab : tabs()) {
-        if (File::isSamePath(tab->document().path(), absolute)) {
+        if (tab->document().isAt(absolute)) {
             m_tabs->setCurrentWidget(tab);
             return {};
         }

@@ -675,6 +675,23 @@ private Q_SLOTS:
         QVERIFY(!document.isChanged());
     }
 
+    void moduleTellsTablesApartThatDifferInCase()
+    {
+        TestWindow test;
+        const QString lower = test.file("loads.csv", "a,b\n1,2\n");
+        const QString upper = test.file("LOADS.csv", "a,b\n5,6\n");
+        if (contentsOf(lower) == contentsOf(upper))
+            QSKIP("the file system ignores case");
+        test.window().openFiles({lower, upper});
+
+        const QString printed = run(
+            test, "import Workbench\n"
+                  "print Workbench.table('" +
+                      upper.toUtf8() + "').cell(0, 0), Workbench.table('loads.csv').cell(0, 0)\n");
+
+        QVERIFY2(printed.contains("\n5 1\n"), qPrintable(printed));
+    }
+
     void moduleRaisesErrors_data()
     {
         QTest::addColumn<QByteArray>("code");

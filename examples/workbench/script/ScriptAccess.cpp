@@ -7,7 +7,6 @@
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
 #include "utils/feedback/WaitCursor.h"
-#include "utils/files/File.h"
 
 #include <QApplication>
 #include <QFileInfo>
@@ -52,8 +51,7 @@ TableDocument *ScriptAccess::table() const
 TableDocument *ScriptAccess::table(const QString &name) const
 {
     for (TableDocument *const table : tables()) {
-        if (Utils::File::isSamePath(table->path(), name) ||
-            QFileInfo(table->path()).fileName() == name)
+        if (table->isAt(name) || QFileInfo(table->path()).fileName() == name)
             return table;
     }
     return nullptr;

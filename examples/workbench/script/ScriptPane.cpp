@@ -150,7 +150,7 @@ ScriptView *ScriptPane::open(const QString &path)
         return nullptr;
     m_window.openFiles({path});
     DocumentTab *const tab = m_window.currentTab();
-    const bool isFound = tab && Utils::File::isSamePath(tab->document().path(), path);
+    const bool isFound = tab && tab->document().isAt(path);
     return isFound ? qobject_cast<ScriptView *>(&tab->view()) : nullptr;
 }
 

@@ -7,6 +7,7 @@
 #include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QMap>
@@ -165,6 +166,14 @@ bool TableDocument::readFile(const QString &path)
     return true;
 }
 
+/// Copies a file, also to a name that differs only in case: File::copy() takes such names for the
+/// same file when both are absolute, but looks at the files when one of them is relative.
+static bool copyFile(const QString &source, const QString &target)
+{
+    const bool isSame = File::isSamePath(source, target);
+    return File::copy(isSame ? QDir().relativeFilePath(source) : source, target);
+}
+
 /// The delimiter of a table in \p dialect in the file \p path when it was written. Columns that are
 /// aligned by blanks have none that could be written, for example.
 static Data::String writtenDelimiter(const CSVDialect &dialect, const QString &path)
@@ -178,7 +187,7 @@ static Data::String writtenDelimiter(const CSVDialect &dialect, const QString &p
 bool TableDocument::writeFile(const QString &path)
 {
     if (m_table->isDemandRead()) // and so unchanged
-        return File::isSamePath(path, this->path()) || File::copy(this->path(), path);
+        return isAt(path) || copyFile(this->path(), path);
 
     CSVDialect dialect = m_dialect;
     dialect.setEncoding("UTF-8");
