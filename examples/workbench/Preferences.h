@@ -6,8 +6,8 @@
 
 namespace Workbench::Preferences {
 
-// The settings of the program, each with its default and its range. A change, also one by a script
-// or by another instance, arrives at once by Settings::SettingChanged().
+// The settings of the program, each with its default and its range. A change arrives by
+// Settings::SettingChanged(): one by a script at once, one by another instance within a second.
 
 /// The language, such as "de"; "" is that of the system.
 inline const Utils::Setting<Data::String> language("Workbench/language", "");

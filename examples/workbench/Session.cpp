@@ -23,7 +23,9 @@ Session::Session(const QMap<QString, QString> &variables, const QString &languag
     loadTexts(resources, language.isEmpty() ? preferred : language);
     Utils::File::setSafeWriting(true, Preferences::flushFiles.value());
     Utils::CSVTable().setHoleValue(Data::noValue); // for all tables in memory
-    for (const char *group : {"Window", "gui"}) {  // of this screen, and of this disk
+    // Of this screen, of this disk, and what was typed: the panes read it when they are made, and
+    // write it when the window closes.
+    for (const char *group : {"Window", "gui", "Plot", "Process", "Console"}) {
         if (Utils::Settings().canExport(group))
             Utils::Settings().setFlags(group, /*canExport=*/false, /*canReset=*/true);
     }

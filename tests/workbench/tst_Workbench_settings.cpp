@@ -189,6 +189,61 @@ private Q_SLOTS:
         QCOMPARE(part<QSpinBox>(dialog, "digits").value(), 7);
     }
 
+    void settingsOfThisComputerAreNotExported()
+    {
+        TestWindow test;
+        QVERIFY(Preferences::digits.set(7) && Preferences::tempFolder.set(test.path("")));
+        Settings("Plot").setString("folder", test.path("plots")); // as after an export
+        Settings("Console").setValue("history", QStringList("print 'typed'"));
+        test.open(test.file("a.csv", "a\n1\n")); // one of the recent files
+        test.window().close();                   // where each part keeps its state
+        test.restart();
+        const QStringList groups = QSettings().childGroups();
+        for (const char *group : {"Console", "MRU", "Plot", "Process", "Window", "gui"})
+            QVERIFY2(groups.contains(group), group);
+
+        test.answerFileDialog(test.path("mine.ini"));
+        click(open(test), "exportSettings");
+
+        const QByteArray exported = contentsOf(test.path("mine.ini"));
+        QVERIFY2(exported.contains("\n[Workbench]\n") && exported.contains("\ndigits=7\n") &&
+                     exported.count("\n[") == 1,
+                 exported.constData());
+    }
+
+    void settingsOfThisComputerAreNotImported_data()
+    {
+        QTest::addColumn<QByteArray>("group");
+        QTest::addColumn<QByteArray>("key");
+
+        QTest::newRow("console") << QByteArray("Console") << QByteArray("history");
+        QTest::newRow("plot") << QByteArray("Plot") << QByteArray("folder");
+        QTest::newRow("process") << QByteArray("Process") << QByteArray("command");
+        QTest::newRow("window") << QByteArray("Window") << QByteArray("geometry");
+        QTest::newRow("folders") << QByteArray("gui") << QByteArray("tempPath");
+    }
+
+    void settingsOfThisComputerAreNotImported()
+    {
+        QFETCH(QByteArray, group);
+        QFETCH(QByteArray, key);
+        TestWindow test;
+        QVERIFY(Preferences::digits.set(7));
+        Settings(group.constData()).setString(key.constData(), "mine");
+        SettingsDialog &dialog = open(test);
+        test.answerFileDialog(test.path("mine.ini"));
+        click(dialog, "exportSettings");
+        QByteArray theirs = contentsOf(test.path("mine.ini"));
+        theirs.replace("digits=7\n", "digits=8\n\n[" + group + "]\n" + key + "=theirs\n");
+        test.file("theirs.ini", theirs);
+
+        test.answerFileDialog(test.path("theirs.ini"));
+        click(dialog, "importSettings");
+
+        QCOMPARE(Preferences::digits.value(), 8);
+        QCOMPARE(Settings(group.constData()).getString(key.constData(), ""), Data::String("mine"));
+    }
+
     void settingsStayAfterABrokenImport()
     {
         TestWindow test;

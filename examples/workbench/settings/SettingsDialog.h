@@ -14,8 +14,9 @@ namespace Workbench {
 
 class SettingEditor;
 
-/// The settings of the program. A change applies at once; one by a script or by another instance of
-/// the program is shown at once. What differs from its default is in bold, and can be reset.
+/// The settings of the program. A change applies at once. One by a script is shown at once, one by
+/// another instance of the program within a second. What differs from its default is in bold, and
+/// can be reset.
 class SettingsDialog : public QDialog
 {
     Q_OBJECT
