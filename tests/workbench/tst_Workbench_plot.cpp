@@ -13,7 +13,9 @@
 #include <QHeaderView>
 #include <QImage>
 #include <QLabel>
+#include <QPainter>
 #include <QRegularExpression>
+#include <QSvgRenderer>
 #include <QTableView>
 #include <QWheelEvent>
 
@@ -99,6 +101,52 @@ private:
         map.setScaleInterval(from, to);
         map.setPaintInterval(0.0, pixels);
         return map;
+    }
+
+    /// How many pixels have the hue of \p colour, also where it is blended with white.
+    static int pixelsOf(const QImage &image, const QColor &colour)
+    {
+        int count = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                const QColor pixel = image.pixelColor(x, y);
+                if (pixel.hsvSaturation() > 40 && std::abs(pixel.hsvHue() - colour.hsvHue()) < 10)
+                    ++count;
+            }
+        }
+        return count;
+    }
+
+    static QImage drawnSvg(const QByteArray &contents)
+    {
+        QSvgRenderer drawing(contents);
+        QImage image(drawing.viewBox().size(), QImage::Format_RGB32);
+        image.fill(Qt::white);
+        QPainter painter(&image);
+        drawing.render(&painter);
+        return image;
+    }
+
+    /// How many lines a PDF file draws in \p colour.
+    static int linesInPdf(const QByteArray &contents, const QColor &colour)
+    {
+        const QByteArray begin = "stream\n\x78"; // which is compressed
+        int count = 0;
+        for (int at = contents.indexOf(begin); at >= 0; at = contents.indexOf(begin, at + 1)) {
+            const QByteArray size(4, '\0'); // is not known
+            const QByteArray drawing = qUncompress(size + contents.mid(at + begin.size() - 1));
+            bool isInColour = false;
+            for (const QByteArray &line : drawing.split('\n')) {
+                if (line.endsWith(" SCN")) {
+                    const QList<QByteArray> parts = line.split(' ');
+                    const QColor set = QColor::fromRgbF(parts[0].toDouble(), parts[1].toDouble(),
+                                                        parts[2].toDouble());
+                    isInColour = set.rgb() == colour.rgb();
+                }
+                count += isInColour && line.endsWith(" l") ? 1 : 0;
+            }
+        }
+        return count;
     }
 
 private Q_SLOTS:
@@ -625,12 +673,17 @@ private Q_SLOTS:
 
         const QByteArray contents = contentsOf(test.path(name));
         QVERIFY2(contents.startsWith(start), contents.left(20).constData());
-        QVERIFY2(contents.size() > 4000, qPrintable(QString::number(contents.size())));
-        if (name.endsWith("png")) {
-            const QImage image(test.path(name));
-            QVERIFY(image.width() > 1000);
-            QCOMPARE(image.pixelColor(0, 0), QColor(Qt::white));
+        const QColor colour = Workbench::curveColour(0, QPalette(Qt::lightGray));
+        if (name.endsWith("pdf")) {
+            const int lines = linesInPdf(contents, colour);
+            QVERIFY2(lines > 500, qPrintable(QString::number(lines)));
+            return;
         }
+        const QImage image = name.endsWith("svg") ? drawnSvg(contents) : QImage(test.path(name));
+        QVERIFY(image.width() > 1000);
+        QCOMPARE(image.pixelColor(0, 0), QColor(Qt::white));
+        const int pixels = pixelsOf(image, colour);
+        QVERIFY2(pixels > 1000 && pixels < 10000, qPrintable(QString::number(pixels)));
         if (name.endsWith("svg"))
             QVERIFY(contents.contains("Crosshead"));
     }
