@@ -1,6 +1,7 @@
 #include "examples/console/Files.h"
 
 #include "utils/files/File.h"
+#include "utils/strings/StringTable.h"
 
 #include <QDirIterator>
 #include <QFileInfo>
@@ -30,7 +31,7 @@ QString whyUnreadable(const QString &path)
 
 QString whyUnreadableFolder(const QString &path, bool recursive)
 {
-    const QString problem("Cannot read the folder \"%1\"");
+    const QString problem = Utils::StringTable::lookup(".Kelm.Utils.err.noread");
     const auto isReadable = [](const QFileInfo &folder) {
         return folder.isReadable() && folder.isExecutable();
     };

@@ -11,8 +11,8 @@ bool isDevice(const QString &path);
 /// "" when it can be read.
 QString whyUnreadable(const QString &path);
 
-/// Returns 'Cannot read the folder "path"' when the folder \p path, or with \p recursive a folder
-/// below it, cannot be read: the library skips such folders. Returns "" when there is none.
+/// Returns 'You have no permission to read "path".' when the folder \p path, or with \p recursive a
+/// folder below it, cannot be read: the library skips such folders. Returns "" when there is none.
 QString whyUnreadableFolder(const QString &path, bool recursive);
 
 /// Whether \p name is the name of an encoding, or "auto".

@@ -253,7 +253,8 @@ private Q_SLOTS:
         if (!isRun)
             QSKIP("No ordinary user can get at the program");
 
-        QCOMPARE(m_kelm.error, "kelm copy: Cannot read the folder \"" + in("sub") + "\"\n");
+        QCOMPARE(m_kelm.error,
+                 "kelm copy: You have no permission to read \"" + in("sub") + "\".\n");
         QCOMPARE(m_kelm.status, 1);
         QCOMPARE(contentsOf(out("in/a.txt")), QByteArray("a"));
     }

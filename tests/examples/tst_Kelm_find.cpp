@@ -178,7 +178,7 @@ private Q_SLOTS:
             QSKIP("No ordinary user can get at the program");
 
         QCOMPARE(deep.error,
-                 "kelm find: Cannot read the folder \"" + folder.path() + "/closed\"\n");
+                 "kelm find: You have no permission to read \"" + folder.path() + "/closed\".\n");
         QCOMPARE(deep.output, path + "\n");
         QCOMPARE(deep.status, 1);
         QCOMPARE(m_kelm.error, QString());
@@ -199,8 +199,10 @@ private Q_SLOTS:
         QTest::newRow("both") << QStringList{"x", "--resource", "y"} << 2
             << "Either a FOLDER or --resource must be given. See kelm find --help";
         QTest::newRow("no folder") << QStringList(path + "s") << 1
-            << "There is no folder \"" + path + "s\"";
-        QTest::newRow("a file") << QStringList(path) << 1 << "There is no folder \"" + path + "\"";
+            << "The file \"" + path + "s\" does not exist.";
+        QTest::newRow("a file") << QStringList(path) << 1 << "\"" + path + "\" is no folder.";
+        QTest::newRow("a file, in German") << QStringList{path, "--language", "de"} << 1
+            << QString::fromUtf8("„") + path + QString::fromUtf8("“ ist kein Ordner.");
         QTest::newRow("no encoding") << QStringList{path, "--encoding", "none"} << 2
             << "--encoding must be the name of an encoding, or auto. See kelm find --help";
         QTest::newRow("no resource") << QStringList{"--resource", "No"} << 1

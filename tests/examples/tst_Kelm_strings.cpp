@@ -303,6 +303,22 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.output, QString());
     }
 
+    void tellsWhyThereIsNoPseudoLocale()
+    {
+        const int depth = 6000; // more than can be written
+        const QString file = makeFile(m_folder.filePath("deep.xml"),
+                                      "<!DOCTYPE StringTable>" + QByteArray("<s>").repeated(depth) +
+                                          QByteArray("</s>").repeated(depth));
+
+        QVERIFY(m_kelm.run({"strings", "--pseudo", file, "--language", "de"}));
+
+        QCOMPARE(m_kelm.error, QString::fromUtf8("kelm strings: Das Dokument für „%1“ ist zu tief "
+                                                 "verschachtelt.\n")
+                                   .arg(file));
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, 1);
+    }
+
     void tellsWhatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");

@@ -132,10 +132,11 @@ static Result run(const QCommandLineParser &given, Host &)
         return findResource(given.value("resource"), given.value("suffixes"));
 
     const QString folder = arguments.constFirst();
-    if (!File::isDir(folder))
-        return failed(QString("There is no folder \"%1\"").arg(folder));
     const QString patterns = arguments.size() > 1 ? arguments.mid(1).join(';') : QString("*");
     QStringList files = File::search(folder, patterns, !given.isSet("flat"));
+    const QString reason = File::lastError();
+    if (!File::isDir(folder))
+        return failed(reason);
     files.sort();
 
     QStringList found;

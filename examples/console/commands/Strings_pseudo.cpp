@@ -3,6 +3,7 @@
 #include "examples/console/commands/Strings.h"
 
 #include "examples/console/Output.h"
+#include "utils/strings/StringTable.h"
 #include "utils/xml/Document.h"
 #include "utils/xml/Element.h"
 
@@ -88,7 +89,7 @@ Result printPseudoLocale(const QString &path)
     translate(document.documentElement(), document);
     const QString text = document.toText();
     if (text.isEmpty())
-        return failed(QString("The document \"%1\" cannot be written").arg(path));
+        return failed(QString(Utils::StringTable::lookup(".Kelm.Utils.err.toodeep")).arg(path));
     printUnchanged(text.chopped(1)); // which adds the last line end
     return good();
 }
