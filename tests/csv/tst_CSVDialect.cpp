@@ -89,9 +89,28 @@ class tst_CSVDialect : public QObject
 {
     Q_OBJECT
 
+private:
+    /// A dialect that has each part in its text.
+    static CSVDialect fullDialect()
+    {
+        CSVDialect dialect;
+        dialect.setEncoding("UTF-8");
+        dialect.setDelimiter("%2");
+        dialect.setQuotes(CSVDialect::Rfc4180Quotes);
+        dialect.setComment("%1");
+        dialect.setHeader(2, 3, 5);
+        dialect.setDecimalPoint(',');
+        dialect.setGroupedDigits(true);
+        dialect.setCarriageReturns(true);
+        return dialect;
+    }
+
+    Data::String m_textWithoutCatalogue;
+
 private Q_SLOTS:
     void initTestCase()
     {
+        m_textWithoutCatalogue = fullDialect().toText();
         File::setSearchPath(LIBRARY_RESOURCES, "");
         StringTable::initialize("en", "", "");
         QVERIFY(StringTable::load("Kelm.Utils"));
@@ -557,6 +576,41 @@ private Q_SLOTS:
         QVERIFY(copy == other);
         other.setComment("changed");
         QVERIFY(copy != other);
+    }
+
+    void isToldInTheLanguageOfTheCatalogue()
+    {
+        CSVDialect dialect = fullDialect();
+        QCOMPARE(m_textWithoutCatalogue,
+                 Data::String("UTF-8, delimiter '%2', double quotes, comments after '%1', "
+                              "labels in row 3, units in row 4, data from row 6, decimal comma, "
+                              "separators between thousands, lines end at carriage returns"));
+        QCOMPARE(dialect.toText(), m_textWithoutCatalogue);
+
+        QVERIFY(StringTable::setLanguage("de"));
+        const Data::String full = dialect.toText();
+        const Data::String plain = CSVDialect().toText();
+        dialect.setDelimiter("\t");
+        const Data::String tab = dialect.toText();
+        dialect.setDelimiter("\\s+");
+        const Data::String aligned = dialect.toText();
+        dialect.setDelimiter("");
+        const Data::String oneColumn = dialect.toText();
+        const Data::String invalid = CSVDialect::detect("/no/such/file").toText();
+        QVERIFY(StringTable::setLanguage("en"));
+
+        QCOMPARE(full, Data::String("UTF-8, Trennzeichen „%2“, doppelte Anführungszeichen, "
+                                    "Kommentare nach „%1“, Spaltennamen in Zeile 3, Einheiten in "
+                                    "Zeile 4, Daten ab Zeile 6, Dezimalkomma, Trennzeichen "
+                                    "zwischen Tausendern, Zeilen enden mit Wagenrücklauf"));
+        QCOMPARE(plain, Data::String("UTF-8 (?), Trennzeichen „,“ (?), keine Anführungszeichen "
+                                     "(?), keine Kommentare (?), keine Spaltennamen (?), "
+                                     "Dezimalpunkt (?)"));
+        QVERIFY(tab.startsWith("UTF-8, Trennzeichen Tabulator, "));
+        QVERIFY(aligned.startsWith("UTF-8, mit Leerzeichen ausgerichtete Spalten, "));
+        QVERIFY(oneColumn.startsWith("UTF-8, eine Spalte, "));
+        QCOMPARE(invalid, Data::String("unbekannt"));
+        QCOMPARE(fullDialect().toText(), m_textWithoutCatalogue);
     }
 
     void isToldAsText()

@@ -131,6 +131,17 @@ private Q_SLOTS:
         QVERIFY(object["confidence"].toObject()["delimiter"].toDouble() > 0.9);
     }
 
+    void tellsTheDialectInGerman()
+    {
+        const QString path = file("Zeit;Kraft\n" + QByteArray("0,1;2,5\n").repeated(60));
+
+        QVERIFY(m_kelm.run({"table", path, "--dialect", "--language", "de"}));
+
+        QVERIFY2(m_kelm.output.startsWith(QString::fromUtf8("UTF-8, Trennzeichen „;“, keine ")) &&
+                     m_kelm.output.endsWith(", Daten ab Zeile 2, Dezimalkomma\n"),
+                 qPrintable(m_kelm.output));
+    }
+
     void tellsTheDialectWithWhatIsGiven()
     {
         const QString path = file("a,b;c\n" + QByteArray("1,2;3\n").repeated(20));

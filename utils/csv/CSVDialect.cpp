@@ -1,5 +1,7 @@
 #include "utils/csv/CSVDialect.h"
 
+#include "utils/base/Placeholders_p.h"
+#include "utils/catalogue/Catalogue_p.h"
 #include "utils/csv/CSVDialect_p.h"
 #include "utils/csv/cells/Cells_p.h"
 #include "utils/csv/dialect/DialectDetector_p.h"
@@ -135,46 +137,83 @@ bool CSVDialect::operator==(const CSVDialect &other) const
            a.hasCarriageReturns == b.hasCarriageReturns;
 }
 
+namespace {
+
+/// A text for users. It is in English where the catalogue does not have it.
+struct Text
+{
+    const char *id;
+    const char *english;
+
+    QString with(const QStringList &values = {}) const
+    {
+        const Data::String key = QLatin1String(".Kelm.Utils") + QLatin1String(id);
+        const QString text = textOf(key);
+        const bool isFound = text != key && text != QLatin1String(id);
+        return fillPlaceholders(isFound ? text : QString::fromLatin1(english), values);
+    }
+};
+
+const Text unknown = {".dialect.unknown", "unknown"};
+const Text oneColumn = {".dialect.oneColumn", "one column"};
+const Text aligned = {".dialect.aligned", "columns aligned by blanks"};
+const Text tab = {".dialect.tab", "delimiter tab"};
+const Text delimiterIs = {".dialect.delimiter", "delimiter '%1'"};
+const Text noQuotes = {".dialect.noQuotes", "no quotes"};
+const Text doubleQuotes = {".dialect.quotes", "double quotes"};
+const Text noComments = {".dialect.noComments", "no comments"};
+const Text commentsAfter = {".dialect.comments", "comments after '%1'"};
+const Text noLabels = {".dialect.noLabels", "no labels"};
+const Text labelsIn = {".dialect.labels", "labels in row %1"};
+const Text unitsIn = {".dialect.units", "units in row %1"};
+const Text dataFrom = {".dialect.data", "data from row %1"};
+const Text point = {".dialect.point", "decimal point"};
+const Text comma = {".dialect.comma", "decimal comma"};
+const Text thousands = {".dialect.thousands", "separators between thousands"};
+const Text carriageReturns = {".dialect.returns", "lines end at carriage returns"};
+
+} // namespace
+
+static const QLatin1String separator(", ");
+
 static QString delimiterText(const QString &delimiter)
 {
     if (delimiter.isEmpty())
-        return QStringLiteral("one column");
+        return oneColumn.with();
     if (delimiter == csvBlanks)
-        return QStringLiteral("columns aligned by blanks");
-    if (delimiter == QLatin1String("\t"))
-        return QStringLiteral("delimiter tab");
-    return QStringLiteral("delimiter '%1'").arg(delimiter);
+        return aligned.with();
+    return delimiter == QLatin1String("\t") ? tab.with() : delimiterIs.with({delimiter});
 }
 
 static QString headerText(const CSVDialect &dialect)
 {
-    QString text = QStringLiteral("no labels");
-    if (dialect.hasHeader())
-        text = QStringLiteral("labels in row %1").arg(dialect.headerRow() + 1);
+    const auto rowText = [](const Text &text, int row) {
+        return text.with({QString::number(row + 1)});
+    };
+    QStringList parts;
+    parts.append(dialect.hasHeader() ? rowText(labelsIn, dialect.headerRow()) : noLabels.with());
     if (dialect.unitRow() >= 0)
-        text += QStringLiteral(", units in row %1").arg(dialect.unitRow() + 1);
+        parts.append(rowText(unitsIn, dialect.unitRow()));
     if (dialect.hasHeader() || dialect.firstDataRow() > 0)
-        text += QStringLiteral(", data from row %1").arg(dialect.firstDataRow() + 1);
-    return text;
+        parts.append(rowText(dataFrom, dialect.firstDataRow()));
+    return parts.join(separator);
 }
 
 Data::String CSVDialect::toText() const
 {
     if (!d->isValid)
-        return QStringLiteral("unknown");
-    const QString quoting =
-        d->quotes == NoQuotes ? QStringLiteral("no quotes") : QStringLiteral("double quotes");
-    const QString commenting = d->comment.isEmpty() ? QStringLiteral("no comments")
-                                                    : QStringLiteral("comments after '%1'");
-    QString point =
-        d->decimalPoint == ',' ? QStringLiteral("decimal comma") : QStringLiteral("decimal point");
+        return unknown.with();
+    QString numbers = (d->decimalPoint == ',' ? comma : point).with();
     if (d->hasGroupedDigits)
-        point += QStringLiteral(", separators between thousands");
+        numbers += separator + thousands.with();
 
-    const QString texts[] = {
-        d->encoding,       delimiterText(d->delimiter),
-        quoting,           d->comment.isEmpty() ? commenting : commenting.arg(d->comment),
-        headerText(*this), point};
+    const QString texts[] = {d->encoding,
+                             delimiterText(d->delimiter),
+                             (d->quotes == NoQuotes ? noQuotes : doubleQuotes).with(),
+                             d->comment.isEmpty() ? noComments.with()
+                                                  : commentsAfter.with({d->comment}),
+                             headerText(*this),
+                             numbers};
     const double doubtful = 0.5;
     QStringList parts;
     for (int i = 0; i < CSVDialectPrivate::numProperties; ++i) {
@@ -182,8 +221,8 @@ Data::String CSVDialect::toText() const
         parts.append(isDoubtful ? texts[i] + QStringLiteral(" (?)") : texts[i]);
     }
     if (d->hasCarriageReturns)
-        parts.append(QStringLiteral("lines end at carriage returns"));
-    return parts.join(QStringLiteral(", "));
+        parts.append(carriageReturns.with());
+    return parts.join(separator);
 }
 
 Data::String CSVDialect::toJson() const

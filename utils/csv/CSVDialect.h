@@ -126,6 +126,9 @@ public:
     /// The dialect as one line for users: "UTF-8, delimiter ';', no quotes, no comments, labels in
     /// row 1, data from row 2, decimal comma". Rows count from 1 here. A property with a confidence
     /// below 0.5 is followed by "(?)". "unknown" when the dialect is not valid.
+    ///
+    /// The texts are those of the table "Kelm.Utils" in the language of StringTable, and English
+    /// where it is not loaded.
     Data::String toText() const;
 
     /// The dialect as one line of JSON: an object with each property and, in "confidence", an
