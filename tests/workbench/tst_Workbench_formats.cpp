@@ -59,7 +59,8 @@ private:
     static void type(TestWindow &test, int row, int col, const QString &text)
     {
         QTableView &grid = test.view<TableView>()->grid();
-        QVERIFY(QTest::qWaitForWindowActive(&test.window())); // the dialog was
+        test.window().activateWindow(); // a dialog was
+        QVERIFY(QTest::qWaitForWindowActive(&test.window(), 20000));
         TestWindow::changeCell(grid, grid.model()->index(row, col), text);
     }
 
@@ -288,6 +289,33 @@ private Q_SLOTS:
         QVERIFY(table(test).dialect().hasCarriageReturns());
         QVERIFY(table(test).dialect().hasGroupedDigits());
         QCOMPARE(cells(test), QString("1,000.5|2\n2,000.5|3"));
+    }
+
+    void doubtfulPartsOfTheFormatAreMarked()
+    {
+        TestWindow test;
+        test.open(test.file("a.txt", "x;y\r1,5;\xfc"
+                                     "ber\r"));
+        const CSVDialect dialect = table(test).dialect();
+        QVERIFY(dialect.confidence(CSVDialect::Delimiter) < 0.5);
+        QVERIFY2(status(test).contains("Semicolon (?)") &&
+                     status(test).contains("lines end at carriage returns"),
+                 qPrintable(status(test)));
+
+        QString detected;
+        QString changed;
+        acceptFormat(test, [&](QWidget *dialog) {
+            const auto *const summary = dialog->findChild<QLabel *>("summary");
+            detected = summary->text();
+            TestWindow::typeInto(*dialog->findChild<QLineEdit *>("commentLine"), "#");
+            changed = summary->text();
+        });
+
+        QCOMPARE(detected, QString(dialect.toText()));
+        QVERIFY2(detected.contains("(?)"), qPrintable(detected));
+        QVERIFY2(changed.contains("comments after '#'") && !changed.contains("(?)"),
+                 qPrintable(changed));
+        QVERIFY2(!status(test).contains("(?)"), qPrintable(status(test))); // it was confirmed
     }
 };
 

@@ -82,6 +82,8 @@ void FormatDialog::fillChoices()
     m_preview->setAccessibleName(text(".ctx.preview"));
     m_preview->setWordWrap(false);
     m_summary->setWordWrap(true);
+    m_summary->setObjectName("summary");
+    m_comment->setObjectName("commentLine");
 }
 
 void FormatDialog::layOut()
@@ -171,7 +173,8 @@ CSVDialect FormatDialog::chosen() const
 void FormatDialog::updatePreview()
 {
     const CSVDialect dialect = chosen();
-    m_summary->setText(describe(dialect));
+    // What was detected and is not changed yet may be doubtful, which its text shows.
+    m_summary->setText((dialect == m_shown ? m_shown : dialect).toText());
     CSVTable head;
     if (!readHead(m_document.path(), dialect, head)) {
         m_preview->setRowCount(0);

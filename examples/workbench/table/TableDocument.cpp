@@ -31,15 +31,23 @@ QString describe(const CSVDialect &dialect)
         {",", ".ctx.comma"}, {";", ".ctx.semicolon"}, {"\t", ".ctx.tab"},
         {"|", ".ctx.bar"},   {"\\s+", ".ctx.blanks"}, {"", ".ctx.oneColumn"},
     };
+    QStringList parts;
+    const auto add = [&](const QString &part, CSVDialect::Property property) {
+        const double doubtful = 0.5;
+        parts.append(dialect.confidence(property) < doubtful ? part + " (?)" : part);
+    };
+    add(dialect.encoding(), CSVDialect::Encoding);
     const QString delimiter = dialect.delimiter();
-    QStringList parts{QString(dialect.encoding())};
-    parts.append(delimiters.contains(delimiter) ? text(delimiters[delimiter]) : delimiter);
+    add(delimiters.contains(delimiter) ? text(delimiters[delimiter]) : delimiter,
+        CSVDialect::Delimiter);
     if (dialect.quotes() == CSVDialect::Rfc4180Quotes)
-        parts.append(text(".ctx.quotes").remove('&'));
+        add(text(".ctx.quotes").remove('&'), CSVDialect::Quoting);
     if (!dialect.comment().isEmpty())
-        parts.append(text(".msg.comments").arg(QString(dialect.comment())));
+        add(text(".msg.comments").arg(QString(dialect.comment())), CSVDialect::Comment);
     if (dialect.decimalPoint() == ',')
-        parts.append(text(".ctx.decimalComma"));
+        add(text(".ctx.decimalComma"), CSVDialect::DecimalPoint);
+    if (dialect.hasCarriageReturns())
+        parts.append(text(".msg.carriageReturns"));
     return parts.join(" \u00b7 ");
 }
 

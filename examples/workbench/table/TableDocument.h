@@ -10,7 +10,8 @@ class CSVTable;
 
 namespace Workbench {
 
-/// A dialect in one line in the language of the program.
+/// A dialect in one short line in the language of the program: what is unusual of it. "(?)" follows
+/// what is doubtful, as in CSVDialect::toText().
 QString describe(const Utils::CSVDialect &dialect);
 
 /// The first rows of the file \p path, read in \p dialect, into \p head. False when the file cannot
