@@ -137,7 +137,8 @@ Data::String ScriptTable::cell(int row, const Data::Variant &column) const
     return table->cell(row, number);
 }
 
-/// A value as the text of a cell: "" for None and for a number that is none.
+/// A value as the text of a cell: "" for None and for a number that is none. A number keeps all its
+/// digits, other than by CSVTable::setData(), to which a whole number has six.
 static QString cellText(const TableDocument &table, const Data::Variant &value)
 {
     if (!value.isValid())

@@ -226,7 +226,8 @@ static QVector<int> sortedByNumber(const QVector<int> &rows, const QVector<doubl
     return sorted + last;
 }
 
-/// The same by texts, which are in lower case. Nothing when the user cancels.
+/// The same by texts, which are in lower case. Nothing when the user cancels: not by
+/// List::indexSort(), which cannot be cancelled and does not put empty texts at the end.
 static std::optional<QVector<int>> sortedByText(QVector<int> rows, const QVector<QString> &texts,
                                                 bool ascending)
 {

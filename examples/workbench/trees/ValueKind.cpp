@@ -22,6 +22,7 @@ static QString problemOfNumber(const QString &value)
 
 static QString problemOfYesNo(const QString &value)
 {
+    // The library has the words for yes only: to it, any other text is no.
     static const QStringList words = {"yes", "no", "true", "false", "1", "0"};
     return words.contains(value.toLower()) ? QString() : text(".msg.notYesNo");
 }
