@@ -19,6 +19,8 @@ static thread_local bool isOnce;
 static thread_local bool isLarger;
 static thread_local int left;
 static thread_local bool hasOneFailed;
+static thread_local std::int64_t allocations;
+static thread_local std::int64_t allocatedBytes;
 
 FailingMemory::FailingMemory(int number, Mode mode)
 {
@@ -32,8 +34,14 @@ FailingMemory::FailingMemory(int number, Mode mode)
 void FailingMemory::end() { isArmed = false; }
 bool FailingMemory::hasFailed() const { return hasOneFailed; }
 
+AllocatedMemory::AllocatedMemory() : m_countBefore(allocations), m_bytesBefore(allocatedBytes) {}
+std::int64_t AllocatedMemory::count() const { return allocations - m_countBefore; }
+std::int64_t AllocatedMemory::bytes() const { return allocatedBytes - m_bytesBefore; }
+
 static bool fails(std::size_t size)
 {
+    ++allocations;
+    allocatedBytes += static_cast<std::int64_t>(size);
     if (!isArmed || (isLarger && size <= static_cast<std::size_t>(left)))
         return false;
     if (!isLarger && left > 0) {

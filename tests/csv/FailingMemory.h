@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 /// While it lives, an allocation of this thread fails, as where the memory ends.
 ///
 ///     for (int n = 0; ; ++n) {
@@ -31,4 +33,19 @@ public:
     void end();
 
     bool hasFailed() const;
+};
+
+/// What this thread has requested of the C library since the object was made, also what it has
+/// released again. Needs the target FailingMemory, too; on Windows it counts nothing.
+class AllocatedMemory
+{
+public:
+    AllocatedMemory();
+
+    std::int64_t count() const; ///< allocations
+    std::int64_t bytes() const; ///< in all of them
+
+private:
+    std::int64_t m_countBefore;
+    std::int64_t m_bytesBefore;
 };

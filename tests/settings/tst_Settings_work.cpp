@@ -1,6 +1,7 @@
 // How much work changes of settings take, counted and not timed: allocations, and replacements of
 // the file.
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Print.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/SettingsHome.h"
@@ -11,7 +12,6 @@
 
 #include <QtTest>
 
-#include <cstdlib>
 #include <memory>
 
 #include <sys/inotify.h>
@@ -20,36 +20,12 @@
 using Utils::Settings;
 namespace IniText = Utils::IniText;
 
-#ifdef __SANITIZE_ADDRESS__
-#define KELM_BEHIND(name) __interceptor_##name
-#else
-#define KELM_BEHIND(name) __libc_##name
-#endif
-
-static thread_local int allocations = 0;
-
-extern "C" void *KELM_BEHIND(malloc)(std::size_t size);
-extern "C" void *KELM_BEHIND(realloc)(void *bytes, std::size_t size);
-
-extern "C" __attribute__((visibility("default"))) void *malloc(std::size_t size) noexcept
-{
-    ++allocations;
-    return KELM_BEHIND(malloc)(size);
-}
-
-extern "C" __attribute__((visibility("default"))) void *realloc(void *bytes,
-                                                                std::size_t size) noexcept
-{
-    ++allocations;
-    return KELM_BEHIND(realloc)(bytes, size);
-}
-
 template <typename Work>
 static int allocationsOf(const Work &work)
 {
-    const int before = allocations;
+    const AllocatedMemory used;
     work();
-    return allocations - before;
+    return static_cast<int>(used.count());
 }
 
 static const SettingsHome home;

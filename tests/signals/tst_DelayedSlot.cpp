@@ -1,8 +1,10 @@
 #include "utils/signals/DelayedSlot.h"
 
 #include "data/IDataItem.h"
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Print.h"
 #include "tests/support/Recorder.h"
+#include "tests/support/Windows.h"
 #include "utils/signals/PublicSignal.h"
 
 #include <QtTest>
@@ -108,6 +110,26 @@ private Q_SLOTS:
 
         QCOMPARE(seen, QStringList("call {a=3, b=2}"));
         QVERIFY(slot.data().isEmpty());
+    }
+
+    void doesNotCopyWhatWaitsForEachPost()
+    {
+        SKIP_ON_WINDOWS("the allocations of a program on Windows are not counted");
+        DelayedSlot slot("", nullptr);
+        install(slot);
+        const auto allocationsOfPosts = [&](int first) {
+            const AllocatedMemory used;
+            for (int i = first; i < first + 1000; ++i)
+                slot.postPending(QString::number(i), i);
+            return used.count();
+        };
+
+        const auto ofFirst = allocationsOfPosts(0);
+        const auto ofOthers = allocationsOfPosts(1000);
+
+        QCOMPARE(slot.data().size(), 2000);
+        QVERIFY(ofFirst >= 2000); // a text and an entry each
+        QVERIFY2(ofOthers < ofFirst + 100, QByteArray::number(qint64(ofOthers)));
     }
 
     void keepsTheLatestPayloadOfADelivery()

@@ -1,9 +1,11 @@
 #include "utils/signals/Slot.h"
 
 #include "data/IDataItem.h"
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Print.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/Vtable.h"
+#include "tests/support/Windows.h"
 #include "utils/signals/PublicSignal.h"
 
 #include <QtTest>
@@ -418,6 +420,34 @@ private Q_SLOTS:
 
         QCOMPARE(seen, (QStringList{"data {a=1}", "onSig {a=1, b=2}", "data {a=1, b=2}"}));
         QVERIFY(slot.stored().isEmpty());
+    }
+
+    void copiesAPayloadOnceForAllPairsWithinIt()
+    {
+        SKIP_ON_WINDOWS("the allocations of a program on Windows are not counted");
+        static const int numPairs = 1000;
+        VariantCollection payload;
+        for (int i = 0; i < numPairs; ++i)
+            payload.insert(QString::number(i), i);
+        static Slot *called;
+        Slot slot("", nullptr);
+        called = &slot;
+        static std::int64_t count;
+        slot.setCallback([](const VariantCollection &data) {
+            if (data.size() < numPairs) // that of a pair
+                return;
+            called->setEnabled(false);
+            const Data::String key = "key";
+            const AllocatedMemory used;
+            for (int i = 0; i < numPairs; ++i)
+                called->onSig(key, Data::Variant(i));
+            count = used.count();
+        });
+
+        slot.onSig(payload);
+
+        QVERIFY(count > numPairs);
+        QVERIFY2(count < 10 * numPairs, QByteArray::number(qint64(count)));
     }
 
     void letsAnOverrideStandInForAllButAPayload()

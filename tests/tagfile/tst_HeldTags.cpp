@@ -137,6 +137,32 @@ private Q_SLOTS:
         QCOMPARE(tags.numCompared(), 8000);
     }
 
+    void removesTheFirstAndTheLastTagWithoutMovingTheOthers()
+    {
+        using Utils::TagList;
+        HeldTags tags;
+        addPoints(tags, 200);
+        // Where the list holds each of its elements, in their order.
+        const auto places = [&] {
+            std::vector<const void *> places;
+            tags.appendFrom([&](TagList &list) {
+                for (const auto &tag : list)
+                    places.push_back(&tag);
+            });
+            return places;
+        };
+
+        std::vector<const void *> before = places();
+        while (tags.size() > 1) {
+            tags.remove(0);
+            before.erase(before.begin());
+            QVERIFY(places() == before);
+            tags.remove(tags.size() - 1);
+            before.pop_back();
+            QVERIFY(places() == before);
+        }
+    }
+
     void findsATagByWhatItHasBecome()
     {
         HeldTags tags;

@@ -1,7 +1,9 @@
 #include "utils/tagfile/TagFile.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h"
+#include "tests/support/Windows.h"
 #include "tests/tagfile/Tags.h"
 
 #include <QtTest>
@@ -498,6 +500,23 @@ private Q_SLOTS:
         QCOMPARE(file.errorMessage(true), Data::String("first\nsecond\n"));
         QVERIFY(!file.getMeta("_errmsg").isValid());
         QCOMPARE(file.errorMessage(true), Data::String());
+    }
+
+    void doesNotCopyItsMessagesForEachOne()
+    {
+        SKIP_ON_WINDOWS("the allocations of a program on Windows are not counted");
+        TagFile file;
+        const Data::String message = "a message of the application";
+
+        const AllocatedMemory used;
+        for (int i = 0; i < 2000; ++i)
+            file.addErrorMessage(message);
+        const auto bytes = used.bytes();
+
+        const qint64 size = file.errorMessage(false).size() * qint64(sizeof(QChar));
+        QVERIFY(size > 100 * 1000);
+        QVERIFY(bytes >= size);
+        QVERIFY2(bytes < 8 * size, QByteArray::number(qint64(bytes)));
     }
 
     void addsNoLineFeedBehindAnEmptyMessage()

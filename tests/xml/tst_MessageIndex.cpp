@@ -89,6 +89,28 @@ private Q_SLOTS:
         QCOMPARE(messages, before);
     }
 
+    // Texts that differ late, so that a part of them occurs in the messages.
+    void readsNeitherAllMessagesNorCopiesThemForEachText()
+    {
+        QString messages;
+        qint64 numAppended = 0;
+        const qint64 numReadBefore = Utils::Xml::numMessageCharactersRead();
+
+        const AllocatedMemory used;
+        for (int i = 0; i < 5000; ++i) {
+            const QString text = "A value is out of its range: " + QString::number(1000 * i);
+            appendUnlessContained(messages, text);
+            numAppended += text.size();
+        }
+        const auto bytes = used.bytes();
+
+        const qint64 numRead = Utils::Xml::numMessageCharactersRead() - numReadBefore;
+        QVERIFY(messages.size() > 150 * 1000);
+        QVERIFY(numRead >= numAppended);
+        QVERIFY2(numRead < 20 * messages.size(), QByteArray::number(numRead));
+        QVERIFY2(bytes < 40 * messages.size(), QByteArray::number(qint64(bytes)));
+    }
+
     void searchesWithoutAnIndexWhereTheMemoryEnds()
     {
         SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");

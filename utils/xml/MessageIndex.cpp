@@ -9,6 +9,14 @@
 namespace Utils {
 namespace Xml {
 
+static qint64 numRead = 0;
+
+static bool isIn(const QString &messages, const QString &text)
+{
+    numRead += messages.size();
+    return messages.contains(text);
+}
+
 namespace {
 
 /// The hashes of all parts of one length of a text that grows. A part that is not in the set does
@@ -74,6 +82,7 @@ private:
         for (int i = 0; i < m_length; ++i)
             highest *= factor;
         quint64 hash = 0;
+        numRead += std::max(0, text.size() - first);
         for (int i = first; i < text.size(); ++i) {
             hash = hash * factor + text[i].unicode() + 1;
             if (i >= first + m_length)
@@ -98,7 +107,7 @@ public:
 
     bool contains(const QString &text) const
     {
-        return m_texts.contains(text) || (mayContain(text) && m_messages.contains(text));
+        return m_texts.contains(text) || (mayContain(text) && isIn(m_messages, text));
     }
 
     /// Makes the index that of \p messages, of which \p known characters are in it already.
@@ -140,7 +149,7 @@ void appendUnlessContained(QString &messages, const QString &text)
 {
     constexpr int fewCharacters = 4096;
     if (messages.size() < fewCharacters) {
-        if (!messages.contains(text))
+        if (!isIn(messages, text))
             append(messages, text);
         return;
     }
@@ -160,10 +169,12 @@ void appendUnlessContained(QString &messages, const QString &text)
         index.addText(text);
     } catch (const std::bad_alloc &) {
         index.clear();
-        if (!messages.contains(text))
+        if (!isIn(messages, text))
             append(messages, text);
     }
 }
+
+qint64 numMessageCharactersRead() { return numRead; }
 
 } // namespace Xml
 } // namespace Utils

@@ -13,5 +13,8 @@ namespace Xml {
 /// long messages are searched as well.
 void appendUnlessContained(QString &messages, const QString &text);
 
+/// How many characters all calls have searched and added to indexes, for tests.
+qint64 numMessageCharactersRead();
+
 } // namespace Xml
 } // namespace Utils
