@@ -1,5 +1,7 @@
 #pragma once
 
+#include "benchmarks/HostMemory.h"
+
 #include <benchmark/benchmark.h>
 
 #include <cstdint>
@@ -12,6 +14,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -55,6 +58,18 @@ void addLimited(const std::string &topic, const std::string &detail, double limi
         state.counters["limit_ns"] = limitInNs;
     };
     addOne(topic + "/ours/" + detail, oursWithLimit);
+}
+
+/// The processor time in seconds that this process has used, for RUSAGE_SELF, or its children that
+/// have ended, for RUSAGE_CHILDREN.
+inline double secondsUsed(int who)
+{
+    rusage used{};
+    getrusage(who, &used);
+    const auto seconds = [](const timeval &time) {
+        return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+    };
+    return seconds(used.ru_utime) + seconds(used.ru_stime);
 }
 
 /// A regular expression that matches \p name only.
@@ -110,6 +125,7 @@ inline bool runInChild(const std::string &name)
     const pid_t child = fork();
     if (child == 0) {
         ownMemory();
+        supplyMemory();
         benchmark::JSONReporter reporter;
         reporter.SetOutputStream(&std::cout);
         reporter.SetErrorStream(&std::cerr);

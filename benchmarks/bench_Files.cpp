@@ -338,10 +338,24 @@ enum class Saving
     Flushed
 };
 
+/// Writes the file that a save replaces, up to the disk: to replace one that is still being written
+/// takes longer.
+static void makeOldFile(State &state, const QString &path, const QByteArray &bytes)
+{
+    state.PauseTiming();
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush() ||
+        fsync(file.handle()) != 0)
+        state.SkipWithError("the file cannot be written");
+    file.close();
+    state.ResumeTiming();
+}
+
 static void save(State &state, const Data::String &path, const QByteArray &bytes, Saving saving)
 {
     File::setSafeWriting(saving != Saving::InPlace, saving == Saving::Flushed);
     for (auto _ : state) {
+        makeOldFile(state, path, bytes);
         if (!File::writeRaw(path, bytes))
             state.SkipWithError("the file cannot be written");
     }
@@ -352,6 +366,7 @@ static void save(State &state, const Data::String &path, const QByteArray &bytes
 static void saveByQt(State &state, const Data::String &path, const QByteArray &bytes)
 {
     for (auto _ : state) {
+        makeOldFile(state, path, bytes);
         QSaveFile file(path);
         if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
             state.SkipWithError("the file cannot be written");

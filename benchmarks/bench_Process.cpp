@@ -55,6 +55,7 @@ static void addProgram(const char *detail, const QString &path, const QByteArray
     const QString program = QStringLiteral("/bin/cat");
     const QStringList arguments(path);
     const int expected = QString::fromUtf8(text).size();
+    const int numBytes = text.size(); // without the text, which each fork would have to map
 
     const auto ours = [=](State &state) {
         for (auto _ : state) {
@@ -81,40 +82,47 @@ static void addProgram(const char *detail, const QString &path, const QByteArray
                     process.setProcessChannelMode(QProcess::MergedChannels);
                     process.start(program, arguments);
                     process.waitForFinished(-1);
-                    check(state, process.readAll().size(), text.size());
+                    check(state, process.readAll().size(), numBytes);
                 }
             });
+}
+
+/// Measures \p run with the time of the children, in which a copy of this process may start.
+template <typename Run>
+static auto withChildren(const Run &run)
+{
+    return [=](State &state) {
+        const auto used = [] { return secondsUsed(RUSAGE_SELF) + secondsUsed(RUSAGE_CHILDREN); };
+        const double before = used();
+        for (auto _ : state)
+            run(state);
+        const auto count = static_cast<double>(state.iterations());
+        state.counters["child_ns"] = 1e9 * (used() - before) / count;
+    };
 }
 
 /// A run of the shortest program, to its end.
 static void addRuns()
 {
     const QString program = QStringLiteral("/bin/true");
-    const auto ours = [=](State &state) {
-        for (auto _ : state) {
-            Utils::Process process(program);
-            check(state, process.run(60000), Utils::Process::RunFinished);
-        }
-    };
-    addPair("run of a program beside QProcess", "true", 0.0, ours, [=](State &state) {
-        for (auto _ : state) {
-            QProcess process;
-            process.start(program, QStringList());
-            check(state, process.waitForFinished(60000) ? 1 : 0, 1);
-        }
+    const auto ours = withChildren([=](State &state) {
+        Utils::Process process(program);
+        check(state, process.run(60000), Utils::Process::RunFinished);
     });
+    addPair("run of a program beside QProcess", "true", 0.0, ours, withChildren([=](State &state) {
+                QProcess process;
+                process.start(program, QStringList());
+                check(state, process.waitForFinished(60000) ? 1 : 0, 1);
+            }));
     addPair("run of a program beside posix_spawn, whose output is not read", "true", 0.0, ours,
-            [=](State &state) {
-                for (auto _ : state) {
-                    char name[] = "/bin/true";
-                    char *const arguments[] = {name, nullptr};
-                    pid_t child = 0;
-                    int status = -1;
-                    check(state, posix_spawn(&child, name, nullptr, nullptr, arguments, environ),
-                          0);
-                    check(state, waitpid(child, &status, 0), child);
-                }
-            });
+            withChildren([](State &state) {
+                char name[] = "/bin/true";
+                char *const arguments[] = {name, nullptr};
+                pid_t child = 0;
+                int status = -1;
+                check(state, posix_spawn(&child, name, nullptr, nullptr, arguments, environ), 0);
+                check(state, waitpid(child, &status, 0), child);
+            }));
 }
 
 int main(int argc, char **argv)

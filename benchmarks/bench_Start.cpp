@@ -12,22 +12,10 @@
 
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 
 using benchmark::State;
 using Command = std::vector<std::string>;
-
-/// The processor time that the children of this process have used, in seconds.
-static double secondsOfChildren()
-{
-    rusage used{};
-    getrusage(RUSAGE_CHILDREN, &used);
-    const auto seconds = [](const timeval &time) {
-        return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
-    };
-    return seconds(used.ru_utime) + seconds(used.ru_stime);
-}
 
 /// Whether the program ended with 0. Its output is dropped.
 static bool run(const Command &command)
@@ -50,12 +38,12 @@ static bool run(const Command &command)
 
 static void measure(State &state, const Command &command)
 {
-    const double before = secondsOfChildren();
+    const double before = secondsUsed(RUSAGE_CHILDREN);
     for (auto _ : state) {
         if (!run(command))
             state.SkipWithError("the program failed");
     }
-    const double used = secondsOfChildren() - before;
+    const double used = secondsUsed(RUSAGE_CHILDREN) - before;
     state.counters["child_ns"] = 1e9 * used / static_cast<double>(state.iterations());
 }
 
