@@ -1,5 +1,5 @@
-// The signal bus beside bare Qt signals and boost::signals2. benchmarks/report tells how names and
-// counters make pairs and targets.
+// The signal bus beside bare Qt signals, boost::signals2 and sigc++. benchmarks/report tells how
+// names and counters make pairs and targets.
 
 #include "benchmarks/Pairs.h"
 #include "data/IDataItem.h"
@@ -11,6 +11,7 @@
 
 #include <benchmark/benchmark.h>
 #include <boost/signals2.hpp>
+#include <sigc++/sigc++.h>
 
 #include <string>
 #include <vector>
@@ -160,6 +161,18 @@ static void emitBoost(State &state, std::size_t count)
     checkDeliveries(state, receivers);
 }
 
+static void emitSigc(State &state, std::size_t count)
+{
+    Receivers receivers(count);
+    sigc::signal<void> signal;
+    for (Receiver &receiver : receivers)
+        signal.connect([&receiver] { receiver.onSig(); });
+
+    for (auto _ : state)
+        signal.emit();
+    checkDeliveries(state, receivers);
+}
+
 static void deliverToSlot(State &state, const Row &row)
 {
     Utils::PublicSignal signal("bench", nullptr);
@@ -255,6 +268,11 @@ static void addBenchmarks()
         addPair(
             "bare Qt emission beside boost::signals2", detail, 0.0,
             [=](State &state) { sendByHand(state, empty, count); }, boost);
+        // Which knows neither senders nor threads.
+        addPair(
+            "bare send beside sigc++", detail, 0.0,
+            [=](State &state) { sendOurs(state, empty, count); },
+            [=](State &state) { emitSigc(state, count); });
     }
 
     const Row payload{"payload", {rows}, {whole}};

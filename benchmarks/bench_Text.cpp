@@ -3,14 +3,17 @@
 // and counters make pairs and targets.
 
 #include "benchmarks/Pairs.h"
+#include "utils/base/NumberParse_p.h"
 #include "utils/base/NumberText_p.h"
 #include "utils/text/StringUtil.h"
 
 #include <QLocale>
 
+#include <fast_float/fast_float.h>
 #include <fmt/format.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <random>
 #include <vector>
 
@@ -92,6 +95,39 @@ static void addNumberTexts(const std::string &kindName, Kind kind)
     addNumbers("number to text, 6 digits", kindName + " to fmt", 0.0, numbers, ours, fmt);
 }
 
+/// Adds pairs that turn the shortest texts of \p kind into numbers.
+static void addNumberParsing(const std::string &kindName, Kind kind)
+{
+    std::vector<QString> texts;
+    std::vector<QByteArray> bytes;
+    for (const double number : makeNumbers(kind)) {
+        texts.push_back(QString::number(number, 'g', QLocale::FloatingPointShortest));
+        bytes.push_back(texts.back().toLatin1());
+    }
+    const auto each = [](const auto &inputs, auto toNumber) {
+        return [inputs, toNumber](State &state) {
+            for (auto _ : state) {
+                for (const auto &input : inputs)
+                    benchmark::DoNotOptimize(toNumber(input));
+            }
+        };
+    };
+    const auto ours = each(bytes, [](const QByteArray &text) { return Utils::parseNumber(text); });
+    addPair("text to number", kindName + " to strtod", 0.45, ours,
+            each(bytes, [](const QByteArray &text) { return std::strtod(text, nullptr); }));
+    addPair("text to number", kindName + " to fast_float", 0.0, ours,
+            each(bytes, [](const QByteArray &text) {
+                double number = 0.0;
+                fast_float::from_chars(text.begin(), text.end(), number);
+                return number;
+            }));
+    addPair("text to number", kindName + " to QByteArray::toDouble", 0.0, ours,
+            each(bytes, [](const QByteArray &text) { return text.toDouble(); }));
+    addPair("text to number", kindName + " to QString::toDouble", 0.0,
+            each(texts, [](const QString &text) { return Utils::parseNumber(text); }),
+            each(texts, [](const QString &text) { return text.toDouble(); }));
+}
+
 static void addDisplay(const std::string &localeName, const QLocale &locale)
 {
     const std::vector<double> numbers = makeNumbers(Kind::decimal);
@@ -153,6 +189,10 @@ int main(int argc, char **argv)
     addNumberTexts("decimal", Kind::decimal);
     addNumberTexts("whole", Kind::whole);
     addNumberTexts("any size", Kind::any);
+    addNumberParsing("measured", Kind::measured);
+    addNumberParsing("decimal", Kind::decimal);
+    addNumberParsing("whole", Kind::whole);
+    addNumberParsing("any size", Kind::any);
     addDisplay("C", QLocale::c());
     addDisplay("de_DE", QLocale(QStringLiteral("de_DE")));
 
