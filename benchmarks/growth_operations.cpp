@@ -4,16 +4,23 @@
 //     growth_operations NAME COUNT   prints the processor time of one run with COUNT of its things,
 //                                    in milliseconds, without what prepares it
 
+#include "benchmarks/HostMemory.h"
 #include "data/Array.h"
+#include "utils/Application.h"
+#include "utils/csv/CSVDialect.h"
 #include "utils/csv/CSVReader.h"
+#include "utils/csv/CSVRow.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
 #include "utils/files/FileByteReader.h"
 #include "utils/files/FileReader.h"
+#include "utils/files/LogFile.h"
 #include "utils/process/Process.h"
+#include "utils/script/ScriptManager.h"
 #include "utils/settings/Settings.h"
 #include "utils/settings/SettingsSlot.h"
+#include "utils/settings/SettingsWatch.h"
 #include "utils/signals/ConditionalSlot.h"
 #include "utils/signals/DelayedSlot.h"
 #include "utils/signals/PublicSignal.h"
@@ -27,10 +34,13 @@
 #include "utils/xml/Element.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
+#include <QSettings>
 #include <QTemporaryDir>
 
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <functional>
 #include <memory>
@@ -61,6 +71,7 @@ static double processorMilliseconds()
 template <typename Work>
 static double timeOf(const Work &work)
 {
+    supplyMemory();
     const double start = processorMilliseconds();
     work();
     return processorMilliseconds() - start;
@@ -77,6 +88,15 @@ static double timeOfEach(int count, const Each &each)
 }
 
 static volatile double sink; // keeps a result that nothing else needs
+
+/// Ends the program when an operation has failed: its time says nothing.
+static void require(bool succeeded)
+{
+    if (!succeeded) {
+        std::fprintf(stderr, "the operation has failed\n");
+        std::exit(1);
+    }
+}
 
 // Inputs
 
@@ -127,6 +147,36 @@ static std::unique_ptr<CSVTable> fileTableOf(int rows)
     auto table = std::make_unique<CSVTable>();
     table->read(written("rows.csv", rowsOfNumbers(rows)), 4096); // wraps to no bytes: of any size
     return table;
+}
+
+/// The same with a quoted text in each row, for Rfc4180.
+static QByteArray quotedRows(int rows)
+{
+    QByteArray text;
+    for (int i = 0; i < rows; ++i)
+        text += QByteArray::number(i) + ",\"a \"\"b\"\", c\"," + QByteArray::number(i * 0.5) + '\n';
+    return text;
+}
+
+/// Rows of words in windows-1252.
+static QByteArray encodedRows(int rows)
+{
+    QByteArray text;
+    for (int i = 0; i < rows; ++i)
+        text += QByteArray::number(i) + ",Tr\xe4ger,M\xfcnchen\n";
+    return text;
+}
+
+/// The sum of the lengths of all cells.
+static double visited(const CSVTable &table)
+{
+    double size = 0.0;
+    table.visit(0, -1, [&](const Utils::CSVRow &row) {
+        for (const Utils::CSVCell &cell : row)
+            size += cell.size();
+        return true;
+    });
+    return size;
 }
 
 static std::unique_ptr<TagFile> tagsOf(int count)
@@ -188,13 +238,19 @@ static QByteArray documentOf(int elements)
     return text + "</test>\n";
 }
 
-/// A document whose root has so many attributes, in an order that is not the written one.
-static QByteArray rootOf(int attributes)
+/// A document of one element with many attributes.
+static QByteArray documentWithAttributes(int attributes)
 {
-    QByteArray text = "<!DOCTYPE test>\n<test";
+    QByteArray text = "<!DOCTYPE test>\n<test version=\"1\"";
     for (int i = 0; i < attributes; ++i)
-        text += " key" + QByteArray::number(attributes - i) + "=\"1\"";
+        text += " key" + QByteArray::number(i) + "=\"" + QByteArray::number(i) + '"';
     return text + "/>\n";
+}
+
+static void setKeys(Settings &settings, int count)
+{
+    for (int i = 0; i < count; ++i)
+        settings.setValue(keyOf(i), i);
 }
 
 static QByteArray tagTextOf(int tags)
@@ -341,6 +397,69 @@ static const std::vector<Operation> settingsOperations = {
              settings.setValue("a/" + keyOf(i % 10) + "/" + keyOf(i), i);
          return timeOf([&] { settings.copyKey("a", "b", true); });
      }},
+    {"Settings::renameKey", 100,
+     [](int count) {
+         Settings settings("growth");
+         for (int i = 0; i < count; ++i)
+             settings.setValue("a/" + keyOf(i % 10) + "/" + keyOf(i), i);
+         return timeOf([&] { settings.renameKey("a", "b", true); });
+     }},
+    {"Settings::exportTo", 1000,
+     [](int count) {
+         Settings settings("growth");
+         setKeys(settings, count);
+         return timeOf([&] { require(settings.exportTo(pathOf("exported.ini"))); });
+     }},
+    {"Settings::importFrom", 1000,
+     [](int count) {
+         Settings settings("growth");
+         setKeys(settings, count);
+         require(settings.exportTo(pathOf("exported.ini")));
+         Settings others("others");
+         return timeOf([&] { require(others.importFrom(pathOf("exported.ini"))); });
+     }},
+    {"Settings::setDefault", 1000,
+     [](int count) {
+         Settings settings("growth");
+         return timeOfEach(count, [&](int i) { settings.setDefault(keyOf(i), i, true); });
+     }},
+    {"Settings::changedFromDefaults and resetGroup", 1000,
+     [](int count) {
+         Settings settings("growth");
+         for (int i = 0; i < count; ++i)
+             settings.setDefault(keyOf(i), i, true).setValue(keyOf(i), -i);
+         return timeOf([&] {
+             sink = settings.changedFromDefaults().size();
+             require(settings.resetGroup(String()));
+         });
+     }},
+    {"Settings::addMRU, one object", 100,
+     [](int count) {
+         Settings settings;
+         return timeOfEach(count, [&](int i) { settings.addMRU("files", keyOf(i)); });
+     }},
+    {"Settings::getMRU and removeMRU of each, of 676", 10,
+     [](int count) {
+         Settings settings;
+         for (int i = 0; i < 676; ++i)
+             settings.addMRU("files", keyOf(i));
+         return timeOfEach(count, [&](int i) {
+             settings.removeMRU("files", keyOf(i % 676));
+             sink = settings.getMRU("files", false, -1).size();
+         });
+     }},
+    {"SettingsWatch::check, all values changed", 1000,
+     [](int count) {
+         Settings settings("growth");
+         setKeys(settings, count);
+         settings.sync();
+         Utils::SettingsWatch watch(3600 * 1000);
+         QFile file(QSettings().fileName());
+         file.open(QIODevice::ReadOnly);
+         const QByteArray changed = file.readAll().replace('=', "=9");
+         File::writeRaw(file.fileName(), changed);
+         return timeOf([&] { require(watch.check() == count); });
+     }},
     {"SettingsSlot, prefixes", 1000,
      [](int count) {
          QStringList prefixes;
@@ -415,6 +534,51 @@ static const std::vector<Operation> textOperations = {
          return withColumn(
              count, [](const Data::Array &a) { sink = Statistics::coefficientCorrelation(a, a); });
      }},
+    {"Statistics::variance", 100000,
+     [](int count) {
+         return withColumn(count, [](const Data::Array &a) { sink = Statistics::variance(a); });
+     }},
+    {"Statistics::percentile", 10000,
+     [](int count) {
+         return withColumn(count,
+                           [](const Data::Array &a) { sink = Statistics::percentile(a, 95.0); });
+     }},
+    {"Statistics::medianAbsoluteDeviation", 10000,
+     [](int count) {
+         return withColumn(
+             count, [](const Data::Array &a) { sink = Statistics::medianAbsoluteDeviation(a); });
+     }},
+    {"Statistics::distributionData", 10000,
+     [](int count) {
+         return withColumn(count, [](const Data::Array &a) {
+             QVector<double> x;
+             QVector<double> y;
+             Statistics::distributionData(a, 50, x, y, Statistics::DensityScale);
+             sink = y.size();
+         });
+     }},
+    {"Statistics::fitLine", 10000,
+     [](int count) {
+         return withColumn(
+             count, [](const Data::Array &a) { require(Statistics::fitLine(a, a).isValid()); });
+     }},
+    {"Statistics::fitPolynomial of degree 5", 10000,
+     [](int count) {
+         return withColumn(count, [](const Data::Array &a) {
+             require(Statistics::fitPolynomial(a, a, 5).isValid());
+         });
+     }},
+    {"Statistics::movingAverage of 11", 10000,
+     [](int count) {
+         return withColumn(
+             count, [](const Data::Array &a) { sink = Statistics::movingAverage(a, 5, 5).size(); });
+     }},
+    {"Statistics::movingAverage of half the column", 10000,
+     [](int count) {
+         return withColumn(count, [count](const Data::Array &a) {
+             sink = Statistics::movingAverage(a, count / 4, count / 4).size();
+         });
+     }},
     {"StringUtil::escape and unescape", 10000,
      [](int count) {
          const String text(QString(" \\").repeated(count / 2));
@@ -479,13 +643,34 @@ static const std::vector<Operation> tagOperations = {
          const QString path = written("tags.txt", tagTextOf(count));
          TagFile file;
          String error;
-         return timeOf([&] { file.read(path, error); });
+         return timeOf([&] { require(file.read(path, error)); });
      }},
     {"TagFile::save", 1000,
      [](int count) {
          const auto file = tagsOf(count);
          String error;
-         return timeOf([&] { file->save(pathOf("saved.txt"), error); });
+         return timeOf([&] { require(file->save(pathOf("saved.txt"), error)); });
+     }},
+    {"TagFile, streaming", 1000,
+     [](int count) {
+         TagFile file;
+         String error;
+         require(file.open(pathOf("streamed.txt"), error));
+         return timeOf([&] {
+             for (int i = 0; i < count; ++i)
+                 file.writeTag("point", String(), false).writeProperty("id", keyOf(i));
+             file.close();
+         });
+     }},
+    {"TagFile::addTag", 1000,
+     [](int count) {
+         TagFile file;
+         return timeOfEach(count, [&](int i) { file.addTag("point", String()).add("id", i); });
+     }},
+    {"TagFile::addFileType, before all others", 100,
+     [](int count) {
+         TagFile file;
+         return timeOfEach(count, [&](int) { file.addFileType("points", "1", String()); });
      }},
     {"TagFile::findTag of each by value, read", 100,
      [](int count) {
@@ -572,6 +757,23 @@ static const std::vector<Operation> fileOperations = {
          const QString path = written("text.txt", rowsOfNumbers(count));
          return timeOf([&] { sink = File::containsWord(path, "absent", false) ? 1 : 0; });
      }},
+    {"File::searchInFiles, by lines", 10000,
+     [](int count) {
+         const QStringList files(written("text.txt", rowsOfNumbers(count)));
+         return timeOf([&] { sink = File::searchInFiles("absent", files).size(); });
+     }},
+    {"File::searchInFiles, by files", 10,
+     [](int count) {
+         const QString where = pathOf("searched");
+         makeFiles(where, count);
+         return timeOf([&] { sink = File::searchInFiles("absent", where, "*.txt").size(); });
+     }},
+    {"LogFile::append", 1000,
+     [](int count) {
+         Utils::LogFile log(pathOf("log.txt"), false);
+         log.setTimestamp(true);
+         return timeOfEach(count, [&](int i) { log.append(keyOf(i), true); });
+     }},
     {"File::search", 10,
      [](int count) {
          const QString where = pathOf("searched");
@@ -608,40 +810,47 @@ static const std::vector<Operation> documentOperations = {
          const QString path = written("document.xml", documentOf(count));
          Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
          String error;
-         return timeOf([&] { document.open(path, "test", error); });
+         return timeOf([&] { require(document.open(path, "test", error)); });
      }},
     {"Document::write", 1000,
      [](int count) {
          Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
          String error;
-         document.open(written("document.xml", documentOf(count)), "test", error);
-         return timeOf([&] { document.write(pathOf("out.xml")); });
-     }},
-    {"Document::open, attributes of one element", 10000,
-     [](int count) {
-         const QString path = written("document.xml", rootOf(count));
-         Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
-         String error;
-         return timeOf([&] { document.open(path, "test", error); });
-     }},
-    {"Document::write, attributes of one element", 10000,
-     [](int count) {
-         Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
-         String error;
-         document.open(written("document.xml", rootOf(count)), "test", error);
-         return timeOf([&] { document.write(pathOf("out.xml")); });
+         require(document.open(written("document.xml", documentOf(count)), "test", error));
+         return timeOf([&] { require(document.write(pathOf("out.xml"))); });
      }},
     {"Document::replaceInValues", 1000,
      [](int count) {
          Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
          String error;
-         document.open(written("document.xml", documentOf(count)), "test", error);
+         require(document.open(written("document.xml", documentOf(count)), "test", error));
          return timeOf([&] { document.replaceInValues("key1", "new"); });
      }},
     {"Document::appendMessage", 1000,
      [](int count) {
          Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
          return timeOfEach(count, [&](int i) { document.appendMessage(keyOf(i)); });
+     }},
+    {"Document::open, one element, attributes", 1000,
+     [](int count) {
+         const QString path = written("document.xml", documentWithAttributes(count));
+         Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
+         String error;
+         return timeOf([&] { require(document.open(path, "test", error)); });
+     }},
+    {"Document::write, one element, attributes", 1000,
+     [](int count) {
+         Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
+         String error;
+         require(
+             document.open(written("document.xml", documentWithAttributes(count)), "test", error));
+         return timeOf([&] { require(document.write(pathOf("out.xml"))); });
+     }},
+    {"Element::setAttribute of each", 1000,
+     [](int count) {
+         Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
+         Utils::Xml::Element element = document.createElement("item");
+         return timeOfEach(count, [&](int i) { element.setAttribute(keyOf(i), i); });
      }},
     {"Element::orderedAttributes", 100,
      [](int count) {
@@ -667,13 +876,99 @@ static const std::vector<Operation> tableOperations = {
      [](int count) {
          const QString path = written("rows.csv", rowsOfNumbers(count));
          CSVTable table;
-         return timeOf([&] { table.read(path, 100); });
+         return timeOf([&] { require(table.read(path, 100)); });
      }},
     {"CSVTable::read in the file", 10000,
      [](int count) {
          const QString path = written("rows.csv", rowsOfNumbers(count));
          CSVTable table;
-         return timeOf([&] { table.read(path, 4096); });
+         return timeOf([&] { require(table.read(path, 4096)); });
+     }},
+    {"CSVTable::read as text", 10000,
+     [](int count) {
+         const QString path = written("rows.csv", rowsOfNumbers(count));
+         CSVTable table;
+         return timeOf([&] { require(table.read(path)); });
+     }},
+    {"CSVTable::read, Rfc4180, as text", 10000,
+     [](int count) {
+         const QString path = written("rows.csv", quotedRows(count));
+         CSVTable table;
+         table.setQuoting(CSVTable::Rfc4180);
+         return timeOf([&] { require(table.read(path)); });
+     }},
+    {"CSVTable::read, Rfc4180, as bytes", 10000,
+     [](int count) {
+         const QString path = written("rows.csv", quotedRows(count));
+         CSVTable table;
+         table.setQuoting(CSVTable::Rfc4180);
+         return timeOf([&] { require(table.read(path, 100)); });
+     }},
+    {"CSVTable::read, Rfc4180, in the file", 10000,
+     [](int count) {
+         const QString path = written("rows.csv", quotedRows(count));
+         CSVTable table;
+         table.setQuoting(CSVTable::Rfc4180);
+         return timeOf([&] { require(table.read(path, 4096)); });
+     }},
+    {"CSVTable::read, Rfc4180, a quote that is not closed", 10000,
+     [](int count) {
+         const QString path = written("rows.csv", "\"" + rowsOfNumbers(count));
+         CSVTable table;
+         table.setQuoting(CSVTable::Rfc4180);
+         return timeOf([&] { require(!table.read(path, 100)); });
+     }},
+    {"CSVTable::read, windows-1252, as text", 10000,
+     [](int count) {
+         const QString path = written("rows.csv", encodedRows(count));
+         CSVTable table;
+         table.setEncoding("windows-1252");
+         return timeOf([&] { require(table.read(path)); });
+     }},
+    {"CSVTable::read, windows-1252, as bytes", 10000,
+     [](int count) {
+         const QString path = written("rows.csv", encodedRows(count));
+         CSVTable table;
+         table.setEncoding("windows-1252");
+         return timeOf([&] { require(table.read(path, 100)); });
+     }},
+    {"CSVTable::read, an encoding that is guessed", 10000,
+     [](int count) {
+         const QString path = written("rows.csv", encodedRows(count));
+         CSVTable table;
+         table.setEncoding("auto");
+         return timeOf([&] { require(table.read(path, 100)); });
+     }},
+    {"CSVDialect::detect", 1000,
+     [](int count) {
+         const QString path = written("rows.csv", rowsOfNumbers(count));
+         return timeOf([&] { require(Utils::CSVDialect::detect(path).isValid()); });
+     }},
+    {"CSVTable::visit, as text", 10000,
+     [](int count) {
+         const auto table = tableOf(count);
+         return timeOf([&] { sink = visited(*table); });
+     }},
+    {"CSVTable::visit, as bytes", 10000,
+     [](int count) {
+         const auto table = bytesTableOf(count);
+         return timeOf([&] { sink = visited(*table); });
+     }},
+    {"CSVTable::visit, in the file", 10000,
+     [](int count) {
+         const auto table = fileTableOf(count);
+         return timeOf([&] { sink = visited(*table); });
+     }},
+    {"CSVTable::columns", 1000,
+     [](int count) {
+         const auto table = bytesTableOf(count);
+         return timeOf([&] { sink = table->columns().size(); });
+     }},
+    {"CSVTable::columns, one row of many", 1000,
+     [](int count) {
+         CSVTable table;
+         table.setData(rowsOfNumbers(count).replace('\n', ','));
+         return timeOf([&] { sink = table.columns().size(); });
      }},
     {"CSVTable::data(row, col) of each, as text", 1000,
      [](int count) {
@@ -702,6 +997,11 @@ static const std::vector<Operation> tableOperations = {
      [](int count) {
          const auto table = bytesTableOf(count);
          return timeOf([&] { sink = table->colDataValue(1).size(); });
+     }},
+    {"CSVTable::colDataValues of three columns", 10000,
+     [](int count) {
+         const auto table = bytesTableOf(count);
+         return timeOf([&] { sink = table->colDataValues({0, 1, 2}).size(); });
      }},
     {"CSVTable::setData(row, col, text) of each", 1000,
      [](int count) {
@@ -754,7 +1054,7 @@ static const std::vector<Operation> tableOperations = {
     {"CSVTable::write", 1000,
      [](int count) {
          const auto table = tableOf(count);
-         return timeOf([&] { table->write(pathOf("out.csv")); });
+         return timeOf([&] { require(table->write(pathOf("out.csv"))); });
      }},
     {"CSVReader::read and numbers of a column", 10000,
      [](int count) {
@@ -767,7 +1067,97 @@ static const std::vector<Operation> tableOperations = {
      }},
 };
 
+// A host with the home of Python and nothing else, and the scripts that it runs
+
+#ifdef KELMUTILS_PYTHON_HOME
+class Host : public Data::IApplication
+{
+public:
+    String getVariable(const char *key, const String &defaultValue) override
+    {
+        return qstrcmp(key, "PYTHON_DIR") == 0 ? String(KELMUTILS_PYTHON_HOME) : defaultValue;
+    }
+    void showMessage(const String &, bool) override {}
+    void logMessage(const String &, int) override {}
+    void setProgress(int, int, bool) override {}
+    void setProgressLabel(const String &, bool) override {}
+    void showProgress(bool, bool, bool) override {}
+};
+
+/// Times \p each, as timeOfEach(), after an interpreter has been started.
+static double timeOfScripts(int count, const std::function<void(int)> &each)
+{
+    Host host;
+    Utils::setApplication(&host);
+    auto &manager = Utils::ScriptManager::instance();
+    Data::Variant result;
+    String error;
+    require(manager.execute("pass\n", "py", result, error));
+    const double time = timeOfEach(count, each);
+    manager.reset("");
+    Utils::setApplication(nullptr);
+    return time;
+}
+
+/// Times a script.
+static double timeOfScript(const QString &code)
+{
+    return timeOfScripts(1, [&](int) {
+        Data::Variant result;
+        String error;
+        require(Utils::ScriptManager::instance().execute(code, "py", result, error));
+    });
+}
+
+static const std::vector<Operation> scriptOperations = {
+    {"Script, lines", 1000,
+     [](int count) { return timeOfScript(QString("x = 1\n").repeated(count)); }},
+    {"Script, text on one line", 1000,
+     [](int count) { return timeOfScript("x = '" + QString("x").repeated(count) + "'\n"); }},
+    {"Script, nested lists", 1000,
+     [](int count) {
+         return timeOfScript("x = [" + QString("[1, [2]], ").repeated(count) + "]\n");
+     }},
+    {"Script, lines of output", 1000,
+     [](int count) {
+         double numLines = 0.0;
+         Utils::ScriptManager::instance().setOutputSink(
+             [&](const String &, Utils::ScriptChannel) { ++numLines; });
+         const double time = timeOfScript(QString("for i in range(%1):\n    print i\n").arg(count));
+         Utils::ScriptManager::instance().setOutputSink({});
+         sink = numLines;
+         return time;
+     }},
+    {"Script, runs", 100,
+     [](int count) {
+         return timeOfScripts(count, [](int) {
+             Data::Variant result;
+             String error;
+             require(Utils::ScriptManager::instance().execute("x = 1\n", "py", result, error));
+         });
+     }},
+    {"Script, names that are pushed", 100,
+     [](int count) {
+         return timeOfScripts(
+             count, [](int i) { Utils::ScriptManager::instance().pushData(keyOf(i), i, "py"); });
+     }},
+};
+#else
+static const std::vector<Operation> scriptOperations;
+#endif
+
 static const std::vector<Operation> otherOperations = {
+    {"StringTable::load", 1000,
+     [](int count) {
+         QByteArray body;
+         for (int i = 0; i < count; ++i)
+             body += "<string id='.msg.text" + QByteArray::number(i) + "'>A text</string>\n";
+         QDir(folder()).mkdir("locale");
+         written("locale/Growth_en.xml", "<!DOCTYPE StringTable><strings>" + body + "</strings>");
+         File::setSearchPath(folder(), String());
+         Utils::StringTable::initialize("en", String(), String());
+         return timeOf([&] { require(Utils::StringTable::load("Growth")); });
+     }},
     {"Progress::tick", 10000,
      [](int count) {
          Utils::Progress progress(count);
@@ -794,7 +1184,7 @@ static std::vector<Operation> allOperations()
     std::vector<Operation> all;
     for (const auto *some :
          {&signalOperations, &settingsOperations, &textOperations, &tagOperations, &fileOperations,
-          &documentOperations, &tableOperations, &otherOperations})
+          &documentOperations, &tableOperations, &scriptOperations, &otherOperations})
         all.insert(all.end(), some->begin(), some->end());
     return all;
 }
