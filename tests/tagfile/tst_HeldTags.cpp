@@ -144,12 +144,12 @@ private Q_SLOTS:
         addPoints(tags, 200);
         // Where the list holds each of its elements, in their order.
         const auto places = [&] {
-            std::vector<const void *> places;
+            std::vector<const void *> found;
             tags.appendFrom([&](TagList &list) {
                 for (const auto &tag : list)
-                    places.push_back(&tag);
+                    found.push_back(&tag);
             });
-            return places;
+            return found;
         };
 
         std::vector<const void *> before = places();
