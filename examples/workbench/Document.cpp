@@ -1,5 +1,6 @@
 #include "examples/workbench/Document.h"
 
+#include "examples/workbench/Texts.h"
 #include "utils/files/File.h"
 #include "utils/files/FileWatch.h"
 
@@ -24,15 +25,21 @@ bool Document::isAt(const QString &path) const
 bool Document::read()
 {
     watch(); // before it is read: a change during that is reported
+    m_failure.clear();
+    if (isDevice(m_path))
+        return fail(text(".err.noFile").arg(m_path));
     if (!readFile(m_path))
         return false;
-    m_changes.clear();
     Q_EMIT contentsReplaced();
+    m_changes.clear(); // after the views have left the old contents
     return true;
 }
 
 bool Document::write(const QString &path)
 {
+    m_failure.clear();
+    if (isDevice(path))
+        return fail(text(".err.noFile").arg(path));
     if (!writeFile(path))
         return false;
     m_changes.setClean();
@@ -42,7 +49,23 @@ bool Document::write(const QString &path)
     return true;
 }
 
-QString Document::failure() const { return Utils::File::lastError(); }
+QString Document::failure() const
+{
+    return m_failure.isEmpty() ? QString(Utils::File::lastError()) : m_failure;
+}
+
+bool Document::fail(const QString &reason)
+{
+    m_failure = reason;
+    return false;
+}
+
+bool Document::isDevice(const QString &path)
+{
+    const QFileInfo file(path);
+    return file.exists() && !file.isFile() && !file.isDir();
+}
+
 bool Document::holdsContents() const { return true; }
 QString Document::whatSavingLoses() const { return {}; }
 

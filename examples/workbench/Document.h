@@ -40,9 +40,8 @@ public:
     /// failure() and the document still changed, when it cannot be written.
     bool write(const QString &path);
 
-    /// Why the last read() or write() has failed, as a text for the user; by default
-    /// File::lastError().
-    virtual QString failure() const;
+    /// Why the last read() or write() has failed, as a text for the user.
+    QString failure() const;
 
     /// How the file is written, in one line for the status bar.
     virtual QString description() const = 0;
@@ -62,13 +61,20 @@ Q_SIGNALS:
     void changedOnDisk();    ///< by another program
 
 protected:
+    /// What read() and write() do with a file. When they fail, the reason is that of
+    /// File::lastError(), or the one that fail() is called with.
     virtual bool readFile(const QString &path) = 0;
     virtual bool writeFile(const QString &path) = 0;
+    bool fail(const QString &reason); ///< false
+
+    /// Whether reading or writing \p path could wait for another program without end.
+    static bool isDevice(const QString &path);
 
 private:
     void watch();
 
     QString m_path;
+    QString m_failure; // "" for that of the library
     QUndoStack m_changes;
     std::unique_ptr<Utils::FileWatch> m_watch;
 };

@@ -81,7 +81,7 @@ void DocumentTab::checkFile()
         return;
     m_state = state;
     if (state == State::Missing)
-        tell(m_document->holdsContents() ? ".msg.missingOnDisk" : ".msg.goneFromDisk", false);
+        tell(".msg.missingOnDisk", false);
     else if (state == State::Unreadable)
         tell(".msg.unreadable", false);
     else

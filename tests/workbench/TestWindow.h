@@ -13,15 +13,22 @@
 #include <QAction>
 #include <QApplication>
 #include <QCompleter>
+#include <QHeaderView>
 #include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPointer>
 #include <QPushButton>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTableView>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -29,6 +36,8 @@
 /// settings are in a SettingsHome.
 class TestWindow
 {
+    static constexpr int patience = 20000; // milliseconds; other programs may compute as well
+
 public:
     explicit TestWindow(const QString &language = "en") { start(language); }
 
@@ -100,6 +109,35 @@ public:
         QTest::keyClick(focus ? focus : &window(), key, modifiers);
     }
 
+    /// Chooses an entry of a menu that is shown, with the mouse. A command has its name as that of
+    /// the object.
+    void choose(const char *name)
+    {
+        choose([name](const QAction *entry) { return entry->objectName() == name; });
+    }
+    void choose(const QAction *wanted)
+    {
+        choose([wanted](const QAction *entry) { return entry == wanted; });
+    }
+    void choose(const std::function<bool(const QAction *entry)> &isWanted)
+    {
+        window().activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(&window(), patience));
+        QMenuBar *const bar = window().menuBar();
+        for (QAction *const title : bar->actions()) {
+            QMenu *const menu = title->menu();
+            const QList<QAction *> entries = menu->actions();
+            const auto entry = std::find_if(entries.begin(), entries.end(), isWanted);
+            if (!title->isVisible() || entry == entries.end())
+                continue;
+            QTest::mouseClick(bar, Qt::LeftButton, {}, bar->actionGeometry(title).center());
+            QTRY_VERIFY(menu->isVisible());
+            QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(*entry).center());
+            return;
+        }
+        QFAIL("no menu has this entry");
+    }
+
     /// Types \p text into a field, in place of what it has.
     static void typeInto(QWidget &field, const QString &text)
     {
@@ -132,6 +170,28 @@ public:
         QTest::mouseRelease(&widget, Qt::LeftButton, modifiers, to);
     }
 
+    /// Selects columns of a table by a click on their headers.
+    static void clickHeaders(const QTableView &grid, const QList<int> &cols)
+    {
+        QHeaderView *const header = grid.horizontalHeader();
+        Qt::KeyboardModifiers modifiers;
+        for (const int col : cols) {
+            const QPoint position(header->sectionViewportPosition(col) +
+                                      header->sectionSize(col) / 2,
+                                  header->height() / 2);
+            QTest::mouseClick(header->viewport(), Qt::LeftButton, modifiers, position);
+            modifiers = Qt::ControlModifier;
+        }
+    }
+
+    /// Shows the document of a tab by a click on it.
+    void showTab(int index)
+    {
+        QTabBar *const bar = window().findChild<QTabWidget *>()->tabBar();
+        QTest::mouseClick(bar, Qt::LeftButton, {}, bar->tabRect(index).center());
+        QCOMPARE(bar->currentIndex(), index);
+    }
+
     /// Clicks a cell of a table or tree, after it was scrolled to.
     static void clickCell(QAbstractItemView &view, const QModelIndex &index)
     {
@@ -156,6 +216,8 @@ public:
     /// Replaces the text of a cell, and accepts it.
     static void changeCell(QAbstractItemView &view, const QModelIndex &index, const QString &text)
     {
+        // Otherwise the focus does not go back from the editor to the view.
+        QVERIFY(QTest::qWaitForWindowActive(view.window(), patience));
         clickCell(view, index);
         QTest::keyClick(&view, Qt::Key_F2);
         QWidget *const editor = cellEditor(view);
@@ -179,11 +241,45 @@ public:
 
     /// Calls \p answer once with the next modal dialog, when it is shown. The test fails when the
     /// answer does not close the dialog.
-    void onDialog(const std::function<void(QWidget *dialog)> &answer)
+    void onDialog(const std::function<void(QWidget *dialog)> &answer) { onNext<QWidget>(answer); }
+
+    /// Answers the next message boxes with \p buttons, one after the other, and adds their texts to
+    /// \p messages. Dialogs of other kinds before and between them are left to others.
+    void onMessages(const QList<QMessageBox::StandardButton> &buttons, QStringList &messages)
+    {
+        onNext<QMessageBox>([this, buttons, &messages](QMessageBox *box) {
+            messages.append(box->text());
+            pressButton(box, buttons.constFirst());
+            if (buttons.size() > 1)
+                onMessages(buttons.mid(1), messages);
+        });
+    }
+
+    /// Answers the next message with \p button, and returns its text by \p message.
+    void onMessage(QMessageBox::StandardButton button, QString &message)
+    {
+        onNext<QMessageBox>([button, &message](QMessageBox *box) {
+            message = box->text();
+            pressButton(box, button);
+        });
+    }
+
+    /// Presses the button of a message box that \p standard names.
+    static void pressButton(QWidget *dialog, QMessageBox::StandardButton standard)
+    {
+        auto *const box = qobject_cast<QMessageBox *>(dialog);
+        QVERIFY(box);
+        QTest::mouseClick(box->button(standard), Qt::LeftButton);
+    }
+
+private:
+    /// As onDialog(), with the next modal dialog of the class \p Dialog.
+    template <typename Dialog>
+    void onNext(const std::function<void(Dialog *dialog)> &answer)
     {
         auto *const timer = new QTimer(&window());
         QObject::connect(timer, &QTimer::timeout, timer, [timer, answer] {
-            QPointer<QWidget> dialog = QApplication::activeModalWidget();
+            QPointer<Dialog> dialog = qobject_cast<Dialog *>(QApplication::activeModalWidget());
             if (!dialog || !dialog->isActiveWindow() || !QApplication::focusWidget())
                 return;
             timer->stop();
@@ -197,17 +293,6 @@ public:
         });
         timer->start(20);
     }
-
-    /// Presses the button of a message box that \p standard names.
-    static void pressButton(QWidget *dialog, QMessageBox::StandardButton standard)
-    {
-        auto *const box = qobject_cast<QMessageBox *>(dialog);
-        QVERIFY(box);
-        QTest::mouseClick(box->button(standard), Qt::LeftButton);
-    }
-
-private:
-    static constexpr int patience = 20000; // milliseconds; other programs may compute as well
 
     void start(const QString &language)
     {

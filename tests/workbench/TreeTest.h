@@ -109,15 +109,6 @@ public:
         return found == buttons.end() ? nullptr : *found;
     }
 
-    /// Answers the next message with \p button, and returns its text by \p message.
-    void onMessage(QMessageBox::StandardButton button, QString &message)
-    {
-        onDialog([button, &message](QWidget *dialog) {
-            message = qobject_cast<QMessageBox *>(dialog)->text();
-            pressButton(dialog, button);
-        });
-    }
-
     void find(const QString &wanted)
     {
         press(Qt::Key_F, Qt::ControlModifier);

@@ -6,6 +6,7 @@
 #include "examples/workbench/table/TableView.h"
 
 #include <QComboBox>
+#include <QDialogButtonBox>
 #include <QDropEvent>
 #include <QFileDialog>
 #include <QLabel>
@@ -112,7 +113,7 @@ private Q_SLOTS:
             message = qobject_cast<QMessageBox *>(dialog)->text();
             QTest::keyClick(dialog, Qt::Key_Escape);
         });
-        test.window().openFiles({test.path("gone.csv")});
+        test.window().openFiles({test.path("gone.csv")}); // as by the command line
 
         QVERIFY2(message.contains("gone.csv") && message.contains("does not exist"),
                  qPrintable(message));
@@ -165,11 +166,11 @@ private Q_SLOTS:
 
         test.onDialog(
             [](QWidget *dialog) { TestWindow::pressButton(dialog, QMessageBox::Cancel); });
-        test.window().close();
+        test.press(Qt::Key_Q, Qt::ControlModifier);
         QVERIFY(test.window().isVisible());
 
         test.onDialog([](QWidget *dialog) { TestWindow::pressButton(dialog, QMessageBox::Save); });
-        test.window().close();
+        test.press(Qt::Key_Q, Qt::ControlModifier);
         QVERIFY(!test.window().isVisible());
         QCOMPARE(contentsOf(test.path("a.csv")), QByteArray("a,b\n7,2\n"));
     }
@@ -203,6 +204,29 @@ private Q_SLOTS:
         QVERIFY2(message.contains("comments of the file"), qPrintable(message));
         QCOMPARE(contentsOf(test.path("a.csv")), contents);
         QVERIFY(test.document().isChanged());
+    }
+
+    void workbenchSavesUnderAnotherNameWhatSavingWouldLose()
+    {
+        TestWindow test;
+        const QByteArray contents = "# bench 3\nTime;Force\n0;1\n1;2\n2;3\n";
+        test.open(test.file("a.csv", contents));
+        type(test, 0, 1, "8");
+
+        test.onDialog([&](QWidget *dialog) {
+            const auto *const box = qobject_cast<QMessageBox *>(dialog);
+            for (QAbstractButton *const each : box->buttons()) {
+                if (box->buttonRole(each) == QMessageBox::ActionRole)
+                    QTest::mouseClick(each, Qt::LeftButton);
+            }
+            test.answerFileDialog(test.path("b.csv"));
+        });
+        test.press(Qt::Key_S, Qt::ControlModifier);
+
+        QCOMPARE(test.document().path(), test.path("b.csv"));
+        QVERIFY(!test.document().isChanged());
+        QCOMPARE(contentsOf(test.path("a.csv")), contents);
+        QCOMPARE(contentsOf(test.path("b.csv")), QByteArray("Time;Force\n0;8\n1;2\n2;3\n"));
     }
 
     void workbenchOffersToReloadAFileThatHasChanged()
@@ -279,6 +303,30 @@ private Q_SLOTS:
         QCOMPARE(cell(test, 0, 1), QString("5;2"));
     }
 
+    void workbenchDetectsTheFormatAgain()
+    {
+        TestWindow test;
+        test.open(test.file("a.txt", "a;b\n1,5;2\n2,5;3\n"));
+        test.onDialog([](QWidget *dialog) {
+            auto *const preview = dialog->findChild<QTableWidget *>();
+            auto *const delimiters = dialog->findChildren<QComboBox *>().constFirst();
+            delimiters->setFocus();
+            QTest::keyClick(delimiters, Qt::Key_Up); // the comma
+            QTRY_COMPARE(preview->item(0, 0)->text(), QString("1"));
+            const auto *const buttons = dialog->findChild<QDialogButtonBox *>();
+            for (QAbstractButton *const each : buttons->buttons()) {
+                if (buttons->buttonRole(each) == QDialogButtonBox::ResetRole)
+                    QTest::mouseClick(each, Qt::LeftButton);
+            }
+            QTRY_COMPARE(preview->item(0, 0)->text(), QString("1,5"));
+            QTest::mouseClick(buttons->button(QDialogButtonBox::Ok), Qt::LeftButton);
+        });
+        test.choose("format");
+
+        QCOMPARE(cell(test, 0, 0), QString("1,5"));
+        QCOMPARE(cell(test, 0, 1), QString("2"));
+    }
+
     void workbenchReadsATableWithAnyDelimiter()
     {
         TestWindow test;
@@ -291,7 +339,7 @@ private Q_SLOTS:
             QTRY_COMPARE(preview->columnCount(), 2);
             QTest::keyClick(dialog, Qt::Key_Return);
         });
-        test.command("format")->trigger();
+        test.choose("format");
 
         const auto &table = dynamic_cast<const TableDocument &>(test.document());
         QCOMPARE(table.dialect().delimiter(), QString("s"));
@@ -309,7 +357,7 @@ private Q_SLOTS:
         QCOMPARE(table.numRows(), 2500);
 
         test.onDialog([](QWidget *dialog) { QTest::keyClick(dialog, Qt::Key_Return); });
-        test.command("format")->trigger();
+        test.choose("format");
 
         QCOMPARE(table.dialect().headerRow(), 1498);
         QCOMPARE(table.dialect().unitRow(), 1499);
@@ -378,7 +426,7 @@ private Q_SLOTS:
         test.window().resize(900, 700);
         QTest::qWait(50);
         const QSize size = test.window().size();
-        test.window().close();
+        test.press(Qt::Key_Q, Qt::ControlModifier);
         test.restart();
 
         QTRY_COMPARE(test.window().size(), size);

@@ -5,6 +5,7 @@
 #include "examples/workbench/output/OutputView.h"
 #include "examples/workbench/process/ProcessPane.h"
 #include "examples/workbench/table/TableView.h"
+#include "tests/support/ByteDisk.h"
 
 #include <QDockWidget>
 #include <QElapsedTimer>
@@ -14,6 +15,7 @@
 #include <QStatusBar>
 #include <QTableView>
 #include <QTextBlock>
+#include <QToolButton>
 #include <QUuid>
 
 #include <ctime>
@@ -66,7 +68,7 @@ private:
     {
         auto *const dock = test.window().findChild<QDockWidget *>("Processes");
         if (!dock->isVisible())
-            dock->toggleViewAction()->trigger();
+            test.choose(dock->toggleViewAction());
         QTRY_VERIFY(pane(test).isVisible());
         type(test, "processCommand", command);
         type(test, "processArguments", arguments);
@@ -147,6 +149,37 @@ private Q_SLOTS:
         QCOMPARE(test.document().path(), test.path("rod.csv"));
     }
 
+    void processesTakeFilesOfADialog()
+    {
+        TestWindow test;
+        enter(test, "--seconds 0.1 --output rod.csv", {}, {}, "none");
+        QVERIFY(QDir().mkdir(test.path("run")));
+        QList<QToolButton *> buttons;
+        for (QToolButton *const each : pane(test).findChildren<QToolButton *>()) {
+            if (!each->defaultAction() && each->isVisible())
+                buttons.append(each);
+        }
+        const QStringList paths{KELM_SOLVER, test.path("run"), test.path("run/rod.csv"),
+                                test.path("run/rod.log")};
+        QCOMPARE(buttons.size(), paths.size());
+        for (int i = 0; i < paths.size(); ++i) {
+            test.answerFileDialog(paths.at(i));
+            QTest::mouseClick(buttons.at(i), Qt::LeftButton);
+        }
+
+        test.press(Qt::Key_F12);
+        QTRY_VERIFY(test.view<TableView>());
+        QCOMPARE(test.document().path(), test.path("run/rod.csv"));
+        QVERIFY(contentsOf(test.path("run/rod.log")).endsWith("100 %\n"));
+
+        // A dialog that is left keeps what there is.
+        test.onDialog([](QWidget *dialog) { QTest::keyClick(dialog, Qt::Key_Escape); });
+        QTest::mouseClick(buttons.constFirst(), Qt::LeftButton);
+        QCOMPARE(pane(test).findChild<QLineEdit *>("processCommand")->text(), QString(KELM_SOLVER));
+        test.choose("clearLines");
+        QCOMPARE(lines(test), QStringList(QString()));
+    }
+
     void processesTellHowASolverFails()
     {
         TestWindow test;
@@ -209,6 +242,59 @@ private Q_SLOTS:
         QVERIFY2(state(test).contains(reason), qPrintable(state(test)));
         QVERIFY(!isRunning(test));
         QVERIFY(test.command("startProcess")->isEnabled());
+    }
+
+    void processesTellThatTheirLogIsNotComplete()
+    {
+        TestWindow test;
+        enter(test, "--seconds 0.2", {}, "solver.log");
+        const ByteDisk disk(QFileInfo(test.path("x")).path(), 20);
+        test.press(Qt::Key_F12);
+        QTRY_VERIFY(pane(test).run() && !isRunning(test));
+
+        QVERIFY2(state(test).startsWith("Ended with exit code 0"), qPrintable(state(test)));
+        QVERIFY2(state(test).contains("solver.log") && state(test).contains("No space left"),
+                 qPrintable(state(test)));
+        QCOMPARE(QFileInfo(test.path("solver.log")).size(), qint64(20));
+        QVERIFY(lines(test).contains("100 %")); // all of it is shown
+    }
+
+    void processesTellThatAResultIsGone()
+    {
+        TestWindow test;
+        enter(test, "--seconds 0.1 --output rod.csv", "rod.csv");
+        test.press(Qt::Key_F12);
+        QTRY_VERIFY(test.view<TableView>());
+        test.press(Qt::Key_W, Qt::ControlModifier);
+        QVERIFY(QFile::remove(test.path("rod.csv")));
+
+        QString message;
+        test.onMessage(QMessageBox::Ok, message);
+        test.press(Qt::Key_F12, Qt::ControlModifier);
+        QVERIFY2(message.contains(test.path("rod.csv")), qPrintable(message));
+        QVERIFY(!test.view<TableView>());
+    }
+
+    void processesOpenTheirResultBehindADialog()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "a,b\n1,2\n3,4\n5,6\n"));
+        enter(test, "--seconds 0.5 --output rod.csv", "rod.csv");
+        test.press(Qt::Key_F12);
+        QVERIFY(isRunning(test));
+
+        QPointer<TableView> table = test.view<TableView>();
+        test.onDialog([&](QWidget *dialog) {
+            QTRY_COMPARE(test.document().path(), test.path("rod.csv"));
+            QVERIFY(dialog->isVisible());
+            QTest::keyClicks(QApplication::focusWidget(), "3");
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+        });
+        table->grid().setFocus();
+        test.press(Qt::Key_G, Qt::ControlModifier);
+
+        QCOMPARE(table->grid().currentIndex().row(), 2); // it was that of the other table
+        QCOMPARE(test.view<TableView>()->grid().currentIndex().row(), 0);
     }
 
     void processesEndATreeThatDoesNotWantTo()
@@ -306,12 +392,12 @@ private Q_SLOTS:
         QTRY_COMPARE(numRunning(), count);
 
         test.onDialog([](QWidget *dialog) { TestWindow::pressButton(dialog, QMessageBox::No); });
-        test.window().close();
+        test.press(Qt::Key_Q, Qt::ControlModifier);
         QVERIFY(test.window().isVisible());
         QCOMPARE(numRunning(), count);
 
         test.onDialog([](QWidget *dialog) { TestWindow::pressButton(dialog, QMessageBox::Yes); });
-        test.window().close();
+        test.press(Qt::Key_Q, Qt::ControlModifier);
         QVERIFY(!test.window().isVisible());
         QCOMPARE(numRunning(), 0);
     }
@@ -330,7 +416,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         enter(test, "--seconds 7 \"a b\"", "a.csv", "b.log");
-        test.window().close();
+        test.press(Qt::Key_Q, Qt::ControlModifier);
         test.restart();
         const auto textOf = [&](const char *name) {
             return pane(test).findChild<QLineEdit *>(name)->text();

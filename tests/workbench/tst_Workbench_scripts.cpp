@@ -70,7 +70,7 @@ private:
     static void openScript(TestWindow &test, const QByteArray &code,
                            const QString &name = "script.py")
     {
-        test.window().openFiles({test.file(name, code)});
+        test.open(test.file(name, code));
         QVERIFY(test.view<ScriptView>());
     }
 
@@ -609,6 +609,23 @@ private Q_SLOTS:
         QVERIFY(test.window().isVisible());
     }
 
+    void windowClosesWithTheDialogOfAScriptAtTheEndOfTheSession()
+    {
+        TestWindow test;
+        openScript(test, "import Workbench\n"
+                         "print 'go'\n"
+                         "while True:\n"
+                         "    Workbench.showMessage('again')\n"
+                         "print 'over'\n");
+        test.onDialog([](QWidget *) { QApplication::closeAllWindows(); });
+        test.press(Qt::Key_F8);
+
+        QTRY_VERIFY(!test.window().isVisible());
+        QVERIFY(!QApplication::activeModalWidget());
+        QVERIFY(output(test).contains("\ngo\n"));
+        QVERIFY(!output(test).contains("\nover\n"));
+    }
+
     void windowWithAnEndlessScriptCanBeDestroyedAfterItAndStartsAgain()
     {
         TestWindow test;
@@ -661,7 +678,7 @@ private Q_SLOTS:
                   "table.setCell(1, 'Load', 2.5)\n"
                   "table.setCell(0, 'Remark', 'a, b')\n"
                   "table.setCell(3, 1, None)\n");
-        test.window().findChild<QTabWidget *>()->setCurrentIndex(0);
+        test.showTab(0);
         auto &document = static_cast<TableDocument &>(test.document());
         QCOMPARE(document.cell(1, 1), QString("2.5"));
         QCOMPARE(document.cell(0, 2), QString("a, b"));
@@ -783,6 +800,47 @@ private Q_SLOTS:
                  qPrintable(printed));
         QCOMPARE(test.window().findChild<QTabWidget *>()->count(), 1);
         QCOMPARE(contentsOf(test.path("loads.csv")), QByteArray(loads));
+    }
+
+    void scriptThatDeletesTheFileUnderTheViewGoesOn_data()
+    {
+        QTest::addColumn<int>("limit"); // megabytes
+
+        QTest::newRow("in memory") << 64;
+        QTest::newRow("in the file") << 1;
+    }
+
+    void scriptThatDeletesTheFileUnderTheViewGoesOn()
+    {
+        QFETCH(int, limit);
+        Workbench::Preferences::memoryLimit.set(limit);
+        TestWindow test;
+        const int numRows = 300000;
+        test.open(test.file("large.csv", "a,b\n" + QByteArray("1,2.5\n").repeated(numRows)));
+        QCOMPARE(test.document().holdsContents(), limit > 1);
+        const QString printed = run(test, "import os\n"
+                                          "import Workbench\n"
+                                          "table = Workbench.table()\n"
+                                          "column = table.column('b')\n"
+                                          "path = str(table.path())\n"
+                                          "os.remove(path)\n"
+                                          "print sum(column.values())\n"
+                                          "try:\n"
+                                          "    Workbench.open(path + '.gone')\n"
+                                          "except IOError:\n"
+                                          "    print 'no file'\n"
+                                          "print Workbench.open(path).numRows()\n"
+                                          "with open(path, 'w') as file:\n"
+                                          "    file.write('a,b\\n1,3\\n')\n"
+                                          "print column[0], table.close()\n"
+                                          "print Workbench.open(path).column('b').values()\n");
+
+        QVERIFY2(printed.contains("\n750000.0\nno file\n300000\n2.5 True\n[3.0]\n"),
+                 qPrintable(printed));
+        test.showTab(0);
+        test.showTab(1);
+        QCOMPARE(test.document().path(), test.path("large.csv"));
+        QCOMPARE(test.view<TableView>()->grid().model()->rowCount(), 1);
     }
 
     void scriptThatClosesItselfGoesOn()
@@ -949,7 +1007,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         enter(test, "kept = 1");
-        test.command("restartPython")->trigger();
+        test.choose("restartPython");
         enter(test, "kept");
         QVERIFY(output(test).endsWith("NameError: name 'kept' is not defined\n"));
         QVERIFY(answer(test, "import Workbench; Workbench.tables()").endsWith("[]"));
@@ -989,7 +1047,7 @@ private Q_SLOTS:
         const int start = guide.indexOf("\nimport Workbench\n");
         const QString code = guide.mid(start).section("```", 0, 0);
         TestWindow test;
-        test.window().openFiles({test.sample("load_curve.csv")});
+        test.open(test.sample("load_curve.csv"));
         const QString printed = run(test, code.toUtf8());
 
         QVERIFY2(printed.contains("Result: 1.5\n") && printed.contains("\nkN 1200 -0.021\n"),
@@ -1006,7 +1064,7 @@ private Q_SLOTS:
         QVERIFY(strength.contains("Result: "));
         const QString tared = run(test, contentsOf(folder + "tare.py"), "tare.py");
         QVERIFY2(tared.contains("rows are changed"), qPrintable(tared));
-        test.window().findChild<QTabWidget *>()->setCurrentIndex(0);
+        test.showTab(0);
         auto &document = static_cast<TableDocument &>(test.document());
         QCOMPARE(document.cell(0, 2), QString("0"));
     }

@@ -47,11 +47,12 @@ private:
     static bool isMarked(SettingsDialog &dialog, const char *name)
     {
         const QWidget &editor = part<QWidget>(dialog, name);
+        const QWidget &focus = editor.focusProxy() ? *editor.focusProxy() : editor;
         for (const QLabel *const label : dialog.findChildren<QLabel *>()) {
             if (label->buddy() == &editor)
                 return label->font().bold() &&
                        part<QToolButton>(dialog, QByteArray("reset ") + name).isVisible() &&
-                       !editor.accessibleDescription().isEmpty();
+                       !focus.accessibleDescription().isEmpty();
         }
         return false;
     }
@@ -112,6 +113,21 @@ private Q_SLOTS:
         QCOMPARE(QString(Preferences::tempFolder.value()), folder);
         QCOMPARE(part<QLabel>(dialog, "settingsProblem").text(), QString());
         QVERIFY(isMarked(dialog, "tempPath"));
+    }
+
+    void settingsTakeTheFolderOfADialog()
+    {
+        TestWindow test;
+        const QString folder = QFileInfo(test.path("x")).path();
+        SettingsDialog &dialog = open(test);
+        auto *const button = part<QWidget>(dialog, "tempPath").findChild<QToolButton *>();
+        test.answerFileDialog(folder);
+        QTest::mouseClick(button, Qt::LeftButton);
+        QCOMPARE(QString(Preferences::tempFolder.value()), folder);
+
+        test.onDialog([](QWidget *chooser) { QTest::keyClick(chooser, Qt::Key_Escape); });
+        QTest::mouseClick(button, Qt::LeftButton);
+        QCOMPARE(QString(Preferences::tempFolder.value()), folder);
     }
 
     void settingsAreReset()
@@ -279,7 +295,7 @@ private Q_SLOTS:
     {
         TestWindow test;
         test.open(test.file("a.csv", "a\n1.23456789\n1.23456789\n"));
-        test.view<Workbench::TableView>()->grid().selectColumn(0);
+        TestWindow::clickHeaders(test.view<Workbench::TableView>()->grid(), {0});
         auto *const plot = qobject_cast<Workbench::PlotPane *>(test.window().tool("Plot"));
         const auto mean = [&] {
             const QTableWidgetItem *const item = plot->statistics().item(3, 0);

@@ -79,6 +79,13 @@ void SettingsDialog::addGroup(QVBoxLayout &layout, const char *title,
         addRow(*grid, editor);
 }
 
+/// The part of \p editor that has the focus, and so is read aloud.
+static QWidget &focusOf(SettingEditor &editor)
+{
+    QWidget &widget = editor.widget();
+    return widget.focusProxy() ? *widget.focusProxy() : widget;
+}
+
 void SettingsDialog::addRow(QGridLayout &grid, SettingEditor *editor)
 {
     const Row row{editor, new QLabel(this), new QToolButton(this)};
@@ -129,7 +136,9 @@ void SettingsDialog::takeSetting(const Data::VariantCollection &change)
         if (row.editor->key() == key || row.editor->key().startsWith(key + '/'))
             load(row);
     }
-    m_problem->clear();
+    const bool isStored = Settings().sync();
+    m_problem->setText(isStored ? QString()
+                                : text(".err.settings").arg(QString(Utils::File::lastError())));
 }
 
 void SettingsDialog::loadAll()
@@ -157,7 +166,9 @@ void SettingsDialog::load(const Row &row)
     row.reset->setVisible(isChanged);
     row.reset->setAccessibleName(text(".ctx.reset").remove('&') + ' ' +
                                  text(row.editor->label()).remove('&'));
-    row.editor->widget().setAccessibleDescription(isChanged ? text(".ctx.notDefault") : QString());
+    QWidget &focus = focusOf(*row.editor);
+    focus.setAccessibleName(text(row.editor->label()).remove('&'));
+    focus.setAccessibleDescription(isChanged ? text(".ctx.notDefault") : QString());
 }
 
 void SettingsDialog::resetAll()

@@ -178,7 +178,8 @@ void FormatDialog::updatePreview()
     CSVTable head;
     if (!readHead(m_document.path(), dialect, head)) {
         m_preview->setRowCount(0);
-        m_summary->setText(Utils::File::lastError());
+        const QString reason = Utils::File::lastError();
+        m_summary->setText(reason.isEmpty() ? text(".err.open").arg(m_document.path()) : reason);
         return;
     }
     const int firstRow = dialect.firstDataRow();
@@ -208,7 +209,7 @@ void FormatDialog::accept()
     if (m_document.readAs(chosen()))
         QDialog::accept();
     else
-        QMessageBox::warning(this, windowTitle(), Utils::File::lastError());
+        QMessageBox::warning(this, windowTitle(), m_document.failure());
 }
 
 } // namespace Workbench

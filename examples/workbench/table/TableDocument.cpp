@@ -54,7 +54,8 @@ QString describe(const CSVDialect &dialect)
 bool readHead(const QString &path, const CSVDialect &dialect, CSVTable &head)
 {
     QFile file(path);
-    if (!head.setDialect(dialect) || !file.open(QIODevice::ReadOnly))
+    const bool isFile = QFileInfo(path).isFile(); // a pipe would wait
+    if (!head.setDialect(dialect) || !isFile || !file.open(QIODevice::ReadOnly))
         return false;
     QByteArray bytes = file.read(headSize);
     const int numRows = std::max(dialect.firstDataRow(), 0) + 1;
@@ -194,7 +195,9 @@ static Data::String writtenDelimiter(const CSVDialect &dialect, const QString &p
 
 bool TableDocument::writeFile(const QString &path)
 {
-    if (m_table->isDemandRead()) // and so unchanged
+    // A table that is shown from its file is unchanged. A file that was deleted stays readable
+    // while it is open: its rows are written below.
+    if (m_table->isDemandRead() && QFileInfo::exists(this->path()))
         return isAt(path) || copyFile(this->path(), path);
 
     CSVDialect dialect = m_dialect;

@@ -82,6 +82,8 @@ bool TagDocument::writeFile(const QString &path)
 /// written it: comments, and what it does not understand.
 QStringList TagDocument::linesThatSavingLoses() const
 {
+    if (isDevice(path()))
+        return {};
     const QStringList old =
         QString(File::read(path(), File::encoding(path()))).remove('\r').split('\n');
     auto file = makeFile();

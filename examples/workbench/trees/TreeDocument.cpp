@@ -109,15 +109,8 @@ bool TreeDocument::fitsMemory(const QString &path)
     const qint64 megabyte = qint64(1) << 20;
     const int limit = Preferences::memoryLimit.value();
     const qint64 size = Utils::File::size(path);
-    m_failure.clear();
-    if (size > limit * megabyte)
-        m_failure = text(".err.tooLarge").arg(path).arg(size / megabyte).arg(limit);
-    return m_failure.isEmpty();
-}
-
-QString TreeDocument::failure() const
-{
-    return m_failure.isEmpty() ? Document::failure() : m_failure;
+    return size <= limit * megabyte ||
+           fail(text(".err.tooLarge").arg(path).arg(size / megabyte).arg(limit));
 }
 
 // The tree

@@ -103,8 +103,6 @@ public:
     /// the file cannot hold them there.
     int paste(int node, const QString &text, QString &problem);
 
-    QString failure() const override;
-
 Q_SIGNALS:
     void aboutToReplace(); ///< followed by contentsReplaced()
     void aboutToInsert(int parent, int row);
@@ -189,7 +187,6 @@ private:
     bool contains(int node, const QString &wanted);
 
     std::vector<Node> m_nodes;
-    QString m_failure;
 };
 
 } // namespace Workbench
