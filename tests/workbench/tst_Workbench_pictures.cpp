@@ -13,12 +13,8 @@
 #include "utils/strings/StringTable.h"
 
 #include <QAbstractButton>
-#include <QAbstractSpinBox>
-#include <QAccessible>
-#include <QComboBox>
 #include <QDir>
 #include <QDockWidget>
-#include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
@@ -43,13 +39,7 @@ class tst_Workbench_pictures : public QObject
 private:
     static void selectColumns(TestWindow &test, const QList<int> &cols)
     {
-        QHeaderView *const header = test.view<TableView>()->grid().horizontalHeader();
-        Qt::KeyboardModifiers modifiers;
-        for (const int col : cols) {
-            const QPoint position(header->sectionViewportPosition(col) + 9, 9);
-            QTest::mouseClick(header->viewport(), Qt::LeftButton, modifiers, position);
-            modifiers = Qt::ControlModifier;
-        }
+        TestWindow::clickHeaders(test.view<TableView>()->grid(), cols);
     }
 
     /// The titles and cells of a visible table or tree that are wider than their columns.
@@ -193,7 +183,7 @@ private:
             show(*dialog, "format", language, look);
             QTest::keyClick(dialog, Qt::Key_Escape);
         });
-        test.view<TableView>()->findChild<QAction *>("format")->trigger();
+        test.choose("format");
         if (look.isEmpty())
             return;
         Utils::Progress task(100, "Measuring the joints of the frame", /*cancelable=*/true,
@@ -269,7 +259,7 @@ private:
     static void showProcesses(TestWindow &test, const QString &language, const QString &look)
     {
         Workbench::Pane &pane = *test.window().tool("Processes");
-        test.window().findChild<QDockWidget *>("Processes")->toggleViewAction()->trigger();
+        test.choose(test.window().findChild<QDockWidget *>("Processes")->toggleViewAction());
         Utils::Settings("gui").setString("tempPath", QFileInfo(test.path("x")).path());
         qputenv("PATH", QFileInfo(KELM_SOLVER).path().toUtf8() + ':' + qgetenv("PATH"));
         const QMap<const char *, QString> fields{
@@ -279,7 +269,7 @@ private:
             {"processResult", "rod.csv"},
             {"processLog", "solver.log"}};
         for (auto field = fields.begin(); field != fields.end(); ++field)
-            pane.findChild<QLineEdit *>(field.key())->setText(*field);
+            TestWindow::typeInto(*pane.findChild<QLineEdit *>(field.key()), *field);
         test.press(Qt::Key_F12);
         test.window().statusBar()->clearMessage(); // of the last script
         const auto *const bar = pane.findChild<QProgressBar *>();
@@ -295,7 +285,7 @@ private:
     {
         const QString folder = QString(KELMUTILS_SAMPLES) + "/../workbench/script/samples/";
         const QByteArray code = contentsOf(folder + "strength.py");
-        test.window().openFiles({test.file("strength.py", code)});
+        test.open(test.file("strength.py", code));
         test.press(Qt::Key_F8);
         test.press(Qt::Key_F7);
         QWidget *const line = test.window().findChild<QWidget *>("consoleLine");
@@ -310,7 +300,7 @@ private:
 
         QByteArray wrong = code;
         wrong.replace("len(points), table", "len(point), table");
-        test.window().openFiles({test.file("wrong.py", wrong)});
+        test.open(test.file("wrong.py", wrong));
         test.press(Qt::Key_F8);
         QTest::qWait(200);
         show(test.window(), "scriptError", language, look);
@@ -454,41 +444,6 @@ private Q_SLOTS:
         QVERIFY2(scaled.exitCode() == 0, scaled.readAll().constData());
     }
 
-    void widgetsThatTakeTheFocusHaveAccessibleNames()
-    {
-        TestWindow test;
-        test.open(test.sample("bolts.csv"));
-        QStringList nameless;
-        int count = 0;
-        const auto check = [&](const QWidget &root) {
-            for (QWidget *const widget : root.findChildren<QWidget *>()) {
-                // Parts of a spin box or combo box stand for the whole.
-                bool isPart = widget->focusProxy();
-                for (const QObject *part = widget->parent(); part; part = part->parent())
-                    isPart = isPart || qobject_cast<const QAbstractSpinBox *>(part) ||
-                             qobject_cast<const QComboBox *>(part);
-                if (widget->focusPolicy() == Qt::NoFocus || isPart)
-                    continue;
-                ++count;
-                QAccessibleInterface *const face = QAccessible::queryAccessibleInterface(widget);
-                if (!face || face->text(QAccessible::Name).isEmpty())
-                    nameless.append(QString("%1 '%2' in %3")
-                                        .arg(widget->metaObject()->className(),
-                                             widget->objectName(),
-                                             widget->parent()->metaObject()->className()));
-            }
-        };
-        check(test.window());
-        test.onDialog([&](QWidget *dialog) {
-            check(*dialog);
-            QTest::keyClick(dialog, Qt::Key_Escape);
-        });
-        test.command("format")->trigger();
-
-        QVERIFY2(nameless.isEmpty(), qPrintable(nameless.join('\n')));
-        QVERIFY2(count > 15, qPrintable(QString::number(count)));
-    }
-
     void keysOfMenusAndButtonsDiffer_data()
     {
         QTest::addColumn<QString>("language");
@@ -526,7 +481,7 @@ private Q_SLOTS:
             twice = keysUsedTwice(*dialog);
             QTest::keyClick(dialog, Qt::Key_Escape);
         });
-        test.command("format")->trigger();
+        test.choose("format");
         QCOMPARE(twice, QStringList());
     }
 

@@ -35,7 +35,7 @@ ProcessPane::ProcessPane(QWidget *parent)
     layOut();
     setFocusProxy(m_command);
     connect(m_progress, &ProgressDisplay::cancelled, this, &ProcessPane::cancel);
-    updateState();
+    updateTexts();
 }
 
 ProcessPane::~ProcessPane() = default;
@@ -70,7 +70,7 @@ void ProcessPane::addField(QGridLayout &form, QLineEdit *&field, const char *nam
         return;
     auto *const button = new QToolButton(this);
     button->setText(QString(QChar(0x2026)));
-    bindText(button, "accessibleName", ".ctx.browse");
+    m_browsers[id] = button;
     form.addWidget(button, row, 2);
     QLineEdit *const target = field;
     connect(button, &QToolButton::clicked, target, [target, browse] {
@@ -206,10 +206,16 @@ void ProcessPane::updateState()
     if (m_run && !m_run->problem().isEmpty())
         lines.append(m_run->problem());
     m_state->setText(lines.join('\n'));
+    m_state->setAccessibleDescription(m_state->text()); // the name stands in place of the text
     m_state->setVisible(!isRunning);
 }
 
-void ProcessPane::updateTexts() { updateState(); }
+void ProcessPane::updateTexts()
+{
+    for (auto browser = m_browsers.begin(); browser != m_browsers.end(); ++browser)
+        browser.value()->setAccessibleName(text(".ctx.browse") + ' ' + text(browser.key()));
+    updateState();
+}
 
 bool ProcessPane::mayClose()
 {

@@ -3,12 +3,15 @@
 #include "examples/workbench/Pane.h"
 #include "examples/workbench/process/ProcessRun.h"
 
+#include <QMap>
+
 #include <memory>
 
 QT_FORWARD_DECLARE_CLASS(QGridLayout)
 QT_FORWARD_DECLARE_CLASS(QLabel)
 QT_FORWARD_DECLARE_CLASS(QLineEdit)
 QT_FORWARD_DECLARE_CLASS(QSplitter)
+QT_FORWARD_DECLARE_CLASS(QToolButton)
 
 namespace Workbench {
 
@@ -60,6 +63,7 @@ private:
     QLineEdit *m_folder = nullptr;
     QLineEdit *m_result = nullptr;
     QLineEdit *m_log = nullptr;
+    QMap<QByteArray, QToolButton *> m_browsers; // by the ids of the labels of their fields
     ProgressDisplay *m_progress;
     QLabel *m_state;
     OutputView *m_output;

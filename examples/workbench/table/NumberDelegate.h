@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QStyledItemDelegate>
+#include <QWidget>
 
 namespace Workbench {
 
@@ -10,6 +11,16 @@ class NumberDelegate : public QStyledItemDelegate
 {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
+
+    /// An editor with the title of its column as its accessible name.
+    QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &option,
+                          const QModelIndex &index) const override
+    {
+        QWidget *const editor = QStyledItemDelegate::createEditor(parent, option, index);
+        const QVariant title = index.model()->headerData(index.column(), Qt::Horizontal);
+        editor->setAccessibleName(title.toString().simplified());
+        return editor;
+    }
 
 protected:
     void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
