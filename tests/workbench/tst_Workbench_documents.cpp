@@ -414,7 +414,7 @@ private Q_SLOTS:
         QString message;
         test.onMessage(QMessageBox::Ok, message);
 
-        test.window().openFiles({path});
+        test.open(path);
 
         QVERIFY2(message.contains(path), qPrintable(message));
         QVERIFY2(message.contains(part), qPrintable(message));

@@ -173,7 +173,7 @@ private Q_SLOTS:
         TestWindow test;
         test.open(test.sample("bolts.csv"));
         QTableView &grid = test.view<TableView>()->grid();
-        grid.setCurrentIndex(grid.model()->index(0, 0));
+        TestWindow::clickCell(grid, grid.model()->index(0, 0));
         bool hasTried = false;
         {
             Progress task(0, "Measuring", /*cancelable=*/true);

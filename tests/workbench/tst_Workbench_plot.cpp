@@ -10,7 +10,6 @@
 
 #include <QClipboard>
 #include <QDockWidget>
-#include <QHeaderView>
 #include <QImage>
 #include <QLabel>
 #include <QPainter>
@@ -72,15 +71,7 @@ private:
     /// Selects columns by a click on their headers.
     static void select(TestWindow &test, const QList<int> &cols)
     {
-        QHeaderView *const header = test.view<TableView>()->grid().horizontalHeader();
-        Qt::KeyboardModifiers modifiers;
-        for (const int col : cols) {
-            const QPoint position(header->sectionViewportPosition(col) +
-                                      header->sectionSize(col) / 2,
-                                  header->height() / 2);
-            QTest::mouseClick(header->viewport(), Qt::LeftButton, modifiers, position);
-            modifiers = Qt::ControlModifier;
-        }
+        TestWindow::clickHeaders(test.view<TableView>()->grid(), cols);
     }
 
     static int numItems(TestWindow &test, int type)
@@ -252,12 +243,12 @@ private Q_SLOTS:
         select(test, {1, 2});
         QTRY_COMPARE(pane(test).statistics().columnCount(), 2);
         auto *const dock = qobject_cast<QDockWidget *>(pane(test).parentWidget());
-        dock->toggleViewAction()->trigger();
+        test.choose(dock->toggleViewAction());
         select(test, {1, 2, 3});
         QTest::qWait(300);
         QCOMPARE(pane(test).statistics().columnCount(), 2);
 
-        dock->toggleViewAction()->trigger();
+        test.choose(dock->toggleViewAction());
         QTRY_COMPARE(pane(test).statistics().columnCount(), 3);
     }
 
@@ -274,7 +265,7 @@ private Q_SLOTS:
         QTRY_COMPARE(pane(test).statistics().columnCount(), 8);
         QCOMPARE(note(), QString());
 
-        test.view<TableView>()->grid().selectAll();
+        QTest::keyClick(&test.view<TableView>()->grid(), Qt::Key_A, Qt::ControlModifier);
         QTRY_COMPARE(note(), QString("Of 12 selected columns, the first 8 are shown."));
         QCOMPARE(pane(test).statistics().columnCount(), 8);
         QVERIFY(Workbench::setLanguage("de"));
@@ -539,7 +530,7 @@ private Q_SLOTS:
         QCOMPARE(numItems(test, QwtPlotItem::Rtti_PlotTradingCurve), 1);
         QCOMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 2); // medians
 
-        test.window().close();
+        test.press(Qt::Key_Q, Qt::ControlModifier);
         test.restart();
         test.open(test.path("load_curve.csv"));
         QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotTradingCurve), 1);
@@ -695,14 +686,14 @@ private Q_SLOTS:
         select(test, {0});
         QTRY_COMPARE(pane(test).statistics().columnCount(), 1);
 
-        test.command("copyCsv")->trigger();
+        test.choose("copyCsv");
         const QStringList csv = QApplication::clipboard()->text().split('\n');
         QCOMPARE(csv.value(0), QString(",Load [kN]"));
         QCOMPARE(csv.value(1), QString("Count,2"));
         QCOMPARE(csv.value(4), QString("Mean,2"));
         QCOMPARE(csv.value(5), QString("Standard deviation,0.7071067811865476"));
 
-        test.command("copyText")->trigger();
+        test.choose("copyText");
         const QString text = QApplication::clipboard()->text();
         QVERIFY2(text.contains("2.5 kN"), qPrintable(text));
     }

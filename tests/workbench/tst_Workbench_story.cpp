@@ -11,7 +11,6 @@
 #include "examples/workbench/table/TableView.h"
 #include "examples/workbench/trees/TreeView.h"
 
-#include <QHeaderView>
 #include <QMenu>
 #include <QMenuBar>
 #include <QStatusBar>
@@ -52,14 +51,7 @@ static void clickCell(TestWindow &test, int row, int col)
 /// Clicks the headers of columns, all but the first with Ctrl.
 static void clickHeaders(TestWindow &test, const QList<int> &cols)
 {
-    QHeaderView *const header = grid(test).horizontalHeader();
-    Qt::KeyboardModifiers modifiers;
-    for (const int col : cols) {
-        const QPoint position(header->sectionViewportPosition(col) + header->sectionSize(col) / 2,
-                              header->height() / 2);
-        QTest::mouseClick(header->viewport(), Qt::LeftButton, modifiers, position);
-        modifiers = Qt::ControlModifier;
-    }
+    TestWindow::clickHeaders(grid(test), cols);
 }
 
 /// Replaces the text of a cell.

@@ -511,7 +511,7 @@ private Q_SLOTS:
         test.onMessage(QMessageBox::Ok, message);
         const QString path = test.file("large.tag", manyTags(60000));
 
-        test.window().openFiles({path});
+        test.open(path);
 
         QCOMPARE(message, '"' + path +
                               "\" has 2 megabytes. Such a file is held in memory, for "
