@@ -12,6 +12,9 @@
 #include <QTableView>
 #include <QWindow>
 
+#include <algorithm>
+#include <ctime>
+
 using Utils::Progress;
 using Workbench::TableView;
 
@@ -87,6 +90,8 @@ private Q_SLOTS:
         TestWindow test;
         QWidget *const shown = display(test, true);
         {
+            QElapsedTimer timer;
+            timer.start();
             Progress task(1000, "Measuring", /*cancelable=*/true, /*waitCursor=*/false,
                           /*popup=*/true);
             task.show();
@@ -99,7 +104,15 @@ private Q_SLOTS:
             }
             const QStringList texts = labels(shown);
             QVERIFY2(texts.contains("Measuring"), qPrintable(texts.join('|')));
-            QVERIFY2(texts.contains("1 second left"), qPrintable(texts.join('|')));
+            // As long as the first half has taken, which other programs may make longer.
+            const int most = int(timer.elapsed() * 11 / 10 + 999) / 1000;
+            QStringList possible{"1 second left"};
+            for (int seconds = 2; seconds <= most; ++seconds)
+                possible.append(QString("%1 seconds left").arg(seconds));
+            const bool isTold = std::any_of(texts.begin(), texts.end(), [&](const QString &text) {
+                return possible.contains(text);
+            });
+            QVERIFY2(isTold, qPrintable(texts.join('|')));
             QCOMPARE(shown->findChild<QProgressBar *>()->text(), QString("50%"));
             QVERIFY(!display(test, false)->isVisible());
         }
@@ -242,12 +255,12 @@ private Q_SLOTS:
         TestWindow test;
         Progress task(0, "Measuring"); // without an end each step is reported
         task.show();
-        QElapsedTimer timer;
-        timer.start();
+        const std::clock_t start = std::clock(); // other programs may compute, too
         for (int i = 0; i < 200000; ++i)
             task.tick();
-        // 30 ms on an idle machine; it was 2 s when each report set the bar and the text.
-        QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
+        const double seconds = double(std::clock() - start) / CLOCKS_PER_SEC;
+        // 0.03 s; it was 2 s when each report set the bar and the text.
+        QVERIFY2(seconds < 1.0, qPrintable(QString::number(seconds)));
     }
 };
 
