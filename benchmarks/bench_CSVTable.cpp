@@ -836,7 +836,7 @@ int main(int argc, char **argv)
             loadIn("windows-1252", encoded.latin, 0), loadIn("", encoded.utf8, 0));
     addPair("load text with a guess, windows-1252, beside UTF-8", manyWords, 1.3,
             loadIn("auto", encoded.latin, 0), loadIn("", encoded.utf8, 0));
-    addPair("load bytes in windows-1252 beside UTF-8", manyWords, 0.0,
+    addPair("load bytes in windows-1252 beside UTF-8", manyWords, 1.3,
             loadIn("windows-1252", encoded.latin, rawLimit), loadIn("", encoded.utf8, rawLimit));
 
     const auto oneColumn = [&](int limit) {

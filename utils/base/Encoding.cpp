@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <limits>
 
 namespace Utils {
 
@@ -25,7 +26,16 @@ struct SingleByte
     bool isDefined = false;
     uchar length = 3;
     std::array<char, 4> bytes = {'\0', '\xef', '\xbf', '\xbd'}; // at the end
-    std::array<char, 4> first = {'\xef', '\xbf', '\xbd', '\0'}; // the same at the start
+};
+
+/// The same in four bytes, which are written at once.
+struct PackedByte
+{
+    static constexpr uchar lengthBits = 3;
+    static constexpr uchar undefined = 0x80;
+
+    std::array<char, 3> bytes = {'\xef', '\xbf', '\xbd'};
+    uchar lengthAndFlag = 3 | undefined;
 };
 
 struct EncodingTable
@@ -37,6 +47,7 @@ struct EncodingTable
     bool keepsAscii = false; // line ends, blanks, digits and their like are ASCII
     bool isSingleByte = false;
     std::array<SingleByte, 256> characters; // if isSingleByte
+    std::array<PackedByte, 256> packed;     // the same characters
 };
 
 static QString decode(QTextCodec *codec, const char *bytes, int size)
@@ -65,7 +76,15 @@ static SingleByte singleByte(QChar character)
     result.isDefined = true;
     result.length = static_cast<uchar>(bytes.size());
     std::copy(bytes.begin(), bytes.end(), result.bytes.end() - bytes.size());
-    std::copy(bytes.begin(), bytes.end(), result.first.begin());
+    return result;
+}
+
+static PackedByte packedByte(const SingleByte &character)
+{
+    PackedByte result;
+    std::copy_n(character.bytes.end() - character.length, character.length, result.bytes.begin());
+    if (character.isDefined)
+        result.lengthAndFlag = character.length;
     return result;
 }
 
@@ -112,6 +131,8 @@ Encoding::Encoding(const QString &name)
             for (const int byte : {0x81, 0x8d, 0x8f, 0x90, 0x9d})
                 table->characters[static_cast<std::size_t>(byte)] = singleByte(QChar(byte));
         }
+        std::transform(table->characters.begin(), table->characters.end(), table->packed.begin(),
+                       packedByte);
     }
     m_table = table;
 }
@@ -225,12 +246,40 @@ static Encoding::Outcome decodeSingleBytes(const EncodingTable &table, QByteArra
     return Encoding::Outcome::Decoded;
 }
 
-bool Encoding::decodePart(const char *begin, const char *end, char *&to) const
+namespace {
+
+/// Decodes bytes of a single-byte encoding, of which some are not ASCII.
+class PartDecoder
+{
+public:
+    explicit PartDecoder(const EncodingTable &table) : m_characters(table.packed) {}
+
+    /// Decodes the bytes from \p begin to \p end, block by block. Moves \p to after the text.
+    void decodeBlocks(const char *begin, const char *end, char *&to);
+
+    /// The same for many bytes: the quarters of the part are decoded side by side.
+    void decodeQuarters(const char *begin, const char *end, char *&to);
+
+    /// Whether all bytes so far are valid.
+    bool isValid() const { return (m_flags & PackedByte::undefined) == 0; }
+
+private:
+    void append(char byte, char *&to)
+    {
+        const PackedByte &character = m_characters[static_cast<unsigned char>(byte)];
+        std::memcpy(to, &character, sizeof(character));
+        to += character.lengthAndFlag & PackedByte::lengthBits;
+        m_flags |= character.lengthAndFlag;
+    }
+
+    const std::array<PackedByte, 256> &m_characters;
+    uint m_flags = 0;
+};
+
+void PartDecoder::decodeBlocks(const char *begin, const char *end, char *&to)
 {
     constexpr int length = Units<char>::length;
-    static_assert(stride <= length, "so many bytes are readable");
-    bool isValid = true;
-    char *target = to;
+    char *target = to; // which the compiler can keep in a register
     while (begin < end) {
         const qint64 count = std::min<qint64>(end - begin, length);
         quint64 wide = Units<char>(begin).wide();
@@ -242,24 +291,112 @@ bool Encoding::decodePart(const char *begin, const char *end, char *&to) const
             begin += count;
             continue;
         }
-        // Up to the last byte of the 64 that is not ASCII
+        // Up to the last byte of the block that is not ASCII
         const char *const start = begin;
         for (; wide != 0; wide &= wide - 1) {
             const char *const next = start + qCountTrailingZeroBits(wide);
-            const auto run = static_cast<std::size_t>(next - begin);
-            std::memcpy(target, begin, stride); // most runs are short
-            if (run > stride)
-                std::memcpy(target + stride, begin + stride, length - stride);
-            target += run;
-            const SingleByte &character = m_table->characters[static_cast<unsigned char>(*next)];
-            isValid = isValid && character.isDefined;
-            std::memcpy(target, character.first.data(), character.first.size());
-            target += character.length;
+            std::memcpy(target, begin, length); // a copy of the run only would need branches
+            target += next - begin;
+            append(*next, target);
             begin = next + 1;
         }
     }
     to = target;
-    return isValid;
+}
+
+#ifdef KELMUTILS_SIMD
+
+// A step copies up to 32 bytes of ASCII and decodes the byte after them, without a branch: where
+// texts have many bytes that are not ASCII, a processor cannot predict branches on them. A step has
+// to wait for the one before, so four steps at different places are made at the same time.
+void PartDecoder::decodeQuarters(const char *begin, const char *end, char *&to)
+{
+    constexpr int count = 4;
+    constexpr int ascii = 2 * SimdBlock::length;
+    struct Quarter
+    {
+        const char *next;
+        const char *end;
+        char *text;
+        char *target;
+    };
+    std::array<Quarter, count> quarters;
+    const qint64 size = (end - begin) / count;
+    const char *next = begin;
+    char *text = to;
+    for (Quarter &quarter : quarters) {
+        quarter = {next, next + size, text, text};
+        next += size;
+        text += Encoding::quarterRoom(size);
+    }
+    quarters.back().end = end;
+
+    const auto stepsToEnd = [](const Quarter &quarter) {
+        return (quarter.end - quarter.next) / (ascii + 1);
+    };
+    while (true) {
+        qint64 steps = std::numeric_limits<qint64>::max();
+        for (const Quarter &quarter : quarters)
+            steps = std::min<qint64>(steps, stepsToEnd(quarter));
+        if (steps == 0)
+            break;
+        std::array<Quarter, count> current = quarters;
+        for (; steps > 0; --steps) {
+            for (Quarter &quarter : current) {
+                const quint64 wide = SimdBlock(quarter.next).highBits() |
+                                     quint64(SimdBlock(quarter.next + SimdBlock::length).highBits())
+                                         << SimdBlock::length |
+                                     quint64(1) << ascii;
+                std::memcpy(quarter.target, quarter.next, ascii);
+                const uint run = qCountTrailingZeroBits(wide);
+                quarter.target += run;
+                quarter.next += run + 1;
+                append(quarter.next[-1], quarter.target);
+            }
+        }
+        quarters = current;
+    }
+
+    for (Quarter &quarter : quarters) {
+        decodeBlocks(quarter.next, quarter.end, quarter.target);
+        const auto length = static_cast<std::size_t>(quarter.target - quarter.text);
+        if (to != quarter.text)
+            std::memmove(to, quarter.text, length);
+        to += length;
+    }
+}
+
+#else
+
+void PartDecoder::decodeQuarters(const char *begin, const char *end, char *&to)
+{
+    decodeBlocks(begin, end, to);
+}
+
+#endif
+
+} // namespace
+
+/// Whether many bytes of a part are not ASCII, from a sample.
+static bool isMostlyWide(const char *begin, const char *end)
+{
+    constexpr int numSamples = 16;
+    const qint64 distance = (end - begin) / numSamples;
+    int numWide = 0;
+    for (int i = 0; i < numSamples; ++i)
+        numWide += Units<char>(begin + i * distance).anyWide() != 0;
+    return numWide > numSamples / 4;
+}
+
+bool Encoding::decodePart(const char *begin, const char *end, char *&to) const
+{
+    constexpr qint64 fewest = 4096; // bytes, for which quarters are worth it
+    PartDecoder decoder(*m_table);
+    if (end - begin >= fewest && isMostlyWide(begin, end))
+        decoder.decodeQuarters(begin, end, to);
+    else
+        decoder.decodeBlocks(begin, end, to);
+    return decoder.isValid();
 }
 
 /// The codec of a text in UTF-16 or UTF-32, in the order that its byte order mark tells. Moves

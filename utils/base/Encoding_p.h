@@ -59,7 +59,10 @@ public:
     /// it. Memory: 64 bytes after \p end are readable, and \p to has room for partRoom() bytes.
     /// False when a byte is not valid.
     bool decodePart(const char *begin, const char *end, char *&to) const;
-    static constexpr int partRoom(int size) { return 3 * size + 64; }
+    static constexpr qint64 partRoom(qint64 size) { return 4 * quarterRoom(size / 4 + 1); }
+
+    /// For each quarter of a part, which are decoded side by side.
+    static constexpr qint64 quarterRoom(qint64 size) { return 3 * size + 64; }
 
     /// Decodes a part of a text. Bytes that are not valid become U+FFFD.
     QString toText(const char *begin, const char *end) const;

@@ -166,14 +166,15 @@ public:
     bool hasFailed = false; ///< whether the file could not be read
 
 private:
-    static constexpr int size = 128 * 1024; // of a piece, so that it stays in the processor's cache
+    static constexpr int size = 64 * 1024; // of a piece, so that it stays in the processor's cache
     static constexpr int padding = 64;
 
     bool reserve(qint64 left);
 
     QFile &m_file;
     const Encoding &m_encoding;
-    qint64 m_used = 0; // bytes of the text
+    qint64 m_decoded = 0; // bytes of the file
+    qint64 m_used = 0;    // bytes of the text
 };
 
 /// Makes room for one more piece, and for the other bytes of the file, of which there are \p left.
@@ -182,15 +183,17 @@ bool PieceDecoder::reserve(qint64 left)
     constexpr qint64 room = Encoding::partRoom(size);
     if (utf8.size() - m_used >= room)
         return true;
-    const qint64 wanted = m_used + room + left + left / 16;
     const qint64 most = maxByteCount;
     if (m_used + room > most)
         return false;
-    const bool isFirst = utf8.isEmpty();
+    qint64 wanted = m_used + room;
+    if (m_decoded > 0) { // the rest becomes longer at the same rate, more or less
+        const double growth = double(m_used) / double(m_decoded);
+        wanted += static_cast<qint64>(double(left) * growth) + left / 16;
+    }
     utf8.reserve(static_cast<int>(std::min(wanted, most))); // resize() would add room
     utf8.resize(static_cast<int>(std::min(wanted, most)));
-    if (isFirst)
-        Platform::useLargePages(utf8.data(), static_cast<std::size_t>(utf8.size()));
+    Platform::useLargePages(utf8.data(), static_cast<std::size_t>(utf8.size()));
     return true;
 }
 
@@ -213,6 +216,7 @@ Encoding::Outcome PieceDecoder::read()
         char *to = utf8.data() + m_used;
         if (!m_encoding.decodePart(piece.data(), piece.data() + count, to))
             return Encoding::Outcome::Invalid;
+        m_decoded += count;
         m_used = to - utf8.constData();
     }
     utf8.resize(static_cast<int>(m_used));
