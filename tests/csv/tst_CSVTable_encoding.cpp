@@ -7,6 +7,7 @@
 #include "tests/support/Encoded.h"
 #include "tests/support/Files.h" // makeFile
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "utils/csv/CSVDialect.h"
 #include "utils/csv/CSVReader.h"
 #include "utils/files/File.h"
 
@@ -17,6 +18,7 @@
 
 using Data::String;
 using Utils::CSVCell;
+using Utils::CSVDialect;
 using Utils::CSVReader;
 using Utils::CSVRow;
 using Utils::CSVTable;
@@ -87,6 +89,53 @@ private Q_SLOTS:
     {
         File::setFallbackEncoding("windows-1252");
         resetCatalogue();
+    }
+
+    // Tables that other programs wrote, on the three routes.
+    void readsRealTables_data()
+    {
+        QTest::addColumn<int>("limit");
+        for (const auto &route : routes)
+            QTest::newRow(route.name) << route.limit;
+    }
+
+    void readsRealTables()
+    {
+        QFETCH(int, limit);
+        CSVTable japaneseTable("\t");
+        CSVTable same("\t");
+        QVERIFY(japaneseTable.setEncoding("Shift_JIS") && same.setEncoding("UTF-8"));
+        QVERIFY(japaneseTable.read(SAMPLES "/kana-shift_jis.tsv", limit));
+        QVERIFY(same.read(SAMPLES "/kana-utf-8.tsv", limit));
+        QVERIFY(japaneseTable.numRows() > 80);
+        QCOMPARE(rowsByAllFunctions(japaneseTable), rowsByAllFunctions(same));
+        const QStringList first{QStringLiteral("\u3042"), QStringLiteral("\u30A2")};
+        QVERIFY(rowsByAllFunctions(japaneseTable).contains(first));
+
+        CSVTable estonian("/");
+        QVERIFY(estonian.setEncoding("ISO-8859-15"));
+        QVERIFY(estonian.read(SAMPLES "/words-iso-8859-15.txt", limit));
+        QCOMPARE(estonian.data(19), (QStringList{QStringLiteral("adaad\u017Eoga"), "Zaily"}));
+
+        CSVDialect bars;
+        bars.setDelimiter("|");
+        CSVTable swedish;
+        QVERIFY(swedish.setDialect(bars) && swedish.setEncoding("auto"));
+        QVERIFY(swedish.read(SAMPLES "/synonyms-windows-1252.txt", limit));
+        bool isGuess = false;
+        QCOMPARE(swedish.detectedEncoding(&isGuess), String("windows-1252"));
+        QVERIFY(isGuess);
+        QCOMPARE(swedish.data(34), (QStringList{"", QStringLiteral("avg\u00E5"),
+                                                QStringLiteral("avs\u00E4ga sig tronen")}));
+
+        CSVTable russian;
+        QVERIFY(russian.setDialect(bars) && russian.setEncoding("auto"));
+        QVERIFY(russian.read(SAMPLES "/synonyms-utf-8-mark.txt", limit));
+        QCOMPARE(russian.detectedEncoding(&isGuess), String("UTF-8"));
+        QVERIFY(!isGuess);
+        QCOMPARE(russian.data(0, 0), String("UTF-8"));
+        QCOMPARE(russian.data(1),
+                 (QStringList{QStringLiteral("\u0430\u043C\u0435\u0440\u0438\u043A\u0430"), "1"}));
     }
 
     void readsFilesInAnEncoding_data()

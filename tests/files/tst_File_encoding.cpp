@@ -23,6 +23,8 @@ using Utils::FileReader;
 static const QString german = QStringLiteral("Temperatur {\u00B0C};Kr\u00E4fte;\u20AC\n20;1,5;3\n");
 static const QString japanese = QStringLiteral("\u6E29\u5EA6,\u8377\u91CD\uFF71\uFF72\n20,1.5\n");
 
+static String sample(const QString &name) { return String(SAMPLES "/" + name); }
+
 class tst_File_encoding : public QObject
 {
     Q_OBJECT
@@ -442,6 +444,86 @@ private Q_SLOTS:
         QCOMPARE(File::readRaw(path), QByteArray("before"));
         QVERIFY(!File::write(m_folder.path(), "x", "UTF-8"));
         QCOMPARE(File::lastError(), String("\"" + m_folder.path() + "\" is a folder, not a file."));
+    }
+
+    // Files that other programs wrote
+
+    void readsRealFiles_data()
+    {
+        QTest::addColumn<String>("encoding"); // the true one
+        QTest::addColumn<String>("found");
+        QTest::addColumn<bool>("isGuess");
+        QTest::addColumn<int>("number"); // of a line, from 0
+        QTest::addColumn<String>("line");
+
+        const auto row = [](const char *name, const char *encoding, const char *found, bool isGuess,
+                            int number, const QString &line) {
+            QTest::newRow(name) << String(encoding) << String(found) << isGuess << number
+                                << String(line);
+        };
+        const bool certain = false;
+        const bool guess = true;
+        const QString report = QStringLiteral("<!-- \u9031\u5831\u30B5\u30F3\u30D7\u30EB -->");
+        const QString kana = QStringLiteral("\u3042\t\u30A2");
+        const QString swedish = QStringLiteral("|avg\u00E5|avs\u00E4ga sig tronen");
+        const QString russian = QStringLiteral("\u0430\u043C\u0435\u0440\u0438\u043A\u0430|1");
+        const QString estonian = QStringLiteral("adaad\u017Eo/Z");
+        // clang-format off
+        row("weekly-shift_jis.xml", "Shift_JIS", "windows-1252", guess, 2, report);
+        row("weekly-utf-16be-mark.xml", "UTF-16BE", "UTF-16BE", certain, 2, report);
+        row("weekly-utf-16le-mark.xml", "UTF-16LE", "UTF-16LE", certain, 2, report);
+        row("weekly-utf-8.xml", "UTF-8", "UTF-8", certain, 2, report);
+        row("kana-shift_jis.tsv", "Shift_JIS", "windows-1252", guess, 9, kana);
+        row("kana-utf-8.tsv", "UTF-8", "UTF-8", certain, 9, kana);
+        row("synonyms-windows-1252.txt", "windows-1252", "windows-1252", guess, 34, swedish);
+        row("synonyms-utf-8-mark.txt", "UTF-8", "UTF-8", certain, 1, russian);
+        row("words-iso-8859-15.txt", "ISO-8859-15", "windows-1252", guess, 16, estonian);
+        // clang-format on
+    }
+
+    void readsRealFiles()
+    {
+        QFETCH(String, encoding);
+        QFETCH(String, found);
+        QFETCH(bool, isGuess);
+        QFETCH(int, number);
+        QFETCH(String, line);
+        const String path = sample(QTest::currentDataTag());
+
+        bool isGuessOfFile = !isGuess;
+        QCOMPARE(File::encoding(path, &isGuessOfFile), found);
+        QCOMPARE(isGuessOfFile, isGuess);
+        const QStringList lines = QString(File::read(path, encoding)).remove('\r').split('\n');
+        QCOMPARE(String(lines.value(number)), line);
+        QStringList linesOfReader;
+        String next;
+        for (FileReader reader(path, encoding); reader.readLine(next, /*trim=*/false);)
+            linesOfReader.append(next);
+        QCOMPARE(linesOfReader + QStringList(QString()), lines);
+        QCOMPARE(File::read(path, "auto") == File::read(path, encoding), found == encoding);
+    }
+
+    void readsTheSameTextInAllItsEncodings_data()
+    {
+        QTest::addColumn<String>("encoding");
+        QTest::addColumn<String>("same"); // the file with the same text in UTF-8
+        QTest::newRow("weekly-shift_jis.xml") << String("Shift_JIS") << String("weekly-utf-8.xml");
+        QTest::newRow("weekly-utf-16be-mark.xml") << String("auto") << String("weekly-utf-8.xml");
+        QTest::newRow("weekly-utf-16le-mark.xml") << String("auto") << String("weekly-utf-8.xml");
+        QTest::newRow("kana-shift_jis.tsv") << String("Shift_JIS") << String("kana-utf-8.tsv");
+    }
+
+    void readsTheSameTextInAllItsEncodings()
+    {
+        QFETCH(String, encoding);
+        QFETCH(String, same);
+        // The first two lines of the report name the encoding.
+        const auto text = [](const QString &all) { return all.section('\n', 2); };
+
+        const QString read = File::read(sample(QTest::currentDataTag()), encoding);
+
+        QVERIFY(text(read).size() > 300);
+        QCOMPARE(text(read), text(QString::fromUtf8(File::readRaw(sample(same)))));
     }
 
     // FileReader
