@@ -209,6 +209,47 @@ private Q_SLOTS:
         QCOMPARE(File::lastError(), String());
     }
 
+    void findsTheEncodingWhileAFileIsRead_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<String>("encoding"); // "" when it is not valid in that of its mark
+        const QByteArray ascii(600000, 'x');
+        const QByteArray mark = "\xef\xbb\xbf";
+        QTest::newRow("ASCII") << ascii << String("UTF-8");
+        QTest::newRow("ASCII with a mark") << mark + ascii << String("UTF-8");
+        QTest::newRow("one byte at the end") << ascii + "\xe9" << String("windows-1252");
+        QTest::newRow("a sequence cut off at the end")
+            << ascii + "\xe2\x82" << String("windows-1252");
+        QTest::newRow("a mark, and a bad byte") << mark + ascii + "\xe9" << String();
+        QTest::newRow("a mark, and a sequence cut off") << mark + ascii + "\xe2\x82" << String();
+        QTest::newRow("a sequence with a piece of ASCII in it")
+            << QByteArray(262144 - 2, 'x') + "\xf0\x9f" + QByteArray(262144, 'x') + "\x98\x80"
+            << String("windows-1252");
+        for (int cut = 1; cut <= 4; ++cut) // of a sequence, between two pieces of the file
+            QTest::addRow("a sequence of which %d bytes are in a piece", cut)
+                << QByteArray(262144 - cut, 'x') + "\xf0\x9f\x98\x80" + ascii << String("UTF-8");
+    }
+
+    void findsTheEncodingWhileAFileIsRead()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(String, encoding);
+        const String path = makeFile(m_folder.filePath("large"), contents);
+
+        const String text = File::read(path, "auto");
+
+        if (encoding.isEmpty()) {
+            QCOMPARE(text, String());
+            QCOMPARE(File::lastError(), String("The file \"" + path + "\" is not valid UTF-8."));
+            return;
+        }
+        const bool isUtf8 = encoding == "UTF-8";
+        QVERIFY(text ==
+                String(isUtf8 ? QString::fromUtf8(contents)
+                              : QTextCodec::codecForName("windows-1252")->toUnicode(contents)));
+        QCOMPARE(File::encoding(path), encoding);
+    }
+
     void tellsABadByteOfALargeFile()
     {
         // The last byte is none of ISO-8859-7, Greek.

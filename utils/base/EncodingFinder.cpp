@@ -1,5 +1,6 @@
 #include "utils/base/EncodingFinder_p.h"
 
+#include "utils/base/Simd_p.h"
 #include "utils/base/Utf8_p.h"
 
 #include <QTextCodec>
@@ -124,8 +125,22 @@ void EncodingFinder::skip()
 
 static bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xc0) == 0x80; }
 
+static bool isAscii(const char *begin, const char *end)
+{
+    constexpr int length = Units<char>::length;
+    for (; end - begin >= length; begin += length) {
+        if (Units<char>(begin).anyWide() != 0)
+            return false;
+    }
+    return std::all_of(begin, end, [](char byte) { return static_cast<signed char>(byte) >= 0; });
+}
+
 void EncodingFinder::addUtf8(const char *begin, const char *end)
 {
+    if (m_cut.isEmpty() && isAscii(begin, end)) {
+        m_isAfterGap = false;
+        return;
+    }
     const auto isLead = [](char byte) { return static_cast<unsigned char>(byte) >= 0xc0; };
     for (int i = 0; m_isAfterGap && i < 3 && begin != end && isContinuation(*begin); ++i)
         ++begin;
@@ -158,7 +173,7 @@ EncodingFinder::Result EncodingFinder::result() const
     const QByteArray wide = wideName(m_head, !isFull());
     if (!wide.isEmpty())
         return {wide, /*isGuess=*/true};
-    if (!m_isUtf8 || !m_cut.isEmpty())
+    if (!isUtf8())
         return {};
     const bool isAscii = m_sequences == 0 && !m_hasEscape && !m_head.contains('\0');
     return {"UTF-8", !isAscii && m_sequences < enoughSequences};

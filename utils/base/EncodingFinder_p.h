@@ -41,6 +41,9 @@ public:
     /// The result for all bytes.
     Result result() const;
 
+    /// Whether all bytes are valid UTF-8, whatever the result is. None may have been left out.
+    bool isUtf8() const { return m_isUtf8 && m_cut.isEmpty(); }
+
 private:
     void addUtf8(const char *begin, const char *end);
     bool isFull() const;

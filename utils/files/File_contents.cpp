@@ -1,5 +1,6 @@
 #include "utils/files/File.h"
 
+#include "utils/base/EncodingFinder_p.h"
 #include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
 #include "utils/base/LastError_p.h"
@@ -245,23 +246,51 @@ QByteArray File::readRaw(const Data::String &path)
                      [](QFile &file, char *bytes, qint64 size) { return file.read(bytes, size); });
 }
 
+/// Reads a file to \p bytes in pieces that the cache of a processor can hold. \p add is called with
+/// the start and the end of each. Returns the number of bytes.
+template <typename Add>
+static qint64 readPieces(QFile &file, char *bytes, qint64 size, const Add &add)
+{
+    constexpr qint64 pieceSize = 262144;
+    qint64 done = 0;
+    for (qint64 count = 1; done < size && count > 0;) {
+        count = file.read(bytes + done, std::min(pieceSize, size - done));
+        if (count > 0)
+            add(bytes + done, bytes + done + count);
+        done += std::max<qint64>(count, 0);
+    }
+    return done;
+}
+
 QByteArray readRaw(const Data::String &path, bool &isUtf8)
 {
     qint64 validated = 0;
     const auto read = [&](QFile &file, char *bytes, qint64 size) {
-        constexpr qint64 pieceSize = 262144; // bytes, which the cache of a processor can hold
         Utf8Validator validator(bytes);
-        for (qint64 count = 1; validated < size && count > 0;) {
-            count = file.read(bytes + validated, std::min(pieceSize, size - validated));
-            validated += std::max<qint64>(count, 0);
-            validator.advance(bytes + validated);
-        }
+        validated = readPieces(file, bytes, size,
+                               [&](const char *, const char *end) { validator.advance(end); });
         isUtf8 = validator.finish(bytes + validated);
         return validated;
     };
     QByteArray bytes = readRawBy(path, read);
     if (bytes.size() != validated) // the file has no size or has grown
         isUtf8 = isValidUtf8(bytes.constData(), bytes.constData() + bytes.size());
+    return bytes;
+}
+
+QByteArray readRaw(const Data::String &path, EncodingFinder &finder)
+{
+    qint64 added = 0;
+    const auto read = [&](QFile &file, char *bytes, qint64 size) {
+        added = readPieces(file, bytes, size, [&](const char *begin, const char *end) {
+            finder.add(begin, static_cast<int>(end - begin));
+        });
+        return added;
+    };
+    QByteArray bytes = readRawBy(path, read);
+    const auto rest = static_cast<int>(bytes.size() - added); // if it has no size or has grown
+    if (rest > 0)
+        finder.add(bytes.constData() + added, rest);
     return bytes;
 }
 

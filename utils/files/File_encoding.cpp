@@ -5,6 +5,7 @@
 #include "utils/base/FileName_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/base/Limits_p.h"
+#include "utils/base/Utf8_p.h"
 #include "utils/files/File_p.h"
 #include "utils/platform/Platform.h"
 
@@ -137,19 +138,26 @@ static bool tellProblem(Encoding::Outcome outcome, const QString &path, const En
                           : LastError::set(".err.decode", {path, encoding.name()});
 }
 
+static bool decodeBy(const Encoding &encoding, QByteArray bytes, const QString &path,
+                     DecodedFile &decoded)
+{
+    const Encoding::Outcome outcome = encoding.toUtf8(bytes);
+    if (outcome != Encoding::Outcome::Decoded)
+        return tellProblem(outcome, path, encoding);
+    decoded.utf8 = bytes;
+    decoded.encoding = encoding.name();
+    return true;
+}
+
 bool decodeFile(QByteArray bytes, const QString &path, const QString &encoding,
                 DecodedFile &decoded)
 {
-    bool isGuess = false;
-    const QString name = isAutomatic(encoding) ? findEncodingOf(bytes, &isGuess) : encoding;
+    decoded.isGuess = false;
+    const QString name = isAutomatic(encoding) ? findEncodingOf(bytes, &decoded.isGuess) : encoding;
     const Encoding used(name);
     if (!used.isValid())
         return LastError::set(".err.encoding", {name});
-    const Encoding::Outcome outcome = used.toUtf8(bytes);
-    if (outcome != Encoding::Outcome::Decoded)
-        return tellProblem(outcome, path, used);
-    decoded = {bytes, used.name(), isGuess};
-    return true;
+    return decodeBy(used, std::move(bytes), path, decoded);
 }
 
 namespace {
@@ -265,10 +273,21 @@ bool readDecoded(const Data::String &path, const QString &encoding, DecodedFile 
         }
         file.close();
     }
-    QByteArray bytes = File::readRaw(path);
+    const bool isAuto = isAutomatic(encoding);
+    EncodingFinder finder;
+    QByteArray bytes = isAuto ? readRaw(path, finder) : File::readRaw(path);
     if (bytes.isEmpty() && !(File::exists(path) && File::size(path) == 0))
         return false;
-    return decodeFile(std::move(bytes), path, encoding, decoded);
+    if (!isAuto)
+        return decodeFile(std::move(bytes), path, encoding, decoded);
+
+    const Encoding found(nameOf(finder.result(), &decoded.isGuess));
+    if (!found.isUtf8() || !finder.isUtf8())
+        return decodeBy(found, std::move(bytes), path, decoded);
+    bytes.remove(0, sizeOfUtf8Mark(bytes)); // they have been validated while they were read
+    decoded.utf8 = bytes;
+    decoded.encoding = found.name();
+    return true;
 }
 
 Data::String File::read(const Data::String &path, const Data::String &encoding)

@@ -9,6 +9,8 @@ class QFile;
 
 namespace Utils {
 
+class EncodingFinder;
+
 /// The folders that File::findResource() searches.
 struct SearchPaths
 {
@@ -34,6 +36,9 @@ QString readHttp(const QString &address);
 /// File::readRaw(), which also tells whether the bytes are valid UTF-8: they are validated while
 /// they are read, which takes less time than to read them from memory again.
 QByteArray readRaw(const Data::String &path, bool &isUtf8);
+
+/// The same, which adds the bytes to \p finder.
+QByteArray readRaw(const Data::String &path, EncodingFinder &finder);
 
 /// The text of a file, decoded.
 struct DecodedFile
