@@ -19,6 +19,7 @@ struct Candidate
 {
     DialectFormat format;
     DialectScore score;
+    double next = 0.0; // the largest score of a format with another delimiter
 };
 
 /// Finds the format that fits a sample best and agrees with the properties that are set.
@@ -38,10 +39,10 @@ private:
     QStringList delimiters() const;
     Candidate bestFormatOf(const QString &delimiter, const QString &comment) const;
     bool isAllowed(const DialectFormat &format) const;
-    Candidate bestFormatWithComment(const QString &comment, double *next = nullptr) const;
+    Candidate bestFormatWithComment(const QString &comment) const;
     void findComment();
     bool isComment(const QString &marker, const Candidate &with, const Candidate &without) const;
-    void findDelimiterConfidence(double next);
+    void findDelimiterConfidence();
     void findQuotesConfidence();
 
     const QStringList &m_parts;
@@ -105,7 +106,7 @@ Candidate FormatFinder::bestFormatOf(const QString &delimiter, const QString &co
             continue;
         const DialectScore score = DialectScore::of(rows, format);
         if (score.value > better.score.value || (isQuoted && score.value >= better.score.value))
-            better = {format, score};
+            better = {format, score, 0.0};
     }
     return better;
 }
@@ -134,9 +135,8 @@ static double secondBestScore(const std::vector<Candidate> &candidates, const Ca
     return next;
 }
 
-/// The best format with the comment marker \p comment. \p next is set to the score of the best one
-/// with another delimiter.
-Candidate FormatFinder::bestFormatWithComment(const QString &comment, double *next) const
+/// The best format with the comment marker \p comment.
+Candidate FormatFinder::bestFormatWithComment(const QString &comment) const
 {
     std::vector<Candidate> candidates;
     const QStringList all = delimiters();
@@ -150,9 +150,9 @@ Candidate FormatFinder::bestFormatWithComment(const QString &comment, double *ne
         if (candidates[i].score.value > candidates[first].score.value * 1.001)
             first = i;
     }
-    if (next)
-        *next = secondBestScore(candidates, candidates[first]);
-    return candidates[first];
+    Candidate winner = candidates[first];
+    winner.next = secondBestScore(candidates, candidates[first]);
+    return winner;
 }
 
 // Comments
@@ -262,9 +262,10 @@ static bool hasSentences(const QStringList &parts)
     return blanks * 2 > commas;
 }
 
-void FormatFinder::findDelimiterConfidence(double next)
+void FormatFinder::findDelimiterConfidence()
 {
     const DialectScore &score = best.score;
+    const double next = best.next;
     if (m_known.confidence(CSVDialect::Delimiter) >= 1.0) {
         delimiterConfidence = 1.0;
         return;
@@ -310,9 +311,7 @@ void FormatFinder::findQuotesConfidence()
 void FormatFinder::find()
 {
     findComment();
-    double next = 0.0;
-    best = bestFormatWithComment(best.format.comment, &next);
-    findDelimiterConfidence(next);
+    findDelimiterConfidence();
     findQuotesConfidence();
 }
 
