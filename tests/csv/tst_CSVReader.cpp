@@ -7,6 +7,7 @@
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/Qemu.h"
 #include "tests/support/Windows.h"
 #include "utils/Application.h"
 #include "utils/feedback/Progress.h"
@@ -81,6 +82,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         const int columns = 10 * 1000 * 1000; // whose list is too large for what is left of a heap
         CSVReader reader;
         QVERIFY(read(reader, QByteArray(columns - 1, ',') + "1"));
@@ -103,6 +105,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         const int size = 20 << 20;
         const QString lines = makeFile(m_folder->filePath("lines"), QByteArray(size, '\n'));
         const QString line =

@@ -3,6 +3,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
+#include "tests/support/Qemu.h"
 #include "tests/support/ReadFault.h"
 #include "tests/support/Vtable.h"
 #include "tests/support/Windows.h"
@@ -149,6 +150,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         const QString file = makeFile(m_folder->filePath("lines"), QByteArray(60 << 20, '\n'));
         FileByteReader reader(file);
         const Limit memory(RLIMIT_AS, memoryInUse() + (150 << 20));

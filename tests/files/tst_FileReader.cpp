@@ -5,6 +5,7 @@
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
+#include "tests/support/Qemu.h"
 #include "tests/support/ReadFault.h"
 #include "tests/support/Vtable.h"
 #include "tests/support/Windows.h"
@@ -239,6 +240,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         const QString file = makeFile(m_folder->filePath("line"), "x");
         QVERIFY(QFile::resize(file, 300 << 20)); // one line of zeros
         FileReader reader(file);

@@ -6,6 +6,7 @@
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
+#include "tests/support/Qemu.h"
 #include "tests/support/ReadFault.h"
 #include "tests/support/Windows.h"
 
@@ -593,6 +594,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         const QString file = path("sparse");
         QVERIFY(makeSparseFile(file, 900 << 20));
         const Limit memory(RLIMIT_AS, memoryInUse() + (200 << 20));

@@ -6,6 +6,7 @@
 #include "tests/script/PythonFixture.h"
 #include "tests/support/Limits.h"
 #include "tests/support/Print.h"
+#include "tests/support/Qemu.h"
 
 #include <QtTest>
 
@@ -56,6 +57,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         const QString code = "x = [" + QString("1,").repeated(50'000) + "]\n";
         int refused = 0;
         for (rlim_t megabytes = 4; megabytes < 72; megabytes += 2) {
@@ -511,6 +513,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         const String file = d->script("x = 1\n", "large.py");
         QVERIFY(QFile::resize(file, 900 << 20));
         {

@@ -4,6 +4,7 @@
 #include "tests/support/Limits.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
+#include "tests/support/Qemu.h"
 #include "tests/support/Windows.h"
 #include "tests/tagfile/Tags.h"
 #include "utils/tagfile/TagFile.h"
@@ -524,6 +525,7 @@ private Q_SLOTS:
 #if defined(__SANITIZE_ADDRESS__)
         QSKIP("The sanitizer needs an address space without limits.");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         const QString file = makeFile(path("sparse"), "*a\nk: v\n*b\nl: ");
         QVERIFY(QFile::resize(file, 800 << 20));
         TagFile tags;

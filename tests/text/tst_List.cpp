@@ -3,6 +3,7 @@
 #include "tests/csv/FailingMemory.h"
 #include "tests/support/Limits.h"
 #include "tests/support/Print.h"
+#include "tests/support/Qemu.h"
 #include "tests/support/Windows.h"
 
 #include <QtTest>
@@ -729,6 +730,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("The sanitizer ends a program that is out of memory.");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         const Limit memory(RLIMIT_AS, memoryInUse() + (150 << 20));
 
         QCOMPARE(List::splitIndexList("5,1-90000000,7", ","), (Numbers{5, 7}));
@@ -740,6 +742,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("The sanitizer ends a program that is out of memory.");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         // The second one is so short that the list grows step by step, as far as 134 MB.
         const Limit memory(RLIMIT_AS, memoryInUse() + (220 << 20));
 

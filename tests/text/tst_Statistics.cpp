@@ -2,6 +2,7 @@
 
 #include "tests/support/Exact.h"
 #include "tests/support/Limits.h"
+#include "tests/support/Qemu.h"
 #include "tests/support/Windows.h"
 #include "tests/text/Columns.h"
 
@@ -367,6 +368,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         Numbers numbers(4 << 20); // 32 MiB
         numbers[7] = -1.0;
         const Limit memory(RLIMIT_AS, memoryInUse() + (20 << 20));
@@ -383,6 +385,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         Numbers numbers(5 << 20, 3.0); // 40 MiB
         numbers[7] = -1.0;
         const Limit memory(RLIMIT_AS, memoryInUse() + (60 << 20));
