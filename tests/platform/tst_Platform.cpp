@@ -1,17 +1,21 @@
 #include "utils/platform/Platform.h"
 
 #include "tests/support/Limits.h"
+#include "tests/support/Qemu.h"
 #include "tests/support/Stack.h"
 
+#include <QDomDocument>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <clocale>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -23,7 +27,9 @@
 #include <alloca.h>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -55,6 +61,7 @@ static thread_local Trace threadTrace;
 static Trace processTrace;
 
 Q_DECLARE_METATYPE(std::function<bool()>)
+Q_DECLARE_METATYPE(std::function<void(int)>)
 
 class tst_Platform : public QObject
 {
@@ -73,6 +80,7 @@ private Q_SLOTS:
 #ifdef __SANITIZE_ADDRESS__
         QSKIP("the memory of a program that checks its addresses cannot be limited");
 #endif
+        SKIP_UNDER_QEMU("qemu takes no notice of a limit of the memory");
         const std::size_t own = freeStack();
         QVERIFY(own > 0);
         QVERIFY(own <= 64 * mebibyte);
@@ -378,6 +386,7 @@ private Q_SLOTS:
 
     void movesWithoutTheCommandToo()
     {
+        SKIP_UNDER_QEMU("posix_spawn() does not tell there that the program is missing");
         const QByteArray before = qgetenv("PATH");
         create("a", "new");
         create("b", "old");
@@ -403,6 +412,7 @@ private Q_SLOTS:
 
     void movesIntoAFolderWithoutTheCommandToo()
     {
+        SKIP_UNDER_QEMU("posix_spawn() does not tell there that the program is missing");
         QFETCH(QString, source);
         QFETCH(QString, expected);
         const QByteArray before = qgetenv("PATH");
@@ -823,6 +833,7 @@ private Q_SLOTS:
         QFETCH(bool, isAsked);
         if (!QFile::exists("/sys/kernel/mm/transparent_hugepage/enabled"))
             QSKIP("the system has no large pages");
+        SKIP_UNDER_QEMU("qemu does not ask the system for them");
         const auto length = static_cast<std::size_t>(size);
         const auto free = [](char *bytes) { std::free(bytes); };
         const std::unique_ptr<char, decltype(free)> bytes(static_cast<char *>(std::malloc(length)),
@@ -836,6 +847,77 @@ private Q_SLOTS:
         QCOMPARE(hasFlag(bytes.get() + length - 1, " hg"), isAsked);
         QCOMPARE(bytes.get()[0], 'a');
         QCOMPARE(bytes.get()[length - 1], 'z');
+    }
+
+    void tellsTheStackThatIsLeft_data()
+    {
+        QTest::addColumn<uint>("stack");
+        QTest::newRow("256 KiB") << (256U << 10);
+        QTest::newRow("1 MiB") << (1U << 20);
+        QTest::newRow("64 MiB") << (64U << 20);
+    }
+
+    void tellsTheStackThatIsLeft()
+    {
+        QFETCH(uint, stack);
+        std::size_t left = 0;
+        std::size_t leftBelow = 0;
+        onStack(stack, [&] {
+            left = Platform::freeStack();
+            leftBelow = freeStackBelow(50 * 1000);
+        });
+
+        // A thread keeps some of it for itself.
+        QVERIFY2(left <= stack && left > stack - (64U << 10), QByteArray::number(qulonglong(left)));
+        QVERIFY(leftBelow <= left - 50 * 1000 && leftBelow > left - 100 * 1000);
+    }
+
+    void tellsTheStackOfTheFirstThread()
+    {
+        rlimit limit;
+        QCOMPARE(getrlimit(RLIMIT_STACK, &limit), 0);
+        if (limit.rlim_cur == RLIM_INFINITY)
+            QSKIP("the stack has no limit");
+
+        const std::size_t left = Platform::freeStack();
+
+        QVERIFY(left <= limit.rlim_cur);
+        QVERIFY(left > limit.rlim_cur / 2);
+    }
+
+    void countsMoreThanALevelOfElementsTakes_data()
+    {
+        QTest::addColumn<std::function<void(int)>>("work");
+
+        using Work = std::function<void(int)>;
+        const auto read = [](const QByteArray &text) {
+            QDomDocument document;
+            document.setContent(text);
+            return document;
+        };
+        const auto nested = [](int levels) {
+            return QByteArray("<a>").repeated(levels) + QByteArray("</a>").repeated(levels);
+        };
+        QTest::newRow("parsing and destroying") << Work([=](int levels) { read(nested(levels)); });
+        QTest::newRow("copying") << Work([=](int levels) { read(nested(levels)).cloneNode(); });
+        QTest::newRow("groups in a declaration") << Work([=](int levels) {
+            read("<!DOCTYPE a [<!ELEMENT a " + QByteArray(levels, '(') + "b" +
+                 QByteArray(levels, ')') + ">]><a/>");
+        });
+    }
+
+    void countsMoreThanALevelOfElementsTakes()
+    {
+        QFETCH(std::function<void(int)>, work);
+
+        const std::size_t few = stackUsed([&] { work(1000); });
+        const std::size_t many = stackUsed([&] { work(4000); });
+
+        const std::size_t level = (many - few) / 3000;
+        QVERIFY(level > 0);
+        // A quarter is left for what is not the same for each level.
+        QVERIFY2(level * 5 / 4 <= Platform::stackOfXmlLevel(),
+                 QByteArray::number(qulonglong(level)));
     }
 
 private:
@@ -887,6 +969,37 @@ private:
         return size;
     }
 
+    /// How many bytes of the stack of a thread \p function uses.
+    static std::size_t stackUsed(const std::function<void()> &function)
+    {
+        const std::size_t size = 64 * mebibyte; // zero until it is used
+        void *const stack =
+            mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (stack == MAP_FAILED)
+            return 0;
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstack(&attributes, stack, size);
+        pthread_t thread = {};
+        const auto call = [](void *called) -> void * {
+            (*static_cast<const std::function<void()> *>(called))();
+            return nullptr;
+        };
+        const bool isStarted = pthread_create(&thread, &attributes, call,
+                                              const_cast<std::function<void()> *>(&function)) == 0;
+        pthread_attr_destroy(&attributes);
+        if (isStarted)
+            pthread_join(thread, nullptr);
+
+        const auto *const words = static_cast<const std::uint64_t *>(stack);
+        const auto *const end = words + size / sizeof(std::uint64_t);
+        const auto *const lowest =
+            std::find_if(words, end, [](std::uint64_t word) { return word != 0; });
+        const std::size_t used = static_cast<std::size_t>(end - lowest) * sizeof(std::uint64_t);
+        munmap(stack, size);
+        return used;
+    }
+
     /// The memory of this process that is in use, in bytes.
     static std::size_t memoryHeld()
     {
@@ -920,42 +1033,6 @@ private:
     }
 
     std::unique_ptr<QTemporaryDir> m_folder;
-
-    void tellsTheStackThatIsLeft_data()
-    {
-        QTest::addColumn<uint>("stack");
-        QTest::newRow("256 KiB") << (256U << 10);
-        QTest::newRow("1 MiB") << (1U << 20);
-        QTest::newRow("64 MiB") << (64U << 20);
-    }
-
-    void tellsTheStackThatIsLeft()
-    {
-        QFETCH(uint, stack);
-        std::size_t left = 0;
-        std::size_t leftBelow = 0;
-        onStack(stack, [&] {
-            left = Platform::freeStack();
-            leftBelow = freeStackBelow(50 * 1000);
-        });
-
-        // A thread keeps some of it for itself.
-        QVERIFY2(left <= stack && left > stack - (64U << 10), QByteArray::number(qulonglong(left)));
-        QVERIFY(leftBelow <= left - 50 * 1000 && leftBelow > left - 100 * 1000);
-    }
-
-    void tellsTheStackOfTheFirstThread()
-    {
-        rlimit limit;
-        QCOMPARE(getrlimit(RLIMIT_STACK, &limit), 0);
-        if (limit.rlim_cur == RLIM_INFINITY)
-            QSKIP("the stack has no limit");
-
-        const std::size_t left = Platform::freeStack();
-
-        QVERIFY(left <= limit.rlim_cur);
-        QVERIFY(left > limit.rlim_cur / 2);
-    }
 };
 
 QTEST_GUILESS_MAIN(tst_Platform)
