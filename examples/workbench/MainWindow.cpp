@@ -196,8 +196,9 @@ void MainWindow::addWindowMenu()
     menu->addSeparator();
     addCommand(menu, "nextPane", Qt::Key_F6, [this] { moveFocus(1); });
     addCommand(menu, "previousPane", Qt::SHIFT + Qt::Key_F6, [this] { moveFocus(-1); });
-    addCommand(menu, "nextDocument", QKeySequence::NextChild, [this] { moveTab(1); });
-    addCommand(menu, "previousDocument", QKeySequence::PreviousChild, [this] { moveTab(-1); });
+    addCommand(menu, "nextDocument", Qt::CTRL + Qt::Key_Tab, [this] { moveTab(1); });
+    addCommand(menu, "previousDocument", Qt::CTRL + Qt::SHIFT + Qt::Key_Tab,
+               [this] { moveTab(-1); });
     menu->addSeparator();
     const int key = Qt::Key_F11;
     addCommand(menu, "wider", key, [this] { resizePane(Qt::Horizontal, 1); });
