@@ -35,7 +35,7 @@ ProcessPane::ProcessPane(QWidget *parent)
     layOut();
     setFocusProxy(m_command);
     connect(m_progress, &ProgressDisplay::cancelled, this, &ProcessPane::cancel);
-    updateTexts();
+    ProcessPane::updateTexts();
 }
 
 ProcessPane::~ProcessPane() = default;
