@@ -1893,7 +1893,7 @@ private Q_SLOTS:
             if (chroot(root.constData()) != 0 || chdir("/here") != 0)
                 _exit(100);
             const int removed = File::remove("/*") + File::remove("//*");
-            qputenv("GCOV_PREFIX", "/dev/null"); // what a build counts would be stored below this root
+            qputenv("GCOV_PREFIX", "/dev/null"); // no counters of a build below this root
             _exit(removed == 0 ? 0 : 1);
         }
         int status = -1;
