@@ -128,7 +128,7 @@ public:
     /// below 0.5 is followed by "(?)". "unknown" when the dialect is not valid.
     ///
     /// The texts are those of the table "Kelm.Utils" in the language of StringTable, and English
-    /// where it is not loaded.
+    /// where it is not loaded. As the catalogue, it is for the main thread only.
     Data::String toText() const;
 
     /// The dialect as one line of JSON: an object with each property and, in "confidence", an
