@@ -4,6 +4,7 @@
 #include "utils/script/ScriptManager.h"
 
 #include "benchmarks/Pairs.h"
+#include "benchmarks/PythonHost.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
@@ -14,21 +15,6 @@
 
 using Data::String;
 using Data::Variant;
-
-/// A host with the home of Python and nothing else.
-class Host : public Data::IApplication
-{
-public:
-    String getVariable(const char *key, const String &defaultValue) override
-    {
-        return qstrcmp(key, "PYTHON_DIR") == 0 ? String(KELMUTILS_PYTHON_HOME) : defaultValue;
-    }
-    void showMessage(const String &, bool) override {}
-    void logMessage(const String &, int) override {}
-    void setProgress(int, int, bool) override {}
-    void setProgressLabel(const String &, bool) override {}
-    void showProgress(bool, bool, bool) override {}
-};
 
 static const char frameworkCode[] = "import sys\n"
                                     "class Framework(object):\n"
@@ -115,7 +101,7 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QCoreApplication::setOrganizationName("Company");
     QCoreApplication::setApplicationName("Benchmarks");
-    Host host;
+    PythonHost host;
     Utils::setApplication(&host);
 
     addStarts();

@@ -5,6 +5,7 @@
 //                                    in milliseconds, without what prepares it
 
 #include "benchmarks/HostMemory.h"
+#include "benchmarks/PythonHost.h"
 #include "data/Array.h"
 #include "utils/Application.h"
 #include "utils/csv/CSVDialect.h"
@@ -1067,27 +1068,13 @@ static const std::vector<Operation> tableOperations = {
      }},
 };
 
-// A host with the home of Python and nothing else, and the scripts that it runs
+// Scripts
 
 #ifdef KELMUTILS_PYTHON_HOME
-class Host : public Data::IApplication
-{
-public:
-    String getVariable(const char *key, const String &defaultValue) override
-    {
-        return qstrcmp(key, "PYTHON_DIR") == 0 ? String(KELMUTILS_PYTHON_HOME) : defaultValue;
-    }
-    void showMessage(const String &, bool) override {}
-    void logMessage(const String &, int) override {}
-    void setProgress(int, int, bool) override {}
-    void setProgressLabel(const String &, bool) override {}
-    void showProgress(bool, bool, bool) override {}
-};
-
 /// Times \p each, as timeOfEach(), after an interpreter has been started.
 static double timeOfScripts(int count, const std::function<void(int)> &each)
 {
-    Host host;
+    PythonHost host;
     Utils::setApplication(&host);
     auto &manager = Utils::ScriptManager::instance();
     Data::Variant result;

@@ -288,42 +288,13 @@ static int failCalls(const QString &file)
     return 0;
 }
 
-static int failRenames(const QString &file)
+/// Replaces the settings twice, where the call that \p name stands for in the preloaded library
+/// fails at the first time, for the reason \p expected.
+static int failOnce(const QString &file, const QByteArray &name, const char *expected)
 {
-    const auto fail = reinterpret_cast<void (*)(int)>(dlsym(RTLD_DEFAULT, "failRenames"));
-    if (!fail) {
-        std::printf("not preloaded");
-        return 2;
-    }
-    Settings settings;
-    setAll(settings, "old");
-    CHECK(settings.sync(), "nothing fails");
-    const QByteArray old = contentsOf(file);
-    const QDir folder = QFileInfo(file).dir();
-    const QStringList files = folder.entryList(QDir::Files);
-
-    setAll(settings, "new");
-    fail(1);
-    CHECK(!settings.sync(), "the rename fails");
-    Data::String reason;
-    CHECK(settings.status(&reason) == Settings::Failed, "told");
-    CHECK(reason == file + ": The file could not be replaced", "%s", qPrintable(reason));
-    CHECK(contentsOf(file) == old, "the old file");
-    CHECK(settings.getString(keyOf(7)) == "new", "in memory");
-
-    CHECK(settings.sync(), "the next one does not");
-    CHECK(settings.status(&reason) == Settings::Stored && reason.isEmpty(), "%s",
-          qPrintable(reason));
-    CHECK(count(contentsOf(file), "new") == keys, "%d", count(contentsOf(file), "new"));
-    CHECK(folder.entryList(QDir::Files) == files, "%s",
-          qPrintable(folder.entryList(QDir::Files).join(' ')));
-    return 0;
-}
-
-static int failFlushes(const QString &file)
-{
-    const auto fail = reinterpret_cast<void (*)(int)>(dlsym(RTLD_DEFAULT, "failFlushes"));
-    const auto left = reinterpret_cast<int (*)()>(dlsym(RTLD_DEFAULT, "flushFailuresLeft"));
+    const auto fail = reinterpret_cast<void (*)(int)>(dlsym(RTLD_DEFAULT, name));
+    const auto left =
+        reinterpret_cast<int (*)()>(dlsym(RTLD_DEFAULT, (name + "Left").constData()));
     if (!fail || !left) {
         std::printf("not preloaded");
         return 2;
@@ -337,11 +308,11 @@ static int failFlushes(const QString &file)
 
     setAll(settings, "new");
     fail(1);
-    CHECK(!settings.sync(), "the flush fails");
+    CHECK(!settings.sync(), "the call fails");
     CHECK(left() == 0, "it was tried");
     Data::String reason;
     CHECK(settings.status(&reason) == Settings::Failed, "told");
-    CHECK(reason == file + ": Input/output error", "%s", qPrintable(reason));
+    CHECK(reason == file + ": " + expected, "%s", qPrintable(reason));
     CHECK(contentsOf(file) == old, "the old file");
     CHECK(settings.getString(keyOf(7)) == "new", "in memory");
     CHECK(folder.entryList(QDir::Files) == files, "%s",
@@ -351,6 +322,8 @@ static int failFlushes(const QString &file)
     CHECK(settings.status(&reason) == Settings::Stored && reason.isEmpty(), "%s",
           qPrintable(reason));
     CHECK(count(contentsOf(file), "new") == keys, "%d", count(contentsOf(file), "new"));
+    CHECK(folder.entryList(QDir::Files) == files, "%s",
+          qPrintable(folder.entryList(QDir::Files).join(' ')));
     return 0;
 }
 
@@ -366,9 +339,9 @@ int main(int argc, char **argv)
     else if (argc == 2 && std::strcmp(argv[1], "killWriters") == 0)
         result = killWriters(file);
     else if (argc == 2 && std::strcmp(argv[1], "failRenames") == 0)
-        result = failRenames(file);
+        result = failOnce(file, "failRenames", "The file could not be replaced");
     else if (argc == 2 && std::strcmp(argv[1], "failFlushes") == 0)
-        result = failFlushes(file);
+        result = failOnce(file, "failFlushes", "Input/output error");
     else if (argc == 2 && std::strcmp(argv[1], "failCalls") == 0)
         result = failCalls(file);
     std::fflush(stdout);

@@ -80,9 +80,11 @@ __attribute__((visibility("default"))) void failStats(int passed, int failed)
 
 __attribute__((visibility("default"))) void failRenames(int failed) { renamesToFail = failed; }
 
+__attribute__((visibility("default"))) int failRenamesLeft() { return renamesToFail; }
+
 __attribute__((visibility("default"))) void failFlushes(int failed) { flushesToFail = failed; }
 
-__attribute__((visibility("default"))) int flushFailuresLeft() { return flushesToFail; }
+__attribute__((visibility("default"))) int failFlushesLeft() { return flushesToFail; }
 
 __attribute__((visibility("default"))) int failuresLeft() { return readsToFail + statsToFail; }
 
