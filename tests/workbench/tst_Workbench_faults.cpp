@@ -13,6 +13,7 @@
 #include <QDropEvent>
 #include <QLabel>
 #include <QMimeData>
+#include <QStatusBar>
 #include <QTableWidget>
 #include <QWindow>
 
@@ -167,7 +168,10 @@ private Q_SLOTS:
         QCOMPARE(count + numHoles, numRows);
 
         auto *const filter = test.window().findChild<QLineEdit *>("filterLine");
+        test.window().statusBar()->clearMessage();
         TestWindow::enterInto(*filter, "> 1");
+        const QString told = test.window().statusBar()->currentMessage();
+        QVERIFY2(told.contains("has become shorter"), qPrintable(told));
         QVERIFY(grid(test).model()->rowCount() > 0);
         QVERIFY(grid(test).model()->rowCount() < count);
         QCOMPARE(cell(test, 0, 0), QString("2"));

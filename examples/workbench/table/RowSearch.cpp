@@ -1,10 +1,12 @@
 #include "examples/workbench/table/RowSearch.h"
 
 #include "data/Array.h"
+#include "examples/workbench/Host.h"
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/feedback/Progress.h"
+#include "utils/files/File.h"
 #include "utils/text/List.h"
 
 #include <QLocale>
@@ -20,7 +22,8 @@ using Utils::CSVTable;
 using Utils::Progress;
 
 /// Calls \p visitor with each row of data and its number in the document. False when the user has
-/// cancelled.
+/// cancelled. When a row cannot be read completely, the status bar tells why, and the rows from it
+/// on are left out.
 template <typename Visitor>
 static bool visitRows(const TableDocument &document, const char *label, const Visitor &visitor)
 {
@@ -29,11 +32,14 @@ static bool visitRows(const TableDocument &document, const char *label, const Vi
     Progress progress(document.numRows(), text(label), /*cancelable=*/true);
     const int last = document.tableRow(document.numRows() - 1);
     bool isCancelled = false;
-    document.table().visit(document.tableRow(0), last, [&](const CSVRow &row) {
+    const auto visit = [&](const CSVRow &row) {
         visitor(row, row.number() - document.tableRow(0));
         isCancelled = !progress.tick();
         return !isCancelled;
-    });
+    };
+    const bool isWhole = document.table().visit(document.tableRow(0), last, visit);
+    if (!isWhole && !isCancelled && Host::instance())
+        Host::instance()->showMessage(Utils::File::lastError(), /*flag=*/false);
     return !isCancelled;
 }
 
