@@ -293,8 +293,7 @@ static int failCalls(const QString &file)
 static int failOnce(const QString &file, const QByteArray &name, const char *expected)
 {
     const auto fail = reinterpret_cast<void (*)(int)>(dlsym(RTLD_DEFAULT, name));
-    const auto left =
-        reinterpret_cast<int (*)()>(dlsym(RTLD_DEFAULT, (name + "Left").constData()));
+    const auto left = reinterpret_cast<int (*)()>(dlsym(RTLD_DEFAULT, (name + "Left").constData()));
     if (!fail || !left) {
         std::printf("not preloaded");
         return 2;
