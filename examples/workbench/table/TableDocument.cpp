@@ -187,7 +187,7 @@ static bool copyFile(const QString &source, const QString &target)
 /// aligned by blanks have none that could be written, for example.
 static Data::String writtenDelimiter(const CSVDialect &dialect, const QString &path)
 {
-    const Data::String delimiter = dialect.delimiter();
+    Data::String delimiter = dialect.delimiter();
     if (delimiter.size() == 1 && delimiter != "\"")
         return delimiter;
     return File::extension(path).toLower() == "csv" ? "," : "\t";

@@ -39,7 +39,7 @@ TableView::TableView(TableDocument &document, QWidget *parent)
     layOut();
     connectParts();
     setFocusProxy(m_grid);
-    updateTexts();
+    TableView::updateTexts();
 }
 
 void TableView::addCommands()
