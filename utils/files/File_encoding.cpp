@@ -102,7 +102,7 @@ Data::String File::encodingOf(const QByteArray &bytes, bool *isGuess)
 {
     LastError operation;
     try {
-        const QString name = findEncodingOf(bytes, isGuess);
+        QString name = findEncodingOf(bytes, isGuess);
         operation.succeeded();
         return name;
     } catch (const std::bad_alloc &) {
@@ -237,7 +237,7 @@ Encoding::Outcome PieceDecoder::read()
 /// none, or when this cannot be told from the start of the file.
 static Encoding findSingleByte(QFile &file, const QString &encoding)
 {
-    constexpr qint64 fewest = 64 * 1024; // for which this is worth it
+    constexpr qint64 fewest = 65536; // bytes, for which this is worth it
     if (file.isSequential() || file.size() < fewest)
         return {};
     Encoding found;
