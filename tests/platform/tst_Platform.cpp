@@ -39,7 +39,7 @@ namespace Platform = Utils::Platform;
 using namespace std::chrono_literals;
 
 /// The free stack after \p size more bytes of it are used.
-static std::size_t freeStackBelow(std::size_t size)
+Q_NEVER_INLINE static std::size_t freeStackBelow(std::size_t size)
 {
     auto *const bytes = static_cast<volatile char *>(alloca(size));
     bytes[0] = 0;
