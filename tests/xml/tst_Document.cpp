@@ -20,6 +20,7 @@
 #include <QtTest>
 
 #include <cerrno>
+#include <functional>
 #include <limits>
 #include <locale>
 #include <memory>
@@ -674,7 +675,8 @@ private Q_SLOTS:
         double version = -1.0;
         String error;
         onStack(smallStack, [&] {
-            const auto open = [&](const char *name, int levels) {
+            // A function of its own for each call: the limit depends on the stack that there is.
+            const std::function<bool(const char *, int)> open = [&](const char *name, int levels) {
                 Document document(Document::Normal, 5.0);
                 const bool isOpened = document.open(make(name, levels), "", error);
                 version = document.documentVersion();
