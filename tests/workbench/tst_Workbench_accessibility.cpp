@@ -142,6 +142,9 @@ private:
             QTest::keyClick(dialog, Qt::Key_Escape);
         });
         test.press(Qt::Key_G, Qt::ControlModifier);
+#else
+        Q_UNUSED(test)
+        Q_UNUSED(names)
 #endif
     }
 
