@@ -64,6 +64,14 @@ private:
         TestWindow::changeCell(grid, grid.model()->index(row, col), text);
     }
 
+    /// A table in windows-1252, with a comment, for which a megabyte is not enough.
+    static QByteArray largeTable()
+    {
+        const QByteArray rows = "1;\xfc"
+                                "ber\n2;m\xe4\xdfig\n";
+        return "# bench 3\nx;y\n" + rows.repeated(100000);
+    }
+
     /// Opens the dialog for the format, and accepts it after \p choose.
     static void acceptFormat(
         TestWindow &test, const std::function<void(QWidget *dialog)> &choose = [](QWidget *) {})
@@ -259,9 +267,7 @@ private Q_SLOTS:
     {
         Workbench::Preferences::memoryLimit.set(1);
         TestWindow test;
-        const QByteArray contents = "# bench 3\nx;y\n" + QByteArray("1;\xfc"
-                                                                    "ber\n2;m\xe4\xdfig\n")
-                                                             .repeated(100000);
+        const QByteArray contents = largeTable();
         test.open(test.file("large.csv", contents));
         acceptFormat(test);
         QVERIFY(!table(test).canChange());
@@ -274,6 +280,26 @@ private Q_SLOTS:
         QCOMPARE(QString(table(test).dialect().comment()), QString("#"));
         test.press(Qt::Key_F5);
         QCOMPARE(table(test).cell(0, 1), QString("über"));
+    }
+
+    // Its rows can still be read, but it cannot be copied.
+    void tableWhoseFileIsDeletedTellsWhatItLoses()
+    {
+        Workbench::Preferences::memoryLimit.set(1);
+        TestWindow test;
+        test.open(test.file("large.csv", largeTable()));
+        QVERIFY(!table(test).canChange());
+        QVERIFY(QFile::remove(test.path("large.csv")));
+
+        const QString question = save(test);
+
+        QVERIFY2(question.contains("windows-1252") && question.contains("comments"),
+                 qPrintable(question));
+        QVERIFY(contentsOf(test.path("large.csv")) ==
+                "x;y\n" + QByteArray("1;über\n2;mäßig\n").repeated(100000));
+        QCOMPARE(save(test), QString());
+        test.press(Qt::Key_F5);
+        QCOMPARE(table(test).cell(1, 1), QString("mäßig"));
     }
 
     void formatDialogKeepsWhatItDoesNotShow()

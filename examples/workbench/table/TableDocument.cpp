@@ -193,11 +193,16 @@ static Data::String writtenDelimiter(const CSVDialect &dialect, const QString &p
     return File::extension(path).toLower() == "csv" ? "," : "\t";
 }
 
+/// Whether saving copies the file. A table that is shown from its file is unchanged. A file that
+/// was deleted stays readable while it is open, but its rows have to be written.
+bool TableDocument::isSavedAsCopy() const
+{
+    return m_table->isDemandRead() && QFileInfo::exists(path());
+}
+
 bool TableDocument::writeFile(const QString &path)
 {
-    // A table that is shown from its file is unchanged. A file that was deleted stays readable
-    // while it is open: its rows are written below.
-    if (m_table->isDemandRead() && QFileInfo::exists(this->path()))
+    if (isSavedAsCopy())
         return isAt(path) || copyFile(this->path(), path);
 
     CSVDialect dialect = m_dialect;
@@ -283,7 +288,7 @@ static bool hasCellToQuote(const CSVTable &table, const QString &delimiter)
 
 QString TableDocument::whatSavingLoses() const
 {
-    if (m_table->isDemandRead()) // which is copied
+    if (isSavedAsCopy())
         return {};
     QStringList losses;
     if (!m_dialect.comment().isEmpty())

@@ -85,6 +85,7 @@ protected:
 private:
     class Change;
 
+    bool isSavedAsCopy() const;
     void putCell(int row, int col, const QString &text);
 
     std::unique_ptr<Utils::CSVTable> m_table;
