@@ -57,6 +57,17 @@ private:
     }
 
     /// More rows than the file is searched for at once.
+    /// \p numRows is negative when the file has too many rows.
+    void verifyTable(const CSVTable &table, int numRows)
+    {
+        QVERIFY(table.isDemandRead());
+        QCOMPARE(table.numRows(), qMax(numRows, 0));
+        if (numRows < 0)
+            verifyReason();
+        else
+            QCOMPARE(File::lastError(), String());
+    }
+
     static QByteArray manyRows() { return QByteArray("a,1\n").repeated(100000); }
 
 private Q_SLOTS:
@@ -112,12 +123,7 @@ private Q_SLOTS:
 
         QCOMPARE(table.read(m_path, limitOfNoBytes), numRows >= 0);
 
-        QVERIFY(table.isDemandRead());
-        QCOMPARE(table.numRows(), qMax(numRows, 0));
-        if (numRows < 0)
-            verifyReason();
-        else
-            QCOMPARE(File::lastError(), String());
+        verifyTable(table, numRows);
     }
 
     void endsATableInQuotes_data()
@@ -145,12 +151,7 @@ private Q_SLOTS:
 
         QCOMPARE(table.read(m_path, limitOfNoBytes), numRows >= 0);
 
-        QVERIFY(table.isDemandRead());
-        QCOMPARE(table.numRows(), qMax(numRows, 0));
-        if (numRows < 0)
-            verifyReason();
-        else
-            QCOMPARE(File::lastError(), String());
+        verifyTable(table, numRows);
     }
 };
 
