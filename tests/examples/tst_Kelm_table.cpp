@@ -336,6 +336,48 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.status, 0);
     }
 
+    void tellsARowThatCannotBeRead_data()
+    {
+        QTest::addColumn<QStringList>("options");
+        QTest::newRow("the order of the file") << QStringList{"-c", "b"};
+        QTest::newRow("sorted") << QStringList{"-c", "b", "--sort", "b"};
+    }
+
+    void tellsARowThatCannotBeRead()
+    {
+#ifdef INJECT_LIBRARY
+        // From the n-th read on, as the rows are read once more without what is read ahead.
+        QFETCH(QStringList, options);
+        const int mostReads = 60; // of the program from its start on
+        const QByteArray wide(50000, '5');
+        const QString path = file("a,b\n" + ("1,2\n" + wide + ",4\n5,3\n").repeated(22));
+        const QStringList arguments = QStringList{"table", path, "--size-limit", "1"} + options;
+        QVERIFY(m_kelm.run(arguments));
+        QCOMPARE(m_kelm.status, 0);
+        const QString whole = m_kelm.output;
+
+        int numTold = 0;
+        for (int nth = 1; nth <= mostReads; ++nth) {
+            Program kelm(m_home.path());
+            kelm.environment =
+                QStringList{QString("LD_PRELOAD=") + INJECT_LIBRARY, "INJECT_GROUP=read",
+                            QString("INJECT_NTH=%1").arg(nth), "INJECT_LASTING=1"};
+            QVERIFY(kelm.run(arguments));
+            if (kelm.status == 0) {
+                QCOMPARE(kelm.output, whole);
+                continue;
+            }
+            QCOMPARE(kelm.status, 1);
+            QCOMPARE(kelm.output, QString());
+            QVERIFY2(!kelm.error.isEmpty(), qPrintable(QString::number(nth)));
+            numTold += kelm.error.contains('"' + path + "\" cannot be read: ") ? 1 : 0;
+        }
+        QVERIFY(numTold > 0);
+#else
+        QSKIP("no read can be made to fail in this build");
+#endif
+    }
+
     void choosesAndSorts_data()
     {
         QTest::addColumn<QStringList>("options");

@@ -266,7 +266,10 @@ static Result showChoice(const QCommandLineParser &given, const QString &path, C
     CSVTable chosen("  "); // which puts nothing in quotes
     chosen.setQuoting(table.quoting());
     chosen.setDecimalPoint(table.decimalPoint());
-    const int headerRows = choose(table, choice, chosen);
+    QString reason;
+    const int headerRows = choose(table, choice, chosen, reason);
+    if (!reason.isEmpty())
+        return failed(reason);
     return show(given, path, chosen, headerRows);
 }
 
@@ -285,12 +288,15 @@ static Result showFile(const QCommandLineParser &given, const QString &path, Hos
 
     TableChoice choice;
     const bool isEmpty = topRow(table) < 0;
+    const QString missing = isEmpty ? whyIncomplete(table) : QString();
     if (!isEmpty)
         chooseHeader(table, !given.isSet("no-header"), dialect, choice);
     host.logMessage("Dialect of \"" + path + "\": " + dialect.toText(), 3);
     if (!reason.isEmpty())
         return failed(reason.contains(path) ? reason
                                             : QString("Cannot read \"%1\": %2").arg(path, reason));
+    if (!missing.isEmpty())
+        return failed(missing);
     const bool isRead = !dialect.isAligned() && !isEmpty; // as valid text
     const QString fault = isRead ? QString() : whyWithoutText(path, table.encoding());
     if (!fault.isEmpty())

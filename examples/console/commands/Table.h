@@ -51,7 +51,12 @@ struct TableChoice
 /// Removes the empty rows at the end of a table, such as the one after the last line feed.
 void removeEmptyEnd(Utils::CSVTable &table);
 
-/// The number of the first row that is not empty, -1 when there is no such row.
+/// Returns why the row that was accessed last could not be read completely from the file; "" when
+/// it could, and for a table in memory.
+QString whyIncomplete(const Utils::CSVTable &table);
+
+/// The number of the first row that is not empty; -1 when there is no such row, or a row before it
+/// cannot be read.
 int topRow(const Utils::CSVTable &table);
 
 /// Determines the header row and the first row of data: those of \p dialect if they are probable.
@@ -72,8 +77,9 @@ bool isAllOf(const Utils::CSVTable &table, const TableChoice &choice);
 
 /// Appends the chosen part of \p table to \p chosen, which holds text even if the other does not.
 /// Returns the number of its header rows, which are the first ones. Rows before the labels are left
-/// out.
-int choose(const Utils::CSVTable &table, const TableChoice &choice, Utils::CSVTable &chosen);
+/// out. Ends at a row that cannot be read completely, and sets \p reason.
+int choose(const Utils::CSVTable &table, const TableChoice &choice, Utils::CSVTable &chosen,
+           QString &reason);
 
 // Table_print.cpp. The first of the header rows, if any, has the labels.
 

@@ -1,6 +1,7 @@
 #include "examples/console/commands/Table.h"
 
 #include "examples/console/Command.h"
+#include "utils/files/File.h"
 
 #include <algorithm>
 
@@ -29,11 +30,18 @@ void removeEmptyEnd(CSVTable &table)
         table.removeEmptyRows(end);
 }
 
+QString whyIncomplete(const CSVTable &table)
+{
+    return table.isDemandRead() ? QString(Utils::File::lastError()) : QString();
+}
+
 int topRow(const CSVTable &table)
 {
     for (int row = 0; row < table.numRows(); ++row) {
         if (!isEmptyRow(table, row))
             return row;
+        if (!whyIncomplete(table).isEmpty())
+            break;
     }
     return -1;
 }
@@ -127,13 +135,23 @@ static QStringList chosenFields(const TableChoice &choice, const QStringList &al
     return choice.columns.isEmpty() ? all : fields;
 }
 
+/// Returns the fields of a row. \p reason is set when they are not complete.
+static QStringList readRow(const CSVTable &table, int row, QString &reason)
+{
+    const QStringList fields = table.data(row);
+    if (reason.isEmpty())
+        reason = whyIncomplete(table);
+    return fields;
+}
+
 /// Appends the first rows of data, sorted.
-static void chooseSorted(const CSVTable &table, const TableChoice &choice, CSVTable &chosen)
+static void chooseSorted(const CSVTable &table, const TableChoice &choice, CSVTable &chosen,
+                         QString &reason)
 {
     CSVTable rows;
     rows.setDecimalPoint(table.decimalPoint());
-    for (int row = choice.firstDataRow; row < table.numRows(); ++row) {
-        const QStringList all = table.data(row);
+    for (int row = choice.firstDataRow; row < table.numRows() && reason.isEmpty(); ++row) {
+        const QStringList all = readRow(table, row, reason);
         if (!isEmptyRow(all)) // the first field may not be a wanted column
             rows.appendData(QStringList(all.value(choice.sortColumn)) + chosenFields(choice, all));
     }
@@ -144,25 +162,25 @@ static void chooseSorted(const CSVTable &table, const TableChoice &choice, CSVTa
         chosen.appendData(rows.data(row));
 }
 
-int choose(const CSVTable &table, const TableChoice &choice, CSVTable &chosen)
+int choose(const CSVTable &table, const TableChoice &choice, CSVTable &chosen, QString &reason)
 {
     if (choice.headerRow >= 0) {
         for (int row = choice.headerRow; row < choice.firstDataRow; ++row) {
-            const QStringList all = table.data(row);
+            const QStringList all = readRow(table, row, reason);
             if (!isEmptyRow(all))
                 chosen.appendData(chosenFields(choice, all));
         }
     }
     const int headerRows = chosen.numRows();
     if (choice.sortColumn >= 0) {
-        chooseSorted(table, choice, chosen);
+        chooseSorted(table, choice, chosen, reason);
         return headerRows;
     }
     const int count = choice.numRows < 0 ? table.numRows() : choice.numRows;
     for (int row = choice.firstDataRow;
-         row < table.numRows() && chosen.numRows() - headerRows < count; ++row)
+         row < table.numRows() && chosen.numRows() - headerRows < count && reason.isEmpty(); ++row)
     {
-        const QStringList all = table.data(row);
+        const QStringList all = readRow(table, row, reason);
         if (!isEmptyRow(all))
             chosen.appendData(chosenFields(choice, all));
     }
