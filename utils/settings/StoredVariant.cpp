@@ -195,8 +195,10 @@ private:
         if (!hasRoomFor(8))
             return false;
         read<QVector<double>>(); // the dashes
-        if (!isOld())
+        if (!isOld()) {
             read<double>(); // the dash offset
+            read<bool>();   // whether the width is the default
+        }
         return true;
     }
 
