@@ -59,7 +59,9 @@ std::unique_ptr<QSettings> SettingsFile::openSafely()
     const QSettings::Format plain = QSettings::defaultFormat();
     const QSettings::Format safe = format(plain == QSettings::NativeFormat ? "conf" : "ini");
     const bool isRegistry = plain == QSettings::NativeFormat && Platform::hasRegistry();
-    if (isRegistry || (plain != QSettings::NativeFormat && plain != QSettings::IniFormat))
+    const bool isOfHost = plain != QSettings::NativeFormat && plain != QSettings::IniFormat;
+    // Qt has room for sixteen formats, and the host may have registered as many.
+    if (isRegistry || isOfHost || safe == QSettings::InvalidFormat)
         return std::make_unique<QSettings>();
 
     // The host chooses the folders, for each format, and may change them at any time.
