@@ -264,7 +264,7 @@ public:
     Data::String outputDelimiter() const
     {
         const Data::String first = textData->delimiters.value(0, QStringLiteral(","));
-        return first == dialect.delimiter && !first.isEmpty() ? dialect.outputDelimiter : first;
+        return first == dialect.delimiter ? dialect.outputDelimiter : first; // never ""
     }
 
     /// Whether fields are put in quotes by write() where they contain the delimiter: numbers with a

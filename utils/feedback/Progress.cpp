@@ -390,12 +390,10 @@ void Progress::beginPart(ProgressRange *range)
 void Progress::endPart(ProgressRange *range)
 {
     // Also one that does not end in the order of scopes.
-    for (ProgressRange **link = &d->range; *link; link = &(*link)->m_outer) {
-        if (*link == range) {
-            *link = range->m_outer;
-            break;
-        }
-    }
+    ProgressRange **link = &d->range;
+    while (*link != range)
+        link = &(*link)->m_outer;
+    *link = range->m_outer;
     if (d->maxSteps <= 0 || d->cancelled)
         return;
     d->count = std::max(d->count, std::min(range->m_to, d->maxSteps));

@@ -120,11 +120,7 @@ SettingsWatchPrivate::~SettingsWatchPrivate()
         SettingsStore::setObserver(nullptr);
 }
 
-void SettingsWatchPrivate::timerEvent(QTimerEvent *event)
-{
-    if (event->timerId() == m_timer.timerId())
-        check();
-}
+void SettingsWatchPrivate::timerEvent(QTimerEvent *) { check(); } // there is no other timer
 
 void SettingsWatchPrivate::readStatus()
 {

@@ -216,7 +216,7 @@ int Statistics::histogramData(const Data::Array &array, int bins, QList<int> &co
     // Holes were counted like numbers, which is faster than testing for them.
     found[all.indexOf(Data::noValue)] -= selection.size() - ends.count;
 
-    while (before + opened.size() < wanted && opened.size() < maxBins) {
+    while (before + opened.size() < wanted) {
         openNext();
         found.push_back(0);
     }

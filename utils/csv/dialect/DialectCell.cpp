@@ -233,8 +233,7 @@ static bool skipNumericDate(CellScanner &scanner)
     const int thirdDigits = scanner.skipDigits(&third);
     if (thirdDigits == 0 || thirdDigits == 3 || thirdDigits > 4)
         return false;
-    const bool hasYear =
-        firstDigits == 4 || thirdDigits == 4 || (firstDigits <= 2 && thirdDigits == 2);
+    const bool hasYear = firstDigits == 4 || thirdDigits >= 2;
     const int day = firstDigits == 4 ? third : first;
     return hasYear && day >= 1 && (day <= 31 || firstDigits == 2) &&
            !(firstDigits == 4 && thirdDigits == 4);

@@ -79,7 +79,7 @@ static void lowerUnlikelyScores(std::vector<Candidate> &candidates)
         std::any_of(candidates.begin(), candidates.end(), [](const auto &candidate) {
             const double nearlyAll = 0.9;
             return candidate.format.delimiter == QLatin1String("\t") &&
-                   candidate.score.consistency >= nearlyAll && candidate.score.numDelimiters > 0;
+                   candidate.score.consistency >= nearlyAll;
         });
     for (Candidate &candidate : candidates) {
         // Texts have blanks, but rarely tabs.
@@ -186,12 +186,13 @@ struct MarkedLines
     }
 };
 
-/// Whether lines with \p marker are comments, from the best formats with and without comments.
+/// Whether lines with \p marker, of which there is at least one, are comments, from the best
+/// formats with and without comments.
 bool FormatFinder::isComment(const QString &marker, const Candidate &with,
                              const Candidate &without) const
 {
     const MarkedLines lines(m_parts, marker);
-    if (lines.numMarked == 0 || lines.numOthers == 0)
+    if (lines.numOthers == 0)
         return false;
     const bool isAll = lines.numMarked > lines.numOthers * 4 && lines.numLeading < lines.numMarked;
     if (isAll)

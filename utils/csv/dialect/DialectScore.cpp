@@ -54,8 +54,8 @@ static double cleannessOfCell(QStringView text, const CellClass &cell, const Dia
     return comma < 0 || isBeforeBlank ? clean : std::min(clean, 0.1);
 }
 
-/// The share of rows that have the usual number of fields. Other rows count a little, those before
-/// the first usual one, a preamble, even less.
+/// The share of rows, of which there must be one, that have the usual number of fields. Other rows
+/// count a little, those before the first usual one, a preamble, even less.
 static double consistencyOf(const DialectRows &rows)
 {
     double weight = 0.0;
@@ -73,7 +73,7 @@ static double consistencyOf(const DialectRows &rows)
             sum += rowWeight * 0.4 *
                    std::max(0.0, 1.0 - std::abs(row.numCells - usual) / double(usual));
     }
-    return weight > 0.0 ? sum / weight : 0.0;
+    return sum / weight;
 }
 
 /// Whether each row but the first ones is two whole numbers, and the first is one word: these are
@@ -133,10 +133,8 @@ static void rateCells(const DialectRows &rows, const DialectFormat &format, Dial
         }
         numCells += row.numStored;
     }
-    if (numCells > 0) {
-        score.clean = clean / numCells;
-        score.values = values / double(numCells);
-    }
+    score.clean = clean / numCells; // no row is without a cell
+    score.values = values / double(numCells);
 }
 
 /// More fields are less likely to come about by chance; one field hardly has a chance to differ.
