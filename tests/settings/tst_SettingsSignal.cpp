@@ -38,6 +38,27 @@ public:
     using SettingsSignal::sendSignals;
 };
 
+/// What is traced during its lifetime.
+class Tracer
+{
+public:
+    Tracer()
+    {
+        Signal::setTracer([this](const Utils::SignalTrace &send) {
+            sends.append(QString("%1: shape %2, %3 receivers, depth %4")
+                             .arg(send.name)
+                             .arg(int(send.shape))
+                             .arg(send.receivers)
+                             .arg(send.depth));
+            microseconds = send.microseconds;
+        });
+    }
+    ~Tracer() { Signal::setTracer(nullptr); }
+
+    QStringList sends;
+    double microseconds = 0.0; // of the last one
+};
+
 class tst_SettingsSignal : public QObject
 {
     Q_OBJECT
@@ -322,6 +343,89 @@ private Q_SLOTS:
         QCOMPARE(signal.send("outer", 1), !innerAborts);
 
         QCOMPARE(recorder.calls.size() - innerCalls, outerCalls);
+    }
+
+    void isTracedWithAllItsEmissions_data()
+    {
+        QTest::addColumn<VariantCollection>("payload");
+        QTest::addColumn<QString>("trace");
+
+        // One receiver of sig(), two of sig(v), four of sig(k, v), eight of sig(payload).
+        // clang-format off
+        QTest::newRow("a change") << VariantCollection{{"key", "k"}, {"value", 1}}
+                                  << "open: shape 3, 13 receivers, depth 0";
+        QTest::newRow("a change and an item") // sig(k, v) is emitted for each
+            << VariantCollection{{"key", "k"}, {"value", 1}, {"item", 2}}
+            << "open: shape 2, 17 receivers, depth 0";
+        QTest::newRow("no change") << VariantCollection{{"value", 1}}
+                                   << "open: shape 1, 15 receivers, depth 0";
+        QTest::newRow("nothing") << VariantCollection() << "open: shape 0, 1 receivers, depth 0";
+        // clang-format on
+    }
+
+    void isTracedWithAllItsEmissions()
+    {
+        QFETCH(VariantCollection, payload);
+        QFETCH(QString, trace);
+        OpenSignal signal;
+        signal.connect([] {});
+        for (int i = 0; i < 2; ++i)
+            signal.connect([](const Variant &) {});
+        for (int i = 0; i < 4; ++i)
+            signal.connect([](const Data::String &, const Variant &) {});
+        for (int i = 0; i < 8; ++i)
+            signal.connect([](const VariantCollection &) {});
+        const Tracer tracer;
+
+        QVERIFY(::send(signal, payload));
+
+        QCOMPARE(tracer.sends, QStringList(trace));
+    }
+
+    void isTracedWithWhatReceiversOfKeyAndValueSend()
+    {
+        OpenSignal signal;
+        OpenSignal inner;
+        inner.setObjectName("inner");
+        signal.connect([&](const Data::String &, const Variant &) {
+            inner.sendSignals();
+            QTest::qSleep(2);
+        });
+        Recorder recorder;
+        QVERIFY(connectAllShapes(signal, recorder));
+        const Tracer tracer;
+
+        QVERIFY(signal.send("k", 1));
+
+        QCOMPARE(tracer.sends, (QStringList{"inner: shape 0, 0 receivers, depth 1",
+                                            "open: shape 3, 4 receivers, depth 0"}));
+        QVERIFY(tracer.microseconds >= 2000.0);
+        QCOMPARE(recorder.calls, (QStringList{"sig(k, 1)", "sig()", "sig({key=k, value=1})"}));
+    }
+
+    void isTracedThoughAReceiverEndsIt_data()
+    {
+        QTest::addColumn<bool>("isDeleted");
+
+        QTest::newRow("aborted") << false;
+        QTest::newRow("deleted") << true;
+    }
+
+    void isTracedThoughAReceiverEndsIt()
+    {
+        QFETCH(bool, isDeleted);
+        auto signal = std::make_unique<OpenSignal>();
+        signal->connect([&](const Data::String &, const Variant &) {
+            if (isDeleted)
+                signal.reset();
+            else
+                signal->abort();
+        });
+        const Tracer tracer;
+
+        QVERIFY(!signal->send("k", 1));
+
+        QCOMPARE(tracer.sends, QStringList("open: shape 3, 1 receivers, depth 0"));
     }
 
     void endsWhenAReceiverDeletesIt()

@@ -1,19 +1,36 @@
 #include "utils/settings/SettingsSignal.h"
 
+#include "utils/signals/SignalTracer_p.h"
+
 #include <QPointer>
 
 namespace Utils {
 
+static bool isChange(const Data::VariantCollection &payload)
+{
+    return payload.contains(QStringLiteral("key")) && payload.contains(QStringLiteral("value"));
+}
+
 bool SettingsSignal::sendSignals()
 {
-    const Data::String keyName = QStringLiteral("key");
-    const Data::String valueName = QStringLiteral("value");
+    if (Q_LIKELY(!SignalTracer::active))
+        return sendUntraced();
+
+    SignalTrace change = trace();
+    if (isChange(data()))
+        change.receivers += receivers(SIGNAL(sig(const Data::String &, const Data::Variant &)));
+    const TracedSend traced(change);
+    return sendUntraced();
+}
+
+bool SettingsSignal::sendUntraced()
+{
     const Data::VariantCollection change = data(); // a copy, as receivers may send in turn
     clearAborted();
 
-    if (change.contains(keyName) && change.contains(valueName)) {
+    if (isChange(change)) {
         const QPointer<SettingsSignal> self(this);
-        Q_EMIT sig(change[keyName].toString(), change[valueName]);
+        Q_EMIT sig(change[QStringLiteral("key")].toString(), change[QStringLiteral("value")]);
         if (!self)
             return false;
         if (isAborted()) {
@@ -21,7 +38,7 @@ bool SettingsSignal::sendSignals()
             return false;
         }
     }
-    return Signal::sendSignals();
+    return Signal::send();
 }
 
 bool SettingsSignal::connect(const QObject *receiver, const char *method)

@@ -39,6 +39,9 @@ protected:
     /// Sends the change of \p key to \p value. False when a receiver has called abort().
     bool send(const Data::String &key, const Data::Variant &value);
     friend class Settings;
+
+private:
+    Q_DECL_HIDDEN bool sendUntraced();
 };
 
 } // namespace Utils

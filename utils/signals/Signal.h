@@ -120,7 +120,8 @@ public:
     ///
     /// The tracer may do anything; sends that it makes itself are not traced, and an exception that
     /// it throws is dropped. What an override of sendSignals() emits in addition is not part of the
-    /// send. Without a tracer a send has one additional test of a pointer.
+    /// send, except for sig(key, value) of a SettingsSignal. Without a tracer a send has one
+    /// additional test of a pointer.
     static void setTracer(std::function<void(const SignalTrace &)> tracer);
 
     /// Disconnects \p receiver from this signal, then connects \p method and returns the result of
@@ -227,8 +228,10 @@ private:
     }
     Connection connectFunction(const QObject *context, SignalFunction function, Times times);
 
+    friend class SettingsSignal; // whose own emission is part of its sends
     Q_DECL_HIDDEN bool send();
     Q_DECL_HIDDEN bool sendTraced();
+    Q_DECL_HIDDEN SignalTrace trace() const;
 
     Signal(const Signal &) = delete;
     // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): it assigns nothing

@@ -2,42 +2,26 @@
 
 #include "utils/signals/Signal.h"
 
-#include <chrono>
 #include <utility>
 
 namespace Utils {
 
-using Clock = std::chrono::steady_clock;
-
-/// A traced send, from its start to its end.
-class TracedSend
+TracedSend::TracedSend(const SignalTrace &trace) : m_trace(trace)
 {
-public:
-    explicit TracedSend(const SignalTrace &trace) : m_trace(trace)
-    {
-        m_trace.depth = signalTracer->depth++;
-        m_start = Clock::now();
-    }
+    m_trace.depth = signalTracer->depth++;
+    m_start = Clock::now();
+}
 
-    /// Reports the send, even one that an exception has left.
-    ~TracedSend()
-    {
-        const std::chrono::duration<double, std::micro> spent = Clock::now() - m_start;
-        SignalTracer *const tracer = signalTracer.ifAlive();
-        if (!tracer)
-            return;
-        --tracer->depth;
-        m_trace.microseconds = spent.count();
-        tracer->report(m_trace);
-    }
-
-    TracedSend(const TracedSend &) = delete;
-    TracedSend &operator=(const TracedSend &) = delete;
-
-private:
-    SignalTrace m_trace;
-    Clock::time_point m_start;
-};
+TracedSend::~TracedSend()
+{
+    const std::chrono::duration<double, std::micro> spent = Clock::now() - m_start;
+    SignalTracer *const tracer = signalTracer.ifAlive();
+    if (!tracer)
+        return;
+    --tracer->depth;
+    m_trace.microseconds = spent.count();
+    tracer->report(m_trace);
+}
 
 void SignalTracer::setFunction(Function tracer)
 {
@@ -70,7 +54,7 @@ void Signal::setTracer(std::function<void(const SignalTrace &)> tracer)
         state->setFunction(std::move(tracer));
 }
 
-bool Signal::sendTraced()
+SignalTrace Signal::trace() const
 {
     SignalTrace trace;
     trace.name = objectName();
@@ -85,8 +69,12 @@ bool Signal::sendTraced()
         trace.receivers += receivers(SIGNAL(sig(const Data::String &, const Data::Variant &)));
     if (trace.shape != SignalTrace::Shape::Empty)
         trace.receivers += receivers(SIGNAL(sig(const Data::VariantCollection &)));
+    return trace;
+}
 
-    const TracedSend traced(trace);
+bool Signal::sendTraced()
+{
+    const TracedSend traced(trace());
     return send();
 }
 

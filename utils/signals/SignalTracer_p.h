@@ -3,6 +3,7 @@
 #include "data/ProcessWide_p.h"
 #include "utils/signals/SignalTrace.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -29,5 +30,24 @@ struct SignalTracer
     static inline const Function *active = nullptr;
 };
 extern Data::ProcessWide<SignalTracer> signalTracer;
+
+/// A traced send, from its start to its end.
+class TracedSend
+{
+public:
+    explicit TracedSend(const SignalTrace &trace);
+
+    /// Reports the send, even one that an exception has left.
+    ~TracedSend();
+
+    TracedSend(const TracedSend &) = delete;
+    TracedSend &operator=(const TracedSend &) = delete;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    SignalTrace m_trace;
+    Clock::time_point m_start;
+};
 
 } // namespace Utils
