@@ -2,11 +2,14 @@
 
 #include "data/Array.h"
 #include "examples/workbench/Contrast.h"
+#include "examples/workbench/Preferences.h"
 #include "examples/workbench/Texts.h"
 #include "examples/workbench/plot/Colours.h"
+#include "examples/workbench/plot/FitLine.h"
 #include "examples/workbench/plot/PlotPane.h"
 #include "examples/workbench/plot/ThinnedCurve.h"
 #include "examples/workbench/table/TableView.h"
+#include "utils/text/PolynomialFit.h"
 
 #include <QClipboard>
 #include <QDockWidget>
@@ -22,12 +25,15 @@
 #include <qwt_plot.h>
 #include <qwt_plot_curve.h>
 #include <qwt_plot_histogram.h>
+#include <qwt_plot_intervalcurve.h>
 #include <qwt_plot_tradingcurve.h>
 #include <qwt_scale_draw.h>
 #include <qwt_scale_map.h>
 
 #include <cmath>
+#include <limits>
 
+using Workbench::FitLine;
 using Workbench::PlotPane;
 using Workbench::TableView;
 using Workbench::thinned;
@@ -77,6 +83,37 @@ private:
     static int numItems(TestWindow &test, int type)
     {
         return pane(test).plot().itemList(type).size();
+    }
+
+    static const QAction *command(TestWindow &test) { return test.command("fitLine"); }
+
+    static QString noteOf(TestWindow &test)
+    {
+        const auto *const label = pane(test).findChild<QLabel *>("plotNote");
+        return label->isVisible() ? label->text() : QString();
+    }
+
+    /// The lines of best fit in the plot.
+    static QVector<const FitLine *> fits(TestWindow &test)
+    {
+        QVector<const FitLine *> fits;
+        const QwtPlotItemList curves = pane(test).plot().itemList(QwtPlotItem::Rtti_PlotCurve);
+        for (const QwtPlotItem *const curve : curves) {
+            if (const auto *const fit = dynamic_cast<const FitLine *>(curve))
+                fits.append(fit);
+        }
+        return fits;
+    }
+
+    /// The equations of these lines, as they are in the legend.
+    static QStringList equations(TestWindow &test)
+    {
+        QStringList equations;
+        if (pane(test).plot().legend()) {
+            for (const FitLine *const fit : fits(test))
+                equations.append(fit->title().text());
+        }
+        return equations;
     }
 
     static QString measure(TestWindow &test, int row, int col)
@@ -255,10 +292,7 @@ private Q_SLOTS:
     void plotTellsThatColumnsAreLeftOut()
     {
         TestWindow test;
-        const auto note = [&] {
-            const auto *const label = pane(test).findChild<QLabel *>("plotNote");
-            return label->isVisible() ? label->text() : QString();
-        };
+        const auto note = [&] { return noteOf(test); };
         test.open(test.file("a.csv", "a,b,c,d,e,f,g,h,i,j,k,l\n" +
                                          QByteArray("1,2,3,4,5,6,7,8,9,10,11,12\n").repeated(3)));
         select(test, {0, 1, 2, 3, 4, 5, 6, 7});
@@ -275,6 +309,181 @@ private Q_SLOTS:
 
         select(test, {0, 1});
         QTRY_COMPARE(note(), QString());
+    }
+
+    void plotHasALineOfBestFit()
+    {
+        TestWindow test;
+        // Rows without a pair of numbers do not count.
+        test.open(test.file("a.csv", "t{s},Load{kN}\n1,2\n2,4\n9,\n3,5\n,70\n4,9\nERR,80\n"));
+        select(test, {0, 1});
+        QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 1);
+        QVERIFY(!pane(test).plot().legend());
+
+        test.press(Qt::Key_L, Qt::ControlModifier);
+        QCOMPARE(equations(test), QStringList(QString::fromUtf8("y = 2.2 x - 0.5, R² = 0.93077")));
+        const FitLine &line = *fits(test).first();
+        QCOMPARE(line.dataSize(), size_t(2));
+        QCOMPARE(line.sample(0), QPointF(1.0, 1.7));
+        QCOMPARE(line.sample(1), QPointF(4.0, 8.3));
+        QVERIFY(command(test)->isChecked());
+
+        test.press(Qt::Key_2, Qt::ControlModifier); // a histogram has none
+        QCOMPARE(fits(test).size(), 0);
+        QVERIFY(!command(test)->isEnabled());
+        test.press(Qt::Key_1, Qt::ControlModifier);
+        QCOMPARE(fits(test).size(), 1);
+
+        test.choose("fitLine");
+        QCOMPARE(fits(test).size(), 0);
+        QVERIFY(!pane(test).plot().legend());
+    }
+
+    void lineOfBestFitIsRemembered()
+    {
+        TestWindow test;
+        test.open(test.sample("load_curve.csv"));
+        test.press(Qt::Key_L, Qt::ControlModifier);
+        test.press(Qt::Key_Q, Qt::ControlModifier);
+        test.restart();
+        QVERIFY(command(test)->isChecked());
+        test.open(test.path("load_curve.csv"));
+        QTRY_COMPARE(fits(test).size(), 1);
+
+        test.press(Qt::Key_L, Qt::ControlModifier);
+        test.press(Qt::Key_3, Qt::ControlModifier);
+        test.press(Qt::Key_Q, Qt::ControlModifier);
+        test.restart();
+        QVERIFY(!command(test)->isChecked());
+        QVERIFY(!command(test)->isEnabled()); // with boxes
+    }
+
+    void lineOfBestFitIsThatOfTheRowsThatAreShown()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "Load{kN}\n5\n7\n9\n100\n"));
+        test.press(Qt::Key_L, Qt::ControlModifier);
+        select(test, {0}); // over the numbers of the rows
+        QTRY_COMPARE(fits(test).size(), 1);
+        auto *const line = test.window().findChild<QLineEdit *>("filterLine");
+        TestWindow::enterInto(*line, "< 10");
+
+        const QStringList expected(QString::fromUtf8("y = 2 x + 3, R² = 1"));
+        QTRY_COMPARE(equations(test), expected);
+    }
+
+    void linesOfBestFitBelongToTheirCurves()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "t{s},Load{kN},Strain{mm/m}\n"
+                                     "0,1,0.5\n1,2,0.25\n2,3,0\n"));
+        test.press(Qt::Key_L, Qt::ControlModifier);
+        select(test, {0, 1, 2});
+
+        const QStringList expected{QString::fromUtf8("Load: y = 1 x + 1, R² = 1"),
+                                   QString::fromUtf8("Strain: y = -0.25 x + 0.5, R² = 1")};
+        QTRY_COMPARE(equations(test), expected);
+        QCOMPARE(fits(test).at(0)->yAxis(), int(QwtPlot::yLeft));
+        QCOMPARE(fits(test).at(1)->yAxis(), int(QwtPlot::yRight));
+        const QPalette palette = pane(test).plot().palette();
+        for (int i = 0; i < 2; ++i) {
+            const QColor colour = fits(test).at(i)->pen().color();
+            QCOMPARE(colour, Workbench::fitColour(i, palette));
+            QVERIFY(colour != Workbench::curveColour(i, palette));
+        }
+    }
+
+    void equationHasTheDigitsOfTheStatistics()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "t{s},Load{kN}\n1,2\n2,4\n3,5\n4,9\n"));
+        test.press(Qt::Key_L, Qt::ControlModifier);
+        select(test, {0, 1});
+        QTRY_COMPARE(fits(test).size(), 1);
+
+        QVERIFY(Workbench::Preferences::digits.set(2));
+
+        QCOMPARE(equations(test), QStringList(QString::fromUtf8("y = 2.2 x - 0.5, R² = 0.93")));
+    }
+
+    void equationHasMoreDigitsWhereXIsFarFromZero()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "Day,Load\n2460001,3\n2460002,5\n2460003,7\n"));
+        test.press(Qt::Key_L, Qt::ControlModifier);
+        select(test, {0, 1});
+
+        const QStringList expected(QString::fromUtf8("y = 2 x - 4,919,999, R² = 1"));
+        QTRY_COMPARE(equations(test), expected);
+    }
+
+    void plotTellsThatThereIsNoLineOfBestFit_data()
+    {
+        QTest::addColumn<QByteArray>("rows");
+        QTest::addColumn<QString>("note");
+
+        const QString note = "No line of best fit for %1: it needs two rows with different x.";
+        QTest::newRow("constant x") << QByteArray("2,1,4\n2,2,5\n") << note.arg("Load, Rest");
+        QTest::newRow("one row") << QByteArray("2,1,4\n") << note.arg("Load, Rest");
+        QTest::newRow("no pair") << QByteArray("2,,\n,1,4\n") << note.arg("Load, Rest");
+        QTest::newRow("one of two") << QByteArray("1,1,4\n2,,5\n") << note.arg("Load");
+        QTest::newRow("none") << QByteArray("1,1,4\n2,2,5\n") << QString();
+    }
+
+    void plotTellsThatThereIsNoLineOfBestFit()
+    {
+        QFETCH(QByteArray, rows);
+        QFETCH(QString, note);
+        TestWindow test;
+        test.open(test.file("a.csv", "t{s},Load{kN},Rest{kN}\n" + rows));
+        select(test, {0, 1, 2});
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 3);
+        QCOMPARE(noteOf(test), QString());
+
+        test.press(Qt::Key_L, Qt::ControlModifier);
+
+        QCOMPARE(noteOf(test), note);
+        const int numFits = 2 - note.count("Load") - note.count("Rest");
+        QCOMPARE(fits(test).size(), numFits);
+        test.press(Qt::Key_L, Qt::ControlModifier);
+        QCOMPARE(noteOf(test), QString());
+    }
+
+    void lineOfBestFitLeavesOutNumbersThatAreNotFinite()
+    {
+        const double infinity = std::numeric_limits<double>::infinity();
+        const QVector<double> x{1, 2, infinity, 3, Data::noValue, 4};
+        const QVector<double> y{3, 5, 7, std::nan(""), 8, 9};
+
+        const Utils::PolynomialFit fit = Workbench::lineThrough(x, y);
+        QCOMPARE(fit.count, 3);
+        QCOMPARE(fit.value(0.0), 1.0);
+        QCOMPARE(fit.value(1.0), 3.0);
+        QVERIFY(!Workbench::lineThrough({}, {}).isValid());
+    }
+
+    void statisticsHavePercentilesAndTheRobustDeviation()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "Load{kN}\n40\n\n10\n20\nERR\n30\n"));
+        select(test, {0});
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 1);
+        const auto shown = [&](const QString &name) {
+            const Workbench::StatisticsTable &table = pane(test).statistics();
+            for (int row = 0; row < table.rowCount(); ++row) {
+                if (table.verticalHeaderItem(row)->text() == name)
+                    return table.item(row, 0)->text();
+            }
+            return QString();
+        };
+
+        QCOMPARE(shown("Robust deviation (MAD)"), QString("14.826 kN"));
+        QCOMPARE(shown("5th percentile"), QString("11.5 kN"));
+        QCOMPARE(shown("95th percentile"), QString("38.5 kN"));
+        QVERIFY(Workbench::setLanguage("de"));
+        QTRY_COMPARE(shown("5-%-Perzentil"), QString("11,5 kN"));
+        QCOMPARE(shown("95-%-Perzentil"), QString("38,5 kN"));
+        QVERIFY(Workbench::setLanguage("en"));
     }
 
     void plotIsPaintedBeforeItsStatistics()
@@ -474,6 +683,8 @@ private Q_SLOTS:
         QTRY_VERIFY(colour() != onLight);
         QVERIFY(Workbench::contrast(colour(), "#404040") >= 2.95);
         QCOMPARE(pane(test).plot().canvasBackground().color(), QColor("#404040"));
+        const QImage canvas = pane(test).plot().canvas()->grab().toImage();
+        QCOMPARE(canvas.pixelColor(canvas.width() / 4, 5), QColor("#404040"));
         test.saveAs(test.path("dark.png"), Qt::Key_E); // on white, with the colours for white
         QApplication::setPalette(light);
 
@@ -493,7 +704,7 @@ private Q_SLOTS:
         QCOMPARE(measure(test, 1, 0), QString("1")); // holes
         QCOMPARE(measure(test, 2, 0), QString("1")); // texts
         QCOMPARE(measure(test, 3, 0), QString("4 kN"));
-        QCOMPARE(measure(test, 7, 0), QString("3 kN"));
+        QCOMPARE(measure(test, 9, 0), QString("3 kN"));
         const QRectF shown =
             pane(test).plot().itemList(QwtPlotItem::Rtti_PlotCurve).first()->boundingRect();
         QCOMPARE(shown, QRectF(1, 1, 6, 7)); // no zeros
@@ -529,6 +740,14 @@ private Q_SLOTS:
         QCOMPARE(numItems(test, QwtPlotItem::Rtti_PlotHistogram), 0);
         QCOMPARE(numItems(test, QwtPlotItem::Rtti_PlotTradingCurve), 1);
         QCOMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 2); // medians
+        QCOMPARE(numItems(test, QwtPlotItem::Rtti_PlotIntervalCurve), 1);
+        const auto &whiskers = static_cast<const QwtPlotIntervalCurve &>(
+            *pane(test).plot().itemList(QwtPlotItem::Rtti_PlotIntervalCurve).first());
+        QCOMPARE(whiskers.dataSize(), size_t(4)); // two of each box
+        QCOMPARE(whiskers.sample(0).value, 0.0);
+        QCOMPARE(whiskers.sample(0).interval.minValue(), -0.021);
+        QVERIFY(std::abs(whiskers.sample(0).interval.maxValue() - 36.742) < 0.001);
+        QCOMPARE(whiskers.sample(3).value, 1.0);
 
         test.press(Qt::Key_Q, Qt::ControlModifier);
         test.restart();
@@ -677,6 +896,30 @@ private Q_SLOTS:
         QVERIFY2(pixels > 1000 && pixels < 10000, qPrintable(QString::number(pixels)));
         if (name.endsWith("svg"))
             QVERIFY(contents.contains("Crosshead"));
+    }
+
+    void exportedPlotHasAllOfItsLabels()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "Way{mm},Load{kN}\n0,0\n1000,1000\n"));
+        select(test, {0, 1});
+        QTRY_COMPARE(pane(test).statistics().columnCount(), 2);
+
+        test.saveAs(test.path("plot.png"), Qt::Key_E);
+
+        // The last label of the x axis is at the right end, and nothing of it is at the edge.
+        const QImage image(test.path("plot.png"));
+        const auto isWhite = [&](int x) {
+            for (int y = 0; y < image.height(); ++y) {
+                if (image.pixelColor(x, y) != Qt::white)
+                    return false;
+            }
+            return true;
+        };
+        int margin = 0;
+        while (margin < image.width() && isWhite(image.width() - 1 - margin))
+            ++margin;
+        QVERIFY2(margin > 5 && margin < 100, qPrintable(QString::number(margin)));
     }
 
     void statisticsAreCopied()

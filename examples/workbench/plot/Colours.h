@@ -11,6 +11,9 @@ namespace Workbench {
 /// people who see fewer colours.
 QColor curveColour(int index, const QPalette &palette);
 
+/// The colour of the line of best fit of that curve: it is seen on the curve and beside it.
+QColor fitColour(int index, const QPalette &palette);
+
 /// Sets the colours of all items of \p plot for its palette.
 void setItemColours(QwtPlot &plot);
 

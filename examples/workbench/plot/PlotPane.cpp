@@ -59,6 +59,10 @@ PlotPane::PlotPane(QWidget *parent)
     m_statisticsTimer.setSingleShot(true);
     connect(&m_statisticsTimer, &QTimer::timeout, this,
             [this] { m_statistics->setColumns(m_columns); });
+    m_digits.setCallback([this] {
+        if (m_fit->isChecked())
+            draw(); // with equations
+    });
 }
 
 void PlotPane::addCommands()
@@ -74,6 +78,8 @@ void PlotPane::addCommands()
         action->setChecked(kind == m_kind);
         m_kinds->addAction(action);
     }
+    m_fit = addCommand("fitLine", Qt::CTRL + Qt::Key_L, [this] { draw(); });
+    m_fit->setCheckable(true);
     addCommand("plotSelection", Qt::Key_F9, [this] { plotNow(); });
     addSeparator();
     addCommand("zoomIn", QKeySequence::ZoomIn, [this] { zoom(0.5); });
@@ -108,9 +114,6 @@ void PlotPane::layOut()
     m_hint->setAttribute(Qt::WA_TransparentForMouseEvents);
     (new QVBoxLayout(canvas))->addWidget(m_hint);
     m_plot->setAutoDelete(true);
-    // Texts of axes are a little larger than Qwt expects.
-    const int unit = fontMetrics().averageCharWidth();
-    m_plot->setContentsMargins(0, 0, unit * 3, unit / 2);
     m_plot->plotLayout()->setAlignCanvasToScales(true);
     m_grid->attach(m_plot);
     setColours();
@@ -120,13 +123,14 @@ void PlotPane::layOut()
         m_statistics->addAction(findChild<QAction *>(name));
     m_parts->addWidget(m_plot);
     m_parts->addWidget(m_statistics);
-    m_parts->setStretchFactor(0, 3);
-    m_parts->setStretchFactor(1, 2);
+    m_parts->setStretchFactor(0, 5); // so that all rows of the statistics are seen
+    m_parts->setStretchFactor(1, 4);
     auto *const layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_parts);
     m_note->setObjectName("plotNote");
     m_note->setWordWrap(true);
+    m_note->setTextFormat(Qt::PlainText); // labels of columns may be anything
     layout->addWidget(m_note);
     draw();
 }
@@ -219,11 +223,14 @@ void PlotPane::draw()
         if (item != m_grid)
             delete item;
     }
+    // Texts of axes are a little larger than Qwt expects.
+    const int unit = m_columns.isEmpty() ? 0 : fontMetrics().averageCharWidth();
+    m_plot->setContentsMargins(0, 0, unit * 3, unit / 2);
     m_plot->enableAxis(QwtPlot::yRight, false);
     m_grid->setVisible(!m_columns.isEmpty());
     m_hint->setVisible(m_columns.isEmpty());
-    m_note->setVisible(!m_columns.isEmpty() && m_numSelected > m_columns.size());
-    m_note->setText(textFor(".msg.firstColumns", m_numSelected).arg(m_columns.size()));
+    m_fit->setEnabled(m_kind == XY);
+    m_notFitted.clear();
     if (m_columns.isEmpty()) {
         m_statisticsTimer.stop();
         m_statistics->setColumns({});
@@ -237,13 +244,27 @@ void PlotPane::draw()
     } else {
         drawBoxes();
     }
+    tellWhatIsLeftOut();
     setItemColours(*m_plot);
-    const bool hasLegend = m_kind != Box && m_columns.size() > (m_kind == XY ? 2 : 1);
+    const bool hasEquation = m_kind == XY && m_fit->isChecked() && !m_columns.isEmpty();
+    const bool hasLegend =
+        hasEquation || (m_kind != Box && m_columns.size() > (m_kind == XY ? 2 : 1));
     if (hasLegend && !m_plot->legend())
         m_plot->insertLegend(new QwtLegend, QwtPlot::BottomLegend);
     else if (!hasLegend)
         m_plot->insertLegend(nullptr);
     zoomToAll();
+}
+
+void PlotPane::tellWhatIsLeftOut()
+{
+    QStringList notes;
+    if (!m_columns.isEmpty() && m_numSelected > m_columns.size())
+        notes.append(textFor(".msg.firstColumns", m_numSelected).arg(m_columns.size()));
+    if (!m_notFitted.isEmpty())
+        notes.append(text(".msg.notFitted").arg(m_notFitted.join(", ")));
+    m_note->setText(notes.join(' '));
+    m_note->setVisible(!notes.isEmpty());
 }
 
 /// Allows as many labels on the x axis as there is room for.
@@ -274,6 +295,7 @@ void PlotPane::setColours()
     for (const QwtPlot::Axis axis : {QwtPlot::xBottom, QwtPlot::yLeft, QwtPlot::yRight})
         m_plot->setAxisFont(axis, font());
     m_zoomer->setRubberBandPen(QPen(palette.color(QPalette::Highlight)));
+    m_plot->replot(); // the canvas keeps what it has drawn
 }
 
 void PlotPane::zoomToAll()
@@ -349,6 +371,7 @@ void PlotPane::saveState() const
 {
     Utils::Settings("Plot")
         .setInt("kind", m_kind)
+        .setBool("fit", m_fit->isChecked())
         .setValue("parts", QVariant(m_parts->saveState()));
 }
 
@@ -357,7 +380,9 @@ void PlotPane::restoreState()
     const Utils::Settings settings("Plot");
     m_kind = static_cast<Kind>(std::clamp(settings.getInt("kind", XY), int(XY), int(Box)));
     m_kinds->actions().at(m_kind)->setChecked(true);
+    m_fit->setChecked(settings.getBool("fit", false));
     m_parts->restoreState(settings.getValue("parts").toByteArray());
+    draw();
 }
 
 } // namespace Workbench

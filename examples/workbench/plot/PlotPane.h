@@ -2,6 +2,7 @@
 
 #include "examples/workbench/Pane.h"
 #include "examples/workbench/plot/StatisticsTable.h"
+#include "utils/settings/SettingsSlot.h"
 
 #include <QMap>
 #include <QPointer>
@@ -23,7 +24,7 @@ class Zoomer;
 /// In an x-y plot the first column is x and the others are y; a single column is plotted over the
 /// numbers of its rows. Columns of a second unit have an axis of their own at the right; columns of
 /// three and more units share one axis of plain numbers. Rows that are filtered out, holes and
-/// texts are left out.
+/// texts are left out. A line of best fit for each curve is optional.
 class PlotPane : public Pane
 {
     Q_OBJECT
@@ -64,6 +65,7 @@ private:
     bool isLarge() const;
     void draw();
     void drawXY();
+    void tellWhatIsLeftOut();
     void drawHistograms();
     void drawBoxes();
     void setAxes(const QString &xTitle, const QString &xUnit, const QString &yTitle,
@@ -85,13 +87,16 @@ private:
     QSplitter *m_parts;
     QActionGroup *m_kinds;
     Kind m_kind = XY;
+    QAction *m_fit; // whether lines of best fit are shown
 
     QPointer<TableView> m_view;
     QMap<int, PlotColumn> m_read;  // columns of the view with all rows, as long as they are right
     QVector<PlotColumn> m_columns; // that are plotted
     int m_numSelected = 0;         // columns, with those that are left out
+    QStringList m_notFitted;       // labels of columns that have no line of best fit
     QTimer m_timer;
     QTimer m_statisticsTimer;
+    Utils::SettingsSlot m_digits{"Workbench/digits", nullptr}; // of equations
 };
 
 } // namespace Workbench

@@ -2,14 +2,20 @@
 
 #include "data/Array.h"
 #include "examples/workbench/Texts.h"
+#include "examples/workbench/plot/FitLine.h"
 #include "examples/workbench/plot/PlotPane.h"
 #include "examples/workbench/plot/Scales.h"
 #include "examples/workbench/plot/ThinnedCurve.h"
 #include "utils/text/Statistics.h"
 
+#include <QAction>
+
+#include <qwt_interval_symbol.h>
 #include <qwt_plot.h>
 #include <qwt_plot_histogram.h>
+#include <qwt_plot_intervalcurve.h>
 #include <qwt_plot_tradingcurve.h>
+#include <qwt_scale_widget.h>
 
 #include <algorithm>
 #include <cmath>
@@ -53,12 +59,20 @@ void PlotPane::drawXY()
         (y.unit == ys.first().unit ? onLeft : onRight).append(y);
     const bool hasRight = !onRight.isEmpty() && haveOneUnit(onRight);
     const QString rightUnit = hasRight ? onRight.first().unit : QString();
-    for (const PlotColumn &y : ys) {
+    for (int i = 0; i < ys.size(); ++i) {
+        const PlotColumn &y = ys.at(i);
         auto *const curve = new ThinnedCurve(y.title(), x, y.values);
         curve->setLegendAttribute(QwtPlotCurve::LegendShowLine);
         if (hasRight && y.unit == rightUnit)
             curve->setYAxis(QwtPlot::yRight);
         curve->attach(m_plot);
+        if (!m_fit->isChecked())
+            continue;
+        const Utils::PolynomialFit fit = lineThrough(x, y.values);
+        if (fit.isValid())
+            (new FitLine(fit, *curve, i, ys.size() > 1 ? y.label : QString()))->attach(m_plot);
+        else
+            m_notFitted.append(y.label);
     }
     QString unit;
     const QString title = commonTitle(hasRight ? onLeft : ys, unit);
@@ -119,6 +133,7 @@ void PlotPane::drawBoxes()
     const bool isOneUnit = haveOneUnit(m_columns); // it is that of the axis
     QStringList names;
     QVector<QwtOHLCSample> boxes;
+    QVector<QwtIntervalSample> whiskers; // Qwt draws those of the boxes without bars at their ends
     for (int i = 0; i < m_columns.size(); ++i) {
         names.append(isOneUnit ? m_columns.at(i).label : m_columns.at(i).title());
         const QVector<double> values = finiteOf(m_columns.at(i));
@@ -129,6 +144,8 @@ void PlotPane::drawBoxes()
         double median = 0.0;
         Statistics::quartiles(array, box.low, box.open, median, box.close, box.high);
         boxes.append(box);
+        whiskers.append(QwtIntervalSample(i, box.low, box.open));
+        whiskers.append(QwtIntervalSample(i, box.close, box.high));
 
         auto *const line = new QwtPlotCurve;
         line->setPen(QPen(Qt::black, 2.0));
@@ -142,6 +159,13 @@ void PlotPane::drawBoxes()
     curve->setMaxSymbolWidth(1000.0);
     curve->setSamples(boxes);
     curve->attach(m_plot);
+    auto *const bars = new QwtPlotIntervalCurve;
+    auto *const bar = new QwtIntervalSymbol(QwtIntervalSymbol::Bar);
+    bar->setWidth(fontMetrics().averageCharWidth() * 3);
+    bars->setStyle(QwtPlotIntervalCurve::NoCurve);
+    bars->setSymbol(bar);
+    bars->setSamples(whiskers);
+    bars->attach(m_plot);
 
     QString unit;
     commonTitle(m_columns, unit);
@@ -163,6 +187,11 @@ void PlotPane::setAxis(int axis, const QString &title, const QString &unit)
     m_plot->enableAxis(axis);
     m_plot->setAxisTitle(axis, shown);
     m_plot->setAxisScaleDraw(axis, new UnitScale(unit));
+    if (axis != QwtPlot::xBottom) {
+        // Qwt takes the labels for as high as capitals: the lower part of a "g" would be cut.
+        const int room = fontMetrics().height() * 2 / 3;
+        m_plot->axisWidget(axis)->setMinBorderDist(room, room);
+    }
 }
 
 } // namespace Workbench

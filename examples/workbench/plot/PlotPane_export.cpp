@@ -38,7 +38,10 @@ static QByteArray picture(QwtPlot &plot, const QString &format)
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
     const QSize dots = (paper * resolution / inch).toSize();
-    const QRectF area(QPointF(), dots);
+    const QRectF page(QPointF(), dots);
+    // The margins, which texts of axes need, are left out with the background.
+    const QMarginsF margins = QMarginsF(plot.contentsMargins()) * resolution / plot.logicalDpiX();
+    const QRectF area = page.marginsRemoved(margins);
 
     if (format == "pdf") {
         QPdfWriter writer(&buffer);
@@ -52,7 +55,7 @@ static QByteArray picture(QwtPlot &plot, const QString &format)
         generator.setOutputDevice(&buffer);
         generator.setResolution(resolution);
         generator.setSize(dots);
-        generator.setViewBox(area);
+        generator.setViewBox(page);
         QPainter painter(&generator);
         renderer.render(&plot, &painter, area);
     } else {

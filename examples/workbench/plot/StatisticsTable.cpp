@@ -16,8 +16,9 @@ namespace Workbench {
 using Utils::Statistics;
 
 static const char *const measures[] = {
-    ".ctx.count",   ".ctx.holes", ".ctx.nonNumbers", ".ctx.mean",  ".ctx.deviation",
-    ".ctx.minimum", ".ctx.lower", ".ctx.median",     ".ctx.upper", ".ctx.maximum"};
+    ".ctx.count",           ".ctx.holes",        ".ctx.nonNumbers",  ".ctx.mean",  ".ctx.deviation",
+    ".ctx.robustDeviation", ".ctx.minimum",      ".ctx.percentile5", ".ctx.lower", ".ctx.median",
+    ".ctx.upper",           ".ctx.percentile95", ".ctx.maximum"};
 static const int numCounts = 3; // measures that are counts rather than values
 static const int numMeasures = sizeof measures / sizeof *measures;
 
@@ -37,10 +38,13 @@ static QVector<double> measured(const PlotColumn &column)
             double(column.numNonNumbers),
             Statistics::mean(array),
             Statistics::standardDeviation(array),
+            Statistics::robustDeviation(array),
             minimum,
+            Statistics::percentile(array, 5.0),
             lower,
             median,
             upper,
+            Statistics::percentile(array, 95.0),
             maximum};
 }
 
