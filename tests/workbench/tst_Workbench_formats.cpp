@@ -325,7 +325,7 @@ private Q_SLOTS:
         const CSVDialect dialect = table(test).dialect();
         QVERIFY(dialect.confidence(CSVDialect::Delimiter) < 0.5);
         QVERIFY2(status(test).contains("Semicolon (?)") &&
-                     status(test).contains("lines end at carriage returns"),
+                     status(test).contains("Lines end at carriage returns"),
                  qPrintable(status(test)));
 
         QString detected;
