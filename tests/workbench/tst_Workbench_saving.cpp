@@ -276,6 +276,53 @@ private Q_SLOTS:
         QCOMPARE(contentsOf(test.inFolder("a.csv")), contents);
     }
 
+    void tableInItsFileIsReadFromTheFileInWhichItIsSaved_data()
+    {
+        QTest::addColumn<bool>("isDeleted");
+
+        QTest::newRow("a copy") << false;
+        QTest::newRow("what was deleted") << true;
+    }
+
+    void tableInItsFileIsReadFromTheFileInWhichItIsSaved()
+    {
+        QFETCH(bool, isDeleted);
+        Workbench::Preferences::memoryLimit.set(1);
+        SavingTest test;
+        const QByteArray contents = "a,b\n" + QByteArray("1,2\n").repeated(400000);
+        const QString old = test.file("work/a.csv", contents);
+        test.open(old);
+        QVERIFY(!test.document().holdsContents());
+        if (isDeleted)
+            QVERIFY(QFile::remove(old));
+
+        test.answerFileDialog(test.inFolder("b.csv"));
+        test.press(Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(test.document().path(), test.inFolder("b.csv"));
+        const QAbstractItemModel &rows = *test.grid().model();
+        const auto cell = [&](int row) { return rows.index(row, 1).data().toString(); };
+        QCOMPARE(rows.rowCount(), 400000);
+
+        QVERIFY(isDeleted || QFile::resize(old, 100));
+        QCOMPARE(cell(399999), QString("2"));
+        QVERIFY(QFile::resize(test.inFolder("b.csv"), 100));
+        QCOMPARE(cell(200000), QString()); // a row that was not read before
+    }
+
+    void tableInItsFileShowsTheRowsThatWereSaved()
+    {
+        Workbench::Preferences::memoryLimit.set(1);
+        SavingTest test;
+        const QString old = test.file("work/a.csv", "a,b\n" + QByteArray("1,2\n").repeated(400000));
+        test.open(old);
+        QVERIFY(QFile::resize(old, 4 + 4 * 300000));
+
+        test.answerFileDialog(test.inFolder("b.csv"));
+        test.press(Qt::Key_S, Qt::ControlModifier | Qt::ShiftModifier);
+
+        QCOMPARE(test.grid().model()->rowCount(), 300000);
+    }
+
     void tableInItsFileIsSavedWhenTheFileIsGone_data()
     {
         QTest::addColumn<QString>("name");

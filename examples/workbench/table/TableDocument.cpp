@@ -200,10 +200,25 @@ bool TableDocument::isSavedAsCopy() const
     return m_table->isDemandRead() && QFileInfo::exists(path());
 }
 
+/// Shows the rows from the file \p path, in which they have just been saved, rather than from the
+/// old one, which other programs may change or delete.
+bool TableDocument::readSaved(const QString &path)
+{
+    const int oldRows = m_numRows;
+    const int oldColumns = numColumns();
+    const bool wasChosen = m_isChosen;
+    m_isChosen = true; // the dialect is known
+    const bool isRead = readFile(path);
+    m_isChosen = wasChosen;
+    if (m_numRows != oldRows || numColumns() != oldColumns) // it was changed before it was copied
+        Q_EMIT contentsReplaced();
+    return isRead;
+}
+
 bool TableDocument::writeFile(const QString &path)
 {
     if (isSavedAsCopy())
-        return isAt(path) || copyFile(this->path(), path);
+        return isAt(path) || (copyFile(this->path(), path) && readSaved(path));
 
     CSVDialect dialect = m_dialect;
     dialect.setEncoding("UTF-8");
@@ -233,7 +248,7 @@ bool TableDocument::writeFile(const QString &path)
         m_table = std::move(written); // its delimiter is that of the file
     }
     m_dialect = dialect;
-    return true;
+    return canChange() || readSaved(path);
 }
 
 QString TableDocument::label(int col) const

@@ -86,6 +86,7 @@ private:
     class Change;
 
     bool isSavedAsCopy() const;
+    bool readSaved(const QString &path);
     void putCell(int row, int col, const QString &text);
 
     std::unique_ptr<Utils::CSVTable> m_table;
