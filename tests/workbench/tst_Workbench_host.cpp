@@ -2,6 +2,8 @@
 
 #include "tests/workbench/TestWindow.h"
 
+#include "examples/workbench/table/RowSearch.h"
+#include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
 #include "utils/feedback/Progress.h"
 
@@ -14,6 +16,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <numeric>
 
 using Utils::Progress;
 using Workbench::TableView;
@@ -83,6 +86,30 @@ private Q_SLOTS:
             QVERIFY(!display(test, true)->isVisible());
         }
         QVERIFY(!shown->isVisible());
+    }
+
+    void hostShowsSortingByTextAsOneTask()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "Name\n" + QByteArray("b\na\nc\n").repeated(1000)));
+        auto &document = static_cast<Workbench::TableDocument &>(test.document());
+        QVector<int> rows(3000);
+        std::iota(rows.begin(), rows.end(), 0);
+        Progress task(0, "Measuring");
+        task.show();
+        auto *const bar = display(test, false)->findChild<QProgressBar *>();
+        QVector<double> parts; // of the whole, one after the other
+        connect(bar, &QProgressBar::valueChanged, this, [&](int value) {
+            if (bar->maximum() > 0)
+                parts.append(double(value) / bar->maximum());
+        });
+
+        const auto sorted = Workbench::sortedRows(document, rows, 0, /*ascending=*/true);
+        bar->disconnect(this);
+
+        QVERIFY(sorted && sorted->constFirst() == 1);
+        QVERIFY2(parts.size() > 10, qPrintable(QString::number(parts.size())));
+        QVERIFY(std::is_sorted(parts.cbegin(), parts.cend()));
     }
 
     void hostShowsATaskInAWindowOfItsOwn()

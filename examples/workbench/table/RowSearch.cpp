@@ -6,6 +6,7 @@
 #include "examples/workbench/table/TableDocument.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/feedback/Progress.h"
+#include "utils/feedback/ProgressRange.h"
 #include "utils/files/File.h"
 #include "utils/text/List.h"
 
@@ -20,6 +21,7 @@ using Utils::CSVCell;
 using Utils::CSVRow;
 using Utils::CSVTable;
 using Utils::Progress;
+using Utils::ProgressRange;
 
 /// Calls \p visitor with each row of data and its number in the document. False when the user has
 /// cancelled. When a row cannot be read completely, the status bar tells why, and the rows from it
@@ -273,8 +275,13 @@ std::optional<QVector<int>> sortedRows(const TableDocument &document, const QVec
         if (col < fields.size())
             texts[row] = QString(fields[col].text()).toCaseFolded();
     };
-    if (!visitRows(document, ".msg.sorting", examine))
-        return std::nullopt;
+    Progress progress(100, text(".msg.sorting"), /*cancelable=*/true);
+    {
+        const ProgressRange reading(progress, 0, 50);
+        if (!visitRows(document, ".msg.sorting", examine))
+            return std::nullopt;
+    }
+    const ProgressRange sorting(progress, 50, 100);
     return sortedByText(rows, texts, ascending);
 }
 
