@@ -1,6 +1,7 @@
 #include "examples/workbench/settings/SettingEditor.h"
 
 #include "examples/workbench/Texts.h"
+#include "utils/signals/SignalBlocker.h"
 
 #include <QBoxLayout>
 #include <QCheckBox>
@@ -8,13 +9,13 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLineEdit>
-#include <QSignalBlocker>
 #include <QSpinBox>
 #include <QToolButton>
 
 namespace Workbench {
 
 using Utils::Setting;
+using Utils::SignalBlocker;
 
 SettingEditor::SettingEditor(const char *label, QWidget &widget, QObject *parent)
     : QObject(parent), m_label(label), m_widget(widget)
@@ -53,7 +54,7 @@ public:
 
     void load() override
     {
-        const QSignalBlocker blocker(m_box);
+        const SignalBlocker blocker(&m_box);
         m_box.setChecked(m_setting.value());
     }
 
@@ -78,7 +79,7 @@ public:
 
     void load() override
     {
-        const QSignalBlocker blocker(m_box);
+        const SignalBlocker blocker(&m_box);
         m_box.setLocale(QLocale());
         m_box.setSuffix(m_suffix ? QChar(QChar::Nbsp) + text(m_suffix) : QString());
         m_box.setValue(m_setting.value());

@@ -5,6 +5,7 @@
 #include "examples/workbench/table/TableDocument.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/files/File.h"
+#include "utils/signals/SignalBlocker.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -15,7 +16,6 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QSignalBlocker>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QTextCodec>
@@ -26,6 +26,7 @@ namespace Workbench {
 
 using Utils::CSVDialect;
 using Utils::CSVTable;
+using Utils::SignalBlocker;
 
 static const int previewRows = 40;
 static const int previewColumns = 100;
@@ -134,10 +135,10 @@ static void choose(QComboBox &box, const QString &value)
 
 void FormatDialog::show(const CSVDialect &dialect)
 {
-    const QSignalBlocker blockers[] = {
-        QSignalBlocker(m_delimiter), QSignalBlocker(m_encoding), QSignalBlocker(m_point),
-        QSignalBlocker(m_quotes),    QSignalBlocker(m_comment),  QSignalBlocker(m_headerRow),
-        QSignalBlocker(m_unitRow),   QSignalBlocker(m_dataRow),
+    const SignalBlocker blockers[] = {
+        SignalBlocker(m_delimiter), SignalBlocker(m_encoding), SignalBlocker(m_point),
+        SignalBlocker(m_quotes),    SignalBlocker(m_comment),  SignalBlocker(m_headerRow),
+        SignalBlocker(m_unitRow),   SignalBlocker(m_dataRow),
     };
     m_shown = dialect;
     choose(*m_delimiter, dialect.delimiter());

@@ -6,6 +6,7 @@
 #include "examples/workbench/table/RowSearch.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableModel.h"
+#include "utils/signals/SignalBlocker.h"
 
 #include <QAction>
 #include <QApplication>
@@ -16,7 +17,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
-#include <QSignalBlocker>
 #include <QTableView>
 
 #include <algorithm>
@@ -182,7 +182,7 @@ void TableView::updateFilterLabel()
         state.append(textFor(".msg.found", m_found.count(true)));
     m_state->setText(state.join(" \u00b7 "));
     m_state->setToolTip(m_state->text());
-    const QSignalBlocker blocker(m_grid->horizontalHeader());
+    const Utils::SignalBlocker blocker(m_grid->horizontalHeader());
     m_grid->horizontalHeader()->setSortIndicator(m_sortColumn, m_isAscending ? Qt::AscendingOrder
                                                                              : Qt::DescendingOrder);
 }
