@@ -5,6 +5,7 @@
 #include "examples/workbench/bus/BusPane.h"
 #include "examples/workbench/bus/SendModel.h"
 #include "examples/workbench/table/TableView.h"
+#include "utils/settings/SettingsSlot.h"
 #include "utils/signals/PublicSignal.h"
 
 #include <QDockWidget>
@@ -143,9 +144,21 @@ private Q_SLOTS:
     void busShowsChangesOfSettings()
     {
         TestWindow test;
+        int numReceived = 0;
+        PublicSignal nested("JointChanged", nullptr);
+        Utils::SettingsSlot slot(Preferences::memoryLimit.key(), nullptr);
+        slot.setCallback([&] {
+            ++numReceived;
+            nested.sendSignals();
+        });
         test.press(Qt::Key_F7, Qt::ControlModifier);
         QVERIFY(Preferences::memoryLimit.set(100));
         QTRY_VERIFY(names(test).contains("SettingChanged"));
+
+        const int row = names(test).indexOf("SettingChanged");
+        QVERIFY(cell(test, row, SendModel::Receivers).toInt() > 1); // the window and the test
+        QCOMPARE(numReceived, 1);
+        QVERIFY(names(test).contains(QString(2, QChar::Nbsp) + "JointChanged"));
     }
 
     void busTellsWhatHappensToDocuments_data()
