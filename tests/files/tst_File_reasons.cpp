@@ -497,7 +497,15 @@ private Q_SLOTS:
         QCOMPARE(File::lastError(), String());
         QVERIFY(QDir(m_folder->path()).mkdir("empty"));
         QVERIFY(!operation(path("none")));
-        QVERIFY(!operation(path("empty"))); // nothing is there, and nothing has failed
+        QDir::setSearchPaths("prefix", {m_folder->path()});
+        for (const QString &empty : {path("empty"), QString("prefix:empty")}) {
+            QVERIFY(!operation(path("none")));
+            QVERIFY(!operation(empty)); // nothing is there, and nothing has failed
+            QCOMPARE(File::lastError(), String());
+        }
+        QDir::setSearchPaths("prefix", {});
+        QVERIFY(!operation(path("none")));
+        QVERIFY(File::search(":/", "none").isEmpty()); // the resources of Qt can be listed
         QCOMPARE(File::lastError(), String());
     }
 
@@ -507,14 +515,17 @@ private Q_SLOTS:
     {
         SKIP_ON_WINDOWS("the rights of files are others on Windows");
         QFETCH(Operation, operation);
-        makeFile(path("shut/file"), "text");
-        QFile::setPermissions(path("shut"), QFile::Permissions());
-        {
-            const OrdinaryUser user(m_folder->path());
-            QVERIFY(!operation(path("shut")));
+        for (const char *const name : {"shut", "no:prefix"}) {
+            const QString folder = path(name);
+            makeFile(folder + "/file", "text");
+            QFile::setPermissions(folder, QFile::Permissions());
+            {
+                const OrdinaryUser user(m_folder->path());
+                QVERIFY(!operation(folder));
+            }
+            verifyReason(QString("You have no permission to read \"%1\".").arg(name));
+            QFile::setPermissions(folder, QFile::Permissions(0x7777));
         }
-        verifyReason("You have no permission to read \"shut\".");
-        QFile::setPermissions(path("shut"), QFile::Permissions(0x7777));
     }
 
     void areForTheFirstFileThatASearchCannotRead()

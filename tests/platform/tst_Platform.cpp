@@ -459,6 +459,19 @@ private Q_SLOTS:
         QCOMPARE(entry('/' + std::string(300, 'x'), true), int(Entry::Unknown)); // a longer name
     }
 
+    void tellsWhyAFolderCannotBeListed()
+    {
+        QVERIFY(QDir(m_folder->path()).mkdir("empty"));
+        create("file", "text");
+
+        QCOMPARE(Platform::errorOfListing(pathOf("")), 0);
+        QCOMPARE(Platform::errorOfListing(pathOf("empty")), 0);
+        QCOMPARE(Platform::errorOfListing(pathOf("missing")), ENOENT);
+        QCOMPARE(Platform::errorOfListing(pathOf("file")), ENOTDIR);
+        QCOMPARE(Platform::errorOfListing(std::string()), ENOENT);
+        QCOMPARE(Platform::errorOfListing(pathOf("empty") + '\0'), ENOENT);
+    }
+
     void findsTheWayBehindLinks()
     {
         create("file", "");

@@ -207,6 +207,8 @@ private Q_SLOTS:
         QCOMPARE(File::search(folder, "*.txt", false).size(), 2);
         QCOMPARE(File::read(folder + "/moved.txt"), String("text\n"));
         QCOMPARE(File::remove(folder + "/*"), 2);
+        QVERIFY(File::search(folder, "*").isEmpty());
+        QCOMPARE(File::lastError(), String()); // it can be listed
     }
 
     void fileLeavesDevicesAlone_data()
@@ -285,6 +287,22 @@ private Q_SLOTS:
         QCOMPARE(errno, error);
         QVERIFY(!File::openWrite(inFolder(name == "missing" ? "no/missing" : name), false));
         QCOMPARE(errno, error);
+    }
+
+    void theSystemTellsWhyAFolderCannotBeListed()
+    {
+        const std::string folder = m_folder->path().toStdString();
+        QVERIFY(!makeFile(inFolder("file")).isEmpty());
+        QVERIFY(QDir(m_folder->path()).mkdir("empty"));
+
+        QCOMPARE(Platform::errorOfListing(folder), 0);
+        QCOMPARE(Platform::errorOfListing(folder + "/empty"), 0);
+        QCOMPARE(Platform::errorOfListing(folder + "/empty\\"), 0);
+        QCOMPARE(Platform::errorOfListing(folder.substr(0, 2)), 0); // a drive
+        QCOMPARE(Platform::errorOfListing(folder + "/missing"), ENOENT);
+        QVERIFY(Platform::errorOfListing(folder + "/file") != 0);
+        QCOMPARE(Platform::errorOfListing(std::string()), ENOENT);
+        QCOMPARE(Platform::errorOfListing(folder + '\0'), ENOENT);
     }
 
     void theTextOfAnErrorIsThatOfItsNumber()

@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
 #include <QTextCodec>
 #include <QVarLengthArray>
@@ -24,6 +25,13 @@ std::optional<std::string> nativePath(const QString &path)
         QTextCodec::codecForLocale()->mibEnum() != utf8)
         return std::nullopt;
     return path.toStdString();
+}
+
+std::string systemPath(const QString &path)
+{
+    const QString full =
+        path.contains(QLatin1Char(':')) ? QFileInfo(path).absoluteFilePath() : path;
+    return Platform::hasUtf8Paths() ? full.toStdString() : QFile::encodeName(full).toStdString();
 }
 
 QString canonicalFolder(const QString &path)

@@ -15,6 +15,10 @@ namespace Utils {
 /// that of a resource, and for one that names nothing.
 std::optional<std::string> nativePath(const QString &path);
 
+/// \p path, which must not be a resource, in the encoding of the system, without a prefix of
+/// QDir::searchPaths().
+std::string systemPath(const QString &path);
+
 /// The path, without links, of the folder that \p path leads to. "" when it does not exist. Unlike
 /// QFileInfo::canonicalFilePath() it follows the junctions of Windows.
 QString canonicalFolder(const QString &path);

@@ -1,10 +1,10 @@
 #include "utils/base/SafeFile_p.h"
 
 #include "utils/base/FileName_p.h"
+#include "utils/base/FolderList_p.h"
 #include "utils/base/LastError_p.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 #include <atomic>
 #include <cerrno>
@@ -14,14 +14,6 @@ namespace Utils {
 
 static std::atomic<bool> isSafe{false};
 static std::atomic<bool> isDurable{true};
-
-/// \p path in the encoding of the system. A path with a colon may have a prefix of QDir.
-static std::string systemPath(const QString &path)
-{
-    const QString full =
-        path.contains(QLatin1Char(':')) ? QFileInfo(path).absoluteFilePath() : path;
-    return Platform::hasUtf8Paths() ? full.toStdString() : QFile::encodeName(full).toStdString();
-}
 
 void SafeFile::setUsed(bool on, bool flush)
 {

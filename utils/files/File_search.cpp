@@ -10,8 +10,6 @@
 #include <QVector>
 
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
 
 namespace Utils {
 
@@ -166,12 +164,11 @@ static void noteFault(const QString &folder)
             LastError::isNoFile(folder);
         } else if (!info.isDir()) {
             LastError::setFor(".err.notafolder", folder);
-        } else if (const auto path = nativePath(folder)) {
+        } else if (!folder.startsWith(QLatin1Char(':'))) { // a resource can be listed
             // Only the system knows whether the folder can be listed: rights are not all there is.
-            std::error_code error;
-            std::filesystem::directory_iterator(std::filesystem::u8path(*path), error);
-            if (error)
-                LastError::cannotRead(folder, error.default_error_condition().value());
+            const int error = Platform::errorOfListing(systemPath(folder));
+            if (error != 0)
+                LastError::cannotRead(folder, error);
         }
     } catch (const std::bad_alloc &) {
         LastError::set(".err.memory");

@@ -103,6 +103,9 @@ struct FolderEntry
 /// False, and nothing is done, on a system where the caller has to list the folder in another way.
 bool listFolder(const std::string &path, const std::function<bool(const FolderEntry &)> &visit);
 
+/// Why the folder \p path cannot be listed, as an error number (errno); 0 when it can.
+int errorOfListing(const std::string &path);
+
 /// How copyToNewFile() ended.
 enum class CopyResult
 {

@@ -214,6 +214,17 @@ bool listFolder(const std::string &path, const std::function<bool(const FolderEn
     return true;
 }
 
+int errorOfListing(const std::string &path)
+{
+    if (!isUsable(path))
+        return ENOENT;
+    const std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir(path.c_str()), &closedir);
+    if (!folder)
+        return errno;
+    errno = 0;
+    return readdir(folder.get()) ? 0 : errno;
+}
+
 /// The permissions that QFile::setPermissions() sets for those that QFile::permissions() returns:
 /// what the user of the process may do, the owner of the copy may do, too.
 static mode_t copiedPermissions(const char *source, mode_t mode)

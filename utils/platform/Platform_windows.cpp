@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <cwchar>
 #include <vector>
 
 #include <fcntl.h>
@@ -336,6 +337,23 @@ int lastSystemFault() { return ERROR_CANT_ACCESS_FILE; }
 bool listFolder(const std::string &, const std::function<bool(const FolderEntry &)> &)
 {
     return false;
+}
+
+int errorOfListing(const std::string &path)
+{
+    if (!isUsable(path))
+        return ENOENT;
+    std::wstring all = toWidePath(path);
+    if (std::wcschr(L"/\\:", all.back()) == nullptr) // "C:" is the current folder of a drive
+        all += L'\\';
+    WIN32_FIND_DATAW data = {};
+    const HANDLE search = FindFirstFileW((all + L'*').c_str(), &data);
+    if (search != INVALID_HANDLE_VALUE) {
+        FindClose(search);
+        return 0;
+    }
+    // A drive has no entries "." and "..": it may be empty.
+    return GetLastError() == ERROR_FILE_NOT_FOUND ? 0 : errorNumber(GetLastError());
 }
 
 CopyResult copyToNewFile(const std::string &, const std::string &, std::int64_t)

@@ -135,7 +135,7 @@ static Result run(const QCommandLineParser &given, Host &)
     const QString patterns = arguments.size() > 1 ? arguments.mid(1).join(';') : QString("*");
     QStringList files = File::search(folder, patterns, !given.isSet("flat"));
     const QString reason = File::lastError();
-    if (!File::isDir(folder))
+    if (!reason.isEmpty())
         return failed(reason);
     files.sort();
 
