@@ -305,6 +305,25 @@ private Q_SLOTS:
         QCOMPARE(Platform::errorOfListing(folder + '\0'), ENOENT);
     }
 
+    void aFlushTellsWhyItFails()
+    {
+        const std::string path = makeFile(inFolder("file"), "text").toStdString();
+        std::FILE *const output = Platform::openFile(path, "a");
+        QVERIFY(output);
+        const bool isFlushed = Platform::flushFile(fileno(output));
+        std::fclose(output);
+        std::FILE *const input = Platform::openFile(path, "r"); // which may not be flushed
+        QVERIFY(input);
+        errno = 0;
+        const bool isInputFlushed = Platform::flushFile(fileno(input));
+        const int error = errno;
+        std::fclose(input);
+
+        QVERIFY(isFlushed);
+        QVERIFY(!isInputFlushed);
+        QCOMPARE(error, EACCES);
+    }
+
     void theTextOfAnErrorIsThatOfItsNumber()
     {
         QCOMPARE(Utils::errorText(EISDIR), QString("Is a directory"));

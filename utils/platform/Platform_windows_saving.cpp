@@ -17,9 +17,18 @@ bool hasUtf8Paths() { return true; }
 /// The error number (errno) for the last error of the system.
 static int lastErrorNumber() { return errorNumber(GetLastError()); }
 
+/// Flushes \p file to the disk, as flushFile(). False, with the error of the system, on failure.
+static bool flushToDisk(HANDLE file)
+{
+    if (FlushFileBuffers(file))
+        return true;
+    const DWORD error = GetLastError(); // of a file system that does not support it: one of two
+    return error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED;
+}
+
 bool flushFile(int file)
 {
-    if (FlushFileBuffers(reinterpret_cast<HANDLE>(_get_osfhandle(file))))
+    if (flushToDisk(reinterpret_cast<HANDLE>(_get_osfhandle(file))))
         return true;
     errno = lastErrorNumber();
     return false;
@@ -151,7 +160,7 @@ bool FileReplacement::State::overwrite(bool flush)
         DWORD written = 0;
         isWritten = WriteFile(old, block, count, &written, nullptr) && written == count;
     }
-    isWritten = isWritten && SetEndOfFile(old) && (!flush || FlushFileBuffers(old));
+    isWritten = isWritten && SetEndOfFile(old) && (!flush || flushToDisk(old));
     const int number = isWritten ? 0 : lastErrorNumber();
     if (old != INVALID_HANDLE_VALUE)
         CloseHandle(old);
@@ -210,7 +219,7 @@ bool FileReplacement::finish(bool flush)
         state.closeFile();
         return true;
     }
-    if (flush && !FlushFileBuffers(state.file))
+    if (flush && !flushToDisk(state.file))
         return state.fail(lastErrorNumber());
     return state.hasOtherNames ? state.overwrite(flush) : state.replace();
 }
