@@ -29,6 +29,7 @@
 #include <qwt_plot_tradingcurve.h>
 #include <qwt_scale_draw.h>
 #include <qwt_scale_map.h>
+#include <qwt_scale_widget.h>
 
 #include <cmath>
 #include <limits>
@@ -748,6 +749,8 @@ private Q_SLOTS:
         QCOMPARE(whiskers.sample(0).interval.minValue(), -0.021);
         QVERIFY(std::abs(whiskers.sample(0).interval.maxValue() - 36.742) < 0.001);
         QCOMPARE(whiskers.sample(3).value, 1.0);
+        QVERIFY(std::abs(whiskers.sample(3).interval.minValue() - 74.899) < 0.001);
+        QCOMPARE(whiskers.sample(3).interval.maxValue(), 99.8063);
 
         test.press(Qt::Key_Q, Qt::ControlModifier);
         test.restart();
@@ -920,6 +923,21 @@ private Q_SLOTS:
         while (margin < image.width() && isWhite(image.width() - 1 - margin))
             ++margin;
         QVERIFY2(margin > 5 && margin < 100, qPrintable(QString::number(margin)));
+    }
+
+    void lowestLabelOfAnAxisIsNotCut()
+    {
+        TestWindow test;
+        test.open(test.file("a.csv", "t{s},Load{g},Rest{kg}\n0,0,0\n1,1,1\n"));
+        select(test, {0, 1, 2});
+        QTRY_COMPARE(numItems(test, QwtPlotItem::Rtti_PlotCurve), 2);
+
+        for (const int axis : {QwtPlot::yLeft, QwtPlot::yRight}) {
+            const QImage image = pane(test).plot().axisWidget(axis)->grab().toImage();
+            const int bottom = image.height() - 1;
+            for (int x = 0; x < image.width(); ++x)
+                QCOMPARE(image.pixelColor(x, bottom), image.pixelColor(0, 0));
+        }
     }
 
     void statisticsAreCopied()
