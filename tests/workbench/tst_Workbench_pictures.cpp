@@ -152,6 +152,28 @@ private:
         QVERIFY(picture.save(QDir(folder).filePath(name + '_' + suffix + ".png")));
     }
 
+    /// Shows the window with a dark palette.
+    static void showDark(TestWindow &test, const QString &language)
+    {
+        const QPalette usual = QApplication::palette();
+        QApplication::setPalette(paletteOf("dark"));
+        show(test.window(), "dark", language);
+        QApplication::setPalette(usual);
+    }
+
+    /// Shows the rows in which the strain has its first holes, after two texts.
+    static void showHoles(TestWindow &test, const QString &language, const QString &look)
+    {
+        QByteArray contents = contentsOf(test.sample("load_curve.csv"));
+        contents.replace(",99.6084,", ",> 99.5,").replace(",99.8063,", ",> 99.5,");
+        test.open(test.file("clipped.csv", contents));
+        QTableView &grid = test.view<TableView>()->grid();
+        grid.scrollTo(grid.model()->index(492, 0), QTableView::PositionAtTop);
+        TestWindow::clickCell(grid, grid.model()->index(494, 3));
+        QTest::qWait(400);
+        show(test.window(), "holes", language, look);
+    }
+
     /// Shows the tables and plots that the guide has pictures of.
     static void showAll(TestWindow &test, const QString &language, const QString &look)
     {
@@ -162,10 +184,13 @@ private:
         selectColumns(test, {1, 2});
         QTest::qWait(400);
         show(test.window(), "plot", language, look);
-        selectColumns(test, {0, 1, 2}); // of two units
+        selectColumns(test, {0, 2, 4}); // of two units
+        test.press(Qt::Key_L, Qt::ControlModifier);
         QTest::qWait(400);
-        if (!look.isEmpty())
-            show(test.window(), "units", language, look);
+        show(test.window(), "units", language, look);
+        if (look.isEmpty())
+            showDark(test, language);
+        test.press(Qt::Key_L, Qt::ControlModifier);
         test.press(Qt::Key_2, Qt::ControlModifier);
         selectColumns(test, {2});
         QTest::qWait(400);
@@ -175,6 +200,7 @@ private:
         QTest::qWait(400);
         show(test.window(), "box", language, look);
         test.press(Qt::Key_1, Qt::ControlModifier);
+        showHoles(test, language, look);
 
         test.open(test.sample("bolts.csv"));
         QTest::qWait(200);
@@ -184,10 +210,9 @@ private:
             QTest::keyClick(dialog, Qt::Key_Escape);
         });
         test.choose("format");
-        if (look.isEmpty())
-            return;
-        Utils::Progress task(100, "Measuring the joints of the frame", /*cancelable=*/true,
-                             /*waitCursor=*/false, /*popup=*/true);
+        const char *const label = language == "de" ? "Die Knoten des Rahmens werden gemessen"
+                                                   : "Measuring the joints of the frame";
+        Utils::Progress task(100, label, /*cancelable=*/true, /*waitCursor=*/false, /*popup=*/true);
         task.show();
         for (int i = 0; i < 20; ++i) {
             QTest::qSleep(5);
@@ -271,7 +296,6 @@ private:
         for (auto field = fields.begin(); field != fields.end(); ++field)
             TestWindow::typeInto(*pane.findChild<QLineEdit *>(field.key()), *field);
         test.press(Qt::Key_F12);
-        test.window().statusBar()->clearMessage(); // of the last script
         const auto *const bar = pane.findChild<QProgressBar *>();
         QTRY_VERIFY(bar->value() >= bar->maximum() / 4 && bar->maximum() > 0);
         QCOMPARE(cutTexts(test.window()), QStringList()); // in the narrow pane, too
@@ -300,10 +324,17 @@ private:
 
         QByteArray wrong = code;
         wrong.replace("len(points), table", "len(point), table");
-        test.open(test.file("wrong.py", wrong));
+        // Its path is in the picture, which is the same each time that it is made for the guide.
+        QTemporaryDir ofThisRun;
+        const bool isForGuide = qEnvironmentVariableIsSet("KELM_PICTURES");
+        const QDir place(isForGuide ? QDir::tempPath() + "/tensile" : ofThisRun.path());
+        test.open(makeFile(place.filePath("wrong.py"), wrong));
         test.press(Qt::Key_F8);
         QTest::qWait(200);
         show(test.window(), "scriptError", language, look);
+        test.press(Qt::Key_W, Qt::ControlModifier);
+        test.window().statusBar()->clearMessage(); // of the error
+        QVERIFY(QFile::remove(place.filePath("wrong.py")) && QDir().rmdir(place.path()));
     }
 
     /// A file is opened, saved and closed, and a setting is changed.
