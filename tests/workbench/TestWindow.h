@@ -216,7 +216,9 @@ public:
     /// Replaces the text of a cell, and accepts it.
     static void changeCell(QAbstractItemView &view, const QModelIndex &index, const QString &text)
     {
-        // Otherwise the focus does not go back from the editor to the view.
+        // Otherwise the focus does not go back from the editor to the view. After a dialog, the
+        // window manager does not always make it the active one by itself.
+        view.window()->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(view.window(), patience));
         clickCell(view, index);
         QTest::keyClick(&view, Qt::Key_F2);
