@@ -11,6 +11,8 @@
 
 #include <Python.h>
 
+#include <marshal.h>
+
 #include <algorithm>
 #include <climits>
 #include <cstdio>
@@ -18,16 +20,11 @@
 
 namespace Utils {
 
-/// Returns the bytes of a \a file, and moves it back to its start. None for one without an end, as
-/// a pipe.
-static QByteArray contents(std::FILE *file)
+/// Returns the \a size bytes of a \a file, and moves it back to its start.
+static QByteArray contents(std::FILE *file, long size)
 {
-    QByteArray bytes;
-    if (std::fseek(file, 0, SEEK_END) == 0) {
-        bytes.resize(static_cast<int>(std::clamp(std::ftell(file), 0L, long{INT_MAX / 2})));
-        std::rewind(file);
-        bytes.resize(static_cast<int>(std::fread(bytes.data(), 1, bytes.size(), file)));
-    }
+    QByteArray bytes(static_cast<int>(std::min(size, long{INT_MAX / 2})), Qt::Uninitialized);
+    bytes.resize(static_cast<int>(std::fread(bytes.data(), 1, bytes.size(), file)));
     std::rewind(file);
     return bytes;
 }
@@ -37,6 +34,7 @@ static bool isTooDeepForPython(const QByteArray &source)
     return isTooDeepForPython(source, Platform::freeStack());
 }
 
+/// False for a \a file without an end, as a pipe.
 static bool isTooDeepForPython(std::FILE *file)
 {
     const long size = std::fseek(file, 0, SEEK_END) == 0 ? std::ftell(file) : 0;
@@ -44,7 +42,7 @@ static bool isTooDeepForPython(std::FILE *file)
     if (size <= 0 || !mayBeTooDeepForPython(static_cast<std::size_t>(size), Platform::freeStack()))
         return false;
     try {
-        return isTooDeepForPython(contents(file));
+        return isTooDeepForPython(contents(file, size));
     } catch (const std::bad_alloc &) {
         return true; // Python would need the memory, too
     }
@@ -138,7 +136,7 @@ static PythonRun outcome(const PythonReference &result, const QByteArray &code)
     return run;
 }
 
-/// Whether PyRun_SimpleFileExFlags runs a \a file as compiled code.
+/// Whether Python runs a \a file as compiled code.
 static bool isCompiled(std::FILE *file, const QByteArray &path)
 {
     if (path.endsWith(".pyc"))
@@ -151,22 +149,46 @@ static bool isCompiled(std::FILE *file, const QByteArray &path)
     return isLong && (start[0] | start[1] << 8) == (PyImport_GetMagicNumber() & 0xffff);
 }
 
-/// Runs a \a file of statements as PyRun_SimpleFileExFlags does, and closes it. Prints its error
-/// and stores it in \a run. Returns 0, or -1 when it has failed.
-static int runStatements(std::FILE *file, const char *path, PythonRun &run)
+/// Evaluates the compiled code in the file \a path. Returns null, with an error set, when it fails.
+static PyObject *evaluateCompiled(const QByteArray &path, PyObject *scope)
+{
+    std::FILE *const file = Platform::openFile(path.toStdString(), "rb"); // it is no text
+    if (!file)
+        return PyErr_SetFromErrnoWithFilename(PyExc_IOError, path.constData());
+    if (path.endsWith(".pyo"))
+        Py_OptimizeFlag = 1; // as in Python, from now on
+    const bool isOfThisPython = PyMarshal_ReadLongFromFile(file) == PyImport_GetMagicNumber();
+    PyMarshal_ReadLongFromFile(file); // the time of its source
+    const PythonReference code(isOfThisPython ? PyMarshal_ReadLastObjectFromFile(file) : nullptr);
+    std::fclose(file);
+    if (!code || !PyCode_Check(code.get())) {
+        PyErr_SetString(PyExc_RuntimeError, isOfThisPython ? "Bad code object in .pyc file"
+                                                           : "Bad magic number in .pyc file");
+        return nullptr;
+    }
+    return PyEval_EvalCode(reinterpret_cast<PyCodeObject *>(code.get()), scope, scope);
+}
+
+/// Runs a \a file and closes it. Prints its error and stores it in \a run. Returns 0, or -1 when it
+/// has failed.
+///
+/// Not by PyRun_SimpleFileExFlags, which prints an interrupt before that can be described.
+static int runFile(std::FILE *file, const QByteArray &path, PythonRun &run)
 {
     const char name[] = "__file__";
     const PythonReference scope = mainScope();
     const bool isNamed = scope && !PyDict_GetItemString(scope.get(), name);
     PythonReference result;
     if (isNamed) {
-        const PythonReference value(PyString_FromString(path));
+        const PythonReference value(PyString_FromString(path.constData()));
         if (value)
             PyDict_SetItemString(scope.get(), name, value.get());
     }
     if (scope && !PyErr_Occurred())
-        result.reset(PyRun_FileExFlags(file, path, Py_file_input, scope.get(), scope.get(),
-                                       /*closeit=*/0, nullptr));
+        result.reset(isCompiled(file, path)
+                         ? evaluateCompiled(path, scope.get())
+                         : PyRun_FileExFlags(file, path.constData(), Py_file_input, scope.get(),
+                                             scope.get(), /*closeit=*/0, nullptr));
     std::fclose(file);
     checkForInterrupt(result);
     PythonInterrupt::endScript();
@@ -179,16 +201,6 @@ static int runStatements(std::FILE *file, const char *path, PythonRun &run)
     if (isNamed && PyDict_DelItemString(scope.get(), name) != 0)
         PyErr_Clear();
     return isGood ? 0 : -1;
-}
-
-/// Runs a \a file of compiled code, and closes it. Prints its error and stores it in \a run.
-/// Returns 0, or -1 when it has failed.
-static int runCompiled(std::FILE *file, const char *path, PythonRun &run)
-{
-    const int status = PyRun_SimpleFileExFlags(file, path, /*closeit=*/1, nullptr);
-    if (status != 0)
-        run.details = PythonError::printed().describe();
-    return status;
 }
 
 PythonRun PythonRun::file(const Data::String &path)
@@ -211,8 +223,7 @@ PythonRun PythonRun::file(const Data::String &path)
             setDepthError();
             run.details = printPythonError();
         } else {
-            const auto runFile = isCompiled(file, utf8) ? runCompiled : runStatements;
-            status = runFile(file, utf8.constData(), run);
+            status = runFile(file, utf8, run);
         }
     }
     run.succeeded = status == 0;
