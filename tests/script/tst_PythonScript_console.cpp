@@ -128,6 +128,9 @@ private Q_SLOTS:
                                 << QString::fromUtf8("no é\n");
         QTest::newRow("None") << "raise SystemExit(None)" << 0 << "";
         QTest::newRow("the class") << "raise SystemExit" << 0 << "";
+        QTest::newRow("a status that fails")
+            << "raise type('E', (SystemExit,), {'code': property(lambda self: 1 / 0)})('why')" << 1
+            << "why\n";
     }
 
     void reportsThatTheCodeWantsToExit()
@@ -211,9 +214,13 @@ private Q_SLOTS:
         QCOMPARE(int(interpret("sys.stdout = Full()").state), int(ScriptReply::Done));
         const ScriptReply exit = interpret("sys.exit(3)");
         const ScriptReply reset = interpret("sys.stdout = plain");
+        const ScriptReply both = interpret("sys.stdout = Full(); sys.exit(4)");
+        interpret("sys.stdout = plain");
 
         QCOMPARE(int(exit.state), int(ScriptReply::Exit));
         QCOMPARE(exit.exitStatus, 3);
+        QCOMPARE(int(both.state), int(ScriptReply::Exit));
+        QCOMPARE(both.exitStatus, 4);
         QCOMPARE(int(reset.state), int(ScriptReply::Done));
         QCOMPARE(int(interpret("1 + 2").state), int(ScriptReply::Done));
         QCOMPARE(m_output, QString("3\n"));

@@ -137,6 +137,46 @@ private Q_SLOTS:
         row("a short traceback",
             "import sys\nsys.tracebacklimit = 2\ndef f(n):\n  1 / n\n  f(n - 1)\nf(5)\n");
         row("no traceback", "import sys\nsys.tracebacklimit = 0\n1 / 0\n");
+        row("a traceback of more lines than the list",
+            "import sys\nsys.tracebacklimit = 2000\nsys.setrecursionlimit(3000)\n"
+            "def f(n):\n  1 / n\n  f(n - 1)\nf(1100)\n");
+        row("a limit that is no number", "import sys\nsys.tracebacklimit = 'a'\n1 / 0\n");
+        row("a form feed", "x = 1\n\f1 / 0\n");
+        row("a class of a module without a name",
+            "class E(Exception): __module__ = ''\nraise E('a')\n");
+        row("an error that is no exception", "import host\nhost.call('why')\n");
+        row("an error that is no exception, without a text", "import host\nhost.call('')\n");
+
+        const QByteArray moved = "exec compile('\\n1 / 0', '/none/wrong.py', 'exec')\n";
+        row("a file that was moved", moved);
+        row("a file that was moved, odd folders",
+            "import sys\nsys.path = [5, '', sys.path[0] + '/']\n" + moved);
+        row("a file that was moved, no folders", "import sys\nsys.path = None\n" + moved);
+        row("a file that was moved, no path", "import sys\ndel sys.path\n" + moved);
+
+        const auto position = [&](const char *name, const QByteArray &message,
+                                  const QByteArray &values) {
+            row(name, "raise SyntaxError(" + message + ", (" + values + "))\n");
+        };
+        position("a position without a file", "'mine'", "None, 3, 5, 'x = 1'");
+        position("a position in a file without a name", "'mine'", "'', 3, 5, 'x = 1'");
+        position("a position in no file", "'mine'", "7, 3, 5, 'x = 1'");
+        position("a position in a file of unicode", "'mine'", "u'a.py', 3, 5, u'x = 1'");
+        position("a line that is a long int", "'mine'", "'a.py', 3L, 5L, 'x = 1'");
+        position("a line that is no number", "'mine'", "'a.py', 'b', 5, 'x = 1'");
+        position("a column that is no number", "'mine'", "'a.py', 3, 'b', 'x = 1'");
+        position("a source that is no text", "'mine'", "'a.py', 3, 5, 7");
+        position("a position without a message", "None", "'a.py', 3, 5, 'x = 1'");
+        position("a position with an empty message", "''", "'a.py', 3, 5, 'x = 1'");
+        position("a position with a number", "7", "'a.py', 3, 5, 'x = 1'");
+        position("a position with a message that fails",
+                 "type('M', (object,), {'__str__': lambda self: 1 / 0})()", "'a.py', 3, 5, 'x'");
+        const QByteArrayList attributes{
+            "print_file_and_line = 1", "msg = 'm'", "filename = None", "lineno = 3", "offset = 2",
+            "text = 'x = 1'"};
+        for (int count = 1; count <= attributes.size(); ++count)
+            row(qPrintable(QString("%1 attributes of a position").arg(count)),
+                "class E(Exception): " + attributes.mid(0, count).join("; ") + "\nraise E('a')\n");
     }
 
     void hasTheTracebackThatPythonPrints()
@@ -144,6 +184,13 @@ private Q_SLOTS:
         QFETCH(QByteArray, script);
         d->script("def f(:\n", "damaged.py");
         d->script("def f():\n    raise IOError('wrong')\n", "wrong.py");
+        d->standIns.reaction = [](const QString &text) {
+            PyObject *const type = PyString_FromString("odd");
+            PyObject *const value = PyString_FromString(text.toUtf8());
+            PyErr_SetObject(type, text.isEmpty() ? nullptr : value);
+            Py_DECREF(type);
+            Py_DECREF(value);
+        };
         run("import sys, cStringIO\nsys.dont_write_bytecode = True\n"
             "sys.path.insert(0, '" +
             d->folder.path() + "')\n");
@@ -199,6 +246,42 @@ private Q_SLOTS:
         QCOMPARE(
             frames(manager().error()),
             (QStringList{"<string>:2 <module> |exec 'a = 1\\n\\n1/0'|", "<string>:3 <module> ||"}));
+    }
+
+    void quotesNoLinesThatTheTextDoesNotHave()
+    {
+        QVERIFY(run("import types\nsource = compile('1 / 0', '', 'exec')\n"
+                    "def code(file, line): return types.CodeType(0, 0, source.co_stacksize, "
+                    "source.co_flags, source.co_code, source.co_consts, (), (), file, 'odd', line, "
+                    "'')\n"));
+        const QString path = d->script("x = 1\n");
+
+        for (const char *place : {"%1', 0", "%1', 99", "a\\0b', 1", "', 1"}) {
+            QVERIFY(!run("exec code('" + QString(place).replace("%1", path) + ")\n"));
+            QVERIFY2(frames(manager().error()).last().endsWith(" odd ||"),
+                     qPrintable(frames(manager().error()).last()));
+        }
+        QVERIFY(!run("exec code('" + path + "', 1)\n"));
+        QCOMPARE(frames(manager().error()).last(), path + ":1 odd |x = 1|");
+    }
+
+    void isOfAnUnknownModule()
+    {
+        QVERIFY(!run("class E:\n    def __str__(self): return 'a'\ndel E.__module__\nraise E()\n"));
+
+        QCOMPARE(manager().error().type(), String("E"));
+        QVERIFY2(manager().error().traceback().endsWith("\n<unknown>E: a\n"),
+                 qPrintable(manager().error().traceback()));
+    }
+
+    void hasNoLineOfTheCodeForAPositionInAnotherText()
+    {
+        QVERIFY(!run("raise SyntaxError('mine', ('a.py', 1, None, None))\n"));
+
+        QVERIFY2(
+            manager().error().traceback().endsWith("  File \"a.py\", line 1\nSyntaxError: mine\n"),
+            qPrintable(manager().error().traceback()));
+        QCOMPARE(manager().error().text(), String("mine"));
     }
 
     void readsNoPipe()
@@ -283,6 +366,9 @@ private Q_SLOTS:
         QTest::newRow("a text") << "sys.exit('no input')" << 1 << "no input";
         QTest::newRow("an exception") << "raise SystemExit" << 0 << "";
         QTest::newRow("several") << "raise SystemExit(1, 2)" << 1 << "(1, 2)";
+        QTest::newRow("a status that fails")
+            << "raise type('SystemExit', (SystemExit,), {'code': property(lambda s: 1 / 0)})('why')"
+            << 1 << "why";
     }
 
     void describesAnExit()
@@ -517,6 +603,7 @@ private Q_SLOTS:
         QTest::newRow("the error is left") << "leave" << "ZeroDivisionError" << "integer division or modulo by zero";
         QTest::newRow("the error is printed") << "print" << "ZeroDivisionError" << "integer division or modulo by zero";
         QTest::newRow("no error") << "none" << "" << "ERROR: Failed to initialize scripting module for frames";
+        QTest::newRow("what a script has set as the last error") << "set" << "5" << "";
         // clang-format on
     }
 
@@ -530,7 +617,10 @@ private Q_SLOTS:
             if (!Py_IsInitialized())
                 return false;
             PyErr_Clear();
-            if (how != "none") {
+            if (how == "set")
+                PyRun_SimpleString("import sys\nsys.last_type, sys.last_value = 5, None\n"
+                                   "sys.last_traceback = 'none'\n");
+            else if (how != "none") {
                 PyObject *const scope = PyModule_GetDict(PyImport_AddModule("__main__"));
                 PyRun_String("1 / 0", Py_eval_input, scope, scope);
             }
@@ -588,6 +678,13 @@ private Q_SLOTS:
         QCOMPARE(frame["line"].toInt(), 2);
         QCOMPARE(frame["function"].toString(), QString("f"));
         QCOMPARE(frame["source"].toString(), QString("raise ValueError('a \"quote\"\\n')"));
+
+        QVERIFY(!manager().execute("/none/none.py"));
+        const QJsonObject plain =
+            QJsonDocument::fromJson(manager().error().toJson().toUtf8()).object();
+        QCOMPARE(plain["file"].toString(), QString("/none/none.py"));
+        QVERIFY(plain["type"].isNull() && plain["line"].isNull() && plain["traceback"].isNull());
+        QVERIFY(plain["frames"].isArray() && plain["frames"].toArray().isEmpty());
     }
 
 private:

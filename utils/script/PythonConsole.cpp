@@ -31,7 +31,7 @@ struct Compiled
     /// Whether the text has an error that more lines might mend.
     bool isSyntaxError() const
     {
-        return type && PyErr_GivenExceptionMatches(type.get(), PyExc_SyntaxError) != 0;
+        return PyErr_GivenExceptionMatches(type.get(), PyExc_SyntaxError) != 0;
     }
 
     void raise() { PyErr_Restore(type.release(), value.release(), traceback.release()); }
@@ -65,8 +65,8 @@ static Compiled compile(const QByteArray &source, ScriptUnit unit, int features)
 
 static bool isSameError(const Compiled &one, const Compiled &other)
 {
-    if (one.type != other.type || !one.value || !other.value)
-        return one.type == other.type && one.value == other.value;
+    if (one.type != other.type)
+        return false;
     const PythonReference oneText(PyObject_Repr(one.value.get()));
     const PythonReference otherText(PyObject_Repr(other.value.get()));
     const bool isSame = oneText && otherText &&
@@ -111,14 +111,15 @@ static int takeExitStatus()
     if (Py_FlushLine() != 0)
         PyErr_Clear();
 
-    const PythonReference code(value ? PyObject_GetAttrString(value.get(), "code") : nullptr);
+    const PythonReference code(PyObject_GetAttrString(value.get(), "code"));
     PyErr_Clear();
-    if (!code || code.get() == Py_None)
+    PyObject *const printed = code ? code.get() : value.get();
+    if (printed == Py_None)
         return 0;
-    if (PyInt_Check(code.get()))
-        return static_cast<int>(PyInt_AsLong(code.get()));
+    if (PyInt_Check(printed))
+        return static_cast<int>(PyInt_AsLong(printed));
     PyObject *const stream = PySys_GetObject(const_cast<char *>("stderr"));
-    if (stream && PyFile_WriteObject(code.get(), stream, Py_PRINT_RAW) != 0)
+    if (stream && PyFile_WriteObject(printed, stream, Py_PRINT_RAW) != 0)
         PyErr_Clear();
     PySys_WriteStderr("\n");
     return 1;

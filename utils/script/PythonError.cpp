@@ -42,11 +42,27 @@ static QByteArray bytesOf(PyObject *object)
     return QByteArray(PyString_AS_STRING(object), static_cast<int>(size));
 }
 
-/// Returns a number; \p otherwise for None and what else is no int.
-static int numberOf(const PythonReference &object, int otherwise)
+/// Reads a text as Python prints it; a null one for None. Returns false for another object, and for
+/// null.
+static bool readPrinted(const PythonReference &object, QByteArray &text)
 {
-    return object && PyInt_Check(object.get()) ? static_cast<int>(PyInt_AS_LONG(object.get()))
-                                               : otherwise;
+    text.clear();
+    if (object.get() == Py_None)
+        return true;
+    if (!object)
+        return false;
+    text = PyString_AsString(object.get());
+    PyErr_Clear();
+    return !text.isNull();
+}
+
+/// Reads a number as Python prints it. Returns false for another object, and for null.
+static bool readPrinted(const PythonReference &object, int &number)
+{
+    number = static_cast<int>(PyInt_AsLong(object.get()));
+    const bool isNumber = !PyErr_Occurred();
+    PyErr_Clear();
+    return isNumber;
 }
 
 static PythonReference borrowed(PyObject *object)
@@ -95,8 +111,6 @@ private:
         QVector<PyCodeObject *> pending{code};
         while (!pending.isEmpty()) {
             PyCodeObject *const next = pending.takeLast();
-            if (m_compiled.contains(next))
-                continue;
             m_compiled.insert(next);
             for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(next->co_consts); ++i) {
                 PyObject *const constant = PyTuple_GET_ITEM(next->co_consts, i);
@@ -187,8 +201,12 @@ public:
         try {
             addFrames();
             m_data.type = fromBytes(className());
-            if (!addSyntaxError())
-                addText();
+            if (const PythonReference message = addPosition()) {
+                m_valueText.reset();
+                addText(message.get());
+            } else {
+                addText(m_error.value.get());
+            }
             addExit();
             m_data.traceback = fromBytes(m_traceback);
         } catch (const std::bad_alloc &) {
@@ -231,8 +249,6 @@ private:
             m_traceback += "Traceback (most recent call last):\n";
         for (; traceback; traceback = traceback->tb_next, --count)
             addFrame(*traceback, count <= largestTraceback, count <= largestText);
-        if (m_data.frames.isEmpty())
-            return;
         m_data.file = m_data.frames.last().file;
         m_data.line = m_data.frames.last().line;
     }
@@ -262,8 +278,7 @@ private:
         PyObject *const type = m_error.type.get();
         if (!PyExceptionClass_Check(type))
             return bytesOf(PythonReference(PyObject_Str(type)).get());
-        const char *const name = PyExceptionClass_Name(type);
-        const QByteArray whole(name ? name : "<unknown>");
+        const QByteArray whole(PyExceptionClass_Name(type));
         return whole.mid(whole.lastIndexOf('.') + 1);
     }
 
@@ -275,8 +290,9 @@ private:
         const PythonReference module = attribute(m_error.type.get(), "__module__");
         if (!module)
             return "<unknown>" + className();
-        const QByteArray name = bytesOf(module.get());
-        return name.isEmpty() || name == "exceptions" ? className() : name + '.' + className();
+        QByteArray name;
+        const bool isShown = readPrinted(module, name) && !name.isNull() && name != "exceptions";
+        return isShown ? name + '.' + className() : className();
     }
 
     /// Whether unicode() calls code of a script, which str() has called before.
@@ -286,9 +302,9 @@ private:
                reinterpret_cast<PyTypeObject *>(PyExc_BaseException)->tp_str;
     }
 
-    void addText()
+    /// Adds the text of \p value, which is the exception, or the message of a syntax error.
+    void addText(PyObject *value)
     {
-        PyObject *const value = m_error.value.get();
         if (!value || value == Py_None) {
             m_traceback += printedName() + '\n';
             return;
@@ -309,35 +325,36 @@ private:
         m_traceback += printedName() + (text.isEmpty() ? "" : ": ") + text + '\n';
     }
 
-    /// Returns false, and adds nothing, for an error without a position.
-    bool addSyntaxError()
+    /// Adds the position of a syntax error, and returns its message. Adds nothing, and returns
+    /// null, for an error without a position, and for one of a script that Python prints as if it
+    /// had none.
+    PythonReference addPosition()
     {
         PyObject *const value = m_error.value.get();
-        const PythonReference lineNumber = attribute(value, "lineno");
-        if (!attribute(value, "print_file_and_line") || !lineNumber ||
-            !PyInt_Check(lineNumber.get()))
-            return false;
-        const PythonReference message = attribute(value, "msg");
-        const PythonReference messageText(message ? PyObject_Str(message.get()) : nullptr);
-        const QByteArray text = bytesOf(messageText.get());
-        QByteArray file = bytesOf(attribute(value, "filename").get());
-        if (file.isEmpty())
+        PythonReference message = attribute(value, "msg");
+        const PythonReference offset = attribute(value, "offset");
+        QByteArray file;
+        QByteArray source;
+        int line = 0;
+        int column = -1; // none
+        if (!attribute(value, "print_file_and_line") || !message ||
+            !readPrinted(attribute(value, "filename"), file) ||
+            !readPrinted(attribute(value, "lineno"), line) ||
+            (offset.get() != Py_None && !readPrinted(offset, column)) ||
+            !readPrinted(attribute(value, "text"), source))
+            return nullptr;
+        if (file.isNull())
             file = "<string>";
-        const int line = numberOf(lineNumber, 0);
-        const int column = numberOf(attribute(value, "offset"), -1);
 
-        m_data.text = fromBytes(text);
         m_data.file = fromBytes(file);
         m_data.line = line;
         m_data.column = std::max(column, 0);
         m_traceback += "  File \"" + file + "\", line " + QByteArray::number(line) + '\n';
-        const PythonReference source = attribute(value, "text");
-        if (source && PyString_Check(source.get()))
-            addErrorLine(bytesOf(source.get()), column);
+        if (!source.isNull())
+            addErrorLine(source, column);
         else if (m_isCode && m_data.frames.isEmpty()) // Python has some lines of files only
             addErrorLine(m_sources.codeLine(line), -1);
-        m_traceback += printedName() + (text.isEmpty() ? "" : ": ") + text + '\n';
-        return true;
+        return message;
     }
 
     /// Adds the line of a syntax error, and a mark below its \p column, which is -1 without one.
@@ -370,8 +387,11 @@ private:
         if (!PyErr_GivenExceptionMatches(m_error.type.get(), PyExc_SystemExit) || !value)
             return;
         const PythonReference code = attribute(value, "code");
-        const bool isNone = !code || code.get() == Py_None;
-        m_data.exitStatus = isNone ? 0 : numberOf(code, 1);
+        const bool isNumber = code && PyInt_Check(code.get());
+        if (isNumber)
+            m_data.exitStatus = static_cast<int>(PyInt_AS_LONG(code.get()));
+        else
+            m_data.exitStatus = code.get() == Py_None ? 0 : 1;
     }
 
     const PythonError &m_error;
@@ -405,8 +425,6 @@ void PythonError::restore() &&
 
 void PythonError::normalize()
 {
-    if (!type)
-        return;
     PyObject *fetched[3] = {type.release(), value.release(), traceback.release()};
     PyErr_NormalizeException(&fetched[0], &fetched[1], &fetched[2]);
     type.reset(fetched[0]);

@@ -11,13 +11,10 @@ static PyObject *shared(PyObject *object)
 }
 
 PythonErrorText::PythonErrorText(PyObject *exception)
-    : m_outer(innermost), m_exception(shared(exception)),
-      m_type(exception ? Py_TYPE(exception) : nullptr),
-      m_original(m_type ? originalStr(m_type) : nullptr)
+    : m_outer(innermost), m_exception(shared(exception)), m_type(Py_TYPE(exception)),
+      m_original(originalStr(m_type))
 {
     innermost = this;
-    if (!m_type)
-        return;
     Py_INCREF(reinterpret_cast<PyObject *>(m_type));
     m_type->tp_str = str;
 }
@@ -25,8 +22,6 @@ PythonErrorText::PythonErrorText(PyObject *exception)
 PythonErrorText::~PythonErrorText()
 {
     innermost = m_outer;
-    if (!m_type)
-        return;
     bool isUsed = false; // around a run that another one is nested in
     for (const PythonErrorText *text = innermost; text; text = text->m_outer)
         isUsed = isUsed || text->m_type == m_type;
@@ -40,15 +35,13 @@ PythonReference PythonErrorText::text() const { return PythonReference(shared(m_
 /// Returns what the type had before. A class that was made meanwhile may have inherited str().
 reprfunc PythonErrorText::originalStr(const PyTypeObject *type)
 {
-    for (; type; type = type->tp_base) {
-        if (type->tp_str != str)
-            return type->tp_str;
+    for (; type->tp_str == str; type = type->tp_base) {
         for (const PythonErrorText *text = innermost; text; text = text->m_outer) {
             if (text->m_type == type)
                 return text->m_original;
         }
     }
-    return PyBaseObject_Type.tp_str;
+    return type->tp_str;
 }
 
 /// What str() calls for each object of the type.

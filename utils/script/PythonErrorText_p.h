@@ -11,7 +11,6 @@ namespace Utils {
 class PythonErrorText
 {
 public:
-    /// \p exception may be null.
     explicit PythonErrorText(PyObject *exception);
     ~PythonErrorText();
     Q_DISABLE_COPY(PythonErrorText)
