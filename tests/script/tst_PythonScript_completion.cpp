@@ -337,6 +337,23 @@ private Q_SLOTS:
         QVERIFY(text && text->documentation.startsWith("A value of any type."));
     }
 
+    void readsStubsThatAreCut()
+    {
+        Utils::PythonStubs stubs;
+        stubs.add("parts", "class Bolt:\n"
+                           "    def turn(self,\n"
+                           "             angle: float");
+        stubs.add("others", "class Nut:\n"
+                            "    \"\"\"A nut.\n"
+                            "    Another line.");
+
+        const auto *const turn = stubs.find("parts", "Bolt", "turn");
+        const auto *const nut = stubs.find("others", "Nut", "");
+        QVERIFY(turn && nut);
+        QCOMPARE(turn->signature, QString("turn(angle: float"));
+        QCOMPARE(nut->documentation, QString("A nut.\nAnother line."));
+    }
+
     void describesNames_data()
     {
         QTest::addColumn<QString>("text");
@@ -446,6 +463,10 @@ private Q_SLOTS:
         QTest::newRow("an argument that begins with self") << "beam.che" << "check" << function << "check(selfTest: bool)" << "";
         QTest::newRow("a static method") << "beam.mak" << "make" << function << "make(kind: int = 1) -> Beam" << "Makes one.";
         QTest::newRow("a text without a signature") << "beam.pai" << "paint" << function << "" << "Paints the beam.";
+        QTest::newRow("a text with a call") << "beam.fol" << "fold" << function << "" << "To unfold it, call beam.fold() again.";
+        QTest::newRow("a text with a call in brackets") << "beam.tur" << "turn" << function << "" << "(turn() takes long.)";
+        QTest::newRow("an enum") << "Documented.Beam.Mat" << "Material" << type << "" << "";
+        QTest::newRow("a value of an enum") << "Documented.Beam.Ste" << "Steel" << int(ScriptCompletion::Variable) << "" << "";
         QTest::newRow("no text") << "beam.cu" << "cut" << function << "" << "";
         QTest::newRow("of a derived class") << "mine.ben" << "bend" << function << "bend(force: float)" << "Bends the beam.\n\nThe force is in kN.";
         QTest::newRow("of a mixed-in class") << "mine.tota" << "total" << function << "total() -> float" << "The sum.";

@@ -84,11 +84,8 @@ void ClassVisit::visitOldClass(PyObject *object)
     m_oldClasses.insert(object);
     const auto *const visited = reinterpret_cast<PyClassObject *>(object);
     PythonObjects::visitDictionary(visited->cl_dict, nullptr, m_visit);
-    for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(visited->cl_bases); ++i) {
-        PyObject *const base = PyTuple_GET_ITEM(visited->cl_bases, i);
-        if (PyClass_Check(base))
-            visitOldClass(base);
-    }
+    for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(visited->cl_bases); ++i)
+        visitOldClass(PyTuple_GET_ITEM(visited->cl_bases, i)); // all of them are old classes
 }
 
 void ClassVisit::visitType(PyTypeObject *type)
@@ -229,13 +226,13 @@ static QString argumentsOf(PyObject *object, bool isBound)
     PyObject *const defaults = function->func_defaults;
     const Py_ssize_t defaultCount = defaults ? PyTuple_GET_SIZE(defaults) : 0;
     int name = 0;
+    const Py_ssize_t nameCount = PyTuple_GET_SIZE(code->co_varnames);
     const auto nextName = [&] {
-        const bool isThere = name < PyTuple_GET_SIZE(code->co_varnames);
-        return isThere ? textOf(PyTuple_GET_ITEM(code->co_varnames, name++)) : QString();
+        return name < nameCount ? textOf(PyTuple_GET_ITEM(code->co_varnames, name++)) : QString();
     };
 
     QStringList arguments;
-    while (name < code->co_argcount) {
+    while (name < code->co_argcount && name < nameCount) { // fewer in code that a script has made
         const Py_ssize_t withDefault = name - (code->co_argcount - defaultCount);
         QString argument = nextName();
         if (argument.startsWith(QLatin1Char('.'))) // a tuple that is unpacked
@@ -321,9 +318,7 @@ static void describeFunction(ScriptCompletion &result, PyObject *value, bool isI
     if (PyFunction_Check(value)) {
         result.signature =
             result.name + QLatin1Char('(') + argumentsOf(value, isBound) + QLatin1Char(')');
-        result.documentation = textOf(PyFunction_GET_CODE(value)
-                                          ? reinterpret_cast<PyFunctionObject *>(value)->func_doc
-                                          : nullptr);
+        result.documentation = textOf(reinterpret_cast<PyFunctionObject *>(value)->func_doc);
     } else if (PyCFunction_Check(value)) {
         setFromC(result, reinterpret_cast<PyCFunctionObject *>(value)->m_ml->ml_doc);
     } else if (isMethodOfC(value)) {

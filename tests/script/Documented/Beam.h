@@ -24,7 +24,15 @@ public:
     }
     void paint() { ++count; }
     void check(bool) { ++count; }
+    void fold() { ++count; }
+    void turn() { ++count; }
     void cut() { ++count; }
+
+    enum Material
+    {
+        Steel,
+        Wood
+    };
 
 private:
     inline static int count = 0;
