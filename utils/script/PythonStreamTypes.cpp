@@ -215,14 +215,6 @@ static PyObject *next(PyObject *self)
     return line && PyString_GET_SIZE(line.get()) > 0 ? line.release() : nullptr;
 }
 
-static PyObject *nextOrStop(PyObject *self, PyObject *)
-{
-    PyObject *const line = next(self);
-    if (!line && !PyErr_Occurred())
-        PyErr_SetNone(PyExc_StopIteration);
-    return line;
-}
-
 static PyObject *readLines(PyObject *self, int limit)
 {
     PythonReference lines(PyList_New(0));
@@ -308,7 +300,6 @@ static PyMethodDef inputMethods[] = {
     {"readline", readline, METH_VARARGS, "readline([size]): reads a line"},
     {"read", read, METH_VARARGS, "read([size]): reads to the end, or size bytes"},
     {"readlines", readlines, METH_VARARGS, "readlines([size]): reads a list of lines"},
-    {"next", nextOrStop, METH_NOARGS, "next(): reads a line, or raises StopIteration"},
     {"xreadlines", itself, METH_NOARGS, "xreadlines(): returns the stream itself"},
     {"isatty", isatty, METH_NOARGS, "isatty(): whether the stream is a terminal"},
     {"fileno", fileno, METH_NOARGS, "fileno(): the descriptor of the stream of the process"},
