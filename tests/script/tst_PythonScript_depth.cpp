@@ -439,6 +439,76 @@ private Q_SLOTS:
         QCOMPARE(parses, 1);
     }
 
+    void dividesCodeByItsSigns_data()
+    {
+        QTest::addColumn<Code>("code");
+        QTest::addColumn<int>("expected"); // parses
+
+        const auto row = [](const char *name, const QByteArray &before, const QByteArray &after,
+                            int expected) {
+            QTest::newRow(name) << Code{before, "x = 1\n", after} << expected;
+        };
+        row("a plain encoding", "# -*- coding: latin-1 -*-\n", "", 0);
+        row("UTF-8", "#\n# coding=UTF-8 \n", "", 0);
+        row("UTF-8 without a sign", "# coding: utf8\n", "", 0);
+        row("ASCII", "# coding:ascii\n", "", 0);
+        row("an encoding in the third line", "#\n#\n# coding: koi8-r\n", "", 0);
+        row("another encoding", "# coding: koi8-r\n", "", 1);
+        row("two encodings", "# coding: ascii, coding: ascii\n", "", 1);
+        row("a continued line", "x = 1 + \\\n2\n", "", 0);
+        row("a continued line with two ends", "x = 1 + \\\r\n2\n", "", 0);
+        row("a continued line with another end", "x = 1 + \\\r2\n", "", 1);
+        row("a sign after a continued line", "x = 1 + \\ \n2\n", "", 1);
+        row("a line with two ends", "x = 1\r\n", "", 0);
+        row("a line with another end", "x = 1\r", "", 1);
+        row("a form feed", "\fx = 1\n", "", 1);
+        row("a vertical tab", "x = \v1\n", "", 1);
+        row("a bracket that closes nothing", "x = 1)\n", "", 1);
+        row("a bracket without an end", "", "(", 0);
+        row("a text without an end", "", "x = 'a", 1);
+        row("a text that its line ends", "x = 'a\n", "", 1);
+        row("a long text without an end", "", "x = '''a\n''", 1);
+        row("a quote at the end", "", "x = 'a\\", 1);
+        row("a comment at the end", "", "# a", 0);
+        row("a comment with two ends", "# a\r\n", "", 0);
+        row("a class", "class\tA: pass\ndef\tf(): pass\n", "", 0);
+        row("names that begin like others", "defx = classy = _if = 1\n", "", 0);
+        row("a word that is none of a jump", "an = ander = Ifor = elifelif = 1\n", "", 0);
+    }
+
+    void dividesCodeByItsSigns()
+    {
+        QVERIFY(d->engine.validate("1")); // starts Python
+        QFETCH(Code, code);
+        QFETCH(int, expected);
+        const std::size_t stack = std::size_t(128) << 20;
+        const QByteArray text = code.repeated(100'000);
+        parses = 0;
+
+        QVERIFY(!Utils::isTooDeepForPython(text, stack));
+
+        QCOMPARE(parses, expected);
+    }
+
+    void limitsTheCallsOfAThread()
+    {
+        QVERIFY2(d->engine.runCode("import sys, threading\n"
+                                   "plain = sys.getrecursionlimit()\n"
+                                   "sys.setrecursionlimit(10 ** 8)\n"
+                                   "own = sys.getrecursionlimit()\n"
+                                   "thread = threading.Thread(target=sys.setrecursionlimit, "
+                                   "args=(10 ** 8,))\n"
+                                   "thread.start()\nthread.join()\n"
+                                   "other = sys.getrecursionlimit()\n"
+                                   "sys.setrecursionlimit(plain)\n"),
+                 d->engine.errorMessage().c_str());
+
+        const int other = d->engine.getData("other").toInt();
+        QVERIFY2(other >= d->engine.getData("plain").toInt() &&
+                     other <= d->engine.getData("own").toInt(),
+                 qPrintable(QString::number(other)));
+    }
+
     // Without the tree nothing may pass that has too deep a tree.
     void judgesWithoutATreeAsWithIt()
     {

@@ -810,6 +810,24 @@ private Q_SLOTS:
         QCOMPARE(ScriptManager::interruptDelay(), 0);
     }
 
+    void tellsThatAnInterruptCameLate()
+    {
+        d->standIns.reaction = [&](const QString &) {
+            m_wasRunning = ScriptManager::interrupt();
+            sleepInC(700ms);
+        };
+
+        QVERIFY(!run("import host\nhost.call('stuck')\nwhile True: pass\n"));
+
+        const ScriptError error = manager().error();
+        QVERIFY(m_wasRunning);
+        QVERIFY(error.isInterrupted() && !error.isTimeLimit());
+        QVERIFY2(error.interruptDelay() >= 600,
+                 qPrintable(QString::number(error.interruptDelay())));
+        QVERIFY2(error.text().contains("scriptinterruptlate"), qPrintable(error.text()));
+        verifyClean();
+    }
+
     void endsBeforeTheTimeLimitByAnInterrupt()
     {
         ScriptManager::setTimeLimit(10'000);

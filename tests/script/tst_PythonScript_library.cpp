@@ -130,6 +130,71 @@ private Q_SLOTS:
             (QStringList{notStarted, "bad: ", notStarted, "1", notStarted, "1", "exit 3"}));
     }
 
+    void startsWithCodecsThatReplaceTheStreams()
+    {
+        const QString path = m_home + library + "encodings/__init__.py";
+        const auto restore = qScopeGuard([&] {
+            putGoodFile(path);
+            putGoodFile(path + 'c');
+        });
+        QVERIFY(QFile::remove(path) && QFile::remove(path + 'c'));
+        makeFile(path, contentsOf(goodPath(path)) + "\nimport sys\n"
+                                                    "class Failing(file):\n"
+                                                    "    def isatty(self): raise IOError\n"
+                                                    "sys.stdin = object()\n"
+                                                    "del sys.stdout\n"
+                                                    "sys.stderr = Failing('/dev/null', 'w')\n");
+
+        QCOMPARE(runPythonChild({"PYTHON_DIR=" + m_home, "code:import sys\nx = sys.stderr.encoding",
+                                 "value:str(x)", "value:hasattr(sys, 'stdout')"}),
+                 (QStringList{"good", "None", "false", "exit 3"}));
+    }
+
+    void doesNotStartWithCodecsThatFail_data()
+    {
+        QTest::addColumn<QByteArray>("program");
+
+        for (const char *error : {"ImportError", "ImportError('No module named other')",
+                                  "ImportError(5)", "ValueError"})
+            QTest::newRow(error) << "raise " + QByteArray(error) + '\n';
+    }
+
+    void doesNotStartWithCodecsThatFail()
+    {
+        QFETCH(QByteArray, program);
+        const QString path = m_home + library + "encodings/__init__.py";
+        const auto restore = qScopeGuard([&] {
+            putGoodFile(path);
+            putGoodFile(path + 'c');
+        });
+        QVERIFY(QFile::remove(path) && QFile::remove(path + 'c'));
+        makeFile(path, program);
+
+        QCOMPARE(runPythonChild({"PYTHON_DIR=" + m_home, "code:x = 1",
+                                 "put:" + path + "=" + goodPath(path), "value:6*7"}),
+                 (QStringList{notStarted, "42", "exit 3"}));
+    }
+
+    void startsInALibraryOfCompiledModules()
+    {
+        const QString path = m_home + library + "os.py";
+        const auto restore = qScopeGuard([&] {
+            putGoodFile(path);
+            putGoodFile(path + 'c');
+        });
+        const QString home = "PYTHON_DIR=" + m_home;
+        QVERIFY(QFile::remove(path));
+
+        QCOMPARE(runPythonChild({home, "value:__import__('os').__file__"}),
+                 (QStringList{path + 'c', "exit 3"}));
+
+        // Python needs one of the two, even when there is one for another mode.
+        QVERIFY(QFile::rename(path + 'c', path + 'o'));
+        const auto remove = qScopeGuard([&] { QFile::remove(path + 'o'); });
+        QCOMPARE(runPythonChild({home, "code:x = 1", "PYTHON_DIR=" + goodHome, "value:6*7"}),
+                 (QStringList{notStarted, "42", "exit 3"}));
+    }
+
     void startsInAnotherHomeBehindADamagedOne_data()
     {
         QTest::addColumn<QByteArray>("program");

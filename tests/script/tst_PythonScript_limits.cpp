@@ -69,6 +69,17 @@ private Q_SLOTS:
         QVERIFY2(timer.elapsed() < 20'000, qPrintable(QString::number(timer.elapsed())));
     }
 
+    void endsThreadsWhereNoThreadCanBeStarted()
+    {
+        qputenv("LSAN_OPTIONS", "detect_leaks=0"); // which would need a thread
+        const QString code = "kept = 1\nimport threading, time\n"
+                             "threading.Thread(target=time.sleep, args=(0.2,)).start()\n";
+
+        QCOMPARE(runPythonChild(
+                     {home, "code:" + code, "no-fork", "reset", "value:str('kept' in globals())"}),
+                 (QStringList{"good", "False", "exit 3"}));
+    }
+
 private:
     QByteArray log() const
     {

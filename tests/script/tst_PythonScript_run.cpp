@@ -444,6 +444,8 @@ private Q_SLOTS:
         row("no details", true, "('no beam',)", "('no beam',)");
         row("no tuple", true, "'no beam'", "no beam");
         row("a number", true, "5", "5");
+        row("a syntax error without a value", true, "5\ndel value", "");
+        row("another error without a value", false, "5\ndel value", "");
         row("another error of that shape", false, "('no beam', ('f', 3, 4))",
             "('no beam', ('f', 3, 4))");
         row("a text that fails", false, "u'\xc3\xa4'", "");

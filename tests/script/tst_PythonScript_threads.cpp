@@ -48,6 +48,19 @@ private Q_SLOTS:
         QTest::newRow("one in a spoiled module")
             << run("time.sleep(1e6)") + "time.sleep(0.05)\n"
                 "threading.enumerate = threading._active = None\n" << "without a name";
+        QTest::newRow("one among odd objects")
+            << run("time.sleep(1e6)") + "threading.enumerate = lambda: [5, t]\n" << "Worker";
+        QTest::newRow("one in a module without its class")
+            << run("time.sleep(0.2)") + "del threading._MainThread\n" << "";
+        QTest::newRow("one in a module without its list")
+            << run("time.sleep(1e6)") + "time.sleep(0.05)\ndel threading._active\n"
+            << "without a name";
+        QTest::newRow("one whose name fails")
+            << run("time.sleep(1e6)") + "threading.Thread.name = property(lambda self: 1 / 0)\n"
+            << "without a name";
+        QTest::newRow("one whose end cannot be told")
+            << run("time.sleep(0.2)") + "del threading.Thread.isAlive, threading.Thread.is_alive\n"
+            << "";
         QTest::newRow("one that imported the module")
             << "import thread, time\ndef f():\n import threading\n time.sleep(0.1)\n"
                 "thread.start_new_thread(f, ())\ntime.sleep(0.05)\n" << "";

@@ -102,14 +102,13 @@ int raiseIfRequested()
     if (isLimit && deadline != 0)
         deadline = Interrupt::now() + repetition;
     setAlarmForLimit();
-    Run *const run = innermost;
-    const PythonReference exception =
-        makeException(isLimit, delay, run ? run->m_kind : Run::Script);
+    Run *const run = innermost; // there is one, as only a run can be interrupted
+    const PythonReference exception = makeException(isLimit, delay, run->m_kind);
     if (!exception)
         return -1;
-    if (run && run->m_kind == Run::End) {
+    if (run->m_kind == Run::End) {
         run->m_isInterrupted = true; // it keeps no object, as Python ends before it does
-    } else if (run) {
+    } else {
         run->takeException();
         Py_INCREF(exception.get());
         run->m_exception = exception.get();
@@ -125,7 +124,7 @@ int raiseIfRequested()
 void endScript()
 {
     Run *const run = innermost;
-    if (!run || !run->m_exception)
+    if (!run->m_exception)
         return;
     PythonError error = PythonError::fetch();
     run->m_isInterrupted = error.value.get() == run->m_exception;

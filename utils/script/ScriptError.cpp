@@ -22,16 +22,13 @@ ScriptError ScriptErrorPrivate::make(const ScriptErrorPrivate &data)
 ScriptError ScriptErrorPrivate::ofModule(const ScriptError &error, const Data::String &module)
 {
     ScriptError result = error;
-    if (result.d)
-        result.d->module = module;
+    result.d->module = module;
     return result;
 }
 
 ScriptError ScriptErrorPrivate::ofInterrupt(const ScriptError &error, bool isTimeLimit, int delay)
 {
     ScriptError result = error;
-    if (!result.d)
-        return result;
     result.d->isInterrupted = true;
     result.d->isTimeLimit = isTimeLimit;
     result.d->interruptDelay = delay;
