@@ -48,6 +48,7 @@ class Value(suite.TestCase):
             self.assertInt(variant.userType(), 6)
             self.assertIs(type(variant.toDouble()), float)
             self.assertEqual(variant.toDouble(), value)
+        self.assertEqual(Variant(type('Float', (float,), {})(2.5)).toDouble(), 2.5)
         self.assertInt(Variant(2.6).toInt(), 3)
         self.assertText(Variant(1.5).toString(), '1.5')
 

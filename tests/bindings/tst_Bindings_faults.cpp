@@ -3,6 +3,7 @@
 #include "bindings/Modules.h"
 #include "bindings/Text_p.h"
 #include "bindings/Value_p.h"
+#include "utils/feedback/Progress.h"
 #include "utils/script/PythonReference_p.h"
 
 #include "tests/support/Print.h"
@@ -130,6 +131,41 @@ private Q_SLOTS:
             failures += isOut;
 
             QCOMPARE(text, isOut ? QString("MemoryError: ") : QString("2"));
+        }
+        QVERIFY(failures > 0);
+    }
+
+    void raiseAMemoryErrorForAWrapper_data()
+    {
+        QTest::addColumn<QByteArray>("expression");
+        QTest::addColumn<QString>("value");
+
+        QTest::newRow("the current reporter")
+            << QByteArray("Utils.Progress.current().label()") << "Task";
+        QTest::newRow("a line of a program")
+            << QByteArray("Utils.Process('/bin/echo', ['a']).run(-1, note), lines.pop()")
+            << "(0, 'a')";
+    }
+
+    void raiseAMemoryErrorForAWrapper()
+    {
+        QFETCH(QByteArray, expression);
+        QFETCH(QString, value);
+        const Utils::Progress progress(10, "Task");
+        QCOMPARE(m_python.run("lines = []\n"
+                              "def note(line, isError): lines.append(str(line))\n"),
+                 QString());
+
+        bool isOut = true;
+        int failures = 0;
+        for (int n = 0; isOut; ++n) {
+            PythonFault fault(n, "PyObject_Call");
+            const QString text = m_python.text(expression);
+            fault.end();
+            isOut = fault.hasFailed();
+            failures += isOut;
+
+            QCOMPARE(text, isOut ? QString("MemoryError: ") : value);
         }
         QVERIFY(failures > 0);
     }

@@ -92,6 +92,36 @@ private Q_SLOTS:
         row("a name for data", "PyModule_AddObject", pushing(2));
         row("a name that is looked up", "PyImport_AddModule",
             [](auto &engine) { return engine.getData("kept").isValid(); });
+        row("an attribute that is read", "PyObject_GetAttrString",
+            [](auto &engine) { return engine.getData("kept").isValid(); });
+        row("statements with a module of data", "PyImport_AddModule", [](auto &engine) {
+            engine.pushData("beams.length", 2);
+            return engine.runCode("x = beams.length\n");
+        });
+        for (const char *function : {"PyImport_AddModule", "PyString_FromString"})
+            row(function, function, [](auto &engine) {
+                const QTemporaryDir folder;
+                return engine.runFile(makeFile(folder.filePath("a.py"), "file = __file__\n"));
+            });
+        for (const char *function : {"PyList_New", "PyList_Append", "PyString_FromStringAndSize"})
+            row(qPrintable(QString("lines, ") + function), function, [](auto &engine) {
+                int left = 2;
+                ScriptManager::instance().setInputSource([&](String &text) {
+                    text = "line\n";
+                    return left-- > 0;
+                });
+                const bool isDone = engine.runCode("import sys\nlines = sys.stdin.readlines()\n");
+                ScriptManager::instance().setInputSource({});
+                return isDone;
+            });
+        row("a buffer that is written", "PyString_FromStringAndSize", [](auto &engine) {
+            String written;
+            ScriptManager::instance().setOutputSink(
+                [&](const String &text, Utils::ScriptChannel) { written += text; });
+            const bool isDone = engine.runCode("import sys\nsys.stdout.write(buffer('abc'))\n");
+            ScriptManager::instance().setOutputSink({});
+            return isDone && written == "abc";
+        });
     }
 
     void goesOnAfterAnOperationThatFails()
@@ -153,6 +183,96 @@ private Q_SLOTS:
             }
         }
         QVERIFY(failures > 0);
+    }
+
+    /// A syntax error that cannot be compared with another one counts as incomplete.
+    void asksForMoreWhereErrorsCannotBeCompared()
+    {
+        ScriptManager &manager = ScriptManager::instance();
+        QCOMPARE(int(manager.interpret("1 +* 2", "py").state), int(ScriptReply::Failed));
+
+        for (const int n : {0, 1}) {
+            PythonFault fault(n, "PyObject_Repr");
+            const ScriptReply reply = manager.interpret("1 +* 2", "py");
+            fault.end();
+
+            QVERIFY(fault.hasFailed());
+            QCOMPARE(int(reply.state), int(ScriptReply::Incomplete));
+            QVERIFY(!PyErr_Occurred());
+            QCOMPARE(int(manager.interpret("x = 1", "py").state), int(ScriptReply::Done));
+        }
+    }
+
+    void describesAnErrorAsFarAsItCan_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QString>("type");
+
+        QTest::newRow("an exception") << QByteArray("raise ValueError('a')\n") << "ValueError";
+        QTest::newRow("a text that Python cannot print")
+            << QByteArray("raise ValueError(u'\\xe4')\n") << "ValueError";
+        QTest::newRow("a syntax error") << QByteArray("x = 1 +\n") << "SyntaxError";
+        QTest::newRow("an exit") << QByteArray("raise SystemExit(3)\n") << "SystemExit";
+    }
+
+    void describesAnErrorAsFarAsItCan()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(QString, type);
+        const QString path = d->script(script);
+        const QString code = QString::fromUtf8(script);
+
+        for (const char *function :
+             {"PyObject_GetAttrString", "PyObject_Str", "PyObject_Unicode", "PyObject_Call"})
+        {
+            bool isOut = true;
+            for (int n = 0; isOut; ++n) {
+                PythonFault fault(n, function);
+                const bool isDone = n % 2 == 0 ? d->engine.runFile(path) : d->engine.runCode(code);
+                isOut = fault.hasFailed();
+                fault.end();
+
+                QVERIFY(!isDone);
+                QVERIFY(!PyErr_Occurred());
+                const String found = d->engine.error().type();
+                QVERIFY2(found == type || (isOut && found == "MemoryError"), found.c_str());
+                QVERIFY(d->engine.runCode("x = 1\n"));
+            }
+        }
+    }
+
+    void leavesStreamsThatCannotBeMade_data()
+    {
+        QTest::addColumn<QByteArray>("function");
+
+        QTest::newRow("the type") << QByteArray("PyType_Ready");
+        QTest::newRow("the stream") << QByteArray("_PyObject_New");
+    }
+
+    void leavesStreamsThatCannotBeMade()
+    {
+        QFETCH(QByteArray, function);
+        QVERIFY(d->engine.runCode("x = 1\n"));
+        ScriptManager &manager = ScriptManager::instance();
+        char name[] = "stdout";
+
+        bool isOut = true;
+        int left = 0;
+        for (int n = 0; isOut; ++n) {
+            String written;
+            PythonFault fault(n, function.constData());
+            manager.setOutputSink(
+                [&](const String &text, Utils::ScriptChannel) { written += text; });
+            isOut = fault.hasFailed();
+            fault.end();
+            left += PyFile_Check(PySys_GetObject(name));
+
+            QVERIFY(d->engine.runCode("print 'a'\n")); // tries again
+            QCOMPARE(written, String("a\n"));
+            manager.setOutputSink({});
+            QVERIFY(PyFile_Check(PySys_GetObject(name)));
+        }
+        QVERIFY(left > 0);
     }
 
     /// When the module is not accessible, the engine forgets the data, but the name remains.

@@ -31,6 +31,10 @@ static bool fails(const char *function)
     return true;
 }
 
+/// For a function that counts only when the fault names it, as Python calls it often, and goes on
+/// when it fails.
+static bool failsByName(const char *function) { return only && fails(function); }
+
 template <typename Function>
 static Function next(Function, const char *name)
 {
@@ -40,15 +44,15 @@ static Function next(Function, const char *name)
 #define KELM_TEXT(name) #name
 #define KELM_NAME(name) KELM_TEXT(name) // what a macro of Python makes of it
 
-#define KELM_IN_FRONT_OF(Result, name, parameters, arguments, failure)       \
+#define KELM_IN_FRONT_OF(test, Result, name, parameters, arguments, failure) \
     extern "C" __attribute__((visibility("default"))) Result name parameters \
     {                                                                        \
         static const auto plain = next(&name, KELM_NAME(name));              \
-        return fails(#name) ? failure : plain arguments;                     \
+        return test(#name) ? failure : plain arguments;                      \
     }
 
 #define KELM_IN_FRONT(Result, name, parameters, arguments) \
-    KELM_IN_FRONT_OF(Result, name, parameters, arguments, nullptr)
+    KELM_IN_FRONT_OF(fails, Result, name, parameters, arguments, nullptr)
 
 KELM_IN_FRONT(PyObject *, PyString_FromString, (const char *text), (text))
 KELM_IN_FRONT(PyObject *, PyString_FromStringAndSize, (const char *text, Py_ssize_t size),
@@ -66,7 +70,16 @@ KELM_IN_FRONT(PyObject *, PyObject_Str, (PyObject * object), (object))
 KELM_IN_FRONT(PyObject *, PyImport_AddModule, (const char *name), (name))
 KELM_IN_FRONT(PyObject *, PyImport_ImportModule, (const char *name), (name))
 KELM_IN_FRONT(PyObject *, PyCodec_Encoder, (const char *name), (name))
-KELM_IN_FRONT_OF(int, PyModule_AddObject, (PyObject * module, const char *name, PyObject *object),
-                 (module, name, object), -1)
-KELM_IN_FRONT_OF(int, PyFile_SetEncodingAndErrors,
+KELM_IN_FRONT_OF(fails, int, PyModule_AddObject,
+                 (PyObject * module, const char *name, PyObject *object), (module, name, object),
+                 -1)
+KELM_IN_FRONT_OF(fails, int, PyFile_SetEncodingAndErrors,
                  (PyObject * file, const char *encoding, char *errors), (file, encoding, errors), 0)
+
+KELM_IN_FRONT_OF(failsByName, PyObject *, PyObject_GetAttrString,
+                 (PyObject * object, const char *name), (object, name), nullptr)
+KELM_IN_FRONT_OF(failsByName, PyObject *, PyObject_Unicode, (PyObject * object), (object), nullptr)
+KELM_IN_FRONT_OF(failsByName, PyObject *, _PyObject_New, (PyTypeObject * type), (type), nullptr)
+KELM_IN_FRONT_OF(failsByName, int, PyType_Ready, (PyTypeObject * type), (type), -1)
+KELM_IN_FRONT_OF(failsByName, int, PyList_Append, (PyObject * list, PyObject *object),
+                 (list, object), -1)

@@ -14,7 +14,7 @@
 class PythonFault
 {
 public:
-    /// With a \p function, as "PyList_New", only its calls count.
+    /// With a \p function, as "PyList_New", only its calls count. Some functions must be named.
     explicit PythonFault(int number, const char *function = nullptr);
     ~PythonFault() { end(); }
 
