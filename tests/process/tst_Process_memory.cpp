@@ -77,6 +77,40 @@ private Q_SLOTS:
         QVERIFY(failed > 0);
     }
 
+    void leavesTheProgramThatRuns()
+    {
+        const MarkedProcesses marked;
+        Process process("/bin/sleep", QStringList("60"));
+        marked.mark(process);
+        QVERIFY(process.start());
+        const qint64 pid = process.getPID();
+
+        bool isOut = true;
+        for (int n = 0; isOut; ++n) {
+            FailingMemory memory(n, FailingMemory::Once);
+            const bool isRunning = process.start(); // Qt only warns
+            isOut = memory.hasFailed();
+            memory.end();
+
+            QVERIFY(isRunning);
+            QCOMPARE(process.getPID(), pid);
+        }
+        QCOMPARE(marked.ids().size(), 1);
+    }
+
+    void hasNoMessageWithoutMemory()
+    {
+        const Process process("/bin/true");
+        QVERIFY(!process.errorMessage().isEmpty()); // that of Qt for no error
+
+        FailingMemory memory(0, FailingMemory::Once);
+        const Data::String message = process.errorMessage();
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QCOMPARE(message, Data::String());
+    }
+
     void doesNotEndTheHostByASignalOfItsPipe()
     {
         int failed = 0;

@@ -287,6 +287,30 @@ private Q_SLOTS:
         QCOMPARE(process.exitCode(), SIGKILL);
     }
 
+    void isNotStoppedAgainWhileItIsStopped()
+    {
+        const QTemporaryDir folder;
+        const MarkedProcesses marked;
+        Process process("/bin/sh", shellArguments("trap 'echo late; while [ ! -e go ]; do "
+                                                  "sleep 0.01; done; exit 5' TERM\n"
+                                                  "echo early; while :; do sleep 0.01; done"));
+        marked.mark(process);
+        process.setWorkingDirectory(folder.path());
+        process.setStopPolicy(60000);
+        bool isStopped = true;
+        process.onLine([&](const Data::String &line, Process::Channel) {
+            if (line != "late")
+                return;
+            isStopped = process.stop();
+            QVERIFY(QFile(folder.filePath("go")).open(QIODevice::WriteOnly));
+        });
+
+        QCOMPARE(process.run(1000), Process::RunTimedOut);
+
+        QVERIFY(!isStopped);
+        QCOMPARE(process.exitCode(), 5);
+    }
+
     void stopsWhatDoesNotEndInTime()
     {
         const MarkedProcesses marked;

@@ -23,9 +23,10 @@ public:
     bool connect(const QObject *receiver, const char *method) override
     {
         methods.append(method);
-        return PublicSignal::connect(receiver, method);
+        return !refuses && PublicSignal::connect(receiver, method);
     }
     QStringList methods;
+    bool refuses = false;
 };
 
 class tst_ConditionalSlot : public QObject
@@ -76,6 +77,7 @@ private Q_SLOTS:
         row("number, other",               1,         {{"mode", 2}},                 false);
         row("number, of another type",     1,         {{"mode", 1.0}},               true);
         row("number against text",         "5",       {{"mode", 5.0}},               true);
+        row("text against a number",       5,         {{"mode", "x"}},               false);
         row("truth on the left",           true,      {{"mode", "x"}},               true);
         row("truth on the right",          "x",       {{"mode", true}},              false);
         row("anything, a text",            Variant(), {{"mode", "x"}},               true);
@@ -199,6 +201,17 @@ private Q_SLOTS:
         send(signal, {{"k", 1}, {"a", 0}});
         send(signal, {{"k", 2}});
         QCOMPARE(seen, QStringList("{a=0, k=1}"));
+    }
+
+    void isNotConnectedToASignalThatRefuses()
+    {
+        NotingSignal signal;
+        signal.refuses = true;
+        ConditionalSlot slot("k", 1, "", nullptr);
+
+        QVERIFY(!slot.connect(&signal));
+
+        QCOMPARE(signal.methods.size(), 1);
     }
 
     void connectsNoNullSignal()

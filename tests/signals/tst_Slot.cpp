@@ -36,6 +36,23 @@ public:
 class DerivedOwner : public Owner
 {};
 
+/// An owner whose members are virtual.
+class VirtualOwner
+{
+public:
+    virtual ~VirtualOwner() = default;
+    virtual void plain() { seen.append("base plain"); }
+    virtual void withSlot(const Slot *) { seen.append("base slot"); }
+    virtual void withData(const VariantCollection &) { seen.append("base data"); }
+};
+class OverridingOwner : public VirtualOwner
+{
+public:
+    void plain() override { seen.append("plain"); }
+    void withSlot(const Slot *slot) override { seen.append("slot " + slot->objectName()); }
+    void withData(const VariantCollection &data) override { seen.append("data " + describe(data)); }
+};
+
 /// A sender with the four shapes that is no Utils::Signal.
 class PlainSender : public QObject
 {
@@ -105,6 +122,22 @@ private Q_SLOTS:
         QVERIFY(!slot.getSender());
         QCOMPARE(slot.signalName(), Data::String());
         QCOMPARE(Slot(nullptr, nullptr).objectName(), QString());
+    }
+
+    void callsTheOverrideOfAVirtualMember()
+    {
+        Slot slot("name", nullptr);
+        OverridingOwner overriding;
+        VirtualOwner *const owner = &overriding;
+
+        slot.setCallback(owner, &VirtualOwner::plain);
+        slot.onSig(VariantCollection{{"a", 1}});
+        slot.setCallback(owner, &VirtualOwner::withSlot);
+        slot.onSig(VariantCollection{{"a", 2}});
+        slot.setCallback(owner, &VirtualOwner::withData);
+        slot.onSig(VariantCollection{{"a", 3}});
+
+        QCOMPARE(seen, QStringList({"plain", "slot name", "data {a=3}"}));
     }
 
     void carriesAFlagForItsOwner()

@@ -250,9 +250,9 @@ void Process::endOutput()
 
 void Process::processFinished()
 {
-    if (d->selfDelete && d->isDelivering)
+    if (d->isDelivering)
         d->isDeletionDue = true;
-    else if (d->selfDelete)
+    else
         delete this;
 }
 
