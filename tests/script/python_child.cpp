@@ -5,6 +5,7 @@
 //     file:path     runs a file
 //     code:text     runs code
 //     check:text    checks code
+//     console:text  interprets a statement
 //     value:text    prints the value of an expression
 //     push:name     pushes a list
 //     memory:MiB    limits its address space to so much more than it uses
@@ -25,6 +26,7 @@
 #include "utils/Application.h"
 #include "utils/script/PythonStart_p.h"
 #include "utils/script/PythonThreads_p.h"
+#include "utils/script/ScriptError.h"
 #include "utils/script/ScriptManager.h"
 
 #include "tests/script/PythonStandIns.h"
@@ -67,6 +69,9 @@ static void execute(const QString &step, const QString &text)
         print(scripts.execute(text + "\n", "py", result, error) ? "good" : "bad: " + error);
     } else if (step == "check") {
         print(scripts.validate(text, "py", error) ? "good" : "bad: " + error);
+    } else if (step == "console") {
+        const bool isDone = scripts.interpret(text, "py").state == Utils::ScriptReply::Done;
+        print(isDone ? "good" : "bad: " + scripts.error().text());
     } else if (step == "value") {
         result = "_value";
         const bool succeeded = scripts.execute("_value = " + text + "\n", "py", result, error);

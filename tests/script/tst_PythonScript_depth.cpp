@@ -130,15 +130,16 @@ private Q_SLOTS:
 
         // There is not enough memory for another stack.
         const QStringList lines =
-            runPythonChild(childSteps({"memory:36", "check:" + sum, "code:" + sum, "file:" + file,
+            runPythonChild(childSteps({"memory:36", "check:" + sum, "code:" + sum, "console:" + sum,
+                                       "file:" + file,
                                        "check:x = 1" + QString("+1").repeated(4'000), "value:6*7"}),
                            "ulimit -S -s 8192");
 
         const QString refused = QString("bad: ") + tooDeep;
-        QCOMPARE(lines.size(), 6);
-        QCOMPARE(lines.mid(0, 2), (QStringList{refused, refused}));
-        QVERIFY2(lines[2].startsWith("bad: "), qPrintable(lines[2])); // printed, like every error
-        QCOMPARE(lines.mid(3), (QStringList{"good", "42", "exit 3"}));
+        QCOMPARE(lines.size(), 7);
+        QCOMPARE(lines.mid(0, 3), (QStringList{refused, refused, refused}));
+        QVERIFY2(lines[3].startsWith("bad: "), qPrintable(lines[3])); // printed, like every error
+        QCOMPARE(lines.mid(4), (QStringList{"good", "42", "exit 3"}));
     }
 
     void takesWhatAStackOfEightMebibytesBears_data()

@@ -265,12 +265,34 @@ private Q_SLOTS:
         QCOMPARE(frames(manager().error()).last(), path + ":1 odd |x = 1|");
     }
 
-    void isOfAnUnknownModule()
+    void hasTheModuleOfItsClass_data()
     {
-        QVERIFY(!run("class E:\n    def __str__(self): return 'a'\ndel E.__module__\nraise E()\n"));
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<QString>("name"); // as it is printed
+
+        QTest::newRow("that of the script") << ""
+                                            << "__main__.E";
+        QTest::newRow("another one") << "E.__module__ = 'beams'"
+                                     << "beams.E";
+        QTest::newRow("none") << "del E.__module__"
+                              << "<unknown>E";
+        QTest::newRow("no text") << "E.__module__ = 5"
+                                 << "E";
+        QTest::newRow("None") << "E.__module__ = None"
+                              << "E";
+        QTest::newRow("that of Python") << "E.__module__ = 'exceptions'"
+                                        << "E";
+    }
+
+    void hasTheModuleOfItsClass()
+    {
+        QFETCH(QString, change);
+        QFETCH(QString, name);
+
+        QVERIFY(!run("class E:\n    def __str__(self): return 'a'\n" + change + "\nraise E()\n"));
 
         QCOMPARE(manager().error().type(), String("E"));
-        QVERIFY2(manager().error().traceback().endsWith("\n<unknown>E: a\n"),
+        QVERIFY2(manager().error().traceback().endsWith("\n" + name + ": a\n"),
                  qPrintable(manager().error().traceback()));
     }
 
@@ -603,7 +625,9 @@ private Q_SLOTS:
         QTest::newRow("the error is left") << "leave" << "ZeroDivisionError" << "integer division or modulo by zero";
         QTest::newRow("the error is printed") << "print" << "ZeroDivisionError" << "integer division or modulo by zero";
         QTest::newRow("no error") << "none" << "" << "ERROR: Failed to initialize scripting module for frames";
-        QTest::newRow("what a script has set as the last error") << "set" << "5" << "";
+        QTest::newRow("what a script has set as the last error") << "sys.last_type, sys.last_value, sys.last_traceback = 5, None, 'none'" << "5" << "";
+        QTest::newRow("an exit that a script has set") << "sys.last_type = SystemExit; del sys.last_value" << "SystemExit" << "";
+        QTest::newRow("a value without a type") << "sys.last_value = 5; del sys.last_type" << "" << "ERROR: Failed to initialize scripting module for frames";
         // clang-format on
     }
 
@@ -617,10 +641,9 @@ private Q_SLOTS:
             if (!Py_IsInitialized())
                 return false;
             PyErr_Clear();
-            if (how == "set")
-                PyRun_SimpleString("import sys\nsys.last_type, sys.last_value = 5, None\n"
-                                   "sys.last_traceback = 'none'\n");
-            else if (how != "none") {
+            if (how.startsWith("sys.")) {
+                PyRun_SimpleString(QByteArray("import sys\n" + how.toUtf8()));
+            } else if (how != "none") {
                 PyObject *const scope = PyModule_GetDict(PyImport_AddModule("__main__"));
                 PyRun_String("1 / 0", Py_eval_input, scope, scope);
             }
