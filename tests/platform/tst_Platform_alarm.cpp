@@ -1,5 +1,7 @@
 #include "utils/platform/Platform.h"
 
+#include "tests/support/CallFault.h"
+
 #include <QElapsedTimer>
 #include <QtTest>
 
@@ -8,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <thread>
+#include <vector>
 
 #include <pthread.h>
 #include <unistd.h>
@@ -181,6 +184,110 @@ private Q_SLOTS:
             std::signal(number, reinterpret_cast<void (*)(int)>(handler));
 
         Platform::startAlarm(0ms);
+
+        QCOMPARE(readForEver(), EINTR);
+        QVERIFY(alarms > 0);
+    }
+
+    void takesBackNoHandlerWhereThereIsNone_data()
+    {
+        QTest::addColumn<quintptr>("handler");
+
+        QTest::newRow("the default action") << reinterpret_cast<quintptr>(SIG_DFL);
+        QTest::newRow("ignored") << reinterpret_cast<quintptr>(SIG_IGN);
+    }
+
+    void takesBackNoHandlerWhereThereIsNone()
+    {
+        QFETCH(quintptr, handler);
+        std::signal(Platform::alarmSignal(), reinterpret_cast<void (*)(int)>(handler));
+
+        QVERIFY(!Platform::replaceAlarmHandler());
+
+        Platform::startAlarm(0ms);
+        QCOMPARE(readForEver(), EINTR);
+        QVERIFY(alarms > 0);
+    }
+
+    void isOpenedByAnotherThread()
+    {
+        const int number = Platform::alarmSignal();
+        bool isOpen = false;
+        int error = 0;
+        bool isOfThread = false;
+
+        std::thread([&] {
+            isOpen = Platform::openAlarm(onAlarm);
+            Platform::startAlarm(0ms);
+            error = readForEver();
+            isOfThread = pthread_equal(alarmThread, pthread_self()) != 0;
+            Platform::closeAlarm();
+        }).join();
+
+        QVERIFY(isOpen);
+        QCOMPARE(error, EINTR);
+        QVERIFY(isOfThread);
+        // A late signal of the first alarm must not end the process.
+        QVERIFY(actionOf(number).sa_handler == SIG_IGN);
+        std::signal(number, SIG_DFL);
+    }
+
+    void isNotOpenedWithoutAFreeSignal()
+    {
+        Platform::closeAlarm();
+        auto *const handler = +[](int) {};
+        std::vector<int> numbers;
+        for (int number = SIGRTMIN + 4; number <= SIGRTMAX - 3; ++number) {
+            if (actionOf(number).sa_handler != SIG_DFL)
+                continue;
+            numbers.push_back(number);
+            std::signal(number, handler);
+        }
+
+        const bool isOpen = Platform::openAlarm(onAlarm);
+        const int number = Platform::alarmSignal();
+        for (const int used : numbers)
+            std::signal(used, SIG_DFL);
+
+        QVERIFY(numbers.size() > 1);
+        QVERIFY(!isOpen);
+        QCOMPARE(number, 0);
+        Platform::startAlarm(0ms); // does nothing
+        QVERIFY(Platform::openAlarm(onAlarm));
+    }
+
+    void isNotOpenedWhereTheSystemFails_data()
+    {
+        QTest::addColumn<QByteArray>("function");
+
+        QTest::newRow("no timer") << QByteArray("timer_create");
+        QTest::newRow("no signal can be examined") << QByteArray("sigaction");
+    }
+
+    void isNotOpenedWhereTheSystemFails()
+    {
+        QFETCH(QByteArray, function);
+        Platform::closeAlarm();
+        bool isOpen = true;
+        {
+            const CallFault fault(function, EAGAIN);
+            isOpen = Platform::openAlarm(onAlarm);
+            QVERIFY(fault.count() > 0);
+        }
+
+        QVERIFY(!isOpen);
+        QCOMPARE(Platform::alarmSignal(), 0);
+        QVERIFY(!Platform::replaceAlarmHandler());
+        QVERIFY(Platform::openAlarm(onAlarm));
+    }
+
+    void isStartedWhereItsHandlerCannotBeExamined()
+    {
+        {
+            const CallFault fault("sigaction", EINVAL);
+            Platform::startAlarm(0ms);
+            QVERIFY(fault.count() > 0);
+        }
 
         QCOMPARE(readForEver(), EINTR);
         QVERIFY(alarms > 0);

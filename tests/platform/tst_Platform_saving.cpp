@@ -1,0 +1,599 @@
+// The replacement of a file where calls of the system fail.
+
+#include "utils/platform/Platform.h"
+
+#include "tests/support/CallFault.h"
+#include "tests/support/Files.h" // contentsOf, makeFile
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cerrno>
+#include <memory>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+namespace Platform = Utils::Platform;
+using Platform::FileReplacement;
+using Problem = FileReplacement::Problem;
+
+/// The file that is replaced.
+enum class Target
+{
+    New, ///< it does not exist, and its replacement does not require that
+    NewOnly,
+    Old,
+    Empty,
+    TwoNames,
+    Device
+};
+
+struct Result
+{
+    Problem problem = Problem::None;
+    int error = 0;
+};
+
+Q_DECLARE_METATYPE(Target)
+Q_DECLARE_METATYPE(Faults)
+Q_DECLARE_METATYPE(Result)
+
+static const Fault noProc = {"access", ENOENT}; // so the new content has a name from its start on
+
+/// What is done with a replacement besides writing "new" to it.
+struct Options
+{
+    bool flush = true;
+    const char *permissionsOf = nullptr;
+    std::string text = "new";
+};
+
+class tst_Platform_saving : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_folder->isValid());
+    }
+
+    void replacesAFileDespiteFaults_data()
+    {
+        addColumns();
+
+        const auto row = [](const char *name, Target target, const Faults &faults) {
+            QTest::newRow(name) << target << faults << Result();
+        };
+        // clang-format off
+        row("the folder may not be listed", Target::Old, {{"open", EACCES, 0, 1}});
+        row("the folder cannot be locked", Target::Old, {{"flock", ENOLCK}});
+        row("a signal ends the wait for the lock", Target::Old, {{"flock", EINTR, 1, 2}});
+        row("no /proc", Target::Old, {noProc});
+        row("no /proc, a new file", Target::New, {noProc});
+        row("no /proc, a new file only", Target::NewOnly, {noProc});
+        row("no files without a name", Target::Old, {{"openat", EOPNOTSUPP, 1, 1}});
+        row("files without a name are folders", Target::Old, {{"openat", EISDIR, 1, 1}});
+        row("files without a name are invalid", Target::Old, {{"openat", EINVAL, 1, 1}});
+        row("files without a name are missing", Target::Old, {{"openat", ENOENT, 1, 1}});
+        row("no flushing", Target::Old, {{"fsync", EINVAL}});
+        row("no function to flush", Target::Old, {{"fsync", ENOSYS}});
+        row("the folder cannot be flushed without a right", Target::Old, {{"fsync", EBADF, 1}});
+        row("no extended attributes", Target::Old, {{"flistxattr", EOPNOTSUPP}});
+        row("the number of names is not known", Target::Old, {{"fstat", EIO, 2, 1}});
+        row("no process", Target::Old, {{"clone", EAGAIN}});
+        row("signals end the wait for the process", Target::Old, {{"waitpid", EINTR, 0, 3}});
+        row("no space can be reserved", Target::TwoNames, {{"fallocate", EOPNOTSUPP}});
+        row("no function to reserve space", Target::TwoNames, {{"fallocate", ENOSYS}});
+        row("a folder in which nothing may be created", Target::Empty, {{"openat", EACCES, 1}});
+        row("a renaming that replaces nothing is invalid", Target::NewOnly, {noProc, {"renameat2", EINVAL}});
+        row("no renaming that replaces nothing", Target::NewOnly, {noProc, {"renameat2", ENOSYS}});
+        // clang-format on
+    }
+
+    void replacesAFileDespiteFaults()
+    {
+        QFETCH(Target, target);
+        QFETCH(Faults, faults);
+        const QString path = makeTarget(target);
+
+        const Result result = replace(path, target, faults);
+
+        QVERIFY(m_allHappened);
+        QCOMPARE(result.problem, Problem::None);
+        QCOMPARE(result.error, 0);
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        if (target == Target::TwoNames)
+            QCOMPARE(contentsOf(m_folder->filePath("b")), QByteArray("new"));
+        QCOMPARE(entries(), expectedEntries(target, /*isReplaced=*/true));
+    }
+
+    void keepsTheOldFileOnAFault_data()
+    {
+        addColumns();
+
+        const auto row = [](const char *name, Target target, const Faults &faults, int error,
+                            Problem problem = Problem::System) {
+            QTest::newRow(name) << target << faults << Result{problem, error};
+        };
+        // clang-format off
+        row("it cannot be examined", Target::Old, {{"stat", EIO}}, EIO);
+        row("a link cannot be read", Target::Old, {{"readlink", EACCES}}, EACCES);
+        row("the folder cannot be opened", Target::Old, {{"open", EMFILE}}, EMFILE);
+        row("the folder may not be entered", Target::Old, {{"open", EACCES}}, EACCES);
+        row("it cannot be opened", Target::Old, {{"openat", EMFILE, 0, 1}}, EMFILE);
+        row("it cannot be examined once more", Target::Old, {{"fstat", EIO, 0, 1}}, EIO);
+        row("no space for the new file", Target::Old, {{"openat", ENOSPC, 1}}, ENOSPC);
+        row("no space, a new file", Target::New, {{"openat", ENOSPC}}, ENOSPC);
+        row("no right to create a file", Target::Old, {{"openat", EACCES, 1}}, EACCES, Problem::Folder);
+        row("the system lets nobody create a file", Target::Old, {{"openat", EPERM, 1}}, EPERM, Problem::Folder);
+        row("no right, a new file", Target::New, {{"openat", EACCES}}, EACCES);
+        row("no /proc, no space", Target::Old, {noProc, {"openat", ENOSPC, 1}}, ENOSPC);
+        row("the new file cannot be written", Target::Old, {{"write", EIO}}, EIO);
+        row("the new file takes no byte", Target::Old, {{"write", 0}}, EIO);
+        row("the new file cannot be examined", Target::Old, {{"fstat", EIO, 1, 1}}, EIO);
+        row("no permissions can be set", Target::Old, {{"fchmod", EPERM}}, EPERM);
+        row("the new file cannot be flushed", Target::Old, {{"fsync", EIO, 0, 1}}, EIO);
+        row("no name for the new file", Target::Old, {{"linkat", EIO}}, EIO);
+        row("no right to a name for it", Target::Old, {{"linkat", EPERM}}, EPERM, Problem::Folder);
+        row("no name, no process", Target::Old, {{"clone", EAGAIN}, {"linkat", EIO}}, EIO);
+        row("no name, a new file", Target::New, {{"linkat", EIO}}, EIO);
+        row("it cannot be renamed", Target::Old, {{"renameat", EIO}}, EIO);
+        row("no /proc, it cannot be renamed", Target::Old, {noProc, {"renameat", EACCES}}, EACCES, Problem::Folder);
+        row("no /proc, a new file only", Target::NewOnly, {noProc, {"renameat2", EIO}}, EIO);
+        row("two names, the new file cannot be examined", Target::TwoNames, {{"fstat", EIO, 3, 1}}, EIO);
+        row("two names, no space", Target::TwoNames, {{"fallocate", ENOSPC}}, ENOSPC);
+        row("two names, the new file cannot be read", Target::TwoNames, {{"pread", EIO}}, EIO);
+        row("two names, the new file has become shorter", Target::TwoNames, {{"pread", 0}}, EIO);
+        row("two names, the file cannot be written", Target::TwoNames, {{"pwrite", EIO}}, EIO);
+        row("two names, the file takes no byte", Target::TwoNames, {{"pwrite", 0}}, EIO);
+        row("an empty file cannot be flushed", Target::Empty, {{"openat", EACCES, 1}, {"fsync", EIO}}, EIO);
+        row("a device cannot be opened", Target::Device, {{"open", EIO}}, EIO);
+        row("a device cannot be closed", Target::Device, {{"close", EIO, 0, 1}}, EIO);
+        // clang-format on
+    }
+
+    void keepsTheOldFileOnAFault()
+    {
+        QFETCH(Target, target);
+        QFETCH(Faults, faults);
+        QFETCH(Result, result);
+        const QString path = makeTarget(target);
+        const QByteArray before = contentsOf(path);
+
+        const Result found = replace(path, target, faults);
+
+        QVERIFY(m_allHappened);
+        QCOMPARE(found.problem, result.problem);
+        QCOMPARE(found.error, result.error);
+        if (target != Target::Empty) // which is written in place, and has nothing to lose
+            QCOMPARE(contentsOf(path), before);
+        if (target == Target::TwoNames)
+            QCOMPARE(contentsOf(m_folder->filePath("b")), before);
+        QCOMPARE(entries(), expectedEntries(target, /*isReplaced=*/false));
+    }
+
+    void tellsThatTheDiskDoesNotConfirm_data()
+    {
+        addColumns();
+
+        QTest::newRow("the folder") << Target::Old << Faults{{"fsync", EIO, 1}} << Result();
+        QTest::newRow("a new file") << Target::New << Faults{{"fsync", EIO, 1}} << Result();
+        QTest::newRow("two names") << Target::TwoNames << Faults{{"fsync", EIO, 1}} << Result();
+    }
+
+    void tellsThatTheDiskDoesNotConfirm()
+    {
+        QFETCH(Target, target);
+        QFETCH(Faults, faults);
+        const QString path = makeTarget(target);
+
+        const Result result = replace(path, target, faults);
+
+        QCOMPARE(result.problem, Problem::NotConfirmed);
+        QCOMPARE(result.error, EIO);
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        QCOMPARE(entries(), expectedEntries(target, /*isReplaced=*/true));
+    }
+
+    void flushesOnlyWhenTold()
+    {
+        Options options;
+        options.flush = false;
+        const QString path = makeTarget(Target::Old);
+        QCOMPARE(replace(path, Target::Old, {{"fsync", EIO}}, options).problem, Problem::None);
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+
+        // Without files that have no name, a full disk may be told only now.
+        makeTarget(Target::Old);
+        QCOMPARE(replace(path, Target::Old, {noProc, {"fsync", EIO}}, options).error, EIO);
+        QCOMPARE(contentsOf(path), QByteArray("old contents"));
+
+        makeTarget(Target::TwoNames);
+        QCOMPARE(replace(path, Target::TwoNames, {{"fsync", EIO}}, options).problem, Problem::None);
+        QCOMPARE(contentsOf(m_folder->filePath("b")), QByteArray("new"));
+    }
+
+    void writesInPlaceUntilItFails_data()
+    {
+        QTest::addColumn<Faults>("faults");
+        QTest::addColumn<int>("error");
+
+        QTest::newRow("it is not cut") << Faults{{"ftruncate", EIO}} << EIO;
+        QTest::newRow("no permissions") << Faults{{"fchmod", EPERM, 1}} << EPERM;
+    }
+
+    void writesInPlaceUntilItFails()
+    {
+        QFETCH(Faults, faults);
+        QFETCH(int, error);
+        const QString path = makeTarget(Target::TwoNames);
+        const QByteArray model = QFile::encodeName(makeFile(m_folder->filePath("model")));
+        QCOMPARE(chmod(model.constData(), 0640), 0);
+        Options options;
+        options.permissionsOf = model.constData();
+
+        const Result result = replace(path, Target::TwoNames, faults, options);
+
+        QVERIFY(m_allHappened);
+        QCOMPARE(result.problem, Problem::System);
+        QCOMPARE(result.error, error);
+        QVERIFY(contentsOf(path).startsWith("new"));
+        QCOMPARE(contentsOf(m_folder->filePath("b")), contentsOf(path));
+    }
+
+    void takesPermissionsForAFileWithTwoNames()
+    {
+        const QString path = makeTarget(Target::TwoNames);
+        const QByteArray model = QFile::encodeName(makeFile(m_folder->filePath("model")));
+        QCOMPARE(chmod(model.constData(), 0640), 0);
+        Options options;
+        options.permissionsOf = model.constData();
+
+        QCOMPARE(replace(path, Target::TwoNames, {}, options).problem, Problem::None);
+
+        struct stat status = {};
+        QCOMPARE(stat(QFile::encodeName(path), &status), 0);
+        QCOMPARE(status.st_mode & 07777, mode_t(0640));
+    }
+
+    void takesNoPermissionsOfAMissingFile()
+    {
+        FileReplacement replacement;
+        QVERIFY(!replacement.copyPermissions(m_folder->filePath("none").toStdString()));
+        QCOMPARE(replacement.problem(), Problem::System);
+        QCOMPARE(replacement.error(), ENOENT);
+    }
+
+    void makesAFileWithTwoNamesEmpty()
+    {
+        const QString path = makeTarget(Target::TwoNames);
+        Options options;
+        options.text = "";
+
+        QCOMPARE(replace(path, Target::TwoNames, {{"fallocate", ENOSPC}}, options).problem,
+                 Problem::None);
+
+        QCOMPARE(contentsOf(path), QByteArray());
+        QCOMPARE(contentsOf(m_folder->filePath("b")), QByteArray());
+    }
+
+    // Names
+
+    void refusesWhatIsNoName_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("a zero byte") << QByteArray("a\0b", 3);
+    }
+
+    void refusesWhatIsNoName()
+    {
+        QFETCH(QByteArray, name);
+        FileReplacement replacement;
+
+        QVERIFY(!replacement.open(name.toStdString()));
+
+        QCOMPARE(replacement.problem(), Problem::System);
+        QCOMPARE(replacement.error(), ENOENT);
+    }
+
+    void refusesADisk()
+    {
+        const QString path = m_folder->filePath("disk");
+        if (mknod(QFile::encodeName(path), S_IFBLK | 0600, makedev(7, 200)) != 0)
+            QSKIP("the user may not make a device");
+        FileReplacement replacement;
+
+        QVERIFY(!replacement.open(path.toStdString()));
+
+        QCOMPARE(replacement.problem(), Problem::Disk);
+        QCOMPARE(replacement.error(), ENOTSUP);
+    }
+
+    void failsInAllStepsAfterAFailure()
+    {
+        FileReplacement replacement;
+        QVERIFY(!replacement.finish(false)); // it was not opened
+        QVERIFY(!replacement.open(m_folder->filePath("none/a").toStdString()));
+        QVERIFY(!replacement.write("new", 3));
+        QVERIFY(!replacement.finish(true));
+        QCOMPARE(replacement.error(), ENOENT);
+        QCOMPARE(entries(), QStringList());
+    }
+
+    void followsLinksToALimit()
+    {
+        QVERIFY(QFile::link("b", m_folder->filePath("a")));
+        QVERIFY(QFile::link("a", m_folder->filePath("b")));
+
+        // The links have become a loop after the file was examined.
+        const Result result =
+            replace(m_folder->filePath("a"), Target::New, {{"stat", ENOENT, 0, 1}});
+
+        QCOMPARE(result.problem, Problem::System);
+        QCOMPARE(result.error, ELOOP);
+        QCOMPARE(entries(), QStringList({"a", "b"}));
+    }
+
+    // Other programs
+
+    void createsAFileThatWasRemovedMeanwhile()
+    {
+        const QString path = makeTarget(Target::Old);
+        const CallFault removal("openat", [&] { QFile::remove(path); });
+
+        QCOMPARE(replace(path, Target::Old, {}).problem, Problem::None);
+
+        QCOMPARE(removal.count(), 1);
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        QCOMPARE(entries(), QStringList("a"));
+    }
+
+    void refusesAPipeThatCameMeanwhile()
+    {
+        const QString path = makeTarget(Target::Old);
+        const QByteArray name = QFile::encodeName(path);
+        int reader = -1;
+        const CallFault exchange("openat", [&] {
+            if (unlink(name) == 0 && mkfifo(name, 0600) == 0)
+                reader = open(name, O_RDONLY | O_NONBLOCK);
+        });
+
+        const Result result = replace(path, Target::Old, {});
+
+        QVERIFY(reader >= 0);
+        close(reader);
+        QCOMPARE(result.problem, Problem::System);
+        QCOMPARE(result.error, EINVAL);
+        QCOMPARE(entries(), QStringList("a"));
+    }
+
+    void keepsANewFileThatCameMeanwhile_data()
+    {
+        QTest::addColumn<QByteArray>("moment");
+        QTest::addColumn<Faults>("faults");
+
+        QTest::newRow("before it is linked") << QByteArray("linkat") << Faults();
+        QTest::newRow("before it is renamed") << QByteArray("renameat2") << Faults{noProc};
+        QTest::newRow("before it is renamed in two steps")
+            << QByteArray("renameat2") << Faults{noProc, {"renameat2", EINVAL}};
+    }
+
+    void keepsANewFileThatCameMeanwhile()
+    {
+        QFETCH(QByteArray, moment);
+        QFETCH(Faults, faults);
+        const QString path = m_folder->filePath("a");
+        const CallFault other(moment, [&] { makeFile(path, "of another program"); });
+
+        const Result result = replace(path, Target::NewOnly, faults);
+
+        QCOMPARE(other.count(), 1);
+        QCOMPARE(result.problem, Problem::System);
+        QCOMPARE(result.error, EEXIST);
+        QCOMPARE(contentsOf(path), QByteArray("of another program"));
+        QCOMPARE(entries(), QStringList("a"));
+    }
+
+    void takesTheNameOfALeftOver_data()
+    {
+        QTest::addColumn<Faults>("faults");
+        QTest::addColumn<bool>("isKept"); // the file that was left over
+
+        QTest::newRow("it is removed") << Faults() << false;
+        QTest::newRow("it is gone, and comes again") << Faults{{"openat", ENOENT, 2, 1}} << false;
+        QTest::newRow("it cannot be opened") << Faults{{"openat", EACCES, 2, 1}} << true;
+        QTest::newRow("it cannot be examined") << Faults{{"fstat", EIO, 3, 1}} << true;
+        QTest::newRow("it cannot be removed") << Faults{{"unlinkat", EACCES, 0, 1}} << true;
+    }
+
+    void takesTheNameOfALeftOver()
+    {
+        QFETCH(Faults, faults);
+        QFETCH(bool, isKept);
+        const QString path = makeTarget(Target::Old);
+        const QString leftOver = makeFile(temporaryPath(0), "left over");
+
+        const Result result = replace(path, Target::Old, faults);
+
+        QVERIFY(m_allHappened);
+        QCOMPARE(result.problem, Problem::None);
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        QCOMPARE(QFile::exists(leftOver), isKept);
+        QCOMPARE(entries().size(), isKept ? 2 : 1);
+    }
+
+    void leavesWhatIsNoFile()
+    {
+        const QString path = makeTarget(Target::Old);
+        QCOMPARE(mkfifo(QFile::encodeName(temporaryPath(0)), 0600), 0);
+
+        QCOMPARE(replace(path, Target::Old, {}).problem, Problem::None);
+
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        QCOMPARE(entries().size(), 2);
+    }
+
+    void failsWhereAllNamesAreTaken()
+    {
+        const QString path = makeTarget(Target::Old);
+        const int names = 100;
+        for (int i = 0; i < names; ++i)
+            QVERIFY(!makeFile(temporaryPath(i), "of another process").isEmpty());
+
+        const Result result = replace(path, Target::Old, {{"flock", ENOLCK}});
+
+        QCOMPARE(result.problem, Problem::System);
+        QCOMPARE(result.error, EEXIST);
+        QCOMPARE(contentsOf(path), QByteArray("old contents"));
+        QCOMPARE(entries().size(), 1 + names);
+    }
+
+    // Attributes
+
+    void keepsTheGroupWhereTheOwnerCannotBeSet()
+    {
+        const QString path = makeTarget(Target::Old);
+        if (chown(QFile::encodeName(path), 4711, 4712) != 0)
+            QSKIP("only root may set the owner of a file");
+        QCOMPARE(chmod(QFile::encodeName(path), 0664), 0);
+
+        QCOMPARE(replace(path, Target::Old, {{"fchown", EPERM, 0, 1}}).problem, Problem::None);
+
+        struct stat status = {};
+        QCOMPARE(stat(QFile::encodeName(path), &status), 0);
+        QCOMPARE(status.st_uid, geteuid());
+        QCOMPARE(status.st_gid, gid_t(4712));
+        QCOMPARE(status.st_mode & 07777, mode_t(0664));
+    }
+
+    void copiesTheAttributesOfUsersOnly()
+    {
+        const QString path = makeTarget(Target::Old);
+        const QByteArray name = QFile::encodeName(path);
+        // What the system stores for "user::rw-,user:4711:r--,group::r--,mask::r--,other::---"
+        const QByteArray list = QByteArray::fromHex("02000000"
+                                                    "01000600ffffffff"
+                                                    "0200040067120000"
+                                                    "04000400ffffffff"
+                                                    "10000400ffffffff"
+                                                    "20000000ffffffff");
+        const char rights[] = "system.posix_acl_access";
+        if (setxattr(name, "user.author", "Ada", 3, 0) != 0 ||
+            setxattr(name, rights, list.constData(), std::size_t(list.size()), 0) != 0 ||
+            setxattr(name, "trusted.mark", "x", 1, 0) != 0)
+            QSKIP("the file system or the user has not all of these attributes");
+
+        QCOMPARE(replace(path, Target::Old, {}).problem, Problem::None);
+
+        char value[64];
+        QCOMPARE(getxattr(name, "user.author", value, sizeof(value)), ssize_t(3));
+        const ssize_t size = getxattr(name, rights, value, sizeof(value));
+        QCOMPARE(QByteArray(value, int(size)), list);
+        QCOMPARE(getxattr(name, "trusted.mark", value, sizeof(value)), ssize_t(-1));
+    }
+
+    void leavesOutAnAttributeThatCannotBeRead()
+    {
+        const QString path = makeTarget(Target::Old);
+        const QByteArray name = QFile::encodeName(path);
+        if (setxattr(name, "user.author", "Ada", 3, 0) != 0)
+            QSKIP("the file system has no extended attributes");
+
+        QCOMPARE(replace(path, Target::Old, {{"fgetxattr", EIO}}).problem, Problem::None);
+
+        char value[10];
+        QCOMPARE(getxattr(name, "user.author", value, sizeof(value)), ssize_t(-1));
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+    }
+
+private:
+    static void addColumns()
+    {
+        QTest::addColumn<Target>("target");
+        QTest::addColumn<Faults>("faults");
+        QTest::addColumn<Result>("result");
+    }
+
+    QString makeTarget(Target target)
+    {
+        if (target == Target::Device)
+            return "/dev/null";
+        const QString path = m_folder->filePath("a");
+        if (target == Target::New || target == Target::NewOnly)
+            return path;
+        QFile::remove(path);
+        makeFile(path, target == Target::Empty ? "" : "old contents");
+        const QByteArray name = QFile::encodeName(path);
+        if (target == Target::TwoNames &&
+            link(name, QFile::encodeName(m_folder->filePath("b"))) != 0)
+            return QString();
+        return chmod(name, 0644) == 0 ? path : QString();
+    }
+
+    QString temporaryPath(int number) const
+    {
+        return m_folder->filePath(QString::fromStdString(Platform::temporaryName("a", number)));
+    }
+
+    QStringList entries() const
+    {
+        return QDir(m_folder->path())
+            .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System);
+    }
+
+    static QStringList expectedEntries(Target target, bool isReplaced)
+    {
+        switch (target) {
+        case Target::New:
+        case Target::NewOnly:
+            return isReplaced ? QStringList("a") : QStringList();
+        case Target::TwoNames:
+            return {"a", "b"};
+        case Target::Device:
+            return {};
+        case Target::Old:
+        case Target::Empty:
+            return {"a"};
+        }
+        return {};
+    }
+
+    /// Replaces the contents of \p path while \p faults happen.
+    Result replace(const QString &path, Target target, const Faults &faults,
+                   const Options &options = {})
+    {
+        const std::string name = path.toStdString();
+        const CallFaults active(faults);
+        Result result;
+        bool isReplaced = false;
+        {
+            FileReplacement file;
+            if (target == Target::NewOnly)
+                file.requireNewTarget();
+            isReplaced = (!options.permissionsOf || file.copyPermissions(options.permissionsOf)) &&
+                         file.open(name) && file.write(options.text.data(), options.text.size()) &&
+                         file.finish(options.flush);
+            result = {file.problem(), file.error()};
+        }
+        m_allHappened = active.haveAllHappened();
+        if (isReplaced != (result.problem == Problem::None))
+            qFatal("the result differs from the problem");
+        return result;
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    bool m_allHappened = false; // each fault of the last replacement
+};
+
+QTEST_GUILESS_MAIN(tst_Platform_saving)
+#include "tst_Platform_saving.moc"
