@@ -3,8 +3,9 @@
 
 # They replace functions of the C library, or make calls of the system fail.
 set(not_on_windows
-    CSVReader_faults CSVTable_faults CSVTable_memory File_fullDisk File_memory Platform_faults
-    Process_kill_faults Process_memory Settings_faults StringTable_faults TagFile_faults
+    CSVReader_faults CSVTable_faults CSVTable_memory File_faults File_fullDisk File_memory
+    Platform_faults Process_kill_faults Process_memory SafeFile Settings_faults StringTable_faults
+    TagFile_faults
 )
 # They are about processes, limits, and terminals of Unix.
 list(APPEND not_on_windows

@@ -373,6 +373,52 @@ private Q_SLOTS:
         QVERIFY(!File::timestampString(":/leaf.png", "").isEmpty());
     }
 
+    void copiesAResource_data()
+    {
+        QTest::addColumn<bool>("isSafe");
+
+        QTest::newRow("in place") << false;
+        QTest::newRow("safely") << true;
+    }
+
+    void copiesAResource()
+    {
+        QFETCH(bool, isSafe);
+        const QTemporaryDir folder;
+        const QByteArray resource = contentsOf(":/leaf.png");
+        const QString existing = makeFile(folder.filePath("existing"), "old contents");
+        QDir::setSearchPaths("prefix", {":/"});
+        File::setSafeWriting(isSafe);
+        const auto restore = qScopeGuard([] {
+            File::setSafeWriting(false);
+            QDir::setSearchPaths("prefix", {});
+        });
+
+        QVERIFY(!File::copy(":/leaf.png", existing, /*overwrite=*/0));
+        QCOMPARE(File::lastError(), Data::String(".Kelm.Utils.err.exists"));
+        QCOMPARE(contentsOf(existing), QByteArray("old contents"));
+
+        QVERIFY(File::copy(":/leaf.png", existing));
+        QCOMPARE(File::lastError(), Data::String());
+        QCOMPARE(contentsOf(existing), resource);
+        QCOMPARE(QFile::permissions(existing) & QFile::Permissions(0x7077),
+                 QFile::permissions(":/leaf.png") & QFile::Permissions(0x7077));
+        QVERIFY(File::copy("prefix:leaf.png", folder.filePath("new")));
+        QCOMPARE(contentsOf(folder.filePath("new")), resource);
+    }
+
+    void copiesAFolderOfResources()
+    {
+        const QTemporaryDir folder;
+
+        QCOMPARE(File::copyDir(":/q", folder.path()), 1);
+
+        QCOMPARE(contentsOf(folder.filePath("q/second.png")), contentsOf(":/q/second.png"));
+        QCOMPARE(contentsOf(folder.filePath("q/w/png/png.png")), contentsOf(":/q/w/png/png.png"));
+        QCOMPARE(QDir(folder.filePath("q")).entryList(QDir::Files),
+                 QDir(":/q").entryList(QDir::Files));
+    }
+
     void removesALinkByAPrefixAndNotWhatItLeadsTo()
     {
         SKIP_ON_WINDOWS("links are others on Windows");

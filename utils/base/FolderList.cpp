@@ -27,10 +27,14 @@ std::optional<std::string> nativePath(const QString &path)
     return path.toStdString();
 }
 
+QString fullPath(const QString &path)
+{
+    return path.contains(QLatin1Char(':')) ? QFileInfo(path).absoluteFilePath() : path;
+}
+
 std::string systemPath(const QString &path)
 {
-    const QString full =
-        path.contains(QLatin1Char(':')) ? QFileInfo(path).absoluteFilePath() : path;
+    const QString full = fullPath(path);
     return Platform::hasUtf8Paths() ? full.toStdString() : QFile::encodeName(full).toStdString();
 }
 

@@ -15,6 +15,9 @@ namespace Utils {
 /// that of a resource, and for one that names nothing.
 std::optional<std::string> nativePath(const QString &path);
 
+/// \p path without a prefix of QDir::searchPaths(), which only a path with a colon can have.
+QString fullPath(const QString &path);
+
 /// \p path, which must not be a resource, in the encoding of the system, without a prefix of
 /// QDir::searchPaths().
 std::string systemPath(const QString &path);

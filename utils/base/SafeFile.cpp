@@ -15,6 +15,16 @@ namespace Utils {
 static std::atomic<bool> isSafe{false};
 static std::atomic<bool> isDurable{true};
 
+static bool isResource(const QString &path) { return path.startsWith(QLatin1Char(':')); }
+
+/// The numbers of Unix, in which the owner has what the user of the process has.
+static unsigned unixPermissions(QFile::Permissions permissions)
+{
+    const auto bits = static_cast<unsigned>(permissions);
+    const unsigned owner = (bits >> 12 | bits >> 8) & 7;
+    return owner << 6 | (bits >> 4 & 7) << 3 | (bits & 7);
+}
+
 void SafeFile::setUsed(bool on, bool flush)
 {
     isSafe = on;
@@ -37,14 +47,18 @@ void SafeFile::requireNewTarget()
 
 bool SafeFile::copyPermissions(const QString &path)
 {
+    const QString full = fullPath(path);
+    if (isResource(full)) { // which the system does not know
+        m_replacement.setPermissions(unixPermissions(QFile::permissions(full)));
+        return true;
+    }
     return m_replacement.copyPermissions(systemPath(path)) ||
            LastError::cannotRead(path, m_replacement.error());
 }
 
 bool SafeFile::open(OpenMode mode)
 {
-    // A resource of Qt cannot be written.
-    if (!isName(m_path) || m_path.startsWith(QLatin1Char(':')))
+    if (!isName(m_path) || isResource(m_path)) // the latter cannot be written
         return LastError::cannotWrite(m_path, EACCES);
     if (!m_replacement.open(systemPath(m_path)))
         return storeReason();
@@ -71,7 +85,7 @@ bool SafeFile::storeReason()
     using Problem = Platform::FileReplacement::Problem;
     switch (m_replacement.problem()) {
     case Problem::None:
-        return false;
+        break;
     case Problem::System:
         if (m_isNewOnly && m_replacement.error() == EEXIST)
             return LastError::setFor(".err.exists", m_path);

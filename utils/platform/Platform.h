@@ -191,6 +191,9 @@ public:
     /// open().
     bool copyPermissions(const std::string &path);
 
+    /// The same with permissions as numbers of Unix, such as 0644. Without effect on Windows.
+    void setPermissions(unsigned permissions);
+
     bool open(const std::string &path);
     bool write(const char *bytes, std::size_t size);
 

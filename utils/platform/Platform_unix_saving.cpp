@@ -411,6 +411,11 @@ bool FileReplacement::copyPermissions(const std::string &path)
     return true;
 }
 
+void FileReplacement::setPermissions(unsigned permissions)
+{
+    m_state->mode = static_cast<mode_t>(permissions);
+}
+
 bool FileReplacement::open(const std::string &path) { return m_state->open(path); }
 
 bool FileReplacement::write(const char *bytes, std::size_t size)

@@ -190,6 +190,8 @@ void FileReplacement::requireNewTarget() { m_state->isNewOnly = true; }
 
 bool FileReplacement::copyPermissions(const std::string &) { return true; }
 
+void FileReplacement::setPermissions(unsigned) {}
+
 bool FileReplacement::open(const std::string &path) { return m_state->open(path); }
 
 bool FileReplacement::write(const char *bytes, std::size_t size)
