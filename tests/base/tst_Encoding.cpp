@@ -1,4 +1,4 @@
-// Texts in single-byte encodings, many bytes at once.
+// Texts in single-byte encodings, many bytes at once, and encodings of other kinds.
 
 #include "utils/base/Encoding_p.h"
 
@@ -121,6 +121,96 @@ private Q_SLOTS:
             QCOMPARE(static_cast<int>(to - memory.constData()), 3 * size);
             QCOMPARE(memory.mid(room), QByteArray(256, '#'));
         }
+    }
+
+    void isNotValidWithoutAName_data()
+    {
+        QTest::addColumn<QString>("name");
+
+        QTest::newRow("no name") << QString();
+        QTest::newRow("no such") << "no such";
+    }
+
+    void isNotValidWithoutAName()
+    {
+        QFETCH(QString, name);
+        const Encoding encoding(name);
+        QByteArray bytes = "bytes";
+        const char *const text = "text";
+
+        QVERIFY(!encoding.isValid());
+        QVERIFY(!encoding.isUtf8());
+        QVERIFY(!encoding.isSingleByte());
+        QVERIFY(!encoding.keepsLinesAndFields(','));
+        QCOMPARE(encoding.name(), QString());
+        QCOMPARE(encoding.toText(text, text + 4), QString());
+        QVERIFY(encoding.toUtf8(bytes) == Encoding::Outcome::Invalid);
+        QVERIFY(!encoding.fromText("text", bytes));
+        QCOMPARE(bytes, QByteArray("bytes"));
+    }
+
+    void decodesUtf8AsText()
+    {
+        const Encoding encoding("UTF-8");
+        const QByteArray bytes = "\xc3\xa4\xff";
+
+        QCOMPARE(encoding.toText(bytes.constData(), bytes.constData() + 3),
+                 QStringLiteral("\u00E4\uFFFD"));
+        QCOMPARE(encoding.partToUtf8("\xc3\xa4"), QByteArray("\xc3\xa4"));
+        QCOMPARE(encoding.toText(bytes.constData(), bytes.constData()), QString());
+        QVERIFY(!encoding.unlessUtf8().isValid());
+    }
+
+    void keepsLinesAndFieldsOrNot_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("isKept");
+
+        QTest::newRow("UTF-8") << "UTF-8" << true;
+        QTest::newRow("single bytes") << "windows-1252" << true;
+        QTest::newRow("two bytes, not below 0x40") << "EUC-JP" << true;
+        QTest::newRow("UTF-16") << "UTF-16LE" << false;
+        QTest::newRow("escape sequences") << "ISO-2022-JP" << false;
+        QTest::newRow("no ASCII") << "ibm-37_P100-1995" << false;
+        QTest::newRow("shifts within ASCII") << "UTF-7" << false;
+    }
+
+    void keepsLinesAndFieldsOrNot()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, isKept);
+        const Encoding encoding(name);
+        if (!encoding.isValid())
+            QSKIP("this Qt does not have the encoding");
+
+        QCOMPARE(encoding.keepsLinesAndFields(';'), isKept);
+    }
+
+    void refusesTextsWithSeveralBadBytes()
+    {
+        const Encoding encoding("ISO-8859-8"); // in which 0xd2 has no character
+        for (const char *const text : {"\xd2", "\xd2 and \xd2", "long enough: \xd2\xd2, twice"}) {
+            QByteArray bytes = text;
+            QVERIFY(encoding.toUtf8(bytes) == Encoding::Outcome::Invalid);
+            QCOMPARE(bytes, QByteArray(text));
+        }
+    }
+
+    void doesNotEncodeTheReplacementOfACharacter_data()
+    {
+        QTest::addColumn<QString>("name");
+        for (const char *name : {"ISO-8859-8", "windows-1252", "Shift_JIS", "EUC-JP"})
+            QTest::newRow(name) << QString(name);
+    }
+
+    void doesNotEncodeTheReplacementOfACharacter()
+    {
+        QFETCH(QString, name);
+        QByteArray bytes = "as before";
+
+        QVERIFY(!Encoding(name).fromText(QString(QChar(QChar::ReplacementCharacter)), bytes));
+
+        QCOMPARE(bytes, QByteArray("as before"));
     }
 
     void findsABadByteAnywhere()

@@ -8,6 +8,9 @@
 
 #include <limits>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 using Utils::fileStatus;
 using Utils::Platform::Entry;
 using Utils::Platform::EntryStatus;
@@ -28,6 +31,7 @@ private Q_SLOTS:
         QVERIFY(!makeFile(m_folder.filePath("file"), "text").isEmpty());
         QVERIFY(QFile::link(m_folder.filePath("file"), m_folder.filePath("link")));
         QVERIFY(QFile::link(m_folder.filePath("nowhere"), m_folder.filePath("broken")));
+        QCOMPARE(mkfifo(QFile::encodeName(m_folder.filePath("pipe")), 0600), 0);
         QDir::setSearchPaths("test", {m_folder.path()});
     }
 
@@ -54,6 +58,7 @@ private Q_SLOTS:
         row("nothing by a prefix", "test:nowhere", true, Entry::Missing);
         row("a link by a prefix", "test:link", false, Entry::Link);
         row("the target of a link by a prefix", "test:link", true, Entry::File);
+        row("a pipe by a prefix", "test:pipe", true, Entry::Other);
         row("a folder of resources", ":/", true, Entry::Folder);
         row("no path", "", true, Entry::Missing);
         row("a zero byte after a file", folder + "/file" + QChar(0) + "x", true, Entry::Missing);
@@ -81,6 +86,42 @@ private Q_SLOTS:
 
         QVERIFY(status.modified > 0);
         QCOMPARE(qint64(fileStatus("test:file").modified), qint64(status.modified));
+    }
+
+    void tellsTheTimeOfTheEpochByAnyPath()
+    {
+        const QString path = makeFile(m_folder.filePath("epoch"));
+        const timespec times[] = {{0, 0}, {0, 0}};
+        QCOMPARE(utimensat(AT_FDCWD, QFile::encodeName(path), times, 0), 0);
+
+        QCOMPARE(qint64(fileStatus(path).modified), qint64(0));
+        QCOMPARE(qint64(fileStatus("test:epoch").modified), qint64(0)); // for Qt it has no time
+    }
+
+    void knowsTheSameFileByItsNames_data()
+    {
+        QTest::addColumn<QString>("other");
+        QTest::addColumn<bool>("isSame");
+
+        const QString folder = m_folder.path();
+        QTest::newRow("its path") << folder + "/file" << true;
+        QTest::newRow("another path") << folder + "/./file" << true;
+        QTest::newRow("a link") << folder + "/link" << true;
+        QTest::newRow("another file") << folder + "/pipe" << false;
+        QTest::newRow("a missing file") << folder + "/nowhere" << false;
+        QTest::newRow("a path that cannot be followed") << folder + "/loop" << false;
+        QTest::newRow("no path") << QString() << false;
+    }
+
+    void knowsTheSameFileByItsNames()
+    {
+        QFETCH(QString, other);
+        QFETCH(bool, isSame);
+        QFile::link("loop", m_folder.filePath("loop"));
+        const QString file = m_folder.filePath("file");
+
+        QCOMPARE(Utils::isSameFile(file, other), isSame);
+        QCOMPARE(Utils::isSameFile(other, file), isSame);
     }
 
     void limitsATimestampToTheNumbersThatFit_data()

@@ -1,10 +1,12 @@
 #include "utils/base/FolderList_p.h"
 
+#include "tests/support/CallFault.h"
 #include "tests/support/OrdinaryUser.h"
 
 #include <QDirIterator>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QTextCodec>
 #include <QtTest>
 
 #include <dirent.h>
@@ -157,11 +159,53 @@ private Q_SLOTS:
         QVERIFY(!listed("prefix:/").isEmpty());
     }
 
+    void stopsWhenTold_data()
+    {
+        QTest::addColumn<QString>("path");
+
+        QTest::newRow("by the system") << m_folder;
+        QTest::newRow("by Qt") << "prefix:/";
+    }
+
     void stopsWhenTold()
     {
+        QFETCH(QString, path);
+        QDir::setSearchPaths("prefix", {m_folder});
         int visits = 0;
-        listFolder(m_folder, [&](const FolderItem &) { return ++visits < 2; });
+        listFolder(path, [&](const FolderItem &) { return ++visits < 2; });
         QCOMPARE(visits, 2);
+    }
+
+    void listsAFileThatCannotBeExaminedAgain()
+    {
+        const QTemporaryDir folder;
+        QFile file(folder.filePath("file"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        tellsKinds = false;
+        int failures = 0;
+        QStringList items;
+        {
+            const CallFault fault("fstatat", EIO, 1, 1);
+            items = listed(folder.path());
+            failures = fault.count();
+        }
+        tellsKinds = true;
+
+        QCOMPARE(failures, 1);
+        QCOMPARE(items, QStringList(described("file", true, false, false)));
+    }
+
+    void listsAsQtDoesInALocaleThatIsNotUtf8()
+    {
+        QTextCodec *const before = QTextCodec::codecForLocale();
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+        const auto restore = qScopeGuard([&] { QTextCodec::setCodecForLocale(before); });
+
+        QVERIFY(!nativePath(m_folder));
+        const QStringList items = listed(m_folder);
+
+        QCOMPARE(items, listedByQt(m_folder));
+        QVERIFY(!items.isEmpty());
     }
 
     void knowsThePathsOfTheSystem()

@@ -29,6 +29,7 @@ private Q_SLOTS:
         QTest::newRow("the ninth")              << "%9"        << ten                    << "i";
         QTest::newRow("no tenth")               << "%10"       << ten                    << "a0";
         QTest::newRow("no marker")              << "100% %0 %" << two                    << "100% %0 %";
+        QTest::newRow("before a letter")        << "%a%:"      << ten                    << "%a%:";
         QTest::newRow("a doubled sign")         << "%%1"       << two                    << "%a";
         QTest::newRow("no values")              << "%1"        << QStringList()          << "%1";
         QTest::newRow("an empty value")         << "<%1>"      << QStringList{""}        << "<>";

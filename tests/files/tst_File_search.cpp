@@ -113,6 +113,7 @@ private Q_SLOTS:
         row("*.txt;;",    "A.TXT a.txt sub/a.txt");
         row("\\",         "");
         row("*.cpp",      "");
+        row("[z-a];c",    "c");
         // clang-format on
     }
 

@@ -1748,6 +1748,7 @@ private Q_SLOTS:
         row("exact names, case counts",   "a.txt\nB.md\nSub", 7, "a.txt");
         row("exact folder and file",      "sub\nc;d",         3, "c;d sub/ sub/a.txt sub/sub/ sub/sub/b.md");
         row("no wildcard by a line feed", "*.txt\nb.md",      7, "b.md");
+        row("no valid wildcard",          "[z-a]",            8, "");
         row("one exact name",             "A.txt\n",          7, "A.txt");
         row("a line feed",                "\n",               8, "");
         // clang-format on

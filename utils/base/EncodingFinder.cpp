@@ -30,11 +30,9 @@ static Unit unitAt(const char *bytes, bool isBig)
     return isBig ? qFromBigEndian<Unit>(bytes) : qFromLittleEndian<Unit>(bytes);
 }
 
-/// Whether \p bytes may be a text in UTF-32.
+/// Whether \p bytes, at least four, may be a text in UTF-32.
 static bool mayBeUtf32(const QByteArray &bytes, bool isBig)
 {
-    if (bytes.size() < 4)
-        return false;
     for (int i = 0; i + 4 <= bytes.size(); i += 4) {
         const auto code = unitAt<quint32>(bytes.constData() + i, isBig);
         if (!isOfText(code) || QChar::isSurrogate(code))
@@ -110,11 +108,11 @@ bool EncodingFinder::add(const char *bytes, int size)
     return m_isUtf8 || !isFull();
 }
 
-/// The number of bytes of the sequence that starts with \p first; 1 for other bytes.
+/// The number of bytes of the sequence that starts with \p first, a byte from 0xc0 on.
 static int sequenceLength(char first)
 {
     const auto byte = static_cast<unsigned char>(first);
-    return byte < 0xc0 ? 1 : byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
+    return byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
 }
 
 void EncodingFinder::skip()
@@ -149,7 +147,7 @@ void EncodingFinder::addUtf8(const char *begin, const char *end)
         m_cut += *begin++;
         if (m_cut.size() < sequenceLength(m_cut.at(0)))
             continue;
-        m_isUtf8 = m_isUtf8 && isValidUtf8(m_cut.constData(), m_cut.constData() + m_cut.size());
+        m_isUtf8 = isValidUtf8(m_cut.constData(), m_cut.constData() + m_cut.size());
         m_cut.clear();
     }
     const char *last = end;

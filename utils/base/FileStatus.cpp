@@ -53,10 +53,9 @@ bool isSameFile(const QString &a, const QString &b)
 {
     if (!isName(a) || !isName(b))
         return false;
-    std::error_code error;
-    const bool isSame = std::filesystem::equivalent(
-        std::filesystem::u8path(a.toStdString()), std::filesystem::u8path(b.toStdString()), error);
-    return isSame && !error;
+    std::error_code error; // with which the result is false
+    return std::filesystem::equivalent(std::filesystem::u8path(a.toStdString()),
+                                       std::filesystem::u8path(b.toStdString()), error);
 }
 
 } // namespace Utils

@@ -238,7 +238,7 @@ Encoding::Outcome PieceDecoder::read()
 static Encoding findSingleByte(QFile &file, const QString &encoding)
 {
     constexpr qint64 fewest = 65536; // bytes, for which this is worth it
-    if (file.isSequential() || file.size() < fewest)
+    if (file.size() < fewest)
         return {};
     Encoding found;
     if (isAutomatic(encoding)) {

@@ -52,8 +52,7 @@ bool File::isRelative(const Data::String &path)
 {
     if (path.startsWith(QLatin1Char('.')))
         return true;
-    const Data::String parent = parentFolder(path);
-    if (parent.isEmpty() || parent == QLatin1String(".") || path.isEmpty())
+    if (parentFolder(path) == QLatin1String("."))
         return true;
 
     const bool isRooted = path.startsWith(separator);

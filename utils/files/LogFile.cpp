@@ -48,7 +48,7 @@ static bool isFolderOfPlainProgram(const Data::String &folder)
 static bool isBesidePrograms(const Data::String &path)
 {
     Data::String folder = File::parentFolder(path);
-    if (folder.isEmpty() || folder == QLatin1String("."))
+    if (folder == QLatin1String("."))
         folder = QDir::currentPath();
     const auto holds = [&](const char *text) { return folder.contains(QLatin1String(text)); };
     if (holds("code") && (holds("comp") || holds("apps")))
