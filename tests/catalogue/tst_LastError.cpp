@@ -5,8 +5,10 @@
 #include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
 #include "tests/support/Windows.h"
 
+#include <QFile>
 #include <QtTest>
 
+#include <cerrno>
 #include <thread>
 
 #include <sys/wait.h>
@@ -137,6 +139,34 @@ private Q_SLOTS:
             QVERIFY2(WIFEXITED(status), "the process has been ended");
             QCOMPARE(WEXITSTATUS(status), 0);
         }
+    }
+
+    void isThatOfTheMemoryWhereItEnds()
+    {
+        const QString path = "/nowhere/file";
+        QFile file(path);
+        QVERIFY(!file.open(QIODevice::ReadOnly));
+        int failures = 0;
+        bool hasFailed = true;
+        for (int count = 0; hasFailed; ++count) {
+            for (const bool isByNumber : {false, true}) {
+                QByteArray id;
+                FailingMemory memory(count, FailingMemory::Once);
+                {
+                    const LastError operation;
+                    const bool isTold =
+                        isByNumber ? LastError::cannotRead(path, EIO) : LastError::cannotRead(file);
+                    memory.end();
+                    QVERIFY(!isTold);
+                    id = LastError::id();
+                }
+                hasFailed = memory.hasFailed();
+                failures += hasFailed;
+                const QByteArray plain = isByNumber ? ".err.readfault" : ".err.nofile";
+                QVERIFY2(id == plain || (hasFailed && id == ".err.memory"), id);
+            }
+        }
+        QVERIFY(failures > 3);
     }
 
     void isReleasedByEachThread()

@@ -154,10 +154,11 @@ bool LastError::cannotWrite(const QString &path, int error)
     return setNumber(path, error, /*isReading=*/false);
 }
 
-/// The last failure of \p file. Qt keeps only its text.
-static FileFault faultOf(const QFileDevice &file)
+/// The last failure of \p file, or of the link that it is without \p followLinks. Qt keeps only
+/// its text.
+static FileFault faultOf(const QFileDevice &file, bool followLinks)
 {
-    if (fileStatus(file.fileName()).entry == Platform::Entry::Folder)
+    if (fileStatus(file.fileName(), followLinks).entry == Platform::Entry::Folder)
         return FileFault::Folder;
     const QString text = file.errorString();
     for (int code = 1; code <= Platform::lastSystemFault(); ++code) {
@@ -168,10 +169,14 @@ static FileFault faultOf(const QFileDevice &file)
     return FileFault::Other;
 }
 
-static bool setFile(const QFileDevice &file, bool isReading)
+static bool setFile(const QFileDevice &file, bool isReading, bool followLinks = true)
 {
+    // When a seek fails, Qt prints a warning before it asks the system for the reason, which is
+    // lost then.
+    if (file.error() == QFileDevice::PositionError)
+        return setNumber(file.fileName(), EIO, isReading);
     try {
-        return setFault(file.fileName(), faultOf(file), file.errorString(), isReading);
+        return setFault(file.fileName(), faultOf(file, followLinks), file.errorString(), isReading);
     } catch (const std::bad_alloc &) {
         return LastError::set(".err.memory");
     }
@@ -180,6 +185,11 @@ static bool setFile(const QFileDevice &file, bool isReading)
 bool LastError::cannotRead(const QFileDevice &file) { return setFile(file, /*isReading=*/true); }
 
 bool LastError::cannotWrite(const QFileDevice &file) { return setFile(file, /*isReading=*/false); }
+
+bool LastError::cannotRemove(const QFileDevice &file)
+{
+    return setFile(file, /*isReading=*/false, /*followLinks=*/false);
+}
 
 /// The error of the system for a path that is not the path of a file.
 static int errorFor(Platform::Entry entry)

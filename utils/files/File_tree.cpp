@@ -83,7 +83,7 @@ static bool removeFile(const QString &path)
     if (removeEntry(file))
         return true;
     const bool isMissing = fileStatus(path, /*followLinks=*/false).entry == Entry::Missing;
-    return isMissing ? LastError::cannotRead(path, ENOENT) : LastError::cannotWrite(file);
+    return isMissing ? LastError::cannotRead(path, ENOENT) : LastError::cannotRemove(file);
 }
 
 static bool removeFolder(const QString &path)

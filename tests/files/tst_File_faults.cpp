@@ -1,0 +1,414 @@
+// Files where calls of the system fail.
+
+#include "utils/files/File.h"
+#include "utils/files/FileReader.h"
+
+#include "tests/support/CallFault.h"
+#include "tests/support/Files.h"
+#include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cerrno>
+#include <memory>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using Data::String;
+using Utils::File;
+using Utils::FileReader;
+
+static const int longLine = 17 << 20; // bytes, which are left to a QTextStream
+
+/// The reasons, as no texts are loaded.
+static const String readFault = ".Kelm.Utils.err.readfault";
+
+class tst_File_faults : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        QVERIFY(m_folder->isValid());
+    }
+
+    void cleanup() { File::setSafeWriting(false); }
+
+    // Copies and trees
+
+    void copiesSafelyOrTellsWhyNot_data()
+    {
+        QTest::addColumn<QByteArray>("function");
+        QTest::addColumn<bool>("exists"); // the target
+
+        for (const char *const function :
+             {"stat", "lstat", "fstat", "readlink", "open", "openat", "read", "write", "fsync",
+              "linkat", "renameat", "access", "flock", "fchmod", "close"})
+        {
+            QTest::addRow("%s, over a file", function) << QByteArray(function) << true;
+            QTest::addRow("%s, to a new file", function) << QByteArray(function) << false;
+        }
+    }
+
+    void copiesSafelyOrTellsWhyNot()
+    {
+        QFETCH(QByteArray, function);
+        QFETCH(bool, exists);
+        const QString source = makeFile(path("source"), "new contents");
+        QVERIFY(QFile::setPermissions(source, QFile::Permissions(0x6664)));
+        const QString target = path("target");
+        File::setSafeWriting(true);
+        bool hasFailed = true;
+        for (int n = 0; hasFailed && n < 50; ++n) {
+            QFile::remove(target);
+            if (exists)
+                makeFile(target, "old");
+            const QByteArray before = contentsOf(target);
+            bool isCopied = false;
+            {
+                const CallFault fault(function, EIO, n, 1);
+                isCopied = File::copy(source, target);
+                hasFailed = fault.count() > 0;
+            }
+            const String reason = File::lastError();
+
+            const QByteArray call = function + ' ' + QByteArray::number(n);
+            const QByteArray after = contentsOf(target);
+            const bool isNew = after == "new contents";
+            QCOMPARE(isCopied, reason.isEmpty());
+            QVERIFY2(isNew || after == before, call);
+            QVERIFY2(!isCopied || isNew, call);
+            QVERIFY2(!isNew || isCopied || reason.endsWith(".err.notflushed"), call);
+            QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden).size(),
+                     after == "cannot be opened" ? 1 : 2);
+        }
+        QVERIFY(!hasFailed);
+    }
+
+    void copiesNothingThatMayBeTheTarget()
+    {
+        QVERIFY(QFile::link("loop", path("loop")));
+        const QString target = makeFile(path("target"), "old");
+        File::setSafeWriting(true);
+
+        QVERIFY(!File::copy(path("loop"), target));
+
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.copy"));
+        QCOMPARE(contentsOf(target), QByteArray("old"));
+    }
+
+    void removesNoLinkThatTheSystemKeeps_data()
+    {
+        QTest::addColumn<QString>("removed");
+
+        QTest::newRow("by its name") << "folder/link";
+        QTest::newRow("with all in its folder") << "folder/*";
+    }
+
+    void removesNoLinkThatTheSystemKeeps()
+    {
+        QFETCH(QString, removed);
+        makeFile(path("below/file"));
+        QVERIFY(QDir(m_folder->path()).mkdir("folder"));
+        QVERIFY(QFile::link("../below", path("folder/link")));
+        int count = -1;
+        {
+            const CallFault fault("unlink", EACCES);
+            count = File::remove(path(removed));
+        }
+
+        QCOMPARE(count, 0);
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.nowrite"));
+        QVERIFY(QFileInfo(path("folder/link")).isSymLink());
+        QVERIFY(QFile::exists(path("below/file")));
+        QCOMPARE(File::remove(path(removed)), 1);
+    }
+
+    void removesNoFolderThatTheSystemKeeps()
+    {
+        makeFile(path("folder/below/file"));
+        int count = -1;
+        {
+            const CallFault fault("rmdir", EBUSY);
+            count = File::remove(path("folder/*"));
+        }
+
+        QCOMPARE(count, 1); // the file
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.rmdir"));
+        QVERIFY(QDir(path("folder/below")).exists());
+    }
+
+    void createsNoFolderThatTheSystemOnlyPromises()
+    {
+        bool isCreated = true;
+        {
+            const CallFault fault("mkdir", 0);
+            isCreated = File::createDir(path("folder/below"));
+        }
+
+        QVERIFY(!isCreated);
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.createdir"));
+        QVERIFY(!QDir(path("folder")).exists());
+        QVERIFY(File::createDir(path("folder/below")));
+    }
+
+    // Contents
+
+    void readsNoEndThatItCannotGoTo_data()
+    {
+        QTest::addColumn<int>("first"); // of the calls that fail
+
+        QTest::newRow("to search it") << 0;
+        QTest::newRow("to read it") << 1;
+    }
+
+    void readsNoEndThatItCannotGoTo()
+    {
+        QFETCH(int, first);
+        const QString file = makeFile(path("file"), QByteArray("a line\n").repeated(100000));
+        String text;
+        {
+            const CallFault fault("lseek64", EIO, first);
+            text = File::read(file, -3);
+            QVERIFY(fault.count() > 0);
+        }
+
+        QCOMPARE(text, String());
+        QCOMPARE(File::lastError(), readFault);
+    }
+
+    void readsAnEncodingDespiteASeekThatFails()
+    {
+        const QByteArray contents = QByteArray(100000, 'x') + "\xe4x";
+        const QString file = makeFile(path("file"), contents);
+        String text;
+        {
+            const CallFault fault("lseek64", EIO, 0, 1);
+            text = File::read(file, "auto");
+            QVERIFY(fault.count() > 0);
+        }
+
+        QVERIFY(text == String(QString::fromLatin1(contents)));
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void readsNothingInAnEncodingWhereAReadFails_data()
+    {
+        QTest::addColumn<String>("encoding");
+        QTest::addColumn<int>("size");
+
+        QTest::newRow("a small file") << String("windows-1252") << 1000;
+        QTest::newRow("a large file") << String("windows-1252") << 100000;
+        QTest::newRow("a small file, auto") << String("auto") << 1000;
+        QTest::newRow("a large file, auto") << String("auto") << 100000;
+    }
+
+    void readsNothingInAnEncodingWhereAReadFails()
+    {
+        QFETCH(String, encoding);
+        QFETCH(int, size);
+        const QString file = makeFile(path("file"), QByteArray(size, '\xe4'));
+        bool hasFailed = true;
+        int n = 0;
+        for (; hasFailed && n < 50; ++n) {
+            String text;
+            {
+                const CallFault fault("read", EIO, n);
+                text = File::read(file, encoding);
+                hasFailed = fault.count() > 0;
+            }
+            QCOMPARE(File::lastError(), hasFailed ? readFault : String());
+            QCOMPARE(text.size(), hasFailed ? 0 : size);
+        }
+        QVERIFY(!hasFailed && n > 1);
+    }
+
+    void findsNoEncodingWhereAReadFails()
+    {
+        const QString file = makeFile(path("file"), QByteArray(600000, 'x'));
+        for (const int first : {0, 1}) {
+            bool isGuess = false;
+            String encoding;
+            {
+                const CallFault fault("read", EIO, first);
+                encoding = File::encoding(file, &isGuess);
+                QVERIFY(fault.count() > 0);
+            }
+            QCOMPARE(encoding, String());
+            QVERIFY(isGuess);
+            QCOMPARE(File::lastError(), readFault);
+        }
+    }
+
+    void readsNothingInAnEncodingWithoutAFile_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<String>("reason");
+
+        QTest::newRow("no name") << QString() << String(".Kelm.Utils.err.noname");
+        QTest::newRow("missing") << "/nowhere/file" << String(".Kelm.Utils.err.nofile");
+        QTest::newRow("a folder") << QDir::rootPath() << String(".Kelm.Utils.err.isfolder");
+    }
+
+    void readsNothingInAnEncodingWithoutAFile()
+    {
+        QFETCH(QString, name);
+        QFETCH(String, reason);
+        for (const char *const encoding : {"windows-1252", "auto"}) {
+            QCOMPARE(File::read(name, encoding), String());
+            QCOMPARE(File::lastError(), reason);
+        }
+    }
+
+    void hasNoTimeOfWhatCannotBeExamined()
+    {
+        const QString file = makeFile(path("file"));
+        {
+            const CallFault fault("stat", EACCES);
+            QCOMPARE(File::timestampString(file, ""), String());
+            QCOMPARE(File::timestamp(file), 0u);
+            QCOMPARE(fault.count(), 2);
+        }
+        QVERIFY(!File::timestampString(file, "").isEmpty());
+    }
+
+    // Readers of lines
+
+    void readerEndsWhereItCannotGoOn_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+        QTest::addColumn<QByteArray>("function");
+        QTest::addColumn<int>("first"); // of the calls that fail
+
+        const QByteArray line(longLine, 'x');
+        QTest::newRow("to the start of UTF-16") << encodedUtf16() << QByteArray("lseek64") << 0;
+        QTest::newRow("to a long line") << line << QByteArray("lseek64") << 0;
+        QTest::newRow("in a long line") << line << QByteArray("read") << 300;
+    }
+
+    void readerEndsWhereItCannotGoOn()
+    {
+        QFETCH(QByteArray, contents);
+        QFETCH(QByteArray, function);
+        QFETCH(int, first);
+        FileReader reader(makeFile(path("file"), contents));
+        String line = "as before";
+        bool isRead = true;
+        {
+            const CallFault fault(function, EIO, first);
+            isRead = reader.readLine(line, /*trim=*/false);
+            QVERIFY(fault.count() > 0);
+        }
+
+        QVERIFY(!isRead);
+        QCOMPARE(line, String());
+        QVERIFY(!reader.readLine(line, /*trim=*/false)); // also when the system works again
+        QCOMPARE(reader.lineCount(), 0);
+    }
+
+    void readerReadsALongFirstLine_data()
+    {
+        QTest::addColumn<QByteArray>("start");
+        QTest::addColumn<String>("encoding"); // "" for none
+        QTest::addColumn<QString>("text");
+
+        QTest::newRow("UTF-8") << QByteArray("\xc3\xa4") << String() << QStringLiteral("\u00E4");
+        QTest::newRow("with a mark")
+            << QByteArray("\xef\xbb\xbf\xc3\xa4") << String() << QStringLiteral("\u00E4");
+        QTest::newRow("another encoding")
+            << QByteArray("\x80") << String("windows-1252") << QStringLiteral("\u20AC");
+    }
+
+    void readerReadsALongFirstLine()
+    {
+        QFETCH(QByteArray, start);
+        QFETCH(String, encoding);
+        QFETCH(QString, text);
+        const QString file =
+            makeFile(path("file"), start + QByteArray(longLine, 'x') + "\nlast " + start.right(1));
+
+        const auto reader = makeReader(file, encoding);
+        const String first = reader->nextLine();
+        const String last = reader->nextLine();
+
+        QCOMPARE(first.size(), text.size() + longLine);
+        QVERIFY(first.startsWith(text));
+        QVERIFY(last.startsWith("last "));
+        if (!encoding.isEmpty())
+            QCOMPARE(last, String("last " + text));
+        QCOMPARE(reader->lineCount(), 2);
+    }
+
+    void readerIsNotOpenWhereTheEncodingCannotBeRead()
+    {
+        const QString file = makeFile(path("file"), "text\n");
+        bool isOpen = true;
+        {
+            const CallFault fault("read", EIO);
+            isOpen = FileReader(file, "auto").isOpen();
+            QVERIFY(fault.count() > 0);
+        }
+
+        QVERIFY(!isOpen);
+        QCOMPARE(File::lastError(), readFault);
+    }
+
+    void readerReadsAPipeInItsEncoding_data()
+    {
+        QTest::addColumn<QByteArray>("contents");
+
+        QTest::newRow("UTF-8") << QByteArray("gr\xc3\xbc\xc3\x9f\nl\xc3\xa4nger\nf\xc3\xbcr\n");
+        QTest::newRow("windows-1252") << QByteArray("gr\xfc\xdf\nl\xe4nger\nf\xfcr\n");
+    }
+
+    void readerReadsAPipeInItsEncoding()
+    {
+        QFETCH(QByteArray, contents);
+        const QString pipe = path("pipe");
+        QCOMPARE(mkfifo(QFile::encodeName(pipe), 0600), 0);
+        std::thread writer([&] {
+            const int file = open(QFile::encodeName(pipe), O_WRONLY);
+            (void)!write(file, contents.constData(), std::size_t(contents.size()));
+            close(file);
+        });
+
+        FileReader reader(pipe, "auto");
+        writer.join();
+        QStringList lines;
+        String line;
+        while (reader.readLine(line, /*trim=*/false))
+            lines.append(line);
+
+        QCOMPARE(lines, QStringList({QStringLiteral("gr\u00FC\u00DF"),
+                                     QStringLiteral("l\u00E4nger"), QStringLiteral("f\u00FCr")}));
+        QCOMPARE(reader.lineCount(), 3);
+    }
+
+private:
+    QString path(const QString &name) const { return m_folder->filePath(name); }
+
+    static std::unique_ptr<FileReader> makeReader(const QString &path, const String &encoding)
+    {
+        return encoding.isEmpty() ? std::make_unique<FileReader>(path)
+                                  : std::make_unique<FileReader>(path, encoding);
+    }
+
+    static QByteArray encodedUtf16()
+    {
+        return QByteArray("\xff\xfe"
+                          "a\0\n\0b\0",
+                          8);
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+QTEST_GUILESS_MAIN(tst_File_faults)
+#include "tst_File_faults.moc"
