@@ -29,10 +29,11 @@ using Utils::TagFile;
 
 static const char everything[] = "all";
 
-/// Whether what failed tells the user why; asked after the faults.
+/// Whether what failed tells the user why; asked after the faults. Not after an exception: where
+/// the memory does not suffice for an argument, the operation has not even started.
 static void checkReason(bool hasFailed, Outcome &outcome)
 {
-    if (hasFailed && File::lastError().isEmpty())
+    if (hasFailed && outcome.isTold && File::lastError().isEmpty())
         outcome.damage = "no reason told";
 }
 
