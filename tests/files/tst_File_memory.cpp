@@ -15,6 +15,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <csignal>
+#include <functional>
+#include <memory>
 #include <new>
 
 #include <sys/wait.h>
@@ -26,6 +29,8 @@ using Utils::File;
 using Utils::FileByteReader;
 using Utils::TagFile;
 
+using Operation = std::function<bool(const Data::String &path)>;
+Q_DECLARE_METATYPE(Operation)
 Q_DECLARE_METATYPE(FailingMemory::Mode)
 
 static const int mebibyte = 1 << 20;
@@ -244,6 +249,84 @@ private Q_SLOTS:
             QVERIFY(count > 0);
     }
 
+    void tellsThatTheMemoryEnds_data()
+    {
+        QTest::addColumn<Operation>("operation");
+        QTest::addColumn<FailingMemory::Mode>("mode");
+
+        const QByteArray bytes = "\xe4";
+        const auto row = [](const char *text, const Operation &operation) {
+            QTest::addRow("%s, once", text) << operation << FailingMemory::Once;
+            QTest::addRow("%s, from then on", text) << operation << FailingMemory::FromThenOn;
+        };
+        // clang-format off
+        row("encoding", [](const Data::String &path) { bool isGuess = false; return !File::encoding(path, &isGuess).isEmpty() && isGuess; });
+        row("encodingOf", [bytes](const Data::String &) { bool isGuess = false; return !File::encodingOf(bytes, &isGuess).isEmpty() && isGuess; });
+        // clang-format on
+    }
+
+    void tellsThatTheMemoryEnds()
+    {
+        QFETCH(Operation, operation);
+        QFETCH(FailingMemory::Mode, mode);
+        const Data::String path = file(QByteArray("a;\xb0\n1;2,5\n").repeated(6000));
+        QVERIFY(operation(path)); // so that Qt has made its static objects
+        int counts[Ended + 1] = {};
+        int n = 0;
+        const int mostProcesses = 300;
+        for (int i = 0; counts[Complete] == 0 && i < mostProcesses; ++i) {
+            // In a process of its own, which Qt may end. The next one continues after that.
+            int ends[2];
+            QCOMPARE(pipe(ends), 0);
+            const pid_t child = fork();
+            QVERIFY(child >= 0);
+            if (child == 0)
+                sendOutcomes(ends[1], operation, path, n, mode);
+            close(ends[1]);
+            char outcome = Done;
+            for (; read(ends[0], &outcome, 1) == 1; ++n) {
+                QVERIFY2(outcome != NotTold && outcome != Thrown,
+                         qPrintable(QString("%1 at %2").arg(int(outcome)).arg(n)));
+                ++counts[int(outcome)];
+            }
+            close(ends[0]);
+            QCOMPARE(waitpid(child, nullptr, 0), child);
+            if (counts[Complete] == 0) {
+                ++counts[Ended];
+                ++n;
+            }
+        }
+        QCOMPARE(counts[Complete], 1);
+        QVERIFY(counts[Told] > 0);
+    }
+
+    void readsAndWritesNoEncodedTextThatIsTooLarge()
+    {
+        const QByteArray bytes(3 * mebibyte, '\xb0');
+        const QString path = file(bytes);
+        const QString target = file("as it was");
+        const Data::String text = QString::fromLatin1(bytes);
+        for (const char *const name : {"windows-1252", "Shift_JIS", "auto"}) {
+            const Data::String encoding = name;
+            FailingMemory memory(mebibyte, FailingMemory::Larger);
+            const Data::String read = File::read(path, encoding);
+            memory.end();
+            QVERIFY(memory.hasFailed());
+            QCOMPARE(read, Data::String());
+            QCOMPARE(File::lastError(), Data::String(".Kelm.Utils.err.memory"));
+        }
+
+        const Data::String encoding = "windows-1252";
+        FailingMemory memory(mebibyte, FailingMemory::Larger);
+        const bool isWritten = File::write(target, text, encoding);
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY(!isWritten);
+        QCOMPARE(File::lastError(), Data::String(".Kelm.Utils.err.memory"));
+        QCOMPARE(File::readRaw(target), QByteArray("as it was"));
+    }
+
     void keepsTheTagsBeforeOneThatIsTooLarge()
     {
         QString text = "*first\nkey: 1\n*second\nkey: " + QString(3 * mebibyte, 'x') + "\n";
@@ -262,6 +345,53 @@ private Q_SLOTS:
     }
 
 private:
+    /// How an operation ends in a process whose memory does.
+    enum Outcome
+    {
+        Complete, ///< the memory has sufficed
+        Done,     ///< it has not, and the operation has succeeded all the same
+        Told,     ///< the operation has failed, with a reason
+        NotTold,
+        Thrown,
+        Ended ///< the process, by Qt
+    };
+
+    /// The outcome with memory for \p count allocations.
+    static Outcome outcomeOf(const Operation &operation, const Data::String &path, int count,
+                             FailingMemory::Mode mode)
+    {
+        FailingMemory memory(count, mode);
+        bool isDone = false;
+        try {
+            isDone = operation(path);
+        } catch (const std::bad_alloc &) {
+            return Thrown;
+        }
+        memory.end();
+        if (!memory.hasFailed())
+            return isDone ? Complete : NotTold;
+        if (isDone)
+            return Done;
+        return File::lastError().isEmpty() ? NotTold : Told;
+    }
+
+    /// Sends a byte for the outcome with each number of allocations from \p count on, up to the
+    /// first one that is enough, or at which a reason is missing.
+    [[noreturn]] static void sendOutcomes(int pipe, const Operation &operation,
+                                          const Data::String &path, int count,
+                                          FailingMemory::Mode mode)
+    {
+        for (const int signal : {SIGSEGV, SIGBUS, SIGABRT})
+            ::signal(signal, SIG_DFL);
+        close(STDERR_FILENO);
+        for (bool isLast = false; !isLast; ++count) {
+            alarm(20); // for a lock of Qt that is never released
+            const char outcome = static_cast<char>(outcomeOf(operation, path, count, mode));
+            isLast = write(pipe, &outcome, 1) != 1 || (outcome != Done && outcome != Told);
+        }
+        _exit(0);
+    }
+
     /// Removes with memory for \p count allocations. Whether one has failed.
     static bool failsToRemove(const Data::String &path, const Data::String &exceptions, int count,
                               FailingMemory::Mode mode)
