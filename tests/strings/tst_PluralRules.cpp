@@ -151,8 +151,16 @@ private Q_SLOTS:
 
     void haveOnlyOtherForWhatIsNoNumber()
     {
-        for (const char *text : {"", "-", "x", "1x", "1.x", ".5", "1c", "1cx", "1c-1", "1c999"})
+        for (const char *text : {"", "-", "x", "1x", "1.x", ".5", "1c", "1cx", "1c-1", "1c999",
+                                 "1,5", "1.5/2", "1 ", "+1"})
             QCOMPARE(PluralRules::form("en", QByteArray(text)), QString("other"));
+    }
+
+    void takeAnExponentAfterAnE()
+    {
+        for (const char *text : {"1c6", "1e6", "1.5c6", "1.5e6"})
+            QCOMPARE(PluralRules::form("fr", QByteArray(text)), QString("many"));
+        QCOMPARE(PluralRules::form("fr", QByteArray("1500000")), QString("other"));
     }
 };
 

@@ -418,6 +418,37 @@ private Q_SLOTS:
         QCOMPARE(StringTable::lookupi(".A.early", 0), Data::String(".A.early"));
     }
 
+    void hasNoTextsAfterTheEndOfTheCatalogue()
+    {
+        StringTable::initialize("en", "", "");
+        putText(".A", ".key", "text");
+        putText(".A", ".n.one", "text");
+        int numTold = 0;
+        {
+            Utils::catalogue.isAlive = false;
+            const auto revive = qScopeGuard([] { Utils::catalogue.isAlive = true; });
+
+            StringTable::initialize("de", "", "");
+            StringTable::setMissingKeyHandler(
+                [&](const Data::String &, const Data::String &) { ++numTold; });
+            QVERIFY(!StringTable::setLanguage("de"));
+            QVERIFY(!StringTable::load("A"));
+            QCOMPARE(StringTable::language(), Data::String());
+            QCOMPARE(StringTable::lookup(".A.key"), Data::String(".A.key"));
+            QCOMPARE(StringTable::lookup(".A.key", "Form"), Data::String(".A.key"));
+            QCOMPARE(StringTable::lookupl(".A.key", "de"), Data::String(".A.key"));
+            QCOMPARE(StringTable::lookupn(".A.n", 1), Data::String(".A.n"));
+            QCOMPARE(StringTable::pluralForm(1), Data::String("other"));
+            QCOMPARE(StringTable::pluralForms(), QStringList("other"));
+            QCOMPARE(StringTable::missingKeys(), QStringList());
+        }
+
+        QCOMPARE(StringTable::language(), Data::String("en"));
+        QCOMPARE(StringTable::lookup(".A.key"), Data::String("text"));
+        QCOMPARE(StringTable::lookup(".A.other"), Data::String(".other"));
+        QCOMPARE(numTold, 0); // the handler was not set
+    }
+
     void givesTheValueOfAName_data()
     {
         QTest::addColumn<Data::String>("record");

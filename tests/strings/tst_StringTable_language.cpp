@@ -1,13 +1,17 @@
 #include "utils/strings/StringTable.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/strings/Catalogue.h" // resetCatalogue
 #include "tests/support/Files.h"     // makeFile
 #include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
+#include "tests/support/Windows.h"
 #include "utils/files/File.h"
 
 #include <QCoreApplication>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <algorithm>
 
 using Utils::StringTable;
 
@@ -105,6 +109,53 @@ private Q_SLOTS:
         QCOMPARE(StringTable::language(), Data::String("en"));
         QCOMPARE(StringTable::lookup(".Fruit.msg.apple"), Data::String("apple"));
         QCOMPARE(events.shown, QStringList());
+    }
+
+    void findsAFormThatOnlyTheNewLanguageHas()
+    {
+        QVERIFY(makeTable("Forms", "en", "<ui name='Own'><string id='.t'>en</string></ui>"));
+        QVERIFY(makeTable("Forms", "de",
+                          "<ui name='Own'><string id='.t'>de</string></ui>"
+                          "<ui name='Basket'><string id='.title'>no</string></ui>"
+                          "<ui name='New'><string id='.t'>neu</string></ui>"));
+        QVERIFY(StringTable::load("Forms"));
+        QVERIFY(StringTable::load("Fruit"));
+        QCOMPARE(StringTable::lookup(".t", "New"), Data::String());
+
+        QVERIFY(StringTable::setLanguage("de"));
+
+        QCOMPARE(StringTable::lookup(".t", "New"), Data::String("neu"));
+        QCOMPARE(StringTable::lookup(".t", "Own"), Data::String("de"));
+        QCOMPARE(StringTable::lookup(".title", "Basket"), Data::String("Korb")); // as before
+    }
+
+    void keepsTheLanguageWhenTheMemoryEnds()
+    {
+        SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
+        const AllocatedMemory used;
+        QVERIFY(StringTable::setLanguage("de"));
+        const auto count = static_cast<int>(used.count());
+        const int last = 40; // allocations, in which no document is parsed any more
+
+        int failures = 0;
+        for (int n = std::max(count - last, 0);; ++n) {
+            resetCatalogue();
+            init();
+            FailingMemory memory(n, FailingMemory::Once);
+            const bool isDone = StringTable::setLanguage("de");
+            memory.end();
+
+            QVERIFY(isDone || memory.hasFailed());
+            QCOMPARE(StringTable::language(), Data::String(isDone ? "de" : "en"));
+            QCOMPARE(StringTable::lookup(".Fruit.msg.apple"),
+                     Data::String(isDone ? "Apfel" : "apple"));
+            QCOMPARE(StringTable::lookup(".title", "Basket"),
+                     Data::String(isDone ? "Korb" : "Basket"));
+            failures += isDone ? 0 : 1;
+            if (!memory.hasFailed())
+                break;
+        }
+        QVERIFY(failures > 0);
     }
 
     void hasNoLanguageToChangeBeforeItIsSetUp()

@@ -198,6 +198,30 @@ private Q_SLOTS:
             QCOMPARE(tags.find("point", "id", QString::number(i), 0), 999 - i);
     }
 
+    void comparesFewTagsForMoreKeysThanItHasIndexesFor()
+    {
+        const int numTags = 200;
+        const int numKeys = 20;
+        const int numRounds = 3;
+        const auto keyOf = [](int key) { return Data::String(QString("key%1").arg(key)); };
+        HeldTags tags;
+        for (int i = 0; i < numTags; ++i) {
+            auto tag = tagOf("point", QString());
+            for (int key = 0; key < numKeys; ++key)
+                tag->add(keyOf(key), QString::number(i));
+            tags.append(std::move(tag));
+        }
+
+        for (int i = 0; i < numRounds * numKeys; ++i) {
+            for (int position = 0; position < numTags; ++position)
+                QCOMPARE(tags.find("point", keyOf(i % numKeys), QString::number(position), 0),
+                         position);
+        }
+
+        // As in the searches for one key, each time that its index is made again.
+        QVERIFY(tags.numCompared() < numRounds * numKeys * 11 * numTags);
+    }
+
     void searchesWithoutMemoryForAnIndex()
     {
         SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");

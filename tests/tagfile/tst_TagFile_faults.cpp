@@ -227,6 +227,32 @@ private Q_SLOTS:
         QVERIFY(failures > 3);
     }
 
+    void keepsItsMessagesWhereTheMemoryEnds()
+    {
+        const Data::String first = "the first message";
+        const Data::String second = "the second message";
+        int failures = 0;
+        for (int n = 0;; ++n) {
+            TagFile file;
+            file.addErrorMessage(first);
+            bool isThrown = false;
+            FailingMemory memory(n, FailingMemory::Once);
+            try {
+                file.addErrorMessage(second);
+            } catch (const std::bad_alloc &) {
+                isThrown = true;
+            }
+            memory.end();
+
+            QCOMPARE(file.errorMessage(false),
+                     isThrown ? first : Data::String(first + "\n" + second));
+            failures += isThrown;
+            if (!memory.hasFailed())
+                break;
+        }
+        QVERIFY(failures > 0);
+    }
+
     void hasWhatAStreamHasReadInFrontOfABreak()
     {
         const Data::String name = makeFile(path("stream"), "*a\nk: v\n*b\nl: w\n");
@@ -334,6 +360,27 @@ private Q_SLOTS:
             }
         }
         QVERIFY(failures > 3);
+    }
+
+    void opensNoFileWithoutMemoryForIt()
+    {
+        const Data::String file = makeFile(path("unopened"), "old");
+        Data::String error;
+        TagFile tags;
+
+        FailingMemory memory(0, FailingMemory::Once);
+        const bool isOpen = tags.open(file, error);
+        memory.end();
+        tags.writeTag("name", "key", true);
+        tags.close();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY(!isOpen);
+        QCOMPARE(error, Data::String(writeKey));
+        QCOMPARE(contentsOf(file), QByteArray("old"));
+        QVERIFY(tags.open(file, error));
+        tags.close();
+        QCOMPARE(contentsOf(file), QByteArray());
     }
 
     // Memory runs out only after open(): Qt does not survive it while a stream is connected.

@@ -1,6 +1,8 @@
 #include "utils/xml/DocumentText_p.h"
 
 #include "tests/xml/PlainLayout.h"
+#include "utils/xml/Attributes_p.h"
+#include "utils/xml/HashOrder_p.h"
 
 #include <QtTest>
 
@@ -221,6 +223,78 @@ private Q_SLOTS:
             }
         }
         QVERIFY(lines > 10 * 1000);
+    }
+
+    void findsAllOfManyAttributes_data()
+    {
+        QTest::addColumn<QString>("odd");
+
+        for (const char *name : {"plain", "a=\"", "a b", "a=", "\"", "", "p:n", "a=\"1\" b"})
+            QTest::newRow(name) << QString(name);
+    }
+
+    void findsAllOfManyAttributes()
+    {
+        QFETCH(QString, odd);
+        QDomDocument document;
+        QDomElement element = document.createElement("e");
+        QStringList expected{odd};
+        element.setAttribute(odd, "of " + odd);
+        for (int i = 0; i < 200; ++i) {
+            expected.append(QString("n%1").arg(i));
+            element.setAttribute(expected.last(), "of " + expected.last());
+        }
+
+        QStringList names;
+        for (const QDomNode &attribute : Utils::Xml::manyAttributes(element)) {
+            names.append(attribute.nodeName());
+            QCOMPARE(attribute.nodeValue(), "of " + attribute.nodeName());
+        }
+
+        names.sort();
+        expected.sort();
+        QCOMPARE(names, expected);
+    }
+
+    void ordersNamesWithTheSameHash()
+    {
+        // Of so many random names some have the same hash, by any function.
+        std::mt19937 random(1);
+        std::vector<std::pair<uint, QString>> names;
+        for (int i = 0; i < 300'000; ++i) {
+            QString name;
+            for (int k = 0; k < 8; ++k)
+                name += QChar('a' + int(random() % 26));
+            names.emplace_back(qHash(name, 0U), name);
+        }
+        std::sort(names.begin(), names.end());
+        const auto same =
+            std::adjacent_find(names.begin(), names.end(), [](const auto &one, const auto &other) {
+                return one.first == other.first && one.second != other.second;
+            });
+        QVERIFY(same != names.end());
+        const QVector<QString> equal{same->second, (same + 1)->second};
+
+        for (const QVector<QString> &all : {equal, QVector<QString>{"a", equal[1], "b", equal[0]}})
+        {
+            QVector<int> order = Utils::Xml::hashOrder(all);
+            std::sort(order.begin(), order.end());
+            for (int i = 0; i < all.size(); ++i)
+                QCOMPARE(order.value(i, -1), i);
+            QCOMPARE(order.size(), all.size());
+        }
+    }
+
+    void leavesOutWhatIsNoDeclaration()
+    {
+        QDomDocument document;
+        QVERIFY(document.setContent(QString("<!DOCTYPE a [<!NOTATION n SYSTEM 's'>]><a/>")));
+        const QString before = written(document);
+        QVERIFY(before.contains("<!NOTATION n"));
+
+        QVERIFY(!document.doctype().appendChild(document.createComment("c")).isNull());
+
+        QCOMPARE(written(document), before);
     }
 
     void writesAttributesThatAreThereTwice()

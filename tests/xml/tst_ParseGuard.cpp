@@ -131,6 +131,20 @@ private Q_SLOTS:
             "");
         row("a comment that an entity starts",
             withDeclarations("<!ENTITY o '<!-- '>", "<a>&o;" + deep(600) + "-->"), "");
+        row("a number that is no character",
+            withDeclarations("<!ENTITY o '&#x110000;&#4294967295;&#60;b>'>",
+                             "<a>" + QString("&o;").repeated(600)),
+            tooDeep);
+        row("any blanks in a declaration",
+            withDeclarations("<!ENTITY\r\n\to\r\t'<b>'\r>", "<a>" + QString("&o;").repeated(600)),
+            tooDeep);
+        row("what is no comment", "<!-" + deep(514), tooDeep);
+        row("what is no comment in declarations",
+            withDeclarations("<!-x<!ELEMENT a " + QString("(").repeated(513)), tooManyGroups);
+        row("a comment that is not closed", "<!--" + deep(600), "");
+        row("more than one limit",
+            withDeclarations(entities(12000, 1) + "<!ELEMENT a " + QString("(").repeated(600)),
+            tooMany);
         row("a first declaration holds",
             withDeclarations("<!ENTITY o 't'><!ENTITY o '<b>'>",
                              "<a>" + QString("&o;").repeated(600)),
