@@ -25,6 +25,8 @@ struct LateWriter
         settings->addMRU("late", "path").getMRU("late", /*checkExists=*/true);
         settings->copyKey("MRU", "copy", true);
         const Utils::SettingsSlot slot("late", nullptr); // has nobody to connect to any more
+        if (!settings->sync())
+            std::puts("not stored");
     }
     std::unique_ptr<Utils::Settings> settings;
 };
@@ -75,6 +77,8 @@ int main(int argc, char **argv)
     } else if (argc == 2 && std::strcmp(argv[1], "writeAtTheEnd") == 0) {
         lateWriter.settings = std::make_unique<Utils::Settings>();
         lateWriter.settings->setInt("early", 1);
+    } else if (argc == 2 && std::strcmp(argv[1], "writeOnlyAtTheEnd") == 0) {
+        lateWriter.settings = std::make_unique<Utils::Settings>();
     } else {
         return 1;
     }

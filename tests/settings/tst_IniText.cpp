@@ -289,6 +289,7 @@ private Q_SLOTS:
         row("two lines",           "a=x\\\ny\nb=x\\\r\nz\nc=\"p\nq\"\n");
         row("lines in quotes",     "a=\"x\\\n\ny\"\nb=\"x\\\r\ry\"\nc=\"x\\\r\ny\"\nd=\"x\\\n\ry\"\n");
         row("unknown escapes",     "a=\\q\\z\\!\nb=\\xg\\x\nc=\\777\\8\nd=x\\");
+        row("numbers that end",    "a=\\x41G\nb=\\x4aZ\nc=\\x4Fg\nd=\\x4A@\ne=\\101G\nf=\\1018\n");
         row("quotes",              "a=\"b\nc=\"d\" e \"f\" \ng=h\"i,j\"k, l\n");
         row("lists",               "a=1,2,3\nb=,\nc=a , \"b \" , c \nd=@Invalid(), @@x, @Size(1 2)\n");
         row("keys with escapes",   "%41=1\n%U0041=2\n%=3\n%4=4\n%zz=5\n%U12=6\na%20b=7\n");

@@ -482,6 +482,16 @@ private Q_SLOTS:
         QCOMPARE(home.stored(), QString("MRU/late/aa=path copy/late/aa=path early=1 late=2"));
     }
 
+    void isWrittenForTheFirstTimeAtTheEndOfTheProcess()
+    {
+        home.fill("early=4");
+
+        QCOMPARE(outputOf({"writeOnlyAtTheEnd"}), QString());
+
+        QSettings().sync();
+        QCOMPARE(home.stored(), QString("MRU/late/aa=path copy/late/aa=path early=4 late=5"));
+    }
+
     void keepsWhatItCannotWriteToItself_data()
     {
         QTest::addColumn<QString>("obstacle");

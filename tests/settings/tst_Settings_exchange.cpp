@@ -430,6 +430,20 @@ private Q_SLOTS:
         QCOMPARE(settings.getValue("k").toHash(), hash);
     }
 
+    void tellsOfAListThatReplacesAHash()
+    {
+        Settings("from").setValue("k", QVariant(QVariantList{QVariantMap(), "a", 1}));
+        QVERIFY(Settings("from").exportTo(path()));
+        Settings settings("g");
+        settings.setValue("k", QVariant(QVariantHash{{"a", 1}})); // which is compared as this list
+        m_recorder->calls.clear();
+
+        QVERIFY(settings.importFrom(path()));
+
+        QCOMPARE(m_recorder->calls.size(), 1);
+        QCOMPARE(settings.getValue("k").userType(), int(QMetaType::QVariantList));
+    }
+
     void changesAllOrNothingWhenTheMemoryEnds()
     {
         SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
@@ -520,6 +534,7 @@ private Q_SLOTS:
         row("an empty value",       firstLine + "a=\n" + lastLine, "a=");
         row("quotes in a value",    firstLine + "a=\"1;2\"\n" + lastLine, "a=1;2");
         row("a wrong escape",       firstLine + "a=\\q1\n" + lastLine, "a=1");
+        row("a text like a variant", firstLine + "a=@Variant(x\n" + lastLine, "a=@Variant(x");
         // clang-format on
     }
 
@@ -576,6 +591,10 @@ private Q_SLOTS:
         line("a section with an empty name", "[g%2F]\nb=5");
         line("a wrong number",     "b%g5=5");
         line("a short number",     "b%5=5");
+        line("no number",          "b%=5");
+        line("a semicolon in a key", "b;c=5");
+        line("a bracket in a section", "[g]h]");
+        line("an equal sign in a section", "[g=h]");
         line("a short long number", "b%U00e=5");
         line("a zero byte",        QByteArray("b=\0" "5", 4));
         line("a control character", "b=\x1b");
@@ -624,6 +643,18 @@ private Q_SLOTS:
         QCOMPARE(reason(), QString("nofiletype"));
         QVERIFY(!Settings().importFrom(path("missing")));
         QCOMPARE(reason(), QString("nofile"));
+    }
+
+    void importsNothingOfAFileThatIsTooLarge()
+    {
+        home.fill("a=1");
+        QFile file(exported("a=5\n"));
+        QVERIFY(file.resize((qint64(1) << 30) + 1)); // without a block on the disk
+
+        QVERIFY(!Settings().importFrom(path()));
+
+        QCOMPARE(reason(), QString("toolarge"));
+        QCOMPARE(home.stored(), QString("a=1"));
     }
 
     void importsNothingOfAFileThatBreaksOff()

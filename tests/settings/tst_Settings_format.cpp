@@ -4,6 +4,7 @@
 #include "tests/support/Print.h"
 #include "tests/support/SettingsHome.h"
 #include "tests/support/Windows.h"
+#include "utils/files/File.h"
 
 #include <QtTest>
 
@@ -88,6 +89,54 @@ private Q_SLOTS:
         QCOMPARE(settings.status(&reason), Settings::Failed);
         QCOMPARE(reason, Data::String(QSettings().fileName() + ": The store cannot be written"));
         QCOMPARE(settings.getString("a"), Data::String("1"));
+    }
+
+    void areExportedAndImported()
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("export.ini");
+        Settings().setString("g/a", "1").setString("b", "2");
+
+        QVERIFY(Settings().exportTo(path)); // before they are stored
+        QVERIFY(Settings().setString("g/a", "3").removeKey("b").sync());
+        QVERIFY(Settings().importFrom(path));
+
+        QCOMPARE(Settings().getString("g/a"), Data::String("1"));
+        QCOMPARE(Settings().getString("b"), Data::String("2"));
+        QVERIFY(Settings().sync());
+        QCOMPARE(contents(), QByteArray("b 2\ng/a 1\n"));
+    }
+
+    void areExportedAlthoughTheyCannotBeStored()
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("export.ini");
+        Settings settings;
+        settings.setString("a", "1");
+        canWrite = false;
+        QVERIFY(!settings.sync());
+
+        QVERIFY(settings.exportTo(path));
+
+        QVERIFY(settings.setString("a", "2").importFrom(path));
+        QCOMPARE(settings.getString("a"), Data::String("1"));
+    }
+
+    void areNotExportedWhenTheyCannotBeRead()
+    {
+        SKIP_ON_WINDOWS("a folder is read as an empty file by Qt for Windows");
+        const QTemporaryDir folder;
+        const QString store = QSettings().fileName();
+        QFile::remove(store);
+        QVERIFY(QDir().mkpath(store));
+
+        const bool isExported = Settings().exportTo(folder.filePath("export.ini"));
+        const QString why = Utils::File::lastError();
+        QVERIFY(QDir().rmdir(store));
+
+        QVERIFY(!isExported);
+        QVERIFY(why.endsWith(".settings"));
+        QVERIFY(!QFile::exists(folder.filePath("export.ini")));
     }
 
     void areThoseOfADomainWhereTheHostHasNoOrganisation()

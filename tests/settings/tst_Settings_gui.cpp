@@ -105,9 +105,10 @@ static int runReader(const QByteArray &command)
         ofHost = std::make_unique<QSettings>();
 #ifndef _WIN32
     std::optional<OrdinaryUser> user;
-    if (command == "unwritable") {
+    const bool isOfAnother = command == "ofAnother"; // and may be written, but not touched
+    if (command == "unwritable" || isOfAnother) {
         const QString folder = qEnvironmentVariable("XDG_CONFIG_HOME");
-        QFile::setPermissions(folder + fileName, QFile::Permissions(0x4444));
+        QFile::setPermissions(folder + fileName, QFile::Permissions(isOfAnother ? 0x6666 : 0x4444));
         QFile::setPermissions(folder + "/Company", QFile::Permissions(0x7755));
         user.emplace(folder);
     }
@@ -125,7 +126,7 @@ static int runReader(const QByteArray &command)
             check(settings.getValue("v").isValid(), "the value is read");
             return errors;
         }
-        if (command == "unwritable") {
+        if (command == "unwritable" || command == "ofAnother") {
             check(isHidden(settings.getValue("v", 5)), "it reads as the invalid value");
             check(settings.getInt("other") == 7, "the other value is read");
             return errors;
@@ -278,6 +279,14 @@ private Q_SLOTS:
         write(stored(QEasingCurve(), QByteArray()));
 
         runOther("--with-gui", "unwritable");
+        QVERIFY(QFile::remove(home->path() + fileName));
+    }
+
+    void readsAFileOfAnotherUser()
+    {
+        write(stored(QEasingCurve(), QByteArray()));
+
+        runOther("--with-gui", "ofAnother");
         QVERIFY(QFile::remove(home->path() + fileName));
     }
 #endif
