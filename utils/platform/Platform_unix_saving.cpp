@@ -5,6 +5,7 @@
 #include <climits>
 #include <ctime>
 #include <optional>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -229,10 +230,10 @@ bool FileReplacement::State::makeNamed(const Create &create)
     const FolderLock lock(folder);
     const int most = 100;
     for (int i = 0; i < most; ++i) {
-        const std::string candidate = temporaryName(name, i);
+        std::string candidate = temporaryName(name, i);
         do {
             if (create(candidate.c_str())) {
-                temporary = candidate;
+                temporary = std::move(candidate); // needs no memory: what is done must not fail
                 return true;
             }
             if (errno != EEXIST)

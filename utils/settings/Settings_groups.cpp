@@ -101,9 +101,6 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
     const bool isSame = from.compare(to, Qt::CaseInsensitive) == 0 && from != temporaryGroup;
     const QString target = isSame ? QString(temporaryGroup) : to;
 
-    const Data::String fullFrom = fullKey(settings, from);
-    copyGroup(settings, from, target, recursive);
-
     // A rename to the same name must keep the values: a group that contains the temporary group is
     // not removed, and neither is the temporary group when only the case of its name changes and
     // the store ignores that.
@@ -113,14 +110,19 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
     };
     const bool isOntoItself = from == to || (Platform::hasRegistry() && isSameName(from, target));
     const bool isTemporary = isSameName(from, temporaryGroup);
-    if (!isOntoItself || !(isNameless(from) || isTemporary))
-        settings.remove(from);
-    notify(fullFrom, Data::Variant());
-
+    const auto rename = [&] {
+        const Data::String fullFrom = fullKey(settings, from);
+        copyGroup(settings, from, target, recursive);
+        if (!isOntoItself || !(isNameless(from) || isTemporary))
+            settings.remove(from);
+        notify(fullFrom, Data::Variant());
+        if (target != to)
+            renameGroup(settings, target, to, recursive);
+    };
     if (target == to)
-        return;
+        return rename();
     try {
-        renameGroup(settings, target, to, recursive);
+        rename();
     } catch (const std::bad_alloc &) {
         // Back to its old name: under the temporary one nobody would find it.
         copyGroup(settings, target, from, recursive);
