@@ -46,7 +46,9 @@ public:
         case QMetaType::QBitmap:
         case QMetaType::QIcon:
         case QMetaType::QCursor:
-            return m_images == Images::Built && value(type);
+            if (m_images == Images::Refused)
+                return false;
+            break;
         case QMetaType::QEasingCurve: // the address of a function of the process that has written
                                       // it
             return false;
@@ -73,14 +75,22 @@ public:
         case QMetaType::QStringList:
         case QMetaType::QByteArrayList:
         case QMetaType::QKeySequence:
-            return hasRoomFor(4) && value(type);
+            if (!hasRoomFor(4))
+                return false;
+            break;
         case QMetaType::QPolygon:
-            return hasRoomFor(8) && value(type);
+            if (!hasRoomFor(8))
+                return false;
+            break;
         case QMetaType::QPolygonF:
-            return hasRoomFor(16) && value(type);
+            if (!hasRoomFor(16))
+                return false;
+            break;
         default:
-            return value(type);
+            break;
         }
+        value(type);
+        return true;
     }
 
 private:
@@ -121,14 +131,13 @@ private:
         return static_cast<int>(type);
     }
 
-    bool value(int type)
+    void value(int type)
     {
         QVariant value(type, nullptr);
         if (value.isValid())
             QMetaType::load(m_stream, value.userType(), value.data());
         else if (isOld())
             read<QString>();
-        return true;
     }
 
     /// Reads ahead the number of elements, and returns whether as many can follow, with at least

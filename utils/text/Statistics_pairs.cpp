@@ -82,7 +82,7 @@ double Statistics::weightedStandardDeviation(const Data::Array &array, const Dat
     if (weighted.count < 2)
         return 0.0;
     const double reach = std::max(weighted.high - weighted.mean, weighted.mean - weighted.low);
-    if (!weighted.areValuesFinite || !std::isfinite(reach) || std::isnan(weighted.scale))
+    if (!weighted.areValuesFinite || !std::isfinite(reach)) // also for an infinite weight
         return notANumber;
     if (weighted.low == weighted.high)
         return 0.0;
