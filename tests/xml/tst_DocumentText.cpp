@@ -66,8 +66,8 @@ private:
     {
         static const char *const names[] = {"a",  "b",      "name", "type", "Alpha", "x-1",
                                             "x1", "\u00e4", "z:z",  "item", "x",     "case"};
-        static const char *const oddNames[] = {"a b",  "!a", "?a", "/a", "a>",
-                                               "a=\"", "-",  "<a", "\n"};
+        static const char *const oddNames[] = {"a b", "!a", "?a", "/a",  "a>", "a=\"",
+                                               "-",   "<a", "\n", "a\"", "="};
         // The order of attributes counts where a name is taken apart.
         return m_mostAttributes == 1 && upTo(30) == 0 ? pick(oddNames) : pick(names);
     }
@@ -81,6 +81,7 @@ private:
                                             "<",
                                             ">",
                                             "]]>",
+                                            "]",
                                             "&",
                                             "\"",
                                             "'",
@@ -283,6 +284,16 @@ private Q_SLOTS:
                 QCOMPARE(order.value(i, -1), i);
             QCOMPARE(order.size(), all.size());
         }
+    }
+
+    void keepsWhiteSpaceInANamespaceAsQtDoes()
+    {
+        QDomDocument document;
+        document.appendChild(document.createElementNS("u\rv\t<\"", "p:e"));
+        const QString expected = "<p:e xmlns:p=\"u\rv\t&lt;&quot;\"";
+        QVERIFY(document.toString(2).contains(expected));
+
+        QVERIFY(written(document).contains(expected));
     }
 
     void leavesOutWhatIsNoDeclaration()
