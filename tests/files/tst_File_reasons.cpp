@@ -504,9 +504,6 @@ private Q_SLOTS:
             QCOMPARE(File::lastError(), String());
         }
         QDir::setSearchPaths("prefix", {});
-        QVERIFY(!operation(path("none")));
-        QVERIFY(File::search(":/", "none").isEmpty()); // the resources of Qt can be listed
-        QCOMPARE(File::lastError(), String());
     }
 
     void areForSearchesInFoldersThatMayNotBeRead_data() { areForSearches_data(); }

@@ -175,6 +175,16 @@ private Q_SLOTS:
         QCOMPARE(find(name.replace('@', number), extensions), QString());
     }
 
+    void searchesAFolderOfQtWithoutAFault()
+    {
+        QVERIFY(File::search(":/none", "*").isEmpty());
+        QVERIFY(!File::lastError().isEmpty());
+
+        QVERIFY(File::search(":/q", "none").isEmpty());
+
+        QCOMPARE(File::lastError(), Data::String());
+    }
+
     void searchesQtFirst_data()
     {
         QTest::addColumn<QString>("name");

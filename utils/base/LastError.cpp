@@ -154,11 +154,11 @@ bool LastError::cannotWrite(const QString &path, int error)
     return setNumber(path, error, /*isReading=*/false);
 }
 
-/// The last failure of \p file, or of the link that it is without \p followLinks. Qt keeps only
-/// its text.
-static FileFault faultOf(const QFileDevice &file, bool followLinks)
+/// The last failure of \p file, which is at \p path, or of the link there without \p followLinks.
+/// Qt keeps only its text.
+static FileFault faultOf(const QString &path, const QFileDevice &file, bool followLinks)
 {
-    if (fileStatus(file.fileName(), followLinks).entry == Platform::Entry::Folder)
+    if (fileStatus(path, followLinks).entry == Platform::Entry::Folder)
         return FileFault::Folder;
     const QString text = file.errorString();
     for (int code = 1; code <= Platform::lastSystemFault(); ++code) {
@@ -169,26 +169,35 @@ static FileFault faultOf(const QFileDevice &file, bool followLinks)
     return FileFault::Other;
 }
 
-static bool setFile(const QFileDevice &file, bool isReading, bool followLinks = true)
+static bool setFile(const QString &path, const QFileDevice &file, bool isReading,
+                    bool followLinks = true)
 {
     // When a seek fails, Qt prints a warning before it asks the system for the reason, which is
     // lost then.
     if (file.error() == QFileDevice::PositionError)
-        return setNumber(file.fileName(), EIO, isReading);
+        return setNumber(path, EIO, isReading);
     try {
-        return setFault(file.fileName(), faultOf(file, followLinks), file.errorString(), isReading);
+        return setFault(path, faultOf(path, file, followLinks), file.errorString(), isReading);
     } catch (const std::bad_alloc &) {
         return LastError::set(".err.memory");
     }
 }
 
-bool LastError::cannotRead(const QFileDevice &file) { return setFile(file, /*isReading=*/true); }
+bool LastError::cannotRead(const QFileDevice &file) { return cannotRead(file.fileName(), file); }
 
-bool LastError::cannotWrite(const QFileDevice &file) { return setFile(file, /*isReading=*/false); }
+bool LastError::cannotRead(const QString &path, const QFileDevice &file)
+{
+    return setFile(path, file, /*isReading=*/true);
+}
+
+bool LastError::cannotWrite(const QFileDevice &file)
+{
+    return setFile(file.fileName(), file, /*isReading=*/false);
+}
 
 bool LastError::cannotRemove(const QFileDevice &file)
 {
-    return setFile(file, /*isReading=*/false, /*followLinks=*/false);
+    return setFile(file.fileName(), file, /*isReading=*/false, /*followLinks=*/false);
 }
 
 /// The error of the system for a path that is not the path of a file.

@@ -24,12 +24,13 @@ bool RecordFile::open(const QString &path, const QuotedFormat<char> &format, Pro
 {
     if (!isName(path) || !QFileInfo(path).isFile())
         return LastError::isNoFile(path);
+    m_path = path;
     m_file.setFileName(path);
     const QIODevice::OpenMode mode = QIODevice::ReadOnly | QIODevice::Unbuffered;
     const int shared = Platform::openShared(path.toStdString());
     const bool isOpen =
         shared < 0 ? m_file.open(mode) : m_file.open(shared, mode, QFile::AutoCloseHandle);
-    return (isOpen && findRows(format, progress)) || LastError::cannotRead(m_file);
+    return (isOpen && findRows(format, progress)) || LastError::cannotRead(m_path, m_file);
 }
 
 /// Reads \p size bytes, or up to the end of the file.
@@ -77,7 +78,7 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     qint64 numTicks = 0;
     for (bool isEnd = false, isFirst = true; !isEnd; isFirst = false) {
         if (hasTooMany)
-            return csvTooManyRows(m_file.fileName(), m_mostRows);
+            return csvTooManyRows(m_path, m_mostRows);
         const ByteWindow::Count more = readAt(base + kept, bytes.get() + kept, scanSize);
         if (more.hasFailed)
             return false;
@@ -96,7 +97,7 @@ bool RecordFile::findRows(const QuotedFormat<char> &format, Progress *progress)
     m_starts.squeeze();
     if (scanner.isInQuotes())
         m_openQuoteLine = lineAt(startOf(numRows() - 1));
-    return !hasTooMany || csvTooManyRows(m_file.fileName(), m_mostRows);
+    return !hasTooMany || csvTooManyRows(m_path, m_mostRows);
 }
 
 /// The number of the line in the file, from 1 on, at \p offset; 1 when it cannot be read.
@@ -128,12 +129,12 @@ RecordFile::Record RecordFile::record(int row)
         };
         const ByteWindow::View view = m_window.view(start, static_cast<int>(size), read);
         if (view.size.hasFailed) {
-            LastError::cannotRead(m_file);
+            LastError::cannotRead(m_path, m_file);
             return none;
         }
         const bool isWhole = view.size.count == size;
         if (!isWhole)
-            LastError::setFor(".err.shorter", m_file.fileName());
+            LastError::setFor(".err.shorter", m_path);
         return {view.begin, view.begin + view.size.count, isWhole};
     } catch (const std::bad_alloc &) {
         LastError::set(".err.memory");

@@ -61,7 +61,8 @@ private:
     qint64 lineAt(qint64 offset);
 
     const int m_mostRows;
-    QFile m_file;
+    QString m_path;
+    QFile m_file; // without a name when it was opened by its descriptor
     LineStarts m_starts;
     qint64 m_end = 0;
     qint64 m_openQuoteLine = 0;
