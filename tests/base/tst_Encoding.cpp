@@ -32,10 +32,10 @@ static QByteArray decoded(const Encoding &encoding, const QByteArray &part, char
 /// The same, one byte at a time.
 static QByteArray decodedPlainly(const Encoding &encoding, const QByteArray &part)
 {
-    QByteArray utf8("");
+    QString text("");
     for (const char &byte : part)
-        utf8 += encoding.toText(&byte, &byte + 1).toUtf8();
-    return utf8;
+        text += encoding.toText(&byte, &byte + 1);
+    return text.contains(QChar::ReplacementCharacter) ? QByteArray() : text.toUtf8();
 }
 
 class tst_Encoding : public QObject

@@ -7,6 +7,11 @@
 #include <QJsonObject>
 #include <QTextCodec>
 
+/// Skips a test whose \p arguments name a device of Unix.
+#define SKIP_DEVICES_ON_WINDOWS(arguments)      \
+    if (!(arguments).filter("/dev/").isEmpty()) \
+    SKIP_ON_WINDOWS("Windows has no such device")
+
 class tst_Kelm_table : public QObject
 {
     Q_OBJECT
@@ -104,6 +109,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, contents);
         QFETCH(QStringList, options);
         QFETCH(QString, output);
+
+        SKIP_DEVICES_ON_WINDOWS(options);
 
         QVERIFY(m_kelm.run(QStringList{"table", file(contents)} + options));
 
@@ -213,6 +220,8 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, options);
         QFETCH(QString, output);
+
+        SKIP_DEVICES_ON_WINDOWS(options);
 
         QVERIFY(m_kelm.run(QStringList{"table", sample("foreign/spring.csv")} + options));
 
@@ -636,6 +645,7 @@ private Q_SLOTS:
 
     void tellsThatAFileCannotBeRead()
     {
+        SKIP_ON_WINDOWS("these are files of Linux");
         QFETCH(QString, path);
         QFETCH(QStringList, options);
         QFile device(path);
@@ -725,6 +735,8 @@ private Q_SLOTS:
         QFETCH(QStringList, arguments);
         QFETCH(int, status);
         QFETCH(QString, error);
+
+        SKIP_DEVICES_ON_WINDOWS(arguments);
 
         QVERIFY(m_kelm.run(QStringList("table") + arguments));
 
