@@ -55,11 +55,11 @@ public:
     static bool cannotRead(const QFileDevice &file);
     static bool cannotWrite(const QFileDevice &file);
 
-    /// The same for a file, or a link to a file or folder, that Qt could not remove.
-    static bool cannotRemove(const QFileDevice &file);
-
     /// The same for a file that has no name of its own because it was opened by its descriptor.
     static bool cannotRead(const QString &path, const QFileDevice &file);
+
+    /// The same for a file, or a link to a file or folder, that Qt could not remove.
+    static bool cannotRemove(const QFileDevice &file);
 
     /// Stores why \p path, which is no regular file, is not read: it is missing, a folder, or
     /// another kind of file. Returns false.
