@@ -15,6 +15,7 @@
 #include <string>
 
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace Platform = Utils::Platform;
@@ -220,6 +221,28 @@ private Q_SLOTS:
             QVERIFY(Platform::listFolder(
                 path, [&](const Platform::FolderEntry &) { return ++visits > 0; }));
         QCOMPARE(visits, 0);
+    }
+
+    void callsNothingAtTheEndOfAThreadWithoutAKey()
+    {
+        // In a process of its own: there is one attempt to create the key.
+        const pid_t child = fork();
+        QVERIFY(child >= 0);
+        if (child == 0) {
+            const auto function = [](void *) {};
+            int argument = 0;
+            bool isCalled = false;
+            {
+                const CallFault fault("pthread_key_create", EAGAIN);
+                isCalled = Platform::callAtThreadEnd(function, &argument);
+            }
+            isCalled = Platform::callAtThreadEnd(function, &argument) || isCalled;
+            _exit(isCalled ? 1 : 0);
+        }
+        int status = 0;
+        QCOMPARE(waitpid(child, &status, 0), child);
+        QVERIFY(WIFEXITED(status));
+        QCOMPARE(WEXITSTATUS(status), 0);
     }
 
     void lacksWhatOnlyWindowsHas()
