@@ -1891,11 +1891,13 @@ private Q_SLOTS:
         if (child == 0) {
             if (geteuid() != 0 && unshare(CLONE_NEWUSER) != 0)
                 _exit(100);
+            const int outside = open("/", O_RDONLY);
             if (chroot(root.constData()) != 0 || chdir("/here") != 0)
                 _exit(100);
             const int removed = File::remove("/*") + File::remove("//*");
-            qputenv("GCOV_PREFIX", "/dev/null"); // no counters of a build below this root
-            _exit(removed == 0 ? 0 : 1);
+            // A build that counts what the tests reach writes its counters outside.
+            const bool isBack = fchdir(outside) == 0 && chroot(".") == 0;
+            _exit(removed == 0 && isBack ? 0 : 1);
         }
         int status = -1;
         QCOMPARE(waitpid(child, &status, 0), child);

@@ -20,6 +20,7 @@ inline int symlink(const char *, const char *) { return unsupported(); }
 inline int pipe(int *) { return unsupported(); }
 inline pid_t fork() { return unsupported(); }
 inline int chroot(const char *) { return unsupported(); }
+inline int fchdir(int) { return unsupported(); }
 inline int unshare(int) { return unsupported(); }
 inline void sync() {}
 
