@@ -297,15 +297,19 @@ private Q_SLOTS:
         marked.mark(process);
         process.setWorkingDirectory(folder.path());
         process.setStopPolicy(60000);
+        bool isReady = false;
         bool isStopped = true;
         process.onLine([&](const Data::String &line, Process::Channel) {
+            isReady = true;
             if (line != "late")
                 return;
             isStopped = process.stop();
             QVERIFY(QFile(folder.filePath("go")).open(QIODevice::WriteOnly));
         });
 
-        QCOMPARE(process.run(1000), Process::RunTimedOut);
+        QVERIFY(process.start());
+        QTRY_VERIFY_WITH_TIMEOUT(isReady, 60000);
+        QVERIFY(process.stop());
 
         QVERIFY(!isStopped);
         QCOMPARE(process.exitCode(), 5);

@@ -43,9 +43,10 @@ private Q_SLOTS:
         QFETCH(QByteArray, program);
         makeFile(m_folder.filePath("sitecustomize.py"), program);
 
-        const QStringList output = runPythonChild({"PYTHON_DIR=" KELMUTILS_PYTHON_HOME, "value:6*7",
-                                                   "time:200", "code:while True: pass", "value:6*8",
-                                                   "reset", "code:while True: pass", "value:6*9"});
+        const QStringList output =
+            runPythonChild({"PYTHON_DIR=" KELMUTILS_PYTHON_HOME, "value:6*7", "time:200",
+                            "code:while True: pass", "time:0", "value:6*8", "reset", "time:200",
+                            "code:while True: pass", "time:0", "value:6*9"});
 
         QCOMPARE(output.size(), 6);
         QVERIFY2(output[1].contains("scriptlimit"), qPrintable(output[1]));

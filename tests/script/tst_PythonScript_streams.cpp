@@ -5,12 +5,16 @@
 #include "tests/script/PythonFixture.h"
 #include "tests/support/Print.h"
 
+#include <QTemporaryFile>
 #include <QtTest>
 
 #include <Python.h>
 
+#include <cstdio>
 #include <stdexcept>
 #include <thread>
+
+#include <unistd.h>
 
 using Data::String;
 using Data::Variant;
@@ -246,6 +250,26 @@ private Q_SLOTS:
         output.deliver();
 
         QCOMPARE(m_written, QStringList({"out: " + large, "out: bc", "err: d", "out: e"}));
+    }
+
+    void writesToTheProcessWithoutASink()
+    {
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        ScriptOutput output([] {});
+        output.write("early", ScriptChannel::Output); // waits, as no thread delivers it yet
+        output.setSink({});
+
+        std::fflush(stdout);
+        const int original = dup(STDOUT_FILENO);
+        dup2(file.handle(), STDOUT_FILENO);
+        output.deliver();
+        std::fflush(stdout);
+        dup2(original, STDOUT_FILENO);
+        ::close(original);
+
+        file.seek(0);
+        QCOMPARE(file.readAll(), QByteArray("early"));
     }
 
     void readsNothingWithoutASource()

@@ -97,8 +97,6 @@ static bool initializePython()
     Py_InitializeEx(/*initsigs=*/0);
     Py_NoSiteFlag = originalFlag;
     PyImport_FrozenModules = original;
-    if (!Py_IsInitialized())
-        return false;
 
     const std::string codeset = Platform::localeCodeset();
     return codeset.empty() || (loadCodecs() && useCodeset(codeset.c_str()));
@@ -167,7 +165,7 @@ static bool startWithLibrary(const PythonHome &home)
         const PythonReference site(PyImport_ImportModule("site"));
         isStarted = site != nullptr;
     }
-    if (!isStarted && Py_IsInitialized()) {
+    if (!isStarted) {
         PyErr_Print(); // which file it is
         Py_Finalize();
     }
