@@ -133,8 +133,10 @@ private Q_SLOTS:
         row("inner groups first", "a/s/t/x=1 a/s/y=2 a/r/z=3", "", "a", "b",    true,  "b/s/t/x=1 b/s/y=2 b/r/z=3",
             "b/r b/s/t b/s b");
         row("groups without keys", "a/s/t/x=1", "", "a", "b", true, "b/s/t/x=1", "b/s/t b/s b");
+#ifndef _WIN32 // where "P" and "p" are the same group
         row("groups by name",     "a/p/x=1 a/p!/x=2 a/P/x=3 a/p/q/x=4", "", "a", "b", true,
             "b/p/x=1 b/p!/x=2 b/P/x=3 b/p/q/x=4", "b/P b/p/q b/p b/p! b");
+#endif
         row("deep paths",         "a/b/x=1",               "",  "a/b",  "c/d",  true,  "c/d/x=1",           "c/d");
         row("as it is written",   "a/x=1 a/s/y=2",         "g", "/../", "b",    true,  "",                  "g/b");
         row("needless slashes", "a/x=1 a/s/y=2", "", "/a/", "b//c", true, "b/c/x=1 b/c/s/y=2", "b//c/s b//c");
