@@ -138,7 +138,7 @@ static QStringList chosenFields(const TableChoice &choice, const QStringList &al
 /// Returns the fields of a row. \p reason is set when they are not complete.
 static QStringList readRow(const CSVTable &table, int row, QString &reason)
 {
-    const QStringList fields = table.data(row);
+    QStringList fields = table.data(row);
     if (reason.isEmpty())
         reason = whyIncomplete(table);
     return fields;
