@@ -101,6 +101,7 @@ private Q_SLOTS:
         int failures = 0;
 
         std::thread([&] {
+            QThread::currentThread(); // which Qt could not release otherwise
             const CallFault fault("pthread_setspecific", ENOMEM);
             SafeFile(path).open(QIODevice::WriteOnly);
             id = LastError::id();

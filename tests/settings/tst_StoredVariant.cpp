@@ -91,7 +91,8 @@ private Q_SLOTS:
         row("list", QVariantList{1, QVariantList{"a"}, QVariant()});
         row("map", QVariantMap{{"a", 1}, {"b", "c"}});
         row("hash", QVariantHash{{"a", 1}});
-        row("value in a value", QVariant(QMetaType::QVariant, new QVariant(5)));
+        const QVariant inner = 5;
+        row("value in a value", QVariant(QMetaType::QVariant, &inner));
         row("texts", QStringList{"a", "", "c"});
         row("bytes", QVariant::fromValue(QByteArrayList{"a", "b"}));
         row("key sequence", QVariant::fromValue(QKeySequence("Ctrl+K, Ctrl+L")));
@@ -141,8 +142,8 @@ private Q_SLOTS:
         QTest::newRow("pixmap") << QVariant(pixmap()) << true;
         QTest::newRow("cursor") << QVariant(QCursor(Qt::WaitCursor)) << true;
         QTest::newRow("format") << QVariant(format) << true;
-        QTest::newRow("value in a value")
-            << QVariant(QMetaType::QVariant, new QVariant(pixmap())) << true;
+        const QVariant inner = pixmap();
+        QTest::newRow("value in a value") << QVariant(QMetaType::QVariant, &inner) << true;
         QTest::newRow("map") << QVariant(QVariantMap{{"a", pixmap()}, {"b", 1}}) << true;
         QTest::newRow("brush") << QVariant(QBrush(pixmap())) << false;
         QTest::newRow("pen") << QVariant(QPen(QBrush(pixmap()), 2)) << false;

@@ -132,6 +132,9 @@ private Q_SLOTS:
     void keepsTheLanguageWhenTheMemoryEnds()
     {
         SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("where the memory ends, Qt does not release its parser of XML");
+#endif
         const AllocatedMemory used;
         QVERIFY(StringTable::setLanguage("de"));
         const auto count = static_cast<int>(used.count());
