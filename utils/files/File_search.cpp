@@ -208,8 +208,7 @@ Data::String File::searchInFiles(const Data::String &text, const Data::String &f
                                  const Data::String &filter, int lines)
 {
     LastError operation;
-    const Data::String found =
-        searchInFiles(text, search(folder, filter, /*recursive=*/false), lines);
+    Data::String found = searchInFiles(text, search(folder, filter, /*recursive=*/false), lines);
     if (!found.isEmpty())
         operation.succeeded();
     return found;
