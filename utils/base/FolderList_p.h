@@ -18,6 +18,9 @@ std::optional<std::string> nativePath(const QString &path);
 /// \p path without a prefix of QDir::searchPaths(), which only a path with a colon can have.
 QString fullPath(const QString &path);
 
+/// Whether \p path, which has no such prefix, is one of a resource of Qt.
+inline bool isResource(const QString &path) { return path.startsWith(QLatin1Char(':')); }
+
 /// \p path, which must not be a resource, in the encoding of the system, without a prefix of
 /// QDir::searchPaths().
 std::string systemPath(const QString &path);

@@ -15,8 +15,6 @@ namespace Utils {
 static std::atomic<bool> isSafe{false};
 static std::atomic<bool> isDurable{true};
 
-static bool isResource(const QString &path) { return path.startsWith(QLatin1Char(':')); }
-
 /// The numbers of Unix, in which the owner has what the user of the process has.
 static unsigned unixPermissions(QFile::Permissions permissions)
 {

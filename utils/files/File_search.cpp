@@ -164,7 +164,7 @@ static void noteFault(const QString &folder)
             LastError::isNoFile(folder);
         } else if (!info.isDir()) {
             LastError::setFor(".err.notafolder", folder);
-        } else if (!folder.startsWith(QLatin1Char(':'))) { // a resource can be listed
+        } else if (!isResource(fullPath(folder))) { // which can be listed
             // Only the system knows whether the folder can be listed: rights are not all there is.
             const int error = Platform::errorOfListing(systemPath(folder));
             if (error != 0)
