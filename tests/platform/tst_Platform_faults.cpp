@@ -451,61 +451,6 @@ private Q_SLOTS:
         QCOMPARE(outcome, std::optional(true));
     }
 
-    void knowsATreeWhereTheMemoryEnds()
-    {
-        const pid_t child = fork();
-        if (child == 0) {
-            for (;;)
-                pause();
-        }
-        Platform::ProcessTree tree(child);
-        int failures = 0;
-        bool hasFailed = true;
-        for (int n = 0; hasFailed && n < 1000; ++n) {
-            for (const bool updates : {false, true}) {
-                FailingMemory memory(n, FailingMemory::Once);
-                if (updates)
-                    tree.update();
-                const bool hasEnded = tree.hasEnded();
-                memory.end();
-                hasFailed = memory.hasFailed();
-                failures += hasFailed;
-                QVERIFY2(!hasEnded, qPrintable(QString::number(n)));
-            }
-        }
-        QVERIFY(!hasFailed && failures > 3);
-
-        tree.kill();
-
-        QVERIFY(tree.hasEnded());
-        int status = 0;
-        QCOMPARE(waitpid(child, &status, 0), child);
-        QVERIFY(WIFSIGNALED(status));
-        QCOMPARE(WTERMSIG(status), SIGKILL);
-    }
-
-    void knowsNoTreeOfWhatIsNoChild_data()
-    {
-        QTest::addColumn<qint64>("id");
-
-        QTest::newRow("none") << qint64(0);
-        QTest::newRow("a group") << qint64(-1);
-        QTest::newRow("beyond all numbers") << (qint64(1) << 40);
-        QTest::newRow("this process") << qint64(getpid());
-    }
-
-    void knowsNoTreeOfWhatIsNoChild()
-    {
-        QFETCH(qint64, id);
-        Platform::ProcessTree tree(id);
-
-        tree.update();
-
-        QVERIFY(!tree.ask(/*all=*/true));
-        QVERIFY(tree.hasEnded());
-        tree.kill(); // nothing
-    }
-
     void takesADeepStackThatTheSystemHasRoomFor_data()
     {
         QTest::addColumn<QByteArray>("overcommit");

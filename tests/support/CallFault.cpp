@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <pthread.h>
 #include <sys/stat.h>
@@ -151,6 +152,15 @@ REPLACE(int, close, (int file))
     const bool isFailed = CallFault::fails("close", error);
     const int result = NEXT(close)(file);
     return isFailed ? failure(error) : result;
+}
+
+REPLACE(DIR *, opendir, (const char *path))
+{
+    int error = 0;
+    if (!CallFault::fails("opendir", error))
+        return NEXT(opendir)(path);
+    errno = error;
+    return nullptr;
 }
 
 REPLACE_CALL(int, unlink, (const char *path), (path))

@@ -333,7 +333,8 @@ public:
     /// be asked in this way: the caller has to do it in another way.
     bool ask(bool all);
 
-    /// Whether none of the known processes runs.
+    /// Whether none of the known processes runs; false when this cannot be told, as where no file
+    /// descriptor is left to read /proc.
     bool hasEnded() const;
 
     /// Kills those that still run, with all their descendants, and waits as killProcessTree() does.

@@ -161,16 +161,23 @@ bool send(TreeProcess &process, int signal, bool keepsHandle)
     return isSent ? *isSent : kill(process.entry.id, signal) == 0;
 }
 
-bool isInState(const ProcessEntry &process, const char *states)
+std::optional<bool> isInState(const ProcessEntry &process, const char *states)
 {
     char folder[64];
     std::snprintf(folder, sizeof(folder), "/proc/%d/task", process.id);
     const std::vector<pid_t> threads = numbersIn(folder);
-    return presence(process) != Presence::Here ||
-           std::all_of(threads.begin(), threads.end(), [&](pid_t thread) {
-               const std::optional<ProcessEntry> entry = readEntry(process.id, thread);
-               return !entry || std::strchr(states, entry->state);
-           });
+    const Presence found = presence(process);
+    if (found == Presence::Gone)
+        return true;
+    bool isKnown = found == Presence::Here && !threads.empty();
+    for (const pid_t thread : threads) {
+        const std::optional<ProcessEntry> entry = readEntry(process.id, thread);
+        if (!entry)
+            isKnown = isKnown && meansGone(errno);
+        else if (!std::strchr(states, entry->state))
+            return false;
+    }
+    return isKnown ? std::optional(true) : std::nullopt;
 }
 
 } // namespace Utils::Platform

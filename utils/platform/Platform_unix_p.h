@@ -88,7 +88,8 @@ Presence presence(const ProcessEntry &process);
 /// this failed. With \p keepsHandle, a handle opened for it is stored in \p process.
 bool send(TreeProcess &process, int signal, bool keepsHandle = false);
 
-/// Whether each thread of \p process is in one of \p states or has ended. Throws std::bad_alloc.
-bool isInState(const ProcessEntry &process, const char *states);
+/// Whether each thread of \p process is in one of \p states or has ended; std::nullopt when this
+/// cannot be read. Throws std::bad_alloc.
+std::optional<bool> isInState(const ProcessEntry &process, const char *states);
 
 } // namespace Utils::Platform

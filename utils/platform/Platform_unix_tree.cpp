@@ -28,12 +28,12 @@ static void resume(TreeProcess &process)
 }
 
 /// Waits until each thread of \p processes is in one of \p states or has ended, but not beyond
-/// \p end. Throws std::bad_alloc.
+/// \p end, nor for a process that cannot be read. Throws std::bad_alloc.
 static void waitForState(const std::vector<ProcessEntry> &processes, const char *states,
                          Clock::time_point end)
 {
     for (const ProcessEntry &process : processes) {
-        while (!isInState(process, states) && Clock::now() < end)
+        while (isInState(process, states) == false && Clock::now() < end)
             std::this_thread::sleep_for(std::chrono::microseconds(100));
     }
 }
@@ -236,11 +236,14 @@ bool ProcessTree::ask(bool all)
     return isAsked;
 }
 
+/// Whether \p process no longer runs; false when this cannot be read. Throws std::bad_alloc.
+static bool isEnded(const ProcessEntry &process) { return isInState(process, "ZX") == true; }
+
 bool ProcessTree::hasEnded() const
 {
-    const auto isEnded = [](const TreeProcess &process) { return isInState(process.entry, "ZX"); };
     try {
-        return std::all_of(m_state->processes.begin(), m_state->processes.end(), isEnded);
+        return std::all_of(m_state->processes.begin(), m_state->processes.end(),
+                           [](const auto &process) { return isEnded(process.entry); });
     } catch (const std::bad_alloc &) {
         return false;
     }
@@ -251,7 +254,7 @@ void ProcessTree::kill()
     try {
         std::vector<ProcessEntry> left;
         for (const TreeProcess &process : m_state->processes) {
-            if (!isInState(process.entry, "ZX"))
+            if (!isEnded(process.entry))
                 left.push_back(process.entry);
         }
         if (!left.empty())
