@@ -502,18 +502,59 @@ private Q_SLOTS:
         QCOMPARE(getxattr(name, "trusted.mark", value, sizeof(value)), ssize_t(-1));
     }
 
-    void leavesOutAnAttributeThatCannotBeRead()
+    void writesAFileInPlaceWhoseAttributesCannotBeCopied_data()
     {
+        QTest::addColumn<Faults>("faults");
+        QTest::addColumn<bool>("isInPlace");
+
+        QTest::newRow("none") << Faults() << false;
+        QTest::newRow("the list cannot be read") << Faults{{"flistxattr", EIO}} << true;
+        QTest::newRow("the list is too long") << Faults{{"flistxattr", ERANGE}} << true;
+        QTest::newRow("no attributes here") << Faults{{"flistxattr", ENOTSUP}} << false;
+        QTest::newRow("no attributes in this system") << Faults{{"flistxattr", ENOSYS}} << false;
+        QTest::newRow("one cannot be read") << Faults{{"fgetxattr", EIO}} << true;
+        QTest::newRow("one is removed") << Faults{{"fgetxattr", ENODATA}} << false;
+        QTest::newRow("no space is left for one") << Faults{{"fsetxattr", ENOSPC}} << true;
+    }
+
+    void writesAFileInPlaceWhoseAttributesCannotBeCopied()
+    {
+        QFETCH(Faults, faults);
+        QFETCH(bool, isInPlace);
         const QString path = makeTarget(Target::Old);
         const QByteArray name = QFile::encodeName(path);
         if (setxattr(name, "user.author", "Ada", 3, 0) != 0)
             QSKIP("the file system has no extended attributes");
+        struct stat before = {};
+        QCOMPARE(stat(name, &before), 0);
 
-        QCOMPARE(replace(path, Target::Old, {{"fgetxattr", EIO}}).problem, Problem::None);
+        QCOMPARE(replace(path, Target::Old, faults).problem, Problem::None);
 
-        char value[10];
-        QCOMPARE(getxattr(name, "user.author", value, sizeof(value)), ssize_t(-1));
+        QVERIFY(m_allHappened);
         QCOMPARE(contentsOf(path), QByteArray("new"));
+        struct stat after = {};
+        QCOMPARE(stat(name, &after), 0);
+        QCOMPARE(after.st_ino == before.st_ino, isInPlace);
+        QCOMPARE(after.st_mode, before.st_mode);
+        char value[10];
+        if (isInPlace || faults.empty())
+            QCOMPARE(getxattr(name, "user.author", value, sizeof(value)), ssize_t(3));
+        QCOMPARE(entries(), QStringList("a"));
+    }
+
+    void keepsALargeAttribute()
+    {
+        const QString path = makeTarget(Target::Old);
+        const QByteArray name = QFile::encodeName(path);
+        const QByteArray large(60000, 'x');
+        if (setxattr(name, "user.large", large, std::size_t(large.size()), 0) != 0)
+            QSKIP("the file system has no attributes of this size");
+
+        QCOMPARE(replace(path, Target::Old, {}).problem, Problem::None);
+
+        QByteArray value(65536, 0);
+        const ssize_t size = getxattr(name, "user.large", value.data(), std::size_t(value.size()));
+        QCOMPARE(value.left(int(size)), large);
     }
 
 private:

@@ -120,6 +120,9 @@ REPLACE_CALL(int, fstatat, (int folder, const char *name, struct stat *status, i
 REPLACE_CALL(ssize_t, flistxattr, (int file, char *names, std::size_t size), (file, names, size))
 REPLACE_CALL(ssize_t, fgetxattr, (int file, const char *name, void *value, std::size_t size),
              (file, name, value, size))
+REPLACE_CALL(int, fsetxattr,
+             (int file, const char *name, const void *value, std::size_t size, int flags),
+             (file, name, value, size, flags))
 
 // Open files. The mode is passed on even where none was passed.
 

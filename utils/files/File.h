@@ -231,7 +231,8 @@ public:
     /// - A file with several names (hard links) keeps them: it is written in place, after the new
     ///   contents are on the disk and space for them is reserved. A kill, a power failure or a disk
     ///   error during that copy leaves it incomplete. A full disk does not, unless the file system
-    ///   reserves no space, or writes each change to another place, as Btrfs and ZFS do.
+    ///   reserves no space, or writes each change to another place, as Btrfs and ZFS do. A file is
+    ///   also written so when the new one cannot have its access control list or attributes.
     /// - Devices, pipes and open streams, such as /dev/stdout, are written directly.
     /// - File systems of local disks have files without a name, so a kill leaves no other file. On
     ///   other file systems, such as network drives, and when all processes of a group are killed

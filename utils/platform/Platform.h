@@ -162,7 +162,8 @@ bool hasUtf8Paths();
 /// - A file with several names (hard links) keeps them. It is written in place at the end, after
 ///   the system has reserved the space, so a full disk leaves the old content. A kill during that
 ///   copy does not, nor does a full disk on a file system that reserves no space, or that writes
-///   each change to another place.
+///   each change to another place. A file whose attributes or access control list the new one
+///   cannot have, as where no space is left for them, is written in the same way.
 /// - Devices and pipes, which hold no content, and open streams such as /dev/stdout are written
 ///   directly. So is an empty file in a folder in which the user may not create files.
 /// - open() fails for a disk, and for a file with contents in such a folder.

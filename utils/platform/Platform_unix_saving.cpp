@@ -158,8 +158,9 @@ struct FileReplacement::State
     Problem problem = Problem::None;
     int error = 0;
     bool isNewOnly = false;
-    bool isDirect = false; // written in place at once
-    bool exists = false;   // then target is open, and old is its status
+    bool isDirect = false;  // written in place at once
+    bool exists = false;    // then target is open, and old is its status
+    bool canReplace = true; // without a loss of what the old file has besides its content
     struct stat old = {};
     std::optional<mode_t> mode; // for the new content, instead of that of the old or of new files
     std::string name;           // of the target in its folder
@@ -278,24 +279,30 @@ bool FileReplacement::State::create()
     return true;
 }
 
-/// Copies the attributes that users set and the access control list. If the file system does not
-/// support them, the old file has none.
-static void copyExtendedAttributes(int from, int to)
+/// Copies the attributes that users set and the access control list. Whether all were copied; a
+/// file system that does not support them has none.
+static bool copyExtendedAttributes(int from, int to)
 {
     const std::string prefix = "user.";
-    char names[16384];
+    char names[XATTR_LIST_MAX];
     const ssize_t size = flistxattr(from, names, sizeof(names));
+    if (size < 0)
+        return errno == ENOTSUP || errno == ENOSYS;
     for (ssize_t at = 0; at < size;) {
         const std::string attribute = names + at;
         at += static_cast<ssize_t>(attribute.size()) + 1;
         if (attribute.compare(0, prefix.size(), prefix) != 0 &&
             attribute != "system.posix_acl_access")
             continue;
-        char value[16384];
+        char value[XATTR_SIZE_MAX];
         const ssize_t length = fgetxattr(from, attribute.c_str(), value, sizeof(value));
-        if (length >= 0)
-            (void)!fsetxattr(to, attribute.c_str(), value, static_cast<std::size_t>(length), 0);
+        if (length < 0 && errno == ENODATA)
+            continue; // it has been removed meanwhile
+        if (length < 0 ||
+            fsetxattr(to, attribute.c_str(), value, static_cast<std::size_t>(length), 0) != 0)
+            return false;
     }
+    return true;
 }
 
 /// Sets owner, group and permissions of the new content. False, with errno set, when its
@@ -315,7 +322,7 @@ bool FileReplacement::State::keepAttributes()
         if (!isSameOwner && fchown(file, old.st_uid, old.st_gid) != 0 &&
             fchown(file, static_cast<uid_t>(-1), old.st_gid) != 0)
             wanted = (wanted & ~mode_t(S_IRWXG)) | (wanted & S_IRWXO) << 3;
-        copyExtendedAttributes(target, file);
+        canReplace = copyExtendedAttributes(target, file);
     }
     if ((!exists && !mode) || (status.st_mode & ~mode_t(S_IFMT)) == wanted)
         return true;
@@ -446,7 +453,8 @@ bool FileReplacement::finish(bool flush)
     if ((flush || !state.temporary.empty()) && !flushFile(state.file))
         return state.fail(errno);
     struct stat status;
-    if (state.exists && fstat(state.target, &status) == 0 && status.st_nlink > 1)
+    if (!state.canReplace ||
+        (state.exists && fstat(state.target, &status) == 0 && status.st_nlink > 1))
         return state.overwrite(flush);
     if (!state.replace())
         return false;
