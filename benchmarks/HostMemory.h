@@ -9,9 +9,9 @@
 /// A virtual machine returns memory that nobody uses to its host. The first write to a large page
 /// of it takes about fifty times as long as to one that the machine has, so that a sample would
 /// depend on what ran before it.
-inline void supplyMemory()
+inline void supplyMemory(std::size_t mebibytes = 512)
 {
-    const std::size_t size = std::size_t(512) << 20;
+    const std::size_t size = mebibytes << 20;
     void *const memory =
         mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED)

@@ -119,13 +119,13 @@ inline void ownMemory()
 
 /// Runs the benchmark \p name in a child of this process, whose memory no other benchmark has used,
 /// and writes its result as JSON. Returns false when it fails.
-inline bool runInChild(const std::string &name)
+inline bool runInChild(const std::string &name, std::size_t mebibytes)
 {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
         ownMemory();
-        supplyMemory();
+        supplyMemory(mebibytes);
         benchmark::JSONReporter reporter;
         reporter.SetOutputStream(&std::cout);
         reporter.SetErrorStream(&std::cerr);
@@ -141,8 +141,9 @@ inline bool runInChild(const std::string &name)
 ///
 /// With --samples=N each benchmark runs N times, in turn with the others and in a process of its
 /// own each time: one that runs again in the same process finds memory that is mapped already. The
-/// option --only=TEXT selects those with the text in their names.
-inline int runBenchmarks(int argc, char **argv)
+/// option --only=TEXT selects those with the text in their names. \p mebibytes are supplied before
+/// each sample, see supplyMemory(); they should be as many as the largest one uses.
+inline int runBenchmarks(int argc, char **argv, std::size_t mebibytes = 512)
 {
     int samples = 0;
     std::string only;
@@ -164,7 +165,7 @@ inline int runBenchmarks(int argc, char **argv)
         benchmark::RunSpecifiedBenchmarks();
     for (int sample = 0; sample < samples; ++sample) {
         for (const std::string &name : addedNames()) {
-            if (name.find(only) != std::string::npos && !runInChild(name))
+            if (name.find(only) != std::string::npos && !runInChild(name, mebibytes))
                 return 1;
         }
     }

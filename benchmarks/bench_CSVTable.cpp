@@ -940,5 +940,5 @@ int main(int argc, char **argv)
         qtChecksum, numeric);
     add("checksum of text beside qChecksum of it joined", million, 0.2, checksum(0), qtChecksum,
         numeric);
-    return runBenchmarks(argc, argv);
+    return runBenchmarks(argc, argv, /*mebibytes=*/2048);
 }

@@ -189,5 +189,5 @@ int main(int argc, char **argv)
         "open a document of 20 MB beside QDomDocument::setContent", "attributes", 1.1,
         [=](State &state) { openOurs(state, source); },
         [=](State &state) { openByQt(state, source); });
-    return runBenchmarks(argc, argv);
+    return runBenchmarks(argc, argv, /*mebibytes=*/3072);
 }

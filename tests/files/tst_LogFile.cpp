@@ -7,6 +7,8 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QProcess>
+#include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTime>
@@ -371,6 +373,24 @@ private Q_SLOTS:
             if (earliest <= latest) // else midnight lies between
                 QVERIFY(earliest <= noted && noted <= latest);
         }
+    }
+
+    void writesTheDigitsOfFilesInAnyLanguage()
+    {
+        SKIP_ON_WINDOWS("the language of Windows is set by no variable");
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("LC_ALL", "ar_EG.UTF-8"); // which has digits of its own
+        process.setProcessEnvironment(environment);
+
+        process.start(QCoreApplication::applicationFilePath(),
+                      {"startsEachEntryWithTheTimeWhenToldTo"});
+
+        QVERIFY(process.waitForFinished(-1));
+        const QByteArray output = process.readAllStandardOutput();
+        QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0, output);
+        QVERIFY2(output.contains("\nPASS   : tst_LogFile::startsEachEntryWithTheTimeWhenToldTo()"),
+                 output);
     }
 
     // Its end
