@@ -372,9 +372,9 @@ private Q_SLOTS:
                 QStringList{QString("LD_PRELOAD=") + INJECT_LIBRARY, "INJECT_GROUP=read",
                             QString("INJECT_NTH=%1").arg(nth), "INJECT_LASTING=1"};
             QVERIFY(kelm.run(arguments));
-            if (kelm.status == 0) {
+            if (kelm.status == 0) { // all that was needed had been read
                 QCOMPARE(kelm.output, whole);
-                continue;
+                break;
             }
             QCOMPARE(kelm.status, 1);
             QCOMPARE(kelm.output, QString());
