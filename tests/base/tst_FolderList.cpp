@@ -9,8 +9,6 @@
 #include <QTextCodec>
 #include <QtTest>
 
-#include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,18 +16,6 @@
 using Utils::FolderItem;
 using Utils::listFolder;
 using Utils::nativePath;
-
-static bool tellsKinds = true; // the system, of the entries of a folder
-
-// Before the call of the library. Qt calls readdir64().
-extern "C" __attribute__((visibility("default"))) dirent *readdir(DIR *folder)
-{
-    static const auto plain = reinterpret_cast<dirent *(*)(DIR *)>(dlsym(RTLD_NEXT, "readdir"));
-    dirent *const item = plain(folder);
-    if (item && !tellsKinds)
-        item->d_type = DT_UNKNOWN;
-    return item;
-}
 
 static QString described(const QString &name, bool isFile, bool isFolder, bool isLink)
 {
@@ -127,9 +113,11 @@ private Q_SLOTS:
         const OrdinaryUser user(m_temporary.path());
         const QStringList expected = listedByQt(m_folder);
 
-        tellsKinds = kinds;
-        const QStringList items = listed(m_folder);
-        tellsKinds = true;
+        QStringList items;
+        {
+            const CallFault noKinds("d_type", 0, 0, kinds ? 0 : CallFault::forever);
+            items = listed(m_folder);
+        }
 
         QCOMPARE(items, expected);
         QCOMPARE(items.isEmpty(), mode == 0711u && geteuid() == 0); // others are its owner
@@ -176,20 +164,97 @@ private Q_SLOTS:
         QCOMPARE(visits, 2);
     }
 
+    void tellsWhyAFolderIsNotListedToItsEnd_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QByteArray>("function");
+        QTest::addColumn<int>("first");    // of the calls that fail
+        QTest::addColumn<bool>("isEmpty"); // what is listed
+
+        // After 14 entries at least one visible one has been read, as 12 are not visible.
+        for (const QString &path : {m_folder, QString("prefix:/")}) {
+            const char *const way = path == m_folder ? "the system" : "Qt";
+            QTest::addRow("not opened, by %s", way) << path << QByteArray("opendir") << 0 << true;
+            QTest::addRow("nothing read, by %s", way) << path << QByteArray("readdir") << 0 << true;
+            QTest::addRow("a part read, by %s", way)
+                << path << QByteArray("readdir") << 14 << false;
+        }
+    }
+
+    void tellsWhyAFolderIsNotListedToItsEnd()
+    {
+        QFETCH(QString, path);
+        QFETCH(QByteArray, function);
+        QFETCH(int, first);
+        QFETCH(bool, isEmpty);
+        QDir::setSearchPaths("prefix", {m_folder});
+        int error = 0;
+        int visits = 0;
+        const auto visit = [&](const FolderItem &) { return ++visits > 0; };
+        {
+            // The second listing, by which Qt's failure is found, fails from its start.
+            const CallFault fault(function, EIO, first);
+            listFolder(path, visit, &error);
+        }
+        QCOMPARE(error, EIO);
+        QCOMPARE(visits == 0, isEmpty);
+
+        listFolder(path, visit, &error);
+        QCOMPARE(error, 0);
+    }
+
+    void tellsNoFailureOfAListingThatItsUserEnds_data() { stopsWhenTold_data(); }
+
+    void tellsNoFailureOfAListingThatItsUserEnds()
+    {
+        QFETCH(QString, path);
+        QDir::setSearchPaths("prefix", {m_folder});
+        int error = EIO;
+        listFolder(
+            path, [](const FolderItem &) { return false; }, &error);
+        QCOMPARE(error, 0);
+    }
+
+    void tellsNoFailureOfAResource()
+    {
+        int error = EIO;
+        listFolder(
+            ":/none", [](const FolderItem &) { return true; }, &error);
+        QCOMPARE(error, 0);
+    }
+
+    void listsByQtOnlyOnceWhenNobodyAsksForAFailure()
+    {
+        QDir::setSearchPaths("prefix", {m_folder});
+        const auto openings = [](int *error) {
+            int count = 0;
+            while (true) { // until no opening is left for the fault
+                const CallFault fault("opendir", EIO, count, 1);
+                listFolder(
+                    "prefix:/", [](const FolderItem &) { return true; }, error);
+                if (fault.count() == 0)
+                    return count;
+                ++count;
+            }
+        };
+        int error = 0;
+        QCOMPARE(openings(nullptr), 1);
+        QCOMPARE(openings(&error), 2);
+    }
+
     void listsAFileThatCannotBeExaminedAgain()
     {
         const QTemporaryDir folder;
         QFile file(folder.filePath("file"));
         QVERIFY(file.open(QIODevice::WriteOnly));
-        tellsKinds = false;
         int failures = 0;
         QStringList items;
         {
+            const CallFault noKinds("d_type", 0);
             const CallFault fault("fstatat", EIO, 1, 1);
             items = listed(folder.path());
             failures = fault.count();
         }
-        tellsKinds = true;
 
         QCOMPARE(failures, 1);
         QCOMPARE(items, QStringList(described("file", true, false, false)));

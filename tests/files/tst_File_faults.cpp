@@ -12,6 +12,7 @@
 #include <QtTest>
 
 #include <cerrno>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -27,6 +28,17 @@ static const int longLine = 17 << 20; // bytes, which are left to a QTextStream
 
 /// The reasons, as no texts are loaded.
 static const String readFault = ".Kelm.Utils.err.readfault";
+static const String noRight = ".Kelm.Utils.err.noread";
+
+/// In a folder, besides its two entries "." and "..".
+static const int fileCount = 8;
+
+/// Of the entries of such a folder: two of them at least are files, and some files are left.
+static const int partRead = 4;
+
+/// An operation on a folder tree, from a source to a target.
+using Tree = std::function<void(const String &source, const String &target)>;
+Q_DECLARE_METATYPE(Tree)
 
 class tst_File_faults : public QObject
 {
@@ -143,6 +155,287 @@ private Q_SLOTS:
         QCOMPARE(count, 1); // the file
         QCOMPARE(File::lastError(), String(".Kelm.Utils.err.rmdir"));
         QVERIFY(QDir(path("folder/below")).exists());
+    }
+
+    void removesNoFolderThatMayBeALink_data()
+    {
+        QTest::addColumn<QString>("removed");
+
+        QTest::newRow("by its name") << "folder/below";
+        QTest::newRow("with all in its folder") << "folder/*";
+    }
+
+    void removesNoFolderThatMayBeALink()
+    {
+        QFETCH(QString, removed);
+        makeFile(path("folder/below/file"));
+        int count = -1;
+        {
+            const CallFault fault("lstat", EACCES);
+            count = File::remove(path(removed));
+        }
+
+        QCOMPARE(count, 0);
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.rmdir"));
+        QVERIFY(QFile::exists(path("folder/below/file")));
+    }
+
+    // Folders that cannot be listed, or only in part
+
+    void removesWhatIsListedAndTellsOfTheRest_data()
+    {
+        QTest::addColumn<QString>("removed");
+        addListings();
+        addListingRows({"folder/*", "folder/*.txt", "folder"});
+    }
+
+    void removesWhatIsListedAndTellsOfTheRest()
+    {
+        QFETCH(QString, removed);
+        QFETCH(QByteArray, function);
+        QFETCH(int, first);
+        QFETCH(String, reason);
+        makeFiles("folder");
+        int count = -1;
+        {
+            const CallFault fault(function, faultOf(function), first);
+            count = File::remove(path(removed));
+        }
+
+        const int left = filesIn("folder");
+        QCOMPARE(File::lastError(), reason);
+        QCOMPARE(count, fileCount - left);
+        QVERIFY(first > 0 ? left > 0 && left < fileCount : left == fileCount);
+        QCOMPARE(File::remove(path("folder/*")), left);
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void keepsTheExceptionsOfAListingThatBreaksOff()
+    {
+        makeFiles("folder");
+        {
+            const CallFault fault("readdir", EIO, partRead);
+            QVERIFY(File::remove(path("folder/*"), "?.txt") == 0);
+        }
+
+        QCOMPARE(File::lastError(), readFault);
+        QCOMPARE(filesIn("folder"), fileCount);
+    }
+
+    void removesNoFolderBelowThatCannotBeListed_data()
+    {
+        QTest::addColumn<QByteArray>("function");
+        QTest::addColumn<int>("first");
+        QTest::addColumn<String>("reason");
+
+        QTest::newRow("not opened") << QByteArray("opendir") << 1 << noRight;
+        // The folder above has three entries, and an end.
+        QTest::newRow("nothing read") << QByteArray("readdir") << 4 << readFault;
+    }
+
+    void removesNoFolderBelowThatCannotBeListed()
+    {
+        QFETCH(QByteArray, function);
+        QFETCH(int, first);
+        QFETCH(String, reason);
+        makeFiles("top/below");
+        int count = -1;
+        {
+            const CallFault fault(function, faultOf(function), first);
+            count = File::remove(path("top/*"));
+        }
+
+        QCOMPARE(count, 0);
+        QCOMPARE(File::lastError(), reason);
+        QCOMPARE(filesIn("top/below"), fileCount);
+    }
+
+    void removesAnEmptyFolderThatCannotBeListed_data()
+    {
+        QTest::addColumn<QString>("removed");
+        QTest::addColumn<int>("first"); // of the folders that cannot be opened
+
+        QTest::newRow("by its name") << "top/below" << 0;
+        QTest::newRow("with all in the folder above") << "top/*" << 1;
+    }
+
+    void removesAnEmptyFolderThatCannotBeListed()
+    {
+        QFETCH(QString, removed);
+        QFETCH(int, first);
+        QVERIFY(QDir(m_folder->path()).mkpath("top/below"));
+        int count = -1;
+        {
+            const CallFault fault("opendir", EACCES, first);
+            count = File::remove(path(removed));
+            QCOMPARE(fault.count(), 1);
+        }
+
+        QCOMPARE(count, 1);
+        QCOMPARE(File::lastError(), String()); // nothing is left
+        QVERIFY(!QFileInfo::exists(path("top/below")));
+    }
+
+    void copiesWhatIsListedAndTellsOfTheRest_data()
+    {
+        QTest::addColumn<QString>("source");
+        addListings();
+        addListingRows({"from", "fro*"});
+    }
+
+    void copiesWhatIsListedAndTellsOfTheRest()
+    {
+        QFETCH(QString, source);
+        QFETCH(QByteArray, function);
+        QFETCH(int, first);
+        QFETCH(String, reason);
+        makeFiles("from");
+        QVERIFY(QDir(m_folder->path()).mkdir("to"));
+        // Before that the folder above is listed: with two entries of its own, and an end.
+        const bool isPattern = source.contains('*');
+        const int before = !isPattern ? 0 : function == "opendir" ? 1 : 5;
+        int result = -1;
+        {
+            const CallFault fault(function, faultOf(function), before + first);
+            result = File::copyDir(path(source), path("to"));
+        }
+
+        const int copied = filesIn("to/from");
+        QCOMPARE(File::lastError(), reason);
+        QCOMPARE(result, copied > 0 ? 1 : 0);
+        QVERIFY(first > 0 ? copied > 0 && copied < fileCount : copied == 0);
+        QCOMPARE(File::copyDir(path(source), path("to")), 1);
+        QCOMPARE(File::lastError(), String());
+        QCOMPARE(filesIn("to/from"), fileCount);
+    }
+
+    void tellsOfAFolderBelowThatIsNotCopied()
+    {
+        makeFile(path("from/file"));
+        makeFile(path("from/below/file"));
+        int result = -1;
+        {
+            const CallFault fault("opendir", EACCES, 1);
+            result = File::copyDir(path("from"), path("to"));
+        }
+
+        QCOMPARE(result, 1);
+        QCOMPARE(File::lastError(), noRight);
+        QVERIFY(QFile::exists(path("to/from/file")));
+        QCOMPARE(filesIn("to/from/below"), 0);
+    }
+
+    void findsNoFoldersForAPatternWhereNoneCanBeListed_data()
+    {
+        QTest::addColumn<Tree>("operation");
+
+        QTest::newRow("File::copyDir") << Tree([](const String &source, const String &target) {
+            QCOMPARE(File::copyDir(source, target), 0);
+        });
+        QTest::newRow("File::moveDir") << Tree(&File::moveDir);
+    }
+
+    void findsNoFoldersForAPatternWhereNoneCanBeListed()
+    {
+        QFETCH(Tree, operation);
+        makeFile(path("top/from/file"));
+        {
+            const CallFault fault("opendir", EACCES, 0, 1);
+            operation(path("top/*"), path("to"));
+        }
+
+        QCOMPARE(File::lastError(), noRight);
+        QVERIFY(QFile::exists(path("top/from/file")));
+        QVERIFY(!QFile::exists(path("to")));
+    }
+
+    void searchesWhatIsListedAndTellsOfTheRest_data()
+    {
+        QTest::addColumn<bool>("isRecursive");
+        addListings();
+        for (const bool isRecursive : {false, true}) {
+            const char *const name = isRecursive ? "recursive" : "one folder";
+            QTest::addRow("%s, not opened", name)
+                << isRecursive << QByteArray("opendir") << 0 << noRight;
+            QTest::addRow("%s, nothing read", name)
+                << isRecursive << QByteArray("readdir") << 0 << readFault;
+            QTest::addRow("%s, a part read", name)
+                << isRecursive << QByteArray("readdir") << partRead << readFault;
+        }
+    }
+
+    void searchesWhatIsListedAndTellsOfTheRest()
+    {
+        QFETCH(bool, isRecursive);
+        QFETCH(QByteArray, function);
+        QFETCH(int, first);
+        QFETCH(String, reason);
+        makeFiles("folder");
+        QStringList found;
+        {
+            const CallFault fault(function, faultOf(function), first, 1);
+            found = File::search(path("folder"), "*.txt", isRecursive);
+        }
+
+        QCOMPARE(File::lastError(), reason);
+        QVERIFY(first > 0 ? !found.isEmpty() && found.size() < fileCount : found.isEmpty());
+        QCOMPARE(File::search(path("folder"), "*.txt", isRecursive).size(), fileCount);
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void findsAFileBeforeAListingBreaksOff()
+    {
+        makeFiles("folder");
+        {
+            const CallFault fault("readdir", EIO, partRead);
+            QVERIFY(!File::find(path("folder"), "*").isEmpty()); // it is not listed further
+        }
+        QCOMPARE(File::lastError(), String());
+        {
+            const CallFault fault("readdir", EIO, partRead);
+            QCOMPARE(File::find(path("folder"), "none"), String());
+        }
+        QCOMPARE(File::lastError(), readFault);
+    }
+
+    void findsATextInWhatIsListed()
+    {
+        makeFiles("folder");
+        {
+            const CallFault fault("readdir", EIO, partRead);
+            QVERIFY(!File::searchInFiles("text", path("folder"), "*").isEmpty());
+        }
+        QCOMPARE(File::lastError(), String());
+        {
+            const CallFault fault("readdir", EIO, partRead);
+            QCOMPARE(File::searchInFiles("word", path("folder"), "*"), String());
+        }
+        QCOMPARE(File::lastError(), readFault);
+    }
+
+    void passesOverAFolderBelowThatCannotBeSearched()
+    {
+        makeFiles("folder");
+        makeFile(path("folder/below/file.txt"));
+        QStringList found;
+        {
+            const CallFault fault("opendir", EACCES, 1);
+            found = File::search(path("folder"), "*.txt");
+        }
+
+        QCOMPARE(found.size(), fileCount);
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void keepsTheReasonWhenAPatternCannotBeLookedFor()
+    {
+        makeFiles("folder");
+        QCOMPARE(File::read(path("none")), String());
+        {
+            const CallFault fault("opendir", EACCES);
+            QVERIFY(!File::exists(path("folder/*.txt")));
+        }
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.nofile"));
     }
 
     void createsNoFolderThatTheSystemOnlyPromises()
@@ -393,6 +686,41 @@ private Q_SLOTS:
 
 private:
     QString path(const QString &name) const { return m_folder->filePath(name); }
+
+    /// Makes as many files as fileCount in a folder.
+    void makeFiles(const QString &folder) const
+    {
+        for (int i = 0; i < fileCount; ++i)
+            makeFile(path(folder + '/' + QString::number(i) + ".txt"), "text");
+    }
+
+    int filesIn(const QString &folder) const
+    {
+        return QDir(path(folder)).entryList(QDir::Files).size();
+    }
+
+    /// How the listing of a folder fails: from the call number "first" of "function" on.
+    static void addListings()
+    {
+        QTest::addColumn<QByteArray>("function");
+        QTest::addColumn<int>("first");
+        QTest::addColumn<String>("reason");
+    }
+
+    static void addListingRows(const QStringList &paths)
+    {
+        for (const QString &path : paths) {
+            const QByteArray name = path.toUtf8();
+            QTest::addRow("%s, not opened", name.constData())
+                << path << QByteArray("opendir") << 0 << noRight;
+            QTest::addRow("%s, nothing read", name.constData())
+                << path << QByteArray("readdir") << 0 << readFault;
+            QTest::addRow("%s, a part read", name.constData())
+                << path << QByteArray("readdir") << partRead << readFault;
+        }
+    }
+
+    static int faultOf(const QByteArray &function) { return function == "opendir" ? EACCES : EIO; }
 
     static std::unique_ptr<FileReader> makeReader(const QString &path, const String &encoding)
     {

@@ -439,6 +439,15 @@ private Q_SLOTS:
             QCOMPARE(File::copyDir(path("from"), path("to"), /*overwrite=*/0), 0);
         }
         verifyReason("You have no permission to read \"from/c\".");
+        makeFile(path("from/below/file"));
+        QFile::setPermissions(path("from/c"), QFile::Permissions(0x7777));
+        QFile::setPermissions(path("from/below"), QFile::Permissions());
+        {
+            const OrdinaryUser user(m_folder->path());
+            QCOMPARE(File::copyDir(path("from"), path("to")), 1);
+        }
+        verifyReason("You have no permission to read \"from/below\".");
+        QFile::setPermissions(path("from/below"), QFile::Permissions(0x7777));
     }
 
     void areForMoves()
@@ -466,6 +475,48 @@ private Q_SLOTS:
         }
         verifyReason("You have no permission to write \"folder/below/file\".");
         QCOMPARE(File::remove(path("folder/below/file")), 1);
+        QCOMPARE(File::lastError(), String());
+        QCOMPARE(File::remove(path("folder/below/*")), 0); // it is empty
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void areForTreesInFoldersThatCannotBeListed_data()
+    {
+        QTest::addColumn<Operation>("operation");
+        const auto add = [](const char *name, int (*operation)(const String &, const String &)) {
+            QTest::newRow(name) << Operation([operation](const QString &folder) {
+                const QString target = QFileInfo(folder).path() + "/to";
+                return operation(folder + "/*", target) > 0;
+            });
+        };
+        add("File::remove",
+            [](const String &pattern, const String &) { return File::remove(pattern); });
+        add("File::copyDir", [](const String &pattern, const String &target) {
+            return File::copyDir(pattern, target);
+        });
+        add("File::moveDir", [](const String &pattern, const String &target) {
+            File::moveDir(pattern, target);
+            return QFileInfo::exists(target) ? 1 : 0;
+        });
+    }
+
+    void areForTreesInFoldersThatCannotBeListed()
+    {
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
+        QFETCH(Operation, operation);
+        makeFile(path("folder/below/file"));
+        QVERIFY(!operation(path("none")));
+        verifyReason("The file \"none\" does not exist.");
+        QVERIFY(!operation(path("folder/below/file")));
+        verifyReason("\"folder/below/file\" is no folder.");
+        QFile::setPermissions(path("folder"), QFile::Permissions());
+        {
+            const OrdinaryUser user(m_folder->path());
+            QVERIFY(!operation(path("folder")));
+        }
+        verifyReason("You have no permission to read \"folder\".");
+        QFile::setPermissions(path("folder"), QFile::Permissions(0x7777));
+        QVERIFY(operation(path("folder")));
         QCOMPARE(File::lastError(), String());
     }
 

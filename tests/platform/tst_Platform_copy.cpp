@@ -218,9 +218,20 @@ private Q_SLOTS:
     {
         int visits = 0;
         for (const std::string &path : {std::string(), std::string("/\0", 2)})
-            QVERIFY(Platform::listFolder(
-                path, [&](const Platform::FolderEntry &) { return ++visits > 0; }));
+            QCOMPARE(Platform::listFolder(
+                         path, [&](const Platform::FolderEntry &) { return ++visits > 0; }),
+                     std::optional<int>(ENOENT));
         QCOMPARE(visits, 0);
+    }
+
+    void tellsThatAListingBreaksOff()
+    {
+        const std::string folder = "/";
+        {
+            const CallFault fault("readdir", EIO, 2);
+            QCOMPARE(Platform::errorOfListing(folder), EIO);
+        }
+        QCOMPARE(Platform::errorOfListing(folder), 0);
     }
 
     void callsNothingAtTheEndOfAThreadWithoutAKey()

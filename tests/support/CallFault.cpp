@@ -157,6 +157,8 @@ REPLACE(int, close, (int file))
     return isFailed ? failure(error) : result;
 }
 
+// The entries of a folder. A file system that lacks "d_type" lists no kinds of entries.
+
 REPLACE(DIR *, opendir, (const char *path))
 {
     int error = 0;
@@ -165,6 +167,23 @@ REPLACE(DIR *, opendir, (const char *path))
     errno = error;
     return nullptr;
 }
+
+template <typename Item>
+static Item *readEntry(DIR *folder, Item *(*next)(DIR *))
+{
+    int error = 0;
+    if (CallFault::fails("readdir", error)) {
+        errno = error;
+        return nullptr;
+    }
+    Item *const item = next(folder);
+    if (item && CallFault::fails("d_type", error))
+        item->d_type = DT_UNKNOWN;
+    return item;
+}
+
+REPLACE(dirent *, readdir, (DIR * folder)) { return readEntry(folder, NEXT(readdir)); }
+REPLACE(dirent64 *, readdir64, (DIR * folder)) { return readEntry(folder, NEXT(readdir64)); }
 
 REPLACE_CALL(int, unlink, (const char *path), (path))
 REPLACE_CALL(int, mkdir, (const char *path, mode_t mode), (path, mode))

@@ -65,7 +65,8 @@ static bool isJunction(const QString &path)
            Platform::entryStatus(path.toStdString(), /*followLinks=*/false).entry == Entry::Link;
 }
 
-static void listByQt(const QString &folder, const std::function<bool(const FolderItem &)> &visit)
+/// False when \p visit has ended the listing.
+static bool listByQt(const QString &folder, const std::function<bool(const FolderItem &)> &visit)
 {
     QDirIterator item(QDir(folder).path(), QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Files);
     while (item.hasNext()) {
@@ -74,11 +75,19 @@ static void listByQt(const QString &folder, const std::function<bool(const Folde
         const bool isLink = info.isSymLink() || (info.isDir() && isJunction(info.filePath()));
         const QString name = info.fileName();
         if (!visit({name, info.isFile(), info.isDir(), isLink}))
-            return;
+            return false;
     }
+    return true;
 }
 
-void listFolder(const QString &folder, const std::function<bool(const FolderItem &)> &visit)
+/// Why \p folder cannot be listed, which Qt does not tell. 0 when it can.
+static int errorOfListing(const QString &folder)
+{
+    return isResource(fullPath(folder)) ? 0 : Platform::errorOfListing(systemPath(folder));
+}
+
+void listFolder(const QString &folder, const std::function<bool(const FolderItem &)> &visit,
+                int *error)
 {
     const std::optional<std::string> path = nativePath(folder);
     QVarLengthArray<QChar, 256> text; // names are not longer on most file systems
@@ -87,8 +96,13 @@ void listFolder(const QString &folder, const std::function<bool(const FolderItem
         return name.isEmpty() || visit({name, found.entry == Entry::File,
                                         found.entry == Entry::Folder, found.isLink});
     };
-    if (!path || !Platform::listFolder(*path, visitEntry))
-        listByQt(folder, visit);
+    std::optional<int> found;
+    if (path)
+        found = Platform::listFolder(*path, visitEntry);
+    if (!found)
+        found = listByQt(folder, visit) && error ? errorOfListing(folder) : 0;
+    if (error)
+        *error = *found;
 }
 
 } // namespace Utils

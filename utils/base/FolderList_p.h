@@ -41,6 +41,11 @@ struct FolderItem
 /// Calls \p visit for the files and folders of \p folder that QDirIterator lists with the filter
 /// QDir::AllDirs | QDir::Files | QDir::NoDotAndDotDot, in the same order, until \p visit returns
 /// false. The system tells the kind of an entry, so that only links have to be examined.
-void listFolder(const QString &folder, const std::function<bool(const FolderItem &)> &visit);
+///
+/// \p error, if not null, is set to why the folder could not be listed to its end, as an error
+/// number (errno): 0 when \p visit has got all entries, or has returned false. Where Qt lists the
+/// folder, it is listed once more for this.
+void listFolder(const QString &folder, const std::function<bool(const FolderItem &)> &visit,
+                int *error = nullptr);
 
 } // namespace Utils

@@ -268,9 +268,9 @@ public:
     /// Settings that can fail, Process::run(), and the constructor of FileReader with an encoding.
     /// Functions that cannot fail, such as File::join(), keep the reason.
     ///
-    /// Some operations return true, or nothing, although a part of them failed: write() and others
-    /// on a full disk, copyDir(), move(), remove(), access to rows of a table in its file. The
-    /// reason is then that of the first part that failed.
+    /// Some operations return true, or a result, or nothing, although a part of them failed:
+    /// write() and others on a full disk, copyDir(), move(), remove(), search(), access to rows of
+    /// a table in its file. The reason is then that of the first part that failed.
     static Data::String lastError();
 
     /// Opens a file to read its bytes. The caller closes the stream. Null when the file cannot be
@@ -401,8 +401,8 @@ public:
     /// \compat Three corners:
     /// - Paths that differ only in case count as the same file: nothing is copied and the result is
     ///   true.
-    /// - A target that is replaced is removed before the source is opened: it is lost when the
-    ///   source cannot be read.
+    /// - A target that is replaced is removed before the source is opened: it is lost when the copy
+    ///   fails, as when the source cannot be read or the disk is full.
     /// - A cancel during a copy in chunks is lost.
     static bool copy(const Data::String &source, const Data::String &target, int overwrite = 1,
                      bool showWaitCursor = true);
@@ -424,7 +424,9 @@ public:
     /// end. An empty \p source is not a folder.
     ///
     /// The result does not report what could not be copied: files for which copy() returns false,
-    /// folders that cannot be listed, and the contents of folders that cannot be created.
+    /// folders that cannot be listed, and the contents of folders that cannot be created. Only
+    /// lastError() has the reason. Of a folder whose listing breaks off, the entries that were
+    /// listed are copied.
     ///
     /// A file that is replaced is forced to the disk, as by copy(). A new file is not, which would
     /// take most of the time: when the power fails shortly after the call, it may be incomplete.
@@ -462,6 +464,10 @@ public:
     /// links within \p path itself are followed: "link/*" empties the folder that the link leads
     /// to.
     ///
+    /// A folder that cannot be listed keeps its contents; when the listing breaks off, the entries
+    /// that were listed are removed. lastError() has the reason. There is none when the folder
+    /// itself was to be removed, too, and could be, because it was empty.
+    ///
     /// "/*", "//*" and "*" remove nothing, so that a path in which the folder name is missing by
     /// mistake empties neither the root nor the current directory. Write "./*" for the current
     /// directory.
@@ -487,7 +493,8 @@ public:
     /// and pipes are ignored. Links to folders are followed, except a link to a folder in which the
     /// search already is, so that loops of links end. Folders below \p folder that cannot be
     /// listed, and entries that cannot be examined, are skipped without a reason in lastError(). A
-    /// reason is stored when \p folder itself does not exist, is no folder, or cannot be listed.
+    /// reason is stored when \p folder itself does not exist, is no folder, or cannot be listed to
+    /// its end; the files that were found are returned all the same.
     ///
     /// When \p maxCount is above 0, the search of a folder ends when it has found \p maxCount files
     /// in the folder and its subfolders.

@@ -320,8 +320,11 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
             foldersHere.append({folder.filePath(item.name.toString()), item.isLink});
         return true;
     };
+    int error = 0;
     if (isName(source))
-        listFolder(source, note);
+        listFolder(source, note, &error);
+    if (error != 0)
+        notListed(source, error);
     const int total = filesHere.size() + foldersHere.size();
     Progress progress(total < 6 ? -1 : stepsUnlessNested(total), QLatin1String("Copying ") + source,
                       m_cancelable, /*waitCursor=*/!m_cancelable,
@@ -416,15 +419,15 @@ static int copyFolderOrFolders(const Data::String &source, const Data::String &t
     }
 
     const WaitCursor waitCursor(/*suspend=*/false, /*enable=*/!cancelable);
-    const QFileInfoList sources = matchingFolders(source);
+    const QStringList sources = matchingFolders(source);
     Progress progress(sources.size() > 5 ? stepsUnlessNested(sources.size()) : -1,
                       QLatin1String("Copying ") + source, cancelable, /*waitCursor=*/!cancelable,
                       /*popup=*/true);
 
     int result = 0;
-    for (const QFileInfo &folder : sources) {
+    for (const QString &folder : sources) {
         // Not copyDir(), which would again interpret a "*" in the name of a folder as a wildcard.
-        const int nested = copy.run(folder.filePath(), canonicalFolder(folder.filePath()), target);
+        const int nested = copy.run(folder, canonicalFolder(folder), target);
         if (nested < 0 || !progress.tick())
             return -1;
         result |= nested;

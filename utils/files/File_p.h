@@ -3,7 +3,7 @@
 #include "data/String.h"
 
 #include <QByteArray>
-#include <QFileInfoList>
+#include <QStringList>
 
 class QFile;
 
@@ -21,8 +21,13 @@ struct SearchPaths
 /// Whether \p path contains a wildcard.
 bool isPattern(const QString &path);
 
-/// The folders that match \p pattern, a path that ends with a wildcard.
-QFileInfoList matchingFolders(const Data::String &pattern);
+/// The paths of the folders that match \p pattern, a path that ends with a wildcard. Stores a
+/// reason when the folder that they are in cannot be listed.
+QStringList matchingFolders(const Data::String &pattern);
+
+/// Stores why \p folder is not listed to its end: it does not exist, it is no folder, or \p error,
+/// an error number (errno), unless that is 0. A failure of the memory is stored, too.
+void notListed(const QString &folder, int error);
 
 /// The steps of a reporter; -1, which makes it inert, when a progress is shown already.
 int stepsUnlessNested(int steps);

@@ -3,6 +3,7 @@
 #include "utils/base/FileName_p.h"
 #include "utils/base/FolderList_p.h"
 #include "utils/base/LastError_p.h"
+#include "utils/files/File_p.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -90,8 +91,10 @@ struct Search
     bool recursive;
     int maxCount;
 
-    /// Appends the matching files in \p folder, which is in \p open, to \p found.
-    void run(const QString &folder, const OpenFolders &open, QStringList &found) const
+    /// Appends the matching files in \p folder, which is in \p open, to \p found. \p error, if not
+    /// null, is set as by listFolder().
+    void run(const QString &folder, const OpenFolders &open, QStringList &found,
+             int *error = nullptr) const
     {
         if (!mayExist(folder))
             return;
@@ -104,7 +107,7 @@ struct Search
         QString prefix = QDir(folder).filePath(QStringLiteral("x"));
         prefix.chop(1);
         QVector<Below> folders;
-        listFolder(folder, [&](const FolderItem &item) {
+        const auto visit = [&](const FolderItem &item) {
             if (item.isFolder) {
                 if (recursive)
                     folders.append({joined(prefix, item.name), item.isLink});
@@ -113,7 +116,9 @@ struct Search
             if (filter.fits(item.name))
                 found.append(joined(prefix, item.name));
             return !isFull();
-        }); // closed before the recursion, which would else use a handle per level
+        };
+        // It is closed before the recursion, which would else use a handle per level.
+        listFolder(folder, visit, error);
         if (isFull())
             return;
 
@@ -155,8 +160,7 @@ private:
 
 } // namespace
 
-/// Stores the reason why nothing can be found in \p folder, if there is one.
-static void noteFault(const QString &folder)
+void notListed(const QString &folder, int error)
 {
     try {
         const QFileInfo info(folder);
@@ -164,11 +168,8 @@ static void noteFault(const QString &folder)
             LastError::isNoFile(folder);
         } else if (!info.isDir()) {
             LastError::setFor(".err.notafolder", folder);
-        } else if (!isResource(fullPath(folder))) { // which can be listed
-            // Only the system knows whether the folder can be listed: rights are not all there is.
-            const int error = Platform::errorOfListing(systemPath(folder));
-            if (error != 0)
-                LastError::cannotRead(folder, error);
+        } else if (error != 0) {
+            LastError::cannotRead(folder, error);
         }
     } catch (const std::bad_alloc &) {
         LastError::set(".err.memory");
@@ -181,9 +182,10 @@ QStringList File::search(const Data::String &folder, const Data::String &filter,
     const LastError operation;
     QStringList found;
     const Search search = {NameFilter(filter.split(QLatin1Char(';'))), recursive, maxCount};
-    search.run(folder, {canonicalFolder(folder), QString(), nullptr}, found);
-    if (found.isEmpty())
-        noteFault(folder);
+    int error = 0;
+    search.run(folder, {canonicalFolder(folder), QString(), nullptr}, found, &error);
+    if (error != 0 || found.isEmpty())
+        notListed(folder, error);
     return found;
 }
 

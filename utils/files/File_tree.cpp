@@ -2,6 +2,7 @@
 
 #include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
+#include "utils/base/FolderList_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/files/File_p.h"
@@ -22,18 +23,7 @@ namespace Utils {
 
 using Platform::Entry;
 
-static const QDir::Filters folders = QDir::Dirs | QDir::NoDotAndDotDot;
-
 bool isPattern(const QString &path) { return path.contains(QLatin1Char('*')); }
-
-QFileInfoList matchingFolders(const Data::String &pattern)
-{
-    if (!isName(pattern))
-        return {};
-    const QDir parent(File::parentFolder(pattern));
-    return parent.entryInfoList({File::base(pattern, /*withExtension=*/true)}, folders,
-                                QDir::Unsorted);
-}
 
 int stepsUnlessNested(int steps) { return Progress::current(true) ? -1 : steps; }
 
@@ -71,9 +61,9 @@ void File::moveDir(const Data::String &source, const Data::String &target)
         return move(source, target);
 
     const LastError operation;
-    const QFileInfoList sources = matchingFolders(source);
-    for (const QFileInfo &folder : sources)
-        move(folder.filePath(), target);
+    const QStringList sources = matchingFolders(source);
+    for (const QString &folder : sources)
+        move(folder, target);
 }
 
 /// QFile::remove() and QDir::rmdir(), which store why they fail.
@@ -86,10 +76,41 @@ static bool removeFile(const QString &path)
     return isMissing ? LastError::cannotRead(path, ENOENT) : LastError::cannotRemove(file);
 }
 
-static bool removeFolder(const QString &path)
+/// \p listingError, if not 0, is why the folder could not be listed to its end. It is no failure of
+/// a folder that can be removed, which was empty then.
+static bool removeFolder(const QString &path, int listingError)
 {
-    return QDir().rmdir(path) || LastError::setFor(".err.rmdir", path);
+    if (QDir().rmdir(path))
+        return true;
+    if (listingError != 0)
+        notListed(path, listingError);
+    return LastError::setFor(".err.rmdir", path);
 }
+
+namespace {
+
+/// The names of what is in a folder, as QDir lists it.
+struct Contents
+{
+    explicit Contents(const QString &folder)
+    {
+        const auto note = [this](const FolderItem &item) {
+            // For QDir, a link to a pipe or a device is a file and also a folder.
+            if (!item.isFolder)
+                files.append(item.name.toString());
+            if (!item.isFile)
+                folders.append(item.name.toString());
+            return true;
+        };
+        listFolder(folder, note, &error);
+    }
+
+    QStringList files;
+    QStringList folders;
+    int error = 0; ///< why there may be more (errno); 0 when this is all
+};
+
+} // namespace
 
 /// The expression that QDir::match() makes of \p wildcard; an invalid one fits no name.
 ///
@@ -107,6 +128,24 @@ static QRegularExpression expressionOf(const QString &wildcard)
     if (!expression.isValid() && !compiled(plain).isValid())
         throw std::bad_alloc();
     return expression;
+}
+
+QStringList matchingFolders(const Data::String &pattern)
+{
+    if (!isName(pattern))
+        return {};
+    const Data::String parent = File::parentFolder(pattern);
+    const Contents here(parent);
+    if (here.error != 0)
+        notListed(parent, here.error);
+
+    const QRegularExpression expression = expressionOf(File::base(pattern, /*withExtension=*/true));
+    QStringList paths;
+    for (const QString &name : here.folders) {
+        if (expression.isValid() && expression.match(name).hasMatch())
+            paths.append(QDir(parent).filePath(name));
+    }
+    return paths;
 }
 
 /// The names that \p exceptions keeps among \p entries, including repeated and empty names, which
@@ -132,28 +171,30 @@ static QStringList namesToKeep(const QStringList &entries, const Data::String &e
 }
 
 /// Removes the content of a folder. \p path is the path of the folder followed by "/*".
-static int removeContents(const Data::String &path, const Data::String &exceptions, bool cancelable)
+/// \p listingError is set to why the folder could not be listed to its end (errno).
+static int removeContents(const Data::String &path, const Data::String &exceptions, bool cancelable,
+                          int &listingError)
 {
     const QString name = path.chopped(std::min(path.size(), 2));
     if (!isName(name) || QDir(name).isRoot()) // as for "/*", "*" and "//*"
         return 0;
 
     const QDir folder(name);
-    const QStringList filesHere = folder.entryList(QDir::Files, QDir::Unsorted);
-    const QStringList foldersHere = folder.entryList(folders, QDir::Unsorted);
-    const QStringList namesKept = namesToKeep(filesHere + foldersHere, exceptions);
+    const Contents here(name);
+    listingError = here.error;
+    const QStringList namesKept = namesToKeep(here.files + here.folders, exceptions);
     const QSet<QString> kept(namesKept.begin(), namesKept.end());
 
     int removed = 0;
-    for (const QString &file : filesHere) {
+    for (const QString &file : here.files) {
         if (!kept.contains(file) && removeFile(folder.filePath(file)))
             ++removed;
     }
 
-    const int total = foldersHere.size() - namesKept.size();
+    const int total = here.folders.size() - namesKept.size();
     Progress progress(total < 6 ? -1 : stepsUnlessNested(total), QLatin1String("Removing ") + path,
                       cancelable, /*waitCursor=*/!cancelable, /*popup=*/true);
-    for (const QString &below : foldersHere) {
+    for (const QString &below : here.folders) {
         if (kept.contains(below))
             continue;
 
@@ -164,11 +205,14 @@ static int removeContents(const Data::String &path, const Data::String &exceptio
         if (entry == Entry::Link) {
             removed += removeFile(entryPath) ? 1 : 0;
         } else if (entry == Entry::Folder) {
-            const int nested = File::remove(File::join(entryPath, QStringLiteral("*")),
-                                            Data::String(), cancelable);
+            int error = 0;
+            const int nested = removeContents(File::join(entryPath, QStringLiteral("*")),
+                                              Data::String(), cancelable, error);
             if (nested < 0)
                 return -1;
-            removed += nested + (removeFolder(folder.filePath(below)) ? 1 : 0);
+            removed += nested + (removeFolder(folder.filePath(below), error) ? 1 : 0);
+        } else if (entry == Entry::Unknown) {
+            LastError::setFor(".err.rmdir", entryPath);
         }
         if (!progress.tick())
             return -1;
@@ -192,15 +236,17 @@ static int removeOne(const Data::String &path)
     const Entry entry = fileStatus(name, /*followLinks=*/false).entry;
     if (entry == Entry::Link)
         return removeFile(name) ? 1 : 0;
-    if (entry != Entry::Folder)
+    if (entry != Entry::Folder) {
+        LastError::setFor(".err.rmdir", name);
         return 0;
+    }
 
     const QDir folder(name);
-    QStringList files = folder.entryList(QDir::Files, QDir::Unsorted);
-    for (QString &file : files)
+    Contents here(name);
+    for (QString &file : here.files)
         file = folder.filePath(file);
-    const int removed = removeFiles(files);
-    return removed + (removeFolder(name) ? 1 : 0);
+    const int removed = removeFiles(here.files);
+    return removed + (removeFolder(name, here.error) ? 1 : 0);
 }
 
 int File::remove(const Data::String &path, const Data::String &exceptions, bool cancelable)
@@ -213,7 +259,10 @@ int File::remove(const Data::String &path, const Data::String &exceptions, bool 
 
     const Data::String name = base(path, /*withExtension=*/true);
     if (name == QLatin1String("*")) {
-        const int removed = removeContents(path, exceptions, cancelable);
+        int error = 0;
+        const int removed = removeContents(path, exceptions, cancelable, error);
+        if (error != 0)
+            notListed(parentFolder(path), error);
         if (removed < 0)
             LastError::set(".err.cancelled");
         return removed;

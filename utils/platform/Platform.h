@@ -94,16 +94,19 @@ struct FolderEntry
 };
 
 /// Calls \p visit for the visible files and folders of the folder \p path, in the order in which
-/// the system lists them, until \p visit returns false. Does nothing when the folder cannot be
-/// opened.
+/// the system lists them, until \p visit returns false.
+///
+/// Returns why the folder could not be listed to its end, as an error number (errno): 0 when
+/// \p visit has got all entries, or has returned false. std::nullopt, and nothing is done, on a
+/// system where the caller has to list the folder in another way.
 ///
 /// Not visible are entries whose names begin with ".", pipes, devices and sockets, and links that
 /// lead nowhere. Only a link is examined, and an entry of a file system that lists no kinds.
-///
-/// False, and nothing is done, on a system where the caller has to list the folder in another way.
-bool listFolder(const std::string &path, const std::function<bool(const FolderEntry &)> &visit);
+std::optional<int> listFolder(const std::string &path,
+                              const std::function<bool(const FolderEntry &)> &visit);
 
-/// Why the folder \p path cannot be listed, as an error number (errno); 0 when it can.
+/// Why the folder \p path cannot be listed to its end, as an error number (errno); 0 when it can.
+/// Lists it.
 int errorOfListing(const std::string &path);
 
 /// How copyToNewFile() ended.

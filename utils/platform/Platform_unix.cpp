@@ -196,33 +196,71 @@ static bool isLink(DIR *folder, const dirent &item)
             S_ISLNK(status.st_mode));
 }
 
-bool listFolder(const std::string &path, const std::function<bool(const FolderEntry &)> &visit)
+namespace {
+
+/// A folder that is listed, and closed at the end of the scope.
+class Listing
 {
-    const std::unique_ptr<DIR, int (*)(DIR *)> folder(
-        isUsable(path) ? opendir(path.c_str()) : nullptr, &closedir);
-    const dirent *item = nullptr;
-    while (folder && (item = readdir(folder.get()))) {
+public:
+    explicit Listing(const std::string &path)
+    {
+        errno = ENOENT;
+        if (isUsable(path))
+            m_folder.reset(opendir(path.c_str()));
+        m_error = m_folder ? 0 : errno;
+    }
+
+    DIR *folder() const { return m_folder.get(); }
+
+    /// The next entry. Null at the end, and when there is an error().
+    const dirent *next()
+    {
+        if (!m_folder)
+            return nullptr;
+        errno = 0; // which only an error changes
+        const dirent *const item = readdir(m_folder.get());
+        if (!item)
+            m_error = errno;
+        return item;
+    }
+
+    /// Why the folder could not be opened or read on, as errno; 0 without an error.
+    int error() const { return m_error; }
+
+private:
+    struct Close
+    {
+        void operator()(DIR *folder) const { closedir(folder); }
+    };
+    std::unique_ptr<DIR, Close> m_folder;
+    int m_error;
+};
+
+} // namespace
+
+std::optional<int> listFolder(const std::string &path,
+                              const std::function<bool(const FolderEntry &)> &visit)
+{
+    Listing listing(path);
+    while (const dirent *const item = listing.next()) {
         if (item->d_name[0] == '.')
             continue;
-        const Entry entry = visibleEntry(folder.get(), *item);
-        const bool isItselfLink = entry != Entry::Missing && isLink(folder.get(), *item);
+        const Entry entry = visibleEntry(listing.folder(), *item);
+        const bool isItselfLink = entry != Entry::Missing && isLink(listing.folder(), *item);
         if (entry == Entry::Missing || (entry == Entry::Other && !isItselfLink))
             continue;
         if (!visit({item->d_name, entry, isItselfLink}))
             break;
     }
-    return true;
+    return listing.error();
 }
 
 int errorOfListing(const std::string &path)
 {
-    if (!isUsable(path))
-        return ENOENT;
-    const std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir(path.c_str()), &closedir);
-    if (!folder)
-        return errno;
-    errno = 0;
-    return readdir(folder.get()) ? 0 : errno;
+    Listing listing(path);
+    while (listing.next()) {
+    }
+    return listing.error();
 }
 
 /// The permissions that QFile::setPermissions() sets for those that QFile::permissions() returns:

@@ -334,9 +334,9 @@ FileFault systemFault(int code) { return fileFault(errorNumber(static_cast<unsig
 
 int lastSystemFault() { return ERROR_CANT_ACCESS_FILE; }
 
-bool listFolder(const std::string &, const std::function<bool(const FolderEntry &)> &)
+std::optional<int> listFolder(const std::string &, const std::function<bool(const FolderEntry &)> &)
 {
-    return false;
+    return {};
 }
 
 int errorOfListing(const std::string &path)
@@ -348,12 +348,14 @@ int errorOfListing(const std::string &path)
         all += L'\\';
     WIN32_FIND_DATAW data = {};
     const HANDLE search = FindFirstFileW((all + L'*').c_str(), &data);
-    if (search != INVALID_HANDLE_VALUE) {
-        FindClose(search);
-        return 0;
-    }
     // A drive has no entries "." and "..": it may be empty.
-    return GetLastError() == ERROR_FILE_NOT_FOUND ? 0 : errorNumber(GetLastError());
+    if (search == INVALID_HANDLE_VALUE)
+        return GetLastError() == ERROR_FILE_NOT_FOUND ? 0 : errorNumber(GetLastError());
+    while (FindNextFileW(search, &data)) {
+    }
+    const DWORD end = GetLastError();
+    FindClose(search);
+    return end == ERROR_NO_MORE_FILES ? 0 : errorNumber(end);
 }
 
 CopyResult copyToNewFile(const std::string &, const std::string &, std::int64_t)
