@@ -309,6 +309,38 @@ private Q_SLOTS:
         QCOMPARE(filesIn("to/from"), fileCount);
     }
 
+    void tellsNoFailureOfATreeThatIsCopied_data()
+    {
+        QTest::addColumn<bool>("exists"); // the target
+
+        QTest::newRow("new") << false;
+        QTest::newRow("into a folder") << true;
+    }
+
+    void tellsNoFailureOfATreeThatIsCopied()
+    {
+        QFETCH(bool, exists);
+        makeFile(path("from/file"), "text");
+        makeFile(path("from/below/file"), "text");
+        int whole = 0;
+        bool hasFailed = true;
+        for (int n = 0; hasFailed && n < 100; ++n) {
+            QDir(path("to")).removeRecursively();
+            if (exists)
+                QVERIFY(QDir(m_folder->path()).mkpath("to/from"));
+            {
+                const CallFault fault("statx", EACCES, n, 1);
+                File::copyDir(path("from"), path("to"));
+                hasFailed = fault.count() > 0;
+            }
+            const bool isWhole = filesIn("to/from") == 1 && filesIn("to/from/below") == 1;
+            QCOMPARE(File::lastError().isEmpty(), isWhole);
+            whole += isWhole ? 1 : 0;
+        }
+        QVERIFY(!hasFailed);
+        QVERIFY(whole > 3);
+    }
+
     void tellsOfAFolderBelowThatIsNotCopied()
     {
         makeFile(path("from/file"));

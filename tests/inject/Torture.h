@@ -16,6 +16,10 @@ struct Outcome
     /// Whether it reported a failure: by false, an empty result, 0 or a text, as its header says.
     bool isTold = false;
 
+    /// Whether File::lastError() alone tells it, because the result does not. Never true together
+    /// with the data of a run without faults: there is no reason where nothing has failed.
+    bool isOnlyReason = false;
+
     /// The data after the operation, in a few words: those of contents(), of a value in memory, or
     /// both. They are compared with those of a run without faults: equal data, equal words.
     QByteArrayList states;

@@ -61,6 +61,7 @@ struct Report
 {
     bool isComplete;
     bool isTold;
+    bool isOnlyReason;
     bool isOutOfMemory; // by an exception that left the library
     char state[400];
     char damage[400];
@@ -220,6 +221,7 @@ void runHere(const Scenario &scenario, int group, long nth, bool isLasting,
     run.inspect(outcome);
 
     report->isTold = outcome.isTold;
+    report->isOnlyReason = outcome.isOnlyReason;
     copyTo(report->state, outcome.states.join(", "));
     copyTo(report->damage, outcome.damage);
     report->isComplete = true;
@@ -406,10 +408,13 @@ Result runOnce(const Scenario &scenario, int group, long nth, bool isLasting,
     } else if (report->isOutOfMemory) {
         result.kind = "told";
         result.state = "bad_alloc thrown";
+    } else if (report->isOnlyReason && result.state == plainState) {
+        result.kind = "silent";
+        result.state = "a reason without a failure";
     } else if (!report->isTold && result.state == plainState) {
         result.kind = "harmless";
     } else {
-        result.kind = report->isTold ? "told" : "silent";
+        result.kind = report->isTold || report->isOnlyReason ? "told" : "silent";
     }
     return result;
 }

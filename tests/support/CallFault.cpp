@@ -117,6 +117,9 @@ REPLACE_CALL(int, lstat, (const char *path, struct stat *status), (path, status)
 REPLACE_CALL(int, fstat, (int file, struct stat *status), (file, status))
 REPLACE_CALL(int, fstatat, (int folder, const char *name, struct stat *status, int flags),
              (folder, name, status, flags))
+REPLACE_CALL(int, statx,
+             (int folder, const char *path, int flags, unsigned mask, struct statx *status),
+             (folder, path, flags, mask, status))
 REPLACE_CALL(ssize_t, flistxattr, (int file, char *names, std::size_t size), (file, names, size))
 REPLACE_CALL(ssize_t, fgetxattr, (int file, const char *name, void *value, std::size_t size),
              (file, name, value, size))

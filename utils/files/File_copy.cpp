@@ -291,6 +291,14 @@ private:
 
 } // namespace
 
+/// Whether there is a folder at \p path, which is created when it is missing. Stores no reason:
+/// when a folder that was created cannot be examined, File::createDir() takes that for a failure.
+static bool makesFolder(const QString &path)
+{
+    const LastError::Apart apart;
+    return File::createDir(path) || QFileInfo(path).isDir();
+}
+
 int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
                     const Data::String &target, const ClosedFolder *closed) const
 {
@@ -302,8 +310,11 @@ int FolderCopy::run(const Data::String &source, const QString &canonicalSource,
     // If the folder did not exist, each file would be copied to the path of the folder, over the
     // previous one. An existing file at this path is a target of copy(), to which overwrite
     // applies.
-    if (!File::createDir(destination) && !QFileInfo::exists(destination))
-        return 0;
+    if (!makesFolder(destination)) {
+        LastError::setFor(".err.createdir", destination);
+        if (!QFileInfo::exists(destination))
+            return 0;
+    }
     // Below the destination, the copy would find its own output and, through a link, again and
     // again a folder that it has already entered.
     const ClosedFolder ownWork = {closed ? QString() : canonicalFolder(destination), nullptr};
@@ -407,13 +418,22 @@ int FolderCopy::copyFolders(const QVector<FolderBelow> &sources, const QString &
     return result;
 }
 
+/// Whether \p path is known to be no folder: it is missing, or something else.
+static bool isNoFolder(const QString &path)
+{
+    if (QFileInfo(path).isDir())
+        return false;
+    const Entry entry = fileStatus(path).entry;
+    return entry != Entry::Folder && entry != Entry::Unknown;
+}
+
 /// The result of copyDir(), whose reason is stored.
 static int copyFolderOrFolders(const Data::String &source, const Data::String &target,
                                int overwrite, bool cancelable)
 {
     const FolderCopy copy(overwrite, cancelable);
     if (!isPattern(source)) {
-        if (!QFileInfo(source).isDir())
+        if (isNoFolder(source))
             LastError::setFor(".err.notafolder", source);
         return copy.run(source, canonicalFolder(source), target);
     }
