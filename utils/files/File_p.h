@@ -6,6 +6,8 @@
 #include <QStringList>
 
 class QFile;
+class QRegularExpression;
+class QRegularExpressionMatch;
 
 namespace Utils {
 
@@ -20,6 +22,15 @@ struct SearchPaths
 
 /// Whether \p path contains a wildcard.
 bool isPattern(const QString &path);
+
+/// The expression that QDir makes of \p wildcard; an invalid one fits no name.
+///
+/// Both functions throw std::bad_alloc when the memory does not suffice: to Qt, the expression is
+/// invalid then, and the name does not match.
+QRegularExpression wildcardExpression(const QString &wildcard);
+
+/// The match of a valid expression with \p name. It is not valid when it takes too many steps.
+QRegularExpressionMatch matchName(const QRegularExpression &expression, const QString &name);
 
 /// The paths of the folders that match \p pattern, a path that ends with a wildcard. Stores a
 /// reason when the folder that they are in cannot be listed.

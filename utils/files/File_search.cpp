@@ -61,9 +61,7 @@ public:
         : m_fitsAll(wildcards.contains(QLatin1String("*")))
     {
         for (const QString &wildcard : wildcards) {
-            const QRegularExpression expression(
-                QRegularExpression::wildcardToRegularExpression(wildcard),
-                QRegularExpression::CaseInsensitiveOption);
+            const QRegularExpression expression = wildcardExpression(wildcard);
             if (expression.isValid())
                 m_expressions.append(expression);
         }
@@ -76,7 +74,7 @@ public:
         const QString subject = name.toString();
         return std::any_of(m_expressions.begin(), m_expressions.end(),
                            [&](const QRegularExpression &expression) {
-                               return expression.match(subject).hasMatch();
+                               return matchName(expression, subject).hasMatch();
                            });
     }
 

@@ -112,10 +112,7 @@ struct Contents
 
 } // namespace
 
-/// The expression that QDir::match() makes of \p wildcard; an invalid one fits no name.
-///
-/// Throws std::bad_alloc when the memory does not suffice: to Qt, the expression is invalid then.
-static QRegularExpression expressionOf(const QString &wildcard)
+QRegularExpression wildcardExpression(const QString &wildcard)
 {
     const auto compiled = [](const QString &text) {
         return QRegularExpression(QRegularExpression::wildcardToRegularExpression(text),
@@ -130,6 +127,17 @@ static QRegularExpression expressionOf(const QString &wildcard)
     return expression;
 }
 
+QRegularExpressionMatch matchName(const QRegularExpression &expression, const QString &name)
+{
+    QRegularExpressionMatch match = expression.match(name);
+    if (match.isValid())
+        return match;
+    // Qt does not tell why. If there was too little memory, there may be enough again.
+    if (!wildcardExpression(QStringLiteral("x")).match(QStringLiteral("x")).hasMatch())
+        throw std::bad_alloc();
+    return expression.match(name);
+}
+
 QStringList matchingFolders(const Data::String &pattern)
 {
     if (!isName(pattern))
@@ -139,10 +147,11 @@ QStringList matchingFolders(const Data::String &pattern)
     if (here.error != 0)
         notListed(parent, here.error);
 
-    const QRegularExpression expression = expressionOf(File::base(pattern, /*withExtension=*/true));
+    const QRegularExpression expression =
+        wildcardExpression(File::base(pattern, /*withExtension=*/true));
     QStringList paths;
     for (const QString &name : here.folders) {
-        if (expression.isValid() && expression.match(name).hasMatch())
+        if (expression.isValid() && matchName(expression, name).hasMatch())
             paths.append(QDir(parent).filePath(name));
     }
     return paths;
@@ -158,13 +167,13 @@ static QStringList namesToKeep(const QStringList &entries, const Data::String &e
         return {};
     if (exceptions.contains(separator))
         return exceptions.split(separator);
-    const QRegularExpression expression = expressionOf(exceptions);
+    const QRegularExpression expression = wildcardExpression(exceptions);
     if (!expression.isValid())
         return {};
     QStringList names;
     for (const QString &entry : entries) {
-        const QRegularExpressionMatch match = expression.match(entry);
-        if (match.hasMatch() || !match.isValid()) // the latter for lack of memory
+        const QRegularExpressionMatch match = matchName(expression, entry);
+        if (match.hasMatch() || !match.isValid()) // rather too many than too few
             names.append(entry);
     }
     return names;
