@@ -5,6 +5,7 @@
 
 #include "utils/csv/CSVDialect.h"
 #include "utils/csv/CSVReader.h"
+#include "utils/csv/CSVRow.h"
 #include "utils/csv/CSVTable.h"
 #include "utils/files/File.h"
 #include "utils/files/FileReader.h"
@@ -22,6 +23,7 @@
 using Data::String;
 using Utils::CSVDialect;
 using Utils::CSVReader;
+using Utils::CSVRow;
 using Utils::CSVTable;
 using Utils::File;
 using Utils::Settings;
@@ -175,6 +177,105 @@ static void addEncodingScenarios(std::vector<Scenario> &scenarios)
          }},
     };
     scenarios.insert(scenarios.end(), added.begin(), added.end());
+}
+
+// Fields in quotes, and rows that are visited
+
+static const char tableGroups[] = "open read seek stat malloc";
+
+/// Where a table is stored, by the second argument of CSVTable::read().
+struct Storage
+{
+    const char *name;
+    int limit;
+    int rows; // in the file: more than a megabyte
+};
+
+static constexpr Storage storages[] = {{"text", 0, 2000}, {"bytes", 100, 2000}, {"file", 1, 30000}};
+
+/// \p rows rows, with delimiters, line breaks and quotes in quotes unless \p quoting is Classic.
+static QByteArray tableWithQuotes(int rows, CSVTable::Quoting quoting)
+{
+    const QByteArray text = quoting == CSVTable::Rfc4180
+                                ? ",\"of \"\"two\"\" lines,\n1 and 2, in all\","
+                                : ",of a single line which has no quotes at all,";
+    QByteArray table;
+    for (int i = 0; i < rows; ++i)
+        table += QByteArray::number(i) + text + QByteArray::number(2 * i) + '\n';
+    return table;
+}
+
+static std::shared_ptr<CSVTable> tableOf(CSVTable::Quoting quoting)
+{
+    const auto table = std::make_shared<CSVTable>();
+    table->setQuoting(quoting);
+    return table;
+}
+
+static Run readingQuotes(const Storage &storage)
+{
+    makeFile("a.csv", tableWithQuotes(storage.rows, CSVTable::Rfc4180));
+    const auto table = tableOf(CSVTable::Rfc4180);
+    return {[=](Outcome &outcome) { outcome.isTold = !table->read("a.csv", storage.limit); },
+            [=](Outcome &outcome) {
+                checkReason(true, outcome);
+                const int count = table->numRows();
+                int whole = 0;
+                for (int i = 0; i < count; ++i) {
+                    if (table->data(i) == QStringList{QString::number(i),
+                                                      "of \"two\" lines,\n1 and 2, in all",
+                                                      QString::number(2 * i)})
+                        ++whole;
+                }
+                outcome.add(whole == storage.rows ? "whole"
+                            : count == 0          ? "no rows"
+                            : whole < count       ? "cells lost"
+                                                  : "rows lost");
+                if (outcome.isTold && count > 0)
+                    outcome.damage = "rows of a file that was not read";
+            }};
+}
+
+static Run visiting(const Storage &storage, CSVTable::Quoting quoting)
+{
+    makeFile("a.csv", tableWithQuotes(storage.rows, quoting));
+    const auto table = tableOf(quoting);
+    table->read("a.csv", storage.limit);
+    const auto sum = keep<double>();
+    const auto visited = keep<int>();
+    return {[=](Outcome &outcome) {
+                const bool isVisited = table->visit(0, storage.rows - 1, [&](const CSVRow &row) {
+                    ++*visited;
+                    if (row.size() == 3 && row[1].size() > 30)
+                        *sum += row[0].number() + row[2].number();
+                    return true;
+                });
+                outcome.isTold = !isVisited;
+            },
+            [=](Outcome &outcome) {
+                checkReason(true, outcome);
+                const double rows = *visited;
+                const bool isRight = *sum == 3 * rows * (rows - 1) / 2;
+                outcome.add(*visited == storage.rows ? "whole" : "a part");
+                if (!isRight)
+                    outcome.damage = "a row is not as in the file";
+            }};
+}
+
+static void addQuotingScenarios(std::vector<Scenario> &scenarios)
+{
+    static QByteArrayList names; // which live as long as the scenarios
+    const auto add = [&](const char *operation, const Storage &storage,
+                         const std::function<Run()> &prepare) {
+        names.append(QByteArray(operation) + storage.name);
+        scenarios.push_back({names.last().constData(), tableGroups, prepare});
+    };
+    for (const Storage &storage : storages) {
+        add("CSVTable::read:Rfc4180, ", storage, [=] { return readingQuotes(storage); });
+        add("CSVTable::visit:Rfc4180, ", storage,
+            [=] { return visiting(storage, CSVTable::Rfc4180); });
+        add("CSVTable::visit:", storage, [=] { return visiting(storage, CSVTable::Classic); });
+    }
 }
 
 // Safe writers
@@ -405,6 +506,7 @@ std::vector<Scenario> formatScenarios()
 {
     std::vector<Scenario> scenarios;
     addEncodingScenarios(scenarios);
+    addQuotingScenarios(scenarios);
     addSafeScenarios(scenarios);
     addExchangeScenarios(scenarios);
     return scenarios;
