@@ -393,7 +393,7 @@ Result runOnce(const Scenario &scenario, int group, long nth, bool isLasting,
         result.state = "signalled others";
     } else if (!hasEnded) {
         result.kind = "hung";
-        result.state = "in " + crashModule();
+        result.state = "hung in " + crashModule();
     } else if (!report->isComplete) {
         result.kind = "crashed";
         if (WIFEXITED(status))
