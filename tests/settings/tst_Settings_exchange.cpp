@@ -1,4 +1,5 @@
 #include "tests/csv/FailingMemory.h"
+#include "tests/settings/UnreadStore.h"
 #include "tests/support/Files.h"
 #include "tests/support/FullDisk.h"
 #include "tests/support/FullSize.h"
@@ -33,39 +34,6 @@ static const QByteArray lastLine = "; End of the exported settings\n";
 
 /// The reason of the last failure as its key, as no texts are loaded.
 static QString reason() { return QString(File::lastError()).section('.', -1); }
-
-/// While it lives, the settings are those of another application, which nothing has read yet and
-/// nothing can read until repair().
-class UnreadStore
-{
-public:
-    UnreadStore(const char *application, const QByteArray &contents)
-    {
-        QCoreApplication::setApplicationName(application);
-        m_path = home.file();
-        m_isReady = !makeFile(m_path + ".aside", contents).isEmpty() && QDir().mkpath(m_path);
-    }
-    ~UnreadStore()
-    {
-        repair();
-        QFile::remove(m_path);
-        home.nameApplication();
-    }
-    UnreadStore(const UnreadStore &) = delete;
-    UnreadStore &operator=(const UnreadStore &) = delete;
-
-    bool isReady() const { return m_isReady; }
-
-    bool repair() const
-    {
-        return QDir().rmdir(m_path) && QFile::rename(m_path + ".aside", m_path) &&
-               Settings().sync();
-    }
-
-private:
-    QString m_path;
-    bool m_isReady;
-};
 
 class tst_Settings_exchange : public QObject
 {

@@ -113,7 +113,8 @@ QSettings *SettingsFile::writer()
 
 void SettingsFile::setChanged(const QString &key)
 {
-    m_isChanged = true;
+    if (!m_isChanged)
+        startChanges();
     noteCase(key);
     if (!m_removed.isEmpty())
         m_setAgain.insert(key);
@@ -121,8 +122,15 @@ void SettingsFile::setChanged(const QString &key)
 
 void SettingsFile::setRemoved(const QString &key)
 {
-    m_isChanged = true;
+    if (!m_isChanged)
+        startChanges();
     m_removed.insert(key);
+    for (auto kept = m_defaults.begin(); kept != m_defaults.end();) {
+        if (isAtOrBelow(kept.key(), key))
+            kept = m_defaults.erase(kept);
+        else
+            ++kept;
+    }
     for (auto set = m_setAgain.begin(); set != m_setAgain.end();) {
         if (isAtOrBelow(*set, key))
             set = m_setAgain.erase(set);
@@ -131,20 +139,57 @@ void SettingsFile::setRemoved(const QString &key)
     }
 }
 
+void SettingsFile::startChanges()
+{
+    // From now on, a key may be found because it has been set.
+    m_isUnread = m_isUnread || hasLostItsKeys();
+    m_isChanged = true;
+}
+
+/// Whether QSettings has forgotten the values of the file, as it does when it looks for changes of
+/// the file and the system does not let it examine or open the file. It tells nobody. Only while
+/// there are no changes.
+bool SettingsFile::hasLostItsKeys() const
+{
+    // It forgets all or none.
+    const auto sample = std::find_if(m_keys.cbegin(), m_keys.cend(), &isNormal);
+    return m_writer && sample != m_keys.cend() && !m_writer->contains(*sample);
+}
+
+/// Whether QSettings knows all keys of the file, except those that were removed.
+bool SettingsFile::holdsItsKeys() const
+{
+    const QStringList held = m_writer ? m_writer->allKeys() : QStringList(); // sorted
+    return std::all_of(m_keys.cbegin(), m_keys.cend(), [&](const QString &key) {
+        return std::binary_search(held.begin(), held.end(), key) || isRemoved(key);
+    });
+}
+
+void SettingsFile::keepDefault(const QString &key, const QVariant &value)
+{
+    if (!m_defaults.contains(key))
+        m_defaults.insert(key, value);
+}
+
 void SettingsFile::check()
 {
+    if (m_isChanged)
+        return;
     const State now = state();
-    if (m_isChanged || (now == m_known && m_reason.isEmpty()))
+    m_isUnread = m_isUnread || hasLostItsKeys();
+    if (now == m_known && m_reason.isEmpty() && !m_isUnread)
         return;
 
     m_reason.clear();
     if (now.isEmpty()) {
         m_known = now;
         m_keys.clear();
+        m_isUnread = false;
         return;
     }
 
     m_wasRead = false;
+    m_isUnread = true;
     QByteArray bytes;
     if (readBytes(bytes)) {
         const QSettings::SettingsMap stored = IniText::read(bytes);
@@ -153,30 +198,47 @@ void SettingsFile::check()
         if (!isOurs || (!isHeld(stored) && (!touch() || !isHeld(stored)))) {
             if (m_reason.isEmpty())
                 m_reason = messageOf(QStringLiteral("The file could not be read whole"));
-        } else if (!m_wasRead) {
-            m_known = now;
-            m_keys = stored.keys();
+        } else {
+            m_isUnread = false;
+            if (!m_wasRead) {
+                m_known = now;
+                m_keys = stored.keys();
+            }
         }
     }
     m_wasRead = false;
 }
 
+bool SettingsFile::isRead()
+{
+    if (processEnds)
+        return !m_isUnread;
+    writer(); // made later, it could be the one that loses the keys
+    if (!m_isChanged && !m_isUnread)
+        m_isUnread = hasLostItsKeys();
+    if (!m_isUnread)
+        return true;
+    if (!m_isChanged)
+        store(); // what the host has changed by a QSettings of its own
+    return isReadable();
+}
+
 bool SettingsFile::isReadable()
 {
-    check();
-    if (!m_isChanged)
+    writer();
+    if (!m_isChanged || store()) {
+        check();
         return m_reason.isEmpty();
+    }
     // With changes, the reason may be that of a write. Then QSettings tells what it has read.
-    if (store())
-        return true;
     const QSettings settings(m_path, format("conf"));
     QSettings::SettingsMap held;
     const QStringList keys = settings.allKeys();
     for (const QString &key : keys)
         held.insert(key, QVariant());
-    const bool isWhole = holdsWhatIsStored(held);
+    m_isUnread = !holdsWhatIsStored(held);
     m_wasRead = false;
-    return isWhole;
+    return !m_isUnread;
 }
 
 bool SettingsFile::store()
@@ -217,8 +279,12 @@ bool SettingsFile::attempt()
     m_mustReadAgain = false;
     m_reason.clear();
 
-    if (!processEnds)
-        return QSettings(m_path, format("conf")).status() == QSettings::NoError;
+    if (!processEnds) {
+        const bool isDone = QSettings(m_path, format("conf")).status() == QSettings::NoError;
+        if (!isDone && !m_isUnread)
+            m_isUnread = !holdsItsKeys();
+        return isDone;
+    }
     if (m_writer)
         m_writer->sync();
     return m_reason.isEmpty();
@@ -310,7 +376,9 @@ SettingsFile::State SettingsFile::state() const
         state.modified = status.modified;
     }
     // When the query fails, the file looks empty or missing.
-    if (state.isEmpty()) {
+    if (status.entry == Platform::Entry::Unknown) {
+        state.size = State::Unknown;
+    } else if (state.isEmpty()) {
         QFile file(m_path);
         if (file.open(QIODevice::ReadOnly) && !file.read(1).isEmpty())
             state.size = State::Unknown;
@@ -333,6 +401,7 @@ bool SettingsFile::readBytes(QByteArray &bytes)
                                  : file.errorString());
     }
     m_wasUnread = true;
+    m_isUnread = true;
     return false;
 }
 

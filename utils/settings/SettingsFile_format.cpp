@@ -119,6 +119,7 @@ bool SettingsFile::readAll(QSettings::SettingsMap &values)
     for (const QString &key : qAsConst(m_keys))
         noteCase(key);
     m_wasRead = true;
+    m_isUnread = false;
     return true;
 }
 
@@ -127,8 +128,10 @@ bool SettingsFile::writeAll(QFileDevice &device, const QSettings::SettingsMap &v
     if (!m_wasRead && !holdsWhatIsStored(values)) {
         m_mustReadAgain = true;
         m_wasUnread = true;
+        m_isUnread = true;
         return false;
     }
+    m_isUnread = false;
 
     // A key that was removed but exists again, because QSettings had not read it at that time.
     m_wasUnread = m_wasUnread ||

@@ -60,6 +60,23 @@ public:
     /// Whether QSettings has all values of the file. Writes the changes, if that is possible.
     bool isReadable();
 
+    /// The same for a caller that decides by the values what to write. The file is only examined
+    /// when an attempt to read it has failed, and then read again.
+    bool isRead();
+
+    /// Whether an attempt to read the file has failed, so that QSettings may lack values. Does not
+    /// read it again.
+    bool isUnread() const { return m_isUnread; }
+
+    /// Keeps the value of \p key, until the process ends, for a key that has none in QSettings and
+    /// may have one in the file. Of several values for a key, the first one counts.
+    void keepDefault(const QString &key, const QVariant &value);
+    bool hasDefaults() const { return !m_defaults.isEmpty(); }
+    QVariant keptDefault(const QString &key, const QVariant &otherwise) const
+    {
+        return m_defaults.value(key, otherwise);
+    }
+
     /// Writes the changes and reads those of other processes. False when one of them fails.
     bool store();
 
@@ -102,6 +119,9 @@ private:
     bool touch() const;
     bool attempt();
     bool isHeld(const QSettings::SettingsMap &stored);
+    void startChanges();
+    bool hasLostItsKeys() const;
+    bool holdsItsKeys() const;
     bool storesWhatIsHeld();
     bool isRemoved(const QString &key) const;
     bool removesWhatWasUnread();
@@ -118,8 +138,10 @@ private:
     std::unique_ptr<Writer> m_writer;
     QString m_reason;
 
-    State m_known;                   ///< of the file when it was last read or written completely
-    QStringList m_keys;              ///< of the file at that time
+    State m_known;           ///< of the file when it was last read or written completely
+    QStringList m_keys;      ///< of the file at that time
+    bool m_isUnread = false; ///< QSettings may lack values of the file
+    QSettings::SettingsMap m_defaults;
     QHash<QString, QString> m_names; ///< of keys, by their lower case, where that is ignored
 
     // Since the file was last stored.

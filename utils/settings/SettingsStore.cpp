@@ -1,5 +1,6 @@
 #include "utils/settings/SettingsStore_p.h"
 
+#include "utils/base/LastError_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/settings/IniText_p.h"
 #include "utils/settings/SettingsFile_p.h"
@@ -51,9 +52,22 @@ void SettingsStore::endGroup()
     m_settings->endGroup();
 }
 
-QVariant SettingsStore::value(const QString &key, const QVariant &defaultValue) const
+QVariant SettingsStore::storedValue(const QString &key, const QVariant &defaultValue) const
 {
     return IniText::built(m_settings->value(key, defaultValue));
+}
+
+QVariant SettingsStore::value(const QString &key, const QVariant &defaultValue) const
+{
+    if (m_file && m_file->hasDefaults() && !m_settings->contains(key))
+        return m_file->keptDefault(fullKey(key), defaultValue);
+    return storedValue(key, defaultValue);
+}
+
+void SettingsStore::keepDefault(const QString &key, const QVariant &value)
+{
+    if (m_file)
+        m_file->keepDefault(fullKey(key), value);
 }
 
 /// The keys of \p settings with the names by which they were stored.
@@ -154,8 +168,16 @@ bool SettingsStore::isReadable() const
     return !isStored() || reason().isEmpty();
 }
 
+bool SettingsStore::isRead() const
+{
+    const LastError operation;
+    return !m_file || m_file->isRead() || LastError::setFor(".err.settings", m_file->reason());
+}
+
+bool SettingsStore::isUnread() const { return m_file && m_file->isUnread(); }
+
 /// The key from the root, normalised as by QSettings.
-QString SettingsStore::fullKey(const QString &key)
+QString SettingsStore::fullKey(const QString &key) const
 {
     if (!m_prefix) {
         const QString group = m_settings->group();

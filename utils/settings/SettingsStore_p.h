@@ -40,13 +40,19 @@ public:
     void beginGroup(const QString &group);
     void endGroup();
     QString group() const { return m_settings->group(); }
-    QVariant value(const QString &key, const QVariant &defaultValue = QVariant()) const;
+    QVariant storedValue(const QString &key, const QVariant &defaultValue = QVariant()) const;
     QString fileName() const { return m_settings->fileName(); }
     QStringList allKeys() const;
     QStringList childKeys() const;
     QStringList childGroups() const { return m_settings->childGroups(); }
     void setValue(const QString &key, const QVariant &value);
     void remove(const QString &key);
+
+    /// The same as storedValue(), but of a key without a value that by keepDefault(), if any.
+    QVariant value(const QString &key, const QVariant &defaultValue = QVariant()) const;
+
+    /// Keeps \p value for \p key until the process ends, without storing it.
+    void keepDefault(const QString &key, const QVariant &value);
 
     /// All values in the current group and below it, by their keys, as they are stored: value()
     /// need not be able to return them.
@@ -66,15 +72,23 @@ public:
     /// there are changes that cannot be stored.
     bool isReadable() const;
 
+    /// Whether all values are known: to be asked before values decide what is written. Otherwise
+    /// tries to read them again; when that fails, stores the reason for File::lastError() and
+    /// returns false. True where QSettings itself writes the changes.
+    bool isRead() const;
+
+    /// Whether the values may have become incomplete since isRead() returned true.
+    bool isUnread() const;
+
 private:
-    QString fullKey(const QString &key);
+    QString fullKey(const QString &key) const;
 
     static StoreObserver *s_observer; // a plain pointer, which objects that die late may test
 
     std::unique_ptr<QSettings> m_settings;
-    std::optional<QString> m_prefix; ///< the group and a "/", or "" at the root, once it was needed
-    SettingsFile *m_file;            ///< null where QSettings itself writes the changes
-    bool m_isChanged = false;        ///< by this object
+    mutable std::optional<QString> m_prefix; ///< the group and a "/", or "" at the root
+    SettingsFile *m_file;                    ///< null where QSettings itself writes the changes
+    bool m_isChanged = false;                ///< by this object
 };
 
 /// Enters a group of a store for a scope, and leaves it even when an exception passes.

@@ -15,8 +15,15 @@ Settings &Settings::setDefault(const Data::String &key, const Data::Variant &val
     if (isNameless(key))
         return *this;
 
-    if (getString(key, QString(unsetMarker)) == unsetMarker)
-        m_settings->setValue(key, value);
+    // First: what is read again may have the key.
+    const bool isRead = m_settings->isRead();
+    const Data::Variant stored = m_settings->storedValue(key, QString(unsetMarker));
+    if (stored.toString() == unsetMarker) {
+        if (isRead)
+            m_settings->setValue(key, value);
+        else
+            m_settings->keepDefault(key, value);
+    }
     if (keepDefault)
         m_settings->setValue(key + "_default", value);
     return *this;

@@ -43,14 +43,16 @@ static int depthLimit(SettingsStore &settings, const QString &from, const QStrin
 Settings &Settings::copyKey(const Data::String &from, const Data::String &to, bool recursive)
 {
     const std::shared_ptr<SettingsStore> settings = m_settings;
-    copyGroup(*settings, from, to, recursive);
+    if (settings->isRead())
+        copyGroup(*settings, from, to, recursive);
     return *this;
 }
 
 Settings &Settings::renameKey(const Data::String &from, const Data::String &to, bool recursive)
 {
     const std::shared_ptr<SettingsStore> settings = m_settings;
-    renameGroup(*settings, from, to, recursive);
+    if (settings->isRead())
+        renameGroup(*settings, from, to, recursive);
     return *this;
 }
 
@@ -113,7 +115,9 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
     const auto rename = [&] {
         const Data::String fullFrom = fullKey(settings, from);
         copyGroup(settings, from, target, recursive);
-        if (!isOntoItself || !(isNameless(from) || isTemporary))
+        // A receiver can make the store be read again. When that fails, the copy may be incomplete.
+        const bool isKept = isOntoItself && (isNameless(from) || isTemporary);
+        if (!isKept && !settings.isUnread())
             settings.remove(from);
         notify(fullFrom, Data::Variant());
         if (target != to)

@@ -46,7 +46,7 @@ static bool wasWantedAtFirst(const QString &path, const QString &suffixes)
 
 Settings &Settings::addMRU(const Data::String &list, const Data::String &path)
 {
-    if (isNameless(list))
+    if (isNameless(list) || !m_settings->isRead())
         return *this;
 
     const QString entry = withSlashes(path);
@@ -89,7 +89,7 @@ QStringList Settings::getMRU(const Data::String &list, bool checkExists, int cou
 
 Settings &Settings::removeMRU(const Data::String &list, const Data::String &path)
 {
-    if (isNameless(list))
+    if (isNameless(list) || !m_settings->isRead())
         return *this;
 
     const QString entry = withSlashes(path);
