@@ -443,6 +443,45 @@ static Run changing(const QString &key, const QString &before, const QString &af
             }};
 }
 
+/// The same, but the system is well again before the object stores its changes. \p damage is called
+/// with what is in the file then, and returns what is lost.
+static Run healing(const QString &key, const QString &before, const QString &after,
+                   const std::function<void(Settings &)> &change,
+                   const std::function<const char *(const QMap<QString, QString> &)> &damage)
+{
+    Run run = changing(key, before, after, [](Settings &) {});
+    const auto settings = keep<std::shared_ptr<Settings>>();
+    const auto inspect = run.inspect;
+    run.act = [=](Outcome &outcome) {
+        *settings = std::make_shared<Settings>();
+        change(**settings);
+        outcome.isTold = (*settings)->status() == Settings::Failed;
+    };
+    run.inspect = [=](Outcome &outcome) {
+        settings->reset();
+        inspect(outcome);
+        if (outcome.damage.isEmpty())
+            outcome.damage = damage(stored());
+    };
+    return run;
+}
+
+static const char *groupDamage(const QMap<QString, QString> &entries)
+{
+    const auto has = [&](const char *key, const char *value) {
+        return entries.value(QString("Group/") + key) == value ||
+               entries.value(QString("Moved/") + key) == value;
+    };
+    return has("a", "first") && has("b", "second") && has("inner/c", "third") ? ""
+                                                                              : "values have gone";
+}
+
+static const char *listDamage(const QMap<QString, QString> &entries)
+{
+    const QStringList paths = entries.values();
+    return paths.contains("/one") && paths.contains("/two") ? "" : "recent paths have gone";
+}
+
 static void addSettingsScenarios(std::vector<Scenario> &scenarios)
 {
     const std::vector<Scenario> added = {
@@ -550,6 +589,54 @@ static void addSettingsScenarios(std::vector<Scenario> &scenarios)
              run.inspect = [=](Outcome &outcome) {
                  Settings().setString("Group/a", "changed"); // when the disk is well again
                  inspect(outcome);
+             };
+             return run;
+         }},
+        {"Settings::setDefault:heals", everything,
+         [] {
+             return healing(
+                 "Group/a", "first", "first",
+                 [](Settings &settings) { settings.setDefault("Group/a", "default"); },
+                 [](const QMap<QString, QString> &entries) {
+                     return entries.value("Group/a") == "first" ? "" : "a value was replaced";
+                 });
+         }},
+        {"Settings::renameKey:heals", everything,
+         [] {
+             return healing(
+                 "Moved/a", "", "first",
+                 [](Settings &settings) {
+                     settings.renameKey("Group", "Moved", /*recursive=*/true);
+                 },
+                 groupDamage);
+         }},
+        {"Settings::renameKey:same heals", everything,
+         [] {
+             return healing(
+                 "Group/a", "first", "first",
+                 [](Settings &settings) {
+                     settings.renameKey("Group", "Group", /*recursive=*/true);
+                 },
+                 groupDamage);
+         }},
+        {"Settings::addMRU:heals", everything,
+         [] {
+             return healing(
+                 "MRU/Files/aa", "/one", "/new",
+                 [](Settings &settings) { settings.addMRU("Files", "/new"); }, listDamage);
+         }},
+        {"Settings::setDefault:second object heals", everything,
+         [] {
+             Run run = healing(
+                 "Group/a", "first", "first",
+                 [](Settings &settings) { settings.setDefault("Group/a", "default"); },
+                 [](const QMap<QString, QString> &entries) {
+                     return entries.value("Group/a") == "first" ? "" : "a value was replaced";
+                 });
+             const auto act = run.act;
+             run.act = [=](Outcome &outcome) {
+                 Settings().setInt("Other/x", 1);
+                 act(outcome);
              };
              return run;
          }},
