@@ -14,6 +14,9 @@
 #include <functional>
 #include <memory>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 using Utils::File;
 using Utils::Settings;
 
@@ -111,6 +114,28 @@ private:
     static QString storedNow()
     {
         return Settings().sync() ? home.storedInFile() : QString("not stored");
+    }
+
+    /// Another program adds \p lines to the file, and an object is made while the process can have
+    /// only \p room more files open.
+    static bool readWithRoomFor(int room, const QByteArray &lines)
+    {
+        QFile file(home.file());
+        if (!file.open(QIODevice::Append) || file.write(lines) != lines.size())
+            return false;
+        file.close();
+
+        rlimit before;
+        const int next = dup(STDOUT_FILENO);
+        close(next);
+        if (next < 0 || getrlimit(RLIMIT_NOFILE, &before) != 0)
+            return false;
+        rlimit limit = before;
+        limit.rlim_cur = static_cast<rlim_t>(next + room);
+        if (setrlimit(RLIMIT_NOFILE, &limit) != 0)
+            return false;
+        const Settings other;
+        return setrlimit(RLIMIT_NOFILE, &before) == 0;
     }
 
 private Q_SLOTS:
@@ -298,6 +323,65 @@ private Q_SLOTS:
         QCOMPARE(settings.getInt("width", 7), 8000000);
         QCOMPARE(home.storedInFile(), QString("MRU/files/aa=/one MRU/files/ab=/two "
                                               "width=8000000"));
+    }
+
+    void actsOnWhatAPlainObjectHasChanged()
+    {
+        const UnreadStore store(nextApplication(), oldText);
+        QVERIFY(store.isReady() && store.repair());
+        Settings settings;
+        settings.setInt("y", 1).sync();
+        QSettings plain;
+        plain.remove("Grp");
+
+        settings.addMRU("files", "/new");
+
+        QCOMPARE(reason(), QString());
+        QCOMPARE(storedNow(), QString("MRU/files/aa=/new MRU/files/ab=/one MRU/files/ac=/two "
+                                      "width=8000000 y=1"));
+    }
+
+    void losesNothingThatAnotherObjectCannotOpen()
+    {
+        for (int room = 0; room < 5; ++room) {
+            const UnreadStore store(nextApplication(), oldText);
+            QVERIFY(store.isReady() && store.repair());
+            Settings settings;
+            settings.setInt("y", 1);
+            QVERIFY(readWithRoomFor(room, "\n[Z]\nz=1\n"));
+
+            settings.setDefault("width", 640).setDefault("z", 2);
+
+            QCOMPARE(storedNow(), QString("Grp/a=1 Grp/sub/b=2 MRU/files/aa=/one MRU/files/ab=/two "
+                                          "Z/z=1 width=8000000 y=1 z=2"));
+        }
+    }
+
+    void keepsAGroupThatAReceiverHidesWhileItIsRenamed()
+    {
+        const QByteArray text = "[Grp]\na=1\nsub\\b=2\ntub\\c=3\n";
+        int kept = 0;
+        for (int room = 0; room < 5; ++room) {
+            const UnreadStore store(nextApplication(), text);
+            QVERIFY(store.isReady() && store.repair());
+            m_recorder->calls.clear();
+            m_recorder->reaction = [&] {
+                if (m_recorder->calls.size() == 1) // of New/sub
+                    QVERIFY(readWithRoomFor(room, "\n[Z]\nz=1\n"));
+            };
+
+            Settings().renameKey("Grp", "New", /*recursive=*/true);
+
+            m_recorder->reaction = nullptr;
+            const QString now = storedNow();
+            const QString moved = "New/a=1 New/sub/b=2 New/tub/c=3 Z/z=1";
+            if (now != moved) {
+                QCOMPARE(now, QString("Grp/a=1 Grp/sub/b=2 Grp/tub/c=3 New/a=1 New/sub/b=2 "
+                                      "Z/z=1"));
+                ++kept;
+            }
+        }
+        QVERIFY(kept > 0 && kept < 5);
     }
 
     void renamesWhatIsReadButCannotBeWritten()

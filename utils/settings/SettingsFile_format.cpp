@@ -119,7 +119,6 @@ bool SettingsFile::readAll(QSettings::SettingsMap &values)
     for (const QString &key : qAsConst(m_keys))
         noteCase(key);
     m_wasRead = true;
-    m_isUnread = false;
     return true;
 }
 

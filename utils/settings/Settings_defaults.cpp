@@ -1,5 +1,6 @@
 #include "utils/settings/Settings.h"
 
+#include "utils/base/LastError_p.h"
 #include "utils/settings/SettingsStore_p.h"
 
 namespace Utils {
@@ -15,14 +16,16 @@ Settings &Settings::setDefault(const Data::String &key, const Data::Variant &val
     if (isNameless(key))
         return *this;
 
-    // First: what is read again may have the key.
-    const bool isRead = m_settings->isRead();
-    const Data::Variant stored = m_settings->storedValue(key, QString(unsetMarker));
-    if (stored.toString() == unsetMarker) {
-        if (isRead)
-            m_settings->setValue(key, value);
-        else
+    const LastError operation;
+    const auto isUnset = [&] {
+        const Data::Variant stored = m_settings->storedValue(key, QString(unsetMarker));
+        return stored.toString() == unsetMarker;
+    };
+    if (isUnset()) {
+        if (!m_settings->isRead())
             m_settings->keepDefault(key, value);
+        else if (isUnset()) // also in what may have been read again
+            m_settings->setValue(key, value);
     }
     if (keepDefault)
         m_settings->setValue(key + "_default", value);
