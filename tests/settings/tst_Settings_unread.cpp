@@ -357,6 +357,21 @@ private Q_SLOTS:
         }
     }
 
+    void removesWhatAnotherObjectCannotOpen()
+    {
+        for (int room = 0; room < 5; ++room) {
+            const UnreadStore store(nextApplication(), oldText);
+            QVERIFY(store.isReady() && store.repair());
+            Settings settings;
+            settings.setInt("y", 1);
+            QVERIFY(readWithRoomFor(room, "\n[Z]\nz=1\n"));
+
+            settings.removeKey("Grp").removeKey("MRU").setInt("Grp/n", 1);
+
+            QCOMPARE(storedNow(), QString("Grp/n=1 Z/z=1 width=8000000 y=1"));
+        }
+    }
+
     void keepsAGroupThatAReceiverHidesWhileItIsRenamed()
     {
         const QByteArray text = "[Grp]\na=1\nsub\\b=2\ntub\\c=3\n";

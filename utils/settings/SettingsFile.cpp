@@ -124,6 +124,7 @@ void SettingsFile::setRemoved(const QString &key)
 {
     if (!m_isChanged)
         startChanges();
+    m_wasUnread = m_wasUnread || m_isUnread;
     m_removed.insert(key);
     for (auto kept = m_defaults.begin(); kept != m_defaults.end();) {
         if (isAtOrBelow(kept.key(), key))

@@ -130,7 +130,6 @@ bool SettingsFile::writeAll(QFileDevice &device, const QSettings::SettingsMap &v
         m_isUnread = true;
         return false;
     }
-    m_isUnread = false;
 
     // A key that was removed but exists again, because QSettings had not read it at that time.
     m_wasUnread = m_wasUnread ||
