@@ -35,6 +35,12 @@ class SettingsStore;
 /// object, the destructor of each object that has made changes, and sync(). A file that cannot be
 /// read completely is not written. status() reports both failures.
 ///
+/// Setters and removeKey() work on a file that could not be read, too: their changes are merged with
+/// its values once it can be read. Operations that decide by the stored values what to write, which
+/// are copyKey(), renameKey(), setDefault(), addMRU(), removeMRU(), importFrom() and resetGroup(),
+/// first try to read it again. When that fails, they change nothing, and File::lastError() has the
+/// reason.
+///
 /// This protection does not cover
 /// - what a QSettings of the host writes, including the changes that are pending when it is
 ///   constructed;
@@ -124,11 +130,17 @@ public:
     /// SettingChanged() is sent with an invalid value for each subgroup of \p to that corresponds
     /// to a copied subgroup, inner subgroups first. Last it is sent for \p to, even when nothing
     /// was written. It is not sent for single values.
+    ///
+    /// Nothing is copied or sent when the stored settings cannot be read completely. The reason is
+    /// in File::lastError() then, and in status().
     Settings &copyKey(const Data::String &from, const Data::String &to, bool recursive = false);
 
     /// Copies the values in \p from to \p to, as copyKey() does, then removes the key \p from and
     /// everything below it. SettingChanged() is sent as by copyKey(), then for \p from with an
     /// invalid value.
+    ///
+    /// Nothing is changed or sent when the stored settings cannot be read completely, as by
+    /// copyKey(). When a receiver makes them unreadable during the copy, \p from is not removed.
     ///
     /// When the two names are equal or differ only in case, the values move through a temporary
     /// group "@@@_temp_@@@". SettingChanged() is sent for that group, too. At the end the temporary
@@ -168,6 +180,11 @@ public:
     /// also stores \p value under \p key followed by "_default", even when \p key has a value.
     /// SettingChanged() is not sent: a default is no change. An invalid \p value is stored as such;
     /// the key exists then.
+    ///
+    /// When the stored settings cannot be read completely and \p key has no value in memory,
+    /// \p value is not stored under \p key, as it could replace a value of the user. Until the
+    /// process ends, the getters return it in place of their default while \p key has no value. The
+    /// reason is in File::lastError() then, and in status().
     Settings &setDefault(const Data::String &key, const Data::Variant &value,
                          bool keepDefault = false);
 
@@ -238,7 +255,9 @@ public:
     /// backslash, and removes the first earlier occurrence of the path; comparison is
     /// case-sensitive. SettingChanged() is sent with the key "MRU/" followed by \p list, without
     /// the current group, and with \p path as it was passed. Nothing happens when \p list is "" or
-    /// consists of slashes only.
+    /// consists of slashes only. Nothing is stored or sent when the stored settings cannot be read
+    /// completely, as older paths would be lost. The reason is in File::lastError() then, and in
+    /// status().
     ///
     /// A list is a group in "MRU" with the keys "aa", "ab" to "zz", the newest path first. It holds
     /// at most 676 paths; the oldest are dropped.
@@ -262,7 +281,8 @@ public:
                        const Data::String &suffixes = Data::String()) const;
 
     /// Removes the first entry of \p list that equals \p path, with "/" for each backslash. The
-    /// other entries keep their keys. SettingChanged() is not sent.
+    /// other entries keep their keys. SettingChanged() is not sent. Nothing is removed when the
+    /// stored settings cannot be read completely, as by addMRU().
     Settings &removeMRU(const Data::String &list, const Data::String &path);
 
     /// The folder of the first path in \p list that exists, or this path itself when it is not a
