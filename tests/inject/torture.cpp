@@ -273,9 +273,9 @@ std::vector<pid_t> runningChildren()
 /// Ends what a run has left running. How many processes that were.
 int endLeftProcesses()
 {
-    // What has lost its parent just now may be about to end.
+    // What has lost its parent just now may be about to end, which takes long on a busy machine.
     std::vector<pid_t> left = runningChildren();
-    for (int i = 0; i < 20 && !left.empty(); ++i) {
+    for (int i = 0; i < 400 && !left.empty(); ++i) {
         usleep(5000);
         while (waitpid(-1, nullptr, WNOHANG) > 0) {
         }
