@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using Utils::fileStatus;
 using Utils::Platform::Entry;
@@ -107,10 +108,12 @@ private Q_SLOTS:
         QTest::newRow("its path") << folder + "/file" << true;
         QTest::newRow("another path") << folder + "/./file" << true;
         QTest::newRow("a link") << folder + "/link" << true;
+        QTest::newRow("a hard link") << folder + "/name" << true;
         QTest::newRow("another file") << folder + "/pipe" << false;
         QTest::newRow("a missing file") << folder + "/nowhere" << false;
         QTest::newRow("a path that cannot be followed") << folder + "/loop" << false;
         QTest::newRow("no path") << QString() << false;
+        QTest::newRow("a zero byte after its path") << folder + "/file" + QChar(0) << false;
     }
 
     void knowsTheSameFileByItsNames()
@@ -119,9 +122,19 @@ private Q_SLOTS:
         QFETCH(bool, isSame);
         QFile::link("loop", m_folder.filePath("loop"));
         const QString file = m_folder.filePath("file");
+        const QString name = m_folder.filePath("name");
+        link(QFile::encodeName(file), QFile::encodeName(name)); // not again for the second row
 
         QCOMPARE(Utils::isSameFile(file, other), isSame);
         QCOMPARE(Utils::isSameFile(other, file), isSame);
+    }
+
+    void knowsTheSameFolderAndNoPipe()
+    {
+        const QString pipe = m_folder.filePath("pipe");
+
+        QVERIFY(Utils::isSameFile(m_folder.path(), m_folder.filePath(".")));
+        QVERIFY(!Utils::isSameFile(pipe, pipe));
     }
 
     void limitsATimestampToTheNumbersThatFit_data()

@@ -326,6 +326,14 @@ private Q_SLOTS:
         verifyReason("\"pipe\" is a device or a pipe, not a file.");
     }
 
+    void areForNamesThatAreTooLong()
+    {
+        SKIP_ON_WINDOWS("such a file is missing on Windows");
+        const QString name(300, 'x');
+        QVERIFY(!readReader(path(name)));
+        verifyReason("The file \"" + name + "\" cannot be read: File name too long");
+    }
+
     void areForDocuments()
     {
         QVERIFY(

@@ -456,7 +456,9 @@ private Q_SLOTS:
         QCOMPARE(entry("", true), int(Entry::Missing));
         QCOMPARE(entry(m_folder->path().toStdString(), false), int(Entry::Folder));
         QCOMPARE(entry("/dev/null", true), int(Entry::Other));
+        errno = 0;
         QCOMPARE(entry('/' + std::string(300, 'x'), true), int(Entry::Unknown)); // a longer name
+        QCOMPARE(errno, ENAMETOOLONG);
     }
 
     void tellsWhyAFolderCannotBeListed()

@@ -188,6 +188,72 @@ private Q_SLOTS:
         QCOMPARE(contentsOf(inFolder("link")), QByteArray("text"));
     }
 
+    void theSystemKnowsAFileByItsNames_data()
+    {
+        QTest::addColumn<QString>("other");
+        QTest::addColumn<bool>("isSame");
+
+        QTest::newRow("the same") << "table.csv" << true;
+        QTest::newRow("another case") << "TABLE.CSV" << true;
+        QTest::newRow("a path of any length") << QString("./").repeated(300) + "table.csv" << true;
+        QTest::newRow("a link that is named as a program") << "table.bat" << true;
+        QTest::newRow("another file") << "other" << false;
+        QTest::newRow("a missing file") << "missing" << false;
+        QTest::newRow("a folder") << "." << false;
+        QTest::newRow("a zero byte") << QString("table.csv") + QChar(0) << false;
+    }
+
+    void theSystemKnowsAFileByItsNames()
+    {
+        QFETCH(QString, other);
+        QFETCH(bool, isSame);
+        const QString path = makeFile(inFolder("table.csv"), "text");
+        QVERIFY(!makeFile(inFolder("other"), "text").isEmpty());
+        QVERIFY(CreateHardLinkW(wide(inFolder("table.bat")).c_str(), wide(path).c_str(), nullptr));
+
+        const std::string a = path.toStdString();
+        const std::string b = inFolder(other).toStdString();
+        QCOMPARE(Platform::isSameFile(a, b), isSame);
+        QCOMPARE(Platform::isSameFile(b, a), isSame);
+    }
+
+    void aTableDoesNotReplaceItsOwnFileByAnotherName()
+    {
+        const QByteArray text = QByteArray("1,\"2\n3\"\n").repeated(2000);
+        const QString path = makeFile(inFolder("table.csv"), text);
+        const QString other = inFolder("table.bat");
+        QVERIFY(CreateHardLinkW(wide(other).c_str(), wide(path).c_str(), nullptr));
+        Utils::CSVTable table;
+        table.setQuoting(Utils::CSVTable::Rfc4180);
+        QVERIFY(table.read(path, /*limit=*/4096));
+        QVERIFY(table.isDemandRead());
+
+        QVERIFY(!table.write(other));
+
+        QCOMPARE(contentsOf(path), text);
+        QCOMPARE(table.data(1999, 1), String("2\n3"));
+    }
+
+    void readersTakePathsOfAnyLength()
+    {
+        QString folder = m_folder->path();
+        while (folder.size() < 400)
+            folder += "/" + QString(40, 'x');
+        const QString path = makeFile(folder + "/table.csv", "1,\"2\n3\"\n");
+
+        Utils::CSVReader reader;
+        QVERIFY(reader.read(path));
+        QCOMPARE(reader.data(0, 0), QByteArray("1"));
+        Utils::CSVTable table;
+        table.setQuoting(Utils::CSVTable::Rfc4180);
+        QVERIFY(table.read(path, /*limit=*/4096)); // no bytes
+        QVERIFY(table.isDemandRead());
+        QVERIFY(!table.write(path));
+        QCOMPARE(table.data(0, 1), String("2\n3"));
+        Utils::FileByteReader lines(path);
+        QCOMPARE(lines.nextLine(), QByteArray("1,\"2"));
+    }
+
     void fileOperationsTakePathsOfAnyLength()
     {
         QString folder = m_folder->path();

@@ -1,15 +1,11 @@
 #include "utils/base/FileStatus_p.h"
 
-#include "utils/base/FileName_p.h"
-
 #include <QDateTime>
 #include <QFileInfo>
 
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
 #include <limits>
-#include <system_error>
 
 namespace Utils {
 
@@ -51,11 +47,7 @@ unsigned int timestampOf(const EntryStatus &status)
 
 bool isSameFile(const QString &a, const QString &b)
 {
-    if (!isName(a) || !isName(b))
-        return false;
-    std::error_code error; // with which the result is false
-    return std::filesystem::equivalent(std::filesystem::u8path(a.toStdString()),
-                                       std::filesystem::u8path(b.toStdString()), error);
+    return Platform::isSameFile(a.toStdString(), b.toStdString());
 }
 
 } // namespace Utils

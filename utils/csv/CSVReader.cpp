@@ -6,12 +6,12 @@
 #include "utils/csv/CSVReader_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
+#include "utils/platform/Platform.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <filesystem>
 #include <limits>
 #include <new>
 
@@ -250,12 +250,13 @@ bool CSVReader::read(const Data::String &path, Progress *progress)
     d->decoded = {};
     try {
         // Opening a pipe waits for a writer, and its content could not be read twice.
-        std::error_code error;
         if (path.isEmpty())
             return LastError::set(".err.noname");
-        if (!std::filesystem::is_regular_file(std::filesystem::u8path(path.toStdString()), error))
-            return error ? LastError::cannotRead(path, error.default_error_condition().value())
-                         : LastError::isNoFile(path);
+        const auto entry = Platform::entryStatus(path.toStdString(), /*followLinks=*/true).entry;
+        if (entry == Platform::Entry::Unknown)
+            return LastError::cannotRead(path, errno);
+        if (entry != Platform::Entry::File)
+            return LastError::isNoFile(path);
         OwnedFile file(File::openRead(path));
         FileEncoding encoding;
         if (!file || !d->findEncoding(encoding))

@@ -54,12 +54,17 @@ struct EntryStatus
 };
 
 /// The state of the entry at \p path. For a link it is the state of the link itself, or with
-/// \p followLinks of what the link leads to. Size and time are not valid for a link.
+/// \p followLinks of what the link leads to. Size and time are not valid for a link. When the
+/// result is Entry::Unknown, errno tells why.
 EntryStatus entryStatus(const std::string &path, bool followLinks);
 
 /// The absolute path, with "/" and without links, of what \p path leads to. "" when nothing exists
 /// there; std::nullopt when the system cannot determine it.
 std::optional<std::string> canonicalPath(const std::string &path);
+
+/// Whether both paths lead to the same file or folder, which may have several names. False for all
+/// else, such as pipes and devices, and when the system cannot determine it.
+bool isSameFile(const std::string &a, const std::string &b);
 
 /// Whether \p target is a name of the directory entry that \p source leads to, so that removing the
 /// target would also lose the source. std::nullopt on a system where an entry has one name, so that

@@ -128,6 +128,15 @@ std::optional<std::string> canonicalPath(const std::string &path)
     return std::nullopt;
 }
 
+bool isSameFile(const std::string &a, const std::string &b)
+{
+    struct stat ofA;
+    struct stat ofB;
+    return isUsable(a) && isUsable(b) && stat(a.c_str(), &ofA) == 0 && stat(b.c_str(), &ofB) == 0 &&
+           (S_ISREG(ofA.st_mode) || S_ISDIR(ofA.st_mode)) && ofA.st_dev == ofB.st_dev &&
+           ofA.st_ino == ofB.st_ino;
+}
+
 std::optional<bool> isSameEntry(const std::string &, const std::string &) { return {}; }
 
 bool allowRemoval(const std::string &) { return false; }

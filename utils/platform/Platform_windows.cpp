@@ -189,6 +189,13 @@ static bool isLink(const std::wstring &path)
            data.dwReserved0 == IO_REPARSE_TAG_MOUNT_POINT;
 }
 
+/// The status of an entry that cannot be examined because of \p error.
+static EntryStatus failedStatus(DWORD error)
+{
+    errno = errorNumber(error);
+    return {isMissing(error) ? Entry::Missing : Entry::Unknown, 0, 0};
+}
+
 EntryStatus entryStatus(const std::string &path, bool followLinks)
 {
     if (!isUsable(path))
@@ -196,19 +203,20 @@ EntryStatus entryStatus(const std::string &path, bool followLinks)
     const std::wstring widePath = toWidePath(path);
     WIN32_FILE_ATTRIBUTE_DATA data = {};
     if (!GetFileAttributesExW(widePath.c_str(), GetFileExInfoStandard, &data))
-        return {isMissing(GetLastError()) ? Entry::Missing : Entry::Unknown, 0, 0};
+        return failedStatus(GetLastError());
 
     if (data.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) {
         if (!followLinks && isLink(widePath))
             return {Entry::Link, 0, 0};
         const HANDLE file = openForStatus(widePath);
         if (file == INVALID_HANDLE_VALUE)
-            return {isMissing(GetLastError()) ? Entry::Missing : Entry::Unknown, 0, 0};
+            return failedStatus(GetLastError());
         BY_HANDLE_FILE_INFORMATION target = {};
         const bool isKnown = GetFileInformationByHandle(file, &target);
+        const DWORD error = GetLastError();
         CloseHandle(file);
         if (!isKnown)
-            return {Entry::Unknown, 0, 0};
+            return failedStatus(error);
         data.dwFileAttributes = target.dwFileAttributes;
         data.ftLastWriteTime = target.ftLastWriteTime;
         data.nFileSizeHigh = target.nFileSizeHigh;
@@ -266,12 +274,25 @@ std::optional<std::string> canonicalPath(const std::string &path)
     return fromWide(resolved);
 }
 
-std::optional<bool> isSameEntry(const std::string &source, const std::string &target)
+namespace {
+
+enum class Compared
 {
-    if (!isUsable(source) || !isUsable(target))
+    Files,  ///< which may have several names
+    Entries ///< each name is one; a link at the second path is not followed
+};
+
+} // namespace
+
+static std::optional<bool> isSame(const std::string &first, const std::string &second,
+                                  Compared compared)
+{
+    if (!isUsable(first) || !isUsable(second))
         return std::nullopt;
-    const HANDLE a = openForStatus(toWidePath(source));
-    const HANDLE b = openForStatus(toWidePath(target), FILE_FLAG_OPEN_REPARSE_POINT);
+    const bool areEntries = compared == Compared::Entries;
+    const HANDLE a = openForStatus(toWidePath(first));
+    const HANDLE b =
+        openForStatus(toWidePath(second), areEntries ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
     BY_HANDLE_FILE_INFORMATION ofA = {};
     BY_HANDLE_FILE_INFORMATION ofB = {};
     std::optional<bool> isSame;
@@ -280,7 +301,7 @@ std::optional<bool> isSameEntry(const std::string &source, const std::string &ta
     {
         isSame = ofA.dwVolumeSerialNumber == ofB.dwVolumeSerialNumber &&
                  ofA.nFileIndexHigh == ofB.nFileIndexHigh && ofA.nFileIndexLow == ofB.nFileIndexLow;
-        if (*isSame && ofA.nNumberOfLinks > 1) { // one entry, or two of the same file
+        if (*isSame && areEntries && ofA.nNumberOfLinks > 1) {
             const std::wstring pathOfA = finalPath(a);
             const std::wstring pathOfB = finalPath(b);
             isSame =
@@ -292,6 +313,16 @@ std::optional<bool> isSameEntry(const std::string &source, const std::string &ta
             CloseHandle(file);
     }
     return isSame;
+}
+
+bool isSameFile(const std::string &a, const std::string &b)
+{
+    return isSame(a, b, Compared::Files) == true;
+}
+
+std::optional<bool> isSameEntry(const std::string &source, const std::string &target)
+{
+    return isSame(source, target, Compared::Entries);
 }
 
 bool allowRemoval(const std::string &path)
