@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include <io.h>
 
@@ -121,12 +122,12 @@ bool FileReplacement::State::create()
     const std::wstring folder = folderOf(path);
     const int most = 100;
     for (int i = 0; i < most; ++i) {
-        const std::wstring candidate = folder + toWide(temporaryName(name, i));
+        std::wstring candidate = folder + toWide(temporaryName(name, i));
         do {
             file = CreateFileW(candidate.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
             if (file != INVALID_HANDLE_VALUE) {
-                temporary = candidate;
+                temporary = std::move(candidate); // needs no memory: what is done must not fail
                 return true;
             }
             if (lastErrorNumber() == EACCES && exists)
