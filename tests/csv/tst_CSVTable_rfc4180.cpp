@@ -239,6 +239,7 @@ private Q_SLOTS:
         QVERIFY(!table->read(folder, limitOfNoBytes));
 
         QCOMPARE(reason(), QString("isfolder"));
+        SKIP_ON_WINDOWS("a folder has no size on Windows, so the table is not read in its file");
         QCOMPARE(table->numRows(), 0);
     }
 

@@ -416,10 +416,11 @@ private Q_SLOTS:
         QVERIFY(File::copy(":/leaf.png", existing));
         QCOMPARE(File::lastError(), Data::String());
         QCOMPARE(contentsOf(existing), resource);
-        QCOMPARE(QFile::permissions(existing) & QFile::Permissions(0x7077),
-                 QFile::permissions(":/leaf.png") & QFile::Permissions(0x7077));
         QVERIFY(File::copy("prefix:leaf.png", folder.filePath("new")));
         QCOMPARE(contentsOf(folder.filePath("new")), resource);
+        SKIP_ON_WINDOWS("the rights of files are others on Windows");
+        QCOMPARE(QFile::permissions(existing) & QFile::Permissions(0x7077),
+                 QFile::permissions(":/leaf.png") & QFile::Permissions(0x7077));
     }
 
     void copiesAFolderOfResources()

@@ -127,6 +127,7 @@ private Q_SLOTS:
 
     void exportsNothingOfAStoreThatCannotBeRead()
     {
+        SKIP_ON_WINDOWS("a folder is read as an empty file by Qt for Windows");
         home.fill("a=1");
         makeFile(path(), "before");
         QVERIFY(QFile::remove(home.file()));
@@ -143,6 +144,7 @@ private Q_SLOTS:
 
     void exportsNothingOfAStoreThatCannotBeReadAfterAChangeEither()
     {
+        SKIP_ON_WINDOWS("a folder is read as an empty file by Qt for Windows");
         const UnreadStore store("ChangedUnread", "[General]\na=1\n");
         QVERIFY(store.isReady());
         makeFile(path(), "before");
@@ -161,6 +163,7 @@ private Q_SLOTS:
 
     void importsNothingIntoAStoreThatCannotBeRead()
     {
+        SKIP_ON_WINDOWS("a folder is read as an empty file by Qt for Windows");
         const UnreadStore store("ImportUnread", "[own]\nDefault=noexport reset\nkey=kept\n");
         QVERIFY(store.isReady());
 
@@ -297,6 +300,7 @@ private Q_SLOTS:
     /// QSettings writes each of them as "General".
     void keepsGroupsThatDifferFromGeneralInCase()
     {
+        SKIP_ON_WINDOWS("QSettings ignores the case of keys on Windows");
         Settings("from").setInt("general/a", 1).setInt("GENERAL/a", 2).setInt("General/a", 3);
         QVERIFY(Settings("from").exportTo(path()));
 
@@ -510,6 +514,8 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, file);
         QFETCH(QString, stored);
+        if (stored.contains("GENERAL"))
+            SKIP_ON_WINDOWS("QSettings ignores the case of keys on Windows");
         makeFile(path(), file);
 
         QVERIFY2(Settings().importFrom(path()), qPrintable(File::lastError()));
@@ -709,6 +715,7 @@ private Q_SLOTS:
 
     void resetsNothingOfAStoreThatCannotBeRead()
     {
+        SKIP_ON_WINDOWS("a folder is read as an empty file by Qt for Windows");
         const UnreadStore store("ResetUnread", "[g]\na=1\na_default=2\n");
         QVERIFY(store.isReady());
 

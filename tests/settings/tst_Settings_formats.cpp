@@ -3,6 +3,7 @@
 #include "tests/support/Files.h"
 #include "tests/support/Print.h"
 #include "tests/support/SettingsHome.h"
+#include "tests/support/Windows.h"
 #include "utils/settings/Settings.h"
 
 #include <QtTest>
@@ -38,6 +39,8 @@ private Q_SLOTS:
     void areThoseOfAPlainQSettings()
     {
         QFETCH(int, format);
+        if (format == QSettings::NativeFormat)
+            SKIP_ON_WINDOWS("the native store is the registry on Windows");
         const QSettings::Format before = QSettings::defaultFormat();
         QSettings::setDefaultFormat(QSettings::Format(format));
         const auto restore = qScopeGuard([&] { QSettings::setDefaultFormat(before); });
