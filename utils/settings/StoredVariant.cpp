@@ -134,10 +134,13 @@ private:
     void value(int type)
     {
         QVariant value(type, nullptr);
-        if (value.isValid())
-            QMetaType::load(m_stream, value.userType(), value.data());
-        else if (isOld())
-            read<QString>();
+        if (!value.isValid()) {
+            if (isOld())
+                read<QString>();
+        } else if (!QMetaType::load(m_stream, value.userType(), value.data())) {
+            // A type of Qt Widgets, which is not loaded: Qt reads nothing after it.
+            m_stream.setStatus(QDataStream::ReadCorruptData);
+        }
     }
 
     /// Reads ahead the number of elements, and returns whether as many can follow, with at least
