@@ -144,7 +144,6 @@ private Q_SLOTS:
 
     void exportsNothingOfAStoreThatCannotBeReadAfterAChangeEither()
     {
-        SKIP_ON_WINDOWS("a folder is read as an empty file by Qt for Windows");
         const UnreadStore store("ChangedUnread", "[General]\na=1\n");
         QVERIFY(store.isReady());
         makeFile(path(), "before");
@@ -163,7 +162,6 @@ private Q_SLOTS:
 
     void importsNothingIntoAStoreThatCannotBeRead()
     {
-        SKIP_ON_WINDOWS("a folder is read as an empty file by Qt for Windows");
         const UnreadStore store("ImportUnread", "[own]\nDefault=noexport reset\nkey=kept\n");
         QVERIFY(store.isReady());
 
@@ -715,7 +713,6 @@ private Q_SLOTS:
 
     void resetsNothingOfAStoreThatCannotBeRead()
     {
-        SKIP_ON_WINDOWS("a folder is read as an empty file by Qt for Windows");
         const UnreadStore store("ResetUnread", "[g]\na=1\na_default=2\n");
         QVERIFY(store.isReady());
 
