@@ -35,11 +35,11 @@ class SettingsStore;
 /// object, the destructor of each object that has made changes, and sync(). A file that cannot be
 /// read completely is not written. status() reports both failures.
 ///
-/// Setters and removeKey() work on a file that could not be read, too: their changes are merged with
-/// its values once it can be read. Operations that decide by the stored values what to write, which
-/// are copyKey(), renameKey(), setDefault(), addMRU(), removeMRU(), importFrom() and resetGroup(),
-/// first try to read it again. When that fails, they change nothing, and File::lastError() has the
-/// reason.
+/// Setters and removeKey() work on a file that could not be read, too: their changes are merged
+/// with its values once it can be read. Operations that decide by the stored values what to write,
+/// which are copyKey(), renameKey(), setDefault(), addMRU(), removeMRU(), importFrom() and
+/// resetGroup(), first try to read it again. When that fails, they change nothing, and
+/// File::lastError() has the reason.
 ///
 /// This protection does not cover
 /// - what a QSettings of the host writes, including the changes that are pending when it is
