@@ -9,6 +9,7 @@
 #include "utils/process/Process.h"
 #include "utils/settings/Settings.h"
 
+#include "tests/platform/windows_files.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h"
 #include "tests/support/Tree.h"
@@ -26,19 +27,12 @@
 #include <memory>
 #include <string>
 
-#define WIN32_LEAN_AND_MEAN
-#include <windows.h>
-// After it, of which it needs types.
+// After <windows.h>, of which it needs types.
 #include <shellapi.h>
 
 namespace Platform = Utils::Platform;
 using Data::String;
 using Utils::File;
-
-static std::wstring wide(const QString &path)
-{
-    return QDir::toNativeSeparators(path).toStdWString();
-}
 
 /// The short path of \p path; the same path on a file system that has no short names.
 static QString shortPath(const QString &path)
@@ -48,17 +42,6 @@ static QString shortPath(const QString &path)
         GetShortPathNameW(wide(path).c_str(), text.data(), static_cast<DWORD>(text.size()));
     return QDir::fromNativeSeparators(
         QString::fromWCharArray(text.data(), static_cast<int>(length)));
-}
-
-static bool isReadOnly(const QString &path)
-{
-    const DWORD attributes = GetFileAttributesW(wide(path).c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
-}
-
-static bool makeReadOnly(const QString &path)
-{
-    return SetFileAttributesW(wide(path).c_str(), FILE_ATTRIBUTE_READONLY);
 }
 
 /// The numbers of the children that the program "tree" has started.

@@ -470,7 +470,8 @@ public:
     ///
     /// "/*", "//*" and "*" remove nothing, so that a path in which the folder name is missing by
     /// mistake empties neither the root nor the current directory. Write "./*" for the current
-    /// directory.
+    /// directory. On Windows the same holds for a drive or a share: "D:/*", "D:*",
+    /// "//server/share/*".
     static int remove(const Data::String &path, const Data::String &exceptions = Data::String(),
                       bool cancelable = false);
 

@@ -185,7 +185,10 @@ static int removeContents(const Data::String &path, const Data::String &exceptio
                           int &listingError)
 {
     const QString name = path.chopped(std::min(path.size(), 2));
-    if (!isName(name) || QDir(name).isRoot()) // as for "/*", "*" and "//*"
+    // As for "/*", "*" and "//*"; on Windows also for "D:/*", and for "D:*", which has no
+    // separator.
+    if (!isName(name) || QDir(name).isRoot() || Platform::isRootOfDrive(name.toStdString()) ||
+        path.endsWith(QLatin1String(":*")))
         return 0;
 
     const QDir folder(name);
@@ -240,8 +243,9 @@ static int removeOne(const Data::String &path)
         return removeFile(path) ? 1 : 0;
 
     QString name = path;
-    while (name.size() > 1 && name.endsWith(QLatin1Char('/')))
-        name.chop(1); // because "link/" is the target of the link
+    // Because "link/" is the target of the link. "D:" would be the current folder of a drive.
+    while (name.size() > 1 && name.endsWith(QLatin1Char('/')) && !QDir(name).isRoot())
+        name.chop(1);
     const Entry entry = fileStatus(name, /*followLinks=*/false).entry;
     if (entry == Entry::Link)
         return removeFile(name) ? 1 : 0;

@@ -74,6 +74,13 @@ bool isSameFile(const std::string &a, const std::string &b);
 /// entry.
 std::optional<bool> isSameEntry(const std::string &source, const std::string &target);
 
+/// Whether the folder \p path, after which a separator may be missing, is the root of a drive or of
+/// a share on Windows. False on other systems, which have one root.
+///
+///     "D:", "D:/", "D:/a/..", "//server/share"  => true
+///     "D:a", "D:/a"                             => false
+bool isRootOfDrive(const std::string &path);
+
 /// Lets the file \p path be removed when its attribute "read-only" alone forbids it, as on Windows.
 /// True when the attribute has been cleared. On other systems the folder decides.
 bool allowRemoval(const std::string &path);

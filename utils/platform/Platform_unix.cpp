@@ -139,6 +139,8 @@ bool isSameFile(const std::string &a, const std::string &b)
 
 std::optional<bool> isSameEntry(const std::string &, const std::string &) { return {}; }
 
+bool isRootOfDrive(const std::string &) { return false; }
+
 bool allowRemoval(const std::string &) { return false; }
 
 void forbidRemoval(const std::string &) {}

@@ -31,6 +31,17 @@ std::wstring toWide(const std::string &text)
     return wide;
 }
 
+/// The absolute path for \p path, with "\" only and without "." and ".."; "" when it cannot be
+/// determined.
+static std::wstring fullPath(const std::wstring &path)
+{
+    const DWORD room = GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
+    std::wstring full(room, L'\0');
+    const DWORD length = GetFullPathNameW(path.c_str(), room, full.data(), nullptr);
+    full.resize(length < room ? length : 0);
+    return full;
+}
+
 /// The path \p path with a prefix that lifts the limit of 260 characters, if it comes near to it.
 /// With the prefix, the system neither resolves "." and ".." nor knows "/".
 std::wstring toWidePath(const std::string &path)
@@ -41,12 +52,9 @@ std::wstring toWidePath(const std::string &path)
         wide.compare(0, 4, LR"(\\?\)") == 0 || wide.compare(0, 4, LR"(\\.\)") == 0;
     if (wide.size() < longest || hasPrefix)
         return wide;
-    const DWORD room = GetFullPathNameW(wide.c_str(), 0, nullptr, nullptr);
-    std::wstring full(room, L'\0');
-    const DWORD length = GetFullPathNameW(wide.c_str(), room, full.data(), nullptr);
-    if (length == 0 || length >= room)
+    const std::wstring full = fullPath(wide);
+    if (full.empty())
         return wide;
-    full.resize(length);
     const bool isOnServer = full.compare(0, 2, LR"(\\)") == 0;
     return isOnServer ? LR"(\\?\UNC)" + full.substr(1) : LR"(\\?\)" + full;
 }
@@ -323,6 +331,25 @@ bool isSameFile(const std::string &a, const std::string &b)
 std::optional<bool> isSameEntry(const std::string &source, const std::string &target)
 {
     return isSame(source, target, Compared::Entries);
+}
+
+bool isRootOfDrive(const std::string &path)
+{
+    if (!isUsable(path))
+        return false;
+    std::wstring wide = toWide(path);
+    if (std::wcschr(L"/\\", wide.back()) == nullptr)
+        wide += L'\\';
+    std::wstring full = fullPath(wide);
+    std::ptrdiff_t names = 1; // of the root, a drive or a volume
+    const auto cut = [&full](const wchar_t *prefix) {
+        const bool isThere = full.rfind(prefix, 0) == 0;
+        full.erase(0, isThere ? std::wcslen(prefix) : 0);
+        return isThere;
+    };
+    if (cut(LR"(\\?\UNC\)") || (!cut(LR"(\\?\)") && !cut(LR"(\\.\)") && cut(LR"(\\)")))
+        names = 2; // a server and its share
+    return !full.empty() && std::count(full.begin(), full.end(), L'\\') <= names;
 }
 
 bool allowRemoval(const std::string &path)
