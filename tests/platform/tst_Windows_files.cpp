@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <functional>
 #include <memory>
 
 namespace Platform = Utils::Platform;
@@ -68,6 +69,21 @@ private:
     QString m_name;
 };
 
+/// What calls of the system do in the library. Calls that are not set are those of the system.
+struct SystemCalls
+{
+    static std::function<decltype(ReplaceFileW)> replace;
+    static std::function<decltype(MoveFileExW)> move;
+
+    static void restore()
+    {
+        replace = nullptr;
+        move = nullptr;
+    }
+};
+std::function<decltype(ReplaceFileW)> SystemCalls::replace;
+std::function<decltype(MoveFileExW)> SystemCalls::move;
+
 /// Another current folder, while it lives.
 class CurrentFolder
 {
@@ -83,6 +99,28 @@ private:
 
 } // namespace
 
+/// The function \p name of the system, of the type of \p function.
+template <typename Function>
+static Function *systemCall(const char *name, Function *)
+{
+    return reinterpret_cast<Function *>(
+        reinterpret_cast<void *>(GetProcAddress(GetModuleHandleW(L"kernel32"), name)));
+}
+
+/// The function through which the library calls the function \p name of the system.
+#define REPLACE_CALL(name, set)                                                 \
+    template <typename... Arguments>                                            \
+    static BOOL WINAPI call##name(Arguments... arguments)                       \
+    {                                                                           \
+        return set ? set(arguments...) : systemCall(#name, name)(arguments...); \
+    }                                                                           \
+    extern "C" {                                                                \
+    decltype(&name) __imp_##name = call##name;                                  \
+    }
+
+REPLACE_CALL(ReplaceFileW, SystemCalls::replace)
+REPLACE_CALL(MoveFileExW, SystemCalls::move)
+
 /// What must not be lost on Windows: roots of drives, files that others have open or save at the
 /// same time, and the attributes of files.
 class tst_Windows_files : public QObject
@@ -95,6 +133,8 @@ private Q_SLOTS:
         m_folder = std::make_unique<QTemporaryDir>();
         QVERIFY(m_folder->isValid());
     }
+
+    void cleanup() { SystemCalls::restore(); }
 
     // Roots
 
@@ -182,6 +222,89 @@ private Q_SLOTS:
             QCOMPARE(File::remove(drive.name() + "/"), 1); // and not those of the current folder
         }
         QCOMPARE(tree(m_folder->path()), QStringList({"here/", "here/b"}));
+    }
+
+    // Saving
+
+    void aSafeFileIsReplacedWithoutLeavingAnything()
+    {
+        const QString path = makeFile(inFolder("file"), "old");
+
+        QVERIFY(File::writeSafely(path, "new"));
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        QVERIFY(File::writeSafely(inFolder("other"), "text"));
+        QCOMPARE(tree(m_folder->path()), QStringList({"file", "other"}));
+    }
+
+    void aFailedReplacementLosesNoContents_data()
+    {
+        QTest::addColumn<uint>("error");
+        QTest::addColumn<bool>("isRenamed"); // the old file, to the name of the backup
+        QTest::addColumn<bool>("isMoved");   // the new file, by another call
+        QTest::addColumn<QByteArray>("contents");
+
+        QTest::newRow("nothing is done, and the other call succeeds")
+            << uint(ERROR_UNABLE_TO_REMOVE_REPLACED) << false << true << QByteArray("new");
+        QTest::newRow("nothing is done, and the other call fails")
+            << uint(ERROR_UNABLE_TO_REMOVE_REPLACED) << false << false << QByteArray("old");
+        QTest::newRow("the old file is renamed, and the other call succeeds")
+            << uint(ERROR_UNABLE_TO_MOVE_REPLACEMENT_2) << true << true << QByteArray("new");
+        QTest::newRow("the old file is renamed, and the other call fails")
+            << uint(ERROR_UNABLE_TO_MOVE_REPLACEMENT_2) << true << false << QByteArray("old");
+    }
+
+    void aFailedReplacementLosesNoContents()
+    {
+        QFETCH(uint, error);
+        QFETCH(bool, isRenamed);
+        QFETCH(bool, isMoved);
+        QFETCH(QByteArray, contents);
+        const QString path = makeFile(inFolder("file"), "old");
+        const auto move = systemCall("MoveFileExW", MoveFileExW);
+        SystemCalls::replace = [&](const wchar_t *target, const wchar_t *, const wchar_t *backup,
+                                   DWORD, void *, void *) -> BOOL {
+            // Without a backup, the system takes a name that it does not tell.
+            const std::wstring other = backup ? backup : wide(inFolder("unknown"));
+            if (isRenamed && !move(target, other.c_str(), 0))
+                return FALSE;
+            SetLastError(error);
+            return FALSE;
+        };
+        SystemCalls::move = [&](const wchar_t *source, const wchar_t *target, DWORD flags) -> BOOL {
+            if (!isMoved && contentsOf(QString::fromWCharArray(source)) == "new") {
+                SetLastError(ERROR_ACCESS_DENIED);
+                return FALSE;
+            }
+            return move(source, target, flags);
+        };
+
+        QCOMPARE(File::writeSafely(path, "new"), isMoved);
+
+        QCOMPARE(contentsOf(path), contents);
+        QCOMPARE(tree(m_folder->path()), QStringList("file"));
+    }
+
+    void anOldFileThatCannotGetItsNameBackIsKept()
+    {
+        const QString path = makeFile(inFolder("file"), "old");
+        QString kept;
+        const auto move = systemCall("MoveFileExW", MoveFileExW);
+        SystemCalls::replace = [&](const wchar_t *target, const wchar_t *, const wchar_t *backup,
+                                   DWORD, void *, void *) -> BOOL {
+            kept = QString::fromWCharArray(backup);
+            move(target, backup, 0);
+            SetLastError(ERROR_UNABLE_TO_MOVE_REPLACEMENT_2);
+            return FALSE;
+        };
+        SystemCalls::move = [](const wchar_t *, const wchar_t *, DWORD) -> BOOL { return FALSE; };
+
+        QVERIFY(!File::writeSafely(path, "new"));
+        QCOMPARE(contentsOf(kept), QByteArray("old"));
+
+        SystemCalls::restore();
+        QVERIFY(File::writeSafely(path, "later"));
+        QCOMPARE(contentsOf(path), QByteArray("later"));
+        QCOMPARE(contentsOf(kept), QByteArray("old"));
     }
 
 private:

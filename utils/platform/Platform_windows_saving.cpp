@@ -171,14 +171,22 @@ bool FileReplacement::State::overwrite(bool flush)
 bool FileReplacement::State::replace()
 {
     closeFile();
-    // Keeps the attributes and the access control list of the old file.
+    // Keeps the attributes and the access control list of the old file. A failed call may have
+    // renamed that already, to the name of the backup, or without one to a name that nobody knows.
+    const std::wstring backup = exists ? temporary + L"-old" : std::wstring();
     const bool isReplaced =
-        (exists && ReplaceFileW(path.c_str(), temporary.c_str(), nullptr,
+        (exists && ReplaceFileW(path.c_str(), temporary.c_str(), backup.c_str(),
                                 REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr, nullptr)) ||
         MoveFileExW(temporary.c_str(), path.c_str(),
                     (isNewOnly ? 0 : MOVEFILE_REPLACE_EXISTING) | MOVEFILE_WRITE_THROUGH);
-    if (!isReplaced)
-        return fail(lastErrorNumber());
+    if (!isReplaced) {
+        const int number = lastErrorNumber();
+        if (exists) // fails while the old file has its name
+            MoveFileExW(backup.c_str(), path.c_str(), MOVEFILE_WRITE_THROUGH);
+        return fail(number);
+    }
+    if (exists)
+        DeleteFileW(backup.c_str());
     temporary.clear();
     return true;
 }
