@@ -307,7 +307,75 @@ private Q_SLOTS:
         QCOMPARE(contentsOf(kept), QByteArray("old"));
     }
 
+    void twoReplacementsOfAFileAtTheSameTimeBothSucceed()
+    {
+        const std::string path = makeFile(inFolder("file"), "old").toStdString();
+        Platform::FileReplacement first;
+        Platform::FileReplacement second;
+        QVERIFY(first.open(path) && first.write("first", 5));
+        bool isSecondOpen = false;
+        SystemCalls::replace = [&](const wchar_t *target, const wchar_t *source,
+                                   const wchar_t *backup, DWORD flags, void *, void *) -> BOOL {
+            isSecondOpen = isSecondOpen || (second.open(path) && second.write("second", 6));
+            return systemCall("ReplaceFileW", ReplaceFileW)(target, source, backup, flags, nullptr,
+                                                            nullptr);
+        };
+
+        QVERIFY(first.finish(/*flush=*/false));
+        QVERIFY(isSecondOpen);
+        QCOMPARE(contentsOf(inFolder("file")), QByteArray("first"));
+
+        QVERIFY(second.finish(/*flush=*/false));
+        QCOMPARE(contentsOf(inFolder("file")), QByteArray("second"));
+        QCOMPARE(tree(m_folder->path()), QStringList("file"));
+    }
+
+    void aSafeFileRemovesWhatAKillHasLeft()
+    {
+        const QString left = temporaryFor("file", 0);
+        QVERIFY(!makeFile(left, "left").isEmpty());
+        QVERIFY(setAge(left, 3600));
+
+        QVERIFY(File::writeSafely(inFolder("file"), "new"));
+
+        QCOMPARE(tree(m_folder->path()), QStringList("file"));
+    }
+
+    void aSafeFileKeepsThatOfAnother()
+    {
+        const QString open = temporaryFor("file", 0);
+        const QString young = temporaryFor("file", 1);
+        QVERIFY(!makeFile(open, "open").isEmpty());
+        QVERIFY(!makeFile(young, "young").isEmpty());
+        QVERIFY(setAge(open, 3600));
+        const HANDLE holder = CreateFileW(wide(open).c_str(), GENERIC_WRITE, 0, nullptr,
+                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        QVERIFY(holder != INVALID_HANDLE_VALUE);
+
+        const bool isWritten = File::writeSafely(inFolder("file"), "new");
+        CloseHandle(holder);
+
+        QVERIFY(isWritten);
+        QCOMPARE(contentsOf(open), QByteArray("open"));
+        QCOMPARE(contentsOf(young), QByteArray("young"));
+        QCOMPARE(contentsOf(inFolder("file")), QByteArray("new"));
+    }
+
 private:
+    QString temporaryFor(const QString &name, int number) const
+    {
+        const std::string temporary = Platform::temporaryName(name.toStdString(), number);
+        return inFolder(QString::fromStdString(temporary));
+    }
+
+    static bool setAge(const QString &path, int seconds)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadWrite) &&
+               file.setFileTime(QDateTime::currentDateTime().addSecs(-seconds),
+                                QFileDevice::FileModificationTime);
+    }
+
     QString inFolder(const QString &name) const { return m_folder->path() + "/" + name; }
 
     std::unique_ptr<QTemporaryDir> m_folder;

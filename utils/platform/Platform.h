@@ -188,7 +188,7 @@ bool hasUtf8Paths();
 /// A kill of a whole process group, a power failure, and any kill where files without a name are
 /// not supported, as on most network drives, may leave a file ".kelm-saving-" with a number in the
 /// folder. The next replacement of the same file removes it, unless it is locked by a process that
-/// still runs.
+/// still runs; on Windows also unless it is younger than a minute.
 class FileReplacement
 {
 public:

@@ -115,8 +115,24 @@ bool FileReplacement::State::open(const std::string &givenPath)
     return create();
 }
 
+/// Whether the file \p path is older than a minute. One that is younger may be that of another
+/// replacement, which has closed it a moment ago and is about to rename it.
+static bool isOld(const std::wstring &path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data))
+        return false;
+    FILETIME now = {};
+    GetSystemTimeAsFileTime(&now);
+    const auto ticks = [](const FILETIME &time) { // of 100 ns
+        return static_cast<std::int64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+    };
+    const std::int64_t minute = 600000000;
+    return ticks(now) - ticks(data.ftLastWriteTime) > minute;
+}
+
 /// Creates the file for the new content with the first name that is free. An open file cannot be
-/// removed, so one that can be removed is left over.
+/// removed, so an old one that can be removed is left over.
 bool FileReplacement::State::create()
 {
     const std::wstring folder = folderOf(path);
@@ -134,7 +150,7 @@ bool FileReplacement::State::create()
                 return fail(EACCES, Problem::Folder);
             if (lastErrorNumber() != EEXIST)
                 return fail(lastErrorNumber());
-        } while (DeleteFileW(candidate.c_str()));
+        } while (isOld(candidate) && DeleteFileW(candidate.c_str()));
     }
     return fail(EEXIST);
 }
