@@ -12,6 +12,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cerrno>
+#include <cstdio>
 #include <functional>
 #include <memory>
 
@@ -72,15 +74,18 @@ private:
 /// What calls of the system do in the library. Calls that are not set are those of the system.
 struct SystemCalls
 {
+    static std::function<decltype(CreateFileW)> create;
     static std::function<decltype(ReplaceFileW)> replace;
     static std::function<decltype(MoveFileExW)> move;
 
     static void restore()
     {
+        create = nullptr;
         replace = nullptr;
         move = nullptr;
     }
 };
+std::function<decltype(CreateFileW)> SystemCalls::create;
 std::function<decltype(ReplaceFileW)> SystemCalls::replace;
 std::function<decltype(MoveFileExW)> SystemCalls::move;
 
@@ -110,7 +115,7 @@ static Function *systemCall(const char *name, Function *)
 /// The function through which the library calls the function \p name of the system.
 #define REPLACE_CALL(name, set)                                                 \
     template <typename... Arguments>                                            \
-    static BOOL WINAPI call##name(Arguments... arguments)                       \
+    static auto WINAPI call##name(Arguments... arguments)                       \
     {                                                                           \
         return set ? set(arguments...) : systemCall(#name, name)(arguments...); \
     }                                                                           \
@@ -118,6 +123,7 @@ static Function *systemCall(const char *name, Function *)
     decltype(&name) __imp_##name = call##name;                                  \
     }
 
+REPLACE_CALL(CreateFileW, SystemCalls::create)
 REPLACE_CALL(ReplaceFileW, SystemCalls::replace)
 REPLACE_CALL(MoveFileExW, SystemCalls::move)
 
@@ -359,6 +365,43 @@ private Q_SLOTS:
         QCOMPARE(contentsOf(open), QByteArray("open"));
         QCOMPARE(contentsOf(young), QByteArray("young"));
         QCOMPARE(contentsOf(inFolder("file")), QByteArray("new"));
+    }
+
+    void aSafeFileTakesAnotherNameWhileALeftOverIsBeingRemoved()
+    {
+        const QString path = makeFile(inFolder("file"), "old");
+        const QString left = temporaryFor("file", 0);
+        QVERIFY(!makeFile(left, "left").isEmpty());
+        std::FILE *const reader = File::openRead(left);
+        QVERIFY(reader);
+        QVERIFY(DeleteFileW(wide(left).c_str()));
+
+        const bool isWritten = File::writeSafely(path, "new");
+        std::fclose(reader);
+
+        QVERIFY(isWritten);
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        QCOMPARE(tree(m_folder->path()), QStringList("file"));
+    }
+
+    void aSafeFileTellsThatNoFileCanBeCreatedInItsFolder()
+    {
+        const QString path = makeFile(inFolder("file"), "old");
+        SystemCalls::create = [](const wchar_t *name, DWORD access, DWORD share,
+                                 SECURITY_ATTRIBUTES *security, DWORD mode, DWORD flags,
+                                 HANDLE model) -> HANDLE {
+            if (mode != CREATE_NEW)
+                return systemCall("CreateFileW", CreateFileW)(name, access, share, security, mode,
+                                                              flags, model);
+            SetLastError(ERROR_ACCESS_DENIED);
+            return INVALID_HANDLE_VALUE;
+        };
+        Platform::FileReplacement replacement;
+
+        QVERIFY(!replacement.open(path.toStdString()));
+
+        QCOMPARE(replacement.problem(), Platform::FileReplacement::Problem::Folder);
+        QCOMPARE(replacement.error(), EACCES);
     }
 
 private:

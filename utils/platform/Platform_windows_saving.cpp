@@ -131,6 +131,13 @@ static bool isOld(const std::wstring &path)
     return ticks(now) - ticks(data.ftLastWriteTime) > minute;
 }
 
+/// Whether the file \p path, which cannot be created, has been removed, but is still open.
+static bool isBeingRemoved(const std::wstring &path)
+{
+    const bool isThere = GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+    return !isThere && lastErrorNumber() == EACCES;
+}
+
 /// Creates the file for the new content with the first name that is free. An open file cannot be
 /// removed, so an old one that can be removed is left over.
 bool FileReplacement::State::create()
@@ -146,10 +153,11 @@ bool FileReplacement::State::create()
                 temporary = std::move(candidate); // needs no memory: what is done must not fail
                 return true;
             }
-            if (lastErrorNumber() == EACCES && exists)
-                return fail(EACCES, Problem::Folder);
-            if (lastErrorNumber() != EEXIST)
-                return fail(lastErrorNumber());
+            const int number = lastErrorNumber();
+            const bool isTaken =
+                number == EEXIST || (number == EACCES && isBeingRemoved(candidate));
+            if (!isTaken)
+                return fail(number, number == EACCES && exists ? Problem::Folder : Problem::System);
         } while (isOld(candidate) && DeleteFileW(candidate.c_str()));
     }
     return fail(EEXIST);
