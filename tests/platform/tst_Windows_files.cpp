@@ -404,6 +404,22 @@ private Q_SLOTS:
         QCOMPARE(replacement.error(), EACCES);
     }
 
+    void aSafeFileWithSeveralNamesIsWrittenWhileItIsRead()
+    {
+        const QString path = makeFile(inFolder("file"), "old text");
+        QVERIFY(CreateHardLinkW(wide(inFolder("link")).c_str(), wide(path).c_str(), nullptr));
+        std::FILE *const reader = File::openRead(path);
+        QVERIFY(reader);
+
+        const bool isWritten = File::writeSafely(path, "new");
+        std::fclose(reader);
+
+        QVERIFY(isWritten);
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        QCOMPARE(contentsOf(inFolder("link")), QByteArray("new"));
+        QCOMPARE(tree(m_folder->path()), QStringList({"file", "link"}));
+    }
+
 private:
     QString temporaryFor(const QString &name, int number) const
     {

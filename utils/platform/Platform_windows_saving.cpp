@@ -13,19 +13,24 @@
 
 namespace Utils::Platform {
 
+// What other programs may do with the file while it is open: as on other systems, all.
+static const DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
 bool hasUtf8Paths() { return true; }
 
 /// The error number (errno) for the last error of the system.
 static int lastErrorNumber() { return errorNumber(GetLastError()); }
 
-/// Flushes \p file to the disk, as flushFile(). False, with the error of the system, on failure.
-static bool flushToDisk(HANDLE file)
+/// Whether the last call of the system has failed because the file system does not support it.
+static bool isUnsupported()
 {
-    if (FlushFileBuffers(file))
-        return true;
-    const DWORD error = GetLastError(); // of a file system that does not support it: one of two
-    return error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED;
+    const DWORD error = GetLastError(); // one of three, as file systems differ
+    return error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED ||
+           error == ERROR_CALL_NOT_IMPLEMENTED;
 }
+
+/// Flushes \p file to the disk, as flushFile(). False, with the error of the system, on failure.
+static bool flushToDisk(HANDLE file) { return FlushFileBuffers(file) || isUnsupported(); }
 
 bool flushFile(int file)
 {
@@ -100,8 +105,8 @@ bool FileReplacement::State::open(const std::string &givenPath)
         return create();
 
     // Shows whether the user may write it, and whether it is a file.
-    const HANDLE old = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                   nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    const HANDLE old = CreateFileW(path.c_str(), GENERIC_WRITE, shareAll, nullptr, OPEN_EXISTING,
+                                   FILE_ATTRIBUTE_NORMAL, nullptr);
     if (old == INVALID_HANDLE_VALUE)
         return fail(lastErrorNumber());
     if (GetFileType(old) != FILE_TYPE_DISK) {
@@ -166,7 +171,7 @@ bool FileReplacement::State::create()
 /// Copies the new content into the old file, after space for it is set aside.
 bool FileReplacement::State::overwrite(bool flush)
 {
-    const HANDLE old = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+    const HANDLE old = CreateFileW(path.c_str(), GENERIC_WRITE, shareAll, nullptr, OPEN_EXISTING,
                                    FILE_ATTRIBUTE_NORMAL, nullptr);
     LARGE_INTEGER size = {};
     const LARGE_INTEGER start = {};
@@ -175,7 +180,8 @@ bool FileReplacement::State::overwrite(bool flush)
                      SetFilePointerEx(file, start, nullptr, FILE_BEGIN);
     if (isWritten) {
         room.AllocationSize = size;
-        isWritten = SetFileInformationByHandle(old, FileAllocationInfo, &room, sizeof(room));
+        isWritten = SetFileInformationByHandle(old, FileAllocationInfo, &room, sizeof(room)) ||
+                    isUnsupported();
     }
     char block[65536];
     DWORD count = 0;
