@@ -230,6 +230,73 @@ private Q_SLOTS:
         QCOMPARE(tree(m_folder->path()), QStringList({"here/", "here/b"}));
     }
 
+    // Files that are open
+
+    void aFileThatIsReadIsReplacedByACopy_data()
+    {
+        QTest::addColumn<bool>("isOldReadOnly");
+
+        QTest::newRow("writable") << false;
+        QTest::newRow("read-only") << true;
+    }
+
+    void aFileThatIsReadIsReplacedByACopy()
+    {
+        QFETCH(bool, isOldReadOnly);
+        const QString path = makeFile(inFolder("file"), "old\nb\n");
+        QVERIFY(!makeFile(inFolder("other"), "new").isEmpty());
+        std::FILE *const reader = File::openRead(path);
+        QVERIFY(reader);
+        QVERIFY(!isOldReadOnly || makeReadOnly(path));
+
+        const bool isCopied = File::copy(inFolder("other"), path);
+        const QByteArray contents = contentsOf(path);
+        char line[8] = {};
+        const bool isRead = std::fgets(line, sizeof(line), reader);
+        std::fclose(reader);
+
+        QVERIFY(isCopied);
+        QCOMPARE(contents, QByteArray("new"));
+        QVERIFY(isRead);
+        QCOMPARE(QByteArray(line), QByteArray("old\n"));
+        QCOMPARE(tree(m_folder->path()), QStringList({"file", "other"}));
+    }
+
+    void theNameOfARemovedFileThatIsReadIsFree()
+    {
+        const QString path = makeFile(inFolder("file"), "old");
+        std::FILE *const reader = File::openRead(path);
+        QVERIFY(reader);
+
+        const int removed = File::remove(path);
+        const bool isThere = QFile::exists(path);
+        const bool isWritten = File::write(path, "new");
+        std::fclose(reader);
+
+        QCOMPARE(removed, 1);
+        QVERIFY(!isThere);
+        QVERIFY(isWritten);
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+    }
+
+    void aFileThatOthersHoldKeepsItsNameAndContents()
+    {
+        const QString path = makeFile(inFolder("file"), "old");
+        QVERIFY(!makeFile(inFolder("other"), "new").isEmpty());
+        const HANDLE holder = CreateFileW(wide(path).c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                          nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+        QVERIFY(holder != INVALID_HANDLE_VALUE);
+
+        const bool isCopied = File::copy(inFolder("other"), path);
+        const int removed = File::remove(path);
+        CloseHandle(holder);
+
+        QVERIFY(!isCopied);
+        QCOMPARE(removed, 0);
+        QCOMPARE(contentsOf(path), QByteArray("old"));
+        QCOMPARE(tree(m_folder->path()), QStringList({"file", "other"}));
+    }
+
     // Saving
 
     void aSafeFileIsReplacedWithoutLeavingAnything()

@@ -43,7 +43,8 @@ void notListed(const QString &folder, int error);
 /// The steps of a reporter; -1, which makes it inert, when a progress is shown already.
 int stepsUnlessNested(int steps);
 
-/// QFile::remove(), also for a file whose attribute "read-only" forbids it.
+/// QFile::remove(), also for a file whose attribute "read-only" forbids it. The name is free then,
+/// even if others have the file open.
 bool removeEntry(QFile &file);
 
 /// What File::read() returns for an "http://" address.

@@ -29,14 +29,15 @@ int stepsUnlessNested(int steps) { return Progress::current(true) ? -1 : steps; 
 
 bool removeEntry(QFile &file)
 {
-    if (file.remove())
-        return true;
     const std::string path = file.fileName().toStdString();
-    if (Platform::removeFolderLink(path))
+    const auto isRemoved = [&] {
+        return Platform::removeOpenFile(path) || file.remove() || Platform::removeFolderLink(path);
+    };
+    if (isRemoved())
         return true;
     if (!Platform::allowRemoval(path))
         return false;
-    if (file.remove() || Platform::removeFolderLink(path))
+    if (isRemoved())
         return true;
     Platform::forbidRemoval(path);
     return false;

@@ -88,6 +88,12 @@ bool allowRemoval(const std::string &path);
 /// Takes allowRemoval() back.
 void forbidRemoval(const std::string &path);
 
+/// Removes the file \p path when others have it open, so that its name is free at once. False when
+/// that is not possible or not needed, because nobody has it open: it is removed in the ordinary
+/// way then. On Windows the name of a removed file is in use until the last one closes it; on other
+/// systems the result is false.
+bool removeOpenFile(const std::string &path);
+
 /// Removes the link to a folder at \p path, and nothing of what it leads to. False when that is not
 /// possible, and for all else than such a link. Windows has such links; on other systems a link is
 /// removed like a file, and the result is false.

@@ -141,6 +141,8 @@ std::optional<bool> isSameEntry(const std::string &, const std::string &) { retu
 
 bool isRootOfDrive(const std::string &) { return false; }
 
+bool removeOpenFile(const std::string &) { return false; }
+
 bool allowRemoval(const std::string &) { return false; }
 
 void forbidRemoval(const std::string &) {}

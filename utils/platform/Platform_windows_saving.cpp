@@ -221,6 +221,42 @@ bool FileReplacement::State::replace()
     return true;
 }
 
+bool removeOpenFile(const std::string &path)
+{
+    if (path.empty() || path.find('\0') != std::string::npos)
+        return false;
+    const std::wstring widePath = toWidePath(path);
+    const DWORD attributes = GetFileAttributesW(widePath.c_str());
+    const DWORD others =
+        FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_REPARSE_POINT;
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & others) != 0)
+        return false;
+    const HANDLE alone = CreateFileW(widePath.c_str(), DELETE, 0, nullptr, OPEN_EXISTING,
+                                     FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (alone != INVALID_HANDLE_VALUE)
+        CloseHandle(alone);
+    if (alone != INVALID_HANDLE_VALUE || GetLastError() != ERROR_SHARING_VIOLATION)
+        return false;
+
+    // A file that lets others remove it lets them rename it, too. A kill after that leaves the file
+    // with a name that the next replacement removes.
+    const std::string name = path.substr(path.find_last_of("/\\:") + 1);
+    const std::wstring folder = widePath.substr(0, widePath.find_last_of(L"/\\:") + 1);
+    const int most = 100;
+    for (int i = 0; i < most; ++i) {
+        const std::wstring other = folder + toWide(temporaryName(name, i));
+        if (!MoveFileExW(widePath.c_str(), other.c_str(), 0)) {
+            const int number = lastErrorNumber();
+            if (number == EEXIST || (number == EACCES && isBeingRemoved(other)))
+                continue;
+            return false;
+        }
+        return DeleteFileW(other.c_str()) ||
+               !MoveFileExW(other.c_str(), widePath.c_str(), MOVEFILE_WRITE_THROUGH);
+    }
+    return false;
+}
+
 FileReplacement::FileReplacement() : m_state(std::make_unique<State>()) {}
 
 FileReplacement::~FileReplacement() = default;
