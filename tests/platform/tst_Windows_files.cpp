@@ -75,17 +75,20 @@ private:
 struct SystemCalls
 {
     static std::function<decltype(CreateFileW)> create;
+    static std::function<decltype(CreateProcessW)> start;
     static std::function<decltype(ReplaceFileW)> replace;
     static std::function<decltype(MoveFileExW)> move;
 
     static void restore()
     {
         create = nullptr;
+        start = nullptr;
         replace = nullptr;
         move = nullptr;
     }
 };
 std::function<decltype(CreateFileW)> SystemCalls::create;
+std::function<decltype(CreateProcessW)> SystemCalls::start;
 std::function<decltype(ReplaceFileW)> SystemCalls::replace;
 std::function<decltype(MoveFileExW)> SystemCalls::move;
 
@@ -124,6 +127,7 @@ static Function *systemCall(const char *name, Function *)
     }
 
 REPLACE_CALL(CreateFileW, SystemCalls::create)
+REPLACE_CALL(CreateProcessW, SystemCalls::start)
 REPLACE_CALL(ReplaceFileW, SystemCalls::replace)
 REPLACE_CALL(MoveFileExW, SystemCalls::move)
 
@@ -485,6 +489,46 @@ private Q_SLOTS:
         QCOMPARE(contentsOf(path), QByteArray("new"));
         QCOMPARE(contentsOf(inFolder("link")), QByteArray("new"));
         QCOMPARE(tree(m_folder->path()), QStringList({"file", "link"}));
+    }
+
+    // Commands
+
+    void commandsAreThoseOfTheSystem()
+    {
+        QVERIFY(!makeFile(inFolder("a")).isEmpty());
+        for (const char *const name : {"cmd.exe", "taskkill.exe"})
+            QVERIFY(QFile::copy(WINDOWS_CHILD, inFolder(name))); // does nothing with such arguments
+        QProcess program;
+        program.start(WINDOWS_CHILD, {"wait"});
+        QVERIFY(program.waitForStarted());
+        {
+            const CurrentFolder current(m_folder->path());
+
+            File::move("a", "b");
+            QVERIFY(Platform::killProcessTree(program.processId()));
+        }
+        QVERIFY(program.waitForFinished());
+        QCOMPARE(contentsOf(inFolder("b")), QByteArray("x"));
+    }
+
+    void theCommandThatMovesGetsAbsolutePaths()
+    {
+        QVERIFY(!makeFile(inFolder("folder/a")).isEmpty());
+        QString command;
+        SystemCalls::start = [&](const wchar_t *, wchar_t *line, SECURITY_ATTRIBUTES *,
+                                 SECURITY_ATTRIBUTES *, BOOL, DWORD, void *, const wchar_t *,
+                                 STARTUPINFOW *, PROCESS_INFORMATION *) -> BOOL {
+            command = QString::fromWCharArray(line);
+            return FALSE;
+        };
+        const CurrentFolder current(inFolder("folder"));
+
+        File::move("a", "../b");
+
+        const auto native = [&](const QString &name) {
+            return QDir::toNativeSeparators(inFolder(name));
+        };
+        QCOMPARE(command, "cmd.exe /C move /Y " + native("folder/a") + " " + native("b"));
     }
 
 private:

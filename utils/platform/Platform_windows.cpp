@@ -471,15 +471,21 @@ void moveReplacing(const std::string &source, const std::string &target)
 {
     if (!isUsable(source) || !isUsable(target))
         return;
-    std::string from = source;
-    std::string to = target;
-    for (std::string *const path : {&from, &to}) // the command takes what follows "/" for an option
-        std::replace(path->begin(), path->end(), '/', '\\');
+    // The command takes what follows "/" for an option. In a folder of a share, it would resolve
+    // relative paths in another one.
+    const auto absolute = [](std::string path) {
+        std::replace(path.begin(), path.end(), '/', '\\');
+        return fromWide(fullPath(toWide(path)));
+    };
+    const std::string from = absolute(source);
+    const std::string to = absolute(target);
+    if (from.empty() || to.empty())
+        return;
     const std::string command = moveCommandLine(from, to);
     if (command.empty() || !isPlainForCommands(from) || !isPlainForCommands(to))
         moveBySystem(from, to);
     else
-        run(command);
+        run(L"cmd.exe", command);
 }
 
 bool createNewFile(const std::string &path)

@@ -13,7 +13,8 @@ std::wstring toWidePath(const std::string &path);
 /// The error number (errno) for the error code \p code of the system.
 int errorNumber(unsigned long code);
 
-/// Runs a command and waits for its end. True when its exit code is 0.
-bool run(const std::string &command);
+/// Runs the program \p name of the system, such as "cmd.exe", by the command line \p command, and
+/// waits for its end. True when its exit code is 0.
+bool run(const wchar_t *name, const std::string &command);
 
 } // namespace Utils::Platform

@@ -14,18 +14,23 @@
 
 namespace Utils::Platform {
 
-bool run(const std::string &command)
+bool run(const wchar_t *name, const std::string &command)
 {
     std::wstring commandLine = toWide(command);
-    if (commandLine.empty())
+    wchar_t folder[MAX_PATH];
+    const UINT length = GetSystemDirectoryW(folder, MAX_PATH);
+    if (commandLine.empty() || length == 0 || length >= MAX_PATH)
         return false;
+    // By the command line alone, a program of that name beside this one or in the current folder
+    // would run.
+    const std::wstring program = folder + std::wstring(L"\\") + name;
 
     // The command inherits no handles and gets no window, so its output is lost.
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION child = {};
-    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW,
-                        nullptr, nullptr, &startup, &child))
+    if (!CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE,
+                        CREATE_NO_WINDOW, nullptr, nullptr, &startup, &child))
         return false;
     DWORD exitCode = 1;
     const bool hasEnded = WaitForSingleObject(child.hProcess, INFINITE) == WAIT_OBJECT_0 &&
@@ -209,7 +214,7 @@ bool killProcessTree(std::int64_t id)
 {
     if (!isProcessId(id))
         return false;
-    if (run(killCommandLine(id)))
+    if (run(L"taskkill.exe", killCommandLine(id)))
         return true;
 
     WindowsTree tree;
