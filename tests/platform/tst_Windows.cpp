@@ -321,6 +321,7 @@ private Q_SLOTS:
         QTest::newRow("a missing folder") << "no/file" << ENOENT;
         QTest::newRow("below a file") << "file/x" << ENOENT;
         QTest::newRow("a folder") << "folder" << EISDIR;
+        QTest::newRow("a folder with a separator") << "folder/" << EISDIR;
         QTest::newRow("a forbidden character") << "a<b" << ENOENT;
     }
 

@@ -66,20 +66,25 @@ int errorNumber(unsigned long code)
     case ERROR_PATH_NOT_FOUND:
     case ERROR_INVALID_NAME:
     case ERROR_INVALID_DRIVE:
+    case ERROR_BAD_PATHNAME:
     case ERROR_BAD_NETPATH:
     case ERROR_BAD_NET_NAME:
     case ERROR_NOT_READY:
         return ENOENT;
+    case ERROR_DIRECTORY:
+        return ENOTDIR;
     case ERROR_FILENAME_EXCED_RANGE:
         return ENAMETOOLONG;
     case ERROR_ACCESS_DENIED:
     case ERROR_SHARING_VIOLATION:
     case ERROR_LOCK_VIOLATION:
+    case ERROR_PRIVILEGE_NOT_HELD:
         return EACCES;
     case ERROR_WRITE_PROTECT:
         return EROFS;
     case ERROR_DISK_FULL:
     case ERROR_HANDLE_DISK_FULL:
+    case 1295: // ERROR_DISK_QUOTA_EXCEEDED, which not every header has
         return ENOSPC;
     case ERROR_NOT_ENOUGH_MEMORY:
     case ERROR_OUTOFMEMORY:
@@ -149,15 +154,17 @@ std::FILE *openFile(const std::string &path, const char *mode)
         isToRead ? openToRead(widePath, mode) : _wfopen(widePath.c_str(), toWide(mode).c_str());
     if (file) {
         errno = 0;
-    } else if (errno == EACCES) { // also for a folder
-        const DWORD attributes = GetFileAttributesW(widePath.c_str());
-        const bool isFolder =
-            attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-        errno = isFolder ? EISDIR : EACCES;
-    } else if (errno == EINVAL) { // a character that no name has
-        errno = ENOENT;
+        return file;
     }
-    return file;
+    const int error = errno;
+    const DWORD attributes = GetFileAttributesW(widePath.c_str());
+    const bool isFolder =
+        attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    if (isFolder) // the system tells it by various errors, such as for "folder/"
+        errno = EISDIR;
+    else
+        errno = error == EINVAL ? ENOENT : error; // a character that no name has
+    return nullptr;
 }
 
 int openShared(const std::string &path)
@@ -170,11 +177,7 @@ bool seekFile(std::FILE *file, std::int64_t position)
     return _fseeki64(file, position, SEEK_SET) == 0;
 }
 
-static bool isMissing(DWORD error)
-{
-    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ||
-           error == ERROR_INVALID_NAME || error == ERROR_NOT_READY;
-}
+static bool isMissing(DWORD error) { return errorNumber(error) == ENOENT; }
 
 /// Opens a file or folder to read its properties. Without other \p flags, links are followed.
 static HANDLE openForStatus(const std::wstring &path, DWORD flags = 0)
