@@ -1,6 +1,7 @@
 #include "utils/platform/Platform.h"
 
 #include "utils/files/File.h"
+#include "utils/platform/Platform_windows_p.h"
 
 #include "tests/platform/windows_files.h"
 #include "tests/support/Files.h"
@@ -145,6 +146,74 @@ private Q_SLOTS:
     }
 
     void cleanup() { SystemCalls::restore(); }
+
+    // Paths and errors
+
+    void aLongPathGetsAPrefix_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("result"); // "" for the same
+
+        const QString name = "\\" + QString(240, 'x');
+        QTest::newRow("long") << "C:" + name << "\\\\?\\C:" + name;
+        QTest::newRow("on a server") << "\\\\s\\s" + name << "\\\\?\\UNC\\s\\s" + name;
+        QTest::newRow("with the prefix") << "\\\\?\\C:" + name << "";
+        QTest::newRow("with the prefix by slashes") << "//?/C:" + name << "\\\\?\\C:" + name;
+        QTest::newRow("short") << "C:/x"
+                               << "";
+        QTest::newRow("a device") << "C:" + name + "\\NUL"
+                                  << "device";
+    }
+
+    void aLongPathGetsAPrefix()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, result);
+
+        const QString wide = QString::fromStdWString(Platform::toWidePath(path.toStdString()));
+
+        if (result == "device")
+            QVERIFY2(!wide.contains("UNC"), qPrintable(wide));
+        else
+            QCOMPARE(wide, result.isEmpty() ? path : result);
+    }
+
+    void aShortRelativePathInALongFolderIsFound()
+    {
+        const QString folder = inFolder(QString(240 - m_folder->path().size(), 'x'));
+        QVERIFY(QDir().mkpath(folder));
+        const QString name = QString(60, 'y');
+        const CurrentFolder current(folder);
+
+        QVERIFY(File::write(name, "text"));
+        std::FILE *const file = File::openRead(name);
+        QVERIFY(file);
+        std::fclose(file);
+        QVERIFY(QFile::exists(folder + "/" + name));
+    }
+
+    void errorsOfTheSystemHaveNumbers_data()
+    {
+        QTest::addColumn<uint>("code");
+        QTest::addColumn<int>("number");
+
+        QTest::newRow("no server") << uint(ERROR_BAD_NETPATH) << ENOENT;
+        QTest::newRow("no share") << uint(ERROR_BAD_NET_NAME) << ENOENT;
+        QTest::newRow("no drive") << uint(ERROR_INVALID_DRIVE) << ENOENT;
+        QTest::newRow("no path") << uint(ERROR_BAD_PATHNAME) << ENOENT;
+        QTest::newRow("no folder") << uint(ERROR_DIRECTORY) << ENOTDIR;
+        QTest::newRow("quota") << 1295U << ENOSPC;
+        QTest::newRow("privilege") << uint(ERROR_PRIVILEGE_NOT_HELD) << EACCES;
+        QTest::newRow("any other") << uint(ERROR_CRC) << EIO;
+    }
+
+    void errorsOfTheSystemHaveNumbers()
+    {
+        QFETCH(uint, code);
+        QFETCH(int, number);
+
+        QCOMPARE(Platform::errorNumber(code), number);
+    }
 
     // Roots
 

@@ -48,14 +48,16 @@ std::wstring toWidePath(const std::string &path)
 {
     const std::size_t longest = 200; // leaves room for a name in the folder
     const std::wstring wide = toWide(path);
-    const bool hasPrefix =
-        wide.compare(0, 4, LR"(\\?\)") == 0 || wide.compare(0, 4, LR"(\\.\)") == 0;
-    if (wide.size() < longest || hasPrefix)
+    const auto hasPrefix = [](const std::wstring &text) {
+        return text.rfind(LR"(\\?\)", 0) == 0 || text.rfind(LR"(\\.\)", 0) == 0;
+    };
+    if (hasPrefix(wide))
         return wide;
-    const std::wstring full = fullPath(wide);
-    if (full.empty())
-        return wide;
-    const bool isOnServer = full.compare(0, 2, LR"(\\)") == 0;
+    const std::wstring full = fullPath(wide); // a relative path is as long as its folder makes it
+    // A prefix may have been written with "/", and a device gets one.
+    if (full.size() < longest || hasPrefix(full))
+        return full.size() < longest ? wide : full;
+    const bool isOnServer = full.rfind(LR"(\\)", 0) == 0;
     return isOnServer ? LR"(\\?\UNC)" + full.substr(1) : LR"(\\?\)" + full;
 }
 
