@@ -2,6 +2,7 @@
 
 #include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 #include "tests/support/Windows.h"
 #include "utils/csv/CSVTable.h"
@@ -437,6 +438,17 @@ private Q_SLOTS:
         QCOMPARE(dialect.toText(), Data::String("unknown"));
         QVERIFY(CSVDialect::detect(makeFile(m_folder.filePath("good.csv"), "a,b\n")).isValid());
         QCOMPARE(File::lastError(), Data::String());
+    }
+
+    void isNotValidForAFileThatMayNotBeRead()
+    {
+        SKIP_ON_WINDOWS("permissions of Unix");
+        const QString path = makeFile(m_folder.filePath("closed.csv"), "a,b\n");
+        QFile::setPermissions(path, QFile::Permissions());
+        const OrdinaryUser user(m_folder.path());
+
+        QVERIFY(!CSVDialect::detect(path).isValid());
+        QVERIFY(File::lastError().contains('"' + path + '"'));
     }
 
     void isNotValidWhereTheMemoryEnds_data()

@@ -445,6 +445,23 @@ private Q_SLOTS:
         QVERIFY(!File::lastError().isEmpty());
     }
 
+    void copiesNothingThatItCannotRead()
+    {
+        const QString source = makeFile(path("closed"), QByteArray(100000, 'n'));
+        const QString target = makeFile(path("file"), "old");
+        QFile::setPermissions(source, QFile::Permissions());
+        const OrdinaryUser user(m_folder->path());
+
+        for (const bool isSafe : {true, false}) {
+            File::setSafeWriting(isSafe);
+            QVERIFY(!File::copy(source, target, 1));
+            QCOMPARE(File::lastError(), String(".Kelm.Utils.err.noread"));
+        }
+        File::setSafeWriting(true);
+        QVERIFY(!File::copy(source, path("new"), 1));
+        QVERIFY(!QFileInfo::exists(path("new")));
+    }
+
     void writesAnEmptyFileWhichItCannotReplace()
     {
         const QString file = makeFile(path("locked/file"), "");

@@ -98,6 +98,30 @@ private Q_SLOTS:
         QCOMPARE(marked.ids().size(), 1);
     }
 
+    void stopsAProgramWhoseTreeThereIsNoMemoryFor()
+    {
+        const MarkedProcesses marked;
+        int stopped = 0;
+        for (int n = 0; n < 3; ++n) {
+            Process process("/bin/sleep", QStringList("60"));
+            marked.mark(process);
+            process.setStopPolicy(/*waitTime=*/0);
+            QVERIFY(process.start());
+
+            FailingMemory memory(n, FailingMemory::Once);
+            try {
+                stopped += process.stop() && memory.hasFailed() ? 1 : 0;
+            } catch (const std::bad_alloc &) { // of Qt, before anything has been done
+                QVERIFY(process.isRunning());
+                process.kill();
+            }
+            memory.end();
+
+            QTRY_COMPARE(marked.ids(), QList<pid_t>());
+        }
+        QVERIFY(stopped > 0);
+    }
+
     void hasNoMessageWithoutMemory()
     {
         const Process process("/bin/true");
