@@ -18,6 +18,10 @@
 #include <random>
 #include <type_traits>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 using Data::String;
 using Utils::FileReader;
 
@@ -535,6 +539,26 @@ private Q_SLOTS:
         QVERIFY(!std::is_copy_constructible_v<FileReader>);
         QVERIFY(!std::is_copy_assignable_v<FileReader>);
         QCOMPARE(sizeof(FileReader), 2 * sizeof(void *)); // vtable and private record
+    }
+
+    void readsNoLineOfANamedPipe()
+    {
+        SKIP_ON_WINDOWS("Windows has no named pipes in folders");
+        const QByteArray pipe = QFile::encodeName(m_folder->filePath("pipe"));
+        QCOMPARE(mkfifo(pipe, 0600), 0);
+        const int ends = open(pipe, O_RDWR);
+        QVERIFY(ends >= 0);
+        const bool isWritten = write(ends, "a\nb\n", 4) == 4;
+
+        FileReader reader(QFile::decodeName(pipe));
+        String line = "before";
+        const bool isRead = reader.readLine(line, false);
+        close(ends);
+
+        QVERIFY(isWritten);
+        QVERIFY(reader.isOpen());
+        QVERIFY(!isRead);
+        QCOMPARE(line, String("before"));
     }
 
     void keepsTheOrderOfItsVirtualOperations()

@@ -625,12 +625,18 @@ private Q_SLOTS:
     {
         SKIP_ON_WINDOWS("the rights of files are others on Windows");
         make("a", "secret");
+        make("large", QByteArray(chunkedSize, 'a'));
         QCOMPARE(chmod(qPrintable(path("a")), 0), 0);
+        QCOMPARE(chmod(qPrintable(path("large")), 0), 0);
         const OrdinaryUser user(m_temporary->path());
+        const Progress progress(10, "", false, false, true);
 
-        QVERIFY(!File::copy(path("a"), path("b")));
+        for (const QString &name : {QString("a"), QString("large")}) {
+            QVERIFY(!File::copy(path(name), path("b")));
+            QCOMPARE(File::lastError(), Data::String(".Kelm.Utils.err.noread"));
+        }
 
-        QCOMPARE(below(""), QString("a"));
+        QCOMPARE(below(""), QString("a large"));
     }
 
     void leavesNothingOnAFullDisk_data()

@@ -28,6 +28,9 @@ class FileReaderPrivate;
 class KELMUTILS_EXPORT FileReader
 {
 public:
+    /// Opens a text in UTF-8.
+    /// \compat No line is read of a pipe, as Qt takes it to be at its end before the first read.
+    /// With the encoding "auto", see below, its lines are read.
     explicit FileReader(const Data::String &path);
 
     /// Opens a text in an encoding such as "windows-1252", or with "auto" in its File::encoding().
