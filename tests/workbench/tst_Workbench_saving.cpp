@@ -472,6 +472,7 @@ private Q_SLOTS:
             return messages;
         };
 
+        QFile::setPermissions(home.path(), QFile::Permissions(0x7777)); // of the settings
         QStringList messages;
         {
             const BrokenFolder broken(fault, test.folder());
