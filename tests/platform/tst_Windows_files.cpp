@@ -15,8 +15,10 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <memory>
+#include <optional>
 
 namespace Platform = Utils::Platform;
 using Data::String;
@@ -79,6 +81,9 @@ struct SystemCalls
     static std::function<decltype(CreateProcessW)> start;
     static std::function<decltype(ReplaceFileW)> replace;
     static std::function<decltype(MoveFileExW)> move;
+    static std::function<decltype(GetFileInformationByHandle)> information;
+    static std::function<decltype(GetFileInformationByHandleEx)> informationOfClass;
+    static std::function<decltype(GetFinalPathNameByHandleW)> finalPath;
 
     static void restore()
     {
@@ -86,12 +91,18 @@ struct SystemCalls
         start = nullptr;
         replace = nullptr;
         move = nullptr;
+        information = nullptr;
+        informationOfClass = nullptr;
+        finalPath = nullptr;
     }
 };
 std::function<decltype(CreateFileW)> SystemCalls::create;
 std::function<decltype(CreateProcessW)> SystemCalls::start;
 std::function<decltype(ReplaceFileW)> SystemCalls::replace;
 std::function<decltype(MoveFileExW)> SystemCalls::move;
+std::function<decltype(GetFileInformationByHandle)> SystemCalls::information;
+std::function<decltype(GetFileInformationByHandleEx)> SystemCalls::informationOfClass;
+std::function<decltype(GetFinalPathNameByHandleW)> SystemCalls::finalPath;
 
 /// Another current folder, while it lives.
 class CurrentFolder
@@ -131,6 +142,39 @@ REPLACE_CALL(CreateFileW, SystemCalls::create)
 REPLACE_CALL(CreateProcessW, SystemCalls::start)
 REPLACE_CALL(ReplaceFileW, SystemCalls::replace)
 REPLACE_CALL(MoveFileExW, SystemCalls::move)
+REPLACE_CALL(GetFileInformationByHandle, SystemCalls::information)
+REPLACE_CALL(GetFileInformationByHandleEx, SystemCalls::informationOfClass)
+REPLACE_CALL(GetFinalPathNameByHandleW, SystemCalls::finalPath)
+
+/// Lets the system give every file these numbers; without \p longNumber it has no long ones.
+static void numberFiles(quint64 number, std::optional<int> longNumber)
+{
+    SystemCalls::information = [=](HANDLE file, BY_HANDLE_FILE_INFORMATION *result) -> BOOL {
+        const auto call = systemCall("GetFileInformationByHandle", GetFileInformationByHandle);
+        const BOOL isKnown = call(file, result);
+        result->nFileIndexHigh = static_cast<DWORD>(number >> 32);
+        result->nFileIndexLow = static_cast<DWORD>(number);
+        return isKnown;
+    };
+    SystemCalls::informationOfClass = [=](HANDLE, FILE_INFO_BY_HANDLE_CLASS, void *result,
+                                          DWORD size) -> BOOL {
+        if (longNumber && size == sizeof(FILE_ID_INFO)) {
+            std::memset(result, *longNumber, size);
+            return TRUE;
+        }
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    };
+}
+
+/// Lets the system know no paths of open files.
+static void hidePaths()
+{
+    SystemCalls::finalPath = [](HANDLE, wchar_t *, DWORD, DWORD) -> DWORD {
+        SetLastError(ERROR_PATH_NOT_FOUND);
+        return 0;
+    };
+}
 
 /// What must not be lost on Windows: roots of drives, files that others have open or save at the
 /// same time, and the attributes of files.
@@ -213,6 +257,92 @@ private Q_SLOTS:
         QFETCH(int, number);
 
         QCOMPARE(Platform::errorNumber(code), number);
+    }
+
+    // The same file
+
+    void filesWithoutNumbersAreToldApart_data()
+    {
+        QTest::addColumn<quint64>("number");
+        QTest::addColumn<int>("longNumber"); // each byte of it; -1 when there is none
+
+        const quint64 all = ~quint64(0);
+        QTest::newRow("none") << quint64(0) << -1;
+        QTest::newRow("the number of no file") << all << -1;
+        QTest::newRow("both without") << quint64(0) << 0;
+        QTest::newRow("both of no file") << all << 255;
+    }
+
+    void filesWithoutNumbersAreToldApart()
+    {
+        QFETCH(quint64, number);
+        QFETCH(int, longNumber);
+        const std::string a = makeFile(inFolder("one"), "one").toStdString();
+        const std::string b = makeFile(inFolder("two"), "two").toStdString();
+        const std::string otherCase = inFolder("ONE").toStdString();
+        numberFiles(number, longNumber < 0 ? std::nullopt : std::optional<int>(longNumber));
+
+        QCOMPARE(Platform::isSameEntry(a, b), std::optional<bool>(false));
+        QVERIFY(!Platform::isSameFile(a, b));
+        QCOMPARE(Platform::isSameEntry(a, otherCase), std::optional<bool>(true));
+        QVERIFY(Platform::isSameFile(a, otherCase));
+
+        QVERIFY(File::copy(inFolder("one"), inFolder("ONE")));
+        QCOMPARE(contentsOf(inFolder("one")), QByteArray("one"));
+        QVERIFY(File::copy(inFolder("one"), inFolder("two")));
+        QCOMPARE(contentsOf(inFolder("two")), QByteArray("one"));
+    }
+
+    void filesWithTheSameShortNumberAreToldApartByTheLongOne()
+    {
+        const std::string a = makeFile(inFolder("one"), "one").toStdString();
+        const std::string b = makeFile(inFolder("two"), "two").toStdString();
+        numberFiles(7, std::nullopt);
+        SystemCalls::informationOfClass = nullptr;
+        hidePaths();
+
+        QCOMPARE(Platform::isSameEntry(a, b), std::optional<bool>(false));
+        QVERIFY(!Platform::isSameFile(a, b));
+        QVERIFY(Platform::isSameFile(a, inFolder("ONE").toStdString()));
+    }
+
+    void filesWithShortNumbersOnlyAreToldApartByThem()
+    {
+        const std::string a = makeFile(inFolder("one"), "one").toStdString();
+        const std::string b = makeFile(inFolder("two"), "two").toStdString();
+        numberFiles(7, std::nullopt);
+        SystemCalls::information = nullptr;
+        hidePaths();
+
+        QCOMPARE(Platform::isSameEntry(a, b), std::optional<bool>(false));
+        QVERIFY(!Platform::isSameFile(a, b));
+        QVERIFY(Platform::isSameFile(a, inFolder("ONE").toStdString()));
+    }
+
+    void filesWithoutNumbersAndPathsAreNotKnownToBeTheSame()
+    {
+        const std::string a = makeFile(inFolder("one"), "one").toStdString();
+        const std::string b = makeFile(inFolder("two"), "two").toStdString();
+        numberFiles(0, std::nullopt);
+        hidePaths();
+
+        QCOMPARE(Platform::isSameEntry(a, b), std::optional<bool>());
+        QVERIFY(!Platform::isSameFile(a, b));
+
+        QVERIFY(!File::copy(inFolder("one"), inFolder("two")));
+        QCOMPARE(contentsOf(inFolder("one")), QByteArray("one"));
+        QCOMPARE(contentsOf(inFolder("two")), QByteArray("two"));
+    }
+
+    void namesOfAFileWithoutPathsAreNotKnownToBeTheSame()
+    {
+        const std::string a = makeFile(inFolder("one"), "one").toStdString();
+        QVERIFY(CreateHardLinkW(wide(inFolder("link")).c_str(), wide(inFolder("one")).c_str(),
+                                nullptr));
+        hidePaths();
+
+        QCOMPARE(Platform::isSameEntry(a, inFolder("link").toStdString()), std::optional<bool>());
+        QVERIFY(Platform::isSameFile(a, inFolder("link").toStdString()));
     }
 
     // Roots

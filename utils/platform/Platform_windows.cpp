@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <iterator>
 #include <vector>
 
 #include <fcntl.h>
@@ -297,6 +298,55 @@ enum class Compared
 
 } // namespace
 
+/// Whether each of the bytes of \p id is 0, or each is 255: then it is the number of no file.
+static bool isNoNumber(const FILE_ID_128 &id)
+{
+    const auto &bytes = id.Identifier;
+    const auto isFirst = [&](BYTE byte) { return byte == bytes[0]; };
+    return (bytes[0] == 0 || bytes[0] == 255) &&
+           std::all_of(std::begin(bytes), std::end(bytes), isFirst);
+}
+
+/// Whether two open files have the same number on the same volume. No value when the system does
+/// not number them, as some servers.
+static std::optional<bool> haveSameNumber(HANDLE a, HANDLE b)
+{
+    // Before Windows 8, and by some servers, there are only the numbers of 64 bits. On a volume of
+    // ReFS those are not unique.
+    FILE_ID_INFO idOfA = {};
+    FILE_ID_INFO idOfB = {};
+    if (GetFileInformationByHandleEx(a, FileIdInfo, &idOfA, sizeof(idOfA)) &&
+        GetFileInformationByHandleEx(b, FileIdInfo, &idOfB, sizeof(idOfB)) &&
+        !isNoNumber(idOfA.FileId) && !isNoNumber(idOfB.FileId))
+    {
+        return idOfA.VolumeSerialNumber == idOfB.VolumeSerialNumber &&
+               std::memcmp(&idOfA.FileId, &idOfB.FileId, sizeof(FILE_ID_128)) == 0;
+    }
+
+    BY_HANDLE_FILE_INFORMATION ofA = {};
+    BY_HANDLE_FILE_INFORMATION ofB = {};
+    if (!GetFileInformationByHandle(a, &ofA) || !GetFileInformationByHandle(b, &ofB))
+        return std::nullopt;
+    const auto isNumbered = [](const BY_HANDLE_FILE_INFORMATION &file) {
+        return (file.nFileIndexHigh | file.nFileIndexLow) != 0 &&
+               (file.nFileIndexHigh & file.nFileIndexLow) != MAXDWORD;
+    };
+    if (!isNumbered(ofA) || !isNumbered(ofB))
+        return std::nullopt;
+    return ofA.dwVolumeSerialNumber == ofB.dwVolumeSerialNumber &&
+           ofA.nFileIndexHigh == ofB.nFileIndexHigh && ofA.nFileIndexLow == ofB.nFileIndexLow;
+}
+
+/// Whether two open files have the same path. No value when a path cannot be determined.
+static std::optional<bool> haveSamePath(HANDLE a, HANDLE b)
+{
+    const std::wstring pathOfA = finalPath(a);
+    const std::wstring pathOfB = finalPath(b);
+    if (pathOfA.empty() || pathOfB.empty())
+        return std::nullopt;
+    return CompareStringOrdinal(pathOfA.c_str(), -1, pathOfB.c_str(), -1, TRUE) == CSTR_EQUAL;
+}
+
 static std::optional<bool> isSame(const std::string &first, const std::string &second,
                                   Compared compared)
 {
@@ -306,20 +356,14 @@ static std::optional<bool> isSame(const std::string &first, const std::string &s
     const HANDLE a = openForStatus(toWidePath(first));
     const HANDLE b =
         openForStatus(toWidePath(second), areEntries ? FILE_FLAG_OPEN_REPARSE_POINT : 0);
-    BY_HANDLE_FILE_INFORMATION ofA = {};
-    BY_HANDLE_FILE_INFORMATION ofB = {};
     std::optional<bool> isSame;
-    if (a != INVALID_HANDLE_VALUE && b != INVALID_HANDLE_VALUE &&
-        GetFileInformationByHandle(a, &ofA) && GetFileInformationByHandle(b, &ofB))
-    {
-        isSame = ofA.dwVolumeSerialNumber == ofB.dwVolumeSerialNumber &&
-                 ofA.nFileIndexHigh == ofB.nFileIndexHigh && ofA.nFileIndexLow == ofB.nFileIndexLow;
-        if (*isSame && areEntries && ofA.nNumberOfLinks > 1) {
-            const std::wstring pathOfA = finalPath(a);
-            const std::wstring pathOfB = finalPath(b);
-            isSame =
-                CompareStringOrdinal(pathOfA.c_str(), -1, pathOfB.c_str(), -1, TRUE) == CSTR_EQUAL;
-        }
+    if (a != INVALID_HANDLE_VALUE && b != INVALID_HANDLE_VALUE) {
+        isSame = haveSameNumber(a, b);
+        BY_HANDLE_FILE_INFORMATION ofA = {};
+        const bool isOneEntry =
+            !areEntries || (GetFileInformationByHandle(a, &ofA) && ofA.nNumberOfLinks == 1);
+        if (!isSame || (*isSame && !isOneEntry))
+            isSame = haveSamePath(a, b);
     }
     for (const HANDLE file : {a, b}) {
         if (file != INVALID_HANDLE_VALUE)
