@@ -84,6 +84,8 @@ struct SystemCalls
     static std::function<decltype(GetFileInformationByHandle)> information;
     static std::function<decltype(GetFileInformationByHandleEx)> informationOfClass;
     static std::function<decltype(GetFinalPathNameByHandleW)> finalPath;
+    static std::function<decltype(GetFileAttributesW)> attributes;
+    static std::function<decltype(SetFileAttributesW)> setAttributes;
 
     static void restore()
     {
@@ -94,6 +96,8 @@ struct SystemCalls
         information = nullptr;
         informationOfClass = nullptr;
         finalPath = nullptr;
+        attributes = nullptr;
+        setAttributes = nullptr;
     }
 };
 std::function<decltype(CreateFileW)> SystemCalls::create;
@@ -103,6 +107,54 @@ std::function<decltype(MoveFileExW)> SystemCalls::move;
 std::function<decltype(GetFileInformationByHandle)> SystemCalls::information;
 std::function<decltype(GetFileInformationByHandleEx)> SystemCalls::informationOfClass;
 std::function<decltype(GetFinalPathNameByHandleW)> SystemCalls::finalPath;
+std::function<decltype(GetFileAttributesW)> SystemCalls::attributes;
+std::function<decltype(SetFileAttributesW)> SystemCalls::setAttributes;
+
+/// A folder that is read-only, while it lives. Wine lets nobody make one. Therefore it is open in
+/// the ordinary way, so that nobody can remove it, and has the attribute for the library alone,
+/// which closes it when it clears the attribute.
+class ReadOnlyFolder
+{
+public:
+    /// With \p isOpen it stays open also then.
+    ReadOnlyFolder(const std::wstring &path, bool isOpen)
+        : m_handle(CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                               FILE_FLAG_BACKUP_SEMANTICS, nullptr))
+    {
+        SystemCalls::attributes = [this](const wchar_t *) {
+            return FILE_ATTRIBUTE_DIRECTORY | (m_isReadOnly ? FILE_ATTRIBUTE_READONLY : DWORD(0));
+        };
+        SystemCalls::setAttributes = [this, isOpen](const wchar_t *, DWORD attributes) -> BOOL {
+            m_isReadOnly = (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+            ++m_changes;
+            if (!isOpen)
+                close();
+            return TRUE;
+        };
+    }
+    ~ReadOnlyFolder()
+    {
+        SystemCalls::restore();
+        close();
+    }
+    ReadOnlyFolder(const ReadOnlyFolder &) = delete;
+    ReadOnlyFolder &operator=(const ReadOnlyFolder &) = delete;
+
+    bool isReadOnly() const { return m_isReadOnly; }
+    int changes() const { return m_changes; }
+
+private:
+    void close()
+    {
+        if (m_handle != INVALID_HANDLE_VALUE)
+            CloseHandle(m_handle);
+        m_handle = INVALID_HANDLE_VALUE;
+    }
+
+    HANDLE m_handle;
+    bool m_isReadOnly = true;
+    int m_changes = 0;
+};
 
 /// Another current folder, while it lives.
 class CurrentFolder
@@ -145,6 +197,8 @@ REPLACE_CALL(MoveFileExW, SystemCalls::move)
 REPLACE_CALL(GetFileInformationByHandle, SystemCalls::information)
 REPLACE_CALL(GetFileInformationByHandleEx, SystemCalls::informationOfClass)
 REPLACE_CALL(GetFinalPathNameByHandleW, SystemCalls::finalPath)
+REPLACE_CALL(GetFileAttributesW, SystemCalls::attributes)
+REPLACE_CALL(SetFileAttributesW, SystemCalls::setAttributes)
 
 /// Lets the system give every file these numbers; without \p longNumber it has no long ones.
 static void numberFiles(quint64 number, std::optional<int> longNumber)
@@ -688,6 +742,158 @@ private Q_SLOTS:
         QCOMPARE(contentsOf(path), QByteArray("new"));
         QCOMPARE(contentsOf(inFolder("link")), QByteArray("new"));
         QCOMPARE(tree(m_folder->path()), QStringList({"file", "link"}));
+    }
+
+    // Read-only files
+
+    void aReadOnlyFolderIsRemoved()
+    {
+        const QString path = inFolder("folder");
+        QVERIFY(QDir().mkdir(path));
+        const ReadOnlyFolder folder(wide(path), /*isOpen=*/false);
+
+        QCOMPARE(File::remove(path), 1);
+        QCOMPARE(folder.changes(), 1);
+        QVERIFY(!QDir(path).exists());
+    }
+
+    void aReadOnlyFolderThatCannotBeRemovedOtherwiseStaysSo()
+    {
+        const QString path = inFolder("folder");
+        QVERIFY(QDir().mkdir(path));
+        const ReadOnlyFolder folder(wide(path), /*isOpen=*/true);
+
+        QCOMPARE(File::remove(path), 0);
+        QCOMPARE(folder.changes(), 2);
+        QVERIFY(folder.isReadOnly());
+        QVERIFY(QDir(path).exists());
+    }
+
+    void fileMoveReplacesAReadOnlyFile_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("target");
+        QTest::addColumn<QString>("replaced");
+
+        QTest::newRow("by the command") << "a"
+                                        << "b"
+                                        << "b";
+        QTest::newRow("by the command, into a folder") << "a"
+                                                       << "folder"
+                                                       << "folder/a";
+        QTest::newRow("by the system") << "a%"
+                                       << "b"
+                                       << "b";
+        QTest::newRow("by the system, into a folder") << "a%"
+                                                      << "folder"
+                                                      << "folder/a%";
+    }
+
+    void fileMoveReplacesAReadOnlyFile()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, target);
+        QFETCH(QString, replaced);
+        QVERIFY(!makeFile(inFolder(source), "new").isEmpty());
+        QVERIFY(QDir().mkpath(inFolder("folder")));
+        QVERIFY(!makeFile(inFolder(replaced), "old").isEmpty());
+        QVERIFY(makeReadOnly(inFolder(replaced)));
+        // Wine replaces such a file.
+        SystemCalls::move = [&](auto... arguments) -> BOOL {
+            return !isReadOnly(inFolder(replaced)) &&
+                   systemCall("MoveFileExW", MoveFileExW)(arguments...);
+        };
+        SystemCalls::start = [&](auto... arguments) -> BOOL {
+            return !isReadOnly(inFolder(replaced)) &&
+                   systemCall("CreateProcessW", CreateProcessW)(arguments...);
+        };
+
+        File::move(inFolder(source), inFolder(target));
+
+        QCOMPARE(File::lastError(), String());
+        QVERIFY(!QFile::exists(inFolder(source)));
+        QCOMPARE(contentsOf(inFolder(replaced)), QByteArray("new"));
+        QVERIFY(!isReadOnly(inFolder(replaced)));
+    }
+
+    void aReadOnlyFileThatIsNotReplacedByAMoveStaysSo_data()
+    {
+        QTest::addColumn<QString>("source");
+
+        QTest::newRow("the move fails") << "a%";
+        QTest::newRow("nothing to move") << "missing";
+        QTest::newRow("the file itself") << "B";
+    }
+
+    void aReadOnlyFileThatIsNotReplacedByAMoveStaysSo()
+    {
+        QFETCH(QString, source);
+        QVERIFY(!makeFile(inFolder("a%"), "new").isEmpty());
+        const QString path = makeFile(inFolder("b"), "old");
+        QVERIFY(makeReadOnly(path));
+        SystemCalls::move = [](const wchar_t *, const wchar_t *, DWORD) -> BOOL { return FALSE; };
+
+        File::move(inFolder(source), path);
+
+        QVERIFY(isReadOnly(path));
+        QCOMPARE(contentsOf(path), QByteArray("old"));
+        QCOMPARE(contentsOf(inFolder("a%")), QByteArray("new"));
+    }
+
+    void aSafeCopyIsReadOnlyAsItsSource_data()
+    {
+        QTest::addColumn<bool>("isSourceReadOnly");
+        QTest::addColumn<int>("names"); // of the old file; 0 for none
+
+        for (const bool isReadOnly : {true, false}) {
+            for (const int names : {0, 1, 2})
+                QTest::addRow("%d, %d names", isReadOnly, names) << isReadOnly << names;
+        }
+    }
+
+    void aSafeCopyIsReadOnlyAsItsSource()
+    {
+        QFETCH(bool, isSourceReadOnly);
+        QFETCH(int, names);
+        const QString source = makeFile(inFolder("source"), "new");
+        const QString path = inFolder("file");
+        QVERIFY(names == 0 || !makeFile(path, "old").isEmpty());
+        QVERIFY(names < 2 ||
+                CreateHardLinkW(wide(inFolder("link")).c_str(), wide(path).c_str(), nullptr));
+        QVERIFY(!isSourceReadOnly || makeReadOnly(source));
+        File::setSafeWriting(true);
+        const auto restore = qScopeGuard([] { File::setSafeWriting(false); });
+
+        QVERIFY(File::copy(source, path));
+
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        QCOMPARE(isReadOnly(path), isSourceReadOnly);
+        QCOMPARE(isReadOnly(source), isSourceReadOnly);
+    }
+
+    void aSafeCopyThatCannotBecomeReadOnlyFails()
+    {
+        const QString source = makeFile(inFolder("source"), "new");
+        QVERIFY(makeReadOnly(source));
+        SystemCalls::setAttributes = [](const wchar_t *, DWORD) -> BOOL {
+            SetLastError(ERROR_ACCESS_DENIED);
+            return FALSE;
+        };
+        Platform::FileReplacement replacement;
+
+        QVERIFY(replacement.copyPermissions(source.toStdString()));
+        QVERIFY(replacement.open(inFolder("file").toStdString()));
+        QVERIFY(!replacement.finish(/*flush=*/false));
+        QCOMPARE(replacement.error(), EACCES);
+    }
+
+    void aSafeCopyHasNoPermissionsOfAMissingFile()
+    {
+        for (const std::string &name : {inFolder("missing").toStdString(), std::string()}) {
+            Platform::FileReplacement replacement;
+            QVERIFY(!replacement.copyPermissions(name));
+            QCOMPARE(replacement.error(), ENOENT);
+        }
     }
 
     // Commands

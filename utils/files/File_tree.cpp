@@ -27,12 +27,10 @@ bool isPattern(const QString &path) { return path.contains(QLatin1Char('*')); }
 
 int stepsUnlessNested(int steps) { return Progress::current(true) ? -1 : steps; }
 
-bool removeEntry(QFile &file)
+/// Removes \p path by \p isRemoved, also when its attribute "read-only" forbids it.
+template <typename Function>
+static bool removeProtected(const std::string &path, const Function &isRemoved)
 {
-    const std::string path = file.fileName().toStdString();
-    const auto isRemoved = [&] {
-        return Platform::removeOpenFile(path) || file.remove() || Platform::removeFolderLink(path);
-    };
     if (isRemoved())
         return true;
     if (!Platform::allowRemoval(path))
@@ -41,6 +39,14 @@ bool removeEntry(QFile &file)
         return true;
     Platform::forbidRemoval(path);
     return false;
+}
+
+bool removeEntry(QFile &file)
+{
+    const std::string path = file.fileName().toStdString();
+    return removeProtected(path, [&] {
+        return Platform::removeOpenFile(path) || file.remove() || Platform::removeFolderLink(path);
+    });
 }
 
 void File::move(const Data::String &source, const Data::String &target)
@@ -81,7 +87,7 @@ static bool removeFile(const QString &path)
 /// a folder that can be removed, which was empty then.
 static bool removeFolder(const QString &path, int listingError)
 {
-    if (QDir().rmdir(path))
+    if (removeProtected(path.toStdString(), [&] { return QDir().rmdir(path); }))
         return true;
     if (listingError != 0)
         notListed(path, listingError);

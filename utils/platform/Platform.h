@@ -81,8 +81,8 @@ std::optional<bool> isSameEntry(const std::string &source, const std::string &ta
 ///     "D:a", "D:/a"                             => false
 bool isRootOfDrive(const std::string &path);
 
-/// Lets the file \p path be removed when its attribute "read-only" alone forbids it, as on Windows.
-/// True when the attribute has been cleared. On other systems the folder decides.
+/// Lets the file or folder \p path be removed when its attribute "read-only" alone forbids it, as
+/// on Windows. True when the attribute has been cleared. On other systems the folder decides.
 bool allowRemoval(const std::string &path);
 
 /// Takes allowRemoval() back.
@@ -210,7 +210,7 @@ public:
     /// All functions return false when they fail. After a failure, the further ones fail, too.
 
     /// Uses the permissions of the file \p path instead of those of the old content. Called before
-    /// open().
+    /// open(). On Windows, where finish() sets it last, this is the attribute "read-only".
     bool copyPermissions(const std::string &path);
 
     /// The same with permissions as numbers of Unix, such as 0644. Without effect on Windows.

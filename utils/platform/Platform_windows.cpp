@@ -507,11 +507,9 @@ static std::string lastName(const std::string &path)
     return path.substr(path.find_last_of("/\\:") + 1);
 }
 
-/// Moves a file or folder without the command.
-static void moveBySystem(const std::string &source, std::string target)
+/// Moves a file or folder to \p target, which is no folder, without the command.
+static void moveBySystem(const std::string &source, const std::string &target)
 {
-    if (entryStatus(target, /*followLinks=*/true).entry == Entry::Folder)
-        target += '\\' + lastName(source);
     MoveFileExW(toWidePath(source).c_str(), toWidePath(target).c_str(),
                 MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH);
 }
@@ -530,11 +528,20 @@ void moveReplacing(const std::string &source, const std::string &target)
     const std::string to = absolute(target);
     if (from.empty() || to.empty())
         return;
+    const bool isInto = entryStatus(to, /*followLinks=*/true).entry == Entry::Folder;
+    const std::string moved = isInto ? to + '\\' + lastName(from) : to;
+    const auto isThere = [&from] {
+        return entryStatus(from, /*followLinks=*/false).entry != Entry::Missing;
+    };
+    // The system does not replace a read-only file.
+    const bool isAllowed = isThere() && allowRemoval(moved);
     const std::string command = moveCommandLine(from, to);
     if (command.empty() || !isPlainForCommands(from) || !isPlainForCommands(to))
-        moveBySystem(from, to);
+        moveBySystem(from, moved);
     else
         run(L"cmd.exe", command);
+    if (isAllowed && isThere())
+        forbidRemoval(moved);
 }
 
 bool createNewFile(const std::string &path)

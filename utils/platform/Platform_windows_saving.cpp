@@ -74,11 +74,13 @@ struct FileReplacement::State
     bool create();
     bool overwrite(bool flush);
     bool replace();
+    bool protect();
 
     Problem problem = Problem::None;
     int error = 0;
     bool isNewOnly = false;
-    bool isDirect = false; // written in place at once
+    bool isReadOnly = false; // as the file whose permissions are copied
+    bool isDirect = false;   // written in place at once
     bool exists = false;
     bool hasOtherNames = false;
     std::wstring path;      // of the target
@@ -221,6 +223,17 @@ bool FileReplacement::State::replace()
     return true;
 }
 
+/// Makes the file read-only at the end, if it is to be so. It was writable: open() has tried it.
+bool FileReplacement::State::protect()
+{
+    if (!isReadOnly)
+        return true;
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    return (attributes != INVALID_FILE_ATTRIBUTES &&
+            SetFileAttributesW(path.c_str(), attributes | FILE_ATTRIBUTE_READONLY)) ||
+           fail(lastErrorNumber());
+}
+
 bool removeOpenFile(const std::string &path)
 {
     if (path.empty() || path.find('\0') != std::string::npos)
@@ -263,7 +276,16 @@ FileReplacement::~FileReplacement() = default;
 
 void FileReplacement::requireNewTarget() { m_state->isNewOnly = true; }
 
-bool FileReplacement::copyPermissions(const std::string &) { return true; }
+bool FileReplacement::copyPermissions(const std::string &path)
+{
+    if (path.empty() || path.find('\0') != std::string::npos)
+        return m_state->fail(ENOENT);
+    const DWORD attributes = GetFileAttributesW(toWidePath(path).c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return m_state->fail(lastErrorNumber());
+    m_state->isReadOnly = (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+    return true;
+}
 
 void FileReplacement::setPermissions(unsigned) {}
 
@@ -298,7 +320,7 @@ bool FileReplacement::finish(bool flush)
     }
     if (flush && !flushToDisk(state.file))
         return state.fail(lastErrorNumber());
-    return state.hasOtherNames ? state.overwrite(flush) : state.replace();
+    return (state.hasOtherNames ? state.overwrite(flush) : state.replace()) && state.protect();
 }
 
 FileReplacement::Problem FileReplacement::problem() const { return m_state->problem; }
