@@ -10,6 +10,7 @@
 #include "utils/settings/Settings.h"
 
 #include "tests/platform/windows_files.h"
+#include "tests/platform/windows_processes.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h"
 #include "tests/support/Tree.h"
@@ -42,28 +43,6 @@ static QString shortPath(const QString &path)
         GetShortPathNameW(wide(path).c_str(), text.data(), static_cast<DWORD>(text.size()));
     return QDir::fromNativeSeparators(
         QString::fromWCharArray(text.data(), static_cast<int>(length)));
-}
-
-/// The numbers of the children that the program "tree" has started.
-static QList<qint64> childrenOf(QProcess &program)
-{
-    QList<qint64> children;
-    while (children.size() < 2 && program.waitForReadyRead()) {
-        while (program.canReadLine())
-            children.append(program.readLine().trimmed().toLongLong());
-    }
-    return children;
-}
-
-/// Whether the process \p id runs.
-static bool isRunning(qint64 id)
-{
-    const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(id));
-    if (!process)
-        return false;
-    const bool isRunning = WaitForSingleObject(process, 0) == WAIT_TIMEOUT;
-    CloseHandle(process);
-    return isRunning;
 }
 
 static bool isLink(const QString &path)

@@ -4,6 +4,7 @@
 #include "utils/platform/Platform_windows_p.h"
 
 #include "tests/platform/windows_files.h"
+#include "tests/platform/windows_processes.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h"
 #include "tests/support/Tree.h"
@@ -86,6 +87,7 @@ struct SystemCalls
     static std::function<decltype(GetFinalPathNameByHandleW)> finalPath;
     static std::function<decltype(GetFileAttributesW)> attributes;
     static std::function<decltype(SetFileAttributesW)> setAttributes;
+    static std::function<decltype(WaitForSingleObject)> wait;
 
     static void restore()
     {
@@ -98,6 +100,7 @@ struct SystemCalls
         finalPath = nullptr;
         attributes = nullptr;
         setAttributes = nullptr;
+        wait = nullptr;
     }
 };
 std::function<decltype(CreateFileW)> SystemCalls::create;
@@ -109,6 +112,7 @@ std::function<decltype(GetFileInformationByHandleEx)> SystemCalls::informationOf
 std::function<decltype(GetFinalPathNameByHandleW)> SystemCalls::finalPath;
 std::function<decltype(GetFileAttributesW)> SystemCalls::attributes;
 std::function<decltype(SetFileAttributesW)> SystemCalls::setAttributes;
+std::function<decltype(WaitForSingleObject)> SystemCalls::wait;
 
 /// A folder that is read-only, while it lives. Wine lets nobody make one. Therefore it is open in
 /// the ordinary way, so that nobody can remove it, and has the attribute for the library alone,
@@ -199,6 +203,7 @@ REPLACE_CALL(GetFileInformationByHandleEx, SystemCalls::informationOfClass)
 REPLACE_CALL(GetFinalPathNameByHandleW, SystemCalls::finalPath)
 REPLACE_CALL(GetFileAttributesW, SystemCalls::attributes)
 REPLACE_CALL(SetFileAttributesW, SystemCalls::setAttributes)
+REPLACE_CALL(WaitForSingleObject, SystemCalls::wait)
 
 /// Lets the system give every file these numbers; without \p longNumber it has no long ones.
 static void numberFiles(quint64 number, std::optional<int> longNumber)
@@ -914,6 +919,42 @@ private Q_SLOTS:
         }
         QVERIFY(program.waitForFinished());
         QCOMPARE(contentsOf(inFolder("b")), QByteArray("x"));
+    }
+
+    void aKillWaitsForTheEndOfTheTree()
+    {
+        QProcess program;
+        program.start(WINDOWS_CHILD, {"tree"});
+        QVERIFY(program.waitForStarted());
+        const QList<qint64> children = childrenOf(program);
+        QCOMPARE(children.size(), 2);
+        // A command that succeeds, whose work is done only when somebody waits for it.
+        bool isCommandRun = false;
+        SystemCalls::start = [&](const wchar_t *, wchar_t *, auto... arguments) -> BOOL {
+            isCommandRun = true;
+            wchar_t line[] = L"cmd.exe /C exit 0";
+            return systemCall("CreateProcessW", CreateProcessW)(nullptr, line, arguments...);
+        };
+        bool isLimited = true;
+        SystemCalls::wait = [&](HANDLE handle, DWORD limit) -> DWORD {
+            if (limit != 0 && limit != INFINITE) {
+                isLimited = isLimited && isCommandRun && limit <= 5000;
+                TerminateProcess(handle, 1);
+            }
+            return systemCall("WaitForSingleObject", WaitForSingleObject)(handle, limit);
+        };
+
+        const bool isKilled = Platform::killProcessTree(program.processId());
+        SystemCalls::restore();
+        const bool isAnyRunning =
+            isRunning(program.processId()) || isRunning(children[0]) || isRunning(children[1]);
+        Platform::killProcessTree(program.processId()); // what the test may have left
+
+        QVERIFY(isKilled);
+        QVERIFY(isCommandRun);
+        QVERIFY(isLimited);
+        QVERIFY(!isAnyRunning);
+        QVERIFY(program.waitForFinished());
     }
 
     void theCommandThatMovesGetsAbsolutePaths()

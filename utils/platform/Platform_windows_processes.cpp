@@ -46,6 +46,9 @@ int errorOfPipes(int) { return 0; }
 
 bool isChild(std::int64_t id) { return id > 1; } // an open handle keeps the number in use
 
+// The end of a process that has been killed takes time.
+static const std::chrono::seconds longestEnd(5);
+
 namespace {
 
 /// A process and its descendants, the parents first. While their handles are open, no other process
@@ -80,6 +83,9 @@ public:
     /// process is killed last. False when the first one cannot be killed.
     bool kill();
 
+    /// Waits for the end of the members, except this process, but not longer than \p limit.
+    void wait(std::chrono::milliseconds limit) const;
+
 private:
     struct Member
     {
@@ -90,7 +96,6 @@ private:
     };
     static bool isRunning(const Member &member);
     const Member *find(DWORD id) const;
-    void wait(std::chrono::milliseconds limit) const;
 
     std::vector<Member> m_members;
 };
@@ -187,7 +192,7 @@ bool WindowsTree::kill()
                 return false;
         }
     } while (addChildren());
-    wait(std::chrono::seconds(5));
+    wait(longestEnd);
     if (find(own))
         TerminateProcess(GetCurrentProcess(), 1);
     return true;
@@ -214,11 +219,16 @@ bool killProcessTree(std::int64_t id)
 {
     if (!isProcessId(id))
         return false;
-    if (run(L"taskkill.exe", killCommandLine(id)))
-        return true;
-
+    // Found before: the command does not wait, and who has lost its parent cannot be found later.
     WindowsTree tree;
-    return tree.add(static_cast<DWORD>(id), nullptr) && tree.kill();
+    const bool isKnown = tree.add(static_cast<DWORD>(id), nullptr);
+    while (isKnown && tree.addChildren()) {
+    }
+    if (run(L"taskkill.exe", killCommandLine(id))) {
+        tree.wait(longestEnd);
+        return true;
+    }
+    return isKnown && tree.kill();
 }
 
 struct ProcessTree::State
