@@ -907,6 +907,16 @@ private Q_SLOTS:
         QCOMPARE(program.exitCode(), 7);
     }
 
+    void aThreadThatHasAReasonEndsAfterTheLibraryIsUnloaded()
+    {
+        QProcess program;
+        program.start(WINDOWS_CHILD, {"thread", WINDOWS_FAILING});
+
+        QVERIFY(program.waitForFinished(60000));
+        QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.exitCode(), 7);
+    }
+
     void memoryCheckerCreatesItsReportOnce()
     {
         const QString path = inFolder(QString::fromUtf8("\xc3\xa4.txt"));

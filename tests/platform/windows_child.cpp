@@ -6,14 +6,18 @@
 //     folder          prints the current folder
 //     variable NAME   prints the environment variable
 //     load PATH       loads and unloads the library PATH, twice
+//     thread PATH     calls the function "failingOperation" of the library PATH in a thread, which
+//                     ends after the library has been unloaded
 //
 // What it prints is UTF-8. The exit code of what does not wait is 7 after success.
 #include <QCoreApplication>
 #include <QDir>
 #include <QProcess>
+#include <QSemaphore>
 #include <QThread>
 
 #include <cstdio>
+#include <memory>
 
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
@@ -44,6 +48,31 @@ static int load(const QString &path)
     return success;
 }
 
+static int endThread(const QString &path)
+{
+    const HMODULE library = LoadLibraryW(path.toStdWString().c_str());
+    if (!library)
+        return 1;
+    auto *const function = reinterpret_cast<bool (*)()>(
+        reinterpret_cast<void *>(GetProcAddress(library, "failingOperation")));
+    if (!function)
+        return 2;
+    bool hasFailed = false;
+    QSemaphore called;
+    QSemaphore unloaded;
+    const std::unique_ptr<QThread> thread(QThread::create([&] {
+        hasFailed = function();
+        called.release();
+        unloaded.acquire();
+    }));
+    thread->start();
+    called.acquire();
+    const bool isUnloaded = FreeLibrary(library) && !GetModuleHandleW(path.toStdWString().c_str());
+    unloaded.release();
+    thread->wait();
+    return hasFailed && isUnloaded ? success : 3;
+}
+
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
@@ -56,6 +85,8 @@ int main(int argc, char **argv)
         return print(qEnvironmentVariable(word.toLatin1().constData()));
     if (task == "load")
         return load(word);
+    if (task == "thread")
+        return endThread(word);
     if (task == "print") {
         for (const QString &line : arguments.mid(1))
             print(line);

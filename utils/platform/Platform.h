@@ -464,6 +464,8 @@ std::size_t stackOfXmlLevel();
 /// Calls \p function with \p argument, which must not be null, when the calling thread ends. It is
 /// not called when the process ends, for threads that run then. Several calls by a thread count
 /// once. The process can have only one such \p function. False when there is not enough memory.
+///
+/// On Windows the library stays loaded until the process ends after the first call.
 bool callAtThreadEnd(void (*function)(void *), void *argument);
 
 // Alarms, which interrupt a thread in system calls that wait. There is one alarm in the process.

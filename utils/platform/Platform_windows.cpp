@@ -567,8 +567,21 @@ bool hasSortedSettings() { return false; }
 
 bool hasRegistry() { return true; }
 
+/// Keeps the library loaded until the process ends. False when that is not possible.
+static bool pinLibrary()
+{
+    HMODULE library = nullptr;
+    return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN |
+                                  GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                              reinterpret_cast<const wchar_t *>(&pinLibrary), &library);
+}
+
 bool callAtThreadEnd(void (*function)(void *), void *argument)
 {
+    // A thread may end after the host has unloaded the library.
+    static const bool isPinned = pinLibrary();
+    if (!isPinned)
+        return false;
     static void (*const called)(void *) = function;
     static const DWORD key = FlsAlloc([](void *value) { called(value); });
     return key != FLS_OUT_OF_INDEXES && FlsSetValue(key, argument);
