@@ -138,6 +138,16 @@ private:
         return setrlimit(RLIMIT_NOFILE, &before) == 0;
     }
 
+    /// Lets QSettings forget the values of the file, which it does not find for a moment.
+    static bool loseValues()
+    {
+        const QString path = home.file();
+        if (!QFile::rename(path, path + ".aside"))
+            return false;
+        QSettings().sync();
+        return QFile::rename(path + ".aside", path);
+    }
+
 private Q_SLOTS:
     void init()
     {
@@ -260,10 +270,7 @@ private Q_SLOTS:
         QVERIFY(store.isReady() && store.repair());
         Settings settings;
         settings.setInt("y", 1).sync();
-        const QString path = home.file();
-        QVERIFY(QFile::rename(path, path + ".aside"));
-        QSettings().sync(); // finds no file
-        QVERIFY(QFile::rename(path + ".aside", path));
+        QVERIFY(loseValues());
         QCOMPARE(settings.status(), Settings::Stored);
 
         act(settings);
@@ -281,10 +288,7 @@ private Q_SLOTS:
         QVERIFY(store.isReady() && store.repair());
         Settings settings;
         settings.setInt("y", 1).sync();
-        const QString path = home.file();
-        QVERIFY(QFile::rename(path, path + ".aside"));
-        QSettings().sync();
-        QVERIFY(QFile::rename(path + ".aside", path));
+        QVERIFY(loseValues());
 
         settings.setInt("Grp/a", 1); // the first key of the file
         act(settings);
