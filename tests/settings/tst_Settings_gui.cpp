@@ -241,6 +241,8 @@ private Q_SLOTS:
         QTest::newRow("pen with too many dashes") << stored(
             {}, number(77) + char(Qt::CustomDashLine) + QByteArray(8, 0) + char(Qt::NoBrush) +
                     QByteArray(11, 0) + QByteArray(8, 0) + number(0x7fffffff));
+        QTest::newRow("color of an unknown kind")
+            << stored({}, number(67) + char(6) + QByteArray(10, 0));
         QTest::newRow("easing curve") << stored(QEasingCurve(), QByteArray());
         QTest::newRow("easing curve after images")
             << stored(QVariantList{pixmap(), QIcon(pixmap()), QCursor(pixmap()), QBitmap(2, 2),

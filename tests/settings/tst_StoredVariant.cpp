@@ -221,6 +221,27 @@ private Q_SLOTS:
         }
     }
 
+    void readsColorsOfTheKindsThatQtKnows()
+    {
+        const QByteArray components = QByteArray::fromHex("ffff 1111 2222 3333 0000");
+        for (const Version version : {versionOfQt4, versionOfQt5}) {
+            const QByteArray nullFlag(version == versionOfQt4 ? 0 : 1, '\0');
+            const QByteArray list = number(QMetaType::QVariantList) + nullFlag + number(2);
+            for (int kind = -128; kind < 128; ++kind) {
+                const QByteArray color =
+                    number(QMetaType::QColor) + nullFlag + char(kind) + components;
+                const bool isKnown = kind >= QColor::Invalid && kind <= QColor::ExtendedRgb;
+                QCOMPARE(isReadable(color, version, Images::Refused), isKnown);
+                QCOMPARE(isReadable(list + color + streamed("next", version), version,
+                                    Images::Refused),
+                         isKnown);
+                // The next value is found where the color ends.
+                QVERIFY(!isReadable(list + color + streamed(QEasingCurve(), version), version,
+                                    Images::Refused));
+            }
+        }
+    }
+
     void readsNoMoreElementsThanThereAre_data()
     {
         QTest::addColumn<QByteArray>("start"); // in a stream of Qt 5
@@ -263,6 +284,7 @@ private Q_SLOTS:
         };
         rows("text", "text");
         rows("date", QDateTime(QDate(2000, 1, 1), QTime(12, 0)));
+        rows("color", QColor(Qt::red));
         rows("brush", QBrush(Qt::red));
         rows("gradient", QBrush(QLinearGradient(0, 0, 1, 1)));
         rows("pen", QPen(Qt::red, 2));

@@ -1,6 +1,7 @@
 #include "utils/settings/StoredVariant_p.h"
 
 #include <QBrush>
+#include <QColor>
 #include <QDateTime>
 #include <QGuiApplication>
 #include <QPalette>
@@ -62,6 +63,8 @@ public:
         case QMetaType::QTextFormat:
             read<qint32>(); // the kind of format
             return level < deepest && elements<qint32>(level + 1);
+        case QMetaType::QColor:
+            return color();
         case QMetaType::QBrush:
             return brush();
         case QMetaType::QPen:
@@ -167,6 +170,15 @@ private:
                 return false;
         }
         return true;
+    }
+
+    /// Qt takes any byte as the kind of a color. What a color of an unknown kind does is undefined.
+    bool color()
+    {
+        const auto kind = read<qint8>();
+        for (int i = 5; i > 0; --i)
+            read<quint16>(); // alpha, three or four components, padding
+        return kind >= QColor::Invalid && kind <= QColor::ExtendedRgb;
     }
 
     /// The texture of a brush is a QPixmap in streams of Qt 4, and a QImage later.
