@@ -54,6 +54,8 @@ bool wasEscapePressed();
 /// Installs signal handlers, which restore the terminal before a signal ends or stops the program.
 /// Ctrl-C ends it with the exit code of endCancelled(), and a closed pipe ends it without a
 /// message.
+///
+/// On Windows it also lets the console show UTF-8, until the program ends in any way but a crash.
 void handleSignals();
 
 /// While on, the first Ctrl-C does nothing but make wasInterrupted() true; the second one ends the

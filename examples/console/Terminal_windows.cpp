@@ -23,7 +23,10 @@ static std::atomic<bool> isDeferring = false;
 static std::atomic<bool> isInterrupted = false;
 static std::atomic<bool (*)()> interruptFunction = nullptr;
 static std::atomic<bool> wasFunctionCalled = false;
-static DWORD lineMode = 0;                          // how the console was, valid while listening
+static DWORD lineMode = 0; // how the console was, valid while listening
+static std::atomic<bool> isDrawing = false;
+static DWORD plainMode = 0;                         // how its output was, valid while drawing
+static std::atomic<UINT> codePage = 0;              // of its output before; 0 when it is the same
 static std::atomic<HANDLE> readInterrupt = nullptr; // an event, while a line is read
 
 static HANDLE input() { return GetStdHandle(STD_INPUT_HANDLE); }
@@ -42,13 +45,18 @@ static void writeError(const std::string &bytes)
               nullptr);
 }
 
-/// Restores the console.
+/// Restores the console, which the programs that run after this one share. Called by other threads,
+/// too.
 static void leave()
 {
     if (isLineDrawn.exchange(false))
         writeError(emptyLine);
     if (isListening.exchange(false))
         SetConsoleMode(input(), lineMode);
+    if (isDrawing.exchange(false))
+        SetConsoleMode(file(Stream::Error), plainMode);
+    if (const UINT before = codePage.exchange(0))
+        SetConsoleOutputCP(before);
 }
 
 /// Returns whether something else than the program ends.
@@ -105,8 +113,13 @@ bool isReaderGone(int error)
 bool canDraw()
 {
     DWORD mode = 0;
-    return GetConsoleMode(file(Stream::Error), &mode) &&
-           SetConsoleMode(file(Stream::Error), mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+    if (!GetConsoleMode(file(Stream::Error), &mode))
+        return false;
+    if (mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING)
+        return true;
+    plainMode = mode;
+    isDrawing = true; // set before the mode, as Ctrl-C may come in between
+    return SetConsoleMode(file(Stream::Error), mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
 }
 
 int width(Stream stream)
@@ -156,8 +169,14 @@ bool wasEscapePressed()
 
 void handleSignals()
 {
-    SetConsoleOutputCP(CP_UTF8);
+    // What is still to be written is UTF-8.
+    std::atexit([] {
+        std::fflush(stdout);
+        leave();
+    });
     SetConsoleCtrlHandler(onControl, TRUE);
+    codePage = GetConsoleOutputCP();
+    SetConsoleOutputCP(CP_UTF8);
 }
 
 void deferInterrupt(bool on) { isDeferring = on; }

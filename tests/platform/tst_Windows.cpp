@@ -27,6 +27,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 // After <windows.h>, of which it needs types.
 #include <shellapi.h>
@@ -81,6 +82,14 @@ static bool openConsole()
     return AllocConsole() && SetConsoleCtrlHandler([](DWORD) -> BOOL { return TRUE; }, TRUE);
 }
 
+/// A function of the system that not every release of Windows has, or null.
+template <typename Function>
+static std::add_pointer_t<Function> systemFunction(const char *name)
+{
+    return reinterpret_cast<std::add_pointer_t<Function>>(
+        reinterpret_cast<void *>(GetProcAddress(GetModuleHandleW(L"kernel32"), name)));
+}
+
 namespace {
 
 /// While it lives, the settings are in a part of the registry that no other program uses.
@@ -100,7 +109,136 @@ public:
     Registry &operator=(const Registry &) = delete;
 };
 
+/// A program with the standard streams that it is given. It ends with this object at the latest.
+class Program
+{
+public:
+    Program(const QString &path, const QString &argument, HANDLE input, HANDLE output,
+            HANDLE errors)
+    {
+        std::wstring command = L"\"" + wide(path) + L"\" " + argument.toStdWString();
+        STARTUPINFOW startup = {};
+        startup.cb = sizeof(startup);
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdInput = input;
+        startup.hStdOutput = output;
+        startup.hStdError = errors;
+        m_isStarted = CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                     nullptr, &startup, &m_program);
+    }
+    ~Program()
+    {
+        if (!m_isStarted)
+            return;
+        TerminateProcess(m_program.hProcess, 1);
+        WaitForSingleObject(m_program.hProcess, 5000);
+        CloseHandle(m_program.hThread);
+        CloseHandle(m_program.hProcess);
+    }
+    Program(const Program &) = delete;
+    Program &operator=(const Program &) = delete;
+
+    bool isStarted() const { return m_isStarted; }
+
+    bool waitForEnd() const
+    {
+        return WaitForSingleObject(m_program.hProcess, 60000) == WAIT_OBJECT_0;
+    }
+
+    uint exitCode() const
+    {
+        DWORD code = 0;
+        return GetExitCodeProcess(m_program.hProcess, &code) ? code : uint(STILL_ACTIVE);
+    }
+
+private:
+    PROCESS_INFORMATION m_program = {};
+    bool m_isStarted = false;
+};
+
+/// A console for this program, while it lives. Where none opens without a window, as in Wine, the
+/// program joins one without a window that the system opens for another program.
+class Console
+{
+public:
+    Console()
+    {
+        m_isOpen = openConsole() && GetConsoleOutputCP() != 0;
+        if (m_isOpen)
+            return;
+        FreeConsole();
+        m_program = startWithConsole();
+        m_isOpen =
+            m_program.hProcess &&
+            QTest::qWaitFor([&] { return AttachConsole(m_program.dwProcessId) != 0; }, 10000);
+    }
+    ~Console()
+    {
+        FreeConsole();
+        if (m_program.hProcess) {
+            TerminateProcess(m_program.hProcess, 1);
+            CloseHandle(m_program.hThread);
+            CloseHandle(m_program.hProcess);
+        }
+        if (m_console)
+            systemFunction<void(void *)>("ClosePseudoConsole")(m_console);
+        for (const HANDLE file : {m_input, m_writer, m_output}) {
+            if (file)
+                CloseHandle(file);
+        }
+    }
+    Console(const Console &) = delete;
+    Console &operator=(const Console &) = delete;
+
+    bool isOpen() const { return m_isOpen; }
+
+private:
+    PROCESS_INFORMATION startWithConsole()
+    {
+        PROCESS_INFORMATION program = {};
+        const auto create = systemFunction<HRESULT WINAPI(COORD, HANDLE, HANDLE, DWORD, void **)>(
+            "CreatePseudoConsole");
+        if (!create || !CreatePipe(&m_input, &m_writer, nullptr, 0))
+            return program;
+        m_output = CreateFileW(L"NUL", GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        if (FAILED(create({80, 25}, m_input, m_output, 0, &m_console)))
+            return program;
+        const DWORD_PTR consoleAttribute = 0x20016; // PROC_THREAD_ATTRIBUTE_PSEUDOCONSOLE
+        SIZE_T size = 0;
+        InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+        QByteArray bytes(static_cast<int>(size), '\0');
+        auto *const list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(bytes.data());
+        InitializeProcThreadAttributeList(list, 1, 0, &size);
+        UpdateProcThreadAttribute(list, 0, consoleAttribute, m_console, sizeof(m_console), nullptr,
+                                  nullptr);
+        STARTUPINFOEXW startup = {};
+        startup.StartupInfo.cb = sizeof(startup);
+        startup.lpAttributeList = list;
+        std::wstring command = L"\"" + wide(WINDOWS_CHILD) + L"\" wait";
+        CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE,
+                       EXTENDED_STARTUPINFO_PRESENT, nullptr, nullptr, &startup.StartupInfo,
+                       &program);
+        DeleteProcThreadAttributeList(list);
+        return program;
+    }
+
+    void *m_console = nullptr;
+    HANDLE m_input = nullptr;
+    HANDLE m_writer = nullptr; // of the input, which would end without it
+    HANDLE m_output = nullptr;
+    PROCESS_INFORMATION m_program = {};
+    bool m_isOpen = false;
+};
+
 } // namespace
+
+/// Opens a file or a part of the console that programs inherit.
+static HANDLE openInherited(const std::wstring &path, DWORD access, DWORD disposition)
+{
+    SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
+    return CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited,
+                       disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
 
 /// What differs on Windows: the names of files, their attributes, who may open what at the same
 /// time, and the commands of the system.
@@ -982,25 +1120,10 @@ private Q_SLOTS:
             QSKIP("the system has no console");
         const auto close = qScopeGuard([] { FreeConsole(); });
         const QString errors = inFolder("errors");
-        SECURITY_ATTRIBUTES inherited = {sizeof(inherited), nullptr, TRUE};
-        const HANDLE file =
-            CreateFileW(wide(errors).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                        &inherited, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-        std::wstring command = L"\"" + wide(HOST_CHILD) + L"\" " + task.toStdWString();
-        STARTUPINFOW startup = {};
-        startup.cb = sizeof(startup);
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdError = file;
-        PROCESS_INFORMATION child = {};
-        QVERIFY(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                               &startup, &child));
+        const HANDLE file = openInherited(wide(errors), GENERIC_WRITE, CREATE_NEW);
+        const Program program(HOST_CHILD, task, nullptr, nullptr, file);
         CloseHandle(file);
-        const auto end = qScopeGuard([&] {
-            TerminateProcess(child.hProcess, 1);
-            WaitForSingleObject(child.hProcess, 5000);
-            CloseHandle(child.hThread);
-            CloseHandle(child.hProcess);
-        });
+        QVERIFY(program.isStarted());
 
         for (const QByteArray &output : qAsConst(outputs)) {
             QTRY_VERIFY_WITH_TIMEOUT(contentsOf(errors).contains(output), 60000);
@@ -1010,10 +1133,62 @@ private Q_SLOTS:
             QVERIFY(isPressed);
         }
 
-        QCOMPARE(WaitForSingleObject(child.hProcess, 30000), DWORD(WAIT_OBJECT_0));
-        DWORD found = 0;
-        QVERIFY(GetExitCodeProcess(child.hProcess, &found));
-        QCOMPARE(uint(found), code);
+        QVERIFY(program.waitForEnd());
+        QCOMPARE(program.exitCode(), code);
+    }
+
+    void kelmLeavesTheConsoleAsItWas_data()
+    {
+        QTest::addColumn<QString>("task");
+        QTest::addColumn<int>("key"); // -1 for none
+        QTest::addColumn<uint>("code");
+
+        QTest::newRow("at its end") << "message" << -1 << 0U;
+        QTest::newRow("after Ctrl-C without a task") << "idle" << CTRL_C_EVENT << 130U;
+        QTest::newRow("after Ctrl-C in a task") << "cancelable" << CTRL_C_EVENT << 130U;
+    }
+
+    void kelmLeavesTheConsoleAsItWas()
+    {
+        QFETCH(QString, task);
+        QFETCH(int, key);
+        QFETCH(uint, code);
+        const Console console;
+        if (!console.isOpen())
+            QSKIP("the system has no console");
+        const DWORD readAndWrite = GENERIC_READ | GENERIC_WRITE;
+        const HANDLE input = openInherited(L"CONIN$", readAndWrite, OPEN_EXISTING);
+        const HANDLE output = openInherited(L"CONOUT$", readAndWrite, OPEN_EXISTING);
+        const auto close = qScopeGuard([&] {
+            CloseHandle(input);
+            CloseHandle(output);
+        });
+        const auto modeOf = [](HANDLE handle) {
+            DWORD mode = 0;
+            return GetConsoleMode(handle, &mode) ? mode : DWORD(0);
+        };
+        const UINT codePage = 850;
+        const DWORD inputMode = ENABLE_PROCESSED_INPUT | ENABLE_LINE_INPUT | ENABLE_ECHO_INPUT;
+        const DWORD outputMode = ENABLE_PROCESSED_OUTPUT | ENABLE_WRAP_AT_EOL_OUTPUT;
+        QVERIFY(SetConsoleOutputCP(codePage));
+        QVERIFY(SetConsoleMode(input, inputMode));
+        QVERIFY(SetConsoleMode(output, outputMode));
+
+        const Program program(HOST_CHILD, task, input, output, output);
+        QVERIFY(program.isStarted());
+        if (key >= 0) {
+            const bool hasTask = task != "idle";
+            QTRY_COMPARE_WITH_TIMEOUT(GetConsoleOutputCP(), UINT(CP_UTF8), 60000);
+            QTRY_VERIFY_WITH_TIMEOUT(modeOf(output) != outputMode, 60000);
+            QTRY_COMPARE_WITH_TIMEOUT(modeOf(input) != inputMode, hasTask, 60000);
+            QVERIFY(GenerateConsoleCtrlEvent(static_cast<DWORD>(key), 0));
+        }
+        QVERIFY(program.waitForEnd());
+
+        QCOMPARE(program.exitCode(), code);
+        QCOMPARE(GetConsoleOutputCP(), codePage);
+        QCOMPARE(modeOf(input), inputMode);
+        QCOMPARE(modeOf(output), outputMode);
     }
 
     void kelmIsSilentWhenNobodyReads()
@@ -1023,26 +1198,13 @@ private Q_SLOTS:
         HANDLE writer = nullptr;
         QVERIFY(CreatePipe(&reader, &writer, &inherited, 0));
         CloseHandle(reader);
-        const HANDLE errors =
-            CreateFileW(wide(inFolder("errors")).c_str(), GENERIC_WRITE, FILE_SHARE_READ,
-                        &inherited, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
-        std::wstring command = L"\"" + wide(KELM_PROGRAM) + L"\" --help";
-        STARTUPINFOW startup = {};
-        startup.cb = sizeof(startup);
-        startup.dwFlags = STARTF_USESTDHANDLES;
-        startup.hStdOutput = writer;
-        startup.hStdError = errors;
-        PROCESS_INFORMATION child = {};
-        QVERIFY(CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                               &startup, &child));
+        const HANDLE errors = openInherited(wide(inFolder("errors")), GENERIC_WRITE, CREATE_NEW);
+        const Program program(KELM_PROGRAM, "--help", nullptr, writer, errors);
         CloseHandle(writer);
         CloseHandle(errors);
+        QVERIFY(program.isStarted());
 
-        const DWORD waited = WaitForSingleObject(child.hProcess, 60000);
-        CloseHandle(child.hThread);
-        CloseHandle(child.hProcess);
-
-        QCOMPARE(waited, DWORD(WAIT_OBJECT_0));
+        QVERIFY(program.waitForEnd());
         QCOMPARE(contentsOf(inFolder("errors")), QByteArray());
     }
 
