@@ -21,5 +21,5 @@ set(quick_on_windows
     Array CSVReader CSVTable_output CSVTable_read File_contents File_paths File_reasons File_search
     File_tree FileByteReader FileReader FileStatus FileWatch Kelm Kelm_table LastError Library LineFile
     LogFile MemoryChecker Settings Signal StringTable_load StringUtil_numbers TagFile Windows
-    Windows_files
+    Windows_files Windows_paths
 )

@@ -261,6 +261,8 @@ private Q_SLOTS:
         QTest::newRow("long") << "C:" + name << "\\\\?\\C:" + name;
         QTest::newRow("on a server") << "\\\\s\\s" + name << "\\\\?\\UNC\\s\\s" + name;
         QTest::newRow("with the prefix") << "\\\\?\\C:" + name << "";
+        QTest::newRow("with the prefix and a slash") << "\\\\?\\C:" + name + "/x"
+                                                     << "\\\\?\\C:" + name + "\\x";
         QTest::newRow("with the prefix by slashes") << "//?/C:" + name << "\\\\?\\C:" + name;
         QTest::newRow("short") << "C:/x"
                                << "";

@@ -48,12 +48,14 @@ static std::wstring fullPath(const std::wstring &path)
 std::wstring toWidePath(const std::string &path)
 {
     const std::size_t longest = 200; // leaves room for a name in the folder
-    const std::wstring wide = toWide(path);
+    std::wstring wide = toWide(path);
     const auto hasPrefix = [](const std::wstring &text) {
         return text.rfind(LR"(\\?\)", 0) == 0 || text.rfind(LR"(\\.\)", 0) == 0;
     };
-    if (hasPrefix(wide))
+    if (hasPrefix(wide)) {
+        std::replace(wide.begin(), wide.end(), L'/', L'\\'); // of names that were added
         return wide;
+    }
     const std::wstring full = fullPath(wide); // a relative path is as long as its folder makes it
     // A prefix may have been written with "/", and a device gets one.
     if (full.size() < longest || hasPrefix(full))
