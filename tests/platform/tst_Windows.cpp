@@ -859,6 +859,17 @@ private Q_SLOTS:
         QCOMPARE(process.exitCode(), 7);
     }
 
+    void processReadsTheCodePageThatItIsTold()
+    {
+        Utils::Process process(WINDOWS_CHILD, {"bytes", "848145e1"});
+        QVERIFY(process.setEncoding("IBM850"));
+
+        QCOMPARE(process.run(), Utils::Process::RunFinished);
+
+        QCOMPARE(process.output(), String("\u00e4\u00fcE\u00df"));
+        QCOMPARE(process.exitCode(), 7);
+    }
+
     void processQuotesAsTheSystemSplits()
     {
         const QStringList words = {"C:\\a b\\x.exe",

@@ -3,13 +3,14 @@
 //     wait            waits for a minute
 //     tree            starts two children that wait, prints their numbers, and waits
 //     print WORD...   prints each word on a line
+//     bytes HEX       prints bytes as they are
 //     folder          prints the current folder
 //     variable NAME   prints the environment variable
 //     load PATH       loads and unloads the library PATH, twice
 //     thread PATH     calls the function "failingOperation" of the library PATH in a thread, which
 //                     ends after the library has been unloaded
 //
-// What it prints is UTF-8. The exit code of what does not wait is 7 after success.
+// What it prints else is UTF-8. The exit code of what does not wait is 7 after success.
 #include <QCoreApplication>
 #include <QDir>
 #include <QProcess>
@@ -83,6 +84,11 @@ int main(int argc, char **argv)
         return print(QDir::currentPath());
     if (task == "variable")
         return print(qEnvironmentVariable(word.toLatin1().constData()));
+    if (task == "bytes") {
+        const QByteArray bytes = QByteArray::fromHex(word.toLatin1());
+        const auto size = static_cast<std::size_t>(bytes.size());
+        return std::fwrite(bytes.constData(), 1, size, stdout) == size ? success : 1;
+    }
     if (task == "load")
         return load(word);
     if (task == "thread")

@@ -171,6 +171,56 @@ private Q_SLOTS:
         QCOMPARE(last.takeRecent(), text);
     }
 
+    void readsOtherEncodings_data()
+    {
+        QTest::addColumn<QString>("encoding");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<Data::String>("text");
+
+        const auto row = [](const char *encoding, const QByteArray &bytes, const char *text) {
+            QTest::addRow("%s, %s", encoding, bytes.toHex().constData())
+                << encoding << bytes << Data::String(QString::fromUtf8(text));
+        };
+        // clang-format off
+        row("windows-1252", "\xe4\x80", "\u00e4\u20ac");
+        row("windows-1252", "\x81", "\u0081"); // as in files
+        row("windows-1253", "a\xd2z", "a\ufffdz");
+        row("IBM850", "\x84\xe1\n", "\u00e4\u00df\n");
+        row("latin1", "\xef\xbb\xbf", "\u00ef\u00bb\u00bf");
+        row("Shift_JIS", "\x93\xfa\x96{", "\u65e5\u672c");
+        row("Shift_JIS", "a\x93", "a\ufffd");
+        row("UTF-16LE", QByteArray("a\0\xe5\x65", 4), "a\u65e5");
+        row("UTF-16LE", QByteArray("\xff\xfe" "a\0", 4), "a");
+        row("UTF-16", QByteArray("\xfe\xff\0a", 4), "a");
+        row("UTF-16LE", QByteArray("a\0b", 3), "a\ufffd");
+        row("UTF-8", "\xef\xbb\xbf\xc3\xa4\xff", "\u00e4\ufffd");
+        row("no such", "\xc3\xa4", "\u00e4"); // UTF-8
+        // clang-format on
+    }
+
+    void readsOtherEncodings()
+    {
+        QFETCH(QString, encoding);
+        QFETCH(QByteArray, bytes);
+        QFETCH(Data::String, text);
+
+        for (int size = 1; size <= bytes.size(); ++size) {
+            ProcessOutput output;
+            output.setEncoding(Utils::Encoding(encoding));
+            Data::String pieces;
+            for (int i = 0; i < bytes.size(); i += size)
+                pieces = pieces + output.append(bytes.mid(i, size), true);
+            pieces = pieces + output.end(true);
+            QCOMPARE(pieces, text);
+            QCOMPARE(output.text(), text);
+
+            output.clear(); // the next output begins anew, in the same encoding
+            output.append(bytes, true);
+            output.end(true);
+            QCOMPARE(output.text(), text);
+        }
+    }
+
     void beginsAnewBehindTheEnd()
     {
         ProcessOutput output;

@@ -467,6 +467,68 @@ private Q_SLOTS:
 
     // Standard error
 
+    void decodesTheOutputInTheEncodingThatIsSet()
+    {
+        const QTemporaryDir folder;
+        Utils::LogFile log(folder.filePath("log"), false);
+        Process process("/bin/sh", shellArguments("printf '\\200\\n'; printf '\\344\\n' >&2"));
+        process.setLogFile(&log, /*keepOutput=*/true);
+        process.setSeparateErrorOutput(true);
+        note(process);
+
+        QVERIFY(process.setEncoding("cp1252"));
+        QCOMPARE(process.encoding(), Data::String("windows-1252"));
+        QCOMPARE(process.run(), Process::RunFinished);
+
+        m_lines.sort();
+        QCOMPARE(m_lines, QStringList({"! \u00e4", "\u20ac"}));
+        QCOMPARE(process.output(), Data::String("\u20ac\n"));
+        QCOMPARE(process.recentOutput(), Data::String("\u20ac\n"));
+        QCOMPARE(process.errorOutput(), Data::String("\u00e4\n"));
+        QVERIFY(contents(log).contains("\u20ac\n"));
+        QVERIFY(contents(log).contains("\u00e4\n"));
+
+        QVERIFY(process.setEncoding(""));
+        QCOMPARE(process.encoding(), Data::String());
+        QCOMPARE(process.run(), Process::RunFinished);
+        QCOMPARE(process.output(), Data::String("\ufffd\n"));
+    }
+
+    void decodesInAnotherEncodingFromTheNextStart()
+    {
+        Process process("/bin/sh",
+                        shellArguments("printf '\\303\\244.'; read line; printf '\\303\\244.'"));
+        QVERIFY(process.start());
+        QVERIFY(waitForOutput(process, "."));
+
+        QVERIFY(process.setEncoding("latin1"));
+        QVERIFY(process.start()); // does nothing, as the program is running
+        QVERIFY(process.sendData("\n", -1));
+        QVERIFY(process.wait(/*showProgress=*/false));
+        QCOMPARE(process.output(), Data::String("\u00e4.")); // since the second start
+
+        QVERIFY(process.start());
+        QVERIFY(process.sendData("\n", -1));
+        QVERIFY(process.wait(/*showProgress=*/false));
+        QCOMPARE(process.output(), Data::String("\u00c3\u00a4.\u00c3\u00a4."));
+    }
+
+    void keepsItsEncodingWhenThereIsNoneOfThatName()
+    {
+        Process process("/bin/sh", shellArguments("printf '\\344'"));
+        QVERIFY(process.setEncoding("ISO-8859-15"));
+
+        for (const char *const name : {"no such", "auto"}) {
+            QVERIFY(!process.setEncoding(name));
+            QCOMPARE(File::lastError(), Data::String(".Kelm.Utils.err.encoding"));
+        }
+
+        QCOMPARE(process.encoding(), Data::String("ISO-8859-15"));
+        QCOMPARE(process.run(), Process::RunFinished);
+        QCOMPARE(process.output(), Data::String("\u00e4"));
+        QCOMPARE(File::lastError(), Data::String());
+    }
+
     void separatesStandardError()
     {
         const QTemporaryDir folder;

@@ -5,6 +5,7 @@
 #include "tests/support/OwnNamespace.h"
 #include "tests/support/Print.h"
 #include "tests/support/ReadFault.h"
+#include "utils/files/File.h"
 
 #include <QtTest>
 
@@ -75,6 +76,30 @@ private Q_SLOTS:
             QCOMPARE(openFiles(), filesBefore);
         }
         QVERIFY(failed > 0);
+    }
+
+    void keepsItsEncodingWhereMemoryEnds()
+    {
+        const Data::String name("Shift_JIS");
+        Process process("/bin/true");
+        QVERIFY(process.setEncoding(name)); // Qt makes it at the first time
+        int failed = 0;
+        bool isSet = false;
+        for (int n = 0; n < 1000 && !isSet; ++n) {
+            QVERIFY(process.setEncoding("windows-1252"));
+            {
+                FailingMemory memory(n, FailingMemory::Once);
+                isSet = process.setEncoding(name);
+            }
+            if (!isSet) {
+                ++failed;
+                QCOMPARE(process.encoding(), Data::String("windows-1252"));
+                QCOMPARE(Utils::File::lastError(), Data::String(".Kelm.Utils.err.memory"));
+            }
+        }
+        QVERIFY(isSet);
+        QVERIFY(failed > 0);
+        QCOMPARE(process.encoding(), name);
     }
 
     void leavesTheProgramThatRuns()

@@ -20,6 +20,8 @@ static const QLatin1Char blank(' ');
 void ProcessPrivate::prepareStart()
 {
     errorOutput.clear();
+    output.setEncoding(encoding);
+    errorOutput.setEncoding(encoding);
     lines.clear();
     if (isChannelModeSet)
         process.setProcessChannelMode(separatesErrors ? QProcess::SeparateChannels

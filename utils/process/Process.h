@@ -28,8 +28,8 @@ class ProcessPrivate;
 ///     return process.output();
 ///
 /// The output is read while an event loop runs and during calls that wait. It is decoded as UTF-8,
-/// even when a character arrives in several pieces. Invalid bytes become U+FFFD, and a byte order
-/// mark at the start is removed.
+/// unless setEncoding() is set, even when a character arrives in several pieces. Invalid bytes
+/// become U+FFFD, and a byte order mark at the start is removed.
 ///
 /// An object can run several programs, one after the other. In any kill mode, the destructor kills
 /// a program that is still running, but not the processes that this program has started, and waits
@@ -293,6 +293,15 @@ public:
     /// The standard error since the last start, when it is separate, decoded and limited as
     /// output().
     Data::String errorOutput() const;
+
+    /// Sets the encoding of the output, standard error included, from the next start on, such as
+    /// "windows-1252" or "IBM850"; the names are those of File. With "", as at first, it is UTF-8.
+    /// False, with a reason in File::lastError() and nothing changed, when there is no encoding of
+    /// that name. sendData() writes UTF-8 in any case.
+    bool setEncoding(const Data::String &name);
+
+    /// The name last set: "", or the usual name of the encoding.
+    Data::String encoding() const;
 
     /// The command and its arguments as a text that a program reads back exactly: on Unix a POSIX
     /// shell, on Windows a program that splits its command line by the rules of

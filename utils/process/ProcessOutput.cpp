@@ -22,6 +22,8 @@ void ProcessOutput::clear()
     takeRecent();
 }
 
+void ProcessOutput::setEncoding(const Encoding &encoding) { m_encoding = encoding.unlessUtf8(); }
+
 Data::String ProcessOutput::append(const QByteArray &bytes, bool keep)
 {
     QString piece = decode(bytes);
@@ -29,9 +31,16 @@ Data::String ProcessOutput::append(const QByteArray &bytes, bool keep)
     return piece;
 }
 
+/// Whether a character is incomplete. Some codecs report it only when another one follows.
+static bool isWithinCharacter(QTextDecoder &decoder)
+{
+    return decoder.needsMoreData() ||
+           decoder.toUnicode("\n", 1).startsWith(QChar(QChar::ReplacementCharacter));
+}
+
 Data::String ProcessOutput::end(bool keep)
 {
-    const bool isCutOff = m_decoder ? m_decoder->needsMoreData() : !m_rest.isEmpty();
+    const bool isCutOff = m_decoder ? isWithinCharacter(*m_decoder) : !m_rest.isEmpty();
     m_isBegun = false;
     m_rest = QByteArray();
     m_decoder.reset();
@@ -53,6 +62,12 @@ Data::String ProcessOutput::takeRecent()
 
 QString ProcessOutput::decode(const QByteArray &bytes)
 {
+    if (m_encoding.isSingleByte())
+        return m_encoding.toText(bytes.constData(), bytes.constData() + bytes.size());
+    if (!m_decoder && m_encoding.isValid()) {
+        const QTextCodec *const codec = QTextCodec::codecForName(m_encoding.name().toLatin1());
+        m_decoder.reset(codec->makeDecoder());
+    }
     if (m_decoder)
         return m_decoder->toUnicode(bytes);
 

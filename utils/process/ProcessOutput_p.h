@@ -1,6 +1,7 @@
 #pragma once
 
 #include "data/String.h"
+#include "utils/base/Encoding_p.h"
 
 #include <QByteArray>
 
@@ -10,7 +11,7 @@ class QTextDecoder;
 
 namespace Utils {
 
-/// The output of a child process: UTF-8 that arrives in pieces.
+/// The output of a child process, which arrives in pieces: UTF-8, or text in another encoding.
 class ProcessOutput
 {
 public:
@@ -20,6 +21,9 @@ public:
 
     /// Clears both texts.
     void clear();
+
+    /// Sets the encoding of an output that has not begun. An invalid one stands for UTF-8.
+    void setEncoding(const Encoding &encoding);
 
     /// Appends a piece to both texts or, when \p keep is false, to the recent text only, of which
     /// then only the last line is kept. Returns the text of the piece; a character that is still
@@ -43,8 +47,9 @@ private:
 
     const int m_limit;
     bool m_isBegun = false;                  // a byte order mark is removed only before this
+    Encoding m_encoding;                     // invalid for UTF-8
     QByteArray m_rest;                       // the bytes of an incomplete character
-    std::unique_ptr<QTextDecoder> m_decoder; // since the first invalid byte
+    std::unique_ptr<QTextDecoder> m_decoder; // of UTF-8 only since the first invalid byte
     QString m_text;
     int m_recentBegin = 0; // of the recent text in m_text; -1 when it is in m_recent
     QString m_recent;

@@ -1,4 +1,4 @@
-// The output of a program line by line, and its standard error apart.
+// The output of a program line by line, in other encodings, and its standard error apart.
 
 #include "utils/process/Process.h"
 
@@ -10,6 +10,7 @@
 #include <QPointer>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace Utils {
@@ -140,6 +141,22 @@ void Process::setSeparateErrorOutput(bool separate)
     d->isChannelModeSet = d->isChannelModeSet || separate;
     d->separatesErrors = separate;
 }
+
+bool Process::setEncoding(const Data::String &name)
+{
+    LastError operation;
+    try {
+        const Encoding encoding(name);
+        if (!encoding.isValid() && !name.isEmpty())
+            return LastError::set(".err.encoding", {name});
+        d->encoding = encoding;
+        return operation.succeeded();
+    } catch (const std::bad_alloc &) {
+        return LastError::set(".err.memory");
+    }
+}
+
+Data::String Process::encoding() const { return d->encoding.name(); }
 
 Data::String Process::errorOutput() const { return d->errorOutput.text(); }
 

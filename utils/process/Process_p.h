@@ -1,5 +1,6 @@
 #pragma once
 
+#include "utils/base/Encoding_p.h"
 #include "utils/process/ChildProcess_p.h"
 #include "utils/process/Process.h"
 #include "utils/process/ProcessLines_p.h"
@@ -51,6 +52,7 @@ public:
     Data::String message;
     ProcessOutput output;
     ProcessOutput errorOutput;
+    Encoding encoding; // of the outputs of the next program; invalid for UTF-8
     Slot outputSlot{"stdout", nullptr};
     Slot errorSlot{"stderr", nullptr};
     Slot endSlot{"end", nullptr};
