@@ -1,10 +1,11 @@
-# The package for Windows that cpack makes: a zip of all components, with what a program needs that
-# its user does not have.
+# The packages for Windows that cpack makes: a zip of all components, with what a program needs that
+# its user does not have, and one of the debug files.
 #
 #   Library      KelmUtils and its texts
 #   Development  headers, the import library, the descriptions for CMake and pkg-config
 #   Console      the console host with its resources
 #   Runtime      the libraries of Qt and of the compiler, and the licences of all
+#   Debug        what debuggers need of the programs; in the second zip
 
 # A build by another compiler, whose runtime its own tools deploy, has no such component.
 set(CPACK_COMPONENTS_ALL Library Development Console)
@@ -60,9 +61,19 @@ set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGE_FILE_NAME "KelmUtils-${PROJECT_VERSION}-windows-x86_64")
 set(CPACK_PACKAGE_DIRECTORY "${folder}")
 set(CPACK_STRIP_FILES ON)
-# All components in one archive, below one folder.
+if(KELMUTILS_DEBUG_FILES)
+    list(APPEND CPACK_COMPONENTS_ALL Debug)
+endif()
+# All components but one in one archive, both below the same folder.
 set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
+set(CPACK_COMPONENTS_GROUPING ONE_PER_GROUP)
 set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+    string(TOUPPER "${component}" name)
+    set(CPACK_COMPONENT_${name}_GROUP Programs)
+endforeach()
+set(CPACK_COMPONENT_DEBUG_GROUP DebugFiles)
+set(CPACK_ARCHIVE_PROGRAMS_FILE_NAME "${CPACK_PACKAGE_FILE_NAME}")
+set(CPACK_ARCHIVE_DEBUGFILES_FILE_NAME "${CPACK_PACKAGE_FILE_NAME}-debug")
 
 include(CPack)

@@ -1,8 +1,9 @@
-# Makes the zip of a build for Windows, looks it over, unpacks it, and builds and runs a host on what
-# it has, as a user would.
+# Makes the zips of a build for Windows, looks them over, unpacks them, and builds and runs a host on
+# what they have, as a user would.
 #
 # Arguments, all required: BUILD_DIR, SOURCE_DIR, SCRATCH_DIR, LIBDIR, DATADIR, VERSION, PYTHON (of
-# this machine), COMPILER, and for a build by cross compilers TOOLCHAIN and EMULATOR.
+# this machine), COMPILER, DEBUG_FILES, whether there is a zip of them, OBJDUMP, NM and ADDR2LINE for
+# it, and for a build by cross compilers TOOLCHAIN and EMULATOR.
 
 cmake_policy(VERSION 3.25)
 
@@ -15,8 +16,12 @@ file(MAKE_DIRECTORY "${SCRATCH_DIR}")
 run(cpack --config "${BUILD_DIR}/CPackConfig.cmake" -B "${SCRATCH_DIR}/zip")
 set(name "KelmUtils-${VERSION}-windows-x86_64")
 file(GLOB made RELATIVE "${SCRATCH_DIR}/zip" "${SCRATCH_DIR}/zip/*.zip")
-if(NOT made STREQUAL "${name}.zip")
-    message(FATAL_ERROR "The zip is \"${made}\"")
+set(expected "${name}.zip")
+if(DEBUG_FILES)
+    set(expected "${name}-debug.zip;${name}.zip")
+endif()
+if(NOT made STREQUAL expected)
+    message(FATAL_ERROR "The zips are \"${made}\"")
 endif()
 run("${CMAKE_COMMAND}" -E chdir "${SCRATCH_DIR}"
     "${CMAKE_COMMAND}" -E tar xf "zip/${name}.zip")
@@ -45,7 +50,8 @@ foreach(file IN LISTS wanted)
     endif()
 endforeach()
 file(GLOB_RECURSE unwanted
-    "${PREFIX}/include/*_p.h" "${PREFIX}/include/*.cpp" "${PREFIX}/*/tst_*" "${PREFIX}/*/Qt5Test.dll")
+    "${PREFIX}/include/*_p.h" "${PREFIX}/include/*.cpp" "${PREFIX}/*/tst_*" "${PREFIX}/*/Qt5Test.dll"
+    "${PREFIX}/*.debug")
 if(unwanted)
     message(FATAL_ERROR "In the zip, though internal: ${unwanted}")
 endif()
@@ -83,3 +89,37 @@ file(READ "${example}/program1.txt" expected)
 if(NOT output STREQUAL expected)
     message(FATAL_ERROR "The host prints\n${output}instead of\n${expected}")
 endif()
+
+if(NOT DEBUG_FILES)
+    return()
+endif()
+
+# The programs have no debug information themselves, but find that of the second zip beside them.
+set(programs libKelmUtils.dll kelm.exe)
+foreach(program IN LISTS programs)
+    run("${OBJDUMP}" --section-headers "${PREFIX}/bin/${program}")
+    if(output MATCHES "debug_info" OR NOT output MATCHES "gnu_debuglink")
+        message(FATAL_ERROR "${program} has the wrong sections:\n${output}")
+    endif()
+endforeach()
+run("${CMAKE_COMMAND}" -E chdir "${SCRATCH_DIR}"
+    "${CMAKE_COMMAND}" -E tar xf "zip/${name}-debug.zip")
+file(GLOB_RECURSE debug_files RELATIVE "${PREFIX}" "${PREFIX}/*.debug")
+list(SORT debug_files)
+if(NOT debug_files STREQUAL "bin/kelm.exe.debug;bin/libKelmUtils.dll.debug")
+    message(FATAL_ERROR "The debug files are ${debug_files}")
+endif()
+set(functions "Utils::File::lastError\\(\\)" "main")
+set(sources "utils/files/File_contents.cpp" "examples/console/main.cpp")
+foreach(program function source IN ZIP_LISTS programs functions sources)
+    run("${NM}" --demangle "${PREFIX}/bin/${program}.debug")
+    if(NOT output MATCHES "([0-9a-f]+) T ${function}\n")
+        message(FATAL_ERROR "${program}.debug has no function ${function}")
+    endif()
+    run("${ADDR2LINE}" "--exe=${PREFIX}/bin/${program}" "${CMAKE_MATCH_1}")
+    string(REGEX REPLACE ":[0-9]+\n$" "" path "${output}")
+    cmake_path(NORMAL_PATH path) # a compiler cache makes it relative to the build folder
+    if(NOT path STREQUAL "/KelmUtils-${VERSION}/${source}")
+        message(FATAL_ERROR "${function} is at ${output}")
+    endif()
+endforeach()
