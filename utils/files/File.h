@@ -265,8 +265,8 @@ public:
     /// the catalogue does not have the text.
     ///
     /// The operations are those of File, TagFile, CSVTable, CSVReader, CSVDialect, Document and
-    /// Settings that can fail, run() and setEncoding() of Process, and the constructor of FileReader with an encoding.
-    /// Functions that cannot fail, such as File::join(), keep the reason.
+    /// Settings that can fail, Process::run() and setEncoding(), and the constructor of FileReader
+    /// with an encoding. Functions that cannot fail, such as File::join(), keep the reason.
     ///
     /// Some operations return true, or a result, or nothing, although a part of them failed:
     /// write() and others on a full disk, copyDir(), move(), remove(), search(), access to rows of
