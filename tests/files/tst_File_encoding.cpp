@@ -7,6 +7,7 @@
 #include "tests/support/Bytes.h"
 #include "tests/support/Encoded.h"
 #include "tests/support/Files.h" // makeFile
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 
 #include <QTemporaryDir>
@@ -421,6 +422,24 @@ private Q_SLOTS:
                  String("The file \"" + m_folder.filePath("none") + "\" does not exist."));
         QCOMPARE(File::read(path, "auto"), String("x"));
         QCOMPARE(File::lastError(), String());
+        // Files whose names are patterns for other functions.
+        QCOMPARE(File::read(m_folder.filePath("a*b"), "auto"), String());
+        QVERIFY(!File::lastError().isEmpty());
+        makeFile(m_folder.filePath("a*c"), "");
+        QCOMPARE(File::read(m_folder.filePath("a*c"), "auto"), String());
+        QCOMPARE(File::lastError(), String());
+    }
+
+    void tellsThatAnEmptyFileMayNotBeRead()
+    {
+        const String path = makeFile(m_folder.filePath("locked"), "");
+        QVERIFY(QFile::setPermissions(path, {}));
+        const OrdinaryUser user(m_folder.path());
+
+        for (const char *const encoding : {"auto", "windows-1252"}) {
+            QCOMPARE(File::read(path, encoding), String());
+            QCOMPARE(File::lastError(), String("You have no permission to read \"" + path + "\"."));
+        }
     }
 
     void writesAFileInAnEncoding_data()

@@ -276,7 +276,7 @@ bool readDecoded(const Data::String &path, const QString &encoding, DecodedFile 
     const bool isAuto = isAutomatic(encoding);
     EncodingFinder finder;
     QByteArray bytes = isAuto ? readRaw(path, finder) : File::readRaw(path);
-    if (bytes.isEmpty() && !(File::exists(path) && File::size(path) == 0))
+    if (bytes.isEmpty() && LastError::id()) // not for an empty file
         return false;
     if (!isAuto)
         return decodeFile(std::move(bytes), path, encoding, decoded);
