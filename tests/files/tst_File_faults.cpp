@@ -6,9 +6,11 @@
 #include "tests/support/CallFault.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/Tree.h"
 
 #include <QDir>
 #include <QTemporaryDir>
+#include <QTextCodec>
 #include <QtTest>
 
 #include <cerrno>
@@ -120,19 +122,22 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("removed");
 
-        QTest::newRow("by its name") << "folder/link";
-        QTest::newRow("with all in its folder") << "folder/*";
+        QTest::addColumn<QByteArray>("function");
+
+        QTest::newRow("by its name") << "folder/link" << QByteArray("unlink");
+        QTest::newRow("with all in its folder") << "folder/*" << QByteArray("unlinkat");
     }
 
     void removesNoLinkThatTheSystemKeeps()
     {
         QFETCH(QString, removed);
+        QFETCH(QByteArray, function);
         makeFile(path("below/file"));
         QVERIFY(QDir(m_folder->path()).mkdir("folder"));
         QVERIFY(QFile::link("../below", path("folder/link")));
         int count = -1;
         {
-            const CallFault fault("unlink", EACCES);
+            const CallFault fault(function, EACCES);
             count = File::remove(path(removed));
         }
 
@@ -148,7 +153,7 @@ private Q_SLOTS:
         makeFile(path("folder/below/file"));
         int count = -1;
         {
-            const CallFault fault("rmdir", EBUSY);
+            const CallFault fault("unlinkat", EBUSY, 1);
             count = File::remove(path("folder/*"));
         }
 
@@ -160,24 +165,171 @@ private Q_SLOTS:
     void removesNoFolderThatMayBeALink_data()
     {
         QTest::addColumn<QString>("removed");
+        QTest::addColumn<QByteArray>("function");
+        QTest::addColumn<bool>("isLink");
 
-        QTest::newRow("by its name") << "folder/below";
-        QTest::newRow("with all in its folder") << "folder/*";
+        for (const bool isLink : {false, true}) {
+            QTest::addRow("by its name, a %s", isLink ? "link" : "folder")
+                << "folder/below" << QByteArray("lstat") << isLink;
+            QTest::addRow("with all in its folder, a %s", isLink ? "link" : "folder")
+                << "folder/*" << QByteArray("fstatat") << isLink;
+        }
     }
 
     void removesNoFolderThatMayBeALink()
     {
         QFETCH(QString, removed);
-        makeFile(path("folder/below/file"));
+        QFETCH(QByteArray, function);
+        QFETCH(bool, isLink);
+        makeFile(path("other/file"));
+        QVERIFY(QDir(m_folder->path()).mkdir("folder"));
+        QVERIFY(isLink ? QFile::link("../other", path("folder/below"))
+                       : QDir().rename(path("other"), path("folder/below")));
         int count = -1;
         {
-            const CallFault fault("lstat", EACCES);
+            // The first call for a link is of the listing, and finds out what the link leads to.
+            const int first = isLink && function == "fstatat" ? 1 : 0;
+            const CallFault fault(function, EACCES, first);
             count = File::remove(path(removed));
         }
 
         QCOMPARE(count, 0);
         QCOMPARE(File::lastError(), String(".Kelm.Utils.err.rmdir"));
         QVERIFY(QFile::exists(path("folder/below/file")));
+    }
+
+    void removesNothingElsewhereWhenAFolderIsExchanged_data()
+    {
+        QTest::addColumn<QString>("removed");
+        QTest::addColumn<QByteArray>("function");
+
+        for (const char *const function : {"open", "openat", "opendir", "readdir", "stat", "lstat",
+                                           "fstat", "fstatat", "unlink", "unlinkat", "rmdir"})
+        {
+            QTest::addRow("all, at %s", function) << "work/*" << QByteArray(function);
+            QTest::addRow("a folder, at %s", function) << "work/sub" << QByteArray(function);
+        }
+    }
+
+    void removesNothingElsewhereWhenAFolderIsExchanged()
+    {
+        QFETCH(QString, removed);
+        QFETCH(QByteArray, function);
+        bool happens = true;
+        for (int n = 0; happens && n < 100; ++n) {
+            for (const char *const folder : {"work/sub", "work/sub/below"})
+                QDir(path(folder)).removeRecursively();
+            for (const char *const file :
+                 {"work/sub/a", "work/sub/below/a", "kept/a", "kept/below/a"})
+                makeFile(path(file));
+            {
+                // Another process puts a link to "kept" in the place of the folder.
+                const CallFault exchange(
+                    function,
+                    [&] {
+                        QDir().rename(path("work/sub"), path("moved"));
+                        QFile::link("../kept", path("work/sub"));
+                    },
+                    n);
+                File::remove(path(removed));
+                happens = exchange.count() > 0;
+            }
+            QVERIFY2(QFile::exists(path("kept/a")), QByteArray::number(n));
+            QVERIFY2(QFile::exists(path("kept/below/a")), QByteArray::number(n));
+            QFile::remove(path("work/sub"));
+            QDir(path("moved")).removeRecursively();
+        }
+        QVERIFY(!happens);
+    }
+
+    /// The locale tells whether folders stay open while they are cleared, or paths are used.
+    void removesTheSameByFoldersAsByPaths_data()
+    {
+        QTest::addColumn<QString>("removed");
+        QTest::addColumn<QString>("exceptions");
+
+        for (const char *const removed :
+             {"top/*", "top/./*", "top", "top/sub", "top/sub/", "top/link/*", "top/link",
+              "top/file", "top/none/*", "top/file/*", "top/empty/*", "top/empty", "top/locked/*",
+              "top/sub/*"})
+            QTest::newRow(removed) << removed << "";
+        QTest::newRow("but a name") << "top/*"
+                                    << "sub";
+        QTest::newRow("but a pattern") << "top/*"
+                                       << "*l*";
+        QTest::newRow("but what no expression matches") << "top/*"
+                                                        << "[k*";
+        QTest::newRow("but a list") << "top/*"
+                                    << "file\nlink\n\nnone";
+    }
+
+    void removesTheSameByFoldersAsByPaths()
+    {
+        QFETCH(QString, removed);
+        QFETCH(QString, exceptions);
+        QStringList results;
+        QTextCodec *const locale = QTextCodec::codecForLocale();
+        for (const char *const codec : {"UTF-8", "ISO-8859-1"}) {
+            QTextCodec::setCodecForLocale(QTextCodec::codecForName(codec));
+            makeVariety();
+            const int count = File::remove(path(removed), exceptions);
+            results.append(QString::number(count) + ' ' + File::lastError() + ' ' +
+                           tree(m_folder->path()).join(' '));
+            chmod(QFile::encodeName(path("top/locked")), 0755);
+            QDir(m_folder->path() + "/top").removeRecursively();
+            QDir(m_folder->path() + "/other").removeRecursively();
+        }
+        QTextCodec::setCodecForLocale(locale);
+
+        QCOMPARE(results.at(0), results.at(1));
+    }
+
+    void removesAsFewOrAsManyInADeepTree_data()
+    {
+        QTest::addColumn<int>("depth");
+
+        for (const int depth : {1, 31, 32, 33, 34, 100})
+            QTest::newRow(QByteArray::number(depth)) << depth;
+    }
+
+    void removesAsFewOrAsManyInADeepTree()
+    {
+        QFETCH(int, depth);
+        QString folder = "top";
+        for (int i = 0; i < depth; ++i) {
+            folder += "/d";
+            makeFile(path(folder + "/file"));
+            makeFile(path(folder + "/e/file"));
+        }
+
+        QCOMPARE(File::remove(path("top/*")), 4 * depth);
+        QCOMPARE(File::lastError(), String());
+        QCOMPARE(tree(m_folder->path()), QStringList("top/"));
+    }
+
+    void leavesAFolderOnItsWayThatIsExchangedInADeepTree()
+    {
+        QString folder = "top";
+        for (int i = 0; i < 40; ++i)
+            folder += "/d";
+        makeFile(path(folder + "/file"));
+        makeFile(path("kept/d/file"));
+        QString upper = "top";
+        for (int i = 0; i < 35; ++i)
+            upper += "/d";
+        {
+            // When the first file is removed, the folders above it are closed.
+            const CallFault exchange("unlinkat", [&] {
+                QDir().rename(path(upper), path("moved"));
+                QFile::link(path("kept"), path(upper));
+            });
+            File::remove(path("top/*"));
+            QCOMPARE(exchange.count(), 1);
+        }
+
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.rmdir"));
+        QVERIFY(QFile::exists(path("kept/d/file")));
+        QVERIFY(QDir(path("moved")).exists());
     }
 
     // Folders that cannot be listed, or only in part
@@ -198,7 +350,10 @@ private Q_SLOTS:
         makeFiles("folder");
         int count = -1;
         {
-            const CallFault fault(function, faultOf(function), first);
+            // A folder stays open while it is cleared; a search closes it before.
+            const bool isCleared = function == "opendir" && !removed.endsWith(".txt");
+            const CallFault fault(isCleared ? "openat" : function.constData(), faultOf(function),
+                                  first);
             count = File::remove(path(removed));
         }
 
@@ -228,7 +383,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("first");
         QTest::addColumn<String>("reason");
 
-        QTest::newRow("not opened") << QByteArray("opendir") << 1 << noRight;
+        QTest::newRow("not opened") << QByteArray("openat") << 1 << noRight;
         // The folder above has three entries, and an end.
         QTest::newRow("nothing read") << QByteArray("readdir") << 4 << readFault;
     }
@@ -266,7 +421,7 @@ private Q_SLOTS:
         QVERIFY(QDir(m_folder->path()).mkpath("top/below"));
         int count = -1;
         {
-            const CallFault fault("opendir", EACCES, first);
+            const CallFault fault("openat", EACCES, first);
             count = File::remove(path(removed));
             QCOMPARE(fault.count(), 1);
         }
@@ -752,7 +907,25 @@ private:
         }
     }
 
-    static int faultOf(const QByteArray &function) { return function == "opendir" ? EACCES : EIO; }
+    static int faultOf(const QByteArray &function)
+    {
+        return function == "opendir" || function == "openat" ? EACCES : EIO;
+    }
+
+    /// A folder "top" with entries of each kind.
+    void makeVariety() const
+    {
+        for (const char *const name :
+             {"top/file", "top/b.txt", "top/.hidden", "top/sub/file", "top/sub/deeper/file",
+              "top/sub/.hidden/file", "top/locked/file", "other/file", "other/sub/file"})
+            makeFile(path(name));
+        QDir(path("top")).mkdir("empty");
+        QFile::link("../other", path("top/link"));
+        QFile::link("../../other/file", path("top/sub/link"));
+        QFile::link("nowhere", path("top/broken"));
+        QFile::link("/dev/null", path("top/device"));
+        mkfifo(QFile::encodeName(path("top/pipe")), 0600);
+    }
 
     static std::unique_ptr<FileReader> makeReader(const QString &path, const String &encoding)
     {

@@ -1827,7 +1827,6 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("removed");
 
-        QTest::newRow("in the folder") << "x/*";
         QTest::newRow("itself") << "x/link";
         QTest::newRow("itself, with a slash") << "x/link/";
     }
@@ -1885,11 +1884,22 @@ private Q_SLOTS:
         QCOMPARE(below(""), QString("x/ y"));
     }
 
+    void removesNothingOfTheRoot_data()
+    {
+        QTest::addColumn<QString>("argument");
+
+        for (const char *const argument :
+             {"/*", "//*", "/./*", "/..//*", "/here/../*", "../*", "rootLink/*", "rootLink/./*"})
+            QTest::newRow(argument) << QString(argument);
+    }
+
     void removesNothingOfTheRoot()
     {
+        QFETCH(QString, argument);
         SKIP_ON_WINDOWS("Windows does not copy processes");
         // In a root of its own, as a mistake here would cost everything.
         makeAll("root/a root/b/c root/here/d");
+        link("/", "root/here/rootLink");
         const QString before = below("");
         const QByteArray root = QFile::encodeName(path("root"));
 
@@ -1900,7 +1910,7 @@ private Q_SLOTS:
             const int outside = open("/", O_RDONLY);
             if (chroot(root.constData()) != 0 || chdir("/here") != 0)
                 _exit(100);
-            const int removed = File::remove("/*") + File::remove("//*");
+            const int removed = File::remove(argument);
             // A build that counts what the tests reach writes its counters outside.
             const bool isBack = fchdir(outside) == 0 && chroot(".") == 0;
             _exit(removed == 0 && isBack ? 0 : 1);

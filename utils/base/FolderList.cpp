@@ -17,12 +17,16 @@ namespace Utils {
 using Platform::Entry;
 using Platform::FolderEntry;
 
+static bool areNamesUtf8()
+{
+    const int utf8 = 106; // in the register of character sets
+    return QTextCodec::codecForLocale()->mibEnum() == utf8;
+}
+
 std::optional<std::string> nativePath(const QString &path)
 {
     // With a colon: a resource, or a name of QDir::searchPaths().
-    const int utf8 = 106; // in the register of character sets
-    if (!isName(path) || path.contains(QLatin1Char(':')) ||
-        QTextCodec::codecForLocale()->mibEnum() != utf8)
+    if (!isName(path) || path.contains(QLatin1Char(':')) || !areNamesUtf8())
         return std::nullopt;
     return path.toStdString();
 }
@@ -86,23 +90,49 @@ static int errorOfListing(const QString &folder)
     return isResource(fullPath(folder)) ? 0 : Platform::errorOfListing(systemPath(folder));
 }
 
-void listFolder(const QString &folder, const std::function<bool(const FolderItem &)> &visit,
-                int *error)
+namespace {
+
+/// Calls a visitor of FolderItem for entries of the system.
+struct EntryVisitor
 {
-    const std::optional<std::string> path = nativePath(folder);
-    QVarLengthArray<QChar, 256> text; // names are not longer on most file systems
-    const auto visitEntry = [&](const FolderEntry &found) {
+    const std::function<bool(const FolderItem &)> &visit;
+    QVarLengthArray<QChar, 256> text = {}; // names are not longer on most file systems
+
+    bool operator()(const FolderEntry &found)
+    {
         const QStringView name = decodeName(found.name, text);
         return name.isEmpty() || visit({name, found.entry == Entry::File,
                                         found.entry == Entry::Folder, found.isLink});
-    };
+    }
+};
+
+} // namespace
+
+void listFolder(const QString &folder, const std::function<bool(const FolderItem &)> &visit,
+                int *error)
+{
+    EntryVisitor visitor = {visit};
     std::optional<int> found;
-    if (path)
-        found = Platform::listFolder(*path, visitEntry);
+    if (const std::optional<std::string> path = nativePath(folder))
+        found = Platform::listFolder(*path, std::ref(visitor));
     if (!found)
         found = listByQt(folder, visit) && error ? errorOfListing(folder) : 0;
     if (error)
         *error = *found;
+}
+
+void listFolder(Platform::OpenFolder &folder, const std::function<bool(const FolderItem &)> &visit,
+                int &error)
+{
+    EntryVisitor visitor = {visit};
+    error = folder.list(std::ref(visitor));
+}
+
+std::unique_ptr<Platform::OpenFolder> openFolder(const QString &path, bool followLinks)
+{
+    if (!isName(path) || !areNamesUtf8() || isResource(fullPath(path)))
+        return {};
+    return Platform::openFolder(systemPath(path), followLinks);
 }
 
 } // namespace Utils

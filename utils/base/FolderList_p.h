@@ -6,6 +6,7 @@
 #include <QStringView>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -47,5 +48,12 @@ struct FolderItem
 /// folder, it is listed once more for this.
 void listFolder(const QString &folder, const std::function<bool(const FolderItem &)> &visit,
                 int *error = nullptr);
+
+/// The same for a folder that openFolder() has opened.
+void listFolder(Platform::OpenFolder &folder, const std::function<bool(const FolderItem &)> &visit,
+                int &error);
+
+/// Platform::openFolder(). Null, too, for what only Qt can find, and where names are not UTF-8.
+std::unique_ptr<Platform::OpenFolder> openFolder(const QString &path, bool followLinks);
 
 } // namespace Utils

@@ -457,21 +457,23 @@ public:
     ///
     /// \p exceptions are entries of dir to keep, for the first form only and not in subfolders. It
     /// is one wildcard pattern, case-insensitive, or, if it contains a line feed, a list of exact
-    /// names separated by line feeds.
+    /// names separated by line feeds. A pattern that is not valid, such as "[k*", keeps nothing.
     ///
     /// When an entry is a link, the link is removed, and the file or folder that it leads to is
     /// kept. A folder is also kept when the system cannot determine whether it is a link. Only
     /// links within \p path itself are followed: "link/*" empties the folder that the link leads
-    /// to.
+    /// to. On Unix this holds also when another process exchanges a folder below \p path for a link
+    /// during the call: nothing is removed elsewhere.
     ///
     /// A folder that cannot be listed keeps its contents; when the listing breaks off, the entries
     /// that were listed are removed. lastError() has the reason. There is none when the folder
     /// itself was to be removed, too, and could be, because it was empty.
     ///
     /// "/*", "//*" and "*" remove nothing, so that a path in which the folder name is missing by
-    /// mistake empties neither the root nor the current directory. Write "./*" for the current
-    /// directory. On Windows the same holds for a drive or a share: "D:/*", "D:*",
-    /// "//server/share/*".
+    /// mistake empties neither the root nor the current directory. Neither does any other path of
+    /// the root, such as "/./*", "/tmp/../*", or "link/*" for a link to it. Write "./*" for the
+    /// current directory. On Windows the same holds for a drive or a share: "D:/*", "D:*",
+    /// "D:/./*", "//server/share/*".
     static int remove(const Data::String &path, const Data::String &exceptions = Data::String(),
                       bool cancelable = false);
 

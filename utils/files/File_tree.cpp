@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
 #include <new>
 
 namespace Utils {
@@ -73,27 +74,6 @@ void File::moveDir(const Data::String &source, const Data::String &target)
         move(folder, target);
 }
 
-/// QFile::remove() and QDir::rmdir(), which store why they fail.
-static bool removeFile(const QString &path)
-{
-    QFile file(path);
-    if (removeEntry(file))
-        return true;
-    const bool isMissing = fileStatus(path, /*followLinks=*/false).entry == Entry::Missing;
-    return isMissing ? LastError::cannotRead(path, ENOENT) : LastError::cannotRemove(file);
-}
-
-/// \p listingError, if not 0, is why the folder could not be listed to its end. It is no failure of
-/// a folder that can be removed, which was empty then.
-static bool removeFolder(const QString &path, int listingError)
-{
-    if (removeProtected(path.toStdString(), [&] { return QDir().rmdir(path); }))
-        return true;
-    if (listingError != 0)
-        notListed(path, listingError);
-    return LastError::setFor(".err.rmdir", path);
-}
-
 namespace {
 
 /// The names of what is in a folder, as QDir lists it.
@@ -101,15 +81,23 @@ struct Contents
 {
     explicit Contents(const QString &folder)
     {
-        const auto note = [this](const FolderItem &item) {
-            // For QDir, a link to a pipe or a device is a file and also a folder.
-            if (!item.isFolder)
-                files.append(item.name.toString());
-            if (!item.isFile)
-                folders.append(item.name.toString());
-            return true;
-        };
-        listFolder(folder, note, &error);
+        listFolder(
+            folder, [this](const FolderItem &item) { return add(item); }, &error);
+    }
+    explicit Contents(Platform::OpenFolder &folder)
+    {
+        listFolder(
+            folder, [this](const FolderItem &item) { return add(item); }, error);
+    }
+
+    bool add(const FolderItem &item)
+    {
+        // For QDir, a link to a pipe or a device is a file and also a folder.
+        if (!item.isFolder)
+            files.append(item.name.toString());
+        if (!item.isFile)
+            folders.append(item.name.toString());
+        return true;
     }
 
     QStringList files;
@@ -186,57 +174,159 @@ static QStringList namesToKeep(const QStringList &entries, const Data::String &e
     return names;
 }
 
-/// Removes the content of a folder. \p path is the path of the folder followed by "/*".
-/// \p listingError is set to why the folder could not be listed to its end (errno).
-static int removeContents(const Data::String &path, const Data::String &exceptions, bool cancelable,
-                          int &listingError)
+/// QFile::remove(), which stores why it fails.
+static bool removeFile(const QString &path)
 {
-    const QString name = path.chopped(std::min(path.size(), 2));
-    // As for "/*", "*" and "//*"; on Windows also for "D:/*", and for "D:*", which has no
-    // separator.
-    if (!isName(name) || QDir(name).isRoot() || Platform::isRootOfDrive(name.toStdString()) ||
-        path.endsWith(QLatin1String(":*")))
-        return 0;
+    QFile file(path);
+    if (removeEntry(file))
+        return true;
+    const bool isMissing = fileStatus(path, /*followLinks=*/false).entry == Entry::Missing;
+    return isMissing ? LastError::cannotRead(path, ENOENT) : LastError::cannotRemove(file);
+}
 
-    const QDir folder(name);
-    const Contents here(name);
+static bool removeFolder(const QString &path)
+{
+    return removeProtected(path.toStdString(), [&] { return QDir().rmdir(path); });
+}
+
+namespace {
+
+/// A folder of which entries are removed. It is open where the system has open folders: another
+/// process may exchange it, or a folder in it, for a link meanwhile. Otherwise paths are used.
+class FolderToClear
+{
+public:
+    FolderToClear(const QString &path, bool followLinks)
+        : m_path(path), m_folder(path), m_open(openFolder(path, followLinks))
+    {}
+    FolderToClear(FolderToClear &above, const QString &name)
+        : m_path(File::join(above.m_path, name)), m_folder(m_path),
+          m_open(above.m_open ? above.m_open->below(name.toStdString()) : nullptr)
+    {}
+
+    const Data::String &path() const { return m_path; }
+
+    Contents contents() { return m_open ? Contents(*m_open) : Contents(m_path); }
+
+    Entry entry(const QString &name)
+    {
+        return m_open ? m_open->entry(name.toStdString())
+                      : fileStatus(File::join(m_path, name), /*followLinks=*/false).entry;
+    }
+
+    /// Both store why they fail.
+    bool removeFile(const QString &name)
+    {
+        const QString file = m_folder.filePath(name);
+        if (!m_open)
+            return Utils::removeFile(file);
+        const int error = m_open->removeFile(name.toStdString());
+        return error == 0 || (error == ENOENT ? LastError::cannotRead(file, error)
+                                              : LastError::cannotWrite(file, error));
+    }
+    /// \p listingError, if not 0, is why the folder could not be listed to its end. It is no
+    /// failure of a folder that can be removed, which was empty then.
+    bool removeFolder(const QString &name, int listingError)
+    {
+        const QString folder = m_folder.filePath(name);
+        const bool isRemoved =
+            m_open ? m_open->removeFolder(name.toStdString()) == 0 : Utils::removeFolder(folder);
+        return isRemoved || keeps(folder, listingError);
+    }
+
+    /// Stores why \p folder cannot be removed. Returns false.
+    static bool keeps(const QString &folder, int listingError)
+    {
+        if (listingError != 0)
+            notListed(folder, listingError);
+        return LastError::setFor(".err.rmdir", folder);
+    }
+
+    /// Leaves its file descriptor to others until it is used again.
+    void release()
+    {
+        if (m_open)
+            m_open->release();
+    }
+
+private:
+    const Data::String m_path;
+    const QDir m_folder;
+    const std::unique_ptr<Platform::OpenFolder> m_open;
+};
+
+} // namespace
+
+/// Whether File::remove() keeps what is in the folder \p name: of the root, and of what is named
+/// by mistake.
+static bool isNeverCleared(const QString &name)
+{
+    // As for "/*", "*" and "//*"; on Windows also for "D:/*".
+    const auto isRoot = [](const QString &path) {
+        return QDir(path).isRoot() || Platform::isRootOfDrive(path.toStdString());
+    };
+    return !isName(name) || isRoot(name) || isRoot(canonicalFolder(name));
+}
+
+/// Removes the contents of \p folder, which is \p depth folders below the first one. \p
+/// listingError is set to why the folder could not be listed to its end (errno).
+static int clear(FolderToClear &folder, const Data::String &exceptions, bool cancelable, int depth,
+                 int &listingError)
+{
+    const int mostOpen = 32; // folders at the same time
+    const Contents here = folder.contents();
     listingError = here.error;
     const QStringList namesKept = namesToKeep(here.files + here.folders, exceptions);
     const QSet<QString> kept(namesKept.begin(), namesKept.end());
 
     int removed = 0;
     for (const QString &file : here.files) {
-        if (!kept.contains(file) && removeFile(folder.filePath(file)))
+        if (!kept.contains(file) && folder.removeFile(file))
             ++removed;
     }
 
     const int total = here.folders.size() - namesKept.size();
-    Progress progress(total < 6 ? -1 : stepsUnlessNested(total), QLatin1String("Removing ") + path,
-                      cancelable, /*waitCursor=*/!cancelable, /*popup=*/true);
-    for (const QString &below : here.folders) {
-        if (kept.contains(below))
+    Progress progress(total < 6 ? -1 : stepsUnlessNested(total),
+                      QLatin1String("Removing ") + folder.path() + QLatin1String("/*"), cancelable,
+                      /*waitCursor=*/!cancelable, /*popup=*/true);
+    for (const QString &name : here.folders) {
+        if (kept.contains(name))
             continue;
 
         // An entry that is not known to be a folder may be a link, and the target of a link is
         // never removed.
-        const Data::String entryPath = File::join(name, below);
-        const Entry entry = fileStatus(entryPath, /*followLinks=*/false).entry;
+        const Entry entry = folder.entry(name);
         if (entry == Entry::Link) {
-            removed += removeFile(entryPath) ? 1 : 0;
+            removed += folder.removeFile(name) ? 1 : 0;
         } else if (entry == Entry::Folder) {
             int error = 0;
-            const int nested = removeContents(File::join(entryPath, QStringLiteral("*")),
-                                              Data::String(), cancelable, error);
+            FolderToClear below(folder, name);
+            if (depth >= mostOpen)
+                folder.release();
+            const int nested = clear(below, Data::String(), cancelable, depth + 1, error);
             if (nested < 0)
                 return -1;
-            removed += nested + (removeFolder(folder.filePath(below), error) ? 1 : 0);
+            removed += nested + (folder.removeFolder(name, error) ? 1 : 0);
         } else if (entry == Entry::Unknown) {
-            LastError::setFor(".err.rmdir", entryPath);
+            LastError::setFor(".err.rmdir", File::join(folder.path(), name));
         }
         if (!progress.tick())
             return -1;
     }
     return removed;
+}
+
+/// Removes the content of a folder. \p path is the path of the folder followed by "/*".
+/// \p listingError is set to why the folder could not be listed to its end (errno).
+static int removeContents(const Data::String &path, const Data::String &exceptions, bool cancelable,
+                          int &listingError)
+{
+    const QString name = path.chopped(std::min(path.size(), 2));
+    // "D:*" has no separator.
+    if (isNeverCleared(name) || path.endsWith(QLatin1String(":*")))
+        return 0;
+    FolderToClear folder(name, /*followLinks=*/true);
+    return clear(folder, exceptions, cancelable, 0, listingError);
 }
 
 static int removeFiles(const QStringList &files)
@@ -261,12 +351,12 @@ static int removeOne(const Data::String &path)
         return 0;
     }
 
-    const QDir folder(name);
-    Contents here(name);
-    for (QString &file : here.files)
-        file = folder.filePath(file);
-    const int removed = removeFiles(here.files);
-    return removed + (removeFolder(name, here.error) ? 1 : 0);
+    FolderToClear folder(name, /*followLinks=*/false);
+    const Contents here = folder.contents();
+    const auto isRemoved = [&](const QString &file) { return folder.removeFile(file); };
+    const auto removed = std::count_if(here.files.begin(), here.files.end(), isRemoved);
+    const bool isGone = removeFolder(name) || FolderToClear::keeps(name, here.error);
+    return static_cast<int>(removed) + (isGone ? 1 : 0);
 }
 
 int File::remove(const Data::String &path, const Data::String &exceptions, bool cancelable)

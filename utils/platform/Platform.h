@@ -127,6 +127,37 @@ std::optional<int> listFolder(const std::string &path,
 /// Lists it.
 int errorOfListing(const std::string &path);
 
+/// An open folder. It stays the same one when its path leads elsewhere meanwhile, as when another
+/// process exchanges a folder of the path for a link: what is removed here was in this folder.
+///
+/// Functions that return an error return an error number (errno); 0 is success.
+class OpenFolder
+{
+public:
+    virtual ~OpenFolder() = default;
+
+    /// As the function listFolder(), once. When the folder could not be opened, returns why.
+    virtual int list(const std::function<bool(const FolderEntry &)> &visit) = 0;
+
+    /// What the entry \p name is; a link is not followed.
+    virtual Entry entry(const std::string &name) = 0;
+
+    virtual int removeFile(const std::string &name) = 0;   ///< or a link, but no folder
+    virtual int removeFolder(const std::string &name) = 0; ///< which is empty
+
+    /// The folder \p name in this one, which is not opened through a link. Never null.
+    virtual std::unique_ptr<OpenFolder> below(const std::string &name) = 0;
+
+    /// Closes the folder until it is used again, to leave file descriptors to others. It is then
+    /// opened by its path; if that leads to another folder now, functions fail with ESTALE.
+    virtual void release() = 0;
+};
+
+/// Opens the folder \p path. When that fails, the result is not null, and list() tells why. Without
+/// \p followLinks, a link at the end of the path is not followed: the folder is not opened. Null on
+/// a system where the caller has to use paths, as on Windows.
+std::unique_ptr<OpenFolder> openFolder(const std::string &path, bool followLinks);
+
 /// How copyToNewFile() ended.
 enum class CopyResult
 {

@@ -3,10 +3,13 @@
 #include "utils/platform/Platform_unix_files_p.h"
 
 #include <cerrno>
+#include <climits>
 #include <memory>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace Utils::Platform {
 
@@ -40,6 +43,12 @@ static bool isLink(DIR *folder, const dirent &item)
 
 namespace {
 
+struct CloseFolder
+{
+    void operator()(DIR *folder) const { closedir(folder); }
+};
+using Folder = std::unique_ptr<DIR, CloseFolder>;
+
 /// A folder that is listed, and closed at the end of the scope.
 class Listing
 {
@@ -54,55 +63,158 @@ public:
 
     DIR *folder() const { return m_folder.get(); }
 
-    /// The next entry. Null at the end, and when there is an error().
-    const dirent *next()
-    {
-        if (!m_folder)
-            return nullptr;
-        errno = 0; // which only an error changes
-        const dirent *const item = readdir(m_folder.get());
-        if (!item)
-            m_error = errno;
-        return item;
-    }
-
-    /// Why the folder could not be opened or read on, as errno; 0 without an error.
-    int error() const { return m_error; }
+    int error() const { return m_error; } ///< why the folder could not be opened; 0 if it could
 
 private:
-    struct Close
-    {
-        void operator()(DIR *folder) const { closedir(folder); }
-    };
-    std::unique_ptr<DIR, Close> m_folder;
+    Folder m_folder;
     int m_error;
 };
 
 } // namespace
 
-std::optional<int> listFolder(const std::string &path,
-                              const std::function<bool(const FolderEntry &)> &visit)
+/// The next entry of \p folder, which may be null. Null at its end and on a failure; \p error is
+/// then set to why, as errno, or to 0.
+static const dirent *nextEntry(DIR *folder, int &error)
 {
-    Listing listing(path);
-    while (const dirent *const item = listing.next()) {
+    if (!folder)
+        return nullptr;
+    errno = 0; // which only an error changes
+    const dirent *const item = readdir(folder);
+    if (!item)
+        error = errno;
+    return item;
+}
+
+/// As Platform::listFolder() for an open folder.
+static int listOpenFolder(DIR *folder, const std::function<bool(const FolderEntry &)> &visit)
+{
+    int error = 0;
+    while (const dirent *const item = nextEntry(folder, error)) {
         if (item->d_name[0] == '.')
             continue;
-        const Entry entry = visibleEntry(listing.folder(), *item);
-        const bool isItselfLink = entry != Entry::Missing && isLink(listing.folder(), *item);
+        const Entry entry = visibleEntry(folder, *item);
+        const bool isItselfLink = entry != Entry::Missing && isLink(folder, *item);
         if (entry == Entry::Missing || (entry == Entry::Other && !isItselfLink))
             continue;
         if (!visit({item->d_name, entry, isItselfLink}))
             break;
     }
-    return listing.error();
+    return error;
+}
+
+std::optional<int> listFolder(const std::string &path,
+                              const std::function<bool(const FolderEntry &)> &visit)
+{
+    const Listing listing(path);
+    return listing.folder() ? listOpenFolder(listing.folder(), visit) : listing.error();
 }
 
 int errorOfListing(const std::string &path)
 {
-    Listing listing(path);
-    while (listing.next()) {
+    const Listing listing(path);
+    int error = listing.error();
+    while (nextEntry(listing.folder(), error)) {
     }
-    return listing.error();
+    return error;
+}
+
+namespace {
+
+class UnixFolder : public OpenFolder
+{
+public:
+    UnixFolder(std::string path, bool followLinks) : m_path(std::move(path))
+    {
+        if (isUsable(m_path))
+            open(AT_FDCWD, m_path, followLinks ? 0 : O_NOFOLLOW);
+    }
+    UnixFolder(UnixFolder &parent, const std::string &name) : m_path(parent.m_path + '/' + name)
+    {
+        m_error = parent.reopen();
+        // As for other paths, so that a tree is not deeper than a recursion bears.
+        if (m_path.size() >= PATH_MAX)
+            m_error = ENAMETOOLONG;
+        if (m_error == 0)
+            open(dirfd(parent.m_folder.get()), name, O_NOFOLLOW);
+    }
+
+    int list(const std::function<bool(const FolderEntry &)> &visit) override
+    {
+        return m_folder ? listOpenFolder(m_folder.get(), visit) : m_error;
+    }
+
+    Entry entry(const std::string &name) override
+    {
+        struct stat status;
+        const int error = run([&](int folder) {
+            return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+        });
+        return error == 0        ? entryOf(status.st_mode)
+               : error == ENOENT ? Entry::Missing
+                                 : Entry::Unknown;
+    }
+
+    int removeFile(const std::string &name) override
+    {
+        return run([&](int folder) { return unlinkat(folder, name.c_str(), 0); });
+    }
+
+    int removeFolder(const std::string &name) override
+    {
+        return run([&](int folder) { return unlinkat(folder, name.c_str(), AT_REMOVEDIR); });
+    }
+
+    std::unique_ptr<OpenFolder> below(const std::string &name) override
+    {
+        return std::make_unique<UnixFolder>(*this, name);
+    }
+
+    void release() override { m_folder.reset(); }
+
+private:
+    void open(int folder, const std::string &path, int flags)
+    {
+        const int file = openat(folder, path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags);
+        if (file >= 0 && fstat(file, &m_status) == 0)
+            m_folder.reset(fdopendir(file));
+        m_error = m_folder ? 0 : errno;
+        if (!m_folder && file >= 0)
+            close(file);
+    }
+
+    /// Opens the folder again after release(). Returns 0, or why it is not open.
+    int reopen()
+    {
+        if (m_folder || m_error != 0)
+            return m_error;
+        const struct stat before = m_status;
+        open(AT_FDCWD, m_path, 0);
+        if (m_folder && (m_status.st_dev != before.st_dev || m_status.st_ino != before.st_ino)) {
+            m_folder.reset();
+            m_error = ESTALE;
+        }
+        return m_error;
+    }
+
+    template <typename Task>
+    int run(const Task &task)
+    {
+        if (const int error = reopen())
+            return error;
+        return task(dirfd(m_folder.get())) == 0 ? 0 : errno;
+    }
+
+    const std::string m_path;
+    Folder m_folder;
+    int m_error = ENOENT; // why it could not be opened
+    struct stat m_status = {};
+};
+
+} // namespace
+
+std::unique_ptr<OpenFolder> openFolder(const std::string &path, bool followLinks)
+{
+    return std::make_unique<UnixFolder>(path, followLinks);
 }
 
 } // namespace Utils::Platform

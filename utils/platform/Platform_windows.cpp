@@ -448,6 +448,8 @@ std::optional<int> listFolder(const std::string &, const std::function<bool(cons
     return {};
 }
 
+std::unique_ptr<OpenFolder> openFolder(const std::string &, bool) { return {}; }
+
 int errorOfListing(const std::string &path)
 {
     if (!isUsable(path))
