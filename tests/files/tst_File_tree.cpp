@@ -752,9 +752,13 @@ private Q_SLOTS:
         Progress progress(maxSteps, "outer", true, false, popup);
         m_host->calls.clear();
         QStringList during;
-        m_host->reaction = [&](const QString &) {
-            if (WaitCursor::activated())
-                during.append(Progress::any()->label());
+        bool isSeenBefore = false;
+        const QString steps = QString(", %1, 1)").arg(size / 4096);
+        m_host->reaction = [&](const QString &call) {
+            if (!WaitCursor::activated())
+                return;
+            during.append(Progress::any()->label());
+            isSeenBefore = isSeenBefore || (call.endsWith(steps) && QFileInfo::exists(path("b")));
         };
 
         QVERIFY(File::copy(path("a"), path("b"), 1, false));
@@ -767,6 +771,8 @@ private Q_SLOTS:
         QCOMPARE(m_host->calls.contains(atTheEnd), chunks);
         QCOMPARE(m_host->calls.contains("showProgress(1, 0, 1)"), chunks);
         QCOMPARE(during.contains("outer"), chunks);
+        QVERIFY(!isSeenBefore); // so a kill leaves no part of it
+        QCOMPARE(below(""), QString("a b"));
     }
 
     void replacesATargetInChunks()

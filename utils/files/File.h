@@ -391,7 +391,8 @@ public:
     ///
     /// While a popup reporter exists, a file of more than 2048 KB is copied in small chunks, with a
     /// reporter and a wait cursor of its own and without its permissions. This copy cannot be
-    /// cancelled.
+    /// cancelled. It is written beside the target, as by writeSafely(), and gets its name when it
+    /// is complete.
     ///
     /// With setSafeWriting() the copy is written as by writeSafely(), a new one, too, but has the
     /// permissions of the source. A target that may not be written is kept. When the target is a
@@ -430,7 +431,8 @@ public:
     ///
     /// A file that is replaced is forced to the disk, as by copy(). A new file is not, which would
     /// take most of the time: when the power fails shortly after the call, it may be incomplete.
-    /// When the process ends during the call, each file is complete or missing.
+    /// When the process ends during the call, each file is complete or missing; on network drives
+    /// and others without files that have no name, a temporary file may stay.
     ///
     /// \compat When a file exists where a folder has to be created, it is the target of copy() for
     /// each file directly in that source folder, one after the other. The contents of the last one

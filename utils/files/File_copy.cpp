@@ -121,18 +121,20 @@ static int chunksOf(qint64 size)
     return static_cast<int>(std::min<qint64>(chunks, std::numeric_limits<int>::max()));
 }
 
-/// Copies in small chunks, with its own reporter. When the copy is incomplete, removes it and
-/// returns false.
+/// Copies in small chunks, with its own reporter. False, and nothing is at the target, when the
+/// copy is incomplete.
 static bool copyInChunks(const Data::String &source, const Data::String &target, qint64 size)
 {
     Progress progress(chunksOf(size), Progress::current(true)->label(),
                       /*cancelable=*/false, /*waitCursor=*/true, /*popup=*/true);
     QFile from(source);
-    QFile to(target);
     if (!from.open(QIODevice::ReadOnly))
         return LastError::cannotRead(from);
-    if (!to.open(QIODevice::ReadWrite | QIODevice::NewOnly))
-        return LastError::cannotWrite(to);
+    // It has its name when it is complete, so a kill leaves no part of it there.
+    SafeFile to(target);
+    to.requireNewTarget();
+    if (!to.open(QIODevice::WriteOnly))
+        return false;
 
     char chunk[chunkSize];
     qint64 copied = 0;
@@ -143,14 +145,9 @@ static bool copyInChunks(const Data::String &source, const Data::String &target,
         copied += length;
         progress.tick(); // result ignored: a copy that has begun is completed
     }
-    // The rest of the buffer may not fit on the disk.
-    const bool isComplete = to.flush() && copied == size;
-    if (!isComplete)
-        LastError::setFor(".err.copy", source, target);
-    to.close();
-    if (!isComplete)
-        to.remove();
-    return isComplete;
+    if (copied != size)
+        return LastError::setFor(".err.copy", source, target);
+    return to.commit(/*flush=*/false);
 }
 
 /// Copies a file so that no part of a copy is ever at \p target: over an existing file with
