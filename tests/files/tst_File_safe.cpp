@@ -469,6 +469,21 @@ private Q_SLOTS:
         QFile::setPermissions(path("locked"), QFile::Permissions(0x5555));
         const OrdinaryUser user(m_folder->path());
 
+        for (const int room : {0, 50, 70000}) {
+            const FullDisk disk(static_cast<rlim_t>(room));
+            QVERIFY(!File::writeSafely(file, QByteArray(300000, 'n')));
+            QCOMPARE(QFileInfo(file).size(), qint64(0));
+        }
+        {
+            Utils::TagFile unfinished;
+            String error;
+            File::setSafeWriting(true);
+            const FullDisk disk(10);
+            QVERIFY(unfinished.open(file, error));
+            unfinished.writeTag("row", "", false).writeProperty("text", QString(99999, 'n'));
+            unfinished.close();
+        }
+        QCOMPARE(QFileInfo(file).size(), qint64(0));
         QVERIFY(File::writeSafely(file, "new"));
         QCOMPARE(contentsOf(file), QByteArray("new"));
     }

@@ -46,6 +46,16 @@ Q_DECLARE_METATYPE(Result)
 
 static const Fault noProc = {"access", ENOENT}; // so the new content has a name from its start on
 
+static const char rights[] = "system.posix_acl_access";
+
+/// What the system stores for "user::rw-,user:4711:r--,group::r--,mask::r--,other::---"
+static const QByteArray list = QByteArray::fromHex("02000000"
+                                                   "01000600ffffffff"
+                                                   "0200040067120000"
+                                                   "04000400ffffffff"
+                                                   "10000400ffffffff"
+                                                   "20000000ffffffff");
+
 /// What is done with a replacement besides writing "new" to it.
 struct Options
 {
@@ -87,7 +97,7 @@ private Q_SLOTS:
         row("no function to flush", Target::Old, {{"fsync", ENOSYS}});
         row("the folder cannot be flushed without a right", Target::Old, {{"fsync", EBADF, 1}});
         row("no extended attributes", Target::Old, {{"flistxattr", EOPNOTSUPP}});
-        row("the number of names is not known", Target::Old, {{"fstat", EIO, 2, 1}});
+        row("the number of names is not known", Target::Old, {{"fstat", EIO, 3, 1}});
         row("no process", Target::Old, {{"clone", EAGAIN}});
         row("signals end the wait for the process", Target::Old, {{"waitpid", EINTR, 0, 3}});
         row("no space can be reserved", Target::TwoNames, {{"fallocate", EOPNOTSUPP}});
@@ -139,6 +149,7 @@ private Q_SLOTS:
         row("the new file cannot be written", Target::Old, {{"write", EIO}}, EIO);
         row("the new file takes no byte", Target::Old, {{"write", 0}}, EIO);
         row("the new file cannot be examined", Target::Old, {{"fstat", EIO, 1, 1}}, EIO);
+        row("the new file cannot be examined again", Target::Old, {{"fstat", EIO, 2, 1}}, EIO);
         row("no permissions can be set", Target::Old, {{"fchmod", EPERM}}, EPERM);
         row("the new file cannot be flushed", Target::Old, {{"fsync", EIO, 0, 1}}, EIO);
         row("no name for the new file", Target::Old, {{"linkat", EIO}}, EIO);
@@ -148,12 +159,13 @@ private Q_SLOTS:
         row("it cannot be renamed", Target::Old, {{"renameat", EIO}}, EIO);
         row("no /proc, it cannot be renamed", Target::Old, {noProc, {"renameat", EACCES}}, EACCES, Problem::Folder);
         row("no /proc, a new file only", Target::NewOnly, {noProc, {"renameat2", EIO}}, EIO);
-        row("two names, the new file cannot be examined", Target::TwoNames, {{"fstat", EIO, 3, 1}}, EIO);
+        row("two names, the new file cannot be examined", Target::TwoNames, {{"fstat", EIO, 4, 1}}, EIO);
         row("two names, no space", Target::TwoNames, {{"fallocate", ENOSPC}}, ENOSPC);
         row("two names, the new file cannot be read", Target::TwoNames, {{"pread", EIO}}, EIO);
         row("two names, the new file has become shorter", Target::TwoNames, {{"pread", 0}}, EIO);
         row("two names, the file cannot be written", Target::TwoNames, {{"pwrite", EIO}}, EIO);
         row("two names, the file takes no byte", Target::TwoNames, {{"pwrite", 0}}, EIO);
+        row("an empty file cannot be written", Target::Empty, {{"openat", EACCES, 1}, {"write", ENOSPC}}, ENOSPC);
         row("an empty file cannot be flushed", Target::Empty, {{"openat", EACCES, 1}, {"fsync", EIO}}, EIO);
         row("a device cannot be opened", Target::Device, {{"open", EIO}}, EIO);
         row("a device cannot be closed", Target::Device, {{"close", EIO, 0, 1}}, EIO);
@@ -173,8 +185,7 @@ private Q_SLOTS:
         QVERIFY(m_allHappened);
         QCOMPARE(found.problem, result.problem);
         QCOMPARE(found.error, result.error);
-        if (target != Target::Empty) // which is written in place, and has nothing to lose
-            QCOMPARE(contentsOf(path), before);
+        QCOMPARE(contentsOf(path), before);
         if (target == Target::TwoNames)
             QCOMPARE(contentsOf(m_folder->filePath("b")), before);
         QCOMPARE(entries(), expectedEntries(target, /*isReplaced=*/false));
@@ -412,7 +423,7 @@ private Q_SLOTS:
         QTest::newRow("it is removed") << Faults() << false;
         QTest::newRow("it is gone, and comes again") << Faults{{"openat", ENOENT, 2, 1}} << false;
         QTest::newRow("it cannot be opened") << Faults{{"openat", EACCES, 2, 1}} << true;
-        QTest::newRow("it cannot be examined") << Faults{{"fstat", EIO, 3, 1}} << true;
+        QTest::newRow("it cannot be examined") << Faults{{"fstat", EIO, 4, 1}} << true;
         QTest::newRow("it cannot be removed") << Faults{{"unlinkat", EACCES, 0, 1}} << true;
     }
 
@@ -476,18 +487,61 @@ private Q_SLOTS:
         QCOMPARE(status.st_mode & 07777, mode_t(0664));
     }
 
+    void takesNoRightsFromTheFolder_data()
+    {
+        QTest::addColumn<Faults>("faults");
+        QTest::addColumn<bool>("isInPlace");
+
+        QTest::newRow("without a name") << Faults() << false;
+        QTest::newRow("with a name") << Faults{noProc} << false;
+        QTest::newRow("they cannot be removed") << Faults{{"fremovexattr", EIO}} << true;
+    }
+
+    void takesNoRightsFromTheFolder()
+    {
+        QFETCH(Faults, faults);
+        QFETCH(bool, isInPlace);
+        const QString path = makeTarget(Target::Old);
+        const QByteArray name = QFile::encodeName(path);
+        QCOMPARE(chmod(name.constData(), 0660), 0);
+        if (setxattr(QFile::encodeName(m_folder->path()), "system.posix_acl_default",
+                     list.constData(), std::size_t(list.size()), 0) != 0)
+            QSKIP("the file system has no lists of rights");
+        struct stat before = {};
+        QCOMPARE(stat(name, &before), 0);
+
+        QCOMPARE(replace(path, Target::Old, faults).problem, Problem::None);
+
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        QCOMPARE(getxattr(name, rights, nullptr, 0), ssize_t(-1));
+        struct stat after = {};
+        QCOMPARE(stat(name, &after), 0);
+        QCOMPARE(after.st_mode & 07777, mode_t(0660));
+        QCOMPARE(after.st_ino == before.st_ino, isInPlace);
+    }
+
+    void givesNoMoreThanThePermissionsToTheList()
+    {
+        const QString path = makeTarget(Target::Old);
+        const QByteArray name = QFile::encodeName(path);
+        const QByteArray model = QFile::encodeName(makeFile(m_folder->filePath("model")));
+        QCOMPARE(chmod(model.constData(), 0600), 0);
+        if (setxattr(name, rights, list.constData(), std::size_t(list.size()), 0) != 0)
+            QSKIP("the file system has no lists of rights");
+        Options options;
+        options.permissionsOf = model.constData();
+
+        QCOMPARE(replace(path, Target::Old, {}, options).problem, Problem::None);
+
+        struct stat status = {};
+        QCOMPARE(stat(name, &status), 0);
+        QCOMPARE(status.st_mode & 07777, mode_t(0600)); // the group's are the most of the list
+    }
+
     void copiesTheAttributesOfUsersOnly()
     {
         const QString path = makeTarget(Target::Old);
         const QByteArray name = QFile::encodeName(path);
-        // What the system stores for "user::rw-,user:4711:r--,group::r--,mask::r--,other::---"
-        const QByteArray list = QByteArray::fromHex("02000000"
-                                                    "01000600ffffffff"
-                                                    "0200040067120000"
-                                                    "04000400ffffffff"
-                                                    "10000400ffffffff"
-                                                    "20000000ffffffff");
-        const char rights[] = "system.posix_acl_access";
         if (setxattr(name, "user.author", "Ada", 3, 0) != 0 ||
             setxattr(name, rights, list.constData(), std::size_t(list.size()), 0) != 0 ||
             setxattr(name, "trusted.mark", "x", 1, 0) != 0)
@@ -514,6 +568,9 @@ private Q_SLOTS:
         QTest::newRow("no attributes in this system") << Faults{{"flistxattr", ENOSYS}} << false;
         QTest::newRow("one cannot be read") << Faults{{"fgetxattr", EIO}} << true;
         QTest::newRow("one is removed") << Faults{{"fgetxattr", ENODATA}} << false;
+        QTest::newRow("the list of rights stays") << Faults{{"fremovexattr", EIO}} << true;
+        QTest::newRow("no list of rights here") << Faults{{"fremovexattr", ENOTSUP}} << false;
+        QTest::newRow("no list in this system") << Faults{{"fremovexattr", ENOSYS}} << false;
         QTest::newRow("no space is left for one") << Faults{{"fsetxattr", ENOSPC}} << true;
     }
 

@@ -126,6 +126,7 @@ REPLACE_CALL(ssize_t, fgetxattr, (int file, const char *name, void *value, std::
 REPLACE_CALL(int, fsetxattr,
              (int file, const char *name, const void *value, std::size_t size, int flags),
              (file, name, value, size, flags))
+REPLACE_CALL(int, fremovexattr, (int file, const char *name), (file, name))
 
 // Open files. The mode is passed on even where none was passed.
 

@@ -216,8 +216,8 @@ public:
     ///
     /// The contents are written to another file in the same folder, flushed to the disk, and then
     /// replace the file. Permissions, the access control list and extended attributes of users are
-    /// kept, and owner and group if the user may set them. For a symbolic link, its target is
-    /// replaced.
+    /// kept, and owner and group if the user may set them; a file without such a list gets none from
+    /// its folder. For a symbolic link, its target is replaced.
     ///
     /// False, with a reason in lastError() and the old contents in place, when
     /// - the file may not be written, or the disk is full;
@@ -227,13 +227,15 @@ public:
     /// The result is also false, with the new contents in place, when the disk does not confirm
     /// that it has stored them; lastError() tells this case from the others.
     ///
-    /// Three exceptions:
+    /// Four exceptions:
     /// - A file with several names (hard links) keeps them: it is written in place, after the new
     ///   contents are on the disk and space for them is reserved. A kill, a power failure or a disk
     ///   error during that copy leaves it incomplete. A full disk does not, unless the file system
     ///   reserves no space, or writes each change to another place, as Btrfs and ZFS do. A file is
     ///   also written so when the new one cannot have its access control list or attributes.
     /// - Devices, pipes and open streams, such as /dev/stdout, are written directly.
+    /// - So is an empty file in a folder in which no file can be created: it is made empty again on
+    ///   a failure, but not after a kill or a power failure.
     /// - File systems of local disks have files without a name, so a kill leaves no other file. On
     ///   other file systems, such as network drives, and when all processes of a group are killed
     ///   at once within microseconds, a hidden file ".kelm-saving-" with a number stays in the

@@ -217,7 +217,8 @@ bool hasUtf8Paths();
 ///   each change to another place. A file whose attributes or access control list the new one
 ///   cannot have, as where no space is left for them, is written in the same way.
 /// - Devices and pipes, which hold no content, and open streams such as /dev/stdout are written
-///   directly. So is an empty file in a folder in which the user may not create files.
+///   directly. So is an empty file in a folder in which the user may not create files; it is made
+///   empty again on a failure, but not after a kill.
 /// - open() fails for a disk, and for a file with contents in such a folder.
 ///
 /// A file without a name is first linked to a temporary name and then renamed to the target. A

@@ -121,6 +121,8 @@ struct FileReplacement::State
 {
     ~State()
     {
+        if (isEmptyFile && file >= 0)
+            (void)!ftruncate(file, 0);
         if (!temporary.empty())
             unlinkat(folder, temporary.c_str(), 0);
         for (const int descriptor : {file, target, folder}) {
@@ -158,9 +160,10 @@ struct FileReplacement::State
     Problem problem = Problem::None;
     int error = 0;
     bool isNewOnly = false;
-    bool isDirect = false;  // written in place at once
-    bool exists = false;    // then target is open, and old is its status
-    bool canReplace = true; // without a loss of what the old file has besides its content
+    bool isDirect = false;    // written in place at once
+    bool isEmptyFile = false; // and becomes empty again on a failure
+    bool exists = false;      // then target is open, and old is its status
+    bool canReplace = true;   // without a loss of what the old file has besides its content
     struct stat old = {};
     std::optional<mode_t> mode; // for the new content, instead of that of the old or of new files
     std::string name;           // of the target in its folder
@@ -274,25 +277,31 @@ bool FileReplacement::State::create()
         return exists ? failInFolder(errno) : fail(errno);
     // An empty file has no contents to lose.
     isDirect = true;
+    isEmptyFile = true;
     file = target;
     target = -1;
     return true;
 }
 
-/// Copies the attributes that users set and the access control list. Whether all were copied; a
-/// file system that does not support them has none.
+static const char accessList[] = "system.posix_acl_access";
+
+/// Copies the attributes that users set and the access control list. A list that a new file has got
+/// from its folder is removed when the old one has none. Whether the new file has what the old one
+/// has; a file system that does not support attributes has none.
 static bool copyExtendedAttributes(int from, int to)
 {
     const std::string prefix = "user.";
     char names[XATTR_LIST_MAX];
+    if (fremovexattr(to, accessList) != 0 && errno != ENODATA && errno != ENOTSUP &&
+        errno != ENOSYS)
+        return false;
     const ssize_t size = flistxattr(from, names, sizeof(names));
     if (size < 0)
         return errno == ENOTSUP || errno == ENOSYS;
     for (ssize_t at = 0; at < size;) {
         const std::string attribute = names + at;
         at += static_cast<ssize_t>(attribute.size()) + 1;
-        if (attribute.compare(0, prefix.size(), prefix) != 0 &&
-            attribute != "system.posix_acl_access")
+        if (attribute.compare(0, prefix.size(), prefix) != 0 && attribute != accessList)
             continue;
         char value[XATTR_SIZE_MAX];
         const ssize_t length = fgetxattr(from, attribute.c_str(), value, sizeof(value));
@@ -303,6 +312,21 @@ static bool copyExtendedAttributes(int from, int to)
             return false;
     }
     return true;
+}
+
+/// \p permissions without those for a group that others do not have.
+static mode_t withoutGroup(mode_t permissions)
+{
+    return (permissions & ~mode_t(S_IRWXG)) | (permissions & S_IRWXO) << 3;
+}
+
+/// Gives the file \p file, whose status is \p now, the owner and group of \p old as far as the user
+/// may set them. Whether it has the group.
+static bool setOwner(int file, const struct stat &now, const struct stat &old)
+{
+    const bool isSame = now.st_uid == old.st_uid && now.st_gid == old.st_gid;
+    return isSame || fchown(file, old.st_uid, old.st_gid) == 0 ||
+           fchown(file, static_cast<uid_t>(-1), old.st_gid) == 0;
 }
 
 /// Sets owner, group and permissions of the new content. False, with errno set, when its
@@ -318,11 +342,12 @@ bool FileReplacement::State::keepAttributes()
         // As after every change of contents, the right to run as another user is dropped.
         if (!mode)
             wanted = old.st_mode & (permissions | S_ISVTX);
-        const bool isSameOwner = status.st_uid == old.st_uid && status.st_gid == old.st_gid;
-        if (!isSameOwner && fchown(file, old.st_uid, old.st_gid) != 0 &&
-            fchown(file, static_cast<uid_t>(-1), old.st_gid) != 0)
-            wanted = (wanted & ~mode_t(S_IRWXG)) | (wanted & S_IRWXO) << 3;
+        if (!setOwner(file, status, old))
+            wanted = withoutGroup(wanted);
         canReplace = copyExtendedAttributes(target, file);
+        // A list of rights has changed the permissions, too.
+        if (fstat(file, &status) != 0)
+            return false;
     }
     if ((!exists && !mode) || (status.st_mode & ~mode_t(S_IFMT)) == wanted)
         return true;
@@ -331,7 +356,8 @@ bool FileReplacement::State::keepAttributes()
 
 bool FileReplacement::State::finishDirectly(bool flush)
 {
-    if (flush && S_ISREG(old.st_mode) && !flushFile(file))
+    // A network drive may report a full disk only when the file is flushed or closed.
+    if ((isEmptyFile || (flush && S_ISREG(old.st_mode))) && !flushFile(file))
         return fail(errno);
     const int written = file;
     file = -1;
