@@ -127,6 +127,19 @@ static bool copyFile(const QString &path, int version)
     return File::copy(source, path);
 }
 
+/// A file that is moved from another disk.
+static bool moveFile(const QString &path, int version)
+{
+    const QString source = home.path() + QStringLiteral("/moved");
+    File::setSafeWriting(false);
+    const bool isMade = File::write(source, text(version));
+    File::setSafeWriting(true);
+    if (!isMade)
+        return false;
+    File::move(source, path);
+    return File::lastError().isEmpty() && !QFile::exists(source);
+}
+
 class tst_File_fullDisk : public QObject
 {
     Q_OBJECT
@@ -165,6 +178,7 @@ private:
             return File::writeRaw(path, text(version).join('\n').toUtf8());
         });
         QTest::newRow("File::copy") << Write(&copyFile);
+        QTest::newRow("File::move") << Write(&moveFile);
         QTest::newRow("TagFile::save") << Write(&saveTags);
         QTest::newRow("TagFile::open") << Write(&streamTags);
         QTest::newRow("Document::write") << Write(&writeDocument);

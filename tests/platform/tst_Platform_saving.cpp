@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <fcntl.h>
@@ -614,7 +615,166 @@ private Q_SLOTS:
         QCOMPARE(value.left(int(size)), large);
     }
 
+    // Moves
+
+    void movesToAnotherDisk_data()
+    {
+        QTest::addColumn<Faults>("faults");
+
+        QTest::newRow("without faults") << Faults();
+        QTest::newRow("no /proc") << Faults{noProc};
+        QTest::newRow("no owner can be set") << Faults{{"fchown", EPERM}};
+        QTest::newRow("no time can be set") << Faults{{"futimens", EPERM}};
+        QTest::newRow("no attributes here")
+            << Faults{{"fremovexattr", ENOTSUP}, {"flistxattr", ENOTSUP}};
+    }
+
+    void movesToAnotherDisk()
+    {
+        QFETCH(Faults, faults);
+        const QString source = makeFile(m_folder->filePath("source"), QByteArray(200000, 'n'));
+        const QByteArray from = QFile::encodeName(source);
+        QCOMPARE(chmod(from.constData(), 0755), 0);
+        const timespec times[] = {{1000, 0}, {2000, 500}};
+        QCOMPARE(utimensat(AT_FDCWD, from.constData(), times, 0), 0);
+        setxattr(from, "user.author", "Ada", 3, 0);
+        const bool hasAttributes = getxattr(from, "user.author", nullptr, 0) == 3;
+        // A link is replaced itself, as rename() does.
+        const QString linked = makeFile(m_folder->filePath("linked"), "old");
+        const QString target = m_folder->filePath("a");
+        QVERIFY(QFile::link("linked", target));
+
+        QCOMPARE(moveApart(source, target, faults), std::optional<int>(0));
+
+        QCOMPARE(entries(), QStringList({"a", "linked"}));
+        QVERIFY(!QFileInfo(target).isSymLink());
+        QCOMPARE(contentsOf(target), QByteArray(200000, 'n'));
+        QCOMPARE(contentsOf(linked), QByteArray("old"));
+        const QByteArray to = QFile::encodeName(target);
+        struct stat status = {};
+        QCOMPARE(stat(to, &status), 0);
+        QCOMPARE(status.st_mode & 07777, mode_t(0755));
+        if (QByteArray(QTest::currentDataTag()) != "no time can be set")
+            QCOMPARE(status.st_mtim.tv_sec, time_t(2000));
+        if (faults.size() < 2 && hasAttributes)
+            QCOMPARE(getxattr(to, "user.author", nullptr, 0), ssize_t(3));
+    }
+
+    void movesIntoAFolderOnAnotherDisk()
+    {
+        const QString source = makeFile(m_folder->filePath("source"), "new");
+        makeFile(m_folder->filePath("folder/source"), "old");
+
+        QCOMPARE(moveApart(source, m_folder->filePath("folder"), {}), std::optional<int>(0));
+
+        QCOMPARE(entries(), QStringList("folder"));
+        QCOMPARE(contentsOf(m_folder->filePath("folder/source")), QByteArray("new"));
+    }
+
+    void movesWithoutRightsForAnotherGroup()
+    {
+        const QString source = makeFile(m_folder->filePath("source"), "new");
+        const QByteArray from = QFile::encodeName(source);
+        if (chown(from, 4711, 4712) != 0)
+            QSKIP("only root may set the owner of a file");
+        QCOMPARE(chmod(from.constData(), 06774), 0);
+
+        QCOMPARE(moveApart(source, m_folder->filePath("a"), {{"fchown", EPERM}}),
+                 std::optional<int>(0));
+
+        struct stat status = {};
+        QCOMPARE(stat(QFile::encodeName(m_folder->filePath("a")), &status), 0);
+        QCOMPARE(status.st_mode & 07777, mode_t(0744));
+    }
+
+    void keepsBothFilesWhenAMoveFails_data()
+    {
+        QTest::addColumn<QByteArray>("function");
+
+        for (const char *const function : {"open", "openat", "read", "write", "fstat", "fchmod",
+                                           "fsync", "linkat", "renameat", "clone", "unlink"})
+            QTest::newRow(function) << QByteArray(function);
+    }
+
+    void keepsBothFilesWhenAMoveFails()
+    {
+        QFETCH(QByteArray, function);
+        const QString source = m_folder->filePath("source");
+        const QString target = m_folder->filePath("a");
+        bool hasFailed = true;
+        int failures = 0;
+        for (int n = 0; hasFailed && n < 50; ++n) {
+            makeFile(source, "new");
+            makeFile(target, "old");
+            const std::optional<int> error =
+                moveApart(source, target, {{function.constData(), EIO, n, 1}});
+            hasFailed = m_allHappened;
+
+            QVERIFY(error);
+            failures += *error != 0 ? 1 : 0;
+            const QByteArray found = contentsOf(target);
+            QVERIFY(found == "old" || found == "new");
+            QVERIFY(found == "new" || *error != 0);
+            QCOMPARE(QFile::exists(source), *error != 0);
+            QVERIFY(entries().size() == (*error != 0 ? 2 : 1));
+        }
+        QVERIFY(!hasFailed);
+        QVERIFY(failures > 0 || function == "clone");
+    }
+
+    void leavesAMoveToTheCaller_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("target");
+
+        QTest::newRow("missing") << "none"
+                                 << "a";
+        QTest::newRow("a folder") << "folder"
+                                  << "a";
+        QTest::newRow("a link") << "link"
+                                << "a";
+        QTest::newRow("to itself") << "file"
+                                   << "file";
+        QTest::newRow("to another name of it") << "file"
+                                               << "other";
+        QTest::newRow("no name") << "file"
+                                 << "";
+        QTest::newRow("to where nothing can be") << "file"
+                                                 << "none/a";
+    }
+
+    void leavesAMoveToTheCaller()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, target);
+        makeFile(m_folder->filePath("folder/b"));
+        makeFile(m_folder->filePath("file"));
+        QVERIFY(QFile::link("file", m_folder->filePath("link")));
+        QCOMPARE(link(QFile::encodeName(m_folder->filePath("file")),
+                      QFile::encodeName(m_folder->filePath("other"))),
+                 0);
+        const QStringList before = entries();
+
+        const auto result = FileReplacement::move(
+            m_folder->filePath(source).toStdString(),
+            target.isEmpty() ? std::string() : m_folder->filePath(target).toStdString(), true);
+
+        QVERIFY(!result);
+        QCOMPARE(entries(), before);
+    }
+
 private:
+    /// Moves as to another file system, while \p faults happen.
+    std::optional<int> moveApart(const QString &source, const QString &target, const Faults &faults)
+    {
+        const CallFault isApart("rename", EXDEV);
+        const CallFaults active(faults);
+        const auto result =
+            FileReplacement::move(source.toStdString(), target.toStdString(), /*flush=*/true);
+        m_allHappened = active.haveAllHappened();
+        return result;
+    }
+
     static void addColumns()
     {
         QTest::addColumn<Target>("target");

@@ -149,6 +149,7 @@ REPLACE_CALL(int, fsync, (int file), (file))
 REPLACE_CALL(int, flock, (int file, int operation), (file, operation))
 REPLACE_CALL(int, fchmod, (int file, mode_t mode), (file, mode))
 REPLACE_CALL(int, fchown, (int file, uid_t user, gid_t group), (file, user, group))
+REPLACE_CALL(int, futimens, (int file, const struct timespec *times), (file, times))
 REPLACE_CALL(int, ioctl, (int file, unsigned long request, void *argument),
              (file, request, argument))
 
@@ -190,6 +191,7 @@ REPLACE(dirent *, readdir, (DIR * folder)) { return readEntry(folder, NEXT(readd
 REPLACE(dirent64 *, readdir64, (DIR * folder)) { return readEntry(folder, NEXT(readdir64)); }
 
 REPLACE_CALL(int, unlink, (const char *path), (path))
+REPLACE_CALL(int, rename, (const char *from, const char *to), (from, to))
 REPLACE_CALL(int, mkdir, (const char *path, mode_t mode), (path, mode))
 REPLACE_CALL(int, rmdir, (const char *path), (path))
 

@@ -251,7 +251,7 @@ public:
 
     /// Sets whether all functions of the library that replace a file do so as writeSafely() does,
     /// with its result: write(), writeRaw(), copy(), TagFile::save(), Xml::Document::write() and
-    /// CSVTable::write(). TagFile::open() begins a new file, and TagFile::close() replaces the old
+    /// CSVTable::write(); move() is described there. TagFile::open() begins a new file, and TagFile::close() replaces the old
     /// one by it. The setting is off at first, and applies to the whole process.
     ///
     /// Without \p flush the contents are not forced to the disk, which takes most of the time. They
@@ -444,7 +444,13 @@ public:
 
     /// Moves a file or folder by the command of the system, and returns when that has finished. An
     /// existing file \p target is replaced; into an existing folder \p target the source is moved.
-    /// A failure is not reported. Does nothing when a path is empty.
+    /// Only lastError() tells a failure. Does nothing when a path is empty.
+    ///
+    /// Within a file system the source is renamed, so that the target is the old or the new one at
+    /// any time. On another file system it is copied: the old target is removed first, and a part
+    /// of the new one may stay when the disk is full or the process ends. The source is removed
+    /// when the copy is complete. With setSafeWriting() a file, but not a folder, is copied as by
+    /// writeSafely() there, except on Windows; it keeps its own permissions and times.
     static void move(const Data::String &source, const Data::String &target);
 
     /// As move(). When \p source contains a "*", its last part is a wildcard pattern, and each

@@ -4,6 +4,7 @@
 #include "utils/base/FileStatus_p.h"
 #include "utils/base/FolderList_p.h"
 #include "utils/base/LastError_p.h"
+#include "utils/base/SafeFile_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/files/File_p.h"
 #include "utils/platform/Platform.h"
@@ -19,6 +20,7 @@
 #include <cerrno>
 #include <memory>
 #include <new>
+#include <optional>
 
 namespace Utils {
 
@@ -58,7 +60,17 @@ void File::move(const Data::String &source, const Data::String &target)
     };
     if (!isThere())
         LastError::cannotRead(source, ENOENT);
-    Platform::moveReplacing(cleanPath(source).toStdString(), cleanPath(target).toStdString());
+    const std::string from = cleanPath(source).toStdString();
+    const std::string to = cleanPath(target).toStdString();
+    std::optional<int> error;
+    if (SafeFile::isUsed())
+        error = Platform::FileReplacement::move(from, to, SafeFile::isFlushed());
+    if (!error)
+        Platform::moveReplacing(from, to);
+    else if (Platform::fileFault(*error) == Platform::FileFault::Full)
+        LastError::cannotWrite(target, *error);
+    else if (*error != 0)
+        LastError::setFor(".err.move", source, target);
     if (isThere())
         LastError::setFor(".err.move", source, target);
 }

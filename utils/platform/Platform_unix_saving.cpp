@@ -1,8 +1,11 @@
 #include "utils/platform/Platform.h"
 #include "utils/platform/Platform_unix_apart_p.h"
+#include "utils/platform/Platform_unix_files_p.h"
+#include "utils/platform/Platform_unix_p.h"
 
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <ctime>
 #include <optional>
 #include <utility>
@@ -485,6 +488,85 @@ bool FileReplacement::finish(bool flush)
     if (!state.replace())
         return false;
     return !flush || flushFolder(state.folder) || state.fail(errno, Problem::NotConfirmed);
+}
+
+/// Gives the new content all that the file \p from has besides its content, as far as the user may
+/// set it, as mv does. False, with errno set, when its permissions would differ.
+static bool copyAllAttributes(int from, int to)
+{
+    struct stat status;
+    if (fstat(from, &status) != 0)
+        return false;
+    struct stat now;
+    if (fstat(to, &now) != 0)
+        return false;
+    mode_t wanted = status.st_mode & ~mode_t(S_IFMT);
+    bool hasRights = setOwner(to, now, status);
+    hasRights = copyExtendedAttributes(from, to) && hasRights;
+    if (!hasRights)
+        wanted = withoutGroup(wanted);
+    if (!hasRights || fstat(to, &now) != 0 || now.st_uid != status.st_uid)
+        wanted &= S_IRWXU | S_IRWXG | S_IRWXO; // no right to run as another user
+    const timespec times[] = {status.st_atim, status.st_mtim};
+    (void)futimens(to, times);
+    return fchmod(to, wanted) == 0;
+}
+
+/// Writes the content of \p from to \p to. False, with errno set, when that fails.
+static bool copyContent(int from, int to)
+{
+    char block[65536];
+    for (;;) {
+        const ssize_t size = uninterrupted([&] { return read(from, block, sizeof(block)); });
+        if (size <= 0)
+            return size == 0;
+        for (ssize_t at = 0; at < size;) {
+            const ssize_t written = uninterrupted(
+                [&] { return write(to, block + at, static_cast<std::size_t>(size - at)); });
+            if (written == 0)
+                errno = EIO;
+            if (written <= 0)
+                return false;
+            at += written;
+        }
+    }
+}
+
+static bool isSameEntry(const struct stat &a, const struct stat &b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+std::optional<int> FileReplacement::move(const std::string &source, const std::string &target,
+                                         bool flush)
+{
+    struct stat from;
+    struct stat to;
+    if (!isUsable(source) || !isUsable(target) || lstat(source.c_str(), &from) != 0 ||
+        !S_ISREG(from.st_mode))
+        return {};
+    std::string path = target;
+    if (stat(path.c_str(), &to) == 0 && S_ISDIR(to.st_mode))
+        path += '/' + source.substr(source.rfind('/') + 1);
+    if (lstat(path.c_str(), &to) == 0 && isSameEntry(from, to)) // rename() would do nothing
+        return {};
+    if (rename(source.c_str(), path.c_str()) == 0)
+        return 0;
+    if (errno != EXDEV)
+        return {};
+
+    State state;
+    state.mode = from.st_mode; // until it has all attributes, only this user may read it
+    const Descriptor content(uninterrupted(
+        [&] { return ::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
+    if (!content.isOpen() || fstat(content.number(), &from) != 0 || !state.openTarget(path) ||
+        !state.create() || !copyContent(content.number(), state.file) ||
+        !copyAllAttributes(content.number(), state.file) || (flush && !flushFile(state.file)) ||
+        !state.replace() || (flush && !flushFolder(state.folder)))
+        return state.error != 0 ? state.error : errno;
+    // What has come to this path meanwhile is not what was moved.
+    const bool isStill = lstat(source.c_str(), &to) == 0 && isSameEntry(from, to);
+    return !isStill || unlink(source.c_str()) == 0 ? 0 : errno;
 }
 
 FileReplacement::Problem FileReplacement::problem() const { return m_state->problem; }

@@ -323,6 +323,11 @@ bool FileReplacement::finish(bool flush)
     return (state.hasOtherNames ? state.overwrite(flush) : state.replace()) && state.protect();
 }
 
+std::optional<int> FileReplacement::move(const std::string &, const std::string &, bool)
+{
+    return {};
+}
+
 FileReplacement::Problem FileReplacement::problem() const { return m_state->problem; }
 
 int FileReplacement::error() const { return m_state->error; }
