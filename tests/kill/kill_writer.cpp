@@ -5,6 +5,7 @@
 //                                    done under File::setSafeWriting()
 //     kill_writer OPERATION FOLDER   writes FOLDER/old and FOLDER/new, prints "ready", and then
 //                                    puts the one and the other in the place of FOLDER/target
+//                                    (from the folder in KILL_WRITER_DISK, under "/disk")
 //     kill_writer OPERATION FOLDER once   does so only once
 
 #include "utils/KelmUtils.h"
@@ -123,6 +124,48 @@ static void copyLargeFile(const String &path, int version)
     Utils::File::copy(name, path);
 }
 
+/// A folder with a file that is copied in chunks, because its copy shows its progress.
+static void copyFolder(const String &path, int version)
+{
+    const String folder = Utils::File::join(Utils::File::parentFolder(path),
+                                            "source" + QString::number(version), "parts");
+    if (!Utils::File::exists(folder)) {
+        Utils::File::createDir(folder);
+        QStringList large;
+        for (int i = 0; i < 7; ++i) {
+            large += text(version);
+            Utils::File::write(Utils::File::join(folder, QStringLiteral("part%1").arg(i)),
+                               QStringList(line(version, i)));
+        }
+        Utils::File::write(Utils::File::join(folder, "large"), large);
+    }
+    Utils::File::copyDir(folder, path);
+}
+
+static void moveFile(const String &path, int version)
+{
+    const String name = Utils::File::join(Utils::File::parentFolder(path), "moved");
+    Utils::File::write(name, text(version));
+    Utils::File::move(name, path);
+}
+
+static void moveFromAnotherDisk(const String &path, int version)
+{
+    const String name = QFile::decodeName(qgetenv("KILL_WRITER_DISK")) + "/moved";
+    Utils::File::setSafeWriting(false);
+    Utils::File::write(name, text(version));
+    Utils::File::setSafeWriting(true);
+    Utils::File::move(name, path);
+}
+
+static void writeLog(const String &path, int version)
+{
+    Utils::LogFile log("", /*removeIfEmpty=*/false);
+    log.setPath(path);
+    for (int i = 0; i < lines; ++i)
+        log.append(line(version, i), /*newLine=*/true);
+}
+
 /// A table of texts, which is an XML document.
 static void writeStrings(const String &path, int version)
 {
@@ -162,6 +205,53 @@ static void exportSettings(const String &path, int version)
     settings.exportTo(path);
 }
 
+static void useStore(const String &folder)
+{
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, folder);
+}
+
+/// The store is \p path itself.
+static void importSettings(const String &path, int version)
+{
+    const String file =
+        Utils::File::join(Utils::File::parentFolder(path), "source" + QString::number(version));
+    if (!Utils::File::exists(file))
+        exportSettings(file, version);
+    useStore(path);
+    Utils::Settings("View").importFrom(file);
+}
+
+/// In the first version, all values are the kept defaults.
+static void resetSettings(const String &path, int version)
+{
+    useStore(path);
+    Utils::Settings settings("View");
+    const bool isNew = settings.keys("").isEmpty();
+    for (int i = 0; i < 300; ++i) {
+        const QString key = QStringLiteral("key%1").arg(i);
+        if (isNew)
+            settings.setDefault(key, line(1, i), /*keepDefault=*/true);
+        if (version == 2)
+            settings.setString(key, line(2, i));
+    }
+    if (version == 1)
+        settings.resetGroup("");
+}
+
+/// All values are in a group that has another name in each version.
+static void renameSettings(const String &path, int version)
+{
+    useStore(path);
+    const QString group = QStringLiteral("version%1");
+    Utils::Settings settings;
+    if (!settings.keys(group.arg(3 - version)).isEmpty()) {
+        settings.renameKey(group.arg(3 - version), group.arg(version));
+        return;
+    }
+    for (int i = 0; i < 300; ++i)
+        settings.setString(group.arg(version) + QStringLiteral("/key%1").arg(i), line(0, i));
+}
+
 using Operation = std::function<void(const String &path, int version)>;
 
 static const std::map<std::string, Operation> operations = {
@@ -170,12 +260,27 @@ static const std::map<std::string, Operation> operations = {
      [](const String &path, int v) {
          Utils::File::writeRaw(path, text(v).join(QLatin1Char('\n')).toUtf8());
      }},
+    {"File::write/text",
+     [](const String &path, int v) {
+         Utils::File::write(path, String(text(v).join(QLatin1Char('\n'))));
+     }},
+    {"File::write/encoding",
+     [](const String &path, int v) {
+         Utils::File::write(path, text(v).join(QLatin1Char('\n')), "ISO-8859-15");
+     }},
     {"File::copy", copyFile},
+    {"File::copy/chunks", copyLargeFile},
+    {"File::copyDir", copyFolder},
+    {"File::move", moveFile},
+    {"LogFile::append", writeLog},
     {"TagFile::save", writeTagFile},
     {"TagFile::writeTag", streamTagFile},
     {"Document::write", writeDocument},
     {"CSVTable::write", writeTable},
     {"Settings::exportTo", exportSettings},
+    {"Settings::importFrom", importSettings},
+    {"Settings::renameKey", renameSettings},
+    {"Settings::resetGroup", resetSettings},
     {"Settings::setValue", storeSettings},
     {"safe:writeSafely",
      [](const String &path, int v) { Utils::File::writeSafely(path, text(v)); }},
@@ -188,6 +293,8 @@ static const std::map<std::string, Operation> operations = {
     {"safe:File::copy/new", copyToNewFile},
     {"safe:File::copy/link", copyToLink},
     {"safe:File::copy/large", copyLargeFile},
+    {"safe:File::move", moveFile},
+    {"safe:File::move/disk", moveFromAnotherDisk},
     {"safe:StringTable", writeStrings},
     {"safe:TagFile::save", writeTagFile},
     {"safe:TagFile::writeTag", streamTagFile},
@@ -195,9 +302,23 @@ static const std::map<std::string, Operation> operations = {
     {"safe:CSVTable::write", writeTable},
 };
 
+/// Without a host, operations report no progress.
+class Host : public Data::IApplication
+{
+public:
+    String getVariable(const char *, const String &value) override { return value; }
+    void showMessage(const String &, bool) override {}
+    void logMessage(const String &, int) override {}
+    void setProgress(int, int, bool) override {}
+    void setProgressLabel(const String &, bool) override {}
+    void showProgress(bool, bool, bool) override {}
+};
+
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
+    Host host;
+    Utils::setApplication(&host);
     QCoreApplication::setOrganizationName("Company");
     QCoreApplication::setApplicationName("Writer");
     if (argc == 2) {
