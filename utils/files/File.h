@@ -216,8 +216,8 @@ public:
     ///
     /// The contents are written to another file in the same folder, flushed to the disk, and then
     /// replace the file. Permissions, the access control list and extended attributes of users are
-    /// kept, and owner and group if the user may set them; a file without such a list gets none from
-    /// its folder. For a symbolic link, its target is replaced.
+    /// kept, and owner and group if the user may set them; a file without such a list gets none
+    /// from its folder. For a symbolic link, its target is replaced.
     ///
     /// False, with a reason in lastError() and the old contents in place, when
     /// - the file may not be written, or the disk is full;
@@ -251,8 +251,9 @@ public:
 
     /// Sets whether all functions of the library that replace a file do so as writeSafely() does,
     /// with its result: write(), writeRaw(), copy(), TagFile::save(), Xml::Document::write() and
-    /// CSVTable::write(); move() is described there. TagFile::open() begins a new file, and TagFile::close() replaces the old
-    /// one by it. The setting is off at first, and applies to the whole process.
+    /// CSVTable::write(). move() has no result, but keeps the target, see there. TagFile::open()
+    /// begins a new file, and TagFile::close() replaces the old one by it. The setting is off at
+    /// first, and applies to the whole process.
     ///
     /// Without \p flush the contents are not forced to the disk, which takes most of the time. They
     /// are then protected from a kill and a full disk, but not from a power failure.
@@ -424,7 +425,8 @@ public:
     /// copied under its own name, even when this name contains a "*". For a link, the file or
     /// folder that it leads to is copied. A folder is skipped when it is the destination of this
     /// copy or is being copied already, so that copies below their own source and loops of links
-    /// end. An empty \p source is not a folder.
+    /// end. Folders that link to each other are copied on each way, as by search(). An empty \p
+    /// source is not a folder.
     ///
     /// The result does not report what could not be copied: files for which copy() returns false,
     /// folders that cannot be listed, and the contents of folders that cannot be created. Only
@@ -504,10 +506,12 @@ public:
     ///
     /// The files of a folder come before those of its subfolders, unsorted. Hidden entries, sockets
     /// and pipes are ignored. Links to folders are followed, except a link to a folder in which the
-    /// search already is, so that loops of links end. Folders below \p folder that cannot be
-    /// listed, and entries that cannot be examined, are skipped without a reason in lastError(). A
-    /// reason is stored when \p folder itself does not exist, is no folder, or cannot be listed to
-    /// its end; the files that were found are returned all the same.
+    /// search already is, so that loops of links end. Folders that link to each other are entered
+    /// in each order: with ten of them there are ten million ways, and as many results. Folders
+    /// below \p folder that cannot be listed, and entries that cannot be examined, are skipped
+    /// without a reason in lastError(). A reason is stored when \p folder itself does not exist, is
+    /// no folder, or cannot be listed to its end; the files that were found are returned all the
+    /// same.
     ///
     /// When \p maxCount is above 0, the search of a folder ends when it has found \p maxCount files
     /// in the folder and its subfolders.

@@ -370,7 +370,8 @@ bool isChild(std::int64_t id);
 ///
 /// If the memory does not suffice to find all, those that were found are killed, or nothing is
 /// done. If three attempts to read /proc have failed, the processes with a handle are killed and
-/// the others are resumed: none stays stopped.
+/// the others are resumed by their numbers: none stays stopped. That signal, SIGCONT, is the only
+/// one that may reach a process that has received such a number meanwhile.
 ///
 /// A descendant whose parent had ended before the call is not found, and stays.
 bool killProcessTree(std::int64_t id);

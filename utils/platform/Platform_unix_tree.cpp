@@ -21,8 +21,8 @@ static void resume(TreeProcess &process)
 {
     if (!process.isStopped || send(process, SIGCONT))
         return;
-    // Without a handle and without /proc the number alone must do. The signal to resume does no
-    // harm to another process.
+    // Without a handle and without /proc the number alone must do, as a process that stays stopped
+    // would be worse. If another process has received the number, the signal only resumes it.
     if (presence(process.entry) == Presence::Unknown)
         kill(process.entry.id, SIGCONT);
 }
