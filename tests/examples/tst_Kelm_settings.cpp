@@ -245,6 +245,31 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.status, 1);
     }
 
+    void tellsWhenTheSettingsCannotBeRead_data()
+    {
+        QTest::addColumn<QStringList>("request");
+
+        QTest::newRow("all") << QStringList{"list"};
+        QTest::newRow("a value") << QStringList{"get", "a"};
+        QTest::newRow("recent files") << QStringList{"mru", "files"};
+        QTest::newRow("differences") << QStringList{"diff"};
+    }
+
+    void tellsWhenTheSettingsCannotBeRead()
+    {
+        SKIP_ON_WINDOWS("the settings of the program are in the registry on Windows");
+        QFETCH(QStringList, request);
+        const QString file = m_home.filePath("Kelm/kelm.conf");
+        QVERIFY(QDir().mkpath(file));
+
+        QVERIFY(m_kelm.run(QStringList("settings") + request));
+
+        QCOMPARE(m_kelm.error, "kelm settings: The settings cannot be stored or read: " + file +
+                                   ": file to open is a directory\n");
+        QCOMPARE(m_kelm.output, QString());
+        QCOMPARE(m_kelm.status, 1);
+    }
+
     void tellsWhatIsWrong_data()
     {
         QTest::addColumn<QStringList>("arguments");

@@ -4,9 +4,11 @@
 #include "examples/console/Output.h"
 #include "examples/console/commands/Commands.h"
 #include "utils/files/File.h"
+#include "utils/strings/StringTable.h"
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <optional>
 
 namespace Kelm {
@@ -40,6 +42,16 @@ static void declare(QCommandLineParser &parser)
     });
 }
 
+/// Why the settings cannot be read completely, or "". What is missing would look as if it had never
+/// been set.
+static QString whyUnreadable(const Settings &settings)
+{
+    Data::String reason;
+    if (settings.status(&reason) != Settings::Failed)
+        return {};
+    return QString(Utils::StringTable::lookup(".Kelm.Utils.err.settings")).arg(reason);
+}
+
 static QString text(const Data::Variant &value)
 {
     return value.type() == QVariant::StringList ? value.toStringList().join(", ")
@@ -60,9 +72,21 @@ static void printGroup(const Settings &settings, const QString &group)
     }
 }
 
+static Result list(const QString &group)
+{
+    const Settings settings;
+    if (const QString problem = whyUnreadable(settings); !problem.isEmpty())
+        return failed(problem);
+    printGroup(settings, group);
+    return good();
+}
+
 static Result get(const QString &key)
 {
-    const Data::Variant value = Settings().getValue(key);
+    const Settings settings;
+    if (const QString problem = whyUnreadable(settings); !problem.isEmpty())
+        return failed(problem);
+    const Data::Variant value = settings.getValue(key);
     if (!value.isValid())
         return failed(QString("There is no setting \"%1\"").arg(key));
     print(text(value));
@@ -82,27 +106,35 @@ static Result set(const QString &key, const Data::Variant &value)
     return written(settings);
 }
 
-static Result mru(const QString &list, const QCommandLineParser &given)
-{
-    const int all = -1;
-    if (!given.isSet("add") && !given.isSet("drop")) {
-        for (const QString &path : Settings().getMRU(list, given.isSet("existing"), all))
-            print(path);
-        return good();
-    }
-
-    Settings settings;
-    for (const QString &path : given.values("add"))
-        settings.addMRU(list, path);
-    for (const QString &path : given.values("drop"))
-        settings.removeMRU(list, path);
-    return written(settings);
-}
-
 /// The outcome of an operation of the library that has the result \p isDone.
 static Result outcome(Settings &settings, bool isDone)
 {
     return isDone ? written(settings) : failed(File::lastError());
+}
+
+static Result printMru(const QString &list, bool existing)
+{
+    const int all = -1;
+    const Settings settings;
+    if (const QString problem = whyUnreadable(settings); !problem.isEmpty())
+        return failed(problem);
+    for (const QString &path : settings.getMRU(list, existing, all))
+        print(path);
+    return good();
+}
+
+static Result changeMru(const QString &list, const QStringList &added, const QStringList &dropped)
+{
+    Settings settings;
+    using Change = Settings &(Settings::*)(const Data::String &, const Data::String &);
+    const auto changeAll = [&](Change change, const QStringList &paths) {
+        return std::all_of(paths.begin(), paths.end(), [&](const QString &path) {
+            (settings.*change)(list, path);
+            return File::lastError().isEmpty(); // a list that cannot be read is not changed
+        });
+    };
+    return outcome(settings,
+                   changeAll(&Settings::addMRU, added) && changeAll(&Settings::removeMRU, dropped));
 }
 
 static Result exchange(const QString &action, const QString &path, const QString &group)
@@ -122,6 +154,8 @@ static Result reset(const QString &group)
 static Result diff(const QString &group)
 {
     const Settings settings(group);
+    if (const QString problem = whyUnreadable(settings); !problem.isEmpty())
+        return failed(problem);
     for (const QString &key : settings.changedFromDefaults()) {
         const Data::Variant value = settings.getValue(key);
         print(File::join(group, key) + (value.isValid() ? "=" + text(value) : " is not set") +
@@ -133,10 +167,8 @@ static Result diff(const QString &group)
 /// The actions whose argument may be a group.
 static std::optional<Result> runOnGroup(const QString &action, const QStringList &arguments)
 {
-    if (action == "list" && arguments.size() < 2) {
-        printGroup(Settings(), arguments.value(0));
-        return good();
-    }
+    if (action == "list" && arguments.size() < 2)
+        return list(arguments.value(0));
     if (action == "reset" && arguments.size() < 2)
         return reset(arguments.value(0));
     if (action == "diff" && arguments.size() < 2)
@@ -172,8 +204,10 @@ static Result run(const QCommandLineParser &given, Host &)
         return set(key, arguments[2]);
     if (action == "remove" && count == 1)
         return set(key, Data::Variant());
+    if (action == "mru" && count == 1 && (given.isSet("add") || given.isSet("drop")))
+        return changeMru(key, given.values("add"), given.values("drop"));
     if (action == "mru" && count == 1)
-        return mru(key, given);
+        return printMru(key, given.isSet("existing"));
     return misused("The arguments must be list [GROUP], get KEY, set KEY VALUE, remove KEY, "
                    "mru LIST, export FILE [GROUP], import FILE [GROUP], reset [GROUP] or "
                    "diff [GROUP]");
