@@ -86,30 +86,51 @@ private Q_SLOTS:
         QVERIFY(failures > 10);
     }
 
-    /// The values go through a temporary name, where nobody would find them.
-    void losesNoValueWhenAGroupIsRenamed()
+    void losesNoValueWhenAGroupIsCopiedOrRenamed_data()
     {
-        const QString after = "Group/a=1 Group/b=2";
+        QTest::addColumn<QString>("to");
+        QTest::addColumn<bool>("isRename");
+        QTest::addColumn<QString>("after");
+
+        QTest::newRow("copied") << "Other" << false
+                                << "Other/a=1 Other/s/b=2 group/a=1 group/s/b=2";
+        QTest::newRow("renamed") << "Other" << true << "Other/a=1 Other/s/b=2";
+        // Through a temporary name, where nobody would find the values.
+        QTest::newRow("another case") << "Group" << true << "Group/a=1 Group/s/b=2";
+        QTest::newRow("the same name") << "group" << true << "group/a=1 group/s/b=2";
+    }
+
+    void losesNoValueWhenAGroupIsCopiedOrRenamed()
+    {
+        QFETCH(QString, to);
+        QFETCH(bool, isRename);
+        QFETCH(QString, after);
         const Data::String from = "group";
-        const Data::String to = "Group";
+        const Data::String target = to;
+        const auto holds = [&](const QStringList &stored, const QString &value) {
+            return stored.contains("group/" + value) || stored.contains(to + '/' + value);
+        };
 
         int failures = 0;
         for (int n = 0;; ++n) {
-            home.fill("group/a=1 group/b=2");
+            home.fill("group/a=1 group/s/b=2");
             Settings settings;
             settings.sync();
             FailingMemory memory(n, FailingMemory::Once);
             try {
-                settings.renameKey(from, to, /*recursive=*/true);
+                if (isRename)
+                    settings.renameKey(from, target, /*recursive=*/true);
+                else
+                    settings.copyKey(from, target, /*recursive=*/true);
             } catch (const std::bad_alloc &) {
                 ++failures;
             }
             memory.end();
 
             const QString stored = home.stored();
-            for (const char *value : {"a=1", "b=2"})
-                QVERIFY2(stored.contains(QString("roup/") + value),
-                         qPrintable(QString("%1: %2").arg(n).arg(stored)));
+            const QStringList values = stored.split(' ');
+            QVERIFY2(holds(values, "a=1") && holds(values, "s/b=2"),
+                     qPrintable(QString("%1: %2").arg(n).arg(stored)));
             if (memory.hasFailed())
                 continue;
             QCOMPARE(stored, after);

@@ -36,6 +36,11 @@ static const QByteArray oldText = "[General]\n"
                                   "files\\aa=/one\n"
                                   "files\\ab=/two\n";
 
+static const QByteArray groupText = "[Grp]\n"
+                                    "a=1\n"
+                                    "sub\\b=2\n"
+                                    "tub\\c=3\n";
+
 static const char *const oldValues = "Grp/a=1 Grp/sub/b=2 MRU/files/aa=/one MRU/files/ab=/two "
                                      "width=8000000";
 
@@ -376,12 +381,10 @@ private Q_SLOTS:
         }
     }
 
-    void keepsAGroupThatAReceiverHidesWhileItIsRenamed()
+    void movesAGroupThatAReceiverHidesForAMoment()
     {
-        const QByteArray text = "[Grp]\na=1\nsub\\b=2\ntub\\c=3\n";
-        int kept = 0;
         for (int room = 0; room < 5; ++room) {
-            const UnreadStore store(nextApplication(), text);
+            const UnreadStore store(nextApplication(), groupText);
             QVERIFY(store.isReady() && store.repair());
             m_recorder->calls.clear();
             m_recorder->reaction = [&] {
@@ -392,15 +395,155 @@ private Q_SLOTS:
             Settings().renameKey("Grp", "New", /*recursive=*/true);
 
             m_recorder->reaction = nullptr;
-            const QString now = storedNow();
-            const QString moved = "New/a=1 New/sub/b=2 New/tub/c=3 Z/z=1";
-            if (now != moved) {
-                QCOMPARE(now, QString("Grp/a=1 Grp/sub/b=2 Grp/tub/c=3 New/a=1 New/sub/b=2 "
-                                      "Z/z=1"));
-                ++kept;
-            }
+            QCOMPARE(reason(), QString());
+            QCOMPARE(storedNow(), QString("New/a=1 New/sub/b=2 New/tub/c=3 Z/z=1"));
         }
-        QVERIFY(kept > 0 && kept < 5);
+    }
+
+    void keepsAGroupThatAReceiverHidesWhileItIsRenamed_data()
+    {
+        QTest::addColumn<QString>("to");
+        QTest::addColumn<QString>("hiddenAt"); // which call of the receiver
+        QTest::addColumn<QString>("shownAt");
+        QTest::addColumn<QString>("moved");
+        QTest::addColumn<QString>("kept");
+
+        const QString group = "Grp/a=1 Grp/sub/b=2 Grp/tub/c=3 ";
+        const QString moved = "New/a=1 New/sub/b=2 New/tub/c=3 Z/z=1";
+        const QString kept = group + "New/a=1 New/sub/b=2 Z/z=1";
+        // clang-format off
+        QTest::newRow("shown at once") << "New" << "sig(New/sub, invalid)" << "sig(New, invalid)"
+            << moved << kept;
+        QTest::newRow("shown at the end") << "New" << "sig(New/sub, invalid)" << "sig(Grp, invalid)"
+            << moved << kept;
+        QTest::newRow("shown later") << "New" << "sig(New/sub, invalid)" << ""
+            << moved << kept;
+        QTest::newRow("hidden at the end") << "New" << "sig(New, invalid)" << ""
+            << moved << group + moved;
+        QTest::newRow("the same name") << "Grp" << "sig(@@@_temp_@@@/sub, invalid)"
+            << "sig(@@@_temp_@@@, invalid)" << group + "Z/z=1" << group + "Z/z=1";
+        QTest::newRow("another case") << "grp" << "sig(@@@_temp_@@@/sub, invalid)"
+            << "sig(@@@_temp_@@@, invalid)" << "Z/z=1 grp/a=1 grp/sub/b=2 grp/tub/c=3"
+            << group + "Z/z=1 grp/a=1 grp/sub/b=2";
+        // clang-format on
+    }
+
+    void keepsAGroupThatAReceiverHidesWhileItIsRenamed()
+    {
+        QFETCH(QString, to);
+        QFETCH(QString, hiddenAt);
+        QFETCH(QString, shownAt);
+        QFETCH(QString, moved);
+        QFETCH(QString, kept);
+
+        int timesKept = 0;
+        for (int room = 0; room < 5; ++room) {
+            const UnreadStore store(nextApplication(), groupText);
+            QVERIFY(store.isReady() && store.repair());
+            m_recorder->calls.clear();
+            m_recorder->reaction = [&] {
+                if (m_recorder->calls.constLast() == hiddenAt)
+                    QVERIFY(readWithRoomFor(room, "\n[Z]\nz=1\n") && store.harm());
+                if (m_recorder->calls.constLast() == shownAt) {
+                    m_recorder->reaction = nullptr;
+                    QVERIFY(store.repair());
+                }
+            };
+
+            Settings().renameKey("Grp", to, /*recursive=*/true);
+
+            m_recorder->reaction = nullptr;
+            const bool isTold = reason() == "settings";
+            QVERIFY(!shownAt.isEmpty() || store.heal());
+            QCOMPARE(storedNow(), isTold ? kept : moved);
+            timesKept += isTold;
+        }
+        QVERIFY(timesKept > 0);
+    }
+
+    void movesAGroupThatAReceiverHasLost()
+    {
+        const UnreadStore store(nextApplication(), groupText);
+        QVERIFY(store.isReady() && store.repair());
+        Settings settings;
+        m_recorder->reaction = [&] {
+            if (m_recorder->calls.size() == 1) // of New/sub
+                QVERIFY(settings.sync() && loseValues());
+        };
+
+        settings.renameKey("Grp", "New", /*recursive=*/true);
+
+        m_recorder->reaction = nullptr;
+        QCOMPARE(storedNow(), QString("New/a=1 New/sub/b=2 New/tub/c=3"));
+        QCOMPARE(reason(), QString());
+    }
+
+    void copiesNoGroupThatAReceiverHides()
+    {
+        int timesHidden = 0;
+        for (int room = 0; room < 5; ++room) {
+            const UnreadStore store(nextApplication(), groupText);
+            QVERIFY(store.isReady() && store.repair());
+            m_recorder->calls.clear();
+            m_recorder->reaction = [&] {
+                if (m_recorder->calls.size() == 1)
+                    QVERIFY(readWithRoomFor(room, "\n[Z]\nz=1\n") && store.harm());
+            };
+
+            Settings().copyKey("Grp", "New", /*recursive=*/true);
+
+            m_recorder->reaction = nullptr;
+            const QString why = reason();
+            QVERIFY(store.heal());
+            const QString group = "Grp/a=1 Grp/sub/b=2 Grp/tub/c=3 New/a=1 New/sub/b=2 ";
+            if (why.isEmpty()) {
+                QCOMPARE(storedNow(), group + "New/tub/c=3 Z/z=1");
+                continue;
+            }
+            ++timesHidden;
+            QCOMPARE(why, QString("settings"));
+            QCOMPARE(m_recorder->calls,
+                     QStringList({"sig(New/sub, invalid)", "sig(New, invalid)"}));
+            QCOMPARE(storedNow(), group + "Z/z=1");
+        }
+        QVERIFY(timesHidden > 0);
+    }
+
+    /// The reason is that of the operation, not of what its receivers do.
+    void hasNoReasonOfReceivers_data() { addOperations(); }
+
+    void hasNoReasonOfReceivers()
+    {
+        QFETCH(Act, act);
+        QFETCH(QString, read);
+        const UnreadStore store(nextApplication(), oldText);
+        QVERIFY(store.isReady() && store.repair());
+        m_recorder->reaction = [] { QVERIFY(File::read("no such file").isEmpty()); };
+
+        Settings settings;
+        act(settings);
+
+        m_recorder->reaction = nullptr;
+        QCOMPARE(reason(), QString());
+        QCOMPARE(storedNow(), read);
+    }
+
+    void hasTheReasonsOfReceiversInThem()
+    {
+        const UnreadStore store(nextApplication(), oldText);
+        QVERIFY(store.isReady() && store.repair());
+        QStringList reasons;
+        m_recorder->reaction = [&] {
+            File::read("no such file");
+            reasons += reason();
+            File::read(home.file());
+            reasons += reason();
+        };
+
+        Settings().copyKey("Grp", "New");
+
+        m_recorder->reaction = nullptr;
+        QCOMPARE(reasons, QStringList({"nofile", ""}));
     }
 
     void renamesWhatIsReadButCannotBeWritten()

@@ -208,8 +208,10 @@ Data::String Settings::fullKey(const SettingsStore &settings, const Data::String
 
 void Settings::notify(const Data::String &fullKey, const Data::Variant &value)
 {
-    if (!signalHasDied)
-        SettingChanged().send(fullKey, value);
+    if (signalHasDied)
+        return;
+    const LastError::Apart ofReceivers; // the reason is that of the operation that sends
+    SettingChanged().send(fullKey, value);
 }
 
 } // namespace Utils

@@ -76,6 +76,9 @@ class SettingsStore;
 ///
 /// Receivers of SettingChanged() may do anything, even delete this object, but must leave the
 /// current group of a shared QSettings as they found it.
+///
+/// When there is not enough memory, functions throw std::bad_alloc where their description does not
+/// say otherwise. A change may then be stored or not; no other value is lost.
 class KELMUTILS_EXPORT Settings
 {
 public:
@@ -132,7 +135,8 @@ public:
     /// was written. It is not sent for single values.
     ///
     /// Nothing is copied or sent when the stored settings cannot be read completely. The reason is
-    /// in File::lastError() then, and in status().
+    /// in File::lastError() then, and in status(). When a receiver makes them unreadable during the
+    /// copy, the groups that it reaches then are neither copied nor reported.
     Settings &copyKey(const Data::String &from, const Data::String &to, bool recursive = false);
 
     /// Copies the values in \p from to \p to, as copyKey() does, then removes the key \p from and
@@ -140,7 +144,11 @@ public:
     /// invalid value.
     ///
     /// Nothing is changed or sent when the stored settings cannot be read completely, as by
-    /// copyKey(). When a receiver makes them unreadable during the copy, \p from is not removed.
+    /// copyKey(). When a receiver makes them unreadable during the copy, \p from is not removed,
+    /// even when they can be read again at the end.
+    ///
+    /// When std::bad_alloc is thrown, each value is in \p from or in \p to. It is in the temporary
+    /// group, see below, only if the memory does not suffice to move it back either.
     ///
     /// When the two names are equal or differ only in case, the values move through a temporary
     /// group "@@@_temp_@@@". SettingChanged() is sent for that group, too. At the end the temporary
@@ -306,9 +314,9 @@ private:
     static void notify(const Data::String &fullKey, const Data::Variant &value);
 
     // They do not use the object, which a receiver may delete during the call.
-    static void copyGroup(SettingsStore &settings, const QString &from, const QString &to,
+    static bool copyGroup(SettingsStore &settings, const QString &from, const QString &to,
                           bool recursive);
-    static void copyLevel(SettingsStore &settings, const QString &from, const QString &to,
+    static bool copyLevel(SettingsStore &settings, const QString &from, const QString &to,
                           bool recursive, int limit);
     static void renameGroup(SettingsStore &settings, const QString &from, const QString &to,
                             bool recursive);

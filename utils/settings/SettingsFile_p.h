@@ -64,10 +64,6 @@ public:
     /// when an attempt to read it has failed, and then read again.
     bool isRead();
 
-    /// Whether an attempt to read the file has failed, so that QSettings may lack values. Does not
-    /// read it again.
-    bool isUnread() const { return m_isUnread; }
-
     /// Keeps the value of \p key, until the process ends, for a key that has none in QSettings and
     /// may have one in the file. Of several values for a key, the first one counts.
     void keepDefault(const QString &key, const QVariant &value);

@@ -174,8 +174,6 @@ bool SettingsStore::isRead() const
     return !m_file || m_file->isRead() || LastError::setFor(".err.settings", m_file->reason());
 }
 
-bool SettingsStore::isUnread() const { return m_file && m_file->isUnread(); }
-
 /// The key from the root, normalised as by QSettings.
 QString SettingsStore::fullKey(const QString &key) const
 {

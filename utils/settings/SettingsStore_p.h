@@ -77,9 +77,6 @@ public:
     /// returns false. True where QSettings itself writes the changes.
     bool isRead() const;
 
-    /// Whether the values may have become incomplete since isRead() returned true.
-    bool isUnread() const;
-
 private:
     QString fullKey(const QString &key) const;
 

@@ -1,5 +1,6 @@
 #include "utils/settings/Settings.h"
 
+#include "utils/base/LastError_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/settings/SettingsStore_p.h"
 
@@ -42,6 +43,7 @@ static int depthLimit(SettingsStore &settings, const QString &from, const QStrin
 
 Settings &Settings::copyKey(const Data::String &from, const Data::String &to, bool recursive)
 {
+    const LastError operation;
     const std::shared_ptr<SettingsStore> settings = m_settings;
     if (settings->isRead())
         copyGroup(*settings, from, to, recursive);
@@ -50,23 +52,29 @@ Settings &Settings::copyKey(const Data::String &from, const Data::String &to, bo
 
 Settings &Settings::renameKey(const Data::String &from, const Data::String &to, bool recursive)
 {
+    const LastError operation;
     const std::shared_ptr<SettingsStore> settings = m_settings;
     if (settings->isRead())
         renameGroup(*settings, from, to, recursive);
     return *this;
 }
 
-void Settings::copyGroup(SettingsStore &settings, const QString &from, const QString &to,
+/// False when some groups could not be read.
+bool Settings::copyGroup(SettingsStore &settings, const QString &from, const QString &to,
                          bool recursive)
 {
     const bool isIntoItself = recursive && isBelow(to, from);
-    copyLevel(settings, from, to, recursive,
-              isIntoItself ? depthLimit(settings, from, to) : std::numeric_limits<int>::max());
+    return copyLevel(settings, from, to, recursive,
+                     isIntoItself ? depthLimit(settings, from, to)
+                                  : std::numeric_limits<int>::max());
 }
 
-void Settings::copyLevel(SettingsStore &settings, const QString &from, const QString &to,
+bool Settings::copyLevel(SettingsStore &settings, const QString &from, const QString &to,
                          bool recursive, int limit)
 {
+    // A receiver can make QSettings forget the values, and later read them again.
+    if (!settings.isRead())
+        return false;
     const Data::String target = fullKey(settings, to);
 
     // Listed before anything is written: a copy into itself would find the groups that it creates.
@@ -84,15 +92,17 @@ void Settings::copyLevel(SettingsStore &settings, const QString &from, const QSt
         if (!key.isEmpty())
             settings.copy(from + separator + key, to + separator + key);
     }
+    bool isWhole = true;
     for (const QString &group : qAsConst(groups)) {
         if (group.isEmpty())
             continue;
         const QString inner = from + separator + group;
         const QString innerTarget = to + separator + group;
         if (namesIn(inner).size() <= limit || !isBelow(innerTarget, inner))
-            copyLevel(settings, inner, innerTarget, recursive, limit);
+            isWhole = copyLevel(settings, inner, innerTarget, recursive, limit) && isWhole;
     }
     notify(target, Data::Variant());
+    return isWhole;
 }
 
 void Settings::renameGroup(SettingsStore &settings, const QString &from, const QString &to,
@@ -114,10 +124,9 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
     const bool isTemporary = isSameName(from, temporaryGroup);
     const auto rename = [&] {
         const Data::String fullFrom = fullKey(settings, from);
-        copyGroup(settings, from, target, recursive);
-        // A receiver can make the store be read again. When that fails, the copy may be incomplete.
+        const bool isWhole = copyGroup(settings, from, target, recursive);
         const bool isKept = isOntoItself && (isNameless(from) || isTemporary);
-        if (!isKept && !settings.isUnread())
+        if (!isKept && isWhole && settings.isRead())
             settings.remove(from);
         notify(fullFrom, Data::Variant());
         if (target != to)
@@ -129,8 +138,8 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
         rename();
     } catch (const std::bad_alloc &) {
         // Back to its old name: under the temporary one nobody would find it.
-        copyGroup(settings, target, from, recursive);
-        settings.remove(target);
+        if (copyGroup(settings, target, from, recursive))
+            settings.remove(target);
         throw;
     }
 }
