@@ -461,6 +461,31 @@ private Q_SLOTS:
         QVERIFY(timesKept > 0);
     }
 
+    void keepsAGroupOfWhichAReceiverHidesAPart()
+    {
+        int timesKept = 0;
+        for (int room = 0; room < 5; ++room) {
+            const UnreadStore store(nextApplication(), "[Grp]\ns\\a\\x=1\ns\\b\\x=2\nt\\x=3\n");
+            QVERIFY(store.isReady() && store.repair());
+            m_recorder->reaction = [&] {
+                if (m_recorder->calls.constLast() == "sig(New/s/a, invalid)")
+                    QVERIFY(readWithRoomFor(room, "\n[Z]\nz=1\n") && store.harm());
+                if (m_recorder->calls.constLast() == "sig(New/s, invalid)")
+                    QVERIFY(store.repair());
+            };
+
+            Settings().renameKey("Grp", "New", /*recursive=*/true);
+
+            m_recorder->reaction = nullptr;
+            const bool isTold = reason() == "settings";
+            QCOMPARE(storedNow(), QString(isTold ? "Grp/s/a/x=1 Grp/s/b/x=2 Grp/t/x=3 New/s/a/x=1 "
+                                                   "New/t/x=3 Z/z=1"
+                                                 : "New/s/a/x=1 New/s/b/x=2 New/t/x=3 Z/z=1"));
+            timesKept += isTold;
+        }
+        QVERIFY(timesKept > 0);
+    }
+
     void movesAGroupThatAReceiverHasLost()
     {
         const UnreadStore store(nextApplication(), groupText);
