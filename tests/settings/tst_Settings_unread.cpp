@@ -381,6 +381,18 @@ private Q_SLOTS:
         }
     }
 
+    void removesWhatWasSetAgainAndRemovedAgain()
+    {
+        const UnreadStore store(nextApplication(), oldText);
+        QVERIFY(store.isReady());
+
+        Settings settings;
+        settings.removeKey("Grp").setInt("Grp/a", 5).setInt("Grp/sub/b", 6).removeKey("Grp/sub");
+
+        QVERIFY(store.heal());
+        QCOMPARE(storedNow(), QString("Grp/a=5 MRU/files/aa=/one MRU/files/ab=/two width=8000000"));
+    }
+
     void movesAGroupThatAReceiverHidesForAMoment()
     {
         for (int room = 0; room < 5; ++room) {

@@ -59,6 +59,18 @@ static bool isAtOrBelow(const QString &key, const QString &group)
     return group.isEmpty() || key == group || key.startsWith(group + QLatin1Char('/'));
 }
 
+/// Removes the entries that are at or below \p group; \p keyOf returns the key at an iterator.
+template <typename Entries, typename KeyOf>
+static void removeAtOrBelow(Entries &entries, const QString &group, const KeyOf &keyOf)
+{
+    for (auto entry = entries.begin(); entry != entries.end();) {
+        if (isAtOrBelow(keyOf(entry), group))
+            entry = entries.erase(entry);
+        else
+            ++entry;
+    }
+}
+
 SettingsFile::SettingsFile(const QString &path) : m_path(path) {}
 
 SettingsFile *SettingsFile::of(const QSettings &settings)
@@ -126,18 +138,8 @@ void SettingsFile::setRemoved(const QString &key)
         startChanges();
     m_wasUnread = m_wasUnread || m_isUnread;
     m_removed.insert(key);
-    for (auto kept = m_defaults.begin(); kept != m_defaults.end();) {
-        if (isAtOrBelow(kept.key(), key))
-            kept = m_defaults.erase(kept);
-        else
-            ++kept;
-    }
-    for (auto set = m_setAgain.begin(); set != m_setAgain.end();) {
-        if (isAtOrBelow(*set, key))
-            set = m_setAgain.erase(set);
-        else
-            ++set;
-    }
+    removeAtOrBelow(m_defaults, key, [](const auto &kept) { return kept.key(); });
+    removeAtOrBelow(m_setAgain, key, [](const auto &set) { return *set; });
 }
 
 void SettingsFile::startChanges()
