@@ -9,6 +9,9 @@
 #include <QTextCodec>
 #include <QtTest>
 
+#include <optional>
+#include <string>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -16,6 +19,21 @@
 using Utils::FolderItem;
 using Utils::listFolder;
 using Utils::nativePath;
+
+// The linker leads calls of the platform here, which is one with junctions while resolved is set.
+using Resolved = std::optional<std::string>;
+static std::optional<Resolved> resolved;
+
+bool platformHasJunctions() __asm__("__wrap__ZN5Utils8Platform12hasJunctionsEv");
+bool platformHasJunctions() { return resolved.has_value(); }
+
+Resolved platformCanonicalPath(const std::string &path) __asm__(
+    "__wrap__ZN5Utils8Platform13canonicalPathERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE"
+    "E");
+Resolved platformCanonicalPath(const std::string &path)
+{
+    return path == "junction" ? *resolved : std::nullopt;
+}
 
 static QString described(const QString &name, bool isFile, bool isFolder, bool isLink)
 {
@@ -92,6 +110,21 @@ private Q_SLOTS:
     {
         QCOMPARE(chmod(path(""), 0755), 0);
         QCOMPARE(QProcess::execute("rm", {"-rf", m_folder}), 0);
+    }
+
+    void resolvesAFolderAsThePlatformDoes()
+    {
+        const QString link = m_folder + "/link to a folder";
+        const QString folder = QFileInfo(m_folder + "/folder").canonicalFilePath();
+        QCOMPARE(Utils::canonicalFolder(link), folder);
+
+        resolved = Resolved("/resolved");
+        QCOMPARE(Utils::canonicalFolder("junction"), QString("/resolved"));
+        QCOMPARE(Utils::canonicalFolder(link), folder); // by Qt, when the platform cannot
+        resolved = Resolved("");
+        QCOMPARE(Utils::canonicalFolder("junction"), QString());
+        resolved.reset();
+        QCOMPARE(Utils::canonicalFolder("junction"), QString());
     }
 
     void listsAsQtDoes_data()

@@ -30,6 +30,20 @@ private Q_SLOTS:
         LastError().succeeded(); // forgets the reason
     }
 
+    void cannotBeRead()
+    {
+        SafeFile file(m_path);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QCOMPARE(file.write("new"), qint64(3));
+
+        char byte = 'x';
+        QCOMPARE(file.read(&byte, 1), qint64(-1));
+
+        QCOMPARE(byte, 'x');
+        QVERIFY(file.commit(/*flush=*/false));
+        QCOMPARE(contentsOf(m_path), QByteArray("new"));
+    }
+
     void tellsWhyItFails_data()
     {
         QTest::addColumn<QByteArray>("function");

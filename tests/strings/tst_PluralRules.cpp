@@ -156,6 +156,18 @@ private Q_SLOTS:
             QCOMPARE(PluralRules::form("en", QByteArray(text)), QString("other"));
     }
 
+    void haveNoRuleWithAnotherOperand()
+    {
+        static const QRegularExpression relation("([a-z]) (?:% \\d+ )?!?= ");
+        int relations = 0;
+        for (int i = 0; i < PluralRules::numRuleSets; ++i) {
+            auto found = relation.globalMatch(PluralRules::ruleSets[i].rules);
+            for (; found.hasNext(); ++relations)
+                QVERIFY(QString("niftvce").contains(found.next().captured(1)));
+        }
+        QVERIFY(relations > 100);
+    }
+
     void takeAnExponentAfterAnE()
     {
         for (const char *text : {"1c6", "1e6", "1.5c6", "1.5e6"})

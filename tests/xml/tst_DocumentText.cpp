@@ -229,19 +229,23 @@ private Q_SLOTS:
     void findsAllOfManyAttributes_data()
     {
         QTest::addColumn<QString>("odd");
+        QTest::addColumn<int>("others");
 
-        for (const char *name : {"plain", "a=\"", "a b", "a=", "\"", "", "p:n", "a=\"1\" b"})
-            QTest::newRow(name) << QString(name);
+        for (const char *name : {"plain", "a=\"", "a b", "a=", "\"", "", "p:n", "a=\"1\" b"}) {
+            QTest::newRow(name) << QString(name) << 200;
+            QTest::addRow("%s alone", name) << QString(name) << 0;
+        }
     }
 
     void findsAllOfManyAttributes()
     {
         QFETCH(QString, odd);
+        QFETCH(int, others);
         QDomDocument document;
         QDomElement element = document.createElement("e");
         QStringList expected{odd};
         element.setAttribute(odd, "of " + odd);
-        for (int i = 0; i < 200; ++i) {
+        for (int i = 0; i < others; ++i) {
             expected.append(QString("n%1").arg(i));
             element.setAttribute(expected.last(), "of " + expected.last());
         }

@@ -16,9 +16,11 @@ class SettingsFile;
 class StoreObserver
 {
 public:
-    virtual ~StoreObserver() = default;
     virtual void changed(const QString &file, const QString &key, const QVariant &value) = 0;
     virtual void removed(const QString &file, const QString &key) = 0; ///< and all below it
+
+protected:
+    ~StoreObserver() = default; // a store does not own it
 };
 
 /// The QSettings of one Settings object and of its copies. A plain one would build values that end

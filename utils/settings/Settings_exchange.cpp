@@ -252,7 +252,7 @@ static bool readExport(const QString &path, QSettings::SettingsMap &values)
     int line = 0;
     switch (ExchangeText::read(text, values, line)) {
     case ExchangeText::Outcome::Complete:
-        return true;
+        break;
     case ExchangeText::Outcome::Foreign:
         return LastError::set(".err.importForeign", {path});
     case ExchangeText::Outcome::Incomplete:
@@ -260,7 +260,7 @@ static bool readExport(const QString &path, QSettings::SettingsMap &values)
     case ExchangeText::Outcome::BadLine:
         return LastError::set(".err.importLine", {path, QString::number(line)});
     }
-    return false;
+    return true;
 }
 
 bool Settings::importFrom(const Data::String &path)

@@ -101,9 +101,7 @@ static Amount amountOf(const Operands &operands, char operand, qint64 divisor)
         return {true, valueOf(significant, divisor)};
     case 'v':
         return count(operands.fraction.size());
-    case 'w':
-        return count(significant.size());
-    default:
+    default: // "c" or "e"; no language has a rule with "w"
         return count(operands.exponent);
     }
 }
