@@ -2,6 +2,7 @@
 
 #include "tests/csv/PlainQuoted.h"
 #include "tests/strings/Catalogue.h" // resetCatalogue
+#include "tests/support/CallFault.h"
 #include "tests/support/Files.h"
 #include "tests/support/FullSize.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
@@ -14,6 +15,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cerrno>
 #include <cstring>
 #include <random>
 
@@ -434,6 +436,31 @@ private Q_SLOTS:
             QVERIFY(table.isValid());
             QCOMPARE(rowsOf(table), rows); // nothing is lost
         }
+    }
+
+    void tellsAQuoteThatIsNotClosedWhereItsLineCannotBeCounted()
+    {
+#ifdef _WIN32
+        QSKIP("no call can be replaced on Windows");
+#else
+        QVERIFY(!makeFile(path(), "a\nb\n\"c\n").isEmpty());
+
+        int counts = 0; // that failed
+        bool hasFailed = true;
+        for (int first = 0; hasFailed; ++first) {
+            CSVTable table;
+            table.setQuoting(CSVTable::Rfc4180);
+            const CallFault fault("read", EIO, first);
+
+            QVERIFY(!read(table, path(), Storage::InFile));
+
+            hasFailed = fault.count() > 0;
+            const QString reason = File::lastError();
+            counts += reason == "open quote from line 1";
+            QVERIFY2(hasFailed || reason == "open quote from line 3", qPrintable(reason));
+        }
+        QVERIFY(counts > 0);
+#endif
     }
 
     void takesNoLongerForAQuoteThatIsNotClosed()

@@ -7,6 +7,7 @@
 #include "utils/feedback/WaitCursor.h"
 
 #include <QNetworkProxy>
+#include <QNetworkReply>
 #include <QTextCodec>
 #include <QTimer>
 #include <QWindow>
@@ -624,6 +625,36 @@ private Q_SLOTS:
 
         QVERIFY(File::containsWord(server.address("/file"), "word", true));
         QVERIFY(!File::containsWord(server.address("/file"), "wor", true));
+    }
+
+    void endsWhenAHandlerOfTheHostDeletesTheReply()
+    {
+        /// Deletes a reply as soon as it has got something.
+        class Deleter : public QObject
+        {
+        public:
+            bool eventFilter(QObject *watched, QEvent *event) override
+            {
+                auto *const reply = qobject_cast<QNetworkReply *>(watched);
+                if (!reply || event->type() != QEvent::MetaCall)
+                    return false;
+                ++count;
+                delete reply;
+                return true;
+            }
+
+            int count = 0;
+        };
+        const HttpServer server("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\ntext");
+        Deleter deleter;
+        qApp->installEventFilter(&deleter);
+
+        const Data::String text = File::read(server.address("/file"));
+
+        qApp->removeEventFilter(&deleter);
+        QCOMPARE(deleter.count, 1);
+        QCOMPARE(text, Data::String());
+        QCOMPARE(File::lastError(), Data::String(".Kelm.Utils.err.httpcut"));
     }
 };
 

@@ -41,6 +41,33 @@ class tst_File_memory : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void tellsWhyAFolderIsNotSearched()
+    {
+        const Data::String folder = m_folder.filePath("missing");
+        const Data::String filter = "*";
+
+        int told = 0;
+        bool hasFailed = true;
+        for (int n = 0; hasFailed; ++n) {
+            FailingMemory memory(n, FailingMemory::Once);
+            bool hasThrown = false;
+            try {
+                File::search(folder, filter, false);
+            } catch (const std::bad_alloc &) {
+                hasThrown = true;
+            }
+            memory.end();
+            hasFailed = memory.hasFailed();
+
+            const QString reason = File::lastError();
+            QVERIFY2(hasThrown || reason == ".Kelm.Utils.err.nofile" ||
+                         (hasFailed && reason == ".Kelm.Utils.err.memory"),
+                     qPrintable(QString("%1: %2").arg(n).arg(reason)));
+            told += reason == ".Kelm.Utils.err.memory";
+        }
+        QVERIFY(told > 0);
+    }
+
     void skipsALineThatIsTooLong()
     {
         FileByteReader reader(file("a\n" + QByteArray(3 * mebibyte, 'x') + "\nb\n"));

@@ -474,6 +474,32 @@ private Q_SLOTS:
         QCOMPARE(received.result().toHex(), written.result().toHex());
     }
 
+    void raisesAnErrorForATextThatIsLargerThanTheMemory_data()
+    {
+        QTest::addColumn<QString>("kind");
+
+        QTest::newRow("bytes") << "";
+        QTest::newRow("characters") << "u";
+    }
+
+    void raisesAnErrorForATextThatIsLargerThanTheMemory()
+    {
+        QFETCH(QString, kind);
+        const int mebibyte = 1 << 20;
+        const Received received;
+        QVERIFY(d->engine.runCode("import sys\ntext = " + kind + "'x' * 3000000\n"));
+        const Data::String code = "try:\n    sys.stdout.write(text)\n"
+                                  "except MemoryError:\n    sys.stdout.write('too large')\n";
+
+        FailingMemory memory(mebibyte, FailingMemory::Larger);
+        const bool isDone = d->engine.runCode(code);
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY(isDone);
+        QCOMPARE(received.joined(), QStringList("out: too large"));
+    }
+
     void throwsNothingAtTheEndOfARun()
     {
         for (const auto mode : {FailingMemory::Once, FailingMemory::FromThenOn}) {

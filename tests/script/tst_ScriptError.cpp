@@ -6,6 +6,7 @@
 #include "utils/signals/SlotCB.h"
 
 #include "tests/script/PythonFixture.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/Print.h"
 
 #include <QJsonArray>
@@ -312,6 +313,17 @@ private Q_SLOTS:
 
         QVERIFY(!run("import os\nos.mkfifo('" + path + "')\nexec compile('1/0', '" + path +
                      "', 'exec')\n"));
+
+        QCOMPARE(frames(manager().error()).last(), path + ":1 <module> ||");
+    }
+
+    void readsNoFileThatMayNotBeOpened()
+    {
+        const QString path = d->script("1 / 0\n", "closed.py");
+        QVERIFY(QFile::setPermissions(path, QFile::Permissions()));
+        const OrdinaryUser user(d->folder.path());
+
+        QVERIFY(!run("exec compile('1/0', '" + path + "', 'exec')\n"));
 
         QCOMPARE(frames(manager().error()).last(), path + ":1 <module> ||");
     }

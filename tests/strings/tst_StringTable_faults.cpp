@@ -1,5 +1,6 @@
 #include "utils/strings/StringTable.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/strings/Catalogue.h" // resetCatalogue
 #include "tests/support/Files.h"     // makeFile
 #include "tests/support/Print.h"     // shows a Data::String when QCOMPARE fails
@@ -77,6 +78,33 @@ private Q_SLOTS:
 
         bad.repair();
         QCOMPARE(StringTable::lookupl(".Other.7", "de"), Data::String("text 7 de"));
+    }
+
+    void keepsATableWhenTheMemoryEnds()
+    {
+        StringTable::initialize("en", "", "");
+        const Data::String name = "Scarce";
+        const QString path = m_root.filePath("locale/Scarce_en.xml");
+
+        int kept = 0;
+        bool hasFailed = true;
+        for (int n = 0; hasFailed; ++n) {
+            makeFile(path, tableOf(1, "before"));
+            QVERIFY(StringTable::load(name));
+            makeFile(path, tableOf(2, "after"));
+            FailingMemory memory(n, FailingMemory::Once);
+            const bool isLoaded = StringTable::load(name);
+            memory.end();
+            hasFailed = memory.hasFailed();
+
+            QVERIFY(isLoaded || hasFailed);
+            const Data::String text = isLoaded ? "text 0 after" : "text 0 before";
+            QCOMPARE(StringTable::lookup(".Scarce.0"), text);
+            QCOMPARE(StringTable::lookup(".Scarce.1"),
+                     Data::String(isLoaded ? "text 1 after" : ".1"));
+            kept += isLoaded ? 0 : 1;
+        }
+        QVERIFY(kept > 10);
     }
 };
 

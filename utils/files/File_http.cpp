@@ -179,8 +179,6 @@ QString readHttp(const QString &address)
     manager.setProxyFactory(new BufferedProxies); // takes ownership
     // Handlers of the host may delete the reply.
     const QPointer<QNetworkReply> reply(manager.get(requestFor(address, limits)));
-    if (!reply)
-        return fail(".err.httpcut");
     const ReplyLimiter limiter(reply, limits);
     waitForEnd(reply);
     if (!reply)
