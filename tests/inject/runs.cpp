@@ -23,10 +23,11 @@ using Utils::ScriptManager;
 // A tree of processes is examined until it has ended.
 static const long stopCalls = 60;
 
-/// What must hold after a run() with \p result: each failure has its reason.
+/// What must hold after a run() with \p result: each failure has its reason. Not after an
+/// exception: where the memory does not suffice for an argument, the program has not even been run.
 static void checkReason(Process::RunResult result, Outcome &outcome)
 {
-    if (result != Process::RunFinished && Utils::File::lastError().isEmpty())
+    if (outcome.isTold && result != Process::RunFinished && Utils::File::lastError().isEmpty())
         outcome.damage = "no reason told";
 }
 
