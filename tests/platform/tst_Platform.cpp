@@ -134,6 +134,42 @@ private Q_SLOTS:
         QVERIFY(size <= 64 * mebibyte);
     }
 
+    void passesAnExceptionOnAndIsUsedAgain()
+    {
+        const std::size_t before = deepStackSize();
+        QString caught;
+
+        try {
+            callOnDeepStack([] { throw std::runtime_error("of the function"); });
+        } catch (const std::runtime_error &error) {
+            caught = error.what();
+        }
+
+        QCOMPARE(caught, QString("of the function"));
+        QVERIFY(before > 1000 * mebibyte);
+        QCOMPARE(deepStackSize(), before);
+    }
+
+    void passesAnExceptionOnFromACallWithinACall()
+    {
+        const std::size_t before = deepStackSize();
+        std::size_t after = 0;
+        bool isCaught = false;
+
+        callOnDeepStack([&] {
+            try {
+                callOnDeepStack([] { throw std::bad_alloc(); });
+            } catch (const std::bad_alloc &) {
+                isCaught = true;
+            }
+            after = freeStack();
+        });
+
+        QVERIFY(isCaught);
+        QVERIFY(after > 1000 * mebibyte);
+        QCOMPARE(deepStackSize(), before);
+    }
+
     void givesTheMemoryOfADeepRecursionBack()
     {
         std::size_t before = 0;

@@ -2,6 +2,7 @@
 #include "utils/script/PythonDepth_p.h"
 #include "utils/script/PythonScript_p.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/script/PythonChild.h"
 #include "tests/script/PythonFixture.h"
 #include "tests/support/Limits.h"
@@ -10,6 +11,7 @@
 
 #include <QtTest>
 
+#include <new>
 #include <random>
 
 #include <dlfcn.h>
@@ -185,6 +187,27 @@ private Q_SLOTS:
         QCOMPARE(d->engine.getData("x").toInt(), 100'001);
         QVERIFY2(d->engine.runCode(sum), qPrintable(d->engine.errorMessage()));
         QCOMPARE(d->result().toInt(), 100'001);
+    }
+
+    void runsDeepCodeAfterDataForWhichThereWasNoMemory()
+    {
+        const Data::Variant data(QString(8'000'000, 'x'));
+        QVERIFY(d->engine.runCode("pass\n"));
+        bool hasThrown = false;
+        FailingMemory memory(5 << 20, FailingMemory::Larger);
+        try {
+            d->engine.pushData("data", data);
+        } catch (const std::bad_alloc &) {
+            hasThrown = true;
+        }
+        memory.end();
+        QVERIFY(hasThrown);
+
+        const QString code = QString("exec 'x = 1' + '+1' * %1\n").arg(links(400'000));
+        QVERIFY2(d->engine.runCode(code), qPrintable(d->engine.errorMessage()));
+
+        QCOMPARE(d->engine.getData("x").toInt(), links(400'000) + 1);
+        QVERIFY(!d->engine.getData("data").isValid());
     }
 
     void livesThroughDeepCodeWithinAScript_data()

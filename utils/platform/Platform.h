@@ -480,8 +480,8 @@ bool hasSortedSettings();
 bool hasRegistry();
 
 /// Calls \p function with \p context on a stack for deep recursion, on the calling thread, and
-/// returns when \p function has returned. A nested call uses the same stack. \p function must not
-/// throw.
+/// returns when \p function has returned. A nested call uses the same stack. The caller receives an
+/// exception of \p function.
 ///
 /// The process has one such stack, which only one thread uses at a time; if another thread calls
 /// meanwhile, \p function runs on the stack of that thread. The deep stack is half as large as the

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
 #include <limits>
 
 #include <fcntl.h>
@@ -91,6 +92,7 @@ struct DeepCall
 {
     void (*function)(void *);
     void *context;
+    std::exception_ptr *exception; // receives what it throws
 #ifdef CHECKS_ADDRESSES
     const void *callerStack;
     std::size_t callerSize;
@@ -208,7 +210,13 @@ static void makeDeepCall()
     __sanitizer_finish_switch_fiber(nullptr, &deepCall.callerStack, &deepCall.callerSize);
     __lsan_register_root_region(deepCall.callerStack, deepCall.callerSize); // the process may end
 #endif
-    deepCall.function(deepCall.context);
+    // On most machines an exception cannot pass the switch of the stacks, and it would leave the
+    // stack in use.
+    try {
+        deepCall.function(deepCall.context);
+    } catch (...) {
+        *deepCall.exception = std::current_exception();
+    }
 #ifdef CHECKS_ADDRESSES
     __lsan_unregister_root_region(deepCall.callerStack, deepCall.callerSize);
     __sanitizer_start_switch_fiber(nullptr, deepCall.callerStack, deepCall.callerSize);
@@ -230,8 +238,10 @@ void callOnDeepStack(void (*function)(void *), void *context)
         return;
     }
 
+    std::exception_ptr exception;
     deepCall.function = function;
     deepCall.context = context;
+    deepCall.exception = &exception;
 #ifdef CHECKS_ADDRESSES
     void *callerFrames = nullptr;
     __sanitizer_start_switch_fiber(&callerFrames, deepStack.start, deepStack.size);
@@ -242,6 +252,8 @@ void callOnDeepStack(void (*function)(void *), void *context)
 #endif
     releaseDeepStack();
     isDeepStackInUse = false;
+    if (exception)
+        std::rethrow_exception(exception);
 }
 
 std::size_t deepThreadStack()

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <exception>
 
 #define WIN32_LEAN_AND_MEAN
 #include <windows.h>
@@ -14,7 +15,8 @@ struct DeepCall
 {
     void (*function)(void *);
     void *context;
-    void *caller; // a fiber
+    void *caller;                  // a fiber
+    std::exception_ptr *exception; // receives what the function throws
 };
 
 static DeepCall deepCall;
@@ -38,7 +40,11 @@ static std::size_t wantedDeepStack()
 static void CALLBACK makeDeepCalls(void *)
 {
     for (;;) {
-        deepCall.function(deepCall.context);
+        try {
+            deepCall.function(deepCall.context);
+        } catch (...) { // it cannot pass the switch of the fibers
+            *deepCall.exception = std::current_exception();
+        }
         SwitchToFiber(deepCall.caller);
     }
 }
@@ -73,11 +79,14 @@ void callOnDeepStack(void (*function)(void *), void *context)
         return;
     }
 
-    deepCall = {function, context, caller};
+    std::exception_ptr exception;
+    deepCall = {function, context, caller, &exception};
     SwitchToFiber(deepFiber);
     if (!wasFiber)
         ConvertFiberToThread();
     isDeepStackInUse = false;
+    if (exception)
+        std::rethrow_exception(exception);
 }
 
 std::size_t deepThreadStack() { return 0; }
