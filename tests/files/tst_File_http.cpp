@@ -5,9 +5,12 @@
 #include "tests/support/Windows.h"
 
 #include "utils/feedback/WaitCursor.h"
+#include "utils/strings/StringTable.h"
 
+#include <QAbstractEventDispatcher>
 #include <QNetworkProxy>
 #include <QNetworkReply>
+#include <QPointer>
 #include <QTextCodec>
 #include <QTimer>
 #include <QWindow>
@@ -17,6 +20,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <memory>
+#include <thread>
 
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -79,6 +84,38 @@ static qint64 processorTime()
         return qint64(time.tv_sec) * 1000 + time.tv_usec / 1000;
     };
     return milliseconds(usage.ru_utime) + milliseconds(usage.ru_stime);
+}
+
+namespace {
+
+/// What a thread has read that Qt has not started.
+struct ThreadRead
+{
+    Data::String text;
+    Data::String reason;
+    QPointer<QAbstractEventDispatcher> dispatcher; // of the thread
+    std::atomic<bool> isDone = false;
+};
+
+} // namespace
+
+/// Reads \p address on a thread of its own, and processes events meanwhile. Returns null when the
+/// thread does not end.
+static std::shared_ptr<ThreadRead> readOnThread(const QString &address)
+{
+    const auto result = std::make_shared<ThreadRead>();
+    std::thread thread([=] {
+        result->text = File::read(address);
+        result->reason = File::lastError();
+        result->dispatcher = QAbstractEventDispatcher::instance();
+        result->isDone = true;
+    });
+    if (!QTest::qWaitFor([&] { return result->isDone.load(); }, 60000)) {
+        thread.detach();
+        return nullptr;
+    }
+    thread.join();
+    return result;
 }
 
 class tst_File_http : public QObject
@@ -507,6 +544,69 @@ private Q_SLOTS:
 
         QCOMPARE(result.toUtf8(), isRead ? body : QByteArray());
         QVERIFY(timer.elapsed() < 10000);
+    }
+
+    void readsOnAnyThread_data()
+    {
+        QTest::addColumn<int>("msec");
+        QTest::addColumn<qint64>("bytes");
+        QTest::addColumn<bool>("answers");
+        QTest::addColumn<Data::String>("text");
+        QTest::addColumn<QByteArray>("id"); // of the reason
+
+        const Data::String body("text");
+        QTest::newRow("without limits") << 0 << qint64(0) << true << body << QByteArray();
+        QTest::newRow("within the limits") << 60000 << qint64(4) << true << body << QByteArray();
+        QTest::newRow("too large")
+            << 0 << qint64(3) << true << Data::String() << QByteArray(".err.httpsize");
+        QTest::newRow("no answer")
+            << 300 << qint64(0) << false << Data::String() << QByteArray(".err.httptime");
+    }
+
+    void readsOnAnyThread()
+    {
+        QFETCH(int, msec);
+        QFETCH(qint64, bytes);
+        QFETCH(bool, answers);
+        QFETCH(Data::String, text);
+        QFETCH(QByteArray, id);
+        HttpServer server;
+        server.answer = [&](QTcpSocket *socket) {
+            if (answers)
+                socket->write(response("200 OK", "text"));
+        };
+        const QString address = server.address("/file");
+
+        File::setHttpLimits(msec, bytes);
+        const auto read = readOnThread(address);
+        File::setHttpLimits(0, 0);
+
+        QVERIFY(read);
+        QCOMPARE(read->text, text);
+        const qint64 limit = bytes > 0 ? bytes : msec;
+        const QString expected = Utils::StringTable::lookup(QByteArray(".Kelm.Utils" + id))
+                                     .replace("%1", address)
+                                     .replace("%2", QString::number(limit));
+        QCOMPARE(read->reason.isEmpty(), id.isEmpty());
+        QCOMPARE(read->reason, id.isEmpty() ? Data::String() : Data::String(expected));
+        QVERIFY(!read->dispatcher); // it has ended with the thread
+        QCOMPARE(server.requests.size(), 1);
+    }
+
+    void leavesTheCursorAloneOnAnotherThread()
+    {
+        HttpServer server;
+        int shown = 0;
+        server.answer = [&](QTcpSocket *socket) {
+            shown += Utils::WaitCursor::activated() ? 1 : 0;
+            socket->write(response("200 OK", "text"));
+        };
+
+        const auto read = readOnThread(server.address("/file"));
+
+        QVERIFY(read);
+        QCOMPARE(read->text, Data::String("text"));
+        QCOMPARE(shown, 0);
     }
 
     void givesUpABodyWithoutEnd_data()

@@ -5,15 +5,20 @@
 #include "utils/signals/Signal.h"
 
 #include "tests/script/PythonFixture.h"
+#include "tests/support/HttpServer.h"
 #include "tests/support/Print.h"
 #include "tests/support/Recorder.h"
 
+#include <QEventLoop>
+#include <QSemaphore>
+#include <QThread>
 #include <QtTest>
 
 #include <Python.h>
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 
 using Data::String;
 using Data::Variant;
@@ -607,6 +612,56 @@ private Q_SLOTS:
 
         QCOMPARE(recorder.calls, (QStringList{"sig({path=" + good + ", result=true})",
                                               "sig({path=" + bad + ", result=false})"}));
+    }
+
+    void readsAnAddressOnAThreadOfAScript_data()
+    {
+        QTest::addColumn<QByteArray>("response"); // none when it is empty
+        QTest::addColumn<int>("limit");           // in milliseconds
+        QTest::addColumn<String>("text");
+
+        QTest::newRow("an answer")
+            << QByteArray("HTTP/1.0 200 OK\r\n\r\ntext") << 0 << String("text");
+        QTest::newRow("no answer in time") << QByteArray() << 300 << String();
+    }
+
+    void readsAnAddressOnAThreadOfAScript()
+    {
+        QFETCH(QByteArray, response);
+        QFETCH(int, limit);
+        QFETCH(String, text);
+        QString address;
+        QSemaphore isReady;
+        const std::unique_ptr<QThread> thread(QThread::create([&] {
+            HttpServer server([&](QTcpSocket *socket) {
+                socket->write(response);
+                if (!response.isEmpty())
+                    socket->disconnectFromHost();
+            });
+            address = server.address("/file");
+            isReady.release();
+            QEventLoop().exec();
+        }));
+        thread->start();
+        isReady.acquire();
+
+        Utils::File::setHttpLimits(limit, 0);
+        const bool succeeded = d->engine.runCode("import threading\n"
+                                                 "from KelmUtils import Utils\n"
+                                                 "def read(): texts.append(str(Utils.File.read('" +
+                                                 address +
+                                                 "')))\n"
+                                                 "texts = []\n"
+                                                 "t = threading.Thread(target=read)\n"
+                                                 "t.start()\n"
+                                                 "t.join()\n");
+        Utils::File::setHttpLimits(0, 0);
+        thread->quit();
+        thread->wait();
+
+        QVERIFY2(succeeded, qPrintable(d->engine.errorMessage()));
+        QCOMPARE(d->value("len(texts)"), Variant(1));
+        QCOMPARE(d->value("texts[0]"), Variant(text));
     }
 
 private:

@@ -2,13 +2,16 @@
 
 #include <QCursor>
 #include <QGuiApplication>
+#include <QThread>
 
 namespace Utils {
 
-// Without a QGuiApplication, its cursor functions and the constructor of QCursor crash.
+// Without a QGuiApplication, its cursor functions and the constructor of QCursor crash. They are
+// for its thread alone, but operations that show the wait cursor also run on threads of scripts.
 static bool hasCursors()
 {
-    return qobject_cast<QGuiApplication *>(QCoreApplication::instance()) != nullptr;
+    const auto *const application = qobject_cast<QGuiApplication *>(QCoreApplication::instance());
+    return application && application->thread() == QThread::currentThread();
 }
 
 static void setWaitCursor()

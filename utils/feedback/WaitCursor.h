@@ -6,7 +6,7 @@ namespace Utils {
 
 /// Shows the wait cursor until the object is destroyed. With \p suspend, it shows the normal cursor
 /// instead, as for a dialog during a long task. The class sets the override cursors of
-/// QGuiApplication, so it must be used in the thread of that.
+/// QGuiApplication. On other threads than that of the application, no object does anything.
 ///
 ///     const WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
 ///

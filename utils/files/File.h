@@ -179,11 +179,16 @@ public:
     /// redirecting reply. A reply that is shorter than its announced length yields "". A reply
     /// without a length, or a compressed reply, ends when its connection ends. Without a
     /// QCoreApplication the result is "", because there is no event loop.
+    ///
+    /// An address may be read on any thread, also on one that Qt has not started, such as a thread
+    /// of a script. The events are those of that thread. It keeps the event dispatcher that Qt
+    /// makes for it until it ends.
     static Data::String read(const Data::String &path, int lines = 0);
 
     /// Sets the limits of read() for an address: \p msec milliseconds until the reply is complete,
-    /// and \p bytes bytes. They are used in the whole process by each read() that starts after this
-    /// call. When a limit is exceeded, the request is aborted and read() returns "".
+    /// and \p bytes bytes. They are used in the whole process, on all threads, by each read() that
+    /// starts after this call. When a limit is exceeded, the request is aborted and read() returns
+    /// "".
     ///
     /// There are no limits at first. A value of 0 or less means no limit. With a limit of bytes the
     /// server is asked for an uncompressed reply, and a reply that is compressed anyway yields "".

@@ -7,6 +7,7 @@
 
 #include <QAbstractEventDispatcher>
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QNetworkAccessManager>
 #include <QNetworkProxy>
 #include <QNetworkReply>
@@ -16,6 +17,7 @@
 #include <QUrl>
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 #include <new>
 
@@ -36,15 +38,14 @@ struct HttpLimits // 0 for none
 /// The largest number of bytes that can be converted to a text.
 static constexpr qint64 maxBodySize = std::numeric_limits<int>::max() / 2 - 64;
 
-static HttpLimits &httpLimits()
-{
-    static HttpLimits limits;
-    return limits;
-}
+// Of the process. Addresses are read on any thread.
+static std::atomic<int> limitOfTime = 0;
+static std::atomic<qint64> limitOfSize = 0;
 
 void File::setHttpLimits(int msec, qint64 bytes)
 {
-    httpLimits() = {std::max(msec, 0), std::max(bytes, qint64(0))};
+    limitOfTime = std::max(msec, 0);
+    limitOfSize = std::max(bytes, qint64(0));
 }
 
 /// Whether the body of \p reply is shorter than its header states. Qt reports this error only if it
@@ -173,8 +174,12 @@ QString readHttp(const QString &address)
     if (!QCoreApplication::instance())
         return fail(".err.httploop");
 
+    // A thread that Qt has not started, such as that of a script, has no event dispatcher: nothing
+    // would arrive there. Qt makes one with the first event loop, and deletes it when the thread
+    // ends.
+    const QEventLoop makesDispatcher;
     const WaitCursor waiting(/*suspend=*/false, /*enable=*/true);
-    const HttpLimits limits = httpLimits();
+    const HttpLimits limits = {limitOfTime, limitOfSize};
     QNetworkAccessManager manager;
     manager.setProxyFactory(new BufferedProxies); // takes ownership
     // Handlers of the host may delete the reply.
