@@ -2,6 +2,7 @@
 
 #include "utils/script/PythonReference_p.h"
 
+#include <QScopeGuard>
 #include <QSet>
 
 #include <new>
@@ -81,12 +82,14 @@ Process::RunResult run(Process &process, int timeout, PyObject *function, WrapTe
 
     LineCalls calls(process, function, wrap);
     running.insert(&process);
+    const auto ended = qScopeGuard([&] { // also by an exception
+        process.onLine(nullptr);
+        running.remove(&process);
+    });
     process.onLine([&calls](const Data::String &line, Process::Channel channel) {
         calls.call(line, channel);
     });
     const Process::RunResult result = process.run(timeout);
-    process.onLine(nullptr);
-    running.remove(&process);
     calls.raise();
     return result;
 }

@@ -1,5 +1,7 @@
 #include "utils/process/Process.h"
 
+#include "utils/files/File.h"
+
 #include "tests/csv/FailingMemory.h"
 #include "tests/process/MarkedProcesses.h"
 #include "tests/support/OwnNamespace.h"
@@ -9,6 +11,7 @@
 
 #include <QtTest>
 
+#include <cerrno>
 #include <csignal>
 #include <memory>
 #include <new>
@@ -16,6 +19,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+using Utils::File;
 using Utils::Process;
 
 Q_DECLARE_METATYPE(FailingMemory::Mode)
@@ -147,6 +151,76 @@ private Q_SLOTS:
         QVERIFY(stopped > 0);
     }
 
+    void losesOnlyTheOutputForWhichThereIsNoMemory_data()
+    {
+        QTest::addColumn<bool>("isError");
+        QTest::addColumn<int>("way"); // to its end
+
+        for (const bool isError : {false, true}) {
+            const QByteArray channel = isError ? "standard error" : "standard output";
+            QTest::newRow(channel + " in an event loop") << isError << 0;
+            QTest::newRow(channel + " in wait()") << isError << 1;
+            QTest::newRow(channel + " in run()") << isError << 2;
+        }
+    }
+
+    void losesOnlyTheOutputForWhichThereIsNoMemory()
+    {
+        QFETCH(bool, isError);
+        QFETCH(int, way);
+        const int size = 4'000'000;
+        const QString script = "head -c 4000000 /dev/zero | tr '\\0' x >&";
+        Process process("/bin/sh", {"-c", script + (isError ? '2' : '1')});
+        process.setSeparateErrorOutput(true);
+        const auto end = [&] {
+            if (way == 2)
+                return process.run() == Process::RunFinished;
+            return process.start() &&
+                   (way == 1 ? process.wait(false)
+                             : QTest::qWaitFor([&] { return !process.isRunning(); }, 60000));
+        };
+        const auto output = [&] { return isError ? process.errorOutput() : process.output(); };
+
+        FailingMemory memory(1 << 20, FailingMemory::Larger);
+        const bool hasEnded = end();
+        memory.end();
+        const Data::String reason = File::lastError();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY(hasEnded);
+        QVERIFY(process.normalExit());
+        QVERIFY(output().size() > 100'000);
+        QVERIFY(output().size() < size);
+        QCOMPARE(process.errorMessage(), Data::String(qt_error_string(ENOMEM)));
+        if (way == 2)
+            QCOMPARE(reason, Data::String(".Kelm.Utils.err.memory"));
+
+        QVERIFY(end());
+        QCOMPARE(output().size(), size);
+        QVERIFY(process.errorMessage() != Data::String(qt_error_string(ENOMEM)));
+    }
+
+    void stopsAProgramAfterAStopThatLackedMemory()
+    {
+        int stopped = 0;
+        for (int n = 0; n < 30; ++n) {
+            // Each in a process of its own, as Qt itself ends some.
+            const pid_t child = fork();
+            QVERIFY(child >= 0);
+            if (child == 0) {
+                for (const int signal : {SIGSEGV, SIGBUS, SIGABRT})
+                    ::signal(signal, SIG_DFL);
+                _exit(exitCodeOfStops(n));
+            }
+            int status = 0;
+            QCOMPARE(waitpid(child, &status, 0), child);
+            QVERIFY2(!WIFEXITED(status) || WEXITSTATUS(status) != 2,
+                     qPrintable(QString::number(n)));
+            stopped += WIFEXITED(status) && WEXITSTATUS(status) == 0 ? 1 : 0;
+        }
+        QVERIFY(stopped > 0);
+    }
+
     void hasNoMessageWithoutMemory()
     {
         const Process process("/bin/true");
@@ -182,6 +256,28 @@ private Q_SLOTS:
     }
 
 private:
+    /// Stops a program when allocation number \p number fails, and again with memory if that has
+    /// thrown. Returns 0 when the program has ended by then, 2 when it has not, and 1 when the
+    /// first stop has not thrown.
+    static int exitCodeOfStops(int number)
+    {
+        Process process("/bin/sh", {"-c", "trap '' TERM; echo a; sleep 60"});
+        process.setStopPolicy(/*waitTime=*/50);
+        if (!process.start())
+            return 1;
+        const auto pid = static_cast<pid_t>(process.getPID());
+        FailingMemory memory(number, FailingMemory::Once);
+        try {
+            process.stop();
+            memory.end();
+        } catch (const std::bad_alloc &) {
+            memory.end();
+            process.stop(); // false when Qt has lost the end of the program, for lack of memory
+            return kill(pid, 0) == 0 ? 2 : 0;
+        }
+        return 1;
+    }
+
     /// Whether a process starts when all allocations after \p count of them fail. Returns when the
     /// process has ended after its Process.
     static bool isStartedWithMemoryFor(int count)

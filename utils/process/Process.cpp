@@ -1,6 +1,7 @@
 #include "utils/process/Process.h"
 
 #include "utils/base/Interrupt_p.h"
+#include "utils/base/LastError_p.h"
 #include "utils/feedback/Progress.h"
 #include "utils/files/LogFile.h"
 #include "utils/platform/Platform.h"
@@ -9,6 +10,7 @@
 #include <QDeadlineTimer>
 #include <QPointer>
 
+#include <cerrno>
 #include <new>
 #include <string>
 #include <vector>
@@ -23,6 +25,7 @@ void ProcessPrivate::prepareStart()
     output.setEncoding(encoding);
     errorOutput.setEncoding(encoding);
     lines.clear();
+    isOutputLost = false;
     if (isChannelModeSet)
         process.setProcessChannelMode(separatesErrors ? QProcess::SeparateChannels
                                                       : QProcess::MergedChannels);
@@ -187,7 +190,7 @@ int Process::exitCode() const { return d->process.exitCode(); }
 Data::String Process::errorMessage() const
 {
     try {
-        return d->process.errorString();
+        return d->isOutputLost ? errorText(ENOMEM) : d->process.errorString();
     } catch (const std::bad_alloc &) {
         return Data::String();
     }
@@ -238,15 +241,17 @@ QObject *Process::object() const { return &d->process; }
 
 void Process::appendOutput()
 {
-    const QByteArray bytes = d->process.readAllStandardOutput();
-    d->add(d->output.append(bytes, d->keepOutput), StandardOutput);
+    d->receive([this] {
+        const QByteArray bytes = d->process.readAllStandardOutput();
+        d->add(d->output.append(bytes, d->keepOutput), StandardOutput);
+    });
 }
 
 void Process::endOutput()
 {
-    d->add(d->output.end(d->keepOutput), StandardOutput);
-    d->add(d->errorOutput.end(d->keepOutput), StandardError);
-    d->lines.end();
+    d->receive([this] { d->add(d->output.end(d->keepOutput), StandardOutput); });
+    d->receive([this] { d->add(d->errorOutput.end(d->keepOutput), StandardError); });
+    d->receive([this] { d->lines.end(); });
     d->deliverLines();
 }
 

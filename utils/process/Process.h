@@ -112,7 +112,7 @@ public:
     /// Also writes the output to \p file as it arrives; null stops this. The object does not own
     /// \p file, which must exist until another call replaces it, or as long as this object. Output
     /// that contains no complete character is not written at once; its bytes are added to the next
-    /// entry of the log.
+    /// entry of the log. Empty pieces are left out of the log.
     ///
     /// Without \p keepOutput, nothing more is added to output(), and of the output not yet returned
     /// by recentOutput() only the last line is kept. This is the incomplete line, or the line that
@@ -200,7 +200,9 @@ public:
     qint64 getPID() const;
 
     /// All output since the last start. Neither this text nor that of recentOutput() has more than
-    /// 1,000,000,000 code units; further output is lost.
+    /// 1,000,000,000 code units; further output is lost. So is output for which there is not enough
+    /// memory; errorMessage() then is the text of the system for that until the next start, and
+    /// run() stores a reason.
     Data::String output() const;
 
     /// The output since the last call of this function.
@@ -229,7 +231,8 @@ public:
     /// cancel it. No events are processed. If a program of this object is running, no other one is
     /// started, and neither that program nor its output is touched.
     ///
-    /// For each result but RunFinished, File::lastError() has the reason. The time of the start
+    /// For each result but RunFinished, File::lastError() has the reason; also for RunFinished when
+    /// output was lost because there was not enough memory. The time of the start
     /// counts, too, but a start may take its 3 seconds even if \p timeout is less. Output that
     /// descendants write after the end of the program is not part of its output.
     RunResult run(int timeout = -1);

@@ -28,12 +28,13 @@ void ProcessPrivate::add(const Data::String &text, Process::Channel channel)
         return;
     lines.append(text, channel);
     // Not called at once: Qt accesses the process after its signal, and the function may delete it.
-    if (!std::exchange(isScheduled, true)) {
+    if (!isScheduled) {
         const auto deliver = [this] {
             isScheduled = false;
             deliverLines();
         };
         QMetaObject::invokeMethod(&process, deliver, Qt::QueuedConnection);
+        isScheduled = true;
     }
 }
 
@@ -162,8 +163,10 @@ Data::String Process::errorOutput() const { return d->errorOutput.text(); }
 
 void Process::appendErrorOutput()
 {
-    const QByteArray bytes = d->process.readAllStandardError();
-    d->add(d->errorOutput.append(bytes, d->keepOutput), StandardError);
+    d->receive([this] {
+        const QByteArray bytes = d->process.readAllStandardError();
+        d->add(d->errorOutput.append(bytes, d->keepOutput), StandardError);
+    });
 }
 
 } // namespace Utils

@@ -8,6 +8,7 @@
 #include "utils/signals/Slot.h"
 
 #include <memory>
+#include <new>
 
 namespace Utils {
 
@@ -25,6 +26,18 @@ public:
 
     /// Handles \p text, which has arrived from \p channel.
     void add(const Data::String &text, Process::Channel channel);
+
+    /// Calls \p handle, which handles output that has arrived. Output is lost when there is no
+    /// memory for it: the exception would pass through Qt, which then ends the process.
+    template <typename Function>
+    void receive(const Function &handle)
+    {
+        try {
+            handle();
+        } catch (const std::bad_alloc &) {
+            isOutputLost = true;
+        }
+    }
 
     /// Calls the line function for all lines, unless it is running. It may delete this object.
     void deliverLines();
@@ -59,6 +72,7 @@ public:
     Slot finishedSlot{"finished", nullptr};
     bool selfDelete = false;
     bool keepOutput = true;
+    bool isOutputLost = false; // since the last start
     Process::KillModes killMode = Process::KillDefault;
 
     bool isChannelModeSet = false; // otherwise a host may have set another one

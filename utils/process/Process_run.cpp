@@ -9,6 +9,7 @@
 
 #include <QDeadlineTimer>
 #include <QPointer>
+#include <QScopeGuard>
 
 #include <algorithm>
 #include <chrono>
@@ -54,8 +55,11 @@ Process::RunResult Process::run(int timeout)
     const auto isRunning = [&] { return isProgram(process, pid); };
     while (isRunning() && !end.hasExpired() && !Interrupt::isRequested())
         d->waitForEndOrInterrupt(end.isForever() ? -1 : static_cast<int>(end.remainingTime()));
-    if (!isRunning())
+    if (!isRunning()) {
+        if (process && d->isOutputLost)
+            LastError::set(".err.memory");
         return RunFinished;
+    }
 
     const bool isInterrupted = Interrupt::isRequested();
     const bool hasEnded = stop();
@@ -121,6 +125,10 @@ bool Process::stop()
     if (d->isStopping)
         return false;
     d->isStopping = true;
+    const auto stopped = qScopeGuard([&] {
+        if (process) // else this object has been deleted
+            d->isStopping = false;
+    });
 
     const auto tree = d->killMode == KillSingle ? nullptr : makeTree(pid);
     const int time = d->stopTime;
@@ -138,9 +146,6 @@ bool Process::stop()
         process->kill();
     if (isRunning())
         d->waitForEnd(killTime);
-
-    if (process)
-        d->isStopping = false;
     return !isRunning();
 }
 
