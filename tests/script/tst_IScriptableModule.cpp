@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <stdexcept>
 
 using Data::String;
 using Utils::IScriptableModule;
@@ -124,6 +125,18 @@ private Q_SLOTS:
 
         QVERIFY(initialize().isEmpty()); // a failed one is not tried again
         QCOMPARE(initialized.size(), 3);
+    }
+
+    void takesAnExceptionForAFailure()
+    {
+        Module first("a");
+        Module second("b");
+        first.reaction = [] { throw std::runtime_error("of the host"); };
+
+        QCOMPARE(initialize(), String("ERROR: Failed to initialize scripting module for a"));
+        QCOMPARE(initialized, (QStringList{"a", "b"}));
+        QVERIFY(initialize().isEmpty());
+        QCOMPARE(initialized.size(), 2);
     }
 
     void appendsItsMessages()

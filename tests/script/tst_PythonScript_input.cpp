@@ -1,6 +1,7 @@
 #include "utils/script/ScriptInput_p.h"
 #include "utils/script/ScriptManager.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/script/PythonFixture.h"
 #include "tests/support/Print.h"
 
@@ -265,16 +266,50 @@ private Q_SLOTS:
         for (int i = 1; i < 200; ++i) {
             QCOMPARE(input.fetch(), Utils::ScriptInput::Outcome::Read);
             QCOMPARE(input.indexOf('\n', input.size() - line.size()), input.size() - 1);
-            taken += input.take(i % 23);
+            taken += take(input, i % 23);
             QCOMPARE(taken.size() + input.size(), i * line.size());
         }
-        taken += input.take(input.size());
+        taken += take(input, input.size());
 
         QCOMPARE(taken, line.repeated(199));
         QCOMPARE(input.size(), 0);
     }
 
+    void losesNoInputForWhichThereIsNoMemory()
+    {
+        const int size = 4'000'000;
+        const Supply supply({QString(size, 'x')});
+        std::optional<FailingMemory> memory;
+        d->standIns.reaction = [&](const QString &call) {
+            if (call == "begin")
+                memory.emplace(1'000'000, FailingMemory::Larger);
+            else
+                memory->end();
+        };
+
+        const bool succeeded = d->engine.runCode("import host, sys\n"
+                                                 "first = sys.stdin.readline(1)\n"
+                                                 "failed = 0\n"
+                                                 "host.call('begin')\n"
+                                                 "try: sys.stdin.read(3000000)\n"
+                                                 "except MemoryError: failed = 1\n"
+                                                 "finally: host.call('end')\n"
+                                                 "rest = len(sys.stdin.read())\n");
+        d->standIns.reaction = nullptr;
+
+        QVERIFY2(succeeded, qPrintable(d->engine.errorMessage()));
+        QCOMPARE(d->engine.getData("failed").toInt(), 1);
+        QCOMPARE(d->engine.getData("rest").toInt(), size - 1);
+    }
+
 private:
+    static QByteArray take(Utils::ScriptInput &input, int size)
+    {
+        QByteArray bytes(size, '\0');
+        input.take(bytes.data(), size);
+        return bytes;
+    }
+
     /// The nanoseconds in which 20,000 lines are fetched, each of which is taken at once or never,
     /// in the best of several rounds.
     static qint64 fetchTime(bool takesEach)
@@ -292,7 +327,7 @@ private:
             for (int i = 0; i < 20000; ++i) {
                 input.fetch();
                 if (takesEach)
-                    input.take(line.size());
+                    take(input, line.size());
             }
             best = std::min(best, timer.nsecsElapsed());
         }

@@ -1,6 +1,7 @@
 #include "utils/script/PythonScript_p.h"
 
 #include "utils/process/Process.h"
+#include "utils/script/PythonThreads_p.h"
 
 #include "tests/script/PythonChild.h"
 #include "tests/script/PythonFixture.h"
@@ -11,7 +12,9 @@
 
 #include <Python.h>
 
+#include <chrono>
 #include <csignal>
+#include <stdexcept>
 
 using Data::String;
 using Data::Variant;
@@ -555,6 +558,36 @@ private Q_SLOTS:
         QVERIFY(d->engine.runCode("x = 1"));
 
         QVERIFY(!checker.sawError);
+    }
+
+    void runsAfterAnEndThatTheHostHasBrokenOff()
+    {
+        QVERIFY(d->engine.runCode("import threading, time\n"
+                                  "stops = []\n"
+                                  "def work():\n"
+                                  "  while not stops:\n"
+                                  "    try: time.sleep(0.01)\n"
+                                  "    except SystemExit: pass\n"
+                                  "thread = threading.Thread(target=work)\n"
+                                  "thread.start()\n"));
+        Utils::threadPatience = std::chrono::milliseconds(10);
+        d->host.reaction = [](const QString &call) {
+            if (call.startsWith("logMessage(Thread of a script goes on"))
+                throw std::runtime_error("of the host");
+        };
+
+        bool hasThrown = false;
+        try {
+            d->engine.reset();
+        } catch (const std::runtime_error &) {
+            hasThrown = true;
+        }
+        d->host.reaction = nullptr;
+        const bool succeeded = d->engine.runCode("stops.append(1)\nthread.join()\n");
+        Utils::threadPatience = std::chrono::seconds(1);
+
+        QVERIFY(hasThrown);
+        QVERIFY2(succeeded, qPrintable(d->engine.errorMessage()));
     }
 
     void hasTheModulesOfTheLibrary()

@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 
 #include <unistd.h>
 
@@ -343,6 +344,18 @@ private Q_SLOTS:
         QCOMPARE(recorder.calls,
                  (QStringList{"sig({path=b.py, result=true})", "sig({path=c.txt, result=false})",
                               "sig({path=a.py, result=true})"}));
+        QVERIFY(!manager().isExecuting());
+    }
+
+    void isNotExecutingAfterAnException()
+    {
+        m_py->reaction = [](const QString &) { throw std::runtime_error("of the engine"); };
+        QVERIFY_EXCEPTION_THROWN(manager().execute("a.py"), std::runtime_error);
+        QVERIFY(!manager().isExecuting());
+
+        m_py->reaction = nullptr;
+        m_host->reaction = [](const QString &) { throw std::runtime_error("of the host"); };
+        QVERIFY_EXCEPTION_THROWN(manager().execute("a.py"), std::runtime_error);
         QVERIFY(!manager().isExecuting());
     }
 

@@ -11,6 +11,17 @@
 
 namespace Utils {
 
+/// Returns whether \p module has become available. Its exception would end the start of the
+/// interpreter halfway.
+static bool makeAvailable(IScriptableModule &module)
+{
+    try {
+        return module.initialize();
+    } catch (...) {
+        return false;
+    }
+}
+
 IScriptableModule::~IScriptableModule()
 {
     if (ModuleList *const list = moduleList.ifAlive())
@@ -47,7 +58,7 @@ bool IScriptableModule::initializeModules(Data::String &messages)
         const Data::String name = module->m_moduleName;
         tried.insert(module);
         module->m_initialized = true; // so that a nested call skips it
-        const bool succeeded = module->initialize();
+        const bool succeeded = makeAvailable(*module);
         if (modules.contains(module))
             module->m_initialized = true;
         if (succeeded)

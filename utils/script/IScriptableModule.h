@@ -22,7 +22,8 @@ public:
     /// \compat The destructor of a copy also calls the engines, although a copy is not in the list.
     virtual ~IScriptableModule();
 
-    /// Makes the module available in the running interpreter. Returns false when that fails.
+    /// Makes the module available in the running interpreter. Returns false when that fails. An
+    /// exception counts as a failure.
     virtual bool initialize() = 0;
 
     Data::String name() const;
@@ -30,7 +31,7 @@ public:
     /// Calls initialize() on each module that is not initialised, in the order of the list. Modules
     /// that are added meanwhile are initialised, too.
     ///
-    /// For each module whose initialize() returns false, a line is appended to \p messages: "ERROR:
+    /// For each module whose initialize() fails, a line is appended to \p messages: "ERROR:
     /// Failed to initialize scripting module for " and the name of the module. A module that failed
     /// counts as initialised until resetModules().
     ///

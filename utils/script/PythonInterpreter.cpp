@@ -13,6 +13,8 @@
 #include "utils/script/PythonThreads_p.h"
 #include "utils/script/ScriptError_p.h"
 
+#include <QScopedValueRollback>
+
 #include <Python.h>
 
 #include <chrono>
@@ -221,8 +223,8 @@ void PythonInterpreter::requestEnd()
 void PythonInterpreter::end()
 {
     m_isEndRequested = false;
-    m_isEnding = true;
     if (isCallable()) {
+        const QScopedValueRollback<bool> isEnding(m_isEnding, true);
         const PythonExitGuard guard; // for what scripts have left to be run at the end
         PyErr_Clear();               // one that getData() has left would be printed
         // A thread that has once used up its time gets no more.
@@ -236,7 +238,6 @@ void PythonInterpreter::end()
         }
         PythonStreams::finish();
     }
-    m_isEnding = false;
     if (m_isKept)
         return;
     m_moduleErrors.clear();

@@ -7,6 +7,7 @@
 
 #include <structmember.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <new>
 
@@ -140,11 +141,16 @@ static bool fetch(PyObject *self)
     return false;
 }
 
-/// Takes \p size bytes of the available input.
+/// Takes \p size bytes of the available input, or all if it has less. Takes none when there is no
+/// memory for them.
 static PyObject *take(PyObject *self, int size)
 {
-    const QByteArray bytes = stream(self)->input->take(size);
-    return PyString_FromStringAndSize(bytes.constData(), bytes.size());
+    ScriptInput *const input = stream(self)->input;
+    const int taken = std::min(size, input->size());
+    PyObject *const text = PyString_FromStringAndSize(nullptr, taken);
+    if (text)
+        input->take(PyString_AS_STRING(text), taken);
+    return text;
 }
 
 /// Reads a line, or the first \p limit bytes of one. Returns an empty str at the end of the input.

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <utility>
 
 namespace Utils {
@@ -61,11 +62,10 @@ int ScriptInput::indexOf(char byte, int start) const
     return found < 0 ? -1 : found - m_start;
 }
 
-QByteArray ScriptInput::take(int size)
+void ScriptInput::take(char *target, int size)
 {
-    const QByteArray taken = m_fetched.mid(m_start, size);
-    m_start += taken.size();
-    return taken;
+    std::copy_n(m_fetched.constData() + m_start, size, target);
+    m_start += size;
 }
 
 } // namespace Utils

@@ -39,8 +39,8 @@ public:
     /// Returns the first position of \p byte in the available input, from \p start on; else -1.
     int indexOf(char byte, int start) const;
 
-    /// Removes and returns the first \p size bytes of the available input.
-    QByteArray take(int size);
+    /// Moves the first \p size bytes of the available input, which has so many, to \p target.
+    void take(char *target, int size);
 
 private:
     void append(const QByteArray &bytes);

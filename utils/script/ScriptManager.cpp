@@ -9,6 +9,8 @@
 #include "utils/script/ScriptError_p.h"
 #include "utils/script/ScriptManager_p.h"
 
+#include <QScopedValueRollback>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -85,6 +87,27 @@ static ScriptError withoutEngine(const Data::String &languageOrPath)
     return ScriptErrorPrivate::ofText(message(".Kelm.Utils", ".err.noengine", {languageOrPath}));
 }
 
+bool ScriptManagerPrivate::runFile(const Data::String &path, ScriptError &runError)
+{
+    const QScopedValueRollback<int> isExecuting(executing, executing + 1);
+    showText(".msg.scriptRunning", {path});
+
+    IScriptEngine *const engine = engineFor(path);
+    if (!engine) {
+        runError = error = withoutEngine(path);
+        return false;
+    }
+    const bool succeeded = engine->runFile(path);
+    runError = error = errorOf(engine, succeeded);
+    std::fflush(stdout);
+    std::fflush(stderr);
+    if (succeeded)
+        showText(".msg.scriptRun");
+    else
+        showText(".err.scriptRun", {QString::number(engine->exitStatus()), engine->errorMessage()});
+    return succeeded;
+}
+
 ScriptManager &ScriptManager::instance()
 {
     static ScriptManager manager;
@@ -93,28 +116,8 @@ ScriptManager &ScriptManager::instance()
 
 bool ScriptManager::execute(const Data::String &path)
 {
-    ++d->executing;
-    showText(".msg.scriptRunning", {path});
-
-    bool succeeded = false;
-    IScriptEngine *const engine = d->engineFor(path);
-    if (!engine)
-        d->error = withoutEngine(path);
-    ScriptError error = d->error;
-    if (engine) {
-        succeeded = engine->runFile(path);
-        error = errorOf(engine, succeeded);
-        d->error = error;
-        std::fflush(stdout);
-        std::fflush(stderr);
-        if (succeeded)
-            showText(".msg.scriptRun");
-        else
-            showText(".err.scriptRun",
-                     {QString::number(engine->exitStatus()), engine->errorMessage()});
-    }
-
-    --d->executing;
+    ScriptError error;
+    const bool succeeded = d->runFile(path, error);
     d->error = error; // the host may have run others
     d->scriptExecuted.addData(QStringLiteral("path"), path);
     d->scriptExecuted.addData(QStringLiteral("result"), succeeded);

@@ -25,6 +25,10 @@ struct ScriptManagerPrivate
     /// Returns every engine that supports \p languageOrPath.
     QList<IScriptEngine *> enginesFor(const Data::String &languageOrPath) const;
 
+    /// Runs the file \p path, with the texts that the host shows. Returns whether it succeeded;
+    /// otherwise \p runError tells why.
+    bool runFile(const Data::String &path, ScriptError &runError);
+
     /// Returns the engines on which a console can be built.
     QList<IScriptConsole *> consoles() const;
 
