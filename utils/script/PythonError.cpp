@@ -6,6 +6,7 @@
 #include "utils/script/ScriptError_p.h"
 
 #include <frameobject.h>
+#include <osdefs.h> // SEP, the separator of paths
 
 #include <QByteArrayList>
 #include <QMap>
@@ -144,14 +145,14 @@ private:
     {
         if (isFile(path))
             return read(path);
-        const QByteArray name = path.mid(path.lastIndexOf('/') + 1);
+        const QByteArray name = path.mid(path.lastIndexOf(SEP) + 1);
         char list[] = "path";
         PyObject *const folders = PySys_GetObject(list);
         for (Py_ssize_t i = 0; folders && PyList_Check(folders) && i < PyList_GET_SIZE(folders);
              ++i) {
             QByteArray found = bytesOf(PyList_GET_ITEM(folders, i));
-            if (!found.isEmpty() && !found.endsWith('/'))
-                found += '/';
+            if (!found.isEmpty() && !found.endsWith(SEP))
+                found += SEP;
             found += name;
             if (isFile(found))
                 return read(found);
