@@ -20,7 +20,7 @@ find_path(Python27_SIP_INCLUDE_DIR sip.h
 find_library(Python27_LIBRARY NAMES python27klt python2.7 python27
     PATHS "${Python27_ROOT}" PATH_SUFFIXES "lib/${CMAKE_LIBRARY_ARCHITECTURE}" lib libs
     NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-find_program(Python27_SIP sip)
+find_program(Python27_SIP sip HINTS "${PROJECT_SOURCE_DIR}/build/deps/python27/bin")
 mark_as_advanced(
     Python27_INCLUDE_DIR Python27_SIP_INCLUDE_DIR Python27_LIBRARY Python27_SIP)
 

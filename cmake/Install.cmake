@@ -45,7 +45,7 @@ if(KELMUTILS_INSTALL_PYTHON)
         DESTINATION "${KELMUTILS_PYTHON_DIR}/share" COMPONENT Python
         FILES_MATCHING
         PATTERN "copyright" PATTERN "LICENSE*"
-        REGEX "/(libpython2.7|libpython2.7-dev|libpython2.7-stdlib|python2.7-minimal)$" EXCLUDE
+        REGEX "/(libpython2.7|libpython2.7-dev|libpython2.7-stdlib|python2.7-minimal|sip-dev)$" EXCLUDE
     )
     # For hosts that add modules of their own.
     install(DIRECTORY "${Python27_HOME}/include"
