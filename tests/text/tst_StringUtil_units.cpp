@@ -236,6 +236,8 @@ private Q_SLOTS:
         QTest::newRow("with an exponent") << 100000.0 << String("1e+05");
         QTest::newRow("without an exponent") << 123456.0 << String("123456");
         QTest::newRow("small") << 0.00001 << String("1e-05");
+        QTest::newRow("large, with every digit")
+            << 1428547813435902208.0 << String("1428547813435902208");
         QTest::newRow("hole") << Data::noValue << String("1e+300");
         QTest::newRow("the smallest") << 5e-324 << String("5e-324");
         QTest::newRow("the largest")

@@ -8,12 +8,16 @@ namespace Utils {
 static const int maxPlainLength = 18; // digits fit into 64 bits, fraction into the powers
 static const quint64 maxExactInteger = quint64(1) << 53;
 
-// On 32-bit x86, the C++ library of g++ calculates by x87: it reads 2.074764871048294e+30 as the
-// double after the nearest one.
-#ifdef Q_PROCESSOR_X86_32
-static const bool isStandardExact = false;
+// The C++ library of g++ 10 does not parse doubles. On 32-bit x86, that of each g++ calculates by
+// x87: it reads 2.074764871048294e+30 as the double after the nearest one.
+#if defined(Q_PROCESSOR_X86_32) || (defined(_GLIBCXX_RELEASE) && _GLIBCXX_RELEASE < 11)
+static bool parseExactly(const char *, const char *, double &) { return false; }
 #else
-static const bool isStandardExact = true;
+static bool parseExactly(const char *text, const char *end, double &value)
+{
+    const std::from_chars_result result = std::from_chars(text, end, value);
+    return result.ec == std::errc() && result.ptr == end;
+}
 #endif
 
 /// Parses a short number without exponent. When an integer and a power of ten are both exact as
@@ -59,10 +63,9 @@ static bool parsePlain(const char *next, const char *end, double &value)
 static bool parseAny(const char *text, const char *end, double &value)
 {
     const char *const first = text != end && *text == '-' ? text + 1 : text;
-    if (!isStandardExact || first == end || !((*first >= '0' && *first <= '9') || *first == '.'))
+    if (first == end || !((*first >= '0' && *first <= '9') || *first == '.'))
         return false;
-    const std::from_chars_result result = std::from_chars(text, end, value);
-    return result.ec == std::errc() && result.ptr == end;
+    return parseExactly(text, end, value);
 }
 
 static bool parse(const char *text, int size, double &value)

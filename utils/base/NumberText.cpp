@@ -2,6 +2,8 @@
 
 #include "utils/base/NumberParse_p.h"
 
+#include <QLocale>
+
 #include <algorithm>
 #include <cfloat>
 #include <charconv>
@@ -12,6 +14,42 @@ namespace Utils {
 
 // The largest number of digits that the shortest text of a double can have.
 static const int mostFastDigits = 17;
+
+#if defined(_GLIBCXX_RELEASE) && _GLIBCXX_RELEASE < 11
+// The C++ library of g++ 10 does not write doubles. Qt does, more slowly.
+static QByteArray qtText(double value, char format, int precision = QLocale::FloatingPointShortest)
+{
+    // Qt leaves out the sign of zero.
+    return (std::signbit(value) ? "-" : "") +
+           QByteArray::number(std::abs(value), format, precision);
+}
+
+char *writeShortest(char *out, double value)
+{
+    // Above the whole numbers that a double counts, every digit before the point is exact.
+    const bool isCounted = std::abs(value) <= 9007199254740992.0;
+    const QByteArray fixed = isCounted ? qtText(value, 'f') : qtText(value, 'f', 0);
+    const QByteArray scientific = qtText(value, 'e');
+    const QByteArray &text = fixed.size() <= scientific.size() ? fixed : scientific;
+    return std::copy(text.begin(), text.end(), out);
+}
+
+char *writeShortestScientific(char *out, double value)
+{
+    const QByteArray text = qtText(value, 'e');
+    return std::copy(text.begin(), text.end(), out);
+}
+#else
+char *writeShortest(char *out, double value)
+{
+    return std::to_chars(out, out + mostShortest, value).ptr;
+}
+
+char *writeShortestScientific(char *out, double value)
+{
+    return std::to_chars(out, out + mostShortest, value, std::chars_format::scientific).ptr;
+}
+#endif
 
 /// A number in the form 0.d1d2d3... times a power of ten.
 struct Decimal
@@ -25,9 +63,8 @@ struct Decimal
 /// must be finite and above 0.
 static Decimal shortestDecimal(double value)
 {
-    char text[32]; // "1.2345678901234567e-308" is the longest
-    const char *const end =
-        std::to_chars(text, text + sizeof(text), value, std::chars_format::scientific).ptr;
+    char text[mostShortest];
+    const char *const end = writeShortestScientific(text, value);
 
     Decimal decimal;
     decimal.digits[0] = text[0];

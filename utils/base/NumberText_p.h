@@ -25,4 +25,13 @@ constexpr int mostDigits = 1000000;
 /// The format 'g' with up to 17 digits is much faster than in Qt.
 Data::String numberText(double value, char format = 'g', int precision = 6);
 
+/// The size of the longest shortest text of a double, "-2.2250738585072014e-308".
+constexpr int mostShortest = 24;
+
+/// Writes the shortest text that is parsed as \p value to \p out; of several such, the nearest to
+/// it. Returns the end. The exponent has two digits or three. writeShortest() leaves it out where
+/// the text is not longer without. \p value must be no NaN, and finite in the scientific form.
+char *writeShortest(char *out, double value);
+char *writeShortestScientific(char *out, double value);
+
 } // namespace Utils

@@ -74,9 +74,8 @@ static int thousandsOf(int point) { return point > 0 ? (point - 1) / 3 : (point 
 /// The number of digits before the point; below 1 for a number that begins with zeros.
 static int pointOf(double number)
 {
-    char text[32];
-    const char *const end =
-        std::to_chars(text, text + sizeof text, number, std::chars_format::scientific).ptr;
+    char text[mostShortest];
+    const char *const end = writeShortestScientific(text, number);
     const char *const begin = text;
     const char *const sign = std::find(begin, end, 'e') + 1;
     int exponent = 0;
@@ -132,8 +131,8 @@ Data::String StringUtil::shortest(double value)
 {
     if (std::isnan(value))
         return QStringLiteral("nan"); // also with a sign
-    char text[32];                    // "-2.2250738585072014e-308" is the longest
-    const char *const end = std::to_chars(text, text + sizeof text, value).ptr;
+    char text[mostShortest];
+    const char *const end = writeShortest(text, value);
     return QString::fromLatin1(text, static_cast<int>(end - text));
 }
 
