@@ -4,6 +4,7 @@
 
 #include "tests/support/CallFault.h"
 #include "tests/support/Files.h" // contentsOf, makeFile
+#include "tests/support/Qemu.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -113,6 +114,8 @@ private Q_SLOTS:
     {
         QFETCH(Target, target);
         QFETCH(Faults, faults);
+        if (qstrcmp(faults.front().function, "waitpid") == 0)
+            SKIP_UNDER_QEMU("qemu refuses a process that ends without a signal");
         const QString path = makeTarget(target);
 
         const Result result = replace(path, target, faults);
