@@ -22,7 +22,7 @@ changes = [
     ("/false/' \"$plugin/windows.pri\"", "/true/' \"$plugin/windows.pri\""),
     ("QMAKE_CFLAGS_OPTIMIZE_FULL = $optimization", "QMAKE_CFLAGS_OPTIMIZE_FULL = -O3"),
     ("-posix\" \"$work/bin", "-win32\" \"$work/bin"),
-    ("bookworm main", "trixie main"),
+    ("fetch-source bookworm", "fetch-source trixie"),
     ("sub-src-qmake_all", "qmake_all"),
     ('rm -rf "$made/doc"', 'rm -rf "$made/plugins"'),
     ("\"$work/installed\" install ", "\"$work/installed\" install_docs "),
