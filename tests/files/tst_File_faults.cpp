@@ -323,7 +323,7 @@ private Q_SLOTS:
         for (int i = 0; i < 40; ++i)
             folder += "/d";
         makeFile(path(folder + "/file"));
-        makeFile(path("kept/d/file"));
+        QVERIFY(QDir(m_folder->path()).mkpath("kept/d/d/d/d/d"));
         QString upper = "top";
         for (int i = 0; i < 35; ++i)
             upper += "/d";
@@ -338,7 +338,7 @@ private Q_SLOTS:
         }
 
         QCOMPARE(File::lastError(), String(".Kelm.Utils.err.rmdir"));
-        QVERIFY(QFile::exists(path("kept/d/file")));
+        QVERIFY(QDir(path("kept/d/d/d/d/d")).exists());
         QVERIFY(QDir(path("moved")).exists());
     }
 
