@@ -6,6 +6,7 @@
 #include "utils/feedback/Progress.h"
 #include "utils/script/PythonReference_p.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Print.h"
 #include "tests/support/PythonFault.h"
 
@@ -98,6 +99,34 @@ private Q_SLOTS:
             PyErr_Clear();
         }
         QVERIFY(failures > 0 || QByteArray(QTest::currentDataTag()) == "an invalid variant");
+    }
+
+    void raiseAMemoryErrorForALargeText_data()
+    {
+        QTest::addColumn<QByteArray>("expression");
+
+        QTest::newRow("of a str") << QByteArray("Utils.File.isAbsolute(large)");
+        QTest::newRow("of a unicode") << QByteArray("Utils.File.isAbsolute(wide)");
+        QTest::newRow("to a str") << QByteArray("len(str(held)) == 0");
+        QTest::newRow("to a unicode") << QByteArray("len(unicode(held)) == 0");
+    }
+
+    void raiseAMemoryErrorForALargeText()
+    {
+        QFETCH(QByteArray, expression);
+        QCOMPARE(m_python.run("large = 'x' * 4000000\n"
+                              "wide = unicode(large)\n"
+                              "held = Data.String(large)"),
+                 QString());
+        QCOMPARE(m_python.text(expression), QString("False"));
+
+        FailingMemory memory(1 << 20, FailingMemory::Larger);
+        const QString text = m_python.text(expression);
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QCOMPARE(text, QString("MemoryError: "));
+        QCOMPARE(m_python.text(expression), QString("False"));
     }
 
     void raiseAMemoryErrorForAList_data()

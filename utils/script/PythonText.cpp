@@ -3,6 +3,7 @@
 #include <QVarLengthArray>
 
 #include <limits>
+#include <new>
 
 namespace Utils {
 
@@ -19,9 +20,22 @@ static bool checkLength(Py_ssize_t length, Py_ssize_t largest)
     return false;
 }
 
+/// Returns what \p convert returns; false or null, with the error set, when memory is lacking: an
+/// exception would leave calls of Python unfinished.
+template <typename Function>
+static auto withMemoryError(const Function &convert) -> decltype(convert())
+{
+    try {
+        return convert();
+    } catch (const std::bad_alloc &) {
+        PyErr_NoMemory();
+        return {};
+    }
+}
+
 bool isText(PyObject *object) { return PyString_Check(object) || PyUnicode_Check(object); }
 
-bool readText(PyObject *text, Data::String &result)
+static bool decode(PyObject *text, Data::String &result)
 {
     if (PyString_Check(text)) {
         const Py_ssize_t size = PyString_GET_SIZE(text);
@@ -51,15 +65,22 @@ bool readText(PyObject *text, Data::String &result)
     return true;
 }
 
+bool readText(PyObject *text, Data::String &result)
+{
+    return withMemoryError([&] { return decode(text, result); });
+}
+
 PyObject *toBytes(const QString &text)
 {
     if (!checkLength(text.size(), maxLength))
         return nullptr;
-    const QByteArray utf8 = text.toUtf8();
-    return PyString_FromStringAndSize(utf8.constData(), utf8.size());
+    return withMemoryError([&] {
+        const QByteArray utf8 = text.toUtf8();
+        return PyString_FromStringAndSize(utf8.constData(), utf8.size());
+    });
 }
 
-PyObject *toUnicode(const QString &text)
+static PyObject *makeUnicode(const QString &text)
 {
     QVarLengthArray<Py_UNICODE, 256> characters;
     characters.reserve(text.size());
@@ -73,6 +94,11 @@ PyObject *toUnicode(const QString &text)
             characters.append(character.unicode());
     }
     return PyUnicode_FromUnicode(characters.constData(), characters.size());
+}
+
+PyObject *toUnicode(const QString &text)
+{
+    return withMemoryError([&] { return makeUnicode(text); });
 }
 
 } // namespace Utils

@@ -11,7 +11,7 @@ namespace Utils {
 // characters.
 //
 // A function that returns a PyObject returns a new reference, or null with the error set. One that
-// returns a bool returns false with the error set.
+// returns a bool returns false with the error set, also when there is not enough memory.
 
 /// Whether \p object is a `str` or a `unicode`, or of a class derived from one.
 bool isText(PyObject *object);
