@@ -7,7 +7,9 @@
 # one goes before the platform's.
 
 set(KELMUTILS_OWN_PYTHON "${PROJECT_SOURCE_DIR}/build/deps/python27")
-if(KELMUTILS_PORT)
+if(WIN32)
+    string(APPEND KELMUTILS_OWN_PYTHON "-windows")
+elseif(KELMUTILS_PORT)
     string(APPEND KELMUTILS_OWN_PYTHON "-${KELMUTILS_PORT}")
 endif()
 set(Python27_ROOT "${KELMUTILS_OWN_PYTHON}"
@@ -41,7 +43,11 @@ find_package_handle_standard_args(Python27
 
 if(Python27_FOUND AND NOT TARGET Python27::Python)
     add_library(Python27::Python SHARED IMPORTED)
-    set_target_properties(Python27::Python PROPERTIES IMPORTED_LOCATION "${Python27_LIBRARY}")
+    if(WIN32)
+        set_target_properties(Python27::Python PROPERTIES IMPORTED_IMPLIB "${Python27_LIBRARY}")
+    else()
+        set_target_properties(Python27::Python PROPERTIES IMPORTED_LOCATION "${Python27_LIBRARY}")
+    endif()
     # Debian's headers include one of a folder for each architecture, from the folder above.
     target_include_directories(Python27::Python INTERFACE
         "${Python27_INCLUDE_DIR}" "${Python27_INCLUDE_DIR}/.." "${Python27_SIP_INCLUDE_DIR}")

@@ -15,6 +15,16 @@ list(APPEND not_on_windows
 # of Unix: tst_Windows has the safe writing of Windows.
 list(APPEND not_on_windows FolderList File_safe)
 
+# They start a host that makes calls of Linux fail, or make such calls fail themselves.
+list(APPEND not_on_windows
+    Bindings_faults PythonScript_depth PythonScript_faults PythonScript_library PythonScript_limits
+    PythonScript_nested PythonScript_output PythonScript_site PythonScript_start PythonScript_threads
+)
+# They are about signals, and shells that a script starts.
+list(APPEND not_on_windows PythonScript_interrupt PythonScript_interruptedProcess)
+# It links objects of the library and of a host, which are made for the DLL there.
+list(APPEND not_on_windows KelmFramework)
+
 # Those that tools/check-windows --quick runs: what the system decides, and one of each part.
 add_custom_target(tests_windows_quick)
 set(quick_on_windows
@@ -22,4 +32,11 @@ set(quick_on_windows
     File_tree FileByteReader FileReader FileStatus FileWatch Kelm Kelm_table LastError Library LineFile
     LogFile MemoryChecker Settings Signal StringTable_load StringUtil_numbers TagFile Windows
     Windows_files Windows_paths
+)
+
+# Those that the preset windows-python runs, by tools/check-windows --python.
+add_custom_target(tests_windows_python)
+set(python_on_windows
+    Bindings_module Bindings_progress PythonScript_console PythonScript_input PythonScript_run
+    ScriptError ScriptError_text ScriptManager
 )

@@ -259,7 +259,7 @@ private Q_SLOTS:
                  qPrintable(d->engine.errorMessage()));
 
         QCOMPARE(d->result(), Variant(15.5));
-        QCOMPARE(d->value("os.path.__name__"), Variant("posixpath"));
+        QCOMPARE(d->value("os.path.__name__ in ('posixpath', 'ntpath')"), Variant(true));
         QCOMPARE(d->value("rval"), Variant(15.5));
         QCOMPARE(d->value("Data.__name__ + Framework.__name__"), Variant("DataFramework"));
     }

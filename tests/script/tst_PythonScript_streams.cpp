@@ -4,6 +4,7 @@
 
 #include "tests/script/PythonFixture.h"
 #include "tests/support/Print.h"
+#include "tests/support/Windows.h"
 
 #include <QTemporaryFile>
 #include <QtTest>
@@ -215,6 +216,7 @@ private Q_SLOTS:
 
     void readsTheProcessInACopyOfIt()
     {
+        SKIP_ON_WINDOWS("no process can be copied there");
         QVERIFY(d->engine.runCode("import os\nsys.__stdin__ = cStringIO.StringIO('own')\n"
                                   "sys.stdin = sys.__stdin__\n"));
         setSource("host\n");

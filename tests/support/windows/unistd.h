@@ -18,7 +18,7 @@ inline uid_t geteuid() { return 1000; }
 int link(const char *path, const char *newPath);
 inline int symlink(const char *, const char *) { return unsupported(); }
 inline int pipe(int *) { return unsupported(); }
-inline pid_t fork() { return unsupported(); }
+inline int fork() { return unsupported(); }
 inline int chroot(const char *) { return unsupported(); }
 inline int fchdir(int) { return unsupported(); }
 inline int unshare(int) { return unsupported(); }
