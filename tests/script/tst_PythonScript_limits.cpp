@@ -1,6 +1,7 @@
 #include "tests/script/PythonChild.h"
 #include "tests/support/Files.h"
 #include "tests/support/OwnNamespace.h"
+#include "tests/support/Qemu.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>
@@ -55,6 +56,8 @@ private Q_SLOTS:
     {
         QFETCH(QString, refusal);
         QFETCH(bool, hasStartUpProgram);
+        if (refusal == "no-fork")
+            SKIP_UNDER_QEMU("qemu knows no filters of system calls");
         QStringList steps{refusal, home, "value:6*7", "reset", "value:6*7"};
         if (hasStartUpProgram) // which cannot be started, and is ignored
             steps.prepend("HOME_DIR=" + m_folder.path());
@@ -71,6 +74,7 @@ private Q_SLOTS:
 
     void endsThreadsWhereNoThreadCanBeStarted()
     {
+        SKIP_UNDER_QEMU("qemu knows no filters of system calls");
         qputenv("LSAN_OPTIONS", "detect_leaks=0"); // which would need a thread
         const QString code = "kept = 1\nimport threading, time\n"
                              "threading.Thread(target=time.sleep, args=(0.2,)).start()\n";
