@@ -6,13 +6,20 @@
 #include <QList>
 #include <QVector>
 
+#include <type_traits>
 #include <utility>
 
 namespace Utils {
 
+/// Whether a QList of \p Item holds numbers, one after the other. On 32-bit systems it holds
+/// pointers to them.
+template <typename Item>
+constexpr bool holdsNumbersInOneBlock =
+    std::is_same<Item, double>::value && !QTypeInfo<Item>::isLarge && !QTypeInfo<Item>::isStatic;
+
 /// A list to which items are appended. extend() is called before, with the number of items that
 /// follow.
-template <typename Item>
+template <typename Item, bool isOneBlock = holdsNumbersInOneBlock<Item>>
 class ListWriter
 {
 public:
@@ -32,18 +39,12 @@ private:
 /// The same for numbers. They are written into the memory of the list, because QList::append()
 /// takes longer than the conversion of many a number.
 template <>
-class ListWriter<double>
+class ListWriter<double, true>
 {
 public:
     static constexpr int mostAtOnce = 64;
 
-    explicit ListWriter(int size)
-    {
-        static_assert(!QTypeInfo<double>::isLarge && !QTypeInfo<double>::isStatic,
-                      "a QList stores numbers in one block");
-        m_list.reserve(size);
-        m_room = size;
-    }
+    explicit ListWriter(int size) : m_room(size) { m_list.reserve(size); }
 
     void extend(int count)
     {
