@@ -37,6 +37,6 @@ set(quick_on_windows
 # Those that the preset windows-python runs, by tools/check-windows --python.
 add_custom_target(tests_windows_python)
 set(python_on_windows
-    Bindings_module Bindings_progress PythonScript_console PythonScript_input PythonScript_run
-    ScriptError ScriptError_text ScriptManager
+    Bindings_module Bindings_progress PythonScript_console PythonScript_files PythonScript_input
+    PythonScript_run PythonScript_streams ScriptError ScriptError_text ScriptManager
 )
