@@ -58,7 +58,8 @@ bool CSVTablePrivate::readInFile()
     inFile->reader.setHoleValue(holeValue);
     CSVReaderPrivate::of(inFile->reader).mostRows = mostRows;
     if (!detectedEncoding.isEmpty()) {
-        inFile->reader.setEncoding(detectedEncoding);
+        if (!inFile->reader.setEncoding(detectedEncoding)) // when the memory does not suffice
+            return false;
         inFile->setEncoding(Encoding(detectedEncoding));
     }
     Progress *const reporter = progress;
