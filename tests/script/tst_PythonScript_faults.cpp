@@ -203,6 +203,50 @@ private Q_SLOTS:
         }
     }
 
+    void tellsALackOfMemoryForWhichNoErrorIsSet_data()
+    {
+        QTest::addColumn<QByteArray>("function");
+        QTest::addColumn<Operation>("operation");
+
+        const QString code = "x = 1\n";
+        const auto interpreting = [=](ScriptUnit unit) -> Operation {
+            return [=](auto &) {
+                const ScriptReply reply = ScriptManager::instance().interpret(code, "py", unit);
+                return reply.state == ScriptReply::Done;
+            };
+        };
+        QTest::newRow("a file") << QByteArray("PyRun_FileExFlags") << Operation([](auto &engine) {
+            const QTemporaryDir folder;
+            return engine.runFile(makeFile(folder.filePath("a.py"), "x = 1\n"));
+        });
+        QTest::newRow("statements")
+            << QByteArray("PyRun_StringFlags")
+            << Operation([=](auto &engine) { return engine.runCode(code); });
+        QTest::newRow("a check") << QByteArray("Py_CompileStringFlags")
+                                 << Operation([=](auto &engine) { return engine.validate(code); });
+        QTest::newRow("a statement of a console")
+            << QByteArray("Py_CompileStringFlags") << interpreting(ScriptUnit::Statement);
+        QTest::newRow("a file of a console")
+            << QByteArray("Py_CompileStringFlags") << interpreting(ScriptUnit::File);
+    }
+
+    void tellsALackOfMemoryForWhichNoErrorIsSet()
+    {
+        QFETCH(QByteArray, function);
+        QFETCH(Operation, operation);
+        QVERIFY(operation(d->engine));
+
+        PythonFault fault(0, function.constData());
+        const bool isDone = operation(d->engine);
+        fault.end();
+
+        QVERIFY(fault.hasFailed());
+        QVERIFY(!isDone);
+        QCOMPARE(d->engine.error().type(), String("MemoryError"));
+        QVERIFY(!PyErr_Occurred());
+        QVERIFY(operation(d->engine));
+    }
+
     void describesAnErrorAsFarAsItCan_data()
     {
         QTest::addColumn<QByteArray>("script");

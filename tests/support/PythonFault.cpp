@@ -22,14 +22,25 @@ PythonFault::PythonFault(int number, const char *function)
 void PythonFault::end() { isArmed = false; }
 bool PythonFault::hasFailed() const { return hasOneFailed; }
 
-static bool fails(const char *function)
+/// Counts a call of \p function. Whether it is the one that fails.
+static bool isNext(const char *function)
 {
     if (!isArmed || (only && std::strcmp(only, function) != 0) || left-- != 0)
         return false;
     hasOneFailed = true;
+    return true;
+}
+
+static bool fails(const char *function)
+{
+    if (!isNext(function))
+        return false;
     PyErr_NoMemory();
     return true;
 }
+
+/// For the compiler, which sets no error for some of its allocations.
+static bool failsSilently(const char *function) { return only && isNext(function); }
 
 /// For a function that counts only when the fault names it, as Python calls it often, and goes on
 /// when it fails.
@@ -83,3 +94,15 @@ KELM_IN_FRONT_OF(failsByName, PyObject *, _PyObject_New, (PyTypeObject * type), 
 KELM_IN_FRONT_OF(failsByName, int, PyType_Ready, (PyTypeObject * type), (type), -1)
 KELM_IN_FRONT_OF(failsByName, int, PyList_Append, (PyObject * list, PyObject *object),
                  (list, object), -1)
+
+KELM_IN_FRONT_OF(failsSilently, PyObject *, Py_CompileStringFlags,
+                 (const char *code, const char *file, int start, PyCompilerFlags *flags),
+                 (code, file, start, flags), nullptr)
+KELM_IN_FRONT_OF(failsSilently, PyObject *, PyRun_StringFlags,
+                 (const char *code, int start, PyObject *globals, PyObject *locals,
+                  PyCompilerFlags *flags),
+                 (code, start, globals, locals, flags), nullptr)
+KELM_IN_FRONT_OF(failsSilently, PyObject *, PyRun_FileExFlags,
+                 (FILE * file, const char *name, int start, PyObject *globals, PyObject *locals,
+                  int closeIt, PyCompilerFlags *flags),
+                 (file, name, start, globals, locals, closeIt, flags), nullptr)

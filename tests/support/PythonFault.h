@@ -15,6 +15,7 @@ class PythonFault
 {
 public:
     /// With a \p function, as "PyList_New", only its calls count. Some functions must be named.
+    /// Those that compile and run code fail without an error.
     explicit PythonFault(int number, const char *function = nullptr);
     ~PythonFault() { end(); }
 

@@ -433,8 +433,15 @@ void PythonError::normalize()
     traceback.reset(fetched[2]);
 }
 
+void setMissingError()
+{
+    if (!PyErr_Occurred())
+        PyErr_NoMemory();
+}
+
 ScriptError printPythonError()
 {
+    setMissingError();
     PythonError error = PythonError::fetch();
     error.normalize();
     PythonReference text;

@@ -35,8 +35,12 @@ struct PythonError
                          PyObject *valueText = nullptr) const;
 };
 
+/// Sets a MemoryError when no error is set, after a call that has failed: where the memory ends,
+/// Python's compiler may fail without one.
+void setMissingError();
+
 /// Prints the error that is set, as Python does, and clears it. Returns it as data. The script is
-/// asked once for the text of its exception.
+/// asked once for the text of its exception. A missing error is set before.
 ScriptError printPythonError();
 
 } // namespace Utils

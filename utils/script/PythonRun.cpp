@@ -131,8 +131,10 @@ static PythonRun outcome(const PythonReference &result, const QByteArray &code)
     PythonRun run;
     run.succeeded = result != nullptr;
     PythonInterrupt::endScript();
-    if (!result)
+    if (!result) {
+        setMissingError();
         fetchError(run, code);
+    }
     return run;
 }
 
