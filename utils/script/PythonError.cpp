@@ -1,5 +1,6 @@
 #include "utils/script/PythonError_p.h"
 
+#include "utils/base/LineFile_p.h"
 #include "utils/platform/Platform.h"
 #include "utils/script/PythonErrorText_p.h"
 #include "utils/script/PythonText_p.h"
@@ -171,15 +172,14 @@ private:
     static QByteArray read(const QByteArray &path)
     {
         QByteArray text;
-        std::FILE *const file = Platform::openFile(path.toStdString(), "rb");
+        const OwnedFile file(Platform::openFile(path.toStdString(), "rb"));
         if (!file)
             return text;
         char block[16384];
         const int most = 1 << 28; // of what is no source of a script
         std::size_t count = 0;
-        while (text.size() < most && (count = std::fread(block, 1, sizeof(block), file)) > 0)
+        while (text.size() < most && (count = std::fread(block, 1, sizeof(block), file.get())) > 0)
             text.append(block, static_cast<int>(count));
-        std::fclose(file);
         return text;
     }
 
