@@ -1,4 +1,5 @@
 #include "utils/script/ScriptError.h"
+#include "utils/script/ScriptManager.h"
 
 #include "tests/csv/FailingMemory.h"
 #include "tests/script/PythonFixture.h"
@@ -7,7 +8,16 @@
 
 #include <QtTest>
 
+#include <new>
+#include <utility>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
 using Data::String;
+using Utils::ScriptManager;
+
+Q_DECLARE_METATYPE(FailingMemory::Mode)
 
 static const SettingsHome home;
 
@@ -19,6 +29,39 @@ class tst_PythonScript_memory : public QObject
 private Q_SLOTS:
     void init() { d.emplace(); }
     void cleanup() { d.reset(); }
+
+    void redirectsStreamsOnceThereIsMemoryAgain_data()
+    {
+        QTest::addColumn<FailingMemory::Mode>("mode");
+
+        QTest::newRow("once") << FailingMemory::Once;
+        QTest::newRow("from then on") << FailingMemory::FromThenOn;
+    }
+
+    /// Each in a process of its own: the types of the streams are made once.
+    void redirectsStreamsOnceThereIsMemoryAgain()
+    {
+        QFETCH(FailingMemory::Mode, mode);
+        QVERIFY(d->engine.runCode("import sys\n"));
+
+        int failures = 0;
+        int status = failed;
+        for (int n = 0; status == failed; ++n) {
+            const pid_t child = fork();
+            QVERIFY(child >= 0);
+            if (child == 0) {
+                alarm(60); // ends a lookup without end
+                _exit(redirect(n, mode));
+            }
+            QCOMPARE(waitpid(child, &status, 0), child);
+            QVERIFY2(WIFEXITED(status), qPrintable(QString("signal at %1").arg(n)));
+            status = WEXITSTATUS(status);
+            failures += status == failed;
+        }
+
+        QCOMPARE(status, int(whole));
+        QVERIFY(failures > 5);
+    }
 
     void closesASourceThatThereIsNoMemoryFor()
     {
@@ -39,6 +82,43 @@ private Q_SLOTS:
     }
 
 private:
+    /// How the streams are redirected while an allocation fails.
+    enum Outcome
+    {
+        whole,  ///< the memory has sufficed
+        failed, ///< it has not
+        lost,   ///< the streams are not redirected later either
+    };
+
+    /// Redirects the streams with memory for \p count allocations, and then uses them.
+    Outcome redirect(int count, FailingMemory::Mode mode)
+    {
+        ScriptManager &manager = ScriptManager::instance();
+        String written;
+        bool isRead = false;
+        const Utils::ScriptOutputSink sink = [&](const String &text, Utils::ScriptChannel) {
+            written += text;
+        };
+        const Utils::ScriptInputSource source = [&](String &text) {
+            text = "typed\n";
+            return !std::exchange(isRead, true);
+        };
+
+        FailingMemory memory(count, mode);
+        try {
+            manager.setOutputSink(sink);
+            manager.setInputSource(source);
+        } catch (const std::bad_alloc &) { // in a copy of them, before anything is redirected
+        }
+        memory.end();
+
+        manager.setOutputSink(sink);
+        manager.setInputSource(source);
+        if (!d->engine.runCode("print raw_input()\n") || written != "typed\n")
+            return lost;
+        return memory.hasFailed() ? failed : whole;
+    }
+
     std::optional<PythonFixture> d;
 };
 

@@ -91,7 +91,6 @@ KELM_IN_FRONT_OF(failsByName, PyObject *, PyObject_GetAttrString,
                  (PyObject * object, const char *name), (object, name), nullptr)
 KELM_IN_FRONT_OF(failsByName, PyObject *, PyObject_Unicode, (PyObject * object), (object), nullptr)
 KELM_IN_FRONT_OF(failsByName, PyObject *, _PyObject_New, (PyTypeObject * type), (type), nullptr)
-KELM_IN_FRONT_OF(failsByName, int, PyType_Ready, (PyTypeObject * type), (type), -1)
 KELM_IN_FRONT_OF(failsByName, int, PyList_Append, (PyObject * list, PyObject *object),
                  (list, object), -1)
 

@@ -338,6 +338,9 @@ static PyGetSetDef inputProperties[] = {
     {nullptr, nullptr, nullptr, nullptr, nullptr},
 };
 
+static PyTypeObject outputType;
+static PyTypeObject inputType;
+
 /// Sets what both types of streams have in common.
 static void prepare(PyTypeObject &type, const char *name)
 {
@@ -349,29 +352,37 @@ static void prepare(PyTypeObject &type, const char *name)
     type.tp_members = members;
 }
 
-/// Returns a type, or null with the error set.
-static PyTypeObject *outputType()
+static void prepareOutput()
 {
-    static PyTypeObject type;
-    if (!type.tp_name) {
-        prepare(type, "ScriptOutput");
-        type.tp_methods = outputMethods;
-        type.tp_getset = outputProperties;
-    }
-    return PyType_Ready(&type) == 0 ? &type : nullptr;
+    prepare(outputType, "ScriptOutput");
+    outputType.tp_methods = outputMethods;
+    outputType.tp_getset = outputProperties;
 }
 
-static PyTypeObject *inputType()
+static void prepareInput()
 {
-    static PyTypeObject type;
-    if (!type.tp_name) {
-        prepare(type, "ScriptInput");
-        type.tp_iter = iterator;
-        type.tp_iternext = next;
-        type.tp_methods = inputMethods;
-        type.tp_getset = inputProperties;
-    }
-    return PyType_Ready(&type) == 0 ? &type : nullptr;
+    prepare(inputType, "ScriptInput");
+    inputType.tp_iter = iterator;
+    inputType.tp_iternext = next;
+    inputType.tp_methods = inputMethods;
+    inputType.tp_getset = inputProperties;
+}
+
+/// Returns a type, or null with the error set. \p prepareIt sets its fields.
+static PyTypeObject *ready(PyTypeObject &type, void (*prepareIt)())
+{
+    if ((type.tp_flags & Py_TPFLAGS_READY) != 0)
+        return &type;
+    prepareIt();
+    if (PyType_Ready(&type) == 0)
+        return &type;
+    // Not tried again as it is: its dictionary, which could not grow, becomes full, and then Python
+    // looks up a name in it without end.
+    for (PyObject *const part : {type.tp_dict, type.tp_mro, type.tp_bases})
+        Py_XDECREF(part);
+    Py_XDECREF(reinterpret_cast<PyObject *>(type.tp_base));
+    type = PyTypeObject();
+    return nullptr;
 }
 
 static PyObject *make(PyTypeObject *type, PyObject *original, const Stream &values)
@@ -393,20 +404,20 @@ PyObject *makeOutputStream(ScriptOutput &output, ScriptChannel channel, PyObject
     Stream values = {};
     values.output = &output;
     values.channel = channel;
-    return make(outputType(), original, values);
+    return make(ready(outputType, prepareOutput), original, values);
 }
 
 PyObject *makeInputStream(ScriptInput &input, PyObject *original)
 {
     Stream values = {};
     values.input = &input;
-    return make(inputType(), original, values);
+    return make(ready(inputType, prepareInput), original, values);
 }
 
 PyObject *originalOf(PyObject *object)
 {
     const PyTypeObject *const type = Py_TYPE(object);
-    return type == outputType() || type == inputType() ? stream(object)->original : nullptr;
+    return type == &outputType || type == &inputType ? stream(object)->original : nullptr;
 }
 
 } // namespace Utils

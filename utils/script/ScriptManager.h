@@ -181,6 +181,9 @@ public:
     /// exception, the text goes to the stream of the process. So does what child processes and C
     /// code write, and what a copy of the process writes that a script has made by os.fork().
     ///
+    /// A stream that cannot be redirected for lack of memory stays that of the process. Each run
+    /// tries again, as well as for the source of setInputSource().
+    ///
     /// Remove the sink before what it uses is destroyed: the interpreter may write at its end.
     void setOutputSink(const ScriptOutputSink &sink);
 
