@@ -497,6 +497,40 @@ private Q_SLOTS:
         QCOMPARE(errno, ENAMETOOLONG);
     }
 
+    void tellsOneFileFromAnother()
+    {
+        create("file", "12345");
+        create("other", "54321");
+        QVERIFY(QFile::link("file", m_folder->filePath("link")));
+        const timespec times[] = {{1, 0}, {1, 0}};
+        QCOMPARE(utimensat(AT_FDCWD, pathOf("file").c_str(), times, 0), 0);
+        QCOMPARE(utimensat(AT_FDCWD, pathOf("other").c_str(), times, 0), 0);
+        const auto statusOf = [&](const char *name) {
+            return Platform::entryStatus(pathOf(name), /*followLinks=*/true);
+        };
+
+        const auto file = statusOf("file");
+        const auto other = statusOf("other");
+        QCOMPARE(file.modified, other.modified);
+        QCOMPARE(file.device, other.device);
+        QVERIFY(file.number != other.number);
+        QVERIFY(!(file == other));
+        QVERIFY(file == statusOf("link"));
+        QVERIFY(!(statusOf("none") == file));
+
+        QFile open(m_folder->filePath("file"));
+        QVERIFY(open.open(QIODevice::ReadOnly));
+        QVERIFY(Platform::openFileStatus(open.handle()) == file);
+        QCOMPARE(int(Platform::openFileStatus(-1).entry), int(Platform::Entry::Unknown));
+
+        create("file", "12346");
+        QCOMPARE(utimensat(AT_FDCWD, pathOf("file").c_str(), times, 0), 0);
+        const auto changed = statusOf("file");
+        QVERIFY(changed.number == file.number && changed.modified == file.modified);
+        QVERIFY(changed.changed - file.changed >= 0);
+        QVERIFY(changed.changed > 1000000000 && changed.changed < file.changed + 3600000000000);
+    }
+
     void tellsWhyAFolderCannotBeListed()
     {
         QVERIFY(QDir(m_folder->path()).mkdir("empty"));

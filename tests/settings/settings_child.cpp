@@ -32,6 +32,19 @@ struct LateWriter
 };
 LateWriter lateWriter;
 
+/// Stores each number that it gets, after which another process stores, too.
+int storeInTurn()
+{
+    int number = 0;
+    while (std::scanf("%d", &number) == 1) {
+        Utils::Settings settings;
+        settings.setInt("theirs", number);
+        std::puts(settings.sync() ? "stored" : "not stored");
+        std::fflush(stdout);
+    }
+    return 0;
+}
+
 int changesLeft = 0;
 
 /// Prints \p count changes that other processes make, each as soon as it is known.
@@ -74,6 +87,8 @@ int main(int argc, char **argv)
         Utils::Settings().removeKey(argv[2]);
     } else if (argc == 3 && std::strcmp(argv[1], "printChanges") == 0) {
         return printChanges(std::atoi(argv[2]));
+    } else if (argc == 2 && std::strcmp(argv[1], "storeInTurn") == 0) {
+        return storeInTurn();
     } else if (argc == 2 && std::strcmp(argv[1], "writeAtTheEnd") == 0) {
         lateWriter.settings = std::make_unique<Utils::Settings>();
         lateWriter.settings->setInt("early", 1);

@@ -588,7 +588,8 @@ private Q_SLOTS:
         const UnreadStore store(nextApplication(), oldText);
         QVERIFY(store.isReady() && store.repair());
         const QString path = home.file();
-        QVERIFY(QFile::setPermissions(path, QFile::ReadOwner | QFile::ReadOther));
+        QVERIFY(
+            QFile::setPermissions(path, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther));
         m_recorder->reaction = [] { QCOMPARE(Settings().getInt("width"), 8000000); };
         {
             const OrdinaryUser user(home.path());

@@ -51,12 +51,28 @@ struct EntryStatus
     Entry entry = Entry::Missing;
     std::int64_t size = 0;     ///< in bytes
     std::int64_t modified = 0; ///< in milliseconds since the Unix epoch, rounded down
+
+    // A file that replaces another one has other numbers, even if it has the same size and the same
+    // time of modification. Windows has only the time, which is that of the modification.
+    std::uint64_t device = 0;
+    std::uint64_t number = 0; ///< on the device
+    std::int64_t changed = 0; ///< the contents or the properties, in nanoseconds since the epoch
+
+    bool operator==(const EntryStatus &other) const
+    {
+        return entry == other.entry && size == other.size && modified == other.modified &&
+               device == other.device && number == other.number && changed == other.changed;
+    }
 };
 
 /// The state of the entry at \p path. For a link it is the state of the link itself, or with
 /// \p followLinks of what the link leads to. Size and time are not valid for a link. When the
 /// result is Entry::Unknown, errno tells why.
 EntryStatus entryStatus(const std::string &path, bool followLinks);
+
+/// The state of the file with the descriptor \p file. Entry::Unknown when the system cannot
+/// determine it, and on Windows, where the time is valid only when the file is closed.
+EntryStatus openFileStatus(int file);
 
 /// The absolute path, with "/" and without links, of what \p path leads to. "" when nothing exists
 /// there; std::nullopt when the system cannot determine it.

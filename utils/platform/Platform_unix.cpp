@@ -89,6 +89,17 @@ bool seekFile(std::FILE *file, std::int64_t position)
     return fseeko(file, position, SEEK_SET) == 0;
 }
 
+static EntryStatus entryStatus(const struct stat &status)
+{
+    // Nanoseconds are added to the seconds, also when these are negative (before the epoch).
+    return {entryOf(status.st_mode),
+            status.st_size,
+            std::int64_t(status.st_mtim.tv_sec) * 1000 + status.st_mtim.tv_nsec / 1000000,
+            status.st_dev,
+            status.st_ino,
+            std::int64_t(status.st_ctim.tv_sec) * 1000000000 + status.st_ctim.tv_nsec};
+}
+
 EntryStatus entryStatus(const std::string &path, bool followLinks)
 {
     if (!isUsable(path))
@@ -96,11 +107,15 @@ EntryStatus entryStatus(const std::string &path, bool followLinks)
     struct stat status;
     if ((followLinks ? stat(path.c_str(), &status) : lstat(path.c_str(), &status)) != 0) {
         const bool isMissing = errno == ENOENT || errno == ENOTDIR;
-        return {isMissing ? Entry::Missing : Entry::Unknown, 0, 0};
+        return {isMissing ? Entry::Missing : Entry::Unknown};
     }
-    // Nanoseconds are added to the seconds, also when these are negative (before the epoch).
-    return {entryOf(status.st_mode), status.st_size,
-            std::int64_t(status.st_mtim.tv_sec) * 1000 + status.st_mtim.tv_nsec / 1000000};
+    return entryStatus(status);
+}
+
+EntryStatus openFileStatus(int file)
+{
+    struct stat status;
+    return fstat(file, &status) == 0 ? entryStatus(status) : EntryStatus{Entry::Unknown};
 }
 
 std::optional<std::string> canonicalPath(const std::string &path)

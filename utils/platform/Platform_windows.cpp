@@ -243,12 +243,18 @@ EntryStatus entryStatus(const std::string &path, bool followLinks)
         return static_cast<std::int64_t>((static_cast<std::uint64_t>(high) << 32) | low);
     };
     const std::int64_t epoch = 11644473600000; // of Unix, in milliseconds since 1601
-    const std::int64_t modified =
-        joined(data.ftLastWriteTime.dwHighDateTime, data.ftLastWriteTime.dwLowDateTime) / 10000;
+    const std::int64_t ticks =                 // of 100 nanoseconds
+        joined(data.ftLastWriteTime.dwHighDateTime, data.ftLastWriteTime.dwLowDateTime);
     const bool isFolder = data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY;
-    return {isFolder ? Entry::Folder : Entry::File, joined(data.nFileSizeHigh, data.nFileSizeLow),
-            modified - epoch};
+    EntryStatus status;
+    status.entry = isFolder ? Entry::Folder : Entry::File;
+    status.size = joined(data.nFileSizeHigh, data.nFileSizeLow);
+    status.modified = ticks / 10000 - epoch;
+    status.changed = (ticks - epoch * 10000) * 100;
+    return status;
 }
+
+EntryStatus openFileStatus(int) { return {Entry::Unknown}; }
 
 /// The long path of the open file or folder \p file, with its prefix and in its own case; "" when
 /// it cannot be determined.

@@ -1,7 +1,6 @@
 #include "utils/settings/SettingsFile_p.h"
 
 #include "utils/base/FileStatus_p.h"
-#include "utils/platform/Platform.h"
 #include "utils/settings/IniText_p.h"
 
 #include <QDateTime>
@@ -239,7 +238,7 @@ bool SettingsFile::isReadable()
     const QStringList keys = settings.allKeys();
     for (const QString &key : keys)
         held.insert(key, QVariant());
-    m_isUnread = !holdsWhatIsStored(held);
+    m_isUnread = !holdsWhatIsStored(state(), held);
     m_wasRead = false;
     return !m_isUnread;
 }
@@ -247,18 +246,19 @@ bool SettingsFile::isReadable()
 bool SettingsFile::store()
 {
     bool isStored = attempt();
-    if (!isStored && m_mustReadAgain && touch())
+    // Another process may replace the file again before QSettings reads it.
+    for (int i = 1; !isStored && m_mustReadAgain && i < readAttempts && touch(); ++i)
         isStored = attempt();
     if (processEnds)
         return isStored;
 
-    if (isStored && m_isChanged && !m_wasWritten)
-        isStored = storesWhatIsHeld();
     if (isStored && m_wasUnread && !m_removed.isEmpty())
         isStored = removesWhatWasUnread();
     if (isStored) {
         if (m_wasWritten) {
-            m_known = state();
+            const State now = state();
+            const bool isWritten = now.isSameFile(m_written) || m_written.size == State::Unknown;
+            m_known = isWritten ? now : m_written; // another process has replaced it since
             m_keys = m_writtenKeys;
         }
         m_removed.clear();
@@ -286,7 +286,7 @@ bool SettingsFile::attempt()
         const bool isDone = QSettings(m_path, format("conf")).status() == QSettings::NoError;
         if (!isDone && !m_isUnread)
             m_isUnread = !holdsItsKeys();
-        return isDone;
+        return isDone && (!m_isChanged || m_wasWritten || storesWhatIsHeld());
     }
     if (m_writer)
         m_writer->sync();
@@ -313,6 +313,10 @@ bool SettingsFile::isHeld(const QSettings::SettingsMap &stored)
 bool SettingsFile::storesWhatIsHeld()
 {
     const State now = state();
+    if (isHidden(now)) {
+        m_mustReadAgain = true;
+        return false;
+    }
     QByteArray bytes;
     if (!now.isEmpty() && !readBytes(bytes))
         return false;
@@ -369,24 +373,39 @@ bool SettingsFile::removesWhatWasUnread()
     return settings.status() == QSettings::NoError;
 }
 
+SettingsFile::State SettingsFile::stateOf(const Platform::EntryStatus &status)
+{
+    State state;
+    if (status.entry == Platform::Entry::Unknown) {
+        state.size = State::Unknown;
+    } else if (status.entry != Platform::Entry::Missing) {
+        state.size = status.size;
+        state.modified = status.modified;
+        state.device = status.device;
+        state.number = status.number;
+        state.changed = status.changed;
+    }
+    return state;
+}
+
 SettingsFile::State SettingsFile::state() const
 {
     // Not by QFileInfo, which converts the time to local time for longer than the query takes.
-    const Platform::EntryStatus status = fileStatus(m_path);
-    State state;
-    if (status.entry != Platform::Entry::Missing && status.entry != Platform::Entry::Unknown) {
-        state.size = status.size;
-        state.modified = status.modified;
-    }
+    State state = stateOf(fileStatus(m_path));
     // When the query fails, the file looks empty or missing.
-    if (status.entry == Platform::Entry::Unknown) {
-        state.size = State::Unknown;
-    } else if (state.isEmpty()) {
+    if (state.isEmpty()) {
         QFile file(m_path);
         if (file.open(QIODevice::ReadOnly) && !file.read(1).isEmpty())
             state.size = State::Unknown;
     }
     return state;
+}
+
+/// Whether the file, whose state is \p now, has been replaced without QSettings noticing it: what
+/// QSettings holds, and would write, is older.
+bool SettingsFile::isHidden(const State &now) const
+{
+    return !m_wasRead && now.looksLike(m_known) && !(now == m_known) && !now.isEmpty();
 }
 
 bool SettingsFile::readBytes(QByteArray &bytes)

@@ -3,7 +3,6 @@
 #include "utils/settings/SettingsFile_p.h"
 
 #include "utils/base/LastError_p.h"
-#include "utils/platform/Platform.h"
 #include "utils/settings/IniText_p.h"
 
 #include <QCoreApplication>
@@ -124,7 +123,12 @@ bool SettingsFile::readAll(QSettings::SettingsMap &values)
 
 bool SettingsFile::writeAll(QFileDevice &device, const QSettings::SettingsMap &values)
 {
-    if (!m_wasRead && !holdsWhatIsStored(values)) {
+    const State now = state();
+    if (isHidden(now)) {
+        m_mustReadAgain = true;
+        return false;
+    }
+    if (!m_wasRead && !holdsWhatIsStored(now, values)) {
         m_mustReadAgain = true;
         m_wasUnread = true;
         m_isUnread = true;
@@ -157,18 +161,18 @@ bool SettingsFile::writeAll(QFileDevice &device, const QSettings::SettingsMap &v
         m_reason = messageOf(errorText(errno));
         return false;
     }
+    m_written = stateOf(Platform::openFileStatus(device.handle()));
     m_writtenKeys = values.keys();
     m_wasWritten = true;
     m_wasRead = false;
     return true;
 }
 
-/// Whether \p values, all values that are to be written, contain the keys of the file except those
-/// that were removed. Otherwise QSettings failed to read them, or an object of the host has removed
-/// them; which of these is the case shows when the file is read again.
-bool SettingsFile::holdsWhatIsStored(const QSettings::SettingsMap &values)
+/// Whether \p values, all values that are to be written, contain the keys of the file, whose state
+/// is \p now, except those that were removed. Otherwise QSettings failed to read them, or an object
+/// of the host has removed them; which of these is the case shows when the file is read again.
+bool SettingsFile::holdsWhatIsStored(const State &now, const QSettings::SettingsMap &values)
 {
-    const State now = state();
     QStringList keys = m_keys;
     if (!(now == m_known)) {
         QByteArray bytes;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "utils/platform/Platform.h"
+
 #include <QHash>
 #include <QSet>
 #include <QSettings>
@@ -93,11 +95,25 @@ private:
 
         qint64 size = NoFile;
         qint64 modified = 0; ///< in milliseconds since the Unix epoch
+        quint64 device = 0;
+        quint64 number = 0;
+        qint64 changed = 0; ///< in nanoseconds
 
         bool isEmpty() const { return size == 0 || size == NoFile; }
-        bool operator==(const State &other) const
+
+        /// Whether QSettings takes files in these states for the same: it knows only the size and
+        /// the time, and the clock of the file system may advance in steps of some milliseconds.
+        bool looksLike(const State &other) const
         {
             return size == other.size && modified == other.modified;
+        }
+        bool isSameFile(const State &other) const
+        {
+            return looksLike(other) && device == other.device && number == other.number;
+        }
+        bool operator==(const State &other) const
+        {
+            return isSameFile(other) && changed == other.changed;
         }
     };
 
@@ -110,7 +126,9 @@ private:
     bool readAll(QSettings::SettingsMap &values);
     bool writeAll(QFileDevice &device, const QSettings::SettingsMap &values);
 
+    static State stateOf(const Platform::EntryStatus &status);
     State state() const;
+    bool isHidden(const State &now) const;
     bool readBytes(QByteArray &bytes);
     bool touch() const;
     bool attempt();
@@ -121,7 +139,7 @@ private:
     bool storesWhatIsHeld();
     bool isRemoved(const QString &key) const;
     bool removesWhatWasUnread();
-    bool holdsWhatIsStored(const QSettings::SettingsMap &values);
+    bool holdsWhatIsStored(const State &now, const QSettings::SettingsMap &values);
 
     /// Where the case of keys is ignored, QSettings passes keys in lower case to be written; these
     /// restore the case in which they were read or set.
@@ -152,6 +170,7 @@ private:
     bool m_wasWritten = false;
     bool m_mustReadAgain = false; ///< QSettings considers the file as read, but it is not
     QStringList m_writtenKeys;
+    State m_written; ///< of the new file, before it replaced the old one
 };
 
 } // namespace Utils

@@ -133,9 +133,7 @@ void SettingsWatchPrivate::readStatus()
 
 bool SettingsWatchPrivate::hasChanged() const
 {
-    const Platform::EntryStatus now = fileStatus(m_store.fileName());
-    return !m_isSettled || now.entry != m_status.entry || now.size != m_status.size ||
-           now.modified != m_status.modified;
+    return !m_isSettled || !(fileStatus(m_store.fileName()) == m_status);
 }
 
 /// The changes of other processes since the last call.

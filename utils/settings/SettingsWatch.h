@@ -16,11 +16,11 @@ class SettingsWatchPrivate;
 ///     Utils::SettingsSlot slot("View/", nullptr);
 ///     slot.setCallback(this, &Panel::refresh);
 ///
-/// The settings file is checked at an interval, which needs a running event loop. When its size or
-/// its modification time has changed, the values are compared key by key. Changes that this process
-/// makes through Settings are not reported again; those that it makes through a QSettings are.
-/// Several changes of a key between two checks are reported once; a key whose value is the same
-/// again is not reported.
+/// The settings file is checked at an interval, which needs a running event loop. When it has been
+/// replaced, or its size or one of its times has changed, the values are compared key by key.
+/// Changes that this process makes through Settings are not reported again; those that it makes
+/// through a QSettings are. Several changes of a key between two checks are reported once; a key
+/// whose value is the same again is not reported.
 ///
 /// All changes are read before the first one is reported. They are reported sorted by key. A key
 /// that a receiver sets during the report is not reported afterwards. A receiver may delete the
