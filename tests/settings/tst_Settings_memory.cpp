@@ -9,10 +9,13 @@
 
 #include <QtTest>
 
+#include <memory>
 #include <new>
 
 using Utils::File;
 using Utils::Settings;
+
+Q_DECLARE_METATYPE(FailingMemory::Mode)
 
 static const SettingsHome home;
 
@@ -26,12 +29,15 @@ class tst_Settings_memory : public QObject
 private:
     const QTemporaryDir m_folder;
 
+    QString m_path; // of the settings
+
     QString path(const char *name) const { return m_folder.filePath(name); }
 
 private Q_SLOTS:
     void initTestCase()
     {
         SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
+        m_path = home.file();
         File::lastError(); // glibc ends the process when it has no memory for the first call
     }
 
@@ -84,6 +90,78 @@ private Q_SLOTS:
             settings.removeKey("g/c").setInt("a", 5).setInt("g/b", 6);
         }
         QVERIFY(failures > 10);
+    }
+
+    void staysPendingWhenTheObjectEnds_data()
+    {
+        QTest::addColumn<FailingMemory::Mode>("mode");
+        QTest::addColumn<int>("number");
+
+        // In between, Qt itself ends the process.
+        QTest::newRow("the first allocation") << FailingMemory::Once << 0;
+        QTest::newRow("the new contents") << FailingMemory::Larger << 100000;
+    }
+
+    void staysPendingWhenTheObjectEnds()
+    {
+        QFETCH(FailingMemory::Mode, mode);
+        QFETCH(int, number);
+        const QString value(300000, 'x');
+        home.fill("a=1");
+        const Settings observer;
+        auto settings = std::make_unique<Settings>();
+        settings->setString("b", value);
+
+        FailingMemory memory(number, mode);
+        settings.reset();
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY(observer.status() != Settings::Stored);
+        QCOMPARE(observer.getString("b").size(), value.size());
+        QCOMPARE(contentsOf(m_path), QByteArray("[General]\na=1\n"));
+        QVERIFY(Settings().sync());
+        QCOMPARE(contentsOf(m_path), "[General]\na=1\nb=" + value.toUtf8() + "\n");
+    }
+
+    void staysPendingInTheEventLoop()
+    {
+        const QString value(300000, 'x');
+        home.fill("a=1");
+        Settings settings;
+        settings.setString("b", value);
+
+        FailingMemory memory(100000, FailingMemory::Larger);
+        QCoreApplication::sendPostedEvents();
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QCOMPARE(settings.status(), Settings::Failed);
+        QCOMPARE(contentsOf(m_path), QByteArray("[General]\na=1\n"));
+        settings.setInt("c", 3);
+        QCoreApplication::sendPostedEvents();
+        QCOMPARE(settings.status(), Settings::Stored);
+        QCOMPARE(contentsOf(m_path), "[General]\na=1\nb=" + value.toUtf8() + "\nc=3\n");
+    }
+
+    void losesNothingThatThereIsNoMemoryToRead()
+    {
+        const QByteArray value(300000, 'x');
+        home.fill("a=1");
+        Settings settings;
+        settings.sync();
+        settings.setInt("b", 2);
+        QVERIFY(!makeFile(m_path, "[General]\na=1\nlong=" + value + "\n").isEmpty());
+
+        FailingMemory memory(100000, FailingMemory::Larger);
+        const bool isStored = settings.sync();
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY(!isStored);
+        QCOMPARE(settings.status(), Settings::Failed);
+        QVERIFY(settings.sync());
+        QCOMPARE(contentsOf(m_path), "[General]\na=1\nb=2\nlong=" + value + "\n");
     }
 
     void losesNoValueWhenAGroupIsCopiedOrRenamed_data()

@@ -11,6 +11,7 @@
 #include <QTemporaryFile>
 
 #include <algorithm>
+#include <new>
 
 namespace Utils {
 
@@ -29,8 +30,12 @@ public:
     bool event(QEvent *event) override
     {
         if (event->type() == QEvent::UpdateRequest)
-            m_file.store();
-        return QSettings::event(event);
+            m_file.tryToStore();
+        try {
+            return QSettings::event(event);
+        } catch (const std::bad_alloc &) {
+            return true; // the next object, or sync(), stores
+        }
     }
 
 private:
@@ -271,6 +276,16 @@ bool SettingsFile::store()
     }
     m_wasRead = false;
     return isStored;
+}
+
+bool SettingsFile::tryToStore() noexcept
+{
+    try {
+        return store();
+    } catch (const std::bad_alloc &) {
+        m_wasRead = false;
+        return false;
+    }
 }
 
 /// Makes QSettings write and read. The status of a QSettings keeps its first failure, so each

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 
 namespace Utils {
 
@@ -75,14 +76,26 @@ std::unique_ptr<QSettings> SettingsFile::openSafely()
 
 bool SettingsFile::read(QIODevice &device, QSettings::SettingsMap &values)
 {
-    return at(static_cast<QFileDevice &>(device).fileName()).readAll(values);
+    SettingsFile &file = at(static_cast<QFileDevice &>(device).fileName());
+    try {
+        return file.readAll(values);
+    } catch (const std::bad_alloc &) { // which the constructor of QSettings does not survive
+        file.m_wasUnread = true;
+        file.m_isUnread = true;
+        file.m_mustReadAgain = true;
+        return false;
+    }
 }
 
 bool SettingsFile::write(QIODevice &device, const QSettings::SettingsMap &values)
 {
     auto &file = static_cast<QFileDevice &>(device);
     SettingsFile &settings = at(file.fileName());
-    return settings.writeAll(file, settings.withTheirCase(values));
+    try {
+        return settings.writeAll(file, settings.withTheirCase(values));
+    } catch (const std::bad_alloc &) { // as in read()
+        return false;
+    }
 }
 
 void SettingsFile::noteCase(const QString &key)

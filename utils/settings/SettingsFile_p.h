@@ -78,6 +78,10 @@ public:
     /// Writes the changes and reads those of other processes. False when one of them fails.
     bool store();
 
+    /// The same for destructors and events of Qt, which no exception may leave. When there is not
+    /// enough memory, the changes stay pending.
+    bool tryToStore() noexcept;
+
     bool isChanged() const { return m_isChanged; }
 
     /// The cause of the failure of the last attempt to read or to store, or "".

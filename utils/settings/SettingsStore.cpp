@@ -37,7 +37,7 @@ SettingsStore::SettingsStore() : m_settings(openSettings()), m_file(SettingsFile
 SettingsStore::~SettingsStore()
 {
     if (m_file && m_isChanged && m_file->isChanged())
-        m_file->store();
+        m_file->tryToStore();
 }
 
 void SettingsStore::beginGroup(const QString &group)
