@@ -155,7 +155,9 @@ public:
     /// group is removed; values that were in it before are moved as well. There are two exceptions,
     /// because otherwise all values would be lost: a rename of "" to itself does not remove
     /// \p from, and a rename of "@@@_temp_@@@" to itself neither removes it nor uses a temporary
-    /// group.
+    /// group. No settings file is written until such a rename has ended; sync() of a receiver
+    /// returns false. When a receiver throws an exception, or there is not enough memory, the
+    /// values get their old names again, unless all have the new ones.
     ///
     /// \compat Values that copyKey() does not copy are lost: the value of the key \p from itself
     /// and, without \p recursive, the values in its subgroups. The part of the copy that lies in

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 namespace Utils {
 
@@ -286,6 +287,12 @@ bool SettingsFile::tryToStore() noexcept
         m_wasRead = false;
         return false;
     }
+}
+
+void SettingsFile::release() noexcept
+{
+    if (--m_holds == 0 && std::exchange(m_isRefused, false))
+        tryToStore();
 }
 
 /// Makes QSettings write and read. The status of a QSettings keeps its first failure, so each

@@ -136,6 +136,11 @@ bool SettingsFile::readAll(QSettings::SettingsMap &values)
 
 bool SettingsFile::writeAll(QFileDevice &device, const QSettings::SettingsMap &values)
 {
+    if (m_holds > 0) {
+        m_isRefused = true;
+        m_reason = messageOf(QStringLiteral("A group is being renamed"));
+        return false;
+    }
     const State now = state();
     if (isHidden(now)) {
         m_mustReadAgain = true;

@@ -82,6 +82,11 @@ public:
     /// enough memory, the changes stay pending.
     bool tryToStore() noexcept;
 
+    /// Until release() has been called as often, nothing is written: what is in QSettings meanwhile
+    /// must not be found after a kill. What was refused is written then.
+    void hold() { ++m_holds; }
+    void release() noexcept;
+
     bool isChanged() const { return m_isChanged; }
 
     /// The cause of the failure of the last attempt to read or to store, or "".
@@ -155,6 +160,9 @@ private:
     const QString m_path;
     std::unique_ptr<Writer> m_writer;
     QString m_reason;
+
+    int m_holds = 0;
+    bool m_isRefused = false; ///< a write, since the first hold
 
     State m_known;           ///< of the file when it was last read or written completely
     QStringList m_keys;      ///< of the file at that time

@@ -40,6 +40,18 @@ SettingsStore::~SettingsStore()
         m_file->tryToStore();
 }
 
+void SettingsStore::hold()
+{
+    if (m_file)
+        m_file->hold();
+}
+
+void SettingsStore::release()
+{
+    if (m_file)
+        m_file->release();
+}
+
 void SettingsStore::beginGroup(const QString &group)
 {
     m_prefix.reset();

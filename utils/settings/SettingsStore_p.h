@@ -63,6 +63,10 @@ public:
     /// Stores under \p to what is stored at \p from, which value() need not be able to return.
     void copy(const QString &from, const QString &to);
 
+    /// Nothing is written to a file between the two; see SettingsFile::hold().
+    void hold();
+    void release();
+
     /// Stores the changes. False when that fails; see reason().
     bool sync();
     bool isStored() const;
@@ -102,6 +106,20 @@ public:
 
     GroupScope(const GroupScope &) = delete;
     GroupScope &operator=(const GroupScope &) = delete;
+
+private:
+    SettingsStore &m_store;
+};
+
+/// Keeps what is in a store for the duration of a scope from being written.
+class StoreHold
+{
+public:
+    explicit StoreHold(SettingsStore &store) : m_store(store) { m_store.hold(); }
+    ~StoreHold() { m_store.release(); }
+
+    StoreHold(const StoreHold &) = delete;
+    StoreHold &operator=(const StoreHold &) = delete;
 
 private:
     SettingsStore &m_store;

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <limits>
-#include <new>
 
 namespace Utils {
 
@@ -105,6 +104,22 @@ bool Settings::copyLevel(SettingsStore &settings, const QString &from, const QSt
     return isWhole;
 }
 
+/// Stores the values below \p temporary under their old name \p name again, without a signal:
+/// receivers may throw, too. False, and nothing is stored, when they could not be read.
+static bool copyBack(SettingsStore &settings, const QString &temporary, const QString &name)
+{
+    if (!settings.isRead())
+        return false;
+    QStringList keys;
+    {
+        const GroupScope scope(settings, temporary);
+        keys = settings.allKeys();
+    }
+    for (const QString &key : qAsConst(keys))
+        settings.copy(temporary + separator + key, name + separator + key);
+    return true;
+}
+
 void Settings::renameGroup(SettingsStore &settings, const QString &from, const QString &to,
                            bool recursive)
 {
@@ -134,12 +149,16 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
     };
     if (target == to)
         return rename();
+    const StoreHold hold(settings); // under its temporary name nobody would find it after a kill
     try {
         rename();
-    } catch (const std::bad_alloc &) {
-        // Back to its old name: under the temporary one nobody would find it.
-        if (copyGroup(settings, target, from, recursive))
+    } catch (...) { // not enough memory, or an exception of a receiver
+        if (copyBack(settings, target, from))
             settings.remove(target);
+        try {
+            notify(fullKey(settings, from), Data::Variant());
+        } catch (...) { // the first one is passed on
+        }
         throw;
     }
 }
