@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <climits>
 #include <memory>
+#include <new>
 #include <thread>
 
 #include <fcntl.h>
@@ -248,6 +249,25 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(recorder.calls, QStringList("text(" + m_path + ")"), 60000);
         QVERIFY(setModified(m_path, 3000 * 1000)); // it has gone on
         QTRY_COMPARE_WITH_TIMEOUT(recorder.calls.size(), 2, 60000);
+    }
+
+    void watchesOnAfterLackOfMemory()
+    {
+        FileWatch watch(m_path, 100);
+        Recorder recorder;
+        QVERIFY(watch.connect(&recorder, SLOT(bare())));
+        recorder.reaction = [&] {
+            recorder.reaction = nullptr;
+            throw std::bad_alloc();
+        };
+        QVERIFY(setModified(m_path, 2000 * 1000));
+
+        QVERIFY(poll(watch));
+        QCOMPARE(watch.timestamp(), 1000u);
+        QVERIFY(poll(watch));
+
+        QCOMPARE(recorder.calls.size(), 2);
+        QCOMPARE(watch.timestamp(), 2000u);
     }
 
     void emitsThePathAndThenTheShapesOfASignal()

@@ -2,11 +2,15 @@
 
 #include "tests/csv/FailingMemory.h"
 #include "tests/support/Files.h"
+#include "tests/support/Recorder.h"
 #include "tests/support/SettingsHome.h"
 #include "tests/support/Windows.h"
 #include "utils/files/File.h"
 #include "utils/settings/Settings.h"
+#include "utils/settings/SettingsSignal.h"
+#include "utils/settings/SettingsWatch.h"
 
+#include <QDeadlineTimer>
 #include <QtTest>
 
 #include <memory>
@@ -14,6 +18,7 @@
 
 using Utils::File;
 using Utils::Settings;
+using Utils::SettingsWatch;
 
 Q_DECLARE_METATYPE(FailingMemory::Mode)
 
@@ -162,6 +167,28 @@ private Q_SLOTS:
         QCOMPARE(settings.status(), Settings::Failed);
         QVERIFY(settings.sync());
         QCOMPARE(contentsOf(m_path), "[General]\na=1\nb=2\nlong=" + value + "\n");
+    }
+
+    void reportsAChangeThatThereWasNoMemoryToCompare()
+    {
+        Recorder recorder;
+        QVERIFY(Settings::SettingChanged().connect(
+            &recorder, SLOT(pair(const Data::String &, const Data::Variant &))));
+        home.fill("a=1");
+        const SettingsWatch watch(100);
+        QSettings().setValue("long", QString(300000, 'x'));
+        QSettings().setValue("b", 2);
+
+        FailingMemory memory(100000, FailingMemory::Larger);
+        const QDeadlineTimer end(10000);
+        while (!memory.hasFailed() && !end.hasExpired())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QCOMPARE(recorder.calls, QStringList());
+        QTRY_COMPARE(recorder.calls.size(), 2);
+        QCOMPARE(recorder.calls.first(), QString("sig(b, 2)"));
     }
 
     void losesNoValueWhenAGroupIsCopiedOrRenamed_data()

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 
 namespace Utils {
 
@@ -149,33 +150,38 @@ void FileWatch::timerEvent(QTimerEvent *event)
 
     // The host and the receivers may delete the watch.
     const QPointer<FileWatch> self(this);
-    const Data::String path = objectName();
-    const Data::String name = File::base(path, /*withExtension=*/true);
-    if (d->verbose) {
-        d->log(QStringLiteral("Modification check for ") + name);
-        if (self && !QFileInfo::exists(path))
-            d->log(QStringLiteral("Path does not exists: ") + path);
+    try {
+        const Data::String path = objectName();
+        const Data::String name = File::base(path, /*withExtension=*/true);
+        if (d->verbose) {
+            d->log(QStringLiteral("Modification check for ") + name);
+            if (self && !QFileInfo::exists(path))
+                d->log(QStringLiteral("Path does not exists: ") + path);
+            if (!self)
+                return;
+        }
+
+        const Platform::EntryStatus status = fileStatus(path);
+        const bool isThere =
+            status.entry != Platform::Entry::Missing && status.entry != Platform::Entry::Unknown;
+        const unsigned int modified = timestampOf(status);
+        if (!isThere || modified == d->timestamp)
+            return;
+        d->log(QStringLiteral("Modification detected for ") + name);
         if (!self)
             return;
+        d->stopTimer();
+        addData("path", path);
+        const bool isAccepted = sendSignals();
+        if (!self || !isAccepted || d->timerId != noTimer)
+            return;
+        d->startTimer();
+        d->timestamp = modified; // used if readTime() cannot read it
+        d->readTime();
+    } catch (const std::bad_alloc &) { // which may not pass through Qt; the next check reports it
+        if (self && d->timerId == noTimer)
+            d->startTimer();
     }
-
-    const Platform::EntryStatus status = fileStatus(path);
-    const bool isThere =
-        status.entry != Platform::Entry::Missing && status.entry != Platform::Entry::Unknown;
-    const unsigned int modified = timestampOf(status);
-    if (!isThere || modified == d->timestamp)
-        return;
-    d->log(QStringLiteral("Modification detected for ") + name);
-    if (!self)
-        return;
-    d->stopTimer();
-    addData("path", path);
-    const bool isAccepted = sendSignals();
-    if (!self || !isAccepted || d->timerId != noTimer)
-        return;
-    d->startTimer();
-    d->timestamp = modified; // used if readTime() cannot read it
-    d->readTime();
 }
 
 } // namespace Utils

@@ -15,6 +15,8 @@
 #include <QVector>
 
 #include <algorithm>
+#include <new>
+#include <utility>
 
 namespace Utils {
 
@@ -120,7 +122,13 @@ SettingsWatchPrivate::~SettingsWatchPrivate()
         SettingsStore::setObserver(nullptr);
 }
 
-void SettingsWatchPrivate::timerEvent(QTimerEvent *) { check(); } // there is no other timer
+void SettingsWatchPrivate::timerEvent(QTimerEvent *) // there is no other timer
+{
+    try {
+        check();
+    } catch (const std::bad_alloc &) { // which may not pass through Qt; the next check is complete
+    }
+}
 
 void SettingsWatchPrivate::readStatus()
 {
@@ -140,10 +148,9 @@ bool SettingsWatchPrivate::hasChanged() const
 QVector<SettingsWatchPrivate::Change> SettingsWatchPrivate::changes()
 {
     readStatus(); // before the file is read: a change after that is found by the next check
-    if (!m_store.sync()) {
-        m_isSettled = false;
+    const bool isSettled = std::exchange(m_isSettled, false);
+    if (!m_store.sync())
         return {};
-    }
     const QSettings::SettingsMap values = m_store.values();
     const Texts texts = textsOf(values);
 
@@ -164,6 +171,7 @@ QVector<SettingsWatchPrivate::Change> SettingsWatchPrivate::changes()
         if (watch->m_store.fileName() == m_store.fileName())
             watch->m_known = texts;
     }
+    m_isSettled = isSettled;
     return changes;
 }
 
