@@ -12,6 +12,7 @@
 #include <QtTest>
 
 #include <algorithm>
+#include <new>
 
 using Utils::StringTable;
 
@@ -159,6 +160,28 @@ private Q_SLOTS:
                 break;
         }
         QVERIFY(failures > 0);
+    }
+
+    void isSetUpAfterTheMemoryHasEnded()
+    {
+        SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
+        const Data::String language = "de_Long_Name";
+        resetCatalogue();
+
+        int failures = 0;
+        for (int n = 0; StringTable::language().isEmpty(); ++n) {
+            const FailingMemory memory(n, FailingMemory::Once);
+            try {
+                StringTable::initialize(language, "", "");
+            } catch (const std::bad_alloc &) {
+                ++failures;
+            }
+        }
+
+        QVERIFY(failures > 0);
+        QCOMPARE(StringTable::language(), Data::String("de"));
+        QVERIFY(StringTable::load("Fruit"));
+        QCOMPARE(StringTable::lookup(".Fruit.msg.apple"), Data::String("Apfel"));
     }
 
     void hasNoLanguageToChangeBeforeItIsSetUp()

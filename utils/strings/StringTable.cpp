@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QEvent>
+#include <QScopedValueRollback>
 #include <QStringList>
 
 #include <new>
@@ -38,11 +39,11 @@ void StringTable::initialize(const Data::String &language, const Data::String &c
     static bool isRunning = false;
     if (isRunning)
         return;
-    isRunning = true;
+    const Data::String name = languageOf(language); // before anything changes, as memory may end
+    const QScopedValueRollback<bool> run(isRunning, true);
     texts->translator = new Translator;
-    isRunning = false;
 
-    texts->language = languageOf(language);
+    texts->language = name;
     texts->contexts = contexts;
     texts->productContext = productContext;
 }
