@@ -4,12 +4,14 @@
 #include "tests/support/Print.h"
 #include "tests/support/ProgressClock.h"
 #include "utils/Application.h"
+#include "utils/feedback/ProgressRange.h"
 #include "utils/feedback/WaitCursor.h"
 
 #include <QtTest>
 
 #include <limits>
 #include <memory>
+#include <stdexcept>
 
 using Utils::Progress;
 
@@ -1195,6 +1197,28 @@ private Q_SLOTS:
 
         QCOMPARE(takeCalls(), (QStringList{"showProgress(1, 0, 0)", "setProgress(2, 0, 0)",
                                            "setProgress(2, 0, 0)"}));
+    }
+
+    void endsThoughItsHostThrows()
+    {
+        {
+            Progress outer(100, "outer");
+            {
+                const Progress inner(10, "inner");
+                host->reaction = [](const QString &) { throw std::runtime_error("of the host"); };
+            }
+            QCOMPARE(Progress::current(/*popup=*/false), &outer);
+            {
+                const Utils::ProgressRange part(outer, 0, 50);
+            }
+            QCOMPARE(outer.count(), 50);
+        }
+        host->reaction = nullptr;
+
+        QVERIFY(!Progress::any());
+        takeCalls();
+        const Progress next(10, "next");
+        QVERIFY(takeCalls().contains("setProgressLabel(next, 0)"));
     }
 };
 

@@ -2,6 +2,7 @@
 #include "utils/csv/CSVTable.h"
 #include "utils/files/File.h"
 #include "utils/files/FileByteReader.h"
+#include "utils/files/LogFile.h"
 #include "utils/tagfile/TagFile.h"
 #include "utils/xml/Document.h"
 #include "utils/xml/Element.h"
@@ -27,6 +28,7 @@ using Utils::CSVDialect;
 using Utils::CSVTable;
 using Utils::File;
 using Utils::FileByteReader;
+using Utils::LogFile;
 using Utils::TagFile;
 
 using Operation = std::function<bool(const Data::String &path)>;
@@ -66,6 +68,25 @@ private Q_SLOTS:
             told += reason == ".Kelm.Utils.err.memory";
         }
         QVERIFY(told > 0);
+    }
+
+    void leavesAnEmptyLogForWhoseRemovalThereIsNoMemory()
+    {
+        const Data::String path = m_folder.filePath("empty.log");
+        int left = 0;
+        for (int n = 0;; ++n) {
+            auto log = std::make_unique<LogFile>(path, /*removeIfEmpty=*/true);
+            QVERIFY(log->isValid());
+            FailingMemory memory(n, FailingMemory::Once);
+            log.reset();
+            memory.end();
+
+            left += QFile::exists(path);
+            if (!memory.hasFailed())
+                break;
+        }
+        QVERIFY(left > 0);
+        QVERIFY(!QFile::exists(path));
     }
 
     void skipsALineThatIsTooLong()

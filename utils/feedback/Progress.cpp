@@ -154,20 +154,24 @@ Progress::~Progress()
     }
 
     head(popup) = previous;
-    if (previous) {
+    if (previous)
         previous->d->cancelled = d->cancelled;
-        if (d->visible) {
-            previous->show();
-            previous->update();
+    try {
+        if (previous) {
+            if (d->visible) {
+                previous->show();
+                previous->update();
+            }
+            previous->setLabel(previous->d->label);
+        } else {
+            if (Data::IApplication *const host = application())
+                host->setProgressLabel(Data::String(progressState.lastLabel), popup);
+            if (d->visible)
+                hide();
         }
-        previous->setLabel(previous->d->label);
-    } else {
-        if (Data::IApplication *const host = application())
-            host->setProgressLabel(Data::String(progressState.lastLabel), popup);
-        if (d->visible)
-            hide();
-        progressState.isDirty = true;
+    } catch (...) { // a task does not fail because the host cannot show that it has ended
     }
+    progressState.isDirty = progressState.isDirty || !previous;
 }
 
 bool Progress::tick(int steps)
@@ -408,8 +412,12 @@ ProgressRange::ProgressRange(Progress &parent, int from, int to)
 
 ProgressRange::~ProgressRange()
 {
-    if (m_parent)
+    if (!m_parent)
+        return;
+    try {
         m_parent->endPart(this);
+    } catch (...) { // as at the end of a reporter
+    }
 }
 
 double ProgressRange::position(double share) const

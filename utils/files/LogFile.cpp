@@ -9,6 +9,8 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <new>
+
 namespace Utils {
 
 class LogFilePrivate
@@ -73,11 +75,18 @@ LogFile::LogFile(const Data::String &path, bool removeIfEmpty)
 LogFile::~LogFile()
 {
     d->file.close();
-    // A file that could not be opened belongs to another owner. A file whose status cannot be read,
-    // for which Qt reports the size 0 and no regular file, may have content.
-    const QFileInfo left(d->file.fileName());
-    if (d->removeIfEmpty && d->isOurs && left.isFile() && left.size() == 0)
-        d->file.remove();
+    // A file that could not be opened belongs to another owner.
+    if (!d->removeIfEmpty || !d->isOurs)
+        return;
+    try {
+        // A file whose status cannot be read, for which Qt reports the size 0 and no regular file,
+        // may have content.
+        const QFileInfo left(d->file.fileName());
+        if (left.isFile() && left.size() == 0)
+            d->file.remove();
+    } catch (const std::bad_alloc &) {
+        // The empty file stays.
+    }
 }
 
 LogFile &LogFile::append(const Data::String &text, bool newLine)
