@@ -232,9 +232,9 @@ private Q_SLOTS:
                     number(QMetaType::QColor) + nullFlag + char(kind) + components;
                 const bool isKnown = kind >= QColor::Invalid && kind <= QColor::ExtendedRgb;
                 QCOMPARE(isReadable(color, version, Images::Refused), isKnown);
-                QCOMPARE(isReadable(list + color + streamed("next", version), version,
-                                    Images::Refused),
-                         isKnown);
+                QCOMPARE(
+                    isReadable(list + color + streamed("next", version), version, Images::Refused),
+                    isKnown);
                 // The next value is found where the color ends.
                 QVERIFY(!isReadable(list + color + streamed(QEasingCurve(), version), version,
                                     Images::Refused));
