@@ -195,15 +195,18 @@ private Q_SLOTS:
         QCOMPARE(watch.check(), 0);
     }
 
-    void readsAFileThatIsChangedInPlace()
+    void storesBesideWhatIsChangedInPlace()
     {
-        QVERIFY(Settings().sync());
+        Settings settings;
         struct stat status;
         QCOMPARE(stat(QFile::encodeName(m_path), &status), 0);
         QVERIFY(!makeFile(m_path, newText).isEmpty());
         QVERIFY(setTime(m_path, status.st_mtim));
 
-        QCOMPARE(Settings().getInt("other"), 2);
+        settings.setInt("ours", 2);
+
+        QVERIFY(settings.sync());
+        QCOMPARE(contentsOf(m_path), QByteArray("[General]\nother=2\nours=2\n"));
     }
 };
 
