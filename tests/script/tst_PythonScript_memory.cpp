@@ -66,12 +66,12 @@ private Q_SLOTS:
     void closesASourceThatThereIsNoMemoryFor()
     {
         const QString path =
-            d->script("raise ValueError('a')\n" + QByteArray("#\n").repeated(200'000));
+            d->script("raise ValueError('a')\n" + QByteArray("#\n").repeated(100'000));
         QVERIFY(!d->engine.runFile(path));
         QCOMPARE(d->engine.error().frames().size(), 1);
         const int filesBefore = openFiles();
 
-        FailingMemory memory(250'000, FailingMemory::Larger);
+        FailingMemory memory(160'000, FailingMemory::Larger);
         const bool isDone = d->engine.runFile(path);
         memory.end();
 
