@@ -160,19 +160,6 @@ private:
     int m_changes = 0;
 };
 
-/// Another current folder, while it lives.
-class CurrentFolder
-{
-public:
-    explicit CurrentFolder(const QString &folder) { QDir::setCurrent(folder); }
-    ~CurrentFolder() { QDir::setCurrent(m_before); }
-    CurrentFolder(const CurrentFolder &) = delete;
-    CurrentFolder &operator=(const CurrentFolder &) = delete;
-
-private:
-    const QString m_before = QDir::currentPath();
-};
-
 } // namespace
 
 /// The function \p name of the system, of the type of \p function.

@@ -37,23 +37,6 @@ static bool runOnHost(const QString &command)
            QTest::qWaitFor([&] { return isShareThere() != wasThere; }, 10000);
 }
 
-namespace {
-
-/// Another current folder, while it lives.
-class CurrentFolder
-{
-public:
-    explicit CurrentFolder(const QString &folder) { QDir::setCurrent(folder); }
-    ~CurrentFolder() { QDir::setCurrent(m_before); }
-    CurrentFolder(const CurrentFolder &) = delete;
-    CurrentFolder &operator=(const CurrentFolder &) = delete;
-
-private:
-    const QString m_before = QDir::currentPath();
-};
-
-} // namespace
-
 /// Paths of each kind: on a drive and on a share, of any length and language, and names of devices.
 class tst_Windows_paths : public QObject
 {

@@ -24,3 +24,16 @@ inline bool makeReadOnly(const QString &path)
 {
     return SetFileAttributesW(wide(path).c_str(), FILE_ATTRIBUTE_READONLY);
 }
+
+/// Another current folder, while it lives.
+class CurrentFolder
+{
+public:
+    explicit CurrentFolder(const QString &folder) { QDir::setCurrent(folder); }
+    ~CurrentFolder() { QDir::setCurrent(m_before); }
+    CurrentFolder(const CurrentFolder &) = delete;
+    CurrentFolder &operator=(const CurrentFolder &) = delete;
+
+private:
+    const QString m_before = QDir::currentPath();
+};
