@@ -1,8 +1,8 @@
 #include "utils/csv/CSVTable.h"
 
 #include "tests/support/Limits.h"
-#include "tests/support/Qemu.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
+#include "tests/support/Qemu.h"
 
 #include <QtTest>
 
