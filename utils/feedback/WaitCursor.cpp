@@ -6,29 +6,35 @@
 
 namespace Utils {
 
-// Without a QGuiApplication, its cursor functions and the constructor of QCursor crash. They are
-// for its thread alone, but operations that show the wait cursor also run on threads of scripts.
-static bool hasCursors()
+// Without it, its cursor functions and the constructor of QCursor crash.
+static QGuiApplication *guiApplication()
 {
-    const auto *const application = qobject_cast<QGuiApplication *>(QCoreApplication::instance());
+    return qobject_cast<QGuiApplication *>(QCoreApplication::instance());
+}
+
+// Cursors are set on the thread of the application alone, but operations that show the wait cursor
+// also run on threads of scripts.
+static bool setsCursors()
+{
+    const QGuiApplication *const application = guiApplication();
     return application && application->thread() == QThread::currentThread();
 }
 
 static void setWaitCursor()
 {
-    if (hasCursors())
+    if (setsCursors())
         QGuiApplication::setOverrideCursor(QCursor(Qt::WaitCursor));
 }
 
 static void restoreAllCursors()
 {
-    while (WaitCursor::activated())
+    while (setsCursors() && WaitCursor::activated())
         QGuiApplication::restoreOverrideCursor();
 }
 
 WaitCursor::WaitCursor(bool suspend, bool enable)
 {
-    if (!enable || !hasCursors() || suspend != activated())
+    if (!enable || !setsCursors() || suspend != activated())
         return;
 
     if (suspend) {
@@ -55,7 +61,7 @@ void WaitCursor::reset()
 
 bool WaitCursor::activated()
 {
-    return hasCursors() && QGuiApplication::overrideCursor() != nullptr;
+    return guiApplication() && QGuiApplication::overrideCursor() != nullptr;
 }
 
 } // namespace Utils
