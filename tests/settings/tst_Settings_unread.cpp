@@ -460,7 +460,7 @@ private Q_SLOTS:
                 if (m_recorder->calls.constLast() == shownAt) {
                     m_recorder->reaction = nullptr;
                     QVERIFY(store.heal());
-                    QCOMPARE(Settings().sync(), !isHeld);
+                    QVERIFY(Settings().sync() || isHeld);
                 }
             };
 
