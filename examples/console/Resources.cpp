@@ -5,6 +5,7 @@
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QDir>
 #include <QLocale>
 
 namespace Kelm {
@@ -19,13 +20,14 @@ static QString chosen(const QCommandLineParser &given, const char *option, const
 }
 
 /// The folder \p path, which is relative to the folder of the program unless it is absolute. It is
-/// the same in an installed tree and in a build tree.
+/// the same in an installed tree and in a build tree. On Windows it has "/", too: scripts take a
+/// backslash in a folder of modules for the start of an escape sequence.
 static QString besideProgram(const char *path)
 {
     if (*path == '\0' || Utils::File::isAbsolute(path))
         return path;
     const QString folder = QCoreApplication::applicationDirPath();
-    return Utils::File::cleanPath(Utils::File::join(folder, "..", path));
+    return QDir::cleanPath(Utils::File::join(folder, "..", path));
 }
 
 QMap<QString, QString> hostVariables(const QCommandLineParser &given)
