@@ -82,6 +82,9 @@ private Q_SLOTS:
 
     void keepsATableWhenTheMemoryEnds()
     {
+#ifdef __SANITIZE_ADDRESS__
+        QSKIP("where the memory ends, Qt does not release its parser of XML");
+#endif
         StringTable::initialize("en", "", "");
         const Data::String name = "Scarce";
         const QString path = m_root.filePath("locale/Scarce_en.xml");

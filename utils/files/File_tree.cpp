@@ -280,12 +280,40 @@ static bool isNeverCleared(const QString &name)
     return !isName(name) || isRoot(name) || isRoot(canonicalFolder(name));
 }
 
-/// Removes the contents of \p folder, which is \p depth folders below the first one. \p
-/// listingError is set to why the folder could not be listed to its end (errno).
+static int clear(FolderToClear &folder, const Data::String &exceptions, bool cancelable, int depth,
+                 int &listingError);
+
+/// Removes the entry \p name of \p folder, which was listed as a folder, with all that it has; of
+/// a link, only the link. Returns as clear().
+static int removeBelow(FolderToClear &folder, const QString &name, bool cancelable, int depth)
+{
+    const int mostOpen = 32; // folders at the same time
+    // An entry that is not known to be a folder may be a link, and the target of a link is never
+    // removed.
+    const Entry entry = folder.entry(name);
+    if (entry == Entry::Link)
+        return folder.removeFile(name) ? 1 : 0;
+    if (entry == Entry::Unknown)
+        LastError::setFor(".err.rmdir", File::join(folder.path(), name));
+    if (entry != Entry::Folder)
+        return 0;
+
+    int error = 0;
+    FolderToClear below(folder, name);
+    if (depth >= mostOpen)
+        folder.release();
+    const int removed = clear(below, Data::String(), cancelable, depth + 1, error);
+    if (removed < 0)
+        return -1;
+    return removed + (folder.removeFolder(name, error) ? 1 : 0);
+}
+
+/// Removes the contents of \p folder, which is \p depth folders below the first one. Returns how
+/// many entries, or -1 when the user cancelled. \p listingError is set to why the folder could not
+/// be listed to its end (errno).
 static int clear(FolderToClear &folder, const Data::String &exceptions, bool cancelable, int depth,
                  int &listingError)
 {
-    const int mostOpen = 32; // folders at the same time
     const Contents here = folder.contents();
     listingError = here.error;
     const QStringList namesKept = namesToKeep(here.files + here.folders, exceptions);
@@ -305,23 +333,10 @@ static int clear(FolderToClear &folder, const Data::String &exceptions, bool can
         if (kept.contains(name))
             continue;
 
-        // An entry that is not known to be a folder may be a link, and the target of a link is
-        // never removed.
-        const Entry entry = folder.entry(name);
-        if (entry == Entry::Link) {
-            removed += folder.removeFile(name) ? 1 : 0;
-        } else if (entry == Entry::Folder) {
-            int error = 0;
-            FolderToClear below(folder, name);
-            if (depth >= mostOpen)
-                folder.release();
-            const int nested = clear(below, Data::String(), cancelable, depth + 1, error);
-            if (nested < 0)
-                return -1;
-            removed += nested + (folder.removeFolder(name, error) ? 1 : 0);
-        } else if (entry == Entry::Unknown) {
-            LastError::setFor(".err.rmdir", File::join(folder.path(), name));
-        }
+        const int count = removeBelow(folder, name, cancelable, depth);
+        if (count < 0)
+            return -1;
+        removed += count;
         if (!progress.tick())
             return -1;
     }

@@ -267,7 +267,7 @@ ScriptReply ScriptManager::interpret(const Data::String &code, const Data::Strin
         d->error = withoutEngine(language);
         return {ScriptReply::Failed, 1, {}};
     }
-    const ScriptReply reply = console->interpret(code, unit);
+    ScriptReply reply = console->interpret(code, unit);
     const bool hasError = reply.state == ScriptReply::Failed || reply.state == ScriptReply::Exit;
     d->error = errorOf(engine, !hasError);
     std::fflush(stdout);
