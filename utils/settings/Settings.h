@@ -156,8 +156,9 @@ public:
     /// because otherwise all values would be lost: a rename of "" to itself does not remove
     /// \p from, and a rename of "@@@_temp_@@@" to itself neither removes it nor uses a temporary
     /// group. No settings file is written until such a rename has ended; sync() of a receiver
-    /// returns false. When a receiver throws an exception, or there is not enough memory, the
-    /// values get their old names again, unless all have the new ones.
+    /// returns false when there is something to write. When a receiver throws an exception, or
+    /// there is not enough memory, the values get their old names again, unless all have the new
+    /// ones.
     ///
     /// \compat Values that copyKey() does not copy are lost: the value of the key \p from itself
     /// and, without \p recursive, the values in its subgroups. The part of the copy that lies in
