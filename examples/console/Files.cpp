@@ -1,11 +1,11 @@
 #include "examples/console/Files.h"
 
+#include "utils/csv/CSVTable.h"
 #include "utils/files/File.h"
 #include "utils/strings/StringTable.h"
 
 #include <QDirIterator>
 #include <QFileInfo>
-#include <QTextCodec>
 
 namespace Kelm {
 
@@ -50,7 +50,7 @@ QString whyUnreadableFolder(const QString &path, bool recursive)
 
 bool isEncoding(const QString &name)
 {
-    return name == "auto" || QTextCodec::codecForName(name.toLatin1());
+    return !name.isEmpty() && Utils::CSVTable().setEncoding(name);
 }
 
 QString writeFile(const QString &path, const QString &text)

@@ -40,6 +40,24 @@ static QByteArray decodedPlainly(const Encoding &encoding, const QByteArray &par
     return text.contains(QChar::ReplacementCharacter) ? QByteArray() : text.toUtf8();
 }
 
+/// The characters of IBM437 from 0x80 on.
+static const QString upper437 = QStringLiteral("\u00C7\u00FC\u00E9\u00E2\u00E4\u00E0\u00E5\u00E7"
+                                               "\u00EA\u00EB\u00E8\u00EF\u00EE\u00EC\u00C4\u00C5"
+                                               "\u00C9\u00E6\u00C6\u00F4\u00F6\u00F2\u00FB\u00F9"
+                                               "\u00FF\u00D6\u00DC\u00A2\u00A3\u00A5\u20A7\u0192"
+                                               "\u00E1\u00ED\u00F3\u00FA\u00F1\u00D1\u00AA\u00BA"
+                                               "\u00BF\u2310\u00AC\u00BD\u00BC\u00A1\u00AB\u00BB"
+                                               "\u2591\u2592\u2593\u2502\u2524\u2561\u2562\u2556"
+                                               "\u2555\u2563\u2551\u2557\u255D\u255C\u255B\u2510"
+                                               "\u2514\u2534\u252C\u251C\u2500\u253C\u255E\u255F"
+                                               "\u255A\u2554\u2569\u2566\u2560\u2550\u256C\u2567"
+                                               "\u2568\u2564\u2565\u2559\u2558\u2552\u2553\u256B"
+                                               "\u256A\u2518\u250C\u2588\u2584\u258C\u2590\u2580"
+                                               "\u03B1\u00DF\u0393\u03C0\u03A3\u03C3\u00B5\u03C4"
+                                               "\u03A6\u0398\u03A9\u03B4\u221E\u03C6\u03B5\u2229"
+                                               "\u2261\u00B1\u2265\u2264\u2320\u2321\u00F7\u2248"
+                                               "\u00B0\u2219\u00B7\u221A\u207F\u00B2\u25A0\u00A0");
+
 class tst_Encoding : public QObject
 {
     Q_OBJECT
@@ -188,6 +206,122 @@ private Q_SLOTS:
             SKIP_ON_WINDOWS("Qt without ICU takes a line end into a character");
 
         QCOMPARE(encoding.keepsLinesAndFields(';'), isKept);
+    }
+
+    void findsCodePagesOfConsoles_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("usual");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("text");
+
+        const auto row = [](const char *name, const char *usual, const char *bytes,
+                            const QString &text) {
+            QTest::newRow(name) << QString(name) << QString(usual) << QByteArray(bytes) << text;
+        };
+        // clang-format off
+        row("IBM437", "IBM437", "a\x84\xe1", QStringLiteral("a\u00E4\u00DF"));
+        row("ibm437", "IBM437", "\x84", QStringLiteral("\u00E4"));
+        row(" cp437", "IBM437", "\x84", QStringLiteral("\u00E4"));
+        row("CP-437", "IBM437", "\x84", QStringLiteral("\u00E4"));
+        row("437", "IBM437", "\x84", QStringLiteral("\u00E4"));
+        row("ibm_437", "IBM437", "\x84", QStringLiteral("\u00E4"));
+        row("IBM00437", "IBM437", "\x84", QStringLiteral("\u00E4"));
+        row("windows-437", "IBM437", "\x84", QStringLiteral("\u00E4"));
+        row("cp775", "IBM775", "\xd0", QStringLiteral("\u0105"));
+        row("cp850", "IBM850", "\xd5", QStringLiteral("\u0131"));
+        row("850", "IBM850", "\x9e", QStringLiteral("\u00D7"));
+        row("IBM852", "IBM852", "\x9f\xa5", QStringLiteral("\u010D\u0105"));
+        row("852", "IBM852", "\x88", QStringLiteral("\u0142"));
+        row("cp855", "IBM855", "\xa0", QStringLiteral("\u0430"));
+        row("cp857", "IBM857", "\x8d", QStringLiteral("\u0131"));
+        row("cp858", "IBM00858", "\xd5", QStringLiteral("\u20AC"));
+        row("IBM00858", "IBM00858", "\xd5", QStringLiteral("\u20AC"));
+        row("cp860", "IBM860", "\x84", QStringLiteral("\u00E3"));
+        row("cp861", "IBM861", "\x8d", QStringLiteral("\u00DE"));
+        row("cp862", "IBM862", "\x80", QStringLiteral("\u05D0"));
+        row("cp863", "IBM863", "\x84", QStringLiteral("\u00C2"));
+        row("cp865", "IBM865", "\x9d", QStringLiteral("\u00D8"));
+        row("cp866", "IBM866", "\xa0", QStringLiteral("\u0430"));
+        row("cp869", "IBM869", "\xd6", QStringLiteral("\u03B1"));
+        // clang-format on
+    }
+
+    void findsCodePagesOfConsoles()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, usual);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, text);
+        const Encoding encoding(name);
+        if (usual == "IBM00858" && !encoding.isValid())
+            SKIP_ON_WINDOWS("Wine does not have this one");
+
+        QCOMPARE(encoding.name(), usual);
+
+        QCOMPARE(Encoding(usual).name(), usual);
+        QByteArray utf8 = bytes;
+        QVERIFY(encoding.toUtf8(utf8) == Encoding::Outcome::Decoded);
+        QCOMPARE(utf8, text.toUtf8());
+        QCOMPARE(encoding.toText(bytes.constData(), bytes.constData() + bytes.size()), text);
+        QByteArray written;
+        QVERIFY(encoding.fromText(text, written));
+        QCOMPARE(written, bytes);
+        QVERIFY(encoding.keepsLinesAndFields(';'));
+    }
+
+    void findsGreekAndArabicCodePagesOfWindows()
+    {
+#ifdef _WIN32
+        QByteArray greek = "\x80";
+        QByteArray arabic = "\xa0";
+
+        QVERIFY(Encoding("cp737").toUtf8(greek) == Encoding::Outcome::Decoded);
+        QVERIFY(Encoding("cp720").toUtf8(arabic) == Encoding::Outcome::Decoded);
+
+        QCOMPARE(greek, QByteArray("\xce\x91"));
+        QCOMPARE(arabic, QByteArray("\xd8\xa8"));
+#else
+        QSKIP("Qt with ICU does not have them");
+#endif
+    }
+
+    void decodesEachByteOfACodePage()
+    {
+        const Encoding encoding("IBM437");
+        QByteArray upper;
+        for (int byte = 0x80; byte < 0x100; ++byte)
+            upper += char(byte);
+        QCOMPARE(upper437.size(), upper.size());
+
+        QByteArray utf8 = upper;
+        QVERIFY(encoding.toUtf8(utf8) == Encoding::Outcome::Decoded);
+        const QString text = QString::fromUtf8(utf8);
+        // The micro sign, which is the Greek letter to ICU
+        QCOMPARE(QString(text).replace(QChar(0x03bc), QChar(0x00b5)), upper437);
+        QByteArray bytes;
+        QVERIFY(encoding.fromText(text, bytes));
+        QCOMPARE(bytes, upper);
+    }
+
+    void refusesWhatACodePageDoesNotHave()
+    {
+        QByteArray bytes = "as before";
+        QVERIFY(!Encoding("IBM437").fromText(QStringLiteral("\u20AC"), bytes)); // the euro sign
+        QVERIFY(!Encoding("IBM852").fromText(QStringLiteral("\u00D0\u0416"), bytes));
+        QCOMPARE(bytes, QByteArray("as before"));
+
+        bytes = "a\xe7"; // one of the bytes that IBM857 does not define
+        QVERIFY(Encoding("IBM857").toUtf8(bytes) == Encoding::Outcome::Invalid);
+        QCOMPARE(bytes, QByteArray("a\xe7"));
+        QCOMPARE(Encoding("IBM857").toText(bytes.constData(), bytes.constData() + 2),
+                 QStringLiteral("a\uFFFD"));
+    }
+
+    void findsNoCodePageByOtherNumbers()
+    {
+        for (const char *const name : {"438", "IBM43", "IBM4370", "cp", "ibm", "x437"})
+            QVERIFY2(!Encoding(name).isValid(), name);
     }
 
     void refusesTextsWithSeveralBadBytes()

@@ -161,6 +161,8 @@ private Q_SLOTS:
             // clang-format off
             row("windows-1252", encoded(german, "windows-1252"), "windows-1252", "windows-1252", false, stays, germanRows);
             row("ISO-8859-15", encoded(german, "ISO-8859-15"), "latin9", "ISO-8859-15", false, stays, germanRows);
+            row("a code page", "T{\xf8""C},\xe1\n20, 1.5 ,\n", "cp437", "IBM437", false, stays,
+                {{QStringLiteral("T{\u00B0C}"), QStringLiteral("\u00DF")}, {"20", "1.5", ""}, {""}});
             row("UTF-8", german.toUtf8(), "UTF-8", "UTF-8", false, stays, germanRows);
             row("UTF-8 with a mark", mark + german.toUtf8(), "UTF-8", "UTF-8", false, stays, germanRows);
             row("Shift-JIS", encoded(japanese, "Shift_JIS"), "Shift_JIS", "Shift_JIS", false, stays && keepsLineEnds("Shift_JIS"), japaneseRows);

@@ -587,6 +587,9 @@ private Q_SLOTS:
                                                "C},\u00C4\n20,1\n");
         const QByteArray wide = QTextCodec::codecForName("UTF-16BE")->fromUnicode(text);
         QTest::newRow("by name") << text.toLatin1() << QStringList{"--encoding", "windows-1252"};
+        QTest::newRow("a code page of consoles") << QByteArray("T{\xf8"
+                                                               "C},\x8e\n20,1\n")
+                                                 << QStringList{"--encoding", "437"};
         QTest::newRow("by a guess") << text.toLatin1() << QStringList{"--encoding", "auto"};
         QTest::newRow("UTF-16") << wide << QStringList{"--encoding", "auto"};
         QTest::newRow("bytes") << text.toLatin1()

@@ -193,6 +193,8 @@ private Q_SLOTS:
         row("UTF-16LE", QByteArray("\xff\xfe" "a\0", 4), "a");
         row("UTF-16", QByteArray("\xfe\xff\0a", 4), "a");
         row("UTF-16LE", QByteArray("a\0b", 3), "a\ufffd");
+        row("437", "\xc4\x84", "\u2500\u00e4");
+        row("cp852", "\x9f", "\u010d");
         row("UTF-8", "\xef\xbb\xbf\xc3\xa4\xff", "\u00e4\ufffd");
         row("no such", "\xc3\xa4", "\u00e4"); // UTF-8
         // clang-format on

@@ -4,6 +4,7 @@
 #include "utils/base/Limits_p.h"
 #include "utils/base/Simd_p.h"
 #include "utils/base/Utf8_p.h"
+#include "utils/platform/Platform.h"
 
 #include <QTextCodec>
 #include <QVector>
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 namespace Utils {
@@ -40,7 +42,7 @@ struct PackedByte
 
 struct EncodingTable
 {
-    QTextCodec *codec = nullptr; // Qt owns it
+    QTextCodec *codec = nullptr; // Qt owns it; null for a code page of the system
     QString name;
     bool isUtf8 = false;
     bool isWide = false;     // UTF-16 or UTF-32
@@ -88,16 +90,16 @@ static PackedByte packedByte(const SingleByte &character)
     return result;
 }
 
-/// Decodes each byte separately, to find the kind of the encoding.
-static void examineBytes(EncodingTable &table)
+/// Examines what each byte is when it is decoded separately by \p decodeByte, to find the kind of
+/// the encoding.
+template <typename Decode>
+static void examineBytes(EncodingTable &table, Decode decodeByte)
 {
-    const LoadedCodec loaded(*table.codec);
     bool isAscii = true;
     table.keepsAscii = true;
     table.isSingleByte = true;
     for (int byte = 0; byte < 256; ++byte) {
-        const char source = static_cast<char>(byte);
-        const QString text = decode(table.codec, &source, 1);
+        const QString text = decodeByte(static_cast<char>(byte));
         const bool isOne = text.size() == 1; // else it is a part of a longer sequence
         const bool isSame = isOne && text.at(0) == QChar(byte);
         isAscii = isAscii && (isSame || byte >= 0x80);
@@ -112,11 +114,46 @@ static void examineBytes(EncodingTable &table)
     table.isSingleByte = table.isSingleByte && isAscii;
 }
 
-Encoding::Encoding(const QString &name)
+/// The number of the code page that consoles of Windows use with the name \p name; 0 when it is
+/// none, or one that each Qt has.
+static unsigned numberOfCodePage(const QByteArray &name)
 {
-    QTextCodec *const codec = QTextCodec::codecForName(name.trimmed().toLatin1());
-    if (!codec)
-        return;
+    static const unsigned numbers[] = {437, 720, 737, 775, 850, 852, 855, 857,
+                                       858, 860, 861, 862, 863, 865, 866, 869};
+    QByteArray plain = name.toLower();
+    for (const char ignored : {'-', '_', ' '})
+        plain.replace(ignored, QByteArray());
+    const auto isName = [&plain](unsigned number) {
+        const QByteArray digits = QByteArray::number(number);
+        return plain == digits || plain == "ibm" + digits || plain == "ibm00" + digits ||
+               plain == "cp" + digits || plain == "windows" + digits;
+    };
+    const auto found = std::find_if(std::begin(numbers), std::end(numbers), isName);
+    return found != std::end(numbers) ? *found : 0;
+}
+
+/// The usual name of a code page, as Qt with ICU has it.
+static QByteArray nameOfCodePage(unsigned number)
+{
+    return (number == 858 ? "IBM00" : "IBM") + QByteArray::number(number);
+}
+
+/// The table of a code page that the system has; null when it has none.
+static std::shared_ptr<EncodingTable> tableOfSystem(unsigned number)
+{
+    const auto characters = Platform::codePage(number);
+    if (!characters)
+        return {};
+    const auto table = std::make_shared<EncodingTable>();
+    table->name = QString::fromLatin1(nameOfCodePage(number));
+    examineBytes(*table, [&](char byte) {
+        return QString(QChar((*characters)[static_cast<unsigned char>(byte)]));
+    });
+    return table->isSingleByte ? table : nullptr;
+}
+
+static std::shared_ptr<EncodingTable> tableOfCodec(QTextCodec *codec)
+{
     const auto table = std::make_shared<EncodingTable>();
     table->codec = codec;
     table->name = QString::fromLatin1(codec->name());
@@ -126,14 +163,30 @@ Encoding::Encoding(const QString &name)
     if (table->isUtf8) {
         table->keepsAscii = true;
     } else if (!table->isWide) {
-        examineBytes(*table);
-        if (table->name == QLatin1String("windows-1252")) {
-            for (const int byte : {0x81, 0x8d, 0x8f, 0x90, 0x9d})
-                table->characters[static_cast<std::size_t>(byte)] = singleByte(QChar(byte));
-        }
-        std::transform(table->characters.begin(), table->characters.end(), table->packed.begin(),
-                       packedByte);
+        const LoadedCodec loaded(*codec);
+        examineBytes(*table, [codec](char byte) { return decode(codec, &byte, 1); });
     }
+    if (table->name == QLatin1String("windows-1252")) {
+        for (const int byte : {0x81, 0x8d, 0x8f, 0x90, 0x9d})
+            table->characters[static_cast<std::size_t>(byte)] = singleByte(QChar(byte));
+    }
+    return table;
+}
+
+Encoding::Encoding(const QString &name)
+{
+    const QByteArray wanted = name.trimmed().toLatin1();
+    QTextCodec *codec = QTextCodec::codecForName(wanted);
+    const unsigned page = codec ? 0 : numberOfCodePage(wanted);
+    if (page != 0) // Qt without ICU may know another name of it
+        codec = QTextCodec::codecForName(nameOfCodePage(page));
+    const std::shared_ptr<EncodingTable> table = codec       ? tableOfCodec(codec)
+                                                 : page != 0 ? tableOfSystem(page)
+                                                             : nullptr;
+    if (!table)
+        return;
+    std::transform(table->characters.begin(), table->characters.end(), table->packed.begin(),
+                   packedByte);
     m_table = table;
 }
 

@@ -9,7 +9,8 @@ namespace Utils {
 
 struct EncodingTable;
 
-/// An encoding of text as bytes: one of those of QTextCodec.
+/// An encoding of text as bytes: one of those of QTextCodec. Where Qt is built without ICU, as it
+/// is on Windows, code pages of consoles that it does not have are taken from the system.
 ///
 /// The five bytes that windows-1252 does not define, 0x81, 0x8D, 0x8F, 0x90 and 0x9D, are the
 /// control characters with the same numbers, as web browsers read them.
@@ -29,7 +30,10 @@ public:
     Encoding() = default;
 
     /// The encoding with a name such as "windows-1252", "latin1" or "Shift_JIS", in any case.
-    /// Invalid when there is none.
+    /// Invalid when there is none. The code pages of consoles have the names that ICU has for them:
+    ///
+    ///     "IBM437", "cp437", "437"    => IBM437
+    ///     "IBM00858", "cp858"         => IBM00858
     explicit Encoding(const QString &name);
 
     bool isValid() const { return m_table != nullptr; }

@@ -327,7 +327,8 @@ public:
     static bool isSupportedImage(const Data::String &path);
 
     // Encodings: texts of other programs. The name of an encoding is that of its QTextCodec, such
-    // as "windows-1252", "ISO-8859-15", "Shift_JIS" or "UTF-16LE".
+    // as "windows-1252", "ISO-8859-15", "Shift_JIS" or "UTF-16LE"; and "IBM437", "IBM852" and other
+    // code pages of consoles are also found where Qt does not have them, as on Windows.
 
     /// The name of the encoding of the text in a file, from its bytes:
     ///

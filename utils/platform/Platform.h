@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +16,10 @@
 /// Text is UTF-8; paths are in the form of the system. A path that contains a zero byte names
 /// nothing. On a system that does not support a function, the function returns its empty result.
 namespace Utils::Platform {
+
+/// Whether a path may begin with the prefix "\\?\", which lifts the limit of its length, as on
+/// Windows.
+bool hasPathPrefixes();
 
 /// Opens the file at \p path in the fopen() mode \p mode. Null when that fails, and for a folder.
 ///
@@ -486,6 +491,11 @@ std::optional<bool> tryInCopy(const std::function<bool()> &function,
 /// The name of the character set for text in the locale of the environment, such as "UTF-8". "" on
 /// a system where text does not depend on the locale.
 std::string localeCodeset();
+
+/// The characters of the bytes of a code page as UTF-16, 0xfffd for a byte that has none.
+/// std::nullopt when the system does not have it, when characters have several bytes, and on Unix,
+/// which has no code pages.
+std::optional<std::array<char16_t, 256>> codePage(unsigned number);
 
 /// Whether QSettings writes the keys of an INI file sorted. On Windows the keys keep their order,
 /// and the result is false.

@@ -350,6 +350,10 @@ std::string localeCodeset()
     return codeset;
 }
 
+std::optional<std::array<char16_t, 256>> codePage(unsigned) { return {}; }
+
+bool hasPathPrefixes() { return false; }
+
 bool hasSortedSettings() { return true; }
 
 bool hasRegistry() { return false; }

@@ -573,6 +573,24 @@ void makeSymbolsGlobal(const void *) {}
 
 std::string localeCodeset() { return {}; }
 
+std::optional<std::array<char16_t, 256>> codePage(unsigned number)
+{
+    CPINFO info = {};
+    if (!GetCPInfo(number, &info) || info.MaxCharSize != 1)
+        return {};
+    std::array<char16_t, 256> characters = {};
+    for (std::size_t i = 0; i < characters.size(); ++i) {
+        const char byte = static_cast<char>(i);
+        wchar_t character = 0;
+        const bool isDefined =
+            MultiByteToWideChar(number, MB_ERR_INVALID_CHARS, &byte, 1, &character, 1) == 1;
+        characters[i] = isDefined ? static_cast<char16_t>(character) : u'\xfffd';
+    }
+    return characters;
+}
+
+bool hasPathPrefixes() { return true; }
+
 bool hasSortedSettings() { return false; }
 
 bool hasRegistry() { return true; }
