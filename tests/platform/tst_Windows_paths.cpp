@@ -1,7 +1,13 @@
 #include "utils/platform/Platform.h"
 
+#include "utils/csv/CSVDialect.h"
+#include "utils/csv/CSVTable.h"
 #include "utils/feedback/MemoryChecker.h"
 #include "utils/files/File.h"
+#include "utils/files/FileReader.h"
+#include "utils/files/LogFile.h"
+#include "utils/tagfile/TagFile.h"
+#include "utils/xml/Document.h"
 
 #include "tests/platform/windows_files.h"
 #include "tests/support/Files.h"
@@ -67,7 +73,7 @@ private Q_SLOTS:
 
     // Each kind of path
 
-    void fileTakesEachKindOfPath_data() { addFolders(CalledBy::Qt); }
+    void fileTakesEachKindOfPath_data() { addFolders(); }
 
     void fileTakesEachKindOfPath()
     {
@@ -88,13 +94,61 @@ private Q_SLOTS:
         QCOMPARE(File::lastError(), String());
         QCOMPARE(File::read(folder + "/new/a.txt"), String("two"));
         QVERIFY(File::timestamp(folder + "/new/a.txt") > 0);
-        QCOMPARE(File::search(folder, "*.txt"), QStringList(withoutPrefix(folder) + "/new/a.txt"));
+        QCOMPARE(File::search(folder, "*.txt"), QStringList(plainFolder() + "/new/a.txt"));
         QCOMPARE(File::copyDir(folder + "/new", folder + "/copy"), 1);
         QCOMPARE(File::remove(folder + "/*"), 7);
-        QVERIFY(QDir(folder).isEmpty());
+        QVERIFY(QDir(m_drivePath).isEmpty());
     }
 
-    void filesAreOpenedByEachKindOfPath_data() { addFolders(CalledBy::Library); }
+    void theOthersTakeEachKindOfPath_data() { addFolders(); }
+
+    void theOthersTakeEachKindOfPath()
+    {
+        const QString folder = makeFolder();
+        if (folder.isEmpty())
+            QSKIP("the system has no share of its drive");
+
+        QCOMPARE(File::parentFolder(folder + "/new"), String(plainFolder()));
+        QVERIFY(!File::isRelative(folder));
+        QVERIFY(File::write(folder + "/a.csv", QStringList{"a,b", "c,d"}));
+        QVERIFY(File::isFile(folder + "/a.csv"));
+        QVERIFY(File::isDir(folder));
+        QVERIFY(File::exists(folder + "/*.csv"));
+        QCOMPARE(File::size(folder + "/a.csv"), 8);
+        QCOMPARE(File::readRaw(folder + "/a.csv"), QByteArray("a,b\nc,d\n"));
+        QCOMPARE(File::encoding(folder + "/a.csv"), String("UTF-8"));
+        QCOMPARE(File::read(folder + "/a.csv", "latin1"), String("a,b\nc,d\n"));
+        for (const int limit : {0, 1, 5}) { // as text, as bytes, in the file
+            Utils::CSVTable table;
+            QVERIFY(table.read(folder + "/a.csv", limit));
+            QCOMPARE(table.data(1, 1), String("d"));
+        }
+        QVERIFY(Utils::CSVDialect::detect(folder + "/a.csv").isValid());
+        {
+            Utils::FileReader reader(folder + "/a.csv");
+            String line;
+            QVERIFY(reader.readLine(line, /*trim=*/true));
+            QCOMPARE(line, String("a,b"));
+        }
+        {
+            Utils::LogFile log(folder + "/a.log", /*removeIfEmpty=*/false);
+            log.append("entry", /*newLine=*/true);
+        }
+        QCOMPARE(contentsOf(m_drivePath + "/a.log"), QByteArray("entry\n"));
+        Utils::TagFile tags;
+        String error;
+        QVERIFY(File::write(folder + "/a.tag", "TAG\n"));
+        QVERIFY2(tags.read(folder + "/a.tag", error), qPrintable(error));
+        Utils::Xml::Document document(Utils::Xml::Document::Normal, 1.0);
+        QVERIFY(File::write(folder + "/a.xml", "<a/>"));
+        QVERIFY2(document.open(folder + "/a.xml", "", error), qPrintable(error));
+        QCOMPARE(File::remove(folder + "/*.csv"), 1);
+        QCOMPARE(File::remove(folder + "/a.log"), 1);
+        QCOMPARE(File::remove(folder), 3);
+        QVERIFY(!QDir(m_drivePath).exists());
+    }
+
+    void filesAreOpenedByEachKindOfPath_data() { addFolders(); }
 
     void filesAreOpenedByEachKindOfPath()
     {
@@ -120,7 +174,7 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(m_drivePath + "/" + m_name + ".txt"));
     }
 
-    void versionsAreFoundByEachKindOfPath_data() { addFolders(CalledBy::Library); }
+    void versionsAreFoundByEachKindOfPath_data() { addFolders(); }
 
     void versionsAreFoundByEachKindOfPath()
     {
@@ -132,7 +186,7 @@ private Q_SLOTS:
         QCOMPARE(File::version(folder + "/" + m_name + ".dll"), String("19.02.1.5"));
     }
 
-    void filesAreCreatedByEachKindOfPath_data() { addFolders(CalledBy::Library); }
+    void filesAreCreatedByEachKindOfPath_data() { addFolders(); }
 
     void filesAreCreatedByEachKindOfPath()
     {
@@ -148,7 +202,7 @@ private Q_SLOTS:
         QVERIFY(!Platform::createNewFile(path.toStdString()));
     }
 
-    void aFileHasTheSamePathByEachKind_data() { addFolders(CalledBy::Qt); }
+    void aFileHasTheSamePathByEachKind_data() { addFolders(); }
 
     void aFileHasTheSamePathByEachKind()
     {
@@ -259,26 +313,28 @@ private Q_SLOTS:
     }
 
 private:
-    /// Whether Qt makes the calls of the system, which takes "\\?\UNC\" for a relative path.
-    enum class CalledBy
-    {
-        Library,
-        Qt
-    };
-
-    static void addFolders(CalledBy caller)
+    static void addFolders()
     {
         QTest::addColumn<int>("length"); // at least
         QTest::addColumn<bool>("isOnShare");
-        QTest::addColumn<bool>("hasPrefix");
+        QTest::addColumn<QString>("prefix");
 
-        QTest::newRow("on a drive") << 0 << false << false;
-        QTest::newRow("on a drive, long") << 400 << false << false;
-        QTest::newRow("on a drive, with the prefix") << 0 << false << true;
-        QTest::newRow("on a share") << 0 << true << false;
-        QTest::newRow("on a share, long") << 400 << true << false;
-        if (caller == CalledBy::Library)
-            QTest::newRow("on a share, with the prefix") << 0 << true << true;
+        const QString prefix = R"(\\?\)";
+        const QString device = R"(\\.\)";
+        QTest::newRow("on a drive") << 0 << false << "";
+        QTest::newRow("on a drive, long") << 400 << false << "";
+        QTest::newRow("on a drive, with the prefix") << 0 << false << prefix;
+        QTest::newRow("on a drive, long, with the prefix") << 400 << false << prefix;
+        QTest::newRow("on a drive, with the prefix and slashes") << 0 << false << "//?/";
+        QTest::newRow("on a drive, long, with the prefix and slashes") << 400 << false << "//?/";
+        QTest::newRow("on a drive as a device") << 0 << false << device;
+        QTest::newRow("on a drive as a device, with slashes") << 0 << false << "//./";
+        QTest::newRow("on a share") << 0 << true << "";
+        QTest::newRow("on a share, long") << 400 << true << "";
+        QTest::newRow("on a share, with the prefix") << 0 << true << prefix + R"(UNC\)";
+        QTest::newRow("on a share, long, with the prefix") << 400 << true << prefix + R"(UNC\)";
+        QTest::newRow("on a share, with the prefix and slashes") << 0 << true << "//?/UNC/";
+        QTest::newRow("on a share, long, with the prefix and slashes") << 400 << true << "//?/UNC/";
     }
 
     /// Makes the folder of the row, and returns its path of that kind; "" when the system has no
@@ -287,20 +343,25 @@ private:
     {
         QFETCH(int, length);
         QFETCH(bool, isOnShare);
-        QFETCH(bool, hasPrefix);
+        QFETCH(QString, prefix);
         m_drivePath = m_folder->path() + "/" + m_name;
         while (m_drivePath.size() < length)
             m_drivePath += "/" + QString(40, 'x');
         if (!QDir().mkpath(m_drivePath) || (isOnShare && !isShareThere()))
             return {};
-        if (!hasPrefix)
-            return isOnShare ? onShare(m_drivePath) : m_drivePath;
-        const QString path = isOnShare ? "UNC" + onShare(m_drivePath).mid(1) : m_drivePath;
-        return "\\\\?\\" + QDir::toNativeSeparators(path);
+        const QString path = isOnShare ? onShare(m_drivePath) : m_drivePath;
+        if (prefix.isEmpty())
+            return path;
+        const QString rest = isOnShare ? path.mid(2) : path; // without "//"
+        return prefix + (prefix.contains('/') ? rest : QDir::toNativeSeparators(rest));
     }
 
-    /// A path of makeFolder() as a search returns it.
-    static QString withoutPrefix(const QString &path) { return QDir::fromNativeSeparators(path); }
+    /// The folder of makeFolder() as a search returns it.
+    QString plainFolder() const
+    {
+        QFETCH(bool, isOnShare);
+        return isOnShare ? onShare(m_drivePath) : m_drivePath;
+    }
 
     QString inFolder(const QString &name) const { return m_folder->path() + "/" + name; }
 

@@ -1,5 +1,7 @@
 #include "utils/base/FileStatus_p.h"
 
+#include "utils/base/FileName_p.h"
+
 #include <QDateTime>
 #include <QFileInfo>
 
@@ -16,7 +18,7 @@ using Platform::EntryStatus;
 /// system has in another encoding.
 static EntryStatus statusByQt(const QString &path, bool followLinks)
 {
-    QFileInfo file(path);
+    QFileInfo file(pathForQt(path));
     file.setCaching(false);
     if (!followLinks && file.isSymLink())
         return {Entry::Link, 0, 0};

@@ -33,7 +33,7 @@ std::optional<std::string> nativePath(const QString &path)
 
 QString fullPath(const QString &path)
 {
-    return path.contains(QLatin1Char(':')) ? QFileInfo(path).absoluteFilePath() : path;
+    return path.contains(QLatin1Char(':')) ? QFileInfo(pathForQt(path)).absoluteFilePath() : path;
 }
 
 std::string systemPath(const QString &path)
@@ -49,7 +49,7 @@ QString canonicalFolder(const QString &path)
         if (resolved && !resolved->empty())
             return QString::fromStdString(*resolved);
     }
-    return QFileInfo(path).canonicalFilePath();
+    return QFileInfo(pathForQt(path)).canonicalFilePath();
 }
 
 /// Stores the text of a file name, which may start with a byte order mark, in \p text, and returns
@@ -72,7 +72,8 @@ static bool isJunction(const QString &path)
 /// False when \p visit has ended the listing.
 static bool listByQt(const QString &folder, const std::function<bool(const FolderItem &)> &visit)
 {
-    QDirIterator item(QDir(folder).path(), QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Files);
+    QDirIterator item(QDir(pathForQt(folder)).path(),
+                      QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Files);
     while (item.hasNext()) {
         item.next();
         const QFileInfo info = item.fileInfo();

@@ -102,7 +102,7 @@ std::unique_ptr<QIODevice> makeOutput(const QString &path)
 {
     if (SafeFile::isUsed())
         return std::make_unique<SafeFile>(path);
-    return std::make_unique<QFile>(path);
+    return std::make_unique<QFile>(pathForQt(path));
 }
 
 bool openOutput(QIODevice &output)

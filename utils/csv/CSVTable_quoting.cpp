@@ -1,5 +1,6 @@
 #include "utils/csv/CSVTable.h"
 
+#include "utils/base/FileName_p.h"
 #include "utils/base/FileStatus_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/csv/CSVTable_p.h"
@@ -77,7 +78,7 @@ bool CSVTablePrivate::readRecords()
     TaskProgress task(reporter);
     task.start(/*steps=*/0, progressLabel);
     useText();
-    records->source = QFileInfo(path).absoluteFilePath();
+    records->source = QFileInfo(pathForQt(path)).absoluteFilePath();
     const bool isRead = records->open(path, reporter);
     const qint64 line = records->openQuoteLine();
     use(std::move(records));

@@ -1,6 +1,7 @@
 #include "utils/csv/CSVTable.h"
 
 #include "utils/base/Encoding_p.h"
+#include "utils/base/FileName_p.h"
 #include "utils/base/LastError_p.h"
 #include "utils/csv/CSVReader_p.h"
 #include "utils/csv/CSVTable_p.h"
@@ -54,7 +55,7 @@ bool CSVTablePrivate::readInFile()
     if (textData->isRfc4180)
         return readRecords();
     auto inFile = std::make_unique<CSVFileData>(byteDelimiter());
-    inFile->source = QFileInfo(path).absoluteFilePath();
+    inFile->source = QFileInfo(pathForQt(path)).absoluteFilePath();
     inFile->reader.setHoleValue(holeValue);
     CSVReaderPrivate::of(inFile->reader).mostRows = mostRows;
     if (!detectedEncoding.isEmpty()) {

@@ -297,7 +297,7 @@ bool FileReaderPrivate::readStream(Data::String &line)
 
 bool FileReaderPrivate::open(const QString &path)
 {
-    file.setFileName(path);
+    file.setFileName(pathForQt(path));
     return isName(path) && file.open(QIODevice::ReadOnly);
 }
 

@@ -189,7 +189,7 @@ Data::String File::read(const Data::String &path, int lines)
     if (path.startsWith(httpScheme))
         return readHttp(path);
 
-    QFile file(path);
+    QFile file(pathForQt(path));
     if (!open(file))
         return {};
 
@@ -222,7 +222,7 @@ template <typename Read>
 static QByteArray readRawBy(const QString &path, const Read &read)
 {
     const LastError operation;
-    QFile file(path);
+    QFile file(pathForQt(path));
     if (!open(file))
         return {};
     const qint64 size = file.size();
@@ -413,22 +413,22 @@ bool File::exists(const Data::String &path)
         const Data::String pattern = base(path, /*withExtension=*/true);
         return !search(parentFolder(path), pattern, /*recursive=*/false, 0).isEmpty();
     }
-    return !path.isEmpty() && QFileInfo::exists(path);
+    return !path.isEmpty() && QFileInfo::exists(pathForQt(path));
 }
 
-bool File::isDir(const Data::String &path) { return QFileInfo(path).isDir(); }
+bool File::isDir(const Data::String &path) { return QFileInfo(pathForQt(path)).isDir(); }
 
-bool File::isFile(const Data::String &path) { return QFileInfo(path).isFile(); }
+bool File::isFile(const Data::String &path) { return QFileInfo(pathForQt(path)).isFile(); }
 
 qint64 File::size(const Data::String &path)
 {
-    const QFileInfo file(path);
+    const QFileInfo file(pathForQt(path));
     return file.exists() ? file.size() : 0;
 }
 
 Data::String File::sizeString(const Data::String &pathOrNumber)
 {
-    QFileInfo file(pathOrNumber);
+    QFileInfo file(pathForQt(pathOrNumber));
     file.setCaching(false);
     qint64 size = file.exists() ? file.size() : 0;
     if (size < 1) {

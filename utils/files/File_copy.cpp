@@ -193,19 +193,21 @@ static bool copyContents(const Data::String &source, const Data::String &target,
     return copyAtOnce(source, target);
 }
 
-bool File::copy(const Data::String &source, const Data::String &target, int overwrite,
-                bool showWaitCursor)
+/// File::copy() of paths as Qt takes them.
+static bool copyFile(const Data::String &source, const Data::String &target, int overwrite,
+                     bool showWaitCursor)
 {
     LastError operation;
     if (hasZeroByte(source) || hasZeroByte(target))
         return LastError::setFor(".err.badname", hasZeroByte(source) ? source : target);
 
     const bool isInto = QFileInfo(target).isDir();
-    const Data::String file = isInto ? join(target, base(source, /*withExtension=*/true)) : target;
+    const Data::String file =
+        isInto ? File::join(target, File::base(source, /*withExtension=*/true)) : target;
     const bool isSafe = SafeFile::isUsed();
     std::optional<bool> isSame = true;
     // A safe copy replaces the file that a link at the target leads to.
-    if (!isSamePath(source, file))
+    if (!File::isSamePath(source, file))
         isSame = isSafe ? isSameFile(source, file) : isSameEntry(source, file);
     if (isSame == true)
         return true;
@@ -229,6 +231,12 @@ bool File::copy(const Data::String &source, const Data::String &target, int over
     const bool isCopied = isSafe ? copySafely(source, file, isReplaced, showWaitCursor)
                                  : copyContents(source, file, showWaitCursor);
     return isCopied && operation.succeeded();
+}
+
+bool File::copy(const Data::String &source, const Data::String &target, int overwrite,
+                bool showWaitCursor)
+{
+    return copyFile(pathForQt(source), pathForQt(target), overwrite, showWaitCursor);
 }
 
 namespace {
@@ -460,7 +468,8 @@ int File::copyDir(const Data::String &source, const Data::String &target, int ov
         LastError::setFor(".err.badname", hasZeroByte(source) ? source : target);
         return 0;
     }
-    const int result = copyFolderOrFolders(source, target, overwrite, cancelable);
+    const int result =
+        copyFolderOrFolders(pathForQt(source), pathForQt(target), overwrite, cancelable);
     if (result < 0)
         LastError::set(".err.cancelled");
     return result;

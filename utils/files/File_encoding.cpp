@@ -72,7 +72,7 @@ Data::String File::encoding(const Data::String &path, bool *isGuess)
 {
     LastError operation;
     try {
-        QFile file(path);
+        QFile file(pathForQt(path));
         EncodingFinder finder;
         if (isName(path) && file.open(QIODevice::ReadOnly) && findEncoding(file, finder)) {
             operation.succeeded();
@@ -257,9 +257,9 @@ static Encoding findSingleByte(QFile &file, const QString &encoding)
 
 bool readDecoded(const Data::String &path, const QString &encoding, DecodedFile &decoded)
 {
-    QFile file(path);
+    QFile file(pathForQt(path));
     // A pipe could not be opened a second time.
-    if (isName(path) && QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly)) {
+    if (isName(path) && QFileInfo(file).isFile() && file.open(QIODevice::ReadOnly)) {
         const Encoding found = findSingleByte(file, encoding);
         if (found.isValid()) {
             PieceDecoder decoder(file, found);

@@ -1,5 +1,7 @@
 #include "utils/files/File.h"
 
+#include "utils/base/FileName_p.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QRegExp>
@@ -36,11 +38,14 @@ Data::String File::base(const Data::String &path, bool withExtension)
 
 Data::String File::extension(const Data::String &path) { return QFileInfo(path).suffix(); }
 
-Data::String File::parentFolder(const Data::String &path) { return QFileInfo(path).dir().path(); }
+Data::String File::parentFolder(const Data::String &path)
+{
+    return QFileInfo(pathForQt(path)).dir().path();
+}
 
 Data::String File::cleanPath(const Data::String &path)
 {
-    const QString clean = QDir::cleanPath(path);
+    const QString clean = QDir::cleanPath(pathForQt(path));
     return clean.startsWith(separator) ? clean : QDir::toNativeSeparators(clean);
 }
 

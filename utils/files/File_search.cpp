@@ -161,7 +161,7 @@ private:
 void notListed(const QString &folder, int error)
 {
     try {
-        const QFileInfo info(folder);
+        const QFileInfo info(pathForQt(folder));
         if (!isName(folder) || !info.exists()) {
             LastError::isNoFile(folder);
         } else if (!info.isDir()) {
@@ -181,7 +181,8 @@ QStringList File::search(const Data::String &folder, const Data::String &filter,
     QStringList found;
     const Search search = {NameFilter(filter.split(QLatin1Char(';'))), recursive, maxCount};
     int error = 0;
-    search.run(folder, {canonicalFolder(folder), QString(), nullptr}, found, &error);
+    const QString path = pathForQt(folder);
+    search.run(path, {canonicalFolder(path), QString(), nullptr}, found, &error);
     if (error != 0 || found.isEmpty())
         notListed(folder, error);
     return found;

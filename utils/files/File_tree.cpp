@@ -397,7 +397,7 @@ int File::remove(const Data::String &path, const Data::String &exceptions, bool 
     const Data::String name = base(path, /*withExtension=*/true);
     if (name == QLatin1String("*")) {
         int error = 0;
-        const int removed = removeContents(path, exceptions, cancelable, error);
+        const int removed = removeContents(pathForQt(path), exceptions, cancelable, error);
         if (error != 0)
             notListed(parentFolder(path), error);
         if (removed < 0)
@@ -406,7 +406,7 @@ int File::remove(const Data::String &path, const Data::String &exceptions, bool 
     }
     if (isPattern(path))
         return removeFiles(search(parentFolder(path), name, /*recursive=*/false));
-    return removeOne(path);
+    return removeOne(pathForQt(path));
 }
 
 static bool makeFolders(const Data::String &path)
@@ -440,7 +440,7 @@ static bool makeFolders(const Data::String &path)
 bool File::createDir(const Data::String &path)
 {
     const LastError operation;
-    return makeFolders(path) || LastError::setFor(".err.createdir", path);
+    return makeFolders(pathForQt(path)) || LastError::setFor(".err.createdir", path);
 }
 
 } // namespace Utils

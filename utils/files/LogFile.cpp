@@ -27,7 +27,7 @@ public:
 
 bool LogFilePrivate::open(const Data::String &name)
 {
-    file.setFileName(name);
+    file.setFileName(pathForQt(name));
     // In append mode, so that an entry never overwrites others: if the size is unknown, the seek to
     // the end fails or goes to the start.
     isOurs =

@@ -164,7 +164,7 @@ static QSettings::SettingsMap changedDefaults(const QSettings::SettingsMap &valu
 /// The file that a path refers to, even if it does not exist yet.
 static QString destinationOf(const QString &path)
 {
-    const QFileInfo file(path);
+    const QFileInfo file(pathForQt(path));
     QString canonical = file.canonicalFilePath();
     if (!canonical.isEmpty())
         return canonical;
@@ -234,7 +234,7 @@ static bool readWhole(const QString &path, QByteArray &text)
 {
     if (isNoFile(path))
         return LastError::set(".err.nofiletype", {path});
-    QFile file(path);
+    QFile file(pathForQt(path));
     if (!isName(path) || !file.open(QIODevice::ReadOnly))
         return LastError::cannotRead(file);
     if (file.size() > std::numeric_limits<int>::max() / 2)

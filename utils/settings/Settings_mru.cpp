@@ -1,5 +1,6 @@
 #include "utils/settings/Settings.h"
 
+#include "utils/base/FileName_p.h"
 #include "utils/settings/SettingsStore_p.h"
 
 #include <QDir>
@@ -27,7 +28,7 @@ static QString withSlashes(QString path)
 static bool isWanted(const QString &path, const QString &suffixes)
 {
     // The type first: a file exists, so the disk is asked only once for it.
-    const QFileInfo file(path);
+    const QFileInfo file(pathForQt(path));
     if (file.isFile())
         return suffixes.isEmpty() || suffixes.contains(file.suffix());
     return file.exists();
@@ -108,7 +109,7 @@ Settings &Settings::removeMRU(const Data::String &list, const Data::String &path
 Data::String Settings::firstMRUPath(const Data::String &list) const
 {
     const QString path = getMRU(list, /*checkExists=*/true, /*count=*/1).value(0);
-    const QFileInfo file(path);
+    const QFileInfo file(pathForQt(path));
     return file.isFile() ? file.dir().path() : path;
 }
 

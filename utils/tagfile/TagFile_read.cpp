@@ -18,7 +18,7 @@ bool TagFile::read(const Data::String &path, Data::String &error)
     if (path.isEmpty())
         return LastError::set(".err.noname");
     try {
-        QFile file(path);
+        QFile file(pathForQt(path));
         TagList tags;
         if (!hasZeroByte(path) && file.open(QIODevice::ReadOnly) &&
             readTags(file, d->options, tags)) {

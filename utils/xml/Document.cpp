@@ -167,7 +167,7 @@ bool Document::open(const Data::String &path, const Data::String &docType, Data:
     const LastError operation;
     m_documentVersion = 0.0;
 
-    QFile file(path);
+    QFile file(pathForQt(path));
     if (!isName(path) || !file.open(QIODevice::ReadOnly)) {
         error = message(".Kelm.Data", ".err.noopen", {path});
         return LastError::cannotRead(file);

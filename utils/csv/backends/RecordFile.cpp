@@ -22,10 +22,10 @@ RecordFile::RecordFile(int mostRows) : m_mostRows(mostRows), m_window({16 * 1024
 
 bool RecordFile::open(const QString &path, const QuotedFormat<char> &format, Progress *progress)
 {
-    if (!isName(path) || !QFileInfo(path).isFile())
+    m_file.setFileName(pathForQt(path));
+    if (!isName(path) || !QFileInfo(m_file).isFile())
         return LastError::isNoFile(path);
     m_path = path;
-    m_file.setFileName(path);
     const QIODevice::OpenMode mode = QIODevice::ReadOnly | QIODevice::Unbuffered;
     const int shared = Platform::openShared(path.toStdString());
     const bool isOpen =

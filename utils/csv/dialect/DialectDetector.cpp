@@ -420,9 +420,9 @@ CSVDialect DialectDetector::detectInBytes(const QByteArray &bytes, const CSVDial
 CSVDialect DialectDetector::detectInFile(const Data::String &path, const CSVDialect &known)
 {
     const CSVDialect failed = invalid();
-    QFile file(path);
+    QFile file(pathForQt(path));
     // Reading would empty a pipe, and a device may have no end.
-    if (!isName(path) || !QFileInfo(path).isFile()) {
+    if (!isName(path) || !QFileInfo(file).isFile()) {
         LastError::isNoFile(path);
         return failed;
     }
