@@ -2,6 +2,7 @@
 
 #include "utils/script/PythonObjects_p.h"
 
+#include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -84,6 +85,12 @@ static void addFolder(const QString &folder, const QString &prefix, QSet<QByteAr
     }
 }
 
+/// A path that Python has in the form of the system.
+static QString withSlashes(const QByteArray &path)
+{
+    return QDir::fromNativeSeparators(QString::fromUtf8(path));
+}
+
 /// Adds the modules of the archives that Python has read.
 static void addArchives(const QStringList &folders, QSet<QByteArray> &names)
 {
@@ -93,13 +100,14 @@ static void addArchives(const QStringList &folders, QSet<QByteArray> &names)
             ? PythonObjects::findInDictionary(PyModule_GetDict(module), "_zip_directory_cache")
             : nullptr;
     PythonObjects::visitDictionary(archives, nullptr, [&](const Name &archive) {
-        const QString path = QString::fromUtf8(archive.name);
-        for (const QString &folder : folders) {
+        const QString path = withSlashes(archive.name);
+        for (const QString &entry : folders) {
+            const QString folder = QDir::fromNativeSeparators(entry);
             if (folder != path && !folder.startsWith(path + QLatin1Char('/')))
                 continue;
             const QString inside = folder.mid(path.size() + 1);
             PythonObjects::visitDictionary(archive.value, nullptr, [&](const Name &file) {
-                QString name = QString::fromUtf8(file.name);
+                QString name = withSlashes(file.name);
                 if (!inside.isEmpty() && !name.startsWith(inside + QLatin1Char('/')))
                     return;
                 name.remove(0, inside.isEmpty() ? 0 : inside.size() + 1);
