@@ -27,7 +27,27 @@ install(DIRECTORY res/locale DESTINATION "${KELMUTILS_RES_DIR}" COMPONENT Librar
 if(KELMUTILS_SCRIPTING AND NOT CMAKE_INSTALL_RPATH)
     set_target_properties(KelmUtils PROPERTIES INSTALL_RPATH "${KELMUTILS_PYTHON_RPATH}")
 endif()
-if(KELMUTILS_INSTALL_PYTHON)
+if(KELMUTILS_INSTALL_PYTHON AND WIN32)
+    # The DLL beside those that need it. Without what is for building and testing Python itself,
+    # packages for modules that are not there, and compiled files: those tell the time of their source,
+    # which an archive does not keep exactly.
+    install(FILES "${Python27_HOME}/python27.dll"
+        DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Python
+    )
+    install(DIRECTORY "${Python27_HOME}/DLLs" "${Python27_HOME}/Lib"
+        DESTINATION "${KELMUTILS_PYTHON_DIR}" COMPONENT Python
+        PATTERN "*.pyc" EXCLUDE
+        REGEX "/Lib/(bsddb|ctypes|curses|distutils|ensurepip|msilib|sqlite3)$" EXCLUDE
+        REGEX "/(test|tests)$" EXCLUDE
+    )
+    install(DIRECTORY "${Python27_HOME}/share/doc/"
+        DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/KelmUtils" COMPONENT Python
+    )
+    # For hosts that add modules of their own.
+    install(DIRECTORY "${Python27_HOME}/include" "${Python27_HOME}/libs"
+        DESTINATION "${KELMUTILS_PYTHON_DIR}" COMPONENT Development
+    )
+elseif(KELMUTILS_INSTALL_PYTHON)
     # Without what is for building and testing Python itself.
     install(DIRECTORY "${Python27_HOME}/lib/python2.7"
         DESTINATION "${KELMUTILS_PYTHON_DIR}/lib" COMPONENT Python USE_SOURCE_PERMISSIONS

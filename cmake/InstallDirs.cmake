@@ -15,8 +15,8 @@ set(KELM_RES_DIR "${CMAKE_INSTALL_DATADIR}/kelm/res")
 
 if(KELMUTILS_SCRIPTING)
     # The Python of tools/setup-python lies in the build folder and goes along. One that somebody
-    # else keeps stays where it is, and so does that for Windows, which no package holds yet.
-    if(NOT WIN32 AND Python27_ROOT STREQUAL KELMUTILS_OWN_PYTHON)
+    # else keeps stays where it is.
+    if(Python27_ROOT STREQUAL KELMUTILS_OWN_PYTHON)
         set(is_ours ON)
     else()
         set(is_ours OFF)

@@ -4,6 +4,7 @@
 #   Library      KelmUtils and its texts
 #   Development  headers, the import library, the descriptions for CMake and pkg-config
 #   Console      the console host with its resources
+#   Python       the DLL of Python, its standard library and the SIP runtime
 #   Runtime      the libraries of Qt and of the compiler, and the licences of all
 #   Debug        what debuggers need of the programs; in the second zip
 
@@ -11,6 +12,9 @@
 set(CPACK_COMPONENTS_ALL Library Development Console)
 set(folder "${PROJECT_BINARY_DIR}/packages")
 set(licences "${CMAKE_INSTALL_DATADIR}/doc/KelmUtils")
+if(KELMUTILS_INSTALL_PYTHON)
+    list(APPEND CPACK_COMPONENTS_ALL Python)
+endif()
 
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" "${PROJECT_SOURCE_DIR}/CHANGELOG.md"
     DESTINATION "${licences}" COMPONENT Library)
@@ -59,6 +63,9 @@ set(CPACK_PACKAGE_NAME KelmUtils)
 set(CPACK_PACKAGE_VENDOR "KelmUtils maintainers")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGE_FILE_NAME "KelmUtils-${PROJECT_VERSION}-windows-x86_64")
+if(KELMUTILS_SCRIPTING)
+    string(APPEND CPACK_PACKAGE_FILE_NAME "-python27")
+endif()
 set(CPACK_PACKAGE_DIRECTORY "${folder}")
 set(CPACK_STRIP_FILES ON)
 if(KELMUTILS_DEBUG_FILES)

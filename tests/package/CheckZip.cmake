@@ -1,8 +1,9 @@
 # Makes the zips of a build for Windows, looks them over, unpacks them, and builds and runs a host on
 # what they have, as a user would.
 #
-# Arguments, all required: BUILD_DIR, SOURCE_DIR, SCRATCH_DIR, LIBDIR, DATADIR, VERSION, PYTHON (of
-# this machine), COMPILER, DEBUG_FILES, whether there is a zip of them, OBJDUMP, NM and ADDR2LINE for
+# Arguments, all required: BUILD_DIR, SOURCE_DIR, SCRATCH_DIR, LIBDIR, DATADIR, VERSION, SCRIPTING,
+# whether the library runs scripts, PYTHON_HOME relative to the zip, or empty, PYTHON (of this
+# machine), COMPILER, DEBUG_FILES, whether there is a zip of them, OBJDUMP, NM and ADDR2LINE for
 # it, and for a build by cross compilers TOOLCHAIN and EMULATOR.
 
 cmake_policy(VERSION 3.25)
@@ -15,6 +16,9 @@ file(REMOVE_RECURSE "${SCRATCH_DIR}")
 file(MAKE_DIRECTORY "${SCRATCH_DIR}")
 run(cpack --config "${BUILD_DIR}/CPackConfig.cmake" -B "${SCRATCH_DIR}/zip")
 set(name "KelmUtils-${VERSION}-windows-x86_64")
+if(SCRIPTING)
+    string(APPEND name "-python27")
+endif()
 file(GLOB made RELATIVE "${SCRATCH_DIR}/zip" "${SCRATCH_DIR}/zip/*.zip")
 set(expected "${name}.zip")
 if(DEBUG_FILES)
@@ -44,6 +48,14 @@ set(wanted
     ${DATADIR}/doc/KelmUtils/qt/LICENSE.LGPL3 ${DATADIR}/doc/KelmUtils/qt/copyright
     ${DATADIR}/doc/KelmUtils/gcc-mingw-w64-base.txt ${DATADIR}/doc/KelmUtils/mingw-w64-common.txt
 )
+if(PYTHON_HOME)
+    list(APPEND wanted
+        bin/python27.dll ${PYTHON_HOME}/Lib/os.py ${PYTHON_HOME}/Lib/encodings/utf_8.py
+        ${PYTHON_HOME}/Lib/site-packages/sip.pyd ${PYTHON_HOME}/DLLs/pyexpat.pyd
+        ${PYTHON_HOME}/include/Python.h ${PYTHON_HOME}/libs/libpython27.dll.a
+        ${DATADIR}/doc/KelmUtils/python/LICENSE ${DATADIR}/doc/KelmUtils/sip/LICENSE
+    )
+endif()
 foreach(file IN LISTS wanted)
     if(NOT EXISTS "${PREFIX}/${file}")
         message(FATAL_ERROR "Not in the zip: ${file}")
@@ -51,7 +63,7 @@ foreach(file IN LISTS wanted)
 endforeach()
 file(GLOB_RECURSE unwanted
     "${PREFIX}/include/*_p.h" "${PREFIX}/include/*.cpp" "${PREFIX}/*/tst_*" "${PREFIX}/*/Qt5Test.dll"
-    "${PREFIX}/*.debug")
+    "${PREFIX}/*.debug" "${PREFIX}/*.pyc" "${PREFIX}/*/test_*.py")
 if(unwanted)
     message(FATAL_ERROR "In the zip, though internal: ${unwanted}")
 endif()
@@ -71,15 +83,50 @@ if(NOT output STREQUAL "Ein Rahmen aus S235 wiegt 812 kg.")
     message(FATAL_ERROR "kelm strings prints ${output}")
 endif()
 
+if(PYTHON_HOME)
+    # By its own Python, with modules of the DLL, of extensions and of the standard library.
+    execute_process(COMMAND ${EMULATOR} "${PREFIX}/bin/kelm.exe" eval "1+1"
+        OUTPUT_VARIABLE output OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    if(NOT output STREQUAL "2")
+        message(FATAL_ERROR "kelm eval prints ${output}")
+    endif()
+    file(WRITE "${SCRATCH_DIR}/modules.py" [[
+import json, socket, sip, sys, zlib
+from xml.etree import cElementTree
+from KelmUtils import Utils
+for module in json, socket, sip, cElementTree:
+    print module.__file__
+text = json.dumps([cElementTree.XML("<a/>").tag])
+print zlib.decompress(zlib.compress(text)), Utils.File.base("/x/y.txt", False)
+]])
+    execute_process(COMMAND ${EMULATOR} "${PREFIX}/bin/kelm.exe" run "Z:${SCRATCH_DIR}/modules.py"
+        OUTPUT_VARIABLE output OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX MATCHALL "[^\n]+" lines "${output}")
+    list(POP_BACK lines last)
+    if(NOT last STREQUAL "[\"a\"] y")
+        message(FATAL_ERROR "The script prints ${output}")
+    endif()
+    foreach(file IN LISTS lines)
+        string(REPLACE "\\" "/" file "${file}")
+        if(NOT file MATCHES "/${name}/${PYTHON_HOME}/")
+            message(FATAL_ERROR "The script has got ${file}, which is not in the zip")
+        endif()
+    endforeach()
+endif()
+
 # The host of the README, by find_package and beside the DLLs.
 set(example "${SCRATCH_DIR}/example")
 run("${PYTHON}" "${SOURCE_DIR}/tests/docs/examples.py" extract "${SOURCE_DIR}/README.md" "${example}")
 set(work "${SCRATCH_DIR}/work")
+set(home "")
+if(PYTHON_HOME)
+    set(home "${PREFIX}/${PYTHON_HOME}")
+endif()
 run("${CMAKE_COMMAND}" -G Ninja -S "${CMAKE_CURRENT_LIST_DIR}/consumer" -B "${work}"
     -D CMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -D CMAKE_CXX_COMPILER=${COMPILER}
     -D CMAKE_FIND_ROOT_PATH=${PREFIX}
     -D EXAMPLE=${example}/program1.cpp
-    -D RESOURCES=${PREFIX}/${DATADIR}/KelmUtils/res -D PYTHON_HOME=)
+    -D RESOURCES=${PREFIX}/${DATADIR}/KelmUtils/res -D PYTHON_HOME=${home})
 run("${CMAKE_COMMAND}" --build "${work}")
 file(COPY "${work}/consumer.exe" DESTINATION "${PREFIX}/bin")
 execute_process(COMMAND ${EMULATOR} "${PREFIX}/bin/consumer.exe"
