@@ -22,6 +22,9 @@ list(APPEND not_on_windows
 )
 # They are about signals, and shells that a script starts.
 list(APPEND not_on_windows PythonScript_interrupt PythonScript_interruptedProcess)
+# They start a script of the shell, type on a terminal, and load a library so that its symbols are
+# its own, as those of each DLL are.
+list(APPEND not_on_windows Kelm_python PyInit PythonPlugin)
 # It links objects of the library and of a host, which are made for the DLL there.
 list(APPEND not_on_windows KelmFramework)
 
@@ -37,6 +40,8 @@ set(quick_on_windows
 # Those that the preset windows-python runs, by tools/check-windows --python.
 add_custom_target(tests_windows_python)
 set(python_on_windows
-    Bindings_module Bindings_progress PythonScript_console PythonScript_files PythonScript_input
-    PythonScript_run PythonScript_streams ScriptError ScriptError_text ScriptManager
+    Bindings Bindings_module Bindings_progress Bindings_stubs Bindings_values Kelm_input
+    Kelm_scripts PythonScript_completion PythonScript_console PythonScript_data
+    PythonScript_files PythonScript_input PythonScript_modules PythonScript_run
+    PythonScript_streams ScriptError ScriptError_text ScriptManager Script_faults
 )

@@ -74,14 +74,14 @@ class TestCase(unittest.TestCase):
 
 
 class FolderTestCase(TestCase):
-    """Has a folder of its own, in self.folder."""
+    """Has a folder of its own, in self.folder. Paths are written with "/", as the library does."""
 
     def setUp(self):
-        self.folder = tempfile.mkdtemp()
+        self.folder = tempfile.mkdtemp().replace(os.sep, '/')
         self.addCleanup(shutil.rmtree, self.folder, True)
 
     def path(self, *names):
-        return os.path.join(self.folder, *names)
+        return '/'.join((self.folder,) + names)
 
     def make(self, name, contents='x'):
         """Writes a file, with the folders that it needs, and returns its path."""

@@ -30,6 +30,16 @@ public:
         return finish(process);
     }
 
+    /// The same with \p input on its standard input.
+    bool runWithInput(const QStringList &arguments, const QByteArray &input)
+    {
+        QProcess process;
+        start(process, KELM_PROGRAM, arguments);
+        process.write(input);
+        process.closeWriteChannel();
+        return finish(process);
+    }
+
     /// The same through a shell, in which "$KELM" is the program.
     bool runShell(const QString &script)
     {

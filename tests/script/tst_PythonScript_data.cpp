@@ -163,8 +163,12 @@ private Q_SLOTS:
         row("True", "x = True", true);
         row("False", "x = False", false);
         row("an int", "x = -5", -5);
-        row("an int of more than 32 bits", "x = 5000000000", 705032704);
-        row("the largest int", "import sys\nx = sys.maxint", -1);
+        // An int of Python is a long of C; a greater number is a long of Python.
+        const bool isInt = sizeof(long) > sizeof(int);
+        row("a number of more than 32 bits", "x = 5000000000",
+            isInt ? QVariant(705032704) : QVariant());
+        row("the largest int", "import sys\nx = sys.maxint",
+            static_cast<int>(std::numeric_limits<long>::max()));
         row("a subclass of int", "class I(int): pass\nx = I(3)", 3);
         row("a float", "x = 1.5", 1.5);
         row("a subclass of float", "class F(float): pass\nx = F(2.5)", 2.5);
@@ -352,7 +356,7 @@ private Q_SLOTS:
 
     void popsOnlyWhatWasPushed()
     {
-        QVERIFY(d->engine.runCode("x = 1\nimport os\n"));
+        QVERIFY(d->engine.runCode("x = 1\nimport os\nname = os.name\n"));
         d->engine.pushData("y", 3);
 
         d->engine.popData("x");
@@ -362,7 +366,7 @@ private Q_SLOTS:
         d->engine.popData("y");
 
         QCOMPARE(d->value("x"), Variant(1));
-        QCOMPARE(d->value("os.name"), Variant("posix"));
+        QCOMPARE(d->value("os.name == name"), Variant(true));
         QCOMPARE(d->value("'y' in globals()"), Variant(false));
         QVERIFY(!PyErr_Occurred());
     }

@@ -11,3 +11,11 @@
     do {                        \
     } while (false)
 #endif
+
+/// The home of hosts with Python: one with a start-up program, which is a script of the shell. On
+/// Windows one without.
+#ifdef _WIN32
+#define HOME_OF_HOSTS KELMUTILS_EXAMPLES_DIR "/data"
+#else
+#define HOME_OF_HOSTS KELMUTILS_EXAMPLES_DIR "/res"
+#endif
