@@ -17,6 +17,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using Utils::Settings;
 using Utils::SettingsWatch;
@@ -45,6 +46,23 @@ static bool replaceFile(const QString &path, const QByteArray &contents)
 
 using Act = std::function<void(Settings &)>;
 Q_DECLARE_METATYPE(Act)
+
+/// Changes the state of the file at a path, but not its contents, size or time. False when it
+/// cannot.
+using Change = bool (*)(const QString &path);
+Q_DECLARE_METATYPE(Change)
+
+static bool changeRights(const QString &path)
+{
+    return QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+}
+static bool addLink(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    unlink(name + ".link");
+    return link(name, name + ".link") == 0;
+}
+static bool changeNumber(const QString &path) { return replaceFile(path, contentsOf(path)); }
 
 class tst_Settings_processes : public QObject
 {
@@ -193,6 +211,72 @@ private Q_SLOTS:
         QCOMPARE(watch.check(), 1);
         QCOMPARE(recorder.calls, QStringList("sig(other, 2)"));
         QCOMPARE(watch.check(), 0);
+    }
+
+    void storesInAFileOfAnotherUser_data()
+    {
+        QTest::addColumn<Change>("change");
+
+        QTest::newRow("other rights") << &changeRights;
+        QTest::newRow("another link") << &addLink;
+        QTest::newRow("another number") << &changeNumber;
+    }
+
+    void storesInAFileOfAnotherUser()
+    {
+        QFETCH(Change, change);
+        const CallFault times("futimens", EPERM); // they may be set by the owner only
+        Settings settings;
+        for (int number = 2; number < 5; ++number) {
+            QVERIFY(change(m_path));
+
+            settings.setInt("ours", number);
+
+            QVERIFY(settings.sync());
+            QCOMPARE(contentsOf(m_path),
+                     QByteArray("[General]\nother=1\nours=") + char('0' + number) + '\n');
+            QCOMPARE(settings.status(), Settings::Stored);
+        }
+
+        // The same value, which QSettings does not write.
+        QVERIFY(change(m_path));
+        settings.setInt("ours", 4);
+        QVERIFY(settings.sync());
+        QCOMPARE(times.count(), 0);
+    }
+
+    void readsAPixmapInAFileOfAnotherUser()
+    {
+        const QByteArray text = "[General]\npixmap=@Variant(\\0\\0\\0\\x41)\nwidth=5\n";
+        QVERIFY(!makeFile(m_path, text).isEmpty());
+        Settings settings;
+        QVERIFY(settings.sync());
+        const CallFault times("futimens", EPERM);
+        QVERIFY(changeRights(m_path));
+
+        QVERIFY(settings.sync());
+
+        QCOMPARE(Settings().status(), Settings::Stored);
+        QCOMPARE(settings.getInt("width"), 5);
+        settings.setInt("width", 6);
+        QVERIFY(settings.sync());
+        QVERIFY(contentsOf(m_path).contains("@Variant(\\0\\0\\0\\x41)\nwidth=6\n"));
+    }
+
+    void storesNothingOverAnotherFileThatCannotBeReadAgain()
+    {
+        Settings settings;
+        QVERIFY(replaceFile(m_path, newText));
+        settings.setInt("ours", 2);
+        {
+            const CallFault times("futimens", EPERM);
+            QVERIFY(!settings.sync());
+            QVERIFY(times.count() > 0);
+        }
+        QCOMPARE(contentsOf(m_path), QByteArray(newText));
+
+        QVERIFY(settings.sync());
+        QCOMPARE(contentsOf(m_path), QByteArray("[General]\nother=2\nours=2\n"));
     }
 
     void storesBesideWhatIsChangedInPlace()

@@ -191,6 +191,7 @@ void SettingsFile::check()
     m_reason.clear();
     if (now.isEmpty()) {
         m_known = now;
+        m_bytes.clear();
         m_keys.clear();
         m_isUnread = false;
         return;
@@ -202,7 +203,7 @@ void SettingsFile::check()
     if (readBytes(bytes)) {
         const QSettings::SettingsMap stored = IniText::read(bytes);
         // What a plain QSettings of the host has read, QSettings would build in its own way.
-        const bool isOurs = !IniText::hasUnbuilt(stored) || touch();
+        const bool isOurs = !IniText::hasUnbuilt(stored) || isAsKnown(now, bytes) || touch();
         if (!isOurs || (!isHeld(stored) && (!touch() || !isHeld(stored)))) {
             if (m_reason.isEmpty())
                 m_reason = messageOf(QStringLiteral("The file could not be read whole"));
@@ -210,6 +211,7 @@ void SettingsFile::check()
             m_isUnread = false;
             if (!m_wasRead) {
                 m_known = now;
+                m_bytes = bytes;
                 m_keys = stored.keys();
             }
         }
@@ -265,6 +267,7 @@ bool SettingsFile::store()
             const State now = state();
             const bool isWritten = now.isSameFile(m_written) || m_written.size == State::Unknown;
             m_known = isWritten ? now : m_written; // another process has replaced it since
+            m_bytes = m_writtenBytes;
             m_keys = m_writtenKeys;
         }
         m_removed.clear();
@@ -357,6 +360,7 @@ bool SettingsFile::storesWhatIsHeld()
     }
     if (isComplete) {
         m_known = now;
+        m_bytes = bytes;
         m_keys = stored.keys();
         return true;
     }
@@ -423,11 +427,26 @@ SettingsFile::State SettingsFile::state() const
     return state;
 }
 
+/// Whether QSettings has not read the file again, and need not: the file, whose state is \p now,
+/// still contains \p bytes. Its rights or its number may be others.
+bool SettingsFile::isAsKnown(const State &now, const QByteArray &bytes) const
+{
+    return now.looksLike(m_known) && bytes == m_bytes;
+}
+
 /// Whether the file, whose state is \p now, has been replaced without QSettings noticing it: what
 /// QSettings holds, and would write, is older.
-bool SettingsFile::isHidden(const State &now) const
+bool SettingsFile::isHidden(const State &now)
 {
-    return !m_wasRead && now.looksLike(m_known) && !(now == m_known) && !now.isEmpty();
+    if (m_wasRead || !now.looksLike(m_known) || now == m_known || now.isEmpty())
+        return false;
+    // A change of rights or a hard link changes the state, too, and some file systems change the
+    // number of a file. To let QSettings read it again takes the right to set its time.
+    QByteArray bytes;
+    if (!readBytes(bytes) || !isAsKnown(now, bytes))
+        return true;
+    m_known = now;
+    return false;
 }
 
 bool SettingsFile::readBytes(QByteArray &bytes)

@@ -127,6 +127,7 @@ bool SettingsFile::readAll(QSettings::SettingsMap &values)
         m_keysBefore.clear();
     m_keysBefore += m_keys;
     m_known = now;
+    m_bytes = bytes;
     m_keys = values.keys();
     for (const QString &key : qAsConst(m_keys))
         noteCase(key);
@@ -180,6 +181,7 @@ bool SettingsFile::writeAll(QFileDevice &device, const QSettings::SettingsMap &v
         return false;
     }
     m_written = stateOf(Platform::openFileStatus(device.handle()));
+    m_writtenBytes = text;
     m_writtenKeys = values.keys();
     m_wasWritten = true;
     m_wasRead = false;

@@ -2,6 +2,7 @@
 
 #include "utils/platform/Platform.h"
 
+#include <QByteArray>
 #include <QHash>
 #include <QSet>
 #include <QSettings>
@@ -137,7 +138,8 @@ private:
 
     static State stateOf(const Platform::EntryStatus &status);
     State state() const;
-    bool isHidden(const State &now) const;
+    bool isAsKnown(const State &now, const QByteArray &bytes) const;
+    bool isHidden(const State &now);
     bool readBytes(QByteArray &bytes);
     bool touch() const;
     bool attempt();
@@ -165,7 +167,8 @@ private:
     bool m_isRefused = false; ///< a write, since the first hold
 
     State m_known;           ///< of the file when it was last read or written completely
-    QStringList m_keys;      ///< of the file at that time
+    QByteArray m_bytes;      ///< of the file at that time
+    QStringList m_keys;      ///< the same
     bool m_isUnread = false; ///< QSettings may lack values of the file
     QSettings::SettingsMap m_defaults;
     QHash<QString, QString> m_names; ///< of keys, by their lower case, where that is ignored
@@ -181,6 +184,7 @@ private:
     bool m_wasRead = false;
     bool m_wasWritten = false;
     bool m_mustReadAgain = false; ///< QSettings considers the file as read, but it is not
+    QByteArray m_writtenBytes;
     QStringList m_writtenKeys;
     State m_written; ///< of the new file, before it replaced the old one
 };
