@@ -263,6 +263,43 @@ private Q_SLOTS:
         QVERIFY(contentsOf(m_path).contains("@Variant(\\0\\0\\0\\x41)\nwidth=6\n"));
     }
 
+    void storesWhereTimesAreCoarse_data()
+    {
+        QTest::addColumn<int>("numLost"); // times that become the one before
+        QTest::addColumn<bool>("isStored");
+
+        QTest::newRow("fine ones") << 0 << true;
+        QTest::newRow("whole seconds") << 1 << true;
+        QTest::newRow("even seconds") << 2 << true;
+        QTest::newRow("coarser ones") << 3 << false;
+    }
+
+    void storesWhereTimesAreCoarse()
+    {
+        QFETCH(int, numLost);
+        QFETCH(bool, isStored);
+        Settings settings;
+        QVERIFY(setTime(m_path, {4000000000, 0})); // later than now, so that each step counts
+        QVERIFY(settings.sync());
+        QVERIFY(replaceFile(m_path, newText));
+        settings.setInt("ours", 2);
+
+        QDateTime set;
+        {
+            const CallFault times("futimens", 0, 0, numLost);
+            const CallFault save("fsync", [&] { set = QFileInfo(m_path).lastModified(); });
+            QCOMPARE(settings.sync(), isStored);
+            QCOMPARE(times.count(), numLost);
+        }
+
+        if (isStored) {
+            const QList<int> steps = {1, 1000, 2000}; // milliseconds
+            QCOMPARE(set.toMSecsSinceEpoch(), 4000000000000 + steps[numLost]);
+        }
+        QVERIFY(settings.sync());
+        QCOMPARE(contentsOf(m_path), QByteArray("[General]\nother=2\nours=2\n"));
+    }
+
     void storesNothingOverAnotherFileThatCannotBeReadAgain()
     {
         Settings settings;

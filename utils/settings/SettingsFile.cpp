@@ -6,7 +6,6 @@
 #include <QDateTime>
 #include <QEvent>
 #include <QFile>
-#include <QFileInfo>
 #include <QHash>
 #include <QTemporaryFile>
 
@@ -471,11 +470,22 @@ bool SettingsFile::readBytes(QByteArray &bytes)
 /// Changes the modification time of the file, so that QSettings reads it again.
 bool SettingsFile::touch() const
 {
-    const QDateTime earliest = QFileInfo(m_path).lastModified().addMSecs(1);
+    // In milliseconds. There are file systems that store whole seconds, or only even ones.
+    static const int steps[] = {1, 1000, 2000};
+    static const auto modification = QFileDevice::FileModificationTime;
+
     QFile file(m_path);
-    return file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly) &&
-           file.setFileTime(qMax(earliest, QDateTime::currentDateTime()),
-                            QFileDevice::FileModificationTime);
+    if (!file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly))
+        return false;
+    const QDateTime before = file.fileTime(modification);
+    for (const int step : steps) {
+        const QDateTime now = QDateTime::currentDateTime();
+        if (!file.setFileTime(qMax(before.addMSecs(step), now), modification))
+            return false;
+        if (file.fileTime(modification) != before)
+            return true;
+    }
+    return false;
 }
 
 /// The reason why the file cannot be replaced.
