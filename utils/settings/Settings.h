@@ -156,9 +156,10 @@ public:
     /// because otherwise all values would be lost: a rename of "" to itself does not remove
     /// \p from, and a rename of "@@@_temp_@@@" to itself neither removes it nor uses a temporary
     /// group. No settings file is written until such a rename has ended; sync() of a receiver
-    /// returns false when there is something to write. When a receiver throws an exception, or
-    /// there is not enough memory, the values get their old names again, unless all have the new
-    /// ones.
+    /// returns false when there is something to write. When, before the temporary group has
+    /// been removed, a receiver throws an exception or there is not enough memory, the values get
+    /// their old names again. \p to has its former values then, and what receivers have stored
+    /// stays. SettingChanged() is sent for \p from, and for \p to if values were removed from it.
     ///
     /// \compat Values that copyKey() does not copy are lost: the value of the key \p from itself
     /// and, without \p recursive, the values in its subgroups. The part of the copy that lies in

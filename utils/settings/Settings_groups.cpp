@@ -104,20 +104,47 @@ bool Settings::copyLevel(SettingsStore &settings, const QString &from, const QSt
     return isWhole;
 }
 
-/// Stores the values below \p temporary under their old name \p name again, without a signal:
-/// receivers may throw, too. False, and nothing is stored, when they could not be read.
-static bool copyBack(SettingsStore &settings, const QString &temporary, const QString &name)
+static QSettings::SettingsMap valuesIn(SettingsStore &settings, const QString &group)
+{
+    const GroupScope scope(settings, group);
+    return settings.values();
+}
+
+/// Moves the values in \p temporary back to \p from, without a signal: receivers may throw, too.
+/// \p to, unless it is the same group, gets the values \p before again. What receivers have stored
+/// in \p from or \p to stays.
+///
+/// Returns whether \p to has changed. When the values cannot be read, nothing is stored.
+static bool undoRename(SettingsStore &settings, const QString &temporary, const QString &from,
+                       const QString &to, bool isSame, const QSettings::SettingsMap &before)
 {
     if (!settings.isRead())
         return false;
-    QStringList keys;
-    {
-        const GroupScope scope(settings, temporary);
-        keys = settings.allKeys();
+    const QSettings::SettingsMap moved = valuesIn(settings, temporary);
+    const QSettings::SettingsMap atFrom = valuesIn(settings, from);
+    for (auto value = moved.begin(); value != moved.end(); ++value) {
+        if (!atFrom.contains(value.key()))
+            settings.setValue(from + separator + value.key(), *value);
     }
-    for (const QString &key : qAsConst(keys))
-        settings.copy(temporary + separator + key, name + separator + key);
-    return true;
+
+    bool isChanged = false;
+    if (!isSame) {
+        const QSettings::SettingsMap atTo = valuesIn(settings, to);
+        for (auto value = moved.begin(); value != moved.end(); ++value) {
+            const auto copy = atTo.constFind(value.key());
+            if (copy == atTo.constEnd() || *copy != *value)
+                continue;
+            settings.remove(to + separator + value.key());
+            isChanged = true;
+        }
+        const QSettings::SettingsMap left = valuesIn(settings, to);
+        for (auto value = before.begin(); value != before.end(); ++value) {
+            if (!left.contains(value.key()))
+                settings.setValue(to + separator + value.key(), *value);
+        }
+    }
+    settings.remove(temporary);
+    return isChanged;
 }
 
 void Settings::renameGroup(SettingsStore &settings, const QString &from, const QString &to,
@@ -149,16 +176,23 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
     };
     if (target == to)
         return rename();
+    const bool isOneGroup = isSameName(from, to);
+    const QSettings::SettingsMap before =
+        isOneGroup ? QSettings::SettingsMap() : valuesIn(settings, to);
     const StoreHold hold(settings); // under its temporary name nobody would find it after a kill
     try {
         rename();
     } catch (...) { // not enough memory, or an exception of a receiver
-        if (copyBack(settings, target, from))
-            settings.remove(target);
-        try {
-            notify(fullKey(settings, from), Data::Variant());
-        } catch (...) { // the first one is passed on
-        }
+        const bool isNewChanged = undoRename(settings, target, from, to, isOneGroup, before);
+        const auto tell = [&](const QString &name) {
+            try {
+                notify(fullKey(settings, name), Data::Variant());
+            } catch (...) { // the first one is passed on
+            }
+        };
+        tell(from);
+        if (isNewChanged)
+            tell(to);
         throw;
     }
 }
