@@ -64,6 +64,21 @@ private Q_SLOTS:
         QCOMPARE(settings.status(), Settings::Stored);
     }
 
+    void storesWhatIsPendingBeforeItBegins()
+    {
+        const QByteArray before = QByteArray("[General]\nother=3\n\n") + oldText;
+        Settings settings;
+        settings.setInt("other", 3);
+        m_recorder->calls.clear();
+        m_recorder->reaction = [&] { QCOMPARE(contentsOf(m_path), before); };
+
+        rename(settings);
+
+        QCOMPARE(m_recorder->calls.size(), 6);
+        QVERIFY(settings.sync());
+        QCOMPARE(contentsOf(m_path), QByteArray("[General]\nother=3\n\n") + newText);
+    }
+
     void storesWhatAReceiverChangesWhenItHasEnded()
     {
         m_recorder->reaction = [&] {

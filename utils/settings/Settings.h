@@ -155,8 +155,9 @@ public:
     /// group is removed; values that were in it before are moved as well. There are two exceptions,
     /// because otherwise all values would be lost: a rename of "" to itself does not remove
     /// \p from, and a rename of "@@@_temp_@@@" to itself neither removes it nor uses a temporary
-    /// group. No settings file is written until such a rename has ended; sync() of a receiver
-    /// returns false when there is something to write. When, before the temporary group has
+    /// group. Such a rename first writes the changes that are pending. Then the settings file is
+    /// not written until it has ended; sync() of a receiver returns false when there is something
+    /// to write, and a kill loses that. When, before the temporary group has
     /// been removed, a receiver throws an exception or there is not enough memory, the values get
     /// their old names again. \p to has its former values then, and what receivers have stored
     /// stays. SettingChanged() is sent for \p from, and for \p to if values were removed from it.

@@ -291,6 +291,13 @@ bool SettingsFile::tryToStore() noexcept
     }
 }
 
+void SettingsFile::hold() noexcept
+{
+    if (m_holds == 0 && m_isChanged)
+        tryToStore(); // a receiver may keep the file held for minutes
+    ++m_holds;
+}
+
 void SettingsFile::release() noexcept
 {
     if (--m_holds == 0 && std::exchange(m_isRefused, false))

@@ -83,9 +83,10 @@ public:
     /// enough memory, the changes stay pending.
     bool tryToStore() noexcept;
 
-    /// Until release() has been called as often, nothing is written: what is in QSettings meanwhile
-    /// must not be found after a kill. What was refused is written then.
-    void hold() { ++m_holds; }
+    /// Writes the changes. Until release() has been called as often, nothing is written any more:
+    /// what is in QSettings meanwhile must not be found after a kill. What was refused is written
+    /// then.
+    void hold() noexcept;
     void release() noexcept;
 
     bool isChanged() const { return m_isChanged; }

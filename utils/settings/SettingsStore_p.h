@@ -63,7 +63,7 @@ public:
     /// Stores under \p to what is stored at \p from, which value() need not be able to return.
     void copy(const QString &from, const QString &to);
 
-    /// Nothing is written to a file between the two; see SettingsFile::hold().
+    /// Between the two, nothing is written to a file; see SettingsFile::hold().
     void hold();
     void release();
 

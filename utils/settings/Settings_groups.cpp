@@ -176,10 +176,10 @@ void Settings::renameGroup(SettingsStore &settings, const QString &from, const Q
     };
     if (target == to)
         return rename();
+    const StoreHold hold(settings); // under its temporary name nobody would find it after a kill
     const bool isOneGroup = isSameName(from, to);
     const QSettings::SettingsMap before =
         isOneGroup ? QSettings::SettingsMap() : valuesIn(settings, to);
-    const StoreHold hold(settings); // under its temporary name nobody would find it after a kill
     try {
         rename();
     } catch (...) { // not enough memory, or an exception of a receiver
