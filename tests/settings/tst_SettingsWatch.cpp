@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <new>
+#include <stdexcept>
 
 using Utils::Settings;
 using Utils::SettingsWatch;
@@ -227,6 +229,89 @@ private Q_SLOTS:
         QCOMPARE(watch.check(), 1);
         QCOMPARE(seen(), QStringList({"sig(a, 5)", "sig(g/b, 7)"}));
         QCOMPARE(watch.check(), 0);
+    }
+
+    void reportsTheOtherChangesWhenAReceiverThrows()
+    {
+        SettingsWatch watch(never);
+        SettingsWatch second(never);
+        m_recorder->reaction = [&] {
+            if (seen().size() <= 2)
+                throw std::runtime_error(seen().size() == 1 ? "first" : "second");
+        };
+        QVERIFY(setByChild("a", "5"));
+        QVERIFY(setByChild("g/b", "6"));
+        QVERIFY(runChild({"removeKey", "g/h"}));
+
+        QString caught;
+        try {
+            watch.check();
+        } catch (const std::runtime_error &error) {
+            caught = error.what();
+        }
+
+        QCOMPARE(caught, QString("first"));
+        QCOMPARE(seen(), QStringList({"sig(a, 5)", "sig(g/b, 6)", "sig(g/h/c, invalid)"}));
+        QCOMPARE(watch.check(), 0);
+        QCOMPARE(second.check(), 0);
+    }
+
+    void reportsAgainWhatLackedMemory()
+    {
+        SettingsWatch watch(never);
+        m_recorder->reaction = [&] {
+            if (!seen().last().startsWith("sig(g/b"))
+                throw std::bad_alloc();
+        };
+        QVERIFY(setByChild("a", "5"));
+        QVERIFY(setByChild("g/b", "6"));
+        QVERIFY(runChild({"removeKey", "g/h"}));
+        QVERIFY(setByChild("z", "7"));
+        const QStringList all({"sig(a, 5)", "sig(g/b, 6)", "sig(g/h/c, invalid)", "sig(z, 7)"});
+        QVERIFY_EXCEPTION_THROWN(watch.check(), std::bad_alloc);
+        QCOMPARE(seen(), all);
+
+        const QStringList failed({"sig(a, 5)", "sig(g/h/c, invalid)", "sig(z, 7)"});
+        QVERIFY_EXCEPTION_THROWN(watch.check(), std::bad_alloc);
+        QCOMPARE(seen(), all + failed);
+
+        m_recorder->reaction = nullptr;
+        m_recorder->calls.clear();
+        Settings().setInt("z", 8); // which reports it
+        QVERIFY(setByChild("a", "9"));
+        QVERIFY(setByChild("n", "1"));
+        QCOMPARE(watch.check(), 3);
+        QCOMPARE(seen(),
+                 QStringList({"sig(z, 8)", "sig(a, 9)", "sig(g/h/c, invalid)", "sig(n, 1)"}));
+        QCOMPARE(watch.check(), 0);
+    }
+
+    void reportsAgainAtTheNextInterval()
+    {
+        const SettingsWatch watch(100);
+        m_recorder->reaction = [&] {
+            m_recorder->reaction = nullptr;
+            throw std::bad_alloc();
+        };
+
+        QVERIFY(setByChild("a", "5"));
+
+        QTRY_COMPARE(seen(), QStringList({"sig(a, 5)", "sig(a, 5)"}));
+    }
+
+    void endsWhenAReceiverDeletesItAndThrows()
+    {
+        auto watch = std::make_unique<SettingsWatch>(never);
+        m_recorder->reaction = [&] {
+            watch.reset();
+            throw std::bad_alloc();
+        };
+        QVERIFY(setByChild("a", "5"));
+        QVERIFY(setByChild("g/b", "6"));
+
+        QVERIFY_EXCEPTION_THROWN(watch->check(), std::bad_alloc);
+
+        QCOMPARE(seen(), QStringList("sig(a, 5)"));
     }
 
     void triesAgainWhenTheFileCannotBeRead()

@@ -15,6 +15,8 @@
 #include <QVector>
 
 #include <algorithm>
+#include <exception>
+#include <list>
 #include <new>
 #include <utility>
 
@@ -45,15 +47,19 @@ private:
         QVariant value;
     };
 
+    using Changes = std::list<Change>; // sorted by key; its elements move without an allocation
+
     static QVector<SettingsWatchPrivate *> &watches();
+    static bool isBefore(const Change &a, const Change &b) { return a.key < b.key; }
 
     void readStatus();
     bool hasChanged() const;
-    QVector<Change> changes();
+    Changes changes();
 
     SettingsStore m_store;
     Platform::EntryStatus m_status; // of the file when it was compared last
     Texts m_known;                  // what was reported, or changed by this process
+    Changes m_failed;               // those for whose report there was not enough memory
     bool m_isSettled = false;       // the file was read, and had not been written just before
     QBasicTimer m_timer;
 };
@@ -126,7 +132,7 @@ void SettingsWatchPrivate::timerEvent(QTimerEvent *) // there is no other timer
 {
     try {
         check();
-    } catch (const std::bad_alloc &) { // which may not pass through Qt; the next check is complete
+    } catch (const std::bad_alloc &) { // which may not pass through Qt; the next check goes on
     }
 }
 
@@ -145,7 +151,7 @@ bool SettingsWatchPrivate::hasChanged() const
 }
 
 /// The changes of other processes since the last call.
-QVector<SettingsWatchPrivate::Change> SettingsWatchPrivate::changes()
+SettingsWatchPrivate::Changes SettingsWatchPrivate::changes()
 {
     readStatus(); // before the file is read: a change after that is found by the next check
     const bool isSettled = std::exchange(m_isSettled, false);
@@ -154,18 +160,17 @@ QVector<SettingsWatchPrivate::Change> SettingsWatchPrivate::changes()
     const QSettings::SettingsMap values = m_store.values();
     const Texts texts = textsOf(values);
 
-    QVector<Change> changes;
+    Changes changes;
     for (auto text = texts.begin(); text != texts.end(); ++text) {
         const auto known = m_known.constFind(text.key());
         if (known == m_known.constEnd() || *known != *text)
-            changes.append({text.key(), *text, IniText::built(values[text.key()])});
+            changes.push_back({text.key(), *text, IniText::built(values[text.key()])});
     }
     for (auto known = m_known.cbegin(); known != m_known.cend(); ++known) {
         if (!texts.contains(known.key()))
-            changes.append({known.key(), QByteArray(), QVariant()});
+            changes.push_back({known.key(), QByteArray(), QVariant()});
     }
-    std::sort(changes.begin(), changes.end(),
-              [](const Change &a, const Change &b) { return a.key < b.key; });
+    changes.sort(&isBefore);
 
     for (SettingsWatchPrivate *watch : qAsConst(watches())) {
         if (watch->m_store.fileName() == m_store.fileName())
@@ -177,18 +182,35 @@ QVector<SettingsWatchPrivate::Change> SettingsWatchPrivate::changes()
 
 int SettingsWatchPrivate::check()
 {
-    if (!hasChanged())
-        return 0;
     const QPointer<QObject> self(this);
+    Changes left = hasChanged() ? changes() : Changes();
+    left.merge(m_failed, &isBefore);
+
     int count = 0;
-    for (const Change &change : changes()) {
-        if (!self)
-            break;
-        if (m_known.value(change.key) != change.text)
-            continue; // a receiver has set it
-        Settings::notify(change.key, change.value);
-        ++count;
+    Changes failed;
+    std::exception_ptr exception;
+    const auto keepFirst = [&] {
+        if (!exception)
+            exception = std::current_exception();
+    };
+    for (auto change = left.begin(); self && change != left.end();) {
+        const auto current = change++;
+        if (m_known.value(current->key) != current->text)
+            continue; // a receiver has set it, or it has changed again
+        try {
+            Settings::notify(current->key, current->value);
+            ++count;
+        } catch (const std::bad_alloc &) {
+            keepFirst();
+            failed.splice(failed.end(), left, current);
+        } catch (...) {
+            keepFirst();
+        }
     }
+    if (self)
+        m_failed.merge(failed, &isBefore);
+    if (exception)
+        std::rethrow_exception(exception);
     return count;
 }
 

@@ -24,7 +24,9 @@ class SettingsWatchPrivate;
 ///
 /// All changes are read before the first one is reported. They are reported sorted by key. A key
 /// that a receiver sets during the report is not reported afterwards. A receiver may delete the
-/// watch, which ends the report.
+/// watch, which ends the report. When a receiver throws an exception, the other changes are
+/// reported, and then the first exception is passed on. A change for whose report there was not
+/// enough memory is reported again by the next check, unless it has changed since.
 ///
 /// Each change is reported once, even when there are several watches. The store is that of the
 /// names of organisation and application when the watch is constructed. Settings that are not
