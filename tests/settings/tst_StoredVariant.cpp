@@ -242,6 +242,54 @@ private Q_SLOTS:
         }
     }
 
+    void readsColorsOfTheKindsThatQtKnowsInOtherValues_data()
+    {
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<int>("colors");
+
+        // By their bytes, the colors are found in the streams.
+        const QColor color(0x12, 0x34, 0x56);
+        QLinearGradient gradient(0, 0, 1, 1);
+        gradient.setStops({{0.25, color}, {0.5, Qt::white}, {0.75, color}});
+        QBrush shaded(gradient);
+        shaded.setColor(color);
+        QTextFormat format;
+        format.setBackground(color);
+        QPalette palette(Qt::green);
+        palette.setColor(QPalette::Inactive, QPalette::Base, color);
+        palette.setBrush(QPalette::Disabled, QPalette::AlternateBase, shaded);
+        QPixmap texture(2, 2);
+        texture.fill(Qt::white);
+        const QBrush textured(color, texture);
+        QTest::newRow("brush") << QVariant(QBrush(color, Qt::CrossPattern)) << 1;
+        QTest::newRow("brush with a texture") << QVariant(textured) << 1;
+        QTest::newRow("gradient") << QVariant(shaded) << 3;
+        QTest::newRow("pen") << QVariant(QPen(color, 2)) << 1;
+        QTest::newRow("pen with a gradient") << QVariant(QPen(shaded, 3)) << 3;
+        QTest::newRow("palette") << QVariant(palette) << 4;
+        QTest::newRow("text format") << QVariant(format) << 1;
+    }
+
+    void readsColorsOfTheKindsThatQtKnowsInOtherValues()
+    {
+        QFETCH(QVariant, value);
+        QFETCH(int, colors);
+        const QByteArray components = QByteArray::fromHex("ffff 1212 3434 5656 0000");
+
+        for (const Version version : {versionOfQt4, versionOfQt5}) {
+            const QByteArray bytes = streamed(value, version);
+            QCOMPARE(bytes.count(components), colors);
+            for (int at = -1; (at = bytes.indexOf(components, at + 1)) >= 0;) {
+                QByteArray changed = bytes;
+                for (int kind = -128; kind < 128; ++kind) {
+                    changed[at - 1] = char(kind);
+                    QCOMPARE(isReadable(changed, version, Images::Built),
+                             kind >= QColor::Invalid && kind <= QColor::ExtendedRgb);
+                }
+            }
+        }
+    }
+
     void readsNoMoreElementsThanThereAre_data()
     {
         QTest::addColumn<QByteArray>("start"); // in a stream of Qt 5

@@ -64,12 +64,12 @@ class SettingsStore;
 ///
 /// A value in the file that Qt cannot read safely is read as an invalid variant: a damaged
 /// container or region, a container nested deeper than a hundred levels, a QEasingCurve, a QColor
-/// of an unknown kind, and a date in a time zone that the system does not know. The file keeps the
-/// value. Without a QGuiApplication this is also so for a QPixmap, QBitmap, QIcon or QCursor and a
-/// value that contains one, which Qt cannot build then. This does not cover stores in the registry
-/// or in a format of the host, INI files on Windows, and a store that a QSettings of the host has
-/// read before and whose file this process may not write. A value of a type of the host is read by
-/// the host's own stream operator.
+/// of an unknown kind, also in a QBrush, QPen or QPalette, and a date in a time zone that the
+/// system does not know. The file keeps the value. Without a QGuiApplication this is also so for a
+/// QPixmap, QBitmap, QIcon or QCursor and a value that contains one, which Qt cannot build then.
+/// This does not cover stores in the registry or in a format of the host, INI files on Windows, and
+/// a store that a QSettings of the host has read before and whose file this process may not write.
+/// A value of a type of the host is read by the host's own stream operator.
 ///
 /// Copies share one QSettings and with it the current group. The destruction of one copy does not
 /// affect the others.

@@ -186,22 +186,38 @@ private:
     {
         m_stream.startTransaction();
         const auto style = read<quint8>();
-        read<QColor>();
+        const bool isColor = color();
         const bool isGradient = style == Qt::LinearGradientPattern ||
                                 style == Qt::RadialGradientPattern ||
                                 style == Qt::ConicalGradientPattern;
-        bool isReadable = !isOld() || style != Qt::TexturePattern || m_images == Images::Built;
+        bool isReadable =
+            isColor && (!isOld() || style != Qt::TexturePattern || m_images == Images::Built);
         if (isGradient) {
             for (int i = isOld() ? 1 : 4; i > 0; --i)
                 read<qint32>(); // the type, spread and modes of the gradient
-            const auto stops = read<quint32>();
-            isReadable = !isGood() || qint64(stops) * 19 <= m_stream.device()->bytesAvailable();
+            isReadable = isReadable && stops();
         }
         m_stream.rollbackTransaction();
         m_stream.resetStatus();
         if (isReadable)
             read<QBrush>();
         return isReadable;
+    }
+
+    /// The colors of a gradient.
+    bool stops()
+    {
+        static const int sizeOfEach = 19;
+
+        const auto count = read<quint32>();
+        if (isGood() && qint64(count) * sizeOfEach > m_stream.device()->bytesAvailable())
+            return false;
+        for (quint32 i = 0; i < count && isGood(); ++i) {
+            read<double>(); // where it is
+            if (!color())
+                return false;
+        }
+        return true;
     }
 
     bool pen()
