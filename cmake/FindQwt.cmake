@@ -13,4 +13,7 @@ if(Qwt_FOUND AND NOT TARGET Qwt::Qwt)
         IMPORTED_LOCATION "${Qwt_LIBRARY}"
         INTERFACE_INCLUDE_DIRECTORIES "${Qwt_INCLUDE_DIR}"
     )
+    if(WIN32) # its headers import from the DLL then
+        set_target_properties(Qwt::Qwt PROPERTIES INTERFACE_COMPILE_DEFINITIONS QWT_DLL)
+    endif()
 endif()

@@ -870,7 +870,9 @@ private Q_SLOTS:
 
         QTest::newRow("PNG") << "plot.png" << QByteArray("\x89PNG");
         QTest::newRow("SVG") << "plot.svg" << QByteArray("<?xml");
+#if QT_CONFIG(pdf)
         QTest::newRow("PDF") << "plot.pdf" << QByteArray("%PDF-");
+#endif
     }
 
     void plotIsExported()

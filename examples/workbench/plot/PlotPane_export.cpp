@@ -11,8 +11,10 @@
 #include <QMessageBox>
 #include <QPageSize>
 #include <QPainter>
-#include <QPdfWriter>
 #include <QSvgGenerator>
+#if QT_CONFIG(pdf) // not in each build of Qt
+#include <QPdfWriter>
+#endif
 
 #include <qwt_plot.h>
 #include <qwt_plot_renderer.h>
@@ -24,6 +26,16 @@ using Utils::File;
 static const QSizeF paper(160, 100); // of a plot, in millimetres
 static const int resolution = 200;   // dots per inch
 static const double inch = 25.4;     // millimetres
+
+/// The suffixes of files, each with its format, that a plot can be written to.
+static QStringList formats()
+{
+    QStringList formats{"png", "svg"};
+#if QT_CONFIG(pdf)
+    formats += "pdf";
+#endif
+    return formats;
+}
 
 static QByteArray picture(QwtPlot &plot, const QString &format)
 {
@@ -43,14 +55,7 @@ static QByteArray picture(QwtPlot &plot, const QString &format)
     const QMarginsF margins = QMarginsF(plot.contentsMargins()) * resolution / plot.logicalDpiX();
     const QRectF area = page.marginsRemoved(margins);
 
-    if (format == "pdf") {
-        QPdfWriter writer(&buffer);
-        writer.setPageSize(QPageSize(paper, QPageSize::Millimeter));
-        writer.setPageMargins(QMarginsF());
-        writer.setResolution(resolution);
-        QPainter painter(&writer);
-        renderer.render(&plot, &painter, area);
-    } else if (format == "svg") {
+    if (format == "svg") {
         QSvgGenerator generator;
         generator.setOutputDevice(&buffer);
         generator.setResolution(resolution);
@@ -58,6 +63,15 @@ static QByteArray picture(QwtPlot &plot, const QString &format)
         generator.setViewBox(page);
         QPainter painter(&generator);
         renderer.render(&plot, &painter, area);
+#if QT_CONFIG(pdf)
+    } else if (format == "pdf") {
+        QPdfWriter writer(&buffer);
+        writer.setPageSize(QPageSize(paper, QPageSize::Millimeter));
+        writer.setPageMargins(QMarginsF());
+        writer.setResolution(resolution);
+        QPainter painter(&writer);
+        renderer.render(&plot, &painter, area);
+#endif
     } else {
         QImage image(dots, QImage::Format_RGB32);
         image.setDotsPerMeterX(static_cast<int>(resolution / inch * 1000));
@@ -81,11 +95,14 @@ bool PlotPane::exportTo(const QString &path) const
 void PlotPane::askForExport()
 {
     const QString folder = Utils::Settings("Plot").getString("folder", "");
-    QString path = QFileDialog::getSaveFileName(this, text(".ctx.exportTitle"), folder,
-                                                "PNG (*.png);;SVG (*.svg);;PDF (*.pdf)");
+    QStringList filters;
+    for (const QString &format : formats())
+        filters += format.toUpper() + " (*." + format + ")";
+    QString path =
+        QFileDialog::getSaveFileName(this, text(".ctx.exportTitle"), folder, filters.join(";;"));
     if (path.isEmpty())
         return;
-    if (!QStringList{"png", "svg", "pdf"}.contains(File::extension(path).toLower()))
+    if (!formats().contains(File::extension(path).toLower()))
         path += ".png";
     Utils::Settings("Plot").setString("folder", File::parentFolder(path));
     if (!exportTo(path))
