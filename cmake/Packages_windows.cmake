@@ -4,6 +4,7 @@
 #   Library      KelmUtils and its texts
 #   Development  headers, the import library, the descriptions for CMake and pkg-config
 #   Console      the console host with its resources
+#   Workbench    the workbench, when it is built, with Qt SVG and Qwt in Runtime
 #   Python       the DLL of Python, its standard library and the SIP runtime
 #   Runtime      the libraries of Qt and of the compiler, and the licences of all
 #   Debug        what debuggers need of the programs; in the second zip
@@ -12,6 +13,9 @@
 set(CPACK_COMPONENTS_ALL Library Development Console)
 set(folder "${PROJECT_BINARY_DIR}/packages")
 set(licences "${CMAKE_INSTALL_DATADIR}/doc/KelmUtils")
+if(TARGET workbench)
+    list(APPEND CPACK_COMPONENTS_ALL Workbench)
+endif()
 if(KELMUTILS_INSTALL_PYTHON)
     list(APPEND CPACK_COMPONENTS_ALL Python)
 endif()
@@ -32,25 +36,32 @@ if(MINGW)
         endif()
         list(APPEND libraries "${library}")
     endforeach()
-    foreach(module Core Gui Network Xml)
-        list(APPEND libraries "$<TARGET_FILE:Qt5::${module}>")
+    set(modules Core Gui Network Xml)
+    set(plugins platforms/qwindows platforms/qoffscreen)
+    set(parts qt)
+    if(TARGET workbench)
+        list(APPEND libraries "${KELMUTILS_WINDOWS_ROOT}/bin/qwt-qt5.dll")
+        list(APPEND modules Svg Widgets)
+        list(APPEND plugins iconengines/qsvgicon imageformats/qsvg styles/qwindowsvistastyle)
+        list(APPEND parts qtsvg qwt)
+    endif()
+    foreach(module IN LISTS modules)
+        list(APPEND libraries "${KELMUTILS_WINDOWS_ROOT}/bin/Qt5${module}.dll")
     endforeach()
     install(FILES ${libraries}
         DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Runtime EXCLUDE_FROM_ALL)
 
     # Beside the programs, where Qt looks for its plugins.
-    set(platforms "")
-    foreach(plugin ${Qt5Gui_PLUGINS})
-        get_target_property(file ${plugin} LOCATION)
-        if(file MATCHES "/platforms/q(windows|offscreen)\\.dll$")
-            list(APPEND platforms "${file}")
-        endif()
+    foreach(plugin IN LISTS plugins)
+        get_filename_component(kind "${plugin}" DIRECTORY)
+        install(FILES "${KELMUTILS_WINDOWS_ROOT}/plugins/${plugin}.dll"
+            DESTINATION "${CMAKE_INSTALL_BINDIR}/${kind}" COMPONENT Runtime EXCLUDE_FROM_ALL)
     endforeach()
-    install(FILES ${platforms}
-        DESTINATION "${CMAKE_INSTALL_BINDIR}/platforms" COMPONENT Runtime EXCLUDE_FROM_ALL)
 
-    install(DIRECTORY "${KELMUTILS_WINDOWS_ROOT}/share/doc/qt"
-        DESTINATION "${licences}" COMPONENT Runtime EXCLUDE_FROM_ALL)
+    foreach(part IN LISTS parts)
+        install(DIRECTORY "${KELMUTILS_WINDOWS_ROOT}/share/doc/${part}"
+            DESTINATION "${licences}" COMPONENT Runtime EXCLUDE_FROM_ALL)
+    endforeach()
     foreach(package gcc-mingw-w64-base mingw-w64-common)
         file(GLOB copyright "/usr/share/doc/${package}/copyright")
         install(FILES ${copyright} RENAME "${package}.txt"

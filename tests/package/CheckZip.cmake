@@ -2,9 +2,9 @@
 # what they have, as a user would.
 #
 # Arguments, all required: BUILD_DIR, SOURCE_DIR, SCRATCH_DIR, LIBDIR, DATADIR, VERSION, SCRIPTING,
-# whether the library runs scripts, PYTHON_HOME relative to the zip, or empty, PYTHON (of this
-# machine), COMPILER, DEBUG_FILES, whether there is a zip of them, OBJDUMP, NM and ADDR2LINE for
-# it, and for a build by cross compilers TOOLCHAIN and EMULATOR.
+# whether the library runs scripts, WORKBENCH, whether it is built, PYTHON_HOME relative to the zip,
+# or empty, PYTHON (of this machine), COMPILER, DEBUG_FILES, whether there is a zip of them, OBJDUMP,
+# NM and ADDR2LINE for it, and for a build by cross compilers TOOLCHAIN and EMULATOR.
 
 cmake_policy(VERSION 3.25)
 
@@ -56,6 +56,15 @@ if(PYTHON_HOME)
         ${DATADIR}/doc/KelmUtils/python/LICENSE ${DATADIR}/doc/KelmUtils/sip/LICENSE
     )
 endif()
+if(WORKBENCH)
+    list(APPEND wanted
+        bin/kelm-workbench.exe bin/kelm-workbench-solver.exe
+        bin/Qt5Svg.dll bin/Qt5Widgets.dll bin/qwt-qt5.dll
+        bin/iconengines/qsvgicon.dll bin/imageformats/qsvg.dll bin/styles/qwindowsvistastyle.dll
+        ${DATADIR}/kelm/res/icons/kelm-workbench.svg
+        ${DATADIR}/doc/KelmUtils/qtsvg/LICENSE.LGPL3 ${DATADIR}/doc/KelmUtils/qwt/COPYING
+    )
+endif()
 foreach(file IN LISTS wanted)
     if(NOT EXISTS "${PREFIX}/${file}")
         message(FATAL_ERROR "Not in the zip: ${file}")
@@ -83,6 +92,10 @@ if(NOT output STREQUAL "Ein Rahmen aus S235 wiegt 812 kg.")
     message(FATAL_ERROR "kelm strings prints ${output}")
 endif()
 
+if(WORKBENCH) # which shows its version in a window, but does not start when a DLL is missing
+    execute_process(COMMAND ${EMULATOR} "${PREFIX}/bin/kelm-workbench.exe" --version
+        COMMAND_ERROR_IS_FATAL ANY)
+endif()
 if(PYTHON_HOME)
     # By its own Python, with modules of the DLL, of extensions and of the standard library.
     execute_process(COMMAND ${EMULATOR} "${PREFIX}/bin/kelm.exe" eval "1+1"
