@@ -5,6 +5,7 @@
 
 #include "tests/support/CallFault.h"
 #include "tests/support/Files.h"
+#include "tests/support/Limits.h"
 #include "tests/support/Print.h" // shows a Data::String when QCOMPARE fails
 #include "tests/support/Tree.h"
 
@@ -13,10 +14,12 @@
 #include <QTextCodec>
 #include <QtTest>
 
+#include <algorithm>
 #include <cerrno>
 #include <functional>
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -289,32 +292,90 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("depth");
 
-        for (const int depth : {1, 31, 32, 33, 34, 100})
+        for (const int depth : {1, 2, 7, 8, 9, 10, 11, 100})
             QTest::newRow(QByteArray::number(depth)) << depth;
     }
 
     void removesADeepTreeWithFewDescriptors()
     {
         QFETCH(int, depth);
-        QString folder = "top";
-        for (int i = 0; i < depth; ++i) {
-            folder += "/d";
-            makeFile(path(folder + "/file"));
-            makeFile(path(folder + "/e/file"));
-        }
+        makeDeepTree(depth);
 
-        rlimit before = {};
-        QCOMPARE(getrlimit(RLIMIT_NOFILE, &before), 0);
         const int next = dup(0);
         close(next);
-        const rlimit few = {rlim_t(next) + 40, before.rlim_max};
-        QCOMPARE(setrlimit(RLIMIT_NOFILE, &few), 0);
-        const int count = File::remove(path("top/*"));
-        QCOMPARE(setrlimit(RLIMIT_NOFILE, &before), 0);
+        int count = -1;
+        {
+            const Limit two(RLIMIT_NOFILE, rlim_t(next) + 2); // a folder, and one in it
+            count = File::remove(path("top/*"));
+        }
 
         QCOMPARE(count, 4 * depth);
         QCOMPARE(File::lastError(), String());
         QCOMPARE(tree(m_folder->path()), QStringList("top/"));
+    }
+
+    void leavesDescriptorsToOthersInADeepTree()
+    {
+        const int depth = 60;
+        makeDeepTree(depth);
+        const auto countOpen = [] {
+            return QDir("/proc/self/fd").entryList(QDir::NoDotAndDotDot | QDir::AllEntries).size();
+        };
+        const int before = countOpen();
+        int most = 0;
+        // The files of the last folders are removed while all above them are in use.
+        std::vector<std::unique_ptr<CallFault>> looks;
+        for (int i = 0; i < depth; ++i)
+            looks.push_back(std::make_unique<CallFault>(
+                "unlinkat", [&] { most = std::max(most, countOpen() - before); }, i));
+        QCOMPARE(File::remove(path("top/*")), 4 * depth);
+        while (!looks.empty())
+            looks.pop_back();
+
+        QVERIFY2(most > 0 && most <= 10, QByteArray::number(most));
+    }
+
+    /// Others need all descriptors for a moment.
+    void tellsWhatAMomentWithoutDescriptorsKeeps()
+    {
+        const int depth = 10;
+        int kept = 0;
+        bool hasFailed = true;
+        for (int n = 0; hasFailed && n < 1000; ++n) {
+            makeDeepTree(depth);
+            int count = -1;
+            {
+                // The second call is the one with the descriptors of the folders above.
+                const CallFault fault("openat", EMFILE, n, 2);
+                count = File::remove(path("top/*"));
+                hasFailed = fault.count() > 0;
+            }
+            const int left = tree(path("top")).size();
+            QCOMPARE(count, 4 * depth - left);
+            QCOMPARE(File::lastError().isEmpty(), left == 0);
+            kept += left > 0;
+            QCOMPARE(File::remove(path("top/*")), left);
+        }
+        QVERIFY(!hasFailed);
+        QVERIFY(kept > 0);
+    }
+
+    void goesOnInAFolderAfterAMomentWithoutDescriptors()
+    {
+        const QString folder = "top/1/2/3/4/5/6/7/8/9/10";
+        makeFile(path(folder + "/a/file"));
+        makeFile(path(folder + "/b/file"));
+        int count = -1;
+        {
+            // When one of the two is to be removed, after the 12 folders were opened.
+            const CallFault fault("openat", EMFILE, 12, 2);
+            count = File::remove(path("top/*"));
+            QCOMPARE(fault.count(), 2);
+        }
+
+        QCOMPARE(count, 3); // the files, and the other folder
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.rmdir"));
+        QCOMPARE(File::remove(path("top/*")), 11);
     }
 
     void leavesAFolderOnItsWayThatIsExchangedInADeepTree()
@@ -935,6 +996,18 @@ private:
         QFile::link("nowhere", path("top/broken"));
         QFile::link("/dev/null", path("top/device"));
         mkfifo(QFile::encodeName(path("top/pipe")), 0600);
+    }
+
+    /// A folder "top" with \p depth folders in each other: four entries for each, itself and two
+    /// files and a folder in it.
+    void makeDeepTree(int depth) const
+    {
+        QString folder = "top";
+        for (int i = 0; i < depth; ++i) {
+            folder += "/d";
+            makeFile(path(folder + "/file"));
+            makeFile(path(folder + "/e/file"));
+        }
     }
 
     static std::unique_ptr<FileReader> makeReader(const QString &path, const String &encoding)

@@ -287,7 +287,7 @@ static int clear(FolderToClear &folder, const Data::String &exceptions, bool can
 /// a link, only the link. Returns as clear().
 static int removeBelow(FolderToClear &folder, const QString &name, bool cancelable, int depth)
 {
-    const int mostOpen = 32; // folders at the same time
+    const int mostOpen = 8; // folders at the same time, besides the last two
     // An entry that is not known to be a folder may be a link, and the target of a link is never
     // removed.
     const Entry entry = folder.entry(name);
@@ -305,6 +305,7 @@ static int removeBelow(FolderToClear &folder, const QString &name, bool cancelab
     const int removed = clear(below, Data::String(), cancelable, depth + 1, error);
     if (removed < 0)
         return -1;
+    below.release();
     return removed + (folder.removeFolder(name, error) ? 1 : 0);
 }
 

@@ -166,11 +166,12 @@ public:
     virtual int removeFile(const std::string &name) = 0;   ///< or a link, but no folder
     virtual int removeFolder(const std::string &name) = 0; ///< which is empty
 
-    /// The folder \p name in this one, which is not opened through a link. Never null.
+    /// The folder \p name in this one, which is not opened through a link. Never null. It must not
+    /// outlive this one. When no file descriptor is free for it, those above it are released.
     virtual std::unique_ptr<OpenFolder> below(const std::string &name) = 0;
 
     /// Closes the folder until it is used again, to leave file descriptors to others. It is then
-    /// opened by its path; if that leads to another folder now, functions fail with ESTALE.
+    /// opened by its path; while that leads to another folder, functions fail with ESTALE.
     virtual void release() = 0;
 };
 

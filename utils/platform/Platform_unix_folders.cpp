@@ -126,21 +126,23 @@ public:
     UnixFolder(std::string path, bool followLinks) : m_path(std::move(path))
     {
         if (isUsable(m_path))
-            open(AT_FDCWD, m_path, followLinks ? 0 : O_NOFOLLOW);
+            m_error = open(AT_FDCWD, m_path, followLinks ? 0 : O_NOFOLLOW);
     }
-    UnixFolder(UnixFolder &parent, const std::string &name) : m_path(parent.m_path + '/' + name)
+    UnixFolder(UnixFolder &parent, const std::string &name)
+        : m_path(parent.m_path + '/' + name), m_above(&parent)
     {
         m_error = parent.reopen();
         // As for other paths, so that a tree is not deeper than a recursion bears.
         if (m_path.size() >= PATH_MAX)
             m_error = ENAMETOOLONG;
         if (m_error == 0)
-            open(dirfd(parent.m_folder.get()), name, O_NOFOLLOW);
+            m_error = open(dirfd(parent.m_folder.get()), name, O_NOFOLLOW);
     }
 
     int list(const std::function<bool(const FolderEntry &)> &visit) override
     {
-        return m_folder ? listOpenFolder(m_folder.get(), visit) : m_error;
+        const int error = reopen();
+        return error == 0 ? listOpenFolder(m_folder.get(), visit) : error;
     }
 
     Entry entry(const std::string &name) override
@@ -172,29 +174,44 @@ public:
     void release() override { m_folder.reset(); }
 
 private:
-    void open(int folder, const std::string &path, int flags)
+    /// Opens the folder \p path, which is relative to the descriptor \p folder. Returns 0, or why
+    /// it is not open.
+    int open(int folder, const std::string &path, int flags)
     {
-        const int file = openat(folder, path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags);
-        if (file >= 0 && fstat(file, &m_status) == 0)
-            m_folder.reset(fdopendir(file));
-        m_error = m_folder ? 0 : errno;
-        if (!m_folder && file >= 0)
+        const auto openPath = [&] {
+            return openat(folder, path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags);
+        };
+        int file = openPath();
+        if (file < 0 && (errno == EMFILE || errno == ENFILE)) {
+            // The folders above leave it their descriptors, unless it is opened by that of one.
+            UnixFolder *above = folder == AT_FDCWD ? m_above : m_above->m_above;
+            for (; above; above = above->m_above)
+                above->release();
+            file = openPath();
+        }
+
+        struct stat status;
+        if (file >= 0 && fstat(file, &status) == 0) {
+            if (m_wasOpen && (status.st_dev != m_device || status.st_ino != m_number))
+                errno = ESTALE;
+            else
+                m_folder.reset(fdopendir(file));
+        }
+        if (m_folder) {
+            m_wasOpen = true;
+            m_device = status.st_dev;
+            m_number = status.st_ino;
+            return 0;
+        }
+        const int error = errno;
+        if (file >= 0)
             close(file);
+        return error;
     }
 
-    /// Opens the folder again after release(). Returns 0, or why it is not open.
-    int reopen()
-    {
-        if (m_folder || m_error != 0)
-            return m_error;
-        const struct stat before = m_status;
-        open(AT_FDCWD, m_path, 0);
-        if (m_folder && (m_status.st_dev != before.st_dev || m_status.st_ino != before.st_ino)) {
-            m_folder.reset();
-            m_error = ESTALE;
-        }
-        return m_error;
-    }
+    /// Opens the folder again after release(). Returns 0, or why it is not open. A failure is not
+    /// kept, because descriptors may be free the next time.
+    int reopen() { return m_folder || m_error != 0 ? m_error : open(AT_FDCWD, m_path, 0); }
 
     template <typename Task>
     int run(const Task &task)
@@ -205,9 +222,12 @@ private:
     }
 
     const std::string m_path;
+    UnixFolder *const m_above = nullptr; // by which it was opened
     Folder m_folder;
-    int m_error = ENOENT; // why it could not be opened
-    struct stat m_status = {};
+    int m_error = ENOENT; // why it could not be opened the first time; 0 when it could
+    bool m_wasOpen = false;
+    dev_t m_device = 0; // which folder it was then
+    ino_t m_number = 0;
 };
 
 } // namespace
