@@ -46,6 +46,23 @@ static const int partRead = 4;
 using Tree = std::function<void(const String &source, const String &target)>;
 Q_DECLARE_METATYPE(Tree)
 
+/// While it lives, names of files are in another encoding, as by the locale.
+class NamesIn
+{
+public:
+    explicit NamesIn(const QByteArray &encoding)
+    {
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName(encoding));
+    }
+    ~NamesIn() { QTextCodec::setCodecForLocale(m_before); }
+
+    NamesIn(const NamesIn &) = delete;
+    NamesIn &operator=(const NamesIn &) = delete;
+
+private:
+    QTextCodec *const m_before = QTextCodec::codecForLocale();
+};
+
 class tst_File_faults : public QObject
 {
     Q_OBJECT
@@ -206,12 +223,17 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("removed");
         QTest::addColumn<QByteArray>("function");
+        QTest::addColumn<QByteArray>("encoding"); // of names
 
         for (const char *const function : {"open", "openat", "opendir", "readdir", "stat", "lstat",
                                            "fstat", "fstatat", "unlink", "unlinkat", "rmdir"})
         {
-            QTest::addRow("all, at %s", function) << "work/*" << QByteArray(function);
-            QTest::addRow("a folder, at %s", function) << "work/sub" << QByteArray(function);
+            for (const char *const encoding : {"UTF-8", "ISO-8859-1"}) {
+                QTest::addRow("all, at %s, %s", function, encoding)
+                    << "work/*" << QByteArray(function) << QByteArray(encoding);
+                QTest::addRow("a folder, at %s, %s", function, encoding)
+                    << "work/sub" << QByteArray(function) << QByteArray(encoding);
+            }
         }
     }
 
@@ -219,6 +241,8 @@ private Q_SLOTS:
     {
         QFETCH(QString, removed);
         QFETCH(QByteArray, function);
+        QFETCH(QByteArray, encoding);
+        const NamesIn names(encoding);
         bool happens = true;
         for (int n = 0; happens && n < 100; ++n) {
             for (const char *const folder : {"work/sub", "work/sub/below"})
@@ -246,8 +270,7 @@ private Q_SLOTS:
         QVERIFY(!happens);
     }
 
-    /// The locale tells whether folders stay open while they are cleared, or paths are used.
-    void removesTheSameByFoldersAsByPaths_data()
+    void removesTheSameInEachEncodingOfNames_data()
     {
         QTest::addColumn<QString>("removed");
         QTest::addColumn<QString>("exceptions");
@@ -267,14 +290,13 @@ private Q_SLOTS:
                                     << "file\nlink\n\nnone";
     }
 
-    void removesTheSameByFoldersAsByPaths()
+    void removesTheSameInEachEncodingOfNames()
     {
         QFETCH(QString, removed);
         QFETCH(QString, exceptions);
         QStringList results;
-        QTextCodec *const locale = QTextCodec::codecForLocale();
-        for (const char *const codec : {"UTF-8", "ISO-8859-1"}) {
-            QTextCodec::setCodecForLocale(QTextCodec::codecForName(codec));
+        for (const char *const encoding : {"UTF-8", "ISO-8859-1", "Shift_JIS"}) {
+            const NamesIn names(encoding);
             makeVariety();
             const int count = File::remove(path(removed), exceptions);
             results.append(QString::number(count) + ' ' + File::lastError() + ' ' +
@@ -283,9 +305,61 @@ private Q_SLOTS:
             QDir(m_folder->path() + "/top").removeRecursively();
             QDir(m_folder->path() + "/other").removeRecursively();
         }
-        QTextCodec::setCodecForLocale(locale);
 
-        QCOMPARE(results.at(0), results.at(1));
+        QCOMPARE(results.at(1), results.at(0));
+        QCOMPARE(results.at(2), results.at(0));
+    }
+
+    void removesByNamesInTheEncodingOfTheLocale_data()
+    {
+        QTest::addColumn<QByteArray>("encoding");
+        QTest::addColumn<String>("exceptions"); // so that there is a list of names
+        QTest::addColumn<QList<QByteArray>>("removed");
+        QTest::addColumn<QList<QByteArray>>("kept");
+
+        using Names = QList<QByteArray>;
+        QTest::newRow("UTF-8") << QByteArray("UTF-8") << String(QStringLiteral("\u00E9\n"))
+                               << Names{"\xc3\xa9t\xc3\xa9", "a"} << Names{"\xc3\xa9", "\xe9"};
+        QTest::newRow("Latin") << QByteArray("ISO-8859-1") << String(QStringLiteral("\u00E9\n"))
+                               << Names{"\xc3\xa9", "\xe9t\xe9", "\x81", "a"} << Names{"\xe9"};
+        // A byte without a character, which Qt writes as "?".
+        QTest::newRow("Greek") << QByteArray("ISO-8859-7") << String("?\n") << Names{"\xe9", "a"}
+                               << Names{"\xae", "?"};
+        // The first byte of two, which Qt leaves out.
+        QTest::newRow("Japanese") << QByteArray("Shift_JIS") << String("a\n")
+                                  << Names{"\x83\x41", "\xb1"} << Names{"a\xe9", "a"};
+    }
+
+    void removesByNamesInTheEncodingOfTheLocale()
+    {
+        QFETCH(QByteArray, encoding);
+        QFETCH(String, exceptions);
+        QFETCH(QList<QByteArray>, removed);
+        QFETCH(QList<QByteArray>, kept);
+        const QByteArray top = QFile::encodeName(path("top/"));
+        QVERIFY(QDir(m_folder->path()).mkdir("top"));
+        for (const QByteArray &name : removed + kept) {
+            for (const QByteArray &folder : {name, name + "/sub"})
+                QCOMPARE(mkdir(top + folder, 0755), 0);
+            const int file = open(top + name + "/sub/" + name, O_CREAT | O_WRONLY, 0644);
+            QVERIFY(file >= 0);
+            close(file);
+        }
+        int count = -1;
+        {
+            const NamesIn names(encoding);
+            count = File::remove(path("top/*"), exceptions);
+        }
+
+        QCOMPARE(count, 3 * removed.size());
+        QCOMPARE(File::lastError(), String());
+        for (const QByteArray &name : removed)
+            QVERIFY2(access(top + name, F_OK) != 0, name.toHex());
+        for (const QByteArray &name : kept)
+            QVERIFY2(access(top + name + "/sub/" + name, F_OK) == 0, name.toHex());
+        // Otherwise the temporary folder would stay.
+        const NamesIn names("ISO-8859-1");
+        QVERIFY(QDir(path("top")).removeRecursively());
     }
 
     void removesADeepTreeWithFewDescriptors_data()

@@ -36,11 +36,12 @@ QString fullPath(const QString &path)
     return path.contains(QLatin1Char(':')) ? QFileInfo(pathForQt(path)).absoluteFilePath() : path;
 }
 
-std::string systemPath(const QString &path)
+std::string systemName(const QString &name)
 {
-    const QString full = fullPath(path);
-    return Platform::hasUtf8Paths() ? full.toStdString() : QFile::encodeName(full).toStdString();
+    return Platform::hasUtf8Paths() ? name.toStdString() : QFile::encodeName(name).toStdString();
 }
+
+std::string systemPath(const QString &path) { return systemName(fullPath(path)); }
 
 QString canonicalFolder(const QString &path)
 {
@@ -61,6 +62,14 @@ static QStringView decodeName(const char *bytes, QVarLengthArray<QChar, 256> &te
     QChar *to = text.data();
     const bool isValid = decodeUtf8(bytes, end, to) && bytes == end;
     return isValid ? QStringView(text.constData(), to) : QStringView();
+}
+
+/// The name of these bytes in the encoding of the locale. "" when they are not valid in it: such a
+/// name would be that of another file, or of none.
+static QString decodeLocalName(const char *bytes)
+{
+    const QString name = QFile::decodeName(bytes);
+    return QFile::encodeName(name) == bytes ? name : QString();
 }
 
 static bool isJunction(const QString &path)
@@ -97,11 +106,13 @@ namespace {
 struct EntryVisitor
 {
     const std::function<bool(const FolderItem &)> &visit;
+    const bool isUtf8 = areNamesUtf8();
     QVarLengthArray<QChar, 256> text = {}; // names are not longer on most file systems
 
     bool operator()(const FolderEntry &found)
     {
-        const QStringView name = decodeName(found.name, text);
+        const QString localName = isUtf8 ? QString() : decodeLocalName(found.name);
+        const QStringView name = isUtf8 ? decodeName(found.name, text) : localName;
         return name.isEmpty() || visit({name, found.entry == Entry::File,
                                         found.entry == Entry::Folder, found.isLink});
     }
@@ -131,7 +142,7 @@ void listFolder(Platform::OpenFolder &folder, const std::function<bool(const Fol
 
 std::unique_ptr<Platform::OpenFolder> openFolder(const QString &path, bool followLinks)
 {
-    if (!isName(path) || !areNamesUtf8() || isResource(fullPath(path)))
+    if (!isName(path) || isResource(fullPath(path)))
         return {};
     return Platform::openFolder(systemPath(path), followLinks);
 }

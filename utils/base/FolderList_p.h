@@ -26,6 +26,9 @@ inline bool isResource(const QString &path) { return path.startsWith(QLatin1Char
 /// QDir::searchPaths().
 std::string systemPath(const QString &path);
 
+/// The name of an entry of a folder in the encoding of the system.
+std::string systemName(const QString &name);
+
 /// The path, without links, of the folder that \p path leads to. "" when it does not exist. Unlike
 /// QFileInfo::canonicalFilePath() it follows the junctions of Windows.
 QString canonicalFolder(const QString &path);
@@ -53,7 +56,7 @@ void listFolder(const QString &folder, const std::function<bool(const FolderItem
 void listFolder(Platform::OpenFolder &folder, const std::function<bool(const FolderItem &)> &visit,
                 int &error);
 
-/// Platform::openFolder(). Null, too, for what only Qt can find, and where names are not UTF-8.
+/// Platform::openFolder(). Null, too, for a resource of Qt, and for what names nothing.
 std::unique_ptr<Platform::OpenFolder> openFolder(const QString &path, bool followLinks);
 
 } // namespace Utils

@@ -213,7 +213,7 @@ public:
     {}
     FolderToClear(FolderToClear &above, const QString &name)
         : m_path(File::join(above.m_path, name)), m_folder(m_path),
-          m_open(above.m_open ? above.m_open->below(name.toStdString()) : nullptr)
+          m_open(above.m_open ? above.m_open->below(systemName(name)) : nullptr)
     {}
 
     const Data::String &path() const { return m_path; }
@@ -222,7 +222,7 @@ public:
 
     Entry entry(const QString &name)
     {
-        return m_open ? m_open->entry(name.toStdString())
+        return m_open ? m_open->entry(systemName(name))
                       : fileStatus(File::join(m_path, name), /*followLinks=*/false).entry;
     }
 
@@ -232,7 +232,7 @@ public:
         const QString file = m_folder.filePath(name);
         if (!m_open)
             return Utils::removeFile(file);
-        const int error = m_open->removeFile(name.toStdString());
+        const int error = m_open->removeFile(systemName(name));
         return error == 0 || (error == ENOENT ? LastError::cannotRead(file, error)
                                               : LastError::cannotWrite(file, error));
     }
@@ -242,7 +242,7 @@ public:
     {
         const QString folder = m_folder.filePath(name);
         const bool isRemoved =
-            m_open ? m_open->removeFolder(name.toStdString()) == 0 : Utils::removeFolder(folder);
+            m_open ? m_open->removeFolder(systemName(name)) == 0 : Utils::removeFolder(folder);
         return isRemoved || keeps(folder, listingError);
     }
 
