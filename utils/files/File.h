@@ -489,9 +489,12 @@ public:
     ///
     /// "/*", "//*" and "*" remove nothing, so that a path in which the folder name is missing by
     /// mistake empties neither the root nor the current directory. Neither does any other path of
-    /// the root, such as "/./*", "/tmp/../*", or "link/*" for a link to it. Write "./*" for the
-    /// current directory. On Windows the same holds for a drive or a share: "D:/*", "D:*",
-    /// "D:/./*", "//server/share/*".
+    /// the root that ends with "/*", such as "/./*", "/tmp/../*", or "link/*" for a link to it. On
+    /// Windows the same holds for a drive or a share: "D:/*", "D:*", "D:/./*", "//server/share/*".
+    /// lastError() tells that such a path is not accepted. Write "./*" for the current directory.
+    ///
+    /// \compat In the other forms the root is a folder as any other: "/" and "/tmp/.." remove the
+    /// files directly in it.
     static int remove(const Data::String &path, const Data::String &exceptions = Data::String(),
                       bool cancelable = false);
 

@@ -351,8 +351,10 @@ static int removeContents(const Data::String &path, const Data::String &exceptio
 {
     const QString name = path.chopped(std::min(path.size(), 2));
     // "D:*" has no separator.
-    if (isNeverCleared(name) || path.endsWith(QLatin1String(":*")))
+    if (isNeverCleared(name) || path.endsWith(QLatin1String(":*"))) {
+        LastError::setFor(".err.badname", path);
         return 0;
+    }
     FolderToClear folder(name, /*followLinks=*/true);
     return clear(folder, exceptions, cancelable, 0, listingError);
 }
