@@ -1,9 +1,11 @@
 #include "utils/files/FileWatch.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/FakeHost.h"
 #include "tests/support/Files.h"
 #include "tests/support/Print.h"
 #include "tests/support/Recorder.h"
+#include "tests/support/Windows.h"
 #include "utils/Application.h"
 #include "utils/signals/PublicSignal.h"
 #include "utils/signals/Slot.h"
@@ -17,6 +19,7 @@
 #include <climits>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <thread>
 
 #include <fcntl.h>
@@ -251,23 +254,125 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(recorder.calls.size(), 2, 60000);
     }
 
-    void watchesOnAfterLackOfMemory()
+    void reportsAtTheNextCheckAfterLackOfMemory()
     {
         FileWatch watch(m_path, 100);
         Recorder recorder;
         QVERIFY(watch.connect(&recorder, SLOT(bare())));
-        recorder.reaction = [&] {
-            recorder.reaction = nullptr;
-            throw std::bad_alloc();
-        };
+        m_host->calls.clear();
+        m_host->reaction = [](const QString &) { throw std::bad_alloc(); };
         QVERIFY(setModified(m_path, 2000 * 1000));
 
         QVERIFY(poll(watch));
+        QCOMPARE(m_host->calls.size(), 1);
         QCOMPARE(watch.timestamp(), 1000u);
+        QCOMPARE(recorder.calls.size(), 0);
+        m_host->reaction = nullptr;
         QVERIFY(poll(watch));
 
-        QCOMPARE(recorder.calls.size(), 2);
+        QCOMPARE(recorder.calls.size(), 1);
         QCOMPARE(watch.timestamp(), 2000u);
+    }
+
+    void losesNoChangeWhereMemoryIsLacking_data()
+    {
+        QTest::addColumn<int>("mode");
+
+        QTest::newRow("for a moment") << int(FailingMemory::Once);
+        QTest::newRow("from then on") << int(FailingMemory::FromThenOn);
+    }
+
+    void losesNoChangeWhereMemoryIsLacking()
+    {
+        QFETCH(int, mode);
+        SKIP_ON_WINDOWS("the memory of a program on Windows does not fail");
+        int failures = 0;
+        bool hasFailed = true;
+        for (int n = 0; hasFailed; ++n) {
+            QVERIFY(setModified(m_path, 1000 * 1000));
+            FileWatch watch(m_path, 100);
+            int calls = 0;
+            QObject::connect(&watch, qOverload<>(&FileWatch::sig), [&] { ++calls; });
+            QVERIFY(setModified(m_path, 2000 * 1000));
+            QTimerEvent event(timerOf(watch).timerId);
+            {
+                const FailingMemory memory(n, FailingMemory::Mode(mode));
+                QCoreApplication::sendEvent(&watch, &event);
+                hasFailed = memory.hasFailed();
+            }
+
+            QCOMPARE(watch.timestamp(), calls == 0 ? 1000u : 2000u);
+            QVERIFY(calls > 0 || timerOf(watch).timerId > 0);
+            failures += calls == 0;
+            if (timerOf(watch).timerId == 0)
+                watch.reset();
+            QVERIFY(poll(watch));
+            QCOMPARE(calls, 1);
+            QCOMPARE(watch.timestamp(), 2000u);
+        }
+        QVERIFY(failures > 0);
+    }
+
+    void passesOnTheExceptionOfAReceiver_data()
+    {
+        QTest::addColumn<bool>("isOfMemory");
+        QTest::addColumn<bool>("isAborted");
+
+        QTest::newRow("too little memory") << true << false;
+        QTest::newRow("another one") << false << false;
+        QTest::newRow("after abort()") << false << true;
+    }
+
+    void passesOnTheExceptionOfAReceiver()
+    {
+        QFETCH(bool, isOfMemory);
+        QFETCH(bool, isAborted);
+        FileWatch watch(m_path, 100);
+        Recorder first;
+        Recorder second;
+        QVERIFY(watch.connect(&first, SLOT(text(const Data::String &))));
+        QVERIFY(watch.connect(&second, SLOT(bare())));
+        second.reaction = [&] {
+            if (isAborted)
+                watch.abort();
+            if (isOfMemory)
+                throw std::bad_alloc();
+            throw std::runtime_error("of the receiver");
+        };
+        QVERIFY(setModified(m_path, 2000 * 1000));
+
+        if (isOfMemory)
+            QVERIFY_EXCEPTION_THROWN(poll(watch), std::bad_alloc);
+        else
+            QVERIFY_EXCEPTION_THROWN(poll(watch), std::runtime_error);
+        QCOMPARE(watch.timestamp(), isAborted ? 1000u : 2000u);
+        QCOMPARE(timerOf(watch).timerId > 0, !isAborted);
+        second.reaction = nullptr;
+        if (isAborted)
+            watch.reset();
+        QVERIFY(poll(watch)); // reports nothing again
+
+        QCOMPARE(first.calls.size(), 1);
+        QCOMPARE(second.calls.size(), 1);
+        QVERIFY(setModified(m_path, 3000 * 1000));
+        QVERIFY(poll(watch));
+        QCOMPARE(first.calls.size(), 2);
+        QCOMPARE(second.calls.size(), 2);
+    }
+
+    void mayBeDeletedByAReceiverThatThrows()
+    {
+        auto watch = std::make_unique<FileWatch>(m_path, 100);
+        Recorder recorder;
+        QVERIFY(watch->connect(&recorder, SLOT(bare())));
+        recorder.reaction = [&] {
+            watch.reset();
+            throw std::runtime_error("of the receiver");
+        };
+        QVERIFY(setModified(m_path, 2000 * 1000));
+
+        QVERIFY_EXCEPTION_THROWN(poll(*watch), std::runtime_error);
+        QVERIFY(!watch);
     }
 
     void emitsThePathAndThenTheShapesOfASignal()

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 #include <new>
+#include <optional>
 
 namespace Utils {
 
@@ -22,14 +23,17 @@ static const int noTimer = -1;
 class FileWatchPrivate
 {
 public:
-    explicit FileWatchPrivate(FileWatch *watch) : q(watch) {}
+    explicit FileWatchPrivate(FileWatch *watch) : q(watch), self(watch) {}
 
     void startTimer();
     void stopTimer();
     void readTime();
+    std::optional<unsigned int> changedTime();
+    void goOn(unsigned int reported);
     void log(const QString &text) const;
 
     FileWatch *const q;
+    const QPointer<FileWatch> self; // the first one of an object needs memory, copies need none
     unsigned int timestamp = 0;
     int timerId = noTimer;
     unsigned int interval = minInterval;
@@ -55,6 +59,48 @@ void FileWatchPrivate::readTime()
     const Platform::EntryStatus status = fileStatus(q->objectName());
     if (status.entry != Platform::Entry::Unknown) // else it may be unchanged
         timestamp = timestampOf(status);
+}
+
+/// The time of the file when it has changed; its path is in the payload then. No value, too, when
+/// the host has deleted the watch in a call.
+std::optional<unsigned int> FileWatchPrivate::changedTime()
+{
+    const QPointer<FileWatch> watch = self;
+    const Data::String path = q->objectName();
+    const Data::String name = File::base(path, /*withExtension=*/true);
+    if (verbose) {
+        log(QStringLiteral("Modification check for ") + name);
+        if (watch && !QFileInfo::exists(path))
+            log(QStringLiteral("Path does not exists: ") + path);
+        if (!watch)
+            return std::nullopt;
+    }
+
+    const Platform::EntryStatus status = fileStatus(path);
+    const bool isThere =
+        status.entry != Platform::Entry::Missing && status.entry != Platform::Entry::Unknown;
+    const unsigned int modified = timestampOf(status);
+    if (!isThere || modified == timestamp)
+        return std::nullopt;
+    log(QStringLiteral("Modification detected for ") + name);
+    if (!watch)
+        return std::nullopt;
+    q->addData("path", path);
+    return modified;
+}
+
+/// Goes on after the receivers have run, unless one of them has started the timer. \p reported is
+/// the time of which they were notified.
+void FileWatchPrivate::goOn(unsigned int reported)
+{
+    if (timerId != noTimer)
+        return;
+    timestamp = reported; // used if readTime() cannot read it
+    try {
+        startTimer();
+        readTime();
+    } catch (const std::bad_alloc &) { // which may not pass through Qt
+    }
 }
 
 void FileWatchPrivate::log(const QString &text) const
@@ -127,7 +173,7 @@ bool FileWatch::connect(const QObject *receiver, const char *method)
 
 bool FileWatch::sendSignals()
 {
-    const QPointer<FileWatch> self(this);
+    const QPointer<FileWatch> self = d->self;
     clearAborted();
 
     const Data::VariantCollection payload = data();
@@ -149,39 +195,27 @@ void FileWatch::timerEvent(QTimerEvent *event)
         return;
 
     // The host and the receivers may delete the watch.
-    const QPointer<FileWatch> self(this);
+    const QPointer<FileWatch> self = d->self;
+    std::optional<unsigned int> modified;
     try {
-        const Data::String path = objectName();
-        const Data::String name = File::base(path, /*withExtension=*/true);
-        if (d->verbose) {
-            d->log(QStringLiteral("Modification check for ") + name);
-            if (self && !QFileInfo::exists(path))
-                d->log(QStringLiteral("Path does not exists: ") + path);
-            if (!self)
-                return;
-        }
-
-        const Platform::EntryStatus status = fileStatus(path);
-        const bool isThere =
-            status.entry != Platform::Entry::Missing && status.entry != Platform::Entry::Unknown;
-        const unsigned int modified = timestampOf(status);
-        if (!isThere || modified == d->timestamp)
-            return;
-        d->log(QStringLiteral("Modification detected for ") + name);
-        if (!self)
-            return;
-        d->stopTimer();
-        addData("path", path);
-        const bool isAccepted = sendSignals();
-        if (!self || !isAccepted || d->timerId != noTimer)
-            return;
-        d->startTimer();
-        d->timestamp = modified; // used if readTime() cannot read it
-        d->readTime();
+        modified = d->changedTime();
     } catch (const std::bad_alloc &) { // which may not pass through Qt; the next check reports it
-        if (self && d->timerId == noTimer)
-            d->startTimer();
     }
+    if (!modified)
+        return;
+
+    d->stopTimer();
+    bool isAccepted = false;
+    try {
+        isAccepted = sendSignals();
+    } catch (...) {
+        // Of a receiver. If the change were reported again, it might fail each time.
+        if (self && !isAborted())
+            d->goOn(*modified);
+        throw;
+    }
+    if (self && isAccepted)
+        d->goOn(*modified);
 }
 
 } // namespace Utils

@@ -20,6 +20,10 @@ class FileWatchPrivate;
 /// not a change. When a missing file appears, that is a change, unless it has the same time as
 /// before its removal.
 ///
+/// An exception of a receiver is passed on, as that of any slot: QCoreApplication::notify() of the
+/// host may catch it. The change is not reported again, and the watch goes on. When there is not
+/// enough memory to start its timer after the receivers have run, it stays stopped until reset().
+///
 /// The object name of the watch is the path, but the signal is registered under the empty name:
 /// Signal::find() does not find it by the path. The state of isEnabled() is the dynamic property
 /// "enabled". Setting this property directly neither stops nor starts the timer; call reset()
