@@ -1199,6 +1199,44 @@ private Q_SLOTS:
                                            "setProgress(2, 0, 0)"}));
     }
 
+    void isHiddenThoughItsHostThrows_data()
+    {
+        QTest::addColumn<bool>("popup");
+
+        QTest::newRow("ordinary") << false;
+        QTest::newRow("popup") << true;
+    }
+
+    void isHiddenThoughItsHostThrows()
+    {
+        QFETCH(bool, popup);
+        {
+            Progress progress(10, "label", true, false, popup);
+            progress.show();
+            takeCalls();
+            host->reaction = [](const QString &) { throw std::runtime_error("of the host"); };
+        }
+        host->reaction = nullptr;
+
+        const QString end = QString(", %1)").arg(popup);
+        QCOMPARE(takeCalls(), (QStringList{"setProgressLabel(" + end, "showProgress(0, 1" + end}));
+    }
+
+    void showsTheOuterOneThoughItsHostThrows()
+    {
+        Progress outer(10, "outer");
+        {
+            Progress inner(10, "inner");
+            inner.show();
+            takeCalls();
+            host->reaction = [](const QString &) { throw std::runtime_error("of the host"); };
+        }
+        host->reaction = nullptr;
+
+        QCOMPARE(takeCalls(), (QStringList{"showProgress(1, 0, 0)", "setProgress(0, 10, 0)",
+                                           "setProgressLabel(outer, 0)"}));
+    }
+
     void endsThoughItsHostThrows()
     {
         {

@@ -137,6 +137,16 @@ Progress::Progress(int maxSteps, const Data::String &label, bool cancelable, boo
 
 Progress::Progress() : d(new ProgressPrivate) { d->background = true; }
 
+/// Calls \p task. What runs does not fail because the host cannot show that it has ended.
+template <typename Function>
+static void attempt(const Function &task)
+{
+    try {
+        task();
+    } catch (...) {
+    }
+}
+
 Progress::~Progress()
 {
     for (ProgressRange *range = d->range; range; range = range->m_outer)
@@ -156,20 +166,20 @@ Progress::~Progress()
     head(popup) = previous;
     if (previous)
         previous->d->cancelled = d->cancelled;
-    try {
-        if (previous) {
-            if (d->visible) {
-                previous->show();
-                previous->update();
-            }
-            previous->setLabel(previous->d->label);
-        } else {
+    // Each call by itself: when one fails, the display is still hidden.
+    if (previous) {
+        if (d->visible) {
+            attempt([&] { previous->show(); });
+            attempt([&] { previous->update(); });
+        }
+        attempt([&] { previous->setLabel(previous->d->label); });
+    } else {
+        attempt([&] {
             if (Data::IApplication *const host = application())
                 host->setProgressLabel(Data::String(progressState.lastLabel), popup);
-            if (d->visible)
-                hide();
-        }
-    } catch (...) { // a task does not fail because the host cannot show that it has ended
+        });
+        if (d->visible)
+            attempt([&] { hide(); });
     }
     progressState.isDirty = progressState.isDirty || !previous;
 }
