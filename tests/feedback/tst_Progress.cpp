@@ -1222,6 +1222,29 @@ private Q_SLOTS:
         QCOMPARE(takeCalls(), (QStringList{"setProgressLabel(" + end, "showProgress(0, 1" + end}));
     }
 
+    void leavesNothingWhenItsHostThrowsAtItsStart()
+    {
+        Progress outer(10, "outer");
+        outer.show();
+        int count = -1; // of the calls at its start
+        for (int n = 0; count < 0; ++n) {
+            int calls = 0;
+            host->reaction = [&](const QString &) {
+                if (calls++ == n)
+                    throw std::runtime_error("of the host");
+            };
+            try {
+                const Progress inner(10, "inner");
+                count = calls;
+            } catch (const std::runtime_error &) {
+            }
+            QCOMPARE(Progress::current(/*popup=*/false), &outer);
+        }
+        host->reaction = nullptr;
+
+        QCOMPARE(count, 3); // label, display and steps
+    }
+
     void showsTheOuterOneThoughItsHostThrows()
     {
         Progress outer(10, "outer");

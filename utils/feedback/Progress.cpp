@@ -100,8 +100,9 @@ bool ProgressState::holds(const Progress *reporter) const
 
 Progress::Progress(int maxSteps, const Data::String &label, bool cancelable, bool waitCursor,
                    bool popup)
-    : d(new ProgressPrivate)
+    : Progress() // from here on, the destructor takes it from the chain when anything fails
 {
+    d->background = false;
     d->maxSteps = maxSteps;
     d->step = stepFor(maxSteps);
     d->cancelable = cancelable;
