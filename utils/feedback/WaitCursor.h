@@ -37,7 +37,8 @@ public:
     /// Undoes the change of this object now instead of at its end.
     void reset();
 
-    /// Whether an override cursor is set, by any code.
+    /// Whether an override cursor is set, by any code. Qt does not lock its list of cursors: call
+    /// it on another thread only while that of the application sets and removes none.
     static bool activated();
 
 private:
