@@ -54,14 +54,16 @@ enum class Entry
 struct EntryStatus
 {
     Entry entry = Entry::Missing;
-    std::int64_t size = 0;     ///< in bytes
-    std::int64_t modified = 0; ///< in milliseconds since the Unix epoch, rounded down
+    std::int64_t size = 0; ///< in bytes
+    /// In milliseconds since the Unix epoch, rounded down. Times beyond 140 million years are that
+    /// limit, so that the difference of two times fits, too.
+    std::int64_t modified = 0;
 
     // A file that replaces another one has other numbers, even if it has the same size and the same
     // time of modification. Windows has only the time, which is that of the modification.
     std::uint64_t device = 0;
-    std::uint64_t number = 0; ///< on the device
-    std::int64_t changed = 0; ///< the contents or the properties, in nanoseconds since the epoch
+    std::uint64_t number = 0;  ///< on the device
+    std::uint64_t changed = 0; ///< the contents or the properties, in units of the system
 
     bool operator==(const EntryStatus &other) const
     {

@@ -2,10 +2,12 @@
 
 #include "utils/platform/Platform_unix_files_p.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <clocale>
 #include <cstdint>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -89,15 +91,23 @@ bool seekFile(std::FILE *file, std::int64_t position)
     return fseeko(file, position, SEEK_SET) == 0;
 }
 
+/// In milliseconds, for EntryStatus. Some file systems store any number of seconds.
+static std::int64_t milliseconds(const timespec &time)
+{
+    const std::int64_t most = std::numeric_limits<std::int64_t>::max() / 2000; // seconds
+    // Nanoseconds are added to the seconds, also when these are negative (before the epoch).
+    return std::clamp<std::int64_t>(time.tv_sec, -most, most) * 1000 + time.tv_nsec / 1000000;
+}
+
 static EntryStatus entryStatus(const struct stat &status)
 {
-    // Nanoseconds are added to the seconds, also when these are negative (before the epoch).
+    const timespec &changed = status.st_ctim;
     return {entryOf(status.st_mode),
             status.st_size,
-            std::int64_t(status.st_mtim.tv_sec) * 1000 + status.st_mtim.tv_nsec / 1000000,
+            milliseconds(status.st_mtim),
             status.st_dev,
             status.st_ino,
-            std::int64_t(status.st_ctim.tv_sec) * 1000000000 + status.st_ctim.tv_nsec};
+            std::uint64_t(changed.tv_sec) * 1000000000 + std::uint64_t(changed.tv_nsec)};
 }
 
 EntryStatus entryStatus(const std::string &path, bool followLinks)

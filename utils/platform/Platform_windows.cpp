@@ -250,7 +250,7 @@ EntryStatus entryStatus(const std::string &path, bool followLinks)
     status.entry = isFolder ? Entry::Folder : Entry::File;
     status.size = joined(data.nFileSizeHigh, data.nFileSizeLow);
     status.modified = ticks / 10000 - epoch;
-    status.changed = (ticks - epoch * 10000) * 100;
+    status.changed = static_cast<std::uint64_t>(ticks);
     return status;
 }
 

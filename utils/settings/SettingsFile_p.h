@@ -108,7 +108,7 @@ private:
         qint64 modified = 0; ///< in milliseconds since the Unix epoch
         quint64 device = 0;
         quint64 number = 0;
-        qint64 changed = 0; ///< in nanoseconds
+        quint64 changed = 0; ///< a time that can only be compared
 
         bool isEmpty() const { return size == 0 || size == NoFile; }
 
