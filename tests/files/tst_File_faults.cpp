@@ -127,6 +127,44 @@ private Q_SLOTS:
         QVERIFY(!hasFailed);
     }
 
+    void movesNothingToADriveThatIsFullAtTheEnd_data()
+    {
+        QTest::addColumn<bool>("flush");
+        QTest::addColumn<bool>("hasNames");       // for all files: it has none without a name
+        QTest::addColumn<QByteArray>("function"); // that reports it
+
+        for (const bool flush : {false, true}) {
+            for (const bool hasNames : {false, true}) {
+                for (const char *const function : {"fsync", "close"})
+                    QTest::addRow("%s, flush %d, names %d", function, flush, hasNames)
+                        << flush << hasNames << QByteArray(function);
+            }
+        }
+    }
+
+    void movesNothingToADriveThatIsFullAtTheEnd()
+    {
+        QFETCH(bool, flush);
+        QFETCH(bool, hasNames);
+        QFETCH(QByteArray, function);
+        const QString source = makeFile(path("source"), "new");
+        const QString target = makeFile(path("target"), "old");
+        File::setSafeWriting(true, flush);
+        {
+            const CallFault isApart("rename", EXDEV);
+            const CallFault hasNoProc("access", ENOENT, hasNames ? 0 : CallFault::forever);
+            const CallFault full(function, ENOSPC);
+            File::move(source, target);
+            QVERIFY(full.count() > 0);
+        }
+
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.diskfull"));
+        QCOMPARE(contentsOf(source), QByteArray("new"));
+        QCOMPARE(contentsOf(target), QByteArray("old"));
+        QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden),
+                 QStringList({"source", "target"}));
+    }
+
     void copiesNothingThatMayBeTheTarget()
     {
         QVERIFY(QFile::link("loop", path("loop")));

@@ -156,6 +156,8 @@ private Q_SLOTS:
         row("the new file cannot be examined again", Target::Old, {{"fstat", EIO, 2, 1}}, EIO);
         row("no permissions can be set", Target::Old, {{"fchmod", EPERM}}, EPERM);
         row("the new file cannot be flushed", Target::Old, {{"fsync", EIO, 0, 1}}, EIO);
+        row("the new file cannot be closed", Target::Old, {{"close", ENOSPC, 0, 1}}, ENOSPC);
+        row("no flushing, and the new file cannot be closed", Target::Old, {{"fsync", EINVAL}, {"close", ENOSPC, 0, 1}}, ENOSPC);
         row("no name for the new file", Target::Old, {{"linkat", EIO}}, EIO);
         row("no right to a name for it", Target::Old, {{"linkat", EPERM}}, EPERM, Problem::Folder);
         row("no name, no process", Target::Old, {{"clone", EAGAIN}, {"linkat", EIO}}, EIO);
@@ -171,6 +173,7 @@ private Q_SLOTS:
         row("two names, the file takes no byte", Target::TwoNames, {{"pwrite", 0}}, EIO);
         row("an empty file cannot be written", Target::Empty, {{"openat", EACCES, 1}, {"write", ENOSPC}}, ENOSPC);
         row("an empty file cannot be flushed", Target::Empty, {{"openat", EACCES, 1}, {"fsync", EIO}}, EIO);
+        row("an empty file cannot be closed", Target::Empty, {{"openat", EACCES, 1}, {"close", EIO, 0, 1}}, EIO);
         row("a device cannot be opened", Target::Device, {{"open", EIO}}, EIO);
         row("a device cannot be closed", Target::Device, {{"close", EIO, 0, 1}}, EIO);
         // clang-format on
@@ -202,6 +205,8 @@ private Q_SLOTS:
         QTest::newRow("the folder") << Target::Old << Faults{{"fsync", EIO, 1}} << Result();
         QTest::newRow("a new file") << Target::New << Faults{{"fsync", EIO, 1}} << Result();
         QTest::newRow("two names") << Target::TwoNames << Faults{{"fsync", EIO, 1}} << Result();
+        QTest::newRow("two names, when it is closed")
+            << Target::TwoNames << Faults{{"close", EIO, 1}} << Result();
     }
 
     void tellsThatTheDiskDoesNotConfirm()
@@ -226,14 +231,26 @@ private Q_SLOTS:
         QCOMPARE(replace(path, Target::Old, {{"fsync", EIO}}, options).problem, Problem::None);
         QCOMPARE(contentsOf(path), QByteArray("new"));
 
-        // Without files that have no name, a full disk may be told only now.
-        makeTarget(Target::Old);
-        QCOMPARE(replace(path, Target::Old, {noProc, {"fsync", EIO}}, options).error, EIO);
-        QCOMPARE(contentsOf(path), QByteArray("old contents"));
-
         makeTarget(Target::TwoNames);
         QCOMPARE(replace(path, Target::TwoNames, {{"fsync", EIO}}, options).problem, Problem::None);
         QCOMPARE(contentsOf(m_folder->filePath("b")), QByteArray("new"));
+    }
+
+    void asksADriveThatMayBeFullWithoutFlushing()
+    {
+        Options options;
+        options.flush = false;
+        const QString path = makeTarget(Target::Old);
+        // Without files that have no name, a full disk may be told only now.
+        QCOMPARE(replace(path, Target::Old, {noProc, {"fsync", EIO}}, options).error, EIO);
+        QCOMPARE(contentsOf(path), QByteArray("old contents"));
+        QCOMPARE(replace(path, Target::Old, {{"close", EIO, 0, 1}}, options).error, EIO);
+        QCOMPARE(contentsOf(path), QByteArray("old contents"));
+
+        makeTarget(Target::TwoNames);
+        for (const Fault &fault : {Fault{"fsync", EIO, 1}, Fault{"close", EIO, 1, 1}})
+            QCOMPARE(replace(path, Target::TwoNames, {noProc, fault}, options).problem,
+                     Problem::NotConfirmed);
     }
 
     void writesInPlaceUntilItFails_data()
@@ -694,8 +711,9 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("function");
 
-        for (const char *const function : {"open", "openat", "read", "write", "fstat", "fchmod",
-                                           "fsync", "linkat", "renameat", "clone", "unlink"})
+        for (const char *const function :
+             {"open", "openat", "read", "write", "fstat", "fchmod", "fsync", "close", "linkat",
+              "renameat", "clone", "unlink"})
             QTest::newRow(function) << QByteArray(function);
     }
 
@@ -760,7 +778,7 @@ private Q_SLOTS:
 
         const auto result = FileReplacement::move(
             m_folder->filePath(source).toStdString(),
-            target.isEmpty() ? std::string() : m_folder->filePath(target).toStdString(), true);
+            target.isEmpty() ? std::string() : m_folder->filePath(target).toStdString());
 
         QVERIFY(!result);
         QCOMPARE(entries(), before);
@@ -772,8 +790,7 @@ private:
     {
         const CallFault isApart("rename", EXDEV);
         const CallFaults active(faults);
-        const auto result =
-            FileReplacement::move(source.toStdString(), target.toStdString(), /*flush=*/true);
+        const auto result = FileReplacement::move(source.toStdString(), target.toStdString());
         m_allHappened = active.haveAllHappened();
         return result;
     }

@@ -261,7 +261,8 @@ public:
     /// first, and applies to the whole process.
     ///
     /// Without \p flush the contents are not forced to the disk, which takes most of the time. They
-    /// are then protected from a kill and a full disk, but not from a power failure.
+    /// are then protected from a kill and a full disk, but not from a power failure. move() to
+    /// another file system forces them all the same, because it removes the source.
     ///
     /// Streams of openWrite(), a LogFile, which starts empty and grows with each entry, and
     /// Settings, which are always protected, are not affected.

@@ -64,7 +64,7 @@ void File::move(const Data::String &source, const Data::String &target)
     const std::string to = cleanPath(target).toStdString();
     std::optional<int> error;
     if (SafeFile::isUsed())
-        error = Platform::FileReplacement::move(from, to, SafeFile::isFlushed());
+        error = Platform::FileReplacement::move(from, to);
     if (!error)
         Platform::moveReplacing(from, to);
     else if (Platform::fileFault(*error) == Platform::FileFault::Full)

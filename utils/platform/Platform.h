@@ -36,7 +36,8 @@ int openShared(const std::string &path);
 bool seekFile(std::FILE *file, std::int64_t position);
 
 /// Flushes what was written to the descriptor \p file to the disk. False, with the reason in errno,
-/// when that fails; true on a file system that does not support it.
+/// when that fails, and when closing the file would fail; otherwise true on a file system that does
+/// not support flushing.
 bool flushFile(int file);
 
 /// The kind of a directory entry.
@@ -282,14 +283,14 @@ public:
     /// Moves the file \p source to \p target, or into the folder there, so that the target has all
     /// of its old content or all of the new one at any time, also on another file system. The entry
     /// itself is replaced, even a link; the new file has the owner, permissions, times and
-    /// attributes of the source as far as the user may set them. The source is removed at the end.
+    /// attributes of the source as far as the user may set them. The source is removed at the end,
+    /// on another file system when the disk has confirmed the new file.
     ///
     /// Returns 0, or the error number (errno) of what failed; the source is still there then, and
     /// the target is the old one unless only the source cannot be removed or the disk does not
     /// confirm. std::nullopt, and nothing is done, when the caller has to move in another way: for
     /// what is no regular file, when the entry cannot be renamed, and on Windows.
-    static std::optional<int> move(const std::string &source, const std::string &target,
-                                   bool flush);
+    static std::optional<int> move(const std::string &source, const std::string &target);
 
     enum class Problem
     {

@@ -58,9 +58,19 @@ static auto uninterrupted(const Task &task) -> decltype(task())
     return result;
 }
 
+/// Whether \p file, which stays open, can be closed without an error. Some network drives do not
+/// support flushing, and report only by such an error what they could not store.
+static bool canBeClosed(int file)
+{
+    const int duplicate = fcntl(file, F_DUPFD_CLOEXEC, 0);
+    return duplicate >= 0 && close(duplicate) == 0;
+}
+
 bool flushFile(int file)
 {
-    return uninterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOSYS;
+    const bool isFlushed =
+        uninterrupted([&] { return fsync(file); }) == 0 || errno == EINVAL || errno == ENOSYS;
+    return isFlushed && canBeClosed(file);
 }
 
 static bool flushFolder(int folder)
@@ -152,6 +162,7 @@ struct FileReplacement::State
     bool openTarget(const std::string &path);
     bool create();
     bool keepAttributes();
+    bool isStored(int written, bool flush) const;
     bool finishDirectly(bool flush);
     bool overwrite(bool flush);
     bool renameToNew();
@@ -357,6 +368,14 @@ bool FileReplacement::State::keepAttributes()
     return fchmod(file, wanted) == 0;
 }
 
+/// Whether the system has stored what was written to \p written; with \p flush, on the disk.
+bool FileReplacement::State::isStored(int written, bool flush) const
+{
+    // A file system without files that have no name may report a full disk only when the file is
+    // flushed.
+    return flush || !temporary.empty() ? flushFile(written) : canBeClosed(written);
+}
+
 bool FileReplacement::State::finishDirectly(bool flush)
 {
     // A network drive may report a full disk only when the file is flushed or closed.
@@ -390,7 +409,7 @@ bool FileReplacement::State::overwrite(bool flush)
     if (uninterrupted([&] { return ftruncate(target, size); }) != 0 ||
         (mode && fchmod(target, *mode) != 0))
         return fail(errno);
-    return !flush || flushFile(target) || fail(errno, Problem::NotConfirmed);
+    return isStored(target, flush) || fail(errno, Problem::NotConfirmed);
 }
 
 /// Renames the new content, which has a name, to the target if that does not exist. False, with
@@ -478,8 +497,7 @@ bool FileReplacement::finish(bool flush)
         return state.finishDirectly(flush);
     if (!state.keepAttributes())
         return state.fail(errno);
-    // A file system without files that have no name may report a full disk only now.
-    if ((flush || !state.temporary.empty()) && !flushFile(state.file))
+    if (!state.isStored(state.file, flush))
         return state.fail(errno);
     struct stat status;
     if (!state.canReplace ||
@@ -537,8 +555,7 @@ static bool isSameEntry(const struct stat &a, const struct stat &b)
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-std::optional<int> FileReplacement::move(const std::string &source, const std::string &target,
-                                         bool flush)
+std::optional<int> FileReplacement::move(const std::string &source, const std::string &target)
 {
     struct stat from;
     struct stat to;
@@ -561,8 +578,8 @@ std::optional<int> FileReplacement::move(const std::string &source, const std::s
         [&] { return ::open(source.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC); }));
     if (!content.isOpen() || fstat(content.number(), &from) != 0 || !state.openTarget(path) ||
         !state.create() || !copyContent(content.number(), state.file) ||
-        !copyAllAttributes(content.number(), state.file) || (flush && !flushFile(state.file)) ||
-        !state.replace() || (flush && !flushFolder(state.folder)))
+        !copyAllAttributes(content.number(), state.file) || !flushFile(state.file) ||
+        !state.replace() || !flushFolder(state.folder))
         return state.error != 0 ? state.error : errno;
     // What has come to this path meanwhile is not what was moved.
     const bool isStill = lstat(source.c_str(), &to) == 0 && isSameEntry(from, to);

@@ -323,10 +323,7 @@ bool FileReplacement::finish(bool flush)
     return (state.hasOtherNames ? state.overwrite(flush) : state.replace()) && state.protect();
 }
 
-std::optional<int> FileReplacement::move(const std::string &, const std::string &, bool)
-{
-    return {};
-}
+std::optional<int> FileReplacement::move(const std::string &, const std::string &) { return {}; }
 
 FileReplacement::Problem FileReplacement::problem() const { return m_state->problem; }
 
