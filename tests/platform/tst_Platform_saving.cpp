@@ -589,9 +589,16 @@ private Q_SLOTS:
         QTest::newRow("no attributes in this system") << Faults{{"flistxattr", ENOSYS}} << false;
         QTest::newRow("one cannot be read") << Faults{{"fgetxattr", EIO}} << true;
         QTest::newRow("one is removed") << Faults{{"fgetxattr", ENODATA}} << false;
-        QTest::newRow("the list of rights stays") << Faults{{"fremovexattr", EIO}} << true;
-        QTest::newRow("no list of rights here") << Faults{{"fremovexattr", ENOTSUP}} << false;
-        QTest::newRow("no list in this system") << Faults{{"fremovexattr", ENOSYS}} << false;
+        const Fault isUnknown = {"fgetxattr", EIO, 0, 1};
+        QTest::newRow("it is not known whether there is a list of rights")
+            << Faults{isUnknown} << false;
+        QTest::newRow("a list may stay") << Faults{isUnknown, {"fremovexattr", EIO}} << true;
+        QTest::newRow("no lists here") << Faults{isUnknown, {"fremovexattr", ENOTSUP}} << false;
+        QTest::newRow("no lists in this system")
+            << Faults{isUnknown, {"fremovexattr", ENOSYS}} << false;
+        QTest::newRow("no list") << Faults{{"fgetxattr", ENODATA, 0, 1}} << false;
+        QTest::newRow("no lists") << Faults{{"fgetxattr", ENOTSUP, 0, 1}} << false;
+        QTest::newRow("no call for lists") << Faults{{"fgetxattr", ENOSYS, 0, 1}} << false;
         QTest::newRow("no space is left for one") << Faults{{"fsetxattr", ENOSPC}} << true;
     }
 
@@ -620,6 +627,22 @@ private Q_SLOTS:
         QCOMPARE(entries(), QStringList("a"));
     }
 
+    void replacesAFileOnADriveThatRemovesNoAttributes()
+    {
+        const QString path = makeTarget(Target::Old);
+        const QByteArray name = QFile::encodeName(path);
+        struct stat before = {};
+        QCOMPARE(stat(name, &before), 0);
+        const CallFault fault("fremovexattr", EPERM);
+
+        QCOMPARE(replace(path, Target::Old, {}).problem, Problem::None);
+
+        QCOMPARE(contentsOf(path), QByteArray("new"));
+        struct stat after = {};
+        QCOMPARE(stat(name, &after), 0);
+        QVERIFY(after.st_ino != before.st_ino);
+    }
+
     void keepsALargeAttribute()
     {
         const QString path = makeTarget(Target::Old);
@@ -646,7 +669,7 @@ private Q_SLOTS:
         QTest::newRow("no owner can be set") << Faults{{"fchown", EPERM}};
         QTest::newRow("no time can be set") << Faults{{"futimens", EPERM}};
         QTest::newRow("no attributes here")
-            << Faults{{"fremovexattr", ENOTSUP}, {"flistxattr", ENOTSUP}};
+            << Faults{{"fgetxattr", ENOTSUP}, {"flistxattr", ENOTSUP}};
     }
 
     void movesToAnotherDisk()

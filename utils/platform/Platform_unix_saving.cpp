@@ -299,6 +299,15 @@ bool FileReplacement::State::create()
 
 static const char accessList[] = "system.posix_acl_access";
 
+/// Removes the access control list of \p file. Whether it has none.
+static bool removeList(int file)
+{
+    const auto isMissing = [] { return errno == ENODATA || errno == ENOTSUP || errno == ENOSYS; };
+    // Asked first, because some drives refuse to remove what is not there.
+    return (fgetxattr(file, accessList, nullptr, 0) < 0 && isMissing()) ||
+           fremovexattr(file, accessList) == 0 || isMissing();
+}
+
 /// Copies the attributes that users set and the access control list. A list that a new file has got
 /// from its folder is removed when the old one has none. Whether the new file has what the old one
 /// has; a file system that does not support attributes has none.
@@ -306,8 +315,7 @@ static bool copyExtendedAttributes(int from, int to)
 {
     const std::string prefix = "user.";
     char names[XATTR_LIST_MAX];
-    if (fremovexattr(to, accessList) != 0 && errno != ENODATA && errno != ENOTSUP &&
-        errno != ENOSYS)
+    if (!removeList(to))
         return false;
     const ssize_t size = flistxattr(from, names, sizeof(names));
     if (size < 0)
