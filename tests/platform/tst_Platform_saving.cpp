@@ -730,6 +730,59 @@ private Q_SLOTS:
         QCOMPARE(status.st_mode & 07777, mode_t(0744));
     }
 
+    void movesToADiskWithoutAttributes_data()
+    {
+        QTest::addColumn<bool>("hasList");
+        QTest::addColumn<Faults>("faults");
+        QTest::addColumn<int>("mode");
+
+        const Faults noAttributes = {{"fsetxattr", ENOTSUP}};
+        QTest::newRow("those of users") << false << noAttributes << 0660;
+        QTest::newRow("one cannot be read") << false << Faults{{"fgetxattr", EIO, 1}} << 0660;
+        // The permissions of the group are the most of the list, not those of the group itself.
+        QTest::newRow("a list of rights") << true << noAttributes << 0600;
+        QTest::newRow("a list that may be there") << false << Faults{{"flistxattr", EIO}} << 0600;
+        QTest::newRow("a list of the folder that may stay")
+            << false << Faults{{"fgetxattr", EIO}, {"fremovexattr", EIO}} << 0600;
+    }
+
+    void movesToADiskWithoutAttributes()
+    {
+        QFETCH(bool, hasList);
+        QFETCH(Faults, faults);
+        QFETCH(int, mode);
+        const QString source = makeFile(m_folder->filePath("source"), "new");
+        const QByteArray from = QFile::encodeName(source);
+        QCOMPARE(chmod(from.constData(), 0660), 0);
+        if (setxattr(from, "user.origin", "here", 4, 0) != 0 ||
+            (hasList && setxattr(from, rights, list.constData(), std::size_t(list.size()), 0) != 0))
+            QSKIP("the file system has not all of these attributes");
+        QCOMPARE(chmod(from.constData(), 0660), 0);
+
+        QCOMPARE(moveApart(source, m_folder->filePath("a"), faults), std::optional<int>(0));
+
+        QVERIFY(m_allHappened);
+        struct stat status = {};
+        QCOMPARE(stat(QFile::encodeName(m_folder->filePath("a")), &status), 0);
+        QCOMPARE(int(status.st_mode & 07777), mode);
+    }
+
+    void movesWithTheAttributesThatCanBeSet()
+    {
+        const QString source = makeFile(m_folder->filePath("source"), "new");
+        const QByteArray from = QFile::encodeName(source);
+        if (setxattr(from, "user.a", "1", 1, 0) != 0 || setxattr(from, "user.b", "2", 1, 0) != 0)
+            QSKIP("the file system has no extended attributes");
+
+        QCOMPARE(moveApart(source, m_folder->filePath("a"), {{"fsetxattr", ENOSPC, 0, 1}}),
+                 std::optional<int>(0));
+
+        const QByteArray to = QFile::encodeName(m_folder->filePath("a"));
+        const bool hasFirst = getxattr(to, "user.a", nullptr, 0) == 1;
+        const bool hasSecond = getxattr(to, "user.b", nullptr, 0) == 1;
+        QVERIFY(hasFirst != hasSecond);
+    }
+
     void keepsBothFilesWhenAMoveFails_data()
     {
         QTest::addColumn<QByteArray>("function");

@@ -283,8 +283,8 @@ public:
     /// Moves the file \p source to \p target, or into the folder there, so that the target has all
     /// of its old content or all of the new one at any time, also on another file system. The entry
     /// itself is replaced, even a link; the new file has the owner, permissions, times and
-    /// attributes of the source as far as the user may set them. The source is removed at the end,
-    /// on another file system when the disk has confirmed the new file.
+    /// attributes of the source as far as the user may set them and the file system has them. The
+    /// source is removed at the end, on another file system when the disk confirms the new file.
     ///
     /// Returns 0, or the error number (errno) of what failed; the source is still there then, and
     /// the target is the old one unless only the source cannot be removed or the disk does not

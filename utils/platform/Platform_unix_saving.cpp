@@ -308,22 +308,30 @@ static bool removeList(int file)
            fremovexattr(file, accessList) == 0 || isMissing();
 }
 
+/// What a new file has of the old one.
+struct CopiedAttributes
+{
+    bool hasList; ///< the access control list; none, if the old file has none
+    bool hasAll;  ///< the attributes that users set, too
+};
+
 /// Copies the attributes that users set and the access control list. A list that a new file has got
-/// from its folder is removed when the old one has none. Whether the new file has what the old one
-/// has; a file system that does not support attributes has none.
-static bool copyExtendedAttributes(int from, int to)
+/// from its folder is removed when the old one has none. A file system that does not support
+/// attributes has none.
+static CopiedAttributes copyExtendedAttributes(int from, int to)
 {
     const std::string prefix = "user.";
     char names[XATTR_LIST_MAX];
-    if (!removeList(to))
-        return false;
+    const bool isRemoved = removeList(to);
+    CopiedAttributes copied = {isRemoved, isRemoved};
     const ssize_t size = flistxattr(from, names, sizeof(names));
-    if (size < 0)
-        return errno == ENOTSUP || errno == ENOSYS;
+    if (size < 0 && errno != ENOTSUP && errno != ENOSYS)
+        copied = {false, false};
     for (ssize_t at = 0; at < size;) {
         const std::string attribute = names + at;
         at += static_cast<ssize_t>(attribute.size()) + 1;
-        if (attribute.compare(0, prefix.size(), prefix) != 0 && attribute != accessList)
+        const bool isList = attribute == accessList;
+        if (attribute.compare(0, prefix.size(), prefix) != 0 && !isList)
             continue;
         char value[XATTR_SIZE_MAX];
         const ssize_t length = fgetxattr(from, attribute.c_str(), value, sizeof(value));
@@ -331,9 +339,9 @@ static bool copyExtendedAttributes(int from, int to)
             continue; // it has been removed meanwhile
         if (length < 0 ||
             fsetxattr(to, attribute.c_str(), value, static_cast<std::size_t>(length), 0) != 0)
-            return false;
+            copied = {copied.hasList && !isList, false};
     }
-    return true;
+    return copied;
 }
 
 /// \p permissions without those for a group that others do not have.
@@ -366,7 +374,7 @@ bool FileReplacement::State::keepAttributes()
             wanted = old.st_mode & (permissions | S_ISVTX);
         if (!setOwner(file, status, old))
             wanted = withoutGroup(wanted);
-        canReplace = copyExtendedAttributes(target, file);
+        canReplace = copyExtendedAttributes(target, file).hasAll;
         // A list of rights has changed the permissions, too.
         if (fstat(file, &status) != 0)
             return false;
@@ -517,7 +525,8 @@ bool FileReplacement::finish(bool flush)
 }
 
 /// Gives the new content all that the file \p from has besides its content, as far as the user may
-/// set it, as mv does. False, with errno set, when its permissions would differ.
+/// set it and the file system has it, as mv does. False, with errno set, when its permissions would
+/// differ.
 static bool copyAllAttributes(int from, int to)
 {
     struct stat status;
@@ -528,7 +537,7 @@ static bool copyAllAttributes(int from, int to)
         return false;
     mode_t wanted = status.st_mode & ~mode_t(S_IFMT);
     bool hasRights = setOwner(to, now, status);
-    hasRights = copyExtendedAttributes(from, to) && hasRights;
+    hasRights = copyExtendedAttributes(from, to).hasList && hasRights;
     if (!hasRights)
         wanted = withoutGroup(wanted);
     if (!hasRights || fstat(to, &now) != 0 || now.st_uid != status.st_uid)
