@@ -767,6 +767,115 @@ private Q_SLOTS:
         QCOMPARE(int(status.st_mode & 07777), mode);
     }
 
+    void movesAFileWithItsHoles_data()
+    {
+        QTest::addColumn<QVector<int>>("data"); // where it has some, in pages
+        QTest::addColumn<bool>("isHoleAtEnd");
+        QTest::addColumn<Faults>("faults");
+        QTest::addColumn<bool>("areKept"); // the holes
+
+        const Fault noSharing = {"ioctl", EOPNOTSUPP}; // of the blocks of both files
+        const QVector<int> many = {0, 1, 5, 300, 1023};
+        QVector<int> eachSecond;
+        for (int page = 0; page < 1024; page += 2)
+            eachSecond.append(page);
+        QTest::newRow("no data") << QVector<int>() << true << Faults{noSharing} << true;
+        QTest::newRow("data at the start") << QVector<int>{0} << true << Faults{noSharing} << true;
+        QTest::newRow("data at the end")
+            << QVector<int>{1023} << false << Faults{noSharing} << true;
+        QTest::newRow("more data, and a hole") << many << true << Faults{noSharing} << true;
+        QTest::newRow("more data") << many << false << Faults{noSharing} << true;
+        QTest::newRow("each second page") << eachSecond << true << Faults{noSharing} << true;
+        QTest::newRow("holes are not told")
+            << many << true << Faults{noSharing, {"lseek", EINVAL}} << false;
+        for (int i = 0; i < 9; ++i)
+            QTest::addRow("call %d for holes fails", i)
+                << many << true << Faults{noSharing, {"lseek", EIO, i, 1}} << false;
+    }
+
+    void movesAFileWithItsHoles()
+    {
+        QFETCH(QVector<int>, data);
+        QFETCH(bool, isHoleAtEnd);
+        QFETCH(Faults, faults);
+        QFETCH(bool, areKept);
+        const int page = 4096;
+        const int size = 1024 * page + (isHoleAtEnd ? 100 : 0);
+        const QString source = makeFile(m_folder->filePath("source"), "");
+        QFile file(source);
+        QVERIFY(file.open(QIODevice::ReadWrite) && file.resize(size));
+        for (const int at : data) {
+            QVERIFY(file.seek(at * page));
+            QCOMPARE(file.write(QByteArray(page, char('a' + at % 26))), qint64(page));
+        }
+        file.close();
+        const QByteArray contents = contentsOf(source);
+        QCOMPARE(contents.size(), size);
+        const auto blocks = [](const QString &path) {
+            struct stat status = {};
+            return stat(QFile::encodeName(path), &status) == 0 ? status.st_blocks : -1;
+        };
+        const auto blocksBefore = blocks(source);
+        if (blocksBefore >= size / 512)
+            QSKIP("the file system has no holes");
+        const QString target = makeFile(m_folder->filePath("a"), "old");
+
+        QCOMPARE(moveApart(source, target, faults), std::optional<int>(0));
+
+        QVERIFY(m_allHappened);
+        QVERIFY(contentsOf(target) == contents);
+        // The file system may need some blocks to tell where the data are.
+        QVERIFY(!areKept || blocks(target) < blocksBefore + size / 512 / 4);
+        QCOMPARE(entries(), QStringList("a"));
+    }
+
+    void movesAFileThatGrows()
+    {
+        const QString source = makeFile(m_folder->filePath("source"), "new");
+        QVERIFY(QFile::resize(source, 1 << 20));
+        const QByteArray contents = contentsOf(source) + "more";
+        const CallFault noSharing("ioctl", EOPNOTSUPP);
+        const CallFault other(
+            "pread",
+            [&] {
+                QFile file(source);
+                file.open(QIODevice::Append);
+                file.write("more");
+            },
+            1);
+
+        QCOMPARE(moveApart(source, m_folder->filePath("a"), {}), std::optional<int>(0));
+
+        QCOMPARE(other.count(), 1);
+        QVERIFY(contentsOf(m_folder->filePath("a")) == contents);
+    }
+
+    void readsNothingToMoveWhereBlocksAreShared()
+    {
+        const QString source = makeFile(m_folder->filePath("source"), "new");
+        const CallFault sharing("ioctl", 0);
+        const CallFault reading("pread", EIO);
+
+        QCOMPARE(moveApart(source, m_folder->filePath("a"), {}), std::optional<int>(0));
+
+        QCOMPARE(sharing.count(), 1);
+        QCOMPARE(reading.count(), 0);
+    }
+
+    void keepsBothFilesWhereHolesCannotBeLeft()
+    {
+        const QString source = makeFile(m_folder->filePath("source"), "new");
+        QVERIFY(QFile::resize(source, 1 << 20));
+        makeFile(m_folder->filePath("a"), "old");
+
+        QCOMPARE(moveApart(source, m_folder->filePath("a"),
+                           {{"ioctl", EOPNOTSUPP}, {"ftruncate", EFBIG}}),
+                 std::optional<int>(EFBIG));
+
+        QCOMPARE(contentsOf(m_folder->filePath("a")), QByteArray("old"));
+        QCOMPARE(QFileInfo(source).size(), qint64(1 << 20));
+    }
+
     void movesWithTheAttributesThatCanBeSet()
     {
         const QString source = makeFile(m_folder->filePath("source"), "new");
@@ -788,7 +897,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("function");
 
         for (const char *const function :
-             {"open", "openat", "read", "write", "fstat", "fchmod", "fsync", "close", "linkat",
+             {"open", "openat", "pread", "pwrite", "fstat", "fchmod", "fsync", "close", "linkat",
               "renameat", "clone", "unlink"})
             QTest::newRow(function) << QByteArray(function);
     }

@@ -3,6 +3,7 @@
 #include "utils/platform/Platform_unix_files_p.h"
 #include "utils/platform/Platform_unix_p.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -11,7 +12,9 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -402,6 +405,23 @@ bool FileReplacement::State::finishDirectly(bool flush)
     return close(written) == 0 || fail(errno);
 }
 
+static const std::size_t blockSize = 65536;
+
+/// Copies up to \p size bytes at \p at, at most a block. Returns how many; 0 at the end of \p from,
+/// and -1, with errno set, when that fails.
+static ssize_t copyBlock(int from, int to, off_t at, std::size_t size)
+{
+    char block[blockSize];
+    const ssize_t count = uninterrupted([&] { return pread(from, block, size, at); });
+    if (count <= 0)
+        return count;
+    const ssize_t written =
+        uninterrupted([&] { return pwrite(to, block, static_cast<std::size_t>(count), at); });
+    if (written == 0)
+        errno = EIO;
+    return written == 0 ? -1 : written;
+}
+
 /// Copies the new content into the old file.
 bool FileReplacement::State::overwrite(bool flush)
 {
@@ -412,15 +432,11 @@ bool FileReplacement::State::overwrite(bool flush)
     const auto reserve = [&] { return fallocate(target, FALLOC_FL_KEEP_SIZE, 0, size); };
     if (size > 0 && uninterrupted(reserve) != 0 && errno != EOPNOTSUPP && errno != ENOSYS)
         return fail(errno);
-    char block[65536];
     for (off_t at = 0; at < size;) {
-        const ssize_t count = uninterrupted([&] { return pread(file, block, sizeof(block), at); });
-        const ssize_t written = count <= 0 ? count : uninterrupted([&] {
-            return pwrite(target, block, static_cast<std::size_t>(count), at);
-        });
-        if (written <= 0)
-            return fail(written < 0 ? errno : EIO);
-        at += written;
+        const ssize_t copied = copyBlock(file, target, at, blockSize);
+        if (copied <= 0)
+            return fail(copied < 0 ? errno : EIO);
+        at += copied;
     }
     if (uninterrupted([&] { return ftruncate(target, size); }) != 0 ||
         (mode && fchmod(target, *mode) != 0))
@@ -547,23 +563,40 @@ static bool copyAllAttributes(int from, int to)
     return fchmod(to, wanted) == 0;
 }
 
-/// Writes the content of \p from to \p to. False, with errno set, when that fails.
+/// Moves \p at beyond a hole in \p file, if one is there. Returns the number of bytes up to the
+/// next one, at most \p most.
+static std::size_t skipHole(int file, off_t &at, std::size_t most)
+{
+    const off_t end = lseek(file, 0, SEEK_END); // asked first, because the file may grow meanwhile
+    const off_t data = lseek(file, at, SEEK_DATA);
+    const bool isHoleToEnd = data < 0 && errno == ENXIO;
+    at = std::max(at, isHoleToEnd ? end : data);
+    const off_t hole = lseek(file, at, SEEK_HOLE);
+    if (hole <= at)
+        return most;
+    return static_cast<std::size_t>(std::min(hole - at, static_cast<off_t>(most)));
+}
+
+/// Writes the content of \p from to \p to, which is empty, and leaves its holes. False, with errno
+/// set, when that fails.
 static bool copyContent(int from, int to)
 {
-    char block[65536];
+    struct stat status;
+    if (fstat(from, &status) != 0)
+        return false;
+    // A file system that can share the blocks of files copies none of them.
+    if (status.st_size > 0 && ioctl(to, FICLONE, from) == 0)
+        return true;
+    const bool hasHoles = status.st_blocks < status.st_size / 512;
+    off_t at = 0;
     for (;;) {
-        const ssize_t size = uninterrupted([&] { return read(from, block, sizeof(block)); });
-        if (size <= 0)
-            return size == 0;
-        for (ssize_t at = 0; at < size;) {
-            const ssize_t written = uninterrupted(
-                [&] { return write(to, block + at, static_cast<std::size_t>(size - at)); });
-            if (written == 0)
-                errno = EIO;
-            if (written <= 0)
-                return false;
-            at += written;
-        }
+        const std::size_t size = hasHoles ? skipHole(from, at, blockSize) : blockSize;
+        const ssize_t copied = copyBlock(from, to, at, size);
+        if (copied < 0)
+            return false;
+        if (copied == 0) // there may be a hole before the end
+            return !hasHoles || uninterrupted([&] { return ftruncate(to, at); }) == 0;
+        at += copied;
     }
 }
 
