@@ -1,3 +1,4 @@
+#include "utils/files/File.h"
 #include "utils/tagfile/TagFile.h"
 
 #include "tests/csv/FailingMemory.h"
@@ -7,6 +8,7 @@
 #include "tests/support/ReadFault.h"
 #include "tests/tagfile/Tags.h"
 
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTextStream>
 #include <QtTest>
@@ -429,6 +431,50 @@ private Q_SLOTS:
             }
         }
         QVERIFY(failures > 3);
+    }
+
+    void replacesAFileSafelyOrTellsWhereTheMemoryEnds_data() { addModes(); }
+
+    void replacesAFileSafelyOrTellsWhereTheMemoryEnds()
+    {
+        using Utils::File;
+        QFETCH(int, mode);
+        File::setSafeWriting(true);
+        const auto unsafe = qScopeGuard([] { File::setSafeWriting(false); });
+        const QTemporaryDir folder;
+        const Data::String file = folder.filePath("safe");
+        const Data::String name = "name";
+        const Data::String empty = "";
+        Data::String error;
+        TagFile tags;
+        const int filesBefore = openFiles();
+
+        int failures = 0;
+        for (int n = 0;; ++n) {
+            makeFile(file, "old");
+            QVERIFY(tags.open(file, error));
+            tags.writeTag(name, empty, false);
+            FailingMemory memory(n, static_cast<FailingMemory::Mode>(mode));
+            try {
+                tags.close();
+            } catch (...) {
+                memory.end();
+                QFAIL(qPrintable(QString("throws at %1").arg(n)));
+            }
+            memory.end();
+
+            const bool isReplaced = File::lastError().isEmpty();
+            QCOMPARE(contentsOf(file), QByteArray(isReplaced ? "*name\n" : "old"));
+            QVERIFY(isReplaced || File::lastError() == ".Kelm.Utils.err.memory");
+            QCOMPARE(openFiles(), filesBefore);
+            QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+            failures += !isReplaced;
+            if (!memory.hasFailed()) {
+                QVERIFY(isReplaced);
+                break;
+            }
+        }
+        QVERIFY(failures > 0);
     }
 
     void givesAllTextOrNoneWhereTheMemoryEnds()

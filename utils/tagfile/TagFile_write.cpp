@@ -61,15 +61,15 @@ void TagFile::close()
     if (!d->stream)
         return;
     const LastError operation;
-    try {
-        d->stream->flush();
-    } catch (const std::bad_alloc &) {
-        d->stream->setStatus(QTextStream::WriteFailed); // or its destructor would throw
-        d->hasNoMemory = true;
-    }
     if (d->hasNoMemory)
         LastError::set(".err.memory");
-    finishOutput(*d->file, d->stream->status() == QTextStream::Ok);
+    try {
+        d->stream->flush();
+        finishOutput(*d->file, d->stream->status() == QTextStream::Ok);
+    } catch (const std::bad_alloc &) {
+        d->stream->setStatus(QTextStream::WriteFailed); // or its destructor would throw
+        LastError::set(".err.memory");
+    }
     delete d->stream;
     delete d->file;
     d->stream = nullptr;
