@@ -1,5 +1,6 @@
 // Files where calls of the system fail.
 
+#include "utils/feedback/Progress.h"
 #include "utils/files/File.h"
 #include "utils/files/FileReader.h"
 
@@ -125,6 +126,29 @@ private Q_SLOTS:
                      after == "cannot be opened" ? 1 : 2);
         }
         QVERIFY(!hasFailed);
+    }
+
+    void copiesInChunksWithFewWritesOrTellsWhyNot()
+    {
+        const QByteArray contents(3 << 20, 'x'); // 768 chunks
+        const QString source = makeFile(path("source"), contents);
+        const Utils::Progress popup(10, "", false, false, /*popup=*/true);
+        {
+            const CallFault fault("write", ENOSPC, 48);
+            QVERIFY(File::copy(source, path("whole")));
+            QCOMPARE(fault.count(), 0);
+        }
+        QVERIFY(contentsOf(path("whole")) == contents);
+        bool isCopied = true;
+        {
+            const CallFault fault("write", ENOSPC, 47);
+            const CallFault noOtherWay("sendfile", ENOSPC);
+            isCopied = File::copy(source, path("target"));
+        }
+
+        QVERIFY(!isCopied);
+        QCOMPARE(File::lastError(), String(".Kelm.Utils.err.diskfull"));
+        QVERIFY(!QFile::exists(path("target")));
     }
 
     void movesNothingToADriveThatIsFullAtTheEnd_data()

@@ -108,6 +108,7 @@ static bool copyAtOnce(const Data::String &source, const Data::String &target)
 // A larger file is copied in chunks when a progress is shown.
 static const qint64 largestAtOnce = 2049 * 1024 - 1;
 static const int chunkSize = 4096;
+static const int chunksAtOnce = 16; // that are read and written by one call
 
 static bool isCopiedInChunks(qint64 size)
 {
@@ -136,14 +137,17 @@ static bool copyInChunks(const Data::String &source, const Data::String &target,
     if (!to.open(QIODevice::WriteOnly))
         return false;
 
-    char chunk[chunkSize];
+    char chunks[chunksAtOnce * chunkSize];
     qint64 copied = 0;
     while (!from.atEnd()) {
-        const qint64 length = from.read(chunk, sizeof(chunk));
-        if (length < 1 || to.write(chunk, length) != length)
+        const qint64 length = from.read(chunks, sizeof(chunks));
+        if (length < 1)
             break;
+        if (to.write(chunks, length) != length)
+            return to.storeReason();
         copied += length;
-        progress.tick(); // result ignored: a copy that has begun is completed
+        for (qint64 at = 0; at < length; at += chunkSize)
+            progress.tick(); // result ignored: a copy that has begun is completed
     }
     if (copied != size)
         return LastError::setFor(".err.copy", source, target);
@@ -171,7 +175,7 @@ static bool copySafely(const Data::String &source, const Data::String &target, b
         to.requireNewTarget();
     if (!to.copyPermissions(source) || !to.open(QIODevice::WriteOnly))
         return false;
-    char chunks[16 * chunkSize];
+    char chunks[chunksAtOnce * chunkSize];
     qint64 length;
     while ((length = from.read(chunks, sizeof(chunks))) > 0) {
         if (to.write(chunks, length) != length)
