@@ -62,11 +62,12 @@ static auto uninterrupted(const Task &task) -> decltype(task())
 }
 
 /// Whether \p file, which stays open, can be closed without an error. Some network drives do not
-/// support flushing, and report only by such an error what they could not store.
+/// support flushing, and report only by such an error what they could not store. True, too, when
+/// no descriptor is left to try it: on other drives there is no such error.
 static bool canBeClosed(int file)
 {
     const int duplicate = fcntl(file, F_DUPFD_CLOEXEC, 0);
-    return duplicate >= 0 && close(duplicate) == 0;
+    return duplicate < 0 || close(duplicate) == 0;
 }
 
 bool flushFile(int file)
