@@ -1,9 +1,12 @@
 #include "utils/process/ProcessOutput_p.h"
 
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/Print.h"
+#include "tests/support/Windows.h"
 
 #include <QtTest>
 
+#include <new>
 #include <random>
 
 using Utils::ProcessOutput;
@@ -208,7 +211,7 @@ private Q_SLOTS:
 
         for (int size = 1; size <= bytes.size(); ++size) {
             ProcessOutput output;
-            output.setEncoding(Utils::Encoding(encoding));
+            output.begin(Utils::Encoding(encoding));
             Data::String pieces;
             for (int i = 0; i < bytes.size(); i += size)
                 pieces = pieces + output.append(bytes.mid(i, size), true);
@@ -240,6 +243,51 @@ private Q_SLOTS:
         output.append("\x97\xa5", true);
 
         QCOMPARE(output.text(), Data::String("b\u65e5"));
+    }
+
+    void beginsAnewWhereMemoryEnds_data()
+    {
+        QTest::addColumn<QString>("encoding");
+        QTest::addColumn<QByteArray>("bytes");
+
+        QTest::newRow("UTF-8") << "UTF-8" << QByteArray("a\xe6");
+        QTest::newRow("UTF-8 with a wrong byte") << "UTF-8" << QByteArray("\xff\xc3");
+        QTest::newRow("UTF-16LE") << "UTF-16LE" << QByteArray("a\0b\0", 4);
+        QTest::newRow("Shift_JIS") << "Shift_JIS" << QByteArray("a\x93");
+    }
+
+    void beginsAnewWhereMemoryEnds()
+    {
+        SKIP_ON_WINDOWS("no memory can be made to fail there");
+        QFETCH(QString, encoding);
+        QFETCH(QByteArray, bytes);
+        const Utils::Encoding before(encoding);
+        const Utils::Encoding utf8("UTF-8");
+        bool isOut = true;
+        for (int n = 0; isOut; ++n) {
+            ProcessOutput ended;
+            ended.begin(before);
+            ended.append(bytes, true);
+            FailingMemory memory(n, FailingMemory::Once);
+            try {
+                ended.end(true);
+            } catch (const std::bad_alloc &) {
+            }
+            isOut = memory.hasFailed();
+            memory.end();
+            ended.clear();
+            QVERIFY(ended.end(true).isEmpty());
+            ended.begin(utf8);
+            QCOMPARE(ended.append("\xef\xbb\xbf\xc3\xa4", true), Data::String("\u00e4"));
+            QCOMPARE(ended.text(), Data::String("\u00e4"));
+        }
+
+        ProcessOutput dropped; // without an end
+        dropped.begin(before);
+        dropped.append(bytes, true);
+        dropped.clear();
+        dropped.begin(utf8);
+        QCOMPARE(dropped.append("\xef\xbb\xbf\xc3\xa4", true), Data::String("\u00e4"));
     }
 
     void searchesTheRecentTextFromItsStartAgainWhenItIsEmptied()

@@ -22,8 +22,8 @@ static const QLatin1Char blank(' ');
 void ProcessPrivate::prepareStart()
 {
     errorOutput.clear();
-    output.setEncoding(encoding);
-    errorOutput.setEncoding(encoding);
+    output.begin(encoding);
+    errorOutput.begin(encoding);
     lines.clear();
     isOutputLost = false;
     if (isChannelModeSet)

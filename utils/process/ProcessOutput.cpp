@@ -22,7 +22,13 @@ void ProcessOutput::clear()
     takeRecent();
 }
 
-void ProcessOutput::setEncoding(const Encoding &encoding) { m_encoding = encoding.unlessUtf8(); }
+void ProcessOutput::begin(const Encoding &encoding)
+{
+    m_encoding = encoding.unlessUtf8();
+    m_isBegun = false;
+    m_rest = QByteArray();
+    m_decoder.reset();
+}
 
 Data::String ProcessOutput::append(const QByteArray &bytes, bool keep)
 {
@@ -40,10 +46,11 @@ static bool isWithinCharacter(QTextDecoder &decoder)
 
 Data::String ProcessOutput::end(bool keep)
 {
-    const bool isCutOff = m_decoder ? isWithinCharacter(*m_decoder) : !m_rest.isEmpty();
+    // Taken first: the next output begins anew even without memory for the end of this one.
+    const std::unique_ptr<QTextDecoder> decoder = std::move(m_decoder);
+    const QByteArray rest = std::exchange(m_rest, QByteArray());
     m_isBegun = false;
-    m_rest = QByteArray();
-    m_decoder.reset();
+    const bool isCutOff = decoder ? isWithinCharacter(*decoder) : !rest.isEmpty();
     if (!isCutOff)
         return {};
     QString piece(QChar::ReplacementCharacter);

@@ -22,8 +22,9 @@ public:
     /// Clears both texts.
     void clear();
 
-    /// Sets the encoding of an output that has not begun. An invalid one stands for UTF-8.
-    void setEncoding(const Encoding &encoding);
+    /// Begins a new output in \p encoding; an invalid one stands for UTF-8. An incomplete character
+    /// of the output before is dropped.
+    void begin(const Encoding &encoding);
 
     /// Appends a piece to both texts or, when \p keep is false, to the recent text only, of which
     /// then only the last line is kept. Returns the text of the piece; a character that is still
