@@ -7,8 +7,10 @@
 #include "tests/support/OwnNamespace.h"
 #include "tests/support/Print.h"
 #include "tests/support/ReadFault.h"
-#include "utils/files/File.h"
+#include "utils/files/LogFile.h"
 
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include <cerrno>
@@ -151,7 +153,7 @@ private Q_SLOTS:
         QVERIFY(stopped > 0);
     }
 
-    void losesOnlyTheOutputForWhichThereIsNoMemory_data()
+    void losesOutputForWhichThereIsNoMemory_data()
     {
         QTest::addColumn<bool>("isError");
         QTest::addColumn<int>("way"); // to its end
@@ -164,7 +166,7 @@ private Q_SLOTS:
         }
     }
 
-    void losesOnlyTheOutputForWhichThereIsNoMemory()
+    void losesOutputForWhichThereIsNoMemory()
     {
         QFETCH(bool, isError);
         QFETCH(int, way);
@@ -198,6 +200,81 @@ private Q_SLOTS:
         QVERIFY(end());
         QCOMPARE(output().size(), size);
         QVERIFY(process.errorMessage() != Data::String(qt_error_string(ENOMEM)));
+    }
+
+    void losesAllOutputAfterALoss_data()
+    {
+        QTest::addColumn<bool>("isError");
+        QTest::addColumn<bool>("keepsOutput");
+        QTest::addColumn<QString>("script");
+
+        // The second one has a line that is too long.
+        const QString numbers = "seq 10000000 10700000";
+        const QString longLine = "seq 10000000 10020000; head -c 4000000 /dev/zero | tr '\\0' 1; "
+                                 "echo; seq 10020001 10040000";
+        QTest::newRow("standard output") << false << true << numbers;
+        QTest::newRow("standard error") << true << true << numbers;
+        QTest::newRow("standard output, of which the last line is kept")
+            << false << false << longLine;
+        QTest::newRow("standard error, of which the last line is kept")
+            << true << false << longLine;
+    }
+
+    void losesAllOutputAfterALoss()
+    {
+        QFETCH(bool, isError);
+        QFETCH(bool, keepsOutput);
+        QFETCH(QString, script);
+        Process plain("/bin/sh", {"-c", script});
+        QCOMPARE(plain.run(), Process::RunFinished);
+        const QByteArray whole = plain.output().toUtf8();
+        const QString late = isError ? "; echo late" : "; echo late >&2";
+        Process process("/bin/sh", {"-c", isError ? '(' + script + ") >&2" + late : script + late});
+        process.setSeparateErrorOutput(true);
+        const QTemporaryDir folder;
+        Utils::LogFile log(folder.filePath("log"), /*removeIfEmpty=*/false);
+        process.setLogFile(&log, keepsOutput);
+        int lines = 0;
+        bool isInOrder = true;
+        process.onLine([&](const Data::String &line, Process::Channel) {
+            isInOrder = isInOrder && line.toInt() == 10000000 + lines;
+            ++lines;
+        });
+        const auto logged = [&] { return File::readRaw(log.path()); };
+
+        // Until the first failure only: the end of the output fits into the memory again.
+        FailingMemory memory(1 << 20, FailingMemory::Larger);
+        const auto end = [&] {
+            if (memory.hasFailed())
+                memory.end();
+        };
+        auto *const object = qobject_cast<QProcess *>(process.object());
+        QObject::connect(object, &QProcess::readyReadStandardOutput, object, end);
+        QObject::connect(object, &QProcess::readyReadStandardError, object, end);
+        const Process::RunResult result = process.run();
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QCOMPARE(result, Process::RunFinished);
+        QVERIFY(process.normalExit());
+        QCOMPARE(File::lastError(), Data::String(".Kelm.Utils.err.memory"));
+        const QByteArray lost = (isError ? process.errorOutput() : process.output()).toUtf8();
+        QVERIFY(keepsOutput ? lost.size() > 100'000 && whole.startsWith(lost) : lost.isEmpty());
+        QVERIFY(logged().size() > 100'000 && logged().size() < whole.size());
+        QVERIFY(whole.startsWith(logged()));
+        QCOMPARE(isError ? process.output() : process.errorOutput(), Data::String());
+        QVERIFY2(isInOrder, qPrintable(QString::number(lines)));
+        QVERIFY(lines > 10'000);
+        QVERIFY(process.recentOutput().size() < whole.size());
+        object->setReadChannel(isError ? QProcess::StandardError : QProcess::StandardOutput);
+        QCOMPARE(object->bytesAvailable(), qint64(0)); // it is not kept elsewhere
+        object->setReadChannel(QProcess::StandardOutput);
+
+        process.onLine(nullptr);
+        process.setLogFile(nullptr, /*keepOutput=*/true);
+        QCOMPARE(process.run(), Process::RunFinished);
+        QCOMPARE((isError ? process.errorOutput() : process.output()).toUtf8(), whole);
+        QCOMPARE(isError ? process.output() : process.errorOutput(), Data::String("late\n"));
     }
 
     void stopsAProgramAfterAStopThatLackedMemory()

@@ -37,6 +37,14 @@ void ProcessPrivate::log(const Data::String &text)
         logFile->append(text, /*newLine=*/false);
 }
 
+void ProcessPrivate::dropBytes(QProcess::ProcessChannel channel)
+{
+    const QProcess::ProcessChannel before = process.readChannel();
+    process.setReadChannel(channel);
+    process.skip(process.bytesAvailable());
+    process.setReadChannel(before);
+}
+
 static const char *finishedSignal() { return SIGNAL(finished(int, QProcess::ExitStatus)); }
 
 Process::Process(const Data::String &command, const QStringList &arguments)
@@ -245,6 +253,8 @@ void Process::appendOutput()
         const QByteArray bytes = d->process.readAllStandardOutput();
         d->add(d->output.append(bytes, d->keepOutput), StandardOutput);
     });
+    if (d->isOutputLost)
+        d->dropBytes(QProcess::StandardOutput);
 }
 
 void Process::endOutput()

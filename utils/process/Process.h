@@ -200,9 +200,12 @@ public:
     qint64 getPID() const;
 
     /// All output since the last start. Neither this text nor that of recentOutput() has more than
-    /// 1,000,000,000 code units; further output is lost. So is output for which there is not enough
-    /// memory; errorMessage() then is the text of the system for that until the next start, and
-    /// run() stores a reason.
+    /// 1,000,000,000 code units; further output is lost.
+    ///
+    /// Output for which there is not enough memory is lost, too, and so is all output after it
+    /// until the next start, standard error included. So each text, the log file and the lines of
+    /// onLine() are the start of the whole, without a gap; a line that is not complete by then is
+    /// left out. errorMessage() is then the text of the system for that, and run() stores a reason.
     Data::String output() const;
 
     /// The output since the last call of this function.

@@ -26,7 +26,6 @@ void ProcessPrivate::add(const Data::String &text, Process::Channel channel)
     log(text);
     if (!lineFunction)
         return;
-    lines.append(text, channel);
     // Not called at once: Qt accesses the process after its signal, and the function may delete it.
     if (!isScheduled) {
         const auto deliver = [this] {
@@ -36,6 +35,7 @@ void ProcessPrivate::add(const Data::String &text, Process::Channel channel)
         QMetaObject::invokeMethod(&process, deliver, Qt::QueuedConnection);
         isScheduled = true;
     }
+    lines.append(text, channel); // those before one without memory are delivered, too
 }
 
 static void call(const Process::LineFunction &function, const ProcessLines::Line &line)
@@ -167,6 +167,8 @@ void Process::appendErrorOutput()
         const QByteArray bytes = d->process.readAllStandardError();
         d->add(d->errorOutput.append(bytes, d->keepOutput), StandardError);
     });
+    if (d->isOutputLost)
+        d->dropBytes(QProcess::StandardError);
 }
 
 } // namespace Utils

@@ -27,17 +27,24 @@ public:
     /// Handles \p text, which has arrived from \p channel.
     void add(const Data::String &text, Process::Channel channel);
 
-    /// Calls \p handle, which handles output that has arrived. Output is lost when there is no
-    /// memory for it: the exception would pass through Qt, which then ends the process.
+    /// Calls \p handle, which handles output that has arrived. When there is no memory for it, this
+    /// output is lost: the exception would pass through Qt, which then ends the process. All later
+    /// output is lost as well, the end of an incomplete line included, so that texts, log and lines
+    /// are the start of the whole, without a gap.
     template <typename Function>
     void receive(const Function &handle)
     {
+        if (isOutputLost)
+            return;
         try {
             handle();
         } catch (const std::bad_alloc &) {
             isOutputLost = true;
         }
     }
+
+    /// Removes the bytes that have arrived from \p channel. This needs no memory.
+    void dropBytes(QProcess::ProcessChannel channel);
 
     /// Calls the line function for all lines, unless it is running. It may delete this object.
     void deliverLines();
