@@ -198,6 +198,17 @@ private Q_SLOTS:
         row("UTF-16LE", QByteArray("a\0b", 3), "a\ufffd");
         row("437", "\xc4\x84", "\u2500\u00e4");
         row("cp852", "\x9f", "\u010d");
+        row("UTF-16LE", QByteArray("\x3d\xd8\0\xdez\0", 6), "\U0001f600z");
+        row("UTF-16LE", QByteArray("a\0\x3d\xd8", 4), "a\ufffd");
+        row("UTF-16LE", QByteArray("a\0\x3d\xd8\0", 5), "a\ufffd");
+        row("UTF-16BE", QByteArray("\0a\xd8\x3d", 4), "a\ufffd");
+        row("UTF-16LE", QByteArray("\x3d\xd8z\0", 4), "\ufffdz");
+        row("UTF-16LE", QByteArray("\0\xdez\0", 4), "\ufffdz");
+        row("UTF-16LE", QByteArray("\x3d\xd8\x3d\xd8\0\xde", 6), "\ufffd\U0001f600");
+        row("UTF-7", "+2D3eAA-z", "\U0001f600z");
+        row("UTF-7", "x+2D3", "x\ufffd");
+        row("UTF-7", "+MEJv", "\u3042\ufffd");
+        row("CESU-8", "\xed\xa0\xbd\xed\xb8\x80", "\U0001f600");
         row("UTF-8", "\xef\xbb\xbf\xc3\xa4\xff", "\u00e4\ufffd");
         row("no such", "\xc3\xa4", "\u00e4"); // UTF-8
         // clang-format on
@@ -213,8 +224,11 @@ private Q_SLOTS:
             ProcessOutput output;
             output.begin(Utils::Encoding(encoding));
             Data::String pieces;
-            for (int i = 0; i < bytes.size(); i += size)
-                pieces = pieces + output.append(bytes.mid(i, size), true);
+            for (int i = 0; i < bytes.size(); i += size) {
+                const Data::String piece = output.append(bytes.mid(i, size), true);
+                QVERIFY(piece.isValidUtf16()); // as it is written to a log
+                pieces = pieces + piece;
+            }
             pieces = pieces + output.end(true);
             QCOMPARE(pieces, text);
             QCOMPARE(output.text(), text);
@@ -253,6 +267,7 @@ private Q_SLOTS:
         QTest::newRow("UTF-8") << "UTF-8" << QByteArray("a\xe6");
         QTest::newRow("UTF-8 with a wrong byte") << "UTF-8" << QByteArray("\xff\xc3");
         QTest::newRow("UTF-16LE") << "UTF-16LE" << QByteArray("a\0b\0", 4);
+        QTest::newRow("half a pair") << "UTF-16LE" << QByteArray("a\0\x3d\xd8", 4);
         QTest::newRow("Shift_JIS") << "Shift_JIS" << QByteArray("a\x93");
     }
 
@@ -277,6 +292,9 @@ private Q_SLOTS:
             memory.end();
             ended.clear();
             QVERIFY(ended.end(true).isEmpty());
+            ended.begin(Utils::Encoding("UTF-16LE"));
+            QCOMPARE(ended.append(QByteArray("z\0", 2), true), Data::String("z"));
+            ended.clear();
             ended.begin(utf8);
             QCOMPARE(ended.append("\xef\xbb\xbf\xc3\xa4", true), Data::String("\u00e4"));
             QCOMPARE(ended.text(), Data::String("\u00e4"));
@@ -285,6 +303,9 @@ private Q_SLOTS:
         ProcessOutput dropped; // without an end
         dropped.begin(before);
         dropped.append(bytes, true);
+        dropped.clear();
+        dropped.begin(Utils::Encoding("UTF-16LE"));
+        QCOMPARE(dropped.append(QByteArray("z\0", 2), true), Data::String("z"));
         dropped.clear();
         dropped.begin(utf8);
         QCOMPARE(dropped.append("\xef\xbb\xbf\xc3\xa4", true), Data::String("\u00e4"));

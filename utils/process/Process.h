@@ -29,7 +29,8 @@ class ProcessPrivate;
 ///
 /// The output is read while an event loop runs and during calls that wait. It is decoded as UTF-8,
 /// unless setEncoding() is set, even when a character arrives in several pieces. Invalid bytes
-/// become U+FFFD, and a byte order mark at the start is removed.
+/// become U+FFFD, and so does an incomplete character at the end. A byte order mark at the start is
+/// removed.
 ///
 /// An object can run several programs, one after the other. In any kill mode, the destructor kills
 /// a program that is still running, but not the processes that this program has started, and waits

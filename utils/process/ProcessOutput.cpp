@@ -28,6 +28,7 @@ void ProcessOutput::begin(const Encoding &encoding)
     m_isBegun = false;
     m_rest = QByteArray();
     m_decoder.reset();
+    m_half = QChar();
 }
 
 Data::String ProcessOutput::append(const QByteArray &bytes, bool keep)
@@ -49,8 +50,9 @@ Data::String ProcessOutput::end(bool keep)
     // Taken first: the next output begins anew even without memory for the end of this one.
     const std::unique_ptr<QTextDecoder> decoder = std::move(m_decoder);
     const QByteArray rest = std::exchange(m_rest, QByteArray());
+    const bool isHalf = !std::exchange(m_half, QChar()).isNull();
     m_isBegun = false;
-    const bool isCutOff = decoder ? isWithinCharacter(*decoder) : !rest.isEmpty();
+    const bool isCutOff = decoder ? isHalf || isWithinCharacter(*decoder) : !rest.isEmpty();
     if (!isCutOff)
         return {};
     QString piece(QChar::ReplacementCharacter);
@@ -76,7 +78,7 @@ QString ProcessOutput::decode(const QByteArray &bytes)
         m_decoder.reset(codec->makeDecoder());
     }
     if (m_decoder)
-        return m_decoder->toUnicode(bytes);
+        return inPairs(m_decoder->toUnicode(bytes));
 
     const QByteArray all = m_rest + bytes;
     QString piece(all.size(), Qt::Uninitialized);
@@ -96,6 +98,25 @@ QString ProcessOutput::decode(const QByteArray &bytes)
         piece.remove(0, 1);
     m_isBegun = m_isBegun || length > 0;
     return piece;
+}
+
+QString ProcessOutput::inPairs(QString text)
+{
+    if (!m_half.isNull())
+        text.prepend(std::exchange(m_half, QChar()));
+    if (!text.isEmpty() && qAsConst(text).back().isHighSurrogate()) {
+        m_half = qAsConst(text).back();
+        text.chop(1);
+    }
+    if (text.isValidUtf16())
+        return text;
+    for (QChar *at = text.begin(); at != text.end(); ++at) {
+        if (at->isHighSurrogate() && at + 1 != text.end() && at[1].isLowSurrogate())
+            ++at;
+        else if (at->isSurrogate())
+            *at = QChar::ReplacementCharacter;
+    }
+    return text;
 }
 
 void ProcessOutput::add(const QString &piece, bool keep)

@@ -42,6 +42,10 @@ public:
 
 private:
     QString decode(const QByteArray &bytes);
+
+    /// Returns \p text of a decoder without single halves of surrogate pairs, which some decoders
+    /// pass on: the first half at its end belongs to the next piece, others become U+FFFD.
+    QString inPairs(QString text);
     void add(const QString &piece, bool keep);
     void separateRecent();
     void keepLastLine();
@@ -51,6 +55,7 @@ private:
     Encoding m_encoding;                     // invalid for UTF-8
     QByteArray m_rest;                       // the bytes of an incomplete character
     std::unique_ptr<QTextDecoder> m_decoder; // of UTF-8 only since the first invalid byte
+    QChar m_half;                            // the first half of a surrogate pair, or null
     QString m_text;
     int m_recentBegin = 0; // of the recent text in m_text; -1 when it is in m_recent
     QString m_recent;
