@@ -193,12 +193,14 @@ private Q_SLOTS:
         QVERIFY(process.normalExit());
         QVERIFY(output().size() > 100'000);
         QVERIFY(output().size() < size);
+        QVERIFY(process.isOutputLost());
         QCOMPARE(process.errorMessage(), Data::String(qt_error_string(ENOMEM)));
         if (way == 2)
             QCOMPARE(reason, Data::String(".Kelm.Utils.err.memory"));
 
         QVERIFY(end());
         QCOMPARE(output().size(), size);
+        QVERIFY(!process.isOutputLost());
         QVERIFY(process.errorMessage() != Data::String(qt_error_string(ENOMEM)));
     }
 

@@ -5,6 +5,7 @@
 #include "examples/workbench/output/OutputView.h"
 #include "examples/workbench/process/ProcessPane.h"
 #include "examples/workbench/table/TableView.h"
+#include "tests/csv/FailingMemory.h"
 #include "tests/support/ByteDisk.h"
 
 #include <QDockWidget>
@@ -18,6 +19,7 @@
 #include <QToolButton>
 #include <QUuid>
 
+#include <cerrno>
 #include <ctime>
 
 using Workbench::OutputView;
@@ -257,6 +259,31 @@ private Q_SLOTS:
                  qPrintable(state(test)));
         QCOMPARE(QFileInfo(test.path("solver.log")).size(), qint64(20));
         QVERIFY(lines(test).contains("100 %")); // all of it is shown
+    }
+
+    void processesTellThatTheirOutputIsNotComplete()
+    {
+        TestWindow test;
+        const QString script =
+            "echo first; head -c 10000000 /dev/zero | tr '\\0' x; echo; echo last";
+        enter(test, "-c \"" + script + '"', {}, "solver.log", "/bin/sh");
+        FailingMemory memory(6 << 20, FailingMemory::Larger); // the line needs more
+        test.press(Qt::Key_F12);
+        QTRY_VERIFY_WITH_TIMEOUT(pane(test).run() && !isRunning(test), 60000);
+        memory.end();
+
+        QVERIFY(memory.hasFailed());
+        QVERIFY2(state(test).startsWith("Ended with exit code 0"), qPrintable(state(test)));
+        const QString problem = "The end of the output is missing: " + qt_error_string(ENOMEM);
+        QVERIFY2(state(test).endsWith(problem), qPrintable(state(test)));
+        QVERIFY(lines(test).contains("first"));
+        QVERIFY(!lines(test).contains("last"));
+        QVERIFY(contentsOf(test.path("solver.log")).endsWith("xxx"));
+
+        type(test, "processArguments", "-c true");
+        test.press(Qt::Key_F12);
+        QTRY_VERIFY(!isRunning(test));
+        QVERIFY2(!state(test).contains("missing"), qPrintable(state(test)));
     }
 
     void processesTellThatAResultIsGone()

@@ -210,6 +210,8 @@ Data::String Process::output() const { return d->output.text(); }
 
 Data::String Process::recentOutput() { return d->output.takeRecent(); }
 
+bool Process::isOutputLost() const { return d->isOutputLost; }
+
 Data::String Process::fullCommand() const
 {
     const auto quoted = [](const QString &text) {

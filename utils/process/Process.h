@@ -25,6 +25,8 @@ class ProcessPrivate;
 ///         return process.errorMessage();
 ///     if (!process.wait(/*showProgress=*/true))
 ///         return "Cancelled"; // by the user; the program has been killed
+///     if (process.isOutputLost())
+///         return process.errorMessage(); // there was not enough memory
 ///     return process.output();
 ///
 /// The output is read while an event loop runs and during calls that wait. It is decoded as UTF-8,
@@ -191,10 +193,12 @@ public:
     /// ended by a signal, the result is the number of the signal.
     int exitCode() const;
 
-    /// The text that Qt has for the last error; "Unknown error" when there was none.
+    /// The text that Qt has for the last error; "Unknown error" when there was none. While
+    /// isOutputLost() is true, it is the text of the system for the lack of memory.
     ///
     /// \compat A wait() of more than 100 ms sets the text to "Process operation timed out", even if
-    /// it succeeds. So use this text only when start() or normalExit() returns false.
+    /// it succeeds. So use this text only when start() or normalExit() returns false, or
+    /// isOutputLost() returns true.
     Data::String errorMessage() const;
 
     /// The number of the running process, or 0.
@@ -206,11 +210,16 @@ public:
     /// Output for which there is not enough memory is lost, too, and so is all output after it
     /// until the next start, standard error included. So each text, the log file and the lines of
     /// onLine() are the start of the whole, without a gap; a line that is not complete by then is
-    /// left out. errorMessage() is then the text of the system for that, and run() stores a reason.
+    /// left out. isOutputLost() tells it, and run() stores a reason.
     Data::String output() const;
 
     /// The output since the last call of this function.
     Data::String recentOutput();
+
+    /// Whether output since the last start was lost because there was not enough memory, see
+    /// output(). The program itself may have succeeded, and start(), wait() and run() return the
+    /// same as without a loss.
+    bool isOutputLost() const;
 
     /// The command and its arguments, separated by spaces, for display. A command or argument that
     /// contains a space is in double quotes; nothing is escaped.

@@ -74,12 +74,16 @@ Result Watcher::runCommand()
     m_unfinishedLine.clear();
     if (!isFinished)
         return cancelled();
+    QStringList problems;
     if (!m_process.normalExit())
-        return failed(QString("\"%1\" has crashed").arg(command));
-    if (m_process.exitCode() != 0)
-        return failed(
+        problems.append(QString("\"%1\" has crashed").arg(command));
+    else if (m_process.exitCode() != 0)
+        problems.append(
             QString("\"%1\" has failed with status %2").arg(command).arg(m_process.exitCode()));
-    return good();
+    if (m_process.isOutputLost())
+        problems.append(QString("The end of the output of \"%1\" is missing: %2")
+                            .arg(command, m_process.errorMessage()));
+    return problems.isEmpty() ? good() : failed(problems.join(". "));
 }
 
 void Watcher::onOutput()

@@ -145,6 +145,8 @@ void ProcessRun::finish(End end)
         m_progress->hide();
     m_progress.reset();
     QStringList problems;
+    if (m_process.isOutputLost())
+        problems.append(text(".err.outputLost").arg(m_process.errorMessage()));
     if (m_log && qobject_cast<QFile *>(m_log->object())->error() != QFileDevice::NoError)
         problems.append(logProblem(*m_log));
     if (end == End::Exited && code() == 0 && !m_task.result.isEmpty() && !hasResult())

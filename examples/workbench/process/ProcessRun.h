@@ -59,8 +59,8 @@ public:
     int code() const { return m_process.exitCode(); }
     double seconds() const { return double(m_milliseconds) / 1000.0; }
 
-    /// What went wrong beside the program itself, in sentences: it was not started, its log is
-    /// incomplete, its result is missing. "" for nothing.
+    /// What went wrong beside the program itself, in sentences: it was not started, the end of its
+    /// output is missing, its log is incomplete, its result is missing. "" for nothing.
     QString problem() const { return m_problem; }
 
     /// Whether the program has written its result.
