@@ -1,6 +1,7 @@
 #include "tests/workbench/TreeTest.h"
 
 #include "examples/workbench/Preferences.h"
+#include "examples/workbench/xml/XmlDocument.h"
 #include "utils/xml/Document.h"
 
 static const SettingsHome home;
@@ -318,6 +319,14 @@ private Q_SLOTS:
         QTest::newRow("an attribute that is there already")
             << "z=\"1\" x=\"2\"" << QList<int>{0, 4}
             << "The element has an attribute \"x\" already.";
+        QTest::newRow("elements that end the parser")
+            << QString::fromLatin1(nested(60000)) << QList<int>{0, 4} << nothing;
+        QTest::newRow("the same after an attribute")
+            << "z=\"1\">" + QString::fromLatin1(nested(60000)) + "<a" << QList<int>{0, 4}
+            << nothing;
+        QTest::newRow("elements that could not be saved")
+            << QString::fromLatin1(nested(5000)) << QList<int>{0, 4}
+            << "The elements would be nested too deeply to be saved.";
     }
 
     void documentRefusesToPasteWhatItCannotHold()
@@ -334,6 +343,44 @@ private Q_SLOTS:
         QCOMPARE(test.label("state"), "Not changed. " + reason);
         QVERIFY(!test.document().isChanged());
         QCOMPARE(test.names(path), QString("name x y"));
+    }
+
+    /// Pasted again and again, elements do not become deeper than can be saved.
+    void documentPastesAsDeepAsItCanBeSaved()
+    {
+        QTemporaryDir folder;
+        const int depth = 4990; // of 5000 that the library writes
+        Workbench::XmlDocument document(makeFile(folder.filePath("deep.xml"), nested(depth)));
+        QVERIFY(document.read());
+        int node = Workbench::XmlDocument::root;
+        for (int i = 0; i < depth; ++i)
+            node = document.child(node, 0);
+        QString problem;
+
+        // Beside the innermost one.
+        QCOMPARE(document.paste(node, "<b/>" + nested(12), problem), Workbench::XmlDocument::root);
+        QCOMPARE(problem, QString("The elements would be nested too deeply to be saved."));
+        QVERIFY(!document.isChanged());
+        problem.clear();
+        QVERIFY(document.paste(node, "<b/>" + nested(11), problem) != Workbench::XmlDocument::root);
+        QCOMPARE(problem, QString());
+        QVERIFY(!document.document().toText().isEmpty());
+    }
+
+    void documentRefusesANameThatEndsTheParser()
+    {
+        QTemporaryDir folder;
+        Workbench::XmlDocument document(makeFile(folder.filePath("a.xml"), "<a><!--b--></a>"));
+        QVERIFY(document.read());
+        const int element = document.child(Workbench::XmlDocument::root, 0);
+        const QString deep = QString("<b>").repeated(60000);
+        const QString reason = "The file cannot hold this text: it would not be read back.";
+
+        QCOMPARE(document.problem(element, Workbench::TreeDocument::Name, "a>" + deep, false),
+                 reason);
+        QCOMPARE(document.problem(document.child(element, 0), Workbench::TreeDocument::Value,
+                                  "-->" + deep, false),
+                 reason);
     }
 
     void documentIsWrittenInUtf8WithADeclarationThatSaysSo()

@@ -610,6 +610,12 @@ private Q_SLOTS:
 
         QCOMPARE(told, error);
         QCOMPARE(document.documentVersion(), 0.0);
+
+        Document parsed(Document::Normal, 5.0);
+        told.clear();
+        QVERIFY(!parsed.parse(QString::fromUtf8(contents), told));
+        QCOMPARE(told, error);
+        QCOMPARE(parsed.documentVersion(), 0.0);
     }
 
     void keepsWhatWasReadBeforeAnError()
@@ -619,6 +625,41 @@ private Q_SLOTS:
         String error;
 
         QVERIFY(!document.open(path, "", error));
+
+        QCOMPARE(document.documentElement().firstChildElement().tagName(), QString("b"));
+        QCOMPARE(document.doctype().name(), QString());
+        QCOMPARE(document.documentVersion(), 0.0);
+    }
+
+    void parsesAText()
+    {
+        Document document("Old", Document::Normal, 5.0);
+        const Document copy = document;
+        document.appendChild(document.createElement("old"));
+        String error("none");
+        // The encoding is that of another program's file.
+        const String text("<?xml version='1.0' encoding='ISO-8859-1'?>"
+                          "<!DOCTYPE Model><a version='2.1 beta' n='\u65e5'/>");
+
+        QVERIFY(document.parse(text, error));
+
+        QCOMPARE(error, String("none"));
+        QVERIFY(document.isDocType("Model"));
+        QCOMPARE(document.documentVersion(), 2.1);
+        QCOMPARE(document.documentElement().attribute("n"), QString("\u65e5"));
+        QCOMPARE(copy.documentElement().tagName(), QString("a")); // copies share the tree
+
+        QVERIFY(document.parse("<b/>", error));
+        QCOMPARE(document.documentElement().tagName(), QString("b"));
+        QCOMPARE(document.documentVersion(), 0.0);
+    }
+
+    void keepsWhatWasParsedBeforeAnError()
+    {
+        Document document("Old", Document::Normal, 5.0);
+        String error;
+
+        QVERIFY(!document.parse("<a version='2'><b/><c></a>", error));
 
         QCOMPARE(document.documentElement().firstChildElement().tagName(), QString("b"));
         QCOMPARE(document.doctype().name(), QString());
@@ -699,6 +740,41 @@ private Q_SLOTS:
                                    .arg(column)));
         QCOMPARE(version, 0.0);
         QVERIFY(isRootThere);
+    }
+
+    void parsesNothingThatNestsTooDeeply()
+    {
+        int limit = 0;
+        bool isLimitParsed = false;
+        bool isMoreParsed = true;
+        QString kept;
+        double version = -1.0;
+        String error;
+        onStack(smallStack, [&] {
+            const std::function<bool(int)> parse = [&](int levels) {
+                Document document(Document::Normal, 5.0);
+                document.appendChild(document.createElement("old"));
+                const bool isParsed = document.parse(
+                    QString("<a>").repeated(levels) + QString("</a>").repeated(levels), error);
+                kept = document.documentElement().tagName();
+                version = document.documentVersion();
+                return isParsed;
+            };
+            parse(60000);
+            limit = limitIn(error);
+            isLimitParsed = parse(limit);
+            isMoreParsed = parse(limit + 1);
+        });
+
+        QVERIFY2(limit >= readLevels && limit <= tooManyLevels, QByteArray::number(limit));
+        QVERIFY(isLimitParsed);
+        QVERIFY(!isMoreParsed);
+        QCOMPARE(error, String(QString("elements are nested deeper than %1 levels\n"
+                                       "line: 1  column: %2")
+                                   .arg(limit)
+                                   .arg(limit * 3 + 3)));
+        QCOMPARE(kept, QString("old"));
+        QCOMPARE(version, 0.0);
     }
 
     void readsLongDeclarations_data() { refusesWhatNestsTooDeeply_data(); }
@@ -814,6 +890,10 @@ private Q_SLOTS:
             error.startsWith("entities expand to more than 8388608 characters\nline: 1  column: "),
             qPrintable(error));
         QCOMPARE(document.documentVersion(), 0.0);
+
+        const String told = error;
+        QVERIFY(!document.parse(QString::fromUtf8(contents), error));
+        QCOMPARE(error, told);
     }
 
     // Each of them ends the stack, or takes minutes, when it is parsed.
@@ -848,12 +928,16 @@ private Q_SLOTS:
         const String path = makeFile(m_folder->filePath("a.xml"), contents);
         bool isOpened = true;
         String error;
+        String parseError;
         onStack(smallStack, [&] {
             Document document(Document::Normal, 5.0);
-            isOpened = document.open(path, "", error);
+            isOpened = document.open(path, "", error) ||
+                       document.parse(QString::fromUtf8(contents), parseError);
         });
 
         QVERIFY(!isOpened);
+        QCOMPARE(parseError.section(QRegularExpression("\\d+"), 0, 0),
+                 error.section(QRegularExpression("\\d+"), 0, 0));
         const QString limit = QString::number(limitIn(error));
         QCOMPARE(error.section('\n', 0, 0), QString(message).replace('#', limit));
     }

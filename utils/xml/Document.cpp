@@ -114,9 +114,16 @@ private:
     ParseGuard m_guard;
 };
 
+/// The text for \p message at \p place, a line and a column.
+static QString errorAt(const QString &message, const QStringList &place)
+{
+    return fillPlaceholders(QStringLiteral("%1\nline: %2  column: %3"),
+                            QStringList{message} + place);
+}
+
 /// Reads \p file into \p document. Returns false and sets \p error to the reason and its position
 /// when the file is not well-formed or exceeds the limits of ParseGuard.
-static bool parse(QFile &file, QDomDocument &document, Data::String &error)
+static bool parseFile(QFile &file, QDomDocument &document, Data::String &error)
 {
     GuardedSource source(&file);
     QString message;
@@ -147,14 +154,21 @@ static bool parse(QFile &file, QDomDocument &document, Data::String &error)
     if (isRead)
         return true;
     const QStringList place = {QString::number(line), QString::number(column)};
-    error =
-        fillPlaceholders(QStringLiteral("%1\nline: %2  column: %3"), QStringList{message} + place);
+    error = errorAt(message, place);
     if (file.error() != QFile::NoError)
         return LastError::cannotRead(file);
     return LastError::set(".err.xml", QStringList{file.fileName(), message} + place);
 }
 
 QT_WARNING_POP
+
+/// The version that the attribute of \p root names; 0.0 without it.
+static double versionOf(const QDomElement &root)
+{
+    const QString attribute = QStringLiteral("version");
+    return root.hasAttribute(attribute) ? Document::stringToVersion(root.attribute(attribute))
+                                        : 0.0;
+}
 
 Document::Document(const Data::String &docType, Mode mode, double version)
     : QDomDocument(docType), m_mode(mode), m_documentVersion(version)
@@ -173,7 +187,7 @@ bool Document::open(const Data::String &path, const Data::String &docType, Data:
         return LastError::cannotRead(file);
     }
 
-    if (!parse(file, *this, error))
+    if (!parseFile(file, *this, error))
         return false;
     file.close();
 
@@ -192,11 +206,27 @@ bool Document::open(const Data::String &path, const Data::String &docType, Data:
         }
     }
 
-    const QString versionAttribute = QStringLiteral("version");
-    const QDomElement root = documentElement();
-    if (root.hasAttribute(versionAttribute))
-        m_documentVersion = stringToVersion(root.attribute(versionAttribute));
+    m_documentVersion = versionOf(documentElement());
     return true;
+}
+
+bool Document::parse(const Data::String &text, Data::String &error)
+{
+    m_documentVersion = 0.0;
+    ParseGuard guard(bearableLimits());
+    QString message;
+    int line = 0;
+    int column = 0;
+    if (!guard.accepts(text, text.size(), text.size())) {
+        message = guard.message();
+        line = guard.line();
+        column = guard.column();
+    } else if (setContent(text, /*namespaceProcessing=*/false, &message, &line, &column)) {
+        m_documentVersion = versionOf(documentElement());
+        return true;
+    }
+    error = errorAt(message, {QString::number(line), QString::number(column)});
+    return false;
 }
 
 bool Document::write(const Data::String &path) const

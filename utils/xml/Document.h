@@ -70,6 +70,16 @@ public:
     /// QDomDocument::toString() needs four times as much; write() does not recurse.
     bool open(const Data::String &path, const Data::String &docType, Data::String &error);
 
+    /// Parses \p text as open() does with that of a file of any type, and refuses the same
+    /// documents; the limit for entities is 100 characters for each character of the text. For a
+    /// text that comes from outside, such as the clipboard: QDomDocument::setContent() has no
+    /// limit.
+    ///
+    /// False, with the reason in \p error, when the text is not well-formed or is refused. Then the
+    /// tree contains what was read up to the error, or is unchanged when the text exceeds a limit.
+    /// documentVersion() is set as by open(). An encoding in the XML declaration has no effect.
+    bool parse(const Data::String &text, Data::String &error);
+
     /// Writes the document to the file at \p path, as UTF-8, by File::write(). False, with the file
     /// unchanged, when the file cannot be opened, when the memory does not suffice, when elements
     /// are nested deeper than 5000 levels, and when they are nested deeper than open() could read

@@ -11,6 +11,8 @@
 #include <QRegularExpression>
 #include <QTextStream>
 
+#include <algorithm>
+
 namespace Workbench {
 
 using Utils::File;
@@ -358,17 +360,57 @@ XmlDocument::attributesToAdd(int node, const QDomElement &pasted, QString &probl
     return added;
 }
 
+/// How many levels of elements there are in \p top, which is one of them. Without recursion: trees
+/// may be deep.
+static int levelsOf(const QDomElement &top)
+{
+    int level = 1;
+    int most = 1;
+    QDomNode node = top;
+    while (true) {
+        const QDomNode below = node.firstChildElement();
+        if (!below.isNull()) {
+            node = below;
+            most = std::max(most, ++level);
+            continue;
+        }
+        for (; node != top && node.nextSiblingElement().isNull(); --level)
+            node = node.parentNode();
+        if (node == top)
+            return most;
+        node = node.nextSiblingElement();
+    }
+}
+
+/// Whether the library writes elements that are nested in so many levels.
+static bool canBeWritten(int levels)
+{
+    Xml::Document document(Xml::Document::Normal, 0.0);
+    Data::String error;
+    return document.parse(QString("<a>").repeated(levels) + QString("</a>").repeated(levels),
+                          error) &&
+           !document.toText().isEmpty();
+}
+
 std::vector<TreeDocument::Addition> XmlDocument::additions(int node, const QString &text,
                                                            QString &problem)
 {
-    QDomDocument pasted;
-    if (pasted.setContent("<a " + text + "/>"))
+    Xml::Document pasted(Xml::Document::Normal, 0.0);
+    Data::String error;
+    if (pasted.parse("<a " + text + "/>", error))
         return attributesToAdd(node, pasted.documentElement(), problem);
     // After an element, as a duplicate; at the end of the one that an attribute belongs to.
     Position position = canDuplicate(node) ? Position{parentOf(node), rowOf(node) + 1}
                                            : positionFor(node, /*branch=*/true);
-    if (position.parent < 0 || !pasted.setContent("<a>" + text + "</a>"))
+    if (position.parent < 0 || !pasted.parse("<a>" + text + "</a>", error))
         return {};
+    int levels = levelsOf(pasted.documentElement()) - 1;
+    for (int above = position.parent; above != root; above = parentOf(above))
+        ++levels;
+    if (!canBeWritten(levels)) {
+        problem = Workbench::text(".msg.tooDeep");
+        return {};
+    }
     std::vector<Addition> added;
     QDomNode next = pasted.documentElement().firstChildElement();
     for (; !next.isNull(); next = next.nextSiblingElement(), ++position.row)

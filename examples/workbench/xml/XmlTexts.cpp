@@ -10,10 +10,11 @@ using Utils::Xml::Document;
 using Utils::Xml::Element;
 
 /// The root element that is read from a file in which \p root was written.
-static Element readBack(Document &document, const QDomElement &root, QDomDocument &back)
+static Element readBack(Document &document, const QDomElement &root, Document &back)
 {
     document.appendChild(root);
-    back.setContent(QString(document.toText()));
+    Data::String error; // of a text that reads as other markup; what is read is compared
+    back.parse(document.toText(), error);
     return back.documentElement();
 }
 
@@ -28,7 +29,7 @@ static QString problemOf(bool isRead, const QString &read, const QString &text)
 QString problemOfName(const QDomNode &like, const QString &text)
 {
     Document document(Document::Normal, 0.0);
-    QDomDocument back;
+    Document back(Document::Normal, 0.0);
     if (!like.isAttr()) {
         const QString read = readBack(document, document.createElement(text), back).tagName();
         return problemOf(true, read, text);
@@ -52,7 +53,7 @@ QString problemOfValue(const QDomNode &like, const QString &text)
         root.appendChild(document.createCDATASection(text));
     else if (!text.isEmpty())
         root.appendChild(document.createTextNode(text));
-    QDomDocument back;
+    Document back(Document::Normal, 0.0);
     const Element read = readBack(document, root, back);
     if (like.isAttr())
         return problemOf(read.hasAttribute("name"), read.attribute("name"), text);
@@ -102,8 +103,9 @@ static bool isSame(const QDomNode &a, const QDomNode &b)
 
 QString firstChange(const QDomDocument &document, const QString &written)
 {
-    QDomDocument back;
-    back.setContent(written);
+    Document back(Document::Normal, 0.0);
+    Data::String error; // what is read up to one is compared
+    back.parse(written, error);
     QDomNode a = document;
     QDomNode b = back;
     while (true) {
