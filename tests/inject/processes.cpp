@@ -71,7 +71,7 @@ static std::vector<Scenario> processOperations()
                             process.setLogFile(&log, /*keepOutput=*/false);
                             outcome.isTold = !log.isValid() || !process.start() ||
                                              !process.wait(/*showProgress=*/false) ||
-                                             process.exitCode() != 0;
+                                             process.exitCode() != 0 || process.isOutputLost();
                         },
                         [](Outcome &outcome) { outcome.add(contents("a.log", talk())); }};
          }},

@@ -57,7 +57,8 @@ static std::vector<Scenario> runOperations()
                             Process process("/bin/sh", {"-c", "seq 1 500"});
                             *result = process.run();
                             outcome.isTold = *result != Process::RunFinished ||
-                                             !process.normalExit() || process.exitCode() != 0;
+                                             !process.normalExit() || process.exitCode() != 0 ||
+                                             process.isOutputLost();
                             *output = process.output().toUtf8();
                         },
                         [=](Outcome &outcome) {
@@ -82,7 +83,8 @@ static std::vector<Scenario> runOperations()
                             });
                             *result = process.run();
                             outcome.isTold = *result != Process::RunFinished ||
-                                             !process.normalExit() || process.exitCode() != 0;
+                                             !process.normalExit() || process.exitCode() != 0 ||
+                                             process.isOutputLost();
                         },
                         [=](Outcome &outcome) {
                             // The order of the two streams is not fixed.
