@@ -3,6 +3,7 @@
 #include "examples/console/Host.h"
 #include "examples/console/Output.h"
 #include "examples/console/Resources.h"
+#include "examples/console/Scripts.h"
 #include "utils/Application.h"
 #include "utils/settings/Settings.h"
 #include "utils/settings/SettingsSignal.h"
@@ -110,6 +111,7 @@ static Result parseAndRun(const Command &command, const QStringList &arguments)
     Utils::Settings::SettingChanged().connect(&changed);
     loadTexts(variables["RES_DIR"], parser.value("language"));
     Result result = command.run(parser, host);
+    endScripts();
     Utils::setApplication(nullptr);
     return result;
 }

@@ -5,6 +5,8 @@
 
 namespace Kelm {
 
+static bool wereStarted = false;
+
 bool startScripts(Data::String &error)
 {
     const Utils::ScriptManager &scripts = Utils::ScriptManager::instance();
@@ -15,8 +17,15 @@ bool startScripts(Data::String &error)
     // Modules are in folders of this program or of others: no compiled files are written there.
     if (!qEnvironmentVariableIsSet("PYTHONDONTWRITEBYTECODE"))
         qputenv("PYTHONDONTWRITEBYTECODE", "1");
+    wereStarted = true;
     // The first text starts it, and this one does nothing else.
     return scripts.validate("", "py", error);
+}
+
+void endScripts()
+{
+    if (wereStarted)
+        Utils::ScriptManager::instance().reset("");
 }
 
 InterruptibleScript::InterruptibleScript()

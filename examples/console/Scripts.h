@@ -8,6 +8,10 @@ namespace Kelm {
 /// when it cannot be started, or when the library was built without one.
 bool startScripts(Data::String &error);
 
+/// Ends the interpreter, if it was started: what scripts have left to its end, as threads that
+/// still work, may use the library and the host.
+void endScripts();
+
 /// While it exists, the first Ctrl-C ends the script that runs, by a KeyboardInterrupt. The second
 /// one ends the program.
 class InterruptibleScript

@@ -516,6 +516,77 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.status, 1);
     }
 
+    void doesAllThatScriptsHaveLeftToTheEnd_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QByteArray>("code");
+        QTest::addColumn<QString>("stored"); // as the value of the setting "End/value"
+
+        const QByteArray start = "import atexit, threading, time\nfrom KelmUtils import Utils\n"
+                                 "def store(value):\n"
+                                 " Utils.Settings().setString('End/value', value)\n";
+        const QByteArray thread = "def f():\n for i in range(10):\n"
+                                  "  store(str(i))\n  time.sleep(0.02)\n"
+                                  "threading.Thread(target=f).start()\n";
+        // What a thread or function uses was made after the manager of the scripts.
+        const QByteArray files =
+            "import os, shutil, tempfile\n"
+            "def g():\n"
+            " folder = tempfile.mkdtemp()\n path = os.path.join(folder, 'a.txt')\n"
+            " wasWritten = Utils.File.writeSafely(path, 'x')\n"
+            " found = len(Utils.File.search(folder, '*.txt'))\n"
+            " time = Utils.File.timestampString(path) != ''\n"
+            " shutil.rmtree(folder)\n"
+            " store('%s %s %s' % (wasWritten, found, time))\n";
+
+        for (const char *const command : {"run", "python", "eval"}) {
+            const auto row = [&](const char *name, const QByteArray &code, const char *stored) {
+                QTest::addRow("%s: %s", command, name)
+                    << QString(command) << start + code << QString(stored);
+            };
+            row("a thread stores", "store('first')\n" + thread, "9");
+            row("a thread is the first to store", thread, "9");
+            row("a function stores", "store('first')\natexit.register(store, 'end')\n", "end");
+            row("a function is the first to store", "atexit.register(store, 'end')\n", "end");
+            row("a function uses files", files + "atexit.register(g)\n", "True 1 True");
+            row("a thread uses files", files + "threading.Thread(target=g).start()\n",
+                "True 1 True");
+        }
+    }
+
+    void doesAllThatScriptsHaveLeftToTheEnd()
+    {
+        QFETCH(QString, command);
+        QFETCH(QByteArray, code);
+        QFETCH(QString, stored);
+
+        const QString path = script("left.py", code);
+        if (command == "run")
+            QVERIFY(m_kelm.run({"run", path}));
+        else if (command == "eval")
+            QVERIFY(m_kelm.run({"eval", "--", QString::fromUtf8(code)}));
+        else
+            QVERIFY(m_kelm.runShell("\"$KELM\" python < " + path));
+
+        QCOMPARE(m_kelm.status, 0);
+        QVERIFY(m_kelm.run({"settings", "get", "End/value"}));
+        QCOMPARE(m_kelm.output, stored + '\n');
+        QVERIFY(m_kelm.run({"settings", "remove", "End/value"}));
+        QCOMPARE(m_kelm.status, 0);
+    }
+
+    void endsThreadsThatUseTheLibraryWithoutEnd()
+    {
+        const QByteArray code = "import threading\nfrom KelmUtils import Utils\n"
+                                "def f():\n"
+                                " while True: Utils.Settings().setString('End/value', 'x')\n"
+                                "for i in range(3): threading.Thread(target=f).start()\n";
+
+        QVERIFY(m_kelm.run({"run", script("endless.py", code)}));
+
+        QCOMPARE(m_kelm.status, 0);
+    }
+
 private:
     QString script(const QString &name, const QByteArray &code) const
     {

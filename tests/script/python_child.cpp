@@ -13,6 +13,7 @@
 //     no-process    the same by the limit of an ordinary user, as whom it runs from then on
 //     reset         ends the interpreter
 //     patience:ms   how long the end waits for threads
+//     application   destroys the application object of Qt and makes another one
 //     wait:ms       waits until code runs, at most so long
 //     no-host       removes the host
 //     limit:ms      how long a trial start may take
@@ -44,10 +45,12 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 using Data::String;
 using Data::Variant;
 
+static std::optional<QCoreApplication> application;
 static FakeHost host;
 static bool showsClock = false;
 
@@ -95,6 +98,10 @@ static void execute(const QString &step, const QString &text)
         scripts.reset("py");
     } else if (step == "patience") {
         Utils::threadPatience = std::chrono::milliseconds(text.toInt());
+    } else if (step == "application") {
+        static int argc = 0;
+        application.reset();
+        application.emplace(argc, nullptr);
     } else if (step == "wait") {
         QElapsedTimer timer;
         timer.start();
@@ -119,7 +126,7 @@ static void execute(const QString &step, const QString &text)
 
 int main(int argc, char **argv)
 {
-    const QCoreApplication application(argc, argv);
+    application.emplace(argc, argv);
     Utils::setApplication(&host);
     static PythonStandIns standIns;
     standIns.reaction = [](const QString &text) {
@@ -144,5 +151,6 @@ int main(int argc, char **argv)
     }
     if (showsClock)
         print(QString::number(systemClock()));
+    application.reset();
     return 3;
 }

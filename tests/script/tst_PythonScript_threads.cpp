@@ -205,6 +205,42 @@ private Q_SLOTS:
                               "exit 3"}));
     }
 
+    void endsBeforeWhatQtHasMadeWhereTheHostForgetsToEndIt()
+    {
+        const QTemporaryDir folder;
+        const QString code = QString("import atexit, host\nfrom KelmUtils import Utils\n"
+                                     "def use(text):\n"
+                                     " path = '%1/' + text\n"
+                                     " written = Utils.File.writeSafely(path, 'x')\n"
+                                     " found = len(Utils.File.search('%1', text))\n"
+                                     " time = Utils.File.timestampString(path) != ''\n"
+                                     " Utils.WorkspaceSettings('a').setString('b', text)\n"
+                                     " host.call('%s: %s %s %s' % (text, written, found, time))\n"
+                                     "use('script')\n"
+                                     "atexit.register(use, 'function')\n")
+                                 .arg(folder.path());
+
+        QCOMPARE(child({home, "code:" + code + run("time.sleep(0.1); use('thread')")}),
+                 (QStringList{"script: True 1 True", "good", "thread: True 1 True",
+                              "function: True 1 True", "exit 3"}));
+    }
+
+    void goesOnWithAnotherApplicationObject()
+    {
+        QCOMPARE(
+            child({home, "code:import atexit, host\natexit.register(host.call, 'end')\nx = 1\n",
+                   "application", "value:x", "application", "code:x += 1\n", "value:x"}),
+            (QStringList{"good", "1", "good", "2", "end", "exit 3"}));
+    }
+
+    void startsAgainAfterAResetWithAnotherApplicationObject()
+    {
+        const QString code = "code:import atexit, host\natexit.register(host.call, '%1')\n";
+
+        QCOMPARE(child({home, code.arg("first"), "reset", "application", code.arg("second")}),
+                 (QStringList{"good", "first", "good", "second", "exit 3"}));
+    }
+
     void tellsTheStandardErrorWithoutAHost()
     {
         QProcess process;

@@ -11,8 +11,11 @@
 #include "utils/script/PythonValues_p.h"
 #include "utils/settings/Settings.h"
 
+#include <QCoreApplication>
+
 #include <Python.h>
 
+#include <cstdlib>
 #include <type_traits>
 #include <utility>
 
@@ -67,12 +70,61 @@ static bool isExpression(const QString &code)
     return !code.contains(QLatin1Char('\n')) && !code.contains(QLatin1Char('='));
 }
 
+/// The engine that endAtExit() ends, or null.
+static PythonScript *startedEngine = nullptr;
+
+static bool isEndPrepared = false;
+
+static void endAtExit()
+{
+    if (PythonScript *const engine = std::exchange(startedEngine, nullptr))
+        engine->end();
+}
+
+/// Called when the application object of Qt is destroyed.
+static void registerEndAtExit()
+{
+    isEndPrepared = false;
+    std::atexit(endAtExit);
+}
+
+/// Lets \p engine end first when the process ends. Otherwise it would end with the manager, when
+/// what Qt has made after the manager is destroyed already, such as the stores of settings; but
+/// threads and exit functions of scripts may use it.
+///
+/// The exit calls first what was registered last. So that is done as late as possible: when the
+/// application object is destroyed. The engine does not end there, as the host may make another
+/// application object, and go on with its scripts.
+static void prepareEnd(PythonScript *engine)
+{
+    startedEngine = engine;
+    if (!std::exchange(isEndPrepared, true))
+        qAddPostRoutine(registerEndAtExit); // Qt calls it once
+}
+
+/// The library may be unloaded before the application object is destroyed.
+static void forgetEnd(PythonScript *engine)
+{
+    if (startedEngine == engine)
+        startedEngine = nullptr;
+    if (!startedEngine && std::exchange(isEndPrepared, false))
+        qRemovePostRoutine(registerEndAtExit);
+}
+
 static Data::String notStarted() { return QStringLiteral("Python not initialized"); }
 
 PythonScript::PythonScript() = default;
 
 PythonScript::~PythonScript()
 {
+    forgetEnd(this);
+    if (!m_hasEnded)
+        end();
+}
+
+void PythonScript::end()
+{
+    m_hasEnded = true;
     // The process ends from within a script, whose interpreter is still on the stack.
     if (m_interpreter.isInUse())
         return;
@@ -272,6 +324,10 @@ bool PythonScript::start()
     Data::String message; // modules may run scripts, which store the outcome of their own
     const bool isStarted = m_interpreter.ensureStarted(message);
     m_errorText = message;
+    if (isStarted) {
+        m_hasEnded = false;
+        prepareEnd(this);
+    }
     return isStarted;
 }
 

@@ -121,6 +121,10 @@ public:
     QVector<ScriptCompletion> complete(const Data::String &text) override;
     ScriptReply interpret(const Data::String &code, ScriptUnit unit) override;
 
+    /// Ends the engine with the process: releases the pushed data and ends the interpreter. Does
+    /// nothing within a run.
+    void end();
+
 private:
     bool start();
     bool startToRun();
@@ -134,6 +138,7 @@ private:
     QMap<Data::String, _object *> m_pushedObjects; // by name; a reference is ours
     QStringList m_modules;                         // in names of pushed data, each once
     int m_consoleFeatures = 0;                     // imported from __future__
+    bool m_hasEnded = false;
 };
 
 } // namespace Utils

@@ -32,8 +32,9 @@ QSettings::Format SettingsFile::format(const char *extension)
 static void followFolders(QSettings::Format plain, QSettings::Format safe)
 {
     // To find them out, open the settings of an organisation that has none.
-    static const QString nobody = QStringLiteral("Kelm has no settings");
-    static QHash<QPair<int, int>, QString> known; // of the safe formats, by format and scope
+    const QString nobody = QStringLiteral("Kelm has no settings");
+    // Of the safe formats, by format and scope. Never destroyed: scripts may store at the exit.
+    static auto &known = *new QHash<QPair<int, int>, QString>;
     for (const auto scope : {QSettings::UserScope, QSettings::SystemScope}) {
         const auto folder = [&](QSettings::Format format) {
             const QString path = QSettings(format, scope, nobody).fileName();
