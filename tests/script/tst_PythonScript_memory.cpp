@@ -81,6 +81,37 @@ private Q_SLOTS:
         QCOMPARE(openFiles(), filesBefore);
     }
 
+    /// An exception reaches the host, and leaves nothing open and no name in the scope of scripts.
+    void closesCompiledCodeThatThereIsNoMemoryFor()
+    {
+        // Longer than a text that std::string stores in itself.
+        QVERIFY(d->engine.runCode("import py_compile\n"));
+        const QString source = d->script("done = True\n", QString(100, 'n') + ".py");
+        QVERIFY(d->engine.runCode("py_compile.compile('" + source + "', '" + source + "c')\n"));
+        QVERIFY(d->engine.runFile(source + 'c'));
+        const int filesBefore = openFiles();
+
+        int failures = 0;
+        bool isOut = true;
+        for (int n = 0; isOut; ++n) {
+            QVERIFY(d->engine.runCode("done = False\n"));
+            bool isDone = false;
+            FailingMemory memory(n, FailingMemory::Once);
+            try {
+                isDone = d->engine.runFile(source + 'c');
+            } catch (const std::bad_alloc &) {
+            }
+            memory.end();
+            isOut = memory.hasFailed();
+            failures += isOut && !isDone;
+
+            QCOMPARE(openFiles(), filesBefore);
+            QCOMPARE(d->value("'__file__' in globals()").toBool(), false);
+            QVERIFY(isOut || isDone);
+        }
+        QVERIFY(failures > 5);
+    }
+
 private:
     /// How the streams are redirected while an allocation fails.
     enum Outcome

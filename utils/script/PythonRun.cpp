@@ -9,6 +9,8 @@
 #include "utils/script/PythonReference_p.h"
 #include "utils/script/ScriptError_p.h"
 
+#include <QScopeGuard>
+
 #include <Python.h>
 
 #include <marshal.h>
@@ -16,9 +18,19 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <memory>
 #include <new>
+#include <utility>
 
 namespace Utils {
+
+struct FileClose
+{
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+
+/// An open file, which is closed at its end, or null.
+using OpenFile = std::unique_ptr<std::FILE, FileClose>;
 
 /// Returns the \a size bytes of a \a file, and moves it back to its start.
 static QByteArray contents(std::FILE *file, long size)
@@ -154,15 +166,16 @@ static bool isCompiled(std::FILE *file, const QByteArray &path)
 /// Evaluates the compiled code in the file \a path. Returns null, with an error set, when it fails.
 static PyObject *evaluateCompiled(const QByteArray &path, PyObject *scope)
 {
-    std::FILE *const file = Platform::openFile(path.toStdString(), "rb"); // it is no text
+    OpenFile file(Platform::openFile(path.toStdString(), "rb")); // it is no text
     if (!file)
         return PyErr_SetFromErrnoWithFilename(PyExc_IOError, path.constData());
     if (path.endsWith(".pyo"))
         Py_OptimizeFlag = 1; // as in Python, from now on
-    const bool isOfThisPython = PyMarshal_ReadLongFromFile(file) == PyImport_GetMagicNumber();
-    PyMarshal_ReadLongFromFile(file); // the time of its source
-    const PythonReference code(isOfThisPython ? PyMarshal_ReadLastObjectFromFile(file) : nullptr);
-    std::fclose(file);
+    const bool isOfThisPython = PyMarshal_ReadLongFromFile(file.get()) == PyImport_GetMagicNumber();
+    PyMarshal_ReadLongFromFile(file.get()); // the time of its source
+    const PythonReference code(isOfThisPython ? PyMarshal_ReadLastObjectFromFile(file.get())
+                                              : nullptr);
+    file.reset();
     if (!code || !PyCode_Check(code.get())) {
         PyErr_SetString(PyExc_RuntimeError, isOfThisPython ? "Bad code object in .pyc file"
                                                            : "Bad magic number in .pyc file");
@@ -175,11 +188,15 @@ static PyObject *evaluateCompiled(const QByteArray &path, PyObject *scope)
 /// has failed.
 ///
 /// Not by PyRun_SimpleFileExFlags, which prints an interrupt before that can be described.
-static int runFile(std::FILE *file, const QByteArray &path, PythonRun &run)
+static int runFile(OpenFile file, const QByteArray &path, PythonRun &run)
 {
     const char name[] = "__file__";
     const PythonReference scope = mainScope();
     const bool isNamed = scope && !PyDict_GetItemString(scope.get(), name);
+    const auto unnamed = qScopeGuard([&] {
+        if (isNamed && PyDict_DelItemString(scope.get(), name) != 0)
+            PyErr_Clear();
+    });
     PythonReference result;
     if (isNamed) {
         const PythonReference value(PyString_FromString(path.constData()));
@@ -187,29 +204,25 @@ static int runFile(std::FILE *file, const QByteArray &path, PythonRun &run)
             PyDict_SetItemString(scope.get(), name, value.get());
     }
     if (scope && !PyErr_Occurred())
-        result.reset(isCompiled(file, path)
+        result.reset(isCompiled(file.get(), path)
                          ? evaluateCompiled(path, scope.get())
-                         : PyRun_FileExFlags(file, path.constData(), Py_file_input, scope.get(),
-                                             scope.get(), /*closeit=*/0, nullptr));
-    std::fclose(file);
+                         : PyRun_FileExFlags(file.get(), path.constData(), Py_file_input,
+                                             scope.get(), scope.get(), /*closeit=*/0, nullptr));
+    file.reset();
     checkForInterrupt(result);
     PythonInterrupt::endScript();
     if (!result)
         run.details = printPythonError();
     else if (Py_FlushLine() != 0)
         PyErr_Clear();
-    const bool isGood = result != nullptr;
-    result.reset();
-    if (isNamed && PyDict_DelItemString(scope.get(), name) != 0)
-        PyErr_Clear();
-    return isGood ? 0 : -1;
+    return result ? 0 : -1;
 }
 
 PythonRun PythonRun::file(const Data::String &path)
 {
     PythonRun run;
     const QByteArray utf8 = path.toUtf8();
-    std::FILE *const file = Platform::openFile(utf8.toStdString(), "r");
+    OpenFile file(Platform::openFile(utf8.toStdString(), "r"));
     if (!file) {
         run.error = QLatin1String("Unable to open script ") + path;
         run.details = ScriptErrorPrivate::ofText(run.error, path);
@@ -220,12 +233,12 @@ PythonRun PythonRun::file(const Data::String &path)
     int status = -1;
     {
         const PythonExitGuard guard;
-        if (isTooDeepForPython(file)) {
-            std::fclose(file);
+        if (isTooDeepForPython(file.get())) {
+            file.reset();
             setDepthError();
             run.details = printPythonError();
         } else {
-            status = runFile(file, utf8, run);
+            status = runFile(std::move(file), utf8, run);
         }
     }
     run.succeeded = status == 0;
