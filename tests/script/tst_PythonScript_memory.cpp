@@ -1,3 +1,4 @@
+#include "utils/script/PythonThreads_p.h"
 #include "utils/script/ScriptError.h"
 #include "utils/script/ScriptManager.h"
 
@@ -8,6 +9,7 @@
 
 #include <QtTest>
 
+#include <chrono>
 #include <new>
 #include <utility>
 
@@ -110,6 +112,30 @@ private Q_SLOTS:
             QVERIFY(isOut || isDone);
         }
         QVERIFY(failures > 5);
+    }
+
+    /// Python is ended while a thread of a script runs.
+    void hasThePythonLockAfterAnEndWithoutMemory()
+    {
+        const QString code = "import threading, time\n"
+                             "thread = threading.Thread(target=time.sleep, args=(0.05,))\n"
+                             "thread.daemon = True\n"
+                             "thread.start()\n";
+        bool isOut = true;
+        for (int n = 0; isOut; ++n) {
+            QVERIFY(d->engine.runCode(code));
+
+            FailingMemory memory(n, FailingMemory::Once);
+            try {
+                Utils::endPythonThreads(std::chrono::milliseconds(500));
+            } catch (const std::bad_alloc &) { // in the names of the threads
+            }
+            memory.end();
+            isOut = memory.hasFailed();
+
+            QVERIFY(Utils::ownsPythonLock());
+            QCOMPARE(d->value("thread.join() or 6 * 7").toInt(), 42);
+        }
     }
 
 private:

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <chrono>
 #include <future>
+#include <memory>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -37,22 +39,45 @@ static bool waitForLock(Clock::time_point end)
     return true;
 }
 
+/// Returns what makes lockReturn() ready, or null when memory is lacking.
+static std::shared_ptr<std::promise<void>> promiseLock()
+{
+    try {
+        auto promise = std::make_shared<std::promise<void>>();
+        lockReturn() = promise->get_future();
+        return promise;
+    } catch (const std::bad_alloc &) {
+        return nullptr;
+    }
+}
+
+/// Makes another thread wait for Python's lock, and acquire it for this one, whose state is \p own:
+/// Python waits without a limit, and a thread may never release the lock. False when there can be
+/// no other thread.
+static bool acquireElsewhere(PyThreadState *own,
+                             const std::shared_ptr<std::promise<void>> &returned)
+{
+    try {
+        std::thread([own, returned] {
+            PyEval_RestoreThread(own);
+            returned->set_value();
+        }).detach();
+        return true;
+    } catch (const std::system_error &) {
+        return false;
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+}
+
 /// Lets other threads run for \p pause. Returns false when one of them still has the lock at \p
 /// end.
 static bool letOthersRun(Clock::duration pause, Clock::time_point end)
 {
+    const std::shared_ptr<std::promise<void>> returned = promiseLock();
     PyThreadState *const own = PyEval_SaveThread();
     std::this_thread::sleep_for(pause);
-    // Python waits for its lock without a limit, and a thread may never release it. So another
-    // thread waits, and acquires it for this one.
-    std::promise<void> taken;
-    lockReturn() = taken.get_future();
-    try {
-        std::thread([own, taken = std::move(taken)]() mutable {
-            PyEval_RestoreThread(own);
-            taken.set_value();
-        }).detach();
-    } catch (const std::system_error &) {
+    if (!returned || !acquireElsewhere(own, returned)) {
         PyEval_RestoreThread(own);
         lockReturn() = {};
     }
