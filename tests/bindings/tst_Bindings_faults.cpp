@@ -109,6 +109,13 @@ private Q_SLOTS:
         QTest::newRow("of a unicode") << QByteArray("Utils.File.isAbsolute(wide)");
         QTest::newRow("to a str") << QByteArray("len(str(held)) == 0");
         QTest::newRow("to a unicode") << QByteArray("len(unicode(held)) == 0");
+        QTest::newRow("of a sum") << QByteArray("len(held + held) == 0");
+        QTest::newRow("of a path") << QByteArray("len(Utils.File.join(held, held)) == 0");
+        QTest::newRow("of a command")
+            << QByteArray("len(Utils.Process(held, [held]).fullCommand()) == 0");
+        QTest::newRow("of a variant") << QByteArray("len(str(Data.Variant(held))) == 0");
+        QTest::newRow("of a format") << QByteArray("len(held % ()) == 0");
+        QTest::newRow("of a part") << QByteArray("len(held[1:]) == 0");
     }
 
     void raiseAMemoryErrorForALargeText()
@@ -127,6 +134,57 @@ private Q_SLOTS:
         QVERIFY(memory.hasFailed());
         QCOMPARE(text, QString("MemoryError: "));
         QCOMPARE(m_python.text(expression), QString("False"));
+    }
+
+    // Code of the definitions that is written by hand: nothing else catches its exceptions.
+    void raiseAMemoryErrorForEachAllocation_data()
+    {
+        QTest::addColumn<QByteArray>("expression");
+        QTest::addColumn<QString>("value");
+
+        // clang-format off
+        QTest::newRow("a text") << QByteArray("Utils.File.isAbsolute('/a')") << "True";
+        QTest::newRow("a part") << QByteArray("Data.String('abc')[1]") << "b";
+        QTest::newRow("a format") << QByteArray("Data.String('%s!') % 'a'") << "a!";
+        QTest::newRow("a list") << QByteArray("repr(Utils.File.searchInFiles('a', ['/b/c', '/d/e']))") << "''";
+        QTest::newRow("a list of results") << QByteArray("len(Data.Variant(['b', 'c']).toStringList())") << "2";
+        QTest::newRow("a variant of a text") << QByteArray("Data.Variant('a')") << "a";
+        QTest::newRow("a variant of an own text") << QByteArray("Data.Variant(Data.String('a'))") << "a";
+        QTest::newRow("a variant of a list") << QByteArray("repr(Data.Variant(['b', 'c']))") << "Variant(['b', 'c'])";
+        QTest::newRow("a key") << QByteArray("repr(Utils.StringTable.lookupk('a', 'b'))") << "''";
+        QTest::newRow("an encoding") << QByteArray("Utils.File.encodingOf('a')[0]") << "UTF-8";
+        // clang-format on
+    }
+
+    void raiseAMemoryErrorForEachAllocation()
+    {
+        QFETCH(QByteArray, expression);
+        QFETCH(QString, value);
+        QCOMPARE(m_python.run("def call(): return " + expression), QString());
+        QCOMPARE(m_python.text("call()"), value);
+        PyObject *const names = PyModule_GetDict(PyImport_AddModule("__main__"));
+        PyObject *const call = PyDict_GetItemString(names, "call");
+
+        bool isOut = true;
+        int failures = 0;
+        for (int n = 0; isOut; ++n) {
+            FailingMemory memory(n, FailingMemory::Once);
+            PythonReference result(PyObject_CallObject(call, nullptr));
+            memory.end();
+            isOut = memory.hasFailed();
+            failures += !result;
+
+            if (result) { // an allocation that is not needed may fail
+                const PythonReference text(PyObject_Str(result.get()));
+                QVERIFY(text);
+                QVERIFY(isOut || PyString_AsString(text.get()) == value);
+            } else {
+                QVERIFY2(isOut && PyErr_ExceptionMatches(PyExc_MemoryError),
+                         qPrintable(QString::number(n)));
+                PyErr_Clear();
+            }
+        }
+        QVERIFY(failures > 0);
     }
 
     void raiseAMemoryErrorForAList_data()
