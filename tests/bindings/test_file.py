@@ -1,5 +1,6 @@
 # -*- coding: utf-8 -*-
 
+import mmap
 import os
 import tempfile
 import time
@@ -186,6 +187,12 @@ class Contents(suite.FolderTestCase):
             self.assertTrue(str(raised.exception).startswith('File.encodingOf(): argument 1 has '
                                                              'unexpected type '))
         self.assertRefuses('File.encodingOf(): not enough arguments', File.encodingOf)
+        with open(self.make('large', ''), 'r+b') as large: # without blocks on the disk
+            large.truncate(2 ** 31)
+            contents = mmap.mmap(large.fileno(), 0, access=mmap.ACCESS_READ)
+        with self.assertRaises(OverflowError) as raised:
+            File.encodingOf(contents)
+        self.assertEqual(str(raised.exception), 'text is too long')
 
     def test_write_in_an_encoding(self):
         path = self.path('file')

@@ -15,6 +15,9 @@
 #include <QTextCodec>
 #include <QtTest>
 
+#include <cstdlib>
+#include <limits>
+#include <memory>
 #include <random>
 #include <thread>
 
@@ -108,6 +111,22 @@ private Q_SLOTS:
         QCOMPARE(isGuessOfBytes, isGuess);
         QCOMPARE(File::encoding(path), encoding);
         QCOMPARE(File::lastError(), String());
+    }
+
+    /// Its last pieces begin where an int ends. The bytes are zeros, which no page is stored for.
+    void findsTheEncodingOfTheLargestArray()
+    {
+        const int size = std::numeric_limits<int>::max();
+        const std::unique_ptr<void, decltype(&std::free)> zeros(std::calloc(1, size), &std::free);
+        if (!zeros)
+            QSKIP("needs 2 GiB of addresses");
+
+        bool isGuess = false;
+        const String encoding = File::encodingOf(
+            QByteArray::fromRawData(static_cast<const char *>(zeros.get()), size), &isGuess);
+
+        QCOMPARE(encoding, String("UTF-8"));
+        QVERIFY(isGuess);
     }
 
     void findsUtf8AcrossThePiecesOfAFile_data()

@@ -91,8 +91,9 @@ Data::String File::encoding(const Data::String &path, bool *isGuess)
 static QString findEncodingOf(const QByteArray &bytes, bool *isGuess)
 {
     EncodingFinder finder;
-    for (int next = 0; next < bytes.size(); next += pieceSize) {
-        if (!finder.add(bytes.constData() + next, std::min(pieceSize, bytes.size() - next)))
+    for (qint64 next = 0; next < bytes.size(); next += pieceSize) { // beyond INT_MAX in the end
+        const qint64 size = std::min<qint64>(pieceSize, bytes.size() - next);
+        if (!finder.add(bytes.constData() + next, static_cast<int>(size)))
             break;
     }
     return nameOf(finder.result(), isGuess);
