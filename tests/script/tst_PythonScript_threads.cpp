@@ -205,6 +205,38 @@ private Q_SLOTS:
                               "exit 3"}));
     }
 
+    void runsWhileAnotherThreadWaitsForAProgram_data()
+    {
+        QTest::addColumn<QString>("body"); // of the thread
+
+        QTest::newRow("run") << "process.run()";
+        QTest::newRow("run with a function") << "process.run(-1, lambda line, isError: None)";
+        QTest::newRow("wait") << "process.start() and process.wait()";
+    }
+
+    void runsWhileAnotherThreadWaitsForAProgram()
+    {
+        QFETCH(QString, body);
+        const QString code = "import threading, time\n"
+                             "from KelmUtils import Utils\n"
+                             "made = []\n"
+                             "def f():\n"
+                             " process = Utils.Process('sleep', ['60'])\n"
+                             " made.append(process)\n " +
+                             body +
+                             "\nthread = threading.Thread(target=f)\n"
+                             "thread.start()\n"
+                             "wasRunning = False\n"
+                             "while thread.is_alive():\n"
+                             " time.sleep(0.001)\n"
+                             " if not wasRunning and made and made[0].isRunning():\n"
+                             "  wasRunning = True\n"
+                             "  made[0].kill()\n";
+
+        QCOMPARE(child({home, "code:" + code, "value:str((wasRunning, made[0].normalExit()))"}),
+                 (QStringList{"good", "(True, False)", "exit 3"}));
+    }
+
     void endsBeforeWhatQtHasMadeWhereTheHostForgetsToEndIt()
     {
         const QTemporaryDir folder;

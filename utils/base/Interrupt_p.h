@@ -27,6 +27,14 @@ struct Interrupt
     /// Whether a script runs, or is checked.
     static bool isPossible() { return run.load(std::memory_order_relaxed) != 0; }
 
+    /// Lets other threads of scripts run for a moment, where this thread keeps them from it. An
+    /// operation that waits calls it where scripts may call the library, also the same object.
+    static void letOthersRun()
+    {
+        if (void (*const function)() = yield)
+            function();
+    }
+
     /// Returns for how many milliseconds the request has been waiting; 0 without one.
     static int age();
 
@@ -47,6 +55,9 @@ struct Interrupt
 
     /// Makes the engine notice a request, wherever the script is. Null without an engine.
     static inline std::atomic<void (*)()> wake = nullptr;
+
+    /// Lets other threads of scripts run for a moment. Null without an engine.
+    static inline std::atomic<void (*)()> yield = nullptr;
 
     /// The time limit of runs in milliseconds, 0 for none. For the main thread.
     static inline int timeLimit = 0;

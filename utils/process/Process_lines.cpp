@@ -93,6 +93,7 @@ bool ProcessPrivate::waitForEndOrInterrupt(int time)
         const qint64 left = end.remainingTime(); // negative without an end
         const bool isLast = left >= 0 && left <= interruptPause;
         const QString errorText = process.errorString();
+        Interrupt::letOthersRun();
         if (waitForEnd(isLast ? static_cast<int>(left) : interruptPause))
             return true;
         if (!isAlive || process.state() == QProcess::NotRunning || isLast ||

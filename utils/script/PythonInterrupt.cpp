@@ -5,6 +5,7 @@
 #include "utils/platform/Platform.h"
 #include "utils/script/PythonError_p.h"
 #include "utils/script/PythonReference_p.h"
+#include "utils/script/PythonThreads_p.h"
 #include "utils/script/ScriptError_p.h"
 
 #include <QLocale>
@@ -263,6 +264,7 @@ void prepare()
 void open()
 {
     Interrupt::wake = wake;
+    Interrupt::yield = yieldPythonLock;
     isOpen = true;
     threadOfScripts = PyThread_get_thread_ident();
     if (!Platform::openAlarm(onAlarm) || Platform::alarmSignal() == 0 || !initSignalModule)
@@ -311,6 +313,7 @@ void finalizePython()
 void end()
 {
     Interrupt::wake = nullptr;
+    Interrupt::yield = nullptr;
     Platform::closeAlarm();
 }
 

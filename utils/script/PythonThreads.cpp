@@ -268,6 +268,20 @@ private:
 
 bool ownsPythonLock() { return waitForLock(Clock::now()); }
 
+void yieldPythonLock()
+{
+    if (!Py_IsInitialized())
+        return;
+    PyThreadState *const own = PyGILState_GetThisThreadState();
+    const bool hasLock = own && own == _PyThreadState_Current;
+    if (!hasLock || (PyInterpreterState_ThreadHead(own->interp) == own && !PyThreadState_Next(own)))
+        return;
+    PyEval_SaveThread();
+    // Python's lock is not fair: a thread that waits for it needs time to wake up.
+    std::this_thread::sleep_for(1ms);
+    PyEval_RestoreThread(own);
+}
+
 bool hasPythonThreads() { return !otherThreads().empty(); }
 
 QStringList endPythonThreads(std::chrono::milliseconds patience)

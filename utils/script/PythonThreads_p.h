@@ -16,6 +16,10 @@ bool ownsPythonLock();
 /// Whether scripts have threads that run, besides the calling one.
 bool hasPythonThreads();
 
+/// Lets other threads of scripts run for a millisecond, where there are some and this thread has
+/// Python's lock. Safe on every thread.
+void yieldPythonLock();
+
 /// Ends the threads of scripts, so that the interpreter can be finalised. Returns the threads that
 /// still run, each as its name and number. While there are some, the interpreter must not be
 /// finalised: a thread that runs without it crashes the process.
