@@ -111,14 +111,15 @@ static Result parseAndRun(const Command &command, const QStringList &arguments)
     Utils::Settings::SettingChanged().connect(&changed);
     loadTexts(variables["RES_DIR"], parser.value("language"));
     Result result = command.run(parser, host);
-    endScripts();
     Utils::setApplication(nullptr);
     return result;
 }
 
 ExitCode perform(const Command &command, const QStringList &arguments)
 {
-    return report(command, parseAndRun(command, arguments));
+    const ExitCode code = report(command, parseAndRun(command, arguments));
+    endScripts(); // Python would report output that cannot be written once more
+    return code;
 }
 
 std::optional<int> wholeNumber(const QString &text, int least)

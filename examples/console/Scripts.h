@@ -9,7 +9,7 @@ namespace Kelm {
 bool startScripts(Data::String &error);
 
 /// Ends the interpreter, if it was started: what scripts have left to its end, as threads that
-/// still work, may use the library and the host.
+/// still work, may use the library. Call it when the output is finished.
 void endScripts();
 
 /// While it exists, the first Ctrl-C ends the script that runs, by a KeyboardInterrupt. The second

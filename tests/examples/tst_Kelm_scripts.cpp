@@ -575,18 +575,6 @@ private Q_SLOTS:
         QCOMPARE(m_kelm.status, 0);
     }
 
-    void endsThreadsThatUseTheLibraryWithoutEnd()
-    {
-        const QByteArray code = "import threading\nfrom KelmUtils import Utils\n"
-                                "def f():\n"
-                                " while True: Utils.Settings().setString('End/value', 'x')\n"
-                                "for i in range(3): threading.Thread(target=f).start()\n";
-
-        QVERIFY(m_kelm.run({"run", script("endless.py", code)}));
-
-        QCOMPARE(m_kelm.status, 0);
-    }
-
 private:
     QString script(const QString &name, const QByteArray &code) const
     {

@@ -45,12 +45,11 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
 
 using Data::String;
 using Data::Variant;
 
-static std::optional<QCoreApplication> application;
+static QCoreApplication *application = nullptr; // stays where a script ends the process
 static FakeHost host;
 static bool showsClock = false;
 
@@ -100,8 +99,8 @@ static void execute(const QString &step, const QString &text)
         Utils::threadPatience = std::chrono::milliseconds(text.toInt());
     } else if (step == "application") {
         static int argc = 0;
-        application.reset();
-        application.emplace(argc, nullptr);
+        delete application;
+        application = new QCoreApplication(argc, nullptr);
     } else if (step == "wait") {
         QElapsedTimer timer;
         timer.start();
@@ -126,7 +125,7 @@ static void execute(const QString &step, const QString &text)
 
 int main(int argc, char **argv)
 {
-    application.emplace(argc, argv);
+    application = new QCoreApplication(argc, argv);
     Utils::setApplication(&host);
     static PythonStandIns standIns;
     standIns.reaction = [](const QString &text) {
@@ -151,6 +150,6 @@ int main(int argc, char **argv)
     }
     if (showsClock)
         print(QString::number(systemClock()));
-    application.reset();
+    delete application;
     return 3;
 }
