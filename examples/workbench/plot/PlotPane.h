@@ -42,8 +42,8 @@ public:
     QwtPlot &plot() const { return *m_plot; }
     StatisticsTable &statistics() const { return *m_statistics; }
 
-    /// Writes the plot to a file whose suffix decides the format: png, svg or, with a Qt that writes
-    /// it, pdf. False, with the reason in File::lastError(), when it cannot be written.
+    /// Writes the plot to a file whose suffix decides the format: png, svg or, with a Qt that
+    /// writes it, pdf. False, with the reason in File::lastError(), when it cannot be written.
     bool exportTo(const QString &path) const;
 
     void setCurrentView(Pane *view) override;
