@@ -146,12 +146,12 @@ private Q_SLOTS:
         QTest::newRow("a text") << QByteArray("Utils.File.isAbsolute('/a')") << "True";
         QTest::newRow("a part") << QByteArray("Data.String('abc')[1]") << "b";
         QTest::newRow("a format") << QByteArray("Data.String('%s!') % 'a'") << "a!";
-        QTest::newRow("a list") << QByteArray("repr(Utils.File.searchInFiles('a', ['/b/c', '/d/e']))") << "''";
+        QTest::newRow("a list") << QByteArray("repr(Utils.File.searchInFiles(own, ['/b/c', '/d/e']))") << "''";
         QTest::newRow("a list of results") << QByteArray("len(Data.Variant(['b', 'c']).toStringList())") << "2";
         QTest::newRow("a variant of a text") << QByteArray("Data.Variant('a')") << "a";
         QTest::newRow("a variant of an own text") << QByteArray("Data.Variant(Data.String('a'))") << "a";
         QTest::newRow("a variant of a list") << QByteArray("repr(Data.Variant(['b', 'c']))") << "Variant(['b', 'c'])";
-        QTest::newRow("a key") << QByteArray("repr(Utils.StringTable.lookupk('a', 'b'))") << "''";
+        QTest::newRow("a key") << QByteArray("repr(Utils.StringTable.lookupk(own, own))") << "''";
         QTest::newRow("an encoding") << QByteArray("Utils.File.encodingOf('a')[0]") << "UTF-8";
         // clang-format on
     }
@@ -160,7 +160,9 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, expression);
         QFETCH(QString, value);
-        QCOMPARE(m_python.run("def call(): return " + expression), QString());
+        // SIP forgets the arguments that it has converted before one that it cannot convert.
+        QCOMPARE(m_python.run("own = Data.String('a')\ndef call(): return " + expression),
+                 QString());
         QCOMPARE(m_python.text("call()"), value);
         PyObject *const names = PyModule_GetDict(PyImport_AddModule("__main__"));
         PyObject *const call = PyDict_GetItemString(names, "call");
