@@ -144,7 +144,7 @@ static std::shared_ptr<EncodingTable> tableOfSystem(unsigned number)
     const auto characters = Platform::codePage(number);
     if (!characters)
         return {};
-    const auto table = std::make_shared<EncodingTable>();
+    auto table = std::make_shared<EncodingTable>();
     table->name = QString::fromLatin1(nameOfCodePage(number));
     examineBytes(*table, [&](char byte) {
         return QString(QChar((*characters)[static_cast<unsigned char>(byte)]));
@@ -154,7 +154,7 @@ static std::shared_ptr<EncodingTable> tableOfSystem(unsigned number)
 
 static std::shared_ptr<EncodingTable> tableOfCodec(QTextCodec *codec)
 {
-    const auto table = std::make_shared<EncodingTable>();
+    auto table = std::make_shared<EncodingTable>();
     table->codec = codec;
     table->name = QString::fromLatin1(codec->name());
     table->isUtf8 = table->name == QLatin1String("UTF-8");

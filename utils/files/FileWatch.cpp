@@ -28,7 +28,7 @@ public:
     void startTimer();
     void stopTimer();
     void readTime();
-    std::optional<unsigned int> changedTime();
+    std::optional<unsigned int> changedTime(const QPointer<FileWatch> &watch);
     void goOn(unsigned int reported);
     void log(const QString &text) const;
 
@@ -62,10 +62,9 @@ void FileWatchPrivate::readTime()
 }
 
 /// The time of the file when it has changed; its path is in the payload then. No value, too, when
-/// the host has deleted the watch in a call.
-std::optional<unsigned int> FileWatchPrivate::changedTime()
+/// the host has deleted the watch in a call, which \p watch, a copy of self, tells.
+std::optional<unsigned int> FileWatchPrivate::changedTime(const QPointer<FileWatch> &watch)
 {
-    const QPointer<FileWatch> watch = self;
     const Data::String path = q->objectName();
     const Data::String name = File::base(path, /*withExtension=*/true);
     if (verbose) {
@@ -198,7 +197,7 @@ void FileWatch::timerEvent(QTimerEvent *event)
     const QPointer<FileWatch> self = d->self;
     std::optional<unsigned int> modified;
     try {
-        modified = d->changedTime();
+        modified = d->changedTime(self);
     } catch (const std::bad_alloc &) { // which may not pass through Qt; the next check reports it
     }
     if (!modified)

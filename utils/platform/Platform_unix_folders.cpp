@@ -184,9 +184,10 @@ private:
         int file = openPath();
         if (file < 0 && (errno == EMFILE || errno == ENFILE)) {
             // The folders above leave it their descriptors, unless it is opened by that of one.
-            UnixFolder *above = folder == AT_FDCWD ? m_above : m_above->m_above;
-            for (; above; above = above->m_above)
-                above->release();
+            for (UnixFolder *above = m_above; above; above = above->m_above) {
+                if (!above->m_folder || dirfd(above->m_folder.get()) != folder)
+                    above->release();
+            }
             file = openPath();
         }
 

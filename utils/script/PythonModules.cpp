@@ -91,6 +91,19 @@ static QString withSlashes(const QByteArray &path)
     return QDir::fromNativeSeparators(QString::fromUtf8(path));
 }
 
+/// Returns the name of the module that is the file \p name of an archive, in its folder \p folder,
+/// or "" when there is none.
+static QByteArray moduleInArchive(QString name, const QString &folder)
+{
+    if (!folder.isEmpty() && !name.startsWith(folder + QLatin1Char('/')))
+        return {};
+    name.remove(0, folder.isEmpty() ? 0 : folder.size() + 1);
+    if (name.endsWith(QLatin1String("/__init__.py")) ||
+        name.endsWith(QLatin1String("/__init__.pyc")))
+        name = name.section(QLatin1Char('/'), 0, -2) + QLatin1String(".py");
+    return moduleInFile(name);
+}
+
 /// Adds the modules of the archives that Python has read.
 static void addArchives(const QStringList &folders, QSet<QByteArray> &names)
 {
@@ -107,14 +120,7 @@ static void addArchives(const QStringList &folders, QSet<QByteArray> &names)
                 continue;
             const QString inside = folder.mid(path.size() + 1);
             PythonObjects::visitDictionary(archive.value, nullptr, [&](const Name &file) {
-                QString name = withSlashes(file.name);
-                if (!inside.isEmpty() && !name.startsWith(inside + QLatin1Char('/')))
-                    return;
-                name.remove(0, inside.isEmpty() ? 0 : inside.size() + 1);
-                if (name.endsWith(QLatin1String("/__init__.py")) ||
-                    name.endsWith(QLatin1String("/__init__.pyc")))
-                    name = name.section(QLatin1Char('/'), 0, -2) + QLatin1String(".py");
-                const QByteArray found = moduleInFile(name);
+                const QByteArray found = moduleInArchive(withSlashes(file.name), inside);
                 if (!found.isEmpty())
                     names.insert(found);
             });
