@@ -55,8 +55,8 @@ static std::vector<Scenario> processOperations()
                             Process process("/bin/sh", {"-c", talker});
                             const bool isStarted = process.start();
                             const bool hasEnded = isStarted && process.wait(/*showProgress=*/false);
-                            outcome.isTold =
-                                !hasEnded || !process.normalExit() || process.exitCode() != 0;
+                            outcome.isTold = !hasEnded || !process.normalExit() ||
+                                             process.exitCode() != 0 || process.isOutputLost();
                             *output = process.output().toUtf8();
                             if (!isStarted && process.errorMessage().isEmpty())
                                 outcome.damage = "no reason told";
@@ -86,7 +86,7 @@ static std::vector<Scenario> processOperations()
                                 process.kill();
                             } else {
                                 waitForEnd(process);
-                                outcome.isTold = process.isRunning();
+                                outcome.isTold = process.isRunning() || process.isOutputLost();
                             }
                             *output = process.output().toUtf8();
                         },

@@ -16,6 +16,7 @@
 #include <QMap>
 #include <QTextStream>
 
+#include <algorithm>
 #include <memory>
 
 // Tables, tag files, XML, settings and strings.
@@ -468,12 +469,19 @@ static Run healing(const QString &key, const QString &before, const QString &aft
 
 static const char *groupDamage(const QMap<QString, QString> &entries)
 {
-    const auto has = [&](const char *key, const char *value) {
-        return entries.value(QString("Group/") + key) == value ||
-               entries.value(QString("Moved/") + key) == value;
+    const auto hasAll = [&](const QStringList &groups) {
+        const auto has = [&](const char *key, const char *value) {
+            return std::any_of(groups.begin(), groups.end(), [&](const QString &group) {
+                return entries.value(group + '/' + key) == value;
+            });
+        };
+        return has("a", "first") && has("b", "second") && has("inner/c", "third");
     };
-    return has("a", "first") && has("b", "second") && has("inner/c", "third") ? ""
-                                                                              : "values have gone";
+    if (hasAll({"Group", "Moved"}))
+        return "";
+    const QString temporary = "%40%40%40_temp_%40%40%40"; // "@@@_temp_@@@", as the file has it
+    return hasAll({"Group", "Moved", temporary}) ? "values in the temporary group"
+                                                 : "values have gone";
 }
 
 static const char *listDamage(const QMap<QString, QString> &entries)
