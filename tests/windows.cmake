@@ -28,6 +28,9 @@ list(APPEND not_on_windows Kelm_python PyInit PythonPlugin)
 # It links objects of the library and of a host, which are made for the DLL there.
 list(APPEND not_on_windows KelmFramework)
 
+# They replace functions that write and allocate; the first one also starts a script of the shell.
+list(APPEND not_on_windows Workbench_processes Workbench_saving)
+
 # Those that tools/check-windows --quick runs: what the system decides, and one of each part.
 add_custom_target(tests_windows_quick)
 set(quick_on_windows

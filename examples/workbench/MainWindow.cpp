@@ -110,6 +110,18 @@ QMenu *MainWindow::addMenu(const char *title)
     return menu;
 }
 
+/// Adds the usual keys of the system, which differ, to the key of a command, which is the same on
+/// each.
+static void addUsualKeys(QAction *command, QKeySequence::StandardKey usual)
+{
+    QList<QKeySequence> keys = command->shortcuts();
+    for (const QKeySequence &key : QKeySequence::keyBindings(usual)) {
+        if (!keys.contains(key))
+            keys.append(key);
+    }
+    command->setShortcuts(keys);
+}
+
 void MainWindow::addFileMenu()
 {
     QMenu *const menu = addMenu(".ctx.file");
@@ -130,7 +142,8 @@ void MainWindow::addFileMenu()
     QAction *const reloads =
         addCommand(menu, "reload", QKeySequence::Refresh, [this] { reload(*currentTab()); });
     QAction *const closes =
-        addCommand(menu, "close", QKeySequence::Close, [this] { closeTab(currentTab()); });
+        addCommand(menu, "close", Qt::CTRL + Qt::Key_W, [this] { closeTab(currentTab()); });
+    addUsualKeys(closes, QKeySequence::Close);
     m_needDocument = {saves, savesAs, reloads, closes};
     menu->addSeparator();
     addCommand(menu, "quit", Qt::CTRL + Qt::Key_Q, [this] { close(); });
@@ -142,7 +155,8 @@ void MainWindow::addEditMenu()
     QAction *const undo =
         addCommand(menu, "undo", QKeySequence::Undo, [this] { m_changes.undo(); });
     QAction *const redo =
-        addCommand(menu, "redo", QKeySequence::Redo, [this] { m_changes.redo(); });
+        addCommand(menu, "redo", Qt::CTRL + Qt::SHIFT + Qt::Key_Z, [this] { m_changes.redo(); });
+    addUsualKeys(redo, QKeySequence::Redo);
     undo->setIcon(style()->standardIcon(QStyle::SP_ArrowBack));
     redo->setIcon(style()->standardIcon(QStyle::SP_ArrowForward));
     undo->setEnabled(false);

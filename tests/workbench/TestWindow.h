@@ -300,6 +300,8 @@ private:
     {
         QMap<QString, QString> variables = Workbench::hostVariables();
         variables["RES_DIR"] = qEnvironmentVariable("KELM_RES_DIR", WORKBENCH_RESOURCES);
+        // Those of Windows are no windows of Qt.
+        QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
         m_session = std::make_unique<Workbench::Session>(variables, language);
         window().restoreLayout();
         window().show();

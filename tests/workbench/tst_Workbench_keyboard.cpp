@@ -113,6 +113,10 @@ private Q_SLOTS:
                                 << "F5";
         QTest::newRow("close") << "close"
                                << "Ctrl+W";
+        QTest::newRow("undo") << "undo"
+                              << "Ctrl+Z";
+        QTest::newRow("redo") << "redo"
+                              << "Ctrl+Shift+Z";
         QTest::newRow("quit") << "quit"
                               << "Ctrl+Q";
     }
@@ -123,6 +127,20 @@ private Q_SLOTS:
         QFETCH(QString, shortcut);
         TestWindow test;
         QCOMPARE(test.command(command.toUtf8())->shortcut(), QKeySequence(shortcut));
+    }
+
+    void commandsHaveTheUsualKeysOfTheSystem()
+    {
+        TestWindow test;
+        const auto hasAll = [&](const char *command, QKeySequence::StandardKey usual) {
+            const QList<QKeySequence> keys = test.command(command)->shortcuts();
+            const QList<QKeySequence> wanted = QKeySequence::keyBindings(usual);
+            return !wanted.isEmpty() &&
+                   std::all_of(wanted.begin(), wanted.end(),
+                               [&](const auto &key) { return keys.count(key) == 1; });
+        };
+        QVERIFY(hasAll("close", QKeySequence::Close));
+        QVERIFY(hasAll("redo", QKeySequence::Redo));
     }
 
     void menusHaveAllCommands()

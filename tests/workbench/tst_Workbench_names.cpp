@@ -3,6 +3,7 @@
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
+#include "tests/support/Windows.h"
 
 #include <QMenu>
 #include <QMenuBar>
@@ -58,10 +59,21 @@ private Q_SLOTS:
 
     void workbenchOpensAFileOnceByALink()
     {
+        SKIP_ON_WINDOWS("links are files *.lnk to Qt, and Wine makes no others");
         TestWindow test;
         test.open(test.file("load.csv", "a,b\n1,2\n"));
         QVERIFY(QFile::link(test.path("load.csv"), test.path("link.csv")));
-        test.window().openFiles({test.path("link.csv"), test.path("./load.csv")});
+        test.window().openFiles({test.path("link.csv")});
+        QCOMPARE(numTabs(test), 1);
+    }
+
+    void workbenchOpensAFileOnceByAnotherPath()
+    {
+        TestWindow test;
+        test.open(test.file("load.csv", "a,b\n1,2\n"));
+        test.window().openFiles({test.path("./load.csv")});
+        if (!isCaseSensitive(test))
+            test.window().openFiles({test.path("LOAD.csv")});
         QCOMPARE(numTabs(test), 1);
     }
 
