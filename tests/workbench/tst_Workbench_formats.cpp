@@ -3,6 +3,7 @@
 #include "examples/workbench/Preferences.h"
 #include "examples/workbench/table/TableDocument.h"
 #include "examples/workbench/table/TableView.h"
+#include "tests/support/Windows.h"
 #include "utils/csv/CSVTable.h"
 
 #include <QComboBox>
@@ -285,6 +286,7 @@ private Q_SLOTS:
     // Its rows can still be read, but it cannot be copied.
     void tableWhoseFileIsDeletedTellsWhatItLoses()
     {
+        SKIP_ON_WINDOWS("Wine keeps the name of a deleted file that is open, as Windows 7 does");
         Workbench::Preferences::memoryLimit.set(1);
         TestWindow test;
         test.open(test.file("large.csv", largeTable()));
