@@ -286,7 +286,8 @@ private:
         Workbench::Pane &pane = *test.window().tool("Processes");
         test.choose(test.window().findChild<QDockWidget *>("Processes")->toggleViewAction());
         Utils::Settings("gui").setString("tempPath", QFileInfo(test.path("x")).path());
-        qputenv("PATH", QFileInfo(KELM_SOLVER).path().toUtf8() + ':' + qgetenv("PATH"));
+        qputenv("PATH", QFileInfo(KELM_SOLVER).path().toUtf8() + QDir::listSeparator().toLatin1() +
+                            qgetenv("PATH"));
         const QMap<const char *, QString> fields{
             {"processCommand", QFileInfo(KELM_SOLVER).fileName()},
             {"processArguments", "--seconds 1 --children 2 --output rod.csv"},
@@ -301,6 +302,7 @@ private:
         QCOMPARE(cutTexts(test.window()), QStringList()); // in the narrow pane, too
         test.window().findChild<QDockWidget *>("Plot")->hide();
         show(test.window(), "processes", language, look);
+        QTRY_VERIFY(test.window().currentTab()); // without scripts no file is open yet
         QTRY_COMPARE(test.document().path(), test.path("rod.csv"));
     }
 
