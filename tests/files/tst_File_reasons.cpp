@@ -478,9 +478,11 @@ private Q_SLOTS:
         QCOMPARE(File::remove(path("folder")), 0);
         verifyReason("The folder \"folder\" cannot be removed; it may not be empty.");
         {
+            QFile::setPermissions(path("folder/below"), QFile::Permissions(0x5555));
             const OrdinaryUser user(m_folder->path());
             QCOMPARE(File::remove(path("folder/below/file")), 0);
         }
+        QFile::setPermissions(path("folder/below"), QFile::Permissions(0x7777));
         verifyReason("You have no permission to write \"folder/below/file\".");
         QCOMPARE(File::remove(path("folder/below/file")), 1);
         QCOMPARE(File::lastError(), String());

@@ -37,7 +37,7 @@ public:
         if (fault == Fault::FullDisk) {
             m_disk = std::make_unique<ByteDisk>(folder, 0);
         } else if (fault == Fault::NoPermission) {
-            QFile::setPermissions(folder, QFile::Permissions(0x5555));
+            permitWriting(false);
             m_user = std::make_unique<OrdinaryUser>(QFileInfo(folder).path());
         } else {
             QDir().rename(folder, moved());
@@ -47,7 +47,7 @@ public:
     {
         m_user.reset();
         if (m_fault == Fault::NoPermission)
-            QFile::setPermissions(m_folder, QFile::Permissions(0x7777));
+            permitWriting(true);
         if (m_fault == Fault::NoFolder)
             QDir().rename(moved(), m_folder);
     }
@@ -66,6 +66,15 @@ public:
 
 private:
     QString moved() const { return m_folder + ".moved"; }
+
+    /// Of the folder and of its files, which belong to the user unless the program runs as root.
+    void permitWriting(bool isPermitted) const
+    {
+        for (const QString &name : QDir(m_folder).entryList(QDir::Files))
+            QFile::setPermissions(m_folder + '/' + name,
+                                  QFile::Permissions(isPermitted ? 0x6644 : 0x4444));
+        QFile::setPermissions(m_folder, QFile::Permissions(isPermitted ? 0x7777 : 0x5555));
+    }
 
     const Fault m_fault;
     const QString m_folder;
