@@ -5,6 +5,7 @@
 #include "tests/support/Print.h"
 #include "tests/support/Recorder.h"
 #include "tests/support/SettingsHome.h"
+#include "tests/support/Windows.h"
 #include "utils/files/File.h"
 #include "utils/settings/Settings.h"
 #include "utils/settings/SettingsSignal.h"
@@ -29,6 +30,9 @@ private:
     QString m_path; // of the settings, for which a QSettings is made, which writes what is pending
     std::unique_ptr<Recorder> m_recorder;
 
+    /// What is in the file, whose line ends are those of the system.
+    QByteArray stored() const { return contentsOf(m_path).replace("\r\n", "\n"); }
+
     static void rename(Settings &settings) { settings.renameKey("View", "view", true); }
 
 private Q_SLOTS:
@@ -50,7 +54,7 @@ private Q_SLOTS:
                 QCOMPARE(other.getInt("other", 7), 7);
             }
             QCoreApplication::sendPostedEvents();
-            QCOMPARE(contentsOf(m_path), QByteArray(oldText));
+            QCOMPARE(stored(), QByteArray(oldText));
         };
 
         Settings settings;
@@ -60,7 +64,7 @@ private Q_SLOTS:
                  QStringList({"sig(@@@_temp_@@@/sub, invalid)", "sig(@@@_temp_@@@, invalid)",
                               "sig(View, invalid)", "sig(view/sub, invalid)", "sig(view, invalid)",
                               "sig(@@@_temp_@@@, invalid)"}));
-        QCOMPARE(contentsOf(m_path), QByteArray(newText));
+        QCOMPARE(stored(), QByteArray(newText));
         QCOMPARE(settings.status(), Settings::Stored);
     }
 
@@ -70,13 +74,13 @@ private Q_SLOTS:
         Settings settings;
         settings.setInt("other", 3);
         m_recorder->calls.clear();
-        m_recorder->reaction = [&] { QCOMPARE(contentsOf(m_path), before); };
+        m_recorder->reaction = [&] { QCOMPARE(stored(), before); };
 
         rename(settings);
 
         QCOMPARE(m_recorder->calls.size(), 6);
         QVERIFY(settings.sync());
-        QCOMPARE(contentsOf(m_path), QByteArray("[General]\nother=3\n\n") + newText);
+        QCOMPARE(stored(), QByteArray("[General]\nother=3\n\n") + newText);
     }
 
     void storesWhatAReceiverChangesWhenItHasEnded()
@@ -89,7 +93,7 @@ private Q_SLOTS:
         Settings settings;
         rename(settings);
 
-        QCOMPARE(contentsOf(m_path), QByteArray("[General]\nother=3\n\n") + newText);
+        QCOMPARE(stored(), QByteArray("[General]\nother=3\n\n") + newText);
     }
 
     void tellsAReceiverThatNothingIsStored()
@@ -137,16 +141,23 @@ private Q_SLOTS:
             QCOMPARE(caught, QString("of a receiver"));
             QVERIFY(settings.sync());
             // The last report is that the temporary group is gone.
-            QCOMPARE(contentsOf(m_path), QByteArray(number < 6 ? oldText : newText));
+            const QByteArray expected = number < 6 ? oldText : newText;
+#ifdef _WIN32
+            // Both names are of one group there, whose letters may have either case then.
+            QCOMPARE(stored().toLower(), expected.toLower());
+#else
+            QCOMPARE(stored(), expected);
+#endif
         }
         QCOMPARE(thrown, 6);
     }
 
     void keepsWhatIsInTheNewGroupWhenAReceiverThrows()
     {
+        SKIP_ON_WINDOWS("names that differ in case are of one group there");
         home.fill("View/sub/x=1 View/width=5 view/other=2 view/width=3 view/width/below=4");
         QVERIFY(Settings().sync());
-        const QByteArray before = contentsOf(m_path);
+        const QByteArray before = stored();
         m_recorder->reaction = [&] {
             if (m_recorder->calls.size() == 5) // all values have their new names, too
                 throw std::runtime_error("of a receiver");
@@ -156,7 +167,7 @@ private Q_SLOTS:
         QVERIFY_EXCEPTION_THROWN(rename(settings), std::runtime_error);
 
         QVERIFY(settings.sync());
-        QCOMPARE(contentsOf(m_path), before);
+        QCOMPARE(stored(), before);
     }
 
     void keepsWhatAReceiverStoresBeforeItThrows_data()
@@ -183,6 +194,8 @@ private Q_SLOTS:
         QFETCH(int, number);
         QFETCH(QString, key);
         QFETCH(QString, stored);
+        if (key.startsWith("view/"))
+            SKIP_ON_WINDOWS("names that differ in case are of one group there");
         m_recorder->reaction = [&] {
             if (m_recorder->calls.size() != number)
                 return;
@@ -211,12 +224,13 @@ private Q_SLOTS:
             QVERIFY_EXCEPTION_THROWN(settings.renameKey("View", "View", true), std::runtime_error);
 
             QVERIFY(settings.sync());
-            QCOMPARE(contentsOf(m_path), QByteArray(oldText));
+            QCOMPARE(stored(), QByteArray(oldText));
         }
     }
 
     void tellsThatTheNewGroupIsGoneAgain()
     {
+        SKIP_ON_WINDOWS("names that differ in case are of one group there");
         m_recorder->reaction = [&] {
             if (m_recorder->calls.last() == "sig(view/sub, invalid)")
                 throw std::runtime_error("once");
