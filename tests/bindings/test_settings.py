@@ -189,10 +189,10 @@ class Store(suite.TestCase):
         for group in ('a', 'b'):
             settings.setInt(group + '/x', 1).setInt(group + '/sub/y', 2)
         settings.renameKey('a', 'c')
-        settings.renameKey('b', 'B', True)
-        self.assertTexts(settings.groups(''), ['B', 'c'])
+        settings.renameKey('b', 'D', True)
+        self.assertTexts(settings.groups(''), ['D', 'c'])
         self.assertTexts(settings.groups('c'), [])
-        self.assertTexts(settings.groups('B'), ['sub'])
+        self.assertTexts(settings.groups('D'), ['sub'])
         self.assertRefusesTypes('Settings.renameKey', settings.renameKey, ('a', 'b', True), 2)
 
 

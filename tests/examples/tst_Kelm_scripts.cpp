@@ -560,13 +560,12 @@ private Q_SLOTS:
         QFETCH(QByteArray, code);
         QFETCH(QString, stored);
 
-        const QString path = script("left.py", code);
         if (command == "run")
-            QVERIFY(m_kelm.run({"run", path}));
+            QVERIFY(m_kelm.run({"run", script("left.py", code)}));
         else if (command == "eval")
             QVERIFY(m_kelm.run({"eval", "--", QString::fromUtf8(code)}));
         else
-            QVERIFY(m_kelm.runShell("\"$KELM\" python < " + path));
+            QVERIFY(m_kelm.runWithInput({"python"}, code));
 
         QCOMPARE(m_kelm.status, 0);
         QVERIFY(m_kelm.run({"settings", "get", "End/value"}));
